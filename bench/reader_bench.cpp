@@ -1,0 +1,76 @@
+// reader_bench FILE [ROUNDS]: what reading a text source costs, beside the plainest ways of doing the same,
+// all in one run. The file has a header line, ";" between values and '"' around some; generate_addresses
+// writes such a one.
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "cpu_time.h"
+#include "naive_split.h"
+#include "plain_read.h"
+#include "platform/base/runtime_error.h"
+#include "sources/text_source.h"
+
+namespace {
+
+using kestrel::bench::BestTime;
+using kestrel::bench::CpuSecondsOf;
+using kestrel::bench::SplitTotals;
+
+SplitTotals LookAtEverything(kestrel::Recordset& records) {
+  SplitTotals totals;
+  const std::size_t columns = records.ColumnCount();
+  for (records.MoveFirst(); !records.IsEof(); records.MoveNext()) {
+    for (std::size_t column = 0; column < columns; ++column) {
+      totals.value_bytes += records.TextAt(column).size();
+    }
+    totals.values += columns;
+    ++totals.records;
+  }
+  return totals;
+}
+
+void Compare(const std::string& path, int rounds) {
+  const kestrel::TextFormat format{
+      .column_headings = true, .file_format = "ANSI", .delimiter = ";", .text_recognition = "\""};
+  BestTime plain_read, naive_split, open, look;
+  SplitTotals naive, own;
+  std::size_t bytes = 0;
+  std::int64_t count = 0;
+  for (int round = 0; round < rounds; ++round) {
+    plain_read.Add(CpuSecondsOf([&] { bytes = kestrel::bench::PlainRead(path); }));
+    naive_split.Add(CpuSecondsOf([&] { naive = kestrel::bench::NaiveSplit(path); }));
+    kestrel::RecordsetPtr records;
+    open.Add(CpuSecondsOf([&] {
+      records = kestrel::OpenTextSource(path, format);
+      count = records->RecordCount();
+    }));
+    look.Add(CpuSecondsOf([&] { own = LookAtEverything(*records); }));
+  }
+  std::printf("%zu bytes, %lld records, best of %d rounds, CPU seconds\n", bytes, static_cast<long long>(count),
+              rounds);
+  std::printf("  plain read             %7.3f\n", plain_read.seconds());
+  std::printf("  open, exact count      %7.3f   %5.2f x plain read\n", open.seconds(),
+              open.seconds() / plain_read.seconds());
+  std::printf("  getline and split      %7.3f   %zu values, %zu bytes\n", naive_split.seconds(), naive.values,
+              naive.value_bytes);
+  std::printf("  look at every value    %7.3f   %5.2f x getline and split; %zu values, %zu bytes\n",
+              look.seconds(), look.seconds() / naive_split.seconds(), own.values, own.value_bytes);
+  std::printf("  open and look          %7.3f   %5.2f x getline and split\n", open.seconds() + look.seconds(),
+              (open.seconds() + look.seconds()) / naive_split.seconds());
+}
+
+}  // namespace
+
+int main(int argument_count, char** arguments) {
+  if (argument_count < 2 || argument_count > 3) {
+    std::fprintf(stderr, "reader_bench FILE [ROUNDS]\n");
+    return 2;
+  }
+  try {
+    Compare(arguments[1], argument_count == 3 ? std::atoi(arguments[2]) : 5);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 4;
+  }
+}

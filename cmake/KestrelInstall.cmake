@@ -1,0 +1,38 @@
+# What `cmake --install` puts where:
+#   bin/                            kestrel-import, kestrel-host
+#   lib/                            libkestrelimport, libkestrelwizard
+#   lib/kestrel/components/         the sample host's plug-in and its announcement (host/CMakeLists.txt)
+#   lib/cmake/KestrelImport/        the package for find_package
+#   include/kestrel/                the headers
+#   share/kestrel-import/           examples and demo files
+include(CMakePackageConfigHelpers)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/KestrelImport)
+set(data_folder ${CMAKE_INSTALL_DATADIR}/kestrel-import)
+
+set_target_properties(kestrelimport PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(TARGETS kestrelimport EXPORT KestrelImportTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(EXPORT KestrelImportTargets NAMESPACE KestrelImport:: DESTINATION ${package_folder})
+install(TARGETS kestrel-import RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+
+set(private_headers PATTERN "cli" EXCLUDE PATTERN "providers" EXCLUDE)
+if(KESTREL_WIZARD)
+  set_target_properties(kestrelwizard PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(TARGETS kestrelwizard EXPORT KestrelImportWizardTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install(EXPORT KestrelImportWizardTargets NAMESPACE KestrelImport:: DESTINATION ${package_folder})
+  install(TARGETS kestrel-host RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+else()
+  list(APPEND private_headers PATTERN "wizard" EXCLUDE)
+endif()
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kestrel
+  FILES_MATCHING PATTERN "*.h" ${private_headers})
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KestrelImportConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/KestrelImportConfig.cmake INSTALL_DESTINATION ${package_folder})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/KestrelImportConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/KestrelImportConfig.cmake
+  ${PROJECT_BINARY_DIR}/KestrelImportConfigVersion.cmake DESTINATION ${package_folder})
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples ${PROJECT_SOURCE_DIR}/demo DESTINATION ${data_folder}
+  PATTERN "*.py" EXCLUDE)

@@ -1,0 +1,14 @@
+// Input: a table; where it holds the bytes "MEMO", what follows them is its memo file.
+#include "platform/data/providers/dbf/dbf_recordset.h"
+#include "read_all.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace kestrel;
+  const std::string input = fuzz::BytesAsString(data, size);
+  const std::size_t mark = input.find("MEMO");
+  dbf::TableFiles files;
+  files.table = FileContent::CopyOf(std::string_view(input).substr(0, mark));
+  if (mark != std::string::npos) files.memo = FileContent::CopyOf(std::string_view(input).substr(mark + 4));
+  fuzz::MayFail([&] { fuzz::ReadAll(*dbf::DbfRecordset::Open(std::move(files), {})); });
+  return 0;
+}

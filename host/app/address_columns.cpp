@@ -1,0 +1,90 @@
+#include "app/address_columns.h"
+
+#include <QDate>
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "platform/base/text.h"
+#include "wizard/qt_text.h"
+
+namespace kestrel::host {
+
+namespace {
+
+struct KnownColumn {
+  const char* name;
+  const char* heading;
+  ColumnKind kind;
+};
+
+constexpr KnownColumn kKnownColumns[] = {
+    {"KundenNummer", "Nummer", ColumnKind::kNumber},
+    {"InteressentenNummer", "Nummer", ColumnKind::kNumber},
+    {"LieferantenNummer", "Nummer", ColumnKind::kNumber},
+    {"Bez1", "Name", ColumnKind::kText},
+    {"Bez2", "Name 2", ColumnKind::kText},
+    {"Bez3", "Name 3", ColumnKind::kText},
+    {"Strasse", "Straße", ColumnKind::kText},
+    {"EMail", "E-Mail", ColumnKind::kText},
+    {"Kundengruppe", "Gruppe", ColumnKind::kText},
+    {"Lieferantengruppe", "Gruppe", ColumnKind::kText},
+    {"KundeSeit", "Kunde seit", ColumnKind::kDate},
+    {"ErstKontakt", "Erster Kontakt", ColumnKind::kDate},
+    {"LieferantSeit", "Lieferant seit", ColumnKind::kDate},
+    {"Umsatz", "Umsatz", ColumnKind::kNumber},
+    {"Rabatt", "Rabatt", ColumnKind::kNumber},
+    {"Mitarbeiter", "Mitarbeiter", ColumnKind::kNumber},
+    {"Waehrung", "Währung", ColumnKind::kText},
+    {"Zahlungsziel", "Zahlungsziel", ColumnKind::kNumber},
+};
+
+// The database's own lower() knows ASCII letters only (SQLite).
+std::string InLowerCase(const std::string& expression) {
+  std::string lower = "lower(" + expression + ")";
+  for (const auto& [upper_letter, lower_letter] :
+       {std::pair("Ä", "ä"), std::pair("Ö", "ö"), std::pair("Ü", "ü")}) {
+    lower = "replace(" + lower + ", '" + upper_letter + "', '" + lower_letter + "')";
+  }
+  return lower;
+}
+
+}  // namespace
+
+AddressColumn DescribeColumn(std::string_view name) {
+  const auto known =
+      std::find_if(std::begin(kKnownColumns), std::end(kKnownColumns),
+                   [&](const KnownColumn& column) { return EqualsIgnoringCase(column.name, name); });
+  if (known == std::end(kKnownColumns)) return {std::string(name), ToQt(name), ColumnKind::kText};
+  return {std::string(name), QString::fromUtf8(known->heading), known->kind};
+}
+
+std::string OrderExpression(const AddressColumn& column) {
+  if (column.kind != ColumnKind::kText) return column.name;
+  std::string order = InLowerCase(column.name);
+  for (const auto& [letter, base] :
+       {std::pair("ä", "a"), std::pair("ö", "o"), std::pair("ü", "u"), std::pair("ß", "ss")}) {
+    order = "replace(" + order + ", '" + letter + "', '" + base + "')";
+  }
+  return order;
+}
+
+std::string SearchCondition(const std::string& column) {
+  return InLowerCase("CAST(" + column + " AS TEXT)") + " LIKE ? ESCAPE '!'";
+}
+
+std::string SearchPattern(const QString& text) {
+  QString pattern = text.toLower();
+  // What means something to LIKE is meant as it stands.
+  for (const char* special : {"!", "%", "_"}) pattern.replace(special, QString("!") + special);
+  return FromQt("%" + pattern + "%");
+}
+
+QString ShownText(const AddressColumn& column, std::string_view text) {
+  const QString shown = ToQt(text);
+  if (column.kind != ColumnKind::kDate) return shown;
+  const QDate date = QDate::fromString(shown.left(10), Qt::ISODate);
+  return date.isValid() ? date.toString("dd.MM.yyyy") : shown;
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,33 @@
+// What a column of an address list is called on the screen, and how it is shown and ordered.
+#pragma once
+
+#include <QString>
+#include <string>
+#include <string_view>
+
+namespace kestrel::host {
+
+enum class ColumnKind { kText, kNumber, kDate };
+
+struct AddressColumn {
+  std::string name;  // in the database
+  QString heading;
+  ColumnKind kind = ColumnKind::kText;
+};
+
+// A column that the host does not know is a text and is called by its name.
+AddressColumn DescribeColumn(std::string_view name);
+
+// An SQL expression for the order of the column: names without regard to case and umlauts, as in a German
+// directory.
+std::string OrderExpression(const AddressColumn& column);
+
+// An SQL condition that is true where any column holds the text, in whatever case. It has one parameter, which
+// SearchPattern makes.
+std::string SearchCondition(const std::string& column);
+std::string SearchPattern(const QString& text);
+
+// The text of a column as a person reads it: dates as day.month.year.
+QString ShownText(const AddressColumn& column, std::string_view text);
+
+}  // namespace kestrel::host

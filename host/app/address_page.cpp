@@ -1,0 +1,153 @@
+#include "app/address_page.h"
+
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLocale>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QVBoxLayout>
+#include <algorithm>
+#include <string>
+
+#include "app/list_parts.h"
+#include "wizard/page_parts.h"
+#include "wizard/qt_text.h"
+
+namespace kestrel::host {
+
+namespace {
+
+// More rows than anybody scrolls through; searching finds the rest.
+constexpr int kShownRows = 1000;
+constexpr int kTypingPauseMs = 200;
+
+std::vector<AddressColumn> ColumnsOf(Connection& connection, const char* table) {
+  std::vector<AddressColumn> columns;
+  for (const std::string& name : connection.ColumnNames(table)) columns.push_back(DescribeColumn(name));
+  if (columns.empty()) {
+    throw RuntimeError(ErrorNumber::kDatabase, std::string("Die Tabelle '") + table + "' hat keine Spalten.");
+  }
+  return columns;
+}
+
+}  // namespace
+
+AddressPage::AddressPage(const AddressList& list, ConnectionPtr connection, QWidget* parent)
+    : QWidget(parent),
+      list_(list),
+      connection_(std::move(connection)),
+      columns_(ColumnsOf(*connection_, list.table)) {
+  setObjectName(QString("page") + list.table);
+  BuildControls();
+  ConnectEvents();
+  Refresh();
+  FitColumns(*table_);
+}
+
+void AddressPage::BuildControls() {
+  search_ = new QLineEdit(this);
+  search_->setObjectName("search");
+  search_->setPlaceholderText("Suchen");
+  search_->setAccessibleName(QString("%1 suchen").arg(list_.title));
+  search_->setClearButtonEnabled(true);
+  order_by_ = new QComboBox(this);
+  order_by_->setObjectName("orderBy");
+  for (const AddressColumn& column : columns_) order_by_->addItem(column.heading);
+  QLabel* order_label = MakeLabel("Sortiert nach:", order_by_);
+  descending_ = new QCheckBox("absteigend", this);
+  descending_->setObjectName("descending");
+  auto* import = SetUpButton(new QPushButton(this), "cmdImport", list_.import_title,
+                             QString("%1 aus einer Datei oder Datenbank einlesen").arg(list_.title), 'I');
+  model_ = new QueryModel(columns_, this);
+  table_ = MakeTable(model_, list_.title, this);
+  table_->horizontalHeader()->setSortIndicator(0, Qt::AscendingOrder);
+  table_->setSortingEnabled(true);
+  count_ = new QLabel(this);
+  count_->setObjectName("count");
+
+  auto* top = new QHBoxLayout;
+  top->addWidget(search_, 1);
+  top->addSpacing(12);
+  top->addWidget(order_label);
+  top->addWidget(order_by_);
+  top->addWidget(descending_);
+  top->addStretch(1);
+  top->addWidget(import);
+  auto* page = new QVBoxLayout(this);
+  page->addLayout(top);
+  page->addWidget(table_, 1);
+  page->addWidget(count_);
+  SetTabOrder({search_, order_by_, descending_, import, table_});
+}
+
+void AddressPage::ConnectEvents() {
+  typing_.setSingleShot(true);
+  typing_.setInterval(kTypingPauseMs);
+  connect(search_, &QLineEdit::textChanged, &typing_, qOverload<>(&QTimer::start));
+  connect(&typing_, &QTimer::timeout, this, &AddressPage::Refresh);
+  // The order can be chosen in the table's header or, by keyboard, above it; each shows what the other chose.
+  connect(model_, &QueryModel::SortAsked, this, &AddressPage::OrderBy);
+  const auto order_chosen = [this] {
+    table_->sortByColumn(order_by_->currentIndex(),
+                         descending_->isChecked() ? Qt::DescendingOrder : Qt::AscendingOrder);
+  };
+  connect(order_by_, &QComboBox::currentIndexChanged, this, order_chosen);
+  connect(descending_, &QCheckBox::toggled, this, order_chosen);
+  connect(findChild<QPushButton*>("cmdImport"), &QPushButton::clicked, this,
+          [this] { emit ImportAsked(list_.app_mode); });
+}
+
+void AddressPage::OrderBy(int column, Qt::SortOrder order) {
+  order_column_ = std::clamp(column, 0, static_cast<int>(columns_.size()) - 1);
+  order_ = order;
+  const QSignalBlocker quiet_column(order_by_);
+  const QSignalBlocker quiet_direction(descending_);
+  order_by_->setCurrentIndex(order_column_);
+  descending_->setChecked(order_ == Qt::DescendingOrder);
+  Refresh();
+}
+
+void AddressPage::Search() {
+  search_->setFocus(Qt::ShortcutFocusReason);
+  search_->selectAll();
+}
+
+// The rows that hold what is typed into the search box, in whatever column.
+RecordsetPtr AddressPage::Select(const std::string& what, const std::string& behind) {
+  std::string sql = "SELECT " + what + " FROM " + list_.table;
+  const QString text = search_->text().trimmed();
+  if (text.isEmpty()) return connection_->OpenRecordset(sql + behind);
+  const std::string pattern = SearchPattern(text);
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    sql += (i == 0 ? " WHERE " : " OR ") + SearchCondition(columns_[i].name);
+  }
+  const auto query = connection_->Prepare(sql + behind);
+  for (std::size_t i = 0; i < columns_.size(); ++i) query->BindText(i, pattern);
+  return query->Open();
+}
+
+void AddressPage::Refresh() {
+  const AddressColumn& order = columns_[static_cast<std::size_t>(order_column_)];
+  const std::string direction = order_ == Qt::AscendingOrder ? " ASC" : " DESC";
+  Trap(
+      [&] {
+        const std::int64_t count = Select("COUNT(*)", "")->ValueAt(0).ToInteger();
+        // Equal ones stand in the order of their numbers.
+        const RecordsetPtr rows =
+            Select("*", " ORDER BY " + OrderExpression(order) + direction + ", " + columns_.front().name +
+                            " LIMIT " + std::to_string(kShownRows));
+        const bool was_empty = model_->rowCount() == 0;
+        model_->SetRows(*rows, kShownRows);
+        // Widths that a person has chosen stay, but there is nothing to choose by in an empty list.
+        if (was_empty) FitColumns(*table_);
+        const QLocale german(QLocale::German);
+        const QString all = german.toString(static_cast<qlonglong>(count));
+        count_->setText(count > kShownRows
+                            ? QString("Die ersten %1 von %2 Adressen").arg(german.toString(kShownRows), all)
+                        : count == 1 ? QString("1 Adresse")
+                                     : all + " Adressen");
+      },
+      [&](const RuntimeError& error) { count_->setText(ToQt(error.Description())); });
+}
+
+}  // namespace kestrel::host

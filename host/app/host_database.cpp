@@ -1,0 +1,35 @@
+#include "app/host_database.h"
+
+#include <algorithm>
+
+#include "platform/base/file.h"
+#include "platform/base/text.h"
+#include "platform/data/open_connection.h"
+
+namespace kestrel::host {
+
+ConnectionPtr OpenHostDatabase(const std::string& folder, const std::string& connection_string) {
+  std::string database = connection_string;
+  if (database.empty()) {
+    database = JoinPath(folder, "kestrel.db");
+    // Opening would make an empty one.
+    if (!FileExists(database)) {
+      throw RuntimeError(ErrorNumber::kFileNotFound,
+                         "Im Ordner '" + folder +
+                             "' liegt keine Beispielanwendung. Legen Sie sie mit 'kestrel-import init " +
+                             folder + "' an.");
+    }
+  }
+  ConnectionPtr connection = OpenConnection(database);
+  const std::vector<CatalogTable> tables = connection->Tables();
+  const bool has_addresses = std::any_of(tables.begin(), tables.end(), [](const CatalogTable& table) {
+    return EqualsIgnoringCase(table.name, "Kunden");
+  });
+  if (!has_addresses) {
+    throw RuntimeError(ErrorNumber::kDatabase,
+                       "Die Datenbank enthält keine Adresslisten der Beispielanwendung.");
+  }
+  return connection;
+}
+
+}  // namespace kestrel::host

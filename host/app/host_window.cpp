@@ -1,0 +1,113 @@
+#include "app/host_window.h"
+
+#include <QAbstractButton>
+#include <QCloseEvent>
+#include <QIcon>
+#include <QMenuBar>
+#include <QStatusBar>
+
+#include "wizard/page_parts.h"
+#include "wizard/qt_text.h"
+
+namespace kestrel::host {
+
+namespace {
+
+constexpr AddressList kAddressLists[] = {
+    {"Kunden", "Kunden", "Kunden importieren...", 2},
+    {"Interessenten", "Interessenten", "Interessenten importieren...", 3},
+    {"Lieferanten", "Lieferanten", "Lieferanten importieren...", 4},
+};
+
+constexpr LogList kLogLists[] = {
+    {"Importprotokoll", "LST_Import", {"Meldung"}},
+    {"Dublettenprotokoll", "LST_ImportDublett", {"Datensatz", "Feld", "Wert"}},
+};
+
+constexpr int kNoticeMs = 5000;
+
+}  // namespace
+
+HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, ConnectionPtr connection,
+                       const std::string& personal_nr)
+    : ui_(ui),
+      connection_(std::move(connection)),
+      wizard_(this),
+      import_man_(Platform{ui_, components, clock_}, &wizard_) {
+  setObjectName("hostWindow");
+  setWindowTitle("KESTREL Adressen");
+  setWindowIcon(QIcon(":/kestrel/logo.svg"));
+  import_man_.SetConnection(connection_);
+  import_man_.SetPersonalNr(personal_nr);
+
+  tabs_ = new QTabWidget(this);
+  tabs_->setObjectName("tabs");
+  tabs_->setDocumentMode(true);
+  for (const AddressList& list : kAddressLists) {
+    auto* page = new AddressPage(list, connection_, tabs_);
+    tabs_->addTab(page, list.title);
+    address_pages_.push_back(page);
+    connect(page, &AddressPage::ImportAsked, this, &HostWindow::OpenImport);
+  }
+  for (const LogList& list : kLogLists) {
+    auto* page = new LogPage(list, components, connection_, tabs_);
+    tabs_->addTab(page, list.title);
+    log_pages_.push_back(page);
+  }
+  setCentralWidget(tabs_);
+  BuildMenu();
+  auto* user = new QLabel(ToQt("Angemeldet: " + personal_nr), this);
+  statusBar()->addPermanentWidget(user);
+  resize(1080, 640);
+  RememberSize(this, "host");
+  connect(&wizard_, &Wizard::Ended, this, &HostWindow::RefreshAll);
+}
+
+void HostWindow::BuildMenu() {
+  QMenu* file = menuBar()->addMenu("&Datei");
+  for (const AddressList& list : kAddressLists) {
+    file->addAction(list.import_title, this, [this, mode = list.app_mode] { OpenImport(mode); });
+  }
+  file->addSeparator();
+  file->addAction("&Beenden", QKeySequence("Ctrl+Q"), this, &QWidget::close);
+  QMenu* view = menuBar()->addMenu("A&nsicht");
+  view->addAction("&Suchen", QKeySequence(QKeySequence::Find), this, &HostWindow::Search);
+  view->addAction("&Aktualisieren", QKeySequence(QKeySequence::Refresh), this, &HostWindow::RefreshAll);
+}
+
+void HostWindow::OpenImport(std::int16_t app_mode) {
+  // There is one session; an import that is being prepared is not thrown away by a second click.
+  if (QWidget* page = wizard_.CurrentPage()) {
+    page->raise();
+    page->activateWindow();
+    statusBar()->showMessage("Ein Import ist bereits geöffnet.", kNoticeMs);
+    return;
+  }
+  import_man_.SetApplication(app_mode);
+  import_man_.ShowDialog();
+}
+
+void HostWindow::RefreshAll() {
+  for (AddressPage* page : address_pages_) page->Refresh();
+  for (LogPage* page : log_pages_) page->Refresh();
+}
+
+void HostWindow::Search() {
+  if (auto* page = qobject_cast<AddressPage*>(tabs_->currentWidget())) page->Search();
+}
+
+void HostWindow::closeEvent(QCloseEvent* event) {
+  if (QWidget* page = wizard_.CurrentPage()) {
+    const Answer answer = ui_.MessageBox("Ein Import ist noch geöffnet. Möchten Sie ihn abbrechen?", "Beenden?",
+                                         Icon::kQuestion, Buttons::kYesNo);
+    auto* cancel = page->findChild<QAbstractButton*>("cmdCancel");
+    if (answer != Answer::kYes || cancel == nullptr) {
+      event->ignore();
+      return;
+    }
+    cancel->click();
+  }
+  QMainWindow::closeEvent(event);
+}
+
+}  // namespace kestrel::host

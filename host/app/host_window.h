@@ -1,0 +1,43 @@
+// The sample host: a small business application whose address lists are filled by imports.
+#pragma once
+
+#include <QMainWindow>
+#include <QTabWidget>
+#include <vector>
+
+#include "app/address_page.h"
+#include "app/log_page.h"
+#include "wizard/wizard.h"
+
+namespace kestrel::host {
+
+class HostWindow final : public QMainWindow {
+  Q_OBJECT
+ public:
+  // Dialogs and registry outlive the window. `personal_nr` is the user at work. Error 3000 where the database
+  // lacks an address list.
+  HostWindow(UserInterface& ui, ComponentRegistry& components, ConnectionPtr connection,
+             const std::string& personal_nr);
+
+ protected:
+  // An import that is still open is asked about, and cancelled on yes.
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  void BuildMenu();
+  void OpenImport(std::int16_t app_mode);
+  void RefreshAll();
+  void Search();
+
+  UserInterface& ui_;
+  ConnectionPtr connection_;
+  SystemClock clock_;
+  // The import component: one session, used again for every import.
+  Wizard wizard_;
+  ImportMan import_man_;
+  QTabWidget* tabs_;
+  std::vector<AddressPage*> address_pages_;
+  std::vector<LogPage*> log_pages_;
+};
+
+}  // namespace kestrel::host

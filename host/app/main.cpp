@@ -1,0 +1,57 @@
+// kestrel-host FOLDER: opens the sample host that `kestrel-import init FOLDER` made.
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QFileInfo>
+#include <cstdio>
+#include <memory>
+
+#include "app/host_database.h"
+#include "app/host_window.h"
+#include "wizard/qt_text.h"
+#include "wizard/qt_user_interface.h"
+
+namespace {
+
+constexpr int kNotUsable = 4;
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  QApplication application(count, arguments);
+  QApplication::setApplicationName("kestrel-host");
+  QApplication::setApplicationDisplayName("KESTREL Adressen");
+  kestrel::SpeakGerman();
+
+  QCommandLineParser parser;
+  parser.setApplicationDescription("Beispielanwendung: Adresslisten, in die importiert wird.");
+  parser.addHelpOption();
+  parser.addPositionalArgument("ordner", "Ordner, den 'kestrel-import init' angelegt hat");
+  const QCommandLineOption host("host", "Datenbank (statt der im Ordner)", "verbindung");
+  const QCommandLineOption user("user", "Personalnummer", "personalnr", "4711");
+  parser.addOption(host);
+  parser.addOption(user);
+  parser.process(application);
+  if (parser.positionalArguments().size() != 1) parser.showHelp(2);
+  const QString folder = QFileInfo(parser.positionalArguments().first()).absoluteFilePath();
+  // The component looks for its specifications here.
+  qputenv("KESTREL_HOME", folder.toUtf8());
+
+  kestrel::ComponentRegistry components;
+  components.AddDefaultFolders();
+  kestrel::QtUserInterface ui;
+  std::unique_ptr<kestrel::host::HostWindow> window;
+  const bool open = kestrel::Trap(
+      [&] {
+        window = std::make_unique<kestrel::host::HostWindow>(
+            ui, components,
+            kestrel::host::OpenHostDatabase(kestrel::FromQt(folder), kestrel::FromQt(parser.value(host))),
+            kestrel::FromQt(parser.value(user)));
+      },
+      [](const kestrel::RuntimeError& error) { std::fprintf(stderr, "kestrel-host: %s\n", error.what()); });
+  if (!open) return kNotUsable;
+  // Relative source paths are meant from the specifications, as on the command line.
+  QDir::setCurrent(QDir(folder).filePath("Import"));
+  window->show();
+  return QApplication::exec();
+}

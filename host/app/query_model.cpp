@@ -1,0 +1,43 @@
+#include "app/query_model.h"
+
+namespace kestrel::host {
+
+bool QueryModel::SetRows(Recordset& recordset, int limit) {
+  std::vector<std::size_t> positions;
+  for (const AddressColumn& column : columns_) positions.push_back(recordset.RequireColumn(column.name));
+  std::vector<QStringList> rows;
+  for (int row = 0; row < limit && !recordset.IsEof(); ++row, recordset.MoveNext()) {
+    QStringList texts;
+    for (std::size_t column = 0; column < columns_.size(); ++column) {
+      texts << ShownText(columns_[column], recordset.TextAt(positions[column]));
+    }
+    rows.push_back(std::move(texts));
+  }
+  beginResetModel();
+  rows_ = std::move(rows);
+  endResetModel();
+  return !recordset.IsEof();
+}
+
+QVariant QueryModel::data(const QModelIndex& index, int role) const {
+  if (!index.isValid()) return {};
+  if (role == Qt::TextAlignmentRole) {
+    const bool number = columns_[static_cast<std::size_t>(index.column())].kind == ColumnKind::kNumber;
+    return QVariant::fromValue(Qt::AlignVCenter | (number ? Qt::AlignRight : Qt::AlignLeft));
+  }
+  if (role != Qt::DisplayRole && role != Qt::ToolTipRole) return {};
+  return rows_[static_cast<std::size_t>(index.row())][index.column()];
+}
+
+QVariant QueryModel::headerData(int section, Qt::Orientation orientation, int role) const {
+  if (orientation != Qt::Horizontal || section < 0 || section >= columnCount()) return {};
+  const AddressColumn& column = columns_[static_cast<std::size_t>(section)];
+  if (role == Qt::DisplayRole) return column.heading;
+  if (role == Qt::TextAlignmentRole) {
+    const bool number = column.kind == ColumnKind::kNumber;
+    return QVariant::fromValue(Qt::AlignVCenter | (number ? Qt::AlignRight : Qt::AlignLeft));
+  }
+  return {};
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,178 @@
+#include "components/duplicate_keys.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "components/cologne_phonetics.h"
+#include "components/folded_text.h"
+#include "platform/base/runtime_error.h"
+#include "platform/base/text.h"
+
+namespace kestrel::host {
+
+namespace {
+
+constexpr std::size_t kKeyLength = 9;
+constexpr std::size_t kMostWords = 32;
+
+constexpr std::string_view kTitles[] = {"HERR", "HERRN", "FRAU", "FIRMA", "FA",  "DR",  "PROF", "DIPL",
+                                        "ING",  "MED",   "MAG",  "UND",   "AND", "ZHD", "Z",    "HD"};
+constexpr std::string_view kLegalForms[] = {
+    "GMBH",   "MBH",     "AG",   "KG", "OHG", "CO", "COMPAGNIE", "CIE", "KGAA",
+    "GBR",    "UG",      "EV",   "EG", "EK",  "SE", "PARTG",     "INC", "LTD",
+    "LLC",    "SA",      "SARL", "BV", "NV",  "FA", "FIRMA",     "UND", "HAFTUNGSBESCHRAENKT",
+    "GESMBH", "STIFTUNG"};
+
+template <std::size_t Count>
+bool IsOneOf(std::string_view word, const std::string_view (&words)[Count]) {
+  return std::find(std::begin(words), std::end(words), word) != std::end(words);
+}
+
+std::string Folded(std::string_view text) {
+  std::string folded;
+  folded.reserve(text.size() + 16);
+  AppendFolded(folded, text);
+  return folded;
+}
+
+void AppendWithoutBlanks(std::string& text, std::string_view part) {
+  const std::size_t start = text.size();
+  AppendFolded(text, part);
+  text.erase(std::remove(text.begin() + static_cast<std::ptrdiff_t>(start), text.end(), ' '), text.end());
+}
+
+// A leading country sign ("D-50667") is no part of a postcode.
+std::string Postcode(const AddressParts& address) {
+  std::string postcode;
+  AppendWithoutBlanks(postcode, address.postcode);
+  const std::size_t digit = postcode.find_first_of("0123456789");
+  if (digit != std::string::npos && digit <= 2) postcode.erase(0, digit);
+  return postcode;
+}
+
+std::string Street(const AddressParts& address) {
+  std::string street;
+  AppendStreet(street, Folded(address.street));
+  return street;
+}
+
+std::string AsWritten(const AddressParts& address) {
+  std::string names;
+  for (const std::string_view name : address.names) AppendWithoutBlanks(names, name);
+  std::string place = Postcode(address) + '|';
+  AppendWithoutBlanks(place, address.town);
+  place += '|' + Street(address);
+  if (names.empty() && place.size() == 2) return {};
+  return names + '|' + place;
+}
+
+std::string AsItSounds(const AddressParts& address) {
+  const std::string postcode = Postcode(address);
+  if (postcode.empty()) return {};
+  // The codes of all words one behind the other, and where each begins.
+  std::string codes;
+  std::array<std::pair<std::size_t, std::size_t>, kMostWords> places;
+  std::size_t count = 0;
+  for (const std::string_view name : address.names) {
+    const std::string folded = Folded(name);
+    std::string_view rest = folded;
+    for (std::string_view word = TakeWord(rest); !word.empty() && count < kMostWords; word = TakeWord(rest)) {
+      if (IsOneOf(word, kTitles) || IsOneOf(word, kLegalForms)) continue;
+      const std::size_t start = codes.size();
+      AppendCologneCode(codes, word);
+      // Digits and letters of other scripts have no sound of their own.
+      if (codes.size() == start) codes += word;
+      places[count++] = {start, codes.size() - start};
+    }
+  }
+  if (count == 0) return {};
+  const auto code_at = [&codes](const auto& place) {
+    return std::string_view(codes).substr(place.first, place.second);
+  };
+  const auto end = places.begin() + static_cast<std::ptrdiff_t>(count);
+  std::sort(places.begin(), end, [&](const auto& a, const auto& b) { return code_at(a) < code_at(b); });
+  std::string text = postcode;
+  for (auto place = places.begin(); place != end; ++place) text.append("|").append(code_at(*place));
+  return text;
+}
+
+std::string AsCompany(const AddressParts& address) {
+  const std::string street = Street(address);
+  if (street.empty()) return {};
+  const std::string folded = Folded(address.names[0]);
+  std::string company;
+  std::string_view rest = folded;
+  for (std::string_view word = TakeWord(rest); !word.empty(); word = TakeWord(rest)) {
+    // "e. V." and "e. K." fall into single letters.
+    if (word == "E" && (rest == "V" || rest == "K")) break;
+    if (!IsOneOf(word, kLegalForms)) company += word;
+  }
+  if (company.empty()) return {};
+  return company + '|' + street;
+}
+
+std::uint64_t Hash(std::string_view code, std::string_view text) {
+  std::uint64_t hash = 0xCBF29CE484222325U;
+  const auto add = [&hash](std::string_view bytes) {
+    for (const char c : bytes) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
+  };
+  add(code);
+  add("|");
+  add(text);
+  hash = (hash ^ (hash >> 33)) * 0xFF51AFD7ED558CCDU;
+  hash = (hash ^ (hash >> 33)) * 0xC4CEB9FE1A85EC53U;
+  return hash ^ (hash >> 33);
+}
+
+}  // namespace
+
+AddressParts::AddressParts(std::string_view key_text) {
+  std::array<std::string_view, 7> parts;
+  for (std::string_view& part : parts) {
+    const std::size_t end = key_text.find('|');
+    part = key_text.substr(0, end);
+    key_text.remove_prefix(end == std::string_view::npos ? key_text.size() : end + 1);
+  }
+  postcode = parts[0];
+  town = parts[1];
+  street = parts[2];
+  names = {parts[4], parts[5], parts[6]};
+}
+
+std::string CanonicalText(std::string_view code, const AddressParts& address) {
+  if (code == "1") return AsWritten(address);
+  if (code == "2") return AsItSounds(address);
+  if (code == "3") return AsCompany(address);
+  throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
+                     "Unbekannter Algorithmus '" + std::string(code) +
+                         "' für einen Dublettenschlüssel (bekannt sind 1, 2 und 3).");
+}
+
+std::string BuildDoubletKey(std::string_view code, std::string_view key_text) {
+  static constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+  const std::string canonical = CanonicalText(code, AddressParts(key_text));
+  if (canonical.empty()) return {};
+  std::uint64_t hash = Hash(code, canonical);
+  std::string key(kKeyLength, 'A');
+  for (char& digit : key) {
+    digit = kDigits[hash & 63];
+    hash >>= 6;
+  }
+  return key;
+}
+
+std::string_view KeyMemory::Build(std::string_view code, std::string_view key_text) {
+  for (const Entry& entry : entries_) {
+    if (entry.used && entry.text == key_text && entry.code == code) return entry.key;
+  }
+  Entry& entry = entries_[next_];
+  entry.used = false;
+  entry.key = BuildDoubletKey(code, key_text);
+  entry.code = code;
+  entry.text = key_text;
+  entry.used = true;
+  next_ = (next_ + 1) % entries_.size();
+  return entry.key;
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,106 @@
+#include "components/field_value.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <optional>
+
+#include "platform/base/date.h"
+#include "platform/base/number.h"
+#include "platform/base/runtime_error.h"
+#include "platform/base/text.h"
+
+namespace kestrel::host {
+
+namespace {
+
+[[noreturn]] void Refuse(const DestinationField& field, std::string_view text, std::string_view expected) {
+  throw RuntimeError(ErrorNumber::kTypeMismatch, "Das Feld '" + field.name + "' erwartet " +
+                                                     std::string(expected) + ", der Wert ist '" +
+                                                     std::string(text) + "'.");
+}
+
+// Digits with an optional sign, the usual writing, without the detour over a real number.
+std::optional<std::int64_t> PlainWholeNumber(std::string_view text) {
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}
+
+std::int64_t ToWhole(const DestinationField& field, std::string_view text) {
+  if (const auto number = PlainWholeNumber(text)) return *number;
+  if (const auto number = ParseWholeNumber(text)) return *number;
+  // "12,0" is a whole number as well.
+  const auto number = ParseNumber(text);
+  constexpr double kExactWholes = 9007199254740992.0;
+  if (!number || *number != std::floor(*number) || std::fabs(*number) > kExactWholes) {
+    Refuse(field, text, "eine ganze Zahl");
+  }
+  return static_cast<std::int64_t>(*number);
+}
+
+bool IsDigits(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+int Number(std::string_view digits) {
+  int number = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  return number;
+}
+
+std::optional<CalendarDate> ReadDate(std::string_view text) {
+  constexpr std::size_t kDay = 8;
+  constexpr std::size_t kDayAndTime = 14;
+  CalendarDate date;
+  if ((text.size() == kDay || text.size() == kDayAndTime) && IsDigits(text)) {
+    if (text.substr(kDay).find_first_not_of('0') != std::string_view::npos) return std::nullopt;
+    date = {Number(text.substr(0, 4)), Number(text.substr(4, 2)), Number(text.substr(6, 2))};
+  } else if (text.size() == 10 && text[4] == '-' && text[7] == '-' && IsDigits(text.substr(0, 4)) &&
+             IsDigits(text.substr(5, 2)) && IsDigits(text.substr(8))) {
+    date = {Number(text.substr(0, 4)), Number(text.substr(5, 2)), Number(text.substr(8))};
+  } else {
+    return ParseGermanDate(text);
+  }
+  if (!IsRealDate(date)) return std::nullopt;
+  return date;
+}
+
+std::string_view ToIso(const DestinationField& field, std::string_view text, IsoDate& iso) {
+  const auto date = ReadDate(text);
+  if (!date) Refuse(field, text, "ein Datum");
+  const auto put = [&iso](std::size_t start, std::size_t digits, int number) {
+    for (std::size_t i = digits; i-- > 0; number /= 10)
+      iso.text[start + i] = static_cast<char>('0' + number % 10);
+  };
+  put(0, 4, date->year);
+  put(5, 2, date->month);
+  put(8, 2, date->day);
+  iso.text[4] = iso.text[7] = '-';
+  return {iso.text, sizeof iso.text};
+}
+
+}  // namespace
+
+StoredValue ConvertFieldText(const DestinationField& field, std::string_view text, IsoDate& date) {
+  if (field.kind == FieldKind::kText) {
+    const auto size = static_cast<std::size_t>(field.size);
+    // Bytes are an upper bound for characters, so most texts need no counting.
+    if (size != 0 && text.size() > size && LengthInCharacters(text) > size) {
+      throw RuntimeError(ErrorNumber::kColumnType, "Der Wert des Feldes '" + field.name + "' ist länger als " +
+                                                       std::to_string(size) + " Zeichen: '" +
+                                                       std::string(text) + "'.");
+    }
+    return text;
+  }
+  const std::string_view trimmed = TrimBlanks(text);
+  if (trimmed.empty()) return std::monostate();
+  if (field.kind == FieldKind::kWhole) return ToWhole(field, trimmed);
+  if (field.kind == FieldKind::kDate) return ToIso(field, trimmed, date);
+  const auto number = ParseNumber(trimmed);
+  if (!number) Refuse(field, text, "eine Zahl");
+  return *number;
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,97 @@
+#include "components/folded_text.h"
+
+#include <array>
+
+#include "platform/base/text.h"
+
+namespace kestrel::host {
+
+namespace {
+
+// What U+00C0 to U+017F become; empty for signs.
+constexpr std::array<std::string_view, 0x180 - 0xC0> kLatin = {
+    "A", "A", "A",  "A",  "AE", "A", "AE", "C", "E",  "E", "E", "E", "I",  "I", "I",  "I",   // U+00C0
+    "D", "N", "O",  "O",  "O",  "O", "OE", "",  "OE", "U", "U", "U", "UE", "Y", "TH", "SS",  // U+00D0
+    "A", "A", "A",  "A",  "AE", "A", "AE", "C", "E",  "E", "E", "E", "I",  "I", "I",  "I",   // U+00E0
+    "D", "N", "O",  "O",  "O",  "O", "OE", "",  "OE", "U", "U", "U", "UE", "Y", "TH", "Y",   // U+00F0
+    "A", "A", "A",  "A",  "A",  "A", "C",  "C", "C",  "C", "C", "C", "C",  "C", "D",  "D",   // U+0100
+    "D", "D", "E",  "E",  "E",  "E", "E",  "E", "E",  "E", "E", "E", "G",  "G", "G",  "G",   // U+0110
+    "G", "G", "G",  "G",  "H",  "H", "H",  "H", "I",  "I", "I", "I", "I",  "I", "I",  "I",   // U+0120
+    "I", "I", "IJ", "IJ", "J",  "J", "K",  "K", "K",  "L", "L", "L", "L",  "L", "L",  "L",   // U+0130
+    "L", "L", "L",  "N",  "N",  "N", "N",  "N", "N",  "N", "N", "N", "O",  "O", "O",  "O",   // U+0140
+    "O", "O", "OE", "OE", "R",  "R", "R",  "R", "R",  "R", "S", "S", "S",  "S", "S",  "S",   // U+0150
+    "S", "S", "T",  "T",  "T",  "T", "T",  "T", "U",  "U", "U", "U", "U",  "U", "U",  "U",   // U+0160
+    "U", "U", "U",  "U",  "W",  "W", "Y",  "Y", "Y",  "Z", "Z", "Z", "Z",  "Z", "Z",  "S",   // U+0170
+};
+
+constexpr std::array<char, 128> MakeAscii() {
+  std::array<char, 128> table{};
+  for (std::size_t c = '0'; c <= '9'; ++c) table[c] = static_cast<char>(c);
+  for (std::size_t c = 'A'; c <= 'Z'; ++c) {
+    table[c] = static_cast<char>(c);
+    table[c + 32] = static_cast<char>(c);
+  }
+  return table;
+}
+constexpr std::array<char, 128> kAscii = MakeAscii();
+
+// Dashes, quotation marks, the no-break space and the other signs below the letters.
+bool IsSign(char32_t code_point) {
+  return code_point < 0xC0 || (code_point >= 0x2000 && code_point < 0x2C00) ||
+         (code_point >= 0x3000 && code_point < 0x3040);
+}
+
+}  // namespace
+
+void AppendFolded(std::string& folded, std::string_view text) {
+  bool gap = false;
+  bool started = false;
+  const auto begin_letter = [&] {
+    if (gap && started) folded.push_back(' ');
+    gap = false;
+    started = true;
+  };
+  std::size_t position = 0;
+  while (position < text.size()) {
+    const auto byte = static_cast<unsigned char>(text[position]);
+    if (byte < 0x80) {
+      ++position;
+      if (const char letter = kAscii[byte]; letter != 0) {
+        begin_letter();
+        folded.push_back(letter);
+      } else {
+        gap = true;
+      }
+      continue;
+    }
+    const char32_t code_point = NextCodePoint(text, position);
+    if (code_point >= 0xC0 && code_point < 0x180 && !kLatin[code_point - 0xC0].empty()) {
+      begin_letter();
+      folded += kLatin[code_point - 0xC0];
+    } else if (code_point == 0x1E9E) {  // the capital ß
+      begin_letter();
+      folded += "SS";
+    } else if (IsSign(code_point) || code_point < 0x180) {
+      gap = true;
+    } else {
+      begin_letter();
+      AppendUtf8(folded, code_point);
+    }
+  }
+}
+
+std::string_view TakeWord(std::string_view& folded) {
+  const std::size_t end = folded.find(' ');
+  const std::string_view word = folded.substr(0, end);
+  folded.remove_prefix(end == std::string_view::npos ? folded.size() : end + 1);
+  return word;
+}
+
+void AppendStreet(std::string& street, std::string_view folded) {
+  for (std::string_view word = TakeWord(folded); !word.empty(); word = TakeWord(folded)) {
+    street += word;
+    if (word.ends_with("STR")) street += "ASSE";
+  }
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,47 @@
+// KSHProto.Protokoll: one log of the host, a head in Protokoll and its rows in Protokollzeilen.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/automation/bound_object.h"
+#include "platform/data/connection.h"
+
+namespace kestrel::host {
+
+class LogComponent final : public BoundObject<LogComponent> {
+ public:
+  static void Bind(Members& members);
+
+ private:
+  static constexpr std::size_t kColumns = 3;
+
+  // Creates a log and returns its key, the number as text. `date` is in the short German form; a text that is
+  // none is kept as it stands. Rows of this object belong to the log created last. Error 91 or 438 where
+  // `connection` is none, 3000 from the database.
+  std::string CreateProtokoll(const Value& connection, std::string_view title, std::string_view user,
+                              std::string_view list, std::string_view date, std::string_view description,
+                              std::string_view file, std::string_view source, std::optional<Value> reserved,
+                              std::optional<std::string> log_class);
+  // Starts a row without texts. Error 91 before CreateProtokoll.
+  void AddNewRecord();
+  // Sets a column, 0 to 2, of the row. `kind` 10 is a text, the only kind there is. Error 5 for another one
+  // or without a row, 9 for another column.
+  void SetField(std::int64_t kind, std::int64_t column, std::string_view text);
+  // Stores the row; it is durable within a quarter second. Error 5 without a row, 3000 from the database.
+  void UpdateRecord();
+
+  ObjectPtr connection_;
+  std::int64_t number_ = 0;
+  std::int64_t row_number_ = 0;
+  std::unique_ptr<Statement> insert_row_;
+  std::array<std::string, kColumns> texts_;
+  std::array<bool, kColumns> set_{};
+  bool in_row_ = false;
+};
+
+}  // namespace kestrel::host

@@ -1,0 +1,25 @@
+// kestrelhost.LogReader: the rows of the host's logs, for programs that show them.
+#pragma once
+
+#include <string_view>
+
+#include "platform/automation/bound_object.h"
+#include "platform/data/connection.h"
+
+namespace kestrel::host {
+
+class LogReader final : public BoundObject<LogReader> {
+ public:
+  static void Bind(Members& members);
+
+ private:
+  // Error 91 or 438 where the object is no connection.
+  void SetConnection(const ObjectPtr& connection);
+  // The rows of all logs of a list name, or of the last one only, in the order they were written. Columns:
+  // Protokoll (number), Datum, Benutzer, Beschreibung, Datei, Quelle, Spalte0, Spalte1, Spalte2.
+  ObjectPtr ReadLog(std::string_view list, bool only_last);
+
+  ObjectPtr connection_;
+};
+
+}  // namespace kestrel::host

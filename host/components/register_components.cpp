@@ -1,0 +1,43 @@
+#include "components/register_components.h"
+
+#include <memory>
+
+#include "components/doublet_functions.h"
+#include "components/log_component.h"
+#include "components/log_reader.h"
+#include "components/settings_component.h"
+#include "components/setup.h"
+#include "components/table_importer.h"
+#include "platform/base/text.h"
+#include "schema/default_destinations.h"
+
+namespace kestrel::host {
+
+namespace {
+
+constexpr std::string_view kImporterPrefix = "KSBIMPORT.";
+
+void RegisterImporter(ComponentRegistry& registry, const std::string& prog_id,
+                      const std::shared_ptr<KeyMemory>& keys) {
+  registry.Register(prog_id, [prog_id, keys] { return std::make_shared<TableImporter>(prog_id, keys); });
+}
+
+}  // namespace
+
+void RegisterComponents(ComponentRegistry& registry) {
+  registry.Register("KSHProto.Protokoll", [] { return std::make_shared<LogComponent>(); });
+  registry.Register("KSBSetting.KSSettings", [] { return std::make_shared<SettingsComponent>(); });
+  const auto keys = std::make_shared<KeyMemory>();
+  registry.Register("ksDoubLb.DoubletFunctions", [keys] { return std::make_shared<DoubletFunctions>(keys); });
+  registry.Register("kestrelhost.Setup", [] { return std::make_shared<Setup>(); });
+  registry.Register("kestrelhost.LogReader", [] { return std::make_shared<LogReader>(); });
+  // Destinations of a user's own need only an announcement and their rows of Importziele and Importfelder.
+  for (const std::string& prog_id : registry.ProgIds()) {
+    if (UpperCase(prog_id).starts_with(kImporterPrefix)) RegisterImporter(registry, prog_id, keys);
+  }
+  for (const DefaultDestination& destination : kDefaultDestinations) {
+    RegisterImporter(registry, destination.prog_id, keys);
+  }
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "platform/automation/component_registry.h"
+
+namespace kestrel::host {
+
+// Registers everything the sample host offers: log, settings, duplicate keys, set-up, log reader, and an
+// import class for each of its own destinations and for every other announced identifier that begins
+// with "ksbimport.".
+void RegisterComponents(ComponentRegistry& registry);
+
+}  // namespace kestrel::host

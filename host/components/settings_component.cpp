@@ -1,0 +1,30 @@
+#include "components/settings_component.h"
+
+#include "schema/settings.h"
+
+namespace kestrel::host {
+
+void SettingsComponent::Bind(Members& members) {
+  members.Method("Init", &SettingsComponent::Init);
+  members.Method("GetSetting", &SettingsComponent::GetSetting);
+  members.Method("SetSetting", &SettingsComponent::SetSetting);
+}
+
+void SettingsComponent::Init(std::int64_t, const Value& connection) {
+  const ObjectPtr object = connection.ToObject();
+  RequireConnection(object);
+  connection_ = object;
+}
+
+void SettingsComponent::GetSetting(std::string_view group, std::string_view name, Value& result,
+                                   std::optional<std::string>, std::optional<std::string>,
+                                   std::optional<std::string> fallback) {
+  const std::string otherwise = fallback.value_or(std::string());
+  result.AssignText(Settings::Of(RequireConnection(connection_)).Get(group, name, otherwise));
+}
+
+void SettingsComponent::SetSetting(std::string_view group, std::string_view name, std::string_view value) {
+  Settings::Of(RequireConnection(connection_)).Set(group, name, value);
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,30 @@
+// KSBSetting.KSSettings: the host's settings. Cheap to make anew for every question, as the settings
+// themselves are kept with the connection.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "platform/automation/bound_object.h"
+#include "platform/data/connection.h"
+
+namespace kestrel::host {
+
+class SettingsComponent final : public BoundObject<SettingsComponent> {
+ public:
+  static void Bind(Members& members);
+
+ private:
+  // `kind` has one value, 0. Error 91 or 438 where `connection` is none.
+  void Init(std::int64_t kind, const Value& connection);
+  // Leaves the setting's text in `result`, or the default. This host does not tell users and stations apart,
+  // so the two areas are "Standard" and not looked at. Error 91 before Init, 3000 from the database.
+  void GetSetting(std::string_view group, std::string_view name, Value& result,
+                  std::optional<std::string> user_area, std::optional<std::string> station_area,
+                  std::optional<std::string> fallback);
+  void SetSetting(std::string_view group, std::string_view name, std::string_view value);
+
+  ObjectPtr connection_;
+};
+
+}  // namespace kestrel::host

@@ -1,0 +1,39 @@
+#include "components/setup.h"
+
+#include "components/sample_files.h"
+#include "platform/base/file.h"
+#include "platform/data/open_connection.h"
+#include "schema/host_schema.h"
+
+namespace kestrel::host {
+
+void Setup::Bind(Members& members) {
+  members.Method("CreateSampleHost", &Setup::CreateSampleHost);
+  members.Method("CreateSampleFiles", &Setup::CreateSampleFiles);
+  members.Method("InitialiseDatabase", &Setup::InitialiseDatabase);
+}
+
+std::string Setup::CreateSampleHost(const std::string& folder) {
+  CreateFolders(folder);
+  std::string database = JoinPath(folder, "kestrel.db");
+  const ConnectionPtr connection = OpenConnection("Provider=SQLite;Data Source=\"" + database + "\"");
+  InitialiseHostDatabase(*connection);
+  connection->Close();
+  CreateSampleFiles(folder);
+  return database;
+}
+
+void Setup::CreateSampleFiles(const std::string& folder) {
+  const std::string import = JoinPath(folder, "Import");
+  CreateFolders(import);
+  for (const SampleFile& file : SampleFiles()) {
+    const std::string path = JoinPath(import, file.name);
+    if (!FileExists(path)) WriteFileAtomically(path, file.bytes);
+  }
+}
+
+void Setup::InitialiseDatabase(const ObjectPtr& connection) {
+  InitialiseHostDatabase(RequireConnection(connection));
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,25 @@
+// kestrelhost.Setup: makes a sample host to try everything on.
+#pragma once
+
+#include <string>
+
+#include "platform/automation/bound_object.h"
+
+namespace kestrel::host {
+
+class Setup final : public BoundObject<Setup> {
+ public:
+  static void Bind(Members& members);
+
+ private:
+  // In `folder`, made if missing: the database "kestrel.db" and what CreateSampleFiles makes. What exists stays
+  // as it is. Returns the database's connection string. Errors of files and of the database.
+  std::string CreateSampleHost(const std::string& folder);
+  // In `folder`, made if missing: the folder "Import" with templates, a specification "Kunden.IMP" and the file
+  // "Beispieladressen.txt" that it imports. What exists stays as it is. Errors of files.
+  void CreateSampleFiles(const std::string& folder);
+  // Makes the tables in another database, opened by the caller.
+  void InitialiseDatabase(const ObjectPtr& connection);
+};
+
+}  // namespace kestrel::host

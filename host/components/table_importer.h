@@ -1,0 +1,70 @@
+// Import class for the tables of the host: one for all destinations. What it stores where stands in the
+// rows of Importziele and Importfelder that carry its ProgID, so a new destination needs no programming.
+//
+// No call after Connection was set fails: what goes wrong stands in ErrorCode and ErrorDescription, which
+// every call but these two sets anew.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "components/record_writer.h"
+#include "platform/automation/bound_object.h"
+#include "platform/data/connection.h"
+#include "platform/data/memory_recordset.h"
+#include "schema/destination.h"
+
+namespace kestrel::host {
+
+class TableImporter final : public BoundObject<TableImporter> {
+ public:
+  TableImporter(std::string prog_id, std::shared_ptr<KeyMemory> keys)
+      : prog_id_(std::move(prog_id)), keys_(std::move(keys)) {}
+  static void Bind(Members& members);
+
+ private:
+  // Error 91 for none, 438 for an object that is no connection.
+  void SetConnection(const ObjectPtr& connection);
+  // Taken as every import class must; this one stores the same for every user, mode and specification.
+  void SetPersonalNr(std::string_view) {}
+  void SetApplication(std::int16_t) {}
+  void SetSpecificationFile(std::string_view) {}
+  bool HasConfig() const { return false; }
+  void ShowConfig() {}
+
+  // A record set of destination fields; one without rows where the destination cannot be read.
+  ObjectPtr GetFields();
+  // Reads the destination again, so that its rows can be changed between two runs. Never cancels: a
+  // destination at fault is told with each record.
+  void BeforeImport(bool& cancel);
+  // One record set for all records, its row emptied.
+  ObjectPtr GetNewRecord();
+  void ImportRecord(const Value& record);
+  // Commits what is still open.
+  void AfterImport();
+  std::int64_t ErrorCode() const { return error_code_; }
+  const std::string& ErrorDescription() const { return error_description_; }
+
+  template <class Step>
+  void Guard(Step&& step);
+  Connection& OpenConnection() const;
+  const Destination& Target();
+  RecordWriter& Writer();
+  // Which field each column of a record belongs to; error 3265 for a column that is none.
+  std::vector<std::size_t> ColumnsOf(const Recordset& record);
+  void Forget();
+
+  std::string prog_id_;
+  std::shared_ptr<KeyMemory> keys_;
+  ObjectPtr connection_;
+  std::unique_ptr<Destination> target_;
+  std::unique_ptr<RecordWriter> writer_;
+  std::shared_ptr<MemoryRecordset> record_;
+  std::vector<std::size_t> record_columns_;
+  std::int64_t error_code_ = 0;
+  std::string error_description_;
+};
+
+}  // namespace kestrel::host

@@ -1,0 +1,148 @@
+#include "schema/host_schema.h"
+
+#include <string>
+
+#include "platform/base/text.h"
+#include "schema/default_destinations.h"
+
+namespace kestrel::host {
+
+namespace {
+
+// %KEY% is an integer primary key: SQLite makes a column that is called so the row's own number, so that
+// rows with ascending numbers are appended.
+constexpr const char* kTables[] = {
+    R"(CREATE TABLE IF NOT EXISTS Personalstamm (
+  PersonalNr VARCHAR(10) NOT NULL PRIMARY KEY,
+  Nachname VARCHAR(50) NOT NULL,
+  Vorname VARCHAR(50),
+  Titel VARCHAR(20)))",
+    R"(CREATE TABLE IF NOT EXISTS Einstellungen (
+  Gruppe VARCHAR(50) NOT NULL,
+  Name VARCHAR(50) NOT NULL,
+  Wert VARCHAR(255) NOT NULL,
+  PRIMARY KEY (Gruppe, Name)))",
+    R"(CREATE TABLE IF NOT EXISTS Kundengruppen (
+  Kundengruppe VARCHAR(10) NOT NULL PRIMARY KEY,
+  Description VARCHAR(50) NOT NULL))",
+    R"(CREATE TABLE IF NOT EXISTS Lieferantengruppen (
+  Lieferantengruppe VARCHAR(10) NOT NULL PRIMARY KEY,
+  Description VARCHAR(50) NOT NULL))",
+    R"(CREATE TABLE IF NOT EXISTS Adressindex (
+  AdressId %KEY%,
+  Adressart INTEGER NOT NULL,
+  Referenz VARCHAR(20) NOT NULL,
+  Doubletkey1 VARCHAR(20),
+  Doubletkey2 VARCHAR(20),
+  Doubletkey3 VARCHAR(20)))",
+    "CREATE INDEX IF NOT EXISTS Adressindex1 ON Adressindex (Doubletkey1)",
+    "CREATE INDEX IF NOT EXISTS Adressindex2 ON Adressindex (Doubletkey2)",
+    "CREATE INDEX IF NOT EXISTS Adressindex3 ON Adressindex (Doubletkey3)",
+    R"(CREATE TABLE IF NOT EXISTS Protokoll (
+  ProtokollNr %KEY%,
+  Titel VARCHAR(100) NOT NULL,
+  Benutzer VARCHAR(100),
+  Liste VARCHAR(50) NOT NULL,
+  Datum DATE,
+  Beschreibung VARCHAR(255),
+  Datei VARCHAR(1000),
+  Quelle VARCHAR(50),
+  Klasse VARCHAR(50)))",
+    R"(CREATE TABLE IF NOT EXISTS Protokollzeilen (
+  ZeilenNr %KEY%,
+  ProtokollNr INTEGER NOT NULL,
+  Spalte0 TEXT,
+  Spalte1 TEXT,
+  Spalte2 TEXT))",
+    R"(CREATE TABLE IF NOT EXISTS Importziele (
+  ProgID VARCHAR(50) NOT NULL PRIMARY KEY,
+  Tabelle VARCHAR(50) NOT NULL,
+  Nummernfeld VARCHAR(50) NOT NULL,
+  Gruppenfeld VARCHAR(50),
+  Adressart INTEGER NOT NULL))",
+    R"(CREATE TABLE IF NOT EXISTS Importfelder (
+  ProgID VARCHAR(50) NOT NULL,
+  Position INTEGER NOT NULL,
+  FieldName VARCHAR(50) NOT NULL,
+  Obligation BOOLEAN NOT NULL,
+  RowSourceTyp INTEGER NOT NULL,
+  RowSource VARCHAR(1000),
+  Size INTEGER NOT NULL,
+  FieldTyp VARCHAR(10) NOT NULL,
+  DateField BOOLEAN NOT NULL,
+  Spalte VARCHAR(50) NOT NULL,
+  PRIMARY KEY (ProgID, FieldName)))",
+};
+
+// The three address tables differ in number, group and date.
+constexpr const char* kAddressTable = R"(CREATE TABLE IF NOT EXISTS %TABLE% (
+  %NUMBER% %KEY%,
+  Bez1 VARCHAR(50) NOT NULL,
+  Bez2 VARCHAR(50),
+  Bez3 VARCHAR(50),
+  Strasse VARCHAR(50),
+  Land VARCHAR(3),
+  PLZ VARCHAR(10),
+  Ort VARCHAR(40),
+  Telefon VARCHAR(30),
+  EMail VARCHAR(80),
+  %GROUP% VARCHAR(10),
+  %SINCE% DATE,
+  Umsatz DOUBLE PRECISION,
+  Rabatt DOUBLE PRECISION,
+  Mitarbeiter INTEGER CHECK (Mitarbeiter >= 0),
+  Bemerkung TEXT,
+  Suchbegriff VARCHAR(15),
+  Sprache VARCHAR(3),
+  Waehrung VARCHAR(3),
+  Zahlungsziel INTEGER CHECK (Zahlungsziel >= 0)))";
+
+// Rows that are there from the start; existing ones stay.
+constexpr const char* kRows[] = {
+    "INSERT INTO Personalstamm VALUES ('1', 'Verwalter', NULL, NULL)",
+    "INSERT INTO Personalstamm VALUES ('4711', 'Schmitz', 'Erika', 'Dr.')",
+    "INSERT INTO Einstellungen VALUES ('Adressindex', 'Doubletindex', '1')",
+    "INSERT INTO Einstellungen VALUES ('Adressindex', 'AlgorithmCode1', '1')",
+    "INSERT INTO Einstellungen VALUES ('Adressindex', 'AlgorithmCode2', '2')",
+    "INSERT INTO Einstellungen VALUES ('Adressindex', 'AlgorithmCode3', '3')",
+    "INSERT INTO Kundengruppen VALUES ('A', 'Großkunden')",
+    "INSERT INTO Kundengruppen VALUES ('B', 'Geschäftskunden')",
+    "INSERT INTO Kundengruppen VALUES ('C', 'Laufkundschaft')",
+    "INSERT INTO Kundengruppen VALUES ('P', 'Privatkunden')",
+    "INSERT INTO Lieferantengruppen VALUES ('H', 'Hersteller')",
+    "INSERT INTO Lieferantengruppen VALUES ('G', 'Großhandel')",
+    "INSERT INTO Lieferantengruppen VALUES ('D', 'Dienstleister')",
+};
+
+std::string WithKeyType(const Connection& connection, std::string_view sql) {
+  const bool sqlite = connection.ProviderName() == "sqlite";
+  return ReplaceAll(sql, "%KEY%", sqlite ? "INTEGER PRIMARY KEY" : "BIGINT NOT NULL PRIMARY KEY");
+}
+
+void CreateTables(Connection& connection) {
+  for (const char* sql : kTables) connection.Execute(WithKeyType(connection, sql));
+  for (const DefaultDestination& destination : kDefaultDestinations) {
+    std::string sql = ReplaceAll(kAddressTable, "%TABLE%", destination.table);
+    sql = ReplaceAll(sql, "%NUMBER%", destination.number_field);
+    sql = ReplaceAll(sql, "%GROUP%", destination.group_field);
+    sql = ReplaceAll(sql, "%SINCE%", destination.date_field);
+    connection.Execute(WithKeyType(connection, sql));
+  }
+}
+
+}  // namespace
+
+void InitialiseHostDatabase(Connection& connection) {
+  connection.Begin();
+  try {
+    CreateTables(connection);
+    for (const char* sql : kRows) connection.Execute(std::string(sql) + " ON CONFLICT DO NOTHING");
+    AddDefaultDestinations(connection);
+    connection.Commit();
+  } catch (const RuntimeError&) {
+    if (connection.InTransaction()) connection.Rollback();
+    throw;
+  }
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,38 @@
+#include "schema/settings.h"
+
+namespace kestrel::host {
+
+void Settings::Refresh() {
+  const auto now = std::chrono::steady_clock::now();
+  if (read_ && now - read_at_ < kGoodFor) return;
+  const RecordsetPtr rows = connection_.OpenRecordset("SELECT Gruppe, Name, Wert FROM Einstellungen");
+  std::vector<Entry> entries;
+  for (; !rows->IsEof(); rows->MoveNext()) {
+    entries.push_back(
+        Entry{std::string(rows->TextAt(0)), std::string(rows->TextAt(1)), std::string(rows->TextAt(2))});
+  }
+  entries_ = std::move(entries);
+  read_at_ = now;
+  read_ = true;
+}
+
+std::string_view Settings::Get(std::string_view group, std::string_view name, std::string_view fallback) {
+  Refresh();
+  for (const Entry& entry : entries_) {
+    if (entry.group == group && entry.name == name) return entry.value;
+  }
+  return fallback;
+}
+
+void Settings::Set(std::string_view group, std::string_view name, std::string_view value) {
+  const auto statement = connection_.Prepare(
+      "INSERT INTO Einstellungen (Gruppe, Name, Wert) VALUES (?, ?, ?) "
+      "ON CONFLICT (Gruppe, Name) DO UPDATE SET Wert = excluded.Wert");
+  statement->BindText(0, group);
+  statement->BindText(1, name);
+  statement->BindText(2, value);
+  statement->Execute();
+  read_ = false;
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,44 @@
+// The host's settings (table Einstellungen), kept in memory with a connection.
+//
+// Settings are asked for many times a record. They are read from the table at the first question, when
+// they are older than a quarter second, and after a change through Set.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/data/connection.h"
+
+namespace kestrel::host {
+
+class Settings final : public Companion {
+ public:
+  static constexpr std::chrono::milliseconds kGoodFor{250};
+
+  static Settings& Of(Connection& connection) { return connection.CompanionOf<Settings>(); }
+
+  // Use Of. `connection` owns this object.
+  explicit Settings(Connection& connection) : connection_(connection) {}
+
+  // The value, or `fallback`. Names are compared exactly. The view lives until the next call of this object
+  // (and as long as `fallback`). Error 3000 where the table cannot be read.
+  std::string_view Get(std::string_view group, std::string_view name, std::string_view fallback);
+  void Set(std::string_view group, std::string_view name, std::string_view value);
+
+ private:
+  struct Entry {
+    std::string group;
+    std::string name;
+    std::string value;
+  };
+  void Refresh();
+
+  Connection& connection_;
+  std::vector<Entry> entries_;
+  std::chrono::steady_clock::time_point read_at_;
+  bool read_ = false;
+};
+
+}  // namespace kestrel::host

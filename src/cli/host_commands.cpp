@@ -1,0 +1,74 @@
+// Commands for the host application's own data, which only its components know: late-bound, like everything
+// of the host.
+//
+//   kestrelhost.Setup       CreateSampleHost(folder): makes database, templates and sample data in the folder
+//                           and returns the connection string of the database
+//                           CreateSampleFiles(folder): the same without a database
+//                           InitialiseDatabase(connection): makes the tables in another one
+//   kestrelhost.LogReader   Connection (set), ReadLog(list name, only the last): a record set
+#include <ostream>
+
+#include "cli/program.h"
+#include "log/import_log.h"
+#include "platform/base/text.h"
+
+namespace kestrel::cli {
+
+namespace {
+
+// Makes the sample host in the folder, its database where --host says; what may be printed of the database.
+std::string MakeSampleHost(Workspace& workspace, const std::string& folder) {
+  const ObjectPtr setup = workspace.components().CreateObject("kestrelhost.Setup");
+  if (workspace.options().host.empty()) return CallMethod(setup, "CreateSampleHost", folder).ToText();
+  workspace.OpenHost();
+  CallMethod(setup, "InitialiseDatabase", workspace.session().HostConnection);
+  CallMethod(setup, "CreateSampleFiles", folder);
+  // A connection string may hold a password.
+  return "(--host)";
+}
+
+}  // namespace
+
+int InitCommand(Workspace& workspace, const std::string& folder) {
+  const std::string database = MakeSampleHost(workspace, folder);
+  if (workspace.options().format == OutputFormat::kJson) {
+    JsonObject(workspace.out()).Text("folder", folder).Text("host", database).End();
+    return kDone;
+  }
+  workspace.out() << "Beispielanwendung angelegt: " << folder << "\n"
+                  << "  Datenbank   " << database << "\n\n"
+                  << "Weiter mit:\n"
+                  << "  kestrel-import list --folder " << folder << "\n"
+                  << "  kestrel-import run Kunden --folder " << folder << std::endl;
+  return kDone;
+}
+
+int LogCommand(Workspace& workspace, const LogOptions& options) {
+  workspace.OpenHost();
+  const ObjectPtr reader = workspace.components().CreateObject("kestrelhost.LogReader");
+  SetProperty(reader, "Connection", workspace.session().HostConnection);
+  const RecordsetPtr rows = ToRecordset(
+      CallMethod(reader, "ReadLog", options.duplicates ? kDuplicateLogList : kErrorLogList, options.last));
+  const auto text = [&](const char* column) { return std::string(rows->TextAt(rows->RequireColumn(column))); };
+
+  std::vector<TableWriter::Column> columns = {
+      {"Protokoll", "log"}, {"Datum", "date"}, {"Benutzer", "user"}, {"Import", "specification"}};
+  if (options.duplicates) {
+    columns.insert(columns.end(), {{"Datensatz", "record"}, {"Feld", "field"}, {"Wert", "value"}});
+  } else {
+    columns.push_back({"Meldung", "message"});
+  }
+  TableWriter table(workspace.out(), workspace.options().format, std::move(columns));
+  for (; !rows->IsEof(); rows->MoveNext()) {
+    std::vector<std::string> values = {text("Protokoll"), text("Datum"), text("Benutzer"), text("Beschreibung"),
+                                       text("Spalte0")};
+    if (options.duplicates) {
+      values.push_back(text("Spalte1"));
+      values.push_back(text("Spalte2"));
+    }
+    table.Row(std::move(values));
+  }
+  return kDone;
+}
+
+}  // namespace kestrel::cli

@@ -1,0 +1,172 @@
+// Commands that look at specifications and sources and change nothing.
+#include <ostream>
+
+#include "cli/program.h"
+#include "mapping/field_assignment.h"
+#include "platform/base/file.h"
+#include "platform/base/text.h"
+#include "sources/source_connection.h"
+#include "sources/source_reader.h"
+#include "spec/profile_access.h"
+#include "spec/specification.h"
+
+namespace kestrel::cli {
+
+namespace {
+
+std::string YesNo(bool truth) { return truth ? "ja" : "nein"; }
+
+// The settings of section Common that the provider uses, as (key, value).
+std::vector<std::pair<std::string, std::string>> CommonSettings(const Session& session) {
+  std::vector<std::pair<std::string, std::string>> settings = {{"Description", session.Description},
+                                                               {"Application", std::to_string(session.AppMode)},
+                                                               {"ImportClass", session.ImportClassProgID},
+                                                               {"Provider", session.Provider}};
+  const auto add = [&](const char* key, const std::string& value) { settings.emplace_back(key, value); };
+  if (session.Provider == kTextSource) {
+    add("FileName", session.FileName);
+    add("ColumnHeadings", YesNo(session.ColumnHeadings));
+    add("FileFormat", session.FileFormat);
+    add("Delimiter", session.Delimiter);
+    add("TextRecognition", session.TextRecognition);
+    add("SaveFile", YesNo(session.SaveFile));
+    add("SavePath", session.SavePath);
+    add("DeleteFile", YesNo(session.DeleteFile));
+  } else {
+    if (session.Provider == kSqlServerSource) add("Server", session.Server);
+    if (session.Provider == kSqlServerSource || session.Provider == kAccessSource) {
+      add("User", session.User);
+      // Whoever looks at settings need not see the password.
+      add("Password", session.Password.empty() ? "" : "********");
+    }
+    add("Database", session.Database);
+    add("Table", session.Table);
+  }
+  return settings;
+}
+
+}  // namespace
+
+int ListCommand(Workspace& workspace, const ListOptions& options) {
+  Session& session = workspace.session();
+  const std::string& folder = workspace.spec_folder();
+  const auto kind = options.templates ? SpecificationKind::kTemplate : SpecificationKind::kSpecification;
+  TableWriter table(workspace.out(), workspace.options().format,
+                    {{"Beschreibung", "description"},
+                     {"Anwendung", "application"},
+                     {"Quelle", "provider"},
+                     {"Ziel", "importClass"},
+                     {"Datei", "file"}});
+  if (!FolderExists(folder)) throw NotUsable("Der Ordner der Importspezifikationen fehlt: " + folder);
+  const auto row = [&](const std::string& path) {
+    const auto read = [&](const char* key, const char* otherwise) {
+      return GetIniString(session.profiles, path, "Common", key, otherwise);
+    };
+    table.Row({read("Description", ""), read("Application", "2"), read("Provider", kTextSource),
+               read("ImportClass", ""), path});
+  };
+  if (options.app_mode_given) {
+    session.AppMode = options.app_mode;
+    for (const SpecificationEntry& entry : ListSpecifications(session, kind)) row(entry.path);
+    return kDone;
+  }
+  for (const std::string& path : ListFiles(folder)) {
+    if (GetFileExtension(path) == (options.templates ? ".IMT" : ".IMP")) row(path);
+  }
+  return kDone;
+}
+
+int ShowCommand(Workspace& workspace, const std::string& spec) {
+  Session& session = workspace.session();
+  workspace.OpenHost();
+  workspace.LoadSpecification(spec, "");
+  workspace.OpenImportClass();
+  workspace.OpenSource();
+  std::string failure;
+  BuildAssignmentList(session, &failure);
+  if (!failure.empty()) throw NotUsable(failure);
+
+  if (workspace.options().format == OutputFormat::kText) {
+    TableWriter settings(workspace.out(), OutputFormat::kText, {{"Einstellung", ""}, {"Wert", ""}});
+    for (const auto& [key, value] : CommonSettings(session)) settings.Row({key, value});
+    settings.Finish();
+    workspace.out() << '\n';
+  } else if (workspace.options().format == OutputFormat::kJson) {
+    JsonObject object(workspace.out());
+    for (const auto& [key, value] : CommonSettings(session)) {
+      std::string camel = key;
+      camel[0] = static_cast<char>(camel[0] | 0x20);
+      object.Text(camel, value);
+    }
+    object.End();
+  }
+  MemoryRecordset& list = *session.AssignmentList;
+  TableWriter table(workspace.out(), workspace.options().format,
+                    {{"Feld", "field"},
+                     {"Zugewiesen zu", "assignedTo"},
+                     {"", "info"},
+                     {"Pflicht", "mandatory"},
+                     {"Typ", "type"},
+                     {"Größe", "size"},
+                     {"Format", "format"}});
+  for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {
+    table.Row({std::string(list.TextAt(kSourceName)), std::string(list.TextAt(kDspDestinationName)),
+               std::string(list.TextAt(kInfo)), YesNo(list.TextAt(kObligation) == "Wahr"),
+               std::string(list.TextAt(kFieldTyp)), std::string(list.TextAt(kSize)),
+               std::string(list.TextAt(kFormat))});
+  }
+  return kDone;
+}
+
+int TablesCommand(Workspace& workspace, const std::string& spec) {
+  Session& session = workspace.session();
+  workspace.LoadSpecification(spec, "");
+  if (session.Provider == kTextSource) throw NotUsable("Eine Textdatei hat keine Tabellen.");
+  // The table is what the user is about to find out, so it need not be named yet.
+  const ConnectResult result = ConnectFromSession(session);
+  if (!result.connected) {
+    throw NotUsable("Die Datenquelle (" + session.Provider + ") kann nicht geöffnet werden. " +
+                    (result.reason.empty() ? "Es fehlen Angaben im Abschnitt [Common]." : result.reason));
+  }
+  TableWriter table(workspace.out(), workspace.options().format, {{"Tabelle", "table"}});
+  for (const std::string& name : result.tables) table.Row({name});
+  return kDone;
+}
+
+int ColumnsCommand(Workspace& workspace, const std::string& spec, const std::string& source_file) {
+  workspace.LoadSpecification(spec, source_file);
+  workspace.OpenSource();
+  TableWriter table(workspace.out(), workspace.options().format, {{"Nr", "number"}, {"Spalte", "column"}});
+  std::size_t number = 0;
+  for (const std::string& name : OfferedSourceFields(workspace.session().SourceFieldNames)) {
+    table.Row({std::to_string(++number), name});
+  }
+  return kDone;
+}
+
+int PreviewCommand(Workspace& workspace, const std::string& spec, const std::string& source_file,
+                   std::int64_t records) {
+  Session& session = workspace.session();
+  workspace.LoadSpecification(spec, source_file);
+  workspace.OpenSource();
+  const int boxes = workspace.ui().boxes();
+  OpenSourceRecordset(session);
+  const RecordsetPtr source = SourceMoveFirst(session);
+  if (workspace.ui().boxes() != boxes) return kNotUsable;
+
+  std::vector<TableWriter::Column> columns;
+  for (const std::string& name : OfferedSourceFields(session.SourceFieldNames)) columns.push_back({name, ""});
+  TableWriter table(workspace.out(), workspace.options().format, std::move(columns));
+  for (std::int64_t row = 0; row < records && !SourceEOF(session); ++row) {
+    std::vector<std::string> values;
+    for (std::size_t column = 0; column < source->ColumnCount(); ++column) {
+      values.emplace_back(source->TextAt(column));
+    }
+    table.Row(std::move(values));
+    SourceMoveNext(session);
+  }
+  CloseSource(session);
+  return kDone;
+}
+
+}  // namespace kestrel::cli

@@ -1,0 +1,132 @@
+#include <CLI/CLI.hpp>
+#include <ostream>
+
+#include "cli/program.h"
+
+namespace kestrel::cli {
+
+namespace {
+
+// CLI11's own messages, in the language of the program.
+void SpeakGerman(CLI::App& app) {
+  app.get_formatter()->label("OPTIONS", "OPTIONEN");
+  app.get_formatter()->label("SUBCOMMAND", "BEFEHL");
+  app.get_formatter()->label("Options", "Optionen");
+  app.get_formatter()->label("Positionals", "Angaben");
+  app.get_formatter()->label("Subcommands", "Befehle");
+  app.get_formatter()->label("Usage", "Aufruf");
+  app.get_formatter()->label("REQUIRED", "NÖTIG");
+  app.set_help_flag("-h,--help", "Diese Hilfe");
+}
+
+constexpr const char* kExitStatusHelp =
+    "Rückgabewerte: 0 fertig ohne Fehler; 1 fertig, Fehler gezählt; 2 falscher Aufruf; 3 vom Importziel\n"
+    "abgebrochen; 4 Spezifikation, Datenquelle, Datenbank oder Komponente nicht nutzbar; 5 vom Benutzer "
+    "abgebrochen.";
+
+}  // namespace
+
+int Main(std::vector<std::string> arguments, std::ostream& out, std::ostream& err) {
+  CLI::App app("Adressen aus Textdateien und Datenbanken mit einer Importspezifikation übernehmen.",
+               "kestrel-import");
+  SpeakGerman(app);
+  app.footer(kExitStatusHelp);
+  app.require_subcommand(1);
+  app.fallthrough();
+
+  CommonOptions common;
+  app.add_option("--host", common.host, "Datenbank der Hauptanwendung (auch KESTREL_HOST)")
+      ->type_name("VERBINDUNG");
+  app.add_option("--folder", common.folder,
+                 "Ordner mit den Spezifikationen oder der Ordner über \"Import\" (auch KESTREL_HOME)")
+      ->type_name("ORDNER");
+  std::string format = "text";
+  app.add_option("--format", format, "Ausgabe: text, json oder csv")
+      ->check(CLI::IsMember({"text", "json", "csv"}))
+      ->type_name("FORMAT");
+
+  ListOptions list_options;
+  auto* list = app.add_subcommand("list", "Importspezifikationen auflisten");
+  auto* app_mode =
+      list->add_option("--app-mode", list_options.app_mode, "nur die einer Anwendung")->type_name("N");
+  list->add_flag("--templates", list_options.templates, "Vorlagen statt gespeicherter Importe");
+
+  std::string spec;
+  std::string source_file;
+  const auto with_spec = [&](CLI::App* command, bool with_file) {
+    command->add_option("SPEC", spec, "Datei, Dateiname oder Beschreibung einer Spezifikation")
+        ->required()
+        ->type_name("");
+    if (with_file) {
+      command->add_option("--file", source_file, "diese Quelldatei statt der gespeicherten")
+          ->type_name("DATEI");
+    }
+    return command;
+  };
+  auto* show = with_spec(app.add_subcommand("show", "Einstellungen und Feldzuordnungen zeigen"), false);
+  auto* check = with_spec(app.add_subcommand("check", "Eine Spezifikation auf Fehler prüfen"), true);
+  auto* tables = with_spec(app.add_subcommand("tables", "Tabellen der Datenquelle auflisten"), false);
+  auto* columns = with_spec(app.add_subcommand("columns", "Spalten der Datenquelle auflisten"), true);
+  auto* preview = with_spec(app.add_subcommand("preview", "Die ersten Datensätze der Quelle zeigen"), true);
+  std::int64_t records = 10;
+  preview->add_option("-n", records, "Anzahl der Datensätze")->check(CLI::NonNegativeNumber)->type_name("N");
+
+  RunOptions run_options;
+  auto* run = with_spec(app.add_subcommand("run", "Importieren"), true);
+  run->add_flag("--test", run_options.test, "nur lesen und prüfen, nichts speichern");
+  run->add_option("--user", common.user, "Personalnummer für die Protokolle")->type_name("PERSONALNR");
+  std::string progress = "auto";
+  run->add_option("--progress", progress, "Fortschritt: auto, plain oder none")
+      ->check(CLI::IsMember({"auto", "plain", "none"}))
+      ->type_name("ART");
+
+  LogOptions log_options;
+  std::string which = "errors";
+  auto* log = app.add_subcommand("log", "Protokolle der Importe zeigen");
+  log->add_option("WELCHES", which, "errors oder duplicates")
+      ->check(CLI::IsMember({"errors", "duplicates"}))
+      ->type_name("");
+  log->add_flag("--last", log_options.last, "nur das letzte");
+
+  std::string init_folder;
+  auto* init = app.add_subcommand("init", "Eine Beispielanwendung mit Datenbank und Vorlagen anlegen");
+  init->add_option("ORDNER", init_folder, "neuer oder leerer Ordner")->required()->type_name("");
+
+  try {
+    std::reverse(arguments.begin(), arguments.end());
+    app.parse(std::move(arguments));
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error, out, err) == 0 ? kDone : kWrongUse;
+  }
+  common.format = format == "json"  ? OutputFormat::kJson
+                  : format == "csv" ? OutputFormat::kCsv
+                                    : OutputFormat::kText;
+  list_options.app_mode_given = app_mode->count() > 0;
+  run_options.spec = spec;
+  run_options.source_file = source_file;
+  run_options.progress = progress == "none"    ? Progress::kNone
+                         : progress == "plain" ? Progress::kPlain
+                                               : Progress::kAuto;
+  log_options.duplicates = which == "duplicates";
+
+  try {
+    Workspace workspace(common, out, err);
+    if (*list) return ListCommand(workspace, list_options);
+    if (*show) return ShowCommand(workspace, spec);
+    if (*check) return CheckCommand(workspace, spec, source_file);
+    if (*tables) return TablesCommand(workspace, spec);
+    if (*columns) return ColumnsCommand(workspace, spec, source_file);
+    if (*preview) return PreviewCommand(workspace, spec, source_file, records);
+    if (*run) return RunCommand(workspace, run_options);
+    if (*log) return LogCommand(workspace, log_options);
+    if (*init) return InitCommand(workspace, init_folder);
+    return kWrongUse;
+  } catch (const NotUsable& error) {
+    err << "kestrel-import: " << error.what() << std::endl;
+  } catch (const RuntimeError& error) {
+    err << "kestrel-import: " << error.Description() << " (" << error.Number() << ")" << std::endl;
+  }
+  return kNotUsable;
+}
+
+}  // namespace kestrel::cli

@@ -1,0 +1,168 @@
+#include "cli/output.h"
+
+#include <algorithm>
+#include <ostream>
+
+#include "platform/base/text.h"
+
+namespace kestrel::cli {
+
+namespace {
+
+// Rows looked at before the widths of a text table are settled.
+constexpr std::size_t kHeldRows = 200;
+// Wider values run over instead of pushing every other row apart.
+constexpr std::size_t kWidestColumn = 60;
+
+// Control characters would break a table or a terminal.
+std::string Printable(std::string_view text) {
+  std::string result;
+  for (const char c : text) result += static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? ' ' : c;
+  return result;
+}
+
+}  // namespace
+
+void WriteJsonText(std::ostream& stream, std::string_view text) {
+  stream << '"';
+  for (const char c : text) {
+    switch (c) {
+      case '"': stream << "\\\""; break;
+      case '\\': stream << "\\\\"; break;
+      case '\n': stream << "\\n"; break;
+      case '\r': stream << "\\r"; break;
+      case '\t': stream << "\\t"; break;
+      default:
+        if (static_cast<unsigned char>(c) < 0x20) {
+          constexpr std::string_view kDigits = "0123456789abcdef";
+          stream << "\\u00" << kDigits[static_cast<unsigned char>(c) >> 4] << kDigits[c & 15];
+        } else {
+          stream << c;
+        }
+    }
+  }
+  stream << '"';
+}
+
+void JsonObject::Key(std::string_view key) {
+  stream_ << (first_ ? "{" : ",");
+  first_ = false;
+  WriteJsonText(stream_, key);
+  stream_ << ':';
+}
+
+JsonObject& JsonObject::Text(std::string_view key, std::string_view value) {
+  Key(key);
+  WriteJsonText(stream_, value);
+  return *this;
+}
+
+JsonObject& JsonObject::Number(std::string_view key, std::int64_t value) {
+  Key(key);
+  stream_ << value;
+  return *this;
+}
+
+JsonObject& JsonObject::Truth(std::string_view key, bool value) {
+  Key(key);
+  stream_ << (value ? "true" : "false");
+  return *this;
+}
+
+void JsonObject::End() { stream_ << (first_ ? "{}\n" : "}\n"); }
+
+TableWriter::TableWriter(std::ostream& stream, OutputFormat format, std::vector<Column> columns)
+    : stream_(stream), format_(format), columns_(std::move(columns)) {
+  if (format_ != OutputFormat::kCsv) return;
+  std::vector<std::string> titles;
+  for (const Column& column : columns_) titles.push_back(column.title);
+  WriteCsv(titles);
+}
+
+void TableWriter::Row(std::vector<std::string> values) {
+  switch (format_) {
+    case OutputFormat::kCsv: WriteCsv(values); return;
+    case OutputFormat::kJson: WriteJson(values); return;
+    case OutputFormat::kText: break;
+  }
+  if (flushed_) {
+    WriteText(values);
+    return;
+  }
+  held_.push_back(std::move(values));
+  if (held_.size() == kHeldRows) FlushHeld();
+}
+
+void TableWriter::Finish() {
+  if (format_ == OutputFormat::kText && !flushed_) FlushHeld();
+  stream_.flush();
+}
+
+void TableWriter::FlushHeld() {
+  flushed_ = true;
+  std::vector<std::string> titles;
+  for (const Column& column : columns_) titles.push_back(column.title);
+  widths_.assign(columns_.size(), 0);
+  const auto widen = [&](const std::vector<std::string>& values) {
+    for (std::size_t i = 0; i < values.size() && i < widths_.size(); ++i) {
+      widths_[i] = std::max(widths_[i], std::min(kWidestColumn, LengthInCharacters(values[i])));
+    }
+  };
+  widen(titles);
+  for (const auto& row : held_) widen(row);
+  WriteText(titles);
+  std::vector<std::string> rule;
+  for (const std::size_t width : widths_) {
+    std::string line;
+    for (std::size_t i = 0; i < width; ++i) line += "─";
+    rule.push_back(std::move(line));
+  }
+  WriteText(rule);
+  for (const auto& row : held_) WriteText(row);
+  held_.clear();
+}
+
+void TableWriter::WriteText(const std::vector<std::string>& values) {
+  std::string line;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (i > 0) line += "  ";
+    const std::string value = Printable(values[i]);
+    line += value;
+    const std::size_t length = LengthInCharacters(value);
+    if (i < widths_.size() && length < widths_[i]) line.append(widths_[i] - length, ' ');
+  }
+  line.erase(line.find_last_not_of(' ') + 1);
+  stream_ << line << '\n';
+}
+
+void TableWriter::WriteCsv(const std::vector<std::string>& values) {
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (i > 0) stream_ << ',';
+    if (values[i].find_first_of(",\"\r\n") == std::string::npos) {
+      stream_ << values[i];
+    } else {
+      stream_ << '"' << ReplaceAll(values[i], "\"", "\"\"") << '"';
+    }
+  }
+  stream_ << "\r\n";
+}
+
+void TableWriter::WriteJson(const std::vector<std::string>& values) {
+  const bool keyed =
+      std::any_of(columns_.begin(), columns_.end(), [](const Column& column) { return !column.key.empty(); });
+  if (keyed) {
+    JsonObject object(stream_);
+    for (std::size_t i = 0; i < values.size() && i < columns_.size(); ++i)
+      object.Text(columns_[i].key, values[i]);
+    object.End();
+    return;
+  }
+  stream_ << '[';
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (i > 0) stream_ << ',';
+    WriteJsonText(stream_, values[i]);
+  }
+  stream_ << "]\n";
+}
+
+}  // namespace kestrel::cli

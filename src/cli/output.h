@@ -1,0 +1,69 @@
+// Tables and objects on standard output, as text, CSV or JSON.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace kestrel::cli {
+
+enum class OutputFormat { kText, kJson, kCsv };
+
+// Writes `text` as a JSON string with its quotes. `text` is UTF-8.
+void WriteJsonText(std::ostream& stream, std::string_view text);
+
+// One JSON object on a line of its own, member by member.
+class JsonObject {
+ public:
+  explicit JsonObject(std::ostream& stream) : stream_(stream) {}
+  JsonObject& Text(std::string_view key, std::string_view value);
+  JsonObject& Number(std::string_view key, std::int64_t value);
+  JsonObject& Truth(std::string_view key, bool value);
+  // Ends the line.
+  void End();
+
+ private:
+  void Key(std::string_view key);
+  std::ostream& stream_;
+  bool first_ = true;
+};
+
+// A table row by row. Text aligns its columns by the first rows, so a long table is not held in memory;
+// CSV begins with a line of titles; JSON is one object a row, or one array where the columns have no keys.
+class TableWriter {
+ public:
+  struct Column {
+    std::string title;  // for text and CSV
+    std::string key;    // for JSON; empty in every column gives arrays
+  };
+
+  TableWriter(std::ostream& stream, OutputFormat format, std::vector<Column> columns);
+  TableWriter(const TableWriter&) = delete;
+  TableWriter& operator=(const TableWriter&) = delete;
+  ~TableWriter() { Finish(); }
+
+  // One text per column.
+  void Row(std::vector<std::string> values);
+  // Writes what is held back. Called by the destructor.
+  void Finish();
+
+ private:
+  void WriteText(const std::vector<std::string>& values);
+  void WriteCsv(const std::vector<std::string>& values);
+  void WriteJson(const std::vector<std::string>& values);
+  void FlushHeld();
+
+  std::ostream& stream_;
+  OutputFormat format_;
+  std::vector<Column> columns_;
+  std::vector<std::size_t> widths_;
+  std::vector<std::vector<std::string>> held_;
+  bool flushed_ = false;
+};
+
+}  // namespace kestrel::cli

@@ -1,0 +1,182 @@
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "cli/program.h"
+#include "component/import_class.h"
+#include "component/import_man.h"
+#include "platform/base/file.h"
+#include "platform/base/number.h"
+#include "platform/base/text.h"
+#include "platform/data/open_connection.h"
+#include "sources/source_connection.h"
+#include "sources/source_reader.h"
+#include "spec/profile_access.h"
+#include "spec/specification.h"
+
+namespace kestrel::cli {
+
+namespace {
+
+// The database that `init` makes.
+constexpr const char* kSampleDatabase = "kestrel.db";
+
+std::string Environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? std::string() : std::string(value);
+}
+
+std::string SpecFolderFor(const CommonOptions& options) {
+  if (options.folder.empty()) return DefaultSpecFolder();
+  const std::string import = JoinPath(options.folder, "Import");
+  return FolderExists(import) ? import : options.folder;
+}
+
+}  // namespace
+
+ScratchFolder::ScratchFolder() {
+  std::error_code error;
+  const auto base = std::filesystem::temp_directory_path(error);
+  std::string pattern = JoinPath(error ? "/tmp" : base.string(), "kestrel-XXXXXX");
+  if (::mkdtemp(pattern.data()) == nullptr) throw ErrorFromErrno(errno, pattern);
+  path_ = pattern;
+}
+
+ScratchFolder::~ScratchFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+Answer CountingUserInterface::MessageBox(std::string_view text, std::string_view title, Icon icon,
+                                         Buttons buttons) {
+  ++boxes_;
+  if (silent_) return buttons == Buttons::kOk ? Answer::kOk : Answer::kNo;
+  return console_.MessageBox(text, title, icon, buttons);
+}
+
+std::optional<std::string> CountingUserInterface::InputBox(std::string_view prompt, std::string_view title) {
+  return console_.InputBox(prompt, title);
+}
+
+std::optional<std::string> CountingUserInterface::ChooseFile(std::string_view title, std::string_view filter,
+                                                             const std::string& start) {
+  return console_.ChooseFile(title, filter, start);
+}
+
+std::optional<std::string> CountingUserInterface::ChooseFolder(std::string_view title,
+                                                               const std::string& start) {
+  return console_.ChooseFolder(title, start);
+}
+
+Workspace::Workspace(const CommonOptions& options, std::ostream& out, std::ostream& err)
+    : options_(options),
+      out_(out),
+      err_(err),
+      ui_(err),
+      session_(Platform{ui_, components_, clock_}),
+      spec_folder_(SpecFolderFor(options)) {
+  components_.AddDefaultFolders();
+  session_.SpecFolder = spec_folder_;
+  session_.PersonalNr = options.user;
+}
+
+std::string Workspace::HostConnectionString() const {
+  if (!options_.host.empty()) return options_.host;
+  std::string named = Environment("KESTREL_HOST");
+  if (!named.empty()) return named;
+  const std::string beside = JoinPath(GetFolderOfPath(spec_folder_), kSampleDatabase);
+  return FileExists(beside) ? beside : std::string();
+}
+
+void Workspace::OpenHost() {
+  const std::string connection_string = HostConnectionString();
+  if (connection_string.empty()) {
+    throw NotUsable(
+        "Keine Datenbank der Hauptanwendung angegeben. Geben Sie sie mit --host oder KESTREL_HOST an, oder "
+        "legen "
+        "Sie mit 'kestrel-import init ORDNER' eine Beispielanwendung an.");
+  }
+  Trap([&] { session_.HostConnection = OpenConnection(connection_string); },
+       [](const RuntimeError& error) {
+         throw NotUsable("Die Datenbank der Hauptanwendung kann nicht geöffnet werden. " + error.Description());
+       });
+}
+
+std::string Workspace::FindSpecification(const std::string& name) {
+  if (FileExists(name)) return name;
+  if (name.find('/') == std::string::npos) {
+    for (const char* extension : {"", ".IMP", ".imp", ".IMT", ".imt"}) {
+      std::string path = JoinPath(spec_folder_, name + extension);
+      if (FileExists(path)) return path;
+    }
+  }
+  std::string known;
+  if (FolderExists(spec_folder_)) {
+    for (std::string& path : ListFiles(spec_folder_)) {
+      const std::string extension = GetFileExtension(path);
+      if (extension != ".IMP" && extension != ".IMT") continue;
+      if (GetIniString(session_.profiles, path, "Common", "Description", "") == name) return path;
+      known += "\n  " + FileNameOfPath(path);
+    }
+  }
+  throw NotUsable("Die Importspezifikation '" + name + "' wurde nicht gefunden (gesucht in " + spec_folder_ +
+                  ")." + (known.empty() ? "" : " Vorhanden sind:" + known));
+}
+
+void Workspace::LoadSpecification(const std::string& name, const std::string& source_file) {
+  const std::string path = FindSpecification(name);
+  session_.SpecFile = path;
+  ReadCommonSection(session_);
+  const std::string application = GetIniString(session_.profiles, path, "Common", "Application", "2");
+  const auto app_mode = ParseWholeNumber(application);
+  if (!app_mode || *app_mode < INT16_MIN || *app_mode > INT16_MAX) {
+    throw NotUsable(path + ": [Common] Application='" + application + "' ist keine Nummer einer Anwendung.");
+  }
+  session_.AppMode = static_cast<std::int16_t>(*app_mode);
+  scratch_ = std::make_unique<ScratchFolder>();
+  session_.SpecFolder = scratch_->path();
+  CreateWorkingCopy(session_);
+  session_.ImportFileName = source_file;
+  if (!source_file.empty()) ApplyImportFileName(session_);
+  ResolveSourcePaths();
+}
+
+void Workspace::ResolveSourcePaths() {
+  const auto resolve = [&](std::string& path) {
+    if (path.empty() || path.front() == '/' || FileExists(path) || FolderExists(path)) return;
+    const std::string beside = JoinPath(GetFolderOfPath(session_.ChosenSpecFile), path);
+    if (FileExists(beside) || FolderExists(beside)) path = beside;
+  };
+  if (session_.Provider == kTextSource) {
+    resolve(session_.FileName);
+  } else if (session_.Provider != kSqlServerSource) {
+    resolve(session_.Database);
+  }
+}
+
+void Workspace::OpenSource() {
+  if (session_.Provider == kTextSource) {
+    if (!FileExists(session_.FileName)) {
+      throw NotUsable("Die Datei ''" + session_.FileName + "'' existiert nicht.");
+    }
+  } else {
+    const ConnectResult result = ConnectFromSession(session_);
+    if (!result.connected) {
+      throw NotUsable("Die Datenquelle (" + session_.Provider + ") kann nicht geöffnet werden. " +
+                      (result.reason.empty() ? "Es fehlen Angaben im Abschnitt [Common]." : result.reason));
+    }
+  }
+  const int before = ui_.boxes();
+  session_.SourceFieldNames = SourceColumnNames(session_);
+  // The reader has told the reason.
+  if (ui_.boxes() != before) throw NotUsable("Die Felder der Datenquelle konnten nicht gelesen werden.");
+}
+
+void Workspace::OpenImportClass() {
+  std::optional<RuntimeError> failure;
+  if (!CreateImportClass(session_, &failure)) throw NotUsable(failure->Description());
+}
+
+}  // namespace kestrel::cli

@@ -1,0 +1,55 @@
+// ImportMan: the one object a host sees.
+//
+//   ImportMan man(platform, pages);
+//   man.SetConnection(connection);
+//   man.SetApplication(2);
+//   man.SetPersonalNr("4711");
+//   man.ShowDialog();                 // returns at once; the wizard runs on the host's message loop
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "component/session.h"
+#include "platform/automation/bound_object.h"
+
+namespace kestrel {
+
+// The pages as ImportMan knows them; implemented by the wizard library.
+class WizardPages {
+ public:
+  virtual ~WizardPages() = default;
+  // Creates a new step 1 page for the session and shows it without waiting. The session outlives the pages.
+  virtual void ShowStep1(Session& session) = 0;
+};
+
+// Members by name, for late binding: Connection (get, set), Application, PersonalNr, ImportFileName (let),
+// ShowDialog. None validates its argument and none can fail.
+class ImportMan final : public BoundObject<ImportMan> {
+ public:
+  // `pages` may be null for a host without a screen, whose ShowDialog does nothing. Both outlive this object.
+  ImportMan(Platform platform, WizardPages* pages) : session_(platform), pages_(pages) {}
+
+  static void Bind(Members& members);
+
+  ObjectPtr Connection() const { return connection_; }
+  void SetConnection(ObjectPtr connection);
+  void SetApplication(std::int16_t app_mode) { session_.AppMode = app_mode; }
+  void SetPersonalNr(const std::string& personal_nr) { session_.PersonalNr = personal_nr; }
+  void SetImportFileName(const std::string& filename) { session_.ImportFileName = filename; }
+  void ShowDialog();
+
+  Session& session() { return session_; }
+
+ private:
+  Session session_;
+  WizardPages* pages_;
+  ObjectPtr connection_;
+};
+
+// Where the component keeps its specifications: KESTREL_HOME, else $XDG_DATA_HOME/kestrel-import, else
+// $HOME/.local/share/kestrel-import. The specification folder is "Import" below it.
+std::string ComponentFolder();
+std::string DefaultSpecFolder();
+
+}  // namespace kestrel

@@ -1,0 +1,135 @@
+// The session: what the wizard pages, the run and the shared procedures know about the current import.
+//
+// One session per loaded component. Its variables keep the names they have in the host's world. Texts
+// start empty, flags false, objects unset. They are not cleared between two imports: a second ShowDialog
+// starts with the values of the first, apart from those the steps set again.
+//
+// Invariants
+//  1. `SpecFile` names the chosen file until the working copy is made, and the working copy from then on;
+//     `ChosenSpecFile` always names the file the user chose.
+//  2. `SourceRecordset` is replaced by every open; a consumer that took it keeps its own reference.
+//  3. A log's key is empty exactly while that log has not been created in this import.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/automation/component_registry.h"
+#include "platform/automation/object.h"
+#include "platform/base/clock.h"
+#include "platform/data/connection.h"
+#include "platform/data/memory_recordset.h"
+#include "platform/dialogs/user_interface.h"
+#include "platform/profile/profile.h"
+
+namespace kestrel {
+
+// What the session stands on. All of it outlives the session.
+struct Platform {
+  UserInterface& ui;
+  ComponentRegistry& components;
+  const Clock& clock;
+};
+
+// The state of one of the two logs of an import.
+struct LogState {
+  ObjectPtr log;
+  std::string key;
+  BoundMember add_new_record;
+  BoundMember set_field;
+  BoundMember update_record;
+};
+
+// The duplicate settings of the specification (section CfgSettings).
+struct DuplicateSettings {
+  bool check_duplicates = false;
+  std::int64_t address_type_mask = 0;
+  bool use_key[3] = {false, false, false};
+};
+
+// What the duplicate check keeps from record to record: buffers, and answers derived from an image of the
+// specification, which hold as long as the profile store gives that same image.
+struct DuplicateScratch {
+  // The image that LoadDublettSettings read last, and its settings where they could be read.
+  std::shared_ptr<const ProfileImage> settings_image;
+  std::optional<DuplicateSettings> settings;
+  // Whether a field of a record is assigned, by position; for the names in `field_names`.
+  std::shared_ptr<const ProfileImage> assignment_image;
+  std::vector<std::string> field_names;
+  std::vector<bool> assigned;
+
+  std::string key_text;
+  std::string reference;
+  std::string group;
+  std::string query;
+  Value key_text_argument;
+};
+
+struct Session {
+  explicit Session(Platform platform_of_session) : platform(platform_of_session) {}
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  Platform platform;
+  // Parsed images of the profile files read so far.
+  ProfileStore profiles;
+
+  // --- Given by the host through ImportMan ---
+  ObjectPtr HostConnection;
+  std::int16_t AppMode = 0;
+  std::string PersonalNr;
+  std::string ImportFileName;  // a source file suggested by the host; read by step 2 only
+
+  // --- Specification ---
+  std::string SpecFolder;
+  std::string SpecFile;
+  std::string ChosenSpecFile;
+  std::string ExistingSchemaNames;  // the Description of every listed ".IMP" file, each followed by ";"
+  bool SchemaSaved = false;
+  bool SchemaChanged = false;
+  bool TestMode = false;
+
+  // --- Destination ---
+  std::string ImportClassProgID;
+  ObjectPtr ImportClass;
+
+  // --- Section Common as loaded ---
+  std::string Provider;
+  std::string FileName;
+  std::string Database;
+  std::string Table;
+  bool ColumnHeadings = false;
+  std::string FileFormat;
+  std::string Delimiter;
+  std::string TextRecognition;
+  std::string Server;
+  std::string User;
+  std::string Password;
+  bool SaveFile = false;
+  std::string SavePath;
+  bool DeleteFile = false;
+  std::string Description;
+
+  // --- Source ---
+  // The shared source connection; unset for text files.
+  ConnectionPtr SourceConnection;
+  RecordsetPtr SourceRecordset;
+  // Set by edits on the data source page; makes "Weiter" and the preview connect again.
+  bool SourceSettingsChanged = false;
+  // The source's column names, always followed by one empty element that consumers skip.
+  std::vector<std::string> SourceFieldNames;
+
+  // --- Field assignments ---
+  std::shared_ptr<MemoryRecordset> AssignmentList;
+
+  // --- Logs and duplicates ---
+  LogState ErrorLog;
+  LogState DuplicateLog;
+  DuplicateSettings Duplicates;
+  DuplicateScratch duplicate_scratch;
+};
+
+}  // namespace kestrel

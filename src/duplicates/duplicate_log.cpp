@@ -1,0 +1,80 @@
+// What a suspected duplicate leaves in the duplicate log.
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+#include "duplicates/duplicates.h"
+#include "log/import_log.h"
+#include "platform/base/date.h"
+#include "spec/profile_access.h"
+
+namespace kestrel {
+
+namespace {
+
+bool HasNames(const Recordset& record, const std::vector<std::string>& names) {
+  if (record.ColumnCount() != names.size()) return false;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (record.ColumnName(i) != names[i]) return false;
+  }
+  return true;
+}
+
+// Which fields of the record are assigned, by position; asked of the specification again only when it or
+// the record's fields have changed.
+const std::vector<bool>& AssignedFields(Session& session, const Recordset& record) {
+  DuplicateScratch& scratch = session.duplicate_scratch;
+  std::shared_ptr<const ProfileImage> image = session.profiles.Read(session.SpecFile);
+  if (image == scratch.assignment_image && HasNames(record, scratch.field_names)) return scratch.assigned;
+  scratch.field_names.clear();
+  scratch.assigned.clear();
+  scratch.assignment_image = std::move(image);
+  for (std::size_t i = 0; i < record.ColumnCount(); ++i) {
+    scratch.field_names.emplace_back(record.ColumnName(i));
+    scratch.assigned.push_back(IsFieldAssigned(*scratch.assignment_image, scratch.field_names.back()));
+  }
+  return scratch.assigned;
+}
+
+}  // namespace
+
+bool IsFieldAssigned(const ProfileImage& spec_file, std::string_view field_name) {
+  return GetIniString(spec_file, "FieldAssignments", field_name, "") != "NOTASSIGNED";
+}
+
+bool IsFieldAssigned(ProfileStore& profiles, const std::string& spec_file, std::string_view field_name) {
+  return IsFieldAssigned(*profiles.Read(spec_file), field_name);
+}
+
+void WriteDoubletRows(Session& session, const Recordset& record) {
+  CreateDoubletProtocol(session, kDuplicateLogTitle, kDuplicateLogList,
+                        FormatShortDate(session.platform.clock.Now().date), session.Description,
+                        session.SpecFile, session.Provider);
+  const std::string mark = NewRecordMark();
+  const std::vector<bool>& assigned = AssignedFields(session, record);
+  for (std::size_t i = 0; i < assigned.size(); ++i) {
+    if (!assigned[i]) continue;
+    AddDoubletProtocolColumns(session, mark, record.ColumnName(i), record.TextAt(i));
+  }
+}
+
+std::string NewRecordMark() {
+  std::array<unsigned char, 16> guid;
+  if (getentropy(guid.data(), guid.size()) != 0) throw ErrorFromErrno(errno, "getentropy");
+  // RFC 4122, section 4.4: a random GUID carries its version and variant in two fixed places.
+  guid[6] = static_cast<unsigned char>((guid[6] & 0x0F) | 0x40);
+  guid[8] = static_cast<unsigned char>((guid[8] & 0x3F) | 0x80);
+
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string mark = "{";
+  for (std::size_t i = 0; i < guid.size(); ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) mark.push_back('-');
+    mark.push_back(kDigits[guid[i] >> 4]);
+    mark.push_back(kDigits[guid[i] & 0x0F]);
+  }
+  mark.push_back('}');
+  return mark;
+}
+
+}  // namespace kestrel

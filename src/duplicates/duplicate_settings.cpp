@@ -1,0 +1,85 @@
+// The settings of the duplicate check: those of the specification and those of the host.
+#include "duplicates/address_kind.h"
+#include "duplicates/duplicates.h"
+#include "duplicates/trap_in_function.h"
+#include "spec/profile_access.h"
+
+namespace kestrel {
+
+namespace {
+
+constexpr const char* kSettingsGroup = "Adressindex";
+
+bool IsOn(const ProfileImage& spec, std::string_view key) {
+  return GetIniString(spec, kDuplicateSection, key, "0") == "1";
+}
+
+DuplicateSettings ReadSettings(const ProfileImage& spec) {
+  DuplicateSettings settings;
+  settings.check_duplicates = IsOn(spec, "DublettenPruefen");
+  settings.address_type_mask = Value(GetIniString(spec, kDuplicateSection, "AddresstypeCode", "0")).ToInteger();
+  settings.use_key[0] = IsOn(spec, "DublettenKey1");
+  settings.use_key[1] = IsOn(spec, "DublettenKey2");
+  settings.use_key[2] = IsOn(spec, "DublettenKey3");
+  return settings;
+}
+
+// A new instance of the host's settings component, ready to read. The connection travels by reference, so
+// what the component leaves there becomes the session's.
+ObjectPtr NewHostSettings(Session& session) {
+  const ObjectPtr settings = session.platform.components.CreateObject("KSBSetting.KSSettings");
+  Value connection(session.HostConnection);
+  CallMethod(settings, "Init", 0, ByRef(connection));
+  session.HostConnection = connection.ToObject();
+  return settings;
+}
+
+std::string ReadHostSetting(const ObjectPtr& settings, const char* name) {
+  Value result("");
+  CallMethod(settings, "GetSetting", kSettingsGroup, name, ByRef(result), "Standard", "Standard", "0");
+  return result.ToText();
+}
+
+}  // namespace
+
+void LoadDublettSettings(Session& session) {
+  DuplicateScratch& scratch = session.duplicate_scratch;
+  const bool loaded = TrapInFunction(session, "LoadDublettSettings", [&] {
+    std::shared_ptr<const ProfileImage> image = session.profiles.Read(session.SpecFile);
+    if (!scratch.settings.has_value() || image != scratch.settings_image) {
+      scratch.settings.reset();
+      scratch.settings_image = std::move(image);
+      scratch.settings = ReadSettings(*scratch.settings_image);
+    }
+    session.Duplicates = *scratch.settings;
+  });
+  if (!loaded) session.Duplicates = DuplicateSettings();
+}
+
+std::int64_t GetAddressType(const Session& session) {
+  const AddressKind* kind = FindAddressKind(session.ImportClassProgID);
+  return kind == nullptr ? 0 : kind->type_code;
+}
+
+bool isDoublettIndex(Session& session) {
+  bool answer = false;
+  TrapInFunction(session, "isDoublettIndex",
+                 [&] { answer = ReadHostSetting(NewHostSettings(session), "Doubletindex") == "1"; });
+  return answer;
+}
+
+void GetDoubletAlgorithmCode(Session& session, std::string& code1, std::string& code2, std::string& code3) {
+  const bool read = TrapInFunction(session, "GetDoubletAlgorithmCode", [&] {
+    const ObjectPtr settings = NewHostSettings(session);
+    code1 = ReadHostSetting(settings, "AlgorithmCode1");
+    code2 = ReadHostSetting(settings, "AlgorithmCode2");
+    code3 = ReadHostSetting(settings, "AlgorithmCode3");
+  });
+  if (!read) {
+    code1.clear();
+    code2.clear();
+    code3.clear();
+  }
+}
+
+}  // namespace kestrel

@@ -1,0 +1,67 @@
+// The run: one import from the first source record to the closing message, without a window.
+//
+// The window (or the console) is a RunView. The run tells it what to show and asks it to yield; a close
+// request arrives through RequestClose or RequestAbort and is honoured at the start of the next round.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "component/session.h"
+
+namespace kestrel {
+
+class RunView {
+ public:
+  virtual ~RunView() = default;
+  // The text of lblInfo. Called once a record and once at the end; the view lives until the call returns.
+  // An implementation may coalesce repaints.
+  virtual void SetInfo(std::string_view text) = 0;
+  // The value of ProgressBar, a percentage.
+  virtual void SetProgress(double percent) = 0;
+  // Lets the message loop run.
+  virtual void Yield() = 0;
+  // Closes the window; the run is finished.
+  virtual void CloseWindow() = 0;
+};
+
+struct RunResult {
+  std::int32_t records = 0;
+  std::int32_t total = 0;
+  std::int32_t errors = 0;  // -1: the import class cancelled
+  std::int32_t duplicates = 0;
+  bool aborted = false;    // the user asked for it
+  bool cancelled = false;  // the import class did
+  std::string message;     // the text of the closing box
+};
+
+class ImportRun {
+ public:
+  // All outlive the run. The session holds the import class, the assignment list and the source settings.
+  ImportRun(Session& session, RunView& view) : session_(session), view_(view) {}
+
+  // First activation of the window: runs the import. Later calls, also from within the run, do nothing.
+  // Raises nothing: what fails is counted and logged.
+  void Activate();
+  // A request to close: true when the window may close (the run has finished), otherwise the abort is
+  // noted and the close refused.
+  bool RequestClose();
+  void RequestAbort() { abort_requested_ = true; }
+  bool finished() const { return finished_; }
+  // Complete once finished.
+  const RunResult& result() const { return result_; }
+
+ private:
+  // Runs the import and fills the result. The order of its steps is told in the .cpp.
+  void ImportStart();
+
+  Session& session_;
+  RunView& view_;
+  bool first_activation_ = true;
+  bool abort_requested_ = false;
+  bool finished_ = false;
+  RunResult result_;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,144 @@
+#include "import/record_assembly.h"
+
+#include <limits>
+#include <utility>
+
+#include "platform/base/text.h"
+
+namespace kestrel {
+
+namespace {
+
+// Columns that were never set read as nothing assigned: 0, off, the empty text.
+std::int64_t WholeNumber(const MemoryRecordset& list, std::size_t column) {
+  return list.IsNull(column) ? 0 : list.ValueAt(column).ToInteger();
+}
+
+}  // namespace
+
+void RecordAssembly::Fill(const RecordsetPtr& source, const RecordsetPtr& record) {
+  if (source == nullptr || record == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
+  if (list_ == nullptr || list_ != session_.AssignmentList) ResolveAssignments();
+  if (source_ != source) ResolveSource(source);
+  // A record set keeps its columns while it has rows.
+  if (record_ != record || record->ColumnCount() != record_columns_.size()) ResolveRecord(record);
+
+  // One look at the specification a record, so that a change made by the import class is seen.
+  std::shared_ptr<const ProfileImage> image;
+  if (translates_) image = session_.profiles.Read(session_.SpecFile);
+
+  for (Row& row : rows_) {
+    if (row.size_error) errors_.Count(*row.size_error);
+    errors_.Try([&] {
+      if (row.option == kConstantValue) {
+        FillConstant(row, *record);
+      } else if (row.option == kImportField && !row.destination.empty()) {
+        FillImportField(row, *source, image, *record);
+      }
+    });
+  }
+}
+
+// --- What the records share ---------------------------------------------------------------------
+
+void RecordAssembly::ResolveAssignments() {
+  const std::shared_ptr<MemoryRecordset> list = session_.AssignmentList;
+  if (list == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
+  rows_.clear();
+  translates_ = false;
+  for (list->MoveFirst(); !list->IsEof(); list->MoveNext()) {
+    rows_.push_back(ReadRow(*list));
+    translates_ = translates_ || rows_.back().translation.has_value();
+  }
+  list_ = list;
+  // Both describe columns of the old rows.
+  source_.reset();
+  record_.reset();
+  record_columns_.clear();
+}
+
+RecordAssembly::Row RecordAssembly::ReadRow(const MemoryRecordset& list) const {
+  Row row;
+  row.field = list.TextAt(kSourceName);
+  row.destination = ReplaceAll(list.TextAt(kDestinationName), "\"", "");
+  row.field_typ = list.TextAt(kFieldTyp);
+  row.kind = KindOfField(row.field_typ);
+  row.size = WholeNumber(list, kSize);
+  // The run keeps sizes in 16 bits. A greater one is an error of every record, but cuts nothing.
+  constexpr std::int64_t kGreatestSize = std::numeric_limits<std::int16_t>::max();
+  if (row.size > kGreatestSize || row.size < std::numeric_limits<std::int16_t>::min()) {
+    row.size_error =
+        RuntimeError(ErrorNumber::kOverflow, std::string(DescriptionOf(ErrorNumber::kOverflow)) + ": Größe " +
+                                                 std::to_string(row.size) + " des Feldes " + row.field);
+    row.size = std::numeric_limits<std::int64_t>::max();
+  }
+  row.option = WholeNumber(list, kOption);
+  if (row.option == kImportField) {
+    if (WholeNumber(list, kTranslate) != 0) row.translation.emplace(row.field);
+    row.date = FindDatePattern(list.TextAt(kFormat));
+  }
+  return row;
+}
+
+void RecordAssembly::ResolveSource(const RecordsetPtr& source) {
+  for (Row& row : rows_) row.source_column = source->FindColumn(row.destination);
+  source_ = source;
+}
+
+bool RecordAssembly::HasRecordShape(const Recordset& record) const {
+  if (record.ColumnCount() != record_columns_.size()) return false;
+  for (std::size_t column = 0; column < record_columns_.size(); ++column) {
+    if (record.ColumnName(column) != record_columns_[column]) return false;
+  }
+  return true;
+}
+
+void RecordAssembly::ResolveRecord(const RecordsetPtr& record) {
+  // Import classes may deliver a new object of the same shape for every record.
+  if (record_columns_.empty() || !HasRecordShape(*record)) {
+    record_columns_.clear();
+    for (std::size_t column = 0; column < record->ColumnCount(); ++column) {
+      record_columns_.emplace_back(record->ColumnName(column));
+    }
+    for (Row& row : rows_) row.record_column = record->FindColumn(row.field);
+  }
+  record_ = record;
+}
+
+// --- One field ----------------------------------------------------------------------------------
+
+void RecordAssembly::FillConstant(const Row& row, Recordset& record) {
+  if (!IsCompatible(row.destination, row.kind)) {
+    errors_.CountTypeMismatch(row.field, row.destination);
+  } else if (const auto text = ShapeByType(row.destination, row.kind, row.size)) {
+    Write(row, *text, record);
+  }
+}
+
+void RecordAssembly::FillImportField(Row& row, const Recordset& source,
+                                     const std::shared_ptr<const ProfileImage>& image, Recordset& record) {
+  std::string_view value =
+      source.TextAt(row.source_column ? *row.source_column : source.RequireColumn(row.destination));
+  std::optional<std::string_view> translation;
+  if (row.translation) translation = row.translation->Table(image).Find(value);
+  if (translation) value = *translation;
+
+  const bool compatible = IsCompatible(value, row.kind);
+  if (!compatible) errors_.CountTypeMismatch(row.field, value);
+  if (row.date != nullptr) {
+    if (const auto date = ConvertDate(value, *row.date)) {
+      Write(row, *date, record);
+      return;
+    }
+  }
+  if (!compatible) return;
+  const auto text =
+      translation ? ShapeTranslated(value, row.field_typ, row.size) : ShapeByType(value, row.kind, row.size);
+  if (text) Write(row, *text, record);
+}
+
+void RecordAssembly::Write(const Row& row, std::string_view text, Recordset& record) {
+  record.SetText(row.record_column ? *row.record_column : record.RequireColumn(row.field), text);
+}
+
+}  // namespace kestrel

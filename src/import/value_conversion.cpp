@@ -1,0 +1,100 @@
+#include "import/value_conversion.h"
+
+#include <array>
+
+#include "platform/base/date.h"
+#include "platform/base/number.h"
+#include "platform/base/runtime_error.h"
+#include "platform/base/text.h"
+
+namespace kestrel {
+
+namespace {
+
+// The whole value is read as a date: its parts may be shorter than the format shows ("1.2.2024  ").
+constexpr DatePattern::Piece kWholeValue{0, 0};
+
+constexpr std::array<DatePattern, 8> kDatePatterns = {{
+    {"tt.mm.jjjj", 10, kWholeValue, kWholeValue, kWholeValue},
+    {"tt.mm.jj", 8, {0, 2}, {3, 2}, {6, 2}},
+    {"ttmmjjjj", 8, {0, 2}, {2, 2}, {4, 4}},
+    {"ttmmjj", 6, {0, 2}, {2, 2}, {4, 2}},
+    {"jjjj.mm.tt", 10, {8, 2}, {5, 2}, {0, 4}},
+    {"jj.mm.tt", 8, {6, 2}, {3, 2}, {0, 2}},
+    {"jjjjmmtt", 8, {6, 2}, {4, 2}, {0, 4}},
+    {"jjmmtt", 6, {4, 2}, {2, 2}, {0, 2}},
+}};
+
+std::string_view FirstCharacters(std::string_view value, std::int64_t size) {
+  if (size < 0) throw RuntimeError(ErrorNumber::kInvalidProcedureCall);
+  return Left(value, static_cast<std::size_t>(size));
+}
+
+}  // namespace
+
+FieldKind KindOfField(std::string_view field_typ) {
+  if (EqualsIgnoringCase(field_typ, "INT") || EqualsIgnoringCase(field_typ, "FLOAT"))
+    return FieldKind::kNumeric;
+  if (EqualsIgnoringCase(field_typ, "VARCHAR")) return FieldKind::kVarchar;
+  if (EqualsIgnoringCase(field_typ, "TEXT")) return FieldKind::kText;
+  return FieldKind::kOther;
+}
+
+bool IsCompatible(std::string_view value, FieldKind kind) {
+  return kind != FieldKind::kNumeric || value.empty() || IsNumeric(value);
+}
+
+std::optional<std::string_view> ShapeByType(std::string_view value, FieldKind kind, std::int64_t size) {
+  switch (kind) {
+    case FieldKind::kNumeric:
+      if (value.empty()) return std::nullopt;
+      return value;
+    case FieldKind::kVarchar: return TrimBlanks(FirstCharacters(value, size));
+    case FieldKind::kText: return TrimBlanks(value);
+    case FieldKind::kOther: break;
+  }
+  return value;
+}
+
+std::optional<std::string_view> ShapeTranslated(std::string_view value, std::string_view field_typ,
+                                                std::int64_t size) {
+  if (field_typ == "varchar") return FirstCharacters(value, size);
+  if (value.empty() && KindOfField(field_typ) == FieldKind::kNumeric) return std::nullopt;
+  return value;
+}
+
+const DatePattern* FindDatePattern(std::string_view format) {
+  for (const DatePattern& pattern : kDatePatterns) {
+    if (pattern.format == format) return &pattern;
+  }
+  return nullptr;
+}
+
+std::optional<std::string> ConvertDate(std::string_view value, const DatePattern& pattern) {
+  if (LengthInCharacters(value) != pattern.length) return std::nullopt;
+  std::optional<CalendarDate> date;
+  if (pattern.day.count == kWholeValue.count) {
+    date = ParseGermanDate(value);
+  } else {
+    const auto cut = [value](DatePattern::Piece piece) { return Middle(value, piece.start, piece.count); };
+    std::string joined;
+    joined.append(cut(pattern.day))
+        .append(1, '.')
+        .append(cut(pattern.month))
+        .append(1, '.')
+        .append(cut(pattern.year));
+    date = ParseGermanDate(joined);
+  }
+  if (!date) return std::nullopt;
+  return FormatStoredDate(*date);
+}
+
+std::string TypeMismatchText(std::string_view field_name, std::string_view value) {
+  std::string text =
+      "Eine Typen Unverträglichkeit wurde im Modul ImportStart festgestellt. Ein alphanumerischer Wert kann "
+      "nicht in ein numerisches Feld geschrieben werden. (";
+  // The bracket stays open; the log's readers know the line so.
+  return text.append(field_name).append(" / ").append(value);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,248 @@
+#include "mapping/field_assignment.h"
+
+#include "component/import_class.h"
+#include "log/import_log.h"
+#include "mapping/translation.h"
+#include "platform/base/text.h"
+#include "spec/profile_access.h"
+
+namespace kestrel {
+
+namespace {
+
+constexpr const char* kAssignmentSection = "FieldAssignments";
+constexpr const char* kTranslationSwitchSection = "FieldTranslation";
+constexpr const char* kFormatSection = "FieldFormat";
+constexpr const char* kNotAssignedText = "NOTASSIGNED";
+constexpr std::string_view kFieldPrefix = "FIELD:";
+constexpr std::string_view kConstantPrefix = "CONST:";
+
+// Returns to the row that was current, where there was one.
+class RowKeeper {
+ public:
+  explicit RowKeeper(MemoryRecordset& list) : list_(list) {
+    if (!list.IsBof() && !list.IsEof()) row_ = list.Bookmark();
+  }
+  RowKeeper(const RowKeeper&) = delete;
+  RowKeeper& operator=(const RowKeeper&) = delete;
+  ~RowKeeper() {
+    if (row_.has_value()) list_.GoTo(*row_);
+  }
+
+ private:
+  MemoryRecordset& list_;
+  std::optional<std::int64_t> row_;
+};
+
+// Whether some row answers true; stops at the first that does.
+template <class Test>
+bool AnyRow(MemoryRecordset& list, Test&& test) {
+  const RowKeeper keeper(list);
+  for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {
+    if (test()) return true;
+  }
+  return false;
+}
+
+// A truth value of a column, where null is false.
+bool IsTrue(const Recordset& set, std::size_t column) {
+  return !set.IsNull(column) && set.ValueAt(column).ToBool();
+}
+
+// Set, and to the empty text.
+bool IsEmptyText(const Recordset& set, std::size_t column) {
+  return !set.IsNull(column) && set.TextAt(column).empty();
+}
+
+// Set, and to another text than the empty one; null reads as the empty text.
+bool HasText(const Recordset& set, std::size_t column) { return !set.TextAt(column).empty(); }
+
+void SetAssignment(MemoryRecordset& list, AssignmentOption option, std::string_view destination_name,
+                   std::string_view display) {
+  list.SetText(kDestinationName, destination_name);
+  list.SetText(kDspDestinationName, display);
+  list.SetValue(kOption, static_cast<std::int64_t>(option));
+}
+
+void SetTranslate(MemoryRecordset& list, bool translate) {
+  list.SetValue(kTranslate, translate ? 1 : 0);
+  if (translate) list.SetText(kInfo, kTranslatedRemark);
+}
+
+// The name or constant of a stored assignment: the text between its first and its second colon.
+std::string_view AssignedText(std::string_view assignment) { return Split(assignment, ':')[1]; }
+
+void LoadImportField(MemoryRecordset& list, const ProfileImage& spec, const std::string& field,
+                     std::string_view source_column, const std::vector<std::string>& source_columns) {
+  if (IsInList(source_column, source_columns)) {
+    SetAssignment(list, kImportField, source_column, DisplayFieldName(source_column));
+  } else {
+    SetAssignment(list, kNotAssigned, "", "");
+  }
+  SetTranslate(list, !GetIniSection(spec, TranslationSection(field)).empty() &&
+                         GetIniString(spec, kTranslationSwitchSection, field, "0") == "1");
+  const std::string format = GetIniString(spec, kFormatSection, field, "");
+  if (!format.empty()) list.SetText(kFormat, format);
+}
+
+// The field of the current row as the import specification assigns it.
+void LoadAssignment(MemoryRecordset& list, const ProfileImage& spec, const std::string& field,
+                    const std::vector<std::string>& source_columns) {
+  const std::string assignment = GetIniString(spec, kAssignmentSection, field, "");
+  list.SetText(kInfo, "");
+  if (assignment == kNotAssignedText) {
+    list.SetText(kDestinationName, "");
+    list.SetValue(kOption, static_cast<std::int64_t>(kNotAssigned));
+  } else if (assignment.starts_with(kFieldPrefix)) {
+    LoadImportField(list, spec, field, AssignedText(assignment), source_columns);
+  } else if (assignment.starts_with(kConstantPrefix)) {
+    const std::string_view constant = AssignedText(assignment);
+    SetAssignment(list, kConstantValue, constant, DisplayConstant(constant));
+  }
+}
+
+struct CopiedColumn {
+  const char* name;
+  AssignmentColumn target;
+};
+constexpr CopiedColumn kCopiedColumns[] = {{"Obligation", kObligation}, {"RowSourceTyp", kRowSourceTyp},
+                                           {"RowSource", kRowSource},   {"Size", kSize},
+                                           {"FieldTyp", kFieldTyp},     {"DateField", kDateField}};
+
+// Asks the import class for its fields. Its own error is logged; what it returned counts all the same.
+RecordsetPtr RequestFields(Session& session) {
+  const Value answer = CallMethod(session.ImportClass, "GetFields");
+  const ImportClassError error = ReadImportClassError(session);
+  if (error.code != 0) WriteErrorProtocol(session, error.code, error.description, "GetData", "GetFields");
+  return ToRecordset(answer);
+}
+
+void FillAssignmentList(Session& session, MemoryRecordset& list, std::vector<bool>& mandatory) {
+  const RecordsetPtr fields = RequestFields(session);
+  const std::size_t name_column = fields->RequireColumn("FieldName");
+  std::array<std::size_t, std::size(kCopiedColumns)> sources;
+  for (std::size_t i = 0; i < sources.size(); ++i) sources[i] = fields->RequireColumn(kCopiedColumns[i].name);
+  const std::size_t obligation_column = sources[0];
+
+  const std::shared_ptr<const ProfileImage> spec = session.profiles.Read(session.SpecFile);
+  for (fields->MoveFirst(); !fields->IsEof(); fields->MoveNext()) {
+    const std::string field(fields->TextAt(name_column));
+    list.AddNew();
+    list.SetText(kSourceName, field);
+    LoadAssignment(list, *spec, field, session.SourceFieldNames);
+    mandatory.push_back(IsTrue(*fields, obligation_column));
+    for (std::size_t i = 0; i < sources.size(); ++i) {
+      list.SetValue(kCopiedColumns[i].target, fields->ValueAt(sources[i]));
+    }
+  }
+}
+
+}  // namespace
+
+std::shared_ptr<MemoryRecordset> CreateAssignmentList() {
+  constexpr std::size_t kNameSize = 255;
+  constexpr std::size_t kRemarkSize = 50;
+  auto list = std::make_shared<MemoryRecordset>();
+  list->AppendColumn("SourceName", ColumnType::kText, kNameSize);
+  list->AppendColumn("DestinationName", ColumnType::kText, kNameSize);
+  list->AppendColumn("DspDestinationName", ColumnType::kText, kNameSize);
+  list->AppendColumn("Option", ColumnType::kInt64);
+  list->AppendColumn("Obligation", ColumnType::kBool);
+  list->AppendColumn("RowSourceTyp", ColumnType::kInt64);
+  list->AppendColumn("RowSource", ColumnType::kText, kNameSize);
+  list->AppendColumn("Translate", ColumnType::kInt16);
+  list->AppendColumn("FieldTyp", ColumnType::kText, kRemarkSize);
+  list->AppendColumn("Size", ColumnType::kInt64);
+  list->AppendColumn("Info", ColumnType::kText, kRemarkSize);
+  list->AppendColumn("Format", ColumnType::kText, kRemarkSize);
+  list->AppendColumn("DateField", ColumnType::kBool);
+  return list;
+}
+
+std::vector<bool> BuildAssignmentList(Session& session, std::string* failure) {
+  const std::shared_ptr<MemoryRecordset> list = CreateAssignmentList();
+  session.AssignmentList = list;
+  std::vector<bool> mandatory(1);
+  Trap([&] { FillAssignmentList(session, *list, mandatory); },
+       [&](const RuntimeError& error) {
+         if (failure != nullptr) *failure = error.Description();
+       });
+  // A failed build may have left a row without its flag.
+  mandatory.resize(static_cast<std::size_t>(list->RecordCount()) + 1);
+  list->MoveFirst();
+  return mandatory;
+}
+
+void StoreCurrentAssignment(MemoryRecordset& list, const AssignmentPanel& panel) {
+  list.SetText(kInfo, "");
+  switch (panel.option) {
+    case kNotAssigned: SetAssignment(list, kNotAssigned, "", ""); break;
+    case kImportField:
+      SetAssignment(list, kImportField, panel.import_field, DisplayFieldName(panel.import_field));
+      SetTranslate(list, panel.translate);
+      list.SetText(kFormat, panel.date_format);
+      break;
+    case kConstantValue:
+      SetAssignment(list, kConstantValue, panel.constant, DisplayConstant(panel.constant));
+      break;
+  }
+}
+
+AssignmentPanel ReadAssignment(MemoryRecordset& list, std::int64_t row) {
+  const RowKeeper keeper(list);
+  list.GoTo(row);
+  AssignmentPanel panel;
+  const std::int64_t option = list.IsNull(kOption) ? 0 : list.ValueAt(kOption).ToInteger();
+  if (option == kImportField) {
+    panel.option = kImportField;
+    panel.import_field = list.TextAt(kDestinationName);
+    panel.translate = IsTrue(list, kTranslate);
+    panel.date_format = list.TextAt(kFormat);
+  } else if (option == kConstantValue) {
+    panel.option = kConstantValue;
+    panel.constant = list.TextAt(kDestinationName);
+  }
+  return panel;
+}
+
+bool IsInList(std::string_view name, const std::vector<std::string>& list) {
+  for (std::size_t i = 0; i + 1 < list.size(); ++i) {
+    if (list[i] == name) return true;
+  }
+  return false;
+}
+
+std::string DisplayFieldName(std::string_view name) {
+  if (name.empty()) return {};
+  return std::string("«").append(name).append("»");
+}
+
+std::string DisplayConstant(std::string_view constant) {
+  return std::string("\"").append(constant).append("\"");
+}
+
+std::vector<std::string> OfferedSourceFields(const std::vector<std::string>& source_field_names) {
+  std::vector<std::string> offered;
+  for (std::size_t i = 0; i + 1 < source_field_names.size(); ++i) {
+    const std::string& name = source_field_names[i];
+    offered.push_back(name.empty() ? UnnamedColumn(i + 1) : name);
+  }
+  return offered;
+}
+
+bool HasUsableSourceFields(const std::vector<std::string>& source_field_names) {
+  // The closing empty element is no column.
+  return source_field_names.size() > 2;
+}
+
+bool MandatoryFieldUnassigned(MemoryRecordset& list) {
+  return AnyRow(list, [&] { return IsTrue(list, kObligation) && IsEmptyText(list, kDestinationName); });
+}
+
+bool DateFieldWithoutFormat(MemoryRecordset& list) {
+  return AnyRow(list, [&] {
+    return IsTrue(list, kDateField) && HasText(list, kDestinationName) && IsEmptyText(list, kFormat);
+  });
+}
+
+}  // namespace kestrel

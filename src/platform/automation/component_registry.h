@@ -1,0 +1,69 @@
+// Creating objects by programmatic identifier ("ksbimport.importkunden").
+//
+// Two ways in: a factory registered in the process, and a plug-in: a shared library announced by a small
+// text file in a components folder.
+//
+//   ; kestrelhost.component
+//   [Components]
+//   ksbimport.importkunden=libkestrelhost.so
+//   KSHProto.Protokoll=libkestrelhost.so
+//
+// A library name without a separator is looked for beside the announcing file. The library exports
+//   extern "C" void kestrel_register_components(kestrel::ComponentRegistry& registry);
+// which registers its factories. A library is loaded at the first use of one of its identifiers and stays
+// loaded for the life of the process, as objects made by it may outlive the registry.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/automation/object.h"
+
+namespace kestrel {
+
+class ComponentRegistry {
+ public:
+  using Factory = std::function<ObjectPtr()>;
+
+  ComponentRegistry() = default;
+  ComponentRegistry(const ComponentRegistry&) = delete;
+  ComponentRegistry& operator=(const ComponentRegistry&) = delete;
+
+  // Identifiers are compared without case; a second registration replaces the first.
+  void Register(std::string prog_id, Factory factory);
+
+  // Reads every "*.component" file of the folder. A folder that is missing is remembered for error texts
+  // and otherwise ignored. An identifier that a factory or an earlier folder serves keeps its first meaning.
+  void AddFolder(const std::string& folder);
+
+  // Adds the folders of the environment variable KESTREL_COMPONENTS (separated by ':') and then the folder
+  // "kestrel/components" beside this library, which is the same in build and install tree.
+  void AddDefaultFolders();
+
+  // A new object. Raises 429 with the identifier and the folders searched where nothing serves it, or with
+  // library, symbol and the loader's reason where its plug-in cannot be loaded. What the factory itself
+  // raises passes through.
+  ObjectPtr CreateObject(std::string_view prog_id);
+
+  // The identifiers known, for messages; sorted.
+  std::vector<std::string> ProgIds() const;
+
+ private:
+  void LoadLibraryOf(const std::string& prog_id, const std::string& library);
+
+  // Identifiers are ASCII; compared without case and without a copy, as objects are made for every record.
+  struct LessIgnoringCase {
+    using is_transparent = void;
+    bool operator()(std::string_view a, std::string_view b) const;
+  };
+  std::map<std::string, Factory, LessIgnoringCase> factories_;
+  std::map<std::string, std::string, LessIgnoringCase> libraries_;
+  std::vector<std::string> folders_;
+};
+
+inline constexpr const char* kRegisterSymbol = "kestrel_register_components";
+
+}  // namespace kestrel

@@ -1,0 +1,118 @@
+// Objects that are driven by member name: import classes, log, settings and key components.
+//
+// A caller resolves a name once to a MemberId and then invokes it; both steps are virtual, so that an
+// object may be written in any way (see bound_object.h for the usual one).
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "platform/automation/value.h"
+
+namespace kestrel {
+
+using MemberId = int;
+
+// How a member is used. A name may serve several kinds (a property with get and let).
+enum class CallKind {
+  kMethod,  // call with arguments; also reads a property, as late binding does not tell them apart
+  kGet,     // read a property
+  kLet,     // assign a value to a property; one argument
+  kSet,     // assign an object to a property; one argument
+};
+
+// One argument of a call: by value, or by reference, in which case what the object writes arrives in the
+// caller's variable. The caller's variable must outlive the call; the object may keep neither.
+class Argument {
+ public:
+  explicit Argument(Value value) : value_(std::move(value)) {}
+  static Argument ByReference(Value& variable) { return Argument(&variable); }
+
+  bool IsReference() const { return reference_ != nullptr; }
+  const Value& Get() const { return reference_ != nullptr ? *reference_ : value_; }
+  // Without effect for the caller where the argument was passed by value.
+  void Set(Value value) { (reference_ != nullptr ? *reference_ : value_) = std::move(value); }
+
+ private:
+  explicit Argument(Value* reference) : reference_(reference) {}
+  Value value_;
+  Value* reference_ = nullptr;
+};
+
+class Object {
+ public:
+  Object() = default;
+  Object(const Object&) = delete;
+  Object& operator=(const Object&) = delete;
+  virtual ~Object() = default;
+
+  // The id of a member, names compared without case; none where the object lacks it. An id stays valid
+  // for the life of the object.
+  virtual std::optional<MemberId> FindMember(std::string_view name) const = 0;
+
+  // Uses a member. Trailing optional arguments are left out; one in the middle is kMissing. Raises 438
+  // where the member does not serve `kind`, 449 or 450 for wrong arguments, 13 for a wrong type, and
+  // whatever the member itself raises.
+  virtual Value Invoke(MemberId member, CallKind kind, std::span<Argument> arguments) = 0;
+
+ protected:
+  // For objects without members of their own (record sets, connections).
+  static Value LacksMember();
+};
+
+// --- Calling ------------------------------------------------------------------------------------
+// Each raises 91 where the object is not set and 438 (naming the member) where the object lacks it.
+
+namespace detail {
+MemberId ResolveMember(Object* object, std::string_view name);
+Value InvokeMember(Object* object, std::string_view name, MemberId member, CallKind kind,
+                   std::span<Argument> arguments);
+inline Argument ToArgument(Argument argument) { return argument; }
+template <class Kind>
+requires(!std::is_same_v<std::decay_t<Kind>, Argument>) Argument ToArgument(Kind&& value) {
+  return Argument(Value(std::forward<Kind>(value)));
+}
+}  // namespace detail
+
+inline Argument ByRef(Value& variable) { return Argument::ByReference(variable); }
+
+// CallMethod(log, "SetField", 10, 0, ByRef(text))
+template <class... Arguments>
+Value CallMethod(const ObjectPtr& object, std::string_view name, Arguments&&... arguments) {
+  const MemberId member = detail::ResolveMember(object.get(), name);
+  std::array<Argument, sizeof...(Arguments)> list{detail::ToArgument(std::forward<Arguments>(arguments))...};
+  return detail::InvokeMember(object.get(), name, member, CallKind::kMethod, list);
+}
+
+Value GetProperty(const ObjectPtr& object, std::string_view name);
+void LetProperty(const ObjectPtr& object, std::string_view name, Value value);
+void SetProperty(const ObjectPtr& object, std::string_view name, ObjectPtr value);
+
+// A member of one object, its name resolved at the first use and kept: for members called per record.
+class BoundMember {
+ public:
+  BoundMember() = default;
+  // Keeps the object alive. Nothing is resolved yet, so nothing is raised here.
+  BoundMember(ObjectPtr object, std::string name) : object_(std::move(object)), name_(std::move(name)) {}
+
+  template <class... Arguments>
+  Value Call(Arguments&&... arguments) {
+    std::array<Argument, sizeof...(Arguments)> list{detail::ToArgument(std::forward<Arguments>(arguments))...};
+    return Invoke(CallKind::kMethod, list);
+  }
+  Value Get() { return Invoke(CallKind::kGet, {}); }
+
+ private:
+  Value Invoke(CallKind kind, std::span<Argument> arguments);
+
+  ObjectPtr object_;
+  std::string name_;
+  std::optional<MemberId> member_;
+};
+
+}  // namespace kestrel

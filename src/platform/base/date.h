@@ -1,0 +1,40 @@
+// Calendar dates (proleptic Gregorian, years 1 to 9999) and their German texts.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kestrel {
+
+struct CalendarDate {
+  int year = 0;
+  int month = 0;  // 1 to 12
+  int day = 0;    // 1 to 31
+  friend bool operator==(const CalendarDate&, const CalendarDate&) = default;
+};
+
+struct DateTime {
+  CalendarDate date;
+  int hour = 0;
+  int minute = 0;
+  int second = 0;
+  friend bool operator==(const DateTime&, const DateTime&) = default;
+};
+
+// Whether the day exists.
+bool IsRealDate(const CalendarDate& date);
+
+// Reads day.month.year, each of digits only (one or two for day and month; two or four for the year),
+// blanks around the whole allowed. Years 00 to 49 are 20yy, 50 to 99 are 19yy. No value unless the day
+// exists. Raises nothing.
+std::optional<CalendarDate> ParseGermanDate(std::string_view text);
+
+// "TT.MM.JJJJ".
+std::string FormatShortDate(const CalendarDate& date);
+// "TT.MM.JJJJ", with " HH:MM:SS" only where the time is not midnight: a database date as source text.
+std::string FormatDateTime(const DateTime& value);
+// "JJJJMMTT000000".
+std::string FormatStoredDate(const CalendarDate& date);
+
+}  // namespace kestrel

@@ -1,0 +1,129 @@
+// A database connection. Each provider is one folder under providers/; which one serves a connection
+// string is told in open_connection.h.
+//
+// Invariants
+//  1. One statement a call: a text that holds a second statement is refused (3000) before anything runs.
+//  2. Texts go in and come out as UTF-8. '?' marks a parameter in Prepare, for every provider.
+//  3. Errors of the database are 3000 with the database's own reason; a closed connection is 3704.
+//  4. A connection, its statements and its record sets are used by one thread at a time. Record sets and
+//     statements keep what they need of the connection alive.
+//  5. Companions may have a thread of their own (grouped_writes.h has one that commits). Providers with
+//     transactions therefore hold CallMutex() during every call that reaches the database.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <typeindex>
+#include <utility>
+#include <vector>
+
+#include "platform/data/recordset.h"
+
+namespace kestrel {
+
+struct CatalogTable {
+  std::string name;
+  // "TABLE", "VIEW", "SYSTEM TABLE" or what else the source calls it.
+  std::string type;
+};
+
+// A statement with parameters, prepared once and executed often. Parameter indexes count from 0.
+class Statement {
+ public:
+  Statement() = default;
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+  virtual ~Statement() = default;
+
+  // Bound values stay until bound again. A text is not copied: it must live until Execute or Open returns
+  // (a record set from Open has taken what it needs).
+  virtual void BindText(std::size_t parameter, std::string_view text) = 0;
+  virtual void BindInteger(std::size_t parameter, std::int64_t number) = 0;
+  virtual void BindDouble(std::size_t parameter, double number) = 0;
+  virtual void BindNull(std::size_t parameter) = 0;
+
+  // Runs a statement that returns no rows; the number of rows changed.
+  virtual std::int64_t Execute() = 0;
+  // Runs a query. The record set is at its first row or at its end.
+  virtual RecordsetPtr Open() = 0;
+};
+
+// What others keep with a connection for as long as it is open: a write group, settings read from it.
+class Companion {
+ public:
+  Companion() = default;
+  Companion(const Companion&) = delete;
+  Companion& operator=(const Companion&) = delete;
+  virtual ~Companion() = default;
+  // The connection is about to begin a transaction of its caller's, or to close: finish what is pending.
+  virtual void Settle() {}
+};
+
+class Connection : public Object {
+ public:
+  // Runs one statement that returns no rows; the number of rows changed.
+  virtual std::int64_t Execute(std::string_view sql) = 0;
+  // Runs one query; the record set is at its first row or at its end. A provider may keep the compiled
+  // form of a query and use it again for a text that differs only in its text literals.
+  virtual RecordsetPtr OpenRecordset(std::string_view sql) = 0;
+  // Compiles one statement. 438 where a source can only be read.
+  virtual std::unique_ptr<Statement> Prepare(std::string_view sql);
+
+  // Transactions do not nest: Begin inside one is 3000. After a failed Commit the transaction is rolled back.
+  virtual void Begin();
+  virtual void Commit();
+  virtual void Rollback();
+  virtual bool InTransaction() const { return false; }
+
+  // The catalog, in the source's own order. An unknown table is 3000.
+  virtual std::vector<CatalogTable> Tables() = 0;
+  virtual std::vector<std::string> ColumnNames(std::string_view table) = 0;
+
+  // Closing twice is no error.
+  virtual void Close() = 0;
+  virtual bool IsOpen() const = 0;
+
+  // The companion of that class, made by Kind(*this) at the first use and dropped by Close.
+  template <class Kind>
+  Kind& CompanionOf() {
+    const std::lock_guard lock(*call_mutex_);
+    for (const auto& [type, companion] : companions_) {
+      if (type == typeid(Kind)) return static_cast<Kind&>(*companion);
+    }
+    companions_.emplace_back(typeid(Kind), std::make_unique<Kind>(*this));
+    return static_cast<Kind&>(*companions_.back().second);
+  }
+
+  std::recursive_mutex& CallMutex() const { return *call_mutex_; }
+
+  // Which kind of database this is: "sqlite", "postgresql", "odbc", "access", "excel", "dbase".
+  virtual std::string_view ProviderName() const = 0;
+
+  // Connections are used through this interface, not by member name.
+  std::optional<MemberId> FindMember(std::string_view) const override { return std::nullopt; }
+  Value Invoke(MemberId, CallKind, std::span<Argument>) override { return LacksMember(); }
+
+ protected:
+  // For statements and record sets, which may outlive the connection.
+  const std::shared_ptr<std::recursive_mutex>& SharedCallMutex() const { return call_mutex_; }
+  // Every provider's Begin calls this first.
+  void SettleCompanions();
+  // Every provider's Close calls this first, and its destructor calls Close. Not while holding CallMutex(),
+  // as a companion may wait for a thread that needs it.
+  void DropCompanions();
+
+ private:
+  std::shared_ptr<std::recursive_mutex> call_mutex_ = std::make_shared<std::recursive_mutex>();
+  std::vector<std::pair<std::type_index, std::unique_ptr<Companion>>> companions_;
+};
+
+using ConnectionPtr = std::shared_ptr<Connection>;
+
+// The connection behind an object: 91 for none, 438 for an object that is no connection.
+Connection& RequireConnection(const ObjectPtr& object);
+
+}  // namespace kestrel

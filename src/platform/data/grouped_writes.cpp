@@ -1,0 +1,128 @@
+#include "platform/data/grouped_writes.h"
+
+#include <algorithm>
+
+namespace kestrel {
+
+GroupedWrites::GroupedWrites(Connection& connection)
+    : connection_(connection),
+      statements_are_atomic_(connection.ProviderName() == "sqlite" ||
+                             connection.ProviderName() == "postgresql") {}
+
+GroupedWrites::~GroupedWrites() {
+  if (timer_.joinable()) {
+    timer_.request_stop();
+    timer_.join();
+  }
+}
+
+Statement& GroupedWrites::Prepared(std::unique_ptr<Statement>& statement, std::string_view sql) {
+  if (statement == nullptr) statement = connection_.Prepare(sql);
+  return *statement;
+}
+
+void GroupedWrites::OpenGroup() {
+  if (connection_.InTransaction()) return;
+  connection_.Begin();
+  open_ = true;
+  ++generation_;
+  records_ = 0;
+  using Span = std::chrono::steady_clock::duration;
+  deadline_ =
+      std::chrono::steady_clock::now() + std::clamp<Span>(kMostLost - last_commit_, kShortestSpan, kSpan);
+  {
+    const std::lock_guard lock(mutex_);
+    alarm_ = deadline_;
+    if (!timer_.joinable()) {
+      timer_ = std::jthread([this](const std::stop_token& stop) { RunTimer(stop); });
+    }
+  }
+  wake_.notify_one();
+}
+
+void GroupedWrites::CommitGroup() {
+  if (!open_) return;
+  open_ = false;
+  // The transaction may have been ended by a statement of somebody else's.
+  if (!connection_.InTransaction()) return;
+  const Time start = std::chrono::steady_clock::now();
+  Trap([this] { connection_.Commit(); }, [this](const RuntimeError& error) { NoteLoss(error.Description()); });
+  last_commit_ = std::chrono::steady_clock::now() - start;
+}
+
+void GroupedWrites::AbandonGroup() {
+  // Only the end of the transaction counts here; the record's own error is on its way already.
+  Trap([this] { connection_.Rollback(); }, [](const RuntimeError&) {});
+}
+
+void GroupedWrites::NoteLoss(const std::string& reason) {
+  loss_ = "Die letzten " + std::to_string(records_) + " Datensätze konnten nicht gespeichert werden. " + reason;
+}
+
+void GroupedWrites::RaiseLoss() {
+  if (!loss_) return;
+  const std::string description = std::move(*loss_);
+  loss_.reset();
+  throw RuntimeError(ErrorNumber::kDatabase, description);
+}
+
+void GroupedWrites::Settle() {
+  const std::lock_guard lock(connection_.CallMutex());
+  CommitGroup();
+  RaiseLoss();
+}
+
+void GroupedWrites::RunTimer(const std::stop_token& stop) {
+  std::unique_lock lock(mutex_);
+  while (wake_.wait(lock, stop, [this] { return alarm_.has_value(); })) {
+    const Time due = *alarm_;
+    wake_.wait_until(lock, stop, due, [this, due] { return alarm_ != due; });
+    if (stop.stop_requested()) return;
+    if (alarm_ != due) continue;
+    alarm_.reset();
+    lock.unlock();
+    {
+      const std::lock_guard call(connection_.CallMutex());
+      // A record may have ended that group and opened the next one meanwhile.
+      if (open_ && deadline_ <= std::chrono::steady_clock::now()) CommitGroup();
+    }
+    lock.lock();
+  }
+}
+
+GroupedWrites::Attempt::Attempt(GroupedWrites& group, Record record) : group_(group) {
+  group_.RaiseLoss();
+  group_.OpenGroup();
+  if (record == Record::kOneStatement && group_.statements_are_atomic_) return;
+  group_.Prepared(group_.savepoint_, "SAVEPOINT kestrel_record").Execute();
+  savepoint_ = true;
+}
+
+void GroupedWrites::Attempt::Keep() {
+  if (savepoint_) group_.Prepared(group_.release_, "RELEASE SAVEPOINT kestrel_record").Execute();
+  kept_ = true;
+  ++group_.records_;
+  if (group_.open_ && std::chrono::steady_clock::now() >= group_.deadline_) {
+    group_.CommitGroup();
+    group_.RaiseLoss();
+  }
+}
+
+GroupedWrites::Attempt::~Attempt() {
+  if (kept_) return;
+  const auto note = [this](const RuntimeError& error) { group_.NoteLoss(error.Description()); };
+  if (!group_.connection_.InTransaction()) {
+    // A full disk and the like end the whole transaction.
+    if (group_.open_ && group_.records_ != 0) group_.NoteLoss("Die Datenbank hat die Transaktion beendet.");
+    group_.open_ = false;
+  } else if (savepoint_) {
+    Trap(
+        [this] {
+          group_.Prepared(group_.undo_, "ROLLBACK TO SAVEPOINT kestrel_record").Execute();
+          group_.Prepared(group_.release_, "RELEASE SAVEPOINT kestrel_record").Execute();
+        },
+        note);
+  }
+}
+
+}  // namespace kestrel

@@ -1,0 +1,52 @@
+// A read-only record set whose rows can be reached by their number: the position is kept here, a source adds
+// how a cell is read.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/data/recordset.h"
+
+namespace kestrel {
+
+class IndexedRecordset : public Recordset {
+ public:
+  std::size_t ColumnCount() const final { return names_.size(); }
+  std::string_view ColumnName(std::size_t column) const final;
+  bool IsBof() const final { return row_count_ == 0; }
+  bool IsEof() const final { return row_ == row_count_; }
+  void MoveFirst() final { row_ = 0; }
+  void MoveNext() final;
+  std::int64_t RecordCount() const final { return static_cast<std::int64_t>(row_count_); }
+  std::int64_t Bookmark() const final;
+  void GoTo(std::int64_t bookmark) final;
+  bool IsNull(std::size_t column) const final;
+  std::string_view TextAt(std::size_t column) const override;
+
+ protected:
+  IndexedRecordset(std::vector<std::string> names, std::size_t row_count)
+      : names_(std::move(names)), column_count_(names_.size()), row_count_(row_count) {}
+
+  // Both are called with a row below RecordCount() and a column below ColumnCount(). The view must live until
+  // the next move.
+  virtual bool IsNullAt(std::size_t row, std::size_t column) const = 0;
+  virtual std::string_view TextAt(std::size_t row, std::size_t column) const = 0;
+
+  std::size_t row() const { return row_; }
+  // Error 9 for a column out of range, 3021 away from a row.
+  void RequireCell(std::size_t column) const {
+    if (column >= column_count_ || row_ >= row_count_) [[unlikely]]
+      RaiseNoCell(column);
+  }
+
+ private:
+  [[noreturn]] void RaiseNoCell(std::size_t column) const;
+
+  std::vector<std::string> names_;
+  std::size_t column_count_;
+  std::size_t row_count_;
+  std::size_t row_ = 0;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,63 @@
+// A record set in memory with typed and sized columns: assignment lists, field lists, new records.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/data/recordset.h"
+
+namespace kestrel {
+
+enum class ColumnType { kText, kInt16, kInt64, kDouble, kBool };
+
+class MemoryRecordset final : public Recordset {
+ public:
+  struct Column {
+    std::string name;
+    ColumnType type = ColumnType::kText;
+    std::size_t size = 0;  // greatest number of characters of a text; 0 is any
+  };
+
+  // --- Shape; only while there are no rows (error 5 otherwise) ---
+  void AppendColumn(std::string name, ColumnType type = ColumnType::kText, std::size_t size = 0);
+  const Column& ColumnAt(std::size_t column) const;  // error 9
+
+  // --- Rows ---
+  // Appends a row of nulls and makes it the current one.
+  void AddNew();
+  // Makes every column of the current row null, keeping the memory of its texts.
+  void ClearRow();
+
+  std::size_t ColumnCount() const override { return columns_.size(); }
+  std::string_view ColumnName(std::size_t column) const override;
+  bool IsBof() const override;
+  bool IsEof() const override;
+  void MoveFirst() override;
+  void MoveNext() override;
+  std::int64_t RecordCount() const override { return static_cast<std::int64_t>(row_count_); }
+  std::int64_t Bookmark() const override;
+  void GoTo(std::int64_t bookmark) override;
+  bool IsNull(std::size_t column) const override;
+  std::string_view TextAt(std::size_t column) const override;
+  Value ValueAt(std::size_t column) const override;
+  // Both convert to the column's type: 13 where that fails, 3421 for a text longer than the column, 6 for
+  // a number beyond it. An unset or null value makes the column null.
+  void SetText(std::size_t column, std::string_view text) override;
+  void SetValue(std::size_t column, const Value& value) override;
+
+ private:
+  // A cell holds its value as text, so that reading never allocates; the column's type says what it means.
+  struct Cell {
+    std::string text;
+    bool null = true;
+  };
+  Cell& Current(std::size_t column);
+  const Cell& Current(std::size_t column) const;
+
+  std::vector<Column> columns_;
+  std::vector<Cell> cells_;  // row by row
+  std::size_t row_count_ = 0;
+  std::size_t row_ = 0;  // == row_count_ at the end
+};
+
+}  // namespace kestrel

@@ -1,0 +1,30 @@
+// The file beside a dBase table that holds its long texts.
+#pragma once
+
+#include <cstdint>
+
+#include "platform/data/byte_span.h"
+#include "platform/data/providers/dbf/dbf_header.h"
+
+namespace kestrel::dbf {
+
+class MemoFile {
+ public:
+  // A table without memo columns.
+  MemoFile() = default;
+  // Views `file`, which must outlive this. Error 3000 where it is too short to be one.
+  MemoFile(Bytes file, MemoKind kind);
+
+  // The memo that begins at the block; error 3000 where it lies outside the file.
+  Bytes Read(std::uint32_t block) const;
+
+ private:
+  Bytes ReadDbt(std::size_t offset) const;
+  Bytes ReadFpt(std::size_t offset) const;
+
+  Bytes file_;
+  MemoKind kind_ = MemoKind::kNone;
+  std::size_t block_size_ = 512;
+};
+
+}  // namespace kestrel::dbf

@@ -1,0 +1,327 @@
+#include "platform/data/providers/dbf/dbf_recordset.h"
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <cstring>
+#include <utility>
+
+#include "platform/base/byte_blocks.h"
+#include "platform/base/number.h"
+#include "platform/data/day_number.h"
+#include "platform/data/value_text.h"
+
+namespace kestrel::dbf {
+
+namespace {
+
+constexpr char kDeleted = '*';
+constexpr char kEndOfFile = 0x1A;
+
+bool IsPadding(char c) { return c == ' ' || c == '\0'; }
+
+std::string_view TrimEnd(std::string_view text) {
+  while (!text.empty() && IsPadding(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+// A column's bytes without the blanks at its end, and whether they are ASCII.
+struct FilledPart {
+  std::size_t size;
+  bool is_ascii;
+};
+
+// The bits of the last `size` bytes of a block; all of them for 64 and more.
+std::uint64_t LastBytes(std::uint64_t mask, std::size_t size) {
+  return size >= kBlockSize ? mask : mask & ~std::uint64_t{0} << (kBlockSize - size);
+}
+
+// Looks at blocks that end where the part ends that is still unknown. Some bytes of a block may stand before
+// the column: the table's head, which is longer than a block, or other columns. `size` is not 0.
+FilledPart FindFilledPart(const char* field, std::size_t size) {
+  for (;;) {
+    const ByteBlock block(field + size - kBlockSize);
+    const std::uint64_t filled = LastBytes(~block.Equal(' '), size);
+    bool is_ascii = LastBytes(block.High(), size) == 0;
+    if (filled == 0 && size > kBlockSize) {
+      size -= kBlockSize;
+      continue;
+    }
+    const std::size_t filled_size = size - std::min(static_cast<std::size_t>(std::countl_zero(filled)), size);
+    while (is_ascii && size > kBlockSize) {
+      size -= kBlockSize;
+      is_ascii = LastBytes(ByteBlock(field + size - kBlockSize).High(), size) == 0;
+    }
+    return {filled_size, is_ascii};
+  }
+}
+
+std::string_view Trim(std::string_view text) {
+  text = TrimEnd(text);
+  while (!text.empty() && IsPadding(text.front())) text.remove_prefix(1);
+  return text;
+}
+
+bool AreDigits(std::string_view text) {
+  unsigned greatest = 0;
+  for (const char c : text) greatest = std::max(greatest, static_cast<unsigned char>(c) - unsigned{'0'});
+  return greatest <= 9;
+}
+
+// Keeps a text for the caller. Memory is reused, so that reading a cell twice leaves the first view valid.
+std::string_view Keep(std::string& buffer, std::string_view text) {
+  buffer.assign(text);
+  return buffer;
+}
+
+// The text of a number that is stored as digits.
+std::string_view NumberText(std::string_view stored, std::string& buffer) {
+  std::string_view unsigned_part = stored;
+  if (unsigned_part.starts_with('-') || unsigned_part.starts_with('+')) unsigned_part.remove_prefix(1);
+  const std::size_t point = unsigned_part.find('.');
+  const std::string_view whole = unsigned_part.substr(0, point);
+  const std::string_view fraction = point == std::string_view::npos ? "" : unsigned_part.substr(point + 1);
+  if (whole.size() + fraction.size() > 0 && AreDigits(whole) && AreDigits(fraction)) {
+    const bool as_databases_write = !whole.empty() && stored.front() != '+';
+    if (as_databases_write) {
+      return point == std::string_view::npos ? stored : Keep(buffer, DecimalText(stored));
+    }
+    buffer.assign(stored.front() == '-' ? "-" : "").append(whole.empty() ? "0" : whole);
+    if (!fraction.empty()) buffer.append(".").append(fraction);
+    return Keep(buffer, DecimalText(buffer));
+  }
+  if (stored.find_first_of("eE") == std::string_view::npos) return stored;
+  const auto number = ParseNumber(stored);
+  if (!number) return stored;
+  return Keep(buffer, FormatNumber(*number));
+}
+
+// "JJJJMMTT" as "TT.MM.JJJJ".
+std::string_view DateText(std::string_view stored, std::string& buffer) {
+  if (stored.size() != 8 || !AreDigits(stored)) return stored;
+  const auto number = [&](std::size_t at, std::size_t length) {
+    int value = 0;
+    std::from_chars(stored.data() + at, stored.data() + at + length, value);
+    return value;
+  };
+  const CalendarDate date{number(0, 4), number(4, 2), number(6, 2)};
+  if (!IsRealDate(date)) return stored;
+  return Keep(buffer, FormatShortDate(date));
+}
+
+// Julian day and milliseconds of the day; empty for a day that does not exist.
+std::string_view TimestampText(Bytes field, std::string& buffer) {
+  const auto day = static_cast<std::int32_t>(ReadU32(field, 0));
+  const auto milliseconds = static_cast<std::int32_t>(ReadU32(field, 4));
+  const auto time = DateTimeOfDays(day - kJulianDayOf1970, (std::int64_t{milliseconds} + 500) / 1000);
+  if (!time) return {};
+  return Keep(buffer, FormatDateTime(*time));
+}
+
+// A currency amount: ten-thousandths.
+std::string_view CurrencyText(Bytes field, std::string& buffer) {
+  constexpr std::uint64_t kUnit = 10000;
+  const auto amount = static_cast<std::int64_t>(ReadU64(field, 0));
+  const std::uint64_t magnitude =
+      amount < 0 ? 0 - static_cast<std::uint64_t>(amount) : static_cast<std::uint64_t>(amount);
+  std::string fraction = std::to_string(kUnit + magnitude % kUnit);
+  fraction.front() = '.';
+  return Keep(buffer, DecimalText((amount < 0 ? "-" : "") + std::to_string(magnitude / kUnit) + fraction));
+}
+
+// A whole number of four bytes. Tables of level 7 store it so that its bytes sort: the upper end first, the
+// sign turned round.
+std::string_view WholeNumberText(Bytes field, bool is_level7, std::string& buffer) {
+  constexpr std::uint32_t kSign = 0x80000000;
+  const std::uint32_t bits = is_level7 ? ReadU32BigEndian(field, 0) ^ kSign : ReadU32(field, 0);
+  return Keep(buffer, std::to_string(static_cast<std::int32_t>(bits)));
+}
+
+bool IsTrue(char c) { return c == 'T' || c == 't' || c == 'Y' || c == 'y' || c == 'J' || c == 'j'; }
+bool IsFalse(char c) { return c == 'F' || c == 'f' || c == 'N' || c == 'n'; }
+
+Storage StorageOf(const Column& column) {
+  const std::size_t length = column.length;
+  const bool is_memo = length == 4 || length == 10;
+  switch (column.type) {
+    case 'C':
+    case 'V': return Storage::kText;
+    case 'N':
+    case 'F': return Storage::kDigits;
+    case 'D': return length == 8 ? Storage::kDate : Storage::kText;
+    case 'L': return length == 1 ? Storage::kTruth : Storage::kText;
+    case 'M': return is_memo ? Storage::kMemo : Storage::kText;
+    case 'G':
+    case 'P':
+    case 'W': return is_memo ? Storage::kBinaryMemo : Storage::kBytes;
+    case 'B': return length == 8 ? Storage::kDouble : is_memo ? Storage::kBinaryMemo : Storage::kBytes;
+    case 'I':
+    case '+': return length == 4 ? Storage::kWhole : Storage::kDigits;
+    case 'Y': return length == 8 ? Storage::kCurrency : Storage::kDigits;
+    case 'T': return length == 8 ? Storage::kTimestamp : Storage::kText;
+    default: return Storage::kBytes;
+  }
+}
+
+// The block a memo begins at, 0 for no memo.
+std::uint32_t MemoBlock(Bytes field) {
+  if (field.size() == 4) return ReadU32(field, 0);
+  const std::string_view digits = Trim(CharactersOf(field));
+  std::uint32_t block = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), block);
+  if (!digits.empty() && (error != std::errc() || end != digits.data() + digits.size())) {
+    RaiseDamaged("ein Verweis auf einen Memotext ist keine Zahl");
+  }
+  return block;
+}
+
+bool IsBlank(Storage storage, Bytes field) {
+  const std::string_view stored = CharactersOf(field);
+  switch (storage) {
+    case Storage::kDigits: return Trim(stored).empty();
+    case Storage::kDate: return stored.find_first_not_of(std::string_view(" 0\0", 3)) == std::string_view::npos;
+    case Storage::kTruth: return IsPadding(stored.front()) || stored.front() == '?';
+    case Storage::kMemo:
+    case Storage::kBinaryMemo: return MemoBlock(field) == 0;
+    case Storage::kTimestamp: return Trim(stored).empty();
+    default: return false;
+  }
+}
+
+}  // namespace
+
+CodePage ChooseCodePage(const Header& header, const CodePageChoice& choice) {
+  return CodePage(choice.forced.value_or(header.code_page.value_or(choice.fallback)));
+}
+
+std::vector<std::string> ColumnNames(const Header& header, const CodePage& code_page) {
+  std::vector<std::string> names;
+  names.reserve(header.columns.size());
+  for (const Column& column : header.columns) names.push_back(code_page.ToText(column.name));
+  return names;
+}
+
+RecordsetPtr DbfRecordset::Open(TableFiles files, const CodePageChoice& choice) {
+  Header header = ReadHeader(BytesOf(files.table.bytes()));
+  const CodePage code_page = ChooseCodePage(header, choice);
+  auto content =
+      std::make_unique<Content>(Content{std::move(files), std::move(header), code_page, MemoFile(), {}, 0});
+  if (content->header.memo != MemoKind::kNone) {
+    content->memo = MemoFile(BytesOf(content->files.memo.bytes()), content->header.memo);
+  }
+
+  const Header& shape = content->header;
+  const std::string_view table = content->files.table.bytes();
+  std::size_t count = 0;
+  for (std::size_t record = 0; record < shape.record_count; ++record) {
+    const char mark = table[shape.first_record + record * shape.record_length];
+    if (mark == kEndOfFile) break;
+    if (mark == kDeleted) {
+      if (count == record) {  // the first deleted one: from here on row and record differ
+        for (std::size_t before = 0; before < record; ++before) {
+          content->live.push_back(static_cast<std::uint32_t>(before));
+        }
+      }
+      continue;
+    }
+    if (count != record) content->live.push_back(static_cast<std::uint32_t>(record));
+    ++count;
+  }
+  content->live_count = count;
+  return std::shared_ptr<DbfRecordset>(new DbfRecordset(std::move(content)));
+}
+
+DbfRecordset::DbfRecordset(std::unique_ptr<const Content> content)
+    : IndexedRecordset(ColumnNames(content->header, content->code_page), content->live_count),
+      content_(std::move(content)),
+      records_(content_->files.table.bytes().data() + content_->header.first_record),
+      record_length_(content_->header.record_length),
+      live_(content_->live.empty() ? nullptr : content_->live.data()),
+      buffers_(content_->header.columns.size()) {
+  for (const Column& column : content_->header.columns) {
+    const bool is_fixed = column.length > 0 && !column.null_bit && !column.length_bit;
+    fields_.push_back(Field{column.offset, column.length, StorageOf(column), is_fixed});
+  }
+}
+
+bool DbfRecordset::Flag(const char* record, std::optional<std::size_t> bit) const {
+  const Header& header = content_->header;
+  if (!bit || *bit / 8 >= header.null_flags_length) return false;
+  return (static_cast<unsigned char>(record[header.null_flags + *bit / 8]) >> (*bit % 8) & 1) != 0;
+}
+
+std::string_view DbfRecordset::Stored(const char* record, std::size_t column) const {
+  const Field& field = fields_[column];
+  const std::string_view stored(record + field.offset, field.length);
+  if (stored.empty() || !Flag(record, content_->header.columns[column].length_bit)) return stored;
+  return stored.substr(0, std::min<std::size_t>(static_cast<unsigned char>(stored.back()), stored.size() - 1));
+}
+
+bool DbfRecordset::IsNullAt(std::size_t row, std::size_t column) const {
+  const char* const record = Record(row);
+  return Flag(record, content_->header.columns[column].null_bit) ||
+         IsBlank(fields_[column].storage, BytesOf(Stored(record, column)));
+}
+
+std::string_view DbfRecordset::TextAt(std::size_t column) const {
+  RequireCell(column);
+  const Field& field = fields_[column];
+  const char* const text = Record(row()) + field.offset;
+  if (field.storage == Storage::kDigits && field.is_fixed) {
+    return DigitsText(std::string_view(text, field.length), buffers_[column]);
+  }
+  if (field.storage == Storage::kText && field.is_fixed) [[likely]] {
+    const FilledPart part = FindFilledPart(text, field.length);
+    const std::string_view stored(text, part.size);
+    if (!stored.ends_with('\0')) [[likely]] {
+      return part.is_ascii ? stored : content_->code_page.DecodeAll(stored, buffers_[column]);
+    }
+  }
+  return TextAt(row(), column);
+}
+
+std::string_view DbfRecordset::TextAt(std::size_t row, std::size_t column) const {
+  const char* const record = Record(row);
+  if (Flag(record, content_->header.columns[column].null_bit)) return {};
+  return Convert(column, Stored(record, column), buffers_[column]);
+}
+
+std::string_view DbfRecordset::DigitsText(std::string_view stored, std::string& buffer) const {
+  const std::string_view digits = Trim(stored);
+  if (digits.empty() || AreDigits(digits)) return digits;
+  return content_->code_page.Decode(NumberText(digits, buffer), buffer);
+}
+
+std::string_view DbfRecordset::Convert(std::size_t column, std::string_view stored, std::string& buffer) const {
+  const Storage storage = fields_[column].storage;
+  if (storage == Storage::kText) return content_->code_page.Decode(TrimEnd(stored), buffer);
+  if (storage == Storage::kDigits) return DigitsText(stored, buffer);
+  const Bytes field = BytesOf(stored);
+  if (IsBlank(storage, field)) return {};
+  switch (storage) {
+    case Storage::kDate: return content_->code_page.Decode(DateText(stored, buffer), buffer);
+    case Storage::kTruth:
+      if (IsTrue(stored.front())) return Keep(buffer, BoolText(true));
+      if (IsFalse(stored.front())) return Keep(buffer, BoolText(false));
+      return content_->code_page.Decode(stored, buffer);
+    case Storage::kMemo:
+    case Storage::kBinaryMemo: return MemoText(column, field, buffer);
+    case Storage::kWhole: return WholeNumberText(field, content_->header.is_level7, buffer);
+    case Storage::kDouble: return Keep(buffer, FormatNumber(ReadDouble(field, 0)));
+    case Storage::kCurrency: return CurrencyText(field, buffer);
+    case Storage::kTimestamp: return TimestampText(field, buffer);
+    default: return BytesAsText(field, buffer);
+  }
+}
+
+std::string_view DbfRecordset::MemoText(std::size_t column, Bytes field, std::string& buffer) const {
+  const Bytes memo = content_->memo.Read(MemoBlock(field));
+  if (fields_[column].storage == Storage::kBinaryMemo) return BytesAsText(memo, buffer);
+  return content_->code_page.Decode(CharactersOf(memo), buffer);
+}
+
+std::string_view DbfRecordset::BytesAsText(Bytes bytes, std::string& buffer) const {
+  return Keep(buffer, BytesText(CharactersOf(bytes)));
+}
+
+}  // namespace kestrel::dbf

@@ -1,0 +1,103 @@
+// The records of a dBase table; deleted ones are left out.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/base/file.h"
+#include "platform/data/code_page.h"
+#include "platform/data/indexed_recordset.h"
+#include "platform/data/providers/dbf/dbf_header.h"
+#include "platform/data/providers/dbf/dbf_memo.h"
+
+namespace kestrel::dbf {
+
+// The bytes of a table and of its memo file; the latter is empty where the table has none.
+struct TableFiles {
+  FileContent table;
+  FileContent memo;
+};
+
+// What the stored bytes of a column are, which depends on more than the type's letter.
+enum class Storage : std::uint8_t {
+  kText,
+  kDigits,
+  kDate,
+  kTruth,
+  kMemo,
+  kBinaryMemo,
+  kWhole,
+  kDouble,
+  kCurrency,
+  kTimestamp,
+  kBytes
+};
+
+// Which code page a table's texts are in: `forced` before what the table says before `fallback`.
+struct CodePageChoice {
+  std::optional<int> forced;
+  int fallback = 850;
+};
+
+CodePage ChooseCodePage(const Header& header, const CodePageChoice& choice);
+std::vector<std::string> ColumnNames(const Header& header, const CodePage& code_page);
+
+// Values that cannot be read as what their column's type says come back as the text that is stored, so that
+// whoever converts them can report them. Reading a memo that lies outside its file raises 3000.
+class DbfRecordset final : public IndexedRecordset {
+ public:
+  // Error 3000 where the files cannot be read as a table.
+  static RecordsetPtr Open(TableFiles files, const CodePageChoice& choice);
+
+  std::string_view TextAt(std::size_t column) const override;
+
+ protected:
+  bool IsNullAt(std::size_t row, std::size_t column) const override;
+  std::string_view TextAt(std::size_t row, std::size_t column) const override;
+
+ private:
+  // A column as it is read.
+  struct Field {
+    std::size_t offset = 0;  // in the record
+    std::size_t length = 0;
+    Storage storage = Storage::kText;
+    // Neither null flags nor a length of its own have to be looked at.
+    bool is_fixed = true;
+  };
+  struct Content {
+    TableFiles files;
+    Header header;
+    CodePage code_page;
+    MemoFile memo;
+    // Numbers of the records that are not deleted; empty where none is, so that row and record agree.
+    std::vector<std::uint32_t> live;
+    std::size_t live_count = 0;
+  };
+  explicit DbfRecordset(std::unique_ptr<const Content> content);
+
+  // The bytes of a row's record.
+  const char* Record(std::size_t row) const {
+    return records_ + (live_ == nullptr ? row : live_[row]) * record_length_;
+  }
+  bool Flag(const char* record, std::optional<std::size_t> bit) const;
+  // The stored bytes of a cell; a V column's without what is behind its length.
+  std::string_view Stored(const char* record, std::size_t column) const;
+  // The text of a column stored as the digits of a number.
+  std::string_view DigitsText(std::string_view stored, std::string& buffer) const;
+  // The text of any column.
+  std::string_view Convert(std::size_t column, std::string_view stored, std::string& buffer) const;
+  std::string_view MemoText(std::size_t column, Bytes field, std::string& buffer) const;
+  std::string_view BytesAsText(Bytes bytes, std::string& buffer) const;
+
+  std::unique_ptr<const Content> content_;
+  // What is needed for every cell.
+  const char* records_;
+  std::size_t record_length_;
+  const std::uint32_t* live_;                 // none where row and record agree
+  std::vector<Field> fields_;                 // by column
+  mutable std::vector<std::string> buffers_;  // one a column, for texts that are not stored as they read
+};
+
+}  // namespace kestrel::dbf

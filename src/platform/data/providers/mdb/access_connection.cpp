@@ -1,0 +1,92 @@
+#include "platform/data/providers/mdb/access_connection.h"
+
+#include <memory>
+#include <utility>
+
+#include "platform/base/file.h"
+#include "platform/data/providers/mdb/query_compiler.h"
+#include "platform/data/providers/mdb/query_database.h"
+#include "platform/data/providers/mdb/query_recordset.h"
+#include "platform/data/providers/mdb/stored_query.h"
+#include "platform/data/providers/mdb/table_recordset.h"
+
+namespace kestrel::mdb {
+namespace {
+
+std::string_view TypeName(ObjectKind kind) {
+  switch (kind) {
+    case ObjectKind::kQuery: return "VIEW";
+    case ObjectKind::kLinkedTable: return "LINK";
+    case ObjectKind::kOdbcTable: return "PASS-THROUGH";
+    default: return "TABLE";
+  }
+}
+
+std::vector<std::string> NamesOf(const QueryPlan& plan) {
+  std::vector<std::string> names;
+  for (const ResultColumn& column : plan.selects.back().columns) names.push_back(column.name);
+  return names;
+}
+
+}  // namespace
+
+AccessConnection::AccessConnection(const std::string& path, std::string_view password)
+    : file_(ReadingFile(path, [&] { return std::make_shared<const JetFile>(ReadWholeFile(path), password); })),
+      catalog_(ReadingFile(path, [&] { return Catalog(file_); })) {}
+
+void AccessConnection::Close() {
+  ReadOnlyConnection::Close();
+  file_.reset();
+}
+
+std::vector<CatalogTable> AccessConnection::Tables() {
+  RequireOpen();
+  std::vector<CatalogTable> tables;
+  for (const CatalogEntry& entry : catalog_.entries()) {
+    if (entry.listed) tables.push_back({entry.name, std::string(TypeName(entry.kind))});
+  }
+  return tables;
+}
+
+const CatalogEntry& AccessConnection::Require(std::string_view table) const {
+  const CatalogEntry* entry = catalog_.Find(table);
+  if (entry == nullptr) {
+    throw RuntimeError(ErrorNumber::kDatabase,
+                       "Die Access-Datenbank hat keine Tabelle oder Abfrage '" + std::string(table) + "'.");
+  }
+  if (entry->kind == ObjectKind::kLinkedTable || entry->kind == ObjectKind::kOdbcTable) {
+    throw LinkedTableError(*entry);
+  }
+  return *entry;
+}
+
+QueryPlan AccessConnection::Plan(const CatalogEntry& query) const {
+  const StoredQueries queries(file_, catalog_);
+  return QueryCompiler(file_, catalog_, queries).Compile(query);
+}
+
+std::vector<std::string> AccessConnection::ColumnNames(std::string_view table) {
+  RequireOpen();
+  const CatalogEntry& entry = Require(table);
+  if (entry.kind == ObjectKind::kQuery) return NamesOf(Plan(entry));
+  std::vector<std::string> names;
+  for (const Column& column : ReadTableDefinition(*file_, entry.DefinitionPage()).columns) {
+    names.push_back(column.name);
+  }
+  return names;
+}
+
+RecordsetPtr AccessConnection::OpenTable(const TableName& table) {
+  const CatalogEntry& entry = Require(JoinTableName(table));
+  if (entry.kind == ObjectKind::kQuery) {
+    const QueryPlan plan = Plan(entry);
+    try {
+      return std::make_shared<QueryRecordset>(NamesOf(plan), std::make_unique<QueryDatabase>(file_, plan));
+    } catch (const RuntimeError& error) {
+      throw QueryError(entry, error.Description());
+    }
+  }
+  return std::make_shared<TableRecordset>(TableReader(file_, entry.DefinitionPage()), entry.name);
+}
+
+}  // namespace kestrel::mdb

@@ -1,0 +1,43 @@
+// What a database holds: its tables and saved queries.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/data/providers/mdb/jet_file.h"
+
+namespace kestrel::mdb {
+
+enum class ObjectKind { kTable, kQuery, kLinkedTable, kOdbcTable };
+
+struct CatalogEntry {
+  std::string name;
+  ObjectKind kind = ObjectKind::kTable;
+  std::int32_t id = 0;      // as other system tables name it
+  bool listed = true;       // false for system and temporary objects, and for queries without rows
+  std::string linked_file;  // of a linked table
+  std::string linked_table;
+  // Of a table: the page its definition starts on.
+  std::uint32_t DefinitionPage() const { return static_cast<std::uint32_t>(id) & 0xFFFFFFU; }
+};
+
+class Catalog {
+ public:
+  // Raises 3000 where the catalog cannot be read.
+  explicit Catalog(const JetFilePtr& file);
+
+  // Tables before queries, each by name in dictionary order.
+  const std::vector<CatalogEntry>& entries() const { return entries_; }
+  // Names are compared without case. Null where there is none. System objects are found too.
+  const CatalogEntry* Find(std::string_view name) const;
+
+ private:
+  std::vector<CatalogEntry> entries_;
+};
+
+// The error for a linked table: 3000, naming table and file.
+RuntimeError LinkedTableError(const CatalogEntry& entry);
+
+}  // namespace kestrel::mdb

@@ -1,0 +1,33 @@
+// The bytes of a cell as a value and as text.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/automation/value.h"
+#include "platform/data/providers/mdb/table_definition.h"
+
+namespace kestrel::mdb {
+
+// A cell's text by the rule of value_text.h; a GUID reads as Access shows it, in braces. `cell` is what
+// RowCells::Cell gave (a null cell has no text; ask first), for kBoolean whether it gave anything. The result
+// views `buffer` or the file. Raises 3000 for a damaged cell.
+std::string_view CellText(const JetFile& file, const Column& column, std::string_view cell,
+                          std::string& buffer);
+
+// Whether the kind can be read at all. Attachments, fields of several values and kinds to come cannot.
+bool IsReadable(ColumnKind kind);
+// The error for such a column: 3000, naming table and column and a way out.
+RuntimeError UnreadableColumn(std::string_view table, const Column& column);
+
+// kByte, kInteger, kLong, kBigInteger.
+bool IsWhole(ColumnKind kind);
+std::int64_t WholeNumber(ColumnKind kind, std::string_view cell);
+// kSingle, kDouble, kDate (days since 30.12.1899). A single precision number becomes the double of its
+// shortest text, so that 0.1 stays 0.1.
+double RealNumber(ColumnKind kind, std::string_view cell);
+// kCurrency, kNumeric: digits with a sign and a point.
+std::string DecimalDigits(const Column& column, std::string_view cell);
+
+}  // namespace kestrel::mdb

@@ -1,0 +1,67 @@
+// An Access file in memory, taken apart into pages and the rows stored on them.
+//
+// Formats: Jet 3 (Access 97: pages of 2 KiB, text in a code page) and Jet 4 (Access 2000 and later, .accdb
+// included: pages of 4 KiB, text in Unicode). The format's facts are those of the public description that
+// comes with the Debian package mdbtools (HACKING.md).
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/data/code_page.h"
+#include "platform/data/providers/mdb/raw_bytes.h"
+
+namespace kestrel::mdb {
+
+// Where a row is stored: the page above, the number on the page in the lowest eight bits.
+using RowPointer = std::uint32_t;
+constexpr std::uint32_t PageOf(RowPointer pointer) { return pointer >> 8; }
+constexpr std::uint32_t RowOf(RowPointer pointer) { return pointer & 0xFFU; }
+
+struct StoredRow {
+  std::string_view bytes;
+  bool skipped = false;  // deleted, or the new place of a row that moved and is reached by a pointer
+  bool lookup = false;   // the bytes start with a pointer to where the row is stored now
+};
+
+// Immutable once made; may be shared by several readers.
+class JetFile {
+ public:
+  // Takes the content of a file. Raises 3000 for content that is no Access database, for a form that
+  // cannot be read, and for a password other than the one in the file. No error text holds a password.
+  // A file without a password opens with any.
+  JetFile(std::string content, std::string_view password);
+
+  bool IsJet3() const { return jet3_; }
+  std::uint32_t PageCount() const { return page_count_; }
+  std::size_t FileSize() const { return content_.size(); }
+
+  // A page's bytes. Raises 3000 for a page the file does not have.
+  RawBytes Page(std::uint32_t page) const;
+  // How many rows a page has room entries for. 0 where that does not fit on the page.
+  std::uint32_t RowsOnPage(const RawBytes& page) const;
+  // A row of a data page. Raises 3000 where it does not lie within the page.
+  StoredRow RowOnPage(const RawBytes& page, std::uint32_t row) const;
+  // The bytes of a row, lookups followed.
+  std::string_view Row(RowPointer pointer) const;
+
+  // Text as the format stores it, as UTF-8: a view of `text`, which is overwritten, or of `stored` where that
+  // can be taken as it stands.
+  std::string_view DecodeText(std::string_view stored, std::string& text) const;
+
+ private:
+  void ReadHeader(std::string_view password);
+  void DecodePages(std::uint32_t key);
+
+  std::string content_;
+  bool jet3_ = false;
+  std::size_t page_size_ = 0;
+  std::uint32_t page_count_ = 0;
+  CodePage code_page_{1252};  // of Jet 3
+};
+
+using JetFilePtr = std::shared_ptr<const JetFile>;
+
+}  // namespace kestrel::mdb

@@ -1,0 +1,27 @@
+// The result of a saved query as a record set.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/data/indexed_recordset.h"
+#include "platform/data/providers/mdb/query_database.h"
+
+namespace kestrel::mdb {
+
+class QueryRecordset final : public IndexedRecordset {
+ public:
+  // The columns are those of the plan that `database` ran.
+  QueryRecordset(std::vector<std::string> names, std::unique_ptr<QueryDatabase> database);
+
+ private:
+  bool IsNullAt(std::size_t row, std::size_t column) const override;
+  std::string_view TextAt(std::size_t row, std::size_t column) const override;
+  void Seek(std::size_t row) const;
+
+  std::unique_ptr<QueryDatabase> database_;
+  mutable std::size_t at_ = static_cast<std::size_t>(-1);
+};
+
+}  // namespace kestrel::mdb

@@ -1,0 +1,37 @@
+#include "platform/data/providers/mdb/table_reader.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/base/text.h"
+#include "platform/data/providers/mdb/cell_value.h"
+#include "platform/data/value_text.h"
+
+namespace kestrel::mdb {
+
+TableReader::TableReader(JetFilePtr file, std::uint32_t page)
+    : file_(std::move(file)),
+      table_(ReadTableDefinition(*file_, page)),
+      rows_(ListRows(*file_, table_, page)),
+      texts_(table_.columns.size()) {}
+
+std::size_t TableReader::RequireColumn(std::string_view name) const {
+  const auto found = std::find_if(columns().begin(), columns().end(),
+                                  [&](const Column& column) { return EqualsIgnoringCase(column.name, name); });
+  if (found == columns().end()) throw Damaged("einer Systemtabelle fehlt die Spalte " + std::string(name));
+  return static_cast<std::size_t>(found - columns().begin());
+}
+
+void TableReader::GoTo(std::size_t row) { cells_ = RowCells(*file_, table_, file_->Row(rows_[row])); }
+
+std::string_view TableReader::Text(std::size_t column) {
+  const Column& shape = columns()[column];
+  const auto cell = cells_.Cell(shape);
+  if (!cell) {
+    if (shape.kind == ColumnKind::kBoolean) texts_[column] = BoolText(false);
+    return shape.kind == ColumnKind::kBoolean ? std::string_view(texts_[column]) : std::string_view();
+  }
+  return CellText(*file_, shape, *cell, texts_[column]);
+}
+
+}  // namespace kestrel::mdb

@@ -1,0 +1,41 @@
+// Walks the rows of one stored table.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/data/providers/mdb/table_definition.h"
+
+namespace kestrel::mdb {
+
+class TableReader {
+ public:
+  // The table whose definition starts on `page`. Raises 3000 for a damaged one.
+  TableReader(JetFilePtr file, std::uint32_t page);
+
+  const JetFile& file() const { return *file_; }
+  const std::vector<Column>& columns() const { return table_.columns; }
+  std::size_t RowCount() const { return rows_.size(); }
+  // The first column of that name, case ignored; raises 3000 where the table lacks it.
+  std::size_t RequireColumn(std::string_view name) const;
+
+  // Makes a row (below RowCount()) the current one. Raises 3000 for a damaged row.
+  void GoTo(std::size_t row);
+
+  // Of the current row. Raise 3000 for a damaged cell.
+  std::optional<std::string_view> Cell(std::size_t column) const { return cells_.Cell(columns()[column]); }
+  // By the rule of value_text.h; empty for null. The view lives until the same column of another row is read.
+  std::string_view Text(std::size_t column);
+
+ private:
+  JetFilePtr file_;
+  TableDefinition table_;
+  std::vector<RowPointer> rows_;
+  RowCells cells_;
+  std::vector<std::string> texts_;  // one a column, their memory reused
+};
+
+}  // namespace kestrel::mdb

@@ -1,0 +1,53 @@
+#include "platform/data/providers/mdb/table_recordset.h"
+
+#include <utility>
+
+#include "platform/data/providers/mdb/cell_value.h"
+
+namespace kestrel::mdb {
+namespace {
+
+std::vector<std::string> NamesOf(const TableReader& reader) {
+  std::vector<std::string> names;
+  for (const Column& column : reader.columns()) names.push_back(column.name);
+  return names;
+}
+
+}  // namespace
+
+TableRecordset::TableRecordset(TableReader reader, std::string_view table)
+    : IndexedRecordset(NamesOf(reader), reader.RowCount()), reader_(std::move(reader)) {
+  for (const Column& column : reader_.columns()) {
+    if (!IsReadable(column.kind)) throw UnreadableColumn(table, column);
+  }
+}
+
+void TableRecordset::Seek(std::size_t row) const {
+  if (row == at_) return;
+  at_ = static_cast<std::size_t>(-1);
+  reader_.GoTo(row);
+  at_ = row;
+}
+
+bool TableRecordset::IsNullAt(std::size_t row, std::size_t column) const {
+  Seek(row);
+  // A truth value cannot be null; what looks like it is false.
+  return reader_.columns()[column].kind != ColumnKind::kBoolean && !reader_.Cell(column);
+}
+
+std::string_view TableRecordset::TextAt(std::size_t row, std::size_t column) const {
+  Seek(row);
+  return reader_.Text(column);
+}
+
+Value TableRecordset::ValueAt(std::size_t column) const {
+  if (IsNull(column)) return kNull;
+  const ColumnKind kind = reader_.columns()[column].kind;
+  const auto cell = reader_.Cell(column);
+  if (kind == ColumnKind::kBoolean) return Value(cell.has_value());
+  if (IsWhole(kind)) return Value(WholeNumber(kind, *cell));
+  if (kind == ColumnKind::kSingle || kind == ColumnKind::kDouble) return Value(RealNumber(kind, *cell));
+  return Value(Recordset::ValueAt(column));
+}
+
+}  // namespace kestrel::mdb

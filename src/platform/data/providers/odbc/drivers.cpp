@@ -1,0 +1,85 @@
+#include "platform/data/providers/odbc/drivers.h"
+
+#include <dlfcn.h>
+
+#include <cstdlib>
+
+#include "platform/base/file.h"
+#include "platform/base/runtime_error.h"
+#include "platform/base/text.h"
+#include "platform/profile/profile.h"
+
+namespace kestrel::odbc {
+
+namespace {
+
+std::string DriversFile() {
+  if (const char* named = std::getenv("KESTREL_DRIVERS")) return named;
+  static const char anchor = 0;
+  Dl_info library;
+  if (dladdr(&anchor, &library) == 0 || library.dli_fname == nullptr) return {};
+  return JoinPath(GetFolderOfPath(library.dli_fname), "drivers.ini");
+}
+
+std::optional<Driver> DriverFromFile(std::string_view provider) {
+  const std::string path = DriversFile();
+  if (path.empty() || !FileExists(path)) return std::nullopt;
+  const ProfileImage image(ReadWholeFile(path));
+  const auto value = [&](std::string_view key) { return std::string(image.Find(provider, key).value_or("")); };
+  Driver driver;
+  driver.name = value("Driver");
+  if (driver.name.empty()) return std::nullopt;
+  driver.options = value("Options");
+  driver.port_behind_comma = EqualsIgnoringCase(value("Server"), "comma");
+  driver.doubles_braces = EqualsIgnoringCase(value("Braces"), "double");
+  driver.narrow_utf8 = EqualsIgnoringCase(value("Text"), "utf8");
+  return driver;
+}
+
+// A value as the driver reads it: in braces, so that it may hold ";".
+std::string Braced(const Driver& driver, const std::string& value) {
+  if (driver.doubles_braces) return "{" + ReplaceAll(value, "}", "}}") + "}";
+  // Such a driver takes the first "};" for the end.
+  if (value.find("};") != std::string::npos) {
+    throw RuntimeError(ErrorNumber::kDatabase, std::string(DescriptionOf(ErrorNumber::kDatabase)) +
+                                                   ": Ein Wert der Verbindungszeichenfolge enthält die "
+                                                   "Zeichen \"};\", die der ODBC-Treiber " +
+                                                   driver.name + " nicht annimmt");
+  }
+  return "{" + value + "}";
+}
+
+}  // namespace
+
+std::optional<Driver> FindDriver(std::string_view provider) {
+  if (auto driver = DriverFromFile(provider)) return driver;
+  if (!EqualsIgnoringCase(provider, "SQLOLEDB.1") && !EqualsIgnoringCase(provider, "SQLOLEDB")) {
+    return std::nullopt;
+  }
+  Driver driver;
+  driver.name = "FreeTDS";
+  driver.options = "TDS_Version=7.4;ClientCharset=UTF-8";
+  driver.narrow_utf8 = true;
+  return driver;
+}
+
+std::string DriverConnectionString(const Driver& driver, const ConnectionKeys& keys) {
+  std::string server = keys.Get("Data Source");
+  std::string port;
+  if (const std::size_t comma = server.rfind(','); comma != std::string::npos) {
+    port = TrimBlanks(std::string_view(server).substr(comma + 1));
+    server = TrimBlanks(std::string_view(server).substr(0, comma));
+  }
+  std::string text = "Driver={" + driver.name + "};Server=" + server;
+  if (!port.empty()) text += (driver.port_behind_comma ? "," : ";Port=") + port;
+  if (!driver.options.empty()) text += ";" + driver.options;
+  if (const std::string database = keys.Get("Initial Catalog"); !database.empty()) {
+    text += ";Database=" + Braced(driver, database);
+  }
+  text += ";UID=" + Braced(driver, keys.Get("User ID"));
+  // A closing brace at the very end would not be seen by every driver.
+  text += ";PWD=" + Braced(driver, keys.Get("Password")) + ";";
+  return text;
+}
+
+}  // namespace kestrel::odbc

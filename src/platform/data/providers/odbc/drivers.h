@@ -1,0 +1,40 @@
+// Which ODBC driver serves a provider named in a connection string.
+//
+// SQLOLEDB.1 is built in and served by FreeTDS. A drivers file can name another driver, or serve further
+// providers. It is a profile file, named by the environment variable KESTREL_DRIVERS, else drivers.ini beside
+// the component's library:
+//
+//   [SQLOLEDB.1]
+//   Driver=ODBC Driver 18 for SQL Server   ; as registered with ODBC; required
+//   Options=TrustServerCertificate=yes     ; more keys for the driver, as they stand
+//   Server=comma                           ; "comma": Server=host,port; "keys" (default): Server=host;Port=port
+//   Braces=double                          ; "double": } within {..} is doubled; "plain" (default): it is not
+//   Text=utf16                             ; "utf8": narrow texts are UTF-8; "utf16" (default)
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/data/connection_string.h"
+
+namespace kestrel::odbc {
+
+struct Driver {
+  std::string name;
+  std::string options;
+  bool port_behind_comma = false;
+  bool doubles_braces = false;
+  // The driver hands out UTF-8 where narrow characters are asked for.
+  bool narrow_utf8 = false;
+};
+
+// The driver of a provider (compared without case), or none where nothing serves it. A drivers file counts
+// before what is built in; an entry without Driver is ignored.
+std::optional<Driver> FindDriver(std::string_view provider);
+
+// The driver's own connection string for the keys Data Source, Initial Catalog, User ID and Password. Error
+// 3000 where the password holds what the driver's syntax cannot express.
+std::string DriverConnectionString(const Driver& driver, const ConnectionKeys& keys);
+
+}  // namespace kestrel::odbc

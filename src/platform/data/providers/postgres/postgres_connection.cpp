@@ -1,0 +1,139 @@
+#include "platform/data/providers/postgres/postgres_connection.h"
+
+#include <mutex>
+#include <utility>
+
+#include "platform/base/runtime_error.h"
+#include "platform/data/providers/postgres/parameter_text.h"
+#include "platform/data/providers/postgres/postgres_recordset.h"
+#include "platform/data/providers/postgres/postgres_statement.h"
+
+namespace kestrel::postgres {
+
+namespace {
+
+constexpr std::string_view kTablesQuery =
+    "SELECT relname, CASE WHEN relkind IN ('v', 'm') THEN 'VIEW' ELSE 'TABLE' END FROM pg_catalog.pg_class"
+    " WHERE relkind IN ('r', 'p', 'f', 'v', 'm') AND pg_catalog.pg_table_is_visible(oid)"
+    " AND relnamespace NOT IN (SELECT oid FROM pg_catalog.pg_namespace"
+    " WHERE nspname IN ('pg_catalog', 'information_schema')) ORDER BY relname";
+constexpr std::string_view kColumnsQuery =
+    "SELECT attname FROM pg_catalog.pg_attribute WHERE attnum > 0 AND NOT attisdropped AND attrelid ="
+    " (SELECT oid FROM pg_catalog.pg_class WHERE relname IN (?, lower(?)) AND "
+    "pg_catalog.pg_table_is_visible(oid)"
+    " AND relkind IN ('r', 'p', 'f', 'v', 'm') ORDER BY relname = ? DESC LIMIT 1) ORDER BY attnum";
+
+[[noreturn]] void Refuse(std::string_view reason) {
+  throw RuntimeError(ErrorNumber::kDatabase,
+                     std::string(DescriptionOf(ErrorNumber::kDatabase)) + ": " + std::string(reason));
+}
+
+}  // namespace
+
+PostgresConnection::PostgresConnection(const std::vector<Session::Option>& options, std::string password)
+    : session_(std::make_shared<Session>(options, std::move(password), SharedCallMutex())) {
+  // The forms in which values are read, whatever the server's settings.
+  PostgresRecordset(session_,
+                    "SELECT set_config('datestyle', 'ISO', false), set_config('bytea_output', 'hex', false),"
+                    " set_config('extra_float_digits', '1', false),"
+                    " set_config('standard_conforming_strings', 'on', false)",
+                    ParameterValues());
+}
+
+PostgresConnection::~PostgresConnection() { Close(); }
+
+const std::shared_ptr<Session>& PostgresConnection::Open() const {
+  if (session_ == nullptr) throw RuntimeError(ErrorNumber::kObjectClosed);
+  return session_;
+}
+
+void PostgresConnection::Run(std::string_view sql) {
+  ParameterValues none;
+  session_->Execute(sql, none);
+}
+
+std::int64_t PostgresConnection::Execute(std::string_view sql) {
+  const std::lock_guard lock(CallMutex());
+  ParameterValues none;
+  return Open()->Execute(sql, none);
+}
+
+RecordsetPtr PostgresConnection::OpenRecordset(std::string_view sql) {
+  const std::lock_guard lock(CallMutex());
+  const auto& session = Open();
+  if (template_.Make(sql)) {
+    ParameterValues values;
+    for (std::size_t i = 0; i < template_.LiteralCount(); ++i) values.AddText(template_.Literal(i));
+    RecordsetPtr rows;
+    const auto open = [&] {
+      rows = std::make_shared<PostgresRecordset>(session, NumberParameters(template_.Sql()).sql,
+                                                 std::move(values));
+    };
+    // A literal may stand where no parameter may, or have another type than one; then the text is taken as it
+    // stands, and tells its own error if it has one.
+    if (Trap(open, [](const RuntimeError&) {})) return rows;
+  }
+  return std::make_shared<PostgresRecordset>(session, std::string(sql), ParameterValues());
+}
+
+std::unique_ptr<Statement> PostgresConnection::Prepare(std::string_view sql) {
+  const std::lock_guard lock(CallMutex());
+  return std::make_unique<PostgresStatement>(Open(), sql);
+}
+
+void PostgresConnection::Begin() {
+  Open();
+  SettleCompanions();
+  const std::lock_guard lock(CallMutex());
+  if (session_->InTransaction()) Refuse("Eine Transaktion ist bereits offen.");
+  Run("BEGIN");
+}
+
+void PostgresConnection::Commit() {
+  const std::lock_guard lock(CallMutex());
+  Open();
+  if (!session_->InTransaction()) Refuse("Keine Transaktion ist offen.");
+  session_->Commit();
+}
+
+void PostgresConnection::Rollback() {
+  const std::lock_guard lock(CallMutex());
+  Open();
+  if (!session_->InTransaction()) Refuse("Keine Transaktion ist offen.");
+  Run("ROLLBACK");
+}
+
+bool PostgresConnection::InTransaction() const {
+  const std::lock_guard lock(CallMutex());
+  return session_ != nullptr && session_->InTransaction();
+}
+
+std::vector<CatalogTable> PostgresConnection::Tables() {
+  const std::lock_guard lock(CallMutex());
+  std::vector<CatalogTable> tables;
+  PostgresRecordset rows(Open(), std::string(kTablesQuery), ParameterValues());
+  for (; !rows.IsEof(); rows.MoveNext())
+    tables.push_back({std::string(rows.TextAt(0)), std::string(rows.TextAt(1))});
+  return tables;
+}
+
+std::vector<std::string> PostgresConnection::ColumnNames(std::string_view table) {
+  const std::unique_ptr<Statement> query = Prepare(kColumnsQuery);
+  for (std::size_t i = 0; i < 3; ++i) query->BindText(i, table);
+  std::vector<std::string> names;
+  const RecordsetPtr rows = query->Open();
+  for (; !rows->IsEof(); rows->MoveNext()) names.emplace_back(rows->TextAt(0));
+  if (names.empty()) Refuse("Die Tabelle " + std::string(table) + " gibt es nicht.");
+  return names;
+}
+
+void PostgresConnection::Close() {
+  if (session_ == nullptr) return;
+  DropCompanions();
+  const std::lock_guard lock(CallMutex());
+  // Record sets may keep the session for longer.
+  if (session_->InTransaction()) Trap([&] { Run("ROLLBACK"); }, [](const RuntimeError&) {});
+  session_ = nullptr;
+}
+
+}  // namespace kestrel::postgres

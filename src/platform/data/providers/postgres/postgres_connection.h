@@ -1,0 +1,44 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/data/connection.h"
+#include "platform/data/literal_template.h"
+#include "platform/data/providers/postgres/session.h"
+
+namespace kestrel::postgres {
+
+class PostgresConnection final : public Connection {
+ public:
+  // Error 3000.
+  PostgresConnection(const std::vector<Session::Option>& options, std::string password);
+  ~PostgresConnection() override;
+
+  std::int64_t Execute(std::string_view sql) override;
+  RecordsetPtr OpenRecordset(std::string_view sql) override;
+  std::unique_ptr<Statement> Prepare(std::string_view sql) override;
+  void Begin() override;
+  void Commit() override;
+  void Rollback() override;
+  bool InTransaction() const override;
+  // Tables and views that need no schema before their names, in the order of their names.
+  std::vector<CatalogTable> Tables() override;
+  // A name is looked for as it stands, then in lower case.
+  std::vector<std::string> ColumnNames(std::string_view table) override;
+  // An open transaction is rolled back.
+  void Close() override;
+  bool IsOpen() const override { return session_ != nullptr; }
+  std::string_view ProviderName() const override { return "postgresql"; }
+
+ private:
+  // Error 3704 when closed.
+  const std::shared_ptr<Session>& Open() const;
+  void Run(std::string_view sql);
+
+  std::shared_ptr<Session> session_;
+  LiteralTemplate template_;
+};
+
+}  // namespace kestrel::postgres

@@ -1,0 +1,53 @@
+#include "platform/data/providers/postgres/postgres_statement.h"
+
+#include <mutex>
+#include <utility>
+
+#include "platform/base/runtime_error.h"
+#include "platform/data/providers/postgres/parameter_text.h"
+#include "platform/data/providers/postgres/postgres_recordset.h"
+
+namespace kestrel::postgres {
+
+PostgresStatement::PostgresStatement(std::shared_ptr<Session> session, std::string_view sql)
+    : session_(std::move(session)) {
+  NumberedText numbered = NumberParameters(sql);
+  sql_ = std::move(numbered.sql);
+  bound_.resize(numbered.parameters);
+  const std::lock_guard lock(session_->Mutex());
+  session_->Prepare(sql_);
+}
+
+PostgresStatement::Bound& PostgresStatement::At(std::size_t parameter) {
+  if (parameter >= bound_.size()) throw RuntimeError(ErrorNumber::kSubscriptOutOfRange);
+  return bound_[parameter];
+}
+
+void PostgresStatement::WriteValues() {
+  values_.Clear();
+  for (const Bound& value : bound_) {
+    if (const auto* text = std::get_if<std::string_view>(&value)) {
+      values_.AddText(*text);
+    } else if (const auto* whole = std::get_if<std::int64_t>(&value)) {
+      values_.AddInteger(*whole);
+    } else if (const auto* real = std::get_if<double>(&value)) {
+      values_.AddDouble(*real);
+    } else {
+      values_.AddNull();
+    }
+  }
+}
+
+std::int64_t PostgresStatement::Execute() {
+  const std::lock_guard lock(session_->Mutex());
+  WriteValues();
+  return session_->Execute(sql_, values_);
+}
+
+RecordsetPtr PostgresStatement::Open() {
+  const std::lock_guard lock(session_->Mutex());
+  WriteValues();
+  return std::make_shared<PostgresRecordset>(session_, sql_, values_);
+}
+
+}  // namespace kestrel::postgres

@@ -1,0 +1,124 @@
+// One session with the server, shared by a connection and everything that came from it.
+//
+// Invariants
+//  1. Everything goes through the extended protocol, one statement a text; the server refuses a second one.
+//  2. Inside a transaction every statement has a savepoint around it, sent in the same packet as the statement:
+//     one that fails leaves the transaction as it was, at no further round trip. Statements that steer
+//     transactions are sent bare.
+//  3. At most one answer is being read. Whatever is sent next parks it first: its owner takes the rest of the
+//     rows off the wire.
+//  4. Statements are prepared at their first use and kept by their text, up to 100 of them.
+//  5. Used under the connection's CallMutex.
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/data/providers/postgres/parameter_values.h"
+
+struct pg_conn;
+struct pg_result;
+
+namespace kestrel::postgres {
+
+struct CloseSession {
+  void operator()(pg_conn* session) const;
+};
+struct ClearResult {
+  void operator()(pg_result* result) const;
+};
+using ResultPtr = std::unique_ptr<pg_result, ClearResult>;
+
+// Who reads an answer row by row.
+class AnswerReader {
+ public:
+  AnswerReader() = default;
+  AnswerReader(const AnswerReader&) = delete;
+  AnswerReader& operator=(const AnswerReader&) = delete;
+  virtual ~AnswerReader() = default;
+  // The session is needed for something else: take the remaining rows (Session::NextRow) and keep them.
+  virtual void Park() = 0;
+};
+
+class Session {
+ public:
+  using Option = std::pair<std::string, std::string>;
+
+  // Connects with libpq's keywords; "dbname" may hold a whole URL. Error 3000 with the reason, without
+  // `password`.
+  Session(const std::vector<Option>& options, std::string password,
+          std::shared_ptr<std::recursive_mutex> mutex);
+
+  std::recursive_mutex& Mutex() const { return *mutex_; }
+  bool InTransaction() const { return in_transaction_; }
+
+  // Runs a statement that returns no rows; the number of rows changed. `sql` has its parameters numbered.
+  std::int64_t Execute(std::string_view sql, ParameterValues& values);
+
+  // Ends the transaction. Error 3000, also where the server could only undo it.
+  void Commit();
+
+  // Has the server compile a statement that is worth keeping; others are left to their execution. Error 3000.
+  void Prepare(std::string_view sql);
+
+  // Runs a query whose rows `reader` takes with NextRow. Error 3000.
+  void Send(std::string_view sql, ParameterValues& values, AnswerReader& reader);
+  // The next row, or an answer without rows at the end, which makes the session free. Either has the columns.
+  // Error 3000.
+  ResultPtr NextRow();
+  // The reader wants no more rows. A long rest is cancelled. Raises nothing.
+  void Abandon(const AnswerReader& reader);
+  bool IsReading(const AnswerReader& reader) const { return reader_ == &reader; }
+
+ private:
+  struct Prepared {
+    std::string sql;
+    std::string name;
+  };
+
+  // What one packet asks for.
+  enum class Task { kPrepare, kRun };
+
+  // Makes the session free and sends a packet: a savepoint, the preparation, the statement, the release of the
+  // savepoint, each where needed.
+  void SendPacket(std::string_view sql, ParameterValues& values, Task task);
+  // The name under which the statement is prepared; empty for one that is not kept. Asks for the preparation
+  // where it is new.
+  std::string AskForPrepared(std::string_view sql);
+  void AskFor(const char* sql);
+  // Takes the answers that stand before the statement's own. False after an error, the packet then finished.
+  bool SkipPreliminaries();
+  // Takes the answers to the packet's end and notes its first error; the number of rows changed.
+  std::int64_t FinishPacket();
+  bool NoteIfFailed(ResultPtr& result);
+  // After a failure: back to the savepoint, then error 3000.
+  [[noreturn]] void UndoAndFail();
+  // Whether the failed statement is worth a second try, as only its kept form was out of date.
+  bool WasOutOfDate() const;
+  void Forget(std::string_view sql);
+
+  std::shared_ptr<std::recursive_mutex> mutex_;
+  std::unique_ptr<pg_conn, CloseSession> handle_;
+  std::string password_;
+  std::list<Prepared> prepared_;  // most recently used first
+  std::uint64_t names_ = 0;
+  bool in_transaction_ = false;
+
+  // Of the packet under way.
+  AnswerReader* reader_ = nullptr;
+  std::string sql_;
+  bool is_new_ = false;    // the statement is prepared in this packet
+  bool guarded_ = false;   // a savepoint stands around the statement
+  int preliminaries_ = 0;  // answers before the statement's own
+  ResultPtr first_;        // a query's first answer
+  ResultPtr failure_;
+  bool undone_ = false;  // the server answered with ROLLBACK
+};
+
+}  // namespace kestrel::postgres

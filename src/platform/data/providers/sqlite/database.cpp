@@ -1,0 +1,141 @@
+#include "platform/data/providers/sqlite/database.h"
+
+#include <sqlite3.h>
+
+#include <utility>
+
+#include "platform/base/runtime_error.h"
+
+namespace kestrel::sqlite {
+
+namespace {
+
+constexpr std::size_t kMostKept = 32;
+constexpr std::size_t kLongestStatement = 100'000'000;
+constexpr int kBusyMilliseconds = 5000;
+
+[[noreturn]] void Refuse(std::string_view reason) {
+  throw RuntimeError(ErrorNumber::kDatabase,
+                     std::string(DescriptionOf(ErrorNumber::kDatabase)) + ": " + std::string(reason));
+}
+
+}  // namespace
+
+void CloseHandle::operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
+void FinalizeStatement::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+
+Database::Database(const std::string& file, bool read_only, std::shared_ptr<std::recursive_mutex> mutex)
+    : mutex_(std::move(mutex)) {
+  // SQLite's own locking is off, as Mutex() is held anyway.
+  const int flags =
+      (read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) | SQLITE_OPEN_NOMUTEX;
+  sqlite3* handle = nullptr;
+  const int result = sqlite3_open_v2(file.c_str(), &handle, flags, nullptr);
+  handle_.reset(handle);
+  if (handle == nullptr) throw RuntimeError(ErrorNumber::kOutOfMemory);
+  if (result != SQLITE_OK) Refuse(std::string(sqlite3_errmsg(handle)) + " (" + file + ")");
+  sqlite3_extended_result_codes(handle, 1);
+  sqlite3_busy_timeout(handle, kBusyMilliseconds);
+  Run("PRAGMA foreign_keys = ON");
+  if (read_only) return;
+  // Large pages: an import with random keys spends its time finding and writing pages, not bytes. The write
+  // ahead log is carried over at 256 MB instead of 4, as each time writes every page that changed, and cut
+  // back afterwards.
+  Run("PRAGMA page_size = 16384");
+  Run("PRAGMA journal_mode = WAL");
+  Run("PRAGMA wal_autocheckpoint = 16384");
+  Run("PRAGMA journal_size_limit = 67108864");
+  Run("PRAGMA synchronous = NORMAL");
+  Run("PRAGMA cache_size = -262144");
+  Run("PRAGMA temp_store = MEMORY");
+}
+
+void Database::Fail() const { Refuse(sqlite3_errmsg(handle_.get())); }
+
+void Database::Run(const char* sql) const {
+  if (sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) Fail();
+}
+
+StatementHandle Database::Compile(std::string_view sql, bool persistent) const {
+  if (sql.empty()) Refuse("Die Anweisung ist leer.");
+  if (sql.size() > kLongestStatement) Refuse("Die Anweisung ist zu lang.");
+  // SQLite stops at a NUL character without a word about what stands behind it.
+  if (sql.find('\0') != std::string_view::npos) Refuse("Die Anweisung enthält ein NUL-Zeichen.");
+  const unsigned flags = persistent ? SQLITE_PREPARE_PERSISTENT : 0;
+  sqlite3_stmt* made = nullptr;
+  const char* tail = nullptr;
+  if (sqlite3_prepare_v3(handle_.get(), sql.data(), static_cast<int>(sql.size()), flags, &made, &tail) !=
+      SQLITE_OK) {
+    Fail();
+  }
+  StatementHandle statement(made);
+  if (statement == nullptr) Refuse("Die Anweisung ist leer.");
+  // Blanks, comments and semicolons may follow; they compile to nothing.
+  while (tail != sql.data() + sql.size()) {
+    const auto rest = static_cast<int>(sql.data() + sql.size() - tail);
+    const int result = sqlite3_prepare_v3(handle_.get(), tail, rest, 0, &made, &tail);
+    const StatementHandle second(made);
+    if (result != SQLITE_OK || second != nullptr) {
+      Refuse("Je Aufruf ist nur eine Anweisung zulässig.");
+    }
+  }
+  return statement;
+}
+
+CompiledQueryPtr Database::Take(std::string_view key) {
+  for (auto query = kept_.begin(); query != kept_.end(); ++query) {
+    if ((*query)->key != key) continue;
+    CompiledQueryPtr taken = std::move(*query);
+    kept_.erase(query);
+    return taken;
+  }
+  return nullptr;
+}
+
+CompiledQueryPtr Database::AcquireExactly(std::string_view sql) {
+  if (CompiledQueryPtr kept = Take(sql)) return kept;
+  auto query = std::make_unique<CompiledQuery>();
+  query->handle = Compile(sql, true);
+  query->key = sql;
+  return query;
+}
+
+CompiledQueryPtr Database::Acquire(std::string_view sql) {
+  if (!template_.Make(sql)) return AcquireExactly(sql);
+  CompiledQueryPtr query = Take(template_.Sql());
+  if (query == nullptr) {
+    query = std::make_unique<CompiledQuery>();
+    // A literal may stand where no parameter may (AS 'name'): such a text is taken as it is.
+    sqlite3_stmt* made = nullptr;
+    const std::string& text = template_.Sql();
+    const char* tail = nullptr;
+    const int result = sqlite3_prepare_v3(handle_.get(), text.data(), static_cast<int>(text.size()),
+                                          SQLITE_PREPARE_PERSISTENT, &made, &tail);
+    query->handle.reset(made);
+    if (result != SQLITE_OK || made == nullptr || tail != text.data() + text.size() ||
+        static_cast<std::size_t>(sqlite3_bind_parameter_count(made)) != template_.LiteralCount()) {
+      return AcquireExactly(sql);
+    }
+    query->key = text;
+  }
+  query->bound_text.clear();
+  for (std::size_t i = 0; i < template_.LiteralCount(); ++i) query->bound_text += template_.Literal(i);
+  const char* start = query->bound_text.data();
+  for (std::size_t i = 0; i < template_.LiteralCount(); ++i) {
+    const std::size_t length = template_.Literal(i).size();
+    sqlite3_bind_text64(query->handle.get(), static_cast<int>(i) + 1, start, length, SQLITE_STATIC,
+                        SQLITE_UTF8);
+    start += length;
+  }
+  return query;
+}
+
+void Database::Release(CompiledQueryPtr query) {
+  sqlite3_reset(query->handle.get());
+  kept_.push_front(std::move(query));
+  if (kept_.size() > kMostKept) kept_.pop_back();
+}
+
+void Database::DropKeptQueries() { kept_.clear(); }
+
+}  // namespace kestrel::sqlite

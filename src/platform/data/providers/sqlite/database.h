@@ -1,0 +1,71 @@
+// One open SQLite file: the handle and the compiled queries kept for another use. Shared by a connection
+// and everything that came from it, so that a record set may outlive its connection.
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "platform/data/literal_template.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace kestrel::sqlite {
+
+struct CloseHandle {
+  void operator()(sqlite3* handle) const;
+};
+struct FinalizeStatement {
+  void operator()(sqlite3_stmt* statement) const;
+};
+using StatementHandle = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
+
+// A compiled query with the texts bound to it. `key` is what it was compiled from.
+struct CompiledQuery {
+  std::string key;
+  std::string bound_text;
+  StatementHandle handle;
+};
+using CompiledQueryPtr = std::unique_ptr<CompiledQuery>;
+
+class Database {
+ public:
+  // Opens or creates `file`. Error 3000 with SQLite's reason.
+  Database(const std::string& file, bool read_only, std::shared_ptr<std::recursive_mutex> mutex);
+
+  sqlite3* Handle() const { return handle_.get(); }
+  // Held during every call of SQLite's, also by statements and record sets.
+  std::recursive_mutex& Mutex() const { return *mutex_; }
+
+  // Compiles exactly one statement; error 3000 for none, for a second one, and for SQLite's own reasons.
+  // `persistent`: it will be kept for long.
+  StatementHandle Compile(std::string_view sql, bool persistent) const;
+
+  // The compiled query of `sql` with its literals bound, ready for the first step: one kept from an earlier
+  // query that differed in nothing else, or a new one.
+  CompiledQueryPtr Acquire(std::string_view sql);
+  // The compiled query of a text as it stands, without literals taken out.
+  CompiledQueryPtr AcquireExactly(std::string_view sql);
+  // Keeps a query for the next one of its kind; at most 32 are kept, the longest unused one leaves.
+  void Release(CompiledQueryPtr query);
+  void DropKeptQueries();
+
+  // Error 3000 with the reason of the last failure.
+  [[noreturn]] void Fail() const;
+  // Runs a statement without result.
+  void Run(const char* sql) const;
+
+ private:
+  CompiledQueryPtr Take(std::string_view key);
+
+  std::shared_ptr<std::recursive_mutex> mutex_;
+  std::unique_ptr<sqlite3, CloseHandle> handle_;
+  std::list<CompiledQueryPtr> kept_;  // most recently used first
+  LiteralTemplate template_;
+};
+
+}  // namespace kestrel::sqlite

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/data/connection.h"
+#include "platform/data/providers/sqlite/database.h"
+
+namespace kestrel::sqlite {
+
+class SqliteConnection final : public Connection {
+ public:
+  // Error 3000 where the file cannot be opened.
+  SqliteConnection(const std::string& file, bool read_only);
+  ~SqliteConnection() override;
+
+  std::int64_t Execute(std::string_view sql) override;
+  RecordsetPtr OpenRecordset(std::string_view sql) override;
+  std::unique_ptr<Statement> Prepare(std::string_view sql) override;
+  // A transaction takes the write lock at once, so that it cannot fail half way for want of it.
+  void Begin() override;
+  void Commit() override;
+  void Rollback() override;
+  bool InTransaction() const override;
+  std::vector<CatalogTable> Tables() override;
+  std::vector<std::string> ColumnNames(std::string_view table) override;
+  // An open transaction is rolled back.
+  void Close() override;
+  bool IsOpen() const override { return database_ != nullptr; }
+  std::string_view ProviderName() const override { return "sqlite"; }
+
+ private:
+  // Error 3704 when closed.
+  Database& Open() const;
+
+  std::shared_ptr<Database> database_;
+};
+
+}  // namespace kestrel::sqlite

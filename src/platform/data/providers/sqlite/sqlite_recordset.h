@@ -1,0 +1,60 @@
+// The rows of one query, read from the database as the caller moves on: opening costs only the first row.
+//
+// Going back (MoveFirst, GoTo) runs the query again. RecordCount runs it a second time beside this one and
+// keeps the answer. Dates, truth values and numbers become text by the column's declared type and the
+// value's own, see value_text.h.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/data/providers/sqlite/database.h"
+#include "platform/data/recordset.h"
+
+namespace kestrel::sqlite {
+
+class SqliteRecordset final : public Recordset {
+ public:
+  // `query` is bound and not yet stepped; the first row is fetched here. Error 3000.
+  SqliteRecordset(std::shared_ptr<Database> database, CompiledQueryPtr query);
+  ~SqliteRecordset() override;
+
+  std::size_t ColumnCount() const override { return columns_.size(); }
+  std::string_view ColumnName(std::size_t column) const override;
+  bool IsBof() const override { return row_ == 0 && at_end_; }
+  bool IsEof() const override { return at_end_; }
+  void MoveFirst() override;
+  void MoveNext() override;
+  std::int64_t RecordCount() const override;
+  std::int64_t Bookmark() const override;
+  void GoTo(std::int64_t bookmark) override;
+  bool IsNull(std::size_t column) const override;
+  std::string_view TextAt(std::size_t column) const override;
+  Value ValueAt(std::size_t column) const override;
+
+ private:
+  enum class Kind { kPlain, kDate, kTruth };
+  struct Column {
+    std::string name;
+    Kind kind = Kind::kPlain;
+    // The text of a value that is not stored as text.
+    mutable std::string text;
+  };
+
+  sqlite3_stmt* Handle() const { return query_->handle.get(); }
+  // Fetches the next row; the position is the caller's business.
+  void Step();
+  void ReadColumns();
+  // The column, with the errors for a wrong one and for no row.
+  const Column& Current(std::size_t column) const;
+
+  std::shared_ptr<Database> database_;
+  CompiledQueryPtr query_;
+  std::vector<Column> columns_;
+  std::int64_t row_ = 0;
+  bool at_end_ = false;
+  mutable std::int64_t count_ = -1;
+};
+
+}  // namespace kestrel::sqlite

@@ -1,0 +1,33 @@
+// The cells of one sheet of a BIFF workbook.
+#pragma once
+
+#include "platform/data/providers/xls/biff_workbook.h"
+
+namespace kestrel::xls {
+
+// Cells are read where they lie in the stream; kept is only where each row's records begin and end.
+class BiffSheet final : public Sheet {
+ public:
+  // Error 3000 where the sheet at the stream's offset is damaged.
+  BiffSheet(std::shared_ptr<const BiffWorkbook> workbook, std::uint32_t offset);
+
+  std::optional<CellRange> UsedRange() const override { return used_; }
+  void ReadRow(std::uint32_t row, std::uint32_t first_column, std::span<Cell> cells) const override;
+  void AppendText(const Cell& cell, std::string& text) const override;
+  bool DaysFrom1904() const override { return workbook_->days_from_1904(); }
+
+ private:
+  // Records of one row that follow each other. Most rows have one such run.
+  struct Run {
+    std::uint32_t row;
+    std::uint32_t begin, end;  // in the stream
+  };
+  void Index(std::uint32_t offset);
+  void Extend(std::uint32_t row, std::uint32_t first_column, std::uint32_t last_column);
+
+  std::shared_ptr<const BiffWorkbook> workbook_;
+  std::vector<Run> runs_;  // by row
+  std::optional<CellRange> used_;
+};
+
+}  // namespace kestrel::xls

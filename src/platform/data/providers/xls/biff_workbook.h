@@ -1,0 +1,38 @@
+// Workbooks up to 2003: BIFF5 and BIFF8 streams, in a compound file or bare.
+#pragma once
+
+#include "platform/data/providers/xls/biff_globals.h"
+#include "platform/data/providers/xls/shared_strings.h"
+#include "platform/data/providers/xls/workbook.h"
+
+namespace kestrel::xls {
+
+class BiffWorkbook final : public Workbook {
+ public:
+  // Whether the file begins like a compound file or a bare stream of any version.
+  static bool IsOne(Bytes file);
+  // Error 3000 for an encrypted, damaged or older workbook.
+  explicit BiffWorkbook(std::string file);
+
+  const std::vector<std::string>& SheetNames() const override { return globals_.sheet_names; }
+  const std::vector<NamedRange>& NamedRanges() const override { return globals_.named_ranges; }
+  std::shared_ptr<const Sheet> OpenSheet(std::size_t sheet) const override;
+
+  // --- For its sheets ---
+  const ScatteredBytes& stream() const { return stream_; }
+  const SharedStrings& shared_strings() const { return shared_strings_; }
+  bool days_from_1904() const { return globals_.days_from_1904; }
+  // What numbers mean in cells of the extended format.
+  NumberStyle StyleOf(std::uint16_t extended_format) const;
+  // Appends the text, its length before it, that begins at `position`.
+  void AppendInlineText(RecordPosition position, std::string& text) const;
+
+ private:
+  std::string file_;
+  ScatteredBytes stream_;  // views file_
+  BiffGlobals globals_;
+  CodePage code_page_;
+  SharedStrings shared_strings_;
+};
+
+}  // namespace kestrel::xls

@@ -1,0 +1,22 @@
+// Cells and rectangles as formulas write them.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "platform/data/providers/xls/workbook.h"
+
+namespace kestrel::xls {
+
+struct CellPosition {
+  std::uint32_t row = 0;  // both count from 0
+  std::uint32_t column = 0;
+};
+
+// "AB12", "$AB$12"; letters in upper case. No value for anything else.
+std::optional<CellPosition> ParseCell(std::string_view text);
+// "A1:D20", each corner as above, or one cell alone.
+std::optional<CellRange> ParseRange(std::string_view text);
+
+}  // namespace kestrel::xls

@@ -1,0 +1,41 @@
+// A sheet or a range of it as records: the first row gives the column names, every row below it is a record.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/data/indexed_recordset.h"
+#include "platform/data/providers/xls/workbook.h"
+
+namespace kestrel::xls {
+
+// The names by the first row of the range: the cell's text, line breaks as blanks; F1, F2 ... by the column's
+// position in the range where there is none. Without `range` the sheet's used range counts; an empty sheet
+// has no columns.
+std::vector<std::string> ColumnNames(const Sheet& sheet, const std::optional<CellRange>& range);
+
+// Empty cells and errors such as #NV are null. Rows without a value that stand between others are records of
+// nulls.
+class SheetRecordset final : public IndexedRecordset {
+ public:
+  SheetRecordset(std::shared_ptr<const Sheet> sheet, const std::optional<CellRange>& range);
+
+ protected:
+  bool IsNullAt(std::size_t row, std::size_t column) const override;
+  std::string_view TextAt(std::size_t row, std::size_t column) const override;
+
+ private:
+  const Cell& CellAt(std::size_t row, std::size_t column) const;
+
+  std::shared_ptr<const Sheet> sheet_;
+  std::uint32_t first_row_ = 0;  // of the records
+  std::uint32_t first_column_ = 0;
+  // The row read last.
+  mutable std::optional<std::size_t> row_;
+  mutable std::vector<Cell> cells_;
+  mutable std::vector<std::string> buffers_;
+};
+
+}  // namespace kestrel::xls

@@ -1,0 +1,86 @@
+#include "platform/data/providers/xls/xls_provider.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/base/file.h"
+#include "platform/base/text.h"
+#include "platform/data/providers/xls/sheet_recordset.h"
+#include "platform/data/providers/xls/sheet_tables.h"
+#include "platform/data/read_only_connection.h"
+
+namespace kestrel::xls {
+
+namespace {
+
+class XlsConnection final : public ReadOnlyConnection {
+ public:
+  explicit XlsConnection(std::string path) : path_(std::move(path)) {
+    ReadingFile(path_, [&] { return ReadWorkbook(ReadWholeFile(path_)); });
+  }
+
+  std::vector<CatalogTable> Tables() override {
+    RequireOpen();
+    return ReadingFile(path_, [&] {
+      std::vector<CatalogTable> tables;
+      for (SheetTable& table : TablesOf(*ReadWorkbook(ReadWholeFile(path_)))) {
+        tables.push_back(CatalogTable{std::move(table.name), "TABLE"});
+      }
+      return tables;
+    });
+  }
+
+  std::vector<std::string> ColumnNames(std::string_view name) override {
+    RequireOpen();
+    return ReadingFile(path_, [&] {
+      const OpenedTable table = OpenSheetTable(path_, name);
+      return xls::ColumnNames(*table.sheet, table.range);
+    });
+  }
+
+  std::string_view ProviderName() const override { return "excel"; }
+
+ protected:
+  RecordsetPtr OpenTable(const TableName& name) override {
+    const std::string path = name.size() > 1 ? JoinTableName({name.begin(), name.end() - 1}) : path_;
+    return ReadingFile(path, [&]() -> RecordsetPtr {
+      const OpenedTable table = OpenSheetTable(path, name.back());
+      return std::make_shared<SheetRecordset>(table.sheet, table.range);
+    });
+  }
+
+ private:
+  struct OpenedTable {
+    std::shared_ptr<const Sheet> sheet;
+    std::optional<CellRange> range;
+  };
+
+  static OpenedTable OpenSheetTable(const std::string& path, std::string_view name) {
+    const std::shared_ptr<const Workbook> workbook = ReadWorkbook(ReadWholeFile(path));
+    const std::optional<SheetTable> table = FindTable(*workbook, name);
+    if (!table) {
+      throw RuntimeError(
+          ErrorNumber::kDatabase,
+          "Die Arbeitsmappe hat weder eine Tabelle noch einen benannten Bereich \"" + std::string(name) + "\"");
+    }
+    return OpenedTable{workbook->OpenSheet(table->sheet), table->range};
+  }
+
+  std::string path_;
+};
+
+}  // namespace
+
+bool Serves(const ConnectionKeys& keys) {
+  return UpperCase(keys.Get("Driver")).find("EXCEL DRIVER") != std::string::npos;
+}
+
+ConnectionPtr Open(const ConnectionKeys& keys, std::string_view) {
+  std::string path = keys.Get("DBQ");
+  if (path.empty()) path = keys.Get("DefaultDir");
+  return std::make_shared<XlsConnection>(std::move(path));
+}
+
+}  // namespace kestrel::xls

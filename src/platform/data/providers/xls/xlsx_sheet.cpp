@@ -1,0 +1,218 @@
+#include "platform/data/providers/xls/xlsx_sheet.h"
+
+#include <charconv>
+#include <utility>
+
+#include "platform/base/text.h"
+#include "platform/data/providers/xls/cell_reference.h"
+#include "platform/data/providers/xls/xml_stream.h"
+#include "platform/data/value_text.h"
+
+namespace kestrel::xls {
+
+namespace {
+
+using Node = XmlStream::Node;
+
+// Texts hold what XML cannot as "_x000D_": four hexadecimal digits of a 16-bit unit.
+std::string Unescape(std::string_view text) {
+  constexpr std::size_t kLength = 7;
+  std::string plain;
+  std::size_t from = 0;
+  for (std::size_t at = text.find("_x"); at != std::string_view::npos; at = text.find("_x", at + 1)) {
+    if (at < from || text.size() - at < kLength || text[at + 6] != '_') continue;
+    unsigned unit = 0;
+    const char* const digits = text.data() + at + 2;
+    const auto [end, error] = std::from_chars(digits, digits + 4, unit, 16);
+    if (error != std::errc() || end != digits + 4) continue;
+    plain += text.substr(from, at - from);
+    AppendUtf8(plain, unit >= 0xD800 && unit < 0xE000 ? 0xFFFD : unit);
+    from = at + kLength;
+  }
+  plain += text.substr(from);
+  return plain;
+}
+
+// The text of the element that has just started: of its "t" elements, in whatever runs they are, but not of
+// the phonetic ones.
+std::string TakeText(XmlStream& xml) {
+  std::string text;
+  int depth = 1;
+  bool in_text = false;
+  while (depth > 0) {
+    switch (xml.Next()) {
+      case Node::kStart:
+        if (xml.name() == "rPh") {
+          xml.SkipElement();
+          break;
+        }
+        in_text = xml.name() == "t";
+        ++depth;
+        break;
+      case Node::kEnd:
+        in_text = false;
+        --depth;
+        break;
+      case Node::kText:
+        if (in_text) text += xml.text();
+        break;
+      case Node::kEndOfPart: return text;
+    }
+  }
+  return Unescape(text);
+}
+
+// All text of the element that has just started.
+std::string TakeValue(XmlStream& xml) {
+  std::string text;
+  for (int depth = 1; depth > 0;) {
+    switch (xml.Next()) {
+      case Node::kStart: ++depth; break;
+      case Node::kEnd: --depth; break;
+      case Node::kText: text += xml.text(); break;
+      case Node::kEndOfPart: return text;
+    }
+  }
+  return text;
+}
+
+template <class Number>
+std::optional<Number> ParseXmlNumber(std::string_view text) {
+  text = TrimBlanks(text);
+  if (text.starts_with('+')) text.remove_prefix(1);
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}
+
+class SheetReader {
+ public:
+  SheetReader(TextPool& texts, PackedCells& cells, const std::vector<NumberStyle>& styles)
+      : texts_(texts), shared_count_(texts.size()), cells_(cells), styles_(styles) {}
+
+  void Read(XmlStream& xml) {
+    for (Node node = xml.Next(); node != Node::kEndOfPart; node = xml.Next()) {
+      if (node != Node::kStart) continue;
+      if (xml.name() == "row") {
+        StartRow(xml);
+      } else if (xml.name() == "c") {
+        ReadCell(xml);
+      }
+    }
+    cells_.Finish();
+  }
+
+ private:
+  // Where places are left out, rows and cells follow each other.
+  void StartRow(XmlStream& xml) {
+    constexpr std::uint32_t kMostRows = 1'048'576;
+    const auto number = ParseXmlNumber<std::uint32_t>(xml.Attribute("r").value_or(""));
+    row_ = number ? *number - 1 : next_row_;
+    if (row_ >= kMostRows) RaiseDamaged("die Nummer einer Zeile ist falsch");
+    next_row_ = row_ + 1;
+    next_column_ = 0;
+  }
+
+  void ReadCell(XmlStream& xml) {
+    CellPosition position{row_, next_column_};
+    if (const auto reference = xml.Attribute("r")) {
+      const auto parsed = ParseCell(*reference);
+      if (!parsed) RaiseDamaged("der Ort einer Zelle ist falsch");
+      position = *parsed;
+    }
+    next_column_ = position.column + 1;
+    const std::string type = xml.Attribute("t").value_or("n");
+    const std::size_t style = ParseXmlNumber<std::uint32_t>(xml.Attribute("s").value_or("0")).value_or(0);
+    std::optional<std::string> value;
+    for (int depth = 1; depth > 0;) {
+      switch (xml.Next()) {
+        case Node::kStart:
+          if (xml.name() == "v") {
+            value = TakeValue(xml);
+          } else if (xml.name() == "is") {
+            value = TakeText(xml);
+          } else {
+            xml.SkipElement();
+          }
+          break;
+        case Node::kEnd: --depth; break;
+        case Node::kText: break;
+        case Node::kEndOfPart: return;
+      }
+    }
+    if (value) cells_.Add(position.row, position.column, MakeCell(type, style, *std::move(value)));
+  }
+
+  Cell MakeCell(const std::string& type, std::size_t style, std::string value) {
+    Cell cell;
+    if (type == "s") {
+      const auto number = ParseXmlNumber<std::uint64_t>(value);
+      if (!number || *number >= shared_count_)
+        RaiseDamaged("eine Zelle verweist auf einen Text, den es nicht gibt");
+      return TextCell(*number);
+    }
+    if (type == "str") return TextCell(texts_.Add(Unescape(value)));
+    if (type == "inlineStr") return TextCell(texts_.Add(value));
+    if (type == "d") return TextCell(texts_.Add(IsoDateText(value)));
+    if (type == "e") {
+      cell.kind = Cell::Kind::kError;
+      return cell;
+    }
+    const auto number = ParseXmlNumber<double>(value);
+    // A value that is no number though it says so is better seen than lost.
+    if (!number) return TextCell(texts_.Add(value));
+    cell.kind = type == "b" ? Cell::Kind::kTruth : Cell::Kind::kNumber;
+    cell.number = *number;
+    if (style < styles_.size()) cell.style = styles_[style];
+    return cell;
+  }
+
+  static Cell TextCell(std::uint64_t text) {
+    Cell cell;
+    cell.kind = Cell::Kind::kText;
+    cell.text = text;
+    return cell;
+  }
+
+  TextPool& texts_;
+  std::size_t shared_count_;
+  PackedCells& cells_;
+  const std::vector<NumberStyle>& styles_;
+  std::uint32_t row_ = 0;
+  std::uint32_t next_row_ = 0;
+  std::uint32_t next_column_ = 0;
+};
+
+}  // namespace
+
+std::size_t TextPool::Add(std::string_view text) {
+  characters_ += text;
+  ends_.push_back(characters_.size());
+  return ends_.size() - 1;
+}
+
+std::string_view TextPool::At(std::size_t number) const {
+  const std::size_t start = number == 0 ? 0 : ends_[number - 1];
+  return std::string_view(characters_).substr(start, ends_[number] - start);
+}
+
+XlsxSheet::XlsxSheet(const ZipArchive& archive, const ZipArchive::Part& sheet,
+                     const ZipArchive::Part* shared_strings, const std::vector<NumberStyle>& styles,
+                     bool days_from_1904)
+    : days_from_1904_(days_from_1904) {
+  if (shared_strings != nullptr) {
+    XmlStream xml(archive, *shared_strings);
+    for (Node node = xml.Next(); node != Node::kEndOfPart; node = xml.Next()) {
+      if (node == Node::kStart && xml.name() == "si") texts_.Add(TakeText(xml));
+    }
+  }
+  XmlStream xml(archive, sheet);
+  SheetReader(texts_, cells_, styles).Read(xml);
+}
+
+void XlsxSheet::AppendText(const Cell& cell, std::string& text) const {
+  text += texts_.At(static_cast<std::size_t>(cell.text));
+}
+
+}  // namespace kestrel::xls

@@ -1,0 +1,45 @@
+// The cells of one sheet of an XML workbook.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/data/providers/xls/packed_cells.h"
+#include "platform/data/providers/xls/zip_archive.h"
+
+namespace kestrel::xls {
+
+// Texts one behind the other.
+class TextPool {
+ public:
+  // The number of the text added.
+  std::size_t Add(std::string_view text);
+  std::size_t size() const { return ends_.size(); }
+  std::string_view At(std::size_t number) const;
+
+ private:
+  std::string characters_;
+  std::vector<std::size_t> ends_;
+};
+
+class XlsxSheet final : public Sheet {
+ public:
+  // `shared_strings` is none for a workbook that has no such part. Error 3000 where a part is damaged.
+  XlsxSheet(const ZipArchive& archive, const ZipArchive::Part& sheet, const ZipArchive::Part* shared_strings,
+            const std::vector<NumberStyle>& styles, bool days_from_1904);
+
+  std::optional<CellRange> UsedRange() const override { return cells_.used(); }
+  void ReadRow(std::uint32_t row, std::uint32_t first_column, std::span<Cell> cells) const override {
+    cells_.ReadRow(row, first_column, cells);
+  }
+  void AppendText(const Cell& cell, std::string& text) const override;
+  bool DaysFrom1904() const override { return days_from_1904_; }
+
+ private:
+  // The shared strings, and behind them the texts that stand in cells.
+  TextPool texts_;
+  PackedCells cells_;
+  bool days_from_1904_;
+};
+
+}  // namespace kestrel::xls

@@ -1,0 +1,34 @@
+// Everything that asks or tells a person. The component calls it; a screen, a console or a test answers.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kestrel {
+
+enum class Icon { kNone, kInformation, kQuestion, kStop };
+enum class Buttons { kOk, kYesNo };
+enum class Answer { kOk, kYes, kNo };
+
+// The title of a box that has none of its own.
+inline constexpr const char* kDefaultTitle = "KESTREL Import";
+
+class UserInterface {
+ public:
+  virtual ~UserInterface() = default;
+
+  // Shows a box and waits for the answer. An empty title shows kDefaultTitle. A box closed without an
+  // answer counts as kOk or kNo.
+  virtual Answer MessageBox(std::string_view text, std::string_view title, Icon icon, Buttons buttons) = 0;
+  // Asks for one line of text; none when cancelled.
+  virtual std::optional<std::string> InputBox(std::string_view prompt, std::string_view title) = 0;
+  // Asks for an existing file. `filter` is a pattern like "*.MDB"; `start` a path to begin at, may be empty.
+  virtual std::optional<std::string> ChooseFile(std::string_view title, std::string_view filter,
+                                                const std::string& start) = 0;
+  virtual std::optional<std::string> ChooseFolder(std::string_view title, const std::string& start) = 0;
+  // Lets the message loop handle what is waiting (repaints, a close request).
+  virtual void Yield() = 0;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,100 @@
+#include "platform/profile/profile_file.h"
+
+#include <fcntl.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace kestrel {
+namespace {
+
+constexpr std::int64_t kMillisecond = 1'000'000;
+constexpr std::int64_t kSecond = 1'000 * kMillisecond;
+// File systems stamp files with the kernel's clock tick, which is 10 ms at the longest.
+constexpr std::int64_t kTickMargin = 20 * kMillisecond;
+// A stamp of whole seconds may come from a file system that keeps no finer ones (or, as FAT, two seconds).
+constexpr std::int64_t kWholeSecondsMargin = 2 * kSecond;
+
+std::int64_t Nanoseconds(const struct timespec& time) {
+  return static_cast<std::int64_t>(time.tv_sec) * kSecond + time.tv_nsec;
+}
+
+// The clock that file systems stamp files with.
+std::int64_t StampClock() {
+  struct timespec now {};
+  ::clock_gettime(CLOCK_REALTIME_COARSE, &now);
+  return Nanoseconds(now);
+}
+
+bool IsOldEnough(const FileIdentity& identity, std::int64_t now) {
+  const std::int64_t newest = std::max(identity.content_time, identity.status_time);
+  return now - newest >= (newest % kSecond == 0 ? kWholeSecondsMargin : kTickMargin);
+}
+
+class Descriptor {
+ public:
+  // Without waiting: a pipe under this name must not stop the program.
+  explicit Descriptor(const std::string& path)
+      : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  int get() const { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+// Whether everything up to the end could be read.
+bool ReadToEnd(int descriptor, std::string& bytes) {
+  constexpr std::size_t kChunk = 1 << 16;
+  for (;;) {
+    const std::size_t length = bytes.size();
+    if (length > static_cast<std::size_t>(kMaxProfileBytes)) return false;
+    bytes.resize(length + kChunk);
+    const ssize_t got = ::read(descriptor, bytes.data() + length, kChunk);
+    bytes.resize(length + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    if (got == 0) return true;
+    if (got < 0 && errno != EINTR) return false;
+  }
+}
+
+}  // namespace
+
+FileIdentity::FileIdentity(const struct stat& status)
+    : device(status.st_dev),
+      inode(status.st_ino),
+      size(status.st_size),
+      content_time(Nanoseconds(status.st_mtim)),
+      status_time(Nanoseconds(status.st_ctim)) {}
+
+FileReading ReadProfileFile(const std::string& path) {
+  FileReading reading;
+  // Taken before anything is read: a change made from here on is stamped with this time or a later one.
+  const std::int64_t now = StampClock();
+  const Descriptor file(path);
+  if (file.get() < 0) {
+    reading.state = errno == ENOENT ? FileState::kMissing : FileState::kUnreadable;
+    return reading;
+  }
+  reading.state = FileState::kUnreadable;
+  struct stat before {};
+  struct stat after {};
+  if (::fstat(file.get(), &before) != 0 || !S_ISREG(before.st_mode) || before.st_size > kMaxProfileBytes) {
+    return reading;
+  }
+  if (!ReadToEnd(file.get(), reading.bytes) || ::fstat(file.get(), &after) != 0) {
+    reading.bytes.clear();
+    return reading;
+  }
+  reading.state = FileState::kRead;
+  reading.identity = FileIdentity(before);
+  reading.trusted = reading.identity == FileIdentity(after) && IsOldEnough(reading.identity, now);
+  return reading;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,37 @@
+// The lists of tables, views and sheets.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/data/connection.h"
+
+namespace kestrel {
+
+// SQL Server and Access: the tables of type "TABLE" in the provider's order, then those of type "VIEW".
+std::vector<std::string> FillTableList(Connection& connection);
+// Excel and dBase: every table of the catalog, whatever its type.
+std::vector<std::string> FillSheetList(Connection& connection);
+
+// A drop-down list as SelectListEntry sees it.
+class SelectableList {
+ public:
+  virtual ~SelectableList() = default;
+  virtual int Count() const = 0;
+  virtual void Select(int index) = 0;
+  virtual std::string SelectedText() const = 0;
+  virtual std::int64_t ItemData(int index) const = 0;
+};
+
+// Selects the entry whose text equals `text` in upper case; moving the selection before each comparison, so
+// that the last entry stays selected where none is equal. For an empty text the first entry with that item
+// data. Errors of the list are ignored.
+void SelectListEntry(SelectableList& list, std::string_view text, std::int64_t item_data);
+
+// 1 for true, else 0.
+int BoolToCheckValue(bool flag);
+
+}  // namespace kestrel

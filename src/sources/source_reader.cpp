@@ -1,0 +1,135 @@
+#include "sources/source_reader.h"
+
+#include <memory>
+#include <utility>
+
+#include "platform/base/runtime_error.h"
+#include "sources/source_connection.h"
+#include "sources/text_source.h"
+#include "spec/specification.h"
+
+namespace kestrel {
+
+namespace {
+
+void ShowError(Session& session, const RuntimeError& error) {
+  session.platform.ui.MessageBox("Fehler: " + error.Description(), "", Icon::kNone, Buttons::kOk);
+}
+
+// Runs one step; shows its error and goes on.
+template <class Step>
+bool TrapAndShow(Session& session, Step&& step) {
+  return Trap(std::forward<Step>(step), [&session](const RuntimeError& error) { ShowError(session, error); });
+}
+
+void Ignore(const RuntimeError&) {}
+
+TextFormat TextFormatOf(const Session& session) {
+  return {session.ColumnHeadings, session.FileFormat, session.Delimiter, session.TextRecognition};
+}
+
+Connection& RequireSourceConnection(const Session& session) {
+  if (session.SourceConnection == nullptr) throw RuntimeError(ErrorNumber::kObjectClosed);
+  return *session.SourceConnection;
+}
+
+RecordsetPtr EmptyRecordset() { return std::make_shared<MemoryRecordset>(); }
+
+// The record set of the session's source; an empty one for an unknown kind.
+RecordsetPtr OpenSource(Session& session) {
+  if (session.Provider == kTextSource) return OpenTextSource(session.FileName, TextFormatOf(session));
+  const std::string query = SourceQuery(session);
+  return query.empty() ? EmptyRecordset() : RequireSourceConnection(session).OpenRecordset(query);
+}
+
+std::vector<std::string> CatalogColumnNames(Session& session) {
+  std::vector<std::string> names;
+  TrapAndShow(session, [&] { names = RequireSourceConnection(session).ColumnNames(session.Table); });
+  names.emplace_back();
+  return names;
+}
+
+}  // namespace
+
+void OpenSourceRecordset(Session& session) {
+  session.SourceRecordset = EmptyRecordset();
+  TrapAndShow(session, [&] { session.SourceRecordset = OpenSource(session); });
+}
+
+bool SourceEOF(Session& session) {
+  bool at_end = false;
+  if (session.SourceRecordset != nullptr) {
+    Trap([&] { at_end = session.SourceRecordset->IsEof(); }, Ignore);
+  }
+  return at_end;
+}
+
+RecordsetPtr SourceMoveFirst(Session& session) {
+  if (session.SourceRecordset != nullptr) Trap([&] { session.SourceRecordset->MoveFirst(); }, Ignore);
+  return session.SourceRecordset;
+}
+
+RecordsetPtr SourceMoveNext(Session& session) {
+  const auto move = [&] {
+    if (session.SourceRecordset == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
+    session.SourceRecordset->MoveNext();
+  };
+  Trap(move, [&session](const RuntimeError& error) {
+    ShowError(session, error);
+    if (!SourceEOF(session)) session.SourceRecordset = EmptyRecordset();
+  });
+  return session.SourceRecordset;
+}
+
+std::int64_t SourceRecordCount(Session& session) {
+  std::int64_t count = 0;
+  if (session.SourceRecordset != nullptr) {
+    Trap([&] { count = session.SourceRecordset->RecordCount(); }, Ignore);
+  }
+  return count;
+}
+
+void CloseSource(Session& session) { session.SourceRecordset = nullptr; }
+
+std::vector<std::string> GetTextFieldNames(Session& session) {
+  std::vector<std::string> names;
+  TrapAndShow(session, [&] { names = ReadTextFieldNames(session.FileName, TextFormatOf(session)); });
+  if (names.empty()) names.emplace_back();
+  return names;
+}
+
+std::vector<std::string> GetSourceColumnNames(Session& session) { return CatalogColumnNames(session); }
+
+std::vector<std::string> GetColumnNamesByComponent(Session& session) { return CatalogColumnNames(session); }
+
+std::vector<std::string> SourceColumnNames(Session& session) {
+  if (session.Provider == kTextSource) return GetTextFieldNames(session);
+  if (session.Provider == kSqlServerSource || session.Provider == kAccessSource) {
+    return GetColumnNamesByComponent(session);
+  }
+  if (session.Provider == kExcelSource || session.Provider == kDBaseSource) {
+    return GetSourceColumnNames(session);
+  }
+  return {""};
+}
+
+std::string SourceQuery(const Session& session) {
+  if (session.Provider == kExcelSource) {
+    return "SELECT * FROM `" + session.Database + "`.`" + session.Table + "`";
+  }
+  const bool reads_table = session.Provider == kSqlServerSource || session.Provider == kAccessSource ||
+                           session.Provider == kDBaseSource;
+  return reads_table ? "SELECT * From " + session.Table : "";
+}
+
+std::string TrySource(Session& session) {
+  const ConnectResult connection = ConnectFromSession(session);
+  if (!connection.connected) return connection.reason;
+  std::string reason;
+  session.SourceRecordset = EmptyRecordset();
+  Trap([&] { session.SourceRecordset = OpenSource(session); },
+       [&reason](const RuntimeError& error) { reason = error.Description(); });
+  return reason;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,43 @@
+// Reading the source: one shared record set per session, whatever the kind of source.
+//
+// A consumer calls OpenSourceRecordset, SourceMoveFirst, then SourceEOF and SourceMoveNext in a loop, and
+// CloseSource at the end. Errors of opening and reading are shown as "Fehler: " + description (OK button,
+// no title of its own) and the consumer finds an empty or partly filled record set; nothing is raised.
+// SourceEOF, SourceMoveFirst and SourceRecordCount ignore errors: false, the record set, 0.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "component/session.h"
+
+namespace kestrel {
+
+void OpenSourceRecordset(Session& session);
+bool SourceEOF(Session& session);
+RecordsetPtr SourceMoveFirst(Session& session);
+// A record set that breaks off (a server gone away) is replaced by an empty one after the message, so that
+// the consumer's loop ends.
+RecordsetPtr SourceMoveNext(Session& session);
+std::int64_t SourceRecordCount(Session& session);
+void CloseSource(Session& session);
+
+// Column names, always followed by one empty element.
+std::vector<std::string> GetTextFieldNames(Session& session);
+// dBase and Excel: the columns of session.Table, read from the catalog of the source connection.
+std::vector<std::string> GetSourceColumnNames(Session& session);
+// SQL Server and Access: the same, in the order of the columns.
+std::vector<std::string> GetColumnNamesByComponent(Session& session);
+// The one of the three above that serves session.Provider; an unknown provider gives only the empty element.
+std::vector<std::string> SourceColumnNames(Session& session);
+
+// The query that reads the session's table: "SELECT * From " + Table for SQL Server, Access and dBase,
+// "SELECT * FROM `" + Database + "`.`" + Table + "`" for Excel, empty for text and unknown kinds.
+std::string SourceQuery(const Session& session);
+
+// What the reader would say, without a box: opens the source connection and record set for the session and
+// returns the reason of the first failure, empty on success. For the command line's check and tables.
+std::string TrySource(Session& session);
+
+}  // namespace kestrel

@@ -1,0 +1,95 @@
+#include "sources/text_lines.h"
+
+#include "platform/base/byte_blocks.h"
+
+namespace kestrel {
+
+namespace {
+
+// The length in bytes of the UTF-8 character at `bytes`, whose first byte is beyond ASCII; 0 where it is
+// not valid. Reads at most 3 bytes behind the first.
+std::size_t Utf8Length(const char* bytes) {
+  const auto byte = [bytes](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+  const auto follows = [&byte](std::size_t i) { return (byte(i) & 0xC0) == 0x80; };
+  const unsigned char first = byte(0);
+  if (first < 0xC2 || first > 0xF4) return 0;
+  if (!follows(1)) return 0;
+  if (first < 0xE0) return 2;
+  // No longer form than needed, no surrogate, nothing beyond U+10FFFF.
+  if (first == 0xE0 && byte(1) < 0xA0) return 0;
+  if (first == 0xED && byte(1) > 0x9F) return 0;
+  if (first == 0xF0 && byte(1) < 0x90) return 0;
+  if (first == 0xF4 && byte(1) > 0x8F) return 0;
+  if (!follows(2)) return 0;
+  if (first < 0xF0) return 3;
+  return follows(3) ? 4 : 0;
+}
+
+}  // namespace
+
+LineScanner::LineScanner(std::size_t begin, bool header, bool check_utf8)
+    : begin_(begin),
+      header_(header),
+      check_utf8_(check_utf8),
+      position_(begin),
+      line_begin_(begin),
+      utf8_(check_utf8),
+      character_end_(begin) {}
+
+void LineScanner::Scan(const char* text, std::size_t loaded) {
+  while (position_ + kBlockSize + kLookAhead <= loaded) ScanBlock(text, ~std::uint64_t{0});
+}
+
+void LineScanner::Finish(const char* text, std::size_t size) {
+  while (position_ < size) {
+    const std::size_t left = size - position_;
+    ScanBlock(text, left < kBlockSize ? (std::uint64_t{1} << left) - 1 : ~std::uint64_t{0});
+  }
+  if (character_end_ > size) utf8_ = false;
+  if (line_begin_ < size || !first_line_known()) EndLine(text, size);
+}
+
+void LineScanner::ScanBlock(const char* text, std::uint64_t within) {
+  const ByteBlock block(text + position_);
+  if (line_end_ == '\n' && (block.Equal('\r') & within) != 0) return BeginAgainWithCr();
+  if (utf8_) CheckUtf8(text, block.High() & within);
+  ForEachBit(block.Equal(line_end_) & within, [this, text](std::size_t bit) {
+    EndLine(text, position_ + bit);
+    line_begin_ = position_ + bit + 1;
+  });
+  position_ += kBlockSize;
+}
+
+void LineScanner::CheckUtf8(const char* text, std::uint64_t high) {
+  beyond_ascii_ |= high != 0;
+  while (high != 0) {
+    const std::size_t at = position_ + static_cast<std::size_t>(std::countr_zero(high));
+    high &= high - 1;
+    if (at < character_end_) continue;
+    const std::size_t length = Utf8Length(text + at);
+    if (length == 0) {
+      utf8_ = false;
+      return;
+    }
+    character_end_ = at + length;
+  }
+}
+
+void LineScanner::EndLine(const char* text, std::size_t end) {
+  std::size_t begin = line_begin_;
+  if (!first_line_known()) {
+    first_line_end_ = end;
+    if (header_) return;
+  } else if (line_end_ == '\r' && begin < end && text[begin] == '\n') {
+    ++begin;  // the second half of the CR LF before this line
+  }
+  if (begin < end) index_.Append(begin);
+}
+
+void LineScanner::BeginAgainWithCr() {
+  const bool check_utf8 = check_utf8_;
+  *this = LineScanner(begin_, header_, check_utf8);
+  line_end_ = '\r';
+}
+
+}  // namespace kestrel

@@ -1,0 +1,86 @@
+// One pass over the bytes of a text file: where its records begin, and whether the bytes are UTF-8.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace kestrel {
+
+// Offsets of records, 8 bytes each, in pieces, so that growing copies nothing and wastes nothing.
+class LineIndex {
+ public:
+  void Append(std::uint64_t offset) {
+    if (size_ % kPiece == 0) AddPiece();
+    pieces_.back()[size_++ % kPiece] = offset;
+  }
+  void Clear() {
+    pieces_.clear();
+    size_ = 0;
+  }
+  std::uint64_t operator[](std::size_t row) const { return pieces_[row / kPiece][row % kPiece]; }
+  std::size_t size() const { return size_; }
+
+ private:
+  static constexpr std::size_t kPiece = std::size_t{1} << 16;
+  void AddPiece() { pieces_.push_back(std::make_unique_for_overwrite<std::uint64_t[]>(kPiece)); }
+
+  std::vector<std::unique_ptr<std::uint64_t[]>> pieces_;
+  std::size_t size_ = 0;
+};
+
+// Finds the lines while the file is being read, block by block, so that the bytes are still in the cache.
+//
+// Invariants
+//  1. Lines end at LF until the first CR is seen; then the pass begins again and they end at CR or CR LF.
+//  2. Every line before `line_begin_` is done: indexed if it is not empty, and not the header.
+//  3. Everything before `position_` has been looked at, and is valid UTF-8 while utf8() says so.
+class LineScanner {
+ public:
+  // `begin`: where the text begins, behind a byte order mark. `header`: the first line is no record.
+  LineScanner(std::size_t begin, bool header, bool check_utf8);
+
+  // Looks at as much of the `loaded` bytes as can be judged without those that follow. `text` may have
+  // moved since the last call, but must hold the same bytes. Error 7.
+  void Scan(const char* text, std::size_t loaded);
+  // The rest of the text, now `size` bytes long. kPadding bytes behind it are read but not part of it.
+  void Finish(const char* text, std::size_t size);
+
+  static constexpr std::size_t kPadding = 64;
+
+  char line_end() const { return line_end_; }
+  // The first line: from begin() up to this offset, known from the first line end on.
+  bool first_line_known() const { return first_line_end_ != kUnknown; }
+  std::size_t first_line_end() const { return first_line_end_; }
+  // Whether everything looked at is UTF-8, and whether it holds a character beyond ASCII.
+  bool utf8() const { return utf8_; }
+  bool beyond_ascii() const { return beyond_ascii_; }
+  LineIndex TakeIndex() { return std::move(index_); }
+
+ private:
+  static constexpr std::size_t kUnknown = SIZE_MAX;
+  // The bytes that can follow the first one of a UTF-8 character.
+  static constexpr std::size_t kLookAhead = 3;
+
+  // One block; `within` has a bit for each byte that is part of the text.
+  void ScanBlock(const char* text, std::uint64_t within);
+  void CheckUtf8(const char* text, std::uint64_t high);
+  void EndLine(const char* text, std::size_t end);
+  void BeginAgainWithCr();
+
+  std::size_t begin_;
+  bool header_;
+  bool check_utf8_;
+
+  LineIndex index_;
+  std::size_t position_;
+  std::size_t line_begin_;
+  std::size_t first_line_end_ = kUnknown;
+  char line_end_ = '\n';
+  bool utf8_;
+  bool beyond_ascii_ = false;
+  std::size_t character_end_;  // end of the last character checked; may lie in the next block
+};
+
+}  // namespace kestrel

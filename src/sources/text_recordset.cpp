@@ -1,0 +1,105 @@
+#include "sources/text_recordset.h"
+
+#include <algorithm>
+#include <cstring>
+#include <span>
+#include <utility>
+
+#include "platform/base/text.h"
+
+namespace kestrel {
+
+namespace {
+
+bool IsOneAsciiCharacter(std::string_view text) {
+  return text.size() == 1 && static_cast<unsigned char>(text[0]) < 0x80;
+}
+
+bool IsWindows1252(const TextFile& file) { return file.charset() == TextFile::Charset::kWindows1252; }
+
+}  // namespace
+
+TextRecordset::TextRecordset(TextFile file, std::vector<std::string> column_names, std::string delimiter,
+                             std::string qualifier)
+    : file_(std::move(file)),
+      column_names_(std::move(column_names)),
+      decoder_(IsWindows1252(file_), file_.repair_umlauts(), qualifier.empty() ? '"' : qualifier[0]) {
+  for (std::size_t i = 0; i < column_names_.size(); ++i) {
+    if (column_names_[i].empty()) column_names_[i] = UnnamedColumn(i + 1);
+  }
+  if (IsOneAsciiCharacter(delimiter) && IsOneAsciiCharacter(qualifier) && delimiter != qualifier) {
+    rules_ = {file_.line_end(), delimiter[0], qualifier[0], IsWindows1252(file_)};
+  } else {
+    decoded_split_ =
+        std::make_unique<DecodedSplit>(DecodedSplit{std::move(delimiter), std::move(qualifier), {}});
+  }
+}
+
+std::string_view TextRecordset::ColumnName(std::size_t column) const {
+  if (column >= column_names_.size()) throw RuntimeError(ErrorNumber::kSubscriptOutOfRange);
+  return column_names_[column];
+}
+
+void TextRecordset::MoveNext() {
+  if (IsEof()) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
+  MoveTo(row_ + 1);
+}
+
+std::int64_t TextRecordset::Bookmark() const {
+  if (IsEof()) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
+  return static_cast<std::int64_t>(row_);
+}
+
+void TextRecordset::GoTo(std::int64_t bookmark) {
+  if (bookmark < 0 || bookmark >= RecordCount()) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
+  MoveTo(static_cast<std::size_t>(bookmark));
+}
+
+bool TextRecordset::IsNull(std::size_t column) const {
+  RequireValue(column);
+  return false;
+}
+
+void TextRecordset::RequireValue(std::size_t column) const {
+  if (column >= column_names_.size()) throw RuntimeError(ErrorNumber::kSubscriptOutOfRange);
+  if (IsEof()) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
+}
+
+std::string_view TextRecordset::PrepareTextAt(std::size_t column) const {
+  if (!is_split_) {
+    RequireValue(column);
+    SplitRecord();
+  }
+  if (column >= value_count_) {
+    RequireValue(column);
+    return {};
+  }
+  RawValue& value = values_[column];
+  if (!value.plain) {
+    const std::string_view text = decoder_.Decode({value.bytes, value.size}, scratch_);
+    value = {text.data(), text.size(), /*plain=*/true};
+  }
+  return {value.bytes, value.size};
+}
+
+void TextRecordset::SplitRecord() const {
+  scratch_.Reset();
+  is_split_ = true;
+  if (decoded_split_ != nullptr) return SplitDecoded();
+  const std::size_t usable = std::min(column_names_.size(), kValueSlots);
+  value_count_ = SplitLine(file_.Record(row_), rules_, std::span(values_).first(usable));
+}
+
+void TextRecordset::SplitDecoded() const {
+  const char* line = file_.Record(row_);
+  const auto size =
+      static_cast<std::size_t>(static_cast<const char*>(rawmemchr(line, file_.line_end())) - line);
+  DecodedSplit& split = *decoded_split_;
+  SplitTextLine(file_.Decode({line, size}), split.delimiter, split.qualifier, split.slots);
+  value_count_ = std::min(column_names_.size(), kValueSlots);
+  for (std::size_t i = 0; i < value_count_; ++i) {
+    values_[i] = {split.slots[i].data(), split.slots[i].size(), /*plain=*/true};
+  }
+}
+
+}  // namespace kestrel

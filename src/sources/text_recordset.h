@@ -1,0 +1,77 @@
+// The records of a text file. A record is cut only when one of its values is looked at.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/data/recordset.h"
+#include "sources/text_file.h"
+#include "sources/text_source.h"
+#include "sources/text_split.h"
+#include "sources/text_values.h"
+
+namespace kestrel {
+
+class TextRecordset final : public Recordset {
+ public:
+  // `delimiter` and `qualifier` as SplitTextLine takes them. At the first record, or at the end.
+  TextRecordset(TextFile file, std::vector<std::string> column_names, std::string delimiter,
+                std::string qualifier);
+
+  std::size_t ColumnCount() const override { return column_names_.size(); }
+  std::string_view ColumnName(std::size_t column) const override;
+  bool IsBof() const override { return file_.record_count() == 0; }
+  bool IsEof() const override { return row_ == file_.record_count(); }
+  void MoveFirst() override { MoveTo(0); }
+  void MoveNext() override;
+  std::int64_t RecordCount() const override { return static_cast<std::int64_t>(file_.record_count()); }
+  std::int64_t Bookmark() const override;
+  void GoTo(std::int64_t bookmark) override;
+  // Never, as a text file knows no null.
+  bool IsNull(std::size_t column) const override;
+  std::string_view TextAt(std::size_t column) const override {
+    if (column < value_count_ && values_[column].plain) [[likely]] {
+      return {values_[column].bytes, values_[column].size};
+    }
+    return PrepareTextAt(column);
+  }
+
+ private:
+  // The slow way for lines that SplitLine does not serve.
+  struct DecodedSplit {
+    std::string delimiter;
+    std::string qualifier;
+    ValueSlots slots;
+  };
+
+  void MoveTo(std::size_t row) {
+    row_ = row;
+    is_split_ = false;
+    value_count_ = 0;
+  }
+  void RequireValue(std::size_t column) const;
+  // Cuts the record or decodes the value, whichever is still to be done.
+  std::string_view PrepareTextAt(std::size_t column) const;
+  void SplitRecord() const;
+  void SplitDecoded() const;
+
+  TextFile file_;
+  std::vector<std::string> column_names_;
+  SplitRules rules_;
+  ValueDecoder decoder_;
+  std::unique_ptr<DecodedSplit> decoded_split_;  // only where needed
+
+  std::size_t row_ = 0;
+  // The current record as far as it has been looked at. `value_count_` is 0 until it is split.
+  mutable bool is_split_ = false;
+  mutable std::size_t value_count_ = 0;
+  mutable std::array<RawValue, kValueSlots> values_;
+  mutable ValueScratch scratch_;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,55 @@
+#include "sources/text_source.h"
+
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+#include "platform/base/runtime_error.h"
+#include "sources/text_file.h"
+#include "sources/text_line.h"
+#include "sources/text_recordset.h"
+
+namespace kestrel {
+
+namespace {
+
+RecordsetPtr MakeRecordset(TextFile file, const TextFormat& format, std::vector<std::string> column_names) {
+  return std::make_shared<TextRecordset>(std::move(file), std::move(column_names), DelimiterOf(format),
+                                         QualifierOf(format));
+}
+
+template <class Work>
+auto RaisingOutOfMemory(Work&& work) {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    throw RuntimeError(ErrorNumber::kOutOfMemory);
+  } catch (const std::length_error&) {
+    throw RuntimeError(ErrorNumber::kOutOfMemory);
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> ReadTextFieldNames(const std::string& path, const TextFormat& format) {
+  return RaisingOutOfMemory([&] {
+    return TextFieldNames(TextFile::Load(path, format, TextFile::Extent::kFirstLine).FirstLine(), format);
+  });
+}
+
+RecordsetPtr OpenTextSource(const std::string& path, const TextFormat& format,
+                            const std::vector<std::string>& column_names) {
+  return RaisingOutOfMemory([&] { return MakeRecordset(TextFile::Load(path, format), format, column_names); });
+}
+
+RecordsetPtr OpenTextSource(const std::string& path, const TextFormat& format) {
+  return RaisingOutOfMemory([&] {
+    TextFile file = TextFile::Load(path, format);
+    std::vector<std::string> column_names = TextFieldNames(file.FirstLine(), format);
+    column_names.pop_back();
+    return MakeRecordset(std::move(file), format, std::move(column_names));
+  });
+}
+
+}  // namespace kestrel

@@ -1,0 +1,152 @@
+// Saving, step by step
+//  1. Without Commit only steps 6 and 7 happen, on the working file as it is.
+//  2. A specification: the working copy is copied over the chosen file and deleted; the chosen file is the
+//     working file.
+//  3. A template: a name is asked for. An empty or blank one and one that is taken show their message and
+//     end the save; nothing has changed.
+//  4. The new file is Name.IMP, or the first of Name(1).IMP to Name(9).IMP that does not exist. Where all
+//     nine exist the ninth is overwritten.
+//  5. The working copy is copied to the new file and deleted; the new file, with the name as its
+//     Description, is the working file.
+//  6. Provider, the keys of that provider, and the field assignments are written into the working file.
+//  7. SchemaSaved is set, SchemaChanged is reset.
+//  8. With Commit a fresh working copy is made of the chosen file. After a template was saved under a new
+//     name this is again a copy of the template.
+#include "spec/save_schema.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/base/file.h"
+#include "platform/base/runtime_error.h"
+#include "platform/base/text.h"
+#include "spec/profile_access.h"
+#include "spec/specification.h"
+
+namespace kestrel {
+namespace {
+
+constexpr const char* kCommon = "Common";
+constexpr int kMaxNumberedFile = 9;
+
+using Edits = std::vector<ProfileEdit>;
+
+void Tell(Session& session, std::string_view message) {
+  session.platform.ui.MessageBox(message, "Speichern...", Icon::kInformation, Buttons::kOk);
+}
+
+// The name the user typed, as typed; none where it is not usable, which the user has then been told.
+std::optional<std::string> AskForName(Session& session) {
+  const std::string name =
+      session.platform.ui.InputBox("Bitte geben Sie ein Schemaname ein:", "Schema speichern...").value_or("");
+  if (TrimBlanks(name).empty()) {
+    Tell(session, "Das Schema konnte nicht gespeichert werden. Bitte geben Sie einen Namen ein...");
+    return std::nullopt;
+  }
+  if (SchemaNameExists(session, name)) {
+    Tell(session, "Das Schema konnte nicht gespeichert werden, da dieser Schemaname bereits vorhanden ist.");
+    return std::nullopt;
+  }
+  return name;
+}
+
+std::string NewSpecificationPath(const Session& session, const std::string& name) {
+  if (name.find_first_of("\\/") != std::string::npos) {
+    throw RuntimeError(ErrorNumber::kBadFileName,
+                       std::string(DescriptionOf(ErrorNumber::kBadFileName)) + ": " + name);
+  }
+  std::string path = JoinPath(session.SpecFolder, name + ".IMP");
+  for (int number = 1; number <= kMaxNumberedFile && FileExists(path); ++number) {
+    path = JoinPath(session.SpecFolder, name + "(" + std::to_string(number) + ").IMP");
+  }
+  return path;
+}
+
+// The working copy becomes `path`, which is written to from now on.
+void MoveWorkingCopyTo(Session& session, const std::string& path) {
+  CopySpecFile(session.SpecFile, path);
+  DeleteWorkingCopy(session);
+  session.SpecFile = path;
+}
+
+void AddSourceSettings(const Session& session, Edits& edits) {
+  const auto add = [&](const char* key, const std::string& value) { edits.push_back({kCommon, key, value}); };
+  const auto one_or_zero = [](bool truth) { return truth ? "1" : "0"; };
+
+  add("Provider", session.Provider);
+  if (session.Provider == kTextSource) {
+    add("FileName", session.FileName);
+    // The one truth value that is stored as a word.
+    add("ColumnHeadings", session.ColumnHeadings ? "True" : "False");
+    add("FileFormat", session.FileFormat);
+    add("Delimiter", session.Delimiter);
+    add("TextRecognition", session.TextRecognition);
+    add("SaveFile", one_or_zero(session.SaveFile));
+    add("SavePath", session.SavePath);
+    add("DeleteFile", one_or_zero(session.DeleteFile));
+  } else if (session.Provider == kSqlServerSource) {
+    add("Server", session.Server);
+    add("User", session.User);
+    add("Password", session.Password);
+    add("Database", session.Database);
+    add("Table", session.Table);
+  } else if (session.Provider == kAccessSource) {
+    add("Database", session.Database);
+    add("User", session.User);
+    add("Password", session.Password);
+    add("Table", session.Table);
+  } else if (session.Provider == kExcelSource || session.Provider == kDBaseSource) {
+    add("Database", session.Database);
+    add("Table", session.Table);
+  }
+}
+
+// The list comes back to the row it stood on.
+void AddFieldAssignments(MemoryRecordset& list, Edits& edits) {
+  const std::size_t source_name = list.RequireColumn("SourceName");
+  const std::size_t destination_name = list.RequireColumn("DestinationName");
+  const std::size_t option = list.RequireColumn("Option");
+  const std::size_t translate = list.RequireColumn("Translate");
+  const std::size_t format = list.RequireColumn("Format");
+
+  const bool on_row = !list.IsBof() && !list.IsEof();
+  const std::int64_t current = on_row ? list.Bookmark() : 0;
+  for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {
+    const std::string field(list.TextAt(source_name));
+    const std::string assigned(list.TextAt(destination_name));
+    std::string assignment = "NOTASSIGNED";
+    if (list.TextAt(option) == "2") assignment = "FIELD:" + assigned;
+    if (list.TextAt(option) == "3") assignment = "CONST:" + assigned;
+    edits.push_back({"FieldAssignments", field, std::move(assignment)});
+    if (list.TextAt(translate) == "1") edits.push_back({"FieldTranslation", field, "1"});
+    if (!list.TextAt(format).empty()) edits.push_back({"FieldFormat", field, std::string(list.TextAt(format))});
+  }
+  if (on_row) list.GoTo(current);
+}
+
+}  // namespace
+
+void SaveSchema(Session& session, bool Commit) {
+  Edits edits;
+  if (Commit && !IsTemplate(session)) {
+    MoveWorkingCopyTo(session, session.ChosenSpecFile);
+  } else if (Commit) {
+    const std::optional<std::string> name = AskForName(session);
+    if (!name.has_value()) return;
+    MoveWorkingCopyTo(session, NewSpecificationPath(session, *name));
+    edits.push_back({kCommon, "Description", *name});
+  }
+
+  AddSourceSettings(session, edits);
+  if (session.AssignmentList != nullptr) AddFieldAssignments(*session.AssignmentList, edits);
+  session.profiles.Write(session.SpecFile, edits);
+
+  session.SchemaSaved = true;
+  session.SchemaChanged = false;
+  if (Commit) RenewWorkingCopy(session);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,68 @@
+// The specification of the session: its Common section, the working copy, and the list of specifications
+// in the folder.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "component/session.h"
+
+namespace kestrel {
+
+// The display names of the source kinds, which are also the stored Provider texts; compared exactly.
+inline constexpr const char* kTextSource = "Textdatei";
+inline constexpr const char* kSqlServerSource = "Microsoft SQL-Server";
+inline constexpr const char* kAccessSource = "Microsoft Access-Datenbanken";
+inline constexpr const char* kExcelSource = "Microsoft Excel";
+inline constexpr const char* kDBaseSource = "dBase-Datenbank";
+
+// Loads ImportClass, Provider and Description and the keys of that provider from session.SpecFile into the
+// session; an unknown provider loads no further key. Missing keys give their defaults. Raises nothing: a
+// truth value that is no such text reads as false.
+void ReadCommonSection(Session& session);
+
+// A stored truth value: "True", "False", "Wahr", "Falsch" (any case), or a number, where any but 0 is
+// true. Other texts are false.
+bool ReadBoolText(std::string_view text);
+
+// The name of a working copy: SpecFolder, a separator, "~", the time as month, hour, day, second, year,
+// PersonalNr and ".tmp". A PersonalNr that holds a separator raises 52.
+std::string WorkingCopyName(const Session& session);
+
+// Step 1's "Weiter" has set SpecFile to the chosen file: remembers it as ChosenSpecFile, copies it to a
+// new working copy and makes that the SpecFile. Raises what WorkingCopyName and CopySpecFile raise; SpecFile
+// then stays as it was.
+void CreateWorkingCopy(Session& session);
+// The same out of ChosenSpecFile, after a save has made another file the SpecFile.
+void RenewWorkingCopy(Session& session);
+
+// Deletes SpecFile if its extension is ".TMP"; any other file is left alone. Raises nothing.
+void DeleteWorkingCopy(Session& session);
+
+// Whether the name equals, exactly, one of the pieces of ExistingSchemaNames.
+bool SchemaNameExists(const Session& session, std::string_view name);
+
+// Whether the session's chosen file is a template (".IMT").
+bool IsTemplate(const Session& session);
+
+struct SpecificationEntry {
+  std::string description;
+  std::string path;
+};
+enum class SpecificationKind { kSpecification, kTemplate };  // ".IMP", ".IMT"
+
+// The files of SpecFolder of one kind whose Description is not empty and whose Application (default "2")
+// is the number AppMode; a file whose Application is no number is left out. Sorted by file name. A missing
+// folder gives an empty list.
+std::vector<SpecificationEntry> ListSpecifications(Session& session, SpecificationKind kind);
+// How many entries the list of step 1 has room for.
+inline constexpr std::size_t kMaxListedSpecifications = 100;
+
+// Step 1's list fill: the entries of `kind`, and the Description of every ".IMP" entry, each followed by
+// ";", appended to ExistingSchemaNames. Entries beyond kMaxListedSpecifications are left out and `cut`,
+// where given, says so; their names are known all the same.
+std::vector<SpecificationEntry> FillSpecificationList(Session& session, SpecificationKind kind,
+                                                      bool* cut = nullptr);
+
+}  // namespace kestrel

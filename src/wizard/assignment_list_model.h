@@ -1,0 +1,30 @@
+// The field assignment list as step 3's grid shows it: all columns in their order, mandatory fields in bold.
+#pragma once
+
+#include <QStringList>
+#include <vector>
+
+#include "platform/data/memory_recordset.h"
+#include "wizard/recordset_model.h"
+
+namespace kestrel {
+
+// The list's current row means something to the page, so looking at other rows never moves it.
+class AssignmentListModel final : public RecordsetModel {
+  Q_OBJECT
+ public:
+  explicit AssignmentListModel(QObject* parent) : RecordsetModel(parent) {}
+
+  // `mandatory` holds one flag per record number counted from 1.
+  void SetList(std::shared_ptr<MemoryRecordset> list, QStringList captions, std::vector<bool> mandatory);
+  // A row was stored.
+  void RowChanged(int row);
+
+  QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
+
+ private:
+  std::shared_ptr<MemoryRecordset> list_;
+  std::vector<bool> mandatory_;
+};
+
+}  // namespace kestrel

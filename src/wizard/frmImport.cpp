@@ -1,0 +1,83 @@
+#include "wizard/frmImport.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QTimer>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "wizard/page_parts.h"
+#include "wizard/qt_text.h"
+
+namespace kestrel {
+
+namespace {
+
+// The bar counts in hundredths of a percent, as long runs move slowly.
+constexpr int kBarSteps = 10000;
+// A window manager may refuse to activate a window; the run starts then all the same.
+constexpr int kStartWithoutActivationMs = 300;
+constexpr int kRepaintMs = 100;
+
+}  // namespace
+
+frmImport::frmImport(Session& session, QWidget* parent) : QDialog(parent), run_(session, *this) {
+  setObjectName("frmImport");
+  setWindowTitle("KESTREL Import");
+  lblInfo_ = new QLabel(this);
+  lblInfo_->setObjectName("lblInfo");
+  lblInfo_->setWordWrap(true);
+  lblInfo_->setMinimumHeight(fontMetrics().lineSpacing() * 2);
+  progress_bar_ = new QProgressBar(this);
+  progress_bar_->setObjectName("ProgressBar");
+  progress_bar_->setAccessibleName("Fortschritt");
+  progress_bar_->setRange(0, kBarSteps);
+  auto* page = new QVBoxLayout(this);
+  page->setContentsMargins(18, 18, 18, 18);
+  page->addWidget(lblInfo_);
+  page->addWidget(progress_bar_);
+  setMinimumWidth(fontMetrics().averageCharWidth() * 62);
+}
+
+void frmImport::showEvent(QShowEvent* event) {
+  QDialog::showEvent(event);
+  QTimer::singleShot(kStartWithoutActivationMs, this, &frmImport::Activate);
+}
+
+bool frmImport::event(QEvent* event) {
+  // From the message loop, so that the window is painted before the first record.
+  if (event->type() == QEvent::WindowActivate) QTimer::singleShot(0, this, &frmImport::Activate);
+  return QDialog::event(event);
+}
+
+void frmImport::Activate() {
+  if (started_) return;
+  started_ = true;
+  // While the run shows a box, nothing else brings its last words to the screen.
+  QTimer repaint;
+  connect(&repaint, &QTimer::timeout, this, &frmImport::Repaint);
+  repaint.start(kRepaintMs);
+  run_.Activate();
+}
+
+void frmImport::Yield() {
+  if (!pace_.Due()) return;
+  Repaint();
+  QCoreApplication::processEvents();
+}
+
+void frmImport::Repaint() {
+  lblInfo_->setText(ToQt(info_));
+  progress_bar_->setValue(static_cast<int>(std::clamp(percent_, 0.0, 100.0) * (kBarSteps / 100)));
+}
+
+void frmImport::CloseWindow() {
+  Repaint();
+  reject();
+}
+
+void frmImport::reject() {
+  if (run_.RequestClose()) done(result().errors == 0 ? Accepted : Rejected);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,46 @@
+// The run window: runs the import on its first activation and shows how far it is.
+#pragma once
+
+#include <QDialog>
+#include <QLabel>
+#include <QProgressBar>
+
+#include "import/import_run.h"
+#include "import/pace.h"
+
+namespace kestrel {
+
+class frmImport final : public QDialog, private RunView {
+  Q_OBJECT
+ public:
+  // The session outlives the window.
+  frmImport(Session& session, QWidget* parent);
+
+  const RunResult& result() const { return run_.result(); }
+
+ protected:
+  void showEvent(QShowEvent* event) override;
+  bool event(QEvent* event) override;
+  // The close box and Escape: until the run has finished, closing asks for the abort and is refused.
+  void reject() override;
+
+ private:
+  void Activate();
+  void Repaint();
+
+  void SetInfo(std::string_view text) override { info_.assign(text); }
+  void SetProgress(double percent) override { percent_ = percent; }
+  void Yield() override;
+  void CloseWindow() override;
+
+  ImportRun run_;
+  QLabel* lblInfo_;
+  QProgressBar* progress_bar_;
+  // What the run said last; brought to the screen at the display's rate.
+  std::string info_;
+  double percent_ = 0;
+  Pace pace_{std::chrono::milliseconds(16)};
+  bool started_ = false;
+};
+
+}  // namespace kestrel

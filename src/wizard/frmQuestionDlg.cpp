@@ -1,0 +1,69 @@
+#include "wizard/frmQuestionDlg.h"
+
+#include <QHBoxLayout>
+#include <QIcon>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "wizard/page_parts.h"
+
+namespace kestrel {
+
+frmQuestionDlg::frmQuestionDlg(QWidget* parent) : QDialog(parent) {
+  setObjectName("frmQuestionDlg");
+  setWindowTitle("KESTREL Datenimport");
+
+  auto* image = new QLabel(this);
+  image->setObjectName("Image1");
+  image->setPixmap(QIcon(":/kestrel/logo.svg").pixmap(QSize(48, 48), devicePixelRatioF()));
+  auto* label = new QLabel(
+      "Sie können nun die Daten importieren oder die Daten testen. Bitte sichern Sie vor dem Import ihre "
+      "Datenbank!",
+      this);
+  label->setObjectName("Label1");
+  label->setWordWrap(true);
+  label->setMinimumWidth(fontMetrics().averageCharWidth() * 48);
+  // Testing is the safe choice, so it is the one made beforehand.
+  optTestMode_ = SetUpButton(new QRadioButton(this), "optTestMode", "Datenquelle testen", "", 'T');
+  optImport_ = SetUpButton(new QRadioButton(this), "optImport", "Daten importieren", "", 'I');
+  optTestMode_->setChecked(true);
+  // Here the ampersand belongs to the caption: it marks the access key O.
+  auto* cmd_ok = SetUpButton(new QPushButton(this), "cmdOK", "&OK", "", 0);
+  cmd_ok->setDefault(true);
+
+  auto* choices = new QVBoxLayout;
+  choices->addWidget(label);
+  choices->addSpacing(8);
+  choices->addWidget(optTestMode_);
+  choices->addWidget(optImport_);
+  auto* top = new QHBoxLayout;
+  top->setSpacing(16);
+  top->addWidget(image, 0, Qt::AlignTop);
+  top->addLayout(choices, 1);
+  auto* buttons = new QHBoxLayout;
+  buttons->addStretch(1);
+  buttons->addWidget(cmd_ok);
+  auto* page = new QVBoxLayout(this);
+  page->setContentsMargins(18, 18, 18, 14);
+  page->addLayout(top);
+  page->addSpacing(10);
+  page->addLayout(buttons);
+  page->setSizeConstraint(QLayout::SetFixedSize);
+  TabReachesChosen({optTestMode_, optImport_});
+  SetTabOrder({optTestMode_, optImport_, cmd_ok});
+  optTestMode_->setFocus();
+  connect(cmd_ok, &QPushButton::clicked, this, &frmQuestionDlg::cmdOK_Click);
+}
+
+void frmQuestionDlg::keyPressEvent(QKeyEvent* event) {
+  if (event->key() != Qt::Key_Escape) QDialog::keyPressEvent(event);
+}
+
+void frmQuestionDlg::cmdOK_Click() {
+  test_mode_ = optTestMode_->isChecked();
+  accept();
+}
+
+}  // namespace kestrel

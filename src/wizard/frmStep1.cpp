@@ -1,0 +1,179 @@
+#include "wizard/frmStep1.h"
+
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QVBoxLayout>
+
+#include "component/import_man.h"
+#include "platform/base/file.h"
+#include "wizard/qt_text.h"
+#include "wizard/wizard.h"
+
+namespace kestrel {
+
+frmStep1::frmStep1(Session& session, Wizard& wizard)
+    : QWidget(nullptr, Qt::Window), session_(session), wizard_(wizard) {
+  setObjectName("frmStep1");
+  setWindowTitle("KESTREL Import");
+
+  header_ = new PageHeader("Schritt 1", "Vorlage auswählen ", "", this);
+  optSchema_ = SetUpButton(new QRadioButton(this), "optSchema", "Vorhandene Importe", "", 'V');
+  optVorlage_ = SetUpButton(new QRadioButton(this), "optVorlage", "Neu aus Vorlage", "", 'N');
+  optSchema_->setChecked(true);
+  lstVorlage_ = new QListWidget(this);
+  lstVorlage_->setObjectName("lstVorlage");
+  lstVorlage_->setToolTip("Auswahl aus Vorlage");
+  lstVorlage_->setAccessibleName("Importspezifikationen");
+  lstVorlage_->setContextMenuPolicy(Qt::CustomContextMenu);
+  lstVorlage_->setAlternatingRowColors(true);
+  cmdPrev_ = SetUpButton(new QPushButton(this), "cmdPrev", "Zurück", "", 'Z');
+  cmdNext_ = SetUpButton(new QPushButton(this), "cmdNext", "Weiter", "Weiter zu Schritt 2", 'W');
+  cmdCancel_ = SetUpButton(new QPushButton(this), "cmdCancel", "Abbrechen", "Import abbrechen", 'A');
+  cmdNext_->setDefault(true);
+
+  mnuPopup_ = new QMenu("Popup", this);
+  mnuPopup_->setObjectName("mnuPopup");
+  QAction* mnuDelete = mnuPopup_->addAction("Löschen");
+  mnuDelete->setObjectName("mnuDelete");
+
+  auto* kinds = new QHBoxLayout;
+  kinds->addWidget(optSchema_);
+  kinds->addWidget(optVorlage_);
+  kinds->addStretch(1);
+  auto* body = new QVBoxLayout;
+  body->setContentsMargins(16, 14, 16, 8);
+  body->addLayout(kinds);
+  body->addWidget(lstVorlage_, 1);
+  auto* buttons = new QHBoxLayout;
+  buttons->setContentsMargins(16, 6, 16, 14);
+  buttons->addStretch(1);
+  buttons->addWidget(cmdPrev_);
+  buttons->addWidget(cmdNext_);
+  buttons->addSpacing(10);
+  buttons->addWidget(cmdCancel_);
+  auto* page = new QVBoxLayout(this);
+  page->setContentsMargins(0, 0, 0, 0);
+  page->addWidget(header_);
+  page->addLayout(body, 1);
+  page->addLayout(buttons);
+  TabReachesChosen({optSchema_, optVorlage_});
+  SetTabOrder({optSchema_, optVorlage_, lstVorlage_, cmdPrev_, cmdNext_, cmdCancel_});
+  resize(sizeHint().expandedTo(QSize(620, 460)));
+  RememberSize(this, "step1");
+
+  OnChoice(optSchema_, &frmStep1::optSchema_Click);
+  OnChoice(optVorlage_, &frmStep1::optVorlage_Click);
+  connect(lstVorlage_, &QListWidget::itemDoubleClicked, this, &frmStep1::cmdNext_Click);
+  connect(lstVorlage_, &QListWidget::customContextMenuRequested, this, &frmStep1::ShowPopup);
+  connect(cmdNext_, &QPushButton::clicked, this, &frmStep1::cmdNext_Click);
+  connect(cmdCancel_, &QPushButton::clicked, this, &frmStep1::cmdCancel_Click);
+  connect(mnuDelete, &QAction::triggered, this, &frmStep1::mnuDelete_Click);
+  BindKeys(this, cmdNext_, cmdCancel_);
+  lstVorlage_->installEventFilter(this);
+
+  // Load.
+  session_.SpecFolder = DefaultSpecFolder();
+  FillList();
+  session_.SchemaChanged = false;
+  lstVorlage_->setFocus();
+}
+
+void frmStep1::FillList() {
+  lstVorlage_->clear();
+  paths_.clear();
+  bool cut = false;
+  const auto kind = optVorlage_->isChecked() ? SpecificationKind::kTemplate : SpecificationKind::kSpecification;
+  for (SpecificationEntry& entry : FillSpecificationList(session_, kind, &cut)) {
+    lstVorlage_->addItem(ToQt(entry.description));
+    paths_.push_back(std::move(entry.path));
+  }
+  if (cut && !told_of_limit_) {
+    told_of_limit_ = true;
+    session_.platform.ui.MessageBox("Es sind mehr als " + std::to_string(kMaxListedSpecifications) +
+                                        " Spezifikationen vorhanden. Angezeigt werden die ersten " +
+                                        std::to_string(kMaxListedSpecifications) + ".",
+                                    "", Icon::kInformation, Buttons::kOk);
+  }
+}
+
+void frmStep1::OnChoice(QRadioButton* option, void (frmStep1::*chosen)()) {
+  // A screen reader selects without a click; a click on the option that is selected counts once more.
+  connect(option, &QRadioButton::toggled, this, [this, chosen](bool selected) {
+    if (selected) (this->*chosen)();
+  });
+  connect(option, &QRadioButton::pressed, this, [this, option, chosen] {
+    if (option->isChecked()) (this->*chosen)();
+  });
+}
+
+void frmStep1::optSchema_Click() {
+  FillList();
+  header_->lblStepInfo->setText("Spezifikation laden");
+  lstVorlage_->setToolTip("Auswahl aus vorhandenen Importen");
+}
+
+void frmStep1::optVorlage_Click() {
+  FillList();
+  header_->lblStepInfo->setText("Vorlage auswählen");
+  lstVorlage_->setToolTip("Auswahl aus Vorlage");
+}
+
+std::string frmStep1::SelectedPath() const {
+  const QList<QListWidgetItem*> selected = lstVorlage_->selectedItems();
+  if (selected.isEmpty()) return {};
+  return paths_[static_cast<std::size_t>(lstVorlage_->row(selected.first()))];
+}
+
+void frmStep1::cmdNext_Click() {
+  const std::string path = SelectedPath();
+  if (path.empty()) return;
+  session_.SpecFile = path;
+  const bool loaded = Trap(
+      [&] {
+        ReadCommonSection(session_);
+        CreateWorkingCopy(session_);
+      },
+      [&](const RuntimeError& error) {
+        session_.platform.ui.MessageBox("Fehler: " + error.Description(), "", Icon::kNone, Buttons::kOk);
+      });
+  if (!loaded) return;
+  wizard_.ShowStep2();
+  close();
+}
+
+void frmStep1::cmdCancel_Click() {
+  DeleteWorkingCopy(session_);
+  close();
+}
+
+bool frmStep1::eventFilter(QObject* watched, QEvent* event) {
+  // The list begins without a selection; the first arrow key selects its first entry.
+  if (watched == lstVorlage_ && event->type() == QEvent::KeyPress && lstVorlage_->count() > 0 &&
+      lstVorlage_->selectedItems().isEmpty()) {
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    if (key == Qt::Key_Down || key == Qt::Key_Up || key == Qt::Key_Home) {
+      lstVorlage_->setCurrentRow(0, QItemSelectionModel::ClearAndSelect);
+      return true;
+    }
+  }
+  return QWidget::eventFilter(watched, event);
+}
+
+void frmStep1::ShowPopup(const QPoint& position) {
+  // Templates cannot be deleted from here.
+  if (optSchema_->isChecked()) mnuPopup_->popup(lstVorlage_->viewport()->mapToGlobal(position));
+}
+
+void frmStep1::mnuDelete_Click() {
+  const Answer answer = session_.platform.ui.MessageBox("Möchten Sie das ausgewählte Schema löschen?",
+                                                        "Löschen?", Icon::kQuestion, Buttons::kYesNo);
+  const std::string path = SelectedPath();
+  if (answer != Answer::kYes || path.empty()) return;
+  Trap([&] { DeleteFile(path); },
+       [&](const RuntimeError& error) {
+         session_.platform.ui.MessageBox("Fehler: " + error.Description(), "", Icon::kNone, Buttons::kOk);
+       });
+  FillList();
+}
+
+}  // namespace kestrel

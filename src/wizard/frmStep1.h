@@ -1,0 +1,54 @@
+// Step 1: choose a saved import specification or a template.
+#pragma once
+
+#include <QLabel>
+#include <QListWidget>
+#include <QMenu>
+#include <QPushButton>
+#include <QRadioButton>
+#include <vector>
+
+#include "spec/specification.h"
+#include "wizard/page_parts.h"
+
+namespace kestrel {
+
+class Wizard;
+
+class frmStep1 final : public QWidget {
+  Q_OBJECT
+ public:
+  // Both outlive the page. The page loads at once: SpecFolder, the list, SchemaChanged off.
+  frmStep1(Session& session, Wizard& wizard);
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  void FillList();
+  // Calls `chosen` whenever the option is chosen, in whatever way.
+  void OnChoice(QRadioButton* option, void (frmStep1::*chosen)());
+  void optSchema_Click();
+  void optVorlage_Click();
+  void cmdNext_Click();
+  void cmdCancel_Click();
+  void mnuDelete_Click();
+  void ShowPopup(const QPoint& position);
+  // The file of the selected entry, or an empty text.
+  std::string SelectedPath() const;
+
+  Session& session_;
+  Wizard& wizard_;
+  PageHeader* header_;
+  QRadioButton* optSchema_;
+  QRadioButton* optVorlage_;
+  QListWidget* lstVorlage_;
+  QPushButton* cmdPrev_;
+  QPushButton* cmdNext_;
+  QPushButton* cmdCancel_;
+  QMenu* mnuPopup_;
+  std::vector<std::string> paths_;  // indexed like the list
+  bool told_of_limit_ = false;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,358 @@
+#include "wizard/frmStep2.h"
+
+#include <QApplication>
+#include <QDragEnterEvent>
+#include <QEvent>
+#include <QFileInfo>
+
+#include "component/import_class.h"
+#include "sources/source_catalog.h"
+#include "spec/save_schema.h"
+#include "wizard/frmPrev.h"
+#include "wizard/qt_text.h"
+#include "wizard/wizard.h"
+
+namespace kestrel {
+
+namespace {
+
+// How often it is looked whether the mouse button is up again.
+constexpr int kMouseUpMs = 30;
+
+// A drop-down list as SelectListEntry walks it.
+class ComboEntries final : public SelectableList {
+ public:
+  explicit ComboEntries(QComboBox& box) : box_(box) {}
+  int Count() const override { return box_.count(); }
+  void Select(int index) override { box_.setCurrentIndex(index); }
+  std::string SelectedText() const override { return FromQt(box_.itemText(box_.currentIndex())); }
+  std::int64_t ItemData(int index) const override { return box_.itemData(index).toLongLong(); }
+
+ private:
+  QComboBox& box_;
+};
+
+}  // namespace
+
+frmStep2::frmStep2(Session& session, Wizard& wizard)
+    : QWidget(nullptr, Qt::Window), session_(session), wizard_(wizard) {
+  setObjectName("frmStep2");
+  setWindowTitle("KESTREL Import");
+  BuildControls();
+  ConnectEvents();
+}
+
+// --- Loading ------------------------------------------------------------------------------------
+
+bool frmStep2::event(QEvent* event) {
+  if (event->type() == QEvent::WindowActivate) FirstActivation();
+  return QWidget::event(event);
+}
+
+void frmStep2::showEvent(QShowEvent* event) {
+  QWidget::showEvent(event);
+  // A window manager may refuse to activate a window; the page is filled then all the same.
+  QTimer::singleShot(0, this, &frmStep2::FirstActivation);
+}
+
+void frmStep2::FirstActivation() {
+  if (activated_) return;
+  activated_ = true;
+  for (const char* kind : kOfferedSourceKinds) cboDatenquelleTyp_->addItem(kind);
+  cboDatenquelleTyp_->setCurrentIndex(0);
+  if (!CreateObject()) return;
+  FillFromSession();
+  loading_ = false;
+  cboDatenquelleTyp_->setFocus();
+}
+
+bool frmStep2::CreateObject() {
+  const WaitCursor wait;
+  std::optional<RuntimeError> failure;
+  CreateImportClass(session_, &failure);
+  // Only a missing component leads back; of any other failure the person has been told.
+  if (failure && failure->Is(ErrorNumber::kCannotCreateObject)) {
+    wizard_.ShowStep1();
+    close();
+    return false;
+  }
+  Trap([&] { cmdOptions_->setEnabled(ImportClassHasConfig(session_)); }, [](const RuntimeError&) {});
+  return true;
+}
+
+void frmStep2::FillFromSession() {
+  ApplyImportFileName(session_);
+  SourcePage page = Values();
+  LoadPage(session_, page);
+  SetValues(page);
+  // For dBase the stored table is selected before and after connecting.
+  if (session_.Provider == kDBaseSource) SelectTable(cbodBaseTable_);
+  QComboBox* list = ListOf(session_.Provider);
+  if (list == nullptr || session_.Provider == kExcelSource) return;
+  Connect(session_.Provider);
+  SelectTable(list);
+}
+
+SourcePage frmStep2::Values() const {
+  SourcePage page;
+  page.cboDatenquelleTyp = FromQt(cboDatenquelleTyp_->currentText());
+  page.txtFilename = FromQt(txtFilename_->text());
+  page.delimiter = optTab_->isChecked()         ? DelimiterChoice::kTab
+                   : optSemikolon_->isChecked() ? DelimiterChoice::kSemicolon
+                   : optKomma_->isChecked()     ? DelimiterChoice::kComma
+                                                : DelimiterChoice::kOther;
+  page.txtAnders = FromQt(txtAnders_->text());
+  page.txtTexterkenner = FromQt(txtTexterkenner_->text());
+  page.chkZeileFeldname = chkZeileFeldname_->isChecked();
+  page.optAnsi = optAnsi_->isChecked();
+  page.chkSichereDatei = chkSichereDatei_->isChecked();
+  page.txtSicherungspfad = FromQt(txtSicherungspfad_->text());
+  page.chkDateilöschen = chkDateilöschen_->isChecked();
+  page.txtSQLServer = FromQt(txtSQLServer_->text());
+  page.txtSQLUID = FromQt(txtSQLUID_->text());
+  page.txtSQLKennwort = FromQt(txtSQLKennwort_->text());
+  page.txtSQLDB = FromQt(txtSQLDB_->text());
+  page.cboSQLTable = FromQt(cboSQLTable_->currentText());
+  page.txtAccessDB = FromQt(txtAccessDB_->text());
+  page.txtAccessBenutzer = FromQt(txtAccessBenutzer_->text());
+  page.txtAccessKennwort = FromQt(txtAccessKennwort_->text());
+  page.cboAccessTable = FromQt(cboAccessTable_->currentText());
+  page.txtExcelFile = FromQt(txtExcelFile_->text());
+  page.cboExcelSheet = FromQt(cboExcelSheet_->currentText());
+  page.txtdBaseFile = FromQt(txtdBaseFile_->text());
+  page.cbodBaseTable = FromQt(cbodBaseTable_->currentText());
+  return page;
+}
+
+void frmStep2::SetValues(const SourcePage& page) {
+  cboDatenquelleTyp_->setCurrentIndex(cboDatenquelleTyp_->findText(ToQt(page.cboDatenquelleTyp)));
+  txtFilename_->setText(ToQt(page.txtFilename));
+  chkZeileFeldname_->setChecked(page.chkZeileFeldname);
+  (page.optAnsi ? optAnsi_ : optAscii_)->setChecked(true);
+  switch (page.delimiter) {
+    case DelimiterChoice::kTab: optTab_->setChecked(true); break;
+    case DelimiterChoice::kSemicolon: optSemikolon_->setChecked(true); break;
+    case DelimiterChoice::kComma: optKomma_->setChecked(true); break;
+    case DelimiterChoice::kOther: optAnders_->setChecked(true); break;
+  }
+  txtAnders_->setText(ToQt(page.txtAnders));
+  txtTexterkenner_->setText(ToQt(page.txtTexterkenner));
+  chkSichereDatei_->setChecked(page.chkSichereDatei);
+  chkSichereDatei_Click();
+  txtSicherungspfad_->setText(ToQt(page.txtSicherungspfad));
+  chkDateilöschen_->setChecked(page.chkDateilöschen);
+  txtSQLServer_->setText(ToQt(page.txtSQLServer));
+  txtSQLUID_->setText(ToQt(page.txtSQLUID));
+  txtSQLKennwort_->setText(ToQt(page.txtSQLKennwort));
+  txtSQLDB_->setText(ToQt(page.txtSQLDB));
+  txtAccessBenutzer_->setText(ToQt(page.txtAccessBenutzer));
+  txtAccessDB_->setText(ToQt(page.txtAccessDB));
+  txtdBaseFile_->setText(ToQt(page.txtdBaseFile));
+}
+
+bool frmStep2::StoreValues() {
+  bool stored = false;
+  Trap([&] { stored = StorePage(session_, Values()); },
+       [&](const RuntimeError& error) {
+         session_.platform.ui.MessageBox("Fehler: " + error.Description(), "", Icon::kNone, Buttons::kOk);
+       });
+  return stored;
+}
+
+void frmStep2::SelectTable(QComboBox* list) {
+  ComboEntries entries(*list);
+  SelectListEntry(entries, session_.Table, 0);
+}
+
+// --- Connecting ---------------------------------------------------------------------------------
+
+QComboBox* frmStep2::ListOf(const std::string& provider) const {
+  if (provider == kSqlServerSource) return cboSQLTable_;
+  if (provider == kAccessSource) return cboAccessTable_;
+  if (provider == kExcelSource) return cboExcelSheet_;
+  if (provider == kDBaseSource) return cbodBaseTable_;
+  return nullptr;
+}
+
+void frmStep2::Connect(const std::string& kind) {
+  QComboBox* list = ListOf(kind);
+  if (list == nullptr) return;
+  const WaitCursor wait;
+  const ConnectResult result = ConnectForPage(session_, kind, Values(), loaded_);
+  if (!result.connected) return;
+  const QString text = list->currentText();
+  list->clear();
+  for (const std::string& table : result.tables) list->addItem(ToQt(table));
+  // Filling does not change what was typed or chosen before.
+  list->setCurrentIndex(list->findText(text));
+  list->setEditText(text);
+}
+
+// --- Events -------------------------------------------------------------------------------------
+
+void frmStep2::Edited() {
+  if (loading_) return;
+  session_.SourceSettingsChanged = true;
+  session_.SchemaChanged = true;
+}
+
+// The focus that comes back from a drop-down list or another window had never left.
+bool frmStep2::IsEntering(const QEvent* event) {
+  if (event->type() != QEvent::FocusIn) return false;
+  const auto reason = static_cast<const QFocusEvent*>(event)->reason();
+  return reason != Qt::PopupFocusReason && reason != Qt::ActiveWindowFocusReason;
+}
+
+bool frmStep2::eventFilter(QObject* watched, QEvent* event) {
+  if (IsEntering(event) && !loading_) {
+    for (const char* kind : {kSqlServerSource, kAccessSource, kExcelSource, kDBaseSource}) {
+      if (watched == ListOf(kind)) Connect(kind);
+    }
+  }
+  if (event->type() == QEvent::FocusOut && watched == txtFilename_ &&
+      static_cast<QFocusEvent*>(event)->reason() != Qt::ActiveWindowFocusReason) {
+    // After the focus has arrived where it goes, so that the box does not fight over it.
+    leave_.start(0);
+  }
+  return QWidget::eventFilter(watched, event);
+}
+
+void frmStep2::cboDatenquelleTyp_Click() {
+  const std::string kind = FromQt(cboDatenquelleTyp_->currentText());
+  QWidget* frame = kind == kSqlServerSource ? fraSQL_
+                   : kind == kAccessSource  ? fraAccess_
+                   : kind == kDBaseSource   ? fradBase_
+                                            : fraFile_;
+  frames_->setCurrentWidget(frame);
+  Edited();
+}
+
+void frmStep2::chkSichereDatei_Click() {
+  txtSicherungspfad_->setEnabled(chkSichereDatei_->isChecked());
+  lblSicherungspfad_->setEnabled(chkSichereDatei_->isChecked());
+  Edited();
+}
+
+void frmStep2::BrowseFile(QLineEdit* target, const char* title, const char* filter) {
+  if (const auto path = session_.platform.ui.ChooseFile(title, filter, FromQt(target->text()))) {
+    target->setText(ToQt(*path));
+  }
+}
+
+void frmStep2::BrowseFolder() {
+  if (const auto path = session_.platform.ui.ChooseFolder("Datenbankpfad", FromQt(txtdBaseFile_->text()))) {
+    txtdBaseFile_->setText(ToQt(*path));
+  }
+}
+
+void frmStep2::txtFilename_Leave() {
+  // A page that is being left for good asks nothing more.
+  if (!isVisible()) return;
+  // A box between press and release would swallow the click.
+  if (QApplication::mouseButtons() != Qt::NoButton) {
+    leave_.start(kMouseUpMs);
+    return;
+  }
+  if (const auto missing = MissingFileMessage(FromQt(txtFilename_->text()))) ShowMessage(*missing, "");
+}
+
+void frmStep2::dragEnterEvent(QDragEnterEvent* event) {
+  if (!DroppedFile(event->mimeData()).isEmpty()) event->acceptProposedAction();
+}
+
+void frmStep2::dropEvent(QDropEvent* event) {
+  const QString path = DroppedFile(event->mimeData());
+  if (path.isEmpty()) return;
+  const QWidget* frame = frames_->currentWidget();
+  if (frame == fraSQL_) return;
+  if (frame == fraAccess_) {
+    txtAccessDB_->setText(path);
+  } else if (frame == fradBase_) {
+    const QFileInfo dropped(path);
+    txtdBaseFile_->setText(dropped.isDir() ? path : dropped.absolutePath());
+  } else {
+    txtFilename_->setText(path);
+  }
+  event->acceptProposedAction();
+}
+
+void frmStep2::cmdVorschau_Click() {
+  cboDatenquelleTyp_->setFocus();
+  if (!StoreValues()) {
+    ShowMessage("Bitte geben Sie alle benötigten Daten an um die Dateivorschau anzuzeigen.", "Vorschau");
+    return;
+  }
+  if (!SourceFileIsThere(session_)) return;
+  if (session_.SourceSettingsChanged) {
+    if (QComboBox* list = ListOf(session_.Provider)) {
+      Connect(session_.Provider);
+      SelectTable(list);
+    }
+  }
+  std::unique_ptr<frmPrev> preview;
+  {
+    const WaitCursor wait;
+    preview = std::make_unique<frmPrev>(session_, this);
+  }
+  preview->exec();
+}
+
+void frmStep2::cmdOptions_Click() {
+  Trap([&] { ShowImportClassConfig(session_); },
+       [&](const RuntimeError& error) { ShowMessage("Fehler: " + error.Description(), ""); });
+  Edited();
+}
+
+void frmStep2::cmdSave_Click() {
+  // The page is not stored first: what was edited since the last store is not part of this save.
+  Trap([&] { SaveSchema(session_, true); },
+       [&](const RuntimeError& error) { ShowMessage("Fehler: " + error.Description(), ""); });
+}
+
+void frmStep2::cmdPrev_Click() {
+  const auto save = [&] {
+    StoreValues();
+    Trap([&] { SaveSchema(session_, true); },
+         [&](const RuntimeError& error) { ShowMessage("Fehler: " + error.Description(), ""); });
+  };
+  if (IsTemplate(session_)) {
+    const Answer answer = session_.platform.ui.MessageBox(
+        "Beim zurückblättern gehen die getroffenen Einstellungen verloren. Möchten Sie diese nun speichern?",
+        "Speichern?", Icon::kQuestion, Buttons::kYesNo);
+    if (answer == Answer::kYes) {
+      save();
+    }
+  } else {
+    save();
+  }
+  DeleteWorkingCopy(session_);
+  wizard_.ShowStep1();
+  close();
+}
+
+void frmStep2::cmdNext_Click() {
+  if (!StoreValues()) return;
+  if (const auto reason = ReasonToStay(session_)) {
+    // The same would be said once more on leaving txtFilename.
+    leave_.stop();
+    ShowMessage(*reason, "");
+    return;
+  }
+  if (session_.SourceSettingsChanged) Connect(session_.Provider);
+  {
+    const WaitCursor wait;
+    wizard_.ShowStep3();
+  }
+  close();
+}
+
+void frmStep2::cmdCancel_Click() {
+  DeleteWorkingCopy(session_);
+  close();
+}
+
+void frmStep2::ShowMessage(const std::string& text, const std::string& title) {
+  session_.platform.ui.MessageBox(text, title, Icon::kInformation, Buttons::kOk);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,143 @@
+// Step 2: choose and describe the data source.
+//
+// States: loading (from creation until the first activation has filled the page) -> ready. While loading, edits
+// set no flag of the session. What the controls hold and what it means stands in sources/source_page.h;
+// the page moves values and keeps the order of events:
+//   first activation   types filled, entry 0; import class created; page filled; loading ends
+//   focus on a list    connects for its kind (silently) and fills it, once until an input changes
+//   an edit            clears its kind's list-loaded flag; sets SourceSettingsChanged and SchemaChanged unless
+//                      loading
+#pragma once
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QStackedWidget>
+#include <QTimer>
+
+#include "sources/source_page.h"
+#include "wizard/page_parts.h"
+
+namespace kestrel {
+
+class Wizard;
+
+class frmStep2 final : public QWidget {
+  Q_OBJECT
+ public:
+  // Both outlive the page.
+  frmStep2(Session& session, Wizard& wizard);
+
+ protected:
+  bool event(QEvent* event) override;
+  void showEvent(QShowEvent* event) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
+
+ private:
+  // --- Controls (frmStep2_controls.cpp) ---
+  void BuildControls();
+  QWidget* BuildTextFrame();
+  QWidget* BuildSqlFrame();
+  QWidget* BuildAccessFrame();
+  QWidget* BuildExcelFrame();
+  QWidget* BuildDBaseFrame();
+  void ConnectEvents();
+
+  // --- Page and session ---
+  void FirstActivation();
+  bool CreateObject();
+  void FillFromSession();
+  SourcePage Values() const;
+  void SetValues(const SourcePage& page);
+  bool StoreValues();
+  void SelectTable(QComboBox* list);
+
+  // --- Connecting ---
+  // Connects for a kind of source and fills its list; a kind without a list does nothing.
+  void Connect(const std::string& kind);
+  QComboBox* ListOf(const std::string& provider) const;
+
+  // --- Events ---
+  void Edited();
+  void cboDatenquelleTyp_Click();
+  void chkSichereDatei_Click();
+  void BrowseFile(QLineEdit* target, const char* title, const char* filter);
+  void BrowseFolder();
+  void txtFilename_Leave();
+  static bool IsEntering(const QEvent* event);
+  void cmdVorschau_Click();
+  void cmdOptions_Click();
+  void cmdSave_Click();
+  void cmdPrev_Click();
+  void cmdNext_Click();
+  void cmdCancel_Click();
+  void ShowMessage(const std::string& text, const std::string& title);
+
+  Session& session_;
+  Wizard& wizard_;
+  bool loading_ = true;
+  bool activated_ = false;
+  ListLoadedFlags loaded_;
+  // Runs out when the focus has left txtFilename and arrived elsewhere.
+  QTimer leave_;
+
+  PageHeader* header_;
+  QComboBox* cboDatenquelleTyp_;
+  QStackedWidget* frames_;
+  QGroupBox* fraFile_;
+  QGroupBox* fraSQL_;
+  QGroupBox* fraAccess_;
+  QGroupBox* fraExcel_;
+  QGroupBox* fradBase_;
+
+  PathEdit* txtFilename_;
+  QPushButton* cmdFilename_;
+  QRadioButton* optTab_;
+  QRadioButton* optSemikolon_;
+  QRadioButton* optKomma_;
+  QRadioButton* optAnders_;
+  QLineEdit* txtAnders_;
+  QLineEdit* txtTexterkenner_;
+  QCheckBox* chkZeileFeldname_;
+  QRadioButton* optAnsi_;
+  QRadioButton* optAscii_;
+  QCheckBox* chkSichereDatei_;
+  QLabel* lblSicherungspfad_;
+  PathEdit* txtSicherungspfad_;
+  QCheckBox* chkDateilöschen_;
+
+  QLineEdit* txtSQLServer_;
+  QLineEdit* txtSQLUID_;
+  QLineEdit* txtSQLKennwort_;
+  QLineEdit* txtSQLDB_;
+  QComboBox* cboSQLTable_;
+
+  PathEdit* txtAccessDB_;
+  QPushButton* cmdAccessDB_;
+  QLineEdit* txtAccessBenutzer_;
+  QLineEdit* txtAccessKennwort_;
+  QComboBox* cboAccessTable_;
+
+  PathEdit* txtExcelFile_;
+  QPushButton* cmdExcelFile_;
+  QComboBox* cboExcelSheet_;
+
+  PathEdit* txtdBaseFile_;
+  QPushButton* cmddBaseFile_;
+  QComboBox* cbodBaseTable_;
+
+  QPushButton* cmdVorschau_;
+  QPushButton* cmdOptions_;
+  QPushButton* cmdSave_;
+  QPushButton* cmdPrev_;
+  QPushButton* cmdNext_;
+  QPushButton* cmdCancel_;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,295 @@
+// Controls of step 2 and which event calls what.
+#include <QButtonGroup>
+#include <QFormLayout>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QVBoxLayout>
+
+#include "wizard/frmStep2.h"
+
+namespace kestrel {
+
+namespace {
+
+template <class Control>
+Control* Named(Control* control, const char* object_name) {
+  control->setObjectName(QString::fromUtf8(object_name));
+  return control;
+}
+
+QHBoxLayout* Row(std::initializer_list<QWidget*> controls, bool stretch_first) {
+  auto* row = new QHBoxLayout;
+  bool first = true;
+  for (QWidget* control : controls) {
+    row->addWidget(control, first && stretch_first ? 1 : 0);
+    first = false;
+  }
+  if (!stretch_first) row->addStretch(1);
+  return row;
+}
+
+QPushButton* BrowseButton(QWidget* parent, const char* object_name, const QString& spoken) {
+  auto* button = SetUpButton(new QPushButton(parent), object_name, "...", spoken, 0);
+  button->setAccessibleName(spoken);
+  button->setMaximumWidth(button->fontMetrics().horizontalAdvance("...") * 4);
+  return button;
+}
+
+QLineEdit* ShortEdit(QWidget* parent, const char* object_name, int characters) {
+  auto* edit = Named(new QLineEdit(parent), object_name);
+  edit->setMaximumWidth(edit->fontMetrics().averageCharWidth() * (characters + 4) + 8);
+  return edit;
+}
+
+QComboBox* TableList(QWidget* parent, const char* object_name) {
+  auto* list = Named(new QComboBox(parent), object_name);
+  // A name may be typed where the source cannot be asked for its tables.
+  list->setEditable(true);
+  list->setInsertPolicy(QComboBox::NoInsert);
+  list->setCompleter(nullptr);
+  return list;
+}
+
+QGroupBox* Frame(QWidget* parent, const char* object_name) {
+  auto* frame = Named(new QGroupBox(parent), object_name);
+  frame->setFlat(true);
+  return frame;
+}
+
+}  // namespace
+
+void frmStep2::BuildControls() {
+  header_ = new PageHeader("Schritt 2", "Datenquelle auswählen", "Bitte wählen Sie nun die Datenquelle:", this);
+  cboDatenquelleTyp_ = Named(new QComboBox(this), "cboDatenquelleTyp");
+  QLabel* type_label = MakeLabel("Datenquellen-Typ:", cboDatenquelleTyp_, "Label1");
+  // All frames share one place; the chosen kind's is on top.
+  frames_ = new QStackedWidget(this);
+  for (QWidget* frame :
+       {BuildTextFrame(), BuildSqlFrame(), BuildAccessFrame(), BuildDBaseFrame(), BuildExcelFrame()}) {
+    frames_->addWidget(frame);
+  }
+  cmdVorschau_ = SetUpButton(new QPushButton(this), "cmdVorschau", "Datenquelle testen", "", 'T');
+  cmdOptions_ =
+      SetUpButton(new QPushButton(this), "cmdOptions", "Einstellungen", "Einstellungen anzeigen", 'E');
+  cmdSave_ = SetUpButton(new QPushButton(this), "cmdSave", "Speichern", "Einstellungen speichern", 'S');
+  cmdPrev_ = SetUpButton(new QPushButton(this), "cmdPrev", "Zurück", "Zurück zu Schritt 1", 'Z');
+  cmdNext_ = SetUpButton(new QPushButton(this), "cmdNext", "Weiter", "Weiter zu Schritt 3", 'W');
+  cmdCancel_ = SetUpButton(new QPushButton(this), "cmdCancel", "Abbrechen", "Import abbrechen", 'A');
+  cmdNext_->setDefault(true);
+
+  auto* type_row = new QHBoxLayout;
+  type_row->addWidget(type_label);
+  type_row->addWidget(cboDatenquelleTyp_);
+  type_row->addStretch(1);
+  type_row->addWidget(cmdVorschau_);
+  auto* body = new QVBoxLayout;
+  body->setContentsMargins(16, 14, 16, 8);
+  body->addLayout(type_row);
+  body->addWidget(frames_, 1);
+  auto* buttons = new QHBoxLayout;
+  buttons->setContentsMargins(16, 6, 16, 14);
+  buttons->addWidget(cmdOptions_);
+  buttons->addWidget(cmdSave_);
+  buttons->addStretch(1);
+  buttons->addWidget(cmdPrev_);
+  buttons->addWidget(cmdNext_);
+  buttons->addSpacing(10);
+  buttons->addWidget(cmdCancel_);
+  auto* page = new QVBoxLayout(this);
+  page->setContentsMargins(0, 0, 0, 0);
+  page->addWidget(header_);
+  page->addLayout(body, 1);
+  page->addLayout(buttons);
+  TabReachesChosen({optTab_, optSemikolon_, optKomma_, optAnders_});
+  TabReachesChosen({optAnsi_, optAscii_});
+  SetTabOrder({cboDatenquelleTyp_,
+               // text file
+               txtFilename_, cmdFilename_, optTab_, optSemikolon_, optKomma_, optAnders_, txtAnders_,
+               txtTexterkenner_, chkZeileFeldname_, optAnsi_, optAscii_, chkSichereDatei_, txtSicherungspfad_,
+               chkDateilöschen_,
+               // SQL Server
+               txtSQLServer_, txtSQLUID_, txtSQLKennwort_, txtSQLDB_, cboSQLTable_,
+               // Access
+               txtAccessDB_, cmdAccessDB_, txtAccessBenutzer_, txtAccessKennwort_, cboAccessTable_,
+               // dBase
+               txtdBaseFile_, cmddBaseFile_, cbodBaseTable_,
+               // buttons
+               cmdVorschau_, cmdOptions_, cmdSave_, cmdPrev_, cmdNext_, cmdCancel_});
+  setAcceptDrops(true);
+  resize(sizeHint().expandedTo(QSize(640, 480)));
+  RememberSize(this, "step2");
+}
+
+QWidget* frmStep2::BuildTextFrame() {
+  fraFile_ = Frame(this, "fraFile");
+  txtFilename_ = Named(new PathEdit(fraFile_), "txtFilename");
+  cmdFilename_ = BrowseButton(fraFile_, "cmdFilename", "Datei suchen");
+  optTab_ = SetUpButton(new QRadioButton(fraFile_), "optTab", "Tabstop", "", 0);
+  optSemikolon_ = SetUpButton(new QRadioButton(fraFile_), "optSemikolon", "Semikolon", "", 0);
+  optKomma_ = SetUpButton(new QRadioButton(fraFile_), "optKomma", "Komma", "", 0);
+  optAnders_ = SetUpButton(new QRadioButton(fraFile_), "optAnders", "Anderes", "", 0);
+  txtAnders_ = ShortEdit(fraFile_, "txtAnders", 3);
+  txtAnders_->setAccessibleName("Anderes Trennzeichen");
+  auto* delimiters = new QButtonGroup(fraFile_);
+  for (QRadioButton* choice : {optTab_, optSemikolon_, optKomma_, optAnders_}) {
+    choice->setAccessibleDescription("getrennt durch");
+    delimiters->addButton(choice);
+  }
+  txtTexterkenner_ = ShortEdit(fraFile_, "txtTexterkenner", 3);
+  chkZeileFeldname_ =
+      SetUpButton(new QCheckBox(fraFile_), "chkZeileFeldname", "Erste Zeile enthält Feldnamen", "", 'R');
+
+  auto* character_set = Named(new QWidget(fraFile_), "fraFormat");
+  optAnsi_ = SetUpButton(new QRadioButton(character_set), "optAnsi", "ANSI", "", 0);
+  optAscii_ = SetUpButton(new QRadioButton(character_set), "optAscii", "ASCII", "", 0);
+  auto* character_set_row = new QHBoxLayout(character_set);
+  character_set_row->setContentsMargins(0, 0, 0, 0);
+  character_set_row->addWidget(optAnsi_);
+  character_set_row->addWidget(optAscii_);
+  character_set_row->addStretch(1);
+
+  chkSichereDatei_ =
+      SetUpButton(new QCheckBox(fraFile_), "chkSichereDatei", "Datei vor dem Importieren sichern", "", 'I');
+  txtSicherungspfad_ = Named(new PathEdit(fraFile_), "txtSicherungspfad");
+  lblSicherungspfad_ = MakeLabel("Sicherungspfad:", txtSicherungspfad_, "lblSicherungspfad");
+  chkDateilöschen_ = SetUpButton(new QCheckBox(fraFile_), "chkDateilöschen",
+                                 "Datei nach erfolgreichem Import löschen", "", 'L');
+
+  auto* form = new QFormLayout(fraFile_);
+  form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+  form->addRow(MakeLabel("Dateiname:", txtFilename_), Row({txtFilename_, cmdFilename_}, true));
+  form->addRow(MakeLabel("getrennt durch:", optTab_),
+               Row({optTab_, optSemikolon_, optKomma_, optAnders_, txtAnders_}, false));
+  form->addRow(MakeLabel("Texterkenner:", txtTexterkenner_), Row({txtTexterkenner_, chkZeileFeldname_}, false));
+  form->addRow("", character_set);
+  form->addRow("", chkSichereDatei_);
+  form->addRow(lblSicherungspfad_, txtSicherungspfad_);
+  form->addRow("", chkDateilöschen_);
+  return fraFile_;
+}
+
+QWidget* frmStep2::BuildSqlFrame() {
+  fraSQL_ = Frame(this, "fraSQL");
+  txtSQLServer_ = Named(new QLineEdit(fraSQL_), "txtSQLServer");
+  txtSQLUID_ = Named(new QLineEdit(fraSQL_), "txtSQLUID");
+  txtSQLKennwort_ = Named(new QLineEdit(fraSQL_), "txtSQLKennwort");
+  txtSQLKennwort_->setEchoMode(QLineEdit::Password);
+  txtSQLDB_ = Named(new QLineEdit(fraSQL_), "txtSQLDB");
+  cboSQLTable_ = TableList(fraSQL_, "cboSQLTable");
+  auto* form = new QFormLayout(fraSQL_);
+  form->addRow(MakeLabel("Server:", txtSQLServer_), txtSQLServer_);
+  form->addRow(MakeLabel("UID:", txtSQLUID_), txtSQLUID_);
+  form->addRow(MakeLabel("Kennwort:", txtSQLKennwort_), txtSQLKennwort_);
+  form->addRow(MakeLabel("Datenbank", txtSQLDB_), txtSQLDB_);
+  form->addRow(MakeLabel("Tabelle / Abfrage:", cboSQLTable_), cboSQLTable_);
+  return fraSQL_;
+}
+
+QWidget* frmStep2::BuildAccessFrame() {
+  fraAccess_ = Frame(this, "fraAccess");
+  txtAccessDB_ = Named(new PathEdit(fraAccess_), "txtAccessDB");
+  cmdAccessDB_ = BrowseButton(fraAccess_, "cmdAccessDB", "Datenbank suchen");
+  txtAccessBenutzer_ = Named(new QLineEdit(fraAccess_), "txtAccessBenutzer");
+  txtAccessKennwort_ = Named(new QLineEdit(fraAccess_), "txtAccessKennwort");
+  txtAccessKennwort_->setEchoMode(QLineEdit::Password);
+  cboAccessTable_ = TableList(fraAccess_, "cboAccessTable");
+  auto* form = new QFormLayout(fraAccess_);
+  form->addRow(MakeLabel("Datenbank:", txtAccessDB_), Row({txtAccessDB_, cmdAccessDB_}, true));
+  form->addRow(MakeLabel("Benutzer:", txtAccessBenutzer_), txtAccessBenutzer_);
+  form->addRow(MakeLabel("Kennwort:", txtAccessKennwort_), txtAccessKennwort_);
+  form->addRow(MakeLabel("Tabelle / Abfrage:", cboAccessTable_), cboAccessTable_);
+  return fraAccess_;
+}
+
+QWidget* frmStep2::BuildExcelFrame() {
+  fraExcel_ = Frame(this, "fraExcel");
+  txtExcelFile_ = Named(new PathEdit(fraExcel_), "txtExcelFile");
+  cmdExcelFile_ = BrowseButton(fraExcel_, "cmdExcelFile", "Arbeitsmappe suchen");
+  cboExcelSheet_ = TableList(fraExcel_, "cboExcelSheet");
+  auto* form = new QFormLayout(fraExcel_);
+  form->addRow(MakeLabel("Datei:", txtExcelFile_), Row({txtExcelFile_, cmdExcelFile_}, true));
+  form->addRow(MakeLabel("Tabelle:", cboExcelSheet_), cboExcelSheet_);
+  return fraExcel_;
+}
+
+QWidget* frmStep2::BuildDBaseFrame() {
+  fradBase_ = Frame(this, "fradBase");
+  txtdBaseFile_ = Named(new PathEdit(fradBase_), "txtdBaseFile");
+  cmddBaseFile_ = BrowseButton(fradBase_, "cmddBaseFile", "Ordner suchen");
+  cbodBaseTable_ = TableList(fradBase_, "cbodBaseTable");
+  auto* form = new QFormLayout(fradBase_);
+  form->addRow(MakeLabel("Pfad:", txtdBaseFile_), Row({txtdBaseFile_, cmddBaseFile_}, true));
+  form->addRow(MakeLabel("Tabelle:", cbodBaseTable_), cbodBaseTable_);
+  return fradBase_;
+}
+
+void frmStep2::ConnectEvents() {
+  connect(cboDatenquelleTyp_, &QComboBox::currentIndexChanged, this, &frmStep2::cboDatenquelleTyp_Click);
+
+  for (QLineEdit* edit :
+       std::initializer_list<QLineEdit*>{txtFilename_, txtAnders_, txtTexterkenner_, txtSicherungspfad_}) {
+    connect(edit, &QLineEdit::textChanged, this, &frmStep2::Edited);
+  }
+  for (QAbstractButton* button :
+       std::initializer_list<QAbstractButton*>{optTab_, optSemikolon_, optKomma_, optAnders_, optAnsi_,
+                                               optAscii_, chkZeileFeldname_, chkDateilöschen_}) {
+    connect(button, &QAbstractButton::toggled, this, &frmStep2::Edited);
+  }
+  connect(txtAnders_, &QLineEdit::textEdited, this, [this] { optAnders_->setChecked(true); });
+  connect(chkSichereDatei_, &QCheckBox::toggled, this, &frmStep2::chkSichereDatei_Click);
+
+  // The boxes of SQL Server, Access and dBase clear their flag even while the page is being filled; the box of
+  // Excel and the four lists only afterwards.
+  const auto clears_always = [this](QLineEdit* edit, bool ListLoadedFlags::*flag) {
+    connect(edit, &QLineEdit::textChanged, this, [this, flag] {
+      loaded_.*flag = false;
+      Edited();
+    });
+  };
+  for (QLineEdit* edit : {txtSQLServer_, txtSQLUID_, txtSQLKennwort_, txtSQLDB_}) {
+    clears_always(edit, &ListLoadedFlags::sql_server);
+  }
+  for (QLineEdit* edit :
+       std::initializer_list<QLineEdit*>{txtAccessDB_, txtAccessBenutzer_, txtAccessKennwort_}) {
+    clears_always(edit, &ListLoadedFlags::access);
+  }
+  clears_always(txtdBaseFile_, &ListLoadedFlags::dbase);
+  const auto clears_when_ready = [this](bool ListLoadedFlags::*flag) {
+    return [this, flag] {
+      if (!loading_) loaded_.*flag = false;
+      Edited();
+    };
+  };
+  connect(txtExcelFile_, &QLineEdit::textChanged, this, clears_when_ready(&ListLoadedFlags::excel));
+  connect(cboSQLTable_, &QComboBox::activated, this, clears_when_ready(&ListLoadedFlags::sql_server));
+  connect(cboAccessTable_, &QComboBox::activated, this, clears_when_ready(&ListLoadedFlags::access));
+  connect(cboExcelSheet_, &QComboBox::activated, this, clears_when_ready(&ListLoadedFlags::excel));
+  connect(cbodBaseTable_->lineEdit(), &QLineEdit::textEdited, this, clears_when_ready(&ListLoadedFlags::dbase));
+  connect(cbodBaseTable_, &QComboBox::activated, this, &frmStep2::Edited);
+  for (QComboBox* list : {cboSQLTable_, cboAccessTable_, cboExcelSheet_}) {
+    connect(list->lineEdit(), &QLineEdit::textEdited, this, &frmStep2::Edited);
+  }
+  for (QComboBox* list : {cboSQLTable_, cboAccessTable_, cboExcelSheet_, cbodBaseTable_}) {
+    // A box with an edit field has the focus itself.
+    list->installEventFilter(this);
+  }
+  txtFilename_->installEventFilter(this);
+  leave_.setSingleShot(true);
+  connect(&leave_, &QTimer::timeout, this, &frmStep2::txtFilename_Leave);
+
+  connect(cmdFilename_, &QPushButton::clicked, this, [this] { BrowseFile(txtFilename_, "Dateiname", "*.*"); });
+  connect(cmdAccessDB_, &QPushButton::clicked, this,
+          [this] { BrowseFile(txtAccessDB_, "Dateiname", "*.MDB"); });
+  connect(cmdExcelFile_, &QPushButton::clicked, this,
+          [this] { BrowseFile(txtExcelFile_, "Dateiname", "*.XLS"); });
+  connect(cmddBaseFile_, &QPushButton::clicked, this, &frmStep2::BrowseFolder);
+  connect(cmdVorschau_, &QPushButton::clicked, this, &frmStep2::cmdVorschau_Click);
+  connect(cmdOptions_, &QPushButton::clicked, this, &frmStep2::cmdOptions_Click);
+  connect(cmdSave_, &QPushButton::clicked, this, &frmStep2::cmdSave_Click);
+  connect(cmdPrev_, &QPushButton::clicked, this, &frmStep2::cmdPrev_Click);
+  connect(cmdNext_, &QPushButton::clicked, this, &frmStep2::cmdNext_Click);
+  connect(cmdCancel_, &QPushButton::clicked, this, &frmStep2::cmdCancel_Click);
+  BindKeys(this, cmdNext_, cmdCancel_);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,444 @@
+#include "wizard/frmStep3.h"
+
+#include <QCloseEvent>
+#include <QFocusEvent>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "component/import_class.h"
+#include "sources/source_reader.h"
+#include "spec/save_schema.h"
+#include "spec/specification.h"
+#include "wizard/frmImport.h"
+#include "wizard/frmQuestionDlg.h"
+#include "wizard/frmTransTbl.h"
+#include "wizard/qt_text.h"
+#include "wizard/wizard.h"
+
+namespace kestrel {
+
+namespace {
+
+// 1440 twips are an inch, which has 96 of the pixels that layouts count in.
+constexpr int Twips(int twips) { return twips / 15; }
+constexpr int kFieldWidth = Twips(2264);
+constexpr int kAssignedWidth = Twips(2564);
+constexpr int kInfoWidth = Twips(1544);
+
+// Losing the focus to a menu, a drop-down list or another program is not leaving a control.
+bool IsLeaving(const QEvent* event) {
+  if (event->type() != QEvent::FocusOut) return false;
+  const auto reason = static_cast<const QFocusEvent*>(event)->reason();
+  return reason != Qt::PopupFocusReason && reason != Qt::ActiveWindowFocusReason &&
+         reason != Qt::MenuBarFocusReason;
+}
+
+}  // namespace
+
+frmStep3::frmStep3(Session& session, Wizard& wizard)
+    : QWidget(nullptr, Qt::Window), session_(session), wizard_(wizard) {
+  setObjectName("frmStep3");
+  setWindowTitle("KESTREL Import");
+  BuildControls();
+  ConnectEvents();
+  Load();
+}
+
+// --- Controls -----------------------------------------------------------------------------------
+
+void frmStep3::BuildControls() {
+  header_ = new PageHeader("Schritt 3", "Felder zuordnen", "", this);
+  model_ = new AssignmentListModel(this);
+  TDBImpList_ = new QTableView(this);
+  TDBImpList_->setObjectName("TDBImpList");
+  TDBImpList_->setAccessibleName("Felder und ihre Zuordnung");
+  TDBImpList_->setModel(model_);
+  TDBImpList_->setSelectionBehavior(QAbstractItemView::SelectRows);
+  TDBImpList_->setSelectionMode(QAbstractItemView::SingleSelection);
+  TDBImpList_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+  TDBImpList_->setTabKeyNavigation(false);
+  TDBImpList_->setAlternatingRowColors(true);
+  TDBImpList_->setShowGrid(false);
+  TDBImpList_->verticalHeader()->hide();
+  TDBImpList_->horizontalHeader()->setHighlightSections(false);
+
+  lblStatus_ = new QLabel(this);
+  lblStatus_->setObjectName("lblStatus");
+  lblStatus_->setTextFormat(Qt::PlainText);
+  lblStatus_->setWordWrap(true);
+  lblStatus_->hide();
+  cmdOptions_ =
+      SetUpButton(new QPushButton(this), "cmdOptions", "Einstellungen", "Einstellungen anzeigen", 'E');
+  cmdSave_ = SetUpButton(new QPushButton(this), "cmdSave", "Speichern", "Einstellungen speichern", 'S');
+  cmdPrev_ = SetUpButton(new QPushButton(this), "cmdPrev", "Zurück", "Zurück zu Schritt 2", 'Z');
+  cmdOK_ = SetUpButton(new QPushButton(this), "cmdOK", "Fertigstellen", "Importvorgang starten", 'F');
+  cmdCancel_ = SetUpButton(new QPushButton(this), "cmdCancel", "Abbrechen", "Import abbrechen", 'A');
+  cmdOK_->setDefault(true);
+
+  auto* panel = BuildPanel();
+  auto* buttons = new QHBoxLayout;
+  buttons->setContentsMargins(16, 6, 16, 14);
+  buttons->addWidget(cmdOptions_);
+  buttons->addWidget(cmdSave_);
+  buttons->addStretch(1);
+  buttons->addWidget(cmdPrev_);
+  buttons->addWidget(cmdOK_);
+  buttons->addSpacing(10);
+  buttons->addWidget(cmdCancel_);
+  auto* body = new QVBoxLayout;
+  body->setContentsMargins(16, 14, 16, 8);
+  body->addWidget(TDBImpList_, 1);
+  body->addWidget(panel);
+  body->addWidget(lblStatus_);
+  auto* page = new QVBoxLayout(this);
+  page->setContentsMargins(0, 0, 0, 0);
+  page->addWidget(header_);
+  page->addLayout(body, 1);
+  page->addLayout(buttons);
+  TabReachesChosen({optKeineZuweisung_, optImportFeld_, optKonstanterWert_});
+  SetTabOrder({TDBImpList_, optKeineZuweisung_, optImportFeld_, cboImportFeld_, chkUebersetzen_,
+               cmdUebersetzen_, cboDatumsFormat_, optKonstanterWert_, txtKonstanterWert_, cmdKonstanterWert_,
+               cmdOptions_, cmdSave_, cmdPrev_, cmdOK_, cmdCancel_});
+  resize(sizeHint().expandedTo(QSize(700, 600)));
+  RememberSize(this, "step3");
+}
+
+QWidget* frmStep3::BuildPanel() {
+  auto* panel = new QGroupBox("Zuordnung", this);
+  panel->setObjectName("Frame1");
+  optKeineZuweisung_ = SetUpButton(new QRadioButton(panel), "optKeineZuweisung", "keine Zuweisung", "", 'K');
+  optImportFeld_ = SetUpButton(new QRadioButton(panel), "optImportFeld", "Import-Feld:", "", 'I');
+  optKonstanterWert_ = SetUpButton(new QRadioButton(panel), "optKonstanterWert", "Konstanter Wert:", "", 'W');
+  cboImportFeld_ = new QComboBox(panel);
+  cboImportFeld_->setObjectName("cboImportFeld");
+  cboImportFeld_->setEditable(true);
+  cboImportFeld_->setInsertPolicy(QComboBox::NoInsert);
+  // Names are compared to the letter, so nothing is completed or corrected while a name is typed.
+  cboImportFeld_->setCompleter(nullptr);
+  cboImportFeld_->setAccessibleName("Import-Feld");
+  cboImportFeld_->lineEdit()->setAccessibleName("Import-Feld");
+  txtKonstanterWert_ = new QLineEdit(panel);
+  txtKonstanterWert_->setObjectName("txtKonstanterWert");
+  txtKonstanterWert_->setAccessibleName("Konstanter Wert");
+  cmdKonstanterWert_ =
+      SetUpButton(new QPushButton(panel), "cmdKonstanterWert", "...", "Konstanten bearbeiten", 0);
+  cmdKonstanterWert_->setAccessibleName("Konstanten bearbeiten");
+  cmdKonstanterWert_->setMaximumWidth(cmdKonstanterWert_->fontMetrics().horizontalAdvance("...") * 4);
+  chkUebersetzen_ =
+      SetUpButton(new QCheckBox(panel), "chkUebersetzen", "Übersetzungstabelle verwenden", "", 'B');
+  cmdUebersetzen_ =
+      SetUpButton(new QPushButton(panel), "cmdUebersetzen", "Übersetzungstabelle bearbeiten", "", 'T');
+  cmdUebersetzen_->setEnabled(false);
+  cboDatumsFormat_ = new QComboBox(panel);
+  cboDatumsFormat_->setObjectName("cboDatumsFormat");
+  lblFormat_ = MakeLabel("Format:", cboDatumsFormat_, "lblFormat");
+
+  auto* translation = new QHBoxLayout;
+  translation->addWidget(chkUebersetzen_);
+  translation->addWidget(cmdUebersetzen_);
+  translation->addStretch(1);
+  translation->addWidget(lblFormat_);
+  translation->addWidget(cboDatumsFormat_);
+  auto* constant = new QHBoxLayout;
+  constant->addWidget(txtKonstanterWert_, 1);
+  constant->addWidget(cmdKonstanterWert_);
+  auto* grid = new QGridLayout(panel);
+  grid->addWidget(optKeineZuweisung_, 0, 0, 1, 2);
+  grid->addWidget(optImportFeld_, 1, 0);
+  grid->addWidget(cboImportFeld_, 1, 1);
+  grid->addLayout(translation, 2, 1);
+  grid->addWidget(optKonstanterWert_, 3, 0);
+  grid->addLayout(constant, 3, 1);
+  grid->setColumnStretch(1, 1);
+  return panel;
+}
+
+void frmStep3::ConnectEvents() {
+  const auto select = [this] { TDBImpList_Select(); };
+  connect(TDBImpList_->selectionModel(), &QItemSelectionModel::currentRowChanged, this, select);
+  // Choosing the selected line once more, by mouse or the space bar, is a choice too.
+  connect(TDBImpList_, &QTableView::clicked, this, [this](const QModelIndex& index) {
+    if (index.row() == line_before_press_) TDBImpList_Select();
+  });
+  TDBImpList_->installEventFilter(this);
+  TDBImpList_->viewport()->installEventFilter(this);
+  for (QObject* control : std::initializer_list<QObject*>{
+           cboImportFeld_, cboImportFeld_->lineEdit(), optKeineZuweisung_, txtKonstanterWert_, optImportFeld_,
+           optKonstanterWert_, chkUebersetzen_, cboDatumsFormat_}) {
+    control->installEventFilter(this);
+  }
+  // With the keyboard there is no click: choosing or typing a name says the same.
+  connect(cboImportFeld_, &QComboBox::activated, this, [this] { optImportFeld_->setChecked(true); });
+  connect(cboImportFeld_->lineEdit(), &QLineEdit::textEdited, this,
+          [this] { optImportFeld_->setChecked(true); });
+  connect(txtKonstanterWert_, &QLineEdit::textEdited, this, [this] { optKonstanterWert_->setChecked(true); });
+  connect(chkUebersetzen_, &QCheckBox::toggled, cmdUebersetzen_, &QWidget::setEnabled);
+  connect(cmdKonstanterWert_, &QPushButton::clicked, this, &frmStep3::cmdKonstanterWert_Click);
+  connect(cmdUebersetzen_, &QPushButton::clicked, this, &frmStep3::cmdUebersetzen_Click);
+  connect(cmdOptions_, &QPushButton::clicked, this, &frmStep3::cmdOptions_Click);
+  connect(cmdSave_, &QPushButton::clicked, this, &frmStep3::cmdSave_Click);
+  connect(cmdPrev_, &QPushButton::clicked, this, &frmStep3::cmdPrev_Click);
+  connect(cmdOK_, &QPushButton::clicked, this, &frmStep3::cmdOK_Click);
+  connect(cmdCancel_, &QPushButton::clicked, this, &frmStep3::cmdCancel_Click);
+  BindKeys(this, cmdOK_, cmdCancel_);
+}
+
+// --- Loading ------------------------------------------------------------------------------------
+
+void frmStep3::Load() {
+  Step([&] { cmdOptions_->setEnabled(ImportClassHasConfig(session_)); });
+  Step([&] { session_.AssignmentList = CreateAssignmentList(); });
+  list_ = session_.AssignmentList;
+  cboDatumsFormat_->addItem("");
+  for (const char* format : kDateFormats) cboDatumsFormat_->addItem(format);
+  FillImportFieldList();
+  Step([&] {
+    std::string failure;
+    std::vector<bool> mandatory = BuildAssignmentList(session_, &failure);
+    list_ = session_.AssignmentList;
+    QStringList captions(kAssignmentColumnCount);
+    captions[kSourceName] = "Feld";
+    captions[kDspDestinationName] = "Zugewiesen zu";
+    model_->SetList(list_, captions, std::move(mandatory));
+    LayOutList();
+    if (!failure.empty()) lblStatus_->setText(ToQt(failure));
+    lblStatus_->setVisible(!failure.empty());
+  });
+  if (model_->rowCount() > 0) {
+    selecting_ = true;
+    TDBImpList_->selectRow(0);
+    TDBImpList_->setCurrentIndex(model_->index(0, 0));
+    selecting_ = false;
+    ShowCurrentAssignment();
+  }
+  TDBImpList_->setFocus();
+}
+
+void frmStep3::FillImportFieldList() {
+  // An unknown provider leaves the list as it was.
+  const bool known = session_.Provider == kTextSource || session_.Provider == kSqlServerSource ||
+                     session_.Provider == kAccessSource || session_.Provider == kExcelSource ||
+                     session_.Provider == kDBaseSource;
+  if (known) Step([&] { session_.SourceFieldNames = SourceColumnNames(session_); });
+  cboImportFeld_->clear();
+  cboImportFeld_->addItem("");
+  const std::vector<std::string> offered = OfferedSourceFields(session_.SourceFieldNames);
+  for (const std::string& name : offered) cboImportFeld_->addItem(ToQt(name));
+  if (HasUsableSourceFields(session_.SourceFieldNames)) return;
+  cboImportFeld_->clear();
+  session_.platform.ui.MessageBox(
+      "Die Feldinformation konnten nicht ermittelt werden. Möglicherweise wird diese Datenquelle nicht "
+      "unterstützt bzw. sind die Einstellungen falsch ausgewählt worden!",
+      "", Icon::kInformation, Buttons::kOk);
+}
+
+void frmStep3::LayOutList() {
+  for (int column = 0; column < model_->columnCount(); ++column) {
+    const bool visible = column == static_cast<int>(kSourceName) ||
+                         column == static_cast<int>(kDspDestinationName) || column == static_cast<int>(kInfo);
+    TDBImpList_->setColumnHidden(column, !visible);
+  }
+  TDBImpList_->setColumnWidth(static_cast<int>(kSourceName), kFieldWidth);
+  TDBImpList_->setColumnWidth(static_cast<int>(kDspDestinationName), kAssignedWidth);
+  TDBImpList_->setColumnWidth(static_cast<int>(kInfo), kInfoWidth);
+  TDBImpList_->horizontalHeader()->setSectionResizeMode(static_cast<int>(kDspDestinationName),
+                                                        QHeaderView::Stretch);
+  TDBImpList_->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 8);
+}
+
+// --- The panel ----------------------------------------------------------------------------------
+
+int frmStep3::SelectedLine() const { return TDBImpList_->currentIndex().row(); }
+
+AssignmentPanel frmStep3::PanelValues() const {
+  AssignmentPanel panel;
+  panel.option = optImportFeld_->isChecked()       ? kImportField
+                 : optKonstanterWert_->isChecked() ? kConstantValue
+                                                   : kNotAssigned;
+  panel.import_field = FromQt(cboImportFeld_->currentText());
+  panel.constant = FromQt(txtKonstanterWert_->text());
+  panel.translate = chkUebersetzen_->isChecked();
+  panel.date_format = FromQt(cboDatumsFormat_->currentText());
+  return panel;
+}
+
+void frmStep3::ShowCurrentAssignment() {
+  optKeineZuweisung_->setChecked(true);
+  cboImportFeld_->setCurrentIndex(cboImportFeld_->count() > 0 ? 0 : -1);
+  cboImportFeld_->setEditText("");
+  chkUebersetzen_->setChecked(false);
+  cboDatumsFormat_->setCurrentIndex(-1);
+  txtKonstanterWert_->clear();
+
+  // By the current row, which is not yet the selected line.
+  EnableDateFormatByCurrentRow();
+
+  const AssignmentPanel panel = ReadAssignment(*list_, SelectedLine());
+  if (panel.option == kImportField) {
+    optImportFeld_->setChecked(true);
+    cboImportFeld_->setCurrentIndex(cboImportFeld_->findText(ToQt(panel.import_field), Qt::MatchExactly));
+    cboImportFeld_->setEditText(ToQt(panel.import_field));
+    chkUebersetzen_->setChecked(panel.translate);
+    cboDatumsFormat_->setCurrentIndex(cboDatumsFormat_->findText(ToQt(panel.date_format), Qt::MatchExactly));
+  } else if (panel.option == kConstantValue) {
+    optKonstanterWert_->setChecked(true);
+    txtKonstanterWert_->setText(ToQt(panel.constant));
+  }
+}
+
+void frmStep3::EnableDateFormatByCurrentRow() {
+  const bool date = !list_->IsEof() && !list_->IsNull(kDateField) && list_->ValueAt(kDateField).ToBool();
+  cboDatumsFormat_->setEnabled(date);
+}
+
+void frmStep3::StoreCurrentRow() {
+  if (list_->IsEof()) return;
+  StoreCurrentAssignment(*list_, PanelValues());
+  model_->RowChanged(static_cast<int>(list_->Bookmark()));
+}
+
+void frmStep3::MakeSelectedLineCurrent() {
+  if (SelectedLine() >= 0) list_->GoTo(SelectedLine());
+}
+
+void frmStep3::DropList() {
+  if (session_.AssignmentList == list_) session_.AssignmentList.reset();
+}
+
+void frmStep3::closeEvent(QCloseEvent* event) {
+  DropList();
+  QWidget::closeEvent(event);
+}
+
+// --- Events -------------------------------------------------------------------------------------
+
+void frmStep3::TDBImpList_Select() {
+  if (selecting_ || SelectedLine() < 0) return;
+  Step([&] { StoreCurrentRow(); });
+  Step([&] { ShowCurrentAssignment(); });
+  Step([&] { MakeSelectedLineCurrent(); });
+}
+
+bool frmStep3::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::MouseButtonPress) {
+    if (watched == cboImportFeld_ || watched == cboImportFeld_->lineEdit()) optImportFeld_->setChecked(true);
+    if (watched == txtKonstanterWert_) optKonstanterWert_->setChecked(true);
+  }
+  if (event->type() == QEvent::MouseButtonPress && watched == TDBImpList_->viewport()) {
+    line_before_press_ = SelectedLine();
+  }
+  if (event->type() == QEvent::KeyPress && watched == TDBImpList_ &&
+      static_cast<QKeyEvent*>(event)->key() == Qt::Key_Space) {
+    TDBImpList_Select();
+    return true;
+  }
+  // A page that closes takes the focus from its controls; nobody left them.
+  const bool in_panel = watched != TDBImpList_ && watched != TDBImpList_->viewport();
+  if (IsLeaving(event) && in_panel && isVisible()) {
+    if (watched == cboImportFeld_ || watched == optKeineZuweisung_ || watched == txtKonstanterWert_) {
+      LeaveStoringControl();
+    } else {
+      session_.SchemaChanged = true;
+    }
+  }
+  return QWidget::eventFilter(watched, event);
+}
+
+void frmStep3::LeaveStoringControl() {
+  Step([&] { StoreCurrentRow(); });
+  Step([&] { MakeSelectedLineCurrent(); });
+  // The current row is the selected line now, so its dates can be given a format.
+  Step([&] { EnableDateFormatByCurrentRow(); });
+  session_.SchemaChanged = true;
+}
+
+void frmStep3::cmdKonstanterWert_Click() {
+  optKonstanterWert_->setChecked(true);
+  Step([&] {
+    frmTransTbl& editor = wizard_.ValueEditor();
+    editor.SetTranslationMode(kConstantsMode);
+    editor.SetFieldName("");
+    editor.SetRowSource(CurrentText(kRowSource));
+    editor.SetRowSourceTyp(CurrentText(kRowSourceTyp));
+    // A constant that was not chosen does not replace the one there is.
+    if (editor.ShowModal(this)) txtKonstanterWert_->setText(ToQt(editor.ReturnValue()));
+  });
+  session_.SchemaChanged = true;
+}
+
+void frmStep3::cmdUebersetzen_Click() {
+  Step([&] {
+    frmTransTbl& editor = wizard_.ValueEditor();
+    editor.SetTranslationMode(kTranslationMode);
+    editor.SetFieldName(FromQt(cboImportFeld_->currentText()));
+    editor.SetDestinationName(CurrentText(kSourceName));
+    editor.SetRowSource(CurrentText(kRowSource));
+    editor.SetRowSourceTyp(CurrentText(kRowSourceTyp));
+    editor.ShowModal(this);
+  });
+  session_.SchemaChanged = true;
+}
+
+void frmStep3::cmdOptions_Click() {
+  Step([&] { ShowImportClassConfig(session_); });
+  session_.SchemaChanged = true;
+}
+
+void frmStep3::cmdSave_Click() {
+  Step([&] { SaveSchema(session_, true); });
+}
+
+void frmStep3::cmdPrev_Click() {
+  Step([&] { SaveSchema(session_, false); });
+  wizard_.ShowStep2();
+  close();
+}
+
+void frmStep3::cmdOK_Click() {
+  UserInterface& ui = session_.platform.ui;
+  if (MandatoryFieldUnassigned(*list_)) {
+    ui.MessageBox("Ein Pflichtfeld wurde noch nicht zugeordnet.", "KESTREL Import", Icon::kInformation,
+                  Buttons::kOk);
+    return;
+  }
+  if (DateFieldWithoutFormat(*list_)) {
+    ui.MessageBox("Bei einem Datumsfeld wurde noch keine Formatierung bestimmt..", "KESTREL Import",
+                  Icon::kInformation, Buttons::kOk);
+    return;
+  }
+  if (session_.SchemaChanged) {
+    const Answer answer = ui.MessageBox(
+        "Möchten Sie die Einstellungen in einer Datei speichern, um diese künftig erneut verwenden zu können?",
+        "Speichern?", Icon::kQuestion, Buttons::kYesNo);
+    if (answer == Answer::kYes) Step([&] { SaveSchema(session_, true); });
+  }
+  frmQuestionDlg question(this);
+  question.exec();
+  session_.TestMode = question.Testmode();
+  frmImport import(session_, this);
+  import.exec();
+  close();
+}
+
+void frmStep3::cmdCancel_Click() {
+  DeleteWorkingCopy(session_);
+  close();
+}
+
+void frmStep3::Step(const std::function<void()>& step) {
+  Trap(step, [this](const RuntimeError& error) {
+    lblStatus_->setText(ToQt(error.Description()));
+    lblStatus_->show();
+  });
+}
+
+std::string frmStep3::CurrentText(AssignmentColumn column) const {
+  return list_->IsEof() ? std::string() : std::string(list_->TextAt(column));
+}
+
+}  // namespace kestrel

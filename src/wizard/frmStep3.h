@@ -1,0 +1,104 @@
+// Step 3: assign every destination field a source column, a constant or nothing.
+//
+// Two positions must not be confused:
+//   the current row    of the assignment list, where a store goes
+//   the selected line  of TDBImpList, which the panel shows
+// Selecting a line runs in a fixed order: store the panel into the current row; show the selected line; make it
+// the current row. So while a line is shown, the current row is still the one before, and the date format box
+// is enabled by that row.
+//
+// A step that fails inside an event is skipped and the event goes on; its reason stands in the status line.
+#pragma once
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTableView>
+#include <functional>
+
+#include "mapping/field_assignment.h"
+#include "wizard/assignment_list_model.h"
+#include "wizard/page_parts.h"
+
+namespace kestrel {
+
+class Wizard;
+
+class frmStep3 final : public QWidget {
+  Q_OBJECT
+ public:
+  // Both outlive the page. The page loads at once.
+  frmStep3(Session& session, Wizard& wizard);
+  ~frmStep3() override { DropList(); }
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+  // Leaving and clicking into the controls of the panel.
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  void BuildControls();
+  QWidget* BuildPanel();
+  void ConnectEvents();
+
+  // --- Loading ---
+  void Load();
+  void FillImportFieldList();
+  void LayOutList();
+
+  // --- The panel ---
+  AssignmentPanel PanelValues() const;
+  void ShowCurrentAssignment();
+  void StoreCurrentRow();
+  void MakeSelectedLineCurrent();
+  void EnableDateFormatByCurrentRow();
+  // The list ends with the page: what follows must not save it with other settings.
+  void DropList();
+  int SelectedLine() const;
+
+  // --- Events ---
+  void TDBImpList_Select();
+  void LeaveStoringControl();
+  void cmdKonstanterWert_Click();
+  void cmdUebersetzen_Click();
+  void cmdOptions_Click();
+  void cmdSave_Click();
+  void cmdPrev_Click();
+  void cmdOK_Click();
+  void cmdCancel_Click();
+
+  // Runs one step of an event; a failure is told in the status line and the event goes on.
+  void Step(const std::function<void()>& step);
+  std::string CurrentText(AssignmentColumn column) const;
+
+  Session& session_;
+  Wizard& wizard_;
+  std::shared_ptr<MemoryRecordset> list_;  // session_.AssignmentList while the page is open
+  bool selecting_ = false;                 // the selection changes without a person's doing
+  int line_before_press_ = -1;             // the selected line when the mouse button went down
+
+  AssignmentListModel* model_;
+  PageHeader* header_;
+  QTableView* TDBImpList_;
+  QRadioButton* optKeineZuweisung_;
+  QRadioButton* optImportFeld_;
+  QRadioButton* optKonstanterWert_;
+  QComboBox* cboImportFeld_;
+  QLineEdit* txtKonstanterWert_;
+  QPushButton* cmdKonstanterWert_;
+  QCheckBox* chkUebersetzen_;
+  QPushButton* cmdUebersetzen_;
+  QLabel* lblFormat_;
+  QComboBox* cboDatumsFormat_;
+  QLabel* lblStatus_;
+  QPushButton* cmdOptions_;
+  QPushButton* cmdSave_;
+  QPushButton* cmdPrev_;
+  QPushButton* cmdOK_;
+  QPushButton* cmdCancel_;
+};
+
+}  // namespace kestrel

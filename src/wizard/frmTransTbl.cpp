@@ -1,0 +1,163 @@
+#include "wizard/frmTransTbl.h"
+
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QVBoxLayout>
+
+#include "mapping/translation.h"
+#include "wizard/page_parts.h"
+#include "wizard/permitted_value_delegate.h"
+#include "wizard/qt_text.h"
+
+namespace kestrel {
+
+namespace {
+
+constexpr int kFieldColumn = 0;
+constexpr int kTranslateColumn = 1;
+
+QStandardItem* Cell(std::string_view text, bool editable) {
+  auto* item = new QStandardItem(ToQt(text));
+  item->setEditable(editable);
+  return item;
+}
+
+}  // namespace
+
+frmTransTbl::frmTransTbl(Session& session) : session_(session) {
+  setObjectName("frmTransTbl");
+  tdbGridTransl_ = new QTableView(this);
+  tdbGridTransl_->setObjectName("tdbGridTransl");
+  tdbGridTransl_->setAccessibleName("Übersetzungen");
+  tdbGridTransl_->setModel(&model_);
+  tdbGridTransl_->verticalHeader()->hide();
+  tdbGridTransl_->setAlternatingRowColors(true);
+  tdbGridTransl_->setEditTriggers(QAbstractItemView::AllEditTriggers);
+  tdbGridTransl_->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
+  lblStatus_ = new QLabel(this);
+  lblStatus_->setObjectName("lblStatus");
+  lblStatus_->setTextFormat(Qt::PlainText);
+  lblStatus_->setWordWrap(true);
+  cmdOK_ = SetUpButton(new QPushButton(this), "cmdOK", "OK", "", 'O');
+  cmdCancel_ = SetUpButton(new QPushButton(this), "cmdCancel", "Abbrechen", "", 'A');
+  cmdOK_->setDefault(true);
+
+  auto* buttons = new QHBoxLayout;
+  buttons->addWidget(lblStatus_, 1);
+  buttons->addWidget(cmdOK_);
+  buttons->addWidget(cmdCancel_);
+  auto* page = new QVBoxLayout(this);
+  page->setContentsMargins(16, 16, 16, 14);
+  page->addWidget(tdbGridTransl_, 1);
+  page->addLayout(buttons);
+  SetTabOrder({tdbGridTransl_, cmdOK_, cmdCancel_});
+  resize(sizeHint().expandedTo(QSize(520, 420)));
+  RememberSize(this, "translations");
+  connect(cmdOK_, &QPushButton::clicked, this, &frmTransTbl::cmdOK_Click);
+  connect(&model_, &QStandardItemModel::itemChanged, this, &frmTransTbl::Edited);
+  connect(tdbGridTransl_, &QTableView::doubleClicked, this, [this] {
+    if (translation_mode_ == kConstantsMode) cmdOK_Click();
+  });
+  connect(cmdCancel_, &QPushButton::clicked, this, &frmTransTbl::reject);
+}
+
+bool frmTransTbl::ShowModal(QWidget* above) {
+  // A dialog that is not a child of the page stays above it all the same.
+  setParent(above, windowFlags());
+  saved_ = false;
+  return_value_.clear();
+  grows_ = false;
+  model_.clear();
+  Tell("");
+  const bool translations = translation_mode_ == kTranslationMode;
+  setWindowTitle(translations ? "Übersetzungstabelle bearbeiten..." : "Konstanten bearbeiten...");
+  Trap([&] { translations ? FillTranslations() : FillConstants(); },
+       [&](const RuntimeError& error) { Tell(ToQt(error.Description())); });
+  tdbGridTransl_->setFocus();
+  exec();
+  // The page may be deleted before this dialog.
+  setParent(nullptr, windowFlags());
+  return saved_;
+}
+
+void frmTransTbl::FillTranslations() {
+  model_.setHorizontalHeaderLabels({"Feldinhalt (Quelle)", "Übersetzung"});
+  tdbGridTransl_->setAccessibleName("Übersetzungen");
+  tdbGridTransl_->setSelectionBehavior(QAbstractItemView::SelectItems);
+  const DistinctValues distinct = CollectDistinctValues(session_, field_name_);
+  for (const TranslationRow& row : ReadTranslationRows(session_, destination_name_, distinct.values)) {
+    model_.appendRow({Cell(row.field_name, false), Cell(row.translate_name, true)});
+  }
+  if (distinct.cut) {
+    // The source holds more: an entry can be typed in by hand in the last row, which is always an empty one.
+    AppendEmptyRow();
+    grows_ = true;
+    Tell(
+        QString("Angezeigt werden die ersten %1 Werte. Weitere können in der letzten Zeile eingetragen werden.")
+            .arg(kMaxDistinctValues));
+  }
+  std::vector<PermittedValue> permitted;
+  // The table can be edited as text where the host does not answer.
+  Trap(
+      [&] {
+        permitted = ReadPermittedValues(session_, row_source_, row_source_typ_, ValueListUse::kTranslation);
+      },
+      [&](const RuntimeError& error) { Tell(ToQt(error.Description())); });
+  tdbGridTransl_->setItemDelegateForColumn(kTranslateColumn,
+                                           new PermittedValueDelegate(std::move(permitted), &model_));
+  if (model_.rowCount() > 0) tdbGridTransl_->setCurrentIndex(model_.index(0, kTranslateColumn));
+}
+
+void frmTransTbl::AppendEmptyRow() { model_.appendRow({Cell("", true), Cell("", true)}); }
+
+void frmTransTbl::Edited(const QStandardItem* item) {
+  if (grows_ && item->row() == model_.rowCount() - 1 && !item->text().isEmpty()) AppendEmptyRow();
+}
+
+void frmTransTbl::FillConstants() {
+  model_.setHorizontalHeaderLabels({"Konstante", "Bezeichnung"});
+  tdbGridTransl_->setAccessibleName("Konstanten");
+  tdbGridTransl_->setSelectionBehavior(QAbstractItemView::SelectRows);
+  tdbGridTransl_->setItemDelegateForColumn(kTranslateColumn, nullptr);
+  for (const PermittedValue& permitted :
+       ReadPermittedValues(session_, row_source_, row_source_typ_, ValueListUse::kConstants)) {
+    model_.appendRow({Cell(permitted.value, false), Cell(permitted.display, false)});
+  }
+}
+
+void frmTransTbl::cmdOK_Click() {
+  Save();
+  done(saved_ ? Accepted : Rejected);
+}
+
+void frmTransTbl::Save() {
+  saved_ = true;
+  if (translation_mode_ == kConstantsMode) {
+    const QModelIndex current = tdbGridTransl_->currentIndex();
+    if (current.isValid()) return_value_ = FromQt(model_.item(current.row(), kFieldColumn)->text());
+    saved_ = current.isValid();
+    return;
+  }
+  // What is still being typed counts.
+  tdbGridTransl_->setCurrentIndex(QModelIndex());
+  std::vector<TranslationRow> rows;
+  for (int row = 0; row < model_.rowCount(); ++row) {
+    rows.push_back(
+        {FromQt(model_.item(row, kFieldColumn)->text()), FromQt(model_.item(row, kTranslateColumn)->text())});
+  }
+  WriteTranslationRows(session_, destination_name_, rows);
+}
+
+void frmTransTbl::reject() {
+  // A constant that was not taken is no change to be saved.
+  if (translation_mode_ == kTranslationMode) {
+    const Answer answer = session_.platform.ui.MessageBox("Möchten Sie die Änderungen speichern?", "Speichern",
+                                                          Icon::kQuestion, Buttons::kYesNo);
+    if (answer == Answer::kYes) Save();
+  }
+  done(saved_ ? Accepted : Rejected);
+}
+
+void frmTransTbl::Tell(const QString& notice) { lblStatus_->setText(notice); }
+
+}  // namespace kestrel

@@ -1,0 +1,70 @@
+// The value editor: the translation table of one field, or the choice of a constant.
+#pragma once
+
+#include <QDialog>
+#include <QLabel>
+#include <QPushButton>
+#include <QStandardItemModel>
+#include <QTableView>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "component/session.h"
+
+namespace kestrel {
+
+inline constexpr std::int16_t kTranslationMode = 1;
+inline constexpr std::int16_t kConstantsMode = 2;
+
+// One shared instance: set its properties, show it modally, read ReturnValue. It is hidden afterwards.
+class frmTransTbl final : public QDialog {
+  Q_OBJECT
+ public:
+  explicit frmTransTbl(Session& session);
+
+  std::int16_t TranslationMode() const { return translation_mode_; }
+  void SetTranslationMode(std::int16_t mode) { translation_mode_ = mode; }
+  void SetFieldName(std::string name) { field_name_ = std::move(name); }
+  void SetDestinationName(std::string name) { destination_name_ = std::move(name); }
+  void SetRowSource(std::string row_source) { row_source_ = std::move(row_source); }
+  void SetRowSourceTyp(std::string row_source_typ) { row_source_typ_ = std::move(row_source_typ); }
+  // The constant chosen in constants mode; empty until one was chosen.
+  const std::string& ReturnValue() const { return return_value_; }
+
+  // Fills the grid and waits until the dialog has closed. True where it was closed with its OK button, or the
+  // changes were saved when it was closed in another way.
+  bool ShowModal(QWidget* above);
+
+ protected:
+  // Abbrechen, Escape and the close box: asks whether to save.
+  void reject() override;
+
+ private:
+  void FillTranslations();
+  void FillConstants();
+  void AppendEmptyRow();
+  void Edited(const QStandardItem* item);
+  void cmdOK_Click();
+  // Writes the table, or takes the selected constant.
+  void Save();
+  void Tell(const QString& notice);
+
+  Session& session_;
+  std::int16_t translation_mode_ = kTranslationMode;
+  std::string field_name_;
+  std::string destination_name_;
+  std::string row_source_;
+  std::string row_source_typ_;
+  std::string return_value_;
+  bool saved_ = false;
+  bool grows_ = false;  // entries can be typed in behind the last row
+
+  QStandardItemModel model_;
+  QTableView* tdbGridTransl_;
+  QLabel* lblStatus_;
+  QPushButton* cmdOK_;
+  QPushButton* cmdCancel_;
+};
+
+}  // namespace kestrel

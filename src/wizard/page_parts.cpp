@@ -1,0 +1,236 @@
+#include "wizard/page_parts.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDragEnterEvent>
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QIcon>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QSettings>
+#include <QStyle>
+#include <QStyleOptionFrame>
+#include <QUrl>
+#include <QVBoxLayout>
+
+namespace kestrel {
+
+namespace {
+
+constexpr int kLogoSize = 44;
+
+// Enlarges by a factor, whatever the user's font is.
+QFont Larger(const QFont& font, double factor, bool bold) {
+  QFont larger = font;
+  // A font has its size in points or in pixels; the other of the two is -1.
+  if (font.pointSizeF() > 0) {
+    larger.setPointSizeF(font.pointSizeF() * factor);
+  } else {
+    larger.setPixelSize(static_cast<int>(font.pixelSize() * factor));
+  }
+  larger.setBold(bold);
+  return larger;
+}
+
+class SizeKeeper final : public QObject {
+ public:
+  SizeKeeper(QWidget* window, QString key)
+      : QObject(window), window_(window), key_("window/" + std::move(key)) {
+    window->installEventFilter(this);
+    const QSize size = settings_.value(key_).toSize();
+    if (size.isValid()) window->resize(size);
+  }
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (watched == window_ && event->type() == QEvent::Hide) settings_.setValue(key_, window_->size());
+    return QObject::eventFilter(watched, event);
+  }
+
+ private:
+  QSettings settings_{"KESTREL", "Import"};
+  QWidget* window_;
+  QString key_;
+};
+
+// A page is no QDialog, so Enter and Escape are its own business.
+class KeyBinder final : public QObject {
+ public:
+  KeyBinder(QWidget* page, QAbstractButton* accept, QAbstractButton* reject)
+      : QObject(page), accept_(accept), reject_(reject) {
+    page->installEventFilter(this);
+  }
+
+ protected:
+  // Keys that the focused control does not use travel up to the page.
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (event->type() != QEvent::KeyPress) return QObject::eventFilter(watched, event);
+    const auto* key = static_cast<QKeyEvent*>(event);
+    if (key->key() == Qt::Key_Escape) return Press(reject_);
+    if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
+      auto* focused = qobject_cast<QPushButton*>(QApplication::focusWidget());
+      return Press(focused != nullptr ? focused : accept_);
+    }
+    return QObject::eventFilter(watched, event);
+  }
+
+ private:
+  bool Press(QAbstractButton* button) {
+    if (!button->isEnabled()) return false;
+    button->setFocus(Qt::ShortcutFocusReason);
+    button->click();
+    return true;
+  }
+
+  QAbstractButton* accept_;
+  QAbstractButton* reject_;
+};
+
+class ShortcutFocus final : public QObject {
+ public:
+  explicit ShortcutFocus(QAbstractButton* button) : QObject(button), button_(button) {
+    button->installEventFilter(this);
+  }
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (event->type() == QEvent::Shortcut && button_->isEnabled()) button_->setFocus(Qt::ShortcutFocusReason);
+    return QObject::eventFilter(watched, event);
+  }
+
+ private:
+  QAbstractButton* button_;
+};
+
+}  // namespace
+
+void SetAltShortcut(QAbstractButton* button, char key) {
+  button->setShortcut(QKeySequence(QString("Alt+%1").arg(QChar::fromLatin1(key))));
+  new ShortcutFocus(button);
+}
+
+PageHeader::PageHeader(const QString& step, const QString& step_info, const QString& info, QWidget* parent)
+    : QWidget(parent),
+      lblStep(new QLabel(step, this)),
+      lblStepInfo(new QLabel(step_info, this)),
+      lblInfo(new QLabel(info, this)) {
+  setObjectName("Picture1");
+  lblStep->setObjectName("lblStep");
+  lblStepInfo->setObjectName("lblStepInfo");
+  lblInfo->setObjectName("lblInfo");
+  lblStepInfo->setFont(Larger(font(), 1.35, true));
+  lblInfo->setVisible(!info.isEmpty());
+  lblInfo->setWordWrap(true);
+  auto* logo = new QLabel(this);
+  logo->setObjectName("Logo");
+  logo->setPixmap(QIcon(":/kestrel/logo.svg").pixmap(QSize(kLogoSize, kLogoSize), devicePixelRatioF()));
+  logo->setAccessibleName("KESTREL");
+
+  auto* texts = new QVBoxLayout;
+  texts->setSpacing(1);
+  texts->addWidget(lblStep);
+  texts->addWidget(lblStepInfo);
+  texts->addWidget(lblInfo);
+  auto* row = new QHBoxLayout(this);
+  row->setContentsMargins(16, 12, 16, 12);
+  row->setSpacing(14);
+  row->addWidget(logo);
+  row->addLayout(texts, 1);
+}
+
+void PageHeader::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  painter.fillRect(rect(), palette().base());
+  painter.setPen(palette().color(QPalette::Mid));
+  painter.drawLine(rect().bottomLeft(), rect().bottomRight());
+}
+
+QLabel* MakeLabel(const QString& caption, QWidget* control, const char* object_name) {
+  auto* label = new QLabel(caption);
+  label->setObjectName(QString::fromUtf8(object_name));
+  label->setBuddy(control);
+  QString spoken = caption;
+  if (spoken.endsWith(':')) spoken.chop(1);
+  const bool has_caption = qobject_cast<QAbstractButton*>(control) != nullptr;
+  if (!has_caption && control->accessibleName().isEmpty()) control->setAccessibleName(spoken);
+  // Where a name can be typed into a list, the focus is in the line within.
+  const auto* list = qobject_cast<QComboBox*>(control);
+  if (list != nullptr && list->lineEdit() != nullptr) list->lineEdit()->setAccessibleName(spoken);
+  return label;
+}
+
+PathEdit::PathEdit(QWidget* parent) : QLineEdit(parent) {
+  setAcceptDrops(true);
+  connect(this, &QLineEdit::textChanged, this, &QWidget::setToolTip);
+}
+
+void PathEdit::paintEvent(QPaintEvent* event) {
+  const int room = width() - 2 * style()->pixelMetric(QStyle::PM_DefaultFrameWidth) - 8;
+  if (hasFocus() || fontMetrics().horizontalAdvance(text()) <= room) {
+    QLineEdit::paintEvent(event);
+    return;
+  }
+  QPainter painter(this);
+  QStyleOptionFrame option;
+  initStyleOption(&option);
+  style()->drawPrimitive(QStyle::PE_PanelLineEdit, &option, &painter, this);
+  const QRect inner = style()->subElementRect(QStyle::SE_LineEditContents, &option, this).adjusted(2, 0, -2, 0);
+  painter.setPen(palette().color(isEnabled() ? QPalette::Active : QPalette::Disabled, QPalette::Text));
+  painter.drawText(inner, Qt::AlignVCenter, fontMetrics().elidedText(text(), Qt::ElideMiddle, inner.width()));
+}
+
+void PathEdit::dragEnterEvent(QDragEnterEvent* event) {
+  if (DroppedFile(event->mimeData()).isEmpty()) {
+    QLineEdit::dragEnterEvent(event);
+  } else {
+    event->acceptProposedAction();
+  }
+}
+
+void PathEdit::dropEvent(QDropEvent* event) {
+  const QString path = DroppedFile(event->mimeData());
+  if (path.isEmpty()) {
+    QLineEdit::dropEvent(event);
+    return;
+  }
+  setText(path);
+  event->acceptProposedAction();
+}
+
+QString DroppedFile(const QMimeData* data) {
+  if (data == nullptr) return {};
+  for (const QUrl& url : data->urls()) {
+    if (url.isLocalFile()) return url.toLocalFile();
+  }
+  return {};
+}
+
+void BindKeys(QWidget* page, QAbstractButton* accept, QAbstractButton* reject) {
+  new KeyBinder(page, accept, reject);
+}
+
+void TabReachesChosen(std::initializer_list<QRadioButton*> group) {
+  for (QRadioButton* button : group) {
+    const auto follow = [button](bool chosen) {
+      button->setFocusPolicy(chosen ? Qt::StrongFocus : Qt::ClickFocus);
+    };
+    follow(button->isChecked());
+    QObject::connect(button, &QRadioButton::toggled, button, follow);
+  }
+}
+
+void SetTabOrder(std::initializer_list<QWidget*> controls) {
+  QWidget* before = nullptr;
+  for (QWidget* control : controls) {
+    if (before != nullptr) QWidget::setTabOrder(before, control);
+    before = control;
+  }
+}
+
+WaitCursor::WaitCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
+WaitCursor::~WaitCursor() { QApplication::restoreOverrideCursor(); }
+
+void RememberSize(QWidget* window, const QString& key) { new SizeKeeper(window, key); }
+
+}  // namespace kestrel

@@ -1,0 +1,91 @@
+// What every page and dialog is made of: header band, buttons, labelled inputs, remembered sizes.
+//
+// Captions stay exactly as they are told, so a keyboard shortcut is set apart from the caption, never by "&".
+#pragma once
+
+#include <QAbstractButton>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMimeData>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QString>
+#include <QWidget>
+#include <initializer_list>
+
+namespace kestrel {
+
+// The band at the top of a page: logo, step number, what to do, and a line of explanation.
+class PageHeader final : public QWidget {
+  Q_OBJECT
+ public:
+  // The labels are named lblStep, lblStepInfo and lblInfo, the band Picture1. An empty `info` hides lblInfo.
+  PageHeader(const QString& step, const QString& step_info, const QString& info, QWidget* parent);
+
+  QLabel* lblStep;
+  QLabel* lblStepInfo;
+  QLabel* lblInfo;
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+};
+
+// Gives the button the shortcut Alt+`key`. It moves the focus to the button before it presses it, so that the
+// control that had the focus is left as it is by a click.
+void SetAltShortcut(QAbstractButton* button, char key);
+
+// Names a control, gives it caption, tool tip and the shortcut Alt+`key` (0 for none). Returns the control.
+template <class Button>
+Button* SetUpButton(Button* button, const char* object_name, const QString& caption, const QString& tool_tip,
+                    char key) {
+  button->setObjectName(QString::fromUtf8(object_name));
+  button->setText(caption);
+  button->setToolTip(tool_tip);
+  if (key != 0) SetAltShortcut(button, key);
+  return button;
+}
+
+// A label in front of `control`: its buddy, and the control's name for a screen reader unless it is a button,
+// which is read by its own caption.
+QLabel* MakeLabel(const QString& caption, QWidget* control, const char* object_name = "");
+
+// A line edit for paths: elides in the middle while it has no focus, shows the whole path as tool tip, and
+// takes files dropped on it.
+class PathEdit final : public QLineEdit {
+  Q_OBJECT
+ public:
+  explicit PathEdit(QWidget* parent = nullptr);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
+};
+
+// The path of the first local file of what is being dragged, or an empty text.
+QString DroppedFile(const QMimeData* data);
+
+// Enter presses `accept` from anywhere on the page (but from a button that has the focus, which it presses),
+// Escape presses `reject`. As with a click, the focus moves to the button first.
+void BindKeys(QWidget* page, QAbstractButton* accept, QAbstractButton* reject);
+
+// Of a group of option buttons Tab reaches the chosen one, from the first time on; the arrow keys reach the
+// rest.
+void TabReachesChosen(std::initializer_list<QRadioButton*> group);
+
+// The order in which Tab walks through the controls.
+void SetTabOrder(std::initializer_list<QWidget*> controls);
+
+// Connecting and opening can take a while; while one lives, the pointer says so.
+class WaitCursor {
+ public:
+  WaitCursor();
+  WaitCursor(const WaitCursor&) = delete;
+  WaitCursor& operator=(const WaitCursor&) = delete;
+  ~WaitCursor();
+};
+
+// Restores the size the window had when it was last closed, and stores it at every close. `key` names it.
+void RememberSize(QWidget* window, const QString& key);
+
+}  // namespace kestrel

@@ -1,0 +1,25 @@
+// The user interface on the screen: message boxes, input box, file and folder choice.
+#pragma once
+
+#include "platform/dialogs/user_interface.h"
+
+namespace kestrel {
+
+class QtUserInterface final : public UserInterface {
+ public:
+  // Boxes belong to the window that is active when they are shown, so that they stay above it.
+  QtUserInterface() = default;
+
+  Answer MessageBox(std::string_view text, std::string_view title, Icon icon, Buttons buttons) override;
+  std::optional<std::string> InputBox(std::string_view prompt, std::string_view title) override;
+  std::optional<std::string> ChooseFile(std::string_view title, std::string_view filter,
+                                        const std::string& start) override;
+  std::optional<std::string> ChooseFolder(std::string_view title, const std::string& start) override;
+  void Yield() override;
+};
+
+// Loads Qt's own German texts (Ja, Nein, the file dialog) into the application; once is enough. The wizard and
+// every box do so when they are shown.
+void SpeakGerman();
+
+}  // namespace kestrel

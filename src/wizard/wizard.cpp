@@ -1,0 +1,91 @@
+#include "wizard/wizard.h"
+
+#include <QAccessible>
+#include <QAccessibleWidget>
+#include <QEvent>
+#include <QWindow>
+
+#include "wizard/frmStep1.h"
+#include "wizard/frmStep2.h"
+#include "wizard/frmStep3.h"
+#include "wizard/frmTransTbl.h"
+#include "wizard/qt_user_interface.h"
+
+namespace kestrel {
+
+namespace {
+
+// A page is a plain widget, which a screen reader would take for a mere part of a window. Qt owns the answer.
+QAccessibleInterface* PageAsWindow(const QString& class_name, QObject* object) {
+  auto* page = qobject_cast<QWidget*>(object);
+  if (page == nullptr || !class_name.startsWith("kestrel::frmStep")) return nullptr;
+  return new QAccessibleWidget(page, QAccessible::Window);
+}
+
+}  // namespace
+
+// Shows the page that `slot` keeps; one that has been closed is made anew, so that it loads again.
+template <class Page>
+void Wizard::ShowPage(std::unique_ptr<Page>& slot) {
+  if (slot == nullptr || !slot->isVisible()) {
+    slot.reset();
+    slot = std::make_unique<Page>(*session_, *this);
+    slot->installEventFilter(this);
+    // Above the host's window without being its child, which it would delete.
+    if (host_window_ != nullptr) {
+      slot->winId();
+      slot->windowHandle()->setTransientParent(host_window_->window()->windowHandle());
+    }
+  }
+  slot->show();
+  slot->raise();
+  slot->activateWindow();
+}
+
+Wizard::Wizard(QWidget* host_window) : host_window_(host_window) { QAccessible::installFactory(PageAsWindow); }
+Wizard::~Wizard() { DropPages(); }
+
+void Wizard::DropPages() {
+  // A page hides while it is destroyed; that is not the end of an import, and the others may be gone by then.
+  for (QObject* page : std::initializer_list<QObject*>{step1_.get(), step2_.get(), step3_.get()}) {
+    if (page != nullptr) page->removeEventFilter(this);
+  }
+  step1_.reset();
+  step2_.reset();
+  step3_.reset();
+  value_editor_.reset();
+}
+
+void Wizard::ShowStep1(Session& session) {
+  SpeakGerman();
+  session_ = &session;
+  DropPages();
+  ShowStep1();
+}
+
+void Wizard::ShowStep1() { ShowPage(step1_); }
+void Wizard::ShowStep2() { ShowPage(step2_); }
+void Wizard::ShowStep3() { ShowPage(step3_); }
+
+frmTransTbl& Wizard::ValueEditor() {
+  if (value_editor_ == nullptr) value_editor_ = std::make_unique<frmTransTbl>(*session_);
+  return *value_editor_;
+}
+
+bool Wizard::eventFilter(QObject* watched, QEvent* event) {
+  // Told from the message loop: the page is still in the middle of closing. A page that only makes room for
+  // the next one has shown that one before.
+  if (event->type() == QEvent::Hide && !event->spontaneous() && CurrentPage() == nullptr) {
+    QMetaObject::invokeMethod(this, &Wizard::Ended, Qt::QueuedConnection);
+  }
+  return QObject::eventFilter(watched, event);
+}
+
+QWidget* Wizard::CurrentPage() const {
+  if (step3_ != nullptr && step3_->isVisible()) return step3_.get();
+  if (step2_ != nullptr && step2_->isVisible()) return step2_.get();
+  if (step1_ != nullptr && step1_->isVisible()) return step1_.get();
+  return nullptr;
+}
+
+}  // namespace kestrel

@@ -1,0 +1,73 @@
+// The wizard: three pages, one after another, over one session.
+//
+//   step 1 --Weiter--> step 2 --Weiter--> step 3 --Fertigstellen--> confirmation, run window --> end
+//          <--Zurück--        <--Zurück--
+//
+// Pages are modeless: showing one returns at once. There is one shared instance of each; showing a page that
+// has been closed makes it anew, so that it loads again. A host makes one Wizard and hands it to ImportMan:
+//
+//   kestrel::QtUserInterface ui;
+//   kestrel::ComponentRegistry components;
+//   kestrel::SystemClock clock;
+//   kestrel::Wizard wizard;
+//   kestrel::ImportMan man({ui, components, clock}, &wizard);
+//   man.SetConnection(connection);
+//   man.SetApplication(2);
+//   man.ShowDialog();
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QWidget>
+#include <memory>
+
+#include "component/import_man.h"
+
+namespace kestrel {
+
+class frmStep1;
+class frmStep2;
+class frmStep3;
+class frmTransTbl;
+
+class Wizard final : public QObject, public WizardPages {
+  Q_OBJECT
+ public:
+  // Windows of the wizard stay above `host_window`, where one is given.
+  explicit Wizard(QWidget* host_window = nullptr);
+  ~Wizard() override;
+
+  // Closes what is left of an earlier showing without further ado, then shows a new step 1 page.
+  void ShowStep1(Session& session) override;
+
+  // --- For the pages ---
+  void ShowStep1();
+  void ShowStep2();
+  void ShowStep3();
+  // The shared value editor.
+  frmTransTbl& ValueEditor();
+  // The page that is shown, or null.
+  QWidget* CurrentPage() const;
+
+ signals:
+  // After the last page has closed, in whatever way; a host refreshes its lists then.
+  void Ended();
+
+ protected:
+  // Sees the pages close.
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  template <class Page>
+  void ShowPage(std::unique_ptr<Page>& slot);
+  void DropPages();
+
+  QPointer<QWidget> host_window_;
+  Session* session_ = nullptr;
+  std::unique_ptr<frmStep1> step1_;
+  std::unique_ptr<frmStep2> step2_;
+  std::unique_ptr<frmStep3> step3_;
+  std::unique_ptr<frmTransTbl> value_editor_;
+};
+
+}  // namespace kestrel

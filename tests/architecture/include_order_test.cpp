@@ -1,0 +1,116 @@
+// The picture of the architecture: which folder may include which, and where driver and Qt headers may stand.
+// It is checked against the #include lines of every file.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace kestrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+// From the ground up: a folder may include itself and what stands above it in this list.
+const std::vector<std::string>& Layers() {
+  static const std::vector<std::string> layers = {
+      "platform/base", "platform/profile", "platform/automation", "platform/data", "platform/dialogs",
+      "component",     "spec",             "log",                 "sources",       "mapping",
+      "duplicates",    "import",           "wizard",              "cli"};
+  return layers;
+}
+
+// Headers of drivers and toolkits, and the folders that may include them.
+const std::map<std::string, std::set<std::string>>& OutsideHeaders() {
+  static const std::map<std::string, std::set<std::string>> headers = {
+      // Saved queries of Access run in an SQLite of their own, which no one else sees.
+      {"^sqlite3", {"src/platform/data/providers/sqlite", "src/platform/data/providers/mdb"}},
+      {"^(sql|sqlext|sqltypes|sqlucode|odbcinst)\\.h", {"src/platform/data/providers/odbc"}},
+      {"^(libpq-fe|postgresql/.*)\\.h", {"src/platform/data/providers/postgres"}},
+      {"^(mdbtools|mdbsql)", {}},
+      {"^(zlib|libxml)", {"src/platform/data/providers/xls"}},
+      {"^CLI/", {"src/cli"}},
+      {"^Q[A-Z]", {"src/wizard", "host/app"}},
+  };
+  return headers;
+}
+
+struct Include {
+  fs::path file;  // from the root of the checkout
+  std::string header;
+};
+
+std::vector<Include> IncludesBelow(const std::string& folder) {
+  const fs::path root(KESTREL_SOURCE_DIR);
+  const std::regex line_pattern("^\\s*#\\s*include\\s*[<\"]([^>\"]+)[>\"].*");
+  std::vector<Include> includes;
+  for (const auto& entry : fs::recursive_directory_iterator(root / folder)) {
+    const std::string extension = entry.path().extension().string();
+    if (extension != ".h" && extension != ".cpp") continue;
+    std::ifstream stream(entry.path());
+    std::string line;
+    std::smatch match;
+    while (std::getline(stream, line)) {
+      if (std::regex_match(line, match, line_pattern)) includes.push_back({fs::relative(entry.path(), root), match[1]});
+    }
+  }
+  return includes;
+}
+
+// The layer a header or a path below src belongs to; -1 for none.
+int LayerOf(const std::string& path) {
+  for (std::size_t i = 0; i < Layers().size(); ++i) {
+    if (path.starts_with(Layers()[i] + "/")) return static_cast<int>(i);
+  }
+  return -1;
+}
+
+TEST(Architecture, AFolderIncludesOnlyWhatStandsBelowIt) {
+  const std::vector<Include> includes = IncludesBelow("src");
+  ASSERT_GT(includes.size(), 100u);
+  for (const Include& include : includes) {
+    const int layer = LayerOf(include.file.string().substr(4));
+    const int used = LayerOf(include.header);
+    EXPECT_GE(layer, 0) << include.file << " is in no folder of the picture";
+    if (used >= 0) {
+      EXPECT_LE(used, layer) << include.file << " includes " << include.header;
+    }
+  }
+}
+
+TEST(Architecture, TheCommandLineDoesNotKnowTheWizard) {
+  for (const Include& include : IncludesBelow("src/cli")) {
+    EXPECT_FALSE(include.header.starts_with("wizard/")) << include.file;
+  }
+}
+
+TEST(Architecture, TheSampleHostStandsOnThePlatformAlone) {
+  for (const Include& include : IncludesBelow("host")) {
+    const int used = LayerOf(include.header);
+    // Its window opens the wizard, as a host does.
+    if (used < 0 || include.file.string().starts_with("host/app/")) continue;
+    EXPECT_TRUE(include.header.starts_with("platform/")) << include.file << " includes " << include.header;
+  }
+}
+
+TEST(Architecture, DriverAndToolkitHeadersStayInTheirFolders) {
+  std::vector<Include> includes = IncludesBelow("src");
+  const std::vector<Include> host = IncludesBelow("host");
+  includes.insert(includes.end(), host.begin(), host.end());
+  for (const auto& [pattern, folders] : OutsideHeaders()) {
+    const std::regex header(pattern);
+    for (const Include& include : includes) {
+      if (!std::regex_search(include.header, header)) continue;
+      bool allowed = false;
+      for (const std::string& folder : folders) allowed = allowed || include.file.string().starts_with(folder + "/");
+      EXPECT_TRUE(allowed) << include.file << " includes " << include.header;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kestrel

@@ -1,0 +1,239 @@
+// The real program on the demo's files and a real database: what it prints, returns and stores.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+#include "platform/base/file.h"
+#include "platform/base/text.h"
+#include "platform/data/open_connection.h"
+#include "support/program.h"
+#include "support/temp_folder.h"
+
+namespace kestrel {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using testing::BuiltProgram;
+using testing::ProgramResult;
+using testing::RunProgram;
+using testing::TempFolder;
+
+class EndToEnd : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(Run({"init", host()}).status, 0);
+    for (const char* name : {"Kundenliste.IMP", "Messe.IMP", "kunden.txt", "messe.txt"}) {
+      CopyFile(std::string(KESTREL_SOURCE_DIR) + "/demo/" + name, host() + "/Import/" + name);
+    }
+  }
+
+  std::string host() const { return folder_.File("host"); }
+  std::string Spec(const std::string& name) const { return host() + "/Import/" + name; }
+
+  ProgramResult Run(std::vector<std::string> arguments, int signal_after_ms = -1) const {
+    std::vector<std::string> command = {BuiltProgram("kestrel-import")};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    if (arguments[0] != "init") command.insert(command.end(), {"--folder", host()});
+    return RunProgram(command, {}, signal_after_ms);
+  }
+
+  std::string Query(const std::string& sql) const {
+    const ConnectionPtr connection = OpenConnection(host() + "/kestrel.db");
+    const RecordsetPtr rows = connection->OpenRecordset(sql);
+    std::string text;
+    for (; !rows->IsEof(); rows->MoveNext()) {
+      for (std::size_t column = 0; column < rows->ColumnCount(); ++column) {
+        text += (column == 0 ? "" : "|") + std::string(rows->TextAt(column));
+      }
+      text += "\n";
+    }
+    return text;
+  }
+
+  // A small specification of its own beside the demo's.
+  std::string WriteSpec(const std::string& name, std::string_view content) const {
+    WriteFileAtomically(Spec(name), ToWindows1252(ReplaceAll(content, "\n", "\r\n")));
+    return name;
+  }
+
+  TempFolder folder_;
+};
+
+long Lines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
+
+TEST_F(EndToEnd, TheCustomerListIsStoredAndItsErrorsAreLogged) {
+  const ProgramResult run = Run({"run", "Kundenliste", "--user", "4711", "--format", "json"});
+  EXPECT_EQ(run.status, 1) << run.err;
+  EXPECT_EQ(run.out,
+            "{\"records\":1000,\"total\":1000,\"errors\":14,\"duplicates\":0,\"aborted\":false,\"cancelled\":false,"
+            "\"test\":false,\"message\":\"Beim Importieren der Daten sind Fehler aufgetreten. Bitte prüfen Sie diese "
+            "über die Protokolle!\"}\n");
+  // Three records have dates that the database refuses as a whole.
+  EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "997\n");
+  EXPECT_EQ(Query("SELECT KundenNummer, Bez1, Bez3, Strasse, Land, PLZ, Ort, KundeSeit, Umsatz, Mitarbeiter, Rabatt, "
+                  "Bemerkung FROM Kunden WHERE KundenNummer IN (10001, 10003)"),
+            "10001|Heike Haas||Industriestraße 60 b|DE|04109|Leipzig|03.12.1989|4384,08||2,5|\n"
+            "10003|Druckerei Herrmann OHG|Bärbel Herrmann|Waldstraße 42 a|DE|36037|Fulda|21.09.2008|5019,78|2|2,5|"
+            "Rabatt vereinbart; siehe Vertrag\n");
+  // Records without a number got the next free one, which is the number they had lost.
+  EXPECT_EQ(Query("SELECT MIN(KundenNummer), MAX(KundenNummer) FROM Kunden"), "10001|11000\n");
+
+  const ProgramResult log = Run({"log", "errors", "--last", "--format", "csv"});
+  EXPECT_EQ(log.status, 0);
+  EXPECT_EQ(Lines(log.out), 15);
+  EXPECT_THAT(log.out, HasSubstr("Dr. Erika Schmitz"));
+  EXPECT_THAT(log.out,
+              HasSubstr("Fehler: 10005 Eine Typen Unverträglichkeit wurde im Modul ImportStart festgestellt. Ein "
+                        "alphanumerischer Wert kann nicht in ein numerisches Feld geschrieben werden. (KundenNummer / "
+                        "neu (ImportRecord/ImportStart)"));
+}
+
+TEST_F(EndToEnd, KnownAddressesOfASecondFileAreHeldBackAndListedFieldByField) {
+  ASSERT_EQ(Run({"run", "Kundenliste"}).status, 1);
+  const ProgramResult run = Run({"run", "Messe"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.err, HasSubstr("Adressen wegen Dublettenverdacht nicht importiert. Bitte prüfen Sie das "
+                                 "Dublettenprotokoll!"));
+  // The translated values, not the file's own.
+  EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden WHERE Land NOT IN ('DE', 'AT', 'CH')"), "0\n");
+  EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden WHERE Kundengruppe NOT IN ('A', 'B', 'C', 'P')"), "0\n");
+
+  const ProgramResult log = Run({"log", "duplicates", "--last", "--format", "json"});
+  const long held_back = Lines(log.out) / 20;
+  EXPECT_EQ(Lines(log.out) % 20, 0) << "one row for each of the 20 assigned fields";
+  EXPECT_GE(held_back, 80) << "40 repeated exactly, 40 spelled differently";
+  EXPECT_LT(held_back, 100);
+  EXPECT_THAT(log.out, HasSubstr("\"field\":\"Bez1\""));
+  // Everything else is stored: new addresses, and those under a known number, which replace it.
+  EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), std::to_string(997 + 200 - held_back) + "\n");
+}
+
+TEST_F(EndToEnd, ATestRunStoresNothing) {
+  const ProgramResult run = Run({"run", "Kundenliste", "--test", "--format", "json"});
+  // What only the database can refuse is not found by a test.
+  EXPECT_THAT(run.out, AllOf(HasSubstr("\"errors\":11"), HasSubstr("\"test\":true")));
+  EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "0\n");
+}
+
+TEST_F(EndToEnd, ProgressGoesToStandardErrorOnlyWhenAskedFor) {
+  EXPECT_THAT(Run({"run", "Kundenliste"}).err, Not(HasSubstr("Importiere Datensatz")));
+  EXPECT_THAT(Run({"run", "Kundenliste", "--progress", "plain"}).err,
+              AllOf(HasSubstr("Importiere Datensatz 99 von 1000 (10 %)"), HasSubstr("(100 %)")));
+}
+
+TEST_F(EndToEnd, AnInterruptedRunEndsInOrder) {
+  std::string lines = "Name;Ort;Wert\r\n";
+  for (int i = 0; i < 2'000'000; ++i) lines += "Meier;Köln;1\r\n";
+  WriteFileAtomically(Spec("gross.txt"), ToWindows1252(lines));
+  WriteSpec("Gross.IMP",
+            "[Common]\nDescription=Gross\nImportClass=ksbimport.importkunden\nFileName=gross.txt\nDelimiter=;\n"
+            "[FieldAssignments]\nBez1=FIELD:Name\nOrt=FIELD:Ort\n");
+  const ProgramResult run = Run({"run", "Gross", "--format", "json"}, 1500);
+  EXPECT_EQ(run.status, 5) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("\"aborted\":true"));
+  const std::string stored = "{\"records\":" + ReplaceAll(Query("SELECT COUNT(*) FROM Kunden"), "\n", ",");
+  EXPECT_TRUE(run.out.starts_with(stored)) << run.out << stored;
+  // The database is not left locked.
+  OpenConnection(host() + "/kestrel.db")->Execute("DELETE FROM Kunden");
+}
+
+TEST_F(EndToEnd, ColumnsAndPreviewShowTheSource) {
+  EXPECT_THAT(Run({"columns", "Kundenliste", "--format", "csv"}).out, HasSubstr("5,Straße\r\n"));
+  const ProgramResult preview = Run({"preview", "Kundenliste", "-n", "2", "--format", "json"});
+  EXPECT_EQ(Lines(preview.out), 2);
+  EXPECT_TRUE(preview.out.starts_with("[\"10001\",\"Heike Haas\",\"\",\"\",\"Industriestraße 60 b\",\"D\"")) << preview.out;
+  EXPECT_EQ(Lines(Run({"preview", "Kundenliste", "-n", "0"}).out), 2) << "titles only";
+}
+
+TEST_F(EndToEnd, ShowTellsSettingsAndAssignments) {
+  const ProgramResult show = Run({"show", "Messe"});
+  EXPECT_EQ(show.status, 0) << show.err;
+  EXPECT_THAT(show.out, AllOf(HasSubstr("Kontakte der Messe"), HasSubstr("«Straße»"), HasSubstr("\"EUR\""),
+                              HasSubstr("-wird übersetzt-"), HasSubstr("tt.mm.jjjj")));
+}
+
+TEST_F(EndToEnd, ListFindsSpecificationsAndTemplates) {
+  EXPECT_THAT(Run({"list"}).out, HasSubstr("Kundenliste des Großhandels"));
+  EXPECT_THAT(Run({"list", "--templates"}).out, HasSubstr("Kunden aus Textdatei"));
+  EXPECT_THAT(Run({"list", "--app-mode", "99"}).out, Not(HasSubstr("Kundenliste")));
+}
+
+TEST_F(EndToEnd, ASpecificationIsFoundByDescriptionToo) {
+  EXPECT_EQ(Run({"columns", "Kontakte der Messe"}).status, 0);
+}
+
+TEST_F(EndToEnd, ASoundSpecificationHasNoFindings) {
+  const ProgramResult check = Run({"check", "Kundenliste"});
+  EXPECT_EQ(check.status, 0);
+  EXPECT_THAT(check.out, HasSubstr("Keine Auffälligkeiten"));
+}
+
+TEST_F(EndToEnd, CheckNamesSectionAndKeyOfEverythingSuspicious) {
+  std::string table;
+  for (int i = 0; i < 500; ++i) table += "Quellwert" + std::to_string(i) + "=A\n";
+  WriteSpec("Faul.IMP",
+            "[Common]\nDescription=Faul\nImportClass=ksbimport.importkunden\nFileName=kunden.txt\nDelimiter=;\n"
+            "Server=nirgends\nSaveFile=vielleicht\n"
+            "[FieldAssignments]\nBez1=NOTASSIGNED\nBez2=FIELD:straße\nBez3=CONST:10:30\nKundeSeit=FIELD:Kunde seit\n"
+            "Gibtesnicht=FIELD:Ort\nOrt=field:Ort\n"
+            "[FieldTranslation]\nLand=1\nKundengruppe=1\n[Translation_Kundengruppe]\n" +
+                table + "[Unbekannt]\nx=y\n");
+  const ProgramResult check = Run({"check", "Faul", "--format", "csv"});
+  EXPECT_EQ(check.status, 1);
+  for (const char* finding :
+       {"Fehler,FieldAssignments,Bez1,Das Pflichtfeld ist nicht zugeordnet.",
+        "Fehler,FieldAssignments,Bez2,", "Gemeint ist wohl \"\"Straße\"\"", "Warnung,FieldAssignments,Bez3,",
+        "gelesen wird \"\"10\"\"", "Fehler,FieldFormat,KundeSeit,", "Warnung,FieldAssignments,Gibtesnicht,",
+        "Warnung,FieldAssignments,Ort,", "Fehler,Translation_Kundengruppe,Quellwert", "Warnung,FieldTranslation,Land,",
+        "Warnung,Common,Server,", "Warnung,Common,SaveFile,", "Warnung,Unbekannt,,"}) {
+    EXPECT_THAT(check.out, HasSubstr(finding));
+  }
+}
+
+TEST_F(EndToEnd, CheckTellsAnUnknownKindOfSource) {
+  WriteSpec("Art.IMP", "[Common]\nDescription=Art\nImportClass=ksbimport.importkunden\nProvider=textdatei\n");
+  EXPECT_THAT(Run({"check", "Art", "--format", "csv"}).out,
+              HasSubstr("Fehler,Common,Provider,\"Unbekannte Art der Datenquelle \"\"textdatei\"\""));
+}
+
+TEST_F(EndToEnd, WhatCannotBeUsedIsStatus4WithTheReason) {
+  ProgramResult run = Run({"run", "Gibtesnicht"});
+  EXPECT_EQ(run.status, 4);
+  EXPECT_THAT(run.err, AllOf(HasSubstr("'Gibtesnicht' wurde nicht gefunden"), HasSubstr("Kundenliste.IMP")));
+
+  run = Run({"run", "Kundenliste", "--file", "/gibt/es/nicht.txt"});
+  EXPECT_EQ(run.status, 4);
+  EXPECT_THAT(run.err, HasSubstr("Die Datei ''/gibt/es/nicht.txt'' existiert nicht."));
+
+  WriteSpec("Ziel.IMP", "[Common]\nDescription=Ziel\nImportClass=kein.ziel\nFileName=kunden.txt\nDelimiter=;\n");
+  run = Run({"run", "Ziel"});
+  EXPECT_EQ(run.status, 4);
+  EXPECT_THAT(run.err, AllOf(HasSubstr("Der angegebene Import Provider ''kein.ziel'' kann nicht geladen werden. "
+                                       "Fehlercode 429."),
+                             HasSubstr("durchsuchte Ordner")));
+
+  EXPECT_EQ(Run({"run", "Kundenliste", "--host", "/gibt/es/nicht.db"}).status, 4);
+  WriteSpec("Pflicht.IMP",
+            "[Common]\nDescription=P\nImportClass=ksbimport.importkunden\nFileName=kunden.txt\nDelimiter=;\n"
+            "[FieldAssignments]\nBez1=NOTASSIGNED\n");
+  EXPECT_THAT(Run({"run", "Pflicht"}).err, HasSubstr("Ein Pflichtfeld wurde noch nicht zugeordnet."));
+}
+
+TEST_F(EndToEnd, WrongUseIsStatus2AndSaysWhatIsWrong) {
+  EXPECT_EQ(Run({"run"}).status, 2);
+  EXPECT_EQ(Run({"tanze"}).status, 2);
+  EXPECT_EQ(Run({"preview", "Kundenliste", "--format", "xml"}).status, 2);
+  EXPECT_EQ(Run({"--help"}).status, 0);
+}
+
+TEST_F(EndToEnd, NoWorkingCopyIsLeftBehind) {
+  Run({"run", "Kundenliste", "--test"});
+  for (const std::string& path : ListFiles(host() + "/Import")) {
+    EXPECT_FALSE(FileNameOfPath(path).starts_with("~")) << path;
+  }
+}
+
+}  // namespace
+}  // namespace kestrel

@@ -1,0 +1,191 @@
+"""Finds and uses controls as a screen reader does: by role and spoken name, through the accessibility bus.
+
+Import only after DBUS_SESSION_BUS_ADDRESS names the bus to use.
+"""
+
+import time
+
+import pyatspi
+from gi.repository import GLib
+
+PATIENCE = 20  # seconds
+PAUSE = 0.05
+MOST_TABS = 40
+
+DOWN, HOME, TAB = 0xFF54, 0xFF50, 0xFF09  # key symbols of X
+
+
+class NotFound(Exception):
+    """What was looked for did not come up in time."""
+
+
+def eventually(condition, what, patience=PATIENCE):
+    """The first result of `condition` that is true. Objects vanish while they are looked at; that is no error."""
+    end = time.monotonic() + patience
+    while True:
+        try:
+            result = condition()
+            if result:
+                return result
+        except (GLib.Error, LookupError, AttributeError, NotImplementedError):
+            pass
+        if time.monotonic() > end:
+            raise NotFound(what)
+        time.sleep(PAUSE)
+
+
+def application(name):
+    def find():
+        desktop = pyatspi.Registry.getDesktop(0)
+        # Without a message loop of our own nothing would tell the cache what has changed.
+        desktop.set_cache_mask(pyatspi.Atspi.Cache.NONE)
+        for running in desktop:
+            if running is not None and running.name == name:
+                return running
+        return None
+    return eventually(find, "application " + name)
+
+
+def is_showing(accessible):
+    return accessible.getState().contains(pyatspi.STATE_SHOWING)
+
+
+def is_named(accessible, name):
+    """A control is called by its own name or by the label it belongs to."""
+    if accessible.name == name:
+        return True
+    for relation in accessible.getRelationSet():
+        if relation.getRelationType() == pyatspi.RELATION_LABELLED_BY:
+            labels = [relation.getTarget(index) for index in range(relation.getNTargets())]
+            if any(label.name.rstrip(":") == name for label in labels):
+                return True
+    return False
+
+
+def walk(accessible):
+    """The object and everything in it that is shown; of lists and tables only themselves."""
+    yield accessible
+    if accessible.getRoleName() in ("table", "list"):
+        return
+    for child in accessible:
+        if child is not None and is_showing(child):
+            yield from walk(child)
+
+
+class Window:
+    """A window of the application: what it holds is asked for anew at every look."""
+
+    def __init__(self, accessible):
+        self.accessible = accessible
+
+    @staticmethod
+    def shown(app, matches, what):
+        """The first shown window that `matches` likes."""
+        def find():
+            for window in app:
+                if window is not None and is_showing(window) and matches(Window(window)):
+                    return Window(window)
+            return None
+        return eventually(find, what)
+
+    def has(self, role, name):
+        return self._look(role, name) is not None
+
+    def find(self, role, name):
+        return eventually(lambda: self._look(role, name), f"{role} '{name}' in '{self.accessible.name}'")
+
+    def _look(self, role, name):
+        for accessible in walk(self.accessible):
+            if accessible.getRoleName() == role and is_named(accessible, name):
+                return accessible
+        return None
+
+    def texts(self):
+        """Everything that is read out in the window."""
+        return [accessible.name for accessible in walk(self.accessible) if accessible.name]
+
+    def press(self, name, role="push button"):
+        control = self.find(role, name)
+        if not control.getState().contains(pyatspi.STATE_ENABLED):
+            raise NotFound(f"'{name}' is disabled")
+        action = control.queryAction()
+        for index in range(action.nActions):
+            if action.getName(index).lower() in ("press", "toggle"):
+                action.doAction(index)
+                return control
+        raise NotFound(f"nothing to press '{name}' with")
+
+    def choose(self, name):
+        """Selects a radio button."""
+        control = self.find("radio button", name)
+        if not control.getState().contains(pyatspi.STATE_CHECKED):
+            self.press(name, "radio button")
+        eventually(lambda: control.getState().contains(pyatspi.STATE_CHECKED), f"'{name}' selected")
+
+    def focus(self, role, name):
+        control = self.find(role, name)
+        if role in ("table", "list", "combo box"):
+            # Qt lets no one else put the focus on a list; the Tab key comes by in the end.
+            for _ in range(MOST_TABS):
+                if has_focus(control):
+                    return control
+                key(TAB)
+        control.queryComponent().grabFocus()
+        eventually(lambda: has_focus(control), f"focus on '{name}'")
+        return control
+
+    def type_into(self, name, text, role="text"):
+        control = self.focus(role, name)
+        control.queryEditableText().setTextContents(text)
+        eventually(lambda: read(control) == text, f"'{text}' in '{name}'")
+        return control
+
+    def select_line(self, role, name, line):
+        """Goes down with the arrow key to the line of a list or table that begins with `line`."""
+        control = self.focus(role, name)
+        if role == "list":
+            key(HOME)
+        current = eventually(lambda: selected_line(control), f"a selected line of '{name}'")
+        while current != line:
+            key(DOWN)
+            before = current
+            eventually(lambda: selected_line(control) not in (None, before), f"line '{line}' of '{name}'", 3)
+            current = selected_line(control)
+
+    def choose_entry(self, name, entry):
+        """Goes down with the arrow key to the entry of a drop-down list."""
+        control = self.focus("combo box", name)
+        for _ in control.getChildAtIndex(0):
+            key(DOWN)
+            # A drop-down list tells its entry as its name.
+            if control.name == entry:
+                return
+        raise NotFound(f"entry '{entry}' of '{name}'")
+
+
+def has_focus(control):
+    return control.getState().contains(pyatspi.STATE_FOCUSED)
+
+
+def selected_line(control):
+    """What the selected line of a list or table begins with; none where no line is selected."""
+    grid = control.queryTable()
+    rows = grid.getSelectedRows()
+    return grid.getAccessibleAt(rows[0], 0).name if rows else None
+
+
+def read(accessible):
+    text = accessible.queryText()
+    return text.getText(0, text.characterCount)
+
+
+def key(symbol):
+    pyatspi.Registry.generateKeyboardEvent(symbol, None, pyatspi.KEY_SYM)
+    time.sleep(PAUSE)
+
+
+def table_lines(table):
+    """The lines of a table, each as the list of its cells' texts."""
+    grid = table.queryTable()
+    return [[grid.getAccessibleAt(row, column).name for column in range(grid.nColumns)]
+            for row in range(grid.nRows)]

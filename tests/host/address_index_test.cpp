@@ -1,0 +1,109 @@
+#include "components/address_index.h"
+
+#include "components/duplicate_keys.h"
+#include "host/host_fixture.h"
+
+namespace kestrel {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+class AddressIndex : public testing::HostFixture {
+ protected:
+  static std::string Key(const char* code, const char* text) { return host::BuildDoubletKey(code, text); }
+};
+
+TEST_F(AddressIndex, EveryStoredAddressGetsItsRow) {
+  EXPECT_EQ(Import(Importer(), {{"KundenNummer", "17"},
+                                {"Bez1", "Schmidt GmbH"},
+                                {"Strasse", "Ringstr. 1"},
+                                {"PLZ", "50667"},
+                                {"Ort", "Köln"},
+                                {"Kundengruppe", "B"}}),
+            "");
+  const char* text = "50667|Köln|Ringstr. 1|Schmidt GmbH|Schmidt GmbH||||B";
+  EXPECT_THAT(Rows("SELECT Adressart, Referenz, Doubletkey1, Doubletkey2, Doubletkey3 FROM Adressindex"),
+              ElementsAre("1|17|" + Key("1", text) + "|" + Key("2", text) + "|" + Key("3", text)));
+}
+
+TEST_F(AddressIndex, EachAddressTypeHasItsBit) {
+  Import(Importer("ksbimport.importkunden"), {{"Bez1", "A"}});
+  Import(Importer("ksbimport.importinteressenten"), {{"Bez1", "A"}});
+  Import(Importer("ksbimport.importlieferanten"), {{"Bez1", "A"}});
+  EXPECT_THAT(Rows("SELECT Adressart, Referenz FROM Adressindex ORDER BY 1"),
+              ElementsAre("1|1", "8|1", "32|1"));
+}
+
+TEST_F(AddressIndex, KeysThatAnAddressLacksAreNull) {
+  Import(Importer(), {{"Bez1", "Meyer"}});
+  const std::vector<std::string> rows = Rows("SELECT Doubletkey2, Doubletkey3 FROM Adressindex");
+  EXPECT_THAT(rows, ElementsAre("NULL|NULL"));
+}
+
+TEST_F(AddressIndex, AnUpdateMakesTheKeysOfTheRowAsItThenStands) {
+  const ObjectPtr importer = Importer();
+  Import(importer, {{"KundenNummer", "5"}, {"Bez1", "Meyer"}, {"PLZ", "50667"}, {"Ort", "Köln"}});
+  Import(importer, {{"KundenNummer", "5"}, {"Bez1", "Schulze"}});
+  const char* text = "50667|Köln||Schulze|Schulze||||";
+  EXPECT_THAT(Rows("SELECT Referenz, Doubletkey1, Doubletkey2 FROM Adressindex"),
+              ElementsAre("5|" + Key("1", text) + "|" + Key("2", text)));
+}
+
+TEST_F(AddressIndex, IsLeftAloneUnlessTheHostKeepsIt) {
+  const ObjectPtr importer = Importer();
+  Set("Doubletindex", "0");
+  EXPECT_EQ(Import(importer, {{"Bez1", "A"}}), "");
+  EXPECT_THAT(Rows("SELECT * FROM Adressindex"), IsEmpty());
+  Set("Doubletindex", "1");
+  EXPECT_EQ(Import(importer, {{"Bez1", "B"}}), "");
+  EXPECT_THAT(Rows("SELECT Referenz FROM Adressindex"), ElementsAre("2"));
+}
+
+TEST_F(AddressIndex, AnAddressThatCannotBeIndexedIsNotStoredEither) {
+  Set("AlgorithmCode2", "99");
+  const ObjectPtr importer = Importer();
+  EXPECT_THAT(Import(importer, {{"Bez1", "A"}}), HasSubstr("'99'"));
+  EXPECT_THAT(Rows("SELECT * FROM Kunden"), IsEmpty());
+  Set("AlgorithmCode2", "2");
+  EXPECT_EQ(Import(importer, {{"KundenNummer", "3"}, {"Bez1", "B"}}), "");
+  Set("AlgorithmCode2", "99");
+  EXPECT_THAT(Import(importer, {{"KundenNummer", "3"}, {"Bez1", "C"}}), HasSubstr("'99'"));
+  EXPECT_THAT(Rows("SELECT Bez1 FROM Kunden"), ElementsAre("B"));
+  EXPECT_THAT(Import(importer, {{"KundenNummer", "-3"}, {"Bez1", "D"}}), HasSubstr("-3"));
+}
+
+TEST_F(AddressIndex, TheLookUpUsesTheKeysIndexes) {
+  // On an empty table this server would rather read it from end to end.
+  if (OnPostgres()) connection->Execute("SET enable_seqscan = off");
+  const auto plan = [&](const std::string& condition) {
+    const std::string explain = OnPostgres() ? "EXPLAIN " : "EXPLAIN QUERY PLAN ";
+    std::string text;
+    for (const std::string& row : Rows(explain + "SELECT * FROM Adressindex where " + condition))
+      text += row + "\n";
+    return text;
+  };
+  const auto uses = [&](const std::string& number) {
+    return OnPostgres() ? HasSubstr("Index Scan on adressindex" + number)
+                        : HasSubstr("USING INDEX Adressindex" + number + " (Doubletkey" + number + "=?)");
+  };
+  const std::string keys = "( Doubletkey1 = 'k1'  OR  Doubletkey2 = 'k2'  OR  Doubletkey3 = 'k3' )";
+  const auto uses_all = ::testing::AllOf(uses("1"), uses("2"), uses("3"), ::testing::Not(HasSubstr("SCAN")));
+  EXPECT_THAT(plan(" (Adressart = 1)  and " + keys), uses_all);
+  EXPECT_THAT(plan(" (Adressart = 1 Or Adressart = 8 Or Adressart = 32)  and " + keys), uses_all);
+  EXPECT_THAT(plan(" (Adressart = 1)  and " + keys + " And Not (Adressart = 1 And Referenz = '5')"), uses_all);
+  EXPECT_THAT(plan(" (Adressart = 1)  and ( Doubletkey2 = 'k2' )"), uses("2"));
+}
+
+TEST_F(AddressIndex, LaterRecordsFindEarlierOnesOfTheSameRun) {
+  Import(Importer(), {{"Bez1", "Meyer"}, {"PLZ", "50667"}});
+  EXPECT_TRUE(connection->InTransaction());
+  const std::string key = Key("2", "50667|||Maier|Maier||||");
+  EXPECT_FALSE(connection
+                   ->OpenRecordset("SELECT * FROM Adressindex where  (Adressart = 1)  and ( Doubletkey2 = '" +
+                                   key + "' )")
+                   ->IsEof());
+}
+
+}  // namespace kestrel

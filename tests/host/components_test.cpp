@@ -1,0 +1,156 @@
+#include <thread>
+
+#include "host/host_fixture.h"
+#include "platform/base/file.h"
+
+namespace kestrel {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+using LogComponent = testing::HostFixture;
+using SettingsComponent = testing::HostFixture;
+using DoubletFunctions = testing::HostFixture;
+using HostPlugIn = testing::HostFixture;
+
+TEST_F(LogComponent, WritesAHeadAndRows) {
+  const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
+  Value host(connection);
+  const Value key = CallMethod(log, "CreateProtokoll", ByRef(host), "Datenimport", "Dr. Erika Schmitz",
+                               "LST_Import", "07.03.2024", "Kunden", "/tmp/x", "Textdatei");
+  EXPECT_EQ(key, Value("1"));
+  CallMethod(log, "AddNewRecord");
+  CallMethod(log, "SetField", 10, 0, "Fehler: 5");
+  CallMethod(log, "UpdateRecord");
+  CallMethod(log, "AddNewRecord");
+  Value text("zweiter");
+  CallMethod(log, "SetField", 10, 2, ByRef(text));
+  CallMethod(log, "UpdateRecord");
+  EXPECT_THAT(Rows("SELECT Titel, Benutzer, Liste, Datum, Beschreibung, Datei, Quelle, Klasse FROM Protokoll"),
+              ElementsAre("Datenimport|Dr. Erika Schmitz|LST_Import|07.03.2024|Kunden|/tmp/x|Textdatei|"));
+  EXPECT_THAT(Rows("SELECT ProtokollNr, Spalte0, Spalte1, Spalte2 FROM Protokollzeilen ORDER BY ZeilenNr"),
+              ElementsAre("1|Fehler: 5|NULL|NULL", "1|NULL|NULL|zweiter"));
+}
+
+TEST_F(LogComponent, TakesTenArgumentsWithTheNinthLeftOut) {
+  const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
+  Value host(connection);
+  const auto create = [&] {
+    return CallMethod(log, "CreateProtokoll", ByRef(host), "a", "b", "c", "07.03.2024", "e", "f", "g", kMissing,
+                      "clsProtokoll");
+  };
+  EXPECT_EQ(create(), Value("1"));
+  EXPECT_EQ(create(), Value("2"));
+  EXPECT_THAT(Rows("SELECT Datum, Klasse FROM Protokoll"),
+              ElementsAre("07.03.2024|clsProtokoll", "07.03.2024|clsProtokoll"));
+}
+
+TEST_F(LogComponent, RefusesRowsWithoutALog) {
+  const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
+  EXPECT_ERROR(CallMethod(log, "AddNewRecord"), ErrorNumber::kObjectNotSet);
+  Value host(connection);
+  CallMethod(log, "CreateProtokoll", ByRef(host), "a", "b", "c", "07.03.2024", "e", "f", "g");
+  EXPECT_ERROR(CallMethod(log, "SetField", 10, 0, "x"), ErrorNumber::kInvalidProcedureCall);
+  EXPECT_ERROR(CallMethod(log, "UpdateRecord"), ErrorNumber::kInvalidProcedureCall);
+  CallMethod(log, "AddNewRecord");
+  EXPECT_ERROR(CallMethod(log, "SetField", 10, 3, "x"), ErrorNumber::kSubscriptOutOfRange);
+  EXPECT_ERROR(CallMethod(log, "SetField", 11, 0, "x"), ErrorNumber::kInvalidProcedureCall);
+}
+
+TEST_F(LogComponent, TheReaderGivesAllLogsOfAListOrTheLast) {
+  const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
+  Value host(connection);
+  for (const char* list : {"LST_Import", "LST_ImportDublett", "LST_Import"}) {
+    CallMethod(log, "CreateProtokoll", ByRef(host), "t", "u", list, "07.03.2024", "e", "f", "g");
+    CallMethod(log, "AddNewRecord");
+    CallMethod(log, "SetField", 10, 0, list);
+    CallMethod(log, "UpdateRecord");
+  }
+  const ObjectPtr reader = components.CreateObject("kestrelhost.LogReader");
+  SetProperty(reader, "Connection", connection);
+  const RecordsetPtr all = ToRecordset(CallMethod(reader, "ReadLog", "LST_Import", false));
+  EXPECT_EQ(all->RecordCount(), 2);
+  EXPECT_EQ(all->TextAt(all->RequireColumn("Datum")), "07.03.2024");
+  EXPECT_EQ(all->TextAt(all->RequireColumn("Spalte0")), "LST_Import");
+  const RecordsetPtr last = ToRecordset(CallMethod(reader, "ReadLog", "LST_Import", true));
+  EXPECT_EQ(last->RecordCount(), 1);
+  EXPECT_EQ(last->TextAt(last->RequireColumn("Protokoll")), "3");
+}
+
+TEST_F(SettingsComponent, ReadsSettingsOfTheConnection) {
+  const ObjectPtr settings = components.CreateObject("KSBSetting.KSSettings");
+  Value result;
+  EXPECT_ERROR(CallMethod(settings, "GetSetting", "a", "b", ByRef(result), "Standard", "Standard", "0"),
+               ErrorNumber::kObjectNotSet);
+  Value host(connection);
+  CallMethod(settings, "Init", 0, ByRef(host));
+  CallMethod(settings, "GetSetting", "Adressindex", "Doubletindex", ByRef(result), "Standard", "Standard", "0");
+  EXPECT_EQ(result, Value("1"));
+  CallMethod(settings, "GetSetting", "Adressindex", "gibt es nicht", ByRef(result), "Standard", "Standard",
+             "0");
+  EXPECT_EQ(result, Value("0"));
+}
+
+TEST_F(SettingsComponent, SeesItsOwnChangesAtOnceAndThoseOfOthersSoon) {
+  const auto read = [&] {
+    const ObjectPtr settings = components.CreateObject("KSBSetting.KSSettings");
+    Value host(connection);
+    Value result;
+    CallMethod(settings, "Init", 0, ByRef(host));
+    CallMethod(settings, "GetSetting", "Adressindex", "Doubletindex", ByRef(result), "Standard", "Standard",
+               "0");
+    return result.ToText();
+  };
+  EXPECT_EQ(read(), "1");
+  Set("Doubletindex", "0");
+  EXPECT_EQ(read(), "0");
+  OpenConnection(file)->Execute("UPDATE Einstellungen SET Wert = '1' WHERE Name = 'Doubletindex'");
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_EQ(read(), "1");
+}
+
+TEST_F(DoubletFunctions, BuildsKeysByCode) {
+  const ObjectPtr functions = components.CreateObject("ksDoubLb.DoubletFunctions");
+  Value code("2");
+  Value one("50667|Köln||Meyer|Meyer||||");
+  Value other("50667|Bonn||Maier|Maier||||");
+  const Value key = CallMethod(functions, "BuildDoubletKey", ByRef(code), ByRef(one));
+  EXPECT_EQ(key, CallMethod(functions, "BuildDoubletKey", ByRef(code), ByRef(other)));
+  EXPECT_NE(key, Value(""));
+  code = Value("?");
+  EXPECT_ERROR(CallMethod(functions, "BuildDoubletKey", ByRef(code), ByRef(one)),
+               ErrorNumber::kInvalidProcedureCall);
+}
+
+TEST_F(HostPlugIn, IsLoadedThroughItsAnnouncement) {
+  ComponentRegistry registry;
+  registry.AddFolder(KESTREL_BINARY_DIR "/lib/kestrel/components");
+  for (const std::string& prog_id : registry.ProgIds())
+    EXPECT_NE(registry.CreateObject(prog_id), nullptr) << prog_id;
+  const ObjectPtr importer = registry.CreateObject("ksbimport.importkunden");
+  SetProperty(importer, "Connection", connection);
+  EXPECT_EQ(Import(importer, {{"Bez1", "A"}}), "");
+  EXPECT_THAT(Rows("SELECT Bez1 FROM Kunden"), ElementsAre("A"));
+}
+
+TEST_F(HostPlugIn, SetsUpASampleHostWithoutTouchingWhatIsThere) {
+  const ObjectPtr setup = components.CreateObject("kestrelhost.Setup");
+  const std::string sample = folder.File("neu/hier");
+  const std::string database = CallMethod(setup, "CreateSampleHost", sample).ToText();
+  EXPECT_EQ(database, sample + "/kestrel.db");
+  for (const char* name :
+       {"Kunden.IMP", "Kunden.IMT", "Interessenten.IMT", "Lieferanten.IMT", "Beispieladressen.txt"}) {
+    EXPECT_TRUE(FileExists(sample + "/Import/" + name)) << name;
+  }
+  const ConnectionPtr host = OpenConnection(database);
+  host->Execute("DELETE FROM Importfelder WHERE FieldName = 'Rabatt'");
+  host->Execute("UPDATE Einstellungen SET Wert = '0' WHERE Name = 'Doubletindex'");
+  WriteFileAtomically(sample + "/Import/Kunden.IMP", "x");
+  CallMethod(setup, "CreateSampleHost", sample);
+  EXPECT_EQ(ReadWholeFile(sample + "/Import/Kunden.IMP"), "x");
+  EXPECT_EQ(host->OpenRecordset("SELECT * FROM Importfelder WHERE FieldName = 'Rabatt'")->RecordCount(), 0);
+  EXPECT_EQ(host->OpenRecordset("SELECT * FROM Einstellungen WHERE Wert = '0'")->RecordCount(), 1);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,228 @@
+#include <thread>
+
+#include "host/host_fixture.h"
+#include "platform/data/memory_recordset.h"
+
+namespace kestrel {
+
+using ::testing::AnyOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+using TableImporter = testing::HostFixture;
+
+TEST_F(TableImporter, FieldsComeInOrderWithTheirProperties) {
+  const RecordsetPtr fields = ToRecordset(CallMethod(Importer(), "GetFields"));
+  ASSERT_EQ(fields->RecordCount(), 20);
+  const auto text = [&](const char* column) {
+    return std::string(fields->TextAt(fields->RequireColumn(column)));
+  };
+  EXPECT_EQ(text("FieldName"), "KundenNummer");
+  EXPECT_EQ(text("FieldTyp"), "INT");
+  EXPECT_EQ(text("Obligation"), "Falsch");
+  fields->MoveNext();
+  EXPECT_EQ(text("FieldName"), "Bez1");
+  EXPECT_EQ(text("Obligation"), "Wahr");
+  EXPECT_EQ(text("Size"), "50");
+  EXPECT_EQ(text("FieldTyp"), "VARCHAR");
+  while (text("FieldName") != "Kundengruppe") fields->MoveNext();
+  EXPECT_EQ(text("RowSourceTyp"), "0");
+  const RecordsetPtr groups = connection->OpenRecordset(text("RowSource"));
+  EXPECT_TRUE(groups->FindColumn(OnPostgres() ? "description" : "Description").has_value());
+  fields->MoveNext();
+  EXPECT_EQ(text("FieldName"), "KundeSeit");
+  EXPECT_EQ(text("DateField"), "Wahr");
+}
+
+TEST_F(TableImporter, EachDestinationHasItsOwnNumberAndGroup) {
+  const auto names = [&](const char* prog_id) {
+    std::vector<std::string> list;
+    for (const RecordsetPtr f = ToRecordset(CallMethod(Importer(prog_id), "GetFields")); !f->IsEof();
+         f->MoveNext()) {
+      list.emplace_back(f->TextAt(0));
+    }
+    return list;
+  };
+  EXPECT_THAT(names("ksbimport.importinteressenten"),
+              ::testing::IsSupersetOf({"Interessentennummer", "Kundengruppe"}));
+  EXPECT_THAT(names("ksbimport.importlieferanten"),
+              ::testing::IsSupersetOf({"LieferantenNummer", "Lieferantengruppe"}));
+}
+
+TEST_F(TableImporter, HasNoSettingsDialog) {
+  const ObjectPtr importer = Importer();
+  LetProperty(importer, "PersonalNr", "4711");
+  LetProperty(importer, "Application", 2);
+  LetProperty(importer, "SpecificationFile", "/tmp/x");
+  EXPECT_EQ(GetProperty(importer, "HasConfig"), Value(false));
+  CallMethod(importer, "ShowConfig");
+  EXPECT_EQ(GetProperty(importer, "ErrorCode"), Value(0));
+}
+
+TEST_F(TableImporter, ValuesAreStoredInTheTypesOfTheirColumns) {
+  EXPECT_EQ(Import(Importer(), {{"KundenNummer", "17"},
+                                {"Bez1", "Müller € Söhne"},
+                                {"KundeSeit", "20240229000000"},
+                                {"Umsatz", "1234,5"},
+                                {"Rabatt", "2.25"},
+                                {"Mitarbeiter", " 12 "},
+                                {"Bez2", ""}}),
+            "");
+  EXPECT_THAT(
+      Rows("SELECT KundenNummer, Bez1, CAST(KundeSeit AS TEXT), Umsatz, Rabatt, Mitarbeiter, Bez2, Bez3 "
+           "FROM Kunden"),
+      ElementsAre("17|Müller € Söhne|2024-02-29|1234,5|2,25|12||NULL"));
+  // One of the two keeps values of any type in any column.
+  if (!OnPostgres()) {
+    EXPECT_THAT(Rows("SELECT typeof(Umsatz), typeof(Mitarbeiter) FROM Kunden"), ElementsAre("real|integer"));
+  }
+}
+
+TEST_F(TableImporter, ARecordWithoutNumberGetsTheNextFreeOne) {
+  const ObjectPtr importer = Importer();
+  EXPECT_EQ(Import(importer, {{"Bez1", "A"}}), "");
+  EXPECT_EQ(Import(importer, {{"KundenNummer", "41"}, {"Bez1", "B"}}), "");
+  EXPECT_EQ(Import(importer, {{"KundenNummer", ""}, {"Bez1", "C"}}), "");
+  EXPECT_EQ(Import(importer, {{"KundenNummer", "7"}, {"Bez1", "D"}}), "");
+  EXPECT_EQ(Import(importer, {{"Bez1", "E"}}), "");
+  CallMethod(importer, "AfterImport");
+  connection->Execute("INSERT INTO Kunden (KundenNummer, Bez1) VALUES (100, 'von anderer Hand')");
+  EXPECT_EQ(Import(importer, {{"Bez1", "F"}}), "");
+  EXPECT_THAT(Rows("SELECT KundenNummer, Bez1 FROM Kunden ORDER BY 1"),
+              ElementsAre("1|A", "7|D", "41|B", "42|C", "43|E", "100|von anderer Hand", "101|F"));
+}
+
+TEST_F(TableImporter, ANumberTakenMeanwhileInTheSameTransactionIsPassedOver) {
+  const ObjectPtr importer = Importer();
+  connection->Begin();
+  EXPECT_EQ(Import(importer, {{"Bez1", "A"}}), "");
+  connection->Execute("INSERT INTO Kunden (KundenNummer, Bez1) VALUES (2, 'von anderer Hand')");
+  EXPECT_EQ(Import(importer, {{"Bez1", "C"}}), "");
+  connection->Commit();
+  EXPECT_THAT(Rows("SELECT KundenNummer FROM Kunden"), ElementsAre("1", "2", "3"));
+}
+
+TEST_F(TableImporter, AnExistingNumberIsUpdatedWhereTheRecordHasValues) {
+  const ObjectPtr importer = Importer();
+  Import(importer,
+         {{"KundenNummer", "5"}, {"Bez1", "Alt"}, {"Ort", "Köln"}, {"Telefon", "1"}, {"Mitarbeiter", "3"}});
+  EXPECT_EQ(Import(importer, {{"KundenNummer", "5"}, {"Bez1", "Neu"}, {"Telefon", ""}, {"Mitarbeiter", ""}}),
+            "");
+  EXPECT_THAT(Rows("SELECT KundenNummer, Bez1, Ort, Telefon, Mitarbeiter FROM Kunden"),
+              ElementsAre("5|Neu|Köln||3"));
+}
+
+TEST_F(TableImporter, WhatCannotBeStoredIsToldWithTheField) {
+  const ObjectPtr importer = Importer();
+  EXPECT_THAT(Import(importer, {{"Ort", "Köln"}}), HasSubstr("Pflichtfeld 'Bez1'"));
+  EXPECT_THAT(Import(importer, {{"Bez1", ""}}), HasSubstr("Pflichtfeld 'Bez1'"));
+  EXPECT_THAT(Import(importer, {{"Bez1", "x"}, {"Mitarbeiter", "12,5"}}),
+              HasSubstr("'Mitarbeiter' erwartet eine ganze Zahl"));
+  EXPECT_THAT(Import(importer, {{"Bez1", "x"}, {"KundenNummer", "K-12"}}), HasSubstr("'KundenNummer'"));
+  EXPECT_THAT(Import(importer, {{"Bez1", "x"}, {"Umsatz", "viel"}}), HasSubstr("'Umsatz' erwartet eine Zahl"));
+  EXPECT_THAT(Import(importer, {{"Bez1", "x"}, {"KundeSeit", "20230229000000"}}),
+              HasSubstr("'KundeSeit' erwartet ein Datum"));
+  EXPECT_THAT(Import(importer, {{"Bez1", "x"}, {"Land", "Österreich"}}),
+              HasSubstr("'Land' ist länger als 3 Zeichen"));
+  EXPECT_THAT(Import(importer, {{"Bez1", "x"}, {"Mitarbeiter", "-1"}}),
+              AnyOf(HasSubstr("CHECK"), HasSubstr("check constraint")));
+  EXPECT_EQ(Import(importer, {{"Bez1", "danach"}, {"Land", "ÖÄÜ"}}), "");
+  EXPECT_THAT(Rows("SELECT Bez1 FROM Kunden"), ElementsAre("danach"));
+}
+
+TEST_F(TableImporter, ARecordOfAnotherMakeIsStoredByItsColumnNames) {
+  const ObjectPtr importer = Importer();
+  const auto record = std::make_shared<MemoryRecordset>();
+  record->AppendColumn("ort");
+  record->AppendColumn("Bez1");
+  record->AddNew();
+  record->SetText(0, "Bonn");
+  record->SetText(1, "Meyer");
+  CallMethod(importer, "ImportRecord", record);
+  EXPECT_EQ(GetProperty(importer, "ErrorDescription"), Value(""));
+  EXPECT_THAT(Rows("SELECT Bez1, Ort FROM Kunden"), ElementsAre("Meyer|Bonn"));
+  CallMethod(importer, "ImportRecord", 5);
+  EXPECT_NE(GetProperty(importer, "ErrorCode"), Value(0));
+}
+
+TEST_F(TableImporter, NewRecordsAreEmpty) {
+  const ObjectPtr importer = Importer();
+  const RecordsetPtr first = ToRecordset(CallMethod(importer, "GetNewRecord"));
+  first->SetText(1, "Meyer");
+  const RecordsetPtr second = ToRecordset(CallMethod(importer, "GetNewRecord"));
+  EXPECT_EQ(second->ColumnCount(), 20U);
+  for (std::size_t i = 0; i < second->ColumnCount(); ++i) EXPECT_TRUE(second->IsNull(i));
+}
+
+TEST_F(TableImporter, ADestinationOfOnesOwnNeedsOnlyRows) {
+  connection->Execute("CREATE TABLE Vertreter (Nr INTEGER PRIMARY KEY, Nachname TEXT, Gebiet TEXT)");
+  connection->Execute(
+      "INSERT INTO Importziele VALUES ('ksbimport.importvertreter', 'Vertreter', 'Nummer', NULL, 0)");
+  connection->Execute(
+      "INSERT INTO Importfelder VALUES ('ksbimport.importvertreter', 1, 'Nummer', FALSE, 0, '', 9, 'INT', "
+      "FALSE, 'Nr'), "
+      "('ksbimport.importvertreter', 2, 'Name', TRUE, 0, '', 20, 'VARCHAR', FALSE, 'Nachname')");
+  folder.Write("own.component", "[Components]\r\nksbimport.importvertreter=libkestrelhost.so\r\n");
+  ComponentRegistry registry;
+  registry.AddFolder(folder.path());
+  host::RegisterComponents(registry);
+  const ObjectPtr importer = registry.CreateObject("ksbimport.importvertreter");
+  SetProperty(importer, "Connection", connection);
+  EXPECT_EQ(Import(importer, {{"Name", "Lohmann"}}), "");
+  EXPECT_THAT(Rows("SELECT * FROM Vertreter"), ElementsAre("1|Lohmann|NULL"));
+  EXPECT_THAT(Rows("SELECT * FROM Adressindex"), IsEmpty());
+}
+
+TEST_F(TableImporter, NamesThatCouldChangeAStatementAreRefused) {
+  connection->Execute("UPDATE Importfelder SET Spalte = 'Ort) VALUES (1); --' WHERE FieldName = 'Ort'");
+  const ObjectPtr importer = Importer();
+  const RecordsetPtr fields = ToRecordset(CallMethod(importer, "GetFields"));
+  EXPECT_EQ(fields->RecordCount(), 0);
+  EXPECT_EQ(fields->ColumnCount(), 7U);
+  EXPECT_THAT(GetProperty(importer, "ErrorDescription").ToText(), HasSubstr("unzulässigen Namen"));
+}
+
+TEST_F(TableImporter, AHostWithoutTablesIsToldAndNothingIsRaised) {
+  const ConnectionPtr empty = OpenConnection(folder.File("leer.db"));
+  const ObjectPtr importer = components.CreateObject("ksbimport.importkunden");
+  SetProperty(importer, "Connection", empty);
+  for (const char* member : {"GetFields", "GetNewRecord"}) {
+    CallMethod(importer, member);
+    EXPECT_THAT(GetProperty(importer, "ErrorDescription").ToText(), HasSubstr("Importziele")) << member;
+  }
+  Value cancel(false);
+  CallMethod(importer, "BeforeImport", ByRef(cancel));
+  EXPECT_EQ(cancel, Value(false));
+  EXPECT_NE(GetProperty(importer, "ErrorCode"), Value(0));
+}
+
+TEST_F(TableImporter, TheConnectionMustBeOne) {
+  const ObjectPtr importer = components.CreateObject("ksbimport.importkunden");
+  EXPECT_ERROR(SetProperty(importer, "Connection", nullptr), ErrorNumber::kObjectNotSet);
+  EXPECT_ERROR(SetProperty(importer, "Connection", importer), ErrorNumber::kMemberNotFound);
+}
+
+TEST_F(TableImporter, RecordsAreSeenByOthersAfterTheImport) {
+  const ObjectPtr importer = Importer();
+  Value cancel(false);
+  CallMethod(importer, "BeforeImport", ByRef(cancel));
+  EXPECT_EQ(cancel, Value(false));
+  Import(importer, {{"Bez1", "A"}});
+  CallMethod(importer, "AfterImport");
+  EXPECT_EQ(OpenConnection(file)->OpenRecordset("SELECT * FROM Kunden")->RecordCount(), 1);
+}
+
+TEST_F(TableImporter, AnAbortedImportLeavesNothingLocked) {
+  const ObjectPtr importer = Importer();
+  Import(importer, {{"Bez1", "A"}});
+  std::this_thread::sleep_for(std::chrono::milliseconds(400));
+  const ConnectionPtr other = OpenConnection(file);
+  EXPECT_EQ(other->OpenRecordset("SELECT * FROM Kunden")->RecordCount(), 1);
+  other->Execute("INSERT INTO Kunden (KundenNummer, Bez1) VALUES (2, 'B')");
+  EXPECT_EQ(Import(importer, {{"Bez1", "C"}}), "");
+  EXPECT_THAT(Rows("SELECT Bez1 FROM Kunden ORDER BY KundenNummer"), ElementsAre("A", "B", "C"));
+}
+
+}  // namespace kestrel

@@ -1,0 +1,241 @@
+#include "app/host_window.h"
+
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+
+#include "app/host_database.h"
+#include "host/host_fixture.h"
+#include "platform/base/file.h"
+#include "platform/dialogs/recording_user_interface.h"
+
+namespace kestrel::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class HostWindowTest : public HostFixture {
+ protected:
+  HostWindowTest() { qputenv("KESTREL_HOME", folder.path().c_str()); }
+
+  void AddCustomer(const char* number, const char* name, const char* place, const char* since = "") {
+    ASSERT_EQ(
+        Import(Importer(), {{"KundenNummer", number}, {"Bez1", name}, {"Ort", place}, {"KundeSeit", since}}),
+        "");
+  }
+
+  void AddErrorLog(const char* description, const char* message) {
+    const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
+    Value host(connection);
+    CallMethod(log, "CreateProtokoll", ByRef(host), "Titel", "Dr. Erika Schmitz", "LST_Import", "07.03.2024",
+               description, "Kunden.IMP", "Textdatei");
+    CallMethod(log, "AddNewRecord");
+    Value text(message);
+    CallMethod(log, "SetField", 10, 0, ByRef(text));
+    CallMethod(log, "UpdateRecord");
+  }
+
+  void Open() {
+    // Imports are stored in groups; the window reads what is committed, over the same connection.
+    window = std::make_unique<host::HostWindow>(ui, components, connection, "4711");
+    window->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
+  }
+
+  template <class Control>
+  Control& Find(const char* page, const char* name) {
+    auto* owner = window->findChild<QWidget*>(page);
+    auto* control = owner == nullptr ? nullptr : owner->findChild<Control*>(name);
+    if (control == nullptr) throw std::runtime_error(std::string("no control ") + page + "/" + name);
+    return *control;
+  }
+
+  // The texts of one column of a page's table, by its heading.
+  std::vector<std::string> Column(const char* page, const QString& heading) {
+    std::vector<std::string> texts;
+    const QAbstractItemModel& model = *Find<QTableView>(page, "table").model();
+    for (int column = 0; column < model.columnCount(); ++column) {
+      if (model.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString() != heading) continue;
+      for (int row = 0; row < model.rowCount(); ++row) {
+        texts.push_back(model.index(row, column).data().toString().toStdString());
+      }
+    }
+    return texts;
+  }
+
+  static bool Eventually(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 5000); }
+
+  static QWidget* WizardPage() {
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+      if (widget->objectName().startsWith("frmStep") && widget->isVisible()) return widget;
+    }
+    return nullptr;
+  }
+
+  RecordingUserInterface ui;
+  std::unique_ptr<host::HostWindow> window;
+};
+
+TEST_F(HostWindowTest, ShowsTheThreeListsAndTheTwoLogs) {
+  Open();
+  auto* tabs = window->findChild<QTabWidget*>("tabs");
+  QStringList titles;
+  for (int i = 0; i < tabs->count(); ++i) titles << tabs->tabText(i);
+  EXPECT_EQ(titles.join("|"), "Kunden|Interessenten|Lieferanten|Importprotokoll|Dublettenprotokoll");
+}
+
+TEST_F(HostWindowTest, ShowsAddressesAsAPersonReadsThem) {
+  AddCustomer("7", "Café Zürich", "Köln", "20240229");
+  Open();
+  EXPECT_THAT(Column("pageKunden", "Nummer"), ElementsAre("7"));
+  EXPECT_THAT(Column("pageKunden", "Name"), ElementsAre("Café Zürich"));
+  EXPECT_THAT(Column("pageKunden", "Kunde seit"), ElementsAre("29.02.2024"));
+  EXPECT_EQ(Find<QLabel>("pageKunden", "count").text(), "1 Adresse");
+  EXPECT_EQ(Find<QLabel>("pageLieferanten", "count").text(), "0 Adressen");
+}
+
+TEST_F(HostWindowTest, SearchFindsTextInEveryColumnWhateverItsCase) {
+  AddCustomer("1", "Möbelhaus Überall", "Bonn");
+  AddCustomer("2", "Müller", "ÜBERLINGEN");
+  AddCustomer("3", "Schmidt", "Ulm");
+  Open();
+  Find<QLineEdit>("pageKunden", "search").setText("über");
+  EXPECT_TRUE(Eventually([&] { return Find<QLabel>("pageKunden", "count").text() == "2 Adressen"; }));
+  EXPECT_THAT(Column("pageKunden", "Nummer"), ElementsAre("1", "2"));
+  Find<QLineEdit>("pageKunden", "search").clear();
+  EXPECT_TRUE(Eventually([&] { return Find<QLabel>("pageKunden", "count").text() == "3 Adressen"; }));
+}
+
+TEST_F(HostWindowTest, SearchTakesQuotesAndPercentSignsAsTheyStand) {
+  AddCustomer("1", "Rabatt 50%", "Bonn");
+  AddCustomer("2", "O'Brien", "Bonn");
+  Open();
+  Find<QLineEdit>("pageKunden", "search").setText("0%");
+  EXPECT_TRUE(Eventually([&] { return Find<QLabel>("pageKunden", "count").text() == "1 Adresse"; }));
+  EXPECT_THAT(Column("pageKunden", "Nummer"), ElementsAre("1"));
+  Find<QLineEdit>("pageKunden", "search").setText("o'b");
+  EXPECT_TRUE(Eventually([&] { return Column("pageKunden", "Nummer") == std::vector<std::string>{"2"}; }));
+}
+
+TEST_F(HostWindowTest, NamesAreOrderedAsInADirectoryAndNumbersByTheirValue) {
+  AddCustomer("10", "Zander", "");
+  AddCustomer("9", "Äpfel", "");
+  AddCustomer("2", "birnen", "");
+  AddCustomer("1", "Apfel", "");
+  Open();
+  EXPECT_THAT(Column("pageKunden", "Nummer"), ElementsAre("1", "2", "9", "10"));
+  Find<QComboBox>("pageKunden", "orderBy").setCurrentText("Name");
+  EXPECT_THAT(Column("pageKunden", "Name"), ElementsAre("Apfel", "Äpfel", "birnen", "Zander"));
+  Find<QCheckBox>("pageKunden", "descending").click();
+  EXPECT_THAT(Column("pageKunden", "Name"), ElementsAre("Zander", "birnen", "Apfel", "Äpfel"));
+}
+
+TEST_F(HostWindowTest, TheOrderChosenInTheHeaderShowsAboveTheTable) {
+  AddCustomer("1", "A", "");
+  Open();
+  Find<QTableView>("pageKunden", "table").sortByColumn(1, Qt::DescendingOrder);
+  EXPECT_EQ(Find<QComboBox>("pageKunden", "orderBy").currentText(), "Name");
+  EXPECT_TRUE(Find<QCheckBox>("pageKunden", "descending").isChecked());
+}
+
+TEST_F(HostWindowTest, TheLogShowsTheLastImportOrAll) {
+  AddErrorLog("Alte Kunden", "erster Fehler");
+  AddErrorLog("Neue Kunden", "zweiter Fehler");
+  Open();
+  EXPECT_THAT(Column("logLST_Import", "Meldung"), ElementsAre("zweiter Fehler"));
+  EXPECT_THAT(Column("logLST_Import", "Datum"), ElementsAre("07.03.2024"));
+  Find<QCheckBox>("logLST_Import", "onlyLast").click();
+  EXPECT_THAT(Column("logLST_Import", "Import"), ElementsAre("Alte Kunden", "Neue Kunden"));
+  EXPECT_EQ(Find<QLabel>("logLST_ImportDublett", "count").text(), "Keine Einträge");
+}
+
+TEST_F(HostWindowTest, AMissingLogReaderIsToldWhereTheLogWouldStand) {
+  ComponentRegistry nothing;
+  window = std::make_unique<host::HostWindow>(ui, nothing, connection, "4711");
+  EXPECT_THAT(Find<QLabel>("logLST_Import", "count").text().toStdString(), HasSubstr("kestrelhost.LogReader"));
+}
+
+TEST_F(HostWindowTest, ImportOpensTheWizardAndReturnsAtOnce) {
+  Open();
+  Find<QPushButton>("pageKunden", "cmdImport").click();
+  QWidget* page = WizardPage();
+  ASSERT_NE(page, nullptr);
+  EXPECT_EQ(page->objectName(), "frmStep1");
+  EXPECT_FALSE(page->isModal());
+}
+
+TEST_F(HostWindowTest, ASecondImportDoesNotThrowTheFirstAway) {
+  Open();
+  Find<QPushButton>("pageKunden", "cmdImport").click();
+  QWidget* page = WizardPage();
+  Find<QPushButton>("pageLieferanten", "cmdImport").click();
+  EXPECT_EQ(WizardPage(), page);
+}
+
+TEST_F(HostWindowTest, TheListsAreReadAgainWhenTheWizardEnds) {
+  Open();
+  Find<QPushButton>("pageKunden", "cmdImport").click();
+  AddCustomer("5", "Neu", "Bonn");
+  EXPECT_THAT(Column("pageKunden", "Nummer"), IsEmpty());
+  WizardPage()->findChild<QPushButton*>("cmdCancel")->click();
+  EXPECT_TRUE(Eventually([&] { return Column("pageKunden", "Nummer") == std::vector<std::string>{"5"}; }));
+}
+
+TEST_F(HostWindowTest, ClosingAsksAboutAnImportThatIsStillOpen) {
+  Open();
+  Find<QPushButton>("pageKunden", "cmdImport").click();
+  ui.answers = {Answer::kNo, Answer::kYes};
+  EXPECT_FALSE(window->close());
+  EXPECT_NE(WizardPage(), nullptr);
+  EXPECT_TRUE(window->close());
+  EXPECT_EQ(WizardPage(), nullptr);
+  ASSERT_EQ(ui.boxes.size(), 2u);
+  EXPECT_EQ(ui.boxes[0].text, "Ein Import ist noch geöffnet. Möchten Sie ihn abbrechen?");
+}
+
+TEST_F(HostWindowTest, ClosingWithoutAnImportAsksNothing) {
+  Open();
+  EXPECT_TRUE(window->close());
+  EXPECT_THAT(ui.boxes, IsEmpty());
+}
+
+// A screen reader names a control by its own text or its accessible name.
+TEST_F(HostWindowTest, EveryControlHasANameForAScreenReader) {
+  Open();
+  int controls = 0;
+  for (const QWidget* widget : window->findChildren<QWidget*>()) {
+    if (widget->focusPolicy() == Qt::NoFocus) continue;
+    const auto* button = qobject_cast<const QAbstractButton*>(widget);
+    const bool own_control = qobject_cast<const QLineEdit*>(widget) != nullptr ||
+                             qobject_cast<const QTableView*>(widget) != nullptr ||
+                             qobject_cast<const QComboBox*>(widget) != nullptr || button != nullptr;
+    if (!own_control) continue;
+    ++controls;
+    EXPECT_FALSE(widget->accessibleName().isEmpty() && (button == nullptr || button->text().isEmpty()))
+        << widget->metaObject()->className() << " " << widget->objectName().toStdString();
+  }
+  EXPECT_GE(controls, 17);
+}
+
+TEST(HostDatabase, AFolderWithoutADatabaseGetsNone) {
+  const TempFolder folder;
+  EXPECT_ERROR_TEXT(host::OpenHostDatabase(folder.path(), ""), ErrorNumber::kFileNotFound,
+                    HasSubstr("kestrel-import init"));
+  EXPECT_FALSE(FileExists(folder.File("kestrel.db")));
+}
+
+TEST(HostDatabase, ADatabaseOfSomethingElseIsRefused) {
+  const TempFolder folder;
+  OpenConnection(folder.File("kestrel.db"))->Execute("CREATE TABLE Anderes (Nr INTEGER)");
+  EXPECT_ERROR_TEXT(host::OpenHostDatabase(folder.path(), ""), ErrorNumber::kDatabase,
+                    HasSubstr("Adresslisten"));
+}
+
+}  // namespace
+}  // namespace kestrel::testing

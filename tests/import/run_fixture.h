@@ -1,0 +1,87 @@
+// One import run in a test: a real text source, a real host database for the log's user name and the address
+// index, a recording import class and log, and a window that notes what it is told.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "import/import_run.h"
+#include "mapping/field_assignment.h"
+#include "support/session_fixture.h"
+
+namespace kestrel::testing {
+
+// The run window. Its calls stand in the journal beside those of the components, as "view".
+class RecordingView final : public RunView {
+ public:
+  explicit RecordingView(std::shared_ptr<CallJournal> journal) : journal_(std::move(journal)) {}
+
+  std::vector<std::string> infos;
+  std::vector<double> progress;
+  int yields = 0;
+  int closes = 0;
+  std::function<void()> on_yield;
+  std::function<void()> on_info;
+
+  void SetInfo(std::string_view text) override;
+  void SetProgress(double percent) override;
+  void Yield() override;
+  void CloseWindow() override;
+
+ private:
+  void Note(std::string name, std::vector<Value> arguments);
+  std::shared_ptr<CallJournal> journal_;
+};
+
+struct Assignment {
+  std::string field;
+  AssignmentOption option = kImportField;
+  std::string destination = {};
+  std::string typ = "VARCHAR";
+  std::int64_t size = 50;
+  bool translate = false;
+  std::string format = {};
+};
+
+// One stored record: null columns are missing.
+using StoredRecord = std::map<std::string, std::string>;
+
+class ImportRunFixture : public SessionFixture {
+ protected:
+  ImportRunFixture();
+
+  // The text file that is imported, with a header line; line ends are written as CR LF.
+  void UseSource(std::string_view content);
+  // Appends a row to the assignment list and a text column to the records of the import class.
+  void Assign(const Assignment& assignment);
+  // One field "Bez1" fed from the column "Name" of a source with these names.
+  void UseNames(const std::vector<std::string>& names);
+  // Runs the import once in a window of its own.
+  const RunResult& Run();
+
+  // The lines written into the logs, in order.
+  std::vector<std::string> LogLines() const;
+  // The calls of one component, in order.
+  std::vector<std::string> CallsOf(std::string_view object) const;
+  // An import class record, positioned on one empty row, with the columns assigned so far.
+  std::shared_ptr<MemoryRecordset> NewRecord() const;
+
+  std::shared_ptr<RecordingObject> import_class;
+  std::shared_ptr<RecordingObject> log;
+  ConnectionPtr host;
+  std::vector<StoredRecord> stored;
+  RecordingView view{journal};
+  ImportRun run{session, view};
+
+ private:
+  std::vector<std::string> columns_;
+};
+
+}  // namespace kestrel::testing

@@ -1,0 +1,49 @@
+# Installs into a scratch folder, builds the installed examples against it as a stranger would, and runs them.
+#   cmake -DBUILD=folder -DSCRATCH=folder -DWIZARD=ON|OFF -DSANITIZE=... -P embed_test.cmake
+
+file(REMOVE_RECURSE ${SCRATCH})
+set(prefix ${SCRATCH}/prefix)
+
+# Runs a command, which has to succeed; what it printed is left in `output`.
+function(run)
+  execute_process(COMMAND ${ARGV} OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE status TIMEOUT 240)
+  if(NOT status EQUAL 0)
+    list(JOIN ARGV " " command)
+    message(FATAL_ERROR "${command}\nended with ${status}\n${out}\n${err}")
+  endif()
+  set(output "${out}" PARENT_SCOPE)
+endfunction()
+
+function(build_example name)
+  set(flags "")
+  if(SANITIZE)
+    set(flags "-DCMAKE_CXX_FLAGS=-fsanitize=${SANITIZE}")
+  endif()
+  run(${CMAKE_COMMAND} -G Ninja -S ${prefix}/share/kestrel-import/examples/${name} -B ${SCRATCH}/${name}
+    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Debug ${flags})
+  run(${CMAKE_COMMAND} --build ${SCRATCH}/${name})
+endfunction()
+
+run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${prefix})
+
+# The installed command line finds the installed plug-in.
+run(${prefix}/bin/kestrel-import init ${SCRATCH}/host)
+run(${prefix}/bin/kestrel-import run Kunden --folder ${SCRATCH}/host --format json)
+if(NOT output MATCHES "\"records\":6,")
+  message(FATAL_ERROR "The installed command line did not import the sample: ${output}")
+endif()
+
+build_example(embed_headless)
+set(example ${prefix}/share/kestrel-import/examples/embed_headless)
+run(${SCRATCH}/embed_headless/embed_headless ${example}/addresses.IMP ${example}/addresses.txt)
+if(NOT output STREQUAL "Café Zürich, Köln\nWeiß; Söhne oHG, Hamburg\n")
+  message(FATAL_ERROR "embed_headless imported something else:\n${output}")
+endif()
+
+if(WIZARD)
+  build_example(embed_qt)
+  set(ENV{QT_QPA_PLATFORM} offscreen)
+  set(ENV{XDG_CONFIG_HOME} ${SCRATCH}/config)
+  run(${SCRATCH}/embed_qt/embed_qt ${SCRATCH}/host --smoke)
+endif()
+file(REMOVE_RECURSE ${SCRATCH})

@@ -1,0 +1,299 @@
+#include "log/import_log.h"
+
+#include <gmock/gmock.h>
+
+#include "platform/data/open_connection.h"
+#include "support/noting_connection.h"
+#include "support/session_fixture.h"
+
+namespace kestrel {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::NotingConnection;
+using testing::RecordingObject;
+using ::testing::SizeIs;
+
+constexpr const char* kLog = "KSHProto.Protokoll";
+
+class ImportLogTest : public testing::SessionFixture {
+ protected:
+  ImportLogTest() {
+    const ConnectionPtr database = OpenConnection("Provider=SQLite;Data Source=" + folder.File("host.db"));
+    database->Execute("CREATE TABLE Personalstamm (PersonalNr TEXT, Nachname TEXT, Vorname TEXT, Titel TEXT)");
+    database->Execute(
+        "INSERT INTO Personalstamm VALUES ('4711', 'Müller', 'Jutta', 'Dr.'), ('12', 'Krüger', NULL, 'Prof.'), "
+        "('13', 'Klein', 'Ida', NULL)");
+    connection = std::make_shared<NotingConnection>(database);
+    session.HostConnection = connection;
+    session.Description = "Kunden Nord";
+    session.SpecFile = "/import/~1.tmp";
+    session.Provider = "Textdatei";
+  }
+
+  // A log component whose CreateProtokoll answers "P1", "P2" and so on.
+  std::shared_ptr<RecordingObject> AddLog() {
+    auto log = AddComponent(kLog);
+    log->Method("CreateProtokoll", [this](auto) { return Value("P" + std::to_string(++logs_created)); });
+    log->Method("AddNewRecord").Method("SetField").Method("UpdateRecord");
+    return log;
+  }
+
+  RecordingUserInterface::Box StopBox(const std::string& title, const std::string& text) const {
+    return {text, title, Icon::kStop, Buttons::kOk};
+  }
+
+  std::shared_ptr<NotingConnection> connection;
+  int logs_created = 0;
+};
+
+// --- The error log ---
+
+TEST_F(ImportLogTest, AnErrorCreatesTheLogAndWritesOneRow) {
+  AddLog();
+  WriteErrorProtocol(session, 3000, "Feld fehlt", "ImportStart", "ImportRecord");
+  EXPECT_THAT(
+      CallLines(),
+      ElementsAre(R"(Call CreateProtokoll(ByRef Object, ByRef "Datenimport", ByRef "Dr. Jutta Müller", )"
+                  R"(ByRef "LST_Import", ByRef "07.03.2024", ByRef "Kunden Nord", )"
+                  R"(ByRef "/import/~1.tmp", ByRef "Textdatei"))",
+                  "Call AddNewRecord()",
+                  R"x(Call SetField(10, 0, ByRef "Fehler: 3000 Feld fehlt (ImportRecord/ImportStart)"))x",
+                  "Call UpdateRecord()"));
+  EXPECT_EQ(session.ErrorLog.key, "P1");
+  EXPECT_THAT(ui.boxes, IsEmpty());
+}
+
+TEST_F(ImportLogTest, TheErrorLineNamesTheMemberBeforeTheContext) {
+  const auto log = AddLog();
+  WriteErrorProtocol(session, 10005, "Eine Typen Unverträglichkeit", "GetData", "GetFields");
+  ASSERT_THAT(log->calls(), SizeIs(4));
+  EXPECT_EQ(log->calls()[2].arguments[2],
+            Value("Fehler: 10005 Eine Typen Unverträglichkeit (GetFields/GetData)"));
+}
+
+TEST_F(ImportLogTest, TheSecondErrorGoesIntoTheLogOfTheFirst) {
+  const auto log = AddLog();
+  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  WriteErrorProtocol(session, 2, "b", "ImportStart", "GetNewRecord");
+  EXPECT_EQ(log->CountOf("CreateProtokoll"), 1U);
+  EXPECT_EQ(log->CountOf("AddNewRecord"), 2U);
+  EXPECT_EQ(log->CountOf("UpdateRecord"), 2U);
+}
+
+TEST_F(ImportLogTest, ModeTwoPassesEightArguments) {
+  const auto log = AddLog();
+  session.AppMode = 2;
+  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  EXPECT_THAT(log->calls()[0].arguments, SizeIs(8));
+}
+
+TEST_F(ImportLogTest, AnyOtherModePassesTenWithTheNinthLeftOut) {
+  for (const std::int16_t mode : {std::int16_t{0}, std::int16_t{1}, std::int16_t{3}, std::int16_t{-1}}) {
+    const auto log = AddLog();
+    log->Forget();
+    ResetLogs(session);
+    session.AppMode = mode;
+    WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+    ASSERT_THAT(log->calls()[0].arguments, SizeIs(10)) << mode;
+    EXPECT_TRUE(log->calls()[0].arguments[8].IsMissing());
+    EXPECT_FALSE(log->calls()[0].by_reference[8]);
+    EXPECT_EQ(log->calls()[0].arguments[9], Value("clsProtokoll"));
+    EXPECT_TRUE(log->calls()[0].by_reference[9]);
+  }
+}
+
+TEST_F(ImportLogTest, TheConnectionTheLogLeavesBecomesTheSessions) {
+  const auto log = AddLog();
+  const ObjectPtr replaced = std::make_shared<RecordingObject>();
+  log->Method("CreateProtokoll", [&](std::span<Argument> arguments) {
+    arguments[0].Set(Value(replaced));
+    return Value("P1");
+  });
+  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  EXPECT_EQ(session.HostConnection, replaced);
+}
+
+TEST_F(ImportLogTest, TextsChangedByTheLogLeaveTheSessionAlone) {
+  const auto log = AddLog();
+  log->Method("CreateProtokoll", [](std::span<Argument> arguments) {
+    for (std::size_t i = 1; i < arguments.size(); ++i) arguments[i].Set(Value("überschrieben"));
+    return Value("P1");
+  });
+  log->Method("SetField", [](std::span<Argument> arguments) {
+    arguments[2].Set(Value("überschrieben"));
+    return Value();
+  });
+  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  EXPECT_EQ(session.Description, "Kunden Nord");
+  EXPECT_EQ(session.SpecFile, "/import/~1.tmp");
+  EXPECT_EQ(session.Provider, "Textdatei");
+}
+
+TEST_F(ImportLogTest, ALogWithAKeyIsNotCreatedAgain) {
+  const auto log = AddLog();
+  session.ErrorLog.key = "P7";
+  CreateProtocol(session, kErrorLogTitle, kErrorLogList, "07.03.2024", "d", "f", "s");
+  EXPECT_THAT(log->calls(), IsEmpty());
+  EXPECT_EQ(session.ErrorLog.key, "P7");
+}
+
+TEST_F(ImportLogTest, AfterAResetTheNextErrorCreatesANewLog) {
+  const auto log = AddLog();
+  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  ResetLogs(session);
+  EXPECT_EQ(session.ErrorLog.key, "");
+  EXPECT_EQ(session.ErrorLog.log, nullptr);
+  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  EXPECT_EQ(log->CountOf("CreateProtokoll"), 2U);
+  EXPECT_EQ(session.ErrorLog.key, "P2");
+}
+
+// --- The duplicate log ---
+
+TEST_F(ImportLogTest, ADuplicateRowHoldsMarkFieldAndValue) {
+  AddLog();
+  CreateDoubletProtocol(session, kDuplicateLogTitle, kDuplicateLogList, "07.03.2024", "Kunden Nord", "~1.tmp",
+                        "Textdatei");
+  AddDoubletProtocolColumns(session, "{M}", "Ort", "Köln");
+  EXPECT_THAT(CallLines(),
+              ElementsAre(R"(Call CreateProtokoll(ByRef Object, ByRef "Datenimport Dublettenverdacht", )"
+                          R"(ByRef "Dr. Jutta Müller", ByRef "LST_ImportDublett", ByRef "07.03.2024", )"
+                          R"(ByRef "Kunden Nord", ByRef "~1.tmp", ByRef "Textdatei"))",
+                          "Call AddNewRecord()", R"(Call SetField(10, 0, ByRef "{M}"))",
+                          R"(Call SetField(10, 1, ByRef "Ort"))", R"(Call SetField(10, 2, ByRef "Köln"))",
+                          "Call UpdateRecord()"));
+}
+
+TEST_F(ImportLogTest, TheTwoLogsHaveTheirOwnKeysAndObjects) {
+  std::vector<std::shared_ptr<RecordingObject>> made;
+  components.Register(kLog, [&] {
+    auto log = std::make_shared<RecordingObject>();
+    log->Returns("CreateProtokoll", "P" + std::to_string(made.size() + 1));
+    log->Method("AddNewRecord").Method("SetField").Method("UpdateRecord");
+    made.push_back(log);
+    return log;
+  });
+  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  CreateDoubletProtocol(session, kDuplicateLogTitle, kDuplicateLogList, "d", "d", "f", "s");
+  AddDoubletProtocolColumns(session, "m", "f", "v");
+  WriteErrorProtocol(session, 2, "b", "ImportStart", "GetNewRecord");
+  ASSERT_THAT(made, SizeIs(2));
+  EXPECT_EQ(session.ErrorLog.key, "P1");
+  EXPECT_EQ(session.DuplicateLog.key, "P2");
+  EXPECT_EQ(made[0]->CountOf("AddNewRecord"), 2U);
+  EXPECT_EQ(made[1]->CountOf("AddNewRecord"), 1U);
+}
+
+// --- Failures ---
+
+TEST_F(ImportLogTest, WithoutALogComponentCreatingAndWritingBothTellAndTheNextRowTriesAgain) {
+  components.Register(kLog, []() -> ObjectPtr {
+    throw RuntimeError(ErrorNumber::kCannotCreateObject, "Kein Protokoll installiert");
+  });
+  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  EXPECT_THAT(ui.boxes,
+              ElementsAre(StopBox("CreateProtocol",
+                                  "Protokoll konnte nicht erzeugt werden. Kein Protokoll installiert"),
+                          StopBox("AddProtocolColumn",
+                                  "Fehler beim Erzeugen der Protokollzeile. Objektvariable nicht festgelegt")));
+  EXPECT_EQ(session.ErrorLog.key, "");
+
+  const auto log = AddLog();
+  ui.boxes.clear();
+  WriteErrorProtocol(session, 2, "b", "ImportStart", "GetNewRecord");
+  EXPECT_THAT(ui.boxes, IsEmpty());
+  EXPECT_EQ(log->CountOf("UpdateRecord"), 1U);
+}
+
+TEST_F(ImportLogTest, AFailingCreateProtokollLeavesNoKeyAndNoRow) {
+  const auto log = AddLog();
+  log->Raises("CreateProtokoll", RuntimeError(4711, "Platte voll"));
+  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  EXPECT_THAT(ui.boxes,
+              ElementsAre(StopBox("CreateProtocol", "Protokoll konnte nicht erzeugt werden. Platte voll"),
+                          StopBox("AddProtocolColumn",
+                                  "Fehler beim Erzeugen der Protokollzeile. Objektvariable nicht festgelegt")));
+  EXPECT_EQ(session.ErrorLog.key, "");
+  EXPECT_EQ(log->CountOf("AddNewRecord"), 0U);
+}
+
+TEST_F(ImportLogTest, AHostWithoutPersonnelTableFailsTheCreation) {
+  const auto log = AddLog();
+  connection->Execute("DROP TABLE Personalstamm");
+  CreateProtocol(session, kErrorLogTitle, kErrorLogList, "d", "d", "f", "s");
+  ASSERT_THAT(ui.boxes, SizeIs(1));
+  EXPECT_EQ(ui.boxes[0].title, "CreateProtocol");
+  EXPECT_THAT(ui.boxes[0].text, ::testing::StartsWith("Protokoll konnte nicht erzeugt werden. "));
+  EXPECT_EQ(log->CountOf("CreateProtokoll"), 0U);
+}
+
+TEST_F(ImportLogTest, AnUnsetConnectionFailsTheCreation) {
+  AddLog();
+  session.HostConnection = nullptr;
+  CreateProtocol(session, kErrorLogTitle, kErrorLogList, "d", "d", "f", "s");
+  EXPECT_THAT(ui.boxes, ElementsAre(StopBox("CreateProtocol",
+                                            "Protokoll konnte nicht erzeugt werden. "
+                                            "Objektvariable nicht festgelegt")));
+}
+
+class FailingRowTest : public ImportLogTest, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(FailingRowTest, TellsAndGoesOn) {
+  const auto log = AddLog();
+  log->Raises(GetParam(), RuntimeError(4711, "Platte voll"));
+  const auto box = StopBox("AddProtocolColumn", "Fehler beim Erzeugen der Protokollzeile. Platte voll");
+  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  EXPECT_THAT(ui.boxes, ElementsAre(box));
+  EXPECT_EQ(session.ErrorLog.key, "P1");
+
+  CreateDoubletProtocol(session, kDuplicateLogTitle, kDuplicateLogList, "d", "d", "f", "s");
+  AddDoubletProtocolColumns(session, "m", "f", "v");
+  EXPECT_THAT(ui.boxes, ElementsAre(box, box));
+  EXPECT_EQ(log->CountOf("CreateProtokoll"), 2U);
+}
+
+INSTANTIATE_TEST_SUITE_P(AtEachMember, FailingRowTest,
+                         ::testing::Values("AddNewRecord", "SetField", "UpdateRecord"),
+                         [](const auto& info) { return std::string(info.param); });
+
+TEST_F(ImportLogTest, ALogThatLacksAMemberTellsWhich) {
+  AddComponent(kLog)->Returns("CreateProtokoll", "P1").Method("AddNewRecord").Method("UpdateRecord");
+  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  ASSERT_THAT(ui.boxes, SizeIs(1));
+  EXPECT_THAT(ui.boxes[0].text, ::testing::HasSubstr("SetField"));
+}
+
+// --- The user's name ---
+
+TEST_F(ImportLogTest, TheUserNameIsTitleFirstAndLastName) {
+  EXPECT_EQ(GetUserName(session, "4711"), "Dr. Jutta Müller");
+  EXPECT_THAT(
+      connection->statements,
+      ElementsAre("SELECT PersonalNr, Nachname, Vorname, Titel From Personalstamm Where PersonalNr ='4711'"));
+}
+
+TEST_F(ImportLogTest, AMissingFirstNameLeavesTheInnerDoubleBlank) {
+  EXPECT_EQ(GetUserName(session, "12"), "Prof.  Krüger");
+}
+
+TEST_F(ImportLogTest, OuterBlanksOfTheUserNameAreCut) { EXPECT_EQ(GetUserName(session, "13"), "Ida Klein"); }
+
+TEST_F(ImportLogTest, AnUnknownPersonnelNumberGivesAnEmptyNameAndTheLogIsCreated) {
+  const auto log = AddLog();
+  session.PersonalNr = "0";
+  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  EXPECT_EQ(log->calls()[0].arguments[2], Value(""));
+  EXPECT_EQ(session.ErrorLog.key, "P1");
+}
+
+TEST_F(ImportLogTest, AQuoteInThePersonnelNumberStandsInTheQueryAsItIs) {
+  EXPECT_THROW(GetUserName(session, "O'Neil"), RuntimeError);
+  EXPECT_THAT(
+      connection->statements,
+      ElementsAre("SELECT PersonalNr, Nachname, Vorname, Titel From Personalstamm Where PersonalNr ='O'Neil'"));
+}
+
+}  // namespace
+}  // namespace kestrel

@@ -1,0 +1,206 @@
+#include "platform/data/grouped_writes.h"
+
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+#include "platform/data/open_connection.h"
+#include "support/expect_error.h"
+#include "support/temp_folder.h"
+
+namespace kestrel {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+using Record = GroupedWrites::Record;
+using ::testing::HasSubstr;
+
+namespace {
+
+class Grouped : public ::testing::Test {
+ protected:
+  Grouped() { connection->Execute("CREATE TABLE t (n INTEGER PRIMARY KEY, part TEXT NOT NULL)"); }
+
+  std::int64_t CountSeenByOthers() {
+    return OpenConnection(file)->OpenRecordset("SELECT n FROM t")->RecordCount();
+  }
+  static void Insert(Connection& connection, std::int64_t number, std::string_view part) {
+    const auto insert = connection.Prepare("INSERT INTO t VALUES (?, ?)");
+    insert->BindInteger(0, number);
+    insert->BindText(1, part);
+    insert->Execute();
+  }
+  void StoreOne(std::int64_t number) {
+    GroupedWrites::Of(*connection).Store(Record::kOneStatement, [&] { Insert(*connection, number, "x"); });
+  }
+
+  testing::TempFolder folder;
+  const std::string file = folder.File("host.db");
+  const ConnectionPtr connection = OpenConnection(file);
+};
+
+// Kills a child process at the end of its scope.
+class Child {
+ public:
+  template <class Work>
+  explicit Child(Work work) : process_(fork()) {
+    if (process_ == 0) {
+      work();
+      _exit(0);
+    }
+  }
+  void Kill() {
+    if (process_ <= 0) return;
+    kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+    process_ = 0;
+  }
+  ~Child() { Kill(); }
+
+ private:
+  pid_t process_;
+};
+
+}  // namespace
+
+TEST_F(Grouped, RecordsShareATransactionThatTheTimerEnds) {
+  StoreOne(1);
+  StoreOne(2);
+  EXPECT_TRUE(connection->InTransaction());
+  EXPECT_EQ(CountSeenByOthers(), 0);
+  const auto limit = Clock::now() + 2s;
+  while (CountSeenByOthers() == 0 && Clock::now() < limit) std::this_thread::sleep_for(10ms);
+  EXPECT_EQ(CountSeenByOthers(), 2);
+  EXPECT_FALSE(connection->InTransaction());
+  EXPECT_EQ(GroupedWrites::Of(*connection).Generation(), 1U);
+}
+
+TEST_F(Grouped, ABusyGroupEndsInTheMiddleOfTheRecords) {
+  const auto limit = Clock::now() + GroupedWrites::kSpan * 5 / 2;
+  for (std::int64_t n = 1; Clock::now() < limit; ++n) StoreOne(n);
+  EXPECT_GE(GroupedWrites::Of(*connection).Generation(), 2U);
+  EXPECT_GT(CountSeenByOthers(), 0);
+}
+
+TEST_F(Grouped, ARecordThatFailsLeavesTheOthersAlone) {
+  GroupedWrites& group = GroupedWrites::Of(*connection);
+  StoreOne(1);
+  EXPECT_ERROR_TEXT(StoreOne(1), ErrorNumber::kDatabase, HasSubstr("UNIQUE"));
+  EXPECT_ERROR(group.Store(Record::kSeveralStatements,
+                           [&] {
+                             Insert(*connection, 2, "first half");
+                             Insert(*connection, 1, "second half");
+                           }),
+               ErrorNumber::kDatabase);
+  StoreOne(3);
+  group.Settle();
+  EXPECT_EQ(CountSeenByOthers(), 2);
+}
+
+TEST_F(Grouped, ATransactionOfTheCallersFinishesTheGroupFirst) {
+  StoreOne(1);
+  connection->Begin();
+  EXPECT_EQ(CountSeenByOthers(), 1);
+  StoreOne(2);
+  connection->Rollback();
+  EXPECT_EQ(CountSeenByOthers(), 1);
+}
+
+TEST_F(Grouped, ClosingTheConnectionKeepsTheGroup) {
+  StoreOne(1);
+  connection->Close();
+  EXPECT_EQ(CountSeenByOthers(), 1);
+}
+
+TEST_F(Grouped, ATransactionThatTheDatabaseEndedIsToldOnce) {
+  StoreOne(1);
+  StoreOne(2);
+  GroupedWrites& group = GroupedWrites::Of(*connection);
+  EXPECT_ERROR(group.Store(Record::kOneStatement,
+                           [&] { connection->Execute("INSERT OR ROLLBACK INTO t VALUES (1, 'x')"); }),
+               ErrorNumber::kDatabase);
+  EXPECT_ERROR_TEXT(StoreOne(4), ErrorNumber::kDatabase,
+                    HasSubstr("Die letzten 2 Datensätze konnten nicht gespeichert werden."));
+  StoreOne(5);
+  group.Settle();
+  EXPECT_EQ(CountSeenByOthers(), 1);
+}
+
+TEST_F(Grouped, ReadersMayStayOpenAcrossAGroupsEnd) {
+  StoreOne(1);
+  StoreOne(2);
+  const RecordsetPtr rows = connection->OpenRecordset("SELECT n FROM t ORDER BY n");
+  GroupedWrites::Of(*connection).Settle();
+  StoreOne(3);
+  rows->MoveNext();
+  EXPECT_EQ(rows->TextAt(0), "2");
+}
+
+TEST_F(Grouped, AKilledProgramLosesAQuarterSecondAtMostAndNoHalfRecord) {
+  connection->Execute("CREATE TABLE half (n INTEGER PRIMARY KEY)");
+  connection->Close();
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  struct Note {
+    std::int64_t number;
+    Clock::time_point stored;
+  };
+  Child child([&] {
+    const ConnectionPtr own = OpenConnection(file);
+    GroupedWrites& group = GroupedWrites::Of(*own);
+    const auto half = own->Prepare("INSERT INTO half VALUES (?)");
+    for (std::int64_t n = 1;; ++n) {
+      group.Store(Record::kSeveralStatements, [&] {
+        Insert(*own, n, "x");
+        half->BindInteger(0, n);
+        half->Execute();
+      });
+      const Note note{n, Clock::now()};
+      if (write(ends[1], &note, sizeof note) != sizeof note) return;
+    }
+  });
+  close(ends[1]);
+  std::int64_t safe = 0;
+  std::vector<Note> notes;
+  const auto limit = Clock::now() + 900ms;
+  Note note{};
+  while (Clock::now() < limit && read(ends[0], &note, sizeof note) == sizeof note) notes.push_back(note);
+  const auto killed = Clock::now();
+  child.Kill();
+  close(ends[0]);
+  for (const Note& one : notes) {
+    if (one.stored < killed - 250ms) safe = one.number;
+  }
+  ASSERT_GT(safe, 0);
+  const ConnectionPtr after = OpenConnection(file);
+  EXPECT_GE(after->OpenRecordset("SELECT n FROM t")->RecordCount(), safe);
+  EXPECT_EQ(after->OpenRecordset("SELECT n FROM t")->RecordCount(),
+            after->OpenRecordset("SELECT n FROM half")->RecordCount());
+  EXPECT_EQ(after->OpenRecordset("PRAGMA integrity_check")->TextAt(0), "ok");
+  Insert(*after, 0, "nobody holds a lock");
+}
+
+TEST_F(Grouped, ALastRecordSurvivesThoughNoOtherFollows) {
+  connection->Close();
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  Child child([&] {
+    const ConnectionPtr own = OpenConnection(file);
+    GroupedWrites::Of(*own).Store(Record::kOneStatement, [&] { Insert(*own, 1, "x"); });
+    if (write(ends[1], "x", 1) != 1) return;
+    std::this_thread::sleep_for(10s);
+  });
+  char ready = 0;
+  ASSERT_EQ(read(ends[0], &ready, 1), 1);
+  std::this_thread::sleep_for(400ms);
+  child.Kill();
+  close(ends[0]);
+  close(ends[1]);
+  EXPECT_EQ(CountSeenByOthers(), 1);
+}
+
+}  // namespace kestrel

@@ -1,0 +1,171 @@
+// Damaged Access files: whatever they hold, reading ends soon, with rows or with an error in words.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <random>
+
+#include "platform/data/providers/mdb/access_connection.h"
+#include "support/jet_builder.h"
+#include "support/temp_folder.h"
+
+namespace kestrel {
+namespace {
+
+using testing::JetBuilder;
+using testing::Le32;
+using testing::Le64;
+using testing::LeDouble;
+
+constexpr auto kLimit = std::chrono::seconds(10);
+
+// A row of every kind, stored in every way, and queries over them.
+std::string Everything(JetBuilder::Format format) {
+  JetBuilder builder(format);
+  const auto table = builder.AddTable("Alles", {{"Nr", 4, 4},
+                                                {"Ja", 1},
+                                                {"Text"},
+                                                {"Memo", 12},
+                                                {"Datum", 8, 8},
+                                                {"Geld", 5, 8},
+                                                {"Bild", 11},
+                                                {"Zahl", 16, 17, 4}});
+  const std::string numeric(17, '\x11');
+  for (std::uint32_t i = 0; i < 20; ++i) {
+    std::string long_text = builder.Text("Zeile " + std::to_string(i) + " mit Umlaut ä");
+    for (int k = 0; k < 3; ++k) long_text += long_text;
+    const std::vector<JetBuilder::Cell> cells{Le32(i),
+                                              "",
+                                              builder.Text("Text " + std::to_string(i)),
+                                              i % 3 == 0   ? builder.Inline(long_text)
+                                              : i % 3 == 1 ? builder.OnePage(long_text)
+                                                           : builder.Pieces(long_text, 100),
+                                              LeDouble(38000.5 + i),
+                                              Le64(i * 1000),
+                                              builder.Pieces(long_text, 50),
+                                              numeric};
+    if (i % 5 == 4) {
+      builder.AddMovedRow(table, cells);
+    } else {
+      builder.AddRow(table, cells);
+    }
+  }
+  builder.AddQuery("Wahl", {{1, 1},
+                            {5, {}, "", "Alles"},
+                            {5, {}, "", "Alles", "B"},
+                            {6, 0, "Alles.Nr"},
+                            {6, 0, "Left(B.Text, 3) & Format(B.Datum, 'dd.mm.yyyy')", "T"},
+                            {7, 2, "Alles.Nr = B.Nr", "Alles", "B"},
+                            {8, {}, "Alles.Nr > 3 And B.Text Like 'T*'"},
+                            {11, {}, "Alles.Nr", "D"}});
+  builder.AddQuery("Summe", {{1, 9}, {5, {}, "Select Sum(Geld) As s, Ja From Alles Group By Ja"}}, 128);
+  return builder.Build();
+}
+
+// A few bytes changed, mostly to values that mean something elsewhere in the file, or the end cut off.
+std::string Damaged(std::string bytes, std::mt19937& random) {
+  const auto below = [&](std::size_t limit) {
+    return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random);
+  };
+  if (below(40) == 0) bytes.resize(below(bytes.size()));
+  for (std::size_t change = 1 + below(12); change > 0 && !bytes.empty(); --change) {
+    // Numbers that steer the reader stand at the start of a page.
+    std::size_t at = below(bytes.size());
+    if (below(2) == 0) at = std::min(at / 2048 * 2048 + below(120), bytes.size() - 1);
+    constexpr std::string_view kValues("\x00\x01\x02\x05\x7F\x80\xC0\xFE\xFF", 9);
+    bytes[at] = below(2) == 0 ? kValues[below(kValues.size())] : static_cast<char>(below(256));
+  }
+  return bytes;
+}
+
+// Reads every cell of every table and query; how many cells there were.
+std::size_t ReadAll(const std::string& bytes) {
+  std::size_t cells = 0;
+  mdb::AccessConnection connection(std::make_shared<const mdb::JetFile>(bytes, std::string_view()));
+  std::vector<std::string> names{"MSysObjects", "MSysQueries"};
+  for (const CatalogTable& table : connection.Tables()) names.push_back(table.name);
+  for (const std::string& name : names) {
+    Trap(
+        [&] {
+          const RecordsetPtr rows = connection.OpenRecordset("SELECT * FROM [" + name + "]");
+          for (; !rows->IsEof(); rows->MoveNext()) {
+            for (std::size_t column = 0; column < rows->ColumnCount(); ++column) {
+              Trap([&] { cells += rows->IsNull(column) || !rows->TextAt(column).empty() ? 1U : 0U; },
+                   [](const RuntimeError& error) {
+                     ASSERT_TRUE(error.Is(ErrorNumber::kDatabase)) << error.what();
+                   });
+            }
+          }
+        },
+        [](const RuntimeError& error) { ASSERT_TRUE(error.Is(ErrorNumber::kDatabase)) << error.what(); });
+  }
+  return cells;
+}
+
+void ReadDamagedCopies(const std::string& original, int copies) {
+  const std::size_t whole = ReadAll(original);
+  ASSERT_GT(whole, 0U);
+  std::mt19937 random(20240307);
+  int complete = 0;
+  int refused = 0;
+  for (int copy = 0; copy < copies; ++copy) {
+    SCOPED_TRACE(copy);
+    const std::string bytes = Damaged(original, random);
+    const auto start = std::chrono::steady_clock::now();
+    try {
+      if (ReadAll(bytes) == whole) ++complete;
+    } catch (const RuntimeError& error) {
+      ASSERT_TRUE(error.Is(ErrorNumber::kDatabase)) << error.what();
+      ++refused;
+    }
+    ASSERT_LT(std::chrono::steady_clock::now() - start, kLimit);
+  }
+  // Or the damage would test nothing.
+  EXPECT_GT(refused, 0);
+  EXPECT_LT(complete, copies);
+}
+
+TEST(BrokenAccessFile, Jet3) { ReadDamagedCopies(Everything(JetBuilder::Format::kJet3), 500); }
+TEST(BrokenAccessFile, Jet4) { ReadDamagedCopies(Everything(JetBuilder::Format::kJet4), 500); }
+
+TEST(BrokenAccessFile, AFileThatAccessWrote) {
+  const std::string folder = testing::TestDataFolder();
+  if (folder.empty()) GTEST_SKIP() << "the folder of public test files is absent";
+  ReadDamagedCopies(testing::ReadBytes(folder + "/mdb/delTestV1997.mdb"), 2000);
+}
+
+// What a circle looks like: each must end in an error, not in a loop.
+TEST(BrokenAccessFile, CirclesEnd) {
+  JetBuilder builder;
+  const auto table = builder.AddTable("T", {{"m", 12}});
+  builder.AddRow(table, {builder.Pieces(std::string(600, 'x'), 200)});
+  std::string file = builder.Build();
+  // The second piece, which points to the third, is made to point to itself.
+  const std::size_t head = file.find(Le32(600));
+  ASSERT_NE(head, std::string::npos);
+  const std::string pointer = file.substr(head + 4, 4);
+  const auto at = [&](std::size_t offset) { return static_cast<unsigned char>(pointer[offset]); };
+  const std::size_t page = at(1) | static_cast<std::size_t>(at(2)) << 8;
+  const std::size_t entry = page * 4096 + 14 + std::size_t{at(0)} * 2;
+  const std::size_t start = (static_cast<unsigned char>(file[entry]) |
+                             static_cast<std::size_t>(static_cast<unsigned char>(file[entry + 1])) << 8) &
+                            0x1FFF;
+  file.replace(page * 4096 + start, 4, pointer);
+  // The length is still met, as each round gives bytes: the content is wrong, but it ends.
+  mdb::AccessConnection connection(std::make_shared<const mdb::JetFile>(file, std::string_view()));
+  EXPECT_EQ(connection.OpenRecordset("SELECT * FROM T")->TextAt(0).size(), 300U * 3);
+}
+
+TEST(BrokenAccessFile, ADefinitionThatContinuesOnItselfIsRefused) {
+  JetBuilder builder;
+  const auto table = builder.AddTable("T", {{"t"}});
+  builder.AddRow(table, {builder.Text("x")});
+  std::string file = builder.Build();
+  // The first page behind the catalog's holds the definition; its fifth byte starts the next page's number.
+  file.replace(3 * 4096 + 4, 4, Le32(3));
+  mdb::AccessConnection connection(std::make_shared<const mdb::JetFile>(file, std::string_view()));
+  EXPECT_THROW(connection.OpenRecordset("SELECT * FROM T"), RuntimeError);
+  EXPECT_THROW(connection.ColumnNames("T"), RuntimeError);
+}
+
+}  // namespace
+}  // namespace kestrel

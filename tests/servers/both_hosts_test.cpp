@@ -1,0 +1,141 @@
+// The same imports into a host on SQLite and one on PostgreSQL: what is printed, stored and logged must be
+// equal.
+#include <gmock/gmock.h>
+
+#include "platform/base/file.h"
+#include "platform/base/text.h"
+#include "platform/data/open_connection.h"
+#include "support/postgres_server.h"
+#include "support/program.h"
+#include "support/temp_folder.h"
+
+namespace kestrel {
+namespace {
+
+using testing::BuiltProgram;
+using testing::PostgresServer;
+using testing::ProgramResult;
+using testing::RunProgram;
+using testing::TempFolder;
+
+// The marks that group a duplicate's rows are made anew in every run: each becomes its number in the text.
+std::string WithNumberedMarks(std::string text) {
+  constexpr std::size_t kLength = std::string_view("{FC76AB4A-7384-459C-910B-98FFA34C2B7F}").size();
+  int number = 0;
+  for (std::size_t at = 0; (at = text.find('{', at)) != std::string::npos; ++at) {
+    if (at + kLength > text.size() || text[at + kLength - 1] != '}' || text[at + 9] != '-') continue;
+    text = ReplaceAll(text, text.substr(at, kLength), "mark " + std::to_string(++number));
+  }
+  return text;
+}
+
+// One host with its folder and its database.
+class Host {
+ public:
+  Host(std::string folder, std::string database) : folder_(std::move(folder)), database_(std::move(database)) {
+    const ProgramResult made = Run({"init", folder_});
+    EXPECT_EQ(made.status, 0) << made.err;
+    for (const char* name : {"Kundenliste.IMP", "Messe.IMP", "kunden.txt", "messe.txt"}) {
+      CopyFile(std::string(KESTREL_SOURCE_DIR) + "/demo/" + name, folder_ + "/Import/" + name);
+    }
+  }
+
+  ProgramResult Run(std::vector<std::string> arguments) const {
+    std::vector<std::string> command = {BuiltProgram("kestrel-import")};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    if (arguments[0] != "init") command.insert(command.end(), {"--folder", folder_});
+    command.insert(command.end(), {"--host", database_});
+    return RunProgram(command);
+  }
+
+  // Every value of a table in the order of its key.
+  std::string Content(const std::string& table, const std::string& columns, const std::string& key) const {
+    const RecordsetPtr rows =
+        OpenConnection(database_)->OpenRecordset("SELECT " + columns + " FROM " + table + " ORDER BY " + key);
+    std::string text;
+    for (; !rows->IsEof(); rows->MoveNext()) {
+      for (std::size_t i = 0; i < rows->ColumnCount(); ++i) {
+        text += (rows->IsNull(i) ? std::string("NULL") : std::string(rows->TextAt(i))) + "|";
+      }
+      text += "\n";
+    }
+    return text;
+  }
+
+ private:
+  std::string folder_;
+  std::string database_;
+};
+
+class BothHosts : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const std::string reason = PostgresServer::WhyNot();
+    if (!reason.empty()) GTEST_SKIP() << reason;
+    PostgresServer& server = PostgresServer::Shared();
+    const std::string database = server.NewDatabase();
+    sqlite = std::make_unique<Host>(folder.File("eins"), folder.File("eins.db"));
+    postgres = std::make_unique<Host>(folder.File("zwei"), server.ConnectionString(database));
+  }
+
+  void ExpectEqualOutput(const std::vector<std::string>& arguments) {
+    const ProgramResult one = sqlite->Run(arguments);
+    const ProgramResult other = postgres->Run(arguments);
+    EXPECT_EQ(one.status, other.status) << one.err << other.err;
+    EXPECT_EQ(Comparable(one.out), Comparable(other.out));
+    EXPECT_EQ(Comparable(one.err), Comparable(other.err));
+  }
+
+  // Without what must differ: the folder, and the marks of duplicates.
+  std::string Comparable(const std::string& text) const {
+    return WithNumberedMarks(ReplaceAll(ReplaceAll(text, folder.File("eins"), "X"), folder.File("zwei"), "X"));
+  }
+
+  void ExpectEqualTables() {
+    const std::string address =
+        "Bez1, Bez2, Bez3, Strasse, Land, PLZ, Ort, Telefon, EMail, Umsatz, Rabatt, Mitarbeiter, Bemerkung, "
+        "Suchbegriff, Sprache, Waehrung, Zahlungsziel";
+    ExpectEqualTable("Kunden", "KundenNummer, KundeSeit, Kundengruppe, " + address, "KundenNummer");
+    ExpectEqualTable("Adressindex", "AdressId, Adressart, Referenz, Doubletkey1, Doubletkey2, Doubletkey3",
+                     "AdressId");
+    ExpectEqualTable("Protokoll", "ProtokollNr, Titel, Benutzer, Liste, Beschreibung, Quelle, Klasse",
+                     "ProtokollNr");
+    ExpectEqualTable("Einstellungen", "Gruppe, Name, Wert", "Gruppe, Name");
+  }
+
+  TempFolder folder;
+  std::unique_ptr<Host> sqlite;
+  std::unique_ptr<Host> postgres;
+
+ private:
+  void ExpectEqualTable(const std::string& table, const std::string& columns, const std::string& key) {
+    const std::string expected = sqlite->Content(table, columns, key);
+    EXPECT_FALSE(expected.empty()) << table;
+    EXPECT_EQ(expected, postgres->Content(table, columns, key)) << table;
+  }
+};
+
+TEST_F(BothHosts, RunsStoreAndLogTheSame) {
+  ExpectEqualOutput({"run", "Kundenliste", "--user", "4711", "--format", "json"});
+  ExpectEqualTables();
+  ExpectEqualOutput({"log", "errors", "--last", "--format", "json"});
+  // A second file with duplicates, translated values and records that replace stored ones.
+  ExpectEqualOutput({"run", "Messe", "--user", "1", "--format", "json"});
+  ExpectEqualTables();
+  ExpectEqualOutput({"log", "duplicates", "--last", "--format", "json"});
+  ExpectEqualOutput({"log", "errors", "--format", "csv"});
+}
+
+TEST_F(BothHosts, TestRunsFindAndStoreTheSame) {
+  ExpectEqualOutput({"run", "Kundenliste", "--test", "--format", "json"});
+  ExpectEqualOutput({"log", "errors", "--last", "--format", "json"});
+  EXPECT_EQ(postgres->Content("Kunden", "KundenNummer", "KundenNummer"), "");
+}
+
+TEST_F(BothHosts, ChecksSayTheSame) {
+  ExpectEqualOutput({"check", "Kundenliste"});
+  ExpectEqualOutput({"show", "Messe"});
+}
+
+}  // namespace
+}  // namespace kestrel

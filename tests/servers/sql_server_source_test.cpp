@@ -1,0 +1,159 @@
+// SQL Server as a source of an import, from the page's settings to stored records, against the stand-in.
+#include <gmock/gmock.h>
+
+#include "platform/base/file.h"
+#include "platform/data/open_connection.h"
+#include "sources/source_catalog.h"
+#include "sources/source_connection.h"
+#include "sources/source_reader.h"
+#include "support/expect_error.h"
+#include "support/program.h"
+#include "support/session_fixture.h"
+#include "support/sql_server_stand_in.h"
+
+namespace kestrel {
+namespace {
+
+using testing::BuiltProgram;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using testing::ProgramResult;
+using testing::RunProgram;
+using testing::SqlServerStandIn;
+
+class SqlServerSource : public testing::SessionFixture {
+ protected:
+  void SetUp() override {
+    const std::string reason = SqlServerStandIn::WhyNot();
+    if (!reason.empty()) GTEST_SKIP() << reason;
+    const ConnectionPtr data = OpenConnection(file);
+    data->Execute("CREATE TABLE B (Nr int, Name nvarchar(40), Ort nvarchar(40), Umsatz float, Seit datetime)");
+    data->Execute("CREATE TABLE A (x int)");
+    data->Execute("CREATE VIEW V AS SELECT Name FROM B");
+    data->Execute(
+        "INSERT INTO B VALUES (1, 'Müller & Söhne', 'Köln', 0.15, '2024-03-07 00:00:00'),"
+        " (2, 'Café €', NULL, NULL, '2024-03-07 14:05:09')");
+  }
+
+  void Start(SqlServerStandIn::Options options = {}) {
+    options.log_file = log_file;
+    server = std::make_unique<SqlServerStandIn>(file, options);
+    inputs.txtSQLServer = server->DataSource();
+    inputs.txtSQLDB = options.database;
+    inputs.txtSQLUID = options.user;
+    inputs.txtSQLKennwort = options.password;
+    session.Provider = "Microsoft SQL-Server";
+  }
+
+  int Logins() const {
+    int logins = 0;
+    const std::string log = FileExists(log_file) ? testing::ReadBytes(log_file) : std::string();
+    for (std::size_t at = 0; (at = log.find("login", at)) != std::string::npos; ++at) ++logins;
+    return logins;
+  }
+
+  const std::string file = folder.File("server.sqlite");
+  const std::string log_file = folder.File("server.log");
+  std::unique_ptr<SqlServerStandIn> server;
+  SourceInputs inputs;
+  ListLoadedFlags loaded;
+};
+
+TEST_F(SqlServerSource, TablesComeInTheServersOrderAndViewsBehindThem) {
+  Start();
+  const ConnectResult result = ConnectSQLServer(session, inputs, loaded);
+  EXPECT_TRUE(result.connected) << result.reason;
+  EXPECT_TRUE(loaded.sql_server);
+  EXPECT_THAT(result.tables, ElementsAre("B", "A", "V"));
+}
+
+TEST_F(SqlServerSource, AnEmptyPasswordConnects) {
+  SqlServerStandIn::Options options;
+  options.password = "";
+  Start(options);
+  EXPECT_THAT(SqlServerConnectionString(inputs), HasSubstr(";Password=;User ID=sa"));
+  EXPECT_TRUE(ConnectSQLServer(session, inputs, loaded).connected);
+}
+
+TEST_F(SqlServerSource, AnEmptyUserDoesNotTryToConnectAtAll) {
+  Start();
+  inputs.txtSQLUID = "";
+  EXPECT_FALSE(ConnectSQLServer(session, inputs, loaded).connected);
+  EXPECT_EQ(Logins(), 0);
+}
+
+TEST_F(SqlServerSource, FocusingTheListTwiceConnectsOnce) {
+  Start();
+  ConnectSQLServer(session, inputs, loaded);
+  ConnectSQLServer(session, inputs, loaded);
+  EXPECT_EQ(Logins(), 1);
+  loaded.sql_server = false;  // as an edit does
+  ConnectSQLServer(session, inputs, loaded);
+  EXPECT_EQ(Logins(), 2);
+}
+
+TEST_F(SqlServerSource, ARefusedLoginIsSilentAndTheReasonCanBeHad) {
+  Start();
+  inputs.txtSQLKennwort = "verkehrt";
+  const ConnectResult result = ConnectSQLServer(session, inputs, loaded);
+  EXPECT_FALSE(result.connected);
+  EXPECT_FALSE(loaded.sql_server);
+  EXPECT_THAT(result.reason, HasSubstr("Login failed"));
+  EXPECT_THAT(result.reason, Not(HasSubstr("verkehrt")));
+  EXPECT_THAT(ui.boxes, IsEmpty());
+}
+
+TEST_F(SqlServerSource, TheSharedRecordSetGivesRowsAndColumnNames) {
+  Start();
+  ASSERT_TRUE(ConnectSQLServer(session, inputs, loaded).connected);
+  session.Table = "B";
+  EXPECT_THAT(GetColumnNamesByComponent(session), ElementsAre("Nr", "Name", "Ort", "Umsatz", "Seit", ""));
+  OpenSourceRecordset(session);
+  EXPECT_EQ(SourceRecordCount(session), 2);
+  const RecordsetPtr rows = SourceMoveFirst(session);
+  EXPECT_EQ(rows->TextAt(1), "Müller & Söhne");
+  EXPECT_EQ(rows->TextAt(3), "0,15");
+  EXPECT_EQ(rows->TextAt(4), "07.03.2024");
+  SourceMoveNext(session);
+  EXPECT_EQ(rows->TextAt(2), "");
+  EXPECT_EQ(rows->TextAt(4), "07.03.2024 14:05:09");
+  SourceMoveNext(session);
+  EXPECT_TRUE(SourceEOF(session));
+  EXPECT_THAT(ui.boxes, IsEmpty());
+  CloseSource(session);
+}
+
+TEST_F(SqlServerSource, TheProgramListsPreviewsAndImports) {
+  Start();
+  const std::string host = folder.File("host");
+  const auto run = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), BuiltProgram("kestrel-import"));
+    if (arguments[1] != "init") arguments.insert(arguments.end(), {"--folder", host});
+    return RunProgram(arguments);
+  };
+  ASSERT_EQ(run({"init", host}).status, 0);
+  WriteFileAtomically(
+      host + "/Import/Server.IMP",
+      "[Common]\r\nDescription=Server\r\nImportClass=ksbimport.importkunden\r\n"
+      "Provider=Microsoft SQL-Server\r\nServer=" +
+          server->DataSource() +
+          "\r\nUser=sa\r\nPassword=geheim\r\nDatabase=Adressen\r\nTable=B\r\n[FieldAssignments]\r\n"
+          "KundenNummer=FIELD:Nr\r\nBez1=FIELD:Name\r\nOrt=FIELD:Ort\r\nUmsatz=FIELD:Umsatz\r\n");
+  EXPECT_EQ(run({"tables", "Server", "--format", "csv"}).out.find("geheim"), std::string::npos);
+  EXPECT_THAT(run({"tables", "Server"}).out, HasSubstr("V"));
+  EXPECT_THAT(run({"columns", "Server"}).out, HasSubstr("Umsatz"));
+  EXPECT_THAT(run({"preview", "Server", "--format", "json"}).out, HasSubstr("Müller & Söhne"));
+  const ProgramResult result = run({"run", "Server", "--format", "json"});
+  EXPECT_EQ(result.status, 0) << result.out << result.err;
+  const RecordsetPtr stored = OpenConnection(host + "/kestrel.db")
+                                  ->OpenRecordset("SELECT Bez1, Ort, Umsatz FROM Kunden ORDER BY KundenNummer");
+  EXPECT_EQ(stored->RecordCount(), 2);
+  EXPECT_EQ(stored->TextAt(0), "Müller & Söhne");
+  EXPECT_EQ(stored->TextAt(1), "Köln");
+  EXPECT_EQ(stored->TextAt(2), "0,15");
+}
+
+}  // namespace
+}  // namespace kestrel

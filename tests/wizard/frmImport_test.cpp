@@ -1,0 +1,187 @@
+// The confirmation and the run window.
+#include "wizard/frmImport.h"
+
+#include <QPushButton>
+
+#include "wizard/frmQuestionDlg.h"
+#include "wizard/wizard_fixture.h"
+
+namespace kestrel {
+namespace {
+
+using testing::ClickOn;
+using ::testing::ElementsAre;
+using testing::FindIn;
+using ::testing::IsEmpty;
+using testing::Spin;
+
+// --- Confirmation ---
+
+class QuestionTest : public testing::WizardFixture {
+ protected:
+  QWidget& Control(const char* name) { return FindIn<QWidget>(dialog, name); }
+  frmQuestionDlg dialog{nullptr};
+};
+
+TEST_F(QuestionTest, TestingIsSelectedBeforehandAndTestmodeIsFalseUntilOk) {
+  dialog.show();
+  EXPECT_TRUE(FindIn<QRadioButton>(dialog, "optTestMode").isChecked());
+  EXPECT_FALSE(FindIn<QRadioButton>(dialog, "optImport").isChecked());
+  EXPECT_FALSE(dialog.Testmode());
+  ClickOn(Control("cmdOK"));
+  EXPECT_TRUE(dialog.Testmode());
+  EXPECT_FALSE(dialog.isVisible());
+}
+
+TEST_F(QuestionTest, DatenImportierenIsNoTest) {
+  dialog.show();
+  ClickOn(Control("optImport"));
+  ClickOn(Control("cmdOK"));
+  EXPECT_FALSE(dialog.Testmode());
+}
+
+TEST_F(QuestionTest, TheFrameClosesWithoutTestmode) {
+  dialog.show();
+  dialog.close();
+  EXPECT_FALSE(dialog.isVisible());
+  EXPECT_FALSE(dialog.Testmode());
+}
+
+TEST_F(QuestionTest, EscapeDoesNotCloseItSoItStartsNoImport) {
+  dialog.show();
+  QTest::keyClick(&Control("optTestMode"), Qt::Key_Escape);
+  EXPECT_TRUE(dialog.isVisible());
+}
+
+TEST_F(QuestionTest, EnterAndTheAccessKeyPressOk) {
+  dialog.show();
+  QTest::keyClick(&Control("optTestMode"), Qt::Key_Return);
+  EXPECT_FALSE(dialog.isVisible());
+  EXPECT_TRUE(dialog.Testmode());
+  EXPECT_EQ(FindIn<QPushButton>(dialog, "cmdOK").shortcut(), QKeySequence("Alt+O"));
+}
+
+// --- Run window ---
+
+class RunWindowTest : public testing::WizardFixture {
+ protected:
+  void Prepare(int records) {
+    OpenStep3(TextSpecification(WriteSource(records), "[FieldAssignments]\nName=FIELD:Name\n"));
+    window = std::make_unique<frmImport>(session, nullptr);
+  }
+  std::string Info() const { return FromQt(FindIn<QLabel>(*window, "lblInfo").text()); }
+  const QProgressBar& Bar() const { return FindIn<QProgressBar>(*window, "ProgressBar"); }
+  double Percent() const { return 100.0 * Bar().value() / Bar().maximum(); }
+  std::size_t Runs() const { return import_class->CountOf("BeforeImport"); }
+
+  std::unique_ptr<frmImport> window;
+};
+
+TEST_F(RunWindowTest, NothingRunsBeforeTheWindowIsShown) {
+  Prepare(3);
+  Spin();
+  EXPECT_EQ(Runs(), 0u);
+}
+
+TEST_F(RunWindowTest, TheFirstActivationRunsTheImportAndLaterOnesDoNothing) {
+  Prepare(3);
+  window->exec();
+  EXPECT_EQ(Runs(), 1u);
+  EXPECT_EQ(window->result().records, 3);
+  window->show();
+  window->activateWindow();
+  QTest::qWait(400);
+  EXPECT_EQ(Runs(), 1u);
+}
+
+TEST_F(RunWindowTest, LabelAndBarFollowTheRecordsAtTheDisplaysPace) {
+  constexpr int kRecords = 8;
+  Prepare(kRecords);
+  std::vector<int> shown;
+  std::vector<double> percents;
+  import_class->Method("ImportRecord", [&](std::span<Argument>) {
+    QTest::qSleep(30);  // longer than the display takes for a picture
+    int record = -1;
+    std::sscanf(Info().c_str(), "Importiere Datensatz %d von 8", &record);
+    shown.push_back(record);
+    percents.push_back(Percent());
+    return Value();
+  });
+  window->exec();
+  ASSERT_EQ(shown.size(), static_cast<std::size_t>(kRecords));
+  for (int record = 2; record < kRecords; ++record) {
+    const auto at = static_cast<std::size_t>(record);
+    EXPECT_GE(shown[at], record - 1);
+    EXPECT_LE(shown[at], record);
+    EXPECT_GE(percents[at], 100.0 * (record - 1) / kRecords);
+  }
+  EXPECT_EQ(Info(), "Der Import wurde erfolgreich fertig gestellt.");
+  EXPECT_EQ(Percent(), 100);
+  EXPECT_THAT(ui.boxes,
+              ElementsAre(Information("Der Import wurde erfolgreich fertig gestellt.", "KESTREL Import")));
+}
+
+TEST_F(RunWindowTest, ClosingDuringTheRunIsRefusedAndAborts) {
+  Prepare(100);
+  bool refused = false;
+  import_class->Method("ImportRecord", [&](std::span<Argument>) {
+    if (import_class->CountOf("ImportRecord") == 5) refused = !window->close() && window->isVisible();
+    return Value();
+  });
+  window->exec();
+  EXPECT_TRUE(refused);
+  EXPECT_EQ(window->result().records, 5);
+  EXPECT_TRUE(window->result().aborted);
+  EXPECT_FALSE(window->isVisible());
+  EXPECT_EQ(import_class->CountOf("AfterImport"), 0u);
+  EXPECT_EQ(Info(), "Der Import hat 5 von 100 Datensätzen erfolgreich importiert.");
+  EXPECT_THAT(ui.boxes, ElementsAre(Information("Der Import hat 5 von 100Datensätzen erfolgreich importiert.",
+                                                "KESTREL Import")));
+}
+
+TEST_F(RunWindowTest, EscapeDuringTheRunAsksForTheAbortToo) {
+  Prepare(100);
+  import_class->Method("ImportRecord", [&](std::span<Argument>) {
+    if (import_class->CountOf("ImportRecord") == 3) QTest::keyClick(window.get(), Qt::Key_Escape);
+    return Value();
+  });
+  window->exec();
+  EXPECT_EQ(window->result().records, 3);
+  EXPECT_TRUE(window->result().aborted);
+}
+
+TEST_F(RunWindowTest, AnEventOfTheMessageLoopReachesTheWindowWhileItRuns) {
+  Prepare(2000);
+  QTimer::singleShot(0, window.get(), [&] { QTimer::singleShot(5, window.get(), [&] { window->close(); }); });
+  import_class->Method("ImportRecord", [&](std::span<Argument>) {
+    QTest::qSleep(1);
+    return Value();
+  });
+  window->exec();
+  EXPECT_TRUE(window->result().aborted);
+  EXPECT_LT(window->result().records, 500);
+}
+
+TEST_F(RunWindowTest, ASourceWithoutRecordsEndsWell) {
+  Prepare(0);
+  window->exec();
+  EXPECT_EQ(import_class->CountOf("AfterImport"), 1u);
+  EXPECT_THAT(ui.boxes,
+              ElementsAre(Information("Der Import wurde erfolgreich fertig gestellt.", "KESTREL Import")));
+}
+
+TEST_F(RunWindowTest, ACancellationByTheImportClassIsShown) {
+  Prepare(3);
+  import_class->Method("BeforeImport", [](std::span<Argument> arguments) {
+    arguments[0].Set(Value(true));
+    return Value();
+  });
+  window->exec();
+  EXPECT_EQ(Info(), "Der Vorgang wurde vom Benutzer abgebrochen!");
+  EXPECT_THAT(ui.boxes,
+              ElementsAre(Information("Der Vorgang wurde vom Benutzer abgebrochen!", "KESTREL Import")));
+  EXPECT_EQ(window->result().errors, -1);
+}
+
+}  // namespace
+}  // namespace kestrel

@@ -1,0 +1,191 @@
+#include "wizard/wizard_fixture.h"
+
+#include <QAbstractButton>
+#include <QComboBox>
+#include <QDir>
+#include <QLineEdit>
+#include <QListWidget>
+
+#include "spec/profile_access.h"
+
+namespace kestrel::testing {
+
+namespace {
+
+constexpr int kLookMs = 2;
+constexpr int kPatience = 3000;  // looks
+
+std::shared_ptr<MemoryRecordset> NewRecord(const std::vector<DestinationField>& fields) {
+  auto record = std::make_shared<MemoryRecordset>();
+  for (const DestinationField& field : fields) record->AppendColumn(field.name);
+  record->AddNew();
+  return record;
+}
+
+}  // namespace
+
+// --- ModalDriver --------------------------------------------------------------------------------
+
+ModalDriver::ModalDriver() {
+  connect(&timer_, &QTimer::timeout, this, &ModalDriver::Look);
+  timer_.start(kLookMs);
+}
+
+ModalDriver::~ModalDriver() { EXPECT_TRUE(steps_.empty()) << "a dialog that was waited for did not come"; }
+
+void ModalDriver::Then(const char* object_name, std::function<void(QWidget&)> act) {
+  steps_.push_back({object_name, std::move(act)});
+}
+
+void ModalDriver::Look() {
+  QWidget* dialog = QApplication::activeModalWidget();
+  if (dialog == nullptr || !dialog->isVisible()) {
+    waited_ = 0;
+    return;
+  }
+  if (!steps_.empty() && steps_.front().object_name == dialog->objectName()) {
+    const Step step = std::move(steps_.front());
+    steps_.pop_front();
+    waited_ = 0;
+    step.act(*dialog);
+  } else if (++waited_ == kPatience) {
+    ADD_FAILURE() << "nobody closed the dialog " << dialog->objectName().toStdString();
+    dialog->hide();
+  }
+}
+
+// --- Helpers ------------------------------------------------------------------------------------
+
+void ClickOn(QWidget& control) {
+  QTest::mouseClick(&control, Qt::LeftButton, Qt::NoModifier, QPoint(8, control.height() / 2));
+}
+
+void Spin() {
+  for (int round = 0; round < 5; ++round) {
+    QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+  }
+}
+
+// --- WizardFixture ------------------------------------------------------------------------------
+
+WizardFixture::WizardFixture() {
+  setenv("KESTREL_HOME", folder.path().c_str(), 1);
+  import_class = AddComponent("test.import");
+  for (const char* property : {"PersonalNr", "Application", "SpecificationFile"}) import_class->Let(property);
+  import_class->Set("Connection")
+      .Get("HasConfig", true)
+      .Method("ShowConfig")
+      .Method("BeforeImport")
+      .Method("ImportRecord")
+      .Method("AfterImport")
+      .Get("ErrorCode", 0)
+      .Get("ErrorDescription", "");
+  UseFields({{"Name", true}, {"Ort"}, {"Datum", false, true}});
+}
+
+WizardFixture::~WizardFixture() { unsetenv("KESTREL_HOME"); }
+
+void WizardFixture::UseFields(const std::vector<DestinationField>& fields) {
+  import_class->Method("GetFields", [fields](std::span<Argument>) { return Value(FieldList(fields)); });
+  import_class->Method("GetNewRecord", [fields](std::span<Argument>) { return Value(NewRecord(fields)); });
+}
+
+std::string WizardFixture::TextSpecification(const std::string& file_name, const std::string& more) {
+  return "[Common]\nDescription=Test\nApplication=2\nImportClass=test.import\nProvider=Textdatei\nFileName=" +
+         file_name + "\nDelimiter=;\nColumnHeadings=True\n" + more;
+}
+
+std::string WizardFixture::WriteSource(int records) {
+  std::string text = "Name;Ort;Datum;Gruppe\r\n";
+  for (int record = 1; record <= records; ++record) {
+    text += "Müller " + std::to_string(record) + ";Köln;01.02.2024;" + (record % 2 == 0 ? "B" : "A") + "\r\n";
+  }
+  return folder.Write("quelle.txt", text);
+}
+
+std::string WizardFixture::Stored(const char* section, const std::string& key) {
+  return GetIniString(session.profiles, session.SpecFile, section, key, "(fehlt)");
+}
+
+std::vector<std::string> WizardFixture::FilesOfSpecFolder() const {
+  std::vector<std::string> names;
+  for (const QString& name : QDir(ToQt(session.SpecFolder)).entryList(QDir::Files)) {
+    names.push_back(FromQt(name));
+  }
+  return names;
+}
+
+void WizardFixture::OpenStep1() {
+  wizard.ShowStep1(session);
+  Spin();
+}
+
+void WizardFixture::OpenStep2(const std::string& content, const std::string& file_name) {
+  WriteSpecification(file_name, content);
+  OpenStep1();
+  if (file_name.ends_with(".IMT")) Click("optVorlage");
+  Find<QListWidget>("lstVorlage").setCurrentRow(0);
+  Click("cmdNext");
+}
+
+void WizardFixture::OpenStep3(const std::string& content, const std::string& file_name) {
+  OpenStep2(content, file_name);
+  Click("cmdNext");
+  ASSERT_EQ(PageName(), "frmStep3");
+}
+
+QWidget& WizardFixture::Page() const {
+  QWidget* page = wizard.CurrentPage();
+  if (page == nullptr) throw std::runtime_error("no page is shown");
+  return *page;
+}
+
+std::string WizardFixture::PageName() const {
+  const QWidget* page = wizard.CurrentPage();
+  return page == nullptr ? "" : FromQt(page->objectName());
+}
+
+void WizardFixture::Click(const char* object_name) {
+  ClickOn(Find<QWidget>(object_name));
+  Spin();
+}
+
+void WizardFixture::Focus(const char* object_name) {
+  Find<QWidget>(object_name).setFocus(Qt::TabFocusReason);
+  Spin();
+}
+
+void WizardFixture::Type(const char* object_name, const char* text) {
+  auto& edit = Find<QLineEdit>(object_name);
+  edit.setFocus(Qt::TabFocusReason);
+  edit.selectAll();
+  QTest::keyClick(&edit, Qt::Key_Delete);
+  for (const QChar character : QString::fromUtf8(text)) {
+    QTest::sendKeyEvent(QTest::Click, &edit, Qt::Key_unknown, QString(character), Qt::NoModifier);
+  }
+}
+
+void WizardFixture::Choose(const char* object_name, const char* entry) {
+  auto& list = Find<QComboBox>(object_name);
+  const int index = list.findText(QString::fromUtf8(entry), Qt::MatchExactly);
+  ASSERT_GE(index, 0) << object_name << " lacks " << entry;
+  list.setCurrentIndex(index);
+  // What a choice from the open list does beside setting the index.
+  emit list.activated(index);
+  emit list.textActivated(list.itemText(index));
+}
+
+RecordingUserInterface::Box WizardFixture::Information(const std::string& text, const std::string& title) {
+  return {text, title, Icon::kInformation, Buttons::kOk};
+}
+
+RecordingUserInterface::Box WizardFixture::Question(const std::string& text, const std::string& title) {
+  return {text, title, Icon::kQuestion, Buttons::kYesNo};
+}
+
+RecordingUserInterface::Box WizardFixture::Plain(const std::string& text) {
+  return {text, "", Icon::kNone, Buttons::kOk};
+}
+
+}  // namespace kestrel::testing

@@ -1,0 +1,110 @@
+// A wizard over a recorded session: opens its pages as a person does and drives them by the names of their
+// controls.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <QApplication>
+#include <QLabel>
+#include <QTest>
+#include <QTimer>
+#include <deque>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "mapping/field_assignment.h"
+#include "support/field_list.h"
+#include "support/session_fixture.h"
+#include "wizard/qt_text.h"
+#include "wizard/wizard.h"
+
+namespace kestrel::testing {
+
+// Acts on modal dialogs, one after another, while the code under test waits for them.
+class ModalDriver final : public QObject {
+ public:
+  ModalDriver();
+  ~ModalDriver() override;
+
+  // When a dialog of that name is open, runs `act`, which has to close it in the end.
+  void Then(const char* object_name, std::function<void(QWidget&)> act);
+  bool Done() const { return steps_.empty(); }
+
+ private:
+  void Look();
+
+  struct Step {
+    QString object_name;
+    std::function<void(QWidget&)> act;
+  };
+  std::deque<Step> steps_;
+  QTimer timer_;
+  int waited_ = 0;
+};
+
+template <class Control>
+Control& FindIn(QWidget& page, const char* object_name) {
+  auto* control = page.findChild<Control*>(QString::fromUtf8(object_name));
+  if (control == nullptr) throw std::runtime_error(std::string("no control ") + object_name);
+  return *control;
+}
+
+// Presses and releases the left mouse button on the control, where its caption begins.
+void ClickOn(QWidget& control);
+// Lets the message loop handle what is waiting.
+void Spin();
+
+class WizardFixture : public SessionFixture {
+ protected:
+  using Box = RecordingUserInterface::Box;
+
+  // The specification folder is below KESTREL_HOME, which is the scratch folder; the import class "test.import"
+  // has the fields Name (mandatory), Ort and Datum (a date).
+  WizardFixture();
+  ~WizardFixture() override;
+
+  void UseFields(const std::vector<DestinationField>& fields);
+
+  // --- Files ---
+  // Section Common of a text specification over `file_name`, with more lines of that section behind it.
+  static std::string TextSpecification(const std::string& file_name, const std::string& more = "");
+  // A text file with the columns Name, Ort, Datum and Gruppe and `records` records, separated by semicolons.
+  std::string WriteSource(int records = 3);
+  // What the working file holds for a key.
+  std::string Stored(const char* section, const std::string& key);
+  std::vector<std::string> FilesOfSpecFolder() const;
+
+  // --- Pages ---
+  void OpenStep1();
+  // Opens the specification (or template) of that content by way of step 1.
+  void OpenStep2(const std::string& content, const std::string& file_name = "Test.IMP");
+  // The same, and on to step 3.
+  void OpenStep3(const std::string& content, const std::string& file_name = "Test.IMP");
+  QWidget& Page() const;
+  std::string PageName() const;
+
+  // --- Controls of the shown page ---
+  template <class Control>
+  Control& Find(const char* object_name) const {
+    return FindIn<Control>(Page(), object_name);
+  }
+  void Click(const char* object_name);
+  // Puts the focus on the control, as the Tab key does.
+  void Focus(const char* object_name);
+  // Replaces the text of a line edit key by key.
+  void Type(const char* object_name, const char* text);
+  // Selects an entry of a drop-down list as a person does.
+  void Choose(const char* object_name, const char* entry);
+
+  static Box Information(const std::string& text, const std::string& title = "");
+  static Box Question(const std::string& text, const std::string& title);
+  static Box Plain(const std::string& text);
+
+  ModalDriver modals;
+  Wizard wizard;
+  std::shared_ptr<RecordingObject> import_class;
+};
+
+}  // namespace kestrel::testing

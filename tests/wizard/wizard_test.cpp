@@ -1,0 +1,128 @@
+// The wizard as its host sees it.
+#include "wizard/wizard.h"
+
+#include <QListWidget>
+#include <QSignalSpy>
+#include <QWindow>
+
+#include "component/import_man.h"
+#include "platform/base/file.h"
+#include "wizard/wizard_fixture.h"
+
+namespace kestrel {
+namespace {
+
+using testing::ClickOn;
+using ::testing::ElementsAre;
+using testing::FindIn;
+using testing::Spin;
+
+class WizardTest : public testing::WizardFixture {
+ protected:
+  WizardTest() { ended = std::make_unique<QSignalSpy>(&wizard, &Wizard::Ended); }
+  std::unique_ptr<QSignalSpy> ended;
+};
+
+TEST_F(WizardTest, ShowDialogReturnsAtOnceWithStep1ModelessOnTheScreen) {
+  ImportMan man({ui, components, clock}, &wizard);
+  man.SetApplication(2);
+  man.ShowDialog();
+  ASSERT_EQ(PageName(), "frmStep1");
+  EXPECT_TRUE(Page().isVisible());
+  EXPECT_FALSE(Page().isModal());
+}
+
+TEST_F(WizardTest, AFileNameOfTheHostDoesNotSkipStep1) {
+  ImportMan man({ui, components, clock}, &wizard);
+  man.SetImportFileName("/x/a.txt");
+  man.ShowDialog();
+  EXPECT_EQ(PageName(), "frmStep1");
+}
+
+TEST_F(WizardTest, ShowDialogBeforeAConnectionWasSetOpensTheWizard) {
+  ImportMan man({ui, components, clock}, &wizard);
+  man.SetApplication(2);
+  WriteSpecification("Test.IMP", TextSpecification(""));
+  man.ShowDialog();
+  Find<QListWidget>("lstVorlage").setCurrentRow(0);
+  Click("cmdNext");
+  EXPECT_EQ(PageName(), "frmStep2");
+  EXPECT_THAT(CallLines(), ::testing::Contains("Set Connection Nothing"));
+}
+
+TEST_F(WizardTest, OnePageIsShownAtATimeFromTemplateToImport) {
+  OpenStep3(TextSpecification(WriteSource(), "[FieldAssignments]\nName=FIELD:Name\n"), "Muster.IMT");
+  modals.Then("frmQuestionDlg", [](QWidget& dialog) {
+    ClickOn(FindIn<QWidget>(dialog, "optImport"));
+    ClickOn(FindIn<QWidget>(dialog, "cmdOK"));
+  });
+  Click("cmdOK");
+  EXPECT_EQ(import_class->CountOf("ImportRecord"), 3u);
+  EXPECT_EQ(PageName(), "");
+  EXPECT_THAT(FilesOfSpecFolder(), ElementsAre("Muster.IMT"));
+}
+
+TEST_F(WizardTest, EndedIsToldOnceWhenTheLastPageHasClosedInWhateverWay) {
+  OpenStep1();
+  Click("cmdCancel");
+  EXPECT_EQ(ended->count(), 1);
+  OpenStep1();
+  Page().close();
+  Spin();
+  EXPECT_EQ(ended->count(), 2);
+  OpenStep2(TextSpecification(""));
+  EXPECT_EQ(ended->count(), 2);
+  Click("cmdPrev");
+  EXPECT_EQ(ended->count(), 2);
+  Click("cmdCancel");
+  EXPECT_EQ(ended->count(), 3);
+}
+
+TEST_F(WizardTest, AHostMayOpenTheWizardAgainFromEnded) {
+  int again = 0;
+  QObject::connect(&wizard, &Wizard::Ended, [&] {
+    if (++again == 1) wizard.ShowStep1(session);
+  });
+  OpenStep1();
+  Click("cmdCancel");
+  EXPECT_EQ(PageName(), "frmStep1");
+  EXPECT_EQ(again, 1);
+}
+
+TEST_F(WizardTest, ASecondShowDialogBeginsAnewAtStep1) {
+  OpenStep2(TextSpecification(""));
+  wizard.ShowStep1(session);
+  Spin();
+  EXPECT_EQ(PageName(), "frmStep1");
+  EXPECT_EQ(ended->count(), 0);
+}
+
+TEST_F(WizardTest, TheListEndsWithThePageHoweverItCloses) {
+  OpenStep3(TextSpecification(WriteSource()));
+  ASSERT_NE(session.AssignmentList, nullptr);
+  Page().close();
+  EXPECT_EQ(session.AssignmentList, nullptr);
+  OpenStep3(TextSpecification(WriteSource()));
+  wizard.ShowStep1(session);
+  EXPECT_EQ(session.AssignmentList, nullptr);
+}
+
+TEST_F(WizardTest, GoingBackFromStep3AndForwardAgainBuildsTheListAnew) {
+  OpenStep3(TextSpecification(WriteSource()));
+  Click("cmdPrev");
+  EXPECT_EQ(session.AssignmentList, nullptr);
+  Click("cmdNext");
+  ASSERT_NE(session.AssignmentList, nullptr);
+  EXPECT_EQ(session.AssignmentList->RecordCount(), 3);
+}
+
+TEST_F(WizardTest, PagesStayAboveTheWindowOfTheHost) {
+  QWidget host;
+  host.show();
+  Wizard over_host(&host);
+  over_host.ShowStep1(session);
+  EXPECT_EQ(over_host.CurrentPage()->windowHandle()->transientParent(), host.windowHandle());
+}
+
+}  // namespace
+}  // namespace kestrel
