@@ -180,15 +180,16 @@ def main():
         with open(source, "w", encoding="cp1252", newline="") as file:
             file.write(SOURCE)
         host = desktop.start([os.path.join(programs, "kestrel-host"), folder], "host.log")
-        story = Story(screen_reader, screen_reader.application("kestrel-host"), folder)
+        story = None
         try:
+            story = Story(screen_reader, screen_reader.application("kestrel-host"), folder)
             tell(story, source)
         except Exception as error:
             print(f"{type(error).__name__}: {error}")
-            for window in story.app:
+            print(f"kestrel-host: {'runs' if host.poll() is None else host.returncode}\n{desktop.log('host.log')}")
+            for window in story.app if story else ():
                 if window is not None and screen_reader.is_showing(window):
                     print("Shown:", screen_reader.Window(window).texts())
-            print(f"kestrel-host: {'runs' if host.poll() is None else host.returncode}\n{desktop.log('host.log')}")
             raise
     print("The import was done, stored and shown.")
     return 0

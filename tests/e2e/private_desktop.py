@@ -66,8 +66,10 @@ class PrivateDesktop:
         read_end, write_end = os.pipe()
         with os.fdopen(read_end, encoding="ascii") as answer:
             try:
+                # Without -noreset the server starts anew when a first client has come and gone, and refuses
+                # whoever connects meanwhile.
                 process = subprocess.Popen(
-                    ["Xvfb", "-displayfd", str(write_end), "-screen", "0", SCREEN, "-nolisten", "tcp"],
+                    ["Xvfb", "-displayfd", str(write_end), "-noreset", "-screen", "0", SCREEN, "-nolisten", "tcp"],
                     pass_fds=[write_end], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                     stderr=subprocess.DEVNULL, start_new_session=True)
             finally:
