@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "support/project_paths.h"
+
 namespace kestrel {
 namespace {
 
@@ -45,7 +47,7 @@ struct Include {
 };
 
 std::vector<Include> IncludesBelow(const std::string& folder) {
-  const fs::path root(KESTREL_SOURCE_DIR);
+  const fs::path root(testing::InSourceTree());
   const std::regex line_pattern("^\\s*#\\s*include\\s*[<\"]([^>\"]+)[>\"].*");
   std::vector<Include> includes;
   for (const auto& entry : fs::recursive_directory_iterator(root / folder)) {

@@ -7,6 +7,7 @@
 #include "platform/base/text.h"
 #include "platform/data/open_connection.h"
 #include "support/program.h"
+#include "support/project_paths.h"
 #include "support/temp_folder.h"
 
 namespace kestrel {
@@ -25,7 +26,7 @@ class EndToEnd : public ::testing::Test {
   void SetUp() override {
     ASSERT_EQ(Run({"init", host()}).status, 0);
     for (const char* name : {"Kundenliste.IMP", "Messe.IMP", "kunden.txt", "messe.txt"}) {
-      CopyFile(std::string(KESTREL_SOURCE_DIR) + "/demo/" + name, host() + "/Import/" + name);
+      CopyFile(testing::InSourceTree(std::string("demo/") + name), host() + "/Import/" + name);
     }
   }
 

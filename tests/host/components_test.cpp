@@ -2,6 +2,7 @@
 
 #include "host/host_fixture.h"
 #include "platform/base/file.h"
+#include "support/project_paths.h"
 
 namespace kestrel {
 
@@ -125,7 +126,7 @@ TEST_F(DoubletFunctions, BuildsKeysByCode) {
 
 TEST_F(HostPlugIn, IsLoadedThroughItsAnnouncement) {
   ComponentRegistry registry;
-  registry.AddFolder(KESTREL_BINARY_DIR "/lib/kestrel/components");
+  registry.AddFolder(testing::InBuildTree("lib/kestrel/components"));
   for (const std::string& prog_id : registry.ProgIds())
     EXPECT_NE(registry.CreateObject(prog_id), nullptr) << prog_id;
   const ObjectPtr importer = registry.CreateObject("ksbimport.importkunden");

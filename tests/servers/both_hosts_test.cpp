@@ -7,6 +7,7 @@
 #include "platform/data/open_connection.h"
 #include "support/postgres_server.h"
 #include "support/program.h"
+#include "support/project_paths.h"
 #include "support/temp_folder.h"
 
 namespace kestrel {
@@ -36,7 +37,7 @@ class Host {
     const ProgramResult made = Run({"init", folder_});
     EXPECT_EQ(made.status, 0) << made.err;
     for (const char* name : {"Kundenliste.IMP", "Messe.IMP", "kunden.txt", "messe.txt"}) {
-      CopyFile(std::string(KESTREL_SOURCE_DIR) + "/demo/" + name, folder_ + "/Import/" + name);
+      CopyFile(testing::InSourceTree(std::string("demo/") + name), folder_ + "/Import/" + name);
     }
   }
 

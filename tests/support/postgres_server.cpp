@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/data/open_connection.h"
+#include "support/project_paths.h"
 
 namespace kestrel::testing {
 
@@ -14,8 +15,7 @@ namespace {
 constexpr int kStartSeconds = 120;
 
 std::vector<std::string> Command(bool durable) {
-  std::vector<std::string> command{"python3",
-                                   std::string(KESTREL_SOURCE_DIR) + "/tests/servers/postgres_server.py"};
+  std::vector<std::string> command{"python3", InSourceTree("tests/servers/postgres_server.py")};
   if (durable) command.emplace_back("--durable");
   return command;
 }

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <thread>
 
+#include "support/project_paths.h"
 #include "support/temp_folder.h"
 
 namespace kestrel::testing {
@@ -44,6 +45,6 @@ ProgramResult RunProgram(const std::vector<std::string>& command,
   return result;
 }
 
-std::string BuiltProgram(const std::string& name) { return std::string(KESTREL_BINARY_DIR) + "/bin/" + name; }
+std::string BuiltProgram(const std::string& name) { return InBuildTree("bin/" + name); }
 
 }  // namespace kestrel::testing

@@ -5,6 +5,7 @@
 
 #include "platform/base/runtime_error.h"
 #include "platform/data/open_connection.h"
+#include "support/project_paths.h"
 
 namespace kestrel::testing {
 
@@ -14,7 +15,7 @@ constexpr int kStartSeconds = 20;
 
 std::vector<std::string> Command(const std::string& file, const SqlServerStandIn::Options& options) {
   std::vector<std::string> command{"python3",
-                                   std::string(KESTREL_SOURCE_DIR) + "/tests/servers/sql_server_stand_in.py",
+                                   InSourceTree("tests/servers/sql_server_stand_in.py"),
                                    "--data",
                                    file,
                                    "--user",

@@ -1,4 +1,5 @@
 #include "support/temp_folder.h"
+#include "support/project_paths.h"
 
 #include <gtest/gtest.h>
 
@@ -39,7 +40,7 @@ std::string ReadBytes(const std::string& path) {
 
 std::string TestDataFolder() {
   if (const char* named = std::getenv("KESTREL_TESTDATA")) return named;
-  const fs::path beside = fs::path(KESTREL_SOURCE_DIR).parent_path() / "shared" / "testdata";
+  const fs::path beside = fs::path(InSourceTree()).parent_path() / "shared" / "testdata";
   return fs::is_directory(beside) ? beside.string() : std::string();
 }
 

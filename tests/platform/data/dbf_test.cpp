@@ -5,6 +5,7 @@
 #include "platform/data/open_connection.h"
 #include "support/dbf_writer.h"
 #include "support/expect_error.h"
+#include "support/project_paths.h"
 #include "support/temp_folder.h"
 
 namespace kestrel {
@@ -48,8 +49,7 @@ class Dbf : public ::testing::Test {
 
 class DbfFixtures : public ::testing::Test {
  protected:
-  const ConnectionPtr connection =
-      OpenFolder(std::string(KESTREL_SOURCE_DIR) + "/tests/platform/data/fixtures");
+  const ConnectionPtr connection = OpenFolder(testing::InSourceTree("tests/platform/data/fixtures"));
 };
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "platform/base/text.h"
 #include "platform/data/open_connection.h"
 #include "support/command_output.h"
+#include "support/project_paths.h"
 #include "support/temp_folder.h"
 
 namespace kestrel {
@@ -16,7 +17,7 @@ namespace kestrel {
 namespace {
 
 std::string CrosscheckScript(const std::string& name) {
-  return std::string(KESTREL_SOURCE_DIR) + "/tests/platform/data/crosscheck/" + name;
+  return testing::InSourceTree("tests/platform/data/crosscheck/" + name);
 }
 
 std::vector<std::string> FilesWith(const std::string& folder, const std::string& extension) {

@@ -6,6 +6,7 @@
 
 #include "platform/data/open_connection.h"
 #include "support/biff_writer.h"
+#include "support/project_paths.h"
 #include "support/temp_folder.h"
 
 namespace kestrel::testing {
@@ -15,7 +16,7 @@ inline ConnectionPtr OpenBook(const std::string& path) {
 }
 
 inline std::string FixturePath(const std::string& name) {
-  return std::string(KESTREL_SOURCE_DIR) + "/tests/platform/data/fixtures/" + name;
+  return InSourceTree("tests/platform/data/fixtures/" + name);
 }
 
 // The rows of a table, its column names first; a null is "<null>".
