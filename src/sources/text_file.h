@@ -1,13 +1,14 @@
-// A text file in memory: its bytes, their character set, its first line and where its records begin.
+// A text file: the character set of its bytes, its first line and where its records begin. Of a large file
+// only the records' places and a window of bytes are in memory.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 
-#include "platform/base/file_buffer.h"
 #include "sources/text_lines.h"
 #include "sources/text_source.h"
+#include "sources/text_window.h"
 
 namespace kestrel {
 
@@ -28,29 +29,34 @@ class TextFile {
   char line_end() const { return line_end_; }
 
   // The first line as text.
-  std::string FirstLine() const;
+  std::string FirstLine() const { return Decode(first_line_); }
   std::size_t record_count() const { return index_.size(); }
   // The first byte of a record, which is not empty. A line_end() follows its last byte, and behind that
-  // LineScanner::kPadding bytes can be read. Lives as long as this object, wherever it is moved.
-  const char* Record(std::size_t row) const { return text() + index_[row]; }
+  // LineScanner::kPadding bytes can be read. Valid until the next call, wherever this object is moved.
+  // Raises 75 where a large file was changed since it was opened, what reading raises, and 7.
+  const char* Record(std::size_t row) {
+    const std::size_t begin = index_[row];
+    if (!decoded_.empty()) return decoded_.data() + begin;
+    return window_.Hold(begin, row + 1 < index_.size() ? index_[row + 1] : end_);
+  }
 
   // Text of this file's character set as UTF-8, umlauts repaired.
   std::string Decode(std::string_view bytes) const;
 
  private:
-  const char* text() const { return decoded_.empty() ? buffer_.data() : decoded_.data(); }
+  explicit TextFile(const std::string& path) : window_(path) {}
   void TakeLines(LineScanner& scanner);
   // Goes on with `text` instead of the file's own bytes.
   void Replace(std::string text, bool header);
 
-  FileBuffer buffer_;
-  std::string decoded_;
+  TextWindow window_;
+  std::string decoded_;  // takes the window's place where it is not empty
   Charset charset_ = Charset::kWindows1252;
   bool repair_umlauts_ = false;
   char line_end_ = '\n';
-  std::size_t first_line_begin_ = 0;
-  std::size_t first_line_end_ = 0;
+  std::string first_line_;
   LineIndex index_;
+  std::size_t end_ = 0;  // of the text
 };
 
 }  // namespace kestrel

@@ -36,54 +36,66 @@ LineScanner::LineScanner(std::size_t begin, bool header, bool check_utf8)
       utf8_(check_utf8),
       character_end_(begin) {}
 
-void LineScanner::Scan(const char* text, std::size_t loaded) {
-  while (position_ + kBlockSize + kLookAhead <= loaded) ScanBlock(text, ~std::uint64_t{0});
-}
-
-void LineScanner::Finish(const char* text, std::size_t size) {
-  while (position_ < size) {
-    const std::size_t left = size - position_;
-    ScanBlock(text, left < kBlockSize ? (std::uint64_t{1} << left) - 1 : ~std::uint64_t{0});
+void LineScanner::Scan(std::string_view bytes, std::size_t begin) {
+  const std::size_t end = begin + bytes.size();
+  while (position_ >= begin && position_ + kBlockSize + kLookAhead <= end) {
+    ScanBlock(bytes.data() + (position_ - begin), ~std::uint64_t{0});
   }
-  if (character_end_ > size) utf8_ = false;
-  if (line_begin_ < size || !first_line_known()) EndLine(text, size);
 }
 
-void LineScanner::ScanBlock(const char* text, std::uint64_t within) {
-  const ByteBlock block(text + position_);
-  if (line_end_ == '\n' && (block.Equal('\r') & within) != 0) return BeginAgainWithCr();
-  if (utf8_) CheckUtf8(text, block.High() & within);
-  ForEachBit(block.Equal(line_end_) & within, [this, text](std::size_t bit) {
-    EndLine(text, position_ + bit);
-    line_begin_ = position_ + bit + 1;
+bool LineScanner::Finish(std::string_view bytes, std::size_t begin) {
+  const std::size_t end = begin + bytes.size();
+  while (position_ < end) {
+    if (position_ < begin) return false;
+    const std::size_t left = end - position_;
+    ScanBlock(bytes.data() + (position_ - begin),
+              left < kBlockSize ? (std::uint64_t{1} << left) - 1 : ~std::uint64_t{0});
+  }
+  if (character_end_ > end) utf8_ = false;
+  if (line_begin_ < end || !first_line_known()) EndLine(end);
+  return true;
+}
+
+void LineScanner::ScanBlock(const char* bytes, std::uint64_t within) {
+  const ByteBlock block(bytes);
+  std::uint64_t line_feeds = 0;
+  if (line_end_ == '\r') {
+    line_feeds = block.Equal('\n') & within;
+    // The second half of a CR LF is no part of the line behind it.
+    if (line_begin_ == position_ && first_line_known()) line_begin_ += line_feeds & 1;
+  } else if ((block.Equal('\r') & within) != 0) {
+    return BeginAgainWithCr();
+  }
+  if (utf8_) CheckUtf8(bytes, block.High() & within);
+  ForEachBit(block.Equal(line_end_) & within, [&](std::size_t bit) {
+    EndLine(position_ + bit);
+    // A shift by all of the block's bits would be none; the next block looks for that line feed.
+    line_begin_ = position_ + bit + 1 + ((line_feeds >> bit >> 1) & 1);
   });
   position_ += kBlockSize;
 }
 
-void LineScanner::CheckUtf8(const char* text, std::uint64_t high) {
+void LineScanner::CheckUtf8(const char* block, std::uint64_t high) {
   beyond_ascii_ |= high != 0;
   while (high != 0) {
-    const std::size_t at = position_ + static_cast<std::size_t>(std::countr_zero(high));
+    const auto bit = static_cast<std::size_t>(std::countr_zero(high));
     high &= high - 1;
-    if (at < character_end_) continue;
-    const std::size_t length = Utf8Length(text + at);
+    if (position_ + bit < character_end_) continue;
+    const std::size_t length = Utf8Length(block + bit);
     if (length == 0) {
       utf8_ = false;
       return;
     }
-    character_end_ = at + length;
+    character_end_ = position_ + bit + length;
   }
 }
 
-void LineScanner::EndLine(const char* text, std::size_t end) {
-  std::size_t begin = line_begin_;
+void LineScanner::EndLine(std::size_t end) {
   if (!first_line_known()) {
     first_line_end_ = end;
     if (header_) return;
-  } else if (line_end_ == '\r' && begin < end && text[begin] == '\n') {
-    ++begin;  // the second half of the CR LF before this line
   }
-  if (begin < end) index_.Append(begin);
+  if (line_begin_ < end) index_.Append(line_begin_);
 }
 
 void LineScanner::BeginAgainWithCr() {

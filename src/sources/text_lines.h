@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 namespace kestrel {
@@ -35,17 +36,20 @@ class LineIndex {
 // Invariants
 //  1. Lines end at LF until the first CR is seen; then the pass begins again and they end at CR or CR LF.
 //  2. Every line before `line_begin_` is done: indexed if it is not empty, and not the header.
-//  3. Everything before `position_` has been looked at, and is valid UTF-8 while utf8() says so.
+//  3. Everything before `position()` has been looked at, and is valid UTF-8 while utf8() says so.
 class LineScanner {
  public:
   // `begin`: where the text begins, behind a byte order mark. `header`: the first line is no record.
   LineScanner(std::size_t begin, bool header, bool check_utf8);
 
-  // Looks at as much of the `loaded` bytes as can be judged without those that follow. `text` may have
-  // moved since the last call, but must hold the same bytes. Error 7.
-  void Scan(const char* text, std::size_t loaded);
-  // The rest of the text, now `size` bytes long. kPadding bytes behind it are read but not part of it.
-  void Finish(const char* text, std::size_t size);
+  // Where it goes on: the first byte that it has not looked at. Back at the start once a first CR is seen.
+  std::size_t position() const { return position_; }
+  // Looks at as much of `bytes` as can be judged without those that follow. They begin at `begin` of the
+  // text, at or before position(). Error 7.
+  void Scan(std::string_view bytes, std::size_t begin);
+  // The same with bytes that reach to the end of the text; kPadding bytes behind them are read but not part
+  // of it. False where it has to go on at a position() that lies before them.
+  bool Finish(std::string_view bytes, std::size_t begin);
 
   static constexpr std::size_t kPadding = 64;
 
@@ -63,10 +67,10 @@ class LineScanner {
   // The bytes that can follow the first one of a UTF-8 character.
   static constexpr std::size_t kLookAhead = 3;
 
-  // One block; `within` has a bit for each byte that is part of the text.
-  void ScanBlock(const char* text, std::uint64_t within);
-  void CheckUtf8(const char* text, std::uint64_t high);
-  void EndLine(const char* text, std::size_t end);
+  // The block at position(); `within` has a bit for each byte that is part of the text.
+  void ScanBlock(const char* block, std::uint64_t within);
+  void CheckUtf8(const char* block, std::uint64_t high);
+  void EndLine(std::size_t end);
   void BeginAgainWithCr();
 
   std::size_t begin_;

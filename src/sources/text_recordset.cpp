@@ -33,11 +33,22 @@ TextRecordset::TextRecordset(TextFile file, std::vector<std::string> column_name
     decoded_split_ =
         std::make_unique<DecodedSplit>(DecodedSplit{std::move(delimiter), std::move(qualifier), {}});
   }
+  MoveTo(0);
 }
 
 std::string_view TextRecordset::ColumnName(std::size_t column) const {
   if (column >= column_names_.size()) throw RuntimeError(ErrorNumber::kSubscriptOutOfRange);
   return column_names_[column];
+}
+
+void TextRecordset::MoveTo(std::size_t row) {
+  is_split_ = false;
+  value_count_ = 0;
+  // Where the record cannot be had, none behind it can: that is the end.
+  row_ = file_.record_count();
+  if (row == row_) return;
+  record_ = file_.Record(row);
+  row_ = row;
 }
 
 void TextRecordset::MoveNext() {
@@ -87,15 +98,14 @@ void TextRecordset::SplitRecord() const {
   is_split_ = true;
   if (decoded_split_ != nullptr) return SplitDecoded();
   const std::size_t usable = std::min(column_names_.size(), kValueSlots);
-  value_count_ = SplitLine(file_.Record(row_), rules_, std::span(values_).first(usable));
+  value_count_ = SplitLine(record_, rules_, std::span(values_).first(usable));
 }
 
 void TextRecordset::SplitDecoded() const {
-  const char* line = file_.Record(row_);
   const auto size =
-      static_cast<std::size_t>(static_cast<const char*>(rawmemchr(line, file_.line_end())) - line);
+      static_cast<std::size_t>(static_cast<const char*>(rawmemchr(record_, file_.line_end())) - record_);
   DecodedSplit& split = *decoded_split_;
-  SplitTextLine(file_.Decode({line, size}), split.delimiter, split.qualifier, split.slots);
+  SplitTextLine(file_.Decode({record_, size}), split.delimiter, split.qualifier, split.slots);
   value_count_ = std::min(column_names_.size(), kValueSlots);
   for (std::size_t i = 0; i < value_count_; ++i) {
     values_[i] = {split.slots[i].data(), split.slots[i].size(), /*plain=*/true};

@@ -49,11 +49,7 @@ class TextRecordset final : public Recordset {
     ValueSlots slots;
   };
 
-  void MoveTo(std::size_t row) {
-    row_ = row;
-    is_split_ = false;
-    value_count_ = 0;
-  }
+  void MoveTo(std::size_t row);
   void RequireValue(std::size_t column) const;
   // Cuts the record or decodes the value, whichever is still to be done.
   std::string_view PrepareTextAt(std::size_t column) const;
@@ -61,6 +57,7 @@ class TextRecordset final : public Recordset {
   void SplitDecoded() const;
 
   TextFile file_;
+  const char* record_ = nullptr;  // the current one's first byte
   std::vector<std::string> column_names_;
   SplitRules rules_;
   ValueDecoder decoder_;
