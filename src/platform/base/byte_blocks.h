@@ -1,4 +1,4 @@
-// Bytes looked at 64 at a time: bit i of a mask tells about byte i of the block.
+// Bytes looked at up to 64 at a time: bit i of a mask tells about byte i of the block.
 #pragma once
 
 #include <array>
@@ -15,50 +15,83 @@ namespace kestrel {
 
 inline constexpr std::size_t kBlockSize = 64;
 
-class ByteBlock {
+// `size`: 16, 32 or 64 bytes. The masks' bits beyond it are 0.
+template <std::size_t size>
+class ByteBlockOf {
+  static_assert(size == 16 || size == 32 || size == 64);
+
  public:
-  // `bytes` need not be aligned; 64 of them are read.
+  // `bytes` need not be aligned; `size` of them are read.
 #if defined(__SSE2__)
-  explicit ByteBlock(const char* bytes)
-      : parts_{Load(bytes), Load(bytes + 16), Load(bytes + 32), Load(bytes + 48)} {}
+  explicit ByteBlockOf(const char* bytes) {
+    for (std::size_t i = 0; i < kParts; ++i) {
+      parts_[i] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + 16 * i));
+    }
+  }
 
   // Where the character stands.
   std::uint64_t Equal(char character) const {
     const __m128i wanted = _mm_set1_epi8(character);
-    return Join(_mm_cmpeq_epi8(parts_[0], wanted), _mm_cmpeq_epi8(parts_[1], wanted),
-                _mm_cmpeq_epi8(parts_[2], wanted), _mm_cmpeq_epi8(parts_[3], wanted));
+    return Join([&](__m128i part) { return _mm_cmpeq_epi8(part, wanted); });
   }
   // Where a byte beyond ASCII stands.
-  std::uint64_t High() const { return Join(parts_[0], parts_[1], parts_[2], parts_[3]); }
+  std::uint64_t High() const {
+    return Join([](__m128i part) { return part; });
+  }
+  // Where one of the ASCII characters from `first` to `last` stands.
+  std::uint64_t Between(char first, char last) const {
+    const __m128i low = _mm_set1_epi8(static_cast<char>(first - 1));
+    const __m128i high = _mm_set1_epi8(static_cast<char>(last + 1));
+    return Join(
+        [&](__m128i part) { return _mm_and_si128(_mm_cmpgt_epi8(part, low), _mm_cmpgt_epi8(high, part)); });
+  }
+  // Writes the bytes.
+  void Store(char* out) const {
+    for (std::size_t i = 0; i < kParts; ++i) {
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 16 * i), parts_[i]);
+    }
+  }
 
  private:
-  static __m128i Load(const char* bytes) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes)); }
-  static std::uint64_t Mask(__m128i bytes) { return static_cast<std::uint32_t>(_mm_movemask_epi8(bytes)); }
-  static std::uint64_t Join(__m128i a, __m128i b, __m128i c, __m128i d) {
-    return Mask(a) | Mask(b) << 16 | Mask(c) << 32 | Mask(d) << 48;
-  }
-
-  __m128i parts_[4];  // std::array would lose the type's alignment attribute
-#else
-  explicit ByteBlock(const char* bytes) { std::memcpy(bytes_.data(), bytes, kBlockSize); }
-
-  std::uint64_t Equal(char character) const {
+  static constexpr std::size_t kParts = size / 16;
+  // One bit of each byte, the highest, of what `change` makes of the parts.
+  template <class Change>
+  std::uint64_t Join(Change&& change) const {
     std::uint64_t mask = 0;
-    for (std::size_t i = 0; i < kBlockSize; ++i) mask |= std::uint64_t{bytes_[i] == character} << i;
-    return mask;
-  }
-  std::uint64_t High() const {
-    std::uint64_t mask = 0;
-    for (std::size_t i = 0; i < kBlockSize; ++i) {
-      mask |= std::uint64_t{static_cast<unsigned char>(bytes_[i]) >= 0x80} << i;
+    for (std::size_t i = 0; i < kParts; ++i) {
+      mask |= std::uint64_t{static_cast<std::uint32_t>(_mm_movemask_epi8(change(parts_[i])))} << (16 * i);
     }
     return mask;
   }
 
+  __m128i parts_[kParts];  // std::array would lose the type's alignment attribute
+#else
+  explicit ByteBlockOf(const char* bytes) { std::memcpy(bytes_.data(), bytes, size); }
+
+  std::uint64_t Equal(char character) const {
+    return Where([&](char c) { return c == character; });
+  }
+  std::uint64_t High() const {
+    return Where([](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+  }
+  std::uint64_t Between(char first, char last) const {
+    return Where([&](char c) { return c >= first && c <= last; });
+  }
+  void Store(char* out) const { std::memcpy(out, bytes_.data(), size); }
+
  private:
-  std::array<char, kBlockSize> bytes_;
+  template <class Ask>
+  std::uint64_t Where(Ask&& ask) const {
+    std::uint64_t mask = 0;
+    for (std::size_t i = 0; i < size; ++i) mask |= std::uint64_t{ask(bytes_[i])} << i;
+    return mask;
+  }
+
+  std::array<char, size> bytes_;
 #endif
 };
+
+using ByteBlock = ByteBlockOf<kBlockSize>;
 
 // The lowest set bit alone; none where none is set.
 inline std::uint64_t LowestBit(std::uint64_t mask) { return mask & (~mask + 1); }

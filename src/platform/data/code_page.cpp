@@ -8,6 +8,7 @@
 #include <cstring>
 #include <span>
 
+#include "platform/base/byte_blocks.h"
 #include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 
@@ -201,6 +202,37 @@ std::string_view CodePage::DecodeAll(std::string_view bytes, std::string& buffer
   }
   if (buffer.size() < RoomFor(bytes)) buffer.resize(RoomFor(bytes));
   return {buffer.data(), WriteCharacters(bytes, buffer.data())};
+}
+
+// Copies what is ASCII in blocks of fixed size and looks up the characters between: most values hold one or
+// two. Bytes written too many are overwritten by what follows them.
+std::size_t CodePage::WriteRuns(std::string_view bytes, char* out) const {
+  const Table& table = *table_;
+  const char* at = bytes.data();
+  const char* const last = at + bytes.size();
+  char* end = out;
+  while (at < last) {
+    const ByteBlockOf<kRoomBehind> block(at);
+    block.Store(end);
+    const std::uint64_t high = block.High();
+    const std::size_t run = high == 0 ? kRoomBehind : static_cast<std::size_t>(std::countr_zero(high));
+    at += run;
+    end += run;
+    if (at >= last) break;
+    if (high == 0) continue;
+    const Character& character = table[static_cast<unsigned char>(*at++)];
+    std::memcpy(end, &character, sizeof character);
+    end += character.length;
+  }
+  // The last run may have gone beyond the text.
+  return static_cast<std::size_t>(end - out) - static_cast<std::size_t>(at - last);
+}
+
+std::string_view CodePage::DecodeWithRoom(std::string_view bytes, std::string& buffer) const {
+  if (table_ == nullptr) return DecodeAll(bytes, buffer);
+  const std::size_t room = RoomFor(bytes) + kRoomBehind;
+  if (buffer.size() < room) buffer.resize(room);
+  return {buffer.data(), WriteRuns(bytes, buffer.data())};
 }
 
 std::string CodePage::ToText(std::string_view bytes) const {

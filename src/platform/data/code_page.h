@@ -25,6 +25,9 @@ class CodePage {
   std::string_view Decode(std::string_view bytes, std::string& buffer) const;
   // The same for bytes known not to be ASCII.
   std::string_view DecodeAll(std::string_view bytes, std::string& buffer) const;
+  // The same, faster, where kRoomBehind more bytes can be read behind `bytes`.
+  static constexpr std::size_t kRoomBehind = 16;
+  std::string_view DecodeWithRoom(std::string_view bytes, std::string& buffer) const;
   std::string ToText(std::string_view bytes) const;
 
  private:
@@ -39,6 +42,7 @@ class CodePage {
 
   static std::size_t RoomFor(std::string_view bytes);
   std::size_t WriteCharacters(std::string_view bytes, char* out) const;
+  std::size_t WriteRuns(std::string_view bytes, char* out) const;
   void AppendMultiByte(std::string& text, std::string_view bytes) const;
 
   int number_;

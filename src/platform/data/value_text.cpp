@@ -65,6 +65,10 @@ std::optional<DateTime> ReadIso(std::string_view text) {
 std::string BoolText(bool truth) { return truth ? "Wahr" : "Falsch"; }
 
 std::string DecimalText(std::string_view decimal) {
+  // Nothing is less than no amount: databases that round write "-0.00".
+  if (decimal.starts_with("-0") && decimal.find_first_not_of("0.", 1) == std::string_view::npos) {
+    decimal.remove_prefix(1);
+  }
   std::string text(decimal);
   const std::size_t point = text.find('.');
   if (point == std::string::npos) return text;

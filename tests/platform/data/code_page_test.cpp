@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "platform/base/text.h"
 #include "support/expect_error.h"
 
@@ -45,6 +47,22 @@ TEST(CodePage, PlainTextIsHandedThroughWithoutACopy) {
                         "e",
                         buffer),
             "Hauptstraße");
+}
+
+// Whatever lies behind the text must not show.
+TEST(CodePage, ReadingAheadGivesTheSameText) {
+  const CodePage page(850);
+  std::mt19937 random(7);
+  std::string plain, ahead;
+  for (int round = 0; round < 5000; ++round) {
+    std::string bytes(random() % 60 + CodePage::kRoomBehind, ' ');
+    for (char& byte : bytes)
+      byte = static_cast<char>(random() % 8 == 0 ? 128 + random() % 128 : 'a' + random() % 26);
+    const auto text = std::string_view(bytes).substr(0, bytes.size() - CodePage::kRoomBehind);
+    ASSERT_EQ(page.DecodeWithRoom(text, ahead), page.DecodeAll(text, plain)) << bytes;
+  }
+  EXPECT_EQ(CodePage(65001).DecodeWithRoom(std::string_view("Köln, Markt 1 ........").substr(0, 5), ahead),
+            "Köln");
 }
 
 TEST(CodePage, AnUnknownNumberIsRefused) {

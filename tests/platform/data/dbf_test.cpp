@@ -132,9 +132,17 @@ TEST_F(Dbf, NumbersAreDigitsWithACommaWithoutTrailingZeros) {
   EXPECT_EQ(TextOf({"N", 'N', 10}, ""), "null");
 }
 
+TEST_F(Dbf, ANegativeZeroIsZero) {
+  EXPECT_EQ(TextOf({"N", 'N', 10, 2}, "-0.00"), "0");
+  EXPECT_EQ(TextOf({"N", 'N', 10}, "-0"), "0");
+}
+
 TEST_F(Dbf, ANumberThatIsNoneStaysAsItIsStored) {
   EXPECT_EQ(TextOf({"N", 'N', 5}, "*****"), "*****");
   EXPECT_EQ(TextOf({"N", 'N', 5}, "1.2.3"), "1.2.3");
+  EXPECT_EQ(TextOf({"N", 'N', 5}, "1 2"), "1 2");
+  EXPECT_EQ(TextOf({"N", 'N', 5}, "."), ".");
+  EXPECT_EQ(TextOf({"N", 'N', 8}, "5 \xFC"), "5 ü");
 }
 
 TEST_F(Dbf, DatesAreGermanAndImpossibleOnesStayAsStored) {

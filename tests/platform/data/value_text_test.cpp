@@ -11,6 +11,14 @@ TEST(ValueText, DecimalsGetACommaAndLoseTrailingZeros) {
   EXPECT_EQ(DecimalText("1200"), "1200");
 }
 
+TEST(ValueText, AZeroHasNoSign) {
+  EXPECT_EQ(DecimalText("-0.00"), "0");
+  EXPECT_EQ(DecimalText("-0"), "0");
+  EXPECT_EQ(DecimalText("0.00"), "0");
+  EXPECT_EQ(DecimalText("-0.01"), "-0,01");
+  EXPECT_EQ(DecimalText("-"), "-");
+}
+
 TEST(ValueText, DatesAreGermanAndMidnightIsLeftOut) {
   EXPECT_EQ(IsoDateText("2024-02-29"), "29.02.2024");
   EXPECT_EQ(IsoDateText("2024-02-29 00:00:00"), "29.02.2024");

@@ -6,9 +6,9 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/base/byte_blocks.h"
 #include "platform/base/number.h"
 #include "platform/data/day_number.h"
+#include "platform/data/providers/dbf/stored_text.h"
 #include "platform/data/value_text.h"
 
 namespace kestrel::dbf {
@@ -20,80 +20,20 @@ constexpr char kEndOfFile = 0x1A;
 
 bool IsPadding(char c) { return c == ' ' || c == '\0'; }
 
-std::string_view TrimEnd(std::string_view text) {
-  while (!text.empty() && IsPadding(text.back())) text.remove_suffix(1);
-  return text;
-}
+// How far ahead of the scan for deleted records memory is asked for: records are longer than what the processor
+// guesses by itself.
+constexpr std::size_t kScanAhead = 8192;
 
-// A column's bytes without the blanks at its end, and whether they are ASCII.
-struct FilledPart {
-  std::size_t size;
-  bool is_ascii;
-};
-
-// The bits of the last `size` bytes of a block; all of them for 64 and more.
-std::uint64_t LastBytes(std::uint64_t mask, std::size_t size) {
-  return size >= kBlockSize ? mask : mask & ~std::uint64_t{0} << (kBlockSize - size);
-}
-
-// Looks at blocks that end where the part ends that is still unknown. Some bytes of a block may stand before
-// the column: the table's head, which is longer than a block, or other columns. `size` is not 0.
-FilledPart FindFilledPart(const char* field, std::size_t size) {
-  for (;;) {
-    const ByteBlock block(field + size - kBlockSize);
-    const std::uint64_t filled = LastBytes(~block.Equal(' '), size);
-    bool is_ascii = LastBytes(block.High(), size) == 0;
-    if (filled == 0 && size > kBlockSize) {
-      size -= kBlockSize;
-      continue;
-    }
-    const std::size_t filled_size = size - std::min(static_cast<std::size_t>(std::countl_zero(filled)), size);
-    while (is_ascii && size > kBlockSize) {
-      size -= kBlockSize;
-      is_ascii = LastBytes(ByteBlock(field + size - kBlockSize).High(), size) == 0;
-    }
-    return {filled_size, is_ascii};
-  }
-}
-
-std::string_view Trim(std::string_view text) {
-  text = TrimEnd(text);
-  while (!text.empty() && IsPadding(text.front())) text.remove_prefix(1);
-  return text;
-}
-
-bool AreDigits(std::string_view text) {
-  unsigned greatest = 0;
-  for (const char c : text) greatest = std::max(greatest, static_cast<unsigned char>(c) - unsigned{'0'});
-  return greatest <= 9;
+void Prefetch(std::string_view bytes, std::size_t offset) {
+#if defined(__GNUC__)
+  if (offset < bytes.size()) __builtin_prefetch(bytes.data() + offset);
+#endif
 }
 
 // Keeps a text for the caller. Memory is reused, so that reading a cell twice leaves the first view valid.
 std::string_view Keep(std::string& buffer, std::string_view text) {
   buffer.assign(text);
   return buffer;
-}
-
-// The text of a number that is stored as digits.
-std::string_view NumberText(std::string_view stored, std::string& buffer) {
-  std::string_view unsigned_part = stored;
-  if (unsigned_part.starts_with('-') || unsigned_part.starts_with('+')) unsigned_part.remove_prefix(1);
-  const std::size_t point = unsigned_part.find('.');
-  const std::string_view whole = unsigned_part.substr(0, point);
-  const std::string_view fraction = point == std::string_view::npos ? "" : unsigned_part.substr(point + 1);
-  if (whole.size() + fraction.size() > 0 && AreDigits(whole) && AreDigits(fraction)) {
-    const bool as_databases_write = !whole.empty() && stored.front() != '+';
-    if (as_databases_write) {
-      return point == std::string_view::npos ? stored : Keep(buffer, DecimalText(stored));
-    }
-    buffer.assign(stored.front() == '-' ? "-" : "").append(whole.empty() ? "0" : whole);
-    if (!fraction.empty()) buffer.append(".").append(fraction);
-    return Keep(buffer, DecimalText(buffer));
-  }
-  if (stored.find_first_of("eE") == std::string_view::npos) return stored;
-  const auto number = ParseNumber(stored);
-  if (!number) return stored;
-  return Keep(buffer, FormatNumber(*number));
 }
 
 // "JJJJMMTT" as "TT.MM.JJJJ".
@@ -214,7 +154,9 @@ RecordsetPtr DbfRecordset::Open(TableFiles files, const CodePageChoice& choice) 
   const std::string_view table = content->files.table.bytes();
   std::size_t count = 0;
   for (std::size_t record = 0; record < shape.record_count; ++record) {
-    const char mark = table[shape.first_record + record * shape.record_length];
+    const std::size_t at = shape.first_record + record * shape.record_length;
+    Prefetch(table, at + kScanAhead);
+    const char mark = table[at];
     if (mark == kEndOfFile) break;
     if (mark == kDeleted) {
       if (count == record) {  // the first deleted one: from here on row and record differ
@@ -236,6 +178,8 @@ DbfRecordset::DbfRecordset(std::unique_ptr<const Content> content)
       content_(std::move(content)),
       records_(content_->files.table.bytes().data() + content_->header.first_record),
       record_length_(content_->header.record_length),
+      last_with_room_(content_->files.table.bytes().data() + content_->files.table.bytes().size() -
+                      CodePage::kRoomBehind),
       live_(content_->live.empty() ? nullptr : content_->live.data()),
       buffers_(content_->header.columns.size()) {
   for (const Column& column : content_->header.columns) {
@@ -268,13 +212,15 @@ std::string_view DbfRecordset::TextAt(std::size_t column) const {
   const Field& field = fields_[column];
   const char* const text = Record(row()) + field.offset;
   if (field.storage == Storage::kDigits && field.is_fixed) {
-    return DigitsText(std::string_view(text, field.length), buffers_[column]);
+    return NumberText(std::string_view(text, field.length), content_->code_page, buffers_[column]);
   }
   if (field.storage == Storage::kText && field.is_fixed) [[likely]] {
     const FilledPart part = FindFilledPart(text, field.length);
     const std::string_view stored(text, part.size);
     if (!stored.ends_with('\0')) [[likely]] {
-      return part.is_ascii ? stored : content_->code_page.DecodeAll(stored, buffers_[column]);
+      if (part.is_ascii) return stored;
+      return text + part.size <= last_with_room_ ? content_->code_page.DecodeWithRoom(stored, buffers_[column])
+                                                 : content_->code_page.DecodeAll(stored, buffers_[column]);
     }
   }
   return TextAt(row(), column);
@@ -286,16 +232,10 @@ std::string_view DbfRecordset::TextAt(std::size_t row, std::size_t column) const
   return Convert(column, Stored(record, column), buffers_[column]);
 }
 
-std::string_view DbfRecordset::DigitsText(std::string_view stored, std::string& buffer) const {
-  const std::string_view digits = Trim(stored);
-  if (digits.empty() || AreDigits(digits)) return digits;
-  return content_->code_page.Decode(NumberText(digits, buffer), buffer);
-}
-
 std::string_view DbfRecordset::Convert(std::size_t column, std::string_view stored, std::string& buffer) const {
   const Storage storage = fields_[column].storage;
   if (storage == Storage::kText) return content_->code_page.Decode(TrimEnd(stored), buffer);
-  if (storage == Storage::kDigits) return DigitsText(stored, buffer);
+  if (storage == Storage::kDigits) return NumberText(stored, content_->code_page, buffer);
   const Bytes field = BytesOf(stored);
   if (IsBlank(storage, field)) return {};
   switch (storage) {

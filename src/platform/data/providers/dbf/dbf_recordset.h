@@ -84,8 +84,6 @@ class DbfRecordset final : public IndexedRecordset {
   bool Flag(const char* record, std::optional<std::size_t> bit) const;
   // The stored bytes of a cell; a V column's without what is behind its length.
   std::string_view Stored(const char* record, std::size_t column) const;
-  // The text of a column stored as the digits of a number.
-  std::string_view DigitsText(std::string_view stored, std::string& buffer) const;
   // The text of any column.
   std::string_view Convert(std::size_t column, std::string_view stored, std::string& buffer) const;
   std::string_view MemoText(std::size_t column, Bytes field, std::string& buffer) const;
@@ -95,6 +93,7 @@ class DbfRecordset final : public IndexedRecordset {
   // What is needed for every cell.
   const char* records_;
   std::size_t record_length_;
+  const char* last_with_room_;                // the last place with bytes behind it to decode ahead
   const std::uint32_t* live_;                 // none where row and record agree
   std::vector<Field> fields_;                 // by column
   mutable std::vector<std::string> buffers_;  // one a column, for texts that are not stored as they read
