@@ -6,9 +6,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace kestrel;
   const std::string input = fuzz::BytesAsString(data, size);
   const std::size_t mark = input.find("MEMO");
-  dbf::TableFiles files;
-  files.table = FileContent::CopyOf(std::string_view(input).substr(0, mark));
-  if (mark != std::string::npos) files.memo = FileContent::CopyOf(std::string_view(input).substr(mark + 4));
-  fuzz::MayFail([&] { fuzz::ReadAll(*dbf::DbfRecordset::Open(std::move(files), {})); });
+  FileContent memo;
+  if (mark != std::string::npos) memo = FileContent::CopyOf(std::string_view(input).substr(mark + 4));
+  fuzz::MayFail([&] {
+    FileReader table = FileReader::Of(std::string_view(input).substr(0, mark));
+    dbf::Header header = dbf::ReadHeader(table);
+    fuzz::ReadAll(*dbf::DbfRecordset::Open({std::move(table), std::move(header), std::move(memo)}, {}));
+  });
   return 0;
 }

@@ -64,7 +64,9 @@ void ReadAll(Recordset& rows) {
 }
 
 RecordsetPtr OpenDbf(const std::string& table, const std::string& memo) {
-  return dbf::DbfRecordset::Open(dbf::TableFiles{FileContent::CopyOf(table), FileContent::CopyOf(memo)}, {});
+  FileReader reader = FileReader::Of(table);
+  dbf::Header header = dbf::ReadHeader(reader);
+  return dbf::DbfRecordset::Open({std::move(reader), std::move(header), FileContent::CopyOf(memo)}, {});
 }
 
 void ReadBook(const std::string& bytes) {

@@ -289,6 +289,35 @@ TEST_F(Dbf, ACountBeyondTheFileIsCutToWhatIsThere) {
   EXPECT_EQ(rows->TextAt(0), "zwei");
 }
 
+// More records than are in memory at a time, walked in every direction, some of them deleted.
+TEST_F(Dbf, ALargeTableIsReadInParts) {
+  constexpr int kRecords = 5000;
+  DbfWriter writer({{"NUMMER", 'N', 8}, {"TEXT", 'C', 120}});
+  for (int number = 0; number < kRecords; ++number) {
+    writer.Add({std::to_string(number), "Straße " + std::to_string(number)}, number % 7 == 0);
+  }
+  const RecordsetPtr rows = Open(writer);
+  std::vector<std::string> forwards;
+  for (; !rows->IsEof(); rows->MoveNext()) forwards.emplace_back(rows->TextAt(0));
+  ASSERT_EQ(static_cast<std::int64_t>(forwards.size()), rows->RecordCount());
+  EXPECT_EQ(rows->RecordCount(), kRecords - (kRecords + 6) / 7);
+  EXPECT_EQ(forwards.back(), "4999");
+  for (std::int64_t row = rows->RecordCount() - 1; row >= 0; row -= 3) {
+    rows->GoTo(row);
+    const std::string number = forwards[static_cast<std::size_t>(row)];
+    ASSERT_EQ(rows->TextAt(0), number);
+    ASSERT_THAT(std::string(rows->TextAt(1)), ::testing::EndsWith(" " + number));
+  }
+}
+
+TEST_F(Dbf, ATableThatIsCutOffWhileItIsReadIsToldSo) {
+  DbfWriter writer({{"TEXT", 'C', 250}});
+  for (int number = 0; number < 2000; ++number) writer.Add({std::to_string(number)});
+  const RecordsetPtr rows = Open(writer);
+  folder.Write("KUNDEN.DBF", writer.Bytes().substr(0, 1000));
+  EXPECT_ERROR_TEXT(rows->TextAt(0), ErrorNumber::kDatabase, HasSubstr("kürzer geworden"));
+}
+
 TEST_F(Dbf, TheEndMarkEndsTheTableBeforeItsCount) {
   DbfWriter writer({{"NAME"}});
   writer.Add({"eins"});

@@ -4,11 +4,15 @@
 #include <numeric>
 #include <string_view>
 
+#include "platform/data/byte_span.h"
+
 namespace kestrel::dbf {
 
 namespace {
 
 constexpr std::uint8_t kDescriptorsEnd = 0x0D;
+// What tells where the records begin is a number of two bytes.
+constexpr std::uint64_t kLongestHead = 0xFFFF;
 constexpr std::size_t kPreambleSize = 32;
 
 constexpr std::uint8_t kHiddenColumn = 0x01;
@@ -124,24 +128,23 @@ void PlaceColumns(Header& header, const std::vector<Descriptor>& descriptors) {
   }
 }
 
-}  // namespace
-
-Header ReadHeader(Bytes file) {
-  if (file.size() < kPreambleSize) RaiseDamaged("sie ist zu kurz für eine dBase-Tabelle");
-  const std::uint8_t version = ReadU8(file, 0);
+// `head`: the beginning of a file of `file_size` bytes, all of it that belongs to the head.
+Header ReadHeader(Bytes head, std::uint64_t file_size) {
+  if (head.size() < kPreambleSize) RaiseDamaged("sie ist zu kurz für eine dBase-Tabelle");
+  const std::uint8_t version = ReadU8(head, 0);
   if (!IsKnownVersion(version)) {
     throw RuntimeError(ErrorNumber::kDatabase, "Die Datei ist keine dBase-Tabelle");
   }
   Header header;
   header.is_level7 = (version & 0x07) == 0x04;
   header.is_visual_foxpro = IsVisualFoxPro(version);
-  header.code_page = CodePageOf(ReadU8(file, 29));
-  header.first_record = ReadU16(file, 8);
-  header.record_length = ReadU16(file, 10);
-  if (header.first_record > file.size()) RaiseDamaged("der Tabellenkopf ist unvollständig");
+  header.code_page = CodePageOf(ReadU8(head, 29));
+  header.first_record = ReadU16(head, 8);
+  header.record_length = ReadU16(head, 10);
+  if (header.first_record > head.size()) RaiseDamaged("der Tabellenkopf ist unvollständig");
 
   std::vector<Descriptor> descriptors =
-      ReadDescriptors(file.first(header.first_record), header.is_level7 ? kLevel7Layout : kClassicLayout);
+      ReadDescriptors(head.first(header.first_record), header.is_level7 ? kLevel7Layout : kClassicLayout);
   if (descriptors.empty()) RaiseDamaged("der Tabellenkopf nennt keine Spalten");
   WidenLongTexts(descriptors, header.record_length);
   if (RecordLength(descriptors) > header.record_length) {
@@ -150,8 +153,16 @@ Header ReadHeader(Bytes file) {
   header.memo = MemoKindOf(version, descriptors);
   PlaceColumns(header, descriptors);
   header.record_count =
-      std::min<std::size_t>(ReadU32(file, 4), (file.size() - header.first_record) / header.record_length);
+      std::min<std::size_t>(ReadU32(head, 4), (file_size - header.first_record) / header.record_length);
   return header;
+}
+
+}  // namespace
+
+Header ReadHeader(const FileReader& file) {
+  std::string head(std::min<std::uint64_t>(file.size(), kLongestHead), '\0');
+  head.resize(file.ReadAt(0, head.data(), head.size()));
+  return ReadHeader(BytesOf(head), file.size());
 }
 
 }  // namespace kestrel::dbf

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/data/byte_span.h"
+#include "platform/base/file_reader.h"
 
 namespace kestrel::dbf {
 
@@ -42,8 +42,8 @@ struct Header {
   std::size_t null_flags_length = 0;
 };
 
-// Reads the head of a whole table file. Error 3000 where the bytes are no dBase table or their lengths
-// contradict each other.
-Header ReadHeader(Bytes file);
+// Reads the head of a table's file. Error 3000 where the bytes are no dBase table or their lengths contradict
+// each other; else what reading raises.
+Header ReadHeader(const FileReader& file);
 
 }  // namespace kestrel::dbf

@@ -76,8 +76,7 @@ class DbfConnection final : public ReadOnlyConnection {
     RequireOpen();
     const std::string path = FindTable(table);
     return ReadingFile(path, [&] {
-      const FileContent file = ReadFileContent(path);
-      const Header header = ReadHeader(BytesOf(file.bytes()));
+      const Header header = ReadHeader(FileReader(path));
       return dbf::ColumnNames(header, ChooseCodePage(header, choice_));
     });
   }
@@ -88,10 +87,11 @@ class DbfConnection final : public ReadOnlyConnection {
   RecordsetPtr OpenTable(const TableName& table) override {
     const std::string path = FindTable(JoinTableName(table));
     return ReadingFile(path, [&] {
-      TableFiles files;
-      files.table = ReadFileContent(path);
-      const MemoKind memo = ReadHeader(BytesOf(files.table.bytes())).memo;
-      if (memo != MemoKind::kNone) files.memo = ReadFileContent(FindMemo(path, memo));
+      FileReader table(path);
+      Header header = ReadHeader(table);
+      FileContent memo;
+      if (header.memo != MemoKind::kNone) memo = ReadFileContent(FindMemo(path, header.memo));
+      TableFiles files{std::move(table), std::move(header), std::move(memo)};
       return DbfRecordset::Open(std::move(files), choice_);
     });
   }

@@ -20,16 +20,6 @@ constexpr char kEndOfFile = 0x1A;
 
 bool IsPadding(char c) { return c == ' ' || c == '\0'; }
 
-// How far ahead of the scan for deleted records memory is asked for: records are longer than what the processor
-// guesses by itself.
-constexpr std::size_t kScanAhead = 8192;
-
-void Prefetch(std::string_view bytes, std::size_t offset) {
-#if defined(__GNUC__)
-  if (offset < bytes.size()) __builtin_prefetch(bytes.data() + offset);
-#endif
-}
-
 // Keeps a text for the caller. Memory is reused, so that reading a cell twice leaves the first view valid.
 std::string_view Keep(std::string& buffer, std::string_view text) {
   buffer.assign(text);
@@ -142,44 +132,39 @@ std::vector<std::string> ColumnNames(const Header& header, const CodePage& code_
 }
 
 RecordsetPtr DbfRecordset::Open(TableFiles files, const CodePageChoice& choice) {
-  Header header = ReadHeader(BytesOf(files.table.bytes()));
-  const CodePage code_page = ChooseCodePage(header, choice);
-  auto content =
-      std::make_unique<Content>(Content{std::move(files), std::move(header), code_page, MemoFile(), {}, 0});
+  const CodePage code_page = ChooseCodePage(files.header, choice);
+  RecordWindow records(std::move(files.table), files.header);
+  auto content = std::make_unique<Content>(Content{
+      std::move(files.header), code_page, std::move(records), std::move(files.memo), MemoFile(), {}, 0});
   if (content->header.memo != MemoKind::kNone) {
-    content->memo = MemoFile(BytesOf(content->files.memo.bytes()), content->header.memo);
+    content->memo = MemoFile(BytesOf(content->memo_bytes.bytes()), content->header.memo);
   }
+  FindLiveRecords(*content);
+  return std::shared_ptr<DbfRecordset>(new DbfRecordset(std::move(content)));
+}
 
-  const Header& shape = content->header;
-  const std::string_view table = content->files.table.bytes();
+void DbfRecordset::FindLiveRecords(Content& content) {
   std::size_t count = 0;
-  for (std::size_t record = 0; record < shape.record_count; ++record) {
-    const std::size_t at = shape.first_record + record * shape.record_length;
-    Prefetch(table, at + kScanAhead);
-    const char mark = table[at];
+  for (std::size_t record = 0; record < content.header.record_count; ++record) {
+    const char mark = *content.records.Record(record);
     if (mark == kEndOfFile) break;
     if (mark == kDeleted) {
       if (count == record) {  // the first deleted one: from here on row and record differ
         for (std::size_t before = 0; before < record; ++before) {
-          content->live.push_back(static_cast<std::uint32_t>(before));
+          content.live.push_back(static_cast<std::uint32_t>(before));
         }
       }
       continue;
     }
-    if (count != record) content->live.push_back(static_cast<std::uint32_t>(record));
+    if (count != record) content.live.push_back(static_cast<std::uint32_t>(record));
     ++count;
   }
-  content->live_count = count;
-  return std::shared_ptr<DbfRecordset>(new DbfRecordset(std::move(content)));
+  content.live_count = count;
 }
 
-DbfRecordset::DbfRecordset(std::unique_ptr<const Content> content)
+DbfRecordset::DbfRecordset(std::unique_ptr<Content> content)
     : IndexedRecordset(ColumnNames(content->header, content->code_page), content->live_count),
       content_(std::move(content)),
-      records_(content_->files.table.bytes().data() + content_->header.first_record),
-      record_length_(content_->header.record_length),
-      last_with_room_(content_->files.table.bytes().data() + content_->files.table.bytes().size() -
-                      CodePage::kRoomBehind),
       live_(content_->live.empty() ? nullptr : content_->live.data()),
       buffers_(content_->header.columns.size()) {
   for (const Column& column : content_->header.columns) {
@@ -207,23 +192,17 @@ bool DbfRecordset::IsNullAt(std::size_t row, std::size_t column) const {
          IsBlank(fields_[column].storage, BytesOf(Stored(record, column)));
 }
 
+// Every cell comes by here, so what is common ends in at most one call and all else is left to others.
 std::string_view DbfRecordset::TextAt(std::size_t column) const {
   RequireCell(column);
+  const char* const record = content_->records.Present(RecordOf(row()));
   const Field& field = fields_[column];
-  const char* const text = Record(row()) + field.offset;
-  if (field.storage == Storage::kDigits && field.is_fixed) {
-    return NumberText(std::string_view(text, field.length), content_->code_page, buffers_[column]);
-  }
-  if (field.storage == Storage::kText && field.is_fixed) [[likely]] {
-    const FilledPart part = FindFilledPart(text, field.length);
-    const std::string_view stored(text, part.size);
-    if (!stored.ends_with('\0')) [[likely]] {
-      if (part.is_ascii) return stored;
-      return text + part.size <= last_with_room_ ? content_->code_page.DecodeWithRoom(stored, buffers_[column])
-                                                 : content_->code_page.DecodeAll(stored, buffers_[column]);
-    }
-  }
-  return TextAt(row(), column);
+  if (record == nullptr || !field.is_fixed) [[unlikely]]
+    return TextAt(row(), column);
+  const std::string_view stored(record + field.offset, field.length);
+  if (field.storage == Storage::kText) return PaddedText(stored, content_->code_page, buffers_[column]);
+  if (field.storage == Storage::kDigits) return NumberText(stored, content_->code_page, buffers_[column]);
+  return Convert(column, stored, buffers_[column]);
 }
 
 std::string_view DbfRecordset::TextAt(std::size_t row, std::size_t column) const {

@@ -11,12 +11,14 @@
 #include "platform/data/indexed_recordset.h"
 #include "platform/data/providers/dbf/dbf_header.h"
 #include "platform/data/providers/dbf/dbf_memo.h"
+#include "platform/data/providers/dbf/record_window.h"
 
 namespace kestrel::dbf {
 
-// The bytes of a table and of its memo file; the latter is empty where the table has none.
+// A table's file and the bytes of its memo file, which are empty where the table has none.
 struct TableFiles {
-  FileContent table;
+  FileReader table;
+  Header header;  // of the table
   FileContent memo;
 };
 
@@ -45,10 +47,11 @@ CodePage ChooseCodePage(const Header& header, const CodePageChoice& choice);
 std::vector<std::string> ColumnNames(const Header& header, const CodePage& code_page);
 
 // Values that cannot be read as what their column's type says come back as the text that is stored, so that
-// whoever converts them can report them. Reading a memo that lies outside its file raises 3000.
+// whoever converts them can report them. Reading a memo that lies outside its file raises 3000, as does a table
+// that has become shorter.
 class DbfRecordset final : public IndexedRecordset {
  public:
-  // Error 3000 where the files cannot be read as a table.
+  // Reads as much as tells which records are deleted. Error 3000 where the files cannot be read as a table.
   static RecordsetPtr Open(TableFiles files, const CodePageChoice& choice);
 
   std::string_view TextAt(std::size_t column) const override;
@@ -67,20 +70,22 @@ class DbfRecordset final : public IndexedRecordset {
     bool is_fixed = true;
   };
   struct Content {
-    TableFiles files;
     Header header;
     CodePage code_page;
-    MemoFile memo;
+    RecordWindow records;
+    FileContent memo_bytes;
+    MemoFile memo;  // views memo_bytes
     // Numbers of the records that are not deleted; empty where none is, so that row and record agree.
     std::vector<std::uint32_t> live;
     std::size_t live_count = 0;
   };
-  explicit DbfRecordset(std::unique_ptr<const Content> content);
+  // Notes them in `content`.
+  static void FindLiveRecords(Content& content);
+  explicit DbfRecordset(std::unique_ptr<Content> content);
 
-  // The bytes of a row's record.
-  const char* Record(std::size_t row) const {
-    return records_ + (live_ == nullptr ? row : live_[row]) * record_length_;
-  }
+  // The bytes of a row's record, valid until that of another is asked for.
+  const char* Record(std::size_t row) const { return content_->records.Record(RecordOf(row)); }
+  std::size_t RecordOf(std::size_t row) const { return live_ == nullptr ? row : live_[row]; }
   bool Flag(const char* record, std::optional<std::size_t> bit) const;
   // The stored bytes of a cell; a V column's without what is behind its length.
   std::string_view Stored(const char* record, std::size_t column) const;
@@ -89,11 +94,7 @@ class DbfRecordset final : public IndexedRecordset {
   std::string_view MemoText(std::size_t column, Bytes field, std::string& buffer) const;
   std::string_view BytesAsText(Bytes bytes, std::string& buffer) const;
 
-  std::unique_ptr<const Content> content_;
-  // What is needed for every cell.
-  const char* records_;
-  std::size_t record_length_;
-  const char* last_with_room_;                // the last place with bytes behind it to decode ahead
+  std::unique_ptr<Content> content_;
   const std::uint32_t* live_;                 // none where row and record agree
   std::vector<Field> fields_;                 // by column
   mutable std::vector<std::string> buffers_;  // one a column, for texts that are not stored as they read

@@ -71,21 +71,31 @@ std::string_view ShortNumberText(std::string_view stored, const CodePage& code_p
 }  // namespace
 
 // Looks at blocks that end where the part ends that is still unknown.
-FilledPart detail::FindInBlocks(const char* field, std::size_t size) {
-  for (; size > kBlockSize; size -= kBlockSize) {
-    const ByteBlock block(field + size - kBlockSize);
-    const std::uint64_t filled = ~block.Equal(' ');
-    if (filled == 0) continue;
-    const std::size_t filled_size = size - static_cast<std::size_t>(std::countl_zero(filled));
-    bool is_ascii = block.High() == 0;
-    while (is_ascii && size > kBlockSize) {
-      size -= kBlockSize;
-      is_ascii = detail::LastBytes<kBlockSize>(ByteBlock(field + size - kBlockSize).High(),
-                                               std::min(size, kBlockSize)) == 0;
-    }
-    return {filled_size, is_ascii};
+std::string_view detail::LongPaddedText(std::string_view stored, const CodePage& code_page,
+                                        std::string& buffer) {
+  const char* const begin = stored.data();
+  std::size_t size = stored.size();
+  std::uint64_t filled = 0, high = 0;
+  for (;; size -= kBlockSize) {
+    const ByteBlock block(begin + size - kBlockSize);
+    const std::size_t count = std::min(size, kBlockSize);
+    filled = LastBytes<kBlockSize>(~block.Equal(' '), count);
+    high = LastBytes<kBlockSize>(block.High(), count);
+    if (filled != 0) break;
+    if (size <= kBlockSize) return {};
   }
-  return detail::FindInBlock<kBlockSize>(field, size);
+  const std::string_view text(begin, size - static_cast<std::size_t>(std::countl_zero(filled)));
+  if (text.back() == '\0') return NulPaddedText(text, code_page, buffer);
+  while (high == 0 && size > kBlockSize) {
+    size -= kBlockSize;
+    high = LastBytes<kBlockSize>(ByteBlock(begin + size - kBlockSize).High(), std::min(size, kBlockSize));
+  }
+  return high == 0 ? text : code_page.DecodeWithRoom(text, buffer);
+}
+
+std::string_view detail::NulPaddedText(std::string_view stored, const CodePage& code_page,
+                                       std::string& buffer) {
+  return code_page.Decode(TrimEnd(stored), buffer);
 }
 
 std::string_view TrimEnd(std::string_view text) {

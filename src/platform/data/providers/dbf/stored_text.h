@@ -2,7 +2,6 @@
 // byte at a time.
 #pragma once
 
-#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <string>
@@ -16,37 +15,37 @@ namespace kestrel::dbf {
 // Bytes before a column that may be read but are not part of it. A table's head alone is as long.
 inline constexpr std::size_t kRoomBefore = 64;
 
-// A column's bytes without the blanks at its end, and whether they are ASCII.
-struct FilledPart {
-  std::size_t size;
-  bool is_ascii;
-};
-
 namespace detail {
-// The mask of a block of `size` bytes, moved to the upper end, and of that the last `count` bytes alone. A
-// block that ends where a column ends begins in other columns or in the table's head.
+
+// Columns of at most this many bytes are looked at in one block.
+inline constexpr std::size_t kShortColumn = 32;
+
+// The mask of a block of `size` bytes, moved to the upper end, and of that the last `count` (1 to 64) bytes
+// alone. A block that ends where a column ends begins in other columns or in the table's head.
 template <std::size_t size>
 std::uint64_t LastBytes(std::uint64_t mask, std::size_t count) {
   return mask << (64 - size) & ~std::uint64_t{0} << (64 - count);
 }
 
-// For columns of at most `block_size` bytes.
-template <std::size_t block_size>
-FilledPart FindInBlock(const char* field, std::size_t size) {
-  const ByteBlockOf<block_size> block(field + size - block_size);
-  const std::uint64_t filled = LastBytes<block_size>(~block.Equal(' '), size);
-  const bool is_ascii = LastBytes<block_size>(block.High(), size) == 0;
-  return {size - std::min(static_cast<std::size_t>(std::countl_zero(filled)), size), is_ascii};
-}
+std::string_view LongPaddedText(std::string_view stored, const CodePage& code_page, std::string& buffer);
+std::string_view NulPaddedText(std::string_view stored, const CodePage& code_page, std::string& buffer);
 
-FilledPart FindInBlocks(const char* field, std::size_t size);
 }  // namespace detail
 
-// `field`: `size` bytes, at least one, behind kRoomBefore others that can be read.
-inline FilledPart FindFilledPart(const char* field, std::size_t size) {
-  if (size <= 16) return detail::FindInBlock<16>(field, size);
-  if (size <= 32) return detail::FindInBlock<32>(field, size);
-  return detail::FindInBlocks(field, size);
+// The text of a column, of at least one byte, that is filled up with blanks, or with NULs: a view of `stored`
+// or of `buffer`. `stored` has kRoomBefore bytes before and CodePage::kRoomBehind behind it that can be read.
+// Inline and without a call of its own that returns here, as most of the time of reading a table is spent here.
+inline std::string_view PaddedText(std::string_view stored, const CodePage& code_page, std::string& buffer) {
+  const std::size_t size = stored.size();
+  if (size > detail::kShortColumn) return detail::LongPaddedText(stored, code_page, buffer);
+  const ByteBlockOf<detail::kShortColumn> block(stored.data() + size - detail::kShortColumn);
+  const std::uint64_t filled = detail::LastBytes<detail::kShortColumn>(~block.Equal(' '), size);
+  if (filled == 0) return {};
+  const std::string_view text(stored.data(), size - static_cast<std::size_t>(std::countl_zero(filled)));
+  if (text.back() == '\0') [[unlikely]]
+    return detail::NulPaddedText(text, code_page, buffer);
+  if (detail::LastBytes<detail::kShortColumn>(block.High(), size) == 0) return text;
+  return code_page.DecodeWithRoom(text, buffer);
 }
 
 // Blanks and NULs at the end, or on both sides, cut off.

@@ -1,0 +1,46 @@
+// The records of a table's file, a part of them in memory at a time: a table may be larger than what is needed
+// of it, and a part stays in the processor's cache while its columns are read.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+#include "platform/base/file_reader.h"
+#include "platform/data/providers/dbf/dbf_header.h"
+
+namespace kestrel::dbf {
+
+class RecordWindow {
+ public:
+  // The records that the header tells of, which must be the file's own.
+  RecordWindow(FileReader file, const Header& header);
+
+  // The bytes of a record, which is below the header's count; record_length of them. kRoomBefore bytes before
+  // and CodePage::kRoomBehind behind can be read too, whatever they hold. Valid until a record is asked for
+  // that is not in memory, so at least until another one is. Error 3000 where the file has become shorter since
+  // it was opened; else what reading raises.
+  const char* Record(std::size_t record) {
+    if (record - first_ >= count_) Load(record);
+    return bytes_ + (record - first_) * record_length_;
+  }
+  // The same for one that is in memory; nullptr for others.
+  const char* Present(std::size_t record) const {
+    return record - first_ < count_ ? bytes_ + (record - first_) * record_length_ : nullptr;
+  }
+
+ private:
+  void Load(std::size_t record);
+
+  FileReader file_;
+  std::size_t first_record_;
+  std::size_t record_length_;
+  std::size_t record_count_;
+  std::size_t most_;  // how many are in memory at most
+  std::unique_ptr<char[]> memory_;
+  char* bytes_;
+  // Those in memory; none at first.
+  std::size_t first_ = 0;
+  std::size_t count_ = 0;
+};
+
+}  // namespace kestrel::dbf
