@@ -2,6 +2,7 @@
 
 #include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
+#include "spec/specification.h"
 
 namespace kestrel {
 
@@ -20,6 +21,13 @@ std::vector<std::string> FillSheetList(Connection& connection) {
   std::vector<std::string> names;
   for (CatalogTable& table : connection.Tables()) names.push_back(std::move(table.name));
   return names;
+}
+
+std::string ListedTableName(std::string_view provider, std::string_view table) {
+  constexpr std::string_view kExtension = ".DBF";
+  const bool has_extension = table.size() > kExtension.size() && UpperCase(table).ends_with(kExtension);
+  if (provider == kDBaseSource && has_extension) table.remove_suffix(kExtension.size());
+  return std::string(table);
 }
 
 void SelectListEntry(SelectableList& list, std::string_view text, std::int64_t item_data) {

@@ -161,7 +161,7 @@ bool frmStep2::StoreValues() {
 
 void frmStep2::SelectTable(QComboBox* list) {
   ComboEntries entries(*list);
-  SelectListEntry(entries, session_.Table, 0);
+  SelectListEntry(entries, ListedTableName(session_.Provider, session_.Table), 0);
 }
 
 // --- Connecting ---------------------------------------------------------------------------------

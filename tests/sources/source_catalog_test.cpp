@@ -109,6 +109,14 @@ TEST(SelectListEntry, IgnoresErrorsOfTheList) {
   EXPECT_EQ(list.selected, -1);
 }
 
+TEST(ListedTableName, OnlyDBaseTablesLoseTheirExtension) {
+  EXPECT_EQ(ListedTableName("dBase-Datenbank", "kunden.dbf"), "kunden");
+  EXPECT_EQ(ListedTableName("dBase-Datenbank", "KUNDEN.DBF"), "KUNDEN");
+  EXPECT_EQ(ListedTableName("dBase-Datenbank", "KUNDEN"), "KUNDEN");
+  EXPECT_EQ(ListedTableName("dBase-Datenbank", ".dbf"), ".dbf");
+  EXPECT_EQ(ListedTableName("Microsoft Access-Datenbanken", "alt.dbf"), "alt.dbf");
+}
+
 TEST(BoolToCheckValue, IsOneOrZero) {
   EXPECT_EQ(BoolToCheckValue(true), 1);
   EXPECT_EQ(BoolToCheckValue(false), 0);

@@ -58,6 +58,22 @@ TEST_F(Step2ConnectTest, TheStoredTableIsSelectedWhateverItsCase) {
   EXPECT_EQ(Shown("cbodBaseTable"), "KUNDEN");
 }
 
+TEST_F(Step2ConnectTest, TheStoredTableIsSelectedWithItsExtensionToo) {
+  OpenStep2(DBaseSpecification(folder.path(), "KUNDEN.DBF"));
+  EXPECT_EQ(Shown("cbodBaseTable"), "KUNDEN");
+}
+
+// The table of the file, not the last one of its folder, is what the list shows and what is stored and read.
+TEST_F(Step2ConnectTest, TheTableOfTheFileHandedInIsSelected) {
+  session.ImportFileName = folder.path() + "/kunden.dbf";
+  OpenStep2(DBaseSpecification("/anderswo"));
+  EXPECT_EQ(session.Database, folder.path());
+  EXPECT_EQ(Shown("cbodBaseTable"), "KUNDEN");
+  Click("cmdNext");
+  EXPECT_EQ(session.Table, "KUNDEN");
+  EXPECT_EQ(session.SourceConnection->OpenRecordset("SELECT * From " + session.Table)->TextAt(1), "Bonn");
+}
+
 TEST_F(Step2ConnectTest, ATableThatNoLongerExistsShowsTheLastOne) {
   OpenStep2(DBaseSpecification(folder.path(), "FEHLT"));
   EXPECT_EQ(Shown("cbodBaseTable"), "ORTE");
