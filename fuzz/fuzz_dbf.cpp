@@ -9,7 +9,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FileContent memo;
   if (mark != std::string::npos) memo = FileContent::CopyOf(std::string_view(input).substr(mark + 4));
   fuzz::MayFail([&] {
-    FileReader table = FileReader::Of(std::string_view(input).substr(0, mark));
+    dbf::TableFile table = dbf::TableFile::Of(std::string_view(input).substr(0, mark));
     dbf::Header header = dbf::ReadHeader(table);
     fuzz::ReadAll(*dbf::DbfRecordset::Open({std::move(table), std::move(header), std::move(memo)}, {}));
   });

@@ -62,10 +62,7 @@ void TextWindow::MoveTo(std::size_t begin, std::size_t end) {
   Fill(begin, std::max(end - begin, kWindowSize));
   if (end_ >= end && !file_.HasChanged()) return;
   begin_ = end_ = 0;
-  throw RuntimeError(ErrorNumber::kPathFileAccess,
-                     "Die Datei '" + file_.path() +
-                         "' wurde geändert, während sie gelesen wurde. Bitte wiederholen Sie den Vorgang, wenn "
-                         "kein anderes Programm mehr in sie schreibt.");
+  file_.RaiseChanged();
 }
 
 }  // namespace kestrel

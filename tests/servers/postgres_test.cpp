@@ -20,6 +20,7 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using testing::PostgresServer;
 using testing::TempFolder;
+using testing::WritingContract;
 
 namespace {
 
@@ -61,7 +62,6 @@ testing::ContractSource OdbcContract() {
   testing::ContractSource source;
   source.name = "PostgreSQLThroughOdbc";
   source.told_name = LowerCase;
-  source.can_write = false;
   source.open = [](const TempFolder&, const testing::ContractTable& table) -> ConnectionPtr {
     if (!PostgresServer::WhyNot().empty() || !HasOdbcDriver()) return nullptr;
     PostgresServer& server = PostgresServer::Shared();
@@ -95,6 +95,8 @@ constexpr const char* kManyRows = "SELECT i, 'Müller ' || i AS name FROM genera
 }  // namespace
 
 INSTANTIATE_TEST_SUITE_P(PostgreSQL, ConnectionContract, ::testing::Values(LibpqContract(), OdbcContract()),
+                         testing::ContractName);
+INSTANTIATE_TEST_SUITE_P(PostgreSQL, WritingContract, ::testing::Values(LibpqContract()),
                          testing::ContractName);
 
 // --- Connecting --------------------------------------------------------------------------------------

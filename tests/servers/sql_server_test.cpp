@@ -35,7 +35,6 @@ class ServedConnection {
 testing::ContractSource SqlServerContract() {
   testing::ContractSource source;
   source.name = "SqlServerStandIn";
-  source.can_write = false;
   source.open = [](const TempFolder& folder, const testing::ContractTable& table) -> ConnectionPtr {
     if (!SqlServerStandIn::WhyNot().empty()) return nullptr;
     const std::string file = folder.File("server.sqlite");

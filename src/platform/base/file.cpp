@@ -11,16 +11,29 @@
 #include <memory>
 #include <utility>
 
-#include "platform/base/file_descriptor.h"
 #include "platform/base/runtime_error.h"
 
 namespace kestrel {
 
-FileDescriptor::~FileDescriptor() {
-  if (descriptor_ >= 0) ::close(descriptor_);
-}
+namespace {
 
-bool FileDescriptor::Close() { return ::close(std::exchange(descriptor_, -1)) == 0; }
+constexpr std::string_view kSeparators = "\\/";
+
+class FileDescriptor {
+ public:
+  explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
+  FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  FileDescriptor& operator=(FileDescriptor&&) = delete;
+  ~FileDescriptor() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  int get() const { return descriptor_; }
+  // Closes now, so that a late error of the device is seen.
+  bool Close() { return ::close(std::exchange(descriptor_, -1)) == 0; }
+
+ private:
+  int descriptor_;
+};
 
 FileDescriptor OpenForReading(const std::string& path, struct stat& status) {
   FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -28,10 +41,6 @@ FileDescriptor OpenForReading(const std::string& path, struct stat& status) {
   if (S_ISDIR(status.st_mode)) throw ErrorFromErrno(EISDIR, path);
   return file;
 }
-
-namespace {
-
-constexpr std::string_view kSeparators = "\\/";
 
 // Reads at most `size` bytes; 0 at the end of the file.
 std::size_t ReadSome(const FileDescriptor& file, char* buffer, std::size_t size, const std::string& path) {

@@ -69,6 +69,13 @@ bool InputFile::HasChanged() const {
          !IsSameTime(now.st_mtim, opened_.st_mtim);
 }
 
+void InputFile::RaiseChanged() const {
+  throw RuntimeError(ErrorNumber::kPathFileAccess,
+                     "Die Datei '" + path_ +
+                         "' wurde geändert, während sie gelesen wurde. Bitte wiederholen Sie den Vorgang, wenn "
+                         "kein anderes Programm mehr in sie schreibt.");
+}
+
 std::size_t InputFile::Read(char* bytes, std::size_t size) {
   return Fill(size, path_,
               [&](std::size_t filled) { return read(descriptor_, bytes + filled, size - filled); });

@@ -25,6 +25,8 @@ class InputFile {
   std::size_t SizeAtOpening() const;
   // Whether size or time of the last change have changed since. True where they cannot be had.
   bool HasChanged() const;
+  // Error 75: the file has changed since it was opened.
+  [[noreturn]] void RaiseChanged() const;
 
   // Both fill `size` bytes, fewer only at the end of the file, and raise what reading raises, with the path.
   // On from where the last Read ended.

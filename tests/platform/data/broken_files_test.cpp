@@ -64,7 +64,7 @@ void ReadAll(Recordset& rows) {
 }
 
 RecordsetPtr OpenDbf(const std::string& table, const std::string& memo) {
-  FileReader reader = FileReader::Of(table);
+  dbf::TableFile reader = dbf::TableFile::Of(table);
   dbf::Header header = dbf::ReadHeader(reader);
   return dbf::DbfRecordset::Open({std::move(reader), std::move(header), FileContent::CopyOf(memo)}, {});
 }

@@ -35,8 +35,8 @@ struct ContractSource {
   };
   // How the database tells a name that was written without quotes.
   std::function<std::string(std::string name)> told_name = [](std::string name) { return name; };
+  // False where a null comes back as the empty text.
   bool keeps_nulls = true;
-  bool can_write = true;
 };
 
 // For GoogleTest's messages.
@@ -53,5 +53,8 @@ class ConnectionContract : public ::testing::TestWithParam<ContractSource> {
  protected:
   TempFolder folder;
 };
+// What sources promise besides that the program writes to, and those that it can only read.
+class WritingContract : public ConnectionContract {};
+class ReadOnlyContract : public ConnectionContract {};
 
 }  // namespace kestrel::testing

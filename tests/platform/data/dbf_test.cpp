@@ -310,12 +310,12 @@ TEST_F(Dbf, ALargeTableIsReadInParts) {
   }
 }
 
-TEST_F(Dbf, ATableThatIsCutOffWhileItIsReadIsToldSo) {
+TEST_F(Dbf, ATableThatIsChangedWhileItIsReadIsToldSo) {
   DbfWriter writer({{"TEXT", 'C', 250}});
   for (int number = 0; number < 2000; ++number) writer.Add({std::to_string(number)});
   const RecordsetPtr rows = Open(writer);
   folder.Write("KUNDEN.DBF", writer.Bytes().substr(0, 1000));
-  EXPECT_ERROR_TEXT(rows->TextAt(0), ErrorNumber::kDatabase, HasSubstr("kürzer geworden"));
+  EXPECT_ERROR_TEXT(rows->TextAt(0), ErrorNumber::kPathFileAccess, HasSubstr("KUNDEN.DBF' wurde geändert"));
 }
 
 TEST_F(Dbf, TheEndMarkEndsTheTableBeforeItsCount) {

@@ -4,6 +4,7 @@
 #include "platform/data/open_connection.h"
 #include "support/biff_writer.h"
 #include "support/dbf_writer.h"
+#include "support/xlsx_writer.h"
 
 namespace kestrel {
 
@@ -13,7 +14,9 @@ using testing::ContractSource;
 using testing::ContractTable;
 using testing::DbfColumn;
 using testing::DbfWriter;
+using testing::ReadOnlyContract;
 using testing::TempFolder;
+using testing::XlsxWriter;
 
 namespace {
 
@@ -50,12 +53,29 @@ ConnectionPtr OpenXls(const TempFolder& folder, const ContractTable& table) {
                         folder.Write("contract.xls", writer.Bytes()));
 }
 
+// The same in the newer format.
+ConnectionPtr OpenXlsx(const TempFolder& folder, const ContractTable& table) {
+  XlsxWriter writer;
+  writer.Name(table.name, "Tabelle1!$A$1:$" + XlsxWriter::ColumnLetters(table.columns.size() - 1) + "$" +
+                              std::to_string(table.rows.size() + 1));
+  writer.Sheet("Tabelle1");
+  std::vector<const std::string*> cells;
+  for (const std::string& name : table.columns) cells.push_back(&name);
+  writer.Row(cells);
+  for (const auto& row : table.rows) {
+    cells.clear();
+    for (const auto& cell : row) cells.push_back(cell ? &*cell : nullptr);
+    writer.Row(cells);
+  }
+  return OpenConnection("Driver={Microsoft Excel Driver (*.xls)};defaultdir=" +
+                        folder.Write("contract.xlsx", writer.Bytes()));
+}
+
 ContractSource Dbf() {
   ContractSource source;
   source.name = "Dbf";
   source.open = OpenDbf;
   source.keeps_nulls = false;  // a blank text column is an empty text
-  source.can_write = false;
   return source;
 }
 
@@ -63,12 +83,21 @@ ContractSource Xls() {
   ContractSource source;
   source.name = "Xls";
   source.open = OpenXls;
-  source.can_write = false;
+  return source;
+}
+
+ContractSource Xlsx() {
+  ContractSource source;
+  source.name = "Xlsx";
+  source.open = OpenXlsx;
   return source;
 }
 
 }  // namespace
 
-INSTANTIATE_TEST_SUITE_P(Files, ConnectionContract, ::testing::Values(Dbf(), Xls()), testing::ContractName);
+INSTANTIATE_TEST_SUITE_P(Files, ConnectionContract, ::testing::Values(Dbf(), Xls(), Xlsx()),
+                         testing::ContractName);
+INSTANTIATE_TEST_SUITE_P(Files, ReadOnlyContract, ::testing::Values(Dbf(), Xls(), Xlsx()),
+                         testing::ContractName);
 
 }  // namespace kestrel

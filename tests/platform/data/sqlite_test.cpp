@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
 #include "platform/data/connection_contract.h"
-#include "platform/data/open_connection.h"
 #include "platform/data/literal_template.h"
+#include "platform/data/open_connection.h"
 #include "support/expect_error.h"
 
 namespace kestrel {
@@ -10,6 +10,7 @@ namespace kestrel {
 using testing::ConnectionContract;
 using ::testing::HasSubstr;
 using testing::TempFolder;
+using testing::WritingContract;
 
 namespace {
 
@@ -37,6 +38,7 @@ class Sqlite : public ::testing::Test {
 
 INSTANTIATE_TEST_SUITE_P(Sqlite, ConnectionContract, ::testing::Values(SqliteContract()),
                          testing::ContractName);
+INSTANTIATE_TEST_SUITE_P(Sqlite, WritingContract, ::testing::Values(SqliteContract()), testing::ContractName);
 
 TEST_F(Sqlite, StackedStatementsAreRefusedBeforeAnythingRuns) {
   connection->Execute("CREATE TABLE t (a)");

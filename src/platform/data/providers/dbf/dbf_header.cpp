@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint8_t kDescriptorsEnd = 0x0D;
 // What tells where the records begin is a number of two bytes.
-constexpr std::uint64_t kLongestHead = 0xFFFF;
+constexpr std::size_t kLongestHead = 0xFFFF;
 constexpr std::size_t kPreambleSize = 32;
 
 constexpr std::uint8_t kHiddenColumn = 0x01;
@@ -129,7 +129,7 @@ void PlaceColumns(Header& header, const std::vector<Descriptor>& descriptors) {
 }
 
 // `head`: the beginning of a file of `file_size` bytes, all of it that belongs to the head.
-Header ReadHeader(Bytes head, std::uint64_t file_size) {
+Header ReadHeader(Bytes head, std::size_t file_size) {
   if (head.size() < kPreambleSize) RaiseDamaged("sie ist zu kurz für eine dBase-Tabelle");
   const std::uint8_t version = ReadU8(head, 0);
   if (!IsKnownVersion(version)) {
@@ -159,9 +159,9 @@ Header ReadHeader(Bytes head, std::uint64_t file_size) {
 
 }  // namespace
 
-Header ReadHeader(const FileReader& file) {
-  std::string head(std::min<std::uint64_t>(file.size(), kLongestHead), '\0');
-  head.resize(file.ReadAt(0, head.data(), head.size()));
+Header ReadHeader(const TableFile& file) {
+  std::string head(std::min(file.size(), kLongestHead), '\0');
+  file.ReadAt(0, head.data(), head.size());
   return ReadHeader(BytesOf(head), file.size());
 }
 

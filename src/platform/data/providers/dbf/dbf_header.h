@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/file_reader.h"
+#include "platform/data/providers/dbf/table_file.h"
 
 namespace kestrel::dbf {
 
@@ -44,6 +44,6 @@ struct Header {
 
 // Reads the head of a table's file. Error 3000 where the bytes are no dBase table or their lengths contradict
 // each other; else what reading raises.
-Header ReadHeader(const FileReader& file);
+Header ReadHeader(const TableFile& file);
 
 }  // namespace kestrel::dbf

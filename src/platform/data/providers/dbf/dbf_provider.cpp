@@ -76,7 +76,7 @@ class DbfConnection final : public ReadOnlyConnection {
     RequireOpen();
     const std::string path = FindTable(table);
     return ReadingFile(path, [&] {
-      const Header header = ReadHeader(FileReader(path));
+      const Header header = ReadHeader(TableFile(path));
       return dbf::ColumnNames(header, ChooseCodePage(header, choice_));
     });
   }
@@ -87,7 +87,7 @@ class DbfConnection final : public ReadOnlyConnection {
   RecordsetPtr OpenTable(const TableName& table) override {
     const std::string path = FindTable(JoinTableName(table));
     return ReadingFile(path, [&] {
-      FileReader table(path);
+      TableFile table(path);
       Header header = ReadHeader(table);
       FileContent memo;
       if (header.memo != MemoKind::kNone) memo = ReadFileContent(FindMemo(path, header.memo));

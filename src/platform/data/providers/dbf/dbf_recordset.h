@@ -17,7 +17,7 @@ namespace kestrel::dbf {
 
 // A table's file and the bytes of its memo file, which are empty where the table has none.
 struct TableFiles {
-  FileReader table;
+  TableFile table;
   Header header;  // of the table
   FileContent memo;
 };
@@ -47,8 +47,8 @@ CodePage ChooseCodePage(const Header& header, const CodePageChoice& choice);
 std::vector<std::string> ColumnNames(const Header& header, const CodePage& code_page);
 
 // Values that cannot be read as what their column's type says come back as the text that is stored, so that
-// whoever converts them can report them. Reading a memo that lies outside its file raises 3000, as does a table
-// that has become shorter.
+// whoever converts them can report them. Reading a memo that lies outside its file raises 3000, and a table
+// that is changed meanwhile 75.
 class DbfRecordset final : public IndexedRecordset {
  public:
   // Reads as much as tells which records are deleted. Error 3000 where the files cannot be read as a table.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/base/runtime_error.h"
 #include "platform/data/code_page.h"
 #include "platform/data/providers/dbf/stored_text.h"
 
@@ -16,7 +15,7 @@ constexpr std::size_t kWindowSize = std::size_t{128} << 10;
 
 }  // namespace
 
-RecordWindow::RecordWindow(FileReader file, const Header& header)
+RecordWindow::RecordWindow(TableFile file, const Header& header)
     : file_(std::move(file)),
       first_record_(header.first_record),
       record_length_(header.record_length),
@@ -30,10 +29,7 @@ void RecordWindow::Load(std::size_t record) {
   count_ = 0;
   const std::size_t first = record - record % most_;
   const std::size_t count = std::min(most_, record_count_ - first);
-  const std::size_t size = count * record_length_;
-  if (file_.ReadAt(first_record_ + std::uint64_t{first} * record_length_, bytes_, size) < size) {
-    throw RuntimeError(ErrorNumber::kDatabase, "Die Tabelle ist kürzer geworden, während sie gelesen wurde");
-  }
+  file_.ReadAt(first_record_ + first * record_length_, bytes_, count * record_length_);
   first_ = first;
   count_ = count;
 }

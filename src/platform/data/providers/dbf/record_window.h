@@ -5,20 +5,20 @@
 #include <cstddef>
 #include <memory>
 
-#include "platform/base/file_reader.h"
 #include "platform/data/providers/dbf/dbf_header.h"
+#include "platform/data/providers/dbf/table_file.h"
 
 namespace kestrel::dbf {
 
 class RecordWindow {
  public:
   // The records that the header tells of, which must be the file's own.
-  RecordWindow(FileReader file, const Header& header);
+  RecordWindow(TableFile file, const Header& header);
 
   // The bytes of a record, which is below the header's count; record_length of them. kRoomBefore bytes before
   // and CodePage::kRoomBehind behind can be read too, whatever they hold. Valid until a record is asked for
-  // that is not in memory, so at least until another one is. Error 3000 where the file has become shorter since
-  // it was opened; else what reading raises.
+  // that is not in memory, so at least until another one is. Raises 75 where the file has changed
+  // since it was opened, and what reading raises.
   const char* Record(std::size_t record) {
     if (record - first_ >= count_) Load(record);
     return bytes_ + (record - first_) * record_length_;
@@ -31,7 +31,7 @@ class RecordWindow {
  private:
   void Load(std::size_t record);
 
-  FileReader file_;
+  TableFile file_;
   std::size_t first_record_;
   std::size_t record_length_;
   std::size_t record_count_;

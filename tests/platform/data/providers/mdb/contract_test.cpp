@@ -31,7 +31,6 @@ testing::ContractSource Access(std::string name, JetBuilder::Format format) {
   source.open = [format](const testing::TempFolder& folder, const testing::ContractTable& table) {
     return OpenAccess(folder, table, format);
   };
-  source.can_write = false;
   return source;
 }
 
@@ -39,6 +38,10 @@ testing::ContractSource Access(std::string name, JetBuilder::Format format) {
 
 namespace testing {
 INSTANTIATE_TEST_SUITE_P(Access, ConnectionContract,
+                         ::testing::Values(Access("Jet3", JetBuilder::Format::kJet3),
+                                           Access("Jet4", JetBuilder::Format::kJet4)),
+                         ContractName);
+INSTANTIATE_TEST_SUITE_P(Access, ReadOnlyContract,
                          ::testing::Values(Access("Jet3", JetBuilder::Format::kJet3),
                                            Access("Jet4", JetBuilder::Format::kJet4)),
                          ContractName);

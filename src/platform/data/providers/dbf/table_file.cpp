@@ -1,0 +1,20 @@
+#include "platform/data/providers/dbf/table_file.h"
+
+namespace kestrel::dbf {
+
+TableFile TableFile::Of(std::string_view bytes) {
+  TableFile file;
+  file.bytes_ = bytes;
+  file.size_ = bytes.size();
+  return file;
+}
+
+void TableFile::ReadAt(std::size_t offset, char* bytes, std::size_t size) const {
+  if (!file_) {
+    bytes_.copy(bytes, size, offset);
+  } else if (file_->ReadAt(offset, bytes, size) < size || file_->HasChanged()) {
+    file_->RaiseChanged();
+  }
+}
+
+}  // namespace kestrel::dbf

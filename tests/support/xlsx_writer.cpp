@@ -1,0 +1,122 @@
+#include "support/xlsx_writer.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace kestrel::testing {
+
+namespace {
+
+constexpr const char* kMain = "http://schemas.openxmlformats.org/spreadsheetml/2006/main";
+constexpr const char* kPackage = "http://schemas.openxmlformats.org/package/2006/relationships";
+constexpr const char* kOffice = "http://schemas.openxmlformats.org/officeDocument/2006/relationships";
+
+std::string Escaped(std::string_view text) {
+  std::string xml;
+  for (const char c : text) {
+    switch (c) {
+      case '&': xml += "&amp;"; break;
+      case '<': xml += "&lt;"; break;
+      case '"': xml += "&quot;"; break;
+      default: xml += c;
+    }
+  }
+  return xml;
+}
+
+std::uint32_t Checksum(std::string_view bytes) {
+  std::uint32_t checksum = 0xFFFFFFFF;
+  for (const char byte : bytes) {
+    checksum ^= static_cast<unsigned char>(byte);
+    for (int bit = 0; bit < 8; ++bit) checksum = checksum >> 1 ^ ((checksum & 1) != 0 ? 0xEDB88320 : 0);
+  }
+  return ~checksum;
+}
+
+std::string Number(std::uint64_t number, int bytes) {
+  std::string text;
+  for (int i = 0; i < bytes; ++i) text += static_cast<char>(number >> (8 * i) & 0xFF);
+  return text;
+}
+
+// An archive whose members are stored as they are.
+class Archive {
+ public:
+  void Add(const std::string& name, const std::string& content) {
+    // Version, flags, method and time, then what tells about the content.
+    const std::string head = Number(20, 2) + Number(0, 8) + Number(Checksum(content), 4) +
+                             Number(content.size(), 4) + Number(content.size(), 4) + Number(name.size(), 2) +
+                             Number(0, 2);
+    directory_ += "PK\x01\x02" + Number(20, 2) + head + Number(0, 10) + Number(bytes_.size(), 4) + name;
+    bytes_ += "PK\x03\x04" + head + name + content;
+    ++count_;
+  }
+  std::string Bytes() const {
+    return bytes_ + directory_ + "PK\x05\x06" + Number(0, 4) + Number(count_, 2) + Number(count_, 2) +
+           Number(directory_.size(), 4) + Number(bytes_.size(), 4) + Number(0, 2);
+  }
+
+ private:
+  std::string bytes_, directory_;
+  std::uint64_t count_ = 0;
+};
+
+std::string Relationship(const std::string& id, const std::string& kind, const std::string& target) {
+  return "<Relationship Id=\"" + id + "\" Type=\"" + kOffice + "/" + kind + "\" Target=\"" + target + "\"/>";
+}
+
+std::string Relationships(const std::string& list) {
+  return std::string("<Relationships xmlns=\"") + kPackage + "\">" + list + "</Relationships>";
+}
+
+}  // namespace
+
+std::string XlsxWriter::ColumnLetters(std::size_t column) {
+  std::string letters;
+  for (std::size_t rest = column + 1; rest > 0; rest = (rest - 1) / 26) {
+    letters += static_cast<char>('A' + (rest - 1) % 26);
+  }
+  std::reverse(letters.begin(), letters.end());
+  return letters;
+}
+
+void XlsxWriter::Name(std::string_view name, std::string_view range) {
+  names_ += "<definedName name=\"" + Escaped(name) + "\">" + Escaped(range) + "</definedName>";
+}
+
+void XlsxWriter::Sheet(std::string_view name) { sheets_.push_back({std::string(name), 0, ""}); }
+
+void XlsxWriter::Row(const std::vector<const std::string*>& cells) {
+  SheetPart& sheet = sheets_.back();
+  const std::string number = std::to_string(++sheet.rows);
+  sheet.xml += "<row r=\"" + number + "\">";
+  for (std::size_t column = 0; column < cells.size(); ++column) {
+    if (cells[column] == nullptr) continue;
+    sheet.xml += "<c r=\"" + ColumnLetters(column) + number +
+                 "\" t=\"inlineStr\"><is><t xml:space=\"preserve\">" + Escaped(*cells[column]) +
+                 "</t></is></c>";
+  }
+  sheet.xml += "</row>";
+}
+
+std::string XlsxWriter::Bytes() const {
+  Archive archive;
+  archive.Add("_rels/.rels", Relationships(Relationship("r1", "officeDocument", "xl/workbook.xml")));
+  std::string list, relationships;
+  for (std::size_t i = 0; i < sheets_.size(); ++i) {
+    const std::string number = std::to_string(i + 1);
+    const std::string file = "worksheets/sheet" + number + ".xml";
+    list += "<sheet name=\"" + Escaped(sheets_[i].name) + "\" sheetId=\"" + number + "\" r:id=\"r" + number +
+            "\"/>";
+    relationships += Relationship("r" + number, "worksheet", file);
+    archive.Add("xl/" + file, std::string("<worksheet xmlns=\"") + kMain + "\"><sheetData>" + sheets_[i].xml +
+                                  "</sheetData></worksheet>");
+  }
+  archive.Add("xl/workbook.xml", std::string("<workbook xmlns=\"") + kMain + "\" xmlns:r=\"" + kOffice +
+                                     "\"><sheets>" + list + "</sheets><definedNames>" + names_ +
+                                     "</definedNames></workbook>");
+  archive.Add("xl/_rels/workbook.xml.rels", Relationships(relationships));
+  return archive.Bytes();
+}
+
+}  // namespace kestrel::testing
