@@ -25,7 +25,6 @@ bool CheckRecord(Session& session, const Recordset& record) {
   const bool overwrite =
       GetIniString(*scratch.settings_image, kDuplicateSection, kind->overwrite_key, "0") == "1";
 
-  // The host is asked even where the specification does not want the check.
   // The specification's own wish first: without it the host need not have the settings component at all.
   if (!session.Duplicates.check_duplicates || !isDoublettIndex(session)) return false;
   BuildDuplicateKeyText(record, scratch.group, scratch.key_text);

@@ -3,12 +3,7 @@
 
 #include <algorithm>
 
-#include "platform/base/file.h"
-#include "platform/base/text.h"
-#include "platform/data/open_connection.h"
-#include "support/program.h"
-#include "support/project_paths.h"
-#include "support/temp_folder.h"
+#include "cli/end_to_end_fixture.h"
 
 namespace kestrel {
 namespace {
@@ -16,51 +11,7 @@ namespace {
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
-using testing::BuiltProgram;
 using testing::ProgramResult;
-using testing::RunProgram;
-using testing::TempFolder;
-
-class EndToEnd : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(Run({"init", host()}).status, 0);
-    for (const char* name : {"Kundenliste.IMP", "Messe.IMP", "kunden.txt", "messe.txt"}) {
-      CopyFile(testing::InSourceTree(std::string("demo/") + name), host() + "/Import/" + name);
-    }
-  }
-
-  std::string host() const { return folder_.File("host"); }
-  std::string Spec(const std::string& name) const { return host() + "/Import/" + name; }
-
-  ProgramResult Run(std::vector<std::string> arguments, int signal_after_ms = -1) const {
-    std::vector<std::string> command = {BuiltProgram("kestrel-import")};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    if (arguments[0] != "init") command.insert(command.end(), {"--folder", host()});
-    return RunProgram(command, {}, signal_after_ms);
-  }
-
-  std::string Query(const std::string& sql) const {
-    const ConnectionPtr connection = OpenConnection(host() + "/kestrel.db");
-    const RecordsetPtr rows = connection->OpenRecordset(sql);
-    std::string text;
-    for (; !rows->IsEof(); rows->MoveNext()) {
-      for (std::size_t column = 0; column < rows->ColumnCount(); ++column) {
-        text += (column == 0 ? "" : "|") + std::string(rows->TextAt(column));
-      }
-      text += "\n";
-    }
-    return text;
-  }
-
-  // A small specification of its own beside the demo's.
-  std::string WriteSpec(const std::string& name, std::string_view content) const {
-    WriteFileAtomically(Spec(name), ToWindows1252(ReplaceAll(content, "\n", "\r\n")));
-    return name;
-  }
-
-  TempFolder folder_;
-};
 
 long Lines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
 
