@@ -28,54 +28,29 @@ bool IsOneOf(std::string_view word, const std::string_view (&words)[Count]) {
   return std::find(std::begin(words), std::end(words), word) != std::end(words);
 }
 
-std::string Folded(std::string_view text) {
-  std::string folded;
-  folded.reserve(text.size() + 16);
-  AppendFolded(folded, text);
-  return folded;
+void EraseBlanks(std::string& text) { std::erase(text, ' '); }
+
+std::string AsWritten(const FoldedAddress& address) {
+  std::string text;
+  for (const std::string& name : address.names) text += name;
+  EraseBlanks(text);
+  if (text.empty() && address.postcode.empty() && address.town.empty() && address.street.empty()) return {};
+  return text.append("|")
+      .append(address.postcode)
+      .append("|")
+      .append(address.town)
+      .append("|")
+      .append(address.street);
 }
 
-void AppendWithoutBlanks(std::string& text, std::string_view part) {
-  const std::size_t start = text.size();
-  AppendFolded(text, part);
-  text.erase(std::remove(text.begin() + static_cast<std::ptrdiff_t>(start), text.end(), ' '), text.end());
-}
-
-// A leading country sign ("D-50667") is no part of a postcode.
-std::string Postcode(const AddressParts& address) {
-  std::string postcode;
-  AppendWithoutBlanks(postcode, address.postcode);
-  const std::size_t digit = postcode.find_first_of("0123456789");
-  if (digit != std::string::npos && digit <= 2) postcode.erase(0, digit);
-  return postcode;
-}
-
-std::string Street(const AddressParts& address) {
-  std::string street;
-  AppendStreet(street, Folded(address.street));
-  return street;
-}
-
-std::string AsWritten(const AddressParts& address) {
-  std::string names;
-  for (const std::string_view name : address.names) AppendWithoutBlanks(names, name);
-  std::string place = Postcode(address) + '|';
-  AppendWithoutBlanks(place, address.town);
-  place += '|' + Street(address);
-  if (names.empty() && place.size() == 2) return {};
-  return names + '|' + place;
-}
-
-std::string AsItSounds(const AddressParts& address) {
-  const std::string postcode = Postcode(address);
-  if (postcode.empty()) return {};
+std::string AsItSounds(const FoldedAddress& address) {
+  if (address.postcode.empty()) return {};
   // The codes of all words one behind the other, and where each begins.
   std::string codes;
   std::array<std::pair<std::size_t, std::size_t>, kMostWords> places;
   std::size_t count = 0;
-  for (const std::string_view name : address.names) {
-    const std::string folded = Folded(name);
-    std::string_view rest = folded;
+  for (const std::string& name : address.names) {
+    std::string_view rest = name;
     for (std::string_view word = TakeWord(rest); !word.empty() && count < kMostWords; word = TakeWord(rest)) {
       if (IsOneOf(word, kTitles) || IsOneOf(word, kLegalForms)) continue;
       const std::size_t start = codes.size();
@@ -91,24 +66,22 @@ std::string AsItSounds(const AddressParts& address) {
   };
   const auto end = places.begin() + static_cast<std::ptrdiff_t>(count);
   std::sort(places.begin(), end, [&](const auto& a, const auto& b) { return code_at(a) < code_at(b); });
-  std::string text = postcode;
+  std::string text = address.postcode;
   for (auto place = places.begin(); place != end; ++place) text.append("|").append(code_at(*place));
   return text;
 }
 
-std::string AsCompany(const AddressParts& address) {
-  const std::string street = Street(address);
-  if (street.empty()) return {};
-  const std::string folded = Folded(address.names[0]);
+std::string AsCompany(const FoldedAddress& address) {
+  if (address.street.empty()) return {};
   std::string company;
-  std::string_view rest = folded;
+  std::string_view rest = address.names[0];
   for (std::string_view word = TakeWord(rest); !word.empty(); word = TakeWord(rest)) {
     // "e. V." and "e. K." fall into single letters.
     if (word == "E" && (rest == "V" || rest == "K")) break;
     if (!IsOneOf(word, kLegalForms)) company += word;
   }
   if (company.empty()) return {};
-  return company + '|' + street;
+  return company + '|' + address.street;
 }
 
 std::uint64_t Hash(std::string_view code, std::string_view text) {
@@ -124,33 +97,9 @@ std::uint64_t Hash(std::string_view code, std::string_view text) {
   return hash ^ (hash >> 33);
 }
 
-}  // namespace
-
-AddressParts::AddressParts(std::string_view key_text) {
-  std::array<std::string_view, 7> parts;
-  for (std::string_view& part : parts) {
-    const std::size_t end = key_text.find('|');
-    part = key_text.substr(0, end);
-    key_text.remove_prefix(end == std::string_view::npos ? key_text.size() : end + 1);
-  }
-  postcode = parts[0];
-  town = parts[1];
-  street = parts[2];
-  names = {parts[4], parts[5], parts[6]};
-}
-
-std::string CanonicalText(std::string_view code, const AddressParts& address) {
-  if (code == "1") return AsWritten(address);
-  if (code == "2") return AsItSounds(address);
-  if (code == "3") return AsCompany(address);
-  throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
-                     "Unbekannter Algorithmus '" + std::string(code) +
-                         "' für einen Dublettenschlüssel (bekannt sind 1, 2 und 3).");
-}
-
-std::string BuildDoubletKey(std::string_view code, std::string_view key_text) {
+std::string KeyOf(std::string_view code, const FoldedAddress& address) {
   static constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
-  const std::string canonical = CanonicalText(code, AddressParts(key_text));
+  const std::string canonical = CanonicalText(code, address);
   if (canonical.empty()) return {};
   std::uint64_t hash = Hash(code, canonical);
   std::string key(kKeyLength, 'A');
@@ -161,13 +110,57 @@ std::string BuildDoubletKey(std::string_view code, std::string_view key_text) {
   return key;
 }
 
+}  // namespace
+
+void FoldedAddress::Assign(std::string_view key_text) {
+  std::array<std::string_view, 7> parts;
+  for (std::string_view& part : parts) {
+    const std::size_t end = key_text.find('|');
+    part = key_text.substr(0, end);
+    key_text.remove_prefix(end == std::string_view::npos ? key_text.size() : end + 1);
+  }
+  const auto fold = [](std::string& folded, std::string_view part) {
+    folded.clear();
+    AppendFolded(folded, part);
+  };
+  fold(postcode, parts[0]);
+  EraseBlanks(postcode);
+  // A leading country sign ("D-50667") is no part of a postcode.
+  const std::size_t digit = postcode.find_first_of("0123456789");
+  if (digit != std::string::npos && digit <= 2) postcode.erase(0, digit);
+  // The street's words stand where the town comes to stand.
+  fold(town, parts[2]);
+  street.clear();
+  AppendStreet(street, town);
+  fold(town, parts[1]);
+  EraseBlanks(town);
+  for (std::size_t i = 0; i < names.size(); ++i) fold(names[i], parts[4 + i]);
+}
+
+std::string CanonicalText(std::string_view code, const FoldedAddress& address) {
+  if (code == "1") return AsWritten(address);
+  if (code == "2") return AsItSounds(address);
+  if (code == "3") return AsCompany(address);
+  throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
+                     "Unbekannter Algorithmus '" + std::string(code) +
+                         "' für einen Dublettenschlüssel (bekannt sind 1, 2 und 3).");
+}
+
+std::string BuildDoubletKey(std::string_view code, std::string_view key_text) {
+  return KeyOf(code, FoldedAddress(key_text));
+}
+
 std::string_view KeyMemory::Build(std::string_view code, std::string_view key_text) {
   for (const Entry& entry : entries_) {
     if (entry.used && entry.text == key_text && entry.code == code) return entry.key;
   }
   Entry& entry = entries_[next_];
   entry.used = false;
-  entry.key = BuildDoubletKey(code, key_text);
+  if (folded_text_ != key_text) {
+    folded_.Assign(key_text);
+    folded_text_ = key_text;
+  }
+  entry.key = KeyOf(code, folded_);
   entry.code = code;
   entry.text = key_text;
   entry.used = true;

@@ -24,25 +24,28 @@
 
 namespace kestrel::host {
 
-// The parts of a key text: "PLZ|Ort|Strasse|start of Bez1|Bez1|Bez2|Bez3||group". Parts that are missing
-// are empty; the start of Bez1 and the group play no role here. Views into the text.
-struct AddressParts {
-  explicit AddressParts(std::string_view key_text);
+// The parts of a key text "PLZ|Ort|Strasse|start of Bez1|Bez1|Bez2|Bez3||group" in folded letters (see
+// folded_text.h). Parts that are missing are empty; the start of Bez1 and the group play no role here.
+struct FoldedAddress {
+  explicit FoldedAddress(std::string_view key_text) { Assign(key_text); }
+  // Reuses the memory.
+  void Assign(std::string_view key_text);
 
-  std::string_view postcode;
-  std::string_view town;
-  std::string_view street;
-  std::array<std::string_view, 3> names;
+  std::string postcode;  // in one word, without a country sign in front
+  std::string town;      // in one word
+  std::string street;    // in one word
+  std::array<std::string, 3> names;
 };
 
 // What two addresses must share to have the same key; empty where the address has none. Error 5 for an
 // unknown code.
-std::string CanonicalText(std::string_view code, const AddressParts& address);
+std::string CanonicalText(std::string_view code, const FoldedAddress& address);
 
 std::string BuildDoubletKey(std::string_view code, std::string_view key_text);
 
-// Remembers the keys built last: the check of a record and its storing ask for the same three. One of them is
-// shared by the components of one registry; used by one thread at a time.
+// Remembers the keys built last, as the check of a record and its storing ask for the same three, and the
+// folded address that they were built from. One of them is shared by the components of one registry; used by
+// one thread at a time.
 class KeyMemory {
  public:
   // As BuildDoubletKey. The view lives until the next call but two.
@@ -57,6 +60,8 @@ class KeyMemory {
   };
   std::array<Entry, 3> entries_;
   std::size_t next_ = 0;
+  std::string folded_text_;
+  FoldedAddress folded_{{}};
 };
 
 }  // namespace kestrel::host

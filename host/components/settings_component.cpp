@@ -17,10 +17,9 @@ void SettingsComponent::Init(std::int64_t, const Value& connection) {
 }
 
 void SettingsComponent::GetSetting(std::string_view group, std::string_view name, Value& result,
-                                   std::optional<std::string>, std::optional<std::string>,
-                                   std::optional<std::string> fallback) {
-  const std::string otherwise = fallback.value_or(std::string());
-  result.AssignText(Settings::Of(RequireConnection(connection_)).Get(group, name, otherwise));
+                                   std::optional<std::string_view>, std::optional<std::string_view>,
+                                   std::optional<std::string_view> fallback) {
+  result.AssignText(Settings::Of(RequireConnection(connection_)).Get(group, name, fallback.value_or("")));
 }
 
 void SettingsComponent::SetSetting(std::string_view group, std::string_view name, std::string_view value) {

@@ -20,8 +20,8 @@ class SettingsComponent final : public BoundObject<SettingsComponent> {
   // Leaves the setting's text in `result`, or the default. This host does not tell users and stations apart,
   // so the two areas are "Standard" and not looked at. Error 91 before Init, 3000 from the database.
   void GetSetting(std::string_view group, std::string_view name, Value& result,
-                  std::optional<std::string> user_area, std::optional<std::string> station_area,
-                  std::optional<std::string> fallback);
+                  std::optional<std::string_view> user_area, std::optional<std::string_view> station_area,
+                  std::optional<std::string_view> fallback);
   void SetSetting(std::string_view group, std::string_view name, std::string_view value);
 
   ObjectPtr connection_;

@@ -23,8 +23,9 @@ struct Address {
   // What two addresses must share in one of its parts to be the same; an empty part is shared by none.
   std::array<std::string, 3> Identity() const {
     const std::string key_text = postcode + "|" + town + "|" + street + "||" + name + "|||| ";
-    const host::AddressParts parts(key_text);
-    return {host::CanonicalText("1", parts), host::CanonicalText("2", parts), host::CanonicalText("3", parts)};
+    const host::FoldedAddress folded(key_text);
+    return {host::CanonicalText("1", folded), host::CanonicalText("2", folded),
+            host::CanonicalText("3", folded)};
   }
 };
 

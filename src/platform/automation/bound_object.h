@@ -167,6 +167,21 @@ class BoundParameter<std::optional<Kind>> {
   std::optional<Kind> content_;
 };
 
+template <>
+class BoundParameter<std::optional<std::string_view>> {
+ public:
+  explicit BoundParameter(Argument* argument) {
+    if (argument != nullptr && !argument->Get().IsMissing()) content_.emplace(argument);
+  }
+  std::optional<std::string_view> Get() const {
+    return content_ ? std::optional(content_->Get()) : std::nullopt;
+  }
+  void WriteBack() {}
+
+ private:
+  std::optional<BoundParameter<std::string_view>> content_;
+};
+
 }  // namespace detail
 
 template <class Component>
@@ -255,6 +270,10 @@ class BoundObject : public Object {
 
   std::optional<MemberId> FindMember(std::string_view name) const final {
     const auto& entries = Table().entries_;
+    // Nearly every caller writes the name as its owner does, and that is much sooner compared.
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+      if (entries[i].name == name) return static_cast<MemberId>(i);
+    }
     for (std::size_t i = 0; i < entries.size(); ++i) {
       if (EqualsIgnoringCase(entries[i].name, name)) return static_cast<MemberId>(i);
     }

@@ -18,9 +18,11 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/automation/object.h"
+#include "platform/profile/caseless.h"
 
 namespace kestrel {
 
@@ -54,12 +56,12 @@ class ComponentRegistry {
  private:
   void LoadLibraryOf(const std::string& prog_id, const std::string& library);
 
-  // Identifiers are ASCII; compared without case and without a copy, as objects are made for every record.
   struct LessIgnoringCase {
     using is_transparent = void;
     bool operator()(std::string_view a, std::string_view b) const;
   };
-  std::map<std::string, Factory, LessIgnoringCase> factories_;
+  // Hashed, as objects are made for every record.
+  std::unordered_map<std::string, Factory, CaselessHash, CaselessEqual> factories_;
   std::map<std::string, std::string, LessIgnoringCase> libraries_;
   std::vector<std::string> folders_;
 };

@@ -24,6 +24,9 @@ class LiteralTemplate {
   std::string_view Literal(std::size_t index) const;
 
  private:
+  // Keeps what stands between the apostrophes of a literal; false where there are too many.
+  bool TakeLiteral(std::string_view content);
+
   std::string sql_;
   std::string literals_;
   std::vector<std::pair<std::size_t, std::size_t>> pieces_;  // start and length in literals_

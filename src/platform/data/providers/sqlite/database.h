@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/data/literal_template.h"
 
@@ -24,11 +25,23 @@ struct FinalizeStatement {
 };
 using StatementHandle = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 
+struct QueryColumn {
+  enum class Kind { kPlain, kDate, kTruth };
+  std::string name;
+  Kind kind = Kind::kPlain;
+  // The text of a value of the current row that is not stored as text.
+  mutable std::string text;
+};
+
 // A compiled query with the texts bound to it. `key` is what it was compiled from.
 struct CompiledQuery {
   std::string key;
   std::string bound_text;
   StatementHandle handle;
+  // Read after the first step, as SQLite compiles anew there where the tables have changed; good until it has
+  // done so more than `compiled_anew` times.
+  std::vector<QueryColumn> columns;
+  int compiled_anew = -1;
 };
 using CompiledQueryPtr = std::unique_ptr<CompiledQuery>;
 

@@ -41,10 +41,13 @@ SqliteRecordset::~SqliteRecordset() {
 }
 
 void SqliteRecordset::ReadColumns() {
+  const int compiled_anew = sqlite3_stmt_status(Handle(), SQLITE_STMTSTATUS_REPREPARE, /*resetFlg=*/0);
+  if (query_->compiled_anew == compiled_anew) return;
+  std::vector<QueryColumn>& columns = query_->columns;
   const int count = sqlite3_column_count(Handle());
-  columns_.resize(static_cast<std::size_t>(count));
+  columns.assign(static_cast<std::size_t>(count), {});
   for (int i = 0; i < count; ++i) {
-    Column& column = columns_[static_cast<std::size_t>(i)];
+    QueryColumn& column = columns[static_cast<std::size_t>(i)];
     const char* name = sqlite3_column_name(Handle(), i);
     if (name == nullptr) throw RuntimeError(ErrorNumber::kOutOfMemory);
     column.name = name;
@@ -52,6 +55,7 @@ void SqliteRecordset::ReadColumns() {
     if (IsOneOf(type, {"DATE", "DATETIME", "TIMESTAMP"})) column.kind = Kind::kDate;
     if (IsOneOf(type, {"BOOLEAN", "BOOL", "BIT"})) column.kind = Kind::kTruth;
   }
+  query_->compiled_anew = compiled_anew;
 }
 
 void SqliteRecordset::Step() {
@@ -68,8 +72,8 @@ void SqliteRecordset::Step() {
 }
 
 std::string_view SqliteRecordset::ColumnName(std::size_t column) const {
-  if (column >= columns_.size()) throw RuntimeError(ErrorNumber::kSubscriptOutOfRange);
-  return columns_[column].name;
+  if (column >= Columns().size()) throw RuntimeError(ErrorNumber::kSubscriptOutOfRange);
+  return Columns()[column].name;
 }
 
 void SqliteRecordset::MoveFirst() {
@@ -112,10 +116,10 @@ void SqliteRecordset::GoTo(std::int64_t bookmark) {
   if (at_end_) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
 }
 
-const SqliteRecordset::Column& SqliteRecordset::Current(std::size_t column) const {
-  if (column >= columns_.size()) throw RuntimeError(ErrorNumber::kSubscriptOutOfRange);
+const QueryColumn& SqliteRecordset::Current(std::size_t column) const {
+  if (column >= Columns().size()) throw RuntimeError(ErrorNumber::kSubscriptOutOfRange);
   if (at_end_) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
-  return columns_[column];
+  return Columns()[column];
 }
 
 bool SqliteRecordset::IsNull(std::size_t column) const {
@@ -125,7 +129,7 @@ bool SqliteRecordset::IsNull(std::size_t column) const {
 }
 
 std::string_view SqliteRecordset::TextAt(std::size_t column) const {
-  const Column& shape = Current(column);
+  const QueryColumn& shape = Current(column);
   const int index = static_cast<int>(column);
   const std::lock_guard lock(database_->Mutex());
   switch (sqlite3_column_type(Handle(), index)) {
@@ -147,7 +151,7 @@ std::string_view SqliteRecordset::TextAt(std::size_t column) const {
 }
 
 Value SqliteRecordset::ValueAt(std::size_t column) const {
-  const Column& shape = Current(column);
+  const QueryColumn& shape = Current(column);
   const int index = static_cast<int>(column);
   const std::lock_guard lock(database_->Mutex());
   switch (sqlite3_column_type(Handle(), index)) {

@@ -20,7 +20,7 @@ class SqliteRecordset final : public Recordset {
   SqliteRecordset(std::shared_ptr<Database> database, CompiledQueryPtr query);
   ~SqliteRecordset() override;
 
-  std::size_t ColumnCount() const override { return columns_.size(); }
+  std::size_t ColumnCount() const override { return Columns().size(); }
   std::string_view ColumnName(std::size_t column) const override;
   bool IsBof() const override { return row_ == 0 && at_end_; }
   bool IsEof() const override { return at_end_; }
@@ -34,24 +34,18 @@ class SqliteRecordset final : public Recordset {
   Value ValueAt(std::size_t column) const override;
 
  private:
-  enum class Kind { kPlain, kDate, kTruth };
-  struct Column {
-    std::string name;
-    Kind kind = Kind::kPlain;
-    // The text of a value that is not stored as text.
-    mutable std::string text;
-  };
+  using Kind = QueryColumn::Kind;
 
   sqlite3_stmt* Handle() const { return query_->handle.get(); }
   // Fetches the next row; the position is the caller's business.
   void Step();
   void ReadColumns();
+  const std::vector<QueryColumn>& Columns() const { return query_->columns; }
   // The column, with the errors for a wrong one and for no row.
-  const Column& Current(std::size_t column) const;
+  const QueryColumn& Current(std::size_t column) const;
 
   std::shared_ptr<Database> database_;
   CompiledQueryPtr query_;
-  std::vector<Column> columns_;
   std::int64_t row_ = 0;
   bool at_end_ = false;
   mutable std::int64_t count_ = -1;
