@@ -10,8 +10,10 @@
 #include <string>
 
 #include "app/list_parts.h"
+#include "wizard/button_row.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
+#include "wizard/table_look.h"
 
 namespace kestrel::host {
 
@@ -41,7 +43,7 @@ AddressPage::AddressPage(const AddressList& list, ConnectionPtr connection, QWid
   BuildControls();
   ConnectEvents();
   Refresh();
-  FitColumns(*table_);
+  FitColumns(*table_, kWidestColumn);
 }
 
 void AddressPage::BuildControls() {
@@ -56,7 +58,7 @@ void AddressPage::BuildControls() {
   QLabel* order_label = MakeLabel("Sortiert nach:", order_by_);
   descending_ = new QCheckBox("absteigend", this);
   descending_->setObjectName("descending");
-  auto* import = SetUpButton(new QPushButton(this), "cmdImport", list_.import_title,
+  auto* import = SetUpButton(new CaptionButton(this), "cmdImport", list_.import_title,
                              QString("%1 aus einer Datei oder Datenbank einlesen").arg(list_.title), 'I');
   model_ = new QueryModel(columns_, this);
   table_ = MakeTable(model_, list_.title, this);
@@ -139,7 +141,7 @@ void AddressPage::Refresh() {
         const bool was_empty = model_->rowCount() == 0;
         model_->SetRows(*rows, kShownRows);
         // Widths that a person has chosen stay, but there is nothing to choose by in an empty list.
-        if (was_empty) FitColumns(*table_);
+        if (was_empty) FitColumns(*table_, kWidestColumn);
         const QLocale german(QLocale::German);
         const QString all = german.toString(static_cast<qlonglong>(count));
         count_->setText(count > kShownRows

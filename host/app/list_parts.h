@@ -6,10 +6,9 @@
 
 namespace kestrel::host {
 
+// Columns are made no wider than so many characters at first.
+inline constexpr int kWidestColumn = 50;
+
 // A table of whole rows to read, named `title` for a screen reader.
 QTableView* MakeTable(QAbstractItemModel* model, const QString& title, QWidget* parent);
-
-// Makes each column as wide as what it shows, within reason.
-void FitColumns(QTableView& table);
-
 }  // namespace kestrel::host

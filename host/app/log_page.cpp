@@ -8,23 +8,26 @@
 #include "app/list_parts.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
+#include "wizard/table_look.h"
 
 namespace kestrel::host {
 
 namespace {
 
 constexpr int kShownRows = 5000;
+constexpr int kNarrowCharacters = 16;
+constexpr const char* kFile = "Datei";
+constexpr const char* kRecordMark = "Datensatz";
 
 std::vector<AddressColumn> ColumnsOf(const LogList& list) {
-  std::vector<AddressColumn> columns = {{"Datum", "Datum", ColumnKind::kDate},
-                                        {"Benutzer", "Benutzer"},
-                                        {"Beschreibung", "Import"},
-                                        {"Datei", "Datei"}};
+  std::vector<AddressColumn> columns = {
+      {"Datum", "Datum", ColumnKind::kDate}, {"Benutzer", "Benutzer"}, {"Beschreibung", "Import"}};
   int own = 0;
   for (const char* heading : list.headings) {
     if (heading == nullptr) break;
     columns.push_back({"Spalte" + std::to_string(own++), QString::fromUtf8(heading)});
   }
+  columns.push_back({"Datei", kFile});
   return columns;
 }
 
@@ -38,7 +41,8 @@ LogPage::LogPage(const LogList& list, ComponentRegistry& components, ConnectionP
   only_last_->setChecked(true);
   model_ = new QueryModel(ColumnsOf(list), this);
   table_ = MakeTable(model_, list.title, this);
-  table_->horizontalHeader()->setStretchLastSection(true);
+  // What the log tells has the room.
+  table_->horizontalHeader()->setSectionResizeMode(model_->columnCount() - 2, QHeaderView::Stretch);
   count_ = new QLabel(this);
   count_->setObjectName("count");
   auto* page = new QVBoxLayout(this);
@@ -47,6 +51,14 @@ LogPage::LogPage(const LogList& list, ComponentRegistry& components, ConnectionP
   page->addWidget(count_);
   connect(only_last_, &QCheckBox::toggled, this, &LogPage::Refresh);
   Refresh();
+}
+
+void LogPage::Narrow() {
+  const int narrow = table_->fontMetrics().averageCharWidth() * kNarrowCharacters;
+  for (int column = 0; column < model_->columnCount(); ++column) {
+    const QString heading = model_->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+    if (heading == kFile || heading == kRecordMark) table_->setColumnWidth(column, narrow);
+  }
 }
 
 void LogPage::Refresh() {
@@ -62,7 +74,8 @@ void LogPage::Refresh() {
                         : model_->rowCount() == 0 ? QString("Keine Einträge")
                         : model_->rowCount() == 1 ? QString("1 Zeile")
                                                   : shown + " Zeilen");
-        FitColumns(*table_);
+        FitColumns(*table_, kWidestColumn);
+        Narrow();
       },
       [&](const RuntimeError& error) { count_->setText(ToQt(error.Description())); });
 }

@@ -29,6 +29,9 @@ class LogPage final : public QWidget {
   void Refresh();
 
  private:
+  // Long names that nobody reads to the end take little room; the tool tip shows them whole.
+  void Narrow();
+
   LogList list_;
   ComponentRegistry& components_;
   ConnectionPtr connection_;

@@ -1,8 +1,6 @@
 #include "wizard/frmPrev.h"
 
 #include <QFontDatabase>
-#include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLabel>
 #include <QLocale>
 #include <QPushButton>
@@ -10,17 +8,17 @@
 
 #include "mapping/field_assignment.h"
 #include "sources/source_reader.h"
+#include "wizard/button_row.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
+#include "wizard/table_look.h"
 
 namespace kestrel {
 
 namespace {
 
 constexpr int kTextLines = 100;
-// Rows looked at to find a column's width; looking at all would read the whole source.
-constexpr int kRowsForWidth = 50;
-constexpr int kWidestColumn = 320;
+constexpr int kWidestColumn = 50;  // characters
 
 }  // namespace
 
@@ -31,12 +29,7 @@ frmPrev::frmPrev(Session& session, QWidget* parent) : QDialog(parent), session_(
   TDBList1_->setObjectName("TDBList1");
   TDBList1_->setAccessibleName("Datensätze der Datenquelle");
   TDBList1_->setModel(&model_);
-  TDBList1_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-  TDBList1_->setSelectionBehavior(QAbstractItemView::SelectRows);
-  TDBList1_->setAlternatingRowColors(true);
-  // Every row has the same height, so that a long source opens at once.
-  TDBList1_->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-  TDBList1_->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 8);
+  GiveListLook(*TDBList1_);
   txtPrev_ = new QPlainTextEdit(this);
   txtPrev_->setObjectName("txtPrev");
   txtPrev_->setAccessibleName("Zeilen der Datenquelle");
@@ -46,17 +39,14 @@ frmPrev::frmPrev(Session& session, QWidget* parent) : QDialog(parent), session_(
   txtPrev_->hide();
   auto* count = new QLabel(this);
   count->setObjectName("lblCount");
-  auto* close = SetUpButton(new QPushButton(this), "cmdClose", "Schließen", "", 'S');
-  close->setDefault(true);
+  auto* buttons = new ButtonRow(this);
+  buttons->AddNotice(count);
+  QPushButton* close = buttons->AddDefault("cmdClose", "Schließen", "", 'S');
 
-  auto* buttons = new QHBoxLayout;
-  buttons->addWidget(count, 1);
-  buttons->addWidget(close);
-  auto* page = new QVBoxLayout(this);
-  page->setContentsMargins(12, 12, 12, 12);
-  page->addWidget(TDBList1_, 1);
-  page->addWidget(txtPrev_, 1);
-  page->addLayout(buttons);
+  auto* body = new QVBoxLayout;
+  body->addWidget(TDBList1_);
+  body->addWidget(txtPrev_);
+  LayOutPage(this, nullptr, body, buttons);
   resize(860, 520);
   RememberSize(this, "preview");
   connect(close, &QPushButton::clicked, this, &QDialog::accept);
@@ -78,11 +68,8 @@ void frmPrev::ShowAsGrid(const RecordsetPtr& source) {
   QStringList captions;
   for (const std::string& name : OfferedSourceFields(SourceColumnNames(session_))) captions << ToQt(name);
   model_.SetRecordset(source, captions);
-  TDBList1_->horizontalHeader()->setResizeContentsPrecision(kRowsForWidth);
-  TDBList1_->resizeColumnsToContents();
-  for (int column = 0; column < model_.columnCount(); ++column) {
-    if (TDBList1_->columnWidth(column) > kWidestColumn) TDBList1_->setColumnWidth(column, kWidestColumn);
-  }
+  FitColumns(*TDBList1_, kWidestColumn);
+  if (model_.rowCount() > 0) TDBList1_->selectRow(0);
   TDBList1_->setFocus();
 }
 

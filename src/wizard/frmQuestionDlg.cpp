@@ -4,9 +4,9 @@
 #include <QIcon>
 #include <QKeyEvent>
 #include <QLabel>
-#include <QPushButton>
 #include <QVBoxLayout>
 
+#include "wizard/button_row.h"
 #include "wizard/page_parts.h"
 
 namespace kestrel {
@@ -25,32 +25,31 @@ frmQuestionDlg::frmQuestionDlg(QWidget* parent) : QDialog(parent) {
   label->setObjectName("Label1");
   label->setWordWrap(true);
   label->setMinimumWidth(fontMetrics().averageCharWidth() * 48);
+  // Layouts within layouts reckon the height of a wrapped text with a line to spare; its own reckoning is
+  // right.
+  QSizePolicy policy = label->sizePolicy();
+  policy.setHeightForWidth(false);
+  label->setSizePolicy(policy);
   // Testing is the safe choice, so it is the one made beforehand.
   optTestMode_ = SetUpButton(new QRadioButton(this), "optTestMode", "Datenquelle testen", "", 'T');
   optImport_ = SetUpButton(new QRadioButton(this), "optImport", "Daten importieren", "", 'I');
   optTestMode_->setChecked(true);
   // Here the ampersand belongs to the caption: it marks the access key O.
-  auto* cmd_ok = SetUpButton(new QPushButton(this), "cmdOK", "&OK", "", 0);
-  cmd_ok->setDefault(true);
+  auto* buttons = new ButtonRow(this);
+  QPushButton* cmd_ok = buttons->AddDefault("cmdOK", "&OK", "", 0);
 
   auto* choices = new QVBoxLayout;
+  choices->setSpacing(6);
   choices->addWidget(label);
   choices->addSpacing(8);
   choices->addWidget(optTestMode_);
   choices->addWidget(optImport_);
-  auto* top = new QHBoxLayout;
-  top->setSpacing(16);
-  top->addWidget(image, 0, Qt::AlignTop);
-  top->addLayout(choices, 1);
-  auto* buttons = new QHBoxLayout;
-  buttons->addStretch(1);
-  buttons->addWidget(cmd_ok);
-  auto* page = new QVBoxLayout(this);
-  page->setContentsMargins(18, 18, 18, 14);
-  page->addLayout(top);
-  page->addSpacing(10);
-  page->addLayout(buttons);
-  page->setSizeConstraint(QLayout::SetFixedSize);
+  auto* body = new QHBoxLayout;
+  body->setSpacing(16);
+  body->addWidget(image, 0, Qt::AlignTop);
+  body->addLayout(choices, 1);
+  LayOutPage(this, nullptr, body, buttons);
+  layout()->setSizeConstraint(QLayout::SetFixedSize);
   TabReachesChosen({optTestMode_, optImport_});
   SetTabOrder({optTestMode_, optImport_, cmd_ok});
   optTestMode_->setFocus();

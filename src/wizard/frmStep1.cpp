@@ -6,7 +6,9 @@
 
 #include "component/import_man.h"
 #include "platform/base/file.h"
+#include "wizard/button_row.h"
 #include "wizard/qt_text.h"
+#include "wizard/table_look.h"
 #include "wizard/wizard.h"
 
 namespace kestrel {
@@ -26,10 +28,10 @@ frmStep1::frmStep1(Session& session, Wizard& wizard)
   lstVorlage_->setAccessibleName("Importspezifikationen");
   lstVorlage_->setContextMenuPolicy(Qt::CustomContextMenu);
   lstVorlage_->setAlternatingRowColors(true);
-  cmdPrev_ = SetUpButton(new QPushButton(this), "cmdPrev", "Zurück", "", 'Z');
-  cmdNext_ = SetUpButton(new QPushButton(this), "cmdNext", "Weiter", "Weiter zu Schritt 2", 'W');
-  cmdCancel_ = SetUpButton(new QPushButton(this), "cmdCancel", "Abbrechen", "Import abbrechen", 'A');
-  cmdNext_->setDefault(true);
+  auto* buttons = new ButtonRow(this);
+  cmdPrev_ = buttons->AddPrev("");
+  cmdNext_ = buttons->AddDefault("cmdNext", "Weiter", "Weiter zu Schritt 2", 'W');
+  cmdCancel_ = buttons->AddCancel("Import abbrechen");
 
   mnuPopup_ = new QMenu("Popup", this);
   mnuPopup_->setObjectName("mnuPopup");
@@ -37,25 +39,15 @@ frmStep1::frmStep1(Session& session, Wizard& wizard)
   mnuDelete->setObjectName("mnuDelete");
 
   auto* kinds = new QHBoxLayout;
+  kinds->setSpacing(18);
   kinds->addWidget(optSchema_);
   kinds->addWidget(optVorlage_);
   kinds->addStretch(1);
   auto* body = new QVBoxLayout;
-  body->setContentsMargins(16, 14, 16, 8);
+  body->setSpacing(10);
   body->addLayout(kinds);
   body->addWidget(lstVorlage_, 1);
-  auto* buttons = new QHBoxLayout;
-  buttons->setContentsMargins(16, 6, 16, 14);
-  buttons->addStretch(1);
-  buttons->addWidget(cmdPrev_);
-  buttons->addWidget(cmdNext_);
-  buttons->addSpacing(10);
-  buttons->addWidget(cmdCancel_);
-  auto* page = new QVBoxLayout(this);
-  page->setContentsMargins(0, 0, 0, 0);
-  page->addWidget(header_);
-  page->addLayout(body, 1);
-  page->addLayout(buttons);
+  LayOutPage(this, header_, body, buttons);
   TabReachesChosen({optSchema_, optVorlage_});
   SetTabOrder({optSchema_, optVorlage_, lstVorlage_, cmdPrev_, cmdNext_, cmdCancel_});
   resize(sizeHint().expandedTo(QSize(620, 460)));
@@ -85,6 +77,7 @@ void frmStep1::FillList() {
   const auto kind = optVorlage_->isChecked() ? SpecificationKind::kTemplate : SpecificationKind::kSpecification;
   for (SpecificationEntry& entry : FillSpecificationList(session_, kind, &cut)) {
     lstVorlage_->addItem(ToQt(entry.description));
+    lstVorlage_->item(lstVorlage_->count() - 1)->setSizeHint({0, RowHeight(lstVorlage_->fontMetrics())});
     paths_.push_back(std::move(entry.path));
   }
   if (cut && !told_of_limit_) {

@@ -4,7 +4,10 @@
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QVBoxLayout>
+#include <algorithm>
+#include <vector>
 
+#include "wizard/button_row.h"
 #include "wizard/frmStep2.h"
 
 namespace kestrel {
@@ -17,14 +20,21 @@ Control* Named(Control* control, const char* object_name) {
   return control;
 }
 
-QHBoxLayout* Row(std::initializer_list<QWidget*> controls, bool stretch_first) {
+// A box for a path with its browse button.
+QHBoxLayout* WithBrowse(QLineEdit* edit, QPushButton* browse) {
   auto* row = new QHBoxLayout;
-  bool first = true;
-  for (QWidget* control : controls) {
-    row->addWidget(control, first && stretch_first ? 1 : 0);
-    first = false;
-  }
-  if (!stretch_first) row->addStretch(1);
+  row->addWidget(edit, 1);
+  row->addWidget(browse);
+  return row;
+}
+
+// Option buttons beside each other.
+QHBoxLayout* Choices(std::initializer_list<QWidget*> choices) {
+  auto* row = new QHBoxLayout;
+  row->setContentsMargins(0, 0, 0, 0);
+  row->setSpacing(14);
+  for (QWidget* choice : choices) row->addWidget(choice);
+  row->addStretch(1);
   return row;
 }
 
@@ -56,11 +66,28 @@ QGroupBox* Frame(QWidget* parent, const char* object_name) {
   return frame;
 }
 
+// Inputs begin at one line, whichever frame is shown.
+void AlignInputs(QStackedWidget& frames) {
+  std::vector<QWidget*> labels;
+  int widest = 0;
+  for (const auto* form : frames.findChildren<QFormLayout*>()) {
+    for (int row = 0; row < form->rowCount(); ++row) {
+      QLayoutItem* item = form->itemAt(row, QFormLayout::LabelRole);
+      if (item == nullptr || item->widget() == nullptr) continue;
+      labels.push_back(item->widget());
+      widest = std::max(widest, item->widget()->sizeHint().width());
+    }
+  }
+  for (QWidget* label : labels) label->setMinimumWidth(widest);
+}
+
 }  // namespace
 
 void frmStep2::BuildControls() {
   header_ = new PageHeader("Schritt 2", "Datenquelle auswählen", "Bitte wählen Sie nun die Datenquelle:", this);
   cboDatenquelleTyp_ = Named(new QComboBox(this), "cboDatenquelleTyp");
+  // It is filled when the page is on the screen already.
+  cboDatenquelleTyp_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
   QLabel* type_label = MakeLabel("Datenquellen-Typ:", cboDatenquelleTyp_, "Label1");
   // All frames share one place; the chosen kind's is on top.
   frames_ = new QStackedWidget(this);
@@ -68,14 +95,14 @@ void frmStep2::BuildControls() {
        {BuildTextFrame(), BuildSqlFrame(), BuildAccessFrame(), BuildDBaseFrame(), BuildExcelFrame()}) {
     frames_->addWidget(frame);
   }
-  cmdVorschau_ = SetUpButton(new QPushButton(this), "cmdVorschau", "Datenquelle testen", "", 'T');
-  cmdOptions_ =
-      SetUpButton(new QPushButton(this), "cmdOptions", "Einstellungen", "Einstellungen anzeigen", 'E');
-  cmdSave_ = SetUpButton(new QPushButton(this), "cmdSave", "Speichern", "Einstellungen speichern", 'S');
-  cmdPrev_ = SetUpButton(new QPushButton(this), "cmdPrev", "Zurück", "Zurück zu Schritt 1", 'Z');
-  cmdNext_ = SetUpButton(new QPushButton(this), "cmdNext", "Weiter", "Weiter zu Schritt 3", 'W');
-  cmdCancel_ = SetUpButton(new QPushButton(this), "cmdCancel", "Abbrechen", "Import abbrechen", 'A');
-  cmdNext_->setDefault(true);
+  AlignInputs(*frames_);
+  cmdVorschau_ = SetUpButton(new CaptionButton(this), "cmdVorschau", "Datenquelle testen", "", 'T');
+  auto* buttons = new ButtonRow(this);
+  cmdOptions_ = buttons->AddOptions();
+  cmdSave_ = buttons->AddSave();
+  cmdPrev_ = buttons->AddPrev("Zurück zu Schritt 1");
+  cmdNext_ = buttons->AddDefault("cmdNext", "Weiter", "Weiter zu Schritt 3", 'W');
+  cmdCancel_ = buttons->AddCancel("Import abbrechen");
 
   auto* type_row = new QHBoxLayout;
   type_row->addWidget(type_label);
@@ -83,23 +110,10 @@ void frmStep2::BuildControls() {
   type_row->addStretch(1);
   type_row->addWidget(cmdVorschau_);
   auto* body = new QVBoxLayout;
-  body->setContentsMargins(16, 14, 16, 8);
+  body->setSpacing(10);
   body->addLayout(type_row);
   body->addWidget(frames_, 1);
-  auto* buttons = new QHBoxLayout;
-  buttons->setContentsMargins(16, 6, 16, 14);
-  buttons->addWidget(cmdOptions_);
-  buttons->addWidget(cmdSave_);
-  buttons->addStretch(1);
-  buttons->addWidget(cmdPrev_);
-  buttons->addWidget(cmdNext_);
-  buttons->addSpacing(10);
-  buttons->addWidget(cmdCancel_);
-  auto* page = new QVBoxLayout(this);
-  page->setContentsMargins(0, 0, 0, 0);
-  page->addWidget(header_);
-  page->addLayout(body, 1);
-  page->addLayout(buttons);
+  LayOutPage(this, header_, body, buttons);
   TabReachesChosen({optTab_, optSemikolon_, optKomma_, optAnders_});
   TabReachesChosen({optAnsi_, optAscii_});
   SetTabOrder({cboDatenquelleTyp_,
@@ -142,11 +156,7 @@ QWidget* frmStep2::BuildTextFrame() {
   auto* character_set = Named(new QWidget(fraFile_), "fraFormat");
   optAnsi_ = SetUpButton(new QRadioButton(character_set), "optAnsi", "ANSI", "", 0);
   optAscii_ = SetUpButton(new QRadioButton(character_set), "optAscii", "ASCII", "", 0);
-  auto* character_set_row = new QHBoxLayout(character_set);
-  character_set_row->setContentsMargins(0, 0, 0, 0);
-  character_set_row->addWidget(optAnsi_);
-  character_set_row->addWidget(optAscii_);
-  character_set_row->addStretch(1);
+  character_set->setLayout(Choices({optAnsi_, optAscii_}));
 
   chkSichereDatei_ =
       SetUpButton(new QCheckBox(fraFile_), "chkSichereDatei", "Datei vor dem Importieren sichern", "", 'I');
@@ -157,10 +167,11 @@ QWidget* frmStep2::BuildTextFrame() {
 
   auto* form = new QFormLayout(fraFile_);
   form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
-  form->addRow(MakeLabel("Dateiname:", txtFilename_), Row({txtFilename_, cmdFilename_}, true));
+  form->addRow(MakeLabel("Dateiname:", txtFilename_), WithBrowse(txtFilename_, cmdFilename_));
   form->addRow(MakeLabel("getrennt durch:", optTab_),
-               Row({optTab_, optSemikolon_, optKomma_, optAnders_, txtAnders_}, false));
-  form->addRow(MakeLabel("Texterkenner:", txtTexterkenner_), Row({txtTexterkenner_, chkZeileFeldname_}, false));
+               Choices({optTab_, optSemikolon_, optKomma_, optAnders_, txtAnders_}));
+  form->addRow(MakeLabel("Texterkenner:", txtTexterkenner_), txtTexterkenner_);
+  form->addRow("", chkZeileFeldname_);
   form->addRow("", character_set);
   form->addRow("", chkSichereDatei_);
   form->addRow(lblSicherungspfad_, txtSicherungspfad_);
@@ -194,7 +205,7 @@ QWidget* frmStep2::BuildAccessFrame() {
   txtAccessKennwort_->setEchoMode(QLineEdit::Password);
   cboAccessTable_ = TableList(fraAccess_, "cboAccessTable");
   auto* form = new QFormLayout(fraAccess_);
-  form->addRow(MakeLabel("Datenbank:", txtAccessDB_), Row({txtAccessDB_, cmdAccessDB_}, true));
+  form->addRow(MakeLabel("Datenbank:", txtAccessDB_), WithBrowse(txtAccessDB_, cmdAccessDB_));
   form->addRow(MakeLabel("Benutzer:", txtAccessBenutzer_), txtAccessBenutzer_);
   form->addRow(MakeLabel("Kennwort:", txtAccessKennwort_), txtAccessKennwort_);
   form->addRow(MakeLabel("Tabelle / Abfrage:", cboAccessTable_), cboAccessTable_);
@@ -207,7 +218,7 @@ QWidget* frmStep2::BuildExcelFrame() {
   cmdExcelFile_ = BrowseButton(fraExcel_, "cmdExcelFile", "Arbeitsmappe suchen");
   cboExcelSheet_ = TableList(fraExcel_, "cboExcelSheet");
   auto* form = new QFormLayout(fraExcel_);
-  form->addRow(MakeLabel("Datei:", txtExcelFile_), Row({txtExcelFile_, cmdExcelFile_}, true));
+  form->addRow(MakeLabel("Datei:", txtExcelFile_), WithBrowse(txtExcelFile_, cmdExcelFile_));
   form->addRow(MakeLabel("Tabelle:", cboExcelSheet_), cboExcelSheet_);
   return fraExcel_;
 }
@@ -218,7 +229,7 @@ QWidget* frmStep2::BuildDBaseFrame() {
   cmddBaseFile_ = BrowseButton(fradBase_, "cmddBaseFile", "Ordner suchen");
   cbodBaseTable_ = TableList(fradBase_, "cbodBaseTable");
   auto* form = new QFormLayout(fradBase_);
-  form->addRow(MakeLabel("Pfad:", txtdBaseFile_), Row({txtdBaseFile_, cmddBaseFile_}, true));
+  form->addRow(MakeLabel("Pfad:", txtdBaseFile_), WithBrowse(txtdBaseFile_, cmddBaseFile_));
   form->addRow(MakeLabel("Tabelle:", cbodBaseTable_), cbodBaseTable_);
   return fradBase_;
 }

@@ -14,21 +14,21 @@
 #include "sources/source_reader.h"
 #include "spec/save_schema.h"
 #include "spec/specification.h"
+#include "wizard/button_row.h"
 #include "wizard/frmImport.h"
 #include "wizard/frmQuestionDlg.h"
 #include "wizard/frmTransTbl.h"
 #include "wizard/qt_text.h"
+#include "wizard/table_look.h"
 #include "wizard/wizard.h"
 
 namespace kestrel {
 
 namespace {
 
-// 1440 twips are an inch, which has 96 of the pixels that layouts count in.
-constexpr int Twips(int twips) { return twips / 15; }
-constexpr int kFieldWidth = Twips(2264);
-constexpr int kAssignedWidth = Twips(2564);
-constexpr int kInfoWidth = Twips(1544);
+constexpr int kTwipsAnInch = 1440;
+constexpr int kWidestColumn = 40;  // characters
+constexpr int kColumnAir = 12;     // pixels
 
 // Losing the focus to a menu, a drop-down list or another program is not leaving a control.
 bool IsLeaving(const QEvent* event) {
@@ -58,53 +58,33 @@ void frmStep3::BuildControls() {
   TDBImpList_->setObjectName("TDBImpList");
   TDBImpList_->setAccessibleName("Felder und ihre Zuordnung");
   TDBImpList_->setModel(model_);
-  TDBImpList_->setSelectionBehavior(QAbstractItemView::SelectRows);
   TDBImpList_->setSelectionMode(QAbstractItemView::SingleSelection);
-  TDBImpList_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-  TDBImpList_->setTabKeyNavigation(false);
-  TDBImpList_->setAlternatingRowColors(true);
-  TDBImpList_->setShowGrid(false);
   TDBImpList_->verticalHeader()->hide();
-  TDBImpList_->horizontalHeader()->setHighlightSections(false);
+  GiveListLook(*TDBImpList_);
 
   lblStatus_ = new QLabel(this);
   lblStatus_->setObjectName("lblStatus");
   lblStatus_->setTextFormat(Qt::PlainText);
   lblStatus_->setWordWrap(true);
   lblStatus_->hide();
-  cmdOptions_ =
-      SetUpButton(new QPushButton(this), "cmdOptions", "Einstellungen", "Einstellungen anzeigen", 'E');
-  cmdSave_ = SetUpButton(new QPushButton(this), "cmdSave", "Speichern", "Einstellungen speichern", 'S');
-  cmdPrev_ = SetUpButton(new QPushButton(this), "cmdPrev", "Zurück", "Zurück zu Schritt 2", 'Z');
-  cmdOK_ = SetUpButton(new QPushButton(this), "cmdOK", "Fertigstellen", "Importvorgang starten", 'F');
-  cmdCancel_ = SetUpButton(new QPushButton(this), "cmdCancel", "Abbrechen", "Import abbrechen", 'A');
-  cmdOK_->setDefault(true);
+  auto* buttons = new ButtonRow(this);
+  cmdOptions_ = buttons->AddOptions();
+  cmdSave_ = buttons->AddSave();
+  cmdPrev_ = buttons->AddPrev("Zurück zu Schritt 2");
+  cmdOK_ = buttons->AddDefault("cmdOK", "Fertigstellen", "Importvorgang starten", 'F');
+  cmdCancel_ = buttons->AddCancel("Import abbrechen");
 
-  auto* panel = BuildPanel();
-  auto* buttons = new QHBoxLayout;
-  buttons->setContentsMargins(16, 6, 16, 14);
-  buttons->addWidget(cmdOptions_);
-  buttons->addWidget(cmdSave_);
-  buttons->addStretch(1);
-  buttons->addWidget(cmdPrev_);
-  buttons->addWidget(cmdOK_);
-  buttons->addSpacing(10);
-  buttons->addWidget(cmdCancel_);
   auto* body = new QVBoxLayout;
-  body->setContentsMargins(16, 14, 16, 8);
+  body->setSpacing(10);
   body->addWidget(TDBImpList_, 1);
-  body->addWidget(panel);
+  body->addWidget(BuildPanel());
   body->addWidget(lblStatus_);
-  auto* page = new QVBoxLayout(this);
-  page->setContentsMargins(0, 0, 0, 0);
-  page->addWidget(header_);
-  page->addLayout(body, 1);
-  page->addLayout(buttons);
+  LayOutPage(this, header_, body, buttons);
   TabReachesChosen({optKeineZuweisung_, optImportFeld_, optKonstanterWert_});
   SetTabOrder({TDBImpList_, optKeineZuweisung_, optImportFeld_, cboImportFeld_, chkUebersetzen_,
                cmdUebersetzen_, cboDatumsFormat_, optKonstanterWert_, txtKonstanterWert_, cmdKonstanterWert_,
                cmdOptions_, cmdSave_, cmdPrev_, cmdOK_, cmdCancel_});
-  resize(sizeHint().expandedTo(QSize(700, 600)));
+  resize(sizeHint().expandedTo(QSize(720, 660)));
   RememberSize(this, "step3");
 }
 
@@ -132,18 +112,22 @@ QWidget* frmStep3::BuildPanel() {
   chkUebersetzen_ =
       SetUpButton(new QCheckBox(panel), "chkUebersetzen", "Übersetzungstabelle verwenden", "", 'B');
   cmdUebersetzen_ =
-      SetUpButton(new QPushButton(panel), "cmdUebersetzen", "Übersetzungstabelle bearbeiten", "", 'T');
+      SetUpButton(new CaptionButton(panel), "cmdUebersetzen", "Übersetzungstabelle bearbeiten", "", 'T');
   cmdUebersetzen_->setEnabled(false);
   cboDatumsFormat_ = new QComboBox(panel);
   cboDatumsFormat_->setObjectName("cboDatumsFormat");
+  cboDatumsFormat_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
   lblFormat_ = MakeLabel("Format:", cboDatumsFormat_, "lblFormat");
 
   auto* translation = new QHBoxLayout;
   translation->addWidget(chkUebersetzen_);
+  translation->addSpacing(6);
   translation->addWidget(cmdUebersetzen_);
   translation->addStretch(1);
-  translation->addWidget(lblFormat_);
-  translation->addWidget(cboDatumsFormat_);
+  auto* format = new QHBoxLayout;
+  format->addWidget(lblFormat_);
+  format->addWidget(cboDatumsFormat_);
+  format->addStretch(1);
   auto* constant = new QHBoxLayout;
   constant->addWidget(txtKonstanterWert_, 1);
   constant->addWidget(cmdKonstanterWert_);
@@ -152,8 +136,9 @@ QWidget* frmStep3::BuildPanel() {
   grid->addWidget(optImportFeld_, 1, 0);
   grid->addWidget(cboImportFeld_, 1, 1);
   grid->addLayout(translation, 2, 1);
-  grid->addWidget(optKonstanterWert_, 3, 0);
-  grid->addLayout(constant, 3, 1);
+  grid->addLayout(format, 3, 1);
+  grid->addWidget(optKonstanterWert_, 4, 0);
+  grid->addLayout(constant, 4, 1);
   grid->setColumnStretch(1, 1);
   return panel;
 }
@@ -243,12 +228,15 @@ void frmStep3::LayOutList() {
                          column == static_cast<int>(kDspDestinationName) || column == static_cast<int>(kInfo);
     TDBImpList_->setColumnHidden(column, !visible);
   }
-  TDBImpList_->setColumnWidth(static_cast<int>(kSourceName), kFieldWidth);
-  TDBImpList_->setColumnWidth(static_cast<int>(kDspDestinationName), kAssignedWidth);
-  TDBImpList_->setColumnWidth(static_cast<int>(kInfo), kInfoWidth);
+  // The widths as they are told, wider where a large font needs it.
+  FitColumns(*TDBImpList_, kWidestColumn);
+  for (const auto& [column, twips] :
+       {std::pair(kSourceName, 2264), std::pair(kDspDestinationName, 2564), std::pair(kInfo, 1544)}) {
+    const int told = twips * logicalDpiX() / kTwipsAnInch;
+    TDBImpList_->setColumnWidth(column, std::max(told, TDBImpList_->columnWidth(column) + kColumnAir));
+  }
   TDBImpList_->horizontalHeader()->setSectionResizeMode(static_cast<int>(kDspDestinationName),
                                                         QHeaderView::Stretch);
-  TDBImpList_->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 8);
 }
 
 // --- The panel ----------------------------------------------------------------------------------

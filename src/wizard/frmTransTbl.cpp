@@ -1,13 +1,14 @@
 #include "wizard/frmTransTbl.h"
 
-#include <QHBoxLayout>
 #include <QHeaderView>
 #include <QVBoxLayout>
 
 #include "mapping/translation.h"
+#include "wizard/button_row.h"
 #include "wizard/page_parts.h"
 #include "wizard/permitted_value_delegate.h"
 #include "wizard/qt_text.h"
+#include "wizard/table_look.h"
 
 namespace kestrel {
 
@@ -30,26 +31,22 @@ frmTransTbl::frmTransTbl(Session& session) : session_(session) {
   tdbGridTransl_->setObjectName("tdbGridTransl");
   tdbGridTransl_->setAccessibleName("Übersetzungen");
   tdbGridTransl_->setModel(&model_);
+  GiveTableLook(*tdbGridTransl_);
   tdbGridTransl_->verticalHeader()->hide();
-  tdbGridTransl_->setAlternatingRowColors(true);
   tdbGridTransl_->setEditTriggers(QAbstractItemView::AllEditTriggers);
   tdbGridTransl_->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
   lblStatus_ = new QLabel(this);
   lblStatus_->setObjectName("lblStatus");
   lblStatus_->setTextFormat(Qt::PlainText);
   lblStatus_->setWordWrap(true);
-  cmdOK_ = SetUpButton(new QPushButton(this), "cmdOK", "OK", "", 'O');
-  cmdCancel_ = SetUpButton(new QPushButton(this), "cmdCancel", "Abbrechen", "", 'A');
-  cmdOK_->setDefault(true);
+  auto* buttons = new ButtonRow(this);
+  buttons->AddNotice(lblStatus_);
+  cmdOK_ = buttons->AddDefault("cmdOK", "OK", "", 'O');
+  cmdCancel_ = buttons->AddCancel("");
 
-  auto* buttons = new QHBoxLayout;
-  buttons->addWidget(lblStatus_, 1);
-  buttons->addWidget(cmdOK_);
-  buttons->addWidget(cmdCancel_);
-  auto* page = new QVBoxLayout(this);
-  page->setContentsMargins(16, 16, 16, 14);
-  page->addWidget(tdbGridTransl_, 1);
-  page->addLayout(buttons);
+  auto* body = new QVBoxLayout;
+  body->addWidget(tdbGridTransl_);
+  LayOutPage(this, nullptr, body, buttons);
   SetTabOrder({tdbGridTransl_, cmdOK_, cmdCancel_});
   resize(sizeHint().expandedTo(QSize(520, 420)));
   RememberSize(this, "translations");
@@ -123,6 +120,8 @@ void frmTransTbl::FillConstants() {
        ReadPermittedValues(session_, row_source_, row_source_typ_, ValueListUse::kConstants)) {
     model_.appendRow({Cell(permitted.value, false), Cell(permitted.display, false)});
   }
+  // What OK takes is seen from the beginning.
+  if (model_.rowCount() > 0) tdbGridTransl_->selectRow(0);
 }
 
 void frmTransTbl::cmdOK_Click() {

@@ -13,12 +13,18 @@
 #include <QStyleOptionFrame>
 #include <QUrl>
 #include <QVBoxLayout>
+#include <algorithm>
+
+#include "wizard/button_row.h"
 
 namespace kestrel {
 
 namespace {
 
-constexpr int kLogoSize = 44;
+constexpr int kLogoSize = 48;
+constexpr int kMargin = 16;
+constexpr int kBandMargin = 12;
+constexpr int kLineSpacing = 3;
 
 // Enlarges by a factor, whatever the user's font is.
 QFont Larger(const QFont& font, double factor, bool bold) {
@@ -128,15 +134,25 @@ PageHeader::PageHeader(const QString& step, const QString& step_info, const QStr
   logo->setAccessibleName("KESTREL");
 
   auto* texts = new QVBoxLayout;
-  texts->setSpacing(1);
+  texts->setSpacing(kLineSpacing);
+  texts->addStretch(1);
   texts->addWidget(lblStep);
   texts->addWidget(lblStepInfo);
   texts->addWidget(lblInfo);
+  texts->addStretch(1);
   auto* row = new QHBoxLayout(this);
-  row->setContentsMargins(16, 12, 16, 12);
-  row->setSpacing(14);
+  row->setContentsMargins(kMargin, kBandMargin, kMargin, kBandMargin);
+  row->setSpacing(kMargin);
   row->addWidget(logo);
   row->addLayout(texts, 1);
+  setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+}
+
+QSize PageHeader::sizeHint() const {
+  // As high with two lines as with three, so that the band stands still from page to page.
+  const int lines = 2 * fontMetrics().height() + lblStepInfo->fontMetrics().height() + 2 * kLineSpacing;
+  const QSize needed = QWidget::sizeHint();
+  return {needed.width(), std::max(needed.height(), std::max(lines, kLogoSize) + 2 * kBandMargin)};
 }
 
 void PageHeader::paintEvent(QPaintEvent*) {
@@ -144,6 +160,20 @@ void PageHeader::paintEvent(QPaintEvent*) {
   painter.fillRect(rect(), palette().base());
   painter.setPen(palette().color(QPalette::Mid));
   painter.drawLine(rect().bottomLeft(), rect().bottomRight());
+}
+
+void LayOutPage(QWidget* page, PageHeader* header, QLayout* body, ButtonRow* buttons) {
+  auto* below_each_other = new QVBoxLayout(page);
+  below_each_other->setContentsMargins(0, 0, 0, 0);
+  below_each_other->setSpacing(0);
+  if (header != nullptr) below_each_other->addWidget(header);
+  body->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
+  below_each_other->addLayout(body);
+  below_each_other->setStretchFactor(body, 1);
+  auto* row = new QHBoxLayout;
+  row->setContentsMargins(kMargin, 0, kMargin, kMargin);
+  row->addWidget(buttons);
+  below_each_other->addLayout(row);
 }
 
 QLabel* MakeLabel(const QString& caption, QWidget* control, const char* object_name) {

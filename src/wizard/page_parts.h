@@ -5,6 +5,7 @@
 
 #include <QAbstractButton>
 #include <QLabel>
+#include <QLayout>
 #include <QLineEdit>
 #include <QMimeData>
 #include <QPushButton>
@@ -14,6 +15,8 @@
 #include <initializer_list>
 
 namespace kestrel {
+
+class ButtonRow;
 
 // The band at the top of a page: logo, step number, what to do, and a line of explanation.
 class PageHeader final : public QWidget {
@@ -26,9 +29,16 @@ class PageHeader final : public QWidget {
   QLabel* lblStepInfo;
   QLabel* lblInfo;
 
+  QSize sizeHint() const override;
+  QSize minimumSizeHint() const override { return sizeHint(); }
+
  protected:
   void paintEvent(QPaintEvent* event) override;
 };
+
+// Puts the parts of a page below each other, with the margins that all pages and dialogs share. Only dialogs
+// have no header.
+void LayOutPage(QWidget* page, PageHeader* header, QLayout* body, ButtonRow* buttons);
 
 // Gives the button the shortcut Alt+`key`. It moves the focus to the button before it presses it, so that the
 // control that had the focus is left as it is by a click.

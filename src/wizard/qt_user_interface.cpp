@@ -1,5 +1,6 @@
 #include "wizard/qt_user_interface.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -51,6 +52,11 @@ class ArrowCursor {
   ~ArrowCursor() { QApplication::restoreOverrideCursor(); }
 };
 
+// The buttons of the pages have none either.
+void RemoveButtonIcons(const QMessageBox& box) {
+  for (QAbstractButton* button : box.buttons()) button->setIcon({});
+}
+
 std::optional<std::string> Chosen(const QString& path) {
   if (path.isEmpty()) return std::nullopt;
   return FromQt(path);
@@ -69,12 +75,14 @@ Answer QtUserInterface::MessageBox(std::string_view text, std::string_view title
   box.setText(ToQt(text));
   if (buttons == Buttons::kOk) {
     box.setStandardButtons(QMessageBox::Ok);
+    RemoveButtonIcons(box);
     box.exec();
     return Answer::kOk;
   }
   box.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
   box.setDefaultButton(QMessageBox::Yes);
   box.setEscapeButton(QMessageBox::No);
+  RemoveButtonIcons(box);
   return box.exec() == QMessageBox::Yes ? Answer::kYes : Answer::kNo;
 }
 

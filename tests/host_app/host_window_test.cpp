@@ -12,6 +12,7 @@
 #include "host/host_fixture.h"
 #include "platform/base/file.h"
 #include "platform/dialogs/recording_user_interface.h"
+#include "qt/drive.h"
 
 namespace kestrel::testing {
 namespace {
@@ -70,13 +71,6 @@ class HostWindowTest : public HostFixture {
   }
 
   static bool Eventually(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 5000); }
-
-  static QWidget* WizardPage() {
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-      if (widget->objectName().startsWith("frmStep") && widget->isVisible()) return widget;
-    }
-    return nullptr;
-  }
 
   RecordingUserInterface ui;
   std::unique_ptr<host::HostWindow> window;
@@ -164,7 +158,7 @@ TEST_F(HostWindowTest, AMissingLogReaderIsToldWhereTheLogWouldStand) {
 TEST_F(HostWindowTest, ImportOpensTheWizardAndReturnsAtOnce) {
   Open();
   Find<QPushButton>("pageKunden", "cmdImport").click();
-  QWidget* page = WizardPage();
+  QWidget* page = ShownWizardPage();
   ASSERT_NE(page, nullptr);
   EXPECT_EQ(page->objectName(), "frmStep1");
   EXPECT_FALSE(page->isModal());
@@ -173,9 +167,9 @@ TEST_F(HostWindowTest, ImportOpensTheWizardAndReturnsAtOnce) {
 TEST_F(HostWindowTest, ASecondImportDoesNotThrowTheFirstAway) {
   Open();
   Find<QPushButton>("pageKunden", "cmdImport").click();
-  QWidget* page = WizardPage();
+  QWidget* page = ShownWizardPage();
   Find<QPushButton>("pageLieferanten", "cmdImport").click();
-  EXPECT_EQ(WizardPage(), page);
+  EXPECT_EQ(ShownWizardPage(), page);
 }
 
 TEST_F(HostWindowTest, TheListsAreReadAgainWhenTheWizardEnds) {
@@ -183,7 +177,7 @@ TEST_F(HostWindowTest, TheListsAreReadAgainWhenTheWizardEnds) {
   Find<QPushButton>("pageKunden", "cmdImport").click();
   AddCustomer("5", "Neu", "Bonn");
   EXPECT_THAT(Column("pageKunden", "Nummer"), IsEmpty());
-  WizardPage()->findChild<QPushButton*>("cmdCancel")->click();
+  ShownWizardPage()->findChild<QPushButton*>("cmdCancel")->click();
   EXPECT_TRUE(Eventually([&] { return Column("pageKunden", "Nummer") == std::vector<std::string>{"5"}; }));
 }
 
@@ -192,9 +186,9 @@ TEST_F(HostWindowTest, ClosingAsksAboutAnImportThatIsStillOpen) {
   Find<QPushButton>("pageKunden", "cmdImport").click();
   ui.answers = {Answer::kNo, Answer::kYes};
   EXPECT_FALSE(window->close());
-  EXPECT_NE(WizardPage(), nullptr);
+  EXPECT_NE(ShownWizardPage(), nullptr);
   EXPECT_TRUE(window->close());
-  EXPECT_EQ(WizardPage(), nullptr);
+  EXPECT_EQ(ShownWizardPage(), nullptr);
   ASSERT_EQ(ui.boxes.size(), 2u);
   EXPECT_EQ(ui.boxes[0].text, "Ein Import ist noch geöffnet. Möchten Sie ihn abbrechen?");
 }

@@ -18,7 +18,7 @@ using ::testing::ElementsAre;
 class QtUserInterfaceTest : public ::testing::Test {
  protected:
   QtUserInterface ui;
-  testing::ModalDriver modals;
+  testing::ModalDriver modals{[](const std::string& complaint) { ADD_FAILURE() << complaint; }};
   testing::TempFolder folder;
 };
 

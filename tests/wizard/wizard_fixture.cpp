@@ -12,9 +12,6 @@ namespace kestrel::testing {
 
 namespace {
 
-constexpr int kLookMs = 2;
-constexpr int kPatience = 3000;  // looks
-
 std::shared_ptr<MemoryRecordset> NewRecord(const std::vector<DestinationField>& fields) {
   auto record = std::make_shared<MemoryRecordset>();
   for (const DestinationField& field : fields) record->AppendColumn(field.name);
@@ -23,49 +20,6 @@ std::shared_ptr<MemoryRecordset> NewRecord(const std::vector<DestinationField>& 
 }
 
 }  // namespace
-
-// --- ModalDriver --------------------------------------------------------------------------------
-
-ModalDriver::ModalDriver() {
-  connect(&timer_, &QTimer::timeout, this, &ModalDriver::Look);
-  timer_.start(kLookMs);
-}
-
-ModalDriver::~ModalDriver() { EXPECT_TRUE(steps_.empty()) << "a dialog that was waited for did not come"; }
-
-void ModalDriver::Then(const char* object_name, std::function<void(QWidget&)> act) {
-  steps_.push_back({object_name, std::move(act)});
-}
-
-void ModalDriver::Look() {
-  QWidget* dialog = QApplication::activeModalWidget();
-  if (dialog == nullptr || !dialog->isVisible()) {
-    waited_ = 0;
-    return;
-  }
-  if (!steps_.empty() && steps_.front().object_name == dialog->objectName()) {
-    const Step step = std::move(steps_.front());
-    steps_.pop_front();
-    waited_ = 0;
-    step.act(*dialog);
-  } else if (++waited_ == kPatience) {
-    ADD_FAILURE() << "nobody closed the dialog " << dialog->objectName().toStdString();
-    dialog->hide();
-  }
-}
-
-// --- Helpers ------------------------------------------------------------------------------------
-
-void ClickOn(QWidget& control) {
-  QTest::mouseClick(&control, Qt::LeftButton, Qt::NoModifier, QPoint(8, control.height() / 2));
-}
-
-void Spin() {
-  for (int round = 0; round < 5; ++round) {
-    QCoreApplication::processEvents();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-  }
-}
 
 // --- WizardFixture ------------------------------------------------------------------------------
 

@@ -7,54 +7,17 @@
 #include <QApplication>
 #include <QLabel>
 #include <QTest>
-#include <QTimer>
-#include <deque>
-#include <functional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "mapping/field_assignment.h"
+#include "qt/drive.h"
 #include "support/field_list.h"
 #include "support/session_fixture.h"
 #include "wizard/qt_text.h"
 #include "wizard/wizard.h"
 
 namespace kestrel::testing {
-
-// Acts on modal dialogs, one after another, while the code under test waits for them.
-class ModalDriver final : public QObject {
- public:
-  ModalDriver();
-  ~ModalDriver() override;
-
-  // When a dialog of that name is open, runs `act`, which has to close it in the end.
-  void Then(const char* object_name, std::function<void(QWidget&)> act);
-  bool Done() const { return steps_.empty(); }
-
- private:
-  void Look();
-
-  struct Step {
-    QString object_name;
-    std::function<void(QWidget&)> act;
-  };
-  std::deque<Step> steps_;
-  QTimer timer_;
-  int waited_ = 0;
-};
-
-template <class Control>
-Control& FindIn(QWidget& page, const char* object_name) {
-  auto* control = page.findChild<Control*>(QString::fromUtf8(object_name));
-  if (control == nullptr) throw std::runtime_error(std::string("no control ") + object_name);
-  return *control;
-}
-
-// Presses and releases the left mouse button on the control, where its caption begins.
-void ClickOn(QWidget& control);
-// Lets the message loop handle what is waiting.
-void Spin();
 
 class WizardFixture : public SessionFixture {
  protected:
@@ -102,7 +65,7 @@ class WizardFixture : public SessionFixture {
   static Box Question(const std::string& text, const std::string& title);
   static Box Plain(const std::string& text);
 
-  ModalDriver modals;
+  ModalDriver modals{[](const std::string& complaint) { ADD_FAILURE() << complaint; }};
   Wizard wizard;
   std::shared_ptr<RecordingObject> import_class;
 };

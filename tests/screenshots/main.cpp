@@ -1,0 +1,215 @@
+// wizard_screenshots FOLDER PICTURES [--dark] [--large-fonts]
+//
+// Goes through the sample host of FOLDER and an import in it, as a person would, and takes a picture of every
+// window. The imports of demo/ have been run in it before, so that its lists and logs are filled.
+// scripts/screenshots calls it once for each size and colour.
+#include <QAbstractButton>
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QProgressBar>
+#include <QTabWidget>
+#include <QTableView>
+#include <QTest>
+#include <cstdio>
+#include <memory>
+
+#include "app/host_database.h"
+#include "app/host_window.h"
+#include "qt/drive.h"
+#include "screenshots/camera.h"
+#include "wizard/qt_text.h"
+#include "wizard/qt_user_interface.h"
+
+namespace kestrel::screenshots {
+
+constexpr double kLargeFonts = 1.25;
+
+namespace {
+
+using testing::FindIn;
+using testing::ShownWizardPage;
+using testing::Spin;
+
+constexpr int kWaitMs = 5000;
+constexpr double kMidRun = 0.4;  // of the progress bar
+
+class Tour {
+ public:
+  Tour(host::HostWindow& window, const Camera& camera) : window_(window), camera_(camera) {}
+
+  void Run() {
+    TakeHost();
+    OpenWizard("Kontakte der Messe");
+    TakeSourcePage();
+    TakeAssignmentPage();
+    Press("cmdCancel");
+    OpenWizard("Kundenliste des Großhandels");
+    Press("cmdNext");
+    TakeRun();
+  }
+
+ private:
+  QWidget& Page() {
+    if (!QTest::qWaitFor([] { return ShownWizardPage() != nullptr; }, kWaitMs)) {
+      throw std::runtime_error("no page of the wizard is open");
+    }
+    return *ShownWizardPage();
+  }
+
+  void Take(QWidget& window, const char* name) {
+    Spin();
+    // A blinking cursor would make every picture another.
+    QApplication::setCursorFlashTime(0);
+    camera_.Take(window, name);
+  }
+
+  void Press(const char* button) {
+    auto& pressed = FindIn<QAbstractButton>(Page(), button);
+    pressed.setFocus();
+    pressed.click();
+    Spin();
+  }
+
+  // Presses the button that opens a dialog, takes its picture and leaves it by `closing`.
+  void PressAndTake(const char* button, const char* dialog, const char* picture, const char* closing) {
+    modals_.Then(dialog, [this, picture, closing](QWidget& shown) {
+      Take(shown, picture);
+      FindIn<QAbstractButton>(shown, closing).click();
+    });
+    Press(button);
+  }
+
+  void TakeHost() {
+    auto& tabs = FindIn<QTabWidget>(window_, "tabs");
+    Take(window_, "host-customers");
+    tabs.setCurrentIndex(3);
+    FindIn<QCheckBox>(*tabs.widget(3), "onlyLast").setChecked(false);
+    Take(window_, "host-errors");
+    tabs.setCurrentIndex(4);
+    Take(window_, "host-duplicates");
+    tabs.setCurrentIndex(0);
+  }
+
+  // From the host's button to step 2 of that specification.
+  void OpenWizard(const char* description) {
+    FindIn<QAbstractButton>(FindIn<QWidget>(window_, "pageKunden"), "cmdImport").click();
+    auto& list = FindIn<QListWidget>(Page(), "lstVorlage");
+    const auto found = list.findItems(QString::fromUtf8(description), Qt::MatchExactly);
+    if (found.isEmpty()) throw std::runtime_error(std::string("no specification ") + description);
+    list.setCurrentItem(found.first());
+    list.setFocus();
+    Take(Page(), "frmStep1");
+    Press("cmdNext");
+  }
+
+  void TakeSourcePage() {
+    Take(Page(), "frmStep2");
+    PressAndTake("cmdVorschau", "frmPrev", "frmPrev", "cmdClose");
+    // The wrong delimiter makes one column, which is shown as text.
+    FindIn<QAbstractButton>(Page(), "optTab").click();
+    PressAndTake("cmdVorschau", "frmPrev", "frmPrev-text", "cmdClose");
+    FindIn<QAbstractButton>(Page(), "optSemikolon").click();
+    auto& kind = FindIn<QComboBox>(Page(), "cboDatenquelleTyp");
+    for (const auto& [entry, picture] :
+         {std::pair(1, "frmStep2-server"), std::pair(2, "frmStep2-access"), std::pair(3, "frmStep2-dbase")}) {
+      kind.setCurrentIndex(entry);
+      Take(Page(), picture);
+    }
+    kind.setCurrentIndex(0);
+    Press("cmdNext");
+  }
+
+  void SelectField(const char* field) {
+    auto& list = FindIn<QTableView>(Page(), "TDBImpList");
+    const auto found =
+        list.model()->match(list.model()->index(0, 0), Qt::DisplayRole, QString(field), 1, Qt::MatchExactly);
+    if (found.isEmpty()) throw std::runtime_error(std::string("no field ") + field);
+    list.setFocus();
+    list.selectRow(found.first().row());
+    Spin();
+  }
+
+  void TakeAssignmentPage() {
+    SelectField("Kundengruppe");
+    Take(Page(), "frmStep3");
+    PressAndTake("cmdUebersetzen", "frmTransTbl", "frmTransTbl", "cmdOK");
+    PressAndTake("cmdKonstanterWert", "frmTransTbl", "frmTransTbl-constants", "cmdCancel");
+    FindIn<QAbstractButton>(Page(), "optImportFeld").click();
+    SelectField("KundeSeit");
+    // Chosen once more, it is the current row too, and its format can be chosen.
+    QTest::keyClick(&FindIn<QTableView>(Page(), "TDBImpList"), Qt::Key_Space);
+    Take(Page(), "frmStep3-date");
+  }
+
+  void TakeRun() {
+    QTimer watch;
+    QObject::connect(&watch, &QTimer::timeout, [this, &watch] {
+      QWidget* run = QApplication::activeModalWidget();
+      if (run == nullptr || run->objectName() != "frmImport") return;
+      const auto& bar = FindIn<QProgressBar>(*run, "ProgressBar");
+      if (bar.value() < kMidRun * bar.maximum()) return;
+      watch.stop();
+      camera_.Take(*run, "frmImport");
+    });
+    modals_.Then("frmQuestionDlg", [this, &watch](QWidget& shown) {
+      Take(shown, "frmQuestionDlg");
+      FindIn<QAbstractButton>(shown, "optImport").click();
+      watch.start(0);
+      FindIn<QAbstractButton>(shown, "cmdOK").click();
+    });
+    modals_.Then("messageBox", [this](QWidget& shown) {
+      Take(shown, "messageBox");
+      shown.close();
+    });
+    Press("cmdOK");
+    if (watch.isActive()) throw std::runtime_error("the run was not seen midway");
+  }
+
+  host::HostWindow& window_;
+  const Camera& camera_;
+  testing::ModalDriver modals_{[](const std::string& complaint) {
+    std::fprintf(stderr, "wizard_screenshots: %s\n", complaint.c_str());
+  }};
+};
+
+void TakeAll(const QString& folder, const QString& pictures) {
+  ComponentRegistry components;
+  components.AddDefaultFolders();
+  QtUserInterface ui;
+  host::HostWindow window(ui, components, host::OpenHostDatabase(FromQt(folder), ""), "4711");
+  QDir::setCurrent(QDir(folder).filePath("Import"));
+  window.show();
+  Tour(window, Camera(pictures)).Run();
+}
+
+}  // namespace
+}  // namespace kestrel::screenshots
+
+int main(int count, char** arguments) {
+  QApplication application(count, arguments);
+  const QStringList given = QApplication::arguments();
+  if (given.size() < 3) {
+    std::fprintf(stderr, "wizard_screenshots FOLDER PICTURES [--dark] [--large-fonts]\n");
+    return 2;
+  }
+  const QString folder = QDir(given[1]).absolutePath();
+  const QString pictures = QDir(given[2]).absolutePath();
+  qputenv("KESTREL_HOME", folder.toUtf8());
+  QApplication::setQuitOnLastWindowClosed(false);
+  if (given.contains("--dark")) kestrel::screenshots::UseDarkColours();
+  if (given.contains("--large-fonts")) {
+    QFont font = QApplication::font();
+    font.setPointSizeF(font.pointSizeF() * kestrel::screenshots::kLargeFonts);
+    QApplication::setFont(font);
+  }
+  try {
+    kestrel::screenshots::TakeAll(folder, pictures);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "wizard_screenshots: %s\n", error.what());
+    return 1;
+  }
+}
