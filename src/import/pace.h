@@ -30,7 +30,7 @@ class Pace {
 
  private:
   using Clock = std::chrono::steady_clock;
-  static constexpr int kLongestStride = 16;
+  static constexpr int kLongestStride = 64;
 
   std::chrono::milliseconds interval_;
   Clock::time_point last_read_;

@@ -15,6 +15,7 @@ namespace {
 
 // The bar counts in hundredths of a percent, as long runs move slowly.
 constexpr int kBarSteps = 10000;
+constexpr int kLineCharacters = 58;
 // A window manager may refuse to activate a window; the run starts then all the same.
 constexpr int kStartWithoutActivationMs = 300;
 constexpr int kRepaintMs = 100;
@@ -27,7 +28,8 @@ frmImport::frmImport(Session& session, QWidget* parent) : QDialog(parent), run_(
   lblInfo_ = new QLabel(this);
   lblInfo_->setObjectName("lblInfo");
   lblInfo_->setWordWrap(true);
-  lblInfo_->setMinimumHeight(fontMetrics().lineSpacing() * 2);
+  // A label of fixed size asks for no new layout at every record. The longest result needs two lines.
+  lblInfo_->setFixedSize(fontMetrics().averageCharWidth() * kLineCharacters, fontMetrics().lineSpacing() * 2);
   progress_bar_ = new QProgressBar(this);
   progress_bar_->setObjectName("ProgressBar");
   progress_bar_->setAccessibleName("Fortschritt");
@@ -36,7 +38,7 @@ frmImport::frmImport(Session& session, QWidget* parent) : QDialog(parent), run_(
   page->setContentsMargins(18, 18, 18, 18);
   page->addWidget(lblInfo_);
   page->addWidget(progress_bar_);
-  setMinimumWidth(fontMetrics().averageCharWidth() * 62);
+  page->setSizeConstraint(QLayout::SetFixedSize);
 }
 
 void frmImport::showEvent(QShowEvent* event) {

@@ -36,10 +36,11 @@ class frmImport final : public QDialog, private RunView {
   ImportRun run_;
   QLabel* lblInfo_;
   QProgressBar* progress_bar_;
-  // What the run said last; brought to the screen at the display's rate.
+  // What the run said last; brought to the screen as often as an eye can follow, which costs less than the
+  // display's own rate would.
   std::string info_;
   double percent_ = 0;
-  Pace pace_{std::chrono::milliseconds(16)};
+  Pace pace_{std::chrono::milliseconds(40)};
   bool started_ = false;
 };
 
