@@ -1,7 +1,10 @@
 #include "support/xlsx_writer.h"
 
+#include <zlib.h>
+
 #include <algorithm>
 #include <cstdint>
+#include <new>
 
 namespace kestrel::testing {
 
@@ -24,13 +27,26 @@ std::string Escaped(std::string_view text) {
   return xml;
 }
 
-std::uint32_t Checksum(std::string_view bytes) {
-  std::uint32_t checksum = 0xFFFFFFFF;
-  for (const char byte : bytes) {
-    checksum ^= static_cast<unsigned char>(byte);
-    for (int bit = 0; bit < 8; ++bit) checksum = checksum >> 1 ^ ((checksum & 1) != 0 ? 0xEDB88320 : 0);
+std::uint32_t Checksum(const std::string& bytes) {
+  return static_cast<std::uint32_t>(
+      crc32_z(0, reinterpret_cast<const Bytef*>(bytes.data()), static_cast<z_size_t>(bytes.size())));
+}
+
+std::string Deflated(const std::string& bytes) {
+  z_stream stream{};
+  constexpr int kNoHead = -15;
+  if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kNoHead, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
+    throw std::bad_alloc();
   }
-  return ~checksum;
+  std::string packed(deflateBound(&stream, bytes.size()), '\0');
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));  // not written to
+  stream.avail_in = static_cast<uInt>(bytes.size());
+  stream.next_out = reinterpret_cast<Bytef*>(packed.data());
+  stream.avail_out = static_cast<uInt>(packed.size());
+  deflate(&stream, Z_FINISH);
+  packed.resize(stream.total_out);
+  deflateEnd(&stream);
+  return packed;
 }
 
 std::string Number(std::uint64_t number, int bytes) {
@@ -39,16 +55,17 @@ std::string Number(std::uint64_t number, int bytes) {
   return text;
 }
 
-// An archive whose members are stored as they are.
 class Archive {
  public:
   void Add(const std::string& name, const std::string& content) {
+    constexpr std::uint64_t kMethod = 8;
+    const std::string packed = Deflated(content);
     // Version, flags, method and time, then what tells about the content.
-    const std::string head = Number(20, 2) + Number(0, 8) + Number(Checksum(content), 4) +
-                             Number(content.size(), 4) + Number(content.size(), 4) + Number(name.size(), 2) +
-                             Number(0, 2);
+    const std::string head = Number(20, 2) + Number(0, 2) + Number(kMethod, 2) + Number(0, 4) +
+                             Number(Checksum(content), 4) + Number(packed.size(), 4) +
+                             Number(content.size(), 4) + Number(name.size(), 2) + Number(0, 2);
     directory_ += "PK\x01\x02" + Number(20, 2) + head + Number(0, 10) + Number(bytes_.size(), 4) + name;
-    bytes_ += "PK\x03\x04" + head + name + content;
+    bytes_ += "PK\x03\x04" + head + name + packed;
     ++count_;
   }
   std::string Bytes() const {
@@ -92,11 +109,17 @@ void XlsxWriter::Row(const std::vector<const std::string*>& cells) {
   sheet.xml += "<row r=\"" + number + "\">";
   for (std::size_t column = 0; column < cells.size(); ++column) {
     if (cells[column] == nullptr) continue;
-    sheet.xml += "<c r=\"" + ColumnLetters(column) + number +
-                 "\" t=\"inlineStr\"><is><t xml:space=\"preserve\">" + Escaped(*cells[column]) +
-                 "</t></is></c>";
+    sheet.xml += "<c r=\"" + ColumnLetters(column) + number + "\" " + CellContent(*cells[column]) + "</c>";
   }
   sheet.xml += "</row>";
+}
+
+std::string XlsxWriter::CellContent(const std::string& text) {
+  const std::string element = "<t xml:space=\"preserve\">" + Escaped(text) + "</t>";
+  if (texts_ == Texts::kInCells) return "t=\"inlineStr\"><is>" + element + "</is>";
+  const auto [found, is_new] = numbers_.emplace(text, numbers_.size());
+  if (is_new) shared_ += "<si>" + element + "</si>";
+  return "t=\"s\"><v>" + std::to_string(found->second) + "</v>";
 }
 
 std::string XlsxWriter::Bytes() const {
@@ -111,6 +134,10 @@ std::string XlsxWriter::Bytes() const {
     relationships += Relationship("r" + number, "worksheet", file);
     archive.Add("xl/" + file, std::string("<worksheet xmlns=\"") + kMain + "\"><sheetData>" + sheets_[i].xml +
                                   "</sheetData></worksheet>");
+  }
+  if (texts_ == Texts::kShared) {
+    relationships += Relationship("texts", "sharedStrings", "sharedStrings.xml");
+    archive.Add("xl/sharedStrings.xml", std::string("<sst xmlns=\"") + kMain + "\">" + shared_ + "</sst>");
   }
   archive.Add("xl/workbook.xml", std::string("<workbook xmlns=\"") + kMain + "\" xmlns:r=\"" + kOffice +
                                      "\"><sheets>" + list + "</sheets><definedNames>" + names_ +

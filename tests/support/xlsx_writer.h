@@ -1,14 +1,19 @@
-// Writes .xlsx workbooks of texts for tests.
+// Writes .xlsx workbooks of texts for tests, packed as other programs pack them.
 #pragma once
 
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace kestrel::testing {
 
 class XlsxWriter {
  public:
+  // Where texts stand: each once in the workbook's own table, as spreadsheets write them, or in their cells.
+  enum class Texts { kShared, kInCells };
+  explicit XlsxWriter(Texts texts = Texts::kShared) : texts_(texts) {}
+
   // A name for one rectangle, as formulas write it ("Tabelle1!$A$1:$C$9").
   void Name(std::string_view name, std::string_view range);
   // A sheet, to which the rows that follow go.
@@ -27,6 +32,11 @@ class XlsxWriter {
     std::size_t rows = 0;
     std::string xml;
   };
+  std::string CellContent(const std::string& text);
+
+  Texts texts_;
+  std::unordered_map<std::string, std::size_t> numbers_;  // of the shared texts
+  std::string shared_;
   std::string names_;
   std::vector<SheetPart> sheets_;
 };

@@ -1,18 +1,20 @@
 // The cells of a sheet, each in a few bytes: what a sheet that must be read whole keeps of itself.
 #pragma once
 
+#include <deque>
 #include <optional>
 #include <span>
 #include <string>
-#include <vector>
 
+#include "platform/base/spilled_bytes.h"
 #include "platform/data/providers/xls/workbook.h"
 
 namespace kestrel::xls {
 
 class PackedCells {
  public:
-  // Adds a cell with a value, in any order. Of cells at one place the last one counts.
+  // Adds a cell with a value, in any order. Of cells at one place the last one counts. Raises as SpilledBytes
+  // does.
   void Add(std::uint32_t row, std::uint32_t column, const Cell& cell);
   // To be called once behind the last Add.
   void Finish();
@@ -20,19 +22,20 @@ class PackedCells {
   const std::optional<CellRange>& used() const { return used_; }
   // Sets `cells` to the row's cells from `first_column` on.
   void ReadRow(std::uint32_t row, std::uint32_t first_column, std::span<Cell> cells) const;
-  std::size_t bytes() const { return packed_.size(); }
 
  private:
-  // Cells of one row that follow each other, up to where the next run begins.
+  // Cells of one row that follow each other.
   struct Run {
     std::uint32_t row;
-    std::size_t begin, end;
+    std::uint32_t size;
+    std::uint64_t begin;
   };
-  void PutNumber(std::uint64_t number);
-  std::uint64_t TakeNumber(std::size_t& at) const;
+  // Ends the run that is being added to.
+  void CloseRun();
 
-  std::string packed_;
-  std::vector<Run> runs_;
+  SpilledBytes packed_;
+  std::string open_run_;
+  std::deque<Run> runs_;  // a vector would hold twice as many while it grows
   std::optional<CellRange> used_;
 };
 

@@ -89,7 +89,7 @@ std::optional<Number> ParseXmlNumber(std::string_view text) {
 class SheetReader {
  public:
   SheetReader(TextPool& texts, PackedCells& cells, const std::vector<NumberStyle>& styles)
-      : texts_(texts), shared_count_(texts.size()), cells_(cells), styles_(styles) {}
+      : texts_(texts), cells_(cells), styles_(styles) {}
 
   void Read(XmlStream& xml) {
     for (Node node = xml.Next(); node != Node::kEndOfPart; node = xml.Next()) {
@@ -148,9 +148,9 @@ class SheetReader {
     Cell cell;
     if (type == "s") {
       const auto number = ParseXmlNumber<std::uint64_t>(value);
-      if (!number || *number >= shared_count_)
+      if (!number || *number >= texts_.numbered())
         RaiseDamaged("eine Zelle verweist auf einen Text, den es nicht gibt");
-      return TextCell(*number);
+      return TextCell(texts_.PlaceOf(*number));
     }
     if (type == "str") return TextCell(texts_.Add(Unescape(value)));
     if (type == "inlineStr") return TextCell(texts_.Add(value));
@@ -168,15 +168,14 @@ class SheetReader {
     return cell;
   }
 
-  static Cell TextCell(std::uint64_t text) {
+  static Cell TextCell(std::uint64_t place) {
     Cell cell;
     cell.kind = Cell::Kind::kText;
-    cell.text = text;
+    cell.text = place;
     return cell;
   }
 
   TextPool& texts_;
-  std::size_t shared_count_;
   PackedCells& cells_;
   const std::vector<NumberStyle>& styles_;
   std::uint32_t row_ = 0;
@@ -186,17 +185,6 @@ class SheetReader {
 
 }  // namespace
 
-std::size_t TextPool::Add(std::string_view text) {
-  characters_ += text;
-  ends_.push_back(characters_.size());
-  return ends_.size() - 1;
-}
-
-std::string_view TextPool::At(std::size_t number) const {
-  const std::size_t start = number == 0 ? 0 : ends_[number - 1];
-  return std::string_view(characters_).substr(start, ends_[number] - start);
-}
-
 XlsxSheet::XlsxSheet(const ZipArchive& archive, const ZipArchive::Part& sheet,
                      const ZipArchive::Part* shared_strings, const std::vector<NumberStyle>& styles,
                      bool days_from_1904)
@@ -204,15 +192,13 @@ XlsxSheet::XlsxSheet(const ZipArchive& archive, const ZipArchive::Part& sheet,
   if (shared_strings != nullptr) {
     XmlStream xml(archive, *shared_strings);
     for (Node node = xml.Next(); node != Node::kEndOfPart; node = xml.Next()) {
-      if (node == Node::kStart && xml.name() == "si") texts_.Add(TakeText(xml));
+      if (node == Node::kStart && xml.name() == "si") texts_.AddNumbered(TakeText(xml));
     }
   }
   XmlStream xml(archive, sheet);
   SheetReader(texts_, cells_, styles).Read(xml);
 }
 
-void XlsxSheet::AppendText(const Cell& cell, std::string& text) const {
-  text += texts_.At(static_cast<std::size_t>(cell.text));
-}
+void XlsxSheet::AppendText(const Cell& cell, std::string& text) const { texts_.AppendText(cell.text, text); }
 
 }  // namespace kestrel::xls

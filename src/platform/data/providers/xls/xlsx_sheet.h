@@ -5,22 +5,10 @@
 #include <vector>
 
 #include "platform/data/providers/xls/packed_cells.h"
+#include "platform/data/providers/xls/text_pool.h"
 #include "platform/data/providers/xls/zip_archive.h"
 
 namespace kestrel::xls {
-
-// Texts one behind the other.
-class TextPool {
- public:
-  // The number of the text added.
-  std::size_t Add(std::string_view text);
-  std::size_t size() const { return ends_.size(); }
-  std::string_view At(std::size_t number) const;
-
- private:
-  std::string characters_;
-  std::vector<std::size_t> ends_;
-};
 
 class XlsxSheet final : public Sheet {
  public:
@@ -36,7 +24,8 @@ class XlsxSheet final : public Sheet {
   bool DaysFrom1904() const override { return days_from_1904_; }
 
  private:
-  // The shared strings, and behind them the texts that stand in cells.
+  // The shared strings, numbered, and behind them the texts that stand in cells; a cell knows the place of its
+  // text.
   TextPool texts_;
   PackedCells cells_;
   bool days_from_1904_;

@@ -5,6 +5,7 @@
 #include <random>
 
 #include "platform/data/providers/mdb/access_connection.h"
+#include "support/access_sample.h"
 #include "support/jet_builder.h"
 #include "support/temp_folder.h"
 
@@ -13,53 +14,8 @@ namespace {
 
 using testing::JetBuilder;
 using testing::Le32;
-using testing::Le64;
-using testing::LeDouble;
 
 constexpr auto kLimit = std::chrono::seconds(10);
-
-// A row of every kind, stored in every way, and queries over them.
-std::string Everything(JetBuilder::Format format) {
-  JetBuilder builder(format);
-  const auto table = builder.AddTable("Alles", {{"Nr", 4, 4},
-                                                {"Ja", 1},
-                                                {"Text"},
-                                                {"Memo", 12},
-                                                {"Datum", 8, 8},
-                                                {"Geld", 5, 8},
-                                                {"Bild", 11},
-                                                {"Zahl", 16, 17, 4}});
-  const std::string numeric(17, '\x11');
-  for (std::uint32_t i = 0; i < 20; ++i) {
-    std::string long_text = builder.Text("Zeile " + std::to_string(i) + " mit Umlaut ä");
-    for (int k = 0; k < 3; ++k) long_text += long_text;
-    const std::vector<JetBuilder::Cell> cells{Le32(i),
-                                              "",
-                                              builder.Text("Text " + std::to_string(i)),
-                                              i % 3 == 0   ? builder.Inline(long_text)
-                                              : i % 3 == 1 ? builder.OnePage(long_text)
-                                                           : builder.Pieces(long_text, 100),
-                                              LeDouble(38000.5 + i),
-                                              Le64(i * 1000),
-                                              builder.Pieces(long_text, 50),
-                                              numeric};
-    if (i % 5 == 4) {
-      builder.AddMovedRow(table, cells);
-    } else {
-      builder.AddRow(table, cells);
-    }
-  }
-  builder.AddQuery("Wahl", {{1, 1},
-                            {5, {}, "", "Alles"},
-                            {5, {}, "", "Alles", "B"},
-                            {6, 0, "Alles.Nr"},
-                            {6, 0, "Left(B.Text, 3) & Format(B.Datum, 'dd.mm.yyyy')", "T"},
-                            {7, 2, "Alles.Nr = B.Nr", "Alles", "B"},
-                            {8, {}, "Alles.Nr > 3 And B.Text Like 'T*'"},
-                            {11, {}, "Alles.Nr", "D"}});
-  builder.AddQuery("Summe", {{1, 9}, {5, {}, "Select Sum(Geld) As s, Ja From Alles Group By Ja"}}, 128);
-  return builder.Build();
-}
 
 // A few bytes changed, mostly to values that mean something elsewhere in the file, or the end cut off.
 std::string Damaged(std::string bytes, std::mt19937& random) {
@@ -124,8 +80,8 @@ void ReadDamagedCopies(const std::string& original, int copies) {
   EXPECT_LT(complete, copies);
 }
 
-TEST(BrokenAccessFile, Jet3) { ReadDamagedCopies(Everything(JetBuilder::Format::kJet3), 500); }
-TEST(BrokenAccessFile, Jet4) { ReadDamagedCopies(Everything(JetBuilder::Format::kJet4), 500); }
+TEST(BrokenAccessFile, Jet3) { ReadDamagedCopies(testing::AccessSample(JetBuilder::Format::kJet3), 500); }
+TEST(BrokenAccessFile, Jet4) { ReadDamagedCopies(testing::AccessSample(JetBuilder::Format::kJet4), 500); }
 
 TEST(BrokenAccessFile, AFileThatAccessWrote) {
   const std::string folder = testing::TestDataFolder();

@@ -1,0 +1,1 @@
+SELECT TOP 5 PERCENT k.[Nr] AS Nummer, IIf(k.Name Like 'A*', Nz(k.Ort, 0), #2/29/2004 8:30:00#) & "x" FROM (Kunden AS k LEFT JOIN Orte ON k.PLZ = Orte.PLZ) INNER JOIN [a b] ON (k.Nr = [a b].Nr AND k.Nr > 3) WHERE NOT (k.Nr BETWEEN 1 AND 1.5E3) ORDER BY 1 DESC, k.Name;
