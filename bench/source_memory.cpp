@@ -54,7 +54,8 @@ std::string MakeDbf(int records) {
   return writer.Bytes();
 }
 
-std::string MakeMdb(int records) {
+// With `query`, there is a query besides that sorts the table.
+std::string MakeMdb(int records, bool query) {
   support::JetBuilder builder;
   std::vector<support::JetBuilder::ColumnSpec> columns;
   for (const char* name : kColumns) columns.push_back({name});
@@ -63,6 +64,10 @@ std::string MakeMdb(int records) {
     std::vector<support::JetBuilder::Cell> cells;
     for (const std::string& value : MakeRecord(number)) cells.emplace_back(builder.Text(value));
     builder.AddRow(table, std::move(cells));
+  }
+  if (query) {
+    builder.AddQuery("SORTIERT",
+                     {{1, 1}, {5, {}, "", "KUNDEN"}, {6, 0, "KUNDEN.*"}, {11, {}, "KUNDEN.NOTIZ", "D"}});
   }
   return builder.Build();
 }
@@ -168,8 +173,9 @@ int main(int argument_count, char** arguments) {
   const std::string excel = "Driver={Microsoft Excel Driver (*.xls)};defaultdir=";
   Measure(program, "kunden.dbf",
           "Driver={Microsoft dBASE Driver (*.dbf)};DBQ=", [&] { return MakeDbf(records); });
-  Measure(program, "kunden.mdb",
-          "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=", [&] { return MakeMdb(records); });
+  const std::string access = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=";
+  Measure(program, "kunden.mdb", access, [&] { return MakeMdb(records, false); });
+  Measure(program, "abfrage.mdb", access, [&] { return MakeMdb(records, true); });
   Measure(program, "kunden.xls", excel, [&] { return MakeXls(records); });
   Measure(program, "kunden.xlsx", excel, [&] { return MakeXlsx(records, Texts::kShared); });
   Measure(program, "in_zellen.xlsx", excel, [&] { return MakeXlsx(records, Texts::kInCells); });

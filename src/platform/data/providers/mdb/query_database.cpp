@@ -326,7 +326,8 @@ class QueryDatabase::Implementation {
     const int result = sqlite3_open("", &database);
     database_.reset(database);
     Check(result, database);
-    constexpr const char* kCacheInKibibytes = "-32768";
+    // Sorting takes as much again.
+    constexpr const char* kCacheInKibibytes = "-16384";
     Run(database, std::string("PRAGMA cache_size = ") + kCacheInKibibytes);
     Run(database, "PRAGMA journal_mode = OFF");
     Run(database, "PRAGMA synchronous = OFF");

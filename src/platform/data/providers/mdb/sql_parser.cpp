@@ -137,8 +137,7 @@ class Parser {
     const Level level(depth_);
     std::vector<std::string> parameters;
     if (SkipWord("parameters")) parameters = Parameters();
-    if (IsWord("transform"))
-      throw SqlError("sie ist eine Kreuztabelle, deren Spalten erst beim Ausführen entstehen");
+    if (IsWord("transform")) throw SqlError(kCrosstabReason);
     auto first = SelectOrTable();
     while (SkipWord("union")) {
       const bool all = SkipWord("all");

@@ -49,7 +49,7 @@ constexpr int kRightJoin = 3;
 
 std::string WhyNot(int type) {
   switch (type) {
-    case kCrosstab: return "sie ist eine Kreuztabelle, deren Spalten erst beim Ausführen entstehen";
+    case kCrosstab: return kCrosstabReason;
     case kDefinition: return "sie legt Tabellen an oder ändert sie und liefert keine Datensätze";
     case kPassThrough:
       return "sie wird an einen Datenbankserver weitergereicht; bitte diesen als Quelle angeben";

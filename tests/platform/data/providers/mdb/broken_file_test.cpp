@@ -80,8 +80,8 @@ void ReadDamagedCopies(const std::string& original, int copies) {
   EXPECT_LT(complete, copies);
 }
 
-TEST(BrokenAccessFile, Jet3) { ReadDamagedCopies(testing::AccessSample(JetBuilder::Format::kJet3), 500); }
-TEST(BrokenAccessFile, Jet4) { ReadDamagedCopies(testing::AccessSample(JetBuilder::Format::kJet4), 500); }
+TEST(BrokenAccessFile, Jet3) { ReadDamagedCopies(testing::AccessSample(JetBuilder::Format::kJet3), 2000); }
+TEST(BrokenAccessFile, Jet4) { ReadDamagedCopies(testing::AccessSample(JetBuilder::Format::kJet4), 2000); }
 
 TEST(BrokenAccessFile, AFileThatAccessWrote) {
   const std::string folder = testing::TestDataFolder();
