@@ -25,6 +25,10 @@ void ImportMan::Bind(Members& members) {
   members.Method("ShowDialog", &ImportMan::ShowDialog);
 }
 
+ImportMan::~ImportMan() {
+  if (pages_ != nullptr) pages_->EndSession(session_);
+}
+
 void ImportMan::SetConnection(ObjectPtr connection) {
   session_.HostConnection = connection;
   connection_ = std::move(connection);

@@ -21,6 +21,8 @@ class WizardPages {
   virtual ~WizardPages() = default;
   // Creates a new step 1 page for the session and shows it without waiting. The session outlives the pages.
   virtual void ShowStep1(Session& session) = 0;
+  // The session ends: pages that still show it are closed, and its working copy is removed with them.
+  virtual void EndSession(Session&) {}
 };
 
 // Members by name, for late binding: Connection (get, set), Application, PersonalNr, ImportFileName (let),
@@ -29,6 +31,7 @@ class ImportMan final : public BoundObject<ImportMan> {
  public:
   // `pages` may be null for a host without a screen, whose ShowDialog does nothing. Both outlive this object.
   ImportMan(Platform platform, WizardPages* pages) : session_(platform), pages_(pages) {}
+  ~ImportMan() override;
 
   static void Bind(Members& members);
 

@@ -120,6 +120,8 @@ std::string frmStep1::SelectedPath() const {
 void frmStep1::cmdNext_Click() {
   const std::string path = SelectedPath();
   if (path.empty()) return;
+  // What an earlier import has left behind.
+  DeleteWorkingCopy(session_);
   session_.SpecFile = path;
   const bool loaded = Trap(
       [&] {

@@ -68,8 +68,12 @@ bool frmTransTbl::ShowModal(QWidget* above) {
   Tell("");
   const bool translations = translation_mode_ == kTranslationMode;
   setWindowTitle(translations ? "Übersetzungstabelle bearbeiten..." : "Konstanten bearbeiten...");
-  Trap([&] { translations ? FillTranslations() : FillConstants(); },
-       [&](const RuntimeError& error) { Tell(ToQt(error.Description())); });
+  {
+    // Reading the values of a long source takes a while.
+    const WaitCursor wait;
+    Trap([&] { translations ? FillTranslations() : FillConstants(); },
+         [&](const RuntimeError& error) { Tell(ToQt(error.Description())); });
+  }
   tdbGridTransl_->setFocus();
   exec();
   // The page may be deleted before this dialog.

@@ -2,9 +2,11 @@
 
 #include <QAccessible>
 #include <QAccessibleWidget>
+#include <QApplication>
 #include <QEvent>
 #include <QWindow>
 
+#include "spec/specification.h"
 #include "wizard/frmStep1.h"
 #include "wizard/frmStep2.h"
 #include "wizard/frmStep3.h"
@@ -56,11 +58,36 @@ void Wizard::DropPages() {
   value_editor_.reset();
 }
 
-void Wizard::ShowStep1(Session& session) {
-  SpeakGerman();
-  session_ = &session;
+QWidget* Wizard::OpenDialog() const {
+  QWidget* dialog = QApplication::activeModalWidget();
+  if (dialog == nullptr || CurrentPage() == nullptr) return nullptr;
+  // A message box may come up without an owner.
+  const QWidget* owner = dialog;
+  while (owner->parentWidget() != nullptr) owner = owner->parentWidget();
+  return owner == dialog || owner == CurrentPage() ? dialog : nullptr;
+}
+
+void Wizard::Abandon() {
+  if (CurrentPage() != nullptr) DeleteWorkingCopy(*session_);
   DropPages();
+}
+
+void Wizard::ShowStep1(Session& session) {
+  if (QWidget* dialog = OpenDialog()) {
+    dialog->raise();
+    dialog->activateWindow();
+    return;
+  }
+  SpeakGerman();
+  Abandon();
+  session_ = &session;
   ShowStep1();
+}
+
+void Wizard::EndSession(Session& session) {
+  if (session_ != &session) return;
+  Abandon();
+  session_ = nullptr;
 }
 
 void Wizard::ShowStep1() { ShowPage(step1_); }
@@ -73,6 +100,9 @@ frmTransTbl& Wizard::ValueEditor() {
 }
 
 bool Wizard::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::Close && watched == CurrentPage() && watched != step3_.get()) {
+    DeleteWorkingCopy(*session_);
+  }
   // Told from the message loop: the page is still in the middle of closing. A page that only makes room for
   // the next one has shown that one before.
   if (event->type() == QEvent::Hide && !event->spontaneous() && CurrentPage() == nullptr) {

@@ -37,8 +37,11 @@ class Wizard final : public QObject, public WizardPages {
   explicit Wizard(QWidget* host_window = nullptr);
   ~Wizard() override;
 
-  // Closes what is left of an earlier showing without further ado, then shows a new step 1 page.
+  // Closes what is left of an earlier showing without further ado, its working copy included, then shows a new
+  // step 1 page. While a dialog of a page waits for its answer (the run window too) it is brought to the front
+  // instead.
   void ShowStep1(Session& session) override;
+  void EndSession(Session& session) override;
 
   // --- For the pages ---
   void ShowStep1();
@@ -54,12 +57,17 @@ class Wizard final : public QObject, public WizardPages {
   void Ended();
 
  protected:
-  // Sees the pages close.
+  // Sees the pages close. Pages 1 and 2 that are closed by their close box end the import as "Abbrechen" does;
+  // page 3 keeps its working copy then.
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   template <class Page>
   void ShowPage(std::unique_ptr<Page>& slot);
+  // The dialog that a page waits for, or null.
+  QWidget* OpenDialog() const;
+  // Ends an import that is under way.
+  void Abandon();
   void DropPages();
 
   QPointer<QWidget> host_window_;

@@ -24,8 +24,10 @@ class RecordingPages final : public WizardPages {
     ++shown;
     session_shown = &session;
   }
+  void EndSession(Session& session) override { session_ended = &session; }
   int shown = 0;
   Session* session_shown = nullptr;
+  Session* session_ended = nullptr;
 };
 
 class ImportManTest : public ::testing::Test {
@@ -36,6 +38,13 @@ class ImportManTest : public ::testing::Test {
   RecordingPages pages_;
   std::shared_ptr<ImportMan> man_ = std::make_shared<ImportMan>(Platform{ui_, components_, clock_}, &pages_);
 };
+
+TEST_F(ImportManTest, TellsThePagesWhenItsSessionEnds) {
+  man_->ShowDialog();
+  EXPECT_EQ(pages_.session_ended, nullptr);
+  man_.reset();
+  EXPECT_EQ(pages_.session_ended, pages_.session_shown);
+}
 
 TEST_F(ImportManTest, StartsWithAnEmptySession) {
   const Session& session = man_->session();

@@ -18,6 +18,21 @@ using testing::FindIn;
 using ::testing::IsEmpty;
 using testing::Spin;
 
+// Looks at the pointer at the moment when the source is read.
+class PointerWatch final : public QObject {
+ public:
+  explicit PointerWatch(QAbstractItemModel& grid) {
+    connect(&grid, &QAbstractItemModel::rowsInserted, this, [this] {
+      const QCursor* shown = QApplication::overrideCursor();
+      waited_ = waited_ || (shown != nullptr && shown->shape() == Qt::WaitCursor);
+    });
+  }
+  bool waited() const { return waited_; }
+
+ private:
+  bool waited_ = false;
+};
+
 class ValueEditorTest : public testing::WizardFixture {
  protected:
   ValueEditorTest() {
@@ -76,6 +91,13 @@ class ValueEditorTest : public testing::WizardFixture {
 constexpr const char* kSource = "Name;Gruppe\r\nx;B\r\ny;A\r\nz;B\r\nw;\r\n";
 
 // --- Translations ---
+
+TEST_F(ValueEditorTest, ThePointerTellsThatTheSourceIsBeingRead) {
+  UseSource("Name;Gruppe\r\nx;A\r\n");
+  const PointerWatch pointer(*Grid().model());
+  Open([] { EXPECT_EQ(QApplication::overrideCursor(), nullptr); });
+  EXPECT_TRUE(pointer.waited());
+}
 
 TEST_F(ValueEditorTest, TheRowsAreTheDistinctValuesInOrderOfFirstAppearanceWithTheirTranslations) {
   UseSource(kSource);

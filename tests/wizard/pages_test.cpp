@@ -11,6 +11,7 @@
 #include <QTableView>
 #include <set>
 
+#include "wizard/button_row.h"
 #include "wizard/frmImport.h"
 #include "wizard/frmPrev.h"
 #include "wizard/frmQuestionDlg.h"
@@ -334,6 +335,28 @@ TEST_F(PagesTest, NothingIsCutWithALargerFont) {
     page->hide();
   }
   QApplication::setFont(normal);
+}
+
+TEST_F(PagesTest, ButtonsOfARowAreOfOneWidthAndLeaveAirAroundTheirCaptions) {
+  for (const auto& page : pages) {
+    for (const auto* row : page->findChildren<ButtonRow*>()) {
+      std::set<int> widths;
+      for (const auto* button : row->findChildren<CaptionButton*>()) {
+        widths.insert(button->sizeHint().width());
+        EXPECT_GT(button->sizeHint().width(), button->QPushButton::sizeHint().width())
+            << FromQt(page->objectName() + "." + button->objectName());
+      }
+      EXPECT_EQ(widths.size(), 1u) << FromQt(page->objectName());
+    }
+  }
+}
+
+TEST_F(PagesTest, TheChosenKindOfSourceIsReadToItsEnd) {
+  OpenStep2(TextSpecification(session.FileName));
+  const auto& kinds = Find<QComboBox>("cboDatenquelleTyp");
+  for (int kind = 0; kind < kinds.count(); ++kind) {
+    EXPECT_GT(kinds.width(), kinds.fontMetrics().horizontalAdvance(kinds.itemText(kind))) << kind;
+  }
 }
 
 TEST_F(PagesTest, AWindowRemembersItsSize) {

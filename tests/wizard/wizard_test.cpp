@@ -97,6 +97,77 @@ TEST_F(WizardTest, ASecondShowDialogBeginsAnewAtStep1) {
   EXPECT_EQ(ended->count(), 0);
 }
 
+TEST_F(WizardTest, ASecondShowDialogTakesTheWorkingCopyOfTheFirstAway) {
+  OpenStep2(TextSpecification(""));
+  ASSERT_EQ(FilesOfSpecFolder().size(), 2u);
+  wizard.ShowStep1(session);
+  EXPECT_THAT(FilesOfSpecFolder(), ElementsAre("Test.IMP"));
+}
+
+TEST_F(WizardTest, TheCloseBoxOfPage2EndsTheImportAsCancellingDoes) {
+  OpenStep2(TextSpecification(""));
+  Page().close();
+  EXPECT_THAT(FilesOfSpecFolder(), ElementsAre("Test.IMP"));
+}
+
+TEST_F(WizardTest, Page3LeavesItsWorkingCopyToTheNextImport) {
+  OpenStep3(TextSpecification(WriteSource()));
+  Page().close();
+  EXPECT_EQ(FilesOfSpecFolder().size(), 2u);
+  OpenStep1();
+  EXPECT_EQ(FilesOfSpecFolder().size(), 2u);
+  Page().close();
+  EXPECT_THAT(FilesOfSpecFolder(), ElementsAre("Test.IMP"));
+}
+
+TEST_F(WizardTest, TheNextImportHasTheOnlyWorkingCopy) {
+  OpenStep3(TextSpecification(WriteSource()));
+  Page().close();
+  const std::string left_behind = session.SpecFile;
+  clock.Set({CalendarDate{2024, 3, 7}, 14, 5, 10});
+  OpenStep2(TextSpecification(WriteSource()));
+  EXPECT_NE(session.SpecFile, left_behind);
+  EXPECT_FALSE(FileExists(left_behind));
+  EXPECT_TRUE(FileExists(session.SpecFile));
+}
+
+TEST_F(WizardTest, GoingOnAndBackKeepsTheWorkingCopy) {
+  OpenStep3(TextSpecification(WriteSource()));
+  EXPECT_TRUE(FileExists(session.SpecFile));
+  Click("cmdPrev");
+  EXPECT_TRUE(FileExists(session.SpecFile));
+}
+
+TEST_F(WizardTest, ASecondShowDialogLeavesAnOpenDialogToItsAnswer) {
+  OpenStep3(TextSpecification(WriteSource(), "[FieldAssignments]\nName=FIELD:Name\n"));
+  modals.Then("frmQuestionDlg", [&](QWidget& dialog) {
+    wizard.ShowStep1(session);
+    EXPECT_EQ(PageName(), "frmStep3");
+    EXPECT_TRUE(dialog.isVisible());
+    ClickOn(FindIn<QWidget>(dialog, "cmdOK"));
+  });
+  Click("cmdOK");
+  EXPECT_EQ(import_class->CountOf("GetNewRecord"), 3u);
+}
+
+TEST_F(WizardTest, TheEndOfItsSessionClosesThePage) {
+  std::string working_copy;
+  {
+    ImportMan man({ui, components, clock}, &wizard);
+    man.SetApplication(2);
+    WriteSpecification("Test.IMP", TextSpecification(WriteSource()));
+    man.ShowDialog();
+    Find<QListWidget>("lstVorlage").setCurrentRow(0);
+    Click("cmdNext");
+    Click("cmdNext");
+    ASSERT_EQ(PageName(), "frmStep3");
+    working_copy = man.session().SpecFile;
+    ASSERT_TRUE(FileExists(working_copy));
+  }
+  EXPECT_EQ(PageName(), "");
+  EXPECT_FALSE(FileExists(working_copy));
+}
+
 TEST_F(WizardTest, TheListEndsWithThePageHoweverItCloses) {
   OpenStep3(TextSpecification(WriteSource()));
   ASSERT_NE(session.AssignmentList, nullptr);
