@@ -4,6 +4,7 @@
 //   server_sources_bench read-odbc   SOURCE ODBC_STRING QUERY
 //   server_sources_bench read-libpq  SOURCE CONNINFO QUERY
 //   server_sources_bench insert      SOURCE RECORDS
+//   server_sources_bench execute     SOURCE STATEMENT
 //
 // SOURCE is a connection string of the component. Reading is measured in CPU seconds of this process,
 // inserting in records a second.
@@ -214,6 +215,8 @@ int main(int count, char** arguments) {
     CompareReading("libpq", words[1], words[3], [&] { return BareLibpq(session.get(), words[3]); });
   } else if (words.size() == 3 && words[0] == "insert") {
     CompareInserting(words[1], std::atoi(words[2].c_str()));
+  } else if (words.size() == 3 && words[0] == "execute") {
+    kestrel::OpenConnection(words[1])->Execute(words[2]);
   } else {
     std::fprintf(stderr, "see server_sources.py\n");
     return 2;

@@ -32,7 +32,7 @@ AddressIndex::AddressIndex(Connection& connection, int address_type, std::shared
 
 bool AddressIndex::IsKept() { return settings_.Get(kGroup, "Doubletindex", "0") == "1"; }
 
-void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {
+Statement& AddressIndex::Prepare(std::int64_t number, const IndexedAddress& address) {
   if (number < 0 || number > INT64_MAX / kTypesPerNumber - 1) {
     throw RuntimeError(
         ErrorNumber::kInvalidProcedureCall,
@@ -54,12 +54,11 @@ void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {
       write_->BindText(3 + i, key);
     }
   }
-  char reference[24];
-  const auto end = std::to_chars(reference, reference + sizeof reference, number).ptr;
+  const char* const end = std::to_chars(reference_.data(), reference_.data() + reference_.size(), number).ptr;
   write_->BindInteger(0, number * kTypesPerNumber + address_type_);
   write_->BindInteger(1, address_type_);
-  write_->BindText(2, std::string_view(reference, static_cast<std::size_t>(end - reference)));
-  write_->Execute();
+  write_->BindText(2, std::string_view(reference_.data(), static_cast<std::size_t>(end - reference_.data())));
+  return *write_;
 }
 
 }  // namespace kestrel::host

@@ -37,9 +37,11 @@ class AddressIndex {
 
   // Whether the host keeps the index: setting "Doubletindex" of "Adressindex".
   bool IsKept();
-  // Adds or replaces the row of an address by one statement. Error 5 for a number that is negative or too
-  // large for AdressId or an unknown algorithm, 3000 from the database.
-  void Write(std::int64_t number, const IndexedAddress& address);
+  // Adds or replaces the row of an address by one statement. Prepare raises error 5 for a number that is
+  // negative or too large for AdressId or an unknown algorithm, and 3000 from the database; what it returns is
+  // then to be executed.
+  Statement& Prepare(std::int64_t number, const IndexedAddress& address);
+  void Write(std::int64_t number, const IndexedAddress& address) { Prepare(number, address).Execute(); }
 
  private:
   Connection& connection_;
@@ -48,6 +50,7 @@ class AddressIndex {
   std::shared_ptr<KeyMemory> keys_;
   std::unique_ptr<Statement> write_;
   std::string key_text_;
+  std::array<char, 24> reference_{};
 };
 
 }  // namespace kestrel::host

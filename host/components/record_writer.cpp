@@ -9,49 +9,49 @@ namespace {
 constexpr std::array<std::string_view, 6> kAddressFields = {"PLZ", "Ort", "Strasse", "Bez1", "Bez2", "Bez3"};
 // How often a number that somebody else took meanwhile is chosen anew.
 constexpr int kNumberAttempts = 3;
+// After a record that existed already, so many new ones wait for their answers before the next does not.
+constexpr int kNewAgain = 32;
 
 }  // namespace
 
 RecordWriter::RecordWriter(Connection& connection, const Destination& destination,
                            std::shared_ptr<KeyMemory> keys)
-    : connection_(connection), destination_(destination), group_(GroupedWrites::Of(connection)) {
+    : connection_(connection),
+      destination_(destination),
+      group_(GroupedWrites::Of(connection)),
+      values_(destination.fields.size()),
+      dates_(destination.fields.size()),
+      new_in_a_row_(kNewAgain) {
   const auto& fields = destination_.fields;
   const std::string& number = fields[destination_.number_field].column;
-  std::string columns;
-  std::string marks;
-  for (const DestinationField& field : fields) {
-    columns += (columns.empty() ? "" : ", ") + field.column;
-    marks += marks.empty() ? "?" : ", ?";
-  }
-  insert_ = connection_.Prepare("INSERT INTO " + destination_.table + " (" + columns + ") VALUES (" + marks +
-                                ") ON CONFLICT (" + number + ") DO NOTHING");
+  insert_ = connection_.Prepare(InsertText(destination_) + " ON CONFLICT (" + number + ") DO NOTHING");
   remove_ = connection_.Prepare("DELETE FROM " + destination_.table + " WHERE " + number + " = ?");
-  cells_.resize(fields.size());
+  if (connection_.CanWorkLate()) {
+    late_ = std::make_unique<LateRecords>(
+        connection_, destination_, keys,
+        [this](RecordValues& values) {
+          // What was counted on before may be what failed.
+          numbered_in_.reset();
+          StoreNow(values);
+        },
+        late_errors_);
+  }
   if (destination_.address_type == 0) return;
+  // Records are stored again in whatever thread found out that they must be, where `keys` are not to be
+  // touched.
+  if (late_ != nullptr) keys = std::make_shared<KeyMemory>();
   index_.emplace(connection_, destination_.address_type, std::move(keys));
   for (std::size_t i = 0; i < kAddressFields.size(); ++i) {
     address_fields_[i] = destination_.FindField(kAddressFields[i]);
   }
 }
 
-void RecordWriter::Bind(Statement& statement, std::size_t parameter, const StoredValue& value) {
-  if (const auto* text = std::get_if<std::string_view>(&value)) {
-    statement.BindText(parameter, *text);
-  } else if (const auto* whole = std::get_if<std::int64_t>(&value)) {
-    statement.BindInteger(parameter, *whole);
-  } else if (const auto* real = std::get_if<double>(&value)) {
-    statement.BindDouble(parameter, *real);
-  } else {
-    statement.BindNull(parameter);
-  }
-}
-
 void RecordWriter::Convert(const Recordset& record, const std::vector<std::size_t>& columns) {
-  for (Cell& cell : cells_) cell.value = std::monostate();
+  for (StoredValue& value : values_) value = std::monostate();
   for (std::size_t column = 0; column < columns.size(); ++column) {
     if (record.IsNull(column)) continue;
-    Cell& cell = cells_[columns[column]];
-    cell.value = ConvertFieldText(destination_.fields[columns[column]], record.TextAt(column), cell.date);
+    const std::size_t field = columns[column];
+    values_[field] = ConvertFieldText(destination_.fields[field], record.TextAt(column), dates_[field]);
   }
 }
 
@@ -69,29 +69,30 @@ std::int64_t RecordWriter::NextNumber() {
   return next_number_;
 }
 
-std::string_view RecordWriter::TextOf(const std::optional<std::size_t>& field) const {
-  if (!field) return {};
-  const auto* text = std::get_if<std::string_view>(&cells_[*field].value);
-  return text == nullptr ? std::string_view() : *text;
+void RecordWriter::NoteTaken(std::int64_t number) {
+  if (number >= next_number_ && number < INT64_MAX) next_number_ = number + 1;
 }
 
-IndexedAddress RecordWriter::GivenAddress() const {
-  return {TextOf(address_fields_[0]),
-          TextOf(address_fields_[1]),
-          TextOf(address_fields_[2]),
-          {TextOf(address_fields_[3]), TextOf(address_fields_[4]), TextOf(address_fields_[5])},
-          TextOf(destination_.group_field)};
+IndexedAddress RecordWriter::AddressOf(const RecordValues& values) const {
+  const auto text = [&](const std::optional<std::size_t>& field) {
+    return field ? TextOf(values[*field]) : std::string_view();
+  };
+  return {text(address_fields_[0]),
+          text(address_fields_[1]),
+          text(address_fields_[2]),
+          {text(address_fields_[3]), text(address_fields_[4]), text(address_fields_[5])},
+          text(destination_.group_field)};
 }
 
-void RecordWriter::InsertRow(std::int64_t number, bool& inserted) {
-  cells_[destination_.number_field].value = number;
-  for (std::size_t i = 0; i < cells_.size(); ++i) Bind(*insert_, i, cells_[i].value);
+void RecordWriter::InsertRow(RecordValues& values, std::int64_t number, bool& inserted) {
+  values[destination_.number_field] = number;
+  for (std::size_t i = 0; i < values.size(); ++i) Bind(*insert_, i, values[i]);
   inserted = insert_->Execute() != 0;
   if (!inserted) return;
-  if (number >= next_number_ && number < INT64_MAX) next_number_ = number + 1;
+  NoteTaken(number);
   if (!index_ || !index_->IsKept()) return;
   try {
-    index_->Write(number, GivenAddress());
+    index_->Write(number, AddressOf(values));
   } catch (const RuntimeError&) {
     group_.TakeBack([&] {
       remove_->BindInteger(0, number);
@@ -102,16 +103,16 @@ void RecordWriter::InsertRow(std::int64_t number, bool& inserted) {
 }
 
 // False where the record has a number of its own that exists.
-bool RecordWriter::InsertNew() {
+bool RecordWriter::InsertNew(RecordValues& values) {
   bool inserted = false;
   group_.Store(GroupedWrites::Record::kOneStatement, [&] {
-    const auto* given = std::get_if<std::int64_t>(&cells_[destination_.number_field].value);
+    const auto* given = std::get_if<std::int64_t>(&values[destination_.number_field]);
     if (given != nullptr) {
-      InsertRow(*given, inserted);
+      InsertRow(values, *given, inserted);
       return;
     }
     for (int attempt = 0; attempt < kNumberAttempts && !inserted; ++attempt) {
-      InsertRow(NextNumber(), inserted);
+      InsertRow(values, NextNumber(), inserted);
       if (!inserted) numbered_in_.reset();
     }
     if (!inserted) throw RuntimeError(ErrorNumber::kDatabase, "Es konnte keine freie Nummer vergeben werden.");
@@ -153,20 +154,20 @@ void RecordWriter::IndexStoredRow(std::int64_t number) {
                          row->TextAt(6)});
 }
 
-void RecordWriter::UpdateExisting() {
-  const std::int64_t number = std::get<std::int64_t>(cells_[destination_.number_field].value);
-  std::vector<bool> given(cells_.size());
+void RecordWriter::UpdateExisting(const RecordValues& values) {
+  const std::int64_t number = std::get<std::int64_t>(values[destination_.number_field]);
+  std::vector<bool> given(values.size());
   std::size_t count = 0;
-  for (std::size_t i = 0; i < cells_.size(); ++i) {
-    given[i] = i != destination_.number_field && !std::holds_alternative<std::monostate>(cells_[i].value);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    given[i] = i != destination_.number_field && !std::holds_alternative<std::monostate>(values[i]);
     if (given[i]) ++count;
   }
   if (count == 0) return;
   group_.Store(GroupedWrites::Record::kSeveralStatements, [&] {
     Statement& update = UpdateFor(given);
     std::size_t parameter = 0;
-    for (std::size_t i = 0; i < cells_.size(); ++i) {
-      if (given[i]) Bind(update, parameter++, cells_[i].value);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      if (given[i]) Bind(update, parameter++, values[i]);
     }
     update.BindInteger(parameter, number);
     update.Execute();
@@ -174,18 +175,43 @@ void RecordWriter::UpdateExisting() {
   });
 }
 
+void RecordWriter::StoreNow(RecordValues& values) {
+  if (InsertNew(values)) {
+    ++new_in_a_row_;
+  } else {
+    new_in_a_row_ = 0;
+    UpdateExisting(values);
+  }
+}
+
+void RecordWriter::StoreLater() {
+  late_->MakeRoom();
+  group_.Store(GroupedWrites::Record::kOneStatement, [&] {
+    const auto* given = std::get_if<std::int64_t>(&values_[destination_.number_field]);
+    const std::int64_t number = given != nullptr ? *given : NextNumber();
+    late_->Send(values_, number, AddressOf(values_));
+    NoteTaken(number);
+  });
+}
+
 void RecordWriter::Store(const Recordset& record, const std::vector<std::size_t>& columns) {
   Convert(record, columns);
-  for (std::size_t i = 0; i < cells_.size(); ++i) {
-    const auto& value = cells_[i].value;
+  for (std::size_t i = 0; i < values_.size(); ++i) {
     if (!destination_.fields[i].obligation || i == destination_.number_field) continue;
-    const auto* text = std::get_if<std::string_view>(&value);
-    if (std::holds_alternative<std::monostate>(value) || (text != nullptr && text->empty())) {
+    const auto* text = std::get_if<std::string_view>(&values_[i]);
+    if (std::holds_alternative<std::monostate>(values_[i]) || (text != nullptr && text->empty())) {
       throw RuntimeError(ErrorNumber::kInvalidUseOfNull,
                          "Das Pflichtfeld '" + destination_.fields[i].name + "' ist leer.");
     }
   }
-  if (!InsertNew()) UpdateExisting();
+  // Late records may be stored again at any time, and share everything but values_ and dates_ with this one.
+  const std::lock_guard lock(connection_.CallMutex());
+  if (late_ != nullptr && new_in_a_row_ >= kNewAgain) {
+    StoreLater();
+    return;
+  }
+  connection_.FinishLateWork();
+  StoreNow(values_);
 }
 
 }  // namespace kestrel::host

@@ -7,10 +7,13 @@
 //     again before the error passes on.
 //  3. A record whose number exists is updated inside a savepoint. Fields without a value keep what they
 //     had; the index row is made from the row as it then stands.
+//  4. Where the database takes statements without an answer each, records that are new as far as one can tell
+//     are handed to LateRecords; the three steps above are then its way of doing them again.
 #pragma once
 
 #include <array>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -19,6 +22,8 @@
 
 #include "components/address_index.h"
 #include "components/field_value.h"
+#include "components/late_records.h"
+#include "components/record_values.h"
 #include "platform/data/grouped_writes.h"
 #include "platform/data/recordset.h"
 #include "schema/destination.h"
@@ -32,24 +37,24 @@ class RecordWriter {
 
   // Stores the current row of `record`; column i belongs to field columns[i] of the destination. Errors: 94 for
   // an empty mandatory field, those of ConvertFieldText, AddressIndex and the database.
+  // A record may also fail later, which LateErrors() tells.
   void Store(const Recordset& record, const std::vector<std::size_t>& columns);
 
- private:
-  struct Cell {
-    StoredValue value;
-    IsoDate date;
-  };
+  // The errors of earlier records that are not told yet, in the order of the records.
+  std::deque<RuntimeError>& LateErrors() { return late_errors_; }
 
+ private:
   void Convert(const Recordset& record, const std::vector<std::size_t>& columns);
-  bool InsertNew();
-  void UpdateExisting();
-  void InsertRow(std::int64_t number, bool& inserted);
+  void StoreLater();
+  void StoreNow(RecordValues& values);
+  bool InsertNew(RecordValues& values);
+  void UpdateExisting(const RecordValues& values);
+  void InsertRow(RecordValues& values, std::int64_t number, bool& inserted);
   std::int64_t NextNumber();
+  void NoteTaken(std::int64_t number);
   Statement& UpdateFor(const std::vector<bool>& given);
-  std::string_view TextOf(const std::optional<std::size_t>& field) const;
-  IndexedAddress GivenAddress() const;
+  IndexedAddress AddressOf(const RecordValues& values) const;
   void IndexStoredRow(std::int64_t number);
-  static void Bind(Statement& statement, std::size_t parameter, const StoredValue& value);
 
   Connection& connection_;
   const Destination& destination_;
@@ -61,9 +66,15 @@ class RecordWriter {
   std::map<std::vector<bool>, std::unique_ptr<Statement>> updates_;  // by the fields that have a value
   std::array<std::optional<std::size_t>, 6> address_fields_;         // PLZ, Ort, Strasse, Bez1 to Bez3
 
-  std::vector<Cell> cells_;  // of the record on its way, one a field
+  // Of the record on its way, one a field; and the memory of converted dates.
+  RecordValues values_;
+  std::vector<IsoDate> dates_;
   std::int64_t next_number_ = 1;
   std::optional<std::uint64_t> numbered_in_;  // the group whose greatest number is known
+
+  int new_in_a_row_;  // records that waited and had a number of their own
+  std::deque<RuntimeError> late_errors_;
+  std::unique_ptr<LateRecords> late_;  // its end may still store records
 };
 
 }  // namespace kestrel::host

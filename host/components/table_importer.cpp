@@ -1,5 +1,6 @@
 #include "components/table_importer.h"
 
+#include <mutex>
 #include <numeric>
 
 namespace kestrel::host {
@@ -31,6 +32,7 @@ void TableImporter::Bind(Members& members) {
   members.Method("BeforeImport", &TableImporter::BeforeImport);
   members.Method("GetNewRecord", &TableImporter::GetNewRecord);
   members.Method("ImportRecord", &TableImporter::ImportRecord);
+  members.Method("NextLateError", &TableImporter::NextLateError);
   members.Method("AfterImport", &TableImporter::AfterImport);
   members.Get("ErrorCode", &TableImporter::ErrorCode);
   members.Get("ErrorDescription", &TableImporter::ErrorDescription);
@@ -136,6 +138,26 @@ void TableImporter::ImportRecord(const Value& record) {
     const RecordsetPtr foreign = ToRecordset(record);
     Writer().Store(*foreign, ColumnsOf(*foreign));
   });
+  TellLateError();
+}
+
+void TableImporter::TellLateError() {
+  if (writer_ == nullptr) return;
+  const std::lock_guard lock(OpenConnection().CallMutex());
+  std::deque<RuntimeError>& late = writer_->LateErrors();
+  if (late.empty()) return;
+  if (error_code_ != 0) late.emplace_back(error_code_, error_description_);
+  error_code_ = late.front().Number();
+  error_description_ = late.front().Description();
+  late.pop_front();
+}
+
+bool TableImporter::NextLateError() {
+  Guard([this] {
+    if (connection_ != nullptr) GroupedWrites::Of(OpenConnection()).Settle();
+  });
+  TellLateError();
+  return error_code_ != 0;
 }
 
 void TableImporter::AfterImport() {

@@ -3,7 +3,8 @@
 //
 //   Connection (set), PersonalNr, Application, SpecificationFile (let), HasConfig, ShowConfig, GetFields,
 //   BeforeImport(ByRef cancel), GetNewRecord, ImportRecord(ByRef record), AfterImport,
-//   ErrorCode, ErrorDescription
+//   ErrorCode, ErrorDescription; and, where the class has it, NextLateError: whether there is one more error of
+//   a record handed over earlier that was not told yet, which ErrorCode and ErrorDescription then tell
 //
 // Order at the start of step 2 (CreateImportClass): the previous object is released; a new one is created;
 // Connection, PersonalNr, Application, SpecificationFile are assigned in this order.

@@ -14,7 +14,8 @@
 //  3. rounds   while the source has a record: a noted abort -> 6; progress text between two yields;
 //              GetNewRecord; assembly; duplicate check; ImportRecord; progress; next record. The rounds
 //              also end when more records came than were counted.
-//  4. after    AfterImport.
+//  4. after    Errors that came to light late, where the import class has a member for them (NextLateError);
+//              AfterImport.
 //  5. remove   the source file, after a run without an error.
 //  6. close    the source and the records are released.
 //  7. report   label and message box by the counters.
@@ -68,6 +69,7 @@ class RunSteps {
     if (!result_.cancelled) {
       Prepare();
       ImportRecords();
+      TellLateErrors();
       if (!result_.aborted) {
         errors_.Try([&] { CallMethod(session_.ImportClass, "AfterImport"); });
         errors_.Try([&] { RemoveSourceFile(session_, errors_.count()); });
@@ -89,6 +91,7 @@ class RunSteps {
   void FetchNewRecord();
   bool IsSuspectedDuplicate();
   void HandOver();
+  void TellLateErrors();
   void CountRecord();
   void CheckImportClass(std::string_view function);
   Recordset& Record();
@@ -207,6 +210,14 @@ void RunSteps::CheckImportClass(std::string_view function) {
     std::string description;
     errors_.Try([&] { description = GetProperty(session_.ImportClass, "ErrorDescription").ToText(); });
     errors_.Count(code, description, function);
+  });
+}
+
+void RunSteps::TellLateErrors() {
+  errors_.Try([&] {
+    constexpr const char* kMember = "NextLateError";
+    if (session_.ImportClass == nullptr || !session_.ImportClass->FindMember(kMember)) return;
+    while (CallMethod(session_.ImportClass, kMember).ToBool()) CheckImportClass("ImportRecord");
   });
 }
 

@@ -126,8 +126,12 @@ TEST_F(TableImporter, WhatCannotBeStoredIsToldWithTheField) {
               HasSubstr("'KundeSeit' erwartet ein Datum"));
   EXPECT_THAT(Import(importer, {{"Bez1", "x"}, {"Land", "Österreich"}}),
               HasSubstr("'Land' ist länger als 3 Zeichen"));
-  EXPECT_THAT(Import(importer, {{"Bez1", "x"}, {"Mitarbeiter", "-1"}}),
-              AnyOf(HasSubstr("CHECK"), HasSubstr("check constraint")));
+  std::string refused = Import(importer, {{"Bez1", "x"}, {"Mitarbeiter", "-1"}});
+  // Only the database knows, which need not have answered yet.
+  if (refused.empty() && CallMethod(importer, "NextLateError").ToBool()) {
+    refused = GetProperty(importer, "ErrorDescription").ToText();
+  }
+  EXPECT_THAT(refused, AnyOf(HasSubstr("CHECK"), HasSubstr("check constraint")));
   EXPECT_EQ(Import(importer, {{"Bez1", "danach"}, {"Land", "ÖÄÜ"}}), "");
   EXPECT_THAT(Rows("SELECT Bez1 FROM Kunden"), ElementsAre("danach"));
 }

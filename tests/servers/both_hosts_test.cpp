@@ -49,6 +49,8 @@ class Host {
     return RunProgram(command);
   }
 
+  std::string InImportFolder(const std::string& name) const { return folder_ + "/Import/" + name; }
+
   // Every value of a table in the order of its key.
   std::string Content(const std::string& table, const std::string& columns, const std::string& key) const {
     const RecordsetPtr rows =
@@ -131,6 +133,28 @@ TEST_F(BothHosts, TestRunsFindAndStoreTheSame) {
   ExpectEqualOutput({"run", "Kundenliste", "--test", "--format", "json"});
   ExpectEqualOutput({"log", "errors", "--last", "--format", "json"});
   EXPECT_EQ(postgres->Content("Kunden", "KundenNummer", "KundenNummer"), "");
+}
+
+TEST_F(BothHosts, RecordsThatTheDatabaseRefusesAreCountedTheSame) {
+  std::string lines = "KdNr;Name;Leute\r\n";
+  for (int i = 1; i <= 500; ++i) {
+    lines += std::to_string(i % 100 == 0 ? 7 : i) + ";Name " + std::to_string(i) + ";" +
+             (i % 50 == 0 ? "-1" : "3") + "\r\n";
+  }
+  for (const Host* host : {sqlite.get(), postgres.get()}) {
+    WriteFileAtomically(host->InImportFolder("leute.txt"), lines);
+    WriteFileAtomically(
+        host->InImportFolder("Leute.IMP"),
+        "[Common]\r\nDescription=Leute\r\nApplication=2\r\nImportClass=ksbimport.importkunden\r\n"
+        "Provider=Textdatei\r\nFileName=leute.txt\r\nColumnHeadings=True\r\nFileFormat=ANSI\r\nDelimiter=;\r\n"
+        "[FieldAssignments]\r\nKundenNummer=FIELD:KdNr\r\nBez1=FIELD:Name\r\nMitarbeiter=FIELD:Leute\r\n");
+  }
+  const ProgramResult result = postgres->Run({"run", "Leute", "--format", "json"});
+  EXPECT_THAT(result.out, ::testing::HasSubstr("\"errors\":10,")) << result.err;
+  EXPECT_EQ(result.out, sqlite->Run({"run", "Leute", "--format", "json"}).out);
+  ExpectEqualTables();
+  EXPECT_EQ(postgres->Content("Protokollzeilen", "count(*)", "1"), "10|\n");
+  EXPECT_EQ(sqlite->Content("Protokollzeilen", "count(*)", "1"), "10|\n");
 }
 
 TEST_F(BothHosts, ChecksSayTheSame) {

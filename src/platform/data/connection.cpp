@@ -2,6 +2,8 @@
 
 namespace kestrel {
 
+void Statement::ExecuteLater(LateWork&) { throw RuntimeError(ErrorNumber::kMemberNotFound); }
+
 std::unique_ptr<Statement> Connection::Prepare(std::string_view) {
   LacksMember();
   return nullptr;

@@ -31,6 +31,21 @@ struct CatalogTable {
   std::string type;
 };
 
+// Who sends statements without waiting for what becomes of them. Called under the connection's CallMutex, from
+// whatever call found out.
+class LateWork {
+ public:
+  LateWork() = default;
+  LateWork(const LateWork&) = delete;
+  LateWork& operator=(const LateWork&) = delete;
+  virtual ~LateWork() = default;
+  // All statements sent since the last call of either member stand in the transaction.
+  virtual void LateWorkStands() = 0;
+  // At least one of them failed, and all are undone: do their work again, this time with Execute. Raises
+  // nothing.
+  virtual void DoLateWorkAgain() = 0;
+};
+
 // A statement with parameters, prepared once and executed often. Parameter indexes count from 0.
 class Statement {
  public:
@@ -48,6 +63,10 @@ class Statement {
 
   // Runs a statement that returns no rows; the number of rows changed.
   virtual std::int64_t Execute() = 0;
+  // Sends a statement that returns no rows and goes on at once; `work`, which lives until it is told, is told
+  // later. Only inside a transaction, and only where Connection::CanWorkLate. Raises what keeps the statement
+  // from being sent.
+  virtual void ExecuteLater(LateWork& work);
   // Runs a query. The record set is at its first row or at its end.
   virtual RecordsetPtr Open() = 0;
 };
@@ -72,6 +91,12 @@ class Connection : public Object {
   virtual RecordsetPtr OpenRecordset(std::string_view sql) = 0;
   // Compiles one statement. 438 where a source can only be read.
   virtual std::unique_ptr<Statement> Prepare(std::string_view sql);
+
+  // Whether statements may be sent without waiting (Statement::ExecuteLater).
+  virtual bool CanWorkLate() const { return false; }
+  // Waits for what ExecuteLater has sent and tells its sender. Every other call that is no query does so first;
+  // a query sees what was sent before it. Raises nothing.
+  virtual void FinishLateWork() {}
 
   // Transactions do not nest: Begin inside one is 3000. After a failed Commit the transaction is rolled back.
   virtual void Begin();

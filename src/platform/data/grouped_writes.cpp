@@ -55,6 +55,13 @@ void GroupedWrites::AbandonGroup() {
   Trap([this] { connection_.Rollback(); }, [](const RuntimeError&) {});
 }
 
+void GroupedWrites::TakeOff(std::int64_t records) {
+  records_ = std::max<std::int64_t>(0, records_ - records);
+  if (connection_.InTransaction() || !open_) return;
+  if (records_ != 0) NoteLoss("Die Datenbank hat die Transaktion beendet.");
+  open_ = false;
+}
+
 void GroupedWrites::NoteLoss(const std::string& reason) {
   loss_ = "Die letzten " + std::to_string(records_) + " Datensätze konnten nicht gespeichert werden. " + reason;
 }
@@ -102,7 +109,7 @@ void GroupedWrites::Attempt::Keep() {
   if (savepoint_) group_.Prepared(group_.release_, "RELEASE SAVEPOINT kestrel_record").Execute();
   kept_ = true;
   ++group_.records_;
-  if (group_.open_ && std::chrono::steady_clock::now() >= group_.deadline_) {
+  if (group_.open_ && !group_.storing_again_ && std::chrono::steady_clock::now() >= group_.deadline_) {
     group_.CommitGroup();
     group_.RaiseLoss();
   }

@@ -12,7 +12,8 @@
 //  3. Everything here happens under the connection's CallMutex. The timer thread takes it only to commit,
 //     and never while it holds mutex_; mutex_ is the inner of the two.
 //  4. A group that could not be committed is told exactly once: by the next Store or Settle.
-//  5. Inside a transaction of the caller's no group is opened; records join that transaction.
+//  5. Statements sent with ExecuteLater belong to the group in which they were sent: its commit waits for them.
+//  6. Inside a transaction of the caller's no group is opened; records join that transaction.
 #pragma once
 
 #include <chrono>
@@ -59,6 +60,17 @@ class GroupedWrites final : public Companion {
     attempt.Keep();
   }
 
+  // Inside LateWork::DoLateWorkAgain: the last `records` stored ones are undone, and `work` stores them again,
+  // one by one with Store and raising nothing. All of them stay in the transaction in which they were. Where
+  // that one is gone, the other records of the group are lost, as the next Store tells.
+  template <class Work>
+  void StoreAgain(std::int64_t records, Work&& work) {
+    TakeOff(records);
+    storing_again_ = true;
+    std::forward<Work>(work)();
+    storing_again_ = false;
+  }
+
   // For a kOneStatement step that fails behind its first statement: runs `undo`, which takes that one back.
   // Where not even that succeeds, the whole group is rolled back and told as lost. Raises nothing.
   template <class Undo>
@@ -94,6 +106,7 @@ class GroupedWrites final : public Companion {
   using Time = std::chrono::steady_clock::time_point;
 
   void OpenGroup();
+  void TakeOff(std::int64_t records);
   // Commits; a failure is noted in loss_.
   void CommitGroup();
   void AbandonGroup();
@@ -106,6 +119,7 @@ class GroupedWrites final : public Companion {
   // Whether a failed statement takes back its own changes and no others, so that one needs no savepoint.
   const bool statements_are_atomic_;
   bool open_ = false;
+  bool storing_again_ = false;
   std::uint64_t generation_ = 0;
   std::int64_t records_ = 0;  // of the open group
   Time deadline_;             // of the open group

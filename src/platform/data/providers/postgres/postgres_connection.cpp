@@ -36,7 +36,10 @@ PostgresConnection::PostgresConnection(const std::vector<Session::Option>& optio
   PostgresRecordset(session_,
                     "SELECT set_config('datestyle', 'ISO', false), set_config('bytea_output', 'hex', false),"
                     " set_config('extra_float_digits', '1', false),"
-                    " set_config('standard_conforming_strings', 'on', false)",
+                    " set_config('standard_conforming_strings', 'on', false),"
+                    // Statements are kept to be planned once, not at each use; older servers have no choice.
+                    " (SELECT set_config(name, 'force_generic_plan', false) FROM pg_catalog.pg_settings"
+                    " WHERE name = 'plan_cache_mode')",
                     ParameterValues());
 }
 
@@ -79,6 +82,11 @@ RecordsetPtr PostgresConnection::OpenRecordset(std::string_view sql) {
 std::unique_ptr<Statement> PostgresConnection::Prepare(std::string_view sql) {
   const std::lock_guard lock(CallMutex());
   return std::make_unique<PostgresStatement>(Open(), sql);
+}
+
+void PostgresConnection::FinishLateWork() {
+  const std::lock_guard lock(CallMutex());
+  if (session_ != nullptr) session_->FinishLateWork();
 }
 
 void PostgresConnection::Begin() {

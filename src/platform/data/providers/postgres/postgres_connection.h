@@ -19,6 +19,8 @@ class PostgresConnection final : public Connection {
   std::int64_t Execute(std::string_view sql) override;
   RecordsetPtr OpenRecordset(std::string_view sql) override;
   std::unique_ptr<Statement> Prepare(std::string_view sql) override;
+  bool CanWorkLate() const override { return true; }
+  void FinishLateWork() override;
   void Begin() override;
   void Commit() override;
   void Rollback() override;

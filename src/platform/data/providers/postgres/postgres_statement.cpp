@@ -44,6 +44,12 @@ std::int64_t PostgresStatement::Execute() {
   return session_->Execute(sql_, values_);
 }
 
+void PostgresStatement::ExecuteLater(LateWork& work) {
+  const std::lock_guard lock(session_->Mutex());
+  WriteValues();
+  session_->ExecuteLater(sql_, values_, work);
+}
+
 RecordsetPtr PostgresStatement::Open() {
   const std::lock_guard lock(session_->Mutex());
   WriteValues();

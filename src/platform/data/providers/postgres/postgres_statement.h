@@ -22,6 +22,7 @@ class PostgresStatement final : public Statement {
   void BindDouble(std::size_t parameter, double number) override { At(parameter) = number; }
   void BindNull(std::size_t parameter) override { At(parameter) = std::monostate(); }
   std::int64_t Execute() override;
+  void ExecuteLater(LateWork& work) override;
   RecordsetPtr Open() override;
 
  private:

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "platform/base/number.h"
@@ -17,12 +18,17 @@ namespace kestrel::postgres {
 namespace {
 
 constexpr std::size_t kMostPrepared = 100;
+// Late statements that go out together.
+constexpr int kLateInAFlight = 8;
 // Rows that are read away before a query is cancelled.
 constexpr int kRowsReadAway = 1000;
 constexpr std::size_t kShortestHiddenPassword = 3;
 constexpr const char* kSavepoint = "SAVEPOINT kestrel_statement";
 constexpr const char* kRelease = "RELEASE SAVEPOINT kestrel_statement";
 constexpr const char* kUndo = "ROLLBACK TO SAVEPOINT kestrel_statement";
+constexpr const char* kLateSavepoint = "SAVEPOINT kestrel_late";
+constexpr const char* kLateRelease = "RELEASE SAVEPOINT kestrel_late";
+constexpr const char* kLateUndo = "ROLLBACK TO SAVEPOINT kestrel_late";
 
 template <std::size_t Count>
 bool IsOneOf(std::string_view word, const std::array<std::string_view, Count>& words) {
@@ -105,19 +111,37 @@ void Session::AskFor(const char* sql) {
   }
 }
 
+void Session::SendPrepared(const std::string& name, ParameterValues& values) {
+  const int count = static_cast<int>(values.size());
+  if (PQsendQueryPrepared(handle_.get(), name.c_str(), count, values.Pointers(), nullptr, nullptr, 0) == 0) {
+    Refuse(Trimmed(PQerrorMessage(handle_.get())));
+  }
+}
+
+std::list<Session::Prepared>::iterator Session::FindPrepared(std::string_view sql) {
+  return std::find_if(prepared_.begin(), prepared_.end(),
+                      [&](const Prepared& entry) { return entry.sql == sql; });
+}
+
 std::string Session::AskForPrepared(std::string_view sql) {
-  const auto kept =
-      std::find_if(prepared_.begin(), prepared_.end(), [&](const Prepared& entry) { return entry.sql == sql; });
-  if (kept != prepared_.end()) {
+  Prepared fresh{std::string(sql), "k" + std::to_string(names_ + 1)};
+  auto leaving = prepared_.end();
+  if (const auto kept = FindPrepared(sql); kept != prepared_.end()) {
     prepared_.splice(prepared_.begin(), prepared_, kept);
-    return prepared_.front().name;
+    if (++kept->uses < kept->anew_at) return kept->name;
+    fresh.uses = kept->uses;
+    fresh.anew_at = 2 * kept->anew_at;
+    leaving = kept;
+  } else if (prepared_.size() == kMostPrepared) {
+    leaving = std::prev(prepared_.end());
   }
-  if (prepared_.size() == kMostPrepared) {
-    AskFor(("DEALLOCATE " + prepared_.back().name).c_str());
+  if (leaving != prepared_.end()) {
+    AskFor(("DEALLOCATE " + leaving->name).c_str());
     ++preliminaries_;
-    prepared_.pop_back();
+    prepared_.erase(leaving);
   }
-  prepared_.push_front({std::string(sql), "k" + std::to_string(++names_)});
+  ++names_;
+  prepared_.push_front(std::move(fresh));
   is_new_ = true;
   const Prepared& made = prepared_.front();
   if (PQsendPrepare(handle_.get(), made.name.c_str(), made.sql.c_str(), 0, nullptr) == 0) {
@@ -129,6 +153,7 @@ std::string Session::AskForPrepared(std::string_view sql) {
 
 void Session::SendPacket(std::string_view sql, ParameterValues& values, Task task) {
   if (reader_ != nullptr) reader_->Park();
+  if (task != Task::kQuery) FinishLateWork();
   if (sql.find('\0') != std::string_view::npos) Refuse("Die Anweisung enthält ein NUL-Zeichen.");
   const std::string first_word = FirstWord(sql);
   if (first_word.empty()) Refuse("Die Anweisung ist leer.");
@@ -136,9 +161,9 @@ void Session::SendPacket(std::string_view sql, ParameterValues& values, Task tas
   if (first_word == "COPY") Refuse("COPY ist nicht zulässig.");
   sql_ = sql;
   is_new_ = false;
-  preliminaries_ = 0;
+  preliminaries_ = std::exchange(late_answers_, 0);
   failure_.reset();
-  guarded_ = in_transaction_ && !SteersTransactions(first_word);
+  guarded_ = in_transaction_ && late_ == nullptr && !SteersTransactions(first_word);
   if (guarded_) {
     AskFor(kSavepoint);
     ++preliminaries_;
@@ -146,12 +171,9 @@ void Session::SendPacket(std::string_view sql, ParameterValues& values, Task tas
   const int count = static_cast<int>(values.size());
   if (IsWorthKeeping(first_word)) {
     const std::string name = AskForPrepared(sql);
-    if (task == Task::kRun) {
+    if (task != Task::kPrepare) {
       if (is_new_) ++preliminaries_;
-      if (PQsendQueryPrepared(handle_.get(), name.c_str(), count, values.Pointers(), nullptr, nullptr, 0) ==
-          0) {
-        Refuse(Trimmed(PQerrorMessage(handle_.get())));
-      }
+      SendPrepared(name, values);
     }
   } else if (PQsendQueryParams(handle_.get(), sql_.c_str(), count, nullptr, values.Pointers(), nullptr, nullptr,
                                0) == 0) {
@@ -159,6 +181,58 @@ void Session::SendPacket(std::string_view sql, ParameterValues& values, Task tas
   }
   if (guarded_) AskFor(kRelease);
   if (PQpipelineSync(handle_.get()) == 0) Refuse(Trimmed(PQerrorMessage(handle_.get())));
+}
+
+bool Session::Steer(std::initializer_list<const char*> statements) {
+  const bool sent = Trap(
+      [&] {
+        for (const char* statement : statements) AskFor(statement);
+        if (PQpipelineSync(handle_.get()) == 0) Refuse(Trimmed(PQerrorMessage(handle_.get())));
+      },
+      [](const RuntimeError&) {});
+  failure_.reset();
+  is_new_ = false;
+  FinishPacket();
+  return std::exchange(failure_, nullptr) == nullptr && sent;
+}
+
+// --- Late statements ---------------------------------------------------------------------------------
+
+void Session::ExecuteLater(std::string_view sql, ParameterValues& values, LateWork& work) {
+  if (reader_ != nullptr) reader_->Park();
+  if (late_ != &work) FinishLateWork();
+  if (!in_transaction_) Refuse("Keine Transaktion ist offen.");
+  auto kept = FindPrepared(sql);
+  if (kept == prepared_.end()) {
+    Prepare(sql);
+    kept = FindPrepared(sql);
+    if (kept == prepared_.end()) Refuse("Die Anweisung kann nicht vorbereitet werden.");
+  }
+  if (late_ == nullptr) {
+    AskFor(kLateSavepoint);
+    late_answers_ = 1;
+    late_ = &work;
+  }
+  SendPrepared(kept->name, values);
+  // The first goes out at once, so that the server works while the next is made.
+  if (++late_answers_ <= 2 || late_answers_ % kLateInAFlight == 0) PQflush(handle_.get());
+}
+
+void Session::FinishLateWork() {
+  if (late_ == nullptr) return;
+  if (!Steer({kLateRelease})) {
+    UndoLateWork();
+    return;
+  }
+  late_answers_ = 0;
+  std::exchange(late_, nullptr)->LateWorkStands();
+}
+
+void Session::UndoLateWork() {
+  late_answers_ = 0;
+  LateWork* const work = std::exchange(late_, nullptr);
+  if (in_transaction_) Steer({kLateUndo, kLateRelease});
+  work->DoLateWorkAgain();
 }
 
 // --- Answers -----------------------------------------------------------------------------------------
@@ -225,13 +299,10 @@ void Session::UndoAndFail() {
   const ResultPtr failure = std::move(failure_);
   // The kept form may be what is wrong.
   if (Field(failure.get(), PG_DIAG_SQLSTATE) == "0A000") Forget(sql_);
-  if (guarded_ && in_transaction_) {
-    AskFor(kUndo);
-    AskFor(kRelease);
-    PQpipelineSync(handle_.get());
-    is_new_ = false;
-    FinishPacket();
-    failure_.reset();
+  if (late_ != nullptr) {
+    UndoLateWork();
+  } else if (guarded_ && in_transaction_) {
+    Steer({kUndo, kRelease});
   }
   if (PQstatus(handle_.get()) != CONNECTION_OK) {
     Refuse("Die Verbindung zum Server ist abgebrochen: " + Trimmed(PQerrorMessage(handle_.get())));
@@ -269,13 +340,18 @@ void Session::Prepare(std::string_view sql) {
 
 void Session::Send(std::string_view sql, ParameterValues& values, AnswerReader& reader) {
   const auto attempt = [&] {
-    SendPacket(sql, values, Task::kRun);
+    SendPacket(sql, values, Task::kQuery);
     if (!SkipPreliminaries()) return;
     PQsetSingleRowMode(handle_.get());
     first_.reset(PQgetResult(handle_.get()));
     if (first_ == nullptr || NoteIfFailed(first_)) FinishPacket();
   };
   attempt();
+  if (failure_ != nullptr && late_ != nullptr) {
+    // Perhaps not the query's fault.
+    UndoLateWork();
+    attempt();
+  }
   if (WasOutOfDate()) {
     Forget(sql);
     attempt();

@@ -7,11 +7,18 @@
 //     transactions are sent bare.
 //  3. At most one answer is being read. Whatever is sent next parks it first: its owner takes the rest of the
 //     rows off the wire.
-//  4. Statements are prepared at their first use and kept by their text, up to 100 of them.
-//  5. Used under the connection's CallMutex.
+//  4. Statements are prepared at their first use and kept by their text, up to 100 of them. A kept one is
+//     prepared anew at its 16th, 32nd, 64th ... use: the server plans it for the size that its table has at the
+//     time, and a plan made for an empty table reads the whole table once it has grown.
+//  5. Late statements (ExecuteLater) are sent without waiting, inside one savepoint for all of them since the
+//     first. Queries follow them in the same savepoint, so that an answer costs one round trip and nothing
+//     else; everything else ends them first: their answers are read, and the savepoint is released. Where one
+//     of them or a query among them fails, all are rolled back, and their sender does them again one by one.
+//  6. Used under the connection's CallMutex.
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -20,6 +27,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/data/connection.h"
 #include "platform/data/providers/postgres/parameter_values.h"
 
 struct pg_conn;
@@ -61,6 +69,12 @@ class Session {
   // Runs a statement that returns no rows; the number of rows changed. `sql` has its parameters numbered.
   std::int64_t Execute(std::string_view sql, ParameterValues& values);
 
+  // Sends a statement without waiting, inside a transaction. Error 3000 where it cannot be sent; what becomes
+  // of it `work` is told.
+  void ExecuteLater(std::string_view sql, ParameterValues& values, LateWork& work);
+  // Takes the answers to all late statements and tells their sender. Raises nothing.
+  void FinishLateWork();
+
   // Ends the transaction. Error 3000, also where the server could only undo it.
   void Commit();
 
@@ -80,10 +94,12 @@ class Session {
   struct Prepared {
     std::string sql;
     std::string name;
+    std::uint64_t uses = 0;
+    std::uint64_t anew_at = 16;
   };
 
   // What one packet asks for.
-  enum class Task { kPrepare, kRun };
+  enum class Task { kPrepare, kRun, kQuery };
 
   // Makes the session free and sends a packet: a savepoint, the preparation, the statement, the release of the
   // savepoint, each where needed.
@@ -92,6 +108,12 @@ class Session {
   // where it is new.
   std::string AskForPrepared(std::string_view sql);
   void AskFor(const char* sql);
+  void SendPrepared(const std::string& name, ParameterValues& values);
+  std::list<Prepared>::iterator FindPrepared(std::string_view sql);
+  // Runs statements that give nothing back; false where one fails.
+  bool Steer(std::initializer_list<const char*> statements);
+  // Undoes the late statements and has them done again.
+  void UndoLateWork();
   // Takes the answers that stand before the statement's own. False after an error, the packet then finished.
   bool SkipPreliminaries();
   // Takes the answers to the packet's end and notes its first error; the number of rows changed.
@@ -109,6 +131,9 @@ class Session {
   std::list<Prepared> prepared_;  // most recently used first
   std::uint64_t names_ = 0;
   bool in_transaction_ = false;
+
+  LateWork* late_ = nullptr;  // whose statements stand in the savepoint
+  int late_answers_ = 0;      // of theirs, not yet read
 
   // Of the packet under way.
   AnswerReader* reader_ = nullptr;

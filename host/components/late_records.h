@@ -1,0 +1,63 @@
+// New records that are sent to the database without waiting for the answers, up to kMost at a time.
+//
+// A record is one insert and the row of its address index. Both fail only where the record is at fault or its
+// number is taken; then all records under way are stored again one by one, waiting, in their order, so that an
+// error hits its own record alone and the result is the one that waiting would have given.
+//
+// Invariants
+//  1. Records are kept until the database says that they stand.
+//  2. Sending and storing again share no statement and no key memory, as records may be stored again while one
+//  is being sent.
+//  3. Used under the connection's CallMutex.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "components/address_index.h"
+#include "components/record_values.h"
+#include "platform/base/runtime_error.h"
+#include "platform/data/grouped_writes.h"
+
+namespace kestrel::host {
+
+class LateRecords final : private LateWork {
+ public:
+  static constexpr std::size_t kMost = 128;
+  // Stores a record and waits. May raise.
+  using StoreNow = std::function<void(RecordValues&)>;
+
+  // Everything given by reference outlives this object. What `store_now` raises becomes an entry of `errors`
+  // that names the record.
+  LateRecords(Connection& connection, const Destination& destination, const std::shared_ptr<KeyMemory>& keys,
+              StoreNow store_now, std::deque<RuntimeError>& errors);
+  ~LateRecords() override;
+
+  // Waits where as many records as may be are under way; others are then stored again where it must be. To be
+  // called before each Send, outside of GroupedWrites::Store.
+  void MakeRoom();
+  // Sends a record inside a GroupedWrites::Store. `number` is what `values` has, or the next free one. Errors:
+  // those of AddressIndex::Prepare, and 3000 where nothing can be sent.
+  void Send(const RecordValues& values, std::int64_t number, const IndexedAddress& address);
+
+ private:
+  void LateWorkStands() override { count_ = 0; }
+  void DoLateWorkAgain() override;
+  std::string NameOf(const RecordValues& values) const;
+
+  Connection& connection_;
+  const Destination& destination_;
+  GroupedWrites& group_;
+  StoreNow store_now_;
+  std::deque<RuntimeError>& errors_;
+  std::optional<AddressIndex> index_;
+  std::unique_ptr<Statement> insert_;
+  std::vector<KeptValues> records_;  // the first count_ of them are under way
+  std::size_t count_ = 0;
+};
+
+}  // namespace kestrel::host

@@ -1,0 +1,48 @@
+#include "components/record_values.h"
+
+namespace kestrel::host {
+
+std::string_view TextOf(const StoredValue& value) {
+  const auto* text = std::get_if<std::string_view>(&value);
+  return text == nullptr ? std::string_view() : *text;
+}
+
+void Bind(Statement& statement, std::size_t parameter, const StoredValue& value) {
+  if (const auto* text = std::get_if<std::string_view>(&value)) {
+    statement.BindText(parameter, *text);
+  } else if (const auto* whole = std::get_if<std::int64_t>(&value)) {
+    statement.BindInteger(parameter, *whole);
+  } else if (const auto* real = std::get_if<double>(&value)) {
+    statement.BindDouble(parameter, *real);
+  } else {
+    statement.BindNull(parameter);
+  }
+}
+
+std::string InsertText(const Destination& destination) {
+  std::string columns;
+  std::string marks;
+  for (const DestinationField& field : destination.fields) {
+    columns += (columns.empty() ? "" : ", ") + field.column;
+    marks += marks.empty() ? "?" : ", ?";
+  }
+  return "INSERT INTO " + destination.table + " (" + columns + ") VALUES (" + marks + ")";
+}
+
+void KeptValues::Keep(const RecordValues& values) {
+  values_ = values;
+  std::size_t length = 0;
+  for (const StoredValue& value : values) length += TextOf(value).size();
+  // Room for all first, as the views must not move.
+  texts_.clear();
+  texts_.reserve(length);
+  for (StoredValue& value : values_) {
+    auto* text = std::get_if<std::string_view>(&value);
+    if (text == nullptr) continue;
+    const std::size_t start = texts_.size();
+    texts_.append(*text);
+    *text = std::string_view(texts_).substr(start);
+  }
+}
+
+}  // namespace kestrel::host

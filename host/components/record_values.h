@@ -1,0 +1,38 @@
+// The values of one record on their way into its table, one a field of the destination.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "components/field_value.h"
+#include "platform/data/connection.h"
+#include "schema/destination.h"
+
+namespace kestrel::host {
+
+// Texts are views of the record's; so are dates of the converter's.
+using RecordValues = std::vector<StoredValue>;
+
+// The text of a value; empty for one that is none.
+std::string_view TextOf(const StoredValue& value);
+
+void Bind(Statement& statement, std::size_t parameter, const StoredValue& value);
+
+// "INSERT INTO table (columns) VALUES (?, ...)", one parameter a field.
+std::string InsertText(const Destination& destination);
+
+// Values with texts of their own.
+class KeptValues {
+ public:
+  void Keep(const RecordValues& values);
+  // Live until the next Keep.
+  RecordValues& values() { return values_; }
+
+ private:
+  RecordValues values_;
+  std::string texts_;
+};
+
+}  // namespace kestrel::host

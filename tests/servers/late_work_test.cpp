@@ -1,0 +1,192 @@
+// Statements sent to PostgreSQL without waiting for their answers.
+#include <gmock/gmock.h>
+
+#include "platform/data/open_connection.h"
+#include "support/expect_error.h"
+#include "support/postgres_server.h"
+
+namespace kestrel {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using testing::PostgresServer;
+
+class LateWorkOnPostgres : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const std::string reason = PostgresServer::WhyNot();
+    if (!reason.empty()) GTEST_SKIP() << reason;
+    database = PostgresServer::Shared().NewDatabase();
+    connection = Connect();
+    connection->Execute("CREATE TABLE t (a int PRIMARY KEY CHECK (a > 0))");
+    insert = connection->Prepare("INSERT INTO t VALUES (?)");
+  }
+  ConnectionPtr Connect() { return OpenConnection(PostgresServer::Shared().ConnectionString(database)); }
+  std::string Text(std::string_view sql) { return std::string(connection->OpenRecordset(sql)->TextAt(0)); }
+  void EndAllOtherSessions() {
+    Connect()->OpenRecordset("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = '" +
+                             database + "' AND pid <> pg_backend_pid()");
+  }
+
+  // Numbers sent late, and stored again one by one where it must be.
+  class Numbers : public LateWork {
+   public:
+    Numbers(Connection& connection, Statement& insert)
+        : insert_(insert), again_(connection.Prepare("INSERT INTO t VALUES (?)")) {}
+    void Send(std::int64_t number) {
+      insert_.BindInteger(0, number);
+      insert_.ExecuteLater(*this);
+      under_way.push_back(number);
+    }
+    void LateWorkStands() override {
+      ++stood;
+      under_way.clear();
+    }
+    void DoLateWorkAgain() override {
+      ++again;
+      for (const std::int64_t number : std::exchange(under_way, {})) {
+        again_->BindInteger(0, number);
+        Trap([&] { again_->Execute(); },
+             [&](const RuntimeError& error) { errors.push_back(error.Description()); });
+      }
+    }
+
+    std::vector<std::int64_t> under_way;
+    std::vector<std::string> errors;
+    int stood = 0;
+    int again = 0;
+
+   private:
+    Statement& insert_;
+    std::unique_ptr<Statement> again_;
+  };
+
+  std::string database;
+  ConnectionPtr connection;
+  std::unique_ptr<Statement> insert;
+};
+
+TEST_F(LateWorkOnPostgres, StandsWithTheCommit) {
+  Numbers numbers(*connection, *insert);
+  EXPECT_ERROR_TEXT(numbers.Send(1), ErrorNumber::kDatabase, HasSubstr("Keine Transaktion"));
+  connection->Begin();
+  for (int i = 1; i <= 1000; ++i) numbers.Send(i);
+  EXPECT_EQ(numbers.stood, 0);
+  connection->Commit();
+  EXPECT_EQ(numbers.stood, 1);
+  EXPECT_EQ(numbers.again, 0);
+  EXPECT_EQ(Text("SELECT count(*) FROM t"), "1000");
+}
+
+TEST_F(LateWorkOnPostgres, AnErrorAmongItHitsItsOwnStatementAlone) {
+  Numbers numbers(*connection, *insert);
+  connection->Begin();
+  for (const int number : {1, 2, -3, 4, 2, 5}) numbers.Send(number);
+  connection->FinishLateWork();
+  EXPECT_EQ(numbers.again, 1);
+  EXPECT_THAT(numbers.errors, ElementsAre(HasSubstr("check constraint"), HasSubstr("duplicate key")));
+  numbers.Send(6);
+  connection->Commit();
+  EXPECT_EQ(Text("SELECT string_agg(a::text, ' ' ORDER BY a) FROM t"), "1 2 4 5 6");
+}
+
+TEST_F(LateWorkOnPostgres, AQuerySeesWhatWasSentBeforeIt) {
+  Numbers numbers(*connection, *insert);
+  connection->Begin();
+  numbers.Send(1);
+  EXPECT_EQ(Text("SELECT count(*) FROM t"), "1");
+  numbers.Send(2);
+  EXPECT_EQ(Text("SELECT count(*) FROM t"), "2");
+  EXPECT_EQ(numbers.stood, 0) << "a query ends nothing";
+  numbers.Send(-3);
+  numbers.Send(4);
+  EXPECT_EQ(Text("SELECT count(*) FROM t"), "3");
+  EXPECT_THAT(numbers.errors, ElementsAre(HasSubstr("check constraint")));
+  connection->Commit();
+  EXPECT_EQ(Text("SELECT count(*) FROM t"), "3");
+}
+
+TEST_F(LateWorkOnPostgres, AQueryThatFailsCostsNothingOfIt) {
+  Numbers numbers(*connection, *insert);
+  connection->Begin();
+  numbers.Send(1);
+  EXPECT_ERROR_TEXT(Text("SELECT fehlt FROM t"), ErrorNumber::kDatabase, HasSubstr("fehlt"));
+  EXPECT_ERROR_TEXT(Text("SELECT * FROM t WHERE ()"), ErrorNumber::kDatabase, HasSubstr("syntax"));
+  numbers.Send(2);
+  // One that fails behind its first row.
+  const auto walk = [&] {
+    for (const RecordsetPtr rows = connection->OpenRecordset("SELECT 1 / (a - 2) FROM t ORDER BY a");
+         !rows->IsEof();)
+      rows->MoveNext();
+  };
+  EXPECT_ERROR_TEXT(walk(), ErrorNumber::kDatabase, HasSubstr("division by zero"));
+  EXPECT_THAT(numbers.errors, IsEmpty());
+  connection->Commit();
+  EXPECT_EQ(Text("SELECT count(*) FROM t"), "2");
+}
+
+TEST_F(LateWorkOnPostgres, EveryOtherCallEndsItFirst) {
+  Numbers numbers(*connection, *insert);
+  Numbers others(*connection, *insert);
+  connection->Begin();
+  numbers.Send(1);
+  others.Send(2);
+  EXPECT_EQ(numbers.stood, 1);
+  EXPECT_EQ(others.stood, 0);
+  connection->Execute("UPDATE t SET a = a + 10");
+  EXPECT_EQ(others.stood, 1);
+  connection->Execute("SAVEPOINT satz");
+  numbers.Send(3);
+  connection->Execute("ROLLBACK TO SAVEPOINT satz");
+  EXPECT_EQ(numbers.stood, 2);
+  connection->Commit();
+  EXPECT_EQ(Text("SELECT string_agg(a::text, ' ' ORDER BY a) FROM t"), "11 12");
+}
+
+TEST_F(LateWorkOnPostgres, ARecordSetIsReadOnAmongIt) {
+  Numbers numbers(*connection, *insert);
+  connection->Begin();
+  const RecordsetPtr rows = connection->OpenRecordset("SELECT i FROM generate_series(1, 3000) AS i");
+  for (; !rows->IsEof(); rows->MoveNext()) numbers.Send(rows->ValueAt(0).ToInteger());
+  connection->Commit();
+  EXPECT_EQ(Text("SELECT count(*) FROM t"), "3000");
+}
+
+TEST_F(LateWorkOnPostgres, AServerThatGoesAwayFailsAllOfIt) {
+  Numbers numbers(*connection, *insert);
+  connection->Begin();
+  numbers.Send(1);
+  numbers.Send(2);
+  EndAllOtherSessions();
+  EXPECT_ERROR(connection->Commit(), ErrorNumber::kDatabase);
+  EXPECT_EQ(numbers.stood, 0);
+  EXPECT_EQ(numbers.errors.size(), 2U);
+  EXPECT_FALSE(connection->InTransaction());
+  EXPECT_ERROR(numbers.Send(3), ErrorNumber::kDatabase);
+  connection = Connect();
+  EXPECT_EQ(Text("SELECT count(*) FROM t"), "0");
+}
+
+TEST_F(LateWorkOnPostgres, AKeptStatementIsPlannedAnewAsItsTableGrows) {
+  const auto query = connection->Prepare("SELECT a FROM t WHERE a = ?");
+  const auto uses_until_planned_anew = [&] {
+    const auto name = [&] {
+      return Text("SELECT max(name) FROM pg_prepared_statements WHERE statement LIKE 'SELECT a FROM t WHERE%'");
+    };
+    const std::string before = name();
+    int uses = 0;
+    for (; name() == before && uses < 1000; ++uses) {
+      query->BindInteger(0, 1);
+      query->Open();
+    }
+    return uses;
+  };
+  EXPECT_EQ(uses_until_planned_anew(), 16);
+  EXPECT_EQ(uses_until_planned_anew(), 16);
+  EXPECT_EQ(uses_until_planned_anew(), 32);
+}
+
+}  // namespace
+}  // namespace kestrel
