@@ -36,6 +36,10 @@ std::optional<Driver> DriverFromFile(std::string_view provider) {
   return driver;
 }
 
+bool StartsWithIgnoringCase(std::string_view text, std::string_view start) {
+  return text.size() >= start.size() && EqualsIgnoringCase(text.substr(0, start.size()), start);
+}
+
 // A value as the driver reads it: in braces, so that it may hold ";".
 std::string Braced(const Driver& driver, const std::string& value) {
   if (driver.doubles_braces) return "{" + ReplaceAll(value, "}", "}}") + "}";
@@ -61,6 +65,17 @@ std::optional<Driver> FindDriver(std::string_view provider) {
   driver.options = "TDS_Version=7.4;ClientCharset=UTF-8";
   driver.narrow_utf8 = true;
   return driver;
+}
+
+std::string WithBlockwiseReading(std::string connection_string) {
+  const ConnectionKeys keys(connection_string);
+  if (!StartsWithIgnoringCase(keys.Get("Driver"), "PostgreSQL") || keys.Find("UseDeclareFetch")) {
+    return connection_string;
+  }
+  if (!connection_string.ends_with(';')) connection_string += ';';
+  connection_string += "UseDeclareFetch=1;";
+  if (!keys.Find("Fetch")) connection_string += "Fetch=1000;";
+  return connection_string;
 }
 
 std::string DriverConnectionString(const Driver& driver, const ConnectionKeys& keys) {

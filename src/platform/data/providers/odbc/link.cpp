@@ -73,7 +73,7 @@ std::string Link::DatabaseName() const {
   return reinterpret_cast<const char*>(name.data());
 }
 
-void Link::Fail(std::int16_t handle_type, Handle handle) {
+void Link::Fail(std::int16_t handle_type, Handle handle, std::string_view where) {
   std::string reasons;
   std::array<SQLWCHAR, 6> state{};
   std::array<SQLWCHAR, 1024> message{};
@@ -99,7 +99,7 @@ void Link::Fail(std::int16_t handle_type, Handle handle) {
   if (target_->password.size() >= kShortestHiddenPassword)
     reasons = ReplaceAll(reasons, target_->password, "***");
   throw RuntimeError(ErrorNumber::kDatabase,
-                     std::string(DescriptionOf(ErrorNumber::kDatabase)) + ": " + std::move(reasons));
+                     std::string(DescriptionOf(ErrorNumber::kDatabase)) + ": " + std::string(where) + reasons);
 }
 
 std::unique_ptr<Link> LinkPool::Take() {
@@ -142,8 +142,30 @@ bool ActiveStatement::Fetch() {
   const SQLRETURN result = SQLFetch(handle());
   if (result == SQL_NO_DATA) return false;
   Check(result);
+  has_remarks_ = result == SQL_SUCCESS_WITH_INFO;
   return true;
 }
+
+ActiveStatement::Cell ActiveStatement::FailedCell() const {
+  // The warnings of the same fetch (SQLSTATE 01...) are none.
+  std::array<SQLWCHAR, 6> state{};
+  SQLINTEGER native = 0;
+  SQLSMALLINT length = 0;
+  for (SQLSMALLINT record = 1; SQL_SUCCEEDED(
+           SQLGetDiagRecW(SQL_HANDLE_STMT, handle(), record, state.data(), &native, nullptr, 0, &length));
+       ++record) {
+    if (state[0] == '0' && state[1] == '1') continue;
+    SQLLEN row = 0;
+    SQLINTEGER column = 0;
+    SQLGetDiagField(SQL_HANDLE_STMT, handle(), record, SQL_DIAG_ROW_NUMBER, &row, 0, nullptr);
+    SQLGetDiagField(SQL_HANDLE_STMT, handle(), record, SQL_DIAG_COLUMN_NUMBER, &column, 0, nullptr);
+    // Negative: unknown.
+    return {std::max<std::int64_t>(row, 0), std::max<std::int64_t>(column, 0)};
+  }
+  return {};
+}
+
+void ActiveStatement::Fail(std::string_view where) const { link_->Fail(SQL_HANDLE_STMT, handle(), where); }
 
 std::string ActiveStatement::TextOf(std::uint16_t column) {
   std::string text;

@@ -50,8 +50,9 @@ class Link {
   // False after an error that told of a broken connection.
   bool IsUsable() const { return usable_; }
 
-  // Error 3000 with the reasons that ODBC keeps for the handle of that type (SQL_HANDLE_...).
-  [[noreturn]] void Fail(std::int16_t handle_type, Handle handle);
+  // Error 3000 with the reasons that ODBC keeps for the handle of that type (SQL_HANDLE_...). `where` comes
+  // before them.
+  [[noreturn]] void Fail(std::int16_t handle_type, Handle handle, std::string_view where = {});
 
  private:
   std::shared_ptr<const Target> target_;
@@ -92,8 +93,20 @@ class ActiveStatement {
   void Execute(std::string_view sql);
   // Error 3000 unless `result` (an SQLRETURN) tells of success.
   void Check(std::int16_t result) const;
-  // The next row or block; false behind the last one.
+  // The next row or block; false behind the last one. A block of which the driver says that a row could not be
+  // read is no error here: see FailedCell.
   bool Fetch();
+  // Whether the last Fetch came with remarks.
+  bool HasRemarks() const { return has_remarks_; }
+  // Number in the block (from 1) and column (from 1) of the first value that the last Fetch could not read,
+  // each 0 where the driver does not say.
+  struct Cell {
+    std::int64_t row = 0;
+    std::int64_t column = 0;
+  };
+  Cell FailedCell() const;
+  // Error 3000 with the driver's reasons. `where` comes before them.
+  [[noreturn]] void Fail(std::string_view where) const;
   // Column `column` (from 1) of the current row as text, read piece by piece; null is empty.
   std::string TextOf(std::uint16_t column);
 
@@ -102,6 +115,7 @@ class ActiveStatement {
   std::unique_ptr<Link> link_;
   // Empty only while this is being made or ended, as the statement goes before its link.
   std::optional<OwnedHandle> statement_;
+  bool has_remarks_ = false;
 };
 
 }  // namespace kestrel::odbc

@@ -53,6 +53,7 @@ void OdbcRecordset::Start() {
   block_start_ = 0;
   fetched_ = 0;
   at_end_ = false;
+  row_error_.reset();
   FetchBlock();
 }
 
@@ -77,6 +78,9 @@ void OdbcRecordset::BindColumns() {
   SQLSetStmtAttr(statement_->handle(), SQL_ATTR_ROW_ARRAY_SIZE, reinterpret_cast<SQLPOINTER>(block_rows_), 0);
   static_assert(sizeof(SQLULEN) == sizeof(fetched_));
   SQLSetStmtAttr(statement_->handle(), SQL_ATTR_ROWS_FETCHED_PTR, &fetched_, 0);
+  static_assert(sizeof(SQLUSMALLINT) == sizeof(row_states_[0]));
+  row_states_.assign(block_rows_, SQL_ROW_SUCCESS);
+  SQLSetStmtAttr(statement_->handle(), SQL_ATTR_ROW_STATUS_PTR, row_states_.data(), 0);
   for (std::size_t i = 0; i < bound_; ++i) columns_[i].Bind(*statement_, block_rows_);
 }
 
@@ -86,8 +90,11 @@ void OdbcRecordset::FetchBlock() {
   row_ = 0;
   bool more = false;
   const auto fetch = [&] {
+    if (row_error_) throw *row_error_;
     more = statement_->Fetch();
     if (!more) return;
+    CutAtFailedRow();
+    if (fetched_ == 0 && row_error_) throw *row_error_;
     for (std::size_t i = bound_; i < columns_.size(); ++i) columns_[i].Read(*statement_);
   };
   Trap(fetch, [&](const RuntimeError& reason) {
@@ -106,6 +113,23 @@ void OdbcRecordset::FetchBlock() {
   const bool cut = std::any_of(columns_.begin(), columns_.begin() + static_cast<std::ptrdiff_t>(bound_),
                                [&](const ColumnBuffer& column) { return column.WasCut(fetched_); });
   if (cut) Widen();
+}
+
+void OdbcRecordset::CutAtFailedRow() {
+  // Without remarks every row is well; drivers differ in what they write into the states then.
+  if (!statement_->HasRemarks()) return;
+  const auto end = row_states_.begin() + static_cast<std::ptrdiff_t>(std::min(fetched_, row_states_.size()));
+  const auto failed = std::find(row_states_.begin(), end, SQL_ROW_ERROR);
+  if (failed == end) return;
+  const ActiveStatement::Cell cell = statement_->FailedCell();
+  const std::int64_t row = cell.row > 0 ? cell.row : failed - row_states_.begin() + 1;
+  std::string where = "Zeile " + std::to_string(block_start_ + row);
+  if (cell.column > 0 && static_cast<std::size_t>(cell.column) <= columns_.size()) {
+    where.append(", Spalte '").append(columns_[static_cast<std::size_t>(cell.column) - 1].Name()).append("'");
+  }
+  Trap([&] { statement_->Fail(where + ": Der Wert kann nicht gelesen werden. "); },
+       [&](const RuntimeError& error) { row_error_ = error; });
+  fetched_ = static_cast<std::size_t>(failed - row_states_.begin());
 }
 
 void OdbcRecordset::Widen() {

@@ -6,13 +6,17 @@
 // 3. RecordCount asks the server on a link of its own and keeps the answer.
 // 4. A value longer than the driver announced makes its column a long one: the query is run again and read on
 //    from the same row.
+// 5. A row that the driver could not read (a value that does not fit its type) is an error that names row and
+//    column, raised by the move onto it, and the end of the set.
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/base/runtime_error.h"
 #include "platform/data/providers/odbc/column_buffer.h"
 #include "platform/data/providers/odbc/link.h"
 #include "platform/data/recordset.h"
@@ -45,6 +49,8 @@ class OdbcRecordset final : public Recordset {
   void BindColumns();
   // Fetches the next block; at the end the statement is dropped.
   void FetchBlock();
+  // Cuts the block in front of a row that the driver could not read; the error waits in row_error_.
+  void CutAtFailedRow();
   // The block did not take a value whole: starts again with wider columns and comes back to its first row.
   void Widen();
   const ColumnBuffer& Current(std::size_t column) const;
@@ -53,12 +59,14 @@ class OdbcRecordset final : public Recordset {
   std::string sql_;
   std::unique_ptr<ActiveStatement> statement_;
   std::vector<ColumnBuffer> columns_;
-  std::size_t bound_ = 0;       // columns before the first long one
-  std::size_t block_rows_ = 1;  // rows asked for at a time
-  std::size_t fetched_ = 0;     // rows in the block; the driver writes it
+  std::size_t bound_ = 0;                  // columns before the first long one
+  std::size_t block_rows_ = 1;             // rows asked for at a time
+  std::size_t fetched_ = 0;                // rows in the block; the driver writes it
+  std::vector<std::uint16_t> row_states_;  // SQL_ROW_...; the driver writes them
   std::int64_t block_start_ = 0;
   std::size_t row_ = 0;  // within the block
   bool at_end_ = false;
+  std::optional<RuntimeError> row_error_;  // of the row behind the block
   mutable std::int64_t count_ = -1;
 };
 
