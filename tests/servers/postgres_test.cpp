@@ -19,6 +19,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using testing::PostgresServer;
+using testing::RecordsetContract;
 using testing::TempFolder;
 using testing::WritingContract;
 
@@ -94,6 +95,8 @@ constexpr const char* kManyRows = "SELECT i, 'Müller ' || i AS name FROM genera
 
 }  // namespace
 
+INSTANTIATE_TEST_SUITE_P(PostgreSQL, RecordsetContract, ::testing::Values(LibpqContract(), OdbcContract()),
+                         testing::ContractName);
 INSTANTIATE_TEST_SUITE_P(PostgreSQL, ConnectionContract, ::testing::Values(LibpqContract(), OdbcContract()),
                          testing::ContractName);
 INSTANTIATE_TEST_SUITE_P(PostgreSQL, WritingContract, ::testing::Values(LibpqContract()),

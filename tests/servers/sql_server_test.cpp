@@ -15,6 +15,7 @@ using testing::ConnectionContract;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using testing::RecordsetContract;
 using testing::SqlServerStandIn;
 using testing::TempFolder;
 
@@ -76,6 +77,8 @@ class SqlServer : public ::testing::Test {
 
 }  // namespace
 
+INSTANTIATE_TEST_SUITE_P(SqlServerStandIn, RecordsetContract, ::testing::Values(SqlServerContract()),
+                         testing::ContractName);
 INSTANTIATE_TEST_SUITE_P(SqlServerStandIn, ConnectionContract, ::testing::Values(SqlServerContract()),
                          testing::ContractName);
 

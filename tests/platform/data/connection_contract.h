@@ -35,6 +35,18 @@ struct ContractSource {
   };
   // How the database tells a name that was written without quotes.
   std::function<std::string(std::string name)> told_name = [](std::string name) { return name; };
+  // For a source without a connection, instead of `open`: writes the table, and gives what opens it as often as
+  // it is called.
+  std::function<std::function<RecordsetPtr()>(const TempFolder&, const ContractTable&)> write;
+  // What opens the table's record set as often as it is called; none where the table is beyond the source.
+  std::function<RecordsetPtr()> Opener(const TempFolder& folder, const ContractTable& table) const {
+    if (write) return write(folder, table);
+    const ConnectionPtr connection = open(folder, table);
+    if (connection == nullptr) return nullptr;
+    return [connection, query = select(table.name)] { return connection->OpenRecordset(query); };
+  }
+  // False where values behind the 200th column are empty.
+  bool fills_all_columns = true;
   // False where a null comes back as the empty text.
   bool keeps_nulls = true;
 };
@@ -49,6 +61,12 @@ inline std::string ContractName(const ::testing::TestParamInfo<ContractSource>& 
 // For `open` of a database that understands CREATE TABLE and INSERT: fills an empty database.
 void CreateTable(Connection& connection, const ContractTable& table);
 
+// For every record set.
+class RecordsetContract : public ::testing::TestWithParam<ContractSource> {
+ protected:
+  TempFolder folder;
+};
+// For every record set that comes from a connection, and the connection.
 class ConnectionContract : public ::testing::TestWithParam<ContractSource> {
  protected:
   TempFolder folder;

@@ -15,6 +15,7 @@ using testing::ContractTable;
 using testing::DbfColumn;
 using testing::DbfWriter;
 using testing::ReadOnlyContract;
+using testing::RecordsetContract;
 using testing::TempFolder;
 using testing::XlsxWriter;
 
@@ -95,6 +96,8 @@ ContractSource Xlsx() {
 
 }  // namespace
 
+INSTANTIATE_TEST_SUITE_P(Files, RecordsetContract, ::testing::Values(Dbf(), Xls(), Xlsx()),
+                         testing::ContractName);
 INSTANTIATE_TEST_SUITE_P(Files, ConnectionContract, ::testing::Values(Dbf(), Xls(), Xlsx()),
                          testing::ContractName);
 INSTANTIATE_TEST_SUITE_P(Files, ReadOnlyContract, ::testing::Values(Dbf(), Xls(), Xlsx()),

@@ -9,6 +9,7 @@ namespace kestrel {
 
 using testing::ConnectionContract;
 using ::testing::HasSubstr;
+using testing::RecordsetContract;
 using testing::TempFolder;
 using testing::WritingContract;
 
@@ -36,6 +37,7 @@ class Sqlite : public ::testing::Test {
 
 }  // namespace
 
+INSTANTIATE_TEST_SUITE_P(Sqlite, RecordsetContract, ::testing::Values(SqliteContract()), testing::ContractName);
 INSTANTIATE_TEST_SUITE_P(Sqlite, ConnectionContract, ::testing::Values(SqliteContract()),
                          testing::ContractName);
 INSTANTIATE_TEST_SUITE_P(Sqlite, WritingContract, ::testing::Values(SqliteContract()), testing::ContractName);

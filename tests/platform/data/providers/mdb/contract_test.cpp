@@ -37,6 +37,10 @@ testing::ContractSource Access(std::string name, JetBuilder::Format format) {
 }  // namespace
 
 namespace testing {
+INSTANTIATE_TEST_SUITE_P(Access, RecordsetContract,
+                         ::testing::Values(Access("Jet3", JetBuilder::Format::kJet3),
+                                           Access("Jet4", JetBuilder::Format::kJet4)),
+                         ContractName);
 INSTANTIATE_TEST_SUITE_P(Access, ConnectionContract,
                          ::testing::Values(Access("Jet3", JetBuilder::Format::kJet3),
                                            Access("Jet4", JetBuilder::Format::kJet4)),
