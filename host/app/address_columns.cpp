@@ -18,6 +18,7 @@ struct KnownColumn {
   ColumnKind kind;
 };
 
+// All columns of the address tables, as PostgreSQL tells their names in lower case only.
 constexpr KnownColumn kKnownColumns[] = {
     {"KundenNummer", "Nummer", ColumnKind::kNumber},
     {"InteressentenNummer", "Nummer", ColumnKind::kNumber},
@@ -26,6 +27,10 @@ constexpr KnownColumn kKnownColumns[] = {
     {"Bez2", "Name 2", ColumnKind::kText},
     {"Bez3", "Name 3", ColumnKind::kText},
     {"Strasse", "Straße", ColumnKind::kText},
+    {"Land", "Land", ColumnKind::kText},
+    {"PLZ", "PLZ", ColumnKind::kText},
+    {"Ort", "Ort", ColumnKind::kText},
+    {"Telefon", "Telefon", ColumnKind::kText},
     {"EMail", "E-Mail", ColumnKind::kText},
     {"Kundengruppe", "Gruppe", ColumnKind::kText},
     {"Lieferantengruppe", "Gruppe", ColumnKind::kText},
@@ -35,6 +40,9 @@ constexpr KnownColumn kKnownColumns[] = {
     {"Umsatz", "Umsatz", ColumnKind::kNumber},
     {"Rabatt", "Rabatt", ColumnKind::kNumber},
     {"Mitarbeiter", "Mitarbeiter", ColumnKind::kNumber},
+    {"Bemerkung", "Bemerkung", ColumnKind::kText},
+    {"Suchbegriff", "Suchbegriff", ColumnKind::kText},
+    {"Sprache", "Sprache", ColumnKind::kText},
     {"Waehrung", "Währung", ColumnKind::kText},
     {"Zahlungsziel", "Zahlungsziel", ColumnKind::kNumber},
 };

@@ -94,6 +94,19 @@ TEST_F(HostWindowTest, ShowsAddressesAsAPersonReadsThem) {
   EXPECT_EQ(Find<QLabel>("pageLieferanten", "count").text(), "0 Adressen");
 }
 
+TEST_F(HostWindowTest, EveryColumnHasAHeadingAsPeopleWriteIt) {
+  Open();
+  const QAbstractItemModel& model = *Find<QTableView>("pageKunden", "table").model();
+  std::vector<std::string> headings;
+  for (int column = 0; column < model.columnCount(); ++column) {
+    headings.push_back(model.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString().toStdString());
+  }
+  EXPECT_THAT(headings,
+              ElementsAre("Nummer", "Name", "Name 2", "Name 3", "Straße", "Land", "PLZ", "Ort", "Telefon",
+                          "E-Mail", "Gruppe", "Kunde seit", "Umsatz", "Rabatt", "Mitarbeiter", "Bemerkung",
+                          "Suchbegriff", "Sprache", "Währung", "Zahlungsziel"));
+}
+
 TEST_F(HostWindowTest, SearchFindsTextInEveryColumnWhateverItsCase) {
   AddCustomer("1", "Möbelhaus Überall", "Bonn");
   AddCustomer("2", "Müller", "ÜBERLINGEN");
