@@ -13,19 +13,14 @@ PostgresStatement::PostgresStatement(std::shared_ptr<Session> session, std::stri
     : session_(std::move(session)) {
   NumberedText numbered = NumberParameters(sql);
   sql_ = std::move(numbered.sql);
-  bound_.resize(numbered.parameters);
+  SetParameterCount(numbered.parameters);
   const std::lock_guard lock(session_->Mutex());
   session_->Prepare(sql_);
 }
 
-PostgresStatement::Bound& PostgresStatement::At(std::size_t parameter) {
-  if (parameter >= bound_.size()) throw RuntimeError(ErrorNumber::kSubscriptOutOfRange);
-  return bound_[parameter];
-}
-
 void PostgresStatement::WriteValues() {
   values_.Clear();
-  for (const Bound& value : bound_) {
+  for (const Bound& value : BoundValues()) {
     if (const auto* text = std::get_if<std::string_view>(&value)) {
       values_.AddText(*text);
     } else if (const auto* whole = std::get_if<std::int64_t>(&value)) {

@@ -50,7 +50,7 @@ std::int64_t RunToEnd(const Database& database, sqlite3_stmt* statement) {
 SqliteStatement::SqliteStatement(std::shared_ptr<Database> database, std::string_view sql)
     : database_(std::move(database)), sql_(sql) {
   handle_ = database_->Compile(sql, true);
-  values_.resize(static_cast<std::size_t>(sqlite3_bind_parameter_count(handle_.get())));
+  SetParameterCount(static_cast<std::size_t>(sqlite3_bind_parameter_count(handle_.get())));
 }
 
 SqliteStatement::~SqliteStatement() {
@@ -58,21 +58,16 @@ SqliteStatement::~SqliteStatement() {
   handle_.reset();
 }
 
-SqliteStatement::Bound& SqliteStatement::At(std::size_t parameter) {
-  if (parameter >= values_.size()) throw RuntimeError(ErrorNumber::kSubscriptOutOfRange);
-  return values_[parameter];
-}
-
 std::int64_t SqliteStatement::Execute() {
   const std::lock_guard lock(database_->Mutex());
-  BindAll(*database_, handle_.get(), values_, SQLITE_STATIC);
+  BindAll(*database_, handle_.get(), BoundValues(), SQLITE_STATIC);
   return RunToEnd(*database_, handle_.get());
 }
 
 RecordsetPtr SqliteStatement::Open() {
   const std::lock_guard lock(database_->Mutex());
   CompiledQueryPtr query = database_->AcquireExactly(sql_);
-  BindAll(*database_, query->handle.get(), values_, SQLITE_TRANSIENT);
+  BindAll(*database_, query->handle.get(), BoundValues(), SQLITE_TRANSIENT);
   return std::make_shared<SqliteRecordset>(database_, std::move(query));
 }
 
