@@ -124,6 +124,7 @@ def measure_sql_server(program, rows):
                 "UID=sa;PWD=%s" % (port, PASSWORD))
         print("SQL Server (stand-in):", flush=True)
         subprocess.run([program, "read-odbc", source, bare, "SELECT * From Kunden"], check=True)
+        subprocess.run([program, "memory", source, "SELECT * From Kunden"], check=True)
         stop(server)
 
 
@@ -134,6 +135,14 @@ def measure_postgres_reading(program, url, rows):
              " FROM generate_series(1, %d) AS i" % rows)
     print("PostgreSQL:", flush=True)
     subprocess.run([program, "read-libpq", url, url, query], check=True)
+    print("  libpq: ", end="", flush=True)
+    subprocess.run([program, "memory", url, query], check=True)
+    server, password = url.split("@")[1].split("/")[0], url.split(":")[2].split("@")[0]
+    odbc = ("Driver={PostgreSQL Unicode};Server=127.0.0.1;Port=%s;Database=postgres;Uid=kestrel;Pwd=%s;"
+            % (server.split(":")[1], password))
+    for label, more in (("ODBC", ""), ("ODBC, UseDeclareFetch=0", "UseDeclareFetch=0;")):
+        print("  %s: " % label, end="", flush=True)
+        subprocess.run([program, "memory", odbc + more, query], check=True)
 
 
 if __name__ == "__main__":

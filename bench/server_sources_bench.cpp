@@ -4,6 +4,7 @@
 //   server_sources_bench read-odbc   SOURCE ODBC_STRING QUERY
 //   server_sources_bench read-libpq  SOURCE CONNINFO QUERY
 //   server_sources_bench insert      SOURCE RECORDS
+//   server_sources_bench memory      SOURCE QUERY
 //   server_sources_bench execute     SOURCE STATEMENT
 //
 // SOURCE is a connection string of the component. Reading is measured in CPU seconds of this process,
@@ -161,12 +162,22 @@ void CompareReading(const char* driver, const std::string& source, const std::st
     std::fprintf(stderr, "%zu rows bare, %zu through the component\n", bare_totals.rows, own_totals.rows);
     std::exit(1);
   }
+  std::printf("%s, %zu rows, best of %d, CPU seconds: bare %.3f, component %.3f = %.2f x\n", driver,
+              own_totals.rows, kRounds, bare_time.seconds(), own_time.seconds(),
+              own_time.seconds() / bare_time.seconds());
+}
+
+long PeakMemoryMiB() {
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);
-  std::printf(
-      "%s, %zu rows, best of %d, CPU seconds: bare %.3f, component %.3f = %.2f x; peak memory %ld MiB\n",
-      driver, own_totals.rows, kRounds, bare_time.seconds(), own_time.seconds(),
-      own_time.seconds() / bare_time.seconds(), usage.ru_maxrss / 1024);
+  return usage.ru_maxrss / 1024;
+}
+
+// Everything else in this process is the same whatever is read.
+void ShowMemory(const std::string& source, const std::string& query) {
+  const Totals totals = ReadThroughComponent(*kestrel::OpenConnection(source), query);
+  std::printf("%zu rows, %zu MiB of text: peak memory of the program %ld MiB\n", totals.rows,
+              totals.bytes >> 20, PeakMemoryMiB());
 }
 
 double RecordsASecond(int records, const std::function<void()>& work) {
@@ -215,6 +226,8 @@ int main(int count, char** arguments) {
     CompareReading("libpq", words[1], words[3], [&] { return BareLibpq(session.get(), words[3]); });
   } else if (words.size() == 3 && words[0] == "insert") {
     CompareInserting(words[1], std::atoi(words[2].c_str()));
+  } else if (words.size() == 3 && words[0] == "memory") {
+    ShowMemory(words[1], words[2]);
   } else if (words.size() == 3 && words[0] == "execute") {
     kestrel::OpenConnection(words[1])->Execute(words[2]);
   } else {
