@@ -1,0 +1,43 @@
+// Rows that an ODBC driver could not read, and how its connection string is completed.
+#include <gmock/gmock.h>
+
+#include "platform/data/open_connection.h"
+#include "platform/data/providers/odbc/drivers.h"
+#include "support/expect_error.h"
+#include "support/project_paths.h"
+
+namespace kestrel {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+
+TEST(OdbcRows, ARowThatCannotBeReadIsTheEndWithItsNumberAndColumn) {
+  const ConnectionPtr connection =
+      OpenConnection("Driver=" + testing::InBuildTree("tests/failing_rows_driver.so") + ";");
+  const RecordsetPtr rows = connection->OpenRecordset("SELECT Menge FROM Lager");
+  EXPECT_EQ(rows->ColumnName(0), "Menge");
+  for (const char* amount : {"10", "20"}) {
+    EXPECT_EQ(rows->TextAt(0), amount);
+    rows->MoveNext();
+  }
+  EXPECT_EQ(rows->TextAt(0), "30");
+  EXPECT_ERROR_TEXT(rows->MoveNext(), ErrorNumber::kDatabase,
+                    AllOf(HasSubstr("Zeile 4, Spalte 'Menge': Der Wert kann nicht gelesen werden."),
+                          HasSubstr("Numeric value out of range")));
+  EXPECT_TRUE(rows->IsEof());
+  rows->MoveFirst();
+  EXPECT_EQ(rows->TextAt(0), "10");
+}
+
+TEST(BlockwiseReading, OnlyPostgresqlIsToldToFetchUnlessTheStringSaysHow) {
+  EXPECT_EQ(odbc::WithBlockwiseReading("Driver={PostgreSQL Unicode};Server=a"),
+            "Driver={PostgreSQL Unicode};Server=a;UseDeclareFetch=1;Fetch=1000;");
+  EXPECT_EQ(odbc::WithBlockwiseReading("driver=postgresql ansi;Fetch=50;"),
+            "driver=postgresql ansi;Fetch=50;UseDeclareFetch=1;");
+  for (const char* text :
+       {"Driver={PostgreSQL Unicode};usedeclarefetch=0", "Driver={FreeTDS};Server=a", "DSN=PostgreSQL"}) {
+    EXPECT_EQ(odbc::WithBlockwiseReading(text), text);
+  }
+}
+
+}  // namespace kestrel

@@ -1,0 +1,128 @@
+// A stand-in for an ODBC driver that cannot read a value, which the drivers at hand never admit: one column
+// "Menge" of whole numbers, five rows in blocks, of which the fourth has a value that does not fit. Answers
+// what the component asks for and nothing else.
+#include <sql.h>
+#include <sqlext.h>
+#include <sqlucode.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+constexpr SQLULEN kRows = 5;
+constexpr SQLULEN kFailing = 4;  // from 1
+
+// One statement at a time is all that is asked for.
+struct Statement {
+  SQLULEN block = 1;
+  SQLULEN next = 1;  // the next row, from 1
+  SQLULEN* fetched = nullptr;
+  SQLUSMALLINT* states = nullptr;
+  std::int64_t* cells = nullptr;
+  SQLLEN* lengths = nullptr;
+  SQLLEN failed_row = 0;  // in the last block, from 1
+};
+
+void CopyWide(SQLWCHAR* target, std::u16string_view text) {
+  if (target == nullptr) return;
+  for (const char16_t unit : text) *target++ = static_cast<SQLWCHAR>(unit);
+  *target = 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE, SQLHANDLE* handle) {
+  static int other = 0;
+  *handle = type == SQL_HANDLE_STMT ? static_cast<SQLHANDLE>(new Statement) : &other;
+  return SQL_SUCCESS;
+}
+SQLRETURN SQLFreeHandle(SQLSMALLINT type, SQLHANDLE handle) {
+  if (type == SQL_HANDLE_STMT) delete static_cast<Statement*>(handle);
+  return SQL_SUCCESS;
+}
+SQLRETURN SQLFreeStmt(SQLHSTMT, SQLUSMALLINT) { return SQL_SUCCESS; }
+SQLRETURN SQLSetEnvAttr(SQLHENV, SQLINTEGER, SQLPOINTER, SQLINTEGER) { return SQL_SUCCESS; }
+SQLRETURN SQLSetConnectAttrW(SQLHDBC, SQLINTEGER, SQLPOINTER, SQLINTEGER) { return SQL_SUCCESS; }
+SQLRETURN SQLDriverConnectW(SQLHDBC, SQLHWND, SQLWCHAR*, SQLSMALLINT, SQLWCHAR*, SQLSMALLINT, SQLSMALLINT*,
+                            SQLUSMALLINT) {
+  return SQL_SUCCESS;
+}
+SQLRETURN SQLDisconnect(SQLHDBC) { return SQL_SUCCESS; }
+SQLRETURN SQLGetInfoW(SQLHDBC, SQLUSMALLINT, SQLPOINTER value, SQLSMALLINT, SQLSMALLINT*) {
+  if (value != nullptr) CopyWide(static_cast<SQLWCHAR*>(value), u"x");
+  return SQL_SUCCESS;
+}
+SQLRETURN SQLExecDirectW(SQLHSTMT, SQLWCHAR*, SQLINTEGER) { return SQL_SUCCESS; }
+SQLRETURN SQLNumResultCols(SQLHSTMT, SQLSMALLINT* count) {
+  *count = 1;
+  return SQL_SUCCESS;
+}
+SQLRETURN SQLDescribeColW(SQLHSTMT, SQLUSMALLINT, SQLWCHAR* name, SQLSMALLINT, SQLSMALLINT* length,
+                          SQLSMALLINT* type, SQLULEN* size, SQLSMALLINT* digits, SQLSMALLINT* nullable) {
+  CopyWide(name, u"Menge");
+  *length = 5;
+  *type = SQL_INTEGER;
+  *size = 10;
+  *digits = 0;
+  *nullable = SQL_NULLABLE;
+  return SQL_SUCCESS;
+}
+SQLRETURN SQLColAttributeW(SQLHSTMT, SQLUSMALLINT, SQLUSMALLINT, SQLPOINTER text, SQLSMALLINT,
+                           SQLSMALLINT* length, SQLLEN*) {
+  if (text != nullptr) CopyWide(static_cast<SQLWCHAR*>(text), u"int");
+  if (length != nullptr) *length = 6;
+  return SQL_SUCCESS;
+}
+SQLRETURN SQLSetStmtAttrW(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER) {
+  auto& statement = *static_cast<Statement*>(handle);
+  if (attribute == SQL_ATTR_ROW_ARRAY_SIZE) statement.block = reinterpret_cast<SQLULEN>(value);
+  if (attribute == SQL_ATTR_ROWS_FETCHED_PTR) statement.fetched = static_cast<SQLULEN*>(value);
+  if (attribute == SQL_ATTR_ROW_STATUS_PTR) statement.states = static_cast<SQLUSMALLINT*>(value);
+  return SQL_SUCCESS;
+}
+SQLRETURN SQLBindCol(SQLHSTMT handle, SQLUSMALLINT, SQLSMALLINT, SQLPOINTER cells, SQLLEN, SQLLEN* lengths) {
+  auto& statement = *static_cast<Statement*>(handle);
+  statement.cells = static_cast<std::int64_t*>(cells);
+  statement.lengths = lengths;
+  return SQL_SUCCESS;
+}
+SQLRETURN SQLFetch(SQLHSTMT handle) {
+  auto& statement = *static_cast<Statement*>(handle);
+  const SQLULEN count = std::min(statement.block, kRows + 1 - statement.next);
+  if (count == 0) return SQL_NO_DATA;
+  statement.failed_row = 0;
+  for (SQLULEN row = 0; row < count; ++row, ++statement.next) {
+    const bool fails = statement.next == kFailing;
+    if (statement.states != nullptr) statement.states[row] = fails ? SQL_ROW_ERROR : SQL_ROW_SUCCESS;
+    if (fails) statement.failed_row = static_cast<SQLLEN>(row + 1);
+    if (fails || statement.cells == nullptr) continue;
+    statement.cells[row] = static_cast<std::int64_t>(statement.next * 10);
+    statement.lengths[row] = sizeof(std::int64_t);
+  }
+  if (statement.fetched != nullptr) *statement.fetched = count;
+  return statement.failed_row != 0 ? SQL_SUCCESS_WITH_INFO : SQL_SUCCESS;
+}
+SQLRETURN SQLGetDiagRecW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, SQLWCHAR* state,
+                         SQLINTEGER* native, SQLWCHAR* message, SQLSMALLINT, SQLSMALLINT* length) {
+  if (type != SQL_HANDLE_STMT || number != 1 || static_cast<Statement*>(handle)->failed_row == 0)
+    return SQL_NO_DATA;
+  CopyWide(state, u"22003");
+  CopyWide(message, u"[Stand-in]Numeric value out of range");
+  if (native != nullptr) *native = 0;
+  if (length != nullptr) *length = 36;
+  return SQL_SUCCESS;
+}
+SQLRETURN SQLGetDiagFieldW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, SQLSMALLINT field,
+                           SQLPOINTER value, SQLSMALLINT, SQLSMALLINT*) {
+  if (type != SQL_HANDLE_STMT || number > 1) return SQL_NO_DATA;
+  if (field == SQL_DIAG_ROW_NUMBER) *static_cast<SQLLEN*>(value) = static_cast<Statement*>(handle)->failed_row;
+  if (field == SQL_DIAG_COLUMN_NUMBER) *static_cast<SQLINTEGER*>(value) = 1;
+  return SQL_SUCCESS;
+}
+
+}  // extern "C"
