@@ -34,7 +34,7 @@ constexpr std::array<Begins, 256> kBegins = [] {
   begins['['] = Begins::kBracketName;
   begins['-'] = Begins::kLineComment;
   begins['/'] = Begins::kComment;
-  for (const unsigned char c : {'?', ':', '@', '$', '\0'}) begins[c] = Begins::kParameter;
+  for (const char c : {'?', ':', '@', '$', '\0'}) begins[static_cast<unsigned char>(c)] = Begins::kParameter;
   return begins;
 }();
 
