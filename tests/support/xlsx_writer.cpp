@@ -51,7 +51,7 @@ std::string Deflated(const std::string& bytes) {
 
 std::string Number(std::uint64_t number, int bytes) {
   std::string text;
-  for (int i = 0; i < bytes; ++i) text += static_cast<char>(number >> (8 * i) & 0xFF);
+  for (int i = 0; i < bytes; ++i, number >>= 8) text += static_cast<char>(number & 0xFF);
   return text;
 }
 
