@@ -47,11 +47,20 @@ def fill_sqlite(path, rows):
         data.executemany("INSERT INTO Kunden VALUES (?, ?, ?, ?, ?, ?, ?)", values)
 
 
-def run_import(bin_folder, folder, url, file, duplicates):
+# What an import does beside storing the records, and whether its host keeps an address index (the setting
+# Doubletindex of the sample host).
+IMPORTS = (("without address index", False, False), ("with address index", True, False),
+           ("with duplicate check", True, True))
+
+
+def run_import(bin_folder, folder, url, file, keeps_index, duplicates):
     """Records a second of a whole import into an empty host, the program's start included."""
     host = Path(folder) / "host"
     program = os.path.join(bin_folder, "kestrel-import")
     subprocess.run([program, "init", host, "--host", url], check=True, stdout=subprocess.DEVNULL)
+    if not keeps_index:
+        subprocess.run([os.path.join(bin_folder, "server_sources_bench"), "execute", url,
+                        "UPDATE Einstellungen SET Wert = '0' WHERE Name = 'Doubletindex'"], check=True)
     assignments = ["%s=FIELD:%s" % pair for pair in ASSIGNMENTS.items()]
     assignments += ["%s=CONST:%s" % pair for pair in CONSTANTS.items()]
     text = SPECIFICATION.format(name="Messung", file=file, assignments="\n".join(assignments),
@@ -73,7 +82,7 @@ def measure_runs(bin_folder, program, server_url, folder, records, rounds):
     with open(file, "wb") as target:
         subprocess.run([os.path.join(bin_folder, "generate_addresses"), str(records)], stdout=target, check=True)
     serial = 0
-    for duplicates in (False, True):
+    for name, keeps_index, duplicates in IMPORTS:
         ratios = []
         for _ in range(rounds):
             before = subprocess.run([program, "insert", server_url, "20000"], check=True, capture_output=True, text=True)
@@ -82,10 +91,10 @@ def measure_runs(bin_folder, program, server_url, folder, records, rounds):
             database = "messung%d" % serial
             subprocess.run([program, "execute", server_url, "CREATE DATABASE " + database], check=True)
             url = server_url.rsplit("/", 1)[0] + "/" + database
-            rate = run_import(bin_folder, folder, url, file, duplicates)
+            rate = run_import(bin_folder, folder, url, file, keeps_index, duplicates)
             ratios.append(rate / committed)
-            print("run %s duplicate check: %.0f records a second, committed inserts of one round trip each %.0f"
-                  " = %.1f x" % ("with" if duplicates else "without", rate, committed, ratios[-1]), flush=True)
+            print("run %s: %.0f records a second, committed inserts of one round trip each %.0f = %.1f x"
+                  % (name, rate, committed, ratios[-1]), flush=True)
         print("    middle of %d rounds: %.1f x" % (rounds, sorted(ratios)[rounds // 2]), flush=True)
 
 

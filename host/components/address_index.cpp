@@ -24,10 +24,12 @@ void AppendKeyText(std::string& text, const IndexedAddress& address) {
   text.append("|").append(address.group);
 }
 
-AddressIndex::AddressIndex(Connection& connection, int address_type, std::shared_ptr<KeyMemory> keys)
+AddressIndex::AddressIndex(Connection& connection, int address_type, std::shared_ptr<KeyMemory> keys,
+                           Existing existing)
     : connection_(connection),
       settings_(Settings::Of(connection)),
       address_type_(address_type),
+      existing_(existing),
       keys_(std::move(keys)) {}
 
 bool AddressIndex::IsKept() { return settings_.Get(kGroup, "Doubletindex", "0") == "1"; }
@@ -39,10 +41,15 @@ Statement& AddressIndex::Prepare(std::int64_t number, const IndexedAddress& addr
         "Die Nummer " + std::to_string(number) + " ist für den Adressindex zu groß oder negativ.");
   }
   if (write_ == nullptr) {
-    write_ = connection_.Prepare(
+    std::string insert =
         "INSERT INTO Adressindex (AdressId, Adressart, Referenz, Doubletkey1, Doubletkey2, Doubletkey3) "
-        "VALUES (?, ?, ?, ?, ?, ?) ON CONFLICT (AdressId) DO UPDATE SET Doubletkey1 = excluded.Doubletkey1, "
-        "Doubletkey2 = excluded.Doubletkey2, Doubletkey3 = excluded.Doubletkey3");
+        "VALUES (?, ?, ?, ?, ?, ?)";
+    if (existing_ == Existing::kReplace) {
+      insert +=
+          " ON CONFLICT (AdressId) DO UPDATE SET Doubletkey1 = excluded.Doubletkey1, "
+          "Doubletkey2 = excluded.Doubletkey2, Doubletkey3 = excluded.Doubletkey3";
+    }
+    write_ = connection_.Prepare(insert);
   }
   key_text_.clear();
   AppendKeyText(key_text_, address);

@@ -32,12 +32,16 @@ void AppendKeyText(std::string& text, const IndexedAddress& address);
 
 class AddressIndex {
  public:
+  // What becomes of a row that the address has already. To refuse it is cheaper for servers.
+  enum class Existing { kReplace, kRefuse };
+
   // `connection` outlives this object. `address_type`: one bit, 1 to 32.
-  AddressIndex(Connection& connection, int address_type, std::shared_ptr<KeyMemory> keys);
+  AddressIndex(Connection& connection, int address_type, std::shared_ptr<KeyMemory> keys,
+               Existing existing = Existing::kReplace);
 
   // Whether the host keeps the index: setting "Doubletindex" of "Adressindex".
   bool IsKept();
-  // Adds or replaces the row of an address by one statement. Prepare raises error 5 for a number that is
+  // Adds the row of an address, or replaces it, by one statement. Prepare raises error 5 for a number that is
   // negative or too large for AdressId or an unknown algorithm, and 3000 from the database; what it returns is
   // then to be executed.
   Statement& Prepare(std::int64_t number, const IndexedAddress& address);
@@ -47,6 +51,7 @@ class AddressIndex {
   Connection& connection_;
   Settings& settings_;
   int address_type_;
+  Existing existing_;
   std::shared_ptr<KeyMemory> keys_;
   std::unique_ptr<Statement> write_;
   std::string key_text_;

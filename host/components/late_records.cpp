@@ -16,7 +16,10 @@ LateRecords::LateRecords(Connection& connection, const Destination& destination,
       // A number that is taken is an error here.
       insert_(connection.Prepare(InsertText(destination))),
       records_(kMost) {
-  if (destination.address_type != 0) index_.emplace(connection, destination.address_type, keys);
+  // So is an index row that is left of an address whose number is free.
+  if (destination.address_type != 0) {
+    index_.emplace(connection, destination.address_type, keys, AddressIndex::Existing::kRefuse);
+  }
 }
 
 LateRecords::~LateRecords() {
