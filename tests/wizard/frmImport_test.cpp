@@ -100,7 +100,7 @@ TEST_F(RunWindowTest, LabelAndBarFollowTheRecordsAtTheDisplaysPace) {
   std::vector<int> shown;
   std::vector<double> percents;
   import_class->Method("ImportRecord", [&](std::span<Argument>) {
-    QTest::qSleep(30);  // longer than the display takes for a picture
+    QTest::qSleep(60);  // longer than from one picture to the next
     int record = -1;
     std::sscanf(Info().c_str(), "Importiere Datensatz %d von 8", &record);
     shown.push_back(record);
