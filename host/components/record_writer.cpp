@@ -204,9 +204,13 @@ void RecordWriter::Store(const Recordset& record, const std::vector<std::size_t>
                          "Das Pflichtfeld '" + destination_.fields[i].name + "' ist leer.");
     }
   }
+  if (late_ == nullptr) {
+    StoreNow(values_);
+    return;
+  }
   // Late records may be stored again at any time, and share everything but values_ and dates_ with this one.
   const std::lock_guard lock(connection_.CallMutex());
-  if (late_ != nullptr && new_in_a_row_ >= kNewAgain) {
+  if (new_in_a_row_ >= kNewAgain) {
     StoreLater();
     return;
   }

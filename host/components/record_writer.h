@@ -40,6 +40,8 @@ class RecordWriter {
   // A record may also fail later, which LateErrors() tells.
   void Store(const Recordset& record, const std::vector<std::size_t>& columns);
 
+  // Whether LateErrors() can ever hold one: not where every record is waited for.
+  bool CanFailLate() const { return late_ != nullptr; }
   // The errors of earlier records that are not told yet, in the order of the records.
   std::deque<RuntimeError>& LateErrors() { return late_errors_; }
 

@@ -142,7 +142,7 @@ void TableImporter::ImportRecord(const Value& record) {
 }
 
 void TableImporter::TellLateError() {
-  if (writer_ == nullptr) return;
+  if (writer_ == nullptr || !writer_->CanFailLate()) return;
   const std::lock_guard lock(OpenConnection().CallMutex());
   std::deque<RuntimeError>& late = writer_->LateErrors();
   if (late.empty()) return;

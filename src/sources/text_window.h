@@ -15,6 +15,7 @@
 
 #include "platform/base/file_buffer.h"
 #include "platform/base/input_file.h"
+#include "sources/text_lines.h"
 
 namespace kestrel {
 
@@ -49,7 +50,7 @@ class TextWindow {
 
   // Small enough that what was just read is still in the cache when it is looked at.
   static constexpr std::size_t kWindowSize = std::size_t{256} << 10;
-  static constexpr std::size_t kPadding = 64;
+  static constexpr std::size_t kPadding = LineScanner::kPadding;
 
  private:
   // A line end behind the last byte, and the padding.
