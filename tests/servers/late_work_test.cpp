@@ -1,9 +1,8 @@
 // Statements sent to PostgreSQL without waiting for their answers.
 #include <gmock/gmock.h>
 
-#include "platform/data/open_connection.h"
+#include "servers/postgres_fixture.h"
 #include "support/expect_error.h"
-#include "support/postgres_server.h"
 
 namespace kestrel {
 namespace {
@@ -11,20 +10,15 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using testing::PostgresServer;
 
-class LateWorkOnPostgres : public ::testing::Test {
+class LateWorkOnPostgres : public testing::PostgresTest {
  protected:
   void SetUp() override {
-    const std::string reason = PostgresServer::WhyNot();
-    if (!reason.empty()) GTEST_SKIP() << reason;
-    database = PostgresServer::Shared().NewDatabase();
-    connection = Connect();
+    PostgresTest::SetUp();
+    if (IsSkipped()) return;
     connection->Execute("CREATE TABLE t (a int PRIMARY KEY CHECK (a > 0))");
     insert = connection->Prepare("INSERT INTO t VALUES (?)");
   }
-  ConnectionPtr Connect() { return OpenConnection(PostgresServer::Shared().ConnectionString(database)); }
-  std::string Text(std::string_view sql) { return std::string(connection->OpenRecordset(sql)->TextAt(0)); }
   void EndAllOtherSessions() {
     Connect()->OpenRecordset("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = '" +
                              database + "' AND pid <> pg_backend_pid()");
@@ -63,8 +57,6 @@ class LateWorkOnPostgres : public ::testing::Test {
     std::unique_ptr<Statement> again_;
   };
 
-  std::string database;
-  ConnectionPtr connection;
   std::unique_ptr<Statement> insert;
 };
 

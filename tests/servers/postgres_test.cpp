@@ -7,6 +7,7 @@
 #include "platform/data/connection_contract.h"
 #include "platform/data/open_connection.h"
 #include "platform/data/providers/postgres/parameter_text.h"
+#include "servers/postgres_fixture.h"
 #include "support/expect_error.h"
 #include "support/postgres_server.h"
 
@@ -73,21 +74,7 @@ testing::ContractSource OdbcContract() {
   return source;
 }
 
-class Postgres : public ::testing::Test {
- protected:
-  void SetUp() override {
-    const std::string reason = PostgresServer::WhyNot();
-    if (!reason.empty()) GTEST_SKIP() << reason;
-    database = PostgresServer::Shared().NewDatabase();
-    connection = Connect();
-  }
-  ConnectionPtr Connect() { return OpenConnection(PostgresServer::Shared().ConnectionString(database)); }
-  // The one value of a query.
-  std::string Text(std::string_view sql) { return std::string(connection->OpenRecordset(sql)->TextAt(0)); }
-
-  std::string database;
-  ConnectionPtr connection;
-};
+using Postgres = testing::PostgresTest;
 
 using PostgresOdbc = Postgres;
 
