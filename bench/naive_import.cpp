@@ -224,13 +224,22 @@ std::string Condensed(const std::string& text) {
   return condensed;
 }
 
-// Keys of at most twenty characters, as the column has.
+// A short key for a long text: nine hexadecimal digits of its hash, so that the keys are as long as those of
+// the sample host and two different addresses hardly ever share one.
+std::string ShortKey(const std::string& text) {
+  char key[16];
+  std::snprintf(key, sizeof key, "%09zx", std::hash<std::string>()(text) & 0xFFFFFFFFFU);
+  return key;
+}
+
+// The whole address, the names with the postcode, the first name with the street.
 std::vector<std::string> DuplicateKeys(const std::vector<std::string>& values) {
-  const std::string name = Condensed(values[1]);
+  const std::string first_name = Condensed(values[1]);
+  const std::string names = first_name + Condensed(values[2]) + Condensed(values[3]);
   const std::string street = Condensed(values[4]);
-  const std::string post_code = Condensed(values[6]);
-  return {(post_code + name + street).substr(0, 20), (name + post_code).substr(0, 20),
-          name.substr(0, 12) + street.substr(0, 8)};
+  const std::string& post_code = values[6];
+  return {ShortKey(names + '|' + post_code + '|' + Condensed(values[7]) + '|' + street),
+          ShortKey(names + '|' + post_code), ShortKey(first_name + '|' + street)};
 }
 
 // --- The import ---------------------------------------------------------------------------------
