@@ -17,6 +17,10 @@ void Connection::SettleCompanions() {
   for (const auto& [type, companion] : companions_) companion->Settle();
 }
 
+void Connection::TellCompanionsOfQuery() {
+  for (const auto& [type, companion] : companions_) companion->BeforeQuery();
+}
+
 void Connection::DropCompanions() {
   // Dropped even where settling fails, so that none outlives the connection.
   const auto leaving = std::exchange(companions_, {});

@@ -80,6 +80,8 @@ class Companion {
   virtual ~Companion() = default;
   // The connection is about to begin a transaction of its caller's, or to close: finish what is pending.
   virtual void Settle() {}
+  // The connection is about to run a query; told only where Connection::TellsQueries. Raises nothing.
+  virtual void BeforeQuery() {}
 };
 
 class Connection : public Object {
@@ -97,6 +99,9 @@ class Connection : public Object {
   // Waits for what ExecuteLater has sent and tells its sender. Every other call that is no query does so first;
   // a query sees what was sent before it. Raises nothing.
   virtual void FinishLateWork() {}
+
+  // Whether companions are told of every query before it runs, its statements' queries included.
+  virtual bool TellsQueries() const { return false; }
 
   // Transactions do not nest: Begin inside one is 3000. After a failed Commit the transaction is rolled back.
   virtual void Begin();
@@ -137,6 +142,8 @@ class Connection : public Object {
   const std::shared_ptr<std::recursive_mutex>& SharedCallMutex() const { return call_mutex_; }
   // Every provider's Begin calls this first.
   void SettleCompanions();
+  // What TellsQueries promises.
+  void TellCompanionsOfQuery();
   // Every provider's Close calls this first, and its destructor calls Close. Not while holding CallMutex(),
   // as a companion may wait for a thread that needs it.
   void DropCompanions();

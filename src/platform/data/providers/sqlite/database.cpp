@@ -46,9 +46,24 @@ Database::Database(const std::string& file, bool read_only, std::shared_ptr<std:
   Run("PRAGMA wal_autocheckpoint = 16384");
   Run("PRAGMA journal_size_limit = 268435456");
   Run("PRAGMA synchronous = NORMAL");
-  Run("PRAGMA cache_size = -262144");
+  SetCacheSize(kCacheKiB);
   Run("PRAGMA temp_store = MEMORY");
 }
+
+void Database::SetBeforeQuery(const void* owner, std::function<void()> before_query) {
+  DropBeforeQuery(owner);
+  before_query_.emplace_back(owner, std::move(before_query));
+}
+
+void Database::DropBeforeQuery(const void* owner) {
+  std::erase_if(before_query_, [owner](const auto& entry) { return entry.first == owner; });
+}
+
+void Database::TellOfQuery() const {
+  for (const auto& [owner, before_query] : before_query_) before_query();
+}
+
+Database::~Database() { TellOfQuery(); }
 
 void Database::Fail() const { Refuse(sqlite3_errmsg(handle_.get())); }
 
@@ -93,6 +108,11 @@ CompiledQueryPtr Database::Take(std::string_view key) {
 }
 
 CompiledQueryPtr Database::AcquireExactly(std::string_view sql) {
+  TellOfQuery();
+  return TakeOrCompile(sql);
+}
+
+CompiledQueryPtr Database::TakeOrCompile(std::string_view sql) {
   if (CompiledQueryPtr kept = Take(sql)) return kept;
   auto query = std::make_unique<CompiledQuery>();
   query->handle = Compile(sql, true);
@@ -101,7 +121,8 @@ CompiledQueryPtr Database::AcquireExactly(std::string_view sql) {
 }
 
 CompiledQueryPtr Database::Acquire(std::string_view sql) {
-  if (!template_.Make(sql)) return AcquireExactly(sql);
+  TellOfQuery();
+  if (!template_.Make(sql)) return TakeOrCompile(sql);
   CompiledQueryPtr query = Take(template_.Sql());
   if (query == nullptr) {
     query = std::make_unique<CompiledQuery>();
@@ -114,7 +135,7 @@ CompiledQueryPtr Database::Acquire(std::string_view sql) {
     query->handle.reset(made);
     if (result != SQLITE_OK || made == nullptr || tail != text.data() + text.size() ||
         static_cast<std::size_t>(sqlite3_bind_parameter_count(made)) != template_.LiteralCount()) {
-      return AcquireExactly(sql);
+      return TakeOrCompile(sql);
     }
     query->key = text;
   }

@@ -3,11 +3,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/data/literal_template.h"
@@ -49,6 +51,9 @@ class Database {
  public:
   // Opens or creates `file`. Error 3000 with SQLite's reason.
   Database(const std::string& file, bool read_only, std::shared_ptr<std::recursive_mutex> mutex);
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+  ~Database();
 
   sqlite3* Handle() const { return handle_.get(); }
   // Held during every call of SQLite's, also by statements and record sets.
@@ -66,19 +71,29 @@ class Database {
   // Keeps a query for the next one of its kind; at most 32 are kept, the longest unused one leaves.
   void Release(CompiledQueryPtr query);
   void DropKeptQueries();
+  // Has `before_query` called before a query is compiled or used again, and at the end of this object; raises
+  // nothing. One for each `owner`: a new one replaces the last.
+  void SetBeforeQuery(const void* owner, std::function<void()> before_query);
+  void DropBeforeQuery(const void* owner);
 
   // Error 3000 with the reason of the last failure.
   [[noreturn]] void Fail() const;
+  // The cache of pages, taken only as it is needed; kCacheKiB unless set. Error 3000.
+  static constexpr int kCacheKiB = 256 * 1024;
+  void SetCacheSize(int kib) const { Run(("PRAGMA cache_size = -" + std::to_string(kib)).c_str()); }
   // Runs a statement without result.
   void Run(const char* sql) const;
 
  private:
+  void TellOfQuery() const;
   CompiledQueryPtr Take(std::string_view key);
+  CompiledQueryPtr TakeOrCompile(std::string_view sql);
 
   std::shared_ptr<std::recursive_mutex> mutex_;
   std::unique_ptr<sqlite3, CloseHandle> handle_;
   std::list<CompiledQueryPtr> kept_;  // most recently used first
   LiteralTemplate template_;
+  std::vector<std::pair<const void*, std::function<void()>>> before_query_;
 };
 
 }  // namespace kestrel::sqlite

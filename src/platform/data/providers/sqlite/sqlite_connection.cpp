@@ -44,7 +44,9 @@ ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole) {
 }
 
 SqliteConnection::SqliteConnection(const std::string& file, bool read_only)
-    : database_(std::make_shared<Database>(file, read_only, SharedCallMutex())) {}
+    : database_(std::make_shared<Database>(file, read_only, SharedCallMutex())) {
+  database_->SetBeforeQuery(this, [this] { TellCompanionsOfQuery(); });
+}
 
 SqliteConnection::~SqliteConnection() {
   Trap([this] { Close(); }, [](const RuntimeError&) {});
@@ -138,6 +140,7 @@ void SqliteConnection::Close() {
   {
     // Record sets that are still open keep the file open, but no lock on it.
     const std::lock_guard lock(database_->Mutex());
+    database_->DropBeforeQuery(this);
     if (InTransaction()) Trap([this] { database_->Run("ROLLBACK"); }, [](const RuntimeError&) {});
     database_->DropKeptQueries();
   }
