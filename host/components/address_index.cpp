@@ -5,6 +5,7 @@
 
 #include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
+#include "schema/host_schema.h"
 
 namespace kestrel::host {
 
@@ -14,6 +15,11 @@ constexpr std::string_view kGroup = "Adressindex";
 constexpr std::array<std::string_view, 3> kAlgorithms = {"AlgorithmCode1", "AlgorithmCode2", "AlgorithmCode3"};
 constexpr std::int64_t kTypesPerNumber = 64;
 constexpr std::size_t kStartOfName = 15;
+// From so many addresses on an import is large.
+constexpr std::int64_t kMany = 16384;
+constexpr std::string_view kRow =
+    "Adressindex (Doubletkey1, Doubletkey2, Doubletkey3, AdressId, Adressart, Referenz) "
+    "VALUES (?, ?, ?, ?, ?, ?)";
 
 }  // namespace
 
@@ -24,48 +30,83 @@ void AppendKeyText(std::string& text, const IndexedAddress& address) {
   text.append("|").append(address.group);
 }
 
-AddressIndex::AddressIndex(Connection& connection, int address_type, std::shared_ptr<KeyMemory> keys,
-                           Existing existing)
+AddressIndex::AddressIndex(Connection& connection, int address_type, std::shared_ptr<KeyMemory> keys)
     : connection_(connection),
       settings_(Settings::Of(connection)),
       address_type_(address_type),
-      existing_(existing),
-      keys_(std::move(keys)) {}
+      keys_(std::move(keys)),
+      next_attempt_(kMany) {
+  MakeAddressIndexes(connection_);
+}
 
 bool AddressIndex::IsKept() { return settings_.Get(kGroup, "Doubletindex", "0") == "1"; }
 
-Statement& AddressIndex::Prepare(std::int64_t number, const IndexedAddress& address) {
+// The keys come first and the address's number fourth, in all statements.
+void AddressIndex::Bind(Statement& statement, std::int64_t number, const IndexedAddress& address) {
   if (number < 0 || number > INT64_MAX / kTypesPerNumber - 1) {
     throw RuntimeError(
         ErrorNumber::kInvalidProcedureCall,
         "Die Nummer " + std::to_string(number) + " ist für den Adressindex zu groß oder negativ.");
-  }
-  if (write_ == nullptr) {
-    std::string insert =
-        "INSERT INTO Adressindex (AdressId, Adressart, Referenz, Doubletkey1, Doubletkey2, Doubletkey3) "
-        "VALUES (?, ?, ?, ?, ?, ?)";
-    if (existing_ == Existing::kReplace) {
-      insert +=
-          " ON CONFLICT (AdressId) DO UPDATE SET Doubletkey1 = excluded.Doubletkey1, "
-          "Doubletkey2 = excluded.Doubletkey2, Doubletkey3 = excluded.Doubletkey3";
-    }
-    write_ = connection_.Prepare(insert);
   }
   key_text_.clear();
   AppendKeyText(key_text_, address);
   for (std::size_t i = 0; i < kAlgorithms.size(); ++i) {
     const std::string_view key = keys_->Build(settings_.Get(kGroup, kAlgorithms[i], "0"), key_text_);
     if (key.empty()) {
-      write_->BindNull(3 + i);
+      statement.BindNull(i);
     } else {
-      write_->BindText(3 + i, key);
+      statement.BindText(i, key);
     }
   }
+  statement.BindInteger(3, number * kTypesPerNumber + address_type_);
+}
+
+void AddressIndex::BindOwner(Statement& statement, std::int64_t number) {
   const char* const end = std::to_chars(reference_.data(), reference_.data() + reference_.size(), number).ptr;
-  write_->BindInteger(0, number * kTypesPerNumber + address_type_);
-  write_->BindInteger(1, address_type_);
-  write_->BindText(2, std::string_view(reference_.data(), static_cast<std::size_t>(end - reference_.data())));
-  return *write_;
+  statement.BindInteger(4, address_type_);
+  statement.BindText(5, std::string_view(reference_.data(), static_cast<std::size_t>(end - reference_.data())));
+}
+
+Statement& AddressIndex::PrepareNew(std::int64_t number, const IndexedAddress& address) {
+  if (add_ == nullptr) add_ = connection_.Prepare("INSERT INTO " + std::string(kRow));
+  Bind(*add_, number, address);
+  BindOwner(*add_, number);
+  return *add_;
+}
+
+void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {
+  DeferIndexesOfMany();
+  if (add_absent_ == nullptr) {
+    add_absent_ = connection_.Prepare(IsSqlite(connection_)
+                                          ? "INSERT OR IGNORE INTO " + std::string(kRow)
+                                          : "INSERT INTO " + std::string(kRow) + " ON CONFLICT DO NOTHING");
+  }
+  Bind(*add_absent_, number, address);
+  BindOwner(*add_absent_, number);
+  if (add_absent_->Execute() != 0) return;
+  if (update_ == nullptr) {
+    update_ = connection_.Prepare(
+        "UPDATE Adressindex SET Doubletkey1 = ?, Doubletkey2 = ?, Doubletkey3 = ? WHERE AdressId = ?");
+  }
+  Bind(*update_, number, address);
+  update_->Execute();
+}
+
+void AddressIndex::DeferIndexesOfMany() {
+  if (++written_ != next_attempt_) return;
+  // Where there are no more others than these; else it would not pay yet. The addresses can be written without
+  // it.
+  Trap([this] { deferred_ = connection_.DeferIndexes(kGroup, 2 * written_); }, [](const RuntimeError&) {});
+  if (deferred_ == nullptr) next_attempt_ *= 2;
+}
+
+void AddressIndex::Finish() {
+  const auto deferred = std::move(deferred_);
+  if (deferred == nullptr) return;
+  Trap([&] { deferred->Restore(); },
+       [](const RuntimeError& error) {
+         throw RuntimeError(error.Number(), error.Description() + " Der nächste Import holt es nach.");
+       });
 }
 
 }  // namespace kestrel::host

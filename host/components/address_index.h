@@ -3,6 +3,11 @@
 // One row an address. Its key AdressId is 64 times the address's number plus the address type, which is one
 // bit below 64: unique, ascending with the numbers, and found without an index of its own. A key that an
 // address does not have is stored as null, so that nothing equals it.
+//
+// Keys are random, so that with every new address three pages anywhere in the indexes change, more than fit
+// into the processor's caches and all of them once more with each commit. A large import therefore leaves the
+// indexes to memory (Connection::DeferIndexes) as soon as it has added as many addresses as there were, and
+// writes them at its end.
 #pragma once
 
 #include <array>
@@ -32,30 +37,39 @@ void AppendKeyText(std::string& text, const IndexedAddress& address);
 
 class AddressIndex {
  public:
-  // What becomes of a row that the address has already. To refuse it is cheaper for servers.
-  enum class Existing { kReplace, kRefuse };
-
-  // `connection` outlives this object. `address_type`: one bit, 1 to 32.
-  AddressIndex(Connection& connection, int address_type, std::shared_ptr<KeyMemory> keys,
-               Existing existing = Existing::kReplace);
+  // `connection` outlives this object. `address_type`: one bit, 1 to 32. Makes the indexes of the table where
+  // an import that broke off has left it without them. Error 3000.
+  AddressIndex(Connection& connection, int address_type, std::shared_ptr<KeyMemory> keys);
 
   // Whether the host keeps the index: setting "Doubletindex" of "Adressindex".
   bool IsKept();
-  // Adds the row of an address, or replaces it, by one statement. Prepare raises error 5 for a number that is
-  // negative or too large for AdressId or an unknown algorithm, and 3000 from the database; what it returns is
-  // then to be executed.
-  Statement& Prepare(std::int64_t number, const IndexedAddress& address);
-  void Write(std::int64_t number, const IndexedAddress& address) { Prepare(number, address).Execute(); }
+  // Adds the row of an address, or replaces it. Raises error 5 for a number that is negative or too large for
+  // AdressId or an unknown algorithm, and 3000 from the database.
+  void Write(std::int64_t number, const IndexedAddress& address);
+  // The statement that adds the row of an address, to be executed; it fails where the address has one already.
+  // Errors as of Write.
+  Statement& PrepareNew(std::int64_t number, const IndexedAddress& address);
+  // Writes the indexes of the table that are still in memory. Error 3000.
+  void Finish();
 
  private:
+  void Bind(Statement& statement, std::int64_t number, const IndexedAddress& address);
+  void BindOwner(Statement& statement, std::int64_t number);
+  void DeferIndexesOfMany();
+
   Connection& connection_;
   Settings& settings_;
   int address_type_;
-  Existing existing_;
   std::shared_ptr<KeyMemory> keys_;
-  std::unique_ptr<Statement> write_;
+  std::unique_ptr<Statement> add_;
+  std::unique_ptr<Statement> add_absent_;
+  std::unique_ptr<Statement> update_;
   std::string key_text_;
   std::array<char, 24> reference_{};
+
+  std::int64_t written_ = 0;
+  std::int64_t next_attempt_;
+  std::unique_ptr<DeferredIndexes> deferred_;
 };
 
 }  // namespace kestrel::host

@@ -18,7 +18,7 @@ LateRecords::LateRecords(Connection& connection, const Destination& destination,
       records_(kMost) {
   // So is an index row that is left of an address whose number is free.
   if (destination.address_type != 0) {
-    index_.emplace(connection, destination.address_type, keys, AddressIndex::Existing::kRefuse);
+    index_.emplace(connection, destination.address_type, keys);
   }
 }
 
@@ -33,7 +33,7 @@ void LateRecords::MakeRoom() {
 
 void LateRecords::Send(const RecordValues& values, std::int64_t number, const IndexedAddress& address) {
   // What may fail comes before the first statement is sent.
-  Statement* const write_index = index_ && index_->IsKept() ? &index_->Prepare(number, address) : nullptr;
+  Statement* const write_index = index_ && index_->IsKept() ? &index_->PrepareNew(number, address) : nullptr;
   for (std::size_t i = 0; i < values.size(); ++i) Bind(*insert_, i, values[i]);
   insert_->BindInteger(destination_.number_field, number);
   insert_->ExecuteLater(*this);

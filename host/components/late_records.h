@@ -41,7 +41,7 @@ class LateRecords final : private LateWork {
   // called before each Send, outside of GroupedWrites::Store.
   void MakeRoom();
   // Sends a record inside a GroupedWrites::Store. `number` is what `values` has, or the next free one. Errors:
-  // those of AddressIndex::Prepare, and 3000 where nothing can be sent.
+  // those of AddressIndex::PrepareNew, and 3000 where nothing can be sent.
   void Send(const RecordValues& values, std::int64_t number, const IndexedAddress& address);
 
  private:

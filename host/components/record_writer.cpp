@@ -218,4 +218,8 @@ void RecordWriter::Store(const Recordset& record, const std::vector<std::size_t>
   StoreNow(values_);
 }
 
+void RecordWriter::Finish() {
+  if (index_) index_->Finish();
+}
+
 }  // namespace kestrel::host

@@ -154,14 +154,19 @@ void TableImporter::TellLateError() {
 
 bool TableImporter::NextLateError() {
   Guard([this] {
-    if (connection_ != nullptr) GroupedWrites::Of(OpenConnection()).Settle();
+    if (connection_ != nullptr) Finish();
   });
   TellLateError();
   return error_code_ != 0;
 }
 
+void TableImporter::Finish() {
+  GroupedWrites::Of(OpenConnection()).Settle();
+  if (writer_ != nullptr) writer_->Finish();
+}
+
 void TableImporter::AfterImport() {
-  Guard([this] { GroupedWrites::Of(OpenConnection()).Settle(); });
+  Guard([this] { Finish(); });
 }
 
 }  // namespace kestrel::host

@@ -42,11 +42,11 @@ class TableImporter final : public BoundObject<TableImporter> {
   // One record set for all records, its row emptied.
   ObjectPtr GetNewRecord();
   void ImportRecord(const Value& record);
-  // Commits what is still open, and sets ErrorCode to the next error that belongs to a record handed over
+  // As AfterImport, and sets ErrorCode to the next error that belongs to a record handed over
   // before and was not told yet; whether there is one. Records are stored without waiting for the database, so
   // that an error may come to light later; ImportRecord tells those of earlier records first, one a call.
   bool NextLateError();
-  // Commits what is still open.
+  // Commits what is still open and writes what of the address index is still in memory.
   void AfterImport();
   std::int64_t ErrorCode() const { return error_code_; }
   const std::string& ErrorDescription() const { return error_description_; }
@@ -59,6 +59,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   // Which field each column of a record belongs to; error 3265 for a column that is none.
   std::vector<std::size_t> ColumnsOf(const Recordset& record);
   void TellLateError();
+  void Finish();
   void Forget();
 
   std::string prog_id_;

@@ -35,9 +35,6 @@ constexpr const char* kTables[] = {
   Doubletkey1 VARCHAR(20),
   Doubletkey2 VARCHAR(20),
   Doubletkey3 VARCHAR(20)))",
-    "CREATE INDEX IF NOT EXISTS Adressindex1 ON Adressindex (Doubletkey1)",
-    "CREATE INDEX IF NOT EXISTS Adressindex2 ON Adressindex (Doubletkey2)",
-    "CREATE INDEX IF NOT EXISTS Adressindex3 ON Adressindex (Doubletkey3)",
     R"(CREATE TABLE IF NOT EXISTS Protokoll (
   ProtokollNr %KEY%,
   Titel VARCHAR(100) NOT NULL,
@@ -72,6 +69,12 @@ constexpr const char* kTables[] = {
   DateField BOOLEAN NOT NULL,
   Spalte VARCHAR(50) NOT NULL,
   PRIMARY KEY (ProgID, FieldName)))",
+};
+
+constexpr const char* kAddressIndexes[] = {
+    "CREATE INDEX IF NOT EXISTS %SCHEMA%Adressindex1 ON Adressindex (Doubletkey1)",
+    "CREATE INDEX IF NOT EXISTS %SCHEMA%Adressindex2 ON Adressindex (Doubletkey2)",
+    "CREATE INDEX IF NOT EXISTS %SCHEMA%Adressindex3 ON Adressindex (Doubletkey3)",
 };
 
 // The three address tables differ in number, group and date.
@@ -115,12 +118,19 @@ constexpr const char* kRows[] = {
 };
 
 std::string WithKeyType(const Connection& connection, std::string_view sql) {
-  const bool sqlite = connection.ProviderName() == "sqlite";
-  return ReplaceAll(sql, "%KEY%", sqlite ? "INTEGER PRIMARY KEY" : "BIGINT NOT NULL PRIMARY KEY");
+  return ReplaceAll(sql, "%KEY%", IsSqlite(connection) ? "INTEGER PRIMARY KEY" : "BIGINT NOT NULL PRIMARY KEY");
+}
+
+void ExecuteIndexes(Connection& connection) {
+  for (const char* sql : kAddressIndexes) {
+    // Its tables may have a temporary one of their name before them.
+    connection.Execute(ReplaceAll(sql, "%SCHEMA%", IsSqlite(connection) ? "main." : ""));
+  }
 }
 
 void CreateTables(Connection& connection) {
   for (const char* sql : kTables) connection.Execute(WithKeyType(connection, sql));
+  ExecuteIndexes(connection);
   for (const DefaultDestination& destination : kDefaultDestinations) {
     std::string sql = ReplaceAll(kAddressTable, "%TABLE%", destination.table);
     sql = ReplaceAll(sql, "%NUMBER%", destination.number_field);
@@ -131,6 +141,12 @@ void CreateTables(Connection& connection) {
 }
 
 }  // namespace
+
+bool IsSqlite(const Connection& connection) { return connection.ProviderName() == "sqlite"; }
+
+void MakeAddressIndexes(Connection& connection) {
+  if (IsSqlite(connection)) ExecuteIndexes(connection);
+}
 
 void InitialiseHostDatabase(Connection& connection) {
   connection.Begin();

@@ -19,4 +19,11 @@ namespace kestrel::host {
 // settings and one user. What exists already stays as it is. One transaction; error 3000.
 void InitialiseHostDatabase(Connection& connection);
 
+// Whether this database is SQLite; the statements for the other one differ here and there.
+bool IsSqlite(const Connection& connection);
+
+// Makes the indexes of table Adressindex where a large import that broke off has left it without them; on
+// servers that cannot happen. Error 3000, also where the table is missing.
+void MakeAddressIndexes(Connection& connection);
+
 }  // namespace kestrel::host

@@ -106,4 +106,91 @@ TEST_F(AddressIndex, LaterRecordsFindEarlierOnesOfTheSameRun) {
                    ->IsEof());
 }
 
+// From so many addresses on the indexes of the keys wait for the end of the import.
+class LargeImport : public AddressIndex {
+ protected:
+  void SetUp() override {
+    AddressIndex::SetUp();
+    if (OnPostgres()) GTEST_SKIP() << "Nur in SQLite bleiben die Indizes im Speicher.";
+  }
+  // Addresses with the numbers from `first` on.
+  void ImportMany(const ObjectPtr& importer, int first, int count) {
+    for (int number = first; number < first + count; ++number) {
+      const std::string text = std::to_string(number);
+      const std::string name = "Firma " + text;
+      const std::string error =
+          Import(importer, {{importer == prospects ? "Interessentennummer" : "KundenNummer", text.c_str()},
+                            {"Bez1", name.c_str()},
+                            {"PLZ", "50667"}});
+      ASSERT_EQ(error, "") << number;
+    }
+  }
+  std::int64_t IndexesInTheFile() {
+    return OpenConnection(file)
+        ->OpenRecordset("SELECT name FROM sqlite_schema WHERE type = 'index' AND name LIKE 'Adressindex_'")
+        ->RecordCount();
+  }
+  std::vector<std::string> Look(const std::string& name) {
+    return Rows(
+        "SELECT Adressart, Referenz FROM Adressindex where  (Adressart = 1 Or Adressart = 8)  and ( "
+        "Doubletkey1 = '" +
+        Key("1", ("50667|||" + name + "|" + name + "||||").c_str()) + "'  OR  Doubletkey2 = 'nie' )");
+  }
+
+  static constexpr int kMany = 16384;
+  const ObjectPtr customers = Importer();
+  const ObjectPtr prospects = Importer("ksbimport.importinteressenten");
+};
+
+TEST_F(LargeImport, KeepsTheIndexesInMemoryAndWritesThemAtItsEnd) {
+  ImportMany(customers, 1, kMany - 1);
+  EXPECT_EQ(IndexesInTheFile(), 3);
+  ImportMany(customers, kMany, 2000);
+  GroupedWrites::Of(*connection).Settle();
+  EXPECT_EQ(IndexesInTheFile(), 0);
+  for (const int number : {1, kMany - 1, kMany, kMany + 1, kMany + 1999}) {
+    EXPECT_THAT(Look("Firma " + std::to_string(number)), ElementsAre("1|" + std::to_string(number)));
+  }
+  EXPECT_THAT(Look("Firma 99999"), IsEmpty());
+  CallMethod(customers, "AfterImport");
+  EXPECT_EQ(GetProperty(customers, "ErrorCode"), Value(0));
+  EXPECT_EQ(IndexesInTheFile(), 3);
+  EXPECT_THAT(Look("Firma " + std::to_string(kMany + 1)), ElementsAre("1|" + std::to_string(kMany + 1)));
+  EXPECT_THAT(Rows("SELECT * FROM pragma_integrity_check"), ElementsAre("ok"));
+}
+
+TEST_F(LargeImport, MayUpdateItsAddressesAndShareTheConnectionWithAnother) {
+  ImportMany(customers, 1, kMany + 10);
+  ImportMany(prospects, 5, 20);
+  EXPECT_THAT(Look("Firma 7"), ElementsAre("1|7", "8|7"));
+  EXPECT_EQ(Import(customers, {{"KundenNummer", "7"}, {"Bez1", "Meyer"}}), "");
+  EXPECT_THAT(Look("Firma 7"), ElementsAre("8|7"));
+  EXPECT_THAT(Look("Meyer"), ElementsAre("1|7"));
+  for (const ObjectPtr& importer : {prospects, customers}) {
+    CallMethod(importer, "AfterImport");
+    EXPECT_EQ(GetProperty(importer, "ErrorCode"), Value(0));
+  }
+  EXPECT_EQ(IndexesInTheFile(), 3);
+  EXPECT_THAT(Look("Firma 7"), ElementsAre("8|7"));
+  EXPECT_THAT(Look("Meyer"), ElementsAre("1|7"));
+}
+
+TEST_F(LargeImport, LeavesTheIndexesOfAFarLargerTableAlone) {
+  connection->Execute(
+      "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 40000) "
+      "INSERT INTO Adressindex SELECT -i, 32, i, 'k' || i, NULL, NULL FROM n");
+  ImportMany(customers, 1, kMany + 10);
+  EXPECT_EQ(IndexesInTheFile(), 3);
+}
+
+TEST_F(LargeImport, ThatBrokeOffIsMadeUpForByTheNextOne) {
+  for (const char* index : {"Adressindex1", "Adressindex3"})
+    connection->Execute(std::string("DROP INDEX ") + index);
+  EXPECT_EQ(IndexesInTheFile(), 1);
+  Value cancel(false);
+  CallMethod(customers, "BeforeImport", ByRef(cancel));
+  EXPECT_EQ(GetProperty(customers, "ErrorCode"), Value(0));
+  EXPECT_EQ(IndexesInTheFile(), 3);
+}
+
 }  // namespace kestrel

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/base/text.h"
+#include "platform/data/providers/sqlite/sqlite_deferred_indexes.h"
 #include "platform/data/providers/sqlite/sqlite_provider.h"
 #include "platform/data/providers/sqlite/sqlite_recordset.h"
 #include "platform/data/providers/sqlite/sqlite_statement.h"
@@ -73,6 +74,13 @@ RecordsetPtr SqliteConnection::OpenRecordset(std::string_view sql) {
 std::unique_ptr<Statement> SqliteConnection::Prepare(std::string_view sql) {
   const std::lock_guard lock(Open().Mutex());
   return std::make_unique<SqliteStatement>(database_, sql);
+}
+
+std::unique_ptr<DeferredIndexes> SqliteConnection::DeferIndexes(std::string_view table,
+                                                                std::int64_t most_rows) {
+  Database& database = Open();
+  const std::lock_guard lock(database.Mutex());
+  return SqliteDeferredIndexes::Make(database_, table, most_rows);
 }
 
 void SqliteConnection::Begin() {
