@@ -1,7 +1,10 @@
 #include "components/log_component.h"
 
+#include <mutex>
+#include <utility>
+
 #include "platform/base/date.h"
-#include "platform/data/grouped_writes.h"
+#include "schema/host_schema.h"
 
 namespace kestrel::host {
 
@@ -16,6 +19,15 @@ std::string IsoDate(std::string_view text) {
   if (!date) return std::string(text);
   const std::string digits = FormatStoredDate(*date);
   return digits.substr(0, 4) + "-" + digits.substr(4, 2) + "-" + digits.substr(6, 2);
+}
+
+// For so many rows; several are for SQLite, which could undo a statement that fails half way only by copying
+// every page it touches.
+std::string InsertText(std::size_t rows) {
+  std::string sql = rows == 1 ? "INSERT" : "INSERT OR FAIL";
+  sql += " INTO Protokollzeilen (ZeilenNr, ProtokollNr, Spalte0, Spalte1, Spalte2) VALUES ";
+  for (std::size_t i = 0; i < rows; ++i) sql += i == 0 ? "(?, ?, ?, ?, ?)" : ", (?, ?, ?, ?, ?)";
+  return sql;
 }
 
 }  // namespace
@@ -37,8 +49,13 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
   const auto insert = database.Prepare(
       "INSERT INTO Protokoll (ProtokollNr, Titel, Benutzer, Liste, Datum, Beschreibung, Datei, Quelle, Klasse) "
       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
-  auto insert_row = database.Prepare(
-      "INSERT INTO Protokollzeilen (ZeilenNr, ProtokollNr, Spalte0, Spalte1, Spalte2) VALUES (?, ?, ?, ?, ?)");
+  decltype(inserts_) inserts;
+  inserts.emplace(1, database.Prepare(InsertText(1)));
+  if (IsSqlite(database)) {
+    for (const std::size_t rows : {kMostKeptBack, std::size_t{4}}) {
+      inserts.emplace(rows, database.Prepare(InsertText(rows)));
+    }
+  }
   const std::string iso_date = IsoDate(date);
   const std::string class_name = log_class.value_or(std::string());
   const std::string_view texts[] = {title, user, list, iso_date, description, file, source, class_name};
@@ -50,8 +67,9 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
     for (std::size_t i = 0; i < std::size(texts); ++i) insert->BindText(i + 1, texts[i]);
     insert->Execute();
   });
+  Flush();
   connection_ = object;
-  insert_row_ = std::move(insert_row);
+  inserts_ = std::move(inserts);
   number_ = number;
   row_number_ = 0;
   in_row_ = false;
@@ -60,7 +78,7 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
 
 void LogComponent::AddNewRecord() {
   if (connection_ == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
-  set_.fill(false);
+  row_.set.fill(false);
   in_row_ = true;
 }
 
@@ -70,25 +88,53 @@ void LogComponent::SetField(std::int64_t kind, std::int64_t column, std::string_
     throw RuntimeError(ErrorNumber::kSubscriptOutOfRange);
   }
   const auto index = static_cast<std::size_t>(column);
-  texts_[index] = text;
-  set_[index] = true;
+  row_.texts[index] = text;
+  row_.set[index] = true;
 }
 
 void LogComponent::UpdateRecord() {
   if (!in_row_) throw RuntimeError(ErrorNumber::kInvalidProcedureCall);
   in_row_ = false;
-  GroupedWrites::Of(RequireConnection(connection_)).Store(GroupedWrites::Record::kOneStatement, [this] {
-    insert_row_->BindInteger(0, number_ * kRowsPerLog + ++row_number_);
-    insert_row_->BindInteger(1, number_);
-    for (std::size_t i = 0; i < kColumns; ++i) {
-      if (set_[i]) {
-        insert_row_->BindText(2 + i, texts_[i]);
-      } else {
-        insert_row_->BindNull(2 + i);
-      }
-    }
-    insert_row_->Execute();
+  GroupedWrites& group = GroupedWrites::Of(RequireConnection(connection_));
+  group.Store(GroupedWrites::Record::kOneStatement, [&] {
+    row_.number = ++row_number_;
+    std::swap(rows_[count_++], row_);
+    if (!group.KeepBack(*this) || count_ == rows_.size()) StoreKeptBack();
   });
 }
+
+std::size_t LogComponent::StoreSome(std::size_t first, std::size_t end) {
+  // The greatest statement that is no greater than what is left.
+  const auto& [size, insert] = *inserts_.lower_bound(end - first);
+  std::size_t parameter = 0;
+  for (std::size_t i = first; i < first + size; ++i) {
+    const Row& row = rows_[i];
+    insert->BindInteger(parameter++, number_ * kRowsPerLog + row.number);
+    insert->BindInteger(parameter++, number_);
+    for (std::size_t column = 0; column < kColumns; ++column) {
+      if (row.set[column]) {
+        insert->BindText(parameter++, row.texts[column]);
+      } else {
+        insert->BindNull(parameter++);
+      }
+    }
+  }
+  insert->Execute();
+  return size;
+}
+
+void LogComponent::StoreKeptBack() {
+  const std::size_t count = std::exchange(count_, 0);
+  for (std::size_t first = 0; first < count;) first += StoreSome(first, count);
+}
+
+void LogComponent::Flush() {
+  if (connection_ == nullptr) return;
+  Connection& connection = RequireConnection(connection_);
+  const std::lock_guard lock(connection.CallMutex());
+  GroupedWrites::Of(connection).BeforeQuery();
+}
+
+LogComponent::~LogComponent() { Flush(); }
 
 }  // namespace kestrel::host

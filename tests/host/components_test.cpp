@@ -1,3 +1,4 @@
+#include <chrono>
 #include <thread>
 
 #include "host/host_fixture.h"
@@ -45,6 +46,53 @@ TEST_F(LogComponent, TakesTenArgumentsWithTheNinthLeftOut) {
   EXPECT_EQ(create(), Value("2"));
   EXPECT_THAT(Rows("SELECT Datum, Klasse FROM Protokoll"),
               ElementsAre("07.03.2024|clsProtokoll", "07.03.2024|clsProtokoll"));
+}
+
+TEST_F(LogComponent, KeepsTheOrderOfManyRowsWheneverTheyAreReadAndInWhicheverLog) {
+  ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
+  Value host(connection);
+  std::vector<std::string> expected;
+  const auto add_rows = [&](int count) {
+    const Value key =
+        CallMethod(log, "CreateProtokoll", ByRef(host), "t", "u", "LST", "07.03.2024", "e", "f", "g");
+    for (int i = 0; i < count; ++i) {
+      CallMethod(log, "AddNewRecord");
+      const std::string text = "Zeile " + std::to_string(i);
+      CallMethod(log, "SetField", 10, 0, text);
+      if (i % 3 == 0) CallMethod(log, "SetField", 10, 2, "drei");
+      CallMethod(log, "UpdateRecord");
+      expected.push_back(key.ToText() + "|" + text + "|NULL|" + (i % 3 == 0 ? "drei" : "NULL"));
+    }
+  };
+  const auto stored = [this] {
+    return Rows("SELECT ProtokollNr, Spalte0, Spalte1, Spalte2 FROM Protokollzeilen ORDER BY ZeilenNr");
+  };
+  for (const int count : {1, 3, 16, 22, 0, 7, 53}) {
+    add_rows(count);
+    EXPECT_THAT(stored(), ::testing::ElementsAreArray(expected)) << count;
+  }
+  // Two logs with no query between them, the second one's rows unread at its end.
+  add_rows(5);
+  add_rows(6);
+  log.reset();
+  EXPECT_THAT(stored(), ::testing::ElementsAreArray(expected));
+}
+
+TEST_F(LogComponent, RowsThatAreKeptBackReachTheFileByThemselves) {
+  const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
+  Value host(connection);
+  CallMethod(log, "CreateProtokoll", ByRef(host), "t", "u", "LST", "07.03.2024", "e", "f", "g");
+  CallMethod(log, "AddNewRecord");
+  CallMethod(log, "SetField", 10, 0, "erste");
+  CallMethod(log, "UpdateRecord");
+  // One that is only begun stays out, and is not disturbed by the commit.
+  CallMethod(log, "AddNewRecord");
+  CallMethod(log, "SetField", 10, 0, "zweite");
+  std::this_thread::sleep_for(std::chrono::milliseconds(450));
+  const ConnectionPtr other = OpenConnection(file);
+  EXPECT_EQ(other->OpenRecordset("SELECT Spalte0 FROM Protokollzeilen")->RecordCount(), 1);
+  CallMethod(log, "UpdateRecord");
+  EXPECT_THAT(Rows("SELECT Spalte0 FROM Protokollzeilen ORDER BY ZeilenNr"), ElementsAre("erste", "zweite"));
 }
 
 TEST_F(LogComponent, RefusesRowsWithoutALog) {

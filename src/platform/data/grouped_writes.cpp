@@ -1,8 +1,26 @@
 #include "platform/data/grouped_writes.h"
 
+#include <time.h>
+
 #include <algorithm>
 
 namespace kestrel {
+
+namespace {
+
+// The time as the kernel's last clock tick left it, some milliseconds ago: asked for after every record.
+std::chrono::steady_clock::time_point CoarseNow() {
+  struct timespec now {};
+  ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  const auto since = std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+  return std::chrono::steady_clock::time_point(since);
+}
+
+}  // namespace
+
+KeptBackRows::~KeptBackRows() {
+  if (keeper_ != nullptr) std::erase(keeper_->kept_back_, this);
+}
 
 GroupedWrites::GroupedWrites(Connection& connection)
     : connection_(connection),
@@ -14,6 +32,7 @@ GroupedWrites::~GroupedWrites() {
     timer_.request_stop();
     timer_.join();
   }
+  for (KeptBackRows* rows : kept_back_) rows->keeper_ = nullptr;
 }
 
 Statement& GroupedWrites::Prepared(std::unique_ptr<Statement>& statement, std::string_view sql) {
@@ -40,7 +59,27 @@ void GroupedWrites::OpenGroup() {
   wake_.notify_one();
 }
 
+bool GroupedWrites::KeepBack(KeptBackRows& rows) {
+  if (!open_ || !connection_.TellsQueries()) return false;
+  if (rows.keeper_ == nullptr) {
+    kept_back_.push_back(&rows);
+    rows.keeper_ = this;
+  }
+  return true;
+}
+
+void GroupedWrites::StoreKeptBack() {
+  for (KeptBackRows* rows : std::exchange(kept_back_, {})) {
+    rows->keeper_ = nullptr;
+    Trap([rows] { rows->StoreKeptBack(); },
+         [this](const RuntimeError& error) {
+           loss_ = "Die letzten Zeilen konnten nicht gespeichert werden. " + error.Description();
+         });
+  }
+}
+
 void GroupedWrites::CommitGroup() {
+  StoreKeptBack();
   if (!open_) return;
   open_ = false;
   // The transaction may have been ended by a statement of somebody else's.
@@ -109,7 +148,7 @@ void GroupedWrites::Attempt::Keep() {
   if (savepoint_) group_.Prepared(group_.release_, "RELEASE SAVEPOINT kestrel_record").Execute();
   kept_ = true;
   ++group_.records_;
-  if (group_.open_ && !group_.storing_again_ && std::chrono::steady_clock::now() >= group_.deadline_) {
+  if (group_.open_ && !group_.storing_again_ && CoarseNow() >= group_.deadline_) {
     group_.CommitGroup();
     group_.RaiseLoss();
   }

@@ -14,6 +14,8 @@
 //  4. A group that could not be committed is told exactly once: by the next Store or Settle.
 //  5. Statements sent with ExecuteLater belong to the group in which they were sent: its commit waits for them.
 //  6. Inside a transaction of the caller's no group is opened; records join that transaction.
+//  7. Rows that are kept back (KeepBack) are stored before the group they came with is committed and before any
+//     query of the connection. So nobody can tell, but for an error, which comes up later.
 #pragma once
 
 #include <chrono>
@@ -25,10 +27,29 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "platform/data/connection.h"
 
 namespace kestrel {
+
+class GroupedWrites;
+
+// Who keeps rows back in order to store several of them with one statement.
+class KeptBackRows {
+ public:
+  KeptBackRows() = default;
+  KeptBackRows(const KeptBackRows&) = delete;
+  KeptBackRows& operator=(const KeptBackRows&) = delete;
+  // Rows that were not stored by then are lost.
+  virtual ~KeptBackRows();
+  // Stores all of them; those that cannot be stored are given up. Called under the connection's CallMutex.
+  virtual void StoreKeptBack() = 0;
+
+ private:
+  friend class GroupedWrites;
+  GroupedWrites* keeper_ = nullptr;
+};
 
 class GroupedWrites final : public Companion {
  public:
@@ -81,14 +102,21 @@ class GroupedWrites final : public Companion {
     }
   }
 
+  // Inside a step of Store: whether `rows` may keep back what the step is to store; it is then asked for them
+  // in time (invariant 7). What it raises then is told as the loss of a group is.
+  bool KeepBack(KeptBackRows& rows);
+
   // Counts the groups opened so far. What a caller has read of the database holds at least as long as this
   // number stays the same and nobody else writes through this connection.
   std::uint64_t Generation() const { return generation_; }
 
   // Commits the open group, if any.
   void Settle() override;
+  void BeforeQuery() override { StoreKeptBack(); }
 
  private:
+  friend class KeptBackRows;
+
   // One record on its way; undone unless kept.
   class Attempt {
    public:
@@ -106,6 +134,7 @@ class GroupedWrites final : public Companion {
   using Time = std::chrono::steady_clock::time_point;
 
   void OpenGroup();
+  void StoreKeptBack();
   void TakeOff(std::int64_t records);
   // Commits; a failure is noted in loss_.
   void CommitGroup();
@@ -125,6 +154,7 @@ class GroupedWrites final : public Companion {
   Time deadline_;             // of the open group
   std::chrono::steady_clock::duration last_commit_{};
   std::optional<std::string> loss_;
+  std::vector<KeptBackRows*> kept_back_;  // each knows this object as its keeper
   std::unique_ptr<Statement> savepoint_;
   std::unique_ptr<Statement> release_;
   std::unique_ptr<Statement> undo_;

@@ -7,6 +7,8 @@
 
 #include <chrono>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "platform/data/open_connection.h"
 #include "support/expect_error.h"
@@ -41,6 +43,29 @@ class Grouped : public ::testing::Test {
   testing::TempFolder folder;
   const std::string file = folder.File("host.db");
   const ConnectionPtr connection = OpenConnection(file);
+};
+
+// Keeps all numbers back until it is asked for them.
+class NumbersKeptBack final : public KeptBackRows {
+ public:
+  explicit NumbersKeptBack(ConnectionPtr connection) : connection_(std::move(connection)) {}
+  void Add(std::int64_t number) {
+    GroupedWrites& group = GroupedWrites::Of(*connection_);
+    group.Store(Record::kOneStatement, [&] {
+      numbers_.push_back(number);
+      if (!group.KeepBack(*this)) StoreKeptBack();
+    });
+  }
+  void StoreKeptBack() override {
+    for (const std::int64_t number : std::exchange(numbers_, {})) {
+      connection_->Execute("INSERT INTO t VALUES (" + std::to_string(number) + ", 'x')");
+    }
+  }
+  std::size_t Count() const { return numbers_.size(); }
+
+ private:
+  ConnectionPtr connection_;
+  std::vector<std::int64_t> numbers_;
 };
 
 // Kills a child process at the end of its scope.
@@ -200,6 +225,68 @@ TEST_F(Grouped, ALastRecordSurvivesThoughNoOtherFollows) {
   child.Kill();
   close(ends[0]);
   close(ends[1]);
+  EXPECT_EQ(CountSeenByOthers(), 1);
+}
+
+TEST_F(Grouped, WhatIsKeptBackIsThereForEveryQuery) {
+  NumbersKeptBack rows(connection);
+  rows.Add(1);
+  rows.Add(2);
+  EXPECT_EQ(rows.Count(), 2U);
+  EXPECT_EQ(connection->OpenRecordset("SELECT count(*) FROM t")->TextAt(0), "2");
+  rows.Add(3);
+  EXPECT_EQ(connection->Prepare("SELECT count(*) FROM t WHERE part = 'x'")->Open()->TextAt(0), "3");
+}
+
+TEST_F(Grouped, WhatIsKeptBackIsCommittedWithItsGroup) {
+  NumbersKeptBack rows(connection);
+  rows.Add(1);
+  EXPECT_EQ(rows.Count(), 1U);
+  const auto limit = Clock::now() + 2s;
+  while (CountSeenByOthers() == 0 && Clock::now() < limit) std::this_thread::sleep_for(10ms);
+  EXPECT_EQ(CountSeenByOthers(), 1);
+  rows.Add(2);
+  GroupedWrites::Of(*connection).Settle();
+  EXPECT_EQ(CountSeenByOthers(), 2);
+  rows.Add(3);
+  connection->Close();
+  EXPECT_EQ(CountSeenByOthers(), 3);
+}
+
+TEST_F(Grouped, NothingIsKeptBackInATransactionOfTheCallers) {
+  NumbersKeptBack rows(connection);
+  connection->Begin();
+  rows.Add(1);
+  EXPECT_EQ(rows.Count(), 0U);
+  connection->Commit();
+  EXPECT_EQ(CountSeenByOthers(), 1);
+}
+
+TEST_F(Grouped, WhatIsKeptBackAndCannotBeStoredIsToldOnce) {
+  NumbersKeptBack rows(connection);
+  StoreOne(1);
+  rows.Add(1);
+  GroupedWrites& group = GroupedWrites::Of(*connection);
+  EXPECT_ERROR_TEXT(group.Settle(), ErrorNumber::kDatabase, HasSubstr("UNIQUE"));
+  StoreOne(2);
+  rows.Add(2);
+  EXPECT_EQ(connection->OpenRecordset("SELECT count(*) FROM t")->TextAt(0), "2");
+  EXPECT_ERROR_TEXT(StoreOne(3), ErrorNumber::kDatabase, HasSubstr("Die letzten Zeilen"));
+  StoreOne(3);
+  group.Settle();
+  EXPECT_EQ(CountSeenByOthers(), 3);
+}
+
+TEST_F(Grouped, RowsMayEndBeforeTheirGroupAndAfterIt) {
+  {
+    NumbersKeptBack rows(connection);
+    rows.Add(1);
+  }
+  GroupedWrites::Of(*connection).Settle();
+  EXPECT_EQ(CountSeenByOthers(), 0);
+  NumbersKeptBack rows(connection);
+  rows.Add(2);
+  connection->Close();
   EXPECT_EQ(CountSeenByOthers(), 1);
 }
 
