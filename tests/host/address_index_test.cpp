@@ -1,7 +1,11 @@
 #include "components/address_index.h"
 
+#include <chrono>
+#include <thread>
+
 #include "components/duplicate_keys.h"
 #include "host/host_fixture.h"
+#include "support/forked_child.h"
 
 namespace kestrel {
 
@@ -180,6 +184,36 @@ TEST_F(LargeImport, LeavesTheIndexesOfAFarLargerTableAlone) {
       "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 40000) "
       "INSERT INTO Adressindex SELECT -i, 32, i, 'k' || i, NULL, NULL FROM n");
   ImportMany(customers, 1, kMany + 10);
+  EXPECT_EQ(IndexesInTheFile(), 3);
+}
+
+TEST_F(LargeImport, ThatIsKilledLeavesAnIndexedAddressForEachStoredOne) {
+  connection->Close();
+  testing::ForkedChild child([this] {
+    ComponentRegistry own_components;
+    host::RegisterComponents(own_components);
+    const ObjectPtr importer = own_components.CreateObject("ksbimport.importkunden");
+    SetProperty(importer, "Connection", OpenConnection(file));
+    for (int number = 1;; ++number) {
+      Import(importer, {{"KundenNummer", std::to_string(number).c_str()}, {"Bez1", "Firma"}, {"PLZ", "50667"}});
+    }
+  });
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (IndexesInTheFile() != 0 && std::chrono::steady_clock::now() < limit) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  child.Kill();
+
+  const ConnectionPtr after = OpenConnection(file);
+  const auto value = [&](const std::string& sql) { return std::string(after->OpenRecordset(sql)->TextAt(0)); };
+  EXPECT_EQ(IndexesInTheFile(), 0);
+  EXPECT_EQ(value("PRAGMA integrity_check"), "ok");
+  EXPECT_GT(std::stoi(value("SELECT count(*) FROM Kunden")), kMany);
+  EXPECT_EQ(value("SELECT count(*) FROM Kunden"), value("SELECT count(*) FROM Adressindex"));
+  SetProperty(customers, "Connection", after);
+  Value cancel(false);
+  CallMethod(customers, "BeforeImport", ByRef(cancel));
   EXPECT_EQ(IndexesInTheFile(), 3);
 }
 

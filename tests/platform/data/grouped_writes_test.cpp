@@ -1,8 +1,6 @@
 #include "platform/data/grouped_writes.h"
 
 #include <gmock/gmock.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -12,6 +10,7 @@
 
 #include "platform/data/open_connection.h"
 #include "support/expect_error.h"
+#include "support/forked_child.h"
 #include "support/temp_folder.h"
 
 namespace kestrel {
@@ -66,28 +65,6 @@ class NumbersKeptBack final : public KeptBackRows {
  private:
   ConnectionPtr connection_;
   std::vector<std::int64_t> numbers_;
-};
-
-// Kills a child process at the end of its scope.
-class Child {
- public:
-  template <class Work>
-  explicit Child(Work work) : process_(fork()) {
-    if (process_ == 0) {
-      work();
-      _exit(0);
-    }
-  }
-  void Kill() {
-    if (process_ <= 0) return;
-    kill(process_, SIGKILL);
-    waitpid(process_, nullptr, 0);
-    process_ = 0;
-  }
-  ~Child() { Kill(); }
-
- private:
-  pid_t process_;
 };
 
 }  // namespace
@@ -174,7 +151,7 @@ TEST_F(Grouped, AKilledProgramLosesAQuarterSecondAtMostAndNoHalfRecord) {
     std::int64_t number;
     Clock::time_point stored;
   };
-  Child child([&] {
+  testing::ForkedChild child([&] {
     const ConnectionPtr own = OpenConnection(file);
     GroupedWrites& group = GroupedWrites::Of(*own);
     const auto half = own->Prepare("INSERT INTO half VALUES (?)");
@@ -213,7 +190,7 @@ TEST_F(Grouped, ALastRecordSurvivesThoughNoOtherFollows) {
   connection->Close();
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
-  Child child([&] {
+  testing::ForkedChild child([&] {
     const ConnectionPtr own = OpenConnection(file);
     GroupedWrites::Of(*own).Store(Record::kOneStatement, [&] { Insert(*own, 1, "x"); });
     if (write(ends[1], "x", 1) != 1) return;
