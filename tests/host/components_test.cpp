@@ -88,9 +88,13 @@ TEST_F(LogComponent, RowsThatAreKeptBackReachTheFileByThemselves) {
   // One that is only begun stays out, and is not disturbed by the commit.
   CallMethod(log, "AddNewRecord");
   CallMethod(log, "SetField", 10, 0, "zweite");
-  std::this_thread::sleep_for(std::chrono::milliseconds(450));
   const ConnectionPtr other = OpenConnection(file);
-  EXPECT_EQ(other->OpenRecordset("SELECT Spalte0 FROM Protokollzeilen")->RecordCount(), 1);
+  const auto rows = [&] { return other->OpenRecordset("SELECT Spalte0 FROM Protokollzeilen")->RecordCount(); };
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  while (rows() == 0 && std::chrono::steady_clock::now() < limit) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_EQ(rows(), 1);
   CallMethod(log, "UpdateRecord");
   EXPECT_THAT(Rows("SELECT Spalte0 FROM Protokollzeilen ORDER BY ZeilenNr"), ElementsAre("erste", "zweite"));
 }

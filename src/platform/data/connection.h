@@ -103,11 +103,12 @@ class Connection : public Object {
 
   // For whoever is about to add many rows to `table`: takes its indexes of one text column out of the database
   // and keeps them in memory. To write them there later, in the order of the texts, costs a third of adding to
-  // them row by row. Statements and queries of this connection find the table as ever; those of others are
-  // answered without an index. Where another connection writes to the table meanwhile, the next query restores
-  // the indexes. They are missing where the program dies: whoever made them makes them again IF NOT EXISTS.
-  // Null where the provider does not do this, no index is fit for it, a record set of this connection is open,
-  // or the table holds more than `most_rows` rows. Error 3000.
+  // them row by row. Statements and queries of this connection find the table as ever, but for
+  // ON CONFLICT ... DO UPDATE, which the stand-in lacks; those of others are answered without an index. Where
+  // another connection writes to the table meanwhile, the next query restores the indexes. They are missing
+  // where the program dies: whoever made them makes them again IF NOT EXISTS. Null where the provider does not
+  // do this, no index is fit for it, a record set of this connection is open, or the table holds more than
+  // `most_rows` rows. Error 3000.
   virtual std::unique_ptr<DeferredIndexes> DeferIndexes(std::string_view table, std::int64_t most_rows);
 
   // Whether companions are told of every query before it runs, its statements' queries included.
