@@ -187,6 +187,25 @@ TEST_F(LargeImport, LeavesTheIndexesOfAFarLargerTableAlone) {
   EXPECT_EQ(IndexesInTheFile(), 3);
 }
 
+TEST_F(LargeImport, TellsOnceThatItsIndexesCouldNotBeWritten) {
+  ImportMany(customers, 1, kMany + 1000);
+  GroupedWrites::Of(*connection).Settle();
+  // As a full disk would.
+  connection->Execute("PRAGMA max_page_count = 1");
+  EXPECT_EQ(CallMethod(customers, "NextLateError"), Value(true));
+  EXPECT_THAT(GetProperty(customers, "ErrorDescription").ToText(),
+              ::testing::AllOf(HasSubstr("Die Indizes der Tabelle 'Adressindex'"),
+                               HasSubstr("Der nächste Import holt es nach.")));
+  EXPECT_EQ(CallMethod(customers, "NextLateError"), Value(false));
+  CallMethod(customers, "AfterImport");
+  EXPECT_EQ(GetProperty(customers, "ErrorCode"), Value(0));
+  EXPECT_THAT(Look("Firma 77"), ElementsAre("1|77"));
+  connection->Execute("PRAGMA max_page_count = 100000");
+  Value cancel(false);
+  CallMethod(customers, "BeforeImport", ByRef(cancel));
+  EXPECT_EQ(IndexesInTheFile(), 3);
+}
+
 TEST_F(LargeImport, ThatIsKilledLeavesAnIndexedAddressForEachStoredOne) {
   connection->Close();
   testing::ForkedChild child([this] {
