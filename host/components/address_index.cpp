@@ -36,7 +36,7 @@ AddressIndex::AddressIndex(Connection& connection, int address_type, std::shared
       address_type_(address_type),
       keys_(std::move(keys)),
       next_attempt_(kMany) {
-  MakeAddressIndexes(connection_);
+  if (IsKept()) MakeAddressIndexes(connection_);
 }
 
 bool AddressIndex::IsKept() { return settings_.Get(kGroup, "Doubletindex", "0") == "1"; }

@@ -37,8 +37,8 @@ void AppendKeyText(std::string& text, const IndexedAddress& address);
 
 class AddressIndex {
  public:
-  // `connection` outlives this object. `address_type`: one bit, 1 to 32. Makes the indexes of the table where
-  // an import that broke off has left it without them. Error 3000.
+  // `connection` outlives this object. `address_type`: one bit, 1 to 32. Where the host keeps the
+  // index, makes those of the table that an import that broke off has left out. Error 3000.
   AddressIndex(Connection& connection, int address_type, std::shared_ptr<KeyMemory> keys);
 
   // Whether the host keeps the index: setting "Doubletindex" of "Adressindex".

@@ -65,6 +65,16 @@ TEST_F(AddressIndex, IsLeftAloneUnlessTheHostKeepsIt) {
   EXPECT_THAT(Rows("SELECT Referenz FROM Adressindex"), ElementsAre("2"));
 }
 
+TEST_F(AddressIndex, MayBeMissingWhereTheHostKeepsNone) {
+  Set("Doubletindex", "0");
+  connection->Execute("DROP TABLE Adressindex");
+  const ObjectPtr importer = Importer();
+  Value cancel(false);
+  CallMethod(importer, "BeforeImport", ByRef(cancel));
+  EXPECT_EQ(GetProperty(importer, "ErrorCode"), Value(0));
+  EXPECT_EQ(Import(importer, {{"Bez1", "A"}}), "");
+}
+
 TEST_F(AddressIndex, AnAddressThatCannotBeIndexedIsNotStoredEither) {
   Set("AlgorithmCode2", "99");
   const ObjectPtr importer = Importer();

@@ -178,6 +178,32 @@ TEST_F(Deferred, RowsOfAnotherConnectionAreFoundAndEndIt) {
   EXPECT_THAT(Plan(), HasSubstr("USING INDEX t_a"));
 }
 
+TEST_F(Deferred, RowsOfAnotherConnectionAreFoundWhileARecordSetReadsTheTable) {
+  InsertRow(1, "x");
+  InsertRow(2, "x");
+  const auto deferred = connection->DeferIndexes("t", kAnyNumber);
+  const RecordsetPtr rows = connection->OpenRecordset("SELECT id FROM t WHERE a = 'x'");
+  OpenConnection(file)->Execute("INSERT INTO t VALUES (3, 1, 'y', 'b', 'c')");
+  rows->MoveNext();
+  EXPECT_EQ(rows->TextAt(0), "2");
+  // That read is still of the state before; one that begins after it is not.
+  rows->MoveNext();
+  EXPECT_TRUE(rows->IsEof());
+  EXPECT_THAT(Answer("SELECT id FROM t WHERE a = 'y'"), ElementsAre("3|"));
+}
+
+TEST_F(Deferred, RowsOfAnotherConnectionAreChangedToo) {
+  const auto deferred = connection->DeferIndexes("t", kAnyNumber);
+  InsertRow(1, "x");
+  const auto prepared = connection->Prepare("UPDATE t SET b = 'changed' WHERE a = ?");
+  const ConnectionPtr other = OpenConnection(file);
+  other->Execute("INSERT INTO t VALUES (2, 1, 'y', 'b', 'c'), (3, 1, 'z', 'b', 'c')");
+  prepared->BindText(0, "y");
+  EXPECT_EQ(prepared->Execute(), 1);
+  EXPECT_EQ(connection->Execute("DELETE FROM t WHERE a = 'z'"), 1);
+  EXPECT_THAT(Answer("SELECT id, b FROM t"), ElementsAre("1|b|", "2|changed|"));
+}
+
 TEST_F(Deferred, RowsOfAnotherConnectionAreFoundWithinATransaction) {
   const auto deferred = connection->DeferIndexes("t", kAnyNumber);
   const ConnectionPtr other = OpenConnection(file);

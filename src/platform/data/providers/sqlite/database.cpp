@@ -50,17 +50,23 @@ Database::Database(const std::string& file, bool read_only, std::shared_ptr<std:
   Run("PRAGMA temp_store = MEMORY");
 }
 
-void Database::SetBeforeQuery(const void* owner, std::function<void()> before_query) {
-  DropBeforeQuery(owner);
-  before_query_.emplace_back(owner, std::move(before_query));
+void Database::SetHook(const void* owner, Hook kind, std::function<void()> call) {
+  DropHook(owner);
+  hooks_.push_back({owner, kind, std::move(call)});
 }
 
-void Database::DropBeforeQuery(const void* owner) {
-  std::erase_if(before_query_, [owner](const auto& entry) { return entry.first == owner; });
+void Database::DropHook(const void* owner) {
+  std::erase_if(hooks_, [owner](const HookEntry& hook) { return hook.owner == owner; });
 }
 
 void Database::TellOfQuery() const {
-  for (const auto& [owner, before_query] : before_query_) before_query();
+  for (const HookEntry& hook : hooks_) hook.call();
+}
+
+void Database::TellOfStatement() const {
+  for (const HookEntry& hook : hooks_) {
+    if (hook.kind == Hook::kBeforeEverything) hook.call();
+  }
 }
 
 Database::~Database() { TellOfQuery(); }

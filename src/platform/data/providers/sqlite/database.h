@@ -71,10 +71,14 @@ class Database {
   // Keeps a query for the next one of its kind; at most 32 are kept, the longest unused one leaves.
   void Release(CompiledQueryPtr query);
   void DropKeptQueries();
-  // Has `before_query` called before a query is compiled or used again, and at the end of this object; raises
-  // nothing. One for each `owner`: a new one replaces the last.
-  void SetBeforeQuery(const void* owner, std::function<void()> before_query);
-  void DropBeforeQuery(const void* owner);
+  // Has `call` called before a query is compiled or used again or, for kBeforeEverything, before any other
+  // statement of a caller's as well; also at the end of this object. It raises nothing. One for each `owner`: a
+  // new one replaces the last.
+  enum class Hook { kBeforeQueries, kBeforeEverything };
+  void SetHook(const void* owner, Hook kind, std::function<void()> call);
+  void DropHook(const void* owner);
+  // Before a statement that is no query.
+  void TellOfStatement() const;
 
   // Error 3000 with the reason of the last failure.
   [[noreturn]] void Fail() const;
@@ -85,6 +89,12 @@ class Database {
   void Run(const char* sql) const;
 
  private:
+  struct HookEntry {
+    const void* owner;
+    Hook kind;
+    std::function<void()> call;
+  };
+
   void TellOfQuery() const;
   CompiledQueryPtr Take(std::string_view key);
   CompiledQueryPtr TakeOrCompile(std::string_view sql);
@@ -93,7 +103,7 @@ class Database {
   std::unique_ptr<sqlite3, CloseHandle> handle_;
   std::list<CompiledQueryPtr> kept_;  // most recently used first
   LiteralTemplate template_;
-  std::vector<std::pair<const void*, std::function<void()>>> before_query_;
+  std::vector<HookEntry> hooks_;
 };
 
 }  // namespace kestrel::sqlite

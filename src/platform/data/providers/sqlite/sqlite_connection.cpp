@@ -46,7 +46,7 @@ ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole) {
 
 SqliteConnection::SqliteConnection(const std::string& file, bool read_only)
     : database_(std::make_shared<Database>(file, read_only, SharedCallMutex())) {
-  database_->SetBeforeQuery(this, [this] { TellCompanionsOfQuery(); });
+  database_->SetHook(this, Database::Hook::kBeforeQueries, [this] { TellCompanionsOfQuery(); });
 }
 
 SqliteConnection::~SqliteConnection() {
@@ -61,6 +61,7 @@ Database& SqliteConnection::Open() const {
 std::int64_t SqliteConnection::Execute(std::string_view sql) {
   Database& database = Open();
   const std::lock_guard lock(database.Mutex());
+  database.TellOfStatement();
   const StatementHandle statement = database.Compile(sql, false);
   return RunToEnd(database, statement.get());
 }
@@ -148,7 +149,7 @@ void SqliteConnection::Close() {
   {
     // Record sets that are still open keep the file open, but no lock on it.
     const std::lock_guard lock(database_->Mutex());
-    database_->DropBeforeQuery(this);
+    database_->DropHook(this);
     if (InTransaction()) Trap([this] { database_->Run("ROLLBACK"); }, [](const RuntimeError&) {});
     database_->DropKeptQueries();
   }

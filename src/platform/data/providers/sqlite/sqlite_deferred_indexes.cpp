@@ -67,13 +67,13 @@ void TryToRetire(const Database& database, std::shared_ptr<MemoryIndexedTable>& 
       [](const RuntimeError&) {});
 }
 
-// Lets go of it now or as soon as possible: before a query, or with the database.
+// Lets go of it now or as soon as possible: before a statement, or with the database.
 void Retire(Database& database, std::shared_ptr<MemoryIndexedTable> table) {
   TryToRetire(database, table);
   if (table == nullptr) return;
   const void* const owner = table.get();
-  database.SetBeforeQuery(owner,
-                          [&database, table = std::move(table)]() mutable { TryToRetire(database, table); });
+  database.SetHook(owner, Database::Hook::kBeforeEverything,
+                   [&database, table = std::move(table)]() mutable { TryToRetire(database, table); });
 }
 
 // Calls `each` with the statement for every row of a query about `name`.
@@ -195,7 +195,7 @@ SqliteDeferredIndexes::SqliteDeferredIndexes(std::shared_ptr<Database> database,
       statements_(std::move(statements)) {
   read_version_ = database_->Compile("PRAGMA main.data_version", true);
   version_ = DataVersion();
-  database_->SetBeforeQuery(this, [this] { BeforeQuery(); });
+  database_->SetHook(this, Database::Hook::kBeforeEverything, [this] { BeforeStatement(); });
 }
 
 SqliteDeferredIndexes::~SqliteDeferredIndexes() {
@@ -203,7 +203,7 @@ SqliteDeferredIndexes::~SqliteDeferredIndexes() {
   // Whoever made the indexes makes them again before the next import.
   Trap([this] { Restore(); }, [](const RuntimeError&) {});
   read_version_.reset();
-  database_->DropBeforeQuery(this);
+  database_->DropHook(this);
   // A record set still reads the table in memory.
   if (table_ != nullptr) Retire(*database_, std::move(table_));
 }
@@ -227,11 +227,14 @@ bool SqliteDeferredIndexes::ChangedByOthers() {
   return DataVersion() != version_;
 }
 
-void SqliteDeferredIndexes::BeforeQuery() {
+void SqliteDeferredIndexes::BeforeStatement() {
   const bool in_transaction = InTransaction(*database_);
   if (table_ != nullptr) {
+    const bool changed = ChangedByOthers();
     const bool full = table_->RowCount() >= RowFinder::kMostRows && !in_transaction;
-    if (!full && !ChangedByOthers()) return;
+    if (!changed && !full) return;
+    // A record set may be reading it.
+    if (changed) table_->Distrust();
     Trap([this] { LeaveMemory(); }, [](const RuntimeError&) {});
   }
   // Not within a transaction, which would stay open for as long as that takes. Without the indexes queries are
@@ -250,7 +253,7 @@ void SqliteDeferredIndexes::Restore() {
   const std::lock_guard lock(database_->Mutex());
   if (statements_.empty()) return;
   LeaveMemory();
-  // Once is enough for BeforeQuery, also where it fails.
+  // Once is enough for BeforeStatement, also where it fails.
   restored_ = true;
   const bool own_transaction = !InTransaction(*database_);
   try {

@@ -30,7 +30,7 @@ class SqliteDeferredIndexes final : public DeferredIndexes {
 
  private:
   // Gives up the memory where another connection has written or it is full, and then restores.
-  void BeforeQuery();
+  void BeforeStatement();
   bool ChangedByOthers();
   std::int64_t DataVersion();
   void LeaveMemory();
