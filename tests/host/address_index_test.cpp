@@ -166,6 +166,19 @@ TEST_F(LargeImport, KeepsTheIndexesInMemoryAndWritesThemAtItsEnd) {
     EXPECT_THAT(Look("Firma " + std::to_string(number)), ElementsAre("1|" + std::to_string(number)));
   }
   EXPECT_THAT(Look("Firma 99999"), IsEmpty());
+  for (const char* types : {"(Adressart = 1)", "(Adressart = 1 Or Adressart = 8 Or Adressart = 32)"}) {
+    std::string plan;
+    for (const std::string& row :
+         Rows("EXPLAIN QUERY PLAN SELECT * FROM Adressindex where  " + std::string(types) +
+              "  and ( Doubletkey1 = 'k1'  OR  Doubletkey2 = 'k2'  OR  Doubletkey3 = 'k3' ) And Not (Adressart "
+              "= 1 "
+              "And Referenz = '5')")) {
+      plan += row + "\n";
+    }
+    EXPECT_THAT(plan, ::testing::AllOf(HasSubstr("MULTI-INDEX OR"), HasSubstr("VIRTUAL TABLE INDEX"),
+                                       // Which would read all of it.
+                                       ::testing::Not(HasSubstr("VIRTUAL TABLE INDEX 0:"))));
+  }
   CallMethod(customers, "AfterImport");
   EXPECT_EQ(GetProperty(customers, "ErrorCode"), Value(0));
   EXPECT_EQ(IndexesInTheFile(), 3);
