@@ -82,8 +82,9 @@ class Database {
 
   // Error 3000 with the reason of the last failure.
   [[noreturn]] void Fail() const;
-  // The cache of pages, taken only as it is needed; kCacheKiB unless set. Error 3000.
-  static constexpr int kCacheKiB = 256 * 1024;
+  // The cache of pages, taken only as it is needed; kCacheKiB unless set, as fresh memory for pages that are
+  // only appended costs more than reading an old one again. Error 3000.
+  static constexpr int kCacheKiB = 64 * 1024;
   void SetCacheSize(int kib) const { Run(("PRAGMA cache_size = -" + std::to_string(kib)).c_str()); }
   // Runs a statement without result.
   void Run(const char* sql) const;

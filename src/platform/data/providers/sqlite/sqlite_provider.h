@@ -6,7 +6,7 @@
 // A file that is missing is created; ":memory:" is a database of its own for each connection. A file
 // connection waits up to 5 seconds for another one's lock, keeps foreign keys, writes ahead
 // (journal_mode WAL, synchronous NORMAL: a crash of the program loses no commit, one of the machine none
-// that would leave the file inconsistent) and keeps up to 256 MB of pages, taken only as they are needed.
+// that would leave the file inconsistent) and keeps up to 64 MB of pages, taken only as they are needed.
 #pragma once
 
 #include "platform/data/connection.h"
