@@ -198,6 +198,14 @@ class Bench:
         self.discard(host)
         report(f"the first {count} records again / their first import", second.seconds, first.seconds, 2.5)
         print(f"    held back: {first.result['duplicates']} the first time, {second.result['duplicates']} again")
+        if count == self.records:
+            return
+        host = self.new_host()
+        self.kestrel(host, self.file, "Alle", more=DUPLICATE_CHECK)
+        again = self.kestrel(host, part, "Zweiter", more=DUPLICATE_CHECK)
+        self.discard(host)
+        report(f"the same into a host that holds all {self.records}", again.seconds, first.seconds, 2.5)
+        print(f"    held back: {again.result['duplicates']}")
 
 
 def report(what, ours, measure, limit, scale=1.0, unit="s"):

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "platform/base/date.h"
-#include "schema/host_schema.h"
 
 namespace kestrel::host {
 
@@ -50,12 +49,7 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
       "INSERT INTO Protokoll (ProtokollNr, Titel, Benutzer, Liste, Datum, Beschreibung, Datei, Quelle, Klasse) "
       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
   decltype(inserts_) inserts;
-  inserts.emplace(1, database.Prepare(InsertText(1)));
-  if (IsSqlite(database)) {
-    for (const std::size_t rows : {kMostKeptBack, std::size_t{4}}) {
-      inserts.emplace(rows, database.Prepare(InsertText(rows)));
-    }
-  }
+  inserts[1] = database.Prepare(InsertText(1));
   const std::string iso_date = IsoDate(date);
   const std::string class_name = log_class.value_or(std::string());
   const std::string_view texts[] = {title, user, list, iso_date, description, file, source, class_name};
@@ -103,11 +97,13 @@ void LogComponent::UpdateRecord() {
   });
 }
 
-std::size_t LogComponent::StoreSome(std::size_t first, std::size_t end) {
-  // The greatest statement that is no greater than what is left.
-  const auto& [size, insert] = *inserts_.lower_bound(end - first);
+void LogComponent::StoreKeptBack() {
+  const std::size_t count = std::exchange(count_, 0);
+  if (count == 0) return;
+  std::unique_ptr<Statement>& insert = inserts_[count];
+  if (insert == nullptr) insert = RequireConnection(connection_).Prepare(InsertText(count));
   std::size_t parameter = 0;
-  for (std::size_t i = first; i < first + size; ++i) {
+  for (std::size_t i = 0; i < count; ++i) {
     const Row& row = rows_[i];
     insert->BindInteger(parameter++, number_ * kRowsPerLog + row.number);
     insert->BindInteger(parameter++, number_);
@@ -120,12 +116,6 @@ std::size_t LogComponent::StoreSome(std::size_t first, std::size_t end) {
     }
   }
   insert->Execute();
-  return size;
-}
-
-void LogComponent::StoreKeptBack() {
-  const std::size_t count = std::exchange(count_, 0);
-  for (std::size_t first = 0; first < count;) first += StoreSome(first, count);
 }
 
 void LogComponent::Flush() {

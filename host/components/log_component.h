@@ -3,8 +3,6 @@
 
 #include <array>
 #include <cstdint>
-#include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,7 +22,7 @@ class LogComponent final : public BoundObject<LogComponent>, private KeptBackRow
  private:
   static constexpr std::size_t kColumns = 3;
   // A held-back record writes one row a field; their statements cost most of such an import.
-  static constexpr std::size_t kMostKeptBack = 16;
+  static constexpr std::size_t kMostKeptBack = 32;
 
   struct Row {
     std::int64_t number = 0;
@@ -51,8 +49,6 @@ class LogComponent final : public BoundObject<LogComponent>, private KeptBackRow
   void StoreKeptBack() override;
   // Before the connection changes or this object ends.
   void Flush();
-  // Stores kept-back rows from this one on, as many as the greatest statement takes; how many.
-  std::size_t StoreSome(std::size_t first, std::size_t end);
 
   ObjectPtr connection_;
   std::int64_t number_ = 0;
@@ -61,7 +57,7 @@ class LogComponent final : public BoundObject<LogComponent>, private KeptBackRow
   bool in_row_ = false;
   std::array<Row, kMostKeptBack> rows_;  // kept back; under the connection's CallMutex, as is count_
   std::size_t count_ = 0;
-  std::map<std::size_t, std::unique_ptr<Statement>, std::greater<>> inserts_;  // by the number of their rows
+  std::array<std::unique_ptr<Statement>, kMostKeptBack + 1> inserts_;  // by the number of their rows
 };
 
 }  // namespace kestrel::host
