@@ -89,10 +89,20 @@ void LogComponent::SetField(std::int64_t kind, std::int64_t column, std::string_
 void LogComponent::UpdateRecord() {
   if (!in_row_) throw RuntimeError(ErrorNumber::kInvalidProcedureCall);
   in_row_ = false;
-  GroupedWrites& group = GroupedWrites::Of(RequireConnection(connection_));
-  group.Store(GroupedWrites::Record::kOneStatement, [&] {
+  Connection& connection = RequireConnection(connection_);
+  const std::lock_guard lock(connection.CallMutex());
+  const auto keep = [this] {
     row_.number = ++row_number_;
     std::swap(rows_[count_++], row_);
+  };
+  // Where others are kept back already, it goes with them.
+  if (count_ != 0 && count_ + 1 < rows_.size()) {
+    keep();
+    return;
+  }
+  GroupedWrites& group = GroupedWrites::Of(connection);
+  group.Store(GroupedWrites::Record::kOneStatement, [&] {
+    keep();
     if (!group.KeepBack(*this) || count_ == rows_.size()) StoreKeptBack();
   });
 }
