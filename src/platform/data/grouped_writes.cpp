@@ -73,7 +73,7 @@ void GroupedWrites::StoreKeptBack() {
     rows->keeper_ = nullptr;
     Trap([rows] { rows->StoreKeptBack(); },
          [this](const RuntimeError& error) {
-           loss_ = "Die letzten Zeilen konnten nicht gespeichert werden. " + error.Description();
+           AddLoss("Die letzten Zeilen konnten nicht gespeichert werden. " + error.Description());
          });
   }
 }
@@ -102,7 +102,12 @@ void GroupedWrites::TakeOff(std::int64_t records) {
 }
 
 void GroupedWrites::NoteLoss(const std::string& reason) {
-  loss_ = "Die letzten " + std::to_string(records_) + " Datensätze konnten nicht gespeichert werden. " + reason;
+  AddLoss("Die letzten " + std::to_string(records_) + " Datensätze konnten nicht gespeichert werden. " +
+          reason);
+}
+
+void GroupedWrites::AddLoss(const std::string& description) {
+  loss_ = loss_ ? *loss_ + " " + description : description;
 }
 
 void GroupedWrites::RaiseLoss() {

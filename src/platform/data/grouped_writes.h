@@ -140,6 +140,8 @@ class GroupedWrites final : public Companion {
   void CommitGroup();
   void AbandonGroup();
   void NoteLoss(const std::string& reason);
+  // Beside an earlier loss that is not told yet.
+  void AddLoss(const std::string& description);
   void RaiseLoss();
   Statement& Prepared(std::unique_ptr<Statement>& statement, std::string_view sql);
   void RunTimer(const std::stop_token& stop);

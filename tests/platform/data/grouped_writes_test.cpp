@@ -257,6 +257,17 @@ TEST_F(Grouped, WhatIsKeptBackAndCannotBeStoredIsToldOnce) {
   EXPECT_EQ(CountSeenByOthers(), 3);
 }
 
+TEST_F(Grouped, OneLossDoesNotHideAnother) {
+  NumbersKeptBack first(connection);
+  NumbersKeptBack second(connection);
+  StoreOne(1);
+  first.Add(1);
+  second.Add(1);
+  EXPECT_ERROR_TEXT(GroupedWrites::Of(*connection).Settle(), ErrorNumber::kDatabase,
+                    ::testing::ContainsRegex("Die letzten Zeilen.*Die letzten Zeilen"));
+  StoreOne(2);
+}
+
 TEST_F(Grouped, RowsMayEndBeforeTheirGroupAndAfterIt) {
   {
     NumbersKeptBack rows(connection);
