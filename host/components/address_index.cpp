@@ -42,7 +42,7 @@ AddressIndex::AddressIndex(Connection& connection, int address_type, std::shared
 bool AddressIndex::IsKept() { return settings_.Get(kGroup, "Doubletindex", "0") == "1"; }
 
 // The keys come first and the address's number fourth, in all statements.
-void AddressIndex::Bind(Statement& statement, std::int64_t number, const IndexedAddress& address) {
+void AddressIndex::BindKeys(Statement& statement, std::int64_t number, const IndexedAddress& address) {
   if (number < 0 || number > INT64_MAX / kTypesPerNumber - 1) {
     throw RuntimeError(
         ErrorNumber::kInvalidProcedureCall,
@@ -61,7 +61,8 @@ void AddressIndex::Bind(Statement& statement, std::int64_t number, const Indexed
   statement.BindInteger(3, number * kTypesPerNumber + address_type_);
 }
 
-void AddressIndex::BindOwner(Statement& statement, std::int64_t number) {
+void AddressIndex::BindRow(Statement& statement, std::int64_t number, const IndexedAddress& address) {
+  BindKeys(statement, number, address);
   const char* const end = std::to_chars(reference_.data(), reference_.data() + reference_.size(), number).ptr;
   statement.BindInteger(4, address_type_);
   statement.BindText(5, std::string_view(reference_.data(), static_cast<std::size_t>(end - reference_.data())));
@@ -69,8 +70,7 @@ void AddressIndex::BindOwner(Statement& statement, std::int64_t number) {
 
 Statement& AddressIndex::PrepareNew(std::int64_t number, const IndexedAddress& address) {
   if (add_ == nullptr) add_ = connection_.Prepare("INSERT INTO " + std::string(kRow));
-  Bind(*add_, number, address);
-  BindOwner(*add_, number);
+  BindRow(*add_, number, address);
   return *add_;
 }
 
@@ -81,14 +81,13 @@ void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {
                                           ? "INSERT OR IGNORE INTO " + std::string(kRow)
                                           : "INSERT INTO " + std::string(kRow) + " ON CONFLICT DO NOTHING");
   }
-  Bind(*add_absent_, number, address);
-  BindOwner(*add_absent_, number);
+  BindRow(*add_absent_, number, address);
   if (add_absent_->Execute() != 0) return;
   if (update_ == nullptr) {
     update_ = connection_.Prepare(
         "UPDATE Adressindex SET Doubletkey1 = ?, Doubletkey2 = ?, Doubletkey3 = ? WHERE AdressId = ?");
   }
-  Bind(*update_, number, address);
+  BindKeys(*update_, number, address);
   update_->Execute();
 }
 

@@ -53,8 +53,8 @@ class AddressIndex {
   void Finish();
 
  private:
-  void Bind(Statement& statement, std::int64_t number, const IndexedAddress& address);
-  void BindOwner(Statement& statement, std::int64_t number);
+  void BindKeys(Statement& statement, std::int64_t number, const IndexedAddress& address);
+  void BindRow(Statement& statement, std::int64_t number, const IndexedAddress& address);
   void DeferIndexesOfMany();
 
   Connection& connection_;

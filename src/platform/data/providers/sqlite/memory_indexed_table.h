@@ -6,7 +6,7 @@
 // Invariants
 //  1. The file's table holds everything; nothing is lost when this one goes.
 //  2. Every row of the file's table that holds a text in an indexed column is among the candidates of
-//     that text, as long as rows change through this connection alone; else Distrust is called. Rows are never
+//     that text, as long as rows change through this connection alone; else it is hidden. Rows are never
 //     forgotten, so that a change that is rolled back leaves no gap.
 //  3. SQLite compares each row it is given once more with what was asked for.
 #pragma once
@@ -51,8 +51,6 @@ class MemoryIndexedTable {
   static bool IsRegistered(const Database& database, std::string_view name);
 
   std::size_t RowCount() const { return finder_.RowCount(); }
-  // Others have changed the file's table: from now on all of it is read for every look-up by a text.
-  void Distrust() { is_trusted_ = false; }
 
   // --- For the virtual table ------------------------------------------------------------------------
 
@@ -60,7 +58,6 @@ class MemoryIndexedTable {
 
   const std::vector<TableColumn>& Columns() const { return columns_; }
   const RowFinder& Finder() const { return finder_; }
-  bool IsTrusted() const { return is_trusted_; }
   // Runs a change of the file's table: of the row with this id unless it is an insert, to `values`, one a
   // column. SQLite's result; the reason is in the handle.
   int Apply(Change change, sqlite3_value* row_id, sqlite3_value** values);
@@ -78,7 +75,6 @@ class MemoryIndexedTable {
   std::string name_;
   std::vector<TableColumn> columns_;
   RowFinder finder_;
-  bool is_trusted_ = true;
   StatementHandle changes_[4];
   std::vector<StatementHandle> idle_fetches_;
 };

@@ -79,8 +79,8 @@ class RowFinder {
     return static_cast<std::uint32_t>(hash >> 32);
   }
   static std::size_t PartOf(std::uint32_t tag) { return tag >> (32 - kPartBits); }
-  // Each part grows at another time, so that no row has to wait for all of them: the first one when it is to 47
-  // % full, the last one at 70 %.
+  // Each part grows at another time, from 47 % full for the first one to 70 % for the last, so that no row has
+  // to wait for all of them.
   std::size_t MostIn(std::size_t part) const { return parts_[part].slots.size() / 64 * (30 + part); }
 
   std::array<Part, std::size_t{1} << kPartBits> parts_;

@@ -230,11 +230,9 @@ bool SqliteDeferredIndexes::ChangedByOthers() {
 void SqliteDeferredIndexes::BeforeStatement() {
   const bool in_transaction = InTransaction(*database_);
   if (table_ != nullptr) {
-    const bool changed = ChangedByOthers();
     const bool full = table_->RowCount() >= RowFinder::kMostRows && !in_transaction;
-    if (!changed && !full) return;
-    // A record set may be reading it.
-    if (changed) table_->Distrust();
+    if (!full && !ChangedByOthers()) return;
+    // While a record set reads it, it cannot be hidden, but a change of others does not show either.
     Trap([this] { LeaveMemory(); }, [](const RuntimeError&) {});
   }
   // Not within a transaction, which would stay open for as long as that takes. Without the indexes queries are

@@ -162,14 +162,14 @@ int Filter(sqlite3_vtab_cursor* base, int plan, const char*, int, sqlite3_value*
     if (type == SQLITE_NULL) return SQLITE_OK;  // nothing equals it
     if (plan == kOneRow && type == SQLITE_INTEGER) {
       cursor.rows.push_back(sqlite3_value_int64(values[0]));
-    } else if (plan >= kFirstTextColumn && type == SQLITE_TEXT && TableOf(base).IsTrusted()) {
+    } else if (plan >= kFirstTextColumn && type == SQLITE_TEXT) {
       const auto column = static_cast<std::size_t>(plan - kFirstTextColumn);
       TableOf(base).Finder().Find(column, TextOf(values[0]), cursor.rows);
       // A row that was stored twice is remembered twice.
       std::sort(cursor.rows.begin(), cursor.rows.end());
       cursor.rows.erase(std::unique(cursor.rows.begin(), cursor.rows.end()), cursor.rows.end());
     } else {
-      // SQLite picks it out of all rows, as it does what equals a value of another type.
+      // Whatever equals a value of another type: SQLite picks it out of all rows.
       cursor.scan = TableOf(base).ScanAll();
     }
     return SQLITE_OK;
