@@ -8,6 +8,10 @@
 //     name is exactly equal.
 //  4. A column may be null, which is not the empty text.
 //  5. Views returned by TextAt live until the next move, write or destruction.
+//  6. A set whose rows end before those of its source (a file that was cut short or changed, a connection that
+//     was lost) is broken off: it delivers every row that it can, the move that finds no further one raises the
+//     reason, the set is at its end from then on, and BrokenOff tells the reason. A set without any row that can
+//     be read is broken off from the beginning, without raising.
 #pragma once
 
 #include <cstddef>
@@ -17,6 +21,8 @@
 #include <string_view>
 
 #include "platform/automation/object.h"
+#include "platform/base/file_identity.h"
+#include "platform/base/runtime_error.h"
 
 namespace kestrel {
 
@@ -39,6 +45,11 @@ class Recordset : public Object {
   virtual void MoveNext() = 0;
   // -1 where the source cannot tell without reading everything.
   virtual std::int64_t RecordCount() const = 0;
+
+  // Why the rows ended before those of the source did; none while there is a row, and where all were delivered.
+  virtual std::optional<RuntimeError> BrokenOff() const { return std::nullopt; }
+  // The file, as it was when its content was read; none where the rows are not those of one file.
+  virtual std::optional<FileIdentity> SourceFile() const { return std::nullopt; }
 
   // Bookmarks: the current row's number, and back to it. Raises 3021 away from a row or for a row that
   // does not exist, 438 where the source cannot go back.

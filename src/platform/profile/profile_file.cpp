@@ -1,6 +1,7 @@
 #include "platform/profile/profile_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -64,13 +65,6 @@ bool ReadToEnd(int descriptor, std::string& bytes) {
 }
 
 }  // namespace
-
-FileIdentity::FileIdentity(const struct stat& status)
-    : device(status.st_dev),
-      inode(status.st_ino),
-      size(status.st_size),
-      content_time(Nanoseconds(status.st_mtim)),
-      status_time(Nanoseconds(status.st_ctim)) {}
 
 FileReading ReadProfileFile(const std::string& path) {
   FileReading reading;

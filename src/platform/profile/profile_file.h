@@ -1,25 +1,13 @@
 // One reading of a profile file: its bytes, and how to tell later whether they are still the same.
 #pragma once
 
-#include <sys/stat.h>
+#include <sys/types.h>
 
-#include <cstdint>
 #include <string>
 
+#include "platform/base/file_identity.h"
+
 namespace kestrel {
-
-// What changes when a file does. Times are nanoseconds since 1970.
-struct FileIdentity {
-  FileIdentity() = default;
-  explicit FileIdentity(const struct stat& status);
-  friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
-
-  dev_t device = 0;
-  ino_t inode = 0;
-  off_t size = 0;
-  std::int64_t content_time = 0;
-  std::int64_t status_time = 0;
-};
 
 enum class FileState {
   kMissing,
