@@ -10,6 +10,7 @@ std::string_view IndexedRecordset::ColumnName(std::size_t column) const {
 void IndexedRecordset::MoveNext() {
   if (IsEof()) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
   ++row_;
+  if (IsEof() && broken_off_) throw *broken_off_;
 }
 
 std::int64_t IndexedRecordset::Bookmark() const {
@@ -18,7 +19,8 @@ std::int64_t IndexedRecordset::Bookmark() const {
 }
 
 void IndexedRecordset::GoTo(std::int64_t bookmark) {
-  if (bookmark < 0 || bookmark >= RecordCount()) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
+  if (bookmark < 0 || bookmark >= static_cast<std::int64_t>(row_count_))
+    throw RuntimeError(ErrorNumber::kNoCurrentRecord);
   row_ = static_cast<std::size_t>(bookmark);
 }
 

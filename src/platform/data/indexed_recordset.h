@@ -2,8 +2,11 @@
 // how a cell is read.
 #pragma once
 
+#include <algorithm>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/data/recordset.h"
@@ -18,7 +21,8 @@ class IndexedRecordset : public Recordset {
   bool IsEof() const final { return row_ == row_count_; }
   void MoveFirst() final { row_ = 0; }
   void MoveNext() final;
-  std::int64_t RecordCount() const final { return static_cast<std::int64_t>(row_count_); }
+  std::int64_t RecordCount() const final { return static_cast<std::int64_t>(record_count_); }
+  std::optional<RuntimeError> BrokenOff() const final { return IsEof() ? broken_off_ : std::nullopt; }
   std::int64_t Bookmark() const final;
   void GoTo(std::int64_t bookmark) final;
   bool IsNull(std::size_t column) const final;
@@ -26,9 +30,19 @@ class IndexedRecordset : public Recordset {
 
  protected:
   IndexedRecordset(std::vector<std::string> names, std::size_t row_count)
-      : names_(std::move(names)), column_count_(names_.size()), row_count_(row_count) {}
+      : names_(std::move(names)),
+        column_count_(names_.size()),
+        row_count_(row_count),
+        record_count_(row_count) {}
 
-  // Both are called with a row below RecordCount() and a column below ColumnCount(). The view must live until
+  // For a source whose rows end before it does: why, and how many records it promises, where it does. Before
+  // the first move.
+  void EndsEarly(RuntimeError reason, std::size_t promised = 0) {
+    broken_off_ = std::move(reason);
+    record_count_ = std::max(row_count_, promised);
+  }
+
+  // Both are called with a row that is there and a column below ColumnCount(). The view must live until
   // the next move.
   virtual bool IsNullAt(std::size_t row, std::size_t column) const = 0;
   virtual std::string_view TextAt(std::size_t row, std::size_t column) const = 0;
@@ -46,7 +60,9 @@ class IndexedRecordset : public Recordset {
   std::vector<std::string> names_;
   std::size_t column_count_;
   std::size_t row_count_;
+  std::size_t record_count_;  // more where the source promises rows that cannot be read
   std::size_t row_ = 0;
+  std::optional<RuntimeError> broken_off_;  // what the move behind the last row raises
 };
 
 }  // namespace kestrel
