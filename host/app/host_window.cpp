@@ -6,6 +6,7 @@
 #include <QMenuBar>
 #include <QStatusBar>
 
+#include "schema/host_schema.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
 
@@ -61,6 +62,9 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
   resize(1080, 640);
   RememberSize(this, "host");
   connect(&wizard_, &Wizard::Ended, this, &HostWindow::RefreshAll);
+  // Stays until the next message: it is told once only.
+  const std::string restored = RestoreAddressIndexes(RequireConnection(connection_));
+  if (!restored.empty()) statusBar()->showMessage(ToQt(restored));
 }
 
 void HostWindow::BuildMenu() {

@@ -15,8 +15,6 @@ constexpr std::string_view kGroup = "Adressindex";
 constexpr std::array<std::string_view, 3> kAlgorithms = {"AlgorithmCode1", "AlgorithmCode2", "AlgorithmCode3"};
 constexpr std::int64_t kTypesPerNumber = 64;
 constexpr std::size_t kStartOfName = 15;
-// From so many addresses on an import is large.
-constexpr std::int64_t kMany = 16384;
 constexpr std::string_view kRow =
     "Adressindex (Doubletkey1, Doubletkey2, Doubletkey3, AdressId, Adressart, Referenz) "
     "VALUES (?, ?, ?, ?, ?, ?)";
@@ -34,10 +32,7 @@ AddressIndex::AddressIndex(Connection& connection, int address_type, std::shared
     : connection_(connection),
       settings_(Settings::Of(connection)),
       address_type_(address_type),
-      keys_(std::move(keys)),
-      next_attempt_(kMany) {
-  if (IsKept()) MakeAddressIndexes(connection_);
-}
+      keys_(std::move(keys)) {}
 
 bool AddressIndex::IsKept() { return settings_.Get(kGroup, "Doubletindex", "0") == "1"; }
 
@@ -75,7 +70,6 @@ Statement& AddressIndex::PrepareNew(std::int64_t number, const IndexedAddress& a
 }
 
 void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {
-  DeferIndexesOfMany();
   if (add_absent_ == nullptr) {
     add_absent_ = connection_.Prepare(IsSqlite(connection_)
                                           ? "INSERT OR IGNORE INTO " + std::string(kRow)
@@ -89,23 +83,6 @@ void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {
   }
   BindKeys(*update_, number, address);
   update_->Execute();
-}
-
-void AddressIndex::DeferIndexesOfMany() {
-  if (++written_ != next_attempt_) return;
-  // Where there are no more others than these; else it would not pay yet. The addresses can be written without
-  // it.
-  Trap([this] { deferred_ = connection_.DeferIndexes(kGroup, 2 * written_); }, [](const RuntimeError&) {});
-  if (deferred_ == nullptr) next_attempt_ *= 2;
-}
-
-void AddressIndex::Finish() {
-  const auto deferred = std::move(deferred_);
-  if (deferred == nullptr) return;
-  Trap([&] { deferred->Restore(); },
-       [](const RuntimeError& error) {
-         throw RuntimeError(error.Number(), error.Description() + " Der nächste Import holt es nach.");
-       });
 }
 
 }  // namespace kestrel::host

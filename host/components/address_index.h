@@ -3,11 +3,6 @@
 // One row an address. Its key AdressId is 64 times the address's number plus the address type, which is one
 // bit below 64: unique, ascending with the numbers, and found without an index of its own. A key that an
 // address does not have is stored as null, so that nothing equals it.
-//
-// Keys are random, so that with every new address three pages anywhere in the indexes change, more than fit
-// into the processor's caches and all of them once more with each commit. A large import therefore leaves the
-// indexes to memory (Connection::DeferIndexes) as soon as it has added as many addresses as there were, and
-// writes them at its end.
 #pragma once
 
 #include <array>
@@ -37,8 +32,7 @@ void AppendKeyText(std::string& text, const IndexedAddress& address);
 
 class AddressIndex {
  public:
-  // `connection` outlives this object. `address_type`: one bit, 1 to 32. Where the host keeps the
-  // index, makes those of the table that an import that broke off has left out. Error 3000.
+  // `connection` outlives this object. `address_type`: one bit, 1 to 32.
   AddressIndex(Connection& connection, int address_type, std::shared_ptr<KeyMemory> keys);
 
   // Whether the host keeps the index: setting "Doubletindex" of "Adressindex".
@@ -49,13 +43,10 @@ class AddressIndex {
   // The statement that adds the row of an address, to be executed; it fails where the address has one already.
   // Errors as of Write.
   Statement& PrepareNew(std::int64_t number, const IndexedAddress& address);
-  // Writes the indexes of the table that are still in memory. Error 3000.
-  void Finish();
 
  private:
   void BindKeys(Statement& statement, std::int64_t number, const IndexedAddress& address);
   void BindRow(Statement& statement, std::int64_t number, const IndexedAddress& address);
-  void DeferIndexesOfMany();
 
   Connection& connection_;
   Settings& settings_;
@@ -66,10 +57,6 @@ class AddressIndex {
   std::unique_ptr<Statement> update_;
   std::string key_text_;
   std::array<char, 24> reference_{};
-
-  std::int64_t written_ = 0;
-  std::int64_t next_attempt_;
-  std::unique_ptr<DeferredIndexes> deferred_;
 };
 
 }  // namespace kestrel::host

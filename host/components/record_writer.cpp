@@ -218,8 +218,4 @@ void RecordWriter::Store(const Recordset& record, const std::vector<std::size_t>
   StoreNow(values_);
 }
 
-void RecordWriter::Finish() {
-  if (index_) index_->Finish();
-}
-
 }  // namespace kestrel::host

@@ -40,9 +40,6 @@ class RecordWriter {
   // A record may also fail later, which LateErrors() tells.
   void Store(const Recordset& record, const std::vector<std::size_t>& columns);
 
-  // After the last record, behind its commit: writes what of the address index is still in memory. Error 3000.
-  void Finish();
-
   // Whether LateErrors() can ever hold one: not where every record is waited for.
   bool CanFailLate() const { return late_ != nullptr; }
   // The errors of earlier records that are not told yet, in the order of the records.

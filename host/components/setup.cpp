@@ -10,6 +10,7 @@ namespace kestrel::host {
 void Setup::Bind(Members& members) {
   members.Method("CreateSampleHost", &Setup::CreateSampleHost);
   members.Method("CreateSampleFiles", &Setup::CreateSampleFiles);
+  members.Method("RestoreDatabase", &Setup::RestoreDatabase);
   members.Method("InitialiseDatabase", &Setup::InitialiseDatabase);
 }
 
@@ -30,6 +31,10 @@ void Setup::CreateSampleFiles(const std::string& folder) {
     const std::string path = JoinPath(import, file.name);
     if (!FileExists(path)) WriteFileAtomically(path, file.bytes);
   }
+}
+
+std::string Setup::RestoreDatabase(const ObjectPtr& connection) {
+  return RestoreAddressIndexes(RequireConnection(connection));
 }
 
 void Setup::InitialiseDatabase(const ObjectPtr& connection) {

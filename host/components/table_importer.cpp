@@ -3,6 +3,8 @@
 #include <mutex>
 #include <numeric>
 
+#include "schema/host_schema.h"
+
 namespace kestrel::host {
 
 namespace {
@@ -93,6 +95,7 @@ ObjectPtr TableImporter::GetFields() {
 void TableImporter::BeforeImport(bool&) {
   Guard([this] {
     Forget();
+    RestoreAddressIndexes(OpenConnection());
     Writer();
   });
 }
@@ -160,10 +163,7 @@ bool TableImporter::NextLateError() {
   return error_code_ != 0;
 }
 
-void TableImporter::Finish() {
-  GroupedWrites::Of(OpenConnection()).Settle();
-  if (writer_ != nullptr) writer_->Finish();
-}
+void TableImporter::Finish() { GroupedWrites::Of(OpenConnection()).Settle(); }
 
 void TableImporter::AfterImport() {
   Guard([this] { Finish(); });

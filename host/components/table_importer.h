@@ -46,7 +46,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   // before and was not told yet; whether there is one. Records are stored without waiting for the database, so
   // that an error may come to light later; ImportRecord tells those of earlier records first, one a call.
   bool NextLateError();
-  // Commits what is still open and writes what of the address index is still in memory.
+  // Commits what is still open.
   void AfterImport();
   std::int64_t ErrorCode() const { return error_code_; }
   const std::string& ErrorDescription() const { return error_description_; }

@@ -72,9 +72,9 @@ constexpr const char* kTables[] = {
 };
 
 constexpr const char* kAddressIndexes[] = {
-    "CREATE INDEX IF NOT EXISTS %SCHEMA%Adressindex1 ON Adressindex (Doubletkey1)",
-    "CREATE INDEX IF NOT EXISTS %SCHEMA%Adressindex2 ON Adressindex (Doubletkey2)",
-    "CREATE INDEX IF NOT EXISTS %SCHEMA%Adressindex3 ON Adressindex (Doubletkey3)",
+    "CREATE INDEX IF NOT EXISTS Adressindex1 ON Adressindex (Doubletkey1)",
+    "CREATE INDEX IF NOT EXISTS Adressindex2 ON Adressindex (Doubletkey2)",
+    "CREATE INDEX IF NOT EXISTS Adressindex3 ON Adressindex (Doubletkey3)",
 };
 
 // The three address tables differ in number, group and date.
@@ -121,16 +121,9 @@ std::string WithKeyType(const Connection& connection, std::string_view sql) {
   return ReplaceAll(sql, "%KEY%", IsSqlite(connection) ? "INTEGER PRIMARY KEY" : "BIGINT NOT NULL PRIMARY KEY");
 }
 
-void ExecuteIndexes(Connection& connection) {
-  for (const char* sql : kAddressIndexes) {
-    // Its tables may have a temporary one of their name before them.
-    connection.Execute(ReplaceAll(sql, "%SCHEMA%", IsSqlite(connection) ? "main." : ""));
-  }
-}
-
 void CreateTables(Connection& connection) {
   for (const char* sql : kTables) connection.Execute(WithKeyType(connection, sql));
-  ExecuteIndexes(connection);
+  for (const char* sql : kAddressIndexes) connection.Execute(sql);
   for (const DefaultDestination& destination : kDefaultDestinations) {
     std::string sql = ReplaceAll(kAddressTable, "%TABLE%", destination.table);
     sql = ReplaceAll(sql, "%NUMBER%", destination.number_field);
@@ -144,8 +137,15 @@ void CreateTables(Connection& connection) {
 
 bool IsSqlite(const Connection& connection) { return connection.ProviderName() == "sqlite"; }
 
-void MakeAddressIndexes(Connection& connection) {
-  if (IsSqlite(connection)) ExecuteIndexes(connection);
+std::string RestoreAddressIndexes(Connection& connection) {
+  if (!IsSqlite(connection)) return {};
+  const RecordsetPtr found = connection.OpenRecordset(
+      "SELECT count(*) FILTER (WHERE type = 'table' AND name = 'Adressindex'),"
+      " count(*) FILTER (WHERE type = 'index' AND name IN ('Adressindex1', 'Adressindex2', 'Adressindex3'))"
+      " FROM sqlite_schema");
+  if (found->TextAt(0) == "0" || found->TextAt(1) == "3") return {};
+  for (const char* sql : kAddressIndexes) connection.Execute(sql);
+  return "Die Indizes der Tabelle 'Adressindex' fehlten in der Datenbank und wurden neu angelegt.";
 }
 
 void InitialiseHostDatabase(Connection& connection) {

@@ -102,6 +102,14 @@ void Workspace::OpenHost() {
        [](const RuntimeError& error) {
          throw NotUsable("Die Datenbank der Hauptanwendung kann nicht geöffnet werden. " + error.Description());
        });
+  // A host that has nothing to restore, or another one; what is wrong with it the import will tell.
+  Trap(
+      [&] {
+        const ObjectPtr setup = components_.CreateObject("kestrelhost.Setup");
+        const std::string restored = CallMethod(setup, "RestoreDatabase", session_.HostConnection).ToText();
+        if (!restored.empty()) err_ << restored << '\n';
+      },
+      [](const RuntimeError&) {});
 }
 
 std::string Workspace::FindSpecification(const std::string& name) {

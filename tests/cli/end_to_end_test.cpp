@@ -15,20 +15,29 @@ using testing::ProgramResult;
 
 long Lines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
 
+TEST_F(EndToEnd, KeyIndexesThatAreMissingAreRestoredByWhoeverOpensTheHostAndTold) {
+  OpenConnection(host() + "/kestrel.db")->Execute("DROP INDEX Adressindex1");
+  EXPECT_THAT(Run({"log", "errors"}).err, HasSubstr("neu angelegt"));
+  EXPECT_EQ(Query("SELECT count(*) FROM sqlite_schema WHERE name LIKE 'Adressindex_'"), "3\n");
+  EXPECT_THAT(Run({"log", "errors"}).err, Not(HasSubstr("neu angelegt")));
+}
+
 TEST_F(EndToEnd, TheCustomerListIsStoredAndItsErrorsAreLogged) {
   const ProgramResult run = Run({"run", "Kundenliste", "--user", "4711", "--format", "json"});
   EXPECT_EQ(run.status, 1) << run.err;
-  EXPECT_EQ(run.out,
-            "{\"records\":1000,\"total\":1000,\"errors\":14,\"duplicates\":0,\"aborted\":false,\"cancelled\":false,"
-            "\"test\":false,\"message\":\"Beim Importieren der Daten sind Fehler aufgetreten. Bitte prüfen Sie diese "
-            "über die Protokolle!\"}\n");
+  EXPECT_EQ(
+      run.out,
+      "{\"records\":1000,\"total\":1000,\"errors\":14,\"duplicates\":0,\"aborted\":false,\"cancelled\":false,"
+      "\"test\":false,\"message\":\"Beim Importieren der Daten sind Fehler aufgetreten. Bitte prüfen Sie diese "
+      "über die Protokolle!\"}\n");
   // Three records have dates that the database refuses as a whole.
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "997\n");
-  EXPECT_EQ(Query("SELECT KundenNummer, Bez1, Bez3, Strasse, Land, PLZ, Ort, KundeSeit, Umsatz, Mitarbeiter, Rabatt, "
-                  "Bemerkung FROM Kunden WHERE KundenNummer IN (10001, 10003)"),
-            "10001|Heike Haas||Industriestraße 60 b|DE|04109|Leipzig|03.12.1989|4384,08||2,5|\n"
-            "10003|Druckerei Herrmann OHG|Bärbel Herrmann|Waldstraße 42 a|DE|36037|Fulda|21.09.2008|5019,78|2|2,5|"
-            "Rabatt vereinbart; siehe Vertrag\n");
+  EXPECT_EQ(
+      Query("SELECT KundenNummer, Bez1, Bez3, Strasse, Land, PLZ, Ort, KundeSeit, Umsatz, Mitarbeiter, Rabatt, "
+            "Bemerkung FROM Kunden WHERE KundenNummer IN (10001, 10003)"),
+      "10001|Heike Haas||Industriestraße 60 b|DE|04109|Leipzig|03.12.1989|4384,08||2,5|\n"
+      "10003|Druckerei Herrmann OHG|Bärbel Herrmann|Waldstraße 42 a|DE|36037|Fulda|21.09.2008|5019,78|2|2,5|"
+      "Rabatt vereinbart; siehe Vertrag\n");
   // Records without a number got the next free one, which is the number they had lost.
   EXPECT_EQ(Query("SELECT MIN(KundenNummer), MAX(KundenNummer) FROM Kunden"), "10001|11000\n");
 
@@ -36,10 +45,11 @@ TEST_F(EndToEnd, TheCustomerListIsStoredAndItsErrorsAreLogged) {
   EXPECT_EQ(log.status, 0);
   EXPECT_EQ(Lines(log.out), 15);
   EXPECT_THAT(log.out, HasSubstr("Dr. Erika Schmitz"));
-  EXPECT_THAT(log.out,
-              HasSubstr("Fehler: 10005 Eine Typen Unverträglichkeit wurde im Modul ImportStart festgestellt. Ein "
-                        "alphanumerischer Wert kann nicht in ein numerisches Feld geschrieben werden. (KundenNummer / "
-                        "neu (ImportRecord/ImportStart)"));
+  EXPECT_THAT(
+      log.out,
+      HasSubstr("Fehler: 10005 Eine Typen Unverträglichkeit wurde im Modul ImportStart festgestellt. Ein "
+                "alphanumerischer Wert kann nicht in ein numerisches Feld geschrieben werden. (KundenNummer / "
+                "neu (ImportRecord/ImportStart)"));
 }
 
 TEST_F(EndToEnd, KnownAddressesOfASecondFileAreHeldBackAndListedFieldByField) {
@@ -95,7 +105,8 @@ TEST_F(EndToEnd, ColumnsAndPreviewShowTheSource) {
   EXPECT_THAT(Run({"columns", "Kundenliste", "--format", "csv"}).out, HasSubstr("5,Straße\r\n"));
   const ProgramResult preview = Run({"preview", "Kundenliste", "-n", "2", "--format", "json"});
   EXPECT_EQ(Lines(preview.out), 2);
-  EXPECT_TRUE(preview.out.starts_with("[\"10001\",\"Heike Haas\",\"\",\"\",\"Industriestraße 60 b\",\"D\"")) << preview.out;
+  EXPECT_TRUE(preview.out.starts_with("[\"10001\",\"Heike Haas\",\"\",\"\",\"Industriestraße 60 b\",\"D\""))
+      << preview.out;
   EXPECT_EQ(Lines(Run({"preview", "Kundenliste", "-n", "0"}).out), 2) << "titles only";
 }
 
@@ -125,21 +136,23 @@ TEST_F(EndToEnd, ASoundSpecificationHasNoFindings) {
 TEST_F(EndToEnd, CheckNamesSectionAndKeyOfEverythingSuspicious) {
   std::string table;
   for (int i = 0; i < 500; ++i) table += "Quellwert" + std::to_string(i) + "=A\n";
-  WriteSpec("Faul.IMP",
-            "[Common]\nDescription=Faul\nImportClass=ksbimport.importkunden\nFileName=kunden.txt\nDelimiter=;\n"
-            "Server=nirgends\nSaveFile=vielleicht\n"
-            "[FieldAssignments]\nBez1=NOTASSIGNED\nBez2=FIELD:straße\nBez3=CONST:10:30\nKundeSeit=FIELD:Kunde seit\n"
-            "Gibtesnicht=FIELD:Ort\nOrt=field:Ort\n"
-            "[FieldTranslation]\nLand=1\nKundengruppe=1\n[Translation_Kundengruppe]\n" +
-                table + "[Unbekannt]\nx=y\n");
+  WriteSpec(
+      "Faul.IMP",
+      "[Common]\nDescription=Faul\nImportClass=ksbimport.importkunden\nFileName=kunden.txt\nDelimiter=;\n"
+      "Server=nirgends\nSaveFile=vielleicht\n"
+      "[FieldAssignments]\nBez1=NOTASSIGNED\nBez2=FIELD:straße\nBez3=CONST:10:30\nKundeSeit=FIELD:Kunde seit\n"
+      "Gibtesnicht=FIELD:Ort\nOrt=field:Ort\n"
+      "[FieldTranslation]\nLand=1\nKundengruppe=1\n[Translation_Kundengruppe]\n" +
+          table + "[Unbekannt]\nx=y\n");
   const ProgramResult check = Run({"check", "Faul", "--format", "csv"});
   EXPECT_EQ(check.status, 1);
   for (const char* finding :
-       {"Fehler,FieldAssignments,Bez1,Das Pflichtfeld ist nicht zugeordnet.",
-        "Fehler,FieldAssignments,Bez2,", "Gemeint ist wohl \"\"Straße\"\"", "Warnung,FieldAssignments,Bez3,",
-        "gelesen wird \"\"10\"\"", "Fehler,FieldFormat,KundeSeit,", "Warnung,FieldAssignments,Gibtesnicht,",
-        "Warnung,FieldAssignments,Ort,", "Fehler,Translation_Kundengruppe,Quellwert", "Warnung,FieldTranslation,Land,",
-        "Warnung,Common,Server,", "Warnung,Common,SaveFile,", "Warnung,Unbekannt,,"}) {
+       {"Fehler,FieldAssignments,Bez1,Das Pflichtfeld ist nicht zugeordnet.", "Fehler,FieldAssignments,Bez2,",
+        "Gemeint ist wohl \"\"Straße\"\"", "Warnung,FieldAssignments,Bez3,", "gelesen wird \"\"10\"\"",
+        "Fehler,FieldFormat,KundeSeit,", "Warnung,FieldAssignments,Gibtesnicht,",
+        "Warnung,FieldAssignments,Ort,", "Fehler,Translation_Kundengruppe,Quellwert",
+        "Warnung,FieldTranslation,Land,", "Warnung,Common,Server,", "Warnung,Common,SaveFile,",
+        "Warnung,Unbekannt,,"}) {
     EXPECT_THAT(check.out, HasSubstr(finding));
   }
 }
@@ -159,12 +172,14 @@ TEST_F(EndToEnd, WhatCannotBeUsedIsStatus4WithTheReason) {
   EXPECT_EQ(run.status, 4);
   EXPECT_THAT(run.err, HasSubstr("Die Datei ''/gibt/es/nicht.txt'' existiert nicht."));
 
-  WriteSpec("Ziel.IMP", "[Common]\nDescription=Ziel\nImportClass=kein.ziel\nFileName=kunden.txt\nDelimiter=;\n");
+  WriteSpec("Ziel.IMP",
+            "[Common]\nDescription=Ziel\nImportClass=kein.ziel\nFileName=kunden.txt\nDelimiter=;\n");
   run = Run({"run", "Ziel"});
   EXPECT_EQ(run.status, 4);
-  EXPECT_THAT(run.err, AllOf(HasSubstr("Der angegebene Import Provider ''kein.ziel'' kann nicht geladen werden. "
-                                       "Fehlercode 429."),
-                             HasSubstr("durchsuchte Ordner")));
+  EXPECT_THAT(run.err,
+              AllOf(HasSubstr("Der angegebene Import Provider ''kein.ziel'' kann nicht geladen werden. "
+                              "Fehlercode 429."),
+                    HasSubstr("durchsuchte Ordner")));
 
   EXPECT_EQ(Run({"run", "Kundenliste", "--host", "/gibt/es/nicht.db"}).status, 4);
   WriteSpec("Pflicht.IMP",

@@ -3,6 +3,7 @@
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QStatusBar>
 #include <QTest>
 #include <functional>
 #include <memory>
@@ -75,6 +76,15 @@ class HostWindowTest : public HostFixture {
   RecordingUserInterface ui;
   std::unique_ptr<host::HostWindow> window;
 };
+
+TEST_F(HostWindowTest, RestoresKeyIndexesThatAreMissingAndSaysSo) {
+  connection->Execute("DROP INDEX Adressindex2");
+  Open();
+  EXPECT_THAT(window->statusBar()->currentMessage().toStdString(), HasSubstr("neu angelegt"));
+  EXPECT_THAT(Rows("SELECT count(*) FROM sqlite_schema WHERE name LIKE 'Adressindex_'"), ElementsAre("3"));
+  Open();
+  EXPECT_EQ(window->statusBar()->currentMessage().toStdString(), "");
+}
 
 TEST_F(HostWindowTest, ShowsTheThreeListsAndTheTwoLogs) {
   Open();

@@ -39,6 +39,7 @@ std::string_view DescriptionOf(ErrorNumber number) {
     case ErrorNumber::kWrongNumberOfArguments: return "Falsche Anzahl an Argumenten";
     case ErrorNumber::kDatabase: return "Fehler beim Zugriff auf die Datenbank";
     case ErrorNumber::kNoCurrentRecord: return "Kein aktueller Datensatz";
+    case ErrorNumber::kNumberExists: return "Die Nummer gibt es schon";
     case ErrorNumber::kColumnNotFound: return "Spalte nicht gefunden";
     case ErrorNumber::kColumnType: return "Der Wert passt nicht zum Typ der Spalte";
     case ErrorNumber::kObjectClosed: return "Der Vorgang ist bei geschlossenem Objekt nicht zulässig";

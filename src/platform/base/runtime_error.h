@@ -40,6 +40,7 @@ enum class ErrorNumber : int {
   // Data access.
   kDatabase = 3000,  // the database refused a statement or a connection; the text says why
   kNoCurrentRecord = 3021,
+  kNumberExists = 3022,  // a record of that number is stored already
   kColumnNotFound = 3265,
   kColumnType = 3421,  // a value does not fit the column's type or size
   kObjectClosed = 3704,

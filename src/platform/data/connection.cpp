@@ -9,8 +9,6 @@ std::unique_ptr<Statement> Connection::Prepare(std::string_view) {
   return nullptr;
 }
 
-std::unique_ptr<DeferredIndexes> Connection::DeferIndexes(std::string_view, std::int64_t) { return nullptr; }
-
 void Connection::Begin() { LacksMember(); }
 void Connection::Commit() { LacksMember(); }
 void Connection::Rollback() { LacksMember(); }

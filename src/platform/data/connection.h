@@ -21,8 +21,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/data/deferred_indexes.h"
 #include "platform/data/recordset.h"
+#include "platform/data/waits.h"
 
 namespace kestrel {
 
@@ -101,16 +101,6 @@ class Connection : public Object {
   // a query sees what was sent before it. Raises nothing.
   virtual void FinishLateWork() {}
 
-  // For whoever is about to add many rows to `table`: takes its indexes of one text column out of the database
-  // and keeps them in memory. To write them there later, in the order of the texts, costs a third of adding to
-  // them row by row. Statements and queries of this connection find the table as ever, but for
-  // ON CONFLICT ... DO UPDATE, which the stand-in lacks; those of others are answered without an index. Where
-  // another connection writes to the table meanwhile, the next query restores the indexes. They are missing
-  // where the program dies: whoever made them makes them again IF NOT EXISTS. Null where the provider does not
-  // do this, no index is fit for it, a record set of this connection is open, or the table holds more than
-  // `most_rows` rows. Error 3000.
-  virtual std::unique_ptr<DeferredIndexes> DeferIndexes(std::string_view table, std::int64_t most_rows);
-
   // Whether companions are told of every query before it runs, its statements' queries included.
   virtual bool TellsQueries() const { return false; }
 
@@ -119,6 +109,19 @@ class Connection : public Object {
   virtual void Commit();
   virtual void Rollback();
   virtual bool InTransaction() const { return false; }
+
+  // Returns when everything committed is where the end of the machine's power does not reach it. Error 3000.
+  virtual void MakeDurable() {}
+
+  // Why further calls are bound to fail as the last one did (a full disk, a lost connection, a lock that nobody
+  // gives up), with a way out, in sentences; empty where the next call has no less chance than ever.
+  virtual std::string StopReason() const { return {}; }
+  // Has `watch` asked during waits, from the calling thread only; null for nobody. It lives until the next
+  // call.
+  void WatchWaits(WaitWatch* watch) {
+    const std::lock_guard lock(*call_mutex_);
+    waits_->SetWatch(watch);
+  }
 
   // The catalog, in the source's own order. An unknown table is 3000.
   virtual std::vector<CatalogTable> Tables() = 0;
@@ -151,6 +154,7 @@ class Connection : public Object {
  protected:
   // For statements and record sets, which may outlive the connection.
   const std::shared_ptr<std::recursive_mutex>& SharedCallMutex() const { return call_mutex_; }
+  const std::shared_ptr<Waits>& SharedWaits() const { return waits_; }
   // Every provider's Begin calls this first.
   void SettleCompanions();
   // What TellsQueries promises.
@@ -161,6 +165,7 @@ class Connection : public Object {
 
  private:
   std::shared_ptr<std::recursive_mutex> call_mutex_ = std::make_shared<std::recursive_mutex>();
+  std::shared_ptr<Waits> waits_ = std::make_shared<Waits>();
   std::vector<std::pair<std::type_index, std::unique_ptr<Companion>>> companions_;
 };
 

@@ -46,30 +46,15 @@ Database::Database(const std::string& file, bool read_only, std::shared_ptr<std:
   Run("PRAGMA wal_autocheckpoint = 1024");
   Run("PRAGMA journal_size_limit = 67108864");
   Run("PRAGMA synchronous = NORMAL");
-  SetCacheSize(kCacheKiB);
+  // Taken only as it is needed; fresh memory for pages that are only appended costs more than reading an old
+  // one again.
+  Run("PRAGMA cache_size = -65536");
   Run("PRAGMA temp_store = MEMORY");
 }
 
-void Database::SetHook(const void* owner, Hook kind, std::function<void()> call) {
-  DropHook(owner);
-  hooks_.push_back({owner, kind, std::move(call)});
-}
-
-void Database::DropHook(const void* owner) {
-  std::erase_if(hooks_, [owner](const HookEntry& hook) { return hook.owner == owner; });
-}
-
 void Database::TellOfQuery() const {
-  for (const HookEntry& hook : hooks_) hook.call();
+  if (before_query_) before_query_();
 }
-
-void Database::TellOfStatement() const {
-  for (const HookEntry& hook : hooks_) {
-    if (hook.kind == Hook::kBeforeEverything) hook.call();
-  }
-}
-
-Database::~Database() { TellOfQuery(); }
 
 void Database::Fail() const { Refuse(sqlite3_errmsg(handle_.get())); }
 

@@ -53,7 +53,6 @@ class Database {
   Database(const std::string& file, bool read_only, std::shared_ptr<std::recursive_mutex> mutex);
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
-  ~Database();
 
   sqlite3* Handle() const { return handle_.get(); }
   // Held during every call of SQLite's, also by statements and record sets.
@@ -71,31 +70,15 @@ class Database {
   // Keeps a query for the next one of its kind; at most 32 are kept, the longest unused one leaves.
   void Release(CompiledQueryPtr query);
   void DropKeptQueries();
-  // Has `call` called before a query is compiled or used again or, for kBeforeEverything, before any other
-  // statement of a caller's as well; also at the end of this object. It raises nothing. One for each `owner`: a
-  // new one replaces the last.
-  enum class Hook { kBeforeQueries, kBeforeEverything };
-  void SetHook(const void* owner, Hook kind, std::function<void()> call);
-  void DropHook(const void* owner);
-  // Before a statement that is no query.
-  void TellOfStatement() const;
+  // Has `call` called before a query is compiled or used again; null for nothing. It raises nothing.
+  void SetBeforeQuery(std::function<void()> call) { before_query_ = std::move(call); }
 
   // Error 3000 with the reason of the last failure.
   [[noreturn]] void Fail() const;
-  // The cache of pages, taken only as it is needed; kCacheKiB unless set, as fresh memory for pages that are
-  // only appended costs more than reading an old one again. Error 3000.
-  static constexpr int kCacheKiB = 64 * 1024;
-  void SetCacheSize(int kib) const { Run(("PRAGMA cache_size = -" + std::to_string(kib)).c_str()); }
   // Runs a statement without result.
   void Run(const char* sql) const;
 
  private:
-  struct HookEntry {
-    const void* owner;
-    Hook kind;
-    std::function<void()> call;
-  };
-
   void TellOfQuery() const;
   CompiledQueryPtr Take(std::string_view key);
   CompiledQueryPtr TakeOrCompile(std::string_view sql);
@@ -104,7 +87,7 @@ class Database {
   std::unique_ptr<sqlite3, CloseHandle> handle_;
   std::list<CompiledQueryPtr> kept_;  // most recently used first
   LiteralTemplate template_;
-  std::vector<HookEntry> hooks_;
+  std::function<void()> before_query_;
 };
 
 }  // namespace kestrel::sqlite

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "platform/base/text.h"
-#include "platform/data/providers/sqlite/sqlite_deferred_indexes.h"
 #include "platform/data/providers/sqlite/sqlite_provider.h"
 #include "platform/data/providers/sqlite/sqlite_recordset.h"
 #include "platform/data/providers/sqlite/sqlite_statement.h"
@@ -46,7 +45,7 @@ ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole) {
 
 SqliteConnection::SqliteConnection(const std::string& file, bool read_only)
     : database_(std::make_shared<Database>(file, read_only, SharedCallMutex())) {
-  database_->SetHook(this, Database::Hook::kBeforeQueries, [this] { TellCompanionsOfQuery(); });
+  database_->SetBeforeQuery([this] { TellCompanionsOfQuery(); });
 }
 
 SqliteConnection::~SqliteConnection() {
@@ -61,7 +60,6 @@ Database& SqliteConnection::Open() const {
 std::int64_t SqliteConnection::Execute(std::string_view sql) {
   Database& database = Open();
   const std::lock_guard lock(database.Mutex());
-  database.TellOfStatement();
   const StatementHandle statement = database.Compile(sql, false);
   return RunToEnd(database, statement.get());
 }
@@ -75,13 +73,6 @@ RecordsetPtr SqliteConnection::OpenRecordset(std::string_view sql) {
 std::unique_ptr<Statement> SqliteConnection::Prepare(std::string_view sql) {
   const std::lock_guard lock(Open().Mutex());
   return std::make_unique<SqliteStatement>(database_, sql);
-}
-
-std::unique_ptr<DeferredIndexes> SqliteConnection::DeferIndexes(std::string_view table,
-                                                                std::int64_t most_rows) {
-  Database& database = Open();
-  const std::lock_guard lock(database.Mutex());
-  return SqliteDeferredIndexes::Make(database_, table, most_rows);
 }
 
 void SqliteConnection::Begin() {
@@ -149,7 +140,7 @@ void SqliteConnection::Close() {
   {
     // Record sets that are still open keep the file open, but no lock on it.
     const std::lock_guard lock(database_->Mutex());
-    database_->DropHook(this);
+    database_->SetBeforeQuery(nullptr);
     if (InTransaction()) Trap([this] { database_->Run("ROLLBACK"); }, [](const RuntimeError&) {});
     database_->DropKeptQueries();
   }

@@ -17,7 +17,6 @@ class SqliteConnection final : public Connection {
   std::int64_t Execute(std::string_view sql) override;
   RecordsetPtr OpenRecordset(std::string_view sql) override;
   std::unique_ptr<Statement> Prepare(std::string_view sql) override;
-  std::unique_ptr<DeferredIndexes> DeferIndexes(std::string_view table, std::int64_t most_rows) override;
   bool TellsQueries() const override { return true; }
   // A transaction takes the write lock at once, so that it cannot fail half way for want of it.
   void Begin() override;

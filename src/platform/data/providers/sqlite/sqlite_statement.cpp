@@ -60,7 +60,6 @@ SqliteStatement::~SqliteStatement() {
 
 std::int64_t SqliteStatement::Execute() {
   const std::lock_guard lock(database_->Mutex());
-  database_->TellOfStatement();
   BindAll(*database_, handle_.get(), BoundValues(), SQLITE_STATIC);
   return RunToEnd(*database_, handle_.get());
 }

@@ -1,0 +1,58 @@
+// How long the calls of one connection may wait for somebody else (another program's lock, a server that is
+// silent), and who is asked meanwhile.
+#pragma once
+
+#include <chrono>
+#include <string_view>
+#include <thread>
+
+namespace kestrel {
+
+// Who looks after a person while a call waits.
+class WaitWatch {
+ public:
+  WaitWatch() = default;
+  WaitWatch(const WaitWatch&) = delete;
+  WaitWatch& operator=(const WaitWatch&) = delete;
+  virtual ~WaitWatch() = default;
+  // Asked several times a second. `reason` is a sentence to show. False ends the wait: the call fails. Makes no
+  // call of the connection; raises nothing.
+  virtual bool KeepWaiting(std::string_view reason) = 0;
+};
+
+// Used under the connection's CallMutex.
+class Waits {
+ public:
+  static constexpr std::chrono::seconds kLockLimit{60};
+  static constexpr std::chrono::seconds kAnswerLimit{300};
+
+  // The limits that the environment sets, KESTREL_LOCK_WAIT and KESTREL_ANSWER_WAIT in seconds, else the two
+  // above.
+  Waits();
+
+  // Null for nobody. Asked only by the thread that sets it.
+  void SetWatch(WaitWatch* watch);
+  // `seconds` as a connection string has them; what is no number from 0 on changes nothing.
+  void SetLockLimit(std::string_view seconds) { Read(seconds, lock_limit_); }
+  void SetAnswerLimit(std::string_view seconds) { Read(seconds, answer_limit_); }
+
+  std::chrono::milliseconds LockLimit() const { return lock_limit_; }
+  std::chrono::milliseconds AnswerLimit() const { return answer_limit_; }
+
+  // Whether a wait goes on that has lasted since `start`: not beyond `limit`, and not where the watch says no.
+  bool GoOn(std::chrono::steady_clock::time_point start, std::chrono::milliseconds limit,
+            std::string_view reason);
+  // Whether the last wait was ended by the watch.
+  bool WasStopped() const { return was_stopped_; }
+
+ private:
+  static void Read(std::string_view seconds, std::chrono::milliseconds& limit);
+
+  std::chrono::milliseconds lock_limit_ = kLockLimit;
+  std::chrono::milliseconds answer_limit_ = kAnswerLimit;
+  WaitWatch* watch_ = nullptr;
+  std::thread::id thread_;
+  bool was_stopped_ = false;
+};
+
+}  // namespace kestrel
