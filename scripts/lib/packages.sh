@@ -5,7 +5,7 @@
 build_packages=(
   ca-certificates g++ cmake ninja-build ccache pkg-config
   libsqlite3-dev libpq-dev unixodbc-dev libcli11-dev
-  zlib1g-dev libxml2-dev
+  zlib1g-dev libxml2-dev libssl-dev
   qt6-base-dev libgl-dev libqt6svg6 qt6-translations-l10n
 )
 

@@ -34,7 +34,9 @@ const std::map<std::string, std::set<std::string>>& OutsideHeaders() {
       {"^(sql|sqlext|sqltypes|sqlucode|odbcinst)\\.h", {"src/platform/data/providers/odbc"}},
       {"^(libpq-fe|postgresql/.*)\\.h", {"src/platform/data/providers/postgres"}},
       {"^(mdbtools|mdbsql)", {}},
-      {"^(zlib|libxml)", {"src/platform/data/providers/xls"}},
+      {"^zlib", {"src/platform/data/providers/xls"}},
+      {"^libxml", {"src/platform/data/providers/xls", "src/platform/data/providers/office_crypto"}},
+      {"^openssl", {"src/platform/data/providers/office_crypto"}},
       {"^CLI/", {"src/cli"}},
       {"^Q[A-Z]", {"src/wizard", "host/app"}},
   };

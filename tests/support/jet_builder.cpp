@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "platform/base/text.h"
-#include "platform/data/providers/mdb/rc4.h"
+#include "platform/data/providers/office_crypto/rc4.h"
 
 namespace kestrel::testing {
 namespace {
@@ -347,7 +347,7 @@ std::string JetBuilder::Header() const {
     Put(header, 0x72, LeDouble(kCreated));
   }
   Put(header, 0x42, password);
-  mdb::Rc4("\xC7\xDA\x39\x6B").Apply(std::span(header).subspan(0x18, Jet3() ? 126 : 128));
+  office_crypto::Rc4("\xC7\xDA\x39\x6B").Apply(std::span(header).subspan(0x18, Jet3() ? 126 : 128));
   return header;
 }
 
@@ -357,7 +357,7 @@ std::string JetBuilder::Build() {
   std::string file;
   for (const Page& page : pages_) file += RenderPage(page);
   for (std::size_t page = 1; page_key_ != 0 && page < pages_.size(); ++page) {
-    mdb::Rc4(Le32(page_key_ ^ static_cast<std::uint32_t>(page)))
+    office_crypto::Rc4(Le32(page_key_ ^ static_cast<std::uint32_t>(page)))
         .Apply(std::span(file).subspan(page * PageSize(), PageSize()));
   }
   return file;

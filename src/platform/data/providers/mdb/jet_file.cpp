@@ -7,10 +7,12 @@
 
 #include "platform/base/text.h"
 #include "platform/data/providers/mdb/jet_text.h"
-#include "platform/data/providers/mdb/rc4.h"
+#include "platform/data/providers/office_crypto/rc4.h"
 
 namespace kestrel::mdb {
 namespace {
+
+using office_crypto::Rc4;
 
 constexpr std::size_t kJet3PageSize = 2048;
 constexpr std::size_t kJet4PageSize = 4096;

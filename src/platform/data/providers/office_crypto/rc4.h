@@ -1,5 +1,5 @@
-// The RC4 stream cipher: what the format masks its header with, and its pages where it "encrypts" them.
-// Nothing is kept secret by it here; the key stands in the file.
+// The RC4 stream cipher, by which older documents are encrypted. Access also masks its header with it, whose
+// key stands in the file. OpenSSL offers it only as a "legacy" that an installation may lack.
 #pragma once
 
 #include <array>
@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-namespace kestrel::mdb {
+namespace kestrel::office_crypto {
 
 class Rc4 {
  public:
@@ -22,4 +22,4 @@ class Rc4 {
   std::uint8_t j_ = 0;
 };
 
-}  // namespace kestrel::mdb
+}  // namespace kestrel::office_crypto

@@ -1,9 +1,9 @@
-#include "platform/data/providers/mdb/rc4.h"
+#include "platform/data/providers/office_crypto/rc4.h"
 
 #include <numeric>
 #include <utility>
 
-namespace kestrel::mdb {
+namespace kestrel::office_crypto {
 
 Rc4::Rc4(std::string_view key) {
   std::iota(state_.begin(), state_.end(), std::uint8_t{0});
@@ -24,4 +24,4 @@ void Rc4::Apply(std::span<char> bytes) {
   }
 }
 
-}  // namespace kestrel::mdb
+}  // namespace kestrel::office_crypto
