@@ -265,8 +265,9 @@ void JetBuilder::WriteDefinition(const Table& table) {
   const std::size_t maps_at = Jet3() ? 35 : 55;
   std::string whole(maps_at, '\0');
   std::uint32_t row_count = 0;
-  for (const std::uint32_t page : table.data_pages)
-    row_count += static_cast<std::uint32_t>(pages_[page].rows.size());
+  for (const std::uint32_t page : table.data_pages) {
+    for (const auto& [bytes, flags] : pages_[page].rows) row_count += (flags & kMoved) == 0 ? 1U : 0U;
+  }
   Put(whole, rows_at, Le32(row_count));
   whole[type_at] = 'N';
   Put(whole, type_at + 1, Le16(*table.columns.back().number + 1U));

@@ -3,7 +3,7 @@
 #include <memory>
 #include <utility>
 
-#include "platform/base/file.h"
+#include "platform/base/steady_file.h"
 #include "platform/data/providers/mdb/query_compiler.h"
 #include "platform/data/providers/mdb/query_database.h"
 #include "platform/data/providers/mdb/query_recordset.h"
@@ -31,7 +31,12 @@ std::vector<std::string> NamesOf(const QueryPlan& plan) {
 }  // namespace
 
 AccessConnection::AccessConnection(const std::string& path, std::string_view password)
-    : file_(ReadingFile(path, [&] { return std::make_shared<const JetFile>(ReadWholeFile(path), password); })),
+    : file_(ReadingFile(path,
+                        [&] {
+                          SteadyFile file = ReadSteadyFile(path);
+                          return std::make_shared<const JetFile>(std::move(file.content), password, path,
+                                                                 file.identity);
+                        })),
       catalog_(ReadingFile(path, [&] { return Catalog(file_); })) {}
 
 void AccessConnection::Close() {
@@ -51,8 +56,10 @@ std::vector<CatalogTable> AccessConnection::Tables() {
 const CatalogEntry& AccessConnection::Require(std::string_view table) const {
   const CatalogEntry* entry = catalog_.Find(table);
   if (entry == nullptr) {
-    throw RuntimeError(ErrorNumber::kDatabase,
-                       "Die Access-Datenbank hat keine Tabelle oder Abfrage '" + std::string(table) + "'.");
+    std::string text = "Die Access-Datenbank hat keine Tabelle oder Abfrage '" + std::string(table) + "'.";
+    if (catalog_.damage())
+      text += " Ihr Verzeichnis ist aber nicht vollständig. " + catalog_.damage()->Description();
+    throw RuntimeError(ErrorNumber::kDatabase, std::move(text));
   }
   if (entry->kind == ObjectKind::kLinkedTable || entry->kind == ObjectKind::kOdbcTable) {
     throw LinkedTableError(*entry);

@@ -10,6 +10,7 @@ namespace kestrel::mdb {
 namespace {
 
 constexpr std::uint32_t kCatalogPage = 2;
+constexpr const char* kCatalogName = "MSysObjects";
 
 // Values of MSysObjects.Type.
 constexpr std::int64_t kTableType = 1;
@@ -47,7 +48,8 @@ Catalog::Catalog(const JetFilePtr& file) {
     const ColumnKind kind = objects.columns()[column].kind;
     return cell && IsWhole(kind) ? WholeNumber(kind, *cell) : 0;
   };
-  for (std::size_t row = 0; row < objects.RowCount(); ++row) {
+  damage_ = objects.Loss(kCatalogName);
+  const auto read_row = [&](std::size_t row) {
     objects.GoTo(row);
     CatalogEntry entry;
     switch (number(type)) {
@@ -55,7 +57,7 @@ Catalog::Catalog(const JetFilePtr& file) {
       case kQueryType: entry.kind = ObjectKind::kQuery; break;
       case kLinkedTableType: entry.kind = ObjectKind::kLinkedTable; break;
       case kOdbcTableType: entry.kind = ObjectKind::kOdbcTable; break;
-      default: continue;
+      default: return;
     }
     entry.id = static_cast<std::int32_t>(number(id));
     entry.name = objects.Text(name);
@@ -63,6 +65,13 @@ Catalog::Catalog(const JetFilePtr& file) {
     if (entry.kind == ObjectKind::kLinkedTable) entry.linked_file = objects.Text(database);
     entry.linked_table = objects.Text(foreign_name);
     entries_.push_back(std::move(entry));
+  };
+  // An entry that is damaged does not hide the others.
+  for (std::size_t row = 0; row < objects.RowCount(); ++row) {
+    Trap([&] { read_row(row); },
+         [&](const RuntimeError& error) {
+           if (!damage_) damage_ = error;
+         });
   }
   std::stable_sort(entries_.begin(), entries_.end(), [](const CatalogEntry& a, const CatalogEntry& b) {
     const bool a_is_query = a.kind == ObjectKind::kQuery;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,8 +26,10 @@ struct CatalogEntry {
 
 class Catalog {
  public:
-  // Raises 3000 where the catalog cannot be read.
+  // Raises 3000 where the catalog cannot be read at all.
   explicit Catalog(const JetFilePtr& file);
+  // Why entries may be missing; none where the catalog is whole.
+  const std::optional<RuntimeError>& damage() const { return damage_; }
 
   // Tables before queries, each by name in dictionary order.
   const std::vector<CatalogEntry>& entries() const { return entries_; }
@@ -35,6 +38,7 @@ class Catalog {
 
  private:
   std::vector<CatalogEntry> entries_;
+  std::optional<RuntimeError> damage_;
 };
 
 // The error for a linked table: 3000, naming table and file.

@@ -36,6 +36,8 @@ constexpr std::uint16_t kRowOffsetMask = 0x1FFF;
 constexpr std::uint16_t kRowIsLookup = 0x4000;
 constexpr std::uint16_t kRowIsSkipped = 0x8000;
 
+constexpr const char* kCopyAgain = "Bitte die Datei noch einmal vollständig kopieren.";
+
 RuntimeError NotReadable(std::string text) { return RuntimeError(ErrorNumber::kDatabase, std::move(text)); }
 
 // The password in the unmasked header, as UTF-8; empty where there is none.
@@ -61,7 +63,9 @@ std::string StoredPassword(const RawBytes& header, bool jet3) {
 
 }  // namespace
 
-JetFile::JetFile(std::string content, std::string_view password) : content_(std::move(content)) {
+JetFile::JetFile(std::string content, std::string_view password, std::string name,
+                 std::optional<FileIdentity> identity)
+    : content_(std::move(content)), name_(std::move(name)), identity_(identity) {
   ReadHeader(password);
 }
 
@@ -74,7 +78,10 @@ void JetFile::ReadHeader(std::string_view password) {
   const std::uint8_t version = RawBytes(content_).U8(kVersion);
   jet3_ = version == kVersionJet3;
   page_size_ = jet3_ ? kJet3PageSize : kJet4PageSize;
-  if (content_.size() < 3 * page_size_) throw NotReadable("Die Access-Datei ist unvollständig.");
+  if (content_.size() < 3 * page_size_) {
+    throw NotReadable("Die Access-Datei ist unvollständig: sie hat nur " + std::to_string(content_.size()) +
+                      " Bytes. " + kCopyAgain);
+  }
   page_count_ = static_cast<std::uint32_t>(
       std::min<std::size_t>(content_.size() / page_size_, RowPointer{0xFFFFFF} + std::size_t{1}));
 
@@ -106,8 +113,17 @@ void JetFile::DecodePages(std::uint32_t key) {
   }
 }
 
+std::string JetFile::Shortage(std::uint64_t last_page) const {
+  return "Die Datei" + (name_.empty() ? "" : " " + name_) + " hat " + std::to_string(content_.size()) +
+         " Bytes; bis zur Seite " + std::to_string(last_page) + " sind mindestens " +
+         std::to_string((last_page + 1) * page_size_) + " nötig. " + kCopyAgain;
+}
+
 RawBytes JetFile::Page(std::uint32_t page) const {
-  if (page >= page_count_) throw Damaged("Verweis auf die fehlende Seite " + std::to_string(page));
+  if (page >= page_count_) {
+    throw NotReadable("Die Access-Datei ist unvollständig: die Seite " + std::to_string(page) + " fehlt. " +
+                      Shortage(page));
+  }
   return RawBytes(std::string_view(content_).substr(page * page_size_, page_size_));
 }
 

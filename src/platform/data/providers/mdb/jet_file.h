@@ -7,9 +7,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "platform/base/file_identity.h"
 #include "platform/data/code_page.h"
 #include "platform/data/providers/mdb/raw_bytes.h"
 
@@ -29,14 +31,22 @@ struct StoredRow {
 // Immutable once made; may be shared by several readers.
 class JetFile {
  public:
-  // Takes the content of a file. Raises 3000 for content that is no Access database, for a form that
-  // cannot be read, and for a password other than the one in the file. No error text holds a password.
-  // A file without a password opens with any.
-  JetFile(std::string content, std::string_view password);
+  // Takes the content of a file; `name` is what errors call it, `identity` which file it was. Raises 3000 for
+  // content that is no Access database, for a form that cannot be read, and for a password other than the one
+  // in the file. No error text holds a password. A file without a password opens with any.
+  JetFile(std::string content, std::string_view password, std::string name = "",
+          std::optional<FileIdentity> identity = std::nullopt);
 
   bool IsJet3() const { return jet3_; }
   std::uint32_t PageCount() const { return page_count_; }
   std::size_t FileSize() const { return content_.size(); }
+
+  // Whether the page lies within the file. What the file names and does not have was cut off.
+  bool HasPage(std::uint64_t page) const { return page < page_count_; }
+  // That pages up to this one are missing: how long the file is and would have to be, for a sentence.
+  std::string Shortage(std::uint64_t last_page) const;
+  const std::string& name() const { return name_; }
+  const std::optional<FileIdentity>& identity() const { return identity_; }
 
   // A page's bytes. Raises 3000 for a page the file does not have.
   RawBytes Page(std::uint32_t page) const;
@@ -56,6 +66,8 @@ class JetFile {
   void DecodePages(std::uint32_t key);
 
   std::string content_;
+  std::string name_;
+  std::optional<FileIdentity> identity_;
   bool jet3_ = false;
   std::size_t page_size_ = 0;
   std::uint32_t page_count_ = 0;

@@ -244,7 +244,8 @@ void BindCell(sqlite3_stmt* statement, int parameter, TableReader& reader, std::
   }
 }
 
-void Load(sqlite3* database, const JetFilePtr& file, const LoadStep& load) {
+// Gives why the table's rows are not all there.
+std::optional<RuntimeError> Load(sqlite3* database, const JetFilePtr& file, const LoadStep& load) {
   TableReader reader(file, load.definition_page);
   std::vector<std::size_t> used;
   std::string declared;
@@ -268,6 +269,7 @@ void Load(sqlite3* database, const JetFilePtr& file, const LoadStep& load) {
     Check(sqlite3_step(insert.get()), database);
     sqlite3_reset(insert.get());
   }
+  return reader.Loss(load.table);
 }
 
 // Keeps the first rows, and those behind them that are equal in all the order's columns.
@@ -319,7 +321,7 @@ std::string RoundedText(double number, std::chars_format format, int digits) {
 class QueryDatabase::Implementation {
  public:
   Implementation(const JetFilePtr& file, const QueryPlan& plan)
-      : columns_(plan.selects.back().columns), texts_(columns_.size()) {
+      : identity_(file->identity()), columns_(plan.selects.back().columns), texts_(columns_.size()) {
     // The empty name is a database of its own in a temporary file, which is written to only when the cache
     // is full, and which vanishes with it.
     sqlite3* database = nullptr;
@@ -333,7 +335,9 @@ class QueryDatabase::Implementation {
     Run(database, "PRAGMA synchronous = OFF");
     AddFunctions(database);
     Run(database, "BEGIN");
-    for (const LoadStep& load : plan.loads) Load(database, file, load);
+    for (const LoadStep& load : plan.loads) {
+      if (auto loss = Load(database, file, load); loss && !loss_) loss_ = std::move(loss);
+    }
     for (const SelectStep& step : plan.selects) Select(database, step);
     Run(database, "COMMIT");
     const std::string& table = plan.selects.back().sql_name;
@@ -342,6 +346,8 @@ class QueryDatabase::Implementation {
   }
 
   std::size_t row_count() const { return row_count_; }
+  const std::optional<RuntimeError>& loss() const { return loss_; }
+  const std::optional<FileIdentity>& identity() const { return identity_; }
 
   void GoTo(std::size_t row) {
     sqlite3_reset(row_.get());
@@ -398,6 +404,8 @@ class QueryDatabase::Implementation {
     }
   }
 
+  std::optional<FileIdentity> identity_;
+  std::optional<RuntimeError> loss_;
   std::vector<ResultColumn> columns_;
   std::vector<std::string> texts_;
   DatabasePtr database_;
@@ -410,6 +418,8 @@ QueryDatabase::QueryDatabase(const JetFilePtr& file, const QueryPlan& plan)
 QueryDatabase::~QueryDatabase() = default;
 
 std::size_t QueryDatabase::RowCount() const { return implementation_->row_count(); }
+const std::optional<RuntimeError>& QueryDatabase::Loss() const { return implementation_->loss(); }
+const std::optional<FileIdentity>& QueryDatabase::SourceFile() const { return implementation_->identity(); }
 void QueryDatabase::GoTo(std::size_t row) { implementation_->GoTo(row); }
 bool QueryDatabase::IsNull(std::size_t column) const { return implementation_->IsNull(column); }
 std::string_view QueryDatabase::Text(std::size_t column) { return implementation_->Text(column); }

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,9 @@ class QueryDatabase {
   QueryDatabase& operator=(const QueryDatabase&) = delete;
 
   std::size_t RowCount() const;
+  // Why the result lacks rows: a table that the query reads has lost some. None where all are there.
+  const std::optional<RuntimeError>& Loss() const;
+  const std::optional<FileIdentity>& SourceFile() const;
   // Makes a row (below RowCount()) the current one.
   void GoTo(std::size_t row);
   // Of the current row; `column` is below the number of columns. The text follows value_text.h and lives

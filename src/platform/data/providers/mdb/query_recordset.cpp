@@ -5,7 +5,9 @@
 namespace kestrel::mdb {
 
 QueryRecordset::QueryRecordset(std::vector<std::string> names, std::unique_ptr<QueryDatabase> database)
-    : IndexedRecordset(std::move(names), database->RowCount()), database_(std::move(database)) {}
+    : IndexedRecordset(std::move(names), database->RowCount()), database_(std::move(database)) {
+  if (const auto& loss = database_->Loss()) EndsEarly(*loss);
+}
 
 void QueryRecordset::Seek(std::size_t row) const {
   if (row == at_) return;

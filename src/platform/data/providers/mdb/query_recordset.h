@@ -15,6 +15,8 @@ class QueryRecordset final : public IndexedRecordset {
   // The columns are those of the plan that `database` ran.
   QueryRecordset(std::vector<std::string> names, std::unique_ptr<QueryDatabase> database);
 
+  std::optional<FileIdentity> SourceFile() const override { return database_->SourceFile(); }
+
  private:
   bool IsNullAt(std::size_t row, std::size_t column) const override;
   std::string_view TextAt(std::size_t row, std::size_t column) const override;

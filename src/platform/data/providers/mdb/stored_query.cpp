@@ -129,6 +129,8 @@ StoredQueries::StoredQueries(const JetFilePtr& file, const Catalog& catalog) {
   const CatalogEntry* entry = catalog.Find("MSysQueries");
   if (entry == nullptr || entry->kind != ObjectKind::kTable) return;
   TableReader table(file, entry->DefinitionPage());
+  // A query that lost its condition would give more rows than it has.
+  if (auto loss = table.Loss(entry->name)) throw *std::move(loss);
   const std::size_t object = table.RequireColumn("ObjectId");
   const std::size_t attribute = table.RequireColumn("Attribute");
   const std::size_t order = table.RequireColumn("Order");

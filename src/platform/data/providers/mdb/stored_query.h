@@ -18,7 +18,7 @@ RuntimeError QueryError(const CatalogEntry& query, const std::string& reason);
 
 class StoredQueries {
  public:
-  // Raises 3000 where MSysQueries cannot be read. A database without it has no queries.
+  // Raises 3000 where MSysQueries cannot be read whole. A database without it has no queries.
   StoredQueries(const JetFilePtr& file, const Catalog& catalog);
 
   // The statement of a query. Raises 3000, naming the query, for one that returns no rows or that cannot be

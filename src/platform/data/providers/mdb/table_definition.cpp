@@ -11,13 +11,13 @@ constexpr std::size_t kPageHead = 8;  // what every page of a definition starts 
 
 // Where the parts of a definition stand.
 struct Layout {
-  std::size_t variable_columns, columns, indexes, usage_map, head, index_size, column_size;
+  std::size_t row_count, variable_columns, columns, indexes, usage_map, head, index_size, column_size;
   struct {
     std::size_t number, var_index, precision, flags, fixed_offset, length;
   } column;
 };
-constexpr Layout kJet3{23, 25, 31, 35, 43, 8, 18, {1, 3, 9, 13, 14, 16}};
-constexpr Layout kJet4{43, 45, 51, 55, 63, 12, 25, {5, 7, 11, 15, 21, 23}};
+constexpr Layout kJet3{12, 23, 25, 31, 35, 43, 8, 18, {1, 3, 9, 13, 14, 16}};
+constexpr Layout kJet4{16, 43, 45, 51, 55, 63, 12, 25, {5, 7, 11, 15, 21, 23}};
 constexpr std::uint8_t kFixedLength = 0x01;
 
 // The definition's pages, put together.
@@ -57,30 +57,49 @@ void ForEachPage(std::string_view bitmap, std::uint64_t first, Use&& use) {
   }
 }
 
-// Calls `use` for each page of a usage map.
+// Calls `use` for each page of a usage map. The number of a page of the map itself that the file does not have;
+// nothing is told of the pages that stand there.
 template <class Use>
-void ForEachMappedPage(const JetFile& file, RowPointer pointer, Use&& use) {
+std::optional<std::uint64_t> ForEachMappedPage(const JetFile& file, RowPointer pointer, Use&& use) {
   constexpr std::uint8_t kInline = 0;
   constexpr std::uint8_t kByPages = 1;
   constexpr std::uint8_t kMapPage = 5;
   constexpr std::size_t kMapPageHead = 4;
+  if (!file.HasPage(PageOf(pointer))) return PageOf(pointer);
   const RawBytes map(file.Row(pointer));
   const std::uint8_t type = map.U8(0);
   if (type == kInline) {
     ForEachPage(map.view().substr(std::min<std::size_t>(5, map.size())), map.U32(1), use);
-    return;
+    return std::nullopt;
   }
   if (type != kByPages) throw Damaged("eine Seitenliste ist von unbekannter Art");
+  std::optional<std::uint64_t> missing;
   std::uint64_t first = 0;
   for (std::size_t at = 1; at + 4 <= map.size(); at += 4) {
     const std::uint32_t map_page = map.U32(at);
     const std::size_t bits = (file.Page(0).size() - kMapPageHead) * 8;
-    if (map_page != 0) {
+    if (map_page != 0 && !file.HasPage(map_page)) {
+      missing = std::max<std::uint64_t>(missing.value_or(0), map_page);
+    } else if (map_page != 0) {
       const RawBytes page = file.Page(map_page);
       if (page.U8(0) != kMapPage) throw Damaged("eine Seitenliste fehlt");
       ForEachPage(page.view().substr(kMapPageHead), first, use);
     }
     first += bits;
+  }
+  return missing;
+}
+
+// Adds the rows of a page, where it is one of the table's.
+void AddRowsOf(const JetFile& file, std::uint32_t page_number, std::uint32_t definition,
+               std::vector<RowPointer>& rows) {
+  constexpr std::uint8_t kDataPage = 1;
+  const RawBytes page = file.Page(page_number);
+  // A table owns pages of other kinds too (definition, index, long values).
+  if (page.U8(0) != kDataPage || page.U32(4) != definition) return;
+  const std::uint32_t count = std::min<std::uint32_t>(file.RowsOnPage(page), 256);
+  for (std::uint32_t row = 0; row < count; ++row) {
+    if (!file.RowOnPage(page, row).skipped) rows.push_back(page_number << 8 | row);
   }
 }
 
@@ -91,6 +110,7 @@ TableDefinition ReadTableDefinition(const JetFile& file, std::uint32_t page) {
   const std::string whole = GatherPages(file, page);
   const RawBytes bytes(whole);
   TableDefinition table;
+  table.row_count = bytes.U32(layout.row_count);
   table.variable_columns = bytes.U16(layout.variable_columns);
   table.usage_map = bytes.U32(layout.usage_map);
   const std::size_t count = bytes.U16(layout.columns);
@@ -111,20 +131,21 @@ TableDefinition ReadTableDefinition(const JetFile& file, std::uint32_t page) {
   return table;
 }
 
-std::vector<RowPointer> ListRows(const JetFile& file, const TableDefinition& table, std::uint32_t definition) {
-  constexpr std::uint8_t kDataPage = 1;
-  std::vector<RowPointer> rows;
-  ForEachMappedPage(file, table.usage_map, [&](std::uint64_t number) {
-    if (number >= file.PageCount()) return;
-    const auto page_number = static_cast<std::uint32_t>(number);
-    const RawBytes page = file.Page(page_number);
-    // A table owns pages of other kinds too (definition, index, long values).
-    if (page.U8(0) != kDataPage || page.U32(4) != definition) return;
-    const std::uint32_t count = std::min<std::uint32_t>(file.RowsOnPage(page), 256);
-    for (std::uint32_t row = 0; row < count; ++row) {
-      if (!file.RowOnPage(page, row).skipped) rows.push_back(page_number << 8 | row);
+StoredRows ListRows(const JetFile& file, const TableDefinition& table, std::uint32_t definition) {
+  StoredRows rows;
+  const auto missing_map = ForEachMappedPage(file, table.usage_map, [&](std::uint64_t page) {
+    if (file.HasPage(page)) {
+      AddRowsOf(file, static_cast<std::uint32_t>(page), definition, rows.pointers);
+    } else {
+      rows.missing_page = std::max(rows.missing_page.value_or(0), page);
     }
   });
+  if (missing_map) {
+    rows.missing_page = std::max(rows.missing_page.value_or(0), *missing_map);
+    rows.pointers.clear();
+    for (std::uint32_t page = 0; page < file.PageCount(); ++page)
+      AddRowsOf(file, page, definition, rows.pointers);
+  }
   return rows;
 }
 

@@ -47,13 +47,19 @@ struct TableDefinition {
   std::vector<Column> columns;  // as Access shows them; deleted columns are gone
   std::uint16_t variable_columns = 0;
   std::uint32_t usage_map = 0;  // RowPointer of the map of the pages the table owns
+  std::uint32_t row_count = 0;  // how many rows there are, as the file tells
 };
 
 // Raises 3000 where the definition contradicts itself.
 TableDefinition ReadTableDefinition(const JetFile& file, std::uint32_t page);
 
-// The rows that are not deleted, in the order they are stored in. Raises 3000 for a damaged map.
-std::vector<RowPointer> ListRows(const JetFile& file, const TableDefinition& table, std::uint32_t page);
+struct StoredRows {
+  std::vector<RowPointer> pointers;
+  std::optional<std::uint64_t> missing_page;  // the last of the table's pages that the file does not have
+};
+// The rows that are not deleted, in the order they are stored in. Raises 3000 for a damaged map. Where the map
+// itself was cut off, all pages of the file are asked whose they are.
+StoredRows ListRows(const JetFile& file, const TableDefinition& table, std::uint32_t page);
 
 // One stored row, its columns found.
 class RowCells {

@@ -15,6 +15,20 @@ TableReader::TableReader(JetFilePtr file, std::uint32_t page)
       rows_(ListRows(*file_, table_, page)),
       texts_(table_.columns.size()) {}
 
+std::optional<RuntimeError> TableReader::Loss(std::string_view table) const {
+  const bool fewer = RowCount() < PromisedRows();
+  if (!rows_.missing_page && !fewer) return std::nullopt;
+  std::string text = "Von der Tabelle '" + std::string(table) + "' fehlen Datensätze: lesbar sind " +
+                     std::to_string(RowCount());
+  if (fewer) text += " von " + std::to_string(PromisedRows());
+  text += ". ";
+  if (rows_.missing_page)
+    return RuntimeError(ErrorNumber::kDatabase, text + file_->Shortage(*rows_.missing_page));
+  text += "Die Access-Datei " + (file_->name().empty() ? "" : file_->name() + " ") +
+          "ist beschädigt. Bitte die Datei in Access komprimieren und reparieren oder neu exportieren.";
+  return RuntimeError(ErrorNumber::kDatabase, std::move(text));
+}
+
 std::size_t TableReader::RequireColumn(std::string_view name) const {
   const auto found = std::find_if(columns().begin(), columns().end(),
                                   [&](const Column& column) { return EqualsIgnoringCase(column.name, name); });
@@ -22,7 +36,7 @@ std::size_t TableReader::RequireColumn(std::string_view name) const {
   return static_cast<std::size_t>(found - columns().begin());
 }
 
-void TableReader::GoTo(std::size_t row) { cells_ = RowCells(*file_, table_, file_->Row(rows_[row])); }
+void TableReader::GoTo(std::size_t row) { cells_ = RowCells(*file_, table_, file_->Row(rows_.pointers[row])); }
 
 std::string_view TableReader::Text(std::size_t column) {
   const Column& shape = columns()[column];

@@ -18,7 +18,12 @@ class TableReader {
 
   const JetFile& file() const { return *file_; }
   const std::vector<Column>& columns() const { return table_.columns; }
-  std::size_t RowCount() const { return rows_.size(); }
+  std::size_t RowCount() const { return rows_.pointers.size(); }
+  // Why there are fewer rows than the table had, for a person who knows it by `table`; none where all are
+  // there.
+  std::optional<RuntimeError> Loss(std::string_view table) const;
+  // How many rows the table had, as the file tells.
+  std::size_t PromisedRows() const { return table_.row_count; }
   // The first column of that name, case ignored; raises 3000 where the table lacks it.
   std::size_t RequireColumn(std::string_view name) const;
 
@@ -33,7 +38,7 @@ class TableReader {
  private:
   JetFilePtr file_;
   TableDefinition table_;
-  std::vector<RowPointer> rows_;
+  StoredRows rows_;
   RowCells cells_;
   std::vector<std::string> texts_;  // one a column, their memory reused
 };

@@ -20,6 +20,7 @@ TableRecordset::TableRecordset(TableReader reader, std::string_view table)
   for (const Column& column : reader_.columns()) {
     if (!IsReadable(column.kind)) throw UnreadableColumn(table, column);
   }
+  if (auto loss = reader_.Loss(table)) EndsEarly(*std::move(loss), reader_.PromisedRows());
 }
 
 void TableRecordset::Seek(std::size_t row) const {

@@ -12,6 +12,7 @@ class TableRecordset final : public IndexedRecordset {
   TableRecordset(TableReader reader, std::string_view table);
 
   Value ValueAt(std::size_t column) const override;
+  std::optional<FileIdentity> SourceFile() const override { return reader_.file().identity(); }
 
  private:
   bool IsNullAt(std::size_t row, std::size_t column) const override;
