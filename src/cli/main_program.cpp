@@ -1,5 +1,7 @@
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <ostream>
+#include <utility>
 
 #include "cli/program.h"
 
@@ -24,9 +26,9 @@ constexpr const char* kExitStatusHelp =
     "abgebrochen; 4 Spezifikation, Datenquelle, Datenbank oder Komponente nicht nutzbar; 5 vom Benutzer "
     "abgebrochen.";
 
-}  // namespace
-
-int Main(std::vector<std::string> arguments, std::ostream& out, std::ostream& err) {
+// Reads the arguments and runs the command that they name; its status.
+int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream& err, std::ostream& terminal) {
+  StopSignals signals;
   CLI::App app("Adressen aus Textdateien und Datenbanken mit einer Importspezifikation übernehmen.",
                "kestrel-import");
   SpeakGerman(app);
@@ -109,8 +111,11 @@ int Main(std::vector<std::string> arguments, std::ostream& out, std::ostream& er
                                                : Progress::kAuto;
   log_options.duplicates = which == "duplicates";
 
+  // A terminal gets text only; the other formats are exact.
+  TerminalStream text_out(out);
+  std::ostream& format_out = common.format == OutputFormat::kText ? static_cast<std::ostream&>(text_out) : out;
   try {
-    Workspace workspace(common, out, err);
+    Workspace workspace(common, {format_out, err, terminal, signals});
     if (*list) return ListCommand(workspace, list_options);
     if (*show) return ShowCommand(workspace, spec);
     if (*check) return CheckCommand(workspace, spec, source_file);
@@ -123,8 +128,25 @@ int Main(std::vector<std::string> arguments, std::ostream& out, std::ostream& er
     return kWrongUse;
   } catch (const NotUsable& error) {
     err << "kestrel-import: " << error.what() << std::endl;
+  } catch (const OutputFailed&) {
+    // Told at the end, as for a command that has not seen it.
   } catch (const RuntimeError& error) {
     err << "kestrel-import: " << error.Description() << " (" << error.Number() << ")" << std::endl;
+  }
+  return kNotUsable;
+}
+
+}  // namespace
+
+int Main(std::vector<std::string> arguments, DescriptorOutput& out, std::ostream& err) {
+  TerminalStream shown_err(err);
+  const int status = Perform(std::move(arguments), out, shown_err, err);
+  out.flush();
+  if (out.error() == 0) return status;
+  // A reader that has seen enough, as "head" does, needs no message.
+  if (out.error() != EPIPE) {
+    shown_err << "kestrel-import: " << OutputFailed().what() << ". "
+              << ErrorFromErrno(out.error(), "Standardausgabe").Description() << std::endl;
   }
   return kNotUsable;
 }

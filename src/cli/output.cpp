@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <ostream>
 
+#include "platform/base/terminal_text.h"
 #include "platform/base/text.h"
 
 namespace kestrel::cli {
@@ -14,34 +15,29 @@ constexpr std::size_t kHeldRows = 200;
 // Wider values run over instead of pushing every other row apart.
 constexpr std::size_t kWidestColumn = 60;
 
-// Control characters would break a table or a terminal.
-std::string Printable(std::string_view text) {
-  std::string result;
-  for (const char c : text) result += static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? ' ' : c;
-  return result;
-}
-
 }  // namespace
 
 void WriteJsonText(std::ostream& stream, std::string_view text) {
-  stream << '"';
-  for (const char c : text) {
-    switch (c) {
-      case '"': stream << "\\\""; break;
-      case '\\': stream << "\\\\"; break;
-      case '\n': stream << "\\n"; break;
-      case '\r': stream << "\\r"; break;
-      case '\t': stream << "\\t"; break;
+  const std::string valid = RepairUtf8(text);
+  std::string written = "\"";
+  for (std::size_t position = 0; position < valid.size();) {
+    const std::size_t start = position;
+    const char32_t code_point = NextCodePoint(valid, position);
+    switch (code_point) {
+      case '"': written += "\\\""; break;
+      case '\\': written += "\\\\"; break;
+      case '\n': written += "\\n"; break;
+      case '\r': written += "\\r"; break;
+      case '\t': written += "\\t"; break;
       default:
-        if (static_cast<unsigned char>(c) < 0x20) {
-          constexpr std::string_view kDigits = "0123456789abcdef";
-          stream << "\\u00" << kDigits[static_cast<unsigned char>(c) >> 4] << kDigits[c & 15];
+        if (IsTerminalControl(code_point)) {
+          AppendEscaped(written, code_point);
         } else {
-          stream << c;
+          written.append(valid, start, position - start);
         }
     }
   }
-  stream << '"';
+  stream << written << '"';
 }
 
 void JsonObject::Key(std::string_view key) {
@@ -80,11 +76,13 @@ TableWriter::TableWriter(std::ostream& stream, OutputFormat format, std::vector<
 }
 
 void TableWriter::Row(std::vector<std::string> values) {
+  if (!stream_) throw OutputFailed();
   switch (format_) {
     case OutputFormat::kCsv: WriteCsv(values); return;
     case OutputFormat::kJson: WriteJson(values); return;
     case OutputFormat::kText: break;
   }
+  for (std::string& value : values) value = TerminalText(value, TextLayout::kOneLine);
   if (flushed_) {
     WriteText(values);
     return;
@@ -101,7 +99,7 @@ void TableWriter::Finish() {
 void TableWriter::FlushHeld() {
   flushed_ = true;
   std::vector<std::string> titles;
-  for (const Column& column : columns_) titles.push_back(column.title);
+  for (const Column& column : columns_) titles.push_back(TerminalText(column.title, TextLayout::kOneLine));
   widths_.assign(columns_.size(), 0);
   const auto widen = [&](const std::vector<std::string>& values) {
     for (std::size_t i = 0; i < values.size() && i < widths_.size(); ++i) {
@@ -126,9 +124,8 @@ void TableWriter::WriteText(const std::vector<std::string>& values) {
   std::string line;
   for (std::size_t i = 0; i < values.size(); ++i) {
     if (i > 0) line += "  ";
-    const std::string value = Printable(values[i]);
-    line += value;
-    const std::size_t length = LengthInCharacters(value);
+    line += values[i];
+    const std::size_t length = LengthInCharacters(values[i]);
     if (i < widths_.size() && length < widths_[i]) line.append(widths_[i] - length, ' ');
   }
   line.erase(line.find_last_not_of(' ') + 1);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <iosfwd>
 #include <span>
 #include <string>
@@ -14,7 +15,14 @@ namespace kestrel::cli {
 
 enum class OutputFormat { kText, kJson, kCsv };
 
-// Writes `text` as a JSON string with its quotes. `text` is UTF-8.
+// What is printed cannot be written; the stream has kept why.
+class OutputFailed : public std::exception {
+ public:
+  const char* what() const noexcept override { return "Die Ausgabe kann nicht geschrieben werden"; }
+};
+
+// Writes `text` as a JSON string with its quotes. `text` is UTF-8. What JSON forbids and what a terminal would
+// obey is escaped, so that the value stays exact and can be looked at.
 void WriteJsonText(std::ostream& stream, std::string_view text);
 
 // One JSON object on a line of its own, member by member.
@@ -47,7 +55,7 @@ class TableWriter {
   TableWriter& operator=(const TableWriter&) = delete;
   ~TableWriter() { Finish(); }
 
-  // One text per column.
+  // One text per column. OutputFailed where the stream has failed, so that a long table ends with its reader.
   void Row(std::vector<std::string> values);
   // Writes what is held back. Called by the destructor.
   void Finish();

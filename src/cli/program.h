@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "cli/output.h"
+#include "cli/stop_signals.h"
+#include "cli/terminal_stream.h"
 #include "component/session.h"
 #include "platform/dialogs/console_user_interface.h"
 
@@ -42,16 +44,17 @@ class NotUsable : public std::exception {
 };
 
 // A folder of its own for the working copy, so that two runs at a time never share one and the
-// specification folder need not be writable. Removed with its content.
+// specification folder need not be writable. Removed with its content, by a signal that ends the program, too.
 class ScratchFolder {
  public:
-  ScratchFolder();
+  explicit ScratchFolder(StopSignals& signals);
   ~ScratchFolder();
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
   const std::string& path() const { return path_; }
 
  private:
+  StopSignals& signals_;
   std::string path_;
 };
 
@@ -87,16 +90,27 @@ class CountingUserInterface final : public UserInterface {
   bool silent_ = false;
 };
 
+// Where a command prints, and what may stop it.
+struct Surroundings {
+  std::ostream& out;
+  std::ostream& err;
+  // Standard error without the filter: for a command's own control characters, never for a text from elsewhere.
+  std::ostream& terminal;
+  StopSignals& signals;
+};
+
 // The session of one command, with everything it stands on.
 class Workspace {
  public:
-  Workspace(const CommonOptions& options, std::ostream& out, std::ostream& err);
+  Workspace(const CommonOptions& options, const Surroundings& surroundings);
 
   Session& session() { return session_; }
   CountingUserInterface& ui() { return ui_; }
   ComponentRegistry& components() { return components_; }
-  std::ostream& out() { return out_; }
-  std::ostream& err() { return err_; }
+  std::ostream& out() { return surroundings_.out; }
+  std::ostream& err() { return surroundings_.err; }
+  std::ostream& terminal() { return surroundings_.terminal; }
+  StopSignals& signals() { return surroundings_.signals; }
   const CommonOptions& options() const { return options_; }
 
   // The folder with the specifications.
@@ -122,8 +136,7 @@ class Workspace {
   void ResolveSourcePaths();
 
   CommonOptions options_;
-  std::ostream& out_;
-  std::ostream& err_;
+  Surroundings surroundings_;
   CountingUserInterface ui_;
   ComponentRegistry components_;
   SystemClock clock_;
@@ -164,6 +177,6 @@ int LogCommand(Workspace& workspace, const LogOptions& options);
 int InitCommand(Workspace& workspace, const std::string& folder);
 
 // The whole program. `arguments` without the program's name.
-int Main(std::vector<std::string> arguments, std::ostream& out, std::ostream& err);
+int Main(std::vector<std::string> arguments, DescriptorOutput& out, std::ostream& err);
 
 }  // namespace kestrel::cli

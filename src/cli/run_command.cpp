@@ -1,51 +1,29 @@
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <cmath>
-#include <csignal>
 #include <ostream>
 
 #include "cli/program.h"
 #include "import/import_run.h"
 #include "import/pace.h"
 #include "mapping/field_assignment.h"
+#include "platform/base/terminal_text.h"
 #include "platform/base/text.h"
 
 namespace kestrel::cli {
 
 namespace {
 
-// Set by SIGINT and SIGTERM, which ask for an end as closing the run's window does.
-std::atomic<bool> stop_requested = false;
-static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may only touch lock-free data");
-
-class SignalsAskToStop {
- public:
-  SignalsAskToStop() {
-    stop_requested = false;
-    struct sigaction action {};
-    action.sa_handler = [](int) { stop_requested = true; };
-    ::sigaction(SIGINT, &action, &old_interrupt_);
-    ::sigaction(SIGTERM, &action, &old_terminate_);
-  }
-  SignalsAskToStop(const SignalsAskToStop&) = delete;
-  SignalsAskToStop& operator=(const SignalsAskToStop&) = delete;
-  ~SignalsAskToStop() {
-    ::sigaction(SIGINT, &old_interrupt_, nullptr);
-    ::sigaction(SIGTERM, &old_terminate_, nullptr);
-  }
-
- private:
-  struct sigaction old_interrupt_ {};
-  struct sigaction old_terminate_ {};
-};
-
 // Shows the run on a terminal: one line with a bar, redrawn at most every 50 ms; or, plain, a line at every
 // tenth of the way.
 class ConsoleRunView final : public RunView {
  public:
-  ConsoleRunView(std::ostream& stream, bool bar, bool plain) : stream_(stream), bar_(bar), plain_(plain) {}
+  ConsoleRunView(Workspace& workspace, bool bar, bool plain)
+      : stream_(bar ? workspace.terminal() : workspace.err()),
+        signals_(workspace.signals()),
+        bar_(bar),
+        plain_(plain) {}
 
   void Attach(ImportRun& run) { run_ = &run; }
 
@@ -65,7 +43,7 @@ class ConsoleRunView final : public RunView {
   }
 
   void Yield() override {
-    if (stop_requested.load(std::memory_order_relaxed) && run_ != nullptr) run_->RequestClose();
+    if (signals_.StopRequested() && run_ != nullptr) run_->RequestClose();
     if (bar_ && pace_.Due()) Draw();
   }
 
@@ -80,11 +58,13 @@ class ConsoleRunView final : public RunView {
     const int filled = static_cast<int>(std::lround(std::min(percent_, 100.0) * kWidth / 100));
     std::string line = "\r[";
     for (int i = 0; i < kWidth; ++i) line += i < filled ? "█" : "·";
-    line += "] " + std::to_string(std::lround(percent_)) + " %  " + info_ + "\x1b[K";
+    line += "] " + std::to_string(std::lround(percent_)) + " %  " + TerminalText(info_, TextLayout::kOneLine) +
+            "\x1b[K";
     stream_ << line << std::flush;
   }
 
   std::ostream& stream_;
+  const StopSignals& signals_;
   bool bar_;
   bool plain_;
   ImportRun* run_ = nullptr;
@@ -138,12 +118,12 @@ int RunCommand(Workspace& workspace, const RunOptions& options) {
   session.TestMode = options.test;
 
   const bool terminal = ::isatty(STDERR_FILENO) == 1;
-  ConsoleRunView view(workspace.err(), options.progress == Progress::kAuto && terminal,
+  ConsoleRunView view(workspace, options.progress == Progress::kAuto && terminal,
                       options.progress == Progress::kPlain);
   ImportRun run(session, view);
   view.Attach(run);
   {
-    const SignalsAskToStop signals;
+    const StopSignals::Asking first_signal_asks(workspace.signals());
     run.Activate();
   }
   const RunResult& result = run.result();

@@ -36,15 +36,19 @@ std::string SpecFolderFor(const CommonOptions& options) {
 
 }  // namespace
 
-ScratchFolder::ScratchFolder() {
+ScratchFolder::ScratchFolder(StopSignals& signals) : signals_(signals) {
   std::error_code error;
   const auto base = std::filesystem::temp_directory_path(error);
   std::string pattern = JoinPath(error ? "/tmp" : base.string(), "kestrel-XXXXXX");
+  const auto hold = signals_.Hold();
   if (::mkdtemp(pattern.data()) == nullptr) throw ErrorFromErrno(errno, pattern);
   path_ = pattern;
+  signals_.RemoveAtEnd(path_);
 }
 
 ScratchFolder::~ScratchFolder() {
+  const auto hold = signals_.Hold();
+  signals_.RemoveAtEnd("");
   std::error_code ignored;
   std::filesystem::remove_all(path_, ignored);
 }
@@ -70,11 +74,10 @@ std::optional<std::string> CountingUserInterface::ChooseFolder(std::string_view 
   return console_.ChooseFolder(title, start);
 }
 
-Workspace::Workspace(const CommonOptions& options, std::ostream& out, std::ostream& err)
+Workspace::Workspace(const CommonOptions& options, const Surroundings& surroundings)
     : options_(options),
-      out_(out),
-      err_(err),
-      ui_(err),
+      surroundings_(surroundings),
+      ui_(surroundings.err),
       session_(Platform{ui_, components_, clock_}),
       spec_folder_(SpecFolderFor(options)) {
   components_.AddDefaultFolders();
@@ -143,7 +146,7 @@ void Workspace::LoadSpecification(const std::string& name, const std::string& so
     throw NotUsable(path + ": [Common] Application='" + application + "' ist keine Nummer einer Anwendung.");
   }
   session_.AppMode = static_cast<std::int16_t>(*app_mode);
-  scratch_ = std::make_unique<ScratchFolder>();
+  scratch_ = std::make_unique<ScratchFolder>(signals());
   session_.SpecFolder = scratch_->path();
   CreateWorkingCopy(session_);
   session_.ImportFileName = source_file;

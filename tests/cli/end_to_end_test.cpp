@@ -195,6 +195,25 @@ TEST_F(EndToEnd, WrongUseIsStatus2AndSaysWhatIsWrong) {
   EXPECT_EQ(Run({"--help"}).status, 0);
 }
 
+TEST_F(EndToEnd, ATerminalObeysNothingThatComesFromElsewhere) {
+  const std::string hostile = "\x1b]0,x\x07\xc2\x9b" "31m\xe2\x80\xae";
+  const auto none_raw = AllOf(Not(HasSubstr("\x1b")), Not(HasSubstr("\x07")), Not(HasSubstr("\xc2\x9b")),
+                              Not(HasSubstr("\xe2\x80\xae")));
+  WriteFileAtomically(Spec("boese.txt"), "Name" + hostile + ";Ort\r\nMeier" + hostile + ";Köln\r\n");
+  WriteSpec("Boese.IMP",
+            "[Common]\nDescription=Boese\nImportClass=ksbimport.importkunden\nFileName=boese.txt\nDelimiter=;\n"
+            "[FieldAssignments]\nBez1=FIELD:Ort\nUmsatz=FIELD:Name" + hostile + "\n");
+  for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{
+           {"run", hostile}, {hostile}, {"preview", "Boese", "--format", hostile}, {"columns", "Boese"},
+           {"preview", "Boese"}, {"preview", "Boese", "--format", "json"}, {"check", "Boese"}, {"show", "Boese"},
+           {"run", "Boese", "--file", "/gibt/es/nicht" + hostile}, {"run", "Boese"}, {"log"}}) {
+    const ProgramResult result = Run(command);
+    EXPECT_THAT(result.out, none_raw) << command[0];
+    EXPECT_THAT(result.err, none_raw) << command[0];
+  }
+  EXPECT_THAT(Run({"preview", "Boese", "--format", "csv"}).out, HasSubstr("\"Meier" + hostile + "\"")) << "data are exact";
+}
+
 TEST_F(EndToEnd, NoWorkingCopyIsLeftBehind) {
   Run({"run", "Kundenliste", "--test"});
   for (const std::string& path : ListFiles(host() + "/Import")) {

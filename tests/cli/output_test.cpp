@@ -33,13 +33,31 @@ TEST(Output, TextTablesAlignByCharacters) {
             "Ng      Aachen\n");
 }
 
-TEST(Output, ControlCharactersDoNotReachATerminal) {
+TEST(Output, ControlCharactersAreShownInTablesAndEscapedInJson) {
+  const std::string value = "x\x1b[31m\ny\tz\x7f" "\xc2\x9b" "\xe2\x80\xae" "ü";
+  const auto printed = [&](OutputFormat format) {
+    std::ostringstream stream;
+    {
+      TableWriter table(stream, format, {{"A\x07", ""}});
+      table.Row({value});
+    }
+    return stream.str();
+  };
+  EXPECT_EQ(printed(OutputFormat::kText),
+            "A\\u0007\n"
+            "──────────────────────────────────\n"
+            "x\\u001b[31m y z\\u007f\\u009b\\u202eü\n");
+  EXPECT_EQ(printed(OutputFormat::kJson), "[\"x\\u001b[31m\\ny\\tz\\u007f\\u009b\\u202eü\"]\n");
+  // A file of values is exact.
+  EXPECT_EQ(printed(OutputFormat::kCsv), "A\x07\r\n\"" + value + "\"\r\n");
+}
+
+TEST(Output, AStreamThatHasFailedEndsTheTable) {
   std::ostringstream stream;
-  {
-    TableWriter table(stream, OutputFormat::kText, {{"A", ""}});
-    table.Row({"x\x1b[31m\ny"});
-  }
-  EXPECT_NE(stream.str().find("x [31m y\n"), std::string::npos);
+  TableWriter table(stream, OutputFormat::kCsv, {{"A", ""}});
+  table.Row({"1"});
+  stream.setstate(std::ios::badbit);
+  EXPECT_THROW(table.Row({"2"}), OutputFailed);
 }
 
 TEST(Output, CsvQuotesWhereNeeded) {

@@ -59,7 +59,8 @@ RuntimeError ErrorFromErrno(int error, std::string_view subject) {
     case EISDIR: number = ErrorNumber::kPathFileAccess; break;
     case EEXIST: number = ErrorNumber::kFileAlreadyExists; break;
     case ENOSPC:
-    case EDQUOT: number = ErrorNumber::kDiskFull; break;
+    case EDQUOT:
+    case EFBIG: number = ErrorNumber::kDiskFull; break;
     case ENAMETOOLONG:
     case EINVAL: number = ErrorNumber::kBadFileName; break;
     case ENOMEM: number = ErrorNumber::kOutOfMemory; break;
@@ -68,6 +69,7 @@ RuntimeError ErrorFromErrno(int error, std::string_view subject) {
     default: break;
   }
   std::string description(DescriptionOf(number));
+  if (error == EFBIG) description += " (die Datei hat die zulässige Größe erreicht)";
   if (!subject.empty()) description.append(": ").append(subject);
   return RuntimeError(number, std::move(description));
 }

@@ -2,18 +2,20 @@
 
 #include <ostream>
 
+#include "platform/base/terminal_text.h"
+
 namespace kestrel {
 
 Answer ConsoleUserInterface::MessageBox(std::string_view text, std::string_view title, Icon icon,
                                         Buttons buttons) {
-  if (!title.empty()) stream_ << title << ": ";
+  if (!title.empty()) stream_ << TerminalText(title) << ": ";
   if (icon == Icon::kStop) stream_ << "[Fehler] ";
-  stream_ << text << std::endl;
+  stream_ << TerminalText(text) << std::endl;
   return buttons == Buttons::kOk ? Answer::kOk : Answer::kNo;
 }
 
 std::optional<std::string> ConsoleUserInterface::InputBox(std::string_view prompt, std::string_view title) {
-  stream_ << title << ": " << prompt << " (keine Eingabe möglich)" << std::endl;
+  stream_ << TerminalText(title) << ": " << TerminalText(prompt) << " (keine Eingabe möglich)" << std::endl;
   return std::nullopt;
 }
 
