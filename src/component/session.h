@@ -8,7 +8,10 @@
 //  1. `SpecFile` names the chosen file until the working copy is made, and the working copy from then on;
 //     `ChosenSpecFile` always names the file the user chose.
 //  2. `SourceRecordset` is replaced by every open; a consumer that took it keeps its own reference.
-//  3. A log's key is empty exactly while that log has not been created in this import.
+//  3. A log's key is empty exactly while that log has not been created in this import. An import begins where
+//  its
+//     import class is created and ends with its run, or where it is cancelled.
+//  4. `source_end` tells of the reading that `SourceRecordset` was opened for.
 #pragma once
 
 #include <cstdint>
@@ -17,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "component/source_end.h"
 #include "platform/automation/component_registry.h"
 #include "platform/automation/object.h"
 #include "platform/base/clock.h"
@@ -117,6 +121,7 @@ struct Session {
   // The shared source connection; unset for text files.
   ConnectionPtr SourceConnection;
   RecordsetPtr SourceRecordset;
+  SourceEnd source_end;
   // Set by edits on the data source page; makes "Weiter" and the preview connect again.
   bool SourceSettingsChanged = false;
   // The source's column names, always followed by one empty element that consumers skip.
@@ -131,5 +136,11 @@ struct Session {
   DuplicateSettings Duplicates;
   DuplicateScratch duplicate_scratch;
 };
+
+// Forgets the keys and log objects of an import: where the next one begins, and where one ends.
+inline void ResetLogs(Session& session) {
+  session.ErrorLog = LogState();
+  session.DuplicateLog = LogState();
+}
 
 }  // namespace kestrel

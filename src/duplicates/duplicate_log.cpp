@@ -47,16 +47,18 @@ bool IsFieldAssigned(ProfileStore& profiles, const std::string& spec_file, std::
   return IsFieldAssigned(*profiles.Read(spec_file), field_name);
 }
 
-void WriteDoubletRows(Session& session, const Recordset& record) {
+bool WriteDoubletRows(Session& session, const Recordset& record) {
   CreateDoubletProtocol(session, kDuplicateLogTitle, kDuplicateLogList,
                         FormatShortDate(session.platform.clock.Now().date), session.Description,
                         session.SpecFile, session.Provider);
   const std::string mark = NewRecordMark();
   const std::vector<bool>& assigned = AssignedFields(session, record);
+  bool stored = true;
   for (std::size_t i = 0; i < assigned.size(); ++i) {
     if (!assigned[i]) continue;
-    AddDoubletProtocolColumns(session, mark, record.ColumnName(i), record.TextAt(i));
+    if (!AddDoubletProtocolColumns(session, mark, record.ColumnName(i), record.TextAt(i))) stored = false;
   }
+  return stored;
 }
 
 std::string NewRecordMark() {

@@ -64,9 +64,9 @@ bool isDoublet(Session& session, const std::string& key_text, const std::string&
 bool IsFieldAssigned(ProfileStore& profiles, const std::string& spec_file, std::string_view field_name);
 bool IsFieldAssigned(const ProfileImage& spec_file, std::string_view field_name);
 
-// One row of the duplicate log per assigned field of the record, all with one new mark. Raises what
-// reading the record raises.
-void WriteDoubletRows(Session& session, const Recordset& record);
+// One row of the duplicate log per assigned field of the record, all with one new mark; tells whether all
+// were stored. Raises what reading the record raises.
+bool WriteDoubletRows(Session& session, const Recordset& record);
 
 // A new random GUID as {XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}: the mark that groups a record's rows.
 std::string NewRecordMark();

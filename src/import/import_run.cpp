@@ -2,32 +2,42 @@
 //  1. Statement by statement: each statement that can fail is run through RunErrors::Try, so that a failure
 //     is counted and logged once and the next statement follows. Nothing ends a run but its own rules.
 //  2. `records` counts the source records worked through; it grows after a record was handed over, held
-//     back or (in test mode) only checked. `duplicates` counts the records held back.
+//     back or (in test mode) only checked. `figures_` tells which of these each record was, and what was lost.
 //  3. The error count is never set back. A failed backup therefore keeps the source file.
 //  4. A record object serves one round. It is released before the next is asked for, so that no record is
 //     stored twice where GetNewRecord fails.
 //  5. ErrorCode is read exactly once after GetNewRecord and after ImportRecord.
+//  6. Optional members of the import class are looked up once, before its first call; a class that lacks one is
+//     driven as if there were no such member.
+//  7. Every loop is bounded: the rounds by the source, which ends where it fails, and by its count; the late
+//  errors
+//     by the records handed over.
 //
 // Transitions
 //  1. begin    SpecificationFile, BeforeImport. The cancel flag -> 6 (no backup, no records).
 //  2. prepare  backup of the source file, one yield, the source is opened and counted, first record.
-//  3. rounds   while the source has a record: a noted abort -> 6; progress text between two yields;
+//  3. rounds   while the source has a record: a noted abort -> 4; progress text between two yields;
 //              GetNewRecord; assembly; duplicate check; ImportRecord; progress; next record. The rounds
-//              also end when more records came than were counted.
+//              also end when more records came than were counted, and when the import class says that going on
+//              is senseless. What kept the source from opening or broke it off is counted behind them.
 //  4. after    Errors that came to light late, where the import class has a member for them (NextLateError);
-//              AfterImport.
-//  5. remove   the source file, after a run without an error.
+//              AfterImport, unless aborted, and what came to light with it.
+//  5. remove   the source file, where nothing it holds can be lost; not after an abort.
 //  6. close    the source and the records are released.
-//  7. report   label and message box by the counters.
-//  8. finished the window closes, the working copy is deleted.
+//  7. report   what the import class stopped for; label and message box by the counters.
+//  8. finished the window closes, the working copy is deleted, the logs of the import end.
 #include "import/import_run.h"
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
+#include <optional>
+#include <string>
 
 #include "duplicates/duplicates.h"
 #include "import/record_assembly.h"
 #include "import/run_errors.h"
+#include "import/run_figures.h"
 #include "import/source_file.h"
 #include "log/import_log.h"
 #include "sources/source_reader.h"
@@ -58,22 +68,31 @@ class ProgressText {
   std::string behind_;
 };
 
+// A member that an import class need not have; none where it lacks it.
+std::optional<BoundMember> FindOptional(const ObjectPtr& object, const char* name) {
+  if (object == nullptr || !object->FindMember(name)) return std::nullopt;
+  return BoundMember(object, name);
+}
+
 class RunSteps {
  public:
   RunSteps(Session& session, RunView& view, const bool& abort_requested)
-      : session_(session), view_(view), abort_requested_(abort_requested), errors_(session) {}
+      : session_(session), view_(view), abort_requested_(abort_requested), errors_(session) {
+    errors_.OnUnlogged([this](const std::string& text) { Tell("Nicht im Protokoll: " + text); });
+  }
 
   RunResult Execute() {
-    ResetLogs(session_);
     Begin();
     if (!result_.cancelled) {
       Prepare();
       ImportRecords();
+      CountSourceEnd();
       TellLateErrors();
       if (!result_.aborted) {
         errors_.Try([&] { CallMethod(session_.ImportClass, "AfterImport"); });
-        errors_.Try([&] { RemoveSourceFile(session_, errors_.count()); });
+        TellLateErrors();
       }
+      if (!result_.aborted) RemoveSource();
     }
     errors_.Try([&] { CloseSource(session_); });
     Report();
@@ -88,19 +107,30 @@ class RunSteps {
   void ImportRecords();
   bool HasRecord();
   void ShowProgressText();
-  void FetchNewRecord();
+  bool FetchNewRecord();
   bool IsSuspectedDuplicate();
+  void HoldBack();
   void HandOver();
-  void TellLateErrors();
   void CountRecord();
-  void CheckImportClass(std::string_view function);
+  void CountSourceEnd();
+  void TellLateErrors();
+  void RemoveSource();
+  // Whose the errors are that ErrorCode tells.
+  enum class Told { kBeforeARecord, kOfTheRecord, kLate };
+  // Reads ErrorCode and counts what it tells; whether it tells an error.
+  bool CheckImportClass(std::string_view function, Told told);
+  std::string NoteLoss(Told told);
   Recordset& Record();
+  void TakeFigures();
   void Report();
+  void ReportStop();
+  void Tell(const std::string& text);
 
   Session& session_;
   RunView& view_;
   const bool& abort_requested_;
   RunErrors errors_;
+  RunFigures figures_;
   RunResult result_;
   ProgressText progress_text_;
 
@@ -108,6 +138,12 @@ class RunSteps {
   BoundMember get_new_record_;
   BoundMember import_record_;
   BoundMember error_code_;
+  // Optional ones.
+  std::optional<BoundMember> next_late_error_;
+  std::optional<BoundMember> error_first_record_;
+  std::optional<BoundMember> error_last_record_;
+  std::optional<BoundMember> stop_reason_;
+  std::int32_t late_errors_ = 0;
 
   RecordsetPtr source_;
   // The record of this round: as the import class knows it, and as a record set (null where it is none).
@@ -116,6 +152,12 @@ class RunSteps {
 };
 
 void RunSteps::Begin() {
+  errors_.Try([&] {
+    next_late_error_ = FindOptional(session_.ImportClass, "NextLateError");
+    error_first_record_ = FindOptional(session_.ImportClass, "ErrorFirstRecord");
+    error_last_record_ = FindOptional(session_.ImportClass, "ErrorLastRecord");
+    stop_reason_ = FindOptional(session_.ImportClass, "StopReason");
+  });
   errors_.Try([&] { LetProperty(session_.ImportClass, "SpecificationFile", session_.SpecFile); });
   Value cancel(false);
   errors_.Try([&] { CallMethod(session_.ImportClass, "BeforeImport", ByRef(cancel)); });
@@ -147,20 +189,24 @@ void RunSteps::ImportRecords() {
       result_.aborted = true;
       break;
     }
+    errors_.AtRecord(result_.records + 1);
     ShowProgressText();
-    FetchNewRecord();
+    if (!FetchNewRecord()) break;
     errors_.Try([&] { assembly.Fill(source_, record_); });
     if (IsSuspectedDuplicate()) {
-      ++result_.duplicates;
-      errors_.Try([&] { WriteDoubletRows(session_, Record()); });
-    } else if (!session_.TestMode) {
+      HoldBack();
+    } else if (session_.TestMode) {
+      figures_.Check();
+    } else {
       HandOver();
     }
     CountRecord();
+    if (!result_.stop_reason.empty()) break;
     errors_.Try([&] { source_ = SourceMoveNext(session_); });
     // A source that cannot count says 0 or less; then only its end ends the rounds.
     if (result_.total > 0 && result_.records > result_.total) break;
   }
+  errors_.AtRecord(0);
   source_.reset();
   record_.reset();
   record_value_ = Value();
@@ -169,7 +215,7 @@ void RunSteps::ImportRecords() {
 // A source that could not be opened at all has no end to reach; it has no record either.
 bool RunSteps::HasRecord() {
   bool has_record = false;
-  errors_.Try([&] { has_record = source_ != nullptr && !SourceEOF(session_); });
+  errors_.Try([&] { has_record = source_ != nullptr && !SourceEOF(session_) && !session_.source_end.error; });
   return has_record;
 }
 
@@ -179,12 +225,14 @@ void RunSteps::ShowProgressText() {
   errors_.Try([&] { view_.Yield(); });
 }
 
-void RunSteps::FetchNewRecord() {
+// False where the import class says that going on is senseless.
+bool RunSteps::FetchNewRecord() {
   record_.reset();
   record_value_ = Value();
   errors_.Try([&] { record_value_ = get_new_record_.Call(); });
   errors_.Try([&] { record_ = std::dynamic_pointer_cast<Recordset>(record_value_.ToObject()); });
-  CheckImportClass("GetNewRecord");
+  CheckImportClass("GetNewRecord", Told::kBeforeARecord);
+  return result_.stop_reason.empty();
 }
 
 Recordset& RunSteps::Record() {
@@ -198,27 +246,88 @@ bool RunSteps::IsSuspectedDuplicate() {
   return suspected;
 }
 
-void RunSteps::HandOver() {
-  errors_.Try([&] { import_record_.Call(ByRef(record_value_)); });
-  CheckImportClass("ImportRecord");
+void RunSteps::HoldBack() {
+  figures_.HoldBack();
+  errors_.Try([&] {
+    if (!WriteDoubletRows(session_, Record())) errors_.NoteUnlogged("als Dublette zurückgehalten");
+  });
 }
 
-void RunSteps::CheckImportClass(std::string_view function) {
+void RunSteps::HandOver() {
+  figures_.HandOver();
+  if (!errors_.Try([&] { import_record_.Call(ByRef(record_value_)); })) {
+    figures_.Reject(figures_.handed_over(), figures_.handed_over());
+  }
+  CheckImportClass("ImportRecord", Told::kOfTheRecord);
+}
+
+bool RunSteps::CheckImportClass(std::string_view function, Told told) {
+  bool is_error = false;
   errors_.Try([&] {
     const std::int64_t code = error_code_.Get().ToInteger();
     if (code == 0) return;
+    is_error = true;
     std::string description;
     errors_.Try([&] { description = GetProperty(session_.ImportClass, "ErrorDescription").ToText(); });
-    errors_.Count(code, description, function);
+    std::string where;
+    errors_.Try([&] { where = NoteLoss(told); });
+    errors_.Count(code, description, function, where);
+    if (stop_reason_ && result_.stop_reason.empty()) result_.stop_reason = stop_reason_->Get().ToText();
+  });
+  return is_error;
+}
+
+// The records that are lost by the error just read. Returns which they are, for the log, where the import class
+// has named others than the one at hand.
+std::string RunSteps::NoteLoss(Told told) {
+  const std::int64_t last_handed_over = figures_.handed_over();
+  std::int64_t first = 0;
+  std::int64_t last = 0;
+  if (error_first_record_) first = error_first_record_->Get().ToInteger();
+  if (error_last_record_) last = error_last_record_->Get().ToInteger();
+  last = std::min(std::max(first, last), last_handed_over);
+  if (first < 1 || first > last) {
+    if (told == Told::kLate && !error_first_record_) {
+      figures_.RejectUnnamed();
+    } else if (told != Told::kBeforeARecord && last_handed_over > 0) {
+      figures_.Reject(figures_.handed_over(), figures_.handed_over());
+    }
+    return {};
+  }
+  const auto first_lost = static_cast<std::int32_t>(first);
+  const auto last_lost = static_cast<std::int32_t>(last);
+  figures_.Reject(first_lost, last_lost);
+  const std::string from = std::to_string(figures_.SourceRecord(first_lost));
+  if (first_lost == last_lost) return "Datensatz " + from + ": ";
+  return "Datensätze " + from + " bis " + std::to_string(figures_.SourceRecord(last_lost)) + ": ";
+}
+
+// A class that finds ever more errors can have at most one for each record, and one of its own.
+void RunSteps::TellLateErrors() {
+  if (!next_late_error_) return;
+  const bool abort_was_requested = abort_requested_;
+  errors_.Try([&] {
+    while (late_errors_ <= figures_.handed_over() && next_late_error_->Call().ToBool()) {
+      ++late_errors_;
+      CheckImportClass("ImportRecord", Told::kLate);
+      errors_.Try([&] { view_.Yield(); });
+      if (abort_requested_ == abort_was_requested) continue;
+      result_.aborted = true;
+      throw RuntimeError(ErrorNumber::kAutomation,
+                         "Der Import wurde abgebrochen, bevor das Importziel alle seine Fehler genannt hat");
+    }
   });
 }
 
-void RunSteps::TellLateErrors() {
-  errors_.Try([&] {
-    constexpr const char* kMember = "NextLateError";
-    if (session_.ImportClass == nullptr || !session_.ImportClass->FindMember(kMember)) return;
-    while (CallMethod(session_.ImportClass, kMember).ToBool()) CheckImportClass("ImportRecord");
-  });
+void RunSteps::CountSourceEnd() {
+  result_.source_end = session_.source_end;
+  if (result_.source_end.error) errors_.Count(*result_.source_end.error);
+}
+
+void RunSteps::RemoveSource() {
+  result_.errors = errors_.count();
+  errors_.Try([&] { result_.source_kept = RemoveSourceFile(session_, result_); });
+  if (!result_.source_kept.empty()) Tell(result_.source_kept);
 }
 
 void RunSteps::CountRecord() {
@@ -229,7 +338,36 @@ void RunSteps::CountRecord() {
   });
 }
 
+void RunSteps::TakeFigures() {
+  result_.duplicates = figures_.held_back();
+  result_.stored = figures_.stored();
+  result_.rejected = figures_.rejected();
+  result_.checked = figures_.checked();
+  result_.unlogged = errors_.unlogged();
+  result_.unlogged_count = errors_.unlogged_count();
+}
+
+void RunSteps::ReportStop() {
+  const std::int32_t last = figures_.LastStoredRecord();
+  std::string text = "Der Import wurde angehalten. " + result_.stop_reason + "\r\n\r\n";
+  if (result_.stored == 0 || last == 0) {
+    text += "Es ist kein Datensatz gespeichert; nach der Abhilfe ist der Import von vorn zu beginnen.";
+  } else {
+    text += "Gespeichert sind " + std::to_string(result_.stored) + " Datensätze, der letzte ist Datensatz " +
+            std::to_string(last) + " der Quelle. Nach der Abhilfe ist der Import mit Datensatz " +
+            std::to_string(last + 1) + " fortzusetzen.";
+  }
+  errors_.Try([&] { session_.platform.ui.MessageBox(text, kTitle, Icon::kStop, Buttons::kOk); });
+}
+
+// What the view cannot show still stands in the result; an error of its own would have to be told, too.
+void RunSteps::Tell(const std::string& text) {
+  Trap([&] { view_.Tell(text); }, [](const RuntimeError&) {});
+}
+
 void RunSteps::Report() {
+  TakeFigures();
+  if (!result_.stop_reason.empty()) ReportStop();
   result_.errors = result_.cancelled ? -1 : errors_.count();
   const std::string records = std::to_string(result_.records);
   const std::string total = std::to_string(result_.total);
@@ -279,6 +417,7 @@ void ImportRun::ImportStart() {
   finished_ = true;
   steps.errors().Try([&] { view_.CloseWindow(); });
   steps.errors().Try([&] { DeleteWorkingCopy(session_); });
+  ResetLogs(session_);
 }
 
 }  // namespace kestrel

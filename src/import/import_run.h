@@ -4,11 +4,10 @@
 // request arrives through RequestClose or RequestAbort and is honoured at the start of the next round.
 #pragma once
 
-#include <cstdint>
-#include <string>
 #include <string_view>
 
 #include "component/session.h"
+#include "import/run_result.h"
 
 namespace kestrel {
 
@@ -22,18 +21,11 @@ class RunView {
   virtual void SetProgress(double percent) = 0;
   // Lets the message loop run.
   virtual void Yield() = 0;
+  // Something that stands in no log and is no progress: an error that the log did not take, why the source file
+  // stays. Kept in sight until the window closes.
+  virtual void Tell(std::string_view) {}
   // Closes the window; the run is finished.
   virtual void CloseWindow() = 0;
-};
-
-struct RunResult {
-  std::int32_t records = 0;
-  std::int32_t total = 0;
-  std::int32_t errors = 0;  // -1: the import class cancelled
-  std::int32_t duplicates = 0;
-  bool aborted = false;    // the user asked for it
-  bool cancelled = false;  // the import class did
-  std::string message;     // the text of the closing box
 };
 
 class ImportRun {

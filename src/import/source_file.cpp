@@ -1,6 +1,10 @@
 #include "import/source_file.h"
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <filesystem>
+#include <optional>
 
 #include "platform/base/file.h"
 #include "spec/specification.h"
@@ -19,6 +23,30 @@ void RefuseSameFile(const std::string& source, const std::string& destination) {
   }
 }
 
+FileIdentity IdentityOf(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) throw ErrorFromErrno(errno, path);
+  return FileIdentity(status);
+}
+
+// Empty where nothing speaks against removing the source file.
+std::string WhySourceStays(const Session& session, const RunResult& run) {
+  if (run.errors != 0) return "Es wurden Fehler gezählt.";
+  if (session.source_end.state != SourceState::kAtEnd) return "Sie wurde nicht bis zu ihrem Ende gelesen.";
+  if (run.records != run.total) {
+    return "Von " + std::to_string(run.total) + " Datensätzen wurden " + std::to_string(run.records) +
+           " verarbeitet.";
+  }
+  const std::optional<FileIdentity> read = session.SourceRecordset->SourceFile();
+  if (!read) return {};
+  if (IdentityOf(session.FileName) != *read) {
+    return "Sie wurde seit dem Beginn des Imports geändert. Bitte prüfen Sie, ob sie Datensätze enthält, die "
+           "noch "
+           "nicht importiert sind.";
+  }
+  return {};
+}
+
 }  // namespace
 
 void BackUpSourceFile(Session& session) {
@@ -34,9 +62,12 @@ void BackUpSourceFile(Session& session) {
   CopyFile(session.FileName, destination);
 }
 
-void RemoveSourceFile(Session& session, std::int32_t error_count) {
-  if (session.Provider != kTextSource || !session.DeleteFile || error_count != 0) return;
+std::string RemoveSourceFile(Session& session, const RunResult& run) {
+  if (session.Provider != kTextSource || !session.DeleteFile) return {};
+  std::string why = WhySourceStays(session, run);
+  if (!why.empty()) return "Die Quelldatei '" + session.FileName + "' wurde nicht gelöscht: " + why;
   DeleteFile(session.FileName);
+  return {};
 }
 
 }  // namespace kestrel

@@ -62,8 +62,8 @@ void CreateLog(Session& session, LogState& state, LogHeader header) {
       });
 }
 
-void AddRow(Session& session, LogState& state, std::initializer_list<std::string_view> columns) {
-  Trap(
+bool AddRow(Session& session, LogState& state, std::initializer_list<std::string_view> columns) {
+  return Trap(
       [&] {
         state.add_new_record.Call();
         Value text;
@@ -94,27 +94,22 @@ void CreateDoubletProtocol(Session& session, const std::string& title, const std
   CreateLog(session, session.DuplicateLog, {title, list_name, date, description, file, source_type});
 }
 
-void AddProtocolColumn(Session& session, std::string_view error_line) {
-  AddRow(session, session.ErrorLog, {error_line});
+bool AddProtocolColumn(Session& session, std::string_view error_line) {
+  return AddRow(session, session.ErrorLog, {error_line});
 }
 
-void AddDoubletProtocolColumns(Session& session, std::string_view record_mark, std::string_view field_name,
+bool AddDoubletProtocolColumns(Session& session, std::string_view record_mark, std::string_view field_name,
                                std::string_view field_value) {
-  AddRow(session, session.DuplicateLog, {record_mark, field_name, field_value});
+  return AddRow(session, session.DuplicateLog, {record_mark, field_name, field_value});
 }
 
-void WriteErrorProtocol(Session& session, std::int64_t error_number, std::string_view error_text,
+bool WriteErrorProtocol(Session& session, std::int64_t error_number, std::string_view error_text,
                         std::string_view context, std::string_view member) {
   std::string line = "Fehler: " + std::to_string(error_number) + " ";
   line.append(error_text).append(" (").append(member).append("/").append(context).append(")");
   CreateProtocol(session, kErrorLogTitle, kErrorLogList, FormatShortDate(session.platform.clock.Now().date),
                  session.Description, session.SpecFile, session.Provider);
-  AddProtocolColumn(session, line);
-}
-
-void ResetLogs(Session& session) {
-  session.ErrorLog = LogState();
-  session.DuplicateLog = LogState();
+  return AddProtocolColumn(session, line);
 }
 
 std::string GetUserName(Session& session, const std::string& personal_nr) {

@@ -4,8 +4,8 @@
 //   duplicate log  title "Datenimport Dublettenverdacht", list "LST_ImportDublett": one row per assigned
 //                  field of every record held back
 //
-// A log is created at its first row, once per import. Failures are shown and the import goes on; nothing
-// here raises an error.
+// A log is created at its first row, once per import (ResetLogs tells where one begins and ends). Failures are
+// shown and the import goes on; nothing here raises an error.
 #pragma once
 
 #include <cstdint>
@@ -29,17 +29,15 @@ void CreateDoubletProtocol(Session& session, const std::string& title, const std
                            const std::string& date, const std::string& description, const std::string& file,
                            const std::string& source_type);
 
-// One row of the error log / of the duplicate log.
-void AddProtocolColumn(Session& session, std::string_view error_line);
-void AddDoubletProtocolColumns(Session& session, std::string_view record_mark, std::string_view field_name,
+// One row of the error log / of the duplicate log. Both tell whether the row was stored.
+bool AddProtocolColumn(Session& session, std::string_view error_line);
+bool AddDoubletProtocolColumns(Session& session, std::string_view record_mark, std::string_view field_name,
                                std::string_view field_value);
 
-// "Fehler: " number " " text " (" member "/" context ")", written as a row of the error log.
-void WriteErrorProtocol(Session& session, std::int64_t error_number, std::string_view error_text,
+// "Fehler: " number " " text " (" member "/" context ")", written as a row of the error log. Tells whether it
+// was stored.
+bool WriteErrorProtocol(Session& session, std::int64_t error_number, std::string_view error_text,
                         std::string_view context, std::string_view member);
-
-// Forgets the keys and log objects of the last import; the run does so when it starts.
-void ResetLogs(Session& session);
 
 // "Titel Vorname Nachname" of the employee, outer blanks cut; empty where the host's table Personalstamm
 // does not hold the number. Raises what the host connection raises.

@@ -42,6 +42,41 @@ RecordsetPtr OpenSource(Session& session) {
   return query.empty() ? EmptyRecordset() : RequireSourceConnection(session).OpenRecordset(query);
 }
 
+// Opens the session's source; `report` gets the error of a failure, which leaves an empty record set.
+template <class Report>
+void OpenReporting(Session& session, Report&& report) {
+  session.SourceRecordset = EmptyRecordset();
+  session.source_end = {SourceState::kOpen, std::nullopt};
+  Trap([&] { session.SourceRecordset = OpenSource(session); },
+       [&](const RuntimeError& error) {
+         session.source_end = {SourceState::kNotOpened, error};
+         report(error);
+       });
+}
+
+bool IsAtEnd(const Session& session) {
+  bool at_end = false;
+  if (session.SourceRecordset != nullptr) Trap([&] { at_end = session.SourceRecordset->IsEof(); }, Ignore);
+  return at_end;
+}
+
+// Keeps the first error, and sees to it that a loop over the records ends.
+void BreakOff(Session& session, const RuntimeError& error) {
+  if (!session.source_end.error) session.source_end = {SourceState::kBrokenOff, error};
+  if (!IsAtEnd(session)) session.SourceRecordset = EmptyRecordset();
+}
+
+// The record set is at its end: tells where that is not the source's.
+void NoteEnd(Session& session) {
+  if (session.source_end.error || session.source_end.state == SourceState::kAtEnd) return;
+  if (const std::optional<RuntimeError> reason = session.SourceRecordset->BrokenOff()) {
+    ShowError(session, *reason);
+    BreakOff(session, *reason);
+  } else {
+    session.source_end.state = SourceState::kAtEnd;
+  }
+}
+
 std::vector<std::string> CatalogColumnNames(Session& session) {
   std::vector<std::string> names;
   TrapAndShow(session, [&] { names = RequireSourceConnection(session).ColumnNames(session.Table); });
@@ -52,20 +87,27 @@ std::vector<std::string> CatalogColumnNames(Session& session) {
 }  // namespace
 
 void OpenSourceRecordset(Session& session) {
-  session.SourceRecordset = EmptyRecordset();
-  TrapAndShow(session, [&] { session.SourceRecordset = OpenSource(session); });
+  OpenReporting(session, [&session](const RuntimeError& error) { ShowError(session, error); });
 }
 
 bool SourceEOF(Session& session) {
   bool at_end = false;
   if (session.SourceRecordset != nullptr) {
-    Trap([&] { at_end = session.SourceRecordset->IsEof(); }, Ignore);
+    Trap([&] { at_end = session.SourceRecordset->IsEof(); },
+         [&session](const RuntimeError& error) { BreakOff(session, error); });
+    if (at_end) NoteEnd(session);
   }
   return at_end;
 }
 
 RecordsetPtr SourceMoveFirst(Session& session) {
-  if (session.SourceRecordset != nullptr) Trap([&] { session.SourceRecordset->MoveFirst(); }, Ignore);
+  if (session.SourceRecordset == nullptr) return nullptr;
+  if (session.source_end.state == SourceState::kAtEnd) session.source_end.state = SourceState::kOpen;
+  Trap([&] { session.SourceRecordset->MoveFirst(); },
+       [&session](const RuntimeError& error) {
+         // With a row to read it is the source that can be walked only once.
+         if (IsAtEnd(session)) BreakOff(session, error);
+       });
   return session.SourceRecordset;
 }
 
@@ -76,7 +118,8 @@ RecordsetPtr SourceMoveNext(Session& session) {
   };
   Trap(move, [&session](const RuntimeError& error) {
     ShowError(session, error);
-    if (!SourceEOF(session)) session.SourceRecordset = EmptyRecordset();
+    // One step behind the end is the consumer's mistake.
+    if (!error.Is(ErrorNumber::kNoCurrentRecord) || !IsAtEnd(session)) BreakOff(session, error);
   });
   return session.SourceRecordset;
 }
@@ -89,7 +132,10 @@ std::int64_t SourceRecordCount(Session& session) {
   return count;
 }
 
-void CloseSource(Session& session) { session.SourceRecordset = nullptr; }
+void CloseSource(Session& session) {
+  session.SourceRecordset = nullptr;
+  session.source_end = SourceEnd();
+}
 
 std::vector<std::string> GetTextFieldNames(Session& session) {
   std::vector<std::string> names;
@@ -126,9 +172,7 @@ std::string TrySource(Session& session) {
   const ConnectResult connection = ConnectFromSession(session);
   if (!connection.connected) return connection.reason;
   std::string reason;
-  session.SourceRecordset = EmptyRecordset();
-  Trap([&] { session.SourceRecordset = OpenSource(session); },
-       [&reason](const RuntimeError& error) { reason = error.Description(); });
+  OpenReporting(session, [&reason](const RuntimeError& error) { reason = error.Description(); });
   return reason;
 }
 

@@ -4,6 +4,9 @@
 // CloseSource at the end. Errors of opening and reading are shown as "Fehler: " + description (OK button,
 // no title of its own) and the consumer finds an empty or partly filled record set; nothing is raised.
 // SourceEOF, SourceMoveFirst and SourceRecordCount ignore errors: false, the record set, 0.
+//
+// How reading ended stands in session.source_end. A record set breaks off where moving on or asking for its end
+// fails, or where it says at its end that rows are missing (Recordset::BrokenOff, which has its message, too).
 #pragma once
 
 #include <cstdint>
@@ -17,8 +20,8 @@ namespace kestrel {
 void OpenSourceRecordset(Session& session);
 bool SourceEOF(Session& session);
 RecordsetPtr SourceMoveFirst(Session& session);
-// A record set that breaks off (a server gone away) is replaced by an empty one after the message, so that
-// the consumer's loop ends.
+// A record set that breaks off without being at its end (a server gone away) is replaced by an empty one after
+// the message, so that the consumer's loop ends.
 RecordsetPtr SourceMoveNext(Session& session);
 std::int64_t SourceRecordCount(Session& session);
 void CloseSource(Session& session);

@@ -25,6 +25,7 @@ class RecordingView final : public RunView {
 
   std::vector<std::string> infos;
   std::vector<double> progress;
+  std::vector<std::string> told;
   int yields = 0;
   int closes = 0;
   std::function<void()> on_yield;
@@ -33,6 +34,7 @@ class RecordingView final : public RunView {
   void SetInfo(std::string_view text) override;
   void SetProgress(double percent) override;
   void Yield() override;
+  void Tell(std::string_view text) override { told.emplace_back(text); }
   void CloseWindow() override;
 
  private:

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/base/file.h"
+#include "sources/source_reader.h"
 #include "spec/specification.h"
 #include "support/session_fixture.h"
 
@@ -25,6 +26,14 @@ class SourceFileTest : public SessionFixture {
     session.DeleteFile = true;
   }
   std::string Backup() const { return session.SavePath + "/adressen.txt"; }
+  // Reads the source to its end; the result of a run that worked through all of its records.
+  RunResult ReadAll() {
+    OpenSourceRecordset(session);
+    RunResult run;
+    run.total = static_cast<std::int32_t>(SourceRecordCount(session));
+    for (SourceMoveFirst(session); !SourceEOF(session); SourceMoveNext(session)) ++run.records;
+    return run;
+  }
 };
 
 TEST_F(SourceFileTest, BackupKeepsTheFileName) {
@@ -68,17 +77,19 @@ TEST_F(SourceFileTest, AMissingBackupFolderIsTold) {
 }
 
 TEST_F(SourceFileTest, OtherSourcesAreNeitherBackedUpNorRemoved) {
+  const RunResult run = ReadAll();
   session.Provider = kDBaseSource;
   BackUpSourceFile(session);
-  RemoveSourceFile(session, 0);
+  EXPECT_EQ(RemoveSourceFile(session, run), "");
   EXPECT_FALSE(FileExists(Backup()));
   EXPECT_TRUE(FileExists(session.FileName));
 }
 
 TEST_F(SourceFileTest, TheKindOfSourceIsComparedExactly) {
+  const RunResult run = ReadAll();
   session.Provider = "textdatei";
   BackUpSourceFile(session);
-  RemoveSourceFile(session, 0);
+  EXPECT_EQ(RemoveSourceFile(session, run), "");
   EXPECT_FALSE(FileExists(Backup()));
   EXPECT_TRUE(FileExists(session.FileName));
 }
@@ -106,25 +117,48 @@ TEST_F(SourceFileTest, ABackupOntoTheSourceItselfIsRefused) {
 }
 
 TEST_F(SourceFileTest, RemovalAfterARunWithoutErrors) {
-  RemoveSourceFile(session, 0);
+  EXPECT_EQ(RemoveSourceFile(session, ReadAll()), "");
   EXPECT_FALSE(FileExists(session.FileName));
 }
 
 TEST_F(SourceFileTest, NoRemovalAfterErrorsOrACancellation) {
-  RemoveSourceFile(session, 1);
-  RemoveSourceFile(session, -1);
+  RunResult run = ReadAll();
+  for (const std::int32_t errors : {1, -1}) {
+    run.errors = errors;
+    EXPECT_EQ(RemoveSourceFile(session, run),
+              "Die Quelldatei '" + session.FileName + "' wurde nicht gelöscht: Es wurden Fehler gezählt.");
+  }
   EXPECT_TRUE(FileExists(session.FileName));
 }
 
 TEST_F(SourceFileTest, NoRemovalWithoutTheFlag) {
   session.DeleteFile = false;
-  RemoveSourceFile(session, 0);
+  EXPECT_EQ(RemoveSourceFile(session, ReadAll()), "");
+  EXPECT_TRUE(FileExists(session.FileName));
+}
+
+TEST_F(SourceFileTest, NoRemovalBeforeTheEndOfTheSource) {
+  folder.Write("adressen.txt", "a\r\nb\r\n");
+  RunResult run = ReadAll();
+  SourceMoveFirst(session);
+  EXPECT_THAT(RemoveSourceFile(session, run), HasSubstr("nicht bis zu ihrem Ende gelesen"));
+  CloseSource(session);
+  EXPECT_THAT(RemoveSourceFile(session, run), HasSubstr("nicht bis zu ihrem Ende gelesen"));
+  EXPECT_TRUE(FileExists(session.FileName));
+}
+
+TEST_F(SourceFileTest, NoRemovalWhereRecordsAreMissing) {
+  folder.Write("adressen.txt", "a\r\nb\r\n");
+  RunResult run = ReadAll();
+  run.records = 1;
+  EXPECT_THAT(RemoveSourceFile(session, run), HasSubstr("Von 2 Datensätzen wurden 1 verarbeitet"));
   EXPECT_TRUE(FileExists(session.FileName));
 }
 
 TEST_F(SourceFileTest, ARemovalThatFailsRaises) {
-  session.FileName = folder.File("fehlt.txt");
-  EXPECT_THROW(RemoveSourceFile(session, 0), RuntimeError);
+  const RunResult run = ReadAll();
+  DeleteFile(session.FileName);
+  EXPECT_THROW(RemoveSourceFile(session, run), RuntimeError);
 }
 
 }  // namespace

@@ -1,0 +1,24 @@
+// How far reading the session's source has come, and why it came no further.
+#pragma once
+
+#include <optional>
+
+#include "platform/base/runtime_error.h"
+
+namespace kestrel {
+
+enum class SourceState {
+  kClosed,     // not opened yet, or closed again
+  kNotOpened,  // it could not be opened
+  kOpen,       // somewhere before its end
+  kAtEnd,      // all its records were seen
+  kBrokenOff,  // it ended before its last record
+};
+
+struct SourceEnd {
+  SourceState state = SourceState::kClosed;
+  // The first failure; set exactly for kNotOpened and kBrokenOff.
+  std::optional<RuntimeError> error;
+};
+
+}  // namespace kestrel
