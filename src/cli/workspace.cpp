@@ -110,7 +110,7 @@ void Workspace::OpenHost() {
       [&] {
         const ObjectPtr setup = components_.CreateObject("kestrelhost.Setup");
         const std::string restored = CallMethod(setup, "RestoreDatabase", session_.HostConnection).ToText();
-        if (!restored.empty()) err_ << restored << '\n';
+        if (!restored.empty()) err() << restored << '\n';
       },
       [](const RuntimeError&) {});
 }
