@@ -58,16 +58,18 @@ bool LineScanner::Finish(std::string_view bytes, std::size_t begin) {
 
 void LineScanner::ScanBlock(const char* bytes, std::uint64_t within) {
   const ByteBlock block(bytes);
+  const std::uint64_t line_ends = block.Equal(line_end_) & within;
   std::uint64_t line_feeds = 0;
   if (line_end_ == '\r') {
     line_feeds = block.Equal('\n') & within;
     // The second half of a CR LF is no part of the line behind it.
-    if (line_begin_ == position_ && first_line_known()) line_begin_ += line_feeds & 1;
+    if (behind_cr_) line_begin_ += line_feeds & 1;
+    behind_cr_ = line_ends >> (kBlockSize - 1) != 0;
   } else if ((block.Equal('\r') & within) != 0) {
     return BeginAgainWithCr();
   }
   if (utf8_) CheckUtf8(bytes, block.High() & within);
-  ForEachBit(block.Equal(line_end_) & within, [&](std::size_t bit) {
+  ForEachBit(line_ends, [&](std::size_t bit) {
     EndLine(position_ + bit);
     // A shift by all of the block's bits would be none; the next block looks for that line feed.
     line_begin_ = position_ + bit + 1 + ((line_feeds >> bit >> 1) & 1);

@@ -37,6 +37,7 @@ class LineIndex {
 //  1. Lines end at LF until the first CR is seen; then the pass begins again and they end at CR or CR LF.
 //  2. Every line before `line_begin_` is done: indexed if it is not empty, and not the header.
 //  3. Everything before `position()` has been looked at, and is valid UTF-8 while utf8() says so.
+//  4. `behind_cr_` tells that the last byte before `position()` is a CR that ended a line.
 class LineScanner {
  public:
   // `begin`: where the text begins, behind a byte order mark. `header`: the first line is no record.
@@ -82,6 +83,7 @@ class LineScanner {
   std::size_t line_begin_;
   std::size_t first_line_end_ = kUnknown;
   char line_end_ = '\n';
+  bool behind_cr_ = false;
   bool utf8_;
   bool beyond_ascii_ = false;
   std::size_t character_end_;  // end of the last character checked; may lie in the next block

@@ -1,0 +1,132 @@
+// Every special sequence of bytes at every place of a block, and around the border of the window through which
+// large files are read.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "platform/base/byte_blocks.h"
+#include "platform/base/text.h"
+#include "sources/slow_text_reader.h"
+#include "sources/text_source.h"
+#include "sources/text_window.h"
+#include "support/temp_folder.h"
+
+namespace kestrel {
+namespace {
+
+using testing::SlowTextReader;
+using testing::TempFolder;
+using testing::ToCodePoints;
+using Records = std::vector<std::vector<std::string>>;
+
+constexpr std::size_t kWindow = TextWindow::kWindowSize;
+const TextFormat kFormat{false, "ANSI", ";", "\""};
+constexpr std::size_t kColumns = 4;
+
+const std::vector<std::string>& Sequences() {
+  static const std::vector<std::string> sequences = {
+      "\r\n", "\r", "\n", "\r\n\n", "\r\r\n", "\n\r\n", "\n\n", ";", ";;", "\";\"", "\"\"", "\"", "\"a\"\";b\"",
+      ";\"b\nc\";", "\n\"d\ne\"\n", ";\"f\r\ng\";", "ü", "€", "😀",
+      // Broken UTF-8: cut short, too long a form, a lone second byte; so the file is Windows-1252.
+      "\xC3", "\xE2\x82", "\xC0\xAF", "\x80", "\xF0\x9F\x98"};
+  return sequences;
+}
+
+std::u32string Decode(const std::string& bytes) {
+  return ToCodePoints(IsValidUtf8(bytes) ? bytes : FromWindows1252(bytes));
+}
+
+Records Read(const std::string& path) {
+  const RecordsetPtr records = OpenTextSource(path, kFormat);
+  Records all;
+  for (; !records->IsEof(); records->MoveNext()) {
+    std::vector<std::string> values(kColumns);
+    for (std::size_t i = 0; i < std::min(kColumns, records->ColumnCount()); ++i) values[i] = records->TextAt(i);
+    all.push_back(std::move(values));
+  }
+  return all;
+}
+
+Records Expected(const std::string& bytes) {
+  const SlowTextReader slow(kFormat);
+  const std::u32string text = Decode(bytes);
+  const std::size_t columns = std::min(kColumns, slow.ColumnNames(text).size());
+  Records all = slow.Records(text);
+  for (std::vector<std::string>& record : all) {
+    record.resize(columns);
+    record.resize(kColumns);
+  }
+  return all;
+}
+
+std::string Shown(const std::string& bytes) { return ::testing::PrintToString(bytes); }
+
+class SpecialBytes : public ::testing::Test {
+ protected:
+  // A new file each time, as a file system may flush one whose content is replaced, and there are thousands.
+  std::string Write(const std::string& bytes) {
+    std::string path = folder_.File("special.txt");
+    std::filesystem::remove(path);
+    std::ofstream(path, std::ios::binary) << bytes;
+    return path;
+  }
+
+  // At every place of a block, in a file with CR and, where the bytes hold none, without.
+  void Slide(const std::string& head, const std::string& bytes) {
+    for (std::size_t offset = 0; offset < kBlockSize; ++offset) {
+      for (const std::string tail : {"b;c\r\nd\n", "b;c\nd\n"}) {
+        const std::string text = head + "a;" + std::string(offset, 'x') + bytes + tail;
+        ASSERT_EQ(Read(Write(text)), Expected(text)) << Shown(text);
+      }
+    }
+  }
+
+  TempFolder folder_;
+};
+
+TEST_F(SpecialBytes, AreReadAlikeAtEveryPlaceOfABlock) {
+  for (const std::string head : {"", "h;i;j;k\r\n", "h;i;j;k\n"}) {
+    for (const std::string& sequence : Sequences()) ASSERT_NO_FATAL_FAILURE(Slide(head, sequence));
+  }
+}
+
+TEST_F(SpecialBytes, AreReadAlikeNextToEachOther) {
+  const std::vector<std::string> common = {"\r\n", "\r", "\n", "\"", "\"\"", ";", "ü"};
+  for (const std::string& first : common) {
+    for (const std::string& second : common) ASSERT_NO_FATAL_FAILURE(Slide("", first + second));
+  }
+}
+
+TEST_F(SpecialBytes, AreReadAlikeAroundTheBorderOfTheWindow) {
+  // What stands before is one value of "x", which costs the slow reader time and changes nothing.
+  const auto compare = [&](std::size_t size, const std::string& rest) {
+    const std::string path = Write(std::string(size, 'x') + rest);
+    Records expected = Expected("x" + rest);
+    ASSERT_FALSE(expected.empty());
+    if (!expected[0][0].empty()) expected[0][0].insert(0, size - 1, 'x');
+    ASSERT_EQ(Read(path), expected) << size << ' ' << Shown(rest);
+  };
+  for (const std::string& sequence : Sequences()) {
+    for (const std::string end : {"\r\n", "\n"}) {
+      // The last block that is looked at with the first window ends up to 67 bytes before its border.
+      for (std::size_t before = 72; before > 60; --before)
+        compare(kWindow - before, sequence + "b;c" + end + "d");
+      for (std::size_t before = 6; before > 0; --before)
+        compare(kWindow - before, sequence + "b;c" + end + "d");
+      compare(kWindow, sequence + "b;c" + end + "d");
+    }
+  }
+}
+
+TEST_F(SpecialBytes, ALoneLfBehindACrLfThatEndsABlockBelongsToTheNextLine) {
+  const Records records = Read(Write("a;" + std::string(60, 'x') + "\r\n\nb;c\r\n"));
+  ASSERT_EQ(records.size(), 2U);
+  EXPECT_EQ(records[1][0], "\nb");
+}
+
+}  // namespace
+}  // namespace kestrel
