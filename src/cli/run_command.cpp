@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "cli/program.h"
+#include "component/import_class.h"
 #include "import/import_run.h"
 #include "import/pace.h"
 #include "mapping/field_assignment.h"
@@ -47,6 +48,12 @@ class ConsoleRunView final : public RunView {
     if (bar_ && pace_.Due()) Draw();
   }
 
+  void Tell(std::string_view text) override {
+    if (drawn_) stream_ << std::endl;
+    drawn_ = false;
+    stream_ << text << std::endl;
+  }
+
   void CloseWindow() override {
     if (drawn_) stream_ << std::endl;
   }
@@ -75,6 +82,17 @@ class ConsoleRunView final : public RunView {
   Pace pace_{std::chrono::milliseconds(50)};
 };
 
+const char* NameOf(SourceState state) {
+  switch (state) {
+    case SourceState::kNotOpened: return "not opened";
+    case SourceState::kOpen: return "open";
+    case SourceState::kAtEnd: return "complete";
+    case SourceState::kBrokenOff: return "broken off";
+    case SourceState::kClosed: break;
+  }
+  return "not read";
+}
+
 void WriteResult(Workspace& workspace, const RunResult& result, bool test) {
   if (workspace.options().format == OutputFormat::kJson) {
     JsonObject(workspace.out())
@@ -86,14 +104,59 @@ void WriteResult(Workspace& workspace, const RunResult& result, bool test) {
         .Truth("cancelled", result.cancelled)
         .Truth("test", test)
         .Text("message", result.message)
+        .Number("stored", result.stored)
+        .Number("rejected", result.rejected)
+        .Number("checked", result.checked)
+        .Text("source", NameOf(result.source_end.state))
+        .Text("sourceError", result.source_end.error ? result.source_end.error->Description() : "")
+        .Text("sourceKept", result.source_kept)
+        .Text("stopReason", result.stop_reason)
+        .Number("unlogged", result.unlogged_count)
         .End();
     return;
   }
   TableWriter table(workspace.out(), workspace.options().format,
-                    {{"Datensätze", ""}, {"von", ""}, {"Fehler", ""}, {"Dubletten", ""}, {"Test", ""}});
+                    {{"Datensätze", ""},
+                     {"von", ""},
+                     {"Fehler", ""},
+                     {"Dubletten", ""},
+                     {"Test", ""},
+                     {"Gespeichert", ""},
+                     {"Abgewiesen", ""},
+                     {"Geprüft", ""}});
   table.Row({std::to_string(result.records), std::to_string(result.total),
              std::to_string(result.cancelled ? 0 : result.errors), std::to_string(result.duplicates),
-             test ? "ja" : "nein"});
+             test ? "ja" : "nein", std::to_string(result.stored), std::to_string(result.rejected),
+             std::to_string(result.checked)});
+}
+
+ExitStatus StatusOf(const RunResult& result) {
+  if (result.cancelled) return kCancelled;
+  if (!result.stop_reason.empty()) return kNotUsable;
+  if (result.source_end.error && result.records == 0) return kNotUsable;
+  if (result.aborted) return kStoppedByUser;
+  return result.errors == 0 ? kDone : kErrorsCounted;
+}
+
+// Builds the assignment list. NotUsable where the destination's fields cannot be read or are not assigned as a
+// run needs them.
+void AssignFields(Session& session) {
+  const std::string unreadable = "Die Felder des Ziels konnten nicht gelesen werden. ";
+  std::string failure;
+  BuildAssignmentList(session, &failure);
+  if (!failure.empty()) throw NotUsable(unreadable + failure);
+  // What the import class delivers all the same is not enough to import by.
+  const ImportClassError error = ReadImportClassError(session);
+  if (error.code != 0) {
+    throw NotUsable(unreadable + "Fehler " + std::to_string(error.code) + ": " + error.description);
+  }
+  if (MandatoryFieldUnassigned(*session.AssignmentList)) {
+    throw NotUsable("Ein Pflichtfeld wurde noch nicht zugeordnet. 'kestrel-import check' nennt es.");
+  }
+  if (DateFieldWithoutFormat(*session.AssignmentList)) {
+    throw NotUsable(
+        "Bei einem Datumsfeld wurde noch keine Formatierung bestimmt.. 'kestrel-import check' nennt es.");
+  }
 }
 
 }  // namespace
@@ -105,17 +168,10 @@ int RunCommand(Workspace& workspace, const RunOptions& options) {
   workspace.OpenImportClass();
   workspace.OpenSource();
 
-  std::string failure;
-  BuildAssignmentList(session, &failure);
-  if (!failure.empty()) throw NotUsable("Die Felder des Ziels konnten nicht gelesen werden. " + failure);
-  if (MandatoryFieldUnassigned(*session.AssignmentList)) {
-    throw NotUsable("Ein Pflichtfeld wurde noch nicht zugeordnet. 'kestrel-import check' nennt es.");
-  }
-  if (DateFieldWithoutFormat(*session.AssignmentList)) {
-    throw NotUsable(
-        "Bei einem Datumsfeld wurde noch keine Formatierung bestimmt.. 'kestrel-import check' nennt es.");
-  }
+  AssignFields(session);
   session.TestMode = options.test;
+  // A trial leaves the source file and its backup as they are.
+  if (options.test) session.SaveFile = session.DeleteFile = false;
 
   const bool terminal = ::isatty(STDERR_FILENO) == 1;
   ConsoleRunView view(workspace, options.progress == Progress::kAuto && terminal,
@@ -128,9 +184,7 @@ int RunCommand(Workspace& workspace, const RunOptions& options) {
   }
   const RunResult& result = run.result();
   WriteResult(workspace, result, options.test);
-  if (result.cancelled) return kCancelled;
-  if (result.aborted) return kStoppedByUser;
-  return result.errors == 0 ? kDone : kErrorsCounted;
+  return StatusOf(result);
 }
 
 }  // namespace kestrel::cli

@@ -345,6 +345,10 @@ void RunSteps::TakeFigures() {
   result_.checked = figures_.checked();
   result_.unlogged = errors_.unlogged();
   result_.unlogged_count = errors_.unlogged_count();
+  const auto told = static_cast<std::int32_t>(result_.unlogged.size());
+  if (result_.unlogged_count > told) {
+    Tell("Nicht im Protokoll: " + std::to_string(result_.unlogged_count - told) + " weitere");
+  }
 }
 
 void RunSteps::ReportStop() {

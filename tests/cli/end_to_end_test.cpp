@@ -29,7 +29,9 @@ TEST_F(EndToEnd, TheCustomerListIsStoredAndItsErrorsAreLogged) {
       run.out,
       "{\"records\":1000,\"total\":1000,\"errors\":14,\"duplicates\":0,\"aborted\":false,\"cancelled\":false,"
       "\"test\":false,\"message\":\"Beim Importieren der Daten sind Fehler aufgetreten. Bitte prüfen Sie diese "
-      "über die Protokolle!\"}\n");
+      "über die "
+      "Protokolle!\",\"stored\":997,\"rejected\":3,\"checked\":0,\"source\":\"complete\",\"sourceError\":\"\","
+      "\"sourceKept\":\"\",\"stopReason\":\"\",\"unlogged\":0}\n");
   // Three records have dates that the database refuses as a whole.
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "997\n");
   EXPECT_EQ(
@@ -77,6 +79,44 @@ TEST_F(EndToEnd, ATestRunStoresNothing) {
   // What only the database can refuse is not found by a test.
   EXPECT_THAT(run.out, AllOf(HasSubstr("\"errors\":11"), HasSubstr("\"test\":true")));
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "0\n");
+}
+
+TEST_F(EndToEnd, ATestRunNeitherBacksTheSourceFileUpNorRemovesIt) {
+  WriteFileAtomically(Spec("kurz.txt"), "Name\r\nMeier\r\n");
+  WriteSpec(
+      "Kurz.IMP",
+      "[Common]\nDescription=Kurz\nImportClass=ksbimport.importkunden\nProvider=Textdatei\nFileName=kurz.txt\n"
+      "ColumnHeadings=True\nDelimiter=;\nSaveFile=1\nSavePath=" +
+          folder_.path() + "\nDeleteFile=1\n[FieldAssignments]\nBez1=FIELD:Name\n");
+  EXPECT_EQ(Run({"run", "Kurz", "--test"}).status, 0);
+  EXPECT_TRUE(FileExists(Spec("kurz.txt")));
+  EXPECT_FALSE(FileExists(folder_.File("kurz.txt")));
+  EXPECT_EQ(Run({"run", "Kurz"}).status, 0);
+  EXPECT_FALSE(FileExists(Spec("kurz.txt")));
+  EXPECT_TRUE(FileExists(folder_.File("kurz.txt")));
+}
+
+TEST_F(EndToEnd, ASourceFileThatStaysIsToldWithTheReason) {
+  WriteFileAtomically(Spec("kurz.txt"), "Name;Seit\r\nMeier;morgen\r\n");
+  WriteSpec(
+      "Kurz.IMP",
+      "[Common]\nDescription=Kurz\nImportClass=ksbimport.importkunden\nProvider=Textdatei\nFileName=kurz.txt\n"
+      "ColumnHeadings=True\nDelimiter=;\nDeleteFile=1\n[FieldAssignments]\nBez1=FIELD:Name\nUmsatz=FIELD:"
+      "Seit\n");
+  const ProgramResult run = Run({"run", "Kurz", "--format", "json"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("wurde nicht gelöscht: Es wurden Fehler gezählt."));
+  EXPECT_THAT(run.out, HasSubstr("wurde nicht gelöscht: Es wurden Fehler gezählt."));
+  EXPECT_TRUE(FileExists(Spec("kurz.txt")));
+}
+
+TEST_F(EndToEnd, ADestinationWhoseFieldsCannotBeReadIsStatus4BeforeAnyRecord) {
+  OpenConnection(host() + "/kestrel.db")->Execute("DROP TABLE Importfelder");
+  const ProgramResult run = Run({"run", "Kundenliste"});
+  EXPECT_EQ(run.status, 4);
+  EXPECT_THAT(run.err, HasSubstr("Die Felder des Ziels konnten nicht gelesen werden. Fehler 3000: "));
+  EXPECT_EQ(Query("SELECT count(*) FROM Protokollzeilen"), "1\n")
+      << "the error of GetFields, and none of a record";
 }
 
 TEST_F(EndToEnd, ProgressGoesToStandardErrorOnlyWhenAskedFor) {
@@ -196,22 +236,34 @@ TEST_F(EndToEnd, WrongUseIsStatus2AndSaysWhatIsWrong) {
 }
 
 TEST_F(EndToEnd, ATerminalObeysNothingThatComesFromElsewhere) {
-  const std::string hostile = "\x1b]0,x\x07\xc2\x9b" "31m\xe2\x80\xae";
+  const std::string hostile =
+      "\x1b]0,x\x07\xc2\x9b"
+      "31m\xe2\x80\xae";
   const auto none_raw = AllOf(Not(HasSubstr("\x1b")), Not(HasSubstr("\x07")), Not(HasSubstr("\xc2\x9b")),
                               Not(HasSubstr("\xe2\x80\xae")));
   WriteFileAtomically(Spec("boese.txt"), "Name" + hostile + ";Ort\r\nMeier" + hostile + ";Köln\r\n");
   WriteSpec("Boese.IMP",
             "[Common]\nDescription=Boese\nImportClass=ksbimport.importkunden\nFileName=boese.txt\nDelimiter=;\n"
-            "[FieldAssignments]\nBez1=FIELD:Ort\nUmsatz=FIELD:Name" + hostile + "\n");
-  for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{
-           {"run", hostile}, {hostile}, {"preview", "Boese", "--format", hostile}, {"columns", "Boese"},
-           {"preview", "Boese"}, {"preview", "Boese", "--format", "json"}, {"check", "Boese"}, {"show", "Boese"},
-           {"run", "Boese", "--file", "/gibt/es/nicht" + hostile}, {"run", "Boese"}, {"log"}}) {
+            "[FieldAssignments]\nBez1=FIELD:Ort\nUmsatz=FIELD:Name" +
+                hostile + "\n");
+  for (const std::vector<std::string>& command :
+       std::vector<std::vector<std::string>>{{"run", hostile},
+                                             {hostile},
+                                             {"preview", "Boese", "--format", hostile},
+                                             {"columns", "Boese"},
+                                             {"preview", "Boese"},
+                                             {"preview", "Boese", "--format", "json"},
+                                             {"check", "Boese"},
+                                             {"show", "Boese"},
+                                             {"run", "Boese", "--file", "/gibt/es/nicht" + hostile},
+                                             {"run", "Boese"},
+                                             {"log"}}) {
     const ProgramResult result = Run(command);
     EXPECT_THAT(result.out, none_raw) << command[0];
     EXPECT_THAT(result.err, none_raw) << command[0];
   }
-  EXPECT_THAT(Run({"preview", "Boese", "--format", "csv"}).out, HasSubstr("\"Meier" + hostile + "\"")) << "data are exact";
+  EXPECT_THAT(Run({"preview", "Boese", "--format", "csv"}).out, HasSubstr("\"Meier" + hostile + "\""))
+      << "data are exact";
 }
 
 TEST_F(EndToEnd, NoWorkingCopyIsLeftBehind) {
