@@ -4,6 +4,7 @@
 
 #include "platform/base/file.h"
 #include "platform/base/runtime_error.h"
+#include "platform/base/text.h"
 #include "sources/source_catalog.h"
 #include "spec/profile_access.h"
 #include "spec/specification.h"
@@ -16,6 +17,14 @@ constexpr const char* kMissingSetting = "Für die Verbindung zur Datenquelle feh
 
 std::string PasswordAndUser(const SourceInputs& inputs) {
   return ";Password=" + inputs.txtSQLKennwort + ";User ID=" + inputs.txtSQLUID;
+}
+
+// A text as the value of a key, in quotes where it would not be read as it stands.
+std::string AsConnectionValue(const std::string& text) {
+  const bool plain =
+      text.empty() || (text.find(';') == std::string::npos && text.front() != ' ' && text.back() != ' ' &&
+                       std::string_view("\"'{").find(text.front()) == std::string_view::npos);
+  return plain ? text : '"' + ReplaceAll(text, "\"", "\"\"") + '"';
 }
 
 using TableLister = std::vector<std::string> (*)(Connection&);
@@ -96,6 +105,7 @@ SourceInputs InputsFromSession(const Session& session) {
     inputs.txtSQLDB = session.Database;
   } else if (session.Provider == kAccessSource) {
     inputs.txtAccessDB = session.Database;
+    inputs.txtSQLKennwort = AsConnectionValue(session.Password);
   } else if (session.Provider == kExcelSource) {
     inputs.txtExcelFile = session.Database;
   } else if (session.Provider == kDBaseSource) {

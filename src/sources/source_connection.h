@@ -65,9 +65,9 @@ ConnectResult ConnectSQLServer(Session& session, const SourceInputs& inputs, Lis
 // Drops the shared connection.
 void ResetConnection(Session& session);
 
-// The boxes as the page fills them from the session for its provider. For Access the user and password boxes
-// of SQL Server take part in the connection string; without a page they hold session.User and
-// session.Password only for SQL Server, and are empty for Access.
+// The boxes of a session without a page. For Access the user and password boxes of SQL Server take part in the
+// connection string: without a page the password is session.Password, and the user, who means nothing there, is
+// empty.
 SourceInputs InputsFromSession(const Session& session);
 // Connects for session.Provider from InputsFromSession; a text source needs none and counts as connected.
 // Where nothing is tried (a required setting is empty, the kind is unknown), the reason says so.

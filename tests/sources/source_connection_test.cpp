@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/data/connection_string.h"
 #include "spec/specification.h"
 #include "support/session_fixture.h"
 
@@ -180,13 +181,24 @@ TEST_F(SourceConnectionTest, SessionOfSqlServerFillsItsBoxes) {
             "Provider=SQLOLEDB.1;Initial Catalog=Firma;Data Source=srv;Password=pw;User ID=sa");
 }
 
-TEST_F(SourceConnectionTest, SessionOfAccessSendsNeitherUserNorPassword) {
+TEST_F(SourceConnectionTest, SessionOfAccessSendsItsPasswordAndNoUser) {
   session.Provider = kAccessSource;
   session.User = "C:\\k.mdb";
-  session.Password = "Benutzer";
+  session.Password = "Geheim";
   session.Database = "C:\\k.mdb";
   EXPECT_TRUE(ConnectFromSession(session, Open()).connected);
-  EXPECT_EQ(connection_strings[0], "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=C:\\k.mdb;Password=;User ID=");
+  EXPECT_EQ(connection_strings[0],
+            "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=C:\\k.mdb;Password=Geheim;User ID=");
+}
+
+TEST_F(SourceConnectionTest, APasswordOfAccessArrivesWhateverItHolds) {
+  session.Provider = kAccessSource;
+  session.Database = "k.mdb";
+  for (const std::string password : {"a;b", "\"q\"", "'", "{x}", " vorn", "hinten ", "a=b", "\";\""}) {
+    session.Password = password;
+    EXPECT_TRUE(ConnectFromSession(session, Open()).connected);
+    EXPECT_EQ(ConnectionKeys(connection_strings.back()).Get("Password"), password);
+  }
 }
 
 TEST_F(SourceConnectionTest, SessionsOfExcelAndDBaseConnectToTheirDatabase) {

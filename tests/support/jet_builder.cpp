@@ -337,6 +337,10 @@ std::string JetBuilder::Header() const {
   std::string header(PageSize(), '\0');
   Put(header, 0, std::string("\0\1\0\0Standard Jet DB\0", 20));
   header[0x14] = Jet3() ? 0 : 1;
+  if (encryption_) {
+    Put(header, 0, std::string("\0\1\0\0Standard ACE DB\0\2", 21));
+    Put(header, 0x299, Le16(static_cast<std::uint32_t>(encryption_->info.size())) + encryption_->info);
+  }
   Put(header, 0x3C, Le16(1252));
   Put(header, 0x3E, Le32(page_key_));
   std::string password = Jet3() ? ToWindows1252(password_) : Utf16(password_);
@@ -358,8 +362,13 @@ std::string JetBuilder::Build() {
   std::string file;
   for (const Page& page : pages_) file += RenderPage(page);
   for (std::size_t page = 1; page_key_ != 0 && page < pages_.size(); ++page) {
-    office_crypto::Rc4(Le32(page_key_ ^ static_cast<std::uint32_t>(page)))
-        .Apply(std::span(file).subspan(page * PageSize(), PageSize()));
+    const std::uint32_t block = page_key_ ^ static_cast<std::uint32_t>(page);
+    const std::span<char> bytes = std::span(file).subspan(page * PageSize(), PageSize());
+    if (encryption_) {
+      encryption_->encrypt(block, bytes);
+    } else {
+      office_crypto::Rc4(Le32(block)).Apply(bytes);
+    }
   }
   return file;
 }

@@ -7,7 +7,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "support/office_encryptor.h"
 
 namespace kestrel::testing {
 
@@ -66,6 +69,8 @@ class JetBuilder {
   void SetPassword(std::string_view password) { password_ = password; }
   // Masks all pages but the first with this key.
   void SetPageKey(std::uint32_t key) { page_key_ = key; }
+  // Makes it an .accdb whose pages are encrypted; takes a page key, too.
+  void SetEncryption(OfficeEncryption encryption) { encryption_ = std::move(encryption); }
 
   // The file. Call once, at the end.
   std::string Build();
@@ -99,6 +104,7 @@ class JetBuilder {
   Format format_;
   std::string password_;
   std::uint32_t page_key_ = 0;
+  std::optional<OfficeEncryption> encryption_;
   std::vector<Page> pages_;
   std::vector<Table> tables_;  // the first is the catalog
   std::vector<std::uint32_t> long_value_pages_;

@@ -7,6 +7,7 @@
 
 #include "platform/base/text.h"
 #include "platform/data/providers/mdb/jet_text.h"
+#include "platform/data/providers/office_crypto/primitives.h"
 #include "platform/data/providers/office_crypto/rc4.h"
 
 namespace kestrel::mdb {
@@ -28,6 +29,9 @@ constexpr std::size_t kPassword = 0x42;
 constexpr std::size_t kJet3PasswordLength = 20;
 constexpr std::size_t kJet4PasswordLength = 40;
 constexpr std::size_t kCreated = 0x72;
+// What an .accdb says about its encryption: size and bytes.
+constexpr std::size_t kEncryptionInfoSize = 0x299;
+constexpr std::size_t kEncryptionInfo = 0x29B;
 constexpr std::uint8_t kVersionJet3 = 0;
 constexpr std::uint8_t kVersionJet4 = 1;
 
@@ -39,6 +43,20 @@ constexpr std::uint16_t kRowIsSkipped = 0x8000;
 constexpr const char* kCopyAgain = "Bitte die Datei noch einmal vollständig kopieren.";
 
 RuntimeError NotReadable(std::string text) { return RuntimeError(ErrorNumber::kDatabase, std::move(text)); }
+
+RuntimeError WrongPassword(std::string_view given) {
+  return NotReadable(std::string(given.empty() ? "Die Access-Datenbank ist mit einem Kennwort geschützt."
+                                               : "Kein zulässiges Kennwort für die Access-Datenbank.") +
+                     " Bitte das Kennwort angeben, mit dem sie in Access geöffnet wird (Password).");
+}
+
+// Pages as Access masked them until 2003, with a key that stands in the header.
+class MaskedPages final : public office_crypto::BlockCipher {
+ public:
+  void Decrypt(std::uint32_t block, std::span<char> bytes) const override {
+    office_crypto::Rc4(office_crypto::LittleEndianBytes(block)).Apply(bytes);
+  }
+};
 
 // The password in the unmasked header, as UTF-8; empty where there is none.
 std::string StoredPassword(const RawBytes& header, bool jet3) {
@@ -91,26 +109,25 @@ void JetFile::ReadHeader(std::string_view password) {
   // A code page that is unknown here is read as the usual one.
   if (jet3_ && CodePage::IsKnown(fields.U16(kCodePage))) code_page_ = CodePage(fields.U16(kCodePage));
 
-  const std::uint32_t key = fields.U32(kPageKey);
-  if (key != 0 && version > kVersionJet4) {
-    throw NotReadable(
-        "Die Access-Datei ist verschlüsselt und kann nicht gelesen werden. Bitte das Kennwort der Datenbank "
-        "in Access entfernen.");
-  }
+  page_key_ = fields.U32(kPageKey);
+  if (page_key_ != 0) plain_.resize(page_count_);
+  // Since 2007 it is the encryption that asks for the password.
+  if (page_key_ != 0 && version > kVersionJet4) return OpenOfficeEncryption(password);
   const std::string stored = StoredPassword(fields, jet3_);
-  if (!stored.empty() && stored != password) {
-    throw NotReadable("Kein zulässiges Kennwort für die Access-Datenbank.");
-  }
-  if (key != 0) DecodePages(key);
+  if (!stored.empty() && stored != password) throw WrongPassword(password);
+  if (page_key_ != 0) cipher_ = std::make_unique<MaskedPages>();
 }
 
-void JetFile::DecodePages(std::uint32_t key) {
-  for (std::uint32_t page = 1; page < page_count_; ++page) {
-    const std::uint32_t page_key = key ^ page;
-    std::string bytes;
-    for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(page_key >> shift & 0xFFU);
-    Rc4(bytes).Apply(std::span(content_).subspan(page * page_size_, page_size_));
+void JetFile::OpenOfficeEncryption(std::string_view password) {
+  const Bytes header = BytesOf(std::string_view(content_).substr(0, page_size_));
+  const Bytes info = Part(header, kEncryptionInfo, ReadU16(header, kEncryptionInfoSize));
+  if (info.empty()) {
+    throw NotReadable(
+        "Die Access-Datei ist verschlüsselt, sagt aber nicht, wie. Bitte das Kennwort der Datenbank in Access "
+        "entfernen.");
   }
+  cipher_ = office_crypto::OpenCipher(info, password);
+  if (cipher_ == nullptr) throw WrongPassword(password);
 }
 
 std::string JetFile::Shortage(std::uint64_t last_page) const {
@@ -124,7 +141,13 @@ RawBytes JetFile::Page(std::uint32_t page) const {
     throw NotReadable("Die Access-Datei ist unvollständig: die Seite " + std::to_string(page) + " fehlt. " +
                       Shortage(page));
   }
-  return RawBytes(std::string_view(content_).substr(page * page_size_, page_size_));
+  const std::span<char> bytes = std::span(content_).subspan(page * page_size_, page_size_);
+  // The header is the only page that is never encrypted.
+  if (cipher_ != nullptr && page > 0 && !plain_[page]) {
+    cipher_->Decrypt(page_key_ ^ page, bytes);
+    plain_[page] = true;
+  }
+  return RawBytes(std::string_view(bytes.data(), bytes.size()));
 }
 
 std::uint32_t JetFile::RowsOnPage(const RawBytes& page) const {

@@ -10,10 +10,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/base/file_identity.h"
 #include "platform/data/code_page.h"
 #include "platform/data/providers/mdb/raw_bytes.h"
+#include "platform/data/providers/office_crypto/document_cipher.h"
 
 namespace kestrel::mdb {
 
@@ -28,7 +30,8 @@ struct StoredRow {
   bool lookup = false;   // the bytes start with a pointer to where the row is stored now
 };
 
-// Immutable once made; may be shared by several readers.
+// May be shared by several readers of one thread: nothing changes but that an encrypted page is made plain when
+// it is asked for first.
 class JetFile {
  public:
   // Takes the content of a file; `name` is what errors call it, `identity` which file it was. Raises 3000 for
@@ -63,15 +66,19 @@ class JetFile {
 
  private:
   void ReadHeader(std::string_view password);
-  void DecodePages(std::uint32_t key);
+  // Sets the cipher of an .accdb, where the password is right.
+  void OpenOfficeEncryption(std::string_view password);
 
-  std::string content_;
+  mutable std::string content_;
   std::string name_;
   std::optional<FileIdentity> identity_;
   bool jet3_ = false;
   std::size_t page_size_ = 0;
   std::uint32_t page_count_ = 0;
-  CodePage code_page_{1252};  // of Jet 3
+  std::unique_ptr<office_crypto::BlockCipher> cipher_;  // null where nothing is encrypted
+  std::uint32_t page_key_ = 0;                          // a page is the block of its number, mixed with this
+  mutable std::vector<bool> plain_;                     // pages decrypted already; empty without a cipher
+  CodePage code_page_{1252};                            // of Jet 3
 };
 
 using JetFilePtr = std::shared_ptr<const JetFile>;

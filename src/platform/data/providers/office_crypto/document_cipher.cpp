@@ -71,26 +71,39 @@ struct BinaryInfo {
   std::size_t key_size;  // bytes
   std::string salt;
   std::string verifier, verifier_hash;
+  bool many_rounds;  // the password is hashed often
 };
 
+constexpr std::uint32_t kAesFlag = 0x20;
 constexpr std::uint32_t kRc4 = 0x6801;
 constexpr std::uint32_t kAes128 = 0x660E;
 constexpr std::uint32_t kAes192 = 0x660F;
 constexpr std::uint32_t kAes256 = 0x6610;
 
+// In bytes, where the header leaves it to the library whose name it ends with.
+std::size_t DefaultRc4Key(Bytes header) {
+  constexpr std::size_t kLibrary = 32;
+  const std::string library =
+      header.size() > kLibrary ? UpperCase(FromUtf16(CharactersOf(Rest(header, kLibrary)), false)) : "";
+  return library.find_first_not_of('\0') == std::string::npos || library.find(" BASE ") != std::string::npos
+             ? 5
+             : 16;
+}
+
 BinaryInfo ReadBinaryInfo(Bytes info) {
   constexpr std::size_t kHeader = 12;
-  constexpr std::uint32_t kAesFlag = 0x20;
   const std::uint32_t header_size = ReadU32(info, 8);
   const Bytes header = Part(info, kHeader, header_size);
   const Bytes verifier = Rest(info, kHeader + header_size);
   BinaryInfo read;
+  // Access does not say so, and hashes once, where it puts AES in the place of its earlier RC4.
+  read.many_rounds = (ReadU32(info, 4) & kAesFlag) != 0;
   read.method = ReadU32(header, 8);
   if (read.method == 0) read.method = (ReadU32(header, 0) & kAesFlag) != 0 ? kAes128 : kRc4;
   const std::uint32_t bits = ReadU32(header, 16);
   constexpr std::size_t kSalt = 16;
   if (read.method == kRc4) {
-    read.key_size = bits == 0 ? 5 : bits / 8;
+    read.key_size = bits == 0 ? DefaultRc4Key(header) : bits / 8;
   } else if (read.method == kAes128 || read.method == kAes192 || read.method == kAes256) {
     read.key_size = bits == 0 ? 16 : bits / 8;
   } else {
@@ -157,7 +170,7 @@ std::unique_ptr<BlockCipher> OpenBinary(Bytes bytes, std::string_view password) 
   if (info.method == kRc4) {
     cipher = std::make_unique<Rc4Blocks>(std::move(hash), info.key_size);
   } else {
-    hash = HashAgain(HashKind::kSha1, std::move(hash), kStandardRounds);
+    if (info.many_rounds) hash = HashAgain(HashKind::kSha1, std::move(hash), kStandardRounds);
     cipher = std::make_unique<StandardBlocks>(std::move(hash), info.key_size);
   }
   // The verifier and behind it its hash, encrypted in one go.

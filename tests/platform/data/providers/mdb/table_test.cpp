@@ -338,7 +338,7 @@ TEST_P(AccessPassword, PagesMaskedWithTheKeyInTheHeaderAreRead) {
 INSTANTIATE_TEST_SUITE_P(Formats, AccessPassword,
                          ::testing::Values(JetBuilder::Format::kJet3, JetBuilder::Format::kJet4));
 
-TEST(AccessFile, AnEncryptedAccdbIsRefusedInWords) {
+TEST(AccessFile, AnEncryptedAccdbThatDoesNotSayHowIsRefusedInWords) {
   JetBuilder builder;
   builder.SetPageKey(7);
   std::string file = builder.Build();
