@@ -3,15 +3,18 @@
 #include <mutex>
 #include <utility>
 
+#include "components/records_in_group.h"
+
 namespace kestrel::host {
 
 LateRecords::LateRecords(Connection& connection, const Destination& destination,
-                         const std::shared_ptr<KeyMemory>& keys, StoreNow store_now,
-                         std::deque<RuntimeError>& errors)
+                         const std::shared_ptr<KeyMemory>& keys, StoreNow store_now, Undone undone,
+                         LateErrors& errors)
     : connection_(connection),
       destination_(destination),
       group_(GroupedWrites::Of(connection)),
       store_now_(std::move(store_now)),
+      undone_(std::move(undone)),
       errors_(errors),
       // A number that is taken is an error here.
       insert_(connection.Prepare(InsertText(destination))),
@@ -31,13 +34,16 @@ void LateRecords::MakeRoom() {
   if (count_ == kMost) connection_.FinishLateWork();
 }
 
-void LateRecords::Send(const RecordValues& values, std::int64_t number, const IndexedAddress& address) {
+void LateRecords::Send(std::int64_t record, const RecordValues& values, std::int64_t number,
+                       const IndexedAddress& address) {
   // What may fail comes before the first statement is sent.
   Statement* const write_index = index_ && index_->IsKept() ? &index_->PrepareNew(number, address) : nullptr;
   for (std::size_t i = 0; i < values.size(); ++i) Bind(*insert_, i, values[i]);
   insert_->BindInteger(destination_.number_field, number);
   insert_->ExecuteLater(*this);
-  records_[count_++].Keep(values);
+  Entry& entry = records_[count_++];
+  entry.record = record;
+  entry.kept.Keep(values);
   if (write_index != nullptr) write_index->ExecuteLater(*this);
 }
 
@@ -56,14 +62,23 @@ std::string LateRecords::NameOf(const RecordValues& values) const {
 
 void LateRecords::DoLateWorkAgain() {
   const std::size_t count = std::exchange(count_, 0);
-  group_.StoreAgain(static_cast<std::int64_t>(count), [&] {
+  if (count == 0) return;
+  undone_(records_.front().record);
+  group_.StoreAgain([&] {
     for (std::size_t i = 0; i < count; ++i) {
-      RecordValues& values = records_[i].values();
+      RecordValues& values = records_[i].kept.values();
+      const std::int64_t record = records_[i].record;
       // Named before, as storing gives a record its number.
       const std::string name = NameOf(values);
-      Trap(
-          [&] { store_now_(values); },
-          [&](const RuntimeError& error) { errors_.emplace_back(error.Number(), name + error.Description()); });
+      std::optional<RuntimeError> failure;
+      Trap([&] { store_now_(record, values); }, [&](const RuntimeError& error) { failure = error; });
+      if (!failure) continue;
+      errors_.push_back({record, record, RuntimeError(failure->Number(), name + failure->Description())});
+      if (i + 1 == count || connection_.StopReason().empty()) continue;
+      // The others would only wait for the same failure.
+      RecordsInGroup others;
+      while (++i < count) others.Add(records_[i].record);
+      others.Lose(*failure, errors_);
     }
   });
 }

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "components/address_index.h"
+#include "components/late_errors.h"
 #include "components/record_values.h"
 #include "platform/base/runtime_error.h"
 #include "platform/data/grouped_writes.h"
@@ -28,35 +29,44 @@ namespace kestrel::host {
 class LateRecords final : private LateWork {
  public:
   static constexpr std::size_t kMost = 128;
-  // Stores a record and waits. May raise.
-  using StoreNow = std::function<void(RecordValues&)>;
+  // Stores a record again and waits. May raise.
+  using StoreNow = std::function<void(std::int64_t record, RecordValues&)>;
+  // Told that this record and all behind it are undone, and are about to be stored again.
+  using Undone = std::function<void(std::int64_t record)>;
 
   // Everything given by reference outlives this object. What `store_now` raises becomes an entry of `errors`
   // that names the record.
   LateRecords(Connection& connection, const Destination& destination, const std::shared_ptr<KeyMemory>& keys,
-              StoreNow store_now, std::deque<RuntimeError>& errors);
+              StoreNow store_now, Undone undone, LateErrors& errors);
   ~LateRecords() override;
 
   // Waits where as many records as may be are under way; others are then stored again where it must be. To be
   // called before each Send, outside of GroupedWrites::Store.
   void MakeRoom();
-  // Sends a record inside a GroupedWrites::Store. `number` is what `values` has, or the next free one. Errors:
-  // those of AddressIndex::PrepareNew, and 3000 where nothing can be sent.
-  void Send(const RecordValues& values, std::int64_t number, const IndexedAddress& address);
+  // Sends a record inside a GroupedWrites::Store. `record` counts the records; `number` is what `values` has,
+  // or the next free one. Errors: those of AddressIndex::PrepareNew, and 3000 where nothing can be sent.
+  void Send(std::int64_t record, const RecordValues& values, std::int64_t number,
+            const IndexedAddress& address);
 
  private:
   void LateWorkStands() override { count_ = 0; }
   void DoLateWorkAgain() override;
   std::string NameOf(const RecordValues& values) const;
 
+  struct Entry {
+    std::int64_t record = 0;
+    KeptValues kept;
+  };
+
   Connection& connection_;
   const Destination& destination_;
   GroupedWrites& group_;
   StoreNow store_now_;
-  std::deque<RuntimeError>& errors_;
+  Undone undone_;
+  LateErrors& errors_;
   std::optional<AddressIndex> index_;
   std::unique_ptr<Statement> insert_;
-  std::vector<KeptValues> records_;  // the first count_ of them are under way
+  std::vector<Entry> records_;  // the first count_ of them are under way
   std::size_t count_ = 0;
 };
 

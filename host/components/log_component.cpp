@@ -1,9 +1,12 @@
 #include "components/log_component.h"
 
+#include <algorithm>
 #include <mutex>
 #include <utility>
 
 #include "platform/base/date.h"
+#include "platform/data/transaction.h"
+#include "schema/host_schema.h"
 
 namespace kestrel::host {
 
@@ -20,13 +23,13 @@ std::string IsoDate(std::string_view text) {
   return digits.substr(0, 4) + "-" + digits.substr(4, 2) + "-" + digits.substr(6, 2);
 }
 
-// For so many rows; several are for SQLite, which could undo a statement that fails half way only by copying
-// every page it touches.
-std::string InsertText(std::size_t rows) {
-  std::string sql = rows == 1 ? "INSERT" : "INSERT OR FAIL";
+// For so many rows. A row that is there already is passed over, see invariant 3.
+std::string InsertText(const Connection& connection, std::size_t rows) {
+  // On SQLite, a statement of several rows that could fail half way would copy every page it touches.
+  std::string sql = IsSqlite(connection) ? "INSERT OR IGNORE" : "INSERT";
   sql += " INTO Protokollzeilen (ZeilenNr, ProtokollNr, Spalte0, Spalte1, Spalte2) VALUES ";
   for (std::size_t i = 0; i < rows; ++i) sql += i == 0 ? "(?, ?, ?, ?, ?)" : ", (?, ?, ?, ?, ?)";
-  return sql;
+  return IsSqlite(connection) ? sql : sql + " ON CONFLICT DO NOTHING";
 }
 
 }  // namespace
@@ -45,25 +48,30 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
                                           std::optional<std::string> log_class) {
   const ObjectPtr object = connection.ToObject();
   Connection& database = RequireConnection(object);
+  Flush();
+  GroupedWrites::Of(database).Settle();
   const auto insert = database.Prepare(
       "INSERT INTO Protokoll (ProtokollNr, Titel, Benutzer, Liste, Datum, Beschreibung, Datei, Quelle, Klasse) "
       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
   decltype(inserts_) inserts;
-  inserts[1] = database.Prepare(InsertText(1));
+  inserts[1] = database.Prepare(InsertText(database, 1));
   const std::string iso_date = IsoDate(date);
   const std::string class_name = log_class.value_or(std::string());
   const std::string_view texts[] = {title, user, list, iso_date, description, file, source, class_name};
   std::int64_t number = 0;
-  GroupedWrites::Of(database).Store(GroupedWrites::Record::kOneStatement, [&] {
+  InTransaction(database, [&] {
     const RecordsetPtr greatest = database.OpenRecordset("SELECT max(ProtokollNr) FROM Protokoll");
     number = greatest->IsNull(0) ? 1 : greatest->ValueAt(0).ToInteger() + 1;
     insert->BindInteger(0, number);
     for (std::size_t i = 0; i < std::size(texts); ++i) insert->BindText(i + 1, texts[i]);
     insert->Execute();
   });
-  Flush();
   connection_ = object;
   inserts_ = std::move(inserts);
+  rows_.clear();
+  texts_.clear();
+  stored_ = 0;
+  is_kept_back_ = false;
   number_ = number;
   row_number_ = 0;
   in_row_ = false;
@@ -72,7 +80,7 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
 
 void LogComponent::AddNewRecord() {
   if (connection_ == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
-  row_.set.fill(false);
+  row_set_.fill(false);
   in_row_ = true;
 }
 
@@ -82,8 +90,21 @@ void LogComponent::SetField(std::int64_t kind, std::int64_t column, std::string_
     throw RuntimeError(ErrorNumber::kSubscriptOutOfRange);
   }
   const auto index = static_cast<std::size_t>(column);
-  row_.texts[index] = text;
-  row_.set[index] = true;
+  row_texts_[index] = text;
+  row_set_[index] = true;
+}
+
+void LogComponent::AppendRow() {
+  Row row;
+  row.number = ++row_number_;
+  row.start = texts_.size();
+  row.set = row_set_;
+  for (std::size_t column = 0; column < kColumns; ++column) {
+    if (!row.set[column]) continue;
+    row.lengths[column] = row_texts_[column].size();
+    texts_ += row_texts_[column];
+  }
+  rows_.push_back(row);
 }
 
 void LogComponent::UpdateRecord() {
@@ -91,50 +112,84 @@ void LogComponent::UpdateRecord() {
   in_row_ = false;
   Connection& connection = RequireConnection(connection_);
   const std::lock_guard lock(connection.CallMutex());
-  const auto keep = [this] {
-    row_.number = ++row_number_;
-    std::swap(rows_[count_++], row_);
-  };
+  AppendRow();
+  const std::size_t kept_back = rows_.size() - stored_;
   // Where others are kept back already, it goes with them.
-  if (count_ != 0 && count_ + 1 < rows_.size()) {
-    keep();
-    return;
-  }
+  if (is_kept_back_ && kept_back < kMostKeptBack) return;
   GroupedWrites& group = GroupedWrites::Of(connection);
-  group.Store(GroupedWrites::Record::kOneStatement, [&] {
-    keep();
-    if (!group.KeepBack(*this) || count_ == rows_.size()) StoreKeptBack();
+  group.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
+    if (group.MayKeepBack() && kept_back < kMostKeptBack) {
+      group.KeepBack(*this);
+      is_kept_back_ = true;
+    } else {
+      StoreRows();
+    }
   });
 }
 
 void LogComponent::StoreKeptBack() {
-  const std::size_t count = std::exchange(count_, 0);
-  if (count == 0) return;
+  is_kept_back_ = false;
+  StoreRows();
+}
+
+void LogComponent::StoreRows() {
+  while (stored_ < rows_.size()) StoreSome(std::min(rows_.size() - stored_, kMostKeptBack));
+}
+
+void LogComponent::StoreSome(std::size_t count) {
+  Connection& connection = RequireConnection(connection_);
   std::unique_ptr<Statement>& insert = inserts_[count];
-  if (insert == nullptr) insert = RequireConnection(connection_).Prepare(InsertText(count));
+  if (insert == nullptr) insert = connection.Prepare(InsertText(connection, count));
   std::size_t parameter = 0;
-  for (std::size_t i = 0; i < count; ++i) {
+  for (std::size_t i = stored_; i < stored_ + count; ++i) {
     const Row& row = rows_[i];
     insert->BindInteger(parameter++, number_ * kRowsPerLog + row.number);
     insert->BindInteger(parameter++, number_);
+    std::size_t start = row.start;
     for (std::size_t column = 0; column < kColumns; ++column) {
       if (row.set[column]) {
-        insert->BindText(parameter++, row.texts[column]);
+        insert->BindText(parameter++, std::string_view(texts_).substr(start, row.lengths[column]));
+        start += row.lengths[column];
       } else {
         insert->BindNull(parameter++);
       }
     }
   }
   insert->Execute();
+  stored_ += count;
+}
+
+void LogComponent::GroupStands() {
+  if (stored_ == rows_.size()) {
+    rows_.clear();
+    texts_.clear();
+  } else {
+    // Their texts go with those that are left.
+    rows_.erase(rows_.begin(), rows_.begin() + static_cast<std::ptrdiff_t>(stored_));
+  }
+  stored_ = 0;
+}
+
+bool LogComponent::GroupLost(const RuntimeError&) {
+  stored_ = 0;
+  is_kept_back_ = !rows_.empty();
+  return is_kept_back_;
 }
 
 void LogComponent::Flush() {
   if (connection_ == nullptr) return;
   Connection& connection = RequireConnection(connection_);
   const std::lock_guard lock(connection.CallMutex());
-  GroupedWrites::Of(connection).BeforeQuery();
+  if (rows_.empty()) return;
+  GroupedWrites& group = GroupedWrites::Of(connection);
+  if (stored_ < rows_.size()) group.KeepBack(*this);
+  group.Settle();
 }
 
-LogComponent::~LogComponent() { Flush(); }
+LogComponent::~LogComponent() {
+  if (connection_ == nullptr) return;
+  Trap([this] { Flush(); }, [](const RuntimeError&) {});
+  GroupedWrites::Leave(RequireConnection(connection_), *this);
+}
 
 }  // namespace kestrel::host

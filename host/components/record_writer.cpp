@@ -11,13 +11,16 @@ constexpr std::array<std::string_view, 6> kAddressFields = {"PLZ", "Ort", "Stras
 constexpr int kNumberAttempts = 3;
 // After a record that existed already, so many new ones wait for their answers before the next does not.
 constexpr int kNewAgain = 32;
+// So many groups lost one after the other: the next will hardly fare better.
+constexpr int kMostGroupsLost = 3;
 
 }  // namespace
 
-RecordWriter::RecordWriter(Connection& connection, const Destination& destination,
+RecordWriter::RecordWriter(Connection& connection, const Destination& destination, bool overwrite,
                            std::shared_ptr<KeyMemory> keys)
     : connection_(connection),
       destination_(destination),
+      overwrite_(overwrite),
       group_(GroupedWrites::Of(connection)),
       values_(destination.fields.size()),
       dates_(destination.fields.size()),
@@ -29,12 +32,12 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
   if (connection_.CanWorkLate()) {
     late_ = std::make_unique<LateRecords>(
         connection_, destination_, keys,
-        [this](RecordValues& values) {
+        [this](std::int64_t record, RecordValues& values) {
           // What was counted on before may be what failed.
           numbered_in_.reset();
-          StoreNow(values);
+          StoreNow(record, values);
         },
-        late_errors_);
+        [this](std::int64_t record) { in_group_.TakeOff(record); }, late_errors_);
   }
   if (destination_.address_type == 0) return;
   // Records are stored again in whatever thread found out that they must be, where `keys` are not to be
@@ -44,6 +47,36 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
   for (std::size_t i = 0; i < kAddressFields.size(); ++i) {
     address_fields_[i] = destination_.FindField(kAddressFields[i]);
   }
+}
+
+RecordWriter::~RecordWriter() {
+  // Its end may store records again.
+  late_.reset();
+  GroupedWrites::Leave(connection_, *this);
+}
+
+void RecordWriter::GroupStands() {
+  if (!in_group_.IsEmpty()) groups_lost_ = 0;
+  in_group_.Clear();
+}
+
+bool RecordWriter::GroupLost(const RuntimeError& reason) {
+  if (!in_group_.IsEmpty()) ++groups_lost_;
+  in_group_.Lose(reason, late_errors_);
+  return false;
+}
+
+std::string RecordWriter::StopReason() const {
+  if (!connection_.IsOpen()) {
+    return "Die Verbindung zur Datenbank ist geschlossen. Öffnen Sie sie wieder, bevor Sie fortfahren.";
+  }
+  std::string reason = connection_.StopReason();
+  if (reason.empty() && groups_lost_ >= kMostGroupsLost) {
+    reason = std::to_string(groups_lost_) +
+             " Gruppen von Datensätzen nacheinander konnten nicht gespeichert werden. Beheben Sie die Ursache, "
+             "die bei den Fehlern steht, bevor Sie fortfahren.";
+  }
+  return reason;
 }
 
 void RecordWriter::Convert(const Recordset& record, const std::vector<std::size_t>& columns) {
@@ -89,33 +122,38 @@ void RecordWriter::InsertRow(RecordValues& values, std::int64_t number, bool& in
   for (std::size_t i = 0; i < values.size(); ++i) Bind(*insert_, i, values[i]);
   inserted = insert_->Execute() != 0;
   if (!inserted) return;
-  NoteTaken(number);
-  if (!index_ || !index_->IsKept()) return;
-  try {
-    index_->Write(number, AddressOf(values));
-  } catch (const RuntimeError&) {
-    group_.TakeBack([&] {
-      remove_->BindInteger(0, number);
-      remove_->Execute();
-    });
-    throw;
+  if (index_ && index_->IsKept()) {
+    try {
+      index_->Write(number, AddressOf(values));
+    } catch (const RuntimeError&) {
+      group_.TakeBack([&] {
+        remove_->BindInteger(0, number);
+        remove_->Execute();
+      });
+      throw;
+    }
   }
+  // Only now that it stands.
+  NoteTaken(number);
 }
 
 // False where the record has a number of its own that exists.
-bool RecordWriter::InsertNew(RecordValues& values) {
+bool RecordWriter::InsertNew(std::int64_t record, RecordValues& values) {
   bool inserted = false;
-  group_.Store(GroupedWrites::Record::kOneStatement, [&] {
+  group_.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
     const auto* given = std::get_if<std::int64_t>(&values[destination_.number_field]);
     if (given != nullptr) {
       InsertRow(values, *given, inserted);
-      return;
+    } else {
+      for (int attempt = 0; attempt < kNumberAttempts && !inserted; ++attempt) {
+        InsertRow(values, NextNumber(), inserted);
+        if (!inserted) numbered_in_.reset();
+      }
+      if (!inserted) {
+        throw RuntimeError(ErrorNumber::kDatabase, "Es konnte keine freie Nummer vergeben werden.");
+      }
     }
-    for (int attempt = 0; attempt < kNumberAttempts && !inserted; ++attempt) {
-      InsertRow(values, NextNumber(), inserted);
-      if (!inserted) numbered_in_.reset();
-    }
-    if (!inserted) throw RuntimeError(ErrorNumber::kDatabase, "Es konnte keine freie Nummer vergeben werden.");
+    if (inserted) in_group_.Add(record);
   });
   return inserted;
 }
@@ -154,16 +192,27 @@ void RecordWriter::IndexStoredRow(std::int64_t number) {
                          row->TextAt(6)});
 }
 
-void RecordWriter::UpdateExisting(const RecordValues& values) {
+void RecordWriter::RefuseExisting(const RecordValues& values) const {
+  const std::int64_t number = std::get<std::int64_t>(values[destination_.number_field]);
+  throw RuntimeError(ErrorNumber::kNumberExists,
+                     "Die Nummer " + std::to_string(number) + " gibt es in '" + destination_.table +
+                         "' schon; die gespeicherte Adresse bleibt. Zum Überschreiben ist " +
+                         OverwriteKey(destination_) +
+                         "=1 im Abschnitt [CfgSettings] der Importspezifikation anzugeben.");
+}
+
+void RecordWriter::UpdateExisting(std::int64_t record, const RecordValues& values) {
   const std::int64_t number = std::get<std::int64_t>(values[destination_.number_field]);
   std::vector<bool> given(values.size());
   std::size_t count = 0;
   for (std::size_t i = 0; i < values.size(); ++i) {
-    given[i] = i != destination_.number_field && !std::holds_alternative<std::monostate>(values[i]);
+    const auto* text = std::get_if<std::string_view>(&values[i]);
+    given[i] = i != destination_.number_field && !std::holds_alternative<std::monostate>(values[i]) &&
+               (text == nullptr || !text->empty());
     if (given[i]) ++count;
   }
   if (count == 0) return;
-  group_.Store(GroupedWrites::Record::kSeveralStatements, [&] {
+  group_.Store(*this, GroupedWrites::Record::kSeveralStatements, [&] {
     Statement& update = UpdateFor(given);
     std::size_t parameter = 0;
     for (std::size_t i = 0; i < values.size(); ++i) {
@@ -172,30 +221,35 @@ void RecordWriter::UpdateExisting(const RecordValues& values) {
     update.BindInteger(parameter, number);
     update.Execute();
     if (index_ && index_->IsKept()) IndexStoredRow(number);
+    in_group_.Add(record);
   });
 }
 
-void RecordWriter::StoreNow(RecordValues& values) {
-  if (InsertNew(values)) {
+void RecordWriter::StoreNow(std::int64_t record, RecordValues& values) {
+  if (InsertNew(record, values)) {
     ++new_in_a_row_;
-  } else {
-    new_in_a_row_ = 0;
-    UpdateExisting(values);
+    return;
   }
+  new_in_a_row_ = 0;
+  if (!overwrite_) RefuseExisting(values);
+  UpdateExisting(record, values);
 }
 
-void RecordWriter::StoreLater() {
+void RecordWriter::StoreLater(std::int64_t record) {
   late_->MakeRoom();
-  group_.Store(GroupedWrites::Record::kOneStatement, [&] {
+  group_.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
     const auto* given = std::get_if<std::int64_t>(&values_[destination_.number_field]);
     const std::int64_t number = given != nullptr ? *given : NextNumber();
-    late_->Send(values_, number, AddressOf(values_));
+    late_->Send(record, values_, number, AddressOf(values_));
     NoteTaken(number);
+    in_group_.Add(record);
   });
 }
 
-void RecordWriter::Store(const Recordset& record, const std::vector<std::size_t>& columns) {
-  Convert(record, columns);
+void RecordWriter::Store(std::int64_t record, const Recordset& row, const std::vector<std::size_t>& columns) {
+  // What is kept with a connection ends with it.
+  if (!connection_.IsOpen()) throw RuntimeError(ErrorNumber::kObjectClosed);
+  Convert(row, columns);
   for (std::size_t i = 0; i < values_.size(); ++i) {
     if (!destination_.fields[i].obligation || i == destination_.number_field) continue;
     const auto* text = std::get_if<std::string_view>(&values_[i]);
@@ -205,17 +259,17 @@ void RecordWriter::Store(const Recordset& record, const std::vector<std::size_t>
     }
   }
   if (late_ == nullptr) {
-    StoreNow(values_);
+    StoreNow(record, values_);
     return;
   }
   // Late records may be stored again at any time, and share everything but values_ and dates_ with this one.
   const std::lock_guard lock(connection_.CallMutex());
   if (new_in_a_row_ >= kNewAgain) {
-    StoreLater();
+    StoreLater(record);
     return;
   }
   connection_.FinishLateWork();
-  StoreNow(values_);
+  StoreNow(record, values_);
 }
 
 }  // namespace kestrel::host

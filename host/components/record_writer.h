@@ -7,13 +7,14 @@
 //     again before the error passes on.
 //  3. A record whose number exists is updated inside a savepoint. Fields without a value keep what they
 //     had; the index row is made from the row as it then stands.
-//  4. Where the database takes statements without an answer each, records that are new as far as one can tell
+//  4. An existing number is updated only where overwriting is wanted, else it is an error and the row stays.
+//  5. Every record that Store took is stored, or becomes an error: its own, raised, or one of LateErrors().
+//  6. Where the database takes statements without an answer each, records that are new as far as one can tell
 //     are handed to LateRecords; the three steps above are then its way of doing them again.
 #pragma once
 
 #include <array>
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -22,35 +23,44 @@
 
 #include "components/address_index.h"
 #include "components/field_value.h"
+#include "components/late_errors.h"
 #include "components/late_records.h"
 #include "components/record_values.h"
+#include "components/records_in_group.h"
 #include "platform/data/grouped_writes.h"
 #include "platform/data/recordset.h"
 #include "schema/destination.h"
 
 namespace kestrel::host {
 
-class RecordWriter {
+class RecordWriter final : private GroupMember {
  public:
-  // `connection` and `destination` outlive this object. Error 3000 where the table does not fit.
-  RecordWriter(Connection& connection, const Destination& destination, std::shared_ptr<KeyMemory> keys);
+  // `connection` and `destination` outlive this object. `overwrite`: whether the row of an existing number is
+  // updated. Error 3000 where the table does not fit.
+  RecordWriter(Connection& connection, const Destination& destination, bool overwrite,
+               std::shared_ptr<KeyMemory> keys);
+  ~RecordWriter() override;
 
-  // Stores the current row of `record`; column i belongs to field columns[i] of the destination. Errors: 94 for
-  // an empty mandatory field, those of ConvertFieldText, AddressIndex and the database.
+  // Stores the current row of `row`; column i belongs to field columns[i] of the destination. `record` counts
+  // the records from 1. Errors: 94 for an empty mandatory field, 3022 for an existing number, 3704 for a closed
+  // connection, those of ConvertFieldText, AddressIndex and the database.
   // A record may also fail later, which LateErrors() tells.
-  void Store(const Recordset& record, const std::vector<std::size_t>& columns);
+  void Store(std::int64_t record, const Recordset& row, const std::vector<std::size_t>& columns);
 
-  // Whether LateErrors() can ever hold one: not where every record is waited for.
-  bool CanFailLate() const { return late_ != nullptr; }
-  // The errors of earlier records that are not told yet, in the order of the records.
-  std::deque<RuntimeError>& LateErrors() { return late_errors_; }
+  // The errors of earlier records that are not told yet. Under the connection's CallMutex.
+  host::LateErrors& LateErrors() { return late_errors_; }
+  // Why going on is senseless after the last failure, with a way out; empty where it is not.
+  std::string StopReason() const;
 
  private:
   void Convert(const Recordset& record, const std::vector<std::size_t>& columns);
-  void StoreLater();
-  void StoreNow(RecordValues& values);
-  bool InsertNew(RecordValues& values);
-  void UpdateExisting(const RecordValues& values);
+  void GroupStands() override;
+  bool GroupLost(const RuntimeError& reason) override;
+  void StoreLater(std::int64_t record);
+  void StoreNow(std::int64_t record, RecordValues& values);
+  bool InsertNew(std::int64_t record, RecordValues& values);
+  void UpdateExisting(std::int64_t record, const RecordValues& values);
+  [[noreturn]] void RefuseExisting(const RecordValues& values) const;
   void InsertRow(RecordValues& values, std::int64_t number, bool& inserted);
   std::int64_t NextNumber();
   void NoteTaken(std::int64_t number);
@@ -60,6 +70,7 @@ class RecordWriter {
 
   Connection& connection_;
   const Destination& destination_;
+  const bool overwrite_;
   GroupedWrites& group_;
   std::optional<AddressIndex> index_;
   std::unique_ptr<Statement> insert_;
@@ -75,7 +86,9 @@ class RecordWriter {
   std::optional<std::uint64_t> numbered_in_;  // the group whose greatest number is known
 
   int new_in_a_row_;  // records that waited and had a number of their own
-  std::deque<RuntimeError> late_errors_;
+  RecordsInGroup in_group_;
+  int groups_lost_ = 0;  // one after the other
+  host::LateErrors late_errors_;
   std::unique_ptr<LateRecords> late_;  // its end may still store records
 };
 

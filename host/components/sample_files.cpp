@@ -24,7 +24,7 @@ constexpr const char* kHead =
     "FileName=%FILE%\nColumnHeadings=True\nFileFormat=ANSI\nDelimiter=;\nTextRecognition=\"\n"
     "SaveFile=0\nSavePath=\nDeleteFile=0\n"
     "[CfgSettings]\nDublettenPruefen=1\nAddresstypeCode=%TYPE%\nDublettenKey1=1\nDublettenKey2=0\n"
-    "DublettenKey3=0\n";
+    "DublettenKey3=0\n%TABLE%Ueberschreiben=0\n";
 
 constexpr const char* kCustomerFields =
     "[FieldAssignments]\nKundenNummer=FIELD:Nr\nBez1=FIELD:Name\nBez2=FIELD:Zusatz\nBez3=NOTASSIGNED\n"
@@ -41,6 +41,7 @@ std::string Specification(const DefaultDestination& destination, std::string_vie
   std::string text = ReplaceAll(kHead, "%DESCRIPTION%", description);
   text = ReplaceAll(text, "%PROGID%", destination.prog_id);
   text = ReplaceAll(text, "%FILE%", file);
+  text = ReplaceAll(text, "%TABLE%", destination.table);
   text = ReplaceAll(text, "%MODE%", std::to_string(destination.app_mode));
   return ReplaceAll(text, "%TYPE%", std::to_string(destination.address_type));
 }

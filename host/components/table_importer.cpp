@@ -3,7 +3,10 @@
 #include <mutex>
 #include <numeric>
 
+#include "platform/data/grouped_writes.h"
+#include "platform/profile/profile.h"
 #include "schema/host_schema.h"
+#include "spec/profile_access.h"
 
 namespace kestrel::host {
 
@@ -38,16 +41,29 @@ void TableImporter::Bind(Members& members) {
   members.Method("AfterImport", &TableImporter::AfterImport);
   members.Get("ErrorCode", &TableImporter::ErrorCode);
   members.Get("ErrorDescription", &TableImporter::ErrorDescription);
+  members.Get("ErrorFirstRecord", &TableImporter::ErrorFirstRecord);
+  members.Get("ErrorLastRecord", &TableImporter::ErrorLastRecord);
+  members.Get("StopReason", &TableImporter::StopReason);
 }
 
 template <class Step>
 void TableImporter::Guard(Step&& step) {
-  error_code_ = 0;
+  error_code_ = error_first_ = error_last_ = 0;
   error_description_.clear();
   Trap(std::forward<Step>(step), [this](const RuntimeError& error) {
     error_code_ = error.Number();
     error_description_ = error.Description();
+    NoteStopReason();
   });
+}
+
+void TableImporter::NoteStopReason() {
+  // Other errors are a record's own fault.
+  constexpr int kDatabase = static_cast<int>(ErrorNumber::kDatabase);
+  constexpr int kObjectClosed = static_cast<int>(ErrorNumber::kObjectClosed);
+  if (connection_ == nullptr || (error_code_ != kDatabase && error_code_ != kObjectClosed)) return;
+  if (!stop_reason_.empty()) return;
+  stop_reason_ = writer_ != nullptr ? writer_->StopReason() : OpenConnection().StopReason();
 }
 
 void TableImporter::SetConnection(const ObjectPtr& connection) {
@@ -61,7 +77,7 @@ Connection& TableImporter::OpenConnection() const { return RequireConnection(con
 void TableImporter::Forget() {
   writer_.reset();
   target_.reset();
-  record_.reset();
+  record_set_.reset();
 }
 
 const Destination& TableImporter::Target() {
@@ -70,7 +86,12 @@ const Destination& TableImporter::Target() {
 }
 
 RecordWriter& TableImporter::Writer() {
-  if (writer_ == nullptr) writer_ = std::make_unique<RecordWriter>(OpenConnection(), Target(), keys_);
+  if (writer_ == nullptr) {
+    ProfileStore profiles;
+    const bool overwrite =
+        GetIniString(profiles, specification_file_, "CfgSettings", OverwriteKey(Target()), "0") == "1";
+    writer_ = std::make_unique<RecordWriter>(OpenConnection(), Target(), overwrite, keys_);
+  }
   return *writer_;
 }
 
@@ -95,6 +116,9 @@ ObjectPtr TableImporter::GetFields() {
 void TableImporter::BeforeImport(bool&) {
   Guard([this] {
     Forget();
+    record_ = 0;
+    finish_error_.clear();
+    stop_reason_.clear();
     RestoreAddressIndexes(OpenConnection());
     Writer();
   });
@@ -102,20 +126,20 @@ void TableImporter::BeforeImport(bool&) {
 
 ObjectPtr TableImporter::GetNewRecord() {
   Guard([this] {
-    if (record_ != nullptr) {
-      record_->MoveFirst();
-      record_->ClearRow();
+    if (record_set_ != nullptr) {
+      record_set_->MoveFirst();
+      record_set_->ClearRow();
       return;
     }
     const Destination& target = Target();
-    record_ = std::make_shared<MemoryRecordset>();
+    record_set_ = std::make_shared<MemoryRecordset>();
     // Without sizes: what does not fit is refused by ImportRecord, which can tell the field.
-    for (const DestinationField& field : target.fields) record_->AppendColumn(field.name);
-    record_->AddNew();
+    for (const DestinationField& field : target.fields) record_set_->AppendColumn(field.name);
+    record_set_->AddNew();
     record_columns_.resize(target.fields.size());
     std::iota(record_columns_.begin(), record_columns_.end(), std::size_t{0});
   });
-  return record_;
+  return record_set_;
 }
 
 std::vector<std::size_t> TableImporter::ColumnsOf(const Recordset& record) {
@@ -132,38 +156,63 @@ std::vector<std::size_t> TableImporter::ColumnsOf(const Recordset& record) {
 }
 
 void TableImporter::ImportRecord(const Value& record) {
+  ++record_;
   Guard([&] {
     const ObjectPtr object = record.ToObject();
-    if (record_ != nullptr && object == record_) {
-      Writer().Store(*record_, record_columns_);
+    if (record_set_ != nullptr && object == record_set_) {
+      Writer().Store(record_, *record_set_, record_columns_);
       return;
     }
     const RecordsetPtr foreign = ToRecordset(record);
-    Writer().Store(*foreign, ColumnsOf(*foreign));
+    Writer().Store(record_, *foreign, ColumnsOf(*foreign));
   });
   TellLateError();
 }
 
 void TableImporter::TellLateError() {
-  if (writer_ == nullptr || !writer_->CanFailLate()) return;
+  if (writer_ == nullptr) return;
   const std::lock_guard lock(OpenConnection().CallMutex());
-  std::deque<RuntimeError>& late = writer_->LateErrors();
+  LateErrors& late = writer_->LateErrors();
   if (late.empty()) return;
-  if (error_code_ != 0) late.emplace_back(error_code_, error_description_);
-  error_code_ = late.front().Number();
-  error_description_ = late.front().Description();
+  if (error_code_ != 0) {
+    const bool is_of_record = error_first_ != kNoRecord;
+    late.push_back({is_of_record ? record_ : kNoRecord, is_of_record ? record_ : kNoRecord,
+                    RuntimeError(static_cast<int>(error_code_), error_description_)});
+  }
+  const LateError next = std::move(late.front());
   late.pop_front();
+  error_code_ = next.error.Number();
+  error_description_ = next.error.Description();
+  error_first_ = next.first;
+  error_last_ = next.last;
+  NoteStopReason();
 }
 
 bool TableImporter::NextLateError() {
   Guard([this] {
     if (connection_ != nullptr) Finish();
   });
+  if (error_code_ != 0) {
+    error_first_ = error_last_ = kNoRecord;
+    // Told once, as it may come from the log that is to take it.
+    if (std::exchange(finish_error_, error_description_) == error_description_) error_code_ = 0;
+  }
   TellLateError();
   return error_code_ != 0;
 }
 
-void TableImporter::Finish() { GroupedWrites::Of(OpenConnection()).Settle(); }
+void TableImporter::Finish() {
+  Connection& connection = OpenConnection();
+  if (!connection.IsOpen()) return;
+  GroupedWrites& group = GroupedWrites::Of(connection);
+  group.Settle();
+  const auto failure = group.TakeFailure();
+  if (failure) {
+    throw RuntimeError(failure->Number(),
+                       "Zeilen der Protokolle konnten nicht gespeichert werden. " + failure->Description());
+  }
+  connection.MakeDurable();
+}
 
 void TableImporter::AfterImport() {
   Guard([this] { Finish(); });

@@ -27,10 +27,11 @@ class TableImporter final : public BoundObject<TableImporter> {
  private:
   // Error 91 for none, 438 for an object that is no connection.
   void SetConnection(const ObjectPtr& connection);
-  // Taken as every import class must; this one stores the same for every user, mode and specification.
+  // Taken as every import class must; this one stores the same for every user and mode.
   void SetPersonalNr(std::string_view) {}
   void SetApplication(std::int16_t) {}
-  void SetSpecificationFile(std::string_view) {}
+  // What it says of overwriting is read with BeforeImport.
+  void SetSpecificationFile(std::string_view path) { specification_file_ = path; }
   bool HasConfig() const { return false; }
   void ShowConfig() {}
 
@@ -43,13 +44,22 @@ class TableImporter final : public BoundObject<TableImporter> {
   ObjectPtr GetNewRecord();
   void ImportRecord(const Value& record);
   // As AfterImport, and sets ErrorCode to the next error that belongs to a record handed over
-  // before and was not told yet; whether there is one. Records are stored without waiting for the database, so
-  // that an error may come to light later; ImportRecord tells those of earlier records first, one a call.
+  // before and was not told yet; whether there is one. Records are stored in groups and without waiting for the
+  // database, so that an error may come to light later; ImportRecord tells those of earlier records first, one
+  // a call.
   bool NextLateError();
-  // Commits what is still open.
+  // Commits what is still open, and returns when all of it is on the disk.
   void AfterImport();
   std::int64_t ErrorCode() const { return error_code_; }
   const std::string& ErrorDescription() const { return error_description_; }
+  // The records that the error belongs to, counted from 1 over the calls of ImportRecord since BeforeImport; 0
+  // for the record just handed over, kNoRecord for none. More than one: all of them are lost.
+  std::int64_t ErrorFirstRecord() const { return error_first_; }
+  std::int64_t ErrorLastRecord() const { return error_last_; }
+  // Not empty where going on after the error is senseless: why, and what to do.
+  const std::string& StopReason() const { return stop_reason_; }
+
+  static constexpr std::int64_t kNoRecord = -1;
 
   template <class Step>
   void Guard(Step&& step);
@@ -59,6 +69,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   // Which field each column of a record belongs to; error 3265 for a column that is none.
   std::vector<std::size_t> ColumnsOf(const Recordset& record);
   void TellLateError();
+  void NoteStopReason();
   void Finish();
   void Forget();
 
@@ -67,10 +78,16 @@ class TableImporter final : public BoundObject<TableImporter> {
   ObjectPtr connection_;
   std::unique_ptr<Destination> target_;
   std::unique_ptr<RecordWriter> writer_;
-  std::shared_ptr<MemoryRecordset> record_;
+  std::shared_ptr<MemoryRecordset> record_set_;
   std::vector<std::size_t> record_columns_;
+  std::string specification_file_;
+  std::int64_t record_ = 0;   // the calls of ImportRecord
+  std::string finish_error_;  // that NextLateError has told
   std::int64_t error_code_ = 0;
   std::string error_description_;
+  std::int64_t error_first_ = 0;
+  std::int64_t error_last_ = 0;
+  std::string stop_reason_;
 };
 
 }  // namespace kestrel::host

@@ -34,6 +34,9 @@ struct Destination {
   std::optional<std::size_t> FindField(std::string_view name) const;
 };
 
+// The key of a specification's section CfgSettings that lets an import overwrite existing rows ("1").
+inline std::string OverwriteKey(const Destination& destination) { return destination.table + "Ueberschreiben"; }
+
 // Reads a destination. Error 5, telling the row at fault, where it is missing, has no field, lacks its number
 // field, or holds a name that is not made of letters, digits and "_" (names become part of statements);
 // 3000 from the database.

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "platform/base/text.h"
+#include "platform/data/transaction.h"
 #include "schema/default_destinations.h"
 
 namespace kestrel::host {
@@ -149,16 +150,11 @@ std::string RestoreAddressIndexes(Connection& connection) {
 }
 
 void InitialiseHostDatabase(Connection& connection) {
-  connection.Begin();
-  try {
+  InTransaction(connection, [&] {
     CreateTables(connection);
     for (const char* sql : kRows) connection.Execute(std::string(sql) + " ON CONFLICT DO NOTHING");
     AddDefaultDestinations(connection);
-    connection.Commit();
-  } catch (const RuntimeError&) {
-    if (connection.InTransaction()) connection.Rollback();
-    throw;
-  }
+  });
 }
 
 }  // namespace kestrel::host

@@ -43,7 +43,7 @@ TEST_F(AddressIndex, KeysThatAnAddressLacksAreNull) {
 }
 
 TEST_F(AddressIndex, AnUpdateMakesTheKeysOfTheRowAsItThenStands) {
-  const ObjectPtr importer = Importer();
+  const ObjectPtr importer = OverwritingImporter();
   Import(importer, {{"KundenNummer", "5"}, {"Bez1", "Meyer"}, {"PLZ", "50667"}, {"Ort", "Köln"}});
   Import(importer, {{"KundenNummer", "5"}, {"Bez1", "Schulze"}});
   const char* text = "50667|Köln||Schulze|Schulze||||";
@@ -73,7 +73,7 @@ TEST_F(AddressIndex, MayBeMissingWhereTheHostKeepsNone) {
 
 TEST_F(AddressIndex, AnAddressThatCannotBeIndexedIsNotStoredEither) {
   Set("AlgorithmCode2", "99");
-  const ObjectPtr importer = Importer();
+  const ObjectPtr importer = OverwritingImporter();
   EXPECT_THAT(Import(importer, {{"Bez1", "A"}}), HasSubstr("'99'"));
   EXPECT_THAT(Rows("SELECT * FROM Kunden"), IsEmpty());
   Set("AlgorithmCode2", "2");

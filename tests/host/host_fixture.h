@@ -54,6 +54,16 @@ class HostFixture : public ::testing::Test {
     return importer;
   }
 
+  // One whose specification lets it overwrite what is stored.
+  ObjectPtr OverwritingImporter(std::string_view prog_id = "ksbimport.importkunden") {
+    folder.Write("Import.IMP",
+                 "[CfgSettings]\r\nKundenUeberschreiben=1\r\nInteressentenUeberschreiben=1\r\n"
+                 "LieferantenUeberschreiben=1\r\n");
+    const ObjectPtr importer = Importer(prog_id);
+    LetProperty(importer, "SpecificationFile", folder.File("Import.IMP"));
+    return importer;
+  }
+
   // Imports one record; what ErrorDescription says afterwards, "" where ErrorCode is 0.
   std::string Import(const ObjectPtr& importer, FieldTexts fields) {
     Value record = CallMethod(importer, "GetNewRecord");

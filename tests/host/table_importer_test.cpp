@@ -105,13 +105,65 @@ TEST_F(TableImporter, ANumberTakenMeanwhileInTheSameTransactionIsPassedOver) {
 }
 
 TEST_F(TableImporter, AnExistingNumberIsUpdatedWhereTheRecordHasValues) {
-  const ObjectPtr importer = Importer();
+  const ObjectPtr importer = OverwritingImporter();
   Import(importer,
          {{"KundenNummer", "5"}, {"Bez1", "Alt"}, {"Ort", "Köln"}, {"Telefon", "1"}, {"Mitarbeiter", "3"}});
   EXPECT_EQ(Import(importer, {{"KundenNummer", "5"}, {"Bez1", "Neu"}, {"Telefon", ""}, {"Mitarbeiter", ""}}),
             "");
   EXPECT_THAT(Rows("SELECT KundenNummer, Bez1, Ort, Telefon, Mitarbeiter FROM Kunden"),
-              ElementsAre("5|Neu|Köln||3"));
+              ElementsAre("5|Neu|Köln|1|3"));
+}
+
+TEST_F(TableImporter, AnExistingNumberIsRefusedUnlessTheSpecificationAllowsOverwriting) {
+  struct Case {
+    const char* prog_id;
+    const char* number;
+    const char* key;
+  };
+  for (const auto& [prog_id, number, key] :
+       {Case{"ksbimport.importkunden", "KundenNummer", "KundenUeberschreiben"},
+        Case{"ksbimport.importinteressenten", "Interessentennummer", "InteressentenUeberschreiben"},
+        Case{"ksbimport.importlieferanten", "LieferantenNummer", "LieferantenUeberschreiben"}}) {
+    const std::string table = std::string(key).substr(0, std::string(key).find("Ueber"));
+    const auto names = [&] { return Rows("SELECT Bez1 FROM " + table); };
+    // Each file is new, as an import's working copy is.
+    const auto importer_with = [&](const std::string& file, const std::string& settings) {
+      folder.Write(file, "[CfgSettings]\r\n" + settings);
+      const ObjectPtr importer = Importer(prog_id);
+      LetProperty(importer, "SpecificationFile", folder.File(file));
+      Value cancel(false);
+      CallMethod(importer, "BeforeImport", ByRef(cancel));
+      return importer;
+    };
+    const auto import = [&](const ObjectPtr& importer, const char* name) {
+      std::string error = Import(importer, {{number, "17"}, {"Bez1", name}});
+      if (error.empty() && CallMethod(importer, "NextLateError").ToBool()) {
+        error = GetProperty(importer, "ErrorDescription").ToText();
+      }
+      return error;
+    };
+    const ObjectPtr first = importer_with(table + "1.IMP", "");
+    EXPECT_EQ(import(first, "erste"), "");
+    EXPECT_THAT(import(first, "zweite"), ::testing::AllOf(HasSubstr("Nummer 17"), HasSubstr(key)));
+    for (const char* value : {"=0", "=", "=ja", "=01"}) {
+      EXPECT_THAT(import(importer_with(table + value + ".IMP", key + std::string(value)), "dritte"),
+                  HasSubstr("Nummer 17"));
+    }
+    EXPECT_THAT(names(), ElementsAre("erste"));
+    EXPECT_EQ(import(importer_with(table + "2.IMP", key + std::string("=1")), "letzte"), "");
+    EXPECT_THAT(names(), ElementsAre("letzte"));
+  }
+}
+
+TEST_F(TableImporter, ANumberThatIsTooLargeCostsNoOtherRecordItsNumber) {
+  const ObjectPtr importer = Importer();
+  EXPECT_EQ(Import(importer, {{"Bez1", "A"}}), "");
+  std::string refused = Import(importer, {{"KundenNummer", "9000000000000000000"}, {"Bez1", "B"}});
+  EXPECT_THAT(refused, HasSubstr("9000000000000000000"));
+  EXPECT_EQ(Import(importer, {{"Bez1", "C"}}), "");
+  EXPECT_EQ(Import(importer, {{"Bez1", "D"}}), "");
+  EXPECT_FALSE(CallMethod(importer, "NextLateError").ToBool());
+  EXPECT_THAT(Rows("SELECT KundenNummer, Bez1 FROM Kunden ORDER BY 1"), ElementsAre("1|A", "2|C", "3|D"));
 }
 
 TEST_F(TableImporter, WhatCannotBeStoredIsToldWithTheField) {

@@ -16,10 +16,27 @@ std::chrono::steady_clock::time_point CoarseNow() {
   return std::chrono::steady_clock::time_point(since);
 }
 
+// Sets a flag until the end of the scope.
+class Restored {
+ public:
+  Restored(bool& flag, bool value) : flag_(flag), before_(std::exchange(flag, value)) {}
+  Restored(const Restored&) = delete;
+  Restored& operator=(const Restored&) = delete;
+  ~Restored() { flag_ = before_; }
+
+ private:
+  bool& flag_;
+  bool before_;
+};
+
+bool Holds(const std::vector<GroupMember*>& members, const GroupMember& member) {
+  return std::find(members.begin(), members.end(), &member) != members.end();
+}
+
 }  // namespace
 
-KeptBackRows::~KeptBackRows() {
-  if (keeper_ != nullptr) std::erase(keeper_->kept_back_, this);
+GroupMember::~GroupMember() {
+  if (group_ != nullptr) group_->Forget(*this);
 }
 
 GroupedWrites::GroupedWrites(Connection& connection)
@@ -32,7 +49,8 @@ GroupedWrites::~GroupedWrites() {
     timer_.request_stop();
     timer_.join();
   }
-  for (KeptBackRows* rows : kept_back_) rows->keeper_ = nullptr;
+  for (GroupMember* member : members_) member->group_ = nullptr;
+  for (GroupMember* member : kept_back_) member->group_ = nullptr;
 }
 
 Statement& GroupedWrites::Prepared(std::unique_ptr<Statement>& statement, std::string_view sql) {
@@ -42,10 +60,14 @@ Statement& GroupedWrites::Prepared(std::unique_ptr<Statement>& statement, std::s
 
 void GroupedWrites::OpenGroup() {
   if (connection_.InTransaction()) return;
-  connection_.Begin();
+  if (open_) LoseGroup(TransactionIsGone());
+  {
+    // Begin settles companions, this one among them.
+    const Restored restored(opening_, true);
+    connection_.Begin();
+  }
   open_ = true;
   ++generation_;
-  records_ = 0;
   using Span = std::chrono::steady_clock::duration;
   deadline_ =
       std::chrono::steady_clock::now() + std::clamp<Span>(kMostLost - last_commit_, kShortestSpan, kSpan);
@@ -59,68 +81,87 @@ void GroupedWrites::OpenGroup() {
   wake_.notify_one();
 }
 
-bool GroupedWrites::KeepBack(KeptBackRows& rows) {
-  if (!open_ || !connection_.TellsQueries()) return false;
-  if (rows.keeper_ == nullptr) {
-    kept_back_.push_back(&rows);
-    rows.keeper_ = this;
-  }
-  return true;
+void GroupedWrites::Join(GroupMember& member) {
+  if (!open_ || Holds(members_, member)) return;
+  members_.push_back(&member);
+  member.group_ = this;
+}
+
+void GroupedWrites::KeepBack(GroupMember& member) {
+  if (Holds(kept_back_, member)) return;
+  kept_back_.push_back(&member);
+  member.group_ = this;
+}
+
+void GroupedWrites::Forget(GroupMember& member) {
+  std::erase(members_, &member);
+  std::erase(kept_back_, &member);
+  member.group_ = nullptr;
+}
+
+void GroupedWrites::Leave(Connection& connection, GroupMember& member) {
+  const std::lock_guard lock(connection.CallMutex());
+  if (member.group_ != nullptr) member.group_->Forget(member);
 }
 
 void GroupedWrites::StoreKeptBack() {
-  for (KeptBackRows* rows : std::exchange(kept_back_, {})) {
-    rows->keeper_ = nullptr;
-    Trap([rows] { rows->StoreKeptBack(); },
-         [this](const RuntimeError& error) {
-           AddLoss("Die letzten Zeilen konnten nicht gespeichert werden. " + error.Description());
-         });
+  for (GroupMember* member : std::exchange(kept_back_, {})) {
+    // What it stores is the open group's, though it may have come with another one.
+    Join(*member);
+    Trap([&] { member->StoreKeptBack(); }, [this](const RuntimeError& error) { failure_ = error; });
   }
 }
 
+RuntimeError GroupedWrites::TransactionIsGone(const std::string& reason) {
+  return {ErrorNumber::kDatabase,
+          "Die Datenbank hat die Transaktion beendet." + (reason.empty() ? "" : " " + reason)};
+}
+
 void GroupedWrites::CommitGroup() {
-  StoreKeptBack();
   if (!open_) return;
-  open_ = false;
-  // The transaction may have been ended by a statement of somebody else's.
-  if (!connection_.InTransaction()) return;
+  if (connection_.InTransaction()) StoreKeptBack();
+  // A statement of somebody else's, or one of these, may have ended it.
+  if (!connection_.InTransaction()) {
+    LoseGroup(TransactionIsGone());
+    return;
+  }
   const Time start = std::chrono::steady_clock::now();
-  Trap([this] { connection_.Commit(); }, [this](const RuntimeError& error) { NoteLoss(error.Description()); });
+  std::optional<RuntimeError> failure;
+  Trap([this] { connection_.Commit(); }, [&](const RuntimeError& error) { failure = error; });
   last_commit_ = std::chrono::steady_clock::now() - start;
+  if (open_) EndGroup(failure);
+}
+
+void GroupedWrites::EndGroup(const std::optional<RuntimeError>& failure) {
+  open_ = false;
+  for (GroupMember* member : std::exchange(members_, {})) {
+    if (!Holds(kept_back_, *member)) member->group_ = nullptr;
+    if (!failure) {
+      member->GroupStands();
+    } else if (member->GroupLost(*failure)) {
+      KeepBack(*member);
+    }
+  }
+}
+
+void GroupedWrites::LoseGroup(const RuntimeError& reason) {
+  AbandonGroup();
+  EndGroup(reason);
 }
 
 void GroupedWrites::AbandonGroup() {
-  // Only the end of the transaction counts here; the record's own error is on its way already.
-  Trap([this] { connection_.Rollback(); }, [](const RuntimeError&) {});
-}
-
-void GroupedWrites::TakeOff(std::int64_t records) {
-  records_ = std::max<std::int64_t>(0, records_ - records);
-  if (connection_.InTransaction() || !open_) return;
-  if (records_ != 0) NoteLoss("Die Datenbank hat die Transaktion beendet.");
-  open_ = false;
-}
-
-void GroupedWrites::NoteLoss(const std::string& reason) {
-  AddLoss("Die letzten " + std::to_string(records_) + " Datensätze konnten nicht gespeichert werden. " +
-          reason);
-}
-
-void GroupedWrites::AddLoss(const std::string& description) {
-  loss_ = loss_ ? *loss_ + " " + description : description;
-}
-
-void GroupedWrites::RaiseLoss() {
-  if (!loss_) return;
-  const std::string description = std::move(*loss_);
-  loss_.reset();
-  throw RuntimeError(ErrorNumber::kDatabase, description);
+  // Only the end of the transaction counts here; the reason is on its way already.
+  if (connection_.InTransaction()) Trap([this] { connection_.Rollback(); }, [](const RuntimeError&) {});
 }
 
 void GroupedWrites::Settle() {
   const std::lock_guard lock(connection_.CallMutex());
+  if (opening_) return;
   CommitGroup();
-  RaiseLoss();
+  if (kept_back_.empty() || connection_.InTransaction()) return;
+  Trap([this] { OpenGroup(); }, [this](const RuntimeError& error) { failure_ = error; });
+  CommitGroup();
+  if (!kept_back_.empty() && !failure_) failure_ = TransactionIsGone();
 }
 
 void GroupedWrites::RunTimer(const std::stop_token& stop) {
@@ -141,9 +182,10 @@ void GroupedWrites::RunTimer(const std::stop_token& stop) {
   }
 }
 
-GroupedWrites::Attempt::Attempt(GroupedWrites& group, Record record) : group_(group) {
-  group_.RaiseLoss();
+GroupedWrites::Attempt::Attempt(GroupedWrites& group, GroupMember& member, Record record)
+    : group_(group), member_(member) {
   group_.OpenGroup();
+  group_.Join(member);
   if (record == Record::kOneStatement && group_.statements_are_atomic_) return;
   group_.Prepared(group_.savepoint_, "SAVEPOINT kestrel_record").Execute();
   savepoint_ = true;
@@ -152,27 +194,27 @@ GroupedWrites::Attempt::Attempt(GroupedWrites& group, Record record) : group_(gr
 void GroupedWrites::Attempt::Keep() {
   if (savepoint_) group_.Prepared(group_.release_, "RELEASE SAVEPOINT kestrel_record").Execute();
   kept_ = true;
-  ++group_.records_;
-  if (group_.open_ && !group_.storing_again_ && CoarseNow() >= group_.deadline_) {
+  if (!group_.open_) {
+    member_.GroupStands();
+  } else if (!group_.storing_again_ && CoarseNow() >= group_.deadline_) {
     group_.CommitGroup();
-    group_.RaiseLoss();
   }
 }
 
 GroupedWrites::Attempt::~Attempt() {
   if (kept_) return;
-  const auto note = [this](const RuntimeError& error) { group_.NoteLoss(error.Description()); };
   if (!group_.connection_.InTransaction()) {
     // A full disk and the like end the whole transaction.
-    if (group_.open_ && group_.records_ != 0) group_.NoteLoss("Die Datenbank hat die Transaktion beendet.");
-    group_.open_ = false;
+    if (group_.open_) group_.LoseGroup(TransactionIsGone(reason_));
   } else if (savepoint_) {
     Trap(
         [this] {
           group_.Prepared(group_.undo_, "ROLLBACK TO SAVEPOINT kestrel_record").Execute();
           group_.Prepared(group_.release_, "RELEASE SAVEPOINT kestrel_record").Execute();
         },
-        note);
+        [this](const RuntimeError& error) {
+          if (group_.open_) group_.LoseGroup(error);
+        });
   }
 }
 

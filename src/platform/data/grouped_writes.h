@@ -11,11 +11,15 @@
 //  2. A record is stored as a whole or not at all; a record that fails leaves the others of its group alone.
 //  3. Everything here happens under the connection's CallMutex. The timer thread takes it only to commit,
 //     and never while it holds mutex_; mutex_ is the inner of the two.
-//  4. A group that could not be committed is told exactly once: by the next Store or Settle.
+//  4. Every member is told exactly once what became of a group in which it stored: it stands, or it is lost
+//  with
+//     all that anybody stored in it. Nobody else is told, and no call raises for it.
 //  5. Statements sent with ExecuteLater belong to the group in which they were sent: its commit waits for them.
-//  6. Inside a transaction of the caller's no group is opened; records join that transaction.
+//  6. Inside a transaction of the caller's no group is opened; records join that transaction, and count as
+//     standing with the end of their Store.
 //  7. Rows that are kept back (KeepBack) are stored before the group they came with is committed and before any
-//     query of the connection. So nobody can tell, but for an error, which comes up later.
+//     query of the connection while that group is open. So nobody can tell, but for an error, which comes up
+//     later.
 #pragma once
 
 #include <chrono>
@@ -35,20 +39,26 @@ namespace kestrel {
 
 class GroupedWrites;
 
-// Who keeps rows back in order to store several of them with one statement.
-class KeptBackRows {
+// Who stores through a group. Its members are called under the connection's CallMutex from whatever thread ends
+// the group; the first two raise nothing, and none makes a call of the
+// group.
+class GroupMember {
  public:
-  KeptBackRows() = default;
-  KeptBackRows(const KeptBackRows&) = delete;
-  KeptBackRows& operator=(const KeptBackRows&) = delete;
-  // Rows that were not stored by then are lost.
-  virtual ~KeptBackRows();
-  // Stores all of them; those that cannot be stored are given up. Called under the connection's CallMutex.
-  virtual void StoreKeptBack() = 0;
+  GroupMember() = default;
+  GroupMember(const GroupMember&) = delete;
+  GroupMember& operator=(const GroupMember&) = delete;
+  virtual ~GroupMember();
+
+  // What was stored since the last call of either member is committed ...
+  virtual void GroupStands() = 0;
+  // ... or undone. Whether it keeps rows back to be stored again, for which it is asked with the next group.
+  virtual bool GroupLost(const RuntimeError& reason) = 0;
+  // Stores what was kept back. Error 3000, see GroupedWrites::TakeFailure.
+  virtual void StoreKeptBack() {}
 
  private:
   friend class GroupedWrites;
-  GroupedWrites* keeper_ = nullptr;
+  GroupedWrites* group_ = nullptr;  // that knows this member
 };
 
 class GroupedWrites final : public Companion {
@@ -71,22 +81,27 @@ class GroupedWrites final : public Companion {
   ~GroupedWrites() override;
 
   // Runs `step`, which stores one record through the connection. What it raises passes on, its changes
-  // undone. Raises 3000 where an earlier or the own group could not be committed, telling how many records
-  // are lost; `step` has not run in the first case.
+  // undone. Error 3000 where no group could be opened. `member` is told what becomes of the record's group,
+  // perhaps before this returns; it lives until then, or calls Leave.
   template <class Step>
-  void Store(Record record, Step&& step) {
+  void Store(GroupMember& member, Record record, Step&& step) {
     const std::lock_guard lock(connection_.CallMutex());
-    Attempt attempt(*this, record);
-    std::forward<Step>(step)();
+    Attempt attempt(*this, member, record);
+    try {
+      std::forward<Step>(step)();
+    } catch (const RuntimeError& error) {
+      attempt.NoteReason(error);
+      throw;
+    }
     attempt.Keep();
   }
 
-  // Inside LateWork::DoLateWorkAgain: the last `records` stored ones are undone, and `work` stores them again,
-  // one by one with Store and raising nothing. All of them stay in the transaction in which they were. Where
-  // that one is gone, the other records of the group are lost, as the next Store tells.
+  // Inside LateWork::DoLateWorkAgain: `work` stores records that were undone again, one by one with Store and
+  // raising nothing. All of them stay in the transaction in which they were. Where that one is gone, the other
+  // records of the group are lost.
   template <class Work>
-  void StoreAgain(std::int64_t records, Work&& work) {
-    TakeOff(records);
+  void StoreAgain(Work&& work) {
+    if (open_ && !connection_.InTransaction()) LoseGroup(TransactionIsGone());
     storing_again_ = true;
     std::forward<Work>(work)();
     storing_again_ = false;
@@ -102,47 +117,57 @@ class GroupedWrites final : public Companion {
     }
   }
 
-  // Inside a step of Store: whether `rows` may keep back what the step is to store; it is then asked for them
-  // in time (invariant 7). What it raises then is told as the loss of a group is.
-  bool KeepBack(KeptBackRows& rows);
+  // Inside a step of Store: whether rows may be kept back instead of being stored.
+  bool MayKeepBack() const { return open_ && connection_.TellsQueries(); }
+  // Has `member` asked for what it keeps back, in time (invariant 7); without an open group, with the next one.
+  void KeepBack(GroupMember& member);
+  // Before a member ends: it is told of nothing any more.
+  static void Leave(Connection& connection, GroupMember& member);
+
+  // Why rows that were kept back could not be stored, where nobody was told yet.
+  std::optional<RuntimeError> TakeFailure() { return std::exchange(failure_, std::nullopt); }
 
   // Counts the groups opened so far. What a caller has read of the database holds at least as long as this
   // number stays the same and nobody else writes through this connection.
   std::uint64_t Generation() const { return generation_; }
 
-  // Commits the open group, if any.
+  // Commits the open group, if any, and what was kept back after a loss. Raises nothing.
   void Settle() override;
-  void BeforeQuery() override { StoreKeptBack(); }
+  void BeforeQuery() override {
+    if (open_ && !kept_back_.empty() && connection_.InTransaction()) StoreKeptBack();
+  }
 
  private:
-  friend class KeptBackRows;
+  friend class GroupMember;
 
   // One record on its way; undone unless kept.
   class Attempt {
    public:
-    Attempt(GroupedWrites& group, Record record);
+    Attempt(GroupedWrites& group, GroupMember& member, Record record);
     ~Attempt();
     Attempt(const Attempt&) = delete;
     Attempt& operator=(const Attempt&) = delete;
+    void NoteReason(const RuntimeError& error) { reason_ = error.Description(); }
     void Keep();
 
    private:
     GroupedWrites& group_;
+    GroupMember& member_;
     bool savepoint_ = false;
     bool kept_ = false;
+    std::string reason_;  // of the failure
   };
   using Time = std::chrono::steady_clock::time_point;
 
   void OpenGroup();
+  void Join(GroupMember& member);
+  void Forget(GroupMember& member);
   void StoreKeptBack();
-  void TakeOff(std::int64_t records);
-  // Commits; a failure is noted in loss_.
   void CommitGroup();
+  void EndGroup(const std::optional<RuntimeError>& failure);
+  void LoseGroup(const RuntimeError& reason);
   void AbandonGroup();
-  void NoteLoss(const std::string& reason);
-  // Beside an earlier loss that is not told yet.
-  void AddLoss(const std::string& description);
-  void RaiseLoss();
+  static RuntimeError TransactionIsGone(const std::string& reason = {});
   Statement& Prepared(std::unique_ptr<Statement>& statement, std::string_view sql);
   void RunTimer(const std::stop_token& stop);
 
@@ -150,13 +175,15 @@ class GroupedWrites final : public Companion {
   // Whether a failed statement takes back its own changes and no others, so that one needs no savepoint.
   const bool statements_are_atomic_;
   bool open_ = false;
+  bool opening_ = false;
   bool storing_again_ = false;
   std::uint64_t generation_ = 0;
-  std::int64_t records_ = 0;  // of the open group
-  Time deadline_;             // of the open group
+  Time deadline_;  // of the open group
   std::chrono::steady_clock::duration last_commit_{};
-  std::optional<std::string> loss_;
-  std::vector<KeptBackRows*> kept_back_;  // each knows this object as its keeper
+  // Each knows this object as its group: who stored in the open group, and who keeps rows back.
+  std::vector<GroupMember*> members_;
+  std::vector<GroupMember*> kept_back_;
+  std::optional<RuntimeError> failure_;
   std::unique_ptr<Statement> savepoint_;
   std::unique_ptr<Statement> release_;
   std::unique_ptr<Statement> undo_;

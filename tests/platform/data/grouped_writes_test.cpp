@@ -18,12 +18,27 @@ namespace kestrel {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using Record = GroupedWrites::Record;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 namespace {
 
+// Notes what becomes of its groups.
+class NotingMember : public GroupMember {
+ public:
+  void GroupStands() override { ++stood; }
+  bool GroupLost(const RuntimeError& reason) override {
+    losses.push_back(reason.Description());
+    return false;
+  }
+
+  int stood = 0;
+  std::vector<std::string> losses;
+};
+
 class Grouped : public ::testing::Test {
  protected:
+  ~Grouped() override { GroupedWrites::Leave(*connection, member); }
   Grouped() { connection->Execute("CREATE TABLE t (n INTEGER PRIMARY KEY, part TEXT NOT NULL)"); }
 
   std::int64_t CountSeenByOthers() {
@@ -36,30 +51,45 @@ class Grouped : public ::testing::Test {
     insert->Execute();
   }
   void StoreOne(std::int64_t number) {
-    GroupedWrites::Of(*connection).Store(Record::kOneStatement, [&] { Insert(*connection, number, "x"); });
+    GroupedWrites::Of(*connection).Store(member, Record::kOneStatement, [&] {
+      Insert(*connection, number, "x");
+    });
   }
 
   testing::TempFolder folder;
   const std::string file = folder.File("host.db");
   const ConnectionPtr connection = OpenConnection(file);
+  NotingMember member;
 };
 
-// Keeps all numbers back until it is asked for them.
-class NumbersKeptBack final : public KeptBackRows {
+// Keeps all numbers back until it is asked for them; where its group is lost, it stores them with the next one.
+class NumbersKeptBack final : public GroupMember {
  public:
   explicit NumbersKeptBack(ConnectionPtr connection) : connection_(std::move(connection)) {}
+  ~NumbersKeptBack() override { GroupedWrites::Leave(*connection_, *this); }
   void Add(std::int64_t number) {
     GroupedWrites& group = GroupedWrites::Of(*connection_);
-    group.Store(Record::kOneStatement, [&] {
+    group.Store(*this, Record::kOneStatement, [&] {
       numbers_.push_back(number);
-      was_kept_back_ = group.KeepBack(*this);
-      if (!was_kept_back_) StoreKeptBack();
+      was_kept_back_ = group.MayKeepBack();
+      if (was_kept_back_) {
+        group.KeepBack(*this);
+      } else {
+        StoreKeptBack();
+      }
     });
   }
   void StoreKeptBack() override {
     for (const std::int64_t number : std::exchange(numbers_, {})) {
+      stored_.push_back(number);
       connection_->Execute("INSERT INTO t VALUES (" + std::to_string(number) + ", 'x')");
     }
+  }
+  void GroupStands() override { stored_.clear(); }
+  bool GroupLost(const RuntimeError&) override {
+    numbers_.insert(numbers_.begin(), stored_.begin(), stored_.end());
+    stored_.clear();
+    return !numbers_.empty();
   }
   // The number added last.
   bool WasKeptBack() const { return was_kept_back_; }
@@ -67,6 +97,7 @@ class NumbersKeptBack final : public KeptBackRows {
  private:
   ConnectionPtr connection_;
   std::vector<std::int64_t> numbers_;
+  std::vector<std::int64_t> stored_;
   bool was_kept_back_ = false;
 };
 
@@ -95,7 +126,7 @@ TEST_F(Grouped, ARecordThatFailsLeavesTheOthersAlone) {
   GroupedWrites& group = GroupedWrites::Of(*connection);
   StoreOne(1);
   EXPECT_ERROR_TEXT(StoreOne(1), ErrorNumber::kDatabase, HasSubstr("UNIQUE"));
-  EXPECT_ERROR(group.Store(Record::kSeveralStatements,
+  EXPECT_ERROR(group.Store(member, Record::kSeveralStatements,
                            [&] {
                              Insert(*connection, 2, "first half");
                              Insert(*connection, 1, "second half");
@@ -121,18 +152,64 @@ TEST_F(Grouped, ClosingTheConnectionKeepsTheGroup) {
   EXPECT_EQ(CountSeenByOthers(), 1);
 }
 
-TEST_F(Grouped, ATransactionThatTheDatabaseEndedIsToldOnce) {
+TEST_F(Grouped, EveryMemberIsToldOnceWhatBecameOfItsGroup) {
   StoreOne(1);
   StoreOne(2);
+  NotingMember other;
   GroupedWrites& group = GroupedWrites::Of(*connection);
-  EXPECT_ERROR(group.Store(Record::kOneStatement,
+  EXPECT_ERROR(group.Store(other, Record::kOneStatement,
                            [&] { connection->Execute("INSERT OR ROLLBACK INTO t VALUES (1, 'x')"); }),
                ErrorNumber::kDatabase);
-  EXPECT_ERROR_TEXT(StoreOne(4), ErrorNumber::kDatabase,
-                    HasSubstr("Die letzten 2 Datensätze konnten nicht gespeichert werden."));
-  StoreOne(5);
+  EXPECT_THAT(member.losses, ElementsAre(HasSubstr("UNIQUE")));
+  EXPECT_THAT(other.losses, ElementsAre(HasSubstr("UNIQUE")));
+  StoreOne(4);
   group.Settle();
   EXPECT_EQ(CountSeenByOthers(), 1);
+  EXPECT_EQ(member.stood, 1);
+  EXPECT_EQ(member.losses.size(), 1U);
+  EXPECT_EQ(other.stood, 0);
+}
+
+TEST_F(Grouped, ATransactionThatSomebodyElseEndedCountsAsLost) {
+  StoreOne(1);
+  connection->Execute("ROLLBACK");
+  GroupedWrites::Of(*connection).Settle();
+  EXPECT_THAT(member.losses, ElementsAre(HasSubstr("Transaktion beendet")));
+  StoreOne(2);
+  connection->Execute("ROLLBACK");
+  StoreOne(3);
+  GroupedWrites::Of(*connection).Settle();
+  EXPECT_EQ(member.losses.size(), 2U);
+  EXPECT_EQ(member.stood, 1);
+}
+
+TEST_F(Grouped, InATransactionOfTheCallersARecordStandsAtOnce) {
+  connection->Begin();
+  StoreOne(1);
+  EXPECT_EQ(member.stood, 1);
+  connection->Rollback();
+  EXPECT_TRUE(member.losses.empty());
+}
+
+TEST_F(Grouped, AMemberThatLeavesIsToldNothingMore) {
+  StoreOne(1);
+  GroupedWrites::Leave(*connection, member);
+  GroupedWrites::Of(*connection).Settle();
+  EXPECT_EQ(member.stood, 0);
+  EXPECT_EQ(CountSeenByOthers(), 1);
+}
+
+TEST_F(Grouped, WhatIsKeptBackIsStoredAgainWhereItsGroupIsLost) {
+  NumbersKeptBack rows(connection);
+  StoreOne(1);
+  rows.Add(5);
+  EXPECT_EQ(connection->OpenRecordset("SELECT count(*) FROM t")->TextAt(0), "2");
+  rows.Add(6);
+  connection->Execute("ROLLBACK");
+  GroupedWrites::Of(*connection).Settle();
+  EXPECT_THAT(member.losses, ElementsAre(HasSubstr("Transaktion beendet")));
+  EXPECT_EQ(OpenConnection(file)->OpenRecordset("SELECT group_concat(n) FROM t")->TextAt(0), "5,6");
+  EXPECT_FALSE(GroupedWrites::Of(*connection).TakeFailure());
 }
 
 TEST_F(Grouped, ReadersMayStayOpenAcrossAGroupsEnd) {
@@ -158,8 +235,9 @@ TEST_F(Grouped, AKilledProgramLosesAQuarterSecondAtMostAndNoHalfRecord) {
     const ConnectionPtr own = OpenConnection(file);
     GroupedWrites& group = GroupedWrites::Of(*own);
     const auto half = own->Prepare("INSERT INTO half VALUES (?)");
+    NotingMember own_member;
     for (std::int64_t n = 1;; ++n) {
-      group.Store(Record::kSeveralStatements, [&] {
+      group.Store(member, Record::kSeveralStatements, [&] {
         Insert(*own, n, "x");
         half->BindInteger(0, n);
         half->Execute();
@@ -195,7 +273,8 @@ TEST_F(Grouped, ALastRecordSurvivesThoughNoOtherFollows) {
   ASSERT_EQ(pipe(ends), 0);
   testing::ForkedChild child([&] {
     const ConnectionPtr own = OpenConnection(file);
-    GroupedWrites::Of(*own).Store(Record::kOneStatement, [&] { Insert(*own, 1, "x"); });
+    NotingMember own_member;
+    GroupedWrites::Of(*own).Store(own_member, Record::kOneStatement, [&] { Insert(*own, 1, "x"); });
     if (write(ends[1], "x", 1) != 1) return;
     std::this_thread::sleep_for(10s);
   });
@@ -247,25 +326,12 @@ TEST_F(Grouped, WhatIsKeptBackAndCannotBeStoredIsToldOnce) {
   StoreOne(1);
   rows.Add(1);
   GroupedWrites& group = GroupedWrites::Of(*connection);
-  EXPECT_ERROR_TEXT(group.Settle(), ErrorNumber::kDatabase, HasSubstr("UNIQUE"));
-  StoreOne(2);
-  rows.Add(2);
-  EXPECT_EQ(connection->OpenRecordset("SELECT count(*) FROM t")->TextAt(0), "2");
-  EXPECT_ERROR_TEXT(StoreOne(3), ErrorNumber::kDatabase, HasSubstr("Die letzten Zeilen"));
-  StoreOne(3);
   group.Settle();
-  EXPECT_EQ(CountSeenByOthers(), 3);
-}
-
-TEST_F(Grouped, OneLossDoesNotHideAnother) {
-  NumbersKeptBack first(connection);
-  NumbersKeptBack second(connection);
-  StoreOne(1);
-  first.Add(1);
-  second.Add(1);
-  EXPECT_ERROR_TEXT(GroupedWrites::Of(*connection).Settle(), ErrorNumber::kDatabase,
-                    ::testing::ContainsRegex("Die letzten Zeilen.*Die letzten Zeilen"));
-  StoreOne(2);
+  const auto failure = group.TakeFailure();
+  ASSERT_TRUE(failure);
+  EXPECT_THAT(failure->Description(), HasSubstr("UNIQUE"));
+  EXPECT_FALSE(group.TakeFailure());
+  EXPECT_EQ(CountSeenByOthers(), 1);
 }
 
 TEST_F(Grouped, RowsMayEndBeforeTheirGroupAndAfterIt) {

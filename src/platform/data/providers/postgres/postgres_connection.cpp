@@ -43,7 +43,9 @@ PostgresConnection::PostgresConnection(const std::vector<Session::Option>& optio
                     ParameterValues());
 }
 
-PostgresConnection::~PostgresConnection() { Close(); }
+PostgresConnection::~PostgresConnection() {
+  Trap([this] { Close(); }, [](const RuntimeError&) {});
+}
 
 const std::shared_ptr<Session>& PostgresConnection::Open() const {
   if (session_ == nullptr) throw RuntimeError(ErrorNumber::kObjectClosed);

@@ -1,0 +1,20 @@
+// Errors that come to light after their record was handed over.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+
+#include "platform/base/runtime_error.h"
+
+namespace kestrel::host {
+
+// Of one record, or of several in a row that are all lost. Records are counted from 1, as they are handed over.
+struct LateError {
+  std::int64_t first;
+  std::int64_t last;
+  RuntimeError error;
+};
+
+using LateErrors = std::deque<LateError>;
+
+}  // namespace kestrel::host

@@ -1,0 +1,28 @@
+// A transaction around a step, for whoever stores several rows at once.
+#pragma once
+
+#include <utility>
+
+#include "platform/data/connection.h"
+
+namespace kestrel {
+
+// Runs `step` in a transaction of its own, or in the caller's where one is open. What it raises passes on, its
+// changes undone where the transaction is its own. Error 3000 where it cannot be committed.
+template <class Step>
+void InTransaction(Connection& connection, Step&& step) {
+  if (connection.InTransaction()) {
+    std::forward<Step>(step)();
+    return;
+  }
+  connection.Begin();
+  try {
+    std::forward<Step>(step)();
+    connection.Commit();
+  } catch (const RuntimeError&) {
+    if (connection.InTransaction()) Trap([&] { connection.Rollback(); }, [](const RuntimeError&) {});
+    throw;
+  }
+}
+
+}  // namespace kestrel
