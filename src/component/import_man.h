@@ -50,9 +50,7 @@ class ImportMan final : public BoundObject<ImportMan> {
   ObjectPtr connection_;
 };
 
-// Where the component keeps its specifications: KESTREL_HOME, else $XDG_DATA_HOME/kestrel-import, else
-// $HOME/.local/share/kestrel-import. The specification folder is "Import" below it.
-std::string ComponentFolder();
+// The folder "Import" in the component's own (platform/base/component_folder.h).
 std::string DefaultSpecFolder();
 
 }  // namespace kestrel

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/base/component_folder.h"
 #include "platform/base/runtime_error.h"
 #include "platform/dialogs/recording_user_interface.h"
 #include "support/expect_error.h"

@@ -29,6 +29,12 @@ TEST(OdbcRows, ARowThatCannotBeReadIsTheEndWithItsNumberAndColumn) {
   EXPECT_EQ(rows->TextAt(0), "10");
 }
 
+TEST(OdbcLogin, ASilentServerIsGivenUpAfterFiveSeconds) {
+  EXPECT_ERROR_TEXT(
+      OpenConnection("Driver=" + testing::InBuildTree("tests/failing_rows_driver.so") + ";Server=schweigt;"),
+      ErrorNumber::kDatabase, HasSubstr("Given up after 5 s"));
+}
+
 TEST(BlockwiseReading, OnlyPostgresqlIsToldToFetchUnlessTheStringSaysHow) {
   EXPECT_EQ(odbc::WithBlockwiseReading("Driver={PostgreSQL Unicode};Server=a"),
             "Driver={PostgreSQL Unicode};Server=a;UseDeclareFetch=1;Fetch=1000;");

@@ -1,6 +1,7 @@
 // A stand-in for an ODBC driver that cannot read a value, which the drivers at hand never admit: one column
 // "Menge" of whole numbers, five rows in blocks, of which the fourth has a value that does not fit. Answers
-// what the component asks for and nothing else.
+// what the component asks for and nothing else. A Server=schweigt never answers: it is given up after the time
+// that the component has set, without waiting for it here.
 #include <sql.h>
 #include <sqlext.h>
 #include <sqlucode.h>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 namespace {
@@ -25,6 +27,9 @@ struct Statement {
   SQLLEN* lengths = nullptr;
   SQLLEN failed_row = 0;  // in the last block, from 1
 };
+
+SQLULEN login_seconds = 0;
+bool given_up = false;
 
 void CopyWide(SQLWCHAR* target, std::u16string_view text) {
   if (target == nullptr) return;
@@ -47,10 +52,15 @@ SQLRETURN SQLFreeHandle(SQLSMALLINT type, SQLHANDLE handle) {
 }
 SQLRETURN SQLFreeStmt(SQLHSTMT, SQLUSMALLINT) { return SQL_SUCCESS; }
 SQLRETURN SQLSetEnvAttr(SQLHENV, SQLINTEGER, SQLPOINTER, SQLINTEGER) { return SQL_SUCCESS; }
-SQLRETURN SQLSetConnectAttrW(SQLHDBC, SQLINTEGER, SQLPOINTER, SQLINTEGER) { return SQL_SUCCESS; }
-SQLRETURN SQLDriverConnectW(SQLHDBC, SQLHWND, SQLWCHAR*, SQLSMALLINT, SQLWCHAR*, SQLSMALLINT, SQLSMALLINT*,
-                            SQLUSMALLINT) {
+SQLRETURN SQLSetConnectAttrW(SQLHDBC, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER) {
+  if (attribute == SQL_ATTR_LOGIN_TIMEOUT) login_seconds = reinterpret_cast<SQLULEN>(value);
   return SQL_SUCCESS;
+}
+SQLRETURN SQLDriverConnectW(SQLHDBC, SQLHWND, SQLWCHAR* text, SQLSMALLINT length, SQLWCHAR*, SQLSMALLINT,
+                            SQLSMALLINT*, SQLUSMALLINT) {
+  const std::u16string connection_string(text, text + length);
+  given_up = connection_string.find(u"Server=schweigt") != std::u16string::npos;
+  return given_up ? SQL_ERROR : SQL_SUCCESS;
 }
 SQLRETURN SQLDisconnect(SQLHDBC) { return SQL_SUCCESS; }
 SQLRETURN SQLGetInfoW(SQLHDBC, SQLUSMALLINT, SQLPOINTER value, SQLSMALLINT, SQLSMALLINT*) {
@@ -109,6 +119,15 @@ SQLRETURN SQLFetch(SQLHSTMT handle) {
 }
 SQLRETURN SQLGetDiagRecW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, SQLWCHAR* state,
                          SQLINTEGER* native, SQLWCHAR* message, SQLSMALLINT, SQLSMALLINT* length) {
+  if (type == SQL_HANDLE_DBC && number == 1 && given_up) {
+    std::u16string text = u"[Stand-in]Given up after ";
+    text += static_cast<char16_t>(login_seconds < 10 ? u'0' + login_seconds : u'?');
+    CopyWide(state, u"HYT00");
+    CopyWide(message, text + u" s");
+    if (native != nullptr) *native = 0;
+    if (length != nullptr) *length = static_cast<SQLSMALLINT>(text.size() + 2);
+    return SQL_SUCCESS;
+  }
   if (type != SQL_HANDLE_STMT || number != 1 || static_cast<Statement*>(handle)->failed_row == 0)
     return SQL_NO_DATA;
   CopyWide(state, u"22003");

@@ -1,9 +1,8 @@
 #include "platform/data/providers/odbc/drivers.h"
 
-#include <dlfcn.h>
-
 #include <cstdlib>
 
+#include "platform/base/component_folder.h"
 #include "platform/base/file.h"
 #include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
@@ -13,17 +12,16 @@ namespace kestrel::odbc {
 
 namespace {
 
+constexpr const char* kSqlServerPort = "1433";
+
 std::string DriversFile() {
   if (const char* named = std::getenv("KESTREL_DRIVERS")) return named;
-  static const char anchor = 0;
-  Dl_info library;
-  if (dladdr(&anchor, &library) == 0 || library.dli_fname == nullptr) return {};
-  return JoinPath(GetFolderOfPath(library.dli_fname), "drivers.ini");
+  return JoinPath(ComponentFolder(), "drivers.ini");
 }
 
 std::optional<Driver> DriverFromFile(std::string_view provider) {
   const std::string path = DriversFile();
-  if (path.empty() || !FileExists(path)) return std::nullopt;
+  if (!FileExists(path)) return std::nullopt;
   const ProfileImage image(ReadWholeFile(path));
   const auto value = [&](std::string_view key) { return std::string(image.Find(provider, key).value_or("")); };
   Driver driver;
@@ -56,12 +54,16 @@ std::string Braced(const Driver& driver, const std::string& value) {
 }  // namespace
 
 std::optional<Driver> FindDriver(std::string_view provider) {
-  if (auto driver = DriverFromFile(provider)) return driver;
-  if (!EqualsIgnoringCase(provider, "SQLOLEDB.1") && !EqualsIgnoringCase(provider, "SQLOLEDB")) {
-    return std::nullopt;
+  const bool sql_server =
+      EqualsIgnoringCase(provider, "SQLOLEDB.1") || EqualsIgnoringCase(provider, "SQLOLEDB");
+  if (auto driver = DriverFromFile(provider)) {
+    if (sql_server && !ConnectionKeys(driver->options).Find("Port")) driver->default_port = kSqlServerPort;
+    return driver;
   }
+  if (!sql_server) return std::nullopt;
   Driver driver;
   driver.name = "FreeTDS";
+  driver.default_port = kSqlServerPort;
   driver.options = "TDS_Version=7.4;ClientCharset=UTF-8";
   driver.narrow_utf8 = true;
   return driver;
@@ -84,6 +86,9 @@ std::string DriverConnectionString(const Driver& driver, const ConnectionKeys& k
   if (const std::size_t comma = server.rfind(','); comma != std::string::npos) {
     port = TrimBlanks(std::string_view(server).substr(comma + 1));
     server = TrimBlanks(std::string_view(server).substr(0, comma));
+  } else if (server.find('\\') == std::string::npos) {
+    // An instance is asked for its port.
+    port = driver.default_port;
   }
   std::string text = "Driver={" + driver.name + "};Server=" + server;
   if (!port.empty()) text += (driver.port_behind_comma ? "," : ";Port=") + port;

@@ -1,8 +1,8 @@
 // Which ODBC driver serves a provider named in a connection string.
 //
 // SQLOLEDB.1 is built in and served by FreeTDS. A drivers file can name another driver, or serve further
-// providers. It is a profile file, named by the environment variable KESTREL_DRIVERS, else drivers.ini beside
-// the component's library:
+// providers. It is a profile file, named by the environment variable KESTREL_DRIVERS, else drivers.ini in
+// the component's folder (platform/base/component_folder.h):
 //
 //   [SQLOLEDB.1]
 //   Driver=ODBC Driver 18 for SQL Server   ; as registered with ODBC; required
@@ -10,6 +10,8 @@
 //   Server=comma                           ; "comma": Server=host,port; "keys" (default): Server=host;Port=port
 //   Braces=double                          ; "double": } within {..} is doubled; "plain" (default): it is not
 //   Text=utf16                             ; "utf8": narrow texts are UTF-8; "utf16" (default)
+//
+// A server of SQLOLEDB.1 that names neither port nor instance is reached at port 1433.
 #pragma once
 
 #include <optional>
@@ -25,6 +27,8 @@ struct Driver {
   std::string options;
   bool port_behind_comma = false;
   bool doubles_braces = false;
+  // The port of a server that names none; empty where the driver knows it.
+  std::string default_port;
   // The driver hands out UTF-8 where narrow characters are asked for.
   bool narrow_utf8 = false;
 };

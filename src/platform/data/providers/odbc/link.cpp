@@ -16,7 +16,7 @@ namespace kestrel::odbc {
 
 namespace {
 
-constexpr std::uintptr_t kLoginSeconds = 15;
+constexpr std::uintptr_t kLoginSeconds = 5;
 // Shorter ones may well be part of a message's own words.
 constexpr std::size_t kShortestHiddenPassword = 3;
 
