@@ -13,9 +13,10 @@ import signal
 import sqlite3
 import subprocess
 import tempfile
+import time
 
 # A program that runs longer hangs, which is a failure of its own.
-LONGEST = 120  # seconds
+LONGEST = 60  # seconds
 SUCCESS = "Der Import wurde erfolgreich fertig gestellt."
 COLUMNS = ("KundenNummer", "Bez1", "Strasse", "PLZ", "Ort", "Umsatz", "Mitarbeiter")
 HEADINGS = ("Nr", "Name", "Strasse", "PLZ", "Ort", "Umsatz", "Mitarbeiter")
@@ -113,6 +114,7 @@ class Sandbox:
                  folder=None):
         self.programs = programs
         self.seed = seed
+        self.keep = False  # what it holds is still needed
         self.folder = tempfile.mkdtemp(prefix="kestrel-trial-", dir=folder)
         self.mixed = mixed
         self.delete = delete
@@ -133,6 +135,8 @@ class Sandbox:
         return self
 
     def __exit__(self, *_):
+        if self.keep:
+            return
         shutil.rmtree(self.folder, ignore_errors=True)
 
     def path(self, name):
@@ -178,15 +182,40 @@ class Sandbox:
         environment.update(more or {})
         return environment
 
-    def start(self, command, environment=None):
-        """The program, started; `finish` waits for its end."""
+    def start(self, command, environment=None, held=False):
+        """The program, started; `finish` waits for its end. `held`: its input stays open."""
         output = tempfile.TemporaryFile()  # outside of the sandbox, where no full disk reaches it
         errors = tempfile.TemporaryFile()
-        process = subprocess.Popen([self.programs.program(command[0])] + command[1:], stdin=subprocess.DEVNULL,
+        process = subprocess.Popen([self.programs.program(command[0])] + command[1:], stdin=subprocess.PIPE if held else subprocess.DEVNULL,
                                    stdout=output, stderr=errors, env=self.environment(environment),
                                    cwd=self.path("work"), start_new_session=True)
         process.kept = (output, errors)
         return process
+
+    def wait_until_stopped(self, process):
+        """Whether the injected stop has come; False where the program ended or told its result before."""
+        def stopped():
+            pid, status = os.waitpid(process.pid, os.WUNTRACED | os.WNOHANG)
+            if pid != 0 and not os.WIFSTOPPED(status):
+                process.returncode = os.waitstatus_to_exitcode(status)
+            return pid != 0 and os.WIFSTOPPED(status)
+        return self._wait(process, stopped) and not self.has_told(process)
+
+    def wait_until_told(self, process):
+        """Whether the program has written its result; False where it ended without."""
+        return self._wait(process, lambda: process.poll() is not None) and self.has_told(process)
+
+    @staticmethod
+    def has_told(process):
+        return b"\n" in os.pread(process.kept[0].fileno(), 1 << 16, 0)
+
+    def _wait(self, process, condition):
+        end = time.monotonic() + LONGEST
+        while not condition() and process.returncode is None and not self.has_told(process):
+            if time.monotonic() > end:
+                return False
+            time.sleep(0.005)
+        return True
 
     def finish(self, process):
         try:
