@@ -80,7 +80,7 @@ def make(programs, options, flavour, folder):
 
 def start_import(sandbox, environment):
     """An import that keeps its connection open once it has told its end."""
-    return sandbox.start(["trial_open_connection", sandbox.specification, sandbox.host], environment, held=True)
+    return sandbox.start(["trial_open_connection", sandbox.specification, sandbox.database], environment, held=True)
 
 
 def run_case(programs, options, _, case):

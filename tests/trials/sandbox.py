@@ -24,8 +24,10 @@ SPECIFICATION = """[Common]
 Description=Probe
 Application=2
 ImportClass=ksbimport.importkunden
-Provider=Textdatei
+Provider=%(provider)s
 FileName=%(source)s
+Database=%(source)s
+Table=%(table)s
 ColumnHeadings=True
 FileFormat=ANSI
 Delimiter=;
@@ -46,6 +48,16 @@ KundenUeberschreiben=1
 SYLLABLES = ("ba", "do", "fi", "gu", "la", "me", "no", "pi", "ra", "su", "ta", "we", "ki", "zo", "lu", "mo")
 
 
+# Extension of the source: the provider's name and the table in it.
+KINDS = {
+    "txt": ("Textdatei", ""),
+    "dbf": ("dBase-Datenbank", "quelle"),
+    "xls": ("Microsoft Excel", "Tabelle1$"),
+    "xlsx": ("Microsoft Excel", "Tabelle1$"),
+    "mdb": ("Microsoft Access-Datenbanken", "Adressen"),
+}
+
+
 @dataclasses.dataclass(frozen=True)
 class Record:
     """One line of the source, and what becomes of it where nothing disturbs the import."""
@@ -57,9 +69,8 @@ class Record:
     sales: str
     employees: str
 
-    def line(self):
-        return ";".join((str(self.number), '"%s"' % self.name, self.street, self.postcode, self.town, self.sales,
-                         self.employees))
+    def texts(self):
+        return [str(self.number), self.name, self.street, self.postcode, self.town, self.sales, self.employees]
 
     def row(self):
         """As the host stores it; a value that is no number is left out."""
@@ -74,10 +85,10 @@ class Record:
         return (self.name, self.street, self.postcode, self.town)
 
 
-def make_records(rng, count, mixed):
+def make_records(rng, count, mixed=False, first=1):
     """`mixed`: some values of a wrong kind, some records that the host refuses, some suspected duplicates."""
     records = []
-    for number in range(1, count + 1):
+    for number in range(first, first + count):
         name = "".join(rng.choice(SYLLABLES) for _ in range(5)).capitalize() + " %d" % number
         record = Record(number, name, "Gasse %d" % number, "%05d" % (10000 + number), "Ort %d" % number,
                         "%d,%02d" % (rng.randrange(100000), rng.randrange(100)), str(rng.randrange(1000)))
@@ -94,8 +105,9 @@ def make_records(rng, count, mixed):
     return records
 
 
-def text_of(records):
-    return "".join(line + "\r\n" for line in [";".join(HEADINGS)] + [record.line() for record in records]).encode()
+def table_text(records, delimiter, line_end):
+    rows = [HEADINGS] + [record.texts() for record in records]
+    return "".join(delimiter.join(row) + line_end for row in rows).encode()
 
 
 @dataclasses.dataclass
@@ -111,23 +123,25 @@ class Sandbox:
     """Folders host (the sample host), work (source and backup) and tmp (for temporary files). Removed at the end."""
 
     def __init__(self, programs, template, seed, *, records=60, mixed=False, delete=False, backup=False,
-                 folder=None):
+                 kind="txt", folder=None):
         self.programs = programs
         self.seed = seed
         self.keep = False  # what it holds is still needed
         self.folder = tempfile.mkdtemp(prefix="kestrel-trial-", dir=folder)
+        self.kind = kind
         self.mixed = mixed
         self.delete = delete
         self.backup = backup
         if template is not None:
             shutil.copytree(template, self.host)
             self.records = make_records(random.Random(seed), records, mixed)
-            self.source_bytes = text_of(self.records)
+            self.may_be_stored = list(self.records)
         for name in ("tmp", "work", "home", "work/backup"):
             os.mkdir(self.path(name))
         if template is not None:
-            with open(self.source, "wb") as file:
-                file.write(self.source_bytes)
+            self.write_source(self.source, self.records)
+            with open(self.source, "rb") as file:
+                self.source_bytes = file.read()
             self.write_specification()
         self.spec_files = self.listing("host/Import")
 
@@ -152,14 +166,23 @@ class Sandbox:
 
     @property
     def source(self):
-        return self.path("work/quelle.txt")
+        return self.path("work/quelle." + self.kind)
 
     @property
     def specification(self):
         return self.path("host/Import/Probe.IMP")
 
+    def write_source(self, path, records):
+        if self.kind == "txt":
+            with open(path, "wb") as file:
+                file.write(table_text(records, ";", "\r\n"))
+        else:
+            subprocess.run([self.programs.program("trial_write_source"), self.kind, path],
+                           input=table_text(records, "\t", "\n"), check=True)
+
     def write_specification(self):
-        text = SPECIFICATION % {"source": self.source, "backup": self.backup, "delete": self.delete,
+        provider, table = KINDS[self.kind]
+        text = SPECIFICATION % {"source": self.source, "provider": provider, "table": table, "backup": self.backup, "delete": self.delete,
                                 "backup_folder": self.path("work/backup"), "duplicates": self.mixed}
         text += "".join("%s=FIELD:%s\n" % pair for pair in zip(COLUMNS, HEADINGS))
         self.spec_bytes = text.replace("\n", "\r\n").encode("cp1252")
@@ -274,7 +297,7 @@ class Sandbox:
         integrity = self.query("PRAGMA integrity_check")
         if integrity != [("ok",)]:
             problems.append("the host database is damaged: %s" % integrity[:3])
-        expected = {record.number: record.row() for record in self.records}
+        expected = {record.number: record.row() for record in self.may_be_stored}
         for row in self.query("SELECT %s FROM Kunden" % ", ".join(COLUMNS)):
             if expected.get(row[0]) != row:
                 problems.append("a stored address is not that of the source: %r" % (row,))
@@ -354,7 +377,9 @@ def examine_outcome(sandbox, outcome, *, signalled=False):
     if not told and outcome.status in (0, 1, 5):
         problems.append("status %d without a result" % outcome.status)
     if told:
-        problems += _examine_told(sandbox, outcome, stored, total)
+        problems += examine_told(outcome, stored, (total,))
+        if outcome.status == 0 and sandbox.delete and source_there:
+            problems.append("success, but the source was not removed")
     elif outcome.status == 4:
         if stored:
             problems.append("status 4 without a result, yet %d records are stored" % len(stored))
@@ -370,19 +395,18 @@ def examine_outcome(sandbox, outcome, *, signalled=False):
     return problems, counts
 
 
-def _examine_told(sandbox, outcome, stored, total):
+def examine_told(outcome, stored, totals):
+    """What is wrong with a result. `totals`: how many records the source may have had."""
     problems = []
     told = outcome.told
     read, held, errors = told["records"], told["duplicates"], told["errors"]
     succeeded = outcome.status == 0
     if succeeded != told["message"].startswith(SUCCESS):
         problems.append("status %d with the message '%s'" % (outcome.status, told["message"]))
-    if succeeded and (errors != 0 or read != total):
-        problems.append("status 0 with %d errors, %d of %d records" % (errors, read, total))
-    if succeeded and len(stored) + held != total:
-        problems.append("status 0, but only %d stored and %d held back of %d" % (len(stored), held, total))
-    if succeeded and sandbox.delete and os.path.exists(sandbox.source):
-        problems.append("success, but the source was not removed")
+    if succeeded and (errors != 0 or read not in totals):
+        problems.append("status 0 with %d errors, %d of %s records" % (errors, read, totals))
+    if succeeded and len(stored) + held not in totals:
+        problems.append("status 0, but only %d stored and %d held back of %s" % (len(stored), held, totals))
     if outcome.status == 1 and errors == 0:
         problems.append("status 1 without an error")
     if "rejected" in told:
