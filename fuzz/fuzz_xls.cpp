@@ -6,7 +6,7 @@
 namespace {
 
 void ReadTable(const kestrel::xls::Workbook& workbook, const kestrel::xls::SheetTable& table) {
-  kestrel::xls::SheetRecordset rows(workbook.OpenSheet(table.sheet), table.range);
+  kestrel::xls::SheetRecordset rows(workbook.OpenSheet(table.sheet), table.range, {});
   // A sheet may claim a million rows without holding them; small ones show as much.
   constexpr std::int64_t kMostRows = 2000;
   if (rows.RecordCount() <= kMostRows) kestrel::fuzz::ReadAll(rows);

@@ -1,10 +1,8 @@
 #include "support/xlsx_writer.h"
 
-#include <zlib.h>
-
 #include <algorithm>
-#include <cstdint>
-#include <new>
+
+#include "support/zip_writer.h"
 
 namespace kestrel::testing {
 
@@ -26,57 +24,6 @@ std::string Escaped(std::string_view text) {
   }
   return xml;
 }
-
-std::uint32_t Checksum(const std::string& bytes) {
-  return static_cast<std::uint32_t>(
-      crc32_z(0, reinterpret_cast<const Bytef*>(bytes.data()), static_cast<z_size_t>(bytes.size())));
-}
-
-std::string Deflated(const std::string& bytes) {
-  z_stream stream{};
-  constexpr int kNoHead = -15;
-  if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kNoHead, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
-    throw std::bad_alloc();
-  }
-  std::string packed(deflateBound(&stream, bytes.size()), '\0');
-  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));  // not written to
-  stream.avail_in = static_cast<uInt>(bytes.size());
-  stream.next_out = reinterpret_cast<Bytef*>(packed.data());
-  stream.avail_out = static_cast<uInt>(packed.size());
-  deflate(&stream, Z_FINISH);
-  packed.resize(stream.total_out);
-  deflateEnd(&stream);
-  return packed;
-}
-
-std::string Number(std::uint64_t number, int bytes) {
-  std::string text;
-  for (int i = 0; i < bytes; ++i, number >>= 8) text += static_cast<char>(number & 0xFF);
-  return text;
-}
-
-class Archive {
- public:
-  void Add(const std::string& name, const std::string& content) {
-    constexpr std::uint64_t kMethod = 8;
-    const std::string packed = Deflated(content);
-    // Version, flags, method and time, then what tells about the content.
-    const std::string head = Number(20, 2) + Number(0, 2) + Number(kMethod, 2) + Number(0, 4) +
-                             Number(Checksum(content), 4) + Number(packed.size(), 4) +
-                             Number(content.size(), 4) + Number(name.size(), 2) + Number(0, 2);
-    directory_ += "PK\x01\x02" + Number(20, 2) + head + Number(0, 10) + Number(bytes_.size(), 4) + name;
-    bytes_ += "PK\x03\x04" + head + name + packed;
-    ++count_;
-  }
-  std::string Bytes() const {
-    return bytes_ + directory_ + "PK\x05\x06" + Number(0, 4) + Number(count_, 2) + Number(count_, 2) +
-           Number(directory_.size(), 4) + Number(bytes_.size(), 4) + Number(0, 2);
-  }
-
- private:
-  std::string bytes_, directory_;
-  std::uint64_t count_ = 0;
-};
 
 std::string Relationship(const std::string& id, const std::string& kind, const std::string& target) {
   return "<Relationship Id=\"" + id + "\" Type=\"" + kOffice + "/" + kind + "\" Target=\"" + target + "\"/>";
@@ -114,6 +61,8 @@ void XlsxWriter::Row(const std::vector<const std::string*>& cells) {
   sheet.xml += "</row>";
 }
 
+void XlsxWriter::Xml(std::string_view rows) { sheets_.back().xml += rows; }
+
 std::string XlsxWriter::CellContent(const std::string& text) {
   const std::string element = "<t xml:space=\"preserve\">" + Escaped(text) + "</t>";
   if (texts_ == Texts::kInCells) return "t=\"inlineStr\"><is>" + element + "</is>";
@@ -123,7 +72,7 @@ std::string XlsxWriter::CellContent(const std::string& text) {
 }
 
 std::string XlsxWriter::Bytes() const {
-  Archive archive;
+  ZipWriter archive;
   archive.Add("_rels/.rels", Relationships(Relationship("r1", "officeDocument", "xl/workbook.xml")));
   std::string list, relationships;
   for (std::size_t i = 0; i < sheets_.size(); ++i) {

@@ -21,6 +21,9 @@ class XlsxWriter {
   // The sheet's next row. A cell without a text is left out. UTF-8.
   void Row(const std::vector<const std::string*>& cells);
 
+  // Rows as XML, as they are.
+  void Xml(std::string_view rows);
+
   // "A", "Z", "AA"; counted from 0.
   static std::string ColumnLetters(std::size_t column);
 

@@ -73,7 +73,7 @@ void ReadBook(const std::string& bytes) {
   const auto workbook = xls::ReadWorkbook(bytes);
   for (const xls::SheetTable& table : xls::TablesOf(*workbook)) {
     MayFail([&] {
-      xls::SheetRecordset rows(workbook->OpenSheet(table.sheet), table.range);
+      xls::SheetRecordset rows(workbook->OpenSheet(table.sheet), table.range, {});
       ReadAll(rows);
     });
   }

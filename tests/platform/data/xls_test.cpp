@@ -7,12 +7,14 @@
 
 namespace kestrel {
 
+using ::testing::AllOf;
 using testing::BiffWriter;
 using ::testing::ElementsAre;
 using testing::FixturePath;
 using ::testing::HasSubstr;
 using testing::LittleEndian;
 using testing::OpenBook;
+using ::testing::Pair;
 using ::testing::SizeIs;
 using testing::TableNames;
 using testing::TableRows;
@@ -35,6 +37,11 @@ class Xls : public ::testing::Test {
     writer.Text(0, 0, "Wert");
     writer.Number(1, 0, number, 0);
     return TableRows(*Open(writer), "S$")[1][0];
+  }
+
+  std::pair<std::vector<Row>, std::string> ReadBroken(const std::string& bytes, const std::string& sheet) {
+    const ConnectionPtr connection = OpenBook(folder.Write("test.xls", bytes));
+    return testing::RowsAndReason(*connection->OpenRecordset("SELECT * FROM " + sheet));
   }
 
   TempFolder folder;
@@ -334,17 +341,31 @@ TEST_F(Xls, ACompoundFileOfAnotherWriter) {
 
 // --- Refusals ----------------------------------------------------------------------------------
 
-TEST_F(Xls, EncryptedWorkbooksAreRefusedInWords) {
+TEST_F(Xls, WorkbooksWithAPasswordAreRefusedInWords) {
+  EXPECT_ERROR_TEXT(OpenBook(FixturePath("kunden_kennwort.xlsx")), ErrorNumber::kDatabase,
+                    HasSubstr("mit einem Kennwort verschlüsselt"));
   BiffWriter writer;
-  writer.GlobalRecord(0x002F, std::string(54, '\0'));
+  writer.GlobalRecord(0x002F, LittleEndian(0, 2) + LittleEndian(0x1234, 2) + LittleEndian(0x5678, 2));
   AddSmallSheet(writer, "S");
-  EXPECT_ERROR_TEXT(Open(writer), ErrorNumber::kDatabase, HasSubstr("verschlüsselt"));
+  EXPECT_ERROR_TEXT(Open(writer), ErrorNumber::kDatabase, HasSubstr("mit einem Kennwort verschlüsselt"));
   if (testing::TestDataFolder().empty()) return;
-  for (const char* name : {"password.xls", "issue_385.xls"}) {
-    EXPECT_ERROR_TEXT(OpenBook(testing::TestDataFolder() + "/xls/" + name), ErrorNumber::kDatabase,
-                      HasSubstr("verschlüsselt"))
+  EXPECT_ERROR_TEXT(OpenBook(testing::TestDataFolder() + "/xls/password.xls"), ErrorNumber::kDatabase,
+                    HasSubstr("mit einem Kennwort verschlüsselt"));
+}
+
+TEST_F(Xls, WorkbooksThatAreOnlyProtectedOpenWithThePasswordEverybodyKnows) {
+  const auto plain = TableRows(*OpenBook(FixturePath("kunden.xls")), "Tabelle1$");
+  for (const char* name : {"kunden_xor.xls", "kunden_rc4.xls", "kunden_cryptoapi.xls"}) {
+    EXPECT_EQ(TableRows(*OpenBook(FixturePath(name)), "Tabelle1$"), plain) << name;
+    EXPECT_THAT(TableRows(*OpenBook(FixturePath(name)), "Mit Blank"), ElementsAre(Row{"Ort"}, Row{"Köln"}))
         << name;
   }
+}
+
+TEST_F(Xls, AProtectedWorkbookOfAnotherProgram) {
+  if (testing::TestDataFolder().empty()) GTEST_SKIP() << "the folder of public test files is absent";
+  EXPECT_THAT(TableRows(*OpenBook(testing::TestDataFolder() + "/xls/50833.xls"), "Sheet1$"),
+              ElementsAre(Row{"test cell value"}));
 }
 
 TEST_F(Xls, OtherFilesAreRefusedInWords) {
@@ -356,25 +377,110 @@ TEST_F(Xls, OtherFilesAreRefusedInWords) {
   EXPECT_ERROR_TEXT(OpenBook("/nirgendwo/k.xls"), ErrorNumber::kDatabase, HasSubstr("/nirgendwo/k.xls"));
 }
 
+// --- Damage ------------------------------------------------------------------------------------
+
 TEST_F(Xls, ADamagedSheetLeavesTheOthersReadable) {
   BiffWriter writer;
   AddSmallSheet(writer, "Gut");
   writer.Sheet("Kaputt");
-  writer.Text(0, 0, "A");
-  writer.Record(0x00BD, LittleEndian(1, 2) + LittleEndian(5, 2) + LittleEndian(0, 2));  // columns turned round
-  const ConnectionPtr connection = Open(writer);
+  std::string bytes = writer.Bytes();
+  bytes.resize(bytes.size() - 24);  // the second sheet's beginning and end
+  const ConnectionPtr connection = OpenBook(folder.Write("kaputt.xls", bytes));
   EXPECT_EQ(TableRows(*connection, "Gut").size(), 2U);
   EXPECT_ERROR_TEXT(connection->OpenRecordset("SELECT * FROM Kaputt"), ErrorNumber::kDatabase,
-                    HasSubstr("beschädigt"));
+                    HasSubstr("Tabellenblatt fehlt"));
 }
 
-TEST_F(Xls, ANumberOfATextThatDoesNotExistIsAnErrorOfItsCell) {
+TEST_F(Xls, ACellThatCannotBeReadIsEmptyAndToldAtTheEnd) {
   BiffWriter writer;
   AddSmallSheet(writer, "S");
-  writer.Record(0x00FD, BiffWriter::CellHead(1, 1) + LittleEndian(4711, 4));
-  const RecordsetPtr rows = Open(writer)->OpenRecordset("SELECT * FROM S");
-  EXPECT_EQ(rows->TextAt(0), "1");
-  EXPECT_ERROR(rows->TextAt(1), ErrorNumber::kDatabase);
+  writer.Number(1, 1, 2);
+  writer.Record(0x00FD, BiffWriter::CellHead(1, 2) + LittleEndian(4711, 4));  // a text that does not exist
+  writer.Record(0x0203, BiffWriter::CellHead(1, 3) + "kurz");
+  writer.Number(1, 300, 5);  // beyond the last column
+  writer.Number(2, 0, 3);
+  EXPECT_THAT(
+      ReadBroken(writer.Bytes(), "S"),
+      Pair(ElementsAre(Row{"1", "2"}, Row{"3", "<null>"}),
+           AllOf(HasSubstr("\"S\""), HasSubstr("3 Zellen fehlt, zuerst der von C2"), HasSubstr("test.xls"))));
+}
+
+TEST_F(Xls, ASheetWithoutItsEndIsReadAndBrokenOff) {
+  BiffWriter writer;
+  AddSmallSheet(writer, "S");
+  for (int row = 2; row < 5; ++row) writer.Number(row, 0, row);
+  std::string bytes = writer.Bytes();
+  bytes.resize(bytes.size() - 4);
+  // All cells are there, only the end is not.
+  EXPECT_THAT(ReadBroken(bytes, "S"),
+              Pair(ElementsAre(Row{"1"}, Row{"2"}, Row{"3"}, Row{"4"}),
+                   AllOf(HasSubstr("\"S\""), HasSubstr("hinter Zeile 5"), HasSubstr("test.xls"))));
+  // Within the last row's only cell.
+  bytes.pop_back();
+  EXPECT_THAT(ReadBroken(bytes, "S"),
+              Pair(ElementsAre(Row{"1"}, Row{"2"}, Row{"3"}), HasSubstr("hinter Zeile 4")));
+  // So early that nobody can tell whether the row before has lost cells.
+  bytes.resize(bytes.size() - 16);
+  EXPECT_THAT(ReadBroken(bytes, "S"), Pair(ElementsAre(Row{"1"}, Row{"2"}), HasSubstr("hinter Zeile 3")));
+}
+
+TEST_F(Xls, ANamedRangeBeforeTheCutIsWhole) {
+  BiffWriter writer;
+  writer.Name("Oben", 0, 0, 0, 1, 0);
+  AddSmallSheet(writer, "S");
+  for (int row = 2; row < 5; ++row) writer.Number(row, 0, row);
+  std::string bytes = writer.Bytes();
+  bytes.resize(bytes.size() - 5);
+  const ConnectionPtr connection = OpenBook(folder.Write("test.xls", bytes));
+  EXPECT_EQ(TableRows(*connection, "Oben").size(), 2U);  // reading to its end raises nothing
+}
+
+TEST_F(Xls, TheCountOfTheSharedTextsMayBeWrong) {
+  for (const int told : {0, 1, 2, 200}) {
+    BiffWriter writer;
+    writer.GlobalRecord(0x00FC, LittleEndian(2, 4) + LittleEndian(static_cast<std::uint64_t>(told), 4) +
+                                    BiffWriter::WideText("eins") + BiffWriter::WideText("zwei"));
+    AddSmallSheet(writer, "S");
+    writer.Record(0x00FD, BiffWriter::CellHead(1, 0) + LittleEndian(1, 4));
+    EXPECT_THAT(TableRows(*Open(writer), "S").back(), ElementsAre("zwei")) << told;
+  }
+}
+
+TEST_F(Xls, ASharedTextThatIsCutIsLost) {
+  BiffWriter writer;
+  writer.GlobalRecord(0x00FC, LittleEndian(2, 4) + LittleEndian(2, 4) + BiffWriter::WideText("eins") +
+                                  BiffWriter::WideText("zwei").substr(0, 7));
+  AddSmallSheet(writer, "S");
+  writer.Record(0x00FD, BiffWriter::CellHead(1, 1) + LittleEndian(0, 4));
+  writer.Record(0x00FD, BiffWriter::CellHead(1, 2) + LittleEndian(1, 4));
+  EXPECT_THAT(ReadBroken(writer.Bytes(), "S"),
+              Pair(ElementsAre(Row{"1", "eins"}), HasSubstr("Zelle C2 fehlt")));
+}
+
+TEST_F(Xls, AFormatThatIsCutCountsAsFarAsItGoes) {
+  BiffWriter writer;
+  writer.GlobalRecord(0x041E, LittleEndian(164, 2) + LittleEndian(10, 2) + std::string(1, '\0') + "dd.mm");
+  writer.GlobalRecord(0x041E, LittleEndian(165, 1));
+  writer.ExtendedFormat(164);
+  AddSmallSheet(writer, "S");
+  EXPECT_THAT(TableRows(*Open(writer), "S").back(), ElementsAre("01.01.1900"));
+}
+
+TEST_F(Xls, FormulasOfOlderVersions) {
+  BiffWriter writer;
+  AddSmallSheet(writer, "S");
+  int row = 2;
+  for (const std::uint16_t type : {std::uint16_t{0x0206}, std::uint16_t{0x0406}}) {
+    const std::string number = LittleEndian(std::bit_cast<std::uint64_t>(2.5), 8);
+    const std::string is_text = std::string(6, '\0') + "\xFF\xFF";
+    const std::string rest = LittleEndian(0, 2) + LittleEndian(0, 4) + LittleEndian(0, 2);
+    writer.Record(type, BiffWriter::CellHead(row, 0) + number + rest);
+    writer.Record(type, BiffWriter::CellHead(row, 1) + is_text + rest);
+    writer.StringResult("Größe");
+    ++row;
+  }
+  EXPECT_THAT(TableRows(*Open(writer), "S"),
+              ElementsAre(::testing::_, Row{"1", "<null>"}, Row{"2,5", "Größe"}, Row{"2,5", "Größe"}));
 }
 
 }  // namespace kestrel

@@ -4,22 +4,37 @@
 
 #include "platform/base/file.h"
 #include "platform/base/text.h"
+#include "platform/data/byte_span.h"
 #include "platform/data/workbook_test_support.h"
 #include "support/command_output.h"
 #include "support/expect_error.h"
+#include "support/xlsx_writer.h"
+#include "support/zip_writer.h"
 
 namespace kestrel {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using testing::FixturePath;
 using ::testing::HasSubstr;
 using testing::OpenBook;
+using ::testing::Pair;
 using testing::TableNames;
 using testing::TableRows;
 
 namespace {
 
 using Row = std::vector<std::string>;
+
+// The rows of a sheet "S" that consists of them, as XML, and why it is broken off.
+std::pair<std::vector<Row>, std::string> ReadSheet(std::string_view rows) {
+  testing::XlsxWriter writer;
+  writer.Sheet("S");
+  writer.Xml(rows);
+  testing::TempFolder folder;
+  return testing::RowsAndReason(
+      *OpenBook(folder.Write("test.xlsx", writer.Bytes()))->OpenRecordset("SELECT * FROM S"));
+}
 
 }  // namespace
 
@@ -78,6 +93,98 @@ TEST(Xlsx, BothFormatsOfAWorkbookReadTheSame) {
       EXPECT_EQ(TableRows(*before, table), TableRows(*after, table)) << table;
     }
   }
+}
+
+// --- Protected, damaged and cut ----------------------------------------------------------------
+
+TEST(Xlsx, WorkbooksThatAreOnlyProtectedOpenWithThePasswordEverybodyKnows) {
+  const auto plain = TableRows(*OpenBook(FixturePath("kunden.xlsx")), "Tabelle1$");
+  for (const char* name : {"kunden_agile.xlsx", "kunden_standard.xlsx"}) {
+    EXPECT_EQ(TableRows(*OpenBook(FixturePath(name)), "Tabelle1$"), plain) << name;
+  }
+}
+
+TEST(Xlsx, AnEmptyReferenceToASharedTextIsAnEmptyCell) {
+  EXPECT_THAT(ReadSheet(R"(<row r="1"><c r="A1"><v>1</v></c><c r="B1"><v>2</v></c></row>
+<row r="2"><c r="A2" t="s"><v></v></c><c r="B2" t="s"/></row><row r="3"><c r="A3"><v></v></c><c r="B3"><v>4</v></c></row>)"),
+              Pair(ElementsAre(Row{"<null>", "<null>"}, Row{"<null>", "4"}), ""));
+}
+
+TEST(Xlsx, AnEmptyReferenceInAFileOfAnotherProgram) {
+  if (testing::TestDataFolder().empty()) GTEST_SKIP() << "the folder of public test files is absent";
+  const auto rows = TableRows(*OpenBook(testing::TestDataFolder() + "/xlsx/64508.xlsx"), "sheet1$");
+  ASSERT_EQ(rows.size(), 5U);
+  EXPECT_EQ(rows[1][4], "<null>");
+}
+
+TEST(Xlsx, AReferenceToATextThatDoesNotExistIsAnEmptyCellAndToldAtTheEnd) {
+  EXPECT_THAT(ReadSheet(R"(<row r="1"><c r="A1"><v>1</v></c></row>
+<row r="2"><c r="A2" t="s"><v>99</v></c><c r="B2"><v>2</v></c></row><row r="3"><c r="A3"><v>3</v></c></row>)"),
+              Pair(ElementsAre(Row{"<null>", "2"}, Row{"3", "<null>"}),
+                   AllOf(HasSubstr("\"S\""), HasSubstr("Zelle A2 fehlt"), HasSubstr("test.xlsx"))));
+}
+
+TEST(Xlsx, ARowIsNeverWiderThanASheetCanBe) {
+  std::string cells;
+  for (int i = 0; i < 16385; ++i) cells += "<c><v>1</v></c>";
+  EXPECT_THAT(ReadSheet("<row><c><v>1</v></c></row><row><c><v>2</v></c></row><row>" + cells + "</row>"),
+              Pair(ElementsAre(Row{"2"}), HasSubstr("zu viele Spalten")));
+  EXPECT_THAT(ReadSheet(R"(<row r="1"><c r="A1"><v>1</v></c></row><row r="1048577"><c><v>2</v></c></row>)"),
+              Pair(ElementsAre(), HasSubstr("Nummer einer Zeile")));
+}
+
+TEST(Xlsx, ASheetThatIsNoLongerXmlIsReadUpToThere) {
+  std::string xml;
+  constexpr std::size_t kRows = 200;
+  for (std::size_t i = 0; i < kRows; ++i) xml += "<row><c><v>" + std::to_string(i) + "</v></c></row>";
+  const auto [rows, reason] =
+      ReadSheet(xml + R"(<row><c><v>1</v></c><c & ></row><row><c r="A4"><v>4</v></c></row>)");
+  EXPECT_THAT(reason, AllOf(HasSubstr("\"S\""), HasSubstr("hinter Zeile " + std::to_string(rows.size() + 1))));
+  // The parser looks some rows ahead.
+  ASSERT_GT(rows.size(), kRows / 2);
+  ASSERT_LT(rows.size(), kRows);
+  for (std::size_t i = 0; i < rows.size(); ++i) EXPECT_EQ(rows[i], Row{std::to_string(i + 1)});
+}
+
+// However an archive is cut within a sheet, whole rows from the beginning come, and the rest is told.
+TEST(Xlsx, ASheetWhosePackedBytesEndEarlyIsReadUpToThere) {
+  testing::XlsxWriter writer(testing::XlsxWriter::Texts::kInCells);
+  writer.Sheet("S");
+  std::vector<std::string> texts;
+  for (int i = 0; i < 3000; ++i) texts.push_back("Text " + std::to_string(i * 7919 % 3001));
+  for (const std::string& text : texts) writer.Row({&text, &text});
+  const std::string whole = writer.Bytes();
+  const std::string part = "xl/worksheets/sheet1.xml";
+  const std::size_t head = whole.find(part) - 30;
+  ASSERT_EQ(whole.substr(head, 4), "PK\x03\x04");
+  const std::size_t packed = head + 30 + part.size();
+  const std::size_t packed_size = ReadU32(BytesOf(whole), head + 18);
+  for (std::size_t kept = packed_size / 9; kept < packed_size; kept += packed_size / 9) {
+    std::string damaged = whole;
+    damaged.replace(packed + kept, packed_size - kept, packed_size - kept, '\xFF');
+    testing::TempFolder folder;
+    const auto [rows, reason] =
+        testing::RowsAndReason(*OpenBook(folder.Write("test.xlsx", damaged))->OpenRecordset("SELECT * FROM S"));
+    EXPECT_THAT(reason, AllOf(HasSubstr("\"S\""), HasSubstr("bricht"))) << kept;
+    ASSERT_LT(rows.size(), texts.size()) << kept;
+    EXPECT_TRUE(kept < packed_size / 2 || !rows.empty()) << kept;
+    for (std::size_t i = 0; i < rows.size(); ++i) ASSERT_EQ(rows[i], Row({texts[i + 1], texts[i + 1]})) << kept;
+  }
+}
+
+TEST(Xlsx, OtherDocumentsAreToldByName) {
+  testing::TempFolder folder;
+  const auto open = [&](const std::string& part, const std::string& content) {
+    testing::ZipWriter archive;
+    archive.AddStored(part, content);
+    return OpenBook(folder.Write("a.xlsx", archive.Bytes()));
+  };
+  EXPECT_ERROR_TEXT(open("mimetype", "application/vnd.oasis.opendocument.spreadsheet"), ErrorNumber::kDatabase,
+                    AllOf(HasSubstr("OpenDocument-Tabellendokument (.ods)"), HasSubstr("gespeichert werden")));
+  EXPECT_ERROR_TEXT(open("word/document.xml", "<w/>"), ErrorNumber::kDatabase,
+                    HasSubstr("Word-Dokument (.docx)"));
+  EXPECT_ERROR_TEXT(open("ppt/presentation.xml", "<p/>"), ErrorNumber::kDatabase, HasSubstr("PowerPoint"));
+  EXPECT_ERROR_TEXT(open("brief.txt", "Hallo"), ErrorNumber::kDatabase, HasSubstr("ZIP-Archiv"));
 }
 
 }  // namespace kestrel

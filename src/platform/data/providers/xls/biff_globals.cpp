@@ -6,8 +6,6 @@ namespace kestrel::xls {
 
 namespace {
 
-constexpr std::uint16_t kBiff5 = 0x0500;
-constexpr std::uint16_t kBiff8 = 0x0600;
 constexpr std::uint8_t kWorksheet = 0;  // the kind of a sheet that has cells
 
 // Formula tokens that name one cell or one rectangle of another sheet, without their class bits.
@@ -15,20 +13,21 @@ constexpr std::uint8_t kReferenceToken = 0x1A;
 constexpr std::uint8_t kAreaToken = 0x1B;
 constexpr std::uint8_t kTokenClassBits = 0x60;
 
-[[noreturn]] void RefuseEncrypted() {
-  throw RuntimeError(
-      ErrorNumber::kDatabase,
-      "Die Arbeitsmappe ist mit einem Kennwort verschlüsselt; sie muss ohne Kennwort gespeichert "
-      "werden, bevor sie gelesen werden kann");
-}
-
 class GlobalsReader {
  public:
   explicit GlobalsReader(const ScatteredBytes& stream) : stream_(stream), cursor_(stream, 0) {}
 
   BiffGlobals Read() {
     ReadVersion();
-    while (cursor_.Next() && cursor_.type() != kEof) ReadRecord();
+    while (cursor_.Next() && cursor_.type() != kEof) {
+      // Whatever else is damaged counts for nothing; the cells can be read all the same.
+      try {
+        ReadRecord();
+      } catch (const RuntimeError&) {
+        if (cursor_.type() == kBoundSheet) throw;
+      }
+    }
+    if (cursor_.type() != kEof && sheets_.empty()) RaiseDamaged("sie endet im Kopf der Arbeitsmappe");
     FinishSheets();
     FinishStyles();
     FinishNames();
@@ -69,11 +68,10 @@ class GlobalsReader {
   void ReadRecord() {
     const Bytes data = cursor_.data();
     switch (cursor_.type()) {
-      case kFilePass: RefuseEncrypted();
       case kDateMode: globals_.days_from_1904 = ReadU16(data, 0) == 1; break;
       case kCodePage: ReadCodePage(ReadU16(data, 0)); break;
       case kFormat: ReadFormat(); break;
-      case kXf: formats_of_xf_.push_back(ReadU16(data, 2)); break;
+      case kXf: formats_of_xf_.push_back(data.size() >= 4 ? ReadU16(data, 2) : 0); break;
       case kBoundSheet: ReadBoundSheet(); break;
       case kSst: globals_.shared_strings = Content(0); break;
       case kSupBook: own_book_.push_back(data.size() >= 4 && ReadU16(data, 2) == 0x0401); break;
@@ -102,23 +100,28 @@ class GlobalsReader {
     code_page_ = CodePage(number);
   }
 
-  // `length` characters; BIFF8 puts a byte before them that tells how they are stored.
-  std::string TakeName(ContinuedReader& reader, std::size_t length) const {
-    std::string name;
+  // `length` characters; BIFF8 puts a byte before them that tells how they are stored. Where a text of
+  // BIFF8 is cut, `name` holds what is there.
+  void TakeName(ContinuedReader& reader, std::size_t length, std::string& name) const {
     if (globals_.is_biff8) {
       const bool wide = (reader.TakeU8() & 1) != 0;
-      reader.TakeCharacters(length, wide, name);
-      return name;
+      return reader.TakeCharacters(length, wide, name);
     }
-    reader.TakeBytes(length, name);
-    return code_page_.ToText(name);
+    std::string bytes;
+    reader.TakeBytes(length, bytes);
+    code_page_.AppendTo(name, bytes);
   }
 
   void ReadFormat() {
     ContinuedReader reader(stream_, Content(0));
     const std::uint16_t number = reader.TakeU16();
     const std::size_t length = globals_.is_biff8 ? reader.TakeU16() : reader.TakeU8();
-    style_of_format_[number] = StyleOfFormatCode(TakeName(reader, length));
+    std::string code;
+    try {
+      TakeName(reader, length, code);
+    } catch (const RuntimeError&) {  // cut; what is there tells enough
+    }
+    style_of_format_[number] = StyleOfFormatCode(code);
   }
 
   void ReadBoundSheet() {
@@ -127,7 +130,7 @@ class GlobalsReader {
     reader.TakeU8();  // whether it is hidden
     sheet.has_cells = reader.TakeU8() == kWorksheet;
     const std::size_t length = reader.TakeU8();
-    sheet.name = TakeName(reader, length);
+    TakeName(reader, length, sheet.name);
     sheets_.push_back(std::move(sheet));
   }
 
@@ -153,7 +156,7 @@ class GlobalsReader {
     entry.scope = reader.TakeU16();
     reader.Skip(4);  // lengths of menu and help texts
     if ((flags & kNotARange) != 0) return;
-    entry.name = TakeName(reader, name_length);
+    TakeName(reader, name_length, entry.name);
     reader.TakeBytes(formula_length, entry.formula);
     names_.push_back(std::move(entry));
   }

@@ -23,7 +23,7 @@ struct BiffGlobals {
   std::vector<NamedRange> named_ranges;
 };
 
-// Error 3000 for a stream that is encrypted, damaged or of another version than BIFF5 and BIFF8.
+// The stream is plain. Error 3000 where it is damaged or of another version than BIFF5 and BIFF8.
 BiffGlobals ReadGlobals(const ScatteredBytes& stream);
 
 }  // namespace kestrel::xls

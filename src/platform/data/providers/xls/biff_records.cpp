@@ -48,14 +48,18 @@ class Utf16Text {
 }  // namespace
 
 bool RecordCursor::Next() {
-  if (next_ >= stream_->size() || stream_->size() - next_ < kRecordHead) return false;
-  offset_ = next_;
+  const std::size_t left = stream_->size() - std::min(next_, stream_->size());
+  is_cut_ = left > 0 && left < kRecordHead;
+  if (left < kRecordHead) return false;
   const Bytes head = stream_->Read(next_, kRecordHead, scratch_);
   type_ = ReadU16(head, 0);
-  const std::size_t length = ReadU16(head, 2);
+  const std::size_t told = ReadU16(head, 2);
+  const std::size_t length = std::min(told, left - kRecordHead);
+  is_cut_ = length < told;
+  offset_ = next_;
   data_ = stream_->Read(next_ + kRecordHead, length, scratch_);
   next_ += kRecordHead + length;
-  return true;
+  return !is_cut_;
 }
 
 void ContinuedReader::StepToContinuation() {

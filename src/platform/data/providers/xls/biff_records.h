@@ -10,8 +10,14 @@
 
 namespace kestrel::xls {
 
+// Versions, as the first record tells them.
+inline constexpr std::uint16_t kBiff5 = 0x0500;
+inline constexpr std::uint16_t kBiff8 = 0x0600;
+
 enum RecordType : std::uint16_t {
   kFormula = 0x0006,
+  kFormula3 = 0x0206,  // as Excel 3 and 4 wrote it; some write it to this day
+  kFormula4 = 0x0406,
   kEof = 0x000A,
   kExternSheet = 0x0017,
   kName = 0x0018,
@@ -40,8 +46,10 @@ class RecordCursor {
  public:
   RecordCursor(const ScatteredBytes& stream, std::size_t offset) : stream_(&stream), next_(offset) {}
 
-  // Steps to the next record; false at the end of the stream. Damaged (3000) where a record reaches beyond it.
+  // Steps to the next record; false where the stream ends.
   bool Next();
+  // Whether it ended within a record. Its content is then as far there as data() tells.
+  bool is_cut() const { return is_cut_; }
 
   std::uint16_t type() const { return type_; }
   // Of the record itself, its head included.
@@ -55,6 +63,7 @@ class RecordCursor {
   std::size_t next_;
   std::size_t offset_ = 0;
   std::uint16_t type_ = 0;
+  bool is_cut_ = false;
   Bytes data_;
   std::string scratch_;
 };

@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/data/providers/xls/sheet_damage.h"
+
 namespace kestrel::xls {
 
 namespace {
 
 constexpr std::size_t kRecordHead = 4;
+constexpr std::uint32_t kBiffColumns = 256;
 constexpr std::size_t kCellHead = 6;  // row, column, extended format
 
 // How Cell::text names a text: one of the shared ones by its number; an inline one by where its record begins
@@ -18,6 +21,8 @@ std::uint64_t InlineText(std::size_t record, std::size_t skip) { return std::uin
 bool IsCellWithValue(std::uint16_t type) {
   switch (type) {
     case kFormula:
+    case kFormula3:
+    case kFormula4:
     case kMulRk:
     case kRichString:
     case kLabelSst:
@@ -45,6 +50,10 @@ Cell TruthOrErrorCell(std::uint8_t value, bool is_error) {
 }
 Cell TextCell(std::uint64_t text) { return Cell{Cell::Kind::kText, NumberStyle::kNumber, 0, text}; }
 
+// How many cells a record of several numbers has: row, first column, pairs of extended format and number, last
+// column.
+std::uint32_t CellsOfMulRk(Bytes data) { return static_cast<std::uint32_t>((data.size() - 6) / 6); }
+
 // The stored result of a formula; a text is empty until its own record comes.
 Cell FormulaCell(Bytes data, NumberStyle style) {
   constexpr std::size_t kResult = kCellHead;
@@ -63,20 +72,31 @@ BiffSheet::BiffSheet(std::shared_ptr<const BiffWorkbook> workbook, std::uint32_t
   Index(offset);
 }
 
-void BiffSheet::Extend(std::uint32_t row, std::uint32_t first_column, std::uint32_t last_column) {
-  if (!used_) used_ = CellRange{row, first_column, row, last_column};
-  used_->first_row = std::min(used_->first_row, row);
-  used_->last_row = std::max(used_->last_row, row);
-  used_->first_column = std::min(used_->first_column, first_column);
-  used_->last_column = std::max(used_->last_column, last_column);
+// Whether a cell lies within the sheet, its record is as long as its kind needs, and its text there.
+bool BiffSheet::CanBeRead(std::uint16_t type, Bytes data) const {
+  constexpr std::size_t kDouble = 8;
+  if (data.size() < kCellHead || ReadU16(data, 2) >= kBiffColumns) return false;
+  switch (type) {
+    case kMulRk: return data.size() >= kCellHead + 6 && ReadU16(data, 2) + CellsOfMulRk(data) <= kBiffColumns;
+    case kLabelSst:
+      return data.size() >= kCellHead + 4 && ReadU32(data, kCellHead) < workbook_->shared_strings().size();
+    case kRk: return data.size() >= kCellHead + 4;
+    case kBoolErr:
+    case kLabel:
+    case kRichString: return data.size() >= kCellHead + 2;
+    default: return data.size() >= kCellHead + kDouble;
+  }
 }
 
 void BiffSheet::Index(std::uint32_t offset) {
   RecordCursor cursor(workbook_->stream(), offset);
   if (!cursor.Next() || cursor.type() != kBof) RaiseDamaged("ein Tabellenblatt fehlt");
+  DamageNotes notes;
   bool sorted = true;
   bool run_goes_on = false;
-  for (int depth = 1; depth > 0 && cursor.Next();) {
+  std::optional<CellRange> open_row;  // which cells of the last run's row there are
+  int depth = 1;
+  while (depth > 0 && cursor.Next()) {
     // A chart within the sheet is a stream of its own, with numbers that are no cells of the sheet.
     if (cursor.type() == kBof) ++depth;
     if (cursor.type() == kEof) --depth;
@@ -86,13 +106,22 @@ void BiffSheet::Index(std::uint32_t offset) {
     }
     const auto end = static_cast<std::uint32_t>(cursor.end());
     if (cursor.type() == kString && run_goes_on) runs_.back().end = end;
-    if (!IsCellWithValue(cursor.type())) continue;
     const Bytes data = cursor.data();
+    if (!IsCellWithValue(cursor.type()) || data.size() < 4) continue;
     const std::uint32_t row = ReadU16(data, 0);
     const std::uint32_t column = ReadU16(data, 2);
-    const std::uint32_t last_column = cursor.type() == kMulRk ? ReadU16(data, data.size() - 2) : column;
-    if (last_column < column) RaiseDamaged("die Spalten eines Satzes sind vertauscht");
-    Extend(row, column, last_column);
+    if (!CanBeRead(cursor.type(), data)) {
+      notes.LosesCell({row, column});
+      continue;
+    }
+    const std::uint32_t last = cursor.type() == kMulRk ? column + CellsOfMulRk(data) - 1 : column;
+    const CellRange cells{row, column, row, last};
+    if (open_row && open_row->first_row == row) {
+      Extend(open_row, cells);
+    } else {
+      if (open_row) Extend(used_, *open_row);
+      open_row = cells;
+    }
     if (run_goes_on && runs_.back().row == row) {
       runs_.back().end = end;
     } else {
@@ -101,6 +130,18 @@ void BiffSheet::Index(std::uint32_t offset) {
       runs_.push_back(Run{row, static_cast<std::uint32_t>(cursor.offset()), end});
     }
   }
+  // Where bytes are missing, the last row may have lost cells, unless another one has begun; where only the
+  // sheet's end is missing, it has not.
+  const bool next_row_begins = cursor.is_cut() && open_row && IsCellWithValue(cursor.type()) &&
+                               cursor.data().size() >= 2 && ReadU16(cursor.data(), 0) != open_row->first_row;
+  const bool bytes_are_missing = cursor.is_cut() || !workbook_->is_whole();
+  if (depth > 0 && bytes_are_missing && open_row && !next_row_begins) {
+    std::erase_if(runs_, [&](const Run& run) { return run.row == open_row->first_row; });
+  } else if (open_row) {
+    Extend(used_, *open_row);
+  }
+  if (depth > 0) notes.Ends(used_ ? used_->last_row + 1 : 0, "");
+  damage_ = notes.Damage();
   if (sorted) return;
   std::stable_sort(runs_.begin(), runs_.end(), [](const Run& a, const Run& b) { return a.row < b.row; });
 }
@@ -122,12 +163,12 @@ void BiffSheet::ReadRow(std::uint32_t row, std::uint32_t first_column, std::span
       if (type == kString && awaits_text != nullptr) awaits_text->text = InlineText(cursor.offset(), 0);
       if (!IsCellWithValue(type)) continue;
       awaits_text = nullptr;
+      if (!CanBeRead(type, data)) continue;
       const std::uint32_t column = ReadU16(data, 2);
       if (type == kMulRk) {
-        // Row and first column, pairs of extended format and number, last column.
-        for (std::size_t i = 0; 4 + (i + 1) * 6 + 2 <= data.size(); ++i) {
+        for (std::uint32_t i = 0; i < CellsOfMulRk(data); ++i) {
           const NumberStyle style = workbook_->StyleOf(ReadU16(data, 4 + i * 6));
-          set(column + static_cast<std::uint32_t>(i), NumberCell(RkNumber(ReadU32(data, 6 + i * 6)), style));
+          set(column + i, NumberCell(RkNumber(ReadU32(data, 6 + i * 6)), style));
         }
         continue;
       }

@@ -3,31 +3,28 @@
 #include <limits>
 #include <utility>
 
+#include "platform/data/providers/xls/biff_decryption.h"
 #include "platform/data/providers/xls/biff_sheet.h"
-#include "platform/data/providers/xls/compound_file.h"
+#include "platform/data/providers/xls/other_files.h"
 
 namespace kestrel::xls {
 
 namespace {
 
-ScatteredBytes FindWorkbookStream(Bytes file) {
-  if (!CompoundFile::IsOne(file)) return ScatteredBytes(file);
+CompoundStream FindWorkbookStream(Bytes file) {
+  if (!CompoundFile::IsOne(file)) return CompoundStream{ScatteredBytes(file)};
   const CompoundFile container(file);
   if (auto stream = container.FindStream("Workbook")) return *std::move(stream);
   if (auto stream = container.FindStream("Book")) return *std::move(stream);
-  if (container.FindStream("EncryptedPackage")) {
-    throw RuntimeError(
-        ErrorNumber::kDatabase,
-        "Die Arbeitsmappe ist mit einem Kennwort verschlüsselt; sie muss ohne Kennwort gespeichert "
-        "werden, bevor sie gelesen werden kann");
-  }
-  throw RuntimeError(ErrorNumber::kDatabase, "Die Datei ist keine Excel-Arbeitsmappe");
+  RaiseOtherContent(container);
 }
 
-ScatteredBytes FindStreamOfLegalSize(Bytes file) {
-  ScatteredBytes stream = FindWorkbookStream(file);
-  if (stream.size() > std::numeric_limits<std::uint32_t>::max())
+// What is found in `file`, made plain there.
+CompoundStream OpenWorkbookStream(std::string& file) {
+  CompoundStream stream = FindWorkbookStream(BytesOf(file));
+  if (stream.bytes.size() > std::numeric_limits<std::uint32_t>::max())
     RaiseDamaged("sie ist größer als ihr Format erlaubt");
+  DecryptStream(file, stream.bytes);
   return stream;
 }
 
@@ -41,10 +38,10 @@ bool BiffWorkbook::IsOne(Bytes file) {
 
 BiffWorkbook::BiffWorkbook(std::string file)
     : file_(std::move(file)),
-      stream_(FindStreamOfLegalSize(BytesOf(file_))),
-      globals_(ReadGlobals(stream_)),
+      stream_(OpenWorkbookStream(file_)),
+      globals_(ReadGlobals(stream_.bytes)),
       code_page_(globals_.code_page) {
-  if (globals_.shared_strings) shared_strings_ = SharedStrings(stream_, *globals_.shared_strings);
+  if (globals_.shared_strings) shared_strings_ = SharedStrings(stream_.bytes, *globals_.shared_strings);
 }
 
 NumberStyle BiffWorkbook::StyleOf(std::uint16_t extended_format) const {
@@ -52,7 +49,7 @@ NumberStyle BiffWorkbook::StyleOf(std::uint16_t extended_format) const {
 }
 
 void BiffWorkbook::AppendInlineText(RecordPosition position, std::string& text) const {
-  ContinuedReader reader(stream_, position);
+  ContinuedReader reader(stream_.bytes, position);
   if (globals_.is_biff8) return reader.TakeText(text);
   std::string bytes;
   reader.TakeBytes(reader.TakeU16(), bytes);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/data/providers/xls/biff_globals.h"
+#include "platform/data/providers/xls/compound_file.h"
 #include "platform/data/providers/xls/shared_strings.h"
 #include "platform/data/providers/xls/workbook.h"
 
@@ -11,7 +12,7 @@ class BiffWorkbook final : public Workbook {
  public:
   // Whether the file begins like a compound file or a bare stream of any version.
   static bool IsOne(Bytes file);
-  // Error 3000 for an encrypted, damaged or older workbook.
+  // Error 3000 for a workbook that is older, damaged, or encrypted with a password of its own.
   explicit BiffWorkbook(std::string file);
 
   const std::vector<std::string>& SheetNames() const override { return globals_.sheet_names; }
@@ -19,7 +20,9 @@ class BiffWorkbook final : public Workbook {
   std::shared_ptr<const Sheet> OpenSheet(std::size_t sheet) const override;
 
   // --- For its sheets ---
-  const ScatteredBytes& stream() const { return stream_; }
+  const ScatteredBytes& stream() const { return stream_.bytes; }
+  // Whether the file holds all of the stream.
+  bool is_whole() const { return stream_.is_whole; }
   const SharedStrings& shared_strings() const { return shared_strings_; }
   bool days_from_1904() const { return globals_.days_from_1904; }
   // What numbers mean in cells of the extended format.
@@ -29,7 +32,7 @@ class BiffWorkbook final : public Workbook {
 
  private:
   std::string file_;
-  ScatteredBytes stream_;  // views file_
+  CompoundStream stream_;  // views file_
   BiffGlobals globals_;
   CodePage code_page_;
   SharedStrings shared_strings_;

@@ -4,14 +4,19 @@ namespace kestrel::xls {
 
 namespace {
 
-constexpr std::uint32_t kMostRows = 1'048'576;
-constexpr std::uint32_t kMostColumns = 16'384;
-
 void SkipDollar(std::string_view& text) {
   if (text.starts_with('$')) text.remove_prefix(1);
 }
 
 }  // namespace
+
+std::string CellName(CellPosition cell) {
+  std::string name;
+  for (std::uint32_t left = cell.column + 1; left > 0; left = (left - 1) / 26) {
+    name.insert(name.begin(), static_cast<char>('A' + (left - 1) % 26));
+  }
+  return name + std::to_string(cell.row + 1);
+}
 
 std::optional<CellPosition> ParseCell(std::string_view text) {
   std::uint32_t column = 0;

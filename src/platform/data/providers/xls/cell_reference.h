@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "platform/data/providers/xls/workbook.h"
@@ -13,6 +14,13 @@ struct CellPosition {
   std::uint32_t row = 0;  // both count from 0
   std::uint32_t column = 0;
 };
+
+// More than these no sheet has.
+inline constexpr std::uint32_t kMostRows = 1'048'576;
+inline constexpr std::uint32_t kMostColumns = 16'384;
+
+// "AB12"
+std::string CellName(CellPosition cell);
 
 // "AB12", "$AB$12"; letters in upper case. No value for anything else.
 std::optional<CellPosition> ParseCell(std::string_view text);

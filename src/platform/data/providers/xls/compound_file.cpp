@@ -1,6 +1,7 @@
 #include "platform/data/providers/xls/compound_file.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/base/text.h"
 
@@ -118,7 +119,7 @@ void CompoundFile::ReadDirectory(std::uint32_t first_sector) {
   if (entries_.empty() || entries_.front().type != kRootEntry) RaiseDamaged("das Inhaltsverzeichnis fehlt");
 }
 
-std::optional<ScatteredBytes> CompoundFile::FindStream(std::string_view name) const {
+std::optional<CompoundStream> CompoundFile::FindStream(std::string_view name) const {
   // The root's entries form a tree; whatever its order, every one is looked at once.
   std::vector<bool> seen(entries_.size());
   std::vector<std::uint32_t> open{entries_.front().child};
@@ -131,8 +132,9 @@ std::optional<ScatteredBytes> CompoundFile::FindStream(std::string_view name) co
     if (entry.type == kStreamEntry && EqualsIgnoringCase(entry.name, name)) {
       ScatteredBytes bytes =
           entry.size < mini_cutoff_ ? MiniChain(entry.first_sector) : Chain(entry.first_sector);
+      const bool is_whole = bytes.size() >= entry.size;
       bytes.Truncate(static_cast<std::size_t>(std::min<std::uint64_t>(entry.size, bytes.size())));
-      return bytes;
+      return CompoundStream{std::move(bytes), is_whole};
     }
     open.push_back(entry.left);
     open.push_back(entry.right);

@@ -10,6 +10,11 @@
 
 namespace kestrel::xls {
 
+struct CompoundStream {
+  ScatteredBytes bytes;
+  bool is_whole = true;  // as long as the directory tells
+};
+
 class CompoundFile {
  public:
   static bool IsOne(Bytes file);
@@ -19,8 +24,9 @@ class CompoundFile {
   explicit CompoundFile(Bytes file);
 
   // The stream of that name directly under the root, names compared without case (ASCII letters only). Where
-  // its chain of sectors ends early, so does the stream. None where there is no such stream.
-  std::optional<ScatteredBytes> FindStream(std::string_view name) const;
+  // its chain of sectors ends early, so does the stream, which then is not whole. None where there is no such
+  // stream.
+  std::optional<CompoundStream> FindStream(std::string_view name) const;
 
  private:
   struct Entry {

@@ -4,6 +4,8 @@
 #include <bit>
 #include <cstring>
 
+#include "platform/data/byte_span.h"
+#include "platform/data/providers/xls/cell_reference.h"
 #include "platform/data/providers/xls/packed_number.h"
 
 namespace kestrel::xls {
@@ -17,9 +19,11 @@ constexpr unsigned kKindMask = 0x0F;
 }  // namespace
 
 void PackedCells::Add(std::uint32_t row, std::uint32_t column, const Cell& cell) {
-  if (runs_.empty() || runs_.back().row != row) {
+  if (open_run_.empty() || runs_.back().row != row) {
     CloseRun();
+    if (runs_.size() == kMostRows) RaiseDamaged("es beginnt immer wieder mit denselben Zeilen");
     runs_.push_back(Run{row, 0, packed_.size()});
+    open_used_ = CellRange{row, column, row, column};
   }
   open_run_.push_back(
       static_cast<char>(static_cast<unsigned>(cell.kind) | static_cast<unsigned>(cell.style) << kStyleShift));
@@ -31,19 +35,22 @@ void PackedCells::Add(std::uint32_t row, std::uint32_t column, const Cell& cell)
     std::memcpy(number, &cell.number, sizeof number);
     open_run_.append(number, sizeof number);
   }
-
-  if (!used_) used_ = CellRange{row, column, row, column};
-  used_->first_row = std::min(used_->first_row, row);
-  used_->last_row = std::max(used_->last_row, row);
-  used_->first_column = std::min(used_->first_column, column);
-  used_->last_column = std::max(used_->last_column, column);
+  open_used_.first_column = std::min(open_used_.first_column, column);
+  open_used_.last_column = std::max(open_used_.last_column, column);
 }
 
 void PackedCells::CloseRun() {
-  if (runs_.empty()) return;
+  if (open_run_.empty()) return;
   runs_.back().size = static_cast<std::uint32_t>(open_run_.size());
   packed_.Append(open_run_);
   open_run_.clear();
+  Extend(used_, open_used_);
+}
+
+void PackedCells::DropOpenRow() {
+  if (open_run_.empty()) return;
+  open_run_.clear();
+  runs_.pop_back();
 }
 
 void PackedCells::Finish() {

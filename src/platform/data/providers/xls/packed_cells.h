@@ -14,8 +14,10 @@ namespace kestrel::xls {
 class PackedCells {
  public:
   // Adds a cell with a value, in any order. Of cells at one place the last one counts. Raises as SpilledBytes
-  // does.
+  // does, and 3000 where rows are taken up again and again.
   void Add(std::uint32_t row, std::uint32_t column, const Cell& cell);
+  // Drops the cells of the last one's row that were added since the row was begun or taken up again.
+  void DropOpenRow();
   // To be called once behind the last Add.
   void Finish();
 
@@ -35,6 +37,7 @@ class PackedCells {
 
   SpilledBytes packed_;
   std::string open_run_;
+  CellRange open_used_;   // by it
   std::deque<Run> runs_;  // a vector would hold twice as many while it grows
   std::optional<CellRange> used_;
 };

@@ -14,10 +14,12 @@ class SharedStrings {
  public:
   // A workbook without the table.
   SharedStrings() = default;
-  // Walks the table whose record is at `position`. Error 3000 where it is damaged.
+  // Walks the table whose record is at `position`. One that is cut or tells a wrong count has the texts that
+  // are there.
   SharedStrings(const ScatteredBytes& stream, RecordPosition position);
 
-  // Appends the text; error 3000 for a number the table does not have.
+  std::uint64_t size() const { return count_; }
+  // Appends the text; `number` is below size(). Error 3000 where the text is damaged.
   void AppendText(const ScatteredBytes& stream, std::uint64_t number, std::string& text) const;
 
  private:

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/base/text.h"
+#include "platform/data/providers/xls/cell_reference.h"
 #include "platform/data/value_text.h"
 
 namespace kestrel::xls {
@@ -52,19 +53,34 @@ std::vector<std::string> ColumnNames(const Sheet& sheet, const std::optional<Cel
   return names;
 }
 
-SheetRecordset::SheetRecordset(std::shared_ptr<const Sheet> sheet, const std::optional<CellRange>& range)
+SheetRecordset::SheetRecordset(std::shared_ptr<const Sheet> sheet, const std::optional<CellRange>& range,
+                               Place place)
     : IndexedRecordset(ColumnNames(*sheet, range),
                        [&]() -> std::size_t {
                          const auto extent = Extent(*sheet, range);
                          return extent ? extent->last_row - extent->first_row : 0;
                        }()),
       sheet_(std::move(sheet)),
+      place_(std::move(place)),
       cells_(ColumnCount()),
       buffers_(ColumnCount()) {
   if (const auto extent = Extent(*sheet_, range)) {
     first_row_ = extent->first_row + 1;
     first_column_ = extent->first_column;
   }
+  const std::optional<SheetDamage>& damage = sheet_->Damage();
+  if (!damage || (range && range->last_row < damage->row)) return;
+  EndsEarly(RuntimeError(ErrorNumber::kDatabase,
+                         "Das Tabellenblatt \"" + place_.sheet + "\" ist unvollständig: " + damage->what +
+                             ". Was zu lesen ist, " + "wird gelesen (" + place_.path + ")"));
+}
+
+void SheetRecordset::RaiseDamagedCell(std::size_t row, std::size_t column, const RuntimeError& why) const {
+  const CellPosition cell{first_row_ + static_cast<std::uint32_t>(row),
+                          first_column_ + static_cast<std::uint32_t>(column)};
+  throw RuntimeError(ErrorNumber::kDatabase,
+                     "Die Zelle " + CellName(cell) + " des Tabellenblatts \"" + place_.sheet +
+                         "\" lässt sich nicht lesen: " + why.Description() + " (" + place_.path + ")");
 }
 
 const Cell& SheetRecordset::CellAt(std::size_t row, std::size_t column) const {
@@ -83,7 +99,11 @@ bool SheetRecordset::IsNullAt(std::size_t row, std::size_t column) const {
 
 std::string_view SheetRecordset::TextAt(std::size_t row, std::size_t column) const {
   std::string& buffer = buffers_[column];
-  SetCellText(*sheet_, CellAt(row, column), buffer);
+  try {
+    SetCellText(*sheet_, CellAt(row, column), buffer);
+  } catch (const RuntimeError& error) {
+    RaiseDamagedCell(row, column, error);
+  }
   return buffer;
 }
 

@@ -18,9 +18,16 @@ std::vector<std::string> ColumnNames(const Sheet& sheet, const std::optional<Cel
 
 // Empty cells and errors such as #NV are null. Rows without a value that stand between others are records of
 // nulls.
+//
+// Where the sheet has lost something that belongs to the range, the set is broken off behind its last row.
 class SheetRecordset final : public IndexedRecordset {
  public:
-  SheetRecordset(std::shared_ptr<const Sheet> sheet, const std::optional<CellRange>& range);
+  // What errors call the sheet and its file.
+  struct Place {
+    std::string sheet;
+    std::string path;
+  };
+  SheetRecordset(std::shared_ptr<const Sheet> sheet, const std::optional<CellRange>& range, Place place);
 
  protected:
   bool IsNullAt(std::size_t row, std::size_t column) const override;
@@ -28,8 +35,10 @@ class SheetRecordset final : public IndexedRecordset {
 
  private:
   const Cell& CellAt(std::size_t row, std::size_t column) const;
+  [[noreturn]] void RaiseDamagedCell(std::size_t row, std::size_t column, const RuntimeError& why) const;
 
   std::shared_ptr<const Sheet> sheet_;
+  Place place_;
   std::uint32_t first_row_ = 0;  // of the records
   std::uint32_t first_column_ = 0;
   // The row read last.

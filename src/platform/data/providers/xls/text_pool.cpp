@@ -1,5 +1,6 @@
 #include "platform/data/providers/xls/text_pool.h"
 
+#include "platform/data/byte_span.h"
 #include "platform/data/providers/xls/packed_number.h"
 
 namespace kestrel::xls {
@@ -14,6 +15,8 @@ std::uint64_t TextPool::Add(std::string_view text) {
 }
 
 void TextPool::AddNumbered(std::string_view text) {
+  constexpr std::uint64_t kMostNumbered = std::uint64_t{1} << 25;
+  if (numbered_ == kMostNumbered) RaiseDamaged("die Arbeitsmappe hat zu viele Texte");
   const std::uint64_t place = Add(text);
   if (numbered_++ % kStride == 0) every_eighth_.push_back(place);
 }

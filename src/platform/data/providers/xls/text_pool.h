@@ -15,7 +15,8 @@ class TextPool {
  public:
   // Where the text added lies. Raises as SpilledBytes does.
   std::uint64_t Add(std::string_view text);
-  // The same for one of the texts that are numbered, from 0 on.
+  // The same for one of the texts that are numbered, from 0 on. Error 3000 for more of them than a workbook can
+  // need.
   void AddNumbered(std::string_view text);
   std::uint64_t numbered() const { return numbered_; }
   // Where the numbered text lies; `number` is below numbered().

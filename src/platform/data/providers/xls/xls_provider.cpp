@@ -47,7 +47,8 @@ class XlsConnection final : public ReadOnlyConnection {
     const std::string path = name.size() > 1 ? JoinTableName({name.begin(), name.end() - 1}) : path_;
     return ReadingFile(path, [&]() -> RecordsetPtr {
       const OpenedTable table = OpenSheetTable(path, name.back());
-      return std::make_shared<SheetRecordset>(table.sheet, table.range);
+      return std::make_shared<SheetRecordset>(table.sheet, table.range,
+                                              SheetRecordset::Place{table.sheet_name, path});
     });
   }
 
@@ -55,6 +56,7 @@ class XlsConnection final : public ReadOnlyConnection {
   struct OpenedTable {
     std::shared_ptr<const Sheet> sheet;
     std::optional<CellRange> range;
+    std::string sheet_name;
   };
 
   static OpenedTable OpenSheetTable(const std::string& path, std::string_view name) {
@@ -65,7 +67,7 @@ class XlsConnection final : public ReadOnlyConnection {
           ErrorNumber::kDatabase,
           "Die Arbeitsmappe hat weder eine Tabelle noch einen benannten Bereich \"" + std::string(name) + "\"");
     }
-    return OpenedTable{workbook->OpenSheet(table->sheet), table->range};
+    return OpenedTable{workbook->OpenSheet(table->sheet), table->range, workbook->SheetNames()[table->sheet]};
   }
 
   std::string path_;

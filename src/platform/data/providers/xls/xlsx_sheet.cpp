@@ -5,6 +5,7 @@
 
 #include "platform/base/text.h"
 #include "platform/data/providers/xls/cell_reference.h"
+#include "platform/data/providers/xls/sheet_damage.h"
 #include "platform/data/providers/xls/xml_stream.h"
 #include "platform/data/value_text.h"
 
@@ -91,8 +92,24 @@ class SheetReader {
   SheetReader(TextPool& texts, PackedCells& cells, const std::vector<NumberStyle>& styles)
       : texts_(texts), cells_(cells), styles_(styles) {}
 
-  void Read(XmlStream& xml) {
+  // What the sheet turns out to lack, `notes` knows.
+  void Read(XmlStream& xml, DamageNotes& notes) {
+    notes_ = &notes;
+    try {
+      ReadRows(xml);
+    } catch (const RuntimeError& error) {
+      if (in_row_) cells_.DropOpenRow();
+      cells_.Finish();
+      notes.Ends(cells_.used() ? cells_.used()->last_row + 1 : 0, error.Description());
+      return;
+    }
+    cells_.Finish();
+  }
+
+ private:
+  void ReadRows(XmlStream& xml) {
     for (Node node = xml.Next(); node != Node::kEndOfPart; node = xml.Next()) {
+      if (node == Node::kEnd && xml.name() == "row") in_row_ = false;
       if (node != Node::kStart) continue;
       if (xml.name() == "row") {
         StartRow(xml);
@@ -100,18 +117,17 @@ class SheetReader {
         ReadCell(xml);
       }
     }
-    cells_.Finish();
   }
 
- private:
   // Where places are left out, rows and cells follow each other.
   void StartRow(XmlStream& xml) {
-    constexpr std::uint32_t kMostRows = 1'048'576;
     const auto number = ParseXmlNumber<std::uint32_t>(xml.Attribute("r").value_or(""));
-    row_ = number ? *number - 1 : next_row_;
-    if (row_ >= kMostRows) RaiseDamaged("die Nummer einer Zeile ist falsch");
+    const std::uint32_t row = number ? *number - 1 : next_row_;
+    if (row >= kMostRows) RaiseDamaged("die Nummer einer Zeile ist falsch");
+    row_ = row;
     next_row_ = row_ + 1;
     next_column_ = 0;
+    in_row_ = true;
   }
 
   void ReadCell(XmlStream& xml) {
@@ -121,6 +137,7 @@ class SheetReader {
       if (!parsed) RaiseDamaged("der Ort einer Zelle ist falsch");
       position = *parsed;
     }
+    if (position.column >= kMostColumns) RaiseDamaged("eine Zeile hat zu viele Spalten");
     next_column_ = position.column + 1;
     const std::string type = xml.Attribute("t").value_or("n");
     const std::size_t style = ParseXmlNumber<std::uint32_t>(xml.Attribute("s").value_or("0")).value_or(0);
@@ -141,15 +158,18 @@ class SheetReader {
         case Node::kEndOfPart: return;
       }
     }
-    if (value) cells_.Add(position.row, position.column, MakeCell(type, style, *std::move(value)));
+    if (!value || (value->empty() && type != "str" && type != "inlineStr")) return;
+    const Cell cell = MakeCell(type, style, *std::move(value));
+    if (cell.kind == Cell::Kind::kEmpty) return notes_->LosesCell(position);
+    cells_.Add(position.row, position.column, cell);
   }
 
+  // An empty cell where the value refers to a text that does not exist.
   Cell MakeCell(const std::string& type, std::size_t style, std::string value) {
     Cell cell;
     if (type == "s") {
       const auto number = ParseXmlNumber<std::uint64_t>(value);
-      if (!number || *number >= texts_.numbered())
-        RaiseDamaged("eine Zelle verweist auf einen Text, den es nicht gibt");
+      if (!number || *number >= texts_.numbered()) return cell;
       return TextCell(texts_.PlaceOf(*number));
     }
     if (type == "str") return TextCell(texts_.Add(Unescape(value)));
@@ -178,6 +198,8 @@ class SheetReader {
   TextPool& texts_;
   PackedCells& cells_;
   const std::vector<NumberStyle>& styles_;
+  DamageNotes* notes_ = nullptr;
+  bool in_row_ = false;
   std::uint32_t row_ = 0;
   std::uint32_t next_row_ = 0;
   std::uint32_t next_column_ = 0;
@@ -189,14 +211,24 @@ XlsxSheet::XlsxSheet(const ZipArchive& archive, const ZipArchive::Part& sheet,
                      const ZipArchive::Part* shared_strings, const std::vector<NumberStyle>& styles,
                      bool days_from_1904)
     : days_from_1904_(days_from_1904) {
+  DamageNotes notes;
   if (shared_strings != nullptr) {
-    XmlStream xml(archive, *shared_strings);
-    for (Node node = xml.Next(); node != Node::kEndOfPart; node = xml.Next()) {
-      if (node == Node::kStart && xml.name() == "si") texts_.AddNumbered(TakeText(xml));
+    try {
+      ReadTexts(archive, *shared_strings);
+    } catch (const RuntimeError& error) {
+      notes.LosesTexts(error.Description());
     }
   }
   XmlStream xml(archive, sheet);
-  SheetReader(texts_, cells_, styles).Read(xml);
+  SheetReader(texts_, cells_, styles).Read(xml, notes);
+  damage_ = notes.Damage();
+}
+
+void XlsxSheet::ReadTexts(const ZipArchive& archive, const ZipArchive::Part& part) {
+  XmlStream xml(archive, part);
+  for (Node node = xml.Next(); node != Node::kEndOfPart; node = xml.Next()) {
+    if (node == Node::kStart && xml.name() == "si") texts_.AddNumbered(TakeText(xml));
+  }
 }
 
 void XlsxSheet::AppendText(const Cell& cell, std::string& text) const { texts_.AppendText(cell.text, text); }

@@ -5,6 +5,7 @@
 
 #include "platform/base/text.h"
 #include "platform/data/providers/xls/cell_reference.h"
+#include "platform/data/providers/xls/other_files.h"
 #include "platform/data/providers/xls/xlsx_sheet.h"
 #include "platform/data/providers/xls/xml_stream.h"
 
@@ -74,7 +75,7 @@ std::string XlsxWorkbook::FindWorkbookPart() const {
         "Die Arbeitsmappe ist binär gespeichert (.xlsb); sie muss als .xlsx oder .xls gespeichert "
         "werden, bevor sie gelesen werden kann");
   }
-  throw RuntimeError(ErrorNumber::kDatabase, "Die Datei ist keine Excel-Arbeitsmappe");
+  RaiseOtherContent(archive_);
 }
 
 void XlsxWorkbook::ReadWorkbookPart(const std::string& part) {
