@@ -57,7 +57,7 @@ def run_import(bin_folder, folder, url, file, keeps_index, duplicates):
     """Records a second of a whole import into an empty host, the program's start included."""
     host = Path(folder) / "host"
     program = os.path.join(bin_folder, "kestrel-import")
-    subprocess.run([program, "init", host, "--host", url], check=True, stdout=subprocess.DEVNULL)
+    subprocess.run([program, "init", host, "--force", "--host", url], check=True, stdout=subprocess.DEVNULL)
     if not keeps_index:
         subprocess.run([os.path.join(bin_folder, "server_sources_bench"), "execute", url,
                         "UPDATE Einstellungen SET Wert = '0' WHERE Name = 'Doubletindex'"], check=True)

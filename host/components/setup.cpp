@@ -2,6 +2,7 @@
 
 #include "components/sample_files.h"
 #include "platform/base/file.h"
+#include "platform/base/text.h"
 #include "platform/data/open_connection.h"
 #include "schema/host_schema.h"
 
@@ -17,7 +18,8 @@ void Setup::Bind(Members& members) {
 std::string Setup::CreateSampleHost(const std::string& folder) {
   CreateFolders(folder);
   std::string database = JoinPath(folder, "kestrel.db");
-  const ConnectionPtr connection = OpenConnection("Provider=SQLite;Data Source=\"" + database + "\"");
+  const ConnectionPtr connection =
+      OpenConnection("Provider=SQLite;Data Source=\"" + ReplaceAll(database, "\"", "\"\"") + "\"");
   InitialiseHostDatabase(*connection);
   connection->Close();
   CreateSampleFiles(folder);

@@ -6,10 +6,13 @@
 //                           CreateSampleFiles(folder): the same without a database
 //                           InitialiseDatabase(connection): makes the tables in another one
 //   kestrelhost.LogReader   Connection (set), ReadLog(list name, only the last): a record set
+#include <filesystem>
 #include <ostream>
+#include <system_error>
 
 #include "cli/program.h"
 #include "log/import_log.h"
+#include "platform/base/file.h"
 #include "platform/base/text.h"
 
 namespace kestrel::cli {
@@ -20,16 +23,31 @@ namespace {
 std::string MakeSampleHost(Workspace& workspace, const std::string& folder) {
   const ObjectPtr setup = workspace.components().CreateObject("kestrelhost.Setup");
   if (workspace.options().host.empty()) return CallMethod(setup, "CreateSampleHost", folder).ToText();
-  workspace.OpenHost();
+  workspace.OpenHost(Workspace::MissingHost::kMake);
   CallMethod(setup, "InitialiseDatabase", workspace.session().HostConnection);
   CallMethod(setup, "CreateSampleFiles", folder);
   // A connection string may hold a password.
   return "(--host)";
 }
 
+// The text as one word of a shell.
+std::string ShellWord(const std::string& text) {
+  constexpr std::string_view kSpecial = " \t\n!\"#$&'()*;<>?[\\]^`{|}~";
+  if (!text.empty() && text.find_first_of(kSpecial) == std::string::npos) return text;
+  return "'" + ReplaceAll(text, "'", "'\\''") + "'";
+}
+
 }  // namespace
 
-int InitCommand(Workspace& workspace, const std::string& folder) {
+int InitCommand(Workspace& workspace, const InitOptions& options) {
+  const std::string& folder = options.folder;
+  if (FileExists(folder)) throw NotUsable("''" + folder + "'' ist eine Datei und kein Ordner.");
+  std::error_code error;
+  if (!options.force && FolderExists(folder) && !std::filesystem::is_empty(folder, error) && !error) {
+    throw NotUsable("Der Ordner ''" + folder +
+                    "'' ist nicht leer. Nennen Sie einen neuen oder leeren Ordner, oder geben Sie --force an: "
+                    "Was dort liegt, bleibt, und was fehlt, wird angelegt.");
+  }
   const std::string database = MakeSampleHost(workspace, folder);
   if (workspace.options().format == OutputFormat::kJson) {
     JsonObject(workspace.out()).Text("folder", folder).Text("host", database).End();
@@ -38,8 +56,8 @@ int InitCommand(Workspace& workspace, const std::string& folder) {
   workspace.out() << "Beispielanwendung angelegt: " << folder << "\n"
                   << "  Datenbank   " << database << "\n\n"
                   << "Weiter mit:\n"
-                  << "  kestrel-import list --folder " << folder << "\n"
-                  << "  kestrel-import run Kunden --folder " << folder << std::endl;
+                  << "  kestrel-import list --folder " << ShellWord(folder) << "\n"
+                  << "  kestrel-import run Kunden --folder " << ShellWord(folder) << std::endl;
   return kDone;
 }
 

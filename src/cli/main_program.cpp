@@ -90,9 +90,11 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
       ->type_name("");
   log->add_flag("--last", log_options.last, "nur das letzte");
 
-  std::string init_folder;
+  InitOptions init_options;
   auto* init = app.add_subcommand("init", "Eine Beispielanwendung mit Datenbank und Vorlagen anlegen");
-  init->add_option("ORDNER", init_folder, "neuer oder leerer Ordner")->required()->type_name("");
+  init->add_option("ORDNER", init_options.folder, "neuer oder leerer Ordner")->required()->type_name("");
+  init->add_flag("--force", init_options.force,
+                 "auch in einem Ordner, der nicht leer ist; was dort liegt, bleibt");
 
   try {
     std::reverse(arguments.begin(), arguments.end());
@@ -124,7 +126,7 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
     if (*preview) return PreviewCommand(workspace, spec, source_file, records);
     if (*run) return RunCommand(workspace, run_options);
     if (*log) return LogCommand(workspace, log_options);
-    if (*init) return InitCommand(workspace, init_folder);
+    if (*init) return InitCommand(workspace, init_options);
     return kWrongUse;
   } catch (const NotUsable& error) {
     err << "kestrel-import: " << error.what() << std::endl;

@@ -117,8 +117,10 @@ class Workspace {
   const std::string& spec_folder() const { return spec_folder_; }
   // The host's connection string: --host, KESTREL_HOST, or the database that init made in the folder.
   std::string HostConnectionString() const;
-  // Opens the host database into the session. NotUsable where none is named or it cannot be opened.
-  void OpenHost();
+  // Opens the host database into the session. NotUsable where none is named or it cannot be opened; an SQLite
+  // file that is missing is only made where asked for, as its name may be mistyped.
+  enum class MissingHost { kRefuse, kMake };
+  void OpenHost(MissingHost missing = MissingHost::kRefuse);
 
   // The specification file meant by `name`: a path; a file of the specification folder with or without
   // ".IMP" or ".IMT"; or a Description. NotUsable, with what there is, where nothing fits.
@@ -174,7 +176,12 @@ struct LogOptions {
   bool last = false;
 };
 int LogCommand(Workspace& workspace, const LogOptions& options);
-int InitCommand(Workspace& workspace, const std::string& folder);
+struct InitOptions {
+  std::string folder;
+  // Also into a folder that holds something, all of which is kept.
+  bool force = false;
+};
+int InitCommand(Workspace& workspace, const InitOptions& options);
 
 // The whole program. `arguments` without the program's name.
 int Main(std::vector<std::string> arguments, DescriptorOutput& out, std::ostream& err);

@@ -10,7 +10,9 @@
 #include "platform/base/file.h"
 #include "platform/base/number.h"
 #include "platform/base/text.h"
+#include "platform/data/connection_string.h"
 #include "platform/data/open_connection.h"
+#include "platform/data/providers/sqlite/sqlite_provider.h"
 #include "sources/source_connection.h"
 #include "sources/source_reader.h"
 #include "spec/profile_access.h"
@@ -32,6 +34,19 @@ std::string SpecFolderFor(const CommonOptions& options) {
   if (options.folder.empty()) return DefaultSpecFolder();
   const std::string import = JoinPath(options.folder, "Import");
   return FolderExists(import) ? import : options.folder;
+}
+
+// The component's folder that --folder means, for what else lies there.
+std::string ComponentFolderFor(const CommonOptions& options, const std::string& spec_folder) {
+  if (spec_folder != options.folder) return options.folder;
+  return std::filesystem::absolute(options.folder).lexically_normal().parent_path().string();
+}
+
+// The file of an SQLite database, or an empty text.
+std::string SqliteFileOf(const std::string& connection_string) {
+  const ConnectionKeys keys(connection_string);
+  if (!sqlite::Serves(keys)) return {};
+  return keys.Find("Provider") ? keys.Get("Data Source") : connection_string;
 }
 
 }  // namespace
@@ -80,6 +95,9 @@ Workspace::Workspace(const CommonOptions& options, const Surroundings& surroundi
       ui_(surroundings.err),
       session_(Platform{ui_, components_, clock_}),
       spec_folder_(SpecFolderFor(options)) {
+  if (!options.folder.empty()) {
+    ::setenv("KESTREL_HOME", ComponentFolderFor(options, spec_folder_).c_str(), 1);
+  }
   components_.AddDefaultFolders();
   session_.SpecFolder = spec_folder_;
   session_.PersonalNr = options.user;
@@ -93,13 +111,19 @@ std::string Workspace::HostConnectionString() const {
   return FileExists(beside) ? beside : std::string();
 }
 
-void Workspace::OpenHost() {
+void Workspace::OpenHost(MissingHost missing) {
   const std::string connection_string = HostConnectionString();
   if (connection_string.empty()) {
     throw NotUsable(
         "Keine Datenbank der Hauptanwendung angegeben. Geben Sie sie mit --host oder KESTREL_HOST an, oder "
         "legen "
         "Sie mit 'kestrel-import init ORDNER' eine Beispielanwendung an.");
+  }
+  const std::string file = SqliteFileOf(connection_string);
+  if (missing == MissingHost::kRefuse && !file.empty() && file != ":memory:" && !FileExists(file)) {
+    throw NotUsable("Die Datenbank der Hauptanwendung ''" + file +
+                    "'' existiert nicht. Prüfen Sie --host oder KESTREL_HOST; neu anlegen kann sie "
+                    "'kestrel-import init ORDNER --host DATEI'.");
   }
   Trap([&] { session_.HostConnection = OpenConnection(connection_string); },
        [](const RuntimeError& error) {
@@ -162,6 +186,7 @@ void Workspace::ResolveSourcePaths() {
   };
   if (session_.Provider == kTextSource) {
     resolve(session_.FileName);
+    resolve(session_.SavePath);
   } else if (session_.Provider != kSqlServerSource) {
     resolve(session_.Database);
   }

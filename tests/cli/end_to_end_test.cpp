@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <filesystem>
 
 #include "cli/end_to_end_fixture.h"
 
@@ -11,6 +12,7 @@ namespace {
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using testing::BuiltProgram;
 using testing::ProgramResult;
 
 long Lines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
@@ -264,6 +266,71 @@ TEST_F(EndToEnd, ATerminalObeysNothingThatComesFromElsewhere) {
   }
   EXPECT_THAT(Run({"preview", "Boese", "--format", "csv"}).out, HasSubstr("\"Meier" + hostile + "\""))
       << "data are exact";
+}
+
+TEST_F(EndToEnd, ARelativeBackupFolderIsMeantFromTheSpecificationLikeItsSource) {
+  std::filesystem::create_directory(host() + "/Import/sicherung");
+  WriteSpec("Sicher.IMP",
+            "[Common]\nDescription=Sicher\nImportClass=ksbimport.importkunden\nFileName=messe.txt\nDelimiter=;\n"
+            "SaveFile=1\nSavePath=sicherung\n[FieldAssignments]\nBez1=FIELD:Name\n");
+  EXPECT_THAT(Run({"check", "Sicher"}).out, Not(HasSubstr("Sicherungspfad")));
+  Run({"run", "Sicher"});
+  EXPECT_TRUE(FileExists(host() + "/Import/sicherung/messe.txt"));
+}
+
+TEST_F(EndToEnd, AMistypedHostIsNotMade) {
+  for (const std::string& name : {folder_.File("tippfehler.db"), "Provider=SQLite;Data Source=" +
+                                                                     folder_.File("tippfehler.sqlite")}) {
+    const ProgramResult run = Run({"run", "Kundenliste", "--host", name});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_THAT(run.err, AllOf(HasSubstr("tippfehler"), HasSubstr("existiert nicht")));
+    EXPECT_EQ(Run({"log", "--host", name}).status, 4);
+  }
+  EXPECT_EQ(std::filesystem::directory_iterator(folder_.path())->path().filename(), "host");
+}
+
+TEST_F(EndToEnd, InitMakesTheHostThatIsNamed) {
+  const std::string database = folder_.File("neu.db");
+  EXPECT_EQ(Run({"init", folder_.File("leer"), "--host", database}).status, 0);
+  EXPECT_TRUE(FileExists(database));
+}
+
+TEST_F(EndToEnd, InitKeepsOutOfAFolderThatHoldsSomethingUnlessTold) {
+  const std::string mine = folder_.File("eigenes");
+  std::filesystem::create_directory(mine);
+  EXPECT_EQ(Run({"init", mine}).status, 0) << "an empty folder is welcome";
+  const std::string changed = mine + "/Import/Kunden.IMP";
+  WriteFileAtomically(changed, "[Common]\r\nDescription=Eigene\r\n");
+  std::filesystem::remove(mine + "/Import/Kunden.IMT");
+  const ProgramResult again = Run({"init", mine});
+  EXPECT_EQ(again.status, 4);
+  EXPECT_THAT(again.err, AllOf(HasSubstr("nicht leer"), HasSubstr("--force")));
+  EXPECT_FALSE(FileExists(mine + "/Import/Kunden.IMT"));
+  EXPECT_EQ(Run({"init", mine, "--force"}).status, 0);
+  EXPECT_TRUE(FileExists(mine + "/Import/Kunden.IMT"));
+  EXPECT_EQ(testing::ReadBytes(changed), "[Common]\r\nDescription=Eigene\r\n");
+  EXPECT_THAT(Run({"init", changed}).err, HasSubstr("ist eine Datei und kein Ordner"));
+}
+
+TEST_F(EndToEnd, InitMakesTheFolderThatItNamesWhateverItsCharacters) {
+  const std::string odd = folder_.File("a\"b;c 'd");
+  const ProgramResult made = Run({"init", odd});
+  EXPECT_EQ(made.status, 0) << made.err;
+  EXPECT_TRUE(FileExists(odd + "/kestrel.db"));
+  const ProgramResult run = testing::RunProgram({BuiltProgram("kestrel-import"), "run", "Kunden", "--folder", odd});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(made.out, HasSubstr("--folder '" + ReplaceAll(odd, "'", "'\\''") + "'"));
+}
+
+TEST_F(EndToEnd, DriversIniLiesInTheFolderThatIsNamed) {
+  WriteFileAtomically(host() + "/drivers.ini", "[SQLOLEDB.1]\r\nDriver=Hausmarke\r\n");
+  WriteSpec("Server.IMP",
+            "[Common]\nDescription=S\nProvider=Microsoft SQL-Server\nServer=s\nUser=u\nDatabase=d\nTable=t\n");
+  EXPECT_THAT(Run({"tables", "Server"}).err, HasSubstr("Hausmarke"));
+  EXPECT_THAT(testing::RunProgram({BuiltProgram("kestrel-import"), "tables", "Server", "--folder",
+                                   host() + "/Import"})
+                  .err,
+              HasSubstr("Hausmarke"));
 }
 
 TEST_F(EndToEnd, NoWorkingCopyIsLeftBehind) {
