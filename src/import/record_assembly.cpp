@@ -9,7 +9,7 @@ namespace kestrel {
 
 namespace {
 
-// Columns that were never set read as nothing assigned: 0, off, the empty text.
+// Columns that were never set read as nothing assigned: 0, off.
 std::int64_t WholeNumber(const MemoryRecordset& list, std::size_t column) {
   return list.IsNull(column) ? 0 : list.ValueAt(column).ToInteger();
 }
@@ -63,16 +63,23 @@ RecordAssembly::Row RecordAssembly::ReadRow(const MemoryRecordset& list) const {
   row.destination = ReplaceAll(list.TextAt(kDestinationName), "\"", "");
   row.field_typ = list.TextAt(kFieldTyp);
   row.kind = KindOfField(row.field_typ);
-  row.size = WholeNumber(list, kSize);
-  // The run keeps sizes in 16 bits. A greater one is an error of every record, but cuts nothing.
-  constexpr std::int64_t kGreatestSize = std::numeric_limits<std::int16_t>::max();
-  if (row.size > kGreatestSize || row.size < std::numeric_limits<std::int16_t>::min()) {
-    row.size_error =
-        RuntimeError(ErrorNumber::kOverflow, std::string(DescriptionOf(ErrorNumber::kOverflow)) + ": Größe " +
-                                                 std::to_string(row.size) + " des Feldes " + row.field);
-    row.size = std::numeric_limits<std::int64_t>::max();
-  }
   row.option = WholeNumber(list, kOption);
+  const bool is_assigned = row.option == kImportField || row.option == kConstantValue;
+  constexpr std::int64_t kNoLimit = std::numeric_limits<std::int64_t>::max();
+  row.size = list.IsNull(kSize) ? kNoLimit : list.ValueAt(kSize).ToInteger();
+  // The run keeps sizes in 16 bits. A greater one is an error of every record, but cuts nothing; so is one that
+  // an assigned field lacks.
+  constexpr std::int64_t kGreatestSize = std::numeric_limits<std::int16_t>::max();
+  const auto size_error = [&row](ErrorNumber number, const std::string& size) {
+    return RuntimeError(number,
+                        std::string(DescriptionOf(number)) + ": Größe" + size + " des Feldes " + row.field);
+  };
+  if (list.IsNull(kSize)) {
+    if (is_assigned) row.size_error = size_error(ErrorNumber::kInvalidUseOfNull, "");
+  } else if (row.size > kGreatestSize || row.size < std::numeric_limits<std::int16_t>::min()) {
+    row.size_error = size_error(ErrorNumber::kOverflow, " " + std::to_string(row.size));
+    row.size = kNoLimit;
+  }
   if (row.option == kImportField) {
     if (WholeNumber(list, kTranslate) != 0) row.translation.emplace(row.field);
     row.date = FindDatePattern(list.TextAt(kFormat));

@@ -177,6 +177,17 @@ TEST_F(RecordAssemblyTest, WhatTheRecordRefusesIsCountedAndTheNextFieldFollows) 
   EXPECT_THAT(LogLines(), ElementsAre("Fehler: 6 Überlauf (/ImportStart)"));
 }
 
+TEST_F(RecordAssemblyTest, ASizeThatIsNullIsAnErrorOfEveryRecordButCutsNothing) {
+  Assign({.field = "Bez1", .destination = "Wert"});
+  session.AssignmentList->SetValue(kSize, kNull);
+  UseSource("Wert\nlanger Wert\nb\n");
+  Run();
+  EXPECT_THAT(LogLines(),
+              ElementsAre("Fehler: 94 Unzulässige Verwendung von Null: Größe des Feldes Bez1 (/ImportStart)",
+                          "Fehler: 94 Unzulässige Verwendung von Null: Größe des Feldes Bez1 (/ImportStart)"));
+  EXPECT_THAT(stored, ElementsAre(StoredRecord{{"Bez1", "langer Wert"}}, StoredRecord{{"Bez1", "b"}}));
+}
+
 TEST_F(RecordAssemblyTest, ASizeBeyond16BitsIsAnErrorOfEveryRecordButCutsNothing) {
   Assign({.field = "Bez1", .destination = "Wert", .size = 40000});
   UseSource("Wert\na\nb\n");

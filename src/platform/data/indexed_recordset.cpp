@@ -24,6 +24,12 @@ void IndexedRecordset::GoTo(std::int64_t bookmark) {
   row_ = static_cast<std::size_t>(bookmark);
 }
 
+void IndexedRecordset::EndHere(const RuntimeError& reason) {
+  row_count_ = row_;
+  broken_off_ = reason;
+  throw reason;
+}
+
 void IndexedRecordset::RaiseNoCell(std::size_t column) const {
   throw RuntimeError(column >= names_.size() ? ErrorNumber::kSubscriptOutOfRange
                                              : ErrorNumber::kNoCurrentRecord);

@@ -19,12 +19,12 @@ class IndexedRecordset : public Recordset {
   std::string_view ColumnName(std::size_t column) const final;
   bool IsBof() const final { return row_count_ == 0; }
   bool IsEof() const final { return row_ == row_count_; }
-  void MoveFirst() final { row_ = 0; }
-  void MoveNext() final;
+  void MoveFirst() override { row_ = 0; }
+  void MoveNext() override;
   std::int64_t RecordCount() const final { return static_cast<std::int64_t>(record_count_); }
   std::optional<RuntimeError> BrokenOff() const final { return IsEof() ? broken_off_ : std::nullopt; }
   std::int64_t Bookmark() const final;
-  void GoTo(std::int64_t bookmark) final;
+  void GoTo(std::int64_t bookmark) override;
   bool IsNull(std::size_t column) const final;
   std::string_view TextAt(std::size_t column) const override;
 
@@ -41,6 +41,10 @@ class IndexedRecordset : public Recordset {
     broken_off_ = std::move(reason);
     record_count_ = std::max(row_count_, promised);
   }
+
+  // The current row and those behind it cannot be read any more: the set is at its end, broken off. Raises the
+  // reason.
+  [[noreturn]] void EndHere(const RuntimeError& reason);
 
   // Both are called with a row that is there and a column below ColumnCount(). The view must live until
   // the next move.

@@ -258,12 +258,6 @@ TEST_F(Dbf, AMemoOutsideItsFileIsAnErrorAndNothingElse) {
   EXPECT_ERROR_TEXT(rows->TextAt(1), ErrorNumber::kDatabase, HasSubstr("Memo"));
 }
 
-TEST_F(Dbf, AMissingMemoFileIsToldByName) {
-  DbfWriter writer({{"M", 'M', 10}}, DbfWriter::kDbase3WithMemo);
-  writer.Add({"1"});
-  EXPECT_ERROR_TEXT(Open(writer), ErrorNumber::kDatabase, HasSubstr("KUNDEN.dbt"));
-}
-
 // --- Records -----------------------------------------------------------------------------------
 
 TEST_F(Dbf, DeletedRecordsAreLeftOutOfCountAndBookmarks) {
@@ -310,12 +304,18 @@ TEST_F(Dbf, ALargeTableIsReadInParts) {
   }
 }
 
-TEST_F(Dbf, ATableThatIsChangedWhileItIsReadIsToldSo) {
-  DbfWriter writer({{"TEXT", 'C', 250}});
-  for (int number = 0; number < 2000; ++number) writer.Add({std::to_string(number)});
+TEST_F(Dbf, WithoutItsMemoFileATableIsReadButForItsMemos) {
+  DbfWriter writer({{"NAME", 'C', 10}, {"TEXT", 'M', 10}}, DbfWriter::kDbase3WithMemo);
+  writer.Add({"eins", "         1"});
+  writer.Add({"zwei", ""});
   const RecordsetPtr rows = Open(writer);
-  folder.Write("KUNDEN.DBF", writer.Bytes().substr(0, 1000));
-  EXPECT_ERROR_TEXT(rows->TextAt(0), ErrorNumber::kPathFileAccess, HasSubstr("KUNDEN.DBF' wurde geändert"));
+  EXPECT_EQ(rows->TextAt(0), "eins");
+  EXPECT_ERROR_TEXT(rows->TextAt(1), ErrorNumber::kDatabase, HasSubstr("Die Memodatei KUNDEN.dbt fehlt"));
+  rows->MoveNext();
+  EXPECT_EQ(rows->TextAt(0), "zwei");
+  EXPECT_EQ(rows->TextAt(1), "");
+  rows->MoveNext();
+  EXPECT_TRUE(rows->IsEof());
 }
 
 TEST_F(Dbf, TheEndMarkEndsTheTableBeforeItsCount) {

@@ -89,9 +89,15 @@ class DbfConnection final : public ReadOnlyConnection {
     return ReadingFile(path, [&] {
       TableFile table(path);
       Header header = ReadHeader(table);
-      FileContent memo;
-      if (header.memo != MemoKind::kNone) memo = ReadFileContent(FindMemo(path, header.memo));
-      TableFiles files{std::move(table), std::move(header), std::move(memo)};
+      TableFiles files{std::move(table), std::move(header), FileContent()};
+      if (files.header.memo != MemoKind::kNone) {
+        const std::string name = MemoName(path, files.header.memo);
+        if (const auto memo = FindFile(GetFolderOfPath(path), name)) {
+          files.memo = ReadFileContent(*memo);
+        } else {
+          files.missing_memo = name;
+        }
+      }
       return DbfRecordset::Open(std::move(files), choice_);
     });
   }
@@ -107,12 +113,8 @@ class DbfConnection final : public ReadOnlyConnection {
                        "Die Tabelle \"" + std::string(name) + "\" gibt es im Ordner " + folder_ + " nicht");
   }
 
-  static std::string FindMemo(const std::string& table_path, MemoKind kind) {
-    const std::string name =
-        std::string(Stem(FileNameOfPath(table_path))) + (kind == MemoKind::kFpt ? ".fpt" : ".dbt");
-    if (auto path = FindFile(GetFolderOfPath(table_path), name)) return *path;
-    throw RuntimeError(ErrorNumber::kDatabase,
-                       "Die Memodatei " + name + " fehlt; sie gehört in denselben Ordner wie die Tabelle");
+  static std::string MemoName(const std::string& table_path, MemoKind kind) {
+    return std::string(Stem(FileNameOfPath(table_path))) + (kind == MemoKind::kFpt ? ".fpt" : ".dbt");
   }
 
   std::string folder_;

@@ -105,6 +105,11 @@ std::uint32_t MemoBlock(Bytes field) {
   return block;
 }
 
+[[noreturn]] void RaiseMissingMemo(const std::string& name) {
+  throw RuntimeError(ErrorNumber::kDatabase,
+                     "Die Memodatei " + name + " fehlt; sie gehört in denselben Ordner wie die Tabelle");
+}
+
 bool IsBlank(Storage storage, Bytes field) {
   const std::string_view stored = CharactersOf(field);
   switch (storage) {
@@ -134,13 +139,22 @@ std::vector<std::string> ColumnNames(const Header& header, const CodePage& code_
 RecordsetPtr DbfRecordset::Open(TableFiles files, const CodePageChoice& choice) {
   const CodePage code_page = ChooseCodePage(files.header, choice);
   RecordWindow records(std::move(files.table), files.header);
-  auto content = std::make_unique<Content>(Content{
-      std::move(files.header), code_page, std::move(records), std::move(files.memo), MemoFile(), {}, 0});
-  if (content->header.memo != MemoKind::kNone) {
+  auto content = std::make_unique<Content>(Content{std::move(files.header),
+                                                   code_page,
+                                                   std::move(records),
+                                                   std::move(files.memo),
+                                                   MemoFile(),
+                                                   std::move(files.missing_memo),
+                                                   {},
+                                                   0});
+  if (content->header.memo != MemoKind::kNone && content->missing_memo.empty()) {
     content->memo = MemoFile(BytesOf(content->memo_bytes.bytes()), content->header.memo);
   }
   FindLiveRecords(*content);
-  return std::shared_ptr<DbfRecordset>(new DbfRecordset(std::move(content)));
+  content->records.RequireOneState();
+  const std::shared_ptr<DbfRecordset> rows(new DbfRecordset(std::move(content)));
+  rows->MoveFirst();
+  return rows;
 }
 
 void DbfRecordset::FindLiveRecords(Content& content) {
@@ -171,6 +185,26 @@ DbfRecordset::DbfRecordset(std::unique_ptr<Content> content)
     const bool is_fixed = column.length > 0 && !column.null_bit && !column.length_bit;
     fields_.push_back(Field{column.offset, column.length, StorageOf(column), is_fixed});
   }
+}
+
+void DbfRecordset::MoveFirst() {
+  IndexedRecordset::MoveFirst();
+  Fetch();
+}
+
+void DbfRecordset::MoveNext() {
+  IndexedRecordset::MoveNext();
+  Fetch();
+}
+
+void DbfRecordset::GoTo(std::int64_t bookmark) {
+  IndexedRecordset::GoTo(bookmark);
+  Fetch();
+}
+
+void DbfRecordset::Fetch() {
+  if (IsEof() || content_->records.Present(RecordOf(row())) != nullptr) return;
+  Trap([this] { Record(row()); }, [this](const RuntimeError& error) { EndHere(error); });
 }
 
 bool DbfRecordset::Flag(const char* record, std::optional<std::size_t> bit) const {
@@ -234,6 +268,7 @@ std::string_view DbfRecordset::Convert(std::size_t column, std::string_view stor
 }
 
 std::string_view DbfRecordset::MemoText(std::size_t column, Bytes field, std::string& buffer) const {
+  if (!content_->missing_memo.empty()) RaiseMissingMemo(content_->missing_memo);
   const Bytes memo = content_->memo.Read(MemoBlock(field));
   if (fields_[column].storage == Storage::kBinaryMemo) return BytesAsText(memo, buffer);
   return content_->code_page.Decode(CharactersOf(memo), buffer);

@@ -20,6 +20,7 @@ struct TableFiles {
   TableFile table;
   Header header;  // of the table
   FileContent memo;
+  std::string missing_memo = {};  // the name that the memo file should have, where it is not there
 };
 
 // What the stored bytes of a column are, which depends on more than the type's letter.
@@ -47,13 +48,19 @@ CodePage ChooseCodePage(const Header& header, const CodePageChoice& choice);
 std::vector<std::string> ColumnNames(const Header& header, const CodePage& code_page);
 
 // Values that cannot be read as what their column's type says come back as the text that is stored, so that
-// whoever converts them can report them. Reading a memo that lies outside its file raises 3000, and a table
-// that is changed meanwhile 75.
+// whoever converts them can report them. Reading a memo that lies outside its file, or whose file is missing,
+// raises 3000.
 class DbfRecordset final : public IndexedRecordset {
  public:
-  // Reads as much as tells which records are deleted. Error 3000 where the files cannot be read as a table.
+  // Reads as much as tells which records are deleted. Error 3000 where the files cannot be read as a table, 75
+  // where the table is being changed.
   static RecordsetPtr Open(TableFiles files, const CodePageChoice& choice);
 
+  // All three: 75 where the record was changed or cut off since the set was opened; it is broken off there
+  // then.
+  void MoveFirst() override;
+  void MoveNext() override;
+  void GoTo(std::int64_t bookmark) override;
   std::string_view TextAt(std::size_t column) const override;
 
  protected:
@@ -75,6 +82,7 @@ class DbfRecordset final : public IndexedRecordset {
     RecordWindow records;
     FileContent memo_bytes;
     MemoFile memo;  // views memo_bytes
+    std::string missing_memo;
     // Numbers of the records that are not deleted; empty where none is, so that row and record agree.
     std::vector<std::uint32_t> live;
     std::size_t live_count = 0;
@@ -83,6 +91,8 @@ class DbfRecordset final : public IndexedRecordset {
   static void FindLiveRecords(Content& content);
   explicit DbfRecordset(std::unique_ptr<Content> content);
 
+  // Brings the current row's record into memory.
+  void Fetch();
   // The bytes of a row's record, valid until that of another is asked for.
   const char* Record(std::size_t row) const { return content_->records.Record(RecordOf(row)); }
   std::size_t RecordOf(std::size_t row) const { return live_ == nullptr ? row : live_[row]; }

@@ -1,5 +1,7 @@
 #include "platform/data/providers/dbf/table_file.h"
 
+#include "platform/base/runtime_error.h"
+
 namespace kestrel::dbf {
 
 TableFile TableFile::Of(std::string_view bytes) {
@@ -12,9 +14,14 @@ TableFile TableFile::Of(std::string_view bytes) {
 void TableFile::ReadAt(std::size_t offset, char* bytes, std::size_t size) const {
   if (!file_) {
     bytes_.copy(bytes, size, offset);
-  } else if (file_->ReadAt(offset, bytes, size) < size || file_->HasChanged()) {
+  } else if (file_->ReadAt(offset, bytes, size) < size) {
     file_->RaiseChanged();
   }
+}
+
+void TableFile::RaiseChanged() const {
+  if (file_) file_->RaiseChanged();
+  throw RuntimeError(ErrorNumber::kPathFileAccess);
 }
 
 }  // namespace kestrel::dbf

@@ -19,9 +19,13 @@ class TableFile {
 
   // In bytes, as it was at opening.
   std::size_t size() const { return size_; }
-  // Fills `size` bytes from `offset` on, which must be there. Raises 75 where the file has changed since it was
-  // opened, and what reading raises, with the path.
+  // Fills `size` bytes from `offset` on, which were there at opening. Raises 75 where the file is shorter now,
+  // and what reading raises, with the path.
   void ReadAt(std::size_t offset, char* bytes, std::size_t size) const;
+  // Whether size or time of the file have changed since it was opened, which its content need not have.
+  bool HasChanged() const { return file_ && file_->HasChanged(); }
+  // Error 75: the content has changed since it was read first.
+  [[noreturn]] void RaiseChanged() const;
 
  private:
   TableFile() = default;
