@@ -62,6 +62,8 @@ void RecordWriter::GroupStands() {
 
 bool RecordWriter::GroupLost(const RuntimeError& reason) {
   if (!in_group_.IsEmpty()) ++groups_lost_;
+  // Asked for later, when the connection may have other troubles or none.
+  if (stop_reason_.empty()) stop_reason_ = connection_.StopReason();
   in_group_.Lose(reason, late_errors_);
   return false;
 }
@@ -70,7 +72,7 @@ std::string RecordWriter::StopReason() const {
   if (!connection_.IsOpen()) {
     return "Die Verbindung zur Datenbank ist geschlossen. Öffnen Sie sie wieder, bevor Sie fortfahren.";
   }
-  std::string reason = connection_.StopReason();
+  std::string reason = stop_reason_.empty() ? connection_.StopReason() : stop_reason_;
   if (reason.empty() && groups_lost_ >= kMostGroupsLost) {
     reason = std::to_string(groups_lost_) +
              " Gruppen von Datensätzen nacheinander konnten nicht gespeichert werden. Beheben Sie die Ursache, "

@@ -87,7 +87,8 @@ class RecordWriter final : private GroupMember {
 
   int new_in_a_row_;  // records that waited and had a number of their own
   RecordsInGroup in_group_;
-  int groups_lost_ = 0;  // one after the other
+  int groups_lost_ = 0;      // one after the other
+  std::string stop_reason_;  // of the first group that was lost for one
   host::LateErrors late_errors_;
   std::unique_ptr<LateRecords> late_;  // its end may still store records
 };

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <thread>
 #include <utility>
 
 #include "platform/base/runtime_error.h"
@@ -12,7 +13,8 @@ namespace {
 
 constexpr std::size_t kMostKept = 32;
 constexpr std::size_t kLongestStatement = 100'000'000;
-constexpr int kBusyMilliseconds = 5000;
+// Between two attempts to get a lock.
+constexpr std::chrono::milliseconds kAttemptAgain{10};
 
 [[noreturn]] void Refuse(std::string_view reason) {
   throw RuntimeError(ErrorNumber::kDatabase,
@@ -24,8 +26,9 @@ constexpr int kBusyMilliseconds = 5000;
 void CloseHandle::operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
 void FinalizeStatement::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
-Database::Database(const std::string& file, bool read_only, std::shared_ptr<std::recursive_mutex> mutex)
-    : mutex_(std::move(mutex)) {
+Database::Database(const std::string& file, bool read_only, std::shared_ptr<std::recursive_mutex> mutex,
+                   std::shared_ptr<Waits> waits)
+    : mutex_(std::move(mutex)), waits_(std::move(waits)) {
   // SQLite's own locking is off, as Mutex() is held anyway.
   const int flags =
       (read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) | SQLITE_OPEN_NOMUTEX;
@@ -35,7 +38,7 @@ Database::Database(const std::string& file, bool read_only, std::shared_ptr<std:
   if (handle == nullptr) throw RuntimeError(ErrorNumber::kOutOfMemory);
   if (result != SQLITE_OK) Refuse(std::string(sqlite3_errmsg(handle)) + " (" + file + ")");
   sqlite3_extended_result_codes(handle, 1);
-  sqlite3_busy_timeout(handle, kBusyMilliseconds);
+  sqlite3_busy_handler(handle, &WaitForLock, this);
   Run("PRAGMA foreign_keys = ON");
   if (read_only) return;
   // Large pages: an import with random keys spends its time finding and writing pages, not bytes. The write
@@ -56,7 +59,84 @@ void Database::TellOfQuery() const {
   if (before_query_) before_query_();
 }
 
-void Database::Fail() const { Refuse(sqlite3_errmsg(handle_.get())); }
+int Database::WaitForLock(void* database, int times) {
+  auto& self = *static_cast<Database*>(database);
+  if (self.in_run_transaction_) return 0;
+  const auto now = std::chrono::steady_clock::now();
+  if (times == 0) self.locked_since_ = now;
+  if (now - self.locked_since_ >= self.waits_->LockLimit()) return 0;
+  std::this_thread::sleep_for(kAttemptAgain);
+  return 1;
+}
+
+void Database::NoteStopReason(int result) const {
+  switch (result & 0xFF) {
+    case SQLITE_FULL:
+      stop_reason_ =
+          "Auf dem Datenträger der Datenbank ist kein Platz mehr. Schaffen Sie Platz, bevor Sie fortfahren.";
+      break;
+    case SQLITE_IOERR:
+    case SQLITE_CANTOPEN:
+      stop_reason_ =
+          "Die Dateien der Datenbank lassen sich nicht lesen oder nicht beschreiben. Prüfen Sie den "
+          "Datenträger, "
+          "bevor Sie fortfahren.";
+      break;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      stop_reason_ =
+          "Ein anderes Programm sperrt die Datenbank. Beenden Sie dort, was sie sperrt, bevor Sie fortfahren; "
+          "wie "
+          "lange gewartet wird, sagt KESTREL_LOCK_WAIT (Sekunden).";
+      break;
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+      stop_reason_ =
+          "Die Datenbank darf nicht beschrieben werden. Geben Sie Datei und Ordner frei, bevor Sie fortfahren.";
+      break;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      stop_reason_ = "Die Datenbank ist beschädigt. Stellen Sie sie aus einer Sicherung wieder her.";
+      break;
+    default: stop_reason_.clear();
+  }
+}
+
+void Database::Fail() const {
+  NoteStopReason(sqlite3_extended_errcode(handle_.get()));
+  Refuse(sqlite3_errmsg(handle_.get()));
+}
+
+void Database::RunTransaction(const char* sql) {
+  const auto start = std::chrono::steady_clock::now();
+  while (true) {
+    in_run_transaction_ = true;
+    const int result = sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr);
+    in_run_transaction_ = false;
+    if (result == SQLITE_OK) break;
+    // A snapshot that is out of date stays so.
+    if ((result & 0xFF) != SQLITE_BUSY || result == SQLITE_BUSY_SNAPSHOT) Fail();
+    if (!waits_->GoOn(start, waits_->LockLimit(), "Die Datenbank ist gesperrt, es wird gewartet ...")) {
+      NoteStopReason(result);
+      if (waits_->WasStopped()) Refuse("Das Warten auf die gesperrte Datenbank wurde abgebrochen.");
+      Refuse("Die Datenbank ist von einem anderen Programm gesperrt.");
+    }
+    std::this_thread::sleep_for(kAttemptAgain);
+  }
+  stop_reason_.clear();
+}
+
+void Database::Flush() const {
+  // The write ahead log holds all that the file does not; without one every commit has been flushed.
+  sqlite3_file* log = nullptr;
+  sqlite3_file_control(handle_.get(), "main", SQLITE_FCNTL_JOURNAL_POINTER, static_cast<void*>(&log));
+  if (log == nullptr || log->pMethods == nullptr) return;
+  // Flushes the folder as well where the log is new.
+  const int result = log->pMethods->xSync(log, SQLITE_SYNC_NORMAL);
+  if (result == SQLITE_OK) return;
+  NoteStopReason(result);
+  Refuse("Was gespeichert ist, lässt sich nicht auf den Datenträger schreiben.");
+}
 
 void Database::Run(const char* sql) const {
   if (sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) Fail();

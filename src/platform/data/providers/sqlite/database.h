@@ -2,6 +2,7 @@
 // and everything that came from it, so that a record set may outlive its connection.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "platform/data/literal_template.h"
+#include "platform/data/waits.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -50,7 +52,8 @@ using CompiledQueryPtr = std::unique_ptr<CompiledQuery>;
 class Database {
  public:
   // Opens or creates `file`. Error 3000 with SQLite's reason.
-  Database(const std::string& file, bool read_only, std::shared_ptr<std::recursive_mutex> mutex);
+  Database(const std::string& file, bool read_only, std::shared_ptr<std::recursive_mutex> mutex,
+           std::shared_ptr<Waits> waits);
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
 
@@ -75,15 +78,30 @@ class Database {
 
   // Error 3000 with the reason of the last failure.
   [[noreturn]] void Fail() const;
-  // Runs a statement without result.
+  // Runs a statement without result. It waits for the locks of others as every statement does, but tells
+  // nobody.
   void Run(const char* sql) const;
+  // Begins or ends a transaction. While another one holds the lock it is tried again and again, outside of
+  // SQLite, so that whoever watches the wait may do anything. Error 3000.
+  void RunTransaction(const char* sql);
+  // Flushes what was committed to the disk. Error 3000.
+  void Flush() const;
+
+  // See Connection::StopReason. Of the last failure; no longer once a transaction begins.
+  const std::string& StopReason() const { return stop_reason_; }
 
  private:
+  static int WaitForLock(void* database, int times);
+  void NoteStopReason(int result) const;
   void TellOfQuery() const;
   CompiledQueryPtr Take(std::string_view key);
   CompiledQueryPtr TakeOrCompile(std::string_view sql);
 
   std::shared_ptr<std::recursive_mutex> mutex_;
+  std::shared_ptr<Waits> waits_;
+  std::chrono::steady_clock::time_point locked_since_;
+  bool in_run_transaction_ = false;
+  mutable std::string stop_reason_;
   std::unique_ptr<sqlite3, CloseHandle> handle_;
   std::list<CompiledQueryPtr> kept_;  // most recently used first
   LiteralTemplate template_;

@@ -32,7 +32,7 @@ bool Serves(const ConnectionKeys& keys) {
 }
 
 ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole) {
-  if (IsPlainPath(keys)) return std::make_shared<SqliteConnection>(std::string(whole), false);
+  if (IsPlainPath(keys)) return std::make_shared<SqliteConnection>(std::string(whole), false, "");
   const std::string file = keys.Get("Data Source");
   // Without a name SQLite would open a scratch database that vanishes with everything written to it.
   if (file.empty()) {
@@ -40,11 +40,13 @@ ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole) {
                        std::string(DescriptionOf(ErrorNumber::kDatabase)) +
                            ": In der Verbindungszeichenfolge fehlt der Dateiname (Data Source).");
   }
-  return std::make_shared<SqliteConnection>(file, EqualsIgnoringCase(keys.Get("Mode"), "ReadOnly"));
+  return std::make_shared<SqliteConnection>(file, EqualsIgnoringCase(keys.Get("Mode"), "ReadOnly"),
+                                            keys.Get("LockWait"));
 }
 
-SqliteConnection::SqliteConnection(const std::string& file, bool read_only)
-    : database_(std::make_shared<Database>(file, read_only, SharedCallMutex())) {
+SqliteConnection::SqliteConnection(const std::string& file, bool read_only, std::string_view lock_wait) {
+  SharedWaits()->SetLockLimit(lock_wait);
+  database_ = std::make_shared<Database>(file, read_only, SharedCallMutex(), SharedWaits());
   database_->SetBeforeQuery([this] { TellCompanionsOfQuery(); });
 }
 
@@ -79,14 +81,14 @@ void SqliteConnection::Begin() {
   Database& database = Open();
   const std::lock_guard lock(database.Mutex());
   SettleCompanions();
-  database.Run("BEGIN IMMEDIATE");
+  database.RunTransaction("BEGIN IMMEDIATE");
 }
 
 void SqliteConnection::Commit() {
   Database& database = Open();
   const std::lock_guard lock(database.Mutex());
   try {
-    database.Run("COMMIT");
+    database.RunTransaction("COMMIT");
   } catch (const RuntimeError&) {
     // Some failures have ended the transaction already.
     if (InTransaction()) database.Run("ROLLBACK");
@@ -98,6 +100,18 @@ void SqliteConnection::Rollback() {
   Database& database = Open();
   const std::lock_guard lock(database.Mutex());
   database.Run("ROLLBACK");
+}
+
+void SqliteConnection::MakeDurable() {
+  Database& database = Open();
+  const std::lock_guard lock(database.Mutex());
+  database.Flush();
+}
+
+std::string SqliteConnection::StopReason() const {
+  if (database_ == nullptr) return {};
+  const std::lock_guard lock(database_->Mutex());
+  return database_->StopReason();
 }
 
 bool SqliteConnection::InTransaction() const {

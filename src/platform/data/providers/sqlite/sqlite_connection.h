@@ -10,19 +10,22 @@ namespace kestrel::sqlite {
 
 class SqliteConnection final : public Connection {
  public:
-  // Error 3000 where the file cannot be opened.
-  SqliteConnection(const std::string& file, bool read_only);
+  // `lock_wait`: see Waits::SetLockLimit. Error 3000 where the file cannot be opened.
+  SqliteConnection(const std::string& file, bool read_only, std::string_view lock_wait);
   ~SqliteConnection() override;
 
   std::int64_t Execute(std::string_view sql) override;
   RecordsetPtr OpenRecordset(std::string_view sql) override;
   std::unique_ptr<Statement> Prepare(std::string_view sql) override;
   bool TellsQueries() const override { return true; }
-  // A transaction takes the write lock at once, so that it cannot fail half way for want of it.
+  // A transaction takes the write lock at once, so that it cannot fail half way for want of it. Begin and
+  // Commit wait for it, see Connection::WatchWaits.
   void Begin() override;
   void Commit() override;
   void Rollback() override;
   bool InTransaction() const override;
+  void MakeDurable() override;
+  std::string StopReason() const override;
   std::vector<CatalogTable> Tables() override;
   std::vector<std::string> ColumnNames(std::string_view table) override;
   // An open transaction is rolled back.

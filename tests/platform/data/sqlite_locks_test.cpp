@@ -1,0 +1,127 @@
+// Several programs at one SQLite file: what waits, what is told meanwhile, and what comes of it.
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <thread>
+
+#include "platform/data/open_connection.h"
+#include "support/expect_error.h"
+#include "support/temp_folder.h"
+
+namespace kestrel {
+namespace {
+
+using ::testing::HasSubstr;
+
+// Answers a wait, which it counts.
+class ScriptedWatch final : public WaitWatch {
+ public:
+  explicit ScriptedWatch(std::function<bool(int)> answer) : answer_(std::move(answer)) {}
+  bool KeepWaiting(std::string_view reason) override {
+    last_reason = reason;
+    return answer_(++times);
+  }
+
+  int times = 0;
+  std::string last_reason;
+
+ private:
+  std::function<bool(int)> answer_;
+};
+
+class SqliteLocks : public ::testing::Test {
+ protected:
+  SqliteLocks() { connection->Execute("CREATE TABLE t (n INTEGER)"); }
+
+  testing::TempFolder folder;
+  const std::string file = folder.File("test.db");
+  const ConnectionPtr connection = OpenConnection(file);
+  const ConnectionPtr other = OpenConnection(file);
+};
+
+TEST_F(SqliteLocks, ATransactionWaitsVisiblyUntilTheOtherOneEnds) {
+  other->Begin();
+  ScriptedWatch watch([this](int times) {
+    if (times == 3) other->Commit();
+    return true;
+  });
+  connection->WatchWaits(&watch);
+  connection->Begin();
+  EXPECT_EQ(watch.times, 3);
+  EXPECT_THAT(watch.last_reason, HasSubstr("Die Datenbank ist gesperrt"));
+  EXPECT_EQ(connection->StopReason(), "");
+  connection->Rollback();
+  connection->WatchWaits(nullptr);
+}
+
+TEST_F(SqliteLocks, AStopRequestEndsTheWait) {
+  other->Begin();
+  ScriptedWatch watch([](int) { return false; });
+  connection->WatchWaits(&watch);
+  EXPECT_ERROR_TEXT(connection->Begin(), ErrorNumber::kDatabase, HasSubstr("abgebrochen"));
+  EXPECT_EQ(watch.times, 1);
+  EXPECT_FALSE(connection->InTransaction());
+  connection->WatchWaits(nullptr);
+}
+
+TEST_F(SqliteLocks, ALockThatOutlastsItsTimeIsAReasonToStop) {
+  other->Begin();
+  const ConnectionPtr hasty = OpenConnection("Provider=SQLite;Data Source=" + file + ";LockWait=0,05");
+  EXPECT_ERROR_TEXT(hasty->Begin(), ErrorNumber::kDatabase, HasSubstr("gesperrt"));
+  EXPECT_THAT(hasty->StopReason(), HasSubstr("sperrt die Datenbank"));
+  // Statements outside of a transaction as well.
+  EXPECT_ERROR(hasty->Execute("INSERT INTO t VALUES (1)"), ErrorNumber::kDatabase);
+  EXPECT_THAT(hasty->StopReason(), HasSubstr("sperrt die Datenbank"));
+  other->Commit();
+  hasty->Begin();
+  EXPECT_EQ(hasty->StopReason(), "");
+}
+
+TEST_F(SqliteLocks, OnlyTheThreadThatWatchesIsAsked) {
+  const ConnectionPtr hasty = OpenConnection("Provider=SQLite;Data Source=" + file + ";LockWait=0,05");
+  ScriptedWatch watch([](int) { return true; });
+  hasty->WatchWaits(&watch);
+  other->Begin();
+  std::thread([&] { EXPECT_ERROR(hasty->Begin(), ErrorNumber::kDatabase); }).join();
+  EXPECT_EQ(watch.times, 0);
+  EXPECT_ERROR(hasty->Begin(), ErrorNumber::kDatabase);
+  EXPECT_GT(watch.times, 0);
+}
+
+// Without a write ahead log a reader keeps a commit waiting.
+TEST_F(SqliteLocks, ACommitThatFindsAReaderIsTriedAgain) {
+  other->Close();
+  connection->OpenRecordset("PRAGMA journal_mode = DELETE");
+  connection->Execute("INSERT INTO t VALUES (1), (2), (3)");
+  const ConnectionPtr reader = OpenConnection("Provider=SQLite;Data Source=" + file + ";Mode=ReadOnly");
+  RecordsetPtr rows = reader->OpenRecordset("SELECT n FROM t");
+  ScriptedWatch watch([&](int times) {
+    if (times == 2) rows.reset();
+    return true;
+  });
+  connection->WatchWaits(&watch);
+  connection->Begin();
+  connection->Execute("INSERT INTO t VALUES (4)");
+  connection->Commit();
+  EXPECT_EQ(watch.times, 2);
+  EXPECT_EQ(reader->OpenRecordset("SELECT count(*) FROM t")->TextAt(0), "4");
+  connection->WatchWaits(nullptr);
+}
+
+TEST_F(SqliteLocks, AFullFileIsAReasonToStopUntilThereIsRoom) {
+  connection->OpenRecordset("PRAGMA max_page_count = 2");
+  connection->Begin();
+  EXPECT_ERROR_TEXT(connection->Execute("INSERT INTO t SELECT randomblob(100000)"), ErrorNumber::kDatabase,
+                    HasSubstr("full"));
+  EXPECT_THAT(connection->StopReason(), HasSubstr("kein Platz mehr"));
+  if (connection->InTransaction()) connection->Rollback();
+  connection->OpenRecordset("PRAGMA max_page_count = 100000");
+  connection->Begin();
+  EXPECT_EQ(connection->StopReason(), "");
+  connection->Execute("INSERT INTO t SELECT randomblob(100000)");
+  connection->Commit();
+  connection->MakeDurable();
+}
+
+}  // namespace
+}  // namespace kestrel
