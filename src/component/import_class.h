@@ -11,9 +11,9 @@
 //   which
 //                     ErrorCode and ErrorDescription then tell
 //   ErrorFirstRecord, read after an ErrorCode other than 0: the records that the error belongs to, counted from
-//   1 ErrorLastRecord   over the calls of ImportRecord since BeforeImport; 0 is the record just handed over.
-//   More than
-//                     one: all of them were lost, for instance with their transaction
+//   1 ErrorLastRecord   over the calls of ImportRecord since BeforeImport; 0 is the record just handed over, -1
+//   none.
+//                     More than one: all of them were lost, for instance with their transaction
 //   StopReason        read after an ErrorCode other than 0: not empty where going on is senseless, and why
 //
 // Order at the start of step 2 (CreateImportClass): the previous object is released; a new one is created;

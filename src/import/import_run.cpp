@@ -38,6 +38,7 @@
 #include "import/record_assembly.h"
 #include "import/run_errors.h"
 #include "import/run_figures.h"
+#include "import/run_waits.h"
 #include "import/source_file.h"
 #include "log/import_log.h"
 #include "sources/source_reader.h"
@@ -77,11 +78,16 @@ std::optional<BoundMember> FindOptional(const ObjectPtr& object, const char* nam
 class RunSteps {
  public:
   RunSteps(Session& session, RunView& view, const bool& abort_requested)
-      : session_(session), view_(view), abort_requested_(abort_requested), errors_(session) {
+      : session_(session),
+        view_(view),
+        abort_requested_(abort_requested),
+        errors_(session),
+        waits_(view, abort_requested) {
     errors_.OnUnlogged([this](const std::string& text) { Tell("Nicht im Protokoll: " + text); });
   }
 
   RunResult Execute() {
+    waits_.Watch(session_.HostConnection);
     Begin();
     if (!result_.cancelled) {
       Prepare();
@@ -130,6 +136,7 @@ class RunSteps {
   RunView& view_;
   const bool& abort_requested_;
   RunErrors errors_;
+  RunWaits waits_;
   RunFigures figures_;
   RunResult result_;
   ProgressText progress_text_;
@@ -167,7 +174,9 @@ void RunSteps::Begin() {
 void RunSteps::Prepare() {
   errors_.Try([&] { BackUpSourceFile(session_); });
   errors_.Try([&] { view_.Yield(); });
+  waits_.Watch(session_.SourceConnection);
   errors_.Try([&] { OpenSourceRecordset(session_); });
+  waits_.Watch(session_.SourceConnection);
   errors_.Try([&] {
     const std::int64_t count = SourceRecordCount(session_);
     if (count != static_cast<std::int32_t>(count)) throw RuntimeError(ErrorNumber::kOverflow);
@@ -285,6 +294,7 @@ std::string RunSteps::NoteLoss(Told told) {
   std::int64_t last = 0;
   if (error_first_record_) first = error_first_record_->Get().ToInteger();
   if (error_last_record_) last = error_last_record_->Get().ToInteger();
+  if (first < 0) return {};
   last = std::min(std::max(first, last), last_handed_over);
   if (first < 1 || first > last) {
     if (told == Told::kLate && !error_first_record_) {
