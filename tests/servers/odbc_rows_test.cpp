@@ -25,7 +25,10 @@ TEST(OdbcRows, ARowThatCannotBeReadIsTheEndWithItsNumberAndColumn) {
                     AllOf(HasSubstr("Zeile 4, Spalte 'Menge': Der Wert kann nicht gelesen werden."),
                           HasSubstr("Numeric value out of range")));
   EXPECT_TRUE(rows->IsEof());
+  ASSERT_TRUE(rows->BrokenOff());
+  EXPECT_THAT(rows->BrokenOff()->Description(), HasSubstr("Zeile 4"));
   rows->MoveFirst();
+  EXPECT_FALSE(rows->BrokenOff()) << "there is a row";
   EXPECT_EQ(rows->TextAt(0), "10");
 }
 

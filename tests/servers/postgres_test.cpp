@@ -216,8 +216,25 @@ TEST_F(Postgres, AServerThatGoesAwayAmongTheRowsIsADatabaseErrorAndTheEnd) {
   };
   EXPECT_ERROR(walk(), ErrorNumber::kDatabase);
   EXPECT_TRUE(rows->IsEof());
+  ASSERT_TRUE(rows->BrokenOff());
+  EXPECT_TRUE(rows->BrokenOff()->Is(ErrorNumber::kDatabase));
+  EXPECT_LT(rows->RecordCount(), 200000);
   EXPECT_ERROR(connection->Execute("SELECT 1"), ErrorNumber::kDatabase);
   EXPECT_ERROR(connection->OpenRecordset("SELECT 1"), ErrorNumber::kDatabase);
+}
+
+TEST_F(Postgres, RowsThatCouldNotAllBeCountedAreReadAsFarAsTheyCameAndThenBreakOff) {
+  const RecordsetPtr rows =
+      connection->OpenRecordset("SELECT 1 / (1000 - i) FROM generate_series(1, 2000) AS i");
+  EXPECT_EQ(rows->RecordCount(), 999);
+  int seen = 0;
+  const auto walk = [&] {
+    for (; !rows->IsEof(); rows->MoveNext()) ++seen;
+  };
+  EXPECT_ERROR_TEXT(walk(), ErrorNumber::kDatabase, HasSubstr("division by zero"));
+  EXPECT_EQ(seen, 999);
+  ASSERT_TRUE(rows->BrokenOff());
+  EXPECT_THAT(rows->BrokenOff()->Description(), HasSubstr("division by zero"));
 }
 
 TEST_F(Postgres, QueriesThatDifferInLiteralsGiveTheirOwnRows) {

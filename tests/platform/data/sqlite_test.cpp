@@ -72,6 +72,23 @@ TEST_F(Sqlite, ErrorsCarryTheReason) {
                     HasSubstr("no such table: fehlt"));
 }
 
+TEST_F(Sqlite, AnErrorAmongTheRowsBreaksTheSetOff) {
+  connection->Execute("CREATE TABLE t (a INTEGER)");
+  connection->Execute("INSERT INTO t VALUES (-1), (-2), (-9223372036854775808), (-4)");
+  const RecordsetPtr rows = connection->OpenRecordset("SELECT abs(a) FROM t");
+  EXPECT_EQ(rows->TextAt(0), "1");
+  rows->MoveNext();
+  EXPECT_FALSE(rows->BrokenOff());
+  EXPECT_ERROR_TEXT(rows->MoveNext(), ErrorNumber::kDatabase, HasSubstr("overflow"));
+  EXPECT_TRUE(rows->IsEof());
+  ASSERT_TRUE(rows->BrokenOff());
+  EXPECT_THAT(rows->BrokenOff()->Description(), HasSubstr("overflow"));
+  EXPECT_EQ(rows->RecordCount(), 2);
+  rows->MoveFirst();
+  EXPECT_EQ(rows->TextAt(0), "1");
+  EXPECT_FALSE(rows->BrokenOff());
+}
+
 TEST_F(Sqlite, QueriesThatDifferInLiteralsGiveTheirOwnRows) {
   connection->Execute("CREATE TABLE t (k TEXT, v TEXT)");
   connection->Execute("INSERT INTO t VALUES ('a', '1'), ('b', '2'), ('O''Neil', '3'), ('', '4'), ('\"', '5')");

@@ -45,6 +45,7 @@ OdbcRecordset::OdbcRecordset(std::shared_ptr<LinkPool> pool, std::string_view sq
 }
 
 void OdbcRecordset::Start() {
+  at_end_ = true;
   statement_ = nullptr;
   statement_ = std::make_unique<ActiveStatement>(pool_);
   statement_->Execute(sql_);
@@ -52,8 +53,8 @@ void OdbcRecordset::Start() {
   BindColumns();
   block_start_ = 0;
   fetched_ = 0;
-  at_end_ = false;
   row_error_.reset();
+  broken_off_.reset();
   FetchBlock();
 }
 
@@ -88,28 +89,19 @@ void OdbcRecordset::FetchBlock() {
   block_start_ += static_cast<std::int64_t>(fetched_);
   fetched_ = 0;
   row_ = 0;
-  bool more = false;
-  const auto fetch = [&] {
-    if (row_error_) throw *row_error_;
-    more = statement_->Fetch();
-    if (!more) return;
-    CutAtFailedRow();
-    if (fetched_ == 0 && row_error_) throw *row_error_;
-    for (std::size_t i = bound_; i < columns_.size(); ++i) columns_[i].Read(*statement_);
-  };
-  Trap(fetch, [&](const RuntimeError& reason) {
-    at_end_ = true;
-    fetched_ = 0;
-    statement_ = nullptr;
-    throw reason;
-  });
-  if (!more) {
-    at_end_ = true;
+  // Until there is a row; no failure leaves the set on none.
+  at_end_ = true;
+  if (row_error_) throw *row_error_;
+  if (!statement_->Fetch()) {
     fetched_ = 0;
     count_ = block_start_;
     statement_ = nullptr;
     return;
   }
+  CutAtFailedRow();
+  if (fetched_ == 0 && row_error_) throw *row_error_;
+  for (std::size_t i = bound_; i < columns_.size(); ++i) columns_[i].Read(*statement_);
+  at_end_ = false;
   const bool cut = std::any_of(columns_.begin(), columns_.begin() + static_cast<std::ptrdiff_t>(bound_),
                                [&](const ColumnBuffer& column) { return column.WasCut(fetched_); });
   if (cut) Widen();
@@ -159,7 +151,14 @@ void OdbcRecordset::MoveNext() {
   if (at_end_) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
   if (++row_ < fetched_) return;
   if (statement_ != nullptr) {
-    FetchBlock();
+    Trap([this] { FetchBlock(); },
+         [this](const RuntimeError& reason) {
+           at_end_ = true;
+           fetched_ = 0;
+           statement_ = nullptr;
+           broken_off_ = reason;
+           throw reason;
+         });
   } else {
     at_end_ = true;
   }

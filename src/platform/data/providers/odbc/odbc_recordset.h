@@ -35,6 +35,7 @@ class OdbcRecordset final : public Recordset {
   void MoveFirst() override;
   void MoveNext() override;
   std::int64_t RecordCount() const override;
+  std::optional<RuntimeError> BrokenOff() const override { return at_end_ ? broken_off_ : std::nullopt; }
   std::int64_t Bookmark() const override;
   void GoTo(std::int64_t bookmark) override;
   bool IsNull(std::size_t column) const override;
@@ -67,6 +68,7 @@ class OdbcRecordset final : public Recordset {
   std::size_t row_ = 0;  // within the block
   bool at_end_ = false;
   std::optional<RuntimeError> row_error_;  // of the row behind the block
+  std::optional<RuntimeError> broken_off_;
   mutable std::int64_t count_ = -1;
 };
 

@@ -108,6 +108,7 @@ void PostgresRecordset::Start() {
   at_end_ = false;
   store_.reset();
   parking_error_.reset();
+  broken_off_.reset();
   FetchRow();
 }
 
@@ -195,7 +196,7 @@ void PostgresRecordset::MoveNext() {
   const std::lock_guard lock(session_->Mutex());
   ++row_;
   if (session_->IsReading(*this)) {
-    FetchRow();
+    Trap([this] { FetchRow(); }, [this](const RuntimeError& error) { BreakOff(error); });
     return;
   }
   wire_row_.reset();
@@ -204,10 +205,17 @@ void PostgresRecordset::MoveNext() {
   if (!at_end_) {
     stored_row_ = &store_->Next();
   } else if (parking_error_) {
-    throw *parking_error_;
+    BreakOff(*parking_error_);
   } else {
     count_ = row_;
   }
+}
+
+void PostgresRecordset::BreakOff(const RuntimeError& reason) {
+  at_end_ = true;
+  count_ = row_;
+  broken_off_ = reason;
+  throw reason;
 }
 
 std::int64_t PostgresRecordset::RecordCount() const {
@@ -216,7 +224,6 @@ std::int64_t PostgresRecordset::RecordCount() const {
   // Setting rows aside changes nothing a caller sees.
   auto& self = const_cast<PostgresRecordset&>(*this);
   if (session_->IsReading(*this)) self.Park();
-  if (parking_error_) throw *parking_error_;
   return self.count_ = store_begins_at_ + store_->size();
 }
 

@@ -32,7 +32,9 @@ class PostgresRecordset final : public Recordset, private AnswerReader {
   bool IsEof() const override { return at_end_; }
   void MoveFirst() override;
   void MoveNext() override;
+  // Where not all rows could be set aside: those that were.
   std::int64_t RecordCount() const override;
+  std::optional<RuntimeError> BrokenOff() const override { return at_end_ ? broken_off_ : std::nullopt; }
   std::int64_t Bookmark() const override;
   void GoTo(std::int64_t bookmark) override;
   bool IsNull(std::size_t column) const override;
@@ -54,6 +56,7 @@ class PostgresRecordset final : public Recordset, private AnswerReader {
   void Start();
   // Takes the next row off the wire, or the end.
   void FetchRow();
+  [[noreturn]] void BreakOff(const RuntimeError& reason);
   void ReadColumns();
   const Column& Current(std::size_t column) const;
   // The value as the server wrote it, or none for null; of a column that exists, on a row.
@@ -75,6 +78,7 @@ class PostgresRecordset final : public Recordset, private AnswerReader {
   std::int64_t store_begins_at_ = 0;  // the number of its first row, which was the current one then
   // What went wrong while rows were set aside; told behind the last of them.
   std::optional<RuntimeError> parking_error_;
+  std::optional<RuntimeError> broken_off_;
 };
 
 }  // namespace kestrel::postgres

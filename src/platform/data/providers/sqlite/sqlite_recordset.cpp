@@ -81,13 +81,18 @@ void SqliteRecordset::MoveFirst() {
   const std::lock_guard lock(database_->Mutex());
   sqlite3_reset(Handle());
   row_ = 0;
+  broken_off_.reset();
   Step();
 }
 
 void SqliteRecordset::MoveNext() {
   if (at_end_) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
-  Step();
   ++row_;
+  Trap([this] { Step(); },
+       [this](const RuntimeError& reason) {
+         broken_off_ = reason;
+         throw reason;
+       });
 }
 
 std::int64_t SqliteRecordset::RecordCount() const {

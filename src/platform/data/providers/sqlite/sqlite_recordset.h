@@ -6,6 +6,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,7 @@ class SqliteRecordset final : public Recordset {
   void MoveFirst() override;
   void MoveNext() override;
   std::int64_t RecordCount() const override;
+  std::optional<RuntimeError> BrokenOff() const override { return at_end_ ? broken_off_ : std::nullopt; }
   std::int64_t Bookmark() const override;
   void GoTo(std::int64_t bookmark) override;
   bool IsNull(std::size_t column) const override;
@@ -48,6 +50,7 @@ class SqliteRecordset final : public Recordset {
   CompiledQueryPtr query_;
   std::int64_t row_ = 0;
   bool at_end_ = false;
+  std::optional<RuntimeError> broken_off_;
   mutable std::int64_t count_ = -1;
 };
 
