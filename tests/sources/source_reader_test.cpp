@@ -9,6 +9,7 @@
 #include "platform/data/open_connection.h"
 #include "sources/scripted_connection.h"
 #include "spec/specification.h"
+#include "support/biff_writer.h"
 #include "support/session_fixture.h"
 
 namespace kestrel {
@@ -56,6 +57,26 @@ class BrokenRecordset final : public Recordset {
   bool IsNull(std::size_t) const override { return true; }
   std::string_view TextAt(std::size_t) const override { return {}; }
 };
+
+TEST_F(SourceReaderTest, ASheetsListedNameComesBackFromASpecification) {
+  for (const char* sheet : {"O'Neill", "Mit Blank", "`so`", "Stand 1.1."}) {
+    testing::BiffWriter writer;
+    writer.Sheet("Anderes");
+    writer.Sheet(sheet);
+    writer.Text(0, 0, "Name");
+    const std::string path = folder.Write("mappe.xls", writer.Bytes());
+    const ConnectionPtr connection =
+        OpenConnection("Driver={Microsoft Excel Driver (*.xls)};defaultdir=" + path);
+    const std::string listed = connection->Tables().back().name;
+    UseSpecification("[Common]\nProvider=Microsoft Excel\nDatabase=" + path + "\nTable=" + listed + "\n");
+    ReadCommonSection(session);
+    session.SourceConnection = connection;
+    OpenSourceRecordset(session);
+    EXPECT_TRUE(ui.boxes.empty()) << sheet;
+    ASSERT_EQ(session.SourceRecordset->ColumnCount(), 1U) << sheet;
+    EXPECT_EQ(GetSourceColumnNames(session), (Names{"Name", ""})) << sheet;
+  }
+}
 
 TEST_F(SourceReaderTest, ATextFileIsWalkedFromItsFirstRecordToItsEnd) {
   UseTextFile("Name;Ort\r\nMüller;Köln\r\nSchmidt;Bonn\r\n");

@@ -1,5 +1,7 @@
 #include "platform/data/select_all.h"
 
+#include <algorithm>
+
 #include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 
@@ -72,6 +74,12 @@ class SelectAllParser {
     return std::string(part);
   }
 
+  // Whether what follows can follow a part.
+  bool PartEnds() const {
+    const auto next = std::find_if_not(left_.begin(), left_.end(), IsSpace);
+    return next == left_.end() || *next == '.' || *next == ';';
+  }
+
   std::string TakeQuoted(char close) {
     left_.remove_prefix(1);
     std::string part;
@@ -80,7 +88,7 @@ class SelectAllParser {
       if (end == std::string_view::npos) Refuse();
       part += left_.substr(0, end);
       left_.remove_prefix(end + 1);
-      if (!Skip(close)) break;
+      if (!Skip(close) && PartEnds()) break;
       part += close;
     }
     if (part.empty()) Refuse();

@@ -28,6 +28,12 @@ TEST(SelectAll, QuotedPartsHoldEverything) {
   EXPECT_THAT(ParseSelectAll("SELECT * FROM [a]]b]"), ElementsAre("a]b"));
 }
 
+TEST(SelectAll, AClosingCharacterWithinANameNeedNotBeDoubled) {
+  EXPECT_THAT(ParseSelectAll("SELECT * FROM `/a`b/k.xls`.`O''Neill`s $`"),
+              ElementsAre("/a`b/k.xls", "O''Neill`s $"));
+  EXPECT_THAT(ParseSelectAll("SELECT * FROM `a``b` ;"), ElementsAre("a`b"));
+}
+
 TEST(SelectAll, ABareNameMayHoldBlanks) {
   EXPECT_THAT(ParseSelectAll("SELECT * From Alte Kunden"), ElementsAre("Alte Kunden"));
 }

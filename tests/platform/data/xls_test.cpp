@@ -67,6 +67,24 @@ TEST_F(Xls, SheetsAreListedAsTheDriverWritesThem) {
                                                      "'O''Neill$'", "A_b$", "'Stand 1.1.$'"));
 }
 
+TEST_F(Xls, AListedNameThatLostItsOuterApostrophesOpensItsSheet) {
+  BiffWriter writer;
+  for (const char* name : {"O'Neill", "It's 'so'", "Vorn''doppelt", "Vorn'doppelt"}) {
+    writer.Sheet(name);
+    writer.Text(0, 0, name);
+  }
+  const ConnectionPtr connection = Open(writer);
+  EXPECT_EQ(connection->ColumnNames("O''Neill$"), Row{"O'Neill"});
+  EXPECT_EQ(connection->ColumnNames("O'Neill$"), Row{"O'Neill"});
+  EXPECT_EQ(connection->ColumnNames("O''Neill$A1:A1"), Row{"O'Neill"});
+  EXPECT_EQ(connection->ColumnNames("It''s ''so''$"), Row{"It's 'so'"});
+  EXPECT_EQ(connection->ColumnNames("It's 'so'"), Row{"It's 'so'"});
+  // An exact name comes first.
+  EXPECT_EQ(connection->ColumnNames("Vorn''doppelt$"), Row{"Vorn''doppelt"});
+  EXPECT_EQ(connection->ColumnNames("'Vorn''doppelt$'"), Row{"Vorn'doppelt"});
+  EXPECT_EQ(TableRows(*connection, "'O''Neill$'")[0], Row{"O'Neill"});
+}
+
 TEST_F(Xls, EveryListedNameOpensItsSheet) {
   BiffWriter writer;
   for (const char* name : {"Tabelle1", "Mit Blank", "Übersicht", "2024", "O'Neill", "Stand 1.1."}) {

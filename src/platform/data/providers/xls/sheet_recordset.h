@@ -22,12 +22,15 @@ std::vector<std::string> ColumnNames(const Sheet& sheet, const std::optional<Cel
 // Where the sheet has lost something that belongs to the range, the set is broken off behind its last row.
 class SheetRecordset final : public IndexedRecordset {
  public:
-  // What errors call the sheet and its file.
+  // What errors call the sheet and its file, and which file that was.
   struct Place {
     std::string sheet;
     std::string path;
+    std::optional<FileIdentity> file = {};
   };
   SheetRecordset(std::shared_ptr<const Sheet> sheet, const std::optional<CellRange>& range, Place place);
+
+  std::optional<FileIdentity> SourceFile() const override { return place_.file; }
 
  protected:
   bool IsNullAt(std::size_t row, std::size_t column) const override;

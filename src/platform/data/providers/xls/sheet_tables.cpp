@@ -35,6 +35,28 @@ std::string Comparable(std::string_view name) {
   return UpperCase(ReplaceAll(bare, ".", "#"));
 }
 
+// The same for a name whose outer apostrophes may be lost, as a specification takes them off a value, so that
+// those within may be doubled or not.
+std::string LooselyComparable(std::string_view name) { return ReplaceAll(Comparable(name), "''", "'"); }
+
+template <class Compare>
+std::optional<SheetTable> FindTable(const Workbook& workbook, std::string_view name, Compare&& comparable) {
+  const std::string wanted = comparable(name);
+  for (SheetTable& table : TablesOf(workbook)) {
+    if (comparable(table.name) == wanted) return std::move(table);
+  }
+  const std::vector<std::string>& sheets = workbook.SheetNames();
+  for (std::size_t sheet = 0; sheet < sheets.size(); ++sheet) {
+    const std::string candidate = comparable(sheets[sheet]);
+    if (candidate == wanted) return SheetTable{ListedName(sheets[sheet], ""), sheet, std::nullopt};
+    if (!wanted.starts_with(candidate + "$")) continue;
+    if (auto range = ParseRange(std::string_view(wanted).substr(candidate.size() + 1))) {
+      return SheetTable{std::string(name), sheet, range};
+    }
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 std::vector<SheetTable> TablesOf(const Workbook& workbook) {
@@ -51,20 +73,8 @@ std::vector<SheetTable> TablesOf(const Workbook& workbook) {
 }
 
 std::optional<SheetTable> FindTable(const Workbook& workbook, std::string_view name) {
-  const std::string wanted = Comparable(name);
-  for (SheetTable& table : TablesOf(workbook)) {
-    if (Comparable(table.name) == wanted) return std::move(table);
-  }
-  const std::vector<std::string>& sheets = workbook.SheetNames();
-  for (std::size_t sheet = 0; sheet < sheets.size(); ++sheet) {
-    const std::string candidate = Comparable(sheets[sheet]);
-    if (candidate == wanted) return SheetTable{ListedName(sheets[sheet], ""), sheet, std::nullopt};
-    if (!wanted.starts_with(candidate + "$")) continue;
-    if (auto range = ParseRange(std::string_view(wanted).substr(candidate.size() + 1))) {
-      return SheetTable{std::string(name), sheet, range};
-    }
-  }
-  return std::nullopt;
+  if (auto table = FindTable(workbook, name, Comparable)) return table;
+  return FindTable(workbook, name, LooselyComparable);
 }
 
 }  // namespace kestrel::xls

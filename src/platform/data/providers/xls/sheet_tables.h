@@ -21,9 +21,9 @@ struct SheetTable {
 // anything but letters, digits and "_" or begins with a digit; an apostrophe in it is then doubled.
 std::vector<SheetTable> TablesOf(const Workbook& workbook);
 
-// The table meant by a name: as it is listed, without its apostrophes, a sheet also without its "$", a
-// rectangle of a sheet as Tabelle1$A1:D20. Case does not matter, and "#" stands for a point, too, as the
-// classic driver writes it.
+// The table meant by a name: as it is listed, without its apostrophes (those within doubled or not), a sheet
+// also without its "$", a rectangle of a sheet as Tabelle1$A1:D20. Case does not matter, and "#" stands for a
+// point, too, as the classic driver writes it.
 std::optional<SheetTable> FindTable(const Workbook& workbook, std::string_view name);
 
 }  // namespace kestrel::xls

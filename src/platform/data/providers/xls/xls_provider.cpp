@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/base/file.h"
+#include "platform/base/steady_file.h"
 #include "platform/base/text.h"
 #include "platform/data/providers/xls/sheet_recordset.h"
 #include "platform/data/providers/xls/sheet_tables.h"
@@ -18,14 +18,14 @@ namespace {
 class XlsConnection final : public ReadOnlyConnection {
  public:
   explicit XlsConnection(std::string path) : path_(std::move(path)) {
-    ReadingFile(path_, [&] { return ReadWorkbook(ReadWholeFile(path_)); });
+    ReadingFile(path_, [&] { return ReadWorkbook(ReadSteadyFile(path_).content); });
   }
 
   std::vector<CatalogTable> Tables() override {
     RequireOpen();
     return ReadingFile(path_, [&] {
       std::vector<CatalogTable> tables;
-      for (SheetTable& table : TablesOf(*ReadWorkbook(ReadWholeFile(path_)))) {
+      for (SheetTable& table : TablesOf(*ReadWorkbook(ReadSteadyFile(path_).content))) {
         tables.push_back(CatalogTable{std::move(table.name), "TABLE"});
       }
       return tables;
@@ -48,7 +48,7 @@ class XlsConnection final : public ReadOnlyConnection {
     return ReadingFile(path, [&]() -> RecordsetPtr {
       const OpenedTable table = OpenSheetTable(path, name.back());
       return std::make_shared<SheetRecordset>(table.sheet, table.range,
-                                              SheetRecordset::Place{table.sheet_name, path});
+                                              SheetRecordset::Place{table.sheet_name, path, table.file});
     });
   }
 
@@ -57,17 +57,20 @@ class XlsConnection final : public ReadOnlyConnection {
     std::shared_ptr<const Sheet> sheet;
     std::optional<CellRange> range;
     std::string sheet_name;
+    FileIdentity file;
   };
 
   static OpenedTable OpenSheetTable(const std::string& path, std::string_view name) {
-    const std::shared_ptr<const Workbook> workbook = ReadWorkbook(ReadWholeFile(path));
+    SteadyFile file = ReadSteadyFile(path);
+    const std::shared_ptr<const Workbook> workbook = ReadWorkbook(std::move(file.content));
     const std::optional<SheetTable> table = FindTable(*workbook, name);
     if (!table) {
       throw RuntimeError(
           ErrorNumber::kDatabase,
           "Die Arbeitsmappe hat weder eine Tabelle noch einen benannten Bereich \"" + std::string(name) + "\"");
     }
-    return OpenedTable{workbook->OpenSheet(table->sheet), table->range, workbook->SheetNames()[table->sheet]};
+    return OpenedTable{workbook->OpenSheet(table->sheet), table->range, workbook->SheetNames()[table->sheet],
+                       file.identity};
   }
 
   std::string path_;
