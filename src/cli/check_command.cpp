@@ -154,15 +154,49 @@ class Checker {
       Error("Common", key, "Es ist keine Quelldatei angegeben. Geben Sie sie hier oder mit --file an.");
       return false;
     }
+    const CountingUserInterface::Silence silence(workspace_.ui());
     try {
-      const CountingUserInterface::Silence silence(workspace_.ui());
       workspace_.OpenSource();
-      return true;
     } catch (const NotUsable& error) {
       const std::string reason = TrySource(session_);
       Error("Common", key, reason.empty() ? error.what() : reason);
       return false;
     }
+    CheckRecords(key);
+    return true;
+  }
+
+  // A file is walked to its end, which tells whether records are missing; of a server the first record is
+  // enough. The values of the first records are looked at, too.
+  void CheckRecords(const char* key) {
+    constexpr std::int64_t kLookedAt = 100;
+    OpenSourceRecordset(session_);
+    const std::int64_t count = SourceRecordCount(session_);
+    std::set<std::size_t> unreadable;
+    std::int64_t records = 0;
+    RecordsetPtr source = SourceMoveFirst(session_);
+    while (!SourceEOF(session_) && !session_.source_end.error) {
+      ++records;
+      for (std::size_t column = 0; records <= kLookedAt && column < source->ColumnCount(); ++column) {
+        Trap([&] { source->TextAt(column); },
+             [&](const RuntimeError& error) {
+               if (!unreadable.insert(column).second) return;
+               Error("Common", key,
+                     "Datensatz " + std::to_string(records) + ", Spalte \"" +
+                         std::string(source->ColumnName(column)) + "\": " + error.Description());
+             });
+      }
+      if (session_.Provider == kSqlServerSource) break;
+      source = SourceMoveNext(session_);
+    }
+    const SourceEnd end = session_.source_end;
+    CloseSource(session_);
+    if (!end.error) return;
+    const std::string reached = end.state == SourceState::kNotOpened
+                                    ? "Die Datenquelle kann nicht gelesen werden. "
+                                    : "Die Datenquelle endet nach " + std::to_string(records) + " von " +
+                                          std::to_string(std::max(count, records)) + " Datensätzen. ";
+    Error("Common", key, reached + end.error->Description());
   }
 
   bool CheckImportClass() {

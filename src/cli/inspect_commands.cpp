@@ -157,16 +157,24 @@ int PreviewCommand(Workspace& workspace, const std::string& spec, const std::str
   std::vector<TableWriter::Column> columns;
   for (const std::string& name : OfferedSourceFields(session.SourceFieldNames)) columns.push_back({name, ""});
   TableWriter table(workspace.out(), workspace.options().format, std::move(columns));
-  for (std::int64_t row = 0; row < records && !SourceEOF(session); ++row) {
+  bool all_readable = true;
+  for (std::int64_t row = 0; row < records && !SourceEOF(session) && !session.source_end.error; ++row) {
     std::vector<std::string> values;
     for (std::size_t column = 0; column < source->ColumnCount(); ++column) {
-      values.emplace_back(source->TextAt(column));
+      std::string& value = values.emplace_back();
+      Trap([&] { value = source->TextAt(column); },
+           [&](const RuntimeError& error) {
+             all_readable = false;
+             workspace.err() << "Datensatz " << row + 1 << ", Spalte \"" << source->ColumnName(column)
+                             << "\": " << error.Description() << '\n';
+           });
     }
     table.Row(std::move(values));
     SourceMoveNext(session);
   }
+  if (session.source_end.error) all_readable = false;
   CloseSource(session);
-  return kDone;
+  return all_readable ? kDone : kErrorsCounted;
 }
 
 }  // namespace kestrel::cli
