@@ -6,7 +6,6 @@
 #include <QMenuBar>
 #include <QStatusBar>
 
-#include "schema/host_schema.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
 
@@ -63,8 +62,13 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
   RememberSize(this, "host");
   connect(&wizard_, &Wizard::Ended, this, &HostWindow::RefreshAll);
   // Stays until the next message: it is told once only.
-  const std::string restored = RestoreAddressIndexes(RequireConnection(connection_));
-  if (!restored.empty()) statusBar()->showMessage(ToQt(restored));
+  Trap(
+      [&] {
+        const ObjectPtr setup = components.CreateObject("kestrelhost.Setup");
+        const std::string restored = CallMethod(setup, "RestoreDatabase", ObjectPtr(connection_)).ToText();
+        if (!restored.empty()) statusBar()->showMessage(ToQt(restored));
+      },
+      [this](const RuntimeError& error) { statusBar()->showMessage(ToQt(error.Description())); });
 }
 
 void HostWindow::BuildMenu() {
