@@ -9,14 +9,16 @@
 //                          call fails with
 //   KESTREL_TRIAL_TRACE    a file that gets a line "N NAME PATH" for every counted call
 //
-// A call on a descriptor counts for the file it is open on. Calls that the C library makes within itself are
-// not seen, so its functions that open or make files are taken as calls of their own (fopen, mkstemp, mkdtemp).
-// Unlike the C library's, these functions are not safe against cancelled threads; no program here cancels any.
+// A call on a descriptor counts for the file it is open on; the files of sockets begin with "socket:". Calls
+// that the C library makes within itself are not seen, so its functions that open or make files are taken as
+// calls of their own (fopen, mkstemp, mkdtemp). Unlike the C library's, these functions are not safe against
+// cancelled threads; no program here cancels any.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
@@ -226,6 +228,11 @@ CALL(ssize_t, -1, "write", copy_file_range,
      (from, from_at, file, at, size, flags), file)
 CALL(ssize_t, -1, "write", sendfile, (int file, int from, off_t* at, size_t size), (file, from, at, size), file)
 CALL(ssize_t, -1, "write", sendfile64, (int file, int from, off64_t* at, size_t size), (file, from, at, size),
+     file)
+
+CALL(ssize_t, -1, "send", send, (int file, const void* bytes, size_t size, int flags),
+     (file, bytes, size, flags), file)
+CALL(ssize_t, -1, "recv", recv, (int file, void* bytes, size_t size, int flags), (file, bytes, size, flags),
      file)
 
 CALL(int, -1, "fsync", fsync, (int file), (file), file)

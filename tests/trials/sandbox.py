@@ -26,9 +26,9 @@ Application=2
 ImportClass=ksbimport.importkunden
 Provider=%(provider)s
 FileName=%(source)s
-Database=%(source)s
+Database=%(database)s
 Table=%(table)s
-ColumnHeadings=True
+%(more)sColumnHeadings=True
 FileFormat=ANSI
 Delimiter=;
 TextRecognition="
@@ -180,14 +180,23 @@ class Sandbox:
             subprocess.run([self.programs.program("trial_write_source"), self.kind, path],
                            input=table_text(records, "\t", "\n"), check=True)
 
+    def source_settings(self):
+        """The provider's name, database and table."""
+        return KINDS[self.kind][0], self.source, KINDS[self.kind][1]
+
     def write_specification(self):
-        provider, table = KINDS[self.kind]
-        text = SPECIFICATION % {"source": self.source, "provider": provider, "table": table, "backup": self.backup, "delete": self.delete,
+        provider, database, table = self.source_settings()
+        text = SPECIFICATION % {"source": self.source, "provider": provider, "database": database, "table": table,
+                                "more": self.more_settings(), "backup": self.backup, "delete": self.delete,
                                 "backup_folder": self.path("work/backup"), "duplicates": self.mixed}
         text += "".join("%s=FIELD:%s\n" % pair for pair in zip(COLUMNS, HEADINGS))
         self.spec_bytes = text.replace("\n", "\r\n").encode("cp1252")
         with open(self.specification, "wb") as file:
             file.write(self.spec_bytes)
+
+    def more_settings(self):
+        """Further lines of section Common."""
+        return ""
 
     def draw(self, what):
         """A number from 0 to 1, the same for the same seed."""
@@ -265,7 +274,11 @@ class Sandbox:
         return self.finish(self.start(command, environment))
 
     def import_command(self, *more):
-        return ["kestrel-import", "run", self.specification, "--folder", self.host, "--format", "json", *more]
+        return ["kestrel-import", "run", self.specification, "--folder", self.host, "--host", self.host_connection(),
+                "--format", "json", *more]
+
+    def host_connection(self):
+        return self.database
 
     def import_source(self, environment=None):
         return self.run(self.import_command(), environment)
@@ -273,7 +286,7 @@ class Sandbox:
     # --- What stands ---
 
     def query(self, sql):
-        connection = sqlite3.connect(self.database)
+        connection = sqlite3.connect("file:%s?mode=rw" % self.database, uri=True)
         try:
             return connection.execute(sql).fetchall()
         finally:
@@ -285,18 +298,21 @@ class Sandbox:
 
     def examine_database(self):
         """What is wrong with the host's data, whatever has happened."""
-        if not os.path.exists(self.database):
-            return ["the host database is gone"]
         try:
             return self._examine_tables()
         except sqlite3.Error as error:
             return ["the host database cannot be read: %s" % error]
 
-    def _examine_tables(self):
-        problems = []
+    def examine_storage(self):
+        """What is wrong with the database itself."""
         integrity = self.query("PRAGMA integrity_check")
-        if integrity != [("ok",)]:
-            problems.append("the host database is damaged: %s" % integrity[:3])
+        problems = [] if integrity == [("ok",)] else ["the host database is damaged: %s" % integrity[:3]]
+        indexes = self.query("SELECT COUNT(*) FROM sqlite_master WHERE type = 'index' AND tbl_name = 'Adressindex' "
+                             "AND sql IS NOT NULL")[0][0]
+        return problems if indexes == 3 else problems + ["%d of the 3 key indexes stand in the file" % indexes]
+
+    def _examine_tables(self):
+        problems = self.examine_storage()
         expected = {record.number: record.row() for record in self.may_be_stored}
         for row in self.query("SELECT %s FROM Kunden" % ", ".join(COLUMNS)):
             if expected.get(row[0]) != row:
@@ -315,10 +331,6 @@ class Sandbox:
             rows = self.query(sql)
             if rows:
                 problems.append("%s: %d, first %s" % (what, len(rows), rows[0][0]))
-        indexes = self.query("SELECT COUNT(*) FROM sqlite_master WHERE type = 'index' AND tbl_name = 'Adressindex' "
-                             "AND sql IS NOT NULL")[0][0]
-        if indexes != 3:
-            problems.append("%d of the 3 key indexes stand in the file" % indexes)
         return problems
 
     def log_lines(self):

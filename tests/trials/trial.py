@@ -27,6 +27,7 @@ class Programs:
 
     def __init__(self, build):
         self.build = os.path.abspath(build)
+        self.kept = []
         self.scratch = tempfile.mkdtemp(prefix="kestrel-trials-")
 
     def program(self, name):
@@ -45,7 +46,14 @@ class Programs:
             subprocess.run([self.program("kestrel-import"), "init", folder], check=True, stdout=subprocess.DEVNULL)
         return folder
 
+    def keep(self, thing):
+        """Closed when the trial ends."""
+        self.kept.append(thing)
+        return thing
+
     def close(self):
+        for thing in self.kept:
+            thing.close()
         shutil.rmtree(self.scratch, ignore_errors=True)
 
 
@@ -59,9 +67,11 @@ def kind_of_call(line, folder):
 
 
 def spread(count, most):
-    """At most `most` numbers of 1 to `count`, evenly spread, the first and the last among them."""
+    """At most `most` numbers of 1 to `count`, evenly spread, the first and the last among them; one: the middle."""
     if count <= most:
         return list(range(1, count + 1))
+    if most == 1:
+        return [(count + 1) // 2]
     return sorted({1 + round(step * (count - 1) / (most - 1)) for step in range(most)})
 
 
