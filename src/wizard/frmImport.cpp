@@ -16,6 +16,7 @@ namespace {
 // The bar counts in hundredths of a percent, as long runs move slowly.
 constexpr int kBarSteps = 10000;
 constexpr int kLineCharacters = 58;
+constexpr int kRemarkLines = 8;
 // A window manager may refuse to activate a window; the run starts then all the same.
 constexpr int kStartWithoutActivationMs = 300;
 constexpr int kRepaintMs = 100;
@@ -34,10 +35,17 @@ frmImport::frmImport(Session& session, QWidget* parent) : QDialog(parent), run_(
   progress_bar_->setObjectName("ProgressBar");
   progress_bar_->setAccessibleName("Fortschritt");
   progress_bar_->setRange(0, kBarSteps);
+  remarks_ = new QPlainTextEdit(this);
+  remarks_->setObjectName("txtRemarks");
+  remarks_->setAccessibleName("Hinweise zum Import");
+  remarks_->setReadOnly(true);
+  remarks_->setFixedHeight(fontMetrics().lineSpacing() * kRemarkLines);
+  remarks_->hide();
   auto* page = new QVBoxLayout(this);
   page->setContentsMargins(18, 18, 18, 18);
   page->addWidget(lblInfo_);
   page->addWidget(progress_bar_);
+  page->addWidget(remarks_);
   page->setSizeConstraint(QLayout::SetFixedSize);
 }
 
@@ -71,6 +79,11 @@ void frmImport::Yield() {
 void frmImport::Repaint() {
   lblInfo_->setText(ToQt(info_));
   progress_bar_->setValue(static_cast<int>(std::clamp(percent_, 0.0, 100.0) * (kBarSteps / 100)));
+}
+
+void frmImport::Tell(std::string_view text) {
+  remarks_->appendPlainText(ToQt(text));
+  remarks_->show();
 }
 
 void frmImport::CloseWindow() {

@@ -3,6 +3,7 @@
 
 #include <QDialog>
 #include <QLabel>
+#include <QPlainTextEdit>
 #include <QProgressBar>
 
 #include "import/import_run.h"
@@ -31,11 +32,13 @@ class frmImport final : public QDialog, private RunView {
   void SetInfo(std::string_view text) override { info_.assign(text); }
   void SetProgress(double percent) override { percent_ = percent; }
   void Yield() override;
+  void Tell(std::string_view text) override;
   void CloseWindow() override;
 
   ImportRun run_;
   QLabel* lblInfo_;
   QProgressBar* progress_bar_;
+  QPlainTextEdit* remarks_;  // hidden while there is none
   // What the run said last; brought to the screen as often as an eye can follow, which costs less than the
   // display's own rate would.
   std::string info_;

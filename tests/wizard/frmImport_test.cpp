@@ -3,6 +3,7 @@
 
 #include <QPushButton>
 
+#include "platform/data/open_connection.h"
 #include "wizard/frmQuestionDlg.h"
 #include "wizard/wizard_fixture.h"
 
@@ -68,6 +69,17 @@ class RunWindowTest : public testing::WizardFixture {
   void Prepare(int records) {
     OpenStep3(TextSpecification(WriteSource(records), "[FieldAssignments]\nName=FIELD:Name\n"));
     window = std::make_unique<frmImport>(session, nullptr);
+  }
+  // A log component, and an import class that tells an error after each call.
+  std::shared_ptr<testing::RecordingObject> UseLog() {
+    const ConnectionPtr host = OpenConnection("Provider=SQLite;Data Source=" + folder.File("host.sqlite"));
+    host->Execute("CREATE TABLE Personalstamm (PersonalNr TEXT, Nachname TEXT, Vorname TEXT, Titel TEXT)");
+    session.HostConnection = host;
+    const auto log = AddComponent("KSHProto.Protokoll", "log");
+    log->Returns("CreateProtokoll", Value("P1"));
+    log->Method("AddNewRecord").Method("SetField").Method("UpdateRecord");
+    import_class->Get("ErrorCode", Value(7));
+    return log;
   }
   std::string Info() const { return FromQt(FindIn<QLabel>(*window, "lblInfo").text()); }
   const QProgressBar& Bar() const { return FindIn<QProgressBar>(*window, "ProgressBar"); }
@@ -168,6 +180,42 @@ TEST_F(RunWindowTest, ASourceWithoutRecordsEndsWell) {
   EXPECT_EQ(import_class->CountOf("AfterImport"), 1u);
   EXPECT_THAT(ui.boxes,
               ElementsAre(Information("Der Import wurde erfolgreich fertig gestellt.", "KESTREL Import")));
+}
+
+TEST_F(RunWindowTest, WhatStandsInNoLogStaysInSightBesideTheClosingMessage) {
+  Prepare(3);
+  session.DeleteFile = true;
+  import_class->Get("ErrorCode", Value(7));
+  const auto& remarks = FindIn<QPlainTextEdit>(*window, "txtRemarks");
+  EXPECT_FALSE(remarks.isVisibleTo(window.get()));
+  window->exec();
+  EXPECT_TRUE(remarks.isVisibleTo(window.get()));
+  const std::string shown = FromQt(remarks.toPlainText());
+  EXPECT_THAT(shown, ::testing::EndsWith(window->result().source_kept));
+  EXPECT_THAT(shown, ::testing::HasSubstr("Nicht im Protokoll: Datensatz 1: Fehler 7: "))
+      << "the session has no log component";
+}
+
+TEST_F(RunWindowTest, AnErrorOfGetFieldsAndThoseOfTheRunStandInOneLogAndTheNextImportHasItsOwn) {
+  const auto log = UseLog();
+  for (const std::size_t imports : {1, 2}) {
+    Prepare(1);
+    EXPECT_EQ(log->CountOf("CreateProtokoll"), imports) << "made by GetFields";
+    EXPECT_EQ(log->CountOf("AddNewRecord"), 3 * imports - 2);
+    window->exec();
+    EXPECT_EQ(log->CountOf("CreateProtokoll"), imports) << "the run adds to it";
+    EXPECT_EQ(log->CountOf("AddNewRecord"), 3 * imports) << "GetNewRecord and ImportRecord";
+    window.reset();
+    Page().close();
+  }
+}
+
+TEST_F(RunWindowTest, AnImportThatWasGivenUpLeavesItsLogToItself) {
+  const auto log = UseLog();
+  Prepare(1);
+  Click("cmdCancel");
+  Prepare(1);
+  EXPECT_EQ(log->CountOf("CreateProtokoll"), 2u);
 }
 
 TEST_F(RunWindowTest, ACancellationByTheImportClassIsShown) {
