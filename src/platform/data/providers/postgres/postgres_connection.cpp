@@ -30,17 +30,28 @@ constexpr std::string_view kColumnsQuery =
 
 }  // namespace
 
-PostgresConnection::PostgresConnection(const std::vector<Session::Option>& options, std::string password)
-    : session_(std::make_shared<Session>(options, std::move(password), SharedCallMutex())) {
+PostgresConnection::PostgresConnection(const std::vector<Session::Option>& options, std::string password,
+                                       const WaitLimits& limits) {
+  SharedWaits()->SetLockLimit(limits.lock);
+  SharedWaits()->SetAnswerLimit(limits.answer);
+  session_ = std::make_shared<Session>(options, std::move(password), SharedCallMutex(), SharedWaits());
+  const std::string lock_limit = std::to_string(SharedWaits()->LockLimit().count());
   // The forms in which values are read, whatever the server's settings.
-  PostgresRecordset(session_,
-                    "SELECT set_config('datestyle', 'ISO', false), set_config('bytea_output', 'hex', false),"
-                    " set_config('extra_float_digits', '1', false),"
-                    " set_config('standard_conforming_strings', 'on', false),"
-                    // Statements are kept to be planned once, not at each use; older servers have no choice.
-                    " (SELECT set_config(name, 'force_generic_plan', false) FROM pg_catalog.pg_settings"
-                    " WHERE name = 'plan_cache_mode')",
-                    ParameterValues());
+  PostgresRecordset(
+      session_,
+      "SELECT set_config('datestyle', 'ISO', false), set_config('bytea_output', 'hex', false),"
+      " set_config('extra_float_digits', '1', false),"
+      " set_config('standard_conforming_strings', 'on', false),"
+      " set_config('lock_timeout', '" +
+          lock_limit +
+          "', false),"
+          // A commit that is answered is on the disk, also where the server is told to hurry.
+          " (SELECT set_config(name, 'on', false) FROM pg_catalog.pg_settings"
+          " WHERE name = 'synchronous_commit' AND setting = 'off'),"
+          // Statements are kept to be planned once, not at each use; older servers have no choice.
+          " (SELECT set_config(name, 'force_generic_plan', false) FROM pg_catalog.pg_settings"
+          " WHERE name = 'plan_cache_mode')",
+      ParameterValues());
 }
 
 PostgresConnection::~PostgresConnection() {
@@ -91,12 +102,17 @@ void PostgresConnection::FinishLateWork() {
   if (session_ != nullptr) session_->FinishLateWork();
 }
 
+std::string PostgresConnection::StopReason() const {
+  const std::lock_guard lock(CallMutex());
+  return session_ == nullptr ? std::string() : session_->StopReason();
+}
+
 void PostgresConnection::Begin() {
   Open();
   SettleCompanions();
   const std::lock_guard lock(CallMutex());
   if (session_->InTransaction()) Refuse("Eine Transaktion ist bereits offen.");
-  Run("BEGIN");
+  session_->Begin();
 }
 
 void PostgresConnection::Commit() {

@@ -12,8 +12,14 @@ namespace kestrel::postgres {
 
 class PostgresConnection final : public Connection {
  public:
+  // In seconds, see Waits; empty for those of the environment.
+  struct WaitLimits {
+    std::string lock;
+    std::string answer;
+  };
   // Error 3000.
-  PostgresConnection(const std::vector<Session::Option>& options, std::string password);
+  PostgresConnection(const std::vector<Session::Option>& options, std::string password,
+                     const WaitLimits& limits);
   ~PostgresConnection() override;
 
   std::int64_t Execute(std::string_view sql) override;
@@ -25,6 +31,7 @@ class PostgresConnection final : public Connection {
   void Commit() override;
   void Rollback() override;
   bool InTransaction() const override;
+  std::string StopReason() const override;
   // Tables and views that need no schema before their names, in the order of their names.
   std::vector<CatalogTable> Tables() override;
   // A name is looked for as it stands, then in lower case.

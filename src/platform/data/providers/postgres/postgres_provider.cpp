@@ -44,9 +44,14 @@ bool Serves(const ConnectionKeys& keys) {
 }
 
 ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole) {
-  // Of two equal keywords the later one counts: the first two can be overridden, the last ones cannot.
+  // Of two equal keywords the later one counts: the first ones can be overridden, the last ones cannot. A
+  // server that is gone without a word is noticed after a minute.
   std::vector<Session::Option> options{{"fallback_application_name", "kestrel-import"},
-                                       {"connect_timeout", "15"}};
+                                       {"connect_timeout", "8"},
+                                       {"keepalives_idle", "30"},
+                                       {"keepalives_interval", "10"},
+                                       {"keepalives_count", "3"},
+                                       {"tcp_user_timeout", "60000"}};
   std::string password;
   if (IsUrl(whole)) {
     password = PasswordOfUrl(std::string(whole));
@@ -60,7 +65,9 @@ ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole) {
     password = keys.Get("password");
   }
   options.emplace_back("client_encoding", "UTF8");
-  return std::make_shared<PostgresConnection>(options, std::move(password));
+  return std::make_shared<PostgresConnection>(
+      options, std::move(password),
+      PostgresConnection::WaitLimits{keys.Get("LockWait"), keys.Get("AnswerWait")});
 }
 
 }  // namespace kestrel::postgres

@@ -1,9 +1,11 @@
 #include "platform/data/providers/postgres/session.h"
 
 #include <libpq-fe.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstring>
 #include <iterator>
 #include <utility>
@@ -23,6 +25,8 @@ constexpr int kLateInAFlight = 8;
 // Rows that are read away before a query is cancelled.
 constexpr int kRowsReadAway = 1000;
 constexpr std::size_t kShortestHiddenPassword = 3;
+// How often a wait looks whether it is to end.
+constexpr int kLookAgainMs = 100;
 constexpr const char* kSavepoint = "SAVEPOINT kestrel_statement";
 constexpr const char* kRelease = "RELEASE SAVEPOINT kestrel_statement";
 constexpr const char* kUndo = "ROLLBACK TO SAVEPOINT kestrel_statement";
@@ -81,8 +85,8 @@ void CloseSession::operator()(pg_conn* session) const { PQfinish(session); }
 void ClearResult::operator()(pg_result* result) const { PQclear(result); }
 
 Session::Session(const std::vector<Option>& options, std::string password,
-                 std::shared_ptr<std::recursive_mutex> mutex)
-    : mutex_(std::move(mutex)), password_(std::move(password)) {
+                 std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits)
+    : mutex_(std::move(mutex)), waits_(std::move(waits)), password_(std::move(password)) {
   std::vector<const char*> keys, values;
   for (const auto& [key, value] : options) {
     keys.push_back(key.c_str());
@@ -100,21 +104,71 @@ Session::Session(const std::vector<Option>& options, std::string password,
   // Notices are for people at a terminal.
   PQsetNoticeProcessor(
       handle_.get(), [](void*, const char*) {}, nullptr);
-  if (PQenterPipelineMode(handle_.get()) == 0) Refuse(Trimmed(PQerrorMessage(handle_.get())));
+  if (PQenterPipelineMode(handle_.get()) == 0 || PQsetnonblocking(handle_.get(), 1) != 0) {
+    Refuse(Trimmed(PQerrorMessage(handle_.get())));
+  }
+}
+
+// --- Waiting -----------------------------------------------------------------------------------------
+
+bool Session::IsLost() const { return PQstatus(handle_.get()) != CONNECTION_OK; }
+
+void Session::Lose(const std::string& reason) {
+  if (lost_.empty()) lost_ = reason;
+  in_transaction_ = false;
+  stop_reason_ =
+      "Die Verbindung zum Datenbankserver ist verloren. Stellen Sie sie wieder her, bevor Sie fortfahren.";
+}
+
+void Session::WaitForAnswer() {
+  using Clock = std::chrono::steady_clock;
+  Clock::time_point start = Clock::now();
+  while (PQisBusy(handle_.get()) != 0) {
+    const int unsent = PQflush(handle_.get());
+    struct pollfd socket {};
+    socket.fd = PQsocket(handle_.get());
+    socket.events = static_cast<short>(unsent > 0 ? POLLIN | POLLOUT : POLLIN);
+    const int ready = ::poll(&socket, 1, kLookAgainMs);
+    if (ready > 0) {
+      // What is wrong with the connection, its next answer tells.
+      if (PQconsumeInput(handle_.get()) == 0) return;
+      start = Clock::now();
+      continue;
+    }
+    if (waits_->GoOn(start, waits_->AnswerLimit(),
+                     "Der Datenbankserver antwortet nicht, es wird gewartet ...")) {
+      continue;
+    }
+    Lose(waits_->WasStopped() ? "Das Warten auf den Datenbankserver wurde abgebrochen."
+                              : "Der Datenbankserver hat nicht geantwortet.");
+    handle_.reset();
+    return;
+  }
+}
+
+ResultPtr Session::NextAnswer() {
+  WaitForAnswer();
+  return ResultPtr(PQgetResult(handle_.get()));
 }
 
 // --- Sending -----------------------------------------------------------------------------------------
 
+void Session::FailToSend() {
+  if (!IsLost()) Refuse(Trimmed(PQerrorMessage(handle_.get())));
+  Lose("Die Verbindung zum Server ist abgebrochen: " + Trimmed(PQerrorMessage(handle_.get())));
+  Refuse(lost_);
+}
+
 void Session::AskFor(const char* sql) {
   if (PQsendQueryParams(handle_.get(), sql, 0, nullptr, nullptr, nullptr, nullptr, 0) == 0) {
-    Refuse(Trimmed(PQerrorMessage(handle_.get())));
+    FailToSend();
   }
 }
 
 void Session::SendPrepared(const std::string& name, ParameterValues& values) {
   const int count = static_cast<int>(values.size());
   if (PQsendQueryPrepared(handle_.get(), name.c_str(), count, values.Pointers(), nullptr, nullptr, 0) == 0) {
-    Refuse(Trimmed(PQerrorMessage(handle_.get())));
+    FailToSend();
   }
 }
 
@@ -146,7 +200,7 @@ std::string Session::AskForPrepared(std::string_view sql) {
   const Prepared& made = prepared_.front();
   if (PQsendPrepare(handle_.get(), made.name.c_str(), made.sql.c_str(), 0, nullptr) == 0) {
     prepared_.pop_front();
-    Refuse(Trimmed(PQerrorMessage(handle_.get())));
+    FailToSend();
   }
   return made.name;
 }
@@ -177,17 +231,17 @@ void Session::SendPacket(std::string_view sql, ParameterValues& values, Task tas
     }
   } else if (PQsendQueryParams(handle_.get(), sql_.c_str(), count, nullptr, values.Pointers(), nullptr, nullptr,
                                0) == 0) {
-    Refuse(Trimmed(PQerrorMessage(handle_.get())));
+    FailToSend();
   }
   if (guarded_) AskFor(kRelease);
-  if (PQpipelineSync(handle_.get()) == 0) Refuse(Trimmed(PQerrorMessage(handle_.get())));
+  if (PQpipelineSync(handle_.get()) == 0) FailToSend();
 }
 
 bool Session::Steer(std::initializer_list<const char*> statements) {
   const bool sent = Trap(
       [&] {
         for (const char* statement : statements) AskFor(statement);
-        if (PQpipelineSync(handle_.get()) == 0) Refuse(Trimmed(PQerrorMessage(handle_.get())));
+        if (PQpipelineSync(handle_.get()) == 0) FailToSend();
       },
       [](const RuntimeError&) {});
   failure_.reset();
@@ -248,11 +302,11 @@ bool Session::NoteIfFailed(ResultPtr& result) {
 std::int64_t Session::FinishPacket() {
   std::int64_t changed = 0;
   while (true) {
-    ResultPtr result(PQgetResult(handle_.get()));
+    ResultPtr result = NextAnswer();
     if (result == nullptr) {
       // Between two answers, or no answer will come any more.
-      if (PQstatus(handle_.get()) == CONNECTION_OK) continue;
-      in_transaction_ = false;
+      if (!IsLost()) continue;
+      Lose("Die Verbindung zum Server ist abgebrochen: " + Trimmed(PQerrorMessage(handle_.get())));
       if (failure_ == nullptr) failure_.reset(PQmakeEmptyPGresult(handle_.get(), PGRES_FATAL_ERROR));
       break;
     }
@@ -272,9 +326,9 @@ std::int64_t Session::FinishPacket() {
 
 bool Session::SkipPreliminaries() {
   for (int left = preliminaries_; left > 0;) {
-    ResultPtr result(PQgetResult(handle_.get()));
+    ResultPtr result = NextAnswer();
     if (result == nullptr) {
-      if (PQstatus(handle_.get()) == CONNECTION_OK && failure_ == nullptr) {
+      if (!IsLost() && failure_ == nullptr) {
         --left;
         continue;
       }
@@ -304,10 +358,25 @@ void Session::UndoAndFail() {
   } else if (guarded_ && in_transaction_) {
     Steer({kUndo, kRelease});
   }
-  if (PQstatus(handle_.get()) != CONNECTION_OK) {
-    Refuse("Die Verbindung zum Server ist abgebrochen: " + Trimmed(PQerrorMessage(handle_.get())));
-  }
+  if (IsLost()) Refuse(lost_);
+  NoteStopReason(Field(failure.get(), PG_DIAG_SQLSTATE));
   Refuse(ReasonOf(failure.get()));
+}
+
+void Session::NoteStopReason(std::string_view state) {
+  stop_reason_.clear();
+  if (state == "55P03") {
+    stop_reason_ =
+        "Ein anderes Programm sperrt die Datenbank. Beenden Sie dort, was sie sperrt, bevor Sie fortfahren; "
+        "wie "
+        "lange gewartet wird, sagt KESTREL_LOCK_WAIT (Sekunden).";
+  } else if (state == "53100" || state == "58030") {
+    stop_reason_ =
+        "Der Datenbankserver kann nicht auf seinen Datenträger schreiben. Schaffen Sie dort Platz, bevor Sie "
+        "fortfahren.";
+  } else if (state == "25006") {
+    stop_reason_ = "Die Datenbank darf nicht beschrieben werden. Geben Sie sie frei, bevor Sie fortfahren.";
+  }
 }
 
 // --- What others ask for -----------------------------------------------------------------------------
@@ -324,9 +393,19 @@ std::int64_t Session::Execute(std::string_view sql, ParameterValues& values) {
   return changed;
 }
 
+void Session::Begin() {
+  ParameterValues none;
+  Execute("BEGIN", none);
+  stop_reason_.clear();
+}
+
 void Session::Commit() {
   ParameterValues none;
-  Execute("COMMIT", none);
+  Trap([&] { Execute("COMMIT", none); },
+       [this](const RuntimeError& error) {
+         if (!IsLost()) throw error;
+         Refuse(lost_ + " Ob der Server noch gespeichert hat, was er zuletzt bekam, ist ungewiss.");
+       });
   if (undone_) Refuse("Die Transaktion war fehlgeschlagen und ist zurückgenommen.");
 }
 
@@ -343,7 +422,7 @@ void Session::Send(std::string_view sql, ParameterValues& values, AnswerReader& 
     SendPacket(sql, values, Task::kQuery);
     if (!SkipPreliminaries()) return;
     PQsetSingleRowMode(handle_.get());
-    first_.reset(PQgetResult(handle_.get()));
+    first_ = NextAnswer();
     if (first_ == nullptr || NoteIfFailed(first_)) FinishPacket();
   };
   attempt();
@@ -361,7 +440,7 @@ void Session::Send(std::string_view sql, ParameterValues& values, AnswerReader& 
 }
 
 ResultPtr Session::NextRow() {
-  ResultPtr result = first_ != nullptr ? std::move(first_) : ResultPtr(PQgetResult(handle_.get()));
+  ResultPtr result = first_ != nullptr ? std::move(first_) : NextAnswer();
   if (result != nullptr && PQresultStatus(result.get()) == PGRES_SINGLE_TUPLE) return result;
   reader_ = nullptr;
   if (result != nullptr) NoteIfFailed(result);

@@ -14,7 +14,10 @@
 //     first. Queries follow them in the same savepoint, so that an answer costs one round trip and nothing
 //     else; everything else ends them first: their answers are read, and the savepoint is released. Where one
 //     of them or a query among them fails, all are rolled back, and their sender does them again one by one.
-//  6. Used under the connection's CallMutex.
+//  6. Nothing sent or awaited blocks in libpq: every wait is one of WaitForAnswer, which has a limit and can be
+//     stopped. A wait that ends without an answer ends the connection, as nobody knows what the answer would
+//     be.
+//  7. Used under the connection's CallMutex.
 #pragma once
 
 #include <cstdint>
@@ -29,6 +32,7 @@
 
 #include "platform/data/connection.h"
 #include "platform/data/providers/postgres/parameter_values.h"
+#include "platform/data/waits.h"
 
 struct pg_conn;
 struct pg_result;
@@ -60,8 +64,8 @@ class Session {
 
   // Connects with libpq's keywords; "dbname" may hold a whole URL. Error 3000 with the reason, without
   // `password`.
-  Session(const std::vector<Option>& options, std::string password,
-          std::shared_ptr<std::recursive_mutex> mutex);
+  Session(const std::vector<Option>& options, std::string password, std::shared_ptr<std::recursive_mutex> mutex,
+          std::shared_ptr<Waits> waits);
 
   std::recursive_mutex& Mutex() const { return *mutex_; }
   bool InTransaction() const { return in_transaction_; }
@@ -75,6 +79,11 @@ class Session {
   // Takes the answers to all late statements and tells their sender. Raises nothing.
   void FinishLateWork();
 
+  // See Connection::StopReason. Of the last failure; no longer once a transaction begins, where the connection
+  // lives.
+  const std::string& StopReason() const { return stop_reason_; }
+
+  void Begin();
   // Ends the transaction. Error 3000, also where the server could only undo it.
   void Commit();
 
@@ -114,6 +123,14 @@ class Session {
   bool Steer(std::initializer_list<const char*> statements);
   // Undoes the late statements and has them done again.
   void UndoLateWork();
+  // The next answer; null where there is none, or where none will come any more.
+  ResultPtr NextAnswer();
+  void WaitForAnswer();
+  bool IsLost() const;
+  // Notes why no answer will come.
+  void Lose(const std::string& reason);
+  void NoteStopReason(std::string_view state);
+  [[noreturn]] void FailToSend();
   // Takes the answers that stand before the statement's own. False after an error, the packet then finished.
   bool SkipPreliminaries();
   // Takes the answers to the packet's end and notes its first error; the number of rows changed.
@@ -126,7 +143,10 @@ class Session {
   void Forget(std::string_view sql);
 
   std::shared_ptr<std::recursive_mutex> mutex_;
-  std::unique_ptr<pg_conn, CloseSession> handle_;
+  std::shared_ptr<Waits> waits_;
+  std::unique_ptr<pg_conn, CloseSession> handle_;  // null where a wait ended without an answer
+  std::string lost_;                               // why the connection is gone
+  std::string stop_reason_;
   std::string password_;
   std::list<Prepared> prepared_;  // most recently used first
   std::uint64_t names_ = 0;

@@ -1,0 +1,194 @@
+// PostgreSQL servers that fall silent, that keep a lock, and that are gone.
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <functional>
+
+#include "platform/data/grouped_writes.h"
+#include "servers/postgres_fixture.h"
+#include "support/expect_error.h"
+
+namespace kestrel {
+namespace {
+
+using ::testing::HasSubstr;
+
+class ScriptedWatch final : public WaitWatch {
+ public:
+  explicit ScriptedWatch(std::function<bool(int)> answer) : answer_(std::move(answer)) {}
+  bool KeepWaiting(std::string_view reason) override {
+    last_reason = reason;
+    return answer_(++times);
+  }
+
+  int times = 0;
+  std::string last_reason;
+
+ private:
+  std::function<bool(int)> answer_;
+};
+
+// The server's process behind a connection, stopped; goes on at the end of the scope.
+class StoppedBackend {
+ public:
+  explicit StoppedBackend(Connection& connection)
+      : process_(std::stoi(std::string(connection.OpenRecordset("SELECT pg_backend_pid()")->TextAt(0)))) {
+    ::kill(process_, SIGSTOP);
+  }
+  StoppedBackend(const StoppedBackend&) = delete;
+  StoppedBackend& operator=(const StoppedBackend&) = delete;
+  ~StoppedBackend() { Continue(); }
+  void Continue() const { ::kill(process_, SIGCONT); }
+
+ private:
+  pid_t process_;
+};
+
+class SilentServer : public testing::PostgresTest {
+ protected:
+  ConnectionPtr Hasty(const std::string& limits) {
+    return OpenConnection(testing::PostgresServer::Shared().ConnectionString(database) + ";" + limits);
+  }
+};
+
+TEST_F(SilentServer, IsGivenUpAfterItsTime) {
+  connection->Execute("CREATE TABLE t (a int)");
+  const ConnectionPtr hasty = Hasty("AnswerWait=2");
+  hasty->Begin();
+  hasty->Execute("INSERT INTO t VALUES (1)");
+  const StoppedBackend backend(*hasty);
+  EXPECT_ERROR_TEXT(hasty->Execute("INSERT INTO t VALUES (2)"), ErrorNumber::kDatabase,
+                    HasSubstr("nicht geantwortet"));
+  EXPECT_THAT(hasty->StopReason(), HasSubstr("Verbindung zum Datenbankserver"));
+  EXPECT_FALSE(hasty->InTransaction());
+  // Nothing waits a second time.
+  EXPECT_ERROR_TEXT(hasty->OpenRecordset("SELECT 1"), ErrorNumber::kDatabase, HasSubstr("nicht geantwortet"));
+  EXPECT_ERROR(hasty->Begin(), ErrorNumber::kDatabase);
+  hasty->Close();
+}
+
+TEST_F(SilentServer, ThatTakesACommitLeavesItUncertain) {
+  connection->Begin();
+  const StoppedBackend backend(*connection);
+  ScriptedWatch watch([](int) { return false; });
+  connection->WatchWaits(&watch);
+  EXPECT_ERROR_TEXT(connection->Commit(), ErrorNumber::kDatabase, HasSubstr("ungewiss"));
+  connection->WatchWaits(nullptr);
+}
+
+TEST_F(SilentServer, IsWaitedForVisiblyUntilItAnswers) {
+  const StoppedBackend backend(*connection);
+  ScriptedWatch watch([&](int times) {
+    if (times == 3) backend.Continue();
+    return true;
+  });
+  connection->WatchWaits(&watch);
+  EXPECT_EQ(Text("SELECT 17"), "17");
+  EXPECT_GE(watch.times, 3);
+  EXPECT_THAT(watch.last_reason, HasSubstr("antwortet nicht"));
+  EXPECT_EQ(connection->StopReason(), "");
+  connection->WatchWaits(nullptr);
+}
+
+TEST_F(SilentServer, AStopRequestEndsTheWait) {
+  const StoppedBackend backend(*connection);
+  ScriptedWatch watch([](int times) { return times < 2; });
+  connection->WatchWaits(&watch);
+  EXPECT_ERROR_TEXT(connection->Execute("CREATE TABLE t (a int)"), ErrorNumber::kDatabase,
+                    HasSubstr("abgebrochen"));
+  EXPECT_EQ(watch.times, 2);
+  connection->WatchWaits(nullptr);
+}
+
+TEST_F(SilentServer, ThatTakesNothingAnyMoreKeepsNoSenderWaiting) {
+  connection->Execute("CREATE TABLE t (a text)");
+  const std::unique_ptr<Statement> insert = connection->Prepare("INSERT INTO t VALUES (?)");
+  class Work final : public LateWork {
+   public:
+    void LateWorkStands() override { ++stood; }
+    void DoLateWorkAgain() override { ++again; }
+    int stood = 0;
+    int again = 0;
+  } work;
+  connection->Begin();
+  // More than the buffers of a connection take.
+  const std::string text(100000, 'x');
+  insert->BindText(0, text);
+  insert->ExecuteLater(work);
+  const StoppedBackend backend(*connection);
+  for (int i = 0; i < 200; ++i) insert->ExecuteLater(work);
+  ScriptedWatch watch([](int) { return false; });
+  connection->WatchWaits(&watch);
+  EXPECT_ERROR(connection->Commit(), ErrorNumber::kDatabase);
+  connection->WatchWaits(nullptr);
+  EXPECT_EQ(work.stood, 0);
+  EXPECT_EQ(work.again, 1);
+}
+
+TEST_F(SilentServer, ARowThatSomebodyLocksIsWaitedForForItsTime) {
+  connection->Execute("CREATE TABLE t (a int)");
+  connection->Execute("INSERT INTO t VALUES (1)");
+  connection->Begin();
+  connection->Execute("UPDATE t SET a = 2");
+  const ConnectionPtr hasty = Hasty("LockWait=0,1");
+  EXPECT_ERROR_TEXT(hasty->Execute("UPDATE t SET a = 3"), ErrorNumber::kDatabase, HasSubstr("lock timeout"));
+  EXPECT_THAT(hasty->StopReason(), HasSubstr("sperrt die Datenbank"));
+  connection->Commit();
+  hasty->Begin();
+  EXPECT_EQ(hasty->StopReason(), "");
+  EXPECT_EQ(hasty->Execute("UPDATE t SET a = 3"), 1);
+  hasty->Commit();
+}
+
+TEST_F(SilentServer, ThatNeverGreetsIsGivenUpAfterTheTimeAskedFor) {
+  const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+  struct sockaddr_in address {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  ASSERT_EQ(::bind(listener, reinterpret_cast<struct sockaddr*>(&address), size), 0);
+  ASSERT_EQ(::listen(listener, 1), 0);
+  ASSERT_EQ(::getsockname(listener, reinterpret_cast<struct sockaddr*>(&address), &size), 0);
+  EXPECT_ERROR_TEXT(OpenConnection("Provider=PostgreSQL;host=127.0.0.1;port=" +
+                                   std::to_string(::ntohs(address.sin_port)) + ";dbname=x;connect_timeout=2"),
+                    ErrorNumber::kDatabase, HasSubstr("timeout expired"));
+  ::close(listener);
+}
+
+TEST_F(SilentServer, ThatIsGoneLetsAConnectionWithAnOpenGroupEnd) {
+  class Member final : public GroupMember {
+   public:
+    void GroupStands() override { ++stood; }
+    bool GroupLost(const RuntimeError& reason) override {
+      losses.push_back(reason.Description());
+      return false;
+    }
+    int stood = 0;
+    std::vector<std::string> losses;
+  } member;
+  connection->Execute("CREATE TABLE t (a int)");
+  ConnectionPtr other = Connect();
+  GroupedWrites::Of(*other).Store(member, GroupedWrites::Record::kOneStatement,
+                                  [&] { other->Execute("INSERT INTO t VALUES (1)"); });
+  Text("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = '" + database +
+       "' AND pid <> pg_backend_pid()");
+  other.reset();
+  EXPECT_EQ(member.losses.size(), 1U);
+  EXPECT_EQ(member.stood, 0);
+}
+
+TEST_F(SilentServer, CommitsReachTheDiskAlsoWhereTheServerIsToldToHurry) {
+  connection->Execute("ALTER DATABASE " + database + " SET synchronous_commit = off");
+  connection = Connect();
+  EXPECT_EQ(Text("SHOW synchronous_commit"), "on");
+  connection->Execute("ALTER DATABASE " + database + " SET synchronous_commit = remote_write");
+  connection = Connect();
+  EXPECT_EQ(Text("SHOW synchronous_commit"), "remote_write");
+}
+
+}  // namespace
+}  // namespace kestrel
