@@ -1,15 +1,19 @@
 #include <gmock/gmock.h>
 
+#include <bit>
 #include <cstdlib>
+#include <utility>
 
 #include "platform/data/open_connection.h"
 #include "support/dbf_writer.h"
 #include "support/expect_error.h"
 #include "support/project_paths.h"
+#include "support/recordset_reading.h"
 #include "support/temp_folder.h"
 
 namespace kestrel {
 
+using ::testing::AllOf;
 using testing::BigEndian;
 using testing::DbfColumn;
 using testing::DbfWriter;
@@ -176,6 +180,53 @@ TEST_F(Dbf, NumbersOfLevel7SortByTheirBytes) {
   EXPECT_EQ(TextOf({"N", 'I', 4}, BigEndian(0x7FFFFFFF, 4), DbfWriter::kDbase7), "-1");
 }
 
+TEST_F(Dbf, DoublesOfLevel7SortByTheirBytes) {
+  constexpr std::uint8_t kLevel7 = DbfWriter::kDbase7;
+  const auto sorting = [](double number) {
+    const auto bits = std::bit_cast<std::uint64_t>(number);
+    return BigEndian(number < 0 ? ~bits : bits | std::uint64_t{1} << 63, 8);
+  };
+  EXPECT_EQ(TextOf({"O", 'O', 8}, sorting(1234.5), kLevel7), "1234,5");
+  EXPECT_EQ(TextOf({"O", 'O', 8}, sorting(-0.25), kLevel7), "-0,25");
+  EXPECT_EQ(TextOf({"O", 'O', 8}, sorting(0), kLevel7), "0");
+  EXPECT_EQ(TextOf({"O", 'O', 8}, std::string(8, '\0'), kLevel7), "null");
+  EXPECT_EQ(TextOf({"ID", '+', 4}, std::string(4, '\0'), kLevel7), "null");
+  // In tables of another level the lowest byte comes first.
+  EXPECT_EQ(TextOf({"O", 'O', 8}, LittleEndian(std::bit_cast<std::uint64_t>(-2.5), 8)), "-2,5");
+}
+
+TEST_F(Dbf, TimestampsOfLevel7) {
+  constexpr std::uint8_t kLevel7 = DbfWriter::kDbase7;
+  const double milliseconds = 718998.0 * 86'400'000 + 73'060'000;  // the first day of the year 1 is day 1
+  const auto bits = std::bit_cast<std::uint64_t>(milliseconds);
+  EXPECT_EQ(TextOf({"T", '@', 8}, BigEndian(bits, 8), kLevel7), "20.07.1969 20:17:40");
+  EXPECT_EQ(TextOf({"T", '@', 8}, BigEndian(bits | std::uint64_t{1} << 63, 8), kLevel7), "20.07.1969 20:17:40");
+  const std::string julian = LittleEndian(2440423, 4) + LittleEndian(73'060'000, 4);
+  EXPECT_EQ(TextOf({"T", '@', 8}, julian, kLevel7), "20.07.1969 20:17:40");
+  EXPECT_EQ(TextOf({"T", '@', 8}, julian), "20.07.1969 20:17:40");
+  EXPECT_EQ(TextOf({"T", '@', 8}, std::string(8, '\0'), kLevel7), "null");
+  EXPECT_ERROR_TEXT(TextOf({"WANN", '@', 8}, "ABCDEFGH", kLevel7), ErrorNumber::kDatabase,
+                    AllOf(HasSubstr("Satz 1, Feld WANN"), HasSubstr("Zeitstempel"), HasSubstr("KUNDEN.DBF")));
+}
+
+TEST_F(Dbf, AColumnOfAnUnknownTypeIsToldByName) {
+  EXPECT_ERROR_TEXT(TextOf({"SELTSAM", 'X', 4}, "abcd"), ErrorNumber::kDatabase,
+                    AllOf(HasSubstr("Satz 1, Feld SELTSAM"), HasSubstr("\"X\"")));
+}
+
+TEST_F(Dbf, TablesThatOnlyTheirMarkPutsOnLevel7) {
+  DbfWriter writer({{"NAME"}});
+  writer.Add({"Meier"});
+  folder.Write("t.dbf", std::string(writer.Bytes()).replace(0, 1, "\x04"));
+  EXPECT_EQ(OpenFolder(folder.path())->OpenRecordset("SELECT * From t")->TextAt(0), "Meier");
+}
+
+TEST_F(Dbf, TablesOfDbase2AreToldByName) {
+  folder.Write("alt.dbf", std::string("\x02\x01\x00", 3) + std::string(600, ' '));
+  EXPECT_ERROR_TEXT(OpenFolder(folder.path())->OpenRecordset("SELECT * From alt"), ErrorNumber::kDatabase,
+                    AllOf(HasSubstr("dBase II;"), HasSubstr("dBase III"), HasSubstr("alt.dbf")));
+}
+
 TEST_F(Dbf, ColumnNamesOfLevel7AreLonger) {
   DbfWriter writer({{"EinSpaltennameMitVielenZeichen", 'C', 5}}, DbfWriter::kDbase7);
   writer.Add({"x"});
@@ -255,7 +306,45 @@ TEST_F(Dbf, AMemoOutsideItsFileIsAnErrorAndNothingElse) {
   folder.Write("KUNDEN.dbt", std::string(600, ' '));
   const RecordsetPtr rows = Open(writer);
   EXPECT_EQ(rows->TextAt(0), "Meier");
-  EXPECT_ERROR_TEXT(rows->TextAt(1), ErrorNumber::kDatabase, HasSubstr("Memo"));
+  EXPECT_ERROR_TEXT(
+      rows->TextAt(1), ErrorNumber::kDatabase,
+      AllOf(HasSubstr("Satz 1, Feld M: "), HasSubstr("außerhalb der Memodatei"), HasSubstr("KUNDEN.dbt")));
+}
+
+TEST_F(Dbf, AMemoReferenceThatIsNoNumberIsTold) {
+  DbfWriter writer({{"M", 'M', 10}}, DbfWriter::kDbase3WithMemo);
+  writer.Add({"gelöscht"}, true);
+  writer.Add({"kaputt"});
+  folder.Write("KUNDEN.dbt", std::string(600, ' '));
+  const RecordsetPtr rows = Open(writer);
+  EXPECT_FALSE(rows->IsNull(0));
+  EXPECT_ERROR_TEXT(rows->TextAt(0), ErrorNumber::kDatabase,
+                    AllOf(HasSubstr("Satz 2, Feld M: "), HasSubstr("keine Zahl")));
+}
+
+TEST_F(Dbf, AMemoFileThatIsTooShortToBeOneLeavesTheOtherColumns) {
+  DbfWriter writer({{"NAME"}, {"M", 'M', 10}}, DbfWriter::kDbase3WithMemo);
+  writer.Add({"Meier", "1"});
+  for (const std::size_t size : {0, 3, 100}) {
+    folder.Write("KUNDEN.dbt", std::string(size, ' '));
+    const RecordsetPtr rows = Open(writer);
+    EXPECT_EQ(rows->TextAt(0), "Meier");
+    EXPECT_ERROR(rows->TextAt(1), ErrorNumber::kDatabase);
+  }
+}
+
+// A memo of dBase III tells no length, but its file tells which block would be the next.
+TEST_F(Dbf, AMemoThatIsCutWithItsFileIsTold) {
+  DbfWriter writer({{"M", 'M', 10}}, DbfWriter::kDbase3WithMemo);
+  writer.Add({"1"});
+  const std::string text(700, 'x');
+  std::string memo = LittleEndian(3, 4);
+  memo.resize(512);
+  memo += text;
+  folder.Write("KUNDEN.DBT", memo);  // without the mark of its end, as some programs leave it
+  EXPECT_EQ(Open(writer)->TextAt(0), text);
+  folder.Write("KUNDEN.DBT", memo.substr(0, 1000));
+  EXPECT_ERROR_TEXT(Open(writer)->TextAt(0), ErrorNumber::kDatabase, HasSubstr("endet innerhalb"));
 }
 
 // --- Records -----------------------------------------------------------------------------------
@@ -272,15 +361,48 @@ TEST_F(Dbf, DeletedRecordsAreLeftOutOfCountAndBookmarks) {
   EXPECT_TRUE(rows->IsEof());
 }
 
-TEST_F(Dbf, ACountBeyondTheFileIsCutToWhatIsThere) {
+TEST_F(Dbf, ATableShorterThanItsHeadTellsIsReadAndBrokenOff) {
+  DbfWriter writer({{"NAME"}});
+  for (int i = 0; i < 1999; ++i) writer.Add({"n" + std::to_string(i)}, i == 3);
+  folder.Write("KUNDEN.dbf", writer.Bytes().substr(0, 65 + 471 * 11 + 5));
+  const RecordsetPtr rows = OpenFolder(folder.path())->OpenRecordset("SELECT * From KUNDEN");
+  EXPECT_EQ(rows->RecordCount(), 1999 - 1);  // without the one that is known to be deleted
+  const auto [texts, reason] = testing::RowsAndReason(*rows);
+  EXPECT_EQ(texts.size(), 470U);
+  EXPECT_EQ(texts.back()[0], "n470");
+  EXPECT_THAT(reason, AllOf(HasSubstr("1999 Sätze"), HasSubstr("nur 471"), HasSubstr("KUNDEN.dbf")));
+}
+
+TEST_F(Dbf, ATableOfWhichOnlyTheHeadIsLeftIsBrokenOffFromTheBeginning) {
   DbfWriter writer({{"NAME"}});
   writer.Add({"eins"});
-  writer.Add({"zwei"});
-  writer.ClaimRecordCount(4'000'000'000);
-  const RecordsetPtr rows = Open(writer);
-  EXPECT_EQ(rows->RecordCount(), 2);
-  rows->MoveNext();
-  EXPECT_EQ(rows->TextAt(0), "zwei");
+  folder.Write("KUNDEN.dbf", writer.Bytes().substr(0, 65));
+  const RecordsetPtr rows = OpenFolder(folder.path())->OpenRecordset("SELECT * From KUNDEN");
+  EXPECT_TRUE(rows->IsEof());
+  ASSERT_TRUE(rows->BrokenOff());
+  EXPECT_THAT(rows->BrokenOff()->Description(), HasSubstr("1 Satz, in der Datei sind nur 0"));
+}
+
+TEST_F(Dbf, RecordsBehindThoseThatTheHeadTellsOfAreTold) {
+  DbfWriter writer({{"NAME"}});
+  for (int i = 0; i < 9; ++i) writer.Add({"n" + std::to_string(i)});
+  writer.ClaimRecordCount(4);
+  const auto [texts, reason] = testing::RowsAndReason(*Open(writer));
+  EXPECT_EQ(texts.size(), 4U);
+  EXPECT_THAT(reason, AllOf(HasSubstr("nur 4 Sätze"), HasSubstr("noch 5")));
+}
+
+TEST_F(Dbf, RecordsThatDoNotBeginAsRecordsDoAreToldAndRead) {
+  DbfWriter writer({{"NAME"}});
+  for (int i = 0; i < 9; ++i) writer.Add({"n" + std::to_string(i)});
+  std::string bytes = writer.Bytes();
+  bytes[65 + 2 * 11] = 'x';
+  bytes[65 + 5 * 11] = 'x';
+  folder.Write("t.dbf", bytes);
+  const auto [texts, reason] =
+      testing::RowsAndReason(*OpenFolder(folder.path())->OpenRecordset("SELECT * From t"));
+  EXPECT_EQ(texts.size(), 9U);
+  EXPECT_THAT(reason, AllOf(HasSubstr("2 von 9"), HasSubstr("zuerst bei Satz 3")));
 }
 
 // More records than are in memory at a time, walked in every direction, some of them deleted.
@@ -323,7 +445,11 @@ TEST_F(Dbf, TheEndMarkEndsTheTableBeforeItsCount) {
   writer.Add({"eins"});
   writer.ClaimRecordCount(2);
   folder.Write("t.dbf", writer.Bytes() + std::string(100, 'x'));
-  EXPECT_EQ(OpenFolder(folder.path())->OpenRecordset("SELECT * From t")->RecordCount(), 1);
+  const RecordsetPtr rows = OpenFolder(folder.path())->OpenRecordset("SELECT * From t");
+  EXPECT_EQ(rows->RecordCount(), 2);
+  const auto [texts, reason] = testing::RowsAndReason(*rows);
+  EXPECT_EQ(texts.size(), 1U);
+  EXPECT_THAT(reason, HasSubstr("2 Sätze, in der Datei sind nur 1"));
 }
 
 TEST_F(Dbf, DamagedHeadsAreRefusedWithThePath) {
@@ -371,6 +497,31 @@ TEST_F(Dbf, TheEnvironmentSetsTheCodePageOfTablesThatTellNone) {
   EXPECT_EQ(Open(silent)->TextAt(0), "Müller");
   EXPECT_EQ(Open(marked)->TextAt(0), "Müller");
   unsetenv("KESTREL_DBF_CODEPAGE");
+}
+
+TEST_F(Dbf, AnUnknownLanguageMarkIsToldWhereItMatters) {
+  DbfWriter writer({{"NAME"}, {"ZAHL", 'N', 5}}, DbfWriter::kDbase3, 0x69);
+  writer.Add({"Meier", "1"});
+  EXPECT_EQ(Texts(*Open(writer)), (std::vector<std::string>{"Meier", "1"}));
+  writer.Add({"M\x81ller", "2"});
+  EXPECT_ERROR_TEXT(Open(writer), ErrorNumber::kDatabase,
+                    AllOf(HasSubstr("0x69"), HasSubstr("CodePage"), HasSubstr("KUNDEN.DBF")));
+  const RecordsetPtr rows = Open(writer, ";CodePage=850");
+  rows->MoveNext();
+  EXPECT_EQ(rows->TextAt(0), "Müller");
+  setenv("KESTREL_DBF_CODEPAGE", "850", 1);
+  EXPECT_NO_THROW(Open(writer));
+  unsetenv("KESTREL_DBF_CODEPAGE");
+}
+
+TEST_F(Dbf, TheLanguageDriverOfLevel7TellsTheCodePage) {
+  for (const auto& [driver, stored] :
+       {std::pair("DB850DE0", "M\x81ller"), std::pair("DBWINUS0", "M\xFCller")}) {
+    DbfWriter writer({{"NAME"}}, DbfWriter::kDbase7, 0);
+    writer.Add({stored});
+    folder.Write("t.dbf", std::string(writer.Bytes()).replace(32, 8, driver));
+    EXPECT_EQ(OpenFolder(folder.path())->OpenRecordset("SELECT * From t")->TextAt(0), "Müller") << driver;
+  }
 }
 
 TEST_F(Dbf, AnUnknownCodePageIsRefused) {

@@ -1,15 +1,13 @@
 // What the tests of .xls and .xlsx workbooks share.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "platform/data/open_connection.h"
 #include "support/biff_writer.h"
 #include "support/project_paths.h"
+#include "support/recordset_reading.h"
 #include "support/temp_folder.h"
 
 namespace kestrel::testing {
@@ -34,26 +32,6 @@ inline std::vector<std::vector<std::string>> TableRows(Connection& connection, c
     }
   }
   return texts;
-}
-
-// The rows of a record set that is broken off, a null as above, and the reason; without one it is empty.
-inline std::pair<std::vector<std::vector<std::string>>, std::string> RowsAndReason(Recordset& rows) {
-  std::vector<std::vector<std::string>> texts;
-  std::string raised;
-  while (!rows.IsEof()) {
-    std::vector<std::string>& row = texts.emplace_back();
-    for (std::size_t i = 0; i < rows.ColumnCount(); ++i) {
-      row.emplace_back(rows.IsNull(i) ? "<null>" : rows.TextAt(i));
-    }
-    try {
-      rows.MoveNext();
-    } catch (const RuntimeError& error) {
-      raised = error.Description();
-    }
-  }
-  const auto told = rows.BrokenOff();
-  EXPECT_TRUE(texts.empty() || raised == (told ? told->Description() : "")) << raised;
-  return {texts, told ? told->Description() : ""};
 }
 
 inline std::vector<std::string> TableNames(Connection& connection) {

@@ -1,10 +1,12 @@
 #include "platform/data/providers/dbf/dbf_header.h"
 
 #include <algorithm>
+#include <charconv>
 #include <numeric>
 #include <string_view>
 
 #include "platform/data/byte_span.h"
+#include "platform/data/code_page.h"
 
 namespace kestrel::dbf {
 
@@ -44,8 +46,8 @@ std::optional<int> CodePageOf(std::uint8_t mark) {
 bool IsVisualFoxPro(std::uint8_t version) { return version >= 0x30 && version <= 0x32; }
 
 bool IsKnownVersion(std::uint8_t version) {
-  constexpr std::uint8_t kVersions[] = {0x02, 0x03, 0x04, 0x05, 0x30, 0x31, 0x32, 0x43, 0x63,
-                                        0x7B, 0x83, 0x8B, 0x8C, 0x8E, 0xCB, 0xE5, 0xF5, 0xFB};
+  constexpr std::uint8_t kVersions[] = {0x03, 0x04, 0x05, 0x30, 0x31, 0x32, 0x43, 0x63, 0x7B,
+                                        0x83, 0x8B, 0x8C, 0x8E, 0xCB, 0xE5, 0xF5, 0xFB};
   return std::find(std::begin(kVersions), std::end(kVersions), version) != std::end(kVersions);
 }
 
@@ -128,23 +130,52 @@ void PlaceColumns(Header& header, const std::vector<Descriptor>& descriptors) {
   }
 }
 
+// At level 7 the language driver's name tells more than the mark: "DB850DE0", "DBWINUS0".
+std::optional<int> CodePageOfDriver(std::string_view name) {
+  if (!name.starts_with("DB")) return std::nullopt;
+  if (name.substr(2, 3) == "WIN") return 1252;
+  int number = 0;
+  const auto [end, error] = std::from_chars(name.data() + 2, name.data() + 5, number);
+  if (error != std::errc() || !CodePage::IsKnown(number)) return std::nullopt;
+  return number;
+}
+
+void ReadLanguage(Bytes head, Header& header) {
+  constexpr std::size_t kMark = 29;
+  constexpr std::size_t kDriver = 32;
+  const std::uint8_t mark = ReadU8(head, kMark);
+  header.code_page = CodePageOf(mark);
+  if (!header.code_page && header.is_level7)
+    header.code_page = CodePageOfDriver(CharactersOf(Part(head, kDriver, 32)));
+  if (!header.code_page && mark != 0) header.unknown_language = mark;
+}
+
 // `head`: the beginning of a file of `file_size` bytes, all of it that belongs to the head.
 Header ReadHeader(Bytes head, std::size_t file_size) {
   if (head.size() < kPreambleSize) RaiseDamaged("sie ist zu kurz für eine dBase-Tabelle");
   const std::uint8_t version = ReadU8(head, 0);
+  constexpr std::uint8_t kDbase2 = 0x02;
+  if (version == kDbase2) {
+    throw RuntimeError(
+        ErrorNumber::kDatabase,
+        "Die Tabelle ist von dBase II; sie muss mit einem neueren Programm als Tabelle von dBase III "
+        "oder später gespeichert werden, bevor sie gelesen werden kann");
+  }
   if (!IsKnownVersion(version)) {
     throw RuntimeError(ErrorNumber::kDatabase, "Die Datei ist keine dBase-Tabelle");
   }
   Header header;
-  header.is_level7 = (version & 0x07) == 0x04;
   header.is_visual_foxpro = IsVisualFoxPro(version);
-  header.code_page = CodePageOf(ReadU8(head, 29));
   header.first_record = ReadU16(head, 8);
   header.record_length = ReadU16(head, 10);
   if (header.first_record > head.size()) RaiseDamaged("der Tabellenkopf ist unvollständig");
+  head = head.first(header.first_record);
 
-  std::vector<Descriptor> descriptors =
-      ReadDescriptors(head.first(header.first_record), header.is_level7 ? kLevel7Layout : kClassicLayout);
+  // Some programs give their tables the mark of level 7 and write them as older ones are.
+  std::vector<Descriptor> descriptors = ReadDescriptors(head, kClassicLayout);
+  header.is_level7 = (version & 0x07) == 0x04 && RecordLength(descriptors) != header.record_length;
+  if (header.is_level7) descriptors = ReadDescriptors(head, kLevel7Layout);
+  ReadLanguage(head, header);
   if (descriptors.empty()) RaiseDamaged("der Tabellenkopf nennt keine Spalten");
   WidenLongTexts(descriptors, header.record_length);
   if (RecordLength(descriptors) > header.record_length) {
@@ -152,9 +183,18 @@ Header ReadHeader(Bytes head, std::size_t file_size) {
   }
   header.memo = MemoKindOf(version, descriptors);
   PlaceColumns(header, descriptors);
-  header.record_count =
-      std::min<std::size_t>(ReadU32(head, 4), (file_size - header.first_record) / header.record_length);
+  header.told_count = ReadU32(head, 4);
+  const std::size_t held = (file_size - header.first_record) / header.record_length;
+  header.record_count = std::min(header.told_count, held);
+  header.untold_count = held - header.record_count;
   return header;
+}
+
+// The byte that every record begins with, or that stands behind the last one.
+char MarkAt(const TableFile& file, const Header& header, std::size_t record) {
+  char mark = 0;
+  file.ReadAt(header.first_record + record * header.record_length, &mark, 1);
+  return mark;
 }
 
 }  // namespace
@@ -162,7 +202,13 @@ Header ReadHeader(Bytes head, std::size_t file_size) {
 Header ReadHeader(const TableFile& file) {
   std::string head(std::min(file.size(), kLongestHead), '\0');
   file.ReadAt(0, head.data(), head.size());
-  return ReadHeader(BytesOf(head), file.size());
+  Header header = ReadHeader(BytesOf(head), file.size());
+  // What follows the last record told is usually the mark of the end, or what a program left behind it.
+  if (header.untold_count > 0) {
+    const char mark = MarkAt(file, header, header.record_count);
+    if (mark != ' ' && mark != '*') header.untold_count = 0;
+  }
+  return header;
 }
 
 }  // namespace kestrel::dbf

@@ -29,21 +29,28 @@ struct Column {
 struct Header {
   bool is_level7 = false;
   bool is_visual_foxpro = false;
-  // The code page by the language mark; none where the table does not say.
+  // The code page by the language mark, or by the language driver's name at level 7; none where the table does
+  // not say.
   std::optional<int> code_page;
+  // The language mark where it stands for no code page that is known here.
+  std::optional<std::uint8_t> unknown_language;
   MemoKind memo = MemoKind::kNone;
   std::vector<Column> columns;   // hidden ones left out
   std::size_t first_record = 0;  // offset in the file
   std::size_t record_length = 0;
   // As many as the head tells and the file holds.
   std::size_t record_count = 0;
+  // What the head tells.
+  std::size_t told_count = 0;
+  // How many records the file seems to hold behind those.
+  std::size_t untold_count = 0;
   // Offset and length in the record of the null flags; length 0 where the table has none.
   std::size_t null_flags = 0;
   std::size_t null_flags_length = 0;
 };
 
-// Reads the head of a table's file. Error 3000 where the bytes are no dBase table or their lengths contradict
-// each other; else what reading raises.
+// Reads the head of a table's file. Error 3000 where the bytes are no dBase table, one of dBase II, or their
+// lengths contradict each other; else what reading raises.
 Header ReadHeader(const TableFile& file);
 
 }  // namespace kestrel::dbf

@@ -12,10 +12,10 @@ class MemoFile {
  public:
   // A table without memo columns.
   MemoFile() = default;
-  // Views `file`, which must outlive this. Error 3000 where it is too short to be one.
+  // Views `file`, which must outlive this.
   MemoFile(Bytes file, MemoKind kind);
 
-  // The memo that begins at the block; error 3000 where it lies outside the file.
+  // The memo that begins at the block; error 3000 where it does not lie within the file.
   Bytes Read(std::uint32_t block) const;
 
  private:
@@ -25,6 +25,8 @@ class MemoFile {
   Bytes file_;
   MemoKind kind_ = MemoKind::kNone;
   std::size_t block_size_ = 512;
+  // Where the file ends by its own account; 0 where it gives none.
+  std::size_t told_size_ = 0;
 };
 
 }  // namespace kestrel::dbf

@@ -90,10 +90,12 @@ class DbfConnection final : public ReadOnlyConnection {
       TableFile table(path);
       Header header = ReadHeader(table);
       TableFiles files{std::move(table), std::move(header), FileContent()};
+      files.table_path = path;
       if (files.header.memo != MemoKind::kNone) {
         const std::string name = MemoName(path, files.header.memo);
         if (const auto memo = FindFile(GetFolderOfPath(path), name)) {
           files.memo = ReadFileContent(*memo);
+          files.memo_path = *memo;
         } else {
           files.missing_memo = name;
         }

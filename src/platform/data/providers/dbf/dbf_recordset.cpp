@@ -1,13 +1,12 @@
 #include "platform/data/providers/dbf/dbf_recordset.h"
 
 #include <algorithm>
-#include <bit>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <utility>
 
-#include "platform/base/number.h"
-#include "platform/data/day_number.h"
+#include "platform/data/providers/dbf/binary_values.h"
 #include "platform/data/providers/dbf/stored_text.h"
 #include "platform/data/value_text.h"
 
@@ -17,6 +16,7 @@ namespace {
 
 constexpr char kDeleted = '*';
 constexpr char kEndOfFile = 0x1A;
+constexpr int kUsualCodePage = 850;
 
 bool IsPadding(char c) { return c == ' ' || c == '\0'; }
 
@@ -39,38 +39,10 @@ std::string_view DateText(std::string_view stored, std::string& buffer) {
   return Keep(buffer, FormatShortDate(date));
 }
 
-// Julian day and milliseconds of the day; empty for a day that does not exist.
-std::string_view TimestampText(Bytes field, std::string& buffer) {
-  const auto day = static_cast<std::int32_t>(ReadU32(field, 0));
-  const auto milliseconds = static_cast<std::int32_t>(ReadU32(field, 4));
-  const auto time = DateTimeOfDays(day - kJulianDayOf1970, (std::int64_t{milliseconds} + 500) / 1000);
-  if (!time) return {};
-  return Keep(buffer, FormatDateTime(*time));
-}
-
-// A currency amount: ten-thousandths.
-std::string_view CurrencyText(Bytes field, std::string& buffer) {
-  constexpr std::uint64_t kUnit = 10000;
-  const auto amount = static_cast<std::int64_t>(ReadU64(field, 0));
-  const std::uint64_t magnitude =
-      amount < 0 ? 0 - static_cast<std::uint64_t>(amount) : static_cast<std::uint64_t>(amount);
-  std::string fraction = std::to_string(kUnit + magnitude % kUnit);
-  fraction.front() = '.';
-  return Keep(buffer, DecimalText((amount < 0 ? "-" : "") + std::to_string(magnitude / kUnit) + fraction));
-}
-
-// A whole number of four bytes. Tables of level 7 store it so that its bytes sort: the upper end first, the
-// sign turned round.
-std::string_view WholeNumberText(Bytes field, bool is_level7, std::string& buffer) {
-  constexpr std::uint32_t kSign = 0x80000000;
-  const std::uint32_t bits = is_level7 ? ReadU32BigEndian(field, 0) ^ kSign : ReadU32(field, 0);
-  return Keep(buffer, std::to_string(static_cast<std::int32_t>(bits)));
-}
-
 bool IsTrue(char c) { return c == 'T' || c == 't' || c == 'Y' || c == 'y' || c == 'J' || c == 'j'; }
 bool IsFalse(char c) { return c == 'F' || c == 'f' || c == 'N' || c == 'n'; }
 
-Storage StorageOf(const Column& column) {
+Storage StorageOf(const Column& column, bool is_level7) {
   const std::size_t length = column.length;
   const bool is_memo = length == 4 || length == 10;
   switch (column.type) {
@@ -88,21 +60,29 @@ Storage StorageOf(const Column& column) {
     case 'I':
     case '+': return length == 4 ? Storage::kWhole : Storage::kDigits;
     case 'Y': return length == 8 ? Storage::kCurrency : Storage::kDigits;
+    case 'O': return length == 8 ? Storage::kDouble : Storage::kUnknown;
     case 'T': return length == 8 ? Storage::kTimestamp : Storage::kText;
-    default: return Storage::kBytes;
+    case '@':
+      if (length != 8) return Storage::kUnknown;
+      return is_level7 ? Storage::kLevel7Timestamp : Storage::kTimestamp;
+    case 'Q': return Storage::kBytes;
+    default: return Storage::kUnknown;
   }
 }
 
-// The block a memo begins at, 0 for no memo.
-std::uint32_t MemoBlock(Bytes field) {
+// The block a memo begins at, 0 for no memo; none where the reference is no number.
+std::optional<std::uint32_t> MemoBlock(Bytes field) {
   if (field.size() == 4) return ReadU32(field, 0);
   const std::string_view digits = Trim(CharactersOf(field));
   std::uint32_t block = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), block);
-  if (!digits.empty() && (error != std::errc() || end != digits.data() + digits.size())) {
-    RaiseDamaged("ein Verweis auf einen Memotext ist keine Zahl");
-  }
+  if (!digits.empty() && (error != std::errc() || end != digits.data() + digits.size())) return std::nullopt;
   return block;
+}
+
+[[noreturn]] void RaiseUnknownType(char type) {
+  throw RuntimeError(ErrorNumber::kDatabase,
+                     "Spalten der Art \"" + std::string(1, type) + "\" können nicht gelesen werden");
 }
 
 [[noreturn]] void RaiseMissingMemo(const std::string& name) {
@@ -110,7 +90,10 @@ std::uint32_t MemoBlock(Bytes field) {
                      "Die Memodatei " + name + " fehlt; sie gehört in denselben Ordner wie die Tabelle");
 }
 
-bool IsBlank(Storage storage, Bytes field) {
+// Nothing but NULs: how tables of level 7 store that a binary number is missing.
+bool IsNothing(std::string_view stored) { return stored.find_first_not_of('\0') == std::string_view::npos; }
+
+bool IsBlank(Storage storage, Bytes field, bool is_level7) {
   const std::string_view stored = CharactersOf(field);
   switch (storage) {
     case Storage::kDigits: return Trim(stored).empty();
@@ -118,7 +101,11 @@ bool IsBlank(Storage storage, Bytes field) {
     case Storage::kTruth: return IsPadding(stored.front()) || stored.front() == '?';
     case Storage::kMemo:
     case Storage::kBinaryMemo: return MemoBlock(field) == 0;
-    case Storage::kTimestamp: return Trim(stored).empty();
+    case Storage::kTimestamp:
+    case Storage::kLevel7Timestamp:
+    case Storage::kUnknown: return Trim(stored).empty();
+    case Storage::kWhole:
+    case Storage::kDouble: return is_level7 && IsNothing(stored);
     default: return false;
   }
 }
@@ -126,7 +113,7 @@ bool IsBlank(Storage storage, Bytes field) {
 }  // namespace
 
 CodePage ChooseCodePage(const Header& header, const CodePageChoice& choice) {
-  return CodePage(choice.forced.value_or(header.code_page.value_or(choice.fallback)));
+  return CodePage(choice.forced.value_or(header.code_page.value_or(choice.fallback.value_or(kUsualCodePage))));
 }
 
 std::vector<std::string> ColumnNames(const Header& header, const CodePage& code_page) {
@@ -145,12 +132,14 @@ RecordsetPtr DbfRecordset::Open(TableFiles files, const CodePageChoice& choice) 
                                                    std::move(files.memo),
                                                    MemoFile(),
                                                    std::move(files.missing_memo),
-                                                   {},
-                                                   0});
+                                                   std::move(files.table_path),
+                                                   std::move(files.memo_path),
+                                                   {}});
   if (content->header.memo != MemoKind::kNone && content->missing_memo.empty()) {
     content->memo = MemoFile(BytesOf(content->memo_bytes.bytes()), content->header.memo);
   }
   FindLiveRecords(*content);
+  if (content->header.unknown_language && !choice.forced && !choice.fallback) RequireKnownLetters(*content);
   content->records.RequireOneState();
   const std::shared_ptr<DbfRecordset> rows(new DbfRecordset(std::move(content)));
   rows->MoveFirst();
@@ -162,6 +151,8 @@ void DbfRecordset::FindLiveRecords(Content& content) {
   for (std::size_t record = 0; record < content.header.record_count; ++record) {
     const char mark = *content.records.Record(record);
     if (mark == kEndOfFile) break;
+    ++content.present_count;
+    if (mark != kDeleted && !IsPadding(mark) && content.odd_count++ == 0) content.first_odd = record;
     if (mark == kDeleted) {
       if (count == record) {  // the first deleted one: from here on row and record differ
         for (std::size_t before = 0; before < record; ++before) {
@@ -176,6 +167,51 @@ void DbfRecordset::FindLiveRecords(Content& content) {
   content.live_count = count;
 }
 
+// Nobody can tell what letters a table's bytes beyond ASCII stand for whose language mark is unknown. Memos,
+// which need not be read, do not count.
+void DbfRecordset::RequireKnownLetters(Content& content) {
+  const auto is_ascii = [](std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  };
+  bool all_ascii = true;
+  for (const Column& column : content.header.columns) all_ascii = all_ascii && is_ascii(column.name);
+  for (std::size_t record = 0; record < content.present_count && all_ascii; ++record) {
+    const char* const bytes = content.records.Record(record);
+    for (const Column& column : content.header.columns) {
+      all_ascii = all_ascii && (column.type != 'C' || is_ascii({bytes + column.offset, column.length}));
+    }
+  }
+  if (all_ascii) return;
+  char mark[8];
+  std::snprintf(mark, sizeof mark, "0x%02X", static_cast<unsigned>(*content.header.unknown_language));
+  throw RuntimeError(
+      ErrorNumber::kDatabase,
+      "Die Tabelle nennt einen Zeichensatz, der nicht bekannt ist (Kennung " + std::string(mark) +
+          "); der Schlüssel CodePage der Verbindung legt ihn fest, hinter dem Ordner zum Beispiel mit "
+          "\";CodePage=852\"");
+}
+
+// What tells that records are missing; empty where none is.
+std::string DbfRecordset::DamageOf(const Content& content) {
+  const Header& header = content.header;
+  const auto counted = [](std::size_t count) {
+    return std::to_string(count) + (count == 1 ? " Satz" : " Sätze");
+  };
+  if (content.present_count < header.told_count) {
+    return "ihr Kopf nennt " + counted(header.told_count) + ", in der Datei sind nur " +
+           std::to_string(content.present_count);
+  }
+  if (header.untold_count > 0) {
+    return "ihr Kopf nennt nur " + counted(header.told_count) + ", in der Datei folgen noch " +
+           std::to_string(header.untold_count);
+  }
+  if (content.odd_count > 0) {
+    return "bei " + std::to_string(content.odd_count) + " von " + counted(header.told_count) +
+           " ist das Löschkennzeichen falsch, zuerst bei Satz " + std::to_string(content.first_odd + 1);
+  }
+  return "";
+}
+
 DbfRecordset::DbfRecordset(std::unique_ptr<Content> content)
     : IndexedRecordset(ColumnNames(content->header, content->code_page), content->live_count),
       content_(std::move(content)),
@@ -183,7 +219,14 @@ DbfRecordset::DbfRecordset(std::unique_ptr<Content> content)
       buffers_(content_->header.columns.size()) {
   for (const Column& column : content_->header.columns) {
     const bool is_fixed = column.length > 0 && !column.null_bit && !column.length_bit;
-    fields_.push_back(Field{column.offset, column.length, StorageOf(column), is_fixed});
+    fields_.push_back(
+        Field{column.offset, column.length, StorageOf(column, content_->header.is_level7), is_fixed});
+  }
+  if (const std::string damage = DamageOf(*content_); !damage.empty()) {
+    EndsEarly(RuntimeError(ErrorNumber::kDatabase, "Die Tabelle ist beschädigt: " + damage +
+                                                       ". Was zu lesen ist, wird gelesen (" +
+                                                       content_->table_path + ")"),
+              content_->live_count + content_->header.told_count - content_->present_count);
   }
 }
 
@@ -223,7 +266,7 @@ std::string_view DbfRecordset::Stored(const char* record, std::size_t column) co
 bool DbfRecordset::IsNullAt(std::size_t row, std::size_t column) const {
   const char* const record = Record(row);
   return Flag(record, content_->header.columns[column].null_bit) ||
-         IsBlank(fields_[column].storage, BytesOf(Stored(record, column)));
+         IsBlank(fields_[column].storage, BytesOf(Stored(record, column)), content_->header.is_level7);
 }
 
 // Every cell comes by here, so what is common ends in at most one call and all else is left to others.
@@ -249,8 +292,18 @@ std::string_view DbfRecordset::Convert(std::size_t column, std::string_view stor
   const Storage storage = fields_[column].storage;
   if (storage == Storage::kText) return content_->code_page.Decode(TrimEnd(stored), buffer);
   if (storage == Storage::kDigits) return NumberText(stored, content_->code_page, buffer);
+  try {
+    return ConvertOther(column, stored, buffer);
+  } catch (const RuntimeError& error) {
+    RaiseInCell(column, error);
+  }
+}
+
+std::string_view DbfRecordset::ConvertOther(std::size_t column, std::string_view stored,
+                                            std::string& buffer) const {
+  const Storage storage = fields_[column].storage;
   const Bytes field = BytesOf(stored);
-  if (IsBlank(storage, field)) return {};
+  if (IsBlank(storage, field, content_->header.is_level7)) return {};
   switch (storage) {
     case Storage::kDate: return content_->code_page.Decode(DateText(stored, buffer), buffer);
     case Storage::kTruth:
@@ -259,19 +312,33 @@ std::string_view DbfRecordset::Convert(std::size_t column, std::string_view stor
       return content_->code_page.Decode(stored, buffer);
     case Storage::kMemo:
     case Storage::kBinaryMemo: return MemoText(column, field, buffer);
-    case Storage::kWhole: return WholeNumberText(field, content_->header.is_level7, buffer);
-    case Storage::kDouble: return Keep(buffer, FormatNumber(ReadDouble(field, 0)));
-    case Storage::kCurrency: return CurrencyText(field, buffer);
-    case Storage::kTimestamp: return TimestampText(field, buffer);
+    case Storage::kWhole: return Keep(buffer, WholeNumberText(field, content_->header.is_level7));
+    case Storage::kDouble: return Keep(buffer, DoubleText(field, content_->header.is_level7));
+    case Storage::kCurrency: return Keep(buffer, CurrencyText(field));
+    case Storage::kTimestamp: return Keep(buffer, TimestampText(field));
+    case Storage::kLevel7Timestamp: return Keep(buffer, Level7TimestampText(field));
+    case Storage::kUnknown: RaiseUnknownType(content_->header.columns[column].type);
     default: return BytesAsText(field, buffer);
   }
 }
 
 std::string_view DbfRecordset::MemoText(std::size_t column, Bytes field, std::string& buffer) const {
   if (!content_->missing_memo.empty()) RaiseMissingMemo(content_->missing_memo);
-  const Bytes memo = content_->memo.Read(MemoBlock(field));
+  const std::optional<std::uint32_t> block = MemoBlock(field);
+  if (!block) RaiseDamaged("ein Verweis auf einen Memotext ist keine Zahl");
+  const Bytes memo = content_->memo.Read(*block);
   if (fields_[column].storage == Storage::kBinaryMemo) return BytesAsText(memo, buffer);
   return content_->code_page.Decode(CharactersOf(memo), buffer);
+}
+
+void DbfRecordset::RaiseInCell(std::size_t column, const RuntimeError& why) const {
+  const Storage storage = fields_[column].storage;
+  const bool is_memo = storage == Storage::kMemo || storage == Storage::kBinaryMemo;
+  const std::string& path =
+      is_memo && !content_->memo_path.empty() ? content_->memo_path : content_->table_path;
+  throw RuntimeError(ErrorNumber::kDatabase, "Satz " + std::to_string(RecordOf(row()) + 1) + ", Feld " +
+                                                 std::string(ColumnName(column)) + ": " + why.Description() +
+                                                 " (" + path + ")");
 }
 
 std::string_view DbfRecordset::BytesAsText(Bytes bytes, std::string& buffer) const {

@@ -21,6 +21,9 @@ struct TableFiles {
   Header header;  // of the table
   FileContent memo;
   std::string missing_memo = {};  // the name that the memo file should have, where it is not there
+  // What errors call them.
+  std::string table_path = {};
+  std::string memo_path = {};
 };
 
 // What the stored bytes of a column are, which depends on more than the type's letter.
@@ -35,25 +38,28 @@ enum class Storage : std::uint8_t {
   kDouble,
   kCurrency,
   kTimestamp,
-  kBytes
+  kLevel7Timestamp,
+  kBytes,
+  kUnknown
 };
 
-// Which code page a table's texts are in: `forced` before what the table says before `fallback`.
+// Which code page a table's texts are in: `forced` before what the table says before `fallback` before 850.
 struct CodePageChoice {
   std::optional<int> forced;
-  int fallback = 850;
+  std::optional<int> fallback;
 };
 
 CodePage ChooseCodePage(const Header& header, const CodePageChoice& choice);
 std::vector<std::string> ColumnNames(const Header& header, const CodePage& code_page);
 
 // Values that cannot be read as what their column's type says come back as the text that is stored, so that
-// whoever converts them can report them. Reading a memo that lies outside its file, or whose file is missing,
-// raises 3000.
+// whoever converts them can report them. Reading a memo that lies outside its file, or whose file is missing, a
+// timestamp that is none or a column of an unknown type raises 3000, with record and column. A table that does
+// not hold the records that its head tells of is broken off behind its last one.
 class DbfRecordset final : public IndexedRecordset {
  public:
-  // Reads as much as tells which records are deleted. Error 3000 where the files cannot be read as a table, 75
-  // where the table is being changed.
+  // Reads as much as tells which records are deleted. Error 3000 where the files cannot be read as a table, or
+  // where nobody can tell what its letters beyond ASCII are; 75 where the table is being changed.
   static RecordsetPtr Open(TableFiles files, const CodePageChoice& choice);
 
   // All three: 75 where the record was changed or cut off since the set was opened; it is broken off there
@@ -83,12 +89,21 @@ class DbfRecordset final : public IndexedRecordset {
     FileContent memo_bytes;
     MemoFile memo;  // views memo_bytes
     std::string missing_memo;
+    std::string table_path;
+    std::string memo_path;
     // Numbers of the records that are not deleted; empty where none is, so that row and record agree.
     std::vector<std::uint32_t> live;
     std::size_t live_count = 0;
+    // Live or deleted, up to the mark of the table's end.
+    std::size_t present_count = 0;
+    // Of those that begin neither as a live nor as a deleted record does; they count as live.
+    std::size_t odd_count = 0;
+    std::size_t first_odd = 0;
   };
   // Notes them in `content`.
   static void FindLiveRecords(Content& content);
+  static void RequireKnownLetters(Content& content);
+  static std::string DamageOf(const Content& content);
   explicit DbfRecordset(std::unique_ptr<Content> content);
 
   // Brings the current row's record into memory.
@@ -101,6 +116,9 @@ class DbfRecordset final : public IndexedRecordset {
   std::string_view Stored(const char* record, std::size_t column) const;
   // The text of any column.
   std::string_view Convert(std::size_t column, std::string_view stored, std::string& buffer) const;
+  // The text of one that is not what most are, raising what it raises.
+  std::string_view ConvertOther(std::size_t column, std::string_view stored, std::string& buffer) const;
+  [[noreturn]] void RaiseInCell(std::size_t column, const RuntimeError& why) const;
   std::string_view MemoText(std::size_t column, Bytes field, std::string& buffer) const;
   std::string_view BytesAsText(Bytes bytes, std::string& buffer) const;
 
