@@ -162,6 +162,7 @@ class Checker {
       Error("Common", key, reason.empty() ? error.what() : reason);
       return false;
     }
+    CheckLeftOutColumns();
     CheckRecords(key);
     return true;
   }
@@ -197,6 +198,14 @@ class Checker {
                                     : "Die Datenquelle endet nach " + std::to_string(records) + " von " +
                                           std::to_string(std::max(count, records)) + " Datensätzen. ";
     Error("Common", key, reached + end.error->Description());
+  }
+
+  // What is missing otherwise is found by the walk through the records.
+  void CheckLeftOutColumns() {
+    remarks_ = SourceRemarks(session_);
+    for (const SourceRemark& remark : remarks_) {
+      if (!remark.column.empty()) Warn("Common", "Table", remark.text);
+    }
   }
 
   bool CheckImportClass() {
@@ -268,6 +277,9 @@ class Checker {
            "Der Spaltenname wird am Doppelpunkt abgeschnitten: gelesen wird \"" + read + "\".");
     }
     if (IsInList(read, session_.SourceFieldNames)) return;
+    for (const SourceRemark& remark : remarks_) {
+      if (remark.column == read) return Error("FieldAssignments", field, remark.text);
+    }
     const auto alike =
         std::find_if(session_.SourceFieldNames.begin(), session_.SourceFieldNames.end(),
                      [&](const std::string& name) { return UpperCase(name) == UpperCase(read); });
@@ -368,6 +380,7 @@ class Checker {
   Findings& findings_;
   std::shared_ptr<const ProfileImage> file_;
   std::set<std::string> fields_;
+  std::vector<SourceRemark> remarks_;
 };
 
 }  // namespace

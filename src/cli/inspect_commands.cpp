@@ -128,6 +128,8 @@ int TablesCommand(Workspace& workspace, const std::string& spec) {
     throw NotUsable("Die Datenquelle (" + session.Provider + ") kann nicht geöffnet werden. " +
                     (result.reason.empty() ? "Es fehlen Angaben im Abschnitt [Common]." : result.reason));
   }
+  for (const SourceRemark& remark : session.SourceConnection->Remarks(""))
+    workspace.err() << remark.text << '\n';
   TableWriter table(workspace.out(), workspace.options().format, {{"Tabelle", "table"}});
   for (const std::string& name : result.tables) table.Row({name});
   return kDone;
@@ -136,6 +138,7 @@ int TablesCommand(Workspace& workspace, const std::string& spec) {
 int ColumnsCommand(Workspace& workspace, const std::string& spec, const std::string& source_file) {
   workspace.LoadSpecification(spec, source_file);
   workspace.OpenSource();
+  for (const SourceRemark& remark : SourceRemarks(workspace.session())) workspace.err() << remark.text << '\n';
   TableWriter table(workspace.out(), workspace.options().format, {{"Nr", "number"}, {"Spalte", "column"}});
   std::size_t number = 0;
   for (const std::string& name : OfferedSourceFields(workspace.session().SourceFieldNames)) {

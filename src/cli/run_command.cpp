@@ -11,6 +11,8 @@
 #include "mapping/field_assignment.h"
 #include "platform/base/terminal_text.h"
 #include "platform/base/text.h"
+#include "sources/source_reader.h"
+#include "spec/profile_access.h"
 
 namespace kestrel::cli {
 
@@ -159,6 +161,21 @@ void AssignFields(Session& session) {
   }
 }
 
+// A field whose column exists but cannot be read would silently stay empty.
+void RefuseLeftOutColumns(Session& session) {
+  for (const SourceRemark& remark : SourceRemarks(session)) {
+    if (remark.column.empty()) continue;
+    MemoryRecordset& list = *session.AssignmentList;
+    for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {
+      const std::string field(list.TextAt(kSourceName));
+      const std::string assigned =
+          GetIniString(session.profiles, session.SpecFile, "FieldAssignments", field, "");
+      if (assigned == "FIELD:" + remark.column)
+        throw NotUsable("[FieldAssignments] " + field + ": " + remark.text);
+    }
+  }
+}
+
 }  // namespace
 
 int RunCommand(Workspace& workspace, const RunOptions& options) {
@@ -169,6 +186,7 @@ int RunCommand(Workspace& workspace, const RunOptions& options) {
   workspace.OpenSource();
 
   AssignFields(session);
+  RefuseLeftOutColumns(session);
   session.TestMode = options.test;
   // A trial leaves the source file and its backup as they are.
   if (options.test) session.SaveFile = session.DeleteFile = false;

@@ -168,6 +168,13 @@ std::string SourceQuery(const Session& session) {
   return reads_table ? "SELECT * From " + session.Table : "";
 }
 
+std::vector<SourceRemark> SourceRemarks(Session& session) {
+  std::vector<SourceRemark> remarks;
+  if (session.Provider == kTextSource || session.SourceConnection == nullptr) return remarks;
+  Trap([&] { remarks = session.SourceConnection->Remarks(session.Table); }, Ignore);
+  return remarks;
+}
+
 std::string TrySource(Session& session) {
   const ConnectResult connection = ConnectFromSession(session);
   if (!connection.connected) return connection.reason;

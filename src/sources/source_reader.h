@@ -39,6 +39,10 @@ std::vector<std::string> SourceColumnNames(Session& session);
 // "SELECT * FROM `" + Database + "`.`" + Table + "`" for Excel, empty for text and unknown kinds.
 std::string SourceQuery(const Session& session);
 
+// What of the session's table is not as it looks (Connection::Remarks), from the open source connection;
+// nothing without one, and where that fails: opening the source tells why.
+std::vector<SourceRemark> SourceRemarks(Session& session);
+
 // What the reader would say, without a box: opens the source connection and record set for the session and
 // returns the reason of the first failure, empty on success. For the command line's check and tables.
 std::string TrySource(Session& session);

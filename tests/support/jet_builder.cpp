@@ -32,7 +32,9 @@ std::string LittleEndian(Number number, std::size_t size) {
 
 void Put(std::string& page, std::size_t at, std::string_view bytes) { page.replace(at, bytes.size(), bytes); }
 
-bool IsFixed(const JetBuilder::ColumnSpec& column) { return column.kind == kBoolean || column.length > 0; }
+bool IsFixed(const JetBuilder::ColumnSpec& column) {
+  return !column.result && (column.kind == kBoolean || column.length > 0);
+}
 
 std::uint16_t StoredLength(const JetBuilder::ColumnSpec& column) {
   return column.kind == kBoolean ? std::uint16_t{0} : column.length;
@@ -41,6 +43,27 @@ std::uint16_t StoredLength(const JetBuilder::ColumnSpec& column) {
 std::size_t CountVariable(const std::vector<JetBuilder::ColumnSpec>& columns) {
   return static_cast<std::size_t>(
       std::count_if(columns.begin(), columns.end(), [](const auto& column) { return !IsFixed(column); }));
+}
+
+// The properties of a table with calculated columns.
+std::string ResultTypes(const std::vector<JetBuilder::ColumnSpec>& columns) {
+  const auto text = [](std::string_view utf8) { return LittleEndian(2 * utf8.size(), 2) + Utf16(utf8); };
+  const auto block = [](int kind, const std::string& content) {
+    return LittleEndian(content.size() + 6, 4) + LittleEndian(kind, 2) + content;
+  };
+  std::string blocks;
+  for (const JetBuilder::ColumnSpec& column : columns) {
+    if (!column.result) continue;
+    const std::string name = text(column.name);
+    const auto property = [](int index, int type, const std::string& value) {
+      return LittleEndian(8 + value.size(), 2) + std::string("\0", 1) + static_cast<char>(type) +
+             LittleEndian(index, 2) + LittleEndian(value.size(), 2) + value;
+    };
+    blocks += block(1, LittleEndian(name.size() + 4, 4) + name + property(0, 12, Utf16("[a]")) +
+                           property(1, 2, std::string(1, static_cast<char>(*column.result))));
+  }
+  if (blocks.empty()) return {};
+  return std::string("MR2\0", 4) + block(0x80, text("Expression") + text("ResultType")) + blocks;
 }
 
 }  // namespace
@@ -82,17 +105,19 @@ std::size_t JetBuilder::AddTable(std::string name, std::vector<ColumnSpec> colum
     next = static_cast<std::uint16_t>(*column.number + 1);
   }
   const std::uint32_t page = NewPage(std::string(PageSize(), '\0'));
+  const std::string properties = ResultTypes(columns);
   tables_.push_back({std::move(columns), page, {}});
   const bool system = name.starts_with("MSys");
-  AddCatalogRow(page, 1, name, system ? 0x80000000U : 0U);
+  AddCatalogRow(page, 1, name, system ? 0x80000000U : 0U, {}, {},
+                properties.empty() ? Cell() : Cell(Pieces(properties, 100)));
   return tables_.size() - 1;
 }
 
 void JetBuilder::AddCatalogRow(std::uint32_t id, int type, std::string_view name, std::uint32_t flags,
-                               std::string_view file, std::string_view foreign) {
+                               std::string_view file, std::string_view foreign, Cell properties) {
   AddRow(0, {Le32(id), Le32(0x0F000001), Text(name), Le16(static_cast<std::uint32_t>(type)), Le32(flags),
              file.empty() ? Cell() : Inline(Text(file)), std::nullopt,
-             foreign.empty() ? Cell() : Cell(Text(foreign)), std::nullopt});
+             foreign.empty() ? Cell() : Cell(Text(foreign)), std::move(properties)});
 }
 
 void JetBuilder::AddLink(std::string_view name, int type, std::string_view file, std::string_view table) {
@@ -128,6 +153,11 @@ std::string JetBuilder::Text(std::string_view utf8) const {
   if (Jet3()) return ToWindows1252(utf8);
   const bool latin = std::all_of(utf8.begin(), utf8.end(), [](char byte) { return byte > 0; });
   return latin && utf8.size() > 2 ? "\xFF\xFE" + std::string(utf8) : Utf16(utf8);
+}
+
+std::string JetBuilder::Wrapped(std::string_view bytes) {
+  return std::string(16, '\0') + Le32(static_cast<std::uint32_t>(bytes.size())) + std::string(bytes) +
+         std::string(3, '\0');
 }
 
 std::string JetBuilder::Inline(std::string_view bytes) const {
@@ -283,6 +313,7 @@ void JetBuilder::WriteDefinition(const Table& table) {
     Put(entry, Jet3() ? 5 : 9, Le16(*column.number));
     entry[Jet3() ? 10 : 12] = static_cast<char>(column.scale);
     entry[Jet3() ? 13 : 15] = static_cast<char>(IsFixed(column) ? 3 : 2);
+    if (column.result) entry[16] = static_cast<char>(0xC0);
     Put(entry, Jet3() ? 16 : 23,
         Le16(IsFixed(column)        ? std::max<std::uint16_t>(1, column.length)
              : column.kind == kText ? 510U

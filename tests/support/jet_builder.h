@@ -32,6 +32,8 @@ class JetBuilder {
     std::uint8_t scale = 0;
     // Where the file is to have a gap: the number of a column that was deleted stays taken.
     std::optional<std::uint16_t> number = std::nullopt;
+    // A calculated column (kind is then what its definition says): the code of what its values are.
+    std::optional<std::uint8_t> result = std::nullopt;
   };
 
   enum class Format { kJet3, kJet4 };
@@ -54,6 +56,9 @@ class JetBuilder {
   std::string Inline(std::string_view bytes) const;
   std::string OnePage(std::string_view bytes);
   std::string Pieces(std::string_view bytes, std::size_t piece);
+
+  // What a calculated column stores of a value.
+  static std::string Wrapped(std::string_view bytes);
 
   // One row of MSysQueries.
   struct QueryRow {
@@ -95,7 +100,7 @@ class JetBuilder {
                          std::uint16_t flags);
   std::string EncodeRow(const Table& table, const std::vector<Cell>& cells, std::size_t columns) const;
   void AddCatalogRow(std::uint32_t id, int type, std::string_view name, std::uint32_t flags,
-                     std::string_view file = {}, std::string_view foreign = {});
+                     std::string_view file = {}, std::string_view foreign = {}, Cell properties = std::nullopt);
   void WriteDefinition(const Table& table);
   std::uint32_t WriteUsageMap(const std::vector<std::uint32_t>& pages);
   std::string RenderPage(const Page& page) const;

@@ -32,6 +32,12 @@ struct CatalogTable {
   std::string type;
 };
 
+// What a person should know of a source before reading it.
+struct SourceRemark {
+  std::string column;  // that it is about; empty where it is about the whole
+  std::string text;    // German, in sentences
+};
+
 // Who sends statements without waiting for what becomes of them. Called under the connection's CallMutex, from
 // whatever call found out.
 class LateWork {
@@ -126,6 +132,9 @@ class Connection : public Object {
   // The catalog, in the source's own order. An unknown table is 3000.
   virtual std::vector<CatalogTable> Tables() = 0;
   virtual std::vector<std::string> ColumnNames(std::string_view table) = 0;
+  // What of a table is not as it looks: columns that cannot be read and that ColumnNames leaves out (each with
+  // its name), records that are missing. Of the catalog where `table` is empty.
+  virtual std::vector<SourceRemark> Remarks(std::string_view) { return {}; }
 
   // Closing twice is no error.
   virtual void Close() = 0;

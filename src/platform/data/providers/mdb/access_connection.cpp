@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/base/steady_file.h"
+#include "platform/data/providers/mdb/cell_value.h"
 #include "platform/data/providers/mdb/query_compiler.h"
 #include "platform/data/providers/mdb/query_database.h"
 #include "platform/data/providers/mdb/query_recordset.h"
@@ -77,10 +78,31 @@ std::vector<std::string> AccessConnection::ColumnNames(std::string_view table) {
   const CatalogEntry& entry = Require(table);
   if (entry.kind == ObjectKind::kQuery) return NamesOf(Plan(entry));
   std::vector<std::string> names;
-  for (const Column& column : ReadTableDefinition(*file_, entry.DefinitionPage()).columns) {
+  for (const Column& column : ReadTableDefinition(*file_, entry.Place()).columns) {
     names.push_back(column.name);
   }
   return names;
+}
+
+std::vector<SourceRemark> AccessConnection::Remarks(std::string_view table) {
+  RequireOpen();
+  std::vector<SourceRemark> remarks;
+  if (table.empty()) {
+    if (const auto& damage = catalog_.damage()) {
+      remarks.push_back(
+          {"", "Das Verzeichnis der Access-Datei ist nicht vollständig, vielleicht fehlen Tabellen. " +
+                   damage->Description()});
+    }
+    return remarks;
+  }
+  const CatalogEntry& entry = Require(table);
+  if (entry.kind == ObjectKind::kQuery) return remarks;
+  const TableReader reader(file_, entry.Place());
+  if (const auto loss = reader.Loss(entry.name)) remarks.push_back({"", loss->Description()});
+  for (const Column& column : reader.left_out()) {
+    remarks.push_back({column.name, UnreadableColumn(entry.name, column).Description()});
+  }
+  return remarks;
 }
 
 RecordsetPtr AccessConnection::OpenTable(const TableName& table) {
@@ -93,7 +115,7 @@ RecordsetPtr AccessConnection::OpenTable(const TableName& table) {
       throw QueryError(entry, error.Description());
     }
   }
-  return std::make_shared<TableRecordset>(TableReader(file_, entry.DefinitionPage()), entry.name);
+  return std::make_shared<TableRecordset>(TableReader(file_, entry.Place()), entry.name);
 }
 
 }  // namespace kestrel::mdb

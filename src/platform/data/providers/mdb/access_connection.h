@@ -23,6 +23,7 @@ class AccessConnection final : public ReadOnlyConnection {
   // Tables as "TABLE", saved queries that return rows as "VIEW", linked tables as "LINK" or "PASS-THROUGH".
   std::vector<CatalogTable> Tables() override;
   std::vector<std::string> ColumnNames(std::string_view table) override;
+  std::vector<SourceRemark> Remarks(std::string_view table) override;
   std::string_view ProviderName() const override { return "access"; }
   // Lets go of the file's content as soon as no record set needs it.
   void Close() override;

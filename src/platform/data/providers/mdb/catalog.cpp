@@ -36,13 +36,14 @@ bool IsListed(const CatalogEntry& entry, std::uint32_t flags) {
 }  // namespace
 
 Catalog::Catalog(const JetFilePtr& file) {
-  TableReader objects(file, kCatalogPage);
+  TableReader objects(file, {kCatalogPage, ""});
   const std::size_t id = objects.RequireColumn("Id");
   const std::size_t name = objects.RequireColumn("Name");
   const std::size_t type = objects.RequireColumn("Type");
   const std::size_t flags = objects.RequireColumn("Flags");
   const std::size_t database = objects.RequireColumn("Database");
   const std::size_t foreign_name = objects.RequireColumn("ForeignName");
+  const std::optional<std::size_t> properties = objects.FindColumn("LvProp");
   const auto number = [&](std::size_t column) -> std::int64_t {
     const auto cell = objects.Cell(column);
     const ColumnKind kind = objects.columns()[column].kind;
@@ -64,6 +65,8 @@ Catalog::Catalog(const JetFilePtr& file) {
     entry.listed = IsListed(entry, static_cast<std::uint32_t>(number(flags)));
     if (entry.kind == ObjectKind::kLinkedTable) entry.linked_file = objects.Text(database);
     entry.linked_table = objects.Text(foreign_name);
+    if (entry.kind == ObjectKind::kTable && properties)
+      entry.properties = objects.Cell(*properties).value_or("");
     entries_.push_back(std::move(entry));
   };
   // An entry that is damaged does not hide the others.

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/data/providers/mdb/jet_file.h"
+#include "platform/data/providers/mdb/table_definition.h"
 
 namespace kestrel::mdb {
 
@@ -20,8 +20,8 @@ struct CatalogEntry {
   bool listed = true;       // false for system and temporary objects, and for queries without rows
   std::string linked_file;  // of a linked table
   std::string linked_table;
-  // Of a table: the page its definition starts on.
-  std::uint32_t DefinitionPage() const { return static_cast<std::uint32_t>(id) & 0xFFFFFFU; }
+  std::string properties;  // of a table, see TablePlace
+  TablePlace Place() const { return {static_cast<std::uint32_t>(id) & 0xFFFFFFU, properties}; }
 };
 
 class Catalog {

@@ -20,10 +20,8 @@ std::string WithPoint(std::string digits, bool negative, std::size_t scale) {
   return digits;
 }
 
-// 17 bytes: a sign, then four words of 32 bits, the highest word first.
-std::string NumericDigits(const RawBytes& bytes, std::size_t scale) {
-  std::array<std::uint32_t, 4> words{};
-  for (std::size_t i = 0; i < words.size(); ++i) words[i] = bytes.U32(1 + i * 4);
+// A number in words of 32 bits, the highest first.
+std::string NumericDigits(std::array<std::uint32_t, 4> words, bool negative, std::size_t scale) {
   std::string digits;
   while (std::any_of(words.begin(), words.end(), [](std::uint32_t word) { return word != 0; })) {
     std::uint64_t rest = 0;
@@ -36,7 +34,18 @@ std::string NumericDigits(const RawBytes& bytes, std::size_t scale) {
   }
   if (digits.empty()) return "0";
   std::reverse(digits.begin(), digits.end());
-  return WithPoint(std::move(digits), (bytes.U8(0) & 0x80) != 0, scale);
+  return WithPoint(std::move(digits), negative, scale);
+}
+
+// 17 bytes: a sign, then the words.
+std::string StoredNumeric(const RawBytes& bytes, std::size_t scale) {
+  return NumericDigits({bytes.U32(1), bytes.U32(5), bytes.U32(9), bytes.U32(13)}, (bytes.U8(0) & 0x80) != 0,
+                       scale);
+}
+
+// 16 bytes: two of no matter here, scale and sign, then three words, the highest before the lowest.
+std::string CalculatedNumeric(const RawBytes& bytes) {
+  return NumericDigits({0, bytes.U32(4), bytes.U32(12), bytes.U32(8)}, (bytes.U8(3) & 0x80) != 0, bytes.U8(2));
 }
 
 std::string CurrencyDigits(std::uint64_t bits) {
@@ -58,18 +67,17 @@ std::string GuidText(std::string_view bytes) {
 
 }  // namespace
 
-bool IsReadable(ColumnKind kind) {
-  return (kind >= ColumnKind::kBoolean && kind <= ColumnKind::kMemo) || kind == ColumnKind::kGuid ||
-         kind == ColumnKind::kNumeric || kind == ColumnKind::kBigInteger;
+RuntimeError UnreadableColumn(std::string_view table, const Column& column) {
+  return RuntimeError(ErrorNumber::kDatabase,
+                      "Das Feld '" + column.name + "' der Tabelle '" + std::string(table) +
+                          "' kann nicht gelesen werden: " + WhyUnreadable(column).value_or("") +
+                          ". Wer seine Werte braucht, überträgt sie in Access in ein Textfeld.");
 }
 
-RuntimeError UnreadableColumn(std::string_view table, const Column& column) {
-  return RuntimeError(
-      ErrorNumber::kDatabase,
-      "Das Feld '" + column.name + "' der Tabelle '" + std::string(table) +
-          "' hat einen Datentyp, der nicht gelesen werden kann (Anlage, Feld mit mehreren Werten "
-          "oder ein neuerer Typ). Bitte in Access eine Abfrage ohne dieses Feld anlegen und diese "
-          "importieren.");
+bool CanBeNull(const Column& column) { return column.kind != ColumnKind::kBoolean || column.calculated; }
+
+bool TruthValue(const std::optional<std::string_view>& cell) {
+  return cell && (cell->empty() || cell->front() != '\0');
 }
 
 bool IsWhole(ColumnKind kind) {
@@ -102,7 +110,7 @@ double RealNumber(ColumnKind kind, std::string_view cell) {
 std::string DecimalDigits(const Column& column, std::string_view cell) {
   const RawBytes bytes(cell);
   if (column.kind == ColumnKind::kCurrency) return CurrencyDigits(bytes.U64(0));
-  return NumericDigits(bytes, column.scale);
+  return column.calculated ? CalculatedNumeric(bytes) : StoredNumeric(bytes, column.scale);
 }
 
 std::string_view CellText(const JetFile& file, const Column& column, std::string_view cell,
@@ -111,7 +119,9 @@ std::string_view CellText(const JetFile& file, const Column& column, std::string
     case ColumnKind::kText: return file.DecodeText(cell, buffer);
     case ColumnKind::kMemo: {
       std::string gathered;
-      const std::string_view text = file.DecodeText(LongValue(file, cell, gathered), buffer);
+      std::string_view value = LongValue(file, cell, gathered);
+      if (column.calculated) value = UnwrapCalculated(value);
+      const std::string_view text = file.DecodeText(value, buffer);
       if (gathered.empty() || text.data() == buffer.data()) return text;
       buffer = text;
       return buffer;
@@ -123,7 +133,7 @@ std::string_view CellText(const JetFile& file, const Column& column, std::string
     }
     case ColumnKind::kBinary: buffer = BytesText(cell); return buffer;
     case ColumnKind::kGuid: buffer = GuidText(cell); return buffer;
-    case ColumnKind::kBoolean: buffer = BoolText(true); return buffer;
+    case ColumnKind::kBoolean: buffer = BoolText(TruthValue(cell)); return buffer;
     case ColumnKind::kCurrency:
     case ColumnKind::kNumeric: buffer = DecimalText(DecimalDigits(column, cell)); return buffer;
     case ColumnKind::kSingle:

@@ -11,16 +11,17 @@
 namespace kestrel::mdb {
 
 // A cell's text by the rule of value_text.h; a GUID reads as Access shows it, in braces. `cell` is what
-// RowCells::Cell gave (a null cell has no text; ask first), for kBoolean whether it gave anything. The result
-// views `buffer` or the file. Raises 3000 for a damaged cell.
+// RowCells::Cell gave (a null cell has no text; ask first). The result views `buffer` or the file. Raises 3000
+// for a damaged cell.
 std::string_view CellText(const JetFile& file, const Column& column, std::string_view cell,
                           std::string& buffer);
 
-// Whether the kind can be read at all. Attachments, fields of several values and kinds to come cannot.
-bool IsReadable(ColumnKind kind);
-// The error for such a column: 3000, naming table and column and a way out.
+// The error for a column that is left out: 3000, naming table, column, reason and a way out.
 RuntimeError UnreadableColumn(std::string_view table, const Column& column);
 
+// A truth value that is stored beside the null marks cannot be null; what looks like it is false.
+bool CanBeNull(const Column& column);
+bool TruthValue(const std::optional<std::string_view>& cell);
 // kByte, kInteger, kLong, kBigInteger.
 bool IsWhole(ColumnKind kind);
 std::int64_t WholeNumber(ColumnKind kind, std::string_view cell);

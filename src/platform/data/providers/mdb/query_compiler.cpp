@@ -71,10 +71,11 @@ QuerySource QueryCompiler::StoredTable(const CatalogEntry& entry) {
     LoadStep load;
     load.sql_name = "t" + std::to_string(plan_.loads.size());
     load.table = entry.name;
-    load.definition_page = entry.DefinitionPage();
-    for (const Column& column : ReadTableDefinition(*file_, load.definition_page).columns) {
-      load.columns.push_back({column.name, TypeOf(column.kind)});
-    }
+    load.place = entry.Place();
+    const TableDefinition table = ReadTableDefinition(*file_, load.place);
+    for (const Column& column : table.columns) load.columns.push_back({column.name, TypeOf(column.kind)});
+    for (const Column& column : table.left_out)
+      load.columns.push_back({column.name, ValueType::kUnknown, true});
     load.used.resize(load.columns.size());
     plan_.loads.push_back(std::move(load));
   }

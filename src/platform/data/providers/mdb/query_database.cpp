@@ -220,8 +220,8 @@ void BindDecimal(sqlite3_stmt* statement, int parameter, const std::string& digi
 void BindCell(sqlite3_stmt* statement, int parameter, TableReader& reader, std::size_t index) {
   const Column& column = reader.columns()[index];
   const auto cell = reader.Cell(index);
-  if (column.kind == ColumnKind::kBoolean) {
-    sqlite3_bind_int(statement, parameter, cell ? -1 : 0);
+  if (column.kind == ColumnKind::kBoolean && (cell || !CanBeNull(column))) {
+    sqlite3_bind_int(statement, parameter, TruthValue(cell) ? -1 : 0);
   } else if (!cell) {
     sqlite3_bind_null(statement, parameter);
   } else if (IsWhole(column.kind)) {
@@ -246,13 +246,14 @@ void BindCell(sqlite3_stmt* statement, int parameter, TableReader& reader, std::
 
 // Gives why the table's rows are not all there.
 std::optional<RuntimeError> Load(sqlite3* database, const JetFilePtr& file, const LoadStep& load) {
-  TableReader reader(file, load.definition_page);
+  TableReader reader(file, load.place);
   std::vector<std::size_t> used;
   std::string declared;
   std::string places;
   for (std::size_t i = 0; i < load.columns.size(); ++i) {
     if (!load.used[i]) continue;
-    if (!IsReadable(reader.columns()[i].kind)) throw UnreadableColumn(load.table, reader.columns()[i]);
+    if (load.columns[i].left_out)
+      throw UnreadableColumn(load.table, reader.left_out()[i - reader.columns().size()]);
     used.push_back(i);
     declared += (declared.empty() ? "" : ", ") + ColumnName(i) + Declaration(load.columns[i].type);
     places += places.empty() ? "?" : ", ?";

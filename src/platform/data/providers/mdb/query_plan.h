@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/data/providers/mdb/table_definition.h"
+
 namespace kestrel::mdb {
 
 // What a value of a column means; the database that runs the plan knows whole and real numbers, texts and
@@ -27,14 +29,15 @@ enum class ValueType {
 struct ResultColumn {
   std::string name;
   ValueType type = ValueType::kUnknown;
+  bool left_out = false;  // of a stored table: cannot be read, and * does not mean it
 };
 
 // A stored table; its column i becomes "c" + i, where it is used.
 struct LoadStep {
   std::string sql_name;
   std::string table;  // as the user knows it
-  std::uint32_t definition_page = 0;
-  std::vector<ResultColumn> columns;
+  TablePlace place;
+  std::vector<ResultColumn> columns;  // those that are left out stand last
   std::vector<bool> used;
 };
 

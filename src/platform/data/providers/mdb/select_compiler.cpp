@@ -131,6 +131,7 @@ void QueryCompiler::AddColumns(const SelectStatement& select, const QueryScope& 
       if (!column.star_table.empty() && !EqualText(column.star_table, source.name)) continue;
       found = true;
       for (std::size_t i = 0; i < source.columns.size(); ++i) {
+        if (source.columns[i].left_out) continue;
         UseColumn(source, i);
         add({source.sql_alias + ".c" + std::to_string(i), source.columns[i].type, true}, source.columns[i].name,
             source.name);

@@ -128,7 +128,7 @@ RuntimeError QueryError(const CatalogEntry& query, const std::string& reason) {
 StoredQueries::StoredQueries(const JetFilePtr& file, const Catalog& catalog) {
   const CatalogEntry* entry = catalog.Find("MSysQueries");
   if (entry == nullptr || entry->kind != ObjectKind::kTable) return;
-  TableReader table(file, entry->DefinitionPage());
+  TableReader table(file, entry->Place());
   // A query that lost its condition would give more rows than it has.
   if (auto loss = table.Loss(entry->name)) throw *std::move(loss);
   const std::size_t object = table.RequireColumn("ObjectId");

@@ -1,7 +1,10 @@
 #include "platform/data/providers/mdb/table_definition.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
+
+#include "platform/data/providers/mdb/column_properties.h"
 
 namespace kestrel::mdb {
 namespace {
@@ -13,12 +16,13 @@ constexpr std::size_t kPageHead = 8;  // what every page of a definition starts 
 struct Layout {
   std::size_t row_count, variable_columns, columns, indexes, usage_map, head, index_size, column_size;
   struct {
-    std::size_t number, var_index, precision, flags, fixed_offset, length;
+    std::size_t number, var_index, precision, flags, fixed_offset, length, more_flags;
   } column;
 };
-constexpr Layout kJet3{12, 23, 25, 31, 35, 43, 8, 18, {1, 3, 9, 13, 14, 16}};
-constexpr Layout kJet4{16, 43, 45, 51, 55, 63, 12, 25, {5, 7, 11, 15, 21, 23}};
+constexpr Layout kJet3{12, 23, 25, 31, 35, 43, 8, 18, {1, 3, 9, 13, 14, 16, 0}};
+constexpr Layout kJet4{16, 43, 45, 51, 55, 63, 12, 25, {5, 7, 11, 15, 21, 23, 16}};
 constexpr std::uint8_t kFixedLength = 0x01;
+constexpr std::uint8_t kCalculated = 0xC0;  // of the further flags, which Jet 3 does not have
 
 // The definition's pages, put together.
 std::string GatherPages(const JetFile& file, std::uint32_t first) {
@@ -42,6 +46,8 @@ Column ReadColumn(const RawBytes& bytes, std::size_t at, const Layout& layout) {
   column.fixed_offset = bytes.U16(at + layout.column.fixed_offset);
   column.length = bytes.U16(at + layout.column.length);
   column.fixed = (bytes.U8(at + layout.column.flags) & kFixedLength) != 0;
+  column.calculated =
+      layout.column.more_flags != 0 && (bytes.U8(at + layout.column.more_flags) & kCalculated) == kCalculated;
   column.scale = bytes.U8(at + layout.column.precision + 1);
   return column;
 }
@@ -103,11 +109,39 @@ void AddRowsOf(const JetFile& file, std::uint32_t page_number, std::uint32_t def
   }
 }
 
+// The kind in the definition of a calculated column says how it would be edited; what it stores is its result.
+void ApplyResultTypes(const JetFile& file, const std::string& properties, std::vector<Column>& columns) {
+  const auto calculated = [](const Column& column) { return column.calculated; };
+  if (std::none_of(columns.begin(), columns.end(), calculated)) return;
+  std::map<std::string, std::uint8_t> types;
+  std::string content;
+  // Without them the columns are left out, and the others can be read.
+  Trap([&] { types = ReadResultTypes(file, LongValue(file, properties, content)); },
+       [](const RuntimeError&) {});
+  for (Column& column : columns) {
+    if (!column.calculated) continue;
+    const auto type = types.find(column.name);
+    column.kind = type == types.end() ? ColumnKind{} : static_cast<ColumnKind>(type->second);
+  }
+}
+
 }  // namespace
 
-TableDefinition ReadTableDefinition(const JetFile& file, std::uint32_t page) {
+std::optional<std::string> WhyUnreadable(const Column& column) {
+  const ColumnKind kind = column.kind;
+  if (kind == ColumnKind::kComplex) {
+    return "es ist eine Anlage, ein Feld mit mehreren Werten oder der Versionsverlauf eines Memofelds";
+  }
+  const bool known = (kind >= ColumnKind::kBoolean && kind <= ColumnKind::kMemo) || kind == ColumnKind::kGuid ||
+                     kind == ColumnKind::kNumeric || kind == ColumnKind::kBigInteger;
+  if (known) return std::nullopt;
+  if (column.calculated) return "es ist ein berechnetes Feld, dessen Datentyp in der Datei fehlt";
+  return "sein Datentyp (Nummer " + std::to_string(static_cast<int>(kind)) + ") ist nicht bekannt";
+}
+
+TableDefinition ReadTableDefinition(const JetFile& file, const TablePlace& place) {
   const Layout& layout = file.IsJet3() ? kJet3 : kJet4;
-  const std::string whole = GatherPages(file, page);
+  const std::string whole = GatherPages(file, place.page);
   const RawBytes bytes(whole);
   TableDefinition table;
   table.row_count = bytes.U32(layout.row_count);
@@ -128,6 +162,11 @@ TableDefinition ReadTableDefinition(const JetFile& file, std::uint32_t page) {
   }
   std::stable_sort(table.columns.begin(), table.columns.end(),
                    [](const Column& a, const Column& b) { return a.number < b.number; });
+  ApplyResultTypes(file, place.properties, table.columns);
+  const auto readable = [](const Column& column) { return !WhyUnreadable(column); };
+  const auto left_out = std::stable_partition(table.columns.begin(), table.columns.end(), readable);
+  table.left_out.assign(left_out, table.columns.end());
+  table.columns.erase(left_out, table.columns.end());
   return table;
 }
 
@@ -186,7 +225,7 @@ std::optional<std::string_view> RowCells::Cell(const Column& column) const {
   // Columns added after the row was written are null in it.
   if (column.number >= columns_) return std::nullopt;
   if ((bytes_.U8(null_mask_ + column.number / 8) >> column.number % 8 & 1) == 0) return std::nullopt;
-  if (column.kind == ColumnKind::kBoolean) return std::string_view();
+  if (column.kind == ColumnKind::kBoolean && !column.calculated) return std::string_view();
   if (column.fixed) {
     const std::size_t start = column.fixed_offset + std::size_t{jet3_ ? 1U : 2U};
     return bytes_.Part(start, column.length);
@@ -195,7 +234,20 @@ std::optional<std::string_view> RowCells::Cell(const Column& column) const {
   const std::size_t start = VariableStart(column.var_index);
   const std::size_t end = VariableStart(column.var_index + std::size_t{1});
   if (start > end) throw Damaged("ein Feld endet vor seinem Anfang");
-  return bytes_.Part(start, end - start);
+  const std::string_view cell = bytes_.Part(start, end - start);
+  if (!column.calculated || column.kind == ColumnKind::kMemo || column.kind == ColumnKind::kOle) return cell;
+  const std::string_view value = UnwrapCalculated(cell);
+  // Only a text can be empty.
+  if (value.empty() && column.kind != ColumnKind::kText) return std::nullopt;
+  return value;
+}
+
+std::string_view UnwrapCalculated(std::string_view wrapped) {
+  constexpr std::size_t kLength = 16;
+  constexpr std::size_t kValue = 20;
+  if (wrapped.empty()) return wrapped;
+  const RawBytes bytes(wrapped);
+  return bytes.Part(kValue, bytes.U32(kLength));
 }
 
 std::string_view LongValue(const JetFile& file, std::string_view head, std::string& content) {

@@ -40,18 +40,29 @@ struct Column {
   std::uint16_t fixed_offset = 0;  // its place among the columns of fixed length
   std::uint16_t length = 0;        // bytes; 0 for long values
   bool fixed = false;
-  std::uint8_t scale = 0;  // kNumeric: digits behind the point
+  bool calculated = false;  // its values are wrapped, and of the kind that the expression gave
+  std::uint8_t scale = 0;   // kNumeric: digits behind the point
 };
 
+// Why a column cannot be read, as the end of a sentence; none for one that can be.
+std::optional<std::string> WhyUnreadable(const Column& column);
+
 struct TableDefinition {
-  std::vector<Column> columns;  // as Access shows them; deleted columns are gone
+  std::vector<Column> columns;   // as Access shows them; deleted columns are gone
+  std::vector<Column> left_out;  // those that cannot be read
   std::uint16_t variable_columns = 0;
   std::uint32_t usage_map = 0;  // RowPointer of the map of the pages the table owns
   std::uint32_t row_count = 0;  // how many rows there are, as the file tells
 };
 
+// Where a table's parts are found.
+struct TablePlace {
+  std::uint32_t page = 0;  // the first of its definition
+  std::string properties;  // the head of the long value that tells more of its columns; empty for none
+};
+
 // Raises 3000 where the definition contradicts itself.
-TableDefinition ReadTableDefinition(const JetFile& file, std::uint32_t page);
+TableDefinition ReadTableDefinition(const JetFile& file, const TablePlace& place);
 
 struct StoredRows {
   std::vector<RowPointer> pointers;
@@ -69,7 +80,8 @@ class RowCells {
   RowCells(const JetFile& file, const TableDefinition& table, std::string_view bytes);
 
   // The cell's bytes, or none where it is null. For kBoolean the bytes are empty and mean true, none means
-  // false. A long value gives its head, which LongValue follows. Raises 3000 for a damaged cell.
+  // false; a calculated one has a byte. A long value gives its head, which LongValue follows. Raises 3000 for a
+  // damaged cell.
   std::optional<std::string_view> Cell(const Column& column) const;
 
  private:
@@ -87,5 +99,7 @@ class RowCells {
 // The content of a memo or OLE cell; `content` is used where it lies on several pages. Raises 3000 where
 // it is not whole.
 std::string_view LongValue(const JetFile& file, std::string_view head, std::string& content);
+// The value within what a calculated column stores.
+std::string_view UnwrapCalculated(std::string_view wrapped);
 
 }  // namespace kestrel::mdb

@@ -9,10 +9,10 @@
 
 namespace kestrel::mdb {
 
-TableReader::TableReader(JetFilePtr file, std::uint32_t page)
+TableReader::TableReader(JetFilePtr file, const TablePlace& place)
     : file_(std::move(file)),
-      table_(ReadTableDefinition(*file_, page)),
-      rows_(ListRows(*file_, table_, page)),
+      table_(ReadTableDefinition(*file_, place)),
+      rows_(ListRows(*file_, table_, place.page)),
       texts_(table_.columns.size()) {}
 
 std::optional<RuntimeError> TableReader::Loss(std::string_view table) const {
@@ -29,11 +29,17 @@ std::optional<RuntimeError> TableReader::Loss(std::string_view table) const {
   return RuntimeError(ErrorNumber::kDatabase, std::move(text));
 }
 
-std::size_t TableReader::RequireColumn(std::string_view name) const {
+std::optional<std::size_t> TableReader::FindColumn(std::string_view name) const {
   const auto found = std::find_if(columns().begin(), columns().end(),
                                   [&](const Column& column) { return EqualsIgnoringCase(column.name, name); });
-  if (found == columns().end()) throw Damaged("einer Systemtabelle fehlt die Spalte " + std::string(name));
+  if (found == columns().end()) return std::nullopt;
   return static_cast<std::size_t>(found - columns().begin());
+}
+
+std::size_t TableReader::RequireColumn(std::string_view name) const {
+  const auto found = FindColumn(name);
+  if (!found) throw Damaged("einer Systemtabelle fehlt die Spalte " + std::string(name));
+  return *found;
 }
 
 void TableReader::GoTo(std::size_t row) { cells_ = RowCells(*file_, table_, file_->Row(rows_.pointers[row])); }
@@ -42,8 +48,9 @@ std::string_view TableReader::Text(std::size_t column) {
   const Column& shape = columns()[column];
   const auto cell = cells_.Cell(shape);
   if (!cell) {
-    if (shape.kind == ColumnKind::kBoolean) texts_[column] = BoolText(false);
-    return shape.kind == ColumnKind::kBoolean ? std::string_view(texts_[column]) : std::string_view();
+    if (CanBeNull(shape)) return {};
+    texts_[column] = BoolText(false);
+    return texts_[column];
   }
   return CellText(*file_, shape, *cell, texts_[column]);
 }

@@ -13,18 +13,20 @@ namespace kestrel::mdb {
 
 class TableReader {
  public:
-  // The table whose definition starts on `page`. Raises 3000 for a damaged one.
-  TableReader(JetFilePtr file, std::uint32_t page);
+  // Raises 3000 for a damaged table.
+  TableReader(JetFilePtr file, const TablePlace& place);
 
   const JetFile& file() const { return *file_; }
   const std::vector<Column>& columns() const { return table_.columns; }
+  const std::vector<Column>& left_out() const { return table_.left_out; }
   std::size_t RowCount() const { return rows_.pointers.size(); }
   // Why there are fewer rows than the table had, for a person who knows it by `table`; none where all are
   // there.
   std::optional<RuntimeError> Loss(std::string_view table) const;
   // How many rows the table had, as the file tells.
   std::size_t PromisedRows() const { return table_.row_count; }
-  // The first column of that name, case ignored; raises 3000 where the table lacks it.
+  // The first column of that name, case ignored; RequireColumn raises 3000 where the table lacks it.
+  std::optional<std::size_t> FindColumn(std::string_view name) const;
   std::size_t RequireColumn(std::string_view name) const;
 
   // Makes a row (below RowCount()) the current one. Raises 3000 for a damaged row.

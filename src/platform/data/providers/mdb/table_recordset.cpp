@@ -17,9 +17,8 @@ std::vector<std::string> NamesOf(const TableReader& reader) {
 
 TableRecordset::TableRecordset(TableReader reader, std::string_view table)
     : IndexedRecordset(NamesOf(reader), reader.RowCount()), reader_(std::move(reader)) {
-  for (const Column& column : reader_.columns()) {
-    if (!IsReadable(column.kind)) throw UnreadableColumn(table, column);
-  }
+  if (reader_.columns().empty() && !reader_.left_out().empty())
+    throw UnreadableColumn(table, reader_.left_out().front());
   if (auto loss = reader_.Loss(table)) EndsEarly(*std::move(loss), reader_.PromisedRows());
 }
 
@@ -32,8 +31,7 @@ void TableRecordset::Seek(std::size_t row) const {
 
 bool TableRecordset::IsNullAt(std::size_t row, std::size_t column) const {
   Seek(row);
-  // A truth value cannot be null; what looks like it is false.
-  return reader_.columns()[column].kind != ColumnKind::kBoolean && !reader_.Cell(column);
+  return CanBeNull(reader_.columns()[column]) && !reader_.Cell(column);
 }
 
 std::string_view TableRecordset::TextAt(std::size_t row, std::size_t column) const {
@@ -45,7 +43,7 @@ Value TableRecordset::ValueAt(std::size_t column) const {
   if (IsNull(column)) return kNull;
   const ColumnKind kind = reader_.columns()[column].kind;
   const auto cell = reader_.Cell(column);
-  if (kind == ColumnKind::kBoolean) return Value(cell.has_value());
+  if (kind == ColumnKind::kBoolean) return Value(TruthValue(cell));
   if (IsWhole(kind)) return Value(WholeNumber(kind, *cell));
   if (kind == ColumnKind::kSingle || kind == ColumnKind::kDouble) return Value(RealNumber(kind, *cell));
   return Value(Recordset::ValueAt(column));

@@ -8,7 +8,7 @@ namespace kestrel::mdb {
 
 class TableRecordset final : public IndexedRecordset {
  public:
-  // `table` is named in errors. Raises 3000 for a table with a column of a kind that cannot be read.
+  // `table` is named in errors. Raises 3000 for a table without a column that can be read.
   TableRecordset(TableReader reader, std::string_view table);
 
   Value ValueAt(std::size_t column) const override;

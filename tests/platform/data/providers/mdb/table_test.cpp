@@ -260,7 +260,7 @@ TEST(AccessTable, ARecordSetOutlivesItsConnection) {
   EXPECT_THROW(opened->Tables(), RuntimeError);
 }
 
-TEST(AccessTable, AColumnOfAnUnknownKindIsRefusedByName) {
+TEST(AccessTable, WithoutAColumnThatCanBeReadItIsRefusedByName) {
   JetBuilder builder;
   builder.AddTable("T", {{"Bilder", 18, 4}});
   Opened opened(builder);
