@@ -41,6 +41,7 @@ TextFile TextFile::Load(const std::string& path, const TextFormat& format, Exten
   const ByteOrderMark mark = FindByteOrderMark(window.From(0).bytes);
   const bool repair = format.file_format == "ASCII";
   const auto replace = [&](std::string decoded) {
+    window.Release();
     text.Replace(repair ? RepairAsciiUmlauts(decoded) : std::move(decoded), format.column_headings);
   };
   if (IsUtf16(mark)) {

@@ -21,6 +21,8 @@ class TextFile {
   // seen so far. Raises what opening and reading raise, with the path, and 7.
   static TextFile Load(const std::string& path, const TextFormat& format, Extent extent = Extent::kWhole);
 
+  // Which file it is, and of which time its content is.
+  const FileIdentity& identity() const { return window_.identity(); }
   // What the bytes of the lines are. UTF-16, and UTF-8 that had to be repaired, have become UTF-8.
   Charset charset() const { return charset_; }
   // Whether umlauts of a DOS file are still to be repaired in the bytes of the lines.
@@ -33,7 +35,8 @@ class TextFile {
   std::size_t record_count() const { return index_.size(); }
   // The first byte of a record, which is not empty. A line_end() follows its last byte, and behind that
   // LineScanner::kPadding bytes can be read. Valid until the next call, wherever this object is moved.
-  // Raises 75 where a large file was changed since it was opened, what reading raises, and 7.
+  // Raises 75 where these bytes of a large file are no longer what they were at opening, what reading raises,
+  // and 7.
   const char* Record(std::size_t row) {
     const std::size_t begin = index_[row];
     if (!decoded_.empty()) return decoded_.data() + begin;

@@ -33,7 +33,11 @@ TextRecordset::TextRecordset(TextFile file, std::vector<std::string> column_name
     decoded_split_ =
         std::make_unique<DecodedSplit>(DecodedSplit{std::move(delimiter), std::move(qualifier), {}});
   }
-  MoveTo(0);
+  try {
+    MoveTo(0);
+  } catch (const RuntimeError&) {
+    // Without a row that can be read, the set is broken off from the beginning; BrokenOff has the reason.
+  }
 }
 
 std::string_view TextRecordset::ColumnName(std::size_t column) const {
@@ -47,8 +51,20 @@ void TextRecordset::MoveTo(std::size_t row) {
   // Where the record cannot be had, none behind it can: that is the end.
   row_ = file_.record_count();
   if (row == row_) return;
-  record_ = file_.Record(row);
+  try {
+    record_ = file_.Record(row);
+  } catch (const RuntimeError& error) {
+    failure_ = error;
+    throw;
+  }
   row_ = row;
+}
+
+std::optional<RuntimeError> TextRecordset::BrokenOff() const { return IsEof() ? failure_ : std::nullopt; }
+
+void TextRecordset::MoveFirst() {
+  failure_.reset();
+  MoveTo(0);
 }
 
 void TextRecordset::MoveNext() {
@@ -63,6 +79,7 @@ std::int64_t TextRecordset::Bookmark() const {
 
 void TextRecordset::GoTo(std::int64_t bookmark) {
   if (bookmark < 0 || bookmark >= RecordCount()) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
+  failure_.reset();
   MoveTo(static_cast<std::size_t>(bookmark));
 }
 

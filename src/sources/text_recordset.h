@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,9 +28,11 @@ class TextRecordset final : public Recordset {
   std::string_view ColumnName(std::size_t column) const override;
   bool IsBof() const override { return file_.record_count() == 0; }
   bool IsEof() const override { return row_ == file_.record_count(); }
-  void MoveFirst() override { MoveTo(0); }
+  void MoveFirst() override;
   void MoveNext() override;
   std::int64_t RecordCount() const override { return static_cast<std::int64_t>(file_.record_count()); }
+  std::optional<RuntimeError> BrokenOff() const override;
+  std::optional<FileIdentity> SourceFile() const override { return file_.identity(); }
   std::int64_t Bookmark() const override;
   void GoTo(std::int64_t bookmark) override;
   // Never, as a text file knows no null.
@@ -64,6 +67,7 @@ class TextRecordset final : public Recordset {
   std::unique_ptr<DecodedSplit> decoded_split_;  // only where needed
 
   std::size_t row_ = 0;
+  std::optional<RuntimeError> failure_;  // of the last fetch
   // The current record as far as it has been looked at. `value_count_` is 0 until it is split.
   mutable bool is_split_ = false;
   mutable std::size_t value_count_ = 0;

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <string>
 
-#include "platform/base/text.h"
 #include "platform/base/byte_blocks.h"
+#include "platform/base/text.h"
 #include "sources/text_source.h"
 
 namespace kestrel {

@@ -2,55 +2,72 @@
 
 #include <algorithm>
 
-#include "platform/base/runtime_error.h"
-
 namespace kestrel {
 
+namespace {
+
+constexpr std::size_t RoundDown(std::size_t position) {
+  return position / WatchedFile::kPart * WatchedFile::kPart;
+}
+
+}  // namespace
+
 TextWindow::TextWindow(const std::string& path) : file_(path) {
-  Fill(0, kWindowSize);
-  if (end_ < kWindowSize) {
-    is_whole_ = true;
-    file_.Close();
-  } else if (!file_.IsRegular()) {
-    ReadToEnd();
+  constexpr int kAttempts = 5;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    Fill(0, kWindowSize);
+    if (file_.size() > kWindowSize) return;
+    if (IsOfOneTime()) {
+      is_whole_ = true;
+      file_.Close();
+      return;
+    }
+    file_.BeginAnew();
   }
+  file_.RaiseChanged();
 }
 
 void TextWindow::Fill(std::size_t begin, std::size_t size) {
+  size = std::min(size, file_.size() - begin);
   buffer_.Reserve(size + kTail);
   // Nothing is held while reading may fail.
   begin_ = end_ = 0;
-  const std::size_t got =
-      file_.IsRegular() ? file_.ReadAt(begin, buffer_.data(), size) : file_.Read(buffer_.data(), size);
+  const std::size_t got = file_.Read(begin, buffer_.data(), size);
   begin_ = begin;
   end_ = begin + got;
   buffer_.data()[got] = line_end_;
 }
 
-void TextWindow::ReadToEnd() {
-  for (std::size_t got = end_; got != 0; end_ += got) {
-    buffer_.Reserve(end_ + std::max(end_, kWindowSize) + kTail);
-    got = file_.Read(buffer_.data() + end_, buffer_.capacity() - kTail - end_);
-  }
-  is_whole_ = true;
-  file_.Close();
+bool TextWindow::IsOfOneTime() {
+  const std::size_t size = file_.size();
+  return end_ == size && (file_.IsUnchanged() || file_.Read(0, buffer_.data(), size) == size);
 }
 
 TextWindow::Part TextWindow::From(std::size_t position) {
+  const std::size_t begin = RoundDown(position);
   // What the constructor has read is not read again.
-  if (!is_whole_ && (position != begin_ || end_ - begin_ != kWindowSize)) Fill(position, kWindowSize);
-  return {{buffer_.data(), end_ - begin_}, begin_, is_whole_ || end_ - begin_ < kWindowSize};
+  if (!is_whole_ && (begin != begin_ || end_ - begin_ != kWindowSize)) {
+    Fill(begin, kWindowSize);
+    if (end_ < std::min(begin + kWindowSize, file_.size())) file_.RaiseChanged();
+  }
+  return {{buffer_.data(), end_ - begin_}, begin_, end_ == file_.size()};
 }
 
 std::string_view TextWindow::All() {
   if (!is_whole_) {
-    // One byte more than expected, so that the end is seen at once.
-    std::size_t size = std::max(file_.SizeAtOpening(), kWindowSize) + 1;
-    for (Fill(0, size); end_ == size; Fill(0, size)) size *= 2;
+    Fill(0, file_.size());
+    if (!IsOfOneTime()) file_.RaiseChanged();
     is_whole_ = true;
     file_.Close();
   }
   return {buffer_.data(), end_};
+}
+
+void TextWindow::Release() {
+  begin_ = end_ = 0;
+  is_whole_ = true;
+  buffer_.Release();
+  file_.Close();
 }
 
 void TextWindow::SetLineEnd(char line_end) {
@@ -59,8 +76,10 @@ void TextWindow::SetLineEnd(char line_end) {
 }
 
 void TextWindow::MoveTo(std::size_t begin, std::size_t end) {
-  Fill(begin, std::max(end - begin, kWindowSize));
-  if (end_ >= end && !file_.HasChanged()) return;
+  const std::size_t from = RoundDown(begin);
+  const std::size_t to = RoundDown(end + WatchedFile::kPart - 1);
+  Fill(from, std::max(to - from, kWindowSize));
+  if (end_ >= end) return;
   begin_ = end_ = 0;
   file_.RaiseChanged();
 }

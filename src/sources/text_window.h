@@ -3,10 +3,8 @@
 // Invariants
 //  1. buffer_ holds the bytes [begin_, end_) of the file, line_end_ behind them, and room for as much more
 //     as a scan may read.
-//  2. A file that is small or cannot be read twice (a pipe) is in the window whole; it is closed then, and
-//     the window never moves again.
-//  3. Of any other file every byte is of the state that it had when it was opened: a window that finds the
-//     file changed meanwhile is not filled.
+//  2. A small file is in the window whole; it is closed then, and the window never moves again.
+//  3. Every byte is of the state that the file had when it was opened (a small one: when it was read).
 #pragma once
 
 #include <cstddef>
@@ -14,7 +12,7 @@
 #include <string_view>
 
 #include "platform/base/file_buffer.h"
-#include "platform/base/input_file.h"
+#include "platform/base/watched_file.h"
 #include "sources/text_lines.h"
 
 namespace kestrel {
@@ -28,19 +26,25 @@ class TextWindow {
     bool is_last = false;
   };
 
-  // Opens the file. Raises what opening and reading raise, with the path, and 7.
+  // Opens the file. Raises what opening and reading raise, with the path, 75 for a file that is written to all
+  // the time, and 7.
   explicit TextWindow(const std::string& path);
+  // Which file it is, and of which time its bytes are.
+  const FileIdentity& identity() const { return file_.identity(); }
 
   // Bytes that begin at `position` or before; at most kWindowSize of a file that is not in memory whole.
-  // Valid until the next call of any function. Raises what reading raises, and 7.
+  // Valid until the next call of any function. Raises 75 where the file is no longer what it was, what reading
+  // raises, and 7.
   Part From(std::size_t position);
   // All bytes; the file is in memory whole from now on. Raises as From.
   std::string_view All();
+  // Gives all bytes back; none can be asked for any more.
+  void Release();
   // The character that Hold shows behind the last byte of the file, where a line end may be lacking.
   void SetLineEnd(char line_end);
 
   // The first of the bytes [begin, end), which lie within the file. At least kPadding bytes can be read
-  // behind them. Valid until the next call. Raises 75 where the file has changed since it was opened, what
+  // behind them. Valid until the next call. Raises 75 where these bytes are no longer what they were, what
   // reading raises, and 7.
   const char* Hold(std::size_t begin, std::size_t end) {
     if (begin < begin_ || end > end_) [[unlikely]]
@@ -56,11 +60,13 @@ class TextWindow {
   // A line end behind the last byte, and the padding.
   static constexpr std::size_t kTail = 1 + kPadding;
 
+  // Takes what is unchanged of the bytes from `begin` on; `begin` and `size` as WatchedFile::Read has them.
   void Fill(std::size_t begin, std::size_t size);
-  void ReadToEnd();
+  // The file is in the window whole; false where its bytes may be of more than one time.
+  bool IsOfOneTime();
   void MoveTo(std::size_t begin, std::size_t end);
 
-  InputFile file_;
+  WatchedFile file_;
   FileBuffer buffer_;
   std::size_t begin_ = 0;
   std::size_t end_ = 0;

@@ -2,16 +2,11 @@
 #include "sources/text_window.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <filesystem>
-#include <fstream>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "platform/base/runtime_error.h"
 #include "sources/text_source.h"
 #include "support/temp_folder.h"
 
@@ -107,58 +102,6 @@ TEST_F(TextWindowTest, RecordsAreReachedInAnyOrder) {
     records->GoTo(row);
     EXPECT_EQ(records->TextAt(0), std::to_string(row));
   }
-}
-
-TEST_F(TextWindowTest, ALargeFileThatIsChangedWhileItIsReadEndsThere) {
-  std::string bytes;
-  while (bytes.size() < 4 * kWindow) bytes += "abc;d\r\n";
-  const RecordsetPtr records = Open(bytes);
-  const std::string path = folder_.File("source.txt");
-  std::ofstream(path, std::ios::app) << "new;line\r\n";
-  try {
-    while (!records->IsEof()) records->MoveNext();
-    FAIL() << "the change was not noticed";
-  } catch (const RuntimeError& error) {
-    EXPECT_EQ(error.Number(), 75);
-    EXPECT_EQ(error.Description(),
-              "Die Datei '" + path +
-                  "' wurde geändert, während sie gelesen wurde. Bitte wiederholen Sie den Vorgang, wenn kein "
-                  "anderes Programm mehr in sie schreibt.");
-  }
-  EXPECT_TRUE(records->IsEof());
-}
-
-TEST_F(TextWindowTest, ASmallFileIsInMemoryAndStaysAsItWas) {
-  const RecordsetPtr records = Open("a\r\nb\r\n");
-  folder_.Write("source.txt", "c\r\n");
-  records->MoveNext();
-  EXPECT_EQ(records->TextAt(0), "b");
-}
-
-TEST_F(TextWindowTest, AFileThatIsDeletedWhileItIsReadIsReadToItsEnd) {
-  std::string bytes;
-  while (bytes.size() < 4 * kWindow) bytes += "abc;d\r\n";
-  const RecordsetPtr records = Open(bytes);
-  std::filesystem::remove(folder_.File("source.txt"));
-  std::int64_t count = 0;
-  for (; !records->IsEof(); records->MoveNext()) ++count;
-  EXPECT_EQ(count, records->RecordCount());
-}
-
-TEST_F(TextWindowTest, APipeIsReadToItsEnd) {
-  const std::string path = folder_.File("pipe");
-  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-  std::vector<std::string> lines;
-  std::string bytes;
-  while (bytes.size() < 3 * kWindow) {
-    lines.push_back("line " + std::to_string(lines.size()));
-    bytes.append(lines.back()).append("\r\n");
-  }
-  std::jthread writer([&] { std::ofstream(path, std::ios::binary) << bytes; });
-  const RecordsetPtr records = OpenTextSource(path, kPlain, {"Name"});
-  std::vector<std::string> read;
-  for (; !records->IsEof(); records->MoveNext()) read.emplace_back(records->TextAt(0));
-  EXPECT_EQ(read, lines);
 }
 
 }  // namespace

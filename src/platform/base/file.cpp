@@ -11,6 +11,7 @@
 #include <memory>
 #include <utility>
 
+#include "platform/base/input_file.h"
 #include "platform/base/runtime_error.h"
 
 namespace kestrel {
@@ -36,9 +37,11 @@ class FileDescriptor {
 };
 
 FileDescriptor OpenForReading(const std::string& path, struct stat& status) {
-  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (::stat(path.c_str(), &status) != 0) throw ErrorFromErrno(errno, path);
+  RequireOrdinaryFile(status, path);
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   if (file.get() < 0 || ::fstat(file.get(), &status) != 0) throw ErrorFromErrno(errno, path);
-  if (S_ISDIR(status.st_mode)) throw ErrorFromErrno(EISDIR, path);
+  RequireOrdinaryFile(status, path);
   return file;
 }
 

@@ -43,7 +43,8 @@ void CreateFolders(const std::string& path);
 // Full paths of the files (not folders) of a folder, sorted by name bytewise. Error 76 if it is missing.
 std::vector<std::string> ListFiles(const std::string& folder);
 
-// The whole content. Reads to the end even where the size reported is wrong (pipes, files that grow).
+// The whole content. Reads to the end even where the size reported is wrong (files that grow). Raises 75 for
+// what is no ordinary file: a pipe, a device.
 std::string ReadWholeFile(const std::string& path);
 
 // A whole file in memory that is cheap to fill even where it is large. Empty by default.

@@ -20,4 +20,11 @@ struct FileIdentity {
   std::int64_t status_time = 0;
 };
 
+// The clock that file systems stamp files with, in nanoseconds since 1970.
+std::int64_t StampClock();
+
+// Whether every change made from `now` on will show in the identity. It need not while the time stamps are so
+// young that a change could carry the same ones. `now` is StampClock() before the identity was asked for.
+bool ShowsEveryChange(const FileIdentity& identity, std::int64_t now);
+
 }  // namespace kestrel

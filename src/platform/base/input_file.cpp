@@ -12,33 +12,45 @@ namespace kestrel {
 
 namespace {
 
-template <class ReadSome>
-std::size_t Fill(std::size_t size, const std::string& path, ReadSome&& read_some) {
-  std::size_t filled = 0;
-  while (filled < size) {
-    const ssize_t got = read_some(filled);
-    if (got == 0) break;
-    if (got > 0) {
-      filled += static_cast<std::size_t>(got);
-    } else if (errno != EINTR) {
-      throw ErrorFromErrno(errno, path);
-    }
-  }
-  return filled;
+bool IsSameTime(const timespec& a, const timespec& b) { return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec; }
+
+// What is no file with an end of its own; null for others.
+const char* SpecialKind(mode_t mode) {
+  if (S_ISFIFO(mode)) return "eine Pipe";
+  if (S_ISCHR(mode) || S_ISBLK(mode)) return "ein Gerät";
+  if (S_ISSOCK(mode)) return "ein Socket";
+  return S_ISREG(mode) ? nullptr : "keine gewöhnliche Datei";
 }
 
-bool IsSameTime(const timespec& a, const timespec& b) { return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec; }
+// Opening a device may already set it to work, so it is looked at first.
+int OpenOrdinary(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) throw ErrorFromErrno(errno, path);
+  RequireOrdinaryFile(status, path);
+  // Should a pipe have come in its place, opening it does not wait.
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  if (descriptor < 0) throw ErrorFromErrno(errno, path);
+  return descriptor;
+}
 
 }  // namespace
 
-InputFile::InputFile(const std::string& path)
-    : path_(path), descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)) {
-  if (descriptor_ < 0) throw ErrorFromErrno(errno, path_);
-  if (fstat(descriptor_, &opened_) == 0) return;
-  const int error = errno;
-  Close();
-  throw ErrorFromErrno(error, path_);
+void RequireOrdinaryFile(const struct stat& status, const std::string& path) {
+  if (S_ISDIR(status.st_mode)) throw ErrorFromErrno(EISDIR, path);
+  const char* const kind = SpecialKind(status.st_mode);
+  if (kind == nullptr) return;
+  throw RuntimeError(ErrorNumber::kPathFileAccess,
+                     "'" + path + "' ist " + kind +
+                         " und kann nicht als Datei gelesen werden. Bitte den Inhalt zuerst in einer Datei "
+                         "speichern und diese angeben.");
 }
+
+InputFile::InputFile(const std::string& path) : InputFile(path, OpenOrdinary(path)) {
+  if (fstat(descriptor_, &opened_) != 0) throw ErrorFromErrno(errno, path_);
+  RequireOrdinaryFile(opened_, path_);
+}
+
+InputFile::InputFile(const std::string& path, int descriptor) : path_(path), descriptor_(descriptor) {}
 
 InputFile::InputFile(InputFile&& other) noexcept
     : path_(std::move(other.path_)),
@@ -69,6 +81,12 @@ bool InputFile::HasChanged() const {
          !IsSameTime(now.st_mtim, opened_.st_mtim);
 }
 
+FileIdentity InputFile::Identity() const {
+  struct stat now {};
+  if (fstat(descriptor_, &now) != 0) throw ErrorFromErrno(errno, path_);
+  return FileIdentity(now);
+}
+
 void InputFile::RaiseChanged() const {
   throw RuntimeError(ErrorNumber::kPathFileAccess,
                      "Die Datei '" + path_ +
@@ -76,15 +94,18 @@ void InputFile::RaiseChanged() const {
                          "kein anderes Programm mehr in sie schreibt.");
 }
 
-std::size_t InputFile::Read(char* bytes, std::size_t size) {
-  return Fill(size, path_,
-              [&](std::size_t filled) { return read(descriptor_, bytes + filled, size - filled); });
-}
-
 std::size_t InputFile::ReadAt(std::size_t offset, char* bytes, std::size_t size) const {
-  return Fill(size, path_, [&](std::size_t filled) {
-    return pread(descriptor_, bytes + filled, size - filled, static_cast<off_t>(offset + filled));
-  });
+  std::size_t filled = 0;
+  while (filled < size) {
+    const ssize_t got = pread(descriptor_, bytes + filled, size - filled, static_cast<off_t>(offset + filled));
+    if (got == 0) break;
+    if (got > 0) {
+      filled += static_cast<std::size_t>(got);
+    } else if (errno != EINTR) {
+      throw ErrorFromErrno(errno, path_);
+    }
+  }
+  return filled;
 }
 
 }  // namespace kestrel

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/base/file.h"
+#include "platform/base/input_file.h"
 #include "platform/base/runtime_error.h"
 
 namespace kestrel {
@@ -20,7 +21,7 @@ RuntimeError NotReadable(const std::string& path, const char* reason) {
 FileIdentity IdentityOf(const std::string& path) {
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0) throw ErrorFromErrno(errno, path);
-  if (!S_ISREG(status.st_mode)) throw NotReadable(path, "ist keine gewöhnliche Datei");
+  RequireOrdinaryFile(status, path);
   return FileIdentity(status);
 }
 

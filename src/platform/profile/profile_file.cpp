@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,29 +9,6 @@
 
 namespace kestrel {
 namespace {
-
-constexpr std::int64_t kMillisecond = 1'000'000;
-constexpr std::int64_t kSecond = 1'000 * kMillisecond;
-// File systems stamp files with the kernel's clock tick, which is 10 ms at the longest.
-constexpr std::int64_t kTickMargin = 20 * kMillisecond;
-// A stamp of whole seconds may come from a file system that keeps no finer ones (or, as FAT, two seconds).
-constexpr std::int64_t kWholeSecondsMargin = 2 * kSecond;
-
-std::int64_t Nanoseconds(const struct timespec& time) {
-  return static_cast<std::int64_t>(time.tv_sec) * kSecond + time.tv_nsec;
-}
-
-// The clock that file systems stamp files with.
-std::int64_t StampClock() {
-  struct timespec now {};
-  ::clock_gettime(CLOCK_REALTIME_COARSE, &now);
-  return Nanoseconds(now);
-}
-
-bool IsOldEnough(const FileIdentity& identity, std::int64_t now) {
-  const std::int64_t newest = std::max(identity.content_time, identity.status_time);
-  return now - newest >= (newest % kSecond == 0 ? kWholeSecondsMargin : kTickMargin);
-}
 
 class Descriptor {
  public:
@@ -87,7 +63,7 @@ FileReading ReadProfileFile(const std::string& path) {
   }
   reading.state = FileState::kRead;
   reading.identity = FileIdentity(before);
-  reading.trusted = reading.identity == FileIdentity(after) && IsOldEnough(reading.identity, now);
+  reading.trusted = reading.identity == FileIdentity(after) && ShowsEveryChange(reading.identity, now);
   return reading;
 }
 
