@@ -8,6 +8,7 @@ import dataclasses
 import json
 import os
 import random
+import re
 import shutil
 import signal
 import sqlite3

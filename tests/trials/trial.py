@@ -13,6 +13,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 SKIPPED = 77
@@ -28,6 +29,7 @@ class Programs:
     def __init__(self, build):
         self.build = os.path.abspath(build)
         self.kept = []
+        self.lock = threading.Lock()
         self.scratch = tempfile.mkdtemp(prefix="kestrel-trials-")
 
     def program(self, name):
@@ -42,8 +44,9 @@ class Programs:
     def template(self):
         """A sample host to copy from."""
         folder = os.path.join(self.scratch, "host")
-        if not os.path.exists(folder):
-            subprocess.run([self.program("kestrel-import"), "init", folder], check=True, stdout=subprocess.DEVNULL)
+        with self.lock:
+            if not os.path.exists(folder):
+                subprocess.run([self.program("kestrel-import"), "init", folder], check=True, stdout=subprocess.DEVNULL)
         return folder
 
     def keep(self, thing):
