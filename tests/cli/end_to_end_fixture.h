@@ -28,11 +28,11 @@ class EndToEnd : public ::testing::Test {
   std::string host() const { return folder_.File("host"); }
   std::string Spec(const std::string& name) const { return host() + "/Import/" + name; }
 
-  testing::ProgramResult Run(std::vector<std::string> arguments, int signal_after_ms = -1) const {
+  testing::ProgramResult Run(std::vector<std::string> arguments, const std::string& interrupt_at = {}) const {
     std::vector<std::string> command = {testing::BuiltProgram("kestrel-import")};
     command.insert(command.end(), arguments.begin(), arguments.end());
     if (arguments[0] != "init") command.insert(command.end(), {"--folder", host()});
-    return testing::RunProgram(command, {}, signal_after_ms);
+    return testing::RunProgram(command, {}, interrupt_at);
   }
 
   std::string Query(const std::string& sql) const {

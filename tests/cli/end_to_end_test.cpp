@@ -10,9 +10,9 @@ namespace kestrel {
 namespace {
 
 using ::testing::AllOf;
+using testing::BuiltProgram;
 using ::testing::HasSubstr;
 using ::testing::Not;
-using testing::BuiltProgram;
 using testing::ProgramResult;
 
 long Lines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
@@ -129,12 +129,12 @@ TEST_F(EndToEnd, ProgressGoesToStandardErrorOnlyWhenAskedFor) {
 
 TEST_F(EndToEnd, AnInterruptedRunEndsInOrder) {
   std::string lines = "Name;Ort;Wert\r\n";
-  for (int i = 0; i < 2'000'000; ++i) lines += "Meier;Köln;1\r\n";
+  for (int i = 0; i < 500'000; ++i) lines += "Meier;Köln;1\r\n";
   WriteFileAtomically(Spec("gross.txt"), ToWindows1252(lines));
   WriteSpec("Gross.IMP",
             "[Common]\nDescription=Gross\nImportClass=ksbimport.importkunden\nFileName=gross.txt\nDelimiter=;\n"
             "[FieldAssignments]\nBez1=FIELD:Name\nOrt=FIELD:Ort\n");
-  const ProgramResult run = Run({"run", "Gross", "--format", "json"}, 1500);
+  const ProgramResult run = Run({"run", "Gross", "--format", "json", "--progress", "plain"}, "(10 %)");
   EXPECT_EQ(run.status, 5) << run.err;
   EXPECT_THAT(run.out, HasSubstr("\"aborted\":true"));
   const std::string stored = "{\"records\":" + ReplaceAll(Query("SELECT COUNT(*) FROM Kunden"), "\n", ",");
@@ -270,17 +270,18 @@ TEST_F(EndToEnd, ATerminalObeysNothingThatComesFromElsewhere) {
 
 TEST_F(EndToEnd, ARelativeBackupFolderIsMeantFromTheSpecificationLikeItsSource) {
   std::filesystem::create_directory(host() + "/Import/sicherung");
-  WriteSpec("Sicher.IMP",
-            "[Common]\nDescription=Sicher\nImportClass=ksbimport.importkunden\nFileName=messe.txt\nDelimiter=;\n"
-            "SaveFile=1\nSavePath=sicherung\n[FieldAssignments]\nBez1=FIELD:Name\n");
+  WriteSpec(
+      "Sicher.IMP",
+      "[Common]\nDescription=Sicher\nImportClass=ksbimport.importkunden\nFileName=messe.txt\nDelimiter=;\n"
+      "SaveFile=1\nSavePath=sicherung\n[FieldAssignments]\nBez1=FIELD:Name\n");
   EXPECT_THAT(Run({"check", "Sicher"}).out, Not(HasSubstr("Sicherungspfad")));
   Run({"run", "Sicher"});
   EXPECT_TRUE(FileExists(host() + "/Import/sicherung/messe.txt"));
 }
 
 TEST_F(EndToEnd, AMistypedHostIsNotMade) {
-  for (const std::string& name : {folder_.File("tippfehler.db"), "Provider=SQLite;Data Source=" +
-                                                                     folder_.File("tippfehler.sqlite")}) {
+  for (const std::string& name :
+       {folder_.File("tippfehler.db"), "Provider=SQLite;Data Source=" + folder_.File("tippfehler.sqlite")}) {
     const ProgramResult run = Run({"run", "Kundenliste", "--host", name});
     EXPECT_EQ(run.status, 4);
     EXPECT_THAT(run.err, AllOf(HasSubstr("tippfehler"), HasSubstr("existiert nicht")));
@@ -317,7 +318,8 @@ TEST_F(EndToEnd, InitMakesTheFolderThatItNamesWhateverItsCharacters) {
   const ProgramResult made = Run({"init", odd});
   EXPECT_EQ(made.status, 0) << made.err;
   EXPECT_TRUE(FileExists(odd + "/kestrel.db"));
-  const ProgramResult run = testing::RunProgram({BuiltProgram("kestrel-import"), "run", "Kunden", "--folder", odd});
+  const ProgramResult run =
+      testing::RunProgram({BuiltProgram("kestrel-import"), "run", "Kunden", "--folder", odd});
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_THAT(made.out, HasSubstr("--folder '" + ReplaceAll(odd, "'", "'\\''") + "'"));
 }
@@ -327,10 +329,10 @@ TEST_F(EndToEnd, DriversIniLiesInTheFolderThatIsNamed) {
   WriteSpec("Server.IMP",
             "[Common]\nDescription=S\nProvider=Microsoft SQL-Server\nServer=s\nUser=u\nDatabase=d\nTable=t\n");
   EXPECT_THAT(Run({"tables", "Server"}).err, HasSubstr("Hausmarke"));
-  EXPECT_THAT(testing::RunProgram({BuiltProgram("kestrel-import"), "tables", "Server", "--folder",
-                                   host() + "/Import"})
-                  .err,
-              HasSubstr("Hausmarke"));
+  EXPECT_THAT(
+      testing::RunProgram({BuiltProgram("kestrel-import"), "tables", "Server", "--folder", host() + "/Import"})
+          .err,
+      HasSubstr("Hausmarke"));
 }
 
 TEST_F(EndToEnd, NoWorkingCopyIsLeftBehind) {

@@ -1,8 +1,6 @@
-#include <chrono>
-#include <thread>
-
 #include "host/host_fixture.h"
 #include "platform/base/file.h"
+#include "support/eventually.h"
 #include "support/project_paths.h"
 
 namespace kestrel {
@@ -90,10 +88,7 @@ TEST_F(LogComponent, RowsThatAreKeptBackReachTheFileByThemselves) {
   CallMethod(log, "SetField", 10, 0, "zweite");
   const ConnectionPtr other = OpenConnection(file);
   const auto rows = [&] { return other->OpenRecordset("SELECT Spalte0 FROM Protokollzeilen")->RecordCount(); };
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-  while (rows() == 0 && std::chrono::steady_clock::now() < limit) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
+  EXPECT_TRUE(testing::Eventually([&] { return rows() != 0; }));
   EXPECT_EQ(rows(), 1);
   CallMethod(log, "UpdateRecord");
   EXPECT_THAT(Rows("SELECT Spalte0 FROM Protokollzeilen ORDER BY ZeilenNr"), ElementsAre("erste", "zweite"));
@@ -159,8 +154,7 @@ TEST_F(SettingsComponent, SeesItsOwnChangesAtOnceAndThoseOfOthersSoon) {
   Set("Doubletindex", "0");
   EXPECT_EQ(read(), "0");
   OpenConnection(file)->Execute("UPDATE Einstellungen SET Wert = '1' WHERE Name = 'Doubletindex'");
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  EXPECT_EQ(read(), "1");
+  EXPECT_TRUE(testing::Eventually([&] { return read() == "1"; }));
 }
 
 TEST_F(DoubletFunctions, BuildsKeysByCode) {

@@ -1,7 +1,6 @@
-#include <thread>
-
 #include "host/host_fixture.h"
 #include "platform/data/memory_recordset.h"
+#include "support/eventually.h"
 
 namespace kestrel {
 
@@ -273,9 +272,9 @@ TEST_F(TableImporter, RecordsAreSeenByOthersAfterTheImport) {
 TEST_F(TableImporter, AnAbortedImportLeavesNothingLocked) {
   const ObjectPtr importer = Importer();
   Import(importer, {{"Bez1", "A"}});
-  std::this_thread::sleep_for(std::chrono::milliseconds(400));
   const ConnectionPtr other = OpenConnection(file);
-  EXPECT_EQ(other->OpenRecordset("SELECT * FROM Kunden")->RecordCount(), 1);
+  EXPECT_TRUE(
+      testing::Eventually([&] { return other->OpenRecordset("SELECT * FROM Kunden")->RecordCount() == 1; }));
   other->Execute("INSERT INTO Kunden (KundenNummer, Bez1) VALUES (2, 'B')");
   EXPECT_EQ(Import(importer, {{"Bez1", "C"}}), "");
   EXPECT_THAT(Rows("SELECT Bez1 FROM Kunden ORDER BY KundenNummer"), ElementsAre("A", "B", "C"));

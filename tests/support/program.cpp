@@ -4,18 +4,18 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <thread>
 
+#include "support/eventually.h"
 #include "support/project_paths.h"
 #include "support/temp_folder.h"
 
 namespace kestrel::testing {
 
 ProgramResult RunProgram(const std::vector<std::string>& command,
-                         const std::map<std::string, std::string>& environment, int signal_after_ms) {
+                         const std::map<std::string, std::string>& environment,
+                         const std::string& interrupt_at) {
   const TempFolder folder;
   const std::string out = folder.Write("out", "");
   const std::string err = folder.Write("err", "");
@@ -26,19 +26,24 @@ ProgramResult RunProgram(const std::vector<std::string>& command,
   const pid_t child = ::fork();
   if (child == 0) {
     for (const auto& [name, value] : environment) ::setenv(name.c_str(), value.c_str(), 1);
-    if (::freopen(out.c_str(), "w", stdout) == nullptr || ::freopen(err.c_str(), "w", stderr) == nullptr) ::_exit(126);
+    if (::freopen(out.c_str(), "w", stdout) == nullptr || ::freopen(err.c_str(), "w", stderr) == nullptr)
+      ::_exit(126);
     ::execv(arguments[0], arguments.data());
     ::_exit(127);
   }
   ProgramResult result;
   EXPECT_GT(child, 0);
   if (child <= 0) return result;
-  if (signal_after_ms >= 0) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(signal_after_ms));
-    ::kill(child, SIGINT);
-  }
   int status = 0;
-  ::waitpid(child, &status, 0);
+  bool ended = false;
+  if (!interrupt_at.empty()) {
+    Eventually([&] {
+      ended = ::waitpid(child, &status, WNOHANG) == child;
+      return ended || ReadBytes(err).find(interrupt_at) != std::string::npos;
+    });
+    if (!ended) ::kill(child, SIGINT);
+  }
+  if (!ended) ::waitpid(child, &status, 0);
   result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   result.out = ReadBytes(out);
   result.err = ReadBytes(err);

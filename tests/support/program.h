@@ -14,9 +14,9 @@ struct ProgramResult {
 };
 
 // `command` is the program's path followed by its arguments. `environment` is added to the test's own. With
-// `signal_after_ms` not negative, SIGINT is sent after that time.
+// `interrupt_at`, SIGINT is sent once this text has come on standard error.
 ProgramResult RunProgram(const std::vector<std::string>& command, const std::map<std::string, std::string>& environment = {},
-                         int signal_after_ms = -1);
+                         const std::string& interrupt_at = {});
 
 // Path of a program of the build tree.
 std::string BuiltProgram(const std::string& name);

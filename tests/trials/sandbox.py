@@ -211,7 +211,9 @@ class Sandbox:
 
     def environment(self, more):
         environment = {"PATH": os.environ["PATH"], "LANG": "C.UTF-8", "TMPDIR": self.path("tmp"),
-                       "HOME": self.path("home"), "KESTREL_HOME": self.host}
+                       "HOME": self.path("home"), "KESTREL_HOME": self.host,
+                       # A frozen server is given up sooner than in real use.
+                       "KESTREL_ANSWER_WAIT": "3", "KESTREL_LOCK_WAIT": "3"}
         environment.update(more or {})
         return environment
 
