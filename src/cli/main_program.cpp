@@ -60,7 +60,9 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
         ->required()
         ->type_name("");
     if (with_file) {
-      command->add_option("--file", source_file, "diese Quelldatei statt der gespeicherten")
+      command
+          ->add_option("--file", source_file,
+                       "diese Quelldatei statt der gespeicherten; - ist die Standardeingabe")
           ->type_name("DATEI");
     }
     return command;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/output.h"
+#include "cli/piped_source.h"
 #include "cli/stop_signals.h"
 #include "cli/terminal_stream.h"
 #include "component/session.h"
@@ -136,6 +137,9 @@ class Workspace {
  private:
   // Source paths that are relative and do not exist from here are meant from the specification's folder.
   void ResolveSourcePaths();
+  // A text source that is no file with a place of its own is neither saved nor removed; a pipe is read to its
+  // end.
+  void TakeStream();
 
   CommonOptions options_;
   Surroundings surroundings_;
@@ -145,6 +149,7 @@ class Workspace {
   Session session_;
   std::string spec_folder_;
   std::unique_ptr<ScratchFolder> scratch_;
+  std::unique_ptr<PipedSource> piped_source_;
 };
 
 // --- Commands; each returns an ExitStatus and raises NotUsable or RuntimeError ---

@@ -173,7 +173,7 @@ void Workspace::LoadSpecification(const std::string& name, const std::string& so
   scratch_ = std::make_unique<ScratchFolder>(signals());
   session_.SpecFolder = scratch_->path();
   CreateWorkingCopy(session_);
-  session_.ImportFileName = source_file;
+  session_.ImportFileName = source_file == "-" ? "/dev/stdin" : source_file;
   if (!source_file.empty()) ApplyImportFileName(session_);
   ResolveSourcePaths();
 }
@@ -192,8 +192,21 @@ void Workspace::ResolveSourcePaths() {
   }
 }
 
+void Workspace::TakeStream() {
+  if (!IsStream(session_.FileName)) return;
+  if (session_.SaveFile) {
+    err() << "Die Quelle ist keine Datei mit eigenem Namen; sie wird nicht gesichert." << std::endl;
+  }
+  session_.SaveFile = false;
+  session_.DeleteFile = false;
+  if (!PipedSource::IsPipe(session_.FileName)) return;
+  piped_source_ = std::make_unique<PipedSource>(session_.FileName);
+  session_.FileName = piped_source_->path();
+}
+
 void Workspace::OpenSource() {
   if (session_.Provider == kTextSource) {
+    TakeStream();
     if (!FileExists(session_.FileName)) {
       throw NotUsable("Die Datei ''" + session_.FileName + "'' existiert nicht.");
     }
