@@ -23,6 +23,15 @@ void RefuseSameFile(const std::string& source, const std::string& destination) {
   }
 }
 
+// A folder that cannot be looked at is not one that is missing: the source must not be removed without its
+// backup.
+bool BackupFolderExists(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(path, error);
+  if (!std::filesystem::status_known(status)) throw ErrorFromErrno(error.value(), path);
+  return std::filesystem::is_directory(status);
+}
+
 FileIdentity IdentityOf(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) throw ErrorFromErrno(errno, path);
@@ -51,7 +60,7 @@ std::string WhySourceStays(const Session& session, const RunResult& run) {
 
 void BackUpSourceFile(Session& session) {
   if (!session.SaveFile || session.Provider != kTextSource || session.SavePath.empty()) return;
-  if (!FolderExists(session.SavePath)) {
+  if (!BackupFolderExists(session.SavePath)) {
     session.platform.ui.MessageBox("Der Sicherungspfad ''" + session.SavePath +
                                        "'' existiert nicht. Die Datei kann nicht gesichert werden.",
                                    "", Icon::kInformation, Buttons::kOk);

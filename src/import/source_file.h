@@ -9,8 +9,8 @@
 namespace kestrel {
 
 // Copies the source file into SavePath under its own name, when the session asks for it and the source is a
-// text file. A missing folder shows its message and nothing is copied. Raises what CopyFile raises, and 70
-// where the backup would be the source file itself.
+// text file. A missing folder shows its message and nothing is copied. Raises what looking at the folder and
+// CopyFile raise, and 70 where the backup would be the source file itself.
 void BackUpSourceFile(Session& session);
 
 // Deletes the source file of a text source when the session asks for it and nothing that the file holds can be

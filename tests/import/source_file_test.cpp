@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
+
 #include "platform/base/file.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
@@ -74,6 +76,13 @@ TEST_F(SourceFileTest, AMissingBackupFolderIsTold) {
                                             "'' existiert nicht. Die Datei kann nicht gesichert werden.",
                                         "", Icon::kInformation, Buttons::kOk}));
   EXPECT_FALSE(FolderExists(session.SavePath));
+}
+
+TEST_F(SourceFileTest, ABackupFolderThatCannotBeLookedAtIsAnErrorAndNotMissing) {
+  session.SavePath = folder.File("Kreis");
+  std::filesystem::create_symlink(session.SavePath, session.SavePath);
+  EXPECT_THROW(BackUpSourceFile(session), RuntimeError);
+  EXPECT_THAT(ui.boxes, IsEmpty());
 }
 
 TEST_F(SourceFileTest, OtherSourcesAreNeitherBackedUpNorRemoved) {
