@@ -367,7 +367,7 @@ const Expression* ExpressionCompiler::FindAlias(const QueryScope& scope, const s
 CompiledValue ExpressionCompiler::Name(const Expression& name) {
   if (NamesForm(name)) {
     throw SqlError("sie verwendet ein Feld eines Formulars oder Berichts ('" + Joined(name.parts, '!') +
-                   "'), das es nur in Access gibt; nötig ist eine Abfrage ohne solche Felder");
+                   "'), das es nur in Access gibt");
   }
   for (const QueryScope* scope = &scope_; scope != nullptr; scope = scope->outer) {
     if (const Found found = FindColumn(*scope, name); found.source != nullptr) {

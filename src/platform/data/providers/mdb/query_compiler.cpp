@@ -37,9 +37,9 @@ QueryPlan QueryCompiler::Compile(const CatalogEntry& query) {
   if (!parameters_.empty()) {
     std::string names;
     for (const std::string& name : parameters_) names += (names.empty() ? "'" : ", '") + name + "'";
-    throw QueryError(
-        query, "sie fragt nach Parametern (" + names +
-                   "), oder ihre Felder dieses Namens gibt es nicht; nötig ist eine Abfrage ohne Parameter");
+    throw QueryError(query,
+                     "sie fragt nach Parametern (" + names + "), oder ihre Felder dieses Namens gibt es nicht",
+                     "Nötig ist eine Abfrage ohne Parameter.");
   }
   return std::move(plan_);
 }

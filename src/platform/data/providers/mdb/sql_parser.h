@@ -7,10 +7,10 @@
 
 namespace kestrel::mdb {
 
-// Why a crosstab is not read, and what to do instead.
+// Why a crosstab is not read.
 inline constexpr const char* kCrosstabReason =
-    "sie ist eine Kreuztabelle, deren Spalten erst beim Ausführen entstehen; bitte in Access mit einer "
-    "Tabellenerstellungsabfrage eine Tabelle aus ihr machen und diese angeben";
+    "sie ist eine Kreuztabelle; Kreuztabellen werden hier nicht ausgeführt, auch nicht solche mit festen "
+    "Spaltenüberschriften";
 
 // A whole SELECT statement, unions and PARAMETERS included. Raises 3000 for a text that is none, for
 // TRANSFORM and for tables of other files (IN 'file').

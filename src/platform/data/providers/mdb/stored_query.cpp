@@ -47,13 +47,17 @@ constexpr int kPercent = 0x20;
 constexpr int kLeftJoin = 2;
 constexpr int kRightJoin = 3;
 
-std::string WhyNot(int type) {
+RuntimeError WrongKind(const CatalogEntry& query, int type) {
+  constexpr const char* kOtherSource = "Bitte die Tabelle selbst oder eine Auswahlabfrage angeben.";
   switch (type) {
-    case kCrosstab: return kCrosstabReason;
-    case kDefinition: return "sie legt Tabellen an oder ändert sie und liefert keine Datensätze";
+    case kCrosstab: return QueryError(query, kCrosstabReason);
+    case kDefinition:
+      return QueryError(query, "sie legt Tabellen an oder ändert sie und liefert keine Datensätze",
+                        kOtherSource);
     case kPassThrough:
-      return "sie wird an einen Datenbankserver weitergereicht; bitte diesen als Quelle angeben";
-    default: return "sie ändert Daten und liefert keine Datensätze";
+      return QueryError(query, "sie wird an einen Datenbankserver weitergereicht",
+                        "Bitte diesen Server als Datenquelle angeben.");
+    default: return QueryError(query, "sie ändert Daten und liefert keine Datensätze", kOtherSource);
   }
 }
 
@@ -120,9 +124,10 @@ void CountTop(const std::string& count, int flags, SelectStatement& select) {
 
 }  // namespace
 
-RuntimeError QueryError(const CatalogEntry& query, const std::string& reason) {
-  return RuntimeError(ErrorNumber::kDatabase,
-                      "Die Abfrage '" + query.name + "' kann nicht gelesen werden: " + reason + ".");
+RuntimeError QueryError(const CatalogEntry& query, const std::string& reason, const char* advice) {
+  std::string text = "Die Abfrage '" + query.name + "' kann nicht gelesen werden: " + reason;
+  if (!reason.ends_with('.')) text += std::string(". ") + advice;
+  return RuntimeError(ErrorNumber::kDatabase, std::move(text));
 }
 
 StoredQueries::StoredQueries(const JetFilePtr& file, const Catalog& catalog) {
@@ -130,7 +135,10 @@ StoredQueries::StoredQueries(const JetFilePtr& file, const Catalog& catalog) {
   if (entry == nullptr || entry->kind != ObjectKind::kTable) return;
   TableReader table(file, entry->Place());
   // A query that lost its condition would give more rows than it has.
-  if (auto loss = table.Loss(entry->name)) throw *std::move(loss);
+  if (const auto loss = table.Loss(entry->name)) {
+    throw RuntimeError(ErrorNumber::kDatabase,
+                       "Die Abfragen der Datei sind nicht mehr vollständig. " + loss->Description());
+  }
   const std::size_t object = table.RequireColumn("ObjectId");
   const std::size_t attribute = table.RequireColumn("Attribute");
   const std::size_t order = table.RequireColumn("Order");
@@ -162,7 +170,7 @@ std::unique_ptr<SelectStatement> StoredQueries::Statement(const CatalogEntry& qu
   const auto type =
       std::find_if(rows.begin(), rows.end(), [](const Row& row) { return row.attribute == kType; });
   const int kind = type == rows.end() ? kSelect : type->flag;
-  if (kind != kSelect && kind != kUnion) throw fail(WhyNot(kind));
+  if (kind != kSelect && kind != kUnion) throw WrongKind(query, kind);
   try {
     return kind == kUnion ? UnionOf(rows) : SelectOf(rows);
   } catch (const SqlError& error) {

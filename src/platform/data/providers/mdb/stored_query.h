@@ -13,8 +13,13 @@
 
 namespace kestrel::mdb {
 
-// The error for a query that cannot be run: 3000, naming it.
-RuntimeError QueryError(const CatalogEntry& query, const std::string& reason);
+// What helps where a query cannot be run here.
+inline constexpr const char* kMakeTable =
+    "Bitte in Access mit einer Tabellenerstellungsabfrage eine Tabelle aus ihr machen und diese angeben.";
+
+// The error for a query that cannot be run: 3000, naming it, why, and what to do. A reason of whole sentences
+// (with a full stop) says that itself.
+RuntimeError QueryError(const CatalogEntry& query, const std::string& reason, const char* advice = kMakeTable);
 
 class StoredQueries {
  public:

@@ -420,7 +420,7 @@ TEST_F(AccessQuery, ParametersAreRefusedByName) {
 
 TEST_F(AccessQuery, FormFieldsAreRefused) {
   EXPECT_THAT(SqlErrorOf("Select * From Kunden Where Nr = [Forms]![Suche]![Nr]"),
-              ::testing::AllOf(HasSubstr("'Forms!Suche!Nr'"), HasSubstr("nötig ist eine Abfrage ohne")));
+              ::testing::AllOf(HasSubstr("'Forms!Suche!Nr'"), HasSubstr("nur in Access gibt. Bitte")));
 }
 
 TEST_F(AccessQuery, QueriesWithoutRowsAreRefusedWithTheReason) {
@@ -440,6 +440,29 @@ TEST_F(AccessQuery, QueriesWithoutRowsAreRefusedWithTheReason) {
                                                HasSubstr("Tabellenerstellungsabfrage")));
   EXPECT_THAT(error("Ändern"), HasSubstr("ändert Daten"));
   EXPECT_THAT(error("Server"), HasSubstr("Datenbankserver"));
+}
+
+TEST_F(AccessQuery, WhatCannotBeRunIsToldInSentencesWithAWayOut) {
+  Add("Kreuz",
+      {{kSource, {}, "", "Kunden"}, {kColumn, 2, "Kunden.Nr"}, {kColumn, 1, "Kunden.Name In ('a','b')"}}, 6,
+      16);
+  Add("Anlegen", {}, 7, 96);
+  Add("Ändern", {{kSource, {}, "", "Kunden"}}, 4, 48);
+  Add("Server", {}, 8, 112);
+  AddSql("Text", "Transform Sum(Nr) Select Name From Kunden Group By Name Pivot Ort In ('a','b')");
+  AddSql("Funktion", "Select MeineFunktion(Nr) From Kunden");
+  AddSql("Frage", "Select Nr From Kunden Where Nr > [Ab welcher Nummer?]");
+  AddSql("Halb", "Select Nr From Kunden Where (Nr = 1");
+  const ConnectionPtr connection = Open();
+  for (const std::string name : {"Kreuz", "Anlegen", "Ändern", "Server", "Text", "Funktion", "Frage", "Halb"}) {
+    std::string error;
+    Trap([&] { connection->OpenRecordset("SELECT * From " + name); },
+         [&](const RuntimeError& failure) { error = failure.Description(); });
+    EXPECT_THAT(error, ::testing::StartsWith("Die Abfrage '" + name + "' kann nicht gelesen werden: "));
+    EXPECT_THAT(error, ::testing::AnyOf(HasSubstr(". Bitte "), HasSubstr(". Nötig ist "))) << name;
+    EXPECT_THAT(error, ::testing::EndsWith("."));
+    EXPECT_THAT(error, ::testing::Not(HasSubstr(".."))) << name;
+  }
 }
 
 TEST_F(AccessQuery, MistakesAreToldInWords) {
