@@ -8,6 +8,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     mdb::AccessConnection connection(
         std::make_shared<const mdb::JetFile>(fuzz::BytesAsString(data, size), std::string_view()));
     for (const CatalogTable& table : connection.Tables()) {
+      fuzz::MayFail([&] { connection.Remarks(table.name); });
       fuzz::MayFail([&] { fuzz::ReadAll(*connection.OpenRecordset("SELECT * FROM [" + table.name + "]")); });
     }
     fuzz::MayFail([&] { fuzz::ReadAll(*connection.OpenRecordset("SELECT * FROM MSysObjects")); });

@@ -22,6 +22,7 @@ void Write(const std::string& path, const std::string& bytes) {
 
 int main(int argument_count, char** arguments) {
   using kestrel::testing::JetBuilder;
+  using kestrel::testing::OfficeScheme;
   if (argument_count != 3) {
     std::fprintf(stderr, "write_seeds FIXTURES FOLDER\n");
     return 2;
@@ -31,6 +32,9 @@ int main(int argument_count, char** arguments) {
   try {
     Write(folder + "/mdb/jet3", kestrel::testing::AccessSample(JetBuilder::Format::kJet3));
     Write(folder + "/mdb/jet4", kestrel::testing::AccessSample(JetBuilder::Format::kJet4));
+    Write(folder + "/mdb/agile", kestrel::testing::EncryptedAccessSample(OfficeScheme::kAgile));
+    Write(folder + "/mdb/standard", kestrel::testing::EncryptedAccessSample(OfficeScheme::kStandard));
+    Write(folder + "/mdb/rc4", kestrel::testing::EncryptedAccessSample(OfficeScheme::kRc4));
     Write(folder + "/dbf/memo", kestrel::ReadWholeFile(fixtures + "/foxpro.dbf") + "MEMO" +
                                     kestrel::ReadWholeFile(fixtures + "/foxpro.fpt"));
   } catch (const std::exception& error) {

@@ -1,9 +1,24 @@
 #include "support/access_sample.h"
 
+#include <utility>
+
 namespace kestrel::testing {
 
-std::string AccessSample(JetBuilder::Format format) {
-  JetBuilder builder(format);
+namespace {
+
+// What only Jet 4 has: a calculated column, and one that cannot be read.
+void AddSpecialColumns(JetBuilder& builder) {
+  const auto table = builder.AddTable("Neu", {{"Nr", 4, 4},
+                                              {"Anlage", 18, 4},
+                                              {"Summe", 7, 0, 0, {}, std::uint8_t{16}},
+                                              {"Text", 10, 0, 0, {}, std::uint8_t{12}}});
+  for (std::uint32_t i = 0; i < 5; ++i) {
+    builder.AddRow(table, {Le32(i), Le32(i), JetBuilder::Wrapped(Le32(0x0002000E) + Le32(0) + Le64(i * 100)),
+                           builder.Pieces(JetBuilder::Wrapped(Utf16("Text " + std::to_string(i))), 20)});
+  }
+}
+
+std::string Sample(JetBuilder builder, bool special) {
   const auto table = builder.AddTable("Alles", {{"Nr", 4, 4},
                                                 {"Ja", 1},
                                                 {"Text"},
@@ -41,7 +56,21 @@ std::string AccessSample(JetBuilder::Format format) {
                             {8, {}, "Alles.Nr > 3 And B.Text Like 'T*'"},
                             {11, {}, "Alles.Nr", "D"}});
   builder.AddQuery("Summe", {{1, 9}, {5, {}, "Select Sum(Geld) As s, Ja From Alles Group By Ja"}}, 128);
+  if (special) AddSpecialColumns(builder);
   return builder.Build();
+}
+
+}  // namespace
+
+std::string AccessSample(JetBuilder::Format format) {
+  return Sample(JetBuilder(format), format == JetBuilder::Format::kJet4);
+}
+
+std::string EncryptedAccessSample(OfficeScheme scheme) {
+  JetBuilder builder;
+  builder.SetPageKey(0x01020304);
+  builder.SetEncryption(EncryptFor(scheme, ""));
+  return Sample(std::move(builder), true);
 }
 
 }  // namespace kestrel::testing

@@ -38,7 +38,11 @@ std::size_t ReadAll(const std::string& bytes) {
   std::size_t cells = 0;
   mdb::AccessConnection connection(std::make_shared<const mdb::JetFile>(bytes, std::string_view()));
   std::vector<std::string> names{"MSysObjects", "MSysQueries"};
-  for (const CatalogTable& table : connection.Tables()) names.push_back(table.name);
+  for (const CatalogTable& table : connection.Tables()) {
+    names.push_back(table.name);
+    Trap([&] { connection.Remarks(table.name); },
+         [](const RuntimeError& error) { ASSERT_TRUE(error.Is(ErrorNumber::kDatabase)) << error.what(); });
+  }
   for (const std::string& name : names) {
     Trap(
         [&] {
@@ -82,6 +86,9 @@ void ReadDamagedCopies(const std::string& original, int copies) {
 
 TEST(BrokenAccessFile, Jet3) { ReadDamagedCopies(testing::AccessSample(JetBuilder::Format::kJet3), 2000); }
 TEST(BrokenAccessFile, Jet4) { ReadDamagedCopies(testing::AccessSample(JetBuilder::Format::kJet4), 2000); }
+TEST(BrokenAccessFile, Encrypted) {
+  ReadDamagedCopies(testing::EncryptedAccessSample(testing::OfficeScheme::kRc4), 1000);
+}
 
 TEST(BrokenAccessFile, AFileThatAccessWrote) {
   const std::string folder = testing::TestDataFolder();
