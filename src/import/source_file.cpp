@@ -47,7 +47,7 @@ std::string WhySourceStays(const Session& session, const RunResult& run) {
            " verarbeitet.";
   }
   const std::optional<FileIdentity> read = session.SourceRecordset->SourceFile();
-  if (!read) return {};
+  if (!read) return "Es ist nicht bekannt, welchen Stand der Datei der Import gelesen hat.";
   if (IdentityOf(session.FileName) != *read) {
     return "Sie wurde seit dem Beginn des Imports geändert. Bitte prüfen Sie, ob sie Datensätze enthält, die "
            "noch "

@@ -89,7 +89,6 @@ std::vector<Case> SensibleCases() {
     for (const FileEvent event : kFileEvents) {
       // An Access file or a workbook is opened with its connection, before the run; there it fails, or never.
       if (event == FileEvent::kUnreadable && !ReadsOn(kind)) continue;
-      if (kind == FileKind::kText && (event == FileEvent::kTouched || event == FileEvent::kGrown)) continue;
       for (const bool delete_file : {false, true}) {
         for (const bool test_mode : {false, true}) cases.emplace_back(kind, event, delete_file, test_mode);
       }
