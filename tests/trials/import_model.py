@@ -7,8 +7,8 @@ import calendar
 import dataclasses
 import re
 
-MISMATCH = ("Eine Typen Unverträglichkeit wurde im Modul ImportStart festgestellt. Ein alphanumerischer Wert kann nicht "
-            "in ein numerisches Feld geschrieben werden. (")
+MISMATCH = ("Eine Typen Unverträglichkeit wurde im Modul ImportStart festgestellt. Ein alphanumerischer Wert kann "
+            "nicht in ein numerisches Feld geschrieben werden. (")
 UNSET = "<unset>"
 # Format of a date: length, day, month, year; None: the whole value.
 DATE_FORMATS = {
@@ -209,11 +209,11 @@ def assembled(case, names, values):
         kind, name = assigned(field, names)
         name = name.replace('"', "")
         record.append(UNSET)
-        if field.size is None:
-            errors.append((94, None))
-            continue
         if kind == 1 or (kind == 2 and name == ""):
             continue
+        if field.size is None:
+            # An error, and no limit.
+            errors.append((94, None))
         translated = date = False
         if kind == 3:
             value = name

@@ -9,6 +9,7 @@ import signal
 import sys
 import time
 
+import other_programs
 import sandbox as box
 import trial
 
@@ -22,15 +23,15 @@ FLAVOURS = {
 
 
 def make(programs, options, flavour):
-    template = None if flavour == "init" else programs.template()
-    return box.Sandbox(programs, template, "%d/%s" % (options.seed, flavour), **FLAVOURS.get(flavour, {}))
+    seed = "%d/%s" % (options.seed, flavour)
+    if flavour in other_programs.FLAVOURS:
+        return other_programs.make(programs, seed, flavour)
+    return box.Sandbox(programs, programs.template(), seed, **FLAVOURS[flavour])
 
 
 def command_of(sandbox, flavour):
-    if flavour == "init":
-        return ["kestrel-import", "init", sandbox.host]
-    if flavour == "save":
-        return ["trial_save_schema", sandbox.specification]
+    if flavour in other_programs.FLAVOURS:
+        return other_programs.command_of(sandbox, flavour)
     return sandbox.import_command()
 
 
@@ -49,7 +50,7 @@ def calls_of(programs, options, flavour):
 
 
 def make_cases(programs, options):
-    for flavour in [*FLAVOURS, "init", "save"]:
+    for flavour in [*FLAVOURS, *other_programs.FLAVOURS]:
         calls, seconds = calls_of(programs, options, flavour)
         most = (200 if flavour == "large" else len(calls)) if options.long else (1 if flavour == "large" else 2)
         for number in trial.one_of_each(calls, most):
@@ -74,49 +75,12 @@ def run_case(programs, options, name, case):
     flavour = case[0]
     with make(programs, options, flavour) as sandbox:
         outcome = start_killed(programs, sandbox, name, case)
-        if flavour == "init":
-            return examine_init(sandbox), {"made": 1}
-        if flavour == "save":
-            return examine_save(sandbox, outcome), {"saves": 1}
+        if flavour in other_programs.FLAVOURS:
+            return other_programs.examine(sandbox, flavour, outcome)
         problems, counts = box.examine_outcome(sandbox, outcome)
         if outcome.status == -signal.SIGKILL:
             counts = {"stored": counts["stored"]}
         return problems + box.examine_next_import(sandbox), counts
-
-
-def examine_init(sandbox):
-    """The second attempt must make a whole host, whatever the first one left."""
-    outcome = sandbox.run(["kestrel-import", "init", sandbox.host])
-    if outcome.status == 4:
-        # What the first attempt left is not overwritten unless asked for.
-        outcome = sandbox.run(["kestrel-import", "init", "--force", sandbox.host])
-    if outcome.status != 0:
-        return ["init again: status %s, %s" % (outcome.status, outcome.errors.strip())]
-    outcome = sandbox.run(["kestrel-import", "run", "Kunden", "--folder", sandbox.host, "--format", "json"])
-    if outcome.status != 0 or not outcome.told.get("records"):
-        return ["the sample import: status %s, %s" % (outcome.status, outcome.errors.strip())]
-    wanted = sorted(os.listdir(os.path.join(sandbox.programs.template(), "Import")))
-    found = sandbox.listing("host/Import")
-    return [] if found == wanted else ["the Import folder holds " + ", ".join(found)]
-
-
-def examine_save(sandbox, outcome):
-    """The specification is the old or the new one, each whole."""
-    problems = []
-    with open(sandbox.specification, "rb") as file:
-        found = file.read()
-    # A second save makes the new one of either; it and the next program take away what the first one left.
-    sandbox.run(command_of(sandbox, "save"))
-    sandbox.run(["kestrel-import", "list", "--folder", sandbox.host])
-    with open(sandbox.specification, "rb") as file:
-        saved = file.read()
-    if b"CONST:neu" not in saved:
-        problems.append("the second save did not save")
-    if found not in (sandbox.spec_bytes, saved):
-        problems.append("the specification is neither the old nor the new one")
-    if outcome.output.startswith("saved") and found != saved:
-        problems.append("told as saved, and it is not")
-    return problems + sandbox.examine_leftovers()
 
 
 if __name__ == "__main__":

@@ -51,8 +51,8 @@ class Server:
         """The rows. A server that is just starting is asked again."""
         end = box.time.monotonic() + patience
         while True:
-            done = subprocess.run(["psql", "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1", "-h", "127.0.0.1", "-p", self.port,
-                                   "-U", "kestrel", database], input=text, text=True, capture_output=True,
+            command = ["psql", "-XqAt", "-v", "ON_ERROR_STOP=1", "-h", "127.0.0.1", "-p", self.port, "-U", "kestrel"]
+            done = subprocess.run([*command, database], input=text, text=True, capture_output=True,
                                   env={**os.environ, "PGPASSWORD": self.password}, check=False)
             if done.returncode == 0:
                 return done.stdout

@@ -10,11 +10,13 @@ import sandbox as box
 import trial
 
 TYPES = ("INT", "FLOAT", "VARCHAR", "varchar", "TEXT", "Int", "Text", "DATE", "")
-WORDS = ("a", "Bäcker", "Größe", "x y", " vorn", "hinten ", "  ", "ÄÖÜ", "Müller & Söhne", "0", "-", "*", "Straße 12",
-         "Wert=1", "#", "lang" * 5, "A", "b", "DE", "AT")
-NUMBERS = ("1", "12", "-3", "+7", "1,5", "1.5", "1.234", "1.234,56", "1,234.56", "1.234.567", "12.34.56", "1e3", "1,5E-3",
-           " 42 ", "1 2", "--1", ",5", "5,", ".", "1,2,3", "0x10", "12a", "1.234,567,8", "1234,567.8", "1e", "€5", "1,,2")
-ENTITIES = ("Nr", "Name", "Straße", "Ort", "PLZ", "Größe cm", "x", "Land", "Datum", "Umsatz", "name", "Bemerkung")
+WORDS = ("a", "Bäcker", "Größe", "x y", " vorn", "hinten ", "  ", "ÄÖÜ", "Müller & Söhne", "0", "-", "*",
+         "Straße 12", "Wert=1", "#", "lang" * 5, "A", "b", "DE", "AT")
+NUMBERS = ("1", "12", "-3", "+7", "1,5", "1.5", "1.234", "1.234,56", "1,234.56", "1.234.567", "12.34.56", "1e3",
+           "1,5E-3", " 42 ", "1 2", "--1", ",5", "5,", ".", "1,2,3", "0x10", "12a", "1.234,567,8", "1234,567.8", "1e",
+           "€5", "1,,2")
+TRANSLATIONS = ("eins", "7", "1,5", "übersetzt und lang", "31.12.1999", "19991231", "a b")
+HEADINGS = ("Nr", "Name", "Straße", "Ort", "PLZ", "Größe cm", "x", "Land", "Datum", "Umsatz", "name", "Bemerkung")
 
 
 # Windows-1252; its five free bytes stand for themselves.
@@ -32,7 +34,8 @@ def encoded(text):
 def random_date(rng):
     day, month = rng.randint(0, 32), rng.randint(0, 13)
     year = rng.choice((rng.randint(1900, 2099), 2024, 1950, 2049, 0))
-    shape = rng.choice(("%(d)02d.%(m)02d.%(y)04d", "%(d)02d.%(m)02d.%(s)02d", "%(d)02d%(m)02d%(y)04d", "%(d)02d%(m)02d%(s)02d",
+    shape = rng.choice(("%(d)02d.%(m)02d.%(y)04d", "%(d)02d.%(m)02d.%(s)02d", "%(d)02d%(m)02d%(y)04d",
+                        "%(d)02d%(m)02d%(s)02d",
                         "%(y)04d.%(m)02d.%(d)02d", "%(s)02d.%(m)02d.%(d)02d", "%(y)04d%(m)02d%(d)02d",
                         "%(s)02d%(m)02d%(d)02d", "%(d)d.%(m)d.%(y)d", "%(d)02d/%(m)02d/%(y)04d"))
     return shape % {"d": day, "m": month, "y": year, "s": year % 100}
@@ -59,16 +62,16 @@ def random_fields(rng, names):
     fields = []
     for number in range(rng.randint(1, 8)):
         assignment = rng.choice((
-            None, "NOTASSIGNED", "notassigned", "FIELD:" + rng.choice(ENTITIES), "CONST:" + random_value(rng).strip(),
+            None, "NOTASSIGNED", "notassigned", "FIELD:" + rng.choice(HEADINGS), "CONST:" + random_value(rng).strip(),
             "CONST:10:30", "CONST:", "KONST:x", *["FIELD:" + rng.choice(names)] * 12))
         field = rules.Field("F%d" % number, rng.choice(TYPES), rng.choice((0, 1, 3, 8, 50, 50, 50)), assignment)
-        if rng.random() < 0.00:
+        if rng.random() < 0.03:
             field.size = None
         if rng.random() < 0.3:
             field.translate = rng.random() < 0.8
             for _ in range(rng.randint(0, 4)):
                 key = rng.choice(("a", "A", "b", "DE", "AT", "1", "12", "Größe", "x y", "<Empty>"))
-                field.table[key] = rng.choice(("eins", "7", "1,5", "übersetzt und lang", "31.12.1999", "19991231", "a b"))
+                field.table[key] = rng.choice(TRANSLATIONS)
         if rng.random() < 0.3:
             field.format = rng.choice(list(rules.DATE_FORMATS))
         fields.append(field)
@@ -96,7 +99,7 @@ def random_case(rng):
         return value
 
     width = rng.randint(1, 10)
-    names = [rng.choice(ENTITIES) if rng.random() < 0.9 else "" for _ in range(width)]
+    names = [rng.choice(HEADINGS) if rng.random() < 0.9 else "" for _ in range(width)]
     headings = rng.random() < 0.7
     lines = []
     if headings:
@@ -105,7 +108,8 @@ def random_case(rng):
     for _ in range(rng.randint(0, 30)):
         kind = rng.randrange(25)
         count = width if kind > 3 else rng.randint(1, width + 3)
-        lines.append("" if kind == 0 else "   " if kind == 1 else delimiter.join(cell(random_value(rng)) for _ in range(count)))
+        cells = delimiter.join(cell(random_value(rng)) for _ in range(count))
+        lines.append("" if kind == 0 else "   " if kind == 1 else cells)
     if not headings and (not lines or lines[0] == ""):
         lines.insert(0, delimiter.join(cell(random_value(rng)) for _ in range(width)))
     content = line_end.join(lines) + (line_end if rng.random() < 0.7 else "")

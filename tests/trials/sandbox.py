@@ -221,9 +221,9 @@ class Sandbox:
         """The program, started; `finish` waits for its end. `held`: its input stays open."""
         output = tempfile.TemporaryFile()  # outside of the sandbox, where no full disk reaches it
         errors = tempfile.TemporaryFile()
-        process = subprocess.Popen([self.programs.program(command[0])] + command[1:], stdin=subprocess.PIPE if held else subprocess.DEVNULL,
-                                   stdout=output, stderr=errors, env=self.environment(environment),
-                                   cwd=self.path("work"), start_new_session=True)
+        process = subprocess.Popen([self.programs.program(command[0])] + command[1:], stdout=output, stderr=errors,
+                                   stdin=subprocess.PIPE if held else subprocess.DEVNULL, cwd=self.path("work"),
+                                   env=self.environment(environment), start_new_session=True)
         process.kept = (output, errors)
         return process
 
