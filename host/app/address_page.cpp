@@ -38,7 +38,8 @@ AddressPage::AddressPage(const AddressList& list, ConnectionPtr connection, QWid
     : QWidget(parent),
       list_(list),
       connection_(std::move(connection)),
-      columns_(ColumnsOf(*connection_, list.table)) {
+      columns_(ColumnsOf(*connection_, list.table)),
+      guard_(this, [this](const RuntimeError& error) { count_->setText(ToQt(error.Description())); }) {
   setObjectName(QString("page") + list.table);
   BuildControls();
   ConnectEvents();
@@ -86,17 +87,17 @@ void AddressPage::ConnectEvents() {
   typing_.setSingleShot(true);
   typing_.setInterval(kTypingPauseMs);
   connect(search_, &QLineEdit::textChanged, &typing_, qOverload<>(&QTimer::start));
-  connect(&typing_, &QTimer::timeout, this, &AddressPage::Refresh);
+  guard_.On(&typing_, &QTimer::timeout, &AddressPage::Refresh);
   // The order can be chosen in the table's header or, by keyboard, above it; each shows what the other chose.
-  connect(model_, &QueryModel::SortAsked, this, &AddressPage::OrderBy);
+  guard_.On(model_, &QueryModel::SortAsked, &AddressPage::OrderBy);
   const auto order_chosen = [this] {
     table_->sortByColumn(order_by_->currentIndex(),
                          descending_->isChecked() ? Qt::DescendingOrder : Qt::AscendingOrder);
   };
-  connect(order_by_, &QComboBox::currentIndexChanged, this, order_chosen);
-  connect(descending_, &QCheckBox::toggled, this, order_chosen);
-  connect(findChild<QPushButton*>("cmdImport"), &QPushButton::clicked, this,
-          [this] { emit ImportAsked(list_.app_mode); });
+  guard_.On(order_by_, &QComboBox::currentIndexChanged, order_chosen);
+  guard_.On(descending_, &QCheckBox::toggled, order_chosen);
+  guard_.On(findChild<QPushButton*>("cmdImport"), &QPushButton::clicked,
+            [this] { emit ImportAsked(list_.app_mode); });
 }
 
 void AddressPage::OrderBy(int column, Qt::SortOrder order) {
@@ -131,25 +132,22 @@ RecordsetPtr AddressPage::Select(const std::string& what, const std::string& beh
 void AddressPage::Refresh() {
   const AddressColumn& order = columns_[static_cast<std::size_t>(order_column_)];
   const std::string direction = order_ == Qt::AscendingOrder ? " ASC" : " DESC";
-  Trap(
-      [&] {
-        const std::int64_t count = Select("COUNT(*)", "")->ValueAt(0).ToInteger();
-        // Equal ones stand in the order of their numbers.
-        const RecordsetPtr rows =
-            Select("*", " ORDER BY " + OrderExpression(order) + direction + ", " + columns_.front().name +
-                            " LIMIT " + std::to_string(kShownRows));
-        const bool was_empty = model_->rowCount() == 0;
-        model_->SetRows(*rows, kShownRows);
-        // Widths that a person has chosen stay, but there is nothing to choose by in an empty list.
-        if (was_empty) FitColumns(*table_, kWidestColumn);
-        const QLocale german(QLocale::German);
-        const QString all = german.toString(static_cast<qlonglong>(count));
-        count_->setText(count > kShownRows
-                            ? QString("Die ersten %1 von %2 Adressen").arg(german.toString(kShownRows), all)
-                        : count == 1 ? QString("1 Adresse")
-                                     : all + " Adressen");
-      },
-      [&](const RuntimeError& error) { count_->setText(ToQt(error.Description())); });
+  guard_.Run([&] {
+    const std::int64_t count = Select("COUNT(*)", "")->ValueAt(0).ToInteger();
+    // Equal ones stand in the order of their numbers.
+    const RecordsetPtr rows = Select("*", " ORDER BY " + OrderExpression(order) + direction + ", " +
+                                              columns_.front().name + " LIMIT " + std::to_string(kShownRows));
+    const bool was_empty = model_->rowCount() == 0;
+    model_->SetRows(*rows, kShownRows);
+    // Widths that a person has chosen stay, but there is nothing to choose by in an empty list.
+    if (was_empty) FitColumns(*table_, kWidestColumn);
+    const QLocale german(QLocale::German);
+    const QString all = german.toString(static_cast<qlonglong>(count));
+    count_->setText(count > kShownRows
+                        ? QString("Die ersten %1 von %2 Adressen").arg(german.toString(kShownRows), all)
+                    : count == 1 ? QString("1 Adresse")
+                                 : all + " Adressen");
+  });
 }
 
 }  // namespace kestrel::host

@@ -13,6 +13,7 @@
 #include "app/address_columns.h"
 #include "app/query_model.h"
 #include "platform/data/connection.h"
+#include "wizard/event_guard.h"
 
 namespace kestrel::host {
 
@@ -47,6 +48,7 @@ class AddressPage final : public QWidget {
   AddressList list_;
   ConnectionPtr connection_;
   std::vector<AddressColumn> columns_;
+  EventGuard guard_;
   int order_column_ = 0;
   Qt::SortOrder order_ = Qt::AscendingOrder;
   QueryModel* model_;

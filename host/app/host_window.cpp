@@ -31,6 +31,7 @@ constexpr int kNoticeMs = 5000;
 HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, ConnectionPtr connection,
                        const std::string& personal_nr)
     : ui_(ui),
+      guard_(this, ui),
       connection_(std::move(connection)),
       wizard_(this),
       import_man_(Platform{ui_, components, clock_}, &wizard_) {
@@ -47,7 +48,7 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
     auto* page = new AddressPage(list, connection_, tabs_);
     tabs_->addTab(page, list.title);
     address_pages_.push_back(page);
-    connect(page, &AddressPage::ImportAsked, this, &HostWindow::OpenImport);
+    guard_.On(page, &AddressPage::ImportAsked, &HostWindow::OpenImport);
   }
   for (const LogList& list : kLogLists) {
     auto* page = new LogPage(list, components, connection_, tabs_);
@@ -60,7 +61,7 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
   statusBar()->addPermanentWidget(user);
   resize(1080, 640);
   RememberSize(this, "host");
-  connect(&wizard_, &Wizard::Ended, this, &HostWindow::RefreshAll);
+  guard_.On(&wizard_, &Wizard::Ended, &HostWindow::RefreshAll);
   // Stays until the next message: it is told once only.
   Trap(
       [&] {
@@ -74,13 +75,16 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
 void HostWindow::BuildMenu() {
   QMenu* file = menuBar()->addMenu("&Datei");
   for (const AddressList& list : kAddressLists) {
-    file->addAction(list.import_title, this, [this, mode = list.app_mode] { OpenImport(mode); });
+    guard_.On(file->addAction(list.import_title), &QAction::triggered,
+              [this, mode = list.app_mode] { OpenImport(mode); });
   }
   file->addSeparator();
   file->addAction("&Beenden", QKeySequence("Ctrl+Q"), this, &QWidget::close);
   QMenu* view = menuBar()->addMenu("A&nsicht");
-  view->addAction("&Suchen", QKeySequence(QKeySequence::Find), this, &HostWindow::Search);
-  view->addAction("&Aktualisieren", QKeySequence(QKeySequence::Refresh), this, &HostWindow::RefreshAll);
+  guard_.On(view->addAction("&Suchen", QKeySequence(QKeySequence::Find)), &QAction::triggered,
+            &HostWindow::Search);
+  guard_.On(view->addAction("&Aktualisieren", QKeySequence(QKeySequence::Refresh)), &QAction::triggered,
+            &HostWindow::RefreshAll);
 }
 
 void HostWindow::OpenImport(std::int16_t app_mode) {
@@ -102,6 +106,10 @@ void HostWindow::RefreshAll() {
 
 void HostWindow::Search() {
   if (auto* page = qobject_cast<AddressPage*>(tabs_->currentWidget())) page->Search();
+}
+
+bool HostWindow::event(QEvent* event) {
+  return guard_.Handle([&] { return QMainWindow::event(event); });
 }
 
 void HostWindow::closeEvent(QCloseEvent* event) {

@@ -7,6 +7,7 @@
 
 #include "app/address_page.h"
 #include "app/log_page.h"
+#include "wizard/event_guard.h"
 #include "wizard/wizard.h"
 
 namespace kestrel::host {
@@ -20,6 +21,7 @@ class HostWindow final : public QMainWindow {
              const std::string& personal_nr);
 
  protected:
+  bool event(QEvent* event) override;
   // An import that is still open is asked about, and cancelled on yes.
   void closeEvent(QCloseEvent* event) override;
 
@@ -30,6 +32,7 @@ class HostWindow final : public QMainWindow {
   void Search();
 
   UserInterface& ui_;
+  EventGuard guard_;
   ConnectionPtr connection_;
   SystemClock clock_;
   // The import component: one session, used again for every import.

@@ -34,7 +34,11 @@ std::vector<AddressColumn> ColumnsOf(const LogList& list) {
 }  // namespace
 
 LogPage::LogPage(const LogList& list, ComponentRegistry& components, ConnectionPtr connection, QWidget* parent)
-    : QWidget(parent), list_(list), components_(components), connection_(std::move(connection)) {
+    : QWidget(parent),
+      list_(list),
+      components_(components),
+      connection_(std::move(connection)),
+      guard_(this, [this](const RuntimeError& error) { count_->setText(ToQt(error.Description())); }) {
   setObjectName(QString("log") + list.list_name);
   only_last_ =
       SetUpButton(new QCheckBox(this), "onlyLast", "Nur der letzte Import", "Frühere Importe ausblenden", 'L');
@@ -49,7 +53,7 @@ LogPage::LogPage(const LogList& list, ComponentRegistry& components, ConnectionP
   page->addWidget(only_last_);
   page->addWidget(table_, 1);
   page->addWidget(count_);
-  connect(only_last_, &QCheckBox::toggled, this, &LogPage::Refresh);
+  guard_.On(only_last_, &QCheckBox::toggled, &LogPage::Refresh);
   Refresh();
 }
 
@@ -62,22 +66,20 @@ void LogPage::Narrow() {
 }
 
 void LogPage::Refresh() {
-  Trap(
-      [&] {
-        const ObjectPtr reader = components_.CreateObject("kestrelhost.LogReader");
-        SetProperty(reader, "Connection", connection_);
-        const RecordsetPtr rows =
-            ToRecordset(CallMethod(reader, "ReadLog", list_.list_name, only_last_->isChecked()));
-        const bool more = model_->SetRows(*rows, kShownRows);
-        const QString shown = QLocale(QLocale::German).toString(model_->rowCount());
-        count_->setText(more                      ? QString("Die ersten %1 Zeilen").arg(shown)
-                        : model_->rowCount() == 0 ? QString("Keine Einträge")
-                        : model_->rowCount() == 1 ? QString("1 Zeile")
-                                                  : shown + " Zeilen");
-        FitColumns(*table_, kWidestColumn);
-        Narrow();
-      },
-      [&](const RuntimeError& error) { count_->setText(ToQt(error.Description())); });
+  guard_.Run([&] {
+    const ObjectPtr reader = components_.CreateObject("kestrelhost.LogReader");
+    SetProperty(reader, "Connection", connection_);
+    const RecordsetPtr rows =
+        ToRecordset(CallMethod(reader, "ReadLog", list_.list_name, only_last_->isChecked()));
+    const bool more = model_->SetRows(*rows, kShownRows);
+    const QString shown = QLocale(QLocale::German).toString(model_->rowCount());
+    count_->setText(more                      ? QString("Die ersten %1 Zeilen").arg(shown)
+                    : model_->rowCount() == 0 ? QString("Keine Einträge")
+                    : model_->rowCount() == 1 ? QString("1 Zeile")
+                                              : shown + " Zeilen");
+    FitColumns(*table_, kWidestColumn);
+    Narrow();
+  });
 }
 
 }  // namespace kestrel::host

@@ -9,6 +9,7 @@
 #include "app/query_model.h"
 #include "platform/automation/component_registry.h"
 #include "platform/data/connection.h"
+#include "wizard/event_guard.h"
 
 namespace kestrel::host {
 
@@ -35,6 +36,7 @@ class LogPage final : public QWidget {
   LogList list_;
   ComponentRegistry& components_;
   ConnectionPtr connection_;
+  EventGuard guard_;
   QueryModel* model_;
   QCheckBox* only_last_;
   QTableView* table_;

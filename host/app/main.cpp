@@ -3,11 +3,13 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFileInfo>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 
 #include "app/host_database.h"
 #include "app/host_window.h"
+#include "platform/base/terminal_text.h"
 #include "wizard/qt_text.h"
 #include "wizard/qt_user_interface.h"
 
@@ -18,6 +20,9 @@ constexpr int kNotUsable = 4;
 }  // namespace
 
 int main(int count, char** arguments) {
+  // A server that has gone and a file that must not grow are errors, told like any other.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   QApplication application(count, arguments);
   QApplication::setApplicationName("kestrel-host");
   QApplication::setApplicationDisplayName("KESTREL Adressen");
@@ -48,7 +53,11 @@ int main(int count, char** arguments) {
             kestrel::host::OpenHostDatabase(kestrel::FromQt(folder), kestrel::FromQt(parser.value(host))),
             kestrel::FromQt(parser.value(user)));
       },
-      [](const kestrel::RuntimeError& error) { std::fprintf(stderr, "kestrel-host: %s\n", error.what()); });
+      [&](const kestrel::RuntimeError& error) {
+        std::fprintf(stderr, "kestrel-host: %s\n", kestrel::TerminalText(error.what()).c_str());
+        // Whoever started it from a desktop sees no terminal.
+        ui.MessageBox(error.Description(), "KESTREL Adressen", kestrel::Icon::kStop, kestrel::Buttons::kOk);
+      });
   if (!open) return kNotUsable;
   // Relative source paths are meant from the specifications, as on the command line.
   QDir::setCurrent(QDir(folder).filePath("Import"));

@@ -29,16 +29,26 @@ std::string AsConnectionValue(const std::string& text) {
 
 using TableLister = std::vector<std::string> (*)(Connection&);
 
+OpenedSource Open(const std::string& connection_string, TableLister list_tables, const ConnectionOpener& open) {
+  OpenedSource opened;
+  const auto keep_reason = [&opened](const RuntimeError& error) { opened.reason = error.Description(); };
+  if (Trap([&] { opened.connection = open(connection_string); }, keep_reason)) {
+    Trap([&] { opened.tables = list_tables(*opened.connection); }, keep_reason);
+  }
+  return opened;
+}
+
+ConnectResult Take(Session& session, OpenedSource opened, bool& loaded) {
+  const bool connected = opened.connection != nullptr;
+  session.SourceConnection = std::move(opened.connection);
+  if (connected) loaded = true;
+  return {connected, std::move(opened.tables), std::move(opened.reason)};
+}
+
 ConnectResult Connect(Session& session, const std::string& connection_string, TableLister list_tables,
                       bool& loaded, const ConnectionOpener& open) {
-  ConnectResult result;
-  const auto keep_reason = [&result](const RuntimeError& error) { result.reason = error.Description(); };
   ResetConnection(session);
-  if (!Trap([&] { session.SourceConnection = open(connection_string); }, keep_reason)) return result;
-  result.connected = true;
-  Trap([&] { result.tables = list_tables(*session.SourceConnection); }, keep_reason);
-  loaded = true;
-  return result;
+  return Take(session, Open(connection_string, list_tables, open), loaded);
 }
 
 // The setting that a connection of the session's kind cannot do without and that is empty; "" if none.
@@ -89,9 +99,22 @@ ConnectResult ConnectAccess(Session& session, const SourceInputs& inputs, ListLo
 
 ConnectResult ConnectSQLServer(Session& session, const SourceInputs& inputs, ListLoadedFlags& loaded,
                                const ConnectionOpener& open) {
+  const SourceOpening opening = BeginConnectSQLServer(session, inputs, loaded, open);
+  return opening ? FinishConnectSQLServer(session, opening(), loaded) : ConnectResult{};
+}
+
+SourceOpening BeginConnectSQLServer(Session& session, const SourceInputs& inputs, const ListLoadedFlags& loaded,
+                                    const ConnectionOpener& open) {
   const bool complete = !inputs.txtSQLDB.empty() && !inputs.txtSQLServer.empty() && !inputs.txtSQLUID.empty();
   if (!complete || loaded.sql_server) return {};
-  return Connect(session, SqlServerConnectionString(inputs), FillTableList, loaded.sql_server, open);
+  ResetConnection(session);
+  return [connection_string = SqlServerConnectionString(inputs), open] {
+    return Open(connection_string, FillTableList, open);
+  };
+}
+
+ConnectResult FinishConnectSQLServer(Session& session, OpenedSource opened, ListLoadedFlags& loaded) {
+  return Take(session, std::move(opened), loaded.sql_server);
 }
 
 void ResetConnection(Session& session) { session.SourceConnection = nullptr; }

@@ -62,6 +62,20 @@ ConnectResult ConnectAccess(Session& session, const SourceInputs& inputs, ListLo
 ConnectResult ConnectSQLServer(Session& session, const SourceInputs& inputs, ListLoadedFlags& loaded,
                                const ConnectionOpener& open = OpenConnection);
 
+// What was opened apart from a session: the connection and its tables, or the reason why not.
+struct OpenedSource {
+  ConnectionPtr connection;
+  std::vector<std::string> tables;
+  std::string reason;
+};
+// ConnectSQLServer in two steps, for whoever waits for a server in another thread. Begin stops or drops the
+// shared connection as told above; what it returns, empty where it stopped, opens the new one and lists the
+// tables, touches no session, raises nothing and is called once, in whatever thread. Finish takes the result.
+using SourceOpening = std::function<OpenedSource()>;
+SourceOpening BeginConnectSQLServer(Session& session, const SourceInputs& inputs, const ListLoadedFlags& loaded,
+                                    const ConnectionOpener& open = OpenConnection);
+ConnectResult FinishConnectSQLServer(Session& session, OpenedSource opened, ListLoadedFlags& loaded);
+
 // Drops the shared connection.
 void ResetConnection(Session& session);
 

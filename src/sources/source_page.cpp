@@ -129,7 +129,6 @@ bool SourceFileIsThere(const Session& session) {
 ConnectResult ConnectForPage(Session& session, const std::string& kind, const SourcePage& page,
                              ListLoadedFlags& loaded) {
   const SourceInputs inputs = InputsOfPage(page);
-  if (kind == kSqlServerSource) return ConnectSQLServer(session, inputs, loaded);
   if (kind == kAccessSource) return ConnectAccess(session, inputs, loaded);
   if (kind == kExcelSource) return ConnectExcel(session, inputs, loaded);
   if (kind == kDBaseSource) return ConnectdBase(session, inputs, loaded);

@@ -67,7 +67,8 @@ std::optional<std::string> MissingFileMessage(const std::string& path);
 // Whether the preview can open: a text file, Access database or workbook that is named exists.
 bool SourceFileIsThere(const Session& session);
 
-// Connects for a kind of source with the page's boxes; a kind without a connection does nothing.
+// Connects for a kind of source file with the page's boxes; a kind without a connection does nothing. For a
+// server the page waits (BeginConnectSQLServer).
 ConnectResult ConnectForPage(Session& session, const std::string& kind, const SourcePage& page,
                              ListLoadedFlags& loaded);
 

@@ -23,7 +23,8 @@ constexpr int kRepaintMs = 100;
 
 }  // namespace
 
-frmImport::frmImport(Session& session, QWidget* parent) : QDialog(parent), run_(session, *this) {
+frmImport::frmImport(Session& session, QWidget* parent)
+    : QDialog(parent), guard_(this, session.platform.ui), run_(session, *this) {
   setObjectName("frmImport");
   setWindowTitle("KESTREL Import");
   lblInfo_ = new QLabel(this);
@@ -51,13 +52,15 @@ frmImport::frmImport(Session& session, QWidget* parent) : QDialog(parent), run_(
 
 void frmImport::showEvent(QShowEvent* event) {
   QDialog::showEvent(event);
-  QTimer::singleShot(kStartWithoutActivationMs, this, &frmImport::Activate);
+  guard_.Later(kStartWithoutActivationMs, &frmImport::Activate);
 }
 
 bool frmImport::event(QEvent* event) {
-  // From the message loop, so that the window is painted before the first record.
-  if (event->type() == QEvent::WindowActivate) QTimer::singleShot(0, this, &frmImport::Activate);
-  return QDialog::event(event);
+  return guard_.Handle([&] {
+    // From the message loop, so that the window is painted before the first record.
+    if (event->type() == QEvent::WindowActivate) guard_.Later(0, &frmImport::Activate);
+    return QDialog::event(event);
+  });
 }
 
 void frmImport::Activate() {
@@ -65,9 +68,10 @@ void frmImport::Activate() {
   started_ = true;
   // While the run shows a box, nothing else brings its last words to the screen.
   QTimer repaint;
-  connect(&repaint, &QTimer::timeout, this, &frmImport::Repaint);
+  guard_.On(&repaint, &QTimer::timeout, &frmImport::Repaint);
   repaint.start(kRepaintMs);
-  run_.Activate();
+  // A run that broke off does not close its window itself.
+  if (!guard_.Run([this] { run_.Activate(); })) done(Rejected);
 }
 
 void frmImport::Yield() {

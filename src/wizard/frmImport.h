@@ -8,6 +8,7 @@
 
 #include "import/import_run.h"
 #include "import/pace.h"
+#include "wizard/event_guard.h"
 
 namespace kestrel {
 
@@ -35,6 +36,7 @@ class frmImport final : public QDialog, private RunView {
   void Tell(std::string_view text) override;
   void CloseWindow() override;
 
+  EventGuard guard_;
   ImportRun run_;
   QLabel* lblInfo_;
   QProgressBar* progress_bar_;

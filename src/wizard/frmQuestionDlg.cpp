@@ -53,16 +53,16 @@ frmQuestionDlg::frmQuestionDlg(QWidget* parent) : QDialog(parent) {
   TabReachesChosen({optTestMode_, optImport_});
   SetTabOrder({optTestMode_, optImport_, cmd_ok});
   optTestMode_->setFocus();
-  connect(cmd_ok, &QPushButton::clicked, this, &frmQuestionDlg::cmdOK_Click);
+  connect(cmd_ok, &QPushButton::clicked, this, &QDialog::accept);
 }
 
 void frmQuestionDlg::keyPressEvent(QKeyEvent* event) {
   if (event->key() != Qt::Key_Escape) QDialog::keyPressEvent(event);
 }
 
-void frmQuestionDlg::cmdOK_Click() {
+void frmQuestionDlg::accept() {
   test_mode_ = optTestMode_->isChecked();
-  accept();
+  QDialog::accept();
 }
 
 }  // namespace kestrel

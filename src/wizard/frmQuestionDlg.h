@@ -17,10 +17,10 @@ class frmQuestionDlg final : public QDialog {
  protected:
   // There is nothing to cancel: Escape must not start an import.
   void keyPressEvent(QKeyEvent* event) override;
+  // cmdOK.
+  void accept() override;
 
  private:
-  void cmdOK_Click();
-
   QRadioButton* optTestMode_;
   QRadioButton* optImport_;
   bool test_mode_ = false;

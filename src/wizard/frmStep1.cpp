@@ -14,7 +14,7 @@
 namespace kestrel {
 
 frmStep1::frmStep1(Session& session, Wizard& wizard)
-    : QWidget(nullptr, Qt::Window), session_(session), wizard_(wizard) {
+    : QWidget(nullptr, Qt::Window), session_(session), wizard_(wizard), guard_(this, session.platform.ui) {
   setObjectName("frmStep1");
   setWindowTitle("KESTREL Import");
 
@@ -55,11 +55,11 @@ frmStep1::frmStep1(Session& session, Wizard& wizard)
 
   OnChoice(optSchema_, &frmStep1::optSchema_Click);
   OnChoice(optVorlage_, &frmStep1::optVorlage_Click);
-  connect(lstVorlage_, &QListWidget::itemDoubleClicked, this, &frmStep1::cmdNext_Click);
-  connect(lstVorlage_, &QListWidget::customContextMenuRequested, this, &frmStep1::ShowPopup);
-  connect(cmdNext_, &QPushButton::clicked, this, &frmStep1::cmdNext_Click);
-  connect(cmdCancel_, &QPushButton::clicked, this, &frmStep1::cmdCancel_Click);
-  connect(mnuDelete, &QAction::triggered, this, &frmStep1::mnuDelete_Click);
+  guard_.On(lstVorlage_, &QListWidget::itemDoubleClicked, &frmStep1::cmdNext_Click);
+  guard_.On(lstVorlage_, &QListWidget::customContextMenuRequested, &frmStep1::ShowPopup);
+  guard_.On(cmdNext_, &QPushButton::clicked, &frmStep1::cmdNext_Click);
+  guard_.On(cmdCancel_, &QPushButton::clicked, &frmStep1::cmdCancel_Click);
+  guard_.On(mnuDelete, &QAction::triggered, &frmStep1::mnuDelete_Click);
   BindKeys(this, cmdNext_, cmdCancel_);
   lstVorlage_->installEventFilter(this);
 
@@ -75,7 +75,9 @@ void frmStep1::FillList() {
   paths_.clear();
   bool cut = false;
   const auto kind = optVorlage_->isChecked() ? SpecificationKind::kTemplate : SpecificationKind::kSpecification;
-  for (SpecificationEntry& entry : FillSpecificationList(session_, kind, &cut)) {
+  std::vector<SpecificationEntry> entries;
+  guard_.Run([&] { entries = FillSpecificationList(session_, kind, &cut); });
+  for (SpecificationEntry& entry : entries) {
     lstVorlage_->addItem(ToQt(entry.description));
     lstVorlage_->item(lstVorlage_->count() - 1)->setSizeHint({0, RowHeight(lstVorlage_->fontMetrics())});
     paths_.push_back(std::move(entry.path));
@@ -91,10 +93,10 @@ void frmStep1::FillList() {
 
 void frmStep1::OnChoice(QRadioButton* option, void (frmStep1::*chosen)()) {
   // A screen reader selects without a click; a click on the option that is selected counts once more.
-  connect(option, &QRadioButton::toggled, this, [this, chosen](bool selected) {
+  guard_.On(option, &QRadioButton::toggled, [this, chosen](bool selected) {
     if (selected) (this->*chosen)();
   });
-  connect(option, &QRadioButton::pressed, this, [this, option, chosen] {
+  guard_.On(option, &QRadioButton::pressed, [this, option, chosen] {
     if (option->isChecked()) (this->*chosen)();
   });
 }
@@ -123,15 +125,8 @@ void frmStep1::cmdNext_Click() {
   // What an earlier import has left behind.
   DeleteWorkingCopy(session_);
   session_.SpecFile = path;
-  const bool loaded = Trap(
-      [&] {
-        ReadCommonSection(session_);
-        CreateWorkingCopy(session_);
-      },
-      [&](const RuntimeError& error) {
-        session_.platform.ui.MessageBox("Fehler: " + error.Description(), "", Icon::kNone, Buttons::kOk);
-      });
-  if (!loaded) return;
+  ReadCommonSection(session_);
+  CreateWorkingCopy(session_);
   wizard_.ShowStep2();
   close();
 }
@@ -141,17 +136,25 @@ void frmStep1::cmdCancel_Click() {
   close();
 }
 
+bool frmStep1::event(QEvent* event) {
+  return guard_.Handle([&] { return QWidget::event(event); });
+}
+
 bool frmStep1::eventFilter(QObject* watched, QEvent* event) {
-  // The list begins without a selection; the first arrow key selects its first entry.
-  if (watched == lstVorlage_ && event->type() == QEvent::KeyPress && lstVorlage_->count() > 0 &&
-      lstVorlage_->selectedItems().isEmpty()) {
-    const int key = static_cast<QKeyEvent*>(event)->key();
-    if (key == Qt::Key_Down || key == Qt::Key_Up || key == Qt::Key_Home) {
-      lstVorlage_->setCurrentRow(0, QItemSelectionModel::ClearAndSelect);
-      return true;
-    }
-  }
-  return QWidget::eventFilter(watched, event);
+  return guard_.Handle([&] {
+    if (watched == lstVorlage_ && SelectFirstByKey(event)) return true;
+    return QWidget::eventFilter(watched, event);
+  });
+}
+
+// The list begins without a selection; the first arrow key selects its first entry.
+bool frmStep1::SelectFirstByKey(const QEvent* event) {
+  if (event->type() != QEvent::KeyPress || lstVorlage_->count() == 0) return false;
+  const int key = static_cast<const QKeyEvent*>(event)->key();
+  const bool moves = key == Qt::Key_Down || key == Qt::Key_Up || key == Qt::Key_Home;
+  if (!moves || !lstVorlage_->selectedItems().isEmpty()) return false;
+  lstVorlage_->setCurrentRow(0, QItemSelectionModel::ClearAndSelect);
+  return true;
 }
 
 void frmStep1::ShowPopup(const QPoint& position) {
@@ -164,10 +167,7 @@ void frmStep1::mnuDelete_Click() {
                                                         "Löschen?", Icon::kQuestion, Buttons::kYesNo);
   const std::string path = SelectedPath();
   if (answer != Answer::kYes || path.empty()) return;
-  Trap([&] { DeleteFile(path); },
-       [&](const RuntimeError& error) {
-         session_.platform.ui.MessageBox("Fehler: " + error.Description(), "", Icon::kNone, Buttons::kOk);
-       });
+  guard_.Run([&] { DeleteFile(path); });
   FillList();
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "spec/specification.h"
+#include "wizard/event_guard.h"
 #include "wizard/page_parts.h"
 
 namespace kestrel {
@@ -22,10 +23,13 @@ class frmStep1 final : public QWidget {
   frmStep1(Session& session, Wizard& wizard);
 
  protected:
+  bool event(QEvent* event) override;
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
+  // A folder that cannot be read is told, and the list is empty.
   void FillList();
+  bool SelectFirstByKey(const QEvent* event);
   // Calls `chosen` whenever the option is chosen, in whatever way.
   void OnChoice(QRadioButton* option, void (frmStep1::*chosen)());
   void optSchema_Click();
@@ -39,6 +43,7 @@ class frmStep1 final : public QWidget {
 
   Session& session_;
   Wizard& wizard_;
+  EventGuard guard_;
   PageHeader* header_;
   QRadioButton* optSchema_;
   QRadioButton* optVorlage_;

@@ -4,6 +4,9 @@
 #include <QDragEnterEvent>
 #include <QEvent>
 #include <QFileInfo>
+#include <chrono>
+#include <thread>
+#include <utility>
 
 #include "component/import_class.h"
 #include "sources/source_catalog.h"
@@ -18,6 +21,8 @@ namespace {
 
 // How often it is looked whether the mouse button is up again.
 constexpr int kMouseUpMs = 30;
+// How often it is looked whether the server has answered.
+constexpr int kLookForServerMs = 20;
 
 // A drop-down list as SelectListEntry walks it.
 class ComboEntries final : public SelectableList {
@@ -35,7 +40,7 @@ class ComboEntries final : public SelectableList {
 }  // namespace
 
 frmStep2::frmStep2(Session& session, Wizard& wizard)
-    : QWidget(nullptr, Qt::Window), session_(session), wizard_(wizard) {
+    : QWidget(nullptr, Qt::Window), session_(session), wizard_(wizard), guard_(this, session.platform.ui) {
   setObjectName("frmStep2");
   setWindowTitle("KESTREL Import");
   BuildControls();
@@ -45,14 +50,16 @@ frmStep2::frmStep2(Session& session, Wizard& wizard)
 // --- Loading ------------------------------------------------------------------------------------
 
 bool frmStep2::event(QEvent* event) {
-  if (event->type() == QEvent::WindowActivate) FirstActivation();
-  return QWidget::event(event);
+  return guard_.Handle([&] {
+    if (event->type() == QEvent::WindowActivate) FirstActivation();
+    return QWidget::event(event);
+  });
 }
 
 void frmStep2::showEvent(QShowEvent* event) {
   QWidget::showEvent(event);
   // A window manager may refuse to activate a window; the page is filled then all the same.
-  QTimer::singleShot(0, this, &frmStep2::FirstActivation);
+  guard_.Later(0, &frmStep2::FirstActivation);
 }
 
 void frmStep2::FirstActivation() {
@@ -61,7 +68,10 @@ void frmStep2::FirstActivation() {
   for (const char* kind : kOfferedSourceKinds) cboDatenquelleTyp_->addItem(kind);
   cboDatenquelleTyp_->setCurrentIndex(0);
   if (!CreateObject()) return;
-  FillFromSession();
+  if (!guard_.Run([&] { FillFromSession([this] { EndLoading(); }); })) EndLoading();
+}
+
+void frmStep2::EndLoading() {
   loading_ = false;
   cboDatenquelleTyp_->setFocus();
 }
@@ -76,11 +86,12 @@ bool frmStep2::CreateObject() {
     close();
     return false;
   }
-  Trap([&] { cmdOptions_->setEnabled(ImportClassHasConfig(session_)); }, [](const RuntimeError&) {});
+  Trap([&] { has_options_ = ImportClassHasConfig(session_); }, [](const RuntimeError&) {});
+  cmdOptions_->setEnabled(has_options_);
   return true;
 }
 
-void frmStep2::FillFromSession() {
+void frmStep2::FillFromSession(std::function<void()> then) {
   ApplyImportFileName(session_);
   SourcePage page = Values();
   LoadPage(session_, page);
@@ -88,9 +99,14 @@ void frmStep2::FillFromSession() {
   // For dBase the stored table is selected before and after connecting.
   if (session_.Provider == kDBaseSource) SelectTable(cbodBaseTable_);
   QComboBox* list = ListOf(session_.Provider);
-  if (list == nullptr || session_.Provider == kExcelSource) return;
-  Connect(session_.Provider);
-  SelectTable(list);
+  if (list == nullptr || session_.Provider == kExcelSource) {
+    then();
+    return;
+  }
+  Connect(session_.Provider, [this, list, then] {
+    SelectTable(list);
+    then();
+  });
 }
 
 SourcePage frmStep2::Values() const {
@@ -152,10 +168,7 @@ void frmStep2::SetValues(const SourcePage& page) {
 
 bool frmStep2::StoreValues() {
   bool stored = false;
-  Trap([&] { stored = StorePage(session_, Values()); },
-       [&](const RuntimeError& error) {
-         session_.platform.ui.MessageBox("Fehler: " + error.Description(), "", Icon::kNone, Buttons::kOk);
-       });
+  guard_.Run([&] { stored = StorePage(session_, Values()); });
   return stored;
 }
 
@@ -174,18 +187,67 @@ QComboBox* frmStep2::ListOf(const std::string& provider) const {
   return nullptr;
 }
 
-void frmStep2::Connect(const std::string& kind) {
-  QComboBox* list = ListOf(kind);
-  if (list == nullptr) return;
-  const WaitCursor wait;
-  const ConnectResult result = ConnectForPage(session_, kind, Values(), loaded_);
+void frmStep2::Connect(const std::string& kind, std::function<void()> then) {
+  if (kind == kSqlServerSource) {
+    SourceOpening opening = BeginConnectSQLServer(session_, InputsOfPage(Values()), loaded_);
+    if (opening) {
+      WaitFor(std::move(opening), std::move(then));
+      return;
+    }
+  } else if (QComboBox* list = ListOf(kind)) {
+    const WaitCursor wait;
+    FillTables(*list, ConnectForPage(session_, kind, Values(), loaded_));
+  }
+  then();
+}
+
+void frmStep2::FillTables(QComboBox& list, const ConnectResult& result) {
   if (!result.connected) return;
-  const QString text = list->currentText();
-  list->clear();
-  for (const std::string& table : result.tables) list->addItem(ToQt(table));
+  const QString text = list.currentText();
+  list.clear();
+  for (const std::string& table : result.tables) list.addItem(ToQt(table));
   // Filling does not change what was typed or chosen before.
-  list->setCurrentIndex(list->findText(text));
-  list->setEditText(text);
+  list.setCurrentIndex(list.findText(text));
+  list.setEditText(text);
+}
+
+void frmStep2::WaitFor(SourceOpening opening, std::function<void()> then) {
+  std::packaged_task<OpenedSource()> task(std::move(opening));
+  server_ = task.get_future();
+  after_server_ = std::move(then);
+  // Nobody waits for the thread of a page that has gone; the driver ends it after its own time.
+  std::thread(std::move(task)).detach();
+  SetWaiting(true);
+  look_for_server_.start(kLookForServerMs);
+}
+
+void frmStep2::LookForServer() {
+  if (server_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return;
+  look_for_server_.stop();
+  OpenedSource opened = server_.get();
+  // Closed meanwhile: nothing follows any more.
+  if (!isVisible()) return;
+  FillTables(*cboSQLTable_, FinishConnectSQLServer(session_, std::move(opened), loaded_));
+  SetWaiting(false);
+  std::exchange(after_server_, nullptr)();
+}
+
+void frmStep2::SetWaiting(bool waiting) {
+  if (waiting) focus_before_waiting_ = focusWidget();
+  // The focus moves while controls are switched off and on; nobody has left or entered anything.
+  waiting_ = true;
+  for (QWidget* control : std::initializer_list<QWidget*>{cboDatenquelleTyp_, frames_, cmdVorschau_, cmdSave_,
+                                                          cmdPrev_, cmdNext_}) {
+    control->setEnabled(!waiting);
+  }
+  cmdOptions_->setEnabled(!waiting && has_options_);
+  if (waiting) {
+    setCursor(Qt::BusyCursor);
+  } else {
+    unsetCursor();
+  }
+  if (!waiting && focus_before_waiting_ != nullptr) focus_before_waiting_->setFocus();
+  waiting_ = waiting;
 }
 
 // --- Events -------------------------------------------------------------------------------------
@@ -204,17 +266,19 @@ bool frmStep2::IsEntering(const QEvent* event) {
 }
 
 bool frmStep2::eventFilter(QObject* watched, QEvent* event) {
-  if (IsEntering(event) && !loading_) {
-    for (const char* kind : {kSqlServerSource, kAccessSource, kExcelSource, kDBaseSource}) {
-      if (watched == ListOf(kind)) Connect(kind);
+  return guard_.Handle([&] {
+    if (IsEntering(event) && !loading_ && !waiting_) {
+      for (const char* kind : {kSqlServerSource, kAccessSource, kExcelSource, kDBaseSource}) {
+        if (watched == ListOf(kind)) Connect(kind, [] {});
+      }
     }
-  }
-  if (event->type() == QEvent::FocusOut && watched == txtFilename_ &&
-      static_cast<QFocusEvent*>(event)->reason() != Qt::ActiveWindowFocusReason) {
-    // After the focus has arrived where it goes, so that the box does not fight over it.
-    leave_.start(0);
-  }
-  return QWidget::eventFilter(watched, event);
+    if (event->type() == QEvent::FocusOut && watched == txtFilename_ && !waiting_ &&
+        static_cast<QFocusEvent*>(event)->reason() != Qt::ActiveWindowFocusReason) {
+      // After the focus has arrived where it goes, so that the box does not fight over it.
+      leave_.start(0);
+    }
+    return QWidget::eventFilter(watched, event);
+  });
 }
 
 void frmStep2::cboDatenquelleTyp_Click() {
@@ -262,7 +326,7 @@ void frmStep2::dragEnterEvent(QDragEnterEvent* event) {
 
 void frmStep2::dropEvent(QDropEvent* event) {
   const QString path = DroppedFile(event->mimeData());
-  if (path.isEmpty()) return;
+  if (path.isEmpty() || waiting_) return;
   const QWidget* frame = frames_->currentWidget();
   if (frame == fraSQL_) return;
   if (frame == fraAccess_) {
@@ -283,12 +347,18 @@ void frmStep2::cmdVorschau_Click() {
     return;
   }
   if (!SourceFileIsThere(session_)) return;
-  if (session_.SourceSettingsChanged) {
-    if (QComboBox* list = ListOf(session_.Provider)) {
-      Connect(session_.Provider);
-      SelectTable(list);
-    }
+  QComboBox* list = ListOf(session_.Provider);
+  if (!session_.SourceSettingsChanged || list == nullptr) {
+    ShowPreview();
+    return;
   }
+  Connect(session_.Provider, [this, list] {
+    SelectTable(list);
+    ShowPreview();
+  });
+}
+
+void frmStep2::ShowPreview() {
   std::unique_ptr<frmPrev> preview;
   {
     const WaitCursor wait;
@@ -338,7 +408,14 @@ void frmStep2::cmdNext_Click() {
     ShowMessage(*reason, "");
     return;
   }
-  if (session_.SourceSettingsChanged) Connect(session_.Provider);
+  if (session_.SourceSettingsChanged) {
+    Connect(session_.Provider, [this] { GoOn(); });
+  } else {
+    GoOn();
+  }
+}
+
+void frmStep2::GoOn() {
   {
     const WaitCursor wait;
     wizard_.ShowStep3();

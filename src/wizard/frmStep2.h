@@ -4,6 +4,10 @@
 // set no flag of the session. What the controls hold and what it means stands in sources/source_page.h;
 // the page moves values and keeps the order of events:
 //   first activation   types filled, entry 0; import class created; page filled; loading ends
+//   waiting            for a server, in another thread: the page is alive, but only Abbrechen and the close box
+//   can
+//                      be used; what was to follow the connection follows when its result is there, and never
+//                      where the page was closed meanwhile
 //   focus on a list    connects for its kind (silently) and fills it, once until an input changes
 //   an edit            clears its kind's list-loaded flag; sets SourceSettingsChanged and SchemaChanged unless
 //                      loading
@@ -18,8 +22,11 @@
 #include <QRadioButton>
 #include <QStackedWidget>
 #include <QTimer>
+#include <functional>
+#include <future>
 
 #include "sources/source_page.h"
+#include "wizard/event_guard.h"
 #include "wizard/page_parts.h"
 
 namespace kestrel {
@@ -51,16 +58,24 @@ class frmStep2 final : public QWidget {
 
   // --- Page and session ---
   void FirstActivation();
+  void EndLoading();
   bool CreateObject();
-  void FillFromSession();
+  // Goes on with `then` when the page is filled.
+  void FillFromSession(std::function<void()> then);
   SourcePage Values() const;
   void SetValues(const SourcePage& page);
   bool StoreValues();
   void SelectTable(QComboBox* list);
 
   // --- Connecting ---
-  // Connects for a kind of source and fills its list; a kind without a list does nothing.
-  void Connect(const std::string& kind);
+  // Connects for a kind of source and fills its list; a kind without a list does nothing. Then goes on with
+  // `then`: at once, or for a server when it has answered or has been given up.
+  void Connect(const std::string& kind, std::function<void()> then);
+  void FillTables(QComboBox& list, const ConnectResult& result);
+  // Waits for the server, and takes what it has answered.
+  void WaitFor(SourceOpening opening, std::function<void()> then);
+  void LookForServer();
+  void SetWaiting(bool waiting);
   QComboBox* ListOf(const std::string& provider) const;
 
   // --- Events ---
@@ -72,20 +87,31 @@ class frmStep2 final : public QWidget {
   void txtFilename_Leave();
   static bool IsEntering(const QEvent* event);
   void cmdVorschau_Click();
+  void ShowPreview();
   void cmdOptions_Click();
   void cmdSave_Click();
   void cmdPrev_Click();
   void cmdNext_Click();
+  void GoOn();
   void cmdCancel_Click();
   void ShowMessage(const std::string& text, const std::string& title);
 
   Session& session_;
   Wizard& wizard_;
+  EventGuard guard_;
   bool loading_ = true;
   bool activated_ = false;
+  bool has_options_ = true;
   ListLoadedFlags loaded_;
   // Runs out when the focus has left txtFilename and arrived elsewhere.
   QTimer leave_;
+
+  // The server that is waited for; what its thread delivers after the page has gone is dropped.
+  std::future<OpenedSource> server_;
+  std::function<void()> after_server_;
+  QTimer look_for_server_;
+  bool waiting_ = false;
+  QPointer<QWidget> focus_before_waiting_;
 
   PageHeader* header_;
   QComboBox* cboDatenquelleTyp_;

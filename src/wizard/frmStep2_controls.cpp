@@ -235,24 +235,24 @@ QWidget* frmStep2::BuildDBaseFrame() {
 }
 
 void frmStep2::ConnectEvents() {
-  connect(cboDatenquelleTyp_, &QComboBox::currentIndexChanged, this, &frmStep2::cboDatenquelleTyp_Click);
+  guard_.On(cboDatenquelleTyp_, &QComboBox::currentIndexChanged, &frmStep2::cboDatenquelleTyp_Click);
 
   for (QLineEdit* edit :
        std::initializer_list<QLineEdit*>{txtFilename_, txtAnders_, txtTexterkenner_, txtSicherungspfad_}) {
-    connect(edit, &QLineEdit::textChanged, this, &frmStep2::Edited);
+    guard_.On(edit, &QLineEdit::textChanged, &frmStep2::Edited);
   }
   for (QAbstractButton* button :
        std::initializer_list<QAbstractButton*>{optTab_, optSemikolon_, optKomma_, optAnders_, optAnsi_,
                                                optAscii_, chkZeileFeldname_, chkDateilöschen_}) {
-    connect(button, &QAbstractButton::toggled, this, &frmStep2::Edited);
+    guard_.On(button, &QAbstractButton::toggled, &frmStep2::Edited);
   }
-  connect(txtAnders_, &QLineEdit::textEdited, this, [this] { optAnders_->setChecked(true); });
-  connect(chkSichereDatei_, &QCheckBox::toggled, this, &frmStep2::chkSichereDatei_Click);
+  guard_.On(txtAnders_, &QLineEdit::textEdited, [this] { optAnders_->setChecked(true); });
+  guard_.On(chkSichereDatei_, &QCheckBox::toggled, &frmStep2::chkSichereDatei_Click);
 
   // The boxes of SQL Server, Access and dBase clear their flag even while the page is being filled; the box of
   // Excel and the four lists only afterwards.
   const auto clears_always = [this](QLineEdit* edit, bool ListLoadedFlags::*flag) {
-    connect(edit, &QLineEdit::textChanged, this, [this, flag] {
+    guard_.On(edit, &QLineEdit::textChanged, [this, flag] {
       loaded_.*flag = false;
       Edited();
     });
@@ -271,35 +271,34 @@ void frmStep2::ConnectEvents() {
       Edited();
     };
   };
-  connect(txtExcelFile_, &QLineEdit::textChanged, this, clears_when_ready(&ListLoadedFlags::excel));
-  connect(cboSQLTable_, &QComboBox::activated, this, clears_when_ready(&ListLoadedFlags::sql_server));
-  connect(cboAccessTable_, &QComboBox::activated, this, clears_when_ready(&ListLoadedFlags::access));
-  connect(cboExcelSheet_, &QComboBox::activated, this, clears_when_ready(&ListLoadedFlags::excel));
-  connect(cbodBaseTable_->lineEdit(), &QLineEdit::textEdited, this, clears_when_ready(&ListLoadedFlags::dbase));
-  connect(cbodBaseTable_, &QComboBox::activated, this, &frmStep2::Edited);
+  guard_.On(txtExcelFile_, &QLineEdit::textChanged, clears_when_ready(&ListLoadedFlags::excel));
+  guard_.On(cboSQLTable_, &QComboBox::activated, clears_when_ready(&ListLoadedFlags::sql_server));
+  guard_.On(cboAccessTable_, &QComboBox::activated, clears_when_ready(&ListLoadedFlags::access));
+  guard_.On(cboExcelSheet_, &QComboBox::activated, clears_when_ready(&ListLoadedFlags::excel));
+  guard_.On(cbodBaseTable_->lineEdit(), &QLineEdit::textEdited, clears_when_ready(&ListLoadedFlags::dbase));
+  guard_.On(cbodBaseTable_, &QComboBox::activated, &frmStep2::Edited);
   for (QComboBox* list : {cboSQLTable_, cboAccessTable_, cboExcelSheet_}) {
-    connect(list->lineEdit(), &QLineEdit::textEdited, this, &frmStep2::Edited);
+    guard_.On(list->lineEdit(), &QLineEdit::textEdited, &frmStep2::Edited);
   }
   for (QComboBox* list : {cboSQLTable_, cboAccessTable_, cboExcelSheet_, cbodBaseTable_}) {
     // A box with an edit field has the focus itself.
     list->installEventFilter(this);
   }
   txtFilename_->installEventFilter(this);
+  guard_.On(&look_for_server_, &QTimer::timeout, &frmStep2::LookForServer);
   leave_.setSingleShot(true);
-  connect(&leave_, &QTimer::timeout, this, &frmStep2::txtFilename_Leave);
+  guard_.On(&leave_, &QTimer::timeout, &frmStep2::txtFilename_Leave);
 
-  connect(cmdFilename_, &QPushButton::clicked, this, [this] { BrowseFile(txtFilename_, "Dateiname", "*.*"); });
-  connect(cmdAccessDB_, &QPushButton::clicked, this,
-          [this] { BrowseFile(txtAccessDB_, "Dateiname", "*.MDB"); });
-  connect(cmdExcelFile_, &QPushButton::clicked, this,
-          [this] { BrowseFile(txtExcelFile_, "Dateiname", "*.XLS"); });
-  connect(cmddBaseFile_, &QPushButton::clicked, this, &frmStep2::BrowseFolder);
-  connect(cmdVorschau_, &QPushButton::clicked, this, &frmStep2::cmdVorschau_Click);
-  connect(cmdOptions_, &QPushButton::clicked, this, &frmStep2::cmdOptions_Click);
-  connect(cmdSave_, &QPushButton::clicked, this, &frmStep2::cmdSave_Click);
-  connect(cmdPrev_, &QPushButton::clicked, this, &frmStep2::cmdPrev_Click);
-  connect(cmdNext_, &QPushButton::clicked, this, &frmStep2::cmdNext_Click);
-  connect(cmdCancel_, &QPushButton::clicked, this, &frmStep2::cmdCancel_Click);
+  guard_.On(cmdFilename_, &QPushButton::clicked, [this] { BrowseFile(txtFilename_, "Dateiname", "*.*"); });
+  guard_.On(cmdAccessDB_, &QPushButton::clicked, [this] { BrowseFile(txtAccessDB_, "Dateiname", "*.MDB"); });
+  guard_.On(cmdExcelFile_, &QPushButton::clicked, [this] { BrowseFile(txtExcelFile_, "Dateiname", "*.XLS"); });
+  guard_.On(cmddBaseFile_, &QPushButton::clicked, &frmStep2::BrowseFolder);
+  guard_.On(cmdVorschau_, &QPushButton::clicked, &frmStep2::cmdVorschau_Click);
+  guard_.On(cmdOptions_, &QPushButton::clicked, &frmStep2::cmdOptions_Click);
+  guard_.On(cmdSave_, &QPushButton::clicked, &frmStep2::cmdSave_Click);
+  guard_.On(cmdPrev_, &QPushButton::clicked, &frmStep2::cmdPrev_Click);
+  guard_.On(cmdNext_, &QPushButton::clicked, &frmStep2::cmdNext_Click);
+  guard_.On(cmdCancel_, &QPushButton::clicked, &frmStep2::cmdCancel_Click);
   BindKeys(this, cmdNext_, cmdCancel_);
 }
 

@@ -41,7 +41,10 @@ bool IsLeaving(const QEvent* event) {
 }  // namespace
 
 frmStep3::frmStep3(Session& session, Wizard& wizard)
-    : QWidget(nullptr, Qt::Window), session_(session), wizard_(wizard) {
+    : QWidget(nullptr, Qt::Window),
+      session_(session),
+      wizard_(wizard),
+      guard_(this, [this](const RuntimeError& error) { Tell(error); }) {
   setObjectName("frmStep3");
   setWindowTitle("KESTREL Import");
   BuildControls();
@@ -145,9 +148,9 @@ QWidget* frmStep3::BuildPanel() {
 
 void frmStep3::ConnectEvents() {
   const auto select = [this] { TDBImpList_Select(); };
-  connect(TDBImpList_->selectionModel(), &QItemSelectionModel::currentRowChanged, this, select);
+  guard_.On(TDBImpList_->selectionModel(), &QItemSelectionModel::currentRowChanged, select);
   // Choosing the selected line once more, by mouse or the space bar, is a choice too.
-  connect(TDBImpList_, &QTableView::clicked, this, [this](const QModelIndex& index) {
+  guard_.On(TDBImpList_, &QTableView::clicked, [this](const QModelIndex& index) {
     if (index.row() == line_before_press_) TDBImpList_Select();
   });
   TDBImpList_->installEventFilter(this);
@@ -158,31 +161,30 @@ void frmStep3::ConnectEvents() {
     control->installEventFilter(this);
   }
   // With the keyboard there is no click: choosing or typing a name says the same.
-  connect(cboImportFeld_, &QComboBox::activated, this, [this] { optImportFeld_->setChecked(true); });
-  connect(cboImportFeld_->lineEdit(), &QLineEdit::textEdited, this,
-          [this] { optImportFeld_->setChecked(true); });
-  connect(txtKonstanterWert_, &QLineEdit::textEdited, this, [this] { optKonstanterWert_->setChecked(true); });
+  guard_.On(cboImportFeld_, &QComboBox::activated, [this] { optImportFeld_->setChecked(true); });
+  guard_.On(cboImportFeld_->lineEdit(), &QLineEdit::textEdited, [this] { optImportFeld_->setChecked(true); });
+  guard_.On(txtKonstanterWert_, &QLineEdit::textEdited, [this] { optKonstanterWert_->setChecked(true); });
   connect(chkUebersetzen_, &QCheckBox::toggled, cmdUebersetzen_, &QWidget::setEnabled);
-  connect(cmdKonstanterWert_, &QPushButton::clicked, this, &frmStep3::cmdKonstanterWert_Click);
-  connect(cmdUebersetzen_, &QPushButton::clicked, this, &frmStep3::cmdUebersetzen_Click);
-  connect(cmdOptions_, &QPushButton::clicked, this, &frmStep3::cmdOptions_Click);
-  connect(cmdSave_, &QPushButton::clicked, this, &frmStep3::cmdSave_Click);
-  connect(cmdPrev_, &QPushButton::clicked, this, &frmStep3::cmdPrev_Click);
-  connect(cmdOK_, &QPushButton::clicked, this, &frmStep3::cmdOK_Click);
-  connect(cmdCancel_, &QPushButton::clicked, this, &frmStep3::cmdCancel_Click);
+  guard_.On(cmdKonstanterWert_, &QPushButton::clicked, &frmStep3::cmdKonstanterWert_Click);
+  guard_.On(cmdUebersetzen_, &QPushButton::clicked, &frmStep3::cmdUebersetzen_Click);
+  guard_.On(cmdOptions_, &QPushButton::clicked, &frmStep3::cmdOptions_Click);
+  guard_.On(cmdSave_, &QPushButton::clicked, &frmStep3::cmdSave_Click);
+  guard_.On(cmdPrev_, &QPushButton::clicked, &frmStep3::cmdPrev_Click);
+  guard_.On(cmdOK_, &QPushButton::clicked, &frmStep3::cmdOK_Click);
+  guard_.On(cmdCancel_, &QPushButton::clicked, &frmStep3::cmdCancel_Click);
   BindKeys(this, cmdOK_, cmdCancel_);
 }
 
 // --- Loading ------------------------------------------------------------------------------------
 
 void frmStep3::Load() {
-  Step([&] { cmdOptions_->setEnabled(ImportClassHasConfig(session_)); });
-  Step([&] { session_.AssignmentList = CreateAssignmentList(); });
+  guard_.Run([&] { cmdOptions_->setEnabled(ImportClassHasConfig(session_)); });
+  guard_.Run([&] { session_.AssignmentList = CreateAssignmentList(); });
   list_ = session_.AssignmentList;
   cboDatumsFormat_->addItem("");
   for (const char* format : kDateFormats) cboDatumsFormat_->addItem(format);
   FillImportFieldList();
-  Step([&] {
+  guard_.Run([&] {
     std::string failure;
     std::vector<bool> mandatory = BuildAssignmentList(session_, &failure);
     list_ = session_.AssignmentList;
@@ -209,7 +211,7 @@ void frmStep3::FillImportFieldList() {
   const bool known = session_.Provider == kTextSource || session_.Provider == kSqlServerSource ||
                      session_.Provider == kAccessSource || session_.Provider == kExcelSource ||
                      session_.Provider == kDBaseSource;
-  if (known) Step([&] { session_.SourceFieldNames = SourceColumnNames(session_); });
+  if (known) guard_.Run([&] { session_.SourceFieldNames = SourceColumnNames(session_); });
   cboImportFeld_->clear();
   cboImportFeld_->addItem("");
   const std::vector<std::string> offered = OfferedSourceFields(session_.SourceFieldNames);
@@ -307,12 +309,20 @@ void frmStep3::closeEvent(QCloseEvent* event) {
 
 void frmStep3::TDBImpList_Select() {
   if (selecting_ || SelectedLine() < 0) return;
-  Step([&] { StoreCurrentRow(); });
-  Step([&] { ShowCurrentAssignment(); });
-  Step([&] { MakeSelectedLineCurrent(); });
+  guard_.Run([&] { StoreCurrentRow(); });
+  guard_.Run([&] { ShowCurrentAssignment(); });
+  guard_.Run([&] { MakeSelectedLineCurrent(); });
+}
+
+bool frmStep3::event(QEvent* event) {
+  return guard_.Handle([&] { return QWidget::event(event); });
 }
 
 bool frmStep3::eventFilter(QObject* watched, QEvent* event) {
+  return guard_.Handle([&] { return FilterEvent(watched, event); });
+}
+
+bool frmStep3::FilterEvent(QObject* watched, QEvent* event) {
   if (event->type() == QEvent::MouseButtonPress) {
     if (watched == cboImportFeld_ || watched == cboImportFeld_->lineEdit()) optImportFeld_->setChecked(true);
     if (watched == txtKonstanterWert_) optKonstanterWert_->setChecked(true);
@@ -338,16 +348,16 @@ bool frmStep3::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void frmStep3::LeaveStoringControl() {
-  Step([&] { StoreCurrentRow(); });
-  Step([&] { MakeSelectedLineCurrent(); });
+  guard_.Run([&] { StoreCurrentRow(); });
+  guard_.Run([&] { MakeSelectedLineCurrent(); });
   // The current row is the selected line now, so its dates can be given a format.
-  Step([&] { EnableDateFormatByCurrentRow(); });
+  guard_.Run([&] { EnableDateFormatByCurrentRow(); });
   session_.SchemaChanged = true;
 }
 
 void frmStep3::cmdKonstanterWert_Click() {
   optKonstanterWert_->setChecked(true);
-  Step([&] {
+  guard_.Run([&] {
     frmTransTbl& editor = wizard_.ValueEditor();
     editor.SetTranslationMode(kConstantsMode);
     editor.SetFieldName("");
@@ -360,7 +370,7 @@ void frmStep3::cmdKonstanterWert_Click() {
 }
 
 void frmStep3::cmdUebersetzen_Click() {
-  Step([&] {
+  guard_.Run([&] {
     frmTransTbl& editor = wizard_.ValueEditor();
     editor.SetTranslationMode(kTranslationMode);
     editor.SetFieldName(FromQt(cboImportFeld_->currentText()));
@@ -373,16 +383,16 @@ void frmStep3::cmdUebersetzen_Click() {
 }
 
 void frmStep3::cmdOptions_Click() {
-  Step([&] { ShowImportClassConfig(session_); });
+  guard_.Run([&] { ShowImportClassConfig(session_); });
   session_.SchemaChanged = true;
 }
 
 void frmStep3::cmdSave_Click() {
-  Step([&] { SaveSchema(session_, true); });
+  guard_.Run([&] { SaveSchema(session_, true); });
 }
 
 void frmStep3::cmdPrev_Click() {
-  Step([&] { SaveSchema(session_, false); });
+  guard_.Run([&] { SaveSchema(session_, false); });
   wizard_.ShowStep2();
   close();
 }
@@ -403,7 +413,7 @@ void frmStep3::cmdOK_Click() {
     const Answer answer = ui.MessageBox(
         "Möchten Sie die Einstellungen in einer Datei speichern, um diese künftig erneut verwenden zu können?",
         "Speichern?", Icon::kQuestion, Buttons::kYesNo);
-    if (answer == Answer::kYes) Step([&] { SaveSchema(session_, true); });
+    if (answer == Answer::kYes) guard_.Run([&] { SaveSchema(session_, true); });
   }
   frmQuestionDlg question(this);
   question.exec();
@@ -418,11 +428,9 @@ void frmStep3::cmdCancel_Click() {
   close();
 }
 
-void frmStep3::Step(const std::function<void()>& step) {
-  Trap(step, [this](const RuntimeError& error) {
-    lblStatus_->setText(ToQt(error.Description()));
-    lblStatus_->show();
-  });
+void frmStep3::Tell(const RuntimeError& error) {
+  lblStatus_->setText(ToQt(error.Description()));
+  lblStatus_->show();
 }
 
 std::string frmStep3::CurrentText(AssignmentColumn column) const {

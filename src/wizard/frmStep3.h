@@ -17,10 +17,10 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTableView>
-#include <functional>
 
 #include "mapping/field_assignment.h"
 #include "wizard/assignment_list_model.h"
+#include "wizard/event_guard.h"
 #include "wizard/page_parts.h"
 
 namespace kestrel {
@@ -36,6 +36,7 @@ class frmStep3 final : public QWidget {
 
  protected:
   void closeEvent(QCloseEvent* event) override;
+  bool event(QEvent* event) override;
   // Leaving and clicking into the controls of the panel.
   bool eventFilter(QObject* watched, QEvent* event) override;
 
@@ -70,12 +71,14 @@ class frmStep3 final : public QWidget {
   void cmdOK_Click();
   void cmdCancel_Click();
 
-  // Runs one step of an event; a failure is told in the status line and the event goes on.
-  void Step(const std::function<void()>& step);
+  bool FilterEvent(QObject* watched, QEvent* event);
+  // Shows the failure of a step in the status line.
+  void Tell(const RuntimeError& error);
   std::string CurrentText(AssignmentColumn column) const;
 
   Session& session_;
   Wizard& wizard_;
+  EventGuard guard_;
   std::shared_ptr<MemoryRecordset> list_;  // session_.AssignmentList while the page is open
   bool selecting_ = false;                 // the selection changes without a person's doing
   int line_before_press_ = -1;             // the selected line when the mouse button went down

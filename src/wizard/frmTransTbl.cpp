@@ -25,7 +25,8 @@ QStandardItem* Cell(std::string_view text, bool editable) {
 
 }  // namespace
 
-frmTransTbl::frmTransTbl(Session& session) : session_(session) {
+frmTransTbl::frmTransTbl(Session& session)
+    : session_(session), guard_(this, [this](const RuntimeError& error) { Tell(ToQt(error.Description())); }) {
   setObjectName("frmTransTbl");
   tdbGridTransl_ = new QTableView(this);
   tdbGridTransl_->setObjectName("tdbGridTransl");
@@ -50,12 +51,12 @@ frmTransTbl::frmTransTbl(Session& session) : session_(session) {
   SetTabOrder({tdbGridTransl_, cmdOK_, cmdCancel_});
   resize(sizeHint().expandedTo(QSize(520, 420)));
   RememberSize(this, "translations");
-  connect(cmdOK_, &QPushButton::clicked, this, &frmTransTbl::cmdOK_Click);
-  connect(&model_, &QStandardItemModel::itemChanged, this, &frmTransTbl::Edited);
-  connect(tdbGridTransl_, &QTableView::doubleClicked, this, [this] {
+  guard_.On(cmdOK_, &QPushButton::clicked, &frmTransTbl::cmdOK_Click);
+  guard_.On(&model_, &QStandardItemModel::itemChanged, &frmTransTbl::Edited);
+  guard_.On(tdbGridTransl_, &QTableView::doubleClicked, [this] {
     if (translation_mode_ == kConstantsMode) cmdOK_Click();
   });
-  connect(cmdCancel_, &QPushButton::clicked, this, &frmTransTbl::reject);
+  guard_.On(cmdCancel_, &QPushButton::clicked, &frmTransTbl::reject);
 }
 
 bool frmTransTbl::ShowModal(QWidget* above) {
@@ -79,6 +80,10 @@ bool frmTransTbl::ShowModal(QWidget* above) {
   // The page may be deleted before this dialog.
   setParent(nullptr, windowFlags());
   return saved_;
+}
+
+bool frmTransTbl::event(QEvent* event) {
+  return guard_.Handle([&] { return QDialog::event(event); });
 }
 
 void frmTransTbl::FillTranslations() {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "component/session.h"
+#include "wizard/event_guard.h"
 
 namespace kestrel {
 
@@ -37,6 +38,7 @@ class frmTransTbl final : public QDialog {
   bool ShowModal(QWidget* above);
 
  protected:
+  bool event(QEvent* event) override;
   // Abbrechen, Escape and the close box: asks whether to save.
   void reject() override;
 
@@ -51,6 +53,7 @@ class frmTransTbl final : public QDialog {
   void Tell(const QString& notice);
 
   Session& session_;
+  EventGuard guard_;
   std::int16_t translation_mode_ = kTranslationMode;
   std::string field_name_;
   std::string destination_name_;

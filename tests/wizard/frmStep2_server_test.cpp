@@ -1,0 +1,195 @@
+// Step 2 and a server: the page is alive while it waits, and the connection is used when it comes.
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QAbstractButton>
+#include <QComboBox>
+#include <QLineEdit>
+
+#include "platform/data/open_connection.h"
+#include "support/sql_server_stand_in.h"
+#include "wizard/wizard_fixture.h"
+
+namespace kestrel {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::Spin;
+using testing::SqlServerStandIn;
+
+// Takes connections and never says a word.
+class SilentServer {
+ public:
+  SilentServer() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    address_.sin_family = AF_INET;
+    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address_;
+    EXPECT_EQ(::bind(socket_, reinterpret_cast<const sockaddr*>(&address_), size), 0);
+    EXPECT_EQ(::listen(socket_, 5), 0);
+    EXPECT_EQ(::getsockname(socket_, reinterpret_cast<sockaddr*>(&address_), &size), 0);
+  }
+  ~SilentServer() { HangUp(); }
+  SilentServer(const SilentServer&) = delete;
+  SilentServer& operator=(const SilentServer&) = delete;
+
+  std::string DataSource() const { return "127.0.0.1," + std::to_string(ntohs(address_.sin_port)); }
+  // Refuses those who wait, and everybody from now on.
+  void HangUp() {
+    if (socket_ >= 0) ::close(socket_);
+    socket_ = -1;
+  }
+
+ private:
+  int socket_;
+  sockaddr_in address_{};
+};
+
+class Step2ServerTest : public testing::WizardFixture {
+ protected:
+  void SetUp() override {
+    const std::string reason = SqlServerStandIn::WhyNot();
+    if (!reason.empty()) GTEST_SKIP() << reason;
+  }
+
+  static std::string Specification(const std::string& server) {
+    return "[Common]\nDescription=T\nApplication=2\nImportClass=test.import\nProvider=Microsoft "
+           "SQL-Server\nServer=" +
+           server + "\nUser=sa\nPassword=geheim\nDatabase=Adressen\nTable=orte\n";
+  }
+  bool IsWaiting() const { return !Find<QAbstractButton>("cmdNext").isEnabled(); }
+  void AwaitAnswer() const {
+    while (IsWaiting()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  }
+  std::vector<std::string> Tables() const {
+    std::vector<std::string> names;
+    const auto& list = Find<QComboBox>("cboSQLTable");
+    for (int i = 0; i < list.count(); ++i) names.push_back(FromQt(list.itemText(i)));
+    return names;
+  }
+  std::unique_ptr<SqlServerStandIn> StartServer() {
+    const std::string file = folder.File("server.sqlite");
+    const ConnectionPtr data = OpenConnection(file);
+    data->Execute("CREATE TABLE IF NOT EXISTS Kunden (Name nvarchar(40), Ort nvarchar(40))");
+    data->Execute("CREATE TABLE IF NOT EXISTS Orte (Ort nvarchar(40), PLZ nvarchar(10))");
+    return std::make_unique<SqlServerStandIn>(file);
+  }
+};
+
+TEST_F(Step2ServerTest, ThePageIsAliveWhileAServerIsSilentAndOnlyLetsItselfBeLeft) {
+  SilentServer server;
+  OpenStep2(Specification(server.DataSource()));
+  ASSERT_EQ(PageName(), "frmStep2");
+  ASSERT_TRUE(IsWaiting());
+  EXPECT_EQ(FromQt(Find<QLineEdit>("txtSQLUID").text()), "sa") << "filled before it connects";
+  for (const char* name : {"cboDatenquelleTyp", "txtSQLServer", "cboSQLTable", "cmdVorschau", "cmdOptions",
+                           "cmdSave", "cmdPrev", "cmdNext"}) {
+    EXPECT_FALSE(Find<QWidget>(name).isEnabled()) << name;
+  }
+  EXPECT_TRUE(Find<QWidget>("cmdCancel").isEnabled());
+  server.HangUp();
+  AwaitAnswer();
+  EXPECT_THAT(ui.boxes, IsEmpty()) << "a failed connection is silent";
+  EXPECT_EQ(session.SourceConnection, nullptr);
+  for (const char* name : {"cboDatenquelleTyp", "txtSQLServer", "cboSQLTable", "cmdVorschau", "cmdOptions"}) {
+    EXPECT_TRUE(Find<QWidget>(name).isEnabled()) << name;
+  }
+  EXPECT_FALSE(session.SchemaChanged) << "filling and waiting are no edits";
+}
+
+TEST_F(Step2ServerTest, AbbrechenWhileItWaitsClosesThePageForGood) {
+  SilentServer server;
+  OpenStep2(Specification(server.DataSource()));
+  ASSERT_TRUE(IsWaiting());
+  Click("cmdCancel");
+  EXPECT_EQ(PageName(), "");
+  EXPECT_THAT(FilesOfSpecFolder(), ElementsAre("Test.IMP")) << "no working copy is left";
+  // A new import goes its own way, whatever becomes of the old connection.
+  OpenStep2(TextSpecification(WriteSource()));
+  server.HangUp();
+  Spin();
+  EXPECT_EQ(PageName(), "frmStep2");
+  EXPECT_FALSE(IsWaiting());
+}
+
+TEST_F(Step2ServerTest, TheHostMayEndTheWizardWhileItWaits) {
+  SilentServer server;
+  {
+    Wizard own;
+    WriteSpecification("Test.IMP", Specification(server.DataSource()));
+    session.SpecFile = session.SpecFolder + "/Test.IMP";
+    own.ShowStep1(session);
+    own.ShowStep2();
+    Spin();
+  }
+  server.HangUp();
+  Spin();
+  EXPECT_EQ(session.SourceConnection, nullptr);
+}
+
+TEST_F(Step2ServerTest, TheTablesAreThereWhenTheServerHasAnsweredAndTheStoredOneIsSelected) {
+  const auto server = StartServer();
+  OpenStep2(Specification(server->DataSource()));
+  AwaitAnswer();
+  EXPECT_THAT(Tables(), ElementsAre("Kunden", "Orte"));
+  EXPECT_EQ(FromQt(Find<QComboBox>("cboSQLTable").currentText()), "Orte");
+  ASSERT_NE(session.SourceConnection, nullptr);
+  // Once until an input changes.
+  const ConnectionPtr before = session.SourceConnection;
+  Focus("cboSQLTable");
+  AwaitAnswer();
+  EXPECT_EQ(session.SourceConnection, before);
+  Type("txtSQLKennwort", "verkehrt");
+  Focus("cboSQLTable");
+  EXPECT_TRUE(IsWaiting());
+  EXPECT_EQ(session.SourceConnection, nullptr) << "dropped before the new one is opened";
+  AwaitAnswer();
+  EXPECT_EQ(session.SourceConnection, nullptr);
+  EXPECT_THAT(Tables(), ElementsAre("Kunden", "Orte")) << "a list that cannot be filled stays";
+  EXPECT_TRUE(Find<QComboBox>("cboSQLTable").hasFocus());
+  EXPECT_FALSE(IsWaiting()) << "the focus that comes back tries nothing";
+  EXPECT_THAT(ui.boxes, IsEmpty());
+}
+
+TEST_F(Step2ServerTest, WeiterGoesOnWhenTheServerHasAnswered) {
+  const auto server = StartServer();
+  OpenStep2(Specification(server->DataSource()));
+  AwaitAnswer();
+  Type("txtSQLKennwort", "geheim");
+  Click("cmdNext");
+  EXPECT_TRUE(IsWaiting());
+  while (PageName() == "frmStep2") QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  EXPECT_EQ(PageName(), "frmStep3");
+  EXPECT_THAT(session.SourceFieldNames, ElementsAre("Ort", "PLZ", ""));
+  EXPECT_THAT(ui.boxes, IsEmpty());
+}
+
+TEST_F(Step2ServerTest, WeiterGoesOnToStep3WithoutAServerToo) {
+  SilentServer server;
+  server.HangUp();
+  OpenStep2(Specification(server.DataSource()));
+  AwaitAnswer();
+  Type("txtSQLKennwort", "x");
+  Click("cmdNext");
+  while (PageName() == "frmStep2") QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  EXPECT_EQ(PageName(), "frmStep3");
+}
+
+TEST_F(Step2ServerTest, ThePreviewComesWhenTheServerHasAnswered) {
+  const auto server = StartServer();
+  OpenStep2(Specification(server->DataSource()));
+  AwaitAnswer();
+  Type("txtSQLKennwort", "geheim");
+  bool shown = false;
+  modals.Then("frmPrev", [&](QWidget& preview) {
+    shown = true;
+    preview.close();
+  });
+  Click("cmdVorschau");
+  while (!shown) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  EXPECT_EQ(FromQt(Find<QComboBox>("cboSQLTable").currentText()), "Orte");
+}
+
+}  // namespace
+}  // namespace kestrel
