@@ -3,7 +3,10 @@
 
 #include <QPushButton>
 
+#include "mapping/field_assignment.h"
+#include "platform/base/file.h"
 #include "platform/data/open_connection.h"
+#include "support/changing_source.h"
 #include "wizard/frmQuestionDlg.h"
 #include "wizard/wizard_fixture.h"
 
@@ -216,6 +219,46 @@ TEST_F(RunWindowTest, AnImportThatWasGivenUpLeavesItsLogToItself) {
   Click("cmdCancel");
   Prepare(1);
   EXPECT_EQ(log->CountOf("CreateProtokoll"), 2u);
+}
+
+// The window's run over files that change at the third record; what the readers make of it the run's own tests
+// tell for every kind.
+TEST_F(RunWindowTest, AFileThatChangesUnderTheRunStaysAndIsNoSuccessUnlessAllOfItWasRead) {
+  using testing::ChangingSource;
+  using testing::FileEvent;
+  for (const testing::FileKind kind : {testing::FileKind::kText, testing::FileKind::kDBase}) {
+    for (const FileEvent event :
+         {FileEvent::kTouched, FileEvent::kGrown, FileEvent::kRewritten, FileEvent::kCut}) {
+      SCOPED_TRACE(std::string(NameOf(kind)) + " " + NameOf(event));
+      Prepare(1);
+      const ChangingSource source(kind, folder.path());
+      source.Use(session);
+      session.DeleteFile = true;
+      session.AssignmentList->MoveFirst();
+      session.AssignmentList->SetText(kDestinationName, "NAME");
+      ui.boxes.clear();
+      int records = 0;
+      import_class->Method("ImportRecord", [&](std::span<Argument>) {
+        if (++records == 3) source.LetHappen(event);
+        return Value();
+      });
+      window->exec();
+      const bool broken = event == FileEvent::kRewritten || event == FileEvent::kCut;
+      const RunResult& result = window->result();
+      EXPECT_EQ(result.source_end.state, broken ? SourceState::kBrokenOff : SourceState::kAtEnd);
+      EXPECT_EQ(result.records < ChangingSource::kRecords, broken);
+      EXPECT_EQ(result.errors, broken ? 1 : 0);
+      EXPECT_EQ(Info(),
+                broken ? "Beim Importieren der Daten sind Fehler aufgetreten. Bitte prüfen Sie diese über die "
+                         "Protokolle!"
+                       : "Der Import wurde erfolgreich fertig gestellt.");
+      EXPECT_EQ(ui.boxes.back().text, Info());
+      EXPECT_TRUE(FileExists(source.path()));
+      EXPECT_EQ(result.source_kept.empty(), kind != testing::FileKind::kText);
+      window.reset();
+      Page().close();
+    }
+  }
 }
 
 TEST_F(RunWindowTest, ACancellationByTheImportClassIsShown) {
