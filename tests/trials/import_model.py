@@ -46,6 +46,8 @@ class Import:
     test: bool = False
     cancel: bool = False
     refuse: int = 0  # every so many-th record is refused; 0: none
+    backup: bool = False
+    delete: bool = False
 
 
 # --- The file ---
@@ -238,11 +240,12 @@ def assembled(case, names, values):
 # --- The run ---
 
 def run(case):
-    """The events as the recorder writes them down, and the figures of the result."""
+    """The events as the recorder writes them down, and what is told and left afterwards."""
     lines = lines_of(case.content, case.delimiter, case.qualifier)
     names = column_names(case, lines)
     data = [line for line in (repaired(line, case.ascii) for line in lines[1 if case.headings else 0:]) if line != ""]
-    figures = {"records": 0, "total": 0 if case.cancel else len(data), "errors": 0, "status": 0}
+    figures = {"records": 0, "total": 0 if case.cancel else len(data), "errors": 0, "status": 0,
+               "source": True, "backup": case.backup and not case.test and not case.cancel}
     events = [("BEFORE",)]
     if case.cancel:
         figures["status"] = 3
@@ -263,4 +266,5 @@ def run(case):
         figures["records"] += 1
     events.append(("AFTER",))
     figures["status"] = 1 if figures["errors"] else 0
+    figures["source"] = not case.delete or case.test or figures["errors"] > 0
     return events, figures

@@ -18,7 +18,7 @@ FLAVOURS = {
     "plain": {"records": 400},
     "delete": {"records": 400, "delete": True, "backup": True},
     "mixed": {"records": 400, "mixed": True},
-    "large": {"records": 20000, "delete": True},
+    "large": {"records": 12000, "delete": True},
 }
 
 

@@ -117,7 +117,8 @@ def random_case(rng):
     if ascii_file:
         content = decoded(content.encode("cp437", "replace"))
     case = rules.Import([], content or "x", headings, ascii_file, delimiter, qualifier, test=rng.random() < 0.1,
-                        cancel=rng.random() < 0.03, refuse=rng.choice((0, 0, 0, 3)))
+                        cancel=rng.random() < 0.03, refuse=rng.choice((0, 0, 0, 3)),
+                        backup=rng.random() < 0.2, delete=rng.random() < 0.3)
     found = rules.column_names(case, rules.lines_of(case.content, delimiter, qualifier))
     case.fields = random_fields(rng, [name for name in found if ":" not in name] or ["Feld01"])
     return case
@@ -125,12 +126,13 @@ def random_case(rng):
 
 # --- The real program ---
 
-def specification(case, source):
+def specification(case, source, backup_folder):
     delimiter = "TAB" if case.delimiter == "\t" else case.delimiter
     lines = ["[Common]", "Description=Modell", "Application=2", "ImportClass=trial.recorder", "Provider=Textdatei",
              "FileName=" + source, "ColumnHeadings=" + str(case.headings),
              "FileFormat=" + ("ASCII" if case.ascii else "ANSI"), "Delimiter=" + delimiter,
-             "TextRecognition=" + case.qualifier, "SaveFile=0", "DeleteFile=0", "[CfgSettings]", "DublettenPruefen=0"]
+             "TextRecognition=" + case.qualifier, "SaveFile=%d" % case.backup, "SavePath=" + backup_folder,
+             "DeleteFile=%d" % case.delete, "[CfgSettings]", "DublettenPruefen=0"]
     sections = (("FieldAssignments", [(field.name, field.assignment) for field in case.fields
                                       if field.assignment is not None]),
                 ("FieldTranslation", [(field.name, "1") for field in case.fields if field.translate]),
@@ -153,7 +155,7 @@ def unescaped(part):
 
 def real(sandbox, case):
     write(sandbox.source, case.content)
-    write(sandbox.specification, specification(case, sandbox.source))
+    write(sandbox.specification, specification(case, sandbox.source, sandbox.path("work/backup")))
     with open(sandbox.path("home/fields"), "w", encoding="utf-8") as file:
         for field in case.fields:
             file.write("%s\t%s\t%s\t0\n" % (field.name, field.type, "" if field.size is None else field.size))
@@ -189,7 +191,11 @@ def run_case(programs, options, name, _):
     wanted, figures = rules.run(case)
     with box.Sandbox(programs, programs.template(), name, records=0) as sandbox:
         found, outcome = real(sandbox, case)
-    problems = []
+        there = {"source": os.path.exists(sandbox.source), "backup": False}
+        if os.path.exists(sandbox.path("work/backup/quelle.txt")):
+            with open(sandbox.path("work/backup/quelle.txt"), "rb") as file:
+                there["backup"] = file.read() == encoded(case.content)
+    problems = ["%s there: %s" % (key, there[key]) for key in there if there[key] != figures[key]]
     for key in ("records", "total", "errors"):
         if outcome.told.get(key) != figures[key]:
             problems.append("%s: %s instead of %s" % (key, outcome.told.get(key), figures[key]))
