@@ -234,6 +234,11 @@ class Checker {
     BuildAssignmentList(session_, &failure);
     if (!failure.empty())
       Error("Common", "ImportClass", "Die Felder des Ziels konnten nicht gelesen werden: " + failure);
+    if (const ImportClassError error = ReadImportClassError(session_); error.code != 0) {
+      Error("Common", "ImportClass",
+            "Das Ziel meldet beim Lesen seiner Felder den Fehler " + std::to_string(error.code) + ": " +
+                error.description);
+    }
     MemoryRecordset& list = *session_.AssignmentList;
     const ProfileImage& working_copy = *session_.profiles.Read(session_.SpecFile);
     for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {

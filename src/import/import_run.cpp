@@ -22,7 +22,7 @@
 //              is senseless. What kept the source from opening or broke it off is counted behind them.
 //  4. after    Errors that came to light late, where the import class has a member for them (NextLateError);
 //              AfterImport, unless aborted, and what came to light with it.
-//  5. remove   the source file, where nothing it holds can be lost; not after an abort.
+//  5. remove   the source file, where nothing it holds can be lost: never after an abort. Why it stays is told.
 //  6. close    the source and the records are released.
 //  7. report   what the import class stopped for; label and message box by the counters.
 //  8. finished the window closes, the working copy is deleted, the logs of the import end.
@@ -98,7 +98,7 @@ class RunSteps {
         errors_.Try([&] { CallMethod(session_.ImportClass, "AfterImport"); });
         TellLateErrors();
       }
-      if (!result_.aborted) RemoveSource();
+      RemoveSource();
     }
     errors_.Try([&] { CloseSource(session_); });
     Report();

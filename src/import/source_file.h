@@ -14,10 +14,10 @@ namespace kestrel {
 void BackUpSourceFile(Session& session);
 
 // Deletes the source file of a text source when the session asks for it and nothing that the file holds can be
-// lost with it: no error was counted, the source was read to its end, its records were worked through to the
-// last, and the file is still the one whose content was read. Otherwise the file stays, and the answer says why
-// in a German sentence; it is empty where the file is gone or was not to be removed. The source is still open.
-// Raises what looking at the file and deleting it raise.
+// lost with it: no error was counted, nobody aborted, the source was read to its end, its records were worked
+// through to the last, and the file is still the one whose content was read. Otherwise the file stays, and the
+// answer says why in a German sentence; it is empty where the file is gone or was not to be removed. The source
+// is still open. Raises what looking at the file and deleting it raise.
 std::string RemoveSourceFile(Session& session, const RunResult& run);
 
 }  // namespace kestrel

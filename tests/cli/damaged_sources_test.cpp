@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "cli/end_to_end_fixture.h"
+#include "support/changing_source.h"
 #include "support/dbf_writer.h"
 
 namespace kestrel {
@@ -46,6 +47,35 @@ TEST_F(DamagedSources, AMissingMemoFileIsFoundByCheckAndPreviewAndCountedByARun)
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.out, AllOf(HasSubstr("\"errors\":1,"), HasSubstr("\"stored\":2,")));
   EXPECT_EQ(Query("SELECT count(*) FROM Kunden"), "2\n");
+}
+
+TEST_F(DamagedSources, ACopyThatWasCutIsFoundByCheckAndCountedByARun) {
+  for (const testing::FileKind kind : {testing::FileKind::kDBase, testing::FileKind::kAccess,
+                                       testing::FileKind::kXls, testing::FileKind::kXlsx}) {
+    SCOPED_TRACE(NameOf(kind));
+    const testing::ChangingSource source(kind, host() + "/Import");
+    source.LetHappen(testing::FileEvent::kCut);
+    const bool is_dbase = kind == testing::FileKind::kDBase;
+    const bool is_access = kind == testing::FileKind::kAccess;
+    WriteSpec("Kopie.IMP",
+              std::string("[Common]\nDescription=Kopie\nImportClass=ksbimport.importkunden\nProvider=") +
+                  (is_dbase    ? "dBase-Datenbank"
+                   : is_access ? "Microsoft Access-Datenbanken"
+                               : "Microsoft Excel") +
+                  "\nDatabase=" + (is_dbase ? host() + "/Import" : source.path()) + "\nTable=Adressen" +
+                  (is_dbase || is_access ? "" : "$") + "\n[FieldAssignments]\nBez1=FIELD:NAME\n");
+    const ProgramResult check = Run({"check", "Kopie"});
+    EXPECT_EQ(check.status, 1) << check.out << check.err;
+    const ProgramResult run = Run({"run", "Kopie", "--format", "json"});
+    // The directory of a cut .xlsx is gone, and with it every record.
+    if (kind == testing::FileKind::kXlsx) {
+      EXPECT_EQ(run.status, 4);
+      continue;
+    }
+    EXPECT_THAT(check.out, HasSubstr("Die Datenquelle endet nach "));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.out, AllOf(HasSubstr("\"errors\":1,"), HasSubstr("\"source\":\"broken off\"")));
+  }
 }
 
 }  // namespace

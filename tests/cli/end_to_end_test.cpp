@@ -119,6 +119,9 @@ TEST_F(EndToEnd, ADestinationWhoseFieldsCannotBeReadIsStatus4BeforeAnyRecord) {
   EXPECT_THAT(run.err, HasSubstr("Die Felder des Ziels konnten nicht gelesen werden. Fehler 3000: "));
   EXPECT_EQ(Query("SELECT count(*) FROM Protokollzeilen"), "1\n")
       << "the error of GetFields, and none of a record";
+  const ProgramResult check = Run({"check", "Kundenliste"});
+  EXPECT_EQ(check.status, 1);
+  EXPECT_THAT(check.out, HasSubstr("Das Ziel meldet beim Lesen seiner Felder den Fehler 3000: "));
 }
 
 TEST_F(EndToEnd, ProgressGoesToStandardErrorOnlyWhenAskedFor) {

@@ -89,8 +89,11 @@ TEST_F(RunEndTest, ASourceReadToItsEndSaysSo) {
 
 TEST_F(RunEndTest, AnAbortedRunLeavesItsSourceOpen) {
   UseNames({"A", "B"});
+  session.DeleteFile = true;
   view.on_yield = [this] { run.RequestAbort(); };
   EXPECT_EQ(Run().source_end.state, SourceState::kOpen);
+  EXPECT_TRUE(FileExists(session.FileName));
+  EXPECT_THAT(view.told, ElementsAre(HasSubstr("wurde nicht gelöscht: Der Import wurde abgebrochen.")));
 }
 
 TEST_F(RunEndTest, ASourceThatBreaksOffIsOneErrorWhicheverWayItDoes) {
