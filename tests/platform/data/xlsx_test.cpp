@@ -172,6 +172,36 @@ TEST(Xlsx, ASheetWhosePackedBytesEndEarlyIsReadUpToThere) {
   }
 }
 
+// --- Made to burst -----------------------------------------------------------------------------
+
+TEST(Xlsx, APartThatWouldUnpackToManyTimesItsSizeIsToldAtOnce) {
+  testing::XlsxWriter writer;
+  writer.Sheet("S");
+  writer.Xml(std::string(70'000'000, ' '));
+  testing::TempFolder folder;
+  EXPECT_ERROR_TEXT(OpenBook(folder.Write("a.xlsx", writer.Bytes()))->OpenRecordset("SELECT * FROM S"),
+                    ErrorNumber::kDatabase, AllOf(HasSubstr("würde entpackt 66 MB"), HasSubstr("a.xlsx")));
+}
+
+TEST(Xlsx, ATagWithTooManyAttributesEndsTheSheet) {
+  std::string attributes;
+  for (int i = 0; i < 129; ++i) attributes += " a" + std::to_string(i) + "='>\"'";
+  EXPECT_THAT(ReadSheet("<row><c><v>1</v></c></row><row" + attributes + "><c><v>2</v></c></row>").second,
+              HasSubstr("zu viele Attribute"));
+  // What stands in comments and texts does not count.
+  std::string quotes(300, '"');
+  EXPECT_THAT(ReadSheet("<!-- it's " + quotes + " --><row><c t='str'><v>x</v></c></row><row><c t='str'><v>" +
+                        quotes + "</v></c></row>"),
+              Pair(ElementsAre(Row{quotes}), ""));
+}
+
+TEST(Xlsx, ATextOfMoreThanAMegabyteIsNoText) {
+  EXPECT_THAT(ReadSheet("<row><c><v>1</v></c></row><row><c t='inlineStr'><is><t>" +
+                        std::string(1'100'000, 'x') + "</t></is></c></row>")
+                  .second,
+              HasSubstr("länger als 1 MB"));
+}
+
 TEST(Xlsx, OtherDocumentsAreToldByName) {
   testing::TempFolder folder;
   const auto open = [&](const std::string& part, const std::string& content) {

@@ -19,7 +19,8 @@ constexpr unsigned kKindMask = 0x0F;
 }  // namespace
 
 void PackedCells::Add(std::uint32_t row, std::uint32_t column, const Cell& cell) {
-  if (open_run_.empty() || runs_.back().row != row) {
+  constexpr std::size_t kLongestRun = std::size_t{1} << 20;
+  if (open_run_.empty() || runs_.back().row != row || open_run_.size() > kLongestRun) {
     CloseRun();
     if (runs_.size() == kMostRows) RaiseDamaged("es beginnt immer wieder mit denselben Zeilen");
     runs_.push_back(Run{row, 0, packed_.size()});

@@ -34,6 +34,14 @@ std::string Unescape(std::string_view text) {
   return plain;
 }
 
+// Appends a part of a text. Spreadsheets allow 32,767 characters in a cell; more than this is no text of a
+// sheet.
+void AppendPart(std::string& text, std::string_view part) {
+  constexpr std::size_t kLongestText = std::size_t{1} << 20;
+  if (part.size() > kLongestText - text.size()) RaiseDamaged("ein Text ist länger als 1 MB");
+  text += part;
+}
+
 // The text of the element that has just started: of its "t" elements, in whatever runs they are, but not of
 // the phonetic ones.
 std::string TakeText(XmlStream& xml) {
@@ -55,7 +63,7 @@ std::string TakeText(XmlStream& xml) {
         --depth;
         break;
       case Node::kText:
-        if (in_text) text += xml.text();
+        if (in_text) AppendPart(text, xml.text());
         break;
       case Node::kEndOfPart: return text;
     }
@@ -70,7 +78,7 @@ std::string TakeValue(XmlStream& xml) {
     switch (xml.Next()) {
       case Node::kStart: ++depth; break;
       case Node::kEnd: --depth; break;
-      case Node::kText: text += xml.text(); break;
+      case Node::kText: AppendPart(text, xml.text()); break;
       case Node::kEndOfPart: return text;
     }
   }

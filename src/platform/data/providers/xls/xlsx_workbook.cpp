@@ -15,6 +15,9 @@ namespace {
 
 using Node = XmlStream::Node;
 
+// An archive cannot have more.
+constexpr std::size_t kMostParts = 65536;
+
 bool IsOn(const std::optional<std::string>& flag) { return flag == "1" || flag == "true"; }
 
 std::optional<std::size_t> ParseIndex(const std::optional<std::string>& text) {
@@ -56,11 +59,12 @@ XlsxWorkbook::Relations XlsxWorkbook::ReadRelations(const std::string& part) con
   Relations relations;
   const ZipArchive::Part* list = archive_.Find(folder + "_rels/" + name + ".rels");
   if (list == nullptr) return relations;
-  XmlStream xml(archive_, *list);
+  XmlStream xml(archive_, *list, XmlStream::kSmallPart);
   for (Node node = xml.Next(); node != Node::kEndOfPart; node = xml.Next()) {
     if (node != Node::kStart || xml.name() != "Relationship") continue;
     const std::string type = xml.Attribute("Type").value_or("");
     const std::string target = ResolvePart(folder, xml.Attribute("Target").value_or(""));
+    if (relations.size() > kMostParts) RaiseDamaged("ein Teil verweist auf zu viele Teile");
     relations[xml.Attribute("Id").value_or("")] = Relation{SplitPartName(type).second, target};
   }
   return relations;
@@ -87,7 +91,7 @@ void XlsxWorkbook::ReadWorkbookPart(const std::string& part) {
   }
   std::vector<DefinedName> names;
   std::optional<DefinedName> open_name;
-  XmlStream xml(archive_, *found);
+  XmlStream xml(archive_, *found, XmlStream::kSmallPart);
   for (Node node = xml.Next(); node != Node::kEndOfPart; node = xml.Next()) {
     if (node == Node::kText && open_name) open_name->formula += xml.text();
     if (node == Node::kEnd && open_name) names.push_back(*std::exchange(open_name, std::nullopt));
@@ -99,6 +103,7 @@ void XlsxWorkbook::ReadWorkbookPart(const std::string& part) {
       const bool has_cells = relation != relations.end() && relation->second.type == "worksheet";
       sheet_numbers_.push_back(has_cells ? std::optional(sheet_names_.size()) : std::nullopt);
       if (!has_cells) continue;
+      if (sheet_names_.size() > kMostParts) RaiseDamaged("sie nennt zu viele Tabellenblätter");
       sheet_names_.push_back(xml.Attribute("name").value_or(""));
       sheet_parts_.push_back(relation->second.part);
     } else if (xml.name() == "definedName") {
@@ -107,11 +112,14 @@ void XlsxWorkbook::ReadWorkbookPart(const std::string& part) {
       if (shown) open_name = std::move(name);
     }
   }
-  for (const DefinedName& name : names) ResolveName(name);
+  std::unordered_map<std::string, std::size_t> sheets;
+  for (std::size_t i = 0; i < sheet_names_.size(); ++i) sheets[sheet_names_[i]] = i;
+  for (const DefinedName& name : names) ResolveName(name, sheets);
 }
 
 // "Tabelle1!$A$1:$D$20", "'Mit Blank'!$A$1".
-void XlsxWorkbook::ResolveName(const DefinedName& defined) {
+void XlsxWorkbook::ResolveName(const DefinedName& defined,
+                               const std::unordered_map<std::string, std::size_t>& sheets) {
   const std::size_t mark = defined.formula.rfind('!');
   if (mark == std::string::npos) return;
   std::string sheet = defined.formula.substr(0, mark);
@@ -120,11 +128,9 @@ void XlsxWorkbook::ResolveName(const DefinedName& defined) {
   }
   const auto range = ParseRange(std::string_view(defined.formula).substr(mark + 1));
   if (!range) return;
-  NamedRange named{defined.name, std::nullopt, sheet_names_.size(), *range};
-  for (std::size_t i = 0; i < sheet_names_.size(); ++i) {
-    if (sheet_names_[i] == sheet) named.sheet = i;
-  }
-  if (named.sheet == sheet_names_.size()) return;
+  const auto found = sheets.find(sheet);
+  if (found == sheets.end()) return;
+  NamedRange named{defined.name, std::nullopt, found->second, *range};
   if (defined.scope) {
     if (*defined.scope >= sheet_numbers_.size() || !sheet_numbers_[*defined.scope]) return;
     named.scope = sheet_numbers_[*defined.scope];
@@ -135,6 +141,7 @@ void XlsxWorkbook::ResolveName(const DefinedName& defined) {
 void XlsxWorkbook::ReadStyles(const std::string& part) {
   const ZipArchive::Part* found = archive_.Find(part);
   if (found == nullptr) return;
+  constexpr std::size_t kMostFormats = 65536;
   std::map<std::size_t, NumberStyle> custom;
   bool in_cell_formats = false;
   XmlStream xml(archive_, *found);
@@ -142,9 +149,9 @@ void XlsxWorkbook::ReadStyles(const std::string& part) {
     if (xml.name() == "cellXfs" && node != Node::kText) in_cell_formats = node == Node::kStart;
     if (node != Node::kStart) continue;
     const auto number = ParseIndex(xml.Attribute("numFmtId"));
-    if (xml.name() == "numFmt" && number) {
+    if (xml.name() == "numFmt" && number && *number < kMostFormats) {
       custom[*number] = StyleOfFormatCode(xml.Attribute("formatCode").value_or(""));
-    } else if (xml.name() == "xf" && in_cell_formats) {
+    } else if (xml.name() == "xf" && in_cell_formats && styles_.size() < kMostFormats) {
       const auto own = custom.find(number.value_or(0));
       constexpr std::size_t kBuiltInFormats = 164;
       const std::size_t built_in = number.value_or(0) < kBuiltInFormats ? number.value_or(0) : 0;

@@ -3,6 +3,7 @@
 
 #include <map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/data/providers/xls/workbook.h"
@@ -40,7 +41,8 @@ class XlsxWorkbook final : public Workbook {
   std::string FindWorkbookPart() const;
   void ReadWorkbookPart(const std::string& part);
   void ReadStyles(const std::string& part);
-  void ResolveName(const DefinedName& defined);
+  // `sheets`: where those with cells stand, by name.
+  void ResolveName(const DefinedName& defined, const std::unordered_map<std::string, std::size_t>& sheets);
 
   std::string file_;
   ZipArchive archive_;  // views file_

@@ -31,7 +31,9 @@ struct XmlStream::Parser {
   static int Read(void* context, char* buffer, int size) {
     auto* self = static_cast<XmlStream*>(context);
     try {
-      return static_cast<int>(self->stream_.Read(buffer, static_cast<std::size_t>(size)));
+      const std::size_t got = self->stream_.Read(buffer, static_cast<std::size_t>(size));
+      self->guard_.Look({buffer, got});
+      return static_cast<int>(got);
     } catch (const std::exception&) {
       self->read_error_ = std::current_exception();
       return -1;
@@ -39,8 +41,9 @@ struct XmlStream::Parser {
   }
 };
 
-XmlStream::XmlStream(const ZipArchive& archive, const ZipArchive::Part& part)
+XmlStream::XmlStream(const ZipArchive& archive, const ZipArchive::Part& part, std::uint64_t most_size)
     : stream_(archive, part), parser_(std::make_unique<Parser>()) {
+  if (part.size > most_size) RaiseDamaged("der Teil " + part.name + " des Archivs ist zu groß");
   InitialiseLibrary();
   // Nothing is fetched from the network and no entity is expanded.
   parser_->reader = xmlReaderForIO(&Parser::Read, nullptr, this, nullptr, nullptr, XML_PARSE_NONET);

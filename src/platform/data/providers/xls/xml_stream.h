@@ -1,12 +1,14 @@
 // An XML part of an archive, element by element, never held whole.
 #pragma once
 
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "platform/data/providers/xls/tag_guard.h"
 #include "platform/data/providers/xls/zip_archive.h"
 
 namespace kestrel::xls {
@@ -14,9 +16,12 @@ namespace kestrel::xls {
 class XmlStream {
  public:
   enum class Node { kStart, kEnd, kText, kEndOfPart };
+  // For parts that tell about others, of which all is kept.
+  static constexpr std::uint64_t kSmallPart = std::uint64_t{16} << 20;
+  static constexpr std::uint64_t kAnySize = ~std::uint64_t{0};
 
-  // The archive must outlive this.
-  XmlStream(const ZipArchive& archive, const ZipArchive::Part& part);
+  // The archive must outlive this. Error 3000 for a part of more than `most_size` bytes.
+  XmlStream(const ZipArchive& archive, const ZipArchive::Part& part, std::uint64_t most_size = kAnySize);
   ~XmlStream();
   XmlStream(const XmlStream&) = delete;
   XmlStream& operator=(const XmlStream&) = delete;
@@ -40,6 +45,7 @@ class XmlStream {
  private:
   struct Parser;
   ZipStream stream_;
+  TagGuard guard_;
   std::unique_ptr<Parser> parser_;
   std::string_view name_;
   std::string_view text_;

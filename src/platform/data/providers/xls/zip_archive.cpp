@@ -30,8 +30,10 @@ constexpr bool kComparesChecksums = true;
 constexpr std::uint16_t kStored = 0;
 constexpr std::uint16_t kDeflated = 8;
 
-// More than any sheet a person works with; keeps an archive made to burst from filling the memory.
-constexpr std::uint64_t kMostUnpacked = std::uint64_t{1} << 30;
+// Sheets unpack to ten or twenty times their size, seldom to fifty. An archive made to burst is not unpacked
+// for longer than a person would wait.
+constexpr std::uint64_t kMostTimes = 128;
+constexpr std::uint64_t kAlwaysUnpacked = std::uint64_t{64} << 20;
 
 // The record that closes the archive: the last one, though a comment may follow it.
 Bytes FindEnd(Bytes file) {
@@ -104,7 +106,10 @@ struct ZipStream::Inflater {
 
 ZipStream::ZipStream(const ZipArchive& archive, const ZipArchive::Part& part)
     : packed_(archive.Packed(part)), size_(part.size), expected_checksum_(part.checksum) {
-  if (size_ > kMostUnpacked) RaiseDamaged("ein Teil des Archivs ist größer als 1 GB");
+  if (size_ > std::max(kAlwaysUnpacked, packed_.size() * kMostTimes)) {
+    RaiseDamaged("ein Teil des Archivs würde entpackt " + std::to_string(size_ >> 20) +
+                 " MB groß, was bei seiner Größe nicht sein kann");
+  }
   if (part.method == kDeflated) {
     inflater_ = std::make_unique<Inflater>(packed_);
   } else if (part.method != kStored || packed_.size() != size_) {
