@@ -53,6 +53,28 @@ std::string CurrencyDigits(std::uint64_t bits) {
   return WithPoint(std::to_string(negative ? 0 - bits : bits), negative, 4);
 }
 
+// 42 characters: days since 1 January of the year 1 (19 digits), seconds of the day (12) and their fraction
+// (7), as "days:seconds:7". The fraction, which no text shows, is dropped.
+double ExtendedSerial(std::string_view cell) {
+  constexpr double kYearOne = -693593;
+  const RawBytes bytes(cell);
+  const auto number = [&](std::size_t at, std::size_t size) {
+    const std::string_view digits = bytes.Part(at, size);
+    std::int64_t value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + size, value);
+    if (error != std::errc() || end != digits.data() + size)
+      throw Damaged("ein Datum besteht nicht aus Ziffern");
+    return static_cast<double>(value);
+  };
+  return SerialOf(number(0, 19) + kYearOne, number(20, 12));
+}
+
+std::string ExtendedDateText(std::string_view cell) {
+  const auto date = DateTimeOf(ExtendedSerial(cell));
+  if (!date) throw Damaged("ein Datum liegt nicht im Kalender");
+  return FormatDateTime(*date);
+}
+
 // {00112233-4455-6677-8899-AABBCCDDEEFF}: the first three groups are numbers, the rest bytes.
 std::string GuidText(std::string_view bytes) {
   constexpr std::array<std::size_t, 16> kOrder{3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
@@ -96,6 +118,7 @@ std::int64_t WholeNumber(ColumnKind kind, std::string_view cell) {
 }
 
 double RealNumber(ColumnKind kind, std::string_view cell) {
+  if (kind == ColumnKind::kExtendedDate) return ExtendedSerial(cell);
   const RawBytes bytes(cell);
   if (kind != ColumnKind::kSingle) return bytes.Double(0);
   const float number = bytes.Float(0);
@@ -139,6 +162,7 @@ std::string_view CellText(const JetFile& file, const Column& column, std::string
     case ColumnKind::kSingle:
     case ColumnKind::kDouble: buffer = FormatNumber(RealNumber(column.kind, cell)); return buffer;
     case ColumnKind::kDate: buffer = SerialText(RealNumber(column.kind, cell)); return buffer;
+    case ColumnKind::kExtendedDate: buffer = ExtendedDateText(cell); return buffer;
     default: break;
   }
   std::array<char, 24> digits{};

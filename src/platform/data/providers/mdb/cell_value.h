@@ -25,8 +25,8 @@ bool TruthValue(const std::optional<std::string_view>& cell);
 // kByte, kInteger, kLong, kBigInteger.
 bool IsWhole(ColumnKind kind);
 std::int64_t WholeNumber(ColumnKind kind, std::string_view cell);
-// kSingle, kDouble, kDate (days since 30.12.1899). A single precision number becomes the double of its
-// shortest text, so that 0.1 stays 0.1.
+// kSingle, kDouble, kDate and kExtendedDate (days since 30.12.1899). A single precision number becomes the
+// double of its shortest text, so that 0.1 stays 0.1.
 double RealNumber(ColumnKind kind, std::string_view cell);
 // kCurrency, kNumeric: digits with a sign and a point.
 std::string DecimalDigits(const Column& column, std::string_view cell);

@@ -22,7 +22,8 @@ ValueType TypeOf(ColumnKind kind) {
     case ColumnKind::kCurrency: return ValueType::kCurrency;
     case ColumnKind::kSingle:
     case ColumnKind::kDouble: return ValueType::kReal;
-    case ColumnKind::kDate: return ValueType::kDate;
+    case ColumnKind::kDate:
+    case ColumnKind::kExtendedDate: return ValueType::kDate;
     case ColumnKind::kNumeric: return ValueType::kDecimal;
     case ColumnKind::kBinary:
     case ColumnKind::kOle: return ValueType::kBytes;

@@ -229,7 +229,7 @@ void BindCell(sqlite3_stmt* statement, int parameter, TableReader& reader, std::
   } else if (column.kind == ColumnKind::kCurrency || column.kind == ColumnKind::kNumeric) {
     BindDecimal(statement, parameter, DecimalDigits(column, *cell));
   } else if (column.kind == ColumnKind::kSingle || column.kind == ColumnKind::kDouble ||
-             column.kind == ColumnKind::kDate) {
+             column.kind == ColumnKind::kDate || column.kind == ColumnKind::kExtendedDate) {
     sqlite3_bind_double(statement, parameter, RealNumber(column.kind, *cell));
   } else if (column.kind == ColumnKind::kBinary || column.kind == ColumnKind::kOle) {
     std::string gathered;

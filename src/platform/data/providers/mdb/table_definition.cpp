@@ -133,7 +133,8 @@ std::optional<std::string> WhyUnreadable(const Column& column) {
     return "es ist eine Anlage, ein Feld mit mehreren Werten oder der Versionsverlauf eines Memofelds";
   }
   const bool known = (kind >= ColumnKind::kBoolean && kind <= ColumnKind::kMemo) || kind == ColumnKind::kGuid ||
-                     kind == ColumnKind::kNumeric || kind == ColumnKind::kBigInteger;
+                     kind == ColumnKind::kNumeric || kind == ColumnKind::kBigInteger ||
+                     kind == ColumnKind::kExtendedDate;
   if (known) return std::nullopt;
   if (column.calculated) return "es ist ein berechnetes Feld, dessen Datentyp in der Datei fehlt";
   return "sein Datentyp (Nummer " + std::to_string(static_cast<int>(kind)) + ") ist nicht bekannt";

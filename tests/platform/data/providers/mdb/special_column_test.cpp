@@ -104,6 +104,31 @@ TEST(AccessCalculatedColumn, WithoutAKnownResultTypeItIsLeftOut) {
   EXPECT_THAT(connection.Remarks("T").at(0).text, HasSubstr("berechnetes Feld"));
 }
 
+// A date of Access 2019, read from the table and through a query.
+std::string ExtendedDate(const std::string& stored) {
+  JetBuilder builder;
+  const auto table = builder.AddTable("T", {{"Wann", 20, 42}});
+  builder.AddRow(table, {stored + std::string(1, '\0')});
+  builder.AddQuery("Q", {{1, 1}, {5, {}, "", "T"}, {6, 0, "T.Wann"}});
+  mdb::AccessConnection connection = Connect(builder);
+  const RecordsetPtr rows = connection.OpenRecordset("SELECT * From T");
+  EXPECT_EQ(rows->TextAt(0), connection.OpenRecordset("SELECT * From Q")->TextAt(0));
+  return std::string(rows->TextAt(0));
+}
+
+TEST(AccessExtendedDate, ReadsAsADateAndATime) {
+  EXPECT_EQ(ExtendedDate("0000000000000737424:0000000432000000000:7"), "01.01.2020 12:00:00");
+  EXPECT_EQ(ExtendedDate("0000000000000737424:0000000000000000000:7"), "01.01.2020");
+  EXPECT_EQ(ExtendedDate("0000000000000737424:0000000863999999999:7"), "01.01.2020 23:59:59");
+  EXPECT_EQ(ExtendedDate("0000000000000000000:0000000000000000000:7"), "01.01.0001");
+  EXPECT_EQ(ExtendedDate("0000000000003652058:0000000863990000000:7"), "31.12.9999 23:59:59");
+}
+
+TEST(AccessExtendedDate, WhatIsNoDateIsAnError) {
+  EXPECT_ERROR(ExtendedDate("0000000000009999999:0000000000000000000:7"), ErrorNumber::kDatabase);
+  EXPECT_ERROR(ExtendedDate("000000000000073742x:0000000000000000000:7"), ErrorNumber::kDatabase);
+}
+
 TEST(AccessLeftOutColumn, TheOthersAreReadAndItIsTold) {
   JetBuilder builder;
   const auto table =
