@@ -7,14 +7,12 @@
 //
 // Optional; a run looks once, at its start, which of them the class has:
 //
-//   NextLateError     whether there is one more error of a record handed over earlier that was not told yet,
-//   which
-//                     ErrorCode and ErrorDescription then tell
-//   ErrorFirstRecord, read after an ErrorCode other than 0: the records that the error belongs to, counted from
-//   1 ErrorLastRecord   over the calls of ImportRecord since BeforeImport; 0 is the record just handed over, -1
-//   none.
-//                     More than one: all of them were lost, for instance with their transaction
-//   StopReason        read after an ErrorCode other than 0: not empty where going on is senseless, and why
+//   NextLateError: whether there is one more error of a record handed over earlier that was not told yet. It is
+//     told by ErrorCode and ErrorDescription then.
+//   ErrorFirstRecord, ErrorLastRecord, read after an ErrorCode other than 0: the records that the error belongs
+//     to, counted from 1 over the calls of ImportRecord since BeforeImport. 0 is the record just handed over,
+//     -1 none. More than one: all of them were lost, for instance with their transaction.
+//   StopReason, read after an ErrorCode other than 0: not empty where going on is senseless, and why.
 //
 // Order at the start of step 2 (CreateImportClass): the previous object is released; a new one is created;
 // Connection, PersonalNr, Application, SpecificationFile are assigned in this order.
@@ -30,8 +28,7 @@
 namespace kestrel {
 
 // Creates and primes the import class named by session.ImportClassProgID; a new import begins, with logs of its
-// own. On failure shows the message
-// and returns false: with error 429
+// own. On failure shows the message and returns false: with error 429
 //   "Der angegebene Import Provider ''" + ProgID + "'' kann nicht geladen werden. Fehlercode 429."
 // with the information icon and no title of its own, with any other error "Fehler: " + its description
 // without icon. When creating itself failed, session.ImportClass is unset. `failure`, where given, receives

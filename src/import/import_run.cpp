@@ -123,8 +123,8 @@ class RunSteps {
   void RemoveSource();
   // Whose the errors are that ErrorCode tells.
   enum class Told { kBeforeARecord, kOfTheRecord, kLate };
-  // Reads ErrorCode and counts what it tells; whether it tells an error.
-  bool CheckImportClass(std::string_view function, Told told);
+  // Reads ErrorCode and counts what it tells.
+  void CheckImportClass(std::string_view function, Told told);
   std::string NoteLoss(Told told);
   Recordset& Record();
   void TakeFigures();
@@ -270,12 +270,10 @@ void RunSteps::HandOver() {
   CheckImportClass("ImportRecord", Told::kOfTheRecord);
 }
 
-bool RunSteps::CheckImportClass(std::string_view function, Told told) {
-  bool is_error = false;
+void RunSteps::CheckImportClass(std::string_view function, Told told) {
   errors_.Try([&] {
     const std::int64_t code = error_code_.Get().ToInteger();
     if (code == 0) return;
-    is_error = true;
     std::string description;
     errors_.Try([&] { description = GetProperty(session_.ImportClass, "ErrorDescription").ToText(); });
     std::string where;
@@ -283,7 +281,6 @@ bool RunSteps::CheckImportClass(std::string_view function, Told told) {
     errors_.Count(code, description, function, where);
     if (stop_reason_ && result_.stop_reason.empty()) result_.stop_reason = stop_reason_->Get().ToText();
   });
-  return is_error;
 }
 
 // The records that are lost by the error just read. Returns which they are, for the log, where the import class

@@ -130,6 +130,14 @@ TEST_F(RunLossesTest, AnErrorThatNamesNoRecordBelongsToTheOneJustHandedOver) {
   EXPECT_THAT(LogLines(), ElementsAre("Fehler: 7 nein (ImportRecord/ImportStart)"));
 }
 
+TEST_F(RunLossesTest, AnErrorOfNoRecordRejectsNone) {
+  UseNames({"A", "B"});
+  TellWhichRecords();
+  FailAt(1, {.code = 7, .description = "allgemein", .first = -1});
+  ExpectFigures(Run(), 2, 0);
+  EXPECT_THAT(LogLines(), ElementsAre("Fehler: 7 allgemein (ImportRecord/ImportStart)"));
+}
+
 TEST_F(RunLossesTest, NumbersBeyondTheRecordsHandedOverAreCut) {
   UseNames({"A", "B"});
   TellWhichRecords();
