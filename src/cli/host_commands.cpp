@@ -21,13 +21,25 @@ namespace {
 
 // Makes the sample host in the folder, its database where --host says; what may be printed of the database.
 std::string MakeSampleHost(Workspace& workspace, const std::string& folder) {
-  const ObjectPtr setup = workspace.components().CreateObject("kestrelhost.Setup");
-  if (workspace.options().host.empty()) return CallMethod(setup, "CreateSampleHost", folder).ToText();
-  workspace.OpenHost(Workspace::MissingHost::kMake);
-  CallMethod(setup, "InitialiseDatabase", workspace.session().HostConnection);
-  CallMethod(setup, "CreateSampleFiles", folder);
+  const bool own_host = !workspace.options().host.empty();
+  if (own_host) workspace.OpenHost(Workspace::MissingHost::kMake);
   // A connection string may hold a password.
-  return "(--host)";
+  std::string database = "(--host)";
+  Trap(
+      [&] {
+        const ObjectPtr setup = workspace.components().CreateObject("kestrelhost.Setup");
+        if (own_host) {
+          CallMethod(setup, "InitialiseDatabase", workspace.session().HostConnection);
+          CallMethod(setup, "CreateSampleFiles", folder);
+        } else {
+          database = CallMethod(setup, "CreateSampleHost", folder).ToText();
+        }
+      },
+      [&](const RuntimeError& error) {
+        throw NotUsable("Die Beispielanwendung konnte in ''" + folder + "'' nicht angelegt werden. " +
+                        error.Description());
+      });
+  return database;
 }
 
 // The text as one word of a shell.
@@ -41,6 +53,7 @@ std::string ShellWord(const std::string& text) {
 
 int InitCommand(Workspace& workspace, const InitOptions& options) {
   const std::string& folder = options.folder;
+  if (folder.empty()) throw NotUsable("Es ist kein Ordner angegeben.");
   if (FileExists(folder)) throw NotUsable("''" + folder + "'' ist eine Datei und kein Ordner.");
   std::error_code error;
   if (!options.force && FolderExists(folder) && !std::filesystem::is_empty(folder, error) && !error) {
@@ -65,8 +78,16 @@ int LogCommand(Workspace& workspace, const LogOptions& options) {
   workspace.OpenHost();
   const ObjectPtr reader = workspace.components().CreateObject("kestrelhost.LogReader");
   SetProperty(reader, "Connection", workspace.session().HostConnection);
-  const RecordsetPtr rows = ToRecordset(
-      CallMethod(reader, "ReadLog", options.duplicates ? kDuplicateLogList : kErrorLogList, options.last));
+  RecordsetPtr rows;
+  Trap(
+      [&] {
+        const char* list = options.duplicates ? kDuplicateLogList : kErrorLogList;
+        rows = ToRecordset(CallMethod(reader, "ReadLog", list, options.last));
+      },
+      [](const RuntimeError& error) {
+        throw NotUsable("Die Protokolle der Hauptanwendung können nicht gelesen werden. " +
+                        error.Description());
+      });
   const auto text = [&](const char* column) { return std::string(rows->TextAt(rows->RequireColumn(column))); };
 
   std::vector<TableWriter::Column> columns = {

@@ -51,13 +51,14 @@ int ListCommand(Workspace& workspace, const ListOptions& options) {
   Session& session = workspace.session();
   const std::string& folder = workspace.spec_folder();
   const auto kind = options.templates ? SpecificationKind::kTemplate : SpecificationKind::kSpecification;
+  if (FileExists(folder)) throw NotUsable("''" + folder + "'' ist eine Datei und kein Ordner.");
+  if (!FolderExists(folder)) throw NotUsable("Der Ordner der Importspezifikationen fehlt: " + folder);
   TableWriter table(workspace.out(), workspace.options().format,
                     {{"Beschreibung", "description"},
                      {"Anwendung", "application"},
                      {"Quelle", "provider"},
                      {"Ziel", "importClass"},
                      {"Datei", "file"}});
-  if (!FolderExists(folder)) throw NotUsable("Der Ordner der Importspezifikationen fehlt: " + folder);
   const auto row = [&](const std::string& path) {
     const auto read = [&](const char* key, const char* otherwise) {
       return GetIniString(session.profiles, path, "Common", key, otherwise);

@@ -1,25 +1,14 @@
-#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <ostream>
 #include <utility>
 
+#include "cli/german_usage.h"
 #include "cli/program.h"
 
 namespace kestrel::cli {
 
 namespace {
-
-// CLI11's own messages, in the language of the program.
-void SpeakGerman(CLI::App& app) {
-  app.get_formatter()->label("OPTIONS", "OPTIONEN");
-  app.get_formatter()->label("SUBCOMMAND", "BEFEHL");
-  app.get_formatter()->label("Options", "Optionen");
-  app.get_formatter()->label("Positionals", "Angaben");
-  app.get_formatter()->label("Subcommands", "Befehle");
-  app.get_formatter()->label("Usage", "Aufruf");
-  app.get_formatter()->label("REQUIRED", "NÖTIG");
-  app.set_help_flag("-h,--help", "Diese Hilfe");
-}
 
 constexpr const char* kExitStatusHelp =
     "Rückgabewerte: 0 fertig ohne Fehler; 1 fertig, Fehler gezählt; 2 falscher Aufruf; 3 vom Importziel\n"
@@ -44,7 +33,7 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
       ->type_name("ORDNER");
   std::string format = "text";
   app.add_option("--format", format, "Ausgabe: text, json oder csv")
-      ->check(CLI::IsMember({"text", "json", "csv"}))
+      ->check(OneOf({"text", "json", "csv"}))
       ->type_name("FORMAT");
 
   ListOptions list_options;
@@ -73,22 +62,24 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
   auto* columns = with_spec(app.add_subcommand("columns", "Spalten der Datenquelle auflisten"), true);
   auto* preview = with_spec(app.add_subcommand("preview", "Die ersten Datensätze der Quelle zeigen"), true);
   std::int64_t records = 10;
-  preview->add_option("-n", records, "Anzahl der Datensätze")->check(CLI::NonNegativeNumber)->type_name("N");
+  preview->add_option("-n", records, "Anzahl der Datensätze")->check(Count())->type_name("N");
 
   RunOptions run_options;
   auto* run = with_spec(app.add_subcommand("run", "Importieren"), true);
   run->add_flag("--test", run_options.test, "nur lesen und prüfen, nichts speichern");
-  run->add_option("--user", common.user, "Personalnummer für die Protokolle")->type_name("PERSONALNR");
+  run->add_option("--user", common.user, "Personalnummer für die Protokolle")
+      ->check(WithoutSeparators())
+      ->type_name("PERSONALNR");
   std::string progress = "auto";
   run->add_option("--progress", progress, "Fortschritt: auto, plain oder none")
-      ->check(CLI::IsMember({"auto", "plain", "none"}))
+      ->check(OneOf({"auto", "plain", "none"}))
       ->type_name("ART");
 
   LogOptions log_options;
   std::string which = "errors";
   auto* log = app.add_subcommand("log", "Protokolle der Importe zeigen");
   log->add_option("WELCHES", which, "errors oder duplicates")
-      ->check(CLI::IsMember({"errors", "duplicates"}))
+      ->check(OneOf({"errors", "duplicates"}))
       ->type_name("");
   log->add_flag("--last", log_options.last, "nur das letzte");
 

@@ -127,7 +127,12 @@ void Workspace::OpenHost(MissingHost missing) {
   }
   Trap([&] { session_.HostConnection = OpenConnection(connection_string); },
        [](const RuntimeError& error) {
-         throw NotUsable("Die Datenbank der Hauptanwendung kann nicht geöffnet werden. " + error.Description());
+         const bool unknown = error.Is(ErrorNumber::kProviderNotFound);
+         throw NotUsable("Die Datenbank der Hauptanwendung kann nicht geöffnet werden. " + error.Description() +
+                         (unknown
+                              ? ". Möglich sind eine SQLite-Datei (.db, .sqlite, .sqlite3) und eine Adresse, "
+                                "die mit postgresql:// beginnt."
+                              : ""));
        });
   // A host that has nothing to restore, or another one; what is wrong with it the import will tell.
   Trap(
@@ -140,6 +145,7 @@ void Workspace::OpenHost(MissingHost missing) {
 }
 
 std::string Workspace::FindSpecification(const std::string& name) {
+  if (name.empty()) throw NotUsable("Es ist keine Importspezifikation angegeben.");
   if (FileExists(name)) return name;
   if (name.find('/') == std::string::npos) {
     for (const char* extension : {"", ".IMP", ".imp", ".IMT", ".imt"}) {
@@ -157,7 +163,9 @@ std::string Workspace::FindSpecification(const std::string& name) {
     }
   }
   throw NotUsable("Die Importspezifikation '" + name + "' wurde nicht gefunden (gesucht in " + spec_folder_ +
-                  ")." + (known.empty() ? "" : " Vorhanden sind:" + known));
+                  (FolderExists(spec_folder_) ? "" : ", diesen Ordner gibt es nicht") + ")." +
+                  (FolderExists(name) ? " ''" + name + "'' ist ein Ordner." : "") +
+                  (known.empty() ? "" : " Vorhanden sind:" + known));
 }
 
 void Workspace::LoadSpecification(const std::string& name, const std::string& source_file) {
@@ -207,6 +215,9 @@ void Workspace::TakeStream() {
 void Workspace::OpenSource() {
   if (session_.Provider == kTextSource) {
     TakeStream();
+    if (FolderExists(session_.FileName)) {
+      throw NotUsable("''" + session_.FileName + "'' ist ein Ordner und keine Textdatei.");
+    }
     if (!FileExists(session_.FileName)) {
       throw NotUsable("Die Datei ''" + session_.FileName + "'' existiert nicht.");
     }
@@ -224,6 +235,12 @@ void Workspace::OpenSource() {
 }
 
 void Workspace::OpenImportClass() {
+  if (session_.ImportClassProgID.empty()) {
+    throw NotUsable(
+        session_.ChosenSpecFile +
+        ": Im Abschnitt [Common] fehlt ImportClass, das Importziel. 'kestrel-import check' prüft, ob "
+        "dies eine Importspezifikation ist.");
+  }
   std::optional<RuntimeError> failure;
   if (!CreateImportClass(session_, &failure)) throw NotUsable(failure->Description());
 }

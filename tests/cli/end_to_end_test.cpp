@@ -240,6 +240,45 @@ TEST_F(EndToEnd, WrongUseIsStatus2AndSaysWhatIsWrong) {
   EXPECT_EQ(Run({"--help"}).status, 0);
 }
 
+TEST_F(EndToEnd, WhatIsWrongIsToldInGermanWithAWayOut) {
+  struct Case {
+    std::vector<std::string> arguments;
+    int status;
+    const char* told;
+  };
+  std::filesystem::create_directory(folder_.File("leer"));
+  WriteSpec("Leer.IMP", "");
+  const std::vector<Case> cases = {
+      {{"tanze"}, 2, "Es fehlt ein Befehl, oder er ist falsch geschrieben."},
+      {{"show"}, 2, "Es fehlt die Angabe SPEC."},
+      {{"list", "--force"}, 2, "Diese Angabe ist hier nicht bekannt: --force"},
+      {{"preview", "Kunden", "-n", "-3"}, 2, "'-3' ist keine Anzahl."},
+      {{"list", "--app-mode", "x"}, 2, "Dieser Wert ist nicht möglich: --app-mode = x"},
+      {{"log", "alles"}, 2, "'alles' ist nicht möglich. Möglich sind: errors, duplicates."},
+      {{"run", "Kunden", "--user", "../x"}, 2, "'../x' enthält / oder \\"},
+      {{"show", ""}, 4, "Es ist keine Importspezifikation angegeben."},
+      {{"show", host()}, 4, "ist ein Ordner."},
+      {{"show", "Leer"}, 4, "fehlt ImportClass"},
+      {{"columns", "Kunden", "--file", "/"}, 4, "''/'' ist ein Ordner und keine Textdatei."},
+      {{"run", "Kunden", "--host", "nix"}, 4, "Möglich sind eine SQLite-Datei"},
+      {{"log", "--host", "Provider=SQLite;Data Source=" + Spec("Leer.IMP")}, 4,
+       "Die Protokolle der Hauptanwendung können nicht gelesen werden."},
+      {{"init", ""}, 4, "Es ist kein Ordner angegeben."},
+      {{"init", "/proc/x"}, 4, "Die Beispielanwendung konnte in ''/proc/x'' nicht angelegt werden."}};
+  for (const Case& one : cases) {
+    const ProgramResult result = Run(one.arguments);
+    EXPECT_EQ(result.status, one.status) << one.told;
+    EXPECT_THAT(result.err, HasSubstr(one.told));
+    EXPECT_EQ(result.out, "") << one.told;
+  }
+  EXPECT_THAT(testing::RunProgram({BuiltProgram("kestrel-import"), "list", "--format"}).err,
+              HasSubstr("Zu --format fehlt ein Wert."));
+  const ProgramResult list = testing::RunProgram({BuiltProgram("kestrel-import"), "list", "--folder", "nirgends"});
+  EXPECT_EQ(list.status, 4);
+  EXPECT_EQ(list.out, "") << "no headings above nothing";
+  EXPECT_THAT(list.err, HasSubstr("Der Ordner der Importspezifikationen fehlt: nirgends"));
+}
+
 TEST_F(EndToEnd, ATerminalObeysNothingThatComesFromElsewhere) {
   const std::string hostile =
       "\x1b]0,x\x07\xc2\x9b"

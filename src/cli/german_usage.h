@@ -1,0 +1,18 @@
+// The command line's own words in German: labels of the help, and what is wrong with the arguments.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+namespace kestrel::cli {
+
+void SpeakGerman(CLI::App& app);
+
+// Checks of a value; each names the value and what is possible instead.
+CLI::Validator OneOf(const std::vector<std::string>& values);
+CLI::Validator Count();
+// A personnel number becomes part of a file name.
+CLI::Validator WithoutSeparators();
+
+}  // namespace kestrel::cli
