@@ -423,23 +423,35 @@ TEST_F(Xls, ACellThatCannotBeReadIsEmptyAndToldAtTheEnd) {
            AllOf(HasSubstr("\"S\""), HasSubstr("3 Zellen fehlt, zuerst der von C2"), HasSubstr("test.xls"))));
 }
 
-TEST_F(Xls, ASheetWithoutItsEndIsReadAndBrokenOff) {
+TEST_F(Xls, ASheetThatIsCutIsReadAndBrokenOff) {
   BiffWriter writer;
   AddSmallSheet(writer, "S");
   for (int row = 2; row < 5; ++row) writer.Number(row, 0, row);
   std::string bytes = writer.Bytes();
   bytes.resize(bytes.size() - 4);
-  // All cells are there, only the end is not.
+  // Nobody can tell whether the last row has lost cells.
   EXPECT_THAT(ReadBroken(bytes, "S"),
-              Pair(ElementsAre(Row{"1"}, Row{"2"}, Row{"3"}, Row{"4"}),
-                   AllOf(HasSubstr("\"S\""), HasSubstr("hinter Zeile 5"), HasSubstr("test.xls"))));
-  // Within the last row's only cell.
+              Pair(ElementsAre(Row{"1"}, Row{"2"}, Row{"3"}),
+                   AllOf(HasSubstr("\"S\""), HasSubstr("hinter Zeile 4"), HasSubstr("test.xls"))));
+  // Within the last row's only cell: the one before has ended.
   bytes.pop_back();
   EXPECT_THAT(ReadBroken(bytes, "S"),
               Pair(ElementsAre(Row{"1"}, Row{"2"}, Row{"3"}), HasSubstr("hinter Zeile 4")));
-  // So early that nobody can tell whether the row before has lost cells.
-  bytes.resize(bytes.size() - 16);
-  EXPECT_THAT(ReadBroken(bytes, "S"), Pair(ElementsAre(Row{"1"}, Row{"2"}), HasSubstr("hinter Zeile 3")));
+}
+
+// The directory tells that no byte of the stream is missing, so that all rows are there.
+TEST_F(Xls, ASheetThatWasWrittenWithoutItsEndHasAllItsRows) {
+  std::string bytes = testing::ReadBytes(FixturePath("kunden.xls"));
+  const auto whole = TableRows(*OpenBook(FixturePath("kunden.xls")), "Mit Blank");
+  const std::string end("\x0A\0\0\0", 4);
+  const std::string next("\x09\x08\x10\0", 4);
+  const std::size_t last_end = bytes.rfind(end + next);
+  ASSERT_NE(last_end, std::string::npos);
+  bytes[last_end + 1] = '\x0F';
+  const auto [rows, reason] = testing::RowsAndReason(
+      *OpenBook(folder.Write("test.xls", bytes))->OpenRecordset("SELECT * FROM [Mit Blank$]"));
+  EXPECT_EQ(rows, std::vector<Row>(whole.begin() + 1, whole.end()));
+  EXPECT_THAT(reason, HasSubstr("hinter Zeile 2"));
 }
 
 TEST_F(Xls, ANamedRangeBeforeTheCutIsWhole) {

@@ -49,7 +49,7 @@ class Utf16Text {
 
 bool RecordCursor::Next() {
   const std::size_t left = stream_->size() - std::min(next_, stream_->size());
-  is_cut_ = left > 0 && left < kRecordHead;
+  is_cut_ = false;
   if (left < kRecordHead) return false;
   const Bytes head = stream_->Read(next_, kRecordHead, scratch_);
   type_ = ReadU16(head, 0);

@@ -48,7 +48,7 @@ class RecordCursor {
 
   // Steps to the next record; false where the stream ends.
   bool Next();
-  // Whether it ended within a record. Its content is then as far there as data() tells.
+  // Whether it ended within the content of a record, which is then there as far as data() tells.
   bool is_cut() const { return is_cut_; }
 
   std::uint16_t type() const { return type_; }

@@ -12,7 +12,8 @@ namespace kestrel::xls {
 namespace {
 
 CompoundStream FindWorkbookStream(Bytes file) {
-  if (!CompoundFile::IsOne(file)) return CompoundStream{ScatteredBytes(file)};
+  // Nothing tells how long a bare stream should be.
+  if (!CompoundFile::IsOne(file)) return CompoundStream{ScatteredBytes(file), false};
   const CompoundFile container(file);
   if (auto stream = container.FindStream("Workbook")) return *std::move(stream);
   if (auto stream = container.FindStream("Book")) return *std::move(stream);

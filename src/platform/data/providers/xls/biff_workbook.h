@@ -21,7 +21,7 @@ class BiffWorkbook final : public Workbook {
 
   // --- For its sheets ---
   const ScatteredBytes& stream() const { return stream_.bytes; }
-  // Whether the file holds all of the stream.
+  // Whether the file is known to hold all of the stream.
   bool is_whole() const { return stream_.is_whole; }
   const SharedStrings& shared_strings() const { return shared_strings_; }
   bool days_from_1904() const { return globals_.days_from_1904; }
