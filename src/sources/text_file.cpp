@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/base/text.h"
+#include "sources/text_line.h"
 
 namespace kestrel {
 
@@ -33,6 +34,16 @@ bool FirstLineIsCertain(const LineScanner& scanner) {
          (!scanner.utf8() || !scanner.beyond_ascii());
 }
 
+Separators SeparatorsOf(const TextFormat& format) {
+  const std::string delimiter = DelimiterOf(format);
+  const std::string qualifier = QualifierOf(format);
+  const auto is_ascii = [](const std::string& text) {
+    return text.size() == 1 && static_cast<unsigned char>(text[0]) < 0x80;
+  };
+  if (!is_ascii(delimiter) || !is_ascii(qualifier) || delimiter == qualifier) return {};
+  return {delimiter[0], qualifier[0], /*enclose=*/true};
+}
+
 }  // namespace
 
 TextFile TextFile::Load(const std::string& path, const TextFormat& format, Extent extent) {
@@ -40,16 +51,18 @@ TextFile TextFile::Load(const std::string& path, const TextFormat& format, Exten
   TextWindow& window = text.window_;
   const ByteOrderMark mark = FindByteOrderMark(window.From(0).bytes);
   const bool repair = format.file_format == "ASCII";
+  const Separators separators = SeparatorsOf(format);
   const auto replace = [&](std::string decoded) {
     window.Release();
-    text.Replace(repair ? RepairAsciiUmlauts(decoded) : std::move(decoded), format.column_headings);
+    text.Replace(repair ? RepairAsciiUmlauts(decoded) : std::move(decoded), format.column_headings, separators);
   };
   if (IsUtf16(mark)) {
     replace(FromUtf16(window.All().substr(SizeOf(mark)), mark == ByteOrderMark::kUtf16Big));
     return text;
   }
 
-  LineScanner scanner(SizeOf(mark), format.column_headings, mark == ByteOrderMark::kUtf8 || !repair);
+  LineScanner scanner(SizeOf(mark), format.column_headings, mark == ByteOrderMark::kUtf8 || !repair,
+                      separators);
   for (bool done = false; !done;) {
     const TextWindow::Part part = window.From(scanner.position());
     text.end_ = part.begin + part.bytes.size();
@@ -74,13 +87,13 @@ TextFile TextFile::Load(const std::string& path, const TextFormat& format, Exten
   return text;
 }
 
-void TextFile::Replace(std::string text, bool header) {
+void TextFile::Replace(std::string text, bool header, const Separators& separators) {
   decoded_ = std::move(text);
   end_ = decoded_.size();
   decoded_.append(1 + LineScanner::kPadding, '\0');
-  LineScanner scanner(0, header, /*check_utf8=*/false);
+  LineScanner scanner(0, header, /*check_utf8=*/true, separators);
   const std::string_view content = std::string_view(decoded_).substr(0, end_);
-  scanner.Finish(content, 0);
+  while (!scanner.Finish(content, 0)) continue;
   charset_ = Charset::kUtf8;
   first_line_ = content.substr(0, scanner.first_line_end());
   TakeLines(scanner);
@@ -89,7 +102,15 @@ void TextFile::Replace(std::string text, bool header) {
 
 void TextFile::TakeLines(LineScanner& scanner) {
   line_end_ = scanner.line_end();
+  line_ends_within_values_ = scanner.line_ends_within_values();
   index_ = scanner.TakeIndex();
+}
+
+std::size_t TextFile::RecordSize(std::size_t row, const char* record) const {
+  // What lies between two records is empty lines; a value's own line feed has its qualifier behind it.
+  std::size_t size = NextBegin(row) - index_[row];
+  while (size > 0 && record[size - 1] == line_end_) --size;
+  return size;
 }
 
 std::string TextFile::Decode(std::string_view bytes) const {

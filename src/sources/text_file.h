@@ -40,8 +40,13 @@ class TextFile {
   const char* Record(std::size_t row) {
     const std::size_t begin = index_[row];
     if (!decoded_.empty()) return decoded_.data() + begin;
-    return window_.Hold(begin, row + 1 < index_.size() ? index_[row + 1] : end_);
+    return window_.Hold(begin, NextBegin(row));
   }
+
+  // Whether line_end() may stand within a record, too; then only RecordSize tells where it ends.
+  bool line_ends_within_values() const { return line_ends_within_values_; }
+  // The size in bytes of the record that begins at `record`.
+  std::size_t RecordSize(std::size_t row, const char* record) const;
 
   // Text of this file's character set as UTF-8, umlauts repaired.
   std::string Decode(std::string_view bytes) const;
@@ -49,14 +54,17 @@ class TextFile {
  private:
   explicit TextFile(const std::string& path) : window_(path) {}
   void TakeLines(LineScanner& scanner);
+  // Where the next record begins, or the text ends.
+  std::size_t NextBegin(std::size_t row) const { return row + 1 < index_.size() ? index_[row + 1] : end_; }
   // Goes on with `text` instead of the file's own bytes.
-  void Replace(std::string text, bool header);
+  void Replace(std::string text, bool header, const Separators& separators);
 
   TextWindow window_;
   std::string decoded_;  // takes the window's place where it is not empty
   Charset charset_ = Charset::kWindows1252;
   bool repair_umlauts_ = false;
   char line_end_ = '\n';
+  bool line_ends_within_values_ = false;
   std::string first_line_;
   LineIndex index_;
   std::size_t end_ = 0;  // of the text

@@ -27,54 +27,67 @@ std::size_t Utf8Length(const char* bytes) {
 
 }  // namespace
 
-LineScanner::LineScanner(std::size_t begin, bool header, bool check_utf8)
+LineScanner::LineScanner(std::size_t begin, bool header, bool check_utf8, const Separators& separators)
     : begin_(begin),
       header_(header),
       check_utf8_(check_utf8),
+      separators_(separators),
       position_(begin),
       line_begin_(begin),
       utf8_(check_utf8),
+      values_(separators),
       character_end_(begin) {}
 
 void LineScanner::Scan(std::string_view bytes, std::size_t begin) {
   const std::size_t end = begin + bytes.size();
   while (position_ >= begin && position_ + kBlockSize + kLookAhead <= end) {
-    ScanBlock(bytes.data() + (position_ - begin), ~std::uint64_t{0});
+    ScanBlock(bytes.data() + (position_ - begin), kUnknown);
   }
 }
 
 bool LineScanner::Finish(std::string_view bytes, std::size_t begin) {
   const std::size_t end = begin + bytes.size();
-  while (position_ < end) {
-    if (position_ < begin) return false;
-    const std::size_t left = end - position_;
-    ScanBlock(bytes.data() + (position_ - begin),
-              left < kBlockSize ? (std::uint64_t{1} << left) - 1 : ~std::uint64_t{0});
+  for (;;) {
+    while (position_ < end) {
+      if (position_ < begin) return false;
+      ScanBlock(bytes.data() + (position_ - begin), end - position_);
+    }
+    if (!values_.is_open()) break;
+    position_ = values_.Refuse();
   }
   if (character_end_ > end) utf8_ = false;
   if (line_begin_ < end || !first_line_known()) EndLine(end);
   return true;
 }
 
-void LineScanner::ScanBlock(const char* bytes, std::uint64_t within) {
+void LineScanner::ScanBlock(const char* bytes, std::size_t left) {
   const ByteBlock block(bytes);
-  const std::uint64_t line_ends = block.Equal(line_end_) & within;
+  const std::uint64_t within = left < kBlockSize ? (std::uint64_t{1} << left) - 1 : ~std::uint64_t{0};
+  std::uint64_t line_ends = block.Equal(line_end_) & within;
   std::uint64_t line_feeds = 0;
+  std::size_t next = position_ + kBlockSize;
   if (line_end_ == '\r') {
     line_feeds = block.Equal('\n') & within;
     // The second half of a CR LF is no part of the line behind it.
     if (behind_cr_) line_begin_ += line_feeds & 1;
     behind_cr_ = line_ends >> (kBlockSize - 1) != 0;
-  } else if ((block.Equal('\r') & within) != 0) {
-    return BeginAgainWithCr();
+  } else if (values_.is_open() || block.HasEither('\r', separators_.qualifier)) {
+    if ((block.Equal('\r') & within) != 0) return BeginAgainWithCr();
+    if (separators_.enclose) {
+      const EnclosedValues::Found found = values_.Look(block, {bytes, position_, left, line_ends, utf8_});
+      line_ends = found.line_ends;
+      next = found.next;
+    }
+  } else {
+    values_.Skip(bytes);
   }
-  if (utf8_) CheckUtf8(bytes, block.High() & within);
+  if (utf8_ && block.HasHigh()) CheckUtf8(bytes, block.High() & within);
   ForEachBit(line_ends, [&](std::size_t bit) {
     EndLine(position_ + bit);
     // A shift by all of the block's bits would be none; the next block looks for that line feed.
     line_begin_ = position_ + bit + 1 + ((line_feeds >> bit >> 1) & 1);
   });
-  position_ += kBlockSize;
+  position_ = next;
 }
 
 void LineScanner::CheckUtf8(const char* block, std::uint64_t high) {
@@ -101,8 +114,7 @@ void LineScanner::EndLine(std::size_t end) {
 }
 
 void LineScanner::BeginAgainWithCr() {
-  const bool check_utf8 = check_utf8_;
-  *this = LineScanner(begin_, header_, check_utf8);
+  *this = LineScanner(begin_, header_, check_utf8_, separators_);
   line_end_ = '\r';
 }
 

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "sources/enclosed_values.h"
+
 namespace kestrel {
 
 // Offsets of records, 8 bytes each, in pieces, so that growing copies nothing and wastes nothing.
@@ -34,16 +36,20 @@ class LineIndex {
 // Finds the lines while the file is being read, block by block, so that the bytes are still in the cache.
 //
 // Invariants
-//  1. Lines end at LF until the first CR is seen; then the pass begins again and they end at CR or CR LF.
+//  1. Lines end at LF, but not within an enclosed value, until the first CR is seen; then the pass begins again
+//  and
+//     they end at CR or CR LF.
 //  2. Every line before `line_begin_` is done: indexed if it is not empty, and not the header.
-//  3. Everything before `position()` has been looked at, and is valid UTF-8 while utf8() says so.
+//  3. Everything before `position()` has been looked at (what turned out not to be enclosed, twice), and is
+//  valid UTF-8 while utf8() says so.
 //  4. `behind_cr_` tells that the last byte before `position()` is a CR that ended a line.
 class LineScanner {
  public:
   // `begin`: where the text begins, behind a byte order mark. `header`: the first line is no record.
-  LineScanner(std::size_t begin, bool header, bool check_utf8);
+  LineScanner(std::size_t begin, bool header, bool check_utf8, const Separators& separators);
 
-  // Where it goes on: the first byte that it has not looked at. Back at the start once a first CR is seen.
+  // Where it goes on: the first byte that it has not looked at. Back at the start once a first CR is seen, and
+  // behind the qualifier of a value that turns out not to be enclosed.
   std::size_t position() const { return position_; }
   // Looks at as much of `bytes` as can be judged without those that follow. They begin at `begin` of the
   // text, at or before position(). Error 7.
@@ -58,6 +64,8 @@ class LineScanner {
   // The first line: from begin() up to this offset, known from the first line end on.
   bool first_line_known() const { return first_line_end_ != kUnknown; }
   std::size_t first_line_end() const { return first_line_end_; }
+  // Whether a record may hold line_end() within a value.
+  bool line_ends_within_values() const { return line_end_ == '\n' && values_.found_line_feed(); }
   // Whether everything looked at is UTF-8, and whether it holds a character beyond ASCII.
   bool utf8() const { return utf8_; }
   bool beyond_ascii() const { return beyond_ascii_; }
@@ -68,8 +76,8 @@ class LineScanner {
   // The bytes that can follow the first one of a UTF-8 character.
   static constexpr std::size_t kLookAhead = 3;
 
-  // The block at position(); `within` has a bit for each byte that is part of the text.
-  void ScanBlock(const char* block, std::uint64_t within);
+  // The block at position(); `left` bytes of the text begin there, or more than a block.
+  void ScanBlock(const char* bytes, std::size_t left);
   void CheckUtf8(const char* block, std::uint64_t high);
   void EndLine(std::size_t end);
   void BeginAgainWithCr();
@@ -77,6 +85,7 @@ class LineScanner {
   std::size_t begin_;
   bool header_;
   bool check_utf8_;
+  Separators separators_;
 
   LineIndex index_;
   std::size_t position_;
@@ -86,6 +95,7 @@ class LineScanner {
   bool behind_cr_ = false;
   bool utf8_;
   bool beyond_ascii_ = false;
+  EnclosedValues values_;
   std::size_t character_end_;  // end of the last character checked; may lie in the next block
 };
 

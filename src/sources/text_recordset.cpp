@@ -115,7 +115,12 @@ void TextRecordset::SplitRecord() const {
   is_split_ = true;
   if (decoded_split_ != nullptr) return SplitDecoded();
   const std::size_t usable = std::min(column_names_.size(), kValueSlots);
-  value_count_ = SplitLine(record_, rules_, std::span(values_).first(usable));
+  const std::span<RawValue> values = std::span(values_).first(usable);
+  if (file_.line_ends_within_values()) [[unlikely]] {
+    value_count_ = SplitText({record_, file_.RecordSize(row_, record_)}, rules_, values);
+  } else {
+    value_count_ = SplitLine(record_, rules_, values);
+  }
 }
 
 void TextRecordset::SplitDecoded() const {

@@ -22,9 +22,10 @@ inline MarkedEnds CarryMarksToEnds(std::uint64_t marks, std::uint64_t ends, std:
   return {sum & ends, static_cast<std::uint64_t>(marked < bytes || sum < marked)};
 }
 
-}  // namespace
-
-std::size_t SplitLine(const char* line, const SplitRules& rules, std::span<RawValue> values) {
+// `line_ends_in(at, block)`: the line ends among the bytes from `at` on.
+template <class LineEnds>
+inline std::size_t Split(const char* line, const SplitRules& rules, std::span<RawValue> values,
+                         LineEnds&& line_ends_in) {
   if (values.empty()) return 0;
   RawValue* next = values.data();
   RawValue* const full = next + values.size();
@@ -36,7 +37,7 @@ std::size_t SplitLine(const char* line, const SplitRules& rules, std::span<RawVa
 
   for (const char* at = line;; at += kBlockSize) {
     const ByteBlock block(at);
-    const std::uint64_t line_ends = block.Equal(rules.line_end);
+    const std::uint64_t line_ends = line_ends_in(at, block);
     const std::uint64_t line_end = LowestBit(line_ends);
     const std::uint64_t within = BitsBelowLowest(line_ends);
     const std::uint64_t qualifiers = block.Equal(rules.qualifier) & within;
@@ -71,6 +72,21 @@ std::size_t SplitLine(const char* line, const SplitRules& rules, std::span<RawVa
     quoted_from = (quoted >> 63) != 0 ? ~std::uint64_t{0} : 0;
     decode_from = marked.beyond;
   }
+}
+
+}  // namespace
+
+std::size_t SplitLine(const char* line, const SplitRules& rules, std::span<RawValue> values) {
+  return Split(line, rules, values,
+               [&rules](const char*, const ByteBlock& block) { return block.Equal(rules.line_end); });
+}
+
+std::size_t SplitText(std::string_view line, const SplitRules& rules, std::span<RawValue> values) {
+  const char* const end = line.data() + line.size();
+  return Split(line.data(), rules, values, [end](const char* at, const ByteBlock&) {
+    const auto left = static_cast<std::size_t>(end - at);
+    return left < kBlockSize ? std::uint64_t{1} << left : 0;
+  });
 }
 
 }  // namespace kestrel

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <span>
+#include <string_view>
 
 namespace kestrel {
 
@@ -27,5 +28,7 @@ struct RawValue {
 // Cuts the line that begins at `line`, is not empty and ends at a line end, behind which kBlockSize more
 // bytes can be read. Stops when `values` is full. Returns how many values were found.
 std::size_t SplitLine(const char* line, const SplitRules& rules, std::span<RawValue> values);
+// The same with a line of that many bytes, in which a line end is a character like others.
+std::size_t SplitText(std::string_view line, const SplitRules& rules, std::span<RawValue> values);
 
 }  // namespace kestrel

@@ -50,17 +50,48 @@ std::u32string SlowTextReader::Repair(std::u32string text) const {
   return text;
 }
 
-std::vector<std::u32string> SlowTextReader::Lines(const std::u32string& file) {
-  const bool has_cr = file.find(U'\r') != std::u32string::npos;
+std::size_t SlowTextReader::EndOfEnclosed(const std::u32string& file, std::size_t begin) const {
+  const auto is_ascii = [](const std::u32string& text) { return text.size() == 1 && text[0] < 0x80; };
+  if (!is_ascii(delimiter_) || !is_ascii(qualifier_) || delimiter_ == qualifier_) return begin;
+  if (file[begin] != qualifier_[0]) return begin;
+  for (std::size_t i = begin + 1; i < file.size() && i - begin <= 65536; ++i) {
+    if (file[i] != qualifier_[0]) continue;
+    if (i + 1 == file.size() || file[i + 1] == delimiter_[0] || file[i + 1] == U'\n') return i + 1;
+    if (file[i + 1] != qualifier_[0]) return begin;
+    ++i;
+  }
+  return begin;
+}
+
+std::vector<std::u32string> SlowTextReader::Lines(const std::u32string& file) const {
   std::vector<std::u32string> lines;
   std::u32string line;
-  for (std::size_t i = 0; i < file.size(); ++i) {
-    if (file[i] == (has_cr ? U'\r' : U'\n')) {
-      if (has_cr && i + 1 < file.size() && file[i + 1] == U'\n') ++i;
-      lines.push_back(line);
-      line.clear();
-    } else {
-      line += file[i];
+  if (file.find(U'\r') != std::u32string::npos) {
+    for (std::size_t i = 0; i < file.size(); ++i) {
+      if (file[i] == U'\r') {
+        if (i + 1 < file.size() && file[i + 1] == U'\n') ++i;
+        lines.push_back(line);
+        line.clear();
+      } else {
+        line += file[i];
+      }
+    }
+  } else {
+    bool value_begins = true;
+    for (std::size_t i = 0; i < file.size(); ++i) {
+      if (value_begins) {
+        const std::size_t end = EndOfEnclosed(file, i);
+        line += file.substr(i, end - i);
+        i = end;
+        if (i == file.size()) break;
+      }
+      value_begins = file[i] == U'\n' || file.compare(i, delimiter_.size(), delimiter_) == 0;
+      if (file[i] == U'\n') {
+        lines.push_back(line);
+        line.clear();
+      } else {
+        line += file[i];
+      }
     }
   }
   if (!line.empty()) lines.push_back(line);

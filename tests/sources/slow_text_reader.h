@@ -25,7 +25,9 @@ class SlowTextReader {
 
  private:
   std::u32string Repair(std::u32string text) const;
-  static std::vector<std::u32string> Lines(const std::u32string& file);
+  std::vector<std::u32string> Lines(const std::u32string& file) const;
+  // The place behind the value that begins at `begin`, where it is enclosed; else `begin`.
+  std::size_t EndOfEnclosed(const std::u32string& file, std::size_t begin) const;
 
   bool column_headings_;
   bool repair_;

@@ -38,6 +38,22 @@ class ByteBlockOf {
   std::uint64_t High() const {
     return Join([](__m128i part) { return part; });
   }
+  // Whether either character stands anywhere, for less than two masks cost.
+  bool HasEither(char one, char other) const {
+    const __m128i first = _mm_set1_epi8(one);
+    const __m128i second = _mm_set1_epi8(other);
+    __m128i any = _mm_setzero_si128();
+    for (const __m128i part : parts_) {
+      any = _mm_or_si128(any, _mm_or_si128(_mm_cmpeq_epi8(part, first), _mm_cmpeq_epi8(part, second)));
+    }
+    return _mm_movemask_epi8(any) != 0;
+  }
+  // Whether a byte beyond ASCII stands anywhere.
+  bool HasHigh() const {
+    __m128i any = parts_[0];
+    for (const __m128i part : parts_) any = _mm_or_si128(any, part);
+    return _mm_movemask_epi8(any) != 0;
+  }
   // Where one of the ASCII characters from `first` to `last` stands.
   std::uint64_t Between(char first, char last) const {
     const __m128i low = _mm_set1_epi8(static_cast<char>(first - 1));
@@ -74,6 +90,8 @@ class ByteBlockOf {
   std::uint64_t High() const {
     return Where([](char c) { return static_cast<unsigned char>(c) >= 0x80; });
   }
+  bool HasEither(char one, char other) const { return (Equal(one) | Equal(other)) != 0; }
+  bool HasHigh() const { return High() != 0; }
   std::uint64_t Between(char first, char last) const {
     return Where([&](char c) { return c >= first && c <= last; });
   }

@@ -1,0 +1,176 @@
+// Line breaks within enclosed values, in files that end their lines at LF.
+#include "sources/enclosed_values.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "platform/base/text.h"
+#include "sources/slow_text_reader.h"
+#include "sources/text_source.h"
+#include "sources/text_window.h"
+#include "support/temp_folder.h"
+
+namespace kestrel {
+namespace {
+
+using testing::SlowTextReader;
+using testing::TempFolder;
+using testing::ToCodePoints;
+using Records = std::vector<std::vector<std::string>>;
+
+constexpr std::size_t kWindow = TextWindow::kWindowSize;
+constexpr std::size_t kLongest = EnclosedValues::kLongest;
+const TextFormat kPlain{false, "ANSI", ";", "\""};
+const TextFormat kHeadings{true, "ANSI", ";", "\""};
+
+class EnclosedLineFeeds : public ::testing::Test {
+ protected:
+  std::string Write(const std::string& bytes) {
+    std::string path = folder_.File("source.txt");
+    std::filesystem::remove(path);
+    std::ofstream(path, std::ios::binary) << bytes;
+    return path;
+  }
+  Records Read(const std::string& bytes, const TextFormat& format = kPlain) {
+    const RecordsetPtr records = OpenTextSource(Write(bytes), format);
+    Records all;
+    for (; !records->IsEof(); records->MoveNext()) {
+      std::vector<std::string>& values = all.emplace_back();
+      for (std::size_t i = 0; i < records->ColumnCount(); ++i) values.emplace_back(records->TextAt(i));
+    }
+    return all;
+  }
+  // As the slow reader reads it.
+  void Compare(const std::string& bytes) {
+    const SlowTextReader slow(kPlain);
+    const std::u32string text = ToCodePoints(IsValidUtf8(bytes) ? bytes : FromWindows1252(bytes));
+    Records expected = slow.Records(text);
+    const std::size_t columns = slow.ColumnNames(text).size();
+    for (auto& record : expected) record.resize(columns);
+    ASSERT_EQ(Read(bytes), expected);
+  }
+
+  TempFolder folder_;
+};
+
+TEST_F(EnclosedLineFeeds, BelongToTheValue) {
+  EXPECT_EQ(Read("a;b\n\"c\nd\";e\nf;\"g\n\n\"\n"), (Records{{"a", "b"}, {"c\nd", "e"}, {"f", "g\n\n"}}));
+  EXPECT_EQ(Read("a;b\nc;\"d\n\""), (Records{{"a", "b"}, {"c", "d\n"}}));
+}
+
+TEST_F(EnclosedLineFeeds, BesideDoubledQualifiersAndDelimiters) {
+  EXPECT_EQ(Read("a;b\n\"c\"\"\n;\"\"d\";e\n"), (Records{{"a", "b"}, {"c\n;d", "e"}}));
+  EXPECT_EQ(Read("a;b\n\"\"\"\n\"\"\";e\n"), (Records{{"a", "b"}, {"\n", "e"}}));
+}
+
+TEST_F(EnclosedLineFeeds, AnEmptyEnclosedValueEndsAtOnce) {
+  EXPECT_EQ(Read("a;b\n\"\";\"\"\nc;\"\"\n"), (Records{{"a", "b"}, {"", ""}, {"c", ""}}));
+}
+
+TEST_F(EnclosedLineFeeds, AreSeenInColumnNames) {
+  const std::string bytes = "\"Vor\nname\";Ort\nx;y\n";
+  EXPECT_EQ(Read(bytes, kHeadings), (Records{{"x", "y"}}));
+  EXPECT_EQ(ReadTextFieldNames(Write(bytes), kHeadings), (std::vector<std::string>{"Vor\nname", "Ort", ""}));
+  EXPECT_EQ(OpenTextSource(Write(bytes), kHeadings)->ColumnName(0), "Vor\nname");
+}
+
+TEST_F(EnclosedLineFeeds, AStrayQualifierEnclosesNothing) {
+  // Within a value, before a single one elsewhere, and without any end.
+  EXPECT_EQ(Read("a;b\nc 5\" d;e\nf;g\n"), (Records{{"a", "b"}, {"", ""}, {"f", "g"}}));
+  EXPECT_EQ(Read("a;b\n\"c;d\ne;\"f\"\ng;h\n").size(), 4U);
+  EXPECT_EQ(Read("a;b\n\"c\nd;e\nf;g").size(), 4U);
+  EXPECT_EQ(Read("a;b\n\"c\n \"d\ne;f\n").size(), 4U);
+}
+
+TEST_F(EnclosedLineFeeds, WithACrAnywhereLinesAreCutAsEver) {
+  EXPECT_EQ(Read("a;b\n\"c\nd\";e\n\rf;g"), (Records{{"a", "b\nc\nd", "e\n"}, {"f", "g", ""}}));
+}
+
+TEST_F(EnclosedLineFeeds, OtherSeparatorsKnowThemToo) {
+  EXPECT_EQ(Read("a,b\n'c\nd',e\n", {false, "ANSI", ",", "'"}), (Records{{"a", "b"}, {"c\nd", "e"}}));
+  EXPECT_EQ(Read("a\tb\n\"c\nd\"\te\n", {false, "ASCII", "TAB", ""}), (Records{{"a", "b"}, {"c\nd", "e"}}));
+  // With delimiters that never match, or that are the qualifier, there is nothing to enclose.
+  EXPECT_EQ(Read("a\n\"b\nc\"\n", {false, "ANSI", ";;", "\""}).size(), 3U);
+  EXPECT_EQ(Read("a\n\"b\nc\"\n", {false, "ANSI", "\"", "\""}).size(), 3U);
+}
+
+TEST_F(EnclosedLineFeeds, InFilesOfUtf16) {
+  std::string bytes = "\xFF\xFE";
+  for (const char c : std::string("a;b\n\"c\nd\";e\n")) bytes.append({c, '\0'});
+  EXPECT_EQ(Read(bytes), (Records{{"a", "b"}, {"c\nd", "e"}}));
+}
+
+TEST_F(EnclosedLineFeeds, AValueIsEnclosedUpToItsGreatestLength) {
+  for (const std::size_t before : {std::size_t{0}, std::size_t{1}, std::size_t{63}, kWindow - 40'000}) {
+    const std::string head = "a;b\n" + std::string(before, '\n');
+    for (const std::size_t longer : {0U, 1U, 2U, 64U}) {
+      // Together with the line feed, so many characters stand between the qualifiers.
+      const std::string value = "\n" + std::string(kLongest - 2 + longer, 'x');
+      const Records records = Read(head + "\"" + value + "\";e\nf;g\n");
+      if (longer == 0) {
+        EXPECT_EQ(records, (Records{{"a", "b"}, {value, "e"}, {"f", "g"}}));
+      } else {
+        EXPECT_EQ(records.size(), 4U) << before << ' ' << longer;
+      }
+    }
+  }
+}
+
+TEST_F(EnclosedLineFeeds, ItsLengthIsCountedInCharacters) {
+  for (const std::string character : {"ü", "€", "😀"}) {
+    std::string value = "\n";
+    while (value.size() < (kLongest - 2) * character.size() + 1) value += character;
+    EXPECT_EQ(Read("a;b\n\"" + value + "\";e\nf;g\n"), (Records{{"a", "b"}, {value, "e"}, {"f", "g"}}));
+    EXPECT_EQ(Read("a;b\n\"" + value + character + "\";e\nf;g\n").size(), 4U);
+  }
+}
+
+TEST_F(EnclosedLineFeeds, OneWithoutEndLeavesAllOthersWhole) {
+  std::string bytes = "a;b\n\"c;d\n";
+  std::size_t lines = 2;
+  for (; bytes.size() < 3 * kWindow; ++lines) bytes += "eeeeeeeeee;ffffffffff\n";
+  bytes += "\"g\nh\";i\n";
+  const Records records = Read(bytes);
+  ASSERT_EQ(records.size(), lines + 1);
+  EXPECT_EQ(records.back(), (std::vector<std::string>{"g\nh", "i"}));
+}
+
+TEST_F(EnclosedLineFeeds, RandomTextIsReadAsTheSlowReaderReadsIt) {
+  std::mt19937 random(42);
+  const std::vector<std::string> pieces = {"\"",   "\"",    "\"",     ";", "\n",   "x",
+                                           "\"\"", "\";\"", "\"\n\"", "ü", "\n\"", ";\""};
+  for (int round = 0; round < 3000; ++round) {
+    std::string bytes = ";;;;\n";
+    const std::size_t letters = random() % 40;
+    for (std::size_t count = random() % 200; count != 0; --count) {
+      bytes += pieces[random() % pieces.size()];
+      bytes.append(random() % (letters + 1), 'y');
+    }
+    ASSERT_NO_FATAL_FAILURE(Compare(bytes)) << bytes;
+  }
+}
+
+TEST_F(EnclosedLineFeeds, RandomRecordsAreReadAsTheyWereWritten) {
+  std::mt19937 random(43);
+  Records records;
+  std::string bytes;
+  while (bytes.size() < 4 * kWindow) {
+    std::vector<std::string>& values = records.emplace_back();
+    for (int column = 0; column < 3; ++column) {
+      std::string value(1 + random() % 40, static_cast<char>('a' + random() % 26));
+      if (random() % 2 == 0) value[random() % value.size()] = "\n;"[random() % 2];
+      values.push_back(value);
+      bytes += (column == 0 ? "\"" : ";\"") + value + "\"";
+    }
+    bytes += "\n";
+  }
+  EXPECT_EQ(Read("1;2;3\n" + bytes, kHeadings), records);
+}
+
+}  // namespace
+}  // namespace kestrel
