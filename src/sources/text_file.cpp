@@ -47,6 +47,16 @@ Separators SeparatorsOf(const TextFormat& format) {
 }  // namespace
 
 TextFile TextFile::Load(const std::string& path, const TextFormat& format, Extent extent) {
+  constexpr int kAttempts = 5;
+  for (int attempt = 1;; ++attempt) {
+    TextFile text = LoadOnce(path, format, extent);
+    // What was written meanwhile may be a new file, of which the old size is only a part. One that never rests
+    // is taken as it was, as far as it stays so.
+    if (extent == Extent::kFirstLine || attempt == kAttempts || !text.window_.WasWritten()) return text;
+  }
+}
+
+TextFile TextFile::LoadOnce(const std::string& path, const TextFormat& format, Extent extent) {
   TextFile text(path);
   TextWindow& window = text.window_;
   const ByteOrderMark mark = FindByteOrderMark(window.From(0).bytes);

@@ -53,6 +53,7 @@ class TextFile {
 
  private:
   explicit TextFile(const std::string& path) : window_(path) {}
+  static TextFile LoadOnce(const std::string& path, const TextFormat& format, Extent extent);
   void TakeLines(LineScanner& scanner);
   // Where the next record begins, or the text ends.
   std::size_t NextBegin(std::size_t row) const { return row + 1 < index_.size() ? index_[row + 1] : end_; }

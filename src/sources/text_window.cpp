@@ -17,6 +17,12 @@ TextWindow::TextWindow(const std::string& path) : file_(path) {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     Fill(0, kWindowSize);
     if (file_.size() > kWindowSize) return;
+    // A file that has been written to may be a new one of which its old size is only a part. One that never
+    // rests is taken as far as it stays the same.
+    if (file_.WasWritten() && attempt + 1 < kAttempts) {
+      file_.BeginAnew();
+      continue;
+    }
     if (IsOfOneTime()) {
       is_whole_ = true;
       file_.Close();

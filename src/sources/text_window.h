@@ -32,6 +32,10 @@ class TextWindow {
   // Which file it is, and of which time its bytes are.
   const FileIdentity& identity() const { return file_.identity(); }
 
+  // Whether somebody has written into the file since it was opened. Not told of one that is in memory whole,
+  // whose bytes are of one time.
+  bool WasWritten() const { return !is_whole_ && file_.WasWritten(); }
+
   // Bytes that begin at `position` or before; at most kWindowSize of a file that is not in memory whole.
   // Valid until the next call of any function. Raises 75 where the file is no longer what it was, what reading
   // raises, and 7.

@@ -35,6 +35,9 @@ class WatchedFile {
   // Whether every byte that was read up to now is certain to have been there at one time.
   bool IsUnchanged() const { return shows_every_change_ && file_.Identity() == identity_; }
 
+  // Whether somebody has written into it since. What was read up to now may have been there at different times.
+  bool WasWritten() const { return file_.Identity() != identity_; }
+
   // Fills `size` bytes from `begin` on, fewer where the file ends or where a part follows that is not what it
   // was; returns how many. `begin` is a multiple of kPart, `size` is one or reaches to the file's end, and
   // every part before `begin` was read already. Raises what reading raises, with the path, and 7.
