@@ -55,7 +55,7 @@ class LogComponent final : public BoundObject<LogComponent>, private GroupMember
   // Sets a column, 0 to 2, of the row. `kind` 10 is a text, the only kind there is. Error 5 for another one
   // or without a row, 9 for another column.
   void SetField(std::int64_t kind, std::int64_t column, std::string_view text);
-  // Stores the row; it is durable within a quarter second. Error 5 without a row, 3000 from the database, which
+  // Stores the row; it is committed with its group. Error 5 without a row, 3000 from the database, which
   // may also come from an earlier row; the rows are then tried again with the next one.
   void UpdateRecord();
 

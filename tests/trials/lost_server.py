@@ -118,7 +118,8 @@ class SourceOnServer(box.Sandbox):
     def environment(self, more):
         with open(self.path("home/drivers.ini"), "w", encoding="ascii") as file:
             file.write(DRIVERS)
-        return super().environment({"KESTREL_DRIVERS": self.path("home/drivers.ini"), **(more or {})})
+        return super().environment({"KESTREL_DRIVERS": self.path("home/drivers.ini"), "KESTREL_ANSWER_WAIT": "5",
+                                    **(more or {})})
 
 
 def make(programs, options, server, flavour):

@@ -70,7 +70,7 @@ void GroupedWrites::OpenGroup() {
   ++generation_;
   using Span = std::chrono::steady_clock::duration;
   deadline_ =
-      std::chrono::steady_clock::now() + std::clamp<Span>(kMostLost - last_commit_, kShortestSpan, kSpan);
+      std::chrono::steady_clock::now() + std::clamp<Span>(4 * last_commit_, kShortestSpan, kLongestSpan);
   {
     const std::lock_guard lock(mutex_);
     alarm_ = deadline_;

@@ -1,13 +1,15 @@
-// Grouped commits: records are stored one by one, but share a transaction for up to a fifth of a second.
+// Grouped commits: records are stored one by one, but share a transaction for a fifth of a second, or longer
+// where commits are slow.
 //
 // One commit a record costs more than the record; one commit an import loses everything when the program
-// dies. Here at most the last 250 ms are lost, also when no further record comes, and the write lock is
-// given up as soon as nothing is stored.
+// dies. Here a commit takes at most a fifth of the time, and what was stored in the last second and the time of
+// one commit is lost at most, also when no further record comes. The write lock is given up as soon as nothing
+// is stored.
 //
 // Invariants
-//  1. A group is a transaction that Store opened. It ends kSpan after its first record, or earlier where
-//     the last commit took long, so that span and commit stay within the 250 ms: at the end of the Store that
-//     finds the time over, else by the timer thread, or by Settle.
+//  1. A group is a transaction that Store opened. It ends four times as long after its first record as the last
+//     commit took, within kShortestSpan and kLongestSpan: at the end of the Store that finds the time over,
+//     else by the timer thread, or by Settle.
 //  2. A record is stored as a whole or not at all; a record that fails leaves the others of its group alone.
 //  3. Everything here happens under the connection's CallMutex. The timer thread takes it only to commit,
 //     and never while it holds mutex_; mutex_ is the inner of the two.
@@ -63,9 +65,8 @@ class GroupMember {
 
 class GroupedWrites final : public Companion {
  public:
-  static constexpr std::chrono::milliseconds kSpan{200};
-  static constexpr std::chrono::milliseconds kShortestSpan{100};
-  static constexpr std::chrono::milliseconds kMostLost{250};
+  static constexpr std::chrono::milliseconds kShortestSpan{200};
+  static constexpr std::chrono::milliseconds kLongestSpan{1000};
 
   // What keeps a record whole when its step fails.
   enum class Record {
