@@ -49,7 +49,7 @@ Catalog::Catalog(const JetFilePtr& file) {
     const ColumnKind kind = objects.columns()[column].kind;
     return cell && IsWhole(kind) ? WholeNumber(kind, *cell) : 0;
   };
-  damage_ = objects.Loss(kCatalogName);
+  if (objects.LacksPages()) damage_ = objects.Loss(kCatalogName);
   const auto read_row = [&](std::size_t row) {
     objects.GoTo(row);
     CatalogEntry entry;

@@ -135,7 +135,7 @@ StoredQueries::StoredQueries(const JetFilePtr& file, const Catalog& catalog) {
   if (entry == nullptr || entry->kind != ObjectKind::kTable) return;
   TableReader table(file, entry->Place());
   // A query that lost its condition would give more rows than it has.
-  if (const auto loss = table.Loss(entry->name)) {
+  if (const auto loss = table.Loss(entry->name); loss && table.LacksPages()) {
     throw RuntimeError(ErrorNumber::kDatabase,
                        "Die Abfragen der Datei sind nicht mehr vollständig. " + loss->Description());
   }

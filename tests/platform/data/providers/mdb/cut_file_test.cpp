@@ -114,6 +114,16 @@ TEST(CutAccessFile, AQueryWhoseOwnRowsAreMissingIsRefused) {
   EXPECT_THROW(connection.OpenRecordset("SELECT * From Alle"), RuntimeError);
 }
 
+TEST(CutAccessFile, TheNumberOfRowsOfTheQueriesOwnTableIsNotTrusted) {
+  std::string bytes = LongTable();
+  mdb::Catalog catalog(std::make_shared<const mdb::JetFile>(bytes, std::string_view()));
+  const std::size_t definition = catalog.Find("MSysQueries")->Place().page * kPage;
+  ASSERT_EQ(bytes.substr(definition + 16, 4), Le32(6));
+  bytes.replace(definition + 16, 4, Le32(9));
+  mdb::AccessConnection connection = Connect(bytes);
+  EXPECT_EQ(connection.OpenRecordset("SELECT * From Alle")->RecordCount(), kRows);
+}
+
 TEST(CutAccessFile, ACatalogThatLostEntriesSaysSoWhereATableIsNotFound) {
   JetBuilder builder;
   for (int i = 0; i < 200; ++i) builder.AddTable("Tabelle " + std::to_string(i), {{"t"}});
