@@ -130,7 +130,9 @@ void ApplyResultTypes(const JetFile& file, const std::string& properties, std::v
 std::optional<std::string> WhyUnreadable(const Column& column) {
   const ColumnKind kind = column.kind;
   if (kind == ColumnKind::kComplex) {
-    return "es ist eine Anlage, ein Feld mit mehreren Werten oder der Versionsverlauf eines Memofelds";
+    return column.name.starts_with("VersionHistory_")
+               ? "es sind die früheren Fassungen eines Memofelds, dessen jetzige gelesen wird"
+               : "es ist eine Anlage oder ein Feld mit mehreren Werten";
   }
   const bool known = (kind >= ColumnKind::kBoolean && kind <= ColumnKind::kMemo) || kind == ColumnKind::kGuid ||
                      kind == ColumnKind::kNumeric || kind == ColumnKind::kBigInteger ||

@@ -219,7 +219,10 @@ TEST_F(PublicAccdb, ATableWithAttachmentsAndSeveralValuesOffersItsOtherColumns) 
   rows->GoTo(2);
   EXPECT_EQ(rows->TextAt(0), "row3");
   EXPECT_EQ(rows->TextAt(2), "row3-memo-again");
-  EXPECT_THAT(connection_->Remarks("Table1"), SizeIs(3));
+  const std::vector<SourceRemark> remarks = connection_->Remarks("Table1");
+  ASSERT_THAT(remarks, SizeIs(3));
+  EXPECT_THAT(remarks[0].text, HasSubstr("früheren Fassungen"));
+  EXPECT_THAT(remarks[2].text, HasSubstr("'attach-data'"));
 }
 
 }  // namespace
