@@ -6,7 +6,6 @@
 #include "platform/data/grouped_writes.h"
 #include "platform/profile/profile.h"
 #include "schema/host_schema.h"
-#include "spec/profile_access.h"
 
 namespace kestrel::host {
 
@@ -89,7 +88,7 @@ RecordWriter& TableImporter::Writer() {
   if (writer_ == nullptr) {
     ProfileStore profiles;
     const bool overwrite =
-        GetIniString(profiles, specification_file_, "CfgSettings", OverwriteKey(Target()), "0") == "1";
+        profiles.Read(specification_file_)->Find("CfgSettings", OverwriteKey(Target())).value_or("0") == "1";
     writer_ = std::make_unique<RecordWriter>(OpenConnection(), Target(), overwrite, keys_);
   }
   return *writer_;
