@@ -7,7 +7,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string input = fuzz::BytesAsString(data, size);
   const std::size_t mark = input.find("MEMO");
   FileContent memo;
-  if (mark != std::string::npos) memo = FileContent::CopyOf(std::string_view(input).substr(mark + 4));
+  if (mark != std::string::npos) memo = fuzz::AsFileContent(std::string_view(input).substr(mark + 4));
   fuzz::MayFail([&] {
     dbf::TableFile table = dbf::TableFile::Of(std::string_view(input).substr(0, mark));
     dbf::Header header = dbf::ReadHeader(table);

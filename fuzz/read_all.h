@@ -1,15 +1,31 @@
 // What the fuzzers of record sets share.
 #pragma once
 
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
+#include "platform/base/file.h"
+#include "platform/base/file_descriptor.h"
+#include "platform/base/runtime_error.h"
 #include "platform/data/recordset.h"
 
 namespace kestrel::fuzz {
 
 inline std::string BytesAsString(const std::uint8_t* data, std::size_t size) {
   return {reinterpret_cast<const char*>(data), size};
+}
+
+// A memo file with these bytes, which no disk holds.
+inline FileContent AsFileContent(std::string_view bytes) {
+  const FileDescriptor file(::memfd_create("fuzz", MFD_CLOEXEC));
+  const std::string path = "/proc/self/fd/" + std::to_string(file.get());
+  if (::write(file.get(), bytes.data(), bytes.size()) < 0) throw ErrorFromErrno(errno, path);
+  return ReadFileContent(path);
 }
 
 // Runs a step that may fail in words; anything else that it raises is the fuzzer's find.

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "cli/stop_signals.h"
 #include "cli/terminal_stream.h"
 #include "component/session.h"
+#include "platform/base/file_lock.h"
 #include "platform/dialogs/console_user_interface.h"
 
 namespace kestrel::cli {
@@ -54,9 +56,13 @@ class ScratchFolder {
   ScratchFolder& operator=(const ScratchFolder&) = delete;
   const std::string& path() const { return path_; }
 
+  // Removes the scratch folders of this user's programs that ended without doing so. Raises nothing.
+  static void SweepAbandoned();
+
  private:
   StopSignals& signals_;
   std::string path_;
+  std::optional<FileLock> lock_;  // says that the folder is in use
 };
 
 // A user interface that counts what it showed, so that a command can tell whether anything went wrong.

@@ -39,7 +39,7 @@ std::string SpecFolderFor(const CommonOptions& options) {
 // The component's folder that --folder means, for what else lies there.
 std::string ComponentFolderFor(const CommonOptions& options, const std::string& spec_folder) {
   if (spec_folder != options.folder) return options.folder;
-  return std::filesystem::absolute(options.folder).lexically_normal().parent_path().string();
+  return ParentFolder(std::filesystem::absolute(options.folder).lexically_normal().string());
 }
 
 // The file of an SQLite database, or an empty text.
@@ -49,15 +49,24 @@ std::string SqliteFileOf(const std::string& connection_string) {
   return keys.Find("Provider") ? keys.Get("Data Source") : connection_string;
 }
 
+constexpr std::string_view kScratchPrefix = "kestrel-import-scratch-";
+
+std::string FolderOfScratchFolders() {
+  std::error_code error;
+  const auto folder = std::filesystem::temp_directory_path(error);
+  return error ? "/tmp" : folder.string();
+}
+
 }  // namespace
 
 ScratchFolder::ScratchFolder(StopSignals& signals) : signals_(signals) {
-  std::error_code error;
-  const auto base = std::filesystem::temp_directory_path(error);
-  std::string pattern = JoinPath(error ? "/tmp" : base.string(), "kestrel-XXXXXX");
   const auto hold = signals_.Hold();
-  if (::mkdtemp(pattern.data()) == nullptr) throw ErrorFromErrno(errno, pattern);
-  path_ = pattern;
+  // A sweep may meet the folder before it is locked, and removes it then.
+  while (!lock_) {
+    path_ = JoinPath(FolderOfScratchFolders(), std::string(kScratchPrefix) + "XXXXXX");
+    if (::mkdtemp(path_.data()) == nullptr) throw ErrorFromErrno(errno, path_);
+    lock_ = FileLock::AcquireFolder(path_);
+  }
   signals_.RemoveAtEnd(path_);
 }
 
@@ -66,6 +75,17 @@ ScratchFolder::~ScratchFolder() {
   signals_.RemoveAtEnd("");
   std::error_code ignored;
   std::filesystem::remove_all(path_, ignored);
+}
+
+void ScratchFolder::SweepAbandoned() {
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(FolderOfScratchFolders(), error)) {
+    const std::string name = entry.path().filename().string();
+    if (!name.starts_with(kScratchPrefix) || name.size() != kScratchPrefix.size() + 6) continue;
+    const std::optional<FileLock> abandoned = FileLock::AcquireAbandoned(entry.path().string());
+    std::error_code ignored;
+    if (abandoned) std::filesystem::remove_all(entry.path(), ignored);
+  }
 }
 
 Answer CountingUserInterface::MessageBox(std::string_view text, std::string_view title, Icon icon,
@@ -101,13 +121,16 @@ Workspace::Workspace(const CommonOptions& options, const Surroundings& surroundi
   components_.AddDefaultFolders();
   session_.SpecFolder = spec_folder_;
   session_.PersonalNr = options.user;
+  // What programs that were killed have left may hold passwords.
+  ScratchFolder::SweepAbandoned();
+  SweepSpecFolder(spec_folder_);
 }
 
 std::string Workspace::HostConnectionString() const {
   if (!options_.host.empty()) return options_.host;
   std::string named = Environment("KESTREL_HOST");
   if (!named.empty()) return named;
-  const std::string beside = JoinPath(GetFolderOfPath(spec_folder_), kSampleDatabase);
+  const std::string beside = JoinPath(ParentFolder(spec_folder_), kSampleDatabase);
   return FileExists(beside) ? beside : std::string();
 }
 
@@ -189,7 +212,7 @@ void Workspace::LoadSpecification(const std::string& name, const std::string& so
 void Workspace::ResolveSourcePaths() {
   const auto resolve = [&](std::string& path) {
     if (path.empty() || path.front() == '/' || FileExists(path) || FolderExists(path)) return;
-    const std::string beside = JoinPath(GetFolderOfPath(session_.ChosenSpecFile), path);
+    const std::string beside = JoinPath(ParentFolder(session_.ChosenSpecFile), path);
     if (FileExists(beside) || FolderExists(beside)) path = beside;
   };
   if (session_.Provider == kTextSource) {

@@ -24,6 +24,7 @@
 #include "platform/automation/component_registry.h"
 #include "platform/automation/object.h"
 #include "platform/base/clock.h"
+#include "platform/base/file_lock.h"
 #include "platform/data/connection.h"
 #include "platform/data/memory_recordset.h"
 #include "platform/dialogs/user_interface.h"
@@ -91,6 +92,8 @@ struct Session {
   std::string SpecFolder;
   std::string SpecFile;
   std::string ChosenSpecFile;
+  // Says to other programs that the working copy is in use, while SpecFile is one.
+  std::optional<FileLock> working_copy_lock;
   std::string ExistingSchemaNames;  // the Description of every listed ".IMP" file, each followed by ";"
   bool SchemaSaved = false;
   bool SchemaChanged = false;

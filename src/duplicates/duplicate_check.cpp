@@ -16,6 +16,9 @@ std::string BuildKey(const ObjectPtr& component, std::string code, Value& key_te
 
 bool CheckRecord(Session& session, const Recordset& record) {
   LoadDublettSettings(session);
+  const DuplicateScratch& loaded = session.duplicate_scratch;
+  // The reason has been shown.
+  if (loaded.settings_image == nullptr) return false;
   const AddressKind* kind = FindAddressKind(session.ImportClassProgID);
   if (kind == nullptr) return false;
 

@@ -25,7 +25,7 @@ bool HasNames(const Recordset& record, const std::vector<std::string>& names) {
 // the record's fields have changed.
 const std::vector<bool>& AssignedFields(Session& session, const Recordset& record) {
   DuplicateScratch& scratch = session.duplicate_scratch;
-  std::shared_ptr<const ProfileImage> image = session.profiles.Read(session.SpecFile);
+  std::shared_ptr<const ProfileImage> image = session.profiles.Require(session.SpecFile);
   if (image == scratch.assignment_image && HasNames(record, scratch.field_names)) return scratch.assigned;
   scratch.field_names.clear();
   scratch.assigned.clear();
@@ -41,10 +41,6 @@ const std::vector<bool>& AssignedFields(Session& session, const Recordset& recor
 
 bool IsFieldAssigned(const ProfileImage& spec_file, std::string_view field_name) {
   return GetIniString(spec_file, "FieldAssignments", field_name, "") != "NOTASSIGNED";
-}
-
-bool IsFieldAssigned(ProfileStore& profiles, const std::string& spec_file, std::string_view field_name) {
-  return IsFieldAssigned(*profiles.Read(spec_file), field_name);
 }
 
 bool WriteDoubletRows(Session& session, const Recordset& record) {

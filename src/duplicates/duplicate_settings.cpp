@@ -45,7 +45,7 @@ std::string ReadHostSetting(const ObjectPtr& settings, const char* name) {
 void LoadDublettSettings(Session& session) {
   DuplicateScratch& scratch = session.duplicate_scratch;
   const bool loaded = TrapInFunction(session, "LoadDublettSettings", [&] {
-    std::shared_ptr<const ProfileImage> image = session.profiles.Read(session.SpecFile);
+    std::shared_ptr<const ProfileImage> image = session.profiles.Require(session.SpecFile);
     if (!scratch.settings.has_value() || image != scratch.settings_image) {
       scratch.settings.reset();
       scratch.settings_image = std::move(image);

@@ -61,7 +61,6 @@ bool isDoublet(Session& session, const std::string& key_text, const std::string&
 
 // Whether the field counts as assigned: its FieldAssignments value is not exactly "NOTASSIGNED". Raises
 // nothing.
-bool IsFieldAssigned(ProfileStore& profiles, const std::string& spec_file, std::string_view field_name);
 bool IsFieldAssigned(const ProfileImage& spec_file, std::string_view field_name);
 
 // One row of the duplicate log per assigned field of the record, all with one new mark; tells whether all

@@ -114,6 +114,7 @@ class RunSteps {
   bool HasRecord();
   void ShowProgressText();
   bool FetchNewRecord();
+  void WorkOnRecord(RecordAssembly& assembly);
   bool IsSuspectedDuplicate();
   void HoldBack();
   void HandOver();
@@ -191,8 +192,6 @@ void RunSteps::Prepare() {
 
 void RunSteps::ImportRecords() {
   RecordAssembly assembly(session_, errors_);
-  // Duplicate settings and translation tables are read for every record.
-  const ProfileStore::OncePerTick once_per_tick(session_.profiles);
   while (HasRecord()) {
     if (abort_requested_) {
       result_.aborted = true;
@@ -201,14 +200,7 @@ void RunSteps::ImportRecords() {
     errors_.AtRecord(result_.records + 1);
     ShowProgressText();
     if (!FetchNewRecord()) break;
-    errors_.Try([&] { assembly.Fill(source_, record_); });
-    if (IsSuspectedDuplicate()) {
-      HoldBack();
-    } else if (session_.TestMode) {
-      figures_.Check();
-    } else {
-      HandOver();
-    }
+    WorkOnRecord(assembly);
     CountRecord();
     if (!result_.stop_reason.empty()) break;
     errors_.Try([&] { source_ = SourceMoveNext(session_); });
@@ -247,6 +239,25 @@ bool RunSteps::FetchNewRecord() {
 Recordset& RunSteps::Record() {
   if (record_ == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
   return *record_;
+}
+
+// One look at the specification serves the whole record: translations and duplicate settings. Where it cannot
+// be read, what the record would be made of are defaults: that is an error, and the record is not stored.
+void RunSteps::WorkOnRecord(RecordAssembly& assembly) {
+  std::optional<ProfileStore::OneLook> look;
+  if (!errors_.Try([&] { look.emplace(session_.profiles, session_.SpecFile); })) {
+    figures_.PassOver();
+    return;
+  }
+  errors_.Try([&] { assembly.Fill(source_, record_); });
+  if (IsSuspectedDuplicate()) {
+    HoldBack();
+  } else if (session_.TestMode) {
+    figures_.Check();
+  } else {
+    look.reset();
+    HandOver();
+  }
 }
 
 bool RunSteps::IsSuspectedDuplicate() {

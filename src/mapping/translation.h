@@ -25,8 +25,8 @@ inline std::string_view ShownSourceValue(std::string_view source_value) {
 // The entries of one section in file order, as the run looks them up.
 class TranslationTable {
  public:
-  // Parses the text of GetIniSection: pieces between NUL characters but the last, each cut at "=" into key
-  // and translation (the text between the first and the second "=").
+  // Parses the text of GetIniSection: pieces between NUL characters but the last, each cut at its first
+  // "=" into key and translation.
   explicit TranslationTable(std::string_view section);
 
   bool empty() const { return entries_.empty(); }
@@ -80,9 +80,20 @@ DistinctValues CollectDistinctValues(Session& session, std::string_view column);
 // The values with the translations that the working copy holds.
 std::vector<TranslationRow> ReadTranslationRows(Session& session, std::string_view destination_field,
                                                 const std::vector<std::string>& values);
-// Writes every row whose translation is not empty; the section is not cleared.
+// Writes every row whose translation is not empty; the section is not cleared. Raises what ProfileStore::Write
+// raises; nothing is written then.
 void WriteTranslationRows(Session& session, std::string_view destination_field,
                           const std::vector<TranslationRow>& rows);
+// The first row of which the file would not hold, or the run not find, what it says: blanks at an end, quotes
+// around it, "=" in the source value, a table longer than a section may be, and so on. The text names the row
+// (from 1), the reason and a way out. None where all can be written. A row that says what the file held before
+// only has to stay as it was. Raises what ProfileStore::Require raises.
+struct RefusedRow {
+  std::size_t row;  // from 0
+  std::string text;
+};
+std::optional<RefusedRow> FindRefusedRow(Session& session, std::string_view destination_field,
+                                         const std::vector<TranslationRow>& rows);
 
 struct PermittedValue {
   std::string value;

@@ -1,5 +1,6 @@
 // Translation tables as the editor reads and writes them.
 #include "mapping/translation.h"
+#include "mapping/translation_edits.h"
 #include "platform/base/number.h"
 #include "platform/base/text.h"
 #include "platform/data/connection.h"
@@ -8,8 +9,6 @@
 namespace kestrel {
 
 namespace {
-
-constexpr std::size_t kMaxTranslationLength = 255;
 
 // A column of a host query by name; databases that fold names to one case are served too.
 std::size_t RequireQueryColumn(const Recordset& rows, std::string_view name) {
@@ -43,30 +42,35 @@ std::vector<PermittedValue> ListPermittedValues(std::string_view list) {
 
 }  // namespace
 
+std::string StoredTranslation(const ProfileImage& image, const std::string& section, std::string_view shown) {
+  return std::string(Left(GetIniString(image, section, shown, ""), kMaxTranslationLength));
+}
+
 std::vector<TranslationRow> ReadTranslationRows(Session& session, std::string_view destination_field,
                                                 const std::vector<std::string>& values) {
   const std::string section = TranslationSection(destination_field);
-  const std::shared_ptr<const ProfileImage> spec = session.profiles.Read(session.SpecFile);
+  const std::shared_ptr<const ProfileImage> spec = session.profiles.Require(session.SpecFile);
   std::vector<TranslationRow> rows;
   rows.reserve(values.size());
   for (const std::string& value : values) {
     const std::string_view shown = ShownSourceValue(value);
-    const std::string translation = GetIniString(*spec, section, shown, "");
-    rows.push_back({std::string(shown), std::string(Left(translation, kMaxTranslationLength))});
+    rows.push_back({std::string(shown), StoredTranslation(*spec, section, shown)});
   }
   return rows;
 }
 
-void WriteTranslationRows(Session& session, std::string_view destination_field,
-                          const std::vector<TranslationRow>& rows) {
-  const std::string section = TranslationSection(destination_field);
+std::vector<ProfileEdit> TranslationEdits(const std::string& section, const std::vector<TranslationRow>& rows) {
   std::vector<ProfileEdit> edits;
   for (const TranslationRow& row : rows) {
     if (row.translate_name.empty()) continue;
     edits.push_back({section, std::string(ShownSourceValue(row.field_name)), row.translate_name});
   }
-  // At once: a table of thousands of rows replaces the file one time, and is never half written.
-  session.profiles.Write(session.SpecFile, edits);
+  return edits;
+}
+
+void WriteTranslationRows(Session& session, std::string_view destination_field,
+                          const std::vector<TranslationRow>& rows) {
+  session.profiles.Write(session.SpecFile, TranslationEdits(TranslationSection(destination_field), rows));
 }
 
 std::vector<PermittedValue> ReadPermittedValues(Session& session, std::string_view row_source,

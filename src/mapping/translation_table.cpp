@@ -19,11 +19,12 @@ TranslationTable::TranslationTable(std::string_view section) {
   buckets_.resize(std::bit_ceil(2 * count + 1));
   entries_.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
-    const std::vector<std::string_view> parts = Split(pieces[i], '=');
-    if (parts.size() < 2) continue;
-    std::uint32_t& bucket = buckets_[BucketOf(parts[0])];
+    const std::size_t equals = pieces[i].find('=');
+    if (equals == std::string_view::npos) continue;
+    const std::string_view key = pieces[i].substr(0, equals);
+    std::uint32_t& bucket = buckets_[BucketOf(key)];
     if (bucket != 0) continue;  // an earlier entry has this key
-    entries_.push_back({std::string(parts[0]), std::string(parts[1])});
+    entries_.push_back({std::string(key), std::string(pieces[i].substr(equals + 1))});
     bucket = static_cast<std::uint32_t>(entries_.size());
   }
 }

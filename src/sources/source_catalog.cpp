@@ -47,6 +47,4 @@ void SelectListEntry(SelectableList& list, std::string_view text, std::int64_t i
   Trap(select, [](const RuntimeError&) {});
 }
 
-int BoolToCheckValue(bool flag) { return flag ? 1 : 0; }
-
 }  // namespace kestrel

@@ -35,7 +35,4 @@ class SelectableList {
 // data. Errors of the list are ignored.
 void SelectListEntry(SelectableList& list, std::string_view text, std::int64_t item_data);
 
-// 1 for true, else 0.
-int BoolToCheckValue(bool flag);
-
 }  // namespace kestrel

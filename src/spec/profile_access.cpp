@@ -1,5 +1,7 @@
 #include "spec/profile_access.h"
 
+#include <sys/stat.h>
+
 #include "platform/base/file.h"
 #include "platform/base/text.h"
 
@@ -24,10 +26,6 @@ std::string GetIniString(const ProfileImage& image, std::string_view section, st
   return std::string(value.has_value() ? Left(*value, kMaxValueCharacters) : default_value);
 }
 
-std::string GetIniSection(ProfileStore& profiles, const std::string& path, std::string_view section) {
-  return GetIniSection(*profiles.Read(path), section);
-}
-
 std::string GetIniSection(const ProfileImage& image, std::string_view section) {
   std::string list;
   const ProfileImage::Section* found = image.FindSection(section);
@@ -39,20 +37,13 @@ std::string GetIniSection(const ProfileImage& image, std::string_view section) {
   return list;
 }
 
-bool WriteIniString(ProfileStore& profiles, const std::string& path, std::string_view section,
-                    std::string_view key, std::string_view value) {
-  return profiles.Write(path, section, key, value);
-}
-
 std::string GetFileExtension(std::string_view path) {
   const std::size_t dot = path.rfind('.');
   return dot == std::string_view::npos ? std::string() : UpperCase(path.substr(dot));
 }
 
 void CopySpecFile(const std::string& source, const std::string& destination) {
-  CopyFile(source, destination);
-  // A read-only template becomes a working copy that can be written.
-  MakeWritable(destination);
+  CopyFile(source, destination, S_IRUSR | S_IWUSR);
 }
 
 }  // namespace kestrel

@@ -12,7 +12,7 @@
 namespace kestrel {
 
 // The value of a key, or `default_value` unchanged where the key is missing. Longer values are cut at 4095
-// characters. Raises nothing.
+// characters. Raises nothing: a file that cannot be read gives the default, too, so this is for lists.
 std::string GetIniString(ProfileStore& profiles, const std::string& path, std::string_view section,
                          std::string_view key, std::string_view default_value);
 // The same out of one image, for callers that read several keys of one moment.
@@ -21,17 +21,13 @@ std::string GetIniString(const ProfileImage& image, std::string_view section, st
 
 // The section as one text: each entry "key=value" followed by a NUL character; cut at 4094 characters.
 // Empty where the section is missing or holds no entry. Raises nothing.
-std::string GetIniSection(ProfileStore& profiles, const std::string& path, std::string_view section);
 std::string GetIniSection(const ProfileImage& image, std::string_view section);
-
-// Writes one key; whether it was written. Raises nothing.
-bool WriteIniString(ProfileStore& profiles, const std::string& path, std::string_view section,
-                    std::string_view key, std::string_view value);
 
 // The text from the last "." of the whole path on, in upper case; empty where there is none.
 std::string GetFileExtension(std::string_view path);
 
-// Copies over the destination and makes it writable. Raises what CopyFile raises.
+// Copies over the destination, which its owner alone can then read and write: a specification may hold a
+// password. Raises what CopyFile raises.
 void CopySpecFile(const std::string& source, const std::string& destination);
 
 }  // namespace kestrel

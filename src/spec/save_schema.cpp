@@ -14,6 +14,9 @@
 //     name this is again a copy of the template.
 #include "spec/save_schema.h"
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,6 +33,7 @@ namespace kestrel {
 namespace {
 
 constexpr const char* kCommon = "Common";
+constexpr const char* kPassword = "Password";
 constexpr int kMaxNumberedFile = 9;
 
 using Edits = std::vector<ProfileEdit>;
@@ -65,13 +69,6 @@ std::string NewSpecificationPath(const Session& session, const std::string& name
   return path;
 }
 
-// The working copy becomes `path`, which is written to from now on.
-void MoveWorkingCopyTo(Session& session, const std::string& path) {
-  CopySpecFile(session.SpecFile, path);
-  DeleteWorkingCopy(session);
-  session.SpecFile = path;
-}
-
 void AddSourceSettings(const Session& session, Edits& edits) {
   const auto add = [&](const char* key, const std::string& value) { edits.push_back({kCommon, key, value}); };
   const auto one_or_zero = [](bool truth) { return truth ? "1" : "0"; };
@@ -90,13 +87,13 @@ void AddSourceSettings(const Session& session, Edits& edits) {
   } else if (session.Provider == kSqlServerSource) {
     add("Server", session.Server);
     add("User", session.User);
-    add("Password", session.Password);
+    add(kPassword, session.Password);
     add("Database", session.Database);
     add("Table", session.Table);
   } else if (session.Provider == kAccessSource) {
     add("Database", session.Database);
     add("User", session.User);
-    add("Password", session.Password);
+    add(kPassword, session.Password);
     add("Table", session.Table);
   } else if (session.Provider == kExcelSource || session.Provider == kDBaseSource) {
     add("Database", session.Database);
@@ -127,23 +124,47 @@ void AddFieldAssignments(MemoryRecordset& list, Edits& edits) {
   if (on_row) list.GoTo(current);
 }
 
+// Who made the template readable to others shares what is made from it, unless there is a password in it.
+mode_t ModeOfNewSpecification(Session& session, const Edits& edits) {
+  std::string password = GetIniString(*session.profiles.Require(session.SpecFile), kCommon, kPassword, "");
+  for (const ProfileEdit& edit : edits) {
+    if (edit.key == kPassword) password = edit.value;
+  }
+  constexpr mode_t kPrivate = S_IRUSR | S_IWUSR;
+  struct stat chosen {};
+  if (!password.empty() || ::stat(session.ChosenSpecFile.c_str(), &chosen) != 0) return kPrivate;
+  return (chosen.st_mode & 0777) | kPrivate;
+}
+
+// The working copy with the settings becomes the file, which is written to from then on. Nothing has changed
+// where this fails.
+void ReplaceSpecification(Session& session, const std::string& path, const Edits& edits) {
+  session.profiles.WriteCopy(session.SpecFile, path, edits, ModeOfNewSpecification(session, edits));
+  DeleteWorkingCopy(session);
+  session.SpecFile = path;
+}
+
 }  // namespace
 
 void SaveSchema(Session& session, bool Commit) {
   Edits edits;
-  if (Commit && !IsTemplate(session)) {
-    MoveWorkingCopyTo(session, session.ChosenSpecFile);
-  } else if (Commit) {
+  std::string path = session.ChosenSpecFile;
+  if (Commit && IsTemplate(session)) {
     const std::optional<std::string> name = AskForName(session);
     if (!name.has_value()) return;
-    MoveWorkingCopyTo(session, NewSpecificationPath(session, *name));
+    path = NewSpecificationPath(session, *name);
     edits.push_back({kCommon, "Description", *name});
   }
-
   AddSourceSettings(session, edits);
   if (session.AssignmentList != nullptr) AddFieldAssignments(*session.AssignmentList, edits);
-  session.profiles.Write(session.SpecFile, edits);
 
+  if (Commit) {
+    ReplaceSpecification(session, path, edits);
+  } else {
+    // A working copy that has vanished holds more than what is written here.
+    if (!FileExists(session.SpecFile)) throw ErrorFromErrno(ENOENT, session.SpecFile);
+    session.profiles.Write(session.SpecFile, edits);
+  }
   session.SchemaSaved = true;
   session.SchemaChanged = false;
   if (Commit) RenewWorkingCopy(session);

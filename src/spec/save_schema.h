@@ -9,10 +9,14 @@ namespace kestrel {
 // specification is saved in place, a template under a name that is asked for. The name's messages, the
 // numbering of files ("Kunden(1).IMP" to "(9)") and the order of writing are told in the .cpp.
 //
-// The settings are written with one replacement of the file: all of them or none.
+// The specification is replaced once, by the working copy with the settings: it is the new one or the old one.
+// A new one that holds a password can be read by its owner only.
 //
-// Raises what the file operations raise (a folder that cannot be written, 52 for a name that holds a path
-// separator); an empty or taken name shows its message and changes nothing.
+// Raises why the file could not be written (a folder or disk that takes nothing, 52 for a name that holds a
+// path separator, 53 for a working file that has vanished, what ProfileStore raises). File, working copy,
+// SchemaSaved and SchemaChanged are then as before. Only a fresh working copy that cannot be made is told after
+// the save has happened; the session then works on the saved file itself. An empty or taken name shows its
+// message and changes nothing.
 void SaveSchema(Session& session, bool Commit);
 
 }  // namespace kestrel

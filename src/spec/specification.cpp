@@ -1,7 +1,6 @@
 #include "spec/specification.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include "platform/automation/value.h"
@@ -16,25 +15,10 @@ namespace {
 
 constexpr const char* kCommon = "Common";
 
-// Month, hour, day, second, year. Minutes are not part of the name.
-std::string WorkingCopyStamp(const DateTime& now) {
-  char stamp[32];
-  std::snprintf(stamp, sizeof stamp, "%02d%02d%02d%02d%04d", now.date.month, now.hour, now.date.day, now.second,
-                now.date.year);
-  return stamp;
-}
-
-void MakeWorkingCopyOf(Session& session, const std::string& chosen) {
-  std::string copy = WorkingCopyName(session);
-  CopySpecFile(chosen, copy);
-  session.ChosenSpecFile = chosen;
-  session.SpecFile = std::move(copy);
-}
-
 }  // namespace
 
 void ReadCommonSection(Session& session) {
-  const auto image = session.profiles.Read(session.SpecFile);
+  const auto image = session.profiles.Require(session.SpecFile);
   const auto text = [&](const char* key, const char* default_value = "") {
     return GetIniString(*image, kCommon, key, default_value);
   };
@@ -77,31 +61,6 @@ bool ReadBoolText(std::string_view text) {
   // A text that is no truth value is false.
   Trap([&] { truth = Value(text).ToBool(); }, [](const RuntimeError&) {});
   return truth;
-}
-
-std::string WorkingCopyName(const Session& session) {
-  if (session.PersonalNr.find_first_of("\\/") != std::string::npos) {
-    throw RuntimeError(ErrorNumber::kBadFileName,
-                       std::string(DescriptionOf(ErrorNumber::kBadFileName)) + ": " + session.PersonalNr);
-  }
-  const std::string name = "~" + WorkingCopyStamp(session.platform.clock.Now()) + session.PersonalNr + ".tmp";
-  return JoinPath(session.SpecFolder, name);
-}
-
-void CreateWorkingCopy(Session& session) {
-  const std::string chosen = session.SpecFile;
-  MakeWorkingCopyOf(session, chosen);
-}
-
-void RenewWorkingCopy(Session& session) {
-  const std::string chosen = session.ChosenSpecFile;
-  MakeWorkingCopyOf(session, chosen);
-}
-
-void DeleteWorkingCopy(Session& session) {
-  if (GetFileExtension(session.SpecFile) != ".TMP") return;
-  // A copy that is gone or held fast is no reason to stop.
-  Trap([&] { DeleteFile(session.SpecFile); }, [](const RuntimeError&) {});
 }
 
 bool SchemaNameExists(const Session& session, std::string_view name) {

@@ -18,8 +18,9 @@ inline constexpr const char* kExcelSource = "Microsoft Excel";
 inline constexpr const char* kDBaseSource = "dBase-Datenbank";
 
 // Loads ImportClass, Provider and Description and the keys of that provider from session.SpecFile into the
-// session; an unknown provider loads no further key. Missing keys give their defaults. Raises nothing: a
-// truth value that is no such text reads as false.
+// session; an unknown provider loads no further key. Missing keys give their defaults; a truth value that is no
+// such text reads as false. Raises, with nothing loaded, what ProfileStore::Require raises for a file that
+// cannot be read.
 void ReadCommonSection(Session& session);
 
 // A stored truth value: "True", "False", "Wahr", "Falsch" (any case), or a number, where any but 0 is
@@ -31,14 +32,22 @@ bool ReadBoolText(std::string_view text);
 std::string WorkingCopyName(const Session& session);
 
 // Step 1's "Weiter" has set SpecFile to the chosen file: remembers it as ChosenSpecFile, copies it to a
-// new working copy and makes that the SpecFile. Raises what WorkingCopyName and CopySpecFile raise; SpecFile
-// then stays as it was.
+// new working copy, readable by its owner only, and makes that the SpecFile.
+//
+// A name belongs to one session at a time, by a lock on a file beside it ("." before its name and ".lock"
+// behind it). Where another session has it, in this process or another one, this waits for the next second's
+// name; error 58 when none was free for about three seconds. A copy that no session uses any more is
+// overwritten. Raises what WorkingCopyName and CopySpecFile raise; SpecFile then stays as it was.
 void CreateWorkingCopy(Session& session);
 // The same out of ChosenSpecFile, after a save has made another file the SpecFile.
 void RenewWorkingCopy(Session& session);
 
 // Deletes SpecFile if its extension is ".TMP"; any other file is left alone. Raises nothing.
 void DeleteWorkingCopy(Session& session);
+
+// Removes from the folder what ended processes have left: working copies whose lock nobody holds, and half-way
+// writes. Raises nothing.
+void SweepSpecFolder(const std::string& folder);
 
 // Whether the name equals, exactly, one of the pieces of ExistingSchemaNames.
 bool SchemaNameExists(const Session& session, std::string_view name);

@@ -65,6 +65,7 @@ frmStep1::frmStep1(Session& session, Wizard& wizard)
 
   // Load.
   session_.SpecFolder = DefaultSpecFolder();
+  SweepSpecFolder(session_.SpecFolder);
   FillList();
   session_.SchemaChanged = false;
   lstVorlage_->setFocus();

@@ -134,17 +134,15 @@ void frmTransTbl::FillConstants() {
 }
 
 void frmTransTbl::cmdOK_Click() {
-  Save();
-  done(saved_ ? Accepted : Rejected);
+  if (Save()) done(saved_ ? Accepted : Rejected);
 }
 
-void frmTransTbl::Save() {
-  saved_ = true;
+bool frmTransTbl::Save() {
   if (translation_mode_ == kConstantsMode) {
     const QModelIndex current = tdbGridTransl_->currentIndex();
     if (current.isValid()) return_value_ = FromQt(model_.item(current.row(), kFieldColumn)->text());
     saved_ = current.isValid();
-    return;
+    return true;
   }
   // What is still being typed counts.
   tdbGridTransl_->setCurrentIndex(QModelIndex());
@@ -153,7 +151,23 @@ void frmTransTbl::Save() {
     rows.push_back(
         {FromQt(model_.item(row, kFieldColumn)->text()), FromQt(model_.item(row, kTranslateColumn)->text())});
   }
-  WriteTranslationRows(session_, destination_name_, rows);
+  std::optional<RefusedRow> refused;
+  saved_ = Trap(
+      [&] {
+        refused = FindRefusedRow(session_, destination_name_, rows);
+        if (!refused) WriteTranslationRows(session_, destination_name_, rows);
+      },
+      [&](const RuntimeError& error) { TellNotSaved("Fehler: " + error.Description()); });
+  if (refused) {
+    saved_ = false;
+    TellNotSaved(refused->text);
+    tdbGridTransl_->setCurrentIndex(model_.index(static_cast<int>(refused->row), kTranslateColumn));
+  }
+  return saved_;
+}
+
+void frmTransTbl::TellNotSaved(const std::string& reason) {
+  session_.platform.ui.MessageBox(reason, "Speichern", Icon::kInformation, Buttons::kOk);
 }
 
 void frmTransTbl::reject() {
@@ -161,7 +175,7 @@ void frmTransTbl::reject() {
   if (translation_mode_ == kTranslationMode) {
     const Answer answer = session_.platform.ui.MessageBox("Möchten Sie die Änderungen speichern?", "Speichern",
                                                           Icon::kQuestion, Buttons::kYesNo);
-    if (answer == Answer::kYes) Save();
+    if (answer == Answer::kYes && !Save()) return;
   }
   done(saved_ ? Accepted : Rejected);
 }

@@ -48,8 +48,10 @@ class frmTransTbl final : public QDialog {
   void AppendEmptyRow();
   void Edited(const QStandardItem* item);
   void cmdOK_Click();
-  // Writes the table, or takes the selected constant.
-  void Save();
+  // Writes the table, or takes the selected constant. False where the table could not be written as it was
+  // typed: the reason has been shown, and the dialog stays open with everything in it.
+  bool Save();
+  void TellNotSaved(const std::string& reason);
   void Tell(const QString& notice);
 
   Session& session_;

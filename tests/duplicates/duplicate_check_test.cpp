@@ -8,6 +8,7 @@
 namespace kestrel {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -32,6 +33,16 @@ class DuplicateCheckTest : public testing::DuplicateFixture {
     return text;
   }
 };
+
+// --- The specification ---
+
+TEST_F(DuplicateCheckTest, SettingsThatCannotBeReadFromTheFirstRecordOnAreShownAndAnswerNo) {
+  session.SpecFile = folder.path();
+  EXPECT_FALSE(CheckDoublett(session, *Record({{"PLZ", "50667"}})));
+  ASSERT_THAT(ui.boxes, SizeIs(1));
+  EXPECT_THAT(ui.boxes[0].text,
+              AllOf(StartsWith("Fehler in Funktion LoadDublettSettings: "), HasSubstr(folder.path())));
+}
 
 // --- The key text ---
 

@@ -1,16 +1,20 @@
 // How one destination record is filled, as a run shows it.
 #include "import/record_assembly.h"
 
-#include <chrono>
-#include <thread>
+#include <cstdio>
+#include <filesystem>
 
 #include "import/run_fixture.h"
+#include "support/write_key.h"
 
 namespace kestrel::testing {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 std::string Mismatch(const std::string& field, const std::string& value) {
   return "Fehler: 10005 Eine Typen Unverträglichkeit wurde im Modul ImportStart festgestellt. Ein "
@@ -301,7 +305,7 @@ TEST_F(TranslationTest, AChangeMadeThroughTheSessionIsSeenByTheNextRecord) {
   Assign({.field = "Gruppe", .destination = "Wert", .translate = true});
   import_class->Method("ImportRecord", [this](std::span<Argument> arguments) {
     stored.push_back({{"Gruppe", std::string(ToRecordset(arguments[0].Get())->TextAt(0))}});
-    session.profiles.Write(session.SpecFile, "Translation_Gruppe", "A", "Neu");
+    WriteKey(session.profiles, session.SpecFile, "Translation_Gruppe", "A", "Neu");
     return Value();
   });
   UseSource("Wert\nA\nA\n");
@@ -309,18 +313,42 @@ TEST_F(TranslationTest, AChangeMadeThroughTheSessionIsSeenByTheNextRecord) {
   EXPECT_THAT(stored, ElementsAre(StoredRecord{{"Gruppe", "Altkunde"}}, StoredRecord{{"Gruppe", "Neu"}}));
 }
 
-TEST_F(TranslationTest, AChangeMadeByAnotherProgramIsSeenDuringTheRun) {
+TEST_F(TranslationTest, AChangeThatTheImportClassMakesToTheWorkingCopyIsSeenWithTheNextRecord) {
   Assign({.field = "Gruppe", .destination = "Wert", .translate = true});
   import_class->Method("ImportRecord", [this](std::span<Argument> arguments) {
     stored.push_back({{"Gruppe", std::string(ToRecordset(arguments[0].Get())->TextAt(0))}});
-    UseSpecification("[Translation_Gruppe]\nA=Neu\n");
-    // Files are looked at once a clock tick, which is 10 ms at the longest.
-    std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    UseSpecification("[Translation_Gruppe]\nA=Neu" + std::to_string(stored.size()) + "\n");
     return Value();
   });
-  UseSource("Wert\nA\nA\n");
+  UseSource("Wert\nA\nA\nA\n");
   Run();
-  EXPECT_THAT(stored, ElementsAre(StoredRecord{{"Gruppe", "Altkunde"}}, StoredRecord{{"Gruppe", "Neu"}}));
+  EXPECT_THAT(stored, ElementsAre(StoredRecord{{"Gruppe", "Altkunde"}}, StoredRecord{{"Gruppe", "Neu1"}},
+                                  StoredRecord{{"Gruppe", "Neu2"}}));
+}
+
+TEST_F(TranslationTest, ATranslationIsTheTextBehindTheFirstEqualsSign) {
+  UseSpecification("[Translation_Gruppe]\nA=Rabatt=5%\n");
+  Assign({.field = "Gruppe", .destination = "Wert", .translate = true});
+  EXPECT_EQ(Import("A"), (StoredRecord{{"Gruppe", "Rabatt=5%"}}));
+}
+
+TEST_F(TranslationTest, ASpecificationThatCannotBeReadIsAnErrorOfEachRecordAndNoneIsStoredByDefaults) {
+  Assign({.field = "Gruppe", .destination = "Wert", .translate = true});
+  import_class->Method("ImportRecord", [this](std::span<Argument> arguments) {
+    stored.push_back({{"Gruppe", std::string(ToRecordset(arguments[0].Get())->TextAt(0))}});
+    std::remove(session.SpecFile.c_str());
+    std::filesystem::create_directory(session.SpecFile);
+    return Value();
+  });
+  UseSource("Wert\nA\nA\nA\n");
+  const RunResult result = Run();
+  EXPECT_THAT(stored, ElementsAre(StoredRecord{{"Gruppe", "Altkunde"}}));
+  EXPECT_EQ(result.records, 3);
+  EXPECT_EQ(result.errors, 2);
+  EXPECT_EQ(result.stored, 1);
+  EXPECT_EQ(result.rejected, 2);
+  ASSERT_THAT(LogLines(), SizeIs(2));
+  EXPECT_THAT(LogLines()[0], AllOf(HasSubstr(session.SpecFile), HasSubstr("keine gewöhnliche Datei")));
 }
 
 // --- Dates --------------------------------------------------------------------------------------

@@ -6,6 +6,7 @@
 
 #include "spec/profile_access.h"
 #include "support/session_fixture.h"
+#include "support/write_key.h"
 
 namespace kestrel {
 
@@ -57,8 +58,10 @@ TEST(TranslationTableTest, AValueThatHoldsAnEqualsSignNeverMatches) {
   EXPECT_EQ(table.Find("A=B=C"), std::nullopt);
 }
 
-TEST(TranslationTableTest, ATranslationEndsAtTheSecondEqualsSign) {
-  EXPECT_THAT(TranslationTable("A=B=C\0"s).Find("A"), Optional(std::string_view("B")));
+TEST(TranslationTableTest, ATranslationIsTheTextBehindTheFirstEqualsSign) {
+  EXPECT_THAT(TranslationTable("A=B=C\0x=Rabatt=5%\0"s).Find("A"), Optional(std::string_view("B=C")));
+  EXPECT_THAT(TranslationTable("A=B=C\0x=Rabatt=5%\0"s).Find("x"), Optional(std::string_view("Rabatt=5%")));
+  EXPECT_THAT(TranslationTable("A==\0"s).Find("A"), Optional(std::string_view("=")));
 }
 
 TEST(TranslationTableTest, TheLastPieceOfASectionThatWasCutIsNotLookedAt) {
@@ -115,7 +118,7 @@ TEST_F(TranslationTest, ATableIsParsedAgainOnlyWhenTheFileHasChanged) {
   EXPECT_EQ(first, "Deutschland");
   EXPECT_EQ(lookup.Table(image).Find("D")->data(), first.data());
 
-  WriteIniString(session.profiles, session.SpecFile, "Translation_Land", "D", "Germany");
+  testing::WriteKey(session.profiles, session.SpecFile, "Translation_Land", "D", "Germany");
   EXPECT_THAT(lookup.Table(session.profiles.Read(session.SpecFile)).Find("D"),
               Optional(std::string_view("Germany")));
 }
@@ -146,7 +149,7 @@ TEST_F(TranslationTest, ATranslationIsCutAt255Characters) {
 TEST_F(TranslationTest, RowsAreWrittenUnderTheirSourceValue) {
   UseSpecification("[Common]\nProvider=Textdatei\n");
   WriteTranslationRows(session, "Land", {{"D", "Deutschland"}, {"", "unbekannt"}, {"F", ""}});
-  EXPECT_EQ(GetIniSection(session.profiles, session.SpecFile, "Translation_Land"),
+  EXPECT_EQ(GetIniSection(*session.profiles.Read(session.SpecFile), "Translation_Land"),
             "D=Deutschland\0<Empty>=unbekannt\0"s);
   EXPECT_EQ(GetIniString(session.profiles, session.SpecFile, "Common", "Provider", ""), "Textdatei");
 }
@@ -161,13 +164,13 @@ TEST_F(TranslationTest, EditingAValueTwiceOverwritesItsEntry) {
   UseSpecification("");
   WriteTranslationRows(session, "Land", {{"D", "Deutschland"}});
   WriteTranslationRows(session, "Land", {{"D", "Germany"}});
-  EXPECT_EQ(GetIniSection(session.profiles, session.SpecFile, "Translation_Land"), "D=Germany\0"s);
+  EXPECT_EQ(GetIniSection(*session.profiles.Read(session.SpecFile), "Translation_Land"), "D=Germany\0"s);
 }
 
 TEST_F(TranslationTest, ClearingATranslationLeavesTheOldEntry) {
   UseSpecification("[Translation_Land]\nD=Deutschland\n");
   WriteTranslationRows(session, "Land", {{"D", ""}});
-  EXPECT_EQ(GetIniSection(session.profiles, session.SpecFile, "Translation_Land"), "D=Deutschland\0"s);
+  EXPECT_EQ(GetIniSection(*session.profiles.Read(session.SpecFile), "Translation_Land"), "D=Deutschland\0"s);
 }
 
 TEST_F(TranslationTest, AFieldWhoseSwitchIsOffIsStillShownAndSaved) {
@@ -189,7 +192,7 @@ TEST_F(TranslationTest, WritingWhatStandsThereLeavesTheFileUntouched) {
 TEST_F(TranslationTest, ATranslationStoredInQuotesIsReplacedByTheOneWithout) {
   UseSpecification("[Translation_Land]\nD=\"Deutschland\"\n");
   WriteTranslationRows(session, "Land", {{"D", "Deutschland"}});
-  EXPECT_EQ(GetIniSection(session.profiles, session.SpecFile, "Translation_Land"), "D=Deutschland\0"s);
+  EXPECT_EQ(GetIniSection(*session.profiles.Read(session.SpecFile), "Translation_Land"), "D=Deutschland\0"s);
 }
 
 }  // namespace

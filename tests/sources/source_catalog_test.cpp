@@ -117,10 +117,5 @@ TEST(ListedTableName, OnlyDBaseTablesLoseTheirExtension) {
   EXPECT_EQ(ListedTableName("Microsoft Access-Datenbanken", "alt.dbf"), "alt.dbf");
 }
 
-TEST(BoolToCheckValue, IsOneOrZero) {
-  EXPECT_EQ(BoolToCheckValue(true), 1);
-  EXPECT_EQ(BoolToCheckValue(false), 0);
-}
-
 }  // namespace
 }  // namespace kestrel

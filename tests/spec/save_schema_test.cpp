@@ -2,6 +2,11 @@
 #include "spec/save_schema.h"
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
 
 #include <memory>
 #include <string>
@@ -12,11 +17,13 @@
 #include "spec/specification.h"
 #include "support/expect_error.h"
 #include "support/session_fixture.h"
+#include "support/write_key.h"
 
 namespace kestrel {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::ReadBytes;
 using testing::SessionFixture;
@@ -36,6 +43,12 @@ class SaveSchemaTest : public SessionFixture {
   std::string InFolder(std::string_view name) const { return session.SpecFolder + "/" + std::string(name); }
   std::string Value(const std::string& path, std::string_view section, std::string_view key) {
     return GetIniString(session.profiles, path, section, key, "<none>");
+  }
+  // As it was before a save that failed.
+  void ExpectUntouched(const std::string& specification) {
+    EXPECT_EQ(ReadBytes(session.ChosenSpecFile), specification);
+    EXPECT_FALSE(session.SchemaSaved);
+    EXPECT_TRUE(session.SchemaChanged);
   }
   void AddField(const char* name, std::int64_t option, const char* assigned) {
     if (session.AssignmentList == nullptr) {
@@ -185,11 +198,118 @@ TEST_F(SaveSchemaTest, TheFirstFlagIsSetAndTheSecondReset) {
   }
 }
 
-TEST_F(SaveSchemaTest, AWriteThatFailsIsNotReported) {
-  session.SpecFile = folder.File("missing/x.imp");
-  SaveSchema(session, false);
+// --- Failure ------------------------------------------------------------------------------------
+
+TEST_F(SaveSchemaTest, AWorkingFileThatHasVanishedIsAnErrorAsItHeldMoreThanIsWritten) {
+  for (const bool commit : {false, true}) {
+    Choose("Kunden.imp", "[Common]\nDescription=Kunden\nImportClass=a.b\n");
+    ASSERT_EQ(::unlink(session.SpecFile.c_str()), 0);
+    session.SchemaSaved = false;
+    EXPECT_ERROR_TEXT(SaveSchema(session, commit), ErrorNumber::kFileNotFound, HasSubstr(session.SpecFile));
+    ExpectUntouched("[Common]\r\nDescription=Kunden\r\nImportClass=a.b\r\n");
+    EXPECT_THAT(ui.boxes, IsEmpty()) << "the page reports it";
+    DeleteWorkingCopy(session);
+  }
+}
+
+TEST_F(SaveSchemaTest, AWorkingFileThatCannotBeReadDoesNotTurnIntoDefaults) {
+  Choose("Kunden.imp", "[Common]\nDescription=Kunden\n");
+  ASSERT_EQ(::unlink(session.SpecFile.c_str()), 0);
+  ASSERT_EQ(::mkdir(session.SpecFile.c_str(), 0700), 0);
+  for (const bool commit : {false, true}) {
+    session.SchemaSaved = false;
+    session.SchemaChanged = true;
+    EXPECT_ERROR(SaveSchema(session, commit),
+                 commit ? ErrorNumber::kPathFileAccess : ErrorNumber::kFileNotFound);
+    ExpectUntouched("[Common]\r\nDescription=Kunden\r\n");
+  }
+}
+
+TEST_F(SaveSchemaTest, WhereTheSpecificationCannotBeReplacedTheEditsStayInTheWorkingCopy) {
+  Choose("Kunden.imp", "[Common]\nDescription=Kunden\n");
+  testing::WriteKey(session.profiles, session.SpecFile, "Translation_Art", "Herr", "1");
+  const std::string copy = session.SpecFile;
+  const std::string copied = ReadBytes(copy);
+  // A folder in its place can be replaced by nobody, not even by the superuser.
+  const std::string path = session.ChosenSpecFile;
+  ASSERT_EQ(::unlink(path.c_str()), 0);
+  ASSERT_EQ(::mkdir(path.c_str(), 0700), 0);
+  session.SchemaSaved = false;
+  session.FileName = "neu.txt";
+  EXPECT_ERROR_TEXT(SaveSchema(session, true), ErrorNumber::kPathFileAccess, HasSubstr(path));
+  EXPECT_FALSE(session.SchemaSaved);
+  EXPECT_TRUE(session.SchemaChanged);
+  EXPECT_EQ(session.SpecFile, copy);
+  EXPECT_EQ(session.ChosenSpecFile, path);
+  EXPECT_EQ(ReadBytes(copy), copied);
+
+  // The same again, once nothing stands in its way.
+  ASSERT_EQ(::rmdir(path.c_str()), 0);
+  SaveSchema(session, true);
+  EXPECT_EQ(Value(path, "Common", "FileName"), "neu.txt");
+  EXPECT_EQ(Value(path, "Translation_Art", "Herr"), "1");
+}
+
+TEST_F(SaveSchemaTest, AFullDiskLeavesTheSpecificationAsItWas) {
+  const std::string text = "[Common]\nDescription=Kunden\n; " + std::string(4000, 'x') + "\n";
+  Choose("Kunden.imp", text);
+  const std::string copy = session.SpecFile;
+  const std::string before = ReadBytes(session.ChosenSpecFile);
+  session.SchemaSaved = false;
+  for (const bool commit : {false, true}) {
+    // A limit on file sizes stands in for a full disk.
+    const auto old_handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit old_limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &old_limit), 0);
+    const rlimit limit{1000, old_limit.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    const ::testing::AssertionResult raised =
+        testing::RaisesError([&] { SaveSchema(session, commit); }, ErrorNumber::kDiskFull, ::testing::_);
+    ::setrlimit(RLIMIT_FSIZE, &old_limit);
+    std::signal(SIGXFSZ, old_handler);
+    EXPECT_TRUE(raised);
+    EXPECT_EQ(session.SpecFile, copy);
+    EXPECT_EQ(ReadBytes(copy), before);
+    ExpectUntouched(before);
+    EXPECT_THAT(ListFiles(session.SpecFolder),
+                ElementsAre(InFolder(".~0314070920244711.tmp.lock"), session.ChosenSpecFile, copy));
+  }
+}
+
+TEST_F(SaveSchemaTest, AFreshWorkingCopyThatCannotBeMadeIsToldAfterTheSaveHasHappened) {
+  Choose("Kunden.imp", "[Common]\nDescription=Kunden\n");
+  session.FileName = "neu.txt";
+  const std::string path = session.ChosenSpecFile;
+  session.PersonalNr = std::string(300, '7');  // no file name is that long
+  session.SchemaSaved = false;
+  EXPECT_ERROR(SaveSchema(session, true), ErrorNumber::kBadFileName);
+  EXPECT_EQ(Value(path, "Common", "FileName"), "neu.txt");
   EXPECT_TRUE(session.SchemaSaved);
-  EXPECT_THAT(ui.boxes, IsEmpty());
+  EXPECT_FALSE(session.SchemaChanged);
+  EXPECT_EQ(session.SpecFile, path) << "which is never deleted as a working copy";
+}
+
+TEST_F(SaveSchemaTest, ANewSpecificationThatHoldsAPasswordIsItsOwnersAlone) {
+  Choose("Vorlage.imt", "[Common]\nDescription=Vorlage\nProvider=Microsoft SQL-Server\n");
+  ASSERT_EQ(::chmod(session.ChosenSpecFile.c_str(), 0444), 0);
+  const auto mode_of = [&](const std::string& name) {
+    struct stat status {};
+    EXPECT_EQ(::stat(InFolder(name).c_str(), &status), 0) << name;
+    return status.st_mode & 0777;
+  };
+  session.Password = "geheim";
+  ui.replies = {"Mit"};
+  SaveSchema(session, true);
+  EXPECT_EQ(mode_of("Mit.IMP"), 0600u);
+  session.Password = "";
+  ui.replies = {"Ohne"};
+  SaveSchema(session, true);
+  EXPECT_EQ(mode_of("Ohne.IMP"), 0644u) << "as the template, and writable";
+
+  Choose("Alt.imt", "[Common]\nDescription=Alt\nProvider=Textdatei\nPassword=von früher\n");
+  ui.replies = {"Rest"};
+  SaveSchema(session, true);
+  EXPECT_EQ(mode_of("Rest.IMP"), 0600u) << "a password of another kind of source is one, too";
 }
 
 // --- A specification ----------------------------------------------------------------------------
@@ -200,7 +320,8 @@ TEST_F(SaveSchemaTest, AnOpenedSpecificationIsSavedInThatVeryFileWithoutAQuestio
   session.FileName = "neu.txt";
   session.Description = "not written";
   session.ImportClassProgID = "not.written";
-  session.profiles.Write(session.SpecFile, "Translation_Art", "Herr", "1");  // as the value editor does
+  testing::WriteKey(session.profiles, session.SpecFile, "Translation_Art", "Herr",
+                    "1");  // as the value editor does
   SaveSchema(session, true);
 
   const std::string path = InFolder("Kunden.imp");

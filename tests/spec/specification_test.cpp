@@ -1,4 +1,4 @@
-// Loading the Common section, and the working copy.
+// Loading the Common section, and the names of schemas.
 #include "spec/specification.h"
 
 #include <gmock/gmock.h>
@@ -136,71 +136,14 @@ TEST_F(Specification, ATextThatIsNoTruthValueReadsAsFalse) {
   EXPECT_FALSE(ReadBoolText("99999999999999999999x"));
 }
 
-// --- Working copy -------------------------------------------------------------------------------
-
-TEST_F(Specification, TheWorkingCopyIsNamedAfterMonthHourDaySecondYearAndUser) {
-  EXPECT_EQ(WorkingCopyName(session), session.SpecFolder + "/~031407092024" + "4711.tmp");
-}
-
-TEST_F(Specification, TwoCopiesInOneHourAndSecondOfDifferentMinutesShareAName) {
-  const std::string first = WorkingCopyName(session);
-  clock.Set(DateTime{{2024, 3, 7}, 14, 55, 9});
-  EXPECT_EQ(WorkingCopyName(session), first);
-  clock.Set(DateTime{{2024, 3, 7}, 14, 55, 10});
-  EXPECT_NE(WorkingCopyName(session), first);
-}
-
-TEST_F(Specification, ALaterCopyOfTheSameNameOverwritesTheEarlier) {
-  session.SpecFile = WriteSpecification("a.imp", "[Common]\nDescription=A\n");
-  CreateWorkingCopy(session);
-  session.SpecFile = WriteSpecification("b.imp", "[Common]\nDescription=B\n");
-  CreateWorkingCopy(session);
-  EXPECT_EQ(ReadBytes(session.SpecFile), "[Common]\r\nDescription=B\r\n");
-}
-
-TEST_F(Specification, AUserNumberThatHoldsASeparatorIsRefused) {
-  for (const char* number : {"../4711", "4\\711"}) {
-    session.PersonalNr = number;
-    EXPECT_ERROR_TEXT(WorkingCopyName(session), ErrorNumber::kBadFileName, ::testing::HasSubstr(number));
-  }
-}
-
-TEST_F(Specification, CreateWorkingCopyRemembersTheChosenFileAndSwitchesToTheCopy) {
-  const std::string chosen = WriteSpecification("Kunden.imp", "[Common]\nDescription=Kunden\n");
-  ASSERT_EQ(::chmod(chosen.c_str(), 0444), 0);
-  session.SpecFile = chosen;
-  CreateWorkingCopy(session);
-  EXPECT_EQ(session.ChosenSpecFile, chosen);
-  EXPECT_EQ(session.SpecFile, WorkingCopyName(session));
-  EXPECT_EQ(ReadBytes(session.SpecFile), ReadBytes(chosen));
-  struct stat status {};
-  ASSERT_EQ(::stat(session.SpecFile.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0200, 0200u) << "a read-only template gives a copy that can be written";
-}
-
-TEST_F(Specification, AFailedCopyLeavesTheSessionAsItWas) {
-  session.SpecFile = folder.File("Import/missing.imp");
-  session.ChosenSpecFile = "before";
-  EXPECT_ERROR(CreateWorkingCopy(session), ErrorNumber::kFileNotFound);
-  EXPECT_EQ(session.SpecFile, folder.File("Import/missing.imp"));
-  EXPECT_EQ(session.ChosenSpecFile, "before");
-}
-
-TEST_F(Specification, AWorkingCopyIsRecognisedByItsExtensionInAnyCaseAndDeleted) {
-  for (const char* name : {"~copy.tmp", "~copy.TMP"}) {
-    session.SpecFile = WriteSpecification(name, "[Common]\n");
-    DeleteWorkingCopy(session);
-    EXPECT_FALSE(FileExists(session.SpecFile)) << name;
-  }
-  DeleteWorkingCopy(session);  // gone already: no matter
-}
-
-TEST_F(Specification, TheUsersOwnFileIsNeverDeleted) {
-  for (const char* name : {"Kunden.imp", "Vorlage.imt", "tmp"}) {
-    session.SpecFile = WriteSpecification(name, "[Common]\n");
-    DeleteWorkingCopy(session);
-    EXPECT_TRUE(FileExists(session.SpecFile)) << name;
-  }
+TEST_F(Specification, AFileThatCannotBeReadIsAnErrorAndChangesNothing) {
+  session.SpecFile = folder.path();
+  session.Provider = "before";
+  session.FileName = "before";
+  EXPECT_ERROR_TEXT(ReadCommonSection(session), ErrorNumber::kPathFileAccess,
+                    ::testing::HasSubstr(folder.path()));
+  EXPECT_EQ(session.Provider, "before");
+  EXPECT_EQ(session.FileName, "before");
 }
 
 // --- Names --------------------------------------------------------------------------------------

@@ -1,6 +1,6 @@
-// trial_open_connection SPECIFICATION DATABASE: an import as the host's window makes it, which keeps its connection
-// open afterwards. Tells the end in one line of standard output, as `kestrel-import run --format json` does, then
-// waits for the end of its input.
+// trial_open_connection SPECIFICATION DATABASE: an import as the host's window makes it, which keeps its
+// connection open afterwards. Tells the end in one line of standard output, as `kestrel-import run --format
+// json` does, then waits for the end of its input.
 #include <iostream>
 #include <limits>
 
@@ -25,7 +25,7 @@ class Unseen final : public kestrel::RunView {
 };
 
 void Import(kestrel::Session& session, const std::string& specification) {
-  session.SpecFolder = kestrel::GetFolderOfPath(specification);
+  session.SpecFolder = kestrel::ParentFolder(specification);
   session.SpecFile = specification;
   session.AppMode = 2;
   kestrel::ReadCommonSection(session);

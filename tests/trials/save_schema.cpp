@@ -14,7 +14,7 @@
 namespace {
 
 void Open(kestrel::Session& session, const std::string& specification) {
-  session.SpecFolder = kestrel::GetFolderOfPath(specification);
+  session.SpecFolder = kestrel::ParentFolder(specification);
   session.SpecFile = specification;
   session.PersonalNr = "4711";
   kestrel::ReadCommonSection(session);

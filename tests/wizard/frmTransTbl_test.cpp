@@ -5,6 +5,8 @@
 #include <QComboBox>
 #include <QLineEdit>
 #include <QStyledItemDelegate>
+#include <cstdio>
+#include <filesystem>
 
 #include "platform/data/open_connection.h"
 #include "wizard/wizard_fixture.h"
@@ -168,6 +170,51 @@ TEST_F(ValueEditorTest, ATranslationHas255CharactersAtMost) {
   });
   EXPECT_EQ(shown.size(), 255u);
   EXPECT_EQ(longest, 255);
+}
+
+TEST_F(ValueEditorTest, WhatCannotBeStoredIsRefusedAtOnceAndStaysInTheOpenEditor) {
+  UseSource(kSource);
+  bool stayed_open = false;
+  std::string typed;
+  int row = -1;
+  EXPECT_TRUE(Open([&] {
+    Edit(0, 1, "neu");
+    Edit(1, 1, " vorn");
+    ClickOn(FindIn<QWidget>(editor, "cmdOK"));
+    stayed_open = editor.isVisible();
+    typed = Rows()[0] + "|" + Rows()[1];
+    row = Grid().currentIndex().row();
+    EXPECT_EQ(Stored("Translation_Art", "B"), "2") << "nothing is written by halves";
+    Edit(1, 1, "vorn");
+  }));
+  EXPECT_TRUE(stayed_open);
+  EXPECT_EQ(typed, "B=neu|A= vorn");
+  EXPECT_EQ(row, 1);
+  ASSERT_THAT(ui.boxes, ::testing::SizeIs(1));
+  EXPECT_THAT(ui.boxes[0].text,
+              ::testing::HasSubstr("Zeile 2 (\"A\"): Die Übersetzung beginnt oder endet mit"));
+  EXPECT_EQ(Stored("Translation_Art", "A"), "vorn");
+  EXPECT_EQ(Stored("Translation_Art", "B"), "neu");
+}
+
+TEST_F(ValueEditorTest, ATableThatCannotBeSavedOnClosingKeepsTheEditorOpen) {
+  UseSource(kSource);
+  bool stayed_open = false;
+  Open([&] {
+    Edit(1, 1, "1");
+    const std::string content = testing::ReadBytes(session.SpecFile);
+    ASSERT_EQ(std::remove(session.SpecFile.c_str()), 0);
+    std::filesystem::create_directory(session.SpecFile);
+    ui.answers = {Answer::kYes};
+    ClickOn(FindIn<QWidget>(editor, "cmdCancel"));
+    stayed_open = editor.isVisible();
+    std::filesystem::remove(session.SpecFile);
+    UseSpecification(content);
+  });
+  EXPECT_TRUE(stayed_open);
+  ASSERT_THAT(ui.boxes, ::testing::SizeIs(2));
+  EXPECT_THAT(ui.boxes[1].text, ::testing::HasSubstr("keine gewöhnliche Datei"));
+  EXPECT_EQ(Stored("Translation_Art", "A"), "1") << "the OK button, when nothing stood in its way";
 }
 
 TEST_F(ValueEditorTest, AbbrechenAsksAndNoWritesNothing) {

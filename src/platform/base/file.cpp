@@ -7,11 +7,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <memory>
 #include <utility>
 
+#include "platform/base/file_descriptor.h"
 #include "platform/base/input_file.h"
+#include "platform/base/replacement.h"
 #include "platform/base/runtime_error.h"
 
 namespace kestrel {
@@ -19,22 +20,6 @@ namespace kestrel {
 namespace {
 
 constexpr std::string_view kSeparators = "\\/";
-
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
-  FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-  FileDescriptor& operator=(FileDescriptor&&) = delete;
-  ~FileDescriptor() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-  }
-  int get() const { return descriptor_; }
-  // Closes now, so that a late error of the device is seen.
-  bool Close() { return ::close(std::exchange(descriptor_, -1)) == 0; }
-
- private:
-  int descriptor_;
-};
 
 FileDescriptor OpenForReading(const std::string& path, struct stat& status) {
   if (::stat(path.c_str(), &status) != 0) throw ErrorFromErrno(errno, path);
@@ -54,84 +39,6 @@ std::size_t ReadSome(const FileDescriptor& file, char* buffer, std::size_t size,
   }
 }
 
-void WriteAll(const FileDescriptor& file, std::string_view content, const std::string& path) {
-  while (!content.empty()) {
-    const ssize_t written = ::write(file.get(), content.data(), content.size());
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      throw ErrorFromErrno(errno, path);
-    }
-    content.remove_prefix(static_cast<std::size_t>(written));
-  }
-}
-
-// The file a link names, so that replacing it leaves the link in place; a missing file is its own target.
-std::string ResolveLinks(const std::string& path) {
-  const std::unique_ptr<char, decltype(&std::free)> real(::realpath(path.c_str(), nullptr), &std::free);
-  return real == nullptr ? path : std::string(real.get());
-}
-
-// Makes a rename last: the folder's own entry is on the device.
-void FlushFolderOf(const std::string& path) {
-  const std::size_t separator = path.rfind('/');
-  std::string folder = ".";
-  if (separator != std::string::npos) folder = separator == 0 ? "/" : path.substr(0, separator);
-  const FileDescriptor handle(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  // Some file systems cannot flush a folder; the rename has happened all the same.
-  if (handle.get() >= 0) ::fsync(handle.get());
-}
-
-// A file beside its destination that takes the destination's place at the end or disappears.
-class Replacement {
- public:
-  explicit Replacement(std::string destination)
-      : destination_(std::move(destination)),
-        sibling_(destination_ + ".XXXXXX"),
-        file_(::mkostemp(sibling_.data(), O_CLOEXEC)) {
-    if (file_.get() < 0) throw ErrorFromErrno(errno, destination_);
-    made_ = true;
-  }
-  Replacement(const Replacement&) = delete;
-  Replacement& operator=(const Replacement&) = delete;
-  ~Replacement() {
-    if (made_) ::unlink(sibling_.c_str());
-  }
-
-  const FileDescriptor& file() const { return file_; }
-
-  void TakeModeAndOwner(const struct stat& status) {
-    // The owner first, as changing it clears bits of the mode. Only the superuser may give a file away; the
-    // content matters more than its owner, so a refusal is no error.
-    if (::fchown(file_.get(), status.st_uid, status.st_gid) != 0 && errno != EPERM) {
-      throw ErrorFromErrno(errno, destination_);
-    }
-    SetMode(status.st_mode & 07777);
-  }
-  void SetMode(mode_t mode) {
-    if (::fchmod(file_.get(), mode) != 0) throw ErrorFromErrno(errno, destination_);
-  }
-
-  void Commit() {
-    if (::fsync(file_.get()) != 0 || !file_.Close()) throw ErrorFromErrno(errno, destination_);
-    if (::rename(sibling_.c_str(), destination_.c_str()) != 0) throw ErrorFromErrno(errno, destination_);
-    made_ = false;
-    FlushFolderOf(destination_);
-  }
-
- private:
-  std::string destination_;
-  std::string sibling_;
-  FileDescriptor file_;
-  bool made_ = false;
-};
-
-mode_t UsualMode() {
-  // The mask can only be read by setting it.
-  const mode_t mask = ::umask(0);
-  ::umask(mask);
-  return 0666 & ~mask;
-}
-
 }  // namespace
 
 std::string FileNameOfPath(std::string_view path) {
@@ -142,6 +49,13 @@ std::string FileNameOfPath(std::string_view path) {
 std::string GetFolderOfPath(std::string_view path) {
   const std::size_t separator = path.find_last_of(kSeparators);
   return std::string(separator == std::string_view::npos ? path : path.substr(0, separator));
+}
+
+std::string ParentFolder(std::string_view path) {
+  while (path.size() > 1 && kSeparators.find(path.back()) != std::string_view::npos) path.remove_suffix(1);
+  const std::size_t separator = path.find_last_of(kSeparators);
+  if (separator == std::string_view::npos) return ".";
+  return std::string(path.substr(0, separator == 0 ? 1 : separator));
 }
 
 std::string JoinPath(std::string_view folder, std::string_view name) {
@@ -161,27 +75,21 @@ bool FolderExists(const std::string& path) {
   return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-void CopyFile(const std::string& source, const std::string& destination) {
+void CopyFile(const std::string& source, const std::string& destination, std::optional<mode_t> mode) {
   struct stat status {};
   const FileDescriptor from = OpenForReading(source, status);
-  const std::string target = ResolveLinks(destination);
   struct stat existing {};
-  const bool replaces = ::stat(target.c_str(), &existing) == 0;
-  if (replaces && S_ISDIR(existing.st_mode)) throw ErrorFromErrno(EISDIR, destination);
+  const bool replaces = ::stat(destination.c_str(), &existing) == 0;
   if (replaces && existing.st_dev == status.st_dev && existing.st_ino == status.st_ino) return;
 
-  Replacement copy(target);
+  Replacement copy(destination, mode.value_or(status.st_mode & 0777));
+  if (mode) copy.SetMode(*mode);
   constexpr std::size_t kChunk = 1 << 20;
   std::string buffer(kChunk, '\0');
   for (;;) {
     const std::size_t got = ReadSome(from, buffer.data(), buffer.size(), source);
     if (got == 0) break;
-    WriteAll(copy.file(), std::string_view(buffer).substr(0, got), destination);
-  }
-  if (replaces) {
-    copy.TakeModeAndOwner(existing);
-  } else {
-    copy.SetMode(status.st_mode & 0777);
+    copy.Write(std::string_view(buffer).substr(0, got));
   }
   copy.Commit();
 }
@@ -244,14 +152,6 @@ std::string ReadWholeFile(const std::string& path) {
   }
 }
 
-FileContent FileContent::CopyOf(std::string_view bytes) {
-  FileContent content;
-  content.copy_ = std::make_unique_for_overwrite<char[]>(bytes.size());
-  std::copy(bytes.begin(), bytes.end(), content.copy_.get());
-  content.bytes_ = {content.copy_.get(), bytes.size()};
-  return content;
-}
-
 FileContent ReadFileContent(const std::string& path) {
   struct stat status {};
   const FileDescriptor file = OpenForReading(path, status);
@@ -269,21 +169,14 @@ FileContent ReadFileContent(const std::string& path) {
   return content;
 }
 
-void WriteFileAtomically(const std::string& path, std::string_view content) {
-  const std::string target = ResolveLinks(path);
-  struct stat existing {};
-  const bool replaces = ::stat(target.c_str(), &existing) == 0;
-  if (replaces && S_ISDIR(existing.st_mode)) throw ErrorFromErrno(EISDIR, path);
+void WriteFileAtomically(const std::string& path, std::string_view content, std::optional<mode_t> mode) {
   // A file the user may not write is not replaced either, though the folder would allow it.
-  if (replaces && ::access(target.c_str(), W_OK) != 0) throw ErrorFromErrno(errno, path);
-  Replacement replacement(target);
-  WriteAll(replacement.file(), content, path);
-  if (replaces) {
-    replacement.TakeModeAndOwner(existing);
-  } else {
-    replacement.SetMode(UsualMode());
-  }
+  if (::access(path.c_str(), W_OK) != 0 && errno != ENOENT) throw ErrorFromErrno(errno, path);
+  Replacement replacement(path, mode);
+  replacement.Write(content);
   replacement.Commit();
 }
+
+void SweepLeftovers(const std::string& folder) { Replacement::Sweep(folder); }
 
 }  // namespace kestrel

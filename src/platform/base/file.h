@@ -5,8 +5,10 @@
 // 76, 57, 61 ...) with the path in the description.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
-#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +23,9 @@ namespace kestrel {
 std::string FileNameOfPath(std::string_view path);
 // The text before the last separator; the path unchanged where it has none.
 std::string GetFolderOfPath(std::string_view path);
+// The folder in which the path's last component lies: "." for a bare name, "/" for what lies in the root.
+// Separators behind the last component do not count.
+std::string ParentFolder(std::string_view path);
 // `folder` and `name` with exactly one separator between them; `name` alone for an empty folder.
 std::string JoinPath(std::string_view folder, std::string_view name);
 
@@ -32,9 +37,9 @@ bool FolderExists(const std::string& path);
 
 // --- Work ---------------------------------------------------------------------------------------
 
-// Copies the content over `destination`, created with the source's mode if missing. The copy appears
-// whole or not at all: it is written beside the destination and renamed.
-void CopyFile(const std::string& source, const std::string& destination);
+// Copies the content over `destination`, created with the source's mode if missing; `mode`, where given, is the
+// copy's in any case. The copy appears whole or not at all: it is written beside the destination and renamed.
+void CopyFile(const std::string& source, const std::string& destination, std::optional<mode_t> mode = {});
 void DeleteFile(const std::string& path);
 // Owner may read and write; other bits stay.
 void MakeWritable(const std::string& path);
@@ -51,21 +56,22 @@ std::string ReadWholeFile(const std::string& path);
 class FileContent {
  public:
   std::string_view bytes() const { return bytes_; }
-  // For content that comes from elsewhere.
-  static FileContent CopyOf(std::string_view bytes);
 
  private:
   friend FileContent ReadFileContent(const std::string& path);
-  std::string_view bytes_;  // of one of the following
+  std::string_view bytes_;  // of the buffer
   FileBuffer buffer_;
-  std::unique_ptr<char[]> copy_;
 };
 // As ReadWholeFile.
 FileContent ReadFileContent(const std::string& path);
 
 // Replaces `path` by `content`: a sibling file is written, flushed to the device, renamed over `path` and
-// the folder flushed. Mode and, where allowed, owner of an existing file are kept; links are followed, so
-// that the file a link names is replaced. On failure the old file is whole and no sibling is left.
-void WriteFileAtomically(const std::string& path, std::string_view content);
+// the folder flushed. Mode and, where allowed, owner of an existing file are kept; a new one gets `mode`, or
+// the usual one. Links are followed, so that the file a link names is replaced. On failure the old file is
+// whole and no sibling is left; what a killed process leaves is swept by SweepLeftovers.
+void WriteFileAtomically(const std::string& path, std::string_view content, std::optional<mode_t> mode = {});
+
+// Removes from the folder the siblings of writes and copies whose process has ended. Raises nothing.
+void SweepLeftovers(const std::string& folder);
 
 }  // namespace kestrel

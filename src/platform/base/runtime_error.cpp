@@ -22,7 +22,6 @@ std::string_view DescriptionOf(ErrorNumber number) {
     case ErrorNumber::kTypeMismatch: return "Typen unverträglich";
     case ErrorNumber::kBadFileName: return "Dateiname oder -nummer falsch";
     case ErrorNumber::kFileNotFound: return "Datei nicht gefunden";
-    case ErrorNumber::kFileAlreadyOpen: return "Datei bereits geöffnet";
     case ErrorNumber::kDeviceIo: return "E/A-Fehler";
     case ErrorNumber::kFileAlreadyExists: return "Datei existiert bereits";
     case ErrorNumber::kDiskFull: return "Datenträger voll";

@@ -22,7 +22,6 @@ enum class ErrorNumber : int {
   kTypeMismatch = 13,
   kBadFileName = 52,
   kFileNotFound = 53,
-  kFileAlreadyOpen = 55,
   kDeviceIo = 57,
   kFileAlreadyExists = 58,
   kDiskFull = 61,

@@ -1,9 +1,8 @@
 #include "platform/profile/profile.h"
 
 #include <sys/stat.h>
-#include <time.h>
 
-#include <cstdint>
+#include <cerrno>
 #include <utility>
 
 #include "platform/base/file.h"
@@ -20,13 +19,6 @@ std::string_view StripQuotes(std::string_view value) {
   const bool quoted =
       value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.front() == value.back();
   return quoted ? value.substr(1, value.size() - 2) : value;
-}
-
-// Changes once a tick; reading it costs no system call.
-std::int64_t ClockTick() {
-  struct timespec now {};
-  ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-  return static_cast<std::int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
 }
 
 }  // namespace
@@ -65,43 +57,43 @@ const ProfileImage::Section* ProfileImage::FindSection(std::string_view section)
 struct ProfileStore::Cached {
   FileReading reading;
   std::shared_ptr<const ProfileImage> image;
-  std::int64_t looked_at = 0;  // the tick of the last look at the file within a OncePerTick
 };
 
 ProfileStore::ProfileStore() : empty_(std::make_shared<ProfileImage>()) {}
 ProfileStore::~ProfileStore() = default;
 
 std::shared_ptr<const ProfileImage> ProfileStore::Read(const std::string& path) {
-  if (once_per_tick_ == 0) return ReadNow(path);
-  const std::int64_t tick = ClockTick();
-  const auto known = cache_.find(path);
-  if (known != cache_.end() && known->second->looked_at == tick) return known->second->image;
-  std::shared_ptr<const ProfileImage> image = ReadNow(path);
-  const auto looked_at = cache_.find(path);
-  if (looked_at != cache_.end()) looked_at->second->looked_at = tick;
-  return image;
+  FileReading reading;
+  std::shared_ptr<const ProfileImage> image = Look(path, reading);
+  return image == nullptr ? empty_ : image;
 }
 
-std::shared_ptr<const ProfileImage> ProfileStore::ReadNow(const std::string& path) {
-  struct stat status {};
-  if (::stat(path.c_str(), &status) != 0) {
-    // What the path once held is not worth keeping.
-    cache_.erase(path);
-    return empty_;
-  }
+std::shared_ptr<const ProfileImage> ProfileStore::Require(const std::string& path) {
+  FileReading reading;
+  std::shared_ptr<const ProfileImage> image = Look(path, reading);
+  if (image != nullptr) return image;
+  if (reading.state != FileState::kMissing) throw ReadingError(reading, path);
+  return empty_;
+}
+
+std::shared_ptr<const ProfileImage> ProfileStore::Look(const std::string& path, FileReading& reading) {
+  if (look_ != nullptr && path == look_path_) return look_;
   const auto known = cache_.find(path);
-  if (known != cache_.end() && known->second->reading.trusted &&
+  if (known == cache_.end()) return Reload(path, reading);
+  struct stat status {};
+  if (known->second->reading.trusted && ::stat(path.c_str(), &status) == 0 &&
       known->second->reading.identity == FileIdentity(status)) {
     return known->second->image;
   }
-  return Reload(path);
+  return Reload(path, reading);
 }
 
-std::shared_ptr<const ProfileImage> ProfileStore::Reload(const std::string& path) {
-  FileReading reading = ReadProfileFile(path);
+std::shared_ptr<const ProfileImage> ProfileStore::Reload(const std::string& path, FileReading& reading) {
+  reading = ReadProfileFile(path);
   if (reading.state != FileState::kRead) {
+    // What the path once held is not worth keeping.
     cache_.erase(path);
-    return empty_;
+    return nullptr;
   }
   std::unique_ptr<Cached>& cached = cache_[path];
   if (cached == nullptr) cached = std::make_unique<Cached>();
@@ -112,29 +104,48 @@ std::shared_ptr<const ProfileImage> ProfileStore::Reload(const std::string& path
   return cached->image;
 }
 
-bool ProfileStore::Write(const std::string& path, std::string_view section, std::string_view key,
-                         std::string_view value) {
-  const ProfileEdit edit{std::string(section), std::string(key), std::string(value)};
-  return Write(path, std::span(&edit, 1));
+ProfileStore::OneLook::OneLook(ProfileStore& store, const std::string& path) : store_(store) {
+  store_.look_.reset();
+  store_.look_ = store_.Require(path);
+  store_.look_path_ = path;
 }
 
-bool ProfileStore::Write(const std::string& path, std::span<const ProfileEdit> edits) {
-  const auto known = cache_.find(path);
-  if (known != cache_.end()) known->second->looked_at = 0;
+void ProfileStore::Write(const std::string& path, std::span<const ProfileEdit> edits) {
   const FileReading reading = ReadProfileFile(path);
-  if (reading.state == FileState::kUnreadable) return false;
-  ProfileText content = DecodeProfile(reading.bytes);
+  if (reading.state != FileState::kRead && reading.state != FileState::kMissing) {
+    throw ReadingError(reading, path);
+  }
+  const std::string bytes = EditedProfile(reading.bytes, edits);
+  if (bytes == reading.bytes) return;
+  look_.reset();
+  WriteFileAtomically(path, bytes);
+}
+
+void ProfileStore::WriteCopy(const std::string& source, const std::string& target,
+                             std::span<const ProfileEdit> edits, mode_t mode) {
+  const FileReading reading = ReadProfileFile(source);
+  if (reading.state == FileState::kMissing) throw ErrorFromErrno(ENOENT, source);
+  if (reading.state != FileState::kRead) throw ReadingError(reading, source);
+  const std::string bytes = EditedProfile(reading.bytes, edits);
+  look_.reset();
+  if (FileExists(target)) MakeWritable(target);
+  WriteFileAtomically(target, bytes, mode);
+}
+
+std::string EditedProfile(std::string_view bytes, std::span<const ProfileEdit> edits) {
+  ProfileText content = DecodeProfile(bytes);
   ProfileDocument document(content.text);
-  bool complete = true;
   for (const ProfileEdit& edit : edits) {
-    if (!document.Set(edit.section, edit.key, edit.value)) complete = false;
+    if (document.Set(edit.section, edit.key, edit.value)) continue;
+    throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
+                       "Der Schlüssel \"" + edit.key + "\" kann im Abschnitt [" + edit.section +
+                           "] nicht stehen: leere Namen, Zeilenumbrüche sowie \";\" und \"[\" am Anfang würden "
+                           "nicht wiedergefunden");
   }
   std::string text = document.Text();
-  if (text == content.text) return complete;
+  if (text == content.text) return std::string(bytes);
   content.text = std::move(text);
-  const bool replaced =
-      Trap([&] { WriteFileAtomically(path, EncodeProfile(content)); }, [](const RuntimeError&) {});
-  return replaced && complete;
+  return EncodeProfile(content);
 }
 
 }  // namespace kestrel

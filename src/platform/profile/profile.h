@@ -8,18 +8,21 @@
 //  4. Comment lines and lines without "=" are no entries; writing leaves them where they are.
 //  5. The file is Windows-1252, unless it begins with a UTF-8 byte order mark or holds valid multi-byte
 //     UTF-8 throughout: then it is UTF-8 and stays so when written.
-//  6. A missing or unreadable file reads like an empty one.
+//  6. A missing file reads like an empty one. One that is there and cannot be read does so for those only who
+//     ask with Read; Require raises why.
 //
 // Writing keeps the order of lines, unknown lines and the line end of each line; new lines end in CR LF.
 // A missing file, section or key is created; a new key follows the last entry of its section. The file is
-// replaced atomically and durably (see WriteFileAtomically). A file that exists but cannot be read is never
-// replaced.
+// replaced atomically and durably (see WriteFileAtomically), with all keys of one call or none of them. A file
+// that exists but cannot be read is never replaced.
 //
 // Caching. One parsed image is kept per path. It is used again while the file's identity is unchanged:
 // device, inode, size, and nanosecond times of content and status. An image read while the file's time
 // stamp was younger than the clock's granularity is not trusted and read again, so a change within the
 // same tick and of the same size is seen.
 #pragma once
+
+#include <sys/types.h>
 
 #include <cstddef>
 #include <memory>
@@ -70,6 +73,8 @@ struct ProfileEdit {
   std::string value;
 };
 
+struct FileReading;
+
 class ProfileStore {
  public:
   ProfileStore();
@@ -79,39 +84,50 @@ class ProfileStore {
 
   // The file as it is now; never null. Costs one status call and no memory while the file is unchanged. The
   // same pointer comes back as long as the content is the same, so a caller may keep what it derived from an
-  // image and compare pointers. Raises nothing.
+  // image and compare pointers. Raises nothing: for lists and tools, which show what there is.
   std::shared_ptr<const ProfileImage> Read(const std::string& path);
+  // The same for those who act on what they read, so that a failed reading is never taken for an empty file:
+  // raises 70 (no permission), 57 (device) or 75 (no ordinary file, larger than 64 MiB) with the path.
+  std::shared_ptr<const ProfileImage> Require(const std::string& path);
 
-  // For loops that read settings anew for every record: while one lives, Read looks at a file at most once a
-  // tick of the kernel's coarse clock (1 to 10 ms) and answers from that look in between. What is written
-  // through this store is seen at once all the same. The store outlives it.
-  class OncePerTick {
+  // For the rounds of a loop: while one lives, Read and Require answer for its file from one look, made when
+  // the round began, unless the file is written through this store. One at a time lives; the store outlives it.
+  class OneLook {
    public:
-    explicit OncePerTick(ProfileStore& store) : store_(store) { ++store_.once_per_tick_; }
-    OncePerTick(const OncePerTick&) = delete;
-    OncePerTick& operator=(const OncePerTick&) = delete;
-    ~OncePerTick() { --store_.once_per_tick_; }
+    // Raises what Require raises.
+    OneLook(ProfileStore& store, const std::string& path);
+    OneLook(const OneLook&) = delete;
+    OneLook& operator=(const OneLook&) = delete;
+    ~OneLook() { store_.look_.reset(); }
 
    private:
     ProfileStore& store_;
   };
 
-  // Sets a key. Refused are empty names, names with a line break or NUL, and keys that begin with ";" or "[",
-  // as no reader would find them; line breaks in a value become blanks. Returns whether the file now holds
-  // the value (it is not replaced where it did before); raises nothing.
-  bool Write(const std::string& path, std::string_view section, std::string_view key, std::string_view value);
-  // Sets several keys in this order with one replacement of the file: all of them or, when it fails, none. A
-  // refused key does not keep the others from being written. Returns whether the file now holds all of them.
-  bool Write(const std::string& path, std::span<const ProfileEdit> edits);
+  // Sets several keys in this order with one replacement of the file (none where it holds them already). Line
+  // breaks in a value become blanks. Raises, with nothing written: 5 for names that no reader would find (empty
+  // ones, line breaks, NULs, keys that begin with ";" or "["), what Require raises for a file that cannot be
+  // read, and what writing raises (70, 61, 75, 76 ...).
+  void Write(const std::string& path, std::span<const ProfileEdit> edits);
+  // Makes `target` what `source` is with the keys set, by one replacement; `source` stays as it is. A file that
+  // is made gets `mode`, one that was read-only becomes writable. Raises as Write, and 53 for a missing source.
+  void WriteCopy(const std::string& source, const std::string& target, std::span<const ProfileEdit> edits,
+                 mode_t mode);
 
  private:
   struct Cached;
-  std::shared_ptr<const ProfileImage> ReadNow(const std::string& path);
-  std::shared_ptr<const ProfileImage> Reload(const std::string& path);
+  // Null where the file was not read; `reading` says why.
+  std::shared_ptr<const ProfileImage> Look(const std::string& path, FileReading& reading);
+  std::shared_ptr<const ProfileImage> Reload(const std::string& path, FileReading& reading);
 
   std::shared_ptr<const ProfileImage> empty_;
   std::unordered_map<std::string, std::unique_ptr<Cached>> cache_;
-  int once_per_tick_ = 0;  // how many OncePerTick live
+  // What the living OneLook has seen.
+  std::string look_path_;
+  std::shared_ptr<const ProfileImage> look_;
 };
+
+// The bytes of a profile file with the keys set. Raises 5 as Write does.
+std::string EditedProfile(std::string_view bytes, std::span<const ProfileEdit> edits);
 
 }  // namespace kestrel

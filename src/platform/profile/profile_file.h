@@ -6,17 +6,21 @@
 #include <string>
 
 #include "platform/base/file_identity.h"
+#include "platform/base/runtime_error.h"
 
 namespace kestrel {
 
 enum class FileState {
   kMissing,
-  kUnreadable,  // no permission, no ordinary file, larger than kMaxProfileBytes, or a device error
+  kUnreadable,  // no permission or a device error
+  kNoFile,      // no ordinary file: a folder, a pipe, a device
+  kTooLarge,    // larger than kMaxProfileBytes
   kRead,
 };
 
 struct FileReading {
   FileState state = FileState::kMissing;
+  int error = 0;      // errno of kUnreadable
   std::string bytes;  // empty unless kRead
   FileIdentity identity;
   // Whether an unchanged identity proves unchanged content. It does not while the time stamps are so young
@@ -29,5 +33,8 @@ inline constexpr off_t kMaxProfileBytes = 64 << 20;
 
 // Raises nothing but 7 (no memory).
 FileReading ReadProfileFile(const std::string& path);
+
+// Why a file that is there was not read, with its path.
+RuntimeError ReadingError(const FileReading& reading, const std::string& path);
 
 }  // namespace kestrel

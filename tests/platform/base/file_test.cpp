@@ -1,14 +1,17 @@
 #include "platform/base/file.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <functional>
 #include <stdexcept>
+#include <thread>
 
 #include "platform/base/runtime_error.h"
 #include "support/temp_folder.h"
@@ -33,6 +36,16 @@ TEST(Paths, BothSeparatorsAreUnderstoodWhenAPathIsTakenApart) {
   EXPECT_EQ(FileNameOfPath("kunden.txt"), "kunden.txt");
   EXPECT_EQ(GetFolderOfPath("C:\\a\\b.dbf"), "C:\\a");
   EXPECT_EQ(GetFolderOfPath("b.dbf"), "b.dbf");
+}
+
+TEST(Paths, TheParentOfABareNameIsTheCurrentFolder) {
+  EXPECT_EQ(ParentFolder("b.dbf"), ".");
+  EXPECT_EQ(ParentFolder("Import/"), ".");
+  EXPECT_EQ(ParentFolder("a/Import"), "a");
+  EXPECT_EQ(ParentFolder("a/Import/"), "a");
+  EXPECT_EQ(ParentFolder("/Import"), "/");
+  EXPECT_EQ(ParentFolder("/"), "/");
+  EXPECT_EQ(ParentFolder("C:\\a\\b.dbf"), "C:\\a");
 }
 
 TEST(Paths, JoiningPutsExactlyOneSeparatorBetween) {
@@ -70,6 +83,41 @@ TEST(Files, WritingReplacesContentAndKeepsTheMode) {
   EXPECT_EQ(status.st_mode & 07777, 0640u);
   EXPECT_EQ(ReadBytes(path), "neu");
   EXPECT_THAT(ListFiles(folder.path()), ElementsAre(path));
+}
+
+TEST(Files, ANewFileHasTheUsualModeOrTheOneGiven) {
+  const TempFolder folder;
+  const mode_t mask = ::umask(027);
+  WriteFileAtomically(folder.File("usual"), "x");
+  WriteFileAtomically(folder.File("private"), "x", 0600);
+  ::umask(mask);
+  struct stat status {};
+  ASSERT_EQ(::stat(folder.File("usual").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0640u);
+  ASSERT_EQ(::stat(folder.File("private").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600u);
+}
+
+TEST(Files, WritingDoesNotTouchTheMaskOfTheProcess) {
+  const TempFolder folder;
+  const mode_t mask = ::umask(027);
+  std::atomic<bool> done = false;
+  int others = 0;
+  // What a second thread makes meanwhile has the mask's mode at every moment.
+  std::thread other([&] {
+    for (int i = 0; !done; ++i) {
+      const std::string path = folder.File("other" + std::to_string(i));
+      ::close(::open(path.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0666));
+      struct stat status {};
+      if (::stat(path.c_str(), &status) == 0 && (status.st_mode & 0777) != 0640) ++others;
+      ::unlink(path.c_str());
+    }
+  });
+  for (int i = 0; i < 300; ++i) WriteFileAtomically(folder.File("new" + std::to_string(i)), "x");
+  done = true;
+  other.join();
+  ::umask(mask);
+  EXPECT_EQ(others, 0);
 }
 
 TEST(Files, WritingThroughALinkReplacesTheFileItNames) {

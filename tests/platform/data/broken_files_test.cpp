@@ -9,6 +9,7 @@
 #include "platform/data/providers/xls/sheet_tables.h"
 #include "platform/data/workbook_test_support.h"
 #include "support/dbf_writer.h"
+#include "support/temp_folder.h"
 
 namespace kestrel {
 
@@ -16,6 +17,7 @@ using testing::BiffWriter;
 using testing::DbfWriter;
 using testing::FixturePath;
 using testing::LittleEndian;
+using testing::TempFolder;
 
 namespace {
 
@@ -64,7 +66,9 @@ void ReadAll(Recordset& rows) {
 RecordsetPtr OpenDbf(const std::string& table, const std::string& memo) {
   dbf::TableFile reader = dbf::TableFile::Of(table);
   dbf::Header header = dbf::ReadHeader(reader);
-  return dbf::DbfRecordset::Open({std::move(reader), std::move(header), FileContent::CopyOf(memo)}, {});
+  const TempFolder folder;
+  FileContent memo_bytes = ReadFileContent(folder.Write("memo.dbt", memo));
+  return dbf::DbfRecordset::Open({std::move(reader), std::move(header), std::move(memo_bytes)}, {});
 }
 
 void ReadBook(const std::string& bytes) {

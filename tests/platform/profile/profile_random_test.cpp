@@ -9,12 +9,14 @@
 #include "platform/base/text.h"
 #include "platform/profile/profile.h"
 #include "support/temp_folder.h"
+#include "support/write_key.h"
 
 namespace kestrel {
 namespace {
 
 using testing::ReadBytes;
 using testing::TempFolder;
+using testing::WriteKey;
 
 // --- The second implementation -----------------------------------------------------------------
 
@@ -205,7 +207,7 @@ TEST(ProfileRandom, ReadsAndWritesAsTheObviousImplementationDoes) {
       const std::string& value = dice.Of(kValues);
       const std::string before = text;
       text = SlowWrite(text, section, key, value);
-      ASSERT_TRUE(store.Write(path, section, key, value));
+      WriteKey(store, path, section, key, value);
       ASSERT_EQ(ReadBytes(path), encode(text))
           << "round " << round << ", [" << section << "] " << key << "=" << value << " into\n"
           << before;

@@ -23,15 +23,19 @@
 #include "platform/base/file.h"
 #include "platform/profile/profile.h"
 #include "platform/profile/profile_file.h"
+#include "support/expect_error.h"
 #include "support/temp_folder.h"
+#include "support/write_key.h"
 
 namespace kestrel {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::Optional;
 using testing::ReadBytes;
 using testing::TempFolder;
+using testing::WriteKey;
 
 class ProfileStoreTest : public ::testing::Test {
  protected:
@@ -52,7 +56,7 @@ class ProfileStoreTest : public ::testing::Test {
   std::string BytesAfter(std::string_view before, std::string_view section, std::string_view key,
                          std::string_view value) {
     Overwrite(before);
-    EXPECT_TRUE(store_.Write(path_, section, key, value));
+    WriteKey(store_, path_, section, key, value);
     return ReadBytes(path_);
   }
 
@@ -73,11 +77,11 @@ TEST_F(ProfileStoreTest, AMissingFileReadsLikeAnEmptyOne) {
 
 TEST_F(ProfileStoreTest, WhatIsNoOrdinaryFileReadsLikeAnEmptyOneAndIsNeverReplaced) {
   EXPECT_TRUE(store_.Read(folder_.path())->Sections().empty());
-  EXPECT_FALSE(store_.Write(folder_.path(), "S", "A", "1"));
+  EXPECT_ERROR(WriteKey(store_, folder_.path(), "S", "A", "1"), ErrorNumber::kPathFileAccess);
 
   ASSERT_EQ(::mkfifo(path_.c_str(), 0600), 0);
   EXPECT_TRUE(store_.Read(path_)->Sections().empty());  // a pipe nobody writes to must not stop the program
-  EXPECT_FALSE(store_.Write(path_, "S", "A", "1"));
+  EXPECT_ERROR(WriteKey(store_, path_, "S", "A", "1"), ErrorNumber::kPathFileAccess);
   EXPECT_TRUE(std::filesystem::is_fifo(path_));
 }
 
@@ -85,8 +89,59 @@ TEST_F(ProfileStoreTest, AFileFarTooLargeReadsLikeAnEmptyOneAndIsNeverReplaced) 
   Overwrite("[S]\nA=1\n");
   ASSERT_EQ(::truncate(path_.c_str(), kMaxProfileBytes + 1), 0);
   EXPECT_TRUE(store_.Read(path_)->Sections().empty());
-  EXPECT_FALSE(store_.Write(path_, "S", "A", "2"));
+  EXPECT_ERROR_TEXT(WriteKey(store_, path_, "S", "A", "2"), ErrorNumber::kPathFileAccess, HasSubstr("64 MiB"));
   EXPECT_EQ(std::filesystem::file_size(path_), static_cast<std::uintmax_t>(kMaxProfileBytes) + 1);
+}
+
+TEST_F(ProfileStoreTest, WhoActsOnWhatIsReadIsToldWhyAFileCannotBeRead) {
+  EXPECT_TRUE(store_.Require(path_)->Sections().empty()) << "a missing file is an empty one";
+  EXPECT_ERROR_TEXT(store_.Require(folder_.path()), ErrorNumber::kPathFileAccess, HasSubstr(folder_.path()));
+  Overwrite("[S]\nA=1\n");
+  EXPECT_THAT(store_.Require(path_)->Find("S", "A"), Optional(std::string_view("1")));
+  ASSERT_EQ(::truncate(path_.c_str(), kMaxProfileBytes + 1), 0);
+  EXPECT_ERROR_TEXT(store_.Require(path_), ErrorNumber::kPathFileAccess, HasSubstr("größer als 64 MiB"));
+}
+
+TEST_F(ProfileStoreTest, AFileThatMayNotBeReadAnyMoreIsAnErrorAndNotWhatItOnceHeld) {
+  if (::geteuid() == 0) {
+    // The superuser may read everything, so that a link to itself has to do.
+    Overwrite("[S]\nA=1\n");
+    EXPECT_EQ(ValueOf("S", "A"), "1");
+    ASSERT_EQ(::unlink(path_.c_str()), 0);
+    ASSERT_EQ(::symlink(path_.c_str(), path_.c_str()), 0);
+    EXPECT_ERROR_TEXT(store_.Require(path_), ErrorNumber::kDeviceIo, HasSubstr(path_));
+    EXPECT_ERROR(WriteKey(store_, path_, "S", "A", "2"), ErrorNumber::kDeviceIo);
+    return;
+  }
+  Overwrite("[S]\nA=1\n");
+  EXPECT_EQ(ValueOf("S", "A"), "1");
+  ASSERT_EQ(::chmod(path_.c_str(), 0), 0);
+  EXPECT_ERROR_TEXT(store_.Require(path_), ErrorNumber::kPermissionDenied, HasSubstr(path_));
+  EXPECT_ERROR(WriteKey(store_, path_, "S", "A", "2"), ErrorNumber::kPermissionDenied);
+}
+
+TEST_F(ProfileStoreTest, OneLookServesARoundAndTheNextRoundSeesEveryChange) {
+  for (int i = 0; i < 50; ++i) {
+    Overwrite("[S]\nA=" + std::to_string(i % 10) + "\n");
+    const ProfileStore::OneLook look(store_, path_);
+    ASSERT_EQ(ValueOf("S", "A"), std::to_string(i % 10));
+    const auto image = store_.Require(path_);
+    Overwrite("[S]\nA=x\n");
+    ASSERT_EQ(store_.Require(path_), image);
+  }
+  EXPECT_EQ(ValueOf("S", "A"), "x") << "behind it";
+}
+
+TEST_F(ProfileStoreTest, WhatIsWrittenThroughTheStoreIsSeenWithinTheRound) {
+  Overwrite("[S]\nA=1\n");
+  const ProfileStore::OneLook look(store_, path_);
+  WriteKey(store_, path_, "S", "A", "2");
+  EXPECT_EQ(ValueOf("S", "A"), "2");
+}
+
+TEST_F(ProfileStoreTest, ARoundWhoseFileCannotBeReadFailsWhereItBegins) {
+  EXPECT_ERROR(ProfileStore::OneLook(store_, folder_.path()), ErrorNumber::kPathFileAccess);
+  EXPECT_TRUE(store_.Read(folder_.path())->Sections().empty());
 }
 
 TEST_F(ProfileStoreTest, SeesAChangeOfTheSameSizeWithinTheSameTick) {
@@ -204,7 +259,7 @@ TEST_F(ProfileStoreTest, ReadingAnUnchangedFileAsksForItsStatusAndNothingElse) {
 // --- Writing -----------------------------------------------------------------------------------
 
 TEST_F(ProfileStoreTest, CreatesAMissingFile) {
-  EXPECT_TRUE(store_.Write(path_, "Common", "Provider", "Textdatei"));
+  WriteKey(store_, path_, "Common", "Provider", "Textdatei");
   EXPECT_EQ(ReadBytes(path_), "[Common]\r\nProvider=Textdatei\r\n");
   EXPECT_EQ(ValueOf("Common", "Provider"), "Textdatei");
 }
@@ -235,7 +290,7 @@ TEST_F(ProfileStoreTest, LeavesAFileAloneThatHoldsTheValueAlready) {
   Overwrite("[A]\nx = 1 \n");
   struct stat before {};
   ASSERT_EQ(::stat(path_.c_str(), &before), 0);
-  EXPECT_TRUE(store_.Write(path_, "A", "X", "1"));
+  WriteKey(store_, path_, "A", "X", "1");
   struct stat after {};
   ASSERT_EQ(::stat(path_.c_str(), &after), 0);
   EXPECT_EQ(before.st_ino, after.st_ino);
@@ -248,32 +303,59 @@ TEST_F(ProfileStoreTest, LineBreaksAndNulsOfAValueBecomeBlanks) {
 TEST_F(ProfileStoreTest, RefusesNamesThatTheFileCouldNotHold) {
   Overwrite("[A]\r\nx=1\r\n");
   for (const std::string_view key : {"", "  ", ";x", " [x", "a\nb", "a\rb"}) {
-    EXPECT_FALSE(store_.Write(path_, "A", key, "1")) << key;
+    EXPECT_ERROR(WriteKey(store_, path_, "A", key, "1"), ErrorNumber::kInvalidProcedureCall) << key;
   }
-  EXPECT_FALSE(store_.Write(path_, "A", std::string_view("a\0b", 3), "1"));
-  EXPECT_FALSE(store_.Write(path_, "", "x", "2"));
-  EXPECT_FALSE(store_.Write(path_, "A\n[B", "x", "2"));
+  EXPECT_ERROR(WriteKey(store_, path_, "A", std::string_view("a\0b", 3), "1"),
+               ErrorNumber::kInvalidProcedureCall);
+  EXPECT_ERROR(WriteKey(store_, path_, "", "x", "2"), ErrorNumber::kInvalidProcedureCall);
+  EXPECT_ERROR(WriteKey(store_, path_, "A\n[B", "x", "2"), ErrorNumber::kInvalidProcedureCall);
   EXPECT_EQ(ReadBytes(path_), "[A]\r\nx=1\r\n");
 }
 
 TEST_F(ProfileStoreTest, AKeyThatHoldsEqualsIsWrittenOnceHoweverOftenItIsSet) {
   Overwrite("[A]\r\na=1\r\n");
-  EXPECT_TRUE(store_.Write(path_, "A", "a=b", "x"));
-  EXPECT_TRUE(store_.Write(path_, "A", "A=B", "y"));
+  WriteKey(store_, path_, "A", "a=b", "x");
+  WriteKey(store_, path_, "A", "A=B", "y");
   EXPECT_EQ(ReadBytes(path_), "[A]\r\na=1\r\na=b=y\r\n");
 }
 
 TEST_F(ProfileStoreTest, WritesSeveralKeysWithOneReplacement) {
   Overwrite("[A]\r\nx=1\r\n");
-  const std::vector<ProfileEdit> edits = {
-      {"A", "x", "2"}, {"B", "y", "3"}, {"A", ";", "refused"}, {"A", "z", "4"}};
-  EXPECT_FALSE(store_.Write(path_, edits)) << "one key was refused";
+  std::vector<ProfileEdit> edits = {{"A", "x", "2"}, {"B", "y", "3"}, {"A", ";", "refused"}, {"A", "z", "4"}};
+  EXPECT_ERROR_TEXT(store_.Write(path_, edits), ErrorNumber::kInvalidProcedureCall, HasSubstr("\";\""));
+  EXPECT_EQ(ReadBytes(path_), "[A]\r\nx=1\r\n") << "one key was refused";
+  edits.erase(edits.begin() + 2);
+  store_.Write(path_, edits);
   EXPECT_EQ(ReadBytes(path_), "[A]\r\nx=2\r\nz=4\r\n[B]\r\ny=3\r\n");
 }
 
 TEST_F(ProfileStoreTest, NothingToWriteMakesNoFile) {
-  EXPECT_TRUE(store_.Write(path_, std::span<const ProfileEdit>()));
+  store_.Write(path_, std::span<const ProfileEdit>());
   EXPECT_FALSE(FileExists(path_));
+}
+
+TEST_F(ProfileStoreTest, ACopyWithEditsTakesThePlaceOfItsTargetAndLeavesItsSource) {
+  Overwrite("[A]\r\nx=1\r\n");
+  const std::string target = folder_.Write("target.imp", "old");
+  ASSERT_EQ(::chmod(target.c_str(), 0440), 0);
+  const ProfileEdit edit{"A", "y", "2"};
+  store_.WriteCopy(path_, target, std::span(&edit, 1), 0600);
+  EXPECT_EQ(ReadBytes(target), "[A]\r\nx=1\r\ny=2\r\n");
+  EXPECT_EQ(ReadBytes(path_), "[A]\r\nx=1\r\n");
+  struct stat status {};
+  ASSERT_EQ(::stat(target.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0640u) << "read-only becomes writable";
+  EXPECT_ERROR(store_.WriteCopy(folder_.File("missing"), target, {}, 0600), ErrorNumber::kFileNotFound);
+  EXPECT_EQ(ReadBytes(target), "[A]\r\nx=1\r\ny=2\r\n");
+}
+
+TEST_F(ProfileStoreTest, ANewCopyGetsTheModeGivenFromItsFirstMoment) {
+  Overwrite("[A]\r\nx=1\r\n");
+  const std::string target = folder_.File("new.imp");
+  store_.WriteCopy(path_, target, {}, 0600);
+  struct stat status {};
+  ASSERT_EQ(::stat(target.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600u);
 }
 
 // --- Encoding on writing -----------------------------------------------------------------------
@@ -303,7 +385,7 @@ TEST_F(ProfileStoreTest, KeepsTheFiveBytesThatWindows1252LeavesFree) {
 
 TEST_F(ProfileStoreTest, AnsiBytesThatWouldReadAsUtf8AreWrittenSoThatTheTextComesBack) {
   Overwrite("[S]\r\n");
-  EXPECT_TRUE(store_.Write(path_, "S", "A", "Ã¼"));  // the bytes C3 BC in Windows-1252
+  WriteKey(store_, path_, "S", "A", "Ã¼");  // the bytes C3 BC in Windows-1252
   EXPECT_EQ(ValueOf("S", "A"), "Ã¼");
 }
 
@@ -315,7 +397,8 @@ TEST_F(ProfileStoreTest, AUtf16FileKeepsItsContentAndBecomesUtf8) {
 // --- Failure -----------------------------------------------------------------------------------
 
 TEST_F(ProfileStoreTest, AMissingFolderIsAFailedWrite) {
-  EXPECT_FALSE(store_.Write(folder_.File("missing/a.imp"), "S", "A", "1"));
+  EXPECT_ERROR_TEXT(WriteKey(store_, folder_.File("missing/a.imp"), "S", "A", "1"), ErrorNumber::kFileNotFound,
+                    HasSubstr("missing/a.imp"));
 }
 
 // Files of this process may not grow beyond a size while this lives; writing more fails as on a full device.
@@ -339,12 +422,10 @@ class FileSizeLimit {
 TEST_F(ProfileStoreTest, AFailedWriteLeavesTheOldFileWholeAndNothingBeside) {
   const std::string before = "[S]\r\nA=" + std::string(3000, 'x') + "\r\n";
   Overwrite(before);
-  bool written = true;
   {
     const FileSizeLimit limit(1000);
-    written = store_.Write(path_, "S", "A", std::string(4000, 'y'));
+    EXPECT_ERROR(WriteKey(store_, path_, "S", "A", std::string(4000, 'y')), ErrorNumber::kDiskFull);
   }
-  EXPECT_FALSE(written);
   EXPECT_EQ(ReadBytes(path_), before);
   EXPECT_THAT(ListFiles(folder_.path()), ElementsAre(path_));
   EXPECT_EQ(ValueOf("S", "A"), std::string(3000, 'x'));
@@ -355,7 +436,7 @@ TEST_F(ProfileStoreTest, KeepsTheModeOfTheFileAndFollowsALink) {
   ASSERT_EQ(::chmod(path_.c_str(), 0640), 0);
   const std::string link = folder_.File("link.imp");
   ASSERT_EQ(::symlink(path_.c_str(), link.c_str()), 0);
-  EXPECT_TRUE(store_.Write(link, "S", "A", "2"));
+  WriteKey(store_, link, "S", "A", "2");
   struct stat status {};
   ASSERT_EQ(::lstat(path_.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0640u);

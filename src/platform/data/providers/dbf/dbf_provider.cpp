@@ -93,7 +93,7 @@ class DbfConnection final : public ReadOnlyConnection {
       files.table_path = path;
       if (files.header.memo != MemoKind::kNone) {
         const std::string name = MemoName(path, files.header.memo);
-        if (const auto memo = FindFile(GetFolderOfPath(path), name)) {
+        if (const auto memo = FindFile(ParentFolder(path), name)) {
           files.memo = ReadFileContent(*memo);
           files.memo_path = *memo;
         } else {
@@ -133,10 +133,7 @@ bool Serves(const ConnectionKeys& keys) {
 ConnectionPtr Open(const ConnectionKeys& keys, std::string_view) {
   std::string folder = keys.Get("DBQ");
   if (folder.empty()) folder = keys.Get("DefaultDir");
-  if (FileExists(folder) && HasExtension(folder, kExtension)) {
-    const std::string above = GetFolderOfPath(folder);
-    folder = above == folder ? "." : above;
-  }
+  if (FileExists(folder) && HasExtension(folder, kExtension)) folder = ParentFolder(folder);
   if (!FolderExists(folder)) {
     throw RuntimeError(ErrorNumber::kDatabase, "Den Ordner der dBase-Tabellen gibt es nicht: " + folder);
   }
