@@ -15,12 +15,13 @@
 
 namespace {
 
-// Nobody watches this run.
+// Nobody watches this run; what stands in no log is told all the same.
 class Unseen final : public kestrel::RunView {
  public:
   void SetInfo(std::string_view) override {}
   void SetProgress(double) override {}
   void Yield() override {}
+  void Tell(std::string_view text) override { std::cerr << text << '\n'; }
   void CloseWindow() override {}
 };
 
@@ -33,7 +34,7 @@ int Import(const std::string& specification, const std::string& source) {
   kestrel::Session session({ui, components, clock});
 
   // Load the specification; everything then works on a copy of it, which the run deletes at its end.
-  session.SpecFolder = kestrel::GetFolderOfPath(specification);
+  session.SpecFolder = kestrel::ParentFolder(specification);
   session.SpecFile = specification;
   kestrel::ReadCommonSection(session);
   kestrel::CreateWorkingCopy(session);
@@ -43,7 +44,12 @@ int Import(const std::string& specification, const std::string& source) {
   // The destination, and which of its fields comes from which column.
   if (!kestrel::CreateImportClass(session)) return 1;
   session.SourceFieldNames = kestrel::SourceColumnNames(session);
-  kestrel::BuildAssignmentList(session);
+  std::string failure;
+  kestrel::BuildAssignmentList(session, &failure);
+  if (!failure.empty()) {
+    kestrel::DeleteWorkingCopy(session);
+    throw kestrel::RuntimeError(kestrel::ErrorNumber::kAutomation, failure);
+  }
 
   Unseen view;
   kestrel::ImportRun run(session, view);

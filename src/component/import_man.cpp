@@ -15,12 +15,13 @@ void ImportMan::Bind(Members& members) {
   members.Method("ShowDialog", &ImportMan::ShowDialog);
 }
 
-ImportMan::~ImportMan() {
-  if (pages_ != nullptr) pages_->EndSession(session_);
+void ImportMan::Register(Platform platform, WizardPages* pages) {
+  platform.components.Register(kProgId,
+                               [platform, pages] { return std::make_shared<ImportMan>(platform, pages); });
 }
 
 void ImportMan::SetConnection(ObjectPtr connection) {
-  session_.HostConnection = connection;
+  session_->HostConnection = connection;
   connection_ = std::move(connection);
 }
 

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "component/session.h"
@@ -19,33 +20,39 @@ namespace kestrel {
 class WizardPages {
  public:
   virtual ~WizardPages() = default;
-  // Creates a new step 1 page for the session and shows it without waiting. The session outlives the pages.
-  virtual void ShowStep1(Session& session) = 0;
-  // The session ends: pages that still show it are closed, and its working copy is removed with them.
-  virtual void EndSession(Session&) {}
+  // Creates a new step 1 page for the session and shows it without waiting. The pages keep the session as long
+  // as one of them is open.
+  virtual void ShowStep1(std::shared_ptr<Session> session) = 0;
 };
 
 // Members by name, for late binding: Connection (get, set), Application, PersonalNr, ImportFileName (let),
-// ShowDialog. None validates its argument and none can fail.
+// ShowDialog. None validates its argument and none can fail. A host may release the object right after
+// ShowDialog.
 class ImportMan final : public BoundObject<ImportMan> {
  public:
-  // `pages` may be null for a host without a screen, whose ShowDialog does nothing. Both outlive this object.
-  ImportMan(Platform platform, WizardPages* pages) : session_(platform), pages_(pages) {}
-  ~ImportMan() override;
+  static constexpr const char* kProgId = "kestrelimport.ImportMan";
 
+  // `pages` may be null for a host without a screen, whose ShowDialog does nothing. Both outlive this object,
+  // and the platform outlives the pages, too.
+  ImportMan(Platform platform, WizardPages* pages)
+      : session_(std::make_shared<Session>(platform)), pages_(pages) {}
+
+  // Lets late-binding hosts create it as kProgId from platform.components, a new one with a session of its own
+  // each time. Platform and pages outlive what is created.
+  static void Register(Platform platform, WizardPages* pages);
   static void Bind(Members& members);
 
   ObjectPtr Connection() const { return connection_; }
   void SetConnection(ObjectPtr connection);
-  void SetApplication(std::int16_t app_mode) { session_.AppMode = app_mode; }
-  void SetPersonalNr(const std::string& personal_nr) { session_.PersonalNr = personal_nr; }
-  void SetImportFileName(const std::string& filename) { session_.ImportFileName = filename; }
+  void SetApplication(std::int16_t app_mode) { session_->AppMode = app_mode; }
+  void SetPersonalNr(const std::string& personal_nr) { session_->PersonalNr = personal_nr; }
+  void SetImportFileName(const std::string& filename) { session_->ImportFileName = filename; }
   void ShowDialog();
 
-  Session& session() { return session_; }
+  Session& session() { return *session_; }
 
  private:
-  Session session_;
+  std::shared_ptr<Session> session_;
   WizardPages* pages_;
   ObjectPtr connection_;
 };

@@ -3,6 +3,7 @@
 #include "component/import_class.h"
 #include "log/import_log.h"
 #include "mapping/translation.h"
+#include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 #include "spec/profile_access.h"
 
@@ -16,6 +17,8 @@ constexpr const char* kFormatSection = "FieldFormat";
 constexpr const char* kNotAssignedText = "NOTASSIGNED";
 constexpr std::string_view kFieldPrefix = "FIELD:";
 constexpr std::string_view kConstantPrefix = "CONST:";
+constexpr std::size_t kNameSize = 255;
+constexpr std::size_t kRemarkSize = 50;
 
 // Returns to the row that was current, where there was one.
 class RowKeeper {
@@ -57,8 +60,30 @@ bool IsEmptyText(const Recordset& set, std::size_t column) {
 // Set, and to another text than the empty one; null reads as the empty text.
 bool HasText(const Recordset& set, std::size_t column) { return !set.TextAt(column).empty(); }
 
+// Raises 3421 where a text of the current row does not fit, with the field, where the text stands, and the
+// limit.
+void RequireFits(const MemoryRecordset& list, std::string_view text, std::size_t limit,
+                 std::string_view origin) {
+  const std::size_t length = LengthInCharacters(text);
+  if (length <= limit) return;
+  throw RuntimeError(ErrorNumber::kColumnType, "Feld \"" + std::string(list.TextAt(kSourceName)) + "\", " +
+                                                   std::string(origin) + ": der Text hat " +
+                                                   std::to_string(length) + " Zeichen, höchstens " +
+                                                   std::to_string(limit) + " sind möglich");
+}
+
+// How messages name an entry of the import specification for the field of the current row.
+std::string EntryName(const MemoryRecordset& list, const char* section) {
+  return "Abschnitt [" + std::string(section) + "], Schlüssel \"" + std::string(list.TextAt(kSourceName)) +
+         "\"";
+}
+
 void SetAssignment(MemoryRecordset& list, AssignmentOption option, std::string_view destination_name,
                    std::string_view display) {
+  // The display text has to fit with what stands around the name.
+  const std::size_t around = LengthInCharacters(display) - LengthInCharacters(destination_name);
+  RequireFits(list, destination_name, kNameSize - around, EntryName(list, kAssignmentSection));
+  list.SetText(kInfo, "");
   list.SetText(kDestinationName, destination_name);
   list.SetText(kDspDestinationName, display);
   list.SetValue(kOption, static_cast<std::int64_t>(option));
@@ -82,6 +107,7 @@ void LoadImportField(MemoryRecordset& list, const ProfileImage& spec, const std:
   SetTranslate(list, !GetIniSection(spec, TranslationSection(field)).empty() &&
                          GetIniString(spec, kTranslationSwitchSection, field, "0") == "1");
   const std::string format = GetIniString(spec, kFormatSection, field, "");
+  RequireFits(list, format, kRemarkSize, EntryName(list, kFormatSection));
   if (!format.empty()) list.SetText(kFormat, format);
 }
 
@@ -104,10 +130,12 @@ void LoadAssignment(MemoryRecordset& list, const ProfileImage& spec, const std::
 struct CopiedColumn {
   const char* name;
   AssignmentColumn target;
+  std::size_t text_size = 0;  // of a text column
 };
-constexpr CopiedColumn kCopiedColumns[] = {{"Obligation", kObligation}, {"RowSourceTyp", kRowSourceTyp},
-                                           {"RowSource", kRowSource},   {"Size", kSize},
-                                           {"FieldTyp", kFieldTyp},     {"DateField", kDateField}};
+constexpr CopiedColumn kCopiedColumns[] = {
+    {"Obligation", kObligation},          {"RowSourceTyp", kRowSourceTyp},
+    {"RowSource", kRowSource, kNameSize}, {"Size", kSize},
+    {"FieldTyp", kFieldTyp, kRemarkSize}, {"DateField", kDateField}};
 
 // Asks the import class for its fields. Its own error is logged; what it returned counts all the same.
 RecordsetPtr RequestFields(Session& session) {
@@ -124,7 +152,7 @@ void FillAssignmentList(Session& session, MemoryRecordset& list, std::vector<boo
   for (std::size_t i = 0; i < sources.size(); ++i) sources[i] = fields->RequireColumn(kCopiedColumns[i].name);
   const std::size_t obligation_column = sources[0];
 
-  const std::shared_ptr<const ProfileImage> spec = session.profiles.Read(session.SpecFile);
+  const std::shared_ptr<const ProfileImage> spec = session.profiles.Require(session.SpecFile);
   for (fields->MoveFirst(); !fields->IsEof(); fields->MoveNext()) {
     const std::string field(fields->TextAt(name_column));
     list.AddNew();
@@ -132,7 +160,12 @@ void FillAssignmentList(Session& session, MemoryRecordset& list, std::vector<boo
     LoadAssignment(list, *spec, field, session.SourceFieldNames);
     mandatory.push_back(IsTrue(*fields, obligation_column));
     for (std::size_t i = 0; i < sources.size(); ++i) {
-      list.SetValue(kCopiedColumns[i].target, fields->ValueAt(sources[i]));
+      const CopiedColumn& column = kCopiedColumns[i];
+      if (column.text_size > 0) {
+        RequireFits(list, fields->TextAt(sources[i]), column.text_size,
+                    "Spalte " + std::string(column.name) + " der Feldliste des Importziels");
+      }
+      list.SetValue(column.target, fields->ValueAt(sources[i]));
     }
   }
 }
@@ -140,8 +173,6 @@ void FillAssignmentList(Session& session, MemoryRecordset& list, std::vector<boo
 }  // namespace
 
 std::shared_ptr<MemoryRecordset> CreateAssignmentList() {
-  constexpr std::size_t kNameSize = 255;
-  constexpr std::size_t kRemarkSize = 50;
   auto list = std::make_shared<MemoryRecordset>();
   list->AppendColumn("SourceName", ColumnType::kText, kNameSize);
   list->AppendColumn("DestinationName", ColumnType::kText, kNameSize);
@@ -174,7 +205,6 @@ std::vector<bool> BuildAssignmentList(Session& session, std::string* failure) {
 }
 
 void StoreCurrentAssignment(MemoryRecordset& list, const AssignmentPanel& panel) {
-  list.SetText(kInfo, "");
   switch (panel.option) {
     case kNotAssigned: SetAssignment(list, kNotAssigned, "", ""); break;
     case kImportField:

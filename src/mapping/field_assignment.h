@@ -56,10 +56,11 @@ std::shared_ptr<MemoryRecordset> CreateAssignmentList();
 // Fills session.AssignmentList from the import class's GetFields, session.SourceFieldNames and the working
 // copy, and moves to the first row. Returns the mandatory flags, one per record number counted from 1
 // (slot 0 is never written). An ErrorCode of GetFields is logged ("GetData", "GetFields") and the build goes
-// on; any other failure ends the build, with the rows so far, and is told in `failure` where given.
+// on; any other failure ends the build, with the rows so far, and is told in `failure` where given: a text that
+// is too long with its field, its place and the limit.
 std::vector<bool> BuildAssignmentList(Session& session, std::string* failure = nullptr);
 
-// Writes the panel into the list's current row.
+// Writes the panel into the list's current row. Raises 3421 for a name or constant that is too long.
 void StoreCurrentAssignment(MemoryRecordset& list, const AssignmentPanel& panel);
 
 // What the panel shows for a row; the list stays at its current row.

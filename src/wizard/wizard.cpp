@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QEvent>
 #include <QWindow>
+#include <utility>
 
 #include "spec/specification.h"
 #include "wizard/frmStep1.h"
@@ -45,7 +46,7 @@ void Wizard::ShowPage(std::unique_ptr<Page>& slot) {
 }
 
 Wizard::Wizard(QWidget* host_window) : host_window_(host_window) { QAccessible::installFactory(PageAsWindow); }
-Wizard::~Wizard() { DropPages(); }
+Wizard::~Wizard() { Abandon(); }
 
 void Wizard::DropPages() {
   // A page hides while it is destroyed; that is not the end of an import, and the others may be gone by then.
@@ -72,7 +73,7 @@ void Wizard::Abandon() {
   DropPages();
 }
 
-void Wizard::ShowStep1(Session& session) {
+void Wizard::ShowStep1(std::shared_ptr<Session> session) {
   if (QWidget* dialog = OpenDialog()) {
     dialog->raise();
     dialog->activateWindow();
@@ -80,14 +81,17 @@ void Wizard::ShowStep1(Session& session) {
   }
   SpeakGerman();
   Abandon();
-  session_ = &session;
+  session_ = std::move(session);
   ShowStep1();
 }
 
-void Wizard::EndSession(Session& session) {
-  if (session_ != &session) return;
-  Abandon();
-  session_ = nullptr;
+void Wizard::EndSession() {
+  // A host may have opened the wizard again meanwhile; a dialog may still be on its way out of a page.
+  if (CurrentPage() == nullptr && QApplication::activeModalWidget() == nullptr) {
+    DropPages();
+    session_.reset();
+  }
+  emit Ended();
 }
 
 void Wizard::ShowStep1() { ShowPage(step1_); }
@@ -106,7 +110,7 @@ bool Wizard::eventFilter(QObject* watched, QEvent* event) {
   // Told from the message loop: the page is still in the middle of closing. A page that only makes room for
   // the next one has shown that one before.
   if (event->type() == QEvent::Hide && !event->spontaneous() && CurrentPage() == nullptr) {
-    QMetaObject::invokeMethod(this, &Wizard::Ended, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, &Wizard::EndSession, Qt::QueuedConnection);
   }
   return QObject::eventFilter(watched, event);
 }

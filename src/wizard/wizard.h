@@ -35,13 +35,13 @@ class Wizard final : public QObject, public WizardPages {
  public:
   // Windows of the wizard stay above `host_window`, where one is given.
   explicit Wizard(QWidget* host_window = nullptr);
+  // Ends an import that is still open as cancelling does.
   ~Wizard() override;
 
   // Closes what is left of an earlier showing without further ado, its working copy included, then shows a new
   // step 1 page. While a dialog of a page waits for its answer (the run window too) it is brought to the front
   // instead.
-  void ShowStep1(Session& session) override;
-  void EndSession(Session& session) override;
+  void ShowStep1(std::shared_ptr<Session> session) override;
 
   // --- For the pages ---
   void ShowStep1();
@@ -68,10 +68,12 @@ class Wizard final : public QObject, public WizardPages {
   QWidget* OpenDialog() const;
   // Ends an import that is under way.
   void Abandon();
+  // The last page has closed: the session is released, and the host told.
+  void EndSession();
   void DropPages();
 
   QPointer<QWidget> host_window_;
-  Session* session_ = nullptr;
+  std::shared_ptr<Session> session_;  // while a page is open
   std::unique_ptr<frmStep1> step1_;
   std::unique_ptr<frmStep2> step2_;
   std::unique_ptr<frmStep3> step3_;

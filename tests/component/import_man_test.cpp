@@ -21,14 +21,12 @@ using testing::RecordingObject;
 
 class RecordingPages final : public WizardPages {
  public:
-  void ShowStep1(Session& session) override {
+  void ShowStep1(std::shared_ptr<Session> session) override {
     ++shown;
-    session_shown = &session;
+    session_shown = std::move(session);
   }
-  void EndSession(Session& session) override { session_ended = &session; }
   int shown = 0;
-  Session* session_shown = nullptr;
-  Session* session_ended = nullptr;
+  std::shared_ptr<Session> session_shown;
 };
 
 class ImportManTest : public ::testing::Test {
@@ -40,11 +38,25 @@ class ImportManTest : public ::testing::Test {
   std::shared_ptr<ImportMan> man_ = std::make_shared<ImportMan>(Platform{ui_, components_, clock_}, &pages_);
 };
 
-TEST_F(ImportManTest, TellsThePagesWhenItsSessionEnds) {
+TEST_F(ImportManTest, ItsSessionLivesAsLongAsThePagesKeepIt) {
+  man_->SetPersonalNr("4711");
   man_->ShowDialog();
-  EXPECT_EQ(pages_.session_ended, nullptr);
   man_.reset();
-  EXPECT_EQ(pages_.session_ended, pages_.session_shown);
+  EXPECT_EQ(pages_.session_shown->PersonalNr, "4711");
+  EXPECT_EQ(pages_.session_shown.use_count(), 1);
+}
+
+TEST_F(ImportManTest, IsCreatedByNameWithASessionOfItsOwnEachTime) {
+  ImportMan::Register(Platform{ui_, components_, clock_}, &pages_);
+  const ObjectPtr first = components_.CreateObject("kestrelimport.ImportMan");
+  const ObjectPtr second = components_.CreateObject("KestrelImport.importman");
+  LetProperty(first, "PersonalNr", "1");
+  LetProperty(second, "PersonalNr", "2");
+  CallMethod(first, "ShowDialog");
+  ASSERT_NE(pages_.session_shown, nullptr);
+  EXPECT_EQ(pages_.session_shown->PersonalNr, "1");
+  CallMethod(second, "ShowDialog");
+  EXPECT_EQ(pages_.session_shown->PersonalNr, "2");
 }
 
 TEST_F(ImportManTest, StartsWithAnEmptySession) {
@@ -93,7 +105,7 @@ TEST_F(ImportManTest, ApplicationModePersonalNumberAndFileNameCannotBeRead) {
 TEST_F(ImportManTest, ShowDialogShowsStep1AndReturnsEvenWithoutAConnection) {
   CallMethod(man_, "ShowDialog");
   EXPECT_EQ(pages_.shown, 1);
-  EXPECT_EQ(pages_.session_shown, &man_->session());
+  EXPECT_EQ(pages_.session_shown.get(), &man_->session());
   EXPECT_EQ(man_->session().HostConnection, nullptr);
 }
 

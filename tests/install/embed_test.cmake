@@ -40,6 +40,22 @@ if(NOT output STREQUAL "Café Zürich, Köln\nWeiß; Söhne oHG, Hamburg\n")
   message(FATAL_ERROR "embed_headless imported something else:\n${output}")
 endif()
 
+# The same by bare names, from the folder of the files.
+execute_process(COMMAND ${SCRATCH}/embed_headless/embed_headless addresses.IMP addresses.txt
+  WORKING_DIRECTORY ${example} OUTPUT_VARIABLE output RESULT_VARIABLE status TIMEOUT 240)
+if(NOT status EQUAL 0 OR NOT output MATCHES "Hamburg")
+  message(FATAL_ERROR "embed_headless with bare names ended with ${status}:\n${output}")
+endif()
+
+# A field that cannot be built is no success.
+string(REPEAT "x" 254 long)
+file(WRITE ${SCRATCH}/long.IMP "[Common]\nImportClass=example.addressbook\nDelimiter=;\n[FieldAssignments]\nName=CONST:${long}\n")
+execute_process(COMMAND ${SCRATCH}/embed_headless/embed_headless ${SCRATCH}/long.IMP ${example}/addresses.txt
+  ERROR_VARIABLE errors RESULT_VARIABLE status TIMEOUT 240)
+if(NOT status EQUAL 1 OR NOT errors MATCHES "Feld \"Name\".*FieldAssignments.*253")
+  message(FATAL_ERROR "embed_headless with a constant that is too long ended with ${status}:\n${errors}")
+endif()
+
 if(WIZARD)
   build_example(embed_qt)
   set(ENV{QT_QPA_PLATFORM} offscreen)

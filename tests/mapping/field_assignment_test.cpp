@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/expect_error.h"
 #include "support/field_list.h"
 #include "support/session_fixture.h"
 
@@ -9,6 +10,7 @@ namespace kestrel {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::RecordingObject;
 using ::testing::SizeIs;
@@ -249,6 +251,39 @@ TEST_F(FieldAssignmentTest, AFieldThatDoesNotFitEndsTheBuildWithTheRowsSoFar) {
   EXPECT_NE(failure, "");
   EXPECT_EQ(session.AssignmentList->RecordCount(), 2);
   EXPECT_THAT(mandatory, ElementsAre(false, true, false));
+}
+
+TEST_F(FieldAssignmentTest, ATextThatIsTooLongIsToldWithFieldPlaceAndLimit) {
+  const auto failure_with = [&](const std::string& assignment, const std::string& row_source) {
+    UseSpecification("[FieldAssignments]\nName=" + assignment + "\n");
+    Field field{"Name"};
+    field.row_source = row_source;
+    UseFields({field});
+    std::string failure;
+    BuildAssignmentList(session, &failure);
+    return failure;
+  };
+  EXPECT_EQ(failure_with("CONST:" + std::string(253, 'x'), std::string(255, 'y')), "");
+  EXPECT_EQ(
+      failure_with("CONST:" + std::string(254, 'x'), ""),
+      "Feld \"Name\", Abschnitt [FieldAssignments], Schlüssel \"Name\": der Text hat 254 Zeichen, höchstens "
+      "253 sind möglich");
+  EXPECT_EQ(
+      failure_with("NOTASSIGNED", std::string(256, 'y')),
+      "Feld \"Name\", Spalte RowSource der Feldliste des Importziels: der Text hat 256 Zeichen, höchstens 255 "
+      "sind möglich");
+}
+
+TEST_F(FieldAssignmentTest, AConstantThatIsTooLongLeavesTheRowAsItWas) {
+  UseSpecification("[FieldAssignments]\nName=CONST:alt\n");
+  UseFields({{"Name"}});
+  BuildAssignmentList(session);
+  AssignmentPanel panel;
+  panel.option = kConstantValue;
+  panel.constant = std::string(254, 'x');
+  EXPECT_ERROR_TEXT(StoreCurrentAssignment(*session.AssignmentList, panel), ErrorNumber::kColumnType,
+                    HasSubstr("höchstens 253"));
+  EXPECT_EQ(session.AssignmentList->TextAt(kDestinationName), "alt");
 }
 
 TEST_F(FieldAssignmentTest, AnErrorCodeThatCannotBeReadEndsTheBuild) {

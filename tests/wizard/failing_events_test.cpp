@@ -58,14 +58,14 @@ class FailingEvents : public testing::WizardFixture {
   void Open(int step) {
     wizard_.reset();
     failing_ui_ = FailingUserInterface();
-    failing_ = std::make_unique<Session>(Platform{failing_ui_, components, clock});
+    failing_ = std::make_shared<Session>(Platform{failing_ui_, components, clock});
     failing_->AppMode = 2;
     std::filesystem::remove_all(folder.File("Import"));
     std::filesystem::create_directory(folder.File("Import"));
     WriteSpecification("Test.IMP", TextSpecification(WriteSource()));
     UseFields({{"Name", true}, {"Ort"}, {"Datum", false, true}});
     wizard_ = std::make_unique<Wizard>();
-    wizard_->ShowStep1(*failing_);
+    wizard_->ShowStep1(failing_);
     Spin();
     for (int at = 1; at < step; ++at) {
       if (at == 1) Control<QListWidget>("lstVorlage")->setCurrentRow(0);
@@ -160,7 +160,7 @@ class FailingEvents : public testing::WizardFixture {
 
   QTimer closer_;
   FailingUserInterface failing_ui_;
-  std::unique_ptr<Session> failing_;
+  std::shared_ptr<Session> failing_;
   std::unique_ptr<Wizard> wizard_;
 };
 

@@ -119,7 +119,7 @@ TEST_F(Step2ServerTest, TheHostMayEndTheWizardWhileItWaits) {
     Wizard own;
     WriteSpecification("Test.IMP", Specification(server.DataSource()));
     session.SpecFile = session.SpecFolder + "/Test.IMP";
-    own.ShowStep1(session);
+    own.ShowStep1(SharedSession());
     own.ShowStep2();
     Spin();
   }

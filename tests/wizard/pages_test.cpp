@@ -159,7 +159,7 @@ class PagesTest : public testing::WizardFixture {
     session.ImportClass = import_class;
     UseSpecification(TextSpecification(session.FileName));
     WriteSpecification("Kunden.IMP", TextSpecification(session.FileName));
-    wizard.ShowStep1(session);
+    wizard.ShowStep1(SharedSession());
     wizard.CurrentPage()->close();
     pages.push_back(std::make_unique<frmStep1>(session, wizard));
     pages.push_back(std::make_unique<frmStep2>(session, wizard));

@@ -71,7 +71,7 @@ std::vector<std::string> WizardFixture::FilesOfSpecFolder() const {
 }
 
 void WizardFixture::OpenStep1() {
-  wizard.ShowStep1(session);
+  wizard.ShowStep1(SharedSession());
   Spin();
 }
 

@@ -40,6 +40,8 @@ class WizardFixture : public SessionFixture {
   std::vector<std::string> FilesOfSpecFolder() const;
 
   // --- Pages ---
+  // The test's own session as the wizard takes it; the wizard ends first.
+  std::shared_ptr<Session> SharedSession() { return {std::shared_ptr<void>(), &session}; }
   void OpenStep1();
   // Opens the specification (or template) of that content by way of step 1.
   void OpenStep2(const std::string& content, const std::string& file_name = "Test.IMP");

@@ -15,6 +15,7 @@ namespace {
 using testing::ClickOn;
 using ::testing::ElementsAre;
 using testing::FindIn;
+using testing::RecordingObject;
 using testing::Spin;
 
 class WizardTest : public testing::WizardFixture {
@@ -81,7 +82,7 @@ TEST_F(WizardTest, EndedIsToldOnceWhenTheLastPageHasClosedInWhateverWay) {
 TEST_F(WizardTest, AHostMayOpenTheWizardAgainFromEnded) {
   int again = 0;
   QObject::connect(&wizard, &Wizard::Ended, [&] {
-    if (++again == 1) wizard.ShowStep1(session);
+    if (++again == 1) wizard.ShowStep1(SharedSession());
   });
   OpenStep1();
   Click("cmdCancel");
@@ -91,7 +92,7 @@ TEST_F(WizardTest, AHostMayOpenTheWizardAgainFromEnded) {
 
 TEST_F(WizardTest, ASecondShowDialogBeginsAnewAtStep1) {
   OpenStep2(TextSpecification(""));
-  wizard.ShowStep1(session);
+  wizard.ShowStep1(SharedSession());
   Spin();
   EXPECT_EQ(PageName(), "frmStep1");
   EXPECT_EQ(ended->count(), 0);
@@ -100,7 +101,7 @@ TEST_F(WizardTest, ASecondShowDialogBeginsAnewAtStep1) {
 TEST_F(WizardTest, ASecondShowDialogTakesTheWorkingCopyOfTheFirstAway) {
   OpenStep2(TextSpecification(""));
   ASSERT_EQ(FilesOfSpecFolder().size(), 2u);
-  wizard.ShowStep1(session);
+  wizard.ShowStep1(SharedSession());
   EXPECT_THAT(FilesOfSpecFolder(), ElementsAre("Test.IMP"));
 }
 
@@ -141,7 +142,7 @@ TEST_F(WizardTest, GoingOnAndBackKeepsTheWorkingCopy) {
 TEST_F(WizardTest, ASecondShowDialogLeavesAnOpenDialogToItsAnswer) {
   OpenStep3(TextSpecification(WriteSource(), "[FieldAssignments]\nName=FIELD:Name\n"));
   modals.Then("frmQuestionDlg", [&](QWidget& dialog) {
-    wizard.ShowStep1(session);
+    wizard.ShowStep1(SharedSession());
     EXPECT_EQ(PageName(), "frmStep3");
     EXPECT_TRUE(dialog.isVisible());
     ClickOn(FindIn<QWidget>(dialog, "cmdOK"));
@@ -150,22 +151,45 @@ TEST_F(WizardTest, ASecondShowDialogLeavesAnOpenDialogToItsAnswer) {
   EXPECT_EQ(import_class->CountOf("GetNewRecord"), 3u);
 }
 
-TEST_F(WizardTest, TheEndOfItsSessionClosesThePage) {
-  std::string working_copy;
+TEST_F(WizardTest, AHostMayReleaseTheImportManRightAfterShowDialog) {
+  WriteSpecification("Test.IMP", TextSpecification(WriteSource(), "[FieldAssignments]\nName=FIELD:Name\n"));
+  auto host_connection = std::make_shared<RecordingObject>();
+  std::weak_ptr<Object> released = host_connection;
   {
     ImportMan man({ui, components, clock}, &wizard);
+    man.SetConnection(std::move(host_connection));
     man.SetApplication(2);
-    WriteSpecification("Test.IMP", TextSpecification(WriteSource()));
     man.ShowDialog();
-    Find<QListWidget>("lstVorlage").setCurrentRow(0);
-    Click("cmdNext");
-    Click("cmdNext");
-    ASSERT_EQ(PageName(), "frmStep3");
-    working_copy = man.session().SpecFile;
-    ASSERT_TRUE(FileExists(working_copy));
   }
+  ASSERT_EQ(PageName(), "frmStep1");
+  Find<QListWidget>("lstVorlage").setCurrentRow(0);
+  Click("cmdNext");
+  Click("cmdNext");
+  ASSERT_EQ(PageName(), "frmStep3");
+  EXPECT_FALSE(released.expired()) << "the session lives as long as a page is open";
+  modals.Then("frmQuestionDlg", [](QWidget& dialog) {
+    ClickOn(FindIn<QWidget>(dialog, "optImport"));
+    ClickOn(FindIn<QWidget>(dialog, "cmdOK"));
+  });
+  Click("cmdOK");
+  EXPECT_EQ(import_class->CountOf("ImportRecord"), 3u);
+  Spin();
   EXPECT_EQ(PageName(), "");
-  EXPECT_FALSE(FileExists(working_copy));
+  EXPECT_EQ(ended->count(), 1);
+  EXPECT_THAT(FilesOfSpecFolder(), ElementsAre("Test.IMP"));
+}
+
+TEST_F(WizardTest, TheEndOfTheWizardEndsAnOpenImportAsCancellingDoes) {
+  WriteSpecification("Test.IMP", TextSpecification(WriteSource()));
+  {
+    Wizard other;
+    other.ShowStep1(SharedSession());
+    FindIn<QListWidget>(*other.CurrentPage(), "lstVorlage").setCurrentRow(0);
+    ClickOn(FindIn<QWidget>(*other.CurrentPage(), "cmdNext"));
+    ASSERT_TRUE(FileExists(session.SpecFile));
+    ASSERT_NE(session.SpecFile, session.ChosenSpecFile);
+  }
+  EXPECT_THAT(FilesOfSpecFolder(), ElementsAre("Test.IMP"));
 }
 
 TEST_F(WizardTest, TheListEndsWithThePageHoweverItCloses) {
@@ -174,7 +198,7 @@ TEST_F(WizardTest, TheListEndsWithThePageHoweverItCloses) {
   Page().close();
   EXPECT_EQ(session.AssignmentList, nullptr);
   OpenStep3(TextSpecification(WriteSource()));
-  wizard.ShowStep1(session);
+  wizard.ShowStep1(SharedSession());
   EXPECT_EQ(session.AssignmentList, nullptr);
 }
 
@@ -191,7 +215,7 @@ TEST_F(WizardTest, PagesStayAboveTheWindowOfTheHost) {
   QWidget host;
   host.show();
   Wizard over_host(&host);
-  over_host.ShowStep1(session);
+  over_host.ShowStep1(SharedSession());
   EXPECT_EQ(over_host.CurrentPage()->windowHandle()->transientParent(), host.windowHandle());
 }
 
