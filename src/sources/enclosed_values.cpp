@@ -1,17 +1,14 @@
 #include "sources/enclosed_values.h"
 
-#include <bit>
 #include <utility>
 
 namespace kestrel {
 
 namespace {
 
-constexpr std::uint64_t kAll = ~std::uint64_t{0};
-
 std::uint64_t Bit(std::size_t bit) { return std::uint64_t{1} << bit; }
 // The bits below; all of them for kBlockSize.
-std::uint64_t Below(std::size_t bit) { return bit < kBlockSize ? Bit(bit) - 1 : kAll; }
+std::uint64_t Below(std::size_t bit) { return bit < kBlockSize ? Bit(bit) - 1 : ~std::uint64_t{0}; }
 
 // The second and further bytes of UTF-8 characters.
 std::uint64_t ContinuationBytes(const char* bytes) {
@@ -24,47 +21,10 @@ std::uint64_t ContinuationBytes(const char* bytes) {
 
 }  // namespace
 
-EnclosedValues::Found EnclosedValues::Look(const ByteBlock& block, const Block& place) {
+EnclosedValues::Found EnclosedValues::LookAtEach(const ByteBlock& block, const Block& place) {
   const std::uint64_t within = Below(place.left);
   const std::uint64_t qualifiers = block.Equal(separators_.qualifier) & within;
   const std::uint64_t ends = (block.Equal(separators_.delimiter) & within) | place.line_feeds;
-  std::uint64_t inner = 0;
-  if (LookAtWellFormed(place, qualifiers, ends, inner)) {
-    previous_ = place.bytes[kBlockSize - 1];
-    found_line_feed_ |= inner != 0;
-    return {place.line_feeds & ~inner, place.position + kBlockSize};
-  }
-  return LookAtEach(block, place, qualifiers, ends);
-}
-
-// Where every qualifier stands at an end of a value or in a pair, those that open and those that close take
-// turns, so that what lies between them is the parity of their number.
-bool EnclosedValues::LookAtWellFormed(const Block& place, std::uint64_t qualifiers, std::uint64_t ends,
-                                      std::uint64_t& inner) {
-  const bool was_open = is_open();
-  if (skip_ || counting_ || place.left <= kBlockSize || refused_ - place.position < kBlockSize) return false;
-  if (was_open && IsTooLong(place.position + kBlockSize)) return false;
-  const char next = place.bytes[kBlockSize];
-  const std::uint64_t last = Bit(kBlockSize - 1);
-
-  const std::uint64_t inside = PrefixParity(qualifiers) ^ (was_open ? kAll : 0);
-  const std::uint64_t opening = qualifiers & inside;
-  const std::uint64_t closing = qualifiers & ~inside;
-  const std::uint64_t begins = (ends & ~inside) << 1 | (!was_open && IsEnd(previous_) ? 1 : 0);
-  const std::uint64_t before_end = (ends | qualifiers) >> 1 | (IsEnd(next) ? last : 0);
-  if ((opening & ~(begins | closing << 1)) != 0 || (closing & ~before_end) != 0) return false;
-
-  inner = place.line_feeds & inside;
-  if ((inside & last) == 0) {
-    opened_ = kNone;
-  } else if (const std::uint64_t first = opening & begins; first != 0) {
-    opened_ = place.position + kBlockSize - 1 - static_cast<std::size_t>(std::countl_zero(first));
-  }
-  return true;
-}
-
-EnclosedValues::Found EnclosedValues::LookAtEach(const ByteBlock& block, const Block& place,
-                                                 std::uint64_t qualifiers, std::uint64_t ends) {
   const std::uint64_t begins = ends << 1 | (!is_open() && IsEnd(previous_) ? 1 : 0);
   const std::uint64_t continuations =
       counting_ && place.utf8 && block.High() != 0 ? ContinuationBytes(place.bytes) : 0;

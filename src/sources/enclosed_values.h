@@ -12,6 +12,7 @@
 //  3. refused_ is the last qualifier that turned out to enclose nothing.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -44,7 +45,14 @@ class EnclosedValues {
     std::uint64_t line_ends;
     std::size_t next;
   };
-  Found Look(const ByteBlock& block, const Block& place);
+  Found Look(const ByteBlock& block, const Block& place) {
+    std::uint64_t inner = 0;
+    if (!LookAtWellFormed(block, place, inner)) [[unlikely]]
+      return LookAtEach(block, place);
+    previous_ = place.bytes[kBlockSize - 1];
+    found_line_feed_ |= inner != 0;
+    return {place.line_feeds & ~inner, place.position + kBlockSize};
+  }
   // Instead of Look, for a block without a qualifier where no value is open.
   void Skip(const char* bytes) { previous_ = bytes[kBlockSize - 1]; }
 
@@ -67,8 +75,8 @@ class EnclosedValues {
   bool IsEnd(char c) const { return c == separators_.delimiter || c == '\n'; }
   bool IsTooLong(std::size_t end) const { return end - opened_ - continuation_bytes_ > kLongest; }
   // The block's line feeds within values, found by masks; false where that takes more than masks.
-  bool LookAtWellFormed(const Block& place, std::uint64_t qualifiers, std::uint64_t ends, std::uint64_t& inner);
-  Found LookAtEach(const ByteBlock& block, const Block& place, std::uint64_t qualifiers, std::uint64_t ends);
+  bool LookAtWellFormed(const ByteBlock& block, const Block& place, std::uint64_t& inner);
+  Found LookAtEach(const ByteBlock& block, const Block& place);
 
   Separators separators_;
   std::size_t opened_ = kNone;
@@ -80,5 +88,32 @@ class EnclosedValues {
   std::size_t continuation_bytes_ = 0;
   bool found_line_feed_ = false;
 };
+
+// Where every qualifier stands at an end of a value or in a pair, those that open and those that close take
+// turns, so that what lies between them is the parity of their number.
+inline bool EnclosedValues::LookAtWellFormed(const ByteBlock& block, const Block& place, std::uint64_t& inner) {
+  const bool was_open = is_open();
+  if (skip_ || counting_ || place.left <= kBlockSize || refused_ - place.position < kBlockSize) return false;
+  if (was_open && IsTooLong(place.position + kBlockSize)) return false;
+  const std::uint64_t qualifiers = block.Equal(separators_.qualifier);
+  const std::uint64_t ends = block.Equal(separators_.delimiter) | place.line_feeds;
+  constexpr std::uint64_t kLast = std::uint64_t{1} << (kBlockSize - 1);
+
+  const std::uint64_t inside = PrefixParity(qualifiers) ^ (std::uint64_t{0} - std::uint64_t{was_open});
+  const std::uint64_t opening = qualifiers & inside;
+  const std::uint64_t closing = qualifiers & ~inside;
+  const std::uint64_t begins = (ends & ~inside) << 1 | std::uint64_t{!was_open && IsEnd(previous_)};
+  const std::uint64_t before_end = (ends | qualifiers) >> 1 | (IsEnd(place.bytes[kBlockSize]) ? kLast : 0);
+  if (((opening & ~(begins | closing << 1)) | (closing & ~before_end)) != 0) return false;
+
+  inner = place.line_feeds & inside;
+  // Without branches, as nobody can foretell where the values of a block end.
+  const std::uint64_t first = opening & begins;
+  const std::size_t last_opened =
+      place.position + kBlockSize - 1 - static_cast<std::size_t>(std::countl_zero(first));
+  const std::size_t open = first != 0 ? last_opened : opened_;
+  opened_ = (inside & kLast) != 0 ? open : kNone;
+  return true;
+}
 
 }  // namespace kestrel

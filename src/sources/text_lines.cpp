@@ -72,7 +72,7 @@ void LineScanner::ScanBlock(const char* bytes, std::size_t left) {
     if (behind_cr_) line_begin_ += line_feeds & 1;
     behind_cr_ = line_ends >> (kBlockSize - 1) != 0;
   } else if (values_.is_open() || block.HasEither('\r', separators_.qualifier)) {
-    if ((block.Equal('\r') & within) != 0) return BeginAgainWithCr();
+    if (block.HasEither('\r', '\r') && (block.Equal('\r') & within) != 0) return BeginAgainWithCr();
     if (separators_.enclose) {
       const EnclosedValues::Found found = values_.Look(block, {bytes, position_, left, line_ends, utf8_});
       line_ends = found.line_ends;
