@@ -93,6 +93,7 @@ TextFile TextFile::LoadOnce(const std::string& path, const TextFormat& format, E
   window.SetLineEnd(scanner.line_end());
   text.first_line_.assign(window.Hold(SizeOf(mark), scanner.first_line_end()),
                           scanner.first_line_end() - SizeOf(mark));
+  window.Shrink();
   text.TakeLines(scanner);
   return text;
 }
@@ -116,6 +117,12 @@ void TextFile::TakeLines(LineScanner& scanner) {
   index_ = scanner.TakeIndex();
 }
 
+std::string TextFile::TakeFirstLine() {
+  const std::string line = std::move(first_line_);
+  first_line_.clear();
+  return Decode(line);
+}
+
 std::size_t TextFile::RecordSize(std::size_t row, const char* record) const {
   // What lies between two records is empty lines; a value's own line feed has its qualifier behind it.
   std::size_t size = NextBegin(row) - index_[row];
@@ -125,7 +132,8 @@ std::size_t TextFile::RecordSize(std::size_t row, const char* record) const {
 
 std::string TextFile::Decode(std::string_view bytes) const {
   std::string decoded = charset_ == Charset::kUtf8 ? std::string(bytes) : FromWindows1252(bytes);
-  return repair_umlauts_ ? RepairAsciiUmlauts(decoded) : decoded;
+  if (repair_umlauts_) return RepairAsciiUmlauts(decoded);
+  return decoded;
 }
 
 }  // namespace kestrel

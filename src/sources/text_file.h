@@ -30,8 +30,8 @@ class TextFile {
   // The character that ends a line.
   char line_end() const { return line_end_; }
 
-  // The first line as text.
-  std::string FirstLine() const { return Decode(first_line_); }
+  // The first line as text. Gives it away, as it may be most of the file.
+  std::string TakeFirstLine();
   std::size_t record_count() const { return index_.size(); }
   // The first byte of a record, which is not empty. A line_end() follows its last byte, and behind that
   // LineScanner::kPadding bytes can be read. Valid until the next call, wherever this object is moved.

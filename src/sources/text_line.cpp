@@ -99,9 +99,8 @@ void SplitTextLine(std::string_view line, std::string_view delimiter, std::strin
   if (!inside) end_value(line.size());
 }
 
-std::vector<std::string> TextFieldNames(std::string_view first_line, const TextFormat& format) {
+std::vector<std::string> TextFieldNames(std::string line, const TextFormat& format) {
   const std::string delimiter = DelimiterOf(format);
-  std::string line(first_line);
   if (format.file_format == "ASCII") line = RepairAsciiUmlauts(line);
   if (!LastCharacterIs(line, delimiter)) line += delimiter;
   if (format.column_headings) line = ReplaceAll(line, QualifierOf(format), "");

@@ -14,11 +14,6 @@ namespace kestrel {
 
 namespace {
 
-RecordsetPtr MakeRecordset(TextFile file, const TextFormat& format, std::vector<std::string> column_names) {
-  return std::make_shared<TextRecordset>(std::move(file), std::move(column_names), DelimiterOf(format),
-                                         QualifierOf(format));
-}
-
 template <class Work>
 auto RaisingOutOfMemory(Work&& work) {
   try {
@@ -34,21 +29,17 @@ auto RaisingOutOfMemory(Work&& work) {
 
 std::vector<std::string> ReadTextFieldNames(const std::string& path, const TextFormat& format) {
   return RaisingOutOfMemory([&] {
-    return TextFieldNames(TextFile::Load(path, format, TextFile::Extent::kFirstLine).FirstLine(), format);
+    return TextFieldNames(TextFile::Load(path, format, TextFile::Extent::kFirstLine).TakeFirstLine(), format);
   });
-}
-
-RecordsetPtr OpenTextSource(const std::string& path, const TextFormat& format,
-                            const std::vector<std::string>& column_names) {
-  return RaisingOutOfMemory([&] { return MakeRecordset(TextFile::Load(path, format), format, column_names); });
 }
 
 RecordsetPtr OpenTextSource(const std::string& path, const TextFormat& format) {
   return RaisingOutOfMemory([&] {
     TextFile file = TextFile::Load(path, format);
-    std::vector<std::string> column_names = TextFieldNames(file.FirstLine(), format);
+    std::vector<std::string> column_names = TextFieldNames(file.TakeFirstLine(), format);
     column_names.pop_back();
-    return MakeRecordset(std::move(file), format, std::move(column_names));
+    return std::make_shared<TextRecordset>(std::move(file), std::move(column_names), DelimiterOf(format),
+                                           QualifierOf(format));
   });
 }
 

@@ -41,16 +41,13 @@ void SplitTextLine(std::string_view line, std::string_view delimiter, std::strin
 std::string RepairAsciiUmlauts(std::string_view text);
 
 // The column names of a first line, followed by one empty element.
-std::vector<std::string> TextFieldNames(std::string_view first_line, const TextFormat& format);
+std::vector<std::string> TextFieldNames(std::string first_line, const TextFormat& format);
 
 // The column names of a file. Raises 53, 70, 75 ... where it cannot be read.
 std::vector<std::string> ReadTextFieldNames(const std::string& path, const TextFormat& format);
 
-// The record set of a file with these columns (without the closing empty element; an empty name becomes
-// "FeldNN"). Columns beyond the 200th exist and stay empty. Raises 53, 70, 75, 7 ...
-RecordsetPtr OpenTextSource(const std::string& path, const TextFormat& format,
-                            const std::vector<std::string>& column_names);
-// The same with the columns that the file's own first line gives; the file is read once.
+// The record set of a file, with the columns that its first line gives. Columns beyond the 200th exist and stay
+// empty. Raises 53, 70, 75, 7 ...
 RecordsetPtr OpenTextSource(const std::string& path, const TextFormat& format);
 
 }  // namespace kestrel

@@ -69,6 +69,12 @@ std::string_view TextWindow::All() {
   return {buffer_.data(), end_};
 }
 
+void TextWindow::Shrink() {
+  if (is_whole_ || buffer_.capacity() <= 2 * kWindowSize) return;
+  begin_ = end_ = 0;
+  buffer_.Release();
+}
+
 void TextWindow::Release() {
   begin_ = end_ = 0;
   is_whole_ = true;

@@ -42,6 +42,8 @@ class TextWindow {
   Part From(std::size_t position);
   // All bytes; the file is in memory whole from now on. Raises as From.
   std::string_view All();
+  // Gives memory back that only a line longer than the window needed.
+  void Shrink();
   // Gives all bytes back; none can be asked for any more.
   void Release();
   // The character that Hold shows behind the last byte of the file, where a line end may be lacking.

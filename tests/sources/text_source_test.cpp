@@ -248,12 +248,6 @@ TEST_F(TextSourceTest, ACrLfAcrossReadingBlocksIsOneLineEnd) {
 
 // --- The record set -----------------------------------------------------------------------------
 
-TEST_F(TextSourceTest, NamesOfColumnsThatAreEmptyAreNumbered) {
-  const RecordsetPtr records = OpenTextSource(folder_.Write("source.txt", "a;b"), kPlain, {"Name", ""});
-  EXPECT_EQ(records->ColumnName(0), "Name");
-  EXPECT_EQ(records->ColumnName(1), "Feld02");
-}
-
 TEST_F(TextSourceTest, ALookUpOfAnAmbiguousNameFindsTheFirst) {
   const RecordsetPtr records = Open("Ort;Ort\r\na;b", kWithHeader);
   EXPECT_EQ(records->ColumnCount(), 2U);
