@@ -12,6 +12,13 @@
 namespace kestrel::testing {
 namespace {
 
+std::string Md5(std::string_view bytes) {
+  std::string hash(16, '\0');
+  EVP_Digest(bytes.data(), bytes.size(), reinterpret_cast<unsigned char*>(hash.data()), nullptr, EVP_md5(),
+             nullptr);
+  return hash;
+}
+
 std::string Sha1(std::string_view bytes) {
   std::string hash(20, '\0');
   EVP_Digest(bytes.data(), bytes.size(), reinterpret_cast<unsigned char*>(hash.data()), nullptr, EVP_sha1(),
@@ -95,6 +102,20 @@ OfficeEncryption Binary(OfficeScheme scheme, std::string_view password) {
   return made;
 }
 
+OfficeEncryption Short(std::string_view password) {
+  std::string parts;
+  for (int i = 0; i < 16; ++i) parts += Md5(Utf16(password)).substr(0, 5) + std::string(kSalt);
+  const std::string hash = Md5(parts).substr(0, 5);
+  OfficeEncryption made;
+  made.encrypt = [=](std::uint32_t block, std::span<char> bytes) {
+    office_crypto::Rc4(Md5(hash + Le32(block))).Apply(bytes);
+  };
+  std::string verifier = std::string(kVerifier) + Md5(kVerifier);
+  made.encrypt(0, verifier);
+  made.info = Le16(1) + Le16(1) + std::string(kSalt) + verifier;
+  return made;
+}
+
 std::string Base64(std::string_view bytes) {
   std::string text(bytes.size() / 3 * 4 + 5, '\0');
   const int size =
@@ -139,6 +160,7 @@ OfficeEncryption Agile(std::string_view password) {
 }  // namespace
 
 OfficeEncryption EncryptFor(OfficeScheme scheme, std::string_view password) {
+  if (scheme == OfficeScheme::kRc4Short) return Short(password);
   return scheme == OfficeScheme::kAgile ? Agile(password) : Binary(scheme, password);
 }
 

@@ -10,6 +10,7 @@
 namespace kestrel::testing {
 
 enum class OfficeScheme {
+  kRc4Short,       // RC4 as of 1997
   kRc4Export,      // RC4 with 40 bits, as the library chose by default
   kRc4,            // RC4 with 128 bits
   kStandard,       // AES with 128 bits and many rounds

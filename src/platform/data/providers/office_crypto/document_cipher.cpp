@@ -182,6 +182,36 @@ std::unique_ptr<BlockCipher> OpenBinary(Bytes bytes, std::string_view password) 
   return cipher;
 }
 
+// RC4 as it was before the system's own library made the keys.
+class ShortKeyBlocks final : public BlockCipher {
+ public:
+  ShortKeyBlocks(std::string_view salt, std::string_view password) {
+    std::string parts;
+    const std::string half = ShortHash(Utf16Bytes(password));
+    for (int i = 0; i < 16; ++i) parts.append(half).append(salt);
+    key_ = ShortHash(parts);
+  }
+
+  void Decrypt(std::uint32_t block, std::span<char> bytes) const override {
+    Rc4(Hash(HashKind::kMd5, {key_, LittleEndianBytes(block)})).Apply(bytes);
+  }
+
+ private:
+  static std::string ShortHash(std::string_view bytes) { return Hash(HashKind::kMd5, {bytes}).substr(0, 5); }
+
+  std::string key_;
+};
+
+std::unique_ptr<BlockCipher> OpenShortKey(Bytes info, std::string_view password) {
+  constexpr std::size_t kSalt = 4;
+  constexpr std::size_t kPart = 16;  // salt, verifier and its hash
+  auto blocks = std::make_unique<ShortKeyBlocks>(CharactersOf(Part(info, kSalt, kPart)), password);
+  std::string verified(CharactersOf(Part(info, kSalt + kPart, 2 * kPart)));
+  blocks->Decrypt(0, verified);
+  if (verified.substr(kPart) != Hash(HashKind::kMd5, {verified.substr(0, kPart)})) return nullptr;
+  return blocks;
+}
+
 }  // namespace
 
 bool IsAgile(Bytes info) { return ReadU16(info, 0) == 4 && ReadU16(info, 2) == 4; }
@@ -191,6 +221,7 @@ std::unique_ptr<BlockCipher> OpenCipher(Bytes info, std::string_view password) {
   const std::uint16_t major = ReadU16(info, 0);
   const std::uint16_t minor = ReadU16(info, 2);
   if (IsAgile(info)) return OpenAgile(Rest(info, kVersionAndFlags), password);
+  if (major == 1 && minor == 1) return OpenShortKey(info, password);
   if (minor == 2 && major >= 2 && major <= 4) return OpenBinary(info, password);
   RaiseUnknownEncryption("Version " + std::to_string(major) + "." + std::to_string(minor));
 }

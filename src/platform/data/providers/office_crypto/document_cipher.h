@@ -1,5 +1,5 @@
-// How documents are encrypted since 2002, as published in [MS-OFFCRYPTO]: RC4 with keys by the system's own
-// library, the "standard" encryption of 2007 and the "agile" one of 2010.
+// How documents are encrypted since 1997, as published in [MS-OFFCRYPTO]: RC4 with short keys, RC4 with keys by
+// the system's own library, the "standard" encryption of 2007 and the "agile" one of 2010.
 #pragma once
 
 #include <cstdint>

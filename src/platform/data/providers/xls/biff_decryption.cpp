@@ -10,8 +10,6 @@
 #include <utility>
 
 #include "platform/data/providers/office_crypto/document_cipher.h"
-#include "platform/data/providers/office_crypto/primitives.h"
-#include "platform/data/providers/office_crypto/rc4.h"
 #include "platform/data/providers/xls/biff_records.h"
 
 namespace kestrel::xls {
@@ -19,12 +17,7 @@ namespace kestrel::xls {
 namespace {
 
 using office_crypto::BlockCipher;
-using office_crypto::Hash;
-using office_crypto::HashKind;
 using office_crypto::kDefaultPassword;
-using office_crypto::LittleEndianBytes;
-using office_crypto::Rc4;
-using office_crypto::Utf16Bytes;
 
 class StreamCipher {
  public:
@@ -99,43 +92,11 @@ class KeyStream final : public StreamCipher {
   std::array<char, kBlockSize> mask_{};
 };
 
-// RC4 as it was before the system's own library made the keys.
-class ShortKeyBlocks final : public BlockCipher {
- public:
-  explicit ShortKeyBlocks(std::string_view salt) {
-    std::string parts;
-    const std::string half = ShortHash(Utf16Bytes(kDefaultPassword));
-    for (int i = 0; i < 16; ++i) parts.append(half).append(salt);
-    key_ = ShortHash(parts);
-  }
-
-  void Decrypt(std::uint32_t block, std::span<char> bytes) const override {
-    Rc4(Hash(HashKind::kMd5, {key_, LittleEndianBytes(block)})).Apply(bytes);
-  }
-
- private:
-  static std::string ShortHash(std::string_view bytes) { return Hash(HashKind::kMd5, {bytes}).substr(0, 5); }
-
-  std::string key_;
-};
-
-std::unique_ptr<BlockCipher> OpenShortKey(Bytes info) {
-  constexpr std::size_t kSalt = 4;
-  constexpr std::size_t kPart = 16;  // salt, verifier and its hash
-  auto blocks = std::make_unique<ShortKeyBlocks>(CharactersOf(Part(info, kSalt, kPart)));
-  std::string verified(CharactersOf(Part(info, kSalt + kPart, 2 * kPart)));
-  blocks->Decrypt(0, verified);
-  if (verified.substr(kPart) != Hash(HashKind::kMd5, {verified.substr(0, kPart)})) return nullptr;
-  return blocks;
-}
-
 // `pass` tells how the stream is encrypted. Without a value where its password is not the default one.
 std::unique_ptr<StreamCipher> OpenStreamCipher(Bytes pass, bool is_biff8) {
   // Only BIFF8 knows more than one way, and tells it first.
   if (is_biff8 && ReadU16(pass, 0) != 0) {
-    const Bytes info = Rest(pass, 2);
-    const bool has_short_key = ReadU16(info, 0) == 1 && ReadU16(info, 2) == 1;
-    auto blocks = has_short_key ? OpenShortKey(info) : office_crypto::OpenCipher(info, kDefaultPassword);
+    auto blocks = office_crypto::OpenCipher(Rest(pass, 2), kDefaultPassword);
     return blocks == nullptr ? nullptr : std::make_unique<KeyStream>(std::move(blocks));
   }
   const Bytes numbers = Rest(pass, is_biff8 ? 2 : 0);

@@ -93,6 +93,7 @@ TEST_P(EncryptedAccessFile, CutAnywhereItIsToldOrReadWhole) {
 
 std::string SchemeName(const ::testing::TestParamInfo<OfficeScheme>& info) {
   switch (info.param) {
+    case OfficeScheme::kRc4Short: return "Rc4Short";
     case OfficeScheme::kRc4Export: return "Rc4Export";
     case OfficeScheme::kRc4: return "Rc4";
     case OfficeScheme::kStandard: return "Standard";
@@ -104,9 +105,10 @@ std::string SchemeName(const ::testing::TestParamInfo<OfficeScheme>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Schemes, EncryptedAccessFile,
-                         ::testing::Values(OfficeScheme::kRc4Export, OfficeScheme::kRc4,
-                                           OfficeScheme::kStandard, OfficeScheme::kStandard256,
-                                           OfficeScheme::kAesWithoutSay, OfficeScheme::kAgile),
+                         ::testing::Values(OfficeScheme::kRc4Short, OfficeScheme::kRc4Export,
+                                           OfficeScheme::kRc4, OfficeScheme::kStandard,
+                                           OfficeScheme::kStandard256, OfficeScheme::kAesWithoutSay,
+                                           OfficeScheme::kAgile),
                          SchemeName);
 
 TEST(EncryptedAccessFiles, AnUnknownSchemeIsNamed) {
