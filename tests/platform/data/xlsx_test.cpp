@@ -195,6 +195,12 @@ TEST(Xlsx, ATagWithTooManyAttributesEndsTheSheet) {
               Pair(ElementsAre(Row{quotes}), ""));
 }
 
+TEST(Xlsx, ElementsWithinElementsWithoutEndEndTheSheet) {
+  std::string rows = "<row><c><v>1</v></c></row><row><c><v>2</v></c></row>";
+  for (int i = 0; i < 300; ++i) rows += "<row>";
+  EXPECT_THAT(ReadSheet(rows), Pair(ElementsAre(Row{"2"}), HasSubstr("zu tief")));
+}
+
 TEST(Xlsx, ATextOfMoreThanAMegabyteIsNoText) {
   EXPECT_THAT(ReadSheet("<row><c><v>1</v></c></row><row><c t='inlineStr'><is><t>" +
                         std::string(1'100'000, 'x') + "</t></is></c></row>")

@@ -48,8 +48,8 @@ void PackedCells::CloseRun() {
   Extend(used_, open_used_);
 }
 
-void PackedCells::DropOpenRow() {
-  if (open_run_.empty()) return;
+void PackedCells::DropOpenRow(std::uint32_t row) {
+  if (open_run_.empty() || runs_.back().row != row) return;
   open_run_.clear();
   runs_.pop_back();
 }

@@ -16,8 +16,8 @@ class PackedCells {
   // Adds a cell with a value, in any order. Of cells at one place the last one counts. Raises as SpilledBytes
   // does, and 3000 where rows are taken up again and again.
   void Add(std::uint32_t row, std::uint32_t column, const Cell& cell);
-  // Drops the cells of the last one's row that were added since the row was begun or taken up again.
-  void DropOpenRow();
+  // Drops the cells of that row where it is the last one's: those added since it was begun or taken up again.
+  void DropOpenRow(std::uint32_t row);
   // To be called once behind the last Add.
   void Finish();
 

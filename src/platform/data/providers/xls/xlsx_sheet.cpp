@@ -106,7 +106,7 @@ class SheetReader {
     try {
       ReadRows(xml);
     } catch (const RuntimeError& error) {
-      if (in_row_) cells_.DropOpenRow();
+      if (in_row_) cells_.DropOpenRow(row_);
       cells_.Finish();
       notes.Ends(cells_.used() ? cells_.used()->last_row + 1 : 0, error.Description());
       return;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -26,16 +25,17 @@ class XmlStream {
   XmlStream(const XmlStream&) = delete;
   XmlStream& operator=(const XmlStream&) = delete;
 
-  // Steps to the next node. An element without content gives kStart and kEnd. Error 3000 for XML that is not
-  // well-formed or that defines entities.
+  // Steps to the next node. An element without content gives kStart and kEnd, a text may come in several
+  // pieces. Error 3000 for XML that is not well-formed or that defines entities, behind the nodes before the
+  // fault.
   Node Next();
 
   // The name of the element that starts or ends, without its prefix. Valid until Next.
-  std::string_view name() const { return name_; }
+  std::string_view name() const;
   // The text, decoded, UTF-8. Valid until Next.
-  std::string_view text() const { return text_; }
+  std::string_view text() const;
   // An attribute of the element that starts; one without a prefix.
-  std::optional<std::string> Attribute(const char* name) const;
+  std::optional<std::string> Attribute(std::string_view name) const;
   // One with whatever prefix, by its name behind it.
   std::optional<std::string> PrefixedAttribute(std::string_view name) const;
 
@@ -43,14 +43,15 @@ class XmlStream {
   void SkipElement();
 
  private:
-  struct Parser;
+  class Parser;
+  // Has the parser read on; what goes wrong is raised once its nodes are used up.
+  void ParseMore();
+  std::optional<std::string> FindAttribute(std::string_view name, bool has_prefix) const;
+
   ZipStream stream_;
   TagGuard guard_;
   std::unique_ptr<Parser> parser_;
-  std::string_view name_;
-  std::string_view text_;
-  bool end_pending_ = false;       // an element without content has started
-  std::exception_ptr read_error_;  // raised while the parser read, which it must not see
+  bool at_end_ = false;
 };
 
 }  // namespace kestrel::xls

@@ -32,7 +32,7 @@ constexpr std::uint16_t kDeflated = 8;
 
 // Sheets unpack to ten or twenty times their size, seldom to fifty. An archive made to burst is not unpacked
 // for longer than a person would wait.
-constexpr std::uint64_t kMostTimes = 128;
+constexpr std::uint64_t kMostTimes = 80;
 constexpr std::uint64_t kAlwaysUnpacked = std::uint64_t{64} << 20;
 
 // The record that closes the archive: the last one, though a comment may follow it.
