@@ -66,13 +66,19 @@ int ListCommand(Workspace& workspace, const ListOptions& options) {
     table.Row({read("Description", ""), read("Application", "2"), read("Provider", kTextSource),
                read("ImportClass", ""), path});
   };
+  const auto is_readable = [&](const std::string& path) {
+    return Trap([&] { session.profiles.Require(path); },
+                [&](const RuntimeError& error) {
+                  workspace.err() << "Nicht aufgeführt: " << error.Description() << std::endl;
+                });
+  };
+  for (const std::string& path : ListFiles(folder)) {
+    if (GetFileExtension(path) != (options.templates ? ".IMT" : ".IMP") || !is_readable(path)) continue;
+    if (!options.app_mode_given) row(path);
+  }
   if (options.app_mode_given) {
     session.AppMode = options.app_mode;
     for (const SpecificationEntry& entry : ListSpecifications(session, kind)) row(entry.path);
-    return kDone;
-  }
-  for (const std::string& path : ListFiles(folder)) {
-    if (GetFileExtension(path) == (options.templates ? ".IMT" : ".IMP")) row(path);
   }
   return kDone;
 }
