@@ -6,31 +6,16 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <functional>
-
 #include "platform/data/grouped_writes.h"
 #include "servers/postgres_fixture.h"
 #include "support/expect_error.h"
+#include "support/scripted_watch.h"
 
 namespace kestrel {
 namespace {
 
 using ::testing::HasSubstr;
-
-class ScriptedWatch final : public WaitWatch {
- public:
-  explicit ScriptedWatch(std::function<bool(int)> answer) : answer_(std::move(answer)) {}
-  bool KeepWaiting(std::string_view reason) override {
-    last_reason = reason;
-    return answer_(++times);
-  }
-
-  int times = 0;
-  std::string last_reason;
-
- private:
-  std::function<bool(int)> answer_;
-};
+using testing::ScriptedWatch;
 
 // The server's process behind a connection, stopped; goes on at the end of the scope.
 class StoppedBackend {

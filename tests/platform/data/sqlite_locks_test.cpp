@@ -1,33 +1,18 @@
 // Several programs at one SQLite file: what waits, what is told meanwhile, and what comes of it.
 #include <gmock/gmock.h>
 
-#include <functional>
 #include <thread>
 
 #include "platform/data/open_connection.h"
 #include "support/expect_error.h"
+#include "support/scripted_watch.h"
 #include "support/temp_folder.h"
 
 namespace kestrel {
 namespace {
 
 using ::testing::HasSubstr;
-
-// Answers a wait, which it counts.
-class ScriptedWatch final : public WaitWatch {
- public:
-  explicit ScriptedWatch(std::function<bool(int)> answer) : answer_(std::move(answer)) {}
-  bool KeepWaiting(std::string_view reason) override {
-    last_reason = reason;
-    return answer_(++times);
-  }
-
-  int times = 0;
-  std::string last_reason;
-
- private:
-  std::function<bool(int)> answer_;
-};
+using testing::ScriptedWatch;
 
 class SqliteLocks : public ::testing::Test {
  protected:

@@ -1,0 +1,29 @@
+// Answers a connection's waits, and counts them.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "platform/data/waits.h"
+
+namespace kestrel::testing {
+
+class ScriptedWatch final : public WaitWatch {
+ public:
+  // Handed how often it was asked, from 1.
+  explicit ScriptedWatch(std::function<bool(int)> answer) : answer_(std::move(answer)) {}
+  bool KeepWaiting(std::string_view reason) override {
+    last_reason = reason;
+    return answer_(++times);
+  }
+
+  int times = 0;
+  std::string last_reason;
+
+ private:
+  std::function<bool(int)> answer_;
+};
+
+}  // namespace kestrel::testing
