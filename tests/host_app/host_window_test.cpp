@@ -1,6 +1,8 @@
 #include "app/host_window.h"
 
+#include <QAction>
 #include <QHeaderView>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QStatusBar>
@@ -252,6 +254,42 @@ TEST(HostDatabase, ADatabaseOfSomethingElseIsRefused) {
   OpenConnection(folder.File("kestrel.db"))->Execute("CREATE TABLE Anderes (Nr INTEGER)");
   EXPECT_ERROR_TEXT(host::OpenHostDatabase(folder.path(), ""), ErrorNumber::kDatabase,
                     HasSubstr("Adresslisten"));
+}
+
+// Whatever is clicked or typed after the database has gone is told where it was asked; nothing reaches the
+// message loop. The controls are found, not listed, so that a new one is asked too.
+TEST_F(HostWindowTest, NothingThatFailsLeavesTheWindow) {
+  Open();
+  connection->Close();
+  int asked = 0;
+  const auto try_to = [&](const QObject* object, const std::function<void()>& step) {
+    ++asked;
+    try {
+      step();
+      Spin();
+    } catch (const std::exception& error) {
+      ADD_FAILURE() << object->objectName().toStdString() << " let out: " << error.what();
+    }
+  };
+  for (QAbstractButton* button : window->findChildren<QAbstractButton*>()) {
+    // Qt's own ones open menus, and an import has tests of its own.
+    const bool own = !button->objectName().isEmpty() && !button->objectName().startsWith("qt_");
+    if (own && button->objectName() != "cmdImport") try_to(button, [&] { button->click(); });
+  }
+  for (QLineEdit* edit : window->findChildren<QLineEdit*>()) try_to(edit, [&] { edit->setText("x"); });
+  for (QTableView* table : window->findChildren<QTableView*>()) {
+    try_to(table, [&] { table->sortByColumn(1, Qt::DescendingOrder); });
+  }
+  for (QAction* action : window->findChildren<QAction*>()) {
+    if (action->text().contains("Aktualisieren") || action->text().contains("Suchen")) {
+      try_to(action, [&] { action->trigger(); });
+    }
+  }
+  EXPECT_GT(asked, 15);
+  EXPECT_THAT(Find<QLabel>("pageKunden", "count").text().toStdString(),
+              HasSubstr("Der Vorgang ist bei geschlossenem Objekt nicht zulässig"));
+  EXPECT_THAT(Find<QLabel>("logLST_Import", "count").text().toStdString(),
+              HasSubstr("Der Vorgang ist bei geschlossenem Objekt nicht zulässig"));
 }
 
 }  // namespace
