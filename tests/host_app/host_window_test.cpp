@@ -80,6 +80,7 @@ class HostWindowTest : public HostFixture {
 };
 
 TEST_F(HostWindowTest, RestoresKeyIndexesThatAreMissingAndSaysSo) {
+  if (OnPostgres()) GTEST_SKIP() << "happened to SQLite files only";
   connection->Execute("DROP INDEX Adressindex2");
   Open();
   EXPECT_THAT(window->statusBar()->currentMessage().toStdString(), HasSubstr("neu angelegt"));
