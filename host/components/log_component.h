@@ -3,11 +3,9 @@
 // Invariants
 //  1. The head is committed alone before the first row, so no row is ever without one.
 //  2. A row is kept until the group it was stored in stands. Where that is lost, for instance with the records
-//  that
-//     the rows tell of, the rows are stored again with the next group.
+//     that the rows tell of, the rows are stored again with the next group.
 //  3. A row that is stored again though it is there already changes nothing: its key is its log's number and
-//  its
-//     own.
+//     its own.
 //  4. rows_ and what follows it belong to the connection's CallMutex.
 #pragma once
 

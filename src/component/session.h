@@ -9,8 +9,7 @@
 //     `ChosenSpecFile` always names the file the user chose.
 //  2. `SourceRecordset` is replaced by every open; a consumer that took it keeps its own reference.
 //  3. A log's key is empty exactly while that log has not been created in this import. An import begins where
-//  its
-//     import class is created and ends with its run, or where it is cancelled.
+//     its import class is created and ends with its run, or where it is cancelled.
 //  4. `source_end` tells of the reading that `SourceRecordset` was opened for.
 #pragma once
 

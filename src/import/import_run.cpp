@@ -10,8 +10,7 @@
 //  6. Optional members of the import class are looked up once, before its first call; a class that lacks one is
 //     driven as if there were no such member.
 //  7. Every loop is bounded: the rounds by the source, which ends where it fails, and by its count; the late
-//  errors
-//     by the records handed over.
+//     errors by the records handed over.
 //
 // Transitions
 //  1. begin    SpecificationFile, BeforeImport. The cancel flag -> 6 (no backup, no records).

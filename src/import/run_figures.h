@@ -2,8 +2,7 @@
 //
 // Invariants
 //  1. Every record worked through is exactly one of: stored, rejected, held back as a suspected duplicate, or
-//  (in a
-//     test run) only checked.
+//     (in a test run) only checked.
 //  2. An ordinal counts the records handed to the import class, from 1; a record number those of the source.
 //  3. A record is rejected at most once, however often its loss is told.
 #pragma once

@@ -37,8 +37,7 @@ class LineIndex {
 //
 // Invariants
 //  1. Lines end at LF, but not within an enclosed value, until the first CR is seen; then the pass begins again
-//  and
-//     they end at CR or CR LF.
+//     and they end at CR or CR LF.
 //  2. Every line before `line_begin_` is done: indexed if it is not empty, and not the header.
 //  3. Everything before `position()` has been looked at (what turned out not to be enclosed, twice), and is
 //  valid UTF-8 while utf8() says so.

@@ -2,10 +2,9 @@
 //
 // Invariants
 //  1. session.working_copy_lock is held from before the copy is made until after it is deleted; its path is
-//  that
-//     of LockPathOf. Profile writes replace the copy itself, so a lock on that would not last.
-//  2. Only a copy beside which an unlocked lock file lies is swept. A copy without a lock file is somebody
-//  else's.
+//     that of LockPathOf. Profile writes replace the copy itself, so a lock on that would not last.
+//  2. Only a copy beside which an unlocked lock file lies is swept. A copy without a lock file is
+//     somebody else's.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>

@@ -14,8 +14,7 @@
 //  3. Everything here happens under the connection's CallMutex. The timer thread takes it only to commit,
 //     and never while it holds mutex_; mutex_ is the inner of the two.
 //  4. Every member is told exactly once what became of a group in which it stored: it stands, or it is lost
-//  with
-//     all that anybody stored in it. Nobody else is told, and no call raises for it.
+//     with all that anybody stored in it. Nobody else is told, and no call raises for it.
 //  5. Statements sent with ExecuteLater belong to the group in which they were sent: its commit waits for them.
 //  6. Inside a transaction of the caller's no group is opened; records join that transaction, and count as
 //     standing with the end of their Store.
