@@ -59,6 +59,30 @@ TEST(Xlsx, RangesAreTables) {
   EXPECT_THAT(connection->ColumnNames("'Mit Blank$'"), ElementsAre("Ort"));
 }
 
+TEST(Xlsx, NamesMayHoldWhatXmlEscapes) {
+  testing::XlsxWriter writer;
+  for (const char* sheet : {"Müller & Söhne", "&amp;", "&#38;", "<a> \"b\""}) {
+    writer.Sheet(sheet);
+    const std::string text = sheet;
+    writer.Row({&text});
+  }
+  writer.Name("Firmen", "'Müller & Söhne'!$A$1:$A$2");
+  testing::TempFolder folder;
+  const ConnectionPtr book = OpenBook(folder.Write("test.xlsx", writer.Bytes()));
+  EXPECT_THAT(TableNames(*book),
+              ElementsAre("'Müller & Söhne$'", "'&amp;$'", "'&#38;$'", "'<a> \"b\"$'", "Firmen"));
+  EXPECT_THAT(TableRows(*book, "'Müller & Söhne$'"), ElementsAre(Row{"Müller & Söhne"}));
+  EXPECT_THAT(TableRows(*book, "'&#38;$'"), ElementsAre(Row{"&#38;"}));
+}
+
+TEST(Xlsx, APartThatDefinesEntitiesIsRefused) {
+  testing::ZipWriter archive;
+  archive.Add("_rels/.rels", R"(<!DOCTYPE r [<!ENTITY a "b">]><r><Relationship Id="&a;" Type="&a;"/></r>)");
+  testing::TempFolder folder;
+  EXPECT_ERROR_TEXT(OpenBook(folder.Write("test.xlsx", archive.Bytes())), ErrorNumber::kDatabase,
+                    HasSubstr("definiert eigene Zeichen"));
+}
+
 TEST(Xlsx, ARecordSetOutlivesItsConnection) {
   RecordsetPtr rows = OpenBook(FixturePath("kunden.xlsx"))->OpenRecordset("SELECT * FROM [Mit Blank$]");
   EXPECT_EQ(rows->TextAt(0), "Köln");

@@ -25,7 +25,7 @@ void InitialiseLibrary() {
 }  // namespace
 
 // The library calls back for what it finds in the bytes it is given; that is kept until somebody asks for it.
-// Nothing is fetched from the network and no entity is expanded.
+// Nothing is fetched from the network, and no entities but those of XML itself are known.
 class XmlStream::Parser {
  public:
   Parser() {
@@ -42,7 +42,8 @@ class XmlStream::Parser {
     handler.serror = [](void*, xmlErrorPtr) {};  // whether there was one is asked for
     context_ = xmlCreatePushParserCtxt(&handler, this, nullptr, 0, nullptr);
     if (context_ == nullptr) throw RuntimeError(ErrorNumber::kOutOfMemory);
-    xmlCtxtUseOptions(context_, XML_PARSE_NONET);
+    // Without NOENT the library keeps "&amp;" of an attribute as a reference by number.
+    xmlCtxtUseOptions(context_, XML_PARSE_NONET | XML_PARSE_NOENT);
   }
   ~Parser() { xmlFreeParserCtxt(context_); }
   Parser(const Parser&) = delete;
