@@ -1,5 +1,6 @@
 // Databases that fail in the middle of an import. Driven as a run does: whatever happens, each record handed
 // over is stored, or told as lost, once.
+#include <filesystem>
 #include <set>
 
 #include "host/host_fixture.h"
@@ -113,6 +114,22 @@ TEST_F(LostRecords, AFullDiskStopsTheImportAndTellsExactlyWhatItHeld) {
     EXPECT_THAT(stop_reason, HasSubstr("kein Platz mehr")) << more_pages;
   }
   Finish();
+  EXPECT_FALSE(lost.empty());
+  ExpectNothingUntold();
+}
+
+TEST_F(LostRecords, ADatabaseFileThatIsTakenAwayStopsTheImport) {
+  if (OnPostgres()) GTEST_SKIP() << "moves an SQLite file";
+  ImportMany(100);
+  GroupedWrites::Of(*connection).Settle();
+  ImportMany(50);
+  std::filesystem::rename(file, file + ".old");
+  GroupedWrites::Of(*connection).Settle();
+  ImportMany(100000);
+  EXPECT_THAT(stop_reason, HasSubstr("gelöscht, verschoben oder ersetzt"));
+  Finish();
+  EXPECT_THAT(errors.back(), HasSubstr("nicht mehr an ihrem Platz"));
+  std::filesystem::rename(file + ".old", file);
   EXPECT_FALSE(lost.empty());
   ExpectNothingUntold();
 }

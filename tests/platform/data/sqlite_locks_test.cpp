@@ -1,6 +1,7 @@
 // Several programs at one SQLite file: what waits, what is told meanwhile, and what comes of it.
 #include <gmock/gmock.h>
 
+#include <filesystem>
 #include <thread>
 
 #include "platform/data/open_connection.h"
@@ -91,6 +92,28 @@ TEST_F(SqliteLocks, ACommitThatFindsAReaderIsTriedAgain) {
   EXPECT_EQ(watch.times, 2);
   EXPECT_EQ(reader->OpenRecordset("SELECT count(*) FROM t")->TextAt(0), "4");
   connection->WatchWaits(nullptr);
+}
+
+// Renamed, deleted, and replaced by another database.
+TEST_F(SqliteLocks, AFileThatIsNoLongerAtItsPlaceTakesNoTransaction) {
+  connection->Begin();
+  connection->Execute("INSERT INTO t VALUES (1)");
+  std::filesystem::rename(file, file + ".old");
+  EXPECT_ERROR_TEXT(connection->Commit(), ErrorNumber::kDatabase, HasSubstr("nicht mehr an ihrem Platz"));
+  EXPECT_FALSE(connection->InTransaction());
+  EXPECT_THAT(connection->StopReason(), HasSubstr("gelöscht, verschoben oder ersetzt"));
+  EXPECT_ERROR(connection->MakeDurable(), ErrorNumber::kDatabase);
+  std::filesystem::copy_file(file + ".old", file);
+  EXPECT_ERROR(connection->Begin(), ErrorNumber::kDatabase);
+  std::filesystem::remove(file);
+  EXPECT_ERROR(connection->Begin(), ErrorNumber::kDatabase);
+  std::filesystem::rename(file + ".old", file);
+  connection->Begin();
+  EXPECT_EQ(connection->StopReason(), "");
+  connection->Execute("INSERT INTO t VALUES (2)");
+  connection->Commit();
+  connection->MakeDurable();
+  EXPECT_EQ(connection->OpenRecordset("SELECT sum(n) FROM t")->TextAt(0), "2");
 }
 
 TEST_F(SqliteLocks, AFullFileIsAReasonToStopUntilThereIsRoom) {

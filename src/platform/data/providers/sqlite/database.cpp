@@ -107,7 +107,18 @@ void Database::Fail() const {
   Refuse(sqlite3_errmsg(handle_.get()));
 }
 
+void Database::RequireFile() const {
+  int moved = 0;
+  sqlite3_file_control(handle_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+  if (moved == 0) return;
+  stop_reason_ =
+      "Die Datei der Datenbank wurde gelöscht, verschoben oder ersetzt. Was jetzt gespeichert würde, ginge "
+      "verloren. Stellen Sie die Datei wieder her, und starten Sie das Programm neu, bevor Sie fortfahren.";
+  Refuse("Die Datei der Datenbank ist nicht mehr an ihrem Platz.");
+}
+
 void Database::RunTransaction(const char* sql) {
+  RequireFile();
   const auto start = std::chrono::steady_clock::now();
   while (true) {
     in_run_transaction_ = true;
@@ -127,6 +138,7 @@ void Database::RunTransaction(const char* sql) {
 }
 
 void Database::Flush() const {
+  RequireFile();
   // The write ahead log holds all that the file does not; without one every commit has been flushed.
   sqlite3_file* log = nullptr;
   sqlite3_file_control(handle_.get(), "main", SQLITE_FCNTL_JOURNAL_POINTER, static_cast<void*>(&log));

@@ -82,9 +82,10 @@ class Database {
   // nobody.
   void Run(const char* sql) const;
   // Begins or ends a transaction. While another one holds the lock it is tried again and again, outside of
-  // SQLite, so that whoever watches the wait may do anything. Error 3000.
+  // SQLite, so that whoever watches the wait may do anything. Error 3000, also where the file is no longer at
+  // its place: SQLite would go on in a file that nobody finds any more.
   void RunTransaction(const char* sql);
-  // Flushes what was committed to the disk. Error 3000.
+  // Flushes what was committed to the disk. Error 3000, also where the file is no longer at its place.
   void Flush() const;
 
   // See Connection::StopReason. Of the last failure; no longer once a transaction begins.
@@ -93,6 +94,7 @@ class Database {
  private:
   static int WaitForLock(void* database, int times);
   void NoteStopReason(int result) const;
+  void RequireFile() const;
   void TellOfQuery() const;
   CompiledQueryPtr Take(std::string_view key);
   CompiledQueryPtr TakeOrCompile(std::string_view sql);
