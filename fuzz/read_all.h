@@ -20,13 +20,19 @@ inline std::string BytesAsString(const std::uint8_t* data, std::size_t size) {
   return {reinterpret_cast<const char*>(data), size};
 }
 
-// A memo file with these bytes, which no disk holds.
-inline FileContent AsFileContent(std::string_view bytes) {
-  const FileDescriptor file(::memfd_create("fuzz", MFD_CLOEXEC));
-  const std::string path = "/proc/self/fd/" + std::to_string(file.get());
-  if (::write(file.get(), bytes.data(), bytes.size()) < 0) throw ErrorFromErrno(errno, path);
-  return ReadFileContent(path);
-}
+// A file with these bytes, which no disk holds.
+class FileInMemory {
+ public:
+  explicit FileInMemory(std::string_view bytes) : file_(::memfd_create("fuzz", MFD_CLOEXEC)) {
+    if (::write(file_.get(), bytes.data(), bytes.size()) < 0) throw ErrorFromErrno(errno, path());
+  }
+  std::string path() const { return "/proc/self/fd/" + std::to_string(file_.get()); }
+
+ private:
+  FileDescriptor file_;
+};
+
+inline FileContent AsFileContent(std::string_view bytes) { return ReadFileContent(FileInMemory(bytes).path()); }
 
 // Runs a step that may fail in words; anything else that it raises is the fuzzer's find.
 template <class Step>
