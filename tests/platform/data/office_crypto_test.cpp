@@ -1,6 +1,8 @@
 // Files of this folder's make_encrypted.py, which encrypts with another library.
 #include <gtest/gtest.h>
 
+#include "platform/base/text.h"
+#include "platform/data/providers/office_crypto/agile_encryption.h"
 #include "platform/data/providers/office_crypto/document_cipher.h"
 #include "platform/data/workbook_test_support.h"
 #include "support/expect_error.h"
@@ -9,6 +11,7 @@ namespace kestrel::office_crypto {
 
 using ::kestrel::testing::FixturePath;
 using ::kestrel::testing::ReadBytes;
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 
 namespace {
@@ -49,6 +52,20 @@ TEST(OfficeCrypto, AgileEncryptionOpensWithItsPasswordOnly) {
   ASSERT_NE(cipher, nullptr);
   cipher->Decrypt(0, container.segment);
   EXPECT_EQ(container.segment.substr(0, 4), "PK\x03\x04");
+}
+
+TEST(OfficeCrypto, APasswordIsNotHashedForLongerThanAPersonWaits) {
+  const std::string told = ReadContainer("kunden_agile.xlsx", kAgileVersion).info.substr(8);
+  const auto with_rounds = [&](const std::string& rounds) {
+    std::string xml = ReplaceAll(told, "spinCount=\"1000\"", "spinCount=\"" + rounds + "\"");
+    xml.resize(xml.find("</encryption>") + 13);
+    return xml;
+  };
+  EXPECT_EQ(ReadAgileEncryption(BytesOf(with_rounds("2000000"))).rounds, 2'000'000U);
+  for (const char* rounds : {"2000001", "10000000", "4294967295"}) {
+    EXPECT_ERROR_TEXT(ReadAgileEncryption(BytesOf(with_rounds(rounds))), ErrorNumber::kDatabase,
+                      AllOf(HasSubstr(std::string(rounds) + " Durchgänge"), HasSubstr("ohne Kennwort")));
+  }
 }
 
 TEST(OfficeCrypto, StandardEncryptionOpensWithItsPasswordOnly) {

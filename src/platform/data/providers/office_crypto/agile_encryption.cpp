@@ -12,8 +12,9 @@ namespace kestrel::office_crypto {
 
 namespace {
 
-// Beyond this many rounds even the format allows no document.
-constexpr std::uint32_t kMostRounds = 10'000'000;
+// Office hashes a password 100,000 times. The format allows a hundred times that, for which a person would wait
+// five seconds and more whenever the file is opened; this many take about one.
+constexpr std::uint32_t kMostRounds = 2'000'000;
 
 struct FreeReader {
   void operator()(xmlTextReader* reader) const { xmlFreeTextReader(reader); }
@@ -93,7 +94,10 @@ AgileEncryption ReadAgileEncryption(Bytes xml) {
       break;  // further keys are for certificates
     }
   }
-  if (encryption.document.salt.empty() || encryption.document_key.empty() || encryption.rounds > kMostRounds) {
+  if (encryption.rounds > kMostRounds) {
+    RaiseUnknownEncryption(std::to_string(encryption.rounds) + " Durchgänge");
+  }
+  if (encryption.document.salt.empty() || encryption.document_key.empty()) {
     RaiseDamaged("die Angaben zur Verschlüsselung sind unvollständig");
   }
   return encryption;
