@@ -138,6 +138,7 @@ class RunSteps {
   RunErrors errors_;
   RunWaits waits_;
   RunFigures figures_;
+  std::int32_t first_of_lost_group_ = 0;  // ordinal of the first record that was lost with others; 0: none
   RunResult result_;
   ProgressText progress_text_;
 
@@ -314,6 +315,9 @@ std::string RunSteps::NoteLoss(Told told) {
   const auto first_lost = static_cast<std::int32_t>(first);
   const auto last_lost = static_cast<std::int32_t>(last);
   figures_.Reject(first_lost, last_lost);
+  if (first_lost < last_lost && (first_of_lost_group_ == 0 || first_lost < first_of_lost_group_)) {
+    first_of_lost_group_ = first_lost;
+  }
   const std::string from = std::to_string(figures_.SourceRecord(first_lost));
   if (first_lost == last_lost) return "Datensatz " + from + ": ";
   return "Datensätze " + from + " bis " + std::to_string(figures_.SourceRecord(last_lost)) + ": ";
@@ -377,6 +381,12 @@ void RunSteps::ReportStop() {
     text += "Gespeichert sind " + std::to_string(result_.stored) + " Datensätze, der letzte ist Datensatz " +
             std::to_string(last) + " der Quelle. Nach der Abhilfe ist der Import mit Datensatz " +
             std::to_string(last + 1) + " fortzusetzen.";
+    const std::int32_t first_lost = first_of_lost_group_ == 0 ? 0 : figures_.SourceRecord(first_of_lost_group_);
+    // A later group was stored again.
+    if (first_lost != 0 && first_lost < last) {
+      text += " Auch davor fehlen Datensätze, der erste ist Datensatz " + std::to_string(first_lost) +
+              "; die Fehler nennen sie alle.";
+    }
   }
   errors_.Try([&] { session_.platform.ui.MessageBox(text, kTitle, Icon::kStop, Buttons::kOk); });
 }

@@ -269,6 +269,22 @@ TEST_F(RunLossesTest, AStopReasonEndsTheRunAndIsToldOnceWithTheRecordToGoOnWith)
   EXPECT_TRUE(FileExists(session.FileName));
 }
 
+TEST_F(RunLossesTest, AStopNamesTheFirstRecordThatIsMissingBeforeTheLastStoredOne) {
+  UseNames({"A", "B", "C", "D", "E", "F"});
+  TellWhichRecords();
+  TellStops();
+  // The group of the second and third record is lost when the fourth comes, which is stored in one of its own.
+  FailAt(4, {.code = 61, .description = "voll", .first = 2, .last = 3, .stop = "Der Datenträger ist voll."});
+  const RunResult& result = Run();
+  ExpectFigures(result, 2, 2);
+  ASSERT_THAT(ui.boxes, SizeIs(2));
+  EXPECT_THAT(
+      ui.boxes[0].text,
+      EndsWith("der letzte ist Datensatz 4 der Quelle. Nach der Abhilfe ist der Import mit Datensatz 5 "
+               "fortzusetzen. Auch davor fehlen Datensätze, der erste ist Datensatz 2; die Fehler nennen "
+               "sie alle."));
+}
+
 TEST_F(RunLossesTest, AStopOfGetNewRecordHandsNothingOver) {
   UseNames({"A", "B"});
   TellStops();
