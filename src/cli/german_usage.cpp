@@ -66,6 +66,14 @@ CLI::Validator Count() {
   return {check, ""};
 }
 
+CLI::Validator NotEmpty() {
+  const auto check = [](const std::string& value) {
+    return value.empty() ? std::string("Der Wert ist leer. Geben Sie einen an, oder lassen Sie die Angabe weg.")
+                         : std::string();
+  };
+  return {check, ""};
+}
+
 CLI::Validator WithoutSeparators() {
   const auto check = [](const std::string& value) {
     return value.find_first_of("/\\") == std::string::npos

@@ -27,9 +27,11 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
 
   CommonOptions common;
   app.add_option("--host", common.host, "Datenbank der Hauptanwendung (auch KESTREL_HOST)")
+      ->check(NotEmpty())
       ->type_name("VERBINDUNG");
   app.add_option("--folder", common.folder,
                  "Ordner mit den Spezifikationen oder der Ordner über \"Import\" (auch KESTREL_HOME)")
+      ->check(NotEmpty())
       ->type_name("ORDNER");
   std::string format = "text";
   app.add_option("--format", format, "Ausgabe: text, json oder csv")
@@ -52,6 +54,7 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
       command
           ->add_option("--file", source_file,
                        "diese Quelldatei statt der gespeicherten; - ist die Standardeingabe")
+          ->check(NotEmpty())
           ->type_name("DATEI");
     }
     return command;

@@ -9,10 +9,12 @@
 #include "import/import_run.h"
 #include "import/pace.h"
 #include "mapping/field_assignment.h"
+#include "platform/base/file.h"
 #include "platform/base/terminal_text.h"
 #include "platform/base/text.h"
 #include "sources/source_reader.h"
 #include "spec/profile_access.h"
+#include "spec/specification.h"
 
 namespace kestrel::cli {
 
@@ -176,6 +178,15 @@ void RefuseLeftOutColumns(Session& session) {
   }
 }
 
+// Without this the run would import, and perhaps remove the source, without the copy that was asked for.
+void RefuseMissingBackupFolder(const Session& session) {
+  if (session.Provider != kTextSource || !session.SaveFile || session.SavePath.empty()) return;
+  if (FolderExists(session.SavePath)) return;
+  throw NotUsable("Der Sicherungspfad ''" + session.SavePath +
+                  "'' existiert nicht. Legen Sie ihn an, oder ändern Sie SavePath oder SaveFile im Abschnitt "
+                  "[Common] der Importspezifikation.");
+}
+
 }  // namespace
 
 int RunCommand(Workspace& workspace, const RunOptions& options) {
@@ -190,6 +201,7 @@ int RunCommand(Workspace& workspace, const RunOptions& options) {
   session.TestMode = options.test;
   // A trial leaves the source file and its backup as they are.
   if (options.test) session.SaveFile = session.DeleteFile = false;
+  RefuseMissingBackupFolder(session);
 
   const bool terminal = ::isatty(STDERR_FILENO) == 1;
   ConsoleRunView view(workspace, options.progress == Progress::kAuto && terminal,

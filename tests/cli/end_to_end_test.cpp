@@ -261,7 +261,8 @@ TEST_F(EndToEnd, WhatIsWrongIsToldInGermanWithAWayOut) {
       {{"show", "Leer"}, 4, "fehlt ImportClass"},
       {{"columns", "Kunden", "--file", "/"}, 4, "''/'' ist ein Ordner und keine Textdatei."},
       {{"run", "Kunden", "--host", "nix"}, 4, "Möglich sind eine SQLite-Datei"},
-      {{"log", "--host", "Provider=SQLite;Data Source=" + Spec("Leer.IMP")}, 4,
+      {{"log", "--host", "Provider=SQLite;Data Source=" + Spec("Leer.IMP")},
+       4,
        "Die Protokolle der Hauptanwendung können nicht gelesen werden."},
       {{"init", ""}, 4, "Es ist kein Ordner angegeben."},
       {{"init", "/proc/x"}, 4, "Die Beispielanwendung konnte in ''/proc/x'' nicht angelegt werden."}};
@@ -273,7 +274,8 @@ TEST_F(EndToEnd, WhatIsWrongIsToldInGermanWithAWayOut) {
   }
   EXPECT_THAT(testing::RunProgram({BuiltProgram("kestrel-import"), "list", "--format"}).err,
               HasSubstr("Zu --format fehlt ein Wert."));
-  const ProgramResult list = testing::RunProgram({BuiltProgram("kestrel-import"), "list", "--folder", "nirgends"});
+  const ProgramResult list =
+      testing::RunProgram({BuiltProgram("kestrel-import"), "list", "--folder", "nirgends"});
   EXPECT_EQ(list.status, 4);
   EXPECT_EQ(list.out, "") << "no headings above nothing";
   EXPECT_THAT(list.err, HasSubstr("Der Ordner der Importspezifikationen fehlt: nirgends"));
@@ -319,6 +321,31 @@ TEST_F(EndToEnd, ARelativeBackupFolderIsMeantFromTheSpecificationLikeItsSource) 
   EXPECT_THAT(Run({"check", "Sicher"}).out, Not(HasSubstr("Sicherungspfad")));
   Run({"run", "Sicher"});
   EXPECT_TRUE(FileExists(host() + "/Import/sicherung/messe.txt"));
+}
+
+TEST_F(EndToEnd, WithoutItsBackupFolderASourceIsNeitherImportedNorRemoved) {
+  WriteSpec(
+      "Sicher.IMP",
+      "[Common]\nDescription=Sicher\nImportClass=ksbimport.importkunden\nFileName=messe.txt\nDelimiter=;\n"
+      "ColumnHeadings=1\nSaveFile=1\nSavePath=fehlt\nDeleteFile=1\n[FieldAssignments]\nBez1=FIELD:Name\n");
+  const ProgramResult run = Run({"run", "Sicher"});
+  EXPECT_EQ(run.status, 4);
+  EXPECT_THAT(run.err, HasSubstr("Der Sicherungspfad ''fehlt'' existiert nicht. Legen Sie ihn an"));
+  EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "0\n");
+  EXPECT_TRUE(FileExists(Spec("messe.txt")));
+  EXPECT_EQ(Run({"run", "Sicher", "--test"}).status, 0) << "a trial makes no copy";
+}
+
+// A script's variable that is not set must not import another file, or into another database.
+TEST_F(EndToEnd, AnEmptyFileHostOrFolderIsWrongUse) {
+  for (const char* option : {"--file", "--host", "--folder"}) {
+    const std::vector<std::string> command = {testing::BuiltProgram("kestrel-import"), "run", Spec("Messe.IMP"),
+                                              option, ""};
+    const ProgramResult run = testing::RunProgram(command);
+    EXPECT_EQ(run.status, 2) << option;
+    EXPECT_THAT(run.err, HasSubstr(std::string(option) + ": Der Wert ist leer.")) << option;
+  }
+  EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "0\n");
 }
 
 TEST_F(EndToEnd, AMistypedHostIsNotMade) {
