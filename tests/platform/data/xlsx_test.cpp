@@ -97,6 +97,22 @@ TEST(Xlsx, AnArchiveThatIsNoWorkbookIsRefused) {
   EXPECT_ERROR(OpenBook(folder.Write("b.xlsx", book.substr(0, book.size() - 30))), ErrorNumber::kDatabase);
 }
 
+TEST(Xlsx, APartThatIsMissingIsTold) {
+  testing::TempFolder folder;
+  const std::string book = testing::ReadBytes(FixturePath("kunden.xlsx"));
+  // Where it is not told which parts the sheets are, and which of them is a chart, there are sheets all the
+  // same.
+  const ConnectionPtr without_relations =
+      OpenBook(folder.Write("a.xlsx", ReplaceAll(book, "xl/_rels/", "xl/_lost/")));
+  EXPECT_THAT(TableNames(*without_relations),
+              ElementsAre("Tabelle1$", "Diagramm$", "'Mit Blank$'", "Kunden", "'Mit Blank$Orte'"));
+  EXPECT_ERROR_TEXT(without_relations->OpenRecordset("SELECT * FROM [Tabelle1$]"), ErrorNumber::kDatabase,
+                    HasSubstr("ein Tabellenblatt fehlt"));
+  // Without formats every day would be read as a number.
+  EXPECT_ERROR_TEXT(OpenBook(folder.Write("b.xlsx", ReplaceAll(book, "xl/styles", "xl/stylus"))),
+                    ErrorNumber::kDatabase, HasSubstr("die Formate der Zellen fehlen"));
+}
+
 // One content, saved in both formats by another program, reads the same.
 TEST(Xlsx, BothFormatsOfAWorkbookReadTheSame) {
   if (testing::TestDataFolder().empty()) GTEST_SKIP() << "the folder of public test files is absent";

@@ -100,12 +100,14 @@ void XlsxWorkbook::ReadWorkbookPart(const std::string& part) {
       days_from_1904_ = IsOn(xml.Attribute("date1904"));
     } else if (xml.name() == "sheet") {
       const auto relation = relations.find(xml.PrefixedAttribute("id").value_or(""));
-      const bool has_cells = relation != relations.end() && relation->second.type == "worksheet";
+      // Where it is not told what a sheet is, it is listed, and cannot be opened.
+      const bool is_told = relation != relations.end();
+      const bool has_cells = !is_told || relation->second.type == "worksheet";
       sheet_numbers_.push_back(has_cells ? std::optional(sheet_names_.size()) : std::nullopt);
       if (!has_cells) continue;
       if (sheet_names_.size() > kMostParts) RaiseDamaged("sie nennt zu viele Tabellenblätter");
       sheet_names_.push_back(xml.Attribute("name").value_or(""));
-      sheet_parts_.push_back(relation->second.part);
+      sheet_parts_.push_back(is_told ? relation->second.part : "");
     } else if (xml.name() == "definedName") {
       DefinedName name{xml.Attribute("name").value_or(""), ParseIndex(xml.Attribute("localSheetId")), {}};
       const bool shown = !IsOn(xml.Attribute("hidden")) && !name.name.starts_with("_xlnm.");
@@ -140,7 +142,7 @@ void XlsxWorkbook::ResolveName(const DefinedName& defined,
 
 void XlsxWorkbook::ReadStyles(const std::string& part) {
   const ZipArchive::Part* found = archive_.Find(part);
-  if (found == nullptr) return;
+  if (found == nullptr) RaiseDamaged("die Formate der Zellen fehlen");
   constexpr std::size_t kMostFormats = 65536;
   std::map<std::size_t, NumberStyle> custom;
   bool in_cell_formats = false;
