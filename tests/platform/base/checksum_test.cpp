@@ -10,7 +10,7 @@ namespace {
 
 TEST(Checksum, EveryByteCountsAtEveryLength) {
   std::string bytes;
-  for (int length = 1; length <= 200; ++length) {
+  for (int length = 1; length <= 300; ++length) {
     bytes.push_back(static_cast<char>(length * 37));
     const std::uint64_t sum = ChecksumOf(bytes);
     EXPECT_EQ(ChecksumOf(std::string(bytes)), sum);
@@ -26,6 +26,10 @@ TEST(Checksum, LengthAndOrderCount) {
   std::set<std::uint64_t> sums;
   for (std::size_t zeros = 0; zeros < 200; ++zeros) sums.insert(ChecksumOf(std::string(zeros, '\0')));
   EXPECT_EQ(sums.size(), 200u);
+  for (const std::size_t distance : {128U, 256U, 4096U}) {
+    const std::string zeros(distance, '\0');
+    EXPECT_NE(ChecksumOf("a" + zeros + "b" + zeros), ChecksumOf("b" + zeros + "a" + zeros));
+  }
   const std::string a(32, 'a');
   const std::string b(32, 'b');
   EXPECT_NE(ChecksumOf(a + b), ChecksumOf(b + a));
