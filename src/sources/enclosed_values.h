@@ -53,8 +53,8 @@ class EnclosedValues {
     found_line_feed_ |= inner != 0;
     return {place.line_feeds & ~inner, place.position + kBlockSize};
   }
-  // Instead of Look, for a block without a qualifier where no value is open.
-  void Skip(const char* bytes) { previous_ = bytes[kBlockSize - 1]; }
+  // The next block begins a line, and so its first value; no value is open.
+  void BeginLine() { previous_ = '\n'; }
 
   bool is_open() const { return opened_ != kNone; }
   // The text has ended within a value, which therefore is not enclosed: where to go on.

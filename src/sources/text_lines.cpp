@@ -1,5 +1,7 @@
 #include "sources/text_lines.h"
 
+#include <algorithm>
+
 #include "platform/base/byte_blocks.h"
 
 namespace kestrel {
@@ -36,6 +38,9 @@ LineScanner::LineScanner(std::size_t begin, bool header, bool check_utf8, const 
       line_begin_(begin),
       utf8_(check_utf8),
       values_(separators),
+      doubt_(separators),
+      close_end_(begin),
+      trusted_{begin, begin, kUnknown, 0},
       character_end_(begin) {}
 
 void LineScanner::Scan(std::string_view bytes, std::size_t begin) {
@@ -71,15 +76,16 @@ void LineScanner::ScanBlock(const char* bytes, std::size_t left) {
     // The second half of a CR LF is no part of the line behind it.
     if (behind_cr_) line_begin_ += line_feeds & 1;
     behind_cr_ = line_ends >> (kBlockSize - 1) != 0;
-  } else if (values_.is_open() || block.HasEither('\r', separators_.qualifier)) {
+  } else {
     if (block.HasEither('\r', '\r') && (block.Equal('\r') & within) != 0) return BeginAgainWithCr();
-    if (separators_.enclose) {
-      const EnclosedValues::Found found = values_.Look(block, {bytes, position_, left, line_ends, utf8_});
+    const EnclosedValues::Block place = {bytes, position_, left, line_ends, utf8_};
+    if (is_close_) {
+      const EnclosedValues::Found found = values_.Look(block, place);
       line_ends = found.line_ends;
       next = found.next;
+    } else if (separators_.enclose && doubt_.Arises(block, place, [this] { Trust(); })) {
+      return LookClosely();
     }
-  } else {
-    values_.Skip(bytes);
   }
   if (utf8_ && block.HasHigh()) CheckUtf8(bytes, block.High() & within);
   ForEachBit(line_ends, [&](std::size_t bit) {
@@ -88,6 +94,24 @@ void LineScanner::ScanBlock(const char* bytes, std::size_t left) {
     line_begin_ = position_ + bit + 1 + ((line_feeds >> bit >> 1) & 1);
   });
   position_ = next;
+  if (is_close_ && !values_.is_open() && position_ >= doubt_.end()) {
+    is_close_ = false;
+    close_end_ = position_;
+  }
+}
+
+void LineScanner::Trust() {
+  trusted_ = {std::max(line_begin_, close_end_), line_begin_, first_line_end_, index_.size()};
+}
+
+void LineScanner::LookClosely() {
+  is_close_ = true;
+  position_ = trusted_.position;
+  line_begin_ = trusted_.line_begin;
+  first_line_end_ = trusted_.first_line_end;
+  index_.Truncate(trusted_.records);
+  // Where values_ has stopped, it knows itself what stands before.
+  if (position_ != close_end_) values_.BeginLine();
 }
 
 void LineScanner::CheckUtf8(const char* block, std::uint64_t high) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "sources/enclosed_values.h"
+#include "sources/line_feed_doubt.h"
 
 namespace kestrel {
 
@@ -18,9 +19,10 @@ class LineIndex {
     if (size_ % kPiece == 0) AddPiece();
     pieces_.back()[size_++ % kPiece] = offset;
   }
-  void Clear() {
-    pieces_.clear();
-    size_ = 0;
+  // Keeps the first `size` of them.
+  void Truncate(std::size_t size) {
+    size_ = size;
+    pieces_.resize((size + kPiece - 1) / kPiece);
   }
   std::uint64_t operator[](std::size_t row) const { return pieces_[row / kPiece][row % kPiece]; }
   std::size_t size() const { return size_; }
@@ -39,16 +41,18 @@ class LineIndex {
 //  1. Lines end at LF, but not within an enclosed value, until the first CR is seen; then the pass begins again
 //     and they end at CR or CR LF.
 //  2. Every line before `line_begin_` is done: indexed if it is not empty, and not the header.
-//  3. Everything before `position()` has been looked at (what turned out not to be enclosed, twice), and is
-//  valid UTF-8 while utf8() says so.
+//  3. Everything before `position()` has been looked at, some of it more than once, and is valid UTF-8 while
+//     utf8() says so.
 //  4. `behind_cr_` tells that the last byte before `position()` is a CR that ended a line.
+//  5. While `is_close_`, `values_` has looked at every block from `trusted_` on. Else every LF ends a line, and
+//     `doubt_` tells when that may have been wrong: the pass goes back to `trusted_` then.
 class LineScanner {
  public:
   // `begin`: where the text begins, behind a byte order mark. `header`: the first line is no record.
   LineScanner(std::size_t begin, bool header, bool check_utf8, const Separators& separators);
 
   // Where it goes on: the first byte that it has not looked at. Back at the start once a first CR is seen, and
-  // behind the qualifier of a value that turns out not to be enclosed.
+  // at an earlier one where line feeds turn out to lie in an enclosed value or not, after all.
   std::size_t position() const { return position_; }
   // Looks at as much of `bytes` as can be judged without those that follow. They begin at `begin` of the
   // text, at or before position(). Error 7.
@@ -80,6 +84,10 @@ class LineScanner {
   void CheckUtf8(const char* block, std::uint64_t high);
   void EndLine(std::size_t end);
   void BeginAgainWithCr();
+  // Every line before position() is certain.
+  void Trust();
+  // Goes back to where the lines are trusted, to look at each value up to where the doubt ends.
+  void LookClosely();
 
   std::size_t begin_;
   bool header_;
@@ -95,6 +103,13 @@ class LineScanner {
   bool utf8_;
   bool beyond_ascii_ = false;
   EnclosedValues values_;
+  LineFeedDoubt doubt_;
+  bool is_close_ = false;
+  std::size_t close_end_;  // where values_ has stopped last
+  // The pass as it was when all its lines were certain, so that it can go back.
+  struct {
+    std::size_t position, line_begin, first_line_end, records;
+  } trusted_;
   std::size_t character_end_;  // end of the last character checked; may lie in the next block
 };
 

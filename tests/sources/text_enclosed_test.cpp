@@ -55,6 +55,18 @@ class EnclosedLineFeeds : public ::testing::Test {
     ASSERT_EQ(Read(bytes), expected);
   }
 
+  // Pieces of what makes enclosed values and what looks like it, with up to so many letters behind each.
+  static std::string RandomText(std::mt19937& random, std::size_t count, std::size_t letters) {
+    const std::vector<std::string> pieces = {"\"",   "\"",    "\"",     ";", "\n",   "x",
+                                             "\"\"", "\";\"", "\"\n\"", "ü", "\n\"", ";\""};
+    std::string text;
+    for (; count != 0; --count) {
+      text += pieces[random() % pieces.size()];
+      text.append(random() % (letters + 1), 'y');
+    }
+    return text;
+  }
+
   TempFolder folder_;
 };
 
@@ -77,6 +89,12 @@ TEST_F(EnclosedLineFeeds, AreSeenInColumnNames) {
   EXPECT_EQ(Read(bytes, kHeadings), (Records{{"x", "y"}}));
   EXPECT_EQ(ReadTextFieldNames(Write(bytes), kHeadings), (std::vector<std::string>{"Vor\nname", "Ort", ""}));
   EXPECT_EQ(OpenTextSource(Write(bytes), kHeadings)->ColumnName(0), "Vor\nname");
+}
+
+TEST_F(EnclosedLineFeeds, AreSeenInLongColumnNames) {
+  const std::string name = std::string(100, 'x') + "\n" + std::string(200, 'y');
+  EXPECT_EQ(OpenTextSource(Write("\"" + name + "\";Ort\nx;y\n"), kHeadings)->ColumnName(0), name);
+  EXPECT_EQ(Read("\"" + name + "\";Ort\nx;y\n", kHeadings), (Records{{"x", "y"}}));
 }
 
 TEST_F(EnclosedLineFeeds, AStrayQualifierEnclosesNothing) {
@@ -142,16 +160,51 @@ TEST_F(EnclosedLineFeeds, OneWithoutEndLeavesAllOthersWhole) {
 
 TEST_F(EnclosedLineFeeds, RandomTextIsReadAsTheSlowReaderReadsIt) {
   std::mt19937 random(42);
-  const std::vector<std::string> pieces = {"\"",   "\"",    "\"",     ";", "\n",   "x",
-                                           "\"\"", "\";\"", "\"\n\"", "ü", "\n\"", ";\""};
   for (int round = 0; round < 3000; ++round) {
+    const std::string bytes = ";;;;\n" + RandomText(random, random() % 200, random() % 40);
+    ASSERT_NO_FATAL_FAILURE(Compare(bytes)) << bytes;
+  }
+}
+
+TEST_F(EnclosedLineFeeds, RandomTextWithLongStretchesBetween) {
+  std::mt19937 random(44);
+  for (int round = 0; round < 200; ++round) {
     std::string bytes = ";;;;\n";
-    const std::size_t letters = random() % 40;
-    for (std::size_t count = random() % 200; count != 0; --count) {
-      bytes += pieces[random() % pieces.size()];
-      bytes.append(random() % (letters + 1), 'y');
+    for (int part = 0; part < 8; ++part) {
+      for (std::size_t lines = random() % 40; lines != 0; --lines)
+        bytes += "yyyyyy;" + RandomText(random, 1, 90);
+      bytes += RandomText(random, random() % 40, random() % 10);
     }
     ASSERT_NO_FATAL_FAILURE(Compare(bytes)) << bytes;
+  }
+}
+
+TEST_F(EnclosedLineFeeds, RunsOfQualifiersAtEveryPlaceOfABlock) {
+  for (std::size_t before = 0; before < 130; ++before) {
+    for (std::size_t run = 1; run < 6; ++run) {
+      for (const std::string behind : {"", ";", "\n", "z"}) {
+        const std::string text = "\n" + std::string(before, 'y') + std::string(run, '"') + behind;
+        ASSERT_NO_FATAL_FAILURE(Compare(";;\n\"x" + text)) << before << ' ' << run << behind;
+        ASSERT_NO_FATAL_FAILURE(Compare(";;\nx" + text + "z\n")) << before << ' ' << run << behind;
+      }
+    }
+  }
+}
+
+TEST_F(EnclosedLineFeeds, RandomTextAroundTheBordersOfWindows) {
+  std::mt19937 random(45);
+  for (int round = 0; round < 12; ++round) {
+    std::string bytes = ";;;;\n";
+    for (int window = 0; window < 2; ++window) {
+      bytes += RandomText(random, 20, 20);
+      // Without a line feed, with one, and with qualifiers that the border lies between.
+      const std::string y(300, 'y');
+      const std::string filling =
+          std::vector<std::string>{y, y + "\n", y + ";\"y\"\n", "\"y\"\";\"" + y + "\ny\""}[random() % 4];
+      while (bytes.size() < kWindow * (window + 1U) - 600) bytes += filling;
+      bytes += RandomText(random, 80, 8);
+    }
+    ASSERT_NO_FATAL_FAILURE(Compare(bytes)) << round;
   }
 }
 
