@@ -5,11 +5,12 @@ It is no SQL Server: it knows the login, SQL batches (run by SQLite), calls of s
 the SET statements that drivers send. It serves the tests of the ODBC provider, which reach it through FreeTDS.
 
     sql_server_stand_in.py --data FILE --user NAME --password TEXT --database NAME
-                           [--vanish-after-rows N] [--log FILE]
+                           [--vanish-after-rows N] [--silent-after-rows N] [--log FILE]
 
 Listens on a free port of the loopback, says "port N" on standard output, and ends when its standard
-input does. `--vanish-after-rows`: the socket is closed in the middle of a result. `--log`: a line for each
-login and each batch. Password and other texts are taken as UTF-8.
+input does. `--vanish-after-rows`: the socket is closed in the middle of a result. `--silent-after-rows`: it
+stays open, and nothing is answered any more. `--log`: a line for each login and each batch. Password and other texts
+are taken as UTF-8.
 """
 
 import argparse
@@ -209,6 +210,11 @@ class Session:
             if count == self._options.vanish_after_rows:
                 stream._send(stream._pending, last=False)
                 raise Vanish
+            if count == self._options.silent_after_rows:
+                stream._send(stream._pending, last=False)
+                while self._socket.recv(4096):
+                    pass
+                raise Vanish
             stream.write(b"\xd1" + b"".join([encode(value) for encode, value in zip(encoders, row)]))
             count += 1
             if count % 500 == 0 and self._wants_attention():
@@ -280,6 +286,7 @@ def main():
     parser.add_argument("--password", required=True)
     parser.add_argument("--database", required=True)
     parser.add_argument("--vanish-after-rows", type=int, default=-1)
+    parser.add_argument("--silent-after-rows", type=int, default=-1)
     parser.add_argument("--log")
     options = parser.parse_args()
 

@@ -255,6 +255,23 @@ TEST_F(SqlServer, AServerThatGoesAwayAmongTheRowsIsADatabaseErrorAndTheEnd) {
   EXPECT_ERROR(rows->TextAt(0), ErrorNumber::kNoCurrentRecord);
 }
 
+TEST_F(SqlServer, AServerThatFallsSilentAmongTheRowsIsGivenUpWhichIsAnErrorAndTheEnd) {
+  FillNumbers(5000);
+  SqlServerStandIn::Options options;
+  options.silent_after_rows = 1000;
+  ::setenv("KESTREL_ANSWER_WAIT", "1", 1);
+  {
+    const RecordsetPtr rows = Connect(options)->OpenRecordset("SELECT * From Kunden");
+    const auto walk = [&] {
+      while (!rows->IsEof()) rows->MoveNext();
+    };
+    EXPECT_ERROR_TEXT(walk(), ErrorNumber::kDatabase, HasSubstr("Timeout"));
+    EXPECT_TRUE(rows->IsEof());
+    EXPECT_TRUE(rows->BrokenOff());
+  }
+  ::unsetenv("KESTREL_ANSWER_WAIT");
+}
+
 TEST_F(SqlServer, RecordSetsReadOneAfterAnotherShareOneLogin) {
   FillNumbers(10);
   const ConnectionPtr connection = Connect();

@@ -24,7 +24,8 @@ std::vector<std::string> Command(const std::string& file, const SqlServerStandIn
                                    options.password,
                                    "--database",
                                    options.database,
-                                   "--vanish-after-rows=" + std::to_string(options.vanish_after_rows)};
+                                   "--vanish-after-rows=" + std::to_string(options.vanish_after_rows),
+                                   "--silent-after-rows=" + std::to_string(options.silent_after_rows)};
   if (!options.log_file.empty()) command.insert(command.end(), {"--log", options.log_file});
   return command;
 }

@@ -17,6 +17,8 @@ class SqlServerStandIn {
     std::string database = "Adressen";
     // The server goes away in the middle of a result, after so many rows; -1 never.
     int vanish_after_rows = -1;
+    // The server answers no more from there on, and keeps the connection; -1 never.
+    int silent_after_rows = -1;
     // Where each login and request is noted, a line each; empty for nowhere.
     std::string log_file;
   };

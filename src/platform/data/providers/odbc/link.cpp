@@ -11,6 +11,7 @@
 #include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 #include "platform/data/providers/odbc/utf16.h"
+#include "platform/data/waits.h"
 
 namespace kestrel::odbc {
 
@@ -34,7 +35,8 @@ std::string_view WithoutLayers(std::string_view message) {
   return TrimBlanks(message);
 }
 
-bool TellsOfBrokenConnection(std::string_view state) { return state.starts_with("08"); }
+// After a time limit, too, as answers that come late would be taken for those to the next question.
+bool TellsOfBrokenConnection(std::string_view state) { return state.starts_with("08") || state == "HYT00"; }
 
 }  // namespace
 
@@ -121,6 +123,10 @@ void LinkPool::Close() {
 ActiveStatement::ActiveStatement(std::shared_ptr<LinkPool> pool)
     : pool_(std::move(pool)), link_(pool_->Take()) {
   statement_.emplace(std::int16_t{SQL_HANDLE_STMT}, link_->Connection());
+  // Whole seconds, and 0 would be no limit. A driver that knows none refuses it, and waits.
+  const auto seconds = std::chrono::ceil<std::chrono::seconds>(Waits().AnswerLimit()).count();
+  SQLSetStmtAttr(handle(), SQL_ATTR_QUERY_TIMEOUT,
+                 AsPointer(static_cast<std::uintptr_t>(std::max<std::int64_t>(seconds, 1))), SQL_IS_UINTEGER);
 }
 
 ActiveStatement::~ActiveStatement() {
