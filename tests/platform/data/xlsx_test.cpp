@@ -223,6 +223,23 @@ TEST(Xlsx, APartThatWouldUnpackToManyTimesItsSizeIsToldAtOnce) {
                     ErrorNumber::kDatabase, AllOf(HasSubstr("würde entpackt 66 MB"), HasSubstr("a.xlsx")));
 }
 
+TEST(Xlsx, BehindTheFormatsOfCellsTheStylesAreNotRead) {
+  const auto relation = [](const std::string& id, const std::string& type, const std::string& part) {
+    return "<Relationship Id='" + id + "' Type='x/" + type + "' Target='" + part + "'/>";
+  };
+  testing::ZipWriter archive;
+  archive.Add("_rels/.rels", "<r>" + relation("a", "officeDocument", "book.xml") + "</r>");
+  archive.Add("_rels/book.xml.rels",
+              "<r>" + relation("a", "worksheet", "sheet.xml") + relation("b", "styles", "styles.xml") + "</r>");
+  archive.Add("book.xml", "<workbook xmlns:r='r'><sheets><sheet name='S' r:id='a'/></sheets></workbook>");
+  archive.Add("sheet.xml",
+              "<worksheet><row><c><v>1</v></c></row><row><c s='1'><v>60.5</v></c></row></worksheet>");
+  archive.Add("styles.xml", "<styleSheet><cellXfs><xf/><xf numFmtId='22'/></cellXfs><no longer XML");
+  testing::TempFolder folder;
+  EXPECT_THAT(TableRows(*OpenBook(folder.Write("a.xlsx", archive.Bytes())), "S$"),
+              ElementsAre(Row{"1"}, Row{"28.02.1900 12:00:00"}));
+}
+
 TEST(Xlsx, ATagWithTooManyAttributesEndsTheSheet) {
   std::string attributes;
   for (int i = 0; i < 129; ++i) attributes += " a" + std::to_string(i) + "='>\"'";

@@ -147,13 +147,15 @@ void XlsxWorkbook::ReadStyles(const std::string& part) {
   std::map<std::size_t, NumberStyle> custom;
   bool in_cell_formats = false;
   XmlStream xml(archive_, *found);
-  for (Node node = xml.Next(); node != Node::kEndOfPart; node = xml.Next()) {
-    if (xml.name() == "cellXfs" && node != Node::kText) in_cell_formats = node == Node::kStart;
+  // What stands behind the formats of cells can be long, and is of no use.
+  for (Node node = xml.Next(); node != Node::kEndOfPart && styles_.size() < kMostFormats; node = xml.Next()) {
+    if (node == Node::kEnd && xml.name() == "cellXfs") return;
     if (node != Node::kStart) continue;
+    if (xml.name() == "cellXfs") in_cell_formats = true;
     const auto number = ParseIndex(xml.Attribute("numFmtId"));
     if (xml.name() == "numFmt" && number && *number < kMostFormats) {
       custom[*number] = StyleOfFormatCode(xml.Attribute("formatCode").value_or(""));
-    } else if (xml.name() == "xf" && in_cell_formats && styles_.size() < kMostFormats) {
+    } else if (xml.name() == "xf" && in_cell_formats) {
       const auto own = custom.find(number.value_or(0));
       constexpr std::size_t kBuiltInFormats = 164;
       const std::size_t built_in = number.value_or(0) < kBuiltInFormats ? number.value_or(0) : 0;
