@@ -65,10 +65,7 @@ void frmStep3::BuildControls() {
   TDBImpList_->verticalHeader()->hide();
   GiveListLook(*TDBImpList_);
 
-  lblStatus_ = new QLabel(this);
-  lblStatus_->setObjectName("lblStatus");
-  lblStatus_->setTextFormat(Qt::PlainText);
-  lblStatus_->setWordWrap(true);
+  lblStatus_ = MakeStatusLine(this);
   lblStatus_->hide();
   auto* buttons = new ButtonRow(this);
   cmdOptions_ = buttons->AddOptions();
@@ -388,7 +385,8 @@ void frmStep3::cmdOptions_Click() {
 }
 
 void frmStep3::cmdSave_Click() {
-  guard_.Run([&] { SaveSchema(session_, true); });
+  // What an earlier attempt failed with is over then.
+  if (guard_.Run([&] { SaveSchema(session_, true); })) lblStatus_->hide();
 }
 
 void frmStep3::cmdPrev_Click() {

@@ -36,10 +36,7 @@ frmTransTbl::frmTransTbl(Session& session)
   tdbGridTransl_->verticalHeader()->hide();
   tdbGridTransl_->setEditTriggers(QAbstractItemView::AllEditTriggers);
   tdbGridTransl_->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
-  lblStatus_ = new QLabel(this);
-  lblStatus_->setObjectName("lblStatus");
-  lblStatus_->setTextFormat(Qt::PlainText);
-  lblStatus_->setWordWrap(true);
+  lblStatus_ = MakeStatusLine(this);
   auto* buttons = new ButtonRow(this);
   buttons->AddNotice(lblStatus_);
   cmdOK_ = buttons->AddDefault("cmdOK", "OK", "", 'O');

@@ -190,6 +190,16 @@ QLabel* MakeLabel(const QString& caption, QWidget* control, const char* object_n
   return label;
 }
 
+QLabel* MakeStatusLine(QWidget* page) {
+  auto* line = new QLabel(page);
+  line->setObjectName("lblStatus");
+  line->setTextFormat(Qt::PlainText);
+  line->setWordWrap(true);
+  // A path without blanks would otherwise ask for room for all of it, and push the buttons off the screen.
+  line->setMinimumWidth(1);
+  return line;
+}
+
 PathEdit::PathEdit(QWidget* parent) : QLineEdit(parent) {
   setAcceptDrops(true);
   connect(this, &QLineEdit::textChanged, this, &QWidget::setToolTip);

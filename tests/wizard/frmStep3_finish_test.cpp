@@ -169,6 +169,20 @@ TEST_F(Step3FinishTest, AFailedSaveIsToldInTheStatusLineAndTheImportGoesOn) {
   EXPECT_THAT(ui.boxes, ElementsAre(save, done));
 }
 
+TEST_F(Step3FinishTest, ALongFailureMakesThePageNoWiderAndTheNextSaveTakesItAway) {
+  Open("Name=FIELD:Name\n", "Muster.IMT");
+  auto& status = Find<QLabel>("lblStatus");
+  const int width = status.window()->width();
+  ui.replies = {std::string(3000, 'x'), "Kunden"};
+  Click("cmdSave");
+  QCoreApplication::processEvents();
+  EXPECT_THAT(FromQt(status.text()), ::testing::HasSubstr("xxxx"));
+  EXPECT_TRUE(status.isVisible());
+  EXPECT_EQ(status.window()->width(), width);
+  Click("cmdSave");
+  EXPECT_FALSE(status.isVisible());
+}
+
 // --- Confirmation and run ---
 
 TEST_F(Step3FinishTest, OkWithoutTouchingTheOptionsIsATestRun) {
