@@ -16,6 +16,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <optional>
 #include <string>
@@ -58,7 +59,9 @@ std::optional<std::string> AskForName(Session& session) {
 }
 
 std::string NewSpecificationPath(const Session& session, const std::string& name) {
-  if (name.find_first_of("\\/") != std::string::npos) {
+  // A pasted line break would stand in the file's name, but not in the Description.
+  const auto is_control = [](char c) { return static_cast<unsigned char>(c) < ' '; };
+  if (name.find_first_of("\\/") != std::string::npos || std::any_of(name.begin(), name.end(), is_control)) {
     throw RuntimeError(ErrorNumber::kBadFileName,
                        std::string(DescriptionOf(ErrorNumber::kBadFileName)) + ": " + name);
   }

@@ -441,10 +441,10 @@ TEST_F(SaveSchemaTest, WhereAllNineNumbersAreTakenTheNinthIsOverwritten) {
   EXPECT_FALSE(FileExists(InFolder("Kunden(10).IMP")));
 }
 
-TEST_F(SaveSchemaTest, ANameThatHoldsASeparatorRaises52AndChangesNothing) {
+TEST_F(SaveSchemaTest, ANameThatHoldsASeparatorOrALineBreakRaises52AndChangesNothing) {
   Choose("Vorlage.imt", "[Common]\nDescription=Vorlage\n");
   const std::string copy = session.SpecFile;
-  for (const char* name : {"../Kunden", "Kunden\\Süd"}) {
+  for (const char* name : {"../Kunden", "Kunden\\Süd", "Kunden\nSüd", "Kunden\tSüd"}) {
     ui.replies = {name};
     EXPECT_ERROR_TEXT(SaveSchema(session, true), ErrorNumber::kBadFileName, ::testing::HasSubstr(name));
     EXPECT_EQ(session.SpecFile, copy);
