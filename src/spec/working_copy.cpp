@@ -115,6 +115,8 @@ void DeleteWorkingCopy(Session& session) {
   if (GetFileExtension(session.SpecFile) != ".TMP") return;
   // A copy that is gone or held fast is no reason to stop.
   Trap([&] { DeleteFile(session.SpecFile); }, [](const RuntimeError&) {});
+  // Asked for a file that is gone, the store lets go of what it held.
+  session.profiles.Read(session.SpecFile);
   // Beside one that is still there the lock stays, given up, so that the next start takes both away.
   if (session.working_copy_lock && !FileExists(session.SpecFile)) session.working_copy_lock->Remove();
   session.working_copy_lock.reset();
