@@ -1,9 +1,11 @@
 #include "schema/settings.h"
 
+#include "platform/base/coarse_time.h"
+
 namespace kestrel::host {
 
 void Settings::Refresh() {
-  const auto now = std::chrono::steady_clock::now();
+  const auto now = CoarseNow();
   if (read_ && now - read_at_ < kGoodFor) return;
   const RecordsetPtr rows = connection_.OpenRecordset("SELECT Gruppe, Name, Wert FROM Einstellungen");
   std::vector<Entry> entries;

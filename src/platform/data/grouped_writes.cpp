@@ -1,20 +1,15 @@
 #include "platform/data/grouped_writes.h"
 
-#include <time.h>
-
 #include <algorithm>
+
+#include "platform/base/coarse_time.h"
 
 namespace kestrel {
 
 namespace {
 
-// The time as the kernel's last clock tick left it, some milliseconds ago: asked for after every record.
-std::chrono::steady_clock::time_point CoarseNow() {
-  struct timespec now {};
-  ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-  const auto since = std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
-  return std::chrono::steady_clock::time_point(since);
-}
+// So a commit takes a twentieth of the time.
+constexpr int kTimesACommit = 19;
 
 // Sets a flag until the end of the scope.
 class Restored {
@@ -69,8 +64,8 @@ void GroupedWrites::OpenGroup() {
   open_ = true;
   ++generation_;
   using Span = std::chrono::steady_clock::duration;
-  deadline_ =
-      std::chrono::steady_clock::now() + std::clamp<Span>(4 * last_commit_, kShortestSpan, kLongestSpan);
+  deadline_ = std::chrono::steady_clock::now() +
+              std::clamp<Span>(kTimesACommit * last_commit_, kShortestSpan, kLongestSpan);
   {
     const std::lock_guard lock(mutex_);
     alarm_ = deadline_;

@@ -2,14 +2,14 @@
 // where commits are slow.
 //
 // One commit a record costs more than the record; one commit an import loses everything when the program
-// dies. Here a commit takes at most a fifth of the time, and what was stored in the last second and the time of
-// one commit is lost at most, also when no further record comes. The write lock is given up as soon as nothing
-// is stored.
+// dies. Here a commit takes a twentieth of the time, or more only where that would need groups longer than a
+// second: what was stored in the last second and the time of one commit is lost at most, also when no further
+// record comes. The write lock is given up as soon as nothing is stored.
 //
 // Invariants
-//  1. A group is a transaction that Store opened. It ends four times as long after its first record as the last
-//     commit took, within kShortestSpan and kLongestSpan: at the end of the Store that finds the time over,
-//     else by the timer thread, or by Settle.
+//  1. A group is a transaction that Store opened. It ends nineteen times as long after its first record as the
+//     last commit took, within kShortestSpan and kLongestSpan: at the end of the Store that finds the time
+//     over, else by the timer thread, or by Settle.
 //  2. A record is stored as a whole or not at all; a record that fails leaves the others of its group alone.
 //  3. Everything here happens under the connection's CallMutex. The timer thread takes it only to commit,
 //     and never while it holds mutex_; mutex_ is the inner of the two.
