@@ -1,7 +1,5 @@
 #include "components/settings_component.h"
 
-#include "schema/settings.h"
-
 namespace kestrel::host {
 
 void SettingsComponent::Bind(Members& members) {
@@ -12,18 +10,22 @@ void SettingsComponent::Bind(Members& members) {
 
 void SettingsComponent::Init(std::int64_t, const Value& connection) {
   const ObjectPtr object = connection.ToObject();
-  RequireConnection(object);
-  connection_ = object;
+  connection_ = ConnectionPtr(object, &RequireConnection(object));
+}
+
+Settings& SettingsComponent::HostSettings() const {
+  if (connection_ == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
+  return Settings::Of(*connection_);
 }
 
 void SettingsComponent::GetSetting(std::string_view group, std::string_view name, Value& result,
                                    std::optional<std::string_view>, std::optional<std::string_view>,
                                    std::optional<std::string_view> fallback) {
-  result.AssignText(Settings::Of(RequireConnection(connection_)).Get(group, name, fallback.value_or("")));
+  result.AssignText(HostSettings().Get(group, name, fallback.value_or("")));
 }
 
 void SettingsComponent::SetSetting(std::string_view group, std::string_view name, std::string_view value) {
-  Settings::Of(RequireConnection(connection_)).Set(group, name, value);
+  HostSettings().Set(group, name, value);
 }
 
 }  // namespace kestrel::host

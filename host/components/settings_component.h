@@ -7,6 +7,7 @@
 
 #include "platform/automation/bound_object.h"
 #include "platform/data/connection.h"
+#include "schema/settings.h"
 
 namespace kestrel::host {
 
@@ -24,7 +25,10 @@ class SettingsComponent final : public BoundObject<SettingsComponent> {
                   std::optional<std::string_view> fallback);
   void SetSetting(std::string_view group, std::string_view name, std::string_view value);
 
-  ObjectPtr connection_;
+  // Error 91 before Init.
+  Settings& HostSettings() const;
+
+  ConnectionPtr connection_;
 };
 
 }  // namespace kestrel::host

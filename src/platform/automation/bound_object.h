@@ -137,15 +137,15 @@ class BoundParameter<std::string_view> {
     if (argument->Get().IsText()) {
       view_ = argument->Get().TextOrEmpty();
     } else {
-      converted_ = argument->Get().ToText();
-      view_ = converted_;
+      converted_ = std::make_unique<const std::string>(argument->Get().ToText());
+      view_ = *converted_;
     }
   }
   std::string_view Get() const { return view_; }
   void WriteBack() {}
 
  private:
-  std::string converted_;
+  std::unique_ptr<const std::string> converted_;  // of what is no text, which is rare
   std::string_view view_;
 };
 

@@ -74,7 +74,26 @@ bool LiteralTemplate::TakeLiteral(std::string_view content) {
   return true;
 }
 
+// The same text around literals of the same lengths that hold no apostrophe is read the same way.
+bool LiteralTemplate::TakeRepeated(std::string_view sql) {
+  if (last_.empty() || sql.size() != last_.size()) return false;
+  std::size_t behind = 0;
+  for (std::size_t i = 0; i < starts_.size(); ++i) {
+    const std::size_t before = starts_[i] - behind;
+    if (sql.compare(behind, before, last_, behind, before) != 0) return false;
+    behind = starts_[i] + pieces_[i].second;
+    if (sql.substr(starts_[i], pieces_[i].second).find('\'') != std::string_view::npos) return false;
+  }
+  if (sql.substr(behind) != std::string_view(last_).substr(behind)) return false;
+  literals_.clear();
+  for (std::size_t i = 0; i < starts_.size(); ++i) literals_.append(sql.substr(starts_[i], pieces_[i].second));
+  return true;
+}
+
 bool LiteralTemplate::Make(std::string_view sql) {
+  if (TakeRepeated(sql)) return true;
+  last_.clear();
+  starts_.clear();
   sql_.clear();
   literals_.clear();
   pieces_.clear();
@@ -106,6 +125,7 @@ bool LiteralTemplate::Make(std::string_view sql) {
         end = EndOfQuoted(sql, at, '\'');
         if (end == std::string_view::npos || !behind_where) break;
         if (!TakeLiteral(sql.substr(at + 1, end - at - 2))) return false;
+        starts_.push_back(at + 1);
         // Blanks keep the parameter a token of its own whatever stands beside the literal.
         sql_.append(sql.substr(copied, at - copied)).append(" ? ");
         copied = end;
@@ -115,7 +135,9 @@ bool LiteralTemplate::Make(std::string_view sql) {
     at = end;
   }
   sql_.append(sql.substr(copied));
-  return !pieces_.empty();
+  if (pieces_.empty()) return false;
+  if (literals_.find('\'') == std::string::npos) last_ = sql;
+  return true;
 }
 
 }  // namespace kestrel

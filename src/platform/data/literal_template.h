@@ -24,12 +24,18 @@ class LiteralTemplate {
   std::string_view Literal(std::size_t index) const;
 
  private:
+  // Takes the literals of a text that differs from the last one in them alone; false, with nothing changed, for
+  // every other text.
+  bool TakeRepeated(std::string_view sql);
   // Keeps what stands between the apostrophes of a literal; false where there are too many.
   bool TakeLiteral(std::string_view content);
 
   std::string sql_;
   std::string literals_;
   std::vector<std::pair<std::size_t, std::size_t>> pieces_;  // start and length in literals_
+  // The last text, where none of its literals holds an apostrophe, and where they begin in it.
+  std::string last_;
+  std::vector<std::size_t> starts_;
 };
 
 }  // namespace kestrel

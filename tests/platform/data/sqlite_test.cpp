@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <random>
+
 #include "platform/data/connection_contract.h"
 #include "platform/data/literal_template.h"
 #include "platform/data/open_connection.h"
@@ -193,6 +195,47 @@ TEST(LiteralTemplate, LeavesDoubtfulTextsAlone) {
         "SELECT 1 WHERE a = 'x' AND b = :b", "SELECT 1 WHERE a = 'x' /* '", "SELECT 1 WHERE \"a = 'x'"}) {
     EXPECT_FALSE(query.Make(text)) << text;
   }
+}
+
+TEST(LiteralTemplate, TakesLiteralsOfTheSameLengthsFromATextLikeTheLast) {
+  LiteralTemplate query;
+  ASSERT_TRUE(query.Make("SELECT * FROM t WHERE a = 'one' OR b = 'xy'"));
+  const std::string sql = query.Sql();
+  ASSERT_TRUE(query.Make("SELECT * FROM t WHERE a = 'two' OR b = '?-'"));
+  EXPECT_EQ(query.Sql(), sql);
+  ASSERT_EQ(query.LiteralCount(), 2U);
+  EXPECT_EQ(query.Literal(0), "two");
+  EXPECT_EQ(query.Literal(1), "?-");
+}
+
+TEST(LiteralTemplate, GivesWhatANewOneGivesWhateverTheLastTextWas) {
+  constexpr std::string_view kBase = "SELECT 'n' FROM t WHERE a = 'one' OR [b] = 'O''N' OR c = 'x' OR d=''";
+  constexpr std::string_view kPlain = "SELECT 'n' FROM t WHERE a = 'one' OR [b] = 'ON' OR c = ''";
+  constexpr std::string_view kCharacters = "''x ?-/*[]\"W";
+  std::mt19937 random(20261122);
+  const auto below = [&](std::size_t bound) { return random() % bound; };
+  LiteralTemplate kept;
+  std::string text(kPlain);
+  std::size_t taken = 0;
+  for (int round = 0; round < 50'000; ++round) {
+    // Most texts differ from the last one in a character or two, some in their lengths.
+    if (below(4) == 0) text = below(2) == 0 ? kBase : kPlain;
+    for (std::size_t changes = below(3); changes > 0; --changes) {
+      text[below(text.size())] = kCharacters[below(kCharacters.size())];
+    }
+    if (below(16) == 0) text.erase(below(text.size()), 1);
+    LiteralTemplate fresh;
+    const bool made = fresh.Make(text);
+    ASSERT_EQ(kept.Make(text), made) << text;
+    if (!made) continue;
+    ++taken;
+    ASSERT_EQ(kept.Sql(), fresh.Sql()) << text;
+    ASSERT_EQ(kept.LiteralCount(), fresh.LiteralCount()) << text;
+    for (std::size_t i = 0; i < fresh.LiteralCount(); ++i) {
+      ASSERT_EQ(kept.Literal(i), fresh.Literal(i)) << text;
+    }
+  }
+  EXPECT_GT(taken, 10'000U);
 }
 
 }  // namespace kestrel
