@@ -43,29 +43,8 @@ LineScanner::LineScanner(std::size_t begin, bool header, bool check_utf8, const 
       trusted_{begin, begin, kUnknown, 0},
       character_end_(begin) {}
 
-void LineScanner::Scan(std::string_view bytes, std::size_t begin) {
-  const std::size_t end = begin + bytes.size();
-  while (position_ >= begin && position_ + kBlockSize + kLookAhead <= end) {
-    ScanBlock(bytes.data() + (position_ - begin), kUnknown);
-  }
-}
-
-bool LineScanner::Finish(std::string_view bytes, std::size_t begin) {
-  const std::size_t end = begin + bytes.size();
-  for (;;) {
-    while (position_ < end) {
-      if (position_ < begin) return false;
-      ScanBlock(bytes.data() + (position_ - begin), end - position_);
-    }
-    if (!values_.is_open()) break;
-    position_ = values_.Refuse();
-  }
-  if (character_end_ > end) utf8_ = false;
-  if (line_begin_ < end || !first_line_known()) EndLine(end);
-  return true;
-}
-
-void LineScanner::ScanBlock(const char* bytes, std::size_t left) {
+// Inlined, as it takes a fifth fewer instructions where `left` is known to be more than a block.
+[[gnu::always_inline]] inline void LineScanner::ScanBlock(const char* bytes, std::size_t left) {
   const ByteBlock block(bytes);
   const std::uint64_t within = left < kBlockSize ? (std::uint64_t{1} << left) - 1 : ~std::uint64_t{0};
   std::uint64_t line_ends = block.Equal(line_end_) & within;
@@ -98,6 +77,28 @@ void LineScanner::ScanBlock(const char* bytes, std::size_t left) {
     is_close_ = false;
     close_end_ = position_;
   }
+}
+
+void LineScanner::Scan(std::string_view bytes, std::size_t begin) {
+  const std::size_t end = begin + bytes.size();
+  while (position_ >= begin && position_ + kBlockSize + kLookAhead <= end) {
+    ScanBlock(bytes.data() + (position_ - begin), kUnknown);
+  }
+}
+
+bool LineScanner::Finish(std::string_view bytes, std::size_t begin) {
+  const std::size_t end = begin + bytes.size();
+  for (;;) {
+    while (position_ < end) {
+      if (position_ < begin) return false;
+      ScanBlock(bytes.data() + (position_ - begin), end - position_);
+    }
+    if (!values_.is_open()) break;
+    position_ = values_.Refuse();
+  }
+  if (character_end_ > end) utf8_ = false;
+  if (line_begin_ < end || !first_line_known()) EndLine(end);
+  return true;
 }
 
 void LineScanner::Trust() {
