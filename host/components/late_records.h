@@ -43,6 +43,8 @@ class LateRecords final : private LateWork {
   // Waits where as many records as may be are under way; others are then stored again where it must be. To be
   // called before each Send, outside of GroupedWrites::Store.
   void MakeRoom();
+  // The records that are under way are lost with their group, which tells them: none is stored again.
+  void Forget() { count_ = 0; }
   // Sends a record inside a GroupedWrites::Store. `record` counts the records; `number` is what `values` has,
   // or the next free one. Errors: those of AddressIndex::PrepareNew, and 3000 where nothing can be sent.
   void Send(std::int64_t record, const RecordValues& values, std::int64_t number,

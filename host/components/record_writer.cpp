@@ -64,6 +64,8 @@ bool RecordWriter::GroupLost(const RuntimeError& reason) {
   if (!in_group_.IsEmpty()) ++groups_lost_;
   // Asked for later, when the connection may have other troubles or none.
   if (stop_reason_.empty()) stop_reason_ = connection_.StopReason();
+  // Those that are still under way belong to the group: they are told with it, and not once more by themselves.
+  if (late_ != nullptr) late_->Forget();
   in_group_.Lose(reason, late_errors_);
   return false;
 }
