@@ -178,13 +178,14 @@ void RefuseLeftOutColumns(Session& session) {
   }
 }
 
-// Without this the run would import, and perhaps remove the source, without the copy that was asked for.
-void RefuseMissingBackupFolder(const Session& session) {
+// The run goes on without a backup whose folder is missing, as it does everywhere; here it then keeps the only copy.
+void KeepSourceWithoutBackup(Workspace& workspace) {
+  Session& session = workspace.session();
   if (session.Provider != kTextSource || !session.SaveFile || session.SavePath.empty()) return;
-  if (FolderExists(session.SavePath)) return;
-  throw NotUsable("Der Sicherungspfad ''" + session.SavePath +
-                  "'' existiert nicht. Legen Sie ihn an, oder ändern Sie SavePath oder SaveFile im Abschnitt "
-                  "[Common] der Importspezifikation.");
+  if (FolderExists(session.SavePath) || !session.DeleteFile) return;
+  session.DeleteFile = false;
+  workspace.err() << "Die Quelldatei ''" << session.FileName
+                  << "'' wird nicht gelöscht, da sie nicht gesichert werden kann.\n";
 }
 
 }  // namespace
@@ -201,7 +202,7 @@ int RunCommand(Workspace& workspace, const RunOptions& options) {
   session.TestMode = options.test;
   // A trial leaves the source file and its backup as they are.
   if (options.test) session.SaveFile = session.DeleteFile = false;
-  RefuseMissingBackupFolder(session);
+  KeepSourceWithoutBackup(workspace);
 
   const bool terminal = ::isatty(STDERR_FILENO) == 1;
   ConsoleRunView view(workspace, options.progress == Progress::kAuto && terminal,
