@@ -28,6 +28,7 @@
 #include "import/import_run.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <limits>
 #include <optional>
@@ -40,6 +41,7 @@
 #include "import/run_waits.h"
 #include "import/source_file.h"
 #include "log/import_log.h"
+#include "platform/base/file.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
 
@@ -141,6 +143,7 @@ class RunSteps {
   std::int32_t first_of_lost_group_ = 0;  // ordinal of the first record that was lost with others; 0: none
   RunResult result_;
   ProgressText progress_text_;
+  bool had_specification_ = false;
 
   // Members called for every record.
   BoundMember get_new_record_;
@@ -160,6 +163,7 @@ class RunSteps {
 };
 
 void RunSteps::Begin() {
+  had_specification_ = FileExists(session_.SpecFile);
   errors_.Try([&] {
     next_late_error_ = FindOptional(session_.ImportClass, "NextLateError");
     error_first_record_ = FindOptional(session_.ImportClass, "ErrorFirstRecord");
@@ -242,10 +246,15 @@ Recordset& RunSteps::Record() {
 }
 
 // One look at the specification serves the whole record: translations and duplicate settings. Where it cannot
-// be read, what the record would be made of are defaults: that is an error, and the record is not stored.
+// be read, or has gone since the run began, what the record would be made of are defaults: that is an error, and the
+// record is not stored.
 void RunSteps::WorkOnRecord(RecordAssembly& assembly) {
   std::optional<ProfileStore::OneLook> look;
-  if (!errors_.Try([&] { look.emplace(session_.profiles, session_.SpecFile); })) {
+  const auto look_once = [&] {
+    look.emplace(session_.profiles, session_.SpecFile);
+    if (had_specification_ && !look->found()) throw ErrorFromErrno(ENOENT, session_.SpecFile);
+  };
+  if (!errors_.Try(look_once)) {
     figures_.PassOver();
     return;
   }

@@ -351,6 +351,23 @@ TEST_F(TranslationTest, ASpecificationThatCannotBeReadIsAnErrorOfEachRecordAndNo
   EXPECT_THAT(LogLines()[0], AllOf(HasSubstr(session.SpecFile), HasSubstr("keine gewöhnliche Datei")));
 }
 
+TEST_F(TranslationTest, ASpecificationThatVanishesIsAnErrorOfEachRecordAndNoneIsStoredUntranslated) {
+  Assign({.field = "Gruppe", .destination = "Wert", .translate = true});
+  import_class->Method("ImportRecord", [this](std::span<Argument> arguments) {
+    stored.push_back({{"Gruppe", std::string(ToRecordset(arguments[0].Get())->TextAt(0))}});
+    std::remove(session.SpecFile.c_str());
+    return Value();
+  });
+  UseSource("Wert\nA\nA\nA\n");
+  const RunResult result = Run();
+  EXPECT_THAT(stored, ElementsAre(StoredRecord{{"Gruppe", "Altkunde"}}));
+  EXPECT_EQ(result.errors, 2);
+  EXPECT_EQ(result.stored, 1);
+  EXPECT_EQ(result.rejected, 2);
+  ASSERT_THAT(LogLines(), SizeIs(2));
+  EXPECT_THAT(LogLines()[0], AllOf(HasSubstr("Fehler: 53 "), HasSubstr(session.SpecFile)));
+}
+
 // --- Dates --------------------------------------------------------------------------------------
 
 TEST_F(RecordAssemblyTest, ADateIsWrittenInItsStoredForm) {

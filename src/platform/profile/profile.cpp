@@ -108,6 +108,7 @@ ProfileStore::OneLook::OneLook(ProfileStore& store, const std::string& path) : s
   store_.look_.reset();
   store_.look_ = store_.Require(path);
   store_.look_path_ = path;
+  found_ = store_.look_ != store_.empty_;
 }
 
 void ProfileStore::Write(const std::string& path, std::span<const ProfileEdit> edits) {

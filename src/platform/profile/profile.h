@@ -99,9 +99,12 @@ class ProfileStore {
     OneLook(const OneLook&) = delete;
     OneLook& operator=(const OneLook&) = delete;
     ~OneLook() { store_.look_.reset(); }
+    // Whether the file was there.
+    bool found() const { return found_; }
 
    private:
     ProfileStore& store_;
+    bool found_ = false;
   };
 
   // Sets several keys in this order with one replacement of the file (none where it holds them already). Line
