@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <ostream>
 
 #include "cli/program.h"
@@ -9,7 +10,6 @@
 #include "import/import_run.h"
 #include "import/pace.h"
 #include "mapping/field_assignment.h"
-#include "platform/base/file.h"
 #include "platform/base/terminal_text.h"
 #include "platform/base/text.h"
 #include "sources/source_reader.h"
@@ -178,11 +178,16 @@ void RefuseLeftOutColumns(Session& session) {
   }
 }
 
-// The run goes on without a backup whose folder is missing, as it does everywhere; here it then keeps the only copy.
+// The run goes on without a backup whose folder is missing, as it does everywhere; here it then keeps the only
+// copy.
 void KeepSourceWithoutBackup(Workspace& workspace) {
   Session& session = workspace.session();
   if (session.Provider != kTextSource || !session.SaveFile || session.SavePath.empty()) return;
-  if (FolderExists(session.SavePath) || !session.DeleteFile) return;
+  // One that cannot be looked at is an error of the run, which keeps the source as well.
+  std::error_code unknown;
+  const auto kind = std::filesystem::status(session.SavePath, unknown).type();
+  const bool missing = kind != std::filesystem::file_type::none && kind != std::filesystem::file_type::directory;
+  if (!missing || !session.DeleteFile) return;
   session.DeleteFile = false;
   workspace.err() << "Die Quelldatei ''" << session.FileName
                   << "'' wird nicht gelöscht, da sie nicht gesichert werden kann.\n";
