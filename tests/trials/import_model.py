@@ -25,7 +25,7 @@ LONGEST_ENCLOSED = 65536
 
 @dataclasses.dataclass
 class Field:
-    """A field of the destination, and what the specification says of it."""
+    """A field of the destination, and its assignment."""
     name: str
     type: str
     size: int | None
