@@ -82,6 +82,7 @@ class RunSteps {
       : session_(session),
         view_(view),
         abort_requested_(abort_requested),
+        specification_(session.profiles, session.SpecFile),
         errors_(session),
         waits_(view, abort_requested) {
     errors_.OnUnlogged([this](const std::string& text) { Tell("Nicht im Protokoll: " + text); });
@@ -137,6 +138,7 @@ class RunSteps {
   Session& session_;
   RunView& view_;
   const bool& abort_requested_;
+  ProfileStore::Watched specification_;
   RunErrors errors_;
   RunWaits waits_;
   RunFigures figures_;
@@ -246,12 +248,12 @@ Recordset& RunSteps::Record() {
 }
 
 // One look at the specification serves the whole record: translations and duplicate settings. Where it cannot
-// be read, or has gone since the run began, what the record would be made of are defaults: that is an error, and the
-// record is not stored.
+// be read, or has gone since the run began, what the record would be made of are defaults: that is an error,
+// and the record is not stored.
 void RunSteps::WorkOnRecord(RecordAssembly& assembly) {
   std::optional<ProfileStore::OneLook> look;
   const auto look_once = [&] {
-    look.emplace(session_.profiles, session_.SpecFile);
+    look.emplace(specification_);
     if (had_specification_ && !look->found()) throw ErrorFromErrno(ENOENT, session_.SpecFile);
   };
   if (!errors_.Try(look_once)) {

@@ -1,5 +1,6 @@
 #include "platform/profile/profile.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -104,10 +105,34 @@ std::shared_ptr<const ProfileImage> ProfileStore::Reload(const std::string& path
   return cached->image;
 }
 
-ProfileStore::OneLook::OneLook(ProfileStore& store, const std::string& path) : store_(store) {
+const std::shared_ptr<const ProfileImage>& ProfileStore::Watched::Look() {
+  if (!IsUnchanged()) {
+    file_ = FileDescriptor();
+    image_ = store_.Require(path_);
+    KeepOpen();
+  }
+  return image_;
+}
+
+bool ProfileStore::Watched::IsUnchanged() const {
+  struct stat status {};
+  // Whatever takes the name from the file changes its status time.
+  return file_.IsOpen() && ::fstat(file_.get(), &status) == 0 && identity_ == FileIdentity(status);
+}
+
+void ProfileStore::Watched::KeepOpen() {
+  const auto known = store_.cache_.find(path_);
+  if (known == store_.cache_.end() || !known->second->reading.trusted) return;
+  identity_ = known->second->reading.identity;
+  // Behind a link, another file may take the place of this one.
+  file_ = FileDescriptor(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+  if (!IsUnchanged()) file_ = FileDescriptor();
+}
+
+ProfileStore::OneLook::OneLook(Watched& watched) : store_(watched.store_) {
   store_.look_.reset();
-  store_.look_ = store_.Require(path);
-  store_.look_path_ = path;
+  store_.look_ = watched.Look();
+  store_.look_path_ = watched.path_;
   found_ = store_.look_ != store_.empty_;
 }
 

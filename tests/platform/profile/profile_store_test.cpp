@@ -121,9 +121,10 @@ TEST_F(ProfileStoreTest, AFileThatMayNotBeReadAnyMoreIsAnErrorAndNotWhatItOnceHe
 }
 
 TEST_F(ProfileStoreTest, OneLookServesARoundAndTheNextRoundSeesEveryChange) {
+  ProfileStore::Watched watched(store_, path_);
   for (int i = 0; i < 50; ++i) {
     Overwrite("[S]\nA=" + std::to_string(i % 10) + "\n");
-    const ProfileStore::OneLook look(store_, path_);
+    const ProfileStore::OneLook look(watched);
     ASSERT_EQ(ValueOf("S", "A"), std::to_string(i % 10));
     const auto image = store_.Require(path_);
     Overwrite("[S]\nA=x\n");
@@ -132,15 +133,82 @@ TEST_F(ProfileStoreTest, OneLookServesARoundAndTheNextRoundSeesEveryChange) {
   EXPECT_EQ(ValueOf("S", "A"), "x") << "behind it";
 }
 
+// What another program may do to an old file, whose stamps alone are trusted.
+class WatchedProfileTest : public ProfileStoreTest {
+ protected:
+  void SetUp() override {
+    Overwrite("[S]\nA=1\n");
+    Age(100);
+    ASSERT_EQ(Seen(), "1");
+    ASSERT_EQ(Seen(), "1") << "by the open file";
+  }
+  std::string Seen() {
+    const ProfileStore::OneLook look(watched_);
+    return look.found() ? ValueOf("S", "A") : "<no file>";
+  }
+
+  ProfileStore::Watched watched_{store_, path_};
+};
+
+TEST_F(WatchedProfileTest, AFileWrittenInPlaceWithItsOldTimeIsSeen) {
+  Overwrite("[S]\nA=2\n");
+  Age(100);
+  EXPECT_EQ(Seen(), "2");
+}
+
+TEST_F(WatchedProfileTest, AFilePutInItsPlaceIsSeen) {
+  const std::string other = folder_.File("b.imp");
+  std::ofstream(other) << "[S]\nA=2\n";
+  ASSERT_EQ(::rename(other.c_str(), path_.c_str()), 0);
+  EXPECT_EQ(Seen(), "2");
+}
+
+TEST_F(WatchedProfileTest, AFilePutInItsPlaceWhileALinkKeepsTheOldOneIsSeen) {
+  ASSERT_EQ(::link(path_.c_str(), folder_.File("kept.imp").c_str()), 0);
+  ASSERT_EQ(Seen(), "1");
+  const std::string other = folder_.File("b.imp");
+  std::ofstream(other) << "[S]\nA=2\n";
+  ASSERT_EQ(::rename(other.c_str(), path_.c_str()), 0);
+  EXPECT_EQ(Seen(), "2");
+}
+
+TEST_F(WatchedProfileTest, ARenamedOrRemovedFileIsMissed) {
+  ASSERT_EQ(::rename(path_.c_str(), folder_.File("b.imp").c_str()), 0);
+  EXPECT_EQ(Seen(), "<no file>");
+  Overwrite("[S]\nA=3\n");
+  EXPECT_EQ(Seen(), "3");
+  ASSERT_EQ(::unlink(path_.c_str()), 0);
+  EXPECT_EQ(Seen(), "<no file>");
+}
+
+TEST_F(WatchedProfileTest, ALinkThatPointsElsewhereIsSeen) {
+  const std::string link = folder_.File("link.imp");
+  ASSERT_EQ(::symlink(path_.c_str(), link.c_str()), 0);
+  ProfileStore::Watched watched(store_, link);
+  const auto seen = [&] {
+    const ProfileStore::OneLook look(watched);
+    return std::string(store_.Read(link)->Find("S", "A").value_or("<none>"));
+  };
+  ASSERT_EQ(seen(), "1");
+  ASSERT_EQ(seen(), "1");
+  const std::string other = folder_.File("b.imp");
+  std::ofstream(other) << "[S]\nA=2\n";
+  ASSERT_EQ(::unlink(link.c_str()), 0);
+  ASSERT_EQ(::symlink(other.c_str(), link.c_str()), 0);
+  EXPECT_EQ(seen(), "2");
+}
+
 TEST_F(ProfileStoreTest, WhatIsWrittenThroughTheStoreIsSeenWithinTheRound) {
   Overwrite("[S]\nA=1\n");
-  const ProfileStore::OneLook look(store_, path_);
+  ProfileStore::Watched watched(store_, path_);
+  const ProfileStore::OneLook look(watched);
   WriteKey(store_, path_, "S", "A", "2");
   EXPECT_EQ(ValueOf("S", "A"), "2");
 }
 
 TEST_F(ProfileStoreTest, ARoundWhoseFileCannotBeReadFailsWhereItBegins) {
-  EXPECT_ERROR(ProfileStore::OneLook(store_, folder_.path()), ErrorNumber::kPathFileAccess);
+  ProfileStore::Watched watched(store_, folder_.path());
+  EXPECT_ERROR(ProfileStore::OneLook{watched}, ErrorNumber::kPathFileAccess);
   EXPECT_TRUE(store_.Read(folder_.path())->Sections().empty());
 }
 
