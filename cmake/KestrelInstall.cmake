@@ -15,7 +15,7 @@ install(TARGETS kestrelimport EXPORT KestrelImportTargets LIBRARY DESTINATION ${
 install(EXPORT KestrelImportTargets NAMESPACE KestrelImport:: DESTINATION ${package_folder})
 install(TARGETS kestrel-import RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
-set(private_headers PATTERN "cli" EXCLUDE PATTERN "providers" EXCLUDE)
+set(private_headers PATTERN "cli" EXCLUDE PATTERN "providers" EXCLUDE PATTERN "formats" EXCLUDE)
 if(KESTREL_WIZARD)
   set_target_properties(kestrelwizard PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS kestrelwizard EXPORT KestrelImportWizardTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})

@@ -1,13 +1,13 @@
 // Input: the SQL of a saved query, which is parsed as a statement and as an expression.
 #include <string>
 
-#include "platform/data/providers/mdb/sql_parser.h"
+#include "formats/access_sql/sql_parser.h"
 #include "read_all.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace kestrel;
   const std::string sql = fuzz::BytesAsString(data, size);
-  fuzz::MayFail([&] { mdb::ParseSelect(sql); });
-  fuzz::MayFail([&] { mdb::ParseExpression(sql); });
+  fuzz::MayFail([&] { access::ParseSelect(sql); });
+  fuzz::MayFail([&] { access::ParseExpression(sql); });
   return 0;
 }

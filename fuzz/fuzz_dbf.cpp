@@ -1,5 +1,5 @@
 // Input: a table; where it holds the bytes "MEMO", what follows them is its memo file.
-#include "platform/data/providers/dbf/dbf_recordset.h"
+#include "platform/data/providers/dbase/dbase_recordset.h"
 #include "read_all.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -9,9 +9,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FileContent memo;
   if (mark != std::string::npos) memo = fuzz::AsFileContent(std::string_view(input).substr(mark + 4));
   fuzz::MayFail([&] {
-    dbf::TableFile table = dbf::TableFile::Of(std::string_view(input).substr(0, mark));
-    dbf::Header header = dbf::ReadHeader(table);
-    fuzz::ReadAll(*dbf::DbfRecordset::Open({std::move(table), std::move(header), std::move(memo)}, {}));
+    dbase::TableFile table = dbase::TableFile::Of(std::string_view(input).substr(0, mark));
+    dbase::Header header = dbase::ReadHeader(table);
+    fuzz::ReadAll(*dbase::DbaseRecordset::Open({std::move(table), std::move(header), std::move(memo)}, {}));
   });
   return 0;
 }

@@ -91,7 +91,7 @@ bool CanRun(const std::string& program) {
   std::string folders = path == nullptr ? "" : path;
   folders += ':';
   for (std::size_t start = 0, end = 0; (end = folders.find(':', start)) != std::string::npos; start = end + 1) {
-    if (access((folders.substr(start, end - start) + "/" + program).c_str(), X_OK) == 0) return true;
+    if (::access((folders.substr(start, end - start) + "/" + program).c_str(), X_OK) == 0) return true;
   }
   return false;
 }

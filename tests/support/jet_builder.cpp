@@ -5,8 +5,8 @@
 #include <span>
 #include <utility>
 
+#include "formats/encryption/rc4.h"
 #include "platform/base/text.h"
-#include "platform/data/providers/office_crypto/rc4.h"
 
 namespace kestrel::testing {
 namespace {
@@ -383,7 +383,7 @@ std::string JetBuilder::Header() const {
     Put(header, 0x72, LeDouble(kCreated));
   }
   Put(header, 0x42, password);
-  office_crypto::Rc4("\xC7\xDA\x39\x6B").Apply(std::span(header).subspan(0x18, Jet3() ? 126 : 128));
+  encryption::Rc4("\xC7\xDA\x39\x6B").Apply(std::span(header).subspan(0x18, Jet3() ? 126 : 128));
   return header;
 }
 
@@ -398,7 +398,7 @@ std::string JetBuilder::Build() {
     if (encryption_) {
       encryption_->encrypt(block, bytes);
     } else {
-      office_crypto::Rc4(Le32(block)).Apply(bytes);
+      encryption::Rc4(Le32(block)).Apply(bytes);
     }
   }
   return file;

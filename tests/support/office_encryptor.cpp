@@ -6,7 +6,7 @@
 #include <memory>
 #include <utility>
 
-#include "platform/data/providers/office_crypto/rc4.h"
+#include "formats/encryption/rc4.h"
 #include "support/jet_builder.h"
 
 namespace kestrel::testing {
@@ -84,7 +84,7 @@ OfficeEncryption Binary(OfficeScheme scheme, std::string_view password) {
     if (rc4) {
       std::string key = Fitted(Sha1(hash + Le32(block)), key_size);
       if (key_size == 5) key.resize(16);
-      office_crypto::Rc4(key).Apply(bytes);
+      encryption::Rc4(key).Apply(bytes);
     } else {
       Write(bytes, Aes(StandardKey(hash, block, key_size), "", {bytes.data(), bytes.size()}));
     }
@@ -108,7 +108,7 @@ OfficeEncryption Short(std::string_view password) {
   const std::string hash = Md5(parts).substr(0, 5);
   OfficeEncryption made;
   made.encrypt = [=](std::uint32_t block, std::span<char> bytes) {
-    office_crypto::Rc4(Md5(hash + Le32(block))).Apply(bytes);
+    encryption::Rc4(Md5(hash + Le32(block))).Apply(bytes);
   };
   std::string verifier = std::string(kVerifier) + Md5(kVerifier);
   made.encrypt(0, verifier);

@@ -3,12 +3,12 @@
 #include <string>
 
 #include "platform/data/connection_string.h"
-#include "platform/data/providers/dbf/dbf_provider.h"
-#include "platform/data/providers/mdb/mdb_provider.h"
+#include "platform/data/providers/access/access_provider.h"
+#include "platform/data/providers/dbase/dbase_provider.h"
+#include "platform/data/providers/excel/excel_provider.h"
 #include "platform/data/providers/odbc/odbc_provider.h"
 #include "platform/data/providers/postgres/postgres_provider.h"
 #include "platform/data/providers/sqlite/sqlite_provider.h"
-#include "platform/data/providers/xls/xls_provider.h"
 
 namespace kestrel {
 
@@ -21,12 +21,8 @@ struct Provider {
 
 // Asked from the first to the last; what takes any driver stands behind those that take certain ones.
 constexpr Provider kProviders[] = {
-    {sqlite::Serves, sqlite::Open},
-    {postgres::Serves, postgres::Open},
-    {xls::Serves, xls::Open},
-    {dbf::Serves, dbf::Open},
-    {mdb::Serves, mdb::Open},
-    {odbc::Serves, odbc::Open},
+    {sqlite::Serves, sqlite::Open}, {postgres::Serves, postgres::Open}, {excel::Serves, excel::Open},
+    {dbase::Serves, dbase::Open},   {access::Serves, access::Open},     {odbc::Serves, odbc::Open},
 };
 
 // What may be told of a connection string that nothing serves: its provider, never its other keys.

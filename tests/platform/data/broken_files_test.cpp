@@ -4,9 +4,9 @@
 #include <functional>
 #include <random>
 
-#include "platform/data/providers/dbf/dbf_recordset.h"
-#include "platform/data/providers/xls/sheet_recordset.h"
-#include "platform/data/providers/xls/sheet_tables.h"
+#include "formats/excel/sheet_tables.h"
+#include "platform/data/providers/dbase/dbase_recordset.h"
+#include "platform/data/providers/excel/sheet_recordset.h"
 #include "platform/data/workbook_test_support.h"
 #include "support/dbf_writer.h"
 #include "support/temp_folder.h"
@@ -64,25 +64,25 @@ void ReadAll(Recordset& rows) {
 }
 
 RecordsetPtr OpenDbf(const std::string& table, const std::string& memo) {
-  dbf::TableFile reader = dbf::TableFile::Of(table);
-  dbf::Header header = dbf::ReadHeader(reader);
+  dbase::TableFile reader = dbase::TableFile::Of(table);
+  dbase::Header header = dbase::ReadHeader(reader);
   const TempFolder folder;
   FileContent memo_bytes = ReadFileContent(folder.Write("memo.dbt", memo));
-  return dbf::DbfRecordset::Open({std::move(reader), std::move(header), std::move(memo_bytes)}, {});
+  return dbase::DbaseRecordset::Open({std::move(reader), std::move(header), std::move(memo_bytes)}, {});
 }
 
 void ReadBook(const std::string& bytes) {
-  const auto workbook = xls::ReadWorkbook(bytes);
-  for (const xls::SheetTable& table : xls::TablesOf(*workbook)) {
+  const auto workbook = excel::ReadWorkbook(bytes);
+  for (const excel::SheetTable& table : excel::TablesOf(*workbook)) {
     MayFail([&] {
-      xls::SheetRecordset rows(workbook->OpenSheet(table.sheet), table.range, {});
+      excel::SheetRecordset rows(workbook->OpenSheet(table.sheet), table.range, {});
       ReadAll(rows);
     });
   }
 }
 
-// Reads damaged copies of `original`. Only a RuntimeError may come out, and some copies must still be readable and
-// some not, or the damage would test nothing. One that is read for ever meets the time limit of all tests.
+// Reads damaged copies of `original`. Only a RuntimeError may come out, and some copies must still be readable
+// and some not, or the damage would test nothing. One that is read for ever meets the time limit of all tests.
 void ReadDamagedCopies(const std::string& original, const std::function<void(const std::string&)>& read) {
   ASSERT_NO_THROW(read(original));
   std::mt19937 random(20240307);

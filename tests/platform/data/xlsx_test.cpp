@@ -2,9 +2,9 @@
 
 #include <filesystem>
 
+#include "platform/base/byte_span.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
-#include "platform/data/byte_span.h"
 #include "platform/data/workbook_test_support.h"
 #include "support/command_output.h"
 #include "support/expect_error.h"

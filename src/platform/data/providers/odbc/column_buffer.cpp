@@ -12,8 +12,8 @@
 #include "platform/base/number.h"
 #include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
+#include "platform/base/value_text.h"
 #include "platform/data/providers/odbc/utf16.h"
-#include "platform/data/value_text.h"
 
 namespace kestrel::odbc {
 

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "platform/base/number.h"
-#include "platform/data/value_text.h"
+#include "platform/base/value_text.h"
 
 namespace kestrel::postgres {
 

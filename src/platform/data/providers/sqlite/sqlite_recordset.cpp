@@ -7,7 +7,7 @@
 
 #include "platform/base/number.h"
 #include "platform/base/text.h"
-#include "platform/data/value_text.h"
+#include "platform/base/value_text.h"
 
 namespace kestrel::sqlite {
 

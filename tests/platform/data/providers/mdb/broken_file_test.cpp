@@ -3,7 +3,7 @@
 
 #include <random>
 
-#include "platform/data/providers/mdb/access_connection.h"
+#include "platform/data/providers/access/access_connection.h"
 #include "support/access_sample.h"
 #include "support/jet_builder.h"
 #include "support/temp_folder.h"
@@ -13,7 +13,6 @@ namespace {
 
 using testing::JetBuilder;
 using testing::Le32;
-
 
 // A few bytes changed, mostly to values that mean something elsewhere in the file, or the end cut off.
 std::string Damaged(std::string bytes, std::mt19937& random) {
@@ -34,7 +33,7 @@ std::string Damaged(std::string bytes, std::mt19937& random) {
 // Reads every cell of every table and query; how many cells there were.
 std::size_t ReadAll(const std::string& bytes) {
   std::size_t cells = 0;
-  mdb::AccessConnection connection(std::make_shared<const mdb::JetFile>(bytes, std::string_view()));
+  access::AccessConnection connection(std::make_shared<const access::JetFile>(bytes, std::string_view()));
   std::vector<std::string> names{"MSysObjects", "MSysQueries"};
   for (const CatalogTable& table : connection.Tables()) {
     names.push_back(table.name);
@@ -110,7 +109,7 @@ TEST(BrokenAccessFile, CirclesEnd) {
                             0x1FFF;
   file.replace(page * 4096 + start, 4, pointer);
   // The length is still met, as each round gives bytes: the content is wrong, but it ends.
-  mdb::AccessConnection connection(std::make_shared<const mdb::JetFile>(file, std::string_view()));
+  access::AccessConnection connection(std::make_shared<const access::JetFile>(file, std::string_view()));
   EXPECT_EQ(connection.OpenRecordset("SELECT * FROM T")->TextAt(0).size(), 300U * 3);
 }
 
@@ -121,7 +120,7 @@ TEST(BrokenAccessFile, ADefinitionThatContinuesOnItselfIsRefused) {
   std::string file = builder.Build();
   // The first page behind the catalog's holds the definition; its fifth byte starts the next page's number.
   file.replace(3 * 4096 + 4, 4, Le32(3));
-  mdb::AccessConnection connection(std::make_shared<const mdb::JetFile>(file, std::string_view()));
+  access::AccessConnection connection(std::make_shared<const access::JetFile>(file, std::string_view()));
   EXPECT_THROW(connection.OpenRecordset("SELECT * FROM T"), RuntimeError);
   EXPECT_THROW(connection.ColumnNames("T"), RuntimeError);
 }

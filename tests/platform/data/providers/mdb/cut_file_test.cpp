@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/base/file.h"
-#include "platform/data/providers/mdb/access_connection.h"
+#include "platform/data/providers/access/access_connection.h"
 #include "support/access_sample.h"
 #include "support/jet_builder.h"
 #include "support/temp_folder.h"
@@ -29,9 +29,9 @@ std::string LongTable() {
   return builder.Build();
 }
 
-mdb::AccessConnection Connect(std::string_view bytes) {
-  return mdb::AccessConnection(
-      std::make_shared<const mdb::JetFile>(std::string(bytes), std::string_view(), "/tmp/kunden.mdb"));
+access::AccessConnection Connect(std::string_view bytes) {
+  return access::AccessConnection(
+      std::make_shared<const access::JetFile>(std::string(bytes), std::string_view(), "/tmp/kunden.mdb"));
 }
 
 // What a walk from the first record to the end finds.
@@ -58,7 +58,7 @@ Walk WalkThrough(Recordset& rows) {
 TEST(CutAccessFile, DeliversWhatIsThereAndThenBreaksOff) {
   const std::string whole = LongTable();
   const std::size_t length = 20 * kPage + 17;
-  mdb::AccessConnection connection = Connect(std::string_view(whole).substr(0, length));
+  access::AccessConnection connection = Connect(std::string_view(whole).substr(0, length));
   const RecordsetPtr rows = connection.OpenRecordset("SELECT * From Kunden");
   EXPECT_EQ(rows->RecordCount(), kRows);
   const Walk walk = WalkThrough(*rows);
@@ -74,7 +74,7 @@ TEST(CutAccessFile, DeliversWhatIsThereAndThenBreaksOff) {
 
 TEST(CutAccessFile, NamesTheLengthThatTheWholeFileHasAtLeast) {
   const std::string whole = LongTable();
-  mdb::AccessConnection connection = Connect(std::string_view(whole).substr(0, 20 * kPage));
+  access::AccessConnection connection = Connect(std::string_view(whole).substr(0, 20 * kPage));
   const RecordsetPtr rows = connection.OpenRecordset("SELECT * From Kunden");
   const std::string error = WalkThrough(*rows).error;
   const std::size_t at = error.find("mindestens ");
@@ -90,7 +90,7 @@ TEST(CutAccessFile, AQueryOverATableThatLostRowsBreaksOffToo) {
   for (const char* query : {"Alle", "Zahl"}) {
     std::string bytes = whole;
     bytes[10 * kPage] = 0;
-    mdb::AccessConnection connection = Connect(bytes);
+    access::AccessConnection connection = Connect(bytes);
     const RecordsetPtr rows = connection.OpenRecordset("SELECT * From " + std::string(query));
     EXPECT_THAT(WalkThrough(*rows).error, HasSubstr("'Kunden'")) << query;
     EXPECT_TRUE(rows->BrokenOff()) << query;
@@ -100,7 +100,7 @@ TEST(CutAccessFile, AQueryOverATableThatLostRowsBreaksOffToo) {
 TEST(CutAccessFile, ATableWithFewerRowsThanItsDefinitionTellsIsBrokenOff) {
   std::string bytes = LongTable();
   bytes[10 * kPage] = 0;  // no page of data any more
-  mdb::AccessConnection connection = Connect(bytes);
+  access::AccessConnection connection = Connect(bytes);
   const RecordsetPtr rows = connection.OpenRecordset("SELECT * From Kunden");
   const Walk walk = WalkThrough(*rows);
   EXPECT_LT(walk.records, kRows);
@@ -110,17 +110,17 @@ TEST(CutAccessFile, ATableWithFewerRowsThanItsDefinitionTellsIsBrokenOff) {
 
 TEST(CutAccessFile, AQueryWhoseOwnRowsAreMissingIsRefused) {
   const std::string whole = LongTable();
-  mdb::AccessConnection connection = Connect(std::string_view(whole).substr(0, 20 * kPage));
+  access::AccessConnection connection = Connect(std::string_view(whole).substr(0, 20 * kPage));
   EXPECT_THROW(connection.OpenRecordset("SELECT * From Alle"), RuntimeError);
 }
 
 TEST(CutAccessFile, TheNumberOfRowsOfTheQueriesOwnTableIsNotTrusted) {
   std::string bytes = LongTable();
-  mdb::Catalog catalog(std::make_shared<const mdb::JetFile>(bytes, std::string_view()));
+  access::Catalog catalog(std::make_shared<const access::JetFile>(bytes, std::string_view()));
   const std::size_t definition = catalog.Find("MSysQueries")->Place().page * kPage;
   ASSERT_EQ(bytes.substr(definition + 16, 4), Le32(6));
   bytes.replace(definition + 16, 4, Le32(9));
-  mdb::AccessConnection connection = Connect(bytes);
+  access::AccessConnection connection = Connect(bytes);
   EXPECT_EQ(connection.OpenRecordset("SELECT * From Alle")->RecordCount(), kRows);
 }
 
@@ -128,7 +128,7 @@ TEST(CutAccessFile, ACatalogThatLostEntriesSaysSoWhereATableIsNotFound) {
   JetBuilder builder;
   for (int i = 0; i < 200; ++i) builder.AddTable("Tabelle " + std::to_string(i), {{"t"}});
   const std::string whole = builder.Build();
-  mdb::AccessConnection connection = Connect(std::string_view(whole).substr(0, 60 * kPage));
+  access::AccessConnection connection = Connect(std::string_view(whole).substr(0, 60 * kPage));
   const std::size_t listed = connection.Tables().size();
   EXPECT_GT(listed, 0U);
   EXPECT_LT(listed, 200U);
@@ -147,13 +147,13 @@ TEST(CutAccessFile, ARecordSetKnowsTheFileThatWasRead) {
   const std::string path = folder.Write("a.mdb", testing::AccessSample(JetBuilder::Format::kJet4));
   struct stat status {};
   ASSERT_EQ(::stat(path.c_str(), &status), 0);
-  mdb::AccessConnection connection(path, "");
+  access::AccessConnection connection(path, "");
   EXPECT_EQ(connection.OpenRecordset("SELECT * From Alles")->SourceFile(), FileIdentity(status));
   EXPECT_EQ(connection.OpenRecordset("SELECT * From Wahl")->SourceFile(), FileIdentity(status));
 }
 
 TEST(CutAccessFile, ADeviceIsRefusedAtOnce) {
-  EXPECT_THROW(mdb::AccessConnection("/dev/zero", ""), RuntimeError);
+  EXPECT_THROW(access::AccessConnection("/dev/zero", ""), RuntimeError);
 }
 
 // Every table and query of the file: how many records each has, by a walk; -1 where it is refused in words.
@@ -162,7 +162,7 @@ std::map<std::string, Walk> WalkAll(std::string_view bytes, const std::vector<st
   for (const std::string& name : names) {
     Walk& walk = walks[name];
     try {
-      mdb::AccessConnection connection = Connect(bytes);
+      access::AccessConnection connection = Connect(bytes);
       const RecordsetPtr rows = connection.OpenRecordset("SELECT * From [" + name + "]");
       for (; !rows->IsEof(); ++walk.records) {
         for (std::size_t column = 0; column < rows->ColumnCount(); ++column) {

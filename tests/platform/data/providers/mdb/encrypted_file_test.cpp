@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/data/open_connection.h"
-#include "platform/data/providers/mdb/access_connection.h"
+#include "platform/data/providers/access/access_connection.h"
 #include "support/expect_error.h"
 #include "support/jet_builder.h"
 #include "support/temp_folder.h"
@@ -30,8 +30,8 @@ std::string Encrypted(testing::OfficeEncryption encryption) {
   return builder.Build();
 }
 
-mdb::AccessConnection Connect(const std::string& bytes, std::string_view password) {
-  return mdb::AccessConnection(std::make_shared<const mdb::JetFile>(bytes, password));
+access::AccessConnection Connect(const std::string& bytes, std::string_view password) {
+  return access::AccessConnection(std::make_shared<const access::JetFile>(bytes, password));
 }
 
 std::string ErrorOf(const std::string& bytes, std::string_view password) {
@@ -49,7 +49,7 @@ class EncryptedAccessFile : public ::testing::TestWithParam<OfficeScheme> {};
 TEST_P(EncryptedAccessFile, OpensWithItsPassword) {
   const std::string bytes = Encrypted(testing::EncryptFor(GetParam(), "Geh€im"));
   EXPECT_EQ(bytes.find(testing::Utf16("Müller")), std::string::npos);
-  mdb::AccessConnection connection = Connect(bytes, "Geh€im");
+  access::AccessConnection connection = Connect(bytes, "Geh€im");
   const RecordsetPtr rows = connection.OpenRecordset("SELECT * From Kunden");
   ASSERT_EQ(rows->RecordCount(), kRows);
   for (std::uint32_t i = 0; i < kRows; ++i, rows->MoveNext()) {
@@ -74,7 +74,7 @@ TEST_P(EncryptedAccessFile, CutAnywhereItIsToldOrReadWhole) {
   for (std::size_t length = 0; length < whole.size(); length += 1500) {
     SCOPED_TRACE(length);
     try {
-      mdb::AccessConnection connection = Connect(whole.substr(0, length), "x");
+      access::AccessConnection connection = Connect(whole.substr(0, length), "x");
       const RecordsetPtr rows = connection.OpenRecordset("SELECT * From Kunden");
       std::int64_t records = 0;
       bool broken_off = rows->BrokenOff().has_value();

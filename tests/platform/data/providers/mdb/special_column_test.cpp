@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/data/open_connection.h"
-#include "platform/data/providers/mdb/access_connection.h"
+#include "platform/data/providers/access/access_connection.h"
 #include "support/expect_error.h"
 #include "support/jet_builder.h"
 #include "support/temp_folder.h"
@@ -23,8 +23,8 @@ using ::testing::SizeIs;
 
 constexpr int kComplex = 18;
 
-mdb::AccessConnection Connect(JetBuilder& builder) {
-  return mdb::AccessConnection(std::make_shared<const mdb::JetFile>(builder.Build(), std::string_view()));
+access::AccessConnection Connect(JetBuilder& builder) {
+  return access::AccessConnection(std::make_shared<const access::JetFile>(builder.Build(), std::string_view()));
 }
 
 // A calculated column's only cell, read from the table and through a query.
@@ -33,7 +33,7 @@ std::string Calculated(int kind, std::uint8_t result, JetBuilder::Cell cell) {
   const auto table = builder.AddTable("T", {{"Nr", 4, 4}, {"Wert", kind, 0, 0, std::nullopt, result}});
   builder.AddRow(table, {Le32(1), std::move(cell)});
   builder.AddQuery("Q", {{1, 1}, {5, {}, "", "T"}, {6, 0, "T.Wert"}});
-  mdb::AccessConnection connection = Connect(builder);
+  access::AccessConnection connection = Connect(builder);
   const RecordsetPtr rows = connection.OpenRecordset("SELECT * From T");
   const RecordsetPtr query = connection.OpenRecordset("SELECT * From Q");
   EXPECT_EQ(rows->IsNull(1), query->IsNull(0));
@@ -79,7 +79,7 @@ TEST(AccessCalculatedColumn, AMemoIsWrappedWhereItLies) {
   builder.AddRow(table, {builder.Inline(JetBuilder::Wrapped(testing::Utf16("kurz")))});
   builder.AddRow(table, {builder.OnePage(JetBuilder::Wrapped(testing::Utf16("mittel")))});
   builder.AddRow(table, {builder.Pieces(JetBuilder::Wrapped(testing::Utf16(text)), 1000)});
-  mdb::AccessConnection connection = Connect(builder);
+  access::AccessConnection connection = Connect(builder);
   const RecordsetPtr rows = connection.OpenRecordset("SELECT * From T");
   EXPECT_EQ(rows->TextAt(0), "kurz");
   rows->MoveNext();
@@ -99,7 +99,7 @@ TEST(AccessCalculatedColumn, WithoutAKnownResultTypeItIsLeftOut) {
   JetBuilder builder;
   const auto table = builder.AddTable("T", {{"Nr", 4, 4}, {"Wert", 7, 0, 0, std::nullopt, std::uint8_t{0}}});
   builder.AddRow(table, {Le32(1), JetBuilder::Wrapped(Le64(1))});
-  mdb::AccessConnection connection = Connect(builder);
+  access::AccessConnection connection = Connect(builder);
   EXPECT_THAT(connection.ColumnNames("T"), ElementsAre("Nr"));
   EXPECT_THAT(connection.Remarks("T").at(0).text, HasSubstr("berechnetes Feld"));
 }
@@ -110,7 +110,7 @@ std::string ExtendedDate(const std::string& stored) {
   const auto table = builder.AddTable("T", {{"Wann", 20, 42}});
   builder.AddRow(table, {stored + std::string(1, '\0')});
   builder.AddQuery("Q", {{1, 1}, {5, {}, "", "T"}, {6, 0, "T.Wann"}});
-  mdb::AccessConnection connection = Connect(builder);
+  access::AccessConnection connection = Connect(builder);
   const RecordsetPtr rows = connection.OpenRecordset("SELECT * From T");
   EXPECT_EQ(rows->TextAt(0), connection.OpenRecordset("SELECT * From Q")->TextAt(0));
   return std::string(rows->TextAt(0));
@@ -134,7 +134,7 @@ TEST(AccessLeftOutColumn, TheOthersAreReadAndItIsTold) {
   const auto table =
       builder.AddTable("Kunden", {{"Nr", 4, 4}, {"Bild", kComplex, 4}, {"Name"}, {"Neu", 33, 8}});
   builder.AddRow(table, {Le32(7), Le32(1), builder.Text("Meier"), Le64(0)});
-  mdb::AccessConnection connection = Connect(builder);
+  access::AccessConnection connection = Connect(builder);
   EXPECT_THAT(connection.ColumnNames("Kunden"), ElementsAre("Nr", "Name"));
   const RecordsetPtr rows = connection.OpenRecordset("SELECT * From Kunden");
   ASSERT_EQ(rows->ColumnCount(), 2U);
@@ -156,7 +156,7 @@ TEST(AccessLeftOutColumn, AQueryReadsTheOthersAndNamesItWhereItIsAskedFor) {
   builder.AddRow(table, {Le32(7), Le32(1), builder.Text("Meier")});
   builder.AddQuery("Alle", {{1, 1}, {3, 1}, {5, {}, "", "Kunden"}});
   builder.AddQuery("Bilder", {{1, 1}, {5, {}, "", "Kunden"}, {6, 0, "Kunden.Bild"}});
-  mdb::AccessConnection connection = Connect(builder);
+  access::AccessConnection connection = Connect(builder);
   EXPECT_THAT(connection.ColumnNames("Alle"), ElementsAre("Nr", "Name"));
   EXPECT_EQ(connection.OpenRecordset("SELECT * From Alle")->TextAt(1), "Meier");
   EXPECT_ERROR_TEXT(connection.OpenRecordset("SELECT * From Bilder"), ErrorNumber::kDatabase,
@@ -168,8 +168,8 @@ TEST(AccessRemarks, TellOfRowsAndTablesThatAreMissing) {
   const auto table = builder.AddTable("Kunden", {{"Nr", 4, 4}, {"Name"}});
   for (std::uint32_t i = 0; i < 1000; ++i)
     builder.AddRow(table, {Le32(i), builder.Text(std::string(100, 'x'))});
-  mdb::AccessConnection connection(
-      std::make_shared<const mdb::JetFile>(builder.Build().substr(0, 20 * 4096), std::string_view()));
+  access::AccessConnection connection(
+      std::make_shared<const access::JetFile>(builder.Build().substr(0, 20 * 4096), std::string_view()));
   const std::vector<SourceRemark> remarks = connection.Remarks("Kunden");
   ASSERT_THAT(remarks, SizeIs(1));
   EXPECT_EQ(remarks[0].column, "");

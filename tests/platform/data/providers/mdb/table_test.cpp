@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/data/connection_string.h"
-#include "platform/data/providers/mdb/mdb_provider.h"
+#include "platform/data/providers/access/access_provider.h"
 #include "support/jet_builder.h"
 #include "support/temp_folder.h"
 
@@ -25,7 +25,7 @@ class Opened {
   explicit Opened(std::string_view bytes, std::string_view more = "") {
     const std::string text =
         "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + folder_.Write("a.mdb", bytes) + std::string(more);
-    connection_ = mdb::Open(ConnectionKeys(text), text);
+    connection_ = access::Open(ConnectionKeys(text), text);
   }
   Connection* operator->() { return connection_.get(); }
   RecordsetPtr Read(std::string_view table) {
@@ -353,16 +353,16 @@ TEST(AccessFile, OtherFilesAreRefused) {
   EXPECT_THAT(ErrorOf([&] { Opened(std::string_view(), ""); }), ::testing::HasSubstr("keine Access-Datenbank"));
   EXPECT_THAT(ErrorOf([] {
                 const std::string text = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=/gibt/es/nicht.mdb";
-                mdb::Open(ConnectionKeys(text), text);
+                access::Open(ConnectionKeys(text), text);
               }),
               ::testing::HasSubstr("/gibt/es/nicht.mdb"));
 }
 
 TEST(AccessFile, ServesTheTwoProvidersOfAccess) {
-  EXPECT_TRUE(mdb::Serves(ConnectionKeys("provider=microsoft.jet.oledb.4.0;Data Source=x")));
-  EXPECT_TRUE(mdb::Serves(ConnectionKeys("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=x")));
-  EXPECT_FALSE(mdb::Serves(ConnectionKeys("Provider=SQLOLEDB.1;Data Source=x")));
-  EXPECT_FALSE(mdb::Serves(ConnectionKeys("")));
+  EXPECT_TRUE(access::Serves(ConnectionKeys("provider=microsoft.jet.oledb.4.0;Data Source=x")));
+  EXPECT_TRUE(access::Serves(ConnectionKeys("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=x")));
+  EXPECT_FALSE(access::Serves(ConnectionKeys("Provider=SQLOLEDB.1;Data Source=x")));
+  EXPECT_FALSE(access::Serves(ConnectionKeys("")));
 }
 
 }  // namespace

@@ -1,0 +1,27 @@
+#include "formats/dbase/table_file.h"
+
+#include "platform/base/runtime_error.h"
+
+namespace kestrel::dbase {
+
+TableFile TableFile::Of(std::string_view bytes) {
+  TableFile file;
+  file.bytes_ = bytes;
+  file.size_ = bytes.size();
+  return file;
+}
+
+void TableFile::ReadAt(std::size_t offset, char* bytes, std::size_t size) const {
+  if (!file_) {
+    bytes_.copy(bytes, size, offset);
+  } else if (file_->ReadAt(offset, bytes, size) < size) {
+    file_->RaiseChanged();
+  }
+}
+
+void TableFile::RaiseChanged() const {
+  if (file_) file_->RaiseChanged();
+  throw RuntimeError(ErrorNumber::kPathFileAccess);
+}
+
+}  // namespace kestrel::dbase

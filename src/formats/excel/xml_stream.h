@@ -1,0 +1,57 @@
+// An XML part of an archive, element by element, never held whole.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "formats/excel/tag_guard.h"
+#include "formats/excel/zip_archive.h"
+
+namespace kestrel::excel {
+
+class XmlStream {
+ public:
+  enum class Node { kStart, kEnd, kText, kEndOfPart };
+  // For parts that tell about others, of which all is kept.
+  static constexpr std::uint64_t kSmallPart = std::uint64_t{16} << 20;
+  static constexpr std::uint64_t kAnySize = ~std::uint64_t{0};
+
+  // The archive must outlive this. Error 3000 for a part of more than `most_size` bytes.
+  XmlStream(const ZipArchive& archive, const ZipArchive::Part& part, std::uint64_t most_size = kAnySize);
+  ~XmlStream();
+  XmlStream(const XmlStream&) = delete;
+  XmlStream& operator=(const XmlStream&) = delete;
+
+  // Steps to the next node. An element without content gives kStart and kEnd, a text may come in several
+  // pieces. Error 3000 for XML that is not well-formed or that defines entities, behind the nodes before the
+  // fault.
+  Node Next();
+
+  // The name of the element that starts or ends, without its prefix. Valid until Next.
+  std::string_view name() const;
+  // The text, decoded, UTF-8. Valid until Next.
+  std::string_view text() const;
+  // An attribute of the element that starts; one without a prefix.
+  std::optional<std::string> Attribute(std::string_view name) const;
+  // One with whatever prefix, by its name behind it.
+  std::optional<std::string> PrefixedAttribute(std::string_view name) const;
+
+  // Steps behind the end of the element that has just started.
+  void SkipElement();
+
+ private:
+  class Parser;
+  // Has the parser read on; what goes wrong is raised once its nodes are used up.
+  void ParseMore();
+  std::optional<std::string> FindAttribute(std::string_view name, bool has_prefix) const;
+
+  ZipStream stream_;
+  TagGuard guard_;
+  std::unique_ptr<Parser> parser_;
+  bool at_end_ = false;
+};
+
+}  // namespace kestrel::excel
