@@ -14,7 +14,7 @@ std::string BuildKey(const ObjectPtr& component, std::string code, Value& key_te
   return CallMethod(component, "BuildDoubletKey", ByRef(code_argument), ByRef(key_text)).ToText();
 }
 
-bool CheckRecord(Session& session, const Recordset& record) {
+bool CheckRecord(Session& session, const Recordset& record, DuplicateMatch* match) {
   LoadDublettSettings(session);
   const DuplicateScratch& loaded = session.duplicate_scratch;
   // The reason has been shown.
@@ -31,14 +31,14 @@ bool CheckRecord(Session& session, const Recordset& record) {
   // The specification's own wish first: without it the host need not have the settings component at all.
   if (!session.Duplicates.check_duplicates || !isDoublettIndex(session)) return false;
   BuildDuplicateKeyText(record, scratch.group, scratch.key_text);
-  return isDoublet(session, scratch.key_text, scratch.reference, kind->type_code, overwrite);
+  return isDoublet(session, scratch.key_text, scratch.reference, kind->type_code, overwrite, match);
 }
 
 }  // namespace
 
-bool CheckDoublett(Session& session, const Recordset& record) {
+bool CheckDoublett(Session& session, const Recordset& record, DuplicateMatch* match) {
   bool answer = false;
-  TrapInFunction(session, "CheckDoublett", [&] { answer = CheckRecord(session, record); });
+  TrapInFunction(session, "CheckDoublett", [&] { answer = CheckRecord(session, record, match); });
   return answer;
 }
 

@@ -1,6 +1,7 @@
 // The look-up in the host's table Adressindex.
 #include "duplicates/duplicates.h"
 #include "duplicates/trap_in_function.h"
+#include "platform/base/text.h"
 #include "platform/data/connection.h"
 
 namespace kestrel {
@@ -33,6 +34,24 @@ void AppendKeyCondition(std::string& query, const DuplicateSettings& settings, c
   }
 }
 
+// By name without case, as databases differ in the case in which they report column names.
+std::string_view TextOf(const Recordset& row, std::string_view name) {
+  for (std::size_t column = 0; column < row.ColumnCount(); ++column) {
+    if (EqualsIgnoringCase(row.ColumnName(column), name)) return row.TextAt(column);
+  }
+  return {};
+}
+
+void ReadMatch(const Recordset& row, const DuplicateSettings& settings, const DuplicateKeys& keys,
+               DuplicateMatch& match) {
+  constexpr const char* kColumns[] = {"Doubletkey1", "Doubletkey2", "Doubletkey3"};
+  match.reference = TextOf(row, "Referenz");
+  for (std::size_t i = 0; i < std::size(kColumns) && match.key == 0; ++i) {
+    if (settings.use_key[i] && TextOf(row, kColumns[i]) == keys.key[i]) match.key = static_cast<int>(i) + 1;
+  }
+  match.address_type = Value(TextOf(row, "Adressart")).ToInteger();
+}
+
 }  // namespace
 
 bool BuildDuplicateQuery(const DuplicateSettings& settings, const DuplicateKeys& keys,
@@ -54,14 +73,18 @@ bool BuildDuplicateQuery(const DuplicateSettings& settings, const DuplicateKeys&
 }
 
 bool isDoublet(Session& session, const std::string& key_text, const std::string& reference,
-               std::int64_t address_type, bool overwrite) {
+               std::int64_t address_type, bool overwrite, DuplicateMatch* match) {
   bool answer = false;
   TrapInFunction(session, "isDoublet", [&] {
     DuplicateKeys keys;
     GenDoubKey(session, key_text, keys.key[0], keys.key[1], keys.key[2]);
     std::string& query = session.duplicate_scratch.query;
     if (!BuildDuplicateQuery(session.Duplicates, keys, reference, address_type, overwrite, query)) return;
-    answer = !RequireConnection(session.HostConnection).OpenRecordset(query)->IsEof();
+    const RecordsetPtr found = RequireConnection(session.HostConnection).OpenRecordset(query);
+    answer = !found->IsEof();
+    if (!answer || match == nullptr) return;
+    // A row that cannot be read tells less, but is a duplicate all the same.
+    Trap([&] { ReadMatch(*found, session.Duplicates, keys, *match); }, [](const RuntimeError&) {});
   });
   return answer;
 }

@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "component/session.h"
+#include "duplicates/duplicate_match.h"
 
 namespace kestrel {
 
@@ -28,8 +29,8 @@ void LoadDublettSettings(Session& session);
 // 1, 8 or 32 by the exact ImportClass, 0 for any other.
 std::int64_t GetAddressType(const Session& session);
 
-// Whether the finished record is a suspected duplicate.
-bool CheckDoublett(Session& session, const Recordset& record);
+// Whether the finished record is a suspected duplicate; `match`, where given, then tells of which address.
+bool CheckDoublett(Session& session, const Recordset& record, DuplicateMatch* match = nullptr);
 
 // Whether the host's setting Adressindex/Doubletindex is "1".
 bool isDoublettIndex(Session& session);
@@ -55,7 +56,7 @@ bool BuildDuplicateQuery(const DuplicateSettings& settings, const DuplicateKeys&
                          std::string_view reference, std::int64_t address_type, bool overwrite,
                          std::string& query);
 bool isDoublet(Session& session, const std::string& key_text, const std::string& reference,
-               std::int64_t address_type, bool overwrite);
+               std::int64_t address_type, bool overwrite, DuplicateMatch* match = nullptr);
 
 // --- Logging a suspected duplicate ---
 

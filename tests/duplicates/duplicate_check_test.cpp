@@ -93,6 +93,38 @@ TEST_F(DuplicateCheckTest, AnAddressWithAnIndexedKeyIsSuspected) {
   EXPECT_THAT(ui.boxes, IsEmpty());
 }
 
+TEST_F(DuplicateCheckTest, ASuspectedDuplicateTellsWhichAddressItRepeatsAndByWhichKey) {
+  const auto record = Record({{"PLZ", "50667"}});
+  Index(8, "4711", "A1/another", "A2/50667||||||||", "A3/50667||||||||");
+  UseSettings("DublettenPruefen=1\nAddresstypeCode=9\nDublettenKey1=1\nDublettenKey2=1\nDublettenKey3=1\n");
+  DuplicateMatch match;
+  EXPECT_TRUE(CheckDoublett(session, *record, &match));
+  EXPECT_EQ(match.address_type, 8);
+  EXPECT_EQ(match.reference, "4711");
+  EXPECT_EQ(match.key, 2);
+}
+
+TEST_F(DuplicateCheckTest, AKeyThatIsNotInUseIsNoReasonOfTheMatch) {
+  Index(1, "4711", "A1/50667||||||||", "A2/50667||||||||");
+  UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey2=1\n");
+  DuplicateMatch match;
+  EXPECT_TRUE(CheckDoublett(session, *Record({{"PLZ", "50667"}}), &match));
+  EXPECT_EQ(match.key, 2);
+}
+
+TEST_F(DuplicateCheckTest, AMatchThatTheIndexTellsOnlyInPartIsADuplicateAllTheSame) {
+  connection->Execute("DROP TABLE Adressindex");
+  connection->Execute("CREATE TABLE Adressindex (ADRESSART TEXT, Doubletkey1 TEXT)");
+  connection->Execute("INSERT INTO Adressindex VALUES ('1', 'A1/50667||||||||')");
+  UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\n");
+  DuplicateMatch match;
+  EXPECT_TRUE(CheckDoublett(session, *Record({{"PLZ", "50667"}}), &match));
+  EXPECT_EQ(match.address_type, 1) << "its column is found in any case";
+  EXPECT_EQ(match.reference, "");
+  EXPECT_EQ(match.key, 1);
+  EXPECT_THAT(ui.boxes, IsEmpty());
+}
+
 TEST_F(DuplicateCheckTest, OneRecordCallsTheHostInThisOrder) {
   CheckDoublett(session, *Record({}));
   std::vector<std::string> members;
