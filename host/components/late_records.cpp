@@ -3,7 +3,7 @@
 #include <mutex>
 #include <utility>
 
-#include "components/records_in_group.h"
+#include "storage/records_in_group.h"
 
 namespace kestrel::host {
 

@@ -19,10 +19,10 @@
 #include <vector>
 
 #include "components/address_index.h"
-#include "components/late_errors.h"
 #include "components/record_values.h"
 #include "platform/base/runtime_error.h"
-#include "platform/data/grouped_writes.h"
+#include "storage/grouped_writes.h"
+#include "storage/late_errors.h"
 
 namespace kestrel::host {
 

@@ -19,7 +19,7 @@
 
 #include "platform/automation/bound_object.h"
 #include "platform/data/connection.h"
-#include "platform/data/grouped_writes.h"
+#include "storage/grouped_writes.h"
 
 namespace kestrel::host {
 

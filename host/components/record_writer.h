@@ -23,13 +23,13 @@
 
 #include "components/address_index.h"
 #include "components/field_value.h"
-#include "components/late_errors.h"
 #include "components/late_records.h"
 #include "components/record_values.h"
-#include "components/records_in_group.h"
-#include "platform/data/grouped_writes.h"
 #include "platform/data/recordset.h"
 #include "schema/destination.h"
+#include "storage/grouped_writes.h"
+#include "storage/late_errors.h"
+#include "storage/records_in_group.h"
 
 namespace kestrel::host {
 

@@ -3,9 +3,9 @@
 #include <mutex>
 #include <numeric>
 
-#include "platform/data/grouped_writes.h"
 #include "platform/profile/profile.h"
 #include "schema/host_schema.h"
+#include "storage/grouped_writes.h"
 
 namespace kestrel::host {
 

@@ -77,10 +77,16 @@ std::vector<Include> IncludesBelow(const std::string& folder) {
   return includes;
 }
 
-// The layer a header or a path below src belongs to; -1 for none.
-int LayerOf(const std::string& path) {
-  for (std::size_t i = 0; i < Layers().size(); ++i) {
-    if (path.starts_with(Layers()[i] + "/")) return static_cast<int>(i);
+// The sample host's own folders, in the same way.
+const std::vector<std::string>& HostLayers() {
+  static const std::vector<std::string> layers = {"schema", "storage", "components", "app"};
+  return layers;
+}
+
+// The layer that a header or a path below src (or host) belongs to; -1 for none.
+int LayerOf(const std::string& path, const std::vector<std::string>& layers = Layers()) {
+  for (std::size_t i = 0; i < layers.size(); ++i) {
+    if (path.starts_with(layers[i] + "/")) return static_cast<int>(i);
   }
   return -1;
 }
@@ -110,6 +116,14 @@ TEST(Architecture, TheSampleHostStandsOnThePlatformAlone) {
     // Its window opens the wizard, as a host does.
     if (used < 0 || include.file.string().starts_with("host/app/")) continue;
     EXPECT_TRUE(include.header.starts_with("platform/")) << include.file << " includes " << include.header;
+  }
+}
+
+TEST(Architecture, AFolderOfTheSampleHostIncludesOnlyWhatStandsBelowIt) {
+  for (const Include& include : IncludesBelow("host")) {
+    const int layer = LayerOf(include.file.string().substr(5), HostLayers());
+    EXPECT_GE(layer, 0) << include.file << " is in no folder of the picture";
+    EXPECT_LE(LayerOf(include.header, HostLayers()), layer) << include.file << " includes " << include.header;
   }
 }
 

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "components/register_components.h"
-#include "platform/data/grouped_writes.h"
 #include "platform/data/open_connection.h"
 #include "schema/host_schema.h"
 #include "schema/settings.h"
+#include "storage/grouped_writes.h"
 #include "support/expect_error.h"
 #include "support/postgres_server.h"
 #include "support/temp_folder.h"

@@ -6,8 +6,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "platform/data/grouped_writes.h"
 #include "servers/postgres_fixture.h"
+#include "storage/grouped_writes.h"
 #include "support/expect_error.h"
 #include "support/scripted_watch.h"
 
@@ -145,7 +145,7 @@ TEST_F(SilentServer, ThatNeverGreetsIsGivenUpAfterTheTimeAskedFor) {
 }
 
 TEST_F(SilentServer, ThatIsGoneLetsAConnectionWithAnOpenGroupEnd) {
-  class Member final : public GroupMember {
+  class Member final : public host::GroupMember {
    public:
     void GroupStands() override { ++stood; }
     bool GroupLost(const RuntimeError& reason) override {
@@ -157,8 +157,8 @@ TEST_F(SilentServer, ThatIsGoneLetsAConnectionWithAnOpenGroupEnd) {
   } member;
   connection->Execute("CREATE TABLE t (a int)");
   ConnectionPtr other = Connect();
-  GroupedWrites::Of(*other).Store(member, GroupedWrites::Record::kOneStatement,
-                                  [&] { other->Execute("INSERT INTO t VALUES (1)"); });
+  host::GroupedWrites::Of(*other).Store(member, host::GroupedWrites::Record::kOneStatement,
+                                        [&] { other->Execute("INSERT INTO t VALUES (1)"); });
   Text("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = '" + database +
        "' AND pid <> pg_backend_pid()");
   other.reset();

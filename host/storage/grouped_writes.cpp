@@ -1,10 +1,10 @@
-#include "platform/data/grouped_writes.h"
+#include "storage/grouped_writes.h"
 
 #include <algorithm>
 
 #include "platform/base/coarse_time.h"
 
-namespace kestrel {
+namespace kestrel::host {
 
 namespace {
 
@@ -213,4 +213,4 @@ GroupedWrites::Attempt::~Attempt() {
   }
 }
 
-}  // namespace kestrel
+}  // namespace kestrel::host

@@ -1,4 +1,4 @@
-#include "platform/data/grouped_writes.h"
+#include "storage/grouped_writes.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -13,7 +13,7 @@
 #include "support/forked_child.h"
 #include "support/temp_folder.h"
 
-namespace kestrel {
+namespace kestrel::host {
 
 using Record = GroupedWrites::Record;
 using ::testing::ElementsAre;
@@ -332,4 +332,4 @@ TEST_F(Grouped, RowsMayEndBeforeTheirGroupAndAfterIt) {
   EXPECT_EQ(CountSeenByOthers(), 1);
 }
 
-}  // namespace kestrel
+}  // namespace kestrel::host

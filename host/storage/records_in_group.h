@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "components/late_errors.h"
+#include "storage/late_errors.h"
 
 namespace kestrel::host {
 

@@ -36,7 +36,7 @@
 
 #include "platform/data/connection.h"
 
-namespace kestrel {
+namespace kestrel::host {
 
 class GroupedWrites;
 
@@ -194,4 +194,4 @@ class GroupedWrites final : public Companion {
   std::jthread timer_;         // started with the first group
 };
 
-}  // namespace kestrel
+}  // namespace kestrel::host
