@@ -7,10 +7,11 @@
 
 namespace kestrel::host {
 
-LateRecords::LateRecords(Connection& connection, const Destination& destination,
+LateRecords::LateRecords(Connection& connection, Pipeline& pipeline, const Destination& destination,
                          const std::shared_ptr<KeyMemory>& keys, StoreNow store_now, Undone undone,
                          LateErrors& errors)
     : connection_(connection),
+      pipeline_(pipeline),
       destination_(destination),
       group_(GroupedWrites::Of(connection)),
       store_now_(std::move(store_now)),
@@ -27,11 +28,11 @@ LateRecords::LateRecords(Connection& connection, const Destination& destination,
 
 LateRecords::~LateRecords() {
   const std::lock_guard lock(connection_.CallMutex());
-  if (count_ != 0) connection_.FinishLateWork();
+  if (count_ != 0) pipeline_.Flush();
 }
 
 void LateRecords::MakeRoom() {
-  if (count_ == kMost) connection_.FinishLateWork();
+  if (count_ == kMost) pipeline_.Flush();
 }
 
 void LateRecords::Send(std::int64_t record, const RecordValues& values, std::int64_t number,
@@ -40,11 +41,11 @@ void LateRecords::Send(std::int64_t record, const RecordValues& values, std::int
   Statement* const write_index = index_ && index_->IsKept() ? &index_->PrepareNew(number, address) : nullptr;
   for (std::size_t i = 0; i < values.size(); ++i) Bind(*insert_, i, values[i]);
   insert_->BindInteger(destination_.number_field, number);
-  insert_->ExecuteLater(*this);
+  pipeline_.Send(*insert_, *this);
   Entry& entry = records_[count_++];
   entry.record = record;
   entry.kept.Keep(values);
-  if (write_index != nullptr) write_index->ExecuteLater(*this);
+  if (write_index != nullptr) pipeline_.Send(*write_index, *this);
 }
 
 std::string LateRecords::NameOf(const RecordValues& values) const {
@@ -60,11 +61,11 @@ std::string LateRecords::NameOf(const RecordValues& values) const {
   return {};
 }
 
-void LateRecords::DoLateWorkAgain() {
+void LateRecords::RetryPipeline() {
   const std::size_t count = std::exchange(count_, 0);
   if (count == 0) return;
   undone_(records_.front().record);
-  group_.StoreAgain([&] {
+  group_.Retry([&] {
     for (std::size_t i = 0; i < count; ++i) {
       RecordValues& values = records_[i].kept.values();
       const std::int64_t record = records_[i].record;

@@ -21,12 +21,13 @@
 #include "components/address_index.h"
 #include "components/record_values.h"
 #include "platform/base/runtime_error.h"
+#include "platform/data/pipeline.h"
 #include "storage/grouped_writes.h"
 #include "storage/late_errors.h"
 
 namespace kestrel::host {
 
-class LateRecords final : private LateWork {
+class LateRecords final : private PipelineSender {
  public:
   static constexpr std::size_t kMost = 128;
   // Stores a record again and waits. May raise.
@@ -36,8 +37,8 @@ class LateRecords final : private LateWork {
 
   // Everything given by reference outlives this object. What `store_now` raises becomes an entry of `errors`
   // that names the record.
-  LateRecords(Connection& connection, const Destination& destination, const std::shared_ptr<KeyMemory>& keys,
-              StoreNow store_now, Undone undone, LateErrors& errors);
+  LateRecords(Connection& connection, Pipeline& pipeline, const Destination& destination,
+              const std::shared_ptr<KeyMemory>& keys, StoreNow store_now, Undone undone, LateErrors& errors);
   ~LateRecords() override;
 
   // Waits where as many records as may be are under way; others are then stored again where it must be. To be
@@ -51,8 +52,8 @@ class LateRecords final : private LateWork {
             const IndexedAddress& address);
 
  private:
-  void LateWorkStands() override { count_ = 0; }
-  void DoLateWorkAgain() override;
+  void PipelineSucceeded() override { count_ = 0; }
+  void RetryPipeline() override;
   std::string NameOf(const RecordValues& values) const;
 
   struct Entry {
@@ -61,6 +62,7 @@ class LateRecords final : private LateWork {
   };
 
   Connection& connection_;
+  Pipeline& pipeline_;
   const Destination& destination_;
   GroupedWrites& group_;
   StoreNow store_now_;

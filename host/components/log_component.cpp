@@ -49,7 +49,7 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
   const ObjectPtr object = connection.ToObject();
   Connection& database = RequireConnection(object);
   Flush();
-  GroupedWrites::Of(database).Settle();
+  GroupedWrites::Of(database).Flush();
   const auto insert = database.Prepare(
       "INSERT INTO Protokoll (ProtokollNr, Titel, Benutzer, Liste, Datum, Beschreibung, Datei, Quelle, Klasse) "
       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
@@ -118,8 +118,8 @@ void LogComponent::UpdateRecord() {
   if (is_kept_back_ && kept_back < kMostKeptBack) return;
   GroupedWrites& group = GroupedWrites::Of(connection);
   group.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
-    if (group.MayKeepBack() && kept_back < kMostKeptBack) {
-      group.KeepBack(*this);
+    if (group.MayWriteBehind() && kept_back < kMostKeptBack) {
+      group.WriteBehind(*this);
       is_kept_back_ = true;
     } else {
       StoreRows();
@@ -127,7 +127,7 @@ void LogComponent::UpdateRecord() {
   });
 }
 
-void LogComponent::StoreKeptBack() {
+void LogComponent::FlushRows() {
   is_kept_back_ = false;
   StoreRows();
 }
@@ -159,7 +159,7 @@ void LogComponent::StoreSome(std::size_t count) {
   stored_ += count;
 }
 
-void LogComponent::GroupStands() {
+void LogComponent::GroupCommitted() {
   if (stored_ == rows_.size()) {
     rows_.clear();
     texts_.clear();
@@ -182,8 +182,8 @@ void LogComponent::Flush() {
   const std::lock_guard lock(connection.CallMutex());
   if (rows_.empty()) return;
   GroupedWrites& group = GroupedWrites::Of(connection);
-  if (stored_ < rows_.size()) group.KeepBack(*this);
-  group.Settle();
+  if (stored_ < rows_.size()) group.WriteBehind(*this);
+  group.Flush();
 }
 
 LogComponent::~LogComponent() {

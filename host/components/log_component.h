@@ -57,9 +57,9 @@ class LogComponent final : public BoundObject<LogComponent>, private GroupMember
   // may also come from an earlier row; the rows are then tried again with the next one.
   void UpdateRecord();
 
-  void GroupStands() override;
+  void GroupCommitted() override;
   bool GroupLost(const RuntimeError& reason) override;
-  void StoreKeptBack() override;
+  void FlushRows() override;
   void AppendRow();
   // Stores the rows that are not. Error 3000; those that were stored then stay so.
   void StoreRows();

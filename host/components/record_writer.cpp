@@ -29,9 +29,9 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
   const std::string& number = fields[destination_.number_field].column;
   insert_ = connection_.Prepare(InsertText(destination_) + " ON CONFLICT (" + number + ") DO NOTHING");
   remove_ = connection_.Prepare("DELETE FROM " + destination_.table + " WHERE " + number + " = ?");
-  if (connection_.CanWorkLate()) {
+  if (Pipeline* const pipeline = connection_.pipeline()) {
     late_ = std::make_unique<LateRecords>(
-        connection_, destination_, keys,
+        connection_, *pipeline, destination_, keys,
         [this](std::int64_t record, RecordValues& values) {
           // What was counted on before may be what failed.
           numbered_in_.reset();
@@ -55,7 +55,7 @@ RecordWriter::~RecordWriter() {
   GroupedWrites::Leave(connection_, *this);
 }
 
-void RecordWriter::GroupStands() {
+void RecordWriter::GroupCommitted() {
   if (!in_group_.IsEmpty()) groups_lost_ = 0;
   in_group_.Clear();
 }
@@ -130,7 +130,7 @@ void RecordWriter::InsertRow(RecordValues& values, std::int64_t number, bool& in
     try {
       index_->Write(number, AddressOf(values));
     } catch (const RuntimeError&) {
-      group_.TakeBack([&] {
+      group_.Undo([&] {
         remove_->BindInteger(0, number);
         remove_->Execute();
       });
@@ -272,7 +272,7 @@ void RecordWriter::Store(std::int64_t record, const Recordset& row, const std::v
     StoreLater(record);
     return;
   }
-  connection_.FinishLateWork();
+  connection_.pipeline()->Flush();
   StoreNow(record, values_);
 }
 

@@ -54,7 +54,7 @@ class RecordWriter final : private GroupMember {
 
  private:
   void Convert(const Recordset& record, const std::vector<std::size_t>& columns);
-  void GroupStands() override;
+  void GroupCommitted() override;
   bool GroupLost(const RuntimeError& reason) override;
   void StoreLater(std::int64_t record);
   void StoreNow(std::int64_t record, RecordValues& values);

@@ -204,8 +204,8 @@ void TableImporter::Finish() {
   Connection& connection = OpenConnection();
   if (!connection.IsOpen()) return;
   GroupedWrites& group = GroupedWrites::Of(connection);
-  group.Settle();
-  const auto failure = group.TakeFailure();
+  group.Flush();
+  const auto failure = group.TakeWriteBehindFailure();
   if (failure) {
     throw RuntimeError(failure->Number(),
                        "Zeilen der Protokolle konnten nicht gespeichert werden. " + failure->Description());

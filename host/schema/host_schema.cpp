@@ -136,7 +136,7 @@ void CreateTables(Connection& connection) {
 
 }  // namespace
 
-bool IsSqlite(const Connection& connection) { return connection.ProviderName() == "sqlite"; }
+bool IsSqlite(const Connection& connection) { return connection.capabilities().dialect == Dialect::kSqlite; }
 
 std::string RestoreAddressIndexes(Connection& connection) {
   if (!IsSqlite(connection)) return {};

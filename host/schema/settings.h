@@ -13,11 +13,11 @@
 
 namespace kestrel::host {
 
-class Settings final : public Companion {
+class Settings final : public Attachment {
  public:
   static constexpr std::chrono::milliseconds kGoodFor{250};
 
-  static Settings& Of(Connection& connection) { return connection.CompanionOf<Settings>(); }
+  static Settings& Of(Connection& connection) { return connection.attachments().Of<Settings>(connection); }
 
   // Use Of. `connection` owns this object.
   explicit Settings(Connection& connection) : connection_(connection) {}

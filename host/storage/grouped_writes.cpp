@@ -35,9 +35,7 @@ GroupMember::~GroupMember() {
 }
 
 GroupedWrites::GroupedWrites(Connection& connection)
-    : connection_(connection),
-      statements_are_atomic_(connection.ProviderName() == "sqlite" ||
-                             connection.ProviderName() == "postgresql") {}
+    : connection_(connection), capabilities_(connection.capabilities()) {}
 
 GroupedWrites::~GroupedWrites() {
   if (timer_.joinable()) {
@@ -45,7 +43,7 @@ GroupedWrites::~GroupedWrites() {
     timer_.join();
   }
   for (GroupMember* member : members_) member->group_ = nullptr;
-  for (GroupMember* member : kept_back_) member->group_ = nullptr;
+  for (GroupMember* member : buffered_) member->group_ = nullptr;
 }
 
 Statement& GroupedWrites::Prepared(std::unique_ptr<Statement>& statement, std::string_view sql) {
@@ -57,7 +55,7 @@ void GroupedWrites::OpenGroup() {
   if (connection_.InTransaction()) return;
   if (open_) LoseGroup(TransactionIsGone());
   {
-    // Begin settles companions, this one among them.
+    // Begin flushes attachments, this one among them.
     const Restored restored(opening_, true);
     connection_.Begin();
   }
@@ -82,15 +80,15 @@ void GroupedWrites::Join(GroupMember& member) {
   member.group_ = this;
 }
 
-void GroupedWrites::KeepBack(GroupMember& member) {
-  if (Holds(kept_back_, member)) return;
-  kept_back_.push_back(&member);
+void GroupedWrites::WriteBehind(GroupMember& member) {
+  if (Holds(buffered_, member)) return;
+  buffered_.push_back(&member);
   member.group_ = this;
 }
 
 void GroupedWrites::Forget(GroupMember& member) {
   std::erase(members_, &member);
-  std::erase(kept_back_, &member);
+  std::erase(buffered_, &member);
   member.group_ = nullptr;
 }
 
@@ -99,11 +97,11 @@ void GroupedWrites::Leave(Connection& connection, GroupMember& member) {
   if (member.group_ != nullptr) member.group_->Forget(member);
 }
 
-void GroupedWrites::StoreKeptBack() {
-  for (GroupMember* member : std::exchange(kept_back_, {})) {
+void GroupedWrites::FlushRows() {
+  for (GroupMember* member : std::exchange(buffered_, {})) {
     // What it stores is the open group's, though it may have come with another one.
     Join(*member);
-    Trap([&] { member->StoreKeptBack(); }, [this](const RuntimeError& error) { failure_ = error; });
+    Trap([&] { member->FlushRows(); }, [this](const RuntimeError& error) { failure_ = error; });
   }
 }
 
@@ -114,7 +112,7 @@ RuntimeError GroupedWrites::TransactionIsGone(const std::string& reason) {
 
 void GroupedWrites::CommitGroup() {
   if (!open_) return;
-  if (connection_.InTransaction()) StoreKeptBack();
+  if (connection_.InTransaction()) FlushRows();
   // A statement of somebody else's, or one of these, may have ended it.
   if (!connection_.InTransaction()) {
     LoseGroup(TransactionIsGone());
@@ -130,11 +128,11 @@ void GroupedWrites::CommitGroup() {
 void GroupedWrites::EndGroup(const std::optional<RuntimeError>& failure) {
   open_ = false;
   for (GroupMember* member : std::exchange(members_, {})) {
-    if (!Holds(kept_back_, *member)) member->group_ = nullptr;
+    if (!Holds(buffered_, *member)) member->group_ = nullptr;
     if (!failure) {
-      member->GroupStands();
+      member->GroupCommitted();
     } else if (member->GroupLost(*failure)) {
-      KeepBack(*member);
+      WriteBehind(*member);
     }
   }
 }
@@ -149,14 +147,14 @@ void GroupedWrites::AbandonGroup() {
   if (connection_.InTransaction()) Trap([this] { connection_.Rollback(); }, [](const RuntimeError&) {});
 }
 
-void GroupedWrites::Settle() {
+void GroupedWrites::Flush() {
   const std::lock_guard lock(connection_.CallMutex());
   if (opening_) return;
   CommitGroup();
-  if (kept_back_.empty() || connection_.InTransaction()) return;
+  if (buffered_.empty() || connection_.InTransaction()) return;
   Trap([this] { OpenGroup(); }, [this](const RuntimeError& error) { failure_ = error; });
   CommitGroup();
-  if (!kept_back_.empty() && !failure_) failure_ = TransactionIsGone();
+  if (!buffered_.empty() && !failure_) failure_ = TransactionIsGone();
 }
 
 void GroupedWrites::RunTimer(const std::stop_token& stop) {
@@ -181,7 +179,7 @@ GroupedWrites::Attempt::Attempt(GroupedWrites& group, GroupMember& member, Recor
     : group_(group), member_(member) {
   group_.OpenGroup();
   group_.Join(member);
-  if (record == Record::kOneStatement && group_.statements_are_atomic_) return;
+  if (record == Record::kOneStatement && group_.capabilities_.atomic_statements) return;
   group_.Prepared(group_.savepoint_, "SAVEPOINT kestrel_record").Execute();
   savepoint_ = true;
 }
@@ -190,8 +188,8 @@ void GroupedWrites::Attempt::Keep() {
   if (savepoint_) group_.Prepared(group_.release_, "RELEASE SAVEPOINT kestrel_record").Execute();
   kept_ = true;
   if (!group_.open_) {
-    member_.GroupStands();
-  } else if (!group_.storing_again_ && CoarseNow() >= group_.deadline_) {
+    member_.GroupCommitted();
+  } else if (!group_.retrying_ && CoarseNow() >= group_.deadline_) {
     group_.CommitGroup();
   }
 }

@@ -9,18 +9,19 @@
 // Invariants
 //  1. A group is a transaction that Store opened. It ends nineteen times as long after its first record as the
 //     last commit took, within kShortestSpan and kLongestSpan: at the end of the Store that finds the time
-//     over, else by the timer thread, or by Settle.
+//     over, else by the timer thread, or by Flush.
 //  2. A record is stored as a whole or not at all; a record that fails leaves the others of its group alone.
 //  3. Everything here happens under the connection's CallMutex. The timer thread takes it only to commit,
 //     and never while it holds mutex_; mutex_ is the inner of the two.
 //  4. Every member is told exactly once what became of a group in which it stored: it stands, or it is lost
 //     with all that anybody stored in it. Nobody else is told, and no call raises for it.
-//  5. Statements sent with ExecuteLater belong to the group in which they were sent: its commit waits for them.
+//  5. Statements sent through a pipeline belong to the group in which they were sent: its commit waits for
+//  them.
 //  6. Inside a transaction of the caller's no group is opened; records join that transaction, and count as
 //     standing with the end of their Store.
-//  7. Rows that are kept back (KeepBack) are stored before the group they came with is committed and before any
-//     query of the connection while that group is open. So nobody can tell, but for an error, which comes up
-//     later.
+//  7. Rows that are written behind (WriteBehind) are flushed before the group they came with is committed and
+//     before any query of the connection while that group is open. So nobody can tell, but for an error, which
+//     comes up later.
 #pragma once
 
 #include <chrono>
@@ -51,18 +52,18 @@ class GroupMember {
   virtual ~GroupMember();
 
   // What was stored since the last call of either member is committed ...
-  virtual void GroupStands() = 0;
-  // ... or undone. Whether it keeps rows back to be stored again, for which it is asked with the next group.
+  virtual void GroupCommitted() = 0;
+  // ... or undone. Whether it has rows to retry, for which it is asked with the next group.
   virtual bool GroupLost(const RuntimeError& reason) = 0;
-  // Stores what was kept back. Error 3000, see GroupedWrites::TakeFailure.
-  virtual void StoreKeptBack() {}
+  // Stores the rows written behind. Error 3000, see GroupedWrites::TakeWriteBehindFailure.
+  virtual void FlushRows() {}
 
  private:
   friend class GroupedWrites;
   GroupedWrites* group_ = nullptr;  // that knows this member
 };
 
-class GroupedWrites final : public Companion {
+class GroupedWrites final : public Attachment {
  public:
   static constexpr std::chrono::milliseconds kShortestSpan{200};
   static constexpr std::chrono::milliseconds kLongestSpan{1000};
@@ -74,7 +75,9 @@ class GroupedWrites final : public Companion {
   };
 
   // The group of a connection; everybody who stores through it shares it.
-  static GroupedWrites& Of(Connection& connection) { return connection.CompanionOf<GroupedWrites>(); }
+  static GroupedWrites& Of(Connection& connection) {
+    return connection.attachments().Of<GroupedWrites>(connection);
+  }
 
   // Use Of. `connection` owns this object.
   explicit GroupedWrites(Connection& connection);
@@ -96,45 +99,46 @@ class GroupedWrites final : public Companion {
     attempt.Keep();
   }
 
-  // Inside LateWork::DoLateWorkAgain: `work` stores records that were undone again, one by one with Store and
-  // raising nothing. All of them stay in the transaction in which they were. Where that one is gone, the other
-  // records of the group are lost.
+  // Inside PipelineSender::RetryPipeline: `work` stores records that were undone again, one by one with Store
+  // and raising nothing. All of them stay in the transaction in which they were. Where that one is gone, the
+  // other records of the group are lost.
   template <class Work>
-  void StoreAgain(Work&& work) {
+  void Retry(Work&& work) {
     if (open_ && !connection_.InTransaction()) LoseGroup(TransactionIsGone());
-    storing_again_ = true;
+    retrying_ = true;
     std::forward<Work>(work)();
-    storing_again_ = false;
+    retrying_ = false;
   }
 
-  // For a kOneStatement step that fails behind its first statement: runs `undo`, which takes that one back.
+  // For a kOneStatement step that fails behind its first statement: runs `step`, which undoes that one.
   // Where not even that succeeds, the whole group is rolled back and told as lost. Raises nothing.
-  template <class Undo>
-  void TakeBack(Undo&& undo) {
-    // With a savepoint nothing is left to take back.
-    if (statements_are_atomic_) {
-      Trap(std::forward<Undo>(undo), [this](const RuntimeError&) { AbandonGroup(); });
+  template <class Step>
+  void Undo(Step&& step) {
+    // With a savepoint nothing is left to undo.
+    if (capabilities_.atomic_statements) {
+      Trap(std::forward<Step>(step), [this](const RuntimeError&) { AbandonGroup(); });
     }
   }
 
-  // Inside a step of Store: whether rows may be kept back instead of being stored.
-  bool MayKeepBack() const { return open_ && connection_.TellsQueries(); }
-  // Has `member` asked for what it keeps back, in time (invariant 7); without an open group, with the next one.
-  void KeepBack(GroupMember& member);
+  // Inside a step of Store: whether rows may be written behind instead of being stored.
+  bool MayWriteBehind() const { return open_ && capabilities_.announces_queries; }
+  // Has `member` asked for its rows (FlushRows), in time (invariant 7); without an open group, with the next
+  // one.
+  void WriteBehind(GroupMember& member);
   // Before a member ends: it is told of nothing any more.
   static void Leave(Connection& connection, GroupMember& member);
 
-  // Why rows that were kept back could not be stored, where nobody was told yet.
-  std::optional<RuntimeError> TakeFailure() { return std::exchange(failure_, std::nullopt); }
+  // Why rows that were written behind could not be stored, where nobody was told yet.
+  std::optional<RuntimeError> TakeWriteBehindFailure() { return std::exchange(failure_, std::nullopt); }
 
   // Counts the groups opened so far. What a caller has read of the database holds at least as long as this
   // number stays the same and nobody else writes through this connection.
   std::uint64_t Generation() const { return generation_; }
 
-  // Commits the open group, if any, and what was kept back after a loss. Raises nothing.
-  void Settle() override;
+  // Commits the open group, if any, and the rows that wait after a loss. Raises nothing.
+  void Flush() override;
   void BeforeQuery() override {
-    if (open_ && !kept_back_.empty() && connection_.InTransaction()) StoreKeptBack();
+    if (open_ && !buffered_.empty() && connection_.InTransaction()) FlushRows();
   }
 
  private:
@@ -162,7 +166,7 @@ class GroupedWrites final : public Companion {
   void OpenGroup();
   void Join(GroupMember& member);
   void Forget(GroupMember& member);
-  void StoreKeptBack();
+  void FlushRows();
   void CommitGroup();
   void EndGroup(const std::optional<RuntimeError>& failure);
   void LoseGroup(const RuntimeError& reason);
@@ -172,17 +176,16 @@ class GroupedWrites final : public Companion {
   void RunTimer(const std::stop_token& stop);
 
   Connection& connection_;
-  // Whether a failed statement takes back its own changes and no others, so that one needs no savepoint.
-  const bool statements_are_atomic_;
+  const Capabilities capabilities_;  // where statements are atomic, one needs no savepoint
   bool open_ = false;
   bool opening_ = false;
-  bool storing_again_ = false;
+  bool retrying_ = false;
   std::uint64_t generation_ = 0;
   Time deadline_;  // of the open group
   std::chrono::steady_clock::duration last_commit_{};
-  // Each knows this object as its group: who stored in the open group, and who keeps rows back.
+  // Each knows this object as its group: who stored in the open group, and who has rows to flush.
   std::vector<GroupMember*> members_;
-  std::vector<GroupMember*> kept_back_;
+  std::vector<GroupMember*> buffered_;
   std::optional<RuntimeError> failure_;
   std::unique_ptr<Statement> savepoint_;
   std::unique_ptr<Statement> release_;

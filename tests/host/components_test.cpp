@@ -76,7 +76,7 @@ TEST_F(LogComponent, KeepsTheOrderOfManyRowsWheneverTheyAreReadAndInWhicheverLog
   EXPECT_THAT(stored(), ::testing::ElementsAreArray(expected));
 }
 
-TEST_F(LogComponent, RowsThatAreKeptBackReachTheFileByThemselves) {
+TEST_F(LogComponent, RowsWrittenBehindReachTheFileByThemselves) {
   const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
   Value host(connection);
   CallMethod(log, "CreateProtokoll", ByRef(host), "t", "u", "LST", "07.03.2024", "e", "f", "g");

@@ -24,7 +24,7 @@ namespace {
 // Notes what becomes of its groups.
 class NotingMember : public GroupMember {
  public:
-  void GroupStands() override { ++stood; }
+  void GroupCommitted() override { ++stood; }
   bool GroupLost(const RuntimeError& reason) override {
     losses.push_back(reason.Description());
     return false;
@@ -60,43 +60,44 @@ class Grouped : public ::testing::Test {
   NotingMember member;
 };
 
-// Keeps all numbers back until it is asked for them; where its group is lost, it stores them with the next one.
-class NumbersKeptBack final : public GroupMember {
+// Writes all numbers behind, when it is asked for them; where its group is lost, it stores them with the next
+// one.
+class NumbersWrittenBehind final : public GroupMember {
  public:
-  explicit NumbersKeptBack(ConnectionPtr connection) : connection_(std::move(connection)) {}
-  ~NumbersKeptBack() override { GroupedWrites::Leave(*connection_, *this); }
+  explicit NumbersWrittenBehind(ConnectionPtr connection) : connection_(std::move(connection)) {}
+  ~NumbersWrittenBehind() override { GroupedWrites::Leave(*connection_, *this); }
   void Add(std::int64_t number) {
     GroupedWrites& group = GroupedWrites::Of(*connection_);
     group.Store(*this, Record::kOneStatement, [&] {
       numbers_.push_back(number);
-      was_kept_back_ = group.MayKeepBack();
-      if (was_kept_back_) {
-        group.KeepBack(*this);
+      was_written_behind_ = group.MayWriteBehind();
+      if (was_written_behind_) {
+        group.WriteBehind(*this);
       } else {
-        StoreKeptBack();
+        FlushRows();
       }
     });
   }
-  void StoreKeptBack() override {
+  void FlushRows() override {
     for (const std::int64_t number : std::exchange(numbers_, {})) {
       stored_.push_back(number);
       connection_->Execute("INSERT INTO t VALUES (" + std::to_string(number) + ", 'x')");
     }
   }
-  void GroupStands() override { stored_.clear(); }
+  void GroupCommitted() override { stored_.clear(); }
   bool GroupLost(const RuntimeError&) override {
     numbers_.insert(numbers_.begin(), stored_.begin(), stored_.end());
     stored_.clear();
     return !numbers_.empty();
   }
   // The number added last.
-  bool WasKeptBack() const { return was_kept_back_; }
+  bool WasWrittenBehind() const { return was_written_behind_; }
 
  private:
   ConnectionPtr connection_;
   std::vector<std::int64_t> numbers_;
   std::vector<std::int64_t> stored_;
-  bool was_kept_back_ = false;
+  bool was_written_behind_ = false;
 };
 
 }  // namespace
@@ -135,7 +136,7 @@ TEST_F(Grouped, ARecordThatFailsLeavesTheOthersAlone) {
                            }),
                ErrorNumber::kDatabase);
   StoreOne(3);
-  group.Settle();
+  group.Flush();
   EXPECT_EQ(CountSeenByOthers(), 2);
 }
 
@@ -165,7 +166,7 @@ TEST_F(Grouped, EveryMemberIsToldOnceWhatBecameOfItsGroup) {
   EXPECT_THAT(member.losses, ElementsAre(HasSubstr("UNIQUE")));
   EXPECT_THAT(other.losses, ElementsAre(HasSubstr("UNIQUE")));
   StoreOne(4);
-  group.Settle();
+  group.Flush();
   EXPECT_EQ(CountSeenByOthers(), 1);
   EXPECT_EQ(member.stood, 1);
   EXPECT_EQ(member.losses.size(), 1U);
@@ -175,12 +176,12 @@ TEST_F(Grouped, EveryMemberIsToldOnceWhatBecameOfItsGroup) {
 TEST_F(Grouped, ATransactionThatSomebodyElseEndedCountsAsLost) {
   StoreOne(1);
   connection->Execute("ROLLBACK");
-  GroupedWrites::Of(*connection).Settle();
+  GroupedWrites::Of(*connection).Flush();
   EXPECT_THAT(member.losses, ElementsAre(HasSubstr("Transaktion beendet")));
   StoreOne(2);
   connection->Execute("ROLLBACK");
   StoreOne(3);
-  GroupedWrites::Of(*connection).Settle();
+  GroupedWrites::Of(*connection).Flush();
   EXPECT_EQ(member.losses.size(), 2U);
   EXPECT_EQ(member.stood, 1);
 }
@@ -196,29 +197,29 @@ TEST_F(Grouped, InATransactionOfTheCallersARecordStandsAtOnce) {
 TEST_F(Grouped, AMemberThatLeavesIsToldNothingMore) {
   StoreOne(1);
   GroupedWrites::Leave(*connection, member);
-  GroupedWrites::Of(*connection).Settle();
+  GroupedWrites::Of(*connection).Flush();
   EXPECT_EQ(member.stood, 0);
   EXPECT_EQ(CountSeenByOthers(), 1);
 }
 
-TEST_F(Grouped, WhatIsKeptBackIsStoredAgainWhereItsGroupIsLost) {
-  NumbersKeptBack rows(connection);
+TEST_F(Grouped, WhatIsWrittenBehindIsStoredAgainWhereItsGroupIsLost) {
+  NumbersWrittenBehind rows(connection);
   StoreOne(1);
   rows.Add(5);
   EXPECT_EQ(connection->OpenRecordset("SELECT count(*) FROM t")->TextAt(0), "2");
   rows.Add(6);
   connection->Execute("ROLLBACK");
-  GroupedWrites::Of(*connection).Settle();
+  GroupedWrites::Of(*connection).Flush();
   EXPECT_THAT(member.losses, ElementsAre(HasSubstr("Transaktion beendet")));
   EXPECT_EQ(OpenConnection(file)->OpenRecordset("SELECT group_concat(n) FROM t")->TextAt(0), "5,6");
-  EXPECT_FALSE(GroupedWrites::Of(*connection).TakeFailure());
+  EXPECT_FALSE(GroupedWrites::Of(*connection).TakeWriteBehindFailure());
 }
 
 TEST_F(Grouped, ReadersMayStayOpenAcrossAGroupsEnd) {
   StoreOne(1);
   StoreOne(2);
   const RecordsetPtr rows = connection->OpenRecordset("SELECT n FROM t ORDER BY n");
-  GroupedWrites::Of(*connection).Settle();
+  GroupedWrites::Of(*connection).Flush();
   StoreOne(3);
   rows->MoveNext();
   EXPECT_EQ(rows->TextAt(0), "2");
@@ -274,59 +275,59 @@ TEST_F(Grouped, ALastRecordSurvivesThoughNoOtherFollows) {
   EXPECT_EQ(CountSeenByOthers(), 1);
 }
 
-TEST_F(Grouped, WhatIsKeptBackIsThereForEveryQuery) {
-  NumbersKeptBack rows(connection);
+TEST_F(Grouped, WhatIsWrittenBehindIsThereForEveryQuery) {
+  NumbersWrittenBehind rows(connection);
   rows.Add(1);
   rows.Add(2);
-  EXPECT_TRUE(rows.WasKeptBack());
+  EXPECT_TRUE(rows.WasWrittenBehind());
   EXPECT_EQ(connection->OpenRecordset("SELECT count(*) FROM t")->TextAt(0), "2");
   rows.Add(3);
   EXPECT_EQ(connection->Prepare("SELECT count(*) FROM t WHERE part = 'x'")->Open()->TextAt(0), "3");
 }
 
-TEST_F(Grouped, WhatIsKeptBackIsCommittedWithItsGroup) {
-  NumbersKeptBack rows(connection);
+TEST_F(Grouped, WhatIsWrittenBehindIsCommittedWithItsGroup) {
+  NumbersWrittenBehind rows(connection);
   rows.Add(1);
-  EXPECT_TRUE(rows.WasKeptBack());
+  EXPECT_TRUE(rows.WasWrittenBehind());
   EXPECT_TRUE(testing::Eventually([&] { return CountSeenByOthers() == 1; }));
   rows.Add(2);
-  GroupedWrites::Of(*connection).Settle();
+  GroupedWrites::Of(*connection).Flush();
   EXPECT_EQ(CountSeenByOthers(), 2);
   rows.Add(3);
   connection->Close();
   EXPECT_EQ(CountSeenByOthers(), 3);
 }
 
-TEST_F(Grouped, NothingIsKeptBackInATransactionOfTheCallers) {
-  NumbersKeptBack rows(connection);
+TEST_F(Grouped, NothingIsWrittenBehindInATransactionOfTheCallers) {
+  NumbersWrittenBehind rows(connection);
   connection->Begin();
   rows.Add(1);
-  EXPECT_FALSE(rows.WasKeptBack());
+  EXPECT_FALSE(rows.WasWrittenBehind());
   connection->Commit();
   EXPECT_EQ(CountSeenByOthers(), 1);
 }
 
-TEST_F(Grouped, WhatIsKeptBackAndCannotBeStoredIsToldOnce) {
-  NumbersKeptBack rows(connection);
+TEST_F(Grouped, WhatIsWrittenBehindAndCannotBeStoredIsToldOnce) {
+  NumbersWrittenBehind rows(connection);
   StoreOne(1);
   rows.Add(1);
   GroupedWrites& group = GroupedWrites::Of(*connection);
-  group.Settle();
-  const auto failure = group.TakeFailure();
+  group.Flush();
+  const auto failure = group.TakeWriteBehindFailure();
   ASSERT_TRUE(failure);
   EXPECT_THAT(failure->Description(), HasSubstr("UNIQUE"));
-  EXPECT_FALSE(group.TakeFailure());
+  EXPECT_FALSE(group.TakeWriteBehindFailure());
   EXPECT_EQ(CountSeenByOthers(), 1);
 }
 
 TEST_F(Grouped, RowsMayEndBeforeTheirGroupAndAfterIt) {
   {
-    NumbersKeptBack rows(connection);
+    NumbersWrittenBehind rows(connection);
     rows.Add(1);
   }
-  GroupedWrites::Of(*connection).Settle();
+  GroupedWrites::Of(*connection).Flush();
   EXPECT_EQ(CountSeenByOthers(), 0);
-  NumbersKeptBack rows(connection);
+  NumbersWrittenBehind rows(connection);
   rows.Add(2);
   connection->Close();
   EXPECT_EQ(CountSeenByOthers(), 1);

@@ -105,7 +105,7 @@ class LostRecords : public testing::HostFixture {
 TEST_F(LostRecords, AFullDiskStopsTheImportAndTellsExactlyWhatItHeld) {
   if (OnPostgres()) GTEST_SKIP() << "limits an SQLite file";
   ImportMany(100);
-  host::GroupedWrites::Of(*connection).Settle();
+  host::GroupedWrites::Of(*connection).Flush();
   for (const int more_pages : {0, 3, 40, 200}) {
     stop_reason.clear();
     const int pages = std::stoi(Rows("PRAGMA page_count")[0]) + more_pages;
@@ -121,10 +121,10 @@ TEST_F(LostRecords, AFullDiskStopsTheImportAndTellsExactlyWhatItHeld) {
 TEST_F(LostRecords, ADatabaseFileThatIsTakenAwayStopsTheImport) {
   if (OnPostgres()) GTEST_SKIP() << "moves an SQLite file";
   ImportMany(100);
-  host::GroupedWrites::Of(*connection).Settle();
+  host::GroupedWrites::Of(*connection).Flush();
   ImportMany(50);
   std::filesystem::rename(file, file + ".old");
-  host::GroupedWrites::Of(*connection).Settle();
+  host::GroupedWrites::Of(*connection).Flush();
   ImportMany(100000);
   EXPECT_THAT(stop_reason, HasSubstr("gelöscht, verschoben oder ersetzt"));
   Finish();

@@ -40,7 +40,6 @@ class MiscountingConnection final : public Connection {
   std::vector<std::string> ColumnNames(std::string_view) override { return {"Name"}; }
   void Close() override {}
   bool IsOpen() const override { return true; }
-  std::string_view ProviderName() const override { return "test"; }
 
  private:
   RecordsetPtr rows_;

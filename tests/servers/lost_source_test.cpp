@@ -34,7 +34,6 @@ class DisturbedConnection final : public Connection {
   }
   void Close() override { connection_->Close(); }
   bool IsOpen() const override { return connection_->IsOpen(); }
-  std::string_view ProviderName() const override { return connection_->ProviderName(); }
 
  private:
   ConnectionPtr connection_;

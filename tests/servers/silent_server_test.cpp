@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "platform/data/pipeline.h"
 #include "servers/postgres_fixture.h"
 #include "storage/grouped_writes.h"
 #include "support/expect_error.h"
@@ -92,10 +93,10 @@ TEST_F(SilentServer, AStopRequestEndsTheWait) {
 TEST_F(SilentServer, ThatTakesNothingAnyMoreKeepsNoSenderWaiting) {
   connection->Execute("CREATE TABLE t (a text)");
   const std::unique_ptr<Statement> insert = connection->Prepare("INSERT INTO t VALUES (?)");
-  class Work final : public LateWork {
+  class Work final : public PipelineSender {
    public:
-    void LateWorkStands() override { ++stood; }
-    void DoLateWorkAgain() override { ++again; }
+    void PipelineSucceeded() override { ++stood; }
+    void RetryPipeline() override { ++again; }
     int stood = 0;
     int again = 0;
   } work;
@@ -103,9 +104,9 @@ TEST_F(SilentServer, ThatTakesNothingAnyMoreKeepsNoSenderWaiting) {
   // More than the buffers of a connection take.
   const std::string text(100000, 'x');
   insert->BindText(0, text);
-  insert->ExecuteLater(work);
+  connection->pipeline()->Send(*insert, work);
   const StoppedBackend backend(*connection);
-  for (int i = 0; i < 200; ++i) insert->ExecuteLater(work);
+  for (int i = 0; i < 200; ++i) connection->pipeline()->Send(*insert, work);
   ScriptedWatch watch([](int) { return false; });
   connection->WatchWaits(&watch);
   EXPECT_ERROR(connection->Commit(), ErrorNumber::kDatabase);
@@ -147,7 +148,7 @@ TEST_F(SilentServer, ThatNeverGreetsIsGivenUpAfterTheTimeAskedFor) {
 TEST_F(SilentServer, ThatIsGoneLetsAConnectionWithAnOpenGroupEnd) {
   class Member final : public host::GroupMember {
    public:
-    void GroupStands() override { ++stood; }
+    void GroupCommitted() override { ++stood; }
     bool GroupLost(const RuntimeError& reason) override {
       losses.push_back(reason.Description());
       return false;

@@ -37,7 +37,6 @@ class ScriptedConnection final : public Connection {
   }
   void Close() override {}
   bool IsOpen() const override { return true; }
-  std::string_view ProviderName() const override { return "scripted"; }
 
  private:
   void FailIfTold() const {

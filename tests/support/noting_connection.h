@@ -33,7 +33,12 @@ class NotingConnection final : public Connection {
   }
   void Close() override { database_->Close(); }
   bool IsOpen() const override { return database_->IsOpen(); }
-  std::string_view ProviderName() const override { return database_->ProviderName(); }
+  // Of its attachments none is told anything.
+  Capabilities capabilities() const override {
+    Capabilities capabilities = database_->capabilities();
+    capabilities.announces_queries = false;
+    return capabilities;
+  }
 
  private:
   ConnectionPtr database_;

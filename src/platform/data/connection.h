@@ -7,7 +7,7 @@
 //  3. Errors of the database are 3000 with the database's own reason; a closed connection is 3704.
 //  4. A connection, its statements and its record sets are used by one thread at a time. Record sets and
 //     statements keep what they need of the connection alive.
-//  5. Companions may have a thread of their own (grouped_writes.h has one that commits). Providers with
+//  5. Attachments may have a thread of their own (a write group has one that commits). Providers with
 //     transactions therefore hold CallMutex() during every call that reaches the database.
 #pragma once
 
@@ -17,10 +17,9 @@
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <typeindex>
-#include <utility>
 #include <vector>
 
+#include "platform/data/attachments.h"
 #include "platform/data/recordset.h"
 #include "platform/data/waits.h"
 
@@ -38,19 +37,15 @@ struct SourceRemark {
   std::string text;    // German, in sentences
 };
 
-// Who sends statements without waiting for what becomes of them. Called under the connection's CallMutex, from
-// whatever call found out.
-class LateWork {
- public:
-  LateWork() = default;
-  LateWork(const LateWork&) = delete;
-  LateWork& operator=(const LateWork&) = delete;
-  virtual ~LateWork() = default;
-  // All statements sent since the last call of either member stand in the transaction.
-  virtual void LateWorkStands() = 0;
-  // At least one of them failed, and all are undone: do their work again, this time with Execute. Raises
-  // nothing.
-  virtual void DoLateWorkAgain() = 0;
+// What differs between the databases behind connections.
+enum class Dialect { kOther, kSqlite, kPostgresql };
+struct Capabilities {
+  // Of the statements that it takes.
+  Dialect dialect = Dialect::kOther;
+  // A statement that fails takes back its own changes and no others.
+  bool atomic_statements = false;
+  // Attachments are told of every query before it runs, its statements' queries included.
+  bool announces_queries = false;
 };
 
 // A statement with parameters, prepared once and executed often. Parameter indexes count from 0.
@@ -70,26 +65,11 @@ class Statement {
 
   // Runs a statement that returns no rows; the number of rows changed.
   virtual std::int64_t Execute() = 0;
-  // Sends a statement that returns no rows and goes on at once; `work`, which lives until it is told, is told
-  // later. Only inside a transaction, and only where Connection::CanWorkLate. Raises what keeps the statement
-  // from being sent.
-  virtual void ExecuteLater(LateWork& work);
   // Runs a query. The record set is at its first row or at its end.
   virtual RecordsetPtr Open() = 0;
 };
 
-// What others keep with a connection for as long as it is open: a write group, settings read from it.
-class Companion {
- public:
-  Companion() = default;
-  Companion(const Companion&) = delete;
-  Companion& operator=(const Companion&) = delete;
-  virtual ~Companion() = default;
-  // The connection is about to begin a transaction of its caller's, or to close: finish what is pending.
-  virtual void Settle() {}
-  // The connection is about to run a query; told only where Connection::TellsQueries. Raises nothing.
-  virtual void BeforeQuery() {}
-};
+class Pipeline;
 
 class Connection : public Object {
  public:
@@ -101,14 +81,10 @@ class Connection : public Object {
   // Compiles one statement. 438 where a source can only be read.
   virtual std::unique_ptr<Statement> Prepare(std::string_view sql);
 
-  // Whether statements may be sent without waiting (Statement::ExecuteLater).
-  virtual bool CanWorkLate() const { return false; }
-  // Waits for what ExecuteLater has sent and tells its sender. Every other call that is no query does so first;
-  // a query sees what was sent before it. Raises nothing.
-  virtual void FinishLateWork() {}
-
-  // Whether companions are told of every query before it runs, its statements' queries included.
-  virtual bool TellsQueries() const { return false; }
+  virtual Capabilities capabilities() const { return {}; }
+  // For statements that need no answer each (pipeline.h); null where the database wants to be waited for. It
+  // lives as long as the connection.
+  virtual Pipeline* pipeline() { return nullptr; }
 
   // Transactions do not nest: Begin inside one is 3000. After a failed Commit the transaction is rolled back.
   virtual void Begin();
@@ -140,21 +116,8 @@ class Connection : public Object {
   virtual void Close() = 0;
   virtual bool IsOpen() const = 0;
 
-  // The companion of that class, made by Kind(*this) at the first use and dropped by Close.
-  template <class Kind>
-  Kind& CompanionOf() {
-    const std::lock_guard lock(*call_mutex_);
-    for (const auto& [type, companion] : companions_) {
-      if (type == typeid(Kind)) return static_cast<Kind&>(*companion);
-    }
-    companions_.emplace_back(typeid(Kind), std::make_unique<Kind>(*this));
-    return static_cast<Kind&>(*companions_.back().second);
-  }
-
+  Attachments& attachments() { return attachments_; }
   std::recursive_mutex& CallMutex() const { return *call_mutex_; }
-
-  // Which kind of database this is: "sqlite", "postgresql", "odbc", "access", "excel", "dbase".
-  virtual std::string_view ProviderName() const = 0;
 
   // Connections are used through this interface, not by member name.
   std::optional<MemberId> FindMember(std::string_view) const override { return std::nullopt; }
@@ -164,18 +127,11 @@ class Connection : public Object {
   // For statements and record sets, which may outlive the connection.
   const std::shared_ptr<std::recursive_mutex>& SharedCallMutex() const { return call_mutex_; }
   const std::shared_ptr<Waits>& SharedWaits() const { return waits_; }
-  // Every provider's Begin calls this first.
-  void SettleCompanions();
-  // What TellsQueries promises.
-  void TellCompanionsOfQuery();
-  // Every provider's Close calls this first, and its destructor calls Close. Not while holding CallMutex(),
-  // as a companion may wait for a thread that needs it.
-  void DropCompanions();
 
  private:
   std::shared_ptr<std::recursive_mutex> call_mutex_ = std::make_shared<std::recursive_mutex>();
   std::shared_ptr<Waits> waits_ = std::make_shared<Waits>();
-  std::vector<std::pair<std::type_index, std::unique_ptr<Companion>>> companions_;
+  Attachments attachments_;
 };
 
 using ConnectionPtr = std::shared_ptr<Connection>;

@@ -24,7 +24,6 @@ class AccessConnection final : public ReadOnlyConnection {
   std::vector<CatalogTable> Tables() override;
   std::vector<std::string> ColumnNames(std::string_view table) override;
   std::vector<SourceRemark> Remarks(std::string_view table) override;
-  std::string_view ProviderName() const override { return "access"; }
   // Lets go of the file's content as soon as no record set needs it.
   void Close() override;
 

@@ -81,8 +81,6 @@ class DbaseConnection final : public ReadOnlyConnection {
     });
   }
 
-  std::string_view ProviderName() const override { return "dbase"; }
-
  protected:
   RecordsetPtr OpenTable(const TableName& table) override {
     const std::string path = FindTable(JoinTableName(table));

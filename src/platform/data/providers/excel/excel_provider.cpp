@@ -40,8 +40,6 @@ class ExcelConnection final : public ReadOnlyConnection {
     });
   }
 
-  std::string_view ProviderName() const override { return "excel"; }
-
  protected:
   RecordsetPtr OpenTable(const TableName& name) override {
     const std::string path = name.size() > 1 ? JoinTableName({name.begin(), name.end() - 1}) : path_;

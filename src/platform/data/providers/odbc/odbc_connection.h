@@ -23,7 +23,6 @@ class OdbcConnection final : public Connection {
   std::vector<std::string> ColumnNames(std::string_view table) override;
   void Close() override;
   bool IsOpen() const override { return pool_ != nullptr; }
-  std::string_view ProviderName() const override { return "odbc"; }
 
  private:
   void RequireOpen() const;

@@ -97,9 +97,15 @@ std::unique_ptr<Statement> PostgresConnection::Prepare(std::string_view sql) {
   return std::make_unique<PostgresStatement>(Open(), sql);
 }
 
-void PostgresConnection::FinishLateWork() {
+void PostgresConnection::Send(Statement& statement, PipelineSender& sender) {
+  auto* const own = dynamic_cast<PostgresStatement*>(&statement);
+  if (own == nullptr) throw RuntimeError(ErrorNumber::kMemberNotFound);
+  own->SendToPipeline(sender);
+}
+
+void PostgresConnection::Flush() {
   const std::lock_guard lock(CallMutex());
-  if (session_ != nullptr) session_->FinishLateWork();
+  if (session_ != nullptr) session_->FlushPipeline();
 }
 
 std::string PostgresConnection::StopReason() const {
@@ -109,7 +115,7 @@ std::string PostgresConnection::StopReason() const {
 
 void PostgresConnection::Begin() {
   Open();
-  SettleCompanions();
+  attachments().Flush();
   const std::lock_guard lock(CallMutex());
   if (session_->InTransaction()) Refuse("Eine Transaktion ist bereits offen.");
   session_->Begin();
@@ -155,7 +161,7 @@ std::vector<std::string> PostgresConnection::ColumnNames(std::string_view table)
 
 void PostgresConnection::Close() {
   if (session_ == nullptr) return;
-  DropCompanions();
+  attachments().Drop();
   const std::lock_guard lock(CallMutex());
   // Record sets may keep the session for longer.
   if (session_->InTransaction()) Trap([&] { Run("ROLLBACK"); }, [](const RuntimeError&) {});

@@ -6,11 +6,12 @@
 
 #include "platform/data/connection.h"
 #include "platform/data/literal_template.h"
+#include "platform/data/pipeline.h"
 #include "platform/data/providers/postgres/session.h"
 
 namespace kestrel::postgres {
 
-class PostgresConnection final : public Connection {
+class PostgresConnection final : public Connection, private Pipeline {
  public:
   // In seconds, see Waits; empty for those of the environment.
   struct WaitLimits {
@@ -25,8 +26,10 @@ class PostgresConnection final : public Connection {
   std::int64_t Execute(std::string_view sql) override;
   RecordsetPtr OpenRecordset(std::string_view sql) override;
   std::unique_ptr<Statement> Prepare(std::string_view sql) override;
-  bool CanWorkLate() const override { return true; }
-  void FinishLateWork() override;
+  Capabilities capabilities() const override {
+    return {.dialect = Dialect::kPostgresql, .atomic_statements = true};
+  }
+  Pipeline* pipeline() override { return this; }
   void Begin() override;
   void Commit() override;
   void Rollback() override;
@@ -39,9 +42,10 @@ class PostgresConnection final : public Connection {
   // An open transaction is rolled back.
   void Close() override;
   bool IsOpen() const override { return session_ != nullptr; }
-  std::string_view ProviderName() const override { return "postgresql"; }
 
  private:
+  void Send(Statement& statement, PipelineSender& sender) override;
+  void Flush() override;
   // Error 3704 when closed.
   const std::shared_ptr<Session>& Open() const;
   void Run(std::string_view sql);

@@ -39,10 +39,10 @@ std::int64_t PostgresStatement::Execute() {
   return session_->Execute(sql_, values_);
 }
 
-void PostgresStatement::ExecuteLater(LateWork& work) {
+void PostgresStatement::SendToPipeline(PipelineSender& sender) {
   const std::lock_guard lock(session_->Mutex());
   WriteValues();
-  session_->ExecuteLater(sql_, values_, work);
+  session_->SendToPipeline(sql_, values_, sender);
 }
 
 RecordsetPtr PostgresStatement::Open() {

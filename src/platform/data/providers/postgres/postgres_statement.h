@@ -15,7 +15,7 @@ class PostgresStatement final : public BoundStatement {
   PostgresStatement(std::shared_ptr<Session> session, std::string_view sql);
 
   std::int64_t Execute() override;
-  void ExecuteLater(LateWork& work) override;
+  void SendToPipeline(PipelineSender& sender);
   RecordsetPtr Open() override;
 
  private:

@@ -20,8 +20,8 @@ namespace kestrel::postgres {
 namespace {
 
 constexpr std::size_t kMostPrepared = 100;
-// Late statements that go out together.
-constexpr int kLateInAFlight = 8;
+// Statements of the pipeline that go out together.
+constexpr int kStatementsAFlush = 8;
 // Rows that are read away before a query is cancelled.
 constexpr int kRowsReadAway = 1000;
 constexpr std::size_t kShortestHiddenPassword = 3;
@@ -30,9 +30,9 @@ constexpr int kLookAgainMs = 100;
 constexpr const char* kSavepoint = "SAVEPOINT kestrel_statement";
 constexpr const char* kRelease = "RELEASE SAVEPOINT kestrel_statement";
 constexpr const char* kUndo = "ROLLBACK TO SAVEPOINT kestrel_statement";
-constexpr const char* kLateSavepoint = "SAVEPOINT kestrel_late";
-constexpr const char* kLateRelease = "RELEASE SAVEPOINT kestrel_late";
-constexpr const char* kLateUndo = "ROLLBACK TO SAVEPOINT kestrel_late";
+constexpr const char* kPipelineSavepoint = "SAVEPOINT kestrel_pipeline";
+constexpr const char* kPipelineRelease = "RELEASE SAVEPOINT kestrel_pipeline";
+constexpr const char* kPipelineUndo = "ROLLBACK TO SAVEPOINT kestrel_pipeline";
 
 template <std::size_t Count>
 bool IsOneOf(std::string_view word, const std::array<std::string_view, Count>& words) {
@@ -207,7 +207,7 @@ std::string Session::AskForPrepared(std::string_view sql) {
 
 void Session::SendPacket(std::string_view sql, ParameterValues& values, Task task) {
   if (reader_ != nullptr) reader_->Park();
-  if (task != Task::kQuery) FinishLateWork();
+  if (task != Task::kQuery) FlushPipeline();
   if (sql.find('\0') != std::string_view::npos) Refuse("Die Anweisung enthält ein NUL-Zeichen.");
   const std::string first_word = FirstWord(sql);
   if (first_word.empty()) Refuse("Die Anweisung ist leer.");
@@ -215,9 +215,9 @@ void Session::SendPacket(std::string_view sql, ParameterValues& values, Task tas
   if (first_word == "COPY") Refuse("COPY ist nicht zulässig.");
   sql_ = sql;
   is_new_ = false;
-  preliminaries_ = std::exchange(late_answers_, 0);
+  preliminaries_ = std::exchange(pipelined_answers_, 0);
   failure_.reset();
-  guarded_ = in_transaction_ && late_ == nullptr && !SteersTransactions(first_word);
+  guarded_ = in_transaction_ && sender_ == nullptr && !SteersTransactions(first_word);
   if (guarded_) {
     AskFor(kSavepoint);
     ++preliminaries_;
@@ -250,11 +250,11 @@ bool Session::Steer(std::initializer_list<const char*> statements) {
   return std::exchange(failure_, nullptr) == nullptr && sent;
 }
 
-// --- Late statements ---------------------------------------------------------------------------------
+// --- The pipeline ------------------------------------------------------------------------------------
 
-void Session::ExecuteLater(std::string_view sql, ParameterValues& values, LateWork& work) {
+void Session::SendToPipeline(std::string_view sql, ParameterValues& values, PipelineSender& sender) {
   if (reader_ != nullptr) reader_->Park();
-  if (late_ != &work) FinishLateWork();
+  if (sender_ != &sender) FlushPipeline();
   if (!in_transaction_) Refuse("Keine Transaktion ist offen.");
   auto kept = FindPrepared(sql);
   if (kept == prepared_.end()) {
@@ -262,31 +262,31 @@ void Session::ExecuteLater(std::string_view sql, ParameterValues& values, LateWo
     kept = FindPrepared(sql);
     if (kept == prepared_.end()) Refuse("Die Anweisung kann nicht vorbereitet werden.");
   }
-  if (late_ == nullptr) {
-    AskFor(kLateSavepoint);
-    late_answers_ = 1;
-    late_ = &work;
+  if (sender_ == nullptr) {
+    AskFor(kPipelineSavepoint);
+    pipelined_answers_ = 1;
+    sender_ = &sender;
   }
   SendPrepared(kept->name, values);
   // The first goes out at once, so that the server works while the next is made.
-  if (++late_answers_ <= 2 || late_answers_ % kLateInAFlight == 0) PQflush(handle_.get());
+  if (++pipelined_answers_ <= 2 || pipelined_answers_ % kStatementsAFlush == 0) PQflush(handle_.get());
 }
 
-void Session::FinishLateWork() {
-  if (late_ == nullptr) return;
-  if (!Steer({kLateRelease})) {
-    UndoLateWork();
+void Session::FlushPipeline() {
+  if (sender_ == nullptr) return;
+  if (!Steer({kPipelineRelease})) {
+    RollBackPipeline();
     return;
   }
-  late_answers_ = 0;
-  std::exchange(late_, nullptr)->LateWorkStands();
+  pipelined_answers_ = 0;
+  std::exchange(sender_, nullptr)->PipelineSucceeded();
 }
 
-void Session::UndoLateWork() {
-  late_answers_ = 0;
-  LateWork* const work = std::exchange(late_, nullptr);
-  if (in_transaction_) Steer({kLateUndo, kLateRelease});
-  work->DoLateWorkAgain();
+void Session::RollBackPipeline() {
+  pipelined_answers_ = 0;
+  PipelineSender* const sender = std::exchange(sender_, nullptr);
+  if (in_transaction_) Steer({kPipelineUndo, kPipelineRelease});
+  sender->RetryPipeline();
 }
 
 // --- Answers -----------------------------------------------------------------------------------------
@@ -353,8 +353,8 @@ void Session::UndoAndFail() {
   const ResultPtr failure = std::move(failure_);
   // The kept form may be what is wrong.
   if (Field(failure.get(), PG_DIAG_SQLSTATE) == "0A000") Forget(sql_);
-  if (late_ != nullptr) {
-    UndoLateWork();
+  if (sender_ != nullptr) {
+    RollBackPipeline();
   } else if (guarded_ && in_transaction_) {
     Steer({kUndo, kRelease});
   }
@@ -426,9 +426,9 @@ void Session::Send(std::string_view sql, ParameterValues& values, AnswerReader& 
     if (first_ == nullptr || NoteIfFailed(first_)) FinishPacket();
   };
   attempt();
-  if (failure_ != nullptr && late_ != nullptr) {
+  if (failure_ != nullptr && sender_ != nullptr) {
     // Perhaps not the query's fault.
-    UndoLateWork();
+    RollBackPipeline();
     attempt();
   }
   if (WasOutOfDate()) {

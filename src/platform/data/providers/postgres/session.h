@@ -10,10 +10,10 @@
 //  4. Statements are prepared at their first use and kept by their text, up to 100 of them. A kept one is
 //     prepared anew at its 16th, 32nd, 64th ... use: the server plans it for the size that its table has at the
 //     time, and a plan made for an empty table reads the whole table once it has grown.
-//  5. Late statements (ExecuteLater) are sent without waiting, inside one savepoint for all of them since the
+//  5. Statements of the pipeline are sent without waiting, inside one savepoint for all of them since the
 //     first. Queries follow them in the same savepoint, so that an answer costs one round trip and nothing
 //     else; everything else ends them first: their answers are read, and the savepoint is released. Where one
-//     of them or a query among them fails, all are rolled back, and their sender does them again one by one.
+//     of them or a query among them fails, all are rolled back, and their sender retries them one by one.
 //  6. Nothing sent or awaited blocks in libpq: every wait is one of WaitForAnswer, which has a limit and can be
 //     stopped. A wait that ends without an answer ends the connection, as nobody knows what the answer would
 //     be.
@@ -30,7 +30,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/data/connection.h"
+#include "platform/data/pipeline.h"
 #include "platform/data/providers/postgres/parameter_values.h"
 #include "platform/data/waits.h"
 
@@ -74,10 +74,10 @@ class Session {
   std::int64_t Execute(std::string_view sql, ParameterValues& values);
 
   // Sends a statement without waiting, inside a transaction. Error 3000 where it cannot be sent; what becomes
-  // of it `work` is told.
-  void ExecuteLater(std::string_view sql, ParameterValues& values, LateWork& work);
-  // Takes the answers to all late statements and tells their sender. Raises nothing.
-  void FinishLateWork();
+  // of it `sender` is told.
+  void SendToPipeline(std::string_view sql, ParameterValues& values, PipelineSender& sender);
+  // Takes the answers to all statements of the pipeline and tells their sender. Raises nothing.
+  void FlushPipeline();
 
   // See Connection::StopReason. Of the last failure; no longer once a transaction begins, where the connection
   // lives.
@@ -121,8 +121,8 @@ class Session {
   std::list<Prepared>::iterator FindPrepared(std::string_view sql);
   // Runs statements that give nothing back; false where one fails.
   bool Steer(std::initializer_list<const char*> statements);
-  // Undoes the late statements and has them done again.
-  void UndoLateWork();
+  // Undoes the statements of the pipeline and has them retried.
+  void RollBackPipeline();
   // The next answer; null where there is none, or where none will come any more.
   ResultPtr NextAnswer();
   void WaitForAnswer();
@@ -152,8 +152,8 @@ class Session {
   std::uint64_t names_ = 0;
   bool in_transaction_ = false;
 
-  LateWork* late_ = nullptr;  // whose statements stand in the savepoint
-  int late_answers_ = 0;      // of theirs, not yet read
+  PipelineSender* sender_ = nullptr;  // whose statements stand in the savepoint
+  int pipelined_answers_ = 0;         // of theirs, not yet read
 
   // Of the packet under way.
   AnswerReader* reader_ = nullptr;

@@ -47,7 +47,7 @@ ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole) {
 SqliteConnection::SqliteConnection(const std::string& file, bool read_only, std::string_view lock_wait) {
   SharedWaits()->SetLockLimit(lock_wait);
   database_ = std::make_shared<Database>(file, read_only, SharedCallMutex(), SharedWaits());
-  database_->SetBeforeQuery([this] { TellCompanionsOfQuery(); });
+  database_->SetBeforeQuery([this] { attachments().BeforeQuery(); });
 }
 
 SqliteConnection::~SqliteConnection() {
@@ -80,7 +80,7 @@ std::unique_ptr<Statement> SqliteConnection::Prepare(std::string_view sql) {
 void SqliteConnection::Begin() {
   Database& database = Open();
   const std::lock_guard lock(database.Mutex());
-  SettleCompanions();
+  attachments().Flush();
   database.RunTransaction("BEGIN IMMEDIATE");
 }
 
@@ -150,7 +150,7 @@ std::vector<std::string> SqliteConnection::ColumnNames(std::string_view table) {
 void SqliteConnection::Close() {
   if (database_ == nullptr) return;
   std::optional<RuntimeError> failure;
-  Trap([this] { DropCompanions(); }, [&](const RuntimeError& error) { failure = error; });
+  Trap([this] { attachments().Drop(); }, [&](const RuntimeError& error) { failure = error; });
   {
     // Record sets that are still open keep the file open, but no lock on it.
     const std::lock_guard lock(database_->Mutex());

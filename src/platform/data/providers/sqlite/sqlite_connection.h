@@ -17,7 +17,9 @@ class SqliteConnection final : public Connection {
   std::int64_t Execute(std::string_view sql) override;
   RecordsetPtr OpenRecordset(std::string_view sql) override;
   std::unique_ptr<Statement> Prepare(std::string_view sql) override;
-  bool TellsQueries() const override { return true; }
+  Capabilities capabilities() const override {
+    return {.dialect = Dialect::kSqlite, .atomic_statements = true, .announces_queries = true};
+  }
   // A transaction takes the write lock at once, so that it cannot fail half way for want of it. Begin and
   // Commit wait for it, see Connection::WatchWaits.
   void Begin() override;
@@ -31,7 +33,6 @@ class SqliteConnection final : public Connection {
   // An open transaction is rolled back.
   void Close() override;
   bool IsOpen() const override { return database_ != nullptr; }
-  std::string_view ProviderName() const override { return "sqlite"; }
 
  private:
   // Error 3704 when closed.

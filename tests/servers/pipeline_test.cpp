@@ -1,6 +1,7 @@
 // Statements sent to PostgreSQL without waiting for their answers.
 #include <gmock/gmock.h>
 
+#include "platform/data/pipeline.h"
 #include "servers/postgres_fixture.h"
 #include "support/expect_error.h"
 
@@ -11,7 +12,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-class LateWorkOnPostgres : public testing::PostgresTest {
+class PipelineOnPostgres : public testing::PostgresTest {
  protected:
   void SetUp() override {
     PostgresTest::SetUp();
@@ -25,20 +26,22 @@ class LateWorkOnPostgres : public testing::PostgresTest {
   }
 
   // Numbers sent late, and stored again one by one where it must be.
-  class Numbers : public LateWork {
+  class Numbers : public PipelineSender {
    public:
     Numbers(Connection& connection, Statement& insert)
-        : insert_(insert), again_(connection.Prepare("INSERT INTO t VALUES (?)")) {}
+        : pipeline_(*connection.pipeline()),
+          insert_(insert),
+          again_(connection.Prepare("INSERT INTO t VALUES (?)")) {}
     void Send(std::int64_t number) {
       insert_.BindInteger(0, number);
-      insert_.ExecuteLater(*this);
+      pipeline_.Send(insert_, *this);
       under_way.push_back(number);
     }
-    void LateWorkStands() override {
+    void PipelineSucceeded() override {
       ++stood;
       under_way.clear();
     }
-    void DoLateWorkAgain() override {
+    void RetryPipeline() override {
       ++again;
       for (const std::int64_t number : std::exchange(under_way, {})) {
         again_->BindInteger(0, number);
@@ -53,6 +56,7 @@ class LateWorkOnPostgres : public testing::PostgresTest {
     int again = 0;
 
    private:
+    Pipeline& pipeline_;
     Statement& insert_;
     std::unique_ptr<Statement> again_;
   };
@@ -60,7 +64,7 @@ class LateWorkOnPostgres : public testing::PostgresTest {
   std::unique_ptr<Statement> insert;
 };
 
-TEST_F(LateWorkOnPostgres, StandsWithTheCommit) {
+TEST_F(PipelineOnPostgres, StandsWithTheCommit) {
   Numbers numbers(*connection, *insert);
   EXPECT_ERROR_TEXT(numbers.Send(1), ErrorNumber::kDatabase, HasSubstr("Keine Transaktion"));
   connection->Begin();
@@ -72,11 +76,11 @@ TEST_F(LateWorkOnPostgres, StandsWithTheCommit) {
   EXPECT_EQ(Text("SELECT count(*) FROM t"), "1000");
 }
 
-TEST_F(LateWorkOnPostgres, AnErrorAmongItHitsItsOwnStatementAlone) {
+TEST_F(PipelineOnPostgres, AnErrorAmongItHitsItsOwnStatementAlone) {
   Numbers numbers(*connection, *insert);
   connection->Begin();
   for (const int number : {1, 2, -3, 4, 2, 5}) numbers.Send(number);
-  connection->FinishLateWork();
+  connection->pipeline()->Flush();
   EXPECT_EQ(numbers.again, 1);
   EXPECT_THAT(numbers.errors, ElementsAre(HasSubstr("check constraint"), HasSubstr("duplicate key")));
   numbers.Send(6);
@@ -84,7 +88,7 @@ TEST_F(LateWorkOnPostgres, AnErrorAmongItHitsItsOwnStatementAlone) {
   EXPECT_EQ(Text("SELECT string_agg(a::text, ' ' ORDER BY a) FROM t"), "1 2 4 5 6");
 }
 
-TEST_F(LateWorkOnPostgres, AQuerySeesWhatWasSentBeforeIt) {
+TEST_F(PipelineOnPostgres, AQuerySeesWhatWasSentBeforeIt) {
   Numbers numbers(*connection, *insert);
   connection->Begin();
   numbers.Send(1);
@@ -100,7 +104,7 @@ TEST_F(LateWorkOnPostgres, AQuerySeesWhatWasSentBeforeIt) {
   EXPECT_EQ(Text("SELECT count(*) FROM t"), "3");
 }
 
-TEST_F(LateWorkOnPostgres, AQueryThatFailsCostsNothingOfIt) {
+TEST_F(PipelineOnPostgres, AQueryThatFailsCostsNothingOfIt) {
   Numbers numbers(*connection, *insert);
   connection->Begin();
   numbers.Send(1);
@@ -119,7 +123,7 @@ TEST_F(LateWorkOnPostgres, AQueryThatFailsCostsNothingOfIt) {
   EXPECT_EQ(Text("SELECT count(*) FROM t"), "2");
 }
 
-TEST_F(LateWorkOnPostgres, EveryOtherCallEndsItFirst) {
+TEST_F(PipelineOnPostgres, EveryOtherCallEndsItFirst) {
   Numbers numbers(*connection, *insert);
   Numbers others(*connection, *insert);
   connection->Begin();
@@ -137,7 +141,7 @@ TEST_F(LateWorkOnPostgres, EveryOtherCallEndsItFirst) {
   EXPECT_EQ(Text("SELECT string_agg(a::text, ' ' ORDER BY a) FROM t"), "11 12");
 }
 
-TEST_F(LateWorkOnPostgres, ARecordSetIsReadOnAmongIt) {
+TEST_F(PipelineOnPostgres, ARecordSetIsReadOnAmongIt) {
   Numbers numbers(*connection, *insert);
   connection->Begin();
   const RecordsetPtr rows = connection->OpenRecordset("SELECT i FROM generate_series(1, 3000) AS i");
@@ -146,7 +150,7 @@ TEST_F(LateWorkOnPostgres, ARecordSetIsReadOnAmongIt) {
   EXPECT_EQ(Text("SELECT count(*) FROM t"), "3000");
 }
 
-TEST_F(LateWorkOnPostgres, AServerThatGoesAwayFailsAllOfIt) {
+TEST_F(PipelineOnPostgres, AServerThatGoesAwayFailsAllOfIt) {
   Numbers numbers(*connection, *insert);
   connection->Begin();
   numbers.Send(1);
@@ -161,7 +165,7 @@ TEST_F(LateWorkOnPostgres, AServerThatGoesAwayFailsAllOfIt) {
   EXPECT_EQ(Text("SELECT count(*) FROM t"), "0");
 }
 
-TEST_F(LateWorkOnPostgres, AKeptStatementIsPlannedAnewAsItsTableGrows) {
+TEST_F(PipelineOnPostgres, AKeptStatementIsPlannedAnewAsItsTableGrows) {
   const auto query = connection->Prepare("SELECT a FROM t WHERE a = ?");
   const auto uses_until_planned_anew = [&] {
     const auto name = [&] {

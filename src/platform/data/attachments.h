@@ -1,0 +1,58 @@
+// What others keep with a connection for as long as it is open: a write group, settings read from it.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <typeindex>
+#include <utility>
+#include <vector>
+
+namespace kestrel {
+
+// Called under the connection's CallMutex, but for the Flush before it closes.
+class Attachment {
+ public:
+  Attachment() = default;
+  Attachment(const Attachment&) = delete;
+  Attachment& operator=(const Attachment&) = delete;
+  virtual ~Attachment() = default;
+  // The connection is about to begin a transaction of its caller's, or to close: finish what is pending.
+  virtual void Flush() {}
+  // The connection is about to run a query; told only where Capabilities::announces_queries. Raises nothing.
+  virtual void BeforeQuery() {}
+};
+
+// The attachments of one connection.
+class Attachments {
+ public:
+  // The one of that class, made by Kind(connection) at the first use and dropped when the connection closes.
+  template <class Kind, class Connection>
+  Kind& Of(Connection& connection) {
+    const std::lock_guard lock(connection.CallMutex());
+    for (const auto& [type, attachment] : attachments_) {
+      if (type == typeid(Kind)) return static_cast<Kind&>(*attachment);
+    }
+    attachments_.emplace_back(typeid(Kind), std::make_unique<Kind>(connection));
+    return static_cast<Kind&>(*attachments_.back().second);
+  }
+
+  // Every provider's Begin calls this first.
+  void Flush() {
+    for (const auto& [type, attachment] : attachments_) attachment->Flush();
+  }
+  void BeforeQuery() {
+    for (const auto& [type, attachment] : attachments_) attachment->BeforeQuery();
+  }
+  // Every provider's Close calls this first, and its destructor calls Close. Not under the CallMutex, as an
+  // attachment may wait for a thread that needs it.
+  void Drop() {
+    // Dropped even where flushing fails, so that none outlives the connection.
+    const auto leaving = std::exchange(attachments_, {});
+    for (const auto& [type, attachment] : leaving) attachment->Flush();
+  }
+
+ private:
+  std::vector<std::pair<std::type_index, std::unique_ptr<Attachment>>> attachments_;
+};
+
+}  // namespace kestrel

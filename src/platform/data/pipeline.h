@@ -1,0 +1,39 @@
+// Statements sent one behind the other without waiting for their answers, for connections that can: see
+// Connection::pipeline.
+#pragma once
+
+#include "platform/data/connection.h"
+
+namespace kestrel {
+
+// Who sends statements through a pipeline. Called under the connection's CallMutex, from whatever call found
+// out.
+class PipelineSender {
+ public:
+  PipelineSender() = default;
+  PipelineSender(const PipelineSender&) = delete;
+  PipelineSender& operator=(const PipelineSender&) = delete;
+  virtual ~PipelineSender() = default;
+  // All statements sent since the last call of either member stand in the transaction.
+  virtual void PipelineSucceeded() = 0;
+  // At least one of them failed, and all are rolled back: do their work again, this time with Execute. Raises
+  // nothing.
+  virtual void RetryPipeline() = 0;
+};
+
+class Pipeline {
+ public:
+  Pipeline() = default;
+  Pipeline(const Pipeline&) = delete;
+  Pipeline& operator=(const Pipeline&) = delete;
+  virtual ~Pipeline() = default;
+  // Sends a statement of this connection's that returns no rows, with the values bound to it, and goes on at
+  // once. Only inside a transaction. `sender`, which lives until it is told, is told later. Error 438 for a
+  // statement of another connection's kind, 3000 for what keeps it from being sent.
+  virtual void Send(Statement& statement, PipelineSender& sender) = 0;
+  // Waits for the answers and tells the sender. Every call of the connection that is no query does so first; a
+  // query sees what was sent before it. Raises nothing.
+  virtual void Flush() = 0;
+};
+
+}  // namespace kestrel
