@@ -9,7 +9,6 @@
 #include <string>
 #include <string_view>
 
-#include "platform/base/file.h"
 #include "platform/base/file_descriptor.h"
 #include "platform/base/runtime_error.h"
 #include "platform/data/recordset.h"
@@ -32,8 +31,6 @@ class FileInMemory {
   FileDescriptor file_;
 };
 
-inline FileContent AsFileContent(std::string_view bytes) { return ReadFileContent(FileInMemory(bytes).path()); }
-
 // Runs a step that may fail in words; anything else that it raises is the fuzzer's find.
 template <class Step>
 void MayFail(Step&& step) {
@@ -42,6 +39,12 @@ void MayFail(Step&& step) {
   } catch (const RuntimeError&) {
     return;
   }
+}
+
+// Reads the cells of a row.
+template <class ReadCell>
+void ReadCells(std::size_t columns, ReadCell&& read) {
+  for (std::size_t column = 0; column < columns; ++column) MayFail([&] { read(column); });
 }
 
 // Reads every cell.

@@ -89,7 +89,7 @@ const CatalogEntry* Catalog::Find(std::string_view name) const {
   return found == entries_.end() ? nullptr : &*found;
 }
 
-RuntimeError LinkedTableError(const CatalogEntry& entry) {
+FormatError LinkedTableError(const CatalogEntry& entry) {
   std::string text = "Die Tabelle '" + entry.name + "' ist nur verknüpft; ihre Daten liegen ";
   if (entry.kind == ObjectKind::kOdbcTable) {
     text += "in einer ODBC-Datenquelle";
@@ -97,7 +97,7 @@ RuntimeError LinkedTableError(const CatalogEntry& entry) {
     text += "in der Datei '" + entry.linked_file + "'";
   }
   if (!entry.linked_table.empty()) text += " (Tabelle '" + entry.linked_table + "')";
-  return RuntimeError(ErrorNumber::kDatabase, text + ". Bitte diese Quelle unmittelbar angeben.");
+  return FormatError(text + ". Bitte diese Quelle unmittelbar angeben.");
 }
 
 }  // namespace kestrel::access

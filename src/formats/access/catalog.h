@@ -42,6 +42,6 @@ class Catalog {
 };
 
 // The error for a linked table: 3000, naming table and file.
-RuntimeError LinkedTableError(const CatalogEntry& entry);
+FormatError LinkedTableError(const CatalogEntry& entry);
 
 }  // namespace kestrel::access

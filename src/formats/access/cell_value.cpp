@@ -89,11 +89,10 @@ std::string GuidText(std::string_view bytes) {
 
 }  // namespace
 
-RuntimeError UnreadableColumn(std::string_view table, const Column& column) {
-  return RuntimeError(ErrorNumber::kDatabase,
-                      "Das Feld '" + column.name + "' der Tabelle '" + std::string(table) +
-                          "' kann nicht gelesen werden: " + WhyUnreadable(column).value_or("") +
-                          ". Wer seine Werte braucht, überträgt sie in Access in ein Textfeld.");
+FormatError UnreadableColumn(std::string_view table, const Column& column) {
+  return FormatError("Das Feld '" + column.name + "' der Tabelle '" + std::string(table) +
+                     "' kann nicht gelesen werden: " + WhyUnreadable(column).value_or("") +
+                     ". Wer seine Werte braucht, überträgt sie in Access in ein Textfeld.");
 }
 
 bool CanBeNull(const Column& column) { return column.kind != ColumnKind::kBoolean || column.calculated; }

@@ -17,7 +17,7 @@ std::string_view CellText(const JetFile& file, const Column& column, std::string
                           std::string& buffer);
 
 // The error for a column that is left out: 3000, naming table, column, reason and a way out.
-RuntimeError UnreadableColumn(std::string_view table, const Column& column);
+FormatError UnreadableColumn(std::string_view table, const Column& column);
 
 // A truth value that is stored beside the null marks cannot be null; what looks like it is false.
 bool CanBeNull(const Column& column);

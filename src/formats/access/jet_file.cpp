@@ -42,9 +42,11 @@ constexpr std::uint16_t kRowIsSkipped = 0x8000;
 
 constexpr const char* kCopyAgain = "Bitte die Datei noch einmal vollständig kopieren.";
 
-RuntimeError NotReadable(std::string text) { return RuntimeError(ErrorNumber::kDatabase, std::move(text)); }
+FormatError NotReadable(std::string text, FilePlace place = {}) {
+  return FormatError(std::move(text), std::move(place));
+}
 
-RuntimeError WrongPassword(std::string_view given) {
+FormatError WrongPassword(std::string_view given) {
   return NotReadable(std::string(given.empty() ? "Die Access-Datenbank ist mit einem Kennwort geschützt."
                                                : "Kein zulässiges Kennwort für die Access-Datenbank.") +
                      " Bitte das Kennwort angeben, mit dem sie in Access geöffnet wird (Password).");
@@ -130,6 +132,15 @@ void JetFile::OpenOfficeEncryption(std::string_view password) {
   if (cipher_ == nullptr) throw WrongPassword(password);
 }
 
+FilePlace JetFile::PlaceOf(std::uint64_t page) const {
+  return {.file = name_, .offset = page * page_size_, .page = page};
+}
+
+// Pages are views of the content.
+std::uint64_t JetFile::NumberOf(const RawBytes& page) const {
+  return static_cast<std::size_t>(page.view().data() - content_.data()) / page_size_;
+}
+
 std::string JetFile::Shortage(std::uint64_t last_page) const {
   return "Die Datei" + (name_.empty() ? "" : " " + name_) + " hat " + std::to_string(content_.size()) +
          " Bytes; bis zur Seite " + std::to_string(last_page) + " sind mindestens " +
@@ -138,8 +149,9 @@ std::string JetFile::Shortage(std::uint64_t last_page) const {
 
 RawBytes JetFile::Page(std::uint32_t page) const {
   if (page >= page_count_) {
-    throw NotReadable("Die Access-Datei ist unvollständig: die Seite " + std::to_string(page) + " fehlt. " +
-                      Shortage(page));
+    throw NotReadable(
+        "Die Access-Datei ist unvollständig: die Seite " + std::to_string(page) + " fehlt. " + Shortage(page),
+        PlaceOf(page));
   }
   const std::span<char> bytes = std::span(content_).subspan(page * page_size_, page_size_);
   // The header is the only page that is never encrypted.
@@ -158,13 +170,13 @@ std::uint32_t JetFile::RowsOnPage(const RawBytes& page) const {
 
 StoredRow JetFile::RowOnPage(const RawBytes& page, std::uint32_t row) const {
   const std::uint32_t rows = RowsOnPage(page);
-  if (row >= rows) throw Damaged("Verweis auf einen fehlenden Datensatz");
+  if (row >= rows) throw Damaged("Verweis auf einen fehlenden Datensatz", PlaceOf(NumberOf(page)));
   const std::size_t offsets = jet3_ ? 10 : 14;
   const std::uint16_t entry = page.U16(offsets + row * 2);
   const std::size_t start = entry & kRowOffsetMask;
   const std::size_t end = row == 0 ? page.size() : page.U16(offsets + (row - 1) * 2) & kRowOffsetMask;
   if (start < offsets + rows * 2 || start > end || end > page.size()) {
-    throw Damaged("ein Datensatz liegt außerhalb seiner Seite");
+    throw Damaged("ein Datensatz liegt außerhalb seiner Seite", PlaceOf(NumberOf(page)));
   }
   return {page.Part(start, end - start), (entry & kRowIsSkipped) != 0,
           (entry & (kRowIsLookup | kRowIsSkipped)) == kRowIsLookup};
@@ -178,7 +190,7 @@ std::string_view JetFile::Row(RowPointer pointer) const {
     if (!row.lookup) return row.bytes;
     pointer = RawBytes(row.bytes).U32(0);
   }
-  throw Damaged("ein Datensatz verweist im Kreis");
+  throw Damaged("ein Datensatz verweist im Kreis", PlaceOf(PageOf(pointer)));
 }
 
 std::string_view JetFile::DecodeText(std::string_view stored, std::string& text) const {

@@ -48,6 +48,8 @@ class JetFile {
   bool HasPage(std::uint64_t page) const { return page < page_count_; }
   // That pages up to this one are missing: how long the file is and would have to be, for a sentence.
   std::string Shortage(std::uint64_t last_page) const;
+  // Of the beginning of a page, there or missing.
+  FilePlace PlaceOf(std::uint64_t page) const;
   const std::string& name() const { return name_; }
   const std::optional<FileIdentity>& identity() const { return identity_; }
 
@@ -55,9 +57,9 @@ class JetFile {
   RawBytes Page(std::uint32_t page) const;
   // How many rows a page has room entries for. 0 where that does not fit on the page.
   std::uint32_t RowsOnPage(const RawBytes& page) const;
-  // A row of a data page. Raises 3000 where it does not lie within the page.
+  // A row of a data page of this file. Raises 3000, with the page, where it does not lie within the page.
   StoredRow RowOnPage(const RawBytes& page, std::uint32_t row) const;
-  // The bytes of a row, lookups followed.
+  // The bytes of a row, lookups followed. Raises 3000, with the page, where that leads astray.
   std::string_view Row(RowPointer pointer) const;
 
   // Text as the format stores it, as UTF-8: a view of `text`, which is overwritten, or of `stored` where that
@@ -65,6 +67,7 @@ class JetFile {
   std::string_view DecodeText(std::string_view stored, std::string& text) const;
 
  private:
+  std::uint64_t NumberOf(const RawBytes& page) const;
   void ReadHeader(std::string_view password);
   // Sets the cipher of an .accdb, where the password is right.
   void OpenOfficeEncryption(std::string_view password);

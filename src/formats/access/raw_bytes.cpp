@@ -1,11 +1,13 @@
 #include "formats/access/raw_bytes.h"
 
+#include <utility>
+
 namespace kestrel::access {
 
-RuntimeError Damaged(std::string_view what) {
-  return RuntimeError(ErrorNumber::kDatabase,
-                      "Die Access-Datei ist beschädigt (" + std::string(what) +
-                          "). Bitte die Datei in Access komprimieren und reparieren oder neu exportieren.");
+FormatError Damaged(std::string_view what, FilePlace place) {
+  return FormatError("Die Access-Datei ist beschädigt (" + std::string(what) +
+                         "). Bitte die Datei in Access komprimieren und reparieren oder neu exportieren.",
+                     std::move(place));
 }
 
 }  // namespace kestrel::access

@@ -7,12 +7,11 @@
 #include <string_view>
 
 #include "platform/base/byte_span.h"
-#include "platform/base/runtime_error.h"
 
 namespace kestrel::access {
 
-// The error for a file that contradicts itself: 3000, saying which structure it was and a way out.
-RuntimeError Damaged(std::string_view what);
+// The error for a file that contradicts itself: which structure it was, and a way out.
+FormatError Damaged(std::string_view what, FilePlace place = {});
 
 // Byte_span.h's reading, for pieces that are texts as often as numbers.
 class RawBytes {

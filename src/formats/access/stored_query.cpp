@@ -47,7 +47,7 @@ constexpr int kPercent = 0x20;
 constexpr int kLeftJoin = 2;
 constexpr int kRightJoin = 3;
 
-RuntimeError WrongKind(const CatalogEntry& query, int type) {
+FormatError WrongKind(const CatalogEntry& query, int type) {
   constexpr const char* kOtherSource = "Bitte die Tabelle selbst oder eine Auswahlabfrage angeben.";
   switch (type) {
     case kCrosstab: return QueryError(query, kCrosstabReason);
@@ -124,10 +124,10 @@ void CountTop(const std::string& count, int flags, SelectStatement& select) {
 
 }  // namespace
 
-RuntimeError QueryError(const CatalogEntry& query, const std::string& reason, const char* advice) {
+FormatError QueryError(const CatalogEntry& query, const std::string& reason, const char* advice) {
   std::string text = "Die Abfrage '" + query.name + "' kann nicht gelesen werden: " + reason;
   if (!reason.ends_with('.')) text += std::string(". ") + advice;
-  return RuntimeError(ErrorNumber::kDatabase, std::move(text));
+  return FormatError(std::move(text));
 }
 
 StoredQueries::StoredQueries(const JetFilePtr& file, const Catalog& catalog) {
@@ -136,8 +136,7 @@ StoredQueries::StoredQueries(const JetFilePtr& file, const Catalog& catalog) {
   TableReader table(file, entry->Place());
   // A query that lost its condition would give more rows than it has.
   if (const auto loss = table.Loss(entry->name); loss && table.LacksPages()) {
-    throw RuntimeError(ErrorNumber::kDatabase,
-                       "Die Abfragen der Datei sind nicht mehr vollständig. " + loss->Description());
+    throw FormatError("Die Abfragen der Datei sind nicht mehr vollständig. " + loss->Description());
   }
   const std::size_t object = table.RequireColumn("ObjectId");
   const std::size_t attribute = table.RequireColumn("Attribute");

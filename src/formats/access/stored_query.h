@@ -19,7 +19,7 @@ inline constexpr const char* kMakeTable =
 
 // The error for a query that cannot be run: 3000, naming it, why, and what to do. A reason of whole sentences
 // (with a full stop) says that itself.
-RuntimeError QueryError(const CatalogEntry& query, const std::string& reason, const char* advice = kMakeTable);
+FormatError QueryError(const CatalogEntry& query, const std::string& reason, const char* advice = kMakeTable);
 
 class StoredQueries {
  public:

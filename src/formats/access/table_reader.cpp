@@ -15,7 +15,7 @@ TableReader::TableReader(JetFilePtr file, const TablePlace& place)
       rows_(ListRows(*file_, table_, place.page)),
       texts_(table_.columns.size()) {}
 
-std::optional<RuntimeError> TableReader::Loss(std::string_view table) const {
+std::optional<FormatError> TableReader::Loss(std::string_view table) const {
   const bool fewer = RowCount() < PromisedRows();
   if (!rows_.missing_page && !fewer) return std::nullopt;
   std::string text = "Von der Tabelle '" + std::string(table) + "' fehlen Datensätze: lesbar sind " +
@@ -23,10 +23,10 @@ std::optional<RuntimeError> TableReader::Loss(std::string_view table) const {
   if (fewer) text += " von " + std::to_string(PromisedRows());
   text += ". ";
   if (rows_.missing_page)
-    return RuntimeError(ErrorNumber::kDatabase, text + file_->Shortage(*rows_.missing_page));
+    return FormatError(text + file_->Shortage(*rows_.missing_page), file_->PlaceOf(*rows_.missing_page));
   text += "Die Access-Datei " + (file_->name().empty() ? "" : file_->name() + " ") +
           "ist beschädigt. Bitte die Datei in Access komprimieren und reparieren oder neu exportieren.";
-  return RuntimeError(ErrorNumber::kDatabase, std::move(text));
+  return FormatError(std::move(text), {.file = file_->name()});
 }
 
 std::optional<std::size_t> TableReader::FindColumn(std::string_view name) const {

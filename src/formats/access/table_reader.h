@@ -22,7 +22,7 @@ class TableReader {
   std::size_t RowCount() const { return rows_.pointers.size(); }
   // Why there are fewer rows than the table had, for a person who knows it by `table`; none where all are
   // there.
-  std::optional<RuntimeError> Loss(std::string_view table) const;
+  std::optional<FormatError> Loss(std::string_view table) const;
   // The part of that which needs no trust in the number of rows, which Access keeps loosely for its own tables.
   bool LacksPages() const { return rows_.missing_page.has_value(); }
   // How many rows the table had, as the file tells.

@@ -29,7 +29,7 @@ MemoFile::MemoFile(Bytes file, MemoKind kind) : file_(file), kind_(kind) {
 
 Bytes MemoFile::Read(std::uint32_t block) const {
   const std::size_t offset = std::size_t{block} * block_size_;
-  if (offset >= file_.size()) RaiseDamaged("ein Memotext liegt außerhalb der Memodatei");
+  if (offset >= file_.size()) RaiseDamaged("ein Memotext liegt außerhalb der Memodatei", {.offset = offset});
   return kind_ == MemoKind::kFpt ? ReadFpt(offset) : ReadDbt(offset);
 }
 
@@ -37,22 +37,25 @@ Bytes MemoFile::ReadDbt(std::size_t offset) const {
   const Bytes rest = Rest(file_, offset);
   if (rest.size() >= kMemoHead && ReadU32(rest, 0) == kMemoMark) {
     const std::uint32_t length = ReadU32(rest, 4);
-    if (length < kMemoHead || length > rest.size()) RaiseDamaged("ein Memotext ist länger als die Memodatei");
+    if (length < kMemoHead || length > rest.size())
+      RaiseDamaged("ein Memotext ist länger als die Memodatei", {.offset = offset});
     return Part(rest, kMemoHead, length - kMemoHead);
   }
   // dBase III tells no length; a text without its closing mark goes to the end of the file, unless that was cut
   // off: its last block need not be full, but it is there.
   const std::size_t end = CharactersOf(rest).find(kEndOfText);
   if (end != std::string_view::npos) return rest.first(end);
-  if (file_.size() + block_size_ <= told_size_) RaiseDamaged("die Memodatei endet innerhalb des Memotexts");
+  if (file_.size() + block_size_ <= told_size_)
+    RaiseDamaged("die Memodatei endet innerhalb des Memotexts", {.offset = offset});
   return rest;
 }
 
 Bytes MemoFile::ReadFpt(std::size_t offset) const {
   const Bytes rest = Rest(file_, offset);
-  if (rest.size() < kMemoHead) RaiseDamaged("ein Memotext liegt außerhalb der Memodatei");
+  if (rest.size() < kMemoHead) RaiseDamaged("ein Memotext liegt außerhalb der Memodatei", {.offset = offset});
   const std::uint32_t length = ReadU32BigEndian(rest, 4);
-  if (length > rest.size() - kMemoHead) RaiseDamaged("ein Memotext ist länger als die Memodatei");
+  if (length > rest.size() - kMemoHead)
+    RaiseDamaged("ein Memotext ist länger als die Memodatei", {.offset = offset});
   return Part(rest, kMemoHead, length);
 }
 

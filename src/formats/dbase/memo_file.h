@@ -15,7 +15,7 @@ class MemoFile {
   // Views `file`, which must outlive this.
   MemoFile(Bytes file, MemoKind kind);
 
-  // The memo that begins at the block; error 3000 where it does not lie within the file.
+  // The memo that begins at the block; FormatError, with its offset, where it does not lie within the file.
   Bytes Read(std::uint32_t block) const;
 
  private:

@@ -29,10 +29,6 @@ class RecordWindow {
     if (record - first_ >= count_) Load(record);
     return bytes_ + (record - first_) * record_length_;
   }
-  // The same for one that is in memory; nullptr for others.
-  const char* Present(std::size_t record) const {
-    return record - first_ < count_ ? bytes_ + (record - first_) * record_length_ : nullptr;
-  }
   // Once every record was asked for: raises 75 where they were not all of one state of the file.
   void RequireOneState();
 

@@ -1,8 +1,20 @@
 #include "formats/dbase/table_file.h"
 
+#include "platform/base/file.h"
 #include "platform/base/runtime_error.h"
+#include "platform/base/text.h"
 
 namespace kestrel::dbase {
+
+std::optional<std::string> FindFile(const std::string& folder, std::string_view name) {
+  const std::string exact = JoinPath(folder, name);
+  if (FileExists(exact)) return exact;
+  const std::string wanted = UpperCase(name);
+  for (std::string& path : ListFiles(folder)) {
+    if (UpperCase(FileNameOfPath(path)) == wanted) return std::move(path);
+  }
+  return std::nullopt;
+}
 
 TableFile TableFile::Of(std::string_view bytes) {
   TableFile file;

@@ -10,6 +10,10 @@
 
 namespace kestrel::dbase {
 
+// The file of the folder whose name is `name` in any case; one written exactly so comes first. Raises 76 where
+// the folder is missing.
+std::optional<std::string> FindFile(const std::string& folder, std::string_view name);
+
 class TableFile {
  public:
   // Raises what opening raises, with the path. The file stays open as long as this lives.

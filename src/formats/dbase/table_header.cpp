@@ -16,6 +16,7 @@ constexpr std::uint8_t kDescriptorsEnd = 0x0D;
 // What tells where the records begin is a number of two bytes.
 constexpr std::size_t kLongestHead = 0xFFFF;
 constexpr std::size_t kPreambleSize = 32;
+constexpr std::size_t kRecordLength = 10;  // where its length stands
 
 constexpr std::uint8_t kHiddenColumn = 0x01;
 constexpr std::uint8_t kNullableColumn = 0x02;
@@ -141,9 +142,8 @@ std::optional<int> CodePageOfDriver(std::string_view name) {
 }
 
 void ReadLanguage(Bytes head, Header& header) {
-  constexpr std::size_t kMark = 29;
   constexpr std::size_t kDriver = 32;
-  const std::uint8_t mark = ReadU8(head, kMark);
+  const std::uint8_t mark = ReadU8(head, kLanguageMark);
   header.code_page = CodePageOf(mark);
   if (!header.code_page && header.is_level7)
     header.code_page = CodePageOfDriver(CharactersOf(Part(head, kDriver, 32)));
@@ -152,23 +152,25 @@ void ReadLanguage(Bytes head, Header& header) {
 
 // `head`: the beginning of a file of `file_size` bytes, all of it that belongs to the head.
 Header ReadHeader(Bytes head, std::size_t file_size) {
-  if (head.size() < kPreambleSize) RaiseDamaged("sie ist zu kurz für eine dBase-Tabelle");
+  if (head.size() < kPreambleSize)
+    RaiseDamaged("sie ist zu kurz für eine dBase-Tabelle", {.offset = head.size()});
   const std::uint8_t version = ReadU8(head, 0);
   constexpr std::uint8_t kDbase2 = 0x02;
   if (version == kDbase2) {
-    throw RuntimeError(
-        ErrorNumber::kDatabase,
+    throw FormatError(
         "Die Tabelle ist von dBase II; sie muss mit einem neueren Programm als Tabelle von dBase III "
-        "oder später gespeichert werden, bevor sie gelesen werden kann");
+        "oder später gespeichert werden, bevor sie gelesen werden kann",
+        {.offset = 0});
   }
   if (!IsKnownVersion(version)) {
-    throw RuntimeError(ErrorNumber::kDatabase, "Die Datei ist keine dBase-Tabelle");
+    throw FormatError("Die Datei ist keine dBase-Tabelle", {.offset = 0});
   }
   Header header;
   header.is_visual_foxpro = IsVisualFoxPro(version);
   header.first_record = ReadU16(head, 8);
-  header.record_length = ReadU16(head, 10);
-  if (header.first_record > head.size()) RaiseDamaged("der Tabellenkopf ist unvollständig");
+  header.record_length = ReadU16(head, kRecordLength);
+  if (header.first_record > head.size())
+    RaiseDamaged("der Tabellenkopf ist unvollständig", {.offset = head.size()});
   head = head.first(header.first_record);
 
   // Some programs give their tables the mark of level 7 and write them as older ones are.
@@ -176,10 +178,10 @@ Header ReadHeader(Bytes head, std::size_t file_size) {
   header.is_level7 = (version & 0x07) == 0x04 && RecordLength(descriptors) != header.record_length;
   if (header.is_level7) descriptors = ReadDescriptors(head, kLevel7Layout);
   ReadLanguage(head, header);
-  if (descriptors.empty()) RaiseDamaged("der Tabellenkopf nennt keine Spalten");
+  if (descriptors.empty()) RaiseDamaged("der Tabellenkopf nennt keine Spalten", {.offset = kPreambleSize});
   WidenLongTexts(descriptors, header.record_length);
   if (RecordLength(descriptors) > header.record_length) {
-    RaiseDamaged("die Spalten sind zusammen länger als ein Satz");
+    RaiseDamaged("die Spalten sind zusammen länger als ein Satz", {.offset = kRecordLength});
   }
   header.memo = MemoKindOf(version, descriptors);
   PlaceColumns(header, descriptors);

@@ -13,6 +13,9 @@
 
 namespace kestrel::dbase {
 
+// Offset in the file of the byte that tells the code page.
+inline constexpr std::size_t kLanguageMark = 29;
+
 // What a memo column points into.
 enum class MemoKind { kNone, kDbt, kFpt };
 
@@ -49,7 +52,7 @@ struct Header {
   std::size_t null_flags_length = 0;
 };
 
-// Reads the head of a table's file. Error 3000 where the bytes are no dBase table, one of dBase II, or their
+// Reads the head of a table's file. FormatError where the bytes are no dBase table, one of dBase II, or their
 // lengths contradict each other; else what reading raises.
 Header ReadHeader(const TableFile& file);
 

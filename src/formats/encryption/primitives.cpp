@@ -13,9 +13,7 @@ namespace {
 constexpr std::size_t kAesBlock = 16;
 
 [[noreturn]] void RaiseFailed() {
-  throw RuntimeError(
-      ErrorNumber::kDatabase,
-      "Die Datei lässt sich nicht entschlüsseln: das Verfahren wird auf diesem Rechner nicht angeboten");
+  throw FormatError("Die Datei lässt sich nicht entschlüsseln: das Verfahren wird auf diesem Rechner nicht angeboten");
 }
 
 // OpenSSL answers 1 for success.
@@ -153,8 +151,7 @@ std::string Utf16Bytes(std::string_view text) {
 }
 
 void RaiseUnknownEncryption(const std::string& method) {
-  throw RuntimeError(ErrorNumber::kDatabase,
-                     "Die Datei ist auf eine Art verschlüsselt, die nicht bekannt ist (" + method +
+  throw FormatError("Die Datei ist auf eine Art verschlüsselt, die nicht bekannt ist (" + method +
                          "); sie muss mit ihrem eigenen Programm ohne Kennwort gespeichert werden");
 }
 

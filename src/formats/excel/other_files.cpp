@@ -11,7 +11,7 @@ constexpr std::string_view kSaveAsWorkbook =
     "; sie muss mit ihrem Programm als Excel-Arbeitsmappe (.xlsx oder .xls) gespeichert werden";
 
 [[noreturn]] void RaiseIs(std::string_view kind, std::string_view way_out) {
-  throw RuntimeError(ErrorNumber::kDatabase, "Die Datei ist keine Excel-Arbeitsmappe, sondern " +
+  throw FormatError("Die Datei ist keine Excel-Arbeitsmappe, sondern " +
                                                  std::string(kind) + std::string(way_out));
 }
 
@@ -34,9 +34,7 @@ void RaiseOtherContent(const CompoundFile& container) {
     RaiseIs("ein Word-Dokument (.doc)", "; die Tabelle darin muss in eine Arbeitsmappe kopiert werden");
   if (container.FindStream("PowerPoint Document")) RaiseIs("eine PowerPoint-Präsentation (.ppt)", "");
   if (container.FindStream("__properties_version1.0")) RaiseIs("eine Outlook-Nachricht (.msg)", "");
-  throw RuntimeError(
-      ErrorNumber::kDatabase,
-      "Die Datei enthält keine Excel-Arbeitsmappe; sie ist beschädigt oder gehört zu einem anderen Programm");
+  throw FormatError("Die Datei enthält keine Excel-Arbeitsmappe; sie ist beschädigt oder gehört zu einem anderen Programm");
 }
 
 void RaiseOtherContent(const ZipArchive& archive) {
@@ -55,7 +53,7 @@ void RaiseOtherContent(const ZipArchive& archive) {
 }
 
 void RaiseOtherContent(Bytes file) {
-  if (file.empty()) throw RuntimeError(ErrorNumber::kDatabase, "Die Datei ist leer");
+  if (file.empty()) throw FormatError("Die Datei ist leer");
   if (BeginsLike(file, "%PDF")) RaiseIs("ein PDF-Dokument", "");
   if (BeginsLike(file, std::string_view("\0\1\0\0Standard ", 13))) {
     RaiseIs("eine Access-Datenbank", "; als Datenquelle ist \"Microsoft Access-Datenbanken\" zu wählen");
@@ -64,9 +62,7 @@ void RaiseOtherContent(Bytes file) {
   if (head.find("urn:schemas-microsoft-com:office:spreadsheet") != std::string_view::npos) {
     RaiseIs("eine XML-Kalkulationstabelle 2003", kSaveAsWorkbook);
   }
-  throw RuntimeError(
-      ErrorNumber::kDatabase,
-      "Die Datei ist keine Excel-Arbeitsmappe; sie muss aus Excel als .xls oder .xlsx gespeichert "
+  throw FormatError("Die Datei ist keine Excel-Arbeitsmappe; sie muss aus Excel als .xls oder .xlsx gespeichert "
       "sein (eine umbenannte Text- oder HTML-Datei ist keine)");
 }
 

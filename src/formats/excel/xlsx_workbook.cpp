@@ -74,9 +74,7 @@ std::string XlsxWorkbook::FindWorkbookPart() const {
   for (const auto& [id, relation] : ReadRelations("")) {
     if (relation.type != "officeDocument" || archive_.Find(relation.part) == nullptr) continue;
     if (!relation.part.ends_with(".bin")) return relation.part;
-    throw RuntimeError(
-        ErrorNumber::kDatabase,
-        "Die Arbeitsmappe ist binär gespeichert (.xlsb); sie muss als .xlsx oder .xls gespeichert "
+    throw FormatError("Die Arbeitsmappe ist binär gespeichert (.xlsb); sie muss als .xlsx oder .xls gespeichert "
         "werden, bevor sie gelesen werden kann");
   }
   RaiseOtherContent(archive_);

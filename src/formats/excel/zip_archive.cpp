@@ -81,7 +81,7 @@ const ZipArchive::Part* ZipArchive::Find(std::string_view name) const {
 
 Bytes ZipArchive::Packed(const Part& part) const {
   if (part.encrypted) {
-    throw RuntimeError(ErrorNumber::kDatabase, "Das Archiv ist mit einem Kennwort verschlüsselt");
+    throw FormatError("Das Archiv ist mit einem Kennwort verschlüsselt");
   }
   if (part.packed_size == std::numeric_limits<std::uint32_t>::max())
     RaiseDamaged("ein Teil des Archivs ist zu groß");

@@ -7,8 +7,9 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
-#include "platform/base/runtime_error.h"
+#include "platform/base/format_error.h"
 
 namespace kestrel {
 
@@ -20,9 +21,9 @@ inline std::string_view CharactersOf(Bytes bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-// Error 3000: the file is damaged, and `what` says where ("der Tabellenkopf ist unvollständig").
-[[noreturn]] inline void RaiseDamaged(std::string_view what) {
-  throw RuntimeError(ErrorNumber::kDatabase, "Die Datei ist beschädigt: " + std::string(what));
+// Error 3000: the file is damaged; `what` says how ("der Tabellenkopf ist unvollständig"), `place` where.
+[[noreturn]] inline void RaiseDamaged(std::string_view what, FilePlace place = {}) {
+  throw FormatError("Die Datei ist beschädigt: " + std::string(what), std::move(place));
 }
 
 // The part of `bytes` at `offset`; damaged (3000) where it reaches beyond the end.

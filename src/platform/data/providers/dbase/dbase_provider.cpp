@@ -47,17 +47,6 @@ int ParseCodePage(std::string_view text) {
   return number;
 }
 
-// The file of the folder whose name is `name` in any case; one written exactly so comes first.
-std::optional<std::string> FindFile(const std::string& folder, std::string_view name) {
-  const std::string exact = JoinPath(folder, name);
-  if (FileExists(exact)) return exact;
-  const std::string wanted = UpperCase(name);
-  for (std::string& path : ListFiles(folder)) {
-    if (UpperCase(FileNameOfPath(path)) == wanted) return std::move(path);
-  }
-  return std::nullopt;
-}
-
 class DbaseConnection final : public ReadOnlyConnection {
  public:
   DbaseConnection(std::string folder, CodePageChoice choice) : folder_(std::move(folder)), choice_(choice) {}
@@ -75,31 +64,13 @@ class DbaseConnection final : public ReadOnlyConnection {
   std::vector<std::string> ColumnNames(std::string_view table) override {
     RequireOpen();
     const std::string path = FindTable(table);
-    return ReadingFile(path, [&] {
-      const Header header = ReadHeader(TableFile(path));
-      return dbase::ColumnNames(header, ChooseCodePage(header, choice_));
-    });
+    return ReadingFile(path, [&] { return ReadColumnNames(path, choice_); });
   }
 
  protected:
   RecordsetPtr OpenTable(const TableName& table) override {
     const std::string path = FindTable(JoinTableName(table));
-    return ReadingFile(path, [&] {
-      TableFile table(path);
-      Header header = ReadHeader(table);
-      TableFiles files{std::move(table), std::move(header), FileContent()};
-      files.table_path = path;
-      if (files.header.memo != MemoKind::kNone) {
-        const std::string name = MemoName(path, files.header.memo);
-        if (const auto memo = FindFile(ParentFolder(path), name)) {
-          files.memo = ReadFileContent(*memo);
-          files.memo_path = *memo;
-        } else {
-          files.missing_memo = name;
-        }
-      }
-      return DbaseRecordset::Open(std::move(files), choice_);
-    });
+    return ReadingFile(path, [&] { return DbaseRecordset::Open(Table(path, choice_)); });
   }
 
  private:
@@ -111,10 +82,6 @@ class DbaseConnection final : public ReadOnlyConnection {
     }
     throw RuntimeError(ErrorNumber::kDatabase,
                        "Die Tabelle \"" + std::string(name) + "\" gibt es im Ordner " + folder_ + " nicht");
-  }
-
-  static std::string MemoName(const std::string& table_path, MemoKind kind) {
-    return std::string(Stem(FileNameOfPath(table_path))) + (kind == MemoKind::kFpt ? ".fpt" : ".dbt");
   }
 
   std::string folder_;

@@ -5,7 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include "formats/excel/sheet_tables.h"
 #include "platform/base/steady_file.h"
 #include "platform/base/text.h"
 #include "platform/data/providers/excel/sheet_recordset.h"
@@ -35,8 +34,7 @@ class ExcelConnection final : public ReadOnlyConnection {
   std::vector<std::string> ColumnNames(std::string_view name) override {
     RequireOpen();
     return ReadingFile(path_, [&] {
-      const OpenedTable table = OpenSheetTable(path_, name);
-      return excel::ColumnNames(*table.sheet, table.range);
+      return Table::Open(*ReadWorkbook(ReadSteadyFile(path_).content), name, path_).ColumnNames();
     });
   }
 
@@ -44,33 +42,13 @@ class ExcelConnection final : public ReadOnlyConnection {
   RecordsetPtr OpenTable(const TableName& name) override {
     const std::string path = name.size() > 1 ? JoinTableName({name.begin(), name.end() - 1}) : path_;
     return ReadingFile(path, [&]() -> RecordsetPtr {
-      const OpenedTable table = OpenSheetTable(path, name.back());
-      return std::make_shared<SheetRecordset>(table.sheet, table.range,
-                                              SheetRecordset::Place{table.sheet_name, path, table.file});
+      SteadyFile file = ReadSteadyFile(path);
+      const std::shared_ptr<const Workbook> workbook = ReadWorkbook(std::move(file.content));
+      return std::make_shared<SheetRecordset>(Table::Open(*workbook, name.back(), path), file.identity);
     });
   }
 
  private:
-  struct OpenedTable {
-    std::shared_ptr<const Sheet> sheet;
-    std::optional<CellRange> range;
-    std::string sheet_name;
-    FileIdentity file;
-  };
-
-  static OpenedTable OpenSheetTable(const std::string& path, std::string_view name) {
-    SteadyFile file = ReadSteadyFile(path);
-    const std::shared_ptr<const Workbook> workbook = ReadWorkbook(std::move(file.content));
-    const std::optional<SheetTable> table = FindTable(*workbook, name);
-    if (!table) {
-      throw RuntimeError(
-          ErrorNumber::kDatabase,
-          "Die Arbeitsmappe hat weder eine Tabelle noch einen benannten Bereich \"" + std::string(name) + "\"");
-    }
-    return OpenedTable{workbook->OpenSheet(table->sheet), table->range, workbook->SheetNames()[table->sheet],
-                       file.identity};
-  }
-
   std::string path_;
 };
 

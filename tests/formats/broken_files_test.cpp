@@ -4,9 +4,8 @@
 #include <functional>
 #include <random>
 
-#include "formats/excel/sheet_tables.h"
-#include "platform/data/providers/dbase/dbase_recordset.h"
-#include "platform/data/providers/excel/sheet_recordset.h"
+#include "formats/dbase/table.h"
+#include "formats/excel/table.h"
 #include "platform/data/workbook_test_support.h"
 #include "support/dbf_writer.h"
 #include "support/temp_folder.h"
@@ -54,29 +53,27 @@ void MayFail(Step&& step) {
   }
 }
 
-void ReadAll(Recordset& rows) {
-  for (; !rows.IsEof(); rows.MoveNext()) {
-    for (std::size_t column = 0; column < rows.ColumnCount(); ++column) {
-      MayFail([&] { rows.TextAt(column); });
-      MayFail([&] { rows.IsNull(column); });
+void ReadTable(dbase::Table table) {
+  for (std::size_t row = 0; row < table.RowCount(); ++row) {
+    table.GoTo(row);
+    for (std::size_t column = 0; column < table.ColumnNames().size(); ++column) {
+      MayFail([&] { table.Text(column); });
+      MayFail([&] { table.IsNull(column); });
     }
   }
 }
 
-RecordsetPtr OpenDbf(const std::string& table, const std::string& memo) {
-  dbase::TableFile reader = dbase::TableFile::Of(table);
-  dbase::Header header = dbase::ReadHeader(reader);
-  const TempFolder folder;
-  FileContent memo_bytes = ReadFileContent(folder.Write("memo.dbt", memo));
-  return dbase::DbaseRecordset::Open({std::move(reader), std::move(header), std::move(memo_bytes)}, {});
-}
-
 void ReadBook(const std::string& bytes) {
   const auto workbook = excel::ReadWorkbook(bytes);
-  for (const excel::SheetTable& table : excel::TablesOf(*workbook)) {
+  for (const excel::SheetTable& name : excel::TablesOf(*workbook)) {
     MayFail([&] {
-      excel::SheetRecordset rows(workbook->OpenSheet(table.sheet), table.range, {});
-      ReadAll(rows);
+      const excel::Table table(*workbook, name, "");
+      for (std::size_t row = 0; row < table.RowCount(); ++row) {
+        for (std::size_t column = 0; column < table.ColumnNames().size(); ++column) {
+          MayFail([&] { table.Text(row, column); });
+          MayFail([&] { table.IsNull(row, column); });
+        }
+      }
     });
   }
 }
@@ -106,7 +103,7 @@ void ReadDamagedCopies(const std::string& original, const std::function<void(con
 TEST(BrokenFiles, DbaseTables) {
   const std::string memo = testing::ReadBytes(FixturePath("foxpro.fpt"));
   ReadDamagedCopies(testing::ReadBytes(FixturePath("foxpro.dbf")),
-                    [&](const std::string& table) { ReadAll(*OpenDbf(table, memo)); });
+                    [&](const std::string& table) { ReadTable(dbase::Table::OfBytes(table, memo)); });
 }
 
 TEST(BrokenFiles, ADamagedMemoFileSpoilsOnlyItsOwnCells) {
@@ -117,10 +114,10 @@ TEST(BrokenFiles, ADamagedMemoFileSpoilsOnlyItsOwnCells) {
     SCOPED_TRACE(copy);
     const std::string damaged = Damaged(memo, random);
     if (damaged.size() < 8) continue;  // no head left: the table is refused
-    const RecordsetPtr rows = OpenDbf(table, damaged);
-    EXPECT_EQ(rows->TextAt(0), "Müller");
-    ReadAll(*rows);
-    EXPECT_TRUE(rows->IsEof());
+    dbase::Table rows = dbase::Table::OfBytes(table, damaged);
+    rows.GoTo(0);
+    EXPECT_EQ(rows.Text(0), "Müller");
+    ReadTable(std::move(rows));
   }
 }
 

@@ -1,4 +1,4 @@
-#include "platform/data/providers/excel/sheet_recordset.h"
+#include "formats/excel/table.h"
 
 #include <algorithm>
 #include <utility>
@@ -35,10 +35,7 @@ std::size_t ColumnCountOf(const std::optional<CellRange>& extent) {
   return extent ? extent->last_column - extent->first_column + 1 : 0;
 }
 
-}  // namespace
-
-std::vector<std::string> ColumnNames(const Sheet& sheet, const std::optional<CellRange>& range) {
-  const std::optional<CellRange> extent = Extent(sheet, range);
+std::vector<std::string> NamesBy(const Sheet& sheet, const std::optional<CellRange>& extent) {
   std::vector<Cell> cells(ColumnCountOf(extent));
   if (extent) sheet.ReadRow(extent->first_row, extent->first_column, cells);
   std::vector<std::string> names;
@@ -53,37 +50,51 @@ std::vector<std::string> ColumnNames(const Sheet& sheet, const std::optional<Cel
   return names;
 }
 
-SheetRecordset::SheetRecordset(std::shared_ptr<const Sheet> sheet, const std::optional<CellRange>& range,
-                               Place place)
-    : IndexedRecordset(ColumnNames(*sheet, range),
-                       [&]() -> std::size_t {
-                         const auto extent = Extent(*sheet, range);
-                         return extent ? extent->last_row - extent->first_row : 0;
-                       }()),
-      sheet_(std::move(sheet)),
-      place_(std::move(place)),
-      cells_(ColumnCount()),
-      buffers_(ColumnCount()) {
-  if (const auto extent = Extent(*sheet_, range)) {
+}  // namespace
+
+Table::Table(const Workbook& workbook, const SheetTable& table, std::string path)
+    : sheet_(workbook.OpenSheet(table.sheet)),
+      sheet_name_(workbook.SheetNames()[table.sheet]),
+      path_(std::move(path)),
+      range_(table.range) {
+  const std::optional<CellRange> extent = Extent(*sheet_, range_);
+  names_ = NamesBy(*sheet_, extent);
+  if (extent) {
+    row_count_ = extent->last_row - extent->first_row;
     first_row_ = extent->first_row + 1;
     first_column_ = extent->first_column;
   }
-  const std::optional<SheetDamage>& damage = sheet_->Damage();
-  if (!damage || (range && range->last_row < damage->row)) return;
-  EndsEarly(RuntimeError(ErrorNumber::kDatabase,
-                         "Das Tabellenblatt \"" + place_.sheet + "\" ist unvollständig: " + damage->what +
-                             ". Was zu lesen ist, " + "wird gelesen (" + place_.path + ")"));
+  cells_.resize(names_.size());
+  buffers_.resize(names_.size());
 }
 
-void SheetRecordset::RaiseDamagedCell(std::size_t row, std::size_t column, const RuntimeError& why) const {
+Table Table::Open(const Workbook& workbook, std::string_view name, std::string path) {
+  const std::optional<SheetTable> table = FindTable(workbook, name);
+  if (!table) {
+    throw FormatError(
+        "Die Arbeitsmappe hat weder eine Tabelle noch einen benannten Bereich \"" + std::string(name) + "\"",
+        {.file = std::move(path)});
+  }
+  return Table(workbook, *table, std::move(path));
+}
+
+std::optional<FormatError> Table::Loss() const {
+  const std::optional<SheetDamage>& damage = sheet_->Damage();
+  if (!damage || (range_ && range_->last_row < damage->row)) return std::nullopt;
+  return FormatError("Das Tabellenblatt \"" + sheet_name_ + "\" ist unvollständig: " + damage->what +
+                         ". Was zu lesen ist, wird gelesen (" + path_ + ")",
+                     {.file = path_, .record = damage->row});
+}
+
+void Table::RaiseDamagedCell(std::size_t row, std::size_t column, const RuntimeError& why) const {
   const CellPosition cell{first_row_ + static_cast<std::uint32_t>(row),
                           first_column_ + static_cast<std::uint32_t>(column)};
-  throw RuntimeError(ErrorNumber::kDatabase,
-                     "Die Zelle " + CellName(cell) + " des Tabellenblatts \"" + place_.sheet +
-                         "\" lässt sich nicht lesen: " + why.Description() + " (" + place_.path + ")");
+  throw FormatError("Die Zelle " + CellName(cell) + " des Tabellenblatts \"" + sheet_name_ +
+                        "\" lässt sich nicht lesen: " + why.Description() + " (" + path_ + ")",
+                    {.file = path_, .record = cell.row, .column = cell.column});
 }
 
-const Cell& SheetRecordset::CellAt(std::size_t row, std::size_t column) const {
+const Cell& Table::CellAt(std::size_t row, std::size_t column) const {
   if (row_ != row) {
     row_.reset();  // stays so where reading fails
     sheet_->ReadRow(first_row_ + static_cast<std::uint32_t>(row), first_column_, cells_);
@@ -92,12 +103,12 @@ const Cell& SheetRecordset::CellAt(std::size_t row, std::size_t column) const {
   return cells_[column];
 }
 
-bool SheetRecordset::IsNullAt(std::size_t row, std::size_t column) const {
+bool Table::IsNull(std::size_t row, std::size_t column) const {
   const Cell::Kind kind = CellAt(row, column).kind;
   return kind == Cell::Kind::kEmpty || kind == Cell::Kind::kError;
 }
 
-std::string_view SheetRecordset::TextAt(std::size_t row, std::size_t column) const {
+std::string_view Table::Text(std::size_t row, std::size_t column) const {
   std::string& buffer = buffers_[column];
   try {
     SetCellText(*sheet_, CellAt(row, column), buffer);
