@@ -13,6 +13,8 @@
 //     to, counted from 1 over the calls of ImportRecord since BeforeImport. 0 is the record just handed over,
 //     -1 none. More than one: all of them were lost, for instance with their transaction.
 //   StopReason, read after an ErrorCode other than 0: not empty where going on is senseless, and why.
+//   ImportResult, read after an ImportRecord that was not refused: what the record just handed over has become,
+//     "new" or "updated", a blank and the number of its address; empty where that is not known yet.
 //
 // Order at the start of step 2 (CreateImportClass): the previous object is released; a new one is created;
 // Connection, PersonalNr, Application, SpecificationFile are assigned in this order.

@@ -2,7 +2,7 @@
 //  1. Statement by statement: each statement that can fail is run through RunErrors::Try, so that a failure
 //     is counted and logged once and the next statement follows. Nothing ends a run but its own rules.
 //  2. `records` counts the source records worked through; it grows after a record was handed over, held
-//     back or (in test mode) only checked. `figures_` tells which of these each record was, and what was lost.
+//     back or (in test mode) only checked. `outcomes_` tells which of these each record was, and what was lost.
 //  3. The error count is never set back. A failed backup therefore keeps the source file.
 //  4. A record object serves one round. It is released before the next is asked for, so that no record is
 //     stored twice where GetNewRecord fails.
@@ -37,7 +37,7 @@
 #include "duplicates/duplicates.h"
 #include "import/record_assembly.h"
 #include "import/run_errors.h"
-#include "import/run_figures.h"
+#include "import/run_outcomes.h"
 #include "import/run_waits.h"
 #include "import/source_file.h"
 #include "log/import_log.h"
@@ -83,7 +83,8 @@ class RunSteps {
         view_(view),
         abort_requested_(abort_requested),
         specification_(session.profiles, session.SpecFile),
-        errors_(session),
+        outcomes_(view),
+        errors_(session, outcomes_),
         waits_(view, abort_requested) {
     errors_.OnUnlogged([this](const std::string& text) { Tell("Nicht im Protokoll: " + text); });
   }
@@ -120,6 +121,7 @@ class RunSteps {
   bool IsSuspectedDuplicate();
   void HoldBack();
   void HandOver();
+  void ReadResult();
   void CountRecord();
   void CountSourceEnd();
   void TellLateErrors();
@@ -128,7 +130,8 @@ class RunSteps {
   enum class Told { kBeforeARecord, kOfTheRecord, kLate };
   // Reads ErrorCode and counts what it tells.
   void CheckImportClass(std::string_view function, Told told);
-  std::string NoteLoss(Told told);
+  ErrorScope ReadScope(Told told);
+  std::string NamesOf(const ErrorScope& scope) const;
   Recordset& Record();
   void TakeFigures();
   void Report();
@@ -139,10 +142,9 @@ class RunSteps {
   RunView& view_;
   const bool& abort_requested_;
   ProfileStore::Watched specification_;
+  RunOutcomes outcomes_;
   RunErrors errors_;
   RunWaits waits_;
-  RunFigures figures_;
-  std::int32_t first_of_lost_group_ = 0;  // ordinal of the first record that was lost with others; 0: none
   RunResult result_;
   ProgressText progress_text_;
   bool had_specification_ = false;
@@ -156,6 +158,7 @@ class RunSteps {
   std::optional<BoundMember> error_first_record_;
   std::optional<BoundMember> error_last_record_;
   std::optional<BoundMember> stop_reason_;
+  std::optional<BoundMember> import_result_;
   std::int32_t late_errors_ = 0;
 
   RecordsetPtr source_;
@@ -171,6 +174,7 @@ void RunSteps::Begin() {
     error_first_record_ = FindOptional(session_.ImportClass, "ErrorFirstRecord");
     error_last_record_ = FindOptional(session_.ImportClass, "ErrorLastRecord");
     stop_reason_ = FindOptional(session_.ImportClass, "StopReason");
+    import_result_ = FindOptional(session_.ImportClass, "ImportResult");
   });
   errors_.Try([&] { LetProperty(session_.ImportClass, "SpecificationFile", session_.SpecFile); });
   Value cancel(false);
@@ -204,10 +208,15 @@ void RunSteps::ImportRecords() {
       break;
     }
     errors_.AtRecord(result_.records + 1);
+    outcomes_.Begin(result_.records + 1);
     ShowProgressText();
-    if (!FetchNewRecord()) break;
+    if (!FetchNewRecord()) {
+      outcomes_.Abandon();
+      break;
+    }
     WorkOnRecord(assembly);
     CountRecord();
+    outcomes_.End();
     if (!result_.stop_reason.empty()) break;
     errors_.Try([&] { source_ = SourceMoveNext(session_); });
     // A source that cannot count says 0 or less; then only its end ends the rounds.
@@ -257,14 +266,14 @@ void RunSteps::WorkOnRecord(RecordAssembly& assembly) {
     if (had_specification_ && !look->found()) throw ErrorFromErrno(ENOENT, session_.SpecFile);
   };
   if (!errors_.Try(look_once)) {
-    figures_.PassOver();
+    outcomes_.at_hand().fate = RecordFate::kRejected;
     return;
   }
   errors_.Try([&] { assembly.Fill(source_, record_); });
   if (IsSuspectedDuplicate()) {
     HoldBack();
   } else if (session_.TestMode) {
-    figures_.Check();
+    outcomes_.at_hand().fate = RecordFate::kChecked;
   } else {
     look.reset();
     HandOver();
@@ -273,65 +282,79 @@ void RunSteps::WorkOnRecord(RecordAssembly& assembly) {
 
 bool RunSteps::IsSuspectedDuplicate() {
   bool suspected = false;
-  errors_.Try([&] { suspected = CheckDoublett(session_, Record()); });
+  DuplicateMatch& match = outcomes_.at_hand().duplicate_of;
+  errors_.Try([&] { suspected = CheckDoublett(session_, Record(), &match); });
   return suspected;
 }
 
 void RunSteps::HoldBack() {
-  figures_.HoldBack();
+  outcomes_.at_hand().fate = RecordFate::kHeldBack;
   errors_.Try([&] {
     if (!WriteDoubletRows(session_, Record())) errors_.NoteUnlogged("als Dublette zurückgehalten");
   });
 }
 
 void RunSteps::HandOver() {
-  figures_.HandOver();
-  if (!errors_.Try([&] { import_record_.Call(ByRef(record_value_)); })) {
-    figures_.Reject(figures_.handed_over(), figures_.handed_over());
-  }
+  outcomes_.HandOver();
+  RecordOutcome& outcome = outcomes_.at_hand();
+  if (!errors_.Try([&] { import_record_.Call(ByRef(record_value_)); })) outcome.fate = RecordFate::kRejected;
   CheckImportClass("ImportRecord", Told::kOfTheRecord);
+  if (import_result_ && outcome.fate != RecordFate::kRejected) errors_.Try([&] { ReadResult(); });
+}
+
+void RunSteps::ReadResult() {
+  constexpr std::string_view kNew = "new ";
+  constexpr std::string_view kUpdated = "updated ";
+  const Value answer = import_result_->Get();
+  const std::string_view result = answer.TextOrEmpty();
+  RecordOutcome& outcome = outcomes_.at_hand();
+  if (result.starts_with(kUpdated)) {
+    outcome.fate = RecordFate::kUpdated;
+    outcome.address = result.substr(kUpdated.size());
+  } else if (result.starts_with(kNew)) {
+    outcome.address = result.substr(kNew.size());
+  }
 }
 
 void RunSteps::CheckImportClass(std::string_view function, Told told) {
   errors_.Try([&] {
     const std::int64_t code = error_code_.Get().ToInteger();
     if (code == 0) return;
-    std::string description;
-    errors_.Try([&] { description = GetProperty(session_.ImportClass, "ErrorDescription").ToText(); });
-    std::string where;
-    errors_.Try([&] { where = NoteLoss(told); });
-    errors_.Count(code, description, function, where);
+    RecordError error{.number = code, .function = std::string(function)};
+    errors_.Try([&] { error.text = GetProperty(session_.ImportClass, "ErrorDescription").ToText(); });
+    ErrorScope scope;
+    errors_.Try([&] { scope = ReadScope(told); });
+    errors_.Count(std::move(error), scope, NamesOf(scope));
     if (stop_reason_ && result_.stop_reason.empty()) result_.stop_reason = stop_reason_->Get().ToText();
   });
 }
 
-// The records that are lost by the error just read. Returns which they are, for the log, where the import class
-// has named others than the one at hand.
-std::string RunSteps::NoteLoss(Told told) {
-  const std::int64_t last_handed_over = figures_.handed_over();
+// The records that the error just read belongs to.
+ErrorScope RunSteps::ReadScope(Told told) {
+  using Of = ErrorScope::Of;
+  const std::int32_t handed_over = outcomes_.handed_over();
   std::int64_t first = 0;
   std::int64_t last = 0;
   if (error_first_record_) first = error_first_record_->Get().ToInteger();
   if (error_last_record_) last = error_last_record_->Get().ToInteger();
-  if (first < 0) return {};
-  last = std::min(std::max(first, last), last_handed_over);
-  if (first < 1 || first > last) {
-    if (told == Told::kLate && !error_first_record_) {
-      figures_.RejectUnnamed();
-    } else if (told != Told::kBeforeARecord && last_handed_over > 0) {
-      figures_.Reject(figures_.handed_over(), figures_.handed_over());
-    }
-    return {};
+  if (first < 0) return {Of::kNoRecord};
+  last = std::min<std::int64_t>(std::max(first, last), handed_over);
+  if (first >= 1 && first <= last) {
+    return {Of::kRecords, static_cast<std::int32_t>(first), static_cast<std::int32_t>(last), true};
   }
-  const auto first_lost = static_cast<std::int32_t>(first);
-  const auto last_lost = static_cast<std::int32_t>(last);
-  figures_.Reject(first_lost, last_lost);
-  if (first_lost < last_lost && (first_of_lost_group_ == 0 || first_lost < first_of_lost_group_)) {
-    first_of_lost_group_ = first_lost;
-  }
-  const std::string from = std::to_string(figures_.SourceRecord(first_lost));
-  if (first_lost == last_lost) return "Datensatz " + from + ": ";
-  return "Datensätze " + from + " bis " + std::to_string(figures_.SourceRecord(last_lost)) + ": ";
+  if (told == Told::kBeforeARecord) return {};
+  if (told == Told::kOfTheRecord) return {Of::kRejectedRecord};
+  if (!error_first_record_) return {Of::kAnyRecord};
+  if (handed_over == 0) return {Of::kNoRecord};
+  return {Of::kRecords, handed_over, handed_over};
+}
+
+// For the log, where the import class has named the records.
+std::string RunSteps::NamesOf(const ErrorScope& scope) const {
+  if (!scope.named) return {};
+  const std::string from = std::to_string(outcomes_.SourceRecord(scope.first));
+  if (scope.first == scope.last) return "Datensatz " + from + ": ";
+  return "Datensätze " + from + " bis " + std::to_string(outcomes_.SourceRecord(scope.last)) + ": ";
 }
 
 // A class that finds ever more errors can have at most one for each record, and one of its own.
@@ -339,7 +362,7 @@ void RunSteps::TellLateErrors() {
   if (!next_late_error_) return;
   const bool abort_was_requested = abort_requested_;
   errors_.Try([&] {
-    while (late_errors_ <= figures_.handed_over() && next_late_error_->Call().ToBool()) {
+    while (late_errors_ <= outcomes_.handed_over() && next_late_error_->Call().ToBool()) {
       ++late_errors_;
       CheckImportClass("ImportRecord", Told::kLate);
       errors_.Try([&] { view_.Yield(); });
@@ -371,10 +394,12 @@ void RunSteps::CountRecord() {
 }
 
 void RunSteps::TakeFigures() {
-  result_.duplicates = figures_.held_back();
-  result_.stored = figures_.stored();
-  result_.rejected = figures_.rejected();
-  result_.checked = figures_.checked();
+  const RunFigures& figures = outcomes_.figures();
+  result_.duplicates = figures.held_back();
+  result_.stored = figures.stored();
+  result_.updated = figures.updated();
+  result_.rejected = figures.rejected();
+  result_.checked = figures.checked();
   result_.unlogged = errors_.unlogged();
   result_.unlogged_count = errors_.unlogged_count();
   const auto told = static_cast<std::int32_t>(result_.unlogged.size());
@@ -384,7 +409,7 @@ void RunSteps::TakeFigures() {
 }
 
 void RunSteps::ReportStop() {
-  const std::int32_t last = figures_.LastStoredRecord();
+  const std::int32_t last = outcomes_.figures().LastStoredRecord();
   std::string text = "Der Import wurde angehalten. " + result_.stop_reason + "\r\n\r\n";
   if (result_.stored == 0 || last == 0) {
     text += "Es ist kein Datensatz gespeichert; nach der Abhilfe ist der Import von vorn zu beginnen.";
@@ -392,7 +417,7 @@ void RunSteps::ReportStop() {
     text += "Gespeichert sind " + std::to_string(result_.stored) + " Datensätze, der letzte ist Datensatz " +
             std::to_string(last) + " der Quelle. Nach der Abhilfe ist der Import mit Datensatz " +
             std::to_string(last + 1) + " fortzusetzen.";
-    const std::int32_t first_lost = first_of_lost_group_ == 0 ? 0 : figures_.SourceRecord(first_of_lost_group_);
+    const std::int32_t first_lost = outcomes_.figures().FirstOfLostGroup();
     // A later group was stored again.
     if (first_lost != 0 && first_lost < last) {
       text += " Auch davor fehlen Datensätze, der erste ist Datensatz " + std::to_string(first_lost) +

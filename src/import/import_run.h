@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "component/session.h"
+#include "import/record_outcome.h"
 #include "import/run_result.h"
 
 namespace kestrel {
@@ -24,6 +25,12 @@ class RunView {
   // Something that stands in no log and is no progress: an error that the log did not take, why the source file
   // stays. Kept in sight until the window closes.
   virtual void Tell(std::string_view) {}
+  // What became of a record, at the end of its round. The outcome is reused for the next one. What this and
+  // Revise raise is ignored.
+  virtual void RecordDone(const RecordOutcome&) {}
+  // An error that belongs to records told before, or to none; another fate of records told before. Also before
+  // the first record, behind the last and behind CloseWindow.
+  virtual void Revise(const OutcomeRevision&) {}
   // Closes the window; the run is finished.
   virtual void CloseWindow() = 0;
 };

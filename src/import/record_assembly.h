@@ -59,9 +59,12 @@ class RecordAssembly {
   void ResolveRecord(const RecordsetPtr& record);
   bool HasRecordShape(const Recordset& record) const;
 
-  void FillImportField(Row& row, const Recordset& source, const std::shared_ptr<const ProfileImage>& image,
-                       Recordset& record);
-  void FillConstant(const Row& row, Recordset& record);
+  void FillField(Row& row, const Recordset& source, const std::shared_ptr<const ProfileImage>& image,
+                 Recordset& record);
+  // `read` comes with the names, and learns the raw value as soon as that is read.
+  void FillImportField(Row& row, FieldValue& read, const Recordset& source,
+                       const std::shared_ptr<const ProfileImage>& image, Recordset& record);
+  void FillConstant(const Row& row, const FieldValue& constant, Recordset& record);
   static void Write(const Row& row, std::string_view text, Recordset& record);
 
   Session& session_;

@@ -5,16 +5,30 @@
 
 namespace kestrel {
 
-void RunErrors::Count(std::int64_t number, std::string_view text, std::string_view function,
-                      std::string_view where) {
+void RunErrors::Count(RecordError error, const ErrorScope& scope, std::string_view where) {
   ++count_;
-  const std::string whole = std::string(where).append(text);
-  if (WriteErrorProtocol(session_, number, whole, "ImportStart", function)) return;
-  NoteUnlogged("Fehler " + std::to_string(number) + ": " + std::string(text), where);
+  const std::string whole = std::string(where).append(error.text);
+  if (!WriteErrorProtocol(session_, error.number, whole, "ImportStart", error.function)) {
+    NoteUnlogged("Fehler " + std::to_string(error.number) + ": " + error.text, where);
+  }
+  outcomes_.Add(std::move(error), scope);
 }
 
-void RunErrors::CountTypeMismatch(std::string_view field_name, std::string_view value) {
-  Count(kTypeMismatchNumber, TypeMismatchText(field_name, value), "ImportRecord");
+void RunErrors::Count(const RuntimeError& error, const FieldValue& value) {
+  Count({.number = error.Number(),
+         .text = error.Description(),
+         .field = std::string(value.field),
+         .source_column = std::string(value.source_column),
+         .raw_value = std::string(value.raw_value)});
+}
+
+void RunErrors::CountTypeMismatch(const FieldValue& field, std::string_view value) {
+  Count({.number = kTypeMismatchNumber,
+         .text = TypeMismatchText(field.field, value),
+         .function = "ImportRecord",
+         .field = std::string(field.field),
+         .source_column = std::string(field.source_column),
+         .raw_value = std::string(field.raw_value)});
 }
 
 void RunErrors::NoteUnlogged(std::string_view text, std::string_view where) {

@@ -1,4 +1,5 @@
-// The errors of one run: counted, and each written to the error log under the procedure "ImportStart".
+// The errors of one run: counted, each written to the error log under the procedure "ImportStart", and told as
+// part of the outcomes.
 #pragma once
 
 #include <cstdint>
@@ -9,14 +10,22 @@
 #include <vector>
 
 #include "component/session.h"
+#include "import/run_outcomes.h"
 #include "platform/base/runtime_error.h"
 
 namespace kestrel {
 
+// The value that an error came up with. Views of the caller's; empty where it is not known.
+struct FieldValue {
+  std::string_view field = {};          // of the destination
+  std::string_view source_column = {};  // none for a constant
+  std::string_view raw_value = {};
+};
+
 class RunErrors {
  public:
-  // The session outlives this object.
-  explicit RunErrors(Session& session) : session_(session) {}
+  // Both outlive this object.
+  RunErrors(Session& session, RunOutcomes& outcomes) : session_(session), outcomes_(outcomes) {}
 
   // Runs one statement of the run. A failure is counted, logged with an empty function name, and the run
   // goes on with the next statement; returns whether the statement succeeded.
@@ -25,13 +34,12 @@ class RunErrors {
     return Trap(std::forward<Statement>(statement), [this](const RuntimeError& error) { Count(error); });
   }
 
-  // Counts and logs. `function` is the import class's member, or empty; `where`, in front of the text, names
-  // the records that the error belongs to where that is not the one at hand.
-  void Count(std::int64_t number, std::string_view text, std::string_view function,
-             std::string_view where = "");
-  void Count(const RuntimeError& error) { Count(error.Number(), error.Description(), ""); }
-  // A value that does not fit its field (number 10005).
-  void CountTypeMismatch(std::string_view field_name, std::string_view value);
+  // Counts, logs and tells. The log's row begins with `where`, which names the records that the error belongs
+  // to where the import class has named them.
+  void Count(RecordError error, const ErrorScope& scope = {}, std::string_view where = "");
+  void Count(const RuntimeError& error, const FieldValue& value = {});
+  // A value that does not fit its field (number 10005). `value` is what would have been written.
+  void CountTypeMismatch(const FieldValue& field, std::string_view value);
 
   std::int32_t count() const { return count_; }
 
@@ -50,6 +58,7 @@ class RunErrors {
 
  private:
   Session& session_;
+  RunOutcomes& outcomes_;
   std::int32_t count_ = 0;
   std::int32_t record_ = 0;
   std::function<void(const std::string&)> tell_unlogged_;

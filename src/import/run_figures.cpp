@@ -4,28 +4,53 @@
 
 namespace kestrel {
 
-void RunFigures::KeepBack() { kept_back_.push_back(handed_over_ + checked_ + kept_back() + 1); }
+namespace {
 
-void RunFigures::PassOver() {
-  KeepBack();
-  ++passed_over_;
+bool IsSet(const std::vector<bool>& flags, std::int32_t ordinal) {
+  const auto at = static_cast<std::size_t>(ordinal) - 1;
+  return at < flags.size() && flags[at];
 }
 
-void RunFigures::Reject(std::int32_t first, std::int32_t last) {
-  if (is_rejected_.size() < static_cast<std::size_t>(last)) is_rejected_.resize(static_cast<std::size_t>(last));
-  for (std::int32_t ordinal = first; ordinal <= last; ++ordinal) {
-    if (IsRejected(ordinal)) continue;
-    is_rejected_[static_cast<std::size_t>(ordinal) - 1] = true;
-    ++named_;
+void Grow(std::vector<bool>& flags, std::int32_t ordinal) {
+  if (flags.size() < static_cast<std::size_t>(ordinal)) flags.resize(static_cast<std::size_t>(ordinal));
+}
+
+}  // namespace
+
+void RunFigures::Add(RecordFate fate, bool handed_over) {
+  if (fate == RecordFate::kChecked) {
+    ++checked_;
+    return;
+  }
+  if (!handed_over) {
+    kept_back_.push_back(handed_over_ + checked_ + held_back_ + not_made_ + 1);
+    ++(fate == RecordFate::kHeldBack ? held_back_ : not_made_);
+    return;
+  }
+  ++handed_over_;
+  if (fate == RecordFate::kRejected) {
+    Reject(handed_over_, handed_over_);
+  } else if (fate == RecordFate::kUpdated) {
+    Grow(is_updated_, handed_over_);
+    is_updated_[static_cast<std::size_t>(handed_over_) - 1] = true;
+    ++updated_;
   }
 }
 
-bool RunFigures::IsRejected(std::int32_t ordinal) const {
-  const auto at = static_cast<std::size_t>(ordinal) - 1;
-  return at < is_rejected_.size() && is_rejected_[at];
+void RunFigures::Reject(std::int32_t first, std::int32_t last) {
+  Grow(is_rejected_, last);
+  for (std::int32_t ordinal = first; ordinal <= last; ++ordinal) {
+    if (IsSet(is_rejected_, ordinal)) continue;
+    is_rejected_[static_cast<std::size_t>(ordinal) - 1] = true;
+    ++named_;
+    if (IsSet(is_updated_, ordinal)) --updated_;
+  }
+  if (first < last && (first_of_lost_group_ == 0 || first < first_of_lost_group_)) first_of_lost_group_ = first;
 }
 
 std::int32_t RunFigures::lost() const { return std::min(handed_over_, named_ + unnamed_); }
+
+std::int32_t RunFigures::updated() const { return std::min(updated_, stored()); }
 
 std::int32_t RunFigures::SourceRecord(std::int32_t ordinal) const {
   // Before the record kept back at position i stand i others of its kind.
@@ -38,8 +63,12 @@ std::int32_t RunFigures::SourceRecord(std::int32_t ordinal) const {
 
 std::int32_t RunFigures::LastStoredRecord() const {
   std::int32_t ordinal = handed_over_;
-  while (ordinal > 0 && IsRejected(ordinal)) --ordinal;
+  while (ordinal > 0 && IsSet(is_rejected_, ordinal)) --ordinal;
   return ordinal == 0 ? 0 : SourceRecord(ordinal);
+}
+
+std::int32_t RunFigures::FirstOfLostGroup() const {
+  return first_of_lost_group_ == 0 ? 0 : SourceRecord(first_of_lost_group_);
 }
 
 }  // namespace kestrel

@@ -1,4 +1,4 @@
-// What became of the records of a run.
+// The figures of a run: what became of its records, by fate.
 //
 // Invariants
 //  1. Every record worked through is exactly one of: stored, rejected, held back as a suspected duplicate, or
@@ -10,17 +10,15 @@
 #include <cstdint>
 #include <vector>
 
+#include "import/record_outcome.h"
+
 namespace kestrel {
 
 class RunFigures {
  public:
-  // One more source record was ...
-  void HandOver() { ++handed_over_; }
-  void Check() { ++checked_; }
-  void HoldBack() { KeepBack(); }
-  // ... not handed over, as it could not be made; it counts as rejected.
-  void PassOver();
-
+  // One more source record. Whether it was handed to the import class, which one that was stored or updated
+  // was; one that was not and is rejected could not be made.
+  void Add(RecordFate fate, bool handed_over);
   // The records with these ordinals are lost; `first` to `last` lie within 1 to handed_over().
   void Reject(std::int32_t first, std::int32_t last);
   // One of the records handed over is lost, and nobody says which.
@@ -28,29 +26,34 @@ class RunFigures {
 
   std::int32_t handed_over() const { return handed_over_; }
   std::int32_t checked() const { return checked_; }
-  std::int32_t held_back() const { return kept_back() - passed_over_; }
-  std::int32_t rejected() const { return lost() + passed_over_; }
+  std::int32_t held_back() const { return held_back_; }
+  std::int32_t rejected() const { return lost() + not_made_; }
+  // Updated ones included.
   std::int32_t stored() const { return handed_over_ - lost(); }
+  std::int32_t updated() const;
 
-  // The source record with this ordinal, counted from 1.
+  // The source record with this ordinal, counted from 1; that of the next record to come for the next ordinal.
   std::int32_t SourceRecord(std::int32_t ordinal) const;
   // The source record of the last one that is not known to be lost; 0 where there is none.
   std::int32_t LastStoredRecord() const;
+  // The first source record that was lost together with others; 0 where there is none.
+  std::int32_t FirstOfLostGroup() const;
 
  private:
-  void KeepBack();
-  std::int32_t kept_back() const { return static_cast<std::int32_t>(kept_back_.size()); }
-  bool IsRejected(std::int32_t ordinal) const;
   // Of those handed over.
   std::int32_t lost() const;
 
   std::int32_t handed_over_ = 0;
   std::int32_t checked_ = 0;
+  std::int32_t held_back_ = 0;
+  std::int32_t not_made_ = 0;
   std::vector<std::int32_t> kept_back_;  // source records that were not handed over, ascending
-  std::int32_t passed_over_ = 0;         // how many of them for another reason than a duplicate
   std::vector<bool> is_rejected_;        // by ordinal - 1, as far as the last rejected one
-  std::int32_t named_ = 0;               // how many of them are
+  std::vector<bool> is_updated_;         // by ordinal - 1, as far as the last updated one
+  std::int32_t named_ = 0;               // how many are rejected by name
   std::int32_t unnamed_ = 0;
+  std::int32_t updated_ = 0;
+  std::int32_t first_of_lost_group_ = 0;  // its ordinal; 0: none
 };
 
 }  // namespace kestrel

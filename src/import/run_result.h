@@ -15,12 +15,14 @@ struct RunResult {
   std::int32_t total = 0;    // what the source said it has; -1 where it could not tell
   std::int32_t errors = 0;   // -1: the import class cancelled
   std::int32_t duplicates = 0;
-  std::int32_t stored = 0;    // handed to the import class, and no loss of them told
-  std::int32_t rejected = 0;  // handed to the import class and lost
-  std::int32_t checked = 0;   // only read and checked: a test run
-  bool aborted = false;       // the user asked for it
-  bool cancelled = false;     // the import class did
-  std::string message;        // the text of the closing box
+  std::int32_t stored = 0;   // handed to the import class, and no loss of them told
+  std::int32_t updated = 0;  // of those stored: the import class told that they replaced what an address held
+  std::int32_t rejected =
+      0;  // handed to the import class and lost, or not handed over as they could not be made
+  std::int32_t checked = 0;  // only read and checked: a test run
+  bool aborted = false;      // the user asked for it
+  bool cancelled = false;    // the import class did
+  std::string message;       // the text of the closing box
 
   SourceEnd source_end;     // how reading the source ended
   std::string stop_reason;  // not empty: the import class said that going on is senseless

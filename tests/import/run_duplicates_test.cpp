@@ -14,35 +14,9 @@ constexpr const char* kTwoHeldBack =
     "\r\nEs wurden 2 Adressen wegen Dublettenverdacht nicht importiert. Bitte prüfen Sie das "
     "Dublettenprotokoll!";
 
-// The host knows the address whose key is "K-" and the first name part of the key text.
 class RunDuplicatesTest : public ImportRunFixture {
  protected:
-  RunDuplicatesTest() {
-    host->Execute(
-        "CREATE TABLE Adressindex (Adressart INTEGER, Referenz TEXT, Doubletkey1 TEXT, Doubletkey2 TEXT, "
-        "Doubletkey3 TEXT)");
-    AddComponent("KSBSetting.KSSettings", "settings")
-        ->Method("Init")
-        .Method("GetSetting", [](std::span<Argument> arguments) {
-          arguments[2].Set(Value("1"));
-          return Value();
-        });
-    AddComponent("ksDoubLb.DoubletFunctions", "keys")
-        ->Method("BuildDoubletKey",
-                 [](std::span<Argument> arguments) { return Value("K" + arguments[1].Get().ToText()); });
-    session.ImportClassProgID = "ksbimport.importkunden";
-    UseSpecification(
-        "[Common]\nImportClass=ksbimport.importkunden\n"
-        "[CfgSettings]\nDublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\n"
-        "[FieldAssignments]\nBez1=FIELD:Name\nBez2=NOTASSIGNED\n");
-    for (const char* field : {"KundenNummer", "Bez2", "Bez3", "Strasse", "PLZ", "Ort", "Kundengruppe"}) {
-      Assign({.field = field, .option = kNotAssigned});
-    }
-  }
-  // Puts an address of this name, and nothing else, into the host's index.
-  void HostKnows(const std::string& name) {
-    host->Execute("INSERT INTO Adressindex VALUES (1, '1', 'K|||" + name + "|" + name + "||||', '', '')");
-  }
+  RunDuplicatesTest() { UseDuplicateHost(); }
 };
 
 TEST_F(RunDuplicatesTest, ASuspectedDuplicateIsCountedAndNotImported) {

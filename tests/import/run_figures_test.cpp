@@ -8,11 +8,14 @@
 namespace kestrel {
 namespace {
 
+void HandOver(RunFigures& figures) { figures.Add(RecordFate::kStored, true); }
+void HoldBack(RunFigures& figures) { figures.Add(RecordFate::kHeldBack, false); }
+
 TEST(RunFiguresTest, EveryRecordIsExactlyOneThing) {
   RunFigures figures;
-  for (int i = 0; i < 4; ++i) figures.HandOver();
-  figures.HoldBack();
-  figures.Check();
+  for (int i = 0; i < 4; ++i) HandOver(figures);
+  HoldBack(figures);
+  figures.Add(RecordFate::kChecked, false);
   figures.Reject(2, 3);
   EXPECT_EQ(figures.handed_over(), 4);
   EXPECT_EQ(figures.stored(), 2);
@@ -21,9 +24,47 @@ TEST(RunFiguresTest, EveryRecordIsExactlyOneThing) {
   EXPECT_EQ(figures.checked(), 1);
 }
 
+TEST(RunFiguresTest, ARecordThatCouldNotBeMadeIsRejectedAndTakesNoOrdinal) {
+  RunFigures figures;
+  figures.Add(RecordFate::kRejected, false);
+  HandOver(figures);
+  EXPECT_EQ(figures.rejected(), 1);
+  EXPECT_EQ(figures.stored(), 1);
+  EXPECT_EQ(figures.held_back(), 0);
+  EXPECT_EQ(figures.SourceRecord(1), 2);
+}
+
+TEST(RunFiguresTest, AnUpdatedRecordIsAStoredOneUntilItIsLost) {
+  RunFigures figures;
+  HandOver(figures);
+  figures.Add(RecordFate::kUpdated, true);
+  figures.Add(RecordFate::kUpdated, true);
+  EXPECT_EQ(figures.stored(), 3);
+  EXPECT_EQ(figures.updated(), 2);
+  figures.Reject(2, 2);
+  figures.Reject(2, 2);
+  EXPECT_EQ(figures.stored(), 2);
+  EXPECT_EQ(figures.updated(), 1);
+  figures.RejectUnnamed();
+  figures.RejectUnnamed();
+  EXPECT_EQ(figures.stored(), 0);
+  EXPECT_EQ(figures.updated(), 0);
+}
+
+TEST(RunFiguresTest, TheFirstRecordLostWithOthersIsThatOfTheFirstGroup) {
+  RunFigures figures;
+  HoldBack(figures);
+  for (int i = 0; i < 6; ++i) HandOver(figures);
+  figures.Reject(1, 1);
+  EXPECT_EQ(figures.FirstOfLostGroup(), 0) << "it was lost alone";
+  figures.Reject(5, 6);
+  figures.Reject(3, 4);
+  EXPECT_EQ(figures.FirstOfLostGroup(), 4);
+}
+
 TEST(RunFiguresTest, ARecordIsRejectedOnceHoweverOftenItsLossIsTold) {
   RunFigures figures;
-  for (int i = 0; i < 10; ++i) figures.HandOver();
+  for (int i = 0; i < 10; ++i) HandOver(figures);
   figures.Reject(3, 3);
   figures.Reject(1, 4);
   figures.Reject(4, 5);
@@ -32,7 +73,7 @@ TEST(RunFiguresTest, ARecordIsRejectedOnceHoweverOftenItsLossIsTold) {
 
 TEST(RunFiguresTest, NoMoreAreRejectedThanWereHandedOver) {
   RunFigures figures;
-  figures.HandOver();
+  HandOver(figures);
   figures.Reject(1, 1);
   for (int i = 0; i < 5; ++i) figures.RejectUnnamed();
   EXPECT_EQ(figures.rejected(), 1);
@@ -41,12 +82,12 @@ TEST(RunFiguresTest, NoMoreAreRejectedThanWereHandedOver) {
 
 TEST(RunFiguresTest, AnOrdinalSkipsTheRecordsHeldBack) {
   RunFigures figures;
-  figures.HoldBack();  // record 1
-  figures.HandOver();  // 2
-  figures.HandOver();  // 3
-  figures.HoldBack();  // 4
-  figures.HoldBack();  // 5
-  figures.HandOver();  // 6
+  HoldBack(figures);  // record 1
+  HandOver(figures);  // 2
+  HandOver(figures);  // 3
+  HoldBack(figures);  // 4
+  HoldBack(figures);  // 5
+  HandOver(figures);  // 6
   EXPECT_EQ(figures.SourceRecord(1), 2);
   EXPECT_EQ(figures.SourceRecord(2), 3);
   EXPECT_EQ(figures.SourceRecord(3), 6);
@@ -55,10 +96,10 @@ TEST(RunFiguresTest, AnOrdinalSkipsTheRecordsHeldBack) {
 TEST(RunFiguresTest, TheLastStoredRecordStandsBeforeTheLostOnes) {
   RunFigures figures;
   EXPECT_EQ(figures.LastStoredRecord(), 0);
-  figures.HandOver();
-  figures.HoldBack();
-  figures.HandOver();
-  figures.HandOver();
+  HandOver(figures);
+  HoldBack(figures);
+  HandOver(figures);
+  HandOver(figures);
   EXPECT_EQ(figures.LastStoredRecord(), 4);
   figures.Reject(2, 3);
   EXPECT_EQ(figures.LastStoredRecord(), 1);
@@ -74,9 +115,9 @@ TEST(RunFiguresTest, AgreesWithPlainListsForAnyOrderOfRecords) {
     std::set<std::int32_t> rejected;
     for (std::int32_t record = 1; record <= 60; ++record) {
       if (random() % 3 == 0) {
-        figures.HoldBack();
+        HoldBack(figures);
       } else {
-        figures.HandOver();
+        HandOver(figures);
         record_of_ordinal.push_back(record);
       }
       if (random() % 5 == 0 && !record_of_ordinal.empty()) {

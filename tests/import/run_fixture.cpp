@@ -100,6 +100,34 @@ void ImportRunFixture::UseNames(const std::vector<std::string>& names) {
   Assign({.field = "Bez1", .destination = "Name"});
 }
 
+void ImportRunFixture::UseDuplicateHost() {
+  host->Execute(
+      "CREATE TABLE Adressindex (Adressart INTEGER, Referenz TEXT, Doubletkey1 TEXT, Doubletkey2 TEXT, "
+      "Doubletkey3 TEXT)");
+  AddComponent("KSBSetting.KSSettings", "settings")
+      ->Method("Init")
+      .Method("GetSetting", [](std::span<Argument> arguments) {
+        arguments[2].Set(Value("1"));
+        return Value();
+      });
+  AddComponent("ksDoubLb.DoubletFunctions", "keys")
+      ->Method("BuildDoubletKey",
+               [](std::span<Argument> arguments) { return Value("K" + arguments[1].Get().ToText()); });
+  session.ImportClassProgID = "ksbimport.importkunden";
+  UseSpecification(
+      "[Common]\nImportClass=ksbimport.importkunden\n"
+      "[CfgSettings]\nDublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\n"
+      "[FieldAssignments]\nBez1=FIELD:Name\nBez2=NOTASSIGNED\n");
+  for (const char* field : {"KundenNummer", "Bez2", "Bez3", "Strasse", "PLZ", "Ort", "Kundengruppe"}) {
+    Assign({.field = field, .option = kNotAssigned});
+  }
+}
+
+void ImportRunFixture::HostKnows(const std::string& name, const std::string& number) {
+  host->Execute("INSERT INTO Adressindex VALUES (1, '" + number + "', 'K|||" + name + "|" + name +
+                "||||', '', '')");
+}
+
 const RunResult& ImportRunFixture::Run() {
   run.Activate();
   return run.result();

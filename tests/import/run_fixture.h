@@ -26,6 +26,8 @@ class RecordingView final : public RunView {
   std::vector<std::string> infos;
   std::vector<double> progress;
   std::vector<std::string> told;
+  std::vector<RecordOutcome> outcomes;
+  std::vector<OutcomeRevision> revisions;
   int yields = 0;
   int closes = 0;
   std::function<void()> on_yield;
@@ -35,6 +37,8 @@ class RecordingView final : public RunView {
   void SetProgress(double percent) override;
   void Yield() override;
   void Tell(std::string_view text) override { told.emplace_back(text); }
+  void RecordDone(const RecordOutcome& outcome) override { outcomes.push_back(outcome); }
+  void Revise(const OutcomeRevision& revision) override { revisions.push_back(revision); }
   void CloseWindow() override;
 
  private:
@@ -65,6 +69,12 @@ class ImportRunFixture : public SessionFixture {
   void Assign(const Assignment& assignment);
   // One field "Bez1" fed from the column "Name" of a source with these names.
   void UseNames(const std::vector<std::string>& names);
+  // Customers, checked by their first key, whose index the host keeps; assigns nothing to the fields that the
+  // check needs beside "Bez1".
+  void UseDuplicateHost();
+  // Puts an address of this name, and nothing else, into the host's index: its number is `number`, its key "K-"
+  // and the parts of the key text.
+  void HostKnows(const std::string& name, const std::string& number = "1");
   // Runs the import once in a window of its own.
   const RunResult& Run();
 

@@ -1,0 +1,69 @@
+// What became of a source record, as data.
+//
+// Invariants
+//  1. Every record worked through has exactly one outcome, told at the end of its round, in the source's order.
+//  2. Every error that a run counts is told once: in the outcome of the record in whose round it came up, or by
+//  a
+//     revision, where it belongs to other records or to none.
+//  3. A revision changes outcomes told before: of the records it names, those that were stored or updated until
+//     then have its fate from there on. No other outcome changes, and no record's fate changes from rejected.
+//  4. So the records of a fate are the outcomes with it, less those revised from it, and more those revised to
+//  it.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "duplicates/duplicate_match.h"
+
+namespace kestrel {
+
+enum class RecordFate : std::uint8_t {
+  kStored,   // handed to the import class, and no loss told; a new address where the class tells (ImportResult)
+  kUpdated,  // the same, and it replaced what an address held
+  kHeldBack,  // suspected to be a duplicate
+  kRejected,  // handed over and refused, or lost; or not handed over, as it could not be made
+  kChecked,   // only read and checked: a test run
+};
+
+// One row of the error log. Texts are UTF-8.
+struct RecordError {
+  std::int64_t number = 0;
+  std::string text = {};           // without the names of records, which the log's row may have in front
+  std::string function = {};       // the import class's member that told it; empty: the run's own
+  std::string field = {};          // of the destination; empty where the error is not one field's
+  std::string source_column = {};  // empty for a constant
+  std::string raw_value = {};      // as the source delivered it, before any rule; the constant
+};
+
+struct RecordOutcome {
+  std::int32_t record = 0;  // of the source, from 1
+  RecordFate fate = RecordFate::kStored;
+  std::vector<RecordError> errors;  // an error need not reject the record
+  std::string address;          // the number of the address stored; empty where the import class does not tell
+  DuplicateMatch duplicate_of;  // of a record held back, as far as the host's index told
+
+  // Keeps its memory.
+  void Begin(std::int32_t record_number) {
+    record = record_number;
+    fate = RecordFate::kStored;
+    errors.clear();
+    address.clear();
+    duplicate_of.Clear();
+  }
+};
+
+// An error behind the outcomes it belongs to, or of none; or another fate of records told before.
+struct OutcomeRevision {
+  std::int32_t first = 0;  // source records, both included; 0: none is named
+  std::int32_t last = 0;
+  RecordFate fate = RecordFate::kRejected;
+  // How many outcomes it changes. 1 without a record named: one of those handed over is lost, nobody says
+  // which.
+  std::int32_t revised = 0;
+  std::optional<RecordError> error;
+};
+
+}  // namespace kestrel
