@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "components/duplicate_keys.h"
+#include "keys/duplicate_keys.h"
 #include "platform/automation/bound_object.h"
 
 namespace kestrel::host {

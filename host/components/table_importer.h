@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "components/record_writer.h"
 #include "platform/automation/bound_object.h"
 #include "platform/data/connection.h"
 #include "platform/data/memory_recordset.h"
 #include "schema/destination.h"
+#include "storage/record_writer.h"
 
 namespace kestrel::host {
 

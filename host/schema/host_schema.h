@@ -2,7 +2,7 @@
 //
 //   Kunden, Interessenten, Lieferanten   the addresses; the number is the primary key
 //   Kundengruppen, Lieferantengruppen    permitted groups with their descriptions
-//   Adressindex                          duplicate keys of all addresses, see components/address_index.h
+//   Adressindex                          duplicate keys of all addresses, see storage/address_index.h
 //   Personalstamm                        users
 //   Einstellungen                        settings by group and name
 //   Protokoll, Protokollzeilen           logs and their rows

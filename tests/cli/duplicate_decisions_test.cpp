@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "cli/end_to_end_fixture.h"
-#include "components/duplicate_keys.h"
+#include "keys/duplicate_keys.h"
 
 namespace kestrel {
 namespace {

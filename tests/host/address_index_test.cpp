@@ -1,7 +1,7 @@
-#include "components/address_index.h"
+#include "storage/address_index.h"
 
-#include "components/duplicate_keys.h"
 #include "host/host_fixture.h"
+#include "keys/duplicate_keys.h"
 
 namespace kestrel {
 

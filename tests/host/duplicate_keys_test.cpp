@@ -1,10 +1,10 @@
-#include "components/duplicate_keys.h"
+#include "keys/duplicate_keys.h"
 
 #include <gmock/gmock.h>
 
-#include "components/address_index.h"
-#include "components/cologne_phonetics.h"
-#include "components/folded_text.h"
+#include "keys/cologne_phonetics.h"
+#include "keys/folded_text.h"
+#include "storage/address_index.h"
 #include "support/expect_error.h"
 
 namespace kestrel::host {

@@ -1,4 +1,4 @@
-#include "components/late_records.h"
+#include "storage/pipelined_records.h"
 
 #include <mutex>
 #include <utility>
@@ -7,9 +7,9 @@
 
 namespace kestrel::host {
 
-LateRecords::LateRecords(Connection& connection, Pipeline& pipeline, const Destination& destination,
-                         const std::shared_ptr<KeyMemory>& keys, StoreNow store_now, Undone undone,
-                         LateErrors& errors)
+PipelinedRecords::PipelinedRecords(Connection& connection, Pipeline& pipeline, const Destination& destination,
+                                   const std::shared_ptr<KeyMemory>& keys, StoreNow store_now, Undone undone,
+                                   LateErrors& errors)
     : connection_(connection),
       pipeline_(pipeline),
       destination_(destination),
@@ -26,17 +26,17 @@ LateRecords::LateRecords(Connection& connection, Pipeline& pipeline, const Desti
   }
 }
 
-LateRecords::~LateRecords() {
+PipelinedRecords::~PipelinedRecords() {
   const std::lock_guard lock(connection_.CallMutex());
   if (count_ != 0) pipeline_.Flush();
 }
 
-void LateRecords::MakeRoom() {
+void PipelinedRecords::MakeRoom() {
   if (count_ == kMost) pipeline_.Flush();
 }
 
-void LateRecords::Send(std::int64_t record, const RecordValues& values, std::int64_t number,
-                       const IndexedAddress& address) {
+void PipelinedRecords::Send(std::int64_t record, const RecordValues& values, std::int64_t number,
+                            const IndexedAddress& address) {
   // What may fail comes before the first statement is sent.
   Statement* const write_index = index_ && index_->IsKept() ? &index_->PrepareNew(number, address) : nullptr;
   for (std::size_t i = 0; i < values.size(); ++i) Bind(*insert_, i, values[i]);
@@ -48,7 +48,7 @@ void LateRecords::Send(std::int64_t record, const RecordValues& values, std::int
   if (write_index != nullptr) pipeline_.Send(*write_index, *this);
 }
 
-std::string LateRecords::NameOf(const RecordValues& values) const {
+std::string PipelinedRecords::NameOf(const RecordValues& values) const {
   const auto& fields = destination_.fields;
   if (const auto* number = std::get_if<std::int64_t>(&values[destination_.number_field])) {
     return fields[destination_.number_field].name + " " + std::to_string(*number) + ": ";
@@ -61,7 +61,7 @@ std::string LateRecords::NameOf(const RecordValues& values) const {
   return {};
 }
 
-void LateRecords::RetryPipeline() {
+void PipelinedRecords::RetryPipeline() {
   const std::size_t count = std::exchange(count_, 0);
   if (count == 0) return;
   undone_(records_.front().record);

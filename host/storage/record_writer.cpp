@@ -1,4 +1,4 @@
-#include "components/record_writer.h"
+#include "storage/record_writer.h"
 
 #include <utility>
 
@@ -30,7 +30,7 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
   insert_ = connection_.Prepare(InsertText(destination_) + " ON CONFLICT (" + number + ") DO NOTHING");
   remove_ = connection_.Prepare("DELETE FROM " + destination_.table + " WHERE " + number + " = ?");
   if (Pipeline* const pipeline = connection_.pipeline()) {
-    late_ = std::make_unique<LateRecords>(
+    pipelined_ = std::make_unique<PipelinedRecords>(
         connection_, *pipeline, destination_, keys,
         [this](std::int64_t record, RecordValues& values) {
           // What was counted on before may be what failed.
@@ -42,7 +42,7 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
   if (destination_.address_type == 0) return;
   // Records are stored again in whatever thread found out that they must be, where `keys` are not to be
   // touched.
-  if (late_ != nullptr) keys = std::make_shared<KeyMemory>();
+  if (pipelined_ != nullptr) keys = std::make_shared<KeyMemory>();
   index_.emplace(connection_, destination_.address_type, std::move(keys));
   for (std::size_t i = 0; i < kAddressFields.size(); ++i) {
     address_fields_[i] = destination_.FindField(kAddressFields[i]);
@@ -51,7 +51,7 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
 
 RecordWriter::~RecordWriter() {
   // Its end may store records again.
-  late_.reset();
+  pipelined_.reset();
   GroupedWrites::Leave(connection_, *this);
 }
 
@@ -65,7 +65,7 @@ bool RecordWriter::GroupLost(const RuntimeError& reason) {
   // Asked for later, when the connection may have other troubles or none.
   if (stop_reason_.empty()) stop_reason_ = connection_.StopReason();
   // Those that are still under way belong to the group: they are told with it, and not once more by themselves.
-  if (late_ != nullptr) late_->Forget();
+  if (pipelined_ != nullptr) pipelined_->Forget();
   in_group_.Lose(reason, late_errors_);
   return false;
 }
@@ -239,12 +239,12 @@ void RecordWriter::StoreNow(std::int64_t record, RecordValues& values) {
   UpdateExisting(record, values);
 }
 
-void RecordWriter::StoreLater(std::int64_t record) {
-  late_->MakeRoom();
+void RecordWriter::StoreThroughPipeline(std::int64_t record) {
+  pipelined_->MakeRoom();
   group_.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
     const auto* given = std::get_if<std::int64_t>(&values_[destination_.number_field]);
     const std::int64_t number = given != nullptr ? *given : NextNumber();
-    late_->Send(record, values_, number, AddressOf(values_));
+    pipelined_->Send(record, values_, number, AddressOf(values_));
     NoteTaken(number);
     in_group_.Add(record);
   });
@@ -262,14 +262,14 @@ void RecordWriter::Store(std::int64_t record, const Recordset& row, const std::v
                          "Das Pflichtfeld '" + destination_.fields[i].name + "' ist leer.");
     }
   }
-  if (late_ == nullptr) {
+  if (pipelined_ == nullptr) {
     StoreNow(record, values_);
     return;
   }
-  // Late records may be stored again at any time, and share everything but values_ and dates_ with this one.
+  // Pipelined records may be stored again at any time, and share everything but values_ and dates_ with this one.
   const std::lock_guard lock(connection_.CallMutex());
   if (new_in_a_row_ >= kNewAgain) {
-    StoreLater(record);
+    StoreThroughPipeline(record);
     return;
   }
   connection_.pipeline()->Flush();

@@ -18,16 +18,16 @@
 #include <optional>
 #include <vector>
 
-#include "components/address_index.h"
-#include "components/record_values.h"
 #include "platform/base/runtime_error.h"
 #include "platform/data/pipeline.h"
+#include "storage/address_index.h"
 #include "storage/grouped_writes.h"
 #include "storage/late_errors.h"
+#include "storage/record_values.h"
 
 namespace kestrel::host {
 
-class LateRecords final : private PipelineSender {
+class PipelinedRecords final : private PipelineSender {
  public:
   static constexpr std::size_t kMost = 128;
   // Stores a record again and waits. May raise.
@@ -37,9 +37,10 @@ class LateRecords final : private PipelineSender {
 
   // Everything given by reference outlives this object. What `store_now` raises becomes an entry of `errors`
   // that names the record.
-  LateRecords(Connection& connection, Pipeline& pipeline, const Destination& destination,
-              const std::shared_ptr<KeyMemory>& keys, StoreNow store_now, Undone undone, LateErrors& errors);
-  ~LateRecords() override;
+  PipelinedRecords(Connection& connection, Pipeline& pipeline, const Destination& destination,
+                   const std::shared_ptr<KeyMemory>& keys, StoreNow store_now, Undone undone,
+                   LateErrors& errors);
+  ~PipelinedRecords() override;
 
   // Waits where as many records as may be are under way; others are then stored again where it must be. To be
   // called before each Send, outside of GroupedWrites::Store.

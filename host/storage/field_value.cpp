@@ -1,4 +1,4 @@
-#include "components/field_value.h"
+#include "storage/field_value.h"
 
 #include <algorithm>
 #include <charconv>

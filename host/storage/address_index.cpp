@@ -1,4 +1,4 @@
-#include "components/address_index.h"
+#include "storage/address_index.h"
 
 #include <charconv>
 #include <utility>

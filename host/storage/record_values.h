@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "components/field_value.h"
 #include "platform/data/connection.h"
 #include "schema/destination.h"
+#include "storage/field_value.h"
 
 namespace kestrel::host {
 

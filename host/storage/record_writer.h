@@ -10,7 +10,7 @@
 //  4. An existing number is updated only where overwriting is wanted, else it is an error and the row stays.
 //  5. Every record that Store took is stored, or becomes an error: its own, raised, or one of LateErrors().
 //  6. Where the database takes statements without an answer each, records that are new as far as one can tell
-//     are handed to LateRecords; the three steps above are then its way of doing them again.
+//     are handed to PipelinedRecords; the three steps above are then its way of doing them again.
 #pragma once
 
 #include <array>
@@ -21,14 +21,14 @@
 #include <string>
 #include <vector>
 
-#include "components/address_index.h"
-#include "components/field_value.h"
-#include "components/late_records.h"
-#include "components/record_values.h"
 #include "platform/data/recordset.h"
 #include "schema/destination.h"
+#include "storage/address_index.h"
+#include "storage/field_value.h"
 #include "storage/grouped_writes.h"
 #include "storage/late_errors.h"
+#include "storage/pipelined_records.h"
+#include "storage/record_values.h"
 #include "storage/records_in_group.h"
 
 namespace kestrel::host {
@@ -56,7 +56,7 @@ class RecordWriter final : private GroupMember {
   void Convert(const Recordset& record, const std::vector<std::size_t>& columns);
   void GroupCommitted() override;
   bool GroupLost(const RuntimeError& reason) override;
-  void StoreLater(std::int64_t record);
+  void StoreThroughPipeline(std::int64_t record);
   void StoreNow(std::int64_t record, RecordValues& values);
   bool InsertNew(std::int64_t record, RecordValues& values);
   void UpdateExisting(std::int64_t record, const RecordValues& values);
@@ -90,7 +90,7 @@ class RecordWriter final : private GroupMember {
   int groups_lost_ = 0;      // one after the other
   std::string stop_reason_;  // of the first group that was lost for one
   host::LateErrors late_errors_;
-  std::unique_ptr<LateRecords> late_;  // its end may still store records
+  std::unique_ptr<PipelinedRecords> pipelined_;  // its end may still store records
 };
 
 }  // namespace kestrel::host

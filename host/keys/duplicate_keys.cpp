@@ -1,10 +1,10 @@
-#include "components/duplicate_keys.h"
+#include "keys/duplicate_keys.h"
 
 #include <algorithm>
 #include <cstdint>
 
-#include "components/cologne_phonetics.h"
-#include "components/folded_text.h"
+#include "keys/cologne_phonetics.h"
+#include "keys/folded_text.h"
 #include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 

@@ -1,4 +1,4 @@
-#include "components/record_values.h"
+#include "storage/record_values.h"
 
 namespace kestrel::host {
 

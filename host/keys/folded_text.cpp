@@ -1,4 +1,4 @@
-#include "components/folded_text.h"
+#include "keys/folded_text.h"
 
 #include <array>
 

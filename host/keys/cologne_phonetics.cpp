@@ -1,4 +1,4 @@
-#include "components/cologne_phonetics.h"
+#include "keys/cologne_phonetics.h"
 
 namespace kestrel::host {
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "components/duplicate_keys.h"
+#include "keys/duplicate_keys.h"
 #include "platform/data/connection.h"
 #include "schema/settings.h"
 
