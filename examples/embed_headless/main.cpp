@@ -4,26 +4,9 @@
 #include <iostream>
 
 #include "address_book.h"
-#include "component/import_class.h"
-#include "import/import_run.h"
-#include "mapping/field_assignment.h"
-#include "platform/base/file.h"
-#include "platform/dialogs/console_user_interface.h"
-#include "sources/source_page.h"
-#include "sources/source_reader.h"
-#include "spec/specification.h"
+#include "import/import_job.h"
 
 namespace {
-
-// Nobody watches this run; what stands in no log is told all the same.
-class Unseen final : public kestrel::RunView {
- public:
-  void SetInfo(std::string_view) override {}
-  void SetProgress(double) override {}
-  void Yield() override {}
-  void Tell(std::string_view text) override { std::cerr << text << '\n'; }
-  void CloseWindow() override {}
-};
 
 int Import(const std::string& specification, const std::string& source) {
   auto addresses = std::make_shared<AddressBook>();
@@ -31,31 +14,16 @@ int Import(const std::string& specification, const std::string& source) {
   components.Register("example.addressbook", [&] { return addresses; });
   kestrel::ConsoleUserInterface ui(std::cerr);
   kestrel::SystemClock clock;
-  kestrel::Session session({ui, components, clock});
 
-  // Load the specification; everything then works on a copy of it, which the run deletes at its end.
-  session.SpecFolder = kestrel::ParentFolder(specification);
-  session.SpecFile = specification;
-  kestrel::ReadCommonSection(session);
-  kestrel::CreateWorkingCopy(session);
+  kestrel::ImportJob job({ui, components, clock});
   // The file at hand takes the place of the one that the specification names.
-  session.ImportFileName = source;
-  kestrel::ApplyImportFileName(session);
-  // The destination, and which of its fields comes from which column.
-  if (!kestrel::CreateImportClass(session)) return 1;
-  session.SourceFieldNames = kestrel::SourceColumnNames(session);
-  std::string failure;
-  kestrel::BuildAssignmentList(session, &failure);
-  if (!failure.empty()) {
-    kestrel::DeleteWorkingCopy(session);
-    throw kestrel::RuntimeError(kestrel::ErrorNumber::kAutomation, failure);
-  }
-
-  Unseen view;
-  kestrel::ImportRun run(session, view);
-  run.Activate();
+  job.Open({.specification = specification, .source_file = source, .tell = [](std::string_view text) {
+              std::cerr << text << '\n';
+            }});
+  // Refused, with everything that is wrong, where the specification does not fit source or destination.
+  const kestrel::RunResult& result = job.Run();
   for (const std::string& line : addresses->lines()) std::printf("%s\n", line.c_str());
-  return run.result().errors == 0 ? 0 : 1;
+  return result.errors == 0 ? 0 : 1;
 }
 
 }  // namespace

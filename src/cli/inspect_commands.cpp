@@ -87,10 +87,10 @@ int ShowCommand(Workspace& workspace, const std::string& spec) {
   Session& session = workspace.session();
   workspace.OpenHost();
   workspace.LoadSpecification(spec, "");
-  workspace.OpenImportClass();
-  workspace.OpenSource();
+  workspace.job().OpenImportClass();
+  workspace.job().OpenSource();
   std::string failure;
-  BuildAssignmentList(session, &failure);
+  workspace.job().AssignFields(&failure);
   if (!failure.empty()) throw NotUsable(failure);
 
   if (workspace.options().format == OutputFormat::kText) {
@@ -144,7 +144,7 @@ int TablesCommand(Workspace& workspace, const std::string& spec) {
 
 int ColumnsCommand(Workspace& workspace, const std::string& spec, const std::string& source_file) {
   workspace.LoadSpecification(spec, source_file);
-  workspace.OpenSource();
+  workspace.job().OpenSource();
   for (const SourceRemark& remark : SourceRemarks(workspace.session())) workspace.err() << remark.text << '\n';
   TableWriter table(workspace.out(), workspace.options().format, {{"Nr", "number"}, {"Spalte", "column"}});
   std::size_t number = 0;
@@ -156,35 +156,31 @@ int ColumnsCommand(Workspace& workspace, const std::string& spec, const std::str
 
 int PreviewCommand(Workspace& workspace, const std::string& spec, const std::string& source_file,
                    std::int64_t records) {
-  Session& session = workspace.session();
   workspace.LoadSpecification(spec, source_file);
-  workspace.OpenSource();
-  const int boxes = workspace.ui().boxes();
-  OpenSourceRecordset(session);
-  const RecordsetPtr source = SourceMoveFirst(session);
-  if (workspace.ui().boxes() != boxes) return kNotUsable;
-
-  std::vector<TableWriter::Column> columns;
-  for (const std::string& name : OfferedSourceFields(session.SourceFieldNames)) columns.push_back({name, ""});
-  TableWriter table(workspace.out(), workspace.options().format, std::move(columns));
-  bool all_readable = true;
-  for (std::int64_t row = 0; row < records && !SourceEOF(session) && !session.source_end.error; ++row) {
-    std::vector<std::string> values;
-    for (std::size_t column = 0; column < source->ColumnCount(); ++column) {
-      std::string& value = values.emplace_back();
-      Trap([&] { value = source->TextAt(column); },
-           [&](const RuntimeError& error) {
-             all_readable = false;
-             workspace.err() << "Datensatz " << row + 1 << ", Spalte \"" << source->ColumnName(column)
-                             << "\": " << error.Description() << '\n';
-           });
+  workspace.job().OpenSource();
+  std::optional<TableWriter> table;
+  const auto begin_table = [&] {
+    if (table) return;
+    std::vector<TableWriter::Column> columns;
+    for (const std::string& name : OfferedSourceFields(workspace.session().SourceFieldNames)) {
+      columns.push_back({name, ""});
     }
-    table.Row(std::move(values));
-    SourceMoveNext(session);
-  }
-  if (session.source_end.error) all_readable = false;
-  CloseSource(session);
-  return all_readable ? kDone : kErrorsCounted;
+    table.emplace(workspace.out(), workspace.options().format, std::move(columns));
+  };
+  bool all_readable = true;
+  const SourceEnd end =
+      workspace.job().Preview(records, [&](const std::vector<std::string>& values, const Findings& unreadable) {
+        begin_table();
+        for (const Finding& finding : unreadable) {
+          all_readable = false;
+          workspace.err() << finding.text << '\n';
+        }
+        table->Row(values);
+      });
+  // No titles above a source that was never open.
+  if (end.state == SourceState::kNotOpened) return kNotUsable;
+  begin_table();
+  return all_readable && !end.error ? kDone : kErrorsCounted;
 }
 
 }  // namespace kestrel::cli

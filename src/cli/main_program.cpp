@@ -126,6 +126,8 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
     return kWrongUse;
   } catch (const NotUsable& error) {
     err << "kestrel-import: " << error.what() << std::endl;
+  } catch (const ImportRefused& refused) {
+    err << "kestrel-import: " << refused.what() << std::endl;
   } catch (const OutputFailed&) {
     // Told at the end, as for a command that has not seen it.
   } catch (const RuntimeError& error) {

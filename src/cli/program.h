@@ -1,4 +1,4 @@
-// The command line program: options, the session it works in, and its commands.
+// The command line program: options, the import job it works with, and its commands.
 //
 // Data goes to standard output, everything else to standard error. Exit statuses stand in ExitStatus.
 #pragma once
@@ -11,12 +11,10 @@
 #include <vector>
 
 #include "cli/output.h"
-#include "cli/piped_source.h"
 #include "cli/stop_signals.h"
 #include "cli/terminal_stream.h"
-#include "component/session.h"
+#include "import/import_job.h"
 #include "platform/base/file_lock.h"
-#include "platform/dialogs/console_user_interface.h"
 
 namespace kestrel::cli {
 
@@ -65,38 +63,6 @@ class ScratchFolder {
   std::optional<FileLock> lock_;  // says that the folder is in use
 };
 
-// A user interface that counts what it showed, so that a command can tell whether anything went wrong.
-class CountingUserInterface final : public UserInterface {
- public:
-  explicit CountingUserInterface(std::ostream& stream) : console_(stream) {}
-
-  int boxes() const { return boxes_; }
-
-  // While one lives, boxes are counted but not shown; for a command that tells of them itself.
-  class Silence {
-   public:
-    explicit Silence(CountingUserInterface& ui) : ui_(ui) { ui_.silent_ = true; }
-    Silence(const Silence&) = delete;
-    Silence& operator=(const Silence&) = delete;
-    ~Silence() { ui_.silent_ = false; }
-
-   private:
-    CountingUserInterface& ui_;
-  };
-
-  Answer MessageBox(std::string_view text, std::string_view title, Icon icon, Buttons buttons) override;
-  std::optional<std::string> InputBox(std::string_view prompt, std::string_view title) override;
-  std::optional<std::string> ChooseFile(std::string_view title, std::string_view filter,
-                                        const std::string& start) override;
-  std::optional<std::string> ChooseFolder(std::string_view title, const std::string& start) override;
-  void Yield() override {}
-
- private:
-  ConsoleUserInterface console_;
-  int boxes_ = 0;
-  bool silent_ = false;
-};
-
 // Where a command prints, and what may stop it.
 struct Surroundings {
   std::ostream& out;
@@ -106,13 +72,13 @@ struct Surroundings {
   StopSignals& signals;
 };
 
-// The session of one command, with everything it stands on.
+// The import job of one command, with everything it stands on.
 class Workspace {
  public:
   Workspace(const CommonOptions& options, const Surroundings& surroundings);
 
-  Session& session() { return session_; }
-  CountingUserInterface& ui() { return ui_; }
+  ImportJob& job() { return job_; }
+  Session& session() { return job_.session(); }
   ComponentRegistry& components() { return components_; }
   std::ostream& out() { return surroundings_.out; }
   std::ostream& err() { return surroundings_.err; }
@@ -129,36 +95,22 @@ class Workspace {
   enum class MissingHost { kRefuse, kMake };
   void OpenHost(MissingHost missing = MissingHost::kRefuse);
 
-  // The specification file meant by `name`: a path; a file of the specification folder with or without
-  // ".IMP" or ".IMT"; or a Description. NotUsable, with what there is, where nothing fits.
-  std::string FindSpecification(const std::string& name);
-  // Loads a specification into the session: working copy, section Common, application mode; `source_file`,
-  // where not empty, takes the place of the source as a file handed in by a host does.
+  // Opens the specification that `name` means (import/find_specification.h) with a working copy in a folder of
+  // its own; `source_file`, where not empty, takes the place of its source, as a file handed in by a host does.
   void LoadSpecification(const std::string& name, const std::string& source_file);
-  // Connects to the source and reads its column names into the session. NotUsable with the reason.
-  void OpenSource();
-  // Creates and primes the import class. NotUsable with the loader's reason.
-  void OpenImportClass();
 
  private:
-  // Source paths that are relative and do not exist from here are meant from the specification's folder.
-  void ResolveSourcePaths();
-  // A text source that is no file with a place of its own is neither saved nor removed; a pipe is read to its
-  // end.
-  void TakeStream();
-
   CommonOptions options_;
   Surroundings surroundings_;
-  CountingUserInterface ui_;
+  ConsoleUserInterface ui_;
   ComponentRegistry components_;
   SystemClock clock_;
-  Session session_;
   std::string spec_folder_;
   std::unique_ptr<ScratchFolder> scratch_;
-  std::unique_ptr<PipedSource> piped_source_;
+  ImportJob job_;
 };
 
-// --- Commands; each returns an ExitStatus and raises NotUsable or RuntimeError ---
+// --- Commands; each returns an ExitStatus and raises NotUsable, ImportRefused or RuntimeError ---
 
 struct ListOptions {
   std::int16_t app_mode = 2;

@@ -2,19 +2,11 @@
 
 #include <chrono>
 #include <cmath>
-#include <filesystem>
 #include <ostream>
 
 #include "cli/program.h"
-#include "component/import_class.h"
-#include "import/import_run.h"
 #include "import/pace.h"
-#include "mapping/field_assignment.h"
 #include "platform/base/terminal_text.h"
-#include "platform/base/text.h"
-#include "sources/source_reader.h"
-#include "spec/profile_access.h"
-#include "spec/specification.h"
 
 namespace kestrel::cli {
 
@@ -27,10 +19,9 @@ class ConsoleRunView final : public RunView {
   ConsoleRunView(Workspace& workspace, bool bar, bool plain)
       : stream_(bar ? workspace.terminal() : workspace.err()),
         signals_(workspace.signals()),
+        job_(workspace.job()),
         bar_(bar),
         plain_(plain) {}
-
-  void Attach(ImportRun& run) { run_ = &run; }
 
   void SetInfo(std::string_view text) override { info_.assign(text); }
 
@@ -48,7 +39,7 @@ class ConsoleRunView final : public RunView {
   }
 
   void Yield() override {
-    if (signals_.StopRequested() && run_ != nullptr) run_->RequestClose();
+    if (signals_.StopRequested()) job_.RequestStop();
     if (bar_ && pace_.Due()) Draw();
   }
 
@@ -76,9 +67,9 @@ class ConsoleRunView final : public RunView {
 
   std::ostream& stream_;
   const StopSignals& signals_;
+  ImportJob& job_;
   bool bar_;
   bool plain_;
-  ImportRun* run_ = nullptr;
   std::string info_;
   double percent_ = 0;
   int tenths_shown_ = 0;
@@ -142,85 +133,22 @@ ExitStatus StatusOf(const RunResult& result) {
   return result.errors == 0 ? kDone : kErrorsCounted;
 }
 
-// Builds the assignment list. NotUsable where the destination's fields cannot be read or are not assigned as a
-// run needs them.
-void AssignFields(Session& session) {
-  const std::string unreadable = "Die Felder des Ziels konnten nicht gelesen werden. ";
-  std::string failure;
-  BuildAssignmentList(session, &failure);
-  if (!failure.empty()) throw NotUsable(unreadable + failure);
-  // What the import class delivers all the same is not enough to import by.
-  const ImportClassError error = ReadImportClassError(session);
-  if (error.code != 0) {
-    throw NotUsable(unreadable + "Fehler " + std::to_string(error.code) + ": " + error.description);
-  }
-  if (MandatoryFieldUnassigned(*session.AssignmentList)) {
-    throw NotUsable("Ein Pflichtfeld wurde noch nicht zugeordnet. 'kestrel-import check' nennt es.");
-  }
-  if (DateFieldWithoutFormat(*session.AssignmentList)) {
-    throw NotUsable(
-        "Bei einem Datumsfeld wurde noch keine Formatierung bestimmt.. 'kestrel-import check' nennt es.");
-  }
-}
-
-// A field whose column exists but cannot be read would silently stay empty.
-void RefuseLeftOutColumns(Session& session) {
-  for (const SourceRemark& remark : SourceRemarks(session)) {
-    if (remark.column.empty()) continue;
-    MemoryRecordset& list = *session.AssignmentList;
-    for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {
-      const std::string field(list.TextAt(kSourceName));
-      const std::string assigned =
-          GetIniString(session.profiles, session.SpecFile, "FieldAssignments", field, "");
-      if (assigned == "FIELD:" + remark.column)
-        throw NotUsable("[FieldAssignments] " + field + ": " + remark.text);
-    }
-  }
-}
-
-// The run goes on without a backup whose folder is missing, as it does everywhere; here it then keeps the only
-// copy.
-void KeepSourceWithoutBackup(Workspace& workspace) {
-  Session& session = workspace.session();
-  if (session.Provider != kTextSource || !session.SaveFile || session.SavePath.empty()) return;
-  // One that cannot be looked at is an error of the run, which keeps the source as well.
-  std::error_code unknown;
-  const auto kind = std::filesystem::status(session.SavePath, unknown).type();
-  const bool missing = kind != std::filesystem::file_type::none && kind != std::filesystem::file_type::directory;
-  if (!missing || !session.DeleteFile) return;
-  session.DeleteFile = false;
-  workspace.err() << "Die Quelldatei ''" << session.FileName
-                  << "'' wird nicht gelöscht, da sie nicht gesichert werden kann.\n";
-}
-
 }  // namespace
 
 int RunCommand(Workspace& workspace, const RunOptions& options) {
-  Session& session = workspace.session();
+  ImportJob& job = workspace.job();
   workspace.OpenHost();
   workspace.LoadSpecification(options.spec, options.source_file);
-  workspace.OpenImportClass();
-  workspace.OpenSource();
-
-  AssignFields(session);
-  RefuseLeftOutColumns(session);
-  session.TestMode = options.test;
-  // A trial leaves the source file and its backup as they are.
-  if (options.test) session.SaveFile = session.DeleteFile = false;
-  KeepSourceWithoutBackup(workspace);
-
+  job.Prepare();
   const bool terminal = ::isatty(STDERR_FILENO) == 1;
   ConsoleRunView view(workspace, options.progress == Progress::kAuto && terminal,
                       options.progress == Progress::kPlain);
-  ImportRun run(session, view);
-  view.Attach(run);
   {
     const StopSignals::Asking first_signal_asks(workspace.signals());
-    run.Activate();
+    job.RunDespiteFindings(view, options.test ? RunMode::kTest : RunMode::kImport);
   }
-  const RunResult& result = run.result();
-  WriteResult(workspace, result, options.test);
-  return StatusOf(result);
+  WriteResult(workspace, job.result(), options.test);
+  return StatusOf(job.result());
 }
 
 }  // namespace kestrel::cli

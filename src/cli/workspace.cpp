@@ -5,17 +5,11 @@
 #include <system_error>
 
 #include "cli/program.h"
-#include "component/import_class.h"
 #include "component/import_man.h"
 #include "platform/base/file.h"
-#include "platform/base/number.h"
-#include "platform/base/text.h"
 #include "platform/data/connection_string.h"
 #include "platform/data/open_connection.h"
 #include "platform/data/providers/sqlite/sqlite_provider.h"
-#include "sources/source_connection.h"
-#include "sources/source_reader.h"
-#include "spec/profile_access.h"
 #include "spec/specification.h"
 
 namespace kestrel::cli {
@@ -88,39 +82,18 @@ void ScratchFolder::SweepAbandoned() {
   }
 }
 
-Answer CountingUserInterface::MessageBox(std::string_view text, std::string_view title, Icon icon,
-                                         Buttons buttons) {
-  ++boxes_;
-  if (silent_) return buttons == Buttons::kOk ? Answer::kOk : Answer::kNo;
-  return console_.MessageBox(text, title, icon, buttons);
-}
-
-std::optional<std::string> CountingUserInterface::InputBox(std::string_view prompt, std::string_view title) {
-  return console_.InputBox(prompt, title);
-}
-
-std::optional<std::string> CountingUserInterface::ChooseFile(std::string_view title, std::string_view filter,
-                                                             const std::string& start) {
-  return console_.ChooseFile(title, filter, start);
-}
-
-std::optional<std::string> CountingUserInterface::ChooseFolder(std::string_view title,
-                                                               const std::string& start) {
-  return console_.ChooseFolder(title, start);
-}
-
 Workspace::Workspace(const CommonOptions& options, const Surroundings& surroundings)
     : options_(options),
       surroundings_(surroundings),
       ui_(surroundings.err),
-      session_(Platform{ui_, components_, clock_}),
-      spec_folder_(SpecFolderFor(options)) {
+      spec_folder_(SpecFolderFor(options)),
+      job_(Platform{ui_, components_, clock_}) {
   if (!options.folder.empty()) {
     ::setenv("KESTREL_HOME", ComponentFolderFor(options, spec_folder_).c_str(), 1);
   }
   components_.AddDefaultFolders();
-  session_.SpecFolder = spec_folder_;
-  session_.PersonalNr = options.user;
+  session().SpecFolder = spec_folder_;
+  session().PersonalNr = options.user;
   // What programs that were killed have left may hold passwords.
   ScratchFolder::SweepAbandoned();
   SweepSpecFolder(spec_folder_);
@@ -148,7 +121,7 @@ void Workspace::OpenHost(MissingHost missing) {
                     "'' existiert nicht. Prüfen Sie --host oder KESTREL_HOST; neu anlegen kann sie "
                     "'kestrel-import init ORDNER --host DATEI'.");
   }
-  Trap([&] { session_.HostConnection = OpenConnection(connection_string); },
+  Trap([&] { session().HostConnection = OpenConnection(connection_string); },
        [](const RuntimeError& error) {
          const bool unknown = error.Is(ErrorNumber::kProviderNotFound);
          throw NotUsable("Die Datenbank der Hauptanwendung kann nicht geöffnet werden. " + error.Description() +
@@ -161,111 +134,19 @@ void Workspace::OpenHost(MissingHost missing) {
   Trap(
       [&] {
         const ObjectPtr setup = components_.CreateObject("kestrelhost.Setup");
-        const std::string restored = CallMethod(setup, "RestoreDatabase", session_.HostConnection).ToText();
+        const std::string restored = CallMethod(setup, "RestoreDatabase", session().HostConnection).ToText();
         if (!restored.empty()) err() << restored << '\n';
       },
       [](const RuntimeError&) {});
 }
 
-std::string Workspace::FindSpecification(const std::string& name) {
-  if (name.empty()) throw NotUsable("Es ist keine Importspezifikation angegeben.");
-  if (FileExists(name)) return name;
-  if (name.find('/') == std::string::npos) {
-    for (const char* extension : {"", ".IMP", ".imp", ".IMT", ".imt"}) {
-      std::string path = JoinPath(spec_folder_, name + extension);
-      if (FileExists(path)) return path;
-    }
-  }
-  std::string known;
-  if (FolderExists(spec_folder_)) {
-    for (std::string& path : ListFiles(spec_folder_)) {
-      const std::string extension = GetFileExtension(path);
-      if (extension != ".IMP" && extension != ".IMT") continue;
-      if (GetIniString(session_.profiles, path, "Common", "Description", "") == name) return path;
-      known += "\n  " + FileNameOfPath(path);
-    }
-  }
-  throw NotUsable("Die Importspezifikation '" + name + "' wurde nicht gefunden (gesucht in " + spec_folder_ +
-                  (FolderExists(spec_folder_) ? "" : ", diesen Ordner gibt es nicht") + ")." +
-                  (FolderExists(name) ? " ''" + name + "'' ist ein Ordner." : "") +
-                  (known.empty() ? "" : " Vorhanden sind:" + known));
-}
-
 void Workspace::LoadSpecification(const std::string& name, const std::string& source_file) {
-  const std::string path = FindSpecification(name);
-  session_.SpecFile = path;
-  ReadCommonSection(session_);
-  const std::string application = GetIniString(session_.profiles, path, "Common", "Application", "2");
-  const auto app_mode = ParseWholeNumber(application);
-  if (!app_mode || *app_mode < INT16_MIN || *app_mode > INT16_MAX) {
-    throw NotUsable(path + ": [Common] Application='" + application + "' ist keine Nummer einer Anwendung.");
-  }
-  session_.AppMode = static_cast<std::int16_t>(*app_mode);
   scratch_ = std::make_unique<ScratchFolder>(signals());
-  session_.SpecFolder = scratch_->path();
-  CreateWorkingCopy(session_);
-  session_.ImportFileName = source_file == "-" ? "/dev/stdin" : source_file;
-  if (!source_file.empty()) ApplyImportFileName(session_);
-  ResolveSourcePaths();
-}
-
-void Workspace::ResolveSourcePaths() {
-  const auto resolve = [&](std::string& path) {
-    if (path.empty() || path.front() == '/' || FileExists(path) || FolderExists(path)) return;
-    const std::string beside = JoinPath(ParentFolder(session_.ChosenSpecFile), path);
-    if (FileExists(beside) || FolderExists(beside)) path = beside;
-  };
-  if (session_.Provider == kTextSource) {
-    resolve(session_.FileName);
-    resolve(session_.SavePath);
-  } else if (session_.Provider != kSqlServerSource) {
-    resolve(session_.Database);
-  }
-}
-
-void Workspace::TakeStream() {
-  if (!IsStream(session_.FileName)) return;
-  if (session_.SaveFile) {
-    err() << "Die Quelle ist keine Datei mit eigenem Namen; sie wird nicht gesichert." << std::endl;
-  }
-  session_.SaveFile = false;
-  session_.DeleteFile = false;
-  if (!PipedSource::IsPipe(session_.FileName)) return;
-  piped_source_ = std::make_unique<PipedSource>(session_.FileName);
-  session_.FileName = piped_source_->path();
-}
-
-void Workspace::OpenSource() {
-  if (session_.Provider == kTextSource) {
-    TakeStream();
-    if (FolderExists(session_.FileName)) {
-      throw NotUsable("''" + session_.FileName + "'' ist ein Ordner und keine Textdatei.");
-    }
-    if (!FileExists(session_.FileName)) {
-      throw NotUsable("Die Datei ''" + session_.FileName + "'' existiert nicht.");
-    }
-  } else {
-    const ConnectResult result = ConnectFromSession(session_);
-    if (!result.connected) {
-      throw NotUsable("Die Datenquelle (" + session_.Provider + ") kann nicht geöffnet werden. " +
-                      (result.reason.empty() ? "Es fehlen Angaben im Abschnitt [Common]." : result.reason));
-    }
-  }
-  const int before = ui_.boxes();
-  session_.SourceFieldNames = SourceColumnNames(session_);
-  // The reader has told the reason.
-  if (ui_.boxes() != before) throw NotUsable("Die Felder der Datenquelle konnten nicht gelesen werden.");
-}
-
-void Workspace::OpenImportClass() {
-  if (session_.ImportClassProgID.empty()) {
-    throw NotUsable(
-        session_.ChosenSpecFile +
-        ": Im Abschnitt [Common] fehlt ImportClass, das Importziel. 'kestrel-import check' prüft, ob "
-        "dies eine Importspezifikation ist.");
-  }
-  std::optional<RuntimeError> failure;
-  if (!CreateImportClass(session_, &failure)) throw NotUsable(failure->Description());
+  job_.Open({.specification = name,
+             .folder = spec_folder_,
+             .source_file = source_file,
+             .working_folder = scratch_->path(),
+             .tell = [this](std::string_view text) { err() << text << std::endl; }});
 }
 
 }  // namespace kestrel::cli

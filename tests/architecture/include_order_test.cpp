@@ -31,6 +31,7 @@ const std::vector<std::string>& Layers() {
                                                   "sources",
                                                   "mapping",
                                                   "duplicates",
+                                                  "check",
                                                   "import",
                                                   "wizard",
                                                   "cli"};

@@ -56,6 +56,14 @@ if(NOT status EQUAL 1 OR NOT errors MATCHES "Feld \"Name\".*FieldAssignments.*25
   message(FATAL_ERROR "embed_headless with a constant that is too long ended with ${status}:\n${errors}")
 endif()
 
+# Nor is an import of columns that the source has not.
+file(WRITE ${SCRATCH}/nonsense.IMP "[Common]\nImportClass=example.addressbook\nDelimiter=;\n[FieldAssignments]\nName=FIELD:Surname\nOrt=FIELD:Town\n")
+execute_process(COMMAND ${SCRATCH}/embed_headless/embed_headless ${SCRATCH}/nonsense.IMP ${example}/addresses.txt
+  OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE status TIMEOUT 240)
+if(NOT status EQUAL 1 OR NOT output STREQUAL "" OR NOT errors MATCHES "keine Spalte \"Surname\".*keine Spalte \"Town\"")
+  message(FATAL_ERROR "embed_headless with columns that are not there ended with ${status}:\n${output}${errors}")
+endif()
+
 if(WIZARD)
   build_example(embed_qt)
   set(ENV{QT_QPA_PLATFORM} offscreen)

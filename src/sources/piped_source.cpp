@@ -1,4 +1,4 @@
-#include "cli/piped_source.h"
+#include "sources/piped_source.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,7 +13,7 @@
 #include "platform/base/file.h"
 #include "platform/base/runtime_error.h"
 
-namespace kestrel::cli {
+namespace kestrel {
 
 namespace {
 
@@ -110,4 +110,4 @@ PipedSource::~PipedSource() { ::close(descriptor_); }
 
 std::string PipedSource::path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
 
-}  // namespace kestrel::cli
+}  // namespace kestrel

@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace kestrel::cli {
+namespace kestrel {
 
 // Whether the path names no file with a place of its own: a pipe, or what another process or the shell holds
 // open.
@@ -29,4 +29,4 @@ class PipedSource {
   int descriptor_ = -1;
 };
 
-}  // namespace kestrel::cli
+}  // namespace kestrel

@@ -1,0 +1,75 @@
+// What is wrong with an import before it runs: each finding with its place in the import specification and a
+// way out.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/base/runtime_error.h"
+
+namespace kestrel {
+
+// What keeps an import from running well, and what only looks wrong.
+enum class Severity { kError, kWarning };
+
+// Where a finding belongs: in the import specification, and to which field of the destination.
+struct FindingPlace {
+  std::string section;
+  std::string key = {};    // empty for the whole section
+  std::string field = {};  // empty where no single field is meant
+};
+
+struct Finding {
+  Severity severity = Severity::kError;
+  FindingPlace place;
+  std::string text;          // German sentences
+  std::string way_out = {};  // what to do about it; may be empty
+
+  // Text and way out as one.
+  std::string Message() const;
+};
+
+// Findings in the order in which they were made.
+class Findings {
+ public:
+  Findings() = default;
+  explicit Findings(Finding only) { Add(std::move(only)); }
+
+  void Error(FindingPlace place, std::string text, std::string way_out = "") {
+    Add({Severity::kError, std::move(place), std::move(text), std::move(way_out)});
+  }
+  void Warn(FindingPlace place, std::string text, std::string way_out = "") {
+    Add({Severity::kWarning, std::move(place), std::move(text), std::move(way_out)});
+  }
+  void Add(Finding finding);
+
+  // How many of them are errors.
+  std::size_t errors() const { return errors_; }
+  bool empty() const { return findings_.empty(); }
+  std::size_t size() const { return findings_.size(); }
+  const Finding& operator[](std::size_t index) const { return findings_[index]; }
+  auto begin() const { return findings_.begin(); }
+  auto end() const { return findings_.end(); }
+
+ private:
+  std::vector<Finding> findings_;
+  std::size_t errors_ = 0;
+};
+
+// An import that does not begin: something keeps it from running. Number 440.
+class ImportRefused : public RuntimeError {
+ public:
+  // Described by the finding's message.
+  explicit ImportRefused(const Finding& finding);
+  // Described by the errors among the findings, a line each, with their places.
+  explicit ImportRefused(Findings findings);
+
+  const Findings& findings() const { return findings_; }
+
+ private:
+  Findings findings_;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,71 @@
+#include "check/source_check.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <set>
+#include <string>
+
+#include "sources/source_reader.h"
+#include "spec/specification.h"
+
+namespace kestrel {
+
+namespace {
+
+constexpr std::int64_t kRecordsLookedAt = 100;
+
+// Finds the values of the current record that cannot be read; each column is told once.
+void CheckValues(const Session& session, const Recordset& source, std::int64_t record,
+                 std::set<std::size_t>& unreadable, Findings& findings) {
+  for (std::size_t column = 0; column < source.ColumnCount(); ++column) {
+    Trap([&] { source.TextAt(column); },
+         [&](const RuntimeError& error) {
+           if (!unreadable.insert(column).second) return;
+           findings.Add(UnreadableValue(session, source, record, column, error));
+         });
+  }
+}
+
+}  // namespace
+
+const char* SourceKey(const Session& session) {
+  return session.Provider == kTextSource ? "FileName" : "Database";
+}
+
+Finding UnreadableValue(const Session& session, const Recordset& source, std::int64_t record,
+                        std::size_t column, const RuntimeError& error) {
+  return {Severity::kError,
+          {"Common", SourceKey(session)},
+          "Datensatz " + std::to_string(record) + ", Spalte \"" + std::string(source.ColumnName(column)) +
+              "\": " + error.Description()};
+}
+
+void CheckLeftOutColumns(const std::vector<SourceRemark>& remarks, Findings& findings) {
+  for (const SourceRemark& remark : remarks) {
+    if (!remark.column.empty()) findings.Warn({"Common", "Table"}, remark.text);
+  }
+}
+
+void CheckSourceRecords(Session& session, Findings& findings) {
+  OpenSourceRecordset(session);
+  const std::int64_t count = SourceRecordCount(session);
+  std::set<std::size_t> unreadable;
+  std::int64_t records = 0;
+  RecordsetPtr source = SourceMoveFirst(session);
+  while (!SourceEOF(session) && !session.source_end.error) {
+    ++records;
+    if (records <= kRecordsLookedAt) CheckValues(session, *source, records, unreadable, findings);
+    if (session.Provider == kSqlServerSource) break;
+    source = SourceMoveNext(session);
+  }
+  const SourceEnd end = session.source_end;
+  CloseSource(session);
+  if (!end.error) return;
+  const std::string reached = end.state == SourceState::kNotOpened
+                                  ? "Die Datenquelle kann nicht gelesen werden. "
+                                  : "Die Datenquelle endet nach " + std::to_string(records) + " von " +
+                                        std::to_string(std::max(count, records)) + " Datensätzen. ";
+  findings.Error({"Common", SourceKey(session)}, reached + end.error->Description());
+}
+
+}  // namespace kestrel

@@ -1,0 +1,28 @@
+// What is wrong with the data source of an import.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "check/finding.h"
+#include "component/session.h"
+
+namespace kestrel {
+
+// The key of section Common that names the session's source.
+const char* SourceKey(const Session& session);
+
+// A value that cannot be read, of the source's record counted from 1.
+Finding UnreadableValue(const Session& session, const Recordset& source, std::int64_t record,
+                        std::size_t column, const RuntimeError& error);
+
+// Columns of the source that cannot be read. The source connection is open.
+void CheckLeftOutColumns(const std::vector<SourceRemark>& remarks, Findings& findings);
+
+// Reads a source whose connection is open: a file to its end, which tells whether records are missing; of a
+// server the first record is enough. The values of the first 100 records are looked at, too. What the reader
+// shows on the way is shown by the session's user interface.
+void CheckSourceRecords(Session& session, Findings& findings);
+
+}  // namespace kestrel

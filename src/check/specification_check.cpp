@@ -1,0 +1,177 @@
+#include "check/specification_check.h"
+
+#include <algorithm>
+#include <array>
+#include <set>
+#include <string>
+
+#include "mapping/translation.h"
+#include "platform/base/file.h"
+#include "platform/base/text.h"
+#include "spec/profile_access.h"
+#include "spec/specification.h"
+
+namespace kestrel {
+
+namespace {
+
+constexpr std::array<const char*, 5> kProviders = {kTextSource, kSqlServerSource, kAccessSource, kExcelSource,
+                                                   kDBaseSource};
+
+// The keys of section Common that are read for a provider.
+std::set<std::string> CommonKeysOf(const std::string& provider) {
+  std::set<std::string> keys = {"DESCRIPTION", "APPLICATION", "IMPORTCLASS", "PROVIDER"};
+  if (provider == kTextSource) {
+    keys.insert({"FILENAME", "COLUMNHEADINGS", "FILEFORMAT", "DELIMITER", "TEXTRECOGNITION", "SAVEFILE",
+                 "SAVEPATH", "DELETEFILE"});
+  } else {
+    keys.insert({"DATABASE", "TABLE"});
+    if (provider == kSqlServerSource) keys.insert("SERVER");
+    if (provider == kSqlServerSource || provider == kAccessSource) keys.insert({"USER", "PASSWORD"});
+  }
+  return keys;
+}
+
+// The keys of section CfgSettings that are switches, and all that are read of it.
+constexpr std::array<const char*, 7> kSwitches = {"DublettenPruefen",
+                                                  "DublettenKey1",
+                                                  "DublettenKey2",
+                                                  "DublettenKey3",
+                                                  "KundenUeberschreiben",
+                                                  "InteressentenUeberschreiben",
+                                                  "LieferantenUeberschreiben"};
+
+std::set<std::string> SettingsKeys() {
+  std::set<std::string> keys = {"ADDRESSTYPECODE"};
+  for (const char* key : kSwitches) keys.insert(UpperCase(key));
+  return keys;
+}
+
+void CheckFlag(const ProfileImage& specification, const char* key, Findings& findings) {
+  const std::string value = GetIniString(specification, "Common", key, "0");
+  for (const char* known : {"True", "False", "Wahr", "Falsch"}) {
+    if (EqualsIgnoringCase(value, known)) return;
+  }
+  if (value.find_first_not_of("0123456789") != std::string::npos || value.empty()) {
+    findings.Warn({"Common", key}, "\"" + value + "\" ist kein Wahrheitswert und gilt als nein.",
+                  "Möglich sind True, False, 1 und 0.");
+  }
+}
+
+void CheckTextSettings(const Session& session, const ProfileImage& specification, Findings& findings) {
+  for (const char* key : {"ColumnHeadings", "SaveFile", "DeleteFile"}) CheckFlag(specification, key, findings);
+  if (session.FileFormat != "ANSI" && session.FileFormat != "ASCII") {
+    findings.Warn({"Common", "FileFormat"}, "\"" + session.FileFormat + "\" wird wie \"ANSI\" gelesen.",
+                  "Möglich sind \"ANSI\" und \"ASCII\".");
+  }
+  if (session.Delimiter.empty() || (session.Delimiter != "TAB" && LengthInCharacters(session.Delimiter) > 1)) {
+    findings.Error({"Common", "Delimiter"}, "\"" + session.Delimiter + "\" trennt keine Felder.",
+                   "Tragen Sie \"TAB\" oder ein einzelnes Zeichen ein.");
+  }
+  if (session.SaveFile && session.SavePath.empty()) {
+    findings.Warn({"Common", "SavePath"}, "Ohne Sicherungspfad wird die Datei nicht gesichert.");
+  } else if (session.SaveFile && !FolderExists(session.SavePath)) {
+    findings.Error({"Common", "SavePath"}, "Der Sicherungspfad ''" + session.SavePath + "'' existiert nicht.");
+  }
+}
+
+void CheckTable(const ProfileImage::Section& section, const std::string& field, Findings& findings) {
+  constexpr std::size_t kLongestSection = 4094;
+  std::size_t length = 0;
+  for (const auto& entry : section.entries) {
+    length += LengthInCharacters(entry.key) + LengthInCharacters(entry.value) + 2;
+    if (length > kLongestSection) {
+      findings.Error({section.name, entry.key, field},
+                     "Die Übersetzungstabelle ist länger als 4096 Zeichen; dieser Eintrag und alle folgenden "
+                     "werden nicht gelesen.",
+                     "Kürzen Sie die Tabelle.");
+      return;
+    }
+  }
+}
+
+// Keys that are there twice, or that nobody reads.
+void CheckKeys(const ProfileImage::Section& section, const std::set<std::string>& read, Findings& findings) {
+  std::set<std::string> seen;
+  for (const auto& entry : section.entries) {
+    if (!seen.insert(UpperCase(entry.key)).second) {
+      findings.Warn({section.name, entry.key}, "Der Schlüssel steht mehrfach da; gelesen wird nur der erste.");
+    } else if (!read.contains(UpperCase(entry.key))) {
+      findings.Warn({section.name, entry.key}, "Der Schlüssel wird für diese Datenquelle nicht gelesen.");
+    }
+  }
+}
+
+}  // namespace
+
+void CheckCommonSection(const Session& session, const ProfileImage& specification, Findings& findings) {
+  if (session.Description.empty()) {
+    findings.Warn({"Common", "Description"},
+                  "Ohne Beschreibung wird die Spezifikation im Assistenten nicht angeboten.");
+  }
+  if (std::find(kProviders.begin(), kProviders.end(), session.Provider) == kProviders.end()) {
+    std::string known;
+    for (const char* provider : kProviders)
+      known += std::string(known.empty() ? "" : ", ") + "\"" + provider + "\"";
+    findings.Error({"Common", "Provider"}, "Unbekannte Art der Datenquelle \"" + session.Provider + "\".",
+                   "Möglich sind, genau so geschrieben: " + known + ".");
+  }
+  if (session.Provider == kTextSource) CheckTextSettings(session, specification, findings);
+}
+
+void CheckTranslations(const ProfileImage& specification, Findings& findings) {
+  constexpr std::string_view kPrefix = "TRANSLATION_";
+  for (const auto& section : specification.Sections()) {
+    if (!UpperCase(section.name).starts_with(kPrefix)) continue;
+    const std::string field = section.name.substr(kPrefix.size());
+    CheckTable(section, field, findings);
+    const bool on = GetIniString(specification, "FieldTranslation", field, "0") == "1";
+    if (!on && !section.entries.empty()) {
+      findings.Warn({"FieldTranslation", field, field},
+                    "Die Übersetzungstabelle ist da, aber nicht eingeschaltet (1).");
+    }
+  }
+  for (const auto& section : specification.Sections()) {
+    if (!EqualsIgnoringCase(section.name, "FieldTranslation")) continue;
+    for (const auto& entry : section.entries) {
+      if (entry.value == "1" && GetIniSection(specification, TranslationSection(entry.key)).empty()) {
+        findings.Warn({"FieldTranslation", entry.key, entry.key},
+                      "Die Übersetzung ist eingeschaltet, aber ihre Tabelle ist leer.");
+      }
+    }
+  }
+}
+
+void CheckDuplicateSettings(const ProfileImage& specification, Findings& findings) {
+  const auto read = [&](const char* key) { return GetIniString(specification, "CfgSettings", key, "0"); };
+  if (read("DublettenPruefen") != "1") return;
+  if (read("DublettenKey1") != "1" && read("DublettenKey2") != "1" && read("DublettenKey3") != "1") {
+    findings.Error({"CfgSettings", "DublettenKey1"},
+                   "Die Dublettenprüfung ist eingeschaltet, aber kein Schlüssel; jede Prüfung schlägt fehl.",
+                   "Setzen Sie mindestens einen auf 1.");
+  }
+  const std::string address_types = read("AddresstypeCode");
+  if (address_types.empty() || address_types == "0") {
+    findings.Warn({"CfgSettings", "AddresstypeCode"},
+                  "Mit 0 wird keine Adressart durchsucht; es gibt nie Dubletten.");
+  }
+}
+
+void CheckUnreadEntries(const Session& session, const ProfileImage& specification, Findings& findings) {
+  std::set<std::string> seen;
+  for (const auto& section : specification.Sections()) {
+    const std::string name = UpperCase(section.name);
+    if (!seen.insert(name).second) {
+      findings.Warn({section.name}, "Der Abschnitt steht mehrfach in der Datei; gelesen wird nur der erste.");
+    } else if (name == "COMMON") {
+      CheckKeys(section, CommonKeysOf(session.Provider), findings);
+    } else if (name == "CFGSETTINGS") {
+      CheckKeys(section, SettingsKeys(), findings);
+    } else if (name != "FIELDASSIGNMENTS" && name != "FIELDTRANSLATION" && name != "FIELDFORMAT" &&
+               !name.starts_with("TRANSLATION_")) {
+      findings.Warn({section.name}, "Der Abschnitt wird nicht gelesen.");
+    }
+  }
+}
+
+}  // namespace kestrel

@@ -1,0 +1,43 @@
+#include "import/find_specification.h"
+
+#include <utility>
+
+#include "check/finding.h"
+#include "platform/base/file.h"
+#include "spec/profile_access.h"
+
+namespace kestrel {
+
+namespace {
+
+ImportRefused NotFound(std::string text) {
+  return ImportRefused(Finding{Severity::kError, {}, std::move(text)});
+}
+
+}  // namespace
+
+std::string FindSpecification(ProfileStore& profiles, const std::string& folder, const std::string& name) {
+  if (name.empty()) throw NotFound("Es ist keine Importspezifikation angegeben.");
+  if (FileExists(name)) return name;
+  if (name.find('/') == std::string::npos) {
+    for (const char* extension : {"", ".IMP", ".imp", ".IMT", ".imt"}) {
+      std::string path = JoinPath(folder, name + extension);
+      if (FileExists(path)) return path;
+    }
+  }
+  std::string known;
+  if (FolderExists(folder)) {
+    for (std::string& path : ListFiles(folder)) {
+      const std::string extension = GetFileExtension(path);
+      if (extension != ".IMP" && extension != ".IMT") continue;
+      if (GetIniString(profiles, path, "Common", "Description", "") == name) return std::move(path);
+      known += "\n  " + FileNameOfPath(path);
+    }
+  }
+  throw NotFound("Die Importspezifikation '" + name + "' wurde nicht gefunden (gesucht in " + folder +
+                 (FolderExists(folder) ? "" : ", diesen Ordner gibt es nicht") + ")." +
+                 (FolderExists(name) ? " ''" + name + "'' ist ein Ordner." : "") +
+                 (known.empty() ? "" : " Vorhanden sind:" + known));
+}
+
+}  // namespace kestrel

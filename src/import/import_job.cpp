@@ -1,0 +1,336 @@
+// Invariants
+//  1. What is open belongs to one import: a working copy (open_), then the import class, the source and the
+//     assignment list, each only while the ones before it in Prepare are.
+//  2. Each step is taken once; Open, Choose, Cancel and the end of a run begin anew.
+//  3. A job with a session of its own leaves no working copy behind.
+#include "import/import_job.h"
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "check/assignment_check.h"
+#include "check/source_check.h"
+#include "component/import_man.h"
+#include "import/find_specification.h"
+#include "mapping/field_assignment.h"
+#include "platform/base/file.h"
+#include "platform/base/number.h"
+#include "sources/source_connection.h"
+#include "sources/source_reader.h"
+#include "spec/profile_access.h"
+#include "spec/specification.h"
+
+namespace kestrel {
+
+namespace {
+
+ImportRefused Refuse(FindingPlace place, std::string text, std::string way_out = "") {
+  return ImportRefused(Finding{Severity::kError, std::move(place), std::move(text), std::move(way_out)});
+}
+
+// A run that nobody watches; what stands in no log is told all the same.
+class UnwatchedRun final : public RunView {
+ public:
+  explicit UnwatchedRun(std::function<void(std::string_view)> tell) : tell_(std::move(tell)) {}
+  void SetInfo(std::string_view) override {}
+  void SetProgress(double) override {}
+  void Yield() override {}
+  void Tell(std::string_view text) override {
+    if (tell_) tell_(text);
+  }
+  void CloseWindow() override {}
+
+ private:
+  std::function<void(std::string_view)> tell_;
+};
+
+bool IsMissingFolder(const std::string& path) {
+  // One that cannot be looked at is an error of the run, which keeps the source as well.
+  std::error_code unknown;
+  const auto kind = std::filesystem::status(path, unknown).type();
+  return kind != std::filesystem::file_type::none && kind != std::filesystem::file_type::directory;
+}
+
+}  // namespace
+
+struct ImportJob::OwnSession {
+  explicit OwnSession(const Platform& platform)
+      : ui(platform.ui), session({ui, platform.components, platform.clock}) {}
+
+  MutedUserInterface ui;
+  Session session;
+};
+
+ImportJob::ImportJob(const Platform& platform)
+    : own_(std::make_unique<OwnSession>(platform)), session_(own_->session) {}
+
+ImportJob::ImportJob(Session& session) : session_(session) {}
+
+ImportJob::~ImportJob() {
+  if (own_ != nullptr) Cancel();
+}
+
+// --- Opening ------------------------------------------------------------------------------------
+
+void ImportJob::Open(const ImportOrder& order) {
+  RequireIdle();
+  Cancel();
+  tell_ = order.tell;
+  if (order.host_connection != nullptr) session_.HostConnection = order.host_connection;
+  if (!order.user.empty()) session_.PersonalNr = order.user;
+  const std::string path = FindSpecification(
+      session_.profiles, order.folder.empty() ? DefaultSpecFolder() : order.folder, order.specification);
+  session_.SpecFile = path;
+  ReadCommonSection(session_);
+  LoadApplication(order, path);
+  session_.SpecFolder = order.working_folder.empty() ? ParentFolder(path) : order.working_folder;
+  CreateWorkingCopy(session_);
+  open_ = true;
+  session_.ImportFileName = order.source_file == "-" ? "/dev/stdin" : order.source_file;
+  ApplyImportFileName(session_);
+  ResolveSourcePaths();
+}
+
+void ImportJob::LoadApplication(const ImportOrder& order, const std::string& path) {
+  if (order.app_mode) {
+    session_.AppMode = *order.app_mode;
+    return;
+  }
+  const std::string application = GetIniString(session_.profiles, path, "Common", "Application", "2");
+  const auto app_mode = ParseWholeNumber(application);
+  if (!app_mode || *app_mode < INT16_MIN || *app_mode > INT16_MAX) {
+    throw Refuse({"Common", "Application"},
+                 path + ": [Common] Application='" + application + "' ist keine Nummer einer Anwendung.");
+  }
+  session_.AppMode = static_cast<std::int16_t>(*app_mode);
+}
+
+void ImportJob::ResolveSourcePaths() {
+  const auto resolve = [&](std::string& path) {
+    if (path.empty() || path.front() == '/' || FileExists(path) || FolderExists(path)) return;
+    const std::string beside = JoinPath(ParentFolder(session_.ChosenSpecFile), path);
+    if (FileExists(beside) || FolderExists(beside)) path = beside;
+  };
+  if (session_.Provider == kTextSource) {
+    resolve(session_.FileName);
+    resolve(session_.SavePath);
+  } else if (session_.Provider != kSqlServerSource) {
+    resolve(session_.Database);
+  }
+}
+
+void ImportJob::Choose(const std::string& path) {
+  RequireIdle();
+  Cancel();
+  session_.SpecFile = path;
+  ReadCommonSection(session_);
+  CreateWorkingCopy(session_);
+  open_ = true;
+}
+
+void ImportJob::Cancel() {
+  if (run_ != nullptr) return RequestStop();
+  // In a session of the pages an earlier import may have left its own.
+  if (open_ || own_ == nullptr) DeleteWorkingCopy(session_);
+  BeginAnew();
+}
+
+void ImportJob::BeginAnew() {
+  open_ = class_open_ = source_open_ = fields_built_ = stop_requested_ = false;
+  fields_failure_.clear();
+  fields_error_.reset();
+  piped_source_.reset();
+}
+
+std::optional<MutedUserInterface::Mute> ImportJob::MuteBoxes() {
+  if (own_ == nullptr) return std::nullopt;
+  return std::optional<MutedUserInterface::Mute>(std::in_place, own_->ui);
+}
+
+void ImportJob::RequireIdle() const {
+  if (run_ != nullptr) throw RuntimeError(ErrorNumber::kInvalidProcedureCall, "Der Import läuft bereits.");
+}
+
+void ImportJob::RequireOpen() const {
+  if (!open_)
+    throw RuntimeError(ErrorNumber::kInvalidProcedureCall, "Es ist keine Importspezifikation geöffnet.");
+}
+
+// --- Import class, source, assignments ----------------------------------------------------------
+
+bool ImportJob::OpenImportClass(std::optional<RuntimeError>* failure) {
+  class_open_ = CreateImportClass(session_, failure);
+  return class_open_;
+}
+
+void ImportJob::OpenImportClass() {
+  RequireOpen();
+  if (class_open_) return;
+  if (session_.ImportClassProgID.empty()) {
+    throw Refuse(
+        {"Common", "ImportClass"},
+        session_.ChosenSpecFile +
+            ": Im Abschnitt [Common] fehlt ImportClass, das Importziel. 'kestrel-import check' prüft, ob "
+            "dies eine Importspezifikation ist.");
+  }
+  std::optional<RuntimeError> failure;
+  if (!OpenImportClass(&failure)) throw Refuse({"Common", "ImportClass"}, failure->Description());
+}
+
+void ImportJob::TakeStream() {
+  if (!IsStream(session_.FileName)) return;
+  if (session_.SaveFile) Tell("Die Quelle ist keine Datei mit eigenem Namen; sie wird nicht gesichert.");
+  session_.SaveFile = false;
+  session_.DeleteFile = false;
+  if (!PipedSource::IsPipe(session_.FileName)) return;
+  piped_source_ = std::make_unique<PipedSource>(session_.FileName);
+  session_.FileName = piped_source_->path();
+}
+
+void ImportJob::OpenSource() {
+  RequireOpen();
+  if (source_open_) return;
+  const auto refuse = [&](std::string text) {
+    return Refuse({"Common", SourceKey(session_)}, std::move(text));
+  };
+  if (session_.Provider == kTextSource) {
+    TakeStream();
+    if (FolderExists(session_.FileName)) {
+      throw refuse("''" + session_.FileName + "'' ist ein Ordner und keine Textdatei.");
+    }
+    if (!FileExists(session_.FileName)) {
+      throw refuse("Die Datei ''" + session_.FileName + "'' existiert nicht.");
+    }
+  } else {
+    const ConnectResult result = ConnectFromSession(session_);
+    if (!result.connected) {
+      throw refuse("Die Datenquelle (" + session_.Provider + ") kann nicht geöffnet werden. " +
+                   (result.reason.empty() ? "Es fehlen Angaben im Abschnitt [Common]." : result.reason));
+    }
+  }
+  const int boxes = own_ == nullptr ? 0 : own_->ui.boxes();
+  session_.SourceFieldNames = SourceColumnNames(session_);
+  // The reader has told the reason.
+  if (own_ != nullptr && own_->ui.boxes() != boxes)
+    throw refuse("Die Felder der Datenquelle konnten nicht gelesen werden.");
+  source_open_ = true;
+}
+
+std::vector<bool> ImportJob::AssignFields(std::string* failure) {
+  return BuildAssignmentList(session_, failure);
+}
+
+void ImportJob::BuildFields() {
+  if (fields_built_) return;
+  AssignFields(&fields_failure_);
+  fields_built_ = true;
+}
+
+// What the import class said of its fields; asked for once.
+ImportClassError ImportJob::FieldsError() {
+  if (!fields_error_) fields_error_ = ReadImportClassError(session_);
+  return *fields_error_;
+}
+
+std::optional<Finding> ImportJob::AssignmentFault() {
+  if (session_.AssignmentList == nullptr) return std::nullopt;
+  return FindAssignmentFault(*session_.AssignmentList);
+}
+
+void ImportJob::Prepare() {
+  OpenImportClass();
+  OpenSource();
+  BuildFields();
+  const auto refuse = [](const std::string& reason) {
+    return Refuse({"Common", "ImportClass"}, "Die Felder des Ziels konnten nicht gelesen werden. " + reason);
+  };
+  if (!fields_failure_.empty()) throw refuse(fields_failure_);
+  // What the import class delivers all the same is not enough to import by.
+  if (const ImportClassError error = FieldsError(); error.code != 0) {
+    throw refuse("Fehler " + std::to_string(error.code) + ": " + error.description);
+  }
+  if (const std::optional<Finding> fault = AssignmentFault()) throw ImportRefused(*fault);
+  if (const std::optional<Finding> left_out = FindLeftOutAssignment(session_)) {
+    throw ImportRefused(Findings(*left_out));
+  }
+}
+
+SourceEnd ImportJob::Preview(std::int64_t most, const PreviewSink& show) {
+  OpenSource();
+  OpenSourceRecordset(session_);
+  RecordsetPtr source = SourceMoveFirst(session_);
+  for (std::int64_t record = 1; record <= most && !SourceEOF(session_) && !session_.source_end.error;
+       ++record) {
+    std::vector<std::string> values(source->ColumnCount());
+    Findings unreadable;
+    for (std::size_t column = 0; column < values.size(); ++column) {
+      Trap([&] { values[column] = source->TextAt(column); },
+           [&](const RuntimeError& error) {
+             unreadable.Add(UnreadableValue(session_, *source, record, column, error));
+           });
+    }
+    show(values, unreadable);
+    source = SourceMoveNext(session_);
+  }
+  SourceEnd end = session_.source_end;
+  CloseSource(session_);
+  return end;
+}
+
+// --- Running ------------------------------------------------------------------------------------
+
+const RunResult& ImportJob::Run(RunView& view, RunMode mode) {
+  RequireIdle();
+  Findings findings = Check(CheckDepth::kColumns);
+  if (findings.errors() > 0) throw ImportRefused(std::move(findings));
+  return RunDespiteFindings(view, mode);
+}
+
+const RunResult& ImportJob::Run(RunMode mode) {
+  UnwatchedRun view(tell_);
+  return Run(view, mode);
+}
+
+const RunResult& ImportJob::RunDespiteFindings(RunView& view, RunMode mode) {
+  RequireIdle();
+  Prepare();
+  ProtectSource(mode);
+  return RunAssigned(view, mode);
+}
+
+void ImportJob::ProtectSource(RunMode mode) {
+  if (mode == RunMode::kTest) session_.SaveFile = session_.DeleteFile = false;
+  if (session_.Provider != kTextSource || !session_.SaveFile || session_.SavePath.empty()) return;
+  if (!session_.DeleteFile || !IsMissingFolder(session_.SavePath)) return;
+  session_.DeleteFile = false;
+  Tell("Die Quelldatei ''" + session_.FileName + "'' wird nicht gelöscht, da sie nicht gesichert werden kann.");
+}
+
+const RunResult& ImportJob::RunAssigned(RunView& view, RunMode mode) {
+  RequireIdle();
+  if (const std::optional<Finding> fault = AssignmentFault()) throw ImportRefused(*fault);
+  session_.TestMode = mode == RunMode::kTest;
+  ImportRun run(session_, view);
+  if (stop_requested_) run.RequestAbort();
+  run_ = &run;
+  run.Activate();
+  run_ = nullptr;
+  result_ = run.result();
+  // The run has deleted the working copy.
+  BeginAnew();
+  return result_;
+}
+
+void ImportJob::RequestStop() {
+  stop_requested_ = true;
+  if (run_ != nullptr) run_->RequestAbort();
+}
+
+const RunResult& ImportJob::result() const { return run_ == nullptr ? result_ : run_->result(); }
+
+void ImportJob::Tell(std::string_view text) const {
+  if (tell_) tell_(text);
+}
+
+}  // namespace kestrel

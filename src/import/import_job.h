@@ -1,0 +1,194 @@
+// ImportJob: the one way to run an import, for whoever does not want to know its protocol.
+//
+//   kestrel::ComponentRegistry components;        // where the import class is found
+//   components.AddDefaultFolders();
+//   kestrel::ConsoleUserInterface ui(std::cerr);  // who is told and asked
+//   kestrel::SystemClock clock;
+//   kestrel::ImportJob job({ui, components, clock});
+//   job.Open({.specification = "kunden.IMP", .host_connection = connection, .user = "4711"});
+//   const kestrel::RunResult result = job.Run();
+//
+// A job opens an import specification, tells what is wrong with it (Check), shows records of the source
+// (Preview) and runs the import (Run). It owns the working copy, the session, the import class, the assignment
+// list and the checks before a run. What keeps an import from beginning is raised as ImportRefused with its
+// findings; nothing was imported then. Once a run has begun nothing is raised: what fails is counted and stands
+// in its result.
+//
+// The wizard takes the same steps page by page, in the session of its host (the second constructor): each has a
+// member of its own below. A job does whatever step is still missing, in the order in which they are listed,
+// and each of them once.
+//
+// Several jobs: one object opens one specification after the other; Open ends what was open. Each job has a
+// session of its own, as each ImportMan has, so jobs can be open at the same time, also while a page of the
+// wizard is: each has its own working copy, import class and logs. They share what the host gives them
+// (connection, components).
+//
+// Texts are UTF-8. A job belongs to one thread, that of the user interface where there is one.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "check/finding.h"
+#include "component/import_class.h"
+#include "component/session.h"
+#include "import/import_run.h"
+#include "platform/automation/component_registry.h"
+#include "platform/base/clock.h"
+#include "platform/dialogs/console_user_interface.h"
+#include "platform/dialogs/muted_user_interface.h"
+#include "sources/piped_source.h"
+
+namespace kestrel {
+
+// What is to be imported, and for whom.
+struct ImportOrder {
+  // The path of an import specification, or what find_specification.h finds in `folder`.
+  std::string specification;
+  // Where specifications lie; empty: "Import" in the component's own folder.
+  std::string folder = {};
+  // Takes the place of the source that the specification names, as a file handed in by a host does; "-" is the
+  // standard input. Empty: none.
+  std::string source_file = {};
+  // Where the working copy lies; empty: beside the specification.
+  std::string working_folder = {};
+  // The host's database, handed on to import class, logs and duplicate check. Unset: what the session has.
+  ObjectPtr host_connection = nullptr;
+  // The personnel number, for the import class and the logs. Empty: what the session has.
+  std::string user = {};
+  // None: that of the specification.
+  std::optional<std::int16_t> app_mode = std::nullopt;
+  // Told what a person should know and what stops nothing, for instance that a source cannot be backed up; and,
+  // in a run without a view, what stands in no log.
+  std::function<void(std::string_view)> tell = nullptr;
+};
+
+// How far Check looks at the source: at its columns, or at every record of a file, which takes as long as
+// reading it (of a server at the first one).
+enum class CheckDepth { kColumns, kRecords };
+
+enum class RunMode {
+  kImport,
+  kTest,  // only read and checked, nothing stored
+};
+
+// One record of a preview: a text per column, empty where it cannot be read, which `unreadable` tells then.
+using PreviewSink = std::function<void(const std::vector<std::string>& values, const Findings& unreadable)>;
+
+class ImportJob {
+ public:
+  // What `platform` refers to outlives the job.
+  explicit ImportJob(const Platform& platform);
+  // For the pages of the wizard: works in their session, which outlives the job and keeps what is open when the
+  // job goes.
+  explicit ImportJob(Session& session);
+  ImportJob(const ImportJob&) = delete;
+  ImportJob& operator=(const ImportJob&) = delete;
+  // Ends what is open in a session of the job's own, as Cancel does.
+  ~ImportJob();
+
+  // The variables of the import. A host may change what it was loaded with before the step that uses it.
+  Session& session() { return session_; }
+
+  // --- For hosts: from the specification to the result ---
+
+  // Loads the specification, makes its working copy and puts the given source in place. A relative source path
+  // that does not exist from the current folder is meant from the specification's. Raises ImportRefused for one
+  // that is not found or whose application is no number, what ProfileStore::Require raises for one that cannot
+  // be read, and what CreateWorkingCopy raises; nothing is open then.
+  void Open(const ImportOrder& order);
+
+  // Everything wrong or suspicious, in the order specification, source, destination. Shows no boxes. `no_host`,
+  // where given, says why the destination cannot be asked, and stands in the place of its findings.
+  Findings Check(CheckDepth depth = CheckDepth::kRecords, const std::optional<Finding>& no_host = std::nullopt);
+
+  // Hands the first `most` records to `show`. Returns how reading ended: kNotOpened or kBrokenOff with the
+  // error, which the user interface has shown, too.
+  SourceEnd Preview(std::int64_t most, const PreviewSink& show);
+
+  // Takes the steps before a run: import class, source, assignments. Raises ImportRefused for each that cannot
+  // be taken, for what AssignmentFault finds, and for a field whose column cannot be read.
+  void Prepare();
+
+  // Runs the import. Raises ImportRefused where Prepare does and where Check(kColumns) has findings that are
+  // errors; 5 where nothing is open or the job runs already. A source that cannot be backed up although that is
+  // wanted is not removed, and a test run neither backs it up nor removes it. The view outlives the call.
+  const RunResult& Run(RunView& view, RunMode mode = RunMode::kImport);
+  // The same, watched by nobody.
+  const RunResult& Run(RunMode mode = RunMode::kImport);
+  // The same, in spite of findings: refuses only what Prepare does.
+  const RunResult& RunDespiteFindings(RunView& view, RunMode mode = RunMode::kImport);
+
+  // --- The steps, as the pages take them ---
+
+  // Step 1's "Weiter": loads the specification and makes its working copy in the session's folder, after what
+  // an earlier import has left there is gone. Raises what Open raises but ImportRefused.
+  void Choose(const std::string& path);
+  // Begins the import: creates and primes the import class (CreateImportClass). Raises ImportRefused where that
+  // fails, with the loader's full text, after the box was shown, or where none is named. For the pages,
+  // `failure` receives the error instead, as CreateImportClass does it.
+  void OpenImportClass();
+  bool OpenImportClass(std::optional<RuntimeError>* failure);
+  // Connects to the source and reads its column names. Raises ImportRefused with the reason.
+  void OpenSource();
+  // Builds the assignment list (BuildAssignmentList); the flags of mandatory fields. `failure` gets its reason.
+  std::vector<bool> AssignFields(std::string* failure);
+  // What keeps the assignments from being imported, or none.
+  std::optional<Finding> AssignmentFault();
+  // The run of "Fertigstellen". Raises ImportRefused with what AssignmentFault finds, 5 where a run is under
+  // way.
+  const RunResult& RunAssigned(RunView& view, RunMode mode);
+
+  // --- During a run and behind it ---
+
+  // Asks the run under way, or the next one of what is open, to stop before its next record.
+  void RequestStop();
+  // Of the last run; complete once it has finished, from RunView::CloseWindow on.
+  const RunResult& result() const;
+
+  // Ends what is open without a run: the working copy is deleted, the import's logs end. Nothing where nothing
+  // is open. Raises nothing.
+  void Cancel();
+
+ private:
+  struct OwnSession;
+
+  void BeginAnew();
+  void RequireIdle() const;
+  void RequireOpen() const;
+  void LoadApplication(const ImportOrder& order, const std::string& path);
+  // Source paths that are relative and do not exist from here are meant from the specification's folder.
+  void ResolveSourcePaths();
+  // A text source that is no file with a place of its own is neither saved nor removed; a pipe is read to its
+  // end.
+  void TakeStream();
+  void BuildFields();
+  ImportClassError FieldsError();
+  void CheckSource(CheckDepth depth, Findings& findings);
+  void CheckDestination(const std::optional<Finding>& no_host, Findings& findings);
+  std::optional<MutedUserInterface::Mute> MuteBoxes();
+  // A test leaves the source as it is; and what cannot be saved is not removed.
+  void ProtectSource(RunMode mode);
+  void Tell(std::string_view text) const;
+
+  std::unique_ptr<OwnSession> own_;
+  Session& session_;
+  std::function<void(std::string_view)> tell_;
+  std::unique_ptr<PipedSource> piped_source_;
+  bool open_ = false;
+  bool class_open_ = false;
+  bool source_open_ = false;
+  bool fields_built_ = false;
+  bool stop_requested_ = false;
+  std::string fields_failure_;
+  std::optional<ImportClassError> fields_error_;
+  ImportRun* run_ = nullptr;  // while one is under way
+  RunResult result_;
+};
+
+}  // namespace kestrel

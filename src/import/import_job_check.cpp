@@ -1,0 +1,70 @@
+// What ImportJob::Check finds.
+#include "check/assignment_check.h"
+#include "check/source_check.h"
+#include "check/specification_check.h"
+#include "import/import_job.h"
+#include "sources/source_connection.h"
+#include "sources/source_reader.h"
+#include "spec/specification.h"
+
+namespace kestrel {
+
+Findings ImportJob::Check(CheckDepth depth, const std::optional<Finding>& no_host) {
+  RequireOpen();
+  Findings findings;
+  const std::shared_ptr<const ProfileImage> specification = session_.profiles.Read(session_.SpecFile);
+  CheckCommonSection(session_, *specification, findings);
+  CheckSource(depth, findings);
+  CheckDestination(no_host, findings);
+  CheckTranslations(*specification, findings);
+  CheckDuplicateSettings(*specification, findings);
+  CheckUnreadEntries(session_, *specification, findings);
+  return findings;
+}
+
+void ImportJob::CheckSource(CheckDepth depth, Findings& findings) {
+  const FindingPlace place{"Common", SourceKey(session_)};
+  if (session_.Provider == kTextSource && session_.FileName.empty()) {
+    findings.Error(place, "Es ist keine Quelldatei angegeben.", "Geben Sie sie hier oder mit --file an.");
+    return;
+  }
+  const auto mute = MuteBoxes();
+  try {
+    OpenSource();
+  } catch (const ImportRefused& refused) {
+    const std::string reason = TrySource(session_);
+    findings.Error(place, reason.empty() ? refused.Description() : reason);
+    return;
+  }
+  CheckLeftOutColumns(SourceRemarks(session_), findings);
+  if (depth == CheckDepth::kRecords) CheckSourceRecords(session_, findings);
+}
+
+void ImportJob::CheckDestination(const std::optional<Finding>& no_host, Findings& findings) {
+  const FindingPlace place{"Common", "ImportClass"};
+  if (session_.ImportClassProgID.empty()) {
+    findings.Error(place, "Es ist kein Importziel angegeben, zum Beispiel ksbimport.importkunden.");
+    return;
+  }
+  if (no_host) {
+    findings.Add(*no_host);
+    return;
+  }
+  try {
+    const auto mute = MuteBoxes();
+    OpenImportClass();
+  } catch (const ImportRefused& refused) {
+    findings.Error(place, refused.Description());
+    return;
+  }
+  BuildFields();
+  if (!fields_failure_.empty())
+    findings.Error(place, "Die Felder des Ziels konnten nicht gelesen werden: " + fields_failure_);
+  if (const ImportClassError error = FieldsError(); error.code != 0) {
+    findings.Error(place, "Das Ziel meldet beim Lesen seiner Felder den Fehler " + std::to_string(error.code) +
+                              ": " + error.description);
+  }
+  CheckAssignments(session_, source_open_, findings);
+}
+
+}  // namespace kestrel
