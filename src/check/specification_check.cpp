@@ -58,6 +58,15 @@ void CheckFlag(const ProfileImage& specification, const char* key, Findings& fin
   }
 }
 
+// Unlike the truth values of section Common these are switched on by 1 alone.
+void CheckSwitches(const ProfileImage& specification, Findings& findings) {
+  for (const char* key : kSwitches) {
+    const std::string value = GetIniString(specification, "CfgSettings", key, "0");
+    if (value == "0" || value == "1") continue;
+    findings.Warn({"CfgSettings", key}, "\"" + value + "\" gilt als nein.", "Nur 1 schaltet ein.");
+  }
+}
+
 void CheckTextSettings(const Session& session, const ProfileImage& specification, Findings& findings) {
   for (const char* key : {"ColumnHeadings", "SaveFile", "DeleteFile"}) CheckFlag(specification, key, findings);
   if (session.FileFormat != "ANSI" && session.FileFormat != "ASCII") {
@@ -142,7 +151,8 @@ void CheckTranslations(const ProfileImage& specification, Findings& findings) {
   }
 }
 
-void CheckDuplicateSettings(const ProfileImage& specification, Findings& findings) {
+void CheckSettings(const ProfileImage& specification, Findings& findings) {
+  CheckSwitches(specification, findings);
   const auto read = [&](const char* key) { return GetIniString(specification, "CfgSettings", key, "0"); };
   if (read("DublettenPruefen") != "1") return;
   if (read("DublettenKey1") != "1" && read("DublettenKey2") != "1" && read("DublettenKey3") != "1") {

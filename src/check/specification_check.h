@@ -12,8 +12,8 @@ void CheckCommonSection(const Session& session, const ProfileImage& specificatio
 // Translation tables and their switches.
 void CheckTranslations(const ProfileImage& specification, Findings& findings);
 
-// Section CfgSettings: the duplicate check and its keys.
-void CheckDuplicateSettings(const ProfileImage& specification, Findings& findings);
+// Section CfgSettings: its switches, and the duplicate check with its keys.
+void CheckSettings(const ProfileImage& specification, Findings& findings);
 
 // Sections and keys that nobody reads for this kind of source.
 void CheckUnreadEntries(const Session& session, const ProfileImage& specification, Findings& findings);

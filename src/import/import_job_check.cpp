@@ -17,7 +17,7 @@ Findings ImportJob::Check(CheckDepth depth, const std::optional<Finding>& no_hos
   CheckSource(depth, findings);
   CheckDestination(no_host, findings);
   CheckTranslations(*specification, findings);
-  CheckDuplicateSettings(*specification, findings);
+  CheckSettings(*specification, findings);
   CheckUnreadEntries(session_, *specification, findings);
   return findings;
 }

@@ -218,6 +218,13 @@ TEST_F(ImportJobTest, FindingsTellSeverityPlaceTextAndWayOut) {
   EXPECT_EQ(findings[0].way_out, "Gemeint ist wohl \"Name\"; Groß- und Kleinschreibung zählen.");
 }
 
+TEST_F(ImportJobTest, ASwitchThatIsNeither0Nor1IsTold) {
+  Open(Spec("Name=FIELD:Name\n[CfgSettings]\nKundenUeberschreiben=ja\nDublettenPruefen=0\nDublettenKey2=1\n"));
+  EXPECT_THAT(Lines(job.Check()),
+              ElementsAre("Warnung [CfgSettings] KundenUeberschreiben: \"ja\" gilt als nein. "
+                          "Nur 1 schaltet ein."));
+}
+
 TEST_F(ImportJobTest, WarningsDoNotKeepAnImportFromRunning) {
   Open(Spec("Name=FIELD:Name\nUnbekannt=CONST:1\n"));
   EXPECT_EQ(job.Check().size(), 1u);
