@@ -43,6 +43,8 @@ void TableImporter::Bind(Members& members) {
   members.Get("ErrorFirstRecord", &TableImporter::ErrorFirstRecord);
   members.Get("ErrorLastRecord", &TableImporter::ErrorLastRecord);
   members.Get("StopReason", &TableImporter::StopReason);
+  members.Get("ImportResult", &TableImporter::ImportResult);
+  members.Method("NextLateUpdate", &TableImporter::NextLateUpdate);
 }
 
 template <class Step>
@@ -156,14 +158,15 @@ std::vector<std::size_t> TableImporter::ColumnsOf(const Recordset& record) {
 
 void TableImporter::ImportRecord(const Value& record) {
   ++record_;
+  result_ = {};
   Guard([&] {
     const ObjectPtr object = record.ToObject();
     if (record_set_ != nullptr && object == record_set_) {
-      Writer().Store(record_, *record_set_, record_columns_);
+      result_ = Writer().Store(record_, *record_set_, record_columns_);
       return;
     }
     const RecordsetPtr foreign = ToRecordset(record);
-    Writer().Store(record_, *foreign, ColumnsOf(*foreign));
+    result_ = Writer().Store(record_, *foreign, ColumnsOf(*foreign));
   });
   TellLateError();
 }
@@ -185,6 +188,21 @@ void TableImporter::TellLateError() {
   error_first_ = next.first;
   error_last_ = next.last;
   NoteStopReason();
+}
+
+std::string TableImporter::ImportResult() const {
+  switch (result_.kind) {
+    case StoreResult::Kind::kNew: return "new " + std::to_string(result_.number);
+    case StoreResult::Kind::kUpdated: return "updated " + std::to_string(result_.number);
+    case StoreResult::Kind::kOpen: break;
+  }
+  return {};
+}
+
+std::int64_t TableImporter::NextLateUpdate() {
+  if (writer_ == nullptr) return 0;
+  const std::lock_guard lock(OpenConnection().CallMutex());
+  return writer_->TakeLateUpdate();
 }
 
 bool TableImporter::NextLateError() {

@@ -56,6 +56,12 @@ class TableImporter final : public BoundObject<TableImporter> {
   // for the record just handed over, kNoRecord for none. More than one: all of them are lost.
   std::int64_t ErrorFirstRecord() const { return error_first_; }
   std::int64_t ErrorLastRecord() const { return error_last_; }
+  // What the record just handed over has become: "new" or "updated", a blank and the number of its address;
+  // empty where it was refused, and where the database has not said yet.
+  std::string ImportResult() const;
+  // The next record, counted as above, of which ImportResult did not know yet that it updates an address; 0
+  // where there is none. Complete once NextLateError has answered no.
+  std::int64_t NextLateUpdate();
   // Not empty where going on after the error is senseless: why, and what to do.
   const std::string& StopReason() const { return stop_reason_; }
 
@@ -88,6 +94,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   std::int64_t error_first_ = 0;
   std::int64_t error_last_ = 0;
   std::string stop_reason_;
+  StoreResult result_;
 };
 
 }  // namespace kestrel::host

@@ -35,7 +35,7 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
         [this](std::int64_t record, RecordValues& values) {
           // What was counted on before may be what failed.
           numbered_in_.reset();
-          StoreNow(record, values);
+          if (StoreNow(record, values).kind == StoreResult::Kind::kUpdated) late_updates_.push_back(record);
         },
         [this](std::int64_t record) { in_group_.TakeOff(record); }, late_errors_);
   }
@@ -229,14 +229,24 @@ void RecordWriter::UpdateExisting(std::int64_t record, const RecordValues& value
   });
 }
 
-void RecordWriter::StoreNow(std::int64_t record, RecordValues& values) {
-  if (InsertNew(record, values)) {
+StoreResult RecordWriter::StoreNow(std::int64_t record, RecordValues& values) {
+  const bool is_new = InsertNew(record, values);
+  if (is_new) {
     ++new_in_a_row_;
-    return;
+  } else {
+    new_in_a_row_ = 0;
+    if (!overwrite_) RefuseExisting(values);
+    UpdateExisting(record, values);
   }
-  new_in_a_row_ = 0;
-  if (!overwrite_) RefuseExisting(values);
-  UpdateExisting(record, values);
+  return {is_new ? StoreResult::Kind::kNew : StoreResult::Kind::kUpdated,
+          std::get<std::int64_t>(values[destination_.number_field])};
+}
+
+std::int64_t RecordWriter::TakeLateUpdate() {
+  if (late_updates_.empty()) return 0;
+  const std::int64_t record = late_updates_.front();
+  late_updates_.pop_front();
+  return record;
 }
 
 void RecordWriter::StoreThroughPipeline(std::int64_t record) {
@@ -250,7 +260,8 @@ void RecordWriter::StoreThroughPipeline(std::int64_t record) {
   });
 }
 
-void RecordWriter::Store(std::int64_t record, const Recordset& row, const std::vector<std::size_t>& columns) {
+StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
+                                const std::vector<std::size_t>& columns) {
   // What is kept with a connection ends with it.
   if (!connection_.IsOpen()) throw RuntimeError(ErrorNumber::kObjectClosed);
   Convert(row, columns);
@@ -262,18 +273,15 @@ void RecordWriter::Store(std::int64_t record, const Recordset& row, const std::v
                          "Das Pflichtfeld '" + destination_.fields[i].name + "' ist leer.");
     }
   }
-  if (pipelined_ == nullptr) {
-    StoreNow(record, values_);
-    return;
-  }
+  if (pipelined_ == nullptr) return StoreNow(record, values_);
   // Pipelined records may be stored again at any time, and share everything but values_ and dates_ with this one.
   const std::lock_guard lock(connection_.CallMutex());
   if (new_in_a_row_ >= kNewAgain) {
     StoreThroughPipeline(record);
-    return;
+    return {};
   }
   connection_.pipeline()->Flush();
-  StoreNow(record, values_);
+  return StoreNow(record, values_);
 }
 
 }  // namespace kestrel::host

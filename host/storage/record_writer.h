@@ -15,6 +15,7 @@
 
 #include <array>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -33,6 +34,13 @@
 
 namespace kestrel::host {
 
+// What has become of a record that was stored.
+struct StoreResult {
+  enum class Kind { kOpen /* new as far as one can tell */, kNew, kUpdated };
+  Kind kind = Kind::kOpen;
+  std::int64_t number = 0;  // of its address, unless that is open
+};
+
 class RecordWriter final : private GroupMember {
  public:
   // `connection` and `destination` outlive this object. `overwrite`: whether the row of an existing number is
@@ -45,10 +53,13 @@ class RecordWriter final : private GroupMember {
   // the records from 1. Errors: 94 for an empty mandatory field, 3022 for an existing number, 3704 for a closed
   // connection, those of ConvertFieldText, AddressIndex and the database.
   // A record may also fail later, which LateErrors() tells.
-  void Store(std::int64_t record, const Recordset& row, const std::vector<std::size_t>& columns);
+  StoreResult Store(std::int64_t record, const Recordset& row, const std::vector<std::size_t>& columns);
 
   // The errors of earlier records that are not told yet. Under the connection's CallMutex.
   host::LateErrors& LateErrors() { return late_errors_; }
+  // The next record that Store left open and that has updated an existing number after all; 0 where there is
+  // none. Under the connection's CallMutex.
+  std::int64_t TakeLateUpdate();
   // Why going on is senseless after the last failure, with a way out; empty where it is not.
   std::string StopReason() const;
 
@@ -57,7 +68,7 @@ class RecordWriter final : private GroupMember {
   void GroupCommitted() override;
   bool GroupLost(const RuntimeError& reason) override;
   void StoreThroughPipeline(std::int64_t record);
-  void StoreNow(std::int64_t record, RecordValues& values);
+  StoreResult StoreNow(std::int64_t record, RecordValues& values);
   bool InsertNew(std::int64_t record, RecordValues& values);
   void UpdateExisting(std::int64_t record, const RecordValues& values);
   [[noreturn]] void RefuseExisting(const RecordValues& values) const;
@@ -90,6 +101,7 @@ class RecordWriter final : private GroupMember {
   int groups_lost_ = 0;      // one after the other
   std::string stop_reason_;  // of the first group that was lost for one
   host::LateErrors late_errors_;
+  std::deque<std::int64_t> late_updates_;
   std::unique_ptr<PipelinedRecords> pipelined_;  // its end may still store records
 };
 

@@ -20,7 +20,8 @@
 //              also end when more records came than were counted, and when the import class says that going on
 //              is senseless. What kept the source from opening or broke it off is counted behind them.
 //  4. after    Errors that came to light late, where the import class has a member for them (NextLateError);
-//              AfterImport, unless aborted, and what came to light with it.
+//              AfterImport, unless aborted, and what came to light with it. Which records were updates, where
+//              the class told that late (NextLateUpdate).
 //  5. remove   the source file, where nothing it holds can be lost: never after an abort. Why it stays is told.
 //  6. close    the source and the records are released.
 //  7. report   what the import class stopped for; label and message box by the counters.
@@ -101,6 +102,7 @@ class RunSteps {
         errors_.Try([&] { CallMethod(session_.ImportClass, "AfterImport"); });
         TellLateErrors();
       }
+      TellLateUpdates();
       RemoveSource();
     }
     errors_.Try([&] { CloseSource(session_); });
@@ -125,6 +127,7 @@ class RunSteps {
   void CountRecord();
   void CountSourceEnd();
   void TellLateErrors();
+  void TellLateUpdates();
   void RemoveSource();
   // Whose the errors are that ErrorCode tells.
   enum class Told { kBeforeARecord, kOfTheRecord, kLate };
@@ -159,6 +162,7 @@ class RunSteps {
   std::optional<BoundMember> error_last_record_;
   std::optional<BoundMember> stop_reason_;
   std::optional<BoundMember> import_result_;
+  std::optional<BoundMember> next_late_update_;
   std::int32_t late_errors_ = 0;
 
   RecordsetPtr source_;
@@ -175,6 +179,7 @@ void RunSteps::Begin() {
     error_last_record_ = FindOptional(session_.ImportClass, "ErrorLastRecord");
     stop_reason_ = FindOptional(session_.ImportClass, "StopReason");
     import_result_ = FindOptional(session_.ImportClass, "ImportResult");
+    next_late_update_ = FindOptional(session_.ImportClass, "NextLateUpdate");
   });
   errors_.Try([&] { LetProperty(session_.ImportClass, "SpecificationFile", session_.SpecFile); });
   Value cancel(false);
@@ -370,6 +375,17 @@ void RunSteps::TellLateErrors() {
       result_.aborted = true;
       throw RuntimeError(ErrorNumber::kAutomation,
                          "Der Import wurde abgebrochen, bevor das Importziel alle seine Fehler genannt hat");
+    }
+  });
+}
+
+void RunSteps::TellLateUpdates() {
+  if (!next_late_update_) return;
+  errors_.Try([&] {
+    for (std::int32_t asked = 0; asked < outcomes_.handed_over(); ++asked) {
+      const std::int64_t record = next_late_update_->Call().ToInteger();
+      if (record < 1 || record > outcomes_.handed_over()) return;
+      outcomes_.Update(static_cast<std::int32_t>(record));
     }
   });
 }

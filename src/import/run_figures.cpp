@@ -31,10 +31,16 @@ void RunFigures::Add(RecordFate fate, bool handed_over) {
   if (fate == RecordFate::kRejected) {
     Reject(handed_over_, handed_over_);
   } else if (fate == RecordFate::kUpdated) {
-    Grow(is_updated_, handed_over_);
-    is_updated_[static_cast<std::size_t>(handed_over_) - 1] = true;
-    ++updated_;
+    Update(handed_over_);
   }
+}
+
+bool RunFigures::Update(std::int32_t ordinal) {
+  if (IsSet(is_rejected_, ordinal) || IsSet(is_updated_, ordinal)) return false;
+  Grow(is_updated_, ordinal);
+  is_updated_[static_cast<std::size_t>(ordinal) - 1] = true;
+  ++updated_;
+  return true;
 }
 
 void RunFigures::Reject(std::int32_t first, std::int32_t last) {

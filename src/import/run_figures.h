@@ -21,6 +21,8 @@ class RunFigures {
   void Add(RecordFate fate, bool handed_over);
   // The records with these ordinals are lost; `first` to `last` lie within 1 to handed_over().
   void Reject(std::int32_t first, std::int32_t last);
+  // The record with this ordinal, handed over before, has replaced what an address held; whether that is news.
+  bool Update(std::int32_t ordinal);
   // One of the records handed over is lost, and nobody says which.
   void RejectUnnamed() { ++unnamed_; }
 

@@ -53,9 +53,20 @@ bool RunOutcomes::IsOfRecordAtHand(const ErrorScope& scope) const {
 void RunOutcomes::TellWaiting() {
   if (waiting_.empty()) return;
   for (Waiting& waiting : std::exchange(waiting_, {})) {
-    const OutcomeRevision revision = Apply(waiting);
-    Trap([&] { view_.Revise(revision); }, [](const RuntimeError&) {});
+    Tell(Apply(waiting));
   }
+}
+
+void RunOutcomes::Tell(const OutcomeRevision& revision) {
+  Trap([&] { view_.Revise(revision); }, [](const RuntimeError&) {});
+}
+
+void RunOutcomes::Update(std::int32_t ordinal) {
+  OutcomeRevision revision;
+  revision.first = revision.last = SourceRecord(ordinal);
+  revision.fate = RecordFate::kUpdated;
+  revision.revised = figures_.Update(ordinal) ? 1 : 0;
+  Tell(revision);
 }
 
 OutcomeRevision RunOutcomes::Apply(Waiting& waiting) {

@@ -52,6 +52,8 @@ class RunOutcomes {
   void Abandon();
 
   void Add(RecordError error, const ErrorScope& scope);
+  // Between two rounds: the record with this ordinal, 1 to handed_over(), was an update.
+  void Update(std::int32_t ordinal);
 
   // How many records were handed over, the one at hand included.
   std::int32_t handed_over() const { return handed_over_; }
@@ -68,6 +70,7 @@ class RunOutcomes {
   bool IsOfRecordAtHand(const ErrorScope& scope) const;
   void TellWaiting();
   OutcomeRevision Apply(Waiting& waiting);
+  void Tell(const OutcomeRevision& revision);
 
   RunView& view_;
   RecordOutcome outcome_;

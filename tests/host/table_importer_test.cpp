@@ -113,6 +113,26 @@ TEST_F(TableImporter, AnExistingNumberIsUpdatedWhereTheRecordHasValues) {
               ElementsAre("5|Neu|Köln|1|3"));
 }
 
+TEST_F(TableImporter, ARecordTellsWhetherItIsNewOrUpdatedAnAddress) {
+  const ObjectPtr importer = OverwritingImporter();
+  const auto result = [&] { return GetProperty(importer, "ImportResult").ToText(); };
+  // Where the database does not answer at once, only what it has to say before the next record is known.
+  const auto known_at_once = [&](const char* text) { return OnPostgres() ? std::string() : std::string(text); };
+  EXPECT_EQ(result(), "");
+  Import(importer, {{"KundenNummer", "41"}, {"Bez1", "A"}});
+  EXPECT_EQ(result(), known_at_once("new 41"));
+  Import(importer, {{"Bez1", "B"}});
+  EXPECT_EQ(result(), known_at_once("new 42"));
+  Import(importer, {{"KundenNummer", "41"}, {"Bez1", "C"}});
+  EXPECT_EQ(result(), known_at_once("updated 41"));
+  Import(importer, {{"KundenNummer", "43"}});
+  EXPECT_EQ(result(), "") << "refused";
+  while (CallMethod(importer, "NextLateError").ToBool()) {
+  }
+  EXPECT_EQ(CallMethod(importer, "NextLateUpdate").ToInteger(), OnPostgres() ? 3 : 0);
+  EXPECT_EQ(CallMethod(importer, "NextLateUpdate").ToInteger(), 0);
+}
+
 TEST_F(TableImporter, AnExistingNumberIsRefusedUnlessTheSpecificationAllowsOverwriting) {
   struct Case {
     const char* prog_id;

@@ -305,6 +305,31 @@ TEST_F(RecordOutcomeTest, AResultThatCannotBeReadIsAnErrorOfARecordThatIsStored)
   EXPECT_THAT(view.outcomes[0].errors, ElementsAre(IsError(3000, "weg", "")));
 }
 
+TEST_F(RecordOutcomeTest, AnUpdateMayBeToldLateAndOnce) {
+  UseNames({"A", "B", "C"});
+  FailAt(1);
+  const std::vector<int> late = {3, 3, 1, 0, 2};
+  std::size_t next = 0;
+  import_class->Method("NextLateUpdate", [&](std::span<Argument>) { return Value(late.at(next++)); });
+  const RunResult& result = Run();
+  ASSERT_THAT(view.revisions, SizeIs(3));
+  EXPECT_EQ(view.revisions[0].first, 3);
+  EXPECT_EQ(view.revisions[0].fate, RecordFate::kUpdated);
+  EXPECT_EQ(view.revisions[0].revised, 1);
+  EXPECT_FALSE(view.revisions[0].error);
+  EXPECT_EQ(view.revisions[1].revised, 0) << "told before";
+  EXPECT_EQ(view.revisions[2].revised, 0) << "rejected";
+  EXPECT_EQ(result.updated, 1);
+  EXPECT_EQ(result.stored, 2);
+}
+
+TEST_F(RecordOutcomeTest, LateUpdatesEndWithTheRecordsHandedOver) {
+  UseNames({"A", "B"});
+  import_class->Returns("NextLateUpdate", Value(1));
+  EXPECT_EQ(Run().updated, 1);
+  EXPECT_EQ(import_class->CountOf("NextLateUpdate"), 2u);
+}
+
 // --- The view -----------------------------------------------------------------------------------
 
 TEST_F(RecordOutcomeTest, AViewThatCannotTakeOutcomesChangesNothing) {

@@ -187,7 +187,8 @@ TEST_F(RunLossesTest, OptionalMembersAreLookedUpOnceARun) {
   const auto asked = std::make_shared<Asked>(import_class);
   session.ImportClass = asked;
   Run();
-  for (const char* name : {"NextLateError", "ErrorFirstRecord", "ErrorLastRecord", "StopReason"}) {
+  for (const char* name : {"NextLateError", "ErrorFirstRecord", "ErrorLastRecord", "StopReason", "ImportResult",
+                           "NextLateUpdate"}) {
     EXPECT_EQ(asked->asked[name], 1) << name;
   }
 }
