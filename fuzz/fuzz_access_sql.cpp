@@ -7,7 +7,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace kestrel;
   const std::string sql = fuzz::BytesAsString(data, size);
-  fuzz::MayFail([&] { access::ParseSelect(sql); });
-  fuzz::MayFail([&] { access::ParseExpression(sql); });
+  fuzz::MayFail([&] { access_sql::ParseSelect(sql); });
+  fuzz::MayFail([&] { access_sql::ParseExpression(sql); });
   return 0;
 }

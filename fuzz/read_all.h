@@ -1,4 +1,4 @@
-// What the fuzzers of record sets share.
+// What the fuzzers share.
 #pragma once
 
 #include <sys/mman.h>
@@ -11,7 +11,6 @@
 
 #include "platform/base/file_descriptor.h"
 #include "platform/base/runtime_error.h"
-#include "platform/data/recordset.h"
 
 namespace kestrel::fuzz {
 
@@ -45,15 +44,6 @@ void MayFail(Step&& step) {
 template <class ReadCell>
 void ReadCells(std::size_t columns, ReadCell&& read) {
   for (std::size_t column = 0; column < columns; ++column) MayFail([&] { read(column); });
-}
-
-// Reads every cell.
-inline void ReadAll(Recordset& rows) {
-  for (; !rows.IsEof(); rows.MoveNext()) {
-    for (std::size_t column = 0; column < rows.ColumnCount(); ++column) {
-      MayFail([&] { rows.TextAt(column); });
-    }
-  }
 }
 
 }  // namespace kestrel::fuzz

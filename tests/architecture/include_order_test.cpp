@@ -20,7 +20,11 @@ namespace fs = std::filesystem;
 // From the ground up: a folder may include itself and what stands above it in this list.
 const std::vector<std::string>& Layers() {
   static const std::vector<std::string> layers = {"platform/base",
-                                                  "formats",
+                                                  "formats/encryption",
+                                                  "formats/dbase",
+                                                  "formats/excel",
+                                                  "formats/access_sql",
+                                                  "formats/access",
                                                   "platform/profile",
                                                   "platform/automation",
                                                   "platform/data",
@@ -101,6 +105,26 @@ TEST(Architecture, AFolderIncludesOnlyWhatStandsBelowIt) {
     EXPECT_GE(layer, 0) << include.file << " is in no folder of the picture";
     if (used >= 0) {
       EXPECT_LE(used, layer) << include.file << " includes " << include.header;
+    }
+  }
+}
+
+// A format can be taken out and used alone, with what it is listed with here.
+TEST(Architecture, AFormatKnowsTheBaseAndHardlyAnyOther) {
+  const std::map<std::string, std::set<std::string>> others = {{"encryption", {}},
+                                                               {"dbase", {}},
+                                                               {"excel", {"encryption"}},
+                                                               {"access_sql", {}},
+                                                               {"access", {"encryption", "access_sql"}}};
+  for (const auto& entry : fs::directory_iterator(fs::path(testing::InSourceTree("src/formats")))) {
+    const std::string room = entry.path().filename().string();
+    ASSERT_TRUE(others.contains(room)) << room;
+    for (const Include& include : IncludesBelow("src/formats/" + room)) {
+      if (LayerOf(include.header) < 0 || include.header.starts_with("platform/base/")) continue;
+      bool allowed = include.header.starts_with("formats/" + room + "/");
+      for (const std::string& other : others.at(room))
+        allowed = allowed || include.header.starts_with("formats/" + other + "/");
+      EXPECT_TRUE(allowed) << include.file << " includes " << include.header;
     }
   }
 }

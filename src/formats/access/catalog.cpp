@@ -79,13 +79,14 @@ Catalog::Catalog(const JetFilePtr& file) {
   std::stable_sort(entries_.begin(), entries_.end(), [](const CatalogEntry& a, const CatalogEntry& b) {
     const bool a_is_query = a.kind == ObjectKind::kQuery;
     const bool b_is_query = b.kind == ObjectKind::kQuery;
-    return a_is_query != b_is_query ? b_is_query : CompareText(a.name, b.name) < 0;
+    return a_is_query != b_is_query ? b_is_query : access_sql::CompareText(a.name, b.name) < 0;
   });
 }
 
 const CatalogEntry* Catalog::Find(std::string_view name) const {
-  const auto found = std::find_if(entries_.begin(), entries_.end(),
-                                  [&](const CatalogEntry& entry) { return EqualText(entry.name, name); });
+  const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const CatalogEntry& entry) {
+    return access_sql::EqualText(entry.name, name);
+  });
   return found == entries_.end() ? nullptr : &*found;
 }
 

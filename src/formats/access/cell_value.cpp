@@ -12,6 +12,10 @@
 namespace kestrel::access {
 namespace {
 
+using access_sql::DateTimeOf;
+using access_sql::SerialOf;
+using access_sql::SerialText;
+
 // "12345" with four digits behind the point is "1.2345".
 std::string WithPoint(std::string digits, bool negative, std::size_t scale) {
   if (digits.size() <= scale) digits.insert(0, scale + 1 - digits.size(), '0');

@@ -15,6 +15,21 @@
 namespace kestrel::access {
 namespace {
 
+using access_sql::EqualText;
+using access_sql::Expression;
+using access_sql::ExpressionPtr;
+using access_sql::FromItem;
+using access_sql::JoinKind;
+using access_sql::kCrosstabReason;
+using access_sql::OrderKey;
+using access_sql::OutputColumn;
+using access_sql::ParseExpression;
+using access_sql::ParseOutputColumn;
+using access_sql::ParseSelect;
+using access_sql::QueryError;
+using access_sql::SelectStatement;
+using access_sql::SqlError;
+
 // What a row is about.
 enum Attribute {
   kType = 1,
@@ -47,17 +62,17 @@ constexpr int kPercent = 0x20;
 constexpr int kLeftJoin = 2;
 constexpr int kRightJoin = 3;
 
-FormatError WrongKind(const CatalogEntry& query, int type) {
+RuntimeError WrongKind(const CatalogEntry& query, int type) {
   constexpr const char* kOtherSource = "Bitte die Tabelle selbst oder eine Auswahlabfrage angeben.";
   switch (type) {
-    case kCrosstab: return QueryError(query, kCrosstabReason);
+    case kCrosstab: return QueryError(query.name, kCrosstabReason);
     case kDefinition:
-      return QueryError(query, "sie legt Tabellen an oder ändert sie und liefert keine Datensätze",
+      return QueryError(query.name, "sie legt Tabellen an oder ändert sie und liefert keine Datensätze",
                         kOtherSource);
     case kPassThrough:
-      return QueryError(query, "sie wird an einen Datenbankserver weitergereicht",
+      return QueryError(query.name, "sie wird an einen Datenbankserver weitergereicht",
                         "Bitte diesen Server als Datenquelle angeben.");
-    default: return QueryError(query, "sie ändert Daten und liefert keine Datensätze", kOtherSource);
+    default: return QueryError(query.name, "sie ändert Daten und liefert keine Datensätze", kOtherSource);
   }
 }
 
@@ -124,12 +139,6 @@ void CountTop(const std::string& count, int flags, SelectStatement& select) {
 
 }  // namespace
 
-FormatError QueryError(const CatalogEntry& query, const std::string& reason, const char* advice) {
-  std::string text = "Die Abfrage '" + query.name + "' kann nicht gelesen werden: " + reason;
-  if (!reason.ends_with('.')) text += std::string(". ") + advice;
-  return FormatError(std::move(text));
-}
-
 StoredQueries::StoredQueries(const JetFilePtr& file, const Catalog& catalog) {
   const CatalogEntry* entry = catalog.Find("MSysQueries");
   if (entry == nullptr || entry->kind != ObjectKind::kTable) return;
@@ -162,7 +171,7 @@ StoredQueries::StoredQueries(const JetFilePtr& file, const Catalog& catalog) {
 }
 
 std::unique_ptr<SelectStatement> StoredQueries::Statement(const CatalogEntry& query) const {
-  const auto fail = [&](const std::string& reason) { return QueryError(query, reason); };
+  const auto fail = [&](const std::string& reason) { return QueryError(query.name, reason); };
   const auto found = rows_.find(query.id);
   if (found == rows_.end()) throw fail("ihr Inhalt fehlt in der Datei");
   const Rows& rows = found->second;

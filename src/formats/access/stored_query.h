@@ -13,14 +13,6 @@
 
 namespace kestrel::access {
 
-// What helps where a query cannot be run here.
-inline constexpr const char* kMakeTable =
-    "Bitte in Access mit einer Tabellenerstellungsabfrage eine Tabelle aus ihr machen und diese angeben.";
-
-// The error for a query that cannot be run: 3000, naming it, why, and what to do. A reason of whole sentences
-// (with a full stop) says that itself.
-FormatError QueryError(const CatalogEntry& query, const std::string& reason, const char* advice = kMakeTable);
-
 class StoredQueries {
  public:
   // Raises 3000 where MSysQueries cannot be read whole. A database without it has no queries.
@@ -28,7 +20,7 @@ class StoredQueries {
 
   // The statement of a query. Raises 3000, naming the query, for one that returns no rows or that cannot be
   // run here (crosstabs, queries sent to a server) and for a piece of SQL that is not understood.
-  std::unique_ptr<SelectStatement> Statement(const CatalogEntry& query) const;
+  std::unique_ptr<access_sql::SelectStatement> Statement(const CatalogEntry& query) const;
 
  private:
   struct Row {
@@ -41,9 +33,9 @@ class StoredQueries {
   };
   using Rows = std::vector<Row>;
 
-  static std::unique_ptr<SelectStatement> SelectOf(const Rows& rows);
-  static std::unique_ptr<SelectStatement> UnionOf(const Rows& rows);
-  static void AddSources(const Rows& rows, SelectStatement& select);
+  static std::unique_ptr<access_sql::SelectStatement> SelectOf(const Rows& rows);
+  static std::unique_ptr<access_sql::SelectStatement> UnionOf(const Rows& rows);
+  static void AddSources(const Rows& rows, access_sql::SelectStatement& select);
 
   std::map<std::int32_t, Rows> rows_;  // by the query's catalog id, in the order they count in
 };

@@ -7,7 +7,7 @@
 
 #include "platform/base/text.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 namespace {
 
 // The base letters of the accented capitals of Latin-1 and Latin Extended-A, a string a base letter.
@@ -178,4 +178,4 @@ bool MatchesPattern(std::string_view text, std::string_view pattern, bool ansi) 
   return Matcher(Capitals(text), Capitals(pattern), ansi).Run();
 }
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

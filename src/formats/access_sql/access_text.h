@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 
 // Dictionary order: letters by their base letter first ("Ähre" stands between "Ahorn" and "Aira"), then by
 // their accents; ß is ss; case never counts. Negative, zero or positive.
@@ -18,4 +18,4 @@ std::string LowerCase(std::string_view text);
 // list. Case is ignored. With `ansi`, % and _ take the places of * and ?, and # is a character like others.
 bool MatchesPattern(std::string_view text, std::string_view pattern, bool ansi);
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

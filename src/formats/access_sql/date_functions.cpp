@@ -6,7 +6,7 @@
 #include "formats/access_sql/query_functions.h"
 #include "platform/base/text.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 namespace {
 
 DateTime DateArgument(QueryArguments a, std::size_t index) {
@@ -332,4 +332,4 @@ constexpr std::array kFunctions{
 
 std::span<const QueryFunction> DateFunctions() { return kFunctions; }
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

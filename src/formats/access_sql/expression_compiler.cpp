@@ -11,7 +11,7 @@
 #include "platform/base/clock.h"
 #include "platform/base/text.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 namespace {
 
 using Kind = Expression::Kind;
@@ -489,4 +489,4 @@ CompiledValue ExpressionCompiler::Call(const Expression& call) {
   return {"acc_" + called + "(" + sql + ")", type, false};
 }
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

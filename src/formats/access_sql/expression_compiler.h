@@ -7,7 +7,7 @@
 
 #include "formats/access_sql/query_scope.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 
 class ExpressionCompiler {
  public:
@@ -62,4 +62,4 @@ bool HasAggregate(const Expression& expression);
 // The type of a column whose values come from both.
 ValueType CommonType(ValueType a, ValueType b);
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

@@ -6,7 +6,7 @@
 #include "formats/access_sql/query_functions.h"
 #include "platform/base/number.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 namespace {
 
 bool IsWhole(const QueryValue& value) { return std::holds_alternative<std::int64_t>(value); }
@@ -151,4 +151,4 @@ constexpr std::array kFunctions{
 
 std::span<const QueryFunction> NumberFunctions() { return kFunctions; }
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

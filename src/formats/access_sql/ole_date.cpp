@@ -8,7 +8,7 @@
 #include "platform/base/number.h"
 #include "platform/base/text.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 namespace {
 
 constexpr std::chrono::sys_days kDayZero = std::chrono::year{1899} / 12 / 30;
@@ -140,4 +140,4 @@ std::optional<double> ParseDateLiteral(std::string_view text) {
   });
 }
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

@@ -7,7 +7,7 @@
 
 #include "platform/base/date.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 
 // The date and time, to the nearest second; none for a number beyond the years 1 to 9999.
 std::optional<DateTime> DateTimeOf(double serial);
@@ -25,4 +25,4 @@ std::optional<double> ParseSerial(std::string_view text);
 // The literal between #...#: month/day/year or year-month-day, with a time, also with AM or PM.
 std::optional<double> ParseDateLiteral(std::string_view text);
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

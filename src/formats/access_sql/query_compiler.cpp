@@ -3,42 +3,21 @@
 #include <algorithm>
 #include <utility>
 
-#include "formats/access/cell_value.h"
-#include "formats/access/table_definition.h"
 #include "formats/access_sql/sql_lexer.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 namespace {
 
 constexpr std::size_t kDeepestQueries = 50;
 
-ValueType TypeOf(ColumnKind kind) {
-  switch (kind) {
-    case ColumnKind::kBoolean: return ValueType::kTruth;
-    case ColumnKind::kByte:
-    case ColumnKind::kInteger:
-    case ColumnKind::kLong:
-    case ColumnKind::kBigInteger: return ValueType::kWhole;
-    case ColumnKind::kCurrency: return ValueType::kCurrency;
-    case ColumnKind::kSingle:
-    case ColumnKind::kDouble: return ValueType::kReal;
-    case ColumnKind::kDate:
-    case ColumnKind::kExtendedDate: return ValueType::kDate;
-    case ColumnKind::kNumeric: return ValueType::kDecimal;
-    case ColumnKind::kBinary:
-    case ColumnKind::kOle: return ValueType::kBytes;
-    default: return ValueType::kText;
-  }
-}
-
 }  // namespace
 
-QueryPlan QueryCompiler::Compile(const CatalogEntry& query) {
-  Query(query);
+QueryPlan QueryCompiler::Compile(const QueryObject& query) {
+  SavedQuery(query);
   if (!parameters_.empty()) {
     std::string names;
     for (const std::string& name : parameters_) names += (names.empty() ? "'" : ", '") + name + "'";
-    throw QueryError(query,
+    throw QueryError(query.name,
                      "sie fragt nach Parametern (" + names + "), oder ihre Felder dieses Namens gibt es nicht",
                      "Nötig ist eine Abfrage ohne Parameter.");
   }
@@ -57,47 +36,39 @@ void QueryCompiler::NoteParameter(const std::string& name) {
 // --- Sources ------------------------------------------------------------------------------------
 
 QuerySource QueryCompiler::Object(const std::string& name) {
-  const CatalogEntry* entry = catalog_.Find(name);
-  if (entry == nullptr) throw SqlError("die Tabelle oder Abfrage '" + name + "' gibt es nicht");
-  switch (entry->kind) {
-    case ObjectKind::kTable: return StoredTable(*entry);
-    case ObjectKind::kQuery: return Query(*entry);
-    default: throw LinkedTableError(*entry);
-  }
+  const std::optional<QueryObject> object = tables_.Find(name);
+  if (!object) throw SqlError("die Tabelle oder Abfrage '" + name + "' gibt es nicht");
+  return object->is_query ? SavedQuery(*object) : StoredTable(*object);
 }
 
-QuerySource QueryCompiler::StoredTable(const CatalogEntry& entry) {
-  const auto [found, is_new] = loaded_.emplace(entry.id, plan_.loads.size());
+QuerySource QueryCompiler::StoredTable(const QueryObject& table) {
+  const auto [found, is_new] = loaded_.emplace(table.id, plan_.loads.size());
   if (is_new) {
     LoadStep load;
     load.sql_name = "t" + std::to_string(plan_.loads.size());
-    load.table = entry.name;
-    load.place = entry.Place();
-    const TableDefinition table = ReadTableDefinition(*file_, load.place);
-    for (const Column& column : table.columns) load.columns.push_back({column.name, TypeOf(column.kind)});
-    for (const Column& column : table.left_out)
-      load.columns.push_back({column.name, ValueType::kUnknown, true});
+    load.table = table;
+    load.columns = tables_.Columns(table);
     load.used.resize(load.columns.size());
     plan_.loads.push_back(std::move(load));
   }
   const LoadStep& load = plan_.loads[found->second];
-  return {entry.name, load.sql_name, "", load.columns, found->second};
+  return {table.name, load.sql_name, "", load.columns, found->second};
 }
 
-QuerySource QueryCompiler::Query(const CatalogEntry& entry) {
-  if (const auto done = compiled_.find(entry.id); done != compiled_.end()) return done->second;
-  if (!compiling_.insert(entry.id).second) throw QueryError(entry, "sie liest sich selbst");
-  if (compiling_.size() > kDeepestQueries) throw QueryError(entry, "sie ist zu tief verschachtelt");
-  const auto statement = queries_.Statement(entry);
+QuerySource QueryCompiler::SavedQuery(const QueryObject& query) {
+  if (const auto done = compiled_.find(query.id); done != compiled_.end()) return done->second;
+  if (!compiling_.insert(query.id).second) throw QueryError(query.name, "sie liest sich selbst");
+  if (compiling_.size() > kDeepestQueries) throw QueryError(query.name, "sie ist zu tief verschachtelt");
+  const auto statement = tables_.Statement(query);
   QuerySource source;
   try {
     source = Step(*statement);
   } catch (const SqlError& error) {
-    throw QueryError(entry, error.Description());
+    throw QueryError(query.name, error.Description());
   }
-  source.name = entry.name;
-  compiling_.erase(entry.id);
-  compiled_.emplace(entry.id, source);
+  source.name = query.name;
+  compiling_.erase(query.id);
+  compiled_.emplace(query.id, source);
   return source;
 }
 
@@ -119,4 +90,4 @@ QuerySource QueryCompiler::Step(const SelectStatement& select) {
   return source;
 }
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

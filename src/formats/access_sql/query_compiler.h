@@ -7,22 +7,19 @@
 #include <string>
 #include <vector>
 
-#include "formats/access/catalog.h"
-#include "formats/access/stored_query.h"
 #include "formats/access_sql/expression_compiler.h"
 #include "formats/access_sql/query_scope.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 
 class QueryCompiler final : private QueryContext {
  public:
-  // All must outlive this.
-  QueryCompiler(JetFilePtr file, const Catalog& catalog, const StoredQueries& queries)
-      : file_(std::move(file)), catalog_(catalog), queries_(queries) {}
+  // The tables must outlive this.
+  explicit QueryCompiler(const QueryTables& tables) : tables_(tables) {}
 
   // Call once. Raises 3000, naming the query, where it cannot be run here; a query with parameters is refused
   // with all their names.
-  QueryPlan Compile(const CatalogEntry& query);
+  QueryPlan Compile(const QueryObject& query);
 
  private:
   void UseColumn(const QuerySource& source, std::size_t column) override;
@@ -40,8 +37,8 @@ class QueryCompiler final : private QueryContext {
 
   // Each adds the steps for a thing that is read and gives it as a source (without alias).
   QuerySource Object(const std::string& name);
-  QuerySource StoredTable(const CatalogEntry& entry);
-  QuerySource Query(const CatalogEntry& entry);
+  QuerySource StoredTable(const QueryObject& table);
+  QuerySource SavedQuery(const QueryObject& query);
   QuerySource Step(const SelectStatement& select);
 
   // In select_compiler.cpp.
@@ -52,11 +49,9 @@ class QueryCompiler final : private QueryContext {
   CompiledSelect Select(const SelectStatement& select, const QueryScope* outer, Use use);
   CompiledSelect Union(const SelectStatement& select, const QueryScope* outer);
 
-  JetFilePtr file_;
-  const Catalog& catalog_;
-  const StoredQueries& queries_;
+  const QueryTables& tables_;
   QueryPlan plan_;
-  std::map<std::int32_t, std::size_t> loaded_;    // catalog id -> plan_.loads
+  std::map<std::int32_t, std::size_t> loaded_;    // id of the table -> plan_.loads
   std::map<std::int32_t, QuerySource> compiled_;  // queries that are steps already
   std::set<std::int32_t> compiling_;
   std::vector<std::string> parameters_;
@@ -64,4 +59,4 @@ class QueryCompiler final : private QueryContext {
   std::size_t next_alias_ = 0;
 };
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

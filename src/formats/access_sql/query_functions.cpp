@@ -7,7 +7,7 @@
 #include "platform/base/number.h"
 #include "platform/base/text.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 namespace {
 
 // Digits with groups and a decimal comma, as a format of 0, #, "," and "." asks for.
@@ -147,4 +147,4 @@ std::string FormatValue(const QueryValue& value, std::string_view format) {
   return parsed.HasDigits() ? parsed.Apply(number) : FormatText(TextOfValue(value), format);
 }
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

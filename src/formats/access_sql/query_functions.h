@@ -11,7 +11,7 @@
 #include "formats/access_sql/query_plan.h"
 #include "platform/base/runtime_error.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 
 // Null, a whole number (a truth value is -1 or 0), a real number (a date is its serial) or a text.
 using QueryValue = std::variant<std::monostate, std::int64_t, double, std::string>;
@@ -51,4 +51,4 @@ std::string TextOfValue(const QueryValue& value);
 // Format(value, format).
 std::string FormatValue(const QueryValue& value, std::string_view format);
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

@@ -7,37 +7,15 @@
 #include <string>
 #include <vector>
 
-#include "formats/access/table_definition.h"
+#include "formats/access_sql/query_tables.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 
-// What a value of a column means; the database that runs the plan knows whole and real numbers, texts and
-// bytes only.
-enum class ValueType {
-  kUnknown,  // as the value turns out
-  kNull,     // nothing but null, which fits every type
-  kText,
-  kWhole,
-  kReal,
-  kCurrency,  // four digits behind the point
-  kDecimal,
-  kTruth,  // -1 and 0
-  kDate,   // days since 30.12.1899
-  kBytes,
-};
-
-struct ResultColumn {
-  std::string name;
-  ValueType type = ValueType::kUnknown;
-  bool left_out = false;  // of a stored table: cannot be read, and * does not mean it
-};
-
-// A stored table; its column i becomes "c" + i, where it is used.
+// A table; its column i becomes "c" + i, where it is used.
 struct LoadStep {
   std::string sql_name;
-  std::string table;  // as the user knows it
-  TablePlace place;
-  std::vector<ResultColumn> columns;  // those that are left out stand last
+  QueryObject table;
+  std::vector<ResultColumn> columns;
   std::vector<bool> used;
 };
 
@@ -57,4 +35,4 @@ struct QueryPlan {
   std::vector<SelectStep> selects;  // the last one is the result
 };
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

@@ -9,7 +9,7 @@
 #include "formats/access_sql/query_plan.h"
 #include "formats/access_sql/sql_syntax.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 
 // A table, query or select in brackets, under the name it has in its statement.
 struct QuerySource {
@@ -54,4 +54,4 @@ class QueryContext {
   virtual CompiledValue Subselect(const SelectStatement& select, const QueryScope& outer) = 0;
 };
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

@@ -8,7 +8,7 @@
 #include "formats/access_sql/sql_lexer.h"
 #include "platform/base/number.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 namespace {
 
 using Kind = Expression::Kind;
@@ -131,7 +131,7 @@ void QueryCompiler::AddColumns(const SelectStatement& select, const QueryScope& 
       if (!column.star_table.empty() && !EqualText(column.star_table, source.name)) continue;
       found = true;
       for (std::size_t i = 0; i < source.columns.size(); ++i) {
-        if (source.columns[i].left_out) continue;
+        if (source.columns[i].unreadable) continue;
         UseColumn(source, i);
         add({source.sql_alias + ".c" + std::to_string(i), source.columns[i].type, true}, source.columns[i].name,
             source.name);
@@ -163,7 +163,7 @@ QueryCompiler::CompiledSelect QueryCompiler::Select(const SelectStatement& selec
     for (const OutputColumn& column : select.columns) CollectOwners(column.expression.get(), owners);
     CollectOwners(select.where.get(), owners);
     for (std::string& owner : owners) {
-      if (catalog_.Find(owner) == nullptr) continue;
+      if (!tables_.Find(owner)) continue;
       told.push_back(std::make_unique<FromItem>());
       told.back()->table = std::move(owner);
     }
@@ -262,4 +262,4 @@ CompiledValue QueryCompiler::Subselect(const SelectStatement& select, const Quer
   return {compiled.sql, compiled.columns.front().type, false};
 }
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

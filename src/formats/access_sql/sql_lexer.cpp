@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 namespace {
 
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
@@ -25,7 +25,7 @@ class Lexer {
       if (at_ == sql_.size()) break;
       tokens.push_back(Next());
     }
-    tokens.push_back({});
+    tokens.push_back({Token::Kind::kEnd, "", at_});
     return tokens;
   }
 
@@ -40,24 +40,27 @@ class Lexer {
     if (StartsWord(c)) {
       const std::size_t start = at_;
       while (at_ < sql_.size() && ContinuesWord(sql_[at_])) ++at_;
-      return {Token::Kind::kWord, std::string(sql_.substr(start, at_ - start))};
+      return {Token::Kind::kWord, std::string(sql_.substr(start, at_ - start)), start};
     }
     return Sign();
   }
 
   // Up to the closing character; doubled it stands for itself.
   Token Quoted(Token::Kind kind, char close) {
+    const std::size_t start = at_;
     std::string text;
     for (++at_;;) {
       const std::size_t end = sql_.find(close, at_);
-      if (end == std::string_view::npos) throw SqlError(std::string("Es fehlt ein schließendes ") + close);
+      if (end == std::string_view::npos) {
+        throw SqlError(std::string("Es fehlt ein schließendes ") + close, start);
+      }
       text += sql_.substr(at_, end - at_);
       at_ = end + 1;
       if (at_ >= sql_.size() || sql_[at_] != close || kind == Token::Kind::kDate) break;
       text += close;
       ++at_;
     }
-    return {kind, std::move(text)};
+    return {kind, std::move(text), start};
   }
 
   Token Number() {
@@ -78,7 +81,7 @@ class Lexer {
         digits();
       }
     }
-    return {Token::Kind::kNumber, std::string(sql_.substr(start, at_ - start))};
+    return {Token::Kind::kNumber, std::string(sql_.substr(start, at_ - start)), start};
   }
 
   Token Sign() {
@@ -86,13 +89,15 @@ class Lexer {
     const std::string_view pair = sql_.substr(at_, 2);
     if (std::find(kPairs.begin(), kPairs.end(), pair) != kPairs.end()) {
       at_ += 2;
-      return {Token::Kind::kSign, std::string(pair)};
+      return {Token::Kind::kSign, std::string(pair), at_ - 2};
     }
     constexpr std::string_view kSigns = "<>=+-*/\\^&(),.!;";
     const char c = sql_[at_];
-    if (kSigns.find(c) == std::string_view::npos) throw SqlError(std::string("Unerwartetes Zeichen: ") + c);
+    if (kSigns.find(c) == std::string_view::npos) {
+      throw SqlError(std::string("Unerwartetes Zeichen: ") + c, at_);
+    }
     ++at_;
-    return {Token::Kind::kSign, std::string(1, c)};
+    return {Token::Kind::kSign, std::string(1, c), at_ - 1};
   }
 
   std::string_view sql_;
@@ -103,4 +108,4 @@ class Lexer {
 
 std::vector<Token> Tokenize(std::string_view sql) { return Lexer(sql).Run(); }
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

@@ -9,7 +9,7 @@
 #include "platform/base/number.h"
 #include "platform/base/text.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 namespace {
 
 using Kind = Expression::Kind;
@@ -114,7 +114,8 @@ class Parser {
   [[noreturn]] void Unexpected() const {
     throw SqlError(Peek().kind == Token::Kind::kEnd
                        ? "Der SQL-Text endet zu früh"
-                       : "Der SQL-Text wird nicht verstanden bei '" + Peek().text + "'");
+                       : "Der SQL-Text wird nicht verstanden bei '" + Peek().text + "'",
+                   Peek().offset);
   }
   void RequireEnd() {
     SkipSign(";");
@@ -504,4 +505,4 @@ std::unique_ptr<SelectStatement> ParseSelect(std::string_view sql) { return Pars
 ExpressionPtr ParseExpression(std::string_view sql) { return Parser(sql).WholeExpression(); }
 OutputColumn ParseOutputColumn(std::string_view sql) { return Parser(sql).WholeColumn(); }
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

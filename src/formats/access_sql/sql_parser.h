@@ -5,7 +5,7 @@
 
 #include "formats/access_sql/sql_syntax.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 
 // Why a crosstab is not read.
 inline constexpr const char* kCrosstabReason =
@@ -22,4 +22,4 @@ ExpressionPtr ParseExpression(std::string_view sql);
 // One output column: an expression, "*" or "table.*".
 OutputColumn ParseOutputColumn(std::string_view sql);
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 
 struct SelectStatement;
 
@@ -86,4 +86,4 @@ struct SelectStatement {
   std::vector<std::string> parameters;
 };
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

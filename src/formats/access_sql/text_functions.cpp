@@ -8,7 +8,7 @@
 #include "platform/base/number.h"
 #include "platform/base/text.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 namespace {
 
 // No function makes a text longer than this.
@@ -252,4 +252,4 @@ constexpr std::array kFunctions{
 
 std::span<const QueryFunction> TextFunctions() { return kFunctions; }
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

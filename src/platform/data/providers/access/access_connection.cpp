@@ -4,9 +4,6 @@
 #include <utility>
 
 #include "formats/access/cell_value.h"
-#include "formats/access/stored_query.h"
-#include "formats/access_sql/query_compiler.h"
-#include "formats/access_sql/query_database.h"
 #include "platform/base/steady_file.h"
 #include "platform/data/providers/access/query_recordset.h"
 #include "platform/data/providers/access/table_recordset.h"
@@ -23,81 +20,47 @@ std::string_view TypeName(ObjectKind kind) {
   }
 }
 
-std::vector<std::string> NamesOf(const QueryPlan& plan) {
-  std::vector<std::string> names;
-  for (const ResultColumn& column : plan.selects.back().columns) names.push_back(column.name);
-  return names;
-}
-
 }  // namespace
 
 AccessConnection::AccessConnection(const std::string& path, std::string_view password)
-    : file_(ReadingFile(path,
-                        [&] {
-                          SteadyFile file = ReadSteadyFile(path);
-                          return std::make_shared<const JetFile>(std::move(file.content), password, path,
-                                                                 file.identity);
-                        })),
-      catalog_(ReadingFile(path, [&] { return Catalog(file_); })) {}
+    : database_(ReadingFile(path, [&] {
+        SteadyFile file = ReadSteadyFile(path);
+        return Database(std::move(file.content), password, path, file.identity);
+      })) {}
 
 void AccessConnection::Close() {
   ReadOnlyConnection::Close();
-  file_.reset();
+  database_.reset();
 }
 
 std::vector<CatalogTable> AccessConnection::Tables() {
   RequireOpen();
   std::vector<CatalogTable> tables;
-  for (const CatalogEntry& entry : catalog_.entries()) {
+  for (const CatalogEntry& entry : database_->Objects()) {
     if (entry.listed) tables.push_back({entry.name, std::string(TypeName(entry.kind))});
   }
   return tables;
 }
 
-const CatalogEntry& AccessConnection::Require(std::string_view table) const {
-  const CatalogEntry* entry = catalog_.Find(table);
-  if (entry == nullptr) {
-    std::string text = "Die Access-Datenbank hat keine Tabelle oder Abfrage '" + std::string(table) + "'.";
-    if (catalog_.damage())
-      text += " Ihr Verzeichnis ist aber nicht vollständig. " + catalog_.damage()->Description();
-    throw RuntimeError(ErrorNumber::kDatabase, std::move(text));
-  }
-  if (entry->kind == ObjectKind::kLinkedTable || entry->kind == ObjectKind::kOdbcTable) {
-    throw LinkedTableError(*entry);
-  }
-  return *entry;
-}
-
-QueryPlan AccessConnection::Plan(const CatalogEntry& query) const {
-  const StoredQueries queries(file_, catalog_);
-  return QueryCompiler(file_, catalog_, queries).Compile(query);
-}
-
 std::vector<std::string> AccessConnection::ColumnNames(std::string_view table) {
   RequireOpen();
-  const CatalogEntry& entry = Require(table);
-  if (entry.kind == ObjectKind::kQuery) return NamesOf(Plan(entry));
-  std::vector<std::string> names;
-  for (const Column& column : ReadTableDefinition(*file_, entry.Place()).columns) {
-    names.push_back(column.name);
-  }
-  return names;
+  return database_->ColumnNames(database_->Require(table));
 }
 
 std::vector<SourceRemark> AccessConnection::Remarks(std::string_view table) {
   RequireOpen();
   std::vector<SourceRemark> remarks;
   if (table.empty()) {
-    if (const auto& damage = catalog_.damage()) {
+    if (const auto& damage = database_->Damage()) {
       remarks.push_back(
           {"", "Das Verzeichnis der Access-Datei ist nicht vollständig, vielleicht fehlen Tabellen. " +
                    damage->Description()});
     }
     return remarks;
   }
-  const CatalogEntry& entry = Require(table);
+  const CatalogEntry& entry = database_->Require(table);
   if (entry.kind == ObjectKind::kQuery) return remarks;
-  const TableReader reader(file_, entry.Place());
+  const TableReader reader = database_->OpenTable(entry);
   if (const auto loss = reader.Loss(entry.name)) remarks.push_back({"", loss->Description()});
   for (const Column& column : reader.left_out()) {
     remarks.push_back({column.name, UnreadableColumn(entry.name, column).Description()});
@@ -106,16 +69,13 @@ std::vector<SourceRemark> AccessConnection::Remarks(std::string_view table) {
 }
 
 RecordsetPtr AccessConnection::OpenTable(const TableName& table) {
-  const CatalogEntry& entry = Require(JoinTableName(table));
-  if (entry.kind == ObjectKind::kQuery) {
-    const QueryPlan plan = Plan(entry);
-    try {
-      return std::make_shared<QueryRecordset>(NamesOf(plan), std::make_unique<QueryDatabase>(file_, plan));
-    } catch (const RuntimeError& error) {
-      throw QueryError(entry, error.Description());
-    }
+  const CatalogEntry& entry = database_->Require(JoinTableName(table));
+  if (entry.kind != ObjectKind::kQuery) {
+    return std::make_shared<TableRecordset>(database_->OpenTable(entry), entry.name);
   }
-  return std::make_shared<TableRecordset>(TableReader(file_, entry.Place()), entry.name);
+  Database::QueryResult result = database_->RunQuery(entry);
+  return std::make_shared<QueryRecordset>(std::move(result.names), std::move(result.rows),
+                                          database_->identity());
 }
 
 }  // namespace kestrel::access

@@ -1,13 +1,13 @@
 // A connection to an Access database that is only read.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "formats/access/catalog.h"
-#include "formats/access_sql/query_plan.h"
+#include "formats/access/database.h"
 #include "platform/data/read_only_connection.h"
 
 namespace kestrel::access {
@@ -18,7 +18,7 @@ class AccessConnection final : public ReadOnlyConnection {
   // password other than this one.
   AccessConnection(const std::string& path, std::string_view password);
   // The same for a file in memory.
-  explicit AccessConnection(JetFilePtr file) : file_(std::move(file)), catalog_(file_) {}
+  explicit AccessConnection(Database database) : database_(std::move(database)) {}
 
   // Tables as "TABLE", saved queries that return rows as "VIEW", linked tables as "LINK" or "PASS-THROUGH".
   std::vector<CatalogTable> Tables() override;
@@ -31,11 +31,7 @@ class AccessConnection final : public ReadOnlyConnection {
   RecordsetPtr OpenTable(const TableName& table) override;
 
  private:
-  const CatalogEntry& Require(std::string_view table) const;
-  QueryPlan Plan(const CatalogEntry& query) const;
-
-  JetFilePtr file_;
-  Catalog catalog_;
+  std::optional<Database> database_;  // none once it is closed
 };
 
 }  // namespace kestrel::access

@@ -1,4 +1,4 @@
-#include "formats/access_sql/query_database.h"
+#include "formats/access_sql/query_rows.h"
 
 #include <sqlite3.h>
 
@@ -7,15 +7,13 @@
 #include <cmath>
 #include <utility>
 
-#include "formats/access/cell_value.h"
-#include "formats/access/table_reader.h"
 #include "formats/access_sql/access_text.h"
 #include "formats/access_sql/ole_date.h"
 #include "formats/access_sql/query_functions.h"
 #include "platform/base/number.h"
 #include "platform/base/value_text.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 namespace {
 
 struct CloseDatabase {
@@ -204,56 +202,31 @@ std::string Declaration(ValueType type) {
 
 std::string ColumnName(std::size_t column) { return "c" + std::to_string(column); }
 
-void BindDecimal(sqlite3_stmt* statement, int parameter, const std::string& digits) {
-  std::size_t count = 0;
-  for (const char c : digits) count += c >= '0' && c <= '9' ? 1 : 0;
-  if (count > kSafeDigits) {
-    sqlite3_bind_text(statement, parameter, digits.data(), static_cast<int>(digits.size()), SQLITE_TRANSIENT);
-    return;
-  }
-  double number = 0;
-  std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  sqlite3_bind_double(statement, parameter, number);
-}
-
-// Bound texts live in the reader until its next row.
-void BindCell(sqlite3_stmt* statement, int parameter, TableReader& reader, std::size_t index) {
-  const Column& column = reader.columns()[index];
-  const auto cell = reader.Cell(index);
-  if (column.kind == ColumnKind::kBoolean && (cell || !CanBeNull(column))) {
-    sqlite3_bind_int(statement, parameter, TruthValue(cell) ? -1 : 0);
-  } else if (!cell) {
-    sqlite3_bind_null(statement, parameter);
-  } else if (IsWhole(column.kind)) {
-    sqlite3_bind_int64(statement, parameter, WholeNumber(column.kind, *cell));
-  } else if (column.kind == ColumnKind::kCurrency || column.kind == ColumnKind::kNumeric) {
-    BindDecimal(statement, parameter, DecimalDigits(column, *cell));
-  } else if (column.kind == ColumnKind::kSingle || column.kind == ColumnKind::kDouble ||
-             column.kind == ColumnKind::kDate || column.kind == ColumnKind::kExtendedDate) {
-    sqlite3_bind_double(statement, parameter, RealNumber(column.kind, *cell));
-  } else if (column.kind == ColumnKind::kBinary || column.kind == ColumnKind::kOle) {
-    std::string gathered;
-    const std::string_view bytes =
-        column.kind == ColumnKind::kOle ? LongValue(reader.file(), *cell, gathered) : *cell;
-    sqlite3_bind_blob64(statement, parameter, bytes.data() == nullptr ? "" : bytes.data(), bytes.size(),
-                        SQLITE_TRANSIENT);
+// Bound texts and bytes live until the table's next row.
+void BindCell(sqlite3_stmt* statement, int parameter, const QueryCell& cell) {
+  const auto data = [](std::string_view view) { return view.data() == nullptr ? "" : view.data(); };
+  if (const auto* whole = std::get_if<std::int64_t>(&cell)) {
+    sqlite3_bind_int64(statement, parameter, *whole);
+  } else if (const auto* real = std::get_if<double>(&cell)) {
+    sqlite3_bind_double(statement, parameter, *real);
+  } else if (const auto* text = std::get_if<std::string_view>(&cell)) {
+    sqlite3_bind_text64(statement, parameter, data(*text), text->size(), SQLITE_STATIC, SQLITE_UTF8);
+  } else if (const auto* bytes = std::get_if<BytesOfCell>(&cell)) {
+    sqlite3_bind_blob64(statement, parameter, data(bytes->bytes), bytes->bytes.size(), SQLITE_STATIC);
   } else {
-    const std::string_view text = reader.Text(index);
-    sqlite3_bind_text64(statement, parameter, text.data() == nullptr ? "" : text.data(), text.size(),
-                        SQLITE_STATIC, SQLITE_UTF8);
+    sqlite3_bind_null(statement, parameter);
   }
 }
 
 // Gives why the table's rows are not all there.
-std::optional<RuntimeError> Load(sqlite3* database, const JetFilePtr& file, const LoadStep& load) {
-  TableReader reader(file, load.place);
+std::optional<RuntimeError> Load(sqlite3* database, const QueryTables& tables, const LoadStep& load) {
+  const std::unique_ptr<TableRows> rows = tables.Open(load.table);
   std::vector<std::size_t> used;
   std::string declared;
   std::string places;
   for (std::size_t i = 0; i < load.columns.size(); ++i) {
     if (!load.used[i]) continue;
-    if (load.columns[i].left_out)
-      throw UnreadableColumn(load.table, reader.left_out()[i - reader.columns().size()]);
+    if (load.columns[i].unreadable) throw *load.columns[i].unreadable;
     used.push_back(i);
     declared += (declared.empty() ? "" : ", ") + ColumnName(i) + Declaration(load.columns[i].type);
     places += places.empty() ? "?" : ", ?";
@@ -263,14 +236,13 @@ std::optional<RuntimeError> Load(sqlite3* database, const JetFilePtr& file, cons
   if (used.empty()) places = "NULL";
   Run(database, "CREATE TABLE " + load.sql_name + " (" + declared + ")");
   const StatementPtr insert = Prepare(database, "INSERT INTO " + load.sql_name + " VALUES (" + places + ")");
-  for (std::size_t row = 0; row < reader.RowCount(); ++row) {
-    reader.GoTo(row);
+  while (rows->Next()) {
     int parameter = 1;
-    for (const std::size_t column : used) BindCell(insert.get(), parameter++, reader, column);
+    for (const std::size_t column : used) BindCell(insert.get(), parameter++, rows->Cell(column));
     Check(sqlite3_step(insert.get()), database);
     sqlite3_reset(insert.get());
   }
-  return reader.Loss(load.table);
+  return rows->Loss();
 }
 
 // Keeps the first rows, and those behind them that are equal in all the order's columns.
@@ -319,10 +291,10 @@ std::string RoundedText(double number, std::chars_format format, int digits) {
 
 }  // namespace
 
-class QueryDatabase::Implementation {
+class QueryRows::Implementation {
  public:
-  Implementation(const JetFilePtr& file, const QueryPlan& plan)
-      : identity_(file->identity()), columns_(plan.selects.back().columns), texts_(columns_.size()) {
+  Implementation(const QueryTables& tables, const QueryPlan& plan)
+      : columns_(plan.selects.back().columns), texts_(columns_.size()) {
     // The empty name is a database of its own in a temporary file, which is written to only when the cache
     // is full, and which vanishes with it.
     sqlite3* database = nullptr;
@@ -337,7 +309,7 @@ class QueryDatabase::Implementation {
     AddFunctions(database);
     Run(database, "BEGIN");
     for (const LoadStep& load : plan.loads) {
-      if (auto loss = Load(database, file, load); loss && !loss_) loss_ = std::move(loss);
+      if (auto loss = Load(database, tables, load); loss && !loss_) loss_ = std::move(loss);
     }
     for (const SelectStep& step : plan.selects) Select(database, step);
     Run(database, "COMMIT");
@@ -348,7 +320,6 @@ class QueryDatabase::Implementation {
 
   std::size_t row_count() const { return row_count_; }
   const std::optional<RuntimeError>& loss() const { return loss_; }
-  const std::optional<FileIdentity>& identity() const { return identity_; }
 
   void GoTo(std::size_t row) {
     sqlite3_reset(row_.get());
@@ -405,7 +376,6 @@ class QueryDatabase::Implementation {
     }
   }
 
-  std::optional<FileIdentity> identity_;
   std::optional<RuntimeError> loss_;
   std::vector<ResultColumn> columns_;
   std::vector<std::string> texts_;
@@ -414,15 +384,14 @@ class QueryDatabase::Implementation {
   std::size_t row_count_ = 0;
 };
 
-QueryDatabase::QueryDatabase(const JetFilePtr& file, const QueryPlan& plan)
-    : implementation_(std::make_unique<Implementation>(file, plan)) {}
-QueryDatabase::~QueryDatabase() = default;
+QueryRows::QueryRows(const QueryTables& tables, const QueryPlan& plan)
+    : implementation_(std::make_unique<Implementation>(tables, plan)) {}
+QueryRows::~QueryRows() = default;
 
-std::size_t QueryDatabase::RowCount() const { return implementation_->row_count(); }
-const std::optional<RuntimeError>& QueryDatabase::Loss() const { return implementation_->loss(); }
-const std::optional<FileIdentity>& QueryDatabase::SourceFile() const { return implementation_->identity(); }
-void QueryDatabase::GoTo(std::size_t row) { implementation_->GoTo(row); }
-bool QueryDatabase::IsNull(std::size_t column) const { return implementation_->IsNull(column); }
-std::string_view QueryDatabase::Text(std::size_t column) { return implementation_->Text(column); }
+std::size_t QueryRows::RowCount() const { return implementation_->row_count(); }
+const std::optional<RuntimeError>& QueryRows::Loss() const { return implementation_->loss(); }
+void QueryRows::GoTo(std::size_t row) { implementation_->GoTo(row); }
+bool QueryRows::IsNull(std::size_t column) const { return implementation_->IsNull(column); }
+std::string_view QueryRows::Text(std::size_t column) { return implementation_->Text(column); }
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

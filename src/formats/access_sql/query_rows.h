@@ -9,23 +9,21 @@
 #include <string_view>
 #include <vector>
 
-#include "formats/access/jet_file.h"
 #include "formats/access_sql/query_plan.h"
 
-namespace kestrel::access {
+namespace kestrel::access_sql {
 
-class QueryDatabase {
+class QueryRows {
  public:
   // Loads what the plan reads and runs it. Raises 3000 with the reason where that fails.
-  QueryDatabase(const JetFilePtr& file, const QueryPlan& plan);
-  ~QueryDatabase();
-  QueryDatabase(const QueryDatabase&) = delete;
-  QueryDatabase& operator=(const QueryDatabase&) = delete;
+  QueryRows(const QueryTables& tables, const QueryPlan& plan);
+  ~QueryRows();
+  QueryRows(const QueryRows&) = delete;
+  QueryRows& operator=(const QueryRows&) = delete;
 
   std::size_t RowCount() const;
   // Why the result lacks rows: a table that the query reads has lost some. None where all are there.
   const std::optional<RuntimeError>& Loss() const;
-  const std::optional<FileIdentity>& SourceFile() const;
   // Makes a row (below RowCount()) the current one.
   void GoTo(std::size_t row);
   // Of the current row; `column` is below the number of columns. The text follows value_text.h and lives
@@ -38,4 +36,4 @@ class QueryDatabase {
   std::unique_ptr<Implementation> implementation_;
 };
 
-}  // namespace kestrel::access
+}  // namespace kestrel::access_sql

@@ -1,10 +1,12 @@
 // Damaged Access files: whatever they hold, reading ends soon, with rows or with an error in words.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <random>
 
-#include "platform/data/providers/access/access_connection.h"
+#include "formats/access/database.h"
 #include "support/access_sample.h"
+#include "support/expect_error.h"
 #include "support/jet_builder.h"
 #include "support/temp_folder.h"
 
@@ -30,30 +32,42 @@ std::string Damaged(std::string bytes, std::mt19937& random) {
   return bytes;
 }
 
-// Reads every cell of every table and query; how many cells there were.
+// Runs a step that may fail, but only in words.
+template <class Step>
+void MayFail(Step&& step) {
+  Trap(step, [](const RuntimeError& error) { ASSERT_TRUE(error.Is(ErrorNumber::kDatabase)) << error.what(); });
+}
+
+// Reads every cell of every table and query, system tables included; how many cells there were.
 std::size_t ReadAll(const std::string& bytes) {
   std::size_t cells = 0;
-  access::AccessConnection connection(std::make_shared<const access::JetFile>(bytes, std::string_view()));
-  std::vector<std::string> names{"MSysObjects", "MSysQueries"};
-  for (const CatalogTable& table : connection.Tables()) {
-    names.push_back(table.name);
-    Trap([&] { connection.Remarks(table.name); },
-         [](const RuntimeError& error) { ASSERT_TRUE(error.Is(ErrorNumber::kDatabase)) << error.what(); });
-  }
-  for (const std::string& name : names) {
-    Trap(
-        [&] {
-          const RecordsetPtr rows = connection.OpenRecordset("SELECT * FROM [" + name + "]");
-          for (; !rows->IsEof(); rows->MoveNext()) {
-            for (std::size_t column = 0; column < rows->ColumnCount(); ++column) {
-              Trap([&] { cells += rows->IsNull(column) || !rows->TextAt(column).empty() ? 1U : 0U; },
-                   [](const RuntimeError& error) {
-                     ASSERT_TRUE(error.Is(ErrorNumber::kDatabase)) << error.what();
-                   });
-            }
+  const access::Database database(bytes, "");
+  for (const access::CatalogEntry& entry : database.Objects()) {
+    MayFail([&] { database.ColumnNames(entry); });
+    if (entry.kind == access::ObjectKind::kQuery) {
+      MayFail([&] {
+        const access::Database::QueryResult result = database.RunQuery(entry);
+        for (std::size_t row = 0; row < result.rows->RowCount(); ++row) {
+          result.rows->GoTo(row);
+          for (std::size_t column = 0; column < result.names.size(); ++column) {
+            cells += result.rows->IsNull(column) || !result.rows->Text(column).empty() ? 1U : 0U;
           }
-        },
-        [](const RuntimeError& error) { ASSERT_TRUE(error.Is(ErrorNumber::kDatabase)) << error.what(); });
+        }
+      });
+      continue;
+    }
+    MayFail([&] {
+      access::TableReader table = database.OpenTable(entry);
+      MayFail([&] { table.Loss(entry.name); });
+      for (std::size_t row = 0; row < table.RowCount(); ++row) {
+        MayFail([&] {
+          table.GoTo(row);
+          for (std::size_t column = 0; column < table.columns().size(); ++column) {
+            MayFail([&] { cells += !table.Cell(column) || !table.Text(column).empty() ? 1U : 0U; });
+          }
+        });
+      }
+    });
   }
   return cells;
 }
@@ -109,8 +123,10 @@ TEST(BrokenAccessFile, CirclesEnd) {
                             0x1FFF;
   file.replace(page * 4096 + start, 4, pointer);
   // The length is still met, as each round gives bytes: the content is wrong, but it ends.
-  access::AccessConnection connection(std::make_shared<const access::JetFile>(file, std::string_view()));
-  EXPECT_EQ(connection.OpenRecordset("SELECT * FROM T")->TextAt(0).size(), 300U * 3);
+  const access::Database database(file, "");
+  access::TableReader rows = database.OpenTable(database.Require("T"));
+  rows.GoTo(0);
+  EXPECT_EQ(rows.Text(0).size(), 300U * 3);
 }
 
 TEST(BrokenAccessFile, ADefinitionThatContinuesOnItselfIsRefused) {
@@ -118,11 +134,15 @@ TEST(BrokenAccessFile, ADefinitionThatContinuesOnItselfIsRefused) {
   const auto table = builder.AddTable("T", {{"t"}});
   builder.AddRow(table, {builder.Text("x")});
   std::string file = builder.Build();
-  // The first page behind the catalog's holds the definition; its fifth byte starts the next page's number.
-  file.replace(3 * 4096 + 4, 4, Le32(3));
-  access::AccessConnection connection(std::make_shared<const access::JetFile>(file, std::string_view()));
-  EXPECT_THROW(connection.OpenRecordset("SELECT * FROM T"), RuntimeError);
-  EXPECT_THROW(connection.ColumnNames("T"), RuntimeError);
+  const std::uint32_t definition = access::Database(file, "").Require("T").Place().page;
+  // The fifth byte of its page starts the number of the next one.
+  file.replace(definition * std::size_t{4096} + 4, 4, Le32(definition));
+  const access::Database database(file, "");
+  const access::CatalogEntry& entry = database.Require("T");
+  EXPECT_ERROR_TEXT(database.OpenTable(entry), ErrorNumber::kDatabase,
+                    ::testing::HasSubstr("verweist im Kreis"));
+  EXPECT_ERROR_TEXT(database.ColumnNames(entry), ErrorNumber::kDatabase,
+                    ::testing::HasSubstr("verweist im Kreis"));
 }
 
 }  // namespace

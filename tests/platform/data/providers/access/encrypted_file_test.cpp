@@ -31,7 +31,7 @@ std::string Encrypted(testing::OfficeEncryption encryption) {
 }
 
 access::AccessConnection Connect(const std::string& bytes, std::string_view password) {
-  return access::AccessConnection(std::make_shared<const access::JetFile>(bytes, password));
+  return access::AccessConnection(access::Database(bytes, password));
 }
 
 std::string ErrorOf(const std::string& bytes, std::string_view password) {

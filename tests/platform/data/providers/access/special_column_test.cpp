@@ -24,7 +24,7 @@ using ::testing::SizeIs;
 constexpr int kComplex = 18;
 
 access::AccessConnection Connect(JetBuilder& builder) {
-  return access::AccessConnection(std::make_shared<const access::JetFile>(builder.Build(), std::string_view()));
+  return access::AccessConnection(access::Database(builder.Build(), std::string_view()));
 }
 
 // A calculated column's only cell, read from the table and through a query.
@@ -169,7 +169,7 @@ TEST(AccessRemarks, TellOfRowsAndTablesThatAreMissing) {
   for (std::uint32_t i = 0; i < 1000; ++i)
     builder.AddRow(table, {Le32(i), builder.Text(std::string(100, 'x'))});
   access::AccessConnection connection(
-      std::make_shared<const access::JetFile>(builder.Build().substr(0, 20 * 4096), std::string_view()));
+      access::Database(builder.Build().substr(0, 20 * 4096), std::string_view()));
   const std::vector<SourceRemark> remarks = connection.Remarks("Kunden");
   ASSERT_THAT(remarks, SizeIs(1));
   EXPECT_EQ(remarks[0].column, "");

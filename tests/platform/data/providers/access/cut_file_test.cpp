@@ -30,8 +30,7 @@ std::string LongTable() {
 }
 
 access::AccessConnection Connect(std::string_view bytes) {
-  return access::AccessConnection(
-      std::make_shared<const access::JetFile>(std::string(bytes), std::string_view(), "/tmp/kunden.mdb"));
+  return access::AccessConnection(access::Database(std::string(bytes), std::string_view(), "/tmp/kunden.mdb"));
 }
 
 // What a walk from the first record to the end finds.
