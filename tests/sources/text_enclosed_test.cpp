@@ -3,25 +3,20 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "platform/base/text.h"
-#include "sources/slow_text_reader.h"
 #include "sources/text_source.h"
 #include "sources/text_window.h"
+#include "sources/whole_files.h"
 #include "support/temp_folder.h"
 
 namespace kestrel {
 namespace {
 
-using testing::SlowTextReader;
+using testing::Records;
 using testing::TempFolder;
-using testing::ToCodePoints;
-using Records = std::vector<std::vector<std::string>>;
 
 constexpr std::size_t kWindow = TextWindow::kWindowSize;
 constexpr std::size_t kLongest = EnclosedValues::kLongest;
@@ -30,30 +25,12 @@ const TextFormat kHeadings{true, "ANSI", ";", "\""};
 
 class EnclosedLineFeeds : public ::testing::Test {
  protected:
-  std::string Write(const std::string& bytes) {
-    std::string path = folder_.File("source.txt");
-    std::filesystem::remove(path);
-    std::ofstream(path, std::ios::binary) << bytes;
-    return path;
-  }
+  std::string Write(const std::string& bytes) { return testing::WriteAnew(folder_, bytes); }
   Records Read(const std::string& bytes, const TextFormat& format = kPlain) {
-    const RecordsetPtr records = OpenTextSource(Write(bytes), format);
-    Records all;
-    for (; !records->IsEof(); records->MoveNext()) {
-      std::vector<std::string>& values = all.emplace_back();
-      for (std::size_t i = 0; i < records->ColumnCount(); ++i) values.emplace_back(records->TextAt(i));
-    }
-    return all;
+    return testing::ReadRecords(Write(bytes), format);
   }
   // As the slow reader reads it.
-  void Compare(const std::string& bytes) {
-    const SlowTextReader slow(kPlain);
-    const std::u32string text = ToCodePoints(IsValidUtf8(bytes) ? bytes : FromWindows1252(bytes));
-    Records expected = slow.Records(text);
-    const std::size_t columns = slow.ColumnNames(text).size();
-    for (auto& record : expected) record.resize(columns);
-    ASSERT_EQ(Read(bytes), expected);
-  }
+  void Compare(const std::string& bytes) { ASSERT_EQ(Read(bytes), testing::ReadSlowly(bytes, kPlain)); }
 
   // Pieces of what makes enclosed values and what looks like it, with up to so many letters behind each.
   static std::string RandomText(std::mt19937& random, std::size_t count, std::size_t letters) {

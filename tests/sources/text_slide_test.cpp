@@ -2,30 +2,23 @@
 // large files are read.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "platform/base/byte_blocks.h"
-#include "platform/base/text.h"
-#include "sources/slow_text_reader.h"
 #include "sources/text_source.h"
 #include "sources/text_window.h"
+#include "sources/whole_files.h"
 #include "support/temp_folder.h"
 
 namespace kestrel {
 namespace {
 
-using testing::SlowTextReader;
+using testing::Records;
 using testing::TempFolder;
-using testing::ToCodePoints;
-using Records = std::vector<std::vector<std::string>>;
 
 constexpr std::size_t kWindow = TextWindow::kWindowSize;
 const TextFormat kFormat{false, "ANSI", ";", "\""};
-constexpr std::size_t kColumns = 4;
 
 const std::vector<std::string>& Sequences() {
   static const std::vector<std::string> sequences = {
@@ -36,44 +29,15 @@ const std::vector<std::string>& Sequences() {
   return sequences;
 }
 
-std::u32string Decode(const std::string& bytes) {
-  return ToCodePoints(IsValidUtf8(bytes) ? bytes : FromWindows1252(bytes));
-}
+Records Read(const std::string& path) { return testing::ReadRecords(path, kFormat); }
 
-Records Read(const std::string& path) {
-  const RecordsetPtr records = OpenTextSource(path, kFormat);
-  Records all;
-  for (; !records->IsEof(); records->MoveNext()) {
-    std::vector<std::string> values(kColumns);
-    for (std::size_t i = 0; i < std::min(kColumns, records->ColumnCount()); ++i) values[i] = records->TextAt(i);
-    all.push_back(std::move(values));
-  }
-  return all;
-}
-
-Records Expected(const std::string& bytes) {
-  const SlowTextReader slow(kFormat);
-  const std::u32string text = Decode(bytes);
-  const std::size_t columns = std::min(kColumns, slow.ColumnNames(text).size());
-  Records all = slow.Records(text);
-  for (std::vector<std::string>& record : all) {
-    record.resize(columns);
-    record.resize(kColumns);
-  }
-  return all;
-}
+Records Expected(const std::string& bytes) { return testing::ReadSlowly(bytes, kFormat); }
 
 std::string Shown(const std::string& bytes) { return ::testing::PrintToString(bytes); }
 
 class SpecialBytes : public ::testing::Test {
  protected:
-  // A new file each time, as a file system may flush one whose content is replaced, and there are thousands.
-  std::string Write(const std::string& bytes) {
-    std::string path = folder_.File("special.txt");
-    std::filesystem::remove(path);
-    std::ofstream(path, std::ios::binary) << bytes;
-    return path;
-  }
+  std::string Write(const std::string& bytes) { return testing::WriteAnew(folder_, bytes); }
 
   // At every place of a block, in a file with CR and, where the bytes hold none, without.
   void Slide(const std::string& head, const std::string& bytes) {

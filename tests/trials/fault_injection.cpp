@@ -161,16 +161,20 @@ bool NeedsMode(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE)
 
 extern "C" {
 
+// The variable `mode`, from behind the flags where they tell of one.
+#define MODE_BEHIND(flags)       \
+  mode_t mode = 0;               \
+  if (NeedsMode(flags)) {        \
+    va_list rest;                \
+    va_start(rest, flags);       \
+    mode = va_arg(rest, mode_t); \
+    va_end(rest);                \
+  }
+
 #define OPEN(name)                                             \
   int name(const char* path, int flags, ...) {                 \
     NEXT(name);                                                \
-    mode_t mode = 0;                                           \
-    if (NeedsMode(flags)) {                                    \
-      va_list rest;                                            \
-      va_start(rest, flags);                                   \
-      mode = va_arg(rest, mode_t);                             \
-      va_end(rest);                                            \
-    }                                                          \
+    MODE_BEHIND(flags)                                         \
     return Fails("open", path) ? -1 : next(path, flags, mode); \
   }
 OPEN(open)
@@ -179,13 +183,7 @@ OPEN(open64)
 #define OPENAT(name)                                                           \
   int name(int folder, const char* path, int flags, ...) {                     \
     NEXT(name);                                                                \
-    mode_t mode = 0;                                                           \
-    if (NeedsMode(flags)) {                                                    \
-      va_list rest;                                                            \
-      va_start(rest, flags);                                                   \
-      mode = va_arg(rest, mode_t);                                             \
-      va_end(rest);                                                            \
-    }                                                                          \
+    MODE_BEHIND(flags)                                                         \
     return Fails("open", path, folder) ? -1 : next(folder, path, flags, mode); \
   }
 OPENAT(openat)

@@ -11,16 +11,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <thread>
 
 #include "platform/base/file.h"
+#include "platform/base/file_identity.h"
 #include "platform/profile/profile.h"
 #include "platform/profile/profile_file.h"
 #include "support/expect_error.h"
@@ -50,8 +49,15 @@ class ProfileStoreTest : public ::testing::Test {
   void Age(int seconds) {
     const struct timespec past[2] = {{::time(nullptr) - seconds, 123}, {::time(nullptr) - seconds, 123}};
     ASSERT_EQ(::utimensat(AT_FDCWD, path_.c_str(), past, 0), 0);
-    // The status time is now; wait until it is no longer young.
-    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    LetTheStatusAge();
+  }
+  // The status time is always now. Until it is no longer young, which lasts some ticks of the clock.
+  void LetTheStatusAge() {
+    struct stat status {};
+    ASSERT_EQ(::stat(path_.c_str(), &status), 0);
+    FileIdentity identity(status);
+    identity.content_time = 0;
+    while (!ShowsEveryChange(identity, StampClock())) continue;
   }
   std::string BytesAfter(std::string_view before, std::string_view section, std::string_view key,
                          std::string_view value) {
@@ -282,7 +288,7 @@ TEST_F(ProfileStoreTest, TrustsAReadingOnlyWhenItsTimeStampsAreOld) {
   EXPECT_TRUE(ReadProfileFile(path_).trusted);
   const struct timespec future[2] = {{::time(nullptr) + 1000, 5}, {::time(nullptr) + 1000, 5}};
   ASSERT_EQ(::utimensat(AT_FDCWD, path_.c_str(), future, 0), 0);
-  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  LetTheStatusAge();
   EXPECT_FALSE(ReadProfileFile(path_).trusted) << "from the future";
 }
 
