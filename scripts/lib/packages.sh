@@ -16,10 +16,15 @@ runtime_packages=(tdsodbc odbc-postgresql)
 test_packages=(
   git libgtest-dev libgmock-dev libbenchmark-dev python3
   sqlite3 postgresql
-  python3-xlrd python3-xlwt python3-dbf mdbtools
+  python3-xlrd python3-xlwt python3-dbf mdbtools gnumeric
   xvfb xauth dbus dbus-x11 at-spi2-core python3-pyatspi fonts-dejavu-core
-  clang-14 libclang-rt-14-dev llvm-14
 )
+
+# To look at the code without running it; clang reads the flags of the files that clang-tidy looks at.
+lint_packages=(clang-14 clang-tidy-14 clang-format-14)
+
+# To build and run the fuzzers.
+fuzz_packages=(clang-14 libclang-rt-14-dev llvm-14)
 
 # Installs the packages named that are not there yet; asks for no network when none is missing.
 need_packages() {
