@@ -1,7 +1,5 @@
 #include "components/log_component.h"
 
-#include <algorithm>
-#include <mutex>
 #include <utility>
 
 #include "platform/base/date.h"
@@ -23,14 +21,7 @@ std::string IsoDate(std::string_view text) {
   return digits.substr(0, 4) + "-" + digits.substr(4, 2) + "-" + digits.substr(6, 2);
 }
 
-// For so many rows. A row that is there already is passed over, see invariant 3.
-std::string InsertText(const Connection& connection, std::size_t rows) {
-  // On SQLite, a statement of several rows that could fail half way would copy every page it touches.
-  std::string sql = IsSqlite(connection) ? "INSERT OR IGNORE" : "INSERT";
-  sql += " INTO Protokollzeilen (ZeilenNr, ProtokollNr, Spalte0, Spalte1, Spalte2) VALUES ";
-  for (std::size_t i = 0; i < rows; ++i) sql += i == 0 ? "(?, ?, ?, ?, ?)" : ", (?, ?, ?, ?, ?)";
-  return IsSqlite(connection) ? sql : sql + " ON CONFLICT DO NOTHING";
-}
+constexpr const char* kRowTable = "Protokollzeilen (ZeilenNr, ProtokollNr, Spalte0, Spalte1, Spalte2)";
 
 }  // namespace
 
@@ -48,13 +39,12 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
                                           std::optional<std::string> log_class) {
   const ObjectPtr object = connection.ToObject();
   Connection& database = RequireConnection(object);
-  Flush();
+  if (rows_ != nullptr) rows_->Flush();
   GroupedWrites::Of(database).Flush();
   const auto insert = database.Prepare(
       "INSERT INTO Protokoll (ProtokollNr, Titel, Benutzer, Liste, Datum, Beschreibung, Datei, Quelle, Klasse) "
       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
-  decltype(inserts_) inserts;
-  inserts[1] = database.Prepare(InsertText(database, 1));
+  auto rows = std::make_unique<WriteBehindBuffer>(database, kRowTable, kColumns);
   const std::string iso_date = IsoDate(date);
   const std::string class_name = log_class.value_or(std::string());
   const std::string_view texts[] = {title, user, list, iso_date, description, file, source, class_name};
@@ -66,12 +56,9 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
     for (std::size_t i = 0; i < std::size(texts); ++i) insert->BindText(i + 1, texts[i]);
     insert->Execute();
   });
+  // The rows first, as they need their connection to the end.
+  rows_ = std::move(rows);
   connection_ = object;
-  inserts_ = std::move(inserts);
-  rows_.clear();
-  texts_.clear();
-  stored_ = 0;
-  is_kept_back_ = false;
   number_ = number;
   row_number_ = 0;
   in_row_ = false;
@@ -94,102 +81,14 @@ void LogComponent::SetField(std::int64_t kind, std::int64_t column, std::string_
   row_set_[index] = true;
 }
 
-void LogComponent::AppendRow() {
-  Row row;
-  row.number = ++row_number_;
-  row.start = texts_.size();
-  row.set = row_set_;
-  for (std::size_t column = 0; column < kColumns; ++column) {
-    if (!row.set[column]) continue;
-    row.lengths[column] = row_texts_[column].size();
-    texts_ += row_texts_[column];
-  }
-  rows_.push_back(row);
-}
-
 void LogComponent::UpdateRecord() {
   if (!in_row_) throw RuntimeError(ErrorNumber::kInvalidProcedureCall);
   in_row_ = false;
-  Connection& connection = RequireConnection(connection_);
-  const std::lock_guard lock(connection.CallMutex());
-  AppendRow();
-  const std::size_t kept_back = rows_.size() - stored_;
-  // Where others are kept back already, it goes with them.
-  if (is_kept_back_ && kept_back < kMostKeptBack) return;
-  GroupedWrites& group = GroupedWrites::Of(connection);
-  group.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
-    if (group.MayWriteBehind() && kept_back < kMostKeptBack) {
-      group.WriteBehind(*this);
-      is_kept_back_ = true;
-    } else {
-      StoreRows();
-    }
-  });
-}
-
-void LogComponent::FlushRows() {
-  is_kept_back_ = false;
-  StoreRows();
-}
-
-void LogComponent::StoreRows() {
-  while (stored_ < rows_.size()) StoreSome(std::min(rows_.size() - stored_, kMostKeptBack));
-}
-
-void LogComponent::StoreSome(std::size_t count) {
-  Connection& connection = RequireConnection(connection_);
-  std::unique_ptr<Statement>& insert = inserts_[count];
-  if (insert == nullptr) insert = connection.Prepare(InsertText(connection, count));
-  std::size_t parameter = 0;
-  for (std::size_t i = stored_; i < stored_ + count; ++i) {
-    const Row& row = rows_[i];
-    insert->BindInteger(parameter++, number_ * kRowsPerLog + row.number);
-    insert->BindInteger(parameter++, number_);
-    std::size_t start = row.start;
-    for (std::size_t column = 0; column < kColumns; ++column) {
-      if (row.set[column]) {
-        insert->BindText(parameter++, std::string_view(texts_).substr(start, row.lengths[column]));
-        start += row.lengths[column];
-      } else {
-        insert->BindNull(parameter++);
-      }
-    }
+  std::array<WriteBehindBuffer::Text, kColumns> texts;
+  for (std::size_t column = 0; column < kColumns; ++column) {
+    if (row_set_[column]) texts[column] = row_texts_[column];
   }
-  insert->Execute();
-  stored_ += count;
-}
-
-void LogComponent::GroupCommitted() {
-  if (stored_ == rows_.size()) {
-    rows_.clear();
-    texts_.clear();
-  } else {
-    // Their texts go with those that are left.
-    rows_.erase(rows_.begin(), rows_.begin() + static_cast<std::ptrdiff_t>(stored_));
-  }
-  stored_ = 0;
-}
-
-bool LogComponent::GroupLost(const RuntimeError&) {
-  stored_ = 0;
-  is_kept_back_ = !rows_.empty();
-  return is_kept_back_;
-}
-
-void LogComponent::Flush() {
-  if (connection_ == nullptr) return;
-  Connection& connection = RequireConnection(connection_);
-  const std::lock_guard lock(connection.CallMutex());
-  if (rows_.empty()) return;
-  GroupedWrites& group = GroupedWrites::Of(connection);
-  if (stored_ < rows_.size()) group.WriteBehind(*this);
-  group.Flush();
-}
-
-LogComponent::~LogComponent() {
-  if (connection_ == nullptr) return;
-  Trap([this] { Flush(); }, [](const RuntimeError&) {});
-  GroupedWrites::Leave(RequireConnection(connection_), *this);
+  rows_->Append(number_ * kRowsPerLog + ++row_number_, number_, texts);
 }
 
 }  // namespace kestrel::host

@@ -1,12 +1,6 @@
 // KSHProto.Protokoll: one log of the host, a head in Protokoll and its rows in Protokollzeilen.
 //
-// Invariants
-//  1. The head is committed alone before the first row, so no row is ever without one.
-//  2. A row is kept until the group it was stored in stands. Where that is lost, for instance with the records
-//     that the rows tell of, the rows are stored again with the next group.
-//  3. A row that is stored again though it is there already changes nothing: its key is its log's number and
-//     its own.
-//  4. rows_ and what follows it belong to the connection's CallMutex.
+// The head is committed alone before the first row, so no row is ever without one. Rows are written behind.
 #pragma once
 
 #include <array>
@@ -15,31 +9,19 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/automation/bound_object.h"
 #include "platform/data/connection.h"
-#include "storage/grouped_writes.h"
+#include "storage/write_behind_buffer.h"
 
 namespace kestrel::host {
 
-class LogComponent final : public BoundObject<LogComponent>, private GroupMember {
+class LogComponent final : public BoundObject<LogComponent> {
  public:
-  ~LogComponent() override;
   static void Bind(Members& members);
 
  private:
   static constexpr std::size_t kColumns = 3;
-  // A held-back record writes one row a field; their statements cost most of such an import.
-  static constexpr std::size_t kMostKeptBack = 32;
-
-  // Its texts stand one behind the other in texts_.
-  struct Row {
-    std::int64_t number = 0;
-    std::size_t start = 0;
-    std::array<std::size_t, kColumns> lengths{};
-    std::array<bool, kColumns> set{};
-  };
 
   // Creates a log and returns its key, the number as text. `date` is in the short German form; a text that is
   // none is kept as it stands. Rows of this object belong to the log created last. Error 91 or 438 where
@@ -57,16 +39,6 @@ class LogComponent final : public BoundObject<LogComponent>, private GroupMember
   // may also come from an earlier row; the rows are then tried again with the next one.
   void UpdateRecord();
 
-  void GroupCommitted() override;
-  bool GroupLost(const RuntimeError& reason) override;
-  void FlushRows() override;
-  void AppendRow();
-  // Stores the rows that are not. Error 3000; those that were stored then stay so.
-  void StoreRows();
-  void StoreSome(std::size_t count);
-  // Before the connection changes or this object ends.
-  void Flush();
-
   ObjectPtr connection_;
   std::int64_t number_ = 0;
   std::int64_t row_number_ = 0;
@@ -74,12 +46,7 @@ class LogComponent final : public BoundObject<LogComponent>, private GroupMember
   std::array<std::string, kColumns> row_texts_;
   std::array<bool, kColumns> row_set_{};
   bool in_row_ = false;
-
-  std::vector<Row> rows_;  // all that are not known to stand; the first stored_ of them are in the open group
-  std::string texts_;
-  std::size_t stored_ = 0;
-  bool is_kept_back_ = false;  // will be asked for those that are not stored
-  std::array<std::unique_ptr<Statement>, kMostKeptBack + 1> inserts_;  // by the number of their rows
+  std::unique_ptr<WriteBehindBuffer> rows_;  // of the log created last
 };
 
 }  // namespace kestrel::host

@@ -138,6 +138,12 @@ void CreateTables(Connection& connection) {
 
 bool IsSqlite(const Connection& connection) { return connection.capabilities().dialect == Dialect::kSqlite; }
 
+std::string InsertAbsentText(const Connection& connection, std::string_view target) {
+  // On SQLite, a statement of several rows that could fail half way would copy every page it touches.
+  return IsSqlite(connection) ? "INSERT OR IGNORE INTO " + std::string(target)
+                              : "INSERT INTO " + std::string(target) + " ON CONFLICT DO NOTHING";
+}
+
 std::string RestoreAddressIndexes(Connection& connection) {
   if (!IsSqlite(connection)) return {};
   const RecordsetPtr found = connection.OpenRecordset(

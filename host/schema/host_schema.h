@@ -12,6 +12,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "platform/data/connection.h"
 
@@ -23,6 +24,9 @@ void InitialiseHostDatabase(Connection& connection);
 
 // Whether this database is SQLite; the statements for the other one differ here and there.
 bool IsSqlite(const Connection& connection);
+
+// The statement that inserts rows but passes over those whose key exists; `target` is what follows INSERT INTO.
+std::string InsertAbsentText(const Connection& connection, std::string_view target);
 
 // For whoever opens the host's database: makes the indexes of table Adressindex where they are missing, as
 // earlier versions could leave an SQLite file that they were killed over. Takes seconds for a million

@@ -71,9 +71,7 @@ Statement& AddressIndex::PrepareNew(std::int64_t number, const IndexedAddress& a
 
 void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {
   if (add_absent_ == nullptr) {
-    add_absent_ = connection_.Prepare(IsSqlite(connection_)
-                                          ? "INSERT OR IGNORE INTO " + std::string(kRow)
-                                          : "INSERT INTO " + std::string(kRow) + " ON CONFLICT DO NOTHING");
+    add_absent_ = connection_.Prepare(InsertAbsentText(connection_, kRow));
   }
   BindRow(*add_absent_, number, address);
   if (add_absent_->Execute() != 0) return;

@@ -1,0 +1,108 @@
+#include "storage/write_behind_buffer.h"
+
+#include <algorithm>
+#include <mutex>
+#include <utility>
+
+#include "schema/host_schema.h"
+
+namespace kestrel::host {
+
+WriteBehindBuffer::WriteBehindBuffer(Connection& connection, std::string table, std::size_t texts)
+    : connection_(connection), table_(std::move(table)), texts_(texts) {
+  InsertOf(1);
+}
+
+WriteBehindBuffer::~WriteBehindBuffer() {
+  Trap([this] { Flush(); }, [](const RuntimeError&) {});
+  GroupedWrites::Leave(connection_, *this);
+}
+
+Statement& WriteBehindBuffer::InsertOf(std::size_t rows) {
+  std::unique_ptr<Statement>& insert = inserts_[rows];
+  if (insert == nullptr) {
+    std::string row = "(?, ?";
+    for (std::size_t i = 0; i < texts_; ++i) row += ", ?";
+    row += ")";
+    std::string target = table_ + " VALUES " + row;
+    for (std::size_t i = 1; i < rows; ++i) target += ", " + row;
+    insert = connection_.Prepare(InsertAbsentText(connection_, target));
+  }
+  return *insert;
+}
+
+void WriteBehindBuffer::Append(std::int64_t key, std::int64_t number, std::span<const Text> texts) {
+  const std::lock_guard lock(connection_.CallMutex());
+  rows_.push_back({key, number, characters_.size()});
+  for (const Text& text : texts) {
+    lengths_.push_back(text ? text->size() : kNull);
+    if (text) characters_ += *text;
+  }
+  const std::size_t waiting = rows_.size() - stored_;
+  // Where others wait already, it goes with them.
+  if (waits_ && waiting < kMostRows) return;
+  GroupedWrites& group = GroupedWrites::Of(connection_);
+  group.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
+    if (group.MayWriteBehind() && waiting < kMostRows) {
+      group.WriteBehind(*this);
+      waits_ = true;
+    } else {
+      StoreRows();
+    }
+  });
+}
+
+void WriteBehindBuffer::FlushRows() {
+  waits_ = false;
+  StoreRows();
+}
+
+void WriteBehindBuffer::StoreRows() {
+  while (stored_ < rows_.size()) StoreSome(std::min(rows_.size() - stored_, kMostRows));
+}
+
+void WriteBehindBuffer::StoreSome(std::size_t count) {
+  Statement& insert = InsertOf(count);
+  std::size_t parameter = 0;
+  for (std::size_t i = stored_; i < stored_ + count; ++i) {
+    const Row& row = rows_[i];
+    insert.BindInteger(parameter++, row.key);
+    insert.BindInteger(parameter++, row.number);
+    std::size_t start = row.start;
+    for (std::size_t text = i * texts_; text < (i + 1) * texts_; ++text) {
+      if (lengths_[text] == kNull) {
+        insert.BindNull(parameter++);
+      } else {
+        insert.BindText(parameter++, std::string_view(characters_).substr(start, lengths_[text]));
+        start += lengths_[text];
+      }
+    }
+  }
+  insert.Execute();
+  stored_ += count;
+}
+
+void WriteBehindBuffer::GroupCommitted() {
+  const auto stored = static_cast<std::ptrdiff_t>(stored_);
+  rows_.erase(rows_.begin(), rows_.begin() + stored);
+  lengths_.erase(lengths_.begin(), lengths_.begin() + stored * static_cast<std::ptrdiff_t>(texts_));
+  // The characters of others go when all are stored.
+  if (rows_.empty()) characters_.clear();
+  stored_ = 0;
+}
+
+bool WriteBehindBuffer::GroupLost(const RuntimeError&) {
+  stored_ = 0;
+  waits_ = !rows_.empty();
+  return waits_;
+}
+
+void WriteBehindBuffer::Flush() {
+  const std::lock_guard lock(connection_.CallMutex());
+  if (rows_.empty()) return;
+  GroupedWrites& group = GroupedWrites::Of(connection_);
+  if (stored_ < rows_.size()) group.WriteBehind(*this);
+  group.Flush();
+}
+
+}  // namespace kestrel::host
