@@ -5,6 +5,8 @@
 #include "platform/base/text.h"
 #include "platform/data/open_connection.h"
 #include "schema/host_schema.h"
+#include "storage/index_repair.h"
+#include "storage/sqlite_settings.h"
 
 namespace kestrel::host {
 
@@ -20,6 +22,7 @@ std::string Setup::CreateSampleHost(const std::string& folder) {
   std::string database = JoinPath(folder, "kestrel.db");
   const ConnectionPtr connection =
       OpenConnection("Provider=SQLite;Data Source=\"" + ReplaceAll(database, "\"", "\"\"") + "\"");
+  PrepareNewDatabase(*connection);
   InitialiseHostDatabase(*connection);
   connection->Close();
   CreateSampleFiles(folder);
@@ -40,7 +43,9 @@ std::string Setup::RestoreDatabase(const ObjectPtr& connection) {
 }
 
 void Setup::InitialiseDatabase(const ObjectPtr& connection) {
-  InitialiseHostDatabase(RequireConnection(connection));
+  Connection& database = RequireConnection(connection);
+  PrepareNewDatabase(database);
+  InitialiseHostDatabase(database);
 }
 
 }  // namespace kestrel::host

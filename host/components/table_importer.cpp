@@ -4,8 +4,9 @@
 #include <numeric>
 
 #include "platform/profile/profile.h"
-#include "schema/host_schema.h"
 #include "storage/grouped_writes.h"
+#include "storage/index_repair.h"
+#include "storage/sqlite_settings.h"
 
 namespace kestrel::host {
 
@@ -120,6 +121,7 @@ void TableImporter::BeforeImport(bool&) {
     record_ = 0;
     finish_error_.clear();
     stop_reason_.clear();
+    TuneForImport(OpenConnection());
     RestoreAddressIndexes(OpenConnection());
     Writer();
   });

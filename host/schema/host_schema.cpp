@@ -124,7 +124,7 @@ std::string WithKeyType(const Connection& connection, std::string_view sql) {
 
 void CreateTables(Connection& connection) {
   for (const char* sql : kTables) connection.Execute(WithKeyType(connection, sql));
-  for (const char* sql : kAddressIndexes) connection.Execute(sql);
+  CreateAddressIndexes(connection);
   for (const DefaultDestination& destination : kDefaultDestinations) {
     std::string sql = ReplaceAll(kAddressTable, "%TABLE%", destination.table);
     sql = ReplaceAll(sql, "%NUMBER%", destination.number_field);
@@ -144,15 +144,8 @@ std::string InsertAbsentText(const Connection& connection, std::string_view targ
                               : "INSERT INTO " + std::string(target) + " ON CONFLICT DO NOTHING";
 }
 
-std::string RestoreAddressIndexes(Connection& connection) {
-  if (!IsSqlite(connection)) return {};
-  const RecordsetPtr found = connection.OpenRecordset(
-      "SELECT count(*) FILTER (WHERE type = 'table' AND name = 'Adressindex'),"
-      " count(*) FILTER (WHERE type = 'index' AND name IN ('Adressindex1', 'Adressindex2', 'Adressindex3'))"
-      " FROM sqlite_schema");
-  if (found->TextAt(0) == "0" || found->TextAt(1) == "3") return {};
+void CreateAddressIndexes(Connection& connection) {
   for (const char* sql : kAddressIndexes) connection.Execute(sql);
-  return "Die Indizes der Tabelle 'Adressindex' fehlten in der Datenbank und wurden neu angelegt.";
 }
 
 void InitialiseHostDatabase(Connection& connection) {

@@ -28,9 +28,7 @@ bool IsSqlite(const Connection& connection);
 // The statement that inserts rows but passes over those whose key exists; `target` is what follows INSERT INTO.
 std::string InsertAbsentText(const Connection& connection, std::string_view target);
 
-// For whoever opens the host's database: makes the indexes of table Adressindex where they are missing, as
-// earlier versions could leave an SQLite file that they were killed over. Takes seconds for a million
-// addresses. A sentence that tells of it, empty where nothing was missing. Error 3000.
-std::string RestoreAddressIndexes(Connection& connection);
+// Makes those of table Adressindex that are missing. Error 3000.
+void CreateAddressIndexes(Connection& connection);
 
 }  // namespace kestrel::host

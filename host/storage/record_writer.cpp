@@ -274,7 +274,8 @@ StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
     }
   }
   if (pipelined_ == nullptr) return StoreNow(record, values_);
-  // Pipelined records may be stored again at any time, and share everything but values_ and dates_ with this one.
+  // Pipelined records may be stored again at any time, and share everything but values_ and dates_ with this
+  // one.
   const std::lock_guard lock(connection_.CallMutex());
   if (new_in_a_row_ >= kNewAgain) {
     StoreThroughPipeline(record);

@@ -15,6 +15,7 @@
 #include "schema/host_schema.h"
 #include "schema/settings.h"
 #include "storage/grouped_writes.h"
+#include "storage/sqlite_settings.h"
 #include "support/expect_error.h"
 #include "support/postgres_server.h"
 #include "support/temp_folder.h"
@@ -39,6 +40,7 @@ inline std::string NewHostDatabase(const TempFolder& folder) {
 class HostFixture : public ::testing::Test {
  protected:
   HostFixture() {
+    host::PrepareNewDatabase(*connection);
     host::InitialiseHostDatabase(*connection);
     host::RegisterComponents(components);
   }

@@ -40,19 +40,6 @@ Database::Database(const std::string& file, bool read_only, std::shared_ptr<std:
   sqlite3_extended_result_codes(handle, 1);
   sqlite3_busy_handler(handle, &WaitForLock, this);
   Run("PRAGMA foreign_keys = ON");
-  if (read_only) return;
-  // Large pages: an import with random keys spends its time finding and writing pages, not bytes. The write
-  // ahead log is carried over when it has 16 MB, which it then uses again, still in the processor's caches; one
-  // large transaction may leave it longer, up to 64 MB.
-  Run("PRAGMA page_size = 16384");
-  Run("PRAGMA journal_mode = WAL");
-  Run("PRAGMA wal_autocheckpoint = 1024");
-  Run("PRAGMA journal_size_limit = 67108864");
-  Run("PRAGMA synchronous = NORMAL");
-  // Taken only as it is needed; fresh memory for pages that are only appended costs more than reading an old
-  // one again.
-  Run("PRAGMA cache_size = -65536");
-  Run("PRAGMA temp_store = MEMORY");
 }
 
 void Database::TellOfQuery() const {

@@ -4,10 +4,10 @@
 //   a plain path that ends in .sqlite, .sqlite3 or .db
 //
 // A file that is missing is created; ":memory:" is a database of its own for each connection. A file
-// connection waits up to 60 seconds for another one's lock (or LockWait, or KESTREL_LOCK_WAIT), keeps foreign
-// keys, writes ahead (journal_mode WAL, synchronous NORMAL: a crash of the program loses no commit, one of the
-// machine none before the last MakeDurable and nothing that would leave the file inconsistent) and keeps up to
-// 64 MB of pages, taken only as they are needed.
+// connection waits up to 60 seconds for another one's lock (or LockWait, or KESTREL_LOCK_WAIT) and keeps
+// foreign keys. Pages, journal and cache are the file's own and SQLite's: whoever wants others asks for them by
+// Execute
+// ("PRAGMA ..."). With a write ahead log that is not flushed at each commit, MakeDurable does it.
 #pragma once
 
 #include "platform/data/connection.h"

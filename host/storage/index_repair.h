@@ -1,0 +1,15 @@
+// The indexes that duplicates are looked up by stand in the database at every moment, for everybody.
+#pragma once
+
+#include <string>
+
+#include "platform/data/connection.h"
+
+namespace kestrel::host {
+
+// For whoever opens the host's database: makes the indexes of table Adressindex where they are missing, as
+// earlier versions could leave an SQLite file that they were killed over. Takes seconds for a million
+// addresses. A sentence that tells of it, empty where nothing was missing. Error 3000.
+std::string RestoreAddressIndexes(Connection& connection);
+
+}  // namespace kestrel::host
