@@ -171,9 +171,10 @@ class ShowsNothing final : public RunView {
   void CloseWindow() override {}
 };
 
-void PrepareRun(Session& session) {
+void PrepareRun(ActiveImport& import) {
+  Session& session = import.session();
   session.SourceFieldNames = SourceColumnNames(session);
-  BuildAssignmentList(session);
+  BuildAssignmentList(session, import.logs());
   session.TestMode = true;
 }
 
@@ -182,16 +183,18 @@ void RequireWholeRun(const RunResult& result) {
 }
 
 void RunWithoutWindow(Session& session) {
-  PrepareRun(session);
+  ActiveImport import(session);
+  PrepareRun(import);
   ShowsNothing view;
-  ImportRun run(session, view);
+  ImportRun run(import, view);
   run.Activate();
   RequireWholeRun(run.result());
 }
 
 void RunInWindow(Session& session) {
-  PrepareRun(session);
-  frmImport window(session, nullptr);
+  ActiveImport import(session);
+  PrepareRun(import);
+  frmImport window(import, nullptr);
   window.exec();
   RequireWholeRun(window.result());
 }

@@ -17,7 +17,6 @@ void TellCreationFailed(Session& session, const RuntimeError& error) {
 
 bool CreateImportClass(Session& session, std::optional<RuntimeError>* failure) {
   session.ImportClass.reset();
-  ResetLogs(session);
   return Trap(
       [&] {
         session.ImportClass = session.platform.components.CreateObject(session.ImportClassProgID);

@@ -32,8 +32,8 @@
 
 namespace kestrel {
 
-// Creates and primes the import class named by session.ImportClassProgID; a new import begins, with logs of its
-// own. On failure shows the message and returns false: with error 429
+// Creates and primes the import class named by session.ImportClassProgID; a new import begins here
+// (import/active_import.h). On failure shows the message and returns false: with error 429
 //   "Der angegebene Import Provider ''" + ProgID + "'' kann nicht geladen werden. Fehlercode 429."
 // with the information icon and no title of its own, with any other error "Fehler: " + its description
 // without icon. When creating itself failed, session.ImportClass is unset. `failure`, where given, receives

@@ -8,9 +8,7 @@
 //  1. `SpecFile` names the chosen file until the working copy is made, and the working copy from then on;
 //     `ChosenSpecFile` always names the file the user chose.
 //  2. `SourceRecordset` is replaced by every open; a consumer that took it keeps its own reference.
-//  3. A log's key is empty exactly while that log has not been created in this import. An import begins where
-//     its import class is created and ends with its run, or where it is cancelled.
-//  4. `source_end` tells of the reading that `SourceRecordset` was opened for.
+//  3. `source_end` tells of the reading that `SourceRecordset` was opened for.
 #pragma once
 
 #include <cstdint>
@@ -36,40 +34,6 @@ struct Platform {
   UserInterface& ui;
   ComponentRegistry& components;
   const Clock& clock;
-};
-
-// The state of one of the two logs of an import.
-struct LogState {
-  ObjectPtr log;
-  std::string key;
-  BoundMember add_new_record;
-  BoundMember set_field;
-  BoundMember update_record;
-};
-
-// The duplicate settings of the specification (section CfgSettings).
-struct DuplicateSettings {
-  bool check_duplicates = false;
-  std::int64_t address_type_mask = 0;
-  bool use_key[3] = {false, false, false};
-};
-
-// What the duplicate check keeps from record to record: buffers, and answers derived from an image of the
-// specification, which hold as long as the profile store gives that same image.
-struct DuplicateScratch {
-  // The image that LoadDublettSettings read last, and its settings where they could be read.
-  std::shared_ptr<const ProfileImage> settings_image;
-  std::optional<DuplicateSettings> settings;
-  // Whether a field of a record is assigned, by position; for the names in `field_names`.
-  std::shared_ptr<const ProfileImage> assignment_image;
-  std::vector<std::string> field_names;
-  std::vector<bool> assigned;
-
-  std::string key_text;
-  std::string reference;
-  std::string group;
-  std::string query;
-  Value key_text_argument;
 };
 
 struct Session {
@@ -131,18 +95,6 @@ struct Session {
 
   // --- Field assignments ---
   std::shared_ptr<MemoryRecordset> AssignmentList;
-
-  // --- Logs and duplicates ---
-  LogState ErrorLog;
-  LogState DuplicateLog;
-  DuplicateSettings Duplicates;
-  DuplicateScratch duplicate_scratch;
 };
-
-// Forgets the keys and log objects of an import: where the next one begins, and where one ends.
-inline void ResetLogs(Session& session) {
-  session.ErrorLog = LogState();
-  session.DuplicateLog = LogState();
-}
 
 }  // namespace kestrel

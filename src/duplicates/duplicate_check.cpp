@@ -14,31 +14,29 @@ std::string BuildKey(const ObjectPtr& component, std::string code, Value& key_te
   return CallMethod(component, "BuildDoubletKey", ByRef(code_argument), ByRef(key_text)).ToText();
 }
 
-bool CheckRecord(Session& session, const Recordset& record, DuplicateMatch* match) {
-  LoadDublettSettings(session);
-  const DuplicateScratch& loaded = session.duplicate_scratch;
-  // The reason has been shown.
-  if (loaded.settings_image == nullptr) return false;
-  const AddressKind* kind = FindAddressKind(session.ImportClassProgID);
-  if (kind == nullptr) return false;
-
-  DuplicateScratch& scratch = session.duplicate_scratch;
-  scratch.reference = record.TextAt(record.RequireColumn(kind->number_field));
-  scratch.group = record.TextAt(record.RequireColumn(kind->group_field));
-  const bool overwrite =
-      GetIniString(*scratch.settings_image, kDuplicateSection, kind->overwrite_key, "0") == "1";
-
-  // The specification's own wish first: without it the host need not have the settings component at all.
-  if (!session.Duplicates.check_duplicates || !isDoublettIndex(session)) return false;
-  BuildDuplicateKeyText(record, scratch.group, scratch.key_text);
-  return isDoublet(session, scratch.key_text, scratch.reference, kind->type_code, overwrite, match);
-}
-
 }  // namespace
 
-bool CheckDoublett(Session& session, const Recordset& record, DuplicateMatch* match) {
+bool DuplicateCheck::CheckRecord(const Recordset& record, DuplicateMatch* match) {
+  LoadDublettSettings();
+  // The reason has been shown.
+  if (kept_.settings_image == nullptr) return false;
+  const AddressKind* kind = FindAddressKind(session_.ImportClassProgID);
+  if (kind == nullptr) return false;
+
+  kept_.reference = record.TextAt(record.RequireColumn(kind->number_field));
+  kept_.group = record.TextAt(record.RequireColumn(kind->group_field));
+  const bool overwrite =
+      GetIniString(*kept_.settings_image, kDuplicateSection, kind->overwrite_key, "0") == "1";
+
+  // The specification's own wish first: without it the host need not have the settings component at all.
+  if (!settings_.check_duplicates || !isDoublettIndex()) return false;
+  BuildDuplicateKeyText(record, kept_.group, kept_.key_text);
+  return isDoublet(kept_.key_text, kept_.reference, kind->type_code, overwrite, match);
+}
+
+bool DuplicateCheck::CheckDoublett(const Recordset& record, DuplicateMatch* match) {
   bool answer = false;
-  TrapInFunction(session, "CheckDoublett", [&] { answer = CheckRecord(session, record, match); });
+  TrapInFunction(session_, "CheckDoublett", [&] { answer = CheckRecord(record, match); });
   return answer;
 }
 
@@ -53,14 +51,14 @@ void BuildDuplicateKeyText(const Recordset& record, std::string_view group, std:
   text.append("|").append(group);
 }
 
-void GenDoubKey(Session& session, const std::string& key_text, std::string& key1, std::string& key2,
-                std::string& key3) {
-  const bool made = TrapInFunction(session, "GenDoubKey", [&] {
-    const ObjectPtr component = session.platform.components.CreateObject("ksDoubLb.DoubletFunctions");
+void DuplicateCheck::GenDoubKey(const std::string& key_text, std::string& key1, std::string& key2,
+                                std::string& key3) {
+  const bool made = TrapInFunction(session_, "GenDoubKey", [&] {
+    const ObjectPtr component = session_.platform.components.CreateObject("ksDoubLb.DoubletFunctions");
     std::string code1, code2, code3;
-    GetDoubletAlgorithmCode(session, code1, code2, code3);
+    GetDoubletAlgorithmCode(code1, code2, code3);
     // One variable for the three calls: what the component leaves in the key text it finds there again.
-    Value& text = session.duplicate_scratch.key_text_argument;
+    Value& text = kept_.key_text_argument;
     text.AssignText(key_text);
     key1 = BuildKey(component, std::move(code1), text);
     key2 = BuildKey(component, std::move(code2), text);

@@ -21,38 +21,37 @@ bool HasNames(const Recordset& record, const std::vector<std::string>& names) {
   return true;
 }
 
+}  // namespace
+
 // Which fields of the record are assigned, by position; asked of the specification again only when it or
 // the record's fields have changed.
-const std::vector<bool>& AssignedFields(Session& session, const Recordset& record) {
-  DuplicateScratch& scratch = session.duplicate_scratch;
-  std::shared_ptr<const ProfileImage> image = session.profiles.Require(session.SpecFile);
-  if (image == scratch.assignment_image && HasNames(record, scratch.field_names)) return scratch.assigned;
-  scratch.field_names.clear();
-  scratch.assigned.clear();
-  scratch.assignment_image = std::move(image);
+const std::vector<bool>& DuplicateCheck::AssignedFields(const Recordset& record) {
+  std::shared_ptr<const ProfileImage> image = session_.profiles.Require(session_.SpecFile);
+  if (image == kept_.assignment_image && HasNames(record, kept_.field_names)) return kept_.assigned;
+  kept_.field_names.clear();
+  kept_.assigned.clear();
+  kept_.assignment_image = std::move(image);
   for (std::size_t i = 0; i < record.ColumnCount(); ++i) {
-    scratch.field_names.emplace_back(record.ColumnName(i));
-    scratch.assigned.push_back(IsFieldAssigned(*scratch.assignment_image, scratch.field_names.back()));
+    kept_.field_names.emplace_back(record.ColumnName(i));
+    kept_.assigned.push_back(IsFieldAssigned(*kept_.assignment_image, kept_.field_names.back()));
   }
-  return scratch.assigned;
+  return kept_.assigned;
 }
-
-}  // namespace
 
 bool IsFieldAssigned(const ProfileImage& spec_file, std::string_view field_name) {
   return GetIniString(spec_file, "FieldAssignments", field_name, "") != "NOTASSIGNED";
 }
 
-bool WriteDoubletRows(Session& session, const Recordset& record) {
-  CreateDoubletProtocol(session, kDuplicateLogTitle, kDuplicateLogList,
-                        FormatShortDate(session.platform.clock.Now().date), session.Description,
-                        session.SpecFile, session.Provider);
+bool DuplicateCheck::WriteDoubletRows(const Recordset& record) {
+  logs_.CreateDoubletProtocol(kDuplicateLogTitle, kDuplicateLogList,
+                              FormatShortDate(session_.platform.clock.Now().date), session_.Description,
+                              session_.SpecFile, session_.Provider);
   const std::string mark = NewRecordMark();
-  const std::vector<bool>& assigned = AssignedFields(session, record);
+  const std::vector<bool>& assigned = AssignedFields(record);
   bool stored = true;
   for (std::size_t i = 0; i < assigned.size(); ++i) {
     if (!assigned[i]) continue;
-    if (!AddDoubletProtocolColumns(session, mark, record.ColumnName(i), record.TextAt(i))) stored = false;
+    if (!logs_.AddDoubletProtocolColumns(mark, record.ColumnName(i), record.TextAt(i))) stored = false;
   }
   return stored;
 }

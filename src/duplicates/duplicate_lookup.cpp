@@ -72,19 +72,19 @@ bool BuildDuplicateQuery(const DuplicateSettings& settings, const DuplicateKeys&
   return true;
 }
 
-bool isDoublet(Session& session, const std::string& key_text, const std::string& reference,
-               std::int64_t address_type, bool overwrite, DuplicateMatch* match) {
+bool DuplicateCheck::isDoublet(const std::string& key_text, const std::string& reference,
+                               std::int64_t address_type, bool overwrite, DuplicateMatch* match) {
   bool answer = false;
-  TrapInFunction(session, "isDoublet", [&] {
+  TrapInFunction(session_, "isDoublet", [&] {
     DuplicateKeys keys;
-    GenDoubKey(session, key_text, keys.key[0], keys.key[1], keys.key[2]);
-    std::string& query = session.duplicate_scratch.query;
-    if (!BuildDuplicateQuery(session.Duplicates, keys, reference, address_type, overwrite, query)) return;
-    const RecordsetPtr found = RequireConnection(session.HostConnection).OpenRecordset(query);
+    GenDoubKey(key_text, keys.key[0], keys.key[1], keys.key[2]);
+    std::string& query = kept_.query;
+    if (!BuildDuplicateQuery(settings_, keys, reference, address_type, overwrite, query)) return;
+    const RecordsetPtr found = RequireConnection(session_.HostConnection).OpenRecordset(query);
     answer = !found->IsEof();
     if (!answer || match == nullptr) return;
     // A row that cannot be read tells less, but is a duplicate all the same.
-    Trap([&] { ReadMatch(*found, session.Duplicates, keys, *match); }, [](const RuntimeError&) {});
+    Trap([&] { ReadMatch(*found, settings_, keys, *match); }, [](const RuntimeError&) {});
   });
   return answer;
 }

@@ -24,16 +24,6 @@ DuplicateSettings ReadSettings(const ProfileImage& spec) {
   return settings;
 }
 
-// A new instance of the host's settings component, ready to read. The connection travels by reference, so
-// what the component leaves there becomes the session's.
-ObjectPtr NewHostSettings(Session& session) {
-  const ObjectPtr settings = session.platform.components.CreateObject("KSBSetting.KSSettings");
-  Value connection(session.HostConnection);
-  CallMethod(settings, "Init", 0, ByRef(connection));
-  session.HostConnection = connection.ToObject();
-  return settings;
-}
-
 std::string ReadHostSetting(const ObjectPtr& settings, const char* name) {
   Value result("");
   CallMethod(settings, "GetSetting", kSettingsGroup, name, ByRef(result), "Standard", "Standard", "0");
@@ -42,18 +32,27 @@ std::string ReadHostSetting(const ObjectPtr& settings, const char* name) {
 
 }  // namespace
 
-void LoadDublettSettings(Session& session) {
-  DuplicateScratch& scratch = session.duplicate_scratch;
-  const bool loaded = TrapInFunction(session, "LoadDublettSettings", [&] {
-    std::shared_ptr<const ProfileImage> image = session.profiles.Require(session.SpecFile);
-    if (!scratch.settings.has_value() || image != scratch.settings_image) {
-      scratch.settings.reset();
-      scratch.settings_image = std::move(image);
-      scratch.settings = ReadSettings(*scratch.settings_image);
+// A new instance of the host's settings component, ready to read. The connection travels by reference, so
+// what the component leaves there becomes the session's.
+ObjectPtr DuplicateCheck::NewHostSettings() {
+  const ObjectPtr settings = session_.platform.components.CreateObject("KSBSetting.KSSettings");
+  Value connection(session_.HostConnection);
+  CallMethod(settings, "Init", 0, ByRef(connection));
+  session_.HostConnection = connection.ToObject();
+  return settings;
+}
+
+void DuplicateCheck::LoadDublettSettings() {
+  const bool loaded = TrapInFunction(session_, "LoadDublettSettings", [&] {
+    std::shared_ptr<const ProfileImage> image = session_.profiles.Require(session_.SpecFile);
+    if (!kept_.settings.has_value() || image != kept_.settings_image) {
+      kept_.settings.reset();
+      kept_.settings_image = std::move(image);
+      kept_.settings = ReadSettings(*kept_.settings_image);
     }
-    session.Duplicates = *scratch.settings;
+    settings_ = *kept_.settings;
   });
-  if (!loaded) session.Duplicates = DuplicateSettings();
+  if (!loaded) settings_ = DuplicateSettings();
 }
 
 std::int64_t GetAddressType(const Session& session) {
@@ -61,16 +60,16 @@ std::int64_t GetAddressType(const Session& session) {
   return kind == nullptr ? 0 : kind->type_code;
 }
 
-bool isDoublettIndex(Session& session) {
+bool DuplicateCheck::isDoublettIndex() {
   bool answer = false;
-  TrapInFunction(session, "isDoublettIndex",
-                 [&] { answer = ReadHostSetting(NewHostSettings(session), "Doubletindex") == "1"; });
+  TrapInFunction(session_, "isDoublettIndex",
+                 [&] { answer = ReadHostSetting(NewHostSettings(), "Doubletindex") == "1"; });
   return answer;
 }
 
-void GetDoubletAlgorithmCode(Session& session, std::string& code1, std::string& code2, std::string& code3) {
-  const bool read = TrapInFunction(session, "GetDoubletAlgorithmCode", [&] {
-    const ObjectPtr settings = NewHostSettings(session);
+void DuplicateCheck::GetDoubletAlgorithmCode(std::string& code1, std::string& code2, std::string& code3) {
+  const bool read = TrapInFunction(session_, "GetDoubletAlgorithmCode", [&] {
+    const ObjectPtr settings = NewHostSettings();
     code1 = ReadHostSetting(settings, "AlgorithmCode1");
     code2 = ReadHostSetting(settings, "AlgorithmCode2");
     code3 = ReadHostSetting(settings, "AlgorithmCode3");

@@ -136,7 +136,14 @@ void ImportJob::Cancel() {
   BeginAnew();
 }
 
+// The pages may find an import class in their session that was not created by this job.
+ActiveImport& ImportJob::Import() {
+  if (import_ == nullptr) import_ = std::make_unique<ActiveImport>(session_);
+  return *import_;
+}
+
 void ImportJob::BeginAnew() {
+  import_.reset();
   open_ = class_open_ = source_open_ = fields_built_ = stop_requested_ = false;
   fields_failure_.clear();
   fields_error_.reset();
@@ -160,6 +167,8 @@ void ImportJob::RequireOpen() const {
 // --- Import class, source, assignments ----------------------------------------------------------
 
 bool ImportJob::OpenImportClass(std::optional<RuntimeError>* failure) {
+  import_.reset();
+  import_ = std::make_unique<ActiveImport>(session_);
   class_open_ = CreateImportClass(session_, failure);
   return class_open_;
 }
@@ -218,7 +227,7 @@ void ImportJob::OpenSource() {
 }
 
 std::vector<bool> ImportJob::AssignFields(std::string* failure) {
-  return BuildAssignmentList(session_, failure);
+  return BuildAssignmentList(session_, Import().logs(), failure);
 }
 
 void ImportJob::BuildFields() {
@@ -311,7 +320,7 @@ const RunResult& ImportJob::RunAssigned(RunView& view, RunMode mode) {
   RequireIdle();
   if (const std::optional<Finding> fault = AssignmentFault()) throw ImportRefused(*fault);
   session_.TestMode = mode == RunMode::kTest;
-  ImportRun run(session_, view);
+  ImportRun run(Import(), view);
   if (stop_requested_) run.RequestAbort();
   run_ = &run;
   run.Activate();

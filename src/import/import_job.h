@@ -37,6 +37,7 @@
 #include "check/finding.h"
 #include "component/import_class.h"
 #include "component/session.h"
+#include "import/active_import.h"
 #include "import/import_run.h"
 #include "platform/automation/component_registry.h"
 #include "platform/base/clock.h"
@@ -159,6 +160,7 @@ class ImportJob {
   struct OwnSession;
 
   void BeginAnew();
+  ActiveImport& Import();
   void RequireIdle() const;
   void RequireOpen() const;
   void LoadApplication(const ImportOrder& order, const std::string& path);
@@ -180,6 +182,7 @@ class ImportJob {
   Session& session_;
   std::function<void(std::string_view)> tell_;
   std::unique_ptr<PipedSource> piped_source_;
+  std::unique_ptr<ActiveImport> import_;  // from OpenImportClass on
   bool open_ = false;
   bool class_open_ = false;
   bool source_open_ = false;

@@ -25,7 +25,7 @@
 //  5. remove   the source file, where nothing it holds can be lost: never after an abort. Why it stays is told.
 //  6. close    the source and the records are released.
 //  7. report   what the import class stopped for; label and message box by the counters.
-//  8. finished the window closes, the working copy is deleted, the logs of the import end.
+//  8. finished the window closes, the working copy is deleted, the import ends.
 #include "import/import_run.h"
 
 #include <algorithm>
@@ -35,13 +35,11 @@
 #include <optional>
 #include <string>
 
-#include "duplicates/duplicates.h"
 #include "import/record_assembly.h"
 #include "import/run_errors.h"
 #include "import/run_outcomes.h"
 #include "import/run_waits.h"
 #include "import/source_file.h"
-#include "log/import_log.h"
 #include "platform/base/file.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
@@ -79,13 +77,14 @@ std::optional<BoundMember> FindOptional(const ObjectPtr& object, const char* nam
 
 class RunSteps {
  public:
-  RunSteps(Session& session, RunView& view, const bool& abort_requested)
-      : session_(session),
+  RunSteps(ActiveImport& import, RunView& view, const bool& abort_requested)
+      : import_(import),
+        session_(import.session()),
         view_(view),
         abort_requested_(abort_requested),
-        specification_(session.profiles, session.SpecFile),
+        specification_(session_.profiles, session_.SpecFile),
         outcomes_(view),
-        errors_(session, outcomes_),
+        errors_(import.logs(), outcomes_),
         waits_(view, abort_requested) {
     errors_.OnUnlogged([this](const std::string& text) { Tell("Nicht im Protokoll: " + text); });
   }
@@ -141,6 +140,7 @@ class RunSteps {
   void ReportStop();
   void Tell(const std::string& text);
 
+  ActiveImport& import_;
   Session& session_;
   RunView& view_;
   const bool& abort_requested_;
@@ -288,14 +288,14 @@ void RunSteps::WorkOnRecord(RecordAssembly& assembly) {
 bool RunSteps::IsSuspectedDuplicate() {
   bool suspected = false;
   DuplicateMatch& match = outcomes_.at_hand().duplicate_of;
-  errors_.Try([&] { suspected = CheckDoublett(session_, Record(), &match); });
+  errors_.Try([&] { suspected = import_.duplicates().CheckDoublett(Record(), &match); });
   return suspected;
 }
 
 void RunSteps::HoldBack() {
   outcomes_.at_hand().fate = RecordFate::kHeldBack;
   errors_.Try([&] {
-    if (!WriteDoubletRows(session_, Record())) errors_.NoteUnlogged("als Dublette zurückgehalten");
+    if (!import_.duplicates().WriteDoubletRows(Record())) errors_.NoteUnlogged("als Dublette zurückgehalten");
   });
 }
 
@@ -495,12 +495,12 @@ bool ImportRun::RequestClose() {
 }
 
 void ImportRun::ImportStart() {
-  RunSteps steps(session_, view_, abort_requested_);
+  RunSteps steps(import_, view_, abort_requested_);
   result_ = steps.Execute();
   finished_ = true;
   steps.errors().Try([&] { view_.CloseWindow(); });
-  steps.errors().Try([&] { DeleteWorkingCopy(session_); });
-  ResetLogs(session_);
+  steps.errors().Try([&] { DeleteWorkingCopy(import_.session()); });
+  import_.End();
 }
 
 }  // namespace kestrel

@@ -6,7 +6,7 @@
 
 #include <string_view>
 
-#include "component/session.h"
+#include "import/active_import.h"
 #include "import/record_outcome.h"
 #include "import/run_result.h"
 
@@ -37,11 +37,11 @@ class RunView {
 
 class ImportRun {
  public:
-  // All outlive the run. The session holds the import class, the assignment list and the source settings.
-  ImportRun(Session& session, RunView& view) : session_(session), view_(view) {}
+  // Both outlive the run. The session of the import holds its class, assignment list and source settings.
+  ImportRun(ActiveImport& import, RunView& view) : import_(import), view_(view) {}
 
-  // First activation of the window: runs the import. Later calls, also from within the run, do nothing.
-  // Raises nothing: what fails is counted and logged.
+  // First activation of the window: runs the import and ends it. Later calls, also from within the run, do
+  // nothing. Raises nothing: what fails is counted and logged.
   void Activate();
   // A request to close: true when the window may close (the run has finished), otherwise the abort is
   // noted and the close refused.
@@ -55,7 +55,7 @@ class ImportRun {
   // Runs the import and fills the result. The order of its steps is told in the .cpp.
   void ImportStart();
 
-  Session& session_;
+  ActiveImport& import_;
   RunView& view_;
   bool first_activation_ = true;
   bool abort_requested_ = false;

@@ -8,7 +8,7 @@ namespace kestrel {
 void RunErrors::Count(RecordError error, const ErrorScope& scope, std::string_view where) {
   ++count_;
   const std::string whole = std::string(where).append(error.text);
-  if (!WriteErrorProtocol(session_, error.number, whole, "ImportStart", error.function)) {
+  if (!logs_.WriteErrorProtocol(error.number, whole, "ImportStart", error.function)) {
     NoteUnlogged("Fehler " + std::to_string(error.number) + ": " + error.text, where);
   }
   outcomes_.Add(std::move(error), scope);

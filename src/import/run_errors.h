@@ -9,11 +9,12 @@
 #include <utility>
 #include <vector>
 
-#include "component/session.h"
 #include "import/run_outcomes.h"
 #include "platform/base/runtime_error.h"
 
 namespace kestrel {
+
+class ImportLogs;
 
 // The value that an error came up with. Views of the caller's; empty where it is not known.
 struct FieldValue {
@@ -25,7 +26,7 @@ struct FieldValue {
 class RunErrors {
  public:
   // Both outlive this object.
-  RunErrors(Session& session, RunOutcomes& outcomes) : session_(session), outcomes_(outcomes) {}
+  RunErrors(ImportLogs& logs, RunOutcomes& outcomes) : logs_(logs), outcomes_(outcomes) {}
 
   // Runs one statement of the run. A failure is counted, logged with an empty function name, and the run
   // goes on with the next statement; returns whether the statement succeeded.
@@ -57,7 +58,7 @@ class RunErrors {
   std::int32_t unlogged_count() const { return unlogged_count_; }
 
  private:
-  Session& session_;
+  ImportLogs& logs_;
   RunOutcomes& outcomes_;
   std::int32_t count_ = 0;
   std::int32_t record_ = 0;

@@ -4,11 +4,15 @@
 //   duplicate log  title "Datenimport Dublettenverdacht", list "LST_ImportDublett": one row per assigned
 //                  field of every record held back
 //
-// A log is created at its first row, once per import (ResetLogs tells where one begins and ends). Failures are
-// shown and the import goes on; nothing here raises an error.
+// Failures are shown and the import goes on; no member but GetUserName raises an error.
+//
+// Invariants
+//  1. A log is created at its first row, and counts as created until Close where its key is not empty.
+//  2. A log whose creation failed holds no object: its row fails, and the next row tries again.
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -21,23 +25,55 @@ inline constexpr const char* kErrorLogList = "LST_Import";
 inline constexpr const char* kDuplicateLogTitle = "Datenimport Dublettenverdacht";
 inline constexpr const char* kDuplicateLogList = "LST_ImportDublett";
 
-// Create the log unless its key is set.
-void CreateProtocol(Session& session, const std::string& title, const std::string& list_name,
-                    const std::string& date, const std::string& description, const std::string& file,
-                    const std::string& source_type);
-void CreateDoubletProtocol(Session& session, const std::string& title, const std::string& list_name,
-                           const std::string& date, const std::string& description, const std::string& file,
-                           const std::string& source_type);
+class ImportLogs {
+ public:
+  // Of the session it uses the platform, the values that stand in a log's head and HostConnection, where the
+  // connection is left that CreateProtokoll gives back. The session outlives the logs.
+  explicit ImportLogs(Session& session) : session_(session) {}
+  ImportLogs(const ImportLogs&) = delete;
+  ImportLogs& operator=(const ImportLogs&) = delete;
 
-// One row of the error log / of the duplicate log. Both tell whether the row was stored.
-bool AddProtocolColumn(Session& session, std::string_view error_line);
-bool AddDoubletProtocolColumns(Session& session, std::string_view record_mark, std::string_view field_name,
-                               std::string_view field_value);
+  // Create the log unless its key is set.
+  void CreateProtocol(const std::string& title, const std::string& list_name, const std::string& date,
+                      const std::string& description, const std::string& file, const std::string& source_type);
+  void CreateDoubletProtocol(const std::string& title, const std::string& list_name, const std::string& date,
+                             const std::string& description, const std::string& file,
+                             const std::string& source_type);
 
-// "Fehler: " number " " text " (" member "/" context ")", written as a row of the error log. Tells whether it
-// was stored.
-bool WriteErrorProtocol(Session& session, std::int64_t error_number, std::string_view error_text,
-                        std::string_view context, std::string_view member);
+  // One row of the error log / of the duplicate log. Both tell whether the row was stored.
+  bool AddProtocolColumn(std::string_view error_line);
+  bool AddDoubletProtocolColumns(std::string_view record_mark, std::string_view field_name,
+                                 std::string_view field_value);
+
+  // "Fehler: " number " " text " (" member "/" context ")", written as a row of the error log. Tells whether it
+  // was stored.
+  bool WriteErrorProtocol(std::int64_t error_number, std::string_view error_text, std::string_view context,
+                          std::string_view member);
+
+  // What CreateProtokoll answered; empty where the log has not been created.
+  const std::string& error_log_key() const { return error_log_.key; }
+  const std::string& duplicate_log_key() const { return duplicate_log_.key; }
+
+  // Releases both logs; a row written afterwards would create a new one.
+  void Close();
+
+ private:
+  struct Header;
+  struct Log {
+    std::string key;
+    BoundMember add_new_record;
+    BoundMember set_field;
+    BoundMember update_record;
+  };
+
+  void Create(Log& log, Header header);
+  std::string CallCreateProtokoll(const ObjectPtr& log, Header& header);
+  bool AddRow(Log& log, std::initializer_list<std::string_view> columns);
+
+  Session& session_;
+  Log error_log_;
+  Log duplicate_log_;
+};
 
 // "Titel Vorname Nachname" of the employee, outer blanks cut; empty where the host's table Personalstamm
 // does not hold the number. Raises what the host connection raises.

@@ -138,15 +138,16 @@ constexpr CopiedColumn kCopiedColumns[] = {
     {"FieldTyp", kFieldTyp, kRemarkSize}, {"DateField", kDateField}};
 
 // Asks the import class for its fields. Its own error is logged; what it returned counts all the same.
-RecordsetPtr RequestFields(Session& session) {
+RecordsetPtr RequestFields(Session& session, ImportLogs& logs) {
   const Value answer = CallMethod(session.ImportClass, "GetFields");
   const ImportClassError error = ReadImportClassError(session);
-  if (error.code != 0) WriteErrorProtocol(session, error.code, error.description, "GetData", "GetFields");
+  if (error.code != 0) logs.WriteErrorProtocol(error.code, error.description, "GetData", "GetFields");
   return ToRecordset(answer);
 }
 
-void FillAssignmentList(Session& session, MemoryRecordset& list, std::vector<bool>& mandatory) {
-  const RecordsetPtr fields = RequestFields(session);
+void FillAssignmentList(Session& session, ImportLogs& logs, MemoryRecordset& list,
+                        std::vector<bool>& mandatory) {
+  const RecordsetPtr fields = RequestFields(session, logs);
   const std::size_t name_column = fields->RequireColumn("FieldName");
   std::array<std::size_t, std::size(kCopiedColumns)> sources;
   for (std::size_t i = 0; i < sources.size(); ++i) sources[i] = fields->RequireColumn(kCopiedColumns[i].name);
@@ -190,11 +191,11 @@ std::shared_ptr<MemoryRecordset> CreateAssignmentList() {
   return list;
 }
 
-std::vector<bool> BuildAssignmentList(Session& session, std::string* failure) {
+std::vector<bool> BuildAssignmentList(Session& session, ImportLogs& logs, std::string* failure) {
   const std::shared_ptr<MemoryRecordset> list = CreateAssignmentList();
   session.AssignmentList = list;
   std::vector<bool> mandatory(1);
-  Trap([&] { FillAssignmentList(session, *list, mandatory); },
+  Trap([&] { FillAssignmentList(session, logs, *list, mandatory); },
        [&](const RuntimeError& error) {
          if (failure != nullptr) *failure = error.Description();
        });

@@ -15,6 +15,8 @@
 
 namespace kestrel {
 
+class ImportLogs;
+
 // Column positions of the assignment list.
 enum AssignmentColumn : std::size_t {
   kSourceName,          // the destination field's name
@@ -58,7 +60,7 @@ std::shared_ptr<MemoryRecordset> CreateAssignmentList();
 // (slot 0 is never written). An ErrorCode of GetFields is logged ("GetData", "GetFields") and the build goes
 // on; any other failure ends the build, with the rows so far, and is told in `failure` where given: a text that
 // is too long with its field, its place and the limit.
-std::vector<bool> BuildAssignmentList(Session& session, std::string* failure = nullptr);
+std::vector<bool> BuildAssignmentList(Session& session, ImportLogs& logs, std::string* failure = nullptr);
 
 // Writes the panel into the list's current row. Raises 3421 for a name or constant that is too long.
 void StoreCurrentAssignment(MemoryRecordset& list, const AssignmentPanel& panel);

@@ -23,8 +23,8 @@ constexpr int kRepaintMs = 100;
 
 }  // namespace
 
-frmImport::frmImport(Session& session, QWidget* parent)
-    : QDialog(parent), guard_(this, session.platform.ui), run_(session, *this) {
+frmImport::frmImport(ActiveImport& import, QWidget* parent)
+    : QDialog(parent), guard_(this, import.session().platform.ui), run_(import, *this) {
   setObjectName("frmImport");
   setWindowTitle("KESTREL Import");
   lblInfo_ = new QLabel(this);

@@ -15,8 +15,8 @@ namespace kestrel {
 class frmImport final : public QDialog, private RunView {
   Q_OBJECT
  public:
-  // The session outlives the window.
-  frmImport(Session& session, QWidget* parent);
+  // The import outlives the window.
+  frmImport(ActiveImport& import, QWidget* parent);
 
   const RunResult& result() const { return run_.result(); }
 

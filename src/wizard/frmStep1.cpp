@@ -124,7 +124,7 @@ void frmStep1::cmdNext_Click() {
   const std::string path = SelectedPath();
   if (path.empty()) return;
   // What an earlier import has left behind.
-  DeleteWorkingCopy(session_);
+  wizard_.CancelImport();
   session_.SpecFile = path;
   ReadCommonSection(session_);
   CreateWorkingCopy(session_);
@@ -133,7 +133,7 @@ void frmStep1::cmdNext_Click() {
 }
 
 void frmStep1::cmdCancel_Click() {
-  DeleteWorkingCopy(session_);
+  wizard_.CancelImport();
   close();
 }
 

@@ -79,6 +79,7 @@ void frmStep2::EndLoading() {
 bool frmStep2::CreateObject() {
   const WaitCursor wait;
   std::optional<RuntimeError> failure;
+  wizard_.BeginImport();
   CreateImportClass(session_, &failure);
   // Only a missing component leads back; of any other failure the person has been told.
   if (failure && failure->Is(ErrorNumber::kCannotCreateObject)) {
@@ -395,7 +396,7 @@ void frmStep2::cmdPrev_Click() {
   } else {
     save();
   }
-  DeleteWorkingCopy(session_);
+  wizard_.CancelImport();
   wizard_.ShowStep1();
   close();
 }
@@ -424,7 +425,7 @@ void frmStep2::GoOn() {
 }
 
 void frmStep2::cmdCancel_Click() {
-  DeleteWorkingCopy(session_);
+  wizard_.CancelImport();
   close();
 }
 

@@ -183,7 +183,7 @@ void frmStep3::Load() {
   FillImportFieldList();
   guard_.Run([&] {
     std::string failure;
-    std::vector<bool> mandatory = BuildAssignmentList(session_, &failure);
+    std::vector<bool> mandatory = BuildAssignmentList(session_, wizard_.CurrentImport().logs(), &failure);
     list_ = session_.AssignmentList;
     QStringList captions(kAssignmentColumnCount);
     captions[kSourceName] = "Feld";
@@ -416,13 +416,13 @@ void frmStep3::cmdOK_Click() {
   frmQuestionDlg question(this);
   question.exec();
   session_.TestMode = question.Testmode();
-  frmImport import(session_, this);
-  import.exec();
+  frmImport window(wizard_.CurrentImport(), this);
+  window.exec();
   close();
 }
 
 void frmStep3::cmdCancel_Click() {
-  DeleteWorkingCopy(session_);
+  wizard_.CancelImport();
   close();
 }
 

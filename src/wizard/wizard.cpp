@@ -57,6 +57,7 @@ void Wizard::DropPages() {
   step2_.reset();
   step3_.reset();
   value_editor_.reset();
+  import_.reset();
 }
 
 QWidget* Wizard::OpenDialog() const {
@@ -69,7 +70,7 @@ QWidget* Wizard::OpenDialog() const {
 }
 
 void Wizard::Abandon() {
-  if (CurrentPage() != nullptr) DeleteWorkingCopy(*session_);
+  if (CurrentPage() != nullptr) CancelImport();
   DropPages();
 }
 
@@ -98,6 +99,16 @@ void Wizard::ShowStep1() { ShowPage(step1_); }
 void Wizard::ShowStep2() { ShowPage(step2_); }
 void Wizard::ShowStep3() { ShowPage(step3_); }
 
+void Wizard::BeginImport() {
+  import_.reset();
+  import_ = std::make_unique<ActiveImport>(*session_);
+}
+
+void Wizard::CancelImport() {
+  import_.reset();
+  DeleteWorkingCopy(*session_);
+}
+
 frmTransTbl& Wizard::ValueEditor() {
   if (value_editor_ == nullptr) value_editor_ = std::make_unique<frmTransTbl>(*session_);
   return *value_editor_;
@@ -105,7 +116,7 @@ frmTransTbl& Wizard::ValueEditor() {
 
 bool Wizard::eventFilter(QObject* watched, QEvent* event) {
   if (event->type() == QEvent::Close && watched == CurrentPage() && watched != step3_.get()) {
-    DeleteWorkingCopy(*session_);
+    CancelImport();
   }
   // Told from the message loop: the page is still in the middle of closing. A page that only makes room for
   // the next one has shown that one before.

@@ -38,7 +38,7 @@ class DuplicateCheckTest : public testing::DuplicateFixture {
 
 TEST_F(DuplicateCheckTest, SettingsThatCannotBeReadFromTheFirstRecordOnAreShownAndAnswerNo) {
   session.SpecFile = folder.path();
-  EXPECT_FALSE(CheckDoublett(session, *Record({{"PLZ", "50667"}})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({{"PLZ", "50667"}})));
   ASSERT_THAT(ui.boxes, SizeIs(1));
   EXPECT_THAT(ui.boxes[0].text,
               AllOf(StartsWith("Fehler in Funktion LoadDublettSettings: "), HasSubstr(folder.path())));
@@ -70,16 +70,16 @@ TEST_F(DuplicateCheckTest, FieldsWithoutValueAreEmptyParts) { EXPECT_EQ(KeyText(
 
 TEST_F(DuplicateCheckTest, EveryKindOfAddressTakesItsOwnGroup) {
   const auto record = Record({{"Kundengruppe", "KG"}, {"Lieferantengruppe", "LG"}});
-  CheckDoublett(session, *record);
+  duplicates.CheckDoublett(*record);
   EXPECT_EQ(KeyTextGiven(), "||||||||KG");
   session.ImportClassProgID = "ksbimport.importlieferanten";
-  CheckDoublett(session, *record);
+  duplicates.CheckDoublett(*record);
   EXPECT_EQ(KeyTextGiven(), "||||||||LG");
 }
 
 TEST_F(DuplicateCheckTest, AProspectsKeyTextEndsWithTheCustomerGroup) {
   session.ImportClassProgID = "ksbimport.importinteressenten";
-  CheckDoublett(session, *Record({{"Kundengruppe", "KG"}, {"Lieferantengruppe", "LG"}}));
+  duplicates.CheckDoublett(*Record({{"Kundengruppe", "KG"}, {"Lieferantengruppe", "LG"}}));
   EXPECT_EQ(KeyTextGiven(), "||||||||KG");
 }
 
@@ -87,9 +87,9 @@ TEST_F(DuplicateCheckTest, AProspectsKeyTextEndsWithTheCustomerGroup) {
 
 TEST_F(DuplicateCheckTest, AnAddressWithAnIndexedKeyIsSuspected) {
   const auto record = Record({{"PLZ", "50667"}});
-  EXPECT_FALSE(CheckDoublett(session, *record));
+  EXPECT_FALSE(duplicates.CheckDoublett(*record));
   Index(1, "99", "", "A2/50667||||||||");
-  EXPECT_TRUE(CheckDoublett(session, *record));
+  EXPECT_TRUE(duplicates.CheckDoublett(*record));
   EXPECT_THAT(ui.boxes, IsEmpty());
 }
 
@@ -98,7 +98,7 @@ TEST_F(DuplicateCheckTest, ASuspectedDuplicateTellsWhichAddressItRepeatsAndByWhi
   Index(8, "4711", "A1/another", "A2/50667||||||||", "A3/50667||||||||");
   UseSettings("DublettenPruefen=1\nAddresstypeCode=9\nDublettenKey1=1\nDublettenKey2=1\nDublettenKey3=1\n");
   DuplicateMatch match;
-  EXPECT_TRUE(CheckDoublett(session, *record, &match));
+  EXPECT_TRUE(duplicates.CheckDoublett(*record, &match));
   EXPECT_EQ(match.address_type, 8);
   EXPECT_EQ(match.reference, "4711");
   EXPECT_EQ(match.key, 2);
@@ -108,7 +108,7 @@ TEST_F(DuplicateCheckTest, AKeyThatIsNotInUseIsNoReasonOfTheMatch) {
   Index(1, "4711", "A1/50667||||||||", "A2/50667||||||||");
   UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey2=1\n");
   DuplicateMatch match;
-  EXPECT_TRUE(CheckDoublett(session, *Record({{"PLZ", "50667"}}), &match));
+  EXPECT_TRUE(duplicates.CheckDoublett(*Record({{"PLZ", "50667"}}), &match));
   EXPECT_EQ(match.key, 2);
 }
 
@@ -118,7 +118,7 @@ TEST_F(DuplicateCheckTest, AMatchThatTheIndexTellsOnlyInPartIsADuplicateAllTheSa
   connection->Execute("INSERT INTO Adressindex VALUES ('1', 'A1/50667||||||||')");
   UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\n");
   DuplicateMatch match;
-  EXPECT_TRUE(CheckDoublett(session, *Record({{"PLZ", "50667"}}), &match));
+  EXPECT_TRUE(duplicates.CheckDoublett(*Record({{"PLZ", "50667"}}), &match));
   EXPECT_EQ(match.address_type, 1) << "its column is found in any case";
   EXPECT_EQ(match.reference, "");
   EXPECT_EQ(match.key, 1);
@@ -126,7 +126,7 @@ TEST_F(DuplicateCheckTest, AMatchThatTheIndexTellsOnlyInPartIsADuplicateAllTheSa
 }
 
 TEST_F(DuplicateCheckTest, OneRecordCallsTheHostInThisOrder) {
-  CheckDoublett(session, *Record({}));
+  duplicates.CheckDoublett(*Record({}));
   std::vector<std::string> members;
   for (const testing::RecordedCall& call : *journal) {
     members.push_back(call.object + "." + call.name +
@@ -139,7 +139,7 @@ TEST_F(DuplicateCheckTest, OneRecordCallsTheHostInThisOrder) {
   EXPECT_THAT(settings_objects, SizeIs(2));
   EXPECT_THAT(key_objects, SizeIs(1));
   EXPECT_THAT(connection->statements, SizeIs(1));
-  CheckDoublett(session, *Record({}));
+  duplicates.CheckDoublett(*Record({}));
   EXPECT_THAT(settings_objects, SizeIs(4));
   EXPECT_THAT(key_objects, SizeIs(2));
 }
@@ -148,7 +148,7 @@ TEST_F(DuplicateCheckTest, AnUnknownImportClassIsNeverChecked) {
   session.ImportClassProgID = "ksbimport.importartikel";
   build_key = [](const std::string&, const std::string&) { return "K"; };
   Index(1, "99", "K");
-  EXPECT_FALSE(CheckDoublett(session, *Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({})));
   EXPECT_THAT(*journal, IsEmpty());
   EXPECT_THAT(connection->statements, IsEmpty());
 }
@@ -158,7 +158,7 @@ TEST_F(DuplicateCheckTest, AnUnknownImportClassNeedsNoneOfTheFields) {
   MemoryRecordset record;
   record.AppendColumn("Artikel");
   record.AddNew();
-  EXPECT_FALSE(CheckDoublett(session, record));
+  EXPECT_FALSE(duplicates.CheckDoublett(record));
   EXPECT_THAT(ui.boxes, IsEmpty());
 }
 
@@ -166,7 +166,7 @@ TEST_F(DuplicateCheckTest, WithoutTheHostsIndexNothingIsADuplicate) {
   host_settings["Doubletindex"] = "0";
   build_key = [](const std::string&, const std::string&) { return "K"; };
   Index(1, "99", "K");
-  EXPECT_FALSE(CheckDoublett(session, *Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({})));
   EXPECT_THAT(key_objects, IsEmpty());
   EXPECT_THAT(connection->statements, IsEmpty());
 }
@@ -175,7 +175,7 @@ TEST_F(DuplicateCheckTest, WithoutTheSpecificationsWishTheHostIsNotAskedAndNothi
   UseSettings("DublettenPruefen=0\nAddresstypeCode=1\nDublettenKey1=1\n");
   build_key = [](const std::string&, const std::string&) { return "K"; };
   Index(1, "99", "K");
-  EXPECT_FALSE(CheckDoublett(session, *Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({})));
   EXPECT_THAT(settings_objects, IsEmpty());
   EXPECT_THAT(key_objects, IsEmpty());
 }
@@ -183,18 +183,18 @@ TEST_F(DuplicateCheckTest, WithoutTheSpecificationsWishTheHostIsNotAskedAndNothi
 TEST_F(DuplicateCheckTest, TheSettingsAreReadForEveryRecord) {
   build_key = [](const std::string&, const std::string&) { return "K"; };
   Index(8, "99", "K");
-  EXPECT_FALSE(CheckDoublett(session, *Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({})));
   UseSettings("DublettenPruefen=1\nAddresstypeCode=9\nDublettenKey1=1\n");
-  EXPECT_TRUE(CheckDoublett(session, *Record({})));
+  EXPECT_TRUE(duplicates.CheckDoublett(*Record({})));
 }
 
 TEST_F(DuplicateCheckTest, OnlyTheKeysInUseAreLookedUp) {
   build_key = [](const std::string& code, const std::string&) { return code; };
   Index(1, "99", "x", "A2", "x");
   UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\nDublettenKey3=1\n");
-  EXPECT_FALSE(CheckDoublett(session, *Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({})));
   UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey2=1\n");
-  EXPECT_TRUE(CheckDoublett(session, *Record({})));
+  EXPECT_TRUE(duplicates.CheckDoublett(*Record({})));
 }
 
 TEST_F(DuplicateCheckTest, OnlyTheTypesOfTheMaskAreLookedUp) {
@@ -202,13 +202,13 @@ TEST_F(DuplicateCheckTest, OnlyTheTypesOfTheMaskAreLookedUp) {
   Index(32, "99", "K");
   for (const auto& [mask, suspected] : {std::pair{"1", false}, {"9", false}, {"32", true}, {"65535", true}}) {
     UseSettings(std::string("DublettenPruefen=1\nDublettenKey1=1\nAddresstypeCode=") + mask + "\n");
-    EXPECT_EQ(CheckDoublett(session, *Record({})), suspected) << mask;
+    EXPECT_EQ(duplicates.CheckDoublett(*Record({})), suspected) << mask;
   }
 }
 
 TEST_F(DuplicateCheckTest, AMaskOfZeroAsksNothingOfTheDatabase) {
   UseSettings("DublettenPruefen=1\nAddresstypeCode=0\nDublettenKey1=1\n");
-  EXPECT_FALSE(CheckDoublett(session, *Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({})));
   EXPECT_THAT(connection->statements, IsEmpty());
   EXPECT_THAT(ui.boxes, IsEmpty());
   EXPECT_THAT(key_objects, SizeIs(1));
@@ -218,18 +218,18 @@ TEST_F(DuplicateCheckTest, WithOverwritingAnAddressIsNotItsOwnDuplicate) {
   build_key = [](const std::string&, const std::string&) { return "K"; };
   Index(1, "4711", "K");
   const auto record = Record({{"KundenNummer", "4711"}});
-  EXPECT_TRUE(CheckDoublett(session, *record));
+  EXPECT_TRUE(duplicates.CheckDoublett(*record));
   UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\nKundenUeberschreiben=1\n");
-  EXPECT_FALSE(CheckDoublett(session, *record));
-  EXPECT_TRUE(CheckDoublett(session, *Record({{"KundenNummer", "4712"}})));
-  EXPECT_TRUE(CheckDoublett(session, *Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*record));
+  EXPECT_TRUE(duplicates.CheckDoublett(*Record({{"KundenNummer", "4712"}})));
+  EXPECT_TRUE(duplicates.CheckDoublett(*Record({})));
 }
 
 TEST_F(DuplicateCheckTest, WithOverwritingAnotherTypeOfTheSameReferenceIsStillADuplicate) {
   build_key = [](const std::string&, const std::string&) { return "K"; };
   Index(8, "4711", "K");
   UseSettings("DublettenPruefen=1\nAddresstypeCode=9\nDublettenKey1=1\nKundenUeberschreiben=1\n");
-  EXPECT_TRUE(CheckDoublett(session, *Record({{"KundenNummer", "4711"}})));
+  EXPECT_TRUE(duplicates.CheckDoublett(*Record({{"KundenNummer", "4711"}})));
 }
 
 struct Kind {
@@ -247,7 +247,7 @@ TEST_P(OverwriteTest, TheReferenceAndTheSwitchAreTheKindsOwn) {
   UseSettings(std::string("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\n") + kind.overwrite_key +
               "=1\n");
   build_key = [](const std::string&, const std::string&) { return "K"; };
-  CheckDoublett(session, *Record({{kind.number_field, "77"}}));
+  duplicates.CheckDoublett(*Record({{kind.number_field, "77"}}));
   EXPECT_THAT(connection->statements,
               ElementsAre("SELECT * FROM Adressindex where  (Adressart = 1)  and ( Doubletkey1 = 'K' ) And Not "
                           "(Adressart = " +
@@ -265,7 +265,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, OverwriteTest,
 
 TEST_F(DuplicateCheckTest, OverwritingIsOnOnlyForOne) {
   UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\nKundenUeberschreiben=True\n");
-  CheckDoublett(session, *Record({}));
+  duplicates.CheckDoublett(*Record({}));
   ASSERT_THAT(connection->statements, SizeIs(1));
   EXPECT_THAT(connection->statements[0], ::testing::Not(HasSubstr("And Not")));
 }
@@ -311,7 +311,7 @@ TEST_F(DuplicateCheckTest, RandomAddressesAreJudgedLikeAWalkThroughTheIndex) {
         const bool own = overwrite && other.type == address.type && other.reference == address.reference;
         expected = expected || (same && (mask & other.type) != 0 && !own);
       }
-      ASSERT_EQ(CheckDoublett(session, *record), expected) << "round " << round << ", record " << i;
+      ASSERT_EQ(duplicates.CheckDoublett(*record), expected) << "round " << round << ", record " << i;
       if (expected) {
         ++suspected_count;
         continue;
@@ -329,8 +329,8 @@ TEST_F(DuplicateCheckTest, RandomAddressesAreJudgedLikeAWalkThroughTheIndex) {
 
 TEST_F(DuplicateCheckTest, WithoutAKeyInUseEveryRecordTellsAndIsImported) {
   UseSettings("DublettenPruefen=1\nAddresstypeCode=1\n");
-  EXPECT_FALSE(CheckDoublett(session, *Record({})));
-  EXPECT_FALSE(CheckDoublett(session, *Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({})));
   ASSERT_THAT(ui.boxes, SizeIs(2));
   EXPECT_THAT(ui.boxes[0].text, StartsWith("Fehler in Funktion isDoublet: "));
   EXPECT_EQ(ui.boxes[0], PlainBox(ui.boxes[0].text));
@@ -338,7 +338,7 @@ TEST_F(DuplicateCheckTest, WithoutAKeyInUseEveryRecordTellsAndIsImported) {
 
 TEST_F(DuplicateCheckTest, AKeyWithAQuoteFailsTheQueryAndTheRecordIsImported) {
   build_key = [](const std::string&, const std::string&) { return "O'Neil"; };
-  EXPECT_FALSE(CheckDoublett(session, *Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({})));
   ASSERT_THAT(ui.boxes, SizeIs(1));
   EXPECT_THAT(ui.boxes[0].text, StartsWith("Fehler in Funktion isDoublet: "));
   EXPECT_THAT(connection->statements, ElementsAre(HasSubstr("Doubletkey1 = 'O'Neil' ")));
@@ -346,14 +346,14 @@ TEST_F(DuplicateCheckTest, AKeyWithAQuoteFailsTheQueryAndTheRecordIsImported) {
 
 TEST_F(DuplicateCheckTest, AnUnreachableIndexIsToldAndTheRecordIsImported) {
   connection->database().Execute("DROP TABLE Adressindex");
-  EXPECT_FALSE(CheckDoublett(session, *Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({})));
   ASSERT_THAT(ui.boxes, SizeIs(1));
   EXPECT_THAT(ui.boxes[0].text, StartsWith("Fehler in Funktion isDoublet: "));
 }
 
 TEST_F(DuplicateCheckTest, AnUnsetConnectionIsToldAndTheRecordIsImported) {
   session.HostConnection = nullptr;
-  EXPECT_FALSE(CheckDoublett(session, *Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({})));
   EXPECT_THAT(ui.boxes, ElementsAre(PlainBox("Fehler in Funktion isDoublet: Objektvariable nicht festgelegt")));
 }
 
@@ -362,7 +362,7 @@ TEST_F(DuplicateCheckTest, ARecordThatLacksAFieldNamesItAndIsImported) {
   record.AppendColumn("KundenNummer");
   record.AppendColumn("Kundengruppe");
   record.AddNew();
-  EXPECT_FALSE(CheckDoublett(session, record));
+  EXPECT_FALSE(duplicates.CheckDoublett(record));
   ASSERT_THAT(ui.boxes, SizeIs(1));
   EXPECT_THAT(ui.boxes[0].text, StartsWith("Fehler in Funktion CheckDoublett: "));
   EXPECT_THAT(ui.boxes[0].text, HasSubstr("PLZ"));
@@ -370,20 +370,20 @@ TEST_F(DuplicateCheckTest, ARecordThatLacksAFieldNamesItAndIsImported) {
 
 TEST_F(DuplicateCheckTest, AFailingInitTellsOnceAndTheRecordIsImported) {
   LetFail(kSettingsComponent, "Init", RuntimeError(4711, "kaputt"));
-  EXPECT_FALSE(CheckDoublett(session, *Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({})));
   EXPECT_THAT(ui.boxes, ElementsAre(PlainBox("Fehler in Funktion isDoublettIndex: kaputt")));
 }
 
 TEST_F(DuplicateCheckTest, AFailingKeyComponentTellsAndTheLookUpGoesOnWithEmptyKeys) {
   LetFail(kKeyComponent, "BuildDoubletKey", RuntimeError(4711, "kaputt"));
-  EXPECT_FALSE(CheckDoublett(session, *Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({})));
   EXPECT_THAT(ui.boxes, ElementsAre(PlainBox("Fehler in Funktion GenDoubKey: kaputt")));
   EXPECT_THAT(connection->statements, ElementsAre(HasSubstr("( Doubletkey1 = ''  OR  Doubletkey2 = '' ")));
 }
 
 TEST_F(DuplicateCheckTest, ASpecificationWithABadMaskTellsAndTheRecordIsImported) {
   UseSettings("DublettenPruefen=1\nAddresstypeCode=x\nDublettenKey1=1\n");
-  EXPECT_FALSE(CheckDoublett(session, *Record({})));
+  EXPECT_FALSE(duplicates.CheckDoublett(*Record({})));
   EXPECT_THAT(ui.boxes, ElementsAre(PlainBox("Fehler in Funktion LoadDublettSettings: Typen unverträglich")));
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "duplicates/duplicates.h"
+#include "log/import_log.h"
 #include "support/noting_connection.h"
 #include "support/session_fixture.h"
 
@@ -42,6 +43,8 @@ class DuplicateFixture : public SessionFixture {
   // What BuildDoubletKey answers; the code and the key text joined by "/" unless a test sets it.
   std::function<std::string(const std::string& code, const std::string& key_text)> build_key;
 
+  ImportLogs logs{session};
+  DuplicateCheck duplicates{session, logs};
   std::shared_ptr<NotingConnection> connection;
   // Every instance made so far.
   std::vector<ObjectPtr> settings_objects;

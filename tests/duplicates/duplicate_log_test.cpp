@@ -71,13 +71,13 @@ TEST_F(DuplicateLogTest, WithoutASpecificationEveryFieldCountsAsAssigned) {
 
 TEST_F(DuplicateLogTest, OneRowPerAssignedFieldInTheRecordsOrder) {
   UseSpecification("[FieldAssignments]\nOrt=FIELD:Ort\nLand=NOTASSIGNED\nPLZ=CONST:5\n");
-  WriteDoubletRows(session, *Address({{"PLZ", "5"}, {"Land", "D"}, {"Ort", "Köln"}, {"Ungenannt", "x"}}));
+  duplicates.WriteDoubletRows(*Address({{"PLZ", "5"}, {"Land", "D"}, {"Ort", "Köln"}, {"Ungenannt", "x"}}));
   EXPECT_THAT(Rows(), ElementsAre("PLZ=5", "Ort=Köln", "Ungenannt=x"));
 }
 
 TEST_F(DuplicateLogTest, AFieldWithoutAssignmentEntryIsWritten) {
   UseSpecification("");
-  WriteDoubletRows(session, *Address({{"PLZ", "5"}}));
+  duplicates.WriteDoubletRows(*Address({{"PLZ", "5"}}));
   EXPECT_THAT(Rows(), ElementsAre("PLZ=5"));
 }
 
@@ -86,17 +86,17 @@ TEST_F(DuplicateLogTest, AFieldWithoutValueIsWrittenEmpty) {
   MemoryRecordset record;
   record.AppendColumn("Ort");
   record.AddNew();
-  WriteDoubletRows(session, record);
+  duplicates.WriteDoubletRows(record);
   EXPECT_THAT(Rows(), ElementsAre("Ort="));
 }
 
 TEST_F(DuplicateLogTest, ChangesOfTheSpecificationAndOfTheRecordsFieldsAreSeen) {
   UseSpecification("[FieldAssignments]\nA=NOTASSIGNED\n");
-  WriteDoubletRows(session, *Address({{"A", "1"}, {"B", "2"}}));
-  WriteDoubletRows(session, *Address({{"B", "3"}, {"A", "4"}}));
+  duplicates.WriteDoubletRows(*Address({{"A", "1"}, {"B", "2"}}));
+  duplicates.WriteDoubletRows(*Address({{"B", "3"}, {"A", "4"}}));
   UseSpecification("[FieldAssignments]\nB=NOTASSIGNED\n");
-  WriteDoubletRows(session, *Address({{"B", "5"}, {"A", "6"}}));
-  WriteDoubletRows(session, *Address({{"C", "7"}}));
+  duplicates.WriteDoubletRows(*Address({{"B", "5"}, {"A", "6"}}));
+  duplicates.WriteDoubletRows(*Address({{"C", "7"}}));
   EXPECT_THAT(Rows(), ElementsAre("B=2", "B=3", "A=6", "C=7"));
 }
 
@@ -104,21 +104,21 @@ TEST_F(DuplicateLogTest, ChangesOfTheSpecificationAndOfTheRecordsFieldsAreSeen) 
 
 TEST_F(DuplicateLogTest, TheLogIsCreatedOnceWithItsHeader) {
   UseSpecification("");
-  WriteDoubletRows(session, *Address({{"A", "1"}}));
-  WriteDoubletRows(session, *Address({{"A", "2"}}));
+  duplicates.WriteDoubletRows(*Address({{"A", "1"}}));
+  duplicates.WriteDoubletRows(*Address({{"A", "2"}}));
   EXPECT_EQ(log->CountOf("CreateProtokoll"), 1U);
   EXPECT_EQ(log->calls()[0].ToText(),
             R"(Call CreateProtokoll(ByRef Object, ByRef "Datenimport Dublettenverdacht", ByRef "", )"
             R"(ByRef "LST_ImportDublett", ByRef "07.03.2024", ByRef "Kunden Nord", ByRef ")" +
                 session.SpecFile + R"(", ByRef "Textdatei"))");
-  EXPECT_EQ(session.DuplicateLog.key, "P1");
-  EXPECT_EQ(session.ErrorLog.key, "");
+  EXPECT_EQ(logs.duplicate_log_key(), "P1");
+  EXPECT_EQ(logs.error_log_key(), "");
 }
 
 TEST_F(DuplicateLogTest, TheRowsOfARecordShareAMarkAndRecordsDiffer) {
   UseSpecification("");
-  WriteDoubletRows(session, *Address({{"A", "1"}, {"B", "2"}}));
-  WriteDoubletRows(session, *Address({{"A", "1"}, {"B", "2"}}));
+  duplicates.WriteDoubletRows(*Address({{"A", "1"}, {"B", "2"}}));
+  duplicates.WriteDoubletRows(*Address({{"A", "1"}, {"B", "2"}}));
   Rows();
   ASSERT_THAT(marks, SizeIs(4));
   EXPECT_EQ(marks[0], marks[1]);
@@ -141,7 +141,7 @@ TEST_F(DuplicateLogTest, AMarkIsAGuidInUpperCase) {
 TEST_F(DuplicateLogTest, WithoutALogEveryRowTellsAndTheNextRecordTriesAgain) {
   UseSpecification("");
   log->Raises("CreateProtokoll", RuntimeError(4711, "Platte voll"));
-  WriteDoubletRows(session, *Address({{"A", "1"}, {"B", "2"}}));
+  duplicates.WriteDoubletRows(*Address({{"A", "1"}, {"B", "2"}}));
   const RecordingUserInterface::Box row{
       "Fehler beim Erzeugen der Protokollzeile. Objektvariable nicht festgelegt", "AddProtocolColumn",
       Icon::kStop, Buttons::kOk};
@@ -151,9 +151,9 @@ TEST_F(DuplicateLogTest, WithoutALogEveryRowTellsAndTheNextRecordTriesAgain) {
                           row, row));
   ui.boxes.clear();
   log->Returns("CreateProtokoll", "P2");
-  WriteDoubletRows(session, *Address({{"A", "1"}}));
+  duplicates.WriteDoubletRows(*Address({{"A", "1"}}));
   EXPECT_THAT(ui.boxes, IsEmpty());
-  EXPECT_EQ(session.DuplicateLog.key, "P2");
+  EXPECT_EQ(logs.duplicate_log_key(), "P2");
 }
 
 }  // namespace

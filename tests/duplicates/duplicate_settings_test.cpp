@@ -17,48 +17,49 @@ class DuplicateSettingsTest : public testing::DuplicateFixture {};
 
 TEST_F(DuplicateSettingsTest, FlagsAreOnOnlyForOne) {
   UseSettings("DublettenPruefen=1\nAddresstypeCode=9\nDublettenKey1=1\nDublettenKey2=True\nDublettenKey3=01\n");
-  LoadDublettSettings(session);
-  EXPECT_TRUE(session.Duplicates.check_duplicates);
-  EXPECT_EQ(session.Duplicates.address_type_mask, 9);
-  EXPECT_TRUE(session.Duplicates.use_key[0]);
-  EXPECT_FALSE(session.Duplicates.use_key[1]);
-  EXPECT_FALSE(session.Duplicates.use_key[2]);
+  duplicates.LoadDublettSettings();
+  EXPECT_TRUE(duplicates.settings().check_duplicates);
+  EXPECT_EQ(duplicates.settings().address_type_mask, 9);
+  EXPECT_TRUE(duplicates.settings().use_key[0]);
+  EXPECT_FALSE(duplicates.settings().use_key[1]);
+  EXPECT_FALSE(duplicates.settings().use_key[2]);
 }
 
 TEST_F(DuplicateSettingsTest, AMissingSectionTurnsEverythingOff) {
-  session.Duplicates = {true, 9, {true, true, true}};
+  duplicates.LoadDublettSettings();
   UseSpecification("[Common]\n");
-  LoadDublettSettings(session);
-  EXPECT_FALSE(session.Duplicates.check_duplicates);
-  EXPECT_EQ(session.Duplicates.address_type_mask, 0);
-  EXPECT_FALSE(session.Duplicates.use_key[0] || session.Duplicates.use_key[1] || session.Duplicates.use_key[2]);
+  duplicates.LoadDublettSettings();
+  EXPECT_FALSE(duplicates.settings().check_duplicates);
+  EXPECT_EQ(duplicates.settings().address_type_mask, 0);
+  EXPECT_FALSE(duplicates.settings().use_key[0] || duplicates.settings().use_key[1] ||
+               duplicates.settings().use_key[2]);
   EXPECT_THAT(ui.boxes, IsEmpty());
 }
 
 TEST_F(DuplicateSettingsTest, AMaskThatIsNoNumberIsToldEveryTimeAndTurnsEverythingOff) {
   UseSettings("DublettenPruefen=1\nAddresstypeCode=neun\nDublettenKey1=1\n");
-  LoadDublettSettings(session);
-  EXPECT_FALSE(session.Duplicates.check_duplicates);
-  EXPECT_FALSE(session.Duplicates.use_key[0]);
-  LoadDublettSettings(session);
+  duplicates.LoadDublettSettings();
+  EXPECT_FALSE(duplicates.settings().check_duplicates);
+  EXPECT_FALSE(duplicates.settings().use_key[0]);
+  duplicates.LoadDublettSettings();
   const auto box = PlainBox("Fehler in Funktion LoadDublettSettings: Typen unverträglich");
   EXPECT_THAT(ui.boxes, ElementsAre(box, box));
 }
 
 TEST_F(DuplicateSettingsTest, AChangeOfTheFileIsSeenAtOnce) {
-  LoadDublettSettings(session);
-  EXPECT_EQ(session.Duplicates.address_type_mask, 1);
+  duplicates.LoadDublettSettings();
+  EXPECT_EQ(duplicates.settings().address_type_mask, 1);
   UseSettings("AddresstypeCode=8\n");
-  LoadDublettSettings(session);
-  EXPECT_EQ(session.Duplicates.address_type_mask, 8);
-  EXPECT_FALSE(session.Duplicates.check_duplicates);
+  duplicates.LoadDublettSettings();
+  EXPECT_EQ(duplicates.settings().address_type_mask, 8);
+  EXPECT_FALSE(duplicates.settings().check_duplicates);
 }
 
-TEST_F(DuplicateSettingsTest, TheSettingsAreLoadedAgainOverWhatTheSessionHolds) {
-  LoadDublettSettings(session);
-  session.Duplicates = DuplicateSettings();
-  LoadDublettSettings(session);
-  EXPECT_TRUE(session.Duplicates.check_duplicates);
+TEST_F(DuplicateSettingsTest, TheSettingsAreTheSameWhereTheirReadingIsForgotten) {
+  duplicates.LoadDublettSettings();
+  duplicates.Forget();
+  duplicates.LoadDublettSettings();
+  EXPECT_TRUE(duplicates.settings().check_duplicates);
 }
 
 // --- The kind of address ---
@@ -79,28 +80,28 @@ TEST_F(DuplicateSettingsTest, TheAddressTypeFollowsTheExactImportClass) {
 // --- Settings of the host ---
 
 TEST_F(DuplicateSettingsTest, TheIndexSettingIsReadFromANewPrimedComponent) {
-  EXPECT_TRUE(isDoublettIndex(session));
+  EXPECT_TRUE(duplicates.isDoublettIndex());
   EXPECT_THAT(CallLines(),
               ElementsAre("Call settings.Init(0, ByRef Object)",
                           R"(Call settings.GetSetting("Adressindex", "Doubletindex", ByRef "", "Standard", )"
                           R"("Standard", "0"))"));
   EXPECT_EQ(journal->front().arguments[1].ToObject(), session.HostConnection);
-  EXPECT_TRUE(isDoublettIndex(session));
+  EXPECT_TRUE(duplicates.isDoublettIndex());
   EXPECT_THAT(settings_objects, SizeIs(2));
 }
 
 TEST_F(DuplicateSettingsTest, OnlyOneMeansThatTheHostKeepsTheIndex) {
   for (const char* value : {"0", "", "True", "11", " 1"}) {
     host_settings["Doubletindex"] = value;
-    EXPECT_FALSE(isDoublettIndex(session)) << value;
+    EXPECT_FALSE(duplicates.isDoublettIndex()) << value;
   }
   host_settings.clear();
-  EXPECT_FALSE(isDoublettIndex(session));
+  EXPECT_FALSE(duplicates.isDoublettIndex());
 }
 
 TEST_F(DuplicateSettingsTest, AlgorithmCodesAreReadInOrderFromOneComponent) {
   std::string code1, code2, code3;
-  GetDoubletAlgorithmCode(session, code1, code2, code3);
+  duplicates.GetDoubletAlgorithmCode(code1, code2, code3);
   EXPECT_EQ(code1 + code2 + code3, "A1A2A3");
   EXPECT_THAT(
       CallLines(),
@@ -114,7 +115,7 @@ TEST_F(DuplicateSettingsTest, AlgorithmCodesAreReadInOrderFromOneComponent) {
 
 TEST_F(DuplicateSettingsTest, AnUnsetConnectionReachesTheComponentUnset) {
   session.HostConnection = nullptr;
-  EXPECT_TRUE(isDoublettIndex(session));
+  EXPECT_TRUE(duplicates.isDoublettIndex());
   EXPECT_EQ(CallLines().front(), "Call settings.Init(0, ByRef Nothing)");
 }
 
@@ -128,7 +129,7 @@ TEST_F(DuplicateSettingsTest, TheConnectionTheComponentLeavesBecomesTheSessions)
     });
     return settings;
   });
-  isDoublettIndex(session);
+  duplicates.isDoublettIndex();
   EXPECT_EQ(session.HostConnection, replaced);
 }
 
@@ -138,14 +139,14 @@ class FailingSettingsTest : public DuplicateSettingsTest, public ::testing::With
 
 TEST_P(FailingSettingsTest, TheIndexCountsAsNotKept) {
   LetFail(kSettingsComponent, GetParam(), RuntimeError(4711, "kaputt"));
-  EXPECT_FALSE(isDoublettIndex(session));
+  EXPECT_FALSE(duplicates.isDoublettIndex());
   EXPECT_THAT(ui.boxes, ElementsAre(PlainBox("Fehler in Funktion isDoublettIndex: kaputt")));
 }
 
 TEST_P(FailingSettingsTest, TheCodesAreEmpty) {
   LetFail(kSettingsComponent, GetParam(), RuntimeError(4711, "kaputt"));
   std::string code1 = "x", code2 = "x", code3 = "x";
-  GetDoubletAlgorithmCode(session, code1, code2, code3);
+  duplicates.GetDoubletAlgorithmCode(code1, code2, code3);
   EXPECT_EQ(code1 + code2 + code3, "");
   EXPECT_THAT(ui.boxes, ElementsAre(PlainBox("Fehler in Funktion GetDoubletAlgorithmCode: kaputt")));
 }
@@ -156,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(AtEachMember, FailingSettingsTest, ::testing::Values("I
 TEST_F(DuplicateSettingsTest, AMissingSettingsComponentIsTold) {
   components.Register(kSettingsComponent,
                       []() -> ObjectPtr { throw RuntimeError(ErrorNumber::kCannotCreateObject); });
-  EXPECT_FALSE(isDoublettIndex(session));
+  EXPECT_FALSE(duplicates.isDoublettIndex());
   EXPECT_THAT(ui.boxes,
               ElementsAre(PlainBox("Fehler in Funktion isDoublettIndex: Objekt kann nicht erstellt werden")));
 }
@@ -170,7 +171,7 @@ TEST_F(DuplicateSettingsTest, ASettingLeftNullIsTold) {
     });
     return settings;
   });
-  EXPECT_FALSE(isDoublettIndex(session));
+  EXPECT_FALSE(duplicates.isDoublettIndex());
   EXPECT_THAT(ui.boxes,
               ElementsAre(PlainBox("Fehler in Funktion isDoublettIndex: Unzulässige Verwendung von Null")));
 }
@@ -179,7 +180,7 @@ TEST_F(DuplicateSettingsTest, ASettingLeftNullIsTold) {
 
 TEST_F(DuplicateSettingsTest, ThreeKeysAreBuiltInOrderWithTheHostsCodes) {
   std::string key1, key2, key3;
-  GenDoubKey(session, "Text", key1, key2, key3);
+  duplicates.GenDoubKey("Text", key1, key2, key3);
   EXPECT_EQ(key1, "A1/Text");
   EXPECT_EQ(key2, "A2/Text");
   EXPECT_EQ(key3, "A3/Text");
@@ -194,8 +195,8 @@ TEST_F(DuplicateSettingsTest, ThreeKeysAreBuiltInOrderWithTheHostsCodes) {
 
 TEST_F(DuplicateSettingsTest, EveryKeyGenerationMakesNewComponents) {
   std::string key1, key2, key3;
-  GenDoubKey(session, "a", key1, key2, key3);
-  GenDoubKey(session, "b", key1, key2, key3);
+  duplicates.GenDoubKey("a", key1, key2, key3);
+  duplicates.GenDoubKey("b", key1, key2, key3);
   EXPECT_THAT(key_objects, SizeIs(2));
   EXPECT_THAT(settings_objects, SizeIs(2));
   EXPECT_EQ(key1, "A1/b");
@@ -205,7 +206,7 @@ TEST_F(DuplicateSettingsTest, TheKeyComponentIsMadeBeforeTheCodesAreRead) {
   components.Register(kKeyComponent,
                       []() -> ObjectPtr { throw RuntimeError(ErrorNumber::kCannotCreateObject); });
   std::string key1, key2, key3;
-  GenDoubKey(session, "a", key1, key2, key3);
+  duplicates.GenDoubKey("a", key1, key2, key3);
   EXPECT_THAT(settings_objects, IsEmpty());
   EXPECT_THAT(ui.boxes,
               ElementsAre(PlainBox("Fehler in Funktion GenDoubKey: Objekt kann nicht erstellt werden")));
@@ -214,7 +215,7 @@ TEST_F(DuplicateSettingsTest, TheKeyComponentIsMadeBeforeTheCodesAreRead) {
 TEST_F(DuplicateSettingsTest, WithoutCodesTheKeysAreBuiltFromEmptyOnes) {
   LetFail(kSettingsComponent, "GetSetting", RuntimeError(4711, "kaputt"));
   std::string key1, key2, key3;
-  GenDoubKey(session, "a", key1, key2, key3);
+  duplicates.GenDoubKey("a", key1, key2, key3);
   EXPECT_EQ(key1, "/a");
   EXPECT_THAT(ui.boxes, ElementsAre(PlainBox("Fehler in Funktion GetDoubletAlgorithmCode: kaputt")));
 }
@@ -225,7 +226,7 @@ TEST_F(DuplicateSettingsTest, AFailureInTheMiddleEmptiesAllKeys) {
     return code;
   };
   std::string key1 = "x", key2 = "x", key3 = "x";
-  GenDoubKey(session, "a", key1, key2, key3);
+  duplicates.GenDoubKey("a", key1, key2, key3);
   EXPECT_EQ(key1 + key2 + key3, "");
   EXPECT_THAT(ui.boxes, ElementsAre(PlainBox("Fehler in Funktion GenDoubKey: kaputt")));
 }

@@ -51,11 +51,12 @@ class RepeatedImports : public testing::HostFixture {
     CreateWorkingCopy(session);
     session.ImportFileName = folder.File("Quelle.txt");
     ApplyImportFileName(session);
+    ActiveImport import(session);
     ASSERT_TRUE(CreateImportClass(session));
     session.SourceFieldNames = SourceColumnNames(session);
-    BuildAssignmentList(session);
+    BuildAssignmentList(session, import.logs());
     UnseenView view;
-    ImportRun run(session, view);
+    ImportRun run(import, view);
     run.Activate();
     ASSERT_EQ(run.result().records, 3);
     ASSERT_GT(run.result().errors, 0);

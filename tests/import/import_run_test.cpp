@@ -250,7 +250,7 @@ TEST_F(ImportRunTest, EveryRunStartsLogsOfItsOwn) {
   UseNames({"A"});
   import_class->Get("ErrorCode", Value(1));
   Run();
-  ImportRun second(session, view);
+  ImportRun second(import, view);
   second.Activate();
   EXPECT_EQ(log->CountOf("CreateProtokoll"), 2u);
   EXPECT_EQ(second.result().errors, 2);

@@ -345,7 +345,7 @@ TEST_F(RecordOutcomeTest, AViewThatCannotTakeOutcomesChangesNothing) {
   UseNames({"A", "B"});
   FailLate();
   Broken broken;
-  ImportRun run_with_it(session, broken);
+  ImportRun run_with_it(import, broken);
   run_with_it.Activate();
   EXPECT_EQ(run_with_it.result().errors, 1) << "the late one";
   EXPECT_EQ(run_with_it.result().stored, 1);

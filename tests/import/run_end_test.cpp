@@ -103,7 +103,7 @@ TEST_F(RunEndTest, ASourceThatBreaksOffIsOneErrorWhicheverWayItDoes) {
     journal->clear();
     session.AssignmentList->MoveFirst();
     UseEnding(3, 1000, ending);
-    ImportRun broken(session, view);
+    ImportRun broken(import, view);
     broken.Activate();
     const RunResult& result = broken.result();
     EXPECT_EQ(result.records, 3);
@@ -132,7 +132,7 @@ TEST_F(RunEndTest, AnIsEofThatAlwaysFailsEndsTheRunWithOneError) {
     ui.boxes.clear();
     journal->clear();
     UseEnding(3, count, Ending::kNoIsEof);
-    ImportRun endless(session, view);
+    ImportRun endless(import, view);
     endless.Activate();
     EXPECT_EQ(endless.result().records, 0);
     EXPECT_EQ(endless.result().errors, 1);

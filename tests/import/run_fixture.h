@@ -90,7 +90,8 @@ class ImportRunFixture : public SessionFixture {
   ConnectionPtr host;
   std::vector<StoredRecord> stored;
   RecordingView view{journal};
-  ImportRun run{session, view};
+  ActiveImport import{session};
+  ImportRun run{import, view};
 
  private:
   std::vector<std::string> columns_;

@@ -45,6 +45,7 @@ class ImportLogTest : public testing::SessionFixture {
   }
 
   std::shared_ptr<NotingConnection> connection;
+  ImportLogs logs{session};
   int logs_created = 0;
 };
 
@@ -52,7 +53,7 @@ class ImportLogTest : public testing::SessionFixture {
 
 TEST_F(ImportLogTest, AnErrorCreatesTheLogAndWritesOneRow) {
   AddLog();
-  WriteErrorProtocol(session, 3000, "Feld fehlt", "ImportStart", "ImportRecord");
+  logs.WriteErrorProtocol(3000, "Feld fehlt", "ImportStart", "ImportRecord");
   EXPECT_THAT(
       CallLines(),
       ElementsAre(R"(Call CreateProtokoll(ByRef Object, ByRef "Datenimport", ByRef "Dr. Jutta Müller", )"
@@ -61,13 +62,13 @@ TEST_F(ImportLogTest, AnErrorCreatesTheLogAndWritesOneRow) {
                   "Call AddNewRecord()",
                   R"x(Call SetField(10, 0, ByRef "Fehler: 3000 Feld fehlt (ImportRecord/ImportStart)"))x",
                   "Call UpdateRecord()"));
-  EXPECT_EQ(session.ErrorLog.key, "P1");
+  EXPECT_EQ(logs.error_log_key(), "P1");
   EXPECT_THAT(ui.boxes, IsEmpty());
 }
 
 TEST_F(ImportLogTest, TheErrorLineNamesTheMemberBeforeTheContext) {
   const auto log = AddLog();
-  WriteErrorProtocol(session, 10005, "Eine Typen Unverträglichkeit", "GetData", "GetFields");
+  logs.WriteErrorProtocol(10005, "Eine Typen Unverträglichkeit", "GetData", "GetFields");
   ASSERT_THAT(log->calls(), SizeIs(4));
   EXPECT_EQ(log->calls()[2].arguments[2],
             Value("Fehler: 10005 Eine Typen Unverträglichkeit (GetFields/GetData)"));
@@ -75,8 +76,8 @@ TEST_F(ImportLogTest, TheErrorLineNamesTheMemberBeforeTheContext) {
 
 TEST_F(ImportLogTest, TheSecondErrorGoesIntoTheLogOfTheFirst) {
   const auto log = AddLog();
-  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
-  WriteErrorProtocol(session, 2, "b", "ImportStart", "GetNewRecord");
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
+  logs.WriteErrorProtocol(2, "b", "ImportStart", "GetNewRecord");
   EXPECT_EQ(log->CountOf("CreateProtokoll"), 1U);
   EXPECT_EQ(log->CountOf("AddNewRecord"), 2U);
   EXPECT_EQ(log->CountOf("UpdateRecord"), 2U);
@@ -85,7 +86,7 @@ TEST_F(ImportLogTest, TheSecondErrorGoesIntoTheLogOfTheFirst) {
 TEST_F(ImportLogTest, ModeTwoPassesEightArguments) {
   const auto log = AddLog();
   session.AppMode = 2;
-  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
   EXPECT_THAT(log->calls()[0].arguments, SizeIs(8));
 }
 
@@ -93,9 +94,9 @@ TEST_F(ImportLogTest, AnyOtherModePassesTenWithTheNinthLeftOut) {
   for (const std::int16_t mode : {std::int16_t{0}, std::int16_t{1}, std::int16_t{3}, std::int16_t{-1}}) {
     const auto log = AddLog();
     log->Forget();
-    ResetLogs(session);
+    logs.Close();
     session.AppMode = mode;
-    WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+    logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
     ASSERT_THAT(log->calls()[0].arguments, SizeIs(10)) << mode;
     EXPECT_TRUE(log->calls()[0].arguments[8].IsMissing());
     EXPECT_FALSE(log->calls()[0].by_reference[8]);
@@ -111,7 +112,7 @@ TEST_F(ImportLogTest, TheConnectionTheLogLeavesBecomesTheSessions) {
     arguments[0].Set(Value(replaced));
     return Value("P1");
   });
-  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
   EXPECT_EQ(session.HostConnection, replaced);
 }
 
@@ -125,7 +126,7 @@ TEST_F(ImportLogTest, TextsChangedByTheLogLeaveTheSessionAlone) {
     arguments[2].Set(Value("überschrieben"));
     return Value();
   });
-  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
   EXPECT_EQ(session.Description, "Kunden Nord");
   EXPECT_EQ(session.SpecFile, "/import/~1.tmp");
   EXPECT_EQ(session.Provider, "Textdatei");
@@ -133,30 +134,33 @@ TEST_F(ImportLogTest, TextsChangedByTheLogLeaveTheSessionAlone) {
 
 TEST_F(ImportLogTest, ALogWithAKeyIsNotCreatedAgain) {
   const auto log = AddLog();
-  session.ErrorLog.key = "P7";
-  CreateProtocol(session, kErrorLogTitle, kErrorLogList, "07.03.2024", "d", "f", "s");
+  logs.CreateProtocol(kErrorLogTitle, kErrorLogList, "07.03.2024", "d", "f", "s");
+  log->Forget();
+  logs.CreateProtocol(kErrorLogTitle, kErrorLogList, "07.03.2024", "d", "f", "s");
   EXPECT_THAT(log->calls(), IsEmpty());
-  EXPECT_EQ(session.ErrorLog.key, "P7");
+  EXPECT_EQ(logs.error_log_key(), "P1");
 }
 
-TEST_F(ImportLogTest, AfterAResetTheNextErrorCreatesANewLog) {
+TEST_F(ImportLogTest, ClosedLogsAreReleasedAndTheNextErrorCreatesANewOne) {
   const auto log = AddLog();
-  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
-  ResetLogs(session);
-  EXPECT_EQ(session.ErrorLog.key, "");
-  EXPECT_EQ(session.ErrorLog.log, nullptr);
-  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  const long unused = log.use_count();
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
+  EXPECT_GT(log.use_count(), unused);
+  logs.Close();
+  EXPECT_EQ(logs.error_log_key(), "");
+  EXPECT_EQ(log.use_count(), unused);
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
   EXPECT_EQ(log->CountOf("CreateProtokoll"), 2U);
-  EXPECT_EQ(session.ErrorLog.key, "P2");
+  EXPECT_EQ(logs.error_log_key(), "P2");
 }
 
 // --- The duplicate log ---
 
 TEST_F(ImportLogTest, ADuplicateRowHoldsMarkFieldAndValue) {
   AddLog();
-  CreateDoubletProtocol(session, kDuplicateLogTitle, kDuplicateLogList, "07.03.2024", "Kunden Nord", "~1.tmp",
-                        "Textdatei");
-  AddDoubletProtocolColumns(session, "{M}", "Ort", "Köln");
+  logs.CreateDoubletProtocol(kDuplicateLogTitle, kDuplicateLogList, "07.03.2024", "Kunden Nord", "~1.tmp",
+                             "Textdatei");
+  logs.AddDoubletProtocolColumns("{M}", "Ort", "Köln");
   EXPECT_THAT(CallLines(),
               ElementsAre(R"(Call CreateProtokoll(ByRef Object, ByRef "Datenimport Dublettenverdacht", )"
                           R"(ByRef "Dr. Jutta Müller", ByRef "LST_ImportDublett", ByRef "07.03.2024", )"
@@ -175,13 +179,13 @@ TEST_F(ImportLogTest, TheTwoLogsHaveTheirOwnKeysAndObjects) {
     made.push_back(log);
     return log;
   });
-  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
-  CreateDoubletProtocol(session, kDuplicateLogTitle, kDuplicateLogList, "d", "d", "f", "s");
-  AddDoubletProtocolColumns(session, "m", "f", "v");
-  WriteErrorProtocol(session, 2, "b", "ImportStart", "GetNewRecord");
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
+  logs.CreateDoubletProtocol(kDuplicateLogTitle, kDuplicateLogList, "d", "d", "f", "s");
+  logs.AddDoubletProtocolColumns("m", "f", "v");
+  logs.WriteErrorProtocol(2, "b", "ImportStart", "GetNewRecord");
   ASSERT_THAT(made, SizeIs(2));
-  EXPECT_EQ(session.ErrorLog.key, "P1");
-  EXPECT_EQ(session.DuplicateLog.key, "P2");
+  EXPECT_EQ(logs.error_log_key(), "P1");
+  EXPECT_EQ(logs.duplicate_log_key(), "P2");
   EXPECT_EQ(made[0]->CountOf("AddNewRecord"), 2U);
   EXPECT_EQ(made[1]->CountOf("AddNewRecord"), 1U);
 }
@@ -192,17 +196,17 @@ TEST_F(ImportLogTest, WithoutALogComponentCreatingAndWritingBothTellAndTheNextRo
   components.Register(kLog, []() -> ObjectPtr {
     throw RuntimeError(ErrorNumber::kCannotCreateObject, "Kein Protokoll installiert");
   });
-  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
   EXPECT_THAT(ui.boxes,
               ElementsAre(StopBox("CreateProtocol",
                                   "Protokoll konnte nicht erzeugt werden. Kein Protokoll installiert"),
                           StopBox("AddProtocolColumn",
                                   "Fehler beim Erzeugen der Protokollzeile. Objektvariable nicht festgelegt")));
-  EXPECT_EQ(session.ErrorLog.key, "");
+  EXPECT_EQ(logs.error_log_key(), "");
 
   const auto log = AddLog();
   ui.boxes.clear();
-  WriteErrorProtocol(session, 2, "b", "ImportStart", "GetNewRecord");
+  logs.WriteErrorProtocol(2, "b", "ImportStart", "GetNewRecord");
   EXPECT_THAT(ui.boxes, IsEmpty());
   EXPECT_EQ(log->CountOf("UpdateRecord"), 1U);
 }
@@ -210,19 +214,19 @@ TEST_F(ImportLogTest, WithoutALogComponentCreatingAndWritingBothTellAndTheNextRo
 TEST_F(ImportLogTest, AFailingCreateProtokollLeavesNoKeyAndNoRow) {
   const auto log = AddLog();
   log->Raises("CreateProtokoll", RuntimeError(4711, "Platte voll"));
-  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
   EXPECT_THAT(ui.boxes,
               ElementsAre(StopBox("CreateProtocol", "Protokoll konnte nicht erzeugt werden. Platte voll"),
                           StopBox("AddProtocolColumn",
                                   "Fehler beim Erzeugen der Protokollzeile. Objektvariable nicht festgelegt")));
-  EXPECT_EQ(session.ErrorLog.key, "");
+  EXPECT_EQ(logs.error_log_key(), "");
   EXPECT_EQ(log->CountOf("AddNewRecord"), 0U);
 }
 
 TEST_F(ImportLogTest, AHostWithoutPersonnelTableFailsTheCreation) {
   const auto log = AddLog();
   connection->Execute("DROP TABLE Personalstamm");
-  CreateProtocol(session, kErrorLogTitle, kErrorLogList, "d", "d", "f", "s");
+  logs.CreateProtocol(kErrorLogTitle, kErrorLogList, "d", "d", "f", "s");
   ASSERT_THAT(ui.boxes, SizeIs(1));
   EXPECT_EQ(ui.boxes[0].title, "CreateProtocol");
   EXPECT_THAT(ui.boxes[0].text, ::testing::StartsWith("Protokoll konnte nicht erzeugt werden. "));
@@ -232,7 +236,7 @@ TEST_F(ImportLogTest, AHostWithoutPersonnelTableFailsTheCreation) {
 TEST_F(ImportLogTest, AnUnsetConnectionFailsTheCreation) {
   AddLog();
   session.HostConnection = nullptr;
-  CreateProtocol(session, kErrorLogTitle, kErrorLogList, "d", "d", "f", "s");
+  logs.CreateProtocol(kErrorLogTitle, kErrorLogList, "d", "d", "f", "s");
   EXPECT_THAT(ui.boxes, ElementsAre(StopBox("CreateProtocol",
                                             "Protokoll konnte nicht erzeugt werden. "
                                             "Objektvariable nicht festgelegt")));
@@ -244,12 +248,12 @@ TEST_P(FailingRowTest, TellsAndGoesOn) {
   const auto log = AddLog();
   log->Raises(GetParam(), RuntimeError(4711, "Platte voll"));
   const auto box = StopBox("AddProtocolColumn", "Fehler beim Erzeugen der Protokollzeile. Platte voll");
-  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
   EXPECT_THAT(ui.boxes, ElementsAre(box));
-  EXPECT_EQ(session.ErrorLog.key, "P1");
+  EXPECT_EQ(logs.error_log_key(), "P1");
 
-  CreateDoubletProtocol(session, kDuplicateLogTitle, kDuplicateLogList, "d", "d", "f", "s");
-  AddDoubletProtocolColumns(session, "m", "f", "v");
+  logs.CreateDoubletProtocol(kDuplicateLogTitle, kDuplicateLogList, "d", "d", "f", "s");
+  logs.AddDoubletProtocolColumns("m", "f", "v");
   EXPECT_THAT(ui.boxes, ElementsAre(box, box));
   EXPECT_EQ(log->CountOf("CreateProtokoll"), 2U);
 }
@@ -260,7 +264,7 @@ INSTANTIATE_TEST_SUITE_P(AtEachMember, FailingRowTest,
 
 TEST_F(ImportLogTest, ALogThatLacksAMemberTellsWhich) {
   AddComponent(kLog)->Returns("CreateProtokoll", "P1").Method("AddNewRecord").Method("UpdateRecord");
-  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
   ASSERT_THAT(ui.boxes, SizeIs(1));
   EXPECT_THAT(ui.boxes[0].text, ::testing::HasSubstr("SetField"));
 }
@@ -283,9 +287,9 @@ TEST_F(ImportLogTest, OuterBlanksOfTheUserNameAreCut) { EXPECT_EQ(GetUserName(se
 TEST_F(ImportLogTest, AnUnknownPersonnelNumberGivesAnEmptyNameAndTheLogIsCreated) {
   const auto log = AddLog();
   session.PersonalNr = "0";
-  WriteErrorProtocol(session, 1, "a", "ImportStart", "GetNewRecord");
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
   EXPECT_EQ(log->calls()[0].arguments[2], Value(""));
-  EXPECT_EQ(session.ErrorLog.key, "P1");
+  EXPECT_EQ(logs.error_log_key(), "P1");
 }
 
 TEST_F(ImportLogTest, AQuoteInThePersonnelNumberStandsInTheQueryAsItIs) {

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include "log/import_log.h"
+#include "platform/data/open_connection.h"
 #include "support/expect_error.h"
 #include "support/field_list.h"
 #include "support/session_fixture.h"
@@ -33,11 +35,12 @@ class FieldAssignmentTest : public testing::SessionFixture {
                             Field field = {"Feld"}) {
     UseSpecification("[FieldAssignments]\n" + assignments + "\n" + other);
     UseFields({std::move(field)});
-    BuildAssignmentList(session);
+    BuildAssignmentList(session, logs);
     EXPECT_EQ(session.AssignmentList->RecordCount(), 1);
     return *session.AssignmentList;
   }
 
+  ImportLogs logs{session};
   std::shared_ptr<RecordingObject> import_class;
 };
 
@@ -79,7 +82,7 @@ TEST_F(FieldAssignmentTest, TheListHasItsThirteenColumnsInOrder) {
 TEST_F(FieldAssignmentTest, RowsStandInTheOrderOfGetFieldsAndTheFirstIsCurrent) {
   UseSpecification("");
   UseFields({{"Zeta"}, {"Alpha"}, {"Mitte"}});
-  BuildAssignmentList(session);
+  BuildAssignmentList(session, logs);
   MemoryRecordset& list = *session.AssignmentList;
   std::vector<std::string> names;
   for (; !list.IsEof(); list.MoveNext()) names.push_back(Text(list, kSourceName));
@@ -99,7 +102,7 @@ TEST_F(FieldAssignmentTest, FieldPropertiesAreCopied) {
 TEST_F(FieldAssignmentTest, MandatoryFlagsCountFromOne) {
   UseSpecification("");
   UseFields({{"A", true}, {"B", false}, {"C", true}});
-  EXPECT_THAT(BuildAssignmentList(session), ElementsAre(false, true, false, true));
+  EXPECT_THAT(BuildAssignmentList(session, logs), ElementsAre(false, true, false, true));
 }
 
 TEST_F(FieldAssignmentTest, AFieldWithoutEntryStaysUnset) {
@@ -202,7 +205,7 @@ TEST_F(FieldAssignmentTest, NullPropertiesOfAFieldStayNullAndAreNotMandatory) {
   fields->SetText(0, "A");
   UseFieldList(fields);
   std::string failure;
-  EXPECT_THAT(BuildAssignmentList(session, &failure), ElementsAre(false, false));
+  EXPECT_THAT(BuildAssignmentList(session, logs, &failure), ElementsAre(false, false));
   EXPECT_EQ(failure, "");
   EXPECT_TRUE(session.AssignmentList->IsNull(kObligation));
   EXPECT_TRUE(session.AssignmentList->IsNull(kRowSourceTyp));
@@ -215,14 +218,14 @@ TEST_F(FieldAssignmentTest, AnErrorOfGetFieldsIsLoggedAndTheBuildGoesOn) {
   UseSpecification("");
   UseFields({{"A"}});
   import_class->Get("ErrorCode", Value(17)).Get("ErrorDescription", Value("Tabelle gesperrt"));
-  session.ErrorLog.key = "P1";
-  auto log = std::make_shared<RecordingObject>("log", journal);
-  log->Method("AddNewRecord").Method("SetField").Method("UpdateRecord");
-  session.ErrorLog.log = log;
-  session.ErrorLog.add_new_record = BoundMember(log, "AddNewRecord");
-  session.ErrorLog.set_field = BoundMember(log, "SetField");
-  session.ErrorLog.update_record = BoundMember(log, "UpdateRecord");
-  BuildAssignmentList(session);
+  const ConnectionPtr host = OpenConnection("Provider=SQLite;Data Source=" + folder.File("host.db"));
+  host->Execute("CREATE TABLE Personalstamm (PersonalNr TEXT, Nachname TEXT, Vorname TEXT, Titel TEXT)");
+  session.HostConnection = host;
+  const auto log = AddComponent("KSHProto.Protokoll", "log");
+  log->Returns("CreateProtokoll", "P1").Method("AddNewRecord").Method("SetField").Method("UpdateRecord");
+  logs.CreateProtocol(kErrorLogTitle, kErrorLogList, "d", "d", "f", "s");
+  journal->clear();
+  BuildAssignmentList(session, logs);
   EXPECT_THAT(
       CallLines(),
       ElementsAre("Call class.GetFields()", "Get class.ErrorCode", "Get class.ErrorCode",
@@ -236,7 +239,7 @@ TEST_F(FieldAssignmentTest, AFailingGetFieldsLeavesAnEmptyListAndTellsWhy) {
   UseFields({});
   import_class->Raises("GetFields", RuntimeError(4711, "kaputt"));
   std::string failure;
-  EXPECT_THAT(BuildAssignmentList(session, &failure), SizeIs(1));
+  EXPECT_THAT(BuildAssignmentList(session, logs, &failure), SizeIs(1));
   EXPECT_EQ(failure, "kaputt");
   ASSERT_NE(session.AssignmentList, nullptr);
   EXPECT_EQ(session.AssignmentList->RecordCount(), 0);
@@ -247,7 +250,7 @@ TEST_F(FieldAssignmentTest, AFieldThatDoesNotFitEndsTheBuildWithTheRowsSoFar) {
   UseSpecification("");
   UseFields({{"A", true}, {std::string(256, 'x'), true}, {"C", true}});
   std::string failure;
-  const std::vector<bool> mandatory = BuildAssignmentList(session, &failure);
+  const std::vector<bool> mandatory = BuildAssignmentList(session, logs, &failure);
   EXPECT_NE(failure, "");
   EXPECT_EQ(session.AssignmentList->RecordCount(), 2);
   EXPECT_THAT(mandatory, ElementsAre(false, true, false));
@@ -260,7 +263,7 @@ TEST_F(FieldAssignmentTest, ATextThatIsTooLongIsToldWithFieldPlaceAndLimit) {
     field.row_source = row_source;
     UseFields({field});
     std::string failure;
-    BuildAssignmentList(session, &failure);
+    BuildAssignmentList(session, logs, &failure);
     return failure;
   };
   EXPECT_EQ(failure_with("CONST:" + std::string(253, 'x'), std::string(255, 'y')), "");
@@ -277,7 +280,7 @@ TEST_F(FieldAssignmentTest, ATextThatIsTooLongIsToldWithFieldPlaceAndLimit) {
 TEST_F(FieldAssignmentTest, AConstantThatIsTooLongLeavesTheRowAsItWas) {
   UseSpecification("[FieldAssignments]\nName=CONST:alt\n");
   UseFields({{"Name"}});
-  BuildAssignmentList(session);
+  BuildAssignmentList(session, logs);
   AssignmentPanel panel;
   panel.option = kConstantValue;
   panel.constant = std::string(254, 'x');
@@ -290,14 +293,14 @@ TEST_F(FieldAssignmentTest, AnErrorCodeThatCannotBeReadEndsTheBuild) {
   UseFields({{"A"}});
   import_class->Raises("ErrorCode", RuntimeError(4711, "kaputt"));
   std::string failure;
-  BuildAssignmentList(session, &failure);
+  BuildAssignmentList(session, logs, &failure);
   EXPECT_EQ(failure, "kaputt");
   EXPECT_EQ(session.AssignmentList->RecordCount(), 0);
 }
 
 TEST_F(FieldAssignmentTest, WithoutAnImportClassTheListIsEmpty) {
   std::string failure;
-  BuildAssignmentList(session, &failure);
+  BuildAssignmentList(session, logs, &failure);
   EXPECT_EQ(failure, "Objektvariable nicht festgelegt");
   EXPECT_EQ(session.AssignmentList->RecordCount(), 0);
 }
@@ -307,7 +310,7 @@ TEST_F(FieldAssignmentTest, AFieldListThatLacksAColumnNamesIt) {
   fields->AppendColumn("FieldName");
   UseFieldList(fields);
   std::string failure;
-  BuildAssignmentList(session, &failure);
+  BuildAssignmentList(session, logs, &failure);
   EXPECT_THAT(failure, ::testing::HasSubstr("Obligation"));
 }
 
@@ -344,7 +347,7 @@ TEST_F(FieldAssignmentTest, StoringAConstantKeepsItWholeAndShowsItInQuoteMarks) 
 TEST_F(FieldAssignmentTest, ThePanelShowsWhatWasStoredAndTheListStays) {
   UseSpecification("");
   UseFields({{"A"}, {"B"}, {"C"}, {"D"}});
-  BuildAssignmentList(session);
+  BuildAssignmentList(session, logs);
   MemoryRecordset& list = *session.AssignmentList;
   StoreCurrentAssignment(list, {kImportField, "Ort", "", true, "ttmmjj"});
   list.GoTo(1);
@@ -418,7 +421,7 @@ TEST_F(FieldAssignmentTest, AMandatoryFieldWithAnEmptyConstantFails) {
 TEST_F(FieldAssignmentTest, BothChecksLookAtEveryRowAndReturnToTheCurrentOne) {
   UseSpecification("[FieldAssignments]\nC=NOTASSIGNED\n");
   UseFields({{"A", true}, {"B", true, true}, {"C", true}});
-  BuildAssignmentList(session);
+  BuildAssignmentList(session, logs);
   MemoryRecordset& list = *session.AssignmentList;
   list.GoTo(1);
   StoreCurrentAssignment(list, {kImportField, "Ort", "", false, ""});

@@ -30,11 +30,12 @@ void Import(kestrel::Session& session, const std::string& specification) {
   session.AppMode = 2;
   kestrel::ReadCommonSection(session);
   kestrel::CreateWorkingCopy(session);
+  kestrel::ActiveImport import(session);
   if (!kestrel::CreateImportClass(session)) return;
   session.SourceFieldNames = kestrel::SourceColumnNames(session);
-  kestrel::BuildAssignmentList(session);
+  kestrel::BuildAssignmentList(session, import.logs());
   Unseen view;
-  kestrel::ImportRun run(session, view);
+  kestrel::ImportRun run(import, view);
   run.Activate();
   const kestrel::RunResult& result = run.result();
   std::cout << "{\"records\":" << result.records << ",\"errors\":" << result.errors << ",\"message\":\""

@@ -71,7 +71,7 @@ class RunWindowTest : public testing::WizardFixture {
  protected:
   void Prepare(int records) {
     OpenStep3(TextSpecification(WriteSource(records), "[FieldAssignments]\nName=FIELD:Name\n"));
-    window = std::make_unique<frmImport>(session, nullptr);
+    window = std::make_unique<frmImport>(wizard.CurrentImport(), nullptr);
   }
   // A log component, and an import class that tells an error after each call.
   std::shared_ptr<testing::RecordingObject> UseLog() {
@@ -215,8 +215,11 @@ TEST_F(RunWindowTest, AnErrorOfGetFieldsAndThoseOfTheRunStandInOneLogAndTheNextI
 
 TEST_F(RunWindowTest, AnImportThatWasGivenUpLeavesItsLogToItself) {
   const auto log = UseLog();
+  const long users = log.use_count();
   Prepare(1);
+  EXPECT_GT(log.use_count(), users);
   Click("cmdCancel");
+  EXPECT_EQ(log.use_count(), users) << "cancelling ends the import";
   Prepare(1);
   EXPECT_EQ(log->CountOf("CreateProtokoll"), 2u);
 }

@@ -161,13 +161,14 @@ class PagesTest : public testing::WizardFixture {
     WriteSpecification("Kunden.IMP", TextSpecification(session.FileName));
     wizard.ShowStep1(SharedSession());
     wizard.CurrentPage()->close();
+    wizard.BeginImport();
     pages.push_back(std::make_unique<frmStep1>(session, wizard));
     pages.push_back(std::make_unique<frmStep2>(session, wizard));
     pages.push_back(std::make_unique<frmStep3>(session, wizard));
     pages.push_back(std::make_unique<frmQuestionDlg>(nullptr));
     pages.push_back(std::make_unique<frmPrev>(session, nullptr));
     pages.push_back(std::make_unique<frmTransTbl>(session));
-    pages.push_back(std::make_unique<frmImport>(session, nullptr));
+    pages.push_back(std::make_unique<frmImport>(import, nullptr));
   }
 
   QWidget& PageNamed(const QString& name) {
@@ -194,6 +195,7 @@ class PagesTest : public testing::WizardFixture {
     return controls;
   }
 
+  ActiveImport import{session};
   std::vector<std::unique_ptr<QWidget>> pages;
 };
 
