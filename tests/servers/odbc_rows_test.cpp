@@ -38,14 +38,14 @@ TEST(OdbcLogin, ASilentServerIsGivenUpAfterFiveSeconds) {
       ErrorNumber::kDatabase, HasSubstr("Given up after 5 s"));
 }
 
-TEST(BlockwiseReading, OnlyPostgresqlIsToldToFetchUnlessTheStringSaysHow) {
-  EXPECT_EQ(odbc::WithBlockwiseReading("Driver={PostgreSQL Unicode};Server=a"),
-            "Driver={PostgreSQL Unicode};Server=a;UseDeclareFetch=1;Fetch=1000;");
-  EXPECT_EQ(odbc::WithBlockwiseReading("driver=postgresql ansi;Fetch=50;"),
-            "driver=postgresql ansi;Fetch=50;UseDeclareFetch=1;");
-  for (const char* text :
-       {"Driver={PostgreSQL Unicode};usedeclarefetch=0", "Driver={FreeTDS};Server=a", "DSN=PostgreSQL"}) {
-    EXPECT_EQ(odbc::WithBlockwiseReading(text), text);
+TEST(DriverDefaults, OnlyPostgresqlIsToldHowToFetchAndToKeepNoLogsUnlessTheStringSaysIt) {
+  EXPECT_EQ(odbc::WithDriverDefaults("Driver={PostgreSQL Unicode};Server=a"),
+            "Driver={PostgreSQL Unicode};Server=a;UseDeclareFetch=1;Fetch=1000;Debug=0;CommLog=0;");
+  EXPECT_EQ(odbc::WithDriverDefaults("driver=postgresql ansi;Fetch=50;commlog=1;"),
+            "driver=postgresql ansi;Fetch=50;commlog=1;UseDeclareFetch=1;Debug=0;");
+  for (const char* text : {"Driver={PostgreSQL Unicode};usedeclarefetch=0;Debug=1;CommLog=1",
+                           "Driver={FreeTDS};Server=a", "DSN=PostgreSQL"}) {
+    EXPECT_EQ(odbc::WithDriverDefaults(text), text);
   }
 }
 

@@ -1,7 +1,9 @@
 // PostgreSQL through libpq and through ODBC, against a server of the tests' own.
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <thread>
 
 #include "platform/data/connection_contract.h"
@@ -367,6 +369,16 @@ TEST_F(PostgresOdbc, ManyRowsComeInOrder) {
   int number = 0;
   for (; !rows->IsEof(); rows->MoveNext()) ASSERT_EQ(rows->TextAt(0), std::to_string(++number));
   EXPECT_EQ(number, 50000);
+}
+
+TEST_F(PostgresOdbc, NoLogOfTheDriversIsLeftForEverybody) {
+  if (!HasOdbcDriver()) GTEST_SKIP() << "the ODBC driver of PostgreSQL (package odbc-postgresql) is missing";
+  OpenConnection(OdbcString(database))->OpenRecordset(kManyRows);
+  for (const auto& entry : std::filesystem::directory_iterator("/tmp")) {
+    const std::string name = entry.path().filename();
+    // Such as psqlodbc_program_user4711.log.
+    EXPECT_FALSE(name.starts_with("psqlodbc_") && name.ends_with(std::to_string(getpid()) + ".log")) << name;
+  }
 }
 
 TEST_F(PostgresOdbc, ARefusedLoginNeverTellsThePassword) {

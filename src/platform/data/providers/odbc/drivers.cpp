@@ -69,15 +69,19 @@ std::optional<Driver> FindDriver(std::string_view provider) {
   return driver;
 }
 
-std::string WithBlockwiseReading(std::string connection_string) {
+std::string WithDriverDefaults(std::string connection_string) {
   const ConnectionKeys keys(connection_string);
-  if (!StartsWithIgnoringCase(keys.Get("Driver"), "PostgreSQL") || keys.Find("UseDeclareFetch")) {
-    return connection_string;
+  if (!StartsWithIgnoringCase(keys.Get("Driver"), "PostgreSQL")) return connection_string;
+  std::string defaults;
+  if (!keys.Find("UseDeclareFetch")) {
+    defaults += "UseDeclareFetch=1;";
+    if (!keys.Find("Fetch")) defaults += "Fetch=1000;";
   }
-  if (!connection_string.ends_with(';')) connection_string += ';';
-  connection_string += "UseDeclareFetch=1;";
-  if (!keys.Find("Fetch")) connection_string += "Fetch=1000;";
-  return connection_string;
+  for (const std::string log : {"Debug", "CommLog"}) {
+    if (!keys.Find(log)) defaults += log + "=0;";
+  }
+  if (!connection_string.ends_with(';') && !defaults.empty()) connection_string += ';';
+  return connection_string + defaults;
 }
 
 std::string DriverConnectionString(const Driver& driver, const ConnectionKeys& keys) {

@@ -37,10 +37,11 @@ struct Driver {
 // before what is built in; an entry without Driver is ignored.
 std::optional<Driver> FindDriver(std::string_view provider);
 
-// The string with what a driver needs to read large tables in little memory, where the string does not say it
-// itself: PostgreSQL's fetches through a cursor (UseDeclareFetch=1, Fetch=1000), as it otherwise keeps the
-// whole answer. A string that names a DSN is left alone, as its settings stand elsewhere.
-std::string WithBlockwiseReading(std::string connection_string);
+// The string with what its driver needs to be told, where the string does not say it itself: PostgreSQL's
+// fetches through a cursor (UseDeclareFetch=1, Fetch=1000), as it otherwise keeps the whole answer, and writes
+// no logs (Debug=0, CommLog=0), which a system may ask for and which then stand in /tmp for everybody. A string
+// that names a DSN is left alone, as its settings stand elsewhere.
+std::string WithDriverDefaults(std::string connection_string);
 
 // The driver's own connection string for the keys Data Source, Initial Catalog, User ID and Password. Error
 // 3000 where the password holds what the driver's syntax cannot express.

@@ -15,13 +15,13 @@ bool Serves(const ConnectionKeys& keys) {
 ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole) {
   if (const auto provider = keys.Find("Provider")) {
     const Driver driver = *FindDriver(*provider);
-    return std::make_shared<OdbcConnection>(Target{WithBlockwiseReading(DriverConnectionString(driver, keys)),
+    return std::make_shared<OdbcConnection>(Target{WithDriverDefaults(DriverConnectionString(driver, keys)),
                                                    keys.Get("Password"), driver.narrow_utf8});
   }
   std::string password = keys.Get("PWD");
   if (password.empty()) password = keys.Get("Password");
   return std::make_shared<OdbcConnection>(
-      Target{WithBlockwiseReading(std::string(whole)), std::move(password), false});
+      Target{WithDriverDefaults(std::string(whole)), std::move(password), false});
 }
 
 }  // namespace kestrel::odbc
