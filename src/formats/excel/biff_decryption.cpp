@@ -133,7 +133,8 @@ std::size_t PlainSize(const RecordCursor& cursor) {
 }  // namespace
 
 void RaiseNeedsPassword() {
-  throw FormatError("Die Arbeitsmappe ist mit einem Kennwort verschlüsselt; sie muss ohne Kennwort gespeichert "
+  throw FormatError(
+      "Die Arbeitsmappe ist mit einem Kennwort verschlüsselt; sie muss ohne Kennwort gespeichert "
       "werden, bevor sie gelesen werden kann");
 }
 

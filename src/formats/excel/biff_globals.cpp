@@ -55,7 +55,8 @@ class GlobalsReader {
   void ReadVersion() {
     if (!cursor_.Next()) RaiseDamaged("sie ist leer");
     if (cursor_.type() != kBof) {
-      throw FormatError("Die Arbeitsmappe ist von einer Version vor Excel 5.0; sie muss in einem neueren Format "
+      throw FormatError(
+          "Die Arbeitsmappe ist von einer Version vor Excel 5.0; sie muss in einem neueren Format "
           "gespeichert werden, bevor sie gelesen werden kann");
     }
     const std::uint16_t version = ReadU16(cursor_.data(), 0);

@@ -11,8 +11,8 @@ constexpr std::string_view kSaveAsWorkbook =
     "; sie muss mit ihrem Programm als Excel-Arbeitsmappe (.xlsx oder .xls) gespeichert werden";
 
 [[noreturn]] void RaiseIs(std::string_view kind, std::string_view way_out) {
-  throw FormatError("Die Datei ist keine Excel-Arbeitsmappe, sondern " +
-                                                 std::string(kind) + std::string(way_out));
+  throw FormatError("Die Datei ist keine Excel-Arbeitsmappe, sondern " + std::string(kind) +
+                    std::string(way_out));
 }
 
 bool BeginsLike(Bytes file, std::string_view mark) {
@@ -23,7 +23,8 @@ bool BeginsLike(Bytes file, std::string_view mark) {
 std::string MimeTypeOf(const ZipArchive& archive) {
   const ZipArchive::Part* part = archive.Find("mimetype");
   std::string type(128, '\0');
-  type.resize(part == nullptr ? 0 : ZipStream(archive, *part).Read(type.data(), type.size()));
+  UnpackBudget budget(type.size());
+  type.resize(part == nullptr ? 0 : ZipStream(archive, *part, budget).Read(type.data(), type.size()));
   return type;
 }
 
@@ -34,7 +35,8 @@ void RaiseOtherContent(const CompoundFile& container) {
     RaiseIs("ein Word-Dokument (.doc)", "; die Tabelle darin muss in eine Arbeitsmappe kopiert werden");
   if (container.FindStream("PowerPoint Document")) RaiseIs("eine PowerPoint-Präsentation (.ppt)", "");
   if (container.FindStream("__properties_version1.0")) RaiseIs("eine Outlook-Nachricht (.msg)", "");
-  throw FormatError("Die Datei enthält keine Excel-Arbeitsmappe; sie ist beschädigt oder gehört zu einem anderen Programm");
+  throw FormatError(
+      "Die Datei enthält keine Excel-Arbeitsmappe; sie ist beschädigt oder gehört zu einem anderen Programm");
 }
 
 void RaiseOtherContent(const ZipArchive& archive) {
@@ -62,7 +64,8 @@ void RaiseOtherContent(Bytes file) {
   if (head.find("urn:schemas-microsoft-com:office:spreadsheet") != std::string_view::npos) {
     RaiseIs("eine XML-Kalkulationstabelle 2003", kSaveAsWorkbook);
   }
-  throw FormatError("Die Datei ist keine Excel-Arbeitsmappe; sie muss aus Excel als .xls oder .xlsx gespeichert "
+  throw FormatError(
+      "Die Datei ist keine Excel-Arbeitsmappe; sie muss aus Excel als .xls oder .xlsx gespeichert "
       "sein (eine umbenannte Text- oder HTML-Datei ist keine)");
 }
 

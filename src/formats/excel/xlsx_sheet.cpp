@@ -215,25 +215,25 @@ class SheetReader {
 
 }  // namespace
 
-XlsxSheet::XlsxSheet(const ZipArchive& archive, const ZipArchive::Part& sheet,
+XlsxSheet::XlsxSheet(const ZipArchive& archive, UnpackBudget budget, const ZipArchive::Part& sheet,
                      const ZipArchive::Part* shared_strings, const std::vector<NumberStyle>& styles,
                      bool days_from_1904)
     : days_from_1904_(days_from_1904) {
   DamageNotes notes;
   if (shared_strings != nullptr) {
     try {
-      ReadTexts(archive, *shared_strings);
+      ReadTexts(archive, *shared_strings, budget);
     } catch (const RuntimeError& error) {
       notes.LosesTexts(error.Description());
     }
   }
-  XmlStream xml(archive, sheet);
+  XmlStream xml(archive, sheet, budget);
   SheetReader(texts_, cells_, styles).Read(xml, notes);
   damage_ = notes.Damage();
 }
 
-void XlsxSheet::ReadTexts(const ZipArchive& archive, const ZipArchive::Part& part) {
-  XmlStream xml(archive, part);
+void XlsxSheet::ReadTexts(const ZipArchive& archive, const ZipArchive::Part& part, UnpackBudget& budget) {
+  XmlStream xml(archive, part, budget);
   for (Node node = xml.Next(); node != Node::kEndOfPart; node = xml.Next()) {
     if (node == Node::kStart && xml.name() == "si") texts_.AddNumbered(TakeText(xml));
   }

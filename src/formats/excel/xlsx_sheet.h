@@ -14,8 +14,9 @@ class XlsxSheet final : public Sheet {
  public:
   // `shared_strings` is none for a workbook that has no such part. Error 3000 where the parts cannot be
   // unpacked at all.
-  XlsxSheet(const ZipArchive& archive, const ZipArchive::Part& sheet, const ZipArchive::Part* shared_strings,
-            const std::vector<NumberStyle>& styles, bool days_from_1904);
+  XlsxSheet(const ZipArchive& archive, UnpackBudget budget, const ZipArchive::Part& sheet,
+            const ZipArchive::Part* shared_strings, const std::vector<NumberStyle>& styles,
+            bool days_from_1904);
 
   std::optional<CellRange> UsedRange() const override { return cells_.used(); }
   void ReadRow(std::uint32_t row, std::uint32_t first_column, std::span<Cell> cells) const override {
@@ -26,7 +27,7 @@ class XlsxSheet final : public Sheet {
   const std::optional<SheetDamage>& Damage() const override { return damage_; }
 
  private:
-  void ReadTexts(const ZipArchive& archive, const ZipArchive::Part& part);
+  void ReadTexts(const ZipArchive& archive, const ZipArchive::Part& part, UnpackBudget& budget);
 
   // The shared strings, numbered, and behind them the texts that stand in cells; a cell knows the place of its
   // text.

@@ -50,16 +50,17 @@ std::string ResolvePart(const std::string& folder, const std::string& target) {
 
 }  // namespace
 
-XlsxWorkbook::XlsxWorkbook(std::string file) : file_(std::move(file)), archive_(BytesOf(file_)) {
+XlsxWorkbook::XlsxWorkbook(std::string file)
+    : file_(std::move(file)), archive_(BytesOf(file_)), budget_(file_.size()) {
   ReadWorkbookPart(FindWorkbookPart());
 }
 
-XlsxWorkbook::Relations XlsxWorkbook::ReadRelations(const std::string& part) const {
+XlsxWorkbook::Relations XlsxWorkbook::ReadRelations(const std::string& part) {
   const auto [folder, name] = SplitPartName(part);
   Relations relations;
   const ZipArchive::Part* list = archive_.Find(folder + "_rels/" + name + ".rels");
   if (list == nullptr) return relations;
-  XmlStream xml(archive_, *list, XmlStream::kSmallPart);
+  XmlStream xml(archive_, *list, budget_, XmlStream::kSmallPart);
   for (Node node = xml.Next(); node != Node::kEndOfPart; node = xml.Next()) {
     if (node != Node::kStart || xml.name() != "Relationship") continue;
     const std::string type = xml.Attribute("Type").value_or("");
@@ -70,11 +71,12 @@ XlsxWorkbook::Relations XlsxWorkbook::ReadRelations(const std::string& part) con
   return relations;
 }
 
-std::string XlsxWorkbook::FindWorkbookPart() const {
+std::string XlsxWorkbook::FindWorkbookPart() {
   for (const auto& [id, relation] : ReadRelations("")) {
     if (relation.type != "officeDocument" || archive_.Find(relation.part) == nullptr) continue;
     if (!relation.part.ends_with(".bin")) return relation.part;
-    throw FormatError("Die Arbeitsmappe ist binär gespeichert (.xlsb); sie muss als .xlsx oder .xls gespeichert "
+    throw FormatError(
+        "Die Arbeitsmappe ist binär gespeichert (.xlsb); sie muss als .xlsx oder .xls gespeichert "
         "werden, bevor sie gelesen werden kann");
   }
   RaiseOtherContent(archive_);
@@ -89,7 +91,7 @@ void XlsxWorkbook::ReadWorkbookPart(const std::string& part) {
   }
   std::vector<DefinedName> names;
   std::optional<DefinedName> open_name;
-  XmlStream xml(archive_, *found, XmlStream::kSmallPart);
+  XmlStream xml(archive_, *found, budget_, XmlStream::kSmallPart);
   for (Node node = xml.Next(); node != Node::kEndOfPart; node = xml.Next()) {
     if (node == Node::kText && open_name) open_name->formula += xml.text();
     if (node == Node::kEnd && open_name) names.push_back(*std::exchange(open_name, std::nullopt));
@@ -144,7 +146,7 @@ void XlsxWorkbook::ReadStyles(const std::string& part) {
   constexpr std::size_t kMostFormats = 65536;
   std::map<std::size_t, NumberStyle> custom;
   bool in_cell_formats = false;
-  XmlStream xml(archive_, *found);
+  XmlStream xml(archive_, *found, budget_);
   // What stands behind the formats of cells can be long, and is of no use.
   for (Node node = xml.Next(); node != Node::kEndOfPart && styles_.size() < kMostFormats; node = xml.Next()) {
     if (node == Node::kEnd && xml.name() == "cellXfs") return;
@@ -167,7 +169,7 @@ std::shared_ptr<const Sheet> XlsxWorkbook::OpenSheet(std::size_t sheet) const {
   if (part == nullptr) RaiseDamaged("ein Tabellenblatt fehlt");
   const ZipArchive::Part* strings =
       shared_strings_part_.empty() ? nullptr : archive_.Find(shared_strings_part_);
-  return std::make_shared<XlsxSheet>(archive_, *part, strings, styles_, days_from_1904_);
+  return std::make_shared<XlsxSheet>(archive_, budget_, *part, strings, styles_, days_from_1904_);
 }
 
 }  // namespace kestrel::excel

@@ -37,15 +37,16 @@ class XlsxWorkbook final : public Workbook {
     std::string formula;
   };
 
-  Relations ReadRelations(const std::string& part) const;
-  std::string FindWorkbookPart() const;
+  Relations ReadRelations(const std::string& part);
+  std::string FindWorkbookPart();
   void ReadWorkbookPart(const std::string& part);
   void ReadStyles(const std::string& part);
   // `sheets`: where those with cells stand, by name.
   void ResolveName(const DefinedName& defined, const std::unordered_map<std::string, std::size_t>& sheets);
 
   std::string file_;
-  ZipArchive archive_;  // views file_
+  ZipArchive archive_;   // views file_
+  UnpackBudget budget_;  // what is left to each sheet
   bool days_from_1904_ = false;
   std::string shared_strings_part_;
   std::vector<NumberStyle> styles_;  // by cell format

@@ -138,8 +138,9 @@ class XmlStream::Parser {
   std::string damage_;
 };
 
-XmlStream::XmlStream(const ZipArchive& archive, const ZipArchive::Part& part, std::uint64_t most_size)
-    : stream_(archive, part), parser_(std::make_unique<Parser>()) {
+XmlStream::XmlStream(const ZipArchive& archive, const ZipArchive::Part& part, UnpackBudget& budget,
+                     std::uint64_t most_size)
+    : stream_(archive, part, budget), parser_(std::make_unique<Parser>()) {
   if (part.size > most_size) RaiseDamaged("der Teil " + part.name + " des Archivs ist zu groß");
 }
 

@@ -19,8 +19,9 @@ class XmlStream {
   static constexpr std::uint64_t kSmallPart = std::uint64_t{16} << 20;
   static constexpr std::uint64_t kAnySize = ~std::uint64_t{0};
 
-  // The archive must outlive this. Error 3000 for a part of more than `most_size` bytes.
-  XmlStream(const ZipArchive& archive, const ZipArchive::Part& part, std::uint64_t most_size = kAnySize);
+  // Archive and budget must outlive this. Error 3000 for a part of more than `most_size` bytes.
+  XmlStream(const ZipArchive& archive, const ZipArchive::Part& part, UnpackBudget& budget,
+            std::uint64_t most_size = kAnySize);
   ~XmlStream();
   XmlStream(const XmlStream&) = delete;
   XmlStream& operator=(const XmlStream&) = delete;

@@ -30,8 +30,6 @@ constexpr bool kComparesChecksums = true;
 constexpr std::uint16_t kStored = 0;
 constexpr std::uint16_t kDeflated = 8;
 
-// Sheets unpack to ten or twenty times their size, seldom to fifty. An archive made to burst is not unpacked
-// for longer than a person would wait.
 constexpr std::uint64_t kMostTimes = 80;
 constexpr std::uint64_t kAlwaysUnpacked = std::uint64_t{64} << 20;
 
@@ -104,9 +102,17 @@ struct ZipStream::Inflater {
   z_stream state{};
 };
 
-ZipStream::ZipStream(const ZipArchive& archive, const ZipArchive::Part& part)
-    : packed_(archive.Packed(part)), size_(part.size), expected_checksum_(part.checksum) {
-  if (size_ > std::max(kAlwaysUnpacked, packed_.size() * kMostTimes)) {
+std::uint64_t UnpackBudget::Limit(std::size_t packed) { return std::max(kAlwaysUnpacked, packed * kMostTimes); }
+
+void UnpackBudget::Take(std::size_t bytes) {
+  if (bytes > left_)
+    RaiseDamaged("die Teile des Archivs würden zusammen entpackt größer, als es bei seiner Größe sein kann");
+  left_ -= bytes;
+}
+
+ZipStream::ZipStream(const ZipArchive& archive, const ZipArchive::Part& part, UnpackBudget& budget)
+    : budget_(budget), packed_(archive.Packed(part)), size_(part.size), expected_checksum_(part.checksum) {
+  if (size_ > UnpackBudget::Limit(packed_.size())) {
     RaiseDamaged("ein Teil des Archivs würde entpackt " + std::to_string(size_ >> 20) +
                  " MB groß, was bei seiner Größe nicht sein kann");
   }
@@ -138,6 +144,7 @@ std::size_t ZipStream::Unpack(char* buffer, std::size_t size) {
 std::size_t ZipStream::Read(char* buffer, std::size_t size) {
   size = static_cast<std::size_t>(std::min<std::uint64_t>(size, size_ - position_));
   if (size == 0) return 0;
+  budget_.Take(size);
   const std::size_t got = Unpack(buffer, size);
   if (got == 0) RaiseDamaged("ein Teil des Archivs endet zu früh");
   position_ += got;

@@ -41,23 +41,40 @@ class ZipArchive {
   std::vector<Part> parts_;
 };
 
+// How much may still be unpacked of an archive, all its parts together. Sheets unpack to ten or twenty times
+// their size, seldom to fifty; an archive made to burst is not unpacked for longer than a person would wait.
+class UnpackBudget {
+ public:
+  // For what is that long when it is packed.
+  explicit UnpackBudget(std::size_t packed) : left_(Limit(packed)) {}
+  static std::uint64_t Limit(std::size_t packed);
+
+  // Error 3000 where it is used up.
+  void Take(std::size_t bytes);
+
+ private:
+  std::uint64_t left_;
+};
+
 // Unpacks one part from its start to its end.
 class ZipStream {
  public:
-  // The archive must outlive this. Error 3000 for a way of packing that is unknown here.
-  ZipStream(const ZipArchive& archive, const ZipArchive::Part& part);
+  // Archive and budget must outlive this. Error 3000 for a way of packing that is unknown here, and for a part
+  // that would be too large by itself.
+  ZipStream(const ZipArchive& archive, const ZipArchive::Part& part, UnpackBudget& budget);
   ~ZipStream();
   ZipStream(const ZipStream&) = delete;
   ZipStream& operator=(const ZipStream&) = delete;
 
   // Puts up to `size` bytes at `buffer`; 0 at the end only. Error 3000 for a part that is damaged or larger
-  // than it says.
+  // than it says, and where the budget is used up.
   std::size_t Read(char* buffer, std::size_t size);
 
  private:
   struct Inflater;
   std::size_t Unpack(char* buffer, std::size_t size);
 
+  UnpackBudget& budget_;
   Bytes packed_;
   std::uint64_t size_;
   std::uint64_t position_ = 0;

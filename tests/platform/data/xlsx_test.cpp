@@ -223,7 +223,8 @@ TEST(Xlsx, APartThatWouldUnpackToManyTimesItsSizeIsToldAtOnce) {
                     ErrorNumber::kDatabase, AllOf(HasSubstr("würde entpackt 66 MB"), HasSubstr("a.xlsx")));
 }
 
-TEST(Xlsx, BehindTheFormatsOfCellsTheStylesAreNotRead) {
+// A workbook of one sheet "S" and of these formats of cells.
+std::string BookWithStyles(const std::string& sheet, const std::string& styles) {
   const auto relation = [](const std::string& id, const std::string& type, const std::string& part) {
     return "<Relationship Id='" + id + "' Type='x/" + type + "' Target='" + part + "'/>";
   };
@@ -232,11 +233,31 @@ TEST(Xlsx, BehindTheFormatsOfCellsTheStylesAreNotRead) {
   archive.Add("_rels/book.xml.rels",
               "<r>" + relation("a", "worksheet", "sheet.xml") + relation("b", "styles", "styles.xml") + "</r>");
   archive.Add("book.xml", "<workbook xmlns:r='r'><sheets><sheet name='S' r:id='a'/></sheets></workbook>");
-  archive.Add("sheet.xml",
-              "<worksheet><row><c><v>1</v></c></row><row><c s='1'><v>60.5</v></c></row></worksheet>");
-  archive.Add("styles.xml", "<styleSheet><cellXfs><xf/><xf numFmtId='22'/></cellXfs><no longer XML");
+  archive.Add("sheet.xml", sheet);
+  archive.Add("styles.xml", styles);
+  return archive.Bytes();
+}
+
+TEST(Xlsx, PartsThatWouldTogetherUnpackToManyTimesTheFilesSizeEndTheSheet) {
+  const std::string sheet = "<worksheet><row><c><v>1</v></c></row><row><c><v>2</v></c></row>" +
+                            std::string(40'000'000, ' ') + "</worksheet>";
   testing::TempFolder folder;
-  EXPECT_THAT(TableRows(*OpenBook(folder.Write("a.xlsx", archive.Bytes())), "S$"),
+  const auto read = [&](const std::string& styles) {
+    const std::string path = folder.Write("a.xlsx", BookWithStyles(sheet, styles));
+    return testing::RowsAndReason(*OpenBook(path)->OpenRecordset("SELECT * FROM S"));
+  };
+  EXPECT_THAT(read("<styleSheet><cellXfs/></styleSheet>"), Pair(ElementsAre(Row{"2"}), ""));
+  // The formats, which are read first, take as much.
+  EXPECT_THAT(read("<styleSheet>" + std::string(40'000'000, ' ') + "<cellXfs/></styleSheet>"),
+              Pair(ElementsAre(Row{"2"}), HasSubstr("zusammen entpackt")));
+}
+
+TEST(Xlsx, BehindTheFormatsOfCellsTheStylesAreNotRead) {
+  const std::string bytes =
+      BookWithStyles("<worksheet><row><c><v>1</v></c></row><row><c s='1'><v>60.5</v></c></row></worksheet>",
+                     "<styleSheet><cellXfs><xf/><xf numFmtId='22'/></cellXfs><no longer XML");
+  testing::TempFolder folder;
+  EXPECT_THAT(TableRows(*OpenBook(folder.Write("a.xlsx", bytes)), "S$"),
               ElementsAre(Row{"1"}, Row{"28.02.1900 12:00:00"}));
 }
 
