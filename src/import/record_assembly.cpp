@@ -27,7 +27,17 @@ void RecordAssembly::Fill(const RecordsetPtr& source, const RecordsetPtr& record
   std::shared_ptr<const ProfileImage> image;
   if (translates_) image = session_.profiles.Require(session_.SpecFile);
 
-  for (Row& row : rows_) FillField(row, *source, image, *record);
+  for (Row& row : rows_) {
+    if (row.size_error) errors_.Count(*row.size_error, ValueOf(row, *source));
+    const auto fill = [&] {
+      if (row.option == kConstantValue) {
+        FillConstant(row, *source, *record);
+      } else if (row.option == kImportField && !row.destination.empty()) {
+        FillImportField(row, *source, image, *record);
+      }
+    };
+    Trap(fill, [&](const RuntimeError& error) { errors_.Count(error, ValueOf(row, *source)); });
+  }
 }
 
 // --- What the records share ---------------------------------------------------------------------
@@ -105,41 +115,39 @@ void RecordAssembly::ResolveRecord(const RecordsetPtr& record) {
 
 // --- One field ----------------------------------------------------------------------------------
 
-void RecordAssembly::FillField(Row& row, const Recordset& source,
-                               const std::shared_ptr<const ProfileImage>& image, Recordset& record) {
+// Only for errors, so that a value without one costs nothing.
+FieldValue RecordAssembly::ValueOf(const Row& row, const Recordset& source) {
   FieldValue value{.field = row.field};
   if (row.option == kConstantValue) value.raw_value = row.destination;
-  if (row.option == kImportField) value.source_column = row.destination;
-  if (row.size_error) errors_.Count(*row.size_error, value);
-  const auto fill = [&] {
-    if (row.option == kConstantValue) {
-      FillConstant(row, value, record);
-    } else if (row.option == kImportField && !row.destination.empty()) {
-      FillImportField(row, value, source, image, record);
-    }
-  };
-  Trap(fill, [&](const RuntimeError& error) { errors_.Count(error, value); });
+  if (row.option == kImportField) {
+    value.source_column = row.destination;
+    // A value that cannot be read is the error itself.
+    const auto read = [&] {
+      if (row.source_column) value.raw_value = source.TextAt(*row.source_column);
+    };
+    Trap(read, [](const RuntimeError&) {});
+  }
+  return value;
 }
 
-void RecordAssembly::FillConstant(const Row& row, const FieldValue& constant, Recordset& record) {
+void RecordAssembly::FillConstant(const Row& row, const Recordset& source, Recordset& record) {
   if (!IsCompatible(row.destination, row.kind)) {
-    errors_.CountTypeMismatch(constant, row.destination);
+    errors_.CountTypeMismatch(ValueOf(row, source), row.destination);
   } else if (const auto text = ShapeByType(row.destination, row.kind, row.size)) {
     Write(row, *text, record);
   }
 }
 
-void RecordAssembly::FillImportField(Row& row, FieldValue& read, const Recordset& source,
+void RecordAssembly::FillImportField(Row& row, const Recordset& source,
                                      const std::shared_ptr<const ProfileImage>& image, Recordset& record) {
   std::string_view value =
       source.TextAt(row.source_column ? *row.source_column : source.RequireColumn(row.destination));
-  read.raw_value = value;
   std::optional<std::string_view> translation;
   if (row.translation) translation = row.translation->Table(image).Find(value);
   if (translation) value = *translation;
 
   const bool compatible = IsCompatible(value, row.kind);
-  if (!compatible) errors_.CountTypeMismatch(read, value);
+  if (!compatible) errors_.CountTypeMismatch(ValueOf(row, source), value);
   if (row.date != nullptr) {
     if (const auto date = ConvertDate(value, *row.date)) {
       Write(row, *date, record);

@@ -59,12 +59,10 @@ class RecordAssembly {
   void ResolveRecord(const RecordsetPtr& record);
   bool HasRecordShape(const Recordset& record) const;
 
-  void FillField(Row& row, const Recordset& source, const std::shared_ptr<const ProfileImage>& image,
-                 Recordset& record);
-  // `read` comes with the names, and learns the raw value as soon as that is read.
-  void FillImportField(Row& row, FieldValue& read, const Recordset& source,
-                       const std::shared_ptr<const ProfileImage>& image, Recordset& record);
-  void FillConstant(const Row& row, const FieldValue& constant, Recordset& record);
+  void FillImportField(Row& row, const Recordset& source, const std::shared_ptr<const ProfileImage>& image,
+                       Recordset& record);
+  void FillConstant(const Row& row, const Recordset& source, Recordset& record);
+  static FieldValue ValueOf(const Row& row, const Recordset& source);
   static void Write(const Row& row, std::string_view text, Recordset& record);
 
   Session& session_;

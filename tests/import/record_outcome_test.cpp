@@ -176,7 +176,7 @@ TEST_F(RecordOutcomeTest, AFieldWithoutSizeTellsItself) {
   session.AssignmentList->SetValue(kSize, kNull);
   Run();
   ASSERT_THAT(view.outcomes, SizeIs(1));
-  EXPECT_THAT(view.outcomes[0].errors, ElementsAre(IsOfValue("Bez1", "Name", "")));
+  EXPECT_THAT(view.outcomes[0].errors, ElementsAre(IsOfValue("Bez1", "Name", "A")));
 }
 
 TEST_F(RecordOutcomeTest, TheErrorsOfOneRecordAreNotThoseOfTheNext) {
