@@ -30,14 +30,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
-#include <limits>
 #include <optional>
 #include <string>
 
 #include "import/record_assembly.h"
 #include "import/run_errors.h"
 #include "import/run_outcomes.h"
+#include "import/run_texts.h"
 #include "import/run_waits.h"
 #include "import/source_file.h"
 #include "platform/base/file.h"
@@ -49,25 +48,6 @@ namespace kestrel {
 namespace {
 
 constexpr const char* kTitle = "KESTREL Import";
-
-// "Importiere Datensatz 4 von 12", written into one buffer for all records.
-class ProgressText {
- public:
-  void SetTotal(std::int32_t total) { behind_ = " von " + std::to_string(total); }
-
-  std::string_view For(std::int32_t record) {
-    text_.resize(kInFront.size() + std::numeric_limits<std::int32_t>::digits10 + 2);
-    char* const number = text_.data() + kInFront.size();
-    const char* const end = std::to_chars(number, text_.data() + text_.size(), record).ptr;
-    text_.resize(static_cast<std::size_t>(end - text_.data()));
-    return text_.append(behind_);
-  }
-
- private:
-  static constexpr std::string_view kInFront = "Importiere Datensatz ";
-  std::string text_{kInFront};
-  std::string behind_;
-};
 
 // A member that an import class need not have; none where it lacks it.
 std::optional<BoundMember> FindOptional(const ObjectPtr& object, const char* name) {
@@ -137,7 +117,6 @@ class RunSteps {
   Recordset& Record();
   void TakeFigures();
   void Report();
-  void ReportStop();
   void Tell(const std::string& text);
 
   ActiveImport& import_;
@@ -424,25 +403,6 @@ void RunSteps::TakeFigures() {
   }
 }
 
-void RunSteps::ReportStop() {
-  const std::int32_t last = outcomes_.figures().LastStoredRecord();
-  std::string text = "Der Import wurde angehalten. " + result_.stop_reason + "\r\n\r\n";
-  if (result_.stored == 0 || last == 0) {
-    text += "Es ist kein Datensatz gespeichert; nach der Abhilfe ist der Import von vorn zu beginnen.";
-  } else {
-    text += "Gespeichert sind " + std::to_string(result_.stored) + " Datensätze, der letzte ist Datensatz " +
-            std::to_string(last) + " der Quelle. Nach der Abhilfe ist der Import mit Datensatz " +
-            std::to_string(last + 1) + " fortzusetzen.";
-    const std::int32_t first_lost = outcomes_.figures().FirstOfLostGroup();
-    // A later group was stored again.
-    if (first_lost != 0 && first_lost < last) {
-      text += " Auch davor fehlen Datensätze, der erste ist Datensatz " + std::to_string(first_lost) +
-              "; die Fehler nennen sie alle.";
-    }
-  }
-  errors_.Try([&] { session_.platform.ui.MessageBox(text, kTitle, Icon::kStop, Buttons::kOk); });
-}
-
 // What the view cannot show still stands in the result; an error of its own would have to be told, too.
 void RunSteps::Tell(const std::string& text) {
   Trap([&] { view_.Tell(text); }, [](const RuntimeError&) {});
@@ -450,32 +410,16 @@ void RunSteps::Tell(const std::string& text) {
 
 void RunSteps::Report() {
   TakeFigures();
-  if (!result_.stop_reason.empty()) ReportStop();
+  if (!result_.stop_reason.empty()) {
+    errors_.Try([&] {
+      const std::string text = StopText(result_, outcomes_.figures());
+      session_.platform.ui.MessageBox(text, kTitle, Icon::kStop, Buttons::kOk);
+    });
+  }
   result_.errors = result_.cancelled ? -1 : errors_.count();
-  const std::string records = std::to_string(result_.records);
-  const std::string total = std::to_string(result_.total);
-  std::string duplicates;
-  if (result_.duplicates >= 1) {
-    duplicates = "\r\nEs wurden " + std::to_string(result_.duplicates) +
-                 " Adressen wegen Dublettenverdacht nicht importiert. Bitte prüfen Sie das Dublettenprotokoll!";
-  }
-
-  std::string info;
-  if (result_.cancelled) {
-    info = result_.message = "Der Vorgang wurde vom Benutzer abgebrochen!";
-  } else if (result_.errors != 0) {
-    info = "Beim Importieren der Daten sind Fehler aufgetreten. Bitte prüfen Sie diese über die Protokolle!";
-    result_.message = info + duplicates;
-  } else if (result_.records == result_.total) {
-    info = "Der Import wurde erfolgreich fertig gestellt.";
-    result_.message = info + duplicates;
-  } else {
-    // The box has no blank behind the total, the label has one.
-    info = "Der Import hat " + records + " von " + total + " Datensätzen erfolgreich importiert.";
-    result_.message =
-        "Der Import hat " + records + " von " + total + "Datensätzen erfolgreich importiert." + duplicates;
-  }
-  errors_.Try([&] { view_.SetInfo(info); });
+  ClosingTexts closing = TextsAtEnd(result_);
+  result_.message = std::move(closing.message);
+  errors_.Try([&] { view_.SetInfo(closing.info); });
   errors_.Try(
       [&] { session_.platform.ui.MessageBox(result_.message, kTitle, Icon::kInformation, Buttons::kOk); });
 }

@@ -22,7 +22,7 @@ void RunOutcomes::End() {
   in_round_ = false;
   figures_.Add(outcome_.fate, is_handed_over_);
   Trap([&] { view_.RecordDone(outcome_); }, [](const RuntimeError&) {});
-  TellWaiting();
+  if (!waiting_.empty()) TellWaiting();
 }
 
 void RunOutcomes::Abandon() {
@@ -51,7 +51,6 @@ bool RunOutcomes::IsOfRecordAtHand(const ErrorScope& scope) const {
 }
 
 void RunOutcomes::TellWaiting() {
-  if (waiting_.empty()) return;
   for (Waiting& waiting : std::exchange(waiting_, {})) {
     Tell(Apply(waiting));
   }

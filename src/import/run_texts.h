@@ -1,0 +1,36 @@
+// What a run says of itself: its progress, why it stopped, and its closing words.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "import/run_figures.h"
+#include "import/run_result.h"
+
+namespace kestrel {
+
+// "Importiere Datensatz 4 von 12", written into one buffer for all records.
+class ProgressText {
+ public:
+  void SetTotal(std::int32_t total) { behind_ = " von " + std::to_string(total); }
+  // Lives until the next call.
+  std::string_view For(std::int32_t record);
+
+ private:
+  static constexpr std::string_view kInFront = "Importiere Datensatz ";
+  std::string text_{kInFront};
+  std::string behind_;
+};
+
+// Why the import class stopped the run, what is stored, and with which record to go on.
+std::string StopText(const RunResult& result, const RunFigures& figures);
+
+struct ClosingTexts {
+  std::string info;     // the text of lblInfo
+  std::string message;  // of the closing box
+};
+// By the counters of a complete result.
+ClosingTexts TextsAtEnd(const RunResult& result);
+
+}  // namespace kestrel
