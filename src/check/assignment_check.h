@@ -5,6 +5,7 @@
 
 #include "check/finding.h"
 #include "component/session.h"
+#include "platform/data/memory_recordset.h"
 
 namespace kestrel {
 

@@ -7,6 +7,7 @@
 
 #include "check/finding.h"
 #include "component/session.h"
+#include "platform/data/connection.h"
 
 namespace kestrel {
 

@@ -1,4 +1,6 @@
 #include "component/import_class.h"
+#include "platform/automation/component_registry.h"
+#include "platform/dialogs/user_interface.h"
 
 namespace kestrel {
 namespace {

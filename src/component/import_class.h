@@ -16,8 +16,7 @@
 //   ImportResult, read after an ImportRecord that was not refused: what the record just handed over has become,
 //     "new" or "updated", a blank and the number of its address; empty where that is not known yet.
 //   NextLateUpdate: a record, counted as above, of which ImportResult did not know yet that it updates an
-//   address; 0
-//     where there is none or no more. Asked behind the last record, after NextLateError.
+//     address; 0 where there is none or no more. Asked behind the last record, after NextLateError.
 //
 // Order at the start of step 2 (CreateImportClass): the previous object is released; a new one is created;
 // Connection, PersonalNr, Application, SpecificationFile are assigned in this order.

@@ -13,6 +13,8 @@
 
 #include "component/session.h"
 #include "platform/automation/bound_object.h"
+#include "platform/automation/component_registry.h"
+#include "platform/base/clock.h"
 
 namespace kestrel {
 

@@ -2,7 +2,8 @@
 //
 // One session per loaded component. Its variables keep the names they have in the host's world. Texts
 // start empty, flags false, objects unset. They are not cleared between two imports: a second ShowDialog
-// starts with the values of the first, apart from those the steps set again.
+// starts with the values of the first, apart from those the steps set again. What lives as long as one import,
+// its logs and caches, is no part of the session (import/active_import.h).
 //
 // Invariants
 //  1. `SpecFile` names the chosen file until the working copy is made, and the working copy from then on;
@@ -18,16 +19,18 @@
 #include <vector>
 
 #include "component/source_end.h"
-#include "platform/automation/component_registry.h"
 #include "platform/automation/object.h"
-#include "platform/base/clock.h"
 #include "platform/base/file_lock.h"
-#include "platform/data/connection.h"
-#include "platform/data/memory_recordset.h"
-#include "platform/dialogs/user_interface.h"
 #include "platform/profile/profile.h"
 
 namespace kestrel {
+
+class Clock;
+class ComponentRegistry;
+class Connection;
+class MemoryRecordset;
+class Recordset;
+class UserInterface;
 
 // What the session stands on. All of it outlives the session.
 struct Platform {
@@ -85,8 +88,8 @@ struct Session {
 
   // --- Source ---
   // The shared source connection; unset for text files.
-  ConnectionPtr SourceConnection;
-  RecordsetPtr SourceRecordset;
+  std::shared_ptr<Connection> SourceConnection;
+  std::shared_ptr<Recordset> SourceRecordset;
   SourceEnd source_end;
   // Set by edits on the data source page; makes "Weiter" and the preview connect again.
   bool SourceSettingsChanged = false;

@@ -2,6 +2,7 @@
 #include "duplicates/address_kind.h"
 #include "duplicates/duplicates.h"
 #include "duplicates/trap_in_function.h"
+#include "platform/automation/component_registry.h"
 #include "platform/base/text.h"
 #include "spec/profile_access.h"
 
@@ -36,7 +37,7 @@ bool DuplicateCheck::CheckRecord(const Recordset& record, DuplicateMatch* match)
 
 bool DuplicateCheck::CheckDoublett(const Recordset& record, DuplicateMatch* match) {
   bool answer = false;
-  TrapInFunction(session_, "CheckDoublett", [&] { answer = CheckRecord(record, match); });
+  TrapInFunction(session_.platform.ui, "CheckDoublett", [&] { answer = CheckRecord(record, match); });
   return answer;
 }
 
@@ -53,7 +54,7 @@ void BuildDuplicateKeyText(const Recordset& record, std::string_view group, std:
 
 void DuplicateCheck::GenDoubKey(const std::string& key_text, std::string& key1, std::string& key2,
                                 std::string& key3) {
-  const bool made = TrapInFunction(session_, "GenDoubKey", [&] {
+  const bool made = TrapInFunction(session_.platform.ui, "GenDoubKey", [&] {
     const ObjectPtr component = session_.platform.components.CreateObject("ksDoubLb.DoubletFunctions");
     std::string code1, code2, code3;
     GetDoubletAlgorithmCode(code1, code2, code3);

@@ -6,6 +6,7 @@
 
 #include "duplicates/duplicates.h"
 #include "log/import_log.h"
+#include "platform/base/clock.h"
 #include "platform/base/date.h"
 #include "spec/profile_access.h"
 

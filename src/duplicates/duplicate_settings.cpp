@@ -2,6 +2,7 @@
 #include "duplicates/address_kind.h"
 #include "duplicates/duplicates.h"
 #include "duplicates/trap_in_function.h"
+#include "platform/automation/component_registry.h"
 #include "spec/profile_access.h"
 
 namespace kestrel {
@@ -43,7 +44,7 @@ ObjectPtr DuplicateCheck::NewHostSettings() {
 }
 
 void DuplicateCheck::LoadDublettSettings() {
-  const bool loaded = TrapInFunction(session_, "LoadDublettSettings", [&] {
+  const bool loaded = TrapInFunction(session_.platform.ui, "LoadDublettSettings", [&] {
     std::shared_ptr<const ProfileImage> image = session_.profiles.Require(session_.SpecFile);
     if (!kept_.settings.has_value() || image != kept_.settings_image) {
       kept_.settings.reset();
@@ -62,13 +63,13 @@ std::int64_t GetAddressType(const Session& session) {
 
 bool DuplicateCheck::isDoublettIndex() {
   bool answer = false;
-  TrapInFunction(session_, "isDoublettIndex",
+  TrapInFunction(session_.platform.ui, "isDoublettIndex",
                  [&] { answer = ReadHostSetting(NewHostSettings(), "Doubletindex") == "1"; });
   return answer;
 }
 
 void DuplicateCheck::GetDoubletAlgorithmCode(std::string& code1, std::string& code2, std::string& code3) {
-  const bool read = TrapInFunction(session_, "GetDoubletAlgorithmCode", [&] {
+  const bool read = TrapInFunction(session_.platform.ui, "GetDoubletAlgorithmCode", [&] {
     const ObjectPtr settings = NewHostSettings();
     code1 = ReadHostSetting(settings, "AlgorithmCode1");
     code2 = ReadHostSetting(settings, "AlgorithmCode2");

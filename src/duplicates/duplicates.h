@@ -20,6 +20,7 @@
 
 #include "component/session.h"
 #include "duplicates/duplicate_match.h"
+#include "platform/data/recordset.h"
 
 namespace kestrel {
 

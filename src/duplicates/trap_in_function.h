@@ -5,18 +5,19 @@
 #include <string_view>
 #include <utility>
 
-#include "component/session.h"
+#include "platform/base/runtime_error.h"
+#include "platform/dialogs/user_interface.h"
 
 namespace kestrel {
 
 // Runs `step`; an error is shown in a plain box as "Fehler in Funktion " + `function` + ": " + description.
 // Whether the step succeeded.
 template <class Step>
-bool TrapInFunction(Session& session, std::string_view function, Step&& step) {
+bool TrapInFunction(UserInterface& ui, std::string_view function, Step&& step) {
   return Trap(std::forward<Step>(step), [&](const RuntimeError& error) {
     std::string text = "Fehler in Funktion ";
     text.append(function).append(": ").append(error.Description());
-    session.platform.ui.MessageBox(text, "", Icon::kNone, Buttons::kOk);
+    ui.MessageBox(text, "", Icon::kNone, Buttons::kOk);
   });
 }
 

@@ -40,6 +40,7 @@
 #include "import/run_waits.h"
 #include "import/source_file.h"
 #include "platform/base/file.h"
+#include "platform/dialogs/user_interface.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
 

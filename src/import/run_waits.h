@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "import/import_run.h"
+#include "platform/base/clock.h"
 #include "platform/data/connection.h"
 
 namespace kestrel {

@@ -7,6 +7,8 @@
 #include <optional>
 
 #include "platform/base/file.h"
+#include "platform/data/recordset.h"
+#include "platform/dialogs/user_interface.h"
 #include "spec/specification.h"
 
 namespace kestrel {

@@ -1,8 +1,11 @@
 #include "log/import_log.h"
 
+#include "platform/automation/component_registry.h"
+#include "platform/base/clock.h"
 #include "platform/base/date.h"
 #include "platform/base/text.h"
 #include "platform/data/connection.h"
+#include "platform/dialogs/user_interface.h"
 
 namespace kestrel {
 
@@ -28,7 +31,7 @@ struct ImportLogs::Header {
 };
 
 std::string ImportLogs::CallCreateProtokoll(const ObjectPtr& log, Header& header) {
-  Value user(GetUserName(session_, session_.PersonalNr));
+  Value user(GetUserName(session_.HostConnection, session_.PersonalNr));
   Value connection(session_.HostConnection);
   Value key;
   if (session_.AppMode == kShortCallMode) {
@@ -113,9 +116,9 @@ void ImportLogs::Close() {
   duplicate_log_ = Log();
 }
 
-std::string GetUserName(Session& session, const std::string& personal_nr) {
+std::string GetUserName(const ObjectPtr& host_connection, const std::string& personal_nr) {
   const RecordsetPtr employee =
-      RequireConnection(session.HostConnection)
+      RequireConnection(host_connection)
           .OpenRecordset("SELECT PersonalNr, Nachname, Vorname, Titel From Personalstamm Where PersonalNr ='" +
                          personal_nr + "'");
   if (employee->IsEof()) return {};

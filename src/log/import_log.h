@@ -77,6 +77,6 @@ class ImportLogs {
 
 // "Titel Vorname Nachname" of the employee, outer blanks cut; empty where the host's table Personalstamm
 // does not hold the number. Raises what the host connection raises.
-std::string GetUserName(Session& session, const std::string& personal_nr);
+std::string GetUserName(const ObjectPtr& host_connection, const std::string& personal_nr);
 
 }  // namespace kestrel

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "component/session.h"
+#include "platform/data/memory_recordset.h"
 
 namespace kestrel {
 

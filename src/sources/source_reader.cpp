@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "platform/base/runtime_error.h"
+#include "platform/data/memory_recordset.h"
+#include "platform/dialogs/user_interface.h"
 #include "sources/source_connection.h"
 #include "sources/text_source.h"
 #include "spec/specification.h"

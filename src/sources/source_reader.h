@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "component/session.h"
+#include "platform/data/connection.h"
 
 namespace kestrel {
 

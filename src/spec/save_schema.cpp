@@ -27,6 +27,8 @@
 #include "platform/base/file.h"
 #include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
+#include "platform/data/memory_recordset.h"
+#include "platform/dialogs/user_interface.h"
 #include "spec/profile_access.h"
 #include "spec/specification.h"
 

@@ -11,6 +11,8 @@
 #include <thread>
 #include <utility>
 
+#include "platform/base/clock.h"
+#include "platform/base/date.h"
 #include "platform/base/file.h"
 #include "platform/base/runtime_error.h"
 #include "spec/profile_access.h"

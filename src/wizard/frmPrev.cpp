@@ -7,6 +7,7 @@
 #include <QVBoxLayout>
 
 #include "mapping/field_assignment.h"
+#include "platform/dialogs/user_interface.h"
 #include "sources/source_reader.h"
 #include "wizard/button_row.h"
 #include "wizard/page_parts.h"

@@ -5,6 +5,8 @@
 #include "host/host_fixture.h"
 #include "import/import_run.h"
 #include "mapping/field_assignment.h"
+#include "platform/base/clock.h"
+#include "platform/base/date.h"
 #include "platform/dialogs/recording_user_interface.h"
 #include "sources/source_page.h"
 #include "sources/source_reader.h"

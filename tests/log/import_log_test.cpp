@@ -272,17 +272,19 @@ TEST_F(ImportLogTest, ALogThatLacksAMemberTellsWhich) {
 // --- The user's name ---
 
 TEST_F(ImportLogTest, TheUserNameIsTitleFirstAndLastName) {
-  EXPECT_EQ(GetUserName(session, "4711"), "Dr. Jutta Müller");
+  EXPECT_EQ(GetUserName(session.HostConnection, "4711"), "Dr. Jutta Müller");
   EXPECT_THAT(
       connection->statements,
       ElementsAre("SELECT PersonalNr, Nachname, Vorname, Titel From Personalstamm Where PersonalNr ='4711'"));
 }
 
 TEST_F(ImportLogTest, AMissingFirstNameLeavesTheInnerDoubleBlank) {
-  EXPECT_EQ(GetUserName(session, "12"), "Prof.  Krüger");
+  EXPECT_EQ(GetUserName(session.HostConnection, "12"), "Prof.  Krüger");
 }
 
-TEST_F(ImportLogTest, OuterBlanksOfTheUserNameAreCut) { EXPECT_EQ(GetUserName(session, "13"), "Ida Klein"); }
+TEST_F(ImportLogTest, OuterBlanksOfTheUserNameAreCut) {
+  EXPECT_EQ(GetUserName(session.HostConnection, "13"), "Ida Klein");
+}
 
 TEST_F(ImportLogTest, AnUnknownPersonnelNumberGivesAnEmptyNameAndTheLogIsCreated) {
   const auto log = AddLog();
@@ -293,7 +295,7 @@ TEST_F(ImportLogTest, AnUnknownPersonnelNumberGivesAnEmptyNameAndTheLogIsCreated
 }
 
 TEST_F(ImportLogTest, AQuoteInThePersonnelNumberStandsInTheQueryAsItIs) {
-  EXPECT_THROW(GetUserName(session, "O'Neil"), RuntimeError);
+  EXPECT_THROW(GetUserName(session.HostConnection, "O'Neil"), RuntimeError);
   EXPECT_THAT(
       connection->statements,
       ElementsAre("SELECT PersonalNr, Nachname, Vorname, Titel From Personalstamm Where PersonalNr ='O'Neil'"));

@@ -7,6 +7,8 @@
 #include "component/import_class.h"
 #include "import/import_run.h"
 #include "mapping/field_assignment.h"
+#include "platform/automation/component_registry.h"
+#include "platform/base/clock.h"
 #include "platform/base/file.h"
 #include "platform/base/runtime_error.h"
 #include "platform/data/open_connection.h"

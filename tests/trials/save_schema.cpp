@@ -5,6 +5,8 @@
 #include <iostream>
 
 #include "mapping/field_assignment.h"
+#include "platform/automation/component_registry.h"
+#include "platform/base/clock.h"
 #include "platform/base/file.h"
 #include "platform/base/runtime_error.h"
 #include "platform/dialogs/console_user_interface.h"
