@@ -2,16 +2,27 @@
 #include "formats/excel/table.h"
 
 #include <gmock/gmock.h>
+#include <malloc.h>
 
 #include "support/biff_writer.h"
 #include "support/project_paths.h"
 #include "support/temp_folder.h"
+#include "support/xlsx_writer.h"
 
 namespace kestrel::excel {
 
 using testing::BiffWriter;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+
+namespace {
+
+std::size_t HeapInUse() {
+  const auto heap = mallinfo2();
+  return heap.uordblks + heap.hblkhd;
+}
+
+}  // namespace
 
 TEST(ExcelTable, IsReadFromBytesByItsName) {
   for (const char* name : {"kunden.xls", "kunden.xlsx"}) {
@@ -54,6 +65,21 @@ TEST(ExcelTable, ASheetThatBreaksOffTellsTheRow) {
   EXPECT_EQ(loss->place().file, "a.xls");
   EXPECT_EQ(loss->place().record, table.RowCount() + 1) << "the row behind those that are there";
   EXPECT_THAT(loss->Description(), HasSubstr("(a.xls)"));
+}
+
+TEST(ExcelTable, OneValueInTheLastCellOfASheetCostsNoRowsInMemory) {
+  testing::XlsxWriter writer;
+  writer.Sheet("S");
+  writer.Xml("<row r='1'><c r='A1'><v>1</v></c></row><row r='1048576'><c r='XFD1048576'><v>2</v></c></row>");
+  const auto workbook = ReadWorkbook(writer.Bytes());
+  const std::size_t before = HeapInUse();
+  const Table table = Table::Open(*workbook, "S$", "a.xlsx");
+  EXPECT_EQ(table.RowCount(), 1'048'575U);
+  EXPECT_EQ(table.ColumnNames().size(), 16'384U);
+  EXPECT_TRUE(table.IsNull(500'000, 0));
+  EXPECT_EQ(table.Text(1'048'574, 16'383), "2");
+  // A row of cells, names and texts; a byte for each row would be a megabyte more.
+  EXPECT_LT(HeapInUse() - before, std::size_t{16'384} * 160);
 }
 
 TEST(ExcelTable, AnUnknownNameIsAnErrorThatTellsTheFile) {
