@@ -42,8 +42,7 @@ namespace kestrel::host {
 class GroupedWrites;
 
 // Who stores through a group. Its members are called under the connection's CallMutex from whatever thread ends
-// the group; the first two raise nothing, and none makes a call of the
-// group.
+// the group; the first two raise nothing, and none makes a call of the group.
 class GroupMember {
  public:
   GroupMember() = default;

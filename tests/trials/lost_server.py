@@ -170,6 +170,10 @@ def make_cases(programs, options):
             with open(trace, encoding="utf-8") as file:
                 count = len(file.readlines())
         for loss, short in ((ended, 6), (refused, 3), (restarted, 1), (frozen, 3)):
+            # This ODBC driver knows no time limit: its poll ends when the server answers, never otherwise, and a
+            # cancelled query is answered by the very session that is frozen.
+            if loss is frozen and flavour == "source":
+                continue
             for number in trial.spread(count, 10 * short if options.long else short):
                 yield "%s-%s-%d" % (flavour, loss.__name__, number), (server, flavour, loss, number)
 
