@@ -79,7 +79,7 @@ class RepeatedImports : public testing::HostFixture {
 }  // namespace
 
 TEST_F(RepeatedImports, KeepNoMemory) {
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "needs the allocator of the C library";
 #endif
   for (int i = 0; i < 20; ++i) ImportOnce();

@@ -29,7 +29,7 @@ class LongLine : public ::testing::TestWithParam<bool> {
  protected:
   // Opens the file in a process of its own, looks at every value and compares with what the file may cost.
   void ExpectAtMostTwice(const std::string& bytes) {
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "the sanitizer keeps memory that was given back";
 #endif
     const std::string path = folder_.Write("long.txt", bytes);

@@ -284,7 +284,8 @@ TEST_F(Step3FinishTest, SpeichernByItsShortcutSavesWhatIsBeingTyped) {
   Open("Name=FIELD:Name\n");
   Type("txtKonstanterWert", "Bonn");
   QTest::keyClick(&Find<QWidget>("txtKonstanterWert"), Qt::Key_S, Qt::AltModifier);
-  QTest::qWait(200);  // the button is seen to be pressed
+  // The button is seen to be pressed, and then it is.
+  ASSERT_TRUE(QTest::qWaitFor([&] { return !Find<QAbstractButton>("cmdSave").isDown(); }));
   EXPECT_FALSE(session.SchemaChanged);
   session.SpecFile = folder.File("Import/Test.IMP");
   EXPECT_EQ(Stored("FieldAssignments", "Name"), "CONST:Bonn");

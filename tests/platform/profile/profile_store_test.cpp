@@ -307,7 +307,7 @@ bool AllowStatusCallsOnly() {
 }
 
 TEST_F(ProfileStoreTest, ReadingAnUnchangedFileAsksForItsStatusAndNothingElse) {
-#ifdef __SANITIZE_ADDRESS__
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "the sanitizer's memory keeping makes system calls of its own";
 #endif
   Overwrite("[S]\nA=1\n");
