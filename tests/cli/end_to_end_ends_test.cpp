@@ -12,10 +12,10 @@ namespace {
 
 using ::testing::AllOf;
 using ::testing::AnyOf;
+using testing::BuiltProgram;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
-using testing::BuiltProgram;
 using testing::ProgramResult;
 using testing::StartedProgram;
 
@@ -128,8 +128,8 @@ TEST_F(ProgramEnds, OutputThatCannotBeWrittenIsStatus4ForEveryCommandAndFormat) 
                                                           {"init", folder_.File("neu")},
                                                           {"--help"}};
   std::filesystem::create_directory(host() + "/Import/tabellen");
-  WriteSpec("Mappe.IMP", "[Common]\nDescription=M\nProvider=dBase-Datenbank\nDatabase=" + host() +
-                             "/Import/tabellen\n");
+  WriteSpec("Mappe.IMP",
+            "[Common]\nDescription=M\nProvider=dBase-Datenbank\nDatabase=" + host() + "/Import/tabellen\n");
   for (const char* format : {"text", "json", "csv"}) {
     for (std::vector<std::string> command : commands) {
       command.insert(command.end(), {"--format", format});
@@ -150,8 +150,8 @@ TEST_F(ProgramEnds, AFileThatMustNotGrowIsAnErrorAndNoSignal) {
   WriteLongSource();
   const ProgramResult run = RunInShell("ulimit -f 100; exec \"$0\" \"$@\"", {"run", "Kundenliste"});
   EXPECT_THAT(run.status, AnyOf(1, 4)) << run.err;
-  const ProgramResult preview = RunInShell("ulimit -f 1; exec \"$0\" \"$@\"",
-                                           {"preview", "Lang", "-n", "30000"});
+  const ProgramResult preview =
+      RunInShell("ulimit -f 1; exec \"$0\" \"$@\"", {"preview", "Lang", "-n", "30000"});
   EXPECT_EQ(preview.status, 4);
   EXPECT_THAT(preview.err, HasSubstr("Datenträger voll (die Datei hat die zulässige Größe erreicht)"));
   EXPECT_THAT(LeftInScratch(), IsEmpty());

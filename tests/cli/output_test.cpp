@@ -9,7 +9,9 @@ namespace {
 
 TEST(Output, JsonTextsEscapeWhatJsonForbids) {
   std::ostringstream stream;
-  WriteJsonText(stream, "a\"b\\c\nd\te\x01" "f ü €");
+  WriteJsonText(stream,
+                "a\"b\\c\nd\te\x01"
+                "f ü €");
   EXPECT_EQ(stream.str(), "\"a\\\"b\\\\c\\nd\\te\\u0001f ü €\"");
 }
 
@@ -34,7 +36,11 @@ TEST(Output, TextTablesAlignByCharacters) {
 }
 
 TEST(Output, ControlCharactersAreShownInTablesAndEscapedInJson) {
-  const std::string value = "x\x1b[31m\ny\tz\x7f" "\xc2\x9b" "\xe2\x80\xae" "ü";
+  const std::string value =
+      "x\x1b[31m\ny\tz\x7f"
+      "\xc2\x9b"
+      "\xe2\x80\xae"
+      "ü";
   const auto printed = [&](OutputFormat format) {
     std::ostringstream stream;
     {

@@ -14,7 +14,8 @@ TEST(TerminalStream, ShowsWhatATerminalWouldObeyHoweverItIsWritten) {
   std::ostringstream terminal;
   TerminalStream stream(terminal);
   stream << "Fehler: \x1b" << ']' << "0;x" << '\x07' << std::endl << "zweite\xc2";
-  stream << "\x9b\n" << "ohne Ende" << std::flush;
+  stream << "\x9b\n"
+         << "ohne Ende" << std::flush;
   EXPECT_EQ(terminal.str(), "Fehler: \\u001b]0;x\\u0007\nzweite\\u009b\nohne Ende");
 }
 

@@ -13,7 +13,8 @@ namespace {
 constexpr std::size_t kAesBlock = 16;
 
 [[noreturn]] void RaiseFailed() {
-  throw FormatError("Die Datei lässt sich nicht entschlüsseln: das Verfahren wird auf diesem Rechner nicht angeboten");
+  throw FormatError(
+      "Die Datei lässt sich nicht entschlüsseln: das Verfahren wird auf diesem Rechner nicht angeboten");
 }
 
 // OpenSSL answers 1 for success.
@@ -152,7 +153,7 @@ std::string Utf16Bytes(std::string_view text) {
 
 void RaiseUnknownEncryption(const std::string& method) {
   throw FormatError("Die Datei ist auf eine Art verschlüsselt, die nicht bekannt ist (" + method +
-                         "); sie muss mit ihrem eigenen Programm ohne Kennwort gespeichert werden");
+                    "); sie muss mit ihrem eigenen Programm ohne Kennwort gespeichert werden");
 }
 
 }  // namespace kestrel::encryption

@@ -1,6 +1,6 @@
 #include "platform/base/coarse_time.h"
 
-#include <time.h>
+#include <ctime>
 
 namespace kestrel {
 

@@ -50,7 +50,7 @@ InputFile::InputFile(const std::string& path) : InputFile(path, OpenOrdinary(pat
   RequireOrdinaryFile(opened_, path_);
 }
 
-InputFile::InputFile(const std::string& path, int descriptor) : path_(path), descriptor_(descriptor) {}
+InputFile::InputFile(std::string path, int descriptor) : path_(std::move(path)), descriptor_(descriptor) {}
 
 InputFile::InputFile(InputFile&& other) noexcept
     : path_(std::move(other.path_)),

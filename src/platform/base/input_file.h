@@ -43,7 +43,7 @@ class InputFile {
 
  private:
   // Takes the descriptor over, so that it is closed where the rest of opening fails.
-  InputFile(const std::string& path, int descriptor);
+  InputFile(std::string path, int descriptor);
 
   std::string path_;
   int descriptor_;

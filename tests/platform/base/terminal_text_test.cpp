@@ -27,7 +27,9 @@ TEST(TerminalText, KeepsLinesOrMakesOne) {
 }
 
 TEST(TerminalText, BytesThatAreNotUtf8AreShownToo) {
-  EXPECT_EQ(TerminalText("\x9b" "31m\x81 M\xfcller"), "›31m\\u0081 Müller");
+  EXPECT_EQ(TerminalText("\x9b"
+                         "31m\x81 M\xfcller"),
+            "›31m\\u0081 Müller");
 }
 
 }  // namespace
