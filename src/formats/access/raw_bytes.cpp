@@ -10,4 +10,6 @@ FormatError Damaged(std::string_view what, FilePlace place) {
                      std::move(place));
 }
 
+FormatError Damaged(std::string_view what) { return Damaged(what, {}); }
+
 }  // namespace kestrel::access

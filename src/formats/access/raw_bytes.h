@@ -11,7 +11,8 @@
 namespace kestrel::access {
 
 // The error for a file that contradicts itself: which structure it was, and a way out.
-FormatError Damaged(std::string_view what, FilePlace place = {});
+FormatError Damaged(std::string_view what, FilePlace place);
+FormatError Damaged(std::string_view what);
 
 // Byte_span.h's reading, for pieces that are texts as often as numbers.
 class RawBytes {

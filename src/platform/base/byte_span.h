@@ -22,8 +22,12 @@ inline std::string_view CharactersOf(Bytes bytes) {
 }
 
 // Error 3000: the file is damaged; `what` says how ("der Tabellenkopf ist unvollständig"), `place` where.
-[[noreturn]] inline void RaiseDamaged(std::string_view what, FilePlace place = {}) {
+[[noreturn]] inline void RaiseDamaged(std::string_view what, FilePlace place) {
   throw FormatError("Die Datei ist beschädigt: " + std::string(what), std::move(place));
+}
+// Never inline, so that reading stays so.
+[[noreturn, gnu::noinline, gnu::cold]] inline void RaiseDamaged(std::string_view what) {
+  RaiseDamaged(what, {});
 }
 
 // The part of `bytes` at `offset`; damaged (3000) where it reaches beyond the end.
