@@ -11,7 +11,6 @@ namespace {
 using ::testing::AllOf;
 using testing::DbfWriter;
 using ::testing::HasSubstr;
-using ::testing::Not;
 using testing::ProgramResult;
 
 class DamagedSources : public EndToEnd {

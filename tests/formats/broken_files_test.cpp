@@ -13,10 +13,8 @@
 namespace kestrel {
 
 using testing::BiffWriter;
-using testing::DbfWriter;
 using testing::FixturePath;
 using testing::LittleEndian;
-using testing::TempFolder;
 
 namespace {
 

@@ -6,8 +6,6 @@
 namespace kestrel {
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 using LogComponent = testing::HostFixture;
 using SettingsComponent = testing::HostFixture;

@@ -10,7 +10,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using testing::FieldList;
-using testing::RecordingObject;
 
 class ActiveImportTest : public testing::ImportRunFixture {
  protected:

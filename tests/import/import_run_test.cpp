@@ -16,11 +16,9 @@ using ::testing::Contains;
 using ::testing::DoubleEq;
 using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using ::testing::EndsWith;
 using ::testing::IsEmpty;
 using ::testing::Not;
-using ::testing::Pair;
 using ::testing::StartsWith;
 
 constexpr const char* kSuccess = "Der Import wurde erfolgreich fertig gestellt.";

@@ -5,8 +5,6 @@
 namespace kestrel::testing {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;

@@ -12,7 +12,6 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
 
 constexpr const char* kSuccess = "Der Import wurde erfolgreich fertig gestellt.";
 constexpr const char* kErrors =

@@ -16,7 +16,6 @@ void PrintTo(const TranslationRow& row, std::ostream* out) {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::Optional;
 using namespace std::string_literals;
 

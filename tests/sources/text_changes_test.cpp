@@ -20,7 +20,6 @@
 namespace kestrel {
 namespace {
 
-using ::testing::HasSubstr;
 using testing::TempFolder;
 
 constexpr std::size_t kWindow = TextWindow::kWindowSize;

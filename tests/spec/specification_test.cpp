@@ -14,7 +14,6 @@
 namespace kestrel {
 namespace {
 
-using testing::ReadBytes;
 using testing::SessionFixture;
 
 class Specification : public SessionFixture {};

@@ -20,7 +20,6 @@ using ::testing::ElementsAre;
 using testing::ForkedChild;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
 using testing::ReadBytes;
 using testing::SessionFixture;
 

@@ -12,7 +12,6 @@
 namespace kestrel {
 namespace {
 
-using ::testing::ElementsAre;
 
 class Window final : public QWidget {
  public:

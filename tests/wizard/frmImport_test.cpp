@@ -16,7 +16,6 @@ namespace {
 using testing::ClickOn;
 using ::testing::ElementsAre;
 using testing::FindIn;
-using ::testing::IsEmpty;
 using testing::Spin;
 
 // --- Confirmation ---

@@ -9,7 +9,6 @@ namespace {
 using ::testing::ElementsAre;
 using testing::FindIn;
 using ::testing::IsEmpty;
-using ::testing::SizeIs;
 
 class PreviewTest : public testing::WizardFixture {
  protected:

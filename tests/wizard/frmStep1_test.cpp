@@ -11,7 +11,6 @@
 namespace kestrel {
 namespace {
 
-using testing::ClickOn;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using testing::Spin;

@@ -15,7 +15,6 @@ namespace kestrel {
 namespace {
 
 using ::testing::Contains;
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;

@@ -13,7 +13,6 @@
 namespace kestrel {
 namespace {
 
-using ::testing::AllOf;
 using testing::ClickOn;
 using ::testing::Contains;
 using ::testing::ElementsAre;

@@ -18,7 +18,6 @@ using testing::ClickOn;
 using ::testing::ElementsAre;
 using testing::FindIn;
 using ::testing::IsEmpty;
-using testing::Spin;
 
 // Looks at the pointer at the moment when the source is read.
 class PointerWatch final : public QObject {

@@ -24,9 +24,7 @@
 namespace kestrel {
 namespace {
 
-using ::testing::ElementsAre;
 using testing::FindIn;
-using ::testing::IsEmpty;
 using testing::Spin;
 
 struct ControlTexts {

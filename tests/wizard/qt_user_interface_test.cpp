@@ -12,7 +12,6 @@
 namespace kestrel {
 namespace {
 
-using testing::ClickOn;
 using ::testing::ElementsAre;
 
 class QtUserInterfaceTest : public ::testing::Test {

@@ -13,7 +13,6 @@ namespace {
 
 using ::testing::HasSubstr;
 using testing::JetBuilder;
-using testing::Le16;
 using testing::Le32;
 using testing::Le64;
 using testing::LeDouble;
