@@ -159,7 +159,8 @@ void ReadColumnNames(Session& session) {
 
 void OpenPage3(Session& session) {
   Wizard wizard;
-  frmStep3 page(session, wizard);
+  ImportJob job(session);
+  frmStep3 page(job, wizard);
   ShowUntilPainted(page);
 }
 
@@ -171,10 +172,10 @@ class ShowsNothing final : public RunView {
   void CloseWindow() override {}
 };
 
-void PrepareRun(ActiveImport& import) {
-  Session& session = import.session();
+void PrepareRun(ImportJob& job) {
+  Session& session = job.session();
   session.SourceFieldNames = SourceColumnNames(session);
-  BuildAssignmentList(session, import.logs());
+  job.AssignFields(nullptr);
   session.TestMode = true;
 }
 
@@ -183,18 +184,16 @@ void RequireWholeRun(const RunResult& result) {
 }
 
 void RunWithoutWindow(Session& session) {
-  ActiveImport import(session);
-  PrepareRun(import);
+  ImportJob job(session);
+  PrepareRun(job);
   ShowsNothing view;
-  ImportRun run(import, view);
-  run.Activate();
-  RequireWholeRun(run.result());
+  RequireWholeRun(job.RunAssigned(view));
 }
 
 void RunInWindow(Session& session) {
-  ActiveImport import(session);
-  PrepareRun(import);
-  frmImport window(import, nullptr);
+  ImportJob job(session);
+  PrepareRun(job);
+  frmImport window(job, nullptr);
   window.exec();
   RequireWholeRun(window.result());
 }

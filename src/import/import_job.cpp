@@ -132,8 +132,9 @@ void ImportJob::Choose(const std::string& path) {
 void ImportJob::Cancel() {
   if (run_ != nullptr) return RequestStop();
   // In a session of the pages an earlier import may have left its own.
-  if (open_ || own_ == nullptr) DeleteWorkingCopy(session_);
+  const bool has_copy = open_ || own_ == nullptr;
   BeginAnew();
+  if (has_copy) DeleteWorkingCopy(session_);
 }
 
 // The pages may find an import class in their session that was not created by this job.
@@ -305,7 +306,8 @@ const RunResult& ImportJob::RunDespiteFindings(RunView& view, RunMode mode) {
   RequireIdle();
   Prepare();
   ProtectSource(mode);
-  return RunAssigned(view, mode);
+  session_.TestMode = mode == RunMode::kTest;
+  return RunAssigned(view);
 }
 
 void ImportJob::ProtectSource(RunMode mode) {
@@ -316,10 +318,8 @@ void ImportJob::ProtectSource(RunMode mode) {
   Tell("Die Quelldatei ''" + session_.FileName + "'' wird nicht gelöscht, da sie nicht gesichert werden kann.");
 }
 
-const RunResult& ImportJob::RunAssigned(RunView& view, RunMode mode) {
+const RunResult& ImportJob::RunAssigned(RunView& view) {
   RequireIdle();
-  if (const std::optional<Finding> fault = AssignmentFault()) throw ImportRefused(*fault);
-  session_.TestMode = mode == RunMode::kTest;
   ImportRun run(Import(), view);
   if (stop_requested_) run.RequestAbort();
   run_ = &run;

@@ -141,9 +141,9 @@ class ImportJob {
   std::vector<bool> AssignFields(std::string* failure);
   // What keeps the assignments from being imported, or none.
   std::optional<Finding> AssignmentFault();
-  // The run of "Fertigstellen". Raises ImportRefused with what AssignmentFault finds, 5 where a run is under
-  // way.
-  const RunResult& RunAssigned(RunView& view, RunMode mode);
+  // The run of "Fertigstellen", in the session's TestMode: the page has asked AssignmentFault before. Raises 5
+  // where a run is under way.
+  const RunResult& RunAssigned(RunView& view);
 
   // --- During a run and behind it ---
 

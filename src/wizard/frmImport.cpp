@@ -23,8 +23,8 @@ constexpr int kRepaintMs = 100;
 
 }  // namespace
 
-frmImport::frmImport(ActiveImport& import, QWidget* parent)
-    : QDialog(parent), guard_(this, import.session().platform.ui), run_(import, *this) {
+frmImport::frmImport(ImportJob& job, QWidget* parent)
+    : QDialog(parent), guard_(this, job.session().platform.ui), job_(job) {
   setObjectName("frmImport");
   setWindowTitle("KESTREL Import");
   lblInfo_ = new QLabel(this);
@@ -71,7 +71,7 @@ void frmImport::Activate() {
   guard_.On(&repaint, &QTimer::timeout, &frmImport::Repaint);
   repaint.start(kRepaintMs);
   // A run that broke off does not close its window itself.
-  if (!guard_.Run([this] { run_.Activate(); })) done(Rejected);
+  if (!guard_.Run([this] { job_.RunAssigned(*this); })) done(Rejected);
 }
 
 void frmImport::Yield() {
@@ -91,12 +91,17 @@ void frmImport::Tell(std::string_view text) {
 }
 
 void frmImport::CloseWindow() {
+  finished_ = true;
   Repaint();
   reject();
 }
 
 void frmImport::reject() {
-  if (run_.RequestClose()) done(result().errors == 0 ? Accepted : Rejected);
+  if (finished_) {
+    done(result().errors == 0 ? Accepted : Rejected);
+  } else {
+    job_.RequestStop();
+  }
 }
 
 }  // namespace kestrel

@@ -6,7 +6,7 @@
 #include <QPlainTextEdit>
 #include <QProgressBar>
 
-#include "import/import_run.h"
+#include "import/import_job.h"
 #include "import/pace.h"
 #include "wizard/event_guard.h"
 
@@ -15,10 +15,10 @@ namespace kestrel {
 class frmImport final : public QDialog, private RunView {
   Q_OBJECT
  public:
-  // The import outlives the window.
-  frmImport(ActiveImport& import, QWidget* parent);
+  // The job outlives the window; its fields are assigned.
+  frmImport(ImportJob& job, QWidget* parent);
 
-  const RunResult& result() const { return run_.result(); }
+  const RunResult& result() const { return job_.result(); }
 
  protected:
   void showEvent(QShowEvent* event) override;
@@ -37,7 +37,7 @@ class frmImport final : public QDialog, private RunView {
   void CloseWindow() override;
 
   EventGuard guard_;
-  ImportRun run_;
+  ImportJob& job_;
   QLabel* lblInfo_;
   QProgressBar* progress_bar_;
   QPlainTextEdit* remarks_;  // hidden while there is none
@@ -47,6 +47,7 @@ class frmImport final : public QDialog, private RunView {
   double percent_ = 0;
   Pace pace_{std::chrono::milliseconds(40)};
   bool started_ = false;
+  bool finished_ = false;
 };
 
 }  // namespace kestrel

@@ -5,6 +5,7 @@
 #include <QVBoxLayout>
 
 #include "component/import_man.h"
+#include "import/import_job.h"
 #include "platform/base/file.h"
 #include "wizard/button_row.h"
 #include "wizard/qt_text.h"
@@ -13,8 +14,12 @@
 
 namespace kestrel {
 
-frmStep1::frmStep1(Session& session, Wizard& wizard)
-    : QWidget(nullptr, Qt::Window), session_(session), wizard_(wizard), guard_(this, session.platform.ui) {
+frmStep1::frmStep1(ImportJob& job, Wizard& wizard)
+    : QWidget(nullptr, Qt::Window),
+      job_(job),
+      session_(job.session()),
+      wizard_(wizard),
+      guard_(this, session_.platform.ui) {
   setObjectName("frmStep1");
   setWindowTitle("KESTREL Import");
 
@@ -123,17 +128,13 @@ std::string frmStep1::SelectedPath() const {
 void frmStep1::cmdNext_Click() {
   const std::string path = SelectedPath();
   if (path.empty()) return;
-  // What an earlier import has left behind.
-  wizard_.CancelImport();
-  session_.SpecFile = path;
-  ReadCommonSection(session_);
-  CreateWorkingCopy(session_);
+  job_.Choose(path);
   wizard_.ShowStep2();
   close();
 }
 
 void frmStep1::cmdCancel_Click() {
-  wizard_.CancelImport();
+  job_.Cancel();
   close();
 }
 

@@ -14,13 +14,14 @@
 
 namespace kestrel {
 
+class ImportJob;
 class Wizard;
 
 class frmStep1 final : public QWidget {
   Q_OBJECT
  public:
   // Both outlive the page. The page loads at once: SpecFolder, the list, SchemaChanged off.
-  frmStep1(Session& session, Wizard& wizard);
+  frmStep1(ImportJob& job, Wizard& wizard);
 
  protected:
   bool event(QEvent* event) override;
@@ -41,6 +42,7 @@ class frmStep1 final : public QWidget {
   // The file of the selected entry, or an empty text.
   std::string SelectedPath() const;
 
+  ImportJob& job_;
   Session& session_;
   Wizard& wizard_;
   EventGuard guard_;

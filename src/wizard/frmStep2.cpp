@@ -8,7 +8,7 @@
 #include <thread>
 #include <utility>
 
-#include "component/import_class.h"
+#include "import/import_job.h"
 #include "sources/source_catalog.h"
 #include "spec/save_schema.h"
 #include "wizard/frmPrev.h"
@@ -39,8 +39,12 @@ class ComboEntries final : public SelectableList {
 
 }  // namespace
 
-frmStep2::frmStep2(Session& session, Wizard& wizard)
-    : QWidget(nullptr, Qt::Window), session_(session), wizard_(wizard), guard_(this, session.platform.ui) {
+frmStep2::frmStep2(ImportJob& job, Wizard& wizard)
+    : QWidget(nullptr, Qt::Window),
+      job_(job),
+      session_(job.session()),
+      wizard_(wizard),
+      guard_(this, session_.platform.ui) {
   setObjectName("frmStep2");
   setWindowTitle("KESTREL Import");
   BuildControls();
@@ -79,8 +83,7 @@ void frmStep2::EndLoading() {
 bool frmStep2::CreateObject() {
   const WaitCursor wait;
   std::optional<RuntimeError> failure;
-  wizard_.BeginImport();
-  CreateImportClass(session_, &failure);
+  job_.OpenImportClass(&failure);
   // Only a missing component leads back; of any other failure the person has been told.
   if (failure && failure->Is(ErrorNumber::kCannotCreateObject)) {
     wizard_.ShowStep1();
@@ -396,7 +399,7 @@ void frmStep2::cmdPrev_Click() {
   } else {
     save();
   }
-  wizard_.CancelImport();
+  job_.Cancel();
   wizard_.ShowStep1();
   close();
 }
@@ -425,7 +428,7 @@ void frmStep2::GoOn() {
 }
 
 void frmStep2::cmdCancel_Click() {
-  wizard_.CancelImport();
+  job_.Cancel();
   close();
 }
 

@@ -31,13 +31,14 @@
 
 namespace kestrel {
 
+class ImportJob;
 class Wizard;
 
 class frmStep2 final : public QWidget {
   Q_OBJECT
  public:
   // Both outlive the page.
-  frmStep2(Session& session, Wizard& wizard);
+  frmStep2(ImportJob& job, Wizard& wizard);
 
  protected:
   bool event(QEvent* event) override;
@@ -96,6 +97,7 @@ class frmStep2 final : public QWidget {
   void cmdCancel_Click();
   void ShowMessage(const std::string& text, const std::string& title);
 
+  ImportJob& job_;
   Session& session_;
   Wizard& wizard_;
   EventGuard guard_;

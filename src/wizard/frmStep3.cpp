@@ -10,7 +10,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
-#include "component/import_class.h"
+#include "import/import_job.h"
 #include "sources/source_reader.h"
 #include "spec/save_schema.h"
 #include "spec/specification.h"
@@ -40,9 +40,10 @@ bool IsLeaving(const QEvent* event) {
 
 }  // namespace
 
-frmStep3::frmStep3(Session& session, Wizard& wizard)
+frmStep3::frmStep3(ImportJob& job, Wizard& wizard)
     : QWidget(nullptr, Qt::Window),
-      session_(session),
+      job_(job),
+      session_(job.session()),
       wizard_(wizard),
       guard_(this, [this](const RuntimeError& error) { Tell(error); }) {
   setObjectName("frmStep3");
@@ -183,7 +184,7 @@ void frmStep3::Load() {
   FillImportFieldList();
   guard_.Run([&] {
     std::string failure;
-    std::vector<bool> mandatory = BuildAssignmentList(session_, wizard_.CurrentImport().logs(), &failure);
+    std::vector<bool> mandatory = job_.AssignFields(&failure);
     list_ = session_.AssignmentList;
     QStringList captions(kAssignmentColumnCount);
     captions[kSourceName] = "Feld";
@@ -397,14 +398,8 @@ void frmStep3::cmdPrev_Click() {
 
 void frmStep3::cmdOK_Click() {
   UserInterface& ui = session_.platform.ui;
-  if (MandatoryFieldUnassigned(*list_)) {
-    ui.MessageBox("Ein Pflichtfeld wurde noch nicht zugeordnet.", "KESTREL Import", Icon::kInformation,
-                  Buttons::kOk);
-    return;
-  }
-  if (DateFieldWithoutFormat(*list_)) {
-    ui.MessageBox("Bei einem Datumsfeld wurde noch keine Formatierung bestimmt..", "KESTREL Import",
-                  Icon::kInformation, Buttons::kOk);
+  if (const std::optional<Finding> fault = job_.AssignmentFault()) {
+    ui.MessageBox(fault->text, "KESTREL Import", Icon::kInformation, Buttons::kOk);
     return;
   }
   if (session_.SchemaChanged) {
@@ -416,13 +411,13 @@ void frmStep3::cmdOK_Click() {
   frmQuestionDlg question(this);
   question.exec();
   session_.TestMode = question.Testmode();
-  frmImport window(wizard_.CurrentImport(), this);
+  frmImport window(job_, this);
   window.exec();
   close();
 }
 
 void frmStep3::cmdCancel_Click() {
-  wizard_.CancelImport();
+  job_.Cancel();
   close();
 }
 

@@ -25,13 +25,14 @@
 
 namespace kestrel {
 
+class ImportJob;
 class Wizard;
 
 class frmStep3 final : public QWidget {
   Q_OBJECT
  public:
   // Both outlive the page. The page loads at once.
-  frmStep3(Session& session, Wizard& wizard);
+  frmStep3(ImportJob& job, Wizard& wizard);
   ~frmStep3() override { DropList(); }
 
  protected:
@@ -76,6 +77,7 @@ class frmStep3 final : public QWidget {
   void Tell(const RuntimeError& error);
   std::string CurrentText(AssignmentColumn column) const;
 
+  ImportJob& job_;
   Session& session_;
   Wizard& wizard_;
   EventGuard guard_;

@@ -7,7 +7,7 @@
 #include <QWindow>
 #include <utility>
 
-#include "spec/specification.h"
+#include "import/import_job.h"
 #include "wizard/frmStep1.h"
 #include "wizard/frmStep2.h"
 #include "wizard/frmStep3.h"
@@ -32,7 +32,7 @@ template <class Page>
 void Wizard::ShowPage(std::unique_ptr<Page>& slot) {
   if (slot == nullptr || !slot->isVisible()) {
     slot.reset();
-    slot = std::make_unique<Page>(*session_, *this);
+    slot = std::make_unique<Page>(*job_, *this);
     slot->installEventFilter(this);
     // Above the host's window without being its child, which it would delete.
     if (host_window_ != nullptr) {
@@ -57,7 +57,7 @@ void Wizard::DropPages() {
   step2_.reset();
   step3_.reset();
   value_editor_.reset();
-  import_.reset();
+  job_.reset();
 }
 
 QWidget* Wizard::OpenDialog() const {
@@ -70,7 +70,7 @@ QWidget* Wizard::OpenDialog() const {
 }
 
 void Wizard::Abandon() {
-  if (CurrentPage() != nullptr) CancelImport();
+  if (CurrentPage() != nullptr) job_->Cancel();
   DropPages();
 }
 
@@ -83,6 +83,7 @@ void Wizard::ShowStep1(std::shared_ptr<Session> session) {
   SpeakGerman();
   Abandon();
   session_ = std::move(session);
+  job_ = std::make_unique<ImportJob>(*session_);
   ShowStep1();
 }
 
@@ -99,16 +100,6 @@ void Wizard::ShowStep1() { ShowPage(step1_); }
 void Wizard::ShowStep2() { ShowPage(step2_); }
 void Wizard::ShowStep3() { ShowPage(step3_); }
 
-void Wizard::BeginImport() {
-  import_.reset();
-  import_ = std::make_unique<ActiveImport>(*session_);
-}
-
-void Wizard::CancelImport() {
-  import_.reset();
-  DeleteWorkingCopy(*session_);
-}
-
 frmTransTbl& Wizard::ValueEditor() {
   if (value_editor_ == nullptr) value_editor_ = std::make_unique<frmTransTbl>(*session_);
   return *value_editor_;
@@ -116,7 +107,7 @@ frmTransTbl& Wizard::ValueEditor() {
 
 bool Wizard::eventFilter(QObject* watched, QEvent* event) {
   if (event->type() == QEvent::Close && watched == CurrentPage() && watched != step3_.get()) {
-    CancelImport();
+    job_->Cancel();
   }
   // Told from the message loop: the page is still in the middle of closing. A page that only makes room for
   // the next one has shown that one before.

@@ -22,7 +22,6 @@
 #include <memory>
 
 #include "component/import_man.h"
-#include "import/active_import.h"
 
 namespace kestrel {
 
@@ -30,6 +29,7 @@ class frmStep1;
 class frmStep2;
 class frmStep3;
 class frmTransTbl;
+class ImportJob;
 
 class Wizard final : public QObject, public WizardPages {
   Q_OBJECT
@@ -48,13 +48,8 @@ class Wizard final : public QObject, public WizardPages {
   void ShowStep1();
   void ShowStep2();
   void ShowStep3();
-  // Begins an import where the import class is created. It ends with its run, with CancelImport, or with the
-  // session.
-  void BeginImport();
-  // The import that was begun last; step 3 and the run window stand on it.
-  ActiveImport& CurrentImport() { return *import_; }
-  // Ends an import before its run: the working copy is deleted.
-  void CancelImport();
+  // The import of the session, step by step; while a page is open.
+  ImportJob& job() { return *job_; }
   // The shared value editor.
   frmTransTbl& ValueEditor();
   // The page that is shown, or null.
@@ -82,7 +77,7 @@ class Wizard final : public QObject, public WizardPages {
 
   QPointer<QWidget> host_window_;
   std::shared_ptr<Session> session_;  // while a page is open
-  std::unique_ptr<ActiveImport> import_;
+  std::unique_ptr<ImportJob> job_;    // of that session
   std::unique_ptr<frmStep1> step1_;
   std::unique_ptr<frmStep2> step2_;
   std::unique_ptr<frmStep3> step3_;

@@ -70,7 +70,7 @@ class RunWindowTest : public testing::WizardFixture {
  protected:
   void Prepare(int records) {
     OpenStep3(TextSpecification(WriteSource(records), "[FieldAssignments]\nName=FIELD:Name\n"));
-    window = std::make_unique<frmImport>(wizard.CurrentImport(), nullptr);
+    window = std::make_unique<frmImport>(wizard.job(), nullptr);
   }
   // A log component, and an import class that tells an error after each call.
   std::shared_ptr<testing::RecordingObject> UseLog() {

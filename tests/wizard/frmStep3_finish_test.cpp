@@ -7,6 +7,7 @@
 #include <QRadioButton>
 #include <QTableView>
 
+#include "import/import_job.h"
 #include "platform/base/file.h"
 #include "wizard/wizard_fixture.h"
 
@@ -193,6 +194,23 @@ TEST_F(Step3FinishTest, OkWithoutTouchingTheOptionsIsATestRun) {
   EXPECT_EQ(import_class->CountOf("GetNewRecord"), 3u);
   EXPECT_EQ(Imported(), 0u);
   EXPECT_EQ(PageName(), "");
+}
+
+TEST_F(Step3FinishTest, AJobThatRunsBesideThePageLeavesItsImportAlone) {
+  Open("Name=FIELD:Name\n");
+  const std::string working_copy = session.SpecFile;
+  {
+    ImportJob job(Platform{ui, components, clock});
+    job.Open({.specification = session.ChosenSpecFile, .user = "4712"});
+    EXPECT_EQ(job.Run().records, 3);
+  }
+  EXPECT_EQ(session.SpecFile, working_copy);
+  EXPECT_TRUE(FileExists(working_copy));
+  EXPECT_EQ(PageName(), "frmStep3");
+  Confirm();
+  Click("cmdOK");
+  EXPECT_EQ(import_class->CountOf("GetNewRecord"), 6u);
+  EXPECT_FALSE(FileExists(working_copy));
 }
 
 TEST_F(Step3FinishTest, DatenImportierenImports) {

@@ -159,14 +159,13 @@ class PagesTest : public testing::WizardFixture {
     WriteSpecification("Kunden.IMP", TextSpecification(session.FileName));
     wizard.ShowStep1(SharedSession());
     wizard.CurrentPage()->close();
-    wizard.BeginImport();
-    pages.push_back(std::make_unique<frmStep1>(session, wizard));
-    pages.push_back(std::make_unique<frmStep2>(session, wizard));
-    pages.push_back(std::make_unique<frmStep3>(session, wizard));
+    pages.push_back(std::make_unique<frmStep1>(job, wizard));
+    pages.push_back(std::make_unique<frmStep2>(job, wizard));
+    pages.push_back(std::make_unique<frmStep3>(job, wizard));
     pages.push_back(std::make_unique<frmQuestionDlg>(nullptr));
     pages.push_back(std::make_unique<frmPrev>(session, nullptr));
     pages.push_back(std::make_unique<frmTransTbl>(session));
-    pages.push_back(std::make_unique<frmImport>(import, nullptr));
+    pages.push_back(std::make_unique<frmImport>(job, nullptr));
   }
 
   QWidget& PageNamed(const QString& name) {
@@ -193,7 +192,7 @@ class PagesTest : public testing::WizardFixture {
     return controls;
   }
 
-  ActiveImport import{session};
+  ImportJob job{session};
   std::vector<std::unique_ptr<QWidget>> pages;
 };
 
