@@ -5,8 +5,7 @@
 #include <set>
 #include <string>
 
-#include "sources/source_reader.h"
-#include "spec/specification.h"
+#include "sources/source_kind.h"
 
 namespace kestrel {
 
@@ -28,14 +27,10 @@ void CheckValues(const Session& session, const Recordset& source, std::int64_t r
 
 }  // namespace
 
-const char* SourceKey(const Session& session) {
-  return session.Provider == kTextSource ? "FileName" : "Database";
-}
-
 Finding UnreadableValue(const Session& session, const Recordset& source, std::int64_t record,
                         std::size_t column, const RuntimeError& error) {
   return {Severity::kError,
-          {"Common", SourceKey(session)},
+          {"Common", LocationKey(session)},
           "Datensatz " + std::to_string(record) + ", Spalte \"" + std::string(source.ColumnName(column)) +
               "\": " + error.Description()};
 }
@@ -51,11 +46,13 @@ void CheckSourceRecords(Session& session, Findings& findings) {
   const std::int64_t count = SourceRecordCount(session);
   std::set<std::size_t> unreadable;
   std::int64_t records = 0;
+  const SourceKind* kind = KindOf(session);
+  const bool one_is_enough = kind != nullptr && kind->place == SourcePlace::kServer;
   RecordsetPtr source = SourceMoveFirst(session);
   while (!SourceEOF(session) && !session.source_end.error) {
     ++records;
     if (records <= kRecordsLookedAt) CheckValues(session, *source, records, unreadable, findings);
-    if (session.Provider == kSqlServerSource) break;
+    if (one_is_enough) break;
     source = SourceMoveNext(session);
   }
   const SourceEnd end = session.source_end;
@@ -65,7 +62,7 @@ void CheckSourceRecords(Session& session, Findings& findings) {
                                   ? "Die Datenquelle kann nicht gelesen werden. "
                                   : "Die Datenquelle endet nach " + std::to_string(records) + " von " +
                                         std::to_string(std::max(count, records)) + " Datensätzen. ";
-  findings.Error({"Common", SourceKey(session)}, reached + end.error->Description());
+  findings.Error({"Common", LocationKey(session)}, reached + end.error->Description());
 }
 
 }  // namespace kestrel

@@ -11,9 +11,6 @@
 
 namespace kestrel {
 
-// The key of section Common that names the session's source.
-const char* SourceKey(const Session& session);
-
 // A value that cannot be read, of the source's record counted from 1.
 Finding UnreadableValue(const Session& session, const Recordset& source, std::int64_t record,
                         std::size_t column, const RuntimeError& error);

@@ -1,33 +1,27 @@
 #include "check/specification_check.h"
 
-#include <algorithm>
 #include <array>
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "mapping/translation.h"
-#include "platform/base/file.h"
 #include "platform/base/text.h"
+#include "sources/source_kind.h"
 #include "spec/profile_access.h"
-#include "spec/specification.h"
 
 namespace kestrel {
 
 namespace {
 
-constexpr std::array<const char*, 5> kProviders = {kTextSource, kSqlServerSource, kAccessSource, kExcelSource,
-                                                   kDBaseSource};
-
-// The keys of section Common that are read for a provider.
-std::set<std::string> CommonKeysOf(const std::string& provider) {
+// The keys of section Common that are read for a kind of source; of an unknown one those that most kinds have.
+std::set<std::string> CommonKeysOf(const SourceKind* kind) {
   std::set<std::string> keys = {"DESCRIPTION", "APPLICATION", "IMPORTCLASS", "PROVIDER"};
-  if (provider == kTextSource) {
-    keys.insert({"FILENAME", "COLUMNHEADINGS", "FILEFORMAT", "DELIMITER", "TEXTRECOGNITION", "SAVEFILE",
-                 "SAVEPATH", "DELETEFILE"});
-  } else {
+  if (kind == nullptr) {
     keys.insert({"DATABASE", "TABLE"});
-    if (provider == kSqlServerSource) keys.insert("SERVER");
-    if (provider == kSqlServerSource || provider == kAccessSource) keys.insert({"USER", "PASSWORD"});
+  } else {
+    for (const CommonKey& key : kind->keys) keys.insert(UpperCase(key.name));
   }
   return keys;
 }
@@ -67,20 +61,20 @@ void CheckSwitches(const ProfileImage& specification, Findings& findings) {
   }
 }
 
-void CheckTextSettings(const Session& session, const ProfileImage& specification, Findings& findings) {
-  for (const char* key : {"ColumnHeadings", "SaveFile", "DeleteFile"}) CheckFlag(specification, key, findings);
-  if (session.FileFormat != "ANSI" && session.FileFormat != "ASCII") {
-    findings.Warn({"Common", "FileFormat"}, "\"" + session.FileFormat + "\" wird wie \"ANSI\" gelesen.",
-                  "Möglich sind \"ANSI\" und \"ASCII\".");
+// The settings of the source, as its kind wants them.
+void CheckSourceSettings(const Session& session, const SourceKind& kind, const ProfileImage& specification,
+                         Findings& findings) {
+  for (const CommonKey& key : kind.keys) {
+    if (key.truth != nullptr) CheckFlag(specification, key.name, findings);
   }
-  if (session.Delimiter.empty() || (session.Delimiter != "TAB" && LengthInCharacters(session.Delimiter) > 1)) {
-    findings.Error({"Common", "Delimiter"}, "\"" + session.Delimiter + "\" trennt keine Felder.",
-                   "Tragen Sie \"TAB\" oder ein einzelnes Zeichen ein.");
-  }
-  if (session.SaveFile && session.SavePath.empty()) {
-    findings.Warn({"Common", "SavePath"}, "Ohne Sicherungspfad wird die Datei nicht gesichert.");
-  } else if (session.SaveFile && !FolderExists(session.SavePath)) {
-    findings.Error({"Common", "SavePath"}, "Der Sicherungspfad ''" + session.SavePath + "'' existiert nicht.");
+  if (kind.check == nullptr) return;
+  std::vector<SettingFinding> found;
+  kind.check(session, found);
+  for (SettingFinding& finding : found) {
+    findings.Add({finding.is_error ? Severity::kError : Severity::kWarning,
+                  {"Common", finding.key},
+                  std::move(finding.text),
+                  std::move(finding.way_out)});
   }
 }
 
@@ -118,14 +112,16 @@ void CheckCommonSection(const Session& session, const ProfileImage& specificatio
     findings.Warn({"Common", "Description"},
                   "Ohne Beschreibung wird die Spezifikation im Assistenten nicht angeboten.");
   }
-  if (std::find(kProviders.begin(), kProviders.end(), session.Provider) == kProviders.end()) {
-    std::string known;
-    for (const char* provider : kProviders)
-      known += std::string(known.empty() ? "" : ", ") + "\"" + provider + "\"";
-    findings.Error({"Common", "Provider"}, "Unbekannte Art der Datenquelle \"" + session.Provider + "\".",
-                   "Möglich sind, genau so geschrieben: " + known + ".");
+  if (const SourceKind* kind = KindOf(session)) {
+    CheckSourceSettings(session, *kind, specification, findings);
+    return;
   }
-  if (session.Provider == kTextSource) CheckTextSettings(session, specification, findings);
+  std::string known;
+  for (const SourceKind& kind : KindsOf(session)) {
+    known += std::string(known.empty() ? "" : ", ") + "\"" + kind.name + "\"";
+  }
+  findings.Error({"Common", "Provider"}, "Unbekannte Art der Datenquelle \"" + session.Provider + "\".",
+                 "Möglich sind, genau so geschrieben: " + known + ".");
 }
 
 void CheckTranslations(const ProfileImage& specification, Findings& findings) {
@@ -174,7 +170,7 @@ void CheckUnreadEntries(const Session& session, const ProfileImage& specificatio
     if (!seen.insert(name).second) {
       findings.Warn({section.name}, "Der Abschnitt steht mehrfach in der Datei; gelesen wird nur der erste.");
     } else if (name == "COMMON") {
-      CheckKeys(section, CommonKeysOf(session.Provider), findings);
+      CheckKeys(section, CommonKeysOf(KindOf(session)), findings);
     } else if (name == "CFGSETTINGS") {
       CheckKeys(section, SettingsKeys(), findings);
     } else if (name != "FIELDASSIGNMENTS" && name != "FIELDTRANSLATION" && name != "FIELDFORMAT" &&

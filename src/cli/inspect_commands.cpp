@@ -1,11 +1,12 @@
 // Commands that look at specifications and sources and change nothing.
+#include <algorithm>
 #include <ostream>
 
 #include "cli/program.h"
 #include "mapping/field_assignment.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
-#include "sources/source_connection.h"
+#include "sources/source_kind.h"
 #include "sources/source_reader.h"
 #include "spec/profile_access.h"
 #include "spec/specification.h"
@@ -22,25 +23,16 @@ std::vector<std::pair<std::string, std::string>> CommonSettings(const Session& s
                                                                {"Application", std::to_string(session.AppMode)},
                                                                {"ImportClass", session.ImportClassProgID},
                                                                {"Provider", session.Provider}};
-  const auto add = [&](const char* key, const std::string& value) { settings.emplace_back(key, value); };
-  if (session.Provider == kTextSource) {
-    add("FileName", session.FileName);
-    add("ColumnHeadings", YesNo(session.ColumnHeadings));
-    add("FileFormat", session.FileFormat);
-    add("Delimiter", session.Delimiter);
-    add("TextRecognition", session.TextRecognition);
-    add("SaveFile", YesNo(session.SaveFile));
-    add("SavePath", session.SavePath);
-    add("DeleteFile", YesNo(session.DeleteFile));
-  } else {
-    if (session.Provider == kSqlServerSource) add("Server", session.Server);
-    if (session.Provider == kSqlServerSource || session.Provider == kAccessSource) {
-      add("User", session.User);
-      // Whoever looks at settings need not see the password.
-      add("Password", session.Password.empty() ? "" : "********");
-    }
-    add("Database", session.Database);
-    add("Table", session.Table);
+  std::vector<CommonKey> keys = KindOf(session)->keys;
+  // A login is shown before what it opens.
+  std::stable_partition(keys.begin(), keys.end(), [](const CommonKey& key) {
+    return key.text != &Session::Database && key.text != &Session::Table;
+  });
+  for (const CommonKey& key : keys) {
+    std::string value = key.truth != nullptr ? YesNo(session.*key.truth) : session.*key.text;
+    // Whoever looks at settings need not see the password.
+    if (key.is_secret && !value.empty()) value = "********";
+    settings.emplace_back(key.name, std::move(value));
   }
   return settings;
 }
@@ -59,11 +51,12 @@ int ListCommand(Workspace& workspace, const ListOptions& options) {
                      {"Quelle", "provider"},
                      {"Ziel", "importClass"},
                      {"Datei", "file"}});
+  const std::string& default_kind = KindsOf(session).Default().name;
   const auto row = [&](const std::string& path) {
-    const auto read = [&](const char* key, const char* otherwise) {
+    const auto read = [&](const char* key, std::string_view otherwise) {
       return GetIniString(session.profiles, path, "Common", key, otherwise);
     };
-    table.Row({read("Description", ""), read("Application", "2"), read("Provider", kTextSource),
+    table.Row({read("Description", ""), read("Application", "2"), read("Provider", default_kind),
                read("ImportClass", ""), path});
   };
   const auto is_readable = [&](const std::string& path) {
@@ -128,7 +121,9 @@ int ShowCommand(Workspace& workspace, const std::string& spec) {
 int TablesCommand(Workspace& workspace, const std::string& spec) {
   Session& session = workspace.session();
   workspace.LoadSpecification(spec, "");
-  if (session.Provider == kTextSource) throw NotUsable("Eine Textdatei hat keine Tabellen.");
+  const SourceKind* kind = KindOf(session);
+  if (kind != nullptr && kind->connect == nullptr)
+    throw NotUsable("Eine " + kind->name + " hat keine Tabellen.");
   // The table is what the user is about to find out, so it need not be named yet.
   const ConnectResult result = ConnectFromSession(session);
   if (!result.connected) {

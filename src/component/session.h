@@ -30,6 +30,7 @@ class ComponentRegistry;
 class Connection;
 class MemoryRecordset;
 class Recordset;
+class SourceKinds;
 class UserInterface;
 
 // What the session stands on. All of it outlives the session.
@@ -37,6 +38,8 @@ struct Platform {
   UserInterface& ui;
   ComponentRegistry& components;
   const Clock& clock;
+  // The kinds of sources where a host adds its own (sources/source_kind.h); null for those of the component.
+  const SourceKinds* source_kinds = nullptr;
 };
 
 struct Session {

@@ -16,8 +16,7 @@
 #include "mapping/field_assignment.h"
 #include "platform/base/file.h"
 #include "platform/base/number.h"
-#include "sources/source_connection.h"
-#include "sources/source_reader.h"
+#include "sources/source_kind.h"
 #include "spec/profile_access.h"
 #include "spec/specification.h"
 
@@ -56,7 +55,7 @@ bool IsMissingFolder(const std::string& path) {
 
 struct ImportJob::OwnSession {
   explicit OwnSession(const Platform& platform)
-      : ui(platform.ui), session({ui, platform.components, platform.clock}) {}
+      : ui(platform.ui), session({ui, platform.components, platform.clock, platform.source_kinds}) {}
 
   MutedUserInterface ui;
   Session session;
@@ -88,7 +87,7 @@ void ImportJob::Open(const ImportOrder& order) {
   CreateWorkingCopy(session_);
   open_ = true;
   session_.ImportFileName = order.source_file == "-" ? "/dev/stdin" : order.source_file;
-  ApplyImportFileName(session_);
+  ApplyImportFileName(session_, FileEndings::kAll);
   ResolveSourcePaths();
 }
 
@@ -112,12 +111,10 @@ void ImportJob::ResolveSourcePaths() {
     const std::string beside = JoinPath(ParentFolder(session_.ChosenSpecFile), path);
     if (FileExists(beside) || FolderExists(beside)) path = beside;
   };
-  if (session_.Provider == kTextSource) {
-    resolve(session_.FileName);
-    resolve(session_.SavePath);
-  } else if (session_.Provider != kSqlServerSource) {
-    resolve(session_.Database);
-  }
+  const SourceKind* kind = KindOf(session_);
+  if (kind == nullptr || kind->place == SourcePlace::kServer) return;
+  resolve(session_.*kind->location);
+  if (kind->Has(&Session::SavePath)) resolve(session_.SavePath);
 }
 
 void ImportJob::Choose(const std::string& path) {
@@ -188,30 +185,28 @@ void ImportJob::OpenImportClass() {
   if (!OpenImportClass(&failure)) throw Refuse({"Common", "ImportClass"}, failure->Description());
 }
 
-void ImportJob::TakeStream() {
-  if (!IsStream(session_.FileName)) return;
+void ImportJob::TakeStream(std::string& file) {
+  if (!IsStream(file)) return;
   if (session_.SaveFile) Tell("Die Quelle ist keine Datei mit eigenem Namen; sie wird nicht gesichert.");
   session_.SaveFile = false;
   session_.DeleteFile = false;
-  if (!PipedSource::IsPipe(session_.FileName)) return;
-  piped_source_ = std::make_unique<PipedSource>(session_.FileName);
-  session_.FileName = piped_source_->path();
+  if (!PipedSource::IsPipe(file)) return;
+  piped_source_ = std::make_unique<PipedSource>(file);
+  file = piped_source_->path();
 }
 
 void ImportJob::OpenSource() {
   RequireOpen();
   if (source_open_) return;
   const auto refuse = [&](std::string text) {
-    return Refuse({"Common", SourceKey(session_)}, std::move(text));
+    return Refuse({"Common", LocationKey(session_)}, std::move(text));
   };
-  if (session_.Provider == kTextSource) {
-    TakeStream();
-    if (FolderExists(session_.FileName)) {
-      throw refuse("''" + session_.FileName + "'' ist ein Ordner und keine Textdatei.");
-    }
-    if (!FileExists(session_.FileName)) {
-      throw refuse("Die Datei ''" + session_.FileName + "'' existiert nicht.");
-    }
+  const SourceKind* kind = KindOf(session_);
+  if (kind != nullptr && kind->connect == nullptr) {
+    std::string& file = session_.*kind->location;
+    TakeStream(file);
+    if (FolderExists(file)) throw refuse("''" + file + "'' ist ein Ordner und keine " + kind->name + ".");
+    if (!FileExists(file)) throw refuse("Die Datei ''" + file + "'' existiert nicht.");
   } else {
     const ConnectResult result = ConnectFromSession(session_);
     if (!result.connected) {
@@ -312,10 +307,11 @@ const RunResult& ImportJob::RunDespiteFindings(RunView& view, RunMode mode) {
 
 void ImportJob::ProtectSource(RunMode mode) {
   if (mode == RunMode::kTest) session_.SaveFile = session_.DeleteFile = false;
-  if (session_.Provider != kTextSource || !session_.SaveFile || session_.SavePath.empty()) return;
+  if (!IsOn(session_, &Session::SaveFile) || session_.SavePath.empty()) return;
   if (!session_.DeleteFile || !IsMissingFolder(session_.SavePath)) return;
   session_.DeleteFile = false;
-  Tell("Die Quelldatei ''" + session_.FileName + "'' wird nicht gelöscht, da sie nicht gesichert werden kann.");
+  Tell("Die Quelldatei ''" + session_.*KindOf(session_)->location +
+       "'' wird nicht gelöscht, da sie nicht gesichert werden kann.");
 }
 
 const RunResult& ImportJob::RunAssigned(RunView& view) {

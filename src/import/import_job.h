@@ -53,8 +53,8 @@ struct ImportOrder {
   std::string specification;
   // Where specifications lie; empty: "Import" in the component's own folder.
   std::string folder = {};
-  // Takes the place of the source that the specification names, as a file handed in by a host does; "-" is the
-  // standard input. Empty: none.
+  // Takes the place of the source that the specification names, as a file handed in by a host does, but an
+  // .accdb file is read as Access data; "-" is the standard input. Empty: none.
   std::string source_file = {};
   // Where the working copy lies; empty: beside the specification.
   std::string working_folder = {};
@@ -166,9 +166,9 @@ class ImportJob {
   void LoadApplication(const ImportOrder& order, const std::string& path);
   // Source paths that are relative and do not exist from here are meant from the specification's folder.
   void ResolveSourcePaths();
-  // A text source that is no file with a place of its own is neither saved nor removed; a pipe is read to its
-  // end.
-  void TakeStream();
+  // A source that is no file with a place of its own is neither saved nor removed; a pipe is read to its end,
+  // and `file` is what was read.
+  void TakeStream(std::string& file);
   void BuildFields();
   ImportClassError FieldsError();
   void CheckSource(CheckDepth depth, Findings& findings);

@@ -3,9 +3,7 @@
 #include "check/source_check.h"
 #include "check/specification_check.h"
 #include "import/import_job.h"
-#include "sources/source_connection.h"
-#include "sources/source_reader.h"
-#include "spec/specification.h"
+#include "sources/source_kind.h"
 
 namespace kestrel {
 
@@ -23,8 +21,9 @@ Findings ImportJob::Check(CheckDepth depth, const std::optional<Finding>& no_hos
 }
 
 void ImportJob::CheckSource(CheckDepth depth, Findings& findings) {
-  const FindingPlace place{"Common", SourceKey(session_)};
-  if (session_.Provider == kTextSource && session_.FileName.empty()) {
+  const FindingPlace place{"Common", LocationKey(session_)};
+  const SourceKind* kind = KindOf(session_);
+  if (kind != nullptr && kind->connect == nullptr && (session_.*kind->location).empty()) {
     findings.Error(place, "Es ist keine Quelldatei angegeben.", "Geben Sie sie hier oder mit --file an.");
     return;
   }

@@ -9,7 +9,7 @@
 #include "platform/base/file.h"
 #include "platform/data/recordset.h"
 #include "platform/dialogs/user_interface.h"
-#include "spec/specification.h"
+#include "sources/source_kind.h"
 
 namespace kestrel {
 
@@ -41,7 +41,7 @@ FileIdentity IdentityOf(const std::string& path) {
 }
 
 // Empty where nothing speaks against removing the source file.
-std::string WhySourceStays(const Session& session, const RunResult& run) {
+std::string WhySourceStays(const Session& session, const std::string& file, const RunResult& run) {
   if (run.errors != 0) return "Es wurden Fehler gezählt.";
   if (run.aborted) return "Der Import wurde abgebrochen.";
   if (session.source_end.state != SourceState::kAtEnd) return "Sie wurde nicht bis zu ihrem Ende gelesen.";
@@ -51,7 +51,7 @@ std::string WhySourceStays(const Session& session, const RunResult& run) {
   }
   const std::optional<FileIdentity> read = session.SourceRecordset->SourceFile();
   if (!read) return "Es ist nicht bekannt, welchen Stand der Datei der Import gelesen hat.";
-  if (IdentityOf(session.FileName) != *read) {
+  if (IdentityOf(file) != *read) {
     return "Sie wurde seit dem Beginn des Imports geändert. Bitte prüfen Sie, ob sie Datensätze enthält, die "
            "noch "
            "nicht importiert sind.";
@@ -62,23 +62,25 @@ std::string WhySourceStays(const Session& session, const RunResult& run) {
 }  // namespace
 
 void BackUpSourceFile(Session& session) {
-  if (!session.SaveFile || session.Provider != kTextSource || session.SavePath.empty()) return;
+  if (!IsOn(session, &Session::SaveFile) || session.SavePath.empty()) return;
   if (!BackupFolderExists(session.SavePath)) {
     session.platform.ui.MessageBox("Der Sicherungspfad ''" + session.SavePath +
                                        "'' existiert nicht. Die Datei kann nicht gesichert werden.",
                                    "", Icon::kInformation, Buttons::kOk);
     return;
   }
-  const std::string destination = JoinPath(session.SavePath, FileNameOfPath(session.FileName));
-  RefuseSameFile(session.FileName, destination);
-  CopyFile(session.FileName, destination);
+  const std::string& file = session.*KindOf(session)->location;
+  const std::string destination = JoinPath(session.SavePath, FileNameOfPath(file));
+  RefuseSameFile(file, destination);
+  CopyFile(file, destination);
 }
 
 std::string RemoveSourceFile(Session& session, const RunResult& run) {
-  if (session.Provider != kTextSource || !session.DeleteFile) return {};
-  std::string why = WhySourceStays(session, run);
-  if (!why.empty()) return "Die Quelldatei '" + session.FileName + "' wurde nicht gelöscht: " + why;
-  DeleteFile(session.FileName);
+  if (!IsOn(session, &Session::DeleteFile)) return {};
+  const std::string& file = session.*KindOf(session)->location;
+  std::string why = WhySourceStays(session, file, run);
+  if (!why.empty()) return "Die Quelldatei '" + file + "' wurde nicht gelöscht: " + why;
+  DeleteFile(file);
   return {};
 }
 

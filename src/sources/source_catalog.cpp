@@ -2,7 +2,7 @@
 
 #include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
-#include "spec/specification.h"
+#include "sources/source_kind.h"
 
 namespace kestrel {
 
@@ -23,10 +23,9 @@ std::vector<std::string> FillSheetList(Connection& connection) {
   return names;
 }
 
-std::string ListedTableName(std::string_view provider, std::string_view table) {
-  constexpr std::string_view kExtension = ".DBF";
-  const bool has_extension = table.size() > kExtension.size() && UpperCase(table).ends_with(kExtension);
-  if (provider == kDBaseSource && has_extension) table.remove_suffix(kExtension.size());
+std::string ListedTableName(const SourceKind& kind, std::string_view table) {
+  const std::string_view ending = kind.table_ending;
+  if (table.size() > ending.size() && UpperCase(table).ends_with(ending)) table.remove_suffix(ending.size());
   return std::string(table);
 }
 

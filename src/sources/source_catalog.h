@@ -11,14 +11,16 @@
 
 namespace kestrel {
 
+struct SourceKind;
+
 // SQL Server and Access: the tables of type "TABLE" in the provider's order, then those of type "VIEW".
 std::vector<std::string> FillTableList(Connection& connection);
 // Excel and dBase: every table of the catalog, whatever its type.
 std::vector<std::string> FillSheetList(Connection& connection);
 
-// How the list of a kind's tables shows a stored table: dBase tables are listed without the ".dbf" that a file
-// handed in by the host, or a specification, names them with; all others as they are.
-std::string ListedTableName(std::string_view provider, std::string_view table);
+// How the list of the kind's tables shows a stored table: without the kind's ending, as that of dBase tables,
+// which a file handed in by the host, or a specification, names them with; all others as they are.
+std::string ListedTableName(const SourceKind& kind, std::string_view table);
 
 // A drop-down list as SelectListEntry sees it.
 class SelectableList {

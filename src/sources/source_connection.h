@@ -1,8 +1,7 @@
-// The shared source connection: the connection string of each kind, and when it is opened.
-//
-// The inputs are those of the data source page; without a page they come from the session (InputsFromSession).
+// The shared source connection: when it is opened, and with what.
 #pragma once
 
+#include <array>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -13,30 +12,44 @@
 
 namespace kestrel {
 
-// The texts of the page's boxes, as typed.
+struct SourceKind;
+enum class SourceFrame;
+inline constexpr std::size_t kSourceFrames = 5;
+
+// What a connection is opened with: the texts of the data source page's boxes, as typed, or of a session.
 struct SourceInputs {
-  std::string txtdBaseFile;
-  std::string txtExcelFile;
-  std::string txtAccessDB;
-  std::string txtSQLServer;
-  std::string txtSQLUID;
-  std::string txtSQLKennwort;
-  std::string txtSQLDB;
+  std::string server = {};
+  std::string user = {};
+  std::string password = {};
+  std::string database = {};
 };
 
-// One list-loaded flag per kind: set by a successful connect, cleared by edits.
-struct ListLoadedFlags {
-  bool sql_server = false;
-  bool access = false;
-  bool excel = false;
-  bool dbase = false;
-};
+// Turns a connection string into an open connection, or raises why not.
+using ConnectionOpener = std::function<ConnectionPtr(std::string_view connection_string)>;
 
-// The exact strings; texts are inserted as they stand.
-std::string DBaseConnectionString(const SourceInputs& inputs);
-std::string ExcelConnectionString(const SourceInputs& inputs);
-std::string AccessConnectionString(const SourceInputs& inputs);
-std::string SqlServerConnectionString(const SourceInputs& inputs);
+// What was opened apart from a session: the connection and its tables, or the reason why not. Where the catalog
+// cannot be read there are no tables, and a reason; the connection stands all the same.
+struct OpenedSource {
+  ConnectionPtr connection;
+  std::vector<std::string> tables;
+  std::string reason;
+};
+using TableLister = std::vector<std::string> (*)(Connection&);
+// Opens a connection and lists its tables. Raises nothing.
+OpenedSource OpenAndList(const std::string& connection_string, TableLister list_tables,
+                         const ConnectionOpener& open);
+
+// The list-loaded flags of the page: the kind whose tables the list of each frame shows. A successful connect
+// sets its kind's, an edit of a frame's input clears the frame's.
+class ListLoadedFlags {
+ public:
+  bool IsLoaded(const SourceKind& kind) const;
+  void SetLoaded(const SourceKind& kind);
+  void Clear(SourceFrame frame);
+
+ private:
+  std::array<const SourceKind*, kSourceFrames> kinds_ = {};
+};
 
 // What a connect operation did.
 struct ConnectResult {
@@ -47,48 +60,35 @@ struct ConnectResult {
   std::string reason;
 };
 
-// Turns a connection string into an open connection, or raises why not.
-using ConnectionOpener = std::function<ConnectionPtr(std::string_view connection_string)>;
+// Stops without action when the kind has no connection, a required input is empty or the kind's list is loaded;
+// else drops the shared connection, opens a new one, lists the tables and sets the flag. Nothing is raised.
+ConnectResult Connect(Session& session, const SourceKind& kind, const SourceInputs& inputs,
+                      ListLoadedFlags& loaded, const ConnectionOpener& open = OpenConnection);
 
-// Each stops without action when a required input is empty or the kind's flag is set; else drops the shared
-// connection, opens a new one, lists the tables and sets the flag. A catalog that cannot be read gives no
-// tables and a reason; the connection stands all the same. Nothing is raised.
-ConnectResult ConnectdBase(Session& session, const SourceInputs& inputs, ListLoadedFlags& loaded,
-                           const ConnectionOpener& open = OpenConnection);
-ConnectResult ConnectExcel(Session& session, const SourceInputs& inputs, ListLoadedFlags& loaded,
-                           const ConnectionOpener& open = OpenConnection);
-ConnectResult ConnectAccess(Session& session, const SourceInputs& inputs, ListLoadedFlags& loaded,
-                            const ConnectionOpener& open = OpenConnection);
-ConnectResult ConnectSQLServer(Session& session, const SourceInputs& inputs, ListLoadedFlags& loaded,
-                               const ConnectionOpener& open = OpenConnection);
-
-// What was opened apart from a session: the connection and its tables, or the reason why not.
-struct OpenedSource {
-  ConnectionPtr connection;
-  std::vector<std::string> tables;
-  std::string reason;
-};
-// ConnectSQLServer in two steps, for whoever waits for a server in another thread. Begin stops or drops the
-// shared connection as told above; what it returns, empty where it stopped, opens the new one and lists the
-// tables, touches no session, raises nothing and is called once, in whatever thread. Finish takes the result.
+// The same in two steps, for whoever waits for a server in another thread. Begin stops or drops the shared
+// connection as told above; what it returns, empty where it stopped, opens the new one and lists the tables,
+// touches no session, raises nothing and is called once, in whatever thread. Finish takes the result. The kind
+// outlives both.
 using SourceOpening = std::function<OpenedSource()>;
-SourceOpening BeginConnectSQLServer(Session& session, const SourceInputs& inputs, const ListLoadedFlags& loaded,
-                                    const ConnectionOpener& open = OpenConnection);
-ConnectResult FinishConnectSQLServer(Session& session, OpenedSource opened, ListLoadedFlags& loaded);
+SourceOpening BeginConnect(Session& session, const SourceKind& kind, const SourceInputs& inputs,
+                           const ListLoadedFlags& loaded, const ConnectionOpener& open = OpenConnection);
+ConnectResult FinishConnect(Session& session, const SourceKind& kind, OpenedSource opened,
+                            ListLoadedFlags& loaded);
 
 // Drops the shared connection.
 void ResetConnection(Session& session);
 
-// The boxes of a session without a page. For Access the user and password boxes of SQL Server take part in the
-// connection string: without a page the password is session.Password, and the user, who means nothing there, is
-// empty.
-SourceInputs InputsFromSession(const Session& session);
-// Connects for session.Provider from InputsFromSession; a text source needs none and counts as connected.
-// Where nothing is tried (a required setting is empty, the kind is unknown), the reason says so.
+// The inputs as the session holds them; what most kinds connect with where no page is shown.
+SourceInputs SessionInputs(const Session& session);
+// Connects for session.Provider without a page; a kind without a connection counts as connected. Where nothing
+// is tried (a required setting is empty, the kind is unknown), the reason says so.
 ConnectResult ConnectFromSession(Session& session, const ConnectionOpener& open = OpenConnection);
 
-// The file handed in by the host decides the kind: ".MDB", ".DBF", else text. Changes Provider and Database,
-// Table or FileName; nothing where the host named no file.
-void ApplyImportFileName(Session& session);
+// The file handed in by the host decides the kind by its ending: ".MDB", ".DBF", else text. Changes Provider
+// and Database, Table or FileName; nothing where the host named no file. With all endings the further ones of
+// the kinds
+// (".ACCDB") count, too.
+enum class FileEndings { kFirst, kAll };
+void ApplyImportFileName(Session& session, FileEndings endings = FileEndings::kFirst);
 
 }  // namespace kestrel

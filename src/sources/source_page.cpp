@@ -23,81 +23,52 @@ DelimiterChoice ChoiceOf(const std::string& delimiter) {
   return DelimiterChoice::kOther;
 }
 
+// The source file that is named and missing, as a message.
+std::optional<std::string> MissingSource(const Session& session, const SourceKind& kind) {
+  if (kind.place != SourcePlace::kFile) return std::nullopt;
+  return MissingFileMessage(session.*kind.location);
+}
+
 }  // namespace
 
-SourceInputs InputsOfPage(const SourcePage& page) {
+SourceInputs InputsOfPage(const SourceKind& kind, const SourcePage& page) {
   SourceInputs inputs;
-  inputs.txtdBaseFile = page.txtdBaseFile;
-  inputs.txtExcelFile = page.txtExcelFile;
-  inputs.txtAccessDB = page.txtAccessDB;
-  inputs.txtSQLServer = page.txtSQLServer;
-  inputs.txtSQLUID = page.txtSQLUID;
-  inputs.txtSQLKennwort = page.txtSQLKennwort;
-  inputs.txtSQLDB = page.txtSQLDB;
+  for (const ConnectionInput& input : kind.inputs) inputs.*input.input = page.*input.box;
   return inputs;
 }
 
 bool StorePage(Session& session, const SourcePage& page) {
   session.Provider = page.cboDatenquelleTyp;
-  if (session.Provider == kTextSource) {
-    session.FileName = page.txtFilename;
-    session.ColumnHeadings = page.chkZeileFeldname;
-    session.FileFormat = page.optAnsi ? "ANSI" : "ASCII";
-    session.Delimiter = DelimiterText(page);
-    session.TextRecognition = page.txtTexterkenner;
-    session.SaveFile = page.chkSichereDatei;
-    session.SavePath = page.txtSicherungspfad;
-    session.DeleteFile = page.chkDateilöschen;
-  } else if (session.Provider == kSqlServerSource) {
-    session.Server = page.txtSQLServer;
-    session.User = page.txtSQLUID;
-    session.Password = page.txtSQLKennwort;
-    session.Database = page.txtSQLDB;
-    session.Table = page.cboSQLTable;
-  } else if (session.Provider == kAccessSource) {
-    session.User = page.txtAccessDB;
-    session.Password = page.txtAccessBenutzer;
-    session.Database = page.txtAccessDB;
-    session.Table = page.cboAccessTable;
-  } else if (session.Provider == kExcelSource) {
-    session.Database = page.txtExcelFile;
-    session.Table = page.cboExcelSheet;
-  } else if (session.Provider == kDBaseSource) {
-    session.Database = page.txtdBaseFile;
-    session.Table = page.cbodBaseTable;
-  } else {
-    return false;
-  }
+  const SourceKind* kind = KindOf(session);
+  if (kind == nullptr) return false;
+  for (const PageField& field : kind->page_fields) session.*field.setting = page.*field.box;
+  if (kind->store_choices != nullptr) kind->store_choices(page, session);
   return true;
 }
 
 void LoadPage(const Session& session, SourcePage& page) {
-  if (session.Provider == kTextSource) {
-    page.cboDatenquelleTyp = kTextSource;
-    page.txtFilename = session.FileName;
-    page.chkZeileFeldname = session.ColumnHeadings;
-    page.optAnsi = session.FileFormat == "ANSI";
-    page.delimiter = ChoiceOf(session.Delimiter);
-    if (page.delimiter == DelimiterChoice::kOther) page.txtAnders = session.Delimiter;
-    page.txtTexterkenner = session.TextRecognition;
-    page.chkSichereDatei = session.SaveFile;
-    page.txtSicherungspfad = session.SavePath;
-    page.chkDateilöschen = session.DeleteFile;
-  } else if (session.Provider == kSqlServerSource) {
-    page.cboDatenquelleTyp = kSqlServerSource;
-    page.txtSQLServer = session.Server;
-    page.txtSQLUID = session.User;
-    page.txtSQLKennwort = session.Password;
-    page.txtSQLDB = session.Database;
-  } else if (session.Provider == kAccessSource) {
-    page.cboDatenquelleTyp = kAccessSource;
-    page.txtAccessDB = session.User;
-    page.txtAccessBenutzer = session.Password;
-    page.txtAccessDB = session.Database;
-  } else if (session.Provider == kDBaseSource) {
-    page.cboDatenquelleTyp = kDBaseSource;
-    page.txtdBaseFile = session.Database;
-  }
+  const SourceKind* kind = KindOf(session);
+  if (kind == nullptr || !kind->is_offered) return;
+  page.cboDatenquelleTyp = kind->name;
+  for (const PageField& field : kind->page_fields) page.*field.box = session.*field.setting;
+  if (kind->show_choices != nullptr) kind->show_choices(session, page);
+}
+
+void StoreTextChoices(const SourcePage& page, Session& session) {
+  session.ColumnHeadings = page.chkZeileFeldname;
+  session.FileFormat = page.optAnsi ? "ANSI" : "ASCII";
+  session.Delimiter = DelimiterText(page);
+  session.SaveFile = page.chkSichereDatei;
+  session.DeleteFile = page.chkDateilöschen;
+}
+
+void ShowTextChoices(const Session& session, SourcePage& page) {
+  page.chkZeileFeldname = session.ColumnHeadings;
+  page.optAnsi = session.FileFormat == "ANSI";
+  page.delimiter = ChoiceOf(session.Delimiter);
+  if (page.delimiter == DelimiterChoice::kOther) page.txtAnders = session.Delimiter;
+  page.chkSichereDatei = session.SaveFile;
+  page.chkDateilöschen = session.DeleteFile;
 }
 
 std::optional<std::string> MissingFileMessage(const std::string& path) {
@@ -106,33 +77,19 @@ std::optional<std::string> MissingFileMessage(const std::string& path) {
 }
 
 std::optional<std::string> ReasonToStay(const Session& session) {
-  if (session.Provider == kTextSource && !session.FileName.empty()) {
-    if (auto missing = MissingFileMessage(session.FileName)) return missing;
-    if (session.SaveFile && !FolderExists(session.SavePath)) {
-      return "Der Pfad ''" + session.SavePath + "'' existiert nicht.";
-    }
-  }
-  if (session.Provider == kAccessSource || session.Provider == kExcelSource) {
-    return MissingFileMessage(session.Database);
+  const SourceKind* kind = KindOf(session);
+  if (kind == nullptr) return std::nullopt;
+  if (auto missing = MissingSource(session, *kind)) return missing;
+  const bool backs_up = IsOn(session, &Session::SaveFile) && !(session.*kind->location).empty();
+  if (backs_up && !FolderExists(session.SavePath)) {
+    return "Der Pfad ''" + session.SavePath + "'' existiert nicht.";
   }
   return std::nullopt;
 }
 
 bool SourceFileIsThere(const Session& session) {
-  if (session.Provider == kTextSource) return !MissingFileMessage(session.FileName);
-  if (session.Provider == kAccessSource || session.Provider == kExcelSource) {
-    return !MissingFileMessage(session.Database);
-  }
-  return true;
-}
-
-ConnectResult ConnectForPage(Session& session, const std::string& kind, const SourcePage& page,
-                             ListLoadedFlags& loaded) {
-  const SourceInputs inputs = InputsOfPage(page);
-  if (kind == kAccessSource) return ConnectAccess(session, inputs, loaded);
-  if (kind == kExcelSource) return ConnectExcel(session, inputs, loaded);
-  if (kind == kDBaseSource) return ConnectdBase(session, inputs, loaded);
-  return {};
+  const SourceKind* kind = KindOf(session);
+  return kind == nullptr || !MissingSource(session, *kind);
 }
 
 }  // namespace kestrel

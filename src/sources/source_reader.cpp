@@ -7,8 +7,8 @@
 #include "platform/data/memory_recordset.h"
 #include "platform/dialogs/user_interface.h"
 #include "sources/source_connection.h"
+#include "sources/source_kind.h"
 #include "sources/text_source.h"
-#include "spec/specification.h"
 
 namespace kestrel {
 
@@ -39,9 +39,8 @@ RecordsetPtr EmptyRecordset() { return std::make_shared<MemoryRecordset>(); }
 
 // The record set of the session's source; an empty one for an unknown kind.
 RecordsetPtr OpenSource(Session& session) {
-  if (session.Provider == kTextSource) return OpenTextSource(session.FileName, TextFormatOf(session));
-  const std::string query = SourceQuery(session);
-  return query.empty() ? EmptyRecordset() : RequireSourceConnection(session).OpenRecordset(query);
+  const SourceKind* kind = KindOf(session);
+  return kind == nullptr ? EmptyRecordset() : kind->open(session);
 }
 
 // Opens the session's source; `report` gets the error of a failure, which leaves an empty record set.
@@ -151,28 +150,23 @@ std::vector<std::string> GetSourceColumnNames(Session& session) { return Catalog
 std::vector<std::string> GetColumnNamesByComponent(Session& session) { return CatalogColumnNames(session); }
 
 std::vector<std::string> SourceColumnNames(Session& session) {
-  if (session.Provider == kTextSource) return GetTextFieldNames(session);
-  if (session.Provider == kSqlServerSource || session.Provider == kAccessSource) {
-    return GetColumnNamesByComponent(session);
-  }
-  if (session.Provider == kExcelSource || session.Provider == kDBaseSource) {
-    return GetSourceColumnNames(session);
-  }
-  return {""};
+  const SourceKind* kind = KindOf(session);
+  return kind == nullptr ? std::vector<std::string>{""} : kind->column_names(session);
 }
 
-std::string SourceQuery(const Session& session) {
-  if (session.Provider == kExcelSource) {
-    return "SELECT * FROM `" + session.Database + "`.`" + session.Table + "`";
-  }
-  const bool reads_table = session.Provider == kSqlServerSource || session.Provider == kAccessSource ||
-                           session.Provider == kDBaseSource;
-  return reads_table ? "SELECT * From " + session.Table : "";
+RecordsetPtr OpenTextFile(Session& session) { return OpenTextSource(session.FileName, TextFormatOf(session)); }
+
+RecordsetPtr OpenQuery(Session& session) {
+  Connection& connection = RequireSourceConnection(session);
+  return connection.OpenRecordset(KindOf(session)->query(session));
 }
+
+std::string TableQuery(const Session& session) { return "SELECT * From " + session.Table; }
 
 std::vector<SourceRemark> SourceRemarks(Session& session) {
   std::vector<SourceRemark> remarks;
-  if (session.Provider == kTextSource || session.SourceConnection == nullptr) return remarks;
+  const SourceKind* kind = KindOf(session);
+  if (kind == nullptr || kind->connect == nullptr || session.SourceConnection == nullptr) return remarks;
   Trap([&] { remarks = session.SourceConnection->Remarks(session.Table); }, Ignore);
   return remarks;
 }

@@ -33,12 +33,16 @@ std::vector<std::string> GetTextFieldNames(Session& session);
 std::vector<std::string> GetSourceColumnNames(Session& session);
 // SQL Server and Access: the same, in the order of the columns.
 std::vector<std::string> GetColumnNamesByComponent(Session& session);
-// The one of the three above that serves session.Provider; an unknown provider gives only the empty element.
+// Those of the session's source, whatever its kind; an unknown provider gives only the empty element.
 std::vector<std::string> SourceColumnNames(Session& session);
 
-// The query that reads the session's table: "SELECT * From " + Table for SQL Server, Access and dBase,
-// "SELECT * FROM `" + Database + "`.`" + Table + "`" for Excel, empty for text and unknown kinds.
-std::string SourceQuery(const Session& session);
+// The record set of the file that FileName names. Raises what OpenTextSource raises.
+RecordsetPtr OpenTextFile(Session& session);
+// The record set of the kind's query on the source connection. Raises 3704 without a connection, and what
+// opening raises.
+RecordsetPtr OpenQuery(Session& session);
+// "SELECT * From " and the table.
+std::string TableQuery(const Session& session);
 
 // What of the session's table is not as it looks (Connection::Remarks), from the open source connection;
 // nothing without one, and where that fails: opening the source tells why.

@@ -29,6 +29,7 @@
 #include "platform/base/text.h"
 #include "platform/data/memory_recordset.h"
 #include "platform/dialogs/user_interface.h"
+#include "sources/source_kind.h"
 #include "spec/profile_access.h"
 #include "spec/specification.h"
 
@@ -36,7 +37,6 @@ namespace kestrel {
 namespace {
 
 constexpr const char* kCommon = "Common";
-constexpr const char* kPassword = "Password";
 constexpr int kMaxNumberedFile = 9;
 
 using Edits = std::vector<ProfileEdit>;
@@ -75,35 +75,10 @@ std::string NewSpecificationPath(const Session& session, const std::string& name
 }
 
 void AddSourceSettings(const Session& session, Edits& edits) {
-  const auto add = [&](const char* key, const std::string& value) { edits.push_back({kCommon, key, value}); };
-  const auto one_or_zero = [](bool truth) { return truth ? "1" : "0"; };
-
-  add("Provider", session.Provider);
-  if (session.Provider == kTextSource) {
-    add("FileName", session.FileName);
-    // The one truth value that is stored as a word.
-    add("ColumnHeadings", session.ColumnHeadings ? "True" : "False");
-    add("FileFormat", session.FileFormat);
-    add("Delimiter", session.Delimiter);
-    add("TextRecognition", session.TextRecognition);
-    add("SaveFile", one_or_zero(session.SaveFile));
-    add("SavePath", session.SavePath);
-    add("DeleteFile", one_or_zero(session.DeleteFile));
-  } else if (session.Provider == kSqlServerSource) {
-    add("Server", session.Server);
-    add("User", session.User);
-    add(kPassword, session.Password);
-    add("Database", session.Database);
-    add("Table", session.Table);
-  } else if (session.Provider == kAccessSource) {
-    add("Database", session.Database);
-    add("User", session.User);
-    add(kPassword, session.Password);
-    add("Table", session.Table);
-  } else if (session.Provider == kExcelSource || session.Provider == kDBaseSource) {
-    add("Database", session.Database);
-    add("Table", session.Table);
-  }
+  edits.push_back({kCommon, "Provider", session.Provider});
+  const SourceKind* kind = KindOf(session);
+  if (kind == nullptr) return;
+  for (const CommonKey& key : kind->keys) edits.push_back({kCommon, key.name, StoredText(key, session)});
 }
 
 // The list comes back to the row it stood on.
@@ -129,15 +104,27 @@ void AddFieldAssignments(MemoryRecordset& list, Edits& edits) {
   if (on_row) list.GoTo(current);
 }
 
+// Whether section Common holds a password, of whatever kind of source, with the edits made.
+bool HoldsSecret(Session& session, const Edits& edits) {
+  const auto image = session.profiles.Require(session.SpecFile);
+  for (const SourceKind& kind : KindsOf(session)) {
+    for (const CommonKey& key : kind.keys) {
+      if (!key.is_secret) continue;
+      std::string stored = GetIniString(*image, kCommon, key.name, "");
+      for (const ProfileEdit& edit : edits) {
+        if (edit.key == key.name) stored = edit.value;
+      }
+      if (!stored.empty()) return true;
+    }
+  }
+  return false;
+}
+
 // Who made the template readable to others shares what is made from it, unless there is a password in it.
 mode_t ModeOfNewSpecification(Session& session, const Edits& edits) {
-  std::string password = GetIniString(*session.profiles.Require(session.SpecFile), kCommon, kPassword, "");
-  for (const ProfileEdit& edit : edits) {
-    if (edit.key == kPassword) password = edit.value;
-  }
   constexpr mode_t kPrivate = S_IRUSR | S_IWUSR;
   struct stat chosen {};
-  if (!password.empty() || ::stat(session.ChosenSpecFile.c_str(), &chosen) != 0) return kPrivate;
+  if (HoldsSecret(session, edits) || ::stat(session.ChosenSpecFile.c_str(), &chosen) != 0) return kPrivate;
   return (chosen.st_mode & 0777) | kPrivate;
 }
 

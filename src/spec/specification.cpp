@@ -8,6 +8,7 @@
 #include "platform/base/number.h"
 #include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
+#include "sources/source_kind.h"
 #include "spec/profile_access.h"
 
 namespace kestrel {
@@ -19,40 +20,23 @@ constexpr const char* kCommon = "Common";
 
 void ReadCommonSection(Session& session) {
   const auto image = session.profiles.Require(session.SpecFile);
-  const auto text = [&](const char* key, const char* default_value = "") {
+  const auto text = [&](const char* key, std::string_view default_value = "") {
     return GetIniString(*image, kCommon, key, default_value);
-  };
-  const auto truth = [&](const char* key, const char* default_value) {
-    return ReadBoolText(text(key, default_value));
   };
 
   session.ImportClassProgID = text("ImportClass");
-  session.Provider = text("Provider", kTextSource);
+  session.Provider = text("Provider", KindsOf(session).Default().name);
   session.Description = text("Description");
 
-  if (session.Provider == kTextSource) {
-    session.FileName = text("FileName");
-    session.ColumnHeadings = truth("ColumnHeadings", "1");
-    session.FileFormat = text("FileFormat", "ANSI");
-    session.Delimiter = text("Delimiter", "TAB");
-    session.TextRecognition = text("TextRecognition", "\"");
-    session.SaveFile = truth("SaveFile", "0");
-    session.SavePath = text("SavePath");
-    session.DeleteFile = truth("DeleteFile", "0");
-  } else if (session.Provider == kSqlServerSource) {
-    session.Server = text("Server");
-    session.User = text("User");
-    session.Password = text("Password");
-    session.Database = text("Database");
-    session.Table = text("Table");
-  } else if (session.Provider == kAccessSource) {
-    session.User = text("User");
-    session.Password = text("Password");
-    session.Database = text("Database");
-    session.Table = text("Table");
-  } else if (session.Provider == kExcelSource || session.Provider == kDBaseSource) {
-    session.Database = text("Database");
-    session.Table = text("Table");
+  const SourceKind* kind = KindOf(session);
+  if (kind == nullptr) return;
+  for (const CommonKey& key : kind->keys) {
+    std::string stored = text(key.name, key.default_value);
+    if (key.truth != nullptr) {
+      session.*key.truth = ReadBoolText(stored);
+    } else {
+      session.*key.text = std::move(stored);
+    }
   }
 }
 

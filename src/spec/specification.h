@@ -10,13 +10,6 @@
 
 namespace kestrel {
 
-// The display names of the source kinds, which are also the stored Provider texts; compared exactly.
-inline constexpr const char* kTextSource = "Textdatei";
-inline constexpr const char* kSqlServerSource = "Microsoft SQL-Server";
-inline constexpr const char* kAccessSource = "Microsoft Access-Datenbanken";
-inline constexpr const char* kExcelSource = "Microsoft Excel";
-inline constexpr const char* kDBaseSource = "dBase-Datenbank";
-
 // Loads ImportClass, Provider and Description and the keys of that provider from session.SpecFile into the
 // session; an unknown provider loads no further key. Missing keys give their defaults; a truth value that is no
 // such text reads as false. Raises, with nothing loaded, what ProfileStore::Require raises for a file that

@@ -4,6 +4,7 @@
 #include <QDragEnterEvent>
 #include <QEvent>
 #include <QFileInfo>
+#include <algorithm>
 #include <chrono>
 #include <thread>
 #include <utility>
@@ -11,6 +12,7 @@
 #include "import/import_job.h"
 #include "sources/source_catalog.h"
 #include "spec/save_schema.h"
+#include "spec/specification.h"
 #include "wizard/frmPrev.h"
 #include "wizard/qt_text.h"
 #include "wizard/wizard.h"
@@ -69,7 +71,9 @@ void frmStep2::showEvent(QShowEvent* event) {
 void frmStep2::FirstActivation() {
   if (activated_) return;
   activated_ = true;
-  for (const char* kind : kOfferedSourceKinds) cboDatenquelleTyp_->addItem(kind);
+  for (const SourceKind& kind : KindsOf(session_)) {
+    if (kind.is_offered) cboDatenquelleTyp_->addItem(ToQt(kind.name));
+  }
   cboDatenquelleTyp_->setCurrentIndex(0);
   if (!CreateObject()) return;
   if (!guard_.Run([&] { FillFromSession([this] { EndLoading(); }); })) EndLoading();
@@ -100,14 +104,13 @@ void frmStep2::FillFromSession(std::function<void()> then) {
   SourcePage page = Values();
   LoadPage(session_, page);
   SetValues(page);
-  // For dBase the stored table is selected before and after connecting.
-  if (session_.Provider == kDBaseSource) SelectTable(cbodBaseTable_);
-  QComboBox* list = ListOf(session_.Provider);
-  if (list == nullptr || session_.Provider == kExcelSource) {
+  const SourceKind* kind = KindOf(session_);
+  QComboBox* list = ListOf(kind);
+  if (list == nullptr || !kind->is_offered) {
     then();
     return;
   }
-  Connect(session_.Provider, [this, list, then] {
+  Connect(kind, [this, list, then] {
     SelectTable(list);
     then();
   });
@@ -178,29 +181,39 @@ bool frmStep2::StoreValues() {
 
 void frmStep2::SelectTable(QComboBox* list) {
   ComboEntries entries(*list);
-  SelectListEntry(entries, ListedTableName(session_.Provider, session_.Table), 0);
+  SelectListEntry(entries, ListedTableName(*KindOf(session_), session_.Table), 0);
 }
 
 // --- Connecting ---------------------------------------------------------------------------------
 
-QComboBox* frmStep2::ListOf(const std::string& provider) const {
-  if (provider == kSqlServerSource) return cboSQLTable_;
-  if (provider == kAccessSource) return cboAccessTable_;
-  if (provider == kExcelSource) return cboExcelSheet_;
-  if (provider == kDBaseSource) return cbodBaseTable_;
-  return nullptr;
+const SourceKind* frmStep2::ChosenKind() const {
+  return KindsOf(session_).Find(FromQt(cboDatenquelleTyp_->currentText()));
 }
 
-void frmStep2::Connect(const std::string& kind, std::function<void()> then) {
-  if (kind == kSqlServerSource) {
-    SourceOpening opening = BeginConnectSQLServer(session_, InputsOfPage(Values()), loaded_);
-    if (opening) {
-      WaitFor(std::move(opening), std::move(then));
-      return;
+const SourceKind* frmStep2::KindIn(SourceFrame frame) const {
+  const SourceKind* chosen = ChosenKind();
+  if (chosen != nullptr && chosen->frame == frame) return chosen;
+  const SourceKinds& kinds = KindsOf(session_);
+  return &*std::find_if(kinds.begin(), kinds.end(),
+                        [&](const SourceKind& kind) { return kind.frame == frame; });
+}
+
+QComboBox* frmStep2::ListOf(const SourceKind* kind) const {
+  return kind == nullptr ? nullptr : table_lists_[static_cast<std::size_t>(kind->frame)];
+}
+
+void frmStep2::Connect(const SourceKind* kind, std::function<void()> then) {
+  if (QComboBox* list = ListOf(kind)) {
+    const SourceInputs inputs = InputsOfPage(*kind, Values());
+    if (kind->place == SourcePlace::kServer) {
+      if (SourceOpening opening = BeginConnect(session_, *kind, inputs, loaded_)) {
+        WaitFor(*kind, std::move(opening), std::move(then));
+        return;
+      }
+    } else {
+      const WaitCursor wait;
+      FillTables(*list, kestrel::Connect(session_, *kind, inputs, loaded_));
     }
-  } else if (QComboBox* list = ListOf(kind)) {
-    const WaitCursor wait;
-    FillTables(*list, ConnectForPage(session_, kind, Values(), loaded_));
   }
   then();
 }
@@ -215,8 +228,9 @@ void frmStep2::FillTables(QComboBox& list, const ConnectResult& result) {
   list.setEditText(text);
 }
 
-void frmStep2::WaitFor(SourceOpening opening, std::function<void()> then) {
+void frmStep2::WaitFor(const SourceKind& kind, SourceOpening opening, std::function<void()> then) {
   std::packaged_task<OpenedSource()> task(std::move(opening));
+  kind_of_server_ = &kind;
   server_ = task.get_future();
   after_server_ = std::move(then);
   // Nobody waits for the thread of a page that has gone; the driver ends it after its own time.
@@ -231,7 +245,7 @@ void frmStep2::LookForServer() {
   OpenedSource opened = server_.get();
   // Closed meanwhile: nothing follows any more.
   if (!isVisible()) return;
-  FillTables(*cboSQLTable_, FinishConnectSQLServer(session_, std::move(opened), loaded_));
+  FillTables(*ListOf(kind_of_server_), FinishConnect(session_, *kind_of_server_, std::move(opened), loaded_));
   SetWaiting(false);
   std::exchange(after_server_, nullptr)();
 }
@@ -272,8 +286,9 @@ bool frmStep2::IsEntering(const QEvent* event) {
 bool frmStep2::eventFilter(QObject* watched, QEvent* event) {
   return guard_.Handle([&] {
     if (IsEntering(event) && !loading_ && !waiting_) {
-      for (const char* kind : {kSqlServerSource, kAccessSource, kExcelSource, kDBaseSource}) {
-        if (watched == ListOf(kind)) Connect(kind, [] {});
+      const auto list = std::find(table_lists_.begin(), table_lists_.end(), watched);
+      if (list != table_lists_.end()) {
+        Connect(KindIn(static_cast<SourceFrame>(list - table_lists_.begin())), [] {});
       }
     }
     if (event->type() == QEvent::FocusOut && watched == txtFilename_ && !waiting_ &&
@@ -286,12 +301,8 @@ bool frmStep2::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void frmStep2::cboDatenquelleTyp_Click() {
-  const std::string kind = FromQt(cboDatenquelleTyp_->currentText());
-  QWidget* frame = kind == kSqlServerSource ? fraSQL_
-                   : kind == kAccessSource  ? fraAccess_
-                   : kind == kDBaseSource   ? fradBase_
-                                            : fraFile_;
-  frames_->setCurrentWidget(frame);
+  const SourceKind* kind = ChosenKind();
+  frames_->setCurrentIndex(static_cast<int>(kind == nullptr ? SourceFrame::kFile : kind->frame));
   Edited();
 }
 
@@ -301,8 +312,9 @@ void frmStep2::chkSichereDatei_Click() {
   Edited();
 }
 
-void frmStep2::BrowseFile(QLineEdit* target, const char* title, const char* filter) {
-  if (const auto path = session_.platform.ui.ChooseFile(title, filter, FromQt(target->text()))) {
+void frmStep2::BrowseFile(QLineEdit* target, SourceFrame frame) {
+  const char* filter = KindIn(frame)->file_filter;
+  if (const auto path = session_.platform.ui.ChooseFile("Dateiname", filter, FromQt(target->text()))) {
     target->setText(ToQt(*path));
   }
 }
@@ -351,12 +363,13 @@ void frmStep2::cmdVorschau_Click() {
     return;
   }
   if (!SourceFileIsThere(session_)) return;
-  QComboBox* list = ListOf(session_.Provider);
+  const SourceKind* kind = KindOf(session_);
+  QComboBox* list = ListOf(kind);
   if (!session_.SourceSettingsChanged || list == nullptr) {
     ShowPreview();
     return;
   }
-  Connect(session_.Provider, [this, list] {
+  Connect(kind, [this, list] {
     SelectTable(list);
     ShowPreview();
   });
@@ -413,7 +426,7 @@ void frmStep2::cmdNext_Click() {
     return;
   }
   if (session_.SourceSettingsChanged) {
-    Connect(session_.Provider, [this] { GoOn(); });
+    Connect(KindOf(session_), [this] { GoOn(); });
   } else {
     GoOn();
   }

@@ -71,19 +71,24 @@ class frmStep2 final : public QWidget {
   // --- Connecting ---
   // Connects for a kind of source and fills its list; a kind without a list does nothing. Then goes on with
   // `then`: at once, or for a server when it has answered or has been given up.
-  void Connect(const std::string& kind, std::function<void()> then);
+  void Connect(const SourceKind* kind, std::function<void()> then);
   void FillTables(QComboBox& list, const ConnectResult& result);
   // Waits for the server, and takes what it has answered.
-  void WaitFor(SourceOpening opening, std::function<void()> then);
+  void WaitFor(const SourceKind& kind, SourceOpening opening, std::function<void()> then);
   void LookForServer();
   void SetWaiting(bool waiting);
-  QComboBox* ListOf(const std::string& provider) const;
+  // The kind that has been chosen; null for none.
+  const SourceKind* ChosenKind() const;
+  // The kind that a frame's inputs are meant for: the chosen one, or the first that the frame is for.
+  const SourceKind* KindIn(SourceFrame frame) const;
+  // Where the tables of a kind are chosen; null for a kind without, and for none.
+  QComboBox* ListOf(const SourceKind* kind) const;
 
   // --- Events ---
   void Edited();
   void cboDatenquelleTyp_Click();
   void chkSichereDatei_Click();
-  void BrowseFile(QLineEdit* target, const char* title, const char* filter);
+  void BrowseFile(QLineEdit* target, SourceFrame frame);
   void BrowseFolder();
   void txtFilename_Leave();
   static bool IsEntering(const QEvent* event);
@@ -110,6 +115,7 @@ class frmStep2 final : public QWidget {
 
   // The server that is waited for; what its thread delivers after the page has gone is dropped.
   std::future<OpenedSource> server_;
+  const SourceKind* kind_of_server_ = nullptr;
   std::function<void()> after_server_;
   QTimer look_for_server_;
   bool waiting_ = false;
@@ -123,6 +129,8 @@ class frmStep2 final : public QWidget {
   QGroupBox* fraAccess_;
   QGroupBox* fraExcel_;
   QGroupBox* fradBase_;
+  // By SourceFrame; null for fraFile.
+  std::array<QComboBox*, kSourceFrames> table_lists_ = {};
 
   PathEdit* txtFilename_;
   QPushButton* cmdFilename_;

@@ -89,12 +89,13 @@ void frmStep2::BuildControls() {
   // It is filled when the page is on the screen already.
   cboDatenquelleTyp_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
   QLabel* type_label = MakeLabel("Datenquellen-Typ:", cboDatenquelleTyp_, "Label1");
-  // All frames share one place; the chosen kind's is on top.
+  // All frames share one place, in the order of SourceFrame; the chosen kind's is on top.
   frames_ = new QStackedWidget(this);
   for (QWidget* frame :
        {BuildTextFrame(), BuildSqlFrame(), BuildAccessFrame(), BuildDBaseFrame(), BuildExcelFrame()}) {
     frames_->addWidget(frame);
   }
+  table_lists_ = {nullptr, cboSQLTable_, cboAccessTable_, cbodBaseTable_, cboExcelSheet_};
   AlignInputs(*frames_);
   cmdVorschau_ = SetUpButton(new CaptionButton(this), "cmdVorschau", "Datenquelle testen", "", 'T');
   auto* buttons = new ButtonRow(this);
@@ -251,31 +252,31 @@ void frmStep2::ConnectEvents() {
 
   // The boxes of SQL Server, Access and dBase clear their flag even while the page is being filled; the box of
   // Excel and the four lists only afterwards.
-  const auto clears_always = [this](QLineEdit* edit, bool ListLoadedFlags::*flag) {
-    guard_.On(edit, &QLineEdit::textChanged, [this, flag] {
-      loaded_.*flag = false;
+  const auto clears_always = [this](QLineEdit* edit, SourceFrame frame) {
+    guard_.On(edit, &QLineEdit::textChanged, [this, frame] {
+      loaded_.Clear(frame);
       Edited();
     });
   };
   for (QLineEdit* edit : {txtSQLServer_, txtSQLUID_, txtSQLKennwort_, txtSQLDB_}) {
-    clears_always(edit, &ListLoadedFlags::sql_server);
+    clears_always(edit, SourceFrame::kSql);
   }
   for (QLineEdit* edit :
        std::initializer_list<QLineEdit*>{txtAccessDB_, txtAccessBenutzer_, txtAccessKennwort_}) {
-    clears_always(edit, &ListLoadedFlags::access);
+    clears_always(edit, SourceFrame::kAccess);
   }
-  clears_always(txtdBaseFile_, &ListLoadedFlags::dbase);
-  const auto clears_when_ready = [this](bool ListLoadedFlags::*flag) {
-    return [this, flag] {
-      if (!loading_) loaded_.*flag = false;
+  clears_always(txtdBaseFile_, SourceFrame::kDBase);
+  const auto clears_when_ready = [this](SourceFrame frame) {
+    return [this, frame] {
+      if (!loading_) loaded_.Clear(frame);
       Edited();
     };
   };
-  guard_.On(txtExcelFile_, &QLineEdit::textChanged, clears_when_ready(&ListLoadedFlags::excel));
-  guard_.On(cboSQLTable_, &QComboBox::activated, clears_when_ready(&ListLoadedFlags::sql_server));
-  guard_.On(cboAccessTable_, &QComboBox::activated, clears_when_ready(&ListLoadedFlags::access));
-  guard_.On(cboExcelSheet_, &QComboBox::activated, clears_when_ready(&ListLoadedFlags::excel));
-  guard_.On(cbodBaseTable_->lineEdit(), &QLineEdit::textEdited, clears_when_ready(&ListLoadedFlags::dbase));
+  guard_.On(txtExcelFile_, &QLineEdit::textChanged, clears_when_ready(SourceFrame::kExcel));
+  guard_.On(cboSQLTable_, &QComboBox::activated, clears_when_ready(SourceFrame::kSql));
+  guard_.On(cboAccessTable_, &QComboBox::activated, clears_when_ready(SourceFrame::kAccess));
+  guard_.On(cboExcelSheet_, &QComboBox::activated, clears_when_ready(SourceFrame::kExcel));
+  guard_.On(cbodBaseTable_->lineEdit(), &QLineEdit::textEdited, clears_when_ready(SourceFrame::kDBase));
   guard_.On(cbodBaseTable_, &QComboBox::activated, &frmStep2::Edited);
   for (QComboBox* list : {cboSQLTable_, cboAccessTable_, cboExcelSheet_}) {
     guard_.On(list->lineEdit(), &QLineEdit::textEdited, &frmStep2::Edited);
@@ -289,9 +290,9 @@ void frmStep2::ConnectEvents() {
   leave_.setSingleShot(true);
   guard_.On(&leave_, &QTimer::timeout, &frmStep2::txtFilename_Leave);
 
-  guard_.On(cmdFilename_, &QPushButton::clicked, [this] { BrowseFile(txtFilename_, "Dateiname", "*.*"); });
-  guard_.On(cmdAccessDB_, &QPushButton::clicked, [this] { BrowseFile(txtAccessDB_, "Dateiname", "*.MDB"); });
-  guard_.On(cmdExcelFile_, &QPushButton::clicked, [this] { BrowseFile(txtExcelFile_, "Dateiname", "*.XLS"); });
+  guard_.On(cmdFilename_, &QPushButton::clicked, [this] { BrowseFile(txtFilename_, SourceFrame::kFile); });
+  guard_.On(cmdAccessDB_, &QPushButton::clicked, [this] { BrowseFile(txtAccessDB_, SourceFrame::kAccess); });
+  guard_.On(cmdExcelFile_, &QPushButton::clicked, [this] { BrowseFile(txtExcelFile_, SourceFrame::kExcel); });
   guard_.On(cmddBaseFile_, &QPushButton::clicked, &frmStep2::BrowseFolder);
   guard_.On(cmdVorschau_, &QPushButton::clicked, &frmStep2::cmdVorschau_Click);
   guard_.On(cmdOptions_, &QPushButton::clicked, &frmStep2::cmdOptions_Click);

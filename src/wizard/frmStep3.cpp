@@ -11,6 +11,7 @@
 #include <algorithm>
 
 #include "import/import_job.h"
+#include "sources/source_kind.h"
 #include "sources/source_reader.h"
 #include "spec/save_schema.h"
 #include "spec/specification.h"
@@ -206,10 +207,9 @@ void frmStep3::Load() {
 
 void frmStep3::FillImportFieldList() {
   // An unknown provider leaves the list as it was.
-  const bool known = session_.Provider == kTextSource || session_.Provider == kSqlServerSource ||
-                     session_.Provider == kAccessSource || session_.Provider == kExcelSource ||
-                     session_.Provider == kDBaseSource;
-  if (known) guard_.Run([&] { session_.SourceFieldNames = SourceColumnNames(session_); });
+  if (KindOf(session_) != nullptr) {
+    guard_.Run([&] { session_.SourceFieldNames = SourceColumnNames(session_); });
+  }
   cboImportFeld_->clear();
   cboImportFeld_->addItem("");
   const std::vector<std::string> offered = OfferedSourceFields(session_.SourceFieldNames);

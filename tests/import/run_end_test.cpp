@@ -4,7 +4,7 @@
 #include "import/run_fixture.h"
 #include "platform/base/file.h"
 #include "sources/scripted_connection.h"
-#include "spec/specification.h"
+#include "support/source_kind_names.h"
 
 namespace kestrel::testing {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "platform/base/text.h"
 #include "platform/data/open_connection.h"
-#include "spec/specification.h"
+#include "support/source_kind_names.h"
 
 namespace kestrel::testing {
 

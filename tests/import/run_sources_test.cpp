@@ -1,6 +1,6 @@
 // Runs over sources whose record count is not that of their records.
 #include "import/run_fixture.h"
-#include "spec/specification.h"
+#include "support/source_kind_names.h"
 
 namespace kestrel::testing {
 namespace {

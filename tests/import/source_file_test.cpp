@@ -6,8 +6,8 @@
 
 #include "platform/base/file.h"
 #include "sources/source_reader.h"
-#include "spec/specification.h"
 #include "support/session_fixture.h"
+#include "support/source_kind_names.h"
 
 namespace kestrel::testing {
 namespace {

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
 #include "mapping/translation.h"
-#include "spec/specification.h"
 #include "support/session_fixture.h"
+#include "support/source_kind_names.h"
 
 namespace kestrel {
 namespace {

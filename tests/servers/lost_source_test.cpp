@@ -4,9 +4,9 @@
 #include "import/run_fixture.h"
 #include "platform/base/file.h"
 #include "platform/data/open_connection.h"
-#include "spec/specification.h"
 #include "support/postgres_server.h"
 #include "support/project_paths.h"
+#include "support/source_kind_names.h"
 
 namespace kestrel::testing {
 namespace {

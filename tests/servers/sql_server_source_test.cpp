@@ -4,7 +4,7 @@
 #include "platform/base/file.h"
 #include "platform/data/open_connection.h"
 #include "sources/source_catalog.h"
-#include "sources/source_connection.h"
+#include "sources/source_kind.h"
 #include "sources/source_reader.h"
 #include "support/expect_error.h"
 #include "support/program.h"
@@ -40,12 +40,14 @@ class SqlServerSource : public testing::SessionFixture {
   void Start(SqlServerStandIn::Options options = {}) {
     options.log_file = log_file;
     server = std::make_unique<SqlServerStandIn>(file, options);
-    inputs.txtSQLServer = server->DataSource();
-    inputs.txtSQLDB = options.database;
-    inputs.txtSQLUID = options.user;
-    inputs.txtSQLKennwort = options.password;
+    inputs.server = server->DataSource();
+    inputs.database = options.database;
+    inputs.user = options.user;
+    inputs.password = options.password;
     session.Provider = "Microsoft SQL-Server";
   }
+
+  ConnectResult Connect() { return kestrel::Connect(session, *KindOf(session), inputs, loaded); }
 
   int Logins() const {
     int logins = 0;
@@ -63,9 +65,9 @@ class SqlServerSource : public testing::SessionFixture {
 
 TEST_F(SqlServerSource, TablesComeInTheServersOrderAndViewsBehindThem) {
   Start();
-  const ConnectResult result = ConnectSQLServer(session, inputs, loaded);
+  const ConnectResult result = Connect();
   EXPECT_TRUE(result.connected) << result.reason;
-  EXPECT_TRUE(loaded.sql_server);
+  EXPECT_TRUE(loaded.IsLoaded(*KindOf(session)));
   EXPECT_THAT(result.tables, ElementsAre("B", "A", "V"));
 }
 
@@ -73,33 +75,32 @@ TEST_F(SqlServerSource, AnEmptyPasswordConnects) {
   SqlServerStandIn::Options options;
   options.password = "";
   Start(options);
-  EXPECT_THAT(SqlServerConnectionString(inputs), HasSubstr(";Password=;User ID=sa"));
-  EXPECT_TRUE(ConnectSQLServer(session, inputs, loaded).connected);
+  EXPECT_TRUE(Connect().connected);
 }
 
 TEST_F(SqlServerSource, AnEmptyUserDoesNotTryToConnectAtAll) {
   Start();
-  inputs.txtSQLUID = "";
-  EXPECT_FALSE(ConnectSQLServer(session, inputs, loaded).connected);
+  inputs.user = "";
+  EXPECT_FALSE(Connect().connected);
   EXPECT_EQ(Logins(), 0);
 }
 
 TEST_F(SqlServerSource, FocusingTheListTwiceConnectsOnce) {
   Start();
-  ConnectSQLServer(session, inputs, loaded);
-  ConnectSQLServer(session, inputs, loaded);
+  Connect();
+  Connect();
   EXPECT_EQ(Logins(), 1);
-  loaded.sql_server = false;  // as an edit does
-  ConnectSQLServer(session, inputs, loaded);
+  loaded.Clear(SourceFrame::kSql);  // as an edit does
+  Connect();
   EXPECT_EQ(Logins(), 2);
 }
 
 TEST_F(SqlServerSource, ARefusedLoginIsSilentAndTheReasonCanBeHad) {
   Start();
-  inputs.txtSQLKennwort = "verkehrt";
-  const ConnectResult result = ConnectSQLServer(session, inputs, loaded);
+  inputs.password = "verkehrt";
+  const ConnectResult result = Connect();
   EXPECT_FALSE(result.connected);
-  EXPECT_FALSE(loaded.sql_server);
+  EXPECT_FALSE(loaded.IsLoaded(*KindOf(session)));
   EXPECT_THAT(result.reason, HasSubstr("Login failed"));
   EXPECT_THAT(result.reason, Not(HasSubstr("verkehrt")));
   EXPECT_THAT(ui.boxes, IsEmpty());
@@ -107,7 +108,7 @@ TEST_F(SqlServerSource, ARefusedLoginIsSilentAndTheReasonCanBeHad) {
 
 TEST_F(SqlServerSource, TheSharedRecordSetGivesRowsAndColumnNames) {
   Start();
-  ASSERT_TRUE(ConnectSQLServer(session, inputs, loaded).connected);
+  ASSERT_TRUE(Connect().connected);
   session.Table = "B";
   EXPECT_THAT(GetColumnNamesByComponent(session), ElementsAre("Nr", "Name", "Ort", "Umsatz", "Seit", ""));
   OpenSourceRecordset(session);

@@ -8,6 +8,7 @@
 #include "platform/base/runtime_error.h"
 #include "platform/data/open_connection.h"
 #include "sources/scripted_connection.h"
+#include "sources/source_kind.h"
 #include "support/expect_error.h"
 #include "support/temp_folder.h"
 
@@ -110,11 +111,13 @@ TEST(SelectListEntry, IgnoresErrorsOfTheList) {
 }
 
 TEST(ListedTableName, OnlyDBaseTablesLoseTheirExtension) {
-  EXPECT_EQ(ListedTableName("dBase-Datenbank", "kunden.dbf"), "kunden");
-  EXPECT_EQ(ListedTableName("dBase-Datenbank", "KUNDEN.DBF"), "KUNDEN");
-  EXPECT_EQ(ListedTableName("dBase-Datenbank", "KUNDEN"), "KUNDEN");
-  EXPECT_EQ(ListedTableName("dBase-Datenbank", ".dbf"), ".dbf");
-  EXPECT_EQ(ListedTableName("Microsoft Access-Datenbanken", "alt.dbf"), "alt.dbf");
+  const SourceKinds kinds;
+  const SourceKind& dbase = *kinds.Find("dBase-Datenbank");
+  EXPECT_EQ(ListedTableName(dbase, "kunden.dbf"), "kunden");
+  EXPECT_EQ(ListedTableName(dbase, "KUNDEN.DBF"), "KUNDEN");
+  EXPECT_EQ(ListedTableName(dbase, "KUNDEN"), "KUNDEN");
+  EXPECT_EQ(ListedTableName(dbase, ".dbf"), ".dbf");
+  EXPECT_EQ(ListedTableName(*kinds.Find("Microsoft Access-Datenbanken"), "alt.dbf"), "alt.dbf");
 }
 
 }  // namespace

@@ -8,30 +8,14 @@
 #include <vector>
 
 #include "platform/data/connection_string.h"
-#include "spec/specification.h"
+#include "sources/source_kind.h"
 #include "support/session_fixture.h"
+#include "support/source_kind_names.h"
 
 namespace kestrel {
 namespace {
 
 using testing::SessionFixture;
-
-SourceInputs SqlServer(std::string server, std::string uid, std::string database, std::string password = "") {
-  SourceInputs inputs;
-  inputs.txtSQLServer = std::move(server);
-  inputs.txtSQLUID = std::move(uid);
-  inputs.txtSQLDB = std::move(database);
-  inputs.txtSQLKennwort = std::move(password);
-  return inputs;
-}
-
-SourceInputs FileInputs(std::string dbase, std::string excel, std::string access) {
-  SourceInputs inputs;
-  inputs.txtdBaseFile = std::move(dbase);
-  inputs.txtExcelFile = std::move(excel);
-  inputs.txtAccessDB = std::move(access);
-  return inputs;
-}
 
 class SourceConnectionTest : public SessionFixture {
  protected:
@@ -47,57 +31,58 @@ class SourceConnectionTest : public SessionFixture {
     };
   }
 
+  const SourceKind& Kind(const char* name) const { return *KindsOf(session).Find(name); }
+  ConnectResult Connect(const char* kind, const SourceInputs& inputs) {
+    return kestrel::Connect(session, Kind(kind), inputs, loaded, Open());
+  }
+  // What a kind opens with these inputs.
+  std::string ConnectionString(const char* kind, const SourceInputs& inputs) {
+    EXPECT_TRUE(Connect(kind, inputs).connected);
+    return connection_strings.back();
+  }
+
   std::vector<std::string> connection_strings;
   bool refuse = false;
-  SourceInputs inputs;
   ListLoadedFlags loaded;
 };
 
 // --- The strings --------------------------------------------------------------------------------
 
 TEST_F(SourceConnectionTest, DBaseStringHasABlankBeforeDriverId) {
-  inputs.txtdBaseFile = "C:\\Daten";
-  EXPECT_EQ(DBaseConnectionString(inputs),
+  EXPECT_EQ(ConnectionString(kDBaseSource, {.database = "C:\\Daten"}),
             "Driver={Microsoft dBASE Driver (*.dbf)};DBQ=C:\\Daten; DriverID=277");
 }
 
 TEST_F(SourceConnectionTest, ExcelStringNamesTheWorkbookAsDefaultDir) {
-  inputs.txtExcelFile = "C:\\Daten\\Kunden.xls";
-  EXPECT_EQ(ExcelConnectionString(inputs),
+  EXPECT_EQ(ConnectionString(kExcelSource, {.database = "C:\\Daten\\Kunden.xls"}),
             "Driver={Microsoft Excel Driver (*.xls)};defaultdir=C:\\Daten\\Kunden.xls");
 }
 
-TEST_F(SourceConnectionTest, AccessStringTakesUserAndPasswordFromTheSqlServerBoxes) {
-  inputs.txtAccessDB = "C:\\k.mdb";
-  inputs.txtSQLUID = "sa";
-  inputs.txtSQLKennwort = "geheim";
-  EXPECT_EQ(AccessConnectionString(inputs),
+TEST_F(SourceConnectionTest, AccessStringPutsThePasswordBeforeTheUser) {
+  EXPECT_EQ(ConnectionString(kAccessSource, {.user = "sa", .password = "geheim", .database = "C:\\k.mdb"}),
             "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=C:\\k.mdb;Password=geheim;User ID=sa");
 }
 
 TEST_F(SourceConnectionTest, SqlServerStringWithEmptyPasswordGoesStraightOnToTheUser) {
-  inputs = SqlServer("srv", "sa", "Firma");
-  EXPECT_EQ(SqlServerConnectionString(inputs),
+  EXPECT_EQ(ConnectionString(kSqlServerSource, {.server = "srv", .user = "sa", .database = "Firma"}),
             "Provider=SQLOLEDB.1;Initial Catalog=Firma;Data Source=srv;Password=;User ID=sa");
 }
 
 TEST_F(SourceConnectionTest, TextsAreInsertedAsTyped) {
-  inputs = SqlServer(" s;x ", "u=1", " d", "p;w");
-  EXPECT_EQ(SqlServerConnectionString(inputs),
+  EXPECT_EQ(ConnectionString(kSqlServerSource, {" s;x ", "u=1", "p;w", " d"}),
             "Provider=SQLOLEDB.1;Initial Catalog= d;Data Source= s;x ;Password=p;w;User ID=u=1");
 }
 
 // --- Connecting ---------------------------------------------------------------------------------
 
 TEST_F(SourceConnectionTest, ConnectsSqlServerWithEmptyPassword) {
-  inputs = SqlServer("srv", "sa", "Firma");
-  const ConnectResult result = ConnectSQLServer(session, inputs, loaded, Open());
+  const ConnectResult result = Connect(kSqlServerSource, {.server = "srv", .user = "sa", .database = "Firma"});
   EXPECT_TRUE(result.connected);
   EXPECT_EQ(result.tables, std::vector<std::string>{"Kunden"});
   EXPECT_EQ(result.reason, "");
-  EXPECT_TRUE(loaded.sql_server);
+  EXPECT_TRUE(loaded.IsLoaded(Kind(kSqlServerSource)));
   EXPECT_NE(session.SourceConnection, nullptr);
-  EXPECT_EQ(connection_strings, std::vector<std::string>{SqlServerConnectionString(inputs)});
+  EXPECT_EQ(connection_strings.size(), 1U);
 }
 
 TEST_F(SourceConnectionTest, ARequiredInputThatIsEmptyStopsBeforeAnythingIsDropped) {
@@ -108,54 +93,60 @@ TEST_F(SourceConnectionTest, ARequiredInputThatIsEmptyStopsBeforeAnythingIsDropp
     EXPECT_EQ(result.reason, "");
     EXPECT_EQ(session.SourceConnection, old);
   };
-  stays_idle(ConnectSQLServer(session, SqlServer("srv", "", "Firma"), loaded, Open()));
-  stays_idle(ConnectSQLServer(session, SqlServer("srv", "sa", ""), loaded, Open()));
-  stays_idle(ConnectSQLServer(session, SqlServer("", "sa", "Firma"), loaded, Open()));
-  stays_idle(ConnectAccess(session, FileInputs("", "", ""), loaded, Open()));
-  stays_idle(ConnectExcel(session, {}, loaded, Open()));
-  stays_idle(ConnectdBase(session, {}, loaded, Open()));
+  stays_idle(Connect(kSqlServerSource, {"srv", "", "pw", "Firma"}));
+  stays_idle(Connect(kSqlServerSource, {"srv", "sa", "pw", ""}));
+  stays_idle(Connect(kSqlServerSource, {"", "sa", "pw", "Firma"}));
+  for (const char* kind : {kAccessSource, kExcelSource, kDBaseSource}) {
+    stays_idle(Connect(kind, {"srv", "sa", "pw", ""}));
+  }
   EXPECT_TRUE(connection_strings.empty());
 }
 
 TEST_F(SourceConnectionTest, ConnectingTwiceWithoutEditsConnectsOnce) {
-  inputs.txtdBaseFile = "/daten";
-  EXPECT_TRUE(ConnectdBase(session, inputs, loaded, Open()).connected);
+  const SourceInputs inputs = {.database = "/daten"};
+  EXPECT_TRUE(Connect(kDBaseSource, inputs).connected);
   const ConnectionPtr first = session.SourceConnection;
-  EXPECT_FALSE(ConnectdBase(session, inputs, loaded, Open()).connected);
+  EXPECT_FALSE(Connect(kDBaseSource, inputs).connected);
   EXPECT_EQ(session.SourceConnection, first);
   EXPECT_EQ(connection_strings.size(), 1U);
 
-  loaded.dbase = false;  // an edit
-  EXPECT_TRUE(ConnectdBase(session, inputs, loaded, Open()).connected);
+  loaded.Clear(SourceFrame::kDBase);  // an edit
+  EXPECT_TRUE(Connect(kDBaseSource, inputs).connected);
   EXPECT_NE(session.SourceConnection, first);
 }
 
 TEST_F(SourceConnectionTest, EachKindSetsItsOwnFlag) {
-  EXPECT_TRUE(ConnectExcel(session, FileInputs("", "a.xls", ""), loaded, Open()).connected);
-  EXPECT_TRUE(loaded.excel && !loaded.access && !loaded.dbase && !loaded.sql_server);
-  EXPECT_TRUE(ConnectAccess(session, FileInputs("", "", "a.mdb"), loaded, Open()).connected);
-  EXPECT_TRUE(loaded.excel && loaded.access && !loaded.dbase && !loaded.sql_server);
+  const auto loaded_kinds = [&] {
+    std::string names;
+    for (const SourceKind& kind : KindsOf(session)) names += loaded.IsLoaded(kind) ? kind.name + ";" : "";
+    return names;
+  };
+  EXPECT_TRUE(Connect(kExcelSource, {.database = "a.xls"}).connected);
+  EXPECT_EQ(loaded_kinds(), "Microsoft Excel;");
+  EXPECT_TRUE(Connect(kAccessSource, {.database = "a.mdb"}).connected);
+  EXPECT_EQ(loaded_kinds(), "Microsoft Access-Datenbanken;Microsoft Excel;");
+  loaded.Clear(SourceFrame::kExcel);
+  EXPECT_EQ(loaded_kinds(), "Microsoft Access-Datenbanken;");
 }
 
 TEST_F(SourceConnectionTest, AFailedConnectIsSilentAndTriedAgain) {
   session.SourceConnection = OpenConnection("Provider=SQLite;Data Source=" + folder.File("old.sqlite"));
   refuse = true;
-  const ConnectResult result = ConnectAccess(session, FileInputs("", "", "a.mdb"), loaded, Open());
+  const ConnectResult result = Connect(kAccessSource, {.database = "a.mdb"});
   EXPECT_FALSE(result.connected);
   EXPECT_EQ(result.reason, "Anmeldung fehlgeschlagen");
-  EXPECT_FALSE(loaded.access);
+  EXPECT_FALSE(loaded.IsLoaded(Kind(kAccessSource)));
   EXPECT_EQ(session.SourceConnection, nullptr);
   EXPECT_TRUE(ui.boxes.empty());
 
   refuse = false;
-  EXPECT_TRUE(ConnectAccess(session, FileInputs("", "", "a.mdb"), loaded, Open()).connected);
+  EXPECT_TRUE(Connect(kAccessSource, {.database = "a.mdb"}).connected);
 }
 
 TEST_F(SourceConnectionTest, AWrongPathFailsThroughTheRealProvidersWithAReason) {
-  inputs.txtdBaseFile = folder.File("fehlt");
-  inputs.txtExcelFile = folder.File("fehlt.xls");
-  for (const ConnectResult& result :
-       {ConnectdBase(session, inputs, loaded), ConnectExcel(session, inputs, loaded)}) {
+  for (const char* kind : {kDBaseSource, kExcelSource}) {
+    const ConnectResult result =
+        kestrel::Connect(session, Kind(kind), {.database = folder.File("fehlt.xls")}, loaded);
     EXPECT_FALSE(result.connected);
     EXPECT_NE(result.reason, "");
   }
@@ -262,6 +253,22 @@ TEST_F(SourceConnectionTest, AnyOtherFileIsTextAndKeepsTheTextSettings) {
     EXPECT_EQ(session.FileName, path);
     EXPECT_EQ(session.Delimiter, ",");
   }
+}
+
+TEST_F(SourceConnectionTest, ANewerAccessFileSelectsAccessWhereAPersonNamesIt) {
+  session.ImportFileName = "/daten/Kunden.accdb";
+  ApplyImportFileName(session);
+  EXPECT_EQ(session.Provider, "Textdatei");
+  EXPECT_EQ(session.Database, "");
+  ApplyImportFileName(session, NamedBy::kPerson);
+  EXPECT_EQ(session.Provider, "Microsoft Access-Datenbanken");
+  EXPECT_EQ(session.Database, "/daten/Kunden.accdb");
+}
+
+TEST_F(SourceConnectionTest, AFolderNamedLikeAFileIsNoEndingOfTheFile) {
+  session.ImportFileName = "/daten.mdb/kunden";
+  ApplyImportFileName(session);
+  EXPECT_EQ(session.Provider, "Textdatei");
 }
 
 TEST_F(SourceConnectionTest, WithoutAFileOfTheHostNothingChanges) {

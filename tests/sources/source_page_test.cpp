@@ -4,10 +4,12 @@
 #include <gmock/gmock.h>
 
 #include "support/session_fixture.h"
+#include "support/source_kind_names.h"
 
 namespace kestrel {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::Optional;
 
 class SourcePageTest : public testing::SessionFixture {
@@ -28,12 +30,20 @@ class SourcePageTest : public testing::SessionFixture {
                 std::to_string(stored.DeleteFile)};
   }
 
+  std::vector<std::string> OfferedKinds() const {
+    std::vector<std::string> names;
+    for (const SourceKind& kind : KindsOf(session)) {
+      if (kind.is_offered) names.push_back(kind.name);
+    }
+    return names;
+  }
+
   SourcePage page;
 };
 
 TEST_F(SourcePageTest, ExcelIsNotOffered) {
-  EXPECT_THAT(kOfferedSourceKinds, ::testing::ElementsAre("Textdatei", "Microsoft SQL-Server",
-                                                          "Microsoft Access-Datenbanken", "dBase-Datenbank"));
+  EXPECT_THAT(OfferedKinds(), ElementsAre("Textdatei", "Microsoft SQL-Server", "Microsoft Access-Datenbanken",
+                                          "dBase-Datenbank"));
 }
 
 // --- Storing ---
@@ -143,7 +153,7 @@ TEST_F(SourcePageTest, WhatWasStoredComesBackForEveryKind) {
   filled.txtAccessDB = "a";
   filled.txtAccessBenutzer = "b";
   filled.txtdBaseFile = "o";
-  for (const char* kind : kOfferedSourceKinds) {
+  for (const std::string& kind : OfferedKinds()) {
     Session first{Platform{ui, components, clock}};
     filled.cboDatenquelleTyp = kind;
     ASSERT_TRUE(StorePage(first, filled));
@@ -230,13 +240,15 @@ TEST_F(SourcePageTest, AccessTakesUserAndPasswordFromTheSqlServerBoxes) {
   page.txtAccessKennwort = "geheim";
   page.txtSQLUID = "sa";
   page.txtSQLKennwort = "pw";
-  EXPECT_EQ(AccessConnectionString(InputsOfPage(page)),
-            "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=a.mdb;Password=pw;User ID=sa");
+  const SourceInputs inputs = InputsOfPage(*KindsOf(session).Find(kAccessSource), page);
+  EXPECT_EQ(inputs.database, "a.mdb");
+  EXPECT_EQ(inputs.password, "pw");
+  EXPECT_EQ(inputs.user, "sa");
 }
 
 TEST_F(SourcePageTest, AKindWithoutAConnectionConnectsNothing) {
   ListLoadedFlags loaded;
-  EXPECT_FALSE(ConnectForPage(session, kTextSource, page, loaded).connected);
+  EXPECT_FALSE(Connect(session, KindsOf(session).Default(), {"s", "u", "p", "d"}, loaded).connected);
   EXPECT_EQ(session.SourceConnection, nullptr);
 }
 

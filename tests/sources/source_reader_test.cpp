@@ -11,6 +11,7 @@
 #include "spec/specification.h"
 #include "support/biff_writer.h"
 #include "support/session_fixture.h"
+#include "support/source_kind_names.h"
 
 namespace kestrel {
 namespace {
@@ -136,21 +137,19 @@ TEST_F(SourceReaderTest, FieldNamesOfATextFile) {
 }
 
 TEST_F(SourceReaderTest, QueriesAreExact) {
-  session.Database = "C:\\Daten\\Kunden.xls";
-  session.Table = "Tabelle1$";
-  const std::string from_table = "SELECT * From Tabelle1$";
-  session.Provider = kSqlServerSource;
-  EXPECT_EQ(SourceQuery(session), from_table);
-  session.Provider = kAccessSource;
-  EXPECT_EQ(SourceQuery(session), from_table);
-  session.Provider = kDBaseSource;
-  EXPECT_EQ(SourceQuery(session), from_table);
-  session.Provider = kExcelSource;
-  EXPECT_EQ(SourceQuery(session), "SELECT * FROM `C:\\Daten\\Kunden.xls`.`Tabelle1$`");
-  session.Provider = kTextSource;
-  EXPECT_EQ(SourceQuery(session), "");
-  session.Provider = "textdatei";
-  EXPECT_EQ(SourceQuery(session), "");
+  const auto query_of = [&](const char* provider) {
+    const auto connection = UseScripted(provider);
+    OpenSourceRecordset(session);
+    return connection->queries;
+  };
+  const Names from_table = {"SELECT * From Tabelle1$"};
+  EXPECT_EQ(query_of(kSqlServerSource), from_table);
+  EXPECT_EQ(query_of(kAccessSource), from_table);
+  EXPECT_EQ(query_of(kDBaseSource), from_table);
+  EXPECT_EQ(query_of(kExcelSource), Names{"SELECT * FROM `/daten/Kunden.xls`.`Tabelle1$`"});
+  EXPECT_EQ(query_of("Microsoft EXCEL"), Names());
+  UseTextFile("Name\r\n");
+  EXPECT_EQ(query_of(kTextSource), Names());
 }
 
 TEST_F(SourceReaderTest, ADatabaseKindOpensItsQueryOnTheSharedConnection) {

@@ -17,6 +17,7 @@
 #include "spec/specification.h"
 #include "support/expect_error.h"
 #include "support/session_fixture.h"
+#include "support/source_kind_names.h"
 #include "support/write_key.h"
 
 namespace kestrel {

@@ -7,10 +7,10 @@
 
 #include "platform/base/file.h"
 #include "sources/source_connection.h"
-#include "spec/specification.h"
 #include "support/biff_writer.h"
 #include "support/dbf_writer.h"
 #include "support/jet_builder.h"
+#include "support/source_kind_names.h"
 #include "support/xlsx_writer.h"
 
 namespace kestrel::testing {
