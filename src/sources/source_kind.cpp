@@ -193,7 +193,10 @@ SourceKinds::SourceKinds() : kinds_(ComponentKinds()) {}
 
 void SourceKinds::Add(SourceKind kind) {
   const bool has_name = !kind.name.empty() && std::none_of(kind.name.begin(), kind.name.end(), IsControl);
-  if (!has_name || Find(kind.name) != nullptr || kind.location == nullptr || !kind.Has(kind.location)) {
+  const bool has_location = kind.location != nullptr && kind.Has(kind.location);
+  const bool has_boxes = std::all_of(kind.inputs.begin(), kind.inputs.end(),
+                                     [](const ConnectionInput& input) { return input.box != nullptr; });
+  if (!has_name || Find(kind.name) != nullptr || !has_location || (kind.is_offered && !has_boxes)) {
     throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
                        std::string(DescriptionOf(ErrorNumber::kInvalidProcedureCall)) +
                            ": Art der Datenquelle \"" + kind.name + '"');

@@ -38,10 +38,12 @@ struct SettingFinding {
   std::string way_out = {};
 };
 
-// What the location of a source names. A server is waited for, and its records are asked for one by one.
+// What the location of a source names. The page waits for a server in another thread, and a check asks it for its
+// first record only.
 enum class SourcePlace { kFile, kFolder, kServer };
 
-// An input that a kind needs, and the box of the page that it is typed into.
+// An input that a kind connects with, and the box of the page that it is typed into; none where the page does
+// not offer the kind.
 struct ConnectionInput {
   std::string SourceInputs::*input;
   std::string SourcePage::*box;
@@ -114,7 +116,8 @@ class SourceKinds {
   // Begins with the five kinds of the component.
   SourceKinds();
   // The copy of the row stands last. Raises 5 for a name that is empty or there already, or holds a control
-  // character, and for a row without a location among its keys.
+  // character, for a row without its location among the keys, and for one that is offered with an input that
+  // has no box.
   void Add(SourceKind kind);
 
   // The row of exactly this name; null for none.

@@ -1,6 +1,8 @@
 // Access files as sources of the real program: passwords, columns that are left out.
 #include <gmock/gmock.h>
 
+#include <filesystem>
+
 #include "cli/end_to_end_fixture.h"
 #include "support/jet_builder.h"
 
@@ -52,6 +54,13 @@ TEST_F(AccessSources, ThePasswordOfTheSpecificationOpensAnEncryptedFile) {
     EXPECT_THAT(result.err, HasSubstr("Kein zulässiges Kennwort")) << command;
     EXPECT_THAT(result.err, Not(HasSubstr("geheim"))) << command;
   }
+}
+
+TEST_F(AccessSources, ANewerFileNamedOnTheCommandLineIsReadAsOne) {
+  const std::string spec = SpecFor(Customers(JetBuilder()), "", "Bez1=FIELD:Firma\n");
+  std::filesystem::rename(Spec("k.accdb"), Spec("Neu.ACCDB"));
+  EXPECT_EQ(Run({"run", spec, "--file", Spec("Neu.ACCDB")}).status, 0);
+  EXPECT_THAT(Query("SELECT Bez1 FROM Kunden"), HasSubstr("Maier KG"));
 }
 
 TEST_F(AccessSources, AColumnThatCannotBeReadIsToldAndTheOthersAreImported) {

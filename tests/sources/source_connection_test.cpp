@@ -255,12 +255,12 @@ TEST_F(SourceConnectionTest, AnyOtherFileIsTextAndKeepsTheTextSettings) {
   }
 }
 
-TEST_F(SourceConnectionTest, ANewerAccessFileSelectsAccessWhereAPersonNamesIt) {
+TEST_F(SourceConnectionTest, ANewerAccessFileSelectsAccessWhereAllEndingsCount) {
   session.ImportFileName = "/daten/Kunden.accdb";
   ApplyImportFileName(session);
   EXPECT_EQ(session.Provider, "Textdatei");
   EXPECT_EQ(session.Database, "");
-  ApplyImportFileName(session, NamedBy::kPerson);
+  ApplyImportFileName(session, FileEndings::kAll);
   EXPECT_EQ(session.Provider, "Microsoft Access-Datenbanken");
   EXPECT_EQ(session.Database, "/daten/Kunden.accdb");
 }

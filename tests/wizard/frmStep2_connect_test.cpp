@@ -7,11 +7,13 @@
 #include <filesystem>
 
 #include "support/dbf_writer.h"
+#include "support/sqlite_source_kind.h"
 #include "wizard/wizard_fixture.h"
 
 namespace kestrel {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using testing::Spin;
@@ -87,6 +89,26 @@ TEST_F(Step2ConnectTest, AFailedConnectionIsSilentAndTheNextFocusTriesAgain) {
   WriteTable("fehlt/NEU.DBF");
   EXPECT_TRUE(FocusConnects("cbodBaseTable"));
   EXPECT_THAT(Entries("cbodBaseTable"), ElementsAre("NEU"));
+}
+
+TEST_F(Step2ConnectTest, AKindThatTheHostAddsIsOfferedAndConnectsInItsFrame) {
+  const std::string path = folder.File("k.sqlite");
+  OpenConnection("Provider=SQLite;Data Source=" + path)->Execute("CREATE TABLE Leute (Name TEXT)");
+  SourceKinds kinds;
+  kinds.Add(testing::SqliteSourceKind());
+  session.platform.source_kinds = &kinds;
+  OpenStep2(TextSpecification(""));
+  EXPECT_THAT(Entries("cboDatenquelleTyp"), Contains("SQLite-Datenbank"));
+  Choose("cboDatenquelleTyp", "SQLite-Datenbank");
+  EXPECT_TRUE(Find<QWidget>("fraAccess").isVisible());
+  Type("txtAccessDB", path.c_str());
+  EXPECT_TRUE(FocusConnects("cboAccessTable"));
+  EXPECT_THAT(Entries("cboAccessTable"), ElementsAre("Leute"));
+  EXPECT_FALSE(FocusConnects("cboAccessTable"));
+  // The list shows the tables of the other kind; so the one that is chosen now is asked for its own.
+  Choose("cboDatenquelleTyp", "Microsoft Access-Datenbanken");
+  EXPECT_TRUE(FocusConnects("cboAccessTable"));
+  session.platform.source_kinds = nullptr;
 }
 
 TEST_F(Step2ConnectTest, AnEmptyRequiredInputConnectsNothing) {
