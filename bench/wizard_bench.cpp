@@ -6,8 +6,7 @@
 //                 its records without a window
 //   page 3        frmStep3 likewise, against reading the source's column names, which is all it needs
 //   run window    frmImport around a run in test mode, against the same run with a view that shows nothing;
-//   both
-//                 runs answer the closing box at once
+//                 both runs answer the closing box at once
 //
 // Every measurement is a process of its own, in which a preview of a small file has been shown before: fonts
 // and style are loaded then, as they are for a person who has come to these windows.

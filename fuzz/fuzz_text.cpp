@@ -1,5 +1,4 @@
-// Input: a byte that chooses the format, and a text file. Whatever it holds is read as the slow reader reads
-// it.
+// Input: a byte that chooses the format, and a text file. Whatever it holds is read as the slow reader reads it.
 #include <string>
 #include <vector>
 

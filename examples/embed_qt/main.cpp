@@ -1,5 +1,4 @@
-// embed_qt FOLDER: the import wizard, opened from a Qt program. FOLDER is what `kestrel-import init FOLDER`
-// made.
+// embed_qt FOLDER: the import wizard, opened from a Qt program. FOLDER is what `kestrel-import init FOLDER` made.
 #include <QApplication>
 #include <QTimer>
 #include <cstdio>

@@ -15,8 +15,7 @@
 //     and never while it holds mutex_; mutex_ is the inner of the two.
 //  4. Every member is told exactly once what became of a group in which it stored: it stands, or it is lost
 //     with all that anybody stored in it. Nobody else is told, and no call raises for it.
-//  5. Statements sent through a pipeline belong to the group in which they were sent: its commit waits for
-//  them.
+//  5. Statements sent through a pipeline belong to the group in which they were sent: its commit waits for them.
 //  6. Inside a transaction of the caller's no group is opened; records join that transaction, and count as
 //     standing with the end of their Store.
 //  7. Rows that are written behind (WriteBehind) are flushed before the group they came with is committed and
@@ -121,8 +120,7 @@ class GroupedWrites final : public Attachment {
 
   // Inside a step of Store: whether rows may be written behind instead of being stored.
   bool MayWriteBehind() const { return open_ && capabilities_.announces_queries; }
-  // Has `member` asked for its rows (FlushRows), in time (invariant 7); without an open group, with the next
-  // one.
+  // Has `member` asked for its rows (FlushRows), in time (invariant 7); without an open group, with the next one.
   void WriteBehind(GroupMember& member);
   // Before a member ends: it is told of nothing any more.
   static void Leave(Connection& connection, GroupMember& member);

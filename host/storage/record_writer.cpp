@@ -40,8 +40,7 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
         [this](std::int64_t record) { in_group_.TakeOff(record); }, late_errors_);
   }
   if (destination_.address_type == 0) return;
-  // Records are stored again in whatever thread found out that they must be, where `keys` are not to be
-  // touched.
+  // Records are stored again in whatever thread found out that they must be, where `keys` are not to be touched.
   if (pipelined_ != nullptr) keys = std::make_shared<KeyMemory>();
   index_.emplace(connection_, destination_.address_type, std::move(keys));
   for (std::size_t i = 0; i < kAddressFields.size(); ++i) {
@@ -274,8 +273,7 @@ StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
     }
   }
   if (pipelined_ == nullptr) return StoreNow(record, values_);
-  // Pipelined records may be stored again at any time, and share everything but values_ and dates_ with this
-  // one.
+  // Pipelined records may be stored again at any time, and share everything but values_ and dates_ with this one.
   const std::lock_guard lock(connection_.CallMutex());
   if (new_in_a_row_ >= kNewAgain) {
     StoreThroughPipeline(record);

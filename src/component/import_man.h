@@ -28,8 +28,7 @@ class WizardPages {
 };
 
 // Members by name, for late binding: Connection (get, set), Application, PersonalNr, ImportFileName (let),
-// ShowDialog. None validates its argument and none can fail. A host may release the object right after
-// ShowDialog.
+// ShowDialog. None validates its argument and none can fail. A host may release the object right after ShowDialog.
 class ImportMan final : public BoundObject<ImportMan> {
  public:
   static constexpr const char* kProgId = "kestrelimport.ImportMan";

@@ -119,8 +119,7 @@ bool BuildDuplicateQuery(const DuplicateSettings& settings, const DuplicateKeys&
                          std::string_view reference, std::int64_t address_type, bool overwrite,
                          std::string& query);
 
-// Whether the field counts as assigned: its FieldAssignments value is not exactly "NOTASSIGNED". Raises
-// nothing.
+// Whether the field counts as assigned: its FieldAssignments value is not exactly "NOTASSIGNED". Raises nothing.
 bool IsFieldAssigned(const ProfileImage& spec_file, std::string_view field_name);
 
 // A new random GUID as {XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}: the mark that groups a record's rows.

@@ -7,12 +7,10 @@
 //
 // Invariants
 //  1. An import begins with its ActiveImport, which is made where the import class is created. It ends with
-//  End,
-//     which its run calls last, or with its destruction, which cancels it. The specification, the source and
-//     the import class stay as they are either way.
+//     End, which its run calls last, or with its destruction, which cancels it. The specification, the source
+//     and the import class stay as they are either way.
 //  2. Between begin and end there are at most one error log and one duplicate log; an error of GetFields stands
-//  in
-//     the same log as those of the run.
+//     in the same log as those of the run.
 //  3. Once ended, it holds no object of the host and nothing of the specification.
 //  4. A session has one active import at a time.
 #pragma once

@@ -3,12 +3,10 @@
 // Invariants
 //  1. Every record worked through has exactly one outcome, told at the end of its round, in the source's order.
 //  2. Every error that a run counts is told once: in the outcome of the record in whose round it came up, or by
-//  a
-//     revision, where it belongs to other records or to none.
+//     a revision, where it belongs to other records or to none.
 //  3. A revision changes outcomes told before: of the records it names, those that were stored or updated until
 //     then have its fate from there on. No other outcome changes, and no record's fate changes from rejected.
-//  4. So the records of a fate are the outcomes with it, less those revised from it, and more those revised to
-//  it.
+//  4. So the records of a fate are the outcomes with it, less those revised from it, and more those revised to it.
 #pragma once
 
 #include <cstdint>
@@ -60,8 +58,7 @@ struct OutcomeRevision {
   std::int32_t first = 0;  // source records, both included; 0: none is named
   std::int32_t last = 0;
   RecordFate fate = RecordFate::kRejected;
-  // How many outcomes it changes. 1 without a record named: one of those handed over is lost, nobody says
-  // which.
+  // How many outcomes it changes. 1 without a record named: one of those handed over is lost, nobody says which.
   std::int32_t revised = 0;
   std::optional<RecordError> error;
 };

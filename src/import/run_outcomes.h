@@ -2,10 +2,8 @@
 //
 // Invariants
 //  1. Between Begin and End (or Abandon) there is a record at hand. Its errors stand in its outcome; errors of
-//  other
-//     records wait, and are told behind it.
-//  2. The figures are the sum of what was told, so they never know of a record or an error that the view does
-//  not.
+//     other records wait, and are told behind it.
+//  2. The figures are the sum of what was told, so they never know of a record or an error that the view does not.
 //  3. A record without errors allocates nothing here.
 #pragma once
 
@@ -37,8 +35,7 @@ struct ErrorScope {
 
 class RunOutcomes {
  public:
-  // The view outlives this object. What it raises is ignored, as an error of its own would have to be told,
-  // too.
+  // The view outlives this object. What it raises is ignored, as an error of its own would have to be told, too.
   explicit RunOutcomes(RunView& view) : view_(view) {}
 
   void Begin(std::int32_t record);

@@ -17,8 +17,8 @@ struct RunResult {
   std::int32_t duplicates = 0;
   std::int32_t stored = 0;   // handed to the import class, and no loss of them told
   std::int32_t updated = 0;  // of those stored: the import class told that they replaced what an address held
-  std::int32_t rejected =
-      0;  // handed to the import class and lost, or not handed over as they could not be made
+  // handed to the import class and lost, or not handed over as they could not be made
+  std::int32_t rejected = 0;
   std::int32_t checked = 0;  // only read and checked: a test run
   bool aborted = false;      // the user asked for it
   bool cancelled = false;    // the import class did

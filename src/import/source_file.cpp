@@ -25,8 +25,7 @@ void RefuseSameFile(const std::string& source, const std::string& destination) {
   }
 }
 
-// A folder that cannot be looked at is not one that is missing: the source must not be removed without its
-// backup.
+// A folder that cannot be looked at is not one that is missing: the source must not be removed without its backup.
 bool BackupFolderExists(const std::string& path) {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(path, error);

@@ -60,8 +60,7 @@ bool IsEmptyText(const Recordset& set, std::size_t column) {
 // Set, and to another text than the empty one; null reads as the empty text.
 bool HasText(const Recordset& set, std::size_t column) { return !set.TextAt(column).empty(); }
 
-// Raises 3421 where a text of the current row does not fit, with the field, where the text stands, and the
-// limit.
+// Raises 3421 where a text of the current row does not fit, with the field, where the text stands, and the limit.
 void RequireFits(const MemoryRecordset& list, std::string_view text, std::size_t limit,
                  std::string_view origin) {
   const std::size_t length = LengthInCharacters(text);

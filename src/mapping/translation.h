@@ -73,8 +73,7 @@ struct DistinctValues {
   std::vector<std::string> values;  // in order of first appearance; empty values as "<Empty>"
   bool cut = false;                 // the source holds more
 };
-// The distinct values of a source column, read through the source reader. A column the source lacks gives
-// none.
+// The distinct values of a source column, read through the source reader. A column the source lacks gives none.
 DistinctValues CollectDistinctValues(Session& session, std::string_view column);
 
 // The values with the translations that the working copy holds.

@@ -6,8 +6,7 @@
 
 namespace kestrel {
 
-// Whether the path names no file with a place of its own: a pipe, or what another process or the shell holds
-// open.
+// Whether the path names no file with a place of its own: a pipe, or what another process or the shell holds open.
 bool IsStream(const std::string& path);
 
 class PipedSource {

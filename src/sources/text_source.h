@@ -2,8 +2,7 @@
 //
 // Character set: a byte order mark selects UTF-8 or UTF-16; without one, a file whose bytes are valid UTF-8
 // with at least one multi-byte character is UTF-8 when the format is "ANSI"; every other file is
-// Windows-1252. Lines end at CR or CR LF; a file without any CR ends its lines at LF. Empty lines are no
-// records.
+// Windows-1252. Lines end at CR or CR LF; a file without any CR ends its lines at LF. Empty lines are no records.
 //
 // A file of more than 256 KB is read through a window: opening it looks at all of it once, and a record is
 // fetched when it is moved to. It stays open meanwhile, so that it may be renamed or deleted; if it is

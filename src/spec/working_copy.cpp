@@ -39,8 +39,7 @@ std::string LockPathOf(const std::string& copy) {
   return JoinPath(ParentFolder(copy), std::string(kHidden).append(FileNameOfPath(copy)).append(kLockEnding));
 }
 
-// The copy that a file locks by its name; none for files that are no locks: ".~", the stamp, anything,
-// ".tmp.lock".
+// The copy that a file locks by its name; none for files that are no locks: ".~", the stamp, anything, ".tmp.lock".
 std::optional<std::string> CopyLockedBy(const std::string& lock_path) {
   std::string name = FileNameOfPath(lock_path);
   if (!name.starts_with(std::string(kHidden) + "~")) return std::nullopt;

@@ -7,8 +7,7 @@
 
 namespace kestrel {
 
-// Leaves air around its caption, which styles do not when it is long; in a ButtonRow it is as wide as the
-// widest.
+// Leaves air around its caption, which styles do not when it is long; in a ButtonRow it is as wide as the widest.
 class CaptionButton final : public QPushButton {
   Q_OBJECT
  public:

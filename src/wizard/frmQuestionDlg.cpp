@@ -25,8 +25,7 @@ frmQuestionDlg::frmQuestionDlg(QWidget* parent) : QDialog(parent) {
   label->setObjectName("Label1");
   label->setWordWrap(true);
   label->setMinimumWidth(fontMetrics().averageCharWidth() * 48);
-  // Layouts within layouts reckon the height of a wrapped text with a line to spare; its own reckoning is
-  // right.
+  // Layouts within layouts reckon the height of a wrapped text with a line to spare; its own reckoning is right.
   QSizePolicy policy = label->sizePolicy();
   policy.setHeightForWidth(false);
   label->setSizePolicy(policy);

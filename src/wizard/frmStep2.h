@@ -5,9 +5,8 @@
 // the page moves values and keeps the order of events:
 //   first activation   types filled, entry 0; import class created; page filled; loading ends
 //   waiting            for a server, in another thread: the page is alive, but only Abbrechen and the close box
-//   can
-//                      be used; what was to follow the connection follows when its result is there, and never
-//                      where the page was closed meanwhile
+//                      can be used; what was to follow the connection follows when its result is there, and
+//                      never where the page was closed meanwhile
 //   focus on a list    connects for its kind (silently) and fills it, once until an input changes
 //   an edit            clears its kind's list-loaded flag; sets SourceSettingsChanged and SchemaChanged unless
 //                      loading

@@ -82,8 +82,7 @@ QString DroppedFile(const QMimeData* data);
 // Escape presses `reject`. As with a click, the focus moves to the button first.
 void BindKeys(QWidget* page, QAbstractButton* accept, QAbstractButton* reject);
 
-// Of a group of option buttons Tab reaches the chosen one, from the first time on; the arrow keys reach the
-// rest.
+// Of a group of option buttons Tab reaches the chosen one, from the first time on; the arrow keys reach the rest.
 void TabReachesChosen(std::initializer_list<QRadioButton*> group);
 
 // The order in which Tab walks through the controls.

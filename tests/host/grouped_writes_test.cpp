@@ -60,8 +60,7 @@ class Grouped : public ::testing::Test {
   NotingMember member;
 };
 
-// Writes all numbers behind, when it is asked for them; where its group is lost, it stores them with the next
-// one.
+// Writes all numbers behind, when it is asked for them; where its group is lost, it stores them with the next one.
 class NumbersWrittenBehind final : public GroupMember {
  public:
   explicit NumbersWrittenBehind(ConnectionPtr connection) : connection_(std::move(connection)) {}

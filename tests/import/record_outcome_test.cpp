@@ -1,5 +1,4 @@
-// What a run tells of each record as data: its fate, its errors with their values, and what came to light
-// later.
+// What a run tells of each record as data: its fate, its errors with their values, and what came to light later.
 #include "import/run_fixture.h"
 
 namespace kestrel::testing {

@@ -1,5 +1,4 @@
-// Every kind of source file, everything that may happen to it, with and without its removal, as run and test
-// run.
+// Every kind of source file, everything that may happen to it, with and without its removal, as run and test run.
 #include <algorithm>
 #include <tuple>
 

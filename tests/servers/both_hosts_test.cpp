@@ -1,5 +1,4 @@
-// The same imports into a host on SQLite and one on PostgreSQL: what is printed, stored and logged must be
-// equal.
+// The same imports into a host on SQLite and one on PostgreSQL: what is printed, stored and logged must be equal.
 #include <gmock/gmock.h>
 
 #include "platform/base/file.h"

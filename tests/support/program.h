@@ -15,7 +15,8 @@ struct ProgramResult {
 
 // `command` is the program's path followed by its arguments. `environment` is added to the test's own. With
 // `interrupt_at`, SIGINT is sent once this text has come on standard error.
-ProgramResult RunProgram(const std::vector<std::string>& command, const std::map<std::string, std::string>& environment = {},
+ProgramResult RunProgram(const std::vector<std::string>& command,
+                         const std::map<std::string, std::string>& environment = {},
                          const std::string& interrupt_at = {});
 
 // Path of a program of the build tree.

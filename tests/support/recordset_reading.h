@@ -11,8 +11,7 @@
 
 namespace kestrel::testing {
 
-// The rows of a record set that is broken off, a null as "<null>", and the reason; without one it is
-// empty.
+// The rows of a record set that is broken off, a null as "<null>", and the reason; without one it is empty.
 inline std::pair<std::vector<std::vector<std::string>>, std::string> RowsAndReason(Recordset& rows) {
   std::vector<std::vector<std::string>> texts;
   std::string raised;

@@ -13,8 +13,7 @@ class StartedProgram {
  public:
   enum class Stream { kOut, kErr };
 
-  // As RunProgram. The stream named is a pipe, which the program fills until it is read; the other goes
-  // nowhere.
+  // As RunProgram. The stream named is a pipe, which the program fills until it is read; the other goes nowhere.
   StartedProgram(const std::vector<std::string>& command, const std::map<std::string, std::string>& environment,
                  Stream piped);
   StartedProgram(const StartedProgram&) = delete;

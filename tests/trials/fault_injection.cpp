@@ -189,8 +189,7 @@ OPEN(open64)
 OPENAT(openat)
 OPENAT(openat64)
 
-// One function that is told a file by its path or descriptor: what it is counted as, what it returns on
-// failure.
+// One function that is told a file by its path or descriptor: what it is counted as, what it returns on failure.
 #define CALL(result, failure, call, name, parameters, arguments, ...) \
   result name parameters {                                            \
     NEXT(name);                                                       \

@@ -4,14 +4,12 @@
 //   KESTREL_TRIAL_FIELDS  a file with one field a line: name, type, size (empty: null), "1" for a date field,
 //                         between tabs
 //   KESTREL_TRIAL_RECORD  the file that is written: one event a line, its parts between tabs, "\", tab, CR and
-//   LF
-//                         within them as "\\", "\t", "\r", "\n"
+//                         LF within them as "\\", "\t", "\r", "\n"
 //   KESTREL_TRIAL_CANCEL  "1": BeforeImport cancels
 //   KESTREL_TRIAL_REFUSE  every so many-th record, counted from 1, is refused with error 7
 //
 // Events: BEFORE; RECORD and the fields' values; AFTER; LOG and the line. A field that the run leaves alone
-// holds
-// "<unset>".
+// holds "<unset>".
 #include <cstdlib>
 #include <fstream>
 #include <memory>

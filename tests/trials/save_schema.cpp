@@ -1,7 +1,6 @@
 // trial_save_schema SPECIFICATION: opens a specification as the wizard does, changes settings and an
 // assignment, saves it in place, and ends the session. Says on standard output how the save ended: "saved", or
-// "error" and the path of the working copy, which then stays, as the page would stay open. Status 4 for an
-// error.
+// "error" and the path of the working copy, which then stays, as the page would stay open. Status 4 for an error.
 #include <iostream>
 
 #include "mapping/field_assignment.h"

@@ -12,7 +12,6 @@
 namespace kestrel {
 namespace {
 
-
 class Window final : public QWidget {
  public:
   explicit Window(UserInterface& ui) : guard(this, ui) {}

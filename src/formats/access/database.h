@@ -29,8 +29,7 @@ namespace kestrel::access {
 class Database {
  public:
   // Takes the content of a file. `password` counts only where the file has one; `name` is what errors call it.
-  // Raises FormatError for content that is no Access database, and where the password or the encryption is
-  // another.
+  // Raises FormatError for content that is no Access database, and where the password or the encryption is another.
   Database(std::string content, std::string_view password, std::string name = "",
            std::optional<FileIdentity> identity = std::nullopt)
       : Database(std::make_shared<const JetFile>(std::move(content), password, std::move(name), identity)) {}

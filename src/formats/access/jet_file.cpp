@@ -183,8 +183,7 @@ StoredRow JetFile::RowOnPage(const RawBytes& page, std::uint32_t row) const {
 }
 
 std::string_view JetFile::Row(RowPointer pointer) const {
-  // A row that moved again is reached through the place it moved to first; a chain longer than this is a
-  // circle.
+  // A row that moved again is reached through the place it moved to first; a chain longer than this is a circle.
   for (int step = 0; step < 16; ++step) {
     const StoredRow row = RowOnPage(Page(PageOf(pointer)), RowOf(pointer));
     if (!row.lookup) return row.bytes;

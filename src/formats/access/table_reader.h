@@ -20,8 +20,7 @@ class TableReader {
   const std::vector<Column>& columns() const { return table_.columns; }
   const std::vector<Column>& left_out() const { return table_.left_out; }
   std::size_t RowCount() const { return rows_.pointers.size(); }
-  // Why there are fewer rows than the table had, for a person who knows it by `table`; none where all are
-  // there.
+  // Why there are fewer rows than the table had, for a person who knows it by `table`; none where all are there.
   std::optional<FormatError> Loss(std::string_view table) const;
   // The part of that which needs no trust in the number of rows, which Access keeps loosely for its own tables.
   bool LacksPages() const { return rows_.missing_page.has_value(); }

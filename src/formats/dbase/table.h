@@ -74,8 +74,7 @@ class Table {
   std::string_view Text(std::size_t column) const {
     const Field& field = fields_[column];
     const std::string_view stored(record_ + field.offset, field.length);
-    // Inline, and what is common ends in at most one call, as most of the time of reading a table is spent
-    // here.
+    // Inline, and what is common ends in at most one call, as most of the time of reading a table is spent here.
     if (!field.is_fixed) [[unlikely]]
       return TextOfAnyKind(column);
     if (field.storage == Storage::kText) return PaddedText(stored, code_page_, buffers_[column]);

@@ -21,8 +21,7 @@ struct AgileEncryption {
   AgileCipher document;
   AgileCipher password;
   std::uint32_t rounds = 0;
-  // Encrypted by keys made from the password: bytes and their hash, by which it is known, and the document's
-  // key.
+  // Encrypted by keys made from the password: bytes and their hash, by which it is known, and the document's key.
   std::string verifier, verifier_hash, document_key;
 };
 

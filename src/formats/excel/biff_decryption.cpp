@@ -25,8 +25,7 @@ class StreamCipher {
   StreamCipher(const StreamCipher&) = delete;
   StreamCipher& operator=(const StreamCipher&) = delete;
   virtual ~StreamCipher() = default;
-  // In place, the bytes at `offset` of the stream; they belong to a record whose content has `content_size`
-  // bytes.
+  // In place, the bytes at `offset` of the stream; they belong to a record whose content has `content_size` bytes.
   virtual void Decrypt(std::size_t offset, std::size_t content_size, std::span<char> bytes) = 0;
 };
 

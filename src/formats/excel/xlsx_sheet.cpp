@@ -34,8 +34,7 @@ std::string Unescape(std::string_view text) {
   return plain;
 }
 
-// Appends a part of a text. Spreadsheets allow 32,767 characters in a cell; more than this is no text of a
-// sheet.
+// Appends a part of a text. Spreadsheets allow 32,767 characters in a cell; more than this is no text of a sheet.
 void AppendPart(std::string& text, std::string_view part) {
   constexpr std::size_t kLongestText = std::size_t{1} << 20;
   if (part.size() > kLongestText - text.size()) RaiseDamaged("ein Text ist länger als 1 MB");

@@ -69,8 +69,7 @@ class XmlStream::Parser {
     return true;
   }
 
-  // Forgets the events, all used up, and gathers those of the bytes; none of them means that the part has
-  // ended.
+  // Forgets the events, all used up, and gathers those of the bytes; none of them means that the part has ended.
   void Parse(std::string_view bytes) {
     if (events_.empty()) events_.emplace_back();
     at_ = 0;

@@ -27,8 +27,7 @@ class XmlStream {
   XmlStream& operator=(const XmlStream&) = delete;
 
   // Steps to the next node. An element without content gives kStart and kEnd, a text may come in several
-  // pieces. Error 3000 for XML that is not well-formed or that defines entities, behind the nodes before the
-  // fault.
+  // pieces. Error 3000 for XML that is not well-formed or that defines entities, behind the nodes before the fault.
   Node Next();
 
   // The name of the element that starts or ends, without its prefix. Valid until Next.

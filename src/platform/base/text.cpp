@@ -43,8 +43,7 @@ std::size_t SequenceLength(std::string_view bytes, std::size_t position) {
   return 0;
 }
 
-// The byte behind the character at `position`. Text inside is valid UTF-8; a stray byte counts as one
-// character.
+// The byte behind the character at `position`. Text inside is valid UTF-8; a stray byte counts as one character.
 std::size_t NextCharacter(std::string_view text, std::size_t position) {
   ++position;
   while (position < text.size() && IsContinuation(text[position])) ++position;

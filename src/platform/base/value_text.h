@@ -6,11 +6,8 @@
 //   whole number  its digits, "-" before a negative one
 //   real number   the shortest text that reads back as the same number, with a decimal comma
 //   decimal       as it is stored, with a decimal comma, trailing zeros of the fraction and the sign of a zero
-//                 dropped
-//   date          "TT.MM.JJJJ", with " HH:MM:SS" only where the time is not midnight
-//   time alone    "HH:MM:SS"
-//   bytes         hexadecimal digits in upper case
-//   text          as it stands
+//   dropped date "TT.MM.JJJJ", with " HH:MM:SS" only where the time is not midnight time alone "HH:MM:SS" bytes
+//   hexadecimal digits in upper case text as it stands
 #pragma once
 
 #include <string>

@@ -98,8 +98,7 @@ class Connection : public Object {
   // Why further calls are bound to fail as the last one did (a full disk, a lost connection, a lock that nobody
   // gives up), with a way out, in sentences; empty where the next call has no less chance than ever.
   virtual std::string StopReason() const { return {}; }
-  // Has `watch` asked during waits, from the calling thread only; null for nobody. It lives until the next
-  // call.
+  // Has `watch` asked during waits, from the calling thread only; null for nobody. It lives until the next call.
   void WatchWaits(WaitWatch* watch) {
     const std::lock_guard lock(*call_mutex_);
     waits_->SetWatch(watch);

@@ -6,8 +6,7 @@
 
 namespace kestrel {
 
-// Who sends statements through a pipeline. Called under the connection's CallMutex, from whatever call found
-// out.
+// Who sends statements through a pipeline. Called under the connection's CallMutex, from whatever call found out.
 class PipelineSender {
  public:
   PipelineSender() = default;

@@ -26,8 +26,7 @@ class Waits {
   static constexpr std::chrono::seconds kLockLimit{60};
   static constexpr std::chrono::seconds kAnswerLimit{300};
 
-  // The limits that the environment sets, KESTREL_LOCK_WAIT and KESTREL_ANSWER_WAIT in seconds, else the two
-  // above.
+  // The limits that the environment sets, KESTREL_LOCK_WAIT and KESTREL_ANSWER_WAIT in seconds, else the two above.
   Waits();
 
   // Null for nobody. Asked only by the thread that sets it.

@@ -1,5 +1,4 @@
-// A user interface in front of another one that can be muted, for steps whose failures their caller tells
-// itself.
+// A user interface in front of another one that can be muted, for steps whose failures their caller tells itself.
 #pragma once
 
 #include "platform/dialogs/user_interface.h"

@@ -112,8 +112,7 @@ TEST(FileCrosscheck, WorkbooksReadAsTheOtherReaderDoes) {
   const auto output = testing::CommandOutput(command);
   ASSERT_TRUE(output);
   const auto files = ByFile(*output);
-  // Encrypted: the first has a password, the others the one everybody knows, which the other reader does not
-  // try.
+  // Encrypted: the first has a password, the others the one everybody knows, which the other reader does not try.
   const std::set<std::string> refused{"password.xls"};
   const std::set<std::string> opened{"50833.xls", "issue_385.xls"};
 

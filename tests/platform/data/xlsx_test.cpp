@@ -100,8 +100,7 @@ TEST(Xlsx, AnArchiveThatIsNoWorkbookIsRefused) {
 TEST(Xlsx, APartThatIsMissingIsTold) {
   testing::TempFolder folder;
   const std::string book = testing::ReadBytes(FixturePath("kunden.xlsx"));
-  // Where it is not told which parts the sheets are, and which of them is a chart, there are sheets all the
-  // same.
+  // Where it is not told which parts the sheets are, and which of them is a chart, there are sheets all the same.
   const ConnectionPtr without_relations =
       OpenBook(folder.Write("a.xlsx", ReplaceAll(book, "xl/_rels/", "xl/_lost/")));
   EXPECT_THAT(TableNames(*without_relations),

@@ -14,8 +14,7 @@ class DbaseRecordset final : public IndexedRecordset {
   // Raises what reading the first record raises.
   static RecordsetPtr Open(Table table);
 
-  // All three: 75 where the record was changed or cut off since the set was opened; it is broken off there
-  // then.
+  // All three: 75 where the record was changed or cut off since the set was opened; it is broken off there then.
   void MoveFirst() override;
   void MoveNext() override;
   void GoTo(std::int64_t bookmark) override;

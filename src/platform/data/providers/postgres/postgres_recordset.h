@@ -1,8 +1,7 @@
 // The rows of one query, read off the wire one by one as the caller moves on.
 //
 // 1. While rows are on the wire the session serves nobody else. When it is needed, or RecordCount asked for,
-// the
-//    rest of the rows is set aside (see row_store.h), so memory stays small whatever the query gives.
+//    the rest of the rows is set aside (see row_store.h), so memory stays small whatever the query gives.
 // 2. Rows set aside while the set stood at its first row can be walked again; otherwise going back runs the
 //    query again with the same values.
 #pragma once

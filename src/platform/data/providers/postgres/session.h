@@ -15,8 +15,7 @@
 //     else; everything else ends them first: their answers are read, and the savepoint is released. Where one
 //     of them or a query among them fails, all are rolled back, and their sender retries them one by one.
 //  6. Nothing sent or awaited blocks in libpq: every wait is one of WaitForAnswer, which has a limit and can be
-//     stopped. A wait that ends without an answer ends the connection, as nobody knows what the answer would
-//     be.
+//     stopped. A wait that ends without an answer ends the connection, as nobody knows what the answer would be.
 //  7. Used under the connection's CallMutex.
 #pragma once
 
@@ -62,8 +61,7 @@ class Session {
  public:
   using Option = std::pair<std::string, std::string>;
 
-  // Connects with libpq's keywords; "dbname" may hold a whole URL. Error 3000 with the reason, without
-  // `password`.
+  // Connects with libpq's keywords; "dbname" may hold a whole URL. Error 3000 with the reason, without `password`.
   Session(const std::vector<Option>& options, std::string password, std::shared_ptr<std::recursive_mutex> mutex,
           std::shared_ptr<Waits> waits);
 

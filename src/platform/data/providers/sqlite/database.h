@@ -78,8 +78,7 @@ class Database {
 
   // Error 3000 with the reason of the last failure.
   [[noreturn]] void Fail() const;
-  // Runs a statement without result. It waits for the locks of others as every statement does, but tells
-  // nobody.
+  // Runs a statement without result. It waits for the locks of others as every statement does, but tells nobody.
   void Run(const char* sql) const;
   // Begins or ends a transaction. While another one holds the lock it is tried again and again, outside of
   // SQLite, so that whoever watches the wait may do anything. Error 3000, also where the file is no longer at
