@@ -16,7 +16,7 @@ class AddressBook final : public kestrel::BoundObject<AddressBook> {
   const std::vector<std::string>& lines() const { return lines_; }
 
  private:
-  void SetConnection(kestrel::ObjectPtr) {}
+  void SetConnection(const kestrel::ObjectPtr&) {}
   void SetPersonalNr(const std::string&) {}
   void SetApplication(std::int16_t) {}
   void SetSpecificationFile(const std::string&) {}

@@ -89,7 +89,7 @@ std::string SearchPattern(const QString& text) {
 }
 
 QString ShownText(const AddressColumn& column, std::string_view text) {
-  const QString shown = ToQt(text);
+  QString shown = ToQt(text);
   if (column.kind != ColumnKind::kDate) return shown;
   const QDate date = QDate::fromString(shown.left(10), Qt::ISODate);
   return date.isValid() ? date.toString("dd.MM.yyyy") : shown;

@@ -121,6 +121,8 @@ void TableImporter::BeforeImport(bool&) {
     record_ = 0;
     finish_error_.clear();
     stop_reason_.clear();
+    // Rows of a log may have opened a group, within which nothing can be tuned.
+    GroupedWrites::Of(OpenConnection()).Flush();
     TuneForImport(OpenConnection());
     RestoreAddressIndexes(OpenConnection());
     Writer();

@@ -127,7 +127,7 @@ void FoldedAddress::Assign(std::string_view key_text) {
   EraseBlanks(postcode);
   // A leading country sign ("D-50667") is no part of a postcode.
   const std::size_t digit = postcode.find_first_of("0123456789");
-  if (digit != std::string::npos && digit <= 2) postcode.erase(0, digit);
+  if (digit <= 2) postcode.erase(0, digit);
   // The street's words stand where the town comes to stand.
   fold(town, parts[2]);
   street.clear();

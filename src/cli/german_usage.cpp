@@ -17,7 +17,7 @@ std::string Behind(const std::string& text, std::string_view mark) {
 
 // What is wrong, by the kinds of errors that the program's options can have.
 std::string Explain(const CLI::Error& error) {
-  const std::string text = error.what();
+  std::string text = error.what();
   switch (static_cast<CLI::ExitCodes>(error.get_exit_code())) {
     case CLI::ExitCodes::RequiredError:
       if (text.starts_with("A subcommand")) return "Es fehlt ein Befehl, oder er ist falsch geschrieben.";

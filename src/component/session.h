@@ -55,7 +55,7 @@ struct Session {
   ObjectPtr HostConnection;
   std::int16_t AppMode = 0;
   std::string PersonalNr;
-  std::string ImportFileName;  // a source file suggested by the host; read by step 2 only
+  std::string ImportFileName;  // a source file suggested by the host; taken over by step 2 and ImportJob::Open
 
   // --- Specification ---
   std::string SpecFolder;

@@ -36,7 +36,7 @@ std::string ReadHostSetting(const ObjectPtr& settings, const char* name) {
 // A new instance of the host's settings component, ready to read. The connection travels by reference, so
 // what the component leaves there becomes the session's.
 ObjectPtr DuplicateCheck::NewHostSettings() {
-  const ObjectPtr settings = session_.platform.components.CreateObject("KSBSetting.KSSettings");
+  ObjectPtr settings = session_.platform.components.CreateObject("KSBSetting.KSSettings");
   Value connection(session_.HostConnection);
   CallMethod(settings, "Init", 0, ByRef(connection));
   session_.HostConnection = connection.ToObject();

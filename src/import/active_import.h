@@ -11,7 +11,7 @@
 //     and the import class stay as they are either way.
 //  2. Between begin and end there are at most one error log and one duplicate log; an error of GetFields stands
 //     in the same log as those of the run.
-//  3. Once ended, it holds no object of the host and nothing of the specification.
+//  3. Once ended, it holds no object of the host and no image of the specification.
 //  4. A session has one active import at a time.
 #pragma once
 

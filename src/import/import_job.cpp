@@ -44,6 +44,18 @@ class UnwatchedRun final : public RunView {
   std::function<void(std::string_view)> tell_;
 };
 
+// Names the run under way until the end of the scope, however it ends.
+class UnderWay {
+ public:
+  UnderWay(ImportRun*& named, ImportRun& run) : named_(named) { named_ = &run; }
+  UnderWay(const UnderWay&) = delete;
+  UnderWay& operator=(const UnderWay&) = delete;
+  ~UnderWay() { named_ = nullptr; }
+
+ private:
+  ImportRun*& named_;
+};
+
 bool IsMissingFolder(const std::string& path) {
   // One that cannot be looked at is an error of the run, which keeps the source as well.
   std::error_code unknown;
@@ -165,6 +177,8 @@ void ImportJob::RequireOpen() const {
 // --- Import class, source, assignments ----------------------------------------------------------
 
 bool ImportJob::OpenImportClass(std::optional<RuntimeError>* failure) {
+  // The import class goes before the logs of its import.
+  session_.ImportClass.reset();
   import_.reset();
   import_ = std::make_unique<ActiveImport>(session_);
   class_open_ = CreateImportClass(session_, failure);
@@ -318,9 +332,11 @@ const RunResult& ImportJob::RunAssigned(RunView& view) {
   RequireIdle();
   ImportRun run(Import(), view);
   if (stop_requested_) run.RequestAbort();
-  run_ = &run;
-  run.Activate();
-  run_ = nullptr;
+  {
+    // A user interface that raises while it shows an error ends the run; the job can be cancelled all the same.
+    const UnderWay under_way(run_, run);
+    run.Activate();
+  }
   result_ = run.result();
   // The run has deleted the working copy.
   BeginAnew();

@@ -12,7 +12,7 @@
 // (Preview) and runs the import (Run). It owns the working copy, the session, the import class, the assignment
 // list and the checks before a run. What keeps an import from beginning is raised as ImportRefused with its
 // findings; nothing was imported then. Once a run has begun nothing is raised: what fails is counted and stands
-// in its result.
+// in its result. Only what the user interface itself raises while it shows an error passes on, and ends the run.
 //
 // The wizard takes the same steps page by page, in the session of its host (the second constructor): each has a
 // member of its own below. A job does whatever step is still missing, in the order in which they are listed,

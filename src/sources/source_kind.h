@@ -71,7 +71,8 @@ struct SourceKind {
   std::vector<CommonKey> keys;
 
   // --- Opening and reading ---
-  // Null for a kind that is read without a connection. Raises nothing.
+  // Null for a kind that is read without a connection. Raises nothing. The page calls it in another thread for a
+  // server, perhaps still when the session has gone.
   OpenedSource (*connect)(const SourceInputs& inputs, const ConnectionOpener& open) = nullptr;
   // In the order in which what is missing is named.
   std::vector<ConnectionInput> inputs = {};

@@ -70,7 +70,7 @@ struct StoredRows {
 };
 // The rows that are not deleted, in the order they are stored in. Raises 3000 for a damaged map. Where the map
 // itself was cut off, all pages of the file are asked whose they are.
-StoredRows ListRows(const JetFile& file, const TableDefinition& table, std::uint32_t page);
+StoredRows ListRows(const JetFile& file, const TableDefinition& table, std::uint32_t definition);
 
 // One stored row, its columns found.
 class RowCells {

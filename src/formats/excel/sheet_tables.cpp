@@ -21,7 +21,7 @@ bool IsPlain(std::string_view name) {
 }
 
 std::string ListedName(const std::string& sheet, const std::string& range) {
-  const std::string name = sheet + "$" + range;
+  std::string name = sheet + "$" + range;
   if (IsPlain(sheet) && (range.empty() || IsPlain(range))) return name;
   return "'" + ReplaceAll(name, "'", "''") + "'";
 }

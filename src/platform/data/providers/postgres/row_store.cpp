@@ -9,7 +9,7 @@ namespace kestrel::postgres {
 
 namespace {
 
-constexpr std::size_t kMostMemory = 8 * 1024 * 1024;
+constexpr std::size_t kMostMemory = std::size_t{8} * 1024 * 1024;
 constexpr std::int64_t kNull = -1;
 
 void AppendNumber(std::string& bytes, std::int64_t number) {
