@@ -140,14 +140,18 @@ void RecordAssembly::FillConstant(const Row& row, const Recordset& source, Recor
 
 void RecordAssembly::FillImportField(Row& row, const Recordset& source,
                                      const std::shared_ptr<const ProfileImage>& image, Recordset& record) {
-  std::string_view value =
+  // Looked at once: a second look may render the value anew, and the first text is gone then.
+  const std::string_view raw =
       source.TextAt(row.source_column ? *row.source_column : source.RequireColumn(row.destination));
+  std::string_view value = raw;
   std::optional<std::string_view> translation;
   if (row.translation) translation = row.translation->Table(image).Find(value);
   if (translation) value = *translation;
 
   const bool compatible = IsCompatible(value, row.kind);
-  if (!compatible) errors_.CountTypeMismatch(ValueOf(row, source), value);
+  if (!compatible) {
+    errors_.CountTypeMismatch({.field = row.field, .source_column = row.destination, .raw_value = raw}, value);
+  }
   if (row.date != nullptr) {
     if (const auto date = ConvertDate(value, *row.date)) {
       Write(row, *date, record);

@@ -233,7 +233,8 @@ void frmStep3::LayOutList() {
   for (const auto& [column, twips] :
        {std::pair(kSourceName, 2264), std::pair(kDspDestinationName, 2564), std::pair(kInfo, 1544)}) {
     const int told = twips * logicalDpiX() / kTwipsAnInch;
-    TDBImpList_->setColumnWidth(column, std::max(told, TDBImpList_->columnWidth(column) + kColumnAir));
+    const int shown = static_cast<int>(column);
+    TDBImpList_->setColumnWidth(shown, std::max(told, TDBImpList_->columnWidth(shown) + kColumnAir));
   }
   TDBImpList_->horizontalHeader()->setSectionResizeMode(static_cast<int>(kDspDestinationName),
                                                         QHeaderView::Stretch);

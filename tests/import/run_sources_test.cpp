@@ -1,5 +1,8 @@
 // Runs over sources whose record count is not that of their records.
+#include <array>
+
 #include "import/run_fixture.h"
+#include "platform/data/indexed_recordset.h"
 #include "support/source_kind_names.h"
 
 namespace kestrel::testing {
@@ -7,6 +10,7 @@ namespace {
 
 using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 // Some providers count wrongly: rows of one column "Name", and a count of their own.
@@ -29,6 +33,25 @@ class MiscountedRecordset final : public Recordset {
   std::vector<std::string> names_;
   std::int64_t count_;
   std::size_t row_ = 0;
+};
+
+// One row of one column "Name". Each look renders the value anew, and what the look before returned is gone.
+class RenderingRecordset final : public IndexedRecordset {
+ public:
+  RenderingRecordset() : IndexedRecordset({"Name"}, 1) {}
+  using IndexedRecordset::TextAt;
+
+ protected:
+  bool IsNullAt(std::size_t, std::size_t) const override { return false; }
+  std::string_view TextAt(std::size_t, std::size_t) const override {
+    texts_[latest_].assign(texts_[latest_].size(), '#');
+    latest_ = 1 - latest_;
+    return texts_[latest_] = "31.12.1999 23:59:59";
+  }
+
+ private:
+  mutable std::array<std::string, 2> texts_;
+  mutable std::size_t latest_ = 0;
 };
 
 class MiscountingConnection final : public Connection {
@@ -55,6 +78,15 @@ class RunSourcesTest : public ImportRunFixture {
     Assign({.field = "Bez1", .destination = "Name"});
   }
 };
+
+TEST_F(RunSourcesTest, AMismatchIsToldWithItsValueWhereASecondLookWouldRenderItAnew) {
+  session.Provider = kAccessSource;
+  session.Table = "Adressen";
+  session.SourceConnection = std::make_shared<MiscountingConnection>(std::make_shared<RenderingRecordset>());
+  Assign({.field = "Rabatt", .destination = "Name", .typ = "INT"});
+  Run();
+  EXPECT_THAT(LogLines(), ElementsAre(HasSubstr("(Rabatt / 31.12.1999 23:59:59 (ImportRecord/ImportStart)")));
+}
 
 TEST_F(RunSourcesTest, ACountOfZeroDividesByZeroForEveryRecordButImportsAll) {
   UseMiscounted({"A", "B", "C"}, 0);

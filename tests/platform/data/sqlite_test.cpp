@@ -163,6 +163,11 @@ TEST_F(Sqlite, AConnectionForReadingRefusesToWrite) {
   EXPECT_EQ(reader->OpenRecordset("SELECT * FROM t")->RecordCount(), 0);
 }
 
+TEST_F(Sqlite, AFileThatIsNoDatabaseIsRefusedWhenItIsOpened) {
+  EXPECT_ERROR_TEXT(OpenConnection(folder.Write("text.db", std::string(1000, 'x'))), ErrorNumber::kDatabase,
+                    HasSubstr("not a database"));
+}
+
 TEST_F(Sqlite, AFolderThatIsMissingIsToldWithThePath) {
   EXPECT_ERROR_TEXT(OpenConnection(folder.File("fehlt/x.db")), ErrorNumber::kDatabase, HasSubstr("fehlt/x.db"));
   EXPECT_ERROR_TEXT(OpenConnection("Provider=SQLite"), ErrorNumber::kDatabase, HasSubstr("Data Source"));

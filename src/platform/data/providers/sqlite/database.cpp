@@ -40,6 +40,8 @@ Database::Database(const std::string& file, bool read_only, std::shared_ptr<std:
   sqlite3_extended_result_codes(handle, 1);
   sqlite3_busy_handler(handle, &WaitForLock, this);
   Run("PRAGMA foreign_keys = ON");
+  // SQLite looks at the file with the first query only; what is no database, or is locked, is told here.
+  if (!read_only) Run("PRAGMA schema_version");
 }
 
 void Database::TellOfQuery() const {

@@ -6,7 +6,8 @@
 // A file that is missing is created; ":memory:" is a database of its own for each connection. A file
 // connection waits up to 60 seconds for another one's lock (or LockWait, or KESTREL_LOCK_WAIT) and keeps
 // foreign keys. Pages, journal and cache are the file's own and SQLite's: whoever wants others asks for them by
-// Execute ("PRAGMA ..."). With a write ahead log that is not flushed at each commit, MakeDurable does it.
+// Execute ("PRAGMA ..."). With a write ahead log that is not flushed at each commit, MakeDurable does it. A file
+// that is no database, is damaged at its head or stays locked is refused when it is opened for writing.
 #pragma once
 
 #include "platform/data/connection.h"
