@@ -41,8 +41,7 @@ QFont Larger(const QFont& font, double factor, bool bold) {
 
 class SizeKeeper final : public QObject {
  public:
-  SizeKeeper(QWidget* window, const QString& key)
-      : QObject(window), window_(window), key_("window/" + key) {
+  SizeKeeper(QWidget* window, const QString& key) : QObject(window), window_(window), key_("window/" + key) {
     window->installEventFilter(this);
     const QSize size = settings_.value(key_).toSize();
     if (size.isValid()) window->resize(size);
