@@ -82,7 +82,8 @@ void frmImport::Yield() {
 
 void frmImport::Repaint() {
   lblInfo_->setText(ToQt(info_));
-  progress_bar_->setValue(static_cast<int>(std::clamp(percent_, 0.0, 100.0) * (kBarSteps / 100)));
+  constexpr int kStepsAPercent = kBarSteps / 100;
+  progress_bar_->setValue(static_cast<int>(std::clamp(percent_, 0.0, 100.0) * kStepsAPercent));
 }
 
 void frmImport::Tell(std::string_view text) {
