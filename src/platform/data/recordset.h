@@ -7,7 +7,7 @@
 //  3. Column names are kept as they came; two columns may share one. A look-up finds the first whose
 //     name is exactly equal.
 //  4. A column may be null, which is not the empty text.
-//  5. Views returned by TextAt live until the next move, write or destruction.
+//  5. Views returned by TextAt live until the next look at the same column, move, write or destruction.
 //  6. A set whose rows end before those of its source (a file that was cut short or changed, a connection that
 //     was lost) is broken off: it delivers every row that it can, the move that finds no further one raises the
 //     reason, the set is at its end from then on, and BrokenOff tells the reason. A set without any row that can
