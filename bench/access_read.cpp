@@ -11,7 +11,7 @@
 #include <string>
 
 #include "cpu_time.h"
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "support/jet_builder.h"
 
 namespace {

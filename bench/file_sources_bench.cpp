@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "cpu_time.h"
-#include "platform/base/runtime_error.h"
+#include "kestrel/open_connection.h"
+#include "kestrel/runtime_error.h"
 #include "platform/base/text.h"
-#include "platform/data/open_connection.h"
 #include "sources/text_source.h"
 
 namespace {

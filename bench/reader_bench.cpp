@@ -6,9 +6,9 @@
 #include <string>
 
 #include "cpu_time.h"
+#include "kestrel/runtime_error.h"
 #include "naive_split.h"
 #include "plain_read.h"
-#include "platform/base/runtime_error.h"
 #include "sources/text_source.h"
 
 namespace {

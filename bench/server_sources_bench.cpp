@@ -25,7 +25,7 @@
 #include <vector>
 
 #include "cpu_time.h"
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 
 namespace {
 

@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/runtime_error.h"
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
+#include "kestrel/runtime_error.h"
 #include "support/biff_writer.h"
 #include "support/dbf_writer.h"
 #include "support/jet_builder.h"

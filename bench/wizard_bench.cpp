@@ -29,10 +29,11 @@
 #include "components/register_components.h"
 #include "cpu_time.h"
 #include "import/import_run.h"
+#include "kestrel/clock.h"
+#include "kestrel/open_connection.h"
+#include "kestrel/wizard.h"
 #include "mapping/field_assignment.h"
-#include "platform/base/clock.h"
 #include "platform/base/file.h"
-#include "platform/data/open_connection.h"
 #include "platform/dialogs/recording_user_interface.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
@@ -40,7 +41,6 @@
 #include "wizard/frmPrev.h"
 #include "wizard/frmStep3.h"
 #include "wizard/qt_text.h"
-#include "wizard/wizard.h"
 
 namespace kestrel::bench {
 namespace {

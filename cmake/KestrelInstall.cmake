@@ -24,7 +24,8 @@ if(KESTREL_WIZARD)
 else()
   list(APPEND private_headers PATTERN "wizard" EXCLUDE)
 endif()
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kestrel
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kestrel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h" ${private_headers})
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KestrelImportConfig.cmake.in

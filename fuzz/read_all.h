@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/file_descriptor.h"
-#include "platform/base/runtime_error.h"
 
 namespace kestrel::fuzz {
 

@@ -4,7 +4,7 @@
 #include <iostream>
 
 #include "address_book.h"
-#include "import/import_job.h"
+#include "kestrel/import_job.h"
 
 namespace {
 

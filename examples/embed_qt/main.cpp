@@ -3,9 +3,9 @@
 #include <QTimer>
 #include <cstdio>
 
-#include "platform/data/open_connection.h"
-#include "wizard/qt_user_interface.h"
-#include "wizard/wizard.h"
+#include "kestrel/open_connection.h"
+#include "kestrel/qt_user_interface.h"
+#include "kestrel/wizard.h"
 
 namespace {
 

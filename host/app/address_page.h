@@ -12,7 +12,7 @@
 
 #include "app/address_columns.h"
 #include "app/query_model.h"
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 #include "wizard/event_guard.h"
 
 namespace kestrel::host {

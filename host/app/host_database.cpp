@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "kestrel/open_connection.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
-#include "platform/data/open_connection.h"
 
 namespace kestrel::host {
 

@@ -7,8 +7,8 @@
 
 #include "app/address_page.h"
 #include "app/log_page.h"
+#include "kestrel/wizard.h"
 #include "wizard/event_guard.h"
-#include "wizard/wizard.h"
 
 namespace kestrel::host {
 

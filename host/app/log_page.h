@@ -7,8 +7,8 @@
 #include <string>
 
 #include "app/query_model.h"
-#include "platform/automation/component_registry.h"
-#include "platform/data/connection.h"
+#include "kestrel/component_registry.h"
+#include "kestrel/connection.h"
 #include "wizard/event_guard.h"
 
 namespace kestrel::host {

@@ -9,9 +9,9 @@
 
 #include "app/host_database.h"
 #include "app/host_window.h"
+#include "kestrel/qt_user_interface.h"
 #include "platform/base/terminal_text.h"
 #include "wizard/qt_text.h"
-#include "wizard/qt_user_interface.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "app/address_columns.h"
-#include "platform/data/recordset.h"
+#include "kestrel/recordset.h"
 
 namespace kestrel::host {
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include "kestrel/bound_object.h"
 #include "keys/duplicate_keys.h"
-#include "platform/automation/bound_object.h"
 
 namespace kestrel::host {
 

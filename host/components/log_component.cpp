@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "platform/base/date.h"
-#include "platform/data/transaction.h"
+#include "kestrel/date.h"
+#include "kestrel/transaction.h"
 #include "schema/host_schema.h"
 
 namespace kestrel::host {

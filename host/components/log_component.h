@@ -10,8 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/automation/bound_object.h"
-#include "platform/data/connection.h"
+#include "kestrel/bound_object.h"
+#include "kestrel/connection.h"
 #include "storage/write_behind_buffer.h"
 
 namespace kestrel::host {

@@ -3,8 +3,8 @@
 
 #include <string_view>
 
-#include "platform/automation/bound_object.h"
-#include "platform/data/connection.h"
+#include "kestrel/bound_object.h"
+#include "kestrel/connection.h"
 
 namespace kestrel::host {
 

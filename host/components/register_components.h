@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/automation/component_registry.h"
+#include "kestrel/component_registry.h"
 
 namespace kestrel::host {
 

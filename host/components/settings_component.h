@@ -5,8 +5,8 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/automation/bound_object.h"
-#include "platform/data/connection.h"
+#include "kestrel/bound_object.h"
+#include "kestrel/connection.h"
 #include "schema/settings.h"
 
 namespace kestrel::host {

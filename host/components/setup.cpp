@@ -1,9 +1,9 @@
 #include "components/setup.h"
 
 #include "components/sample_files.h"
+#include "kestrel/open_connection.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
-#include "platform/data/open_connection.h"
 #include "schema/host_schema.h"
 #include "storage/index_repair.h"
 #include "storage/sqlite_settings.h"

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/automation/bound_object.h"
+#include "kestrel/bound_object.h"
 
 namespace kestrel::host {
 

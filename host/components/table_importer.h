@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/automation/bound_object.h"
-#include "platform/data/connection.h"
-#include "platform/data/memory_recordset.h"
+#include "kestrel/bound_object.h"
+#include "kestrel/connection.h"
+#include "kestrel/memory_recordset.h"
 #include "schema/destination.h"
 #include "storage/record_writer.h"
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "kestrel/runtime_error.h"
 #include "keys/cologne_phonetics.h"
 #include "keys/folded_text.h"
-#include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 
 namespace kestrel::host {

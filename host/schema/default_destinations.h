@@ -2,7 +2,7 @@
 // Importfelder.
 #pragma once
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 
 namespace kestrel::host {
 

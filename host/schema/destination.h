@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 
 namespace kestrel::host {
 

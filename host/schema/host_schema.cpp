@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "kestrel/transaction.h"
 #include "platform/base/text.h"
-#include "platform/data/transaction.h"
 #include "schema/default_destinations.h"
 
 namespace kestrel::host {

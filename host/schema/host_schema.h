@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 
 namespace kestrel::host {
 

@@ -3,7 +3,7 @@
 #include <charconv>
 #include <utility>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 #include "platform/base/text.h"
 #include "schema/host_schema.h"
 

@@ -11,8 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "kestrel/connection.h"
 #include "keys/duplicate_keys.h"
-#include "platform/data/connection.h"
 #include "schema/settings.h"
 
 namespace kestrel::host {

@@ -5,9 +5,9 @@
 #include <cmath>
 #include <optional>
 
-#include "platform/base/date.h"
+#include "kestrel/date.h"
+#include "kestrel/runtime_error.h"
 #include "platform/base/number.h"
-#include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 
 namespace kestrel::host {

@@ -34,7 +34,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 
 namespace kestrel::host {
 

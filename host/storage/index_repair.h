@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 
 namespace kestrel::host {
 

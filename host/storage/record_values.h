@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 #include "schema/destination.h"
 #include "storage/field_value.h"
 

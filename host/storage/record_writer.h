@@ -22,7 +22,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/data/recordset.h"
+#include "kestrel/recordset.h"
 #include "schema/destination.h"
 #include "storage/address_index.h"
 #include "storage/field_value.h"

@@ -2,7 +2,7 @@
 // an import needs to be fast is asked for here, of the files that this host makes.
 #pragma once
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 
 namespace kestrel::host {
 

@@ -19,7 +19,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 #include "storage/grouped_writes.h"
 
 namespace kestrel::host {

@@ -3,9 +3,9 @@
 
 #include <optional>
 
-#include "check/finding.h"
 #include "component/session.h"
-#include "platform/data/memory_recordset.h"
+#include "kestrel/finding.h"
+#include "kestrel/memory_recordset.h"
 
 namespace kestrel {
 

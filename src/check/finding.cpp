@@ -1,4 +1,4 @@
-#include "check/finding.h"
+#include "kestrel/finding.h"
 
 namespace kestrel {
 

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "check/finding.h"
 #include "component/session.h"
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
+#include "kestrel/finding.h"
 
 namespace kestrel {
 

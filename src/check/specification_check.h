@@ -1,8 +1,8 @@
 // What is wrong with an import specification as a file: entries that are missing, misspelt, cut or never read.
 #pragma once
 
-#include "check/finding.h"
 #include "component/session.h"
+#include "kestrel/finding.h"
 
 namespace kestrel {
 

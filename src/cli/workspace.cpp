@@ -5,10 +5,10 @@
 #include <system_error>
 
 #include "cli/program.h"
-#include "component/import_man.h"
+#include "kestrel/import_man.h"
+#include "kestrel/open_connection.h"
 #include "platform/base/file.h"
 #include "platform/data/connection_string.h"
-#include "platform/data/open_connection.h"
 #include "platform/data/providers/sqlite/sqlite_provider.h"
 #include "spec/specification.h"
 

@@ -1,6 +1,6 @@
 #include "component/import_class.h"
-#include "platform/automation/component_registry.h"
-#include "platform/dialogs/user_interface.h"
+#include "kestrel/component_registry.h"
+#include "kestrel/user_interface.h"
 
 namespace kestrel {
 namespace {

@@ -27,7 +27,7 @@
 #include <string>
 
 #include "component/session.h"
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel {
 

@@ -1,4 +1,4 @@
-#include "component/import_man.h"
+#include "kestrel/import_man.h"
 
 #include <utility>
 

@@ -18,8 +18,8 @@
 #include <string>
 #include <vector>
 
-#include "component/source_end.h"
-#include "platform/automation/object.h"
+#include "kestrel/object.h"
+#include "kestrel/source_end.h"
 #include "platform/base/file_lock.h"
 #include "platform/profile/profile.h"
 

@@ -5,9 +5,9 @@
 #include <cerrno>
 
 #include "duplicates/duplicates.h"
+#include "kestrel/clock.h"
+#include "kestrel/date.h"
 #include "log/import_log.h"
-#include "platform/base/clock.h"
-#include "platform/base/date.h"
 #include "spec/profile_access.h"
 
 namespace kestrel {

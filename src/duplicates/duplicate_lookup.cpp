@@ -1,8 +1,8 @@
 // The look-up in the host's table Adressindex.
 #include "duplicates/duplicates.h"
 #include "duplicates/trap_in_function.h"
+#include "kestrel/connection.h"
 #include "platform/base/text.h"
-#include "platform/data/connection.h"
 
 namespace kestrel {
 

@@ -2,7 +2,7 @@
 #include "duplicates/address_kind.h"
 #include "duplicates/duplicates.h"
 #include "duplicates/trap_in_function.h"
-#include "platform/automation/component_registry.h"
+#include "kestrel/component_registry.h"
 #include "spec/profile_access.h"
 
 namespace kestrel {

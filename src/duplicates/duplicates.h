@@ -19,8 +19,8 @@
 #include <vector>
 
 #include "component/session.h"
-#include "duplicates/duplicate_match.h"
-#include "platform/data/recordset.h"
+#include "kestrel/duplicate_match.h"
+#include "kestrel/recordset.h"
 
 namespace kestrel {
 

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/base/runtime_error.h"
-#include "platform/dialogs/user_interface.h"
+#include "kestrel/runtime_error.h"
+#include "kestrel/user_interface.h"
 
 namespace kestrel {
 

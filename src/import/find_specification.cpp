@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "check/finding.h"
+#include "kestrel/finding.h"
 #include "platform/base/file.h"
 #include "spec/profile_access.h"
 

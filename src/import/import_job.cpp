@@ -3,7 +3,7 @@
 //     assignment list, each only while the ones before it in Prepare are.
 //  2. Each step is taken once; Open, Choose, Cancel and the end of a run begin anew.
 //  3. A job with a session of its own leaves no working copy behind.
-#include "import/import_job.h"
+#include "kestrel/import_job.h"
 
 #include <filesystem>
 #include <system_error>
@@ -11,8 +11,8 @@
 
 #include "check/assignment_check.h"
 #include "check/source_check.h"
-#include "component/import_man.h"
 #include "import/find_specification.h"
+#include "kestrel/import_man.h"
 #include "mapping/field_assignment.h"
 #include "platform/base/file.h"
 #include "platform/base/number.h"

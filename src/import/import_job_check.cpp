@@ -2,7 +2,7 @@
 #include "check/assignment_check.h"
 #include "check/source_check.h"
 #include "check/specification_check.h"
-#include "import/import_job.h"
+#include "kestrel/import_job.h"
 #include "sources/source_kind.h"
 
 namespace kestrel {

@@ -39,8 +39,8 @@
 #include "import/run_texts.h"
 #include "import/run_waits.h"
 #include "import/source_file.h"
+#include "kestrel/user_interface.h"
 #include "platform/base/file.h"
-#include "platform/dialogs/user_interface.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
 

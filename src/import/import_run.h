@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "import/active_import.h"
-#include "import/record_outcome.h"
-#include "import/run_result.h"
+#include "kestrel/record_outcome.h"
+#include "kestrel/run_result.h"
 
 namespace kestrel {
 

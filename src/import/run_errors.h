@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "import/run_outcomes.h"
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel {
 

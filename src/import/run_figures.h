@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "import/record_outcome.h"
+#include "kestrel/record_outcome.h"
 
 namespace kestrel {
 

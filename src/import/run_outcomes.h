@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
-#include "import/record_outcome.h"
 #include "import/run_figures.h"
+#include "kestrel/record_outcome.h"
 
 namespace kestrel {
 

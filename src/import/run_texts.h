@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "import/run_figures.h"
-#include "import/run_result.h"
+#include "kestrel/run_result.h"
 
 namespace kestrel {
 

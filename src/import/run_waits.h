@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "import/import_run.h"
-#include "platform/base/clock.h"
-#include "platform/data/connection.h"
+#include "kestrel/clock.h"
+#include "kestrel/connection.h"
 
 namespace kestrel {
 

@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <optional>
 
+#include "kestrel/recordset.h"
+#include "kestrel/user_interface.h"
 #include "platform/base/file.h"
-#include "platform/data/recordset.h"
-#include "platform/dialogs/user_interface.h"
 #include "sources/source_kind.h"
 
 namespace kestrel {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "component/session.h"
-#include "import/run_result.h"
+#include "kestrel/run_result.h"
 
 namespace kestrel {
 

@@ -2,9 +2,9 @@
 
 #include <array>
 
-#include "platform/base/date.h"
+#include "kestrel/date.h"
+#include "kestrel/runtime_error.h"
 #include "platform/base/number.h"
-#include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 
 namespace kestrel {

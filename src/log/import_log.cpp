@@ -1,11 +1,11 @@
 #include "log/import_log.h"
 
-#include "platform/automation/component_registry.h"
-#include "platform/base/clock.h"
-#include "platform/base/date.h"
+#include "kestrel/clock.h"
+#include "kestrel/component_registry.h"
+#include "kestrel/connection.h"
+#include "kestrel/date.h"
+#include "kestrel/user_interface.h"
 #include "platform/base/text.h"
-#include "platform/data/connection.h"
-#include "platform/dialogs/user_interface.h"
 
 namespace kestrel {
 

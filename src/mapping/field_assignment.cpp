@@ -1,9 +1,9 @@
 #include "mapping/field_assignment.h"
 
 #include "component/import_class.h"
+#include "kestrel/runtime_error.h"
 #include "log/import_log.h"
 #include "mapping/translation.h"
-#include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 #include "spec/profile_access.h"
 

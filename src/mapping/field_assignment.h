@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "component/session.h"
-#include "platform/data/memory_recordset.h"
+#include "kestrel/memory_recordset.h"
 
 namespace kestrel {
 

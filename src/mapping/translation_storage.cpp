@@ -1,9 +1,9 @@
 // Translation tables as the editor reads and writes them.
+#include "kestrel/connection.h"
 #include "mapping/translation.h"
 #include "mapping/translation_edits.h"
 #include "platform/base/number.h"
 #include "platform/base/text.h"
-#include "platform/data/connection.h"
 #include "spec/profile_access.h"
 
 namespace kestrel {

@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/file.h"
-#include "platform/base/runtime_error.h"
 
 namespace kestrel {
 

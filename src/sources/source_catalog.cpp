@@ -1,6 +1,6 @@
 #include "sources/source_catalog.h"
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 #include "platform/base/text.h"
 #include "sources/source_kind.h"
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/file.h"
-#include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 #include "sources/source_kind.h"
 

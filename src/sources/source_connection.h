@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "component/session.h"
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 
 namespace kestrel {
 

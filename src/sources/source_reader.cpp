@@ -3,9 +3,9 @@
 #include <memory>
 #include <utility>
 
-#include "platform/base/runtime_error.h"
-#include "platform/data/memory_recordset.h"
-#include "platform/dialogs/user_interface.h"
+#include "kestrel/memory_recordset.h"
+#include "kestrel/runtime_error.h"
+#include "kestrel/user_interface.h"
 #include "sources/source_connection.h"
 #include "sources/source_kind.h"
 #include "sources/text_source.h"

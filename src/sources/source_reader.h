@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "component/session.h"
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 
 namespace kestrel {
 

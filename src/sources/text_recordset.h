@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/data/recordset.h"
+#include "kestrel/recordset.h"
 #include "sources/text_file.h"
 #include "sources/text_source.h"
 #include "sources/text_split.h"

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 #include "sources/text_file.h"
 #include "sources/text_line.h"
 #include "sources/text_recordset.h"

@@ -15,7 +15,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/data/recordset.h"
+#include "kestrel/recordset.h"
 
 namespace kestrel {
 

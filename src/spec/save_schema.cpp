@@ -24,11 +24,11 @@
 #include <utility>
 #include <vector>
 
+#include "kestrel/memory_recordset.h"
+#include "kestrel/runtime_error.h"
+#include "kestrel/user_interface.h"
 #include "platform/base/file.h"
-#include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
-#include "platform/data/memory_recordset.h"
-#include "platform/dialogs/user_interface.h"
 #include "sources/source_kind.h"
 #include "spec/profile_access.h"
 #include "spec/specification.h"

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/automation/value.h"
+#include "kestrel/runtime_error.h"
+#include "kestrel/value.h"
 #include "platform/base/file.h"
 #include "platform/base/number.h"
-#include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 #include "sources/source_kind.h"
 #include "spec/profile_access.h"

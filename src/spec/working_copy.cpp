@@ -11,10 +11,10 @@
 #include <thread>
 #include <utility>
 
-#include "platform/base/clock.h"
-#include "platform/base/date.h"
+#include "kestrel/clock.h"
+#include "kestrel/date.h"
+#include "kestrel/runtime_error.h"
 #include "platform/base/file.h"
-#include "platform/base/runtime_error.h"
 #include "spec/profile_access.h"
 #include "spec/specification.h"
 

@@ -4,7 +4,7 @@
 #include <QStringList>
 #include <vector>
 
-#include "platform/data/memory_recordset.h"
+#include "kestrel/memory_recordset.h"
 #include "wizard/recordset_model.h"
 
 namespace kestrel {

@@ -15,8 +15,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "platform/base/runtime_error.h"
-#include "platform/dialogs/user_interface.h"
+#include "kestrel/runtime_error.h"
+#include "kestrel/user_interface.h"
 
 namespace kestrel {
 

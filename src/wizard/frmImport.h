@@ -6,8 +6,8 @@
 #include <QPlainTextEdit>
 #include <QProgressBar>
 
-#include "import/import_job.h"
 #include "import/pace.h"
+#include "kestrel/import_job.h"
 #include "wizard/event_guard.h"
 
 namespace kestrel {

@@ -6,8 +6,8 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "kestrel/user_interface.h"
 #include "mapping/field_assignment.h"
-#include "platform/dialogs/user_interface.h"
 #include "sources/source_reader.h"
 #include "wizard/button_row.h"
 #include "wizard/page_parts.h"

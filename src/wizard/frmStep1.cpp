@@ -4,13 +4,13 @@
 #include <QKeyEvent>
 #include <QVBoxLayout>
 
-#include "component/import_man.h"
-#include "import/import_job.h"
+#include "kestrel/import_job.h"
+#include "kestrel/import_man.h"
+#include "kestrel/wizard.h"
 #include "platform/base/file.h"
 #include "wizard/button_row.h"
 #include "wizard/qt_text.h"
 #include "wizard/table_look.h"
-#include "wizard/wizard.h"
 
 namespace kestrel {
 

@@ -9,13 +9,13 @@
 #include <thread>
 #include <utility>
 
-#include "import/import_job.h"
+#include "kestrel/import_job.h"
+#include "kestrel/wizard.h"
 #include "sources/source_catalog.h"
 #include "spec/save_schema.h"
 #include "spec/specification.h"
 #include "wizard/frmPrev.h"
 #include "wizard/qt_text.h"
-#include "wizard/wizard.h"
 
 namespace kestrel {
 

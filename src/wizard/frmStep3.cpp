@@ -10,7 +10,8 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
-#include "import/import_job.h"
+#include "kestrel/import_job.h"
+#include "kestrel/wizard.h"
 #include "sources/source_kind.h"
 #include "sources/source_reader.h"
 #include "spec/save_schema.h"
@@ -21,7 +22,6 @@
 #include "wizard/frmTransTbl.h"
 #include "wizard/qt_text.h"
 #include "wizard/table_look.h"
-#include "wizard/wizard.h"
 
 namespace kestrel {
 

@@ -1,4 +1,4 @@
-#include "wizard/qt_user_interface.h"
+#include "kestrel/qt_user_interface.h"
 
 #include <QAbstractButton>
 #include <QApplication>

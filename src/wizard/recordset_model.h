@@ -5,7 +5,7 @@
 #include <QStringList>
 #include <vector>
 
-#include "platform/data/recordset.h"
+#include "kestrel/recordset.h"
 
 namespace kestrel {
 

@@ -1,4 +1,4 @@
-#include "wizard/wizard.h"
+#include "kestrel/wizard.h"
 
 #include <QAccessible>
 #include <QAccessibleWidget>
@@ -7,12 +7,12 @@
 #include <QWindow>
 #include <utility>
 
-#include "import/import_job.h"
+#include "kestrel/import_job.h"
+#include "kestrel/qt_user_interface.h"
 #include "wizard/frmStep1.h"
 #include "wizard/frmStep2.h"
 #include "wizard/frmStep3.h"
 #include "wizard/frmTransTbl.h"
-#include "wizard/qt_user_interface.h"
 
 namespace kestrel {
 

@@ -20,7 +20,7 @@ TEST(KindNames, StandInTheRowsOnly) {
   const std::regex comparison(R"(\bProvider\s*[!=]=|[!=]=\s*(\w+(\.|->))?Provider\b)");
   std::size_t files = 0;
   std::size_t in_rows = 0;
-  for (const char* folder : {"src", "host", "examples"}) {
+  for (const char* folder : {"include", "src", "host", "examples"}) {
     for (const auto& entry : fs::recursive_directory_iterator(root / folder)) {
       const std::string extension = entry.path().extension().string();
       if (extension != ".h" && extension != ".cpp") continue;

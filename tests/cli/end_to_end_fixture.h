@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "kestrel/open_connection.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
-#include "platform/data/open_connection.h"
 #include "support/program.h"
 #include "support/project_paths.h"
 #include "support/temp_folder.h"

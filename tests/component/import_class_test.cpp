@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 #include "support/expect_error.h"
 #include "support/session_fixture.h"
 

@@ -1,5 +1,5 @@
 // The one object a host sees, driven by member name as a host does.
-#include "component/import_man.h"
+#include "kestrel/import_man.h"
 
 #include <gmock/gmock.h>
 
@@ -8,8 +8,8 @@
 #include <optional>
 #include <string>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/component_folder.h"
-#include "platform/base/runtime_error.h"
 #include "platform/dialogs/recording_user_interface.h"
 #include "support/expect_error.h"
 #include "support/recording_object.h"

@@ -1,6 +1,6 @@
 #include "duplicates/duplicate_fixture.h"
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 
 namespace kestrel::testing {
 

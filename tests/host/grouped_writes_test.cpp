@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "support/eventually.h"
 #include "support/expect_error.h"
 #include "support/forked_child.h"

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "components/register_components.h"
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "schema/host_schema.h"
 #include "schema/settings.h"
 #include "storage/grouped_writes.h"

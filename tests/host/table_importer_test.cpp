@@ -1,5 +1,5 @@
 #include "host/host_fixture.h"
-#include "platform/data/memory_recordset.h"
+#include "kestrel/memory_recordset.h"
 #include "support/eventually.h"
 
 namespace kestrel {

@@ -1,9 +1,9 @@
 // Imports from kinds of sources that a host adds: a row is all it takes.
-#include "import/import_job.h"
 #include "import/run_fixture.h"
+#include "kestrel/import_job.h"
+#include "kestrel/open_connection.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
-#include "platform/data/open_connection.h"
 #include "sources/source_kind.h"
 #include "support/field_list.h"
 #include "support/sqlite_source_kind.h"

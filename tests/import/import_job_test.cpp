@@ -1,5 +1,5 @@
 // ImportJob as a host without a screen uses it: a real specification and source, a recording import class.
-#include "import/import_job.h"
+#include "kestrel/import_job.h"
 
 #include <gmock/gmock.h>
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "kestrel/open_connection.h"
 #include "platform/base/text.h"
-#include "platform/data/open_connection.h"
 #include "support/source_kind_names.h"
 
 namespace kestrel::testing {

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "import/run_fixture.h"
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 
 namespace kestrel {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "support/noting_connection.h"
 #include "support/session_fixture.h"
 

@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include "kestrel/open_connection.h"
 #include "log/import_log.h"
-#include "platform/data/open_connection.h"
 #include "support/expect_error.h"
 #include "support/field_list.h"
 #include "support/session_fixture.h"

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
+#include "kestrel/open_connection.h"
 #include "mapping/translation.h"
-#include "platform/data/open_connection.h"
 #include "support/session_fixture.h"
 
 namespace kestrel {

@@ -19,10 +19,10 @@
 
 #include "app/host_database.h"
 #include "app/host_window.h"
+#include "kestrel/qt_user_interface.h"
 #include "qt/drive.h"
 #include "screenshots/camera.h"
 #include "wizard/qt_text.h"
-#include "wizard/qt_user_interface.h"
 
 namespace kestrel::screenshots {
 

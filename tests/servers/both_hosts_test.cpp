@@ -1,9 +1,9 @@
 // The same imports into a host on SQLite and one on PostgreSQL: what is printed, stored and logged must be equal.
 #include <gmock/gmock.h>
 
+#include "kestrel/open_connection.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
-#include "platform/data/open_connection.h"
 #include "support/postgres_server.h"
 #include "support/program.h"
 #include "support/project_paths.h"

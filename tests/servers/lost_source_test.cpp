@@ -2,8 +2,8 @@
 #include <functional>
 
 #include "import/run_fixture.h"
+#include "kestrel/open_connection.h"
 #include "platform/base/file.h"
-#include "platform/data/open_connection.h"
 #include "support/postgres_server.h"
 #include "support/project_paths.h"
 #include "support/source_kind_names.h"

@@ -1,7 +1,7 @@
 // Rows that an ODBC driver could not read, and how its connection string is completed.
 #include <gmock/gmock.h>
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "platform/data/providers/odbc/drivers.h"
 #include "support/expect_error.h"
 #include "support/project_paths.h"

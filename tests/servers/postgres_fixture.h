@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "support/postgres_server.h"
 
 namespace kestrel::testing {

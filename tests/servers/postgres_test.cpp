@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <thread>
 
+#include "kestrel/open_connection.h"
 #include "platform/data/connection_contract.h"
-#include "platform/data/open_connection.h"
 #include "platform/data/providers/postgres/parameter_text.h"
 #include "servers/postgres_fixture.h"
 #include "support/expect_error.h"

@@ -6,7 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "platform/data/pipeline.h"
+#include "kestrel/pipeline.h"
 #include "servers/postgres_fixture.h"
 #include "storage/grouped_writes.h"
 #include "support/expect_error.h"

@@ -1,8 +1,8 @@
 // SQL Server as a source of an import, from the page's settings to stored records, against the stand-in.
 #include <gmock/gmock.h>
 
+#include "kestrel/open_connection.h"
 #include "platform/base/file.h"
-#include "platform/data/open_connection.h"
 #include "sources/source_catalog.h"
 #include "sources/source_kind.h"
 #include "sources/source_reader.h"

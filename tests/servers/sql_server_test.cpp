@@ -3,8 +3,8 @@
 
 #include <cstdlib>
 
+#include "kestrel/open_connection.h"
 #include "platform/data/connection_contract.h"
-#include "platform/data/open_connection.h"
 #include "support/expect_error.h"
 #include "support/sql_server_stand_in.h"
 

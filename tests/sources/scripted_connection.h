@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/data/connection.h"
-#include "platform/data/memory_recordset.h"
+#include "kestrel/connection.h"
+#include "kestrel/memory_recordset.h"
 
 namespace kestrel::testing {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/runtime_error.h"
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
+#include "kestrel/runtime_error.h"
 #include "sources/scripted_connection.h"
 #include "sources/source_kind.h"
 #include "support/expect_error.h"

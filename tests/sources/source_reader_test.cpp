@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "sources/scripted_connection.h"
 #include "spec/specification.h"
 #include "support/biff_writer.h"

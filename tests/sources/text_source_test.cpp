@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 #include "support/temp_folder.h"
 
 namespace kestrel {

@@ -6,8 +6,8 @@
 
 #include <string>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/file.h"
-#include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 #include "support/expect_error.h"
 #include "support/temp_folder.h"

@@ -11,8 +11,8 @@
 #include <memory>
 #include <string>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/file.h"
-#include "platform/base/runtime_error.h"
 #include "spec/profile_access.h"
 #include "spec/specification.h"
 #include "support/expect_error.h"

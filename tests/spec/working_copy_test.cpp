@@ -6,8 +6,8 @@
 #include <string>
 #include <thread>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/file.h"
-#include "platform/base/runtime_error.h"
 #include "spec/specification.h"
 #include "support/expect_error.h"
 #include "support/forked_child.h"

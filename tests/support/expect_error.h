@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel::testing {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/data/memory_recordset.h"
+#include "kestrel/memory_recordset.h"
 
 namespace kestrel::testing {
 

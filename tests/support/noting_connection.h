@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 
 namespace kestrel::testing {
 

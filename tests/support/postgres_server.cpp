@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "support/project_paths.h"
 
 namespace kestrel::testing {

@@ -20,7 +20,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/automation/object.h"
+#include "kestrel/object.h"
 
 namespace kestrel::testing {
 

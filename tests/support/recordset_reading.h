@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/data/recordset.h"
+#include "kestrel/recordset.h"
 
 namespace kestrel::testing {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/data/waits.h"
+#include "kestrel/waits.h"
 
 namespace kestrel::testing {
 

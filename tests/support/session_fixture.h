@@ -9,10 +9,10 @@
 #include <string_view>
 
 #include "component/session.h"
-#include "platform/automation/component_registry.h"
-#include "platform/base/clock.h"
-#include "platform/data/connection.h"
-#include "platform/data/memory_recordset.h"
+#include "kestrel/clock.h"
+#include "kestrel/component_registry.h"
+#include "kestrel/connection.h"
+#include "kestrel/memory_recordset.h"
 #include "platform/dialogs/recording_user_interface.h"
 #include "support/recording_object.h"
 #include "support/temp_folder.h"

@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/base/runtime_error.h"
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
+#include "kestrel/runtime_error.h"
 #include "support/project_paths.h"
 
 namespace kestrel::testing {

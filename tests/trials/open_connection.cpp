@@ -6,13 +6,13 @@
 
 #include "component/import_class.h"
 #include "import/import_run.h"
+#include "kestrel/clock.h"
+#include "kestrel/component_registry.h"
+#include "kestrel/console_user_interface.h"
+#include "kestrel/open_connection.h"
+#include "kestrel/runtime_error.h"
 #include "mapping/field_assignment.h"
-#include "platform/automation/component_registry.h"
-#include "platform/base/clock.h"
 #include "platform/base/file.h"
-#include "platform/base/runtime_error.h"
-#include "platform/data/open_connection.h"
-#include "platform/dialogs/console_user_interface.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
 

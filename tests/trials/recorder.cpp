@@ -16,9 +16,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/automation/bound_object.h"
-#include "platform/automation/component_registry.h"
-#include "platform/data/memory_recordset.h"
+#include "kestrel/bound_object.h"
+#include "kestrel/component_registry.h"
+#include "kestrel/memory_recordset.h"
 
 namespace {
 

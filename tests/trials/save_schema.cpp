@@ -3,12 +3,12 @@
 // "error" and the path of the working copy, which then stays, as the page would stay open. Status 4 for an error.
 #include <iostream>
 
+#include "kestrel/clock.h"
+#include "kestrel/component_registry.h"
+#include "kestrel/console_user_interface.h"
+#include "kestrel/runtime_error.h"
 #include "mapping/field_assignment.h"
-#include "platform/automation/component_registry.h"
-#include "platform/base/clock.h"
 #include "platform/base/file.h"
-#include "platform/base/runtime_error.h"
-#include "platform/dialogs/console_user_interface.h"
 #include "spec/save_schema.h"
 #include "spec/specification.h"
 

@@ -3,9 +3,9 @@
 
 #include <QPushButton>
 
+#include "kestrel/open_connection.h"
 #include "mapping/field_assignment.h"
 #include "platform/base/file.h"
-#include "platform/data/open_connection.h"
 #include "support/changing_source.h"
 #include "wizard/frmQuestionDlg.h"
 #include "wizard/wizard_fixture.h"

@@ -7,7 +7,7 @@
 #include <QComboBox>
 #include <QLineEdit>
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "support/sql_server_stand_in.h"
 #include "wizard/wizard_fixture.h"
 

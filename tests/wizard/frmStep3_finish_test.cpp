@@ -7,7 +7,7 @@
 #include <QRadioButton>
 #include <QTableView>
 
-#include "import/import_job.h"
+#include "kestrel/import_job.h"
 #include "platform/base/file.h"
 #include "wizard/wizard_fixture.h"
 

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "wizard/wizard_fixture.h"
 
 namespace kestrel {

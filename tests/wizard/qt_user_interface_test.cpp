@@ -1,5 +1,5 @@
 // Boxes on the screen, in German.
-#include "wizard/qt_user_interface.h"
+#include "kestrel/qt_user_interface.h"
 
 #include <QFileDialog>
 #include <QInputDialog>

@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "kestrel/wizard.h"
 #include "mapping/field_assignment.h"
 #include "qt/drive.h"
 #include "support/field_list.h"
 #include "support/session_fixture.h"
 #include "wizard/qt_text.h"
-#include "wizard/wizard.h"
 
 namespace kestrel::testing {
 

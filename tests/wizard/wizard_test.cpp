@@ -1,11 +1,11 @@
 // The wizard as its host sees it.
-#include "wizard/wizard.h"
+#include "kestrel/wizard.h"
 
 #include <QListWidget>
 #include <QSignalSpy>
 #include <QWindow>
 
-#include "component/import_man.h"
+#include "kestrel/import_man.h"
 #include "platform/base/file.h"
 #include "wizard/wizard_fixture.h"
 

@@ -22,7 +22,7 @@
 #include "formats/access/catalog.h"
 #include "formats/access/table_reader.h"
 #include "formats/access_sql/query.h"
-#include "platform/base/file_identity.h"
+#include "kestrel/file_identity.h"
 
 namespace kestrel::access {
 

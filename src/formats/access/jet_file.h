@@ -14,8 +14,8 @@
 
 #include "formats/access/raw_bytes.h"
 #include "formats/encryption/document_cipher.h"
+#include "kestrel/file_identity.h"
 #include "platform/base/code_page.h"
-#include "platform/base/file_identity.h"
 
 namespace kestrel::access {
 

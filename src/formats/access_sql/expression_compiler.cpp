@@ -8,7 +8,7 @@
 #include "formats/access_sql/ole_date.h"
 #include "formats/access_sql/query_functions.h"
 #include "formats/access_sql/sql_lexer.h"
-#include "platform/base/clock.h"
+#include "kestrel/clock.h"
 #include "platform/base/text.h"
 
 namespace kestrel::access_sql {

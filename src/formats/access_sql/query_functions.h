@@ -9,7 +9,7 @@
 #include <variant>
 
 #include "formats/access_sql/query_plan.h"
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel::access_sql {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "formats/access_sql/sql_syntax.h"
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel::access_sql {
 

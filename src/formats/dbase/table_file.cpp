@@ -1,7 +1,7 @@
 #include "formats/dbase/table_file.h"
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/file.h"
-#include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 
 namespace kestrel::dbase {

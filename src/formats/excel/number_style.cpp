@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/base/date.h"
+#include "kestrel/date.h"
 #include "platform/base/day_number.h"
 #include "platform/base/number.h"
 #include "platform/base/text.h"

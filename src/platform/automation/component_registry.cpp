@@ -1,4 +1,4 @@
-#include "platform/automation/component_registry.h"
+#include "kestrel/component_registry.h"
 
 #include <dlfcn.h>
 

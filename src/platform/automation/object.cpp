@@ -1,4 +1,4 @@
-#include "platform/automation/object.h"
+#include "kestrel/object.h"
 
 #include <exception>
 #include <new>

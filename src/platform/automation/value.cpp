@@ -1,4 +1,4 @@
-#include "platform/automation/value.h"
+#include "kestrel/value.h"
 
 #include <cmath>
 #include <limits>

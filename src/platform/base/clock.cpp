@@ -1,4 +1,4 @@
-#include "platform/base/clock.h"
+#include "kestrel/clock.h"
 
 #include <ctime>
 

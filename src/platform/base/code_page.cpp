@@ -8,8 +8,8 @@
 #include <cstring>
 #include <span>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/byte_blocks.h"
-#include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 
 namespace kestrel {

@@ -1,4 +1,4 @@
-#include "platform/base/date.h"
+#include "kestrel/date.h"
 
 #include <cstddef>
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/base/date.h"
+#include "kestrel/date.h"
 
 namespace kestrel {
 

@@ -10,10 +10,10 @@
 #include <memory>
 #include <utility>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/file_descriptor.h"
 #include "platform/base/input_file.h"
 #include "platform/base/replacement.h"
-#include "platform/base/runtime_error.h"
 
 namespace kestrel {
 

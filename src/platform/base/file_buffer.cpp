@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel {
 

@@ -1,4 +1,4 @@
-#include "platform/base/file_identity.h"
+#include "kestrel/file_identity.h"
 
 #include <algorithm>
 #include <ctime>

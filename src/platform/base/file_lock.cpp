@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel {
 

@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <string>
 
-#include "platform/base/file_identity.h"
+#include "kestrel/file_identity.h"
 
 namespace kestrel {
 

@@ -13,9 +13,9 @@
 #include <memory>
 #include <vector>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/file.h"
 #include "platform/base/file_lock.h"
-#include "platform/base/runtime_error.h"
 
 namespace kestrel {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 
 #include <cerrno>
 

@@ -3,9 +3,9 @@
 #include <cerrno>
 #include <utility>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/file.h"
 #include "platform/base/input_file.h"
-#include "platform/base/runtime_error.h"
 
 namespace kestrel {
 

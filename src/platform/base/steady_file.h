@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/base/file_identity.h"
+#include "kestrel/file_identity.h"
 
 namespace kestrel {
 

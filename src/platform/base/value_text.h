@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/base/date.h"
+#include "kestrel/date.h"
 
 namespace kestrel {
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/file_identity.h"
+#include "kestrel/file_identity.h"
 #include "platform/base/input_file.h"
 
 namespace kestrel {

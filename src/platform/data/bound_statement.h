@@ -7,8 +7,8 @@
 #include <variant>
 #include <vector>
 
-#include "platform/base/runtime_error.h"
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel {
 

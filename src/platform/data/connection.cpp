@@ -1,4 +1,4 @@
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 
 namespace kestrel {
 

@@ -1,4 +1,4 @@
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 
 #include <string>
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 #include "platform/data/select_all.h"
 
 namespace kestrel {

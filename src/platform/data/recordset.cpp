@@ -1,4 +1,4 @@
-#include "platform/data/recordset.h"
+#include "kestrel/recordset.h"
 
 namespace kestrel {
 

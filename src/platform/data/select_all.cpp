@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 #include "platform/base/text.h"
 
 namespace kestrel {

@@ -1,4 +1,4 @@
-#include "platform/data/waits.h"
+#include "kestrel/waits.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "platform/dialogs/console_user_interface.h"
+#include "kestrel/console_user_interface.h"
 
 #include <ostream>
 

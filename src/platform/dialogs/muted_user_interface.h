@@ -1,7 +1,7 @@
 // A user interface in front of another one that can be muted, for steps whose failures their caller tells itself.
 #pragma once
 
-#include "platform/dialogs/user_interface.h"
+#include "kestrel/user_interface.h"
 
 namespace kestrel {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/dialogs/user_interface.h"
+#include "kestrel/user_interface.h"
 
 namespace kestrel {
 

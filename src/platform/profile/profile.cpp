@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/file.h"
-#include "platform/base/runtime_error.h"
 #include "platform/profile/profile_document.h"
 #include "platform/profile/profile_file.h"
 #include "platform/profile/profile_text.h"

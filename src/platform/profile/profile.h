@@ -34,8 +34,8 @@
 #include <utility>
 #include <vector>
 
+#include "kestrel/file_identity.h"
 #include "platform/base/file_descriptor.h"
-#include "platform/base/file_identity.h"
 #include "platform/profile/caseless.h"
 
 namespace kestrel {

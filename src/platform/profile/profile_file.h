@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "platform/base/file_identity.h"
-#include "platform/base/runtime_error.h"
+#include "kestrel/file_identity.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel {
 

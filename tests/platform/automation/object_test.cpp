@@ -1,12 +1,12 @@
-#include "platform/automation/object.h"
+#include "kestrel/object.h"
 
 #include <gmock/gmock.h>
 
 #include <functional>
 #include <stdexcept>
 
-#include "platform/automation/bound_object.h"
-#include "platform/automation/component_registry.h"
+#include "kestrel/bound_object.h"
+#include "kestrel/component_registry.h"
 #include "support/temp_folder.h"
 
 namespace kestrel {

@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 #include "support/temp_folder.h"
 
 namespace kestrel {

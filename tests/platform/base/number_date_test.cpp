@@ -5,7 +5,7 @@
 #include <limits>
 #include <random>
 
-#include "platform/base/date.h"
+#include "kestrel/date.h"
 #include "platform/base/number.h"
 
 namespace kestrel {

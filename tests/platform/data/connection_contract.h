@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 #include "support/temp_folder.h"
 
 namespace kestrel::testing {

@@ -4,7 +4,7 @@
 
 #include <functional>
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "support/biff_writer.h"
 #include "support/dbf_writer.h"
 #include "support/project_paths.h"

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "support/dbf_writer.h"
 #include "support/expect_error.h"
 #include "support/temp_folder.h"

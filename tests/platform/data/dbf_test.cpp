@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "support/dbf_writer.h"
 #include "support/expect_error.h"
 #include "support/project_paths.h"

@@ -1,7 +1,7 @@
 // The sources that are files keep the promises of every source.
+#include "kestrel/open_connection.h"
 #include "platform/base/text.h"
 #include "platform/data/connection_contract.h"
-#include "platform/data/open_connection.h"
 #include "support/biff_writer.h"
 #include "support/dbf_writer.h"
 #include "support/xlsx_writer.h"

@@ -5,9 +5,9 @@
 #include <set>
 #include <sstream>
 
+#include "kestrel/open_connection.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
-#include "platform/data/open_connection.h"
 #include "support/command_output.h"
 #include "support/project_paths.h"
 #include "support/temp_folder.h"

@@ -1,4 +1,4 @@
-#include "platform/data/memory_recordset.h"
+#include "kestrel/memory_recordset.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "support/expect_error.h"
 #include "support/scripted_watch.h"
 #include "support/temp_folder.h"

@@ -2,9 +2,9 @@
 
 #include <random>
 
+#include "kestrel/open_connection.h"
 #include "platform/data/connection_contract.h"
 #include "platform/data/literal_template.h"
-#include "platform/data/open_connection.h"
 #include "support/expect_error.h"
 
 namespace kestrel {

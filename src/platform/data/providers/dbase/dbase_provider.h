@@ -9,7 +9,7 @@
 
 #include <string_view>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 #include "platform/data/connection_string.h"
 
 namespace kestrel::dbase {

@@ -8,9 +8,9 @@
 #include <charconv>
 #include <cstring>
 
-#include "platform/base/date.h"
+#include "kestrel/date.h"
+#include "kestrel/runtime_error.h"
 #include "platform/base/number.h"
-#include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 #include "platform/base/value_text.h"
 #include "platform/data/providers/odbc/utf16.h"

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/automation/value.h"
+#include "kestrel/value.h"
 #include "platform/data/providers/odbc/link.h"
 
 namespace kestrel::odbc {

@@ -2,9 +2,9 @@
 
 #include <cstdlib>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/component_folder.h"
 #include "platform/base/file.h"
-#include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 #include "platform/profile/profile.h"
 

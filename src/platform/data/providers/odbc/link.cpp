@@ -8,10 +8,10 @@
 #include <array>
 #include <utility>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
+#include "kestrel/waits.h"
 #include "platform/base/text.h"
 #include "platform/data/providers/odbc/utf16.h"
-#include "platform/data/waits.h"
 
 namespace kestrel::odbc {
 

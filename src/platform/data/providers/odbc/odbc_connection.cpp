@@ -6,7 +6,7 @@
 
 #include <utility>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 #include "platform/base/text.h"
 #include "platform/data/providers/odbc/odbc_recordset.h"
 #include "platform/data/providers/odbc/utf16.h"

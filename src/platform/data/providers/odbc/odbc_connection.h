@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 #include "platform/data/providers/odbc/link.h"
 #include "platform/data/providers/odbc/single_query.h"
 

@@ -7,7 +7,7 @@
 //       any driver, the string handed to it as it stands.
 #pragma once
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 #include "platform/data/connection_string.h"
 
 namespace kestrel::odbc {

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/number.h"
-#include "platform/base/runtime_error.h"
 
 namespace kestrel::odbc {
 

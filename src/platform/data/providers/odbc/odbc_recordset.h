@@ -16,10 +16,10 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/recordset.h"
+#include "kestrel/runtime_error.h"
 #include "platform/data/providers/odbc/column_buffer.h"
 #include "platform/data/providers/odbc/link.h"
-#include "platform/data/recordset.h"
 
 namespace kestrel::odbc {
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <string>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 #include "platform/base/text.h"
 
 namespace kestrel::odbc {

@@ -3,7 +3,7 @@
 #include <array>
 #include <charconv>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel::postgres {
 

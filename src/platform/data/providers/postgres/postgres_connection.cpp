@@ -3,7 +3,7 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 #include "platform/data/providers/postgres/parameter_text.h"
 #include "platform/data/providers/postgres/postgres_recordset.h"
 #include "platform/data/providers/postgres/postgres_statement.h"

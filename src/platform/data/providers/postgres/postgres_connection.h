@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
+#include "kestrel/pipeline.h"
 #include "platform/data/literal_template.h"
-#include "platform/data/pipeline.h"
 #include "platform/data/providers/postgres/session.h"
 
 namespace kestrel::postgres {

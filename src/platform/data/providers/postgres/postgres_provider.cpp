@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 #include "platform/base/text.h"
 #include "platform/data/providers/postgres/postgres_connection.h"
 

@@ -11,7 +11,7 @@
 // as ever with this database, also as column names of a record set.
 #pragma once
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 #include "platform/data/connection_string.h"
 
 namespace kestrel::postgres {

@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/recordset.h"
+#include "kestrel/runtime_error.h"
 #include "platform/data/providers/postgres/row_store.h"
 #include "platform/data/providers/postgres/session.h"
-#include "platform/data/recordset.h"
 
 namespace kestrel::postgres {
 

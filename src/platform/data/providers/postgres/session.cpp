@@ -10,8 +10,8 @@
 #include <iterator>
 #include <utility>
 
+#include "kestrel/runtime_error.h"
 #include "platform/base/number.h"
-#include "platform/base/runtime_error.h"
 #include "platform/base/text.h"
 #include "platform/data/providers/postgres/parameter_text.h"
 

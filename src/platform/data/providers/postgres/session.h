@@ -29,9 +29,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/data/pipeline.h"
+#include "kestrel/pipeline.h"
+#include "kestrel/waits.h"
 #include "platform/data/providers/postgres/parameter_values.h"
-#include "platform/data/waits.h"
 
 struct pg_conn;
 struct pg_result;

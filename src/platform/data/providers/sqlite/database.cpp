@@ -5,7 +5,7 @@
 #include <thread>
 #include <utility>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel::sqlite {
 

@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "kestrel/waits.h"
 #include "platform/data/literal_template.h"
-#include "platform/data/waits.h"
 
 struct sqlite3;
 struct sqlite3_stmt;

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 #include "platform/data/providers/sqlite/database.h"
 
 namespace kestrel::sqlite {

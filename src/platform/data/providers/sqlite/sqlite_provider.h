@@ -10,7 +10,7 @@
 // that is no database, is damaged at its head or stays locked is refused when it is opened for writing.
 #pragma once
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 #include "platform/data/connection_string.h"
 
 namespace kestrel::sqlite {

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "kestrel/recordset.h"
 #include "platform/data/providers/sqlite/database.h"
-#include "platform/data/recordset.h"
 
 namespace kestrel::sqlite {
 

@@ -1,6 +1,6 @@
 // Access files keep the promises of every source.
+#include "kestrel/open_connection.h"
 #include "platform/data/connection_contract.h"
-#include "platform/data/open_connection.h"
 #include "support/jet_builder.h"
 
 namespace kestrel {

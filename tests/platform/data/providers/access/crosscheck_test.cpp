@@ -17,11 +17,11 @@
 #include <optional>
 #include <set>
 
+#include "kestrel/open_connection.h"
 #include "platform/base/file.h"
 #include "platform/base/number.h"
 #include "platform/base/text.h"
 #include "platform/base/value_text.h"
-#include "platform/data/open_connection.h"
 #include "support/command_output.h"
 #include "support/jet_builder.h"
 #include "support/temp_folder.h"

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "platform/data/providers/access/access_connection.h"
 #include "support/expect_error.h"
 #include "support/jet_builder.h"

@@ -4,7 +4,7 @@
 
 #include <functional>
 
-#include "platform/data/open_connection.h"
+#include "kestrel/open_connection.h"
 #include "support/jet_builder.h"
 #include "support/temp_folder.h"
 

@@ -19,9 +19,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/data/attachments.h"
-#include "platform/data/recordset.h"
-#include "platform/data/waits.h"
+#include "kestrel/attachments.h"
+#include "kestrel/recordset.h"
+#include "kestrel/waits.h"
 
 namespace kestrel {
 

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 
 namespace kestrel {
 

@@ -20,9 +20,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/automation/object.h"
-#include "platform/base/file_identity.h"
-#include "platform/base/runtime_error.h"
+#include "kestrel/file_identity.h"
+#include "kestrel/object.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel {
 

@@ -12,7 +12,7 @@
 
 #include <string_view>
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 
 namespace kestrel {
 

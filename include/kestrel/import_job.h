@@ -34,14 +34,14 @@
 #include <string_view>
 #include <vector>
 
-#include "check/finding.h"
 #include "component/import_class.h"
 #include "component/session.h"
 #include "import/active_import.h"
 #include "import/import_run.h"
-#include "platform/automation/component_registry.h"
-#include "platform/base/clock.h"
-#include "platform/dialogs/console_user_interface.h"
+#include "kestrel/clock.h"
+#include "kestrel/component_registry.h"
+#include "kestrel/console_user_interface.h"
+#include "kestrel/finding.h"
 #include "platform/dialogs/muted_user_interface.h"
 #include "sources/piped_source.h"
 

@@ -12,9 +12,9 @@
 #include <string>
 
 #include "component/session.h"
-#include "platform/automation/bound_object.h"
-#include "platform/automation/component_registry.h"
-#include "platform/base/clock.h"
+#include "kestrel/bound_object.h"
+#include "kestrel/clock.h"
+#include "kestrel/component_registry.h"
 
 namespace kestrel {
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel {
 

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/automation/value.h"
+#include "kestrel/value.h"
 
 namespace kestrel {
 

@@ -33,7 +33,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/automation/object.h"
+#include "kestrel/object.h"
 #include "platform/base/text.h"
 
 namespace kestrel {

@@ -1,7 +1,7 @@
 // The time of day, as an object so that a test can set it.
 #pragma once
 
-#include "platform/base/date.h"
+#include "kestrel/date.h"
 
 namespace kestrel {
 

@@ -1,7 +1,7 @@
 // The user interface on the screen: message boxes, input box, file and folder choice.
 #pragma once
 
-#include "platform/dialogs/user_interface.h"
+#include "kestrel/user_interface.h"
 
 namespace kestrel {
 

@@ -2,7 +2,7 @@
 // Connection::pipeline.
 #pragma once
 
-#include "platform/data/connection.h"
+#include "kestrel/connection.h"
 
 namespace kestrel {
 

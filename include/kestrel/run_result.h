@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "component/source_end.h"
+#include "kestrel/source_end.h"
 
 namespace kestrel {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/data/recordset.h"
+#include "kestrel/recordset.h"
 
 namespace kestrel {
 

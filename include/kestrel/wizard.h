@@ -21,7 +21,7 @@
 #include <QWidget>
 #include <memory>
 
-#include "component/import_man.h"
+#include "kestrel/import_man.h"
 
 namespace kestrel {
 

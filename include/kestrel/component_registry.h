@@ -21,7 +21,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/automation/object.h"
+#include "kestrel/object.h"
 #include "platform/profile/caseless.h"
 
 namespace kestrel {

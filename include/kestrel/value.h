@@ -13,7 +13,7 @@
 #include <utility>
 #include <variant>
 
-#include "platform/base/runtime_error.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel {
 

@@ -4,7 +4,7 @@
 
 #include <iosfwd>
 
-#include "platform/dialogs/user_interface.h"
+#include "kestrel/user_interface.h"
 
 namespace kestrel {
 

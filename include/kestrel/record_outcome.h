@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "duplicates/duplicate_match.h"
+#include "kestrel/duplicate_match.h"
 
 namespace kestrel {
 
