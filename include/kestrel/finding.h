@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,8 +12,8 @@
 
 namespace kestrel {
 
-// What keeps an import from running well, and what only looks wrong.
-enum class Severity { kError, kWarning };
+// What keeps an import from running well, what only looks wrong, and what may well be meant so.
+enum class Severity { kError, kWarning, kNote };
 
 // Where a finding belongs: in the import specification, and to which field of the destination.
 struct FindingPlace {
@@ -21,11 +22,20 @@ struct FindingPlace {
   std::string field = {};  // empty where no single field is meant
 };
 
+// A value of the source that a finding is about.
+struct FindingExample {
+  std::int64_t record = 0;  // from 1
+  std::string value;
+};
+
 struct Finding {
   Severity severity = Severity::kError;
   FindingPlace place;
   std::string text;          // German sentences
   std::string way_out = {};  // what to do about it; may be empty
+  // Of a finding in the source's data: how many values or records it is about, and the first of them.
+  std::int64_t count = 0;
+  std::vector<FindingExample> examples = {};
 
   // Text and way out as one.
   std::string Message() const;
@@ -43,10 +53,15 @@ class Findings {
   void Warn(FindingPlace place, std::string text, std::string way_out = "") {
     Add({Severity::kWarning, std::move(place), std::move(text), std::move(way_out)});
   }
+  void Note(FindingPlace place, std::string text, std::string way_out = "") {
+    Add({Severity::kNote, std::move(place), std::move(text), std::move(way_out)});
+  }
   void Add(Finding finding);
 
   // How many of them are errors.
   std::size_t errors() const { return errors_; }
+  // Whether all of them are notes.
+  bool only_notes() const { return notes_ == findings_.size(); }
   bool empty() const { return findings_.empty(); }
   std::size_t size() const { return findings_.size(); }
   const Finding& operator[](std::size_t index) const { return findings_[index]; }
@@ -56,6 +71,7 @@ class Findings {
  private:
   std::vector<Finding> findings_;
   std::size_t errors_ = 0;
+  std::size_t notes_ = 0;
 };
 
 // An import that does not begin: something keeps it from running. Number 440.

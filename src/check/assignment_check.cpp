@@ -3,8 +3,13 @@
 #include <algorithm>
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "mapping/field_assignment.h"
+#include "mapping/translation.h"
+#include "mapping/value_conversion.h"
+#include "platform/base/nearest_name.h"
 #include "platform/base/text.h"
 #include "sources/source_reader.h"
 #include "spec/profile_access.h"
@@ -18,6 +23,12 @@ constexpr std::string_view kFieldPrefix = "FIELD:";
 constexpr std::string_view kConstantPrefix = "CONST:";
 
 FindingPlace AssignmentOf(const std::string& field) { return {kSection, field, field}; }
+
+std::string AllDateFormats() {
+  std::string formats;
+  for (const char* format : kDateFormats) formats.append(formats.empty() ? "" : ", ").append(format);
+  return formats;
+}
 
 class AssignmentCheck {
  public:
@@ -45,37 +56,87 @@ class AssignmentCheck {
                          std::string(Split(stored, ':')[1]) + "\".",
                      "Setzen Sie den Wert in der Quelle.");
     }
+    if (constant) CheckConstant(field, list);
     if (list.TextAt(kDateField) == "Wahr" && from_source) CheckDateFormat(field, list.TextAt(kFormat));
   }
 
+  // Columns that feed several fields. Behind the last field.
+  void TellSharedColumns() {
+    for (const auto& [column, fields] : fields_of_columns_) {
+      if (fields.size() < 2) continue;
+      std::string names;
+      for (const std::string& field : fields) names.append(names.empty() ? "" : ", ").append(field);
+      findings_.Note(AssignmentOf(fields[1]),
+                     "Die Spalte \"" + column + "\" ist mehreren Feldern zugeordnet: " + names + ".",
+                     "Ist das nicht gemeint, ordnen Sie den anderen Feldern ihre Spalte zu.");
+    }
+  }
+
  private:
+  // As the run takes it, which removes double quotes.
+  void CheckConstant(const std::string& field, const MemoryRecordset& list) {
+    const std::string constant = ReplaceAll(list.TextAt(kDestinationName), "\"", "");
+    const FieldKind kind = KindOfField(list.TextAt(kFieldTyp));
+    if (!IsCompatible(constant, kind)) {
+      findings_.Error(AssignmentOf(field),
+                      "Die Konstante \"" + constant +
+                          "\" ist keine Zahl; das Feld bleibt leer, und jeder Datensatz zählt einen Fehler.",
+                      "Geben Sie eine Zahl an, zum Beispiel 2,5.");
+      return;
+    }
+    const std::int64_t size = list.IsNull(kSize) ? -1 : list.ValueAt(kSize).ToInteger();
+    if (kind != FieldKind::kVarchar || size < 0) return;
+    const std::string_view written = *ShapeByType(constant, kind, size);
+    if (written == TrimBlanks(constant)) return;
+    findings_.Warn(AssignmentOf(field),
+                   "Die Konstante hat " + std::to_string(LengthInCharacters(constant)) + " Zeichen, das Feld " +
+                       std::to_string(size) + "; geschrieben wird \"" + std::string(written) + "\".",
+                   "Kürzen Sie die Konstante.");
+  }
+
   void CheckColumn(const std::string& field, const std::string& column) {
     const std::string read(Split(column, ':')[0]);
     if (read != column) {
       findings_.Warn(AssignmentOf(field),
                      "Der Spaltenname wird am Doppelpunkt abgeschnitten: gelesen wird \"" + read + "\".");
     }
-    if (IsInList(read, columns_)) return;
+    if (IsInList(read, columns_)) {
+      NoteColumn(read, field);
+      return;
+    }
     for (const SourceRemark& remark : remarks_) {
       if (remark.column == read) return findings_.Error(AssignmentOf(field), remark.text);
     }
-    const auto alike = std::find_if(columns_.begin(), columns_.end(), [&](const std::string& name) {
-      return UpperCase(name) == UpperCase(read);
-    });
     findings_.Error(AssignmentOf(field),
                     "Die Datenquelle hat keine Spalte \"" + read + "\"; das Feld bleibt ohne Zuweisung.",
-                    alike == columns_.end()
-                        ? "'kestrel-import columns' zeigt die Spalten."
-                        : "Gemeint ist wohl \"" + *alike + "\"; Groß- und Kleinschreibung zählen.");
+                    WayToColumn(read));
+  }
+
+  std::string WayToColumn(const std::string& column) const {
+    const std::optional<std::string> nearest = NearestName(column, columns_);
+    if (!nearest) return "'kestrel-import columns' zeigt die Spalten.";
+    const bool differs_in_case = UpperCase(*nearest) == UpperCase(column);
+    return "Gemeint ist wohl \"" + *nearest +
+           (differs_in_case ? "\"; Groß- und Kleinschreibung zählen." : "\".");
+  }
+
+  void NoteColumn(const std::string& column, const std::string& field) {
+    auto known = std::find_if(fields_of_columns_.begin(), fields_of_columns_.end(),
+                              [&](const auto& entry) { return entry.first == column; });
+    if (known == fields_of_columns_.end()) {
+      known = fields_of_columns_.insert(known, {column, {}});
+    }
+    known->second.push_back(field);
   }
 
   void CheckDateFormat(const std::string& field, std::string_view format) {
     if (format.empty()) {
-      findings_.Error({"FieldFormat", field, field},
-                      "Für das Datumsfeld ist kein Format bestimmt, zum Beispiel tt.mm.jjjj.");
+      findings_.Error({"FieldFormat", field, field}, "Für das Datumsfeld ist kein Format bestimmt.",
+                      "Möglich sind: " + AllDateFormats() + ".");
     } else if (std::find(kDateFormats.begin(), kDateFormats.end(), format) == kDateFormats.end()) {
       findings_.Error({"FieldFormat", field, field},
-                      "\"" + std::string(format) + "\" ist kein Datumsformat; das Datum bleibt, wie es ist.");
+                      "\"" + std::string(format) + "\" ist kein Datumsformat; das Datum bleibt, wie es ist.",
+                      "Möglich sind, genau so geschrieben: " + AllDateFormats() + ".");
     }
   }
 
@@ -83,20 +144,55 @@ class AssignmentCheck {
   const std::vector<std::string>& columns_;
   std::vector<SourceRemark> remarks_;
   Findings& findings_;
+  // In the order of the first assignment.
+  std::vector<std::pair<std::string, std::vector<std::string>>> fields_of_columns_;
 };
 
-void CheckUnknownFields(const ProfileImage& specification, const std::set<std::string>& fields,
-                        Findings& findings) {
-  for (const auto& section : specification.Sections()) {
-    if (!EqualsIgnoringCase(section.name, kSection)) continue;
-    for (const auto& entry : section.entries) {
-      if (!fields.contains(UpperCase(entry.key))) {
-        findings.Warn({kSection, entry.key},
-                      "Das Importziel hat kein solches Feld; der Eintrag wird nicht gelesen.");
+// What the specification says of fields that the destination does not have, and says twice.
+class FieldNameCheck {
+ public:
+  FieldNameCheck(std::vector<std::string> fields, Findings& findings)
+      : fields_(std::move(fields)), findings_(findings) {
+    for (const std::string& field : fields_) known_.insert(UpperCase(field));
+  }
+
+  void Check(const ProfileImage& specification) {
+    for (const auto& section : specification.Sections()) {
+      for (const char* of_fields : {kSection, "FieldTranslation", "FieldFormat"}) {
+        if (EqualsIgnoringCase(section.name, of_fields)) CheckEntries(section);
+      }
+      const std::string prefix = TranslationSection("");
+      if (EqualsIgnoringCase(section.name.substr(0, prefix.size()), prefix)) {
+        CheckName({section.name}, section.name.substr(prefix.size()), "die Tabelle");
       }
     }
   }
-}
+
+ private:
+  void CheckEntries(const ProfileImage::Section& section) {
+    std::set<std::string> seen;
+    for (const auto& entry : section.entries) {
+      if (!CheckName({section.name, entry.key}, entry.key, "der Eintrag")) continue;
+      if (!seen.insert(UpperCase(entry.key)).second) {
+        findings_.Warn({section.name, entry.key, entry.key},
+                       "Das Feld steht mehrfach da; gelesen wird nur der erste Eintrag.",
+                       "Löschen Sie die übrigen.");
+      }
+    }
+  }
+
+  bool CheckName(FindingPlace place, const std::string& field, const std::string& what) {
+    if (known_.contains(UpperCase(field))) return true;
+    const std::optional<std::string> nearest = NearestName(field, fields_);
+    findings_.Warn(std::move(place), "Das Importziel hat kein solches Feld; " + what + " wird nicht gelesen.",
+                   nearest ? "Gemeint ist wohl \"" + *nearest + "\"." : "");
+    return false;
+  }
+
+  std::vector<std::string> fields_;
+  std::set<std::string> known_;
+  Findings& findings_;
+};
 
 }  // namespace
 
@@ -132,14 +228,14 @@ std::optional<Finding> FindLeftOutAssignment(Session& session) {
 void CheckAssignments(Session& session, bool source_open, Findings& findings) {
   const std::shared_ptr<const ProfileImage> specification = session.profiles.Read(session.SpecFile);
   AssignmentCheck check(session, source_open, findings);
-  std::set<std::string> fields;
+  std::vector<std::string> fields;
   MemoryRecordset& list = *session.AssignmentList;
   for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {
-    const std::string field(list.TextAt(kSourceName));
-    fields.insert(UpperCase(field));
-    check.CheckField(list, GetIniString(*specification, kSection, field, ""));
+    fields.emplace_back(list.TextAt(kSourceName));
+    check.CheckField(list, GetIniString(*specification, kSection, fields.back(), ""));
   }
-  CheckUnknownFields(*specification, fields, findings);
+  check.TellSharedColumns();
+  FieldNameCheck(std::move(fields), findings).Check(*specification);
 }
 
 }  // namespace kestrel

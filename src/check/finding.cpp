@@ -21,6 +21,7 @@ std::string Finding::Message() const { return way_out.empty() ? text : text + " 
 
 void Findings::Add(Finding finding) {
   if (finding.severity == Severity::kError) ++errors_;
+  if (finding.severity == Severity::kNote) ++notes_;
   findings_.push_back(std::move(finding));
 }
 

@@ -8,13 +8,21 @@ namespace kestrel::cli {
 
 namespace {
 
+const char* NameOf(Severity severity) {
+  switch (severity) {
+    case Severity::kError: return "Fehler";
+    case Severity::kWarning: return "Warnung";
+    case Severity::kNote: break;
+  }
+  return "Hinweis";
+}
+
 void Write(const Findings& findings, std::ostream& stream, OutputFormat format) {
   TableWriter table(
       stream, format,
       {{"Art", "severity"}, {"Abschnitt", "section"}, {"Schlüssel", "key"}, {"Befund", "message"}});
   for (const Finding& finding : findings) {
-    table.Row({finding.severity == Severity::kError ? "Fehler" : "Warnung", finding.place.section,
-               finding.place.key, finding.Message()});
+    table.Row({NameOf(finding.severity), finding.place.section, finding.place.key, finding.Message()});
   }
 }
 
@@ -40,11 +48,11 @@ std::optional<Finding> FindHost(Workspace& workspace) {
 int CheckCommand(Workspace& workspace, const std::string& spec, const std::string& source_file) {
   workspace.LoadSpecification(spec, source_file);
   const Findings findings = workspace.job().Check(CheckDepth::kRecords, FindHost(workspace));
-  if (findings.empty() && workspace.options().format == OutputFormat::kText) {
+  const bool is_text = workspace.options().format == OutputFormat::kText;
+  if (!findings.empty() || !is_text) Write(findings, workspace.out(), workspace.options().format);
+  if (findings.only_notes() && is_text) {
     workspace.out() << "Keine Auffälligkeiten: " << workspace.session().ChosenSpecFile << std::endl;
-    return kDone;
   }
-  Write(findings, workspace.out(), workspace.options().format);
   return findings.errors() == 0 ? kDone : kErrorsCounted;
 }
 

@@ -17,9 +17,9 @@
 
 #include "component/session.h"
 #include "import/run_errors.h"
-#include "import/value_conversion.h"
 #include "mapping/field_assignment.h"
 #include "mapping/translation.h"
+#include "mapping/value_conversion.h"
 
 namespace kestrel {
 

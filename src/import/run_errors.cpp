@@ -1,7 +1,7 @@
 #include "import/run_errors.h"
 
-#include "import/value_conversion.h"
 #include "log/import_log.h"
+#include "mapping/value_conversion.h"
 
 namespace kestrel {
 

@@ -15,6 +15,7 @@ namespace {
 using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
@@ -26,10 +27,7 @@ class ImportJobTest : public testing::SessionFixture {
     import_class = AddComponent("test.import");
     for (const char* property : {"PersonalNr", "Application", "SpecificationFile"}) import_class->Let(property);
     import_class->Set("Connection")
-        .Method("GetFields",
-                [](std::span<Argument>) {
-                  return Value(testing::FieldList({{"Name", true}, {"Ort"}, {"Datum", false, true}}));
-                })
+        .Method("GetFields", [this](std::span<Argument>) { return Value(testing::FieldList(fields)); })
         .Method("BeforeImport")
         .Method("GetNewRecord", [](std::span<Argument>) { return Value(NewRecord()); })
         .Method("ImportRecord",
@@ -67,8 +65,11 @@ class ImportJobTest : public testing::SessionFixture {
   }
 
   static std::string Line(const Finding& finding) {
-    return std::string(finding.severity == Severity::kError ? "Fehler" : "Warnung") + " [" +
-           finding.place.section + "] " + finding.place.key + ": " + finding.Message();
+    const char* severity = finding.severity == Severity::kError     ? "Fehler"
+                           : finding.severity == Severity::kWarning ? "Warnung"
+                                                                    : "Hinweis";
+    return std::string(severity) + " [" + finding.place.section + "] " + finding.place.key + ": " +
+           finding.Message();
   }
   static std::vector<std::string> Lines(const Findings& findings) {
     std::vector<std::string> lines;
@@ -95,6 +96,7 @@ class ImportJobTest : public testing::SessionFixture {
   }
 
   std::shared_ptr<testing::RecordingObject> import_class;
+  std::vector<testing::DestinationField> fields = {{"Name", true}, {"Ort"}, {"Datum", false, true}};
   std::vector<std::string> stored;
   std::vector<std::string> told;
   ImportJob job{Platform{ui, components, clock}};
@@ -252,6 +254,81 @@ TEST_F(ImportJobTest, OnlyACheckOfTheRecordsReadsToTheEndOfTheSource) {
       Lines(job.Check()),
       ElementsAre(StartsWith("Fehler [Common] Database: Die Datenquelle endet nach 3 von 4 Datensätzen.")));
   EXPECT_THAT(ui.boxes, IsEmpty()) << "a check tells by its findings";
+}
+
+TEST_F(ImportJobTest, ATextConstantInANumberFieldIsAnError) {
+  fields = {{"Name", true}, {.name = "Umsatz", .type = "FLOAT"}, {.name = "Rabatt", .type = "INT"}};
+  Open(Spec("Name=FIELD:Name\nUmsatz=CONST:viel\nRabatt=CONST:3\n"));
+  EXPECT_THAT(Lines(job.Check()),
+              ElementsAre("Fehler [FieldAssignments] Umsatz: Die Konstante \"viel\" ist keine Zahl; das Feld "
+                          "bleibt leer, und jeder Datensatz zählt einen Fehler. Geben Sie eine Zahl an, zum "
+                          "Beispiel 2,5."));
+}
+
+TEST_F(ImportJobTest, AConstantThatIsTooLongIsToldWithWhatIsWrittenOfIt) {
+  fields = {{"Name", true}, {.name = "Land", .size = 3}, {.name = "Bemerkung", .type = "TEXT", .size = 3}};
+  Open(Spec("Name=FIELD:Name\nLand=CONST:Österreich\nBemerkung=CONST:lang genug\n"));
+  EXPECT_THAT(Lines(job.Check()),
+              ElementsAre("Warnung [FieldAssignments] Land: Die Konstante hat 10 Zeichen, das Feld 3; "
+                          "geschrieben wird \"Öst\". Kürzen Sie die Konstante."));
+}
+
+TEST_F(ImportJobTest, AConstantThatFitsToTheLastCharacterIsNotTold) {
+  fields = {{"Name", true}, {.name = "Land", .size = 3}};
+  Open(Spec("Name=FIELD:Name\nLand=CONST:Öst\n"));
+  EXPECT_THAT(Lines(job.Check()), IsEmpty());
+}
+
+TEST_F(ImportJobTest, AColumnThatFeedsTwoFieldsIsNoted) {
+  Open(Spec("Name=FIELD:Ort\nOrt=FIELD:Ort\n"));
+  const Findings findings = job.Check();
+  EXPECT_THAT(Lines(findings), ElementsAre("Hinweis [FieldAssignments] Ort: Die Spalte \"Ort\" ist mehreren "
+                                           "Feldern zugeordnet: Name, Ort. Ist das nicht gemeint, ordnen Sie "
+                                           "den anderen Feldern ihre Spalte zu."));
+  EXPECT_TRUE(findings.only_notes());
+}
+
+TEST_F(ImportJobTest, AFieldThatIsAssignedTwiceIsTold) {
+  Open(Spec("Name=FIELD:Name\nOrt=FIELD:Ort\nORT=FIELD:Name\n"));
+  EXPECT_THAT(Lines(job.Check()),
+              ElementsAre("Warnung [FieldAssignments] ORT: Das Feld steht mehrfach da; gelesen wird nur der "
+                          "erste Eintrag. Löschen Sie die übrigen."));
+}
+
+TEST_F(ImportJobTest, TheAdmissibleDateFormatsAreNamed) {
+  const std::string all = "tt.mm.jjjj, tt.mm.jj, ttmmjjjj, ttmmjj, jjjj.mm.tt, jj.mm.tt, jjjjmmtt, jjmmtt.";
+  Open(Spec("Name=FIELD:Name\nDatum=FIELD:Tag\n"));
+  EXPECT_THAT(Lines(job.Check()),
+              ElementsAre("Fehler [FieldFormat] Datum: Für das Datumsfeld ist kein Format bestimmt. Möglich "
+                          "sind: " +
+                          all));
+  Open(Spec("Name=FIELD:Name\nDatum=FIELD:Tag\n[FieldFormat]\nDatum=TT.MM.JJJJ\n"));
+  EXPECT_THAT(Lines(job.Check()),
+              ElementsAre("Fehler [FieldFormat] Datum: \"TT.MM.JJJJ\" ist kein Datumsformat; das Datum bleibt, "
+                          "wie es ist. Möglich sind, genau so geschrieben: " +
+                          all));
+}
+
+TEST_F(ImportJobTest, TheNearestFieldIsNamedForAMisspeltOneWhereverItStands) {
+  Open(
+      Spec("Nmae=CONST:x\nName=FIELD:Name\n[FieldFormat]\nDatun=tt.mm.jjjj\n[FieldTranslation]\nxyz=0\n"
+           "[Translation_Orte]\n"));
+  EXPECT_THAT(
+      Lines(job.Check()),
+      ElementsAre(
+          "Warnung [FieldAssignments] Nmae: Das Importziel hat kein solches Feld; der Eintrag wird nicht "
+          "gelesen. Gemeint ist wohl \"Name\".",
+          "Warnung [FieldFormat] Datun: Das Importziel hat kein solches Feld; der Eintrag wird nicht "
+          "gelesen. Gemeint ist wohl \"Datum\".",
+          "Warnung [FieldTranslation] xyz: Das Importziel hat kein solches Feld; der Eintrag wird nicht "
+          "gelesen.",
+          "Warnung [Translation_Orte] : Das Importziel hat kein solches Feld; die Tabelle wird nicht "
+          "gelesen. Gemeint ist wohl \"Ort\"."));
+}
+
+TEST_F(ImportJobTest, TheNearestColumnIsNamedForAMisspeltOne) {
+  Open(Spec("Name=FIELD:Nmae\n"));
+  EXPECT_THAT(Lines(job.Check()), ElementsAre(EndsWith("Gemeint ist wohl \"Name\".")));
 }
 
 // --- What a job refuses -------------------------------------------------------------------------

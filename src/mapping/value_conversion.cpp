@@ -1,4 +1,4 @@
-#include "import/value_conversion.h"
+#include "mapping/value_conversion.h"
 
 #include <array>
 
