@@ -37,6 +37,7 @@ void TableImporter::Bind(Members& members) {
   members.Method("BeforeImport", &TableImporter::BeforeImport);
   members.Method("GetNewRecord", &TableImporter::GetNewRecord);
   members.Method("ImportRecord", &TableImporter::ImportRecord);
+  members.Method("CheckRecord", &TableImporter::CheckRecord);
   members.Method("NextLateError", &TableImporter::NextLateError);
   members.Method("AfterImport", &TableImporter::AfterImport);
   members.Get("ErrorCode", &TableImporter::ErrorCode);
@@ -54,7 +55,7 @@ void TableImporter::Guard(Step&& step) {
   error_description_.clear();
   Trap(std::forward<Step>(step), [this](const RuntimeError& error) {
     error_code_ = error.Number();
-    error_description_ = error.Description();
+    error_description_ = Told(error);
     NoteStopReason();
   });
 }
@@ -78,6 +79,7 @@ Connection& TableImporter::OpenConnection() const { return RequireConnection(con
 
 void TableImporter::Forget() {
   writer_.reset();
+  trial_.reset();
   target_.reset();
   record_set_.reset();
 }
@@ -87,13 +89,32 @@ const Destination& TableImporter::Target() {
   return *target_;
 }
 
+std::string TableImporter::Told(const RuntimeError& error) const {
+  return trial_ == nullptr ? error.Description() : trial_->ToldOfTable(error.Description());
+}
+
+std::unique_ptr<RecordWriter> TableImporter::NewWriter(const Destination& target) {
+  ProfileStore profiles;
+  const bool overwrite =
+      profiles.Read(specification_file_)->Find("CfgSettings", OverwriteKey(target)).value_or("0") == "1";
+  return std::make_unique<RecordWriter>(OpenConnection(), target, overwrite, keys_);
+}
+
 RecordWriter& TableImporter::Writer() {
-  if (writer_ == nullptr) {
-    ProfileStore profiles;
-    const bool overwrite =
-        profiles.Read(specification_file_)->Find("CfgSettings", OverwriteKey(Target())).value_or("0") == "1";
-    writer_ = std::make_unique<RecordWriter>(OpenConnection(), Target(), overwrite, keys_);
+  if (trial_ != nullptr) {
+    writer_.reset();
+    trial_.reset();
   }
+  if (writer_ == nullptr) writer_ = NewWriter(Target());
+  return *writer_;
+}
+
+RecordWriter& TableImporter::TrialWriter() {
+  if (trial_ == nullptr) {
+    writer_.reset();
+    trial_ = std::make_unique<TrialTable>(OpenConnection(), Target());
+  }
+  if (writer_ == nullptr) writer_ = NewWriter(trial_->destination());
   return *writer_;
 }
 
@@ -163,16 +184,24 @@ std::vector<std::size_t> TableImporter::ColumnsOf(const Recordset& record) {
 void TableImporter::ImportRecord(const Value& record) {
   ++record_;
   result_ = {};
-  Guard([&] {
-    const ObjectPtr object = record.ToObject();
-    if (record_set_ != nullptr && object == record_set_) {
-      result_ = Writer().Store(record_, *record_set_, record_columns_);
-      return;
-    }
-    const RecordsetPtr foreign = ToRecordset(record);
-    result_ = Writer().Store(record_, *foreign, ColumnsOf(*foreign));
-  });
+  Guard([&] { Store(Writer(), record); });
   TellLateError();
+}
+
+void TableImporter::CheckRecord(const Value& record) {
+  ++record_;
+  Guard([&] { Store(TrialWriter(), record); });
+  TellLateError();
+}
+
+void TableImporter::Store(RecordWriter& writer, const Value& record) {
+  const ObjectPtr object = record.ToObject();
+  if (record_set_ != nullptr && object == record_set_) {
+    result_ = writer.Store(record_, *record_set_, record_columns_);
+    return;
+  }
+  const RecordsetPtr foreign = ToRecordset(record);
+  result_ = writer.Store(record_, *foreign, ColumnsOf(*foreign));
 }
 
 void TableImporter::TellLateError() {
@@ -188,7 +217,7 @@ void TableImporter::TellLateError() {
   const LateError next = std::move(late.front());
   late.pop_front();
   error_code_ = next.error.Number();
-  error_description_ = next.error.Description();
+  error_description_ = Told(next.error);
   error_first_ = next.first;
   error_last_ = next.last;
   NoteStopReason();
@@ -237,6 +266,11 @@ void TableImporter::Finish() {
 
 void TableImporter::AfterImport() {
   Guard([this] { Finish(); });
+  // Nobody needs what was checked any more, unless there is more to tell of it.
+  if (trial_ != nullptr && error_code_ == 0 && writer_ != nullptr && writer_->LateErrors().empty()) {
+    writer_.reset();
+    trial_.reset();
+  }
 }
 
 }  // namespace kestrel::host

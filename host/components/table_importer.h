@@ -15,6 +15,7 @@
 #include "kestrel/memory_recordset.h"
 #include "schema/destination.h"
 #include "storage/record_writer.h"
+#include "storage/trial_table.h"
 
 namespace kestrel::host {
 
@@ -43,6 +44,10 @@ class TableImporter final : public BoundObject<TableImporter> {
   // One record set for all records, its row emptied.
   ObjectPtr GetNewRecord();
   void ImportRecord(const Value& record);
+  // Sets ErrorCode to what ImportRecord would set it to after the records checked since BeforeImport, and stores
+  // nothing: a table of the connection's own stands for the destination's (storage/trial_table.h). Errors may
+  // come to light late, as those of ImportRecord.
+  void CheckRecord(const Value& record);
   // As AfterImport, and sets ErrorCode to the next error that belongs to a record handed over
   // before and was not told yet; whether there is one. Records are stored in groups and without waiting for the
   // database, so that an error may come to light later; ImportRecord tells those of earlier records first, one
@@ -71,7 +76,12 @@ class TableImporter final : public BoundObject<TableImporter> {
   void Guard(Step&& step);
   Connection& OpenConnection() const;
   const Destination& Target();
+  void Store(RecordWriter& writer, const Value& record);
+  // Writes into the destination's table, or into one that stands for it; one of them an import.
   RecordWriter& Writer();
+  RecordWriter& TrialWriter();
+  std::unique_ptr<RecordWriter> NewWriter(const Destination& target);
+  std::string Told(const RuntimeError& error) const;
   // Which field each column of a record belongs to; error 3265 for a column that is none.
   std::vector<std::size_t> ColumnsOf(const Recordset& record);
   void TellLateError();
@@ -83,7 +93,8 @@ class TableImporter final : public BoundObject<TableImporter> {
   std::shared_ptr<KeyMemory> keys_;
   ObjectPtr connection_;
   std::unique_ptr<Destination> target_;
-  std::unique_ptr<RecordWriter> writer_;
+  std::unique_ptr<TrialTable> trial_;
+  std::unique_ptr<RecordWriter> writer_;  // into trial_ where there is one
   std::shared_ptr<MemoryRecordset> record_set_;
   std::vector<std::size_t> record_columns_;
   std::string specification_file_;

@@ -26,6 +26,8 @@ struct DestinationField {
 
 struct Destination {
   std::string table;
+  // Of a trial table (storage/trial_table.h): the table whose rows count as its own. Empty for others.
+  std::string trial_of = {};
   std::vector<DestinationField> fields;
   std::size_t number_field = 0;  // index in fields
   std::optional<std::size_t> group_field;
@@ -34,8 +36,15 @@ struct Destination {
   std::optional<std::size_t> FindField(std::string_view name) const;
 };
 
+// The table as a person knows it.
+inline const std::string& ToldTable(const Destination& destination) {
+  return destination.trial_of.empty() ? destination.table : destination.trial_of;
+}
+
 // The key of a specification's section CfgSettings that lets an import overwrite existing rows ("1").
-inline std::string OverwriteKey(const Destination& destination) { return destination.table + "Ueberschreiben"; }
+inline std::string OverwriteKey(const Destination& destination) {
+  return ToldTable(destination) + "Ueberschreiben";
+}
 
 // Reads a destination. Error 5, telling the row at fault, where it is missing, has no field, lacks its number
 // field, or holds a name that is not made of letters, digits and "_" (names become part of statements);

@@ -19,6 +19,14 @@ constexpr std::string_view kRow =
     "Adressindex (Doubletkey1, Doubletkey2, Doubletkey3, AdressId, Adressart, Referenz) "
     "VALUES (?, ?, ?, ?, ?, ?)";
 
+void RequireIndexable(std::int64_t number) {
+  if (number < 0 || number > INT64_MAX / kTypesPerNumber - 1) {
+    throw RuntimeError(
+        ErrorNumber::kInvalidProcedureCall,
+        "Die Nummer " + std::to_string(number) + " ist für den Adressindex zu groß oder negativ.");
+  }
+}
+
 }  // namespace
 
 void AppendKeyText(std::string& text, const IndexedAddress& address) {
@@ -36,13 +44,16 @@ AddressIndex::AddressIndex(Connection& connection, int address_type, std::shared
 
 bool AddressIndex::IsKept() { return settings_.Get(kGroup, "Doubletindex", "0") == "1"; }
 
+void AddressIndex::RequireFit(std::int64_t number) {
+  RequireIndexable(number);
+  for (const std::string_view algorithm : kAlgorithms) {
+    CanonicalText(settings_.Get(kGroup, algorithm, "0"), nobody_);
+  }
+}
+
 // The keys come first and the address's number fourth, in all statements.
 void AddressIndex::BindKeys(Statement& statement, std::int64_t number, const IndexedAddress& address) {
-  if (number < 0 || number > INT64_MAX / kTypesPerNumber - 1) {
-    throw RuntimeError(
-        ErrorNumber::kInvalidProcedureCall,
-        "Die Nummer " + std::to_string(number) + " ist für den Adressindex zu groß oder negativ.");
-  }
+  RequireIndexable(number);
   key_text_.clear();
   AppendKeyText(key_text_, address);
   for (std::size_t i = 0; i < kAlgorithms.size(); ++i) {

@@ -20,6 +20,7 @@ PipelinedRecords::PipelinedRecords(Connection& connection, Pipeline& pipeline, c
       // A number that is taken is an error here.
       insert_(connection.Prepare(InsertText(destination))),
       records_(kMost) {
+  if (!destination.trial_of.empty()) take_over_ = connection.Prepare(TakeOverText(destination));
   // So is an index row that is left of an address whose number is free.
   if (destination.address_type != 0) {
     index_.emplace(connection, destination.address_type, keys);
@@ -38,9 +39,20 @@ void PipelinedRecords::MakeRoom() {
 void PipelinedRecords::Send(std::int64_t record, const RecordValues& values, std::int64_t number,
                             const IndexedAddress& address) {
   // What may fail comes before the first statement is sent.
-  Statement* const write_index = index_ && index_->IsKept() ? &index_->PrepareNew(number, address) : nullptr;
+  Statement* write_index = nullptr;
+  if (index_ && index_->IsKept()) {
+    if (take_over_ != nullptr) {
+      index_->RequireFit(number);
+    } else {
+      write_index = &index_->PrepareNew(number, address);
+    }
+  }
   for (std::size_t i = 0; i < values.size(); ++i) Bind(*insert_, i, values[i]);
   insert_->BindInteger(destination_.number_field, number);
+  if (take_over_ != nullptr) {
+    take_over_->BindInteger(0, number);
+    pipeline_.Send(*take_over_, *this);
+  }
   pipeline_.Send(*insert_, *this);
   Entry& entry = records_[count_++];
   entry.record = record;

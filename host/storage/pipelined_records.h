@@ -71,7 +71,8 @@ class PipelinedRecords final : private PipelineSender {
   LateErrors& errors_;
   std::optional<AddressIndex> index_;
   std::unique_ptr<Statement> insert_;
-  std::vector<Entry> records_;  // the first count_ of them are under way
+  std::unique_ptr<Statement> take_over_;  // of a trial table
+  std::vector<Entry> records_;            // the first count_ of them are under way
   std::size_t count_ = 0;
 };
 

@@ -29,6 +29,12 @@ std::string InsertText(const Destination& destination) {
   return "INSERT INTO " + destination.table + " (" + columns + ") VALUES (" + marks + ")";
 }
 
+std::string TakeOverText(const Destination& destination) {
+  const std::string& number = destination.fields[destination.number_field].column;
+  return "INSERT INTO " + destination.table + " SELECT * FROM " + destination.trial_of + " WHERE " + number +
+         " = ? ON CONFLICT (" + number + ") DO NOTHING";
+}
+
 void KeptValues::Keep(const RecordValues& values) {
   values_ = values;
   std::size_t length = 0;

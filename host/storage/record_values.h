@@ -23,6 +23,10 @@ void Bind(Statement& statement, std::size_t parameter, const StoredValue& value)
 // "INSERT INTO table (columns) VALUES (?, ...)", one parameter a field.
 std::string InsertText(const Destination& destination);
 
+// For a trial table: "INSERT INTO table ...", which takes over the row that the table it stands for has of a
+// number, its one parameter, unless that is taken over already.
+std::string TakeOverText(const Destination& destination);
+
 // Values with texts of their own.
 class KeptValues {
  public:

@@ -1,5 +1,6 @@
 #include "storage/record_writer.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace kestrel::host {
@@ -29,6 +30,7 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
   const std::string& number = fields[destination_.number_field].column;
   insert_ = connection_.Prepare(InsertText(destination_) + " ON CONFLICT (" + number + ") DO NOTHING");
   remove_ = connection_.Prepare("DELETE FROM " + destination_.table + " WHERE " + number + " = ?");
+  if (!destination_.trial_of.empty()) take_over_ = connection_.Prepare(TakeOverText(destination_));
   if (Pipeline* const pipeline = connection_.pipeline()) {
     pipelined_ = std::make_unique<PipelinedRecords>(
         connection_, *pipeline, destination_, keys,
@@ -91,15 +93,23 @@ void RecordWriter::Convert(const Recordset& record, const std::vector<std::size_
   }
 }
 
+std::int64_t RecordWriter::GreatestNumber() {
+  const std::string& number = destination_.fields[destination_.number_field].column;
+  std::int64_t greatest = 0;
+  for (const std::string* table : {&destination_.table, &destination_.trial_of}) {
+    if (table->empty()) continue;
+    const RecordsetPtr found = connection_.OpenRecordset("SELECT max(" + number + ") FROM " + *table);
+    if (!found->IsNull(0)) greatest = std::max(greatest, found->ValueAt(0).ToInteger());
+  }
+  return greatest;
+}
+
 std::int64_t RecordWriter::NextNumber() {
   // Within one group nobody else can have added a record.
   if (numbered_in_ != group_.Generation()) {
-    const std::string& number = destination_.fields[destination_.number_field].column;
-    const RecordsetPtr greatest =
-        connection_.OpenRecordset("SELECT max(" + number + ") FROM " + destination_.table);
-    const std::int64_t last = greatest->IsNull(0) ? 0 : greatest->ValueAt(0).ToInteger();
+    const std::int64_t last = GreatestNumber();
     if (last == INT64_MAX) throw RuntimeError(ErrorNumber::kOverflow, "Es ist keine Nummer mehr frei.");
-    next_number_ = last < 0 ? 1 : last + 1;
+    next_number_ = last + 1;
     numbered_in_ = group_.Generation();
   }
   return next_number_;
@@ -120,6 +130,14 @@ IndexedAddress RecordWriter::AddressOf(const RecordValues& values) const {
           text(destination_.group_field)};
 }
 
+void RecordWriter::WriteIndex(std::int64_t number, const IndexedAddress& address) {
+  if (take_over_ != nullptr) {
+    index_->RequireFit(number);
+  } else {
+    index_->Write(number, address);
+  }
+}
+
 void RecordWriter::InsertRow(RecordValues& values, std::int64_t number, bool& inserted) {
   values[destination_.number_field] = number;
   for (std::size_t i = 0; i < values.size(); ++i) Bind(*insert_, i, values[i]);
@@ -127,7 +145,7 @@ void RecordWriter::InsertRow(RecordValues& values, std::int64_t number, bool& in
   if (!inserted) return;
   if (index_ && index_->IsKept()) {
     try {
-      index_->Write(number, AddressOf(values));
+      WriteIndex(number, AddressOf(values));
     } catch (const RuntimeError&) {
       group_.Undo([&] {
         remove_->BindInteger(0, number);
@@ -146,6 +164,10 @@ bool RecordWriter::InsertNew(std::int64_t record, RecordValues& values) {
   group_.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
     const auto* given = std::get_if<std::int64_t>(&values[destination_.number_field]);
     if (given != nullptr) {
+      if (take_over_ != nullptr) {
+        take_over_->BindInteger(0, *given);
+        take_over_->Execute();
+      }
       InsertRow(values, *given, inserted);
     } else {
       for (int attempt = 0; attempt < kNumberAttempts && !inserted; ++attempt) {
@@ -188,17 +210,17 @@ void RecordWriter::IndexStoredRow(std::int64_t number) {
   select_address_->BindInteger(0, number);
   const RecordsetPtr row = select_address_->Open();
   if (row->IsEof()) return;
-  index_->Write(number, {row->TextAt(0),
-                         row->TextAt(1),
-                         row->TextAt(2),
-                         {row->TextAt(3), row->TextAt(4), row->TextAt(5)},
-                         row->TextAt(6)});
+  WriteIndex(number, {row->TextAt(0),
+                      row->TextAt(1),
+                      row->TextAt(2),
+                      {row->TextAt(3), row->TextAt(4), row->TextAt(5)},
+                      row->TextAt(6)});
 }
 
 void RecordWriter::RefuseExisting(const RecordValues& values) const {
   const std::int64_t number = std::get<std::int64_t>(values[destination_.number_field]);
   throw RuntimeError(ErrorNumber::kNumberExists,
-                     "Die Nummer " + std::to_string(number) + " gibt es in '" + destination_.table +
+                     "Die Nummer " + std::to_string(number) + " gibt es in '" + ToldTable(destination_) +
                          "' schon; die gespeicherte Adresse bleibt. Zum Überschreiben ist " +
                          OverwriteKey(destination_) +
                          "=1 im Abschnitt [CfgSettings] der Importspezifikation anzugeben.");

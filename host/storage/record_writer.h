@@ -9,7 +9,9 @@
 //     had; the index row is made from the row as it then stands.
 //  4. An existing number is updated only where overwriting is wanted, else it is an error and the row stays.
 //  5. Every record that Store took is stored, or becomes an error: its own, raised, or one of LateErrors().
-//  6. Where the database takes statements without an answer each, records that are new as far as one can tell
+//  6. Into a trial table everything is stored as it would be into the table that it stands for; the address index
+//     is only asked whether it would take the row.
+//  7. Where the database takes statements without an answer each, records that are new as far as one can tell
 //     are handed to PipelinedRecords; the three steps above are then its way of doing them again.
 #pragma once
 
@@ -74,6 +76,8 @@ class RecordWriter final : private GroupMember {
   [[noreturn]] void RefuseExisting(const RecordValues& values) const;
   void InsertRow(RecordValues& values, std::int64_t number, bool& inserted);
   std::int64_t NextNumber();
+  std::int64_t GreatestNumber();
+  void WriteIndex(std::int64_t number, const IndexedAddress& address);
   void NoteTaken(std::int64_t number);
   Statement& UpdateFor(const std::vector<bool>& given);
   IndexedAddress AddressOf(const RecordValues& values) const;
@@ -87,6 +91,7 @@ class RecordWriter final : private GroupMember {
   std::unique_ptr<Statement> insert_;
   std::unique_ptr<Statement> remove_;
   std::unique_ptr<Statement> select_address_;
+  std::unique_ptr<Statement> take_over_;                             // of a trial table
   std::map<std::vector<bool>, std::unique_ptr<Statement>> updates_;  // by the fields that have a value
   std::array<std::optional<std::size_t>, 6> address_fields_;         // PLZ, Ort, Strasse, Bez1 to Bez3
 

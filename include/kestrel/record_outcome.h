@@ -4,8 +4,8 @@
 //  1. Every record worked through has exactly one outcome, told at the end of its round, in the source's order.
 //  2. Every error that a run counts is told once: in the outcome of the record in whose round it came up, or by
 //     a revision, where it belongs to other records or to none.
-//  3. A revision changes outcomes told before: of the records it names, those that were stored or updated until
-//     then have its fate from there on. No other outcome changes, and no record's fate changes from rejected.
+//  3. A revision changes outcomes told before: of the records it names, those that were stored, updated or checked
+//     until then have its fate from there on. No other outcome changes, and no record's fate changes from rejected.
 //  4. So the records of a fate are the outcomes with it, less those revised from it, and more those revised to it.
 #pragma once
 
@@ -22,7 +22,8 @@ enum class RecordFate : std::uint8_t {
   kStored,   // handed to the import class, and no loss told; a new address where the class tells (ImportResult)
   kUpdated,  // the same, and it replaced what an address held
   kHeldBack,  // suspected to be a duplicate
-  kRejected,  // handed over and refused, or lost; or not handed over, as it could not be made
+  kRejected,  // handed over and refused, or lost; or not handed over, as it could not be made. In a test run: it
+              // would be
   kChecked,   // only read and checked: a test run
 };
 

@@ -15,6 +15,9 @@
 //   StopReason, read after an ErrorCode other than 0: not empty where going on is senseless, and why.
 //   ImportResult, read after an ImportRecord that was not refused: what the record just handed over has become,
 //     "new" or "updated", a blank and the number of its address; empty where that is not known yet.
+//   CheckRecord(ByRef record): asked in a test run instead of ImportRecord: ErrorCode tells then why ImportRecord
+//     would refuse the record after those checked before, and nothing is stored. All that is said of ImportRecord
+//     above holds for it, but ImportResult is not asked.
 //   NextLateUpdate: a record, counted as above, of which ImportResult did not know yet that it updates an
 //     address; 0 where there is none or no more. Asked behind the last record, after NextLateError.
 //

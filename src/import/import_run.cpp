@@ -102,6 +102,8 @@ class RunSteps {
   void WorkOnRecord(RecordAssembly& assembly);
   bool IsSuspectedDuplicate();
   void HoldBack();
+  bool IsOnlyChecked() const { return session_.TestMode; }
+  const char* TakingMember() const { return IsOnlyChecked() ? "CheckRecord" : "ImportRecord"; }
   void HandOver();
   void ReadResult();
   void CountRecord();
@@ -142,6 +144,7 @@ class RunSteps {
   std::optional<BoundMember> error_last_record_;
   std::optional<BoundMember> stop_reason_;
   std::optional<BoundMember> import_result_;
+  std::optional<BoundMember> check_record_;
   std::optional<BoundMember> next_late_update_;
   std::int32_t late_errors_ = 0;
 
@@ -160,6 +163,7 @@ void RunSteps::Begin() {
     stop_reason_ = FindOptional(session_.ImportClass, "StopReason");
     import_result_ = FindOptional(session_.ImportClass, "ImportResult");
     next_late_update_ = FindOptional(session_.ImportClass, "NextLateUpdate");
+    check_record_ = FindOptional(session_.ImportClass, "CheckRecord");
   });
   errors_.Try([&] { LetProperty(session_.ImportClass, "SpecificationFile", session_.SpecFile); });
   Value cancel(false);
@@ -257,7 +261,7 @@ void RunSteps::WorkOnRecord(RecordAssembly& assembly) {
   errors_.Try([&] { assembly.Fill(source_, record_); });
   if (IsSuspectedDuplicate()) {
     HoldBack();
-  } else if (session_.TestMode) {
+  } else if (IsOnlyChecked() && !check_record_) {
     outcomes_.at_hand().fate = RecordFate::kChecked;
   } else {
     look.reset();
@@ -280,11 +284,12 @@ void RunSteps::HoldBack() {
 }
 
 void RunSteps::HandOver() {
-  outcomes_.HandOver();
+  outcomes_.HandOver(IsOnlyChecked() ? RecordFate::kChecked : RecordFate::kStored);
   RecordOutcome& outcome = outcomes_.at_hand();
-  if (!errors_.Try([&] { import_record_.Call(ByRef(record_value_)); })) outcome.fate = RecordFate::kRejected;
-  CheckImportClass("ImportRecord", Told::kOfTheRecord);
-  if (import_result_ && outcome.fate != RecordFate::kRejected) errors_.Try([&] { ReadResult(); });
+  BoundMember& take = IsOnlyChecked() ? *check_record_ : import_record_;
+  if (!errors_.Try([&] { take.Call(ByRef(record_value_)); })) outcome.fate = RecordFate::kRejected;
+  CheckImportClass(TakingMember(), Told::kOfTheRecord);
+  if (import_result_ && outcome.fate == RecordFate::kStored) errors_.Try([&] { ReadResult(); });
 }
 
 void RunSteps::ReadResult() {
@@ -349,7 +354,7 @@ void RunSteps::TellLateErrors() {
   errors_.Try([&] {
     while (late_errors_ <= outcomes_.handed_over() && next_late_error_->Call().ToBool()) {
       ++late_errors_;
-      CheckImportClass("ImportRecord", Told::kLate);
+      CheckImportClass(TakingMember(), Told::kLate);
       errors_.Try([&] { view_.Yield(); });
       if (abort_requested_ == abort_was_requested) continue;
       result_.aborted = true;
@@ -360,7 +365,7 @@ void RunSteps::TellLateErrors() {
 }
 
 void RunSteps::TellLateUpdates() {
-  if (!next_late_update_) return;
+  if (!next_late_update_ || IsOnlyChecked()) return;
   errors_.Try([&] {
     for (std::int32_t asked = 0; asked < outcomes_.handed_over(); ++asked) {
       const std::int64_t record = next_late_update_->Call().ToInteger();

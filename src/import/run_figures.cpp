@@ -18,7 +18,7 @@ void Grow(std::vector<bool>& flags, std::int32_t ordinal) {
 }  // namespace
 
 void RunFigures::Add(RecordFate fate, bool handed_over) {
-  if (fate == RecordFate::kChecked) {
+  if (fate == RecordFate::kChecked && !handed_over) {
     ++checked_;
     return;
   }
@@ -30,6 +30,8 @@ void RunFigures::Add(RecordFate fate, bool handed_over) {
   ++handed_over_;
   if (fate == RecordFate::kRejected) {
     Reject(handed_over_, handed_over_);
+  } else if (fate == RecordFate::kChecked) {
+    is_test_ = true;
   } else if (fate == RecordFate::kUpdated) {
     Update(handed_over_);
   }

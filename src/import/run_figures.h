@@ -17,7 +17,7 @@ namespace kestrel {
 class RunFigures {
  public:
   // One more source record. Whether it was handed to the import class, which one that was stored or updated
-  // was; one that was not and is rejected could not be made.
+  // was, and one that was checked may have been; one that was not and is rejected could not be made.
   void Add(RecordFate fate, bool handed_over);
   // The records with these ordinals are lost; `first` to `last` lie within 1 to handed_over().
   void Reject(std::int32_t first, std::int32_t last);
@@ -27,11 +27,11 @@ class RunFigures {
   void RejectUnnamed() { ++unnamed_; }
 
   std::int32_t handed_over() const { return handed_over_; }
-  std::int32_t checked() const { return checked_; }
+  std::int32_t checked() const { return is_test_ ? handed_over_ - lost() : checked_; }
   std::int32_t held_back() const { return held_back_; }
   std::int32_t rejected() const { return lost() + not_made_; }
   // Updated ones included.
-  std::int32_t stored() const { return handed_over_ - lost(); }
+  std::int32_t stored() const { return is_test_ ? 0 : handed_over_ - lost(); }
   std::int32_t updated() const;
 
   // The source record with this ordinal, counted from 1; that of the next record to come for the next ordinal.
@@ -46,7 +46,8 @@ class RunFigures {
   std::int32_t lost() const;
 
   std::int32_t handed_over_ = 0;
-  std::int32_t checked_ = 0;
+  bool is_test_ = false;      // those handed over were so to be checked only
+  std::int32_t checked_ = 0;  // without the import class
   std::int32_t held_back_ = 0;
   std::int32_t not_made_ = 0;
   std::vector<std::int32_t> kept_back_;  // source records that were not handed over, ascending

@@ -12,8 +12,8 @@ void RunOutcomes::Begin(std::int32_t record) {
   is_handed_over_ = false;
 }
 
-void RunOutcomes::HandOver() {
-  outcome_.fate = RecordFate::kStored;
+void RunOutcomes::HandOver(RecordFate fate) {
+  outcome_.fate = fate;
   is_handed_over_ = true;
   ++handed_over_;
 }

@@ -41,8 +41,8 @@ class RunOutcomes {
   void Begin(std::int32_t record);
   // The record at hand; `fate` and what else is known of it are the caller's to set.
   RecordOutcome& at_hand() { return outcome_; }
-  // It is handed to the import class now.
-  void HandOver();
+  // It is handed to the import class now, and comes to `fate` (stored or checked) unless that refuses it.
+  void HandOver(RecordFate fate);
   // Ends the round and tells.
   void End();
   // Ends the round of a record that is not worked through; its errors belong to none.

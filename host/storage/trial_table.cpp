@@ -1,0 +1,63 @@
+#include "storage/trial_table.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "kestrel/runtime_error.h"
+#include "platform/base/text.h"
+#include "schema/host_schema.h"
+#include "storage/grouped_writes.h"
+
+namespace kestrel::host {
+
+TrialTable::TrialTable(Connection& connection, const Destination& destination)
+    : connection_(connection), destination_(destination) {
+  // Lower case, as PostgreSQL tells it in its errors; no other test run of the connection has the name.
+  destination_.table = "pruefung_" + std::to_string(reinterpret_cast<std::uintptr_t>(this));
+  destination_.trial_of = destination.table;
+  told_table_ = destination.table;
+  if (!IsSqlite(connection)) {
+    // As PostgreSQL calls a table that was created without quotes.
+    std::ranges::transform(told_table_, told_table_.begin(),
+                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  }
+  const std::lock_guard lock(connection_.CallMutex());
+  GroupedWrites::Of(connection_).Flush();
+  // In a file, as there may be millions of records; an import has asked for the memory.
+  if (IsSqlite(connection_)) connection_.Execute("PRAGMA temp_store = FILE");
+  connection_.Execute(CreateText(destination.table));
+}
+
+TrialTable::~TrialTable() {
+  Trap(
+      [&] {
+        if (!connection_.IsOpen()) return;
+        GroupedWrites::Of(connection_).Flush();
+        connection_.Execute("DROP TABLE " + destination_.table);
+      },
+      // It ends with the connection.
+      [](const RuntimeError&) {});
+}
+
+std::string TrialTable::CreateText(const std::string& original) const {
+  const std::string start = "CREATE TEMPORARY TABLE " + destination_.table + " ";
+  if (!IsSqlite(connection_)) return start + "(LIKE " + original + " INCLUDING ALL)";
+  const auto query =
+      connection_.Prepare("SELECT sql FROM main.sqlite_schema WHERE type = 'table' AND lower(name) = lower(?)");
+  query->BindText(0, original);
+  const RecordsetPtr row = query->Open();
+  const std::string_view definition = row->IsEof() ? std::string_view() : row->TextAt(0);
+  const std::size_t columns = definition.find('(');
+  if (columns == std::string_view::npos) {
+    throw RuntimeError(
+        ErrorNumber::kInvalidProcedureCall,
+        "'" + original + "' ist keine Tabelle, daher kann der Import dorthin nicht getestet werden.");
+  }
+  return start + std::string(definition.substr(columns));
+}
+
+std::string TrialTable::ToldOfTable(const std::string& description) const {
+  return ReplaceAll(description, destination_.table, told_table_);
+}
+
+}  // namespace kestrel::host
