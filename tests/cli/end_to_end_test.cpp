@@ -76,11 +76,20 @@ TEST_F(EndToEnd, KnownAddressesOfASecondFileAreHeldBackAndListedFieldByField) {
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), std::to_string(997 + 200 - held_back) + "\n");
 }
 
-TEST_F(EndToEnd, ATestRunStoresNothing) {
-  const ProgramResult run = Run({"run", "Kundenliste", "--test", "--format", "json"});
-  // What only the database can refuse is not found by a test.
-  EXPECT_THAT(run.out, AllOf(HasSubstr("\"errors\":11"), HasSubstr("\"test\":true")));
+TEST_F(EndToEnd, ATestRunStoresNoAddressAndTellsTheErrorsOfTheImport) {
+  const auto log = [this] {
+    return Query(
+        "SELECT replace(Spalte0, '(CheckRecord/', '(ImportRecord/') FROM Protokollzeilen "
+        "WHERE ProtokollNr = (SELECT max(ProtokollNr) FROM Protokoll) ORDER BY ZeilenNr");
+  };
+  const ProgramResult test = Run({"run", "Kundenliste", "--test", "--format", "json"});
+  EXPECT_THAT(test.out, AllOf(HasSubstr("\"errors\":14"), HasSubstr("\"test\":true"),
+                              HasSubstr("\"rejected\":3"), HasSubstr("\"checked\":997")));
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "0\n");
+  EXPECT_EQ(Query("SELECT COUNT(*) FROM Adressindex"), "0\n");
+  const std::string told = log();
+  EXPECT_THAT(Run({"run", "Kundenliste", "--format", "json"}).out, HasSubstr("\"errors\":14"));
+  EXPECT_EQ(told, log());
 }
 
 TEST_F(EndToEnd, ATestRunNeitherBacksTheSourceFileUpNorRemovesIt) {
