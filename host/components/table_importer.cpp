@@ -46,6 +46,7 @@ void TableImporter::Bind(Members& members) {
   members.Get("ErrorLastRecord", &TableImporter::ErrorLastRecord);
   members.Get("StopReason", &TableImporter::StopReason);
   members.Get("ImportResult", &TableImporter::ImportResult);
+  members.Method("DescribeAddress", &TableImporter::DescribeAddress);
   members.Method("NextLateUpdate", &TableImporter::NextLateUpdate);
 }
 
@@ -80,6 +81,7 @@ Connection& TableImporter::OpenConnection() const { return RequireConnection(con
 void TableImporter::Forget() {
   writer_.reset();
   trial_.reset();
+  addresses_.reset();
   target_.reset();
   record_set_.reset();
 }
@@ -229,7 +231,15 @@ std::string TableImporter::ImportResult() const {
     case StoreResult::Kind::kUpdated: return "updated " + std::to_string(result_.number);
     case StoreResult::Kind::kOpen: break;
   }
-  return {};
+  return result_.number == 0 ? std::string() : "open " + std::to_string(result_.number);
+}
+
+void TableImporter::DescribeAddress(std::int64_t address_type, std::string_view number, std::string& name,
+                                    std::string& place) {
+  if (!addresses_) addresses_.emplace(OpenConnection());
+  const AddressLookup::Summary found = addresses_->Describe(address_type, number);
+  name = found.name;
+  place = found.place;
 }
 
 std::int64_t TableImporter::NextLateUpdate() {

@@ -14,6 +14,7 @@
 #include "kestrel/connection.h"
 #include "kestrel/memory_recordset.h"
 #include "schema/destination.h"
+#include "storage/address_lookup.h"
 #include "storage/record_writer.h"
 #include "storage/trial_table.h"
 
@@ -61,12 +62,15 @@ class TableImporter final : public BoundObject<TableImporter> {
   // for the record just handed over, kNoRecord for none. More than one: all of them are lost.
   std::int64_t ErrorFirstRecord() const { return error_first_; }
   std::int64_t ErrorLastRecord() const { return error_last_; }
-  // What the record just handed over has become: "new" or "updated", a blank and the number of its address;
-  // empty where it was refused, and where the database has not said yet.
+  // What the record just handed over has become: "new" or "updated", a blank and the number of its address; "open"
+  // and the number that it is to have where the database has not said yet; empty where it was refused.
   std::string ImportResult() const;
   // The next record, counted as above, of which ImportResult did not know yet that it updates an address; 0
   // where there is none. Complete once NextLateError has answered no.
   std::int64_t NextLateUpdate();
+  // Name and place of a stored address; empty where there is none. Raises what the database raises.
+  void DescribeAddress(std::int64_t address_type, std::string_view number, std::string& name,
+                       std::string& place);
   // Not empty where going on after the error is senseless: why, and what to do.
   const std::string& StopReason() const { return stop_reason_; }
 
@@ -93,6 +97,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   std::shared_ptr<KeyMemory> keys_;
   ObjectPtr connection_;
   std::unique_ptr<Destination> target_;
+  std::optional<AddressLookup> addresses_;
   std::unique_ptr<TrialTable> trial_;
   std::unique_ptr<RecordWriter> writer_;  // into trial_ where there is one
   std::shared_ptr<MemoryRecordset> record_set_;

@@ -270,15 +270,18 @@ std::int64_t RecordWriter::TakeLateUpdate() {
   return record;
 }
 
-void RecordWriter::StoreThroughPipeline(std::int64_t record) {
+StoreResult RecordWriter::StoreThroughPipeline(std::int64_t record) {
   pipelined_->MakeRoom();
+  StoreResult result;
   group_.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
     const auto* given = std::get_if<std::int64_t>(&values_[destination_.number_field]);
     const std::int64_t number = given != nullptr ? *given : NextNumber();
     pipelined_->Send(record, values_, number, AddressOf(values_));
     NoteTaken(number);
     in_group_.Add(record);
+    result.number = number;
   });
+  return result;
 }
 
 StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
@@ -298,8 +301,7 @@ StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
   // Pipelined records may be stored again at any time, and share everything but values_ and dates_ with this one.
   const std::lock_guard lock(connection_.CallMutex());
   if (new_in_a_row_ >= kNewAgain) {
-    StoreThroughPipeline(record);
-    return {};
+    return StoreThroughPipeline(record);
   }
   connection_.pipeline()->Flush();
   return StoreNow(record, values_);

@@ -40,7 +40,7 @@ namespace kestrel::host {
 struct StoreResult {
   enum class Kind { kOpen /* new as far as one can tell */, kNew, kUpdated };
   Kind kind = Kind::kOpen;
-  std::int64_t number = 0;  // of its address, unless that is open
+  std::int64_t number = 0;  // of its address; where that is open, the one it is to have
 };
 
 class RecordWriter final : private GroupMember {
@@ -69,7 +69,7 @@ class RecordWriter final : private GroupMember {
   void Convert(const Recordset& record, const std::vector<std::size_t>& columns);
   void GroupCommitted() override;
   bool GroupLost(const RuntimeError& reason) override;
-  void StoreThroughPipeline(std::int64_t record);
+  StoreResult StoreThroughPipeline(std::int64_t record);
   StoreResult StoreNow(std::int64_t record, RecordValues& values);
   bool InsertNew(std::int64_t record, RecordValues& values);
   void UpdateExisting(std::int64_t record, const RecordValues& values);

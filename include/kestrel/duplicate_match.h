@@ -1,4 +1,4 @@
-// The address of the host's index that a record is held to repeat.
+// The address that a record is held to repeat.
 #pragma once
 
 #include <cstdint>
@@ -6,17 +6,23 @@
 
 namespace kestrel {
 
-// The first row that the look-up found. What the index does not tell is 0 or empty.
+// The first row of the host's index that the look-up found. What nobody tells is 0 or empty.
 struct DuplicateMatch {
   std::int64_t address_type = 0;  // Adressart: one bit
   std::string reference;          // Referenz: the address's number
   int key = 0;                    // 1 to 3: the first key in use that the row has, too
+  std::int32_t record = 0;  // of the source, from 1: the earlier record of this run that stored the address
+  std::string name = {};    // of the address, as the import class tells them (DescribeAddress)
+  std::string place = {};
 
   // Keeps its memory.
   void Clear() {
     address_type = 0;
     reference.clear();
     key = 0;
+    record = 0;
+    name.clear();
+    place.clear();
   }
 };
 

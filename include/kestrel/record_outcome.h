@@ -42,7 +42,7 @@ struct RecordOutcome {
   RecordFate fate = RecordFate::kStored;
   std::vector<RecordError> errors;  // an error need not reject the record
   std::string address;          // the number of the address stored; empty where the import class does not tell
-  DuplicateMatch duplicate_of;  // of a record held back, as far as the host's index told
+  DuplicateMatch duplicate_of;  // of a record held back, as far as the host told
 
   // Keeps its memory.
   void Begin(std::int32_t record_number) {

@@ -14,7 +14,10 @@
 //     -1 none. More than one: all of them were lost, for instance with their transaction.
 //   StopReason, read after an ErrorCode other than 0: not empty where going on is senseless, and why.
 //   ImportResult, read after an ImportRecord that was not refused: what the record just handed over has become,
-//     "new" or "updated", a blank and the number of its address; empty where that is not known yet.
+//     "new" or "updated", a blank and the number of its address; where that is not known yet, empty, or "open", a
+//     blank and the number that the address will have unless it is taken.
+//   DescribeAddress(address type, number, ByRef name, ByRef place): fills the two texts for an address that a record
+//     is held to repeat; they stay empty for one that is not known.
 //   CheckRecord(ByRef record): asked in a test run instead of ImportRecord: ErrorCode tells then why ImportRecord
 //     would refuse the record after those checked before, and nothing is stored. All that is said of ImportRecord
 //     above holds for it, but ImportResult is not asked.

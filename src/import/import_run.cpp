@@ -33,6 +33,8 @@
 #include <optional>
 #include <string>
 
+#include "import/match_details.h"
+#include "import/optional_member.h"
 #include "import/record_assembly.h"
 #include "import/run_errors.h"
 #include "import/run_outcomes.h"
@@ -49,12 +51,6 @@ namespace kestrel {
 namespace {
 
 constexpr const char* kTitle = "KESTREL Import";
-
-// A member that an import class need not have; none where it lacks it.
-std::optional<BoundMember> FindOptional(const ObjectPtr& object, const char* name) {
-  if (object == nullptr || !object->FindMember(name)) return std::nullopt;
-  return BoundMember(object, name);
-}
 
 class RunSteps {
  public:
@@ -147,6 +143,8 @@ class RunSteps {
   std::optional<BoundMember> check_record_;
   std::optional<BoundMember> next_late_update_;
   std::int32_t late_errors_ = 0;
+  MatchDetails match_details_;
+  std::int64_t own_address_type_ = 0;
 
   RecordsetPtr source_;
   // The record of this round: as the import class knows it, and as a record set (null where it is none).
@@ -156,6 +154,7 @@ class RunSteps {
 
 void RunSteps::Begin() {
   had_specification_ = FileExists(session_.SpecFile);
+  own_address_type_ = GetAddressType(session_);
   errors_.Try([&] {
     next_late_error_ = FindOptional(session_.ImportClass, "NextLateError");
     error_first_record_ = FindOptional(session_.ImportClass, "ErrorFirstRecord");
@@ -164,6 +163,7 @@ void RunSteps::Begin() {
     import_result_ = FindOptional(session_.ImportClass, "ImportResult");
     next_late_update_ = FindOptional(session_.ImportClass, "NextLateUpdate");
     check_record_ = FindOptional(session_.ImportClass, "CheckRecord");
+    match_details_.AskClass(session_.ImportClass);
   });
   errors_.Try([&] { LetProperty(session_.ImportClass, "SpecificationFile", session_.SpecFile); });
   Value cancel(false);
@@ -277,7 +277,12 @@ bool RunSteps::IsSuspectedDuplicate() {
 }
 
 void RunSteps::HoldBack() {
-  outcomes_.at_hand().fate = RecordFate::kHeldBack;
+  RecordOutcome& outcome = outcomes_.at_hand();
+  outcome.fate = RecordFate::kHeldBack;
+  if (outcome.duplicate_of.address_type == own_address_type_) {
+    match_details_.FindRecord(outcome.duplicate_of, outcomes_.figures());
+  }
+  match_details_.Describe(outcome.duplicate_of);
   errors_.Try([&] {
     if (!import_.duplicates().WriteDoubletRows(Record())) errors_.NoteUnlogged("als Dublette zurückgehalten");
   });
@@ -295,6 +300,7 @@ void RunSteps::HandOver() {
 void RunSteps::ReadResult() {
   constexpr std::string_view kNew = "new ";
   constexpr std::string_view kUpdated = "updated ";
+  constexpr std::string_view kOpen = "open ";
   const Value answer = import_result_->Get();
   const std::string_view result = answer.TextOrEmpty();
   RecordOutcome& outcome = outcomes_.at_hand();
@@ -304,6 +310,9 @@ void RunSteps::ReadResult() {
   } else if (result.starts_with(kNew)) {
     outcome.address = result.substr(kNew.size());
   }
+  match_details_.NoteStored(
+      result.starts_with(kOpen) ? result.substr(kOpen.size()) : std::string_view(outcome.address),
+      outcomes_.handed_over());
 }
 
 void RunSteps::CheckImportClass(std::string_view function, Told told) {

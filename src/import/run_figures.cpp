@@ -56,6 +56,8 @@ void RunFigures::Reject(std::int32_t first, std::int32_t last) {
   if (first < last && (first_of_lost_group_ == 0 || first < first_of_lost_group_)) first_of_lost_group_ = first;
 }
 
+bool RunFigures::IsRejected(std::int32_t ordinal) const { return IsSet(is_rejected_, ordinal); }
+
 std::int32_t RunFigures::lost() const { return std::min(handed_over_, named_ + unnamed_); }
 
 std::int32_t RunFigures::updated() const { return std::min(updated_, stored()); }

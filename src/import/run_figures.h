@@ -26,6 +26,9 @@ class RunFigures {
   // One of the records handed over is lost, and nobody says which.
   void RejectUnnamed() { ++unnamed_; }
 
+  // Whether the record with this ordinal is known to be lost.
+  bool IsRejected(std::int32_t ordinal) const;
+
   std::int32_t handed_over() const { return handed_over_; }
   std::int32_t checked() const { return is_test_ ? handed_over_ - lost() : checked_; }
   std::int32_t held_back() const { return held_back_; }

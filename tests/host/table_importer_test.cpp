@@ -299,4 +299,22 @@ TEST_F(TableImporter, AnAbortedImportLeavesNothingLocked) {
   EXPECT_THAT(Rows("SELECT Bez1 FROM Kunden ORDER BY KundenNummer"), ElementsAre("A", "B", "C"));
 }
 
+TEST_F(TableImporter, DescribesAddressesOfEveryTypeByNameAndPlace) {
+  Import(Importer(), {{"KundenNummer", "7"}, {"Bez1", "Köster"}, {"PLZ", "50667"}, {"Ort", "Köln"}});
+  Import(Importer("ksbimport.importlieferanten"),
+         {{"LieferantenNummer", "7"}, {"Bez1", "Groß"}, {"Ort", "Bonn"}});
+  const ObjectPtr importer = Importer();
+  const auto describe = [&](int type, const char* number) {
+    Value name;
+    Value place;
+    CallMethod(importer, "DescribeAddress", type, number, ByRef(name), ByRef(place));
+    return name.ToText() + "|" + place.ToText();
+  };
+  EXPECT_EQ(describe(1, "7"), "Köster|50667 Köln");
+  EXPECT_EQ(describe(32, "7"), "Groß|Bonn");
+  EXPECT_EQ(describe(32, "8"), "|");
+  EXPECT_EQ(describe(2, "7"), "|") << "a type that nothing imports";
+  EXPECT_EQ(describe(1, "A7"), "|");
+}
+
 }  // namespace kestrel

@@ -1,0 +1,48 @@
+#include "storage/address_lookup.h"
+
+#include <charconv>
+
+namespace kestrel::host {
+
+AddressLookup::Kind* AddressLookup::KindOf(std::int64_t address_type) {
+  const auto [entry, is_new] = kinds_.try_emplace(address_type);
+  std::optional<Kind>& kind = entry->second;
+  if (is_new) {
+    const auto query = connection_.Prepare("SELECT min(ProgID) FROM Importziele WHERE Adressart = ?");
+    query->BindInteger(0, address_type);
+    const RecordsetPtr found = query->Open();
+    if (found->IsEof() || found->IsNull(0)) return nullptr;
+    kind.emplace(Kind{LoadDestination(connection_, found->TextAt(0)), nullptr});
+    const Destination& destination = kind->destination;
+    const auto column = [&](std::string_view field) {
+      const auto found_field = destination.FindField(field);
+      return found_field ? destination.fields[*found_field].column : std::string("''");
+    };
+    kind->describe = connection_.Prepare("SELECT " + column("Bez1") + ", " + column("PLZ") + ", " +
+                                         column("Ort") + " FROM " + destination.table + " WHERE " +
+                                         destination.fields[destination.number_field].column + " = ?");
+  }
+  return kind ? &*kind : nullptr;
+}
+
+AddressLookup::Summary AddressLookup::Describe(std::int64_t address_type, std::string_view number) {
+  Kind* const kind = KindOf(address_type);
+  std::int64_t whole = 0;
+  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), whole);
+  if (kind == nullptr || error != std::errc() || end != number.data() + number.size()) return {};
+  kind->describe->BindInteger(0, whole);
+  const RecordsetPtr row = kind->describe->Open();
+  if (row->IsEof()) return {};
+  Summary summary{std::string(row->TextAt(0)), std::string(row->TextAt(1))};
+  const std::string_view town = row->TextAt(2);
+  if (!summary.place.empty() && !town.empty()) summary.place += " ";
+  summary.place += town;
+  return summary;
+}
+
+const Destination* AddressLookup::DestinationOf(std::int64_t address_type) {
+  Kind* const kind = KindOf(address_type);
+  return kind == nullptr ? nullptr : &kind->destination;
+}
+
+}  // namespace kestrel::host
