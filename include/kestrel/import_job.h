@@ -41,6 +41,7 @@
 #include "kestrel/clock.h"
 #include "kestrel/component_registry.h"
 #include "kestrel/console_user_interface.h"
+#include "kestrel/data_profile.h"
 #include "kestrel/finding.h"
 #include "platform/dialogs/muted_user_interface.h"
 #include "sources/piped_source.h"
@@ -107,6 +108,10 @@ class ImportJob {
   // Everything wrong or suspicious, in the order specification, source, destination. Shows no boxes. `no_host`,
   // where given, says why the destination cannot be asked, and stands in the place of its findings.
   Findings Check(CheckDepth depth = CheckDepth::kRecords, const std::optional<Finding>& no_host = std::nullopt);
+
+  // The same to the columns, and what the data are like, which takes as long as reading all of them, also of a
+  // server. The source is opened and read as in a run.
+  DataProfile CheckData(const std::optional<Finding>& no_host = std::nullopt);
 
   // Hands the first `most` records to `show`. Returns how reading ended: kNotOpened or kBrokenOff with the
   // error, which the user interface has shown, too.

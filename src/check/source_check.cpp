@@ -55,8 +55,12 @@ void CheckSourceRecords(Session& session, Findings& findings) {
     if (one_is_enough) break;
     source = SourceMoveNext(session);
   }
-  const SourceEnd end = session.source_end;
+  TellSourceEnd(session, session.source_end, records, count, findings);
   CloseSource(session);
+}
+
+void TellSourceEnd(const Session& session, const SourceEnd& end, std::int64_t records, std::int64_t count,
+                   Findings& findings) {
   if (!end.error) return;
   const std::string reached = end.state == SourceState::kNotOpened
                                   ? "Die Datenquelle kann nicht gelesen werden. "

@@ -23,4 +23,8 @@ void CheckLeftOutColumns(const std::vector<SourceRemark>& remarks, Findings& fin
 // shows on the way is shown by the session's user interface.
 void CheckSourceRecords(Session& session, Findings& findings);
 
+// How reading ended, where that was not at the source's end: `records` were read of the `count` that it tells.
+void TellSourceEnd(const Session& session, const SourceEnd& end, std::int64_t records, std::int64_t count,
+                   Findings& findings);
+
 }  // namespace kestrel

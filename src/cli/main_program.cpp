@@ -61,6 +61,8 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
   };
   auto* show = with_spec(app.add_subcommand("show", "Einstellungen und Feldzuordnungen zeigen"), false);
   auto* check = with_spec(app.add_subcommand("check", "Eine Spezifikation auf Fehler prüfen"), true);
+  bool check_data = false;
+  check->add_flag("--data", check_data, "auch jeden Wert der Datenquelle prüfen");
   auto* tables = with_spec(app.add_subcommand("tables", "Tabellen der Datenquelle auflisten"), false);
   auto* columns = with_spec(app.add_subcommand("columns", "Spalten der Datenquelle auflisten"), true);
   auto* preview = with_spec(app.add_subcommand("preview", "Die ersten Datensätze der Quelle zeigen"), true);
@@ -116,7 +118,7 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
     Workspace workspace(common, {format_out, err, terminal, signals});
     if (*list) return ListCommand(workspace, list_options);
     if (*show) return ShowCommand(workspace, spec);
-    if (*check) return CheckCommand(workspace, spec, source_file);
+    if (*check) return CheckCommand(workspace, {spec, source_file, check_data});
     if (*tables) return TablesCommand(workspace, spec);
     if (*columns) return ColumnsCommand(workspace, spec, source_file);
     if (*preview) return PreviewCommand(workspace, spec, source_file, records);

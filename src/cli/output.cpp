@@ -65,7 +65,17 @@ JsonObject& JsonObject::Truth(std::string_view key, bool value) {
   return *this;
 }
 
-void JsonObject::End() { stream_ << (first_ ? "{}\n" : "}\n"); }
+std::ostream& JsonObject::Member(std::string_view key) {
+  Key(key);
+  return stream_;
+}
+
+void JsonObject::Close() { stream_ << (first_ ? "{}" : "}"); }
+
+void JsonObject::End() {
+  Close();
+  stream_ << '\n';
+}
 
 TableWriter::TableWriter(std::ostream& stream, OutputFormat format, std::vector<Column> columns)
     : stream_(stream), format_(format), columns_(std::move(columns)) {

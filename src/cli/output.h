@@ -32,7 +32,11 @@ class JsonObject {
   JsonObject& Text(std::string_view key, std::string_view value);
   JsonObject& Number(std::string_view key, std::int64_t value);
   JsonObject& Truth(std::string_view key, bool value);
-  // Ends the line.
+  // Writes the key; what is written to the stream then is its value.
+  std::ostream& Member(std::string_view key);
+  // Ends the object, as a value within another one.
+  void Close();
+  // Ends the object and the line.
   void End();
 
  private:

@@ -119,7 +119,12 @@ struct ListOptions {
 };
 int ListCommand(Workspace& workspace, const ListOptions& options);
 int ShowCommand(Workspace& workspace, const std::string& spec);
-int CheckCommand(Workspace& workspace, const std::string& spec, const std::string& source_file);
+struct CheckOptions {
+  std::string spec;
+  std::string source_file;
+  bool data = false;  // look at every value, too
+};
+int CheckCommand(Workspace& workspace, const CheckOptions& options);
 int TablesCommand(Workspace& workspace, const std::string& spec);
 int ColumnsCommand(Workspace& workspace, const std::string& spec, const std::string& source_file);
 int PreviewCommand(Workspace& workspace, const std::string& spec, const std::string& source_file,

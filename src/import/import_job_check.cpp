@@ -1,5 +1,6 @@
 // What ImportJob::Check finds.
 #include "check/assignment_check.h"
+#include "check/data_profile.h"
 #include "check/source_check.h"
 #include "check/specification_check.h"
 #include "kestrel/import_job.h"
@@ -18,6 +19,16 @@ Findings ImportJob::Check(CheckDepth depth, const std::optional<Finding>& no_hos
   CheckSettings(*specification, findings);
   CheckUnreadEntries(session_, *specification, findings);
   return findings;
+}
+
+DataProfile ImportJob::CheckData(const std::optional<Finding>& no_host) {
+  DataProfile profile;
+  profile.findings = Check(CheckDepth::kColumns, no_host);
+  if (!source_open_) return profile;
+  const auto mute = MuteBoxes();
+  ProfileData(session_, fields_built_ ? session_.AssignmentList.get() : nullptr, Import().duplicates(),
+              profile);
+  return profile;
 }
 
 void ImportJob::CheckSource(CheckDepth depth, Findings& findings) {

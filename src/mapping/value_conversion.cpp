@@ -70,21 +70,23 @@ const DatePattern* FindDatePattern(std::string_view format) {
   return nullptr;
 }
 
-std::optional<std::string> ConvertDate(std::string_view value, const DatePattern& pattern) {
+std::span<const DatePattern> DatePatterns() { return kDatePatterns; }
+
+std::optional<CalendarDate> ReadDate(std::string_view value, const DatePattern& pattern) {
   if (LengthInCharacters(value) != pattern.length) return std::nullopt;
-  std::optional<CalendarDate> date;
-  if (pattern.day.count == kWholeValue.count) {
-    date = ParseGermanDate(value);
-  } else {
-    const auto cut = [value](DatePattern::Piece piece) { return Middle(value, piece.start, piece.count); };
-    std::string joined;
-    joined.append(cut(pattern.day))
-        .append(1, '.')
-        .append(cut(pattern.month))
-        .append(1, '.')
-        .append(cut(pattern.year));
-    date = ParseGermanDate(joined);
-  }
+  if (pattern.day.count == kWholeValue.count) return ParseGermanDate(value);
+  const auto cut = [value](DatePattern::Piece piece) { return Middle(value, piece.start, piece.count); };
+  std::string joined;
+  joined.append(cut(pattern.day))
+      .append(1, '.')
+      .append(cut(pattern.month))
+      .append(1, '.')
+      .append(cut(pattern.year));
+  return ParseGermanDate(joined);
+}
+
+std::optional<std::string> ConvertDate(std::string_view value, const DatePattern& pattern) {
+  const std::optional<CalendarDate> date = ReadDate(value, pattern);
   if (!date) return std::nullopt;
   return FormatStoredDate(*date);
 }

@@ -6,8 +6,11 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+
+#include "kestrel/date.h"
 
 namespace kestrel {
 
@@ -45,6 +48,12 @@ struct DatePattern {
 // The pattern of one of the eight formats offered ("tt.mm.jjjj" ... "jjmmtt"), compared exactly; null for
 // any other text. Lives for the life of the program.
 const DatePattern* FindDatePattern(std::string_view format);
+
+// All of them, in the order in which they are offered.
+std::span<const DatePattern> DatePatterns();
+
+// The day that a value names; none for one of another length, or that is no day of the calendar. Raises nothing.
+std::optional<CalendarDate> ReadDate(std::string_view value, const DatePattern& pattern);
 
 // "JJJJMMTT000000" for a value that has the pattern's length and names a day that exists; none for every
 // other value, which then passes unchanged. Raises nothing.

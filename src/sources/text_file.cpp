@@ -27,6 +27,16 @@ bool IsUtf16(ByteOrderMark mark) {
   return mark == ByteOrderMark::kUtf16Little || mark == ByteOrderMark::kUtf16Big;
 }
 
+const char* NameOf(ByteOrderMark mark) {
+  switch (mark) {
+    case ByteOrderMark::kUtf8: return "UTF-8 mit Kennung (BOM)";
+    case ByteOrderMark::kUtf16Little: return "UTF-16 LE";
+    case ByteOrderMark::kUtf16Big: return "UTF-16 BE";
+    case ByteOrderMark::kNone: break;
+  }
+  return "";
+}
+
 // The first line is certain once it has ended at a CR, as an LF may turn out to end no line, and when it
 // cannot be changed by what the rest of the file tells about the character set.
 bool FirstLineIsCertain(const LineScanner& scanner) {
@@ -60,6 +70,7 @@ TextFile TextFile::LoadOnce(const std::string& path, const TextFormat& format, E
   TextFile text(path);
   TextWindow& window = text.window_;
   const ByteOrderMark mark = FindByteOrderMark(window.From(0).bytes);
+  text.charset_name_ = NameOf(mark);
   const bool repair = format.file_format == "ASCII";
   const Separators separators = SeparatorsOf(format);
   const auto replace = [&](std::string decoded) {
@@ -90,6 +101,9 @@ TextFile TextFile::LoadOnce(const std::string& path, const TextFormat& format, E
   const bool is_utf8 = mark == ByteOrderMark::kUtf8 || (scanner.utf8() && scanner.beyond_ascii());
   text.charset_ = is_utf8 ? Charset::kUtf8 : Charset::kWindows1252;
   text.repair_umlauts_ = repair;
+  if (mark == ByteOrderMark::kNone) {
+    text.charset_name_ = is_utf8 ? "UTF-8" : repair ? "ASCII (DOS-Umlaute)" : "Windows-1252";
+  }
   window.SetLineEnd(scanner.line_end());
   text.first_line_.assign(window.Hold(SizeOf(mark), scanner.first_line_end()),
                           scanner.first_line_end() - SizeOf(mark));
@@ -128,6 +142,20 @@ std::size_t TextFile::RecordSize(std::size_t row, const char* record) const {
   std::size_t size = NextBegin(row) - index_[row];
   while (size > 0 && record[size - 1] == line_end_) --size;
   return size;
+}
+
+TextSurvey TextFile::Survey() {
+  LineEndCounter counter;
+  if (!decoded_.empty()) {
+    counter.Scan(std::string_view(decoded_).substr(0, end_));
+  } else {
+    for (TextWindow::Part part; !part.is_last;) {
+      part = window_.From(part.begin + part.bytes.size());
+      counter.Scan(part.bytes);
+    }
+  }
+  counter.Finish();
+  return {charset_name_, counter.crlf(), counter.lf(), counter.cr()};
 }
 
 std::string TextFile::Decode(std::string_view bytes) const {

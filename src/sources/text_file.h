@@ -8,6 +8,7 @@
 
 #include "sources/text_lines.h"
 #include "sources/text_source.h"
+#include "sources/text_survey.h"
 #include "sources/text_window.h"
 
 namespace kestrel {
@@ -48,6 +49,9 @@ class TextFile {
   // The size in bytes of the record that begins at `record`.
   std::size_t RecordSize(std::size_t row, const char* record) const;
 
+  // Looks at the whole text once more. What Record gave is no longer valid. Raises as Record.
+  TextSurvey Survey();
+
   // Text of this file's character set as UTF-8, umlauts repaired.
   std::string Decode(std::string_view bytes) const;
 
@@ -63,6 +67,7 @@ class TextFile {
   TextWindow window_;
   std::string decoded_;  // takes the window's place where it is not empty
   Charset charset_ = Charset::kWindows1252;
+  const char* charset_name_ = "";  // of the file, for a person
   bool repair_umlauts_ = false;
   char line_end_ = '\n';
   bool line_ends_within_values_ = false;

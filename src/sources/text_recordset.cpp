@@ -115,19 +115,41 @@ void TextRecordset::SplitRecord() const {
   is_split_ = true;
   if (decoded_split_ != nullptr) return SplitDecoded();
   const std::size_t usable = std::min(column_names_.size(), kValueSlots);
-  const std::span<RawValue> values = std::span(values_).first(usable);
+  value_count_ = Split(std::span(values_).first(usable));
+}
+
+inline std::size_t TextRecordset::Split(std::span<RawValue> values) const {
   if (file_.line_ends_within_values()) [[unlikely]] {
-    value_count_ = SplitText({record_, file_.RecordSize(row_, record_)}, rules_, values);
-  } else {
-    value_count_ = SplitLine(record_, rules_, values);
+    return SplitText(RecordText(), rules_, values);
   }
+  return SplitLine(record_, rules_, values);
+}
+
+TextSurvey TextRecordset::Survey() {
+  TextSurvey survey = file_.Survey();
+  MoveFirst();
+  return survey;
+}
+
+std::optional<std::size_t> TextRecordset::ValueCount() const {
+  if (IsEof()) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
+  if (decoded_split_ != nullptr) return std::nullopt;
+  counted_.resize(kMostCounted);
+  const std::size_t count = Split(counted_);
+  if (count >= column_names_.size()) return count;
+  const bool last_is_empty = RecordText().ends_with(rules_.delimiter);
+  return last_is_empty ? count + 1 : count;
+}
+
+std::string_view TextRecordset::RecordText() const {
+  if (file_.line_ends_within_values()) return {record_, file_.RecordSize(row_, record_)};
+  return {record_,
+          static_cast<std::size_t>(static_cast<const char*>(rawmemchr(record_, file_.line_end())) - record_)};
 }
 
 void TextRecordset::SplitDecoded() const {
-  const auto size =
-      static_cast<std::size_t>(static_cast<const char*>(rawmemchr(record_, file_.line_end())) - record_);
   DecodedSplit& split = *decoded_split_;
-  SplitTextLine(file_.Decode({record_, size}), split.delimiter, split.qualifier, split.slots);
+  SplitTextLine(file_.Decode(RecordText()), split.delimiter, split.qualifier, split.slots);
   value_count_ = std::min(column_names_.size(), kValueSlots);
   for (std::size_t i = 0; i < value_count_; ++i) {
     values_[i] = {split.slots[i].data(), split.slots[i].size(), /*plain=*/true};

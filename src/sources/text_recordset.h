@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,11 +15,12 @@
 #include "sources/text_file.h"
 #include "sources/text_source.h"
 #include "sources/text_split.h"
+#include "sources/text_survey.h"
 #include "sources/text_values.h"
 
 namespace kestrel {
 
-class TextRecordset final : public Recordset {
+class TextRecordset final : public Recordset, public TextFacts {
  public:
   // `delimiter` and `qualifier` as SplitTextLine takes them. At the first record, or at the end.
   TextRecordset(TextFile file, std::vector<std::string> column_names, std::string delimiter,
@@ -43,6 +45,8 @@ class TextRecordset final : public Recordset {
     }
     return PrepareTextAt(column);
   }
+  TextSurvey Survey() override;
+  std::optional<std::size_t> ValueCount() const override;
 
  private:
   // The slow way for lines that SplitLine does not serve.
@@ -57,6 +61,10 @@ class TextRecordset final : public Recordset {
   // Cuts the record or decodes the value, whichever is still to be done.
   std::string_view PrepareTextAt(std::size_t column) const;
   void SplitRecord() const;
+  // Fills `values` from the current record; how many it has.
+  std::size_t Split(std::span<RawValue> values) const;
+  // The bytes of the current record.
+  std::string_view RecordText() const;
   void SplitDecoded() const;
 
   TextFile file_;
@@ -73,6 +81,7 @@ class TextRecordset final : public Recordset {
   mutable std::size_t value_count_ = 0;
   mutable std::array<RawValue, kValueSlots> values_;
   mutable ValueScratch scratch_;
+  mutable std::vector<RawValue> counted_;  // only for ValueCount
 };
 
 }  // namespace kestrel

@@ -53,7 +53,7 @@ const std::map<std::string, std::set<std::string>>& PublicHeaders() {
       {"platform/dialogs", {"console_user_interface", "user_interface"}},
       {"component", {"import_man", "source_end"}},
       {"duplicates", {"duplicate_match"}},
-      {"check", {"finding"}},
+      {"check", {"data_profile", "finding"}},
       {"import", {"import_job", "record_outcome", "run_result"}},
       {"wizard", {"qt_user_interface", "wizard"}},
   };

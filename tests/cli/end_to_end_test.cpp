@@ -211,6 +211,48 @@ TEST_F(EndToEnd, CheckNamesSectionAndKeyOfEverythingSuspicious) {
   }
 }
 
+TEST_F(EndToEnd, CheckOfTheDataTellsFiguresAndFindingsAsTables) {
+  const ProgramResult check = Run({"check", "Kundenliste", "--data", "--format", "csv"});
+  EXPECT_EQ(check.status, 1);
+  for (const char* line : {"1000,15,Windows-1252,1001,0,0,0,\r\n", "Umsatz,Umsatz,1000,0,0,4,0,0,0,0\r\n",
+                           "Suchbegriff,Name,1000,0,458,0,0,0,0,0\r\n",
+                           "Warnung,Translation_Land,,\"29 Werte haben keine Übersetzung",
+                           "Fehler,FieldFormat,KundeSeit,", "(996 von 1000)"}) {
+    EXPECT_THAT(check.out, HasSubstr(line));
+  }
+}
+
+TEST_F(EndToEnd, CheckOfTheDataGivesOneJsonObjectALineWithNumbersAsSuch) {
+  const ProgramResult check = Run({"check", "Kundenliste", "--data", "--format", "json"});
+  for (const char* line :
+       {"{\"kind\":\"source\",\"records\":1000,\"columns\":15,\"charset\":\"Windows-1252\",\"crlf\":1001,"
+        "\"lf\":0,"
+        "\"cr\":0,\"unusualLines\":0}\n",
+        "{\"kind\":\"field\",\"field\":\"Land\",\"column\":\"Land\",\"filled\":1000,\"empty\":0,\"cut\":0,"
+        "\"notNumbers\":0,\"notDates\":0,\"notTranslated\":29,\"notPermitted\":0,\"unreadable\":0}\n",
+        "\"count\":1,\"examples\":[{\"record\":418,\"value\":\"neu\"}]}\n"}) {
+    EXPECT_THAT(check.out, HasSubstr(line));
+  }
+}
+
+TEST_F(EndToEnd, TheErrorsInTheDataAreThoseThatARunCounts) {
+  const ProgramResult check = Run({"check", "Kundenliste", "--data", "--format", "csv"});
+  std::int64_t errors = 0;
+  for (const std::string_view line : Split(check.out, '\n')) {
+    const std::vector<std::string_view> cells = Split(line, ',');
+    if (cells.size() == 10 && cells[0] != "Feld") errors += std::stoi(std::string(cells[5]));
+  }
+  EXPECT_EQ(errors, 11);
+  EXPECT_THAT(Run({"log", "errors", "--last"}).out, Not(HasSubstr("10005"))) << "a check logs nothing";
+  Run({"run", "Kundenliste"});
+  const ProgramResult log = Run({"log", "errors", "--last", "--format", "csv"});
+  std::size_t logged = 0;
+  for (std::size_t at = log.out.find("10005"); at != std::string::npos; at = log.out.find("10005", at + 1)) {
+    ++logged;
+  }
+  EXPECT_EQ(logged, 11u);
+}
+
 TEST_F(EndToEnd, CheckTellsAnUnknownKindOfSource) {
   WriteSpec("Art.IMP", "[Common]\nDescription=Art\nImportClass=ksbimport.importkunden\nProvider=textdatei\n");
   EXPECT_THAT(Run({"check", "Art", "--format", "csv"}).out,
