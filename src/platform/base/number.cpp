@@ -1,5 +1,6 @@
 #include "platform/base/number.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -91,6 +92,24 @@ struct PlainNumber {
   }
 };
 
+// Whether a number beyond the range of a double ("12.5e-400", digits among them that are not 0) is too near
+// to 0, not too far from it.
+bool IsTiny(std::string_view number) {
+  const std::size_t exponent_at = std::min(number.find('e'), number.size());
+  const std::string_view mantissa = number.substr(0, exponent_at);
+  const auto place = [](std::size_t at) { return static_cast<std::int64_t>(at); };
+  const std::int64_t point = place(std::min(mantissa.find('.'), mantissa.size()));
+  const std::int64_t first = place(mantissa.find_first_of("123456789"));
+  std::int64_t exponent = 0;
+  if (exponent_at < number.size()) {
+    const std::string_view digits = number.substr(exponent_at + 1);
+    const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), exponent);
+    if (parsed.ec != std::errc()) return digits.starts_with('-');
+  }
+  // The place of the first digit that counts: 0 for tenths, less behind them.
+  return exponent < first - point;
+}
+
 }  // namespace
 
 std::optional<double> ParseNumber(std::string_view text) {
@@ -154,7 +173,11 @@ std::optional<double> ParseNumber(std::string_view text) {
   const std::string_view view = plain.view();
   double value = 0;
   const auto [end, error] = std::from_chars(view.data(), view.data() + view.size(), value);
-  if (error != std::errc() || end != view.data() + view.size() || !std::isfinite(value)) return std::nullopt;
+  const bool is_tiny = error == std::errc::result_out_of_range && IsTiny(view);
+  if (is_tiny) value = 0;
+  if ((error != std::errc() && !is_tiny) || end != view.data() + view.size() || !std::isfinite(value)) {
+    return std::nullopt;
+  }
   return negative ? -value : value;
 }
 

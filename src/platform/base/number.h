@@ -17,7 +17,8 @@ namespace kestrel {
 // one kind occurring more than once it groups, by the same rule. With one separator occurring once it is
 // the decimal one ("1.234" is 1.234, "1,234" likewise).
 //
-// No value for a text that is not a number or one beyond the range of a double. Raises nothing.
+// No value for a text that is not a number or one too large for a double; one too near to 0 for it is 0.
+// Raises nothing.
 std::optional<double> ParseNumber(std::string_view text);
 // The same question without the value, which costs less.
 bool IsNumeric(std::string_view text);

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <string>
+#include <vector>
 
 #include "kestrel/date.h"
 #include "platform/base/number.h"
@@ -46,6 +48,20 @@ TEST(Number, Exponents) {
   EXPECT_EQ(ParseNumber("2e-2"), 0.02);
   EXPECT_EQ(ParseNumber("1.234,5e+1"), 12345);
   for (const char* text : {"e5", "1e", "1e+", "1e5x", "1e1,5"}) EXPECT_FALSE(IsNumeric(text)) << text;
+}
+
+TEST(Number, TooNearToZeroIsZero) {
+  const std::string zeros(400, '0');
+  for (const std::string& text :
+       std::vector<std::string>{"8e-557", "4.e-7521", "-1,5E-400", "0,5e-99999999999999999999",
+                                "0," + zeros + "1", "0," + zeros + "1e9", "1" + zeros + "e-800"}) {
+    EXPECT_EQ(ParseNumber(text), 0) << text;
+    EXPECT_TRUE(IsNumeric(text)) << text;
+  }
+  for (const std::string& text : std::vector<std::string>{"1" + zeros, "1" + zeros + "e-9",
+                                                          "1e99999999999999999999", "0," + zeros + "1e999"}) {
+    EXPECT_FALSE(IsNumeric(text)) << text;
+  }
 }
 
 TEST(Number, WhatIsNoNumber) {
