@@ -4,11 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
 #include "sources/enclosed_values.h"
 #include "sources/line_feed_doubt.h"
+#include "sources/line_marks.h"
 
 namespace kestrel {
 
@@ -19,6 +21,7 @@ class LineIndex {
     if (size_ % kPiece == 0) AddPiece();
     pieces_.back()[size_++ % kPiece] = offset;
   }
+  void Append(std::span<const std::uint64_t> offsets);
   // Keeps the first `size` of them.
   void Truncate(std::size_t size) {
     size_ = size;
@@ -43,9 +46,9 @@ class LineIndex {
 //  2. Every line before `line_begin_` is done: indexed if it is not empty, and not the header.
 //  3. Everything before `position()` has been looked at, some of it more than once, and is valid UTF-8 while
 //     utf8() says so.
-//  4. `behind_cr_` tells that the last byte before `position()` is a CR that ended a line.
-//  5. While `is_close_`, `values_` has looked at every block from `trusted_` on. Else every LF ends a line, and
-//     `doubt_` tells when that may have been wrong: the pass goes back to `trusted_` then.
+//  4. While `is_close_`, `values_` looks at every block. Else every LF ends a line, and `doubt_` tells when that
+//     may have been wrong: the pass goes back to where the line begins that ends at the first LF in doubt, but
+//     not behind `closed_`, where `values_` has stopped last.
 class LineScanner {
  public:
   // `begin`: where the text begins, behind a byte order mark. `header`: the first line is no record.
@@ -76,17 +79,28 @@ class LineScanner {
 
  private:
   static constexpr std::size_t kUnknown = SIZE_MAX;
-  // The bytes that can follow the first one of a UTF-8 character.
-  static constexpr std::size_t kLookAhead = 3;
+  // What is looked at behind a block: up to 3 further bytes of a UTF-8 character, and what doubt_ asks for.
+  static constexpr std::size_t kLookAhead = LineFeedDoubt::kPadding;
 
-  // The block at position(); `left` bytes of the text begin there, or more than a block.
-  void ScanBlock(const char* bytes, std::size_t left);
-  void CheckUtf8(const char* block, std::uint64_t high);
+  // Every line before `position` is certain.
+  struct Certain {
+    std::size_t position, line_begin, first_line_end, records;
+  };
+
+  // The blocks at position(); `left` bytes of the text begin there. `blocks` reach beyond it by less than one.
+  void ScanBlocks(const char* bytes, std::size_t blocks, std::size_t left);
+  // One block at position(), while values_ looks at each.
+  void ScanClosely(const char* bytes, std::size_t left);
+  // Takes the lines that end in `marks`: writes where they begin, without empty ones, and behind them where the
+  // one begins that follows them, if any text does. Returns how many.
+  template <bool cr_lf>
+  std::size_t TakeLines(const LineMarks& marks, std::size_t blocks, const char* bytes, std::uint64_t* begins);
+  void TakeFirstLine(LineMarks& marks, std::size_t blocks, const char* bytes);
+  void CheckUtf8(const char* bytes, std::size_t size);
+  void CheckUtf8(const char* block, std::size_t position, std::uint64_t high);
   void EndLine(std::size_t end);
   void BeginAgainWithCr();
-  // Every line before position() is certain.
-  void Trust();
-  // Goes back to where the lines are trusted, to look at each value up to where the doubt ends.
+  // Goes back to where the lines are certain, to look at each value up to where the doubt ends.
   void LookClosely();
 
   std::size_t begin_;
@@ -99,17 +113,12 @@ class LineScanner {
   std::size_t line_begin_;
   std::size_t first_line_end_ = kUnknown;
   char line_end_ = '\n';
-  bool behind_cr_ = false;
   bool utf8_;
   bool beyond_ascii_ = false;
   EnclosedValues values_;
   LineFeedDoubt doubt_;
   bool is_close_ = false;
-  std::size_t close_end_;  // where values_ has stopped last
-  // The pass as it was when all its lines were certain, so that it can go back.
-  struct {
-    std::size_t position, line_begin, first_line_end, records;
-  } trusted_;
+  Certain closed_;
   std::size_t character_end_;  // end of the last character checked; may lie in the next block
 };
 

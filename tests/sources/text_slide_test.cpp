@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/base/byte_blocks.h"
+#include "sources/line_marks.h"
 #include "sources/text_source.h"
 #include "sources/text_window.h"
 #include "sources/whole_files.h"
@@ -49,6 +50,18 @@ class SpecialBytes : public ::testing::Test {
     }
   }
 
+  // Behind one value of so many "x", which costs the slow reader time and changes nothing.
+  void CompareBehind(std::size_t size, const std::string& bytes) {
+    for (const std::string end : {"\r\n", "\n"}) {
+      const std::string rest = bytes + "b;c" + end + "d";
+      const std::string path = Write(std::string(size, 'x') + rest);
+      Records expected = Expected("x" + rest);
+      ASSERT_FALSE(expected.empty());
+      if (!expected[0][0].empty()) expected[0][0].insert(0, size - 1, 'x');
+      ASSERT_EQ(Read(path), expected) << size << ' ' << Shown(rest);
+    }
+  }
+
   TempFolder folder_;
 };
 
@@ -66,22 +79,24 @@ TEST_F(SpecialBytes, AreReadAlikeNextToEachOther) {
 }
 
 TEST_F(SpecialBytes, AreReadAlikeAroundTheBorderOfTheWindow) {
-  // What stands before is one value of "x", which costs the slow reader time and changes nothing.
-  const auto compare = [&](std::size_t size, const std::string& rest) {
-    const std::string path = Write(std::string(size, 'x') + rest);
-    Records expected = Expected("x" + rest);
-    ASSERT_FALSE(expected.empty());
-    if (!expected[0][0].empty()) expected[0][0].insert(0, size - 1, 'x');
-    ASSERT_EQ(Read(path), expected) << size << ' ' << Shown(rest);
-  };
   for (const std::string& sequence : Sequences()) {
-    for (const std::string end : {"\r\n", "\n"}) {
-      // The last block that is looked at with the first window ends up to 67 bytes before its border.
-      for (std::size_t before = 72; before > 60; --before)
-        compare(kWindow - before, sequence + "b;c" + end + "d");
-      for (std::size_t before = 6; before > 0; --before)
-        compare(kWindow - before, sequence + "b;c" + end + "d");
-      compare(kWindow, sequence + "b;c" + end + "d");
+    // The last block that is looked at with the first window ends 64 bytes before its border.
+    for (std::size_t before = 72; before > 60; --before)
+      ASSERT_NO_FATAL_FAILURE(CompareBehind(kWindow - before, sequence));
+    for (std::size_t before = 7; before-- > 0;)
+      ASSERT_NO_FATAL_FAILURE(CompareBehind(kWindow - before, sequence));
+  }
+}
+
+TEST_F(SpecialBytes, AreReadAlikeAroundTheBorderOfAStretch) {
+  constexpr std::size_t kStretch = LineMarks::kBlocks * kBlockSize;
+  for (const std::string& sequence : Sequences()) {
+    for (std::size_t before = 14; before-- > 0;)
+      ASSERT_NO_FATAL_FAILURE(CompareBehind(kStretch - before, sequence));
+    // A line feed before the stretch, qualifiers in it.
+    for (const std::string next : {"\"y\";z", "\"\";\"\"", "y\";z", "\"\"\"\ny\";z"}) {
+      for (std::size_t before = 6; before-- > 0;)
+        ASSERT_NO_FATAL_FAILURE(CompareBehind(kStretch - before, sequence + next));
     }
   }
 }

@@ -117,21 +117,6 @@ inline std::uint64_t LowestBit(std::uint64_t mask) { return mask & (~mask + 1); 
 // The bits below the lowest set one; all of them where none is set.
 inline std::uint64_t BitsBelowLowest(std::uint64_t mask) { return ~mask & (mask - 1); }
 
-// The bits above the lowest set one; none where none is set.
-inline std::uint64_t BitsAboveLowest(std::uint64_t mask) { return ~(mask ^ (mask - 1)); }
-
-// The bits directly behind the runs of set bits that are odd in number. Such a run at the highest bits has none
-// behind it; `reaches_end` tells of it.
-inline std::uint64_t BehindOddRuns(std::uint64_t mask, bool& reaches_end) {
-  constexpr std::uint64_t kEvenBits = 0x5555555555555555;
-  // Adding the first bit of a run carries through it; the carry is behind the run.
-  const std::uint64_t first = mask & ~(mask << 1);
-  const std::uint64_t from_even = mask + (first & kEvenBits);
-  const std::uint64_t from_odd = mask + (first & ~kEvenBits);
-  reaches_end = from_odd < mask;
-  return ((from_even & ~kEvenBits) | (from_odd & kEvenBits)) & ~mask;
-}
-
 // Bit i of the result is the parity of bits 0 to i: from quotes to the stretches that they enclose.
 inline std::uint64_t PrefixParity(std::uint64_t mask) {
   for (const int shift : {1, 2, 4, 8, 16, 32}) mask ^= mask << shift;
