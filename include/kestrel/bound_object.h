@@ -34,7 +34,6 @@
 #include <vector>
 
 #include "kestrel/object.h"
-#include "platform/base/text.h"
 
 namespace kestrel {
 
@@ -259,7 +258,7 @@ class BoundObject : public Object {
     }
     Entry& EntryFor(std::string_view name) {
       for (Entry& entry : entries_) {
-        if (EqualsIgnoringCase(entry.name, name)) return entry;
+        if (detail::IsSameMember(entry.name, name)) return entry;
       }
       entries_.push_back(Entry{std::string(name), {}});
       return entries_.back();
@@ -275,7 +274,7 @@ class BoundObject : public Object {
       if (entries[i].name == name) return static_cast<MemberId>(i);
     }
     for (std::size_t i = 0; i < entries.size(); ++i) {
-      if (EqualsIgnoringCase(entries[i].name, name)) return static_cast<MemberId>(i);
+      if (detail::IsSameMember(entries[i].name, name)) return static_cast<MemberId>(i);
     }
     return std::nullopt;
   }

@@ -15,14 +15,12 @@
 #pragma once
 
 #include <functional>
-#include <map>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "kestrel/object.h"
-#include "platform/profile/caseless.h"
 
 namespace kestrel {
 
@@ -30,9 +28,10 @@ class ComponentRegistry {
  public:
   using Factory = std::function<ObjectPtr()>;
 
-  ComponentRegistry() = default;
+  ComponentRegistry();
   ComponentRegistry(const ComponentRegistry&) = delete;
   ComponentRegistry& operator=(const ComponentRegistry&) = delete;
+  ~ComponentRegistry();
 
   // Identifiers are compared without case; a second registration replaces the first.
   void Register(std::string prog_id, Factory factory);
@@ -54,16 +53,8 @@ class ComponentRegistry {
   std::vector<std::string> ProgIds() const;
 
  private:
-  void LoadLibraryOf(const std::string& prog_id, const std::string& library);
-
-  struct LessIgnoringCase {
-    using is_transparent = void;
-    bool operator()(std::string_view a, std::string_view b) const;
-  };
-  // Hashed, as objects are made for every record.
-  std::unordered_map<std::string, Factory, CaselessHash, CaselessEqual> factories_;
-  std::map<std::string, std::string, LessIgnoringCase> libraries_;
-  std::vector<std::string> folders_;
+  struct Known;
+  std::unique_ptr<Known> known_;
 };
 
 inline constexpr const char* kRegisterSymbol = "kestrel_register_components";

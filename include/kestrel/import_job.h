@@ -34,19 +34,20 @@
 #include <string_view>
 #include <vector>
 
-#include "component/import_class.h"
-#include "component/session.h"
-#include "import/active_import.h"
-#include "import/import_run.h"
 #include "kestrel/clock.h"
 #include "kestrel/component_registry.h"
 #include "kestrel/console_user_interface.h"
 #include "kestrel/data_profile.h"
 #include "kestrel/finding.h"
-#include "platform/dialogs/muted_user_interface.h"
-#include "sources/piped_source.h"
+#include "kestrel/object.h"
+#include "kestrel/platform.h"
+#include "kestrel/run_result.h"
+#include "kestrel/run_view.h"
+#include "kestrel/source_end.h"
 
 namespace kestrel {
+
+struct Session;
 
 // What is to be imported, and for whom.
 struct ImportOrder {
@@ -94,8 +95,8 @@ class ImportJob {
   // Ends what is open in a session of the job's own, as Cancel does.
   ~ImportJob();
 
-  // The variables of the import. A host may change what it was loaded with before the step that uses it.
-  Session& session() { return session_; }
+  // The variables of the import, for programs that are built with the component.
+  Session& session();
 
   // --- For hosts: from the specification to the result ---
 
@@ -162,41 +163,9 @@ class ImportJob {
   void Cancel();
 
  private:
-  struct OwnSession;
-
-  void BeginAnew();
-  ActiveImport& Import();
-  void RequireIdle() const;
-  void RequireOpen() const;
-  void LoadApplication(const ImportOrder& order, const std::string& path);
-  // Source paths that are relative and do not exist from here are meant from the specification's folder.
-  void ResolveSourcePaths();
-  // A source that is no file with a place of its own is neither saved nor removed; a pipe is read to its end,
-  // and `file` is what was read.
-  void TakeStream(std::string& file);
-  void BuildFields();
-  ImportClassError FieldsError();
-  void CheckSource(CheckDepth depth, Findings& findings);
-  void CheckDestination(const std::optional<Finding>& no_host, Findings& findings);
-  std::optional<MutedUserInterface::Mute> MuteBoxes();
-  // A test leaves the source as it is; and what cannot be saved is not removed.
-  void ProtectSource(RunMode mode);
-  void Tell(std::string_view text) const;
-
-  std::unique_ptr<OwnSession> own_;
-  Session& session_;
-  std::function<void(std::string_view)> tell_;
-  std::unique_ptr<PipedSource> piped_source_;
-  std::unique_ptr<ActiveImport> import_;  // from OpenImportClass on
-  bool open_ = false;
-  bool class_open_ = false;
-  bool source_open_ = false;
-  bool fields_built_ = false;
-  bool stop_requested_ = false;
-  std::string fields_failure_;
-  std::optional<ImportClassError> fields_error_;
-  ImportRun* run_ = nullptr;  // while one is under way
-  RunResult result_;
+  // What is open, and how each step is taken.
+  class Steps;
+  std::unique_ptr<Steps> steps_;
 };
 
 }  // namespace kestrel

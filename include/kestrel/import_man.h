@@ -11,12 +11,14 @@
 #include <memory>
 #include <string>
 
-#include "component/session.h"
 #include "kestrel/bound_object.h"
 #include "kestrel/clock.h"
 #include "kestrel/component_registry.h"
+#include "kestrel/platform.h"
 
 namespace kestrel {
+
+struct Session;
 
 // The pages as ImportMan knows them; implemented by the wizard library.
 class WizardPages {
@@ -35,8 +37,7 @@ class ImportMan final : public BoundObject<ImportMan> {
 
   // `pages` may be null for a host without a screen, whose ShowDialog does nothing. Both outlive this object,
   // and the platform outlives the pages, too.
-  ImportMan(Platform platform, WizardPages* pages)
-      : session_(std::make_shared<Session>(platform)), pages_(pages) {}
+  ImportMan(Platform platform, WizardPages* pages);
 
   // Lets late-binding hosts create it as kProgId from platform.components, a new one with a session of its own
   // each time. Platform and pages outlive what is created.
@@ -45,11 +46,12 @@ class ImportMan final : public BoundObject<ImportMan> {
 
   ObjectPtr Connection() const { return connection_; }
   void SetConnection(ObjectPtr connection);
-  void SetApplication(std::int16_t app_mode) { session_->AppMode = app_mode; }
-  void SetPersonalNr(const std::string& personal_nr) { session_->PersonalNr = personal_nr; }
-  void SetImportFileName(const std::string& filename) { session_->ImportFileName = filename; }
+  void SetApplication(std::int16_t app_mode);
+  void SetPersonalNr(const std::string& personal_nr);
+  void SetImportFileName(const std::string& filename);
   void ShowDialog();
 
+  // The variables of the import, for programs that are built with the component.
   Session& session() { return *session_; }
 
  private:

@@ -69,6 +69,8 @@ class Object {
 // Each raises 91 where the object is not set and 438 (naming the member) where the object lacks it.
 
 namespace detail {
+// Whether both name the same member: ASCII letters are compared without case.
+bool IsSameMember(std::string_view a, std::string_view b);
 MemberId ResolveMember(Object* object, std::string_view name);
 Value InvokeMember(Object* object, std::string_view name, MemberId member, CallKind kind,
                    std::span<Argument> arguments);

@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "cli/program.h"
+#include "kestrel/recordset.h"
 #include "log/import_log.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"

@@ -13,6 +13,7 @@
 #include "cli/output.h"
 #include "cli/stop_signals.h"
 #include "cli/terminal_stream.h"
+#include "component/session.h"
 #include "kestrel/import_job.h"
 #include "platform/base/file_lock.h"
 

@@ -2,10 +2,15 @@
 
 #include <utility>
 
+#include "component/session.h"
 #include "platform/base/component_folder.h"
 #include "platform/base/file.h"
 
 namespace kestrel {
+
+ImportMan::ImportMan(Platform platform, WizardPages* pages)
+    : session_(std::make_shared<Session>(platform)), pages_(pages) {}
+
 void ImportMan::Bind(Members& members) {
   members.Get("Connection", &ImportMan::Connection);
   members.Set("Connection", &ImportMan::SetConnection);
@@ -24,6 +29,10 @@ void ImportMan::SetConnection(ObjectPtr connection) {
   session_->HostConnection = connection;
   connection_ = std::move(connection);
 }
+
+void ImportMan::SetApplication(std::int16_t app_mode) { session_->AppMode = app_mode; }
+void ImportMan::SetPersonalNr(const std::string& personal_nr) { session_->PersonalNr = personal_nr; }
+void ImportMan::SetImportFileName(const std::string& filename) { session_->ImportFileName = filename; }
 
 void ImportMan::ShowDialog() {
   if (pages_ != nullptr) pages_->ShowStep1(session_);

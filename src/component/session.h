@@ -19,28 +19,16 @@
 #include <vector>
 
 #include "kestrel/object.h"
+#include "kestrel/platform.h"
 #include "kestrel/source_end.h"
 #include "platform/base/file_lock.h"
 #include "platform/profile/profile.h"
 
 namespace kestrel {
 
-class Clock;
-class ComponentRegistry;
 class Connection;
 class MemoryRecordset;
 class Recordset;
-class SourceKinds;
-class UserInterface;
-
-// What the session stands on. All of it outlives the session.
-struct Platform {
-  UserInterface& ui;
-  ComponentRegistry& components;
-  const Clock& clock;
-  // The kinds of sources where a host adds its own (sources/source_kind.h); null for those of the component.
-  const SourceKinds* source_kinds = nullptr;
-};
 
 struct Session {
   explicit Session(Platform platform_of_session) : platform(platform_of_session) {}

@@ -12,6 +12,7 @@
 #include "check/assignment_check.h"
 #include "check/source_check.h"
 #include "import/find_specification.h"
+#include "import/import_job_steps.h"
 #include "kestrel/import_man.h"
 #include "mapping/field_assignment.h"
 #include "platform/base/file.h"
@@ -65,7 +66,7 @@ bool IsMissingFolder(const std::string& path) {
 
 }  // namespace
 
-struct ImportJob::OwnSession {
+struct ImportJob::Steps::OwnSession {
   explicit OwnSession(const Platform& platform)
       : ui(platform.ui), session({ui, platform.components, platform.clock, platform.source_kinds}) {}
 
@@ -73,18 +74,18 @@ struct ImportJob::OwnSession {
   Session session;
 };
 
-ImportJob::ImportJob(const Platform& platform)
+ImportJob::Steps::Steps(const Platform& platform)
     : own_(std::make_unique<OwnSession>(platform)), session_(own_->session) {}
 
-ImportJob::ImportJob(Session& session) : session_(session) {}
+ImportJob::Steps::Steps(Session& session) : session_(session) {}
 
-ImportJob::~ImportJob() {
+ImportJob::Steps::~Steps() {
   if (own_ != nullptr) Cancel();
 }
 
 // --- Opening ------------------------------------------------------------------------------------
 
-void ImportJob::Open(const ImportOrder& order) {
+void ImportJob::Steps::Open(const ImportOrder& order) {
   RequireIdle();
   Cancel();
   tell_ = order.tell;
@@ -103,7 +104,7 @@ void ImportJob::Open(const ImportOrder& order) {
   ResolveSourcePaths();
 }
 
-void ImportJob::LoadApplication(const ImportOrder& order, const std::string& path) {
+void ImportJob::Steps::LoadApplication(const ImportOrder& order, const std::string& path) {
   if (order.app_mode) {
     session_.AppMode = *order.app_mode;
     return;
@@ -117,7 +118,7 @@ void ImportJob::LoadApplication(const ImportOrder& order, const std::string& pat
   session_.AppMode = static_cast<std::int16_t>(*app_mode);
 }
 
-void ImportJob::ResolveSourcePaths() {
+void ImportJob::Steps::ResolveSourcePaths() {
   const auto resolve = [&](std::string& path) {
     if (path.empty() || path.front() == '/' || FileExists(path) || FolderExists(path)) return;
     const std::string beside = JoinPath(ParentFolder(session_.ChosenSpecFile), path);
@@ -129,7 +130,7 @@ void ImportJob::ResolveSourcePaths() {
   if (kind->Has(&Session::SavePath)) resolve(session_.SavePath);
 }
 
-void ImportJob::Choose(const std::string& path) {
+void ImportJob::Steps::Choose(const std::string& path) {
   RequireIdle();
   Cancel();
   session_.SpecFile = path;
@@ -138,7 +139,7 @@ void ImportJob::Choose(const std::string& path) {
   open_ = true;
 }
 
-void ImportJob::Cancel() {
+void ImportJob::Steps::Cancel() {
   if (run_ != nullptr) return RequestStop();
   // In a session of the pages an earlier import may have left its own.
   const bool has_copy = open_ || own_ == nullptr;
@@ -147,12 +148,12 @@ void ImportJob::Cancel() {
 }
 
 // The pages may find an import class in their session that was not created by this job.
-ActiveImport& ImportJob::Import() {
+ActiveImport& ImportJob::Steps::Import() {
   if (import_ == nullptr) import_ = std::make_unique<ActiveImport>(session_);
   return *import_;
 }
 
-void ImportJob::BeginAnew() {
+void ImportJob::Steps::BeginAnew() {
   import_.reset();
   open_ = class_open_ = source_open_ = fields_built_ = stop_requested_ = false;
   fields_failure_.clear();
@@ -160,23 +161,23 @@ void ImportJob::BeginAnew() {
   piped_source_.reset();
 }
 
-std::optional<MutedUserInterface::Mute> ImportJob::MuteBoxes() {
+std::optional<MutedUserInterface::Mute> ImportJob::Steps::MuteBoxes() {
   if (own_ == nullptr) return std::nullopt;
   return std::optional<MutedUserInterface::Mute>(std::in_place, own_->ui);
 }
 
-void ImportJob::RequireIdle() const {
+void ImportJob::Steps::RequireIdle() const {
   if (run_ != nullptr) throw RuntimeError(ErrorNumber::kInvalidProcedureCall, "Der Import läuft bereits.");
 }
 
-void ImportJob::RequireOpen() const {
+void ImportJob::Steps::RequireOpen() const {
   if (!open_)
     throw RuntimeError(ErrorNumber::kInvalidProcedureCall, "Es ist keine Importspezifikation geöffnet.");
 }
 
 // --- Import class, source, assignments ----------------------------------------------------------
 
-bool ImportJob::OpenImportClass(std::optional<RuntimeError>* failure) {
+bool ImportJob::Steps::OpenImportClass(std::optional<RuntimeError>* failure) {
   // The import class goes before the logs of its import.
   session_.ImportClass.reset();
   import_.reset();
@@ -185,7 +186,7 @@ bool ImportJob::OpenImportClass(std::optional<RuntimeError>* failure) {
   return class_open_;
 }
 
-void ImportJob::OpenImportClass() {
+void ImportJob::Steps::OpenImportClass() {
   RequireOpen();
   if (class_open_) return;
   if (session_.ImportClassProgID.empty()) {
@@ -199,7 +200,7 @@ void ImportJob::OpenImportClass() {
   if (!OpenImportClass(&failure)) throw Refuse({"Common", "ImportClass"}, failure->Description());
 }
 
-void ImportJob::TakeStream(std::string& file) {
+void ImportJob::Steps::TakeStream(std::string& file) {
   if (!IsStream(file)) return;
   if (session_.SaveFile) Tell("Die Quelle ist keine Datei mit eigenem Namen; sie wird nicht gesichert.");
   session_.SaveFile = false;
@@ -209,7 +210,7 @@ void ImportJob::TakeStream(std::string& file) {
   file = piped_source_->path();
 }
 
-void ImportJob::OpenSource() {
+void ImportJob::Steps::OpenSource() {
   RequireOpen();
   if (source_open_) return;
   const auto refuse = [&](std::string text) {
@@ -236,28 +237,28 @@ void ImportJob::OpenSource() {
   source_open_ = true;
 }
 
-std::vector<bool> ImportJob::AssignFields(std::string* failure) {
+std::vector<bool> ImportJob::Steps::AssignFields(std::string* failure) {
   return BuildAssignmentList(session_, Import().logs(), failure);
 }
 
-void ImportJob::BuildFields() {
+void ImportJob::Steps::BuildFields() {
   if (fields_built_) return;
   AssignFields(&fields_failure_);
   fields_built_ = true;
 }
 
 // What the import class said of its fields; asked for once.
-ImportClassError ImportJob::FieldsError() {
+ImportClassError ImportJob::Steps::FieldsError() {
   if (!fields_error_) fields_error_ = ReadImportClassError(session_);
   return *fields_error_;
 }
 
-std::optional<Finding> ImportJob::AssignmentFault() {
+std::optional<Finding> ImportJob::Steps::AssignmentFault() {
   if (session_.AssignmentList == nullptr) return std::nullopt;
   return FindAssignmentFault(*session_.AssignmentList);
 }
 
-void ImportJob::Prepare() {
+void ImportJob::Steps::Prepare() {
   OpenImportClass();
   OpenSource();
   BuildFields();
@@ -275,7 +276,7 @@ void ImportJob::Prepare() {
   }
 }
 
-SourceEnd ImportJob::Preview(std::int64_t most, const PreviewSink& show) {
+SourceEnd ImportJob::Steps::Preview(std::int64_t most, const PreviewSink& show) {
   OpenSource();
   OpenSourceRecordset(session_);
   RecordsetPtr source = SourceMoveFirst(session_);
@@ -299,19 +300,19 @@ SourceEnd ImportJob::Preview(std::int64_t most, const PreviewSink& show) {
 
 // --- Running ------------------------------------------------------------------------------------
 
-const RunResult& ImportJob::Run(RunView& view, RunMode mode) {
+const RunResult& ImportJob::Steps::Run(RunView& view, RunMode mode) {
   RequireIdle();
-  Findings findings = Check(CheckDepth::kColumns);
+  Findings findings = Check(CheckDepth::kColumns, std::nullopt);
   if (findings.errors() > 0) throw ImportRefused(std::move(findings));
   return RunDespiteFindings(view, mode);
 }
 
-const RunResult& ImportJob::Run(RunMode mode) {
+const RunResult& ImportJob::Steps::Run(RunMode mode) {
   UnwatchedRun view(tell_);
   return Run(view, mode);
 }
 
-const RunResult& ImportJob::RunDespiteFindings(RunView& view, RunMode mode) {
+const RunResult& ImportJob::Steps::RunDespiteFindings(RunView& view, RunMode mode) {
   RequireIdle();
   Prepare();
   ProtectSource(mode);
@@ -319,7 +320,7 @@ const RunResult& ImportJob::RunDespiteFindings(RunView& view, RunMode mode) {
   return RunAssigned(view);
 }
 
-void ImportJob::ProtectSource(RunMode mode) {
+void ImportJob::Steps::ProtectSource(RunMode mode) {
   if (mode == RunMode::kTest) session_.SaveFile = session_.DeleteFile = false;
   if (!IsOn(session_, &Session::SaveFile) || session_.SavePath.empty()) return;
   if (!session_.DeleteFile || !IsMissingFolder(session_.SavePath)) return;
@@ -328,7 +329,7 @@ void ImportJob::ProtectSource(RunMode mode) {
        "'' wird nicht gelöscht, da sie nicht gesichert werden kann.");
 }
 
-const RunResult& ImportJob::RunAssigned(RunView& view) {
+const RunResult& ImportJob::Steps::RunAssigned(RunView& view) {
   RequireIdle();
   ImportRun run(Import(), view);
   if (stop_requested_) run.RequestAbort();
@@ -343,15 +344,49 @@ const RunResult& ImportJob::RunAssigned(RunView& view) {
   return result_;
 }
 
-void ImportJob::RequestStop() {
+void ImportJob::Steps::RequestStop() {
   stop_requested_ = true;
   if (run_ != nullptr) run_->RequestAbort();
 }
 
-const RunResult& ImportJob::result() const { return run_ == nullptr ? result_ : run_->result(); }
+const RunResult& ImportJob::Steps::result() const { return run_ == nullptr ? result_ : run_->result(); }
 
-void ImportJob::Tell(std::string_view text) const {
+void ImportJob::Steps::Tell(std::string_view text) const {
   if (tell_) tell_(text);
 }
+
+// --- The job --------------------------------------------------------------------------------------
+
+ImportJob::ImportJob(const Platform& platform) : steps_(std::make_unique<Steps>(platform)) {}
+ImportJob::ImportJob(Session& session) : steps_(std::make_unique<Steps>(session)) {}
+ImportJob::~ImportJob() = default;
+
+Session& ImportJob::session() { return steps_->session(); }
+void ImportJob::Open(const ImportOrder& order) { steps_->Open(order); }
+Findings ImportJob::Check(CheckDepth depth, const std::optional<Finding>& no_host) {
+  return steps_->Check(depth, no_host);
+}
+DataProfile ImportJob::CheckData(const std::optional<Finding>& no_host) { return steps_->CheckData(no_host); }
+SourceEnd ImportJob::Preview(std::int64_t most, const PreviewSink& show) { return steps_->Preview(most, show); }
+void ImportJob::Prepare() { steps_->Prepare(); }
+const RunResult& ImportJob::Run(RunView& view, RunMode mode) { return steps_->Run(view, mode); }
+const RunResult& ImportJob::Run(RunMode mode) { return steps_->Run(mode); }
+const RunResult& ImportJob::RunDespiteFindings(RunView& view, RunMode mode) {
+  return steps_->RunDespiteFindings(view, mode);
+}
+
+void ImportJob::Choose(const std::string& path) { steps_->Choose(path); }
+void ImportJob::OpenImportClass() { steps_->OpenImportClass(); }
+bool ImportJob::OpenImportClass(std::optional<RuntimeError>* failure) {
+  return steps_->OpenImportClass(failure);
+}
+void ImportJob::OpenSource() { steps_->OpenSource(); }
+std::vector<bool> ImportJob::AssignFields(std::string* failure) { return steps_->AssignFields(failure); }
+std::optional<Finding> ImportJob::AssignmentFault() { return steps_->AssignmentFault(); }
+const RunResult& ImportJob::RunAssigned(RunView& view) { return steps_->RunAssigned(view); }
+
+void ImportJob::RequestStop() { steps_->RequestStop(); }
+const RunResult& ImportJob::result() const { return steps_->result(); }
+void ImportJob::Cancel() { steps_->Cancel(); }
 
 }  // namespace kestrel

@@ -3,12 +3,12 @@
 #include "check/data_profile.h"
 #include "check/source_check.h"
 #include "check/specification_check.h"
-#include "kestrel/import_job.h"
+#include "import/import_job_steps.h"
 #include "sources/source_kind.h"
 
 namespace kestrel {
 
-Findings ImportJob::Check(CheckDepth depth, const std::optional<Finding>& no_host) {
+Findings ImportJob::Steps::Check(CheckDepth depth, const std::optional<Finding>& no_host) {
   RequireOpen();
   Findings findings;
   const std::shared_ptr<const ProfileImage> specification = session_.profiles.Read(session_.SpecFile);
@@ -21,7 +21,7 @@ Findings ImportJob::Check(CheckDepth depth, const std::optional<Finding>& no_hos
   return findings;
 }
 
-DataProfile ImportJob::CheckData(const std::optional<Finding>& no_host) {
+DataProfile ImportJob::Steps::CheckData(const std::optional<Finding>& no_host) {
   DataProfile profile;
   profile.findings = Check(CheckDepth::kColumns, no_host);
   if (!source_open_) return profile;
@@ -31,7 +31,7 @@ DataProfile ImportJob::CheckData(const std::optional<Finding>& no_host) {
   return profile;
 }
 
-void ImportJob::CheckSource(CheckDepth depth, Findings& findings) {
+void ImportJob::Steps::CheckSource(CheckDepth depth, Findings& findings) {
   const FindingPlace place{"Common", LocationKey(session_)};
   const SourceKind* kind = KindOf(session_);
   if (kind != nullptr && kind->connect == nullptr && (session_.*kind->location).empty()) {
@@ -50,7 +50,7 @@ void ImportJob::CheckSource(CheckDepth depth, Findings& findings) {
   if (depth == CheckDepth::kRecords) CheckSourceRecords(session_, findings);
 }
 
-void ImportJob::CheckDestination(const std::optional<Finding>& no_host, Findings& findings) {
+void ImportJob::Steps::CheckDestination(const std::optional<Finding>& no_host, Findings& findings) {
   const FindingPlace place{"Common", "ImportClass"};
   if (session_.ImportClassProgID.empty()) {
     findings.Error(place, "Es ist kein Importziel angegeben, zum Beispiel ksbimport.importkunden.");

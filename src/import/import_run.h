@@ -4,36 +4,11 @@
 // request arrives through RequestClose or RequestAbort and is honoured at the start of the next round.
 #pragma once
 
-#include <string_view>
-
 #include "import/active_import.h"
-#include "kestrel/record_outcome.h"
 #include "kestrel/run_result.h"
+#include "kestrel/run_view.h"
 
 namespace kestrel {
-
-class RunView {
- public:
-  virtual ~RunView() = default;
-  // The text of lblInfo. Called once a record and once at the end; the view lives until the call returns.
-  // An implementation may coalesce repaints.
-  virtual void SetInfo(std::string_view text) = 0;
-  // The value of ProgressBar, a percentage.
-  virtual void SetProgress(double percent) = 0;
-  // Lets the message loop run.
-  virtual void Yield() = 0;
-  // Something that stands in no log and is no progress: an error that the log did not take, why the source file
-  // stays. Kept in sight until the window closes.
-  virtual void Tell(std::string_view) {}
-  // What became of a record, at the end of its round. The outcome is reused for the next one. What this and
-  // Revise raise is ignored.
-  virtual void RecordDone(const RecordOutcome&) {}
-  // An error that belongs to records told before, or to none; another fate of records told before. Also before
-  // the first record, behind the last and behind CloseWindow.
-  virtual void Revise(const OutcomeRevision&) {}
-  // Closes the window; the run is finished.
-  virtual void CloseWindow() = 0;
-};
 
 class ImportRun {
  public:

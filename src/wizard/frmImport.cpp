@@ -6,6 +6,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "component/session.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
 

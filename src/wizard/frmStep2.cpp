@@ -9,6 +9,7 @@
 #include <thread>
 #include <utility>
 
+#include "component/import_class.h"
 #include "kestrel/import_job.h"
 #include "kestrel/wizard.h"
 #include "sources/source_catalog.h"

@@ -10,6 +10,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "component/import_class.h"
 #include "kestrel/import_job.h"
 #include "kestrel/wizard.h"
 #include "sources/source_kind.h"

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "component/session.h"
 #include "kestrel/runtime_error.h"
 #include "platform/base/component_folder.h"
 #include "platform/dialogs/recording_user_interface.h"

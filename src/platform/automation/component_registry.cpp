@@ -5,10 +5,14 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <system_error>
+#include <unordered_map>
+#include <utility>
 
 #include "platform/base/file.h"
 #include "platform/base/text.h"
+#include "platform/profile/caseless.h"
 #include "platform/profile/profile.h"
 
 namespace kestrel {
@@ -36,20 +40,47 @@ std::string FolderOfThisLibrary() {
   return std::filesystem::weakly_canonical(info.dli_fname, ignored).parent_path().string();
 }
 
-}  // namespace
-
-bool ComponentRegistry::LessIgnoringCase::operator()(std::string_view a, std::string_view b) const {
-  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
-  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
-                                      [&](char x, char y) { return lower(x) < lower(y); });
+// Lets the plug-in that announced `prog_id` register its factories.
+void LoadLibraryOf(std::string_view prog_id, const std::string& library, ComponentRegistry& registry) {
+  // Never closed: objects of the library may live as long as the process.
+  void* handle = ::dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) throw CannotCreate(prog_id, "kann nicht geladen werden: " + LoaderReason());
+  using RegisterFunction = void (*)(ComponentRegistry&);
+  const auto register_components = reinterpret_cast<RegisterFunction>(::dlsym(handle, kRegisterSymbol));
+  if (register_components == nullptr) {
+    throw CannotCreate(prog_id, "kann nicht geladen werden: " + library + " hat kein Symbol " +
+                                    kRegisterSymbol + " (" + LoaderReason() + ")");
+  }
+  register_components(registry);
 }
 
+struct LessIgnoringCase {
+  using is_transparent = void;
+  bool operator()(std::string_view a, std::string_view b) const {
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+    return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
+                                        [&](char x, char y) { return lower(x) < lower(y); });
+  }
+};
+
+}  // namespace
+
+struct ComponentRegistry::Known {
+  // Hashed, as objects are made for every record.
+  std::unordered_map<std::string, Factory, CaselessHash, CaselessEqual> factories;
+  std::map<std::string, std::string, LessIgnoringCase> libraries;
+  std::vector<std::string> folders;
+};
+
+ComponentRegistry::ComponentRegistry() : known_(std::make_unique<Known>()) {}
+ComponentRegistry::~ComponentRegistry() = default;
+
 void ComponentRegistry::Register(std::string prog_id, Factory factory) {
-  factories_.insert_or_assign(std::move(prog_id), std::move(factory));
+  known_->factories.insert_or_assign(std::move(prog_id), std::move(factory));
 }
 
 void ComponentRegistry::AddFolder(const std::string& folder) {
-  folders_.push_back(folder);
+  known_->folders.push_back(folder);
   if (!FolderExists(folder)) return;
   constexpr std::string_view kExtension = ".component";
   for (const std::string& path : ListFiles(folder)) {
@@ -59,7 +90,7 @@ void ComponentRegistry::AddFolder(const std::string& folder) {
     if (section == nullptr) continue;
     for (const auto& [prog_id, library] : section->entries) {
       const bool beside = library.find('/') == std::string::npos;
-      libraries_.try_emplace(prog_id, beside ? JoinPath(folder, library) : library);
+      known_->libraries.try_emplace(prog_id, beside ? JoinPath(folder, library) : library);
     }
   }
 }
@@ -75,18 +106,18 @@ void ComponentRegistry::AddDefaultFolders() {
 }
 
 ObjectPtr ComponentRegistry::CreateObject(std::string_view prog_id) {
-  auto factory = factories_.find(prog_id);
-  if (factory == factories_.end()) {
-    const auto library = libraries_.find(prog_id);
-    if (library == libraries_.end()) {
+  auto factory = known_->factories.find(prog_id);
+  if (factory == known_->factories.end()) {
+    const auto library = known_->libraries.find(prog_id);
+    if (library == known_->libraries.end()) {
       std::string searched;
-      for (const std::string& folder : folders_) searched += (searched.empty() ? "" : ", ") + folder;
+      for (const std::string& folder : known_->folders) searched += (searched.empty() ? "" : ", ") + folder;
       throw CannotCreate(prog_id, searched.empty() ? "ist nicht registriert"
                                                    : "ist nicht registriert; durchsuchte Ordner: " + searched);
     }
-    LoadLibraryOf(std::string(prog_id), library->second);
-    factory = factories_.find(prog_id);
-    if (factory == factories_.end()) {
+    LoadLibraryOf(prog_id, library->second, *this);
+    factory = known_->factories.find(prog_id);
+    if (factory == known_->factories.end()) {
       throw CannotCreate(prog_id, "wird von " + library->second + " angekündigt, aber nicht bereitgestellt");
     }
   }
@@ -95,23 +126,10 @@ ObjectPtr ComponentRegistry::CreateObject(std::string_view prog_id) {
   return object;
 }
 
-void ComponentRegistry::LoadLibraryOf(const std::string& prog_id, const std::string& library) {
-  // Never closed: objects of the library may live as long as the process.
-  void* handle = ::dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (handle == nullptr) throw CannotCreate(prog_id, "kann nicht geladen werden: " + LoaderReason());
-  using RegisterFunction = void (*)(ComponentRegistry&);
-  const auto register_components = reinterpret_cast<RegisterFunction>(::dlsym(handle, kRegisterSymbol));
-  if (register_components == nullptr) {
-    throw CannotCreate(prog_id, "kann nicht geladen werden: " + library + " hat kein Symbol " +
-                                    kRegisterSymbol + " (" + LoaderReason() + ")");
-  }
-  register_components(*this);
-}
-
 std::vector<std::string> ComponentRegistry::ProgIds() const {
   std::map<std::string, bool, LessIgnoringCase> known;
-  for (const auto& [prog_id, factory] : factories_) known[prog_id] = true;
-  for (const auto& [prog_id, library] : libraries_) known[prog_id] = true;
+  for (const auto& [prog_id, factory] : known_->factories) known[prog_id] = true;
+  for (const auto& [prog_id, library] : known_->libraries) known[prog_id] = true;
   std::vector<std::string> prog_ids;
   for (const auto& [prog_id, unused] : known) prog_ids.push_back(prog_id);
   return prog_ids;

@@ -3,6 +3,8 @@
 #include <exception>
 #include <new>
 
+#include "platform/base/text.h"
+
 namespace kestrel {
 
 namespace {
@@ -17,6 +19,8 @@ RuntimeError MemberNotFound(std::string_view name) {
 Value Object::LacksMember() { throw RuntimeError(ErrorNumber::kMemberNotFound); }
 
 namespace detail {
+
+bool IsSameMember(std::string_view a, std::string_view b) { return EqualsIgnoringCase(a, b); }
 
 MemberId ResolveMember(Object* object, std::string_view name) {
   if (object == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);

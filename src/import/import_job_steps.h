@@ -1,0 +1,89 @@
+// What an ImportJob has open, and how it takes each step; its members are told in kestrel/import_job.h.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "component/import_class.h"
+#include "component/session.h"
+#include "import/active_import.h"
+#include "import/import_run.h"
+#include "kestrel/import_job.h"
+#include "platform/dialogs/muted_user_interface.h"
+#include "sources/piped_source.h"
+
+namespace kestrel {
+
+class ImportJob::Steps {
+ public:
+  explicit Steps(const Platform& platform);
+  explicit Steps(Session& session);
+  Steps(const Steps&) = delete;
+  Steps& operator=(const Steps&) = delete;
+  ~Steps();
+
+  Session& session() { return session_; }
+  void Open(const ImportOrder& order);
+  Findings Check(CheckDepth depth, const std::optional<Finding>& no_host);
+  DataProfile CheckData(const std::optional<Finding>& no_host);
+  SourceEnd Preview(std::int64_t most, const PreviewSink& show);
+  void Prepare();
+  const RunResult& Run(RunView& view, RunMode mode);
+  const RunResult& Run(RunMode mode);
+  const RunResult& RunDespiteFindings(RunView& view, RunMode mode);
+
+  void Choose(const std::string& path);
+  void OpenImportClass();
+  bool OpenImportClass(std::optional<RuntimeError>* failure);
+  void OpenSource();
+  std::vector<bool> AssignFields(std::string* failure);
+  std::optional<Finding> AssignmentFault();
+  const RunResult& RunAssigned(RunView& view);
+
+  void RequestStop();
+  const RunResult& result() const;
+  void Cancel();
+
+ private:
+  struct OwnSession;
+
+  void BeginAnew();
+  ActiveImport& Import();
+  void RequireIdle() const;
+  void RequireOpen() const;
+  void LoadApplication(const ImportOrder& order, const std::string& path);
+  // Source paths that are relative and do not exist from here are meant from the specification's folder.
+  void ResolveSourcePaths();
+  // A source that is no file with a place of its own is neither saved nor removed; a pipe is read to its end,
+  // and `file` is what was read.
+  void TakeStream(std::string& file);
+  void BuildFields();
+  ImportClassError FieldsError();
+  void CheckSource(CheckDepth depth, Findings& findings);
+  void CheckDestination(const std::optional<Finding>& no_host, Findings& findings);
+  std::optional<MutedUserInterface::Mute> MuteBoxes();
+  // A test leaves the source as it is; and what cannot be saved is not removed.
+  void ProtectSource(RunMode mode);
+  void Tell(std::string_view text) const;
+
+  std::unique_ptr<OwnSession> own_;
+  Session& session_;
+  std::function<void(std::string_view)> tell_;
+  std::unique_ptr<PipedSource> piped_source_;
+  std::unique_ptr<ActiveImport> import_;  // from OpenImportClass on
+  bool open_ = false;
+  bool class_open_ = false;
+  bool source_open_ = false;
+  bool fields_built_ = false;
+  bool stop_requested_ = false;
+  std::string fields_failure_;
+  std::optional<ImportClassError> fields_error_;
+  ImportRun* run_ = nullptr;  // while one is under way
+  RunResult result_;
+};
+
+}  // namespace kestrel
