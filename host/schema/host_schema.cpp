@@ -12,6 +12,13 @@ namespace {
 
 // %KEY% is an integer primary key: SQLite makes a column that is called so the row's own number, so that
 // rows with ascending numbers are appended.
+constexpr const char* kAddressIndexTable = R"(CREATE TABLE IF NOT EXISTS Adressindex (
+  AdressId %KEY%,
+  Adressart INTEGER NOT NULL,
+  Referenz VARCHAR(20) NOT NULL,
+  Doubletkey1 VARCHAR(20),
+  Doubletkey2 VARCHAR(20),
+  Doubletkey3 VARCHAR(20)))";
 constexpr const char* kTables[] = {
     R"(CREATE TABLE IF NOT EXISTS Personalstamm (
   PersonalNr VARCHAR(10) NOT NULL PRIMARY KEY,
@@ -28,14 +35,7 @@ constexpr const char* kTables[] = {
   Description VARCHAR(50) NOT NULL))",
     R"(CREATE TABLE IF NOT EXISTS Lieferantengruppen (
   Lieferantengruppe VARCHAR(10) NOT NULL PRIMARY KEY,
-  Description VARCHAR(50) NOT NULL))",
-    R"(CREATE TABLE IF NOT EXISTS Adressindex (
-  AdressId %KEY%,
-  Adressart INTEGER NOT NULL,
-  Referenz VARCHAR(20) NOT NULL,
-  Doubletkey1 VARCHAR(20),
-  Doubletkey2 VARCHAR(20),
-  Doubletkey3 VARCHAR(20)))",
+  Description VARCHAR(50) NOT NULL))", kAddressIndexTable,
     R"(CREATE TABLE IF NOT EXISTS Protokoll (
   ProtokollNr %KEY%,
   Titel VARCHAR(100) NOT NULL,
@@ -146,6 +146,16 @@ std::string InsertAbsentText(const Connection& connection, std::string_view targ
 
 void CreateAddressIndexes(Connection& connection) {
   for (const char* sql : kAddressIndexes) connection.Execute(sql);
+}
+
+bool HasAddressIndexAsMade(Connection& connection) {
+  if (!IsSqlite(connection)) return false;
+  const RecordsetPtr found = connection.OpenRecordset(
+      "SELECT sql FROM main.sqlite_schema, pragma_encoding"
+      " WHERE type = 'table' AND name = 'Adressindex' AND encoding = 'UTF-8'"
+      " AND (SELECT count(*) FROM pragma_table_list WHERE name = 'Adressindex' COLLATE NOCASE) = 1");
+  return !found->IsEof() && found->TextAt(0) == ReplaceAll(WithKeyType(connection, kAddressIndexTable),
+                                                           "CREATE TABLE IF NOT EXISTS", "CREATE TABLE");
 }
 
 void InitialiseHostDatabase(Connection& connection) {

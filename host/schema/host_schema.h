@@ -28,7 +28,11 @@ bool IsSqlite(const Connection& connection);
 // The statement that inserts rows but passes over those whose key exists; `target` is what follows INSERT INTO.
 std::string InsertAbsentText(const Connection& connection, std::string_view target);
 
-// Makes those of table Adressindex that are missing. Error 3000.
+// Whether this SQLite database has the table Adressindex that InitialiseHostDatabase makes, and no other one of that
+// name. Error 3000.
+bool HasAddressIndexAsMade(Connection& connection);
+
+// Makes the indexes of table Adressindex that are missing. Error 3000.
 void CreateAddressIndexes(Connection& connection);
 
 }  // namespace kestrel::host

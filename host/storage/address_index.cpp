@@ -1,6 +1,7 @@
 #include "storage/address_index.h"
 
 #include <charconv>
+#include <mutex>
 #include <utility>
 
 #include "kestrel/runtime_error.h"
@@ -40,7 +41,17 @@ AddressIndex::AddressIndex(Connection& connection, int address_type, std::shared
     : connection_(connection),
       settings_(Settings::Of(connection)),
       address_type_(address_type),
-      keys_(std::move(keys)) {}
+      keys_(std::move(keys)),
+      known_(KnownKeys::Of(connection)) {
+  const std::lock_guard lock(connection_.CallMutex());
+  known_.Begin();
+}
+
+AddressIndex::~AddressIndex() {
+  const std::lock_guard lock(connection_.CallMutex());
+  // What is kept with a connection ends with it.
+  if (connection_.IsOpen()) known_.Release();
+}
 
 bool AddressIndex::IsKept() { return settings_.Get(kGroup, "Doubletindex", "0") == "1"; }
 
@@ -57,11 +68,11 @@ void AddressIndex::BindKeys(Statement& statement, std::int64_t number, const Ind
   key_text_.clear();
   AppendKeyText(key_text_, address);
   for (std::size_t i = 0; i < kAlgorithms.size(); ++i) {
-    const std::string_view key = keys_->Build(settings_.Get(kGroup, kAlgorithms[i], "0"), key_text_);
-    if (key.empty()) {
+    built_[i] = keys_->Build(settings_.Get(kGroup, kAlgorithms[i], "0"), key_text_);
+    if (built_[i].empty()) {
       statement.BindNull(i);
     } else {
-      statement.BindText(i, key);
+      statement.BindText(i, built_[i]);
     }
   }
   statement.BindInteger(3, number * kTypesPerNumber + address_type_);
@@ -85,13 +96,13 @@ void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {
     add_absent_ = connection_.Prepare(InsertAbsentText(connection_, kRow));
   }
   BindRow(*add_absent_, number, address);
-  if (add_absent_->Execute() != 0) return;
+  if (known_.Store(built_, [this] { return add_absent_->Execute(); }) != 0) return;
   if (update_ == nullptr) {
     update_ = connection_.Prepare(
         "UPDATE Adressindex SET Doubletkey1 = ?, Doubletkey2 = ?, Doubletkey3 = ? WHERE AdressId = ?");
   }
   BindKeys(*update_, number, address);
-  update_->Execute();
+  known_.Store(built_, [this] { return update_->Execute(); });
 }
 
 }  // namespace kestrel::host

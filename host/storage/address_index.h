@@ -14,6 +14,7 @@
 #include "kestrel/connection.h"
 #include "keys/duplicate_keys.h"
 #include "schema/settings.h"
+#include "storage/known_keys.h"
 
 namespace kestrel::host {
 
@@ -34,6 +35,7 @@ class AddressIndex {
  public:
   // `connection` outlives this object. `address_type`: one bit, 1 to 32.
   AddressIndex(Connection& connection, int address_type, std::shared_ptr<KeyMemory> keys);
+  ~AddressIndex();
 
   // Whether the host keeps the index: setting "Doubletindex" of "Adressindex".
   bool IsKept();
@@ -54,6 +56,8 @@ class AddressIndex {
   Settings& settings_;
   int address_type_;
   std::shared_ptr<KeyMemory> keys_;
+  KnownKeys& known_;
+  KnownKeys::Keys built_;  // the keys bound last, while keys_ has them
   std::unique_ptr<Statement> add_;
   std::unique_ptr<Statement> add_absent_;
   std::unique_ptr<Statement> update_;

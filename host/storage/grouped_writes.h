@@ -128,6 +128,7 @@ class GroupedWrites final : public Attachment {
   // Why rows that were written behind could not be stored, where nobody was told yet.
   std::optional<RuntimeError> TakeWriteBehindFailure() { return std::exchange(failure_, std::nullopt); }
 
+  bool IsOpen() const { return open_; }
   // Counts the groups opened so far. What a caller has read of the database holds at least as long as this
   // number stays the same and nobody else writes through this connection.
   std::uint64_t Generation() const { return generation_; }

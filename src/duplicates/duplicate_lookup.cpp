@@ -1,12 +1,19 @@
 // The look-up in the host's table Adressindex.
+#include <array>
+#include <mutex>
+#include <span>
+
 #include "duplicates/duplicates.h"
 #include "duplicates/trap_in_function.h"
+#include "kestrel/absent_values.h"
 #include "kestrel/connection.h"
 #include "platform/base/text.h"
 
 namespace kestrel {
 
 namespace {
+
+constexpr const char* kKeyColumns[] = {"Doubletkey1", "Doubletkey2", "Doubletkey3"};
 
 // Appends the condition on the type bits; false, with nothing appended, where the mask has no bit.
 bool AppendTypeCondition(std::string& query, std::int64_t mask) {
@@ -44,12 +51,34 @@ std::string_view TextOf(const Recordset& row, std::string_view name) {
 
 void ReadMatch(const Recordset& row, const DuplicateSettings& settings, const DuplicateKeys& keys,
                DuplicateMatch& match) {
-  constexpr const char* kColumns[] = {"Doubletkey1", "Doubletkey2", "Doubletkey3"};
   match.reference = TextOf(row, "Referenz");
-  for (std::size_t i = 0; i < std::size(kColumns) && match.key == 0; ++i) {
-    if (settings.use_key[i] && TextOf(row, kColumns[i]) == keys.key[i]) match.key = static_cast<int>(i) + 1;
+  for (std::size_t i = 0; i < std::size(kKeyColumns) && match.key == 0; ++i) {
+    if (settings.use_key[i] && TextOf(row, kKeyColumns[i]) == keys.key[i]) match.key = static_cast<int>(i) + 1;
   }
   match.address_type = Value(TextOf(row, "Adressart")).ToInteger();
+}
+
+// Whether a text that stands in the query unescaped makes it another one than it looks.
+bool ChangesQuery(std::string_view text) {
+  return text.find_first_of(std::string_view("'\0", 2)) != std::string_view::npos;
+}
+
+// Whether it is known that the query would find nothing, as no row has one of the keys in use.
+bool AreAbsent(const ObjectPtr& host, const DuplicateSettings& settings, const DuplicateKeys& keys,
+               std::string_view reference) {
+  auto* const connection = dynamic_cast<Connection*>(host.get());
+  if (connection == nullptr || ChangesQuery(reference)) return false;
+  std::array<SoughtValue, 3> sought;
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < std::size(keys.key); ++i) {
+    if (!settings.use_key[i]) continue;
+    if (ChangesQuery(keys.key[i])) return false;
+    sought[count++] = {kKeyColumns[i], keys.key[i]};
+  }
+  const std::lock_guard lock(connection->CallMutex());
+  return connection->attachments()
+      .Of<AbsentValues>(*connection)
+      .Lacks("Adressindex", std::span(sought).first(count));
 }
 
 }  // namespace
@@ -78,6 +107,7 @@ bool DuplicateCheck::isDoublet(const std::string& key_text, const std::string& r
   TrapInFunction(session_.platform.ui, "isDoublet", [&] {
     DuplicateKeys keys;
     GenDoubKey(key_text, keys.key[0], keys.key[1], keys.key[2]);
+    if (AreAbsent(session_.HostConnection, settings_, keys, reference)) return;
     std::string& query = kept_.query;
     if (!BuildDuplicateQuery(settings_, keys, reference, address_type, overwrite, query)) return;
     const RecordsetPtr found = RequireConnection(session_.HostConnection).OpenRecordset(query);

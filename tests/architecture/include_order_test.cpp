@@ -49,7 +49,7 @@ const std::map<std::string, std::set<std::string>>& PublicHeaders() {
       {"platform/base", {"clock", "date", "file_identity", "runtime_error"}},
       {"platform/automation", {"bound_object", "component_registry", "object", "value"}},
       {"platform/data",
-       {"attachments", "connection", "memory_recordset", "open_connection", "pipeline", "recordset",
+       {"absent_values", "attachments", "connection", "memory_recordset", "open_connection", "pipeline", "recordset",
         "transaction", "waits"}},
       {"platform/dialogs", {"console_user_interface", "user_interface"}},
       {"component", {"import_man", "platform", "source_end"}},

@@ -5,6 +5,7 @@
 #include <thread>
 #include <utility>
 
+#include "kestrel/absent_values.h"
 #include "kestrel/runtime_error.h"
 
 namespace kestrel::sqlite {
@@ -42,6 +43,13 @@ Database::Database(const std::string& file, bool read_only, std::shared_ptr<std:
   Run("PRAGMA foreign_keys = ON");
   // SQLite looks at the file with the first query only; what is no database, or is locked, is told here.
   if (!read_only) Run("PRAGMA schema_version");
+}
+
+void Database::TellOfRows(AbsentValues* listener) {
+  const auto tell = [](void* told, int operation, const char*, const char* table, sqlite3_int64) {
+    if (operation != SQLITE_DELETE) static_cast<AbsentValues*>(told)->Tell(table);
+  };
+  sqlite3_update_hook(handle_.get(), listener == nullptr ? nullptr : +tell, listener);
 }
 
 void Database::TellOfQuery() const {

@@ -19,6 +19,10 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
+namespace kestrel {
+class AbsentValues;
+}
+
 namespace kestrel::sqlite {
 
 struct CloseHandle {
@@ -75,6 +79,9 @@ class Database {
   void DropKeptQueries();
   // Has `call` called before a query is compiled or used again; null for nothing. It raises nothing.
   void SetBeforeQuery(std::function<void()> call) { before_query_ = std::move(call); }
+
+  // Tells `listener` of every row of an ordinary table that a statement adds or changes; null for nobody.
+  void TellOfRows(AbsentValues* listener);
 
   // Error 3000 with the reason of the last failure.
   [[noreturn]] void Fail() const;

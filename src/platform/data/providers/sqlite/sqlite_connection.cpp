@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "kestrel/absent_values.h"
 #include "platform/base/text.h"
 #include "platform/data/providers/sqlite/sqlite_provider.h"
 #include "platform/data/providers/sqlite/sqlite_recordset.h"
@@ -48,6 +49,9 @@ SqliteConnection::SqliteConnection(const std::string& file, bool read_only, std:
   SharedWaits()->SetLockLimit(lock_wait);
   database_ = std::make_shared<Database>(file, read_only, SharedCallMutex(), SharedWaits());
   database_->SetBeforeQuery([this] { attachments().BeforeQuery(); });
+  auto& absent = attachments().Of<AbsentValues>(*this);
+  absent.WillTell();
+  database_->TellOfRows(&absent);
 }
 
 SqliteConnection::~SqliteConnection() {
@@ -150,6 +154,10 @@ std::vector<std::string> SqliteConnection::ColumnNames(std::string_view table) {
 void SqliteConnection::Close() {
   if (database_ == nullptr) return;
   std::optional<RuntimeError> failure;
+  {
+    const std::lock_guard lock(database_->Mutex());
+    database_->TellOfRows(nullptr);
+  }
   Trap([this] { attachments().Drop(); }, [&](const RuntimeError& error) { failure = error; });
   {
     // Record sets that are still open keep the file open, but no lock on it.

@@ -1,0 +1,142 @@
+#include "storage/known_keys.h"
+
+#include <algorithm>
+#include <functional>
+#include <limits>
+
+#include "schema/host_schema.h"
+
+namespace kestrel::host {
+
+namespace {
+
+constexpr std::array<std::string_view, 3> kColumns = {"Doubletkey1", "Doubletkey2", "Doubletkey3"};
+
+std::uint64_t HashOf(std::size_t column, std::string_view key) {
+  std::uint64_t hash = std::hash<std::string_view>()(key) + column * 0x9E3779B97F4A7C15U;
+  hash = (hash ^ (hash >> 33)) * 0xFF51AFD7ED558CCDU;
+  return hash ^ (hash >> 29);
+}
+
+}  // namespace
+
+KnownKeys::KnownKeys(Connection& connection)
+    : connection_(connection),
+      group_(GroupedWrites::Of(connection)),
+      absent_(connection.attachments().Of<AbsentValues>(connection)) {
+  absent_.Keep("Adressindex", [this](std::span<const SoughtValue> values) { return Lacks(values); });
+}
+
+void KnownKeys::Begin() {
+  ++writers_;
+  if (!IsSqlite(connection_) || !absent_.AreTold()) return;
+  if (state_ == State::kOff) state_ = State::kUnknown;
+  rows_to_learn_ = std::max(rows_to_learn_, kRowsAtOnce);
+}
+
+void KnownKeys::Release() {
+  if (--writers_ > 0) return;
+  Forget(State::kOff);
+  rows_to_learn_ = 0;
+}
+
+void KnownKeys::Forget(State state) {
+  filter_.Clear();
+  state_ = state;
+}
+
+void KnownKeys::Note(const Keys& keys) {
+  if (state_ == State::kOff) return;
+  if (state_ != State::kComplete) rows_to_learn_ += kRowsAStored;
+  if (state_ == State::kUnknown) return;
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    if (!keys[i].empty()) Add(i, keys[i]);
+  }
+}
+
+void KnownKeys::Add(std::size_t column, std::string_view key) {
+  if (state_ != State::kOff && !filter_.Add(HashOf(column, key))) Forget(State::kOff);
+}
+
+bool KnownKeys::LacksAll(std::span<const SoughtValue> values) const {
+  std::array<std::uint64_t, kColumns.size()> hashes{};
+  if (values.size() > hashes.size()) return false;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const auto column = std::find(kColumns.begin(), kColumns.end(), values[i].first);
+    if (column == kColumns.end()) return false;
+    hashes[i] = HashOf(static_cast<std::size_t>(column - kColumns.begin()), values[i].second);
+    filter_.Prefetch(hashes[i]);
+  }
+  return std::none_of(hashes.begin(), hashes.begin() + static_cast<std::ptrdiff_t>(values.size()),
+                      [this](std::uint64_t hash) { return filter_.MayContain(hash); });
+}
+
+bool KnownKeys::Lacks(std::span<const SoughtValue> values) {
+  if (state_ == State::kOff || (state_ == State::kUnknown && rows_to_learn_ < kRowsAtOnce)) return false;
+  bool lacks = false;
+  const auto ask = [&] {
+    if (!IsCurrent()) Forget(State::kUnknown);
+    if (state_ != State::kComplete) Learn();
+    if (state_ != State::kComplete) return;
+    lacks = LacksAll(values);
+  };
+  Trap(ask, [this](const RuntimeError&) { Forget(State::kOff); });
+  return lacks;
+}
+
+// Changes with every commit of another connection, and with the tables.
+std::string KnownKeys::Version() {
+  if (version_query_ == nullptr) {
+    version_query_ = connection_.Prepare(
+        "SELECT data_version || ' ' || schema_version || ' ' || (SELECT count(*) FROM sqlite_temp_schema"
+        " WHERE name = 'Adressindex' COLLATE NOCASE) FROM pragma_data_version, pragma_schema_version");
+  }
+  return std::string(version_query_->Open()->TextAt(0));
+}
+
+bool KnownKeys::IsCurrent() {
+  const bool only_own = std::exchange(own_rows_, absent_.StoredRows()) == absent_.StoredRows();
+  const bool in_group = group_.IsOpen() && connection_.InTransaction();
+  // While a group is open nobody else stores.
+  if (in_group && checked_in_ == group_.Generation()) return only_own;
+  checked_in_.reset();
+  std::string version = Version();
+  if (in_group) checked_in_ = group_.Generation();
+  return std::exchange(version_, version) == version && only_own;
+}
+
+void KnownKeys::Learn() {
+  if (rows_to_learn_ < kRowsAtOnce || connection_.InTransaction()) return;
+  if (state_ == State::kUnknown) {
+    // Another table of that name may compare its texts in another way, or hide this one.
+    if (!HasAddressIndexAsMade(connection_)) return Forget(State::kOff);
+    next_row_ = std::numeric_limits<std::int64_t>::min();
+    state_ = State::kLearning;
+  }
+  LearnRows();
+}
+
+void KnownKeys::LearnRows() {
+  if (next_rows_ == nullptr) {
+    next_rows_ = connection_.Prepare(
+        "SELECT AdressId, Doubletkey1, Doubletkey2, Doubletkey3 FROM Adressindex WHERE AdressId >= ? "
+        "ORDER BY AdressId LIMIT ?");
+  }
+  next_rows_->BindInteger(0, next_row_);
+  next_rows_->BindInteger(1, rows_to_learn_);
+  std::int64_t last_row = std::numeric_limits<std::int64_t>::max();
+  for (const RecordsetPtr rows = next_rows_->Open(); !rows->IsEof(); rows->MoveNext(), --rows_to_learn_) {
+    last_row = rows->ValueAt(0).ToInteger();
+    for (std::size_t i = 0; i < kColumns.size(); ++i) {
+      if (!rows->IsNull(i + 1)) Add(i, rows->TextAt(i + 1));
+    }
+  }
+  if (state_ == State::kOff) return;
+  if (rows_to_learn_ > 0 || last_row == std::numeric_limits<std::int64_t>::max()) {
+    state_ = State::kComplete;
+  } else {
+    next_row_ = last_row + 1;
+  }
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,102 @@
+// Which duplicate keys the address index holds, for look-ups that need not be run because it lacks them all. Of
+// SQLite databases, where nobody else stores while a group is open.
+//
+// A filter of the three key columns is learned from the table by and by, two rows for each one that is stored, so
+// that learning costs little whatever the index holds; an empty index is known at once. Until all is learned,
+// every query is run.
+//
+// Invariants
+//  1. Once everything is learned, the filter has every key that a query of this connection could find. It may
+//     have others.
+//  2. Keys that are stored through Store are added before, from the moment when learning begins, whatever becomes
+//     of their transaction. A row stored through the connection by anybody else empties the filter.
+//  3. Rows are learned outside of transactions: none of them is hidden by a change that is undone later.
+//  4. The filter is emptied where another connection has committed or the tables were changed, which is looked at
+//     with the first question of each group, and with every question outside of groups.
+//  5. It is used between the first Begin and the last Release only, under the connection's CallMutex. No question raises anything:
+//     what fails makes the query be run.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "kestrel/absent_values.h"
+#include "kestrel/connection.h"
+#include "storage/grouped_writes.h"
+#include "storage/value_filter.h"
+
+namespace kestrel::host {
+
+class KnownKeys final : public Attachment {
+ public:
+  using Keys = std::array<std::string_view, 3>;  // empty where there is none
+
+  static KnownKeys& Of(Connection& connection) { return connection.attachments().Of<KnownKeys>(connection); }
+
+  // Use Of. `connection` owns this object.
+  explicit KnownKeys(Connection& connection);
+
+  // Somebody is about to write the index ...
+  void Begin();
+  // ... and does so no more; after the last one the memory is given up.
+  void Release();
+
+  // Runs `store`, which adds or changes the row of an address with these keys, and passes on what it gives and
+  // raises.
+  template <class Step>
+  auto Store(const Keys& keys, Step&& store) {
+    Note(keys);
+    const OwnRows own(*this);
+    return std::forward<Step>(store)();
+  }
+
+ private:
+  static constexpr std::int64_t kRowsAStored = 2;
+  static constexpr std::int64_t kRowsAtOnce = 1024;
+  enum class State { kOff, kUnknown, kLearning, kComplete };
+
+  // Counts what is stored within the scope as told of already.
+  class OwnRows {
+   public:
+    explicit OwnRows(KnownKeys& known) : known_(known), before_(known.absent_.StoredRows()) {}
+    OwnRows(const OwnRows&) = delete;
+    OwnRows& operator=(const OwnRows&) = delete;
+    ~OwnRows() { known_.own_rows_ += known_.absent_.StoredRows() - before_; }
+
+   private:
+    KnownKeys& known_;
+    std::uint64_t before_;
+  };
+
+  void Note(const Keys& keys);
+  bool Lacks(std::span<const SoughtValue> values);
+  bool LacksAll(std::span<const SoughtValue> values) const;
+  bool IsCurrent();
+  std::string Version();
+  void Learn();
+  void LearnRows();
+  void Add(std::size_t column, std::string_view key);
+  void Forget(State state);
+
+  Connection& connection_;
+  GroupedWrites& group_;
+  AbsentValues& absent_;
+  int writers_ = 0;
+  State state_ = State::kOff;
+  ValueFilter filter_;
+  std::int64_t rows_to_learn_ = 0;
+  std::int64_t next_row_ = 0;                // the first that is not learned
+  std::uint64_t own_rows_ = 0;               // of the rows that were stored
+  std::string version_;                      // of what everybody has committed
+  std::optional<std::uint64_t> checked_in_;  // the group in which it was looked at
+  std::unique_ptr<Statement> version_query_;
+  std::unique_ptr<Statement> next_rows_;
+};
+
+}  // namespace kestrel::host

@@ -1,0 +1,67 @@
+// Which values a table is known to lack, so that a query that could find nothing need not be run.
+//
+// Three take part: whoever writes the table knows (Keep), the provider tells of rows that anybody stores through
+// the connection (Tell), and who is about to look for values asks first (Lacks). Where one of the first two is
+// missing, nothing is known and every query is run. All of it under the connection's CallMutex.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "kestrel/attachments.h"
+
+namespace kestrel {
+
+class Connection;
+
+// A column and the text that is looked for in it.
+using SoughtValue = std::pair<std::string_view, std::string_view>;
+
+class AbsentValues final : public Attachment {
+ public:
+  // Whether it is certain that no row has one of these values in its column. Raises nothing.
+  using Knows = std::function<bool(std::span<const SoughtValue>)>;
+
+  // Use Attachments::Of. The connection owns this object.
+  explicit AbsentValues(Connection&) {}
+
+  // --- Who looks for values ---
+
+  // Whether it is certain that a query for rows of `table` with one of these values would find none. Without values
+  // there is no such query.
+  bool Lacks(std::string_view table, std::span<const SoughtValue> values) const {
+    return knows_ && !values.empty() && table == table_ && knows_(values);
+  }
+
+  // --- Who writes the table ---
+
+  // `knows` is asked for `table` as long as the connection lives.
+  void Keep(std::string table, Knows knows) {
+    table_ = std::move(table);
+    knows_ = std::move(knows);
+  }
+  // Whether StoredRows counts.
+  bool AreTold() const { return are_told_; }
+  // How many rows of the table were added or changed through the connection, by whatever statement.
+  std::uint64_t StoredRows() const { return stored_rows_; }
+
+  // --- The provider ---
+
+  // From now on Tell is called for every row of any table that a statement adds or changes.
+  void WillTell() { are_told_ = true; }
+  void Tell(std::string_view table) {
+    if (table == table_) ++stored_rows_;
+  }
+
+ private:
+  std::string table_;
+  Knows knows_;
+  bool are_told_ = false;
+  std::uint64_t stored_rows_ = 0;
+};
+
+}  // namespace kestrel
