@@ -114,6 +114,11 @@ class ImportJob {
   // server. The source is opened and read as in a run.
   DataProfile CheckData(const std::optional<Finding>& no_host = std::nullopt);
 
+  // How the source's columns differ from those it had when the specification was saved: missing ones, with the name
+  // that is nearest, and another order. Errors are missing columns that are assigned. Raises ImportRefused for a
+  // source that cannot be opened.
+  Findings ColumnDrift();
+
   // Hands the first `most` records to `show`. Returns how reading ended: kNotOpened or kBrokenOff with the
   // error, which the user interface has shown, too.
   SourceEnd Preview(std::int64_t most, const PreviewSink& show);
@@ -128,7 +133,8 @@ class ImportJob {
   const RunResult& Run(RunView& view, RunMode mode = RunMode::kImport);
   // The same, watched by nobody.
   const RunResult& Run(RunMode mode = RunMode::kImport);
-  // The same, in spite of findings: refuses only what Prepare does.
+  // The same, in spite of findings: refuses only what Prepare does, and errors of ColumnDrift, whose other findings
+  // are told.
   const RunResult& RunDespiteFindings(RunView& view, RunMode mode = RunMode::kImport);
 
   // --- The steps, as the pages take them ---

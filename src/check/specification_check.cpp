@@ -10,6 +10,7 @@
 #include "platform/base/text.h"
 #include "sources/source_kind.h"
 #include "spec/profile_access.h"
+#include "spec/source_columns.h"
 
 namespace kestrel {
 
@@ -174,7 +175,7 @@ void CheckUnreadEntries(const Session& session, const ProfileImage& specificatio
     } else if (name == "CFGSETTINGS") {
       CheckKeys(section, SettingsKeys(), findings);
     } else if (name != "FIELDASSIGNMENTS" && name != "FIELDTRANSLATION" && name != "FIELDFORMAT" &&
-               !name.starts_with("TRANSLATION_")) {
+               name != UpperCase(kSourceColumnsSection) && !name.starts_with("TRANSLATION_")) {
       findings.Warn({section.name}, "Der Abschnitt wird nicht gelesen.");
     }
   }

@@ -315,9 +315,18 @@ const RunResult& ImportJob::Steps::Run(RunMode mode) {
 const RunResult& ImportJob::Steps::RunDespiteFindings(RunView& view, RunMode mode) {
   RequireIdle();
   Prepare();
+  TellColumnDrift();
   ProtectSource(mode);
   session_.TestMode = mode == RunMode::kTest;
   return RunAssigned(view);
+}
+
+void ImportJob::Steps::TellColumnDrift() {
+  Findings drift = ColumnDrift();
+  for (const Finding& finding : drift) {
+    if (finding.severity != Severity::kError) Tell(finding.Message());
+  }
+  if (drift.errors() > 0) throw ImportRefused(std::move(drift));
 }
 
 void ImportJob::Steps::ProtectSource(RunMode mode) {
@@ -366,6 +375,8 @@ void ImportJob::Open(const ImportOrder& order) { steps_->Open(order); }
 Findings ImportJob::Check(CheckDepth depth, const std::optional<Finding>& no_host) {
   return steps_->Check(depth, no_host);
 }
+Findings ImportJob::ColumnDrift() { return steps_->ColumnDrift(); }
+
 DataProfile ImportJob::CheckData(const std::optional<Finding>& no_host) { return steps_->CheckData(no_host); }
 SourceEnd ImportJob::Preview(std::int64_t most, const PreviewSink& show) { return steps_->Preview(most, show); }
 void ImportJob::Prepare() { steps_->Prepare(); }

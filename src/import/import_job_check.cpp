@@ -1,5 +1,6 @@
 // What ImportJob::Check finds.
 #include "check/assignment_check.h"
+#include "check/column_drift.h"
 #include "check/data_profile.h"
 #include "check/source_check.h"
 #include "check/specification_check.h"
@@ -46,8 +47,16 @@ void ImportJob::Steps::CheckSource(CheckDepth depth, Findings& findings) {
     findings.Error(place, reason.empty() ? refused.Description() : reason);
     return;
   }
+  for (const Finding& finding : ColumnDrift()) findings.Add(finding);
   CheckLeftOutColumns(SourceRemarks(session_), findings);
   if (depth == CheckDepth::kRecords) CheckSourceRecords(session_, findings);
+}
+
+Findings ImportJob::Steps::ColumnDrift() {
+  OpenSource();
+  Findings findings;
+  CheckColumnDrift(*session_.profiles.Read(session_.SpecFile), session_.SourceFieldNames, findings);
+  return findings;
 }
 
 void ImportJob::Steps::CheckDestination(const std::optional<Finding>& no_host, Findings& findings) {

@@ -30,6 +30,7 @@ class ImportJob::Steps {
   void Open(const ImportOrder& order);
   Findings Check(CheckDepth depth, const std::optional<Finding>& no_host);
   DataProfile CheckData(const std::optional<Finding>& no_host);
+  Findings ColumnDrift();
   SourceEnd Preview(std::int64_t most, const PreviewSink& show);
   void Prepare();
   const RunResult& Run(RunView& view, RunMode mode);
@@ -66,6 +67,8 @@ class ImportJob::Steps {
   void CheckSource(CheckDepth depth, Findings& findings);
   void CheckDestination(const std::optional<Finding>& no_host, Findings& findings);
   std::optional<MutedUserInterface::Mute> MuteBoxes();
+  // Refuses an import of which an assigned column has gone since the specification was saved.
+  void TellColumnDrift();
   // A test leaves the source as it is; and what cannot be saved is not removed.
   void ProtectSource(RunMode mode);
   void Tell(std::string_view text) const;

@@ -8,7 +8,8 @@
 //     nine exist the ninth is overwritten.
 //  5. The working copy is copied to the new file and deleted; the new file, with the name as its
 //     Description, is the working file.
-//  6. Provider, the keys of that provider, and the field assignments are written into the working file.
+//  6. Provider, the keys of that provider, and the field assignments are written into the working file; with
+//     Commit also the columns that the source had when they were made (source_columns.h).
 //  7. SchemaSaved is set, SchemaChanged is reset.
 //  8. With Commit a fresh working copy is made of the chosen file. After a template was saved under a new
 //     name this is again a copy of the template.
@@ -31,6 +32,7 @@
 #include "platform/base/text.h"
 #include "sources/source_kind.h"
 #include "spec/profile_access.h"
+#include "spec/source_columns.h"
 #include "spec/specification.h"
 
 namespace kestrel {
@@ -148,7 +150,11 @@ void SaveSchema(Session& session, bool Commit) {
     edits.push_back({kCommon, "Description", *name});
   }
   AddSourceSettings(session, edits);
-  if (session.AssignmentList != nullptr) AddFieldAssignments(*session.AssignmentList, edits);
+  if (session.AssignmentList != nullptr) {
+    AddFieldAssignments(*session.AssignmentList, edits);
+    // Without a list the column names may be those of another import.
+    if (Commit) AddSourceColumns(session.SourceFieldNames, edits);
+  }
 
   if (Commit) {
     ReplaceSpecification(session, path, edits);

@@ -42,6 +42,36 @@ TEST_F(EndToEnd, ABareFolderNameMeansTheSpecificationFolderOfTheHostAroundIt) {
   EXPECT_THAT(run.out, HasSubstr("1000"));
 }
 
+constexpr const char* kRemembering =
+    "[Common]\nDescription=Drift\nImportClass=ksbimport.importkunden\nFileName=neu.txt\nDelimiter=;\n"
+    "[FieldAssignments]\nBez1=FIELD:Name\nOrt=FIELD:Ort\n"
+    "[SourceColumns]\nCount=3\n1=\"Name\"\n2=\"Strasse\"\n3=\"Ort\"\n";
+
+TEST_F(EndToEnd, ColumnsThatHaveChangedAreToldBeforeAnythingIsImported) {
+  WriteFileAtomically(Spec("neu.txt"),
+                      "Ort;Name;Stra\xDF"
+                      "e\r\nUlm;Meier;Ring 1\r\n");
+  WriteSpec("Drift.IMP", kRemembering);
+  for (const char* command : {"check", "run"}) {
+    const ProgramResult result = Run({command, "Drift"});
+    const std::string told = result.out + result.err;
+    EXPECT_THAT(told, HasSubstr("Die Spalte 'Strasse' heißt jetzt 'Straße'?"));
+    EXPECT_THAT(told, HasSubstr("Die Spalten der Datenquelle stehen in anderer Reihenfolge."));
+    EXPECT_THAT(told, Not(HasSubstr("wird nicht gelesen")));
+    EXPECT_EQ(result.status, 0) << told;
+  }
+  EXPECT_EQ(Query("SELECT Bez1, Ort FROM Kunden"), "Meier|Ulm\n");
+}
+
+TEST_F(EndToEnd, AnAssignedColumnThatHasGoneKeepsTheRunFromBeginning) {
+  WriteFileAtomically(Spec("neu.txt"), "Name;Strasse;Stadt\r\nMeier;Ring 1;Ulm\r\n");
+  WriteSpec("Drift.IMP", kRemembering);
+  const ProgramResult run = Run({"run", "Drift"});
+  EXPECT_EQ(run.status, 4);
+  EXPECT_THAT(run.err, HasSubstr("Die Spalte 'Ort' fehlt jetzt. Sie ist zugeordnet: Ort. Ordnen Sie neu zu."));
+  EXPECT_EQ(Query("SELECT Bez1 FROM Kunden"), "");
+}
+
 TEST_F(EndToEnd, TheNextStartSweepsTheScratchFoldersOfEndedProgramsAndNoOthers) {
   ::setenv("TMPDIR", folder_.path().c_str(), 1);
   const auto make = [&](const char* name) {

@@ -1,0 +1,87 @@
+#include "check/column_drift.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "spec/source_columns.h"
+
+namespace kestrel {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+using Names = std::vector<std::string>;
+
+// What is told of columns that were `before` and are `now`; each ends with an empty element.
+Names Drift(const Names& before, const Names& now, std::string specification = "") {
+  std::vector<ProfileEdit> edits;
+  AddSourceColumns(before, edits);
+  Findings findings;
+  CheckColumnDrift(ProfileImage(EditedProfile(specification, edits)), now, findings);
+  Names lines;
+  for (const Finding& finding : findings) {
+    const char* severity = finding.severity == Severity::kError     ? "Fehler "
+                           : finding.severity == Severity::kWarning ? "Warnung "
+                                                                    : "Hinweis ";
+    lines.push_back(severity + finding.place.key + ": " + finding.Message());
+  }
+  return lines;
+}
+
+TEST(ColumnDrift, TheSameColumnsHaveNone) {
+  EXPECT_THAT(Drift({"Name", "Ort", ""}, {"Name", "Ort", ""}), IsEmpty());
+  EXPECT_THAT(Drift({"Имя", "Ort", ""}, {"Имя", "Ort", ""}), IsEmpty()) << "the file cannot hold it";
+  EXPECT_THAT(Drift({"Name", "Name", ""}, {"Name", "Name", ""}), IsEmpty()) << "two of one name";
+}
+
+TEST(ColumnDrift, WithoutAMemoryOrASourceThereIsNone) {
+  EXPECT_THAT(Drift({""}, {"Name", "Ort", ""}), IsEmpty());
+  EXPECT_THAT(Drift({"Name", ""}, {""}), IsEmpty()) << "that is told otherwise";
+  EXPECT_THAT(Drift({"Name", ""}, {}), IsEmpty());
+}
+
+TEST(ColumnDrift, ARenamedColumnIsAskedForByTheNearestNewName) {
+  EXPECT_THAT(Drift({"Name", "Strasse", "Ort", ""}, {"Name", "Straße", "Ort", ""}),
+              ElementsAre("Warnung 2: Die Spalte 'Strasse' heißt jetzt 'Straße'?"));
+}
+
+TEST(ColumnDrift, ANameThatWasThereBeforeIsNoNewName) {
+  EXPECT_THAT(Drift({"Name1", "Name2", ""}, {"Name1", ""}),
+              ElementsAre("Warnung 2: Die Spalte 'Name2' fehlt jetzt."));
+}
+
+TEST(ColumnDrift, ANewNameStandsForOneMissingColumnOnly) {
+  EXPECT_THAT(Drift({"Name1", "Name2", ""}, {"Name3", ""}),
+              ElementsAre("Warnung 1: Die Spalte 'Name1' heißt jetzt 'Name3'?",
+                          "Warnung 2: Die Spalte 'Name2' fehlt jetzt."));
+}
+
+TEST(ColumnDrift, AnAssignedColumnThatIsMissingIsAnErrorWithItsFields) {
+  EXPECT_THAT(
+      Drift({"Name", "Strasse", ""}, {"Name", "Straße", ""},
+            "[FieldAssignments]\r\nBez1=FIELD:Name\r\nStrasse=FIELD:Strasse\r\nBez2=FIELD:Strasse\r\n"),
+      ElementsAre("Fehler 2: Die Spalte 'Strasse' heißt jetzt 'Straße'? Sie ist zugeordnet: Strasse, Bez2. "
+                  "Ordnen Sie neu zu."));
+}
+
+TEST(ColumnDrift, AnotherOrderIsNoted) {
+  EXPECT_THAT(
+      Drift({"A", "B", "C", ""}, {"C", "A", "B", ""}),
+      ElementsAre("Hinweis : Die Spalten der Datenquelle stehen in anderer Reihenfolge. Zugeordnet wird nach "
+                  "Namen; der Import bleibt, wie er war."));
+}
+
+TEST(ColumnDrift, NewColumnsAmongTheOldOnesAreNoOtherOrder) {
+  EXPECT_THAT(Drift({"A", "B", "C", ""}, {"X", "A", "Y", "B", "C", "Z", ""}), IsEmpty());
+}
+
+TEST(ColumnDrift, WithoutNamesAnotherNumberOfColumnsIsTold) {
+  EXPECT_THAT(
+      Drift({"Feld01", "Feld02", ""}, {"Feld01", "Feld02", "Feld03", ""}),
+      ElementsAre("Warnung : Die Datenquelle hat jetzt 3 statt 2 Spalten; ohne Kopfzeile kann jede an einer "
+                  "anderen Stelle stehen. Prüfen Sie die Zuordnungen."));
+}
+
+}  // namespace
+}  // namespace kestrel
