@@ -56,7 +56,8 @@ TEST_F(SqliteLocks, ALockThatOutlastsItsTimeIsAReasonToStop) {
   EXPECT_ERROR_TEXT(hasty->Begin(), ErrorNumber::kDatabase, HasSubstr("gesperrt"));
   EXPECT_THAT(hasty->StopReason(), HasSubstr("sperrt die Datenbank"));
   // Statements outside of a transaction as well.
-  EXPECT_ERROR(hasty->Execute("INSERT INTO t VALUES (1)"), ErrorNumber::kDatabase);
+  EXPECT_ERROR_TEXT(hasty->Execute("INSERT INTO t VALUES (1)"), ErrorNumber::kDatabase,
+                    HasSubstr("Die Datenbank ist gesperrt (database is locked)"));
   EXPECT_THAT(hasty->StopReason(), HasSubstr("sperrt die Datenbank"));
   other->Commit();
   hasty->Begin();

@@ -159,13 +159,42 @@ TEST_F(Sqlite, AConnectionForReadingRefusesToWrite) {
   connection->Execute("CREATE TABLE t (a)");
   const ConnectionPtr reader =
       OpenConnection("Provider=SQLite;Mode=ReadOnly;Data Source=" + folder.File("test.sqlite"));
-  EXPECT_ERROR(reader->Execute("INSERT INTO t VALUES (1)"), ErrorNumber::kDatabase);
+  EXPECT_ERROR_TEXT(reader->Execute("INSERT INTO t VALUES (1)"), ErrorNumber::kDatabase,
+                    HasSubstr("Die Datenbank ist schreibgeschützt (attempt to write a readonly database)"));
   EXPECT_EQ(reader->OpenRecordset("SELECT * FROM t")->RecordCount(), 0);
 }
 
 TEST_F(Sqlite, AFileThatIsNoDatabaseIsRefusedWhenItIsOpened) {
-  EXPECT_ERROR_TEXT(OpenConnection(folder.Write("text.db", std::string(1000, 'x'))), ErrorNumber::kDatabase,
-                    HasSubstr("not a database"));
+  EXPECT_ERROR_TEXT(
+      OpenConnection(folder.Write("text.db", std::string(1000, 'x'))), ErrorNumber::kDatabase,
+      HasSubstr("Die Datei ist keine SQLite-Datenbank, oder sie ist verschlüsselt (file is "
+                "not a database)"));
+}
+
+TEST_F(Sqlite, KnownErrorsAreToldInGermanWithTheOriginalBehind) {
+  connection->Execute(
+      "CREATE TABLE t (n INTEGER PRIMARY KEY, u UNIQUE, p NOT NULL, c CHECK (c > 0), f REFERENCES t)");
+  connection->Execute("INSERT INTO t VALUES (1, 1, 1, 1, 1)");
+  const auto expect = [&](const std::string& sql, const std::string& text, const std::string& original) {
+    EXPECT_ERROR_TEXT(connection->Execute(sql), ErrorNumber::kDatabase,
+                      HasSubstr(": " + text + " (" + original));
+  };
+  expect("INSERT INTO t VALUES (1, 2, 1, 1, 1)", "Der Wert ist schon vergeben und darf nur einmal vorkommen",
+         "UNIQUE");
+  expect("INSERT INTO t VALUES (2, 1, 1, 1, 1)", "Der Wert ist schon vergeben und darf nur einmal vorkommen",
+         "UNIQUE");
+  expect("INSERT INTO t VALUES (2, 2, NULL, 1, 1)", "Ein Feld, das einen Wert braucht, ist leer", "NOT NULL");
+  expect("INSERT INTO t VALUES (2, 2, 1, 0, 1)", "Ein Wert ist nicht zulässig", "CHECK");
+  expect("INSERT INTO t VALUES (2, 2, 1, 1, 9)", "Ein Wert verweist auf einen Datensatz, den es nicht gibt",
+         "FOREIGN");
+  connection->Execute("PRAGMA max_page_count = 1");
+  expect(
+      "CREATE TABLE voll AS WITH RECURSIVE r(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM r WHERE i < 9999) "
+      "SELECT i, hex(zeroblob(100)) FROM r",
+      "Auf dem Datenträger der Datenbank ist kein Platz mehr", "database or disk is full");
+  // What is wrong with a statement nobody can tell better.
+  EXPECT_ERROR_TEXT(connection->Execute("DELETE FROM fehlt"), ErrorNumber::kDatabase,
+                    HasSubstr(": no such table: fehlt"));
 }
 
 TEST_F(Sqlite, AFolderThatIsMissingIsToldWithThePath) {

@@ -7,6 +7,7 @@
 
 #include "kestrel/absent_values.h"
 #include "kestrel/runtime_error.h"
+#include "platform/data/providers/sqlite/error_texts.h"
 
 namespace kestrel::sqlite {
 
@@ -37,7 +38,7 @@ Database::Database(const std::string& file, bool read_only, std::shared_ptr<std:
   const int result = sqlite3_open_v2(file.c_str(), &handle, flags, nullptr);
   handle_.reset(handle);
   if (handle == nullptr) throw RuntimeError(ErrorNumber::kOutOfMemory);
-  if (result != SQLITE_OK) Refuse(std::string(sqlite3_errmsg(handle)) + " (" + file + ")");
+  if (result != SQLITE_OK) Refuse(file + ": " + DescribeResult(result, sqlite3_errmsg(handle)));
   sqlite3_extended_result_codes(handle, 1);
   sqlite3_busy_handler(handle, &WaitForLock, this);
   Run("PRAGMA foreign_keys = ON");
@@ -66,42 +67,10 @@ int Database::WaitForLock(void* database, int times) {
   return 1;
 }
 
-void Database::NoteStopReason(int result) const {
-  switch (result & 0xFF) {
-    case SQLITE_FULL:
-      stop_reason_ =
-          "Auf dem Datenträger der Datenbank ist kein Platz mehr. Schaffen Sie Platz, bevor Sie fortfahren.";
-      break;
-    case SQLITE_IOERR:
-    case SQLITE_CANTOPEN:
-      stop_reason_ =
-          "Die Dateien der Datenbank lassen sich nicht lesen oder nicht beschreiben. Prüfen Sie den "
-          "Datenträger, "
-          "bevor Sie fortfahren.";
-      break;
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-      stop_reason_ =
-          "Ein anderes Programm sperrt die Datenbank. Beenden Sie dort, was sie sperrt, bevor Sie fortfahren; "
-          "wie "
-          "lange gewartet wird, sagt KESTREL_LOCK_WAIT (Sekunden).";
-      break;
-    case SQLITE_READONLY:
-    case SQLITE_PERM:
-      stop_reason_ =
-          "Die Datenbank darf nicht beschrieben werden. Geben Sie Datei und Ordner frei, bevor Sie fortfahren.";
-      break;
-    case SQLITE_CORRUPT:
-    case SQLITE_NOTADB:
-      stop_reason_ = "Die Datenbank ist beschädigt. Stellen Sie sie aus einer Sicherung wieder her.";
-      break;
-    default: stop_reason_.clear();
-  }
-}
-
 void Database::Fail() const {
-  NoteStopReason(sqlite3_extended_errcode(handle_.get()));
-  Refuse(sqlite3_errmsg(handle_.get()));
+  const int result = sqlite3_extended_errcode(handle_.get());
+  stop_reason_ = StopReasonOf(result);
+  Refuse(DescribeResult(result, sqlite3_errmsg(handle_.get())));
 }
 
 void Database::RequireFile() const {
@@ -125,7 +94,7 @@ void Database::RunTransaction(const char* sql) {
     // A snapshot that is out of date stays so.
     if ((result & 0xFF) != SQLITE_BUSY || result == SQLITE_BUSY_SNAPSHOT) Fail();
     if (!waits_->GoOn(start, waits_->LockLimit(), "Die Datenbank ist gesperrt, es wird gewartet ...")) {
-      NoteStopReason(result);
+      stop_reason_ = StopReasonOf(result);
       if (waits_->WasStopped()) Refuse("Das Warten auf die gesperrte Datenbank wurde abgebrochen.");
       Refuse("Die Datenbank ist von einem anderen Programm gesperrt.");
     }
@@ -143,7 +112,7 @@ void Database::Flush() const {
   // Flushes the folder as well where the log is new.
   const int result = log->pMethods->xSync(log, SQLITE_SYNC_NORMAL);
   if (result == SQLITE_OK) return;
-  NoteStopReason(result);
+  stop_reason_ = StopReasonOf(result);
   Refuse("Was gespeichert ist, lässt sich nicht auf den Datenträger schreiben.");
 }
 

@@ -99,7 +99,6 @@ class Database {
 
  private:
   static int WaitForLock(void* database, int times);
-  void NoteStopReason(int result) const;
   void RequireFile() const;
   void TellOfQuery() const;
   CompiledQueryPtr Take(std::string_view key);
