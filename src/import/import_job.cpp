@@ -206,7 +206,7 @@ void ImportJob::Steps::TakeStream(std::string& file) {
   session_.SaveFile = false;
   session_.DeleteFile = false;
   if (!PipedSource::IsPipe(file)) return;
-  piped_source_ = std::make_unique<PipedSource>(file);
+  piped_source_ = std::make_unique<PipedSource>(file, tell_);
   file = piped_source_->path();
 }
 

@@ -1,6 +1,7 @@
 #include "sources/piped_source.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -49,15 +50,32 @@ int MakeNamelessFile(const std::string& folder) {
   return named;
 }
 
-int OpenPipe(const std::string& path) {
+Descriptor OpenPipe(const std::string& path) {
   int descriptor = -1;
   do {
-    // A socket cannot be opened by its name; the standard input is open.
+    // A socket cannot be opened by its name; the standard input is open. Who opens a pipe to read from it would
+    // wait for a writer otherwise.
     descriptor = path == "/dev/stdin" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
-                                      : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+                                      : ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   } while (descriptor < 0 && errno == EINTR);
   if (descriptor < 0) throw ErrorFromErrno(errno, path);
-  return descriptor;
+  return Descriptor(descriptor);
+}
+
+// Waits until there is something to read, or the end; says so once where it takes long.
+void WaitForContent(int pipe, const std::string& path, const PipedSource::Tell& tell) {
+  constexpr int kSoon = 1000;  // milliseconds
+  constexpr int kForever = -1;
+  pollfd polled = {pipe, POLLIN, 0};
+  for (int wait = kSoon;;) {
+    const int ready = ::poll(&polled, 1, wait);
+    if (ready > 0) return;
+    if (ready < 0 && errno != EINTR) throw ErrorFromErrno(errno, path);
+    if (ready < 0 || wait == kForever) continue;
+    if (tell)
+      tell("Aus der Pipe ''" + path + "'' ist noch nichts gekommen; es wird gewartet. Strg+C bricht ab.");
+    wait = kForever;
+  }
 }
 
 RuntimeError CannotKeep(int error, const std::string& folder) {
@@ -90,9 +108,12 @@ bool PipedSource::IsPipe(const std::string& path) {
   return S_ISFIFO(status.st_mode) || (S_ISSOCK(status.st_mode) && path == "/dev/stdin");
 }
 
-PipedSource::PipedSource(const std::string& path) {
+PipedSource::PipedSource(const std::string& path, const Tell& tell) {
   const std::string folder = ScratchFolderOfSystem();
-  const Descriptor pipe(OpenPipe(path));
+  const Descriptor pipe = OpenPipe(path);
+  WaitForContent(pipe.get(), path, tell);
+  // The standard input is as others left it, which share it.
+  if (path != "/dev/stdin") ::fcntl(pipe.get(), F_SETFL, O_RDONLY);
   Descriptor file(MakeNamelessFile(folder));
   constexpr std::size_t kChunk = std::size_t{256} << 10;
   std::vector<char> buffer(kChunk);

@@ -2,7 +2,9 @@
 // a name, which goes with the program whatever ends it.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <string_view>
 
 namespace kestrel {
 
@@ -14,9 +16,11 @@ class PipedSource {
   // Whether the path names what can be read once only.
   static bool IsPipe(const std::string& path);
 
-  // Waits for the pipe and reads it to its end. Raises what reading it and writing the file raise; 61 names the
-  // folder that is full.
-  explicit PipedSource(const std::string& path);
+  using Tell = std::function<void(std::string_view)>;
+
+  // Waits for the pipe and reads it to its end; where nothing comes soon, `tell` gets a sentence about that. Raises
+  // what reading it and writing the file raise; 61 names the folder that is full.
+  PipedSource(const std::string& path, const Tell& tell);
   PipedSource(const PipedSource&) = delete;
   PipedSource& operator=(const PipedSource&) = delete;
   ~PipedSource();

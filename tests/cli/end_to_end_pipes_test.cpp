@@ -112,6 +112,20 @@ TEST_F(PipedSources, WaitingForAPipeEndsAtASignal) {
   ExpectNothingLeft();
 }
 
+TEST_F(PipedSources, WaitingForAPipeThatNobodyWritesToIsSaid) {
+  const std::string pipe = folder_.File("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  StartedProgram program(
+      {BuiltProgram("kestrel-import"), "columns", "Rohr", "--folder", host(), "--file", pipe},
+      {{"TMPDIR", folder_.File("tmp")}}, StartedProgram::Stream::kErr);
+  EXPECT_TRUE(program.WaitFor("Aus der Pipe ''" + pipe + "'' ist noch nichts gekommen; es wird gewartet."));
+  const int writer = open(pipe.c_str(), O_WRONLY | O_CLOEXEC);
+  ASSERT_GE(writer, 0);
+  EXPECT_EQ(write(writer, "Name;Ort\r\n", 10), 10);
+  close(writer);
+  EXPECT_EQ(program.Wait(), 0);
+}
+
 TEST_F(PipedSources, AFullDiskIsTold) {
   const ProgramResult result =
       RunInShell("ulimit -f 100; cat \"$SOURCE\" | \"$0\" \"$@\" --file -", {"columns", "Rohr"});
