@@ -324,7 +324,14 @@ void RunSteps::CheckImportClass(std::string_view function, Told told) {
     ErrorScope scope;
     errors_.Try([&] { scope = ReadScope(told); });
     errors_.Count(std::move(error), scope, NamesOf(scope));
-    if (stop_reason_ && result_.stop_reason.empty()) result_.stop_reason = stop_reason_->Get().ToText();
+    if (!stop_reason_ || !result_.stop_reason.empty()) return;
+    std::string reason = stop_reason_->Get().ToText();
+    // What could not be waited for any longer because of the abort is no reason of its own.
+    if (abort_requested_) {
+      result_.aborted |= !reason.empty();
+    } else {
+      result_.stop_reason = std::move(reason);
+    }
   });
 }
 

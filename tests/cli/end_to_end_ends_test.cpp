@@ -85,6 +85,17 @@ TEST_F(ProgramEnds, HangingUpStopsARunAsTheOtherSignalsDo) {
   }
 }
 
+TEST_F(ProgramEnds, ASignalWhileALockIsWaitedForIsTheUsersStop) {
+  const ConnectionPtr other = OpenConnection(host() + "/kestrel.db");
+  other->Begin();
+  StartedProgram run = Start({"run", "Kundenliste"}, StartedProgram::Stream::kErr);
+  ASSERT_TRUE(run.WaitFor("Die Datenbank ist gesperrt, es wird gewartet ..."));
+  run.Send(SIGINT);
+  EXPECT_EQ(run.Wait(), 5);
+  other->Rollback();
+  EXPECT_EQ(Query("SELECT count(*) FROM Kunden"), "0\n");
+}
+
 TEST_F(ProgramEnds, ASecondSignalEndsARunThatDoesNotStop) {
   WriteLongSource();
   StartedProgram run = Start({"run", "Lang", "--progress", "plain"}, StartedProgram::Stream::kErr);

@@ -54,6 +54,31 @@ TEST_F(RunWaitsTest, AStopRequestIsHonouredWhileWaiting) {
   EXPECT_EQ(result.errors, 1);
 }
 
+TEST_F(RunWaitsTest, AStopRequestThatEndsAWaitIsTheUsersStopAlsoWithTheLastRecord) {
+  std::int64_t code = 0;
+  std::string reason;
+  import_class->Method("ImportRecord", [&](std::span<Argument>) {
+    Trap([this] { host->Begin(); },
+         [&](const RuntimeError& error) {
+           code = error.Number();
+           reason = host->StopReason();
+         });
+    return Value();
+  });
+  import_class->Get("ErrorCode", [&](std::span<Argument>) { return Value(code); })
+      .Get("StopReason", [&](std::span<Argument>) { return Value(reason); });
+  UseNames({"nur einer"});
+  other->Begin();
+  view.on_info = [this] {
+    if (view.infos.back().find("gesperrt") != std::string::npos) run.RequestAbort();
+  };
+  const RunResult& result = Run();
+  EXPECT_NE(reason, "");
+  EXPECT_TRUE(result.aborted);
+  EXPECT_EQ(result.stop_reason, "");
+  EXPECT_EQ(result.errors, 1);
+}
+
 TEST_F(RunWaitsTest, NobodyIsAskedOnceTheRunIsOver) {
   const ConnectionPtr hasty = OpenConnection("Provider=SQLite;Data Source=" + file + ";LockWait=0,05");
   session.HostConnection = hasty;
