@@ -71,6 +71,8 @@ void BackUpSourceFile(Session& session) {
   const std::string& file = session.*KindOf(session)->location;
   const std::string destination = JoinPath(session.SavePath, FileNameOfPath(file));
   RefuseSameFile(file, destination);
+  // What a program that was killed has left of a copy.
+  SweepLeftovers(session.SavePath);
   CopyFile(file, destination);
 }
 

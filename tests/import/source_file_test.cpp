@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 #include "platform/base/file.h"
 #include "sources/source_reader.h"
@@ -16,6 +18,7 @@ using Box = RecordingUserInterface::Box;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
 
 class SourceFileTest : public SessionFixture {
  protected:
@@ -49,6 +52,17 @@ TEST_F(SourceFileTest, BackupReplacesTheOneBefore) {
   folder.Write("Sicherung/adressen.txt", "alt und länger");
   BackUpSourceFile(session);
   EXPECT_EQ(ReadBytes(Backup()), "neu");
+}
+
+TEST_F(SourceFileTest, HalfACopyOfAKilledProgramIsSweptAndNothingElse) {
+  folder.Write("Sicherung/.kestrel-abcdefghij01", "hal");
+  folder.Write("Sicherung/.kestrel-notes", "mine");
+  BackUpSourceFile(session);
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(session.SavePath)) {
+    names.push_back(entry.path().filename());
+  }
+  EXPECT_THAT(names, UnorderedElementsAre("adressen.txt", ".kestrel-notes"));
 }
 
 TEST_F(SourceFileTest, BackupFolderMayEndInASeparator) {

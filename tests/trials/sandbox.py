@@ -346,9 +346,10 @@ class Sandbox:
         return {record.number for record in self.records
                 if record.number in stored or (self.mixed and record.address() in addresses)}
 
-    def examine_leftovers(self):
+    def examine_leftovers(self, *more):
         problems = []
-        for folder, allowed in (("tmp", []), ("host", ["Import", "kestrel.db"]), ("host/Import", self.spec_files)):
+        for folder, allowed in (("tmp", []), ("host", ["Import", "kestrel.db"]), ("host/Import", self.spec_files),
+                                *more):
             surplus = [name for name in self.listing(folder) if name not in allowed]
             if surplus:
                 problems.append("left over in %s: %s" % (folder, ", ".join(surplus)))
@@ -453,4 +454,5 @@ def examine_next_import(sandbox):
     missing = {record.number for record in sandbox.records} - sandbox.covered(sandbox.stored()) - refused
     if missing:
         problems.append("next import: %d records are still missing" % len(missing))
-    return problems + ["next import: " + problem for problem in sandbox.examine_leftovers()]
+    leftovers = sandbox.examine_leftovers(("work/backup", ["quelle." + sandbox.kind]))
+    return problems + ["next import: " + problem for problem in leftovers]
