@@ -45,6 +45,8 @@ int ListCommand(Workspace& workspace, const ListOptions& options) {
   const auto kind = options.templates ? SpecificationKind::kTemplate : SpecificationKind::kSpecification;
   if (FileExists(folder)) throw NotUsable("''" + folder + "'' ist eine Datei und kein Ordner.");
   if (!FolderExists(folder)) throw NotUsable("Der Ordner der Importspezifikationen fehlt: " + folder);
+  // Where it cannot be read, no headings stand above nothing.
+  const std::vector<std::string> files = ListFiles(folder);
   TableWriter table(workspace.out(), workspace.options().format,
                     {{"Beschreibung", "description"},
                      {"Anwendung", "application"},
@@ -65,7 +67,7 @@ int ListCommand(Workspace& workspace, const ListOptions& options) {
                   workspace.err() << "Nicht aufgeführt: " << error.Description() << std::endl;
                 });
   };
-  for (const std::string& path : ListFiles(folder)) {
+  for (const std::string& path : files) {
     if (GetFileExtension(path) != (options.templates ? ".IMT" : ".IMP") || !is_readable(path)) continue;
     if (!options.app_mode_given) row(path);
   }

@@ -1,10 +1,12 @@
 // The real program on the demo's files and a real database: what it prints, returns and stores.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
 
 #include "cli/end_to_end_fixture.h"
+#include "support/without_privileges.h"
 
 namespace kestrel {
 namespace {
@@ -330,6 +332,19 @@ TEST_F(EndToEnd, WhatIsWrongIsToldInGermanWithAWayOut) {
   EXPECT_EQ(list.status, 4);
   EXPECT_EQ(list.out, "") << "no headings above nothing";
   EXPECT_THAT(list.err, HasSubstr("Der Ordner der Importspezifikationen fehlt: nirgends"));
+}
+
+TEST_F(EndToEnd, ASpecificationFolderThatCannotBeReadIsToldWithoutAnEmptyList) {
+  ASSERT_EQ(::chmod(folder_.path().c_str(), 0755), 0);
+  ASSERT_EQ(::chmod(Spec("").c_str(), 0), 0);
+  const ProgramResult list = [&] {
+    const testing::WithoutPrivileges nobody;
+    return Run({"list"});
+  }();
+  ASSERT_EQ(::chmod(Spec("").c_str(), 0755), 0);
+  EXPECT_EQ(list.status, 4);
+  EXPECT_EQ(list.out, "");
+  EXPECT_THAT(list.err, HasSubstr("Zugriff verweigert: " + host() + "/Import"));
 }
 
 TEST_F(EndToEnd, ATerminalObeysNothingThatComesFromElsewhere) {

@@ -2,7 +2,6 @@
 // exception reaches the message loop, where it would end the host's program. The controls are found, not
 // listed, so that a new one is asked too.
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <QAbstractButton>
 #include <QAbstractItemView>
@@ -13,6 +12,7 @@
 #include <QListWidget>
 #include <filesystem>
 
+#include "support/without_privileges.h"
 #include "wizard/wizard_fixture.h"
 
 namespace kestrel {
@@ -184,28 +184,13 @@ TEST_F(FailingEvents, AFailingStepOfStep3StandsInItsStatusLine) {
   EXPECT_THAT(failing_ui_.told, IsEmpty());
 }
 
-// The rights of nobody in particular, which a folder can be closed to.
-class WithoutPrivileges {
- public:
-  WithoutPrivileges() {
-    if (::geteuid() == 0) {
-      EXPECT_EQ(::seteuid(65534), 0);
-    }
-  }
-  ~WithoutPrivileges() {
-    if (::getuid() == 0) {
-      EXPECT_EQ(::seteuid(0), 0);
-    }
-  }
-};
-
 TEST_F(FailingEvents, ASpecificationFolderThatCannotBeReadIsToldAndTheListIsEmpty) {
   WriteSpecification("Test.IMP", TextSpecification(WriteSource()));
   ASSERT_EQ(::chmod(folder.path().c_str(), 0755), 0);
   ASSERT_EQ(::chmod(session.SpecFolder.c_str(), 0), 0);
   const std::string told = "Fehler: Zugriff verweigert: " + session.SpecFolder;
   {
-    const WithoutPrivileges nobody;
+    const testing::WithoutPrivileges nobody;
     OpenStep1();
     EXPECT_EQ(Find<QListWidget>("lstVorlage").count(), 0);
     EXPECT_EQ(ui.boxes, std::vector<Box>{Plain(told)});
