@@ -122,15 +122,19 @@ std::string WithKeyType(const Connection& connection, std::string_view sql) {
   return ReplaceAll(sql, "%KEY%", IsSqlite(connection) ? "INTEGER PRIMARY KEY" : "BIGINT NOT NULL PRIMARY KEY");
 }
 
+std::string AddressTableText(const Connection& connection, const DefaultDestination& destination) {
+  std::string sql = ReplaceAll(kAddressTable, "%TABLE%", destination.table);
+  sql = ReplaceAll(sql, "%NUMBER%", destination.number_field);
+  sql = ReplaceAll(sql, "%GROUP%", destination.group_field);
+  sql = ReplaceAll(sql, "%SINCE%", destination.date_field);
+  return WithKeyType(connection, sql);
+}
+
 void CreateTables(Connection& connection) {
   for (const char* sql : kTables) connection.Execute(WithKeyType(connection, sql));
   CreateAddressIndexes(connection);
   for (const DefaultDestination& destination : kDefaultDestinations) {
-    std::string sql = ReplaceAll(kAddressTable, "%TABLE%", destination.table);
-    sql = ReplaceAll(sql, "%NUMBER%", destination.number_field);
-    sql = ReplaceAll(sql, "%GROUP%", destination.group_field);
-    sql = ReplaceAll(sql, "%SINCE%", destination.date_field);
-    connection.Execute(WithKeyType(connection, sql));
+    connection.Execute(AddressTableText(connection, destination));
   }
 }
 
@@ -142,6 +146,15 @@ std::string InsertAbsentText(const Connection& connection, std::string_view targ
   // On SQLite, a statement of several rows that could fail half way would copy every page it touches.
   return IsSqlite(connection) ? "INSERT OR IGNORE INTO " + std::string(target)
                               : "INSERT INTO " + std::string(target) + " ON CONFLICT DO NOTHING";
+}
+
+std::string AddressTableColumns(const Connection& connection, std::string_view table) {
+  for (const DefaultDestination& destination : kDefaultDestinations) {
+    if (!EqualsIgnoringCase(destination.table, table)) continue;
+    const std::string text = AddressTableText(connection, destination);
+    return text.substr(text.find('('));
+  }
+  return {};
 }
 
 void CreateAddressIndexes(Connection& connection) {

@@ -32,6 +32,9 @@ std::string InsertAbsentText(const Connection& connection, std::string_view targ
 // name. Error 3000.
 bool HasAddressIndexAsMade(Connection& connection);
 
+// The columns of an address table as InitialiseHostDatabase makes it, "(...)"; empty where `table` is none of them.
+std::string AddressTableColumns(const Connection& connection, std::string_view table);
+
 // Makes the indexes of table Adressindex that are missing. Error 3000.
 void CreateAddressIndexes(Connection& connection);
 

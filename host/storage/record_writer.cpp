@@ -30,7 +30,10 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
   const std::string& number = fields[destination_.number_field].column;
   insert_ = connection_.Prepare(InsertText(destination_) + " ON CONFLICT (" + number + ") DO NOTHING");
   remove_ = connection_.Prepare("DELETE FROM " + destination_.table + " WHERE " + number + " = ?");
-  if (!destination_.trial_of.empty()) take_over_ = connection_.Prepare(TakeOverText(destination_));
+  if (!destination_.trial_of.empty()) {
+    take_over_ = connection_.Prepare(TakeOverText(destination_));
+    plain_trial_ = PlainTrial::For(connection_, destination_);
+  }
   if (Pipeline* const pipeline = connection_.pipeline()) {
     pipelined_ = std::make_unique<PipelinedRecords>(
         connection_, *pipeline, destination_, keys,
@@ -284,6 +287,31 @@ StoreResult RecordWriter::StoreThroughPipeline(std::int64_t record) {
   return result;
 }
 
+StoreResult RecordWriter::Try(std::int64_t record, RecordValues& values) {
+  StoredValue& number = values[destination_.number_field];
+  const bool is_given = std::holds_alternative<std::int64_t>(number);
+  if (!is_given) number = plain_trial_->NextNumber();
+  const std::int64_t of_record = std::get<std::int64_t>(number);
+  const bool is_new = !is_given || !plain_trial_->Has(of_record);
+  // The database looks at its constraints before it looks for the number.
+  const bool is_plain = plain_trial_->WouldTake(values);
+  if (is_plain && !is_new && !overwrite_) RefuseExisting(values);
+  StoreResult result{StoreResult::Kind::kNew, of_record};
+  if (is_plain && is_new) {
+    if (index_ && index_->IsKept()) index_->RequireFit(of_record);
+  } else {
+    // A row of the number alone stands for the one that is not in the trial table.
+    if (!is_new && plain_trial_->HasTaken(of_record)) {
+      connection_.Execute("INSERT INTO " + destination_.table + " (" +
+                          destination_.fields[destination_.number_field].column + ", Bez1) VALUES (" +
+                          std::to_string(of_record) + ", '') ON CONFLICT DO NOTHING");
+    }
+    result = StoreNow(record, values);
+  }
+  if (is_new) plain_trial_->Take(of_record);
+  return result;
+}
+
 StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
                                 const std::vector<std::size_t>& columns) {
   // What is kept with a connection ends with it.
@@ -297,6 +325,7 @@ StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
                          "Das Pflichtfeld '" + destination_.fields[i].name + "' ist leer.");
     }
   }
+  if (plain_trial_ != nullptr) return Try(record, values_);
   if (pipelined_ == nullptr) return StoreNow(record, values_);
   // Pipelined records may be stored again at any time, and share everything but values_ and dates_ with this one.
   const std::lock_guard lock(connection_.CallMutex());

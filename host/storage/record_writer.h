@@ -10,7 +10,8 @@
 //  4. An existing number is updated only where overwriting is wanted, else it is an error and the row stays.
 //  5. Every record that Store took is stored, or becomes an error: its own, raised, or one of LateErrors().
 //  6. Into a trial table everything is stored as it would be into the table that it stands for; the address index
-//     is only asked whether it would take the row.
+//     is only asked whether it would take the row. Where PlainTrial knows that the table takes a record, the
+//     record is not even stored there.
 //  7. Where the database takes statements without an answer each, records that are new as far as one can tell
 //     are handed to PipelinedRecords; the three steps above are then its way of doing them again.
 #pragma once
@@ -31,6 +32,7 @@
 #include "storage/grouped_writes.h"
 #include "storage/late_errors.h"
 #include "storage/pipelined_records.h"
+#include "storage/plain_trial.h"
 #include "storage/record_values.h"
 #include "storage/records_in_group.h"
 
@@ -71,6 +73,7 @@ class RecordWriter final : private GroupMember {
   bool GroupLost(const RuntimeError& reason) override;
   StoreResult StoreThroughPipeline(std::int64_t record);
   StoreResult StoreNow(std::int64_t record, RecordValues& values);
+  StoreResult Try(std::int64_t record, RecordValues& values);
   bool InsertNew(std::int64_t record, RecordValues& values);
   void UpdateExisting(std::int64_t record, const RecordValues& values);
   [[noreturn]] void RefuseExisting(const RecordValues& values) const;
@@ -91,7 +94,8 @@ class RecordWriter final : private GroupMember {
   std::unique_ptr<Statement> insert_;
   std::unique_ptr<Statement> remove_;
   std::unique_ptr<Statement> select_address_;
-  std::unique_ptr<Statement> take_over_;                             // of a trial table
+  std::unique_ptr<Statement> take_over_;     // of a trial table
+  std::unique_ptr<PlainTrial> plain_trial_;  // where that need not be asked of each record
   std::map<std::vector<bool>, std::unique_ptr<Statement>> updates_;  // by the fields that have a value
   std::array<std::optional<std::size_t>, 6> address_fields_;         // PLZ, Ort, Strasse, Bez1 to Bez3
 

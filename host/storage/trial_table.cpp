@@ -39,21 +39,26 @@ TrialTable::~TrialTable() {
       [](const RuntimeError&) {});
 }
 
-std::string TrialTable::CreateText(const std::string& original) const {
-  const std::string start = "CREATE TEMPORARY TABLE " + destination_.table + " ";
-  if (!IsSqlite(connection_)) return start + "(LIKE " + original + " INCLUDING ALL)";
+std::string TableColumns(Connection& connection, const std::string& table) {
   const auto query =
-      connection_.Prepare("SELECT sql FROM main.sqlite_schema WHERE type = 'table' AND lower(name) = lower(?)");
-  query->BindText(0, original);
+      connection.Prepare("SELECT sql FROM main.sqlite_schema WHERE type = 'table' AND lower(name) = lower(?)");
+  query->BindText(0, table);
   const RecordsetPtr row = query->Open();
   const std::string_view definition = row->IsEof() ? std::string_view() : row->TextAt(0);
   const std::size_t columns = definition.find('(');
-  if (columns == std::string_view::npos) {
+  return columns == std::string_view::npos ? std::string() : std::string(definition.substr(columns));
+}
+
+std::string TrialTable::CreateText(const std::string& original) const {
+  const std::string start = "CREATE TEMPORARY TABLE " + destination_.table + " ";
+  if (!IsSqlite(connection_)) return start + "(LIKE " + original + " INCLUDING ALL)";
+  const std::string columns = TableColumns(connection_, original);
+  if (columns.empty()) {
     throw RuntimeError(
         ErrorNumber::kInvalidProcedureCall,
         "'" + original + "' ist keine Tabelle, daher kann der Import dorthin nicht getestet werden.");
   }
-  return start + std::string(definition.substr(columns));
+  return start + columns;
 }
 
 std::string TrialTable::ToldOfTable(const std::string& description) const {

@@ -13,6 +13,9 @@
 
 namespace kestrel::host {
 
+// The columns of a table as its definition tells them, "(...)"; empty where `table` is none. For SQLite.
+std::string TableColumns(Connection& connection, const std::string& table);
+
 class TrialTable {
  public:
   // `connection` outlives this object. Commits its open write group. Error 3000 where the table cannot be made;
