@@ -5,6 +5,11 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT KESTREL_EXPORT_ALL)
+  # Others see what include/kestrel/export.h marks.
+  set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+  set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+endif()
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
 endif()
@@ -20,6 +25,11 @@ if(CCACHE)
 endif()
 
 add_library(kestrel_options INTERFACE)
+# What a library uses and nobody exports is told where it is linked. Sanitizers leave their own functions open.
+set(kestrel_link_all "")
+if(NOT KESTREL_SANITIZE)
+  set(kestrel_link_all -Wl,-z,defs)
+endif()
 target_compile_options(kestrel_options INTERFACE -Wall -Wextra -Wconversion)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # GCC 12 takes "text" + std::string for an overlapping copy when it optimises (its bug 105651).

@@ -15,18 +15,15 @@ install(TARGETS kestrelimport EXPORT KestrelImportTargets LIBRARY DESTINATION ${
 install(EXPORT KestrelImportTargets NAMESPACE KestrelImport:: DESTINATION ${package_folder})
 install(TARGETS kestrel-import RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
-set(private_headers PATTERN "cli" EXCLUDE PATTERN "providers" EXCLUDE PATTERN "formats" EXCLUDE)
 if(KESTREL_WIZARD)
   set_target_properties(kestrelwizard PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS kestrelwizard EXPORT KestrelImportWizardTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
   install(EXPORT KestrelImportWizardTargets NAMESPACE KestrelImport:: DESTINATION ${package_folder})
   install(TARGETS kestrel-host RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 else()
-  list(APPEND private_headers PATTERN "wizard" EXCLUDE)
+  set(headers_of_pages PATTERN "*wizard.h" EXCLUDE PATTERN "qt_*" EXCLUDE)
 endif()
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kestrel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  FILES_MATCHING PATTERN "*.h" ${private_headers})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kestrel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${headers_of_pages})
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KestrelImportConfig.cmake.in
   ${PROJECT_BINARY_DIR}/KestrelImportConfig.cmake INSTALL_DESTINATION ${package_folder})

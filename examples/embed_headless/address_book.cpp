@@ -1,5 +1,7 @@
 #include "address_book.h"
 
+#include <kestrel/import_class.h>
+
 void AddressBook::Bind(Members& members) {
   members.Set("Connection", &AddressBook::SetConnection);
   members.Let("PersonalNr", &AddressBook::SetPersonalNr);
@@ -18,26 +20,10 @@ void AddressBook::Bind(Members& members) {
 
 // What a record consists of: two texts, the name being mandatory.
 kestrel::ObjectPtr AddressBook::GetFields() {
-  auto fields = std::make_shared<kestrel::MemoryRecordset>();
-  fields->AppendColumn("FieldName");
-  fields->AppendColumn("Obligation", kestrel::ColumnType::kBool);
-  fields->AppendColumn("RowSourceTyp", kestrel::ColumnType::kInt16);
-  fields->AppendColumn("RowSource");
-  fields->AppendColumn("Size", kestrel::ColumnType::kInt16);
-  fields->AppendColumn("FieldTyp");
-  fields->AppendColumn("DateField", kestrel::ColumnType::kBool);
-  for (const char* name : {"Name", "Ort"}) {
-    fields->AddNew();
-    fields->SetText(0, name);
-    fields->SetValue(1, std::string_view(name) == "Name");
-    fields->SetValue(2, 0);
-    fields->SetText(3, "");
-    fields->SetValue(4, 50);
-    fields->SetText(5, "VARCHAR");
-    fields->SetValue(6, false);
-  }
-  fields->MoveFirst();
-  return fields;
+  return kestrel::FieldListOf(std::vector<kestrel::FieldListRow>{
+      {.name = "Name", .size = 50, .obligation = true},
+      {.name = "Ort", .size = 50},
+  });
 }
 
 void AddressBook::BeforeImport(bool& cancel) {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "kestrel/bound_object.h"
-#include "kestrel/memory_recordset.h"
+#include <kestrel/bound_object.h>
+#include <kestrel/memory_recordset.h>
 
 class AddressBook final : public kestrel::BoundObject<AddressBook> {
  public:

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <iostream>
 
+#include <kestrel/import_job.h>
 #include "address_book.h"
-#include "kestrel/import_job.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <QTimer>
 #include <cstdio>
 
-#include "kestrel/open_connection.h"
-#include "kestrel/qt_user_interface.h"
-#include "kestrel/wizard.h"
+#include <kestrel/open_connection.h>
+#include <kestrel/qt_user_interface.h>
+#include <kestrel/wizard.h>
 
 namespace {
 

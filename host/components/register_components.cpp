@@ -8,6 +8,7 @@
 #include "components/settings_component.h"
 #include "components/setup.h"
 #include "components/table_importer.h"
+#include "kestrel/host_components.h"
 #include "platform/base/text.h"
 #include "schema/default_destinations.h"
 
@@ -25,10 +26,10 @@ void RegisterImporter(ComponentRegistry& registry, const std::string& prog_id,
 }  // namespace
 
 void RegisterComponents(ComponentRegistry& registry) {
-  registry.Register("KSHProto.Protokoll", [] { return std::make_shared<LogComponent>(); });
-  registry.Register("KSBSetting.KSSettings", [] { return std::make_shared<SettingsComponent>(); });
+  registry.Register(kLogComponent, [] { return std::make_shared<LogComponent>(); });
+  registry.Register(kSettingsComponent, [] { return std::make_shared<SettingsComponent>(); });
   const auto keys = std::make_shared<KeyMemory>();
-  registry.Register("ksDoubLb.DoubletFunctions", [keys] { return std::make_shared<DoubletFunctions>(keys); });
+  registry.Register(kKeyComponent, [keys] { return std::make_shared<DoubletFunctions>(keys); });
   registry.Register("kestrelhost.Setup", [] { return std::make_shared<Setup>(); });
   registry.Register("kestrelhost.LogReader", [] { return std::make_shared<LogReader>(); });
   // Destinations of a user's own need only an announcement and their rows of Importziele and Importfelder.

@@ -3,28 +3,13 @@
 #include <mutex>
 #include <numeric>
 
+#include "kestrel/import_class.h"
 #include "platform/profile/profile.h"
 #include "storage/grouped_writes.h"
 #include "storage/index_repair.h"
 #include "storage/sqlite_settings.h"
 
 namespace kestrel::host {
-
-namespace {
-
-std::shared_ptr<MemoryRecordset> EmptyFieldList() {
-  auto fields = std::make_shared<MemoryRecordset>();
-  fields->AppendColumn("FieldName");
-  fields->AppendColumn("Obligation", ColumnType::kBool);
-  fields->AppendColumn("RowSourceTyp", ColumnType::kInt16);
-  fields->AppendColumn("RowSource");
-  fields->AppendColumn("Size", ColumnType::kInt16);
-  fields->AppendColumn("FieldTyp");
-  fields->AppendColumn("DateField", ColumnType::kBool);
-  return fields;
-}
-
-}  // namespace
 
 void TableImporter::Bind(Members& members) {
   members.Set("Connection", &TableImporter::SetConnection);
@@ -121,19 +106,14 @@ RecordWriter& TableImporter::TrialWriter() {
 }
 
 ObjectPtr TableImporter::GetFields() {
-  const auto fields = EmptyFieldList();
+  std::shared_ptr<MemoryRecordset> fields = FieldListOf({});
   Guard([&] {
+    std::vector<FieldListRow> rows;
     for (const DestinationField& field : Target().fields) {
-      fields->AddNew();
-      fields->SetText(0, field.name);
-      fields->SetValue(1, field.obligation);
-      fields->SetValue(2, field.row_source_typ);
-      fields->SetText(3, field.row_source);
-      fields->SetValue(4, field.size);
-      fields->SetText(5, field.type);
-      fields->SetValue(6, field.date);
+      rows.push_back({field.name, field.type, field.size, field.obligation, field.date, field.row_source_typ,
+                      field.row_source});
     }
-    fields->MoveFirst();
+    fields = FieldListOf(rows);
   });
   return fields;
 }

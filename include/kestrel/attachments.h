@@ -7,10 +7,12 @@
 #include <utility>
 #include <vector>
 
+#include "kestrel/export.h"
+
 namespace kestrel {
 
 // Called under the connection's CallMutex, but for the Flush before it closes.
-class Attachment {
+class KESTREL_EXPORT Attachment {
  public:
   Attachment() = default;
   Attachment(const Attachment&) = delete;
@@ -22,8 +24,8 @@ class Attachment {
   virtual void BeforeQuery() {}
 };
 
-// The attachments of one connection.
-class Attachments {
+// The attachments of one connection. Of may be called from any thread, the others by the provider.
+class KESTREL_EXPORT Attachments {
  public:
   // The one of that class, made by Kind(connection) at the first use and dropped when the connection closes.
   template <class Kind, class Connection>

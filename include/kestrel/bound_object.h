@@ -18,7 +18,8 @@
 //   ObjectPtr                       an object or none; 424 otherwise
 //   std::shared_ptr<T>              an object of that class; 13 for another, 91 for none
 //   std::optional<T>                may be left out or missing
-// Results: void, Value, or anything a Value can be made of.
+// Results: void, Value, or anything a Value can be made of. Texts are UTF-8. What a function raises passes
+// on to the caller. An object has the threads of its class.
 #pragma once
 
 #include <cstdint>
@@ -33,6 +34,7 @@
 #include <utility>
 #include <vector>
 
+#include "kestrel/export.h"
 #include "kestrel/object.h"
 
 namespace kestrel {
@@ -184,7 +186,7 @@ class BoundParameter<std::optional<std::string_view>> {
 }  // namespace detail
 
 template <class Component>
-class BoundObject : public Object {
+class KESTREL_EXPORT BoundObject : public Object {
  public:
   class Members {
    public:

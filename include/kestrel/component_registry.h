@@ -20,11 +20,13 @@
 #include <string_view>
 #include <vector>
 
+#include "kestrel/export.h"
 #include "kestrel/object.h"
 
 namespace kestrel {
 
-class ComponentRegistry {
+// Used by one thread at a time, as an import uses it. Texts are UTF-8.
+class KESTREL_EXPORT ComponentRegistry {
  public:
   using Factory = std::function<ObjectPtr()>;
 
@@ -33,11 +35,13 @@ class ComponentRegistry {
   ComponentRegistry& operator=(const ComponentRegistry&) = delete;
   ~ComponentRegistry();
 
-  // Identifiers are compared without case; a second registration replaces the first.
+  // Identifiers are compared without case; a second registration replaces the first. The factory is called by
+  // CreateObject and lives as long as the registry.
   void Register(std::string prog_id, Factory factory);
 
   // Reads every "*.component" file of the folder. A folder that is missing is remembered for error texts
   // and otherwise ignored. An identifier that a factory or an earlier folder serves keeps its first meaning.
+  // Raises what reading an announcement raises.
   void AddFolder(const std::string& folder);
 
   // Adds the folders of the environment variable KESTREL_COMPONENTS (separated by ':') and then the folder

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "kestrel/attachments.h"
+#include "kestrel/export.h"
 #include "kestrel/recordset.h"
 #include "kestrel/waits.h"
 
@@ -49,7 +50,7 @@ struct Capabilities {
 };
 
 // A statement with parameters, prepared once and executed often. Parameter indexes count from 0.
-class Statement {
+class KESTREL_EXPORT Statement {
  public:
   Statement() = default;
   Statement(const Statement&) = delete;
@@ -71,7 +72,7 @@ class Statement {
 
 class Pipeline;
 
-class Connection : public Object {
+class KESTREL_EXPORT Connection : public Object {
  public:
   // Runs one statement that returns no rows; the number of rows changed.
   virtual std::int64_t Execute(std::string_view sql) = 0;
@@ -136,6 +137,6 @@ class Connection : public Object {
 using ConnectionPtr = std::shared_ptr<Connection>;
 
 // The connection behind an object: 91 for none, 438 for an object that is no connection.
-Connection& RequireConnection(const ObjectPtr& object);
+KESTREL_EXPORT Connection& RequireConnection(const ObjectPtr& object);
 
 }  // namespace kestrel

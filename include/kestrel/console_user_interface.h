@@ -1,14 +1,16 @@
 // A user interface for programs without a screen. Messages go to a stream; questions are answered with the
-// safe default (kOk, kNo, cancelled), as nobody is there to answer.
+// safe default (kOk, kNo, cancelled), as nobody is there to answer. Raises only what
+// the stream raises; used by the thread of the import.
 #pragma once
 
 #include <iosfwd>
 
+#include "kestrel/export.h"
 #include "kestrel/user_interface.h"
 
 namespace kestrel {
 
-class ConsoleUserInterface final : public UserInterface {
+class KESTREL_EXPORT ConsoleUserInterface final : public UserInterface {
  public:
   // `stream` outlives this object.
   explicit ConsoleUserInterface(std::ostream& stream) : stream_(stream) {}

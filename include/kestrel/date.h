@@ -1,9 +1,12 @@
-// Calendar dates (proleptic Gregorian, years 1 to 9999) and their German texts.
+// Calendar dates (proleptic Gregorian, years 1 to 9999) and their German texts. Nothing here raises;
+// any thread.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "kestrel/export.h"
 
 namespace kestrel {
 
@@ -23,18 +26,18 @@ struct DateTime {
 };
 
 // Whether the day exists.
-bool IsRealDate(const CalendarDate& date);
+KESTREL_EXPORT bool IsRealDate(const CalendarDate& date);
 
 // Reads day.month.year, each of digits only (one or two for day and month; two or four for the year),
 // blanks around the whole allowed. Years 00 to 49 are 20yy, 50 to 99 are 19yy. No value unless the day
 // exists. Raises nothing.
-std::optional<CalendarDate> ParseGermanDate(std::string_view text);
+KESTREL_EXPORT std::optional<CalendarDate> ParseGermanDate(std::string_view text);
 
 // "TT.MM.JJJJ".
-std::string FormatShortDate(const CalendarDate& date);
+KESTREL_EXPORT std::string FormatShortDate(const CalendarDate& date);
 // "TT.MM.JJJJ", with " HH:MM:SS" only where the time is not midnight: a database date as source text.
-std::string FormatDateTime(const DateTime& value);
+KESTREL_EXPORT std::string FormatDateTime(const DateTime& value);
 // "JJJJMMTT000000".
-std::string FormatStoredDate(const CalendarDate& date);
+KESTREL_EXPORT std::string FormatStoredDate(const CalendarDate& date);
 
 }  // namespace kestrel

@@ -1,4 +1,4 @@
-// The address that a record is held to repeat.
+// The address that a record is held to repeat. Texts are UTF-8.
 #pragma once
 
 #include <cstdint>

@@ -5,10 +5,12 @@
 
 #include <cstdint>
 
+#include "kestrel/export.h"
+
 namespace kestrel {
 
 // What changes when a file does. Times are nanoseconds since 1970.
-struct FileIdentity {
+struct KESTREL_EXPORT FileIdentity {
   FileIdentity() = default;
   explicit FileIdentity(const struct stat& status);
   friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
@@ -19,12 +21,5 @@ struct FileIdentity {
   std::int64_t content_time = 0;
   std::int64_t status_time = 0;
 };
-
-// The clock that file systems stamp files with, in nanoseconds since 1970.
-std::int64_t StampClock();
-
-// Whether every change made from `now` on will show in the identity. It need not while the time stamps are so
-// young that a change could carry the same ones. `now` is StampClock() before the identity was asked for.
-bool ShowsEveryChange(const FileIdentity& identity, std::int64_t now);
 
 }  // namespace kestrel

@@ -1,5 +1,5 @@
 // What is wrong with an import before it runs: each finding with its place in the import specification and a
-// way out.
+// way out. Texts are UTF-8, those for people German. Values without threads or owners of their own.
 #pragma once
 
 #include <cstddef>
@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "kestrel/export.h"
 #include "kestrel/runtime_error.h"
 
 namespace kestrel {
@@ -28,7 +29,7 @@ struct FindingExample {
   std::string value;
 };
 
-struct Finding {
+struct KESTREL_EXPORT Finding {
   Severity severity = Severity::kError;
   FindingPlace place;
   std::string text;          // German sentences
@@ -42,7 +43,7 @@ struct Finding {
 };
 
 // Findings in the order in which they were made.
-class Findings {
+class KESTREL_EXPORT Findings {
  public:
   Findings() = default;
   explicit Findings(Finding only) { Add(std::move(only)); }
@@ -75,7 +76,7 @@ class Findings {
 };
 
 // An import that does not begin: something keeps it from running. Number 440.
-class ImportRefused : public RuntimeError {
+class KESTREL_EXPORT ImportRefused : public RuntimeError {
  public:
   // Described by the finding's message.
   explicit ImportRefused(const Finding& finding);

@@ -38,6 +38,7 @@
 #include "kestrel/component_registry.h"
 #include "kestrel/console_user_interface.h"
 #include "kestrel/data_profile.h"
+#include "kestrel/export.h"
 #include "kestrel/finding.h"
 #include "kestrel/object.h"
 #include "kestrel/platform.h"
@@ -83,7 +84,7 @@ enum class RunMode {
 // One record of a preview: a text per column, empty where it cannot be read, which `unreadable` tells then.
 using PreviewSink = std::function<void(const std::vector<std::string>& values, const Findings& unreadable)>;
 
-class ImportJob {
+class KESTREL_EXPORT ImportJob {
  public:
   // What `platform` refers to outlives the job.
   explicit ImportJob(const Platform& platform);

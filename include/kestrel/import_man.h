@@ -5,6 +5,9 @@
 //   man.SetApplication(2);
 //   man.SetPersonalNr("4711");
 //   man.ShowDialog();                 // returns at once; the wizard runs on the host's message loop
+//
+// Used by the thread of the message loop. Texts and paths are UTF-8. The connection is shared, and kept until the
+// last page has closed.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +17,7 @@
 #include "kestrel/bound_object.h"
 #include "kestrel/clock.h"
 #include "kestrel/component_registry.h"
+#include "kestrel/export.h"
 #include "kestrel/platform.h"
 
 namespace kestrel {
@@ -21,7 +25,7 @@ namespace kestrel {
 struct Session;
 
 // The pages as ImportMan knows them; implemented by the wizard library.
-class WizardPages {
+class KESTREL_EXPORT WizardPages {
  public:
   virtual ~WizardPages() = default;
   // Creates a new step 1 page for the session and shows it without waiting. The pages keep the session as long
@@ -31,7 +35,7 @@ class WizardPages {
 
 // Members by name, for late binding: Connection (get, set), Application, PersonalNr, ImportFileName (let),
 // ShowDialog. None validates its argument and none can fail. A host may release the object right after ShowDialog.
-class ImportMan final : public BoundObject<ImportMan> {
+class KESTREL_EXPORT ImportMan final : public BoundObject<ImportMan> {
  public:
   static constexpr const char* kProgId = "kestrelimport.ImportMan";
 
@@ -61,6 +65,6 @@ class ImportMan final : public BoundObject<ImportMan> {
 };
 
 // The folder "Import" in the component's own (platform/base/component_folder.h).
-std::string DefaultSpecFolder();
+KESTREL_EXPORT std::string DefaultSpecFolder();
 
 }  // namespace kestrel

@@ -1,16 +1,18 @@
-// A record set in memory with typed and sized columns: assignment lists, field lists, new records.
+// A record set in memory with typed and sized columns: assignment lists, field lists, new records. It holds a copy
+// of what it is given, and is used by one thread at a time.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "kestrel/export.h"
 #include "kestrel/recordset.h"
 
 namespace kestrel {
 
 enum class ColumnType { kText, kInt16, kInt64, kDouble, kBool };
 
-class MemoryRecordset final : public Recordset {
+class KESTREL_EXPORT MemoryRecordset final : public Recordset {
  public:
   struct Column {
     std::string name;

@@ -1,7 +1,8 @@
 // Objects that are driven by member name: import classes, log, settings and key components.
 //
 // A caller resolves a name once to a MemberId and then invokes it; both steps are virtual, so that an
-// object may be written in any way (see bound_object.h for the usual one).
+// object may be written in any way (see bound_object.h for the usual one). Objects are shared (ObjectPtr) and
+// called by the thread of the import only.
 #pragma once
 
 #include <array>
@@ -12,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+#include "kestrel/export.h"
 #include "kestrel/value.h"
 
 namespace kestrel {
@@ -28,7 +30,7 @@ enum class CallKind {
 
 // One argument of a call: by value, or by reference, in which case what the object writes arrives in the
 // caller's variable. The caller's variable must outlive the call; the object may keep neither.
-class Argument {
+class KESTREL_EXPORT Argument {
  public:
   explicit Argument(Value value) : value_(std::move(value)) {}
   static Argument ByReference(Value& variable) { return Argument(&variable); }
@@ -44,7 +46,7 @@ class Argument {
   Value* reference_ = nullptr;
 };
 
-class Object {
+class KESTREL_EXPORT Object {
  public:
   Object() = default;
   Object(const Object&) = delete;
@@ -70,10 +72,10 @@ class Object {
 
 namespace detail {
 // Whether both name the same member: ASCII letters are compared without case.
-bool IsSameMember(std::string_view a, std::string_view b);
-MemberId ResolveMember(Object* object, std::string_view name);
-Value InvokeMember(Object* object, std::string_view name, MemberId member, CallKind kind,
-                   std::span<Argument> arguments);
+KESTREL_EXPORT bool IsSameMember(std::string_view a, std::string_view b);
+KESTREL_EXPORT MemberId ResolveMember(Object* object, std::string_view name);
+KESTREL_EXPORT Value InvokeMember(Object* object, std::string_view name, MemberId member, CallKind kind,
+                                  std::span<Argument> arguments);
 inline Argument ToArgument(Argument argument) { return argument; }
 template <class Kind>
 requires(!std::is_same_v<std::decay_t<Kind>, Argument>) Argument ToArgument(Kind&& value) {
@@ -91,12 +93,12 @@ Value CallMethod(const ObjectPtr& object, std::string_view name, Arguments&&... 
   return detail::InvokeMember(object.get(), name, member, CallKind::kMethod, list);
 }
 
-Value GetProperty(const ObjectPtr& object, std::string_view name);
-void LetProperty(const ObjectPtr& object, std::string_view name, Value value);
-void SetProperty(const ObjectPtr& object, std::string_view name, ObjectPtr value);
+KESTREL_EXPORT Value GetProperty(const ObjectPtr& object, std::string_view name);
+KESTREL_EXPORT void LetProperty(const ObjectPtr& object, std::string_view name, Value value);
+KESTREL_EXPORT void SetProperty(const ObjectPtr& object, std::string_view name, ObjectPtr value);
 
 // A member of one object, its name resolved at the first use and kept: for members called per record.
-class BoundMember {
+class KESTREL_EXPORT BoundMember {
  public:
   BoundMember() = default;
   // Keeps the object alive. Nothing is resolved yet, so nothing is raised here.

@@ -13,11 +13,12 @@
 #include <string_view>
 
 #include "kestrel/connection.h"
+#include "kestrel/export.h"
 
 namespace kestrel {
 
 // Raises 3706 for a string that no provider serves, 3000 with the reason where opening fails. A password
-// never stands in an error text.
-ConnectionPtr OpenConnection(std::string_view connection_string);
+// never stands in an error text. UTF-8; any thread, which may then hand the connection on.
+KESTREL_EXPORT ConnectionPtr OpenConnection(std::string_view connection_string);
 
 }  // namespace kestrel

@@ -3,11 +3,12 @@
 #pragma once
 
 #include "kestrel/connection.h"
+#include "kestrel/export.h"
 
 namespace kestrel {
 
 // Who sends statements through a pipeline. Called under the connection's CallMutex, from whatever call found out.
-class PipelineSender {
+class KESTREL_EXPORT PipelineSender {
  public:
   PipelineSender() = default;
   PipelineSender(const PipelineSender&) = delete;
@@ -20,7 +21,7 @@ class PipelineSender {
   virtual void RetryPipeline() = 0;
 };
 
-class Pipeline {
+class KESTREL_EXPORT Pipeline {
  public:
   Pipeline() = default;
   Pipeline(const Pipeline&) = delete;

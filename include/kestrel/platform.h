@@ -8,8 +8,8 @@ class ComponentRegistry;
 class SourceKinds;
 class UserInterface;
 
-// References to what the host made. All of it outlives every ImportMan and ImportJob that was given it, and what
-// they create; all of it is used by their thread only.
+// References to what the host made. All of it outlives every ImportMan and ImportJob that was given it, and
+// what they create; all of it is used by their thread only.
 struct Platform {
   UserInterface& ui;              // who is told and asked
   ComponentRegistry& components;  // where import class, log, settings and key components are found

@@ -1,11 +1,13 @@
-// The user interface on the screen: message boxes, input box, file and folder choice.
+// The user interface on the screen: message boxes, input box, file and folder choice. For the thread of the
+// QApplication; raises nothing.
 #pragma once
 
+#include "kestrel/export.h"
 #include "kestrel/user_interface.h"
 
 namespace kestrel {
 
-class QtUserInterface final : public UserInterface {
+class KESTREL_EXPORT QtUserInterface final : public UserInterface {
  public:
   // Boxes belong to the window that is active when they are shown, so that they stay above it.
   QtUserInterface() = default;
@@ -20,6 +22,6 @@ class QtUserInterface final : public UserInterface {
 
 // Loads Qt's own German texts (Ja, Nein, the file dialog) into the application; once is enough. The wizard and
 // every box do so when they are shown.
-void SpeakGerman();
+KESTREL_EXPORT void SpeakGerman();
 
 }  // namespace kestrel

@@ -1,4 +1,4 @@
-// A record set: named columns, rows, and a current row.
+// A record set: named columns, rows, and a current row. Texts are UTF-8; it is used by one thread at a time.
 //
 // Invariants
 //  1. Positions are rows 0 to RecordCount()-1, "before the first" (BOF) and "behind the last" (EOF).
@@ -20,13 +20,14 @@
 #include <string>
 #include <string_view>
 
+#include "kestrel/export.h"
 #include "kestrel/file_identity.h"
 #include "kestrel/object.h"
 #include "kestrel/runtime_error.h"
 
 namespace kestrel {
 
-class Recordset : public Object {
+class KESTREL_EXPORT Recordset : public Object {
  public:
   // --- Columns ---
   virtual std::size_t ColumnCount() const = 0;
@@ -77,6 +78,6 @@ class Recordset : public Object {
 using RecordsetPtr = std::shared_ptr<Recordset>;
 
 // The record set in a value: error 91 for none, 13 for another kind of object, 424 for no object.
-RecordsetPtr ToRecordset(const Value& value);
+KESTREL_EXPORT RecordsetPtr ToRecordset(const Value& value);
 
 }  // namespace kestrel

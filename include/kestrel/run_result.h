@@ -1,4 +1,4 @@
-// What a run has come to.
+// What a run has come to. Counts are records unless told otherwise; texts are UTF-8, German.
 #pragma once
 
 #include <cstdint>

@@ -1,13 +1,15 @@
-// Who watches a run: a window, a progress bar, or nobody.
+// Who watches a run: a window, a progress bar, or nobody. Called by the thread that runs the import; texts are UTF-8
+// and live until the call returns.
 #pragma once
 
 #include <string_view>
 
+#include "kestrel/export.h"
 #include "kestrel/record_outcome.h"
 
 namespace kestrel {
 
-class RunView {
+class KESTREL_EXPORT RunView {
  public:
   virtual ~RunView() = default;
   // The text of lblInfo. Called once a record and once at the end; the view lives until the call returns.

@@ -11,6 +11,8 @@
 #include <string_view>
 #include <utility>
 
+#include "kestrel/export.h"
+
 namespace kestrel {
 
 enum class ErrorNumber : int {
@@ -46,7 +48,7 @@ enum class ErrorNumber : int {
   kProviderNotFound = 3706,
 };
 
-class RuntimeError : public std::exception {
+class KESTREL_EXPORT RuntimeError : public std::exception {
  public:
   // The description alone, as DescriptionOf(number) gives it.
   explicit RuntimeError(ErrorNumber number);
@@ -67,11 +69,11 @@ class RuntimeError : public std::exception {
 
 // The standard German sentence for a number, without a full stop; "Anwendungs- oder objektdefinierter
 // Fehler" for a number that has none.
-std::string_view DescriptionOf(ErrorNumber number);
+KESTREL_EXPORT std::string_view DescriptionOf(ErrorNumber number);
 
 // The error for a failed system call: errno's nearest classic number. The description is the number's
 // sentence followed by ": " and `subject` (usually a path), where that is not empty.
-RuntimeError ErrorFromErrno(int error, std::string_view subject);
+KESTREL_EXPORT RuntimeError ErrorFromErrno(int error, std::string_view subject);
 
 // Runs `step`; when it fails, hands the error to `report` and returns false: "trap, report, go on with
 // the next statement". Standard exceptions arrive as error 7 (no memory) or 440 with their own text, so

@@ -1,4 +1,5 @@
-// A transaction around a step, for whoever stores several rows at once.
+// A transaction around a step, for whoever stores several rows at once. Used by the
+// connection's thread.
 #pragma once
 
 #include <utility>

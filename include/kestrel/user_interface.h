@@ -1,9 +1,12 @@
-// Everything that asks or tells a person. The component calls it; a screen, a console or a test answers.
+// Everything that asks or tells a person. The component calls it, from the thread of the import; a screen, a console
+// or a test answers. Texts and paths are UTF-8. What it raises ends the import and passes on to whoever runs it.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "kestrel/export.h"
 
 namespace kestrel {
 
@@ -14,7 +17,7 @@ enum class Answer { kOk, kYes, kNo };
 // The title of a box that has none of its own.
 inline constexpr const char* kDefaultTitle = "KESTREL Import";
 
-class UserInterface {
+class KESTREL_EXPORT UserInterface {
  public:
   virtual ~UserInterface() = default;
 

@@ -2,7 +2,7 @@
 //
 // Kinds: unset (never assigned), null (a database's "no value"), missing (an argument left out in the
 // middle), truth value, whole number (64 bits), real number, text (UTF-8), object (possibly none). There
-// is nothing here that a C interface could not carry.
+// is nothing here that a C interface could not carry. A value holds its text itself and shares its object.
 #pragma once
 
 #include <cstdint>
@@ -13,6 +13,7 @@
 #include <utility>
 #include <variant>
 
+#include "kestrel/export.h"
 #include "kestrel/runtime_error.h"
 
 namespace kestrel {
@@ -30,7 +31,7 @@ struct MissingValue {
 inline constexpr NullValue kNull{};
 inline constexpr MissingValue kMissing{};
 
-class Value {
+class KESTREL_EXPORT Value {
  public:
   Value() = default;
   Value(NullValue) : content_(kNull) {}

@@ -6,10 +6,12 @@
 #include <string_view>
 #include <thread>
 
+#include "kestrel/export.h"
+
 namespace kestrel {
 
 // Who looks after a person while a call waits.
-class WaitWatch {
+class KESTREL_EXPORT WaitWatch {
  public:
   WaitWatch() = default;
   WaitWatch(const WaitWatch&) = delete;
@@ -21,7 +23,7 @@ class WaitWatch {
 };
 
 // Used under the connection's CallMutex.
-class Waits {
+class KESTREL_EXPORT Waits {
  public:
   static constexpr std::chrono::seconds kLockLimit{60};
   static constexpr std::chrono::seconds kAnswerLimit{300};

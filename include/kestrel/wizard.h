@@ -14,6 +14,8 @@
 //   man.SetConnection(connection);
 //   man.SetApplication(2);
 //   man.ShowDialog();
+//
+// Used by the thread of the QApplication, which is there before the wizard and goes after it. Raises nothing.
 #pragma once
 
 #include <QObject>
@@ -21,6 +23,7 @@
 #include <QWidget>
 #include <memory>
 
+#include "kestrel/export.h"
 #include "kestrel/import_man.h"
 
 namespace kestrel {
@@ -31,7 +34,7 @@ class frmStep3;
 class frmTransTbl;
 class ImportJob;
 
-class Wizard final : public QObject, public WizardPages {
+class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
   Q_OBJECT
  public:
   // Windows of the wizard stay above `host_window`, where one is given.

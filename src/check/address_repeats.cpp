@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "kestrel/component_registry.h"
+#include "kestrel/host_components.h"
 #include "kestrel/runtime_error.h"
 
 namespace kestrel {
@@ -37,8 +38,7 @@ void AddressRepeats::PrepareKeys(Session& session, DuplicateCheck& duplicates) {
   if (!settings.check_duplicates) return;
   std::string codes[kKeys];
   duplicates.GetDoubletAlgorithmCode(codes[0], codes[1], codes[2]);
-  build_key_ =
-      BoundMember(session.platform.components.CreateObject("ksDoubLb.DoubletFunctions"), "BuildDoubletKey");
+  build_key_ = BoundMember(session.platform.components.CreateObject(kKeyComponent), "BuildDoubletKey");
   for (std::size_t i = 0; i < kKeys; ++i) {
     use_key_[i] = settings.use_key[i];
     codes_[i] = Value(codes[i]);

@@ -8,7 +8,6 @@
 #include "kestrel/import_man.h"
 #include "kestrel/open_connection.h"
 #include "platform/base/file.h"
-#include "platform/data/connection_string.h"
 #include "platform/data/providers/sqlite/sqlite_provider.h"
 #include "spec/specification.h"
 
@@ -34,13 +33,6 @@ std::string SpecFolderFor(const CommonOptions& options) {
 std::string ComponentFolderFor(const CommonOptions& options, const std::string& spec_folder) {
   if (spec_folder != options.folder) return options.folder;
   return ParentFolder(std::filesystem::absolute(options.folder).lexically_normal().string());
-}
-
-// The file of an SQLite database, or an empty text.
-std::string SqliteFileOf(const std::string& connection_string) {
-  const ConnectionKeys keys(connection_string);
-  if (!sqlite::Serves(keys)) return {};
-  return keys.Find("Provider") ? keys.Get("Data Source") : connection_string;
 }
 
 constexpr std::string_view kScratchPrefix = "kestrel-import-scratch-";

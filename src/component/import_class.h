@@ -1,28 +1,4 @@
-// The contract with the import class: the destination object, driven by member name only. Any object that
-// answers to these names is accepted.
-//
-//   Connection (set), PersonalNr, Application, SpecificationFile (let), HasConfig, ShowConfig, GetFields,
-//   BeforeImport(ByRef cancel), GetNewRecord, ImportRecord(ByRef record), AfterImport,
-//   ErrorCode, ErrorDescription
-//
-// Optional; a run looks once, at its start, which of them the class has:
-//
-//   NextLateError: whether there is one more error of a record handed over earlier that was not told yet. It is
-//     told by ErrorCode and ErrorDescription then.
-//   ErrorFirstRecord, ErrorLastRecord, read after an ErrorCode other than 0: the records that the error belongs
-//     to, counted from 1 over the calls of ImportRecord since BeforeImport. 0 is the record just handed over,
-//     -1 none. More than one: all of them were lost, for instance with their transaction.
-//   StopReason, read after an ErrorCode other than 0: not empty where going on is senseless, and why.
-//   ImportResult, read after an ImportRecord that was not refused: what the record just handed over has become,
-//     "new" or "updated", a blank and the number of its address; where that is not known yet, empty, or "open", a
-//     blank and the number that the address will have unless it is taken.
-//   DescribeAddress(address type, number, ByRef name, ByRef place): fills the two texts for an address that a record
-//     is held to repeat; they stay empty for one that is not known.
-//   CheckRecord(ByRef record): asked in a test run instead of ImportRecord: ErrorCode tells then why ImportRecord
-//     would refuse the record after those checked before, and nothing is stored. All that is said of ImportRecord
-//     above holds for it, but ImportResult is not asked.
-//   NextLateUpdate: a record, counted as above, of which ImportResult did not know yet that it updates an
-//     address; 0 where there is none or no more. Asked behind the last record, after NextLateError.
+// Calls of the import class that are not part of the run; its contract is told in kestrel/import_class.h.
 //
 // Order at the start of step 2 (CreateImportClass): the previous object is released; a new one is created;
 // Connection, PersonalNr, Application, SpecificationFile are assigned in this order.
@@ -33,6 +9,7 @@
 #include <string>
 
 #include "component/session.h"
+#include "kestrel/export.h"
 #include "kestrel/runtime_error.h"
 
 namespace kestrel {
@@ -47,10 +24,10 @@ bool CreateImportClass(Session& session, std::optional<RuntimeError>* failure = 
 
 // Whether the settings dialog is offered: false only when HasConfig answers a truth value that is false.
 // A failing HasConfig is the caller's to trap.
-bool ImportClassHasConfig(Session& session);
+KESTREL_INTERNAL bool ImportClassHasConfig(Session& session);
 
 // Lets SpecificationFile to the working copy, then calls ShowConfig.
-void ShowImportClassConfig(Session& session);
+KESTREL_INTERNAL void ShowImportClassConfig(Session& session);
 
 // What ErrorCode and ErrorDescription say. The description is read only for a code other than 0.
 struct ImportClassError {

@@ -3,6 +3,7 @@
 #include "duplicates/duplicates.h"
 #include "duplicates/trap_in_function.h"
 #include "kestrel/component_registry.h"
+#include "kestrel/host_components.h"
 #include "platform/base/text.h"
 #include "spec/profile_access.h"
 
@@ -55,7 +56,7 @@ void BuildDuplicateKeyText(const Recordset& record, std::string_view group, std:
 void DuplicateCheck::GenDoubKey(const std::string& key_text, std::string& key1, std::string& key2,
                                 std::string& key3) {
   const bool made = TrapInFunction(session_.platform.ui, "GenDoubKey", [&] {
-    const ObjectPtr component = session_.platform.components.CreateObject("ksDoubLb.DoubletFunctions");
+    const ObjectPtr component = session_.platform.components.CreateObject(kKeyComponent);
     std::string code1, code2, code3;
     GetDoubletAlgorithmCode(code1, code2, code3);
     // One variable for the three calls: what the component leaves in the key text it finds there again.

@@ -3,6 +3,7 @@
 #include "duplicates/duplicates.h"
 #include "duplicates/trap_in_function.h"
 #include "kestrel/component_registry.h"
+#include "kestrel/host_components.h"
 #include "spec/profile_access.h"
 
 namespace kestrel {
@@ -36,7 +37,7 @@ std::string ReadHostSetting(const ObjectPtr& settings, const char* name) {
 // A new instance of the host's settings component, ready to read. The connection travels by reference, so
 // what the component leaves there becomes the session's.
 ObjectPtr DuplicateCheck::NewHostSettings() {
-  ObjectPtr settings = session_.platform.components.CreateObject("KSBSetting.KSSettings");
+  ObjectPtr settings = session_.platform.components.CreateObject(kSettingsComponent);
   Value connection(session_.HostConnection);
   CallMethod(settings, "Init", 0, ByRef(connection));
   session_.HostConnection = connection.ToObject();

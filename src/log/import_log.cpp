@@ -4,6 +4,7 @@
 #include "kestrel/component_registry.h"
 #include "kestrel/connection.h"
 #include "kestrel/date.h"
+#include "kestrel/host_components.h"
 #include "kestrel/user_interface.h"
 #include "platform/base/text.h"
 
@@ -11,7 +12,6 @@ namespace kestrel {
 
 namespace {
 
-constexpr const char* kLogComponent = "KSHProto.Protokoll";
 // The host's mode for which the log component is called with its eight leading arguments only.
 constexpr std::int16_t kShortCallMode = 2;
 // SetField's first argument, whose meaning is the log component's own.

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "component/session.h"
+#include "kestrel/export.h"
 #include "kestrel/memory_recordset.h"
 
 namespace kestrel {
@@ -54,7 +55,7 @@ struct AssignmentPanel {
 };
 
 // An empty list.
-std::shared_ptr<MemoryRecordset> CreateAssignmentList();
+KESTREL_INTERNAL std::shared_ptr<MemoryRecordset> CreateAssignmentList();
 
 // Fills session.AssignmentList from the import class's GetFields, session.SourceFieldNames and the working
 // copy, and moves to the first row. Returns the mandatory flags, one per record number counted from 1
@@ -64,10 +65,10 @@ std::shared_ptr<MemoryRecordset> CreateAssignmentList();
 std::vector<bool> BuildAssignmentList(Session& session, ImportLogs& logs, std::string* failure = nullptr);
 
 // Writes the panel into the list's current row. Raises 3421 for a name or constant that is too long.
-void StoreCurrentAssignment(MemoryRecordset& list, const AssignmentPanel& panel);
+KESTREL_INTERNAL void StoreCurrentAssignment(MemoryRecordset& list, const AssignmentPanel& panel);
 
 // What the panel shows for a row; the list stays at its current row.
-AssignmentPanel ReadAssignment(MemoryRecordset& list, std::int64_t row);
+KESTREL_INTERNAL AssignmentPanel ReadAssignment(MemoryRecordset& list, std::int64_t row);
 
 // Exact comparison with every element but the last.
 bool IsInList(std::string_view name, const std::vector<std::string>& list);
@@ -78,10 +79,11 @@ std::string DisplayFieldName(std::string_view name);
 std::string DisplayConstant(std::string_view constant);
 
 // The offered source columns: every element but the last, unnamed ones as "FeldNN".
-std::vector<std::string> OfferedSourceFields(const std::vector<std::string>& source_field_names);
+KESTREL_INTERNAL std::vector<std::string> OfferedSourceFields(
+    const std::vector<std::string>& source_field_names);
 
 // Whether the source gave at least two columns; a single one usually means that the settings are wrong.
-bool HasUsableSourceFields(const std::vector<std::string>& source_field_names);
+KESTREL_INTERNAL bool HasUsableSourceFields(const std::vector<std::string>& source_field_names);
 
 // Both walk the list from its first row and return to the row that was current.
 // The first row that is mandatory and whose DestinationName is the empty text (null passes).

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "component/session.h"
+#include "kestrel/export.h"
 
 namespace kestrel {
 
@@ -74,15 +75,16 @@ struct DistinctValues {
   bool cut = false;                 // the source holds more
 };
 // The distinct values of a source column, read through the source reader. A column the source lacks gives none.
-DistinctValues CollectDistinctValues(Session& session, std::string_view column);
+KESTREL_INTERNAL DistinctValues CollectDistinctValues(Session& session, std::string_view column);
 
 // The values with the translations that the working copy holds.
-std::vector<TranslationRow> ReadTranslationRows(Session& session, std::string_view destination_field,
-                                                const std::vector<std::string>& values);
+KESTREL_INTERNAL std::vector<TranslationRow> ReadTranslationRows(Session& session,
+                                                                 std::string_view destination_field,
+                                                                 const std::vector<std::string>& values);
 // Writes every row whose translation is not empty; the section is not cleared. Raises what ProfileStore::Write
 // raises; nothing is written then.
-void WriteTranslationRows(Session& session, std::string_view destination_field,
-                          const std::vector<TranslationRow>& rows);
+KESTREL_INTERNAL void WriteTranslationRows(Session& session, std::string_view destination_field,
+                                           const std::vector<TranslationRow>& rows);
 // The first row of which the file would not hold, or the run not find, what it says: blanks at an end, quotes
 // around it, "=" in the source value, a table longer than a section may be, and so on. The text names the row
 // (from 1), the reason and a way out. None where all can be written. A row that says what the file held before
@@ -91,8 +93,8 @@ struct RefusedRow {
   std::size_t row;  // from 0
   std::string text;
 };
-std::optional<RefusedRow> FindRefusedRow(Session& session, std::string_view destination_field,
-                                         const std::vector<TranslationRow>& rows);
+KESTREL_INTERNAL std::optional<RefusedRow> FindRefusedRow(Session& session, std::string_view destination_field,
+                                                          const std::vector<TranslationRow>& rows);
 
 struct PermittedValue {
   std::string value;
@@ -104,7 +106,8 @@ struct PermittedValue {
 // other kind: none in translation mode; the query in constants mode. An empty RowSource gives none. Raises what
 // the host connection raises, 3265 for a query without a column Description.
 enum class ValueListUse { kTranslation = 1, kConstants = 2 };
-std::vector<PermittedValue> ReadPermittedValues(Session& session, std::string_view row_source,
-                                                std::string_view row_source_typ, ValueListUse use);
+KESTREL_INTERNAL std::vector<PermittedValue> ReadPermittedValues(Session& session, std::string_view row_source,
+                                                                 std::string_view row_source_typ,
+                                                                 ValueListUse use);
 
 }  // namespace kestrel

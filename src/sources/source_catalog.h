@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "kestrel/connection.h"
+#include "kestrel/export.h"
 
 namespace kestrel {
 
@@ -20,7 +21,7 @@ std::vector<std::string> FillSheetList(Connection& connection);
 
 // How the list of the kind's tables shows a stored table: without the kind's ending, as that of dBase tables,
 // which a file handed in by the host, or a specification, names them with; all others as they are.
-std::string ListedTableName(const SourceKind& kind, std::string_view table);
+KESTREL_INTERNAL std::string ListedTableName(const SourceKind& kind, std::string_view table);
 
 // A drop-down list as SelectListEntry sees it.
 class SelectableList {
@@ -35,6 +36,6 @@ class SelectableList {
 // Selects the entry whose text equals `text` in upper case; moving the selection before each comparison, so
 // that the last entry stays selected where none is equal. For an empty text the first entry with that item
 // data. Errors of the list are ignored.
-void SelectListEntry(SelectableList& list, std::string_view text, std::int64_t item_data);
+KESTREL_INTERNAL void SelectListEntry(SelectableList& list, std::string_view text, std::int64_t item_data);
 
 }  // namespace kestrel

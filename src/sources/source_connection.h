@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "component/session.h"
+#include "kestrel/export.h"
 #include "kestrel/open_connection.h"
 
 namespace kestrel {
@@ -41,7 +42,7 @@ OpenedSource OpenAndList(const std::string& connection_string, TableLister list_
 
 // The list-loaded flags of the page: the kind whose tables the list of each frame shows. A successful connect
 // sets its kind's, an edit of a frame's input clears the frame's.
-class ListLoadedFlags {
+class KESTREL_INTERNAL ListLoadedFlags {
  public:
   bool IsLoaded(const SourceKind& kind) const;
   void SetLoaded(const SourceKind& kind);
@@ -62,18 +63,19 @@ struct ConnectResult {
 
 // Stops without action when the kind has no connection, a required input is empty or the kind's list is loaded;
 // else drops the shared connection, opens a new one, lists the tables and sets the flag. Nothing is raised.
-ConnectResult Connect(Session& session, const SourceKind& kind, const SourceInputs& inputs,
-                      ListLoadedFlags& loaded, const ConnectionOpener& open = OpenConnection);
+KESTREL_INTERNAL ConnectResult Connect(Session& session, const SourceKind& kind, const SourceInputs& inputs,
+                                       ListLoadedFlags& loaded, const ConnectionOpener& open = OpenConnection);
 
 // The same in two steps, for whoever waits for a server in another thread. Begin stops or drops the shared
 // connection as told above; what it returns, empty where it stopped, opens the new one and lists the tables,
 // touches no session, raises nothing and is called once, in whatever thread. Finish takes the result. The kind
 // outlives both.
 using SourceOpening = std::function<OpenedSource()>;
-SourceOpening BeginConnect(Session& session, const SourceKind& kind, const SourceInputs& inputs,
-                           const ListLoadedFlags& loaded, const ConnectionOpener& open = OpenConnection);
-ConnectResult FinishConnect(Session& session, const SourceKind& kind, OpenedSource opened,
-                            ListLoadedFlags& loaded);
+KESTREL_INTERNAL SourceOpening BeginConnect(Session& session, const SourceKind& kind,
+                                            const SourceInputs& inputs, const ListLoadedFlags& loaded,
+                                            const ConnectionOpener& open = OpenConnection);
+KESTREL_INTERNAL ConnectResult FinishConnect(Session& session, const SourceKind& kind, OpenedSource opened,
+                                             ListLoadedFlags& loaded);
 
 // Drops the shared connection.
 void ResetConnection(Session& session);
@@ -82,13 +84,14 @@ void ResetConnection(Session& session);
 SourceInputs SessionInputs(const Session& session);
 // Connects for session.Provider without a page; a kind without a connection counts as connected. Where nothing
 // is tried (a required setting is empty, the kind is unknown), the reason says so.
-ConnectResult ConnectFromSession(Session& session, const ConnectionOpener& open = OpenConnection);
+KESTREL_INTERNAL ConnectResult ConnectFromSession(Session& session,
+                                                  const ConnectionOpener& open = OpenConnection);
 
 // The file handed in by the host decides the kind by its ending: ".MDB", ".DBF", else text. Changes Provider
 // and Database, Table or FileName; nothing where the host named no file. With all endings the further ones of
 // the kinds
 // (".ACCDB") count, too.
 enum class FileEndings { kFirst, kAll };
-void ApplyImportFileName(Session& session, FileEndings endings = FileEndings::kFirst);
+KESTREL_INTERNAL void ApplyImportFileName(Session& session, FileEndings endings = FileEndings::kFirst);
 
 }  // namespace kestrel

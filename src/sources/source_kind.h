@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "component/session.h"
+#include "kestrel/export.h"
 #include "sources/source_connection.h"
 #include "sources/source_reader.h"
 
@@ -112,7 +113,7 @@ struct SourceKind {
 };
 
 // The rows. Nothing may be added once a session uses them: sessions keep pointers to rows.
-class SourceKinds {
+class KESTREL_INTERNAL SourceKinds {
  public:
   // Begins with the five kinds of the component.
   SourceKinds();
@@ -133,9 +134,9 @@ class SourceKinds {
 };
 
 // The kinds that the session's platform brings, else those of the component.
-const SourceKinds& KindsOf(const Session& session);
+KESTREL_INTERNAL const SourceKinds& KindsOf(const Session& session);
 // The kind of the session's Provider; null for an unknown one.
-const SourceKind* KindOf(const Session& session);
+KESTREL_INTERNAL const SourceKind* KindOf(const Session& session);
 // The key of section Common that names the session's source; Database for an unknown kind.
 const char* LocationKey(const Session& session);
 // Whether the session's kind has this setting and it is on. The settings of another kind count for nothing.

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "component/session.h"
+#include "kestrel/export.h"
 #include "sources/source_kind.h"
 
 namespace kestrel {
@@ -40,16 +41,16 @@ struct SourcePage {
 };
 
 // The inputs of the kind's connection, from its boxes.
-SourceInputs InputsOfPage(const SourceKind& kind, const SourcePage& page);
+KESTREL_INTERNAL SourceInputs InputsOfPage(const SourceKind& kind, const SourcePage& page);
 
 // Stores the page into the session; false for an unknown kind. The path of an Access database is stored as User
 // too, and the box "Benutzer:" as Password.
-bool StorePage(Session& session, const SourcePage& page);
+KESTREL_INTERNAL bool StorePage(Session& session, const SourcePage& page);
 
 // The controls of the session's provider as the page shows them; the others keep what `page` holds, and so do
 // all for a kind that the page does not offer. For Access the order of the stores matters: the path first comes
 // from User and ends as Database.
-void LoadPage(const Session& session, SourcePage& page);
+KESTREL_INTERNAL void LoadPage(const Session& session, SourcePage& page);
 
 // What a text file stores and shows besides its boxes: heading, character set, delimiter, backup and removal.
 void StoreTextChoices(const SourcePage& page, Session& session);
@@ -57,12 +58,12 @@ void ShowTextChoices(const Session& session, SourcePage& page);
 
 // The message that keeps "Weiter zu Schritt 3" on the page (information icon, OK), or none. Looks at the
 // session, so the page is stored first.
-std::optional<std::string> ReasonToStay(const Session& session);
+KESTREL_INTERNAL std::optional<std::string> ReasonToStay(const Session& session);
 
 // The message on leaving txtFilename, or none.
-std::optional<std::string> MissingFileMessage(const std::string& path);
+KESTREL_INTERNAL std::optional<std::string> MissingFileMessage(const std::string& path);
 
 // Whether the preview can open: a file that is named as the source exists.
-bool SourceFileIsThere(const Session& session);
+KESTREL_INTERNAL bool SourceFileIsThere(const Session& session);
 
 }  // namespace kestrel

@@ -15,17 +15,18 @@
 
 #include "component/session.h"
 #include "kestrel/connection.h"
+#include "kestrel/export.h"
 
 namespace kestrel {
 
-void OpenSourceRecordset(Session& session);
+KESTREL_INTERNAL void OpenSourceRecordset(Session& session);
 bool SourceEOF(Session& session);
-RecordsetPtr SourceMoveFirst(Session& session);
+KESTREL_INTERNAL RecordsetPtr SourceMoveFirst(Session& session);
 // A record set that breaks off without being at its end (a server gone away) is replaced by an empty one after
 // the message, so that the consumer's loop ends.
 RecordsetPtr SourceMoveNext(Session& session);
-std::int64_t SourceRecordCount(Session& session);
-void CloseSource(Session& session);
+KESTREL_INTERNAL std::int64_t SourceRecordCount(Session& session);
+KESTREL_INTERNAL void CloseSource(Session& session);
 
 // Column names, always followed by one empty element.
 std::vector<std::string> GetTextFieldNames(Session& session);
@@ -34,7 +35,7 @@ std::vector<std::string> GetSourceColumnNames(Session& session);
 // SQL Server and Access: the same, in the order of the columns.
 std::vector<std::string> GetColumnNamesByComponent(Session& session);
 // Those of the session's source, whatever its kind; an unknown provider gives only the empty element.
-std::vector<std::string> SourceColumnNames(Session& session);
+KESTREL_INTERNAL std::vector<std::string> SourceColumnNames(Session& session);
 
 // The record set of the file that FileName names. Raises what OpenTextSource raises.
 RecordsetPtr OpenTextFile(Session& session);
@@ -46,7 +47,7 @@ std::string TableQuery(const Session& session);
 
 // What of the session's table is not as it looks (Connection::Remarks), from the open source connection;
 // nothing without one, and where that fails: opening the source tells why.
-std::vector<SourceRemark> SourceRemarks(Session& session);
+KESTREL_INTERNAL std::vector<SourceRemark> SourceRemarks(Session& session);
 
 // What the reader would say, without a box: opens the source connection and record set for the session and
 // returns the reason of the first failure, empty on success. For the command line's check and tables.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "component/session.h"
+#include "kestrel/export.h"
 
 namespace kestrel {
 
@@ -17,6 +18,6 @@ namespace kestrel {
 // SchemaSaved and SchemaChanged are then as before. Only a fresh working copy that cannot be made is told after
 // the save has happened; the session then works on the saved file itself. An empty or taken name shows its
 // message and changes nothing.
-void SaveSchema(Session& session, bool Commit);
+KESTREL_INTERNAL void SaveSchema(Session& session, bool Commit);
 
 }  // namespace kestrel

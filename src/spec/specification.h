@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "component/session.h"
+#include "kestrel/export.h"
 
 namespace kestrel {
 
@@ -40,13 +41,13 @@ void DeleteWorkingCopy(Session& session);
 
 // Removes from the folder what ended processes have left: working copies whose lock nobody holds, and half-way
 // writes. Raises nothing.
-void SweepSpecFolder(const std::string& folder);
+KESTREL_INTERNAL void SweepSpecFolder(const std::string& folder);
 
 // Whether the name equals, exactly, one of the pieces of ExistingSchemaNames.
 bool SchemaNameExists(const Session& session, std::string_view name);
 
 // Whether the session's chosen file is a template (".IMT").
-bool IsTemplate(const Session& session);
+KESTREL_INTERNAL bool IsTemplate(const Session& session);
 
 struct SpecificationEntry {
   std::string description;
@@ -57,14 +58,14 @@ enum class SpecificationKind { kSpecification, kTemplate };  // ".IMP", ".IMT"
 // The files of SpecFolder of one kind whose Description is not empty and whose Application (default "2")
 // is the number AppMode; a file whose Application is no number is left out. Sorted by file name. A missing
 // folder gives an empty list.
-std::vector<SpecificationEntry> ListSpecifications(Session& session, SpecificationKind kind);
+KESTREL_INTERNAL std::vector<SpecificationEntry> ListSpecifications(Session& session, SpecificationKind kind);
 // How many entries the list of step 1 has room for.
 inline constexpr std::size_t kMaxListedSpecifications = 100;
 
 // Step 1's list fill: the entries of `kind`, and the Description of every ".IMP" entry, each followed by
 // ";", appended to ExistingSchemaNames. Entries beyond kMaxListedSpecifications are left out and `cut`,
 // where given, says so; their names are known all the same.
-std::vector<SpecificationEntry> FillSpecificationList(Session& session, SpecificationKind kind,
-                                                      bool* cut = nullptr);
+KESTREL_INTERNAL std::vector<SpecificationEntry> FillSpecificationList(Session& session, SpecificationKind kind,
+                                                                       bool* cut = nullptr);
 
 }  // namespace kestrel

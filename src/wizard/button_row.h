@@ -5,10 +5,12 @@
 #include <QPushButton>
 #include <QWidget>
 
+#include "kestrel/export.h"
+
 namespace kestrel {
 
 // Leaves air around its caption, which styles do not when it is long; in a ButtonRow it is as wide as the widest.
-class CaptionButton final : public QPushButton {
+class KESTREL_INTERNAL CaptionButton final : public QPushButton {
   Q_OBJECT
  public:
   explicit CaptionButton(QWidget* parent) : QPushButton(parent) {}

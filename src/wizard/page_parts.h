@@ -14,6 +14,8 @@
 #include <QWidget>
 #include <initializer_list>
 
+#include "kestrel/export.h"
+
 namespace kestrel {
 
 class ButtonRow;
@@ -42,7 +44,7 @@ void LayOutPage(QWidget* page, PageHeader* header, QLayout* body, ButtonRow* but
 
 // Gives the button the shortcut Alt+`key`. It moves the focus to the button before it presses it, so that the
 // control that had the focus is left as it is by a click.
-void SetAltShortcut(QAbstractButton* button, char key);
+KESTREL_INTERNAL void SetAltShortcut(QAbstractButton* button, char key);
 
 // Names a control, gives it caption, tool tip and the shortcut Alt+`key` (0 for none). Returns the control.
 template <class Button>
@@ -57,7 +59,7 @@ Button* SetUpButton(Button* button, const char* object_name, const QString& capt
 
 // A label in front of `control`: its buddy, and the control's name for a screen reader unless it is a button,
 // which is read by its own caption.
-QLabel* MakeLabel(const QString& caption, QWidget* control, const char* object_name = "");
+KESTREL_INTERNAL QLabel* MakeLabel(const QString& caption, QWidget* control, const char* object_name = "");
 
 // The line of a page that tells what has failed. What it says wraps, and never makes the page wider.
 QLabel* MakeStatusLine(QWidget* page);
@@ -86,7 +88,7 @@ void BindKeys(QWidget* page, QAbstractButton* accept, QAbstractButton* reject);
 void TabReachesChosen(std::initializer_list<QRadioButton*> group);
 
 // The order in which Tab walks through the controls.
-void SetTabOrder(std::initializer_list<QWidget*> controls);
+KESTREL_INTERNAL void SetTabOrder(std::initializer_list<QWidget*> controls);
 
 // Connecting and opening can take a while; while one lives, the pointer says so.
 class WaitCursor {
@@ -98,6 +100,6 @@ class WaitCursor {
 };
 
 // Restores the size the window had when it was last closed, and stores it at every close. `key` names it.
-void RememberSize(QWidget* window, const QString& key);
+KESTREL_INTERNAL void RememberSize(QWidget* window, const QString& key);
 
 }  // namespace kestrel

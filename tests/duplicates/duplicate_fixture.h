@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "duplicates/duplicates.h"
+#include "kestrel/host_components.h"
 #include "log/import_log.h"
 #include "support/noting_connection.h"
 #include "support/session_fixture.h"
@@ -61,8 +62,5 @@ class DuplicateFixture : public SessionFixture {
 
   std::vector<Failure> failures_;
 };
-
-inline constexpr const char* kSettingsComponent = "KSBSetting.KSSettings";
-inline constexpr const char* kKeyComponent = "ksDoubLb.DoubletFunctions";
 
 }  // namespace kestrel::testing

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "kestrel/host_components.h"
 #include "kestrel/open_connection.h"
 #include "platform/base/text.h"
 #include "support/source_kind_names.h"
@@ -43,7 +44,7 @@ ImportRunFixture::ImportRunFixture() {
   host->Execute("INSERT INTO Personalstamm VALUES ('4711', 'Muster', 'Eva', 'Dr.')");
   session.HostConnection = host;
 
-  log = AddComponent("KSHProto.Protokoll", "log");
+  log = AddComponent(kLogComponent, "log");
   log->Returns("CreateProtokoll", Value("P1"));
   log->Method("AddNewRecord").Method("SetField").Method("UpdateRecord");
 
@@ -104,15 +105,15 @@ void ImportRunFixture::UseDuplicateHost() {
   host->Execute(
       "CREATE TABLE Adressindex (Adressart INTEGER, Referenz TEXT, Doubletkey1 TEXT, Doubletkey2 TEXT, "
       "Doubletkey3 TEXT)");
-  AddComponent("KSBSetting.KSSettings", "settings")
+  AddComponent(kSettingsComponent, "settings")
       ->Method("Init")
       .Method("GetSetting", [](std::span<Argument> arguments) {
         arguments[2].Set(Value("1"));
         return Value();
       });
-  AddComponent("ksDoubLb.DoubletFunctions", "keys")
-      ->Method("BuildDoubletKey",
-               [](std::span<Argument> arguments) { return Value("K" + arguments[1].Get().ToText()); });
+  AddComponent(kKeyComponent, "keys")->Method("BuildDoubletKey", [](std::span<Argument> arguments) {
+    return Value("K" + arguments[1].Get().ToText());
+  });
   session.ImportClassProgID = "ksbimport.importkunden";
   UseSpecification(
       "[Common]\nImportClass=ksbimport.importkunden\n"

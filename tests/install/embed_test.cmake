@@ -1,5 +1,5 @@
 # Installs into a scratch folder, builds the installed examples against it as a stranger would, and runs them.
-#   cmake -DBUILD=folder -DSCRATCH=folder -DWIZARD=ON|OFF -DSANITIZE=... -P embed_test.cmake
+#   cmake -DBUILD=folder -DSCRATCH=folder -DWIZARD=ON|OFF -DSANITIZE=... -DEXPORT_ALL=ON|OFF -DNM=program -P embed_test.cmake
 
 file(REMOVE_RECURSE ${SCRATCH})
 set(prefix ${SCRATCH}/prefix)
@@ -31,6 +31,37 @@ run(${prefix}/bin/kestrel-import init ${SCRATCH}/host)
 run(${prefix}/bin/kestrel-import run Kunden --folder ${SCRATCH}/host --format json)
 if(NOT output MATCHES "\"records\":6,")
   message(FATAL_ERROR "The installed command line did not import the sample: ${output}")
+endif()
+
+# Its headers are those of the public folder, and each stands alone.
+file(GLOB_RECURSE installed RELATIVE ${prefix}/include ${prefix}/include/*)
+list(FILTER installed EXCLUDE REGEX "^kestrel/[a-z_]+\\.h$")
+if(installed)
+  message(FATAL_ERROR "Installed beside the public headers: ${installed}")
+endif()
+run(${CMAKE_COMMAND} -G Ninja -S ${CMAKE_CURRENT_LIST_DIR}/public_headers -B ${SCRATCH}/public_headers
+  -DCMAKE_PREFIX_PATH=${prefix} -DHEADERS=${prefix}/include -DWIZARD=${WIZARD})
+run(${CMAKE_COMMAND} --build ${SCRATCH}/public_headers)
+
+# What the libraries let others see. A handful more is no fault; a room that is private is.
+function(check_symbols library most)
+  if(EXPORT_ALL)
+    return()
+  endif()
+  run(${NM} -DC --defined-only ${prefix}/lib/${library})
+  string(REGEX MATCHALL "[^\n]*kestrel::[^\n]*" symbols "${output}")
+  list(LENGTH symbols count)
+  message(STATUS "${library} exports ${count} symbols")
+  if(count GREATER most)
+    message(FATAL_ERROR "${library} exports ${count} symbols, more than ${most}:\n${output}")
+  endif()
+  if(output MATCHES "[^\n]* kestrel::(access|access_sql|dbase|encryption|excel|odbc|postgres|sqlite)::[^\n]*")
+    message(FATAL_ERROR "${library} exports what is private: ${CMAKE_MATCH_0}")
+  endif()
+endfunction()
+check_symbols(libkestrelimport.so 400)
+if(WIZARD)
+  check_symbols(libkestrelwizard.so 60)
 endif()
 
 build_example(embed_headless)

@@ -22,6 +22,7 @@
 #include "kestrel/qt_user_interface.h"
 #include "qt/drive.h"
 #include "screenshots/camera.h"
+#include "support/project_paths.h"
 #include "wizard/qt_text.h"
 
 namespace kestrel::screenshots {
@@ -178,7 +179,7 @@ class Tour {
 
 void TakeAll(const QString& folder, const QString& pictures) {
   ComponentRegistry components;
-  components.AddDefaultFolders();
+  components.AddFolder(testing::InBuildTree("lib/kestrel/components"));
   QtUserInterface ui;
   host::HostWindow window(ui, components, host::OpenHostDatabase(FromQt(folder), ""), "4711");
   QDir::setCurrent(QDir(folder).filePath("Import"));

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <string>
 
+#include "platform/base/file_stamp.h"
 #include "platform/base/text.h"
 #include "sources/text_source.h"
 #include "sources/text_window.h"

@@ -80,7 +80,9 @@ def make(programs, options, flavour, folder):
 
 def start_import(sandbox, environment):
     """An import that keeps its connection open once it has told its end."""
-    return sandbox.start(["trial_open_connection", sandbox.specification, sandbox.database], environment, held=True)
+    plug_ins = os.path.join(sandbox.programs.build, "lib", "kestrel", "components")
+    return sandbox.start(["trial_open_connection", sandbox.specification, sandbox.database],
+                         dict(environment, KESTREL_COMPONENTS=plug_ins), held=True)
 
 
 def run_case(programs, options, _, case):

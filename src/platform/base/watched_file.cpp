@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/base/checksum.h"
+#include "platform/base/file_stamp.h"
 
 namespace kestrel {
 

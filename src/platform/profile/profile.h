@@ -34,6 +34,7 @@
 #include <utility>
 #include <vector>
 
+#include "kestrel/export.h"
 #include "kestrel/file_identity.h"
 #include "platform/base/file_descriptor.h"
 #include "platform/profile/caseless.h"
@@ -41,7 +42,7 @@
 namespace kestrel {
 
 // The parsed content of one profile file at one time. Immutable; texts are UTF-8.
-class ProfileImage {
+class KESTREL_INTERNAL ProfileImage {
  public:
   struct Entry {
     std::string key;
@@ -78,7 +79,7 @@ struct ProfileEdit {
 
 struct FileReading;
 
-class ProfileStore {
+class KESTREL_INTERNAL ProfileStore {
  public:
   ProfileStore();
   ~ProfileStore();

@@ -8,6 +8,7 @@
 #include <cerrno>
 
 #include "platform/base/file_descriptor.h"
+#include "platform/base/file_stamp.h"
 
 namespace kestrel {
 namespace {

@@ -18,8 +18,8 @@
 #include <iterator>
 #include <string>
 
-#include "kestrel/file_identity.h"
 #include "platform/base/file.h"
+#include "platform/base/file_stamp.h"
 #include "platform/profile/profile.h"
 #include "platform/profile/profile_file.h"
 #include "support/expect_error.h"

@@ -171,3 +171,13 @@ void SqliteConnection::Close() {
 }
 
 }  // namespace kestrel::sqlite
+
+namespace kestrel {
+
+std::string SqliteFileOf(std::string_view connection_string) {
+  const ConnectionKeys keys(connection_string);
+  if (!sqlite::Serves(keys)) return {};
+  return keys.Find("Provider") ? keys.Get("Data Source") : std::string(connection_string);
+}
+
+}  // namespace kestrel

@@ -10,8 +10,19 @@
 // that is no database, is damaged at its head or stays locked is refused when it is opened for writing.
 #pragma once
 
+#include <string>
+#include <string_view>
+
 #include "kestrel/connection.h"
+#include "kestrel/export.h"
 #include "platform/data/connection_string.h"
+
+namespace kestrel {
+
+// The file of the SQLite database that a connection string names; empty for another one's.
+KESTREL_INTERNAL std::string SqliteFileOf(std::string_view connection_string);
+
+}  // namespace kestrel
 
 namespace kestrel::sqlite {
 

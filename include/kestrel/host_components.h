@@ -1,0 +1,42 @@
+// The contracts with a host's other components: log, settings, duplicate keys. Like import classes they are
+// created by identifier from the registry that the host hands over, and driven by member name from the thread
+// that runs the import. A host registers what it has; where one is missing, what needs it fails with error 429,
+// which is shown, and the import goes on. Errors are raised. Texts are UTF-8.
+#pragma once
+
+namespace kestrel {
+
+// --- Log ---------------------------------------------------------------------------------------
+// One object a log: created with the first row, kept until the import ends. An import has at most two logs: its
+// errors (one column: the line), and the records held back as duplicates (three: the record's mark, the field,
+// its value).
+//
+//   CreateProtokoll   method, text   makes the log and returns its key, which is not empty. Arguments, all but
+//                                    the date by reference: connection (it may be replaced), title, the user's
+//                                    display name, name of the list, date (TT.MM.JJJJ), description of the
+//                                    specification, path of its working copy, kind of source; then, unless the
+//                                    application is 2, an argument left out and the text "clsProtokoll".
+//   AddNewRecord      method         begins a row
+//   SetField          method         the number 10, the column from 0, the text
+//   UpdateRecord      method         stores the row
+inline constexpr const char* kLogComponent = "KSHProto.Protokoll";
+
+// --- Settings ----------------------------------------------------------------------------------
+// Created anew for every question.
+//
+//   Init         method   the number 0 and the connection, by reference
+//   GetSetting   method   group, name, the result (by reference, becomes a text), "Standard", "Standard", the default
+//
+// Asked for, in the group "Adressindex": "Doubletindex", "1" where the host keeps an index of addresses by
+// their duplicate keys, and "AlgorithmCode1" to "AlgorithmCode3", how the three keys are made.
+inline constexpr const char* kSettingsComponent = "KSBSetting.KSSettings";
+
+// --- Duplicate keys ----------------------------------------------------------------------------
+// Created anew for every record of a run.
+//
+//   BuildDoubletKey   method, text   the key of an address. Arguments, by reference: the algorithm's code, and the
+//                                    nine parts of the address with "|" between them: PLZ, Ort, Strasse, Bez1 cut
+//                                    to 15 characters and trimmed, Bez1, Bez2, Bez3, an empty one, the group.
+inline constexpr const char* kKeyComponent = "ksDoubLb.DoubletFunctions";
+
+}  // namespace kestrel
