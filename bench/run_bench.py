@@ -129,12 +129,15 @@ class Bench:
                 fail("the host has no setting Doubletindex")
         return host
 
-    def kestrel(self, host, file, name, *options, more=""):
+    def write_specification(self, host, file, name, more):
         assignments = [f"{field}=FIELD:{column}" for field, column in COLUMNS.items()]
         assignments += [f"{field}=CONST:{value}" for field, value in CONSTANTS.items()]
         text = SPECIFICATION.format(name=name, file=file, assignments="\n".join(assignments), more=more,
                                     formats="\n".join(f"{field}={text}" for field, text in DATES.items()))
         (host / "Import" / f"{name}.IMP").write_bytes(text.replace("\n", "\r\n").encode("cp1252"))
+
+    def kestrel(self, host, file, name, *options, more=""):
+        self.write_specification(host, file, name, more)
         # Bad numbers of the file are counted errors: status 1.
         outcome = Outcome([str(self.bin / "kestrel-import"), "run", name, "--folder", str(host), "--format",
                            "json", "--progress", "plain", *options], accepted=(0, 1))
@@ -189,6 +192,19 @@ class Bench:
             # The first tenth also opens the file; the second is the first that only imports.
             report("growth: last tenth / second tenth of that run", marks[9] - marks[8], marks[1] - marks[0], 1.3)
 
+    def check(self):
+        def look(command):
+            host = self.new_host()
+            self.write_specification(host, self.file, "Messung", DUPLICATE_CHECK)
+            outcome = Outcome([str(self.bin / "kestrel-import"), *command, "--folder", str(host)], accepted=(0, 1))
+            self.discard(host)
+            return outcome
+
+        test = self.best(lambda: look(["run", "Messung", "--test"]))
+        ours = self.best(lambda: look(["check", "Messung", "--data"]))
+        report("check --data / run --test, both with duplicate check", ours.seconds, test.seconds, 2.0)
+        report("check --data: peak memory / 100 MiB", ours.peak_memory, 100 << 20, 1.0, scale=1 << 20, unit="MiB")
+
     def again(self):
         count = min(100_000, self.records)
         part = self.first_records(count)
@@ -224,12 +240,12 @@ def main():
     parser.add_argument("--build", type=Path, default=top / "build" / "release")
     parser.add_argument("--records", type=int, default=1_000_000)
     parser.add_argument("--rounds", type=int, default=1, help="of each measure; the cheapest counts")
-    parser.add_argument("--only", choices=["test", "full", "duplicates", "again"], help="measure just this")
+    parser.add_argument("--only", choices=["test", "full", "duplicates", "check", "again"], help="measure just this")
     options = parser.parse_args()
     with tempfile.TemporaryDirectory(prefix="kestrel-bench-") as scratch:
         bench = Bench(options.build.resolve(), Path(scratch), options.records, options.rounds)
         measures = {"test": bench.test_run, "full": bench.full_run, "duplicates": bench.duplicates,
-                    "again": bench.again}
+                    "check": bench.check, "again": bench.again}
         for name, measure in measures.items():
             if options.only in (None, name):
                 measure()
