@@ -18,7 +18,8 @@
 
 namespace kestrel {
 
-class ImportJob::Steps {
+// Hidden, though its job is public.
+class __attribute__((visibility("hidden"))) ImportJob::Steps {
  public:
   explicit Steps(const Platform& platform);
   explicit Steps(Session& session);
