@@ -62,7 +62,8 @@ void AddressRepeats::Look(std::int64_t record) {
 }
 
 void AddressRepeats::AddKeys(std::int64_t record) {
-  BuildDuplicateKeyText(record_, record_.TextAt(group_), text_);
+  columns_.Begin(record_);
+  BuildDuplicateKeyText(record_, columns_, record_.TextAt(group_), text_);
   key_text_.AssignText(text_);
   for (std::size_t i = 0; i < kKeys; ++i) {
     if (!use_key_[i]) continue;

@@ -13,6 +13,7 @@
 #include "component/session.h"
 #include "duplicates/address_kind.h"
 #include "duplicates/duplicates.h"
+#include "duplicates/kept_columns.h"
 #include "kestrel/data_profile.h"
 #include "kestrel/memory_recordset.h"
 
@@ -52,6 +53,7 @@ class AddressRepeats {
   std::array<bool, kKeys> use_key_{};
   std::array<Value, kKeys> codes_;
   BoundMember build_key_;
+  KeptColumns columns_;
   std::string text_;
   Value key_text_;
   std::string failure_;  // why keys cannot be made

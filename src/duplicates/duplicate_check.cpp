@@ -25,14 +25,16 @@ bool DuplicateCheck::CheckRecord(const Recordset& record, DuplicateMatch* match)
   const AddressKind* kind = FindAddressKind(session_.ImportClassProgID);
   if (kind == nullptr) return false;
 
-  kept_.reference = record.TextAt(record.RequireColumn(kind->number_field));
-  kept_.group = record.TextAt(record.RequireColumn(kind->group_field));
+  KeptColumns& columns = kept_.columns;
+  columns.Begin(record);
+  kept_.reference = columns.TextAt(record, KeptColumns::kReference, kind->number_field);
+  kept_.group = columns.TextAt(record, KeptColumns::kGroup, kind->group_field);
   const bool overwrite =
       GetIniString(*kept_.settings_image, kDuplicateSection, kind->overwrite_key, "0") == "1";
 
   // The specification's own wish first: without it the host need not have the settings component at all.
   if (!settings_.check_duplicates || !isDoublettIndex()) return false;
-  BuildDuplicateKeyText(record, kept_.group, kept_.key_text);
+  BuildDuplicateKeyText(record, columns, kept_.group, kept_.key_text);
   return isDoublet(kept_.key_text, kept_.reference, kind->type_code, overwrite, match);
 }
 
@@ -42,13 +44,21 @@ bool DuplicateCheck::CheckDoublett(const Recordset& record, DuplicateMatch* matc
   return answer;
 }
 
-void BuildDuplicateKeyText(const Recordset& record, std::string_view group, std::string& text) {
+void BuildDuplicateKeyText(const Recordset& record, KeptColumns& columns, std::string_view group,
+                           std::string& text) {
+  using enum KeptColumns::Place;
   constexpr std::size_t kNameLength = 15;
-  const auto field = [&](std::string_view name) { return record.TextAt(record.RequireColumn(name)); };
+  const auto append = [&](KeptColumns::Place place, std::string_view name) {
+    text.append(columns.TextAt(record, place, name)).append("|");
+  };
   text.clear();
-  for (const std::string_view name : {"PLZ", "Ort", "Strasse"}) text.append(field(name)).append("|");
-  text.append(TrimBlanks(Left(field("Bez1"), kNameLength))).append("|");
-  for (const std::string_view name : {"Bez1", "Bez2", "Bez3"}) text.append(field(name)).append("|");
+  append(kPostcode, "PLZ");
+  append(kTown, "Ort");
+  append(kStreet, "Strasse");
+  text.append(TrimBlanks(Left(columns.TextAt(record, kName1, "Bez1"), kNameLength))).append("|");
+  append(kName1, "Bez1");
+  append(kName2, "Bez2");
+  append(kName3, "Bez3");
   // The ninth part is always empty.
   text.append("|").append(group);
 }

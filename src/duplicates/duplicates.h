@@ -8,7 +8,8 @@
 //  1. The specification is read per record, and the host's components are made anew for every call, so that a
 //     change of either is seen at once.
 //  2. What is derived from an image of the specification holds as long as the profile store gives that same
-//     image; nothing else is kept from record to record but buffers.
+//     image, and where a record has its columns as long as the records have the same; nothing else is kept from
+//     record to record but buffers.
 #pragma once
 
 #include <cstdint>
@@ -19,6 +20,7 @@
 #include <vector>
 
 #include "component/session.h"
+#include "duplicates/kept_columns.h"
 #include "kestrel/duplicate_match.h"
 #include "kestrel/recordset.h"
 
@@ -93,6 +95,7 @@ class DuplicateCheck {
     std::vector<std::string> field_names;
     std::vector<bool> assigned;
 
+    KeptColumns columns;
     std::string key_text;
     std::string reference;
     std::string group;
@@ -110,8 +113,9 @@ class DuplicateCheck {
 std::int64_t GetAddressType(const Session& session);
 
 // Sets `text` to PLZ|Ort|Strasse|Bez1 cut to 15 and trimmed|Bez1|Bez2|Bez3||group, reusing its memory.
-// Raises 3265 for a record without one of these columns.
-void BuildDuplicateKeyText(const Recordset& record, std::string_view group, std::string& text);
+// `columns` has begun with `record`. Raises 3265 for a record without one of these columns.
+void BuildDuplicateKeyText(const Recordset& record, KeptColumns& columns, std::string_view group,
+                           std::string& text);
 
 // Sets `query` to the query, reusing its memory; false, with an empty query, for a mask without a bit in
 // 0 to 15. Keys and reference stand as they are, unescaped; without a key in use the query is malformed.

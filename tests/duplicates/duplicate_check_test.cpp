@@ -4,6 +4,7 @@
 
 #include "duplicates/duplicate_fixture.h"
 #include "platform/base/text.h"
+#include "support/expect_error.h"
 
 namespace kestrel {
 namespace {
@@ -21,9 +22,11 @@ class DuplicateCheckTest : public testing::DuplicateFixture {
  protected:
   std::string KeyText(const MemoryRecordset& record, std::string_view group) const {
     std::string text = "was left from the record before";
-    BuildDuplicateKeyText(record, group, text);
+    columns.Begin(record);
+    BuildDuplicateKeyText(record, columns, group, text);
     return text;
   }
+  mutable KeptColumns columns;
   // The key text that the key component was given last.
   std::string KeyTextGiven() const {
     std::string text;
@@ -64,6 +67,25 @@ TEST_F(DuplicateCheckTest, ALongNameStandsTwiceCutAndWhole) {
 TEST_F(DuplicateCheckTest, TheCutNameIsTrimmedTheWholeOneIsNot) {
   EXPECT_EQ(KeyText(*Record({{"Bez1", " Schmidt u. Co  KG "}}), ""),
             "|||Schmidt u. Co| Schmidt u. Co  KG ||||");
+}
+
+TEST_F(DuplicateCheckTest, ARecordWithOtherColumnsThanTheLastIsReadByItsOwn) {
+  const auto shaped = [](std::initializer_list<const char*> names) {
+    auto record = std::make_shared<MemoryRecordset>();
+    for (const char* name : names) record->AppendColumn(name);
+    record->AddNew();
+    for (std::size_t i = 0; i < names.size(); ++i) record->SetText(i, std::to_string(i) + data(names)[i]);
+    return record;
+  };
+  const auto first = shaped({"PLZ", "Ort", "Strasse", "Bez1", "Bez2", "Bez3", "Telefon"});
+  EXPECT_EQ(KeyText(*first, ""), "0PLZ|1Ort|2Strasse|3Bez1|3Bez1|4Bez2|5Bez3||");
+  EXPECT_EQ(KeyText(*shaped({"Bez1", "Bez2", "Bez3", "PLZ", "Ort", "Strasse"}), ""),
+            "3PLZ|4Ort|5Strasse|0Bez1|0Bez1|1Bez2|2Bez3||");
+  // The first column of a name counts, also where the others stand as before.
+  EXPECT_EQ(KeyText(*first, ""), "0PLZ|1Ort|2Strasse|3Bez1|3Bez1|4Bez2|5Bez3||");
+  EXPECT_EQ(KeyText(*shaped({"PLZ", "Bez3", "Strasse", "Bez1", "Bez2", "Bez3", "Ort"}), ""),
+            "0PLZ|6Ort|2Strasse|3Bez1|3Bez1|4Bez2|1Bez3||");
+  EXPECT_ERROR(KeyText(*shaped({"PLZ", "Ort"}), ""), ErrorNumber::kColumnNotFound);
 }
 
 TEST_F(DuplicateCheckTest, FieldsWithoutValueAreEmptyParts) { EXPECT_EQ(KeyText(*Record({}), ""), "||||||||"); }

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <list>
 #include <map>
 #include <system_error>
-#include <unordered_map>
 #include <utility>
 
 #include "platform/base/file.h"
@@ -66,17 +66,32 @@ struct LessIgnoringCase {
 }  // namespace
 
 struct ComponentRegistry::Known {
-  // Hashed, as objects are made for every record.
-  std::unordered_map<std::string, Factory, CaselessHash, CaselessEqual> factories;
+  // Few, and objects are made for every record: they are found soonest by their names as they are written.
+  std::list<std::pair<std::string, Factory>> factories;
   std::map<std::string, std::string, LessIgnoringCase> libraries;
   std::vector<std::string> folders;
+
+  // Null where there is none.
+  Factory* FindFactory(std::string_view prog_id) {
+    for (auto& [name, factory] : factories) {
+      if (name == prog_id) return &factory;
+    }
+    for (auto& [name, factory] : factories) {
+      if (CaselessEqual()(name, prog_id)) return &factory;
+    }
+    return nullptr;
+  }
 };
 
 ComponentRegistry::ComponentRegistry() : known_(std::make_unique<Known>()) {}
 ComponentRegistry::~ComponentRegistry() = default;
 
 void ComponentRegistry::Register(std::string prog_id, Factory factory) {
-  known_->factories.insert_or_assign(std::move(prog_id), std::move(factory));
+  if (Factory* const known = known_->FindFactory(prog_id)) {
+    *known = std::move(factory);
+  } else {
+    known_->factories.emplace_back(std::move(prog_id), std::move(factory));
+  }
 }
 
 void ComponentRegistry::AddFolder(const std::string& folder) {
@@ -106,8 +121,8 @@ void ComponentRegistry::AddDefaultFolders() {
 }
 
 ObjectPtr ComponentRegistry::CreateObject(std::string_view prog_id) {
-  auto factory = known_->factories.find(prog_id);
-  if (factory == known_->factories.end()) {
+  Factory* factory = known_->FindFactory(prog_id);
+  if (factory == nullptr) {
     const auto library = known_->libraries.find(prog_id);
     if (library == known_->libraries.end()) {
       std::string searched;
@@ -116,12 +131,12 @@ ObjectPtr ComponentRegistry::CreateObject(std::string_view prog_id) {
                                                    : "ist nicht registriert; durchsuchte Ordner: " + searched);
     }
     LoadLibraryOf(prog_id, library->second, *this);
-    factory = known_->factories.find(prog_id);
-    if (factory == known_->factories.end()) {
+    factory = known_->FindFactory(prog_id);
+    if (factory == nullptr) {
       throw CannotCreate(prog_id, "wird von " + library->second + " angekündigt, aber nicht bereitgestellt");
     }
   }
-  ObjectPtr object = factory->second();
+  ObjectPtr object = (*factory)();
   if (object == nullptr) throw CannotCreate(prog_id, "wurde von seiner Komponente nicht geliefert");
   return object;
 }
