@@ -13,8 +13,6 @@ using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using testing::kKeyComponent;
-using testing::kSettingsComponent;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 

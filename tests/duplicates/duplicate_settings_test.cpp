@@ -7,8 +7,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testing::kKeyComponent;
-using testing::kSettingsComponent;
 using ::testing::SizeIs;
 
 class DuplicateSettingsTest : public testing::DuplicateFixture {};
