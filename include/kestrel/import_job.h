@@ -43,6 +43,7 @@
 #include "kestrel/object.h"
 #include "kestrel/platform.h"
 #include "kestrel/run_result.h"
+#include "kestrel/run_settings.h"
 #include "kestrel/run_view.h"
 #include "kestrel/source_end.h"
 
@@ -95,6 +96,9 @@ class KESTREL_EXPORT ImportJob {
   ImportJob& operator=(const ImportJob&) = delete;
   // Ends what is open in a session of the job's own, as Cancel does.
   ~ImportJob();
+
+  // What the next run keeps to; stays until it is changed.
+  RunSettings& settings();
 
   // The variables of the import, for programs that are built with the component.
   Session& session();
@@ -164,6 +168,12 @@ class KESTREL_EXPORT ImportJob {
   void RequestStop();
   // Of the last run; complete once it has finished, from RunView::CloseWindow on.
   const RunResult& result() const;
+
+  // Writes what the last run did not store to a file: of a text file the source's own lines, of every other source
+  // CSV, with two more columns, "Grund" and "Datensatz". Run as the source of the same specification, it imports
+  // just these. Whole or not at all. Raises 5 where the run kept nothing (RunSettings::keep_rejects), 70 for the
+  // source itself, and what writing raises.
+  void SaveRejects(const std::string& path) const;
 
   // Ends what is open without a run: the working copy is deleted, the import's logs end. Nothing where nothing
   // is open. Raises nothing.

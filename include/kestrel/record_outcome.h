@@ -40,15 +40,17 @@ struct RecordError {
 struct RecordOutcome {
   std::int32_t record = 0;  // of the source, from 1
   RecordFate fate = RecordFate::kStored;
-  std::vector<RecordError> errors;  // an error need not reject the record
-  std::string address;          // the number of the address stored; empty where the import class does not tell
-  DuplicateMatch duplicate_of;  // of a record held back, as far as the host told
+  std::vector<RecordError> errors = {};      // an error need not reject the record
+  std::vector<std::string> cut_fields = {};  // those whose value was longer than the field and lost its end
+  std::string address = {};  // the number of the address stored; empty where the import class does not tell
+  DuplicateMatch duplicate_of = {};  // of a record held back, as far as the host told
 
   // Keeps its memory.
   void Begin(std::int32_t record_number) {
     record = record_number;
     fate = RecordFate::kStored;
     errors.clear();
+    cut_fields.clear();
     address.clear();
     duplicate_of.Clear();
   }
@@ -61,7 +63,7 @@ struct OutcomeRevision {
   RecordFate fate = RecordFate::kRejected;
   // How many outcomes it changes. 1 without a record named: one of those handed over is lost, nobody says which.
   std::int32_t revised = 0;
-  std::optional<RecordError> error;
+  std::optional<RecordError> error = {};
 };
 
 }  // namespace kestrel

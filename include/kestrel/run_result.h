@@ -5,13 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "kestrel/run_figures.h"
 #include "kestrel/source_end.h"
 
 namespace kestrel {
 
-// stored + rejected + duplicates + checked = records.
+// stored + rejected + duplicates + checked = records; the figures are the same, and more.
 struct RunResult {
   std::int32_t records = 0;  // worked through
+  std::int32_t skipped = 0;  // those before RunSettings::from
   std::int32_t total = 0;    // what the source said it has; -1 where it could not tell
   std::int32_t errors = 0;   // -1: the import class cancelled
   std::int32_t duplicates = 0;
@@ -23,13 +25,20 @@ struct RunResult {
   bool aborted = false;      // the user asked for it
   bool cancelled = false;    // the import class did
   std::string message;       // the text of the closing box
+  RunFigures figures;
 
-  SourceEnd source_end;     // how reading the source ended
-  std::string stop_reason;  // not empty: the import class said that going on is senseless
+  SourceEnd source_end;  // how reading the source ended
+  // Not empty: why no further record was read, as the import class said or the settings allow no more errors.
+  std::string stop_reason;
+  // Of an import that did not reach the source's end: the record to go on with (RunSettings::from). 0: none.
+  std::int32_t next_record = 0;
   std::string source_kept;  // not empty: why the source file was not removed although that was asked for
   // Errors that the log did not take: the first of them, and how many they are.
   std::vector<std::string> unlogged;
   std::int32_t unlogged_count = 0;
+  // Where they were to be kept: how many records were not stored. What could not be kept or written: why.
+  std::int32_t rejects = 0;
+  std::string rejects_error;
 };
 
 }  // namespace kestrel

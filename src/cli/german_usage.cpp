@@ -1,5 +1,6 @@
 #include "cli/german_usage.h"
 
+#include <cstdint>
 #include <string_view>
 
 #include "platform/base/number.h"
@@ -62,6 +63,16 @@ CLI::Validator Count() {
   const auto check = [](const std::string& value) {
     const auto number = ParseWholeNumber(value);
     return number && *number >= 0 ? std::string() : "'" + value + "' ist keine Anzahl.";
+  };
+  return {check, ""};
+}
+
+CLI::Validator PositiveCount() {
+  const auto check = [](const std::string& value) {
+    const auto number = ParseWholeNumber(value);
+    return number && *number >= 1 && *number <= INT32_MAX
+               ? std::string()
+               : "'" + value + "' ist nicht möglich. Möglich sind Zahlen ab 1.";
   };
   return {check, ""};
 }

@@ -12,6 +12,8 @@ void SpeakGerman(CLI::App& app);
 // Checks of a value; each names the value and what is possible instead.
 CLI::Validator OneOf(const std::vector<std::string>& values);
 CLI::Validator Count();
+// From 1 on, as far as records are counted.
+CLI::Validator PositiveCount();
 // An empty value, of a variable that is not set, would silently mean what holds without the option.
 CLI::Validator NotEmpty();
 // A personnel number becomes part of a file name.

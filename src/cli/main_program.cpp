@@ -80,6 +80,17 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
       ->check(OneOf({"auto", "plain", "none"}))
       ->type_name("ART");
 
+  run->add_option("--from", run_options.settings.from, "mit diesem Datensatz der Quelle beginnen")
+      ->check(PositiveCount())
+      ->type_name("DATENSATZ");
+  run->add_option("--max-errors", run_options.settings.most_errors, "nach so vielen Fehlern anhalten")
+      ->check(PositiveCount())
+      ->type_name("N");
+  run->add_option("--rejects", run_options.settings.rejects_file,
+                  "nicht gespeicherte Datensätze in diese Datei schreiben")
+      ->check(NotEmpty())
+      ->type_name("DATEI");
+
   LogOptions log_options;
   std::string which = "errors";
   auto* log = app.add_subcommand("log", "Protokolle der Importe zeigen");

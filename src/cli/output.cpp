@@ -59,6 +59,19 @@ JsonObject& JsonObject::Number(std::string_view key, std::int64_t value) {
   return *this;
 }
 
+JsonObject& JsonObject::Numbers(std::string_view key,
+                                const std::vector<std::pair<std::string, std::int64_t>>& values) {
+  Key(key);
+  stream_ << '{';
+  for (const auto& [name, number] : values) {
+    stream_ << (&name == &values.front().first ? "" : ",");
+    WriteJsonText(stream_, name);
+    stream_ << ':' << number;
+  }
+  stream_ << '}';
+  return *this;
+}
+
 JsonObject& JsonObject::Truth(std::string_view key, bool value) {
   Key(key);
   stream_ << (value ? "true" : "false");

@@ -31,6 +31,8 @@ class JsonObject {
   explicit JsonObject(std::ostream& stream) : stream_(stream) {}
   JsonObject& Text(std::string_view key, std::string_view value);
   JsonObject& Number(std::string_view key, std::int64_t value);
+  // An object of numbers.
+  JsonObject& Numbers(std::string_view key, const std::vector<std::pair<std::string, std::int64_t>>& values);
   JsonObject& Truth(std::string_view key, bool value);
   // Writes the key; what is written to the stream then is its value.
   std::ostream& Member(std::string_view key);

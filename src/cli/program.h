@@ -137,6 +137,7 @@ struct RunOptions {
   std::string source_file;
   bool test = false;
   Progress progress = Progress::kAuto;
+  RunSettings settings;
 };
 int RunCommand(Workspace& workspace, const RunOptions& options);
 

@@ -6,6 +6,7 @@
 
 #include "cli/program.h"
 #include "import/pace.h"
+#include "import/run_texts.h"
 #include "platform/base/terminal_text.h"
 
 namespace kestrel::cli {
@@ -88,8 +89,14 @@ const char* NameOf(SourceState state) {
   return "not read";
 }
 
+// Records refused one after the other, all with one error, are enough to know that the others will be.
+constexpr std::int32_t kMostSameErrors = 100;
+
 void WriteResult(Workspace& workspace, const RunResult& result, bool test) {
+  const RunFigures& figures = result.figures;
   if (workspace.options().format == OutputFormat::kJson) {
+    std::vector<std::pair<std::string, std::int64_t>> cut_fields;
+    for (const CutField& cut : figures.cut_fields()) cut_fields.emplace_back(cut.field, cut.values);
     JsonObject(workspace.out())
         .Number("records", result.records)
         .Number("total", result.total)
@@ -107,6 +114,15 @@ void WriteResult(Workspace& workspace, const RunResult& result, bool test) {
         .Text("sourceKept", result.source_kept)
         .Text("stopReason", result.stop_reason)
         .Number("unlogged", result.unlogged_count)
+        .Number("storedNew", figures.stored_new())
+        .Number("updated", figures.updated())
+        .Number("heldBack", figures.held_back())
+        .Number("cutValues", figures.cut_values())
+        .Numbers("cutFields", cut_fields)
+        .Number("skipped", result.skipped)
+        .Number("nextRecord", result.next_record)
+        .Number("rejects", result.rejects)
+        .Text("rejectsError", result.rejects_error)
         .End();
     return;
   }
@@ -118,16 +134,41 @@ void WriteResult(Workspace& workspace, const RunResult& result, bool test) {
                      {"Test", ""},
                      {"Gespeichert", ""},
                      {"Abgewiesen", ""},
-                     {"Geprüft", ""}});
+                     {"Geprüft", ""},
+                     {"Neu", ""},
+                     {"Geändert", ""},
+                     {"Gekürzt", ""}});
   table.Row({std::to_string(result.records), std::to_string(result.total),
              std::to_string(result.cancelled ? 0 : result.errors), std::to_string(result.duplicates),
              test ? "ja" : "nein", std::to_string(result.stored), std::to_string(result.rejected),
-             std::to_string(result.checked)});
+             std::to_string(result.checked), std::to_string(figures.stored_new()),
+             std::to_string(figures.updated()), std::to_string(figures.cut_values())});
+}
+
+// What a person does next. The figures in words stand beside a table for people only.
+void TellRest(Workspace& workspace, const RunResult& result, const RunOptions& options) {
+  std::ostream& err = workspace.err();
+  if (workspace.options().format == OutputFormat::kText && !result.cancelled)
+    err << FiguresText(result.figures) << std::endl;
+  const std::string& file = options.settings.rejects_file;
+  const bool wrote_rejects = !file.empty() && !result.cancelled && result.rejects_error.empty();
+  if (wrote_rejects) {
+    err << result.rejects
+        << (result.rejects == 1 ? " nicht gespeicherter Datensatz steht"
+                                : " nicht gespeicherte Datensätze stehen")
+        << " in ''" << file << "''.";
+    if (result.rejects > 0)
+      err << " Nach der Abhilfe importiert sie: run " << options.spec << " --file " << file;
+    err << std::endl;
+  } else if (result.next_record > 0) {
+    err << "Fortsetzen mit: run " << options.spec << " --from " << result.next_record << std::endl;
+  }
 }
 
 ExitStatus StatusOf(const RunResult& result) {
   if (result.cancelled) return kCancelled;
   if (!result.stop_reason.empty()) return kNotUsable;
+  if (!result.rejects_error.empty()) return kNotUsable;
   if (result.source_end.error && result.records == 0) return kNotUsable;
   if (result.aborted) return kStoppedByUser;
   return result.errors == 0 ? kDone : kErrorsCounted;
@@ -140,6 +181,8 @@ int RunCommand(Workspace& workspace, const RunOptions& options) {
   workspace.OpenHost();
   workspace.LoadSpecification(options.spec, options.source_file);
   job.Prepare();
+  job.settings() = options.settings;
+  job.settings().most_same_errors = kMostSameErrors;
   const bool terminal = ::isatty(STDERR_FILENO) == 1;
   ConsoleRunView view(workspace, options.progress == Progress::kAuto && terminal,
                       options.progress == Progress::kPlain);
@@ -148,6 +191,7 @@ int RunCommand(Workspace& workspace, const RunOptions& options) {
     job.RunDespiteFindings(view, options.test ? RunMode::kTest : RunMode::kImport);
   }
   WriteResult(workspace, job.result(), options.test);
+  TellRest(workspace, job.result(), options);
   return StatusOf(job.result());
 }
 

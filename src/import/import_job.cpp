@@ -13,6 +13,7 @@
 #include "check/source_check.h"
 #include "import/find_specification.h"
 #include "import/import_job_steps.h"
+#include "import/rejects.h"
 #include "kestrel/import_man.h"
 #include "mapping/field_assignment.h"
 #include "platform/base/file.h"
@@ -100,7 +101,9 @@ void ImportJob::Steps::Open(const ImportOrder& order) {
   CreateWorkingCopy(session_);
   open_ = true;
   session_.ImportFileName = order.source_file == "-" ? "/dev/stdin" : order.source_file;
+  const SourceKind* const stored_kind = KindOf(session_);
   ApplyImportFileName(session_, FileEndings::kAll);
+  if (KindOf(session_) != stored_kind) UseHandedInText(session_);
   ResolveSourcePaths();
 }
 
@@ -316,6 +319,7 @@ const RunResult& ImportJob::Steps::RunDespiteFindings(RunView& view, RunMode mod
   RequireIdle();
   Prepare();
   TellColumnDrift();
+  if (!settings_.rejects_file.empty()) Rejects::RequirePlace(settings_.rejects_file, session_);
   ProtectSource(mode);
   session_.TestMode = mode == RunMode::kTest;
   return RunAssigned(view);
@@ -340,7 +344,8 @@ void ImportJob::Steps::ProtectSource(RunMode mode) {
 
 const RunResult& ImportJob::Steps::RunAssigned(RunView& view) {
   RequireIdle();
-  ImportRun run(Import(), view);
+  rejects_.reset();
+  ImportRun run(Import(), view, settings_);
   if (stop_requested_) run.RequestAbort();
   {
     // A user interface that raises while it shows an error ends the run; the job can be cancelled all the same.
@@ -348,6 +353,7 @@ const RunResult& ImportJob::Steps::RunAssigned(RunView& view) {
     run.Activate();
   }
   result_ = run.result();
+  rejects_ = run.TakeRejects();
   // The run has deleted the working copy.
   BeginAnew();
   return result_;
@@ -356,6 +362,14 @@ const RunResult& ImportJob::Steps::RunAssigned(RunView& view) {
 void ImportJob::Steps::RequestStop() {
   stop_requested_ = true;
   if (run_ != nullptr) run_->RequestAbort();
+}
+
+void ImportJob::Steps::SaveRejects(const std::string& path) const {
+  if (rejects_ == nullptr) {
+    throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
+                       "Der Import hat keine abgelehnten Datensätze behalten.");
+  }
+  rejects_->WriteTo(path);
 }
 
 const RunResult& ImportJob::Steps::result() const { return run_ == nullptr ? result_ : run_->result(); }
@@ -370,6 +384,7 @@ ImportJob::ImportJob(const Platform& platform) : steps_(std::make_unique<Steps>(
 ImportJob::ImportJob(Session& session) : steps_(std::make_unique<Steps>(session)) {}
 ImportJob::~ImportJob() = default;
 
+RunSettings& ImportJob::settings() { return steps_->settings(); }
 Session& ImportJob::session() { return steps_->session(); }
 void ImportJob::Open(const ImportOrder& order) { steps_->Open(order); }
 Findings ImportJob::Check(CheckDepth depth, const std::optional<Finding>& no_host) {
@@ -398,6 +413,7 @@ const RunResult& ImportJob::RunAssigned(RunView& view) { return steps_->RunAssig
 
 void ImportJob::RequestStop() { steps_->RequestStop(); }
 const RunResult& ImportJob::result() const { return steps_->result(); }
+void ImportJob::SaveRejects(const std::string& path) const { steps_->SaveRejects(path); }
 void ImportJob::Cancel() { steps_->Cancel(); }
 
 }  // namespace kestrel

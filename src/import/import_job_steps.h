@@ -28,6 +28,7 @@ class __attribute__((visibility("hidden"))) ImportJob::Steps {
   ~Steps();
 
   Session& session() { return session_; }
+  RunSettings& settings() { return settings_; }
   void Open(const ImportOrder& order);
   Findings Check(CheckDepth depth, const std::optional<Finding>& no_host);
   DataProfile CheckData(const std::optional<Finding>& no_host);
@@ -48,6 +49,7 @@ class __attribute__((visibility("hidden"))) ImportJob::Steps {
 
   void RequestStop();
   const RunResult& result() const;
+  void SaveRejects(const std::string& path) const;
   void Cancel();
 
  private:
@@ -87,6 +89,8 @@ class __attribute__((visibility("hidden"))) ImportJob::Steps {
   std::string fields_failure_;
   std::optional<ImportClassError> fields_error_;
   ImportRun* run_ = nullptr;  // while one is under way
+  RunSettings settings_;
+  std::unique_ptr<Rejects> rejects_;  // of the last run
   RunResult result_;
 };
 

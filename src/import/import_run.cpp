@@ -19,9 +19,12 @@
 //              GetNewRecord; assembly; duplicate check; ImportRecord; progress; next record. The rounds
 //              also end when more records came than were counted, and when the import class says that going on
 //              is senseless. What kept the source from opening or broke it off is counted behind them.
+//              They end, too, where the settings allow no more errors. Before them come none that the settings
+//              pass over.
 //  4. after    Errors that came to light late, where the import class has a member for them (NextLateError);
 //              AfterImport, unless aborted, and what came to light with it. Which records were updates, where
 //              the class told that late (NextLateUpdate).
+//              What was not stored is kept and written, where that is wanted: the rest of the source with it.
 //  5. remove   the source file, where nothing it holds can be lost: never after an abort. Why it stays is told.
 //  6. close    the source and the records are released.
 //  7. report   what the import class stopped for; label and message box by the counters.
@@ -36,6 +39,7 @@
 #include "import/match_details.h"
 #include "import/optional_member.h"
 #include "import/record_assembly.h"
+#include "import/reject_view.h"
 #include "import/run_errors.h"
 #include "import/run_outcomes.h"
 #include "import/run_texts.h"
@@ -54,14 +58,19 @@ constexpr const char* kTitle = "KESTREL Import";
 
 class RunSteps {
  public:
-  RunSteps(ActiveImport& import, RunView& view, const bool& abort_requested)
+  // `rejects`: the view, where it keeps what is not stored, else null.
+  RunSteps(ActiveImport& import, RunView& view, const RunSettings& settings, RejectView* reject_view,
+           const std::unique_ptr<Rejects>& rejects, const bool& abort_requested)
       : import_(import),
         session_(import.session()),
         view_(view),
+        settings_(settings),
+        reject_view_(reject_view),
+        rejects_(rejects),
         abort_requested_(abort_requested),
         specification_(session_.profiles, session_.SpecFile),
         outcomes_(view),
-        errors_(import.logs(), outcomes_),
+        errors_(import.logs(), outcomes_, settings),
         waits_(view, abort_requested) {
     errors_.OnUnlogged([this](const std::string& text) { Tell("Nicht im Protokoll: " + text); });
   }
@@ -79,6 +88,8 @@ class RunSteps {
         TellLateErrors();
       }
       TellLateUpdates();
+      errors_.LogRepeated();
+      if (reject_view_ != nullptr) KeepRejects();
       RemoveSource();
     }
     errors_.Try([&] { CloseSource(session_); });
@@ -91,8 +102,11 @@ class RunSteps {
  private:
   void Begin();
   void Prepare();
+  void PassOver();
   void ImportRecords();
   bool HasRecord();
+  // The source's, counted from 1: the one at hand or, between two rounds, the next.
+  std::int32_t RecordNumber() const { return result_.skipped + result_.records + 1; }
   void ShowProgressText();
   bool FetchNewRecord();
   void WorkOnRecord(RecordAssembly& assembly);
@@ -106,6 +120,8 @@ class RunSteps {
   void CountSourceEnd();
   void TellLateErrors();
   void TellLateUpdates();
+  void KeepRejects();
+  std::string WhyNotReached() const;
   void RemoveSource();
   // Whose the errors are that ErrorCode tells.
   enum class Told { kBeforeARecord, kOfTheRecord, kLate };
@@ -121,6 +137,9 @@ class RunSteps {
   ActiveImport& import_;
   Session& session_;
   RunView& view_;
+  const RunSettings& settings_;
+  RejectView* reject_view_;
+  const std::unique_ptr<Rejects>& rejects_;
   const bool& abort_requested_;
   ProfileStore::Watched specification_;
   RunOutcomes outcomes_;
@@ -129,6 +148,7 @@ class RunSteps {
   RunResult result_;
   ProgressText progress_text_;
   bool had_specification_ = false;
+  bool stands_on_last_ = false;  // the source does, though that one was worked through
 
   // Members called for every record.
   BoundMember get_new_record_;
@@ -182,11 +202,25 @@ void RunSteps::Prepare() {
     if (count != static_cast<std::int32_t>(count)) throw RuntimeError(ErrorNumber::kOverflow);
     result_.total = static_cast<std::int32_t>(count);
   });
+  if (reject_view_ != nullptr) reject_view_->Open();
   errors_.Try([&] { source_ = SourceMoveFirst(session_); });
+  if (settings_.from > 1) PassOver();
   progress_text_.SetTotal(result_.total);
   get_new_record_ = BoundMember(session_.ImportClass, "GetNewRecord");
   import_record_ = BoundMember(session_.ImportClass, "ImportRecord");
   error_code_ = BoundMember(session_.ImportClass, "ErrorCode");
+}
+
+void RunSteps::PassOver() {
+  while (result_.skipped < settings_.from - 1 && HasRecord() && !abort_requested_) {
+    errors_.Try([&] { source_ = SourceMoveNext(session_); });
+    ++result_.skipped;
+    errors_.Try([&] { view_.Yield(); });
+  }
+  outcomes_.Skip(result_.skipped);
+  if (HasRecord() || abort_requested_ || session_.source_end.error) return;
+  result_.stop_reason = "Die Quelle hat nur " + std::to_string(result_.skipped) + " Datensätze; Datensatz " +
+                        std::to_string(settings_.from) + " gibt es nicht.";
 }
 
 void RunSteps::ImportRecords() {
@@ -196,8 +230,12 @@ void RunSteps::ImportRecords() {
       result_.aborted = true;
       break;
     }
-    errors_.AtRecord(result_.records + 1);
-    outcomes_.Begin(result_.records + 1);
+    if (!errors_.stop_reason().empty()) {
+      result_.stop_reason = errors_.stop_reason();
+      break;
+    }
+    errors_.AtRecord(RecordNumber());
+    outcomes_.Begin(RecordNumber());
     ShowProgressText();
     if (!FetchNewRecord()) {
       outcomes_.Abandon();
@@ -206,10 +244,13 @@ void RunSteps::ImportRecords() {
     WorkOnRecord(assembly);
     CountRecord();
     outcomes_.End();
-    if (!result_.stop_reason.empty()) break;
+    if (!result_.stop_reason.empty()) {
+      stands_on_last_ = true;
+      break;
+    }
     errors_.Try([&] { source_ = SourceMoveNext(session_); });
     // A source that cannot count says 0 or less; then only its end ends the rounds.
-    if (result_.total > 0 && result_.records > result_.total) break;
+    if (result_.total > 0 && RecordNumber() - 1 > result_.total) break;
   }
   errors_.AtRecord(0);
   source_.reset();
@@ -226,7 +267,7 @@ bool RunSteps::HasRecord() {
 
 void RunSteps::ShowProgressText() {
   errors_.Try([&] { view_.Yield(); });
-  errors_.Try([&] { view_.SetInfo(progress_text_.For(result_.records)); });
+  errors_.Try([&] { view_.SetInfo(progress_text_.For(RecordNumber() - 1)); });
   errors_.Try([&] { view_.Yield(); });
 }
 
@@ -280,7 +321,7 @@ void RunSteps::HoldBack() {
   RecordOutcome& outcome = outcomes_.at_hand();
   outcome.fate = RecordFate::kHeldBack;
   if (outcome.duplicate_of.address_type == own_address_type_) {
-    match_details_.FindRecord(outcome.duplicate_of, outcomes_.figures());
+    match_details_.FindRecord(outcome.duplicate_of, outcomes_);
   }
   match_details_.Describe(outcome.duplicate_of);
   errors_.Try([&] {
@@ -292,7 +333,8 @@ void RunSteps::HandOver() {
   outcomes_.HandOver(IsOnlyChecked() ? RecordFate::kChecked : RecordFate::kStored);
   RecordOutcome& outcome = outcomes_.at_hand();
   BoundMember& take = IsOnlyChecked() ? *check_record_ : import_record_;
-  if (!errors_.Try([&] { take.Call(ByRef(record_value_)); })) outcome.fate = RecordFate::kRejected;
+  Trap([&] { take.Call(ByRef(record_value_)); },
+       [&](const RuntimeError& error) { errors_.CountRejecting(error); });
   CheckImportClass(TakingMember(), Told::kOfTheRecord);
   if (import_result_ && outcome.fate == RecordFate::kStored) errors_.Try([&] { ReadResult(); });
 }
@@ -396,6 +438,26 @@ void RunSteps::CountSourceEnd() {
   if (result_.source_end.error) errors_.Count(*result_.source_end.error);
 }
 
+std::string RunSteps::WhyNotReached() const {
+  if (!result_.stop_reason.empty()) return "nicht verarbeitet: " + result_.stop_reason;
+  return result_.aborted ? "nicht verarbeitet: Der Import wurde abgebrochen." : "nicht verarbeitet";
+}
+
+// Before the source may be removed, as records held back are no errors.
+void RunSteps::KeepRejects() {
+  const auto keep = [&] {
+    if (stands_on_last_) SourceMoveNext(session_);
+    reject_view_->Close(RecordNumber(), WhyNotReached());
+    result_.rejects = rejects_->count();
+    if (!settings_.rejects_file.empty()) rejects_->WriteTo(settings_.rejects_file);
+  };
+  Trap(keep, [&](const RuntimeError& error) {
+    result_.rejects_error = error.Description();
+    errors_.Count(error);
+    Tell("Die abgelehnten Datensätze konnten nicht gesichert werden: " + error.Description());
+  });
+}
+
 void RunSteps::RemoveSource() {
   result_.errors = errors_.count();
   errors_.Try([&] { result_.source_kept = RemoveSourceFile(session_, result_); });
@@ -406,12 +468,12 @@ void RunSteps::CountRecord() {
   ++result_.records;
   errors_.Try([&] {
     if (result_.total == 0) throw RuntimeError(ErrorNumber::kDivisionByZero);
-    view_.SetProgress(100.0 / result_.total * result_.records);
+    view_.SetProgress(100.0 / result_.total * (RecordNumber() - 1));
   });
 }
 
 void RunSteps::TakeFigures() {
-  const RunFigures& figures = outcomes_.figures();
+  const RunFigures& figures = result_.figures = outcomes_.figures();
   result_.duplicates = figures.held_back();
   result_.stored = figures.stored();
   result_.updated = figures.updated();
@@ -432,9 +494,10 @@ void RunSteps::Tell(const std::string& text) {
 
 void RunSteps::Report() {
   TakeFigures();
+  result_.next_record = NextRecord(result_, settings_.from);
   if (!result_.stop_reason.empty()) {
     errors_.Try([&] {
-      const std::string text = StopText(result_, outcomes_.figures());
+      const std::string text = StopText(result_);
       session_.platform.ui.MessageBox(text, kTitle, Icon::kStop, Buttons::kOk);
     });
   }
@@ -447,6 +510,13 @@ void RunSteps::Report() {
 }
 
 }  // namespace
+
+ImportRun::ImportRun(ActiveImport& import, RunView& view, RunSettings settings)
+    : import_(import), view_(view), settings_(std::move(settings)) {}
+
+ImportRun::~ImportRun() = default;
+
+std::unique_ptr<Rejects> ImportRun::TakeRejects() { return std::move(rejects_); }
 
 void ImportRun::Activate() {
   if (!first_activation_) return;
@@ -461,7 +531,10 @@ bool ImportRun::RequestClose() {
 }
 
 void ImportRun::ImportStart() {
-  RunSteps steps(import_, view_, abort_requested_);
+  RejectView reject_view(view_, import_.session(), rejects_);
+  const bool keeps_rejects = settings_.keep_rejects || !settings_.rejects_file.empty();
+  RunView& view = keeps_rejects ? static_cast<RunView&>(reject_view) : view_;
+  RunSteps steps(import_, view, settings_, keeps_rejects ? &reject_view : nullptr, rejects_, abort_requested_);
   result_ = steps.Execute();
   finished_ = true;
   steps.errors().Try([&] { view_.CloseWindow(); });

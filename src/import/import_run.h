@@ -4,16 +4,24 @@
 // request arrives through RequestClose or RequestAbort and is honoured at the start of the next round.
 #pragma once
 
+#include <memory>
+
 #include "import/active_import.h"
 #include "kestrel/run_result.h"
+#include "kestrel/run_settings.h"
 #include "kestrel/run_view.h"
 
 namespace kestrel {
 
+class Rejects;
+
 class ImportRun {
  public:
   // Both outlive the run. The session of the import holds its class, assignment list and source settings.
-  ImportRun(ActiveImport& import, RunView& view) : import_(import), view_(view) {}
+  ImportRun(ActiveImport& import, RunView& view, RunSettings settings = {});
+  ImportRun(const ImportRun&) = delete;
+  ImportRun& operator=(const ImportRun&) = delete;
+  ~ImportRun();
 
   // First activation of the window: runs the import and ends it. Later calls, also from within the run, do
   // nothing. Raises nothing: what fails is counted and logged.
@@ -25,6 +33,8 @@ class ImportRun {
   bool finished() const { return finished_; }
   // Complete once finished.
   const RunResult& result() const { return result_; }
+  // What was not stored, once; null where it was not to be kept, or could not be.
+  std::unique_ptr<Rejects> TakeRejects();
 
  private:
   // Runs the import and fills the result. The order of its steps is told in the .cpp.
@@ -32,6 +42,8 @@ class ImportRun {
 
   ActiveImport& import_;
   RunView& view_;
+  RunSettings settings_;
+  std::unique_ptr<Rejects> rejects_;
   bool first_activation_ = true;
   bool abort_requested_ = false;
   bool finished_ = false;

@@ -47,10 +47,12 @@ std::int32_t MatchDetails::OrdinalOf(std::int64_t number) const {
   return offset < range.count ? range.ordinal + static_cast<std::int32_t>(offset) : 0;
 }
 
-void MatchDetails::FindRecord(DuplicateMatch& match, const RunFigures& figures) const {
+void MatchDetails::FindRecord(DuplicateMatch& match, const RunOutcomes& outcomes) const {
   const auto number = WholeNumber(match.reference);
   const std::int32_t ordinal = number ? OrdinalOf(*number) : 0;
-  if (ordinal != 0 && !figures.IsRejected(ordinal)) match.record = figures.SourceRecord(ordinal);
+  if (ordinal == 0) return;
+  const std::int32_t record = outcomes.SourceRecord(ordinal);
+  if (!outcomes.figures().IsRejected(record)) match.record = record;
 }
 
 void MatchDetails::Describe(DuplicateMatch& match) {

@@ -11,7 +11,7 @@
 #include <optional>
 #include <string_view>
 
-#include "import/run_figures.h"
+#include "import/run_outcomes.h"
 #include "kestrel/duplicate_match.h"
 #include "kestrel/object.h"
 
@@ -26,7 +26,7 @@ class MatchDetails {
   void NoteStored(std::string_view number, std::int32_t ordinal);
 
   // Of an address of the run's own type: which record stored it, unless that is known to be lost.
-  void FindRecord(DuplicateMatch& match, const RunFigures& figures) const;
+  void FindRecord(DuplicateMatch& match, const RunOutcomes& outcomes) const;
   // Name and place, where the import class tells them.
   void Describe(DuplicateMatch& match);
 

@@ -134,6 +134,8 @@ void RecordAssembly::FillConstant(const Row& row, const Recordset& source, Recor
   if (!IsCompatible(row.destination, row.kind)) {
     errors_.CountTypeMismatch(ValueOf(row, source), row.destination);
   } else if (const auto text = ShapeByType(row.destination, row.kind, row.size)) {
+    if (text->size() < row.destination.size()) [[unlikely]]
+      NoteCut(row, row.destination);
     Write(row, *text, record);
   }
 }
@@ -161,7 +163,15 @@ void RecordAssembly::FillImportField(Row& row, const Recordset& source,
   if (!compatible) return;
   const auto text =
       translation ? ShapeTranslated(value, row.field_typ, row.size) : ShapeByType(value, row.kind, row.size);
-  if (text) Write(row, *text, record);
+  if (!text) return;
+  if (text->size() < value.size()) [[unlikely]]
+    NoteCut(row, value);
+  Write(row, *text, record);
+}
+
+// Blanks at its end are not missed.
+void RecordAssembly::NoteCut(const Row& row, std::string_view value) {
+  if (IsCut(value, row.kind, row.size)) errors_.NoteCut(row.field);
 }
 
 void RecordAssembly::Write(const Row& row, std::string_view text, Recordset& record) {

@@ -62,6 +62,7 @@ class RecordAssembly {
   void FillImportField(Row& row, const Recordset& source, const std::shared_ptr<const ProfileImage>& image,
                        Recordset& record);
   void FillConstant(const Row& row, const Recordset& source, Recordset& record);
+  void NoteCut(const Row& row, std::string_view value);
   static FieldValue ValueOf(const Row& row, const Recordset& source);
   static void Write(const Row& row, std::string_view text, Recordset& record);
 

@@ -7,11 +7,44 @@ namespace kestrel {
 
 void RunErrors::Count(RecordError error, const ErrorScope& scope, std::string_view where) {
   ++count_;
-  const std::string whole = std::string(where).append(error.text);
-  if (!logs_.WriteErrorProtocol(error.number, whole, "ImportStart", error.function)) {
-    NoteUnlogged("Fehler " + std::to_string(error.number) + ": " + error.text, where);
+  LogRow row{error.number, std::string(where).append(error.text), error.function,
+             "Fehler " + std::to_string(error.number) + ": " + error.text, WhereTold(where)};
+  std::int32_t first = 0;
+  std::int32_t last = 0;
+  if (scope.of == ErrorScope::Of::kRecords) {
+    first = scope.first;
+    last = scope.last;
+  } else if (scope.of == ErrorScope::Of::kRejectedRecord) {
+    first = last = outcomes_.handed_over();
+  }
+  if (limits_.Add(error, first, last, count_)) {
+    repeated_.push_back(std::move(row));
+  } else {
+    LogRepeated();
+    Log(row);
   }
   outcomes_.Add(std::move(error), scope);
+}
+
+void RunErrors::Log(const LogRow& row) {
+  if (!logs_.WriteErrorProtocol(row.number, row.text, "ImportStart", row.function)) {
+    NoteUnlogged(row.unlogged, row.where);
+  }
+}
+
+void RunErrors::LogRepeated() {
+  for (const LogRow& row : std::exchange(repeated_, {})) {
+    if (!limits_.are_all_the_same()) Log(row);
+  }
+}
+
+void RunErrors::CountRejecting(const RuntimeError& error) {
+  Count({.number = error.Number(), .text = error.Description()}, {ErrorScope::Of::kRejectedRecord});
+}
+
+std::string RunErrors::WhereTold(std::string_view where) const {
+  if (!where.empty() || record_ == 0) return std::string(where);
+  return "Datensatz " + std::to_string(record_) + ": ";
 }
 
 void RunErrors::Count(const RuntimeError& error, const FieldValue& value) {
@@ -34,9 +67,7 @@ void RunErrors::CountTypeMismatch(const FieldValue& field, std::string_view valu
 void RunErrors::NoteUnlogged(std::string_view text, std::string_view where) {
   ++unlogged_count_;
   if (unlogged_.size() == kMostUnlogged) return;
-  std::string told(where);
-  if (where.empty() && record_ != 0) told = "Datensatz " + std::to_string(record_) + ": ";
-  unlogged_.push_back(told.append(text));
+  unlogged_.push_back(WhereTold(where).append(text));
   if (tell_unlogged_) tell_unlogged_(unlogged_.back());
 }
 

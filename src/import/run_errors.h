@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "import/error_limits.h"
 #include "import/run_outcomes.h"
 #include "kestrel/runtime_error.h"
 
@@ -26,7 +27,8 @@ struct FieldValue {
 class RunErrors {
  public:
   // Both outlive this object.
-  RunErrors(ImportLogs& logs, RunOutcomes& outcomes) : logs_(logs), outcomes_(outcomes) {}
+  RunErrors(ImportLogs& logs, RunOutcomes& outcomes, const RunSettings& settings = {})
+      : logs_(logs), outcomes_(outcomes), limits_(settings) {}
 
   // Runs one statement of the run. A failure is counted, logged with an empty function name, and the run
   // goes on with the next statement; returns whether the statement succeeded.
@@ -39,10 +41,19 @@ class RunErrors {
   // to where the import class has named them.
   void Count(RecordError error, const ErrorScope& scope = {}, std::string_view where = "");
   void Count(const RuntimeError& error, const FieldValue& value = {});
+  // The record at hand, which was handed over, is lost by it.
+  void CountRejecting(const RuntimeError& error);
   // A value that does not fit its field (number 10005). `value` is what would have been written.
   void CountTypeMismatch(const FieldValue& field, std::string_view value);
 
+  // A value that is longer than its field: no error, but told with the record.
+  void NoteCut(const std::string& field) { outcomes_.at_hand().cut_fields.push_back(field); }
+
   std::int32_t count() const { return count_; }
+  // Why no further record should be read; empty while there is no reason.
+  const std::string& stop_reason() const { return limits_.stop_reason(); }
+  // Behind the last error: rows that repeat the first and were held back are logged, unless one tells them all.
+  void LogRepeated();
 
   // --- What the log does not take is told all the same ---
 
@@ -58,9 +69,21 @@ class RunErrors {
   std::int32_t unlogged_count() const { return unlogged_count_; }
 
  private:
+  struct LogRow {
+    std::int64_t number;
+    std::string text;  // with the names of records
+    std::string function;
+    std::string unlogged;  // what is told where the log does not take it, and where it belongs
+    std::string where;
+  };
+  void Log(const LogRow& row);
+  std::string WhereTold(std::string_view where) const;
+
   ImportLogs& logs_;
   RunOutcomes& outcomes_;
   std::int32_t count_ = 0;
+  ErrorLimits limits_;
+  std::vector<LogRow> repeated_;  // as long as they may be the same for every record
   std::int32_t record_ = 0;
   std::function<void(const std::string&)> tell_unlogged_;
   std::vector<std::string> unlogged_;

@@ -15,12 +15,14 @@ void RunOutcomes::Begin(std::int32_t record) {
 void RunOutcomes::HandOver(RecordFate fate) {
   outcome_.fate = fate;
   is_handed_over_ = true;
-  ++handed_over_;
 }
 
 void RunOutcomes::End() {
   in_round_ = false;
-  figures_.Add(outcome_.fate, is_handed_over_);
+  figures_.Add(outcome_);
+  // In a test run that hands nothing over no number has to be known.
+  if (is_handed_over_ || outcome_.fate != RecordFate::kChecked) numbers_.Add(is_handed_over_);
+  is_handed_over_ = false;
   Trap([&] { view_.RecordDone(outcome_); }, [](const RuntimeError&) {});
   if (!waiting_.empty()) TellWaiting();
 }
@@ -46,17 +48,18 @@ void RunOutcomes::Add(RecordError error, const ErrorScope& scope) {
 
 bool RunOutcomes::IsOfRecordAtHand(const ErrorScope& scope) const {
   if (!in_round_) return false;
-  if (scope.of == ErrorScope::Of::kRecords) return is_handed_over_ && scope.first == handed_over_;
+  if (scope.of == ErrorScope::Of::kRecords) return is_handed_over_ && scope.first == handed_over();
   return scope.of == ErrorScope::Of::kRecord || scope.of == ErrorScope::Of::kRejectedRecord;
 }
 
 void RunOutcomes::TellWaiting() {
   for (Waiting& waiting : std::exchange(waiting_, {})) {
-    Tell(Apply(waiting));
+    Tell(RevisionFor(waiting));
   }
 }
 
-void RunOutcomes::Tell(const OutcomeRevision& revision) {
+void RunOutcomes::Tell(OutcomeRevision revision) {
+  revision.revised = figures_.Add(revision);
   Trap([&] { view_.Revise(revision); }, [](const RuntimeError&) {});
 }
 
@@ -64,21 +67,17 @@ void RunOutcomes::Update(std::int32_t ordinal) {
   OutcomeRevision revision;
   revision.first = revision.last = SourceRecord(ordinal);
   revision.fate = RecordFate::kUpdated;
-  revision.revised = figures_.Update(ordinal) ? 1 : 0;
-  Tell(revision);
+  Tell(std::move(revision));
 }
 
-OutcomeRevision RunOutcomes::Apply(Waiting& waiting) {
+OutcomeRevision RunOutcomes::RevisionFor(Waiting& waiting) const {
   OutcomeRevision revision;
-  const std::int32_t rejected_before = figures_.rejected();
   if (waiting.scope.of == ErrorScope::Of::kRecords) {
     revision.first = SourceRecord(waiting.scope.first);
     revision.last = SourceRecord(waiting.scope.last);
-    figures_.Reject(waiting.scope.first, waiting.scope.last);
   } else if (waiting.scope.of == ErrorScope::Of::kAnyRecord) {
-    figures_.RejectUnnamed();
+    revision.revised = numbers_.count() > 0 ? 1 : 0;
   }
-  revision.revised = figures_.rejected() - rejected_before;
   revision.error = std::move(waiting.error);
   return revision;
 }

@@ -11,8 +11,9 @@
 #include <string_view>
 #include <vector>
 
-#include "import/run_figures.h"
+#include "import/handed_over.h"
 #include "kestrel/record_outcome.h"
+#include "kestrel/run_figures.h"
 
 namespace kestrel {
 
@@ -38,6 +39,8 @@ class RunOutcomes {
   // The view outlives this object. What it raises is ignored, as an error of its own would have to be told, too.
   explicit RunOutcomes(RunView& view) : view_(view) {}
 
+  // The source's first records are passed over. Before the first Begin.
+  void Skip(std::int32_t records) { numbers_.Skip(records); }
   void Begin(std::int32_t record);
   // The record at hand; `fate` and what else is known of it are the caller's to set.
   RecordOutcome& at_hand() { return outcome_; }
@@ -53,9 +56,9 @@ class RunOutcomes {
   void Update(std::int32_t ordinal);
 
   // How many records were handed over, the one at hand included.
-  std::int32_t handed_over() const { return handed_over_; }
+  std::int32_t handed_over() const { return numbers_.count() + (is_handed_over_ ? 1 : 0); }
   // The source record with this ordinal.
-  std::int32_t SourceRecord(std::int32_t ordinal) const { return figures_.SourceRecord(ordinal); }
+  std::int32_t SourceRecord(std::int32_t ordinal) const { return numbers_.SourceRecord(ordinal); }
   // Without the record at hand.
   const RunFigures& figures() const { return figures_; }
 
@@ -66,14 +69,14 @@ class RunOutcomes {
   };
   bool IsOfRecordAtHand(const ErrorScope& scope) const;
   void TellWaiting();
-  OutcomeRevision Apply(Waiting& waiting);
-  void Tell(const OutcomeRevision& revision);
+  OutcomeRevision RevisionFor(Waiting& waiting) const;
+  void Tell(OutcomeRevision revision);
 
   RunView& view_;
   RecordOutcome outcome_;
   bool in_round_ = false;
   bool is_handed_over_ = false;  // whether the record at hand is
-  std::int32_t handed_over_ = 0;
+  HandedOver numbers_;
   std::vector<Waiting> waiting_;
   RunFigures figures_;
 };

@@ -13,15 +13,38 @@ std::string_view ProgressText::For(std::int32_t record) {
   return text_.append(behind_);
 }
 
-std::string StopText(const RunResult& result, const RunFigures& figures) {
+std::int32_t NextRecord(const RunResult& result, std::int32_t from) {
+  if (result.cancelled) return 0;
+  const std::int32_t behind = result.skipped + result.records + 1;
+  if (result.stop_reason.empty()) {
+    const bool broken_off = result.source_end.error && result.records > 0;
+    return result.aborted || broken_off ? behind : 0;
+  }
+  if (result.skipped + 1 < from) return 0;  // there is no such record
+  const std::int32_t last = result.figures.LastStoredRecord();
+  if (result.checked > 0) return behind;
+  return result.stored == 0 || last == 0 ? from : last + 1;
+}
+
+std::string StopText(const RunResult& result) {
+  const RunFigures& figures = result.figures;
   const std::int32_t last = figures.LastStoredRecord();
-  std::string text = "Der Import wurde angehalten. " + result.stop_reason + "\r\n\r\n";
+  std::string text = "Der Import wurde angehalten. " + result.stop_reason;
+  if (result.next_record == 0) return text;
+  text += "\r\n\r\n";
+  if (result.checked > 0) {
+    return text + "Nach der Abhilfe ist die Prüfung mit Datensatz " + std::to_string(result.next_record) +
+           " fortzusetzen.";
+  }
   if (result.stored == 0 || last == 0) {
-    return text + "Es ist kein Datensatz gespeichert; nach der Abhilfe ist der Import von vorn zu beginnen.";
+    const std::string where =
+        result.next_record == 1 ? "von vorn zu beginnen"
+                                : "wieder mit Datensatz " + std::to_string(result.next_record) + " zu beginnen";
+    return text + "Es ist kein Datensatz gespeichert; nach der Abhilfe ist der Import " + where + ".";
   }
   text += "Gespeichert sind " + std::to_string(result.stored) + " Datensätze, der letzte ist Datensatz " +
           std::to_string(last) + " der Quelle. Nach der Abhilfe ist der Import mit Datensatz " +
-          std::to_string(last + 1) + " fortzusetzen.";
+          std::to_string(result.next_record) + " fortzusetzen.";
   const std::int32_t first_lost = figures.FirstOfLostGroup();
   // A later group was stored again.
   if (first_lost != 0 && first_lost < last) {
@@ -29,6 +52,23 @@ std::string StopText(const RunResult& result, const RunFigures& figures) {
             "; die Fehler nennen sie alle.";
   }
   return text;
+}
+
+std::string FiguresText(const RunFigures& figures) {
+  const auto part = [](std::int32_t count, const char* name) { return std::to_string(count) + " " + name; };
+  std::string text = part(figures.read(), "gelesen = ") + part(figures.stored_new(), "neu gespeichert + ") +
+                     part(figures.updated(), "geändert + ") + part(figures.held_back(), "zurückgehalten + ") +
+                     part(figures.rejected(), "abgewiesen");
+  if (figures.checked() > 0) text += " + " + part(figures.checked(), "geprüft");
+  text += "; " + part(figures.errors(), "Fehler");
+  if (figures.cut_values() == 0) return text;
+  text += "; " + part(figures.cut_values(), figures.cut_values() == 1 ? "Wert" : "Werte") + " gekürzt (";
+  for (const CutField& cut : figures.cut_fields()) {
+    text.append(&cut == &figures.cut_fields().front() ? "" : ", ")
+        .append(part(cut.values, "in "))
+        .append(cut.field);
+  }
+  return text + ")";
 }
 
 ClosingTexts TextsAtEnd(const RunResult& result) {
@@ -41,7 +81,7 @@ ClosingTexts TextsAtEnd(const RunResult& result) {
     duplicates = "\r\nEs wurden " + std::to_string(result.duplicates) +
                  " Adressen wegen Dublettenverdacht nicht importiert. Bitte prüfen Sie das Dublettenprotokoll!";
   }
-  if (result.errors == 0 && result.records != result.total) {
+  if (result.errors == 0 && result.skipped + result.records != result.total) {
     const std::string front =
         "Der Import hat " + std::to_string(result.records) + " von " + std::to_string(result.total);
     const char* const behind = "Datensätzen erfolgreich importiert.";

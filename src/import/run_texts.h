@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "import/run_figures.h"
+#include "kestrel/export.h"
 #include "kestrel/run_result.h"
 
 namespace kestrel {
@@ -23,8 +23,12 @@ class ProgressText {
   std::string behind_;
 };
 
-// Why the import class stopped the run, what is stored, and with which record to go on.
-std::string StopText(const RunResult& result, const RunFigures& figures);
+// With which record an import that did not reach its source's end goes on; 0 where it did, or where none can.
+std::int32_t NextRecord(const RunResult& result, std::int32_t from);
+// Why the run was stopped, what is stored, and with which record to go on. By a complete result.
+std::string StopText(const RunResult& result);
+// What became of the records read, in words.
+KESTREL_INTERNAL std::string FiguresText(const RunFigures& figures);
 
 struct ClosingTexts {
   std::string info;     // the text of lblInfo

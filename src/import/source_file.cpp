@@ -42,6 +42,7 @@ FileIdentity IdentityOf(const std::string& path) {
 // Empty where nothing speaks against removing the source file.
 std::string WhySourceStays(const Session& session, const std::string& file, const RunResult& run) {
   if (run.errors != 0) return "Es wurden Fehler gezählt.";
+  if (run.skipped > 0) return "Der Import hat nicht mit ihrem ersten Datensatz begonnen.";
   if (run.aborted) return "Der Import wurde abgebrochen.";
   if (session.source_end.state != SourceState::kAtEnd) return "Sie wurde nicht bis zu ihrem Ende gelesen.";
   if (run.records != run.total) {

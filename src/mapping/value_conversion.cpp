@@ -63,6 +63,11 @@ std::optional<std::string_view> ShapeTranslated(std::string_view value, std::str
   return value;
 }
 
+bool IsCut(std::string_view value, FieldKind kind, std::int64_t size) {
+  if (kind != FieldKind::kVarchar || size < 0) return false;
+  return !TrimBlanks(value.substr(Left(value, static_cast<std::size_t>(size)).size())).empty();
+}
+
 const DatePattern* FindDatePattern(std::string_view format) {
   for (const DatePattern& pattern : kDatePatterns) {
     if (pattern.format == format) return &pattern;

@@ -26,10 +26,6 @@ bool TrapAndShow(Session& session, Step&& step) {
 
 void Ignore(const RuntimeError&) {}
 
-TextFormat TextFormatOf(const Session& session) {
-  return {session.ColumnHeadings, session.FileFormat, session.Delimiter, session.TextRecognition};
-}
-
 Connection& RequireSourceConnection(const Session& session) {
   if (session.SourceConnection == nullptr) throw RuntimeError(ErrorNumber::kObjectClosed);
   return *session.SourceConnection;
@@ -86,6 +82,10 @@ std::vector<std::string> CatalogColumnNames(Session& session) {
 }
 
 }  // namespace
+
+TextFormat TextFormatOf(const Session& session) {
+  return {session.ColumnHeadings, session.FileFormat, session.Delimiter, session.TextRecognition};
+}
 
 void OpenSourceRecordset(Session& session) {
   OpenReporting(session, [&session](const RuntimeError& error) { ShowError(session, error); });

@@ -16,6 +16,7 @@
 #include "component/session.h"
 #include "kestrel/connection.h"
 #include "kestrel/export.h"
+#include "sources/text_source.h"
 
 namespace kestrel {
 
@@ -37,6 +38,8 @@ std::vector<std::string> GetColumnNamesByComponent(Session& session);
 // Those of the session's source, whatever its kind; an unknown provider gives only the empty element.
 KESTREL_INTERNAL std::vector<std::string> SourceColumnNames(Session& session);
 
+// How the session's settings say that a text file is read.
+TextFormat TextFormatOf(const Session& session);
 // The record set of the file that FileName names. Raises what OpenTextSource raises.
 RecordsetPtr OpenTextFile(Session& session);
 // The record set of the kind's query on the source connection. Raises 3704 without a connection, and what

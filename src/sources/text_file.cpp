@@ -9,7 +9,7 @@ namespace kestrel {
 
 namespace {
 
-enum class ByteOrderMark { kNone, kUtf8, kUtf16Little, kUtf16Big };
+using ByteOrderMark = TextFile::Mark;
 
 ByteOrderMark FindByteOrderMark(std::string_view bytes) {
   if (bytes.starts_with("\xEF\xBB\xBF")) return ByteOrderMark::kUtf8;
@@ -71,6 +71,7 @@ TextFile TextFile::LoadOnce(const std::string& path, const TextFormat& format, E
   TextWindow& window = text.window_;
   const ByteOrderMark mark = FindByteOrderMark(window.From(0).bytes);
   text.charset_name_ = NameOf(mark);
+  text.mark_ = mark;
   const bool repair = format.file_format == "ASCII";
   const Separators separators = SeparatorsOf(format);
   const auto replace = [&](std::string decoded) {
@@ -99,6 +100,7 @@ TextFile TextFile::LoadOnce(const std::string& path, const TextFormat& format, E
     return text;
   }
   const bool is_utf8 = mark == ByteOrderMark::kUtf8 || (scanner.utf8() && scanner.beyond_ascii());
+  text.begin_ = SizeOf(mark);
   text.charset_ = is_utf8 ? Charset::kUtf8 : Charset::kWindows1252;
   text.repair_umlauts_ = repair;
   if (mark == ByteOrderMark::kNone) {
@@ -128,6 +130,7 @@ void TextFile::Replace(std::string text, bool header, const Separators& separato
 void TextFile::TakeLines(LineScanner& scanner) {
   line_end_ = scanner.line_end();
   line_ends_within_values_ = scanner.line_ends_within_values();
+  first_line_end_ = scanner.first_line_end();
   index_ = scanner.TakeIndex();
 }
 
@@ -135,6 +138,16 @@ std::string TextFile::TakeFirstLine() {
   const std::string line = std::move(first_line_);
   first_line_.clear();
   return Decode(line);
+}
+
+std::string TextFile::FirstLine() {
+  return DecodeAsItStands({Bytes(begin_, first_line_end_), first_line_end_ - begin_});
+}
+
+std::string TextFile::LineEnd() {
+  if (line_end_ != '\r') return "\n";
+  const std::size_t behind = first_line_end_ + 1;
+  return behind < end_ && *Bytes(behind, behind + 1) == '\n' ? "\r\n" : "\r";
 }
 
 std::size_t TextFile::RecordSize(std::size_t row, const char* record) const {
@@ -159,9 +172,8 @@ TextSurvey TextFile::Survey() {
 }
 
 std::string TextFile::Decode(std::string_view bytes) const {
-  std::string decoded = charset_ == Charset::kUtf8 ? std::string(bytes) : FromWindows1252(bytes);
-  if (repair_umlauts_) return RepairAsciiUmlauts(decoded);
-  return decoded;
+  std::string decoded = DecodeAsItStands(bytes);
+  return repair_umlauts_ ? RepairAsciiUmlauts(decoded) : decoded;
 }
 
 }  // namespace kestrel

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/text.h"
 #include "sources/text_lines.h"
 #include "sources/text_source.h"
 #include "sources/text_survey.h"
@@ -17,6 +18,8 @@ class TextFile {
  public:
   enum class Charset { kWindows1252, kUtf8 };
   enum class Extent { kWhole, kFirstLine };
+  // The byte order mark.
+  enum class Mark { kNone, kUtf8, kUtf16Little, kUtf16Big };
 
   // Reads the file. With kFirstLine it stops as soon as FirstLine() is certain; the records are then those
   // seen so far. Raises what opening and reading raise, with the path, and 7.
@@ -26,6 +29,7 @@ class TextFile {
   const FileIdentity& identity() const { return window_.identity(); }
   // What the bytes of the lines are. UTF-16, and UTF-8 that had to be repaired, have become UTF-8.
   Charset charset() const { return charset_; }
+  Mark mark() const { return mark_; }
   // Whether umlauts of a DOS file are still to be repaired in the bytes of the lines.
   bool repair_umlauts() const { return repair_umlauts_; }
   // The character that ends a line.
@@ -33,16 +37,16 @@ class TextFile {
 
   // The first line as text. Gives it away, as it may be most of the file.
   std::string TakeFirstLine();
+  // The first line once more, in UTF-8, umlauts not repaired. Ends what Record gave; raises what it raises.
+  std::string FirstLine();
+  // What ends the first line: CR LF, CR or LF; LF where nothing does. As FirstLine.
+  std::string LineEnd();
   std::size_t record_count() const { return index_.size(); }
   // The first byte of a record, which is not empty. A line_end() follows its last byte, and behind that
   // LineScanner::kPadding bytes can be read. Valid until the next call, wherever this object is moved.
   // Raises 75 where these bytes of a large file are no longer what they were at opening, what reading raises,
   // and 7.
-  const char* Record(std::size_t row) {
-    const std::size_t begin = index_[row];
-    if (!decoded_.empty()) return decoded_.data() + begin;
-    return window_.Hold(begin, NextBegin(row));
-  }
+  const char* Record(std::size_t row) { return Bytes(index_[row], NextBegin(row)); }
 
   // Whether line_end() may stand within a record, too; then only RecordSize tells where it ends.
   bool line_ends_within_values() const { return line_ends_within_values_; }
@@ -52,13 +56,19 @@ class TextFile {
   // Looks at the whole text once more. What Record gave is no longer valid. Raises as Record.
   TextSurvey Survey();
 
-  // Text of this file's character set as UTF-8, umlauts repaired.
+  // Text of this file's character set as UTF-8, umlauts repaired; or as they stand.
   std::string Decode(std::string_view bytes) const;
+  std::string DecodeAsItStands(std::string_view bytes) const {
+    return charset_ == Charset::kUtf8 ? std::string(bytes) : FromWindows1252(bytes);
+  }
 
  private:
   explicit TextFile(const std::string& path) : window_(path) {}
   static TextFile LoadOnce(const std::string& path, const TextFormat& format, Extent extent);
   void TakeLines(LineScanner& scanner);
+  const char* Bytes(std::size_t begin, std::size_t end) {
+    return decoded_.empty() ? window_.Hold(begin, end) : decoded_.data() + begin;
+  }
   // Where the next record begins, or the text ends.
   std::size_t NextBegin(std::size_t row) const { return row + 1 < index_.size() ? index_[row + 1] : end_; }
   // Goes on with `text` instead of the file's own bytes.
@@ -71,7 +81,10 @@ class TextFile {
   bool repair_umlauts_ = false;
   char line_end_ = '\n';
   bool line_ends_within_values_ = false;
+  Mark mark_ = Mark::kNone;
   std::string first_line_;
+  std::size_t begin_ = 0;  // of the text, behind the mark
+  std::size_t first_line_end_ = 0;
   LineIndex index_;
   std::size_t end_ = 0;  // of the text
 };

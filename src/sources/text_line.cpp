@@ -30,6 +30,37 @@ std::vector<std::string_view> Pieces(std::string_view text, std::string_view del
   return pieces;
 }
 
+// A German letter of a DOS file, and what it looks like as Windows-1252.
+struct Repair {
+  std::string_view shown;
+  std::string_view meant;
+};
+constexpr std::array<Repair, 7> kRepairs{{{"\u201E", "ä"},
+                                          {"\u201D", "ö"},
+                                          {"\u0081", "ü"},
+                                          {"\u017D", "Ä"},
+                                          {"\u2122", "Ö"},
+                                          {"\u0161", "Ü"},
+                                          {"\u00E1", "ß"}}};
+
+// No repair turns into another one's character, so one pass does what seven in a row do.
+std::string ReplaceEach(std::string_view text, std::string_view Repair::*what, std::string_view Repair::*with) {
+  std::string replaced;
+  replaced.reserve(text.size());
+  while (!text.empty()) {
+    const auto* repair = std::find_if(kRepairs.begin(), kRepairs.end(),
+                                      [&](const Repair& each) { return text.starts_with(each.*what); });
+    if (repair == kRepairs.end()) {
+      replaced += text.front();
+      text.remove_prefix(1);
+    } else {
+      replaced += repair->*with;
+      text.remove_prefix((repair->*what).size());
+    }
+  }
+  return replaced;
+}
+
 }  // namespace
 
 std::string DelimiterOf(const TextFormat& format) {
@@ -41,32 +72,11 @@ std::string QualifierOf(const TextFormat& format) {
 }
 
 std::string RepairAsciiUmlauts(std::string_view text) {
-  struct Repair {
-    std::string_view shown;
-    std::string_view meant;
-  };
-  static constexpr std::array<Repair, 7> kRepairs{{{"\u201E", "ä"},
-                                                   {"\u201D", "ö"},
-                                                   {"\u0081", "ü"},
-                                                   {"\u017D", "Ä"},
-                                                   {"\u2122", "Ö"},
-                                                   {"\u0161", "Ü"},
-                                                   {"\u00E1", "ß"}}};
-  std::string repaired;
-  repaired.reserve(text.size());
-  while (!text.empty()) {
-    // No repair turns into another one's character, so one pass does what seven in a row do.
-    const auto* repair = std::find_if(kRepairs.begin(), kRepairs.end(),
-                                      [text](const Repair& each) { return text.starts_with(each.shown); });
-    if (repair == kRepairs.end()) {
-      repaired += text.front();
-      text.remove_prefix(1);
-    } else {
-      repaired += repair->meant;
-      text.remove_prefix(repair->shown.size());
-    }
-  }
-  return repaired;
+  return ReplaceEach(text, &Repair::shown, &Repair::meant);
+}
+
+std::string SpoilAsciiUmlauts(std::string_view text) {
+  return ReplaceEach(text, &Repair::meant, &Repair::shown);
 }
 
 void SplitTextLine(std::string_view line, std::string_view delimiter, std::string_view qualifier,

@@ -147,6 +147,11 @@ std::string_view TextRecordset::RecordText() const {
           static_cast<std::size_t>(static_cast<const char*>(rawmemchr(record_, file_.line_end())) - record_)};
 }
 
+std::string TextRecordset::RawRecord() const {
+  if (IsEof()) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
+  return file_.DecodeAsItStands(RecordText());
+}
+
 void TextRecordset::SplitDecoded() const {
   DecodedSplit& split = *decoded_split_;
   SplitTextLine(file_.Decode(RecordText()), split.delimiter, split.qualifier, split.slots);

@@ -37,6 +37,10 @@ class TextRecordset final : public Recordset, public TextFacts {
   std::optional<FileIdentity> SourceFile() const override { return file_.identity(); }
   std::int64_t Bookmark() const override;
   void GoTo(std::int64_t bookmark) override;
+  // The record's characters as they stand, qualifiers included, umlauts not repaired. Raises 3021 away from a row.
+  std::string RawRecord() const;
+  // What it is read from. A look at its bytes ends the record at hand: MoveFirst or GoTo gets one.
+  TextFile& file() { return file_; }
   // Never, as a text file knows no null.
   bool IsNull(std::size_t column) const override;
   std::string_view TextAt(std::size_t column) const override {

@@ -38,6 +38,8 @@ void SplitTextLine(std::string_view line, std::string_view delimiter, std::strin
 
 // The seven characters that German letters of code page 437 turn into when read as Windows-1252.
 std::string RepairAsciiUmlauts(std::string_view text);
+// What RepairAsciiUmlauts makes the seven letters of.
+std::string SpoilAsciiUmlauts(std::string_view text);
 
 // The column names of a first line, followed by one empty element.
 std::vector<std::string> TextFieldNames(std::string first_line, const TextFormat& format);

@@ -27,17 +27,30 @@ void ReadCommonSection(Session& session) {
   session.ImportClassProgID = text("ImportClass");
   session.Provider = text("Provider", KindsOf(session).Default().name);
   session.Description = text("Description");
+  ReadKeysOfKind(session, *image);
+}
 
+void ReadKeysOfKind(Session& session, const ProfileImage& image) {
   const SourceKind* kind = KindOf(session);
   if (kind == nullptr) return;
   for (const CommonKey& key : kind->keys) {
-    std::string stored = text(key.name, key.default_value);
+    std::string stored = GetIniString(image, kCommon, key.name, key.default_value);
     if (key.truth != nullptr) {
       session.*key.truth = ReadBoolText(stored);
     } else {
       session.*key.text = std::move(stored);
     }
   }
+}
+
+void UseHandedInText(Session& session) {
+  const SourceKind* kind = KindOf(session);
+  if (kind == nullptr || kind->connect != nullptr) return;
+  const auto image = session.profiles.Require(session.SpecFile);
+  const std::string location = session.*kind->location;
+  ReadKeysOfKind(session, *image);
+  session.*kind->location = location;
+  session.Delimiter = GetIniString(*image, kCommon, "Delimiter", ",");
 }
 
 bool ReadBoolText(std::string_view text) {

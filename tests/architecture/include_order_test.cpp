@@ -54,8 +54,8 @@ const std::map<std::string, std::set<std::string>>& PublicHeaders() {
       {"component", {"host_components", "import_class", "import_man", "platform", "source_end", "version"}},
       {"duplicates", {"duplicate_match"}},
       {"check", {"data_profile", "finding"}},
-      {"import", {"import_job", "record_outcome", "run_result", "run_view"}},
-      {"wizard", {"qt_user_interface", "wizard"}},
+      {"import", {"import_job", "record_outcome", "run_figures", "run_result", "run_settings", "run_view"}},
+      {"wizard", {"qt_user_interface", "wizard", "wizard_comforts"}},
   };
   return headers;
 }

@@ -35,7 +35,9 @@ TEST_F(EndToEnd, TheCustomerListIsStoredAndItsErrorsAreLogged) {
       "\"test\":false,\"message\":\"Beim Importieren der Daten sind Fehler aufgetreten. Bitte prüfen Sie diese "
       "über die "
       "Protokolle!\",\"stored\":997,\"rejected\":3,\"checked\":0,\"source\":\"complete\",\"sourceError\":\"\","
-      "\"sourceKept\":\"\",\"stopReason\":\"\",\"unlogged\":0}\n");
+      "\"sourceKept\":\"\",\"stopReason\":\"\",\"unlogged\":0,\"storedNew\":997,\"updated\":0,\"heldBack\":0,"
+      "\"cutValues\":458,\"cutFields\":{\"Suchbegriff\":458},\"skipped\":0,\"nextRecord\":0,\"rejects\":0,"
+      "\"rejectsError\":\"\"}\n");
   // Three records have dates that the database refuses as a whole.
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "997\n");
   EXPECT_EQ(

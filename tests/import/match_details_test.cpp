@@ -96,19 +96,22 @@ TEST(StoredAddresses, AreFoundWhateverTheOrderOfTheirNumbers) {
   std::mt19937 random(20261122);
   for (int round = 0; round < 50; ++round) {
     MatchDetails details;
-    RunFigures figures;
+    RecordingView view(std::make_shared<CallJournal>());
+    RunOutcomes outcomes(view);
     std::map<std::int64_t, std::int32_t> first_of;
     std::int64_t number = 0;
     for (std::int32_t ordinal = 1; ordinal <= 200; ++ordinal) {
       number = random() % 4 == 0 ? static_cast<std::int64_t>(random() % 150) : number + 1;
-      figures.Add(RecordFate::kStored, true);
+      outcomes.Begin(ordinal);
+      outcomes.HandOver(RecordFate::kStored);
+      outcomes.End();
       details.NoteStored(std::to_string(number), ordinal);
       first_of.emplace(number, ordinal);
     }
-    figures.Reject(17, 17);
+    outcomes.Add(RecordError{}, {ErrorScope::Of::kRecords, 17, 17});
     for (std::int64_t asked = 0; asked < 400; ++asked) {
       DuplicateMatch match{.reference = std::to_string(asked)};
-      details.FindRecord(match, figures);
+      details.FindRecord(match, outcomes);
       const auto expected = first_of.find(asked);
       const bool is_known = expected != first_of.end() && expected->second != 17;
       ASSERT_EQ(match.record, is_known ? expected->second : 0) << asked;

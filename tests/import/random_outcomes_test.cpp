@@ -171,6 +171,22 @@ TEST_P(RandomOutcomesTest, WhatIsToldAddsUp) {
   EXPECT_EQ(count[RecordFate::kChecked], result.checked);
   EXPECT_EQ(result.stored + result.rejected + result.duplicates + result.checked, result.records);
 
+  // The figures, by whoever watches and by the run itself.
+  RunFigures figures;
+  for (const RecordOutcome& outcome : view.outcomes) figures.Add(outcome);
+  for (const OutcomeRevision& revision : view.revisions) EXPECT_EQ(figures.Add(revision), revision.revised);
+  for (const RunFigures& each : {figures, result.figures}) {
+    EXPECT_EQ(each.read(), result.records);
+    EXPECT_EQ(each.stored_new() + each.updated() + each.held_back() + each.rejected() + each.checked(),
+              each.read());
+    EXPECT_EQ(each.stored(), result.stored);
+    EXPECT_EQ(each.updated(), result.updated);
+    EXPECT_EQ(each.held_back(), result.duplicates);
+    EXPECT_EQ(each.rejected(), result.rejected);
+    EXPECT_EQ(each.checked(), result.checked);
+    EXPECT_EQ(each.errors(), result.errors);
+  }
+
   // The import class's own word.
   std::int32_t expected_record = 0;
   for (const RecordOutcome& outcome : view.outcomes) EXPECT_EQ(outcome.record, ++expected_record);

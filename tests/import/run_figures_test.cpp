@@ -1,138 +1,168 @@
-#include "import/run_figures.h"
+#include "kestrel/run_figures.h"
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <random>
-#include <set>
 
 namespace kestrel {
 namespace {
 
-void HandOver(RunFigures& figures) { figures.Add(RecordFate::kStored, true); }
-void HoldBack(RunFigures& figures) { figures.Add(RecordFate::kHeldBack, false); }
+class RunFiguresTest : public ::testing::Test {
+ protected:
+  void Tell(RecordFate fate) {
+    outcome_.Begin(++record_);
+    outcome_.fate = fate;
+    figures.Add(outcome_);
+  }
+  std::int32_t Revise(std::int32_t first, std::int32_t last, RecordFate fate = RecordFate::kRejected) {
+    return figures.Add(OutcomeRevision{.first = first, .last = last, .fate = fate});
+  }
+  // One of those stored is lost, and nobody says which.
+  std::int32_t LoseOne() { return figures.Add(OutcomeRevision{.revised = 1}); }
+  void ExpectThatTheyAddUp() const {
+    EXPECT_EQ(figures.read(), figures.stored_new() + figures.updated() + figures.held_back() +
+                                  figures.rejected() + figures.checked());
+  }
 
-TEST(RunFiguresTest, EveryRecordIsExactlyOneThing) {
   RunFigures figures;
-  for (int i = 0; i < 4; ++i) HandOver(figures);
-  HoldBack(figures);
-  figures.Add(RecordFate::kChecked, false);
-  figures.Reject(2, 3);
-  EXPECT_EQ(figures.handed_over(), 4);
+
+ private:
+  RecordOutcome outcome_;
+  std::int32_t record_ = 0;
+};
+
+TEST_F(RunFiguresTest, EveryRecordIsExactlyOneThing) {
+  for (const RecordFate fate :
+       {RecordFate::kStored, RecordFate::kUpdated, RecordFate::kHeldBack, RecordFate::kRejected}) {
+    Tell(fate);
+    ExpectThatTheyAddUp();
+  }
+  EXPECT_EQ(figures.read(), 4);
+  EXPECT_EQ(figures.stored_new(), 1);
+  EXPECT_EQ(figures.updated(), 1);
   EXPECT_EQ(figures.stored(), 2);
-  EXPECT_EQ(figures.rejected(), 2);
   EXPECT_EQ(figures.held_back(), 1);
-  EXPECT_EQ(figures.checked(), 1);
-}
-
-TEST(RunFiguresTest, ARecordThatCouldNotBeMadeIsRejectedAndTakesNoOrdinal) {
-  RunFigures figures;
-  figures.Add(RecordFate::kRejected, false);
-  HandOver(figures);
   EXPECT_EQ(figures.rejected(), 1);
-  EXPECT_EQ(figures.stored(), 1);
-  EXPECT_EQ(figures.held_back(), 0);
-  EXPECT_EQ(figures.SourceRecord(1), 2);
+  EXPECT_EQ(figures.checked(), 0);
 }
 
-TEST(RunFiguresTest, AnUpdatedRecordIsAStoredOneUntilItIsLost) {
-  RunFigures figures;
-  HandOver(figures);
-  figures.Add(RecordFate::kUpdated, true);
-  figures.Add(RecordFate::kUpdated, true);
-  EXPECT_EQ(figures.stored(), 3);
-  EXPECT_EQ(figures.updated(), 2);
-  figures.Reject(2, 2);
-  figures.Reject(2, 2);
+TEST_F(RunFiguresTest, ATestRunChecksWhereOthersStoreAndMayRejectLaterToo) {
+  for (int i = 0; i < 4; ++i) Tell(RecordFate::kChecked);
+  Tell(RecordFate::kRejected);
+  EXPECT_EQ(Revise(2, 3), 2);
+  EXPECT_EQ(figures.checked(), 2);
+  EXPECT_EQ(figures.rejected(), 3);
+  EXPECT_EQ(figures.stored(), 0);
+  ExpectThatTheyAddUp();
+}
+
+TEST_F(RunFiguresTest, ErrorsAreCountedApart) {
+  RecordOutcome outcome{.record = 1, .errors = {{.number = 1}, {.number = 2}}};
+  figures.Add(outcome);
+  figures.Add(OutcomeRevision{.error = RecordError{.number = 3}});
+  EXPECT_EQ(figures.errors(), 3);
+  EXPECT_EQ(figures.stored(), 1) << "stored in spite of them";
+  ExpectThatTheyAddUp();
+}
+
+TEST_F(RunFiguresTest, CutValuesAreCountedByFieldInTheOrderTheyCame) {
+  figures.Add({.record = 1, .cut_fields = {"Ort", "Bez1"}});
+  figures.Add({.record = 2, .cut_fields = {"Bez1"}});
+  ASSERT_EQ(figures.cut_fields().size(), 2u);
+  EXPECT_EQ(figures.cut_fields()[0].field, "Ort");
+  EXPECT_EQ(figures.cut_fields()[0].values, 1);
+  EXPECT_EQ(figures.cut_fields()[1].values, 2);
+  EXPECT_EQ(figures.cut_values(), 3);
+}
+
+TEST_F(RunFiguresTest, AnUpdatedRecordIsAStoredOneUntilItIsLost) {
+  Tell(RecordFate::kStored);
+  Tell(RecordFate::kUpdated);
+  Tell(RecordFate::kUpdated);
+  EXPECT_EQ(Revise(2, 2), 1);
+  EXPECT_EQ(Revise(2, 2), 0) << "it is lost once";
   EXPECT_EQ(figures.stored(), 2);
   EXPECT_EQ(figures.updated(), 1);
-  figures.RejectUnnamed();
-  figures.RejectUnnamed();
+  EXPECT_EQ(Revise(1, 1, RecordFate::kUpdated), 1);
+  EXPECT_EQ(Revise(1, 1, RecordFate::kUpdated), 0);
+  EXPECT_EQ(Revise(2, 2, RecordFate::kUpdated), 0) << "what is lost was no update";
+  EXPECT_EQ(figures.stored_new(), 0);
+  LoseOne();
+  LoseOne();
+  EXPECT_EQ(LoseOne(), 0) << "no more are lost than were stored";
   EXPECT_EQ(figures.stored(), 0);
   EXPECT_EQ(figures.updated(), 0);
+  ExpectThatTheyAddUp();
 }
 
-TEST(RunFiguresTest, TheFirstRecordLostWithOthersIsThatOfTheFirstGroup) {
-  RunFigures figures;
-  HoldBack(figures);
-  for (int i = 0; i < 6; ++i) HandOver(figures);
-  figures.Reject(1, 1);
+TEST_F(RunFiguresTest, ALossTakesOnlyWhatWasStored) {
+  Tell(RecordFate::kHeldBack);
+  Tell(RecordFate::kStored);
+  Tell(RecordFate::kRejected);
+  Tell(RecordFate::kStored);
+  EXPECT_EQ(Revise(1, 4), 2);
+  EXPECT_EQ(figures.held_back(), 1);
+  EXPECT_EQ(figures.rejected(), 3);
+  ExpectThatTheyAddUp();
+}
+
+TEST_F(RunFiguresTest, TheFirstRecordLostWithOthersIsThatOfTheFirstGroup) {
+  for (int i = 0; i < 7; ++i) Tell(RecordFate::kStored);
+  Revise(2, 2);
   EXPECT_EQ(figures.FirstOfLostGroup(), 0) << "it was lost alone";
-  figures.Reject(5, 6);
-  figures.Reject(3, 4);
+  Revise(6, 7);
+  Revise(4, 5);
   EXPECT_EQ(figures.FirstOfLostGroup(), 4);
 }
 
-TEST(RunFiguresTest, ARecordIsRejectedOnceHoweverOftenItsLossIsTold) {
-  RunFigures figures;
-  for (int i = 0; i < 10; ++i) HandOver(figures);
-  figures.Reject(3, 3);
-  figures.Reject(1, 4);
-  figures.Reject(4, 5);
-  EXPECT_EQ(figures.rejected(), 5);
-}
-
-TEST(RunFiguresTest, NoMoreAreRejectedThanWereHandedOver) {
-  RunFigures figures;
-  HandOver(figures);
-  figures.Reject(1, 1);
-  for (int i = 0; i < 5; ++i) figures.RejectUnnamed();
-  EXPECT_EQ(figures.rejected(), 1);
-  EXPECT_EQ(figures.stored(), 0);
-}
-
-TEST(RunFiguresTest, AnOrdinalSkipsTheRecordsHeldBack) {
-  RunFigures figures;
-  HoldBack(figures);  // record 1
-  HandOver(figures);  // 2
-  HandOver(figures);  // 3
-  HoldBack(figures);  // 4
-  HoldBack(figures);  // 5
-  HandOver(figures);  // 6
-  EXPECT_EQ(figures.SourceRecord(1), 2);
-  EXPECT_EQ(figures.SourceRecord(2), 3);
-  EXPECT_EQ(figures.SourceRecord(3), 6);
-}
-
-TEST(RunFiguresTest, TheLastStoredRecordStandsBeforeTheLostOnes) {
-  RunFigures figures;
+TEST_F(RunFiguresTest, TheLastStoredRecordStandsBeforeTheLostOnes) {
   EXPECT_EQ(figures.LastStoredRecord(), 0);
-  HandOver(figures);
-  HoldBack(figures);
-  HandOver(figures);
-  HandOver(figures);
+  Tell(RecordFate::kHeldBack);
+  EXPECT_EQ(figures.LastStoredRecord(), 0);
+  Tell(RecordFate::kStored);
+  Tell(RecordFate::kHeldBack);
+  Tell(RecordFate::kStored);
+  Tell(RecordFate::kHeldBack);
   EXPECT_EQ(figures.LastStoredRecord(), 4);
-  figures.Reject(2, 3);
-  EXPECT_EQ(figures.LastStoredRecord(), 1);
-  figures.Reject(1, 1);
+  Revise(4, 4);
+  EXPECT_EQ(figures.LastStoredRecord(), 2);
+  Revise(2, 2);
   EXPECT_EQ(figures.LastStoredRecord(), 0);
 }
 
-TEST(RunFiguresTest, AgreesWithPlainListsForAnyOrderOfRecords) {
+TEST_F(RunFiguresTest, AgreeWithAPlainListForAnyOrderOfTidings) {
+  constexpr RecordFate kFates[] = {RecordFate::kStored, RecordFate::kUpdated, RecordFate::kHeldBack,
+                                   RecordFate::kRejected};
   for (unsigned seed = 0; seed < 200; ++seed) {
+    SCOPED_TRACE(seed);
     std::mt19937 random(seed);
-    RunFigures figures;
-    std::vector<std::int32_t> record_of_ordinal;
-    std::set<std::int32_t> rejected;
-    for (std::int32_t record = 1; record <= 60; ++record) {
-      if (random() % 3 == 0) {
-        HoldBack(figures);
-      } else {
-        HandOver(figures);
-        record_of_ordinal.push_back(record);
+    figures = RunFigures();
+    std::map<std::int32_t, RecordFate> fates;
+    const auto record = [&] { return static_cast<std::int32_t>(random() % fates.size()) + 1; };
+    for (std::int32_t next = 1; next <= 60; ++next) {
+      fates[next] = kFates[random() % std::size(kFates)];
+      figures.Add({.record = next, .fate = fates[next]});
+      if (random() % 4 != 0) continue;
+      std::int32_t first = record();
+      std::int32_t last = record();
+      if (last < first) std::swap(first, last);
+      const RecordFate fate = random() % 2 == 0 ? RecordFate::kRejected : RecordFate::kUpdated;
+      std::int32_t changed = 0;
+      for (std::int32_t each = first; each <= last; ++each) {
+        const bool is_stored = fates[each] == RecordFate::kStored || fates[each] == RecordFate::kUpdated;
+        if (is_stored && fates[each] != fate) ++changed;
+        if (is_stored) fates[each] = fate;
       }
-      if (random() % 5 == 0 && !record_of_ordinal.empty()) {
-        const auto count = static_cast<std::int32_t>(record_of_ordinal.size());
-        const auto last = static_cast<std::int32_t>(random() % static_cast<unsigned>(count)) + 1;
-        const auto first = static_cast<std::int32_t>(random() % static_cast<unsigned>(last)) + 1;
-        figures.Reject(first, last);
-        for (std::int32_t ordinal = first; ordinal <= last; ++ordinal) rejected.insert(ordinal);
-      }
+      ASSERT_EQ(Revise(first, last, fate), changed);
+      ExpectThatTheyAddUp();
     }
-    for (std::size_t i = 0; i < record_of_ordinal.size(); ++i) {
-      ASSERT_EQ(figures.SourceRecord(static_cast<std::int32_t>(i) + 1), record_of_ordinal[i])
-          << "seed " << seed;
-    }
-    ASSERT_EQ(figures.rejected(), static_cast<std::int32_t>(rejected.size())) << "seed " << seed;
+    std::map<RecordFate, std::int32_t> count;
+    for (const auto& [number, fate] : fates) ++count[fate];
+    ASSERT_EQ(figures.stored_new(), count[RecordFate::kStored]);
+    ASSERT_EQ(figures.updated(), count[RecordFate::kUpdated]);
+    ASSERT_EQ(figures.held_back(), count[RecordFate::kHeldBack]);
+    ASSERT_EQ(figures.rejected(), count[RecordFate::kRejected]);
   }
 }
 

@@ -134,6 +134,12 @@ const RunResult& ImportRunFixture::Run() {
   return run.result();
 }
 
+const RunResult& ImportRunFixture::Run(const RunSettings& settings) {
+  limited_ = std::make_unique<ImportRun>(import, view, settings);
+  limited_->Activate();
+  return limited_->result();
+}
+
 std::vector<std::string> ImportRunFixture::LogLines() const {
   std::vector<std::string> lines;
   for (const RecordedCall& call : *journal) {

@@ -77,6 +77,9 @@ class ImportRunFixture : public SessionFixture {
   void HostKnows(const std::string& name, const std::string& number = "1");
   // Runs the import once in a window of its own.
   const RunResult& Run();
+  // The same by these settings; `limited` is the run under way.
+  const RunResult& Run(const RunSettings& settings);
+  ImportRun& limited() { return *limited_; }
 
   // The lines written into the logs, in order.
   std::vector<std::string> LogLines() const;
@@ -94,6 +97,7 @@ class ImportRunFixture : public SessionFixture {
   ImportRun run{import, view};
 
  private:
+  std::unique_ptr<ImportRun> limited_;
   std::vector<std::string> columns_;
 };
 

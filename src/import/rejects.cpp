@@ -1,0 +1,103 @@
+#include "import/rejects.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include "platform/base/replacement.h"
+#include "platform/base/text.h"
+#include "sources/source_kind.h"
+
+namespace kestrel {
+
+namespace {
+
+// The source, if it is a file, and the specification.
+std::vector<std::string> FilesInUse(const Session& session) {
+  std::vector<std::string> files = {session.SpecFile, session.ChosenSpecFile};
+  if (const SourceKind* kind = KindOf(session)) files.push_back(session.*kind->location);
+  return files;
+}
+
+void RefuseFilesInUse(const std::string& path, const std::vector<std::string>& files) {
+  for (const std::string& file : files) {
+    std::error_code unknown;
+    if (!std::filesystem::equivalent(path, file, unknown)) continue;
+    throw RuntimeError(
+        ErrorNumber::kPermissionDenied,
+        std::string(DescriptionOf(ErrorNumber::kPermissionDenied)) + ": " + path +
+            " ist die Quelle oder die Importspezifikation selbst. Bitte eine andere Datei wählen");
+  }
+}
+
+// Tells nothing of its own; a reader of Windows-1252 shows a blank. No text of UTF-8 holds this byte alone.
+constexpr std::string_view kNoUtf8 = "\u00A0";
+
+}  // namespace
+
+Rejects::Rejects(const Session& session)
+    : source_(session.SourceRecordset), layout_(session), forbidden_(FilesInUse(session)) {}
+
+void Rejects::Keep(std::int32_t record, std::string_view reason) {
+  const std::string text = layout_.RecordText(*source_);
+  entries_.push_back({record, kept_.size(), text.size(), reason.size()});
+  kept_.Append(text);
+  kept_.Append(reason);
+}
+
+void Rejects::Add(std::int32_t record, std::string_view reason) { Keep(record, reason); }
+
+void Rejects::AddLater(std::int32_t first, std::int32_t last, std::string_view reason) {
+  later_.push_back({first, last, std::string(reason)});
+}
+
+void Rejects::Complete() {
+  const auto by_record = [](const Entry& a, const Entry& b) { return a.record < b.record; };
+  for (const Later& later : std::exchange(later_, {})) {
+    const auto known = static_cast<std::ptrdiff_t>(entries_.size());
+    for (std::int32_t record = later.first; record <= later.last; ++record) {
+      const auto end = entries_.begin() + known;
+      if (std::binary_search(entries_.begin(), end, Entry{record, 0, 0, 0}, by_record)) continue;
+      source_->GoTo(record - 1);
+      Keep(record, later.reason);
+    }
+    std::inplace_merge(entries_.begin(), entries_.begin() + known, entries_.end(), by_record);
+  }
+}
+
+void Rejects::WriteTo(const std::string& path) const {
+  RefuseFilesInUse(path, forbidden_);
+  Replacement file(path, std::nullopt);
+  std::string bytes = layout_.Head({"Grund", "Datensatz"});
+  bool is_utf8 = layout_.is_windows_1252() && IsValidUtf8(bytes);
+  bool has_high = LengthInCharacters(bytes) != bytes.size();
+  for (const Entry& entry : entries_) {
+    const std::string kept(kept_.View(entry.offset, entry.text_size + entry.reason_size));
+    const std::string_view text = std::string_view(kept).substr(0, entry.text_size);
+    std::string reason = kept.substr(entry.text_size);
+    std::string line = layout_.Line(text, {reason, std::to_string(entry.record)});
+    if (is_utf8) {
+      is_utf8 = IsValidUtf8(line);
+      has_high = has_high || LengthInCharacters(line) != line.size();
+      // A file of Windows-1252 must not be taken for one of UTF-8.
+      if (is_utf8 && has_high) {
+        line = layout_.Line(text, {reason.append(kNoUtf8), std::to_string(entry.record)});
+        is_utf8 = false;
+      }
+    }
+    bytes += line;
+    constexpr std::size_t kBlock = std::size_t{64} << 10;
+    if (bytes.size() < kBlock) continue;
+    file.Write(bytes);
+    bytes.clear();
+  }
+  file.Write(bytes);
+  file.Commit();
+}
+
+void Rejects::RequirePlace(const std::string& path, const Session& session) {
+  RefuseFilesInUse(path, FilesInUse(session));
+  const Replacement place(path, std::nullopt);
+}
+
+}  // namespace kestrel

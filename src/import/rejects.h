@@ -1,0 +1,62 @@
+// The records of a run that were not stored, with the reasons, as a file that imports just these.
+//
+// Invariants
+//  1. entries_ has each record once, with the reason told first.
+//  2. After Complete it holds all it needs: the source may go.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "component/session.h"
+#include "kestrel/record_outcome.h"
+#include "kestrel/recordset.h"
+#include "platform/base/spilled_bytes.h"
+#include "sources/record_layout.h"
+
+namespace kestrel {
+
+class Rejects {
+ public:
+  // Of the session's source, which is open and not moved yet. Raises what reading its header raises.
+  explicit Rejects(const Session& session);
+
+  // The source stands on the record. Raises what reading it raises, and what keeping it does.
+  void Add(std::int32_t record, std::string_view reason);
+  // These were stored, as it seemed.
+  void AddLater(std::int32_t first, std::int32_t last, std::string_view reason);
+  // The source, which may be moved now, gives the records that were added later. Raises what going back raises.
+  void Complete();
+
+  std::int32_t count() const { return static_cast<std::int32_t>(entries_.size()); }
+  // The file appears whole or not at all. Raises 70 where it is the source itself, and what writing it raises.
+  void WriteTo(const std::string& path) const;
+  // Raises what WriteTo would raise by the place alone.
+  static void RequirePlace(const std::string& path, const Session& session);
+
+ private:
+  struct Entry {
+    std::int32_t record;
+    std::uint64_t offset;  // of the record's text in kept_, with its reason behind it
+    std::size_t text_size;
+    std::size_t reason_size;
+  };
+  struct Later {
+    std::int32_t first;
+    std::int32_t last;
+    std::string reason;
+  };
+  void Keep(std::int32_t record, std::string_view reason);
+
+  RecordsetPtr source_;
+  RecordLayout layout_;
+  std::vector<std::string> forbidden_;  // files that must not be replaced
+  SpilledBytes kept_;
+  std::vector<Entry> entries_;  // ascending by record once complete
+  std::vector<Later> later_;
+};
+
+}  // namespace kestrel
