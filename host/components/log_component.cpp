@@ -29,6 +29,8 @@ void LogComponent::Bind(Members& members) {
   members.Method("CreateProtokoll", &LogComponent::CreateProtokoll);
   members.Method("AddNewRecord", &LogComponent::AddNewRecord);
   members.Method("SetField", &LogComponent::SetField);
+  members.Method("SetLogDetail", &LogComponent::SetLogDetail);
+  members.Method("SetRowDetail", &LogComponent::SetRowDetail);
   members.Method("UpdateRecord", &LogComponent::UpdateRecord);
 }
 
@@ -39,12 +41,14 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
                                           std::optional<std::string> log_class) {
   const ObjectPtr object = connection.ToObject();
   Connection& database = RequireConnection(object);
+  if (details_ != nullptr) details_->Flush();
   if (rows_ != nullptr) rows_->Flush();
   GroupedWrites::Of(database).Flush();
   const auto insert = database.Prepare(
       "INSERT INTO Protokoll (ProtokollNr, Titel, Benutzer, Liste, Datum, Beschreibung, Datei, Quelle, Klasse) "
       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
   auto rows = std::make_unique<WriteBehindBuffer>(database, kRowTable, kColumns);
+  auto details = std::make_unique<LogDetailRows>(database);
   const std::string iso_date = IsoDate(date);
   const std::string class_name = log_class.value_or(std::string());
   const std::string_view texts[] = {title, user, list, iso_date, description, file, source, class_name};
@@ -58,6 +62,7 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
   });
   // The rows first, as they need their connection to the end.
   rows_ = std::move(rows);
+  details_ = std::move(details);
   connection_ = object;
   number_ = number;
   row_number_ = 0;
@@ -68,6 +73,7 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
 void LogComponent::AddNewRecord() {
   if (connection_ == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
   row_set_.fill(false);
+  details_->Begin(number_);
   in_row_ = true;
 }
 
@@ -81,6 +87,16 @@ void LogComponent::SetField(std::int64_t kind, std::int64_t column, std::string_
   row_set_[index] = true;
 }
 
+void LogComponent::SetLogDetail(std::string_view name, std::string_view text) {
+  if (connection_ == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
+  details_->SetOfLog(name, text);
+}
+
+void LogComponent::SetRowDetail(std::string_view name, std::string_view text) {
+  if (!in_row_) throw RuntimeError(ErrorNumber::kInvalidProcedureCall);
+  details_->Set(name, text);
+}
+
 void LogComponent::UpdateRecord() {
   if (!in_row_) throw RuntimeError(ErrorNumber::kInvalidProcedureCall);
   in_row_ = false;
@@ -88,7 +104,9 @@ void LogComponent::UpdateRecord() {
   for (std::size_t column = 0; column < kColumns; ++column) {
     if (row_set_[column]) texts[column] = row_texts_[column];
   }
-  rows_->Append(number_ * kRowsPerLog + ++row_number_, number_, texts);
+  const std::int64_t key = number_ * kRowsPerLog + ++row_number_;
+  rows_->Append(key, number_, texts);
+  details_->Store(key, number_);
 }
 
 }  // namespace kestrel::host

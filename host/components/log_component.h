@@ -12,6 +12,7 @@
 
 #include "kestrel/bound_object.h"
 #include "kestrel/connection.h"
+#include "storage/log_details.h"
 #include "storage/write_behind_buffer.h"
 
 namespace kestrel::host {
@@ -35,6 +36,10 @@ class LogComponent final : public BoundObject<LogComponent> {
   // Sets a column, 0 to 2, of the row. `kind` 10 is a text, the only kind there is. Error 5 for another one
   // or without a row, 9 for another column.
   void SetField(std::int64_t kind, std::int64_t column, std::string_view text);
+  // Of the log created last, or of the row: what stands beside it (storage/log_details.h). Error 91 before
+  // CreateProtokoll, 5 without a row, 3000 from the database.
+  void SetLogDetail(std::string_view name, std::string_view text);
+  void SetRowDetail(std::string_view name, std::string_view text);
   // Stores the row; it is committed with its group. Error 5 without a row, 3000 from the database, which
   // may also come from an earlier row; the rows are then tried again with the next one.
   void UpdateRecord();
@@ -47,6 +52,7 @@ class LogComponent final : public BoundObject<LogComponent> {
   std::array<bool, kColumns> row_set_{};
   bool in_row_ = false;
   std::unique_ptr<WriteBehindBuffer> rows_;  // of the log created last
+  std::unique_ptr<LogDetailRows> details_;   // beside them
 };
 
 }  // namespace kestrel::host

@@ -5,6 +5,7 @@
 
 #include "kestrel/import_class.h"
 #include "platform/profile/profile.h"
+#include "storage/field_error.h"
 #include "storage/grouped_writes.h"
 #include "storage/index_repair.h"
 #include "storage/sqlite_settings.h"
@@ -27,6 +28,7 @@ void TableImporter::Bind(Members& members) {
   members.Method("AfterImport", &TableImporter::AfterImport);
   members.Get("ErrorCode", &TableImporter::ErrorCode);
   members.Get("ErrorDescription", &TableImporter::ErrorDescription);
+  members.Get("ErrorField", &TableImporter::ErrorField);
   members.Get("ErrorFirstRecord", &TableImporter::ErrorFirstRecord);
   members.Get("ErrorLastRecord", &TableImporter::ErrorLastRecord);
   members.Get("StopReason", &TableImporter::StopReason);
@@ -39,9 +41,11 @@ template <class Step>
 void TableImporter::Guard(Step&& step) {
   error_code_ = error_first_ = error_last_ = 0;
   error_description_.clear();
+  error_field_.clear();
   Trap(std::forward<Step>(step), [this](const RuntimeError& error) {
     error_code_ = error.Number();
     error_description_ = Told(error);
+    error_field_ = FieldOf(error);
     NoteStopReason();
   });
 }
@@ -194,12 +198,13 @@ void TableImporter::TellLateError() {
   if (error_code_ != 0) {
     const bool is_of_record = error_first_ != kNoRecord;
     late.push_back({is_of_record ? record_ : kNoRecord, is_of_record ? record_ : kNoRecord,
-                    RuntimeError(static_cast<int>(error_code_), error_description_)});
+                    RuntimeError(static_cast<int>(error_code_), error_description_), error_field_});
   }
   const LateError next = std::move(late.front());
   late.pop_front();
   error_code_ = next.error.Number();
   error_description_ = Told(next.error);
+  error_field_ = next.field;
   error_first_ = next.first;
   error_last_ = next.last;
   NoteStopReason();

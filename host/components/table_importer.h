@@ -57,6 +57,8 @@ class TableImporter final : public BoundObject<TableImporter> {
   // Commits what is still open, and returns when all of it is on the disk.
   void AfterImport();
   std::int64_t ErrorCode() const { return error_code_; }
+  // The field that the error is about; empty where it is not one field's.
+  const std::string& ErrorField() const { return error_field_; }
   const std::string& ErrorDescription() const { return error_description_; }
   // The records that the error belongs to, counted from 1 over the calls of ImportRecord since BeforeImport; 0
   // for the record just handed over, kNoRecord for none. More than one: all of them are lost.
@@ -107,6 +109,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   std::string finish_error_;  // that NextLateError has told
   std::int64_t error_code_ = 0;
   std::string error_description_;
+  std::string error_field_;
   std::int64_t error_first_ = 0;
   std::int64_t error_last_ = 0;
   std::string stop_reason_;

@@ -72,6 +72,30 @@ constexpr const char* kTables[] = {
   PRIMARY KEY (ProgID, FieldName)))",
 };
 
+// What stands beside logs and their rows.
+constexpr const char* kLogDetailTables[] = {
+    R"(CREATE TABLE IF NOT EXISTS Protokollherkunft (
+  ProtokollNr %KEY%,
+  Spezifikation VARCHAR(1000),
+  Quelle VARCHAR(1000),
+  Importklasse VARCHAR(100)))",
+    R"(CREATE TABLE IF NOT EXISTS Protokolldetails (
+  ZeilenNr %KEY%,
+  ProtokollNr INTEGER NOT NULL,
+  Datensatz INTEGER,
+  DatensatzBis INTEGER,
+  Feld TEXT,
+  Quellspalte TEXT,
+  Rohwert TEXT,
+  Adressart INTEGER,
+  Adresse TEXT,
+  Name TEXT,
+  Ort TEXT,
+  Schluessel INTEGER,
+  FruehererDatensatz INTEGER,
+  Entscheidung TEXT))",
+};
+
 constexpr const char* kAddressIndexes[] = {
     "CREATE INDEX IF NOT EXISTS Adressindex1 ON Adressindex (Doubletkey1)",
     "CREATE INDEX IF NOT EXISTS Adressindex2 ON Adressindex (Doubletkey2)",
@@ -132,6 +156,7 @@ std::string AddressTableText(const Connection& connection, const DefaultDestinat
 
 void CreateTables(Connection& connection) {
   for (const char* sql : kTables) connection.Execute(WithKeyType(connection, sql));
+  CreateLogDetailTables(connection);
   CreateAddressIndexes(connection);
   for (const DefaultDestination& destination : kDefaultDestinations) {
     connection.Execute(AddressTableText(connection, destination));
@@ -155,6 +180,10 @@ std::string AddressTableColumns(const Connection& connection, std::string_view t
     return text.substr(text.find('('));
   }
   return {};
+}
+
+void CreateLogDetailTables(Connection& connection) {
+  for (const char* sql : kLogDetailTables) connection.Execute(WithKeyType(connection, sql));
 }
 
 void CreateAddressIndexes(Connection& connection) {

@@ -6,6 +6,7 @@
 //   Personalstamm                        users
 //   Einstellungen                        settings by group and name
 //   Protokoll, Protokollzeilen           logs and their rows
+//   Protokollherkunft, Protokolldetails  what stands beside them, see storage/log_details.h
 //   Importziele, Importfelder            what can be imported: one row a destination, one a field, by ProgID
 //
 // The statements are the same for SQLite and PostgreSQL but for the type of an automatic key.
@@ -27,6 +28,9 @@ bool IsSqlite(const Connection& connection);
 
 // The statement that inserts rows but passes over those whose key exists; `target` is what follows INSERT INTO.
 std::string InsertAbsentText(const Connection& connection, std::string_view target);
+
+// Makes the tables beside the logs, which databases of earlier versions lack. Error 3000.
+void CreateLogDetailTables(Connection& connection);
 
 // Whether this SQLite database has the table Adressindex that InitialiseHostDatabase makes, and no other one of that
 // name. Error 3000.

@@ -6,18 +6,19 @@
 #include <optional>
 
 #include "kestrel/date.h"
-#include "kestrel/runtime_error.h"
 #include "platform/base/number.h"
 #include "platform/base/text.h"
+#include "storage/field_error.h"
 
 namespace kestrel::host {
 
 namespace {
 
 [[noreturn]] void Refuse(const DestinationField& field, std::string_view text, std::string_view expected) {
-  throw RuntimeError(ErrorNumber::kTypeMismatch, "Das Feld '" + field.name + "' erwartet " +
-                                                     std::string(expected) + ", der Wert ist '" +
-                                                     std::string(text) + "'.");
+  throw FieldError(ErrorNumber::kTypeMismatch,
+                   "Das Feld '" + field.name + "' erwartet " + std::string(expected) + ", der Wert ist '" +
+                       std::string(text) + "'.",
+                   field.name);
 }
 
 // Digits with an optional sign, the usual writing, without the detour over a real number.
@@ -88,9 +89,10 @@ StoredValue ConvertFieldText(const DestinationField& field, std::string_view tex
     const auto size = static_cast<std::size_t>(field.size);
     // Bytes are an upper bound for characters, so most texts need no counting.
     if (size != 0 && text.size() > size && LengthInCharacters(text) > size) {
-      throw RuntimeError(ErrorNumber::kColumnType, "Der Wert des Feldes '" + field.name + "' ist länger als " +
-                                                       std::to_string(size) + " Zeichen: '" +
-                                                       std::string(text) + "'.");
+      throw FieldError(ErrorNumber::kColumnType,
+                       "Der Wert des Feldes '" + field.name + "' ist länger als " + std::to_string(size) +
+                           " Zeichen: '" + std::string(text) + "'.",
+                       field.name);
     }
     return text;
   }

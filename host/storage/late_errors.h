@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <string>
 
 #include "kestrel/runtime_error.h"
 
@@ -13,6 +14,7 @@ struct LateError {
   std::int64_t first;
   std::int64_t last;
   RuntimeError error;
+  std::string field = {};  // of the destination; empty where the error is not one field's
 };
 
 using LateErrors = std::deque<LateError>;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "storage/field_error.h"
+
 namespace kestrel::host {
 
 namespace {
@@ -222,11 +224,12 @@ void RecordWriter::IndexStoredRow(std::int64_t number) {
 
 void RecordWriter::RefuseExisting(const RecordValues& values) const {
   const std::int64_t number = std::get<std::int64_t>(values[destination_.number_field]);
-  throw RuntimeError(ErrorNumber::kNumberExists,
-                     "Die Nummer " + std::to_string(number) + " gibt es in '" + ToldTable(destination_) +
-                         "' schon; die gespeicherte Adresse bleibt. Zum Überschreiben ist " +
-                         OverwriteKey(destination_) +
-                         "=1 im Abschnitt [CfgSettings] der Importspezifikation anzugeben.");
+  throw FieldError(ErrorNumber::kNumberExists,
+                   "Die Nummer " + std::to_string(number) + " gibt es in '" + ToldTable(destination_) +
+                       "' schon; die gespeicherte Adresse bleibt. Zum Überschreiben ist " +
+                       OverwriteKey(destination_) +
+                       "=1 im Abschnitt [CfgSettings] der Importspezifikation anzugeben.",
+                   destination_.fields[destination_.number_field].name);
 }
 
 void RecordWriter::UpdateExisting(std::int64_t record, const RecordValues& values) {
@@ -321,8 +324,9 @@ StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
     if (!destination_.fields[i].obligation || i == destination_.number_field) continue;
     const auto* text = std::get_if<std::string_view>(&values_[i]);
     if (std::holds_alternative<std::monostate>(values_[i]) || (text != nullptr && text->empty())) {
-      throw RuntimeError(ErrorNumber::kInvalidUseOfNull,
-                         "Das Pflichtfeld '" + destination_.fields[i].name + "' ist leer.");
+      throw FieldError(ErrorNumber::kInvalidUseOfNull,
+                       "Das Pflichtfeld '" + destination_.fields[i].name + "' ist leer.",
+                       destination_.fields[i].name);
     }
   }
   if (plain_trial_ != nullptr) return Try(record, values_);

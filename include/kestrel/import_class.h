@@ -48,6 +48,8 @@
 //                                                        ImportRecord since BeforeImport. 0 is the one just
 //                                                        handed over, -1 none. More than one: all of them were
 //                                                        lost, for instance with their transaction.
+//   ErrorField                         get, text         read after an ErrorCode other than 0: the destination field
+//                                                        that the error is about; empty where it is not one field's
 //   StopReason                         get, text         read after an ErrorCode other than 0: not empty where
 //                                                        going on is senseless (a full disk), and why; the run
 //                                                        ends.

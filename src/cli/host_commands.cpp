@@ -6,7 +6,9 @@
 //                           CreateSampleFiles(folder): the same without a database
 //                           InitialiseDatabase(connection): makes the tables in another one
 //   kestrelhost.LogReader   Connection (set), ReadLog(list name, only the last): a record set
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <ostream>
 #include <system_error>
 
@@ -50,6 +52,60 @@ std::string ShellWord(const std::string& text) {
   return "'" + ReplaceAll(text, "'", "'\\''") + "'";
 }
 
+// A column of the reader's record set, and how it is printed.
+struct LogColumn {
+  const char* name;
+  TableWriter::Column printed;
+};
+
+std::vector<LogColumn> LogColumns(std::vector<LogColumn> own) {
+  std::vector<LogColumn> columns = {{"Protokoll", {"Protokoll", "log"}},
+                                    {"Datum", {"Datum", "date"}},
+                                    {"Benutzer", {"Benutzer", "user"}},
+                                    {"Beschreibung", {"Import", "specification"}}};
+  std::ranges::move(own, std::back_inserter(columns));
+  columns.push_back({"Datei", {"Spezifikation", "specificationFile"}});
+  columns.push_back({"Quelldatei", {"Quelle", "source"}});
+  return columns;
+}
+
+std::vector<LogColumn> ErrorColumns() {
+  return LogColumns({{"Spalte0", {"Meldung", "message"}},
+                     {"Datensatz", {"Datensatz", "sourceRecord", true}},
+                     {"DatensatzBis", {"bis", "lastSourceRecord", true}},
+                     {"Feld", {"Feld", "field"}},
+                     {"Quellspalte", {"Quellspalte", "sourceColumn"}},
+                     {"Rohwert", {"Rohwert", "rawValue"}}});
+}
+
+std::vector<LogColumn> DuplicateColumns() {
+  return LogColumns({{"Spalte0", {"Datensatz", "record"}},
+                     {"Spalte1", {"Feld", "field"}},
+                     {"Spalte2", {"Wert", "value"}},
+                     {"Datensatz", {"der Quelle", "sourceRecord", true}},
+                     {"Adressart", {"Gleicht in", "addressType"}},
+                     {"Adresse", {"Nummer", "address"}},
+                     {"Name", {"Name", "name"}},
+                     {"Ort", {"Ort", "place"}},
+                     {"Schluessel", {"Schlüssel", "key", true}},
+                     {"FruehererDatensatz", {"von Datensatz", "earlierRecord", true}}});
+}
+
+void WriteLog(Workspace& workspace, Recordset& rows, const std::vector<LogColumn>& columns) {
+  std::vector<TableWriter::Column> printed;
+  std::vector<std::size_t> positions;
+  for (const LogColumn& column : columns) {
+    printed.push_back(column.printed);
+    positions.push_back(rows.RequireColumn(column.name));
+  }
+  TableWriter table(workspace.out(), workspace.options().format, std::move(printed));
+  for (; !rows.IsEof(); rows.MoveNext()) {
+    std::vector<std::string> values;
+    for (const std::size_t position : positions) values.emplace_back(rows.TextAt(position));
+    table.Row(std::move(values));
+  }
+}
+
 }  // namespace
 
 int InitCommand(Workspace& workspace, const InitOptions& options) {
@@ -89,25 +145,7 @@ int LogCommand(Workspace& workspace, const LogOptions& options) {
         throw NotUsable("Die Protokolle der Hauptanwendung können nicht gelesen werden. " +
                         error.Description());
       });
-  const auto text = [&](const char* column) { return std::string(rows->TextAt(rows->RequireColumn(column))); };
-
-  std::vector<TableWriter::Column> columns = {
-      {"Protokoll", "log"}, {"Datum", "date"}, {"Benutzer", "user"}, {"Import", "specification"}};
-  if (options.duplicates) {
-    columns.insert(columns.end(), {{"Datensatz", "record"}, {"Feld", "field"}, {"Wert", "value"}});
-  } else {
-    columns.push_back({"Meldung", "message"});
-  }
-  TableWriter table(workspace.out(), workspace.options().format, std::move(columns));
-  for (; !rows->IsEof(); rows->MoveNext()) {
-    std::vector<std::string> values = {text("Protokoll"), text("Datum"), text("Benutzer"), text("Beschreibung"),
-                                       text("Spalte0")};
-    if (options.duplicates) {
-      values.push_back(text("Spalte1"));
-      values.push_back(text("Spalte2"));
-    }
-    table.Row(std::move(values));
-  }
+  WriteLog(workspace, *rows, options.duplicates ? DuplicateColumns() : ErrorColumns());
   return kDone;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <ostream>
 
+#include "kestrel/value.h"
 #include "platform/base/terminal_text.h"
 #include "platform/base/text.h"
 
@@ -69,6 +70,12 @@ JsonObject& JsonObject::Numbers(std::string_view key,
     stream_ << ':' << number;
   }
   stream_ << '}';
+  return *this;
+}
+
+JsonObject& JsonObject::Null(std::string_view key) {
+  Key(key);
+  stream_ << "null";
   return *this;
 }
 
@@ -172,8 +179,16 @@ void TableWriter::WriteJson(const std::vector<std::string>& values) {
       std::any_of(columns_.begin(), columns_.end(), [](const Column& column) { return !column.key.empty(); });
   if (keyed) {
     JsonObject object(stream_);
-    for (std::size_t i = 0; i < values.size() && i < columns_.size(); ++i)
-      object.Text(columns_[i].key, values[i]);
+    for (std::size_t i = 0; i < values.size() && i < columns_.size(); ++i) {
+      const Column& column = columns_[i];
+      if (!column.number) {
+        object.Text(column.key, values[i]);
+      } else if (values[i].empty()) {
+        object.Null(column.key);
+      } else {
+        object.Number(column.key, Value(values[i]).ToInteger());
+      }
+    }
     object.End();
     return;
   }

@@ -33,6 +33,7 @@ class JsonObject {
   JsonObject& Number(std::string_view key, std::int64_t value);
   // An object of numbers.
   JsonObject& Numbers(std::string_view key, const std::vector<std::pair<std::string, std::int64_t>>& values);
+  JsonObject& Null(std::string_view key);
   JsonObject& Truth(std::string_view key, bool value);
   // Writes the key; what is written to the stream then is its value.
   std::ostream& Member(std::string_view key);
@@ -52,8 +53,9 @@ class JsonObject {
 class TableWriter {
  public:
   struct Column {
-    std::string title;  // for text and CSV
-    std::string key;    // for JSON; empty in every column gives arrays
+    std::string title;    // for text and CSV
+    std::string key;      // for JSON; empty in every column gives arrays
+    bool number = false;  // a whole number in JSON; null where the text is empty
   };
 
   TableWriter(std::ostream& stream, OutputFormat format, std::vector<Column> columns);

@@ -22,6 +22,24 @@ bool HasNames(const Recordset& record, const std::vector<std::string>& names) {
   return true;
 }
 
+LogDetails DetailsOf(const DuplicateMatch& match, std::int32_t source_record) {
+  LogDetails details;
+  const auto add = [&](const char* name, const std::string& text) {
+    if (!text.empty()) details.push_back({name, text});
+  };
+  const auto add_number = [&](const char* name, std::int64_t number) {
+    if (number != 0) details.push_back({name, std::to_string(number)});
+  };
+  add_number("Record", source_record);
+  add_number("AddressType", match.address_type);
+  add("Address", match.reference);
+  add("Name", match.name);
+  add("Place", match.place);
+  add_number("Key", match.key);
+  add_number("EarlierRecord", match.record);
+  return details;
+}
+
 }  // namespace
 
 // Which fields of the record are assigned, by position; asked of the specification again only when it or
@@ -43,16 +61,20 @@ bool IsFieldAssigned(const ProfileImage& spec_file, std::string_view field_name)
   return GetIniString(spec_file, "FieldAssignments", field_name, "") != "NOTASSIGNED";
 }
 
-bool DuplicateCheck::WriteDoubletRows(const Recordset& record) {
+bool DuplicateCheck::WriteDoubletRows(const Recordset& record, const DuplicateMatch* match,
+                                      std::int32_t source_record) {
   logs_.CreateDoubletProtocol(kDuplicateLogTitle, kDuplicateLogList,
                               FormatShortDate(session_.platform.clock.Now().date), session_.Description,
                               session_.SpecFile, session_.Provider);
   const std::string mark = NewRecordMark();
   const std::vector<bool>& assigned = AssignedFields(record);
+  LogDetails details;
+  if (match != nullptr) details = DetailsOf(*match, source_record);
   bool stored = true;
   for (std::size_t i = 0; i < assigned.size(); ++i) {
     if (!assigned[i]) continue;
-    if (!logs_.AddDoubletProtocolColumns(mark, record.ColumnName(i), record.TextAt(i))) stored = false;
+    if (!logs_.AddDoubletProtocolColumns(mark, record.ColumnName(i), record.TextAt(i), details)) stored = false;
+    details.clear();
   }
   return stored;
 }

@@ -75,8 +75,10 @@ class DuplicateCheck {
   // --- Logging a suspected duplicate ---
 
   // One row of the duplicate log per assigned field of the record, all with one new mark; tells whether all
-  // were stored. Raises what reading the record raises.
-  bool WriteDoubletRows(const Recordset& record);
+  // were stored. `match`, where given, stands beside the first, with the number of the source record. Raises what
+  // reading the record raises.
+  bool WriteDoubletRows(const Recordset& record, const DuplicateMatch* match = nullptr,
+                        std::int32_t source_record = 0);
 
   // Releases what is kept from record to record.
   void Forget() { kept_ = Kept(); }

@@ -37,7 +37,6 @@
 #include <string>
 
 #include "import/match_details.h"
-#include "import/optional_member.h"
 #include "import/record_assembly.h"
 #include "import/reject_view.h"
 #include "import/run_errors.h"
@@ -46,6 +45,7 @@
 #include "import/run_waits.h"
 #include "import/source_file.h"
 #include "kestrel/user_interface.h"
+#include "platform/automation/optional_member.h"
 #include "platform/base/file.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
@@ -71,6 +71,7 @@ class RunSteps {
         specification_(session_.profiles, session_.SpecFile),
         outcomes_(view),
         errors_(import.logs(), outcomes_, settings),
+        assembly_(session_, errors_),
         waits_(view, abort_requested) {
     errors_.OnUnlogged([this](const std::string& text) { Tell("Nicht im Protokoll: " + text); });
   }
@@ -109,7 +110,7 @@ class RunSteps {
   std::int32_t RecordNumber() const { return result_.skipped + result_.records + 1; }
   void ShowProgressText();
   bool FetchNewRecord();
-  void WorkOnRecord(RecordAssembly& assembly);
+  void WorkOnRecord();
   bool IsSuspectedDuplicate();
   void HoldBack();
   bool IsOnlyChecked() const { return session_.TestMode; }
@@ -144,6 +145,7 @@ class RunSteps {
   ProfileStore::Watched specification_;
   RunOutcomes outcomes_;
   RunErrors errors_;
+  RecordAssembly assembly_;
   RunWaits waits_;
   RunResult result_;
   ProgressText progress_text_;
@@ -161,6 +163,7 @@ class RunSteps {
   std::optional<BoundMember> stop_reason_;
   std::optional<BoundMember> import_result_;
   std::optional<BoundMember> check_record_;
+  std::optional<BoundMember> error_field_;
   std::optional<BoundMember> next_late_update_;
   std::int32_t late_errors_ = 0;
   MatchDetails match_details_;
@@ -183,6 +186,7 @@ void RunSteps::Begin() {
     import_result_ = FindOptional(session_.ImportClass, "ImportResult");
     next_late_update_ = FindOptional(session_.ImportClass, "NextLateUpdate");
     check_record_ = FindOptional(session_.ImportClass, "CheckRecord");
+    error_field_ = FindOptional(session_.ImportClass, "ErrorField");
     match_details_.AskClass(session_.ImportClass);
   });
   errors_.Try([&] { LetProperty(session_.ImportClass, "SpecificationFile", session_.SpecFile); });
@@ -224,7 +228,6 @@ void RunSteps::PassOver() {
 }
 
 void RunSteps::ImportRecords() {
-  RecordAssembly assembly(session_, errors_);
   while (HasRecord()) {
     if (abort_requested_) {
       result_.aborted = true;
@@ -241,7 +244,7 @@ void RunSteps::ImportRecords() {
       outcomes_.Abandon();
       break;
     }
-    WorkOnRecord(assembly);
+    WorkOnRecord();
     CountRecord();
     outcomes_.End();
     if (!result_.stop_reason.empty()) {
@@ -253,6 +256,7 @@ void RunSteps::ImportRecords() {
     if (result_.total > 0 && RecordNumber() - 1 > result_.total) break;
   }
   errors_.AtRecord(0);
+  assembly_.Forget();
   source_.reset();
   record_.reset();
   record_value_ = Value();
@@ -289,7 +293,7 @@ Recordset& RunSteps::Record() {
 // One look at the specification serves the whole record: translations and duplicate settings. Where it cannot
 // be read, or has gone since the run began, what the record would be made of are defaults: that is an error,
 // and the record is not stored.
-void RunSteps::WorkOnRecord(RecordAssembly& assembly) {
+void RunSteps::WorkOnRecord() {
   std::optional<ProfileStore::OneLook> look;
   const auto look_once = [&] {
     look.emplace(specification_);
@@ -299,7 +303,7 @@ void RunSteps::WorkOnRecord(RecordAssembly& assembly) {
     outcomes_.at_hand().fate = RecordFate::kRejected;
     return;
   }
-  errors_.Try([&] { assembly.Fill(source_, record_); });
+  errors_.Try([&] { assembly_.Fill(source_, record_); });
   if (IsSuspectedDuplicate()) {
     HoldBack();
   } else if (IsOnlyChecked() && !check_record_) {
@@ -325,7 +329,8 @@ void RunSteps::HoldBack() {
   }
   match_details_.Describe(outcome.duplicate_of);
   errors_.Try([&] {
-    if (!import_.duplicates().WriteDoubletRows(Record())) errors_.NoteUnlogged("als Dublette zurückgehalten");
+    if (!import_.duplicates().WriteDoubletRows(Record(), &outcome.duplicate_of, outcome.record))
+      errors_.NoteUnlogged("als Dublette zurückgehalten");
   });
 }
 
@@ -363,8 +368,14 @@ void RunSteps::CheckImportClass(std::string_view function, Told told) {
     if (code == 0) return;
     RecordError error{.number = code, .function = std::string(function)};
     errors_.Try([&] { error.text = GetProperty(session_.ImportClass, "ErrorDescription").ToText(); });
+    if (error_field_) errors_.Try([&] { error.field = error_field_->Get().ToText(); });
     ErrorScope scope;
     errors_.Try([&] { scope = ReadScope(told); });
+    if (!error.field.empty() && outcomes_.IsOfRecordAtHand(scope)) {
+      const FieldValue value = assembly_.ValueOf(error.field);
+      error.source_column = value.source_column;
+      error.raw_value = value.raw_value;
+    }
     errors_.Count(std::move(error), scope, NamesOf(scope));
     if (!stop_reason_ || !result_.stop_reason.empty()) return;
     std::string reason = stop_reason_->Get().ToText();

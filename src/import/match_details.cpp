@@ -3,8 +3,8 @@
 #include <charconv>
 #include <iterator>
 
-#include "import/optional_member.h"
 #include "kestrel/runtime_error.h"
+#include "platform/automation/optional_member.h"
 
 namespace kestrel {
 

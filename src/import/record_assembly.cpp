@@ -130,6 +130,18 @@ FieldValue RecordAssembly::ValueOf(const Row& row, const Recordset& source) {
   return value;
 }
 
+FieldValue RecordAssembly::ValueOf(std::string_view field) const {
+  for (const Row& row : rows_) {
+    if (source_ != nullptr && EqualsIgnoringCase(row.field, field)) return ValueOf(row, *source_);
+  }
+  return {.field = field};
+}
+
+void RecordAssembly::Forget() {
+  source_.reset();
+  record_.reset();
+}
+
 void RecordAssembly::FillConstant(const Row& row, const Recordset& source, Recordset& record) {
   if (!IsCompatible(row.destination, row.kind)) {
     errors_.CountTypeMismatch(ValueOf(row, source), row.destination);

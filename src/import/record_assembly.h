@@ -33,6 +33,12 @@ class RecordAssembly {
   // has no assignment list. Both are kept until the next call.
   void Fill(const RecordsetPtr& source, const RecordsetPtr& record);
 
+  // The value that the last Fill made the field of, for an error that comes up later; unknown for a field without
+  // one. Lives until the source moves on.
+  FieldValue ValueOf(std::string_view field) const;
+  // Releases source and record.
+  void Forget();
+
  private:
   using Column = std::optional<std::size_t>;
 

@@ -1,14 +1,33 @@
 #include "import/run_errors.h"
 
-#include "log/import_log.h"
 #include "mapping/value_conversion.h"
 
 namespace kestrel {
 
+LogDetails RunErrors::DetailsOf(const RecordError& error, const ErrorScope& scope) const {
+  LogDetails details;
+  const auto add = [&](const char* name, const std::string& text) {
+    if (!text.empty()) details.push_back({name, text});
+  };
+  if (scope.of == ErrorScope::Of::kRecords) {
+    const std::int32_t first = outcomes_.SourceRecord(scope.first);
+    const std::int32_t last = outcomes_.SourceRecord(scope.last);
+    add("Record", std::to_string(first));
+    if (last != first) add("LastRecord", std::to_string(last));
+  } else if (record_ != 0 && outcomes_.IsOfRecordAtHand(scope)) {
+    add("Record", std::to_string(record_));
+  }
+  add("Field", error.field);
+  add("SourceColumn", error.source_column);
+  add("RawValue", error.raw_value);
+  return details;
+}
+
 void RunErrors::Count(RecordError error, const ErrorScope& scope, std::string_view where) {
   ++count_;
-  LogRow row{error.number, std::string(where).append(error.text), error.function,
-             "Fehler " + std::to_string(error.number) + ": " + error.text, WhereTold(where)};
+  LogRow row{error.number,     std::string(where).append(error.text),
+             error.function,   "Fehler " + std::to_string(error.number) + ": " + error.text,
+             WhereTold(where), DetailsOf(error, scope)};
   std::int32_t first = 0;
   std::int32_t last = 0;
   if (scope.of == ErrorScope::Of::kRecords) {
@@ -27,7 +46,7 @@ void RunErrors::Count(RecordError error, const ErrorScope& scope, std::string_vi
 }
 
 void RunErrors::Log(const LogRow& row) {
-  if (!logs_.WriteErrorProtocol(row.number, row.text, "ImportStart", row.function)) {
+  if (!logs_.WriteErrorProtocol(row.number, row.text, "ImportStart", row.function, row.details)) {
     NoteUnlogged(row.unlogged, row.where);
   }
 }

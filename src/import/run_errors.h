@@ -12,10 +12,9 @@
 #include "import/error_limits.h"
 #include "import/run_outcomes.h"
 #include "kestrel/runtime_error.h"
+#include "log/import_log.h"
 
 namespace kestrel {
-
-class ImportLogs;
 
 // The value that an error came up with. Views of the caller's; empty where it is not known.
 struct FieldValue {
@@ -75,9 +74,11 @@ class RunErrors {
     std::string function;
     std::string unlogged;  // what is told where the log does not take it, and where it belongs
     std::string where;
+    LogDetails details;
   };
   void Log(const LogRow& row);
   std::string WhereTold(std::string_view where) const;
+  LogDetails DetailsOf(const RecordError& error, const ErrorScope& scope) const;
 
   ImportLogs& logs_;
   RunOutcomes& outcomes_;

@@ -52,6 +52,7 @@ class RunOutcomes {
   void Abandon();
 
   void Add(RecordError error, const ErrorScope& scope);
+  bool IsOfRecordAtHand(const ErrorScope& scope) const;
   // Between two rounds: the record with this ordinal, 1 to handed_over(), was an update.
   void Update(std::int32_t ordinal);
 
@@ -67,7 +68,6 @@ class RunOutcomes {
     RecordError error;
     ErrorScope scope;
   };
-  bool IsOfRecordAtHand(const ErrorScope& scope) const;
   void TellWaiting();
   OutcomeRevision RevisionFor(Waiting& waiting) const;
   void Tell(OutcomeRevision revision);

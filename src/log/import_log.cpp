@@ -6,7 +6,10 @@
 #include "kestrel/date.h"
 #include "kestrel/host_components.h"
 #include "kestrel/user_interface.h"
+#include "platform/automation/optional_member.h"
 #include "platform/base/text.h"
+#include "sources/piped_source.h"
+#include "sources/source_kind.h"
 
 namespace kestrel {
 
@@ -48,6 +51,18 @@ std::string ImportLogs::CallCreateProtokoll(const ObjectPtr& log, Header& header
   return key.ToText();
 }
 
+// The working copy, which the head names, is gone after the import.
+void ImportLogs::TellOrigin(const ObjectPtr& log) {
+  auto set_detail = FindOptional(log, "SetLogDetail");
+  if (!set_detail) return;
+  const SourceKind* const kind = KindOf(session_);
+  std::string source = kind == nullptr ? std::string() : session_.*kind->location;
+  if (IsStream(source)) source = "(Datenstrom)";
+  set_detail->Call("Specification", session_.ChosenSpecFile);
+  set_detail->Call("Source", source);
+  set_detail->Call("ImportClass", session_.ImportClassProgID);
+}
+
 void ImportLogs::Create(Log& log, Header header) {
   if (!log.key.empty()) return;
   log = Log();
@@ -58,6 +73,9 @@ void ImportLogs::Create(Log& log, Header header) {
         log.add_new_record = BoundMember(object, "AddNewRecord");
         log.set_field = BoundMember(object, "SetField");
         log.update_record = BoundMember(object, "UpdateRecord");
+        log.set_row_detail = FindOptional(object, "SetRowDetail");
+        // The log is none the worse without.
+        Trap([&] { TellOrigin(object); }, [](const RuntimeError&) {});
       },
       [&](const RuntimeError& error) {
         session_.platform.ui.MessageBox("Protokoll konnte nicht erzeugt werden. " + error.Description(),
@@ -65,7 +83,7 @@ void ImportLogs::Create(Log& log, Header header) {
       });
 }
 
-bool ImportLogs::AddRow(Log& log, std::initializer_list<std::string_view> columns) {
+bool ImportLogs::AddRow(Log& log, std::initializer_list<std::string_view> columns, const LogDetails& details) {
   return Trap(
       [&] {
         log.add_new_record.Call();
@@ -74,6 +92,12 @@ bool ImportLogs::AddRow(Log& log, std::initializer_list<std::string_view> column
         for (const std::string_view content : columns) {
           text.AssignText(content);
           log.set_field.Call(kRowField, column++, ByRef(text));
+        }
+        if (log.set_row_detail) {
+          const auto set_details = [&] {
+            for (const LogDetail& detail : details) log.set_row_detail->Call(detail.name, detail.text);
+          };
+          Trap(set_details, [](const RuntimeError&) {});
         }
         log.update_record.Call();
       },
@@ -95,20 +119,23 @@ void ImportLogs::CreateDoubletProtocol(const std::string& title, const std::stri
   Create(duplicate_log_, {title, list_name, date, description, file, source_type});
 }
 
-bool ImportLogs::AddProtocolColumn(std::string_view error_line) { return AddRow(error_log_, {error_line}); }
+bool ImportLogs::AddProtocolColumn(std::string_view error_line, const LogDetails& details) {
+  return AddRow(error_log_, {error_line}, details);
+}
 
 bool ImportLogs::AddDoubletProtocolColumns(std::string_view record_mark, std::string_view field_name,
-                                           std::string_view field_value) {
-  return AddRow(duplicate_log_, {record_mark, field_name, field_value});
+                                           std::string_view field_value, const LogDetails& details) {
+  return AddRow(duplicate_log_, {record_mark, field_name, field_value}, details);
 }
 
 bool ImportLogs::WriteErrorProtocol(std::int64_t error_number, std::string_view error_text,
-                                    std::string_view context, std::string_view member) {
+                                    std::string_view context, std::string_view member,
+                                    const LogDetails& details) {
   std::string line = "Fehler: " + std::to_string(error_number) + " ";
   line.append(error_text).append(" (").append(member).append("/").append(context).append(")");
   CreateProtocol(kErrorLogTitle, kErrorLogList, FormatShortDate(session_.platform.clock.Now().date),
                  session_.Description, session_.SpecFile, session_.Provider);
-  return AddProtocolColumn(line);
+  return AddProtocolColumn(line, details);
 }
 
 void ImportLogs::Close() {

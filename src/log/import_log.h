@@ -4,6 +4,13 @@
 //   duplicate log  title "Datenimport Dublettenverdacht", list "LST_ImportDublett": one row per assigned
 //                  field of every record held back
 //
+// Optional members of the log component, looked up when a log is created; one without them is driven by the calls
+// told alone. Texts by value; a name that a component does not know is passed over.
+//
+//   SetLogDetail(name, text)   behind CreateProtokoll: Specification (the path that was chosen), Source (where the
+//                              data come from), ImportClass
+//   SetRowDetail(name, text)   behind the row's SetField: the details of an error or of a record held back, below
+//
 // Failures are shown and the import goes on; no member but GetUserName raises an error.
 //
 // Invariants
@@ -13,8 +20,10 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "component/session.h"
 
@@ -24,6 +33,15 @@ inline constexpr const char* kErrorLogTitle = "Datenimport";
 inline constexpr const char* kErrorLogList = "LST_Import";
 inline constexpr const char* kDuplicateLogTitle = "Datenimport Dublettenverdacht";
 inline constexpr const char* kDuplicateLogList = "LST_ImportDublett";
+
+// What stands beside a row. Of an error: Record, LastRecord (source records, the second where there are several),
+// Field, SourceColumn, RawValue. Of a record held back, at its first row: Record, AddressType, Address, Name, Place,
+// Key, EarlierRecord. What is not known has no entry.
+struct LogDetail {
+  const char* name;
+  std::string text;
+};
+using LogDetails = std::vector<LogDetail>;
 
 class ImportLogs {
  public:
@@ -41,14 +59,14 @@ class ImportLogs {
                              const std::string& source_type);
 
   // One row of the error log / of the duplicate log. Both tell whether the row was stored.
-  bool AddProtocolColumn(std::string_view error_line);
+  bool AddProtocolColumn(std::string_view error_line, const LogDetails& details = {});
   bool AddDoubletProtocolColumns(std::string_view record_mark, std::string_view field_name,
-                                 std::string_view field_value);
+                                 std::string_view field_value, const LogDetails& details = {});
 
   // "Fehler: " number " " text " (" member "/" context ")", written as a row of the error log. Tells whether it
   // was stored.
   bool WriteErrorProtocol(std::int64_t error_number, std::string_view error_text, std::string_view context,
-                          std::string_view member);
+                          std::string_view member, const LogDetails& details = {});
 
   // What CreateProtokoll answered; empty where the log has not been created.
   const std::string& error_log_key() const { return error_log_.key; }
@@ -64,11 +82,13 @@ class ImportLogs {
     BoundMember add_new_record;
     BoundMember set_field;
     BoundMember update_record;
+    std::optional<BoundMember> set_row_detail;
   };
 
   void Create(Log& log, Header header);
   std::string CallCreateProtokoll(const ObjectPtr& log, Header& header);
-  bool AddRow(Log& log, std::initializer_list<std::string_view> columns);
+  void TellOrigin(const ObjectPtr& log);
+  bool AddRow(Log& log, std::initializer_list<std::string_view> columns, const LogDetails& details);
 
   Session& session_;
   Log error_log_;

@@ -76,6 +76,10 @@ TEST_F(EndToEnd, KnownAddressesOfASecondFileAreHeldBackAndListedFieldByField) {
   EXPECT_GE(held_back, 80) << "40 repeated exactly, 40 spelled differently";
   EXPECT_LT(held_back, 100);
   EXPECT_THAT(log.out, HasSubstr("\"field\":\"Bez1\""));
+  EXPECT_THAT(log.out,
+              HasSubstr("\"sourceRecord\":1,\"addressType\":\"Kunden\",\"address\":\"10100\","
+                        "\"name\":\"Getränkemarkt Schreiber KG\",\"place\":\"20095 Hamburg\",\"key\":1,"
+                        "\"earlierRecord\":null"));
   // Everything else is stored: new addresses, and those under a known number, which replace it.
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), std::to_string(997 + 200 - held_back) + "\n");
 }
@@ -94,6 +98,29 @@ TEST_F(EndToEnd, ATestRunStoresNoAddressAndTellsTheErrorsOfTheImport) {
   const std::string told = log();
   EXPECT_THAT(Run({"run", "Kundenliste", "--format", "json"}).out, HasSubstr("\"errors\":14"));
   EXPECT_EQ(told, log());
+}
+
+TEST_F(EndToEnd, TheErrorLogTellsRecordFieldSourceColumnAndRawValueAndNoWorkingCopy) {
+  Run({"run", "Kundenliste"});
+  const ProgramResult log = Run({"log", "errors", "--last", "--format", "json"});
+  EXPECT_THAT(log.out, HasSubstr("\"sourceRecord\":573,\"lastSourceRecord\":null,\"field\":\"KundeSeit\","
+                                 "\"sourceColumn\":\"Kunde seit\",\"rawValue\":\"31.02.2019\""));
+  EXPECT_THAT(log.out, HasSubstr("\"specificationFile\":\"" + Spec("Kundenliste.IMP") + "\""));
+  EXPECT_THAT(log.out, HasSubstr("/kunden.txt\""));
+  EXPECT_THAT(log.out, Not(HasSubstr(".tmp")));
+}
+
+TEST_F(EndToEnd, WithinOneFileTheDuplicateLogTellsTheEarlierRecord) {
+  WriteFileAtomically(Spec("doppelt.txt"), "Name;PLZ\r\nMeier;1\r\nHuber;2\r\nMEIER;1\r\n");
+  WriteSpec("Doppelt.IMP",
+            "[Common]\nDescription=Doppelt\nImportClass=ksbimport.importkunden\nProvider=Textdatei\n"
+            "FileName=doppelt.txt\nColumnHeadings=True\nDelimiter=;\n"
+            "[CfgSettings]\nDublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\n"
+            "[FieldAssignments]\nBez1=FIELD:Name\nPLZ=FIELD:PLZ\n");
+  Run({"run", "Doppelt"});
+  EXPECT_THAT(Run({"log", "duplicates", "--last", "--format", "json"}).out,
+              HasSubstr("\"sourceRecord\":3,\"addressType\":\"Kunden\",\"address\":\"1\",\"name\":\"Meier\","
+                        "\"place\":\"1\",\"key\":1,\"earlierRecord\":1"));
 }
 
 TEST_F(EndToEnd, ATestRunNeitherBacksTheSourceFileUpNorRemovesIt) {

@@ -198,4 +198,71 @@ TEST_F(HostPlugIn, SetsUpASampleHostWithoutTouchingWhatIsThere) {
   EXPECT_EQ(host->OpenRecordset("SELECT * FROM Einstellungen WHERE Wert = '0'")->RecordCount(), 1);
 }
 
+TEST_F(LogComponent, KeepsWhatStandsBesideALogAndItsRows) {
+  // As an earlier version left it.
+  connection->Execute("DROP TABLE Protokolldetails");
+  connection->Execute("DROP TABLE Protokollherkunft");
+  const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
+  Value host(connection);
+  CallMethod(log, "CreateProtokoll", ByRef(host), "t", "u", "LST_Import", "07.03.2024", "e", "/i/~1.tmp",
+             "Textdatei");
+  CallMethod(log, "SetLogDetail", "Specification", "/i/Kunden.IMP");
+  CallMethod(log, "SetLogDetail", "Source", "/d/kunden.txt");
+  CallMethod(log, "SetLogDetail", "Unbekannt", "x");
+  const auto add_row = [&](const char* text,
+                           std::initializer_list<std::pair<const char*, const char*>> details) {
+    CallMethod(log, "AddNewRecord");
+    CallMethod(log, "SetField", 10, 0, text);
+    for (const auto& [name, value] : details) CallMethod(log, "SetRowDetail", name, value);
+    CallMethod(log, "UpdateRecord");
+  };
+  add_row("Fehler", {{"Record", "4"}, {"Field", "Ort"}, {"SourceColumn", "Stadt"}, {"RawValue", "Köln"}});
+  add_row("Fehler", {});
+  add_row("Fehler", {{"Record", "5"}, {"LastRecord", "9"}, {"Unbekannt", "x"}});
+
+  const ObjectPtr reader = components.CreateObject("kestrelhost.LogReader");
+  SetProperty(reader, "Connection", connection);
+  std::vector<std::string> rows;
+  for (const RecordsetPtr row = ToRecordset(CallMethod(reader, "ReadLog", "LST_Import", true)); !row->IsEof();
+       row->MoveNext()) {
+    std::string line;
+    for (const char* column :
+         {"Datei", "Quelldatei", "Datensatz", "DatensatzBis", "Feld", "Quellspalte", "Rohwert"}) {
+      line += std::string(row->TextAt(row->RequireColumn(column))) + ";";
+    }
+    rows.push_back(std::move(line));
+  }
+  EXPECT_THAT(rows, ElementsAre("/i/Kunden.IMP;/d/kunden.txt;4;;Ort;Stadt;Köln;",
+                                "/i/Kunden.IMP;/d/kunden.txt;;;;;;", "/i/Kunden.IMP;/d/kunden.txt;5;9;;;;"));
+}
+
+TEST_F(LogComponent, TheMatchStandsInEveryRowOfARecordHeldBackAndInNoOther) {
+  const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
+  Value host(connection);
+  CallMethod(log, "CreateProtokoll", ByRef(host), "t", "u", "LST_ImportDublett", "07.03.2024", "e", "/i/~1.tmp",
+             "g");
+  for (const char* mark : {"{A}", "{B}", "{C}"}) {
+    for (const char* field : {"Bez1", "Ort"}) {
+      CallMethod(log, "AddNewRecord");
+      int column = 0;
+      for (const char* text : {mark, field, "x"}) CallMethod(log, "SetField", 10, column++, text);
+      if (std::string_view(field) == "Bez1" && std::string_view(mark) != "{B}") {
+        CallMethod(log, "SetRowDetail", "AddressType", "32");
+        CallMethod(log, "SetRowDetail", "Address", mark);
+      }
+      CallMethod(log, "UpdateRecord");
+    }
+  }
+  const ObjectPtr reader = components.CreateObject("kestrelhost.LogReader");
+  SetProperty(reader, "Connection", connection);
+  std::vector<std::string> rows;
+  for (const RecordsetPtr row = ToRecordset(CallMethod(reader, "ReadLog", "LST_ImportDublett", false));
+       !row->IsEof(); row->MoveNext()) {
+    const auto text = [&](const char* column) { return std::string(row->TextAt(row->RequireColumn(column))); };
+    rows.push_back(text("Spalte0") + text("Adressart") + text("Adresse"));
+  }
+  EXPECT_THAT(rows, ElementsAre("{A}Lieferanten{A}", "{A}Lieferanten{A}", "{B}", "{B}", "{C}Lieferanten{C}",
+                                "{C}Lieferanten{C}"));
+}
+
 }  // namespace kestrel

@@ -317,4 +317,17 @@ TEST_F(TableImporter, DescribesAddressesOfEveryTypeByNameAndPlace) {
   EXPECT_EQ(describe(1, "A7"), "|");
 }
 
+TEST_F(TableImporter, TellsTheFieldThatAnErrorIsAbout) {
+  const ObjectPtr importer = Importer();
+  const auto field_of = [&](testing::FieldTexts fields) {
+    Import(importer, fields);
+    return GetProperty(importer, "ErrorField").ToText();
+  };
+  EXPECT_EQ(field_of({{"Bez1", "A"}, {"KundeSeit", "gestern"}}), "KundeSeit");
+  EXPECT_EQ(field_of({{"Bez1", std::string(51, 'x').c_str()}}), "Bez1");
+  EXPECT_EQ(field_of({{"Bez2", "ohne Namen"}}), "Bez1");
+  EXPECT_EQ(field_of({{"KundenNummer", "1"}, {"Bez1", "A"}}), "");
+  EXPECT_EQ(field_of({{"KundenNummer", "1"}, {"Bez1", "A"}}), "KundenNummer");
+}
+
 }  // namespace kestrel

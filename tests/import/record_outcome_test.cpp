@@ -351,5 +351,66 @@ TEST_F(RecordOutcomeTest, AViewThatCannotTakeOutcomesChangesNothing) {
   EXPECT_EQ(run_with_it.result().rejected, 1);
 }
 
+// --- What stands beside the rows of the logs -----------------------------------------------------
+
+class LogDetailsTest : public ImportRunFixture {
+ protected:
+  LogDetailsTest() { log->Method("SetRowDetail"); }
+
+  // "Name=text" of each, in order.
+  std::vector<std::string> Details() const {
+    std::vector<std::string> details;
+    for (const RecordedCall& call : *journal) {
+      if (call.name != "SetRowDetail") continue;
+      details.push_back(call.arguments.at(0).ToText() + "=" + call.arguments.at(1).ToText());
+    }
+    return details;
+  }
+};
+
+TEST_F(LogDetailsTest, AnErrorTellsRecordFieldSourceColumnAndRawValue) {
+  UseSource("Name;Zahl\nA;1\nB;zwei\n");
+  Assign({.field = "Bez1", .destination = "Name"});
+  Assign({.field = "Nr", .destination = "Zahl", .typ = "INT"});
+  Run();
+  EXPECT_THAT(Details(), ElementsAre("Record=2", "Field=Nr", "SourceColumn=Zahl", "RawValue=zwei"));
+}
+
+TEST_F(LogDetailsTest, AnErrorOfTheImportClassTellsWhereTheFieldsValueCameFrom) {
+  UseNames({"A"});
+  import_class->Get("ErrorCode", [this](std::span<Argument>) { return Value(stored.empty() ? 0 : 13); });
+  import_class->Get("ErrorField", Value("BEZ1"));
+  Run();
+  ASSERT_THAT(view.outcomes, SizeIs(1));
+  ASSERT_THAT(view.outcomes[0].errors, SizeIs(1));
+  EXPECT_EQ(view.outcomes[0].errors[0].source_column, "Name");
+  EXPECT_THAT(Details(), ElementsAre("Record=1", "Field=BEZ1", "SourceColumn=Name", "RawValue=A"));
+}
+
+TEST_F(LogDetailsTest, AnErrorOfEarlierRecordsTellsTheirSourceNumbers) {
+  UseNames({"A", "B", "C"});
+  bool told = false;
+  import_class->Method("NextLateError", [&](std::span<Argument>) { return Value(!std::exchange(told, true)); });
+  import_class->Get("ErrorCode", [&](std::span<Argument>) { return Value(told ? 3000 : 0); });
+  import_class->Get("ErrorFirstRecord", Value(2)).Get("ErrorLastRecord", Value(3));
+  Run();
+  EXPECT_THAT(Details(), ElementsAre("Record=2", "LastRecord=3"));
+}
+
+TEST_F(LogDetailsTest, AnErrorOfNoRecordTellsNone) {
+  UseNames({"A"});
+  import_class->Raises("AfterImport", RuntimeError(3000, "weg"));
+  Run();
+  EXPECT_THAT(Details(), IsEmpty());
+}
+
+TEST_F(LogDetailsTest, TheFirstRowOfARecordHeldBackTellsItsMatch) {
+  UseDuplicateHost();
+  UseNames({"Neu", "Alt"});
+  HostKnows("Alt", "4711");
+  Run();
+  EXPECT_THAT(Details(), ElementsAre("Record=2", "AddressType=1", "Address=4711", "Key=1"));
+}
+
 }  // namespace
 }  // namespace kestrel::testing

@@ -301,5 +301,42 @@ TEST_F(ImportLogTest, AQuoteInThePersonnelNumberStandsInTheQueryAsItIs) {
       ElementsAre("SELECT PersonalNr, Nachname, Vorname, Titel From Personalstamm Where PersonalNr ='O'Neil'"));
 }
 
+// --- What stands beside a row -------------------------------------------------------------------
+
+TEST_F(ImportLogTest, AComponentThatTakesDetailsGetsThemBeforeTheRowIsStored) {
+  const auto log = AddLog();
+  log->Method("SetRowDetail");
+  logs.WriteErrorProtocol(13, "kein Datum", "ImportStart", "ImportRecord",
+                          {{"Record", "4"}, {"Field", "KundeSeit"}, {"RawValue", "31.02.2019"}});
+  EXPECT_THAT(log->Lines(), ::testing::IsSupersetOf({R"(Call SetRowDetail("Record", "4"))",
+                                                     R"(Call SetRowDetail("Field", "KundeSeit"))",
+                                                     R"(Call SetRowDetail("RawValue", "31.02.2019"))"}));
+  EXPECT_EQ(log->Lines().back(), "Call UpdateRecord()");
+}
+
+TEST_F(ImportLogTest, AComponentThatTakesLogDetailsIsToldTheOwnPathsOfSpecificationAndSource) {
+  const auto log = AddLog();
+  log->Method("SetLogDetail");
+  session.ChosenSpecFile = "/import/Kunden.IMP";
+  session.FileName = "/daten/kunden.txt";
+  session.ImportClassProgID = "ksbimport.importkunden";
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
+  logs.WriteErrorProtocol(2, "b", "ImportStart", "GetNewRecord");
+  EXPECT_EQ(log->CountOf("SetLogDetail"), 3u) << "once a log";
+  EXPECT_THAT(log->Lines(),
+              ::testing::IsSupersetOf({R"(Call SetLogDetail("Specification", "/import/Kunden.IMP"))",
+                                       R"(Call SetLogDetail("Source", "/daten/kunden.txt"))",
+                                       R"(Call SetLogDetail("ImportClass", "ksbimport.importkunden"))"}));
+}
+
+TEST_F(ImportLogTest, DetailsThatAreRefusedCostNoRow) {
+  const auto log = AddLog();
+  log->Raises("SetRowDetail", RuntimeError(3000, "weg"));
+  log->Raises("SetLogDetail", RuntimeError(3000, "weg"));
+  EXPECT_TRUE(logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord", {{"Record", "4"}}));
+  EXPECT_EQ(log->CountOf("UpdateRecord"), 1u);
+  EXPECT_THAT(ui.boxes, IsEmpty());
+}
+
 }  // namespace
 }  // namespace kestrel

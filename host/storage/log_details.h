@@ -1,0 +1,53 @@
+// What stands beside the logs of the host: tables Protokollherkunft (one row a log) and Protokolldetails (one a
+// row that has details), which databases of earlier versions lack until a log is written or read.
+#pragma once
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "kestrel/connection.h"
+#include "storage/write_behind_buffer.h"
+
+namespace kestrel::host {
+
+// Makes the two tables where they are missing, and commits the open write group before; false where they cannot
+// be made. Error 3000 where nothing can be asked.
+bool HasLogDetails(Connection& connection);
+
+// The details of the rows of one log, set one by one and stored with their row. A database in which the tables
+// can be neither found nor made keeps none.
+class LogDetailRows {
+ public:
+  // `connection` outlives this object; it is in no transaction.
+  explicit LogDetailRows(Connection& connection);
+
+  // Begins a row without details. The log's own are stored with its first.
+  void Begin(std::int64_t log_number);
+  // A name that is not known is passed over.
+  void Set(std::string_view name, std::string_view text);
+  // Stores what was set, under the key of the log's row; nothing where nothing was. Errors of WriteBehindBuffer.
+  void Store(std::int64_t row_key, std::int64_t log_number);
+  void Flush();
+
+  // One detail of the log itself, before its first row. A name that is not known is passed over.
+  void SetOfLog(std::string_view name, std::string_view text);
+
+ private:
+  void StoreOrigin(std::int64_t log_number);
+
+  static constexpr std::size_t kOrigins = 3;
+  static constexpr std::size_t kColumns = 11;
+
+  Connection& connection_;
+  std::array<std::string, kColumns> texts_;
+  std::array<bool, kColumns> set_{};
+  bool any_ = false;
+  std::array<std::string, kOrigins> origin_;  // of the log
+  bool origin_waits_ = false;
+  std::unique_ptr<WriteBehindBuffer> rows_;  // none where nothing can be kept
+};
+
+}  // namespace kestrel::host
