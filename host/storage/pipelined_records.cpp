@@ -3,6 +3,7 @@
 #include <mutex>
 #include <utility>
 
+#include "storage/field_error.h"
 #include "storage/records_in_group.h"
 
 namespace kestrel::host {
@@ -84,9 +85,15 @@ void PipelinedRecords::RetryPipeline() {
       // Named before, as storing gives a record its number.
       const std::string name = NameOf(values);
       std::optional<RuntimeError> failure;
-      Trap([&] { store_now_(record, values); }, [&](const RuntimeError& error) { failure = error; });
+      std::string field;
+      Trap([&] { store_now_(record, values); },
+           [&](const RuntimeError& error) {
+             failure = error;
+             field = FieldOf(error);
+           });
       if (!failure) continue;
-      errors_.push_back({record, record, RuntimeError(failure->Number(), name + failure->Description())});
+      errors_.push_back(
+          {record, record, RuntimeError(failure->Number(), name + failure->Description()), field});
       if (i + 1 == count || connection_.StopReason().empty()) continue;
       // The others would only wait for the same failure.
       RecordsInGroup others;

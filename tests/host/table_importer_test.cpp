@@ -115,15 +115,17 @@ TEST_F(TableImporter, AnExistingNumberIsUpdatedWhereTheRecordHasValues) {
 TEST_F(TableImporter, ARecordTellsWhetherItIsNewOrUpdatedAnAddress) {
   const ObjectPtr importer = OverwritingImporter();
   const auto result = [&] { return GetProperty(importer, "ImportResult").ToText(); };
-  // Where the database does not answer at once, only what it has to say before the next record is known.
-  const auto known_at_once = [&](const char* text) { return OnPostgres() ? std::string() : std::string(text); };
+  // Where the database does not answer at once, only the number is known before the next record.
+  const auto known_at_once = [&](const std::string& what, const char* number) {
+    return (OnPostgres() ? "open" : what) + " " + number;
+  };
   EXPECT_EQ(result(), "");
   Import(importer, {{"KundenNummer", "41"}, {"Bez1", "A"}});
-  EXPECT_EQ(result(), known_at_once("new 41"));
+  EXPECT_EQ(result(), known_at_once("new", "41"));
   Import(importer, {{"Bez1", "B"}});
-  EXPECT_EQ(result(), known_at_once("new 42"));
+  EXPECT_EQ(result(), known_at_once("new", "42"));
   Import(importer, {{"KundenNummer", "41"}, {"Bez1", "C"}});
-  EXPECT_EQ(result(), known_at_once("updated 41"));
+  EXPECT_EQ(result(), known_at_once("updated", "41"));
   Import(importer, {{"KundenNummer", "43"}});
   EXPECT_EQ(result(), "") << "refused";
   while (CallMethod(importer, "NextLateError").ToBool()) {
@@ -320,7 +322,7 @@ TEST_F(TableImporter, DescribesAddressesOfEveryTypeByNameAndPlace) {
 TEST_F(TableImporter, TellsTheFieldThatAnErrorIsAbout) {
   const ObjectPtr importer = Importer();
   const auto field_of = [&](testing::FieldTexts fields) {
-    Import(importer, fields);
+    if (Import(importer, fields).empty()) CallMethod(importer, "NextLateError");
     return GetProperty(importer, "ErrorField").ToText();
   };
   EXPECT_EQ(field_of({{"Bez1", "A"}, {"KundeSeit", "gestern"}}), "KundeSeit");
