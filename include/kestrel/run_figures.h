@@ -66,8 +66,8 @@ class KESTREL_EXPORT RunFigures {
   std::int32_t rejected_at_once_ = 0;
   std::int32_t errors_ = 0;
   std::vector<bool> is_not_taken_;  // by source record, as far as the last that is not
-  std::vector<bool> is_updated_;     // by source record, as far as the last updated one
-  std::int32_t named_ = 0;           // how many were lost later by name
+  std::vector<bool> is_updated_;    // by source record, as far as the last updated one
+  std::int32_t named_ = 0;          // how many were lost later by name
   std::int32_t unnamed_ = 0;
   std::int32_t updated_ = 0;
   std::int32_t first_of_lost_group_ = 0;

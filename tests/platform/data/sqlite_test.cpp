@@ -165,10 +165,9 @@ TEST_F(Sqlite, AConnectionForReadingRefusesToWrite) {
 }
 
 TEST_F(Sqlite, AFileThatIsNoDatabaseIsRefusedWhenItIsOpened) {
-  EXPECT_ERROR_TEXT(
-      OpenConnection(folder.Write("text.db", std::string(1000, 'x'))), ErrorNumber::kDatabase,
-      HasSubstr("Die Datei ist keine SQLite-Datenbank, oder sie ist verschlüsselt (file is "
-                "not a database)"));
+  EXPECT_ERROR_TEXT(OpenConnection(folder.Write("text.db", std::string(1000, 'x'))), ErrorNumber::kDatabase,
+                    HasSubstr("Die Datei ist keine SQLite-Datenbank, oder sie ist verschlüsselt (file is "
+                              "not a database)"));
 }
 
 TEST_F(Sqlite, KnownErrorsAreToldInGermanWithTheOriginalBehind) {
