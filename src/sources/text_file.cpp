@@ -173,7 +173,9 @@ TextSurvey TextFile::Survey() {
 
 std::string TextFile::Decode(std::string_view bytes) const {
   std::string decoded = DecodeAsItStands(bytes);
-  return repair_umlauts_ ? RepairAsciiUmlauts(decoded) : decoded;
+  // Not by "?:", which would copy what may be most of the file.
+  if (repair_umlauts_) return RepairAsciiUmlauts(decoded);
+  return decoded;
 }
 
 }  // namespace kestrel
