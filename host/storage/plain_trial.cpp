@@ -16,6 +16,9 @@ namespace {
 constexpr std::array<std::string_view, 2> kCounts = {"Mitarbeiter", "Zahlungsziel"};
 constexpr std::string_view kMandatory = "Bez1";
 
+// The range of numbers goes on behind so many that were left out or refused.
+constexpr std::int64_t kMostGap = 64;
+
 }  // namespace
 
 std::unique_ptr<PlainTrial> PlainTrial::For(Connection& connection, const Destination& destination) {
@@ -56,7 +59,8 @@ bool PlainTrial::WouldTake(const RecordValues& values) const {
 }
 
 bool PlainTrial::HasTaken(std::int64_t number) const {
-  return (number >= range_begin_ && number < range_end_) || (!others_.empty() && others_.contains(number));
+  if (number >= range_begin_ && number < range_end_) return gaps_.empty() || !gaps_.contains(number);
+  return !others_.empty() && others_.contains(number);
 }
 
 bool PlainTrial::Has(std::int64_t number) {
@@ -73,16 +77,23 @@ std::int64_t PlainTrial::NextNumber() const {
 
 void PlainTrial::Take(std::int64_t number) {
   greatest_ = std::max(greatest_, number);
-  if (number == INT64_MAX) {
+  if (range_begin_ == range_end_ && number != INT64_MAX) range_begin_ = range_end_ = number;
+  if (number < range_begin_ || number == INT64_MAX) {
     others_.insert(number);
-  } else if (range_begin_ == range_end_) {
-    range_begin_ = number;
-    range_end_ = number + 1;
-  } else if (number == range_end_) {
+  } else if (number < range_end_) {
+    gaps_.erase(number);
+  } else if (number - range_end_ <= kMostGap) {
+    while (range_end_ < number) SkipNumber();
     ++range_end_;
   } else {
     others_.insert(number);
   }
+}
+
+// One that was taken before the range came so far is no gap.
+void PlainTrial::SkipNumber() {
+  if (others_.erase(range_end_) == 0) gaps_.insert(range_end_);
+  ++range_end_;
 }
 
 }  // namespace kestrel::host

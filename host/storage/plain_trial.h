@@ -34,15 +34,18 @@ class PlainTrial {
 
  private:
   PlainTrial(Connection& connection, const Destination& destination);
+  void SkipNumber();
 
   std::vector<std::size_t> counts_;     // fields whose column refuses what is below 0
   std::vector<std::size_t> mandatory_;  // and those whose column refuses null
   std::unique_ptr<Statement> select_number_;
   std::int64_t greatest_of_database_ = 0;
   std::int64_t greatest_ = 0;
-  // Most sources number their records one after the other: such numbers are a range, only others are listed.
+  // Most sources number their records one after the other: such numbers are a range but for its gaps, and only
+  // others are listed.
   std::int64_t range_begin_ = 0;
   std::int64_t range_end_ = 0;
+  std::unordered_set<std::int64_t> gaps_;
   std::unordered_set<std::int64_t> others_;
 };
 
