@@ -149,7 +149,9 @@ TEST_F(CheckRecordTest, ATableWithFurtherConstraintsIsAskedItself) {
 
 class RandomChecks : public CheckRecordTest, public ::testing::WithParamInterface<unsigned> {
  protected:
-  static std::vector<Record> RandomRecords(std::mt19937& random) {
+  // On PostgreSQL each record has a number: which one an address without gets there depends on what else was under
+  // way when a record before it was refused, and so does whether a number told later is taken.
+  std::vector<Record> RandomRecords(std::mt19937& random) {
     const auto pick = [&](std::initializer_list<const char*> values) {
       return std::string(values.begin()[random() % values.size()]);
     };
@@ -157,8 +159,10 @@ class RandomChecks : public CheckRecordTest, public ::testing::WithParamInterfac
     for (Record& record : records) {
       record["Bez1"] = pick({"Meyer", "Müller", "Schmidt", "", "Groß"});
       if (random() % 12 == 0) record["Bez1"] = std::string(49 + random() % 4, 'x');
-      if (random() % 3 != 0) record["KundenNummer"] = std::to_string(random() % (random() % 5 == 0 ? 600 : 60));
-      if (random() % 30 == 0) record["KundenNummer"] = pick({"-3", "", "12,0", "1.000", "drei"});
+      if (OnPostgres() || random() % 3 != 0)
+        record["KundenNummer"] = std::to_string(random() % (random() % 5 == 0 ? 600 : 60));
+      if (random() % 30 == 0)
+        record["KundenNummer"] = pick({"-3", "12,0", "1.000", "drei", OnPostgres() ? "7" : ""});
       if (random() % 4 == 0)
         record["KundeSeit"] = pick({"20240229", "29.02.2023", "", "2024-13-01", "1.2.2024"});
       if (random() % 4 == 0) record["Mitarbeiter"] = pick({"5", "-5", "x", "2,5", "99999999999"});
