@@ -17,7 +17,7 @@ constexpr std::array<std::string_view, 2> kCounts = {"Mitarbeiter", "Zahlungszie
 constexpr std::string_view kMandatory = "Bez1";
 
 // The range of numbers goes on behind so many that were left out or refused.
-constexpr std::int64_t kMostGap = 64;
+constexpr std::uint64_t kMostGap = 64;
 
 }  // namespace
 
@@ -78,15 +78,14 @@ std::int64_t PlainTrial::NextNumber() const {
 void PlainTrial::Take(std::int64_t number) {
   greatest_ = std::max(greatest_, number);
   if (range_begin_ == range_end_ && number != INT64_MAX) range_begin_ = range_end_ = number;
-  if (number < range_begin_ || number == INT64_MAX) {
+  const std::uint64_t gap = static_cast<std::uint64_t>(number) - static_cast<std::uint64_t>(range_end_);
+  if (number < range_begin_ || number == INT64_MAX || (number >= range_end_ && gap > kMostGap)) {
     others_.insert(number);
   } else if (number < range_end_) {
     gaps_.erase(number);
-  } else if (number - range_end_ <= kMostGap) {
+  } else {
     while (range_end_ < number) SkipNumber();
     ++range_end_;
-  } else {
-    others_.insert(number);
   }
 }
 

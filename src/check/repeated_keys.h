@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 namespace kestrel {
@@ -40,7 +41,9 @@ class RepeatedKeys {
     std::uint32_t high;
     std::uint32_t low;
     std::uint32_t record;
-    auto operator<=>(const Entry&) const = default;
+    bool operator<(const Entry& other) const {
+      return std::tie(high, low, record) < std::tie(other.high, other.low, other.record);
+    }
   };
 
   std::vector<std::vector<Entry>> entries_;  // by kind
