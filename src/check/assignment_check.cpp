@@ -148,7 +148,7 @@ class AssignmentCheck {
   std::vector<std::pair<std::string, std::vector<std::string>>> fields_of_columns_;
 };
 
-// What the specification says of fields that the destination does not have, and says twice.
+// Entries of the ".IMP" file for fields that the destination does not have, and those that stand there twice.
 class FieldNameCheck {
  public:
   FieldNameCheck(std::vector<std::string> fields, Findings& findings)

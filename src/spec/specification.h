@@ -19,9 +19,9 @@ void ReadCommonSection(Session& session);
 
 // The keys of the session's provider alone, out of the specification's image.
 void ReadKeysOfKind(Session& session, const ProfileImage& image);
-// A text file has taken the place of another kind of source: it is read as the specification says of text files,
-// and what it does not say is as in the CSV that such a source's rejected records are written to, with commas and a
-// header. Nothing where a connection reads the source.
+// A text file has taken the place of another kind of source: it is read by the settings of text files that section
+// Common has, and those that it lacks are as in the CSV that such a source's rejected records are written to, with
+// commas and a header. Nothing where a connection reads the source.
 void UseHandedInText(Session& session);
 
 // A stored truth value: "True", "False", "Wahr", "Falsch" (any case), or a number, where any but 0 is
