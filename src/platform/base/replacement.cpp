@@ -64,6 +64,12 @@ Replacement::Replacement(const std::string& destination, std::optional<mode_t> m
   struct stat existing {};
   if (::stat(target_.c_str(), &existing) == 0) existing_ = existing;
   if (existing_ && S_ISDIR(existing_->st_mode)) throw ErrorFromErrno(EISDIR, destination_);
+  // A device or a pipe would be gone for every program.
+  if (existing_ && !S_ISREG(existing_->st_mode)) {
+    throw RuntimeError(ErrorNumber::kPathFileAccess,
+                       std::string(DescriptionOf(ErrorNumber::kPathFileAccess)) + ": " + destination_ +
+                           " ist keine gewöhnliche Datei und wird nicht ersetzt. Bitte eine Datei angeben");
+  }
   // The usual mode is left to the system; whatever else it becomes, it begins with its owner alone.
   MakeSibling(existing_ || mode ? 0600 : 0666);
   if (existing_) {

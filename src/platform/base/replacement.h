@@ -16,7 +16,7 @@ class Replacement {
  public:
   // Makes the file beside `destination`. A file that is replaced gives its mode and, where allowed, its owner;
   // a new one gets `mode`, or the usual one (what the process leaves of 0666) where none is given. Links are
-  // followed. Raises 75 for a folder, what making the file raises otherwise, with `destination` in the text.
+  // followed. Raises 75 for a folder, a device or a pipe, what making the file raises otherwise, with `destination` in the text.
   Replacement(const std::string& destination, std::optional<mode_t> mode);
   Replacement(const Replacement&) = delete;
   Replacement& operator=(const Replacement&) = delete;

@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "kestrel/runtime_error.h"
+#include "support/expect_error.h"
 #include "support/temp_folder.h"
 
 namespace kestrel {
@@ -71,6 +72,20 @@ TEST(Files, AFolderIsNotAFile) {
   EXPECT_FALSE(FileExists(folder.path()));
   EXPECT_TRUE(FolderExists(folder.path()));
   EXPECT_EQ(ErrorNumberOf([&] { ReadWholeFile(folder.path()); }), 75);
+}
+
+TEST(Files, APipeOrADeviceIsNeverReplaced) {
+  const TempFolder folder;
+  const std::string pipe = folder.File("pipe");
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  const std::string link = folder.File("link");
+  std::filesystem::create_symlink(pipe, link);
+  for (const std::string& path : {pipe, link}) {
+    EXPECT_ERROR_TEXT(WriteFileAtomically(path, "neu"), ErrorNumber::kPathFileAccess,
+                      HasSubstr(path + " ist keine gewöhnliche Datei"));
+  }
+  EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
 }
 
 TEST(Files, WritingReplacesContentAndKeepsTheMode) {
