@@ -37,6 +37,7 @@
 #include "platform/dialogs/recording_user_interface.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
+#include "spec/working_copy.h"
 #include "wizard/frmImport.h"
 #include "wizard/frmPrev.h"
 #include "wizard/frmStep3.h"
@@ -93,7 +94,7 @@ class Prepared {
     session_.SpecFile = JoinPath(session_.SpecFolder, "Messung.IMP");
     WriteFileAtomically(session_.SpecFile, Specification(file));
     ReadCommonSection(session_);
-    CreateWorkingCopy(session_);
+    CreateWorkingCopy(session_, working_copy_lock_);
     if (!CreateImportClass(session_)) throw std::runtime_error("no import class");
   }
 
@@ -105,6 +106,7 @@ class Prepared {
   ComponentRegistry components_;
   SystemClock clock_;
   Session session_{Platform{ui_, components_, clock_}};
+  WorkingCopyLock working_copy_lock_;
 };
 
 // Sees the first painting of a window.
@@ -142,9 +144,10 @@ void WarmUp() {
 // --- What is measured, each in a process of its own ---------------------------------------------
 
 void OpenWithoutWindow(Session& session) {
-  OpenSourceRecordset(session);
-  SourceMoveFirst(session);
-  if (SourceRecordCount(session) == 0) throw std::runtime_error("the file holds no records");
+  SourceReader reader(session);
+  reader.OpenSourceRecordset();
+  reader.SourceMoveFirst();
+  if (reader.SourceRecordCount() == 0) throw std::runtime_error("the file holds no records");
 }
 
 void OpenPreview(Session& session) {

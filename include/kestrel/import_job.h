@@ -154,6 +154,8 @@ class KESTREL_EXPORT ImportJob {
   bool OpenImportClass(std::optional<RuntimeError>* failure);
   // Connects to the source and reads its column names. Raises ImportRefused with the reason.
   void OpenSource();
+  // Saves the settings of the pages (spec/save_schema.h).
+  void SaveSchema(bool Commit);
   // Builds the assignment list (BuildAssignmentList); the flags of mandatory fields. `failure` gets its reason.
   std::vector<bool> AssignFields(std::string* failure);
   // What keeps the assignments from being imported, or none.

@@ -1,4 +1,4 @@
-// How far reading the session's source has come, and why it came no further.
+// How far reading a source has come, and why it came no further.
 #pragma once
 
 #include <optional>
@@ -8,7 +8,7 @@
 namespace kestrel {
 
 enum class SourceState {
-  kClosed,     // not opened yet, or closed again
+  kClosed,     // not opened
   kNotOpened,  // it could not be opened
   kOpen,       // somewhere before its end
   kAtEnd,      // all its records were seen

@@ -211,12 +211,15 @@ std::optional<Finding> FindAssignmentFault(MemoryRecordset& list) {
 }
 
 std::optional<Finding> FindLeftOutAssignment(Session& session) {
-  for (const SourceRemark& remark : SourceRemarks(session)) {
+  const std::vector<SourceRemark> remarks = SourceRemarks(session);
+  if (remarks.empty()) return std::nullopt;
+  const std::shared_ptr<const ProfileImage> specification = ProfileStore().Read(session.SpecFile);
+  for (const SourceRemark& remark : remarks) {
     if (remark.column.empty()) continue;
     MemoryRecordset& list = *session.AssignmentList;
     for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {
       const std::string field(list.TextAt(kSourceName));
-      const std::string assigned = GetIniString(session.profiles, session.SpecFile, kSection, field, "");
+      const std::string assigned = GetIniString(*specification, kSection, field, "");
       if (assigned == std::string(kFieldPrefix).append(remark.column)) {
         return Finding{Severity::kError, AssignmentOf(field), remark.text};
       }
@@ -226,7 +229,7 @@ std::optional<Finding> FindLeftOutAssignment(Session& session) {
 }
 
 void CheckAssignments(Session& session, bool source_open, Findings& findings) {
-  const std::shared_ptr<const ProfileImage> specification = session.profiles.Read(session.SpecFile);
+  const std::shared_ptr<const ProfileImage> specification = ProfileStore().Read(session.SpecFile);
   AssignmentCheck check(session, source_open, findings);
   std::vector<std::string> fields;
   MemoryRecordset& list = *session.AssignmentList;

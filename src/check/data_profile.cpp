@@ -112,9 +112,10 @@ void CheckColumnNames(const std::vector<std::string>& names, const FindingPlace&
 void ProfileData(Session& session, MemoryRecordset* list, DuplicateCheck& duplicates, DataProfile& profile) {
   const FindingPlace place{"Common", LocationKey(session)};
   CheckColumnNames(session.SourceFieldNames, place, profile.findings);
-  OpenSourceRecordset(session);
-  const std::int64_t count = SourceRecordCount(session);
-  RecordsetPtr source = SourceMoveFirst(session);
+  SourceReader reader(session);
+  reader.OpenSourceRecordset();
+  const std::int64_t count = reader.SourceRecordCount();
+  RecordsetPtr source = reader.SourceMoveFirst();
   profile.source.columns = source->ColumnCount();
   TextCheck text(dynamic_cast<TextFacts*>(source.get()), source->ColumnCount(), place);
   Trap([&] { text.LookAtFile(profile); },
@@ -129,17 +130,17 @@ void ProfileData(Session& session, MemoryRecordset* list, DuplicateCheck& duplic
     fields->ResolveColumns(*source);
   }
   std::int64_t& records = profile.source.records;
-  while (!SourceEOF(session) && !session.source_end.error) {
+  while (!reader.SourceEOF() && !reader.end().error) {
     ++records;
     text.LookAtRecord(records);
     if (fields) {
       fields->Look(records, *source);
       addresses.Look(records);
     }
-    source = SourceMoveNext(session);
+    source = reader.SourceMoveNext();
   }
-  TellSourceEnd(session, session.source_end, records, count, profile.findings);
-  CloseSource(session);
+  reader.CloseSource();
+  TellSourceEnd(session, reader.end(), records, count, profile.findings);
   text.Tell(profile);
   if (!fields) return;
   fields->Tell(profile);

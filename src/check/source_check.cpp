@@ -42,21 +42,22 @@ void CheckLeftOutColumns(const std::vector<SourceRemark>& remarks, Findings& fin
 }
 
 void CheckSourceRecords(Session& session, Findings& findings) {
-  OpenSourceRecordset(session);
-  const std::int64_t count = SourceRecordCount(session);
+  SourceReader reader(session);
+  reader.OpenSourceRecordset();
+  const std::int64_t count = reader.SourceRecordCount();
   std::set<std::size_t> unreadable;
   std::int64_t records = 0;
   const SourceKind* kind = KindOf(session);
   const bool one_is_enough = kind != nullptr && kind->place == SourcePlace::kServer;
-  RecordsetPtr source = SourceMoveFirst(session);
-  while (!SourceEOF(session) && !session.source_end.error) {
+  RecordsetPtr source = reader.SourceMoveFirst();
+  while (!reader.SourceEOF() && !reader.end().error) {
     ++records;
     if (records <= kRecordsLookedAt) CheckValues(session, *source, records, unreadable, findings);
     if (one_is_enough) break;
-    source = SourceMoveNext(session);
+    source = reader.SourceMoveNext();
   }
-  TellSourceEnd(session, session.source_end, records, count, findings);
-  CloseSource(session);
+  reader.CloseSource();
+  TellSourceEnd(session, reader.end(), records, count, findings);
 }
 
 void TellSourceEnd(const Session& session, const SourceEnd& end, std::int64_t records, std::int64_t count,

@@ -8,6 +8,7 @@
 #include "component/session.h"
 #include "kestrel/connection.h"
 #include "kestrel/finding.h"
+#include "kestrel/source_end.h"
 
 namespace kestrel {
 

@@ -3,6 +3,7 @@
 
 #include "component/session.h"
 #include "kestrel/finding.h"
+#include "platform/profile/profile.h"
 
 namespace kestrel {
 

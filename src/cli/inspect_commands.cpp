@@ -55,14 +55,15 @@ int ListCommand(Workspace& workspace, const ListOptions& options) {
                      {"Datei", "file"}});
   const std::string& default_kind = KindsOf(session).Default().name;
   const auto row = [&](const std::string& path) {
+    const auto image = ProfileStore().Read(path);
     const auto read = [&](const char* key, std::string_view otherwise) {
-      return GetIniString(session.profiles, path, "Common", key, otherwise);
+      return GetIniString(*image, "Common", key, otherwise);
     };
     table.Row({read("Description", ""), read("Application", "2"), read("Provider", default_kind),
                read("ImportClass", ""), path});
   };
   const auto is_readable = [&](const std::string& path) {
-    return Trap([&] { session.profiles.Require(path); },
+    return Trap([&] { ProfileStore().Require(path); },
                 [&](const RuntimeError& error) {
                   workspace.err() << "Nicht aufgeführt: " << error.Description() << std::endl;
                 });

@@ -9,7 +9,7 @@
 #include "kestrel/open_connection.h"
 #include "platform/base/file.h"
 #include "platform/data/providers/sqlite/sqlite_provider.h"
-#include "spec/specification.h"
+#include "spec/working_copy.h"
 
 namespace kestrel::cli {
 

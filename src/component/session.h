@@ -3,26 +3,22 @@
 // One session per loaded component. Its variables keep the names they have in the host's world. Texts
 // start empty, flags false, objects unset. They are not cleared between two imports: a second ShowDialog
 // starts with the values of the first, apart from those the steps set again. What lives as long as one import,
-// its logs and caches, is no part of the session (import/active_import.h).
+// its logs and caches, is no part of the session (import/active_import.h); nor is the lock of its working copy
+// (spec/working_copy.h).
 //
 // Invariants
 //  1. `SpecFile` names the chosen file until the working copy is made, and the working copy from then on;
 //     `ChosenSpecFile` always names the file the user chose.
 //  2. `SourceRecordset` is replaced by every open; a consumer that took it keeps its own reference.
-//  3. `source_end` tells of the reading that `SourceRecordset` was opened for.
 #pragma once
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "kestrel/object.h"
 #include "kestrel/platform.h"
-#include "kestrel/source_end.h"
-#include "platform/base/file_lock.h"
-#include "platform/profile/profile.h"
 
 namespace kestrel {
 
@@ -36,8 +32,6 @@ struct Session {
   Session& operator=(const Session&) = delete;
 
   Platform platform;
-  // Parsed images of the profile files read so far.
-  ProfileStore profiles;
 
   // --- Given by the host through ImportMan ---
   ObjectPtr HostConnection;
@@ -49,8 +43,6 @@ struct Session {
   std::string SpecFolder;
   std::string SpecFile;
   std::string ChosenSpecFile;
-  // Says to other programs that the working copy is in use, while SpecFile is one.
-  std::optional<FileLock> working_copy_lock;
   std::string ExistingSchemaNames;  // the Description of every listed ".IMP" file, each followed by ";"
   bool SchemaSaved = false;
   bool SchemaChanged = false;
@@ -81,7 +73,6 @@ struct Session {
   // The shared source connection; unset for text files.
   std::shared_ptr<Connection> SourceConnection;
   std::shared_ptr<Recordset> SourceRecordset;
-  SourceEnd source_end;
   // Set by edits on the data source page; makes "Weiter" and the preview connect again.
   bool SourceSettingsChanged = false;
   // The source's column names, always followed by one empty element that consumers skip.

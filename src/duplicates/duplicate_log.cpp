@@ -45,7 +45,7 @@ LogDetails DetailsOf(const DuplicateMatch& match, std::int32_t source_record) {
 // Which fields of the record are assigned, by position; asked of the specification again only when it or
 // the record's fields have changed.
 const std::vector<bool>& DuplicateCheck::AssignedFields(const Recordset& record) {
-  std::shared_ptr<const ProfileImage> image = session_.profiles.Require(session_.SpecFile);
+  std::shared_ptr<const ProfileImage> image = profiles_.Require(session_.SpecFile);
   if (image == kept_.assignment_image && HasNames(record, kept_.field_names)) return kept_.assigned;
   kept_.field_names.clear();
   kept_.assigned.clear();

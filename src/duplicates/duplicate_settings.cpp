@@ -46,7 +46,7 @@ ObjectPtr DuplicateCheck::NewHostSettings() {
 
 void DuplicateCheck::LoadDublettSettings() {
   const bool loaded = TrapInFunction(session_.platform.ui, "LoadDublettSettings", [&] {
-    std::shared_ptr<const ProfileImage> image = session_.profiles.Require(session_.SpecFile);
+    std::shared_ptr<const ProfileImage> image = profiles_.Require(session_.SpecFile);
     if (!kept_.settings.has_value() || image != kept_.settings_image) {
       kept_.settings.reset();
       kept_.settings_image = std::move(image);

@@ -23,6 +23,7 @@
 #include "duplicates/kept_columns.h"
 #include "kestrel/duplicate_match.h"
 #include "kestrel/recordset.h"
+#include "platform/profile/profile.h"
 
 namespace kestrel {
 
@@ -44,9 +45,10 @@ struct DuplicateKeys {
 
 class DuplicateCheck {
  public:
-  // Of the session it uses the platform, the profile store, SpecFile, ImportClassProgID and HostConnection,
-  // where the connection is left that the settings component gives back. Both outlive this object.
-  DuplicateCheck(Session& session, ImportLogs& logs) : session_(session), logs_(logs) {}
+  // Of the session it uses the platform, SpecFile, ImportClassProgID and HostConnection, where the connection
+  // is left that the settings component gives back. All outlive this object.
+  DuplicateCheck(Session& session, ProfileStore& profiles, ImportLogs& logs)
+      : session_(session), profiles_(profiles), logs_(logs) {}
   DuplicateCheck(const DuplicateCheck&) = delete;
   DuplicateCheck& operator=(const DuplicateCheck&) = delete;
 
@@ -106,6 +108,7 @@ class DuplicateCheck {
   };
 
   Session& session_;
+  ProfileStore& profiles_;
   ImportLogs& logs_;
   DuplicateSettings settings_;
   Kept kept_;

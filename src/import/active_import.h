@@ -18,17 +18,21 @@
 #include "component/session.h"
 #include "duplicates/duplicates.h"
 #include "log/import_log.h"
+#include "platform/profile/profile.h"
 
 namespace kestrel {
 
 class ActiveImport {
  public:
   // Begins an import. The session outlives it.
-  explicit ActiveImport(Session& session) : session_(session), logs_(session), duplicates_(session, logs_) {}
+  explicit ActiveImport(Session& session)
+      : session_(session), logs_(session), duplicates_(session, profiles_, logs_) {}
   ActiveImport(const ActiveImport&) = delete;
   ActiveImport& operator=(const ActiveImport&) = delete;
 
   Session& session() { return session_; }
+  // The specification as its records look at it.
+  ProfileStore& profiles() { return profiles_; }
   ImportLogs& logs() { return logs_; }
   DuplicateCheck& duplicates() { return duplicates_; }
 
@@ -40,6 +44,7 @@ class ActiveImport {
 
  private:
   Session& session_;
+  ProfileStore profiles_;
   ImportLogs logs_;
   DuplicateCheck duplicates_;
 };

@@ -16,7 +16,7 @@ ImportRefused NotFound(std::string text) {
 
 }  // namespace
 
-std::string FindSpecification(ProfileStore& profiles, const std::string& folder, const std::string& name) {
+std::string FindSpecification(const std::string& folder, const std::string& name) {
   if (name.empty()) throw NotFound("Es ist keine Importspezifikation angegeben.");
   if (FileExists(name)) return name;
   if (name.find('/') == std::string::npos) {
@@ -30,7 +30,7 @@ std::string FindSpecification(ProfileStore& profiles, const std::string& folder,
     for (std::string& path : ListFiles(folder)) {
       const std::string extension = GetFileExtension(path);
       if (extension != ".IMP" && extension != ".IMT") continue;
-      if (GetIniString(profiles, path, "Common", "Description", "") == name) return std::move(path);
+      if (GetIniString(path, "Common", "Description", "") == name) return std::move(path);
       known += "\n  " + FileNameOfPath(path);
     }
   }

@@ -20,6 +20,7 @@
 #include "platform/base/number.h"
 #include "sources/source_kind.h"
 #include "spec/profile_access.h"
+#include "spec/save_schema.h"
 #include "spec/specification.h"
 
 namespace kestrel {
@@ -92,13 +93,13 @@ void ImportJob::Steps::Open(const ImportOrder& order) {
   tell_ = order.tell;
   if (order.host_connection != nullptr) session_.HostConnection = order.host_connection;
   if (!order.user.empty()) session_.PersonalNr = order.user;
-  const std::string path = FindSpecification(
-      session_.profiles, order.folder.empty() ? DefaultSpecFolder() : order.folder, order.specification);
+  const std::string path =
+      FindSpecification(order.folder.empty() ? DefaultSpecFolder() : order.folder, order.specification);
   session_.SpecFile = path;
   ReadCommonSection(session_);
   LoadApplication(order, path);
   session_.SpecFolder = order.working_folder.empty() ? ParentFolder(path) : order.working_folder;
-  CreateWorkingCopy(session_);
+  CreateWorkingCopy(session_, working_copy_lock_);
   open_ = true;
   session_.ImportFileName = order.source_file == "-" ? "/dev/stdin" : order.source_file;
   const SourceKind* const stored_kind = KindOf(session_);
@@ -112,7 +113,7 @@ void ImportJob::Steps::LoadApplication(const ImportOrder& order, const std::stri
     session_.AppMode = *order.app_mode;
     return;
   }
-  const std::string application = GetIniString(session_.profiles, path, "Common", "Application", "2");
+  const std::string application = GetIniString(path, "Common", "Application", "2");
   const auto app_mode = ParseWholeNumber(application);
   if (!app_mode || *app_mode < INT16_MIN || *app_mode > INT16_MAX) {
     throw Refuse({"Common", "Application"},
@@ -138,9 +139,11 @@ void ImportJob::Steps::Choose(const std::string& path) {
   Cancel();
   session_.SpecFile = path;
   ReadCommonSection(session_);
-  CreateWorkingCopy(session_);
+  CreateWorkingCopy(session_, working_copy_lock_);
   open_ = true;
 }
+
+void ImportJob::Steps::SaveSchema(bool Commit) { kestrel::SaveSchema(session_, working_copy_lock_, Commit); }
 
 void ImportJob::Steps::Cancel() {
   if (run_ != nullptr) return RequestStop();
@@ -148,6 +151,7 @@ void ImportJob::Steps::Cancel() {
   const bool has_copy = open_ || own_ == nullptr;
   BeginAnew();
   if (has_copy) DeleteWorkingCopy(session_);
+  working_copy_lock_.Release();
 }
 
 // The pages may find an import class in their session that was not created by this job.
@@ -232,11 +236,10 @@ void ImportJob::Steps::OpenSource() {
                    (result.reason.empty() ? "Es fehlen Angaben im Abschnitt [Common]." : result.reason));
     }
   }
-  const int boxes = own_ == nullptr ? 0 : own_->ui.boxes();
-  session_.SourceFieldNames = SourceColumnNames(session_);
+  ShownError unreadable;
+  session_.SourceFieldNames = SourceColumnNames(session_, &unreadable);
   // The reader has told the reason.
-  if (own_ != nullptr && own_->ui.boxes() != boxes)
-    throw refuse("Die Felder der Datenquelle konnten nicht gelesen werden.");
+  if (unreadable) throw refuse("Die Felder der Datenquelle konnten nicht gelesen werden.");
   source_open_ = true;
 }
 
@@ -281,10 +284,10 @@ void ImportJob::Steps::Prepare() {
 
 SourceEnd ImportJob::Steps::Preview(std::int64_t most, const PreviewSink& show) {
   OpenSource();
-  OpenSourceRecordset(session_);
-  RecordsetPtr source = SourceMoveFirst(session_);
-  for (std::int64_t record = 1; record <= most && !SourceEOF(session_) && !session_.source_end.error;
-       ++record) {
+  SourceReader reader(session_);
+  reader.OpenSourceRecordset();
+  RecordsetPtr source = reader.SourceMoveFirst();
+  for (std::int64_t record = 1; record <= most && !reader.SourceEOF() && !reader.end().error; ++record) {
     std::vector<std::string> values(source->ColumnCount());
     Findings unreadable;
     for (std::size_t column = 0; column < values.size(); ++column) {
@@ -294,11 +297,10 @@ SourceEnd ImportJob::Steps::Preview(std::int64_t most, const PreviewSink& show) 
            });
     }
     show(values, unreadable);
-    source = SourceMoveNext(session_);
+    source = reader.SourceMoveNext();
   }
-  SourceEnd end = session_.source_end;
-  CloseSource(session_);
-  return end;
+  reader.CloseSource();
+  return reader.end();
 }
 
 // --- Running ------------------------------------------------------------------------------------
@@ -355,6 +357,7 @@ const RunResult& ImportJob::Steps::RunAssigned(RunView& view) {
   result_ = run.result();
   rejects_ = run.TakeRejects();
   // The run has deleted the working copy.
+  working_copy_lock_.Release();
   BeginAnew();
   return result_;
 }
@@ -407,6 +410,7 @@ bool ImportJob::OpenImportClass(std::optional<RuntimeError>* failure) {
   return steps_->OpenImportClass(failure);
 }
 void ImportJob::OpenSource() { steps_->OpenSource(); }
+void ImportJob::SaveSchema(bool Commit) { steps_->SaveSchema(Commit); }
 std::vector<bool> ImportJob::AssignFields(std::string* failure) { return steps_->AssignFields(failure); }
 std::optional<Finding> ImportJob::AssignmentFault() { return steps_->AssignmentFault(); }
 const RunResult& ImportJob::RunAssigned(RunView& view) { return steps_->RunAssigned(view); }

@@ -12,7 +12,7 @@ namespace kestrel {
 Findings ImportJob::Steps::Check(CheckDepth depth, const std::optional<Finding>& no_host) {
   RequireOpen();
   Findings findings;
-  const std::shared_ptr<const ProfileImage> specification = session_.profiles.Read(session_.SpecFile);
+  const std::shared_ptr<const ProfileImage> specification = ProfileStore().Read(session_.SpecFile);
   CheckCommonSection(session_, *specification, findings);
   CheckSource(depth, findings);
   CheckDestination(no_host, findings);
@@ -55,7 +55,7 @@ void ImportJob::Steps::CheckSource(CheckDepth depth, Findings& findings) {
 Findings ImportJob::Steps::ColumnDrift() {
   OpenSource();
   Findings findings;
-  CheckColumnDrift(*session_.profiles.Read(session_.SpecFile), session_.SourceFieldNames, findings);
+  CheckColumnDrift(*ProfileStore().Read(session_.SpecFile), session_.SourceFieldNames, findings);
   return findings;
 }
 

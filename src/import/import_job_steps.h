@@ -15,6 +15,7 @@
 #include "kestrel/import_job.h"
 #include "platform/dialogs/muted_user_interface.h"
 #include "sources/piped_source.h"
+#include "spec/working_copy.h"
 
 namespace kestrel {
 
@@ -43,6 +44,7 @@ class __attribute__((visibility("hidden"))) ImportJob::Steps {
   void OpenImportClass();
   bool OpenImportClass(std::optional<RuntimeError>* failure);
   void OpenSource();
+  void SaveSchema(bool Commit);
   std::vector<bool> AssignFields(std::string* failure);
   std::optional<Finding> AssignmentFault();
   const RunResult& RunAssigned(RunView& view);
@@ -79,6 +81,7 @@ class __attribute__((visibility("hidden"))) ImportJob::Steps {
   std::unique_ptr<OwnSession> own_;
   Session& session_;
   std::function<void(std::string_view)> tell_;
+  WorkingCopyLock working_copy_lock_;
   std::unique_ptr<PipedSource> piped_source_;
   std::unique_ptr<ActiveImport> import_;  // from OpenImportClass on
   bool open_ = false;

@@ -48,7 +48,7 @@
 #include "platform/automation/optional_member.h"
 #include "platform/base/file.h"
 #include "sources/source_reader.h"
-#include "spec/specification.h"
+#include "spec/working_copy.h"
 
 namespace kestrel {
 
@@ -68,10 +68,11 @@ class RunSteps {
         reject_view_(reject_view),
         rejects_(rejects),
         abort_requested_(abort_requested),
-        specification_(session_.profiles, session_.SpecFile),
+        specification_(import.profiles(), session_.SpecFile),
         outcomes_(view),
         errors_(import.logs(), outcomes_, settings),
-        assembly_(session_, errors_),
+        reader_(session_),
+        assembly_(session_, import.profiles(), errors_),
         waits_(view, abort_requested) {
     errors_.OnUnlogged([this](const std::string& text) { Tell("Nicht im Protokoll: " + text); });
   }
@@ -93,7 +94,7 @@ class RunSteps {
       if (reject_view_ != nullptr) KeepRejects();
       RemoveSource();
     }
-    errors_.Try([&] { CloseSource(session_); });
+    errors_.Try([&] { reader_.CloseSource(); });
     Report();
     return std::move(result_);
   }
@@ -145,6 +146,7 @@ class RunSteps {
   ProfileStore::Watched specification_;
   RunOutcomes outcomes_;
   RunErrors errors_;
+  SourceReader reader_;
   RecordAssembly assembly_;
   RunWaits waits_;
   RunResult result_;
@@ -199,15 +201,15 @@ void RunSteps::Prepare() {
   errors_.Try([&] { BackUpSourceFile(session_); });
   errors_.Try([&] { view_.Yield(); });
   waits_.Watch(session_.SourceConnection);
-  errors_.Try([&] { OpenSourceRecordset(session_); });
+  errors_.Try([&] { reader_.OpenSourceRecordset(); });
   waits_.Watch(session_.SourceConnection);
   errors_.Try([&] {
-    const std::int64_t count = SourceRecordCount(session_);
+    const std::int64_t count = reader_.SourceRecordCount();
     if (count != static_cast<std::int32_t>(count)) throw RuntimeError(ErrorNumber::kOverflow);
     result_.total = static_cast<std::int32_t>(count);
   });
   if (reject_view_ != nullptr) reject_view_->Open();
-  errors_.Try([&] { source_ = SourceMoveFirst(session_); });
+  errors_.Try([&] { source_ = reader_.SourceMoveFirst(); });
   if (settings_.from > 1) PassOver();
   progress_text_.SetTotal(result_.total);
   get_new_record_ = BoundMember(session_.ImportClass, "GetNewRecord");
@@ -217,12 +219,12 @@ void RunSteps::Prepare() {
 
 void RunSteps::PassOver() {
   while (result_.skipped < settings_.from - 1 && HasRecord() && !abort_requested_) {
-    errors_.Try([&] { source_ = SourceMoveNext(session_); });
+    errors_.Try([&] { source_ = reader_.SourceMoveNext(); });
     ++result_.skipped;
     errors_.Try([&] { view_.Yield(); });
   }
   outcomes_.Skip(result_.skipped);
-  if (HasRecord() || abort_requested_ || session_.source_end.error) return;
+  if (HasRecord() || abort_requested_ || reader_.end().error) return;
   result_.stop_reason = "Die Quelle hat nur " + std::to_string(result_.skipped) + " Datensätze; Datensatz " +
                         std::to_string(settings_.from) + " gibt es nicht.";
 }
@@ -251,7 +253,7 @@ void RunSteps::ImportRecords() {
       stands_on_last_ = true;
       break;
     }
-    errors_.Try([&] { source_ = SourceMoveNext(session_); });
+    errors_.Try([&] { source_ = reader_.SourceMoveNext(); });
     // A source that cannot count says 0 or less; then only its end ends the rounds.
     if (result_.total > 0 && RecordNumber() - 1 > result_.total) break;
   }
@@ -265,7 +267,7 @@ void RunSteps::ImportRecords() {
 // A source that could not be opened at all has no end to reach; it has no record either.
 bool RunSteps::HasRecord() {
   bool has_record = false;
-  errors_.Try([&] { has_record = source_ != nullptr && !SourceEOF(session_) && !session_.source_end.error; });
+  errors_.Try([&] { has_record = source_ != nullptr && !reader_.SourceEOF() && !reader_.end().error; });
   return has_record;
 }
 
@@ -445,7 +447,7 @@ void RunSteps::TellLateUpdates() {
 }
 
 void RunSteps::CountSourceEnd() {
-  result_.source_end = session_.source_end;
+  result_.source_end = reader_.end();
   if (result_.source_end.error) errors_.Count(*result_.source_end.error);
 }
 
@@ -457,8 +459,8 @@ std::string RunSteps::WhyNotReached() const {
 // Before the source may be removed, as records held back are no errors.
 void RunSteps::KeepRejects() {
   const auto keep = [&] {
-    if (stands_on_last_) SourceMoveNext(session_);
-    reject_view_->Close(RecordNumber(), WhyNotReached());
+    if (stands_on_last_) reader_.SourceMoveNext();
+    reject_view_->Close(reader_, RecordNumber(), WhyNotReached());
     result_.rejects = rejects_->count();
     if (!settings_.rejects_file.empty()) rejects_->WriteTo(settings_.rejects_file);
   };

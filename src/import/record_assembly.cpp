@@ -25,7 +25,7 @@ void RecordAssembly::Fill(const RecordsetPtr& source, const RecordsetPtr& record
 
   // One look at the specification a record, so that a change made by the import class is seen.
   std::shared_ptr<const ProfileImage> image;
-  if (translates_) image = session_.profiles.Require(session_.SpecFile);
+  if (translates_) image = profiles_.Require(session_.SpecFile);
 
   for (Row& row : rows_) {
     if (row.size_error) errors_.Count(*row.size_error, ValueOf(row, *source));

@@ -25,8 +25,9 @@ namespace kestrel {
 
 class RecordAssembly {
  public:
-  // Both outlive this object.
-  RecordAssembly(Session& session, RunErrors& errors) : session_(session), errors_(errors) {}
+  // All outlive this object.
+  RecordAssembly(Session& session, ProfileStore& profiles, RunErrors& errors)
+      : session_(session), profiles_(profiles), errors_(errors) {}
 
   // Walks the assignment list once and fills `record` from the current row of `source`. Errors of single
   // fields are counted and the next field follows. Raises 91 where one of the two is not set or the session
@@ -73,6 +74,7 @@ class RecordAssembly {
   static void Write(const Row& row, std::string_view text, Recordset& record);
 
   Session& session_;
+  ProfileStore& profiles_;
   RunErrors& errors_;
   std::shared_ptr<MemoryRecordset> list_;
   RecordsetPtr source_;

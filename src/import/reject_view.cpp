@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "sources/source_reader.h"
-
 namespace kestrel {
 
 namespace {
@@ -61,12 +59,12 @@ void RejectView::Revise(const OutcomeRevision& revision) {
   view_.Revise(revision);
 }
 
-void RejectView::Close(std::int32_t next, std::string_view reason) {
+void RejectView::Close(SourceReader& source, std::int32_t next, std::string_view reason) {
   Attempt([&] {
-    while (!SourceEOF(session_) && !session_.source_end.error) {
+    while (!source.SourceEOF() && !source.end().error) {
       rejects_->Add(next++, reason);
       view_.Yield();
-      SourceMoveNext(session_);
+      source.SourceMoveNext();
     }
     rejects_->Complete();
   });

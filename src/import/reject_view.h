@@ -7,6 +7,7 @@
 
 #include "import/import_run.h"
 #include "import/rejects.h"
+#include "sources/source_reader.h"
 
 namespace kestrel {
 
@@ -18,10 +19,10 @@ class RejectView final : public RunView {
 
   // The source is open now, and not moved yet.
   void Open();
-  // The rounds, and all that could revise them, are over. The source stands on `next`, the first record that was
+  // The rounds, and all that could revise them, are over. `source` stands on `next`, the first record that was
   // not worked through, or is at its end; those behind are kept, too, with the reason. Raises what could not be
   // kept.
-  void Close(std::int32_t next, std::string_view reason);
+  void Close(SourceReader& source, std::int32_t next, std::string_view reason);
 
   void SetInfo(std::string_view text) override { view_.SetInfo(text); }
   void SetProgress(double percent) override { view_.SetProgress(percent); }

@@ -44,7 +44,7 @@ std::string WhySourceStays(const Session& session, const std::string& file, cons
   if (run.errors != 0) return "Es wurden Fehler gezählt.";
   if (run.skipped > 0) return "Der Import hat nicht mit ihrem ersten Datensatz begonnen.";
   if (run.aborted) return "Der Import wurde abgebrochen.";
-  if (session.source_end.state != SourceState::kAtEnd) return "Sie wurde nicht bis zu ihrem Ende gelesen.";
+  if (run.source_end.state != SourceState::kAtEnd) return "Sie wurde nicht bis zu ihrem Ende gelesen.";
   if (run.records != run.total) {
     return "Von " + std::to_string(run.total) + " Datensätzen wurden " + std::to_string(run.records) +
            " verarbeitet.";

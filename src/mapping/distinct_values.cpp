@@ -9,10 +9,11 @@ namespace kestrel {
 DistinctValues CollectDistinctValues(Session& session, std::string_view column) {
   DistinctValues distinct;
   std::unordered_set<std::string> seen;
-  OpenSourceRecordset(session);
-  RecordsetPtr record = SourceMoveFirst(session);
+  SourceReader reader(session);
+  reader.OpenSourceRecordset();
+  RecordsetPtr record = reader.SourceMoveFirst();
   const std::optional<std::size_t> position = record == nullptr ? std::nullopt : record->FindColumn(column);
-  while (position.has_value() && !SourceEOF(session)) {
+  while (position.has_value() && !reader.SourceEOF()) {
     const std::string_view value = ShownSourceValue(record->TextAt(*position));
     if (const auto [place, is_new] = seen.emplace(value); is_new) {
       if (distinct.values.size() == kMaxDistinctValues) {
@@ -21,9 +22,9 @@ DistinctValues CollectDistinctValues(Session& session, std::string_view column) 
       }
       distinct.values.push_back(*place);
     }
-    record = SourceMoveNext(session);
+    record = reader.SourceMoveNext();
   }
-  CloseSource(session);
+  reader.CloseSource();
   return distinct;
 }
 

@@ -152,7 +152,7 @@ void FillAssignmentList(Session& session, ImportLogs& logs, MemoryRecordset& lis
   for (std::size_t i = 0; i < sources.size(); ++i) sources[i] = fields->RequireColumn(kCopiedColumns[i].name);
   const std::size_t obligation_column = sources[0];
 
-  const std::shared_ptr<const ProfileImage> spec = session.profiles.Require(session.SpecFile);
+  const std::shared_ptr<const ProfileImage> spec = ProfileStore().Require(session.SpecFile);
   for (fields->MoveFirst(); !fields->IsEof(); fields->MoveNext()) {
     const std::string field(fields->TextAt(name_column));
     list.AddNew();

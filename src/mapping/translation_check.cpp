@@ -79,7 +79,7 @@ std::string FaultOf(const std::vector<TranslationRow>& rows, std::size_t index, 
 std::optional<RefusedRow> FindRefusedRow(Session& session, std::string_view destination_field,
                                          const std::vector<TranslationRow>& rows) {
   const std::string section = TranslationSection(destination_field);
-  const std::shared_ptr<const ProfileImage> image = session.profiles.Require(session.SpecFile);
+  const std::shared_ptr<const ProfileImage> image = ProfileStore().Require(session.SpecFile);
   const auto refusal = [&](std::size_t index, const std::string& fault) {
     return RefusedRow{index,
                       "Zeile " + std::to_string(index + 1) + " (\"" +

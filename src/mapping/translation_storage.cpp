@@ -49,7 +49,7 @@ std::string StoredTranslation(const ProfileImage& image, const std::string& sect
 std::vector<TranslationRow> ReadTranslationRows(Session& session, std::string_view destination_field,
                                                 const std::vector<std::string>& values) {
   const std::string section = TranslationSection(destination_field);
-  const std::shared_ptr<const ProfileImage> spec = session.profiles.Require(session.SpecFile);
+  const std::shared_ptr<const ProfileImage> spec = ProfileStore().Require(session.SpecFile);
   std::vector<TranslationRow> rows;
   rows.reserve(values.size());
   for (const std::string& value : values) {
@@ -70,7 +70,7 @@ std::vector<ProfileEdit> TranslationEdits(const std::string& section, const std:
 
 void WriteTranslationRows(Session& session, std::string_view destination_field,
                           const std::vector<TranslationRow>& rows) {
-  session.profiles.Write(session.SpecFile, TranslationEdits(TranslationSection(destination_field), rows));
+  ProfileStore().Write(session.SpecFile, TranslationEdits(TranslationSection(destination_field), rows));
 }
 
 std::vector<PermittedValue> ReadPermittedValues(Session& session, std::string_view row_source,

@@ -81,8 +81,8 @@ struct SourceKind {
   std::string (*query)(const Session& session) = TableQuery;
   // The record set of the source. Raises what keeps it from opening.
   RecordsetPtr (*open)(Session& session) = OpenQuery;
-  // Always followed by one empty element. Errors are shown, none is raised.
-  std::vector<std::string> (*column_names)(Session& session) = GetSourceColumnNames;
+  // Always followed by one empty element. An error is shown and told, none is raised.
+  std::vector<std::string> (*column_names)(Session& session, ShownError* failure) = GetSourceColumnNames;
   // Lists of tables leave out this ending, in any case, of a table that is stored with it.
   std::string_view table_ending = {};
 

@@ -18,10 +18,13 @@ void ShowError(Session& session, const RuntimeError& error) {
   session.platform.ui.MessageBox("Fehler: " + error.Description(), "", Icon::kNone, Buttons::kOk);
 }
 
-// Runs one step; shows its error and goes on.
+// Runs one step; shows its error, which `failure` gets where given, and goes on.
 template <class Step>
-bool TrapAndShow(Session& session, Step&& step) {
-  return Trap(std::forward<Step>(step), [&session](const RuntimeError& error) { ShowError(session, error); });
+void TrapAndShow(Session& session, ShownError* failure, Step&& step) {
+  Trap(std::forward<Step>(step), [&](const RuntimeError& error) {
+    ShowError(session, error);
+    if (failure != nullptr) *failure = error;
+  });
 }
 
 void Ignore(const RuntimeError&) {}
@@ -39,16 +42,10 @@ RecordsetPtr OpenSource(Session& session) {
   return kind == nullptr ? EmptyRecordset() : kind->open(session);
 }
 
-// Opens the session's source; `report` gets the error of a failure, which leaves an empty record set.
-template <class Report>
-void OpenReporting(Session& session, Report&& report) {
+// Opens the session's source anew. Raises what keeps it from opening; the record set is an empty one then.
+void OpenAnew(Session& session) {
   session.SourceRecordset = EmptyRecordset();
-  session.source_end = {SourceState::kOpen, std::nullopt};
-  Trap([&] { session.SourceRecordset = OpenSource(session); },
-       [&](const RuntimeError& error) {
-         session.source_end = {SourceState::kNotOpened, error};
-         report(error);
-       });
+  session.SourceRecordset = OpenSource(session);
 }
 
 bool IsAtEnd(const Session& session) {
@@ -57,26 +54,9 @@ bool IsAtEnd(const Session& session) {
   return at_end;
 }
 
-// Keeps the first error, and sees to it that a loop over the records ends.
-void BreakOff(Session& session, const RuntimeError& error) {
-  if (!session.source_end.error) session.source_end = {SourceState::kBrokenOff, error};
-  if (!IsAtEnd(session)) session.SourceRecordset = EmptyRecordset();
-}
-
-// The record set is at its end: tells where that is not the source's.
-void NoteEnd(Session& session) {
-  if (session.source_end.error || session.source_end.state == SourceState::kAtEnd) return;
-  if (const std::optional<RuntimeError> reason = session.SourceRecordset->BrokenOff()) {
-    ShowError(session, *reason);
-    BreakOff(session, *reason);
-  } else {
-    session.source_end.state = SourceState::kAtEnd;
-  }
-}
-
-std::vector<std::string> CatalogColumnNames(Session& session) {
+std::vector<std::string> CatalogColumnNames(Session& session, ShownError* failure) {
   std::vector<std::string> names;
-  TrapAndShow(session, [&] { names = RequireSourceConnection(session).ColumnNames(session.Table); });
+  TrapAndShow(session, failure, [&] { names = RequireSourceConnection(session).ColumnNames(session.Table); });
   names.emplace_back();
   return names;
 }
@@ -87,71 +67,94 @@ TextFormat TextFormatOf(const Session& session) {
   return {session.ColumnHeadings, session.FileFormat, session.Delimiter, session.TextRecognition};
 }
 
-void OpenSourceRecordset(Session& session) {
-  OpenReporting(session, [&session](const RuntimeError& error) { ShowError(session, error); });
+// Keeps the first error, and sees to it that a loop over the records ends.
+void SourceReader::BreakOff(const RuntimeError& error) {
+  if (!end_.error) end_ = {SourceState::kBrokenOff, error};
+  if (!IsAtEnd(session_)) session_.SourceRecordset = EmptyRecordset();
 }
 
-bool SourceEOF(Session& session) {
+// The record set is at its end: tells where that is not the source's.
+void SourceReader::NoteEnd() {
+  if (end_.error || end_.state == SourceState::kAtEnd) return;
+  if (const std::optional<RuntimeError> reason = session_.SourceRecordset->BrokenOff()) {
+    ShowError(session_, *reason);
+    BreakOff(*reason);
+  } else {
+    end_.state = SourceState::kAtEnd;
+  }
+}
+
+void SourceReader::OpenSourceRecordset() {
+  end_ = {SourceState::kOpen, std::nullopt};
+  Trap([&] { OpenAnew(session_); },
+       [&](const RuntimeError& error) {
+         end_ = {SourceState::kNotOpened, error};
+         ShowError(session_, error);
+       });
+}
+
+bool SourceReader::SourceEOF() {
   bool at_end = false;
-  if (session.SourceRecordset != nullptr) {
-    Trap([&] { at_end = session.SourceRecordset->IsEof(); },
-         [&session](const RuntimeError& error) { BreakOff(session, error); });
-    if (at_end) NoteEnd(session);
+  if (session_.SourceRecordset != nullptr) {
+    Trap([&] { at_end = session_.SourceRecordset->IsEof(); },
+         [&](const RuntimeError& error) { BreakOff(error); });
+    if (at_end) NoteEnd();
   }
   return at_end;
 }
 
-RecordsetPtr SourceMoveFirst(Session& session) {
-  if (session.SourceRecordset == nullptr) return nullptr;
-  if (session.source_end.state == SourceState::kAtEnd) session.source_end.state = SourceState::kOpen;
-  Trap([&] { session.SourceRecordset->MoveFirst(); },
-       [&session](const RuntimeError& error) {
+RecordsetPtr SourceReader::SourceMoveFirst() {
+  if (session_.SourceRecordset == nullptr) return nullptr;
+  if (end_.state == SourceState::kAtEnd) end_.state = SourceState::kOpen;
+  Trap([&] { session_.SourceRecordset->MoveFirst(); },
+       [&](const RuntimeError& error) {
          // With a row to read it is the source that can be walked only once.
-         if (IsAtEnd(session)) BreakOff(session, error);
+         if (IsAtEnd(session_)) BreakOff(error);
        });
-  return session.SourceRecordset;
+  return session_.SourceRecordset;
 }
 
-RecordsetPtr SourceMoveNext(Session& session) {
+RecordsetPtr SourceReader::SourceMoveNext() {
   const auto move = [&] {
-    if (session.SourceRecordset == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
-    session.SourceRecordset->MoveNext();
+    if (session_.SourceRecordset == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
+    session_.SourceRecordset->MoveNext();
   };
-  Trap(move, [&session](const RuntimeError& error) {
-    ShowError(session, error);
+  Trap(move, [&](const RuntimeError& error) {
+    ShowError(session_, error);
     // One step behind the end is the consumer's mistake.
-    if (!error.Is(ErrorNumber::kNoCurrentRecord) || !IsAtEnd(session)) BreakOff(session, error);
+    if (!error.Is(ErrorNumber::kNoCurrentRecord) || !IsAtEnd(session_)) BreakOff(error);
   });
-  return session.SourceRecordset;
+  return session_.SourceRecordset;
 }
 
-std::int64_t SourceRecordCount(Session& session) {
+std::int64_t SourceReader::SourceRecordCount() {
   std::int64_t count = 0;
-  if (session.SourceRecordset != nullptr) {
-    Trap([&] { count = session.SourceRecordset->RecordCount(); }, Ignore);
+  if (session_.SourceRecordset != nullptr) {
+    Trap([&] { count = session_.SourceRecordset->RecordCount(); }, Ignore);
   }
   return count;
 }
 
-void CloseSource(Session& session) {
-  session.SourceRecordset = nullptr;
-  session.source_end = SourceEnd();
-}
+void SourceReader::CloseSource() { session_.SourceRecordset = nullptr; }
 
-std::vector<std::string> GetTextFieldNames(Session& session) {
+std::vector<std::string> GetTextFieldNames(Session& session, ShownError* failure) {
   std::vector<std::string> names;
-  TrapAndShow(session, [&] { names = ReadTextFieldNames(session.FileName, TextFormatOf(session)); });
+  TrapAndShow(session, failure, [&] { names = ReadTextFieldNames(session.FileName, TextFormatOf(session)); });
   if (names.empty()) names.emplace_back();
   return names;
 }
 
-std::vector<std::string> GetSourceColumnNames(Session& session) { return CatalogColumnNames(session); }
+std::vector<std::string> GetSourceColumnNames(Session& session, ShownError* failure) {
+  return CatalogColumnNames(session, failure);
+}
 
-std::vector<std::string> GetColumnNamesByComponent(Session& session) { return CatalogColumnNames(session); }
+std::vector<std::string> GetColumnNamesByComponent(Session& session, ShownError* failure) {
+  return CatalogColumnNames(session, failure);
+}
 
-std::vector<std::string> SourceColumnNames(Session& session) {
+std::vector<std::string> SourceColumnNames(Session& session, ShownError* failure) {
   const SourceKind* kind = KindOf(session);
-  return kind == nullptr ? std::vector<std::string>{""} : kind->column_names(session);
+  return kind == nullptr ? std::vector<std::string>{""} : kind->column_names(session, failure);
 }
 
 RecordsetPtr OpenTextFile(Session& session) { return OpenTextSource(session.FileName, TextFormatOf(session)); }
@@ -175,7 +178,7 @@ std::string TrySource(Session& session) {
   const ConnectResult connection = ConnectFromSession(session);
   if (!connection.connected) return connection.reason;
   std::string reason;
-  OpenReporting(session, [&reason](const RuntimeError& error) { reason = error.Description(); });
+  Trap([&] { OpenAnew(session); }, [&](const RuntimeError& error) { reason = error.Description(); });
   return reason;
 }
 

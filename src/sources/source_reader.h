@@ -1,42 +1,65 @@
 // Reading the source: one shared record set per session, whatever the kind of source.
 //
-// A consumer calls OpenSourceRecordset, SourceMoveFirst, then SourceEOF and SourceMoveNext in a loop, and
-// CloseSource at the end. Errors of opening and reading are shown as "Fehler: " + description (OK button,
+//   SourceReader reader(session);
+//   reader.OpenSourceRecordset();
+//   for (RecordsetPtr row = reader.SourceMoveFirst(); !reader.SourceEOF(); row = reader.SourceMoveNext()) ...
+//   reader.CloseSource();
+//
+// Errors of opening and reading are shown as "Fehler: " + description (OK button,
 // no title of its own) and the consumer finds an empty or partly filled record set; nothing is raised.
 // SourceEOF, SourceMoveFirst and SourceRecordCount ignore errors: false, the record set, 0.
 //
-// How reading ended stands in session.source_end. A record set breaks off where moving on or asking for its end
-// fails, or where it says at its end that rows are missing (Recordset::BrokenOff, which has its message, too).
+// How reading ended, the reader of a record set knows. A record set breaks off where moving on or asking for its
+// end fails, or where it says at its end that rows are missing (Recordset::BrokenOff, which has its message, too).
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "component/session.h"
 #include "kestrel/connection.h"
 #include "kestrel/export.h"
+#include "kestrel/source_end.h"
 #include "sources/text_source.h"
 
 namespace kestrel {
 
-KESTREL_INTERNAL void OpenSourceRecordset(Session& session);
-bool SourceEOF(Session& session);
-KESTREL_INTERNAL RecordsetPtr SourceMoveFirst(Session& session);
-// A record set that breaks off without being at its end (a server gone away) is replaced by an empty one after
-// the message, so that the consumer's loop ends.
-RecordsetPtr SourceMoveNext(Session& session);
-KESTREL_INTERNAL std::int64_t SourceRecordCount(Session& session);
-KESTREL_INTERNAL void CloseSource(Session& session);
+class SourceReader {
+ public:
+  // Reads into session.SourceRecordset. The session outlives the reader.
+  explicit SourceReader(Session& session) : session_(session) {}
 
-// Column names, always followed by one empty element.
-std::vector<std::string> GetTextFieldNames(Session& session);
+  void OpenSourceRecordset();
+  bool SourceEOF();
+  RecordsetPtr SourceMoveFirst();
+  // A record set that breaks off without being at its end (a server gone away) is replaced by an empty one after
+  // the message, so that the consumer's loop ends.
+  RecordsetPtr SourceMoveNext();
+  std::int64_t SourceRecordCount();
+  void CloseSource();
+
+  // How far reading has come since this reader opened the source; it stays after CloseSource.
+  const SourceEnd& end() const { return end_; }
+
+ private:
+  void NoteEnd();
+  void BreakOff(const RuntimeError& error);
+
+  Session& session_;
+  SourceEnd end_;
+};
+
+// Column names, always followed by one empty element. `failure`, where given, gets the error that was shown.
+using ShownError = std::optional<RuntimeError>;
+std::vector<std::string> GetTextFieldNames(Session& session, ShownError* failure = nullptr);
 // dBase and Excel: the columns of session.Table, read from the catalog of the source connection.
-std::vector<std::string> GetSourceColumnNames(Session& session);
+std::vector<std::string> GetSourceColumnNames(Session& session, ShownError* failure = nullptr);
 // SQL Server and Access: the same, in the order of the columns.
-std::vector<std::string> GetColumnNamesByComponent(Session& session);
+std::vector<std::string> GetColumnNamesByComponent(Session& session, ShownError* failure = nullptr);
 // Those of the session's source, whatever its kind; an unknown provider gives only the empty element.
-KESTREL_INTERNAL std::vector<std::string> SourceColumnNames(Session& session);
+std::vector<std::string> SourceColumnNames(Session& session, ShownError* failure = nullptr);
 
 // How the session's settings say that a text file is read.
 TextFormat TextFormatOf(const Session& session);

@@ -15,9 +15,9 @@ constexpr std::size_t kMaxSectionCharacters = kBufferCharacters - 2;
 
 }  // namespace
 
-std::string GetIniString(ProfileStore& profiles, const std::string& path, std::string_view section,
-                         std::string_view key, std::string_view default_value) {
-  return GetIniString(*profiles.Read(path), section, key, default_value);
+std::string GetIniString(const std::string& path, std::string_view section, std::string_view key,
+                         std::string_view default_value) {
+  return GetIniString(*ProfileStore().Read(path), section, key, default_value);
 }
 
 std::string GetIniString(const ProfileImage& image, std::string_view section, std::string_view key,

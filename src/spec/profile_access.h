@@ -7,16 +7,15 @@
 #include <string>
 #include <string_view>
 
-#include "component/session.h"
 #include "kestrel/export.h"
+#include "platform/profile/profile.h"
 
 namespace kestrel {
 
 // The value of a key, or `default_value` unchanged where the key is missing. Longer values are cut at 4095
 // characters. Raises nothing: a file that cannot be read gives the default, too, so this is for lists.
-KESTREL_INTERNAL std::string GetIniString(ProfileStore& profiles, const std::string& path,
-                                          std::string_view section, std::string_view key,
-                                          std::string_view default_value);
+std::string GetIniString(const std::string& path, std::string_view section, std::string_view key,
+                         std::string_view default_value);
 // The same out of one image, for callers that read several keys of one moment.
 KESTREL_INTERNAL std::string GetIniString(const ProfileImage& image, std::string_view section,
                                           std::string_view key, std::string_view default_value);

@@ -108,7 +108,7 @@ void AddFieldAssignments(MemoryRecordset& list, Edits& edits) {
 
 // Whether section Common holds a password, of whatever kind of source, with the edits made.
 bool HoldsSecret(Session& session, const Edits& edits) {
-  const auto image = session.profiles.Require(session.SpecFile);
+  const auto image = ProfileStore().Require(session.SpecFile);
   for (const SourceKind& kind : KindsOf(session)) {
     for (const CommonKey& key : kind.keys) {
       if (!key.is_secret) continue;
@@ -132,15 +132,17 @@ mode_t ModeOfNewSpecification(Session& session, const Edits& edits) {
 
 // The working copy with the settings becomes the file, which is written to from then on. Nothing has changed
 // where this fails.
-void ReplaceSpecification(Session& session, const std::string& path, const Edits& edits) {
-  session.profiles.WriteCopy(session.SpecFile, path, edits, ModeOfNewSpecification(session, edits));
+void ReplaceSpecification(Session& session, WorkingCopyLock& lock, const std::string& path,
+                          const Edits& edits) {
+  ProfileStore().WriteCopy(session.SpecFile, path, edits, ModeOfNewSpecification(session, edits));
   DeleteWorkingCopy(session);
+  lock.Release();
   session.SpecFile = path;
 }
 
 }  // namespace
 
-void SaveSchema(Session& session, bool Commit) {
+void SaveSchema(Session& session, WorkingCopyLock& lock, bool Commit) {
   Edits edits;
   std::string path = session.ChosenSpecFile;
   if (Commit && IsTemplate(session)) {
@@ -157,15 +159,15 @@ void SaveSchema(Session& session, bool Commit) {
   }
 
   if (Commit) {
-    ReplaceSpecification(session, path, edits);
+    ReplaceSpecification(session, lock, path, edits);
   } else {
     // A working copy that has vanished holds more than what is written here.
     if (!FileExists(session.SpecFile)) throw ErrorFromErrno(ENOENT, session.SpecFile);
-    session.profiles.Write(session.SpecFile, edits);
+    ProfileStore().Write(session.SpecFile, edits);
   }
   session.SchemaSaved = true;
   session.SchemaChanged = false;
-  if (Commit) RenewWorkingCopy(session);
+  if (Commit) RenewWorkingCopy(session, lock);
 }
 
 }  // namespace kestrel

@@ -1,8 +1,7 @@
 // Saving what the user set up in steps 2 and 3.
 #pragma once
 
-#include "component/session.h"
-#include "kestrel/export.h"
+#include "spec/working_copy.h"
 
 namespace kestrel {
 
@@ -18,6 +17,8 @@ namespace kestrel {
 // SchemaSaved and SchemaChanged are then as before. Only a fresh working copy that cannot be made is told after
 // the save has happened; the session then works on the saved file itself. An empty or taken name shows its
 // message and changes nothing.
-KESTREL_INTERNAL void SaveSchema(Session& session, bool Commit);
+//
+// `lock` is that of the working copy, and then that of the fresh one.
+void SaveSchema(Session& session, WorkingCopyLock& lock, bool Commit);
 
 }  // namespace kestrel

@@ -19,7 +19,7 @@ constexpr const char* kCommon = "Common";
 }  // namespace
 
 void ReadCommonSection(Session& session) {
-  const auto image = session.profiles.Require(session.SpecFile);
+  const auto image = ProfileStore().Require(session.SpecFile);
   const auto text = [&](const char* key, std::string_view default_value = "") {
     return GetIniString(*image, kCommon, key, default_value);
   };
@@ -46,7 +46,7 @@ void ReadKeysOfKind(Session& session, const ProfileImage& image) {
 void UseHandedInText(Session& session) {
   const SourceKind* kind = KindOf(session);
   if (kind == nullptr || kind->connect != nullptr) return;
-  const auto image = session.profiles.Require(session.SpecFile);
+  const auto image = ProfileStore().Require(session.SpecFile);
   const std::string location = session.*kind->location;
   ReadKeysOfKind(session, *image);
   session.*kind->location = location;
@@ -73,7 +73,7 @@ std::vector<SpecificationEntry> ListSpecifications(Session& session, Specificati
   const std::string_view extension = kind == SpecificationKind::kTemplate ? ".IMT" : ".IMP";
   for (std::string& path : ListFiles(session.SpecFolder)) {
     if (GetFileExtension(path) != extension) continue;
-    const auto image = session.profiles.Read(path);
+    const auto image = ProfileStore().Read(path);
     std::string description = GetIniString(*image, kCommon, "Description", "");
     const auto application = ParseNumber(GetIniString(*image, kCommon, "Application", "2"));
     if (description.empty() || !application.has_value() || *application != session.AppMode) continue;

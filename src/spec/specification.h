@@ -1,5 +1,4 @@
-// The specification of the session: its Common section, the working copy, and the list of specifications
-// in the folder.
+// The specification of the session: its Common section, and the list of specifications in the folder.
 #pragma once
 
 #include <string>
@@ -27,28 +26,6 @@ void UseHandedInText(Session& session);
 // A stored truth value: "True", "False", "Wahr", "Falsch" (any case), or a number, where any but 0 is
 // true. Other texts are false.
 bool ReadBoolText(std::string_view text);
-
-// The name of a working copy: SpecFolder, a separator, "~", the time as month, hour, day, second, year,
-// PersonalNr and ".tmp". A PersonalNr that holds a separator raises 52.
-std::string WorkingCopyName(const Session& session);
-
-// Step 1's "Weiter" has set SpecFile to the chosen file: remembers it as ChosenSpecFile, copies it to a
-// new working copy, readable by its owner only, and makes that the SpecFile.
-//
-// A name belongs to one session at a time, by a lock on a file beside it ("." before its name and ".lock"
-// behind it). Where another session has it, in this process or another one, this waits for the next second's
-// name; error 58 when none was free for about three seconds. A copy that no session uses any more is
-// overwritten. Raises what WorkingCopyName and CopySpecFile raise; SpecFile then stays as it was.
-void CreateWorkingCopy(Session& session);
-// The same out of ChosenSpecFile, after a save has made another file the SpecFile.
-void RenewWorkingCopy(Session& session);
-
-// Deletes SpecFile if its extension is ".TMP"; any other file is left alone. Raises nothing.
-void DeleteWorkingCopy(Session& session);
-
-// Removes from the folder what ended processes have left: working copies whose lock nobody holds, and half-way
-// writes. Raises nothing.
-KESTREL_INTERNAL void SweepSpecFolder(const std::string& folder);
 
 // Whether the name equals, exactly, one of the pieces of ExistingSchemaNames.
 bool SchemaNameExists(const Session& session, std::string_view name);

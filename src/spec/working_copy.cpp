@@ -1,10 +1,10 @@
-// The working copy: its name, who holds it, and what is left of it.
-//
 // Invariants
-//  1. session.working_copy_lock is held from before the copy is made until after it is deleted; its path is
+//  1. The lock is held from before the copy is made until after it is deleted; its path is
 //     that of LockPathOf. Profile writes replace the copy itself, so a lock on that would not last.
 //  2. Only a copy beside which an unlocked lock file lies is swept. A copy without a lock file is
 //     somebody else's.
+#include "spec/working_copy.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -16,7 +16,6 @@
 #include "kestrel/runtime_error.h"
 #include "platform/base/file.h"
 #include "spec/profile_access.h"
-#include "spec/specification.h"
 
 namespace kestrel {
 namespace {
@@ -57,20 +56,20 @@ struct TakenName {
 };
 
 // None while another session has the name of this second.
-std::optional<TakenName> TakeName(const Session& session) {
+std::optional<TakenName> TakeName(const Session& session, const WorkingCopyLock& held) {
   TakenName name{WorkingCopyName(session), std::nullopt};
   const std::string lock_path = LockPathOf(name.path);
-  if (session.working_copy_lock && session.working_copy_lock->path() == lock_path) return name;
+  if (held.IsOf(lock_path)) return name;
   name.lock = FileLock::Acquire(lock_path);
   if (!name.lock) return std::nullopt;
   return name;
 }
 
-TakenName WaitForName(const Session& session) {
+TakenName WaitForName(const Session& session, const WorkingCopyLock& held) {
   constexpr std::chrono::milliseconds kPause(20);
   constexpr int kAttempts = 150;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    if (std::optional<TakenName> name = TakeName(session)) return std::move(*name);
+    if (std::optional<TakenName> name = TakeName(session, held)) return std::move(*name);
     std::this_thread::sleep_for(kPause);
   }
   throw RuntimeError(ErrorNumber::kFileAlreadyExists,
@@ -79,14 +78,14 @@ TakenName WaitForName(const Session& session) {
                          " wird von einem anderen Import benutzt. Versuchen Sie es noch einmal");
 }
 
-void MakeWorkingCopyOf(Session& session, const std::string& chosen) {
-  TakenName copy = WaitForName(session);
+void MakeWorkingCopyOf(Session& session, WorkingCopyLock& lock, const std::string& chosen) {
+  TakenName copy = WaitForName(session, lock);
   Trap([&] { CopySpecFile(chosen, copy.path); },
        [&](const RuntimeError& error) {
          if (copy.lock) copy.lock->Remove();
          throw error;
        });
-  if (copy.lock) session.working_copy_lock = std::move(copy.lock);
+  if (copy.lock) lock.Take(*std::move(copy.lock));
   session.ChosenSpecFile = chosen;
   session.SpecFile = std::move(copy.path);
 }
@@ -102,25 +101,33 @@ std::string WorkingCopyName(const Session& session) {
   return JoinPath(session.SpecFolder, name.append(kExtension));
 }
 
-void CreateWorkingCopy(Session& session) {
+void WorkingCopyLock::Take(FileLock lock) {
+  Release();
+  lock_ = std::move(lock);
+}
+
+void WorkingCopyLock::Release() {
+  if (!lock_) return;
+  // Beside a copy that is still there the lock stays, given up, so that the next start takes both away.
+  const std::optional<std::string> copy = CopyLockedBy(lock_->path());
+  if (copy && !FileExists(*copy)) lock_->Remove();
+  lock_.reset();
+}
+
+void CreateWorkingCopy(Session& session, WorkingCopyLock& lock) {
   const std::string chosen = session.SpecFile;
-  MakeWorkingCopyOf(session, chosen);
+  MakeWorkingCopyOf(session, lock, chosen);
 }
 
-void RenewWorkingCopy(Session& session) {
+void RenewWorkingCopy(Session& session, WorkingCopyLock& lock) {
   const std::string chosen = session.ChosenSpecFile;
-  MakeWorkingCopyOf(session, chosen);
+  MakeWorkingCopyOf(session, lock, chosen);
 }
 
-void DeleteWorkingCopy(Session& session) {
+void DeleteWorkingCopy(const Session& session) {
   if (GetFileExtension(session.SpecFile) != ".TMP") return;
   // A copy that is gone or held fast is no reason to stop.
   Trap([&] { DeleteFile(session.SpecFile); }, [](const RuntimeError&) {});
-  // Asked for a file that is gone, the store lets go of what it held.
-  session.profiles.Read(session.SpecFile);
-  // Beside one that is still there the lock stays, given up, so that the next start takes both away.
-  if (session.working_copy_lock && !FileExists(session.SpecFile)) session.working_copy_lock->Remove();
-  session.working_copy_lock.reset();
 }
 
 void SweepSpecFolder(const std::string& folder) {

@@ -52,10 +52,11 @@ frmPrev::frmPrev(Session& session, QWidget* parent) : QDialog(parent), session_(
   RememberSize(this, "preview");
   connect(close, &QPushButton::clicked, this, &QDialog::accept);
 
-  OpenSourceRecordset(session_);
-  const RecordsetPtr source = SourceMoveFirst(session_);
-  const std::int64_t records = SourceRecordCount(session_);
-  CloseSource(session_);
+  SourceReader reader(session_);
+  reader.OpenSourceRecordset();
+  const RecordsetPtr source = reader.SourceMoveFirst();
+  const std::int64_t records = reader.SourceRecordCount();
+  reader.CloseSource();
   if (source == nullptr) return;
   count->setText(QLocale(QLocale::German).toString(static_cast<qlonglong>(records)) + " Datensätze");
   if (source->ColumnCount() == 1) {

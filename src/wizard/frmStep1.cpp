@@ -8,6 +8,7 @@
 #include "kestrel/import_man.h"
 #include "kestrel/wizard.h"
 #include "platform/base/file.h"
+#include "spec/working_copy.h"
 #include "wizard/button_row.h"
 #include "wizard/qt_text.h"
 #include "wizard/table_look.h"

@@ -13,7 +13,6 @@
 #include "kestrel/import_job.h"
 #include "kestrel/wizard.h"
 #include "sources/source_catalog.h"
-#include "spec/save_schema.h"
 #include "spec/specification.h"
 #include "wizard/frmPrev.h"
 #include "wizard/qt_text.h"
@@ -393,14 +392,14 @@ void frmStep2::cmdOptions_Click() {
 
 void frmStep2::cmdSave_Click() {
   // The page is not stored first: what was edited since the last store is not part of this save.
-  Trap([&] { SaveSchema(session_, true); },
+  Trap([&] { job_.SaveSchema(true); },
        [&](const RuntimeError& error) { ShowMessage("Fehler: " + error.Description(), ""); });
 }
 
 void frmStep2::cmdPrev_Click() {
   const auto save = [&] {
     StoreValues();
-    Trap([&] { SaveSchema(session_, true); },
+    Trap([&] { job_.SaveSchema(true); },
          [&](const RuntimeError& error) { ShowMessage("Fehler: " + error.Description(), ""); });
   };
   if (IsTemplate(session_)) {

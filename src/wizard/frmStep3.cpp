@@ -15,7 +15,6 @@
 #include "kestrel/wizard.h"
 #include "sources/source_kind.h"
 #include "sources/source_reader.h"
-#include "spec/save_schema.h"
 #include "spec/specification.h"
 #include "wizard/button_row.h"
 #include "wizard/frmImport.h"
@@ -389,11 +388,11 @@ void frmStep3::cmdOptions_Click() {
 
 void frmStep3::cmdSave_Click() {
   // What an earlier attempt failed with is over then.
-  if (guard_.Run([&] { SaveSchema(session_, true); })) lblStatus_->hide();
+  if (guard_.Run([&] { job_.SaveSchema(true); })) lblStatus_->hide();
 }
 
 void frmStep3::cmdPrev_Click() {
-  guard_.Run([&] { SaveSchema(session_, false); });
+  guard_.Run([&] { job_.SaveSchema(false); });
   wizard_.ShowStep2();
   close();
 }
@@ -408,7 +407,7 @@ void frmStep3::cmdOK_Click() {
     const Answer answer = ui.MessageBox(
         "Möchten Sie die Einstellungen in einer Datei speichern, um diese künftig erneut verwenden zu können?",
         "Speichern?", Icon::kQuestion, Buttons::kYesNo);
-    if (answer == Answer::kYes) guard_.Run([&] { SaveSchema(session_, true); });
+    if (answer == Answer::kYes) guard_.Run([&] { job_.SaveSchema(true); });
   }
   frmQuestionDlg question(this);
   question.exec();

@@ -45,7 +45,8 @@ class DuplicateFixture : public SessionFixture {
   std::function<std::string(const std::string& code, const std::string& key_text)> build_key;
 
   ImportLogs logs{session};
-  DuplicateCheck duplicates{session, logs};
+  ProfileStore profiles;
+  DuplicateCheck duplicates{session, profiles, logs};
   std::shared_ptr<NotingConnection> connection;
   // Every instance made so far.
   std::vector<ObjectPtr> settings_objects;

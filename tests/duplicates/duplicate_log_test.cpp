@@ -59,14 +59,14 @@ TEST_F(DuplicateLogTest, OnlyExactlyNotAssignedCountsAsNotAssigned) {
   UseSpecification(
       "[FieldAssignments]\nA=NOTASSIGNED\nB=FIELD:x\nC=CONST:\nD=\nE=notassigned\nF=NOTASSIGNED:\n");
   const auto assigned = [&](const char* field) {
-    return IsFieldAssigned(*session.profiles.Read(session.SpecFile), field);
+    return IsFieldAssigned(*profiles.Read(session.SpecFile), field);
   };
   EXPECT_FALSE(assigned("A"));
   for (const char* field : {"B", "C", "D", "E", "F", "fehlt"}) EXPECT_TRUE(assigned(field)) << field;
 }
 
 TEST_F(DuplicateLogTest, WithoutASpecificationEveryFieldCountsAsAssigned) {
-  EXPECT_TRUE(IsFieldAssigned(*session.profiles.Read(folder.File("fehlt.tmp")), "A"));
+  EXPECT_TRUE(IsFieldAssigned(*profiles.Read(folder.File("fehlt.tmp")), "A"));
 }
 
 TEST_F(DuplicateLogTest, OneRowPerAssignedFieldInTheRecordsOrder) {

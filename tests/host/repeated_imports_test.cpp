@@ -11,6 +11,7 @@
 #include "sources/source_page.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
+#include "spec/working_copy.h"
 
 namespace kestrel {
 namespace {
@@ -50,7 +51,8 @@ class RepeatedImports : public testing::HostFixture {
     clock.Set(DateTime{CalendarDate{2024, 3, 7}, 14, number / 60, number % 60});
     session.SpecFile = folder.File("Kunden.IMP");
     ReadCommonSection(session);
-    CreateWorkingCopy(session);
+    WorkingCopyLock lock;
+    CreateWorkingCopy(session, lock);
     session.ImportFileName = folder.File("Quelle.txt");
     ApplyImportFileName(session);
     ActiveImport import(session);

@@ -18,7 +18,7 @@ using ::testing::Pair;
 using testing::StoredRecord;
 
 // Lines of which the first ten characters are a name and the rest is a town.
-std::vector<std::string> CardColumns(Session&) { return {"Name", "Ort", ""}; }
+std::vector<std::string> CardColumns(Session&, ShownError*) { return {"Name", "Ort", ""}; }
 
 RecordsetPtr OpenCards(Session& session) {
   auto records = std::make_shared<MemoryRecordset>();

@@ -305,7 +305,7 @@ TEST_F(TranslationTest, AChangeMadeThroughTheSessionIsSeenByTheNextRecord) {
   Assign({.field = "Gruppe", .destination = "Wert", .translate = true});
   import_class->Method("ImportRecord", [this](std::span<Argument> arguments) {
     stored.push_back({{"Gruppe", std::string(ToRecordset(arguments[0].Get())->TextAt(0))}});
-    WriteKey(session.profiles, session.SpecFile, "Translation_Gruppe", "A", "Neu");
+    WriteKey(import.profiles(), session.SpecFile, "Translation_Gruppe", "A", "Neu");
     return Value();
   });
   UseSource("Wert\nA\nA\n");

@@ -93,7 +93,7 @@ TEST_F(RejectsTest, AFileOfUtf16StaysOne) {
   Refuse({1});
   EXPECT_EQ(RunFor().substr(0, 10), std::string("\xFF\xFEN\0;\0O\0;\0", 10));
   session.FileName = file();
-  OpenSourceRecordset(session);
+  SourceReader(session).OpenSourceRecordset();
   EXPECT_EQ(session.SourceRecordset->TextAt(0), "Ä");
   EXPECT_EQ(session.SourceRecordset->TextAt(1), "€");
   EXPECT_EQ(session.SourceRecordset->TextAt(2), Reason());
@@ -105,7 +105,7 @@ TEST_F(RejectsTest, AFileOfADosProgramKeepsItsBytesAndGetsReasonsThatItsReaderRe
   Refuse({1});
   EXPECT_THAT(RunFor(), HasSubstr("\r\nK\x94ln;\x81;"));
   session.FileName = file();
-  OpenSourceRecordset(session);
+  SourceReader(session).OpenSourceRecordset();
   EXPECT_EQ(session.SourceRecordset->TextAt(0), "Köln");
   EXPECT_EQ(session.SourceRecordset->TextAt(2), Reason());
 }
@@ -116,7 +116,7 @@ TEST_F(RejectsTest, BytesOfWindows1252ThatAloneWouldPassForUtf8AreStillReadAsThe
   Refuse({1});
   RunFor();
   session.FileName = file();
-  OpenSourceRecordset(session);
+  SourceReader(session).OpenSourceRecordset();
   EXPECT_EQ(session.SourceRecordset->TextAt(0), "Ã¼");
 }
 
@@ -279,13 +279,14 @@ void RandomRejectsTest::UseRandomSource() {
 
 std::vector<RandomRejectsTest::Row> RandomRejectsTest::Rows(std::size_t columns) {
   std::vector<Row> rows;
-  OpenSourceRecordset(session);
-  for (RecordsetPtr record = SourceMoveFirst(session); !SourceEOF(session); record = SourceMoveNext(session)) {
+  SourceReader reader(session);
+  reader.OpenSourceRecordset();
+  for (RecordsetPtr record = reader.SourceMoveFirst(); !reader.SourceEOF(); record = reader.SourceMoveNext()) {
     Row row;
     for (std::size_t column = 0; column < columns; ++column) row.emplace_back(record->TextAt(column));
     rows.push_back(row);
   }
-  CloseSource(session);
+  reader.CloseSource();
   return rows;
 }
 

@@ -33,12 +33,15 @@ class SourceFileTest : public SessionFixture {
   std::string Backup() const { return session.SavePath + "/adressen.txt"; }
   // Reads the source to its end; the result of a run that worked through all of its records.
   RunResult ReadAll() {
-    OpenSourceRecordset(session);
+    reader.OpenSourceRecordset();
     RunResult run;
-    run.total = static_cast<std::int32_t>(SourceRecordCount(session));
-    for (SourceMoveFirst(session); !SourceEOF(session); SourceMoveNext(session)) ++run.records;
+    run.total = static_cast<std::int32_t>(reader.SourceRecordCount());
+    for (reader.SourceMoveFirst(); !reader.SourceEOF(); reader.SourceMoveNext()) ++run.records;
+    run.source_end = reader.end();
     return run;
   }
+
+  SourceReader reader{session};
 };
 
 TEST_F(SourceFileTest, BackupKeepsTheFileName) {
@@ -163,9 +166,8 @@ TEST_F(SourceFileTest, NoRemovalWithoutTheFlag) {
 TEST_F(SourceFileTest, NoRemovalBeforeTheEndOfTheSource) {
   folder.Write("adressen.txt", "a\r\nb\r\n");
   RunResult run = ReadAll();
-  SourceMoveFirst(session);
-  EXPECT_THAT(RemoveSourceFile(session, run), HasSubstr("nicht bis zu ihrem Ende gelesen"));
-  CloseSource(session);
+  reader.SourceMoveFirst();
+  run.source_end = reader.end();
   EXPECT_THAT(RemoveSourceFile(session, run), HasSubstr("nicht bis zu ihrem Ende gelesen"));
   EXPECT_TRUE(FileExists(session.FileName));
 }

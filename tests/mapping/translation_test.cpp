@@ -107,25 +107,27 @@ TEST(TranslationTableTest, RandomTablesAnswerLikeAWalkThroughTheirEntries) {
   }
 }
 
-class TranslationTest : public testing::SessionFixture {};
+class TranslationTest : public testing::SessionFixture {
+ protected:
+  ProfileStore profiles;
+};
 
 TEST_F(TranslationTest, ATableIsParsedAgainOnlyWhenTheFileHasChanged) {
   UseSpecification("[Translation_Land]\nD=Deutschland\n");
   TranslationLookup lookup("Land");
-  const auto image = session.profiles.Read(session.SpecFile);
+  const auto image = profiles.Read(session.SpecFile);
   const std::string_view first = *lookup.Table(image).Find("D");
   EXPECT_EQ(first, "Deutschland");
   EXPECT_EQ(lookup.Table(image).Find("D")->data(), first.data());
 
-  testing::WriteKey(session.profiles, session.SpecFile, "Translation_Land", "D", "Germany");
-  EXPECT_THAT(lookup.Table(session.profiles.Read(session.SpecFile)).Find("D"),
-              Optional(std::string_view("Germany")));
+  testing::WriteKey(profiles, session.SpecFile, "Translation_Land", "D", "Germany");
+  EXPECT_THAT(lookup.Table(profiles.Read(session.SpecFile)).Find("D"), Optional(std::string_view("Germany")));
 }
 
 TEST_F(TranslationTest, AFieldWithoutSectionHasAnEmptyTable) {
   UseSpecification("[Translation_Land]\nD=Deutschland\n");
   TranslationLookup lookup("Ort");
-  EXPECT_TRUE(lookup.Table(session.profiles.Read(session.SpecFile)).empty());
+  EXPECT_TRUE(lookup.Table(profiles.Read(session.SpecFile)).empty());
 }
 
 // --- Storage ---
@@ -148,41 +150,41 @@ TEST_F(TranslationTest, ATranslationIsCutAt255Characters) {
 TEST_F(TranslationTest, RowsAreWrittenUnderTheirSourceValue) {
   UseSpecification("[Common]\nProvider=Textdatei\n");
   WriteTranslationRows(session, "Land", {{"D", "Deutschland"}, {"", "unbekannt"}, {"F", ""}});
-  EXPECT_EQ(GetIniSection(*session.profiles.Read(session.SpecFile), "Translation_Land"),
+  EXPECT_EQ(GetIniSection(*profiles.Read(session.SpecFile), "Translation_Land"),
             "D=Deutschland\0<Empty>=unbekannt\0"s);
-  EXPECT_EQ(GetIniString(session.profiles, session.SpecFile, "Common", "Provider", ""), "Textdatei");
+  EXPECT_EQ(GetIniString(session.SpecFile, "Common", "Provider", ""), "Textdatei");
 }
 
 TEST_F(TranslationTest, AnEmptySourceValueIsStoredUnderItsOwnKey) {
   UseSpecification("");
   WriteTranslationRows(session, "Land", {{"<Empty>", "unbekannt"}});
-  EXPECT_EQ(GetIniString(session.profiles, session.SpecFile, "Translation_Land", "<Empty>", ""), "unbekannt");
+  EXPECT_EQ(GetIniString(session.SpecFile, "Translation_Land", "<Empty>", ""), "unbekannt");
 }
 
 TEST_F(TranslationTest, EditingAValueTwiceOverwritesItsEntry) {
   UseSpecification("");
   WriteTranslationRows(session, "Land", {{"D", "Deutschland"}});
   WriteTranslationRows(session, "Land", {{"D", "Germany"}});
-  EXPECT_EQ(GetIniSection(*session.profiles.Read(session.SpecFile), "Translation_Land"), "D=Germany\0"s);
+  EXPECT_EQ(GetIniSection(*profiles.Read(session.SpecFile), "Translation_Land"), "D=Germany\0"s);
 }
 
 TEST_F(TranslationTest, ClearingATranslationLeavesTheOldEntry) {
   UseSpecification("[Translation_Land]\nD=Deutschland\n");
   WriteTranslationRows(session, "Land", {{"D", ""}});
-  EXPECT_EQ(GetIniSection(*session.profiles.Read(session.SpecFile), "Translation_Land"), "D=Deutschland\0"s);
+  EXPECT_EQ(GetIniSection(*profiles.Read(session.SpecFile), "Translation_Land"), "D=Deutschland\0"s);
 }
 
 TEST_F(TranslationTest, AFieldWhoseSwitchIsOffIsStillShownAndSaved) {
   UseSpecification("[FieldTranslation]\nLand=0\n[Translation_Land]\nD=Deutschland\n");
   EXPECT_THAT(ReadTranslationRows(session, "Land", {"D"}), ElementsAre(TranslationRow{"D", "Deutschland"}));
   WriteTranslationRows(session, "Land", {{"D", "Germany"}});
-  EXPECT_EQ(GetIniString(session.profiles, session.SpecFile, "Translation_Land", "D", ""), "Germany");
-  EXPECT_EQ(GetIniString(session.profiles, session.SpecFile, "FieldTranslation", "Land", ""), "0");
+  EXPECT_EQ(GetIniString(session.SpecFile, "Translation_Land", "D", ""), "Germany");
+  EXPECT_EQ(GetIniString(session.SpecFile, "FieldTranslation", "Land", ""), "0");
 }
 
 TEST_F(TranslationTest, WritingWhatStandsThereLeavesTheFileUntouched) {
   UseSpecification("[Translation_Land]\nD = Deutschland\n");
-  const auto image = session.profiles.Read(session.SpecFile);
+  const auto image = profiles.Read(session.SpecFile);
   const std::string before = testing::ReadBytes(session.SpecFile);
   WriteTranslationRows(session, "Land", {{"D", "Deutschland"}});
   EXPECT_EQ(testing::ReadBytes(session.SpecFile), before);
@@ -191,7 +193,7 @@ TEST_F(TranslationTest, WritingWhatStandsThereLeavesTheFileUntouched) {
 TEST_F(TranslationTest, ATranslationStoredInQuotesIsReplacedByTheOneWithout) {
   UseSpecification("[Translation_Land]\nD=\"Deutschland\"\n");
   WriteTranslationRows(session, "Land", {{"D", "Deutschland"}});
-  EXPECT_EQ(GetIniSection(*session.profiles.Read(session.SpecFile), "Translation_Land"), "D=Deutschland\0"s);
+  EXPECT_EQ(GetIniSection(*profiles.Read(session.SpecFile), "Translation_Land"), "D=Deutschland\0"s);
 }
 
 }  // namespace

@@ -111,19 +111,20 @@ TEST_F(SqlServerSource, TheSharedRecordSetGivesRowsAndColumnNames) {
   ASSERT_TRUE(Connect().connected);
   session.Table = "B";
   EXPECT_THAT(GetColumnNamesByComponent(session), ElementsAre("Nr", "Name", "Ort", "Umsatz", "Seit", ""));
-  OpenSourceRecordset(session);
-  EXPECT_EQ(SourceRecordCount(session), 2);
-  const RecordsetPtr rows = SourceMoveFirst(session);
+  SourceReader reader(session);
+  reader.OpenSourceRecordset();
+  EXPECT_EQ(reader.SourceRecordCount(), 2);
+  const RecordsetPtr rows = reader.SourceMoveFirst();
   EXPECT_EQ(rows->TextAt(1), "Müller & Söhne");
   EXPECT_EQ(rows->TextAt(3), "0,15");
   EXPECT_EQ(rows->TextAt(4), "07.03.2024");
-  SourceMoveNext(session);
+  reader.SourceMoveNext();
   EXPECT_EQ(rows->TextAt(2), "");
   EXPECT_EQ(rows->TextAt(4), "07.03.2024 14:05:09");
-  SourceMoveNext(session);
-  EXPECT_TRUE(SourceEOF(session));
+  reader.SourceMoveNext();
+  EXPECT_TRUE(reader.SourceEOF());
   EXPECT_THAT(ui.boxes, IsEmpty());
-  CloseSource(session);
+  reader.CloseSource();
 }
 
 TEST_F(SqlServerSource, TheProgramListsPreviewsAndImports) {

@@ -43,6 +43,8 @@ class SourceReaderTest : public SessionFixture {
     session.SourceConnection = connection;
     return connection;
   }
+
+  SourceReader reader{session};
 };
 
 // A record set that breaks off at its second record.
@@ -72,7 +74,7 @@ TEST_F(SourceReaderTest, ASheetsListedNameComesBackFromASpecification) {
     UseSpecification("[Common]\nProvider=Microsoft Excel\nDatabase=" + path + "\nTable=" + listed + "\n");
     ReadCommonSection(session);
     session.SourceConnection = connection;
-    OpenSourceRecordset(session);
+    reader.OpenSourceRecordset();
     EXPECT_TRUE(ui.boxes.empty()) << sheet;
     ASSERT_EQ(session.SourceRecordset->ColumnCount(), 1U) << sheet;
     EXPECT_EQ(GetSourceColumnNames(session), (Names{"Name", ""})) << sheet;
@@ -81,10 +83,10 @@ TEST_F(SourceReaderTest, ASheetsListedNameComesBackFromASpecification) {
 
 TEST_F(SourceReaderTest, ATextFileIsWalkedFromItsFirstRecordToItsEnd) {
   UseTextFile("Name;Ort\r\nMüller;Köln\r\nSchmidt;Bonn\r\n");
-  OpenSourceRecordset(session);
-  EXPECT_EQ(SourceRecordCount(session), 2);
+  reader.OpenSourceRecordset();
+  EXPECT_EQ(reader.SourceRecordCount(), 2);
   Names seen;
-  for (RecordsetPtr records = SourceMoveFirst(session); !SourceEOF(session); SourceMoveNext(session)) {
+  for (RecordsetPtr records = reader.SourceMoveFirst(); !reader.SourceEOF(); reader.SourceMoveNext()) {
     seen.emplace_back(records->TextAt(records->RequireColumn("Ort")));
   }
   EXPECT_EQ(seen, (Names{"Köln", "Bonn"}));
@@ -93,32 +95,32 @@ TEST_F(SourceReaderTest, ATextFileIsWalkedFromItsFirstRecordToItsEnd) {
 
 TEST_F(SourceReaderTest, ACallerThatTookTheRecordSetKeepsItAfterClose) {
   UseTextFile("Name\r\nMüller\r\n");
-  OpenSourceRecordset(session);
-  const RecordsetPtr records = SourceMoveFirst(session);
-  CloseSource(session);
+  reader.OpenSourceRecordset();
+  const RecordsetPtr records = reader.SourceMoveFirst();
+  reader.CloseSource();
   EXPECT_EQ(session.SourceRecordset, nullptr);
   EXPECT_EQ(records->TextAt(0), "Müller");
 }
 
 TEST_F(SourceReaderTest, EveryOpenReplacesTheRecordSet) {
   UseTextFile("Name\r\nMüller\r\n");
-  OpenSourceRecordset(session);
+  reader.OpenSourceRecordset();
   const RecordsetPtr first = session.SourceRecordset;
   folder.Write("source.txt", "Name\r\na\r\nb\r\n");
-  OpenSourceRecordset(session);
+  reader.OpenSourceRecordset();
   EXPECT_NE(session.SourceRecordset, first);
-  EXPECT_EQ(SourceRecordCount(session), 2);
+  EXPECT_EQ(reader.SourceRecordCount(), 2);
   EXPECT_EQ(first->RecordCount(), 1);
 }
 
 TEST_F(SourceReaderTest, AMissingTextFileGivesOneMessageAndAnEmptyRecordSet) {
   UseTextFile("");
   session.FileName = folder.File("fehlt.txt");
-  OpenSourceRecordset(session);
+  reader.OpenSourceRecordset();
   EXPECT_EQ(ui.boxes, std::vector<Box>{ErrorBox("Datei nicht gefunden: " + session.FileName)});
-  EXPECT_TRUE(SourceEOF(session));
-  EXPECT_EQ(SourceRecordCount(session), 0);
-  ASSERT_NE(SourceMoveFirst(session), nullptr);
+  EXPECT_TRUE(reader.SourceEOF());
+  EXPECT_EQ(reader.SourceRecordCount(), 0);
+  ASSERT_NE(reader.SourceMoveFirst(), nullptr);
 }
 
 TEST_F(SourceReaderTest, FieldNamesOfAMissingFileGiveAMessageAndTheEmptyElement) {
@@ -139,7 +141,7 @@ TEST_F(SourceReaderTest, FieldNamesOfATextFile) {
 TEST_F(SourceReaderTest, QueriesAreExact) {
   const auto query_of = [&](const char* provider) {
     const auto connection = UseScripted(provider);
-    OpenSourceRecordset(session);
+    reader.OpenSourceRecordset();
     return connection->queries;
   };
   const Names from_table = {"SELECT * From Tabelle1$"};
@@ -154,7 +156,7 @@ TEST_F(SourceReaderTest, QueriesAreExact) {
 
 TEST_F(SourceReaderTest, ADatabaseKindOpensItsQueryOnTheSharedConnection) {
   const auto connection = UseScripted(kExcelSource);
-  OpenSourceRecordset(session);
+  reader.OpenSourceRecordset();
   EXPECT_EQ(connection->queries, Names{"SELECT * FROM `/daten/Kunden.xls`.`Tabelle1$`"});
   EXPECT_EQ(session.SourceRecordset, connection->records);
 }
@@ -166,10 +168,10 @@ TEST_F(SourceReaderTest, ARealDatabaseIsReadToItsEnd) {
   session.SourceConnection->Execute("CREATE TABLE Kunden (Nr INTEGER, Name TEXT, Umsatz REAL)");
   session.SourceConnection->Execute("INSERT INTO Kunden VALUES (1, 'Müller', 1.5), (2, NULL, 2)");
   EXPECT_EQ(SourceColumnNames(session), (Names{"Nr", "Name", "Umsatz", ""}));
-  OpenSourceRecordset(session);
+  reader.OpenSourceRecordset();
   Names seen;
-  for (RecordsetPtr records = SourceMoveFirst(session); !SourceEOF(session);
-       records = SourceMoveNext(session)) {
+  for (RecordsetPtr records = reader.SourceMoveFirst(); !reader.SourceEOF();
+       records = reader.SourceMoveNext()) {
     for (std::size_t column = 0; column < 3; ++column) seen.emplace_back(records->TextAt(column));
   }
   EXPECT_EQ(seen, (Names{"1", "Müller", "1,5", "2", "", "2"}));
@@ -178,15 +180,15 @@ TEST_F(SourceReaderTest, ARealDatabaseIsReadToItsEnd) {
 
 TEST_F(SourceReaderTest, ARejectedQueryIsShownAndLeavesAnEmptyRecordSet) {
   UseScripted(kSqlServerSource)->failure = RuntimeError(ErrorNumber::kDatabase, "Tabelle fehlt");
-  OpenSourceRecordset(session);
+  reader.OpenSourceRecordset();
   EXPECT_EQ(ui.boxes, std::vector<Box>{ErrorBox("Tabelle fehlt")});
-  EXPECT_TRUE(SourceEOF(session));
+  EXPECT_TRUE(reader.SourceEOF());
 }
 
 TEST_F(SourceReaderTest, WithoutConnectionTheClosedObjectIsNamed) {
   session.Provider = kSqlServerSource;
   session.Table = "Kunden";
-  OpenSourceRecordset(session);
+  reader.OpenSourceRecordset();
   EXPECT_EQ(GetColumnNamesByComponent(session), Names{""});
   const Box box = ErrorBox("Der Vorgang ist bei geschlossenem Objekt nicht zulässig");
   EXPECT_EQ(ui.boxes, (std::vector<Box>{box, box}));
@@ -194,8 +196,8 @@ TEST_F(SourceReaderTest, WithoutConnectionTheClosedObjectIsNamed) {
 
 TEST_F(SourceReaderTest, AnUnknownKindOpensNothingAndHasNoColumns) {
   session.Provider = "Lotus";
-  OpenSourceRecordset(session);
-  EXPECT_TRUE(SourceEOF(session));
+  reader.OpenSourceRecordset();
+  EXPECT_TRUE(reader.SourceEOF());
   EXPECT_EQ(SourceColumnNames(session), Names{""});
   EXPECT_TRUE(ui.boxes.empty());
 }
@@ -211,32 +213,32 @@ TEST_F(SourceReaderTest, ColumnNamesComeFromTheCatalogOfTheTable) {
 }
 
 TEST_F(SourceReaderTest, WithoutRecordSetTheQuestionsAnswerNothing) {
-  EXPECT_FALSE(SourceEOF(session));
-  EXPECT_EQ(SourceMoveFirst(session), nullptr);
-  EXPECT_EQ(SourceRecordCount(session), 0);
+  EXPECT_FALSE(reader.SourceEOF());
+  EXPECT_EQ(reader.SourceMoveFirst(), nullptr);
+  EXPECT_EQ(reader.SourceRecordCount(), 0);
   EXPECT_TRUE(ui.boxes.empty());
 }
 
 TEST_F(SourceReaderTest, QuestionsIgnoreErrorsOfTheRecordSet) {
   session.SourceRecordset = std::make_shared<BrokenRecordset>();
-  EXPECT_EQ(SourceMoveFirst(session), session.SourceRecordset);
-  EXPECT_EQ(SourceRecordCount(session), 0);
+  EXPECT_EQ(reader.SourceMoveFirst(), session.SourceRecordset);
+  EXPECT_EQ(reader.SourceRecordCount(), 0);
   EXPECT_TRUE(ui.boxes.empty());
 }
 
 TEST_F(SourceReaderTest, ARecordSetThatBreaksOffIsShownOnceAndEndsTheLoop) {
   session.SourceRecordset = std::make_shared<BrokenRecordset>();
   int rounds = 0;
-  for (; !SourceEOF(session) && rounds < 10; SourceMoveNext(session)) ++rounds;
+  for (; !reader.SourceEOF() && rounds < 10; reader.SourceMoveNext()) ++rounds;
   EXPECT_EQ(rounds, 1);
   EXPECT_EQ(ui.boxes, std::vector<Box>{ErrorBox("Server weg")});
 }
 
 TEST_F(SourceReaderTest, MovingBehindTheEndIsShown) {
   UseTextFile("Name\r\n");
-  OpenSourceRecordset(session);
+  reader.OpenSourceRecordset();
   const RecordsetPtr records = session.SourceRecordset;
-  SourceMoveNext(session);
+  reader.SourceMoveNext();
   EXPECT_EQ(ui.boxes, std::vector<Box>{ErrorBox("Kein aktueller Datensatz")});
   EXPECT_EQ(session.SourceRecordset, records);
 }
@@ -244,11 +246,11 @@ TEST_F(SourceReaderTest, MovingBehindTheEndIsShown) {
 TEST_F(SourceReaderTest, TryingASourceTellsTheReasonWithoutABox) {
   UseTextFile("Name\r\nx\r\n");
   EXPECT_EQ(TrySource(session), "");
-  EXPECT_EQ(SourceRecordCount(session), 1);
+  EXPECT_EQ(reader.SourceRecordCount(), 1);
 
   session.FileName = folder.File("fehlt.txt");
   EXPECT_EQ(TrySource(session), "Datei nicht gefunden: " + session.FileName);
-  EXPECT_TRUE(SourceEOF(session));
+  EXPECT_TRUE(reader.SourceEOF());
 
   session.Provider = kDBaseSource;
   session.Database = "";

@@ -27,22 +27,22 @@ class ProfileAccess : public ::testing::Test {
 
 TEST_F(ProfileAccess, GetIniStringGivesTheValueOrTheDefaultUnchanged) {
   const std::string path = folder_.Write("a.imp", "[Common]\r\nProvider=Textdatei\r\nTable=\r\n");
-  EXPECT_EQ(GetIniString(profiles_, path, "common", "PROVIDER", "x"), "Textdatei");
-  EXPECT_EQ(GetIniString(profiles_, path, "Common", "Missing", " \"as it is\" "), " \"as it is\" ");
-  EXPECT_EQ(GetIniString(profiles_, path, "Common", "Table", "x"), "") << "an empty value is a value";
-  EXPECT_EQ(GetIniString(profiles_, folder_.File("missing.imp"), "Common", "Table", "x"), "x");
+  EXPECT_EQ(GetIniString(path, "common", "PROVIDER", "x"), "Textdatei");
+  EXPECT_EQ(GetIniString(path, "Common", "Missing", " \"as it is\" "), " \"as it is\" ");
+  EXPECT_EQ(GetIniString(path, "Common", "Table", "x"), "") << "an empty value is a value";
+  EXPECT_EQ(GetIniString(folder_.File("missing.imp"), "Common", "Table", "x"), "x");
 }
 
 TEST_F(ProfileAccess, AValueOfMoreThan4095CharactersIsReturnedCut) {
   const std::string fitting = ReplaceAll(std::string(4095, 'x'), "x", "ü");
   const std::string path = folder_.Write("a.imp", "[S]\r\nA=" + fitting + "\r\nB=" + fitting + "y\r\n");
-  EXPECT_EQ(GetIniString(profiles_, path, "S", "A", ""), fitting);
-  EXPECT_EQ(GetIniString(profiles_, path, "S", "B", ""), fitting);
+  EXPECT_EQ(GetIniString(path, "S", "A", ""), fitting);
+  EXPECT_EQ(GetIniString(path, "S", "B", ""), fitting);
 }
 
 TEST_F(ProfileAccess, ADefaultIsNotCut) {
   const std::string long_default(5000, 'x');
-  EXPECT_EQ(GetIniString(profiles_, folder_.File("missing.imp"), "S", "A", long_default), long_default);
+  EXPECT_EQ(GetIniString(folder_.File("missing.imp"), "S", "A", long_default), long_default);
 }
 
 TEST_F(ProfileAccess, GetIniSectionEndsEveryEntryWithANul) {

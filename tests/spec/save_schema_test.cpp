@@ -15,6 +15,7 @@
 #include "platform/base/file.h"
 #include "spec/profile_access.h"
 #include "spec/specification.h"
+#include "spec/working_copy.h"
 #include "support/expect_error.h"
 #include "support/session_fixture.h"
 #include "support/source_kind_names.h"
@@ -38,12 +39,12 @@ class SaveSchemaTest : public SessionFixture {
   void Choose(std::string_view name, std::string_view content) {
     session.SpecFile = WriteSpecification(name, content);
     ReadCommonSection(session);
-    CreateWorkingCopy(session);
+    CreateWorkingCopy(session, lock);
     session.SchemaChanged = true;
   }
   std::string InFolder(std::string_view name) const { return session.SpecFolder + "/" + std::string(name); }
   std::string Value(const std::string& path, std::string_view section, std::string_view key) {
-    return GetIniString(session.profiles, path, section, key, "<none>");
+    return GetIniString(path, section, key, "<none>");
   }
   // As it was before a save that failed.
   void ExpectUntouched(const std::string& specification) {
@@ -67,6 +68,9 @@ class SaveSchemaTest : public SessionFixture {
   void Put(std::string_view column, const kestrel::Value& value) {
     session.AssignmentList->SetValue(session.AssignmentList->RequireColumn(column), value);
   }
+
+  WorkingCopyLock lock;
+  ProfileStore profiles;
 };
 
 // --- What is written ----------------------------------------------------------------------------
@@ -77,7 +81,7 @@ TEST_F(SaveSchemaTest, ATextFilesKeysAreWrittenInTheirOrder) {
   session.FileName = "/daten/Adressen.txt";
   session.SavePath = "/sicherung";
   session.SaveFile = true;
-  SaveSchema(session, false);
+  SaveSchema(session, lock, false);
   EXPECT_EQ(ReadBytes(session.SpecFile),
             "[Common]\r\nProvider=Textdatei\r\nFileName=/daten/Adressen.txt\r\nColumnHeadings=True\r\n"
             "FileFormat=ANSI\r\nDelimiter=TAB\r\nTextRecognition=\"\r\nSaveFile=1\r\nSavePath=/sicherung\r\n"
@@ -93,7 +97,7 @@ TEST_F(SaveSchemaTest, EachDatabaseSourceWritesItsKeysInItsOrder) {
     session.Password = "p";
     session.Database = "d";
     session.Table = "t";
-    SaveSchema(session, false);
+    SaveSchema(session, lock, false);
     return ReadBytes(session.SpecFile);
   };
   EXPECT_EQ(saved("Microsoft SQL-Server"),
@@ -110,12 +114,12 @@ TEST_F(SaveSchemaTest, EachDatabaseSourceWritesItsKeysInItsOrder) {
 TEST_F(SaveSchemaTest, ColumnHeadingsIsSavedAsAWordAndTheOtherTruthValuesAsNumbers) {
   UseSpecification("[Common]\nColumnHeadings=1\nSaveFile=True\nDeleteFile=False\n");
   ReadCommonSection(session);
-  SaveSchema(session, false);
+  SaveSchema(session, lock, false);
   EXPECT_EQ(Value(session.SpecFile, "Common", "ColumnHeadings"), "True");
   EXPECT_EQ(Value(session.SpecFile, "Common", "SaveFile"), "1");
   EXPECT_EQ(Value(session.SpecFile, "Common", "DeleteFile"), "0");
   session.ColumnHeadings = false;
-  SaveSchema(session, false);
+  SaveSchema(session, lock, false);
   EXPECT_EQ(Value(session.SpecFile, "Common", "ColumnHeadings"), "False");
 }
 
@@ -125,7 +129,7 @@ TEST_F(SaveSchemaTest, KeysOfAnotherSourceStayAsTheyStand) {
   session.Provider = kExcelSource;
   session.Database = "mappe.xls";
   session.Table = "Tabelle1$";
-  SaveSchema(session, false);
+  SaveSchema(session, lock, false);
   EXPECT_EQ(ReadBytes(session.SpecFile),
             "; note\r\n[Common]\r\nProvider=Microsoft Excel\r\nFileName=alt.txt\r\nDatabase=mappe.xls\r\n"
             "Table=Tabelle1$\r\n[CfgSettings]\r\nDublettenPruefen=1\r\n");
@@ -139,7 +143,7 @@ TEST_F(SaveSchemaTest, EachAssignmentIsWrittenByItsOption) {
   AddField("Ort", 1, "");
   AddField("PLZ", 0, nullptr);
   AddField("Telefon", 3, "");
-  SaveSchema(session, false);
+  SaveSchema(session, lock, false);
   EXPECT_EQ(ReadBytes(session.SpecFile),
             "[Common]\r\nProvider=x\r\n[FieldAssignments]\r\nBez1=FIELD:Name1\r\nLand=CONST:D\r\n"
             "Ort=NOTASSIGNED\r\nPLZ=NOTASSIGNED\r\nTelefon=CONST:\r\n");
@@ -148,7 +152,7 @@ TEST_F(SaveSchemaTest, EachAssignmentIsWrittenByItsOption) {
 TEST_F(SaveSchemaTest, AConstantWithAColonIsWrittenWhole) {
   UseSpecification("");
   AddField("Zeit", 3, "10:30");
-  SaveSchema(session, false);
+  SaveSchema(session, lock, false);
   EXPECT_EQ(Value(session.SpecFile, "FieldAssignments", "Zeit"), "CONST:10:30");
 }
 
@@ -161,7 +165,7 @@ TEST_F(SaveSchemaTest, TranslationAndFormatAreWrittenOnlyWhereTheyAreSet) {
   AddField("Ort", 2, "O");
   Put("Translate", 0);
   Put("Format", "");
-  SaveSchema(session, false);
+  SaveSchema(session, lock, false);
   EXPECT_EQ(
       ReadBytes(session.SpecFile),
       "[FieldTranslation]\r\nOrt=1\r\nArt=1\r\n[Common]\r\nProvider=x\r\n[FieldAssignments]\r\nArt=FIELD:A\r\n"
@@ -174,7 +178,7 @@ TEST_F(SaveSchemaTest, TheAssignmentListStaysAtItsRow) {
   AddField("A", 1, "");
   AddField("B", 1, "");
   session.AssignmentList->MoveFirst();
-  SaveSchema(session, false);
+  SaveSchema(session, lock, false);
   EXPECT_EQ(session.AssignmentList->TextAt(0), "A");
 }
 
@@ -182,7 +186,7 @@ TEST_F(SaveSchemaTest, WithoutCommitOnlyTheWorkingCopyIsWritten) {
   Choose("Kunden.imp", "[Common]\nDescription=Kunden\nFileName=alt.txt\n");
   const std::string copy = session.SpecFile;
   session.FileName = "neu.txt";
-  SaveSchema(session, false);
+  SaveSchema(session, lock, false);
   EXPECT_EQ(session.SpecFile, copy);
   EXPECT_EQ(Value(copy, "Common", "FileName"), "neu.txt");
   EXPECT_EQ(ReadBytes(session.ChosenSpecFile), "[Common]\r\nDescription=Kunden\r\nFileName=alt.txt\r\n");
@@ -193,7 +197,7 @@ TEST_F(SaveSchemaTest, TheFirstFlagIsSetAndTheSecondReset) {
   for (const bool commit : {false, true}) {
     Choose("Kunden.imp", "[Common]\nDescription=Kunden\n");
     session.SchemaSaved = false;
-    SaveSchema(session, commit);
+    SaveSchema(session, lock, commit);
     EXPECT_TRUE(session.SchemaSaved);
     EXPECT_FALSE(session.SchemaChanged);
   }
@@ -206,7 +210,8 @@ TEST_F(SaveSchemaTest, AWorkingFileThatHasVanishedIsAnErrorAsItHeldMoreThanIsWri
     Choose("Kunden.imp", "[Common]\nDescription=Kunden\nImportClass=a.b\n");
     ASSERT_EQ(::unlink(session.SpecFile.c_str()), 0);
     session.SchemaSaved = false;
-    EXPECT_ERROR_TEXT(SaveSchema(session, commit), ErrorNumber::kFileNotFound, HasSubstr(session.SpecFile));
+    EXPECT_ERROR_TEXT(SaveSchema(session, lock, commit), ErrorNumber::kFileNotFound,
+                      HasSubstr(session.SpecFile));
     ExpectUntouched("[Common]\r\nDescription=Kunden\r\nImportClass=a.b\r\n");
     EXPECT_THAT(ui.boxes, IsEmpty()) << "the page reports it";
     DeleteWorkingCopy(session);
@@ -220,7 +225,7 @@ TEST_F(SaveSchemaTest, AWorkingFileThatCannotBeReadDoesNotTurnIntoDefaults) {
   for (const bool commit : {false, true}) {
     session.SchemaSaved = false;
     session.SchemaChanged = true;
-    EXPECT_ERROR(SaveSchema(session, commit),
+    EXPECT_ERROR(SaveSchema(session, lock, commit),
                  commit ? ErrorNumber::kPathFileAccess : ErrorNumber::kFileNotFound);
     ExpectUntouched("[Common]\r\nDescription=Kunden\r\n");
   }
@@ -228,7 +233,7 @@ TEST_F(SaveSchemaTest, AWorkingFileThatCannotBeReadDoesNotTurnIntoDefaults) {
 
 TEST_F(SaveSchemaTest, WhereTheSpecificationCannotBeReplacedTheEditsStayInTheWorkingCopy) {
   Choose("Kunden.imp", "[Common]\nDescription=Kunden\n");
-  testing::WriteKey(session.profiles, session.SpecFile, "Translation_Art", "Herr", "1");
+  testing::WriteKey(profiles, session.SpecFile, "Translation_Art", "Herr", "1");
   const std::string copy = session.SpecFile;
   const std::string copied = ReadBytes(copy);
   // A folder in its place can be replaced by nobody, not even by the superuser.
@@ -237,7 +242,7 @@ TEST_F(SaveSchemaTest, WhereTheSpecificationCannotBeReplacedTheEditsStayInTheWor
   ASSERT_EQ(::mkdir(path.c_str(), 0700), 0);
   session.SchemaSaved = false;
   session.FileName = "neu.txt";
-  EXPECT_ERROR_TEXT(SaveSchema(session, true), ErrorNumber::kPathFileAccess, HasSubstr(path));
+  EXPECT_ERROR_TEXT(SaveSchema(session, lock, true), ErrorNumber::kPathFileAccess, HasSubstr(path));
   EXPECT_FALSE(session.SchemaSaved);
   EXPECT_TRUE(session.SchemaChanged);
   EXPECT_EQ(session.SpecFile, copy);
@@ -246,7 +251,7 @@ TEST_F(SaveSchemaTest, WhereTheSpecificationCannotBeReplacedTheEditsStayInTheWor
 
   // The same again, once nothing stands in its way.
   ASSERT_EQ(::rmdir(path.c_str()), 0);
-  SaveSchema(session, true);
+  SaveSchema(session, lock, true);
   EXPECT_EQ(Value(path, "Common", "FileName"), "neu.txt");
   EXPECT_EQ(Value(path, "Translation_Art", "Herr"), "1");
 }
@@ -265,7 +270,7 @@ TEST_F(SaveSchemaTest, AFullDiskLeavesTheSpecificationAsItWas) {
     const rlimit limit{1000, old_limit.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
     const ::testing::AssertionResult raised =
-        testing::RaisesError([&] { SaveSchema(session, commit); }, ErrorNumber::kDiskFull, ::testing::_);
+        testing::RaisesError([&] { SaveSchema(session, lock, commit); }, ErrorNumber::kDiskFull, ::testing::_);
     ::setrlimit(RLIMIT_FSIZE, &old_limit);
     std::signal(SIGXFSZ, old_handler);
     EXPECT_TRUE(raised);
@@ -283,7 +288,7 @@ TEST_F(SaveSchemaTest, AFreshWorkingCopyThatCannotBeMadeIsToldAfterTheSaveHasHap
   const std::string path = session.ChosenSpecFile;
   session.PersonalNr = std::string(300, '7');  // no file name is that long
   session.SchemaSaved = false;
-  EXPECT_ERROR(SaveSchema(session, true), ErrorNumber::kBadFileName);
+  EXPECT_ERROR(SaveSchema(session, lock, true), ErrorNumber::kBadFileName);
   EXPECT_EQ(Value(path, "Common", "FileName"), "neu.txt");
   EXPECT_TRUE(session.SchemaSaved);
   EXPECT_FALSE(session.SchemaChanged);
@@ -300,16 +305,16 @@ TEST_F(SaveSchemaTest, ANewSpecificationThatHoldsAPasswordIsItsOwnersAlone) {
   };
   session.Password = "geheim";
   ui.replies = {"Mit"};
-  SaveSchema(session, true);
+  SaveSchema(session, lock, true);
   EXPECT_EQ(mode_of("Mit.IMP"), 0600u);
   session.Password = "";
   ui.replies = {"Ohne"};
-  SaveSchema(session, true);
+  SaveSchema(session, lock, true);
   EXPECT_EQ(mode_of("Ohne.IMP"), 0644u) << "as the template, and writable";
 
   Choose("Alt.imt", "[Common]\nDescription=Alt\nProvider=Textdatei\nPassword=von früher\n");
   ui.replies = {"Rest"};
-  SaveSchema(session, true);
+  SaveSchema(session, lock, true);
   EXPECT_EQ(mode_of("Rest.IMP"), 0600u) << "a password of another kind of source is one, too";
 }
 
@@ -321,9 +326,9 @@ TEST_F(SaveSchemaTest, AnOpenedSpecificationIsSavedInThatVeryFileWithoutAQuestio
   session.FileName = "neu.txt";
   session.Description = "not written";
   session.ImportClassProgID = "not.written";
-  testing::WriteKey(session.profiles, session.SpecFile, "Translation_Art", "Herr",
+  testing::WriteKey(profiles, session.SpecFile, "Translation_Art", "Herr",
                     "1");  // as the value editor does
-  SaveSchema(session, true);
+  SaveSchema(session, lock, true);
 
   const std::string path = InFolder("Kunden.imp");
   EXPECT_EQ(Value(path, "Common", "FileName"), "neu.txt");
@@ -347,7 +352,7 @@ TEST_F(SaveSchemaTest, ATemplateBecomesANewSpecificationUnderTheNameTyped) {
   clock.Set(DateTime{{2024, 3, 7}, 15, 0, 0});
   session.FileName = "neu.txt";
   ui.replies = {"Kunden Süd"};
-  SaveSchema(session, true);
+  SaveSchema(session, lock, true);
 
   EXPECT_THAT(ui.questions, ElementsAre(kQuestion));
   EXPECT_THAT(ui.boxes, IsEmpty());
@@ -363,7 +368,7 @@ TEST_F(SaveSchemaTest, ATemplateBecomesANewSpecificationUnderTheNameTyped) {
 TEST_F(SaveSchemaTest, AfterATemplateWasSavedTheWorkingCopyIsAgainACopyOfTheTemplate) {
   Choose("Vorlage.imt", "[Common]\nDescription=Vorlage\n");
   ui.replies = {"Kunden"};
-  SaveSchema(session, true);
+  SaveSchema(session, lock, true);
   EXPECT_EQ(session.ChosenSpecFile, InFolder("Vorlage.imt"));
   EXPECT_EQ(session.SpecFile, WorkingCopyName(session));
   EXPECT_EQ(ReadBytes(session.SpecFile), "[Common]\r\nDescription=Vorlage\r\n");
@@ -378,7 +383,7 @@ TEST_F(SaveSchemaTest, AnEmptyOrBlankNameOrACancelledQuestionSavesNothing) {
   for (const auto& name : names) {
     ui.boxes.clear();
     ui.replies = {name};
-    SaveSchema(session, true);
+    SaveSchema(session, lock, true);
     EXPECT_THAT(ui.boxes, ElementsAre(Box{
                               "Das Schema konnte nicht gespeichert werden. Bitte geben Sie einen Namen ein...",
                               "Speichern...", Icon::kInformation, Buttons::kOk}));
@@ -395,7 +400,7 @@ TEST_F(SaveSchemaTest, ATakenNameIsRefused) {
   Choose("Vorlage.imt", "[Common]\nDescription=Vorlage\n");
   const std::string copy = session.SpecFile;
   ui.replies = {"Kunden"};
-  SaveSchema(session, true);
+  SaveSchema(session, lock, true);
   EXPECT_THAT(
       ui.boxes,
       ElementsAre(Box{"Das Schema konnte nicht gespeichert werden, da dieser Schemaname bereits vorhanden ist.",
@@ -409,14 +414,14 @@ TEST_F(SaveSchemaTest, ANameThatDiffersOnlyInCaseIsAccepted) {
   session.ExistingSchemaNames = "Kunden;";
   Choose("Vorlage.imt", "[Common]\nDescription=Vorlage\n");
   ui.replies = {"kunden"};
-  SaveSchema(session, true);
+  SaveSchema(session, lock, true);
   EXPECT_TRUE(FileExists(InFolder("kunden.IMP")));
 }
 
 TEST_F(SaveSchemaTest, TheNameIsUsedAsTypedWithoutTrimming) {
   Choose("Vorlage.imt", "[Common]\nDescription=Vorlage\n");
   ui.replies = {" Kunden "};
-  SaveSchema(session, true);
+  SaveSchema(session, lock, true);
   EXPECT_TRUE(FileExists(InFolder(" Kunden .IMP")));
 }
 
@@ -425,7 +430,7 @@ TEST_F(SaveSchemaTest, AFileThatExistsIsPassedOverByNumber) {
   WriteSpecification("Kunden(1).IMP", "2");
   Choose("Vorlage.imt", "[Common]\nDescription=Vorlage\n");
   ui.replies = {"Kunden"};
-  SaveSchema(session, true);
+  SaveSchema(session, lock, true);
   EXPECT_EQ(Value(InFolder("Kunden(2).IMP"), "Common", "Description"), "Kunden");
   EXPECT_EQ(ReadBytes(InFolder("Kunden.IMP")), "1");
   EXPECT_EQ(ReadBytes(InFolder("Kunden(1).IMP")), "2");
@@ -436,7 +441,7 @@ TEST_F(SaveSchemaTest, WhereAllNineNumbersAreTakenTheNinthIsOverwritten) {
   for (int i = 1; i <= 9; ++i) WriteSpecification("Kunden(" + std::to_string(i) + ").IMP", "old");
   Choose("Vorlage.imt", "[Common]\nDescription=Vorlage\n");
   ui.replies = {"Kunden"};
-  SaveSchema(session, true);
+  SaveSchema(session, lock, true);
   EXPECT_EQ(ReadBytes(InFolder("Kunden(8).IMP")), "old");
   EXPECT_EQ(Value(InFolder("Kunden(9).IMP"), "Common", "Description"), "Kunden");
   EXPECT_FALSE(FileExists(InFolder("Kunden(10).IMP")));
@@ -447,7 +452,7 @@ TEST_F(SaveSchemaTest, ANameThatHoldsASeparatorOrALineBreakRaises52AndChangesNot
   const std::string copy = session.SpecFile;
   for (const char* name : {"../Kunden", "Kunden\\Süd", "Kunden\nSüd", "Kunden\tSüd"}) {
     ui.replies = {name};
-    EXPECT_ERROR_TEXT(SaveSchema(session, true), ErrorNumber::kBadFileName, ::testing::HasSubstr(name));
+    EXPECT_ERROR_TEXT(SaveSchema(session, lock, true), ErrorNumber::kBadFileName, ::testing::HasSubstr(name));
     EXPECT_EQ(session.SpecFile, copy);
     EXPECT_TRUE(FileExists(copy));
   }
@@ -457,7 +462,7 @@ TEST_F(SaveSchemaTest, ANameTooLongForAFileReachesTheCallerAndKeepsTheWorkingCop
   Choose("Vorlage.imt", "[Common]\nDescription=Vorlage\n");
   const std::string copy = session.SpecFile;
   ui.replies = {std::string(300, 'x')};
-  EXPECT_THROW(SaveSchema(session, true), RuntimeError);
+  EXPECT_THROW(SaveSchema(session, lock, true), RuntimeError);
   EXPECT_EQ(session.SpecFile, copy);
   EXPECT_TRUE(FileExists(copy));
 }

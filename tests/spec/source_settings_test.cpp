@@ -20,6 +20,7 @@ class SourceSettingsTest : public testing::SessionFixture {
     session.platform.source_kinds = &kinds;
   }
   SourceKinds kinds;
+  WorkingCopyLock lock;
 };
 
 TEST_F(SourceSettingsTest, EveryKindIsReadAsItWasSaved) {
@@ -30,7 +31,7 @@ TEST_F(SourceSettingsTest, EveryKindIsReadAsItWasSaved) {
       if (key.text != nullptr) session.*key.text = "Wert von " + std::string(key.name);
       if (key.truth != nullptr) session.*key.truth = true;
     }
-    SaveSchema(session, false);
+    SaveSchema(session, lock, false);
     Session other{session.platform};
     other.SpecFile = session.SpecFile;
     ReadCommonSection(other);
@@ -48,7 +49,7 @@ TEST_F(SourceSettingsTest, AnAddedKindWritesItsKeysInTheirOrder) {
   session.Table = "t";
   session.Password = "p";
   session.User = "u";
-  SaveSchema(session, false);
+  SaveSchema(session, lock, false);
   EXPECT_EQ(ReadBytes(session.SpecFile),
             "[Common]\r\nProvider=SQLite-Datenbank\r\nDatabase=d\r\nTable=t\r\nToken=p\r\n");
 }
@@ -58,10 +59,10 @@ TEST_F(SourceSettingsTest, ASecretOfAnyKindKeepsANewSpecificationForItsOwner) {
     session.SpecFile = WriteSpecification("Vorlage.IMT", "[Common]\nProvider=SQLite-Datenbank\nDatabase=d\n");
     EXPECT_EQ(::chmod(session.SpecFile.c_str(), 0644), 0);
     ReadCommonSection(session);
-    CreateWorkingCopy(session);
+    CreateWorkingCopy(session, lock);
     session.Password = secret;
     ui.replies.emplace_back(name);
-    SaveSchema(session, true);
+    SaveSchema(session, lock, true);
     struct stat status {};
     EXPECT_EQ(::stat((session.SpecFolder + "/" + name + ".IMP").c_str(), &status), 0);
     DeleteWorkingCopy(session);

@@ -3,12 +3,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <string>
 #include <thread>
 
 #include "kestrel/runtime_error.h"
 #include "platform/base/file.h"
-#include "spec/specification.h"
+#include "platform/profile/profile.h"
+#include "spec/working_copy.h"
 #include "support/expect_error.h"
 #include "support/forked_child.h"
 #include "support/session_fixture.h"
@@ -46,6 +48,10 @@ class WorkingCopy : public SessionFixture {
     other.PersonalNr = session.PersonalNr;
     other.SpecFile = session.ChosenSpecFile;
   }
+
+  WorkingCopyLock lock;
+  // Of the second window.
+  WorkingCopyLock other_lock;
 };
 
 // --- Its name and content -----------------------------------------------------------------------
@@ -64,9 +70,9 @@ TEST_F(WorkingCopy, TwoCopiesInOneHourAndSecondOfDifferentMinutesShareAName) {
 
 TEST_F(WorkingCopy, ALaterCopyOfTheSameNameOverwritesTheEarlier) {
   session.SpecFile = WriteSpecification("a.imp", "[Common]\nDescription=A\n");
-  CreateWorkingCopy(session);
+  CreateWorkingCopy(session, lock);
   session.SpecFile = WriteSpecification("b.imp", "[Common]\nDescription=B\n");
-  CreateWorkingCopy(session);
+  CreateWorkingCopy(session, lock);
   EXPECT_EQ(ReadBytes(session.SpecFile), "[Common]\r\nDescription=B\r\n");
 }
 
@@ -81,7 +87,7 @@ TEST_F(WorkingCopy, CreateWorkingCopyRemembersTheChosenFileAndSwitchesToTheCopy)
   const std::string chosen = WriteSpecification("Kunden.imp", "[Common]\nDescription=Kunden\n");
   ASSERT_EQ(::chmod(chosen.c_str(), 0444), 0);
   session.SpecFile = chosen;
-  CreateWorkingCopy(session);
+  CreateWorkingCopy(session, lock);
   EXPECT_EQ(session.ChosenSpecFile, chosen);
   EXPECT_EQ(session.SpecFile, WorkingCopyName(session));
   EXPECT_EQ(ReadBytes(session.SpecFile), ReadBytes(chosen));
@@ -93,7 +99,7 @@ TEST_F(WorkingCopy, CreateWorkingCopyRemembersTheChosenFileAndSwitchesToTheCopy)
 TEST_F(WorkingCopy, AFailedCopyLeavesTheSessionAsItWas) {
   session.SpecFile = folder.File("Import/missing.imp");
   session.ChosenSpecFile = "before";
-  EXPECT_ERROR(CreateWorkingCopy(session), ErrorNumber::kFileNotFound);
+  EXPECT_ERROR(CreateWorkingCopy(session, lock), ErrorNumber::kFileNotFound);
   EXPECT_EQ(session.SpecFile, folder.File("Import/missing.imp"));
   EXPECT_EQ(session.ChosenSpecFile, "before");
   EXPECT_THAT(Files(), ::testing::IsEmpty()) << "and nothing in the folder";
@@ -120,13 +126,13 @@ TEST_F(WorkingCopy, TheUsersOwnFileIsNeverDeleted) {
 
 TEST_F(WorkingCopy, OfTwoWindowsInOneSecondTheSecondTakesTheNextSecondsName) {
   session.SpecFile = WriteSpecification("a.imp", "[Common]\nDescription=A\n");
-  CreateWorkingCopy(session);
-  session.profiles.Write(session.SpecFile, std::vector<ProfileEdit>{{"Common", "Server", "typed"}});
+  CreateWorkingCopy(session, lock);
+  ProfileStore().Write(session.SpecFile, std::vector<ProfileEdit>{{"Common", "Server", "typed"}});
 
   const TickingClock ticking;  // begins with the second that the first window has
   Session other(Platform{ui, components, ticking});
   Prepare(other);
-  CreateWorkingCopy(other);
+  CreateWorkingCopy(other, other_lock);
   EXPECT_THAT(other.SpecFile, HasSubstr("~0314071020244711.tmp"));
   EXPECT_THAT(ReadBytes(session.SpecFile), HasSubstr("Server=typed")) << "the first window's work";
   DeleteWorkingCopy(other);
@@ -135,23 +141,26 @@ TEST_F(WorkingCopy, OfTwoWindowsInOneSecondTheSecondTakesTheNextSecondsName) {
 
 TEST_F(WorkingCopy, WhereNoNameBecomesFreeTheSecondWindowIsToldAndTheFirstKeepsItsCopy) {
   session.SpecFile = WriteSpecification("a.imp", "[Common]\nDescription=A\n");
-  CreateWorkingCopy(session);
+  CreateWorkingCopy(session, lock);
   Session other(Platform{ui, components, clock});  // whose clock stands still
   Prepare(other);
-  EXPECT_ERROR_TEXT(CreateWorkingCopy(other), ErrorNumber::kFileAlreadyExists, HasSubstr(session.SpecFile));
+  EXPECT_ERROR_TEXT(CreateWorkingCopy(other, other_lock), ErrorNumber::kFileAlreadyExists,
+                    HasSubstr(session.SpecFile));
   EXPECT_EQ(other.SpecFile, session.ChosenSpecFile);
   EXPECT_TRUE(FileExists(session.SpecFile));
 }
 
 TEST_F(WorkingCopy, ANameIsFreeAgainWhenItsWindowHasClosed) {
   session.SpecFile = WriteSpecification("a.imp", "[Common]\nDescription=A\n");
-  CreateWorkingCopy(session);
+  CreateWorkingCopy(session, lock);
   Session other(Platform{ui, components, clock});
   Prepare(other);
   DeleteWorkingCopy(session);
-  CreateWorkingCopy(other);
+  lock.Release();
+  CreateWorkingCopy(other, other_lock);
   EXPECT_EQ(other.SpecFile, WorkingCopyName(other));
   DeleteWorkingCopy(other);
+  other_lock.Release();
   EXPECT_THAT(Files(), ElementsAre("a.imp"));
 }
 
@@ -159,6 +168,7 @@ TEST_F(WorkingCopy, ThreadsThatOpenTheSameSpecificationGetACopyEach) {
   const std::string chosen = WriteSpecification("a.imp", "[Common]\nDescription=A\n");
   const SystemClock now;
   std::vector<std::unique_ptr<Session>> sessions;
+  std::array<WorkingCopyLock, 3> locks;
   for (int i = 0; i < 3; ++i) {
     sessions.push_back(std::make_unique<Session>(Platform{ui, components, now}));
     Prepare(*sessions.back());
@@ -166,7 +176,9 @@ TEST_F(WorkingCopy, ThreadsThatOpenTheSameSpecificationGetACopyEach) {
   }
   {
     std::vector<std::jthread> threads;
-    for (const auto& one : sessions) threads.emplace_back([&one] { CreateWorkingCopy(*one); });
+    for (std::size_t i = 0; i < locks.size(); ++i) {
+      threads.emplace_back([&, i] { CreateWorkingCopy(*sessions[i], locks[i]); });
+    }
   }
   EXPECT_NE(sessions[0]->SpecFile, sessions[1]->SpecFile);
   EXPECT_NE(sessions[1]->SpecFile, sessions[2]->SpecFile);
@@ -180,7 +192,7 @@ TEST_F(WorkingCopy, TheNextStartSweepsTheCopyOfAKilledProgram) {
   int ready[2];
   ASSERT_EQ(::pipe(ready), 0);
   ForkedChild child([&] {
-    CreateWorkingCopy(session);
+    CreateWorkingCopy(session, lock);
     static_cast<void>(::write(ready[1], "x", 1));
     ::pause();
   });
@@ -199,8 +211,8 @@ TEST_F(WorkingCopy, TheNextStartSweepsTheCopyOfAKilledProgram) {
 
 TEST_F(WorkingCopy, ACopyInUseIsNotSweptThoughItsFileHasBeenReplaced) {
   session.SpecFile = WriteSpecification("a.imp", "[Common]\nDescription=A\n");
-  CreateWorkingCopy(session);
-  session.profiles.Write(session.SpecFile, std::vector<ProfileEdit>{{"Common", "Server", "neu"}});
+  CreateWorkingCopy(session, lock);
+  ProfileStore().Write(session.SpecFile, std::vector<ProfileEdit>{{"Common", "Server", "neu"}});
   SweepSpecFolder(session.SpecFolder);
   EXPECT_TRUE(FileExists(session.SpecFile));
 }

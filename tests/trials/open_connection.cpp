@@ -15,6 +15,7 @@
 #include "platform/base/file.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
+#include "spec/working_copy.h"
 
 namespace {
 
@@ -31,7 +32,8 @@ void Import(kestrel::Session& session, const std::string& specification) {
   session.SpecFile = specification;
   session.AppMode = 2;
   kestrel::ReadCommonSection(session);
-  kestrel::CreateWorkingCopy(session);
+  kestrel::WorkingCopyLock lock;
+  kestrel::CreateWorkingCopy(session, lock);
   kestrel::ActiveImport import(session);
   if (!kestrel::CreateImportClass(session)) return;
   session.SourceFieldNames = kestrel::SourceColumnNames(session);

@@ -14,12 +14,12 @@
 
 namespace {
 
-void Open(kestrel::Session& session, const std::string& specification) {
+void Open(kestrel::Session& session, kestrel::WorkingCopyLock& lock, const std::string& specification) {
   session.SpecFolder = kestrel::ParentFolder(specification);
   session.SpecFile = specification;
   session.PersonalNr = "4711";
   kestrel::ReadCommonSection(session);
-  kestrel::CreateWorkingCopy(session);
+  kestrel::CreateWorkingCopy(session, lock);
 }
 
 void Edit(kestrel::Session& session) {
@@ -46,12 +46,13 @@ int main(int count, char** arguments) {
   kestrel::ComponentRegistry components;
   kestrel::SystemClock clock;
   kestrel::Session session({ui, components, clock});
+  kestrel::WorkingCopyLock lock;
   int status = 4;
   kestrel::Trap(
       [&] {
-        Open(session, arguments[1]);
+        Open(session, lock, arguments[1]);
         Edit(session);
-        kestrel::SaveSchema(session, true);
+        kestrel::SaveSchema(session, lock, true);
         std::cout << "saved" << std::endl;
         status = 0;
         kestrel::DeleteWorkingCopy(session);

@@ -59,7 +59,7 @@ std::string WizardFixture::WriteSource(int records) {
 }
 
 std::string WizardFixture::Stored(const char* section, const std::string& key) {
-  return GetIniString(session.profiles, session.SpecFile, section, key, "(fehlt)");
+  return GetIniString(session.SpecFile, section, key, "(fehlt)");
 }
 
 std::vector<std::string> WizardFixture::FilesOfSpecFolder() const {

@@ -4,7 +4,6 @@ namespace kestrel {
 
 Answer MutedUserInterface::MessageBox(std::string_view text, std::string_view title, Icon icon,
                                       Buttons buttons) {
-  ++boxes_;
   if (mutes_ > 0) return buttons == Buttons::kOk ? Answer::kOk : Answer::kNo;
   return shown_.MessageBox(text, title, icon, buttons);
 }

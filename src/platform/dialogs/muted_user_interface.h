@@ -22,9 +22,6 @@ class MutedUserInterface final : public UserInterface {
     MutedUserInterface& ui_;
   };
 
-  // How many boxes were asked for, shown or not.
-  int boxes() const { return boxes_; }
-
   Answer MessageBox(std::string_view text, std::string_view title, Icon icon, Buttons buttons) override;
   std::optional<std::string> InputBox(std::string_view prompt, std::string_view title) override;
   std::optional<std::string> ChooseFile(std::string_view title, std::string_view filter,
@@ -35,7 +32,6 @@ class MutedUserInterface final : public UserInterface {
  private:
   UserInterface& shown_;
   int mutes_ = 0;
-  int boxes_ = 0;
 };
 
 }  // namespace kestrel

@@ -19,7 +19,6 @@ TEST(MutedUserInterface, ShowsBoxesButWhileMuted) {
     EXPECT_EQ(ui.MessageBox("drei", "", Icon::kNone, Buttons::kOk), Answer::kOk);
   }
   ui.MessageBox("vier", "", Icon::kNone, Buttons::kOk);
-  EXPECT_EQ(ui.boxes(), 4);
   ASSERT_EQ(shown.boxes.size(), 2u);
   EXPECT_EQ(shown.boxes[0].text, "eins");
   EXPECT_EQ(shown.boxes[1].text, "vier");
