@@ -45,11 +45,14 @@ class KESTREL_EXPORT Attachments {
   void BeforeQuery() {
     for (const auto& [type, attachment] : attachments_) attachment->BeforeQuery();
   }
-  // Every provider's Close calls this first, and its destructor calls Close. Not under the CallMutex, as an
-  // attachment may wait for a thread that needs it.
-  void Drop() {
+  // Every provider's Close calls this first, and its destructor calls Close. The attachments are flushed without
+  // the CallMutex, as one may wait for a thread that needs it.
+  template <class Connection>
+  void Drop(const Connection& connection) {
     // Dropped even where flushing fails, so that none outlives the connection.
+    std::unique_lock lock(connection.CallMutex());
     const auto leaving = std::exchange(attachments_, {});
+    lock.unlock();
     for (const auto& [type, attachment] : leaving) attachment->Flush();
   }
 

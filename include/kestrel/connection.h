@@ -39,7 +39,7 @@ struct SourceRemark {
 };
 
 // What differs between the databases behind connections.
-enum class Dialect { kOther, kSqlite, kPostgresql };
+enum class Dialect { kOther, kSqlite };
 struct Capabilities {
   // Of the statements that it takes.
   Dialect dialect = Dialect::kOther;

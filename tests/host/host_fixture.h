@@ -79,7 +79,7 @@ class HostFixture : public ::testing::Test {
   }
 
   // For what the two databases say or write in different ways.
-  bool OnPostgres() const { return connection->capabilities().dialect == Dialect::kPostgresql; }
+  bool OnPostgres() const { return connection->capabilities().dialect != Dialect::kSqlite; }
 
   // The rows of a query, values joined by "|", null as "NULL".
   std::vector<std::string> Rows(std::string_view sql) {

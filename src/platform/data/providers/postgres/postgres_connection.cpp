@@ -161,7 +161,7 @@ std::vector<std::string> PostgresConnection::ColumnNames(std::string_view table)
 
 void PostgresConnection::Close() {
   if (session_ == nullptr) return;
-  attachments().Drop();
+  attachments().Drop(*this);
   const std::lock_guard lock(CallMutex());
   // Record sets may keep the session for longer.
   if (session_->InTransaction()) Trap([&] { Run("ROLLBACK"); }, [](const RuntimeError&) {});

@@ -158,7 +158,7 @@ void SqliteConnection::Close() {
     const std::lock_guard lock(database_->Mutex());
     database_->TellOfRows(nullptr);
   }
-  Trap([this] { attachments().Drop(); }, [&](const RuntimeError& error) { failure = error; });
+  Trap([this] { attachments().Drop(*this); }, [&](const RuntimeError& error) { failure = error; });
   {
     // Record sets that are still open keep the file open, but no lock on it.
     const std::lock_guard lock(database_->Mutex());
