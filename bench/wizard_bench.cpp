@@ -137,7 +137,8 @@ void WarmUp() {
   const std::string small = FromQt(folder.filePath("klein.txt"));
   WriteFileAtomically(small, "Name;Ort\r\nMüller;Köln\r\n");
   Prepared prepared(small);
-  frmPrev preview(prepared.session(), nullptr);
+  ImportJob job(prepared.session());
+  frmPrev preview(job, nullptr);
   ShowUntilPainted(preview);
 }
 
@@ -151,7 +152,8 @@ void OpenWithoutWindow(Session& session) {
 }
 
 void OpenPreview(Session& session) {
-  frmPrev preview(session, nullptr);
+  ImportJob job(session);
+  frmPrev preview(job, nullptr);
   ShowUntilPainted(preview);
 }
 

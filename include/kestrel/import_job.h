@@ -49,7 +49,13 @@
 
 namespace kestrel {
 
+class ListLoadedFlags;
+class Recordset;
+struct ConnectResult;
+struct OpenedSource;
 struct Session;
+struct SourceInputs;
+struct SourceKind;
 
 // What is to be imported, and for whom.
 struct ImportOrder {
@@ -152,6 +158,16 @@ class KESTREL_EXPORT ImportJob {
   // `failure` receives the error instead, as CreateImportClass does it.
   void OpenImportClass();
   bool OpenImportClass(std::optional<RuntimeError>* failure);
+  // What page 2 opens apart from the job, a server in another thread, and hands back (sources/source_connection.h).
+  // The kind outlives both; `loaded` are the page's lists.
+  std::function<OpenedSource()> BeginConnect(const SourceKind& kind, const SourceInputs& inputs,
+                                             const ListLoadedFlags& loaded);
+  ConnectResult FinishConnect(const SourceKind& kind, OpenedSource opened, ListLoadedFlags& loaded);
+  // The column names of the source that is connected, and an empty element; what fails is shown.
+  std::vector<std::string> SourceColumns();
+  // The source's records from the first one on, for a window that keeps them, and how many there are; what fails
+  // is shown.
+  std::shared_ptr<Recordset> OpenPreview(std::int64_t& count);
   // Connects to the source and reads its column names. Raises ImportRefused with the reason.
   void OpenSource();
   // Saves the settings of the pages (spec/save_schema.h).

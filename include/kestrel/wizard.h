@@ -51,8 +51,6 @@ class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
   void ShowStep1();
   void ShowStep2();
   void ShowStep3();
-  // The import of the session, step by step; while a page is open.
-  ImportJob& job() { return *job_; }
   // The shared value editor.
   frmTransTbl& ValueEditor();
   // The page that is shown, or null.

@@ -12,7 +12,7 @@
 #include "check/repeated_keys.h"
 #include "component/session.h"
 #include "duplicates/address_kind.h"
-#include "duplicates/duplicates.h"
+#include "duplicates/duplicate_check.h"
 #include "duplicates/kept_columns.h"
 #include "kestrel/data_profile.h"
 #include "kestrel/memory_recordset.h"

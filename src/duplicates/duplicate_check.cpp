@@ -1,6 +1,6 @@
 // The question the run asks of every record, and the keys it rests on.
+#include "duplicates/duplicate_check.h"
 #include "duplicates/address_kind.h"
-#include "duplicates/duplicates.h"
 #include "duplicates/trap_in_function.h"
 #include "kestrel/component_registry.h"
 #include "kestrel/host_components.h"

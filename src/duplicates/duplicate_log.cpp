@@ -4,7 +4,7 @@
 #include <array>
 #include <cerrno>
 
-#include "duplicates/duplicates.h"
+#include "duplicates/duplicate_check.h"
 #include "kestrel/clock.h"
 #include "kestrel/date.h"
 #include "log/import_log.h"

@@ -3,7 +3,7 @@
 #include <mutex>
 #include <span>
 
-#include "duplicates/duplicates.h"
+#include "duplicates/duplicate_check.h"
 #include "duplicates/trap_in_function.h"
 #include "kestrel/absent_values.h"
 #include "kestrel/connection.h"

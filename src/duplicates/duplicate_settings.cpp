@@ -1,6 +1,6 @@
 // The settings of the duplicate check: those of the specification and those of the host.
 #include "duplicates/address_kind.h"
-#include "duplicates/duplicates.h"
+#include "duplicates/duplicate_check.h"
 #include "duplicates/trap_in_function.h"
 #include "kestrel/component_registry.h"
 #include "kestrel/host_components.h"

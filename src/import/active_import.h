@@ -16,7 +16,7 @@
 #pragma once
 
 #include "component/session.h"
-#include "duplicates/duplicates.h"
+#include "duplicates/duplicate_check.h"
 #include "log/import_log.h"
 #include "platform/profile/profile.h"
 

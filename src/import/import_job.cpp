@@ -303,6 +303,15 @@ SourceEnd ImportJob::Steps::Preview(std::int64_t most, const PreviewSink& show) 
   return reader.end();
 }
 
+RecordsetPtr ImportJob::Steps::OpenPreview(std::int64_t& count) {
+  SourceReader reader(session_);
+  reader.OpenSourceRecordset();
+  RecordsetPtr records = reader.SourceMoveFirst();
+  count = reader.SourceRecordCount();
+  reader.CloseSource();
+  return records;
+}
+
 // --- Running ------------------------------------------------------------------------------------
 
 const RunResult& ImportJob::Steps::Run(RunView& view, RunMode mode) {
@@ -409,6 +418,15 @@ void ImportJob::OpenImportClass() { steps_->OpenImportClass(); }
 bool ImportJob::OpenImportClass(std::optional<RuntimeError>* failure) {
   return steps_->OpenImportClass(failure);
 }
+SourceOpening ImportJob::BeginConnect(const SourceKind& kind, const SourceInputs& inputs,
+                                      const ListLoadedFlags& loaded) {
+  return steps_->BeginConnect(kind, inputs, loaded);
+}
+ConnectResult ImportJob::FinishConnect(const SourceKind& kind, OpenedSource opened, ListLoadedFlags& loaded) {
+  return steps_->FinishConnect(kind, std::move(opened), loaded);
+}
+std::vector<std::string> ImportJob::SourceColumns() { return steps_->SourceColumns(); }
+RecordsetPtr ImportJob::OpenPreview(std::int64_t& count) { return steps_->OpenPreview(count); }
 void ImportJob::OpenSource() { steps_->OpenSource(); }
 void ImportJob::SaveSchema(bool Commit) { steps_->SaveSchema(Commit); }
 std::vector<bool> ImportJob::AssignFields(std::string* failure) { return steps_->AssignFields(failure); }

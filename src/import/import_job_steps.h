@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "component/import_class.h"
@@ -15,6 +16,8 @@
 #include "kestrel/import_job.h"
 #include "platform/dialogs/muted_user_interface.h"
 #include "sources/piped_source.h"
+#include "sources/source_connection.h"
+#include "sources/source_reader.h"
 #include "spec/working_copy.h"
 
 namespace kestrel {
@@ -43,6 +46,15 @@ class __attribute__((visibility("hidden"))) ImportJob::Steps {
   void Choose(const std::string& path);
   void OpenImportClass();
   bool OpenImportClass(std::optional<RuntimeError>* failure);
+  SourceOpening BeginConnect(const SourceKind& kind, const SourceInputs& inputs,
+                             const ListLoadedFlags& loaded) {
+    return kestrel::BeginConnect(session_, kind, inputs, loaded);
+  }
+  ConnectResult FinishConnect(const SourceKind& kind, OpenedSource opened, ListLoadedFlags& loaded) {
+    return kestrel::FinishConnect(session_, kind, std::move(opened), loaded);
+  }
+  std::vector<std::string> SourceColumns() { return SourceColumnNames(session_); }
+  RecordsetPtr OpenPreview(std::int64_t& count);
   void OpenSource();
   void SaveSchema(bool Commit);
   std::vector<bool> AssignFields(std::string* failure);

@@ -538,18 +538,12 @@ void ImportRun::Activate() {
   ImportStart();
 }
 
-bool ImportRun::RequestClose() {
-  if (!finished_) abort_requested_ = true;
-  return finished_;
-}
-
 void ImportRun::ImportStart() {
   RejectView reject_view(view_, import_.session(), rejects_);
   const bool keeps_rejects = settings_.keep_rejects || !settings_.rejects_file.empty();
   RunView& view = keeps_rejects ? static_cast<RunView&>(reject_view) : view_;
   RunSteps steps(import_, view, settings_, keeps_rejects ? &reject_view : nullptr, rejects_, abort_requested_);
   result_ = steps.Execute();
-  finished_ = true;
   steps.errors().Try([&] { view_.CloseWindow(); });
   steps.errors().Try([&] { DeleteWorkingCopy(import_.session()); });
   import_.End();

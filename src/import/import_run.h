@@ -26,12 +26,9 @@ class ImportRun {
   // First activation of the window: runs the import and ends it. Later calls, also from within the run, do
   // nothing. Raises nothing: what fails is counted and logged.
   void Activate();
-  // A request to close: true when the window may close (the run has finished), otherwise the abort is
-  // noted and the close refused.
-  bool RequestClose();
+  // The run ends at the start of its next round.
   void RequestAbort() { abort_requested_ = true; }
-  bool finished() const { return finished_; }
-  // Complete once finished.
+  // Complete when the view is told to close.
   const RunResult& result() const { return result_; }
   // What was not stored, once; null where it was not to be kept, or could not be.
   std::unique_ptr<Rejects> TakeRejects();
@@ -46,7 +43,6 @@ class ImportRun {
   std::unique_ptr<Rejects> rejects_;
   bool first_activation_ = true;
   bool abort_requested_ = false;
-  bool finished_ = false;
   RunResult result_;
 };
 

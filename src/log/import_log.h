@@ -68,10 +68,6 @@ class ImportLogs {
   bool WriteErrorProtocol(std::int64_t error_number, std::string_view error_text, std::string_view context,
                           std::string_view member, const LogDetails& details = {});
 
-  // What CreateProtokoll answered; empty where the log has not been created.
-  const std::string& error_log_key() const { return error_log_.key; }
-  const std::string& duplicate_log_key() const { return duplicate_log_.key; }
-
   // Releases both logs; a row written afterwards would create a new one.
   void Close();
 

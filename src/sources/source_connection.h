@@ -63,19 +63,18 @@ struct ConnectResult {
 
 // Stops without action when the kind has no connection, a required input is empty or the kind's list is loaded;
 // else drops the shared connection, opens a new one, lists the tables and sets the flag. Nothing is raised.
-KESTREL_INTERNAL ConnectResult Connect(Session& session, const SourceKind& kind, const SourceInputs& inputs,
-                                       ListLoadedFlags& loaded, const ConnectionOpener& open = OpenConnection);
+ConnectResult Connect(Session& session, const SourceKind& kind, const SourceInputs& inputs,
+                      ListLoadedFlags& loaded, const ConnectionOpener& open = OpenConnection);
 
 // The same in two steps, for whoever waits for a server in another thread. Begin stops or drops the shared
 // connection as told above; what it returns, empty where it stopped, opens the new one and lists the tables,
 // touches no session, raises nothing and is called once, in whatever thread. Finish takes the result. The kind
 // outlives both.
 using SourceOpening = std::function<OpenedSource()>;
-KESTREL_INTERNAL SourceOpening BeginConnect(Session& session, const SourceKind& kind,
-                                            const SourceInputs& inputs, const ListLoadedFlags& loaded,
-                                            const ConnectionOpener& open = OpenConnection);
-KESTREL_INTERNAL ConnectResult FinishConnect(Session& session, const SourceKind& kind, OpenedSource opened,
-                                             ListLoadedFlags& loaded);
+SourceOpening BeginConnect(Session& session, const SourceKind& kind, const SourceInputs& inputs,
+                           const ListLoadedFlags& loaded, const ConnectionOpener& open = OpenConnection);
+ConnectResult FinishConnect(Session& session, const SourceKind& kind, OpenedSource opened,
+                            ListLoadedFlags& loaded);
 
 // Drops the shared connection.
 void ResetConnection(Session& session);

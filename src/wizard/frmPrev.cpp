@@ -6,9 +6,10 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "component/session.h"
+#include "kestrel/import_job.h"
 #include "kestrel/user_interface.h"
 #include "mapping/field_assignment.h"
-#include "sources/source_reader.h"
 #include "wizard/button_row.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
@@ -23,7 +24,7 @@ constexpr int kWidestColumn = 50;  // characters
 
 }  // namespace
 
-frmPrev::frmPrev(Session& session, QWidget* parent) : QDialog(parent), session_(session) {
+frmPrev::frmPrev(ImportJob& job, QWidget* parent) : QDialog(parent), job_(job) {
   setObjectName("frmPrev");
   setWindowTitle("Datenquelle testen");
   TDBList1_ = new QTableView(this);
@@ -52,11 +53,8 @@ frmPrev::frmPrev(Session& session, QWidget* parent) : QDialog(parent), session_(
   RememberSize(this, "preview");
   connect(close, &QPushButton::clicked, this, &QDialog::accept);
 
-  SourceReader reader(session_);
-  reader.OpenSourceRecordset();
-  const RecordsetPtr source = reader.SourceMoveFirst();
-  const std::int64_t records = reader.SourceRecordCount();
-  reader.CloseSource();
+  std::int64_t records = 0;
+  const RecordsetPtr source = job_.OpenPreview(records);
   if (source == nullptr) return;
   count->setText(QLocale(QLocale::German).toString(static_cast<qlonglong>(records)) + " Datensätze");
   if (source->ColumnCount() == 1) {
@@ -68,7 +66,7 @@ frmPrev::frmPrev(Session& session, QWidget* parent) : QDialog(parent), session_(
 
 void frmPrev::ShowAsGrid(const RecordsetPtr& source) {
   QStringList captions;
-  for (const std::string& name : OfferedSourceFields(SourceColumnNames(session_))) captions << ToQt(name);
+  for (const std::string& name : OfferedSourceFields(job_.SourceColumns())) captions << ToQt(name);
   model_.SetRecordset(source, captions);
   FitColumns(*TDBList1_, kWidestColumn);
   if (model_.rowCount() > 0) TDBList1_->selectRow(0);
@@ -87,7 +85,7 @@ void frmPrev::ShowAsText(const RecordsetPtr& source) {
         }
       },
       [&](const RuntimeError& error) {
-        session_.platform.ui.MessageBox("Fehler: " + error.Description(), "", Icon::kNone, Buttons::kOk);
+        job_.session().platform.ui.MessageBox("Fehler: " + error.Description(), "", Icon::kNone, Buttons::kOk);
       });
   txtPrev_->setPlainText(ToQt(text));
   txtPrev_->setFocus();

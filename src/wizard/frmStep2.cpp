@@ -204,15 +204,14 @@ QComboBox* frmStep2::ListOf(const SourceKind* kind) const {
 
 void frmStep2::Connect(const SourceKind* kind, std::function<void()> then) {
   if (QComboBox* list = ListOf(kind)) {
-    const SourceInputs inputs = InputsOfPage(*kind, Values());
-    if (kind->place == SourcePlace::kServer) {
-      if (SourceOpening opening = BeginConnect(session_, *kind, inputs, loaded_)) {
-        WaitFor(*kind, std::move(opening), std::move(then));
-        return;
-      }
-    } else {
+    SourceOpening opening = job_.BeginConnect(*kind, InputsOfPage(*kind, Values()), loaded_);
+    if (opening && kind->place == SourcePlace::kServer) {
+      WaitFor(*kind, std::move(opening), std::move(then));
+      return;
+    }
+    if (opening) {
       const WaitCursor wait;
-      FillTables(*list, kestrel::Connect(session_, *kind, inputs, loaded_));
+      FillTables(*list, job_.FinishConnect(*kind, opening(), loaded_));
     }
   }
   then();
@@ -245,7 +244,7 @@ void frmStep2::LookForServer() {
   OpenedSource opened = server_.get();
   // Closed meanwhile: nothing follows any more.
   if (!isVisible()) return;
-  FillTables(*ListOf(kind_of_server_), FinishConnect(session_, *kind_of_server_, std::move(opened), loaded_));
+  FillTables(*ListOf(kind_of_server_), job_.FinishConnect(*kind_of_server_, std::move(opened), loaded_));
   SetWaiting(false);
   std::exchange(after_server_, nullptr)();
 }
@@ -379,7 +378,7 @@ void frmStep2::ShowPreview() {
   std::unique_ptr<frmPrev> preview;
   {
     const WaitCursor wait;
-    preview = std::make_unique<frmPrev>(session_, this);
+    preview = std::make_unique<frmPrev>(job_, this);
   }
   preview->exec();
 }

@@ -208,7 +208,7 @@ void frmStep3::Load() {
 void frmStep3::FillImportFieldList() {
   // An unknown provider leaves the list as it was.
   if (KindOf(session_) != nullptr) {
-    guard_.Run([&] { session_.SourceFieldNames = SourceColumnNames(session_); });
+    guard_.Run([&] { session_.SourceFieldNames = job_.SourceColumns(); });
   }
   cboImportFeld_->clear();
   cboImportFeld_->addItem("");

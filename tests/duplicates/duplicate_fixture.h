@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "duplicates/duplicates.h"
+#include "duplicates/duplicate_check.h"
 #include "kestrel/host_components.h"
 #include "log/import_log.h"
 #include "support/noting_connection.h"

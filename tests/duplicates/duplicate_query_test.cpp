@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "duplicates/duplicates.h"
+#include "duplicates/duplicate_check.h"
 
 namespace kestrel {
 namespace {

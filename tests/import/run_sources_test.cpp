@@ -135,7 +135,7 @@ TEST_F(RunSourcesTest, ASourceOfUnknownKindHasNoRecords) {
   const RunResult& result = Run();
   EXPECT_EQ(result.records, 0);
   EXPECT_THAT(stored, IsEmpty());
-  EXPECT_TRUE(run.finished());
+  EXPECT_EQ(view.closes, 1);
 }
 
 TEST_F(RunSourcesTest, AMissingTextFileIsToldAndHasNoRecords) {

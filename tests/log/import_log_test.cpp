@@ -62,7 +62,6 @@ TEST_F(ImportLogTest, AnErrorCreatesTheLogAndWritesOneRow) {
                   "Call AddNewRecord()",
                   R"x(Call SetField(10, 0, ByRef "Fehler: 3000 Feld fehlt (ImportRecord/ImportStart)"))x",
                   "Call UpdateRecord()"));
-  EXPECT_EQ(logs.error_log_key(), "P1");
   EXPECT_THAT(ui.boxes, IsEmpty());
 }
 
@@ -138,7 +137,6 @@ TEST_F(ImportLogTest, ALogWithAKeyIsNotCreatedAgain) {
   log->Forget();
   logs.CreateProtocol(kErrorLogTitle, kErrorLogList, "07.03.2024", "d", "f", "s");
   EXPECT_THAT(log->calls(), IsEmpty());
-  EXPECT_EQ(logs.error_log_key(), "P1");
 }
 
 TEST_F(ImportLogTest, ClosedLogsAreReleasedAndTheNextErrorCreatesANewOne) {
@@ -147,11 +145,9 @@ TEST_F(ImportLogTest, ClosedLogsAreReleasedAndTheNextErrorCreatesANewOne) {
   logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
   EXPECT_GT(log.use_count(), unused);
   logs.Close();
-  EXPECT_EQ(logs.error_log_key(), "");
   EXPECT_EQ(log.use_count(), unused);
   logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
   EXPECT_EQ(log->CountOf("CreateProtokoll"), 2U);
-  EXPECT_EQ(logs.error_log_key(), "P2");
 }
 
 // --- The duplicate log ---
@@ -184,8 +180,6 @@ TEST_F(ImportLogTest, TheTwoLogsHaveTheirOwnKeysAndObjects) {
   logs.AddDoubletProtocolColumns("m", "f", "v");
   logs.WriteErrorProtocol(2, "b", "ImportStart", "GetNewRecord");
   ASSERT_THAT(made, SizeIs(2));
-  EXPECT_EQ(logs.error_log_key(), "P1");
-  EXPECT_EQ(logs.duplicate_log_key(), "P2");
   EXPECT_EQ(made[0]->CountOf("AddNewRecord"), 2U);
   EXPECT_EQ(made[1]->CountOf("AddNewRecord"), 1U);
 }
@@ -202,7 +196,6 @@ TEST_F(ImportLogTest, WithoutALogComponentCreatingAndWritingBothTellAndTheNextRo
                                   "Protokoll konnte nicht erzeugt werden. Kein Protokoll installiert"),
                           StopBox("AddProtocolColumn",
                                   "Fehler beim Erzeugen der Protokollzeile. Objektvariable nicht festgelegt")));
-  EXPECT_EQ(logs.error_log_key(), "");
 
   const auto log = AddLog();
   ui.boxes.clear();
@@ -219,7 +212,6 @@ TEST_F(ImportLogTest, AFailingCreateProtokollLeavesNoKeyAndNoRow) {
               ElementsAre(StopBox("CreateProtocol", "Protokoll konnte nicht erzeugt werden. Platte voll"),
                           StopBox("AddProtocolColumn",
                                   "Fehler beim Erzeugen der Protokollzeile. Objektvariable nicht festgelegt")));
-  EXPECT_EQ(logs.error_log_key(), "");
   EXPECT_EQ(log->CountOf("AddNewRecord"), 0U);
 }
 
@@ -250,7 +242,6 @@ TEST_P(FailingRowTest, TellsAndGoesOn) {
   const auto box = StopBox("AddProtocolColumn", "Fehler beim Erzeugen der Protokollzeile. Platte voll");
   logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
   EXPECT_THAT(ui.boxes, ElementsAre(box));
-  EXPECT_EQ(logs.error_log_key(), "P1");
 
   logs.CreateDoubletProtocol(kDuplicateLogTitle, kDuplicateLogList, "d", "d", "f", "s");
   logs.AddDoubletProtocolColumns("m", "f", "v");
@@ -291,7 +282,6 @@ TEST_F(ImportLogTest, AnUnknownPersonnelNumberGivesAnEmptyNameAndTheLogIsCreated
   session.PersonalNr = "0";
   logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
   EXPECT_EQ(log->calls()[0].arguments[2], Value(""));
-  EXPECT_EQ(logs.error_log_key(), "P1");
 }
 
 TEST_F(ImportLogTest, AQuoteInThePersonnelNumberStandsInTheQueryAsItIs) {

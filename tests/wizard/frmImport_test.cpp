@@ -3,6 +3,7 @@
 
 #include <QPushButton>
 
+#include "kestrel/import_job.h"
 #include "kestrel/open_connection.h"
 #include "mapping/field_assignment.h"
 #include "platform/base/file.h"
@@ -70,7 +71,8 @@ class RunWindowTest : public testing::WizardFixture {
  protected:
   void Prepare(int records) {
     OpenStep3(TextSpecification(WriteSource(records), "[FieldAssignments]\nName=FIELD:Name\n"));
-    window = std::make_unique<frmImport>(wizard.job(), nullptr);
+    job = std::make_unique<ImportJob>(session);
+    window = std::make_unique<frmImport>(*job, nullptr);
   }
   // A log component, and an import class that tells an error after each call.
   std::shared_ptr<testing::RecordingObject> UseLog() {
@@ -88,6 +90,7 @@ class RunWindowTest : public testing::WizardFixture {
   double Percent() const { return 100.0 * Bar().value() / Bar().maximum(); }
   std::size_t Runs() const { return import_class->CountOf("BeforeImport"); }
 
+  std::unique_ptr<ImportJob> job;
   std::unique_ptr<frmImport> window;
 };
 

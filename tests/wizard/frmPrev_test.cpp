@@ -1,6 +1,7 @@
 // The preview: grid or text, and what stands in it.
 #include "wizard/frmPrev.h"
 
+#include "kestrel/import_job.h"
 #include "wizard/wizard_fixture.h"
 
 namespace kestrel {
@@ -20,7 +21,7 @@ class PreviewTest : public testing::WizardFixture {
   }
   void Open(const std::string& bytes) {
     session.FileName = folder.Write("quelle.txt", bytes);
-    preview = std::make_unique<frmPrev>(session, nullptr);
+    preview = std::make_unique<frmPrev>(job, nullptr);
     preview->show();
   }
   static std::string Lines(int count, const std::string& rest) {
@@ -38,6 +39,7 @@ class PreviewTest : public testing::WizardFixture {
     return captions;
   }
 
+  ImportJob job{session};
   std::unique_ptr<frmPrev> preview;
 };
 
@@ -85,7 +87,7 @@ TEST_F(PreviewTest, AnEmptySourceOfOneColumnShowsAnEmptyTextBox) {
 
 TEST_F(PreviewTest, ASourceThatCannotBeReadIsToldByTheReaderAndTheWindowOpens) {
   session.FileName = folder.File("fehlt.txt");
-  preview = std::make_unique<frmPrev>(session, nullptr);
+  preview = std::make_unique<frmPrev>(job, nullptr);
   preview->show();
   EXPECT_TRUE(preview->isVisible());
   ASSERT_THAT(ui.boxes, ::testing::Not(IsEmpty()));

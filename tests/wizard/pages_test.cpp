@@ -163,7 +163,7 @@ class PagesTest : public testing::WizardFixture {
     pages.push_back(std::make_unique<frmStep2>(job, wizard));
     pages.push_back(std::make_unique<frmStep3>(job, wizard));
     pages.push_back(std::make_unique<frmQuestionDlg>(nullptr));
-    pages.push_back(std::make_unique<frmPrev>(session, nullptr));
+    pages.push_back(std::make_unique<frmPrev>(job, nullptr));
     pages.push_back(std::make_unique<frmTransTbl>(session));
     pages.push_back(std::make_unique<frmImport>(job, nullptr));
   }
