@@ -8,12 +8,10 @@ namespace kestrel::host {
 
 namespace {
 
-// What U+00C0 to U+017F become; empty for signs.
-constexpr std::array<std::string_view, 0x180 - 0xC0> kLatin = {
+// What U+00C0 to U+00DF and U+0100 to U+017F become; empty for signs.
+constexpr std::array<std::string_view, 0x20 + 0x80> kLatin = {
     "A", "A", "A",  "A",  "AE", "A", "AE", "C", "E",  "E", "E", "E", "I",  "I", "I",  "I",   // U+00C0
     "D", "N", "O",  "O",  "O",  "O", "OE", "",  "OE", "U", "U", "U", "UE", "Y", "TH", "SS",  // U+00D0
-    "A", "A", "A",  "A",  "AE", "A", "AE", "C", "E",  "E", "E", "E", "I",  "I", "I",  "I",   // U+00E0
-    "D", "N", "O",  "O",  "O",  "O", "OE", "",  "OE", "U", "U", "U", "UE", "Y", "TH", "Y",   // U+00F0
     "A", "A", "A",  "A",  "A",  "A", "C",  "C", "C",  "C", "C", "C", "C",  "C", "D",  "D",   // U+0100
     "D", "D", "E",  "E",  "E",  "E", "E",  "E", "E",  "E", "E", "E", "G",  "G", "G",  "G",   // U+0110
     "G", "G", "G",  "G",  "H",  "H", "H",  "H", "I",  "I", "I", "I", "I",  "I", "I",  "I",   // U+0120
@@ -23,6 +21,12 @@ constexpr std::array<std::string_view, 0x180 - 0xC0> kLatin = {
     "S", "S", "T",  "T",  "T",  "T", "T",  "T", "U",  "U", "U", "U", "U",  "U", "U",  "U",   // U+0160
     "U", "U", "U",  "U",  "W",  "W", "Y",  "Y", "Y",  "Z", "Z", "Z", "Z",  "Z", "Z",  "S",   // U+0170
 };
+
+// What a code point from U+00C0 to U+017F becomes. The small letters of Latin 1 stand 32 behind the capital ones.
+constexpr std::string_view Latin(char32_t code_point) {
+  if (code_point == 0xFF) return "Y";
+  return kLatin[code_point - (code_point < 0xE0 ? 0xC0 : 0xE0)];
+}
 
 constexpr std::array<char, 128> MakeAscii() {
   std::array<char, 128> table{};
@@ -65,9 +69,9 @@ void AppendFolded(std::string& folded, std::string_view text) {
       continue;
     }
     const char32_t code_point = NextCodePoint(text, position);
-    if (code_point >= 0xC0 && code_point < 0x180 && !kLatin[code_point - 0xC0].empty()) {
+    if (code_point >= 0xC0 && code_point < 0x180 && !Latin(code_point).empty()) {
       begin_letter();
-      folded += kLatin[code_point - 0xC0];
+      folded += Latin(code_point);
     } else if (code_point == 0x1E9E) {  // the capital ß
       begin_letter();
       folded += "SS";

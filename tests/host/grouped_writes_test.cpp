@@ -11,6 +11,7 @@
 #include "support/eventually.h"
 #include "support/expect_error.h"
 #include "support/forked_child.h"
+#include "support/noting_member.h"
 #include "support/temp_folder.h"
 
 namespace kestrel::host {
@@ -18,21 +19,9 @@ namespace kestrel::host {
 using Record = GroupedWrites::Record;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using testing::NotingMember;
 
 namespace {
-
-// Notes what becomes of its groups.
-class NotingMember : public GroupMember {
- public:
-  void GroupCommitted() override { ++stood; }
-  bool GroupLost(const RuntimeError& reason) override {
-    losses.push_back(reason.Description());
-    return false;
-  }
-
-  int stood = 0;
-  std::vector<std::string> losses;
-};
 
 class Grouped : public ::testing::Test {
  protected:

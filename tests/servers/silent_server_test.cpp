@@ -8,8 +8,8 @@
 
 #include "kestrel/pipeline.h"
 #include "servers/postgres_fixture.h"
-#include "storage/grouped_writes.h"
 #include "support/expect_error.h"
+#include "support/noting_member.h"
 #include "support/scripted_watch.h"
 
 namespace kestrel {
@@ -146,16 +146,7 @@ TEST_F(SilentServer, ThatNeverGreetsIsGivenUpAfterTheTimeAskedFor) {
 }
 
 TEST_F(SilentServer, ThatIsGoneLetsAConnectionWithAnOpenGroupEnd) {
-  class Member final : public host::GroupMember {
-   public:
-    void GroupCommitted() override { ++stood; }
-    bool GroupLost(const RuntimeError& reason) override {
-      losses.push_back(reason.Description());
-      return false;
-    }
-    int stood = 0;
-    std::vector<std::string> losses;
-  } member;
+  testing::NotingMember member;
   connection->Execute("CREATE TABLE t (a int)");
   ConnectionPtr other = Connect();
   host::GroupedWrites::Of(*other).Store(member, host::GroupedWrites::Record::kOneStatement,

@@ -147,13 +147,8 @@ StoredQueries::StoredQueries(const JetFilePtr& file, const Catalog& catalog) {
   if (const auto loss = table.Loss(entry->name); loss && table.LacksPages()) {
     throw FormatError("Die Abfragen der Datei sind nicht mehr vollständig. " + loss->Description());
   }
-  const std::size_t object = table.RequireColumn("ObjectId");
-  const std::size_t attribute = table.RequireColumn("Attribute");
-  const std::size_t order = table.RequireColumn("Order");
-  const std::size_t name1 = table.RequireColumn("Name1");
-  const std::size_t name2 = table.RequireColumn("Name2");
-  const std::size_t expression = table.RequireColumn("Expression");
-  const std::size_t flag = table.RequireColumn("Flag");
+  const auto [object, attribute, order, name1, name2, expression, flag] =
+      table.RequireColumns({"ObjectId", "Attribute", "Order", "Name1", "Name2", "Expression", "Flag"});
   const auto number = [&](std::size_t column) {
     return static_cast<std::int32_t>(LeadingWholeNumber(table.Text(column)));
   };

@@ -1,6 +1,7 @@
 // Walks the rows of one stored table.
 #pragma once
 
+#include <array>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,6 +30,12 @@ class TableReader {
   // The first column of that name, case ignored; RequireColumn raises 3000 where the table lacks it.
   std::optional<std::size_t> FindColumn(std::string_view name) const;
   std::size_t RequireColumn(std::string_view name) const;
+  template <std::size_t kCount>
+  std::array<std::size_t, kCount> RequireColumns(const std::string_view (&names)[kCount]) const {
+    std::array<std::size_t, kCount> columns{};
+    for (std::size_t i = 0; i < kCount; ++i) columns[i] = RequireColumn(names[i]);
+    return columns;
+  }
 
   // Makes a row (below RowCount()) the current one. Raises 3000 for a damaged row.
   void GoTo(std::size_t row);

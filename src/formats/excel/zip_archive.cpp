@@ -12,9 +12,7 @@ namespace kestrel::excel {
 
 namespace {
 
-constexpr std::uint32_t kPartMark = 0x04034B50;
-constexpr std::uint32_t kEntryMark = 0x02014B50;
-constexpr std::uint32_t kEndMark = 0x06054B50;
+enum Mark : std::uint32_t { kPartMark = 0x04034B50, kEntryMark = 0x02014B50, kEndMark = 0x06054B50 };
 constexpr std::size_t kPartHead = 30;
 constexpr std::size_t kEntryHead = 46;
 constexpr std::size_t kEndSize = 22;

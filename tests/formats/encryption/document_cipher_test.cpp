@@ -43,15 +43,19 @@ std::string FilePass(const std::string& name) {
 
 }  // namespace
 
-TEST(OfficeCrypto, AgileEncryptionOpensWithItsPasswordOnly) {
-  Container container = ReadContainer("kunden_agile.xlsx", kAgileVersion);
-  container.info.resize(container.info.find("</encryption>") + 13);
-  EXPECT_TRUE(IsAgile(BytesOf(container.info)));
+void ExpectOpensWithItsPasswordOnly(Container& container) {
   EXPECT_EQ(OpenCipher(BytesOf(container.info), "falsch"), nullptr);
   const auto cipher = OpenCipher(BytesOf(container.info), kDefaultPassword);
   ASSERT_NE(cipher, nullptr);
   cipher->Decrypt(0, container.segment);
   EXPECT_EQ(container.segment.substr(0, 4), "PK\x03\x04");
+}
+
+TEST(OfficeCrypto, AgileEncryptionOpensWithItsPasswordOnly) {
+  Container container = ReadContainer("kunden_agile.xlsx", kAgileVersion);
+  container.info.resize(container.info.find("</encryption>") + 13);
+  EXPECT_TRUE(IsAgile(BytesOf(container.info)));
+  ExpectOpensWithItsPasswordOnly(container);
 }
 
 TEST(OfficeCrypto, APasswordIsNotHashedForLongerThanAPersonWaits) {
@@ -71,11 +75,7 @@ TEST(OfficeCrypto, APasswordIsNotHashedForLongerThanAPersonWaits) {
 TEST(OfficeCrypto, StandardEncryptionOpensWithItsPasswordOnly) {
   Container container = ReadContainer("kunden_standard.xlsx", kStandardVersion);
   EXPECT_FALSE(IsAgile(BytesOf(container.info)));
-  EXPECT_EQ(OpenCipher(BytesOf(container.info), "falsch"), nullptr);
-  const auto cipher = OpenCipher(BytesOf(container.info), kDefaultPassword);
-  ASSERT_NE(cipher, nullptr);
-  cipher->Decrypt(0, container.segment);
-  EXPECT_EQ(container.segment.substr(0, 4), "PK\x03\x04");
+  ExpectOpensWithItsPasswordOnly(container);
 }
 
 TEST(OfficeCrypto, Rc4WithKeysByTheSystemOpensWithItsPasswordOnly) {

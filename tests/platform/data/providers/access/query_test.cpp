@@ -422,19 +422,20 @@ TEST_F(AccessQuery, FormFieldsAreRefused) {
               ::testing::AllOf(HasSubstr("'Forms!Suche!Nr'"), HasSubstr("nur in Access gibt. Bitte")));
 }
 
+// Why a query cannot be read.
+std::string ErrorOf(Connection& connection, const std::string& query) {
+  std::string description;
+  Trap([&] { connection.OpenRecordset("SELECT * From " + query); },
+       [&](const RuntimeError& error) { description = error.Description(); });
+  return description;
+}
+
 TEST_F(AccessQuery, QueriesWithoutRowsAreRefusedWithTheReason) {
   Add("Kreuz", {{kSource, {}, "", "Kunden"}}, 6, 16);
   Add("Ändern", {{kSource, {}, "", "Kunden"}}, 4, 48);
   Add("Server", {}, 8, 112);
   const ConnectionPtr connection = Open();
-  const auto error = [&](const std::string& name) -> std::string {
-    try {
-      connection->OpenRecordset("SELECT * From " + name);
-    } catch (const RuntimeError& failure) {
-      return failure.Description();
-    }
-    return "";
-  };
+  const auto error = [&](const std::string& name) { return ErrorOf(*connection, name); };
   EXPECT_THAT(error("Kreuz"), ::testing::AllOf(HasSubstr("'Kreuz'"), HasSubstr("Kreuztabelle"),
                                                HasSubstr("Tabellenerstellungsabfrage")));
   EXPECT_THAT(error("Ändern"), HasSubstr("ändert Daten"));
@@ -454,9 +455,7 @@ TEST_F(AccessQuery, WhatCannotBeRunIsToldInSentencesWithAWayOut) {
   AddSql("Halb", "Select Nr From Kunden Where (Nr = 1");
   const ConnectionPtr connection = Open();
   for (const std::string name : {"Kreuz", "Anlegen", "Ändern", "Server", "Text", "Funktion", "Frage", "Halb"}) {
-    std::string error;
-    Trap([&] { connection->OpenRecordset("SELECT * From " + name); },
-         [&](const RuntimeError& failure) { error = failure.Description(); });
+    const std::string error = ErrorOf(*connection, name);
     EXPECT_THAT(error, ::testing::StartsWith("Die Abfrage '" + name + "' kann nicht gelesen werden: "));
     EXPECT_THAT(error, ::testing::AnyOf(HasSubstr(". Bitte "), HasSubstr(". Nötig ist "))) << name;
     EXPECT_THAT(error, ::testing::EndsWith("."));
@@ -476,14 +475,7 @@ TEST_F(AccessQuery, MistakesAreToldInWords) {
   AddSql("H", "Select Nr From Kunden In 'C:\\x.mdb'");
   AddSql("I", "Select CInt(Name) From Kunden");
   const ConnectionPtr connection = Open();
-  const auto error = [&](const std::string& name) -> std::string {
-    try {
-      connection->OpenRecordset("SELECT * From " + name);
-    } catch (const RuntimeError& failure) {
-      return failure.Description();
-    }
-    return "";
-  };
+  const auto error = [&](const std::string& name) { return ErrorOf(*connection, name); };
   EXPECT_THAT(error("A"), ::testing::AllOf(HasSubstr("'A'"), HasSubstr("'meinefunktion'")));
   EXPECT_THAT(error("B"), HasSubstr("nur verknüpft"));
   EXPECT_THAT(error("C"), HasSubstr("mehr als einer Tabelle"));
