@@ -8,6 +8,7 @@
 #include "storage/field_error.h"
 #include "storage/grouped_writes.h"
 #include "storage/index_repair.h"
+#include "storage/missing_rights.h"
 #include "storage/sqlite_settings.h"
 
 namespace kestrel::host {
@@ -23,6 +24,7 @@ void TableImporter::Bind(Members& members) {
   members.Method("BeforeImport", &TableImporter::BeforeImport);
   members.Method("GetNewRecord", &TableImporter::GetNewRecord);
   members.Method("ImportRecord", &TableImporter::ImportRecord);
+  members.Method("CheckDestination", &TableImporter::CheckDestination);
   members.Method("CheckRecord", &TableImporter::CheckRecord);
   members.Method("NextLateError", &TableImporter::NextLateError);
   members.Method("AfterImport", &TableImporter::AfterImport);
@@ -84,11 +86,13 @@ std::string TableImporter::Told(const RuntimeError& error) const {
   return trial_ == nullptr ? error.Description() : trial_->ToldOfTable(error.Description());
 }
 
-std::unique_ptr<RecordWriter> TableImporter::NewWriter(const Destination& target) {
+bool TableImporter::Overwrites(const Destination& target) const {
   ProfileStore profiles;
-  const bool overwrite =
-      profiles.Read(specification_file_)->Find("CfgSettings", OverwriteKey(target)).value_or("0") == "1";
-  return std::make_unique<RecordWriter>(OpenConnection(), target, overwrite, keys_);
+  return profiles.Read(specification_file_)->Find("CfgSettings", OverwriteKey(target)).value_or("0") == "1";
+}
+
+std::unique_ptr<RecordWriter> TableImporter::NewWriter(const Destination& target) {
+  return std::make_unique<RecordWriter>(OpenConnection(), target, Overwrites(target), keys_);
 }
 
 RecordWriter& TableImporter::Writer() {
@@ -120,6 +124,12 @@ ObjectPtr TableImporter::GetFields() {
     fields = FieldListOf(rows);
   });
   return fields;
+}
+
+std::string TableImporter::CheckDestination() {
+  std::string missing;
+  Guard([&] { missing = MissingRights(OpenConnection(), Target(), Overwrites(Target())); });
+  return error_code_ == 0 ? missing : error_description_;
 }
 
 void TableImporter::BeforeImport(bool&) {

@@ -45,6 +45,9 @@ class TableImporter final : public BoundObject<TableImporter> {
   // One record set for all records, its row emptied.
   ObjectPtr GetNewRecord();
   void ImportRecord(const Value& record);
+  // What keeps the destination from taking records (storage/missing_rights.h), one sentence a line; empty where
+  // nothing does. Stores nothing.
+  std::string CheckDestination();
   // Sets ErrorCode to what ImportRecord would set it to after the records checked since BeforeImport, and stores
   // nothing: a table of the connection's own stands for the destination's (storage/trial_table.h). Errors may
   // come to light late, as those of ImportRecord.
@@ -87,6 +90,8 @@ class TableImporter final : public BoundObject<TableImporter> {
   RecordWriter& Writer();
   RecordWriter& TrialWriter();
   std::unique_ptr<RecordWriter> NewWriter(const Destination& target);
+  // Whether the specification lets the import change existing rows.
+  bool Overwrites(const Destination& target) const;
   std::string Told(const RuntimeError& error) const;
   // Which field each column of a record belongs to; error 3265 for a column that is none.
   std::vector<std::size_t> ColumnsOf(const Recordset& record);

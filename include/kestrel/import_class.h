@@ -66,6 +66,9 @@
 //                                                        would refuse it after those checked before, and
 //                                                        nothing is stored. What is said of ImportRecord holds
 //                                                        for it, but ImportResult is not asked.
+//   CheckDestination                   method, text      what keeps the destination from taking records, for
+//                                                        instance a missing right: sentences, one a line; asked
+//                                                        where a specification is checked, stores nothing
 #pragma once
 
 #include <cstdint>

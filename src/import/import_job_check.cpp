@@ -2,6 +2,7 @@
 #include "check/assignment_check.h"
 #include "check/column_drift.h"
 #include "check/data_profile.h"
+#include "check/destination_check.h"
 #include "check/source_check.h"
 #include "check/specification_check.h"
 #include "import/import_job_steps.h"
@@ -15,7 +16,7 @@ Findings ImportJob::Steps::Check(CheckDepth depth, const std::optional<Finding>&
   const std::shared_ptr<const ProfileImage> specification = ProfileStore().Read(session_.SpecFile);
   CheckCommonSection(session_, *specification, findings);
   CheckSource(depth, findings);
-  CheckDestination(no_host, findings);
+  CheckDestination(*specification, no_host, findings);
   CheckTranslations(*specification, findings);
   CheckSettings(*specification, findings);
   CheckUnreadEntries(session_, *specification, findings);
@@ -59,7 +60,8 @@ Findings ImportJob::Steps::ColumnDrift() {
   return findings;
 }
 
-void ImportJob::Steps::CheckDestination(const std::optional<Finding>& no_host, Findings& findings) {
+void ImportJob::Steps::CheckDestination(const ProfileImage& specification,
+                                        const std::optional<Finding>& no_host, Findings& findings) {
   const FindingPlace place{"Common", "ImportClass"};
   if (session_.ImportClassProgID.empty()) {
     findings.Error(place, "Es ist kein Importziel angegeben, zum Beispiel ksbimport.importkunden.");
@@ -84,6 +86,8 @@ void ImportJob::Steps::CheckDestination(const std::optional<Finding>& no_host, F
                               ": " + error.description);
   }
   CheckAssignments(session_, source_open_, findings);
+  if (fields_failure_.empty() && FieldsError().code == 0) CheckHostRights(session_, findings);
+  CheckComponents(session_, specification, findings);
 }
 
 }  // namespace kestrel

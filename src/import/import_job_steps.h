@@ -82,7 +82,8 @@ class __attribute__((visibility("hidden"))) ImportJob::Steps {
   void BuildFields();
   ImportClassError FieldsError();
   void CheckSource(CheckDepth depth, Findings& findings);
-  void CheckDestination(const std::optional<Finding>& no_host, Findings& findings);
+  void CheckDestination(const ProfileImage& specification, const std::optional<Finding>& no_host,
+                        Findings& findings);
   std::optional<MutedUserInterface::Mute> MuteBoxes();
   // Refuses an import of which an assigned column has gone since the specification was saved.
   void TellColumnDrift();

@@ -25,6 +25,7 @@ class ImportJobTest : public testing::SessionFixture {
  protected:
   ImportJobTest() {
     import_class = AddComponent("test.import");
+    AddComponent("KSHProto.Protokoll", "log");
     for (const char* property : {"PersonalNr", "Application", "SpecificationFile"}) import_class->Let(property);
     import_class->Set("Connection")
         .Method("GetFields", [this](std::span<Argument>) { return Value(testing::FieldList(fields)); })
@@ -224,6 +225,50 @@ TEST_F(ImportJobTest, ASwitchThatIsNeither0Nor1IsTold) {
   EXPECT_THAT(Lines(job.Check()),
               ElementsAre("Warnung [CfgSettings] KundenUeberschreiben: \"ja\" gilt als nein. "
                           "Nur 1 schaltet ein."));
+}
+
+TEST_F(ImportJobTest, WhatTheImportClassSaysOfItsDestinationIsToldSentenceBySentence) {
+  import_class->Returns("CheckDestination", Value("Die Tabelle fehlt.\nDer Index fehlt."));
+  Open(Spec());
+  EXPECT_THAT(Lines(job.Check()),
+              ElementsAre(StartsWith("Fehler [Common] ImportClass: Die Tabelle fehlt. Prüfen Sie"),
+                          StartsWith("Fehler [Common] ImportClass: Der Index fehlt. Prüfen Sie")));
+  EXPECT_THAT(stored, IsEmpty());
+}
+
+TEST_F(ImportJobTest, ADestinationThatMissesNothingIsNotTold) {
+  import_class->Returns("CheckDestination", Value(""));
+  Open(Spec());
+  EXPECT_THAT(Lines(job.Check()), IsEmpty());
+  EXPECT_EQ(import_class->CountOf("CheckDestination"), 1u);
+}
+
+TEST_F(ImportJobTest, ADestinationThatCannotBeAskedIsAWarning) {
+  import_class->Raises("CheckDestination", RuntimeError(17, "Die Prüfung versagt."));
+  Open(Spec());
+  EXPECT_THAT(
+      Lines(job.Check()),
+      ElementsAre("Warnung [Common] ImportClass: Das Importziel konnte nicht geprüft werden: Die Prüfung "
+                  "versagt."));
+}
+
+TEST_F(ImportJobTest, ALogThatCannotBeLoadedIsAWarningThatNamesIt) {
+  components.Register("KSHProto.Protokoll", []() -> ObjectPtr { throw RuntimeError(17, "Modul kaputt"); });
+  Open(Spec());
+  EXPECT_THAT(Lines(job.Check()),
+              ElementsAre(AllOf(StartsWith("Warnung [Common] ImportClass: Das Protokoll 'KSHProto.Protokoll'"),
+                                HasSubstr("Modul kaputt"))));
+}
+
+TEST_F(ImportJobTest, WhatTheDuplicateCheckCannotLoadIsAnErrorOnlyWhereItIsSwitchedOn) {
+  const std::string keys = "[CfgSettings]\nDublettenKey1=1\nAddresstypeCode=1\nDublettenPruefen=";
+  Open(Spec("Name=FIELD:Name\n" + keys + "0\n"));
+  EXPECT_THAT(Lines(job.Check()), IsEmpty());
+  Open(Spec("Name=FIELD:Name\n" + keys + "1\n"));
+  EXPECT_THAT(Lines(job.Check()), ElementsAre(AllOf(StartsWith("Fehler [CfgSettings] DublettenPruefen: "),
+                                                    HasSubstr("KSBSetting.KSSettings")),
+                                              AllOf(StartsWith("Fehler [CfgSettings] DublettenPruefen: "),
+                                                    HasSubstr("ksDoubLb.DoubletFunctions"))));
 }
 
 TEST_F(ImportJobTest, WarningsDoNotKeepAnImportFromRunning) {

@@ -70,17 +70,19 @@ class RememberingSaveTest : public testing::SessionFixture {
   void Choose(const std::string& content) {
     session.SpecFile = WriteSpecification("Kunden.IMP", content);
     ReadCommonSection(session);
-    CreateWorkingCopy(session);
+    CreateWorkingCopy(session, lock);
     session.SourceFieldNames = {"Name", "Ort", ""};
     session.AssignmentList = CreateAssignmentList();
   }
+
+  WorkingCopyLock lock;
 };
 
 constexpr const char* kSaved = "; mein\n[Common]\nProvider=x\n[CfgSettings]\nDublettenPruefen=1\n";
 
 TEST_F(RememberingSaveTest, ASaveRemembersTheColumnsBehindWhatStands) {
   Choose(kSaved);
-  SaveSchema(session, true);
+  SaveSchema(session, lock, true);
   EXPECT_EQ(testing::ReadBytes(session.ChosenSpecFile),
             "; mein\r\n[Common]\r\nProvider=x\r\n[CfgSettings]\r\nDublettenPruefen=1\r\n"
             "[SourceColumns]\r\nCount=2\r\n1=\"Name\"\r\n2=\"Ort\"\r\n");
@@ -88,14 +90,14 @@ TEST_F(RememberingSaveTest, ASaveRemembersTheColumnsBehindWhatStands) {
 
 TEST_F(RememberingSaveTest, TheSettingsForARunAloneRememberNothing) {
   Choose(kSaved);
-  SaveSchema(session, false);
+  SaveSchema(session, lock, false);
   EXPECT_THAT(testing::ReadBytes(session.SpecFile), Not(HasSubstr("SourceColumns")));
 }
 
 TEST_F(RememberingSaveTest, WithoutAssignmentsTheColumnsMayBeAnothersAndAreNotRemembered) {
   Choose(kSaved);
   session.AssignmentList = nullptr;
-  SaveSchema(session, true);
+  SaveSchema(session, lock, true);
   EXPECT_THAT(testing::ReadBytes(session.ChosenSpecFile), Not(HasSubstr("SourceColumns")));
 }
 

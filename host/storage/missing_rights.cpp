@@ -1,0 +1,57 @@
+#include "storage/missing_rights.h"
+
+#include <mutex>
+
+#include "storage/grouped_writes.h"
+
+namespace kestrel::host {
+
+namespace {
+
+// Tries a statement; adds why it is refused, where it is.
+void Try(Connection& connection, const std::string& told, const std::string& statement, std::string& missing) {
+  const auto attempt = [&] {
+    connection.Begin();
+    connection.Execute(statement);
+  };
+  Trap(attempt, [&](const RuntimeError& error) {
+    missing.append(missing.empty() ? "" : "\n").append(told).append(error.Description());
+  });
+  // A rollback that fails leaves no transaction either.
+  if (connection.InTransaction()) Trap([&] { connection.Rollback(); }, [](const RuntimeError&) {});
+}
+
+std::string InsertOfNothing(const std::string& table, const std::string& columns) {
+  return "INSERT INTO " + table + " (" + columns + ") SELECT " + columns + " FROM " + table + " WHERE 1 = 0";
+}
+
+}  // namespace
+
+std::string MissingRights(Connection& connection, const Destination& destination, bool overwrite) {
+  const std::lock_guard lock(connection.CallMutex());
+  std::string missing;
+  GroupedWrites::Of(connection).Flush();
+  if (connection.InTransaction()) return missing;
+  const std::string& table = destination.table;
+  std::string columns;
+  for (const DestinationField& field : destination.fields) {
+    columns.append(columns.empty() ? "" : ", ").append(field.column);
+  }
+  Try(connection,
+      "In die Tabelle '" + table + "' kann nicht eingefügt werden: ", InsertOfNothing(table, columns), missing);
+  // Where not even that is possible, the rest says nothing new.
+  if (!missing.empty()) return missing;
+  if (overwrite) {
+    const std::string& number = destination.fields[destination.number_field].column;
+    Try(connection, "In der Tabelle '" + table + "' kann nicht geändert werden: ",
+        "UPDATE " + table + " SET " + number + " = " + number + " WHERE 1 = 0", missing);
+  }
+  if (destination.address_type != 0) {
+    Try(connection, "In den Adressindex der Dublettenprüfung kann nicht eingefügt werden: ",
+        InsertOfNothing("Adressindex", "Doubletkey1, Doubletkey2, Doubletkey3, AdressId, Adressart, Referenz"),
+        missing);
+  }
+  return missing;
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,16 @@
+// What an import into a destination would be refused, found without storing anything.
+#pragma once
+
+#include <string>
+
+#include "schema/destination.h"
+
+namespace kestrel::host {
+
+// German sentences, one a line; empty where nothing is missing. Each kind of statement that the import needs
+// (updates where it may `overwrite`) is tried on no row, in a transaction that is rolled back; nothing is tried
+// within a transaction of the caller's, which a refusal could end. Commits what GroupedWrites has open. Raises
+// nothing.
+std::string MissingRights(Connection& connection, const Destination& destination, bool overwrite);
+
+}  // namespace kestrel::host
