@@ -1,7 +1,7 @@
 // The run: one import from the first source record to the closing message, without a window.
 //
 // The window (or the console) is a RunView. The run tells it what to show and asks it to yield; a close
-// request arrives through RequestClose or RequestAbort and is honoured at the start of the next round.
+// request arrives through RequestAbort and is honoured at the start of the next round.
 #pragma once
 
 #include <memory>

@@ -13,7 +13,7 @@ namespace {
 class AskingConnection final : public Connection {
  public:
   explicit AskingConnection(ConnectionPtr database) : database_(std::move(database)) {}
-  ~AskingConnection() override { attachments().Drop(); }
+  ~AskingConnection() override { attachments().Drop(*this); }
   std::int64_t Execute(std::string_view sql) override { return database_->Execute(sql); }
   RecordsetPtr OpenRecordset(std::string_view sql) override {
     ++queries;
@@ -34,7 +34,7 @@ class AskingConnection final : public Connection {
     return database_->ColumnNames(table);
   }
   void Close() override {
-    attachments().Drop();
+    attachments().Drop(*this);
     database_->Close();
   }
   bool IsOpen() const override { return database_->IsOpen(); }
