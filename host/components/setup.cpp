@@ -2,6 +2,7 @@
 
 #include "components/sample_files.h"
 #include "kestrel/open_connection.h"
+#include "ledger/run_state.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
 #include "schema/host_schema.h"
@@ -39,7 +40,11 @@ void Setup::CreateSampleFiles(const std::string& folder) {
 }
 
 std::string Setup::RestoreDatabase(const ObjectPtr& connection) {
-  return RestoreAddressIndexes(RequireConnection(connection));
+  Connection& database = RequireConnection(connection);
+  std::string told = RestoreAddressIndexes(database);
+  const std::string runs = RestoreLedger(database);
+  if (!told.empty() && !runs.empty()) told += "\n";
+  return told + runs;
 }
 
 void Setup::InitialiseDatabase(const ObjectPtr& connection) {

@@ -18,7 +18,8 @@ class Setup final : public BoundObject<Setup> {
   // In `folder`, made if missing: the folder "Import" with templates, a specification "Kunden.IMP" and the file
   // "Beispieladressen.txt" that it imports. What exists stays as it is. Errors of files.
   void CreateSampleFiles(const std::string& folder);
-  // For whoever has opened the host's database: makes what is missing in it, see RestoreAddressIndexes.
+  // For whoever has opened the host's database: puts right what is missing in it or was broken off,
+  // see RestoreAddressIndexes and RestoreLedger.
   std::string RestoreDatabase(const ObjectPtr& connection);
   // Makes the tables in another database, opened by the caller.
   void InitialiseDatabase(const ObjectPtr& connection);

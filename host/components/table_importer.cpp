@@ -2,8 +2,10 @@
 
 #include <mutex>
 #include <numeric>
+#include <span>
 
 #include "kestrel/import_class.h"
+#include "ledger/run_state.h"
 #include "platform/profile/profile.h"
 #include "storage/field_error.h"
 #include "storage/grouped_writes.h"
@@ -12,6 +14,25 @@
 #include "storage/sqlite_settings.h"
 
 namespace kestrel::host {
+
+namespace {
+
+// A word of the run's, and that of the ledger.
+struct Word {
+  std::string_view told;
+  std::string_view kept;
+};
+constexpr Word kEvents[] = {{"held back", kHeldBack}, {"rejected", kRejected}};
+constexpr Word kEnds[] = {{"finished", kFinished}, {"stopped", kStopped}, {"broken off", kBrokenOff}};
+
+std::string_view EntryFor(std::span<const Word> words, std::string_view told) {
+  for (const Word& word : words) {
+    if (word.told == told) return word.kept;
+  }
+  throw RuntimeError(ErrorNumber::kInvalidProcedureCall);
+}
+
+}  // namespace
 
 void TableImporter::Bind(Members& members) {
   members.Set("Connection", &TableImporter::SetConnection);
@@ -37,6 +58,9 @@ void TableImporter::Bind(Members& members) {
   members.Get("ImportResult", &TableImporter::ImportResult);
   members.Method("DescribeAddress", &TableImporter::DescribeAddress);
   members.Method("NextLateUpdate", &TableImporter::NextLateUpdate);
+  members.Method("RunStarts", &TableImporter::RunStarts);
+  members.Method("RecordFate", &TableImporter::RecordFate);
+  members.Method("RunEnds", &TableImporter::RunEnds);
 }
 
 template <class Step>
@@ -71,6 +95,7 @@ Connection& TableImporter::OpenConnection() const { return RequireConnection(con
 
 void TableImporter::Forget() {
   writer_.reset();
+  ledger_.reset();
   trial_.reset();
   addresses_.reset();
   target_.reset();
@@ -180,6 +205,7 @@ std::vector<std::size_t> TableImporter::ColumnsOf(const Recordset& record) {
 void TableImporter::ImportRecord(const Value& record) {
   ++record_;
   result_ = {};
+  if (ledger_ != nullptr) ledger_->HandOver(record_);
   Guard([&] { Store(Writer(), record); });
   TellLateError();
 }
@@ -276,6 +302,45 @@ void TableImporter::AfterImport() {
     writer_.reset();
     trial_.reset();
   }
+}
+
+void TableImporter::RunStarts(std::string_view specification, std::string_view checksum,
+                              std::string_view source, std::int64_t size, std::string_view time) {
+  const RunDescription description{.prog_id = prog_id_,
+                                   .specification = std::string(specification),
+                                   .checksum = std::string(checksum),
+                                   .source = std::string(source),
+                                   .source_size = size,
+                                   .source_time = std::string(time),
+                                   .user = personal_nr_};
+  RecordWriter& writer = Writer();
+  RestoreLedger(OpenConnection());
+  ledger_ = std::make_unique<RunLedger>(OpenConnection(), Target(), description);
+  writer.Observe(*ledger_);
+}
+
+void TableImporter::RecordFate(std::int64_t first, std::int64_t last, std::string_view fate) {
+  if (ledger_ == nullptr) return;
+  if (fate == "passed over") {
+    ledger_->PassOver(last);
+  } else {
+    ledger_->NotStored(first, last, EntryFor(kEvents, fate));
+  }
+}
+
+void TableImporter::RunEnds(std::string_view end, std::int64_t read, std::int64_t added, std::int64_t updated,
+                            std::int64_t held_back, std::int64_t rejected, std::int64_t errors,
+                            std::int64_t cut, std::string_view cut_fields) {
+  if (ledger_ == nullptr) return;
+  ledger_->End(EntryFor(kEnds, end), {.read = read,
+                                      .added = added,
+                                      .updated = updated,
+                                      .held_back = held_back,
+                                      .rejected = rejected,
+                                      .errors = errors,
+                                      .cut = cut,
+                                      .cut_fields = std::string(cut_fields)});
+  OpenConnection().MakeDurable();
 }
 
 }  // namespace kestrel::host

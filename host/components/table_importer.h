@@ -1,8 +1,8 @@
 // Import class for the tables of the host: one for all destinations. What it stores where stands in the
 // rows of Importziele and Importfelder that carry its ProgID, so a new destination needs no programming.
 //
-// No call after Connection was set fails: what goes wrong stands in ErrorCode and ErrorDescription, which
-// every call but these two sets anew.
+// No call after Connection was set fails, but for RunStarts and RunEnds: what goes wrong stands in ErrorCode and
+// ErrorDescription, which every other call but these two sets anew.
 #pragma once
 
 #include <memory>
@@ -13,6 +13,7 @@
 #include "kestrel/bound_object.h"
 #include "kestrel/connection.h"
 #include "kestrel/memory_recordset.h"
+#include "ledger/run_ledger.h"
 #include "schema/destination.h"
 #include "storage/address_lookup.h"
 #include "storage/record_writer.h"
@@ -29,8 +30,9 @@ class TableImporter final : public BoundObject<TableImporter> {
  private:
   // Error 91 for none, 438 for an object that is no connection.
   void SetConnection(const ObjectPtr& connection);
-  // Taken as every import class must; this one stores the same for every user and mode.
-  void SetPersonalNr(std::string_view) {}
+  // Stands in the ledger.
+  void SetPersonalNr(std::string_view personal_nr) { personal_nr_ = personal_nr; }
+  // Taken as every import class must; this one stores the same for every mode.
   void SetApplication(std::int16_t) {}
   // What it says of overwriting is read with BeforeImport.
   void SetSpecificationFile(std::string_view path) { specification_file_ = path; }
@@ -79,6 +81,15 @@ class TableImporter final : public BoundObject<TableImporter> {
   // Not empty where going on after the error is senseless: why, and what to do.
   const std::string& StopReason() const { return stop_reason_; }
 
+  // What the run tells of itself, for the ledger (kestrel/import_class.h). A run that does not tell is not kept.
+  // Errors are those of RunLedger; 5 for an event or an end that is unknown.
+  void RunStarts(std::string_view specification, std::string_view checksum, std::string_view source,
+                 std::int64_t size, std::string_view time);
+  void RecordFate(std::int64_t first, std::int64_t last, std::string_view fate);
+  void RunEnds(std::string_view end, std::int64_t read, std::int64_t added, std::int64_t updated,
+               std::int64_t held_back, std::int64_t rejected, std::int64_t errors, std::int64_t cut,
+               std::string_view cut_fields);
+
   static constexpr std::int64_t kNoRecord = -1;
 
   template <class Step>
@@ -106,10 +117,12 @@ class TableImporter final : public BoundObject<TableImporter> {
   std::unique_ptr<Destination> target_;
   std::optional<AddressLookup> addresses_;
   std::unique_ptr<TrialTable> trial_;
+  std::unique_ptr<RunLedger> ledger_;     // of the run under way, where it told of itself
   std::unique_ptr<RecordWriter> writer_;  // into trial_ where there is one
   std::shared_ptr<MemoryRecordset> record_set_;
   std::vector<std::size_t> record_columns_;
   std::string specification_file_;
+  std::string personal_nr_;
   std::int64_t record_ = 0;   // the calls of ImportRecord
   std::string finish_error_;  // that NextLateError has told
   std::int64_t error_code_ = 0;

@@ -1,6 +1,8 @@
 #include "schema/host_schema.h"
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include "kestrel/transaction.h"
 #include "platform/base/text.h"
@@ -96,6 +98,44 @@ constexpr const char* kLogDetailTables[] = {
   Entscheidung TEXT))",
 };
 
+// Times are "JJJJ-MM-TT HH:MM:SS". Spalten are the columns whose values an import stored, in their order.
+constexpr const char* kLedgerTables[] = {
+    R"(CREATE TABLE IF NOT EXISTS Importlauf (
+  LaufNr %KEY%,
+  Zustand VARCHAR(20) NOT NULL,
+  ProgID VARCHAR(50) NOT NULL,
+  Tabelle VARCHAR(50) NOT NULL,
+  Spalten TEXT NOT NULL,
+  Spezifikation VARCHAR(1000),
+  Pruefsumme VARCHAR(64),
+  Quelle VARCHAR(1000),
+  Quellgroesse BIGINT,
+  Quellzeit VARCHAR(19),
+  Benutzer VARCHAR(100),
+  Beginn VARCHAR(19) NOT NULL,
+  Ende VARCHAR(19),
+  Gelesen INTEGER NOT NULL,
+  Neu INTEGER NOT NULL,
+  Aktualisiert INTEGER NOT NULL,
+  Zurueckgehalten INTEGER NOT NULL,
+  Abgewiesen INTEGER NOT NULL,
+  Fehler INTEGER NOT NULL,
+  Gekuerzt INTEGER NOT NULL,
+  GekuerzteFelder TEXT,
+  RuecknahmeAb BIGINT))",
+    R"(CREATE TABLE IF NOT EXISTS Importlaufzeilen (
+  ZeilenNr %KEY%,
+  LaufNr BIGINT NOT NULL,
+  Ereignis VARCHAR(20) NOT NULL,
+  Datensatz INTEGER NOT NULL,
+  BisDatensatz INTEGER NOT NULL,
+  Anzahl INTEGER NOT NULL,
+  Tabelle VARCHAR(50),
+  Nummer BIGINT,
+  BisNummer BIGINT,
+  Werte TEXT))",
+};
+
 constexpr const char* kAddressIndexes[] = {
     "CREATE INDEX IF NOT EXISTS Adressindex1 ON Adressindex (Doubletkey1)",
     "CREATE INDEX IF NOT EXISTS Adressindex2 ON Adressindex (Doubletkey2)",
@@ -157,6 +197,7 @@ std::string AddressTableText(const Connection& connection, const DefaultDestinat
 void CreateTables(Connection& connection) {
   for (const char* sql : kTables) connection.Execute(WithKeyType(connection, sql));
   CreateLogDetailTables(connection);
+  for (const char* sql : kLedgerTables) connection.Execute(WithKeyType(connection, sql));
   CreateAddressIndexes(connection);
   for (const DefaultDestination& destination : kDefaultDestinations) {
     connection.Execute(AddressTableText(connection, destination));
@@ -184,6 +225,20 @@ std::string AddressTableColumns(const Connection& connection, std::string_view t
 
 void CreateLogDetailTables(Connection& connection) {
   for (const char* sql : kLogDetailTables) connection.Execute(WithKeyType(connection, sql));
+}
+
+bool HasTable(Connection& connection, std::string_view name) {
+  const std::vector<CatalogTable> tables = connection.Tables();
+  return std::any_of(tables.begin(), tables.end(),
+                     [&](const CatalogTable& table) { return EqualsIgnoringCase(table.name, name); });
+}
+
+void CreateLedgerTables(Connection& connection) {
+  // Asked first: whoever may only write rows may not even say that a table is to be there.
+  if (HasTable(connection, "Importlaufzeilen")) return;
+  InTransaction(connection, [&] {
+    for (const char* sql : kLedgerTables) connection.Execute(WithKeyType(connection, sql));
+  });
 }
 
 void CreateAddressIndexes(Connection& connection) {

@@ -7,6 +7,7 @@
 //   Einstellungen                        settings by group and name
 //   Protokoll, Protokollzeilen           logs and their rows
 //   Protokollherkunft, Protokolldetails  what stands beside them, see storage/log_details.h
+//   Importlauf, Importlaufzeilen         what imports did to the addresses, see ledger/run_ledger.h
 //   Importziele, Importfelder            what can be imported: one row a destination, one a field, by ProgID
 //
 // The statements are the same for SQLite and PostgreSQL but for the type of an automatic key.
@@ -39,7 +40,13 @@ bool HasAddressIndexAsMade(Connection& connection);
 // The columns of an address table as InitialiseHostDatabase makes it, "(...)"; empty where `table` is none of them.
 std::string AddressTableColumns(const Connection& connection, std::string_view table);
 
-// Makes the indexes of table Adressindex that are missing. Error 3000.
+// Whether there is a table of this name, in any case. Error 3000.
+bool HasTable(Connection& connection, std::string_view name);
+
+// Makes the tables of the ledger in a database of an earlier version. Error 3000.
+void CreateLedgerTables(Connection& connection);
+
+// Makes those of table Adressindex that are missing. Error 3000.
 void CreateAddressIndexes(Connection& connection);
 
 }  // namespace kestrel::host

@@ -112,7 +112,21 @@ RuntimeError GroupedWrites::TransactionIsGone(const std::string& reason) {
 
 void GroupedWrites::CommitGroup() {
   if (!open_) return;
-  if (connection_.InTransaction()) FlushRows();
+  if (connection_.InTransaction()) {
+    FlushRows();
+    // Records that are stored again meanwhile may lose this group and open the next one.
+    const std::vector<GroupMember*> members = members_;
+    std::optional<RuntimeError> refusal;
+    for (GroupMember* member : members) {
+      if (refusal) break;
+      Trap([&] { member->BeforeCommit(); }, [&](const RuntimeError& error) { refusal = error; });
+    }
+    if (!open_) return;
+    if (refusal) {
+      LoseGroup(*refusal);
+      return;
+    }
+  }
   // A statement of somebody else's, or one of these, may have ended it.
   if (!connection_.InTransaction()) {
     LoseGroup(TransactionIsGone());
@@ -188,6 +202,7 @@ void GroupedWrites::Attempt::Keep() {
   if (savepoint_) group_.Prepared(group_.release_, "RELEASE SAVEPOINT kestrel_record").Execute();
   kept_ = true;
   if (!group_.open_) {
+    member_.BeforeCommit();
     member_.GroupCommitted();
   } else if (!group_.retrying_ && CoarseNow() >= group_.deadline_) {
     group_.CommitGroup();

@@ -21,6 +21,8 @@
 //  7. Rows that are written behind (WriteBehind) are flushed before the group they came with is committed and
 //     before any query of the connection while that group is open. So nobody can tell, but for an error, which
 //     comes up later.
+//  8. Before a group is committed, each of its members stores what belongs to the same commit (BeforeCommit). Where
+//     one cannot, the group is lost.
 #pragma once
 
 #include <chrono>
@@ -41,7 +43,7 @@ namespace kestrel::host {
 class GroupedWrites;
 
 // Who stores through a group. Its members are called under the connection's CallMutex from whatever thread ends
-// the group; the first two raise nothing, and none makes a call of the group.
+// the group; GroupCommitted and GroupLost raise nothing, and none makes a call of the group.
 class GroupMember {
  public:
   GroupMember() = default;
@@ -49,6 +51,8 @@ class GroupMember {
   GroupMember& operator=(const GroupMember&) = delete;
   virtual ~GroupMember();
 
+  // What was stored is about to be committed: stores what belongs to it. Error 3000.
+  virtual void BeforeCommit() {}
   // What was stored since the last call of either member is committed ...
   virtual void GroupCommitted() = 0;
   // ... or undone. Whether it has rows to retry, for which it is asked with the next group.

@@ -57,6 +57,7 @@ void PipelinedRecords::Send(std::int64_t record, const RecordValues& values, std
   pipeline_.Send(*insert_, *this);
   Entry& entry = records_[count_++];
   entry.record = record;
+  entry.number = number;
   entry.kept.Keep(values);
   if (write_index != nullptr) pipeline_.Send(*write_index, *this);
 }
@@ -72,6 +73,15 @@ std::string PipelinedRecords::NameOf(const RecordValues& values) const {
     }
   }
   return {};
+}
+
+void PipelinedRecords::PipelineSucceeded() {
+  const std::size_t count = std::exchange(count_, 0);
+  if (stands_ == nullptr) return;
+  for (std::size_t i = 0; i < count; ++i) {
+    Entry& entry = records_[i];
+    stands_(entry.record, entry.number, entry.kept.values());
+  }
 }
 
 void PipelinedRecords::RetryPipeline() {

@@ -34,6 +34,8 @@ class PipelinedRecords final : private PipelineSender {
   using StoreNow = std::function<void(std::int64_t record, RecordValues&)>;
   // Told that this record and all behind it are undone, and are about to be stored again.
   using Undone = std::function<void(std::int64_t record)>;
+  // Told that a record stands in the transaction, under this number.
+  using Stands = std::function<void(std::int64_t record, std::int64_t number, const RecordValues&)>;
 
   // Everything given by reference outlives this object. What `store_now` raises becomes an entry of `errors`
   // that names the record.
@@ -41,6 +43,9 @@ class PipelinedRecords final : private PipelineSender {
                    const std::shared_ptr<KeyMemory>& keys, StoreNow store_now, Undone undone,
                    LateErrors& errors);
   ~PipelinedRecords() override;
+
+  // Has `stands` told of every record from now on; for those that are stored again it is their storing's to tell.
+  void Observe(Stands stands) { stands_ = std::move(stands); }
 
   // Waits where as many records as may be are under way; others are then stored again where it must be. To be
   // called before each Send, outside of GroupedWrites::Store.
@@ -53,12 +58,13 @@ class PipelinedRecords final : private PipelineSender {
             const IndexedAddress& address);
 
  private:
-  void PipelineSucceeded() override { count_ = 0; }
+  void PipelineSucceeded() override;
   void RetryPipeline() override;
   std::string NameOf(const RecordValues& values) const;
 
   struct Entry {
     std::int64_t record = 0;
+    std::int64_t number = 0;
     KeptValues kept;
   };
 
@@ -68,6 +74,7 @@ class PipelinedRecords final : private PipelineSender {
   GroupedWrites& group_;
   StoreNow store_now_;
   Undone undone_;
+  Stands stands_;
   LateErrors& errors_;
   std::optional<AddressIndex> index_;
   std::unique_ptr<Statement> insert_;

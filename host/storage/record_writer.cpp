@@ -1,6 +1,7 @@
 #include "storage/record_writer.h"
 
 #include <algorithm>
+#include <mutex>
 #include <utility>
 
 #include "storage/field_error.h"
@@ -58,12 +59,30 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
 RecordWriter::~RecordWriter() {
   // Its end may store records again.
   pipelined_.reset();
+  if (observer_ != nullptr && connection_.IsOpen()) GroupedWrites::Of(connection_).Flush();
   GroupedWrites::Leave(connection_, *this);
+}
+
+void RecordWriter::Observe(RowObserver& observer) {
+  const std::lock_guard lock(connection_.CallMutex());
+  observer_ = &observer;
+  if (pipelined_ == nullptr) return;
+  pipelined_->Observe([this](std::int64_t record, std::int64_t number, const RecordValues& values) {
+    observer_->Inserted(record, number, values);
+  });
+}
+
+void RecordWriter::BeforeCommit() {
+  if (observer_ == nullptr) return;
+  // Only then it is known what stands, and under which numbers.
+  if (pipelined_ != nullptr) connection_.pipeline()->Flush();
+  observer_->WriteDown();
 }
 
 void RecordWriter::GroupCommitted() {
   if (!in_group_.IsEmpty()) groups_lost_ = 0;
   in_group_.Clear();
+  if (observer_ != nullptr) observer_->Committed();
 }
 
 bool RecordWriter::GroupLost(const RuntimeError& reason) {
@@ -73,6 +92,7 @@ bool RecordWriter::GroupLost(const RuntimeError& reason) {
   // Those that are still under way belong to the group: they are told with it, and not once more by themselves.
   if (pipelined_ != nullptr) pipelined_->Forget();
   in_group_.Lose(reason, late_errors_);
+  if (observer_ != nullptr) observer_->Lost();
   return false;
 }
 
@@ -183,7 +203,11 @@ bool RecordWriter::InsertNew(std::int64_t record, RecordValues& values) {
         throw RuntimeError(ErrorNumber::kDatabase, "Es konnte keine freie Nummer vergeben werden.");
       }
     }
-    if (inserted) in_group_.Add(record);
+    if (!inserted) return;
+    in_group_.Add(record);
+    if (observer_ != nullptr) {
+      observer_->Inserted(record, std::get<std::int64_t>(values[destination_.number_field]), values);
+    }
   });
   return inserted;
 }
@@ -242,8 +266,13 @@ void RecordWriter::UpdateExisting(std::int64_t record, const RecordValues& value
                (text == nullptr || !text->empty());
     if (given[i]) ++count;
   }
-  if (count == 0) return;
+  if (count == 0) {
+    const std::lock_guard lock(connection_.CallMutex());
+    if (observer_ != nullptr) observer_->Updated(record, number, values, given);
+    return;
+  }
   group_.Store(*this, GroupedWrites::Record::kSeveralStatements, [&] {
+    if (observer_ != nullptr) observer_->Updating(number);
     Statement& update = UpdateFor(given);
     std::size_t parameter = 0;
     for (std::size_t i = 0; i < values.size(); ++i) {
@@ -253,6 +282,7 @@ void RecordWriter::UpdateExisting(std::int64_t record, const RecordValues& value
     update.Execute();
     if (index_ && index_->IsKept()) IndexStoredRow(number);
     in_group_.Add(record);
+    if (observer_ != nullptr) observer_->Updated(record, number, values, given);
   });
 }
 

@@ -35,6 +35,7 @@
 #include "storage/plain_trial.h"
 #include "storage/record_values.h"
 #include "storage/records_in_group.h"
+#include "storage/row_observer.h"
 
 namespace kestrel::host {
 
@@ -53,6 +54,10 @@ class RecordWriter final : private GroupMember {
                std::shared_ptr<KeyMemory> keys);
   ~RecordWriter() override;
 
+  // Has `observer` told of every row that is stored from now on. It outlives this object, whose end commits what
+  // the open group holds, so that nothing stands untold.
+  void Observe(RowObserver& observer);
+
   // Stores the current row of `row`; column i belongs to field columns[i] of the destination. `record` counts
   // the records from 1. Errors: 94 for an empty mandatory field, 3022 for an existing number, 3704 for a closed
   // connection, those of ConvertFieldText, AddressIndex and the database.
@@ -69,6 +74,7 @@ class RecordWriter final : private GroupMember {
 
  private:
   void Convert(const Recordset& record, const std::vector<std::size_t>& columns);
+  void BeforeCommit() override;
   void GroupCommitted() override;
   bool GroupLost(const RuntimeError& reason) override;
   StoreResult StoreThroughPipeline(std::int64_t record);
@@ -90,6 +96,7 @@ class RecordWriter final : private GroupMember {
   const Destination& destination_;
   const bool overwrite_;
   GroupedWrites& group_;
+  RowObserver* observer_ = nullptr;
   std::optional<AddressIndex> index_;
   std::unique_ptr<Statement> insert_;
   std::unique_ptr<Statement> remove_;

@@ -69,6 +69,23 @@
 //   CheckDestination                   method, text      what keeps the destination from taking records, for
 //                                                        instance a missing right: sentences, one a line; asked
 //                                                        where a specification is checked, stores nothing
+//
+// For a class that keeps a ledger of its runs; none of these is called in a test run:
+//
+//   RunStarts   method   specification, checksum, source, size, time: the source is open, none of its records was
+//                        handed over. The specification's path and the SHA-256 of its content as the run uses
+//                        it, in hexadecimal digits; where the source is; of a file its size in bytes and its
+//                        time, "JJJJ-MM-TT HH:MM:SS", else -1 and "".
+//   RecordFate  method   first, last, fate: these source records, counted from 1, were not stored: "held back" as
+//                        suspected duplicates, "rejected", or "passed over", as the run begins behind them. Told
+//                        behind their round; of records that were lost later, when that is known. So the record
+//                        handed over next is the one behind all those told of and handed over. What it raises is
+//                        ignored.
+//   RunEnds     method   end, read, added, updated, held back, rejected, errors, cut, cut fields: behind AfterImport
+//                        and all its late errors. "finished", "stopped" by the user, or "broken off"; added,
+//                        updated, held back and rejected together are read; how many values were cut to their
+//                        field's size, and in which fields ("30 in Bez1, 29 in Ort"). What RunStarts and RunEnds
+//                        raise is counted and logged as an error of the run.
 #pragma once
 
 #include <cstdint>

@@ -27,7 +27,8 @@
 //              What was not stored is kept and written, where that is wanted: the rest of the source with it.
 //  5. remove   the source file, where nothing it holds can be lost: never after an abort. Why it stays is told.
 //  6. close    the source and the records are released.
-//  7. report   what the import class stopped for; label and message box by the counters.
+//  7. report   the figures to the import class, where it keeps them (RunEnds); what the import class stopped for;
+//              label and message box by the counters.
 //  8. finished the window closes, the working copy is deleted, the import ends.
 #include "import/import_run.h"
 
@@ -40,6 +41,7 @@
 #include "import/record_assembly.h"
 #include "import/reject_view.h"
 #include "import/run_errors.h"
+#include "import/run_notes.h"
 #include "import/run_outcomes.h"
 #include "import/run_texts.h"
 #include "import/run_waits.h"
@@ -69,7 +71,7 @@ class RunSteps {
         rejects_(rejects),
         abort_requested_(abort_requested),
         specification_(import.profiles(), session_.SpecFile),
-        outcomes_(view),
+        outcomes_(view, notes_),
         errors_(import.logs(), outcomes_, settings),
         reader_(session_),
         assembly_(session_, import.profiles(), errors_),
@@ -144,6 +146,7 @@ class RunSteps {
   const std::unique_ptr<Rejects>& rejects_;
   const bool& abort_requested_;
   ProfileStore::Watched specification_;
+  RunNotes notes_;
   RunOutcomes outcomes_;
   RunErrors errors_;
   SourceReader reader_;
@@ -190,6 +193,7 @@ void RunSteps::Begin() {
     check_record_ = FindOptional(session_.ImportClass, "CheckRecord");
     error_field_ = FindOptional(session_.ImportClass, "ErrorField");
     match_details_.AskClass(session_.ImportClass);
+    notes_.Find(session_.ImportClass);
   });
   errors_.Try([&] { LetProperty(session_.ImportClass, "SpecificationFile", session_.SpecFile); });
   Value cancel(false);
@@ -210,6 +214,7 @@ void RunSteps::Prepare() {
   });
   if (reject_view_ != nullptr) reject_view_->Open();
   errors_.Try([&] { source_ = reader_.SourceMoveFirst(); });
+  errors_.Try([&] { notes_.Start(session_); });
   if (settings_.from > 1) PassOver();
   progress_text_.SetTotal(result_.total);
   get_new_record_ = BoundMember(session_.ImportClass, "GetNewRecord");
@@ -224,6 +229,7 @@ void RunSteps::PassOver() {
     errors_.Try([&] { view_.Yield(); });
   }
   outcomes_.Skip(result_.skipped);
+  if (result_.skipped > 0) Trap([&] { notes_.PassOver(result_.skipped); }, [](const RuntimeError&) {});
   if (HasRecord() || abort_requested_ || reader_.end().error) return;
   result_.stop_reason = "Die Quelle hat nur " + std::to_string(result_.skipped) + " Datensätze; Datensatz " +
                         std::to_string(settings_.from) + " gibt es nicht.";
@@ -508,6 +514,8 @@ void RunSteps::Tell(const std::string& text) {
 void RunSteps::Report() {
   TakeFigures();
   result_.next_record = NextRecord(result_, settings_.from);
+  result_.errors = errors_.count();
+  errors_.Try([&] { notes_.End(result_); });
   if (!result_.stop_reason.empty()) {
     errors_.Try([&] {
       const std::string text = StopText(result_);

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "import/import_run.h"
+#include "import/run_notes.h"
 
 namespace kestrel {
 
@@ -23,6 +24,7 @@ void RunOutcomes::End() {
   // In a test run that hands nothing over no number has to be known.
   if (is_handed_over_ || outcome_.fate != RecordFate::kChecked) numbers_.Add(is_handed_over_);
   is_handed_over_ = false;
+  Trap([&] { notes_.Tell(outcome_.record, outcome_.record, outcome_.fate); }, [](const RuntimeError&) {});
   Trap([&] { view_.RecordDone(outcome_); }, [](const RuntimeError&) {});
   if (!waiting_.empty()) TellWaiting();
 }
@@ -54,6 +56,9 @@ bool RunOutcomes::IsOfRecordAtHand(const ErrorScope& scope) const {
 
 void RunOutcomes::TellWaiting() {
   for (Waiting& waiting : std::exchange(waiting_, {})) {
+    if (waiting.scope.of == ErrorScope::Of::kRecords) {
+      Trap([&] { NoteLost(waiting.scope.first, waiting.scope.last); }, [](const RuntimeError&) {});
+    }
     Tell(RevisionFor(waiting));
   }
 }
@@ -61,6 +66,21 @@ void RunOutcomes::TellWaiting() {
 void RunOutcomes::Tell(OutcomeRevision revision) {
   revision.revised = figures_.Add(revision);
   Trap([&] { view_.Revise(revision); }, [](const RuntimeError&) {});
+}
+
+// By ranges, as records between them may not have been handed over.
+void RunOutcomes::NoteLost(std::int32_t first, std::int32_t last) {
+  std::int32_t start = SourceRecord(first);
+  std::int32_t end = start;
+  for (std::int32_t ordinal = first + 1; ordinal <= last; ++ordinal) {
+    const std::int32_t record = SourceRecord(ordinal);
+    if (record != end + 1) {
+      notes_.Tell(start, end, RecordFate::kRejected);
+      start = record;
+    }
+    end = record;
+  }
+  notes_.Tell(start, end, RecordFate::kRejected);
 }
 
 void RunOutcomes::Update(std::int32_t ordinal) {

@@ -17,6 +17,7 @@
 
 namespace kestrel {
 
+class RunNotes;
 class RunView;
 
 // Whose an error is. Ordinals count the records handed to the import class, from 1.
@@ -36,8 +37,8 @@ struct ErrorScope {
 
 class RunOutcomes {
  public:
-  // The view outlives this object. What it raises is ignored, as an error of its own would have to be told, too.
-  explicit RunOutcomes(RunView& view) : view_(view) {}
+  // Both outlive this object. What they raise is ignored, as an error of its own would have to be told, too.
+  RunOutcomes(RunView& view, RunNotes& notes) : view_(view), notes_(notes) {}
 
   // The source's first records are passed over. Before the first Begin.
   void Skip(std::int32_t records) { numbers_.Skip(records); }
@@ -71,8 +72,11 @@ class RunOutcomes {
   void TellWaiting();
   OutcomeRevision RevisionFor(Waiting& waiting) const;
   void Tell(OutcomeRevision revision);
+  // The records with these ordinals are lost.
+  void NoteLost(std::int32_t first, std::int32_t last);
 
   RunView& view_;
+  RunNotes& notes_;
   RecordOutcome outcome_;
   bool in_round_ = false;
   bool is_handed_over_ = false;  // whether the record at hand is

@@ -54,6 +54,14 @@ std::string StopText(const RunResult& result) {
   return text;
 }
 
+std::string CutFieldsText(const RunFigures& figures) {
+  std::string text;
+  for (const CutField& cut : figures.cut_fields()) {
+    text.append(text.empty() ? "" : ", ").append(std::to_string(cut.values)).append(" in ").append(cut.field);
+  }
+  return text;
+}
+
 std::string FiguresText(const RunFigures& figures) {
   const auto part = [](std::int32_t count, const char* name) { return std::to_string(count) + " " + name; };
   std::string text = part(figures.read(), "gelesen = ") + part(figures.stored_new(), "neu gespeichert + ") +
@@ -62,13 +70,8 @@ std::string FiguresText(const RunFigures& figures) {
   if (figures.checked() > 0) text += " + " + part(figures.checked(), "geprüft");
   text += "; " + part(figures.errors(), "Fehler");
   if (figures.cut_values() == 0) return text;
-  text += "; " + part(figures.cut_values(), figures.cut_values() == 1 ? "Wert" : "Werte") + " gekürzt (";
-  for (const CutField& cut : figures.cut_fields()) {
-    text.append(&cut == &figures.cut_fields().front() ? "" : ", ")
-        .append(part(cut.values, "in "))
-        .append(cut.field);
-  }
-  return text + ")";
+  return text + "; " + part(figures.cut_values(), figures.cut_values() == 1 ? "Wert" : "Werte") + " gekürzt (" +
+         CutFieldsText(figures) + ")";
 }
 
 ClosingTexts TextsAtEnd(const RunResult& result) {

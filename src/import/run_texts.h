@@ -27,6 +27,8 @@ class ProgressText {
 std::int32_t NextRecord(const RunResult& result, std::int32_t from);
 // Why the run was stopped, what is stored, and with which record to go on. By a complete result.
 std::string StopText(const RunResult& result);
+// "30 in Bez1, 29 in Ort"; empty where no value was cut.
+std::string CutFieldsText(const RunFigures& figures);
 // What became of the records read, in words.
 KESTREL_INTERNAL std::string FiguresText(const RunFigures& figures);
 

@@ -7,6 +7,7 @@
 
 #include "component/session.h"
 #include "kestrel/export.h"
+#include "platform/profile/profile.h"
 
 namespace kestrel {
 

@@ -116,7 +116,7 @@ std::vector<Include> IncludesBelow(const std::string& folder) {
 
 // The sample host's own folders, in the same way.
 const std::vector<std::string>& HostLayers() {
-  static const std::vector<std::string> layers = {"schema", "keys", "storage", "components", "app"};
+  static const std::vector<std::string> layers = {"schema", "keys", "storage", "ledger", "components", "app"};
   return layers;
 }
 

@@ -68,6 +68,8 @@ class RepeatedImports : public testing::HostFixture {
     // Otherwise the database grows, and what is kept of its pages with it.
     connection->Execute("DELETE FROM Protokollzeilen");
     connection->Execute("DELETE FROM Protokoll");
+    connection->Execute("DELETE FROM Importlaufzeilen");
+    connection->Execute("DELETE FROM Importlauf");
   }
   // Bytes that are allocated; what the allocator keeps for later is not among them.
   static std::size_t Allocated() { return ::mallinfo2().uordblks; }

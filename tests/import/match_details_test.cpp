@@ -5,6 +5,7 @@
 #include <random>
 
 #include "import/run_fixture.h"
+#include "import/run_notes.h"
 
 namespace kestrel::testing {
 namespace {
@@ -97,7 +98,8 @@ TEST(StoredAddresses, AreFoundWhateverTheOrderOfTheirNumbers) {
   for (int round = 0; round < 50; ++round) {
     MatchDetails details;
     RecordingView view(std::make_shared<CallJournal>());
-    RunOutcomes outcomes(view);
+    kestrel::RunNotes notes;
+    RunOutcomes outcomes(view, notes);
     std::map<std::int64_t, std::int32_t> first_of;
     std::int64_t number = 0;
     for (std::int32_t ordinal = 1; ordinal <= 200; ++ordinal) {

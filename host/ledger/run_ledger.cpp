@@ -1,0 +1,199 @@
+#include "ledger/run_ledger.h"
+
+#include <algorithm>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include "kestrel/transaction.h"
+#include "ledger/run_state.h"
+#include "schema/host_schema.h"
+#include "schema/settings.h"
+
+namespace kestrel::host {
+
+namespace {
+
+// Where a row has so much, the next entry begins another one: an undo works through a row in one transaction.
+constexpr std::size_t kBytesOfARow = 32768;
+constexpr std::int64_t kEntriesOfARow = 1000;
+
+std::string ColumnsOf(const Destination& destination) {
+  std::string columns;
+  for (const DestinationField& field : destination.fields) {
+    columns += (columns.empty() ? "" : ",") + field.column;
+  }
+  return columns;
+}
+
+void BindTextOrNull(Statement& statement, std::size_t parameter, std::string_view text) {
+  if (text.empty()) {
+    statement.BindNull(parameter);
+  } else {
+    statement.BindText(parameter, text);
+  }
+}
+
+}  // namespace
+
+RunLedger::RunLedger(Connection& connection, const Destination& destination, const RunDescription& description)
+    : connection_(connection),
+      destination_(destination),
+      keeps_values_(Settings::Of(connection).Get("Importlauf", "Werte", "0") == "1") {
+  const std::string columns = ColumnsOf(destination);
+  const std::string begin = LedgerTime();
+  const auto insert = connection_.Prepare(
+      "INSERT INTO Importlauf (LaufNr, Zustand, ProgID, Tabelle, Spalten, Spezifikation, Pruefsumme, Quelle, "
+      "Quellgroesse, Quellzeit, Benutzer, Beginn, Gelesen, Neu, Aktualisiert, Zurueckgehalten, Abgewiesen, "
+      "Fehler, Gekuerzt) "
+      "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, 0, 0, 0, 0, 0, 0, 0)");
+  insert_ = connection_.Prepare(
+      "INSERT INTO Importlaufzeilen (ZeilenNr, LaufNr, Ereignis, Datensatz, BisDatensatz, Anzahl, Tabelle, "
+      "Nummer, "
+      "BisNummer, Werte) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+  row_before_ = std::make_unique<StoredRow>(connection_, destination_);
+  GroupedWrites::Of(connection_).Flush();
+  InTransaction(connection_, [&] {
+    const RecordsetPtr greatest = connection_.OpenRecordset("SELECT max(LaufNr) FROM Importlauf");
+    number_ = greatest->IsNull(0) ? 1 : greatest->ValueAt(0).ToInteger() + 1;
+    // Before anybody can see the run.
+    std::optional<RunLock> lock = RunLock::Acquire(connection_, number_);
+    if (lock) lock_ = std::make_unique<RunLock>(std::move(*lock));
+    insert->BindInteger(0, number_);
+    insert->BindText(1, kRunning);
+    insert->BindText(2, description.prog_id);
+    insert->BindText(3, destination_.table);
+    insert->BindText(4, columns);
+    BindTextOrNull(*insert, 5, description.specification);
+    BindTextOrNull(*insert, 6, description.checksum);
+    BindTextOrNull(*insert, 7, description.source);
+    if (description.source_size < 0) {
+      insert->BindNull(8);
+    } else {
+      insert->BindInteger(8, description.source_size);
+    }
+    BindTextOrNull(*insert, 9, description.source_time);
+    BindTextOrNull(*insert, 10, description.user);
+    insert->BindText(11, begin);
+    insert->Execute();
+  });
+}
+
+RunLedger::~RunLedger() {
+  // Without its lock the run is one whose program ended, and as such it is marked.
+  lock_.reset();
+  if (is_ended_ || !connection_.IsOpen()) return;
+  Trap([this] { RestoreLedger(connection_); }, [](const RuntimeError&) {});
+}
+
+void RunLedger::HandOver(std::int64_t record) {
+  const std::lock_guard lock(connection_.CallMutex());
+  source_records_[static_cast<std::size_t>(record) % source_records_.size()] = next_source_record_++;
+}
+
+LedgerBlockWriter& RunLedger::BlockFor(Rows& rows, std::string_view event) {
+  if (rows.count > 0) {
+    Row& last = rows.rows[rows.count - 1];
+    if (last.event == event && last.block.text().size() < kBytesOfARow && last.block.count() < kEntriesOfARow) {
+      return last.block;
+    }
+  }
+  if (rows.rows.size() == rows.count) rows.rows.emplace_back();
+  Row& row = rows.rows[rows.count++];
+  row.event = event;
+  row.block.Clear();
+  return row.block;
+}
+
+void RunLedger::NotStored(std::int64_t first, std::int64_t last, std::string_view event) {
+  const std::lock_guard lock(connection_.CallMutex());
+  for (std::int64_t record = first; record <= last; ++record) BlockFor(not_stored_, event).Begin(record, {});
+  PassOver(last);
+}
+
+void RunLedger::PassOver(std::int64_t last) {
+  const std::lock_guard lock(connection_.CallMutex());
+  next_source_record_ = std::max(next_source_record_, last + 1);
+}
+
+void RunLedger::Inserted(std::int64_t record, std::int64_t number, const RecordValues& values) {
+  LedgerBlockWriter& block = BlockFor(stored_, kNew);
+  block.Begin(SourceRecord(record), number);
+  if (keeps_values_) {
+    for (const StoredValue& value : values) block.Add(value);
+  } else {
+    block.AddFingerprint(destination_, values);
+  }
+}
+
+void RunLedger::Updating(std::int64_t number) { is_row_before_ = row_before_->Read(number); }
+
+void RunLedger::Updated(std::int64_t record, std::int64_t number, const RecordValues& values,
+                        const std::vector<bool>& given) {
+  LedgerBlockWriter& block = BlockFor(stored_, kUpdated);
+  block.Begin(SourceRecord(record), number);
+  if (!is_row_before_) return;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const StoredValue& before = row_before_->values()[i];
+    if (given[i] && !IsSameValue(before, values[i])) block.AddChange(i, before, values[i]);
+  }
+  is_row_before_ = false;
+}
+
+void RunLedger::Write(const Rows& rows, bool is_stored) {
+  for (std::size_t i = 0; i < rows.count; ++i) {
+    const LedgerBlockWriter& block = rows.rows[i].block;
+    insert_->BindInteger(0, number_ * kRowsPerRun + next_row_++);
+    insert_->BindInteger(1, number_);
+    insert_->BindText(2, rows.rows[i].event);
+    insert_->BindInteger(3, block.first_record());
+    insert_->BindInteger(4, block.last_record());
+    insert_->BindInteger(5, block.count());
+    if (is_stored) {
+      insert_->BindText(6, destination_.table);
+      insert_->BindInteger(7, block.least_number());
+      insert_->BindInteger(8, block.greatest_number());
+    } else {
+      for (std::size_t parameter = 6; parameter <= 8; ++parameter) insert_->BindNull(parameter);
+    }
+    insert_->BindText(9, block.text());
+    insert_->Execute();
+  }
+}
+
+void RunLedger::WriteDown() {
+  Write(stored_, true);
+  Write(not_stored_, false);
+}
+
+void RunLedger::Committed() { stored_.count = not_stored_.count = 0; }
+
+void RunLedger::Lost() { stored_.count = 0; }
+
+void RunLedger::End(std::string_view state, const RunCounts& counts) {
+  const std::lock_guard lock(connection_.CallMutex());
+  const std::string end = LedgerTime();
+  GroupedWrites::Of(connection_).Flush();
+  InTransaction(connection_, [&] {
+    WriteDown();
+    const auto update = connection_.Prepare(
+        "UPDATE Importlauf SET Zustand = ?, Ende = ?, Gelesen = ?, Neu = ?, Aktualisiert = ?, Zurueckgehalten "
+        "= ?, "
+        "Abgewiesen = ?, Fehler = ?, Gekuerzt = ?, GekuerzteFelder = ? WHERE LaufNr = ?");
+    update->BindText(0, state);
+    update->BindText(1, end);
+    std::size_t parameter = 2;
+    for (const std::int64_t count : {counts.read, counts.added, counts.updated, counts.held_back,
+                                     counts.rejected, counts.errors, counts.cut}) {
+      update->BindInteger(parameter++, count);
+    }
+    BindTextOrNull(*update, parameter, counts.cut_fields);
+    update->BindInteger(parameter + 1, number_);
+    update->Execute();
+  });
+  Committed();
+  is_ended_ = true;
+  lock_.reset();
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,120 @@
+// The ledger: what every import did to the addresses of this host.
+//
+//   Importlauf         one row a run: what was imported with which specification from where, by whom, when, its
+//                      state and its counts
+//   Importlaufzeilen   what became of its records: rows of several records each, see ledger_block.h
+//
+// Invariants
+//  1. A run's row is committed, as "läuft", before its first record is stored; while it stands so, a living
+//     program holds the run's lock.
+//  2. What tells of a stored address is written down in the transaction that stores it: both stand, or neither.
+//  3. Records that were not stored are written down with the next commit, at the latest with the run's end.
+//  4. For a new address its fingerprint is kept, or all values where the host's setting "Werte" of "Importlauf" is
+//     "1"; for an update the values of changed columns before and after. So an undo can tell what somebody changed
+//     since.
+//  5. Everything here happens under the connection's CallMutex.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ledger/ledger_block.h"
+#include "ledger/run_lock.h"
+#include "ledger/stored_row.h"
+#include "storage/pipelined_records.h"
+#include "storage/row_observer.h"
+
+namespace kestrel::host {
+
+// What a run says of itself at its start. Texts may be empty.
+struct RunDescription {
+  std::string prog_id;        // of its destination
+  std::string specification;  // its path
+  std::string checksum;       // of its content
+  std::string source;
+  std::int64_t source_size = -1;  // bytes; -1 for what is no file
+  std::string source_time;
+  std::string user;
+};
+
+// ... and at its end. read = added + updated + held_back + rejected.
+struct RunCounts {
+  std::int64_t read = 0;
+  std::int64_t added = 0;
+  std::int64_t updated = 0;
+  std::int64_t held_back = 0;
+  std::int64_t rejected = 0;
+  std::int64_t errors = 0;
+  std::int64_t cut = 0;  // values that were longer than their field
+  std::string cut_fields = {};
+};
+
+class RunLedger final : public RowObserver {
+ public:
+  // Begins a run of `destination`. Connection and destination outlive it. No transaction is open. Error 3000, and
+  // those of RunLock.
+  RunLedger(Connection& connection, const Destination& destination, const RunDescription& description);
+  // A run that was not ended is broken off.
+  ~RunLedger() override;
+
+  // The record with this ordinal is about to be stored. It is the source's next one behind those that were handed
+  // over or told below.
+  void HandOver(std::int64_t record);
+  // The source's records up to `last` are none of this run's.
+  void PassOver(std::int64_t last);
+  // The source records `first` to `last` were not stored: kHeldBack or kRejected.
+  void NotStored(std::int64_t first, std::int64_t last, std::string_view event);
+  // The run's end; `state` is kFinished, kStopped or kBrokenOff. All its records are committed. Error 3000.
+  void End(std::string_view state, const RunCounts& counts);
+
+  std::int64_t number() const { return number_; }
+
+  void Inserted(std::int64_t record, std::int64_t number, const RecordValues& values) override;
+  void Updating(std::int64_t number) override;
+  void Updated(std::int64_t record, std::int64_t number, const RecordValues& values,
+               const std::vector<bool>& given) override;
+  void WriteDown() override;
+  void Committed() override;
+  void Lost() override;
+
+ private:
+  // A row of Importlaufzeilen to come.
+  struct Row {
+    std::string_view event;
+    LedgerBlockWriter block;
+  };
+  // Rows that wait; their memory is used again.
+  struct Rows {
+    std::vector<Row> rows;
+    std::size_t count = 0;
+  };
+  static LedgerBlockWriter& BlockFor(Rows& rows, std::string_view event);
+  void Write(const Rows& rows, bool is_stored);
+  std::int64_t SourceRecord(std::int64_t record) const {
+    return source_records_[static_cast<std::size_t>(record) % source_records_.size()];
+  }
+
+  // The records that may still be stored, or stored again, by the ordinal that counts them.
+  static constexpr std::size_t kUnderWay = 2 * PipelinedRecords::kMost;
+
+  Connection& connection_;
+  const Destination& destination_;
+  std::int64_t number_ = 0;
+  std::unique_ptr<RunLock> lock_;
+  std::unique_ptr<Statement> insert_;
+  std::unique_ptr<StoredRow> row_before_;
+  bool is_row_before_ = false;
+  const bool keeps_values_;
+  std::array<std::int64_t, kUnderWay> source_records_{};
+  std::int64_t next_source_record_ = 1;
+  std::int64_t next_row_ = 1;
+  Rows stored_;
+  Rows not_stored_;
+  bool is_ended_ = false;
+};
+
+}  // namespace kestrel::host

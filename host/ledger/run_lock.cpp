@@ -1,0 +1,60 @@
+#include "ledger/run_lock.h"
+
+#include <string>
+#include <utility>
+
+#include "schema/host_schema.h"
+
+namespace kestrel::host {
+
+namespace {
+
+// The first key of all advisory locks taken here.
+const std::string kLockClass = "1263747666";
+
+std::string KeysOf(std::int64_t run) { return "(" + kLockClass + ", " + std::to_string(run) + ")"; }
+
+// Asked first, as a session may take its own lock again.
+bool IsHeld(Connection& connection, std::int64_t run) {
+  return !connection
+              .OpenRecordset(
+                  "SELECT 1 FROM pg_catalog.pg_locks WHERE locktype = 'advisory' AND granted AND classid = " +
+                  kLockClass + " AND objid = " + std::to_string(run) +
+                  " AND database = (SELECT oid FROM pg_catalog.pg_database WHERE datname = current_database())")
+              ->IsEof();
+}
+
+}  // namespace
+
+std::optional<RunLock> RunLock::Acquire(Connection& connection, std::int64_t run) {
+  if (!IsSqlite(connection)) {
+    if (IsHeld(connection, run)) return std::nullopt;
+    const RecordsetPtr taken =
+        connection.OpenRecordset("SELECT pg_try_advisory_lock" + KeysOf(run) + "::integer");
+    if (taken->TextAt(0) != "1") return std::nullopt;
+    return RunLock(connection, run, std::nullopt);
+  }
+  const std::string database(
+      connection.OpenRecordset("SELECT file FROM pragma_database_list WHERE name = 'main'")->TextAt(0));
+  if (database.empty()) return RunLock(connection, run, std::nullopt);
+  std::optional<FileLock> file = FileLock::Acquire(database + "-lauf" + std::to_string(run));
+  if (!file) return std::nullopt;
+  return RunLock(connection, run, std::move(file));
+}
+
+RunLock::RunLock(RunLock&& other) noexcept
+    : connection_(std::exchange(other.connection_, nullptr)), run_(other.run_), file_(std::move(other.file_)) {
+  other.file_.reset();
+}
+
+RunLock::~RunLock() {
+  if (file_) {
+    file_->Remove();
+  } else if (connection_ != nullptr && connection_->IsOpen() && !IsSqlite(*connection_)) {
+    // A session that has gone has given it up.
+    Trap([this] { connection_->OpenRecordset("SELECT pg_advisory_unlock" + KeysOf(run_) + "::text"); },
+         [](const RuntimeError&) {});
+  }
+}
+
+}  // namespace kestrel::host

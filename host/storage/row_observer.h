@@ -1,0 +1,35 @@
+// Who is told of the rows that a RecordWriter stores, and writes down in the same commit what happened to them.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "storage/record_values.h"
+
+namespace kestrel::host {
+
+// Called under the connection's CallMutex, from whatever thread ends a group. `record` counts the records as
+// RecordWriter::Store does.
+class RowObserver {
+ public:
+  RowObserver() = default;
+  RowObserver(const RowObserver&) = delete;
+  RowObserver& operator=(const RowObserver&) = delete;
+  virtual ~RowObserver() = default;
+
+  // A row with these values stands in the open group. Raises nothing.
+  virtual void Inserted(std::int64_t record, std::int64_t number, const RecordValues& values) = 0;
+  // The row with this number is about to be updated. Error 3000.
+  virtual void Updating(std::int64_t number) = 0;
+  // The values of the fields that are `given` have replaced those of that row. Raises nothing.
+  virtual void Updated(std::int64_t record, std::int64_t number, const RecordValues& values,
+                       const std::vector<bool>& given) = 0;
+  // Stores what was told since the last call of one of these three, in the open transaction. Error 3000.
+  virtual void WriteDown() = 0;
+  // What was written down stands ...
+  virtual void Committed() = 0;
+  // ... or it is gone, and what it was about with it. Both raise nothing.
+  virtual void Lost() = 0;
+};
+
+}  // namespace kestrel::host
