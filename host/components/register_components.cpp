@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "components/doublet_functions.h"
+#include "components/ledger_component.h"
 #include "components/log_component.h"
 #include "components/log_reader.h"
 #include "components/settings_component.h"
@@ -32,6 +33,7 @@ void RegisterComponents(ComponentRegistry& registry) {
   registry.Register(kKeyComponent, [keys] { return std::make_shared<DoubletFunctions>(keys); });
   registry.Register("kestrelhost.Setup", [] { return std::make_shared<Setup>(); });
   registry.Register("kestrelhost.LogReader", [] { return std::make_shared<LogReader>(); });
+  registry.Register("kestrelhost.RunLedger", [] { return std::make_shared<LedgerComponent>(); });
   // Destinations of a user's own need only an announcement and their rows of Importziele and Importfelder.
   for (const std::string& prog_id : registry.ProgIds()) {
     if (UpperCase(prog_id).starts_with(kImporterPrefix)) RegisterImporter(registry, prog_id, keys);

@@ -78,6 +78,14 @@ void LedgerBlockWriter::AddChange(std::size_t column, const StoredValue& before,
   Add(imported);
 }
 
+void LedgerBlockWriter::Append(const LedgerBlockWriter& other) {
+  LedgerBlockReader reader(other.text());
+  while (reader.Next()) {
+    Begin(reader.record(), reader.number());
+    AddContent(reader.Content());
+  }
+}
+
 void LedgerBlockWriter::Clear() {
   text_.clear();
   count_ = first_record_ = last_record_ = least_number_ = greatest_number_ = 0;
@@ -106,19 +114,31 @@ std::int64_t LedgerBlockReader::ReadInteger() {
   return number;
 }
 
-bool LedgerBlockReader::Next() {
+void LedgerBlockReader::PassContent() {
   while (!rest_.empty() && rest_.front() != '#') {
-    // Content that nobody wanted to see. A fingerprint has no "#".
+    // A fingerprint has no "#".
     if (Take('f')) {
       rest_.remove_prefix(std::min(rest_.find('#'), rest_.size()));
     } else if (!ReadChange()) {
       Read();
     }
   }
+}
+
+bool LedgerBlockReader::Next() {
+  PassContent();
   if (!Take('#')) return false;
   record_ = Take('r') ? ReadInteger() : record_ + 1;
   number_ = Take('n') ? ReadInteger() : number_ + 1;
   return true;
+}
+
+std::string_view LedgerBlockReader::Content() {
+  const std::string_view start = rest_;
+  PassContent();
+  const std::string_view content = start.substr(0, start.size() - rest_.size());
+  rest_ = start;
+  return content;
 }
 
 std::optional<std::string_view> LedgerBlockReader::ReadFingerprint(std::size_t size) {

@@ -33,6 +33,10 @@ class LedgerBlockWriter {
   void Add(const StoredValue& value);
   // The fingerprint of the new address with these values.
   void AddFingerprint(const Destination& destination, const RecordValues& values);
+  // As LedgerBlockReader::Content gives it.
+  void AddContent(std::string_view content) { text_ += content; }
+  // Adds the entries of another block behind those of this one.
+  void Append(const LedgerBlockWriter& other);
   void AddChange(std::size_t column, const StoredValue& before, const StoredValue& imported);
   // Keeps the memory.
   void Clear();
@@ -71,6 +75,8 @@ class LedgerBlockReader {
   std::int64_t record() const { return record_; }
   // Of its address; without meaning for a record that was not stored.
   std::int64_t number() const { return number_; }
+  // The whole content of the entry, nothing of which was read yet.
+  std::string_view Content();
   // The fingerprint of the entry, where it has one of so many characters.
   std::optional<std::string_view> ReadFingerprint(std::size_t size);
   // The next value of the entry.
@@ -79,6 +85,7 @@ class LedgerBlockReader {
   std::optional<std::size_t> ReadChange();
 
  private:
+  void PassContent();
   std::int64_t ReadInteger();
   std::string_view UpTo(char mark);
   bool Take(char mark);

@@ -18,14 +18,6 @@ namespace {
 constexpr std::size_t kBytesOfARow = 32768;
 constexpr std::int64_t kEntriesOfARow = 1000;
 
-std::string ColumnsOf(const Destination& destination) {
-  std::string columns;
-  for (const DestinationField& field : destination.fields) {
-    columns += (columns.empty() ? "" : ",") + field.column;
-  }
-  return columns;
-}
-
 void BindTextOrNull(Statement& statement, std::size_t parameter, std::string_view text) {
   if (text.empty()) {
     statement.BindNull(parameter);

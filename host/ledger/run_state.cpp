@@ -78,6 +78,14 @@ void BindRun(Statement& statement, std::size_t first_parameter, std::int64_t run
   statement.BindInteger(first_parameter + 1, (run + 1) * kRowsPerRun);
 }
 
+std::string ColumnsOf(const Destination& destination) {
+  std::string columns;
+  for (const DestinationField& field : destination.fields) {
+    columns += (columns.empty() ? "" : ",") + field.column;
+  }
+  return columns;
+}
+
 std::string LedgerTime() {
   const DateTime now = SystemClock().Now();
   const std::string digits = FormatStoredDate(now.date);

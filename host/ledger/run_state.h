@@ -3,8 +3,10 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "kestrel/connection.h"
+#include "schema/destination.h"
 
 namespace kestrel::host {
 
@@ -27,6 +29,9 @@ inline constexpr std::int64_t kRowsPerRun = std::int64_t{1} << 32;
 // The condition that a row of Importlaufzeilen belongs to a run, with two parameters: see BindRun.
 inline constexpr std::string_view kOfRun = "ZeilenNr > ? AND ZeilenNr < ?";
 void BindRun(Statement& statement, std::size_t first_parameter, std::int64_t run);
+
+// Importlauf.Spalten of a destination.
+std::string ColumnsOf(const Destination& destination);
 
 // The local time as the ledger holds it.
 std::string LedgerTime();

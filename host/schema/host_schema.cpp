@@ -121,8 +121,7 @@ constexpr const char* kLedgerTables[] = {
   Abgewiesen INTEGER NOT NULL,
   Fehler INTEGER NOT NULL,
   Gekuerzt INTEGER NOT NULL,
-  GekuerzteFelder TEXT,
-  RuecknahmeAb BIGINT))",
+  GekuerzteFelder TEXT))",
     R"(CREATE TABLE IF NOT EXISTS Importlaufzeilen (
   ZeilenNr %KEY%,
   LaufNr BIGINT NOT NULL,

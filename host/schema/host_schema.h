@@ -46,7 +46,7 @@ bool HasTable(Connection& connection, std::string_view name);
 // Makes the tables of the ledger in a database of an earlier version. Error 3000.
 void CreateLedgerTables(Connection& connection);
 
-// Makes those of table Adressindex that are missing. Error 3000.
+// Makes the indexes of table Adressindex that are missing. Error 3000.
 void CreateAddressIndexes(Connection& connection);
 
 }  // namespace kestrel::host

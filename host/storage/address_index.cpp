@@ -105,4 +105,11 @@ void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {
   known_.Store(built_, [this] { return update_->Execute(); });
 }
 
+void AddressIndex::Remove(std::int64_t number) {
+  if (number < 0 || number > INT64_MAX / kTypesPerNumber - 1) return;
+  if (remove_ == nullptr) remove_ = connection_.Prepare("DELETE FROM Adressindex WHERE AdressId = ?");
+  remove_->BindInteger(0, number * kTypesPerNumber + address_type_);
+  remove_->Execute();
+}
+
 }  // namespace kestrel::host

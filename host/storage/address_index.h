@@ -42,6 +42,8 @@ class AddressIndex {
   // Adds the row of an address, or replaces it. Raises error 5 for a number that is negative or too large for
   // AdressId or an unknown algorithm, and 3000 from the database.
   void Write(std::int64_t number, const IndexedAddress& address);
+  // Removes the row of an address, if there is one. Error 3000.
+  void Remove(std::int64_t number);
   // Raises what Write would, but for the database: for an address whose row is not to be written.
   void RequireFit(std::int64_t number);
   // The statement that adds the row of an address, to be executed; it fails where the address has one already.
@@ -61,6 +63,7 @@ class AddressIndex {
   std::unique_ptr<Statement> add_;
   std::unique_ptr<Statement> add_absent_;
   std::unique_ptr<Statement> update_;
+  std::unique_ptr<Statement> remove_;
   std::string key_text_;
   const FoldedAddress nobody_{{}};
   std::array<char, 24> reference_{};

@@ -10,7 +10,6 @@ namespace kestrel::host {
 
 namespace {
 
-constexpr std::array<std::string_view, 6> kAddressFields = {"PLZ", "Ort", "Strasse", "Bez1", "Bez2", "Bez3"};
 // How often a number that somebody else took meanwhile is chosen anew.
 constexpr int kNumberAttempts = 3;
 // After a record that existed already, so many new ones wait for their answers before the next does not.
@@ -26,6 +25,7 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
       destination_(destination),
       overwrite_(overwrite),
       group_(GroupedWrites::Of(connection)),
+      address_fields_(destination),
       values_(destination.fields.size()),
       dates_(destination.fields.size()),
       new_in_a_row_(kNewAgain) {
@@ -51,9 +51,6 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
   // Records are stored again in whatever thread found out that they must be, where `keys` are not to be touched.
   if (pipelined_ != nullptr) keys = std::make_shared<KeyMemory>();
   index_.emplace(connection_, destination_.address_type, std::move(keys));
-  for (std::size_t i = 0; i < kAddressFields.size(); ++i) {
-    address_fields_[i] = destination_.FindField(kAddressFields[i]);
-  }
 }
 
 RecordWriter::~RecordWriter() {
@@ -144,17 +141,6 @@ void RecordWriter::NoteTaken(std::int64_t number) {
   if (number >= next_number_ && number < INT64_MAX) next_number_ = number + 1;
 }
 
-IndexedAddress RecordWriter::AddressOf(const RecordValues& values) const {
-  const auto text = [&](const std::optional<std::size_t>& field) {
-    return field ? TextOf(values[*field]) : std::string_view();
-  };
-  return {text(address_fields_[0]),
-          text(address_fields_[1]),
-          text(address_fields_[2]),
-          {text(address_fields_[3]), text(address_fields_[4]), text(address_fields_[5])},
-          text(destination_.group_field)};
-}
-
 void RecordWriter::WriteIndex(std::int64_t number, const IndexedAddress& address) {
   if (take_over_ != nullptr) {
     index_->RequireFit(number);
@@ -170,7 +156,7 @@ void RecordWriter::InsertRow(RecordValues& values, std::int64_t number, bool& in
   if (!inserted) return;
   if (index_ && index_->IsKept()) {
     try {
-      WriteIndex(number, AddressOf(values));
+      WriteIndex(number, address_fields_.Of(values));
     } catch (const RuntimeError&) {
       group_.Undo([&] {
         remove_->BindInteger(0, number);
@@ -231,8 +217,7 @@ void RecordWriter::IndexStoredRow(std::int64_t number) {
     const auto add = [&](const std::optional<std::size_t>& field) {
       columns += (columns.empty() ? "" : ", ") + (field ? destination_.fields[*field].column : "NULL");
     };
-    for (const auto& field : address_fields_) add(field);
-    add(destination_.group_field);
+    for (const auto& field : address_fields_.fields()) add(field);
     select_address_ = connection_.Prepare("SELECT " + columns + " FROM " + destination_.table + " WHERE " +
                                           destination_.fields[destination_.number_field].column + " = ?");
   }
@@ -312,7 +297,7 @@ StoreResult RecordWriter::StoreThroughPipeline(std::int64_t record) {
   group_.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
     const auto* given = std::get_if<std::int64_t>(&values_[destination_.number_field]);
     const std::int64_t number = given != nullptr ? *given : NextNumber();
-    pipelined_->Send(record, values_, number, AddressOf(values_));
+    pipelined_->Send(record, values_, number, address_fields_.Of(values_));
     NoteTaken(number);
     in_group_.Add(record);
     result.number = number;

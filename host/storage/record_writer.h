@@ -16,7 +16,6 @@
 //     are handed to PipelinedRecords; the three steps above are then its way of doing them again.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -27,6 +26,7 @@
 
 #include "kestrel/recordset.h"
 #include "schema/destination.h"
+#include "storage/address_fields.h"
 #include "storage/address_index.h"
 #include "storage/field_value.h"
 #include "storage/grouped_writes.h"
@@ -89,7 +89,6 @@ class RecordWriter final : private GroupMember {
   void WriteIndex(std::int64_t number, const IndexedAddress& address);
   void NoteTaken(std::int64_t number);
   Statement& UpdateFor(const std::vector<bool>& given);
-  IndexedAddress AddressOf(const RecordValues& values) const;
   void IndexStoredRow(std::int64_t number);
 
   Connection& connection_;
@@ -104,7 +103,7 @@ class RecordWriter final : private GroupMember {
   std::unique_ptr<Statement> take_over_;     // of a trial table
   std::unique_ptr<PlainTrial> plain_trial_;  // where that need not be asked of each record
   std::map<std::vector<bool>, std::unique_ptr<Statement>> updates_;  // by the fields that have a value
-  std::array<std::optional<std::size_t>, 6> address_fields_;         // PLZ, Ort, Strasse, Bez1 to Bez3
+  const AddressFields address_fields_;
 
   // Of the record on its way, one a field; and the memory of converted dates.
   RecordValues values_;

@@ -99,6 +99,20 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
       ->type_name("");
   log->add_flag("--last", log_options.last, "nur das letzte");
 
+  RunsOptions runs_options;
+  auto* runs = app.add_subcommand("runs", "Importläufe auflisten, oder einen zeigen");
+  runs->add_option("LAUF", runs_options.run, "Nummer eines Laufs: was aus seinen Datensätzen wurde")
+      ->type_name("");
+  runs->add_flag("--last", runs_options.last, "den letzten zeigen");
+
+  UndoOptions undo_options;
+  auto* undo = app.add_subcommand("undo", "Einen Importlauf zurücknehmen");
+  undo->add_option("LAUF", undo_options.run, "Nummer des Laufs, wie 'runs' sie zeigt")
+      ->required()
+      ->type_name("");
+  undo->add_flag("--dry-run", undo_options.dry_run, "nur zeigen, was stehen bliebe");
+  undo->add_flag("--force", undo_options.force, "auch zurücknehmen, was seit dem Import geändert wurde");
+
   InitOptions init_options;
   auto* init = app.add_subcommand("init", "Eine Beispielanwendung mit Datenbank und Vorlagen anlegen");
   init->add_option("ORDNER", init_options.folder, "neuer oder leerer Ordner")->required()->type_name("");
@@ -135,6 +149,8 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
     if (*preview) return PreviewCommand(workspace, spec, source_file, records);
     if (*run) return RunCommand(workspace, run_options);
     if (*log) return LogCommand(workspace, log_options);
+    if (*runs) return RunsCommand(workspace, runs_options);
+    if (*undo) return UndoCommand(workspace, undo_options);
     if (*init) return InitCommand(workspace, init_options);
     return kWrongUse;
   } catch (const NotUsable& error) {

@@ -146,6 +146,18 @@ struct LogOptions {
   bool last = false;
 };
 int LogCommand(Workspace& workspace, const LogOptions& options);
+struct RunsOptions {
+  // Show this run, or the last one, instead of listing all.
+  std::optional<std::int64_t> run;
+  bool last = false;
+};
+int RunsCommand(Workspace& workspace, const RunsOptions& options);
+struct UndoOptions {
+  std::int64_t run = 0;
+  bool dry_run = false;
+  bool force = false;
+};
+int UndoCommand(Workspace& workspace, const UndoOptions& options);
 struct InitOptions {
   std::string folder;
   // Also into a folder that holds something, all of which is kept.

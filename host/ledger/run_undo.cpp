@@ -1,0 +1,258 @@
+#include "ledger/run_undo.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "kestrel/transaction.h"
+#include "ledger/fingerprint.h"
+#include "ledger/run_state.h"
+#include "storage/grouped_writes.h"
+#include "storage/sqlite_settings.h"
+
+namespace kestrel::host {
+
+namespace {
+
+constexpr std::string_view kStoredRows = " AND Ereignis IN ('neu', 'geändert') AND Werte IS NOT NULL";
+
+[[noreturn]] void Refuse(const std::string& text) {
+  throw RuntimeError(ErrorNumber::kInvalidProcedureCall, text);
+}
+
+}  // namespace
+
+RunUndo::RunUndo(Connection& connection, std::int64_t run, const Options& options)
+    : connection_(connection), run_(run), options_(options), position_((run + 1) * kRowsPerRun) {
+  GroupedWrites::Of(connection_).Flush();
+  RestoreLedger(connection_);
+  const std::string name = "Der Importlauf " + std::to_string(run_);
+  const auto select = connection_.Prepare("SELECT ProgID, Spalten FROM Importlauf WHERE LaufNr = ?");
+  select->BindInteger(0, run_);
+  std::string columns;
+  {
+    const RecordsetPtr found = select->Open();
+    if (found->IsEof()) Refuse(name + " ist nicht verzeichnet. 'kestrel-import runs' zeigt alle.");
+    destination_ = std::make_unique<Destination>(LoadDestination(connection_, found->TextAt(0)));
+    columns = found->TextAt(1);
+  }
+  if (columns != ColumnsOf(*destination_)) {
+    Refuse(name +
+           " hat andere Felder gespeichert, als sein Importziel jetzt hat. Stellen Sie die Zeilen der "
+           "Tabelle 'Importfelder' wieder her, um ihn zurückzunehmen.");
+  }
+  if (std::optional<RunLock> lock = RunLock::Acquire(connection_, run_)) {
+    lock_ = std::make_unique<RunLock>(std::move(*lock));
+  } else {
+    Refuse(name +
+           " läuft noch oder wird gerade zurückgenommen. Warten Sie sein Ende ab, und versuchen Sie es dann "
+           "wieder.");
+  }
+  row_ = std::make_unique<StoredRow>(connection_, *destination_);
+  if (destination_->address_type != 0) {
+    index_.emplace(connection_, destination_->address_type, std::make_shared<KeyMemory>());
+    address_fields_.emplace(*destination_);
+  }
+  const std::string of_run = "FROM Importlaufzeilen WHERE " + std::string(kOfRun) + std::string(kStoredRows);
+  const auto count = connection_.Prepare("SELECT coalesce(sum(Anzahl), 0) " + of_run);
+  BindRun(*count, 0, run_);
+  total_ = count->Open()->ValueAt(0).ToInteger();
+  next_row_ = connection_.Prepare("SELECT ZeilenNr, Ereignis, Werte, Anzahl " + of_run +
+                                  " ORDER BY ZeilenNr DESC LIMIT 1");
+  keep_rest_ = connection_.Prepare("UPDATE Importlaufzeilen SET Werte = ? WHERE ZeilenNr = ?");
+  remove_ = connection_.Prepare("DELETE FROM " + destination_->table + " WHERE " +
+                                destination_->fields[destination_->number_field].column + " = ?");
+  FindNumbersOfLaterRuns();
+  if (!options_.is_trial) TuneForImport(connection_);
+}
+
+RunUndo::~RunUndo() {
+  if (options_.is_trial && has_begun_ && connection_.IsOpen() && connection_.InTransaction()) {
+    Trap([this] { connection_.Rollback(); }, [](const RuntimeError&) {});
+  }
+}
+
+void RunUndo::FindNumbersOfLaterRuns() {
+  const auto select = connection_.Prepare(
+      "SELECT Werte FROM Importlaufzeilen WHERE ZeilenNr > ? AND Ereignis = ? AND Tabelle = ? AND Werte IS NOT "
+      "NULL "
+      "AND Nummer <= (SELECT max(BisNummer) FROM Importlaufzeilen WHERE ZeilenNr > ? AND ZeilenNr < ?)");
+  select->BindInteger(0, (run_ + 1) * kRowsPerRun);
+  select->BindText(1, kNew);
+  select->BindText(2, destination_->table);
+  BindRun(*select, 3, run_);
+  for (const RecordsetPtr rows = select->Open(); !rows->IsEof(); rows->MoveNext()) {
+    LedgerBlockReader reader(rows->TextAt(0));
+    while (reader.Next()) numbers_of_later_runs_.insert(reader.number());
+  }
+}
+
+void RunUndo::SetState(std::string_view state) {
+  const auto update = connection_.Prepare("UPDATE Importlauf SET Zustand = ? WHERE LaufNr = ?");
+  update->BindText(0, state);
+  update->BindInteger(1, run_);
+  update->Execute();
+}
+
+bool RunUndo::Next() {
+  if (!std::exchange(has_begun_, true)) {
+    if (options_.is_trial) connection_.Begin();
+    InTransaction(connection_, [this] { SetState(kUndoing); });
+  }
+  next_row_->BindInteger(0, run_ * kRowsPerRun);
+  next_row_->BindInteger(1, position_);
+  std::string text;
+  bool is_new = false;
+  std::int64_t count = 0;
+  {
+    const RecordsetPtr row = next_row_->Open();
+    if (row->IsEof()) {
+      Finish();
+      return false;
+    }
+    position_ = row->ValueAt(0).ToInteger();
+    is_new = row->TextAt(1) == kNew;
+    text = row->TextAt(2);
+    count = row->ValueAt(3).ToInteger();
+  }
+  InTransaction(connection_, [&] { UndoRow(position_, is_new, text); });
+  done_ += count;
+  return true;
+}
+
+void RunUndo::UndoRow(std::int64_t row, bool is_new, std::string_view text) {
+  std::vector<Entry> entries;
+  LedgerBlockReader reader(text);
+  while (reader.Next()) entries.push_back({reader.record(), reader.number(), reader.Content()});
+  // Told only once the row is committed.
+  const std::size_t told = left_alone_.size();
+  const std::int64_t removed = removed_;
+  const std::int64_t restored = restored_;
+  // What was done last is undone first; what is left is kept in the order in which it was done.
+  std::vector<LedgerBlockWriter> rests;
+  try {
+    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+      LedgerBlockWriter rest;
+      if (is_new ? UndoNew(*entry, rest) : UndoUpdate(*entry, rest)) rests.push_back(std::move(rest));
+    }
+    LedgerBlockWriter rest;
+    for (auto part = rests.rbegin(); part != rests.rend(); ++part) rest.Append(*part);
+    if (rest.IsEmpty()) {
+      keep_rest_->BindNull(0);
+    } else {
+      keep_rest_->BindText(0, rest.text());
+    }
+    keep_rest_->BindInteger(1, row);
+    keep_rest_->Execute();
+  } catch (const RuntimeError&) {
+    left_alone_.resize(told);
+    removed_ = removed;
+    restored_ = restored;
+    throw;
+  }
+}
+
+bool RunUndo::UndoNew(const Entry& entry, LedgerBlockWriter& rest) {
+  // One that has gone is as gone as it is to be.
+  if (numbers_of_later_runs_.contains(entry.number) || !row_->Read(entry.number)) return false;
+  LedgerBlockReader reader(entry.content);
+  RecordValues imported;
+  bool is_changed = false;
+  const auto fingerprint = reader.ReadFingerprint(FingerprintSize(*destination_));
+  if (fingerprint) {
+    std::string now;
+    AppendFingerprint(now, *destination_, row_->values());
+    is_changed = now != *fingerprint;
+  } else {
+    for (std::size_t i = 0; i < destination_->fields.size(); ++i) {
+      imported.push_back(reader.Read());
+      if (i != destination_->number_field && !IsSameValue(row_->values()[i], imported[i])) is_changed = true;
+    }
+  }
+  if (is_changed && !options_.takes_changes) {
+    TellChangesOfNew(entry, fingerprint.value_or(""), imported);
+    rest.Begin(entry.record, entry.number);
+    rest.AddContent(entry.content);
+    return true;
+  }
+  if (index_) index_->Remove(entry.number);
+  remove_->BindInteger(0, entry.number);
+  remove_->Execute();
+  ++removed_;
+  return false;
+}
+
+void RunUndo::TellChangesOfNew(const Entry& entry, std::string_view fingerprint, const RecordValues& imported) {
+  const RecordValues& now = row_->values();
+  const auto tell = [&](const std::string& field, const std::string& was, const std::string& is) {
+    left_alone_.push_back({entry.record, entry.number, field, "", was, is});
+  };
+  if (fingerprint.empty()) {
+    for (std::size_t i = 0; i < now.size(); ++i) {
+      if (i == destination_->number_field || IsSameValue(now[i], imported[i])) continue;
+      tell(destination_->fields[i].name, ShownValue(imported[i]), ShownValue(now[i]));
+    }
+    return;
+  }
+  std::string fingerprint_now;
+  AppendFingerprint(fingerprint_now, *destination_, now);
+  const std::vector<std::size_t> fields = DifferentFields(fingerprint, fingerprint_now);
+  for (const std::size_t field : fields) {
+    if (field < now.size()) tell(destination_->fields[field].name, "", ShownValue(now[field]));
+  }
+  if (fields.empty()) tell("", "", "");
+}
+
+bool RunUndo::UndoUpdate(const Entry& entry, LedgerBlockWriter& rest) {
+  const bool is_there = row_->Read(entry.number);
+  LedgerBlockReader reader(entry.content);
+  std::vector<std::pair<std::size_t, StoredValue>> fields;
+  while (const auto field = reader.ReadChange()) {
+    const StoredValue before = reader.Read();
+    const StoredValue imported = reader.Read();
+    if (*field >= destination_->fields.size()) continue;
+    if (is_there && IsSameValue(row_->values()[*field], before)) continue;
+    if (is_there && (options_.takes_changes || IsSameValue(row_->values()[*field], imported))) {
+      fields.emplace_back(*field, before);
+      continue;
+    }
+    left_alone_.push_back({entry.record, entry.number, destination_->fields[*field].name, ShownValue(before),
+                           ShownValue(imported), is_there ? ShownValue(row_->values()[*field]) : "(gelöscht)"});
+    if (rest.IsEmpty()) rest.Begin(entry.record, entry.number);
+    rest.AddChange(*field, before, imported);
+  }
+  if (!fields.empty()) RestoreFields(entry.number, fields);
+  return !rest.IsEmpty();
+}
+
+void RunUndo::RestoreFields(std::int64_t number,
+                            const std::vector<std::pair<std::size_t, StoredValue>>& fields) {
+  std::string sets;
+  for (const auto& [field, value] : fields) {
+    sets += (sets.empty() ? "" : ", ") + destination_->fields[field].column + " = ?";
+  }
+  std::unique_ptr<Statement>& update = updates_[sets];
+  if (update == nullptr) {
+    update = connection_.Prepare("UPDATE " + destination_->table + " SET " + sets + " WHERE " +
+                                 destination_->fields[destination_->number_field].column + " = ?");
+  }
+  std::size_t parameter = 0;
+  for (const auto& [field, value] : fields) Bind(*update, parameter++, value);
+  update->BindInteger(parameter, number);
+  update->Execute();
+  if (index_ && index_->IsKept() && row_->Read(number)) {
+    index_->Write(number, address_fields_->Of(row_->values()));
+  }
+  ++restored_;
+}
+
+void RunUndo::Finish() {
+  if (options_.is_trial) {
+    if (connection_.InTransaction()) connection_.Rollback();
+  } else {
+    InTransaction(connection_, [this] { SetState(kUndone); });
+    connection_.MakeDurable();
+  }
+  lock_.reset();
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,211 @@
+// Commands for the ledger of imports that the host keeps: what they did, and taking one back.
+//
+//   kestrelhost.RunLedger   Connection (set); Runs and Records(run): record sets; StartUndo(run, trial, take changes),
+//                           NextUndo: true while there is more; UndoTotal, UndoDone, Removed, Restored; LeftAlone: a
+//                           record set
+#include <unistd.h>
+
+#include <ostream>
+#include <span>
+
+#include "cli/program.h"
+#include "kestrel/recordset.h"
+#include "platform/base/number.h"
+
+namespace kestrel::cli {
+
+namespace {
+
+ObjectPtr OpenLedger(Workspace& workspace) {
+  workspace.OpenHost();
+  ObjectPtr ledger;
+  Trap(
+      [&] {
+        ledger = workspace.components().CreateObject("kestrelhost.RunLedger");
+        SetProperty(ledger, "Connection", workspace.session().HostConnection);
+      },
+      [](const RuntimeError& error) {
+        throw NotUsable("Die Hauptanwendung führt kein Verzeichnis der Importläufe. " + error.Description());
+      });
+  return ledger;
+}
+
+std::string TextOf(const Recordset& row, const char* column) {
+  return std::string(row.TextAt(row.RequireColumn(column)));
+}
+
+// A column of the ledger, its title and its key for JSON.
+struct LedgerColumn {
+  const char* name;
+  const char* title;
+  const char* key;
+  bool is_number = false;
+};
+
+constexpr LedgerColumn kRunColumns[] = {
+    {"LaufNr", "Lauf", "run", true},
+    {"Zustand", "Zustand", "state"},
+    {"Beginn", "Beginn", "begin"},
+    {"Ende", "Ende", "end"},
+    {"Tabelle", "Tabelle", "table"},
+    {"Gelesen", "Gelesen", "read", true},
+    {"Neu", "Neu", "added", true},
+    {"Aktualisiert", "Geändert", "updated", true},
+    {"Zurueckgehalten", "Zurückgehalten", "heldBack", true},
+    {"Abgewiesen", "Abgewiesen", "rejected", true},
+    {"Fehler", "Fehler", "errors", true},
+    {"Benutzer", "Benutzer", "user"},
+    {"Spezifikation", "Spezifikation", "specification"},
+    {"Pruefsumme", "Prüfsumme", "checksum"},
+    {"Quelle", "Quelle", "source"},
+    {"Quellgroesse", "Größe", "sourceSize", true},
+    {"Quellzeit", "Stand", "sourceTime"},
+};
+constexpr LedgerColumn kRecordColumns[] = {
+    {"Datensatz", "Datensatz", "record", true},
+    {"BisDatensatz", "bis", "lastRecord", true},
+    {"Ereignis", "Ereignis", "event"},
+    {"Tabelle", "Tabelle", "table"},
+    {"Nummer", "Nummer", "number", true},
+    {"BisNummer", "bis", "lastNumber", true},
+    {"Feld", "Feld", "field"},
+    {"Vorher", "Vorher", "before"},
+    {"Importiert", "Importiert", "imported"},
+};
+constexpr LedgerColumn kLeftColumns[] = {
+    {"Datensatz", "Datensatz", "record", true},
+    {"Nummer", "Nummer", "number", true},
+    {"Feld", "Feld", "field"},
+    {"Vorher", "Vorher", "before"},
+    {"Importiert", "Importiert", "imported"},
+    {"Jetzt", "Jetzt", "now"},
+};
+
+void WriteJsonRow(std::ostream& out, const Recordset& row, std::span<const LedgerColumn> columns) {
+  JsonObject object(out);
+  for (const LedgerColumn& column : columns) {
+    const std::string text = TextOf(row, column.name);
+    const auto number = column.is_number ? ParseWholeNumber(text) : std::nullopt;
+    if (number) {
+      object.Number(column.key, *number);
+    } else if (!column.is_number) {
+      object.Text(column.key, text);
+    }
+  }
+  object.End();
+}
+
+// All rows from the current one on.
+void WriteRows(Workspace& workspace, Recordset& rows, std::span<const LedgerColumn> columns) {
+  if (workspace.options().format == OutputFormat::kJson) {
+    for (; !rows.IsEof(); rows.MoveNext()) WriteJsonRow(workspace.out(), rows, columns);
+    return;
+  }
+  std::vector<TableWriter::Column> titles;
+  for (const LedgerColumn& column : columns) titles.push_back({column.title, column.key});
+  TableWriter table(workspace.out(), workspace.options().format, std::move(titles));
+  for (; !rows.IsEof(); rows.MoveNext()) {
+    std::vector<std::string> values;
+    for (const LedgerColumn& column : columns) values.push_back(TextOf(rows, column.name));
+    table.Row(std::move(values));
+  }
+}
+
+// The runs, at the one of this number, or at the last.
+RecordsetPtr FindRun(const RecordsetPtr& runs, std::optional<std::int64_t> number) {
+  std::int64_t last = -1;
+  for (; !runs->IsEof(); runs->MoveNext()) {
+    const std::int64_t run = runs->ValueAt(0).ToInteger();
+    if (run == number) return runs;
+    last = run;
+  }
+  if (number || last < 0) {
+    throw NotUsable(number ? "Der Importlauf " + std::to_string(*number) +
+                                 " ist nicht verzeichnet. 'kestrel-import runs' zeigt alle."
+                           : "Es ist noch kein Importlauf verzeichnet.");
+  }
+  runs->MoveFirst();
+  return FindRun(runs, last);
+}
+
+void ShowRun(Workspace& workspace, const ObjectPtr& ledger, Recordset& run) {
+  const std::int64_t number = run.ValueAt(0).ToInteger();
+  if (workspace.options().format == OutputFormat::kText) {
+    for (const LedgerColumn& column : kRunColumns) {
+      const std::string text = TextOf(run, column.name);
+      if (!text.empty()) workspace.out() << column.title << ": " << text << "\n";
+    }
+    workspace.out() << "\n";
+  } else if (workspace.options().format == OutputFormat::kJson) {
+    WriteJsonRow(workspace.out(), run, kRunColumns);
+  }
+  const RecordsetPtr records = ToRecordset(CallMethod(ledger, "Records", number));
+  WriteRows(workspace, *records, kRecordColumns);
+}
+
+std::string Counted(std::int64_t count, const char* one, const char* many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+}  // namespace
+
+int RunsCommand(Workspace& workspace, const RunsOptions& options) {
+  const ObjectPtr ledger = OpenLedger(workspace);
+  const RecordsetPtr runs = ToRecordset(CallMethod(ledger, "Runs"));
+  if (options.run || options.last) {
+    ShowRun(workspace, ledger, *FindRun(runs, options.run));
+  } else {
+    // What a line has room for; one run is shown whole.
+    constexpr std::size_t kOfAList = 11;
+    const std::span<const LedgerColumn> all = kRunColumns;
+    WriteRows(workspace, *runs, workspace.options().format == OutputFormat::kText ? all.first(kOfAList) : all);
+  }
+  return kDone;
+}
+
+int UndoCommand(Workspace& workspace, const UndoOptions& options) {
+  const ObjectPtr ledger = OpenLedger(workspace);
+  CallMethod(ledger, "StartUndo", options.run, options.dry_run, options.force);
+  const auto number = [&](const char* member) { return GetProperty(ledger, member).ToInteger(); };
+  const bool shows_progress = ::isatty(STDERR_FILENO) == 1;
+  bool is_stopped = false;
+  {
+    const StopSignals::Asking first_signal_asks(workspace.signals());
+    while (!is_stopped && CallMethod(ledger, "NextUndo").ToBool()) {
+      if (shows_progress) {
+        workspace.terminal() << "\rDatensatz " << number("UndoDone") << " von " << number("UndoTotal")
+                             << "\x1b[K" << std::flush;
+      }
+      is_stopped = workspace.signals().StopRequested();
+    }
+  }
+  if (shows_progress) workspace.terminal() << "\r\x1b[K" << std::flush;
+  const RecordsetPtr left = ToRecordset(CallMethod(ledger, "LeftAlone"));
+  const bool is_any_left = !left->IsEof();
+  const std::int64_t left_count = left->RecordCount();
+  if (workspace.options().format == OutputFormat::kJson) {
+    for (; !left->IsEof(); left->MoveNext()) WriteJsonRow(workspace.out(), *left, kLeftColumns);
+    JsonObject(workspace.out())
+        .Number("run", options.run)
+        .Number("removed", number("Removed"))
+        .Number("restored", number("Restored"))
+        .Number("leftAlone", left_count)
+        .Truth("dryRun", options.dry_run)
+        .Truth("complete", !is_stopped)
+        .End();
+  } else {
+    if (is_any_left) WriteRows(workspace, *left, kLeftColumns);
+    workspace.err() << (options.dry_run ? "Es würden " : "")
+                    << Counted(number("Removed"), "Adresse", "Adressen") << " gelöscht, "
+                    << Counted(number("Restored"), "Adresse", "Adressen") << " wiederhergestellt, "
+                    << Counted(left_count, "Änderung", "Änderungen") << " seit dem Import stehen gelassen."
+                    << (is_any_left ? " Auch sie nimmt --force zurück." : "") << std::endl;
+  }
+  if (is_stopped) {
+    workspace.err() << "Angehalten. Der nächste Aufruf setzt die Rücknahme fort." << std::endl;
+    return kStoppedByUser;
+  }
+  return is_any_left ? kErrorsCounted : kDone;
+}
+
+}  // namespace kestrel::cli
