@@ -24,6 +24,7 @@ class DataProfileTest : public testing::SessionFixture {
  protected:
   DataProfileTest() {
     AddImportClass("test.import");
+    AddComponent("KSHProto.Protokoll", "log");
     connection = std::make_shared<testing::RecordingObject>("connection");
   }
 

@@ -204,14 +204,17 @@ TEST_F(RunWindowTest, WhatStandsInNoLogStaysInSightBesideTheClosingMessage) {
 TEST_F(RunWindowTest, AnErrorOfGetFieldsAndThoseOfTheRunStandInOneLogAndTheNextImportHasItsOwn) {
   const auto log = UseLog();
   for (const std::size_t imports : {1, 2}) {
-    Prepare(1);
+    OpenStep3(TextSpecification(WriteSource(1), "[FieldAssignments]\nName=FIELD:Name\n"));
     EXPECT_EQ(log->CountOf("CreateProtokoll"), imports) << "made by GetFields";
     EXPECT_EQ(log->CountOf("AddNewRecord"), 3 * imports - 2);
-    window->exec();
+    modals.Then("frmQuestionDlg", [](QWidget& question) {
+      ClickOn(FindIn<QWidget>(question, "optImport"));
+      ClickOn(FindIn<QWidget>(question, "cmdOK"));
+    });
+    Click("cmdOK");
+    EXPECT_EQ(import_class->CountOf("BeforeImport"), imports);
     EXPECT_EQ(log->CountOf("CreateProtokoll"), imports) << "the run adds to it";
     EXPECT_EQ(log->CountOf("AddNewRecord"), 3 * imports) << "GetNewRecord and ImportRecord";
-    window.reset();
-    Page().close();
   }
 }
 

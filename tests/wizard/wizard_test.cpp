@@ -115,8 +115,9 @@ TEST_F(WizardTest, Page3LeavesItsWorkingCopyToTheNextImport) {
   OpenStep3(TextSpecification(WriteSource()));
   Page().close();
   EXPECT_EQ(FilesOfSpecFolder().size(), 2u);
+  Spin();
   OpenStep1();
-  EXPECT_EQ(FilesOfSpecFolder().size(), 2u);
+  EXPECT_THAT(FilesOfSpecFolder(), ElementsAre("Test.IMP")) << "nobody holds it any more";
   Page().close();
   EXPECT_THAT(FilesOfSpecFolder(), ElementsAre("Test.IMP"));
 }

@@ -423,7 +423,7 @@ TEST_F(AccessQuery, FormFieldsAreRefused) {
 }
 
 // Why a query cannot be read.
-std::string ErrorOf(Connection& connection, const std::string& query) {
+std::string ReadErrorOf(Connection& connection, const std::string& query) {
   std::string description;
   Trap([&] { connection.OpenRecordset("SELECT * From " + query); },
        [&](const RuntimeError& error) { description = error.Description(); });
@@ -435,7 +435,7 @@ TEST_F(AccessQuery, QueriesWithoutRowsAreRefusedWithTheReason) {
   Add("Ändern", {{kSource, {}, "", "Kunden"}}, 4, 48);
   Add("Server", {}, 8, 112);
   const ConnectionPtr connection = Open();
-  const auto error = [&](const std::string& name) { return ErrorOf(*connection, name); };
+  const auto error = [&](const std::string& name) { return ReadErrorOf(*connection, name); };
   EXPECT_THAT(error("Kreuz"), ::testing::AllOf(HasSubstr("'Kreuz'"), HasSubstr("Kreuztabelle"),
                                                HasSubstr("Tabellenerstellungsabfrage")));
   EXPECT_THAT(error("Ändern"), HasSubstr("ändert Daten"));
@@ -455,7 +455,7 @@ TEST_F(AccessQuery, WhatCannotBeRunIsToldInSentencesWithAWayOut) {
   AddSql("Halb", "Select Nr From Kunden Where (Nr = 1");
   const ConnectionPtr connection = Open();
   for (const std::string name : {"Kreuz", "Anlegen", "Ändern", "Server", "Text", "Funktion", "Frage", "Halb"}) {
-    const std::string error = ErrorOf(*connection, name);
+    const std::string error = ReadErrorOf(*connection, name);
     EXPECT_THAT(error, ::testing::StartsWith("Die Abfrage '" + name + "' kann nicht gelesen werden: "));
     EXPECT_THAT(error, ::testing::AnyOf(HasSubstr(". Bitte "), HasSubstr(". Nötig ist "))) << name;
     EXPECT_THAT(error, ::testing::EndsWith("."));
@@ -475,7 +475,7 @@ TEST_F(AccessQuery, MistakesAreToldInWords) {
   AddSql("H", "Select Nr From Kunden In 'C:\\x.mdb'");
   AddSql("I", "Select CInt(Name) From Kunden");
   const ConnectionPtr connection = Open();
-  const auto error = [&](const std::string& name) { return ErrorOf(*connection, name); };
+  const auto error = [&](const std::string& name) { return ReadErrorOf(*connection, name); };
   EXPECT_THAT(error("A"), ::testing::AllOf(HasSubstr("'A'"), HasSubstr("'meinefunktion'")));
   EXPECT_THAT(error("B"), HasSubstr("nur verknüpft"));
   EXPECT_THAT(error("C"), HasSubstr("mehr als einer Tabelle"));
