@@ -114,19 +114,21 @@ class Bench:
                 target.write(source.readline())
         return path
 
-    def new_host(self, address_index=True):
-        """A host that keeps an address index or, as naive_import --store does, none."""
+    def new_host(self, address_index=True, ledger=True):
+        """A host that keeps an address index or, as naive_import --store does, none; and a ledger of its imports."""
         self.serial += 1
         host = self.scratch / f"host{self.serial}"
         subprocess.run([self.bin / "kestrel-import", "init", host], check=True, stdout=subprocess.DEVNULL)
+        database = sqlite3.connect(host / "kestrel.db")
         if not address_index:
-            database = sqlite3.connect(host / "kestrel.db")
             changed = database.execute("UPDATE Einstellungen SET Wert = '0' WHERE Gruppe = 'Adressindex' "
                                        "AND Name = 'Doubletindex'").rowcount
-            database.commit()
-            database.close()
             if changed != 1:
                 fail("the host has no setting Doubletindex")
+        if not ledger:
+            database.execute("INSERT INTO Einstellungen (Gruppe, Name, Wert) VALUES ('Importlauf', 'Fuehren', '0')")
+        database.commit()
+        database.close()
         return host
 
     def write_specification(self, host, file, name, more):
@@ -161,8 +163,8 @@ class Bench:
 
     # --- What is measured -------------------------------------------------------------------------
 
-    def fresh(self, *options, more=""):
-        host = self.new_host(address_index=bool(more))
+    def fresh(self, *options, more="", ledger=True):
+        host = self.new_host(address_index=bool(more), ledger=ledger)
         outcome = self.kestrel(host, self.file, "Messung", *options, more=more)
         self.discard(host)
         if outcome.result["records"] != self.records:
@@ -182,6 +184,14 @@ class Bench:
         naive = self.best(lambda: self.naive(self.file, "--store"))
         ours = self.best(lambda: self.fresh())
         report("run / naive_import --store", ours.seconds, naive.seconds, 1.0)
+
+    def ledger(self):
+        for name, more in (("run", ""), ("run with duplicate check", DUPLICATE_CHECK)):
+            times = {True: [], False: []}
+            for number in range(self.rounds):
+                for kept in (True, False) if number % 2 else (False, True):
+                    times[kept].append(self.fresh(more=more, ledger=kept).seconds)
+            report(f"{name} / the same without the ledger", min(times[True]), min(times[False]), 1.08)
 
     def duplicates(self):
         naive = self.best(lambda: self.naive(self.file, "--duplicates"))
@@ -240,12 +250,13 @@ def main():
     parser.add_argument("--build", type=Path, default=top / "build" / "release")
     parser.add_argument("--records", type=int, default=1_000_000)
     parser.add_argument("--rounds", type=int, default=1, help="of each measure; the cheapest counts")
-    parser.add_argument("--only", choices=["test", "full", "duplicates", "check", "again"], help="measure just this")
+    parser.add_argument("--only", choices=["test", "full", "ledger", "duplicates", "check", "again"],
+                        help="measure just this")
     options = parser.parse_args()
     with tempfile.TemporaryDirectory(prefix="kestrel-bench-") as scratch:
         bench = Bench(options.build.resolve(), Path(scratch), options.records, options.rounds)
-        measures = {"test": bench.test_run, "full": bench.full_run, "duplicates": bench.duplicates,
-                    "check": bench.check, "again": bench.again}
+        measures = {"test": bench.test_run, "full": bench.full_run, "ledger": bench.ledger,
+                    "duplicates": bench.duplicates, "check": bench.check, "again": bench.again}
         for name, measure in measures.items():
             if options.only in (None, name):
                 measure()

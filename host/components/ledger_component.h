@@ -15,13 +15,11 @@ class LedgerComponent final : public BoundObject<LedgerComponent> {
   static void Bind(Members& members);
 
  private:
-  // Error 91 or 438 where the object is no connection.
+  // Error 91 or 438 where the object is no connection, 3000 where its database has no ledger.
   void SetConnection(const ObjectPtr& connection);
   // The runs, the first one first, each with all its columns of Importlauf: see schema/host_schema.cpp.
   ObjectPtr Runs();
-  // What became of the records of a run. Columns: Datensatz and BisDatensatz, of the source; Ereignis; Tabelle; Nummer
-  // and BisNummer; of an update Feld, Vorher and Importiert, one row a field. Records in a row to which the same has
-  // happened, with numbers in a row, share a row.
+  // See RecordsOfRun.
   ObjectPtr Records(std::int64_t run);
   // Begins to take a run back, as RunUndo; NextUndo does a part of it, and is true while there is more.
   void StartUndo(std::int64_t run, bool is_trial, bool takes_changes);

@@ -306,6 +306,7 @@ void TableImporter::AfterImport() {
 
 void TableImporter::RunStarts(std::string_view specification, std::string_view checksum,
                               std::string_view source, std::int64_t size, std::string_view time) {
+  if (!IsLedgerWanted(OpenConnection())) return;
   const RunDescription description{.prog_id = prog_id_,
                                    .specification = std::string(specification),
                                    .checksum = std::string(checksum),

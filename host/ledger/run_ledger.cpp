@@ -7,6 +7,7 @@
 
 #include "kestrel/transaction.h"
 #include "ledger/run_state.h"
+#include "platform/base/number.h"
 #include "schema/host_schema.h"
 #include "schema/settings.h"
 
@@ -18,6 +19,10 @@ namespace {
 constexpr std::size_t kBytesOfARow = 32768;
 constexpr std::int64_t kEntriesOfARow = 1000;
 
+// Of so many new addresses of a run the values are kept: of most runs all, and of large ones so few that they cost
+// next to nothing.
+constexpr std::string_view kValuesKept = "5000";
+
 void BindTextOrNull(Statement& statement, std::size_t parameter, std::string_view text) {
   if (text.empty()) {
     statement.BindNull(parameter);
@@ -28,10 +33,15 @@ void BindTextOrNull(Statement& statement, std::size_t parameter, std::string_vie
 
 }  // namespace
 
+bool IsLedgerWanted(Connection& connection) {
+  return Settings::Of(connection).Get("Importlauf", "Fuehren", "1") != "0";
+}
+
 RunLedger::RunLedger(Connection& connection, const Destination& destination, const RunDescription& description)
     : connection_(connection),
       destination_(destination),
-      keeps_values_(Settings::Of(connection).Get("Importlauf", "Werte", "0") == "1") {
+      values_to_keep_(
+          ParseWholeNumber(Settings::Of(connection).Get("Importlauf", "Werte", kValuesKept)).value_or(0)) {
   const std::string columns = ColumnsOf(destination);
   const std::string begin = LedgerTime();
   const auto insert = connection_.Prepare(
@@ -111,7 +121,8 @@ void RunLedger::PassOver(std::int64_t last) {
 void RunLedger::Inserted(std::int64_t record, std::int64_t number, const RecordValues& values) {
   LedgerBlockWriter& block = BlockFor(stored_, kNew);
   block.Begin(SourceRecord(record), number);
-  if (keeps_values_) {
+  if (values_to_keep_ > 0) {
+    --values_to_keep_;
     for (const StoredValue& value : values) block.Add(value);
   } else {
     block.AddFingerprint(destination_, values);

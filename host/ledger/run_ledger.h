@@ -9,10 +9,12 @@
 //     program holds the run's lock.
 //  2. What tells of a stored address is written down in the transaction that stores it: both stand, or neither.
 //  3. Records that were not stored are written down with the next commit, at the latest with the run's end.
-//  4. For a new address its fingerprint is kept, or all values where the host's setting "Werte" of "Importlauf" is
-//     "1"; for an update the values of changed columns before and after. So an undo can tell what somebody changed
-//     since.
+//  4. For the first new addresses of a run all values are kept, for later ones a fingerprint; for an update the values
+//     of changed columns before and after. So an undo can tell what somebody changed since.
 //  5. Everything here happens under the connection's CallMutex.
+//
+// Settings of the host, group "Importlauf": "Fuehren" = "0" keeps no ledger; "Werte" is of how many new addresses of a
+// run the values are kept.
 #pragma once
 
 #include <array>
@@ -52,6 +54,9 @@ struct RunCounts {
   std::int64_t cut = 0;  // values that were longer than their field
   std::string cut_fields = {};
 };
+
+// Whether this host wants a ledger. Error 3000.
+bool IsLedgerWanted(Connection& connection);
 
 class RunLedger final : public RowObserver {
  public:
@@ -108,7 +113,7 @@ class RunLedger final : public RowObserver {
   std::unique_ptr<Statement> insert_;
   std::unique_ptr<StoredRow> row_before_;
   bool is_row_before_ = false;
-  const bool keeps_values_;
+  std::int64_t values_to_keep_;  // of so many new addresses yet
   std::array<std::int64_t, kUnderWay> source_records_{};
   std::int64_t next_source_record_ = 1;
   std::int64_t next_row_ = 1;

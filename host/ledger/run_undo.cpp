@@ -13,6 +13,10 @@ namespace kestrel::host {
 
 namespace {
 
+// What stands in the place of a value.
+constexpr const char* kNotKept = "(nicht aufbewahrt)";
+constexpr const char* kDeleted = "(gelöscht)";
+
 constexpr std::string_view kStoredRows = " AND Ereignis IN ('neu', 'geändert') AND Werte IS NOT NULL";
 
 [[noreturn]] void Refuse(const std::string& text) {
@@ -197,9 +201,9 @@ void RunUndo::TellChangesOfNew(const Entry& entry, std::string_view fingerprint,
   AppendFingerprint(fingerprint_now, *destination_, now);
   const std::vector<std::size_t> fields = DifferentFields(fingerprint, fingerprint_now);
   for (const std::size_t field : fields) {
-    if (field < now.size()) tell(destination_->fields[field].name, "", ShownValue(now[field]));
+    if (field < now.size()) tell(destination_->fields[field].name, kNotKept, ShownValue(now[field]));
   }
-  if (fields.empty()) tell("", "", "");
+  if (fields.empty()) tell("", kNotKept, "");
 }
 
 bool RunUndo::UndoUpdate(const Entry& entry, LedgerBlockWriter& rest) {
@@ -216,7 +220,7 @@ bool RunUndo::UndoUpdate(const Entry& entry, LedgerBlockWriter& rest) {
       continue;
     }
     left_alone_.push_back({entry.record, entry.number, destination_->fields[*field].name, ShownValue(before),
-                           ShownValue(imported), is_there ? ShownValue(row_->values()[*field]) : "(gelöscht)"});
+                           ShownValue(imported), is_there ? ShownValue(row_->values()[*field]) : kDeleted});
     if (rest.IsEmpty()) rest.Begin(entry.record, entry.number);
     rest.AddChange(*field, before, imported);
   }

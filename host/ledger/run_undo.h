@@ -33,7 +33,7 @@ struct LeftAlone {
   std::int64_t number;
   std::string field;
   std::string before;    // the import; empty for a new address
-  std::string imported;  // empty where the ledger keeps only a fingerprint
+  std::string imported;  // "(nicht aufbewahrt)" where the ledger keeps only a fingerprint
   std::string now;
 };
 

@@ -11,6 +11,7 @@ using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
@@ -54,16 +55,23 @@ TEST_F(RunLedger, KeepsARowForManyNewAddresses) {
   EXPECT_LE(Rows("SELECT ZeilenNr FROM Importlaufzeilen").size(), 10u);
 }
 
-TEST_F(RunLedger, KeepsAllValuesOfNewAddressesWhereTheHostWantsThem) {
+TEST_F(RunLedger, KeepsTheValuesOfTheFirstNewAddressesAndOfOthersAFingerprint) {
   host::Settings::Of(*connection).Set("Importlauf", "Werte", "1");
+  ImportAll({{{"KundenNummer", "7"}, {"Bez1", "Erste"}}, {{"KundenNummer", "8"}, {"Bez1", "Zweite"}}});
+  EXPECT_THAT(Rows("SELECT Werte FROM Importlaufzeilen"),
+              ElementsAre(AllOf(StartsWith("#r1;n7;i7;t5:Erste"), HasSubstr("#f"), Not(HasSubstr("Zweite")))));
+}
+
+TEST_F(RunLedger, KeepsTheValuesOfAllNewAddressesOfAUsualImport) {
   ImportAll({{{"KundenNummer", "7"}, {"Bez1", "Alt"}}});
   EXPECT_THAT(Rows("SELECT Werte FROM Importlaufzeilen"), ElementsAre(StartsWith("#r1;n7;i7;t3:Alt")));
 }
 
-TEST_F(RunLedger, KeepsOnlyAFingerprintOfNewAddressesElse) {
+TEST_F(RunLedger, IsNotKeptWhereTheHostDoesNotWantIt) {
+  host::Settings::Of(*connection).Set("Importlauf", "Fuehren", "0");
   ImportAll({{{"KundenNummer", "7"}, {"Bez1", "Alt"}}});
-  EXPECT_THAT(Rows("SELECT Werte FROM Importlaufzeilen"),
-              ElementsAre(AllOf(StartsWith("#r1;n7;f"), ::testing::Not(HasSubstr("Alt")))));
+  EXPECT_THAT(Rows("SELECT KundenNummer FROM Kunden"), ElementsAre("7"));
+  EXPECT_THAT(Rows("SELECT * FROM Importlauf"), IsEmpty());
 }
 
 TEST_F(RunLedger, TellsOfAnAddressInTheCommitThatStoresIt) {

@@ -51,7 +51,9 @@ class RunUndo : public testing::LedgerFixture {
     std::sort(content.begin(), content.end());
     return content;
   }
-  void KeepValues() { host::Settings::Of(*connection).Set("Importlauf", "Werte", "1"); }
+  void KeepValuesOf(const char* addresses) {
+    host::Settings::Of(*connection).Set("Importlauf", "Werte", addresses);
+  }
 
   std::int64_t removed = 0;
   std::int64_t restored = 0;
@@ -102,10 +104,11 @@ TEST_F(RunUndo, LeavesAloneWhatSomebodyChangedSinceAndTellsIt) {
 }
 
 TEST_F(RunUndo, TellsWhatWasImportedIntoANewAddressWhereItsValuesAreKept) {
-  KeepValues();
-  ImportAll({{{"KundenNummer", "8"}, {"Bez1", "Acht"}, {"Ort", "Bonn"}}});
-  connection->Execute("UPDATE Kunden SET Ort = 'Ulm' WHERE KundenNummer = 8");
-  EXPECT_THAT(Undo(1), ElementsAre("1|8|Ort||Bonn|Ulm"));
+  KeepValuesOf("1");
+  ImportAll({{{"KundenNummer", "8"}, {"Bez1", "Acht"}, {"Ort", "Bonn"}},
+             {{"KundenNummer", "9"}, {"Bez1", "Neun"}, {"Ort", "Bonn"}}});
+  connection->Execute("UPDATE Kunden SET Ort = 'Ulm'");
+  EXPECT_THAT(Undo(1), ElementsAre("1|8|Ort||Bonn|Ulm", "2|9|Ort||(nicht aufbewahrt)|Ulm"));
 }
 
 TEST_F(RunUndo, TakesBackChangesOfOthersWhereThatIsWanted) {
@@ -194,7 +197,7 @@ TEST_F(RunUndo, PutsBackTheTablesByteByByte) {
   std::mt19937 random(11);
   const auto pick = [&](std::vector<const char*> of) { return of[random() % of.size()]; };
   for (int round = 0; round < 25; ++round) {
-    if (round % 5 == 0) host::Settings::Of(*connection).Set("Importlauf", "Werte", round % 2 == 0 ? "1" : "0");
+    KeepValuesOf(pick({"0", "5", "5000"}));
     const std::vector<std::string> before = Content();
     const ObjectPtr importer = OverwritingImporter();
     Start(importer);

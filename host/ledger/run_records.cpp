@@ -1,0 +1,155 @@
+#include "ledger/run_records.h"
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "ledger/ledger_block.h"
+#include "ledger/run_state.h"
+#include "ledger/stored_row.h"
+#include "platform/base/text.h"
+
+namespace kestrel::host {
+
+namespace {
+
+struct Range {
+  std::int64_t first = 0;
+  std::int64_t last = 0;
+};
+
+struct Row {
+  std::string_view event;
+  Range records;
+  std::optional<Range> numbers = {};
+  std::string field = {};
+  std::string before = {};
+  std::string imported = {};
+};
+
+class RunRecords {
+ public:
+  RunRecords(std::string table, std::vector<std::string> fields)
+      : table_(std::move(table)), fields_(std::move(fields)) {}
+
+  // Blocks of one event come in the order in which they were written.
+  void AddBlock(std::string_view event, Range records, std::optional<Range> numbers, std::string_view text) {
+    LedgerBlockReader reader(text);
+    bool is_empty = true;
+    for (; reader.Next(); is_empty = false) {
+      const std::int64_t record = reader.record();
+      std::optional<Range> number;
+      if (numbers) number = Range{reader.number(), reader.number()};
+      if (event == kUpdated) {
+        AddUpdate({kUpdated, {record, record}, number}, reader);
+      } else {
+        AddRecord({event, {record, record}, number});
+      }
+    }
+    if (is_empty) rows_.push_back({event, records, numbers});
+  }
+
+  std::shared_ptr<MemoryRecordset> Take() {
+    std::stable_sort(rows_.begin(), rows_.end(),
+                     [](const Row& one, const Row& other) { return one.records.first < other.records.first; });
+    auto result = std::make_shared<MemoryRecordset>();
+    for (const char* name : {"Datensatz", "BisDatensatz"}) result->AppendColumn(name, ColumnType::kInt64);
+    for (const char* name : {"Ereignis", "Tabelle"}) result->AppendColumn(name);
+    for (const char* name : {"Nummer", "BisNummer"}) result->AppendColumn(name, ColumnType::kInt64);
+    for (const char* name : {"Feld", "Vorher", "Importiert"}) result->AppendColumn(name);
+    for (const Row& row : rows_) {
+      result->AddNew();
+      result->SetValue(0, row.records.first);
+      result->SetValue(1, row.records.last);
+      result->SetText(2, row.event);
+      result->SetText(3, row.numbers ? table_ : std::string());
+      result->SetValue(4, row.numbers ? Value(row.numbers->first) : Value(kNull));
+      result->SetValue(5, row.numbers ? Value(row.numbers->last) : Value(kNull));
+      result->SetText(6, row.field);
+      result->SetText(7, row.before);
+      result->SetText(8, row.imported);
+    }
+    result->MoveFirst();
+    return result;
+  }
+
+ private:
+  void AddUpdate(const Row& record, LedgerBlockReader& reader) {
+    const std::size_t before = rows_.size();
+    while (const std::optional<std::size_t> field = reader.ReadChange()) {
+      Row& row = rows_.emplace_back(record);
+      if (*field < fields_.size()) row.field = fields_[*field];
+      row.before = ShownValue(reader.Read());
+      row.imported = ShownValue(reader.Read());
+    }
+    if (rows_.size() == before) rows_.push_back(record);
+  }
+
+  void AddRecord(Row record) {
+    std::size_t& last = LastOf(record.event);
+    if (last < rows_.size() && IsNext(rows_[last], record)) {
+      rows_[last].records.last = record.records.last;
+      rows_[last].numbers =
+          record.numbers ? Range{rows_[last].numbers->first, record.numbers->last} : std::optional<Range>();
+      return;
+    }
+    last = rows_.size();
+    rows_.push_back(std::move(record));
+  }
+
+  static bool IsNext(const Row& row, const Row& record) {
+    return record.records.first == row.records.last + 1 &&
+           (!record.numbers || record.numbers->first == row.numbers->last + 1);
+  }
+
+  // Where the row of the event is that may go on.
+  std::size_t& LastOf(std::string_view event) {
+    for (auto& [name, row] : last_) {
+      if (name == event) return row;
+    }
+    return last_.emplace_back(event, rows_.size()).second;
+  }
+
+  const std::string table_;
+  const std::vector<std::string> fields_;
+  std::vector<Row> rows_;
+  std::vector<std::pair<std::string_view, std::size_t>> last_;
+};
+
+// The event as this file holds it, without a lifetime.
+std::string_view EventOf(std::string_view text) {
+  for (const std::string_view event : {kNew, kUpdated, kHeldBack, kRejected}) {
+    if (text == event) return event;
+  }
+  throw RuntimeError(
+      ErrorNumber::kDatabase,
+      "In der Tabelle 'Importlaufzeilen' steht das unbekannte Ereignis '" + std::string(text) + "'");
+}
+
+}  // namespace
+
+std::shared_ptr<MemoryRecordset> RecordsOfRun(Connection& connection, std::int64_t run) {
+  const auto head = connection.Prepare("SELECT Tabelle, Spalten FROM Importlauf WHERE LaufNr = ?");
+  head->BindInteger(0, run);
+  const RecordsetPtr found = head->Open();
+  if (found->IsEof()) return RunRecords({}, {}).Take();
+  const std::vector<std::string_view> columns = Split(found->TextAt(1), ',');
+  RunRecords records(std::string(found->TextAt(0)), {columns.begin(), columns.end()});
+  const auto select = connection.Prepare(
+      "SELECT Ereignis, Datensatz, BisDatensatz, Nummer, BisNummer, Werte FROM Importlaufzeilen WHERE " +
+      std::string(kOfRun) + " ORDER BY ZeilenNr");
+  BindRun(*select, 0, run);
+  for (const RecordsetPtr blocks = select->Open(); !blocks->IsEof(); blocks->MoveNext()) {
+    const auto range = [&](std::size_t column) {
+      return Range{blocks->ValueAt(column).ToInteger(), blocks->ValueAt(column + 1).ToInteger()};
+    };
+    records.AddBlock(EventOf(blocks->TextAt(0)), range(1),
+                     blocks->IsNull(3) ? std::optional<Range>() : range(3), blocks->TextAt(5));
+  }
+  return records.Take();
+}
+
+}  // namespace kestrel::host
