@@ -1,8 +1,10 @@
 #include "import/run_notes.h"
 
 #include <ctime>
+#include <filesystem>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "formats/encryption/primitives.h"
 #include "import/run_texts.h"
@@ -10,6 +12,7 @@
 #include "platform/automation/optional_member.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
+#include "sources/piped_source.h"
 #include "sources/source_kind.h"
 
 namespace kestrel {
@@ -37,10 +40,19 @@ std::string TimeText(std::int64_t nanoseconds) {
   return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local)};
 }
 
+// Names the same file wherever it is looked at later.
+std::string WholePath(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path whole = std::filesystem::absolute(path, error);
+  return error || path.empty() ? path : whole.lexically_normal().string();
+}
+
 std::string SourceText(const Session& session) {
   const SourceKind* const kind = KindOf(session);
   if (kind == nullptr) return {};
   std::string text = session.*kind->location;
+  if (IsStream(text)) return "(Datenstrom)";
+  if (kind->place != SourcePlace::kServer) text = WholePath(text);
   if (kind->Has(&Session::Table) && !session.Table.empty()) text += ", Tabelle " + session.Table;
   return text;
 }
@@ -71,7 +83,7 @@ void RunNotes::Start(const Session& session) {
       [](const RuntimeError&) {});
   std::optional<FileIdentity> file;
   if (session.SourceRecordset != nullptr) file = session.SourceRecordset->SourceFile();
-  run_starts_->Call(session.ChosenSpecFile, checksum, SourceText(session),
+  run_starts_->Call(WholePath(session.ChosenSpecFile), checksum, SourceText(session),
                     file ? static_cast<std::int64_t>(file->size) : std::int64_t{-1},
                     file ? TimeText(file->content_time) : std::string());
 }
