@@ -25,6 +25,9 @@ std::string Explain(const CLI::Error& error) {
       return "Es fehlt die Angabe " + Before(text, " is required") + ".";
     case CLI::ExitCodes::ExtrasError: return "Diese Angabe ist hier nicht bekannt: " + Behind(text, ": ");
     case CLI::ExitCodes::ArgumentMismatch: return "Zu " + Before(text, ":") + " fehlt ein Wert.";
+    case CLI::ExitCodes::ExcludesError:
+      return Before(text, " excludes ") + " und " + Behind(text, " excludes ") +
+             " sind zusammen nicht möglich.";
     case CLI::ExitCodes::ConversionError: return "Dieser Wert ist nicht möglich: " + Behind(text, ": ");
     default: break;
   }

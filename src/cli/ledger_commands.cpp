@@ -3,12 +3,10 @@
 //   kestrelhost.RunLedger   Connection (set); Runs and Records(run): record sets; StartUndo(run, trial, take changes),
 //                           NextUndo: true while there is more; UndoTotal, UndoDone, Removed, Restored; LeftAlone: a
 //                           record set
-#include <unistd.h>
-
 #include <ostream>
 #include <span>
 
-#include "cli/program.h"
+#include "cli/progress_line.h"
 #include "kestrel/recordset.h"
 #include "platform/base/number.h"
 
@@ -49,11 +47,13 @@ constexpr LedgerColumn kRunColumns[] = {
     {"Ende", "Ende", "end"},
     {"Tabelle", "Tabelle", "table"},
     {"Gelesen", "Gelesen", "read", true},
-    {"Neu", "Neu", "added", true},
+    {"Neu", "Neu", "storedNew", true},
     {"Aktualisiert", "Geändert", "updated", true},
     {"Zurueckgehalten", "Zurückgehalten", "heldBack", true},
     {"Abgewiesen", "Abgewiesen", "rejected", true},
     {"Fehler", "Fehler", "errors", true},
+    {"Gekuerzt", "Gekürzt", "cutValues", true},
+    {"GekuerzteFelder", "Gekürzt in", "cutIn"},
     {"Benutzer", "Benutzer", "user"},
     {"Spezifikation", "Spezifikation", "specification"},
     {"Pruefsumme", "Prüfsumme", "checksum"},
@@ -88,7 +88,9 @@ void WriteJsonRow(std::ostream& out, const Recordset& row, std::span<const Ledge
     const auto number = column.is_number ? ParseWholeNumber(text) : std::nullopt;
     if (number) {
       object.Number(column.key, *number);
-    } else if (!column.is_number) {
+    } else if (column.is_number) {
+      object.Null(column.key);
+    } else {
       object.Text(column.key, text);
     }
   }
@@ -156,7 +158,7 @@ int RunsCommand(Workspace& workspace, const RunsOptions& options) {
     ShowRun(workspace, ledger, *FindRun(runs, options.run));
   } else {
     // What a line has room for; one run is shown whole.
-    constexpr std::size_t kOfAList = 11;
+    constexpr std::size_t kOfAList = 12;
     const std::span<const LedgerColumn> all = kRunColumns;
     WriteRows(workspace, *runs, workspace.options().format == OutputFormat::kText ? all.first(kOfAList) : all);
   }
@@ -167,19 +169,20 @@ int UndoCommand(Workspace& workspace, const UndoOptions& options) {
   const ObjectPtr ledger = OpenLedger(workspace);
   CallMethod(ledger, "StartUndo", options.run, options.dry_run, options.force);
   const auto number = [&](const char* member) { return GetProperty(ledger, member).ToInteger(); };
-  const bool shows_progress = ::isatty(STDERR_FILENO) == 1;
+  ProgressLine progress(workspace, options.progress);
+  const std::int64_t total = number("UndoTotal");
   bool is_stopped = false;
   {
     const StopSignals::Asking first_signal_asks(workspace.signals());
     while (!is_stopped && CallMethod(ledger, "NextUndo").ToBool()) {
-      if (shows_progress) {
-        workspace.terminal() << "\rDatensatz " << number("UndoDone") << " von " << number("UndoTotal")
-                             << "\x1b[K" << std::flush;
-      }
+      const std::int64_t done = number("UndoDone");
+      progress.SetInfo("Nehme Datensatz " + std::to_string(done) + " von " + std::to_string(total) + " zurück");
+      progress.SetPercent(100.0 * static_cast<double>(done) / static_cast<double>(total));
+      progress.Tick();
       is_stopped = workspace.signals().StopRequested();
     }
   }
-  if (shows_progress) workspace.terminal() << "\r\x1b[K" << std::flush;
+  progress.End();
   const RecordsetPtr left = ToRecordset(CallMethod(ledger, "LeftAlone"));
   const bool is_any_left = !left->IsEof();
   const std::int64_t left_count = left->RecordCount();

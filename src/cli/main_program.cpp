@@ -76,9 +76,12 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
       ->check(WithoutSeparators())
       ->type_name("PERSONALNR");
   std::string progress = "auto";
-  run->add_option("--progress", progress, "Fortschritt: auto, plain oder none")
-      ->check(OneOf({"auto", "plain", "none"}))
-      ->type_name("ART");
+  const auto with_progress = [&](CLI::App* command) {
+    command->add_option("--progress", progress, "Fortschritt: auto, plain oder none")
+        ->check(OneOf({"auto", "plain", "none"}))
+        ->type_name("ART");
+  };
+  with_progress(run);
 
   run->add_option("--from", run_options.settings.from, "mit diesem Datensatz der Quelle beginnen")
       ->check(PositiveCount())
@@ -101,17 +104,21 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
 
   RunsOptions runs_options;
   auto* runs = app.add_subcommand("runs", "Importläufe auflisten, oder einen zeigen");
-  runs->add_option("LAUF", runs_options.run, "Nummer eines Laufs: was aus seinen Datensätzen wurde")
-      ->type_name("");
-  runs->add_flag("--last", runs_options.last, "den letzten zeigen");
+  auto* shown_run =
+      runs->add_option("LAUF", runs_options.run, "Nummer eines Laufs: was aus seinen Datensätzen wurde")
+          ->check(PositiveCount())
+          ->type_name("");
+  runs->add_flag("--last", runs_options.last, "den letzten zeigen")->excludes(shown_run);
 
   UndoOptions undo_options;
   auto* undo = app.add_subcommand("undo", "Einen Importlauf zurücknehmen");
   undo->add_option("LAUF", undo_options.run, "Nummer des Laufs, wie 'runs' sie zeigt")
       ->required()
+      ->check(PositiveCount())
       ->type_name("");
   undo->add_flag("--dry-run", undo_options.dry_run, "nur zeigen, was stehen bliebe");
   undo->add_flag("--force", undo_options.force, "auch zurücknehmen, was seit dem Import geändert wurde");
+  with_progress(undo);
 
   InitOptions init_options;
   auto* init = app.add_subcommand("init", "Eine Beispielanwendung mit Datenbank und Vorlagen anlegen");
@@ -131,9 +138,9 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
   list_options.app_mode_given = app_mode->count() > 0;
   run_options.spec = spec;
   run_options.source_file = source_file;
-  run_options.progress = progress == "none"    ? Progress::kNone
-                         : progress == "plain" ? Progress::kPlain
-                                               : Progress::kAuto;
+  run_options.progress = undo_options.progress = progress == "none"    ? Progress::kNone
+                                                 : progress == "plain" ? Progress::kPlain
+                                                                       : Progress::kAuto;
   log_options.duplicates = which == "duplicates";
 
   // A terminal gets text only; the other formats are exact.

@@ -156,6 +156,7 @@ struct UndoOptions {
   std::int64_t run = 0;
   bool dry_run = false;
   bool force = false;
+  Progress progress = Progress::kAuto;
 };
 int UndoCommand(Workspace& workspace, const UndoOptions& options);
 struct InitOptions {

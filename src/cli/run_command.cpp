@@ -1,81 +1,37 @@
-#include <unistd.h>
-
-#include <chrono>
-#include <cmath>
 #include <ostream>
 
-#include "cli/program.h"
-#include "import/pace.h"
+#include "cli/progress_line.h"
 #include "import/run_texts.h"
-#include "platform/base/terminal_text.h"
 
 namespace kestrel::cli {
 
 namespace {
 
-// Shows the run on a terminal: one line with a bar, redrawn at most every 50 ms; or, plain, a line at every
-// tenth of the way.
 class ConsoleRunView final : public RunView {
  public:
-  ConsoleRunView(Workspace& workspace, bool bar, bool plain)
-      : stream_(bar ? workspace.terminal() : workspace.err()),
+  ConsoleRunView(Workspace& workspace, Progress progress)
+      : stream_(workspace.err()),
         signals_(workspace.signals()),
         job_(workspace.job()),
-        bar_(bar),
-        plain_(plain) {}
+        progress_(workspace, progress) {}
 
-  void SetInfo(std::string_view text) override { info_.assign(text); }
-
-  void SetProgress(double percent) override {
-    percent_ = percent;
-    if (plain_) {
-      const int tenth = static_cast<int>(percent / 10);
-      if (tenth > tenths_shown_) {
-        tenths_shown_ = tenth;
-        stream_ << info_ << " (" << tenth * 10 << " %)" << std::endl;
-      }
-    } else if (bar_ && percent >= 100) {
-      Draw();
-    }
-  }
-
+  void SetInfo(std::string_view text) override { progress_.SetInfo(text); }
+  void SetProgress(double percent) override { progress_.SetPercent(percent); }
   void Yield() override {
     if (signals_.StopRequested()) job_.RequestStop();
-    if (bar_ && pace_.Due()) Draw();
+    progress_.Tick();
   }
-
   void Tell(std::string_view text) override {
-    if (drawn_) stream_ << std::endl;
-    drawn_ = false;
+    progress_.End();
     stream_ << text << std::endl;
   }
-
-  void CloseWindow() override {
-    if (drawn_) stream_ << std::endl;
-  }
+  void CloseWindow() override { progress_.End(); }
 
  private:
-  void Draw() {
-    constexpr int kWidth = 30;
-    drawn_ = true;
-    const int filled = static_cast<int>(std::lround(std::min(percent_, 100.0) * kWidth / 100));
-    std::string line = "\r[";
-    for (int i = 0; i < kWidth; ++i) line += i < filled ? "█" : "·";
-    line += "] " + std::to_string(std::lround(percent_)) + " %  " + TerminalText(info_, TextLayout::kOneLine) +
-            "\x1b[K";
-    stream_ << line << std::flush;
-  }
-
   std::ostream& stream_;
   const StopSignals& signals_;
   ImportJob& job_;
-  bool bar_;
-  bool plain_;
-  std::string info_;
-  double percent_ = 0;
-  int tenths_shown_ = 0;
-  bool drawn_ = false;
-  Pace pace_{std::chrono::milliseconds(50)};
+  ProgressLine progress_;
 };
 
 const char* NameOf(SourceState state) {
@@ -183,9 +139,7 @@ int RunCommand(Workspace& workspace, const RunOptions& options) {
   job.Prepare();
   job.settings() = options.settings;
   job.settings().most_same_errors = kMostSameErrors;
-  const bool terminal = ::isatty(STDERR_FILENO) == 1;
-  ConsoleRunView view(workspace, options.progress == Progress::kAuto && terminal,
-                      options.progress == Progress::kPlain);
+  ConsoleRunView view(workspace, options.progress);
   {
     const StopSignals::Asking first_signal_asks(workspace.signals());
     job.RunDespiteFindings(view, options.test ? RunMode::kTest : RunMode::kImport);
