@@ -17,13 +17,15 @@ void InTransaction(Connection& connection, Step&& step) {
     return;
   }
   connection.Begin();
-  try {
-    std::forward<Step>(step)();
-    connection.Commit();
-  } catch (const RuntimeError&) {
-    if (connection.InTransaction()) Trap([&] { connection.Rollback(); }, [](const RuntimeError&) {});
-    throw;
-  }
+  Trap(
+      [&] {
+        std::forward<Step>(step)();
+        connection.Commit();
+      },
+      [&](const RuntimeError&) {
+        if (connection.InTransaction()) Trap([&] { connection.Rollback(); }, [](const RuntimeError&) {});
+        throw;
+      });
 }
 
 }  // namespace kestrel

@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 
 #include <random>
+#include <stdexcept>
 
 #include "kestrel/open_connection.h"
+#include "kestrel/transaction.h"
 #include "platform/data/connection_contract.h"
 #include "platform/data/literal_template.h"
 #include "support/expect_error.h"
@@ -43,6 +45,17 @@ INSTANTIATE_TEST_SUITE_P(Sqlite, RecordsetContract, ::testing::Values(SqliteCont
 INSTANTIATE_TEST_SUITE_P(Sqlite, ConnectionContract, ::testing::Values(SqliteContract()),
                          testing::ContractName);
 INSTANTIATE_TEST_SUITE_P(Sqlite, WritingContract, ::testing::Values(SqliteContract()), testing::ContractName);
+
+TEST_F(Sqlite, ATransactionAroundAStepEndsWhateverTheStepRaises) {
+  connection->Execute("CREATE TABLE t (n INTEGER)");
+  const auto fail = [this] {
+    connection->Execute("INSERT INTO t VALUES (1)");
+    throw std::out_of_range("of a component");
+  };
+  EXPECT_THROW(InTransaction(*connection, fail), std::out_of_range);
+  EXPECT_FALSE(connection->InTransaction());
+  EXPECT_EQ(Text("SELECT count(*) FROM t"), "0");
+}
 
 TEST_F(Sqlite, StackedStatementsAreRefusedBeforeAnythingRuns) {
   connection->Execute("CREATE TABLE t (a)");
