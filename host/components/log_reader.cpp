@@ -39,11 +39,24 @@ constexpr const char* kJoinedDetails =
     "AND (d.ZeilenNr = z.ZeilenNr OR z.Spalte1 IS NOT NULL AND z.Spalte0 = "
     "(SELECT f.Spalte0 FROM Protokollzeilen f WHERE f.ZeilenNr = d.ZeilenNr)) ";
 
+// The row in front, of the same record.
+constexpr const char* kJoinedRowInFront =
+    "LEFT JOIN Protokollzeilen v ON v.ZeilenNr = z.ZeilenNr - 1 AND v.Spalte0 = z.Spalte0 ";
+
 }  // namespace
+
+struct LogReader::Choice {
+  std::string_view list;
+  bool only_last;
+  std::optional<std::int64_t> limit;
+  bool only_first_rows = false;  // of records held back
+  bool only_open = false;
+};
 
 void LogReader::Bind(Members& members) {
   members.Set("Connection", &LogReader::SetConnection);
   members.Method("ReadLog", &LogReader::ReadLog);
+  members.Method("ReadHeldBack", &LogReader::ReadHeldBack);
 }
 
 void LogReader::SetConnection(const ObjectPtr& connection) {
@@ -51,16 +64,29 @@ void LogReader::SetConnection(const ObjectPtr& connection) {
   connection_ = connection;
 }
 
-ObjectPtr LogReader::ReadLog(std::string_view list, bool only_last) {
+ObjectPtr LogReader::ReadLog(std::string_view list, bool only_last, std::optional<std::int64_t> limit) const {
+  return Read({list, only_last, limit});
+}
+
+ObjectPtr LogReader::ReadHeldBack(bool only_last, bool only_open, std::int64_t limit) const {
+  return Read({"LST_ImportDublett", only_last, limit, true, only_open});
+}
+
+ObjectPtr LogReader::Read(const Choice& choice) const {
   Connection& connection = RequireConnection(connection_);
   const bool details = HasLogDetails(connection);
-  std::string sql =
-      std::string(kHead) + (details ? kDetails : kNoDetails) + kRows + (details ? kJoinedDetails : "");
+  std::string sql = std::string(kHead) + (details ? kDetails : kNoDetails) + kRows;
+  if (details) sql += kJoinedDetails;
+  if (choice.only_first_rows) sql += kJoinedRowInFront;
   sql += "WHERE p.Liste = ? ";
-  if (only_last) sql += "AND p.ProtokollNr = (SELECT max(ProtokollNr) FROM Protokoll WHERE Liste = ?) ";
-  const auto query = connection.Prepare(sql + "ORDER BY p.ProtokollNr, z.ZeilenNr");
-  query->BindText(0, list);
-  if (only_last) query->BindText(1, list);
+  if (choice.only_first_rows) sql += "AND v.ZeilenNr IS NULL AND z.Spalte1 IS NOT NULL ";
+  if (choice.only_open && details) sql += "AND d.Entscheidung IS NULL ";
+  if (choice.only_last) sql += "AND p.ProtokollNr = (SELECT max(ProtokollNr) FROM Protokoll WHERE Liste = ?) ";
+  sql += "ORDER BY p.ProtokollNr, z.ZeilenNr";
+  if (choice.limit) sql += " LIMIT " + std::to_string(*choice.limit);
+  const auto query = connection.Prepare(sql);
+  query->BindText(0, choice.list);
+  if (choice.only_last) query->BindText(1, choice.list);
   return query->Open();
 }
 

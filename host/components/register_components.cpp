@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "components/doublet_functions.h"
+#include "components/held_back_records.h"
 #include "components/ledger_component.h"
 #include "components/log_component.h"
 #include "components/log_reader.h"
@@ -34,6 +35,8 @@ void RegisterComponents(ComponentRegistry& registry) {
   registry.Register("kestrelhost.Setup", [] { return std::make_shared<Setup>(); });
   registry.Register("kestrelhost.LogReader", [] { return std::make_shared<LogReader>(); });
   registry.Register("kestrelhost.RunLedger", [] { return std::make_shared<LedgerComponent>(); });
+  registry.Register("kestrelhost.HeldBackRecords",
+                    [&registry] { return std::make_shared<HeldBackRecords>(registry); });
   // Destinations of a user's own need only an announcement and their rows of Importziele and Importfelder.
   for (const std::string& prog_id : registry.ProgIds()) {
     if (UpperCase(prog_id).starts_with(kImporterPrefix)) RegisterImporter(registry, prog_id, keys);

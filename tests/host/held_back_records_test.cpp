@@ -1,0 +1,272 @@
+// What a person decides about a record that was held back.
+#include "host/held_back_log.h"
+#include "kestrel/bound_object.h"
+#include "kestrel/memory_recordset.h"
+
+namespace kestrel::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+// An import class during whose start somebody else decides.
+class OtherPerson final : public BoundObject<OtherPerson> {
+ public:
+  explicit OtherPerson(ObjectPtr connection) : connection_(std::move(connection)) {}
+  static void Bind(Members& members) {
+    members.Set("Connection", &OtherPerson::Ignore);
+    members.Let("PersonalNr", &OtherPerson::IgnoreText);
+    members.Let("Application", &OtherPerson::IgnoreText);
+    members.Let("SpecificationFile", &OtherPerson::IgnoreText);
+    members.Method("BeforeImport", &OtherPerson::BeforeImport);
+    members.Method("GetNewRecord", &OtherPerson::GetNewRecord);
+    members.Method("ImportRecord", &OtherPerson::ImportRecord);
+    members.Get("ErrorCode", &OtherPerson::ErrorCode);
+  }
+
+ private:
+  void Ignore(const ObjectPtr&) {}
+  void IgnoreText(const std::string&) {}
+  void BeforeImport(bool&) {
+    RequireConnection(connection_).Execute("UPDATE Protokolldetails SET Entscheidung = 'nicht importiert'");
+  }
+  ObjectPtr GetNewRecord() {
+    auto record = std::make_shared<MemoryRecordset>();
+    for (const char* name : {"KundenNummer", "Bez1", "Bez2", "Ort", "KundeSeit", "Umsatz"}) {
+      record->AppendColumn(name);
+    }
+    record->AddNew();
+    return record;
+  }
+  void ImportRecord(const Value&) {
+    RequireConnection(connection_).Execute("INSERT INTO Kunden (KundenNummer, Bez1) VALUES (99, 'Doppelt')");
+  }
+  std::int64_t ErrorCode() const { return 0; }
+  ObjectPtr connection_;
+};
+
+class HeldBackRecords : public HostFixture {
+ protected:
+  HeldBackRecords() {
+    folder.Write("Messe.IMP", "[Common]\r\nApplication=2\r\n");
+    Import(Importer(),
+           {{"KundenNummer", "7"}, {"Bez1", "Meier"}, {"Ort", "Köln"}, {"Umsatz", "5"}, {"PLZ", "5"}});
+    reader = components.CreateObject("kestrelhost.LogReader");
+    SetProperty(reader, "Connection", connection);
+    records = components.CreateObject("kestrelhost.HeldBackRecords");
+    SetProperty(records, "Connection", connection);
+  }
+
+  void HoldBack(FieldTexts fields, const char* import_class = "ksbimport.importkunden") {
+    WriteHeldBackLog(components, connection,
+                     {{"Specification", folder.File("Messe.IMP").c_str()},
+                      {"Source", "/d/messe.txt"},
+                      {"ImportClass", import_class}},
+                     {{fields, {{"Record", "3"}, {"AddressType", "1"}, {"Address", "7"}}}});
+    record = Key(ReadHeldBack());
+  }
+  void HoldBackTheUsual() {
+    HoldBack({{"KundenNummer", ""},
+              {"Bez1", "MEIER"},
+              {"Bez2", ""},
+              {"Ort", "Köln"},
+              {"KundeSeit", "20240229000000"},
+              {"Umsatz", "5,0"}});
+  }
+
+  RecordsetPtr ReadHeldBack(bool only_open = true) {
+    return ToRecordset(CallMethod(reader, "ReadHeldBack", true, only_open, 10));
+  }
+  static std::int64_t Key(const RecordsetPtr& row) {
+    return row->ValueAt(row->RequireColumn("Zeile")).ToInteger();
+  }
+
+  std::vector<std::string> Compared() {
+    std::vector<std::string> lines;
+    const auto text = [](const Recordset& row, std::size_t column) {
+      return row.IsNull(column) ? "NULL" : std::string(row.TextAt(column));
+    };
+    for (const RecordsetPtr row = ToRecordset(CallMethod(records, "Compare", record)); !row->IsEof();
+         row->MoveNext()) {
+      lines.push_back(text(*row, 0) + ": " + text(*row, 1) + " | " + text(*row, 2));
+    }
+    return lines;
+  }
+
+  Value ImportAnyway() { return CallMethod(records, "ImportAnyway", record, "4711"); }
+
+  std::vector<std::string> Customers() {
+    return Rows("SELECT KundenNummer, Bez1, CAST(KundeSeit AS TEXT) FROM Kunden ORDER BY KundenNummer");
+  }
+  std::vector<std::string> Decisions() { return Rows("SELECT Entscheidung FROM Protokolldetails"); }
+
+  ObjectPtr reader;
+  ObjectPtr records;
+  std::int64_t record = 0;
+};
+
+TEST_F(HeldBackRecords, AreReadWithOneRowEachInTheOrderOfTheSource) {
+  WriteHeldBackLog(components, connection, {},
+                   {{{{"Bez1", "A"}, {"Ort", "B"}}, {{"Record", "3"}, {"Address", "7"}}},
+                    {{{"Bez1", "A"}, {"Ort", "B"}}, {{"Record", "9"}, {"Address", "8"}}}});
+  std::vector<std::string> rows;
+  const RecordsetPtr row = ReadHeldBack();
+  for (; !row->IsEof(); row->MoveNext()) {
+    rows.push_back(std::string(row->TextAt(row->RequireColumn("Datensatz"))) + "|" +
+                   std::string(row->TextAt(row->RequireColumn("Adresse"))));
+  }
+  EXPECT_THAT(rows, ElementsAre("3|7", "9|8"));
+}
+
+TEST_F(HeldBackRecords, OfALogWithoutDetailsAreReadTooButNobodyCanDecide) {
+  WriteHeldBackLog(components, connection, {}, {{{{"Bez1", "A"}, {"Ort", "B"}}, {}}, {{{"Bez1", "C"}}, {}}});
+  const RecordsetPtr row = ReadHeldBack();
+  record = Key(row);
+  row->MoveNext();
+  EXPECT_FALSE(row->IsEof());
+  row->MoveNext();
+  EXPECT_TRUE(row->IsEof());
+  EXPECT_ERROR(CallMethod(records, "Discard", record), ErrorNumber::kNoCurrentRecord);
+}
+
+TEST_F(HeldBackRecords, StandBesideTheAddressTheyRepeatBothAsStored) {
+  HoldBackTheUsual();
+  EXPECT_THAT(Compared(), ElementsAre("KundenNummer:  | 7", "Bez1: MEIER | Meier", "Ort: Köln | Köln",
+                                      "KundeSeit: 2024-02-29 | ", "Umsatz: 5 | 5", "PLZ: NULL | 5"));
+}
+
+TEST_F(HeldBackRecords, ShowAValueThatCannotBeStoredAsItStands) {
+  HoldBack({{"Bez1", "Meier"}, {"KundeSeit", "irgendwann"}});
+  EXPECT_THAT(Compared(), ::testing::Contains("KundeSeit: irgendwann | "));
+}
+
+TEST_F(HeldBackRecords, StandAloneWhereTheAddressIsGone) {
+  HoldBackTheUsual();
+  connection->Execute("DELETE FROM Kunden");
+  EXPECT_THAT(Compared(), ElementsAre("Bez1: MEIER | NULL", "Ort: Köln | NULL", "KundeSeit: 2024-02-29 | NULL",
+                                      "Umsatz: 5 | NULL"));
+}
+
+TEST_F(HeldBackRecords, OfAnotherListStandBesideTheAddressByTheFieldsThatBothHave) {
+  HoldBack({{"LieferantenNummer", "4"}, {"Bez1", "Meier"}}, "ksbimport.importlieferanten");
+  EXPECT_THAT(Compared(),
+              ElementsAre("LieferantenNummer: 4 | ", "Bez1: Meier | Meier", "KundenNummer: NULL | 7",
+                          "PLZ: NULL | 5", "Ort: NULL | Köln", "Umsatz: NULL | 5"));
+}
+
+TEST_F(HeldBackRecords, AreImportedAnywayThroughTheirImportClassSoThatTheIndexFollows) {
+  HoldBackTheUsual();
+  EXPECT_EQ(ImportAnyway(), Value("trotzdem importiert"));
+  EXPECT_FALSE(connection->InTransaction());
+  EXPECT_THAT(Customers(), ElementsAre("7|Meier|NULL", "8|MEIER|2024-02-29"));
+  EXPECT_THAT(Rows("SELECT count(*) FROM Adressindex"), ElementsAre("2"));
+  EXPECT_THAT(Decisions(), ElementsAre("trotzdem importiert"));
+  EXPECT_THAT(Rows("SELECT count(*) FROM Protokollzeilen"), ElementsAre("6"));
+}
+
+TEST_F(HeldBackRecords, AreARunOfTheirOwnInTheLedger) {
+  HoldBackTheUsual();
+  ImportAnyway();
+  EXPECT_THAT(Rows("SELECT Zustand, Gelesen, Neu, Abgewiesen, Fehler, Benutzer, Quelle FROM Importlauf"),
+              ElementsAre("fertig|1|1|0|0|4711|/d/messe.txt, zurückgehaltener Datensatz"));
+  EXPECT_THAT(Rows("SELECT Ereignis, Datensatz, BisDatensatz, Tabelle, Nummer FROM Importlaufzeilen"),
+              ElementsAre("neu|3|3|Kunden|8"));
+}
+
+TEST_F(HeldBackRecords, CanBeTakenBackAsAnyOtherRunAndTheDecisionStays) {
+  HoldBackTheUsual();
+  ImportAnyway();
+  const ObjectPtr ledger = components.CreateObject("kestrelhost.RunLedger");
+  SetProperty(ledger, "Connection", connection);
+  CallMethod(ledger, "StartUndo", 1, false, false);
+  while (CallMethod(ledger, "NextUndo").ToBool()) {
+  }
+  EXPECT_EQ(GetProperty(ledger, "Removed"), Value(std::int64_t{1}));
+  EXPECT_THAT(Customers(), ElementsAre("7|Meier|NULL"));
+  EXPECT_THAT(Rows("SELECT count(*) FROM Adressindex"), ElementsAre("1"));
+  EXPECT_THAT(Decisions(), ElementsAre("trotzdem importiert"));
+}
+
+TEST_F(HeldBackRecords, ThatAreRefusedAreARunThatStoredNothing) {
+  HoldBack({{"Bez1", "Meier"}, {"Mitarbeiter", "-5"}});
+  EXPECT_ERROR(ImportAnyway(), ErrorNumber::kDatabase);
+  EXPECT_THAT(Rows("SELECT Zustand, Gelesen, Neu, Abgewiesen, Fehler FROM Importlauf"),
+              ElementsAre("fertig|1|0|1|1"));
+  EXPECT_THAT(Rows("SELECT Ereignis, Datensatz FROM Importlaufzeilen"), ElementsAre("abgewiesen|3"));
+}
+
+TEST_F(HeldBackRecords, AreNotImportedTwice) {
+  HoldBackTheUsual();
+  ImportAnyway();
+  EXPECT_ERROR_TEXT(ImportAnyway(), ErrorNumber::kInvalidProcedureCall, HasSubstr("schon entschieden"));
+  EXPECT_THAT(Rows("SELECT count(*) FROM Kunden"), ElementsAre("2"));
+}
+
+TEST_F(HeldBackRecords, LeaveTheListOnceDecidedAndStayInTheLog) {
+  HoldBackTheUsual();
+  EXPECT_EQ(CallMethod(records, "Discard", record), Value("nicht importiert"));
+  EXPECT_TRUE(ReadHeldBack()->IsEof());
+  const RecordsetPtr row = ReadHeldBack(false);
+  EXPECT_EQ(row->TextAt(row->RequireColumn("Entscheidung")), "nicht importiert");
+  EXPECT_ERROR(ImportAnyway(), ErrorNumber::kInvalidProcedureCall);
+  EXPECT_THAT(Rows("SELECT count(*) FROM Kunden"), ElementsAre("1"));
+  EXPECT_THAT(Rows("SELECT count(*) FROM Protokollzeilen"), ElementsAre("6"));
+}
+
+TEST_F(HeldBackRecords, StayUndecidedWhereTheImportClassRefusesThem) {
+  HoldBack({{"Bez1", "Meier"}, {"KundeSeit", "irgendwann"}});
+  EXPECT_ERROR_TEXT(ImportAnyway(), ErrorNumber::kTypeMismatch, HasSubstr("KundeSeit"));
+  EXPECT_FALSE(connection->InTransaction());
+  EXPECT_THAT(Customers(), ElementsAre("7|Meier|NULL"));
+  EXPECT_THAT(Decisions(), ElementsAre("NULL"));
+}
+
+// On PostgreSQL records are sent without waiting for the answer.
+TEST_F(HeldBackRecords, StayUndecidedWhereOnlyTheDatabaseRefusesThem) {
+  HoldBack({{"Bez1", "Meier"}, {"Mitarbeiter", "-5"}});
+  EXPECT_ERROR(ImportAnyway(), ErrorNumber::kDatabase);
+  EXPECT_FALSE(connection->InTransaction());
+  EXPECT_THAT(Customers(), ElementsAre("7|Meier|NULL"));
+  EXPECT_THAT(Rows("SELECT count(*) FROM Adressindex"), ElementsAre("1"));
+  EXPECT_THAT(Decisions(), ElementsAre("NULL"));
+}
+
+TEST_F(HeldBackRecords, ANumberThatIsTakenIsRefusedUnlessTheSpecificationOverwrites) {
+  HoldBack({{"KundenNummer", "7"}, {"Bez1", "MEIER"}});
+  EXPECT_ERROR(ImportAnyway(), ErrorNumber::kNumberExists);
+  folder.Write("Messe.IMP", "[CfgSettings]\r\nKundenUeberschreiben=1\r\n");
+  EXPECT_EQ(ImportAnyway(), Value("trotzdem importiert"));
+  EXPECT_THAT(Customers(), ElementsAre("7|MEIER|NULL"));
+}
+
+TEST_F(HeldBackRecords, AreStoredOnceWhereTwoPeopleDecideAtTheSameTime) {
+  HoldBackTheUsual();
+  components.Register("ksbimport.importkunden", [this] { return std::make_shared<OtherPerson>(connection); });
+  EXPECT_ERROR_TEXT(ImportAnyway(), ErrorNumber::kInvalidProcedureCall, HasSubstr("nicht importiert"));
+  EXPECT_THAT(Customers(), ElementsAre("7|Meier|NULL"));
+}
+
+TEST_F(HeldBackRecords, OfALogThatNamesNoImportClassAreToldWithAWayOut) {
+  HoldBack({{"Bez1", "Meier"}}, "");
+  EXPECT_ERROR_TEXT(ImportAnyway(), ErrorNumber::kInvalidProcedureCall,
+                    HasSubstr("importieren Sie die Quelle erneut"));
+}
+
+TEST_F(HeldBackRecords, AFieldThatTheImportClassNoLongerHasIsToldAndNothingStored) {
+  HoldBack({{"Bez1", "Meier"}, {"Faxnummer", "1"}});
+  EXPECT_ERROR_TEXT(ImportAnyway(), ErrorNumber::kColumnNotFound, HasSubstr("Faxnummer"));
+  EXPECT_FALSE(connection->InTransaction());
+  EXPECT_THAT(Decisions(), ElementsAre("NULL"));
+}
+
+TEST_F(HeldBackRecords, AnUnknownOneIsAnError) {
+  HoldBackTheUsual();
+  record += 1;
+  EXPECT_ERROR(CallMethod(records, "Compare", record), ErrorNumber::kNoCurrentRecord);
+  EXPECT_ERROR(CallMethod(records, "Discard", record), ErrorNumber::kNoCurrentRecord);
+  EXPECT_ERROR(ImportAnyway(), ErrorNumber::kNoCurrentRecord);
+}
+
+}  // namespace
+}  // namespace kestrel::testing
