@@ -19,11 +19,6 @@ constexpr AddressList kAddressLists[] = {
     {"Lieferanten", "Lieferanten", "Lieferanten importieren...", 4},
 };
 
-constexpr LogList kLogLists[] = {
-    {"Importprotokoll", "LST_Import", {"Meldung"}},
-    {"Dublettenprotokoll", "LST_ImportDublett", {"Datensatz", "Feld", "Wert"}},
-};
-
 constexpr int kNoticeMs = 5000;
 
 }  // namespace
@@ -50,11 +45,11 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
     address_pages_.push_back(page);
     guard_.On(page, &AddressPage::ImportAsked, &HostWindow::OpenImport);
   }
-  for (const LogList& list : kLogLists) {
-    auto* page = new LogPage(list, components, connection_, tabs_);
-    tabs_->addTab(page, list.title);
-    log_pages_.push_back(page);
-  }
+  error_log_ = new ErrorLogPage(components, connection_, tabs_);
+  tabs_->addTab(error_log_, "Importprotokoll");
+  duplicates_ = new DuplicatePage(components, connection_, personal_nr, tabs_);
+  tabs_->addTab(duplicates_, "Dublettenprotokoll");
+  guard_.On(duplicates_, &DuplicatePage::Decided, &HostWindow::RefreshAll);
   setCentralWidget(tabs_);
   BuildMenu();
   auto* user = new QLabel(ToQt("Angemeldet: " + personal_nr), this);
@@ -101,7 +96,8 @@ void HostWindow::OpenImport(std::int16_t app_mode) {
 
 void HostWindow::RefreshAll() {
   for (AddressPage* page : address_pages_) page->Refresh();
-  for (LogPage* page : log_pages_) page->Refresh();
+  error_log_->Refresh();
+  duplicates_->Refresh();
 }
 
 void HostWindow::Search() {

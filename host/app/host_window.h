@@ -6,7 +6,8 @@
 #include <vector>
 
 #include "app/address_page.h"
-#include "app/log_page.h"
+#include "app/duplicate_page.h"
+#include "app/error_log_page.h"
 #include "kestrel/wizard.h"
 #include "wizard/event_guard.h"
 
@@ -40,7 +41,8 @@ class HostWindow final : public QMainWindow {
   ImportMan import_man_;
   QTabWidget* tabs_;
   std::vector<AddressPage*> address_pages_;
-  std::vector<LogPage*> log_pages_;
+  ErrorLogPage* error_log_;
+  DuplicatePage* duplicates_;
 };
 
 }  // namespace kestrel::host

@@ -1,6 +1,8 @@
 #include "app/list_parts.h"
 
 #include <QHeaderView>
+#include <QSplitter>
+#include <QVBoxLayout>
 
 #include "wizard/table_look.h"
 
@@ -14,6 +16,17 @@ QTableView* MakeTable(QAbstractItemModel* model, const QString& title, QWidget* 
   table->verticalHeader()->hide();
   GiveListLook(*table);
   return table;
+}
+
+void StackListAndDetails(QWidget* page, QWidget* list, QWidget* details) {
+  auto* parts = new QSplitter(Qt::Vertical, page);
+  parts->addWidget(list);
+  parts->addWidget(details);
+  parts->setStretchFactor(0, 3);
+  parts->setStretchFactor(1, 2);
+  parts->setChildrenCollapsible(false);
+  auto* layout = new QVBoxLayout(page);
+  layout->addWidget(parts);
 }
 
 }  // namespace kestrel::host

@@ -11,4 +11,8 @@ inline constexpr int kWidestColumn = 50;
 
 // A table of whole rows to read, named `title` for a screen reader.
 QTableView* MakeTable(QAbstractItemModel* model, const QString& title, QWidget* parent);
+
+// Fills the page with a list and, below it, what is known of the row that is chosen; the line between can be moved.
+void StackListAndDetails(QWidget* page, QWidget* list, QWidget* details);
+
 }  // namespace kestrel::host

@@ -1,20 +1,16 @@
-#include "app/host_window.h"
-
 #include <QAction>
 #include <QHeaderView>
-#include <QLabel>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QTest>
 #include <functional>
-#include <memory>
 #include <stdexcept>
 
 #include "app/host_database.h"
-#include "host/host_fixture.h"
+#include "host_app/host_window_fixture.h"
 #include "platform/base/file.h"
-#include "platform/dialogs/recording_user_interface.h"
 #include "qt/drive.h"
 
 namespace kestrel::testing {
@@ -24,16 +20,8 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-class HostWindowTest : public HostFixture {
+class HostWindowTest : public HostWindowFixture {
  protected:
-  HostWindowTest() { qputenv("KESTREL_HOME", folder.path().c_str()); }
-
-  void AddCustomer(const char* number, const char* name, const char* place, const char* since = "") {
-    ASSERT_EQ(
-        Import(Importer(), {{"KundenNummer", number}, {"Bez1", name}, {"Ort", place}, {"KundeSeit", since}}),
-        "");
-  }
-
   void AddErrorLog(const char* description, const char* message) {
     const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
     Value host(connection);
@@ -44,39 +32,6 @@ class HostWindowTest : public HostFixture {
     CallMethod(log, "SetField", 10, 0, ByRef(text));
     CallMethod(log, "UpdateRecord");
   }
-
-  void Open() {
-    // Imports are stored in groups; the window reads what is committed, over the same connection.
-    window = std::make_unique<host::HostWindow>(ui, components, connection, "4711");
-    window->show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
-  }
-
-  template <class Control>
-  Control& Find(const char* page, const char* name) {
-    auto* owner = window->findChild<QWidget*>(page);
-    auto* control = owner == nullptr ? nullptr : owner->findChild<Control*>(name);
-    if (control == nullptr) throw std::runtime_error(std::string("no control ") + page + "/" + name);
-    return *control;
-  }
-
-  // The texts of one column of a page's table, by its heading.
-  std::vector<std::string> Column(const char* page, const QString& heading) {
-    std::vector<std::string> texts;
-    const QAbstractItemModel& model = *Find<QTableView>(page, "table").model();
-    for (int column = 0; column < model.columnCount(); ++column) {
-      if (model.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString() != heading) continue;
-      for (int row = 0; row < model.rowCount(); ++row) {
-        texts.push_back(model.index(row, column).data().toString().toStdString());
-      }
-    }
-    return texts;
-  }
-
-  static bool Eventually(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 5000); }
-
-  RecordingUserInterface ui;
-  std::unique_ptr<host::HostWindow> window;
 };
 
 TEST_F(HostWindowTest, RestoresKeyIndexesThatAreMissingAndSaysSo) {
@@ -173,6 +128,73 @@ TEST_F(HostWindowTest, TheLogShowsTheLastImportOrAll) {
   Find<QCheckBox>("logLST_Import", "onlyLast").click();
   EXPECT_THAT(Column("logLST_Import", "Import"), ElementsAre("Alte Kunden", "Neue Kunden"));
   EXPECT_EQ(Find<QLabel>("logLST_ImportDublett", "count").text(), "Keine Einträge");
+}
+
+TEST_F(HostWindowTest, ADetailsPaneTellsAllOfTheErrorThatIsChosen) {
+  const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
+  Value host(connection);
+  CallMethod(log, "CreateProtokoll", ByRef(host), "t", "Dr. Erika Schmitz", "LST_Import", "07.03.2024",
+             "Kunden", "/i/~1.tmp", "Textdatei");
+  CallMethod(log, "SetLogDetail", "Specification", "/i/Kunden.IMP");
+  CallMethod(log, "SetLogDetail", "Source", "/d/kunden.txt");
+  const auto add_row = [&](const char* text, FieldTexts details) {
+    CallMethod(log, "AddNewRecord");
+    CallMethod(log, "SetField", 10, 0, text);
+    for (const auto& [name, value] : details) CallMethod(log, "SetRowDetail", name, value);
+    CallMethod(log, "UpdateRecord");
+  };
+  add_row("Fehler: 13 kein Datum (ImportRecord/ImportStart)",
+          {{"Record", "27"}, {"Field", "KundeSeit"}, {"SourceColumn", "seit"}, {"RawValue", "31.02.2019"}});
+  add_row("Fehler: 3000 verloren", {{"Record", "30"}, {"LastRecord", "44"}});
+  Open();
+  EXPECT_THAT(Column("logLST_Import", "Datensatz"), ElementsAre("27", "30"));
+  auto& details = Find<QPlainTextEdit>("logLST_Import", "details");
+  EXPECT_EQ(details.toPlainText(), "");
+  auto& table = Find<QTableView>("logLST_Import", "table");
+  table.selectRow(0);
+  EXPECT_EQ(details.toPlainText().toStdString(),
+            "Datensatz: 27\nFeld: KundeSeit\nQuellspalte: seit\nRohwert: 31.02.2019\nFehlernummer: 13\n"
+            "Meldung: Fehler: 13 kein Datum (ImportRecord/ImportStart)\nQuelle: /d/kunden.txt\n"
+            "Spezifikation: /i/Kunden.IMP");
+  table.selectRow(1);
+  EXPECT_THAT(details.toPlainText().toStdString(),
+              ::testing::StartsWith("Datensatz: 30 bis 44\nFehlernummer: 3000"));
+}
+
+TEST_F(HostWindowTest, TheRowThatIsChosenStaysSoWhenTheLogIsReadAgain) {
+  AddErrorLog("Kunden", "Fehler: 13 erster");
+  Open();
+  Find<QTableView>("logLST_Import", "table").selectRow(0);
+  AddErrorLog("Lieferanten", "Fehler: 14 zweiter");
+  const auto shown = [this] {
+    return Find<QPlainTextEdit>("logLST_Import", "details").toPlainText().toStdString();
+  };
+  Find<QCheckBox>("logLST_Import", "onlyLast").click();
+  EXPECT_THAT(shown(), HasSubstr("erster"));
+  Find<QCheckBox>("logLST_Import", "onlyLast").click();
+  EXPECT_EQ(shown(), "");
+}
+
+TEST_F(HostWindowTest, TheWorkingCopyOfAnImportIsNeverShown) {
+  const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
+  Value host(connection);
+  for (const char* list : {"LST_Import", "LST_ImportDublett"}) {
+    CallMethod(log, "CreateProtokoll", ByRef(host), "t", "u", list, "07.03.2024", "Kunden", "/i/~1.tmp",
+               "Textdatei");
+    CallMethod(log, "AddNewRecord");
+    for (int column = 0; column < 3; ++column) CallMethod(log, "SetField", 10, column, "x");
+    CallMethod(log, "UpdateRecord");
+  }
+  Open();
+  for (const QTableView* table : window->findChildren<QTableView*>("table")) {
+    const QAbstractItemModel& model = *table->model();
+    for (int column = 0; model.rowCount() > 0 && column < model.columnCount(); ++column) {
+      EXPECT_FALSE(model.index(0, column).data().toString().contains("~1.tmp"));
+    }
+  }
+  Find<QTableView>("logLST_Import", "table").selectRow(0);
+  EXPECT_EQ(Find<QPlainTextEdit>("logLST_Import", "details").toPlainText().toStdString(),
+            "Meldung: x\nQuelle: Textdatei");
 }
 
 TEST_F(HostWindowTest, AMissingLogReaderIsToldWhereTheLogWouldStand) {

@@ -89,8 +89,10 @@ class Tour {
     Take(window_, "host-customers");
     tabs.setCurrentIndex(3);
     FindIn<QCheckBox>(*tabs.widget(3), "onlyLast").setChecked(false);
+    FindIn<QTableView>(*tabs.widget(3), "table").selectRow(0);
     Take(window_, "host-errors");
     tabs.setCurrentIndex(4);
+    FindIn<QTableView>(*tabs.widget(4), "table").selectRow(0);
     Take(window_, "host-duplicates");
     tabs.setCurrentIndex(0);
   }
