@@ -320,6 +320,11 @@ class Sandbox:
         for row in self.query("SELECT %s FROM Kunden" % ", ".join(COLUMNS)):
             if expected.get(row[0]) != row:
                 problems.append("a stored address is not that of the source: %r" % (row,))
+        return problems + self.examine_references()
+
+    def examine_references(self):
+        """What is wrong with rows that belong to others."""
+        problems = []
         for what, sql in (
                 ("stored without its row of the address index",
                  "SELECT KundenNummer FROM Kunden WHERE CAST(KundenNummer AS TEXT) NOT IN "
