@@ -25,6 +25,7 @@
 
 #include "kestrel/export.h"
 #include "kestrel/import_man.h"
+#include "kestrel/wizard_comforts.h"
 
 namespace kestrel {
 
@@ -38,7 +39,7 @@ class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
   Q_OBJECT
  public:
   // Windows of the wizard stay above `host_window`, where one is given.
-  explicit Wizard(QWidget* host_window = nullptr);
+  explicit Wizard(QWidget* host_window = nullptr, WizardComforts comforts = {});
   // Ends an import that is still open as cancelling does.
   ~Wizard() override;
 
@@ -51,6 +52,7 @@ class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
   void ShowStep1();
   void ShowStep2();
   void ShowStep3();
+  const WizardComforts& comforts() const { return comforts_; }
   // The shared value editor.
   frmTransTbl& ValueEditor();
   // The page that is shown, or null.
@@ -77,6 +79,7 @@ class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
   void DropPages();
 
   QPointer<QWidget> host_window_;
+  WizardComforts comforts_;
   std::shared_ptr<Session> session_;  // while a page is open
   std::unique_ptr<ImportJob> job_;    // of that session
   std::unique_ptr<frmStep1> step1_;

@@ -2,11 +2,15 @@
 
 #include <QCoreApplication>
 #include <QEvent>
+#include <QFileDialog>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <filesystem>
 
 #include "component/session.h"
+#include "import/run_texts.h"
+#include "sources/source_kind.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
 
@@ -22,10 +26,23 @@ constexpr int kRemarkLines = 8;
 constexpr int kStartWithoutActivationMs = 300;
 constexpr int kRepaintMs = 100;
 
+std::string RecordsText(std::int32_t count) {
+  return std::to_string(count) + (count == 1 ? " Datensatz" : " Datensätze");
+}
+
+// A name for what was not stored: that of a text file, beside it, with a word more.
+std::string RejectsFile(const Session& session) {
+  const SourceKind* kind = KindOf(session);
+  if (kind == nullptr || kind->connect != nullptr) return "abgelehnt.csv";
+  std::filesystem::path file(session.*kind->location);
+  const std::string extension = file.extension().string();
+  return file.replace_extension().string() + "-abgelehnt" + extension;
+}
+
 }  // namespace
 
-frmImport::frmImport(ImportJob& job, QWidget* parent)
-    : QDialog(parent), guard_(this, job.session().platform.ui), job_(job) {
+frmImport::frmImport(ImportJob& job, QWidget* parent, WizardComforts comforts)
+    : QDialog(parent), guard_(this, job.session().platform.ui), job_(job), comforts_(comforts) {
   setObjectName("frmImport");
   setWindowTitle("KESTREL Import");
   lblInfo_ = new QLabel(this);
@@ -49,6 +66,51 @@ frmImport::frmImport(ImportJob& job, QWidget* parent)
   page->addWidget(progress_bar_);
   page->addWidget(remarks_);
   page->setSizeConstraint(QLayout::SetFixedSize);
+  if (comforts_.run_summary) AddSummary();
+}
+
+void frmImport::AddSummary() {
+  lblSummary_ = new QLabel(this);
+  lblSummary_->setObjectName("lblSummary");
+  lblSummary_->setWordWrap(true);
+  lblSummary_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  buttons_ = new ButtonRow(this);
+  cmdSaveRejects_ =
+      buttons_->AddLeft("cmdSaveRejects", "Abgelehnte Datensätze speichern...",
+                        "Schreibt, was nicht gespeichert wurde, mit dem Grund in eine Datei", 'A');
+  cmdClose_ = buttons_->AddDefault("cmdClose", "Schließen", "Fenster schließen", 'S');
+  guard_.On(cmdSaveRejects_, &QPushButton::clicked, [this] { SaveRejects(); });
+  guard_.On(cmdClose_, &QPushButton::clicked, [this] { reject(); });
+  layout()->addWidget(lblSummary_);
+  layout()->addWidget(buttons_);
+  lblSummary_->hide();
+  buttons_->hide();
+}
+
+void frmImport::ShowSummary() {
+  const RunResult& run = result();
+  std::string text = FiguresText(run.figures);
+  if (run.next_record > 0) {
+    text += "\nEin neuer Import ist mit Datensatz " + std::to_string(run.next_record) + " fortzusetzen.";
+  }
+  if (run.rejects > 0) text += "\nNicht gespeichert: " + RecordsText(run.rejects) + ".";
+  lblSummary_->setText(ToQt(text));
+  // Within a window of fixed size a wrapped text is not asked for its height.
+  const int width = std::max(lblInfo_->width(), buttons_->sizeHint().width());
+  lblSummary_->setFixedSize(width, lblSummary_->heightForWidth(width));
+  lblSummary_->show();
+  cmdSaveRejects_->setEnabled(run.rejects > 0);
+  buttons_->show();
+  cmdClose_->setFocus();
+}
+
+void frmImport::SaveRejects() {
+  const QString path = QFileDialog::getSaveFileName(this, "Abgelehnte Datensätze speichern",
+                                                    ToQt(RejectsFile(job_.session())), "Alle Dateien (*)");
+  if (path.isEmpty()) return;
+  job_.SaveRejects(FromQt(path));
+  Tell("''" + FromQt(path) + "'' enthält " + RecordsText(result().rejects) +
+       " mit den Gründen. Nach der Abhilfe importieren Sie diese Datei mit denselben Einstellungen.");
 }
 
 void frmImport::showEvent(QShowEvent* event) {
@@ -67,6 +129,7 @@ bool frmImport::event(QEvent* event) {
 void frmImport::Activate() {
   if (started_) return;
   started_ = true;
+  job_.settings().keep_rejects = comforts_.run_summary;
   // While the run shows a box, nothing else brings its last words to the screen.
   QTimer repaint;
   guard_.On(&repaint, &QTimer::timeout, &frmImport::Repaint);
@@ -95,7 +158,11 @@ void frmImport::Tell(std::string_view text) {
 void frmImport::CloseWindow() {
   finished_ = true;
   Repaint();
-  reject();
+  if (comforts_.run_summary && !result().cancelled) {
+    ShowSummary();
+  } else {
+    reject();
+  }
 }
 
 void frmImport::reject() {

@@ -1,4 +1,5 @@
-// The run window: runs the import on its first activation and shows how far it is.
+// The run window: runs the import on its first activation and shows how far it is. With the comfort of a summary it
+// stays behind the closing message until it is closed.
 #pragma once
 
 #include <QDialog>
@@ -8,6 +9,8 @@
 
 #include "import/pace.h"
 #include "kestrel/import_job.h"
+#include "kestrel/wizard_comforts.h"
+#include "wizard/button_row.h"
 #include "wizard/event_guard.h"
 
 namespace kestrel {
@@ -16,7 +19,7 @@ class frmImport final : public QDialog, private RunView {
   Q_OBJECT
  public:
   // The job outlives the window; its fields are assigned.
-  frmImport(ImportJob& job, QWidget* parent);
+  frmImport(ImportJob& job, QWidget* parent, WizardComforts comforts = {});
 
   const RunResult& result() const { return job_.result(); }
 
@@ -28,6 +31,9 @@ class frmImport final : public QDialog, private RunView {
 
  private:
   void Activate();
+  void AddSummary();
+  void ShowSummary();
+  void SaveRejects();
   void Repaint();
 
   void SetInfo(std::string_view text) override { info_.assign(text); }
@@ -38,9 +44,15 @@ class frmImport final : public QDialog, private RunView {
 
   EventGuard guard_;
   ImportJob& job_;
+  WizardComforts comforts_;
   QLabel* lblInfo_;
   QProgressBar* progress_bar_;
   QPlainTextEdit* remarks_;  // hidden while there is none
+  // Only where the summary is wanted; hidden until the run has ended.
+  QLabel* lblSummary_ = nullptr;
+  ButtonRow* buttons_ = nullptr;
+  QPushButton* cmdSaveRejects_ = nullptr;
+  QPushButton* cmdClose_ = nullptr;
   // What the run said last; brought to the screen as often as an eye can follow, which costs less than the
   // display's own rate would.
   std::string info_;

@@ -412,7 +412,7 @@ void frmStep3::cmdOK_Click() {
   frmQuestionDlg question(this);
   question.exec();
   session_.TestMode = question.Testmode();
-  frmImport window(job_, this);
+  frmImport window(job_, this, wizard_.comforts());
   window.exec();
   close();
 }

@@ -45,7 +45,9 @@ void Wizard::ShowPage(std::unique_ptr<Page>& slot) {
   slot->activateWindow();
 }
 
-Wizard::Wizard(QWidget* host_window) : host_window_(host_window) { QAccessible::installFactory(PageAsWindow); }
+Wizard::Wizard(QWidget* host_window, WizardComforts comforts) : host_window_(host_window), comforts_(comforts) {
+  QAccessible::installFactory(PageAsWindow);
+}
 Wizard::~Wizard() { Abandon(); }
 
 void Wizard::DropPages() {

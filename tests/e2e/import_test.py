@@ -117,6 +117,9 @@ class Story:
         confirmation.press("OK")
         # One record of the source is bad.
         self.answer("Beim Importieren der Daten sind Fehler aufgetreten.", "OK")
+        figures = self.window("push button", "Abgelehnte Datensätze speichern...")
+        check(any("3 gelesen = " in text for text in figures.texts()), f"the run shows {figures.texts()}")
+        figures.press("Schließen")
         # The wizard has ended: the host alone is left.
         self.reader.eventually(
             lambda: [window.name for window in self.app if window and self.reader.is_showing(window)]

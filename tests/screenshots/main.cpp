@@ -168,6 +168,10 @@ class Tour {
       Take(shown, "messageBox");
       shown.close();
     });
+    modals_.Then("frmImport", [this](QWidget& shown) {
+      Take(shown, "frmImport-figures");
+      FindIn<QAbstractButton>(shown, "cmdClose").click();
+    });
     Press("cmdOK");
     if (watch.isActive()) throw std::runtime_error("the run was not seen midway");
   }

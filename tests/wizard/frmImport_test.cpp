@@ -1,6 +1,7 @@
 // The confirmation and the run window.
 #include "wizard/frmImport.h"
 
+#include <QFileDialog>
 #include <QPushButton>
 
 #include "kestrel/import_job.h"
@@ -69,10 +70,10 @@ TEST_F(QuestionTest, EnterAndTheAccessKeyPressOk) {
 
 class RunWindowTest : public testing::WizardFixture {
  protected:
-  void Prepare(int records) {
+  void Prepare(int records, WizardComforts comforts = {}) {
     OpenStep3(TextSpecification(WriteSource(records), "[FieldAssignments]\nName=FIELD:Name\n"));
     job = std::make_unique<ImportJob>(session);
-    window = std::make_unique<frmImport>(*job, nullptr);
+    window = std::make_unique<frmImport>(*job, nullptr, comforts);
   }
   // A log component, and an import class that tells an error after each call.
   std::shared_ptr<testing::RecordingObject> UseLog() {
@@ -280,6 +281,65 @@ TEST_F(RunWindowTest, ACancellationByTheImportClassIsShown) {
   EXPECT_THAT(ui.boxes,
               ElementsAre(Information("Der Vorgang wurde vom Benutzer abgebrochen!", "KESTREL Import")));
   EXPECT_EQ(window->result().errors, -1);
+}
+
+// --- The summary, where it is wanted ---
+
+class RunSummaryTest : public RunWindowTest {
+ protected:
+  // Runs to the end of the import; `look` sees the window that stays, which is closed behind it.
+  void RunAndLook(std::function<void()> look) {
+    QTimer watch;
+    QObject::connect(&watch, &QTimer::timeout, window.get(), [&] {
+      if (!FindIn<QWidget>(*window, "cmdClose").isVisible()) return;
+      watch.stop();
+      look();
+      ClickOn(FindIn<QWidget>(*window, "cmdClose"));
+    });
+    watch.start(0);
+    window->exec();
+  }
+  std::string Summary() const { return FromQt(FindIn<QLabel>(*window, "lblSummary").text()); }
+};
+
+TEST_F(RunSummaryTest, TheWindowStaysBehindTheClosingMessageWithTheFigures) {
+  Prepare(3, {.run_summary = true});
+  EXPECT_FALSE(FindIn<QWidget>(*window, "cmdClose").isVisibleTo(window.get()));
+  bool looked = false;
+  RunAndLook([&] {
+    looked = true;
+    EXPECT_EQ(ui.boxes.size(), 1u) << "the closing message came before";
+    EXPECT_EQ(Summary(),
+              "3 gelesen = 3 neu gespeichert + 0 geändert + 0 zurückgehalten + 0 abgewiesen; 0 Fehler");
+    const auto& label = FindIn<QLabel>(*window, "lblSummary");
+    EXPECT_GE(label.height(), label.heightForWidth(label.width())) << "no line is cut";
+    EXPECT_FALSE(FindIn<QWidget>(*window, "cmdSaveRejects").isEnabled());
+  });
+  EXPECT_TRUE(looked);
+  EXPECT_FALSE(window->isVisible());
+  EXPECT_EQ(window->QDialog::result(), QDialog::Accepted);
+}
+
+TEST_F(RunSummaryTest, RecordsThatWereNotStoredAreSavedFromIt) {
+  Prepare(3, {.run_summary = true});
+  import_class->Raises("ImportRecord", RuntimeError(3000, "weg"));
+  const std::string file = folder.File("rest.txt");
+  modals.Then("QFileDialog", [&](QWidget& dialog) {
+    static_cast<QFileDialog&>(dialog).selectFile(ToQt(file));
+    static_cast<QDialog&>(dialog).accept();
+  });
+  RunAndLook([&] { ClickOn(FindIn<QWidget>(*window, "cmdSaveRejects")); });
+  EXPECT_THAT(Summary(), ::testing::HasSubstr("Nicht gespeichert: 3 Datensätze."));
+  EXPECT_THAT(FromQt(FindIn<QPlainTextEdit>(*window, "txtRemarks").toPlainText()),
+              ::testing::HasSubstr("''" + file + "'' enthält 3 Datensätze"));
+  const std::string saved = ReadWholeFile(file);
+  EXPECT_THAT(saved, ::testing::StartsWith("Name;Ort;Datum;Gruppe;Grund;Datensatz\r\n"));
+  EXPECT_THAT(saved, ::testing::EndsWith(";3000: weg;3\r\n"));
+}
+
+TEST_F(RunSummaryTest, WithoutItTheWindowClosesByItself) {
+  Prepare(1);
+  EXPECT_EQ(window->findChild<QWidget*>("cmdClose"), nullptr);
 }
 
 }  // namespace
