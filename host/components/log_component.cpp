@@ -11,8 +11,6 @@ namespace kestrel::host {
 namespace {
 
 constexpr std::int64_t kTextKind = 10;
-// A row's key is its log's number and its own one, so that no look-up is needed to find a free one.
-constexpr std::int64_t kRowsPerLog = std::int64_t{1} << 32;
 
 std::string IsoDate(std::string_view text) {
   const auto date = ParseGermanDate(text);

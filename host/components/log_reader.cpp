@@ -28,20 +28,29 @@ constexpr const char* kNoDetails =
     "NULL AS \"Rohwert\", NULL AS \"Adressart\", NULL AS \"Adresse\", NULL AS \"Name\", NULL AS \"Ort\", "
     "NULL AS \"Schluessel\", NULL AS \"FruehererDatensatz\", NULL AS \"Entscheidung\" ";
 
-constexpr const char* kRows =
-    "FROM Protokoll p JOIN Protokollzeilen z ON z.ZeilenNr > p.ProtokollNr * 4294967296 "
-    "AND z.ZeilenNr < (p.ProtokollNr + 1) * 4294967296 ";
+// In the order of their keys, so that the first rows of a long log cost no more than those of a short one.
+constexpr const char* kRows = "FROM Protokollzeilen z JOIN Protokoll p ON p.ProtokollNr = z.ProtokollNr ";
+constexpr const char* kJoinedOrigin = "LEFT JOIN Protokollherkunft h ON h.ProtokollNr = p.ProtokollNr ";
 // The details of a record held back stand beside the first of its rows, which share a mark.
 constexpr const char* kJoinedDetails =
-    "LEFT JOIN Protokollherkunft h ON h.ProtokollNr = p.ProtokollNr "
     "LEFT JOIN Protokolldetails d ON d.ZeilenNr = (SELECT max(e.ZeilenNr) FROM Protokolldetails e "
     "WHERE e.ZeilenNr <= z.ZeilenNr AND e.ZeilenNr > p.ProtokollNr * 4294967296) "
     "AND (d.ZeilenNr = z.ZeilenNr OR z.Spalte1 IS NOT NULL AND z.Spalte0 = "
     "(SELECT f.Spalte0 FROM Protokollzeilen f WHERE f.ZeilenNr = d.ZeilenNr)) ";
 
-// The row in front, of the same record.
-constexpr const char* kJoinedRowInFront =
-    "LEFT JOIN Protokollzeilen v ON v.ZeilenNr = z.ZeilenNr - 1 AND v.Spalte0 = z.Spalte0 ";
+constexpr const char* kJoinedOwnDetails = "LEFT JOIN Protokolldetails d ON d.ZeilenNr = z.ZeilenNr ";
+// Of each record the row that has none of the same record in front.
+constexpr const char* kIsFirstRow =
+    "AND z.Spalte1 IS NOT NULL AND NOT EXISTS (SELECT 1 FROM Protokollzeilen v "
+    "WHERE v.ZeilenNr = z.ZeilenNr - 1 AND v.Spalte0 = z.Spalte0) ";
+
+// The number of the last log of a list; 0 where there is none.
+std::int64_t LastLog(Connection& connection, std::string_view list) {
+  const auto query = connection.Prepare("SELECT max(ProtokollNr) FROM Protokoll WHERE Liste = ?");
+  query->BindText(0, list);
+  const RecordsetPtr found = query->Open();
+  return found->IsNull(0) ? 0 : found->ValueAt(0).ToInteger();
+}
 
 }  // namespace
 
@@ -76,17 +85,21 @@ ObjectPtr LogReader::Read(const Choice& choice) const {
   Connection& connection = RequireConnection(connection_);
   const bool details = HasLogDetails(connection);
   std::string sql = std::string(kHead) + (details ? kDetails : kNoDetails) + kRows;
-  if (details) sql += kJoinedDetails;
-  if (choice.only_first_rows) sql += kJoinedRowInFront;
+  if (details)
+    sql += std::string(kJoinedOrigin) + (choice.only_first_rows ? kJoinedOwnDetails : kJoinedDetails);
   sql += "WHERE p.Liste = ? ";
-  if (choice.only_first_rows) sql += "AND v.ZeilenNr IS NULL AND z.Spalte1 IS NOT NULL ";
+  if (choice.only_last) sql += "AND z.ZeilenNr > ? AND z.ZeilenNr < ? ";
+  if (choice.only_first_rows) sql += kIsFirstRow;
   if (choice.only_open && details) sql += "AND d.Entscheidung IS NULL ";
-  if (choice.only_last) sql += "AND p.ProtokollNr = (SELECT max(ProtokollNr) FROM Protokoll WHERE Liste = ?) ";
-  sql += "ORDER BY p.ProtokollNr, z.ZeilenNr";
+  sql += "ORDER BY z.ZeilenNr";
   if (choice.limit) sql += " LIMIT " + std::to_string(*choice.limit);
   const auto query = connection.Prepare(sql);
   query->BindText(0, choice.list);
-  if (choice.only_last) query->BindText(1, choice.list);
+  if (choice.only_last) {
+    const std::int64_t last = LastLog(connection, choice.list);
+    query->BindInteger(1, last * kRowsPerLog);
+    query->BindInteger(2, (last + 1) * kRowsPerLog);
+  }
   return query->Open();
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,6 +13,10 @@
 #include "storage/write_behind_buffer.h"
 
 namespace kestrel::host {
+
+// A log row's key is its log's number times this, and its own one: no look-up is needed to find a free one, and a
+// log's rows follow one another.
+inline constexpr std::int64_t kRowsPerLog = std::int64_t{1} << 32;
 
 // Makes the two tables where they are missing, and commits the open write group before; false where they cannot
 // be made. Error 3000 where nothing can be asked.
