@@ -88,7 +88,8 @@ std::vector<LogColumn> DuplicateColumns() {
                      {"Name", {"Name", "name"}},
                      {"Ort", {"Ort", "place"}},
                      {"Schluessel", {"Schlüssel", "key", true}},
-                     {"FruehererDatensatz", {"von Datensatz", "earlierRecord", true}}});
+                     {"FruehererDatensatz", {"von Datensatz", "earlierRecord", true}},
+                     {"Entscheidung", {"Entscheidung", "decision"}}});
 }
 
 void WriteLog(Workspace& workspace, Recordset& rows, const std::vector<LogColumn>& columns) {

@@ -1,4 +1,6 @@
 // What a person decides about a record that was held back.
+#include <functional>
+
 #include "host/held_back_log.h"
 #include "kestrel/bound_object.h"
 #include "kestrel/memory_recordset.h"
@@ -10,40 +12,53 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-// An import class during whose start somebody else decides.
-class OtherPerson final : public BoundObject<OtherPerson> {
+// An import class that stores one address, and does or tells something besides.
+class ScriptedImporter final : public BoundObject<ScriptedImporter> {
  public:
-  explicit OtherPerson(ObjectPtr connection) : connection_(std::move(connection)) {}
+  struct Script {
+    std::function<void()> before_import = [] {};
+    std::int64_t late_error = 0;
+  };
+  ScriptedImporter(ObjectPtr connection, Script script)
+      : connection_(std::move(connection)), script_(std::move(script)) {}
   static void Bind(Members& members) {
-    members.Set("Connection", &OtherPerson::Ignore);
-    members.Let("PersonalNr", &OtherPerson::IgnoreText);
-    members.Let("Application", &OtherPerson::IgnoreText);
-    members.Let("SpecificationFile", &OtherPerson::IgnoreText);
-    members.Method("BeforeImport", &OtherPerson::BeforeImport);
-    members.Method("GetNewRecord", &OtherPerson::GetNewRecord);
-    members.Method("ImportRecord", &OtherPerson::ImportRecord);
-    members.Get("ErrorCode", &OtherPerson::ErrorCode);
+    members.Set("Connection", &ScriptedImporter::Ignore);
+    members.Let("PersonalNr", &ScriptedImporter::IgnoreText);
+    members.Let("Application", &ScriptedImporter::IgnoreText);
+    members.Let("SpecificationFile", &ScriptedImporter::IgnoreText);
+    members.Method("BeforeImport", &ScriptedImporter::BeforeImport);
+    members.Method("GetNewRecord", &ScriptedImporter::GetNewRecord);
+    members.Method("ImportRecord", &ScriptedImporter::ImportRecord);
+    members.Method("AfterImport", &ScriptedImporter::AfterImport);
+    members.Method("NextLateError", &ScriptedImporter::NextLateError);
+    members.Get("ErrorCode", &ScriptedImporter::ErrorCode);
+    members.Get("ErrorDescription", &ScriptedImporter::ErrorDescription);
   }
 
  private:
   void Ignore(const ObjectPtr&) {}
   void IgnoreText(const std::string&) {}
-  void BeforeImport(bool&) {
-    RequireConnection(connection_).Execute("UPDATE Protokolldetails SET Entscheidung = 'nicht importiert'");
-  }
+  void BeforeImport(bool&) { script_.before_import(); }
   ObjectPtr GetNewRecord() {
     auto record = std::make_shared<MemoryRecordset>();
-    for (const char* name : {"KundenNummer", "Bez1", "Bez2", "Ort", "KundeSeit", "Umsatz"}) {
-      record->AppendColumn(name);
-    }
+    record->AppendColumn("Bez1");
     record->AddNew();
     return record;
   }
   void ImportRecord(const Value&) {
     RequireConnection(connection_).Execute("INSERT INTO Kunden (KundenNummer, Bez1) VALUES (99, 'Doppelt')");
   }
-  std::int64_t ErrorCode() const { return 0; }
+  void AfterImport() {}
+  bool NextLateError() {
+    error_ = script_.late_error;
+    return error_ != 0;
+  }
+  std::int64_t ErrorCode() const { return error_; }
+  std::string ErrorDescription() const { return "zu spät"; }
+
   ObjectPtr connection_;
+  Script script_;
+  std::int64_t error_ = 0;
 };
 
 class HeldBackRecords : public HostFixture {
@@ -94,6 +109,10 @@ class HeldBackRecords : public HostFixture {
     return lines;
   }
 
+  void UseImporter(const ScriptedImporter::Script& script) {
+    components.Register("ksbimport.importkunden",
+                        [this, script] { return std::make_shared<ScriptedImporter>(connection, script); });
+  }
   Value ImportAnyway() { return CallMethod(records, "ImportAnyway", record, "4711"); }
 
   std::vector<std::string> Customers() {
@@ -241,10 +260,27 @@ TEST_F(HeldBackRecords, ANumberThatIsTakenIsRefusedUnlessTheSpecificationOverwri
 }
 
 TEST_F(HeldBackRecords, AreStoredOnceWhereTwoPeopleDecideAtTheSameTime) {
-  HoldBackTheUsual();
-  components.Register("ksbimport.importkunden", [this] { return std::make_shared<OtherPerson>(connection); });
+  HoldBack({{"Bez1", "Meier"}});
+  UseImporter({.before_import = [this] {
+    connection->Execute("UPDATE Protokolldetails SET Entscheidung = 'nicht importiert'");
+  }});
   EXPECT_ERROR_TEXT(ImportAnyway(), ErrorNumber::kInvalidProcedureCall, HasSubstr("nicht importiert"));
   EXPECT_THAT(Customers(), ElementsAre("7|Meier|NULL"));
+}
+
+TEST_F(HeldBackRecords, StayUndecidedWhereTheImportClassTellsItsErrorLate) {
+  HoldBack({{"Bez1", "Meier"}});
+  UseImporter({.late_error = 3000});
+  EXPECT_ERROR_TEXT(ImportAnyway(), ErrorNumber::kDatabase, "zu spät");
+  EXPECT_THAT(Customers(), ElementsAre("7|Meier|NULL"));
+  EXPECT_THAT(Decisions(), ElementsAre("NULL"));
+}
+
+TEST_F(HeldBackRecords, AreImportedByAClassOfTheContractAlone) {
+  HoldBack({{"Bez1", "Meier"}});
+  UseImporter({});
+  EXPECT_EQ(ImportAnyway(), Value("trotzdem importiert"));
+  EXPECT_THAT(Customers(), ElementsAre("7|Meier|NULL", "99|Doppelt|NULL"));
 }
 
 TEST_F(HeldBackRecords, OfALogThatNamesNoImportClassAreToldWithAWayOut) {
