@@ -49,7 +49,7 @@ class AssignmentCheck {
       findings_.Warn(AssignmentOf(field), "\"" + stored + "\" ist keine Zuordnung.",
                      "Möglich sind FIELD:Spalte, CONST:Wert und NOTASSIGNED, genau so geschrieben.");
     }
-    if (from_source && source_open_) CheckColumn(field, stored.substr(kFieldPrefix.size()));
+    if (from_source && source_open_) CheckColumn(field, stored);
     if (constant && std::count(stored.begin(), stored.end(), ':') > 1) {
       findings_.Warn(AssignmentOf(field),
                      "Die Konstante wird am Doppelpunkt abgeschnitten: gelesen wird \"" +
@@ -58,6 +58,26 @@ class AssignmentCheck {
     }
     if (constant) CheckConstant(field, list);
     if (list.TextAt(kDateField) == "Wahr" && from_source) CheckDateFormat(field, list.TextAt(kFormat));
+  }
+
+  // That the source has the column; `stored` assigns one.
+  void CheckColumn(const std::string& field, const std::string& stored) {
+    const std::string column = stored.substr(kFieldPrefix.size());
+    const std::string read(Split(column, ':')[0]);
+    if (read != column) {
+      findings_.Warn(AssignmentOf(field),
+                     "Der Spaltenname wird am Doppelpunkt abgeschnitten: gelesen wird \"" + read + "\".");
+    }
+    if (IsInList(read, columns_)) {
+      NoteColumn(read, field);
+      return;
+    }
+    for (const SourceRemark& remark : remarks_) {
+      if (remark.column == read) return findings_.Error(AssignmentOf(field), remark.text);
+    }
+    findings_.Error(AssignmentOf(field),
+                    "Die Datenquelle hat keine Spalte \"" + read + "\"; das Feld bleibt ohne Zuweisung.",
+                    WayToColumn(read));
   }
 
   // Columns that feed several fields. Behind the last field.
@@ -92,24 +112,6 @@ class AssignmentCheck {
                    "Die Konstante hat " + std::to_string(LengthInCharacters(constant)) + " Zeichen, das Feld " +
                        std::to_string(size) + "; geschrieben wird \"" + std::string(written) + "\".",
                    "Kürzen Sie die Konstante.");
-  }
-
-  void CheckColumn(const std::string& field, const std::string& column) {
-    const std::string read(Split(column, ':')[0]);
-    if (read != column) {
-      findings_.Warn(AssignmentOf(field),
-                     "Der Spaltenname wird am Doppelpunkt abgeschnitten: gelesen wird \"" + read + "\".");
-    }
-    if (IsInList(read, columns_)) {
-      NoteColumn(read, field);
-      return;
-    }
-    for (const SourceRemark& remark : remarks_) {
-      if (remark.column == read) return findings_.Error(AssignmentOf(field), remark.text);
-    }
-    findings_.Error(AssignmentOf(field),
-                    "Die Datenquelle hat keine Spalte \"" + read + "\"; das Feld bleibt ohne Zuweisung.",
-                    WayToColumn(read));
   }
 
   std::string WayToColumn(const std::string& column) const {
@@ -226,6 +228,17 @@ std::optional<Finding> FindLeftOutAssignment(Session& session) {
     }
   }
   return std::nullopt;
+}
+
+void CheckAssignedColumns(Session& session, Findings& findings) {
+  const std::shared_ptr<const ProfileImage> specification = ProfileStore().Read(session.SpecFile);
+  AssignmentCheck check(session, true, findings);
+  MemoryRecordset& list = *session.AssignmentList;
+  for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {
+    const std::string field(list.TextAt(kSourceName));
+    const std::string stored = GetIniString(*specification, kSection, field, "");
+    if (stored.starts_with(kFieldPrefix)) check.CheckColumn(field, stored);
+  }
 }
 
 void CheckAssignments(Session& session, bool source_open, Findings& findings) {

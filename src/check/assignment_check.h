@@ -17,6 +17,10 @@ std::optional<Finding> FindAssignmentFault(MemoryRecordset& list);
 // cannot be read: it would silently stay empty. The source connection is open.
 std::optional<Finding> FindLeftOutAssignment(Session& session);
 
+// The fields of the session's assignment list to which the specification assigns a column that the open source
+// lacks: they stay as the import class delivers them.
+void CheckAssignedColumns(Session& session, Findings& findings);
+
 // The entries of section FieldAssignments against the destination's fields (the session's assignment list, just
 // built) and, where the source is open, against its columns.
 void CheckAssignments(Session& session, bool source_open, Findings& findings);

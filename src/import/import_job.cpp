@@ -220,27 +220,33 @@ void ImportJob::Steps::TakeStream(std::string& file) {
 void ImportJob::Steps::OpenSource() {
   RequireOpen();
   if (source_open_) return;
-  const auto refuse = [&](std::string text) {
-    return Refuse({"Common", LocationKey(session_)}, std::move(text));
-  };
   const SourceKind* kind = KindOf(session_);
   if (kind != nullptr && kind->connect == nullptr) {
     std::string& file = session_.*kind->location;
     TakeStream(file);
-    if (FolderExists(file)) throw refuse("''" + file + "'' ist ein Ordner und keine " + kind->name + ".");
-    if (!FileExists(file)) throw refuse("Die Datei ''" + file + "'' existiert nicht.");
+    if (FolderExists(file)) throw RefuseSource("''" + file + "'' ist ein Ordner und keine " + kind->name + ".");
+    if (!FileExists(file)) throw RefuseSource("Die Datei ''" + file + "'' existiert nicht.");
   } else {
     const ConnectResult result = ConnectFromSession(session_);
     if (!result.connected) {
-      throw refuse("Die Datenquelle (" + session_.Provider + ") kann nicht geöffnet werden. " +
-                   (result.reason.empty() ? "Es fehlen Angaben im Abschnitt [Common]." : result.reason));
+      throw RefuseSource("Die Datenquelle (" + session_.Provider + ") kann nicht geöffnet werden. " +
+                         (result.reason.empty() ? "Es fehlen Angaben im Abschnitt [Common]." : result.reason));
     }
   }
-  ShownError unreadable;
-  session_.SourceFieldNames = SourceColumnNames(session_, &unreadable);
-  // The reader has told the reason.
-  if (unreadable) throw refuse("Die Felder der Datenquelle konnten nicht gelesen werden.");
+  session_.SourceFieldNames = RequireColumns();
   source_open_ = true;
+}
+
+ImportRefused ImportJob::Steps::RefuseSource(std::string text) const {
+  return Refuse({"Common", LocationKey(session_)}, std::move(text));
+}
+
+std::vector<std::string> ImportJob::Steps::RequireColumns() {
+  ShownError unreadable;
+  std::vector<std::string> names = SourceColumnNames(session_, &unreadable);
+  // The reader has told the reason.
+  if (unreadable) throw RefuseSource("Die Felder der Datenquelle konnten nicht gelesen werden.");
+  return names;
 }
 
 std::vector<bool> ImportJob::Steps::AssignFields(std::string* failure) {
@@ -342,15 +348,23 @@ void ImportJob::Steps::TellColumnDrift() {
     if (finding.severity != Severity::kError) Tell(finding.Message());
   }
   if (drift.errors() > 0) throw ImportRefused(std::move(drift));
+  Findings missing;
+  CheckAssignedColumns(session_, missing);
+  for (const Finding& finding : missing) Tell("Feld \"" + finding.place.field + "\": " + finding.Message());
+  if (missing.errors() > 0) KeepSource("da ihr zugeordnete Spalten fehlen");
 }
 
 void ImportJob::Steps::ProtectSource(RunMode mode) {
   if (mode == RunMode::kTest) session_.SaveFile = session_.DeleteFile = false;
   if (!IsOn(session_, &Session::SaveFile) || session_.SavePath.empty()) return;
-  if (!session_.DeleteFile || !IsMissingFolder(session_.SavePath)) return;
+  if (!IsMissingFolder(session_.SavePath)) return;
+  KeepSource("da sie nicht gesichert werden kann");
+}
+
+void ImportJob::Steps::KeepSource(const char* why) {
+  if (!IsOn(session_, &Session::DeleteFile)) return;
   session_.DeleteFile = false;
-  Tell("Die Quelldatei ''" + session_.*KindOf(session_)->location +
-       "'' wird nicht gelöscht, da sie nicht gesichert werden kann.");
+  Tell("Die Quelldatei ''" + session_.*KindOf(session_)->location + "'' wird nicht gelöscht, " + why + ".");
 }
 
 const RunResult& ImportJob::Steps::RunAssigned(RunView& view) {

@@ -85,8 +85,12 @@ class __attribute__((visibility("hidden"))) ImportJob::Steps {
   void CheckDestination(const ProfileImage& specification, const std::optional<Finding>& no_host,
                         Findings& findings);
   std::optional<MutedUserInterface::Mute> MuteBoxes();
-  // Refuses an import of which an assigned column has gone since the specification was saved.
+  ImportRefused RefuseSource(std::string text) const;
+  std::vector<std::string> RequireColumns();
+  // Refuses an import of which an assigned column has gone since the specification was saved; one that was never
+  // remembered is told, and keeps the source.
   void TellColumnDrift();
+  void KeepSource(const char* why);
   // A test leaves the source as it is; and what cannot be saved is not removed.
   void ProtectSource(RunMode mode);
   void Tell(std::string_view text) const;

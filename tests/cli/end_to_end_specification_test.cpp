@@ -72,6 +72,22 @@ TEST_F(EndToEnd, AnAssignedColumnThatHasGoneKeepsTheRunFromBeginning) {
   EXPECT_EQ(Query("SELECT Bez1 FROM Kunden"), "");
 }
 
+TEST_F(EndToEnd, AnAssignedColumnThatWasNeverRememberedIsToldAndItsSourceIsKept) {
+  WriteFileAtomically(Spec("neu.txt"),
+                      "Name;Stra\xDF"
+                      "e\r\nMeier;Ring 1\r\n");
+  WriteSpec("Fremd.IMP",
+            "[Common]\nDescription=Fremd\nImportClass=ksbimport.importkunden\nFileName=neu.txt\nDelimiter=;\n"
+            "DeleteFile=1\n[FieldAssignments]\nBez1=FIELD:Name\nStrasse=FIELD:Strasse\n");
+  const ProgramResult run = Run({"run", "Fremd"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.err, HasSubstr("Feld \"Strasse\": Die Datenquelle hat keine Spalte \"Strasse\"; das Feld "
+                                 "bleibt ohne Zuweisung. Gemeint ist wohl \"Straße\"."));
+  EXPECT_THAT(run.err, HasSubstr("neu.txt'' wird nicht gelöscht, da ihr zugeordnete Spalten fehlen."));
+  EXPECT_EQ(Query("SELECT Bez1, Strasse FROM Kunden"), "Meier|\n");
+  EXPECT_TRUE(FileExists(Spec("neu.txt")));
+}
+
 TEST_F(EndToEnd, TheNextStartSweepsTheScratchFoldersOfEndedProgramsAndNoOthers) {
   ::setenv("TMPDIR", folder_.path().c_str(), 1);
   const auto make = [&](const char* name) {
