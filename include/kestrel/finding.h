@@ -37,6 +37,9 @@ struct KESTREL_EXPORT Finding {
   // Of a finding in the source's data: how many values or records it is about, and the first of them.
   std::int64_t count = 0;
   std::vector<FindingExample> examples = {};
+  // Of an assigned column that has gone: the one that could take its place, as ImportJob::TakeOverColumns does it;
+  // may be empty.
+  std::string replacement = {};
 
   // Text and way out as one.
   std::string Message() const;

@@ -127,8 +127,12 @@ class KESTREL_EXPORT ImportJob {
 
   // How the source's columns differ from those it had when the specification was saved: missing ones, with the name
   // that is nearest, and another order. Errors are missing columns that are assigned. Raises ImportRefused for a
-  // source that cannot be opened.
+  // source that cannot be opened. For the pages the source is the one that is connected; what fails is shown, too.
   Findings ColumnDrift();
+  // Puts the replacements that ColumnDrift found, those of `drift`, in the place of the missing columns, in the
+  // working copy; it differs from what was saved then. Raises 5 where nothing is open, and what ProfileStore::Write
+  // raises.
+  void TakeOverColumns(const Findings& drift);
 
   // Hands the first `most` records to `show`. Returns how reading ended: kNotOpened or kBrokenOff with the
   // error, which the user interface has shown, too.

@@ -15,18 +15,31 @@ namespace {
 
 using Names = std::vector<std::string>;
 
+constexpr const char* kAssignments = "FieldAssignments";
+constexpr const char* kFieldPrefix = "FIELD:";
+
+// The column that the field is assigned to, as a run reads it; none for anything else.
+std::optional<std::string> AssignedColumn(const ProfileImage& specification, std::string_view field) {
+  const std::string_view assigned = specification.Find(kAssignments, field).value_or("");
+  if (!assigned.starts_with(kFieldPrefix)) return std::nullopt;
+  return std::string(Split(assigned, ':')[1]);
+}
+
 // The fields that the column feeds.
-std::string FieldsOf(const ProfileImage& specification, std::string_view column) {
-  constexpr std::string_view kPrefix = "FIELD:";
-  std::string fields;
-  const ProfileImage::Section* assignments = specification.FindSection("FieldAssignments");
+Names FieldsOf(const ProfileImage& specification, std::string_view column) {
+  Names fields;
+  const ProfileImage::Section* assignments = specification.FindSection(kAssignments);
   if (assignments == nullptr) return fields;
   for (const ProfileImage::Entry& entry : assignments->entries) {
-    const std::string_view assigned = specification.Find("FieldAssignments", entry.key).value_or("");
-    if (!assigned.starts_with(kPrefix) || Split(assigned, ':')[1] != column) continue;
-    fields.append(fields.empty() ? "" : ", ").append(entry.key);
+    if (AssignedColumn(specification, entry.key) == column) fields.emplace_back(entry.key);
   }
   return fields;
+}
+
+// Not every name comes back from a file as it was: it ends at a colon, for instance.
+bool CanBeAssigned(const std::string& column) {
+  const ProfileEdit edit{kAssignments, "Feld", kFieldPrefix + column};
+  return AssignedColumn(ProfileImage(EditedProfile("", {&edit, 1})), "Feld") == column;
 }
 
 bool AreUnnamed(const Names& columns) {
@@ -45,15 +58,21 @@ Names::iterator FindRemembered(Names& names, const std::string& remembered) {
 }
 
 // `added`: the columns that are new. One that takes a missing one's place is taken from them.
-void TellMissing(const ProfileImage& specification, const std::string& column, FindingPlace place, Names& added,
-                 Findings& findings) {
+Finding Missing(const std::string& column, FindingPlace place, const Names& fields, Names& added) {
+  Finding finding{Severity::kWarning, std::move(place), "Die Spalte '" + column + "' fehlt jetzt."};
   const std::optional<std::string> nearest = NearestName(column, added);
-  if (nearest) added.erase(std::find(added.begin(), added.end(), *nearest));
-  const std::string fields = FieldsOf(specification, column);
-  findings.Add({fields.empty() ? Severity::kWarning : Severity::kError, std::move(place),
-                nearest ? "Die Spalte '" + column + "' heißt jetzt '" + *nearest + "'?"
-                        : "Die Spalte '" + column + "' fehlt jetzt.",
-                fields.empty() ? "" : "Sie ist zugeordnet: " + fields + ". Ordnen Sie neu zu."});
+  if (nearest) {
+    added.erase(std::find(added.begin(), added.end(), *nearest));
+    finding.text = "Die Spalte '" + column + "' heißt jetzt '" + *nearest + "'?";
+  }
+  if (fields.empty()) return finding;
+  finding.severity = Severity::kError;
+  finding.way_out = "Sie ist zugeordnet: ";
+  for (const std::string& field : fields)
+    finding.way_out.append(&field == &fields[0] ? "" : ", ").append(field);
+  finding.way_out += ". Ordnen Sie neu zu.";
+  if (nearest && CanBeAssigned(*nearest)) finding.replacement = *nearest;
+  return finding;
 }
 
 }  // namespace
@@ -84,12 +103,29 @@ void CheckColumnDrift(const ProfileImage& specification, const Names& columns, F
     added.erase(found);
   }
   for (const std::size_t column : missing) {
-    TellMissing(specification, remembered[column], PlaceOf(column), added, findings);
+    const std::string& name = remembered[column];
+    // Of several columns of one name the first is read.
+    const bool is_read = std::find(remembered.begin(), remembered.end(), name) - remembered.begin() ==
+                         static_cast<std::ptrdiff_t>(column);
+    findings.Add(Missing(name, PlaceOf(column), is_read ? FieldsOf(specification, name) : Names(), added));
   }
   if (is_reordered) {
     findings.Note({kSourceColumnsSection}, "Die Spalten der Datenquelle stehen in anderer Reihenfolge.",
                   "Zugeordnet wird nach Namen; der Import bleibt, wie er war.");
   }
+}
+
+std::vector<ProfileEdit> ReplacementEdits(const ProfileImage& specification, const Findings& drift) {
+  std::vector<ProfileEdit> edits;
+  for (const Finding& finding : drift) {
+    if (finding.replacement.empty()) continue;
+    const std::string missing(specification.Find(kSourceColumnsSection, finding.place.key).value_or(""));
+    for (const std::string& field : FieldsOf(specification, missing)) {
+      edits.push_back({kAssignments, field, kFieldPrefix + finding.replacement});
+    }
+    edits.push_back(RememberedColumn(finding.place.key, finding.replacement));
+  }
+  return edits;
 }
 
 }  // namespace kestrel

@@ -15,4 +15,8 @@ namespace kestrel {
 void CheckColumnDrift(const ProfileImage& specification, const std::vector<std::string>& columns,
                       Findings& findings);
 
+// What makes the specification that was checked assign, and remember, the replacements in the place of the missing
+// columns. Findings without a replacement change nothing.
+std::vector<ProfileEdit> ReplacementEdits(const ProfileImage& specification, const Findings& drift);
+
 }  // namespace kestrel

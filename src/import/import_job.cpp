@@ -417,6 +417,7 @@ Findings ImportJob::Check(CheckDepth depth, const std::optional<Finding>& no_hos
   return steps_->Check(depth, no_host);
 }
 Findings ImportJob::ColumnDrift() { return steps_->ColumnDrift(); }
+void ImportJob::TakeOverColumns(const Findings& drift) { steps_->TakeOverColumns(drift); }
 
 DataProfile ImportJob::CheckData(const std::optional<Finding>& no_host) { return steps_->CheckData(no_host); }
 SourceEnd ImportJob::Preview(std::int64_t most, const PreviewSink& show) { return steps_->Preview(most, show); }

@@ -7,6 +7,7 @@
 #include "check/specification_check.h"
 #include "import/import_job_steps.h"
 #include "sources/source_kind.h"
+#include "spec/source_columns.h"
 
 namespace kestrel {
 
@@ -54,10 +55,21 @@ void ImportJob::Steps::CheckSource(CheckDepth depth, Findings& findings) {
 }
 
 Findings ImportJob::Steps::ColumnDrift() {
-  OpenSource();
+  RequireOpen();
   Findings findings;
-  CheckColumnDrift(*ProfileStore().Read(session_.SpecFile), session_.SourceFieldNames, findings);
+  const std::shared_ptr<const ProfileImage> specification = ProfileStore().Read(session_.SpecFile);
+  if (RememberedSourceColumns(*specification).empty()) return findings;
+  if (own_ != nullptr) OpenSource();
+  CheckColumnDrift(*specification, own_ != nullptr ? session_.SourceFieldNames : RequireColumns(), findings);
   return findings;
+}
+
+void ImportJob::Steps::TakeOverColumns(const Findings& drift) {
+  RequireOpen();
+  const std::vector<ProfileEdit> edits = ReplacementEdits(*ProfileStore().Require(session_.SpecFile), drift);
+  if (edits.empty()) return;
+  ProfileStore().Write(session_.SpecFile, edits);
+  session_.SchemaChanged = true;
 }
 
 void ImportJob::Steps::CheckDestination(const ProfileImage& specification,

@@ -37,6 +37,7 @@ class __attribute__((visibility("hidden"))) ImportJob::Steps {
   Findings Check(CheckDepth depth, const std::optional<Finding>& no_host);
   DataProfile CheckData(const std::optional<Finding>& no_host);
   Findings ColumnDrift();
+  void TakeOverColumns(const Findings& drift);
   SourceEnd Preview(std::int64_t most, const PreviewSink& show);
   void Prepare();
   const RunResult& Run(RunView& view, RunMode mode);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "platform/base/number.h"
 #include "platform/base/text.h"
@@ -26,9 +27,13 @@ void AddSourceColumns(const std::vector<std::string>& names, std::vector<Profile
   const std::size_t count = names.size() - 1;
   edits.push_back({kSourceColumnsSection, kCount, std::to_string(count)});
   for (std::size_t i = 0; i < count; ++i) {
-    // Reading takes one pair of quotes off, and no blank within them.
-    edits.push_back({kSourceColumnsSection, std::to_string(i + 1), "\"" + WithoutControls(names[i]) + "\""});
+    edits.push_back(RememberedColumn(std::to_string(i + 1), names[i]));
   }
+}
+
+ProfileEdit RememberedColumn(std::string number, std::string_view name) {
+  // Reading takes one pair of quotes off, and no blank within them.
+  return {kSourceColumnsSection, std::move(number), "\"" + WithoutControls(name) + "\""};
 }
 
 std::vector<std::string> RememberedSourceColumns(const ProfileImage& specification) {

@@ -18,6 +18,9 @@ inline constexpr const char* kSourceColumnsSection = "SourceColumns";
 // session.SourceFieldNames does; without a column nothing is appended, so that what is remembered stays.
 void AddSourceColumns(const std::vector<std::string>& names, std::vector<ProfileEdit>& edits);
 
+// The entry that remembers the column of that number.
+ProfileEdit RememberedColumn(std::string number, std::string_view name);
+
 // The columns in their order; empty where none are remembered, or not all of them can be read.
 std::vector<std::string> RememberedSourceColumns(const ProfileImage& specification);
 

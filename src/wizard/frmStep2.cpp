@@ -14,6 +14,7 @@
 #include "kestrel/wizard.h"
 #include "sources/source_catalog.h"
 #include "spec/specification.h"
+#include "wizard/frmDrift.h"
 #include "wizard/frmPrev.h"
 #include "wizard/qt_text.h"
 
@@ -431,7 +432,23 @@ void frmStep2::cmdNext_Click() {
   }
 }
 
+bool frmStep2::ConfirmDrift() {
+  Findings drift;
+  try {
+    const WaitCursor wait;
+    drift = job_.ColumnDrift();
+  } catch (const ImportRefused&) {
+    return false;  // a box has told why
+  }
+  if (drift.empty()) return true;
+  frmDrift dialog(drift, this);
+  if (dialog.exec() != QDialog::Accepted) return false;
+  job_.TakeOverColumns(dialog.Ticked());
+  return true;
+}
+
 void frmStep2::GoOn() {
+  if (wizard_.comforts().column_drift && !ConfirmDrift()) return;
   {
     const WaitCursor wait;
     wizard_.ShowStep3();

@@ -97,6 +97,8 @@ class frmStep2 final : public QWidget {
   void cmdSave_Click();
   void cmdPrev_Click();
   void cmdNext_Click();
+  // Tells what has become of the source's columns; whether to go on.
+  bool ConfirmDrift();
   void GoOn();
   void cmdCancel_Click();
   void ShowMessage(const std::string& text, const std::string& title);

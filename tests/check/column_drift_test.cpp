@@ -13,14 +13,23 @@ using ::testing::IsEmpty;
 
 using Names = std::vector<std::string>;
 
-// What is told of columns that were `before` and are `now`; each ends with an empty element.
-Names Drift(const Names& before, const Names& now, std::string specification = "") {
+// A specification that remembers the columns; they end with an empty element.
+std::string Remembering(const Names& columns, const std::string& specification) {
   std::vector<ProfileEdit> edits;
-  AddSourceColumns(before, edits);
+  AddSourceColumns(columns, edits);
+  return EditedProfile(specification, edits);
+}
+
+Findings FindDrift(const std::string& specification, const Names& now) {
   Findings findings;
-  CheckColumnDrift(ProfileImage(EditedProfile(specification, edits)), now, findings);
+  CheckColumnDrift(ProfileImage(specification), now, findings);
+  return findings;
+}
+
+// What is told of columns that were `before` and are `now`; each ends with an empty element.
+Names Drift(const Names& before, const Names& now, const std::string& specification = "") {
   Names lines;
-  for (const Finding& finding : findings) {
+  for (const Finding& finding : FindDrift(Remembering(before, specification), now)) {
     const char* severity = finding.severity == Severity::kError     ? "Fehler "
                            : finding.severity == Severity::kWarning ? "Warnung "
                                                                     : "Hinweis ";
@@ -63,6 +72,41 @@ TEST(ColumnDrift, AnAssignedColumnThatIsMissingIsAnErrorWithItsFields) {
             "[FieldAssignments]\r\nBez1=FIELD:Name\r\nStrasse=FIELD:Strasse\r\nBez2=FIELD:Strasse\r\n"),
       ElementsAre("Fehler 2: Die Spalte 'Strasse' heißt jetzt 'Straße'? Sie ist zugeordnet: Strasse, Bez2. "
                   "Ordnen Sie neu zu."));
+}
+
+TEST(ColumnDrift, TheSecondOfTwoColumnsOfOneNameIsReadByNoField) {
+  EXPECT_THAT(Drift({"Name", "Name", ""}, {"Name", "Name2", ""}, "[FieldAssignments]\r\nBez1=FIELD:Name\r\n"),
+              ElementsAre("Warnung 2: Die Spalte 'Name' heißt jetzt 'Name2'?"));
+}
+
+TEST(ColumnDrift, TheNewNameTakesThePlaceOfTheMissingOneWhereItIsWanted) {
+  const std::string before =
+      Remembering({"Name", "Strasse", "Ort", ""},
+                  "[FieldAssignments]\r\nBez1=FIELD:Name\r\nStrasse=FIELD:Strasse\r\nBez2=FIELD:Strasse:x\r\n"
+                  "Bez3=CONST:Strasse\r\n");
+  const Names now = {"Name", "Straße", "Ort", ""};
+  const Findings drift = FindDrift(before, now);
+  ASSERT_EQ(drift.size(), 1u);
+  EXPECT_EQ(drift[0].replacement, "Straße");
+  const std::string after = EditedProfile(before, ReplacementEdits(ProfileImage(before), drift));
+  const ProfileImage image(after);
+  EXPECT_EQ(image.Find("FieldAssignments", "Bez1"), "FIELD:Name");
+  EXPECT_EQ(image.Find("FieldAssignments", "Strasse"), "FIELD:Straße");
+  EXPECT_EQ(image.Find("FieldAssignments", "Bez2"), "FIELD:Straße");
+  EXPECT_EQ(image.Find("FieldAssignments", "Bez3"), "CONST:Strasse");
+  EXPECT_EQ(RememberedSourceColumns(image), (Names{"Name", "Straße", "Ort"}));
+  EXPECT_TRUE(FindDrift(after, now).empty());
+}
+
+TEST(ColumnDrift, NothingIsReplacedWhereNoFieldReadsTheColumnOrNoFileCouldHoldTheNewName) {
+  const std::string assigned = "[FieldAssignments]\r\nBez1=FIELD:Strasse\r\n";
+  for (const char* name : {"Strasse:", "Strasse ", "Strass\xD0\xB5"}) {
+    const Findings drift = FindDrift(Remembering({"Strasse", ""}, assigned), {name, ""});
+    ASSERT_EQ(drift.errors(), 1u) << name;
+    EXPECT_EQ(drift[0].replacement, "") << name;
+    EXPECT_THAT(ReplacementEdits(ProfileImage(assigned), drift), IsEmpty());
+  }
+  EXPECT_EQ(FindDrift(Remembering({"Strasse", ""}, ""), {"Straße", ""})[0].replacement, "");
 }
 
 TEST(ColumnDrift, AnotherOrderIsNoted) {

@@ -12,6 +12,7 @@
 #include <set>
 
 #include "wizard/button_row.h"
+#include "wizard/frmDrift.h"
 #include "wizard/frmImport.h"
 #include "wizard/frmPrev.h"
 #include "wizard/frmQuestionDlg.h"
@@ -135,6 +136,10 @@ const ControlTexts kTexts[] = {
     {"frmTransTbl", "cmdCancel", "Abbrechen"},
     {"frmImport", "lblInfo", ""},
     {"frmImport", "ProgressBar", ""},
+
+    {"frmDrift", "", "KESTREL Import"},
+    {"frmDrift", "cmdPrev", "Zurück", "Zurück zur Datenquelle"},
+    {"frmDrift", "cmdNext", "Weiter", "Weiter zu Schritt 3"},
 };
 
 QString CaptionOf(QWidget& widget) {
@@ -166,6 +171,9 @@ class PagesTest : public testing::WizardFixture {
     pages.push_back(std::make_unique<frmPrev>(job, nullptr));
     pages.push_back(std::make_unique<frmTransTbl>(session));
     pages.push_back(std::make_unique<frmImport>(job, nullptr));
+    Findings drift;
+    drift.Warn({}, "Die Spalte 'Ort' fehlt jetzt.");
+    pages.push_back(std::make_unique<frmDrift>(drift, nullptr));
   }
 
   QWidget& PageNamed(const QString& name) {

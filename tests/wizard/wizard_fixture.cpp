@@ -23,7 +23,7 @@ std::shared_ptr<MemoryRecordset> NewRecord(const std::vector<DestinationField>& 
 
 // --- WizardFixture ------------------------------------------------------------------------------
 
-WizardFixture::WizardFixture() {
+WizardFixture::WizardFixture(WizardComforts comforts) : wizard(nullptr, comforts) {
   setenv("KESTREL_HOME", folder.path().c_str(), 1);
   import_class = AddComponent("test.import");
   for (const char* property : {"PersonalNr", "Application", "SpecificationFile"}) import_class->Let(property);

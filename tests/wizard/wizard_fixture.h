@@ -25,7 +25,7 @@ class WizardFixture : public SessionFixture {
 
   // The specification folder is below KESTREL_HOME, which is the scratch folder; the import class "test.import"
   // has the fields Name (mandatory), Ort and Datum (a date).
-  WizardFixture();
+  explicit WizardFixture(WizardComforts comforts = {});
   ~WizardFixture() override;
 
   void UseFields(const std::vector<DestinationField>& fields);
