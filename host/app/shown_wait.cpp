@@ -3,7 +3,6 @@
 #include <QApplication>
 
 #include "kestrel/runtime_error.h"
-#include "schema/host_schema.h"
 #include "wizard/qt_text.h"
 
 namespace kestrel::host {
@@ -18,7 +17,7 @@ bool ShownWait::KeepWaiting(std::string_view reason) {
   const auto show = [&] {
     if (dialog_ == nullptr) {
       QString text = ToQt(reason);
-      if (!IsSqlite(connection_)) {
+      if (connection_.capabilities().dialect != Dialect::kSqlite) {
         text += "\n\"Abbrechen\" trennt die Verbindung zum Server; starten Sie das Programm danach neu.";
       }
       // Without an end that anybody knows.
