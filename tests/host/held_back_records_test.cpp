@@ -3,7 +3,10 @@
 
 #include "host/held_back_log.h"
 #include "kestrel/bound_object.h"
+#include "kestrel/clock.h"
+#include "kestrel/import_job.h"
 #include "kestrel/memory_recordset.h"
+#include "platform/dialogs/recording_user_interface.h"
 
 namespace kestrel::testing {
 namespace {
@@ -302,6 +305,48 @@ TEST_F(HeldBackRecords, AnUnknownOneIsAnError) {
   EXPECT_ERROR(CallMethod(records, "Compare", record), ErrorNumber::kNoCurrentRecord);
   EXPECT_ERROR(CallMethod(records, "Discard", record), ErrorNumber::kNoCurrentRecord);
   EXPECT_ERROR(ImportAnyway(), ErrorNumber::kNoCurrentRecord);
+}
+
+// The whole way: what a run holds back and a person lets in stands there as without the check for duplicates.
+TEST_F(HeldBackRecords, OfARunAreStoredAsTheRunWouldHaveStoredThem) {
+  connection->Execute("DELETE FROM Kunden");
+  connection->Execute("DELETE FROM Adressindex");
+  folder.Write("Quelle.txt",
+               "Nr;Name;PLZ;seit;Umsatz\r\n11;Meier;50667;1.3.2024;1.234,5\r\n12;Huber;20095;;\r\n"
+               "13;MEIER;50667;29.2.2024;-7\r\n14;Huber ;20095;;0,125\r\n");
+  RecordingUserInterface ui;
+  FixedClock clock{DateTime{CalendarDate{2024, 3, 7}, 14, 5, 9}};
+  const auto import = [&](const char* check) {
+    folder.Write("Kunden.IMP",
+                 "[Common]\nDescription=Kunden\nApplication=2\nImportClass=ksbimport.importkunden\n"
+                 "Provider=Textdatei\nFileName=Quelle.txt\nColumnHeadings=True\nDelimiter=;\n"
+                 "[CfgSettings]\nAddresstypeCode=1\nDublettenKey1=1\nDublettenPruefen=" +
+                     std::string(check) +
+                     "\n[FieldAssignments]\nKundenNummer=FIELD:Nr\nBez1=FIELD:Name\nPLZ=FIELD:PLZ\n"
+                     "KundeSeit=FIELD:seit\nUmsatz=FIELD:Umsatz\n[FieldFormat]\nKundeSeit=tt.mm.jjjj\n");
+    ImportJob job({ui, components, clock});
+    job.Open({.specification = folder.File("Kunden.IMP"), .host_connection = connection, .user = "4711"});
+    return job.Run().duplicates;
+  };
+  const auto stored = [this] {
+    return Rows(
+        "SELECT KundenNummer, Bez1, PLZ, CAST(KundeSeit AS TEXT), Umsatz FROM Kunden ORDER BY KundenNummer");
+  };
+  ASSERT_EQ(import("0"), 0);
+  const std::vector<std::string> expected = stored();
+  ASSERT_EQ(expected.size(), 4U);
+  connection->Execute("DELETE FROM Kunden");
+  connection->Execute("DELETE FROM Adressindex");
+
+  ASSERT_EQ(import("1"), 2);
+  std::vector<std::string> keys;
+  for (const RecordsetPtr row = ReadHeldBack(); !row->IsEof(); row->MoveNext()) {
+    keys.push_back(std::to_string(Key(row)));
+  }
+  for (const std::string& key : keys) CallMethod(records, "ImportAnyway", Value(key).ToInteger(), "4711");
+  EXPECT_EQ(stored(), expected);
+  EXPECT_THAT(Rows("SELECT count(*) FROM Adressindex"), ElementsAre("4"));
+  EXPECT_TRUE(ReadHeldBack()->IsEof());
 }
 
 }  // namespace
