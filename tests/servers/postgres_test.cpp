@@ -380,6 +380,22 @@ TEST_F(PostgresOdbc, NoLogOfTheDriversIsLeftForEverybody) {
   }
 }
 
+TEST_F(PostgresOdbc, APasswordOfAnyCharactersLogsInThroughTheDriversFile) {
+  if (!HasOdbcDriver()) GTEST_SKIP() << "the ODBC driver of PostgreSQL (package odbc-postgresql) is missing";
+  const TempFolder folder;
+  const std::string drivers = folder.Write("drivers.ini", "[Hausdaten]\r\nDriver=PostgreSQL Unicode\r\n");
+  ASSERT_EQ(setenv("KESTREL_DRIVERS", drivers.c_str(), 1), 0);
+  for (const std::string password : {"plain", "a;b", "a}b", "a};b", "{x}", "p%41 q"}) {
+    connection->Execute("CREATE ROLE " + database + "_frei LOGIN PASSWORD '" + password + "'");
+    const ConnectionPtr opened = OpenConnection(
+        "Provider=Hausdaten;Data Source=127.0.0.1," + PostgresServer::Shared().port() +
+        ";Initial Catalog=" + database + ";User ID=" + database + "_frei;Password=\"" + password + "\"");
+    EXPECT_EQ(opened->OpenRecordset("SELECT 1 AS x")->TextAt(0), "1") << password;
+    connection->Execute("DROP ROLE " + database + "_frei");
+  }
+  unsetenv("KESTREL_DRIVERS");
+}
+
 TEST_F(PostgresOdbc, ARefusedLoginNeverTellsThePassword) {
   if (!HasOdbcDriver()) GTEST_SKIP() << "the ODBC driver of PostgreSQL (package odbc-postgresql) is missing";
   EXPECT_ERROR_TEXT(OpenConnection("Driver={PostgreSQL Unicode};Server=127.0.0.1;Port=" +

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 
+#include "support/expect_error.h"
 #include "support/temp_folder.h"
 
 namespace kestrel::odbc {
@@ -57,6 +58,29 @@ TEST_F(OdbcDrivers, OtherProvidersHaveNoPortOfTheirOwn) {
   folder_.Write("drivers.ini", "[Fremd]\r\nDriver=Fremd\r\n");
   const ConnectionKeys keys("Provider=Fremd;Data Source=daten;User ID=sa");
   EXPECT_THAT(DriverConnectionString(*FindDriver("Fremd"), keys), Not(HasSubstr("Port")));
+}
+
+TEST_F(OdbcDrivers, PostgresTakesOnlyThePasswordInBraces) {
+  folder_.Write("drivers.ini", "[Fremd]\r\nDriver=PostgreSQL Unicode\r\n");
+  const auto text = [](const std::string& user, const std::string& password) {
+    const ConnectionKeys keys("Data Source=daten;Initial Catalog=x;User ID=\"" + user + "\";Password=\"" +
+                              password + "\"");
+    return DriverConnectionString(*FindDriver("Fremd"), keys);
+  };
+  EXPECT_THAT(text("sa", "a;b}c"), HasSubstr(";Database=x;UID=sa;PWD={a;b}}c};"));
+  EXPECT_ERROR_TEXT(text("s;a", ""), ErrorNumber::kDatabase, HasSubstr("Zeichen \";\""));
+}
+
+TEST_F(OdbcDrivers, BracesCanBeChosen) {
+  const auto text = [&](const std::string& braces, const std::string& password) {
+    folder_.Write("drivers.ini", "[Fremd]\r\nDriver=Fremd\r\nBraces=" + braces + "\r\n");
+    return DriverConnectionString(*FindDriver("Fremd"),
+                                  ConnectionKeys("User ID=sa;Password=\"" + password + "\""));
+  };
+  EXPECT_THAT(text("", "a}b"), HasSubstr("UID={sa};PWD={a}b};"));
+  EXPECT_ERROR_TEXT(text("plain", "a};b"), ErrorNumber::kDatabase, HasSubstr("Zeichen \"};\""));
+  EXPECT_THAT(text("double", "a};b"), HasSubstr("UID={sa};PWD={a}};b};"));
+  EXPECT_THAT(text("password", "a};b"), HasSubstr("UID=sa;PWD={a}};b};"));
 }
 
 }  // namespace

@@ -19,6 +19,17 @@ std::string DriversFile() {
   return JoinPath(ComponentFolder(), "drivers.ini");
 }
 
+bool IsOfPostgres(std::string_view driver) {
+  constexpr std::string_view kName = "PostgreSQL";
+  return EqualsIgnoringCase(driver.substr(0, kName.size()), kName);
+}
+
+Braces BracesOf(std::string_view driver, std::string_view named) {
+  if (EqualsIgnoringCase(named, "double")) return Braces::kDoubled;
+  if (EqualsIgnoringCase(named, "password")) return Braces::kDoubledAroundPassword;
+  return named.empty() && IsOfPostgres(driver) ? Braces::kDoubledAroundPassword : Braces::kPlain;
+}
+
 std::optional<Driver> DriverFromFile(std::string_view provider) {
   const std::string path = DriversFile();
   if (!FileExists(path)) return std::nullopt;
@@ -29,26 +40,34 @@ std::optional<Driver> DriverFromFile(std::string_view provider) {
   if (driver.name.empty()) return std::nullopt;
   driver.options = value("Options");
   driver.port_behind_comma = EqualsIgnoringCase(value("Server"), "comma");
-  driver.doubles_braces = EqualsIgnoringCase(value("Braces"), "double");
+  driver.braces = BracesOf(driver.name, value("Braces"));
   driver.narrow_utf8 = EqualsIgnoringCase(value("Text"), "utf8");
   return driver;
 }
 
-bool StartsWithIgnoringCase(std::string_view text, std::string_view start) {
-  return text.size() >= start.size() && EqualsIgnoringCase(text.substr(0, start.size()), start);
+[[noreturn]] void RefuseValue(const Driver& driver, const std::string& characters) {
+  throw RuntimeError(ErrorNumber::kDatabase, std::string(DescriptionOf(ErrorNumber::kDatabase)) +
+                                                 ": Ein Wert der Verbindungszeichenfolge enthält die "
+                                                 "Zeichen \"" +
+                                                 characters + "\", die der ODBC-Treiber " + driver.name +
+                                                 " nicht annimmt");
 }
 
-// A value as the driver reads it: in braces, so that it may hold ";".
+// The password as the driver reads it: in braces, so that it may hold ";".
 std::string Braced(const Driver& driver, const std::string& value) {
-  if (driver.doubles_braces) return "{" + ReplaceAll(value, "}", "}}") + "}";
+  if (driver.braces != Braces::kPlain) return "{" + ReplaceAll(value, "}", "}}") + "}";
   // Such a driver takes the first "};" for the end.
-  if (value.find("};") != std::string::npos) {
-    throw RuntimeError(ErrorNumber::kDatabase, std::string(DescriptionOf(ErrorNumber::kDatabase)) +
-                                                   ": Ein Wert der Verbindungszeichenfolge enthält die "
-                                                   "Zeichen \"};\", die der ODBC-Treiber " +
-                                                   driver.name + " nicht annimmt");
-  }
+  if (value.find("};") != std::string::npos) RefuseValue(driver, "};");
   return "{" + value + "}";
+}
+
+// The name of a user or a database.
+std::string NameFor(const Driver& driver, const std::string& value) {
+  if (driver.braces != Braces::kDoubledAroundPassword) return Braced(driver, value);
+  for (const char* characters : {";", "{"}) {
+    if (value.find(characters) != std::string::npos) RefuseValue(driver, characters);
+  }
+  return value;
 }
 
 }  // namespace
@@ -71,7 +90,7 @@ std::optional<Driver> FindDriver(std::string_view provider) {
 
 std::string WithDriverDefaults(std::string connection_string) {
   const ConnectionKeys keys(connection_string);
-  if (!StartsWithIgnoringCase(keys.Get("Driver"), "PostgreSQL")) return connection_string;
+  if (!IsOfPostgres(keys.Get("Driver"))) return connection_string;
   std::string defaults;
   if (!keys.Find("UseDeclareFetch")) {
     defaults += "UseDeclareFetch=1;";
@@ -98,9 +117,9 @@ std::string DriverConnectionString(const Driver& driver, const ConnectionKeys& k
   if (!port.empty()) text += (driver.port_behind_comma ? "," : ";Port=") + port;
   if (!driver.options.empty()) text += ";" + driver.options;
   if (const std::string database = keys.Get("Initial Catalog"); !database.empty()) {
-    text += ";Database=" + Braced(driver, database);
+    text += ";Database=" + NameFor(driver, database);
   }
-  text += ";UID=" + Braced(driver, keys.Get("User ID"));
+  text += ";UID=" + NameFor(driver, keys.Get("User ID"));
   // A closing brace at the very end would not be seen by every driver.
   text += ";PWD=" + Braced(driver, keys.Get("Password")) + ";";
   return text;

@@ -8,7 +8,8 @@
 //   Driver=ODBC Driver 18 for SQL Server   ; as registered with ODBC; required
 //   Options=TrustServerCertificate=yes     ; more keys for the driver, as they stand
 //   Server=comma                           ; "comma": Server=host,port; "keys" (default): Server=host;Port=port
-//   Braces=double                          ; "double": } within {..} is doubled; "plain" (default): it is not
+//   Braces=double                          ; "double": } within {..} is doubled; "plain" (default): it is not;
+//                                          ; "password" (PostgreSQL's default): as "double", around it alone
 //   Text=utf16                             ; "utf8": narrow texts are UTF-8; "utf16" (default)
 //
 // A server of SQLOLEDB.1 that names neither port nor instance is reached at port 1433.
@@ -22,11 +23,14 @@
 
 namespace kestrel::odbc {
 
+// Which values of a connection string the driver takes in braces, and how.
+enum class Braces { kPlain, kDoubled, kDoubledAroundPassword };
+
 struct Driver {
   std::string name;
   std::string options;
   bool port_behind_comma = false;
-  bool doubles_braces = false;
+  Braces braces = Braces::kPlain;
   // The port of a server that names none; empty where the driver knows it.
   std::string default_port;
   // The driver hands out UTF-8 where narrow characters are asked for.
@@ -44,7 +48,7 @@ std::optional<Driver> FindDriver(std::string_view provider);
 std::string WithDriverDefaults(std::string connection_string);
 
 // The driver's own connection string for the keys Data Source, Initial Catalog, User ID and Password. Error
-// 3000 where the password holds what the driver's syntax cannot express.
+// 3000 where one of the last three holds what the driver's syntax cannot express.
 std::string DriverConnectionString(const Driver& driver, const ConnectionKeys& keys);
 
 }  // namespace kestrel::odbc
