@@ -28,8 +28,24 @@ using StatementPtr = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 // A text with as many digits as a real number can be trusted with is kept as a real number.
 constexpr std::size_t kSafeDigits = 15;
 
+// Marks what a function of Access told itself, in German.
+constexpr int kFunctionFailed = SQLITE_ERROR | (100 << 8);
+
+std::string_view Describe(int result) {
+  constexpr int kPrimary = 0xFF;
+  switch (result & kPrimary) {
+    case SQLITE_FULL: return "Für die Zwischenergebnisse ist auf dem Datenträger kein Platz mehr";
+    case SQLITE_NOMEM: return "Der Arbeitsspeicher reicht nicht";
+    case SQLITE_TOOBIG: return "Ein Wert ist zu groß";
+    default: return "So lässt sie sich hier nicht ausführen";
+  }
+}
+
 RuntimeError Failed(sqlite3* database) {
-  return RuntimeError(ErrorNumber::kDatabase, sqlite3_errmsg(database));
+  const int result = sqlite3_extended_errcode(database);
+  const char* message = sqlite3_errmsg(database);
+  if (result == kFunctionFailed) return RuntimeError(ErrorNumber::kDatabase, message);
+  return RuntimeError(ErrorNumber::kDatabase, std::string(Describe(result)) + " (SQLite: " + message + ")");
 }
 
 void Check(int result, sqlite3* database) {
@@ -86,6 +102,7 @@ void ReturnToSqlite(sqlite3_context* context, const QueryValue& value) {
 
 void ReportToSqlite(sqlite3_context* context, const RuntimeError& error) {
   sqlite3_result_error(context, error.Description().c_str(), -1);
+  sqlite3_result_error_code(context, kFunctionFailed);
 }
 
 void CallFunction(sqlite3_context* context, int count, sqlite3_value** values) {

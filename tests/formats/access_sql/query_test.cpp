@@ -121,6 +121,20 @@ TEST(AccessSqlQuery, AColumnThatCannotBeReadIsLeftOutOfAllAndRaisesItsReasonWher
   }
 }
 
+TEST(AccessSqlQuery, WhatTheDatabaseBehindItRefusesIsToldInGermanWithItsWordsBehind) {
+  TablesInMemory tables;
+  AddTowns(tables);
+  try {
+    RowsOf(tables, "SELECT Sum(Sum(Einwohner)) AS s FROM Orte");
+    ADD_FAILURE() << "read";
+  } catch (const RuntimeError& error) {
+    EXPECT_THAT(
+        error.Description(),
+        HasSubstr("'q' kann nicht gelesen werden: So lässt sie sich hier nicht ausführen (SQLite: misuse"));
+    EXPECT_THAT(error.Description(), HasSubstr("Tabellenerstellungsabfrage"));
+  }
+}
+
 TEST(AccessSqlQuery, TellsTheLossOfATableThatItRead) {
   TablesInMemory tables;
   AddTowns(tables);
