@@ -26,7 +26,7 @@ std::string Environment(const char* name) {
 std::string SpecFolderFor(const CommonOptions& options) {
   if (options.folder.empty()) return DefaultSpecFolder();
   const std::string import = JoinPath(options.folder, "Import");
-  return FolderExists(import) ? import : options.folder;
+  return IsMissing(import) ? options.folder : import;
 }
 
 // The component's folder that --folder means, for what else lies there.
@@ -96,7 +96,7 @@ std::string Workspace::HostConnectionString() const {
   std::string named = Environment("KESTREL_HOST");
   if (!named.empty()) return named;
   const std::string beside = JoinPath(ParentFolder(spec_folder_), kSampleDatabase);
-  return FileExists(beside) ? beside : std::string();
+  return IsMissing(beside) ? std::string() : beside;
 }
 
 void Workspace::OpenHost(MissingHost missing) {
@@ -108,7 +108,8 @@ void Workspace::OpenHost(MissingHost missing) {
         "Sie mit 'kestrel-import init ORDNER' eine Beispielanwendung an.");
   }
   const std::string file = SqliteFileOf(connection_string);
-  if (missing == MissingHost::kRefuse && !file.empty() && file != ":memory:" && !FileExists(file)) {
+  if (missing == MissingHost::kRefuse && !file.empty() && file != ":memory:" &&
+      (IsMissing(file) || FolderExists(file))) {
     throw NotUsable("Die Datenbank der Hauptanwendung ''" + file +
                     "'' existiert nicht. Prüfen Sie --host oder KESTREL_HOST; neu anlegen kann sie "
                     "'kestrel-import init ORDNER --host DATEI'.");

@@ -19,6 +19,8 @@ ImportRefused NotFound(std::string text) {
 std::string FindSpecification(const std::string& folder, const std::string& name) {
   if (name.empty()) throw NotFound("Es ist keine Importspezifikation angegeben.");
   if (FileExists(name)) return name;
+  // Of one that a closed folder hides the reason is told.
+  if (name.find('/') != std::string::npos && !FolderExists(name)) ProfileStore().Require(name);
   if (name.find('/') == std::string::npos) {
     for (const char* extension : {"", ".IMP", ".imp", ".IMT", ".imt"}) {
       std::string path = JoinPath(folder, name + extension);
@@ -26,7 +28,7 @@ std::string FindSpecification(const std::string& folder, const std::string& name
     }
   }
   std::string known;
-  if (FolderExists(folder)) {
+  if (!IsMissing(folder)) {
     for (std::string& path : ListFiles(folder)) {
       const std::string extension = GetFileExtension(path);
       if (extension != ".IMP" && extension != ".IMT") continue;
@@ -35,7 +37,7 @@ std::string FindSpecification(const std::string& folder, const std::string& name
     }
   }
   throw NotFound("Die Importspezifikation '" + name + "' wurde nicht gefunden (gesucht in " + folder +
-                 (FolderExists(folder) ? "" : ", diesen Ordner gibt es nicht") + ")." +
+                 (IsMissing(folder) ? ", diesen Ordner gibt es nicht" : "") + ")." +
                  (FolderExists(name) ? " ''" + name + "'' ist ein Ordner." : "") +
                  (known.empty() ? "" : " Vorhanden sind:" + known));
 }

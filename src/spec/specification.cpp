@@ -67,13 +67,19 @@ bool SchemaNameExists(const Session& session, std::string_view name) {
 
 bool IsTemplate(const Session& session) { return GetFileExtension(session.ChosenSpecFile) == ".IMT"; }
 
-std::vector<SpecificationEntry> ListSpecifications(Session& session, SpecificationKind kind) {
+std::vector<SpecificationEntry> ListSpecifications(Session& session, SpecificationKind kind,
+                                                   std::vector<std::string>* unreadable) {
   std::vector<SpecificationEntry> entries;
-  if (!FolderExists(session.SpecFolder)) return entries;
+  if (IsMissing(session.SpecFolder)) return entries;
   const std::string_view extension = kind == SpecificationKind::kTemplate ? ".IMT" : ".IMP";
   for (std::string& path : ListFiles(session.SpecFolder)) {
     if (GetFileExtension(path) != extension) continue;
-    const auto image = ProfileStore().Read(path);
+    std::shared_ptr<const ProfileImage> image;
+    const auto read = [&] { image = ProfileStore().Require(path); };
+    const auto leave_out = [&](const RuntimeError& error) {
+      if (unreadable != nullptr) unreadable->push_back(error.Description());
+    };
+    if (!Trap(read, leave_out)) continue;
     std::string description = GetIniString(*image, kCommon, "Description", "");
     const auto application = ParseNumber(GetIniString(*image, kCommon, "Application", "2"));
     if (description.empty() || !application.has_value() || *application != session.AppMode) continue;
@@ -82,12 +88,14 @@ std::vector<SpecificationEntry> ListSpecifications(Session& session, Specificati
   return entries;
 }
 
-std::vector<SpecificationEntry> FillSpecificationList(Session& session, SpecificationKind kind, bool* cut) {
-  std::vector<SpecificationEntry> entries = ListSpecifications(session, SpecificationKind::kSpecification);
+std::vector<SpecificationEntry> FillSpecificationList(Session& session, SpecificationKind kind, bool* cut,
+                                                      std::vector<std::string>* unreadable) {
+  std::vector<SpecificationEntry> entries =
+      ListSpecifications(session, SpecificationKind::kSpecification, unreadable);
   for (const SpecificationEntry& entry : entries) {
     session.ExistingSchemaNames.append(entry.description).push_back(';');
   }
-  if (kind == SpecificationKind::kTemplate) entries = ListSpecifications(session, kind);
+  if (kind == SpecificationKind::kTemplate) entries = ListSpecifications(session, kind, unreadable);
   const bool too_many = entries.size() > kMaxListedSpecifications;
   if (too_many) entries.resize(kMaxListedSpecifications);
   if (cut != nullptr) *cut = too_many;

@@ -42,15 +42,18 @@ enum class SpecificationKind { kSpecification, kTemplate };  // ".IMP", ".IMT"
 
 // The files of SpecFolder of one kind whose Description is not empty and whose Application (default "2")
 // is the number AppMode; a file whose Application is no number is left out. Sorted by file name. A missing
-// folder gives an empty list.
-KESTREL_INTERNAL std::vector<SpecificationEntry> ListSpecifications(Session& session, SpecificationKind kind);
+// folder gives an empty list; one that cannot be looked into raises why. Files that cannot be read are left out, and
+// `unreadable`, where given, gets the reason of each.
+KESTREL_INTERNAL std::vector<SpecificationEntry> ListSpecifications(
+    Session& session, SpecificationKind kind, std::vector<std::string>* unreadable = nullptr);
 // How many entries the list of step 1 has room for.
 inline constexpr std::size_t kMaxListedSpecifications = 100;
 
 // Step 1's list fill: the entries of `kind`, and the Description of every ".IMP" entry, each followed by
 // ";", appended to ExistingSchemaNames. Entries beyond kMaxListedSpecifications are left out and `cut`,
-// where given, says so; their names are known all the same.
-KESTREL_INTERNAL std::vector<SpecificationEntry> FillSpecificationList(Session& session, SpecificationKind kind,
-                                                                       bool* cut = nullptr);
+// where given, says so; their names are known all the same. `unreadable` as above, of all files looked at.
+KESTREL_INTERNAL std::vector<SpecificationEntry> FillSpecificationList(
+    Session& session, SpecificationKind kind, bool* cut = nullptr,
+    std::vector<std::string>* unreadable = nullptr);
 
 }  // namespace kestrel

@@ -83,7 +83,8 @@ void frmStep1::FillList() {
   bool cut = false;
   const auto kind = optVorlage_->isChecked() ? SpecificationKind::kTemplate : SpecificationKind::kSpecification;
   std::vector<SpecificationEntry> entries;
-  guard_.Run([&] { entries = FillSpecificationList(session_, kind, &cut); });
+  std::vector<std::string> unreadable;
+  guard_.Run([&] { entries = FillSpecificationList(session_, kind, &cut, &unreadable); });
   for (SpecificationEntry& entry : entries) {
     lstVorlage_->addItem(ToQt(entry.description));
     lstVorlage_->item(lstVorlage_->count() - 1)->setSizeHint({0, RowHeight(lstVorlage_->fontMetrics())});
@@ -95,6 +96,12 @@ void frmStep1::FillList() {
                                         " Spezifikationen vorhanden. Angezeigt werden die ersten " +
                                         std::to_string(kMaxListedSpecifications) + ".",
                                     "", Icon::kInformation, Buttons::kOk);
+  }
+  if (!unreadable.empty() && !told_of_unreadable_) {
+    told_of_unreadable_ = true;
+    std::string text = "Nicht angezeigt werden:";
+    for (const std::string& reason : unreadable) text += "\n" + reason;
+    session_.platform.ui.MessageBox(text, "", Icon::kInformation, Buttons::kOk);
   }
 }
 

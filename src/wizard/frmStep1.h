@@ -56,6 +56,7 @@ class frmStep1 final : public QWidget {
   QMenu* mnuPopup_;
   std::vector<std::string> paths_;  // indexed like the list
   bool told_of_limit_ = false;
+  bool told_of_unreadable_ = false;
 };
 
 }  // namespace kestrel

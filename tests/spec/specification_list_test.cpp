@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,9 @@
 namespace kestrel {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::SessionFixture;
 
@@ -80,6 +83,14 @@ TEST_F(SpecificationList, TwoFilesOfOneDescriptionBothAppearWithTheirOwnPaths) {
 TEST_F(SpecificationList, AMissingFolderGivesAnEmptyList) {
   session.SpecFolder = folder.File("missing");
   EXPECT_THAT(Descriptions(), IsEmpty());
+}
+
+TEST_F(SpecificationList, AFileThatCannotBeReadIsLeftOutAndTold) {
+  WriteSpecification("a.imp", "[Common]\nDescription=A\n");
+  std::filesystem::resize_file(WriteSpecification("b.imp", "[Common]\nDescription=B\n"), (64 << 20) + 1);
+  std::vector<std::string> unreadable;
+  EXPECT_EQ(FillSpecificationList(session, SpecificationKind::kSpecification, nullptr, &unreadable).size(), 1u);
+  EXPECT_THAT(unreadable, ElementsAre(AllOf(HasSubstr("b.imp"), HasSubstr("64 MiB"))));
 }
 
 TEST_F(SpecificationList, FillingCollectsTheNamesOfSpecificationsWhateverIsListed) {

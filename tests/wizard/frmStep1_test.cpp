@@ -4,6 +4,7 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QRadioButton>
+#include <filesystem>
 
 #include "platform/base/file.h"
 #include "wizard/wizard_fixture.h"
@@ -286,7 +287,20 @@ TEST_F(Step1Test, AFileThatCannotBeDeletedIsTold) {
   EXPECT_THAT(Entries(), IsEmpty());
 }
 
-// --- More than the list has room for ---
+// --- What the list leaves out ---
+
+TEST_F(Step1Test, AFileThatCannotBeReadIsToldOnce) {
+  Write("A.IMP", "Alpha");
+  Write("Riese.IMP", "Riese");
+  std::filesystem::resize_file(folder.File("Import/Riese.IMP"), (64 << 20) + 1);
+  OpenStep1();
+  EXPECT_THAT(Entries(), ElementsAre("Alpha"));
+  ASSERT_EQ(ui.boxes.size(), 1u);
+  EXPECT_THAT(ui.boxes[0].text, ::testing::AllOf(::testing::HasSubstr("Nicht angezeigt werden:\n"),
+                                                 ::testing::HasSubstr("Riese.IMP ist größer als")));
+  Click("optSchema");
+  EXPECT_EQ(ui.boxes.size(), 1u);
+}
 
 TEST_F(Step1Test, OfMoreThan100EntriesTheFirst100StayUsableAndThePersonIsToldOnce) {
   for (int i = 100; i < 205; ++i) Write("S" + std::to_string(i) + ".IMP", "Nr" + std::to_string(i));

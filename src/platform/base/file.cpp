@@ -75,6 +75,11 @@ bool FolderExists(const std::string& path) {
   return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+bool IsMissing(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
 void CopyFile(const std::string& source, const std::string& destination, std::optional<mode_t> mode) {
   struct stat status {};
   const FileDescriptor from = OpenForReading(source, status);

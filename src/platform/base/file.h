@@ -34,6 +34,8 @@ std::string JoinPath(std::string_view folder, std::string_view name);
 // A file of any kind but a folder.
 bool FileExists(const std::string& path);
 bool FolderExists(const std::string& path);
+// Whether nothing is there; not where that cannot be told, as a folder above it is closed.
+bool IsMissing(const std::string& path);
 
 // --- Work ---------------------------------------------------------------------------------------
 
