@@ -5,6 +5,7 @@
 #include "kestrel/component_registry.h"
 #include "kestrel/host_components.h"
 #include "kestrel/runtime_error.h"
+#include "platform/base/counted.h"
 
 namespace kestrel {
 
@@ -91,8 +92,8 @@ void AddressRepeats::TellRepeats(RepeatedKeys& keys, std::string_view one, std::
     examples.append(" ").append(earlier);
     list.push_back({repeat.record, std::move(earlier)});
   }
-  std::string text = std::to_string(result.records);
-  text.append(" ").append(result.records == 1 ? one : several).append(" (").append(examples).append(").");
+  std::string text = Counted(result.records, one, several);
+  text.append(" (").append(examples).append(").");
   findings.Add(
       {Severity::kWarning, place, std::move(text), std::move(way_out), result.records, std::move(list)});
 }

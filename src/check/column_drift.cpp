@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/base/counted.h"
 #include "platform/base/nearest_name.h"
 #include "platform/base/text.h"
 #include "spec/source_columns.h"
@@ -84,8 +85,8 @@ void CheckColumnDrift(const ProfileImage& specification, const Names& columns, F
   if (added.size() != remembered.size() && AreUnnamed(added) && AreUnnamed(remembered)) {
     findings.Warn({kSourceColumnsSection},
                   "Die Datenquelle hat jetzt " + std::to_string(added.size()) + " statt " +
-                      std::to_string(remembered.size()) +
-                      " Spalten; ohne Kopfzeile kann jede an einer anderen Stelle stehen.",
+                      Counted(static_cast<std::int64_t>(remembered.size()), "Spalte", "Spalten") +
+                      "; ohne Kopfzeile kann jede an einer anderen Stelle stehen.",
                   "Prüfen Sie die Zuordnungen.");
   }
   std::vector<std::size_t> missing;

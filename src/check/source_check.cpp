@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 
+#include "platform/base/counted.h"
 #include "sources/source_kind.h"
 
 namespace kestrel {
@@ -66,7 +67,7 @@ void TellSourceEnd(const Session& session, const SourceEnd& end, std::int64_t re
   const std::string reached = end.state == SourceState::kNotOpened
                                   ? "Die Datenquelle kann nicht gelesen werden. "
                                   : "Die Datenquelle endet nach " + std::to_string(records) + " von " +
-                                        std::to_string(std::max(count, records)) + " Datensätzen. ";
+                                        Counted(std::max(count, records), "Datensatz. ", "Datensätzen. ");
   findings.Error({"Common", LocationKey(session)}, reached + end.error->Description());
 }
 

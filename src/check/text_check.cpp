@@ -3,6 +3,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/base/counted.h"
+
 namespace kestrel {
 
 namespace {
@@ -43,7 +45,7 @@ void TextCheck::TellLineEnds(const TextSurvey& survey, Findings& findings) const
     findings.Add({mostly_lf ? Severity::kError : Severity::kWarning, place_,
                   "Die Zeilenenden sind gemischt: " + Describe(survey.lf, "LF allein") + ", " +
                       Describe(rarer, name) + ". In einer Datei mit CR teilt LF allein keine Zeile: " +
-                      std::to_string(cuts) + (cuts == 1 ? " Stelle teilt" : " Stellen teilen") + " sie.",
+                      Counted(cuts, "Stelle teilt", "Stellen teilen") + " sie.",
                   "Speichern Sie die Datei mit einheitlichen Zeilenenden."});
   }
   if (survey.crlf.count > 0 && survey.cr.count > 0) {
@@ -58,15 +60,14 @@ void TextCheck::LookAtRecord(std::int64_t record) {
   if (facts_ == nullptr || columns_ >= TextFacts::kMostCounted) return;
   const std::optional<std::size_t> values = facts_->ValueCount();
   if (!values || *values == columns_) return;
-  unusual_.Add(record, std::to_string(*values) + (*values == 1 ? " Wert" : " Werte"));
+  unusual_.Add(record, Counted(static_cast<std::int64_t>(*values), "Wert", "Werte"));
 }
 
 void TextCheck::Tell(DataProfile& profile) const {
   profile.source.unusual_lines = unusual_.count();
-  const std::string columns = std::to_string(columns_);
-  unusual_.Tell(profile.findings, Severity::kWarning, place_, "Datensatz hat nicht " + columns + " Werte",
-                "Datensätze haben nicht " + columns + " Werte",
-                "Prüfen Sie Trennzeichen und Textbegrenzer dieser Zeilen.");
+  const std::string values = Counted(static_cast<std::int64_t>(columns_), "Wert", "Werte");
+  unusual_.Tell(profile.findings, Severity::kWarning, place_, "Datensatz hat nicht " + values,
+                "Datensätze haben nicht " + values, "Prüfen Sie dort Trennzeichen und Textbegrenzer.");
 }
 
 }  // namespace kestrel

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/base/counted.h"
 #include "platform/base/text.h"
 
 namespace kestrel {
@@ -21,8 +22,7 @@ void ValueTally::Add(std::int64_t record, std::string_view value) {
 void ValueTally::Tell(Findings& findings, Severity severity, FindingPlace place, std::string_view one,
                       std::string_view several, std::string way_out) const {
   if (count_ == 0) return;
-  std::string text = std::to_string(count_);
-  text.append(" ").append(count_ == 1 ? one : several).append(" (");
+  std::string text = Counted(count_, one, several).append(" (");
   text.append(DescribeExamples(examples_)).append(").");
   findings.Add({severity, std::move(place), std::move(text), std::move(way_out), count_, examples_});
 }

@@ -8,6 +8,7 @@
 
 #include "cli/progress_line.h"
 #include "kestrel/recordset.h"
+#include "platform/base/counted.h"
 #include "platform/base/number.h"
 
 namespace kestrel::cli {
@@ -143,10 +144,6 @@ void ShowRun(Workspace& workspace, const ObjectPtr& ledger, Recordset& run) {
   }
   const RecordsetPtr records = ToRecordset(CallMethod(ledger, "Records", number));
   WriteRows(workspace, *records, kRecordColumns);
-}
-
-std::string Counted(std::int64_t count, const char* one, const char* many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
 }  // namespace

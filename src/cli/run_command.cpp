@@ -2,6 +2,7 @@
 
 #include "cli/progress_line.h"
 #include "import/run_texts.h"
+#include "platform/base/counted.h"
 
 namespace kestrel::cli {
 
@@ -109,12 +110,13 @@ void TellRest(Workspace& workspace, const RunResult& result, const RunOptions& o
   const std::string& file = options.settings.rejects_file;
   const bool wrote_rejects = !file.empty() && !result.cancelled && result.rejects_error.empty();
   if (wrote_rejects) {
-    err << result.rejects
-        << (result.rejects == 1 ? " nicht gespeicherter Datensatz steht"
-                                : " nicht gespeicherte Datensätze stehen")
+    err << Counted(result.rejects, "nicht gespeicherter Datensatz steht",
+                   "nicht gespeicherte Datensätze stehen")
         << " in ''" << file << "''.";
-    if (result.rejects > 0)
-      err << " Nach der Abhilfe importiert sie: run " << options.spec << " --file " << file;
+    if (result.rejects > 0) {
+      err << " Nach der Abhilfe importiert " << (result.rejects == 1 ? "ihn" : "sie") << ": run "
+          << options.spec << " --file " << file;
+    }
     err << std::endl;
   } else if (result.next_record > 0) {
     err << "Fortsetzen mit: run " << options.spec << " --from " << result.next_record << std::endl;

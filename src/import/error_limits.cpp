@@ -6,9 +6,10 @@ bool ErrorLimits::Add(const RecordError& error, std::int32_t first, std::int32_t
   const bool repeats = most_same_errors_ > 0 && first > 0 && Repeats(error, first, last);
   if (!stop_reason_.empty()) return repeats;
   if (are_all_the_same()) {
-    stop_reason_ = "Das Importziel hat die ersten " + std::to_string(refused_) +
-                   " Datensätze mit demselben Fehler abgewiesen (" + std::to_string(every_.number) + ": " +
-                   every_.text + ").";
+    stop_reason_ = (refused_ == 1 ? "Das Importziel hat den ersten Datensatz abgewiesen ("
+                                  : "Das Importziel hat die ersten " + std::to_string(refused_) +
+                                        " Datensätze mit demselben Fehler abgewiesen (") +
+                   std::to_string(every_.number) + ": " + every_.text + ").";
   } else if (most_errors_ > 0 && count >= most_errors_) {
     stop_reason_ = count == 1 ? "Es ist ein Fehler aufgetreten, und mehr sind nicht zugelassen."
                               : "Es sind " + std::to_string(count) + " Fehler aufgetreten, zugelassen sind " +

@@ -3,6 +3,8 @@
 #include <charconv>
 #include <limits>
 
+#include "platform/base/counted.h"
+
 namespace kestrel {
 
 std::string_view ProgressText::For(std::int32_t record) {
@@ -42,7 +44,8 @@ std::string StopText(const RunResult& result) {
                                 : "wieder mit Datensatz " + std::to_string(result.next_record) + " zu beginnen";
     return text + "Es ist kein Datensatz gespeichert; nach der Abhilfe ist der Import " + where + ".";
   }
-  text += "Gespeichert sind " + std::to_string(result.stored) + " Datensätze, der letzte ist Datensatz " +
+  text += (result.stored == 1 ? "Gespeichert ist " : "Gespeichert sind ") +
+          Counted(result.stored, "Datensatz", "Datensätze") + ", der letzte ist Datensatz " +
           std::to_string(last) + " der Quelle. Nach der Abhilfe ist der Import mit Datensatz " +
           std::to_string(result.next_record) + " fortzusetzen.";
   const std::int32_t first_lost = figures.FirstOfLostGroup();
@@ -70,8 +73,8 @@ std::string FiguresText(const RunFigures& figures) {
   if (figures.checked() > 0) text += " + " + part(figures.checked(), "geprüft");
   text += "; " + part(figures.errors(), "Fehler");
   if (figures.cut_values() == 0) return text;
-  return text + "; " + part(figures.cut_values(), figures.cut_values() == 1 ? "Wert" : "Werte") + " gekürzt (" +
-         CutFieldsText(figures) + ")";
+  return text + "; " + Counted(figures.cut_values(), "Wert", "Werte") + " gekürzt (" + CutFieldsText(figures) +
+         ")";
 }
 
 ClosingTexts TextsAtEnd(const RunResult& result) {

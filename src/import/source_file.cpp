@@ -8,6 +8,7 @@
 
 #include "kestrel/recordset.h"
 #include "kestrel/user_interface.h"
+#include "platform/base/counted.h"
 #include "platform/base/file.h"
 #include "sources/source_kind.h"
 
@@ -46,8 +47,8 @@ std::string WhySourceStays(const Session& session, const std::string& file, cons
   if (run.aborted) return "Der Import wurde abgebrochen.";
   if (run.source_end.state != SourceState::kAtEnd) return "Sie wurde nicht bis zu ihrem Ende gelesen.";
   if (run.records != run.total) {
-    return "Von " + std::to_string(run.total) + " Datensätzen wurden " + std::to_string(run.records) +
-           " verarbeitet.";
+    return "Von " + Counted(run.total, "Datensatz ", "Datensätzen ") +
+           (run.records == 1 ? "wurde " : "wurden ") + std::to_string(run.records) + " verarbeitet.";
   }
   const std::optional<FileIdentity> read = session.SourceRecordset->SourceFile();
   if (!read) return "Es ist nicht bekannt, welchen Stand der Datei der Import gelesen hat.";

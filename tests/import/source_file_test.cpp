@@ -176,7 +176,7 @@ TEST_F(SourceFileTest, NoRemovalWhereRecordsAreMissing) {
   folder.Write("adressen.txt", "a\r\nb\r\n");
   RunResult run = ReadAll();
   run.records = 1;
-  EXPECT_THAT(RemoveSourceFile(session, run), HasSubstr("Von 2 Datensätzen wurden 1 verarbeitet"));
+  EXPECT_THAT(RemoveSourceFile(session, run), HasSubstr("Von 2 Datensätzen wurde 1 verarbeitet"));
   EXPECT_TRUE(FileExists(session.FileName));
 }
 
