@@ -48,6 +48,7 @@
 #include "import/source_file.h"
 #include "kestrel/user_interface.h"
 #include "platform/automation/optional_member.h"
+#include "platform/base/counted.h"
 #include "platform/base/file.h"
 #include "sources/source_reader.h"
 #include "spec/working_copy.h"
@@ -231,8 +232,8 @@ void RunSteps::PassOver() {
   outcomes_.Skip(result_.skipped);
   if (result_.skipped > 0) Trap([&] { notes_.PassOver(result_.skipped); }, [](const RuntimeError&) {});
   if (HasRecord() || abort_requested_ || reader_.end().error) return;
-  result_.stop_reason = "Die Quelle hat nur " + std::to_string(result_.skipped) + " Datensätze; Datensatz " +
-                        std::to_string(settings_.from) + " gibt es nicht.";
+  result_.stop_reason = "Die Quelle hat nur " + Counted(result_.skipped, "Datensatz", "Datensätze") +
+                        "; Datensatz " + std::to_string(settings_.from) + " gibt es nicht.";
 }
 
 void RunSteps::ImportRecords() {
@@ -466,9 +467,15 @@ std::string RunSteps::WhyNotReached() const {
 void RunSteps::KeepRejects() {
   const auto keep = [&] {
     if (stands_on_last_) reader_.SourceMoveNext();
-    reject_view_->Close(reader_, RecordNumber(), WhyNotReached());
+    const std::int32_t missing =
+        reject_view_->Close(reader_, RecordNumber(), WhyNotReached(), abort_requested_);
     result_.rejects = rejects_->count();
     if (!settings_.rejects_file.empty()) rejects_->WriteTo(settings_.rejects_file);
+    if (missing == 0) return;
+    result_.rejects_error =
+        "Die abgelehnten Datensätze sind unvollständig, da abgebrochen wurde: Ab Datensatz " +
+        std::to_string(missing) + " der Quelle fehlen sie.";
+    Tell(result_.rejects_error);
   };
   Trap(keep, [&](const RuntimeError& error) {
     result_.rejects_error = error.Description();

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/base/counted.h"
+
 namespace kestrel {
 
 namespace {
@@ -59,9 +61,16 @@ void RejectView::Revise(const OutcomeRevision& revision) {
   view_.Revise(revision);
 }
 
-void RejectView::Close(SourceReader& source, std::int32_t next, std::string_view reason) {
+std::int32_t RejectView::Close(SourceReader& source, std::int32_t next, std::string_view reason,
+                               const bool& stop_requested) {
+  const bool was_requested = stop_requested;
+  std::int32_t first_missing = 0;
   Attempt([&] {
     while (!source.SourceEOF() && !source.end().error) {
+      if (stop_requested && !was_requested) {
+        first_missing = next;
+        break;
+      }
       rejects_->Add(next++, reason);
       view_.Yield();
       source.SourceMoveNext();
@@ -73,9 +82,10 @@ void RejectView::Close(SourceReader& source, std::int32_t next, std::string_view
     throw RuntimeError(*failure_);
   }
   if (unnamed_ > 0) {
-    view_.Tell(std::to_string(unnamed_) +
-               " verlorene Datensätze hat das Importziel nicht genannt; sie fehlen unter den abgelehnten.");
+    view_.Tell(Counted(unnamed_, "verlorenen Datensatz", "verlorene Datensätze") +
+               " hat das Importziel nicht genannt; unter den abgelehnten fehlen sie.");
   }
+  return first_missing;
 }
 
 }  // namespace kestrel

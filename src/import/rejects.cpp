@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "mapping/field_assignment.h"
 #include "platform/base/replacement.h"
 #include "platform/base/text.h"
 #include "sources/source_kind.h"
@@ -30,13 +31,28 @@ void RefuseFilesInUse(const std::string& path, const std::vector<std::string>& f
   }
 }
 
+const std::vector<std::string> kOwnColumns = {"Grund", "Datensatz"};
+
+// Those of a file of rejects, which is imported again, are replaced; not where a field takes one.
+std::vector<std::string> ReplacedColumns(const Session& session) {
+  if (session.AssignmentList == nullptr) return kOwnColumns;
+  MemoryRecordset& list = *session.AssignmentList;
+  for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {
+    if (list.IsNull(kOption) || list.ValueAt(kOption).ToInteger() != kImportField) continue;
+    if (IsInList(ReplaceAll(list.TextAt(kDestinationName), "\"", ""), kOwnColumns)) return {};
+  }
+  return kOwnColumns;
+}
+
 // Tells nothing of its own; a reader of Windows-1252 shows a blank. No text of UTF-8 holds this byte alone.
 constexpr std::string_view kNoUtf8 = "\u00A0";
 
 }  // namespace
 
 Rejects::Rejects(const Session& session)
-    : source_(session.SourceRecordset), layout_(session), forbidden_(FilesInUse(session)) {}
+    : source_(session.SourceRecordset),
+      layout_(session, ReplacedColumns(session)),
+      forbidden_(FilesInUse(session)) {}
 
 void Rejects::Keep(std::int32_t record, std::string_view reason) {
   const std::string text = layout_.RecordText(*source_);
@@ -68,7 +84,7 @@ void Rejects::Complete() {
 void Rejects::WriteTo(const std::string& path) const {
   RefuseFilesInUse(path, forbidden_);
   Replacement file(path, std::nullopt);
-  std::string bytes = layout_.Head({"Grund", "Datensatz"});
+  std::string bytes = layout_.Head(kOwnColumns);
   bool is_utf8 = layout_.is_windows_1252() && IsValidUtf8(bytes);
   bool has_high = LengthInCharacters(bytes) != bytes.size();
   for (const Entry& entry : entries_) {

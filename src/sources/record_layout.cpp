@@ -35,15 +35,26 @@ std::string ToUtf16(std::string_view text, bool big_endian) {
 
 }  // namespace
 
-RecordLayout::RecordLayout(const Session& session) {
+RecordLayout::RecordLayout(const Session& session, const std::vector<std::string>& left_out) {
   const RecordsetPtr source = session.SourceRecordset;
   if (source == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
   columns_ = source->ColumnCount();
+  LeaveOut(*source, left_out);
   if (const auto text = std::dynamic_pointer_cast<TextRecordset>(source)) {
     TakeText(session, *text);
     return;
   }
   for (std::size_t column = 0; column < columns_; ++column) names_.emplace_back(source->ColumnName(column));
+}
+
+void RecordLayout::LeaveOut(const Recordset& source, const std::vector<std::string>& names) {
+  if (names.size() >= columns_) return;
+  const std::size_t first = columns_ - names.size();
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (source.ColumnName(first + i) != names[i]) return;
+  }
+  columns_ = first;
+  left_out_ = names.size();
 }
 
 void RecordLayout::TakeText(const Session& session, TextRecordset& source) {
@@ -78,8 +89,9 @@ std::string RecordLayout::Head(const std::vector<std::string>& further_columns) 
   if (!has_header_) return head;
   std::string names;
   if (is_text_) {
-    names = first_line_;
-    const std::vector<std::string_view> values = CutValues(names);
+    const std::vector<std::string_view> values = OwnValues(first_line_);
+    for (const std::string_view& value : values) names.append(names.empty() ? "" : delimiter_).append(value);
+    names = first_line_.substr(0, names.size());
     const auto is_well_formed = [this](std::string_view value) { return IsWellFormed(value); };
     // The names are read without qualifiers in any case.
     if (!std::all_of(values.begin(), values.end(), is_well_formed)) names = ReplaceAll(names, qualifier_, "");
@@ -130,10 +142,16 @@ std::vector<std::string_view> RecordLayout::CutValues(std::string_view line) con
   return values;
 }
 
+std::vector<std::string_view> RecordLayout::OwnValues(std::string_view line) const {
+  std::vector<std::string_view> values = CutValues(line);
+  if (left_out_ > 0 && values.size() > columns_) values.resize(std::max(columns_, values.size() - left_out_));
+  return values;
+}
+
 std::string RecordLayout::FirstColumns(std::string_view line) const {
   // Where nothing separates values there are none.
   if (!IsOneCharacter(delimiter_)) return std::string(line);
-  const std::vector<std::string_view> values = CutValues(line);
+  const std::vector<std::string_view> values = OwnValues(line);
   std::string text;
   for (std::size_t i = 0; i < std::max(columns_, values.size()); ++i) {
     if (i > 0) text += delimiter_;

@@ -23,9 +23,9 @@ class TextRecordset;
 
 class RecordLayout {
  public:
-  // The layout of the session's open source. Moves a text source to its first record. Raises what reading the
-  // header raises.
-  explicit RecordLayout(const Session& session);
+  // The layout of the session's open source. Where its last columns have the names of `left_out`, it is the layout
+  // without them. Moves a text source to its first record. Raises what reading the header raises.
+  explicit RecordLayout(const Session& session, const std::vector<std::string>& left_out = {});
 
   // What stands before the records: the mark of the character set and, where the source has one, the header.
   std::string Head(const std::vector<std::string>& further_columns) const;
@@ -41,8 +41,11 @@ class RecordLayout {
   enum class Charset { kUtf8, kUtf8WithMark, kUtf16Little, kUtf16Big, kWindows1252 };
 
   void TakeText(const Session& session, TextRecordset& source);
+  void LeaveOut(const Recordset& source, const std::vector<std::string>& names);
   std::string FirstColumns(std::string_view line) const;
   std::vector<std::string_view> CutValues(std::string_view line) const;
+  // Without those of the columns that are left out, which stand behind all others that a line may have.
+  std::vector<std::string_view> OwnValues(std::string_view line) const;
   std::string Enclosed(std::string_view value) const;
   bool IsWellFormed(std::string_view value) const;
   // A text that is not the source's own: without line ends and qualifiers.
@@ -56,8 +59,9 @@ class RecordLayout {
   bool has_header_ = true;
   bool repairs_umlauts_ = false;
   bool is_text_ = false;
-  std::string first_line_;  // of a text source
-  std::size_t columns_ = 0;
+  std::string first_line_;   // of a text source
+  std::size_t columns_ = 0;  // without those left out
+  std::size_t left_out_ = 0;
   std::vector<std::string> names_;  // of another source
 };
 

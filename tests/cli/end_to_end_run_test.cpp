@@ -53,7 +53,7 @@ TEST_F(RunOptionsTest, WhatWasNotStoredIsImportedFromItsFileOnceMended) {
       Run({"run", "Namen", "--file", Rejects(), "--rejects", folder_.File("rest2.csv")});
   EXPECT_EQ(second.status, 0) << second.err;
   EXPECT_EQ(Query("SELECT KundenNummer, Bez1 FROM Kunden ORDER BY KundenNummer"), "1|A\n2|B;b\n3|C\n");
-  EXPECT_EQ(ReadWholeFile(folder_.File("rest2.csv")), "Nr;Name;Grund;Datensatz;Grund;Datensatz\r\n");
+  EXPECT_EQ(ReadWholeFile(folder_.File("rest2.csv")), "Nr;Name;Grund;Datensatz\r\n");
 }
 
 TEST_F(RunOptionsTest, AFileThatCannotBeWrittenIsStatus4BeforeAnythingIsImported) {

@@ -17,9 +17,11 @@
 namespace kestrel::testing {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 class RejectsTest : public ImportRunFixture {
  protected:
@@ -47,6 +49,7 @@ class RejectsTest : public ImportRunFixture {
   static std::string Reason() { return "3000: Der Wert 'x' ist ungültig; bitte ändern  (Feld)"; }
 
   int handed_over_ = 0;
+  int yields_behind_ = 0;
   int code_ = 0;
   std::set<int> refused_;
 };
@@ -146,6 +149,34 @@ TEST_F(RejectsTest, AnotherKindOfSourceBecomesCsv) {
   EXPECT_THAT(csv, ::testing::EndsWith(",3000: weg,2\r\n"));
 }
 
+TEST_F(RejectsTest, RejectsOfAFileOfRejectsHaveReasonAndRecordOnce) {
+  UseBytes("Name;Ort;Grund;Datensatz\r\nA;B;alt;5\r\nC\r\nD;E;F;alt;7\r\n");
+  import_class->Get("ErrorDescription", Value("weg"));
+  Refuse({1, 2, 3});
+  EXPECT_EQ(RunFor(), "Name;Ort;Grund;Datensatz\r\nA;B;3000: weg;1\r\nC;;3000: weg;2\r\nD;E;F;3000: weg;3\r\n");
+}
+
+TEST_F(RejectsTest, AColumnOfThatNameThatFeedsAFieldStays) {
+  UseBytes("Name;Grund;Datensatz\r\nA;weil;5\r\n");
+  Assign({.field = "Bez2", .destination = "Grund"});
+  import_class->Get("ErrorDescription", Value("weg"));
+  Refuse({1});
+  EXPECT_EQ(RunFor(), "Name;Grund;Datensatz;Grund;Datensatz\r\nA;weil;5;3000: weg;1\r\n");
+}
+
+TEST_F(RejectsTest, TheSecondRoundOfCsvHasReasonAndRecordOnce) {
+  const ChangingSource source(FileKind::kDBase, folder.path());
+  source.Use(session);
+  import_class->Get("ErrorDescription", Value("weg"));
+  Refuse({1, 2});
+  const std::string first = RunFor();
+  session.Provider = "Textdatei";
+  session.Delimiter = ",";
+  session.FileName = folder.Write("runde.txt", first);
+  handed_over_ = 0;
+  EXPECT_EQ(RunFor(), first);
+}
+
 // --- Which records ---
 
 TEST_F(RejectsTest, RecordsHeldBackAreAmongThemWithTheirAddress) {
@@ -176,6 +207,23 @@ TEST_F(RejectsTest, RecordsThatAStoppedRunDidNotReachAreAmongThem) {
   const std::string why = ";nicht verarbeitet: Es ist ein Fehler aufgetreten, und mehr sind nicht zugelassen.;";
   EXPECT_EQ(ReadWholeFile(file()),
             "Name;Grund;Datensatz\r\nB;3000: weg;2\r\nC" + why + "3\r\nD" + why + "4\r\n");
+}
+
+TEST_F(RejectsTest, AStopWhileTheRestOfTheSourceIsReadIsHonouredAndTold) {
+  UseNames({"A", "B", "C", "D", "E"});
+  import_class->Get("ErrorDescription", Value("weg"));
+  Refuse({2});
+  session.DeleteFile = true;
+  view.on_yield = [this] {
+    // Behind the rounds, with the first of the records that the run did not reach.
+    if (view.outcomes.size() == 2 && handed_over_ == 2 && ++yields_behind_ == 1) limited().RequestAbort();
+  };
+  const RunResult& result = Run({.most_errors = 1, .rejects_file = file()});
+  EXPECT_THAT(result.rejects_error, HasSubstr("unvollständig, da abgebrochen wurde: Ab Datensatz 4 "));
+  EXPECT_THAT(view.told, ::testing::Contains(result.rejects_error));
+  EXPECT_EQ(result.rejects, 2);
+  EXPECT_THAT(ReadWholeFile(file()), AllOf(HasSubstr("\r\nB;"), HasSubstr("\r\nC;"), Not(HasSubstr("\r\nD;"))));
+  EXPECT_TRUE(FileExists(session.FileName));
 }
 
 TEST_F(RejectsTest, RecordsBehindTheOneAtWhichTheImportClassStoppedAreAmongThemOnce) {
