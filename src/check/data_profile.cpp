@@ -1,5 +1,6 @@
 #include "check/data_profile.h"
 
+#include <algorithm>
 #include <deque>
 #include <map>
 #include <optional>
@@ -8,11 +9,13 @@
 #include <vector>
 
 #include "check/address_repeats.h"
+#include "check/destination_trial.h"
 #include "check/field_profile.h"
 #include "check/source_check.h"
 #include "check/text_check.h"
 #include "mapping/field_assignment.h"
 #include "mapping/translation.h"
+#include "mapping/value_conversion.h"
 #include "platform/base/text.h"
 #include "platform/profile/profile.h"
 #include "sources/source_kind.h"
@@ -42,11 +45,14 @@ std::vector<PermittedValue> PermittedValues(Session& session, const MemoryRecord
 class FieldProfiles {
  public:
   FieldProfiles(Session& session, MemoryRecordset& list, AddressRepeats& addresses, Findings& findings)
-      : specification_(ProfileStore().Read(session.SpecFile)), addresses_(addresses) {
+      : specification_(ProfileStore().Read(session.SpecFile)), addresses_(addresses), destination_(session) {
     for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {
       const std::optional<std::size_t> column = addresses.ColumnOf(list.TextAt(kSourceName));
       const std::int64_t option = list.IsNull(kOption) ? 0 : list.ValueAt(kOption).ToInteger();
-      if (option == kConstantValue && column) addresses.Put(*column, list.TextAt(kDestinationName));
+      if (option == kConstantValue) {
+        if (column) addresses.Put(*column, list.TextAt(kDestinationName));
+        AddConstant(list);
+      }
       if (option != kImportField || list.TextAt(kDestinationName).empty()) continue;
       fields_.push_back({FieldProfile(list, PermittedValues(session, list, findings)), column, std::nullopt});
     }
@@ -57,19 +63,29 @@ class FieldProfiles {
   }
 
   void Look(std::int64_t record, const Recordset& source) {
+    const RecordsetPtr target = destination_.IsOpen() ? destination_.NewRecord(record) : nullptr;
+    if (target != nullptr) BeginRecord(target);
     for (Field& field : fields_) {
       if (!field.source_column) continue;
-      Trap([&] { LookAt(field, record, source.TextAt(*field.source_column)); },
+      Trap([&] { LookAt(field, record, source.TextAt(*field.source_column), target.get()); },
            [&](const RuntimeError& error) { field.profile.NoteUnreadable(record, error.Description()); });
     }
+    if (target == nullptr) return;
+    destination_.Ask(record, [&](std::string_view name) {
+      return std::any_of(fields_.begin(), fields_.end(), [&](const Field& field) {
+        return field.profile.field() == name && field.profile.HasErrorIn(record);
+      });
+    });
   }
 
-  void Tell(DataProfile& profile) const {
+  void Tell(DataProfile& profile) {
+    destination_.Finish();
     for (const Field& field : fields_) {
       if (!field.source_column) continue;
       profile.fields.push_back(field.profile.Figures());
-      field.profile.Tell(profile.findings);
+      field.profile.Tell(profile.findings, destination_.WasAsked());
     }
+    destination_.Tell(profile.findings);
   }
 
  private:
@@ -77,16 +93,48 @@ class FieldProfiles {
     FieldProfile profile;
     std::optional<std::size_t> key_column;
     std::optional<std::size_t> source_column;
+    std::optional<std::size_t> record_column = {};
+  };
+  struct Constant {
+    std::string field;
+    std::string text;
+    std::optional<std::size_t> record_column = {};
   };
 
-  void LookAt(Field& field, std::int64_t record, std::string_view value) {
+  // As the run writes it; one that does not fit is a finding of the assignments.
+  void AddConstant(const MemoryRecordset& list) {
+    const std::string text = ReplaceAll(list.TextAt(kDestinationName), "\"", "");
+    const FieldKind kind = KindOfField(list.TextAt(kFieldTyp));
+    if (!IsCompatible(text, kind)) return;
+    const std::int64_t size = list.IsNull(kSize) ? -1 : list.ValueAt(kSize).ToInteger();
+    const auto written = ShapeByType(text, size < 0 ? FieldKind::kText : kind, size);
+    if (written) constants_.push_back({std::string(list.TextAt(kSourceName)), std::string(*written)});
+  }
+
+  // An import class may hand out one object for all records, or one of the same shape for each.
+  void BeginRecord(const RecordsetPtr& record) {
+    if (record != record_) {
+      for (Field& field : fields_) field.record_column = record->FindColumn(field.profile.field());
+      for (Constant& constant : constants_) constant.record_column = record->FindColumn(constant.field);
+      record_ = record;
+    }
+    for (const Constant& constant : constants_) {
+      if (constant.record_column) record->SetText(*constant.record_column, constant.text);
+    }
+  }
+
+  void LookAt(Field& field, std::int64_t record, std::string_view value, Recordset* target) {
     const std::optional<std::string_view> written = field.profile.Look(record, value, specification_);
     if (field.key_column) addresses_.Put(*field.key_column, written.value_or(""));
+    if (target != nullptr && written && field.record_column) target->SetText(*field.record_column, *written);
   }
 
   std::shared_ptr<const ProfileImage> specification_;
   AddressRepeats& addresses_;
+  DestinationTrial destination_;
   std::deque<Field> fields_;
+  std::vector<Constant> constants_;
+  RecordsetPtr record_;  // which the columns are of
 };
 
 void CheckColumnNames(const std::vector<std::string>& names, const FindingPlace& place, Findings& findings) {

@@ -6,7 +6,7 @@
 
 namespace kestrel {
 
-bool DateEvidence::Look(std::string_view value) {
+std::optional<CalendarDate> DateEvidence::Look(std::string_view value) {
   ++values_;
   std::optional<CalendarDate> date;
   if (chosen_ != nullptr) date = ReadDate(value, *chosen_);
@@ -24,7 +24,7 @@ bool DateEvidence::Look(std::string_view value) {
     ++fits_[i];
     gives_other_days_[i] |= read != date;
   }
-  return date.has_value();
+  return date;
 }
 
 std::vector<std::string_view> DateEvidence::FitAll() const {

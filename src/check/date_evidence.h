@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -15,8 +16,8 @@ class DateEvidence {
   // `chosen`: the format that the import specification names, or null. It outlives this object.
   explicit DateEvidence(const DatePattern* chosen) : chosen_(chosen) {}
 
-  // Looks at a value that is not empty; whether it is a date in the chosen format.
-  bool Look(std::string_view value);
+  // Looks at a value that is not empty; the day that it names in the chosen format, if any.
+  std::optional<CalendarDate> Look(std::string_view value);
 
   std::int64_t values() const { return values_; }
   // The formats that every value fits, in the order in which they are offered.

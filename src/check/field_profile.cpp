@@ -52,15 +52,21 @@ std::optional<std::string_view> FieldProfile::Look(std::int64_t record, std::str
   }
   if (TrimBlanks(value).empty()) {
     empty_.Add(record, {});
+    if (is_mandatory_) record_with_error_ = record;
   } else {
     ++filled_;
     if (translation_ && !translation) not_translated_.Add(record, raw);
   }
   const bool compatible = IsCompatible(value, kind_);
-  if (!compatible) not_numbers_.Add(record, value);
+  if (!compatible) {
+    not_numbers_.Add(record, value);
+    record_with_error_ = record;
+  }
   if (dates_ && !value.empty()) {
-    const bool is_date = dates_->Look(value);
-    if (is_date) return std::nullopt;
+    if (const std::optional<CalendarDate> date = dates_->Look(value)) {
+      date_text_ = FormatStoredDate(*date);
+      return date_text_;
+    }
     if (date_ != nullptr) not_dates_.Add(record, value);
   }
   if (!compatible) return std::nullopt;
@@ -90,7 +96,7 @@ FieldFigures FieldProfile::Figures() const {
 
 FindingPlace FieldProfile::Place() const { return {"FieldAssignments", field_, field_}; }
 
-void FieldProfile::Tell(Findings& findings) const {
+void FieldProfile::Tell(Findings& findings, bool destination_asked) const {
   unreadable_.Tell(findings, Severity::kError, Place(), "Wert kann nicht gelesen werden",
                    "Werte können nicht gelesen werden", "Speichern Sie die Quelle neu.");
   if (is_mandatory_) {
@@ -98,8 +104,8 @@ void FieldProfile::Tell(Findings& findings) const {
                 "Datensätze lassen das Pflichtfeld leer", "Ergänzen Sie die Spalte \"" + column_ + "\".");
   }
   not_numbers_.Tell(findings, Severity::kError, Place(), "Wert ist keine Zahl", "Werte sind keine Zahlen",
-                    "Berichtigen oder übersetzen Sie sie; das Feld bleibt sonst leer.");
-  TellDates(findings);
+                    "Ohne Berichtigung oder Übersetzung bleibt das Feld leer.");
+  TellDates(findings, destination_asked);
   cut_.Tell(findings, Severity::kWarning, Place(), "Wert wird gekürzt", "Werte werden gekürzt",
             "Das Feld fasst " + std::to_string(size_) + " Zeichen.");
   not_translated_.Tell(findings, Severity::kWarning, {TranslationSection(field_), "", field_},
@@ -108,16 +114,17 @@ void FieldProfile::Tell(Findings& findings) const {
                        "Ergänzen Sie die Übersetzungstabelle.");
   not_permitted_.Tell(findings, Severity::kWarning, Place(), "Wert ist für das Feld nicht vorgesehen",
                       "Werte sind für das Feld nicht vorgesehen",
-                      "Übersetzen Sie sie in die vorgesehenen Werte.");
+                      "Eine Übersetzung kann daraus einen vorgesehenen machen.");
 }
 
-void FieldProfile::TellDates(Findings& findings) const {
+void FieldProfile::TellDates(Findings& findings, bool destination_asked) const {
   if (!dates_ || dates_->values() == 0) return;
   const FindingPlace place{"FieldFormat", field_, field_};
   const std::vector<std::string_view> fit_all = dates_->FitAll();
   std::string way_out = "Kein Format passt zu einem der Werte; prüfen Sie, ob es Tage sind.";
   if (!fit_all.empty()) {
-    way_out = "Zu allen Werten passt: " + Listed(fit_all) + ".";
+    way_out = std::string("Zu allen Werten ") + (fit_all.size() == 1 ? "passt: " : "passen: ") +
+              Listed(fit_all) + ".";
   } else if (dates_->BestFits() > 0) {
     way_out = "Am besten passt " + std::string(dates_->BestFormat()) + " (" +
               std::to_string(dates_->BestFits()) + " von " + std::to_string(dates_->values()) +
@@ -127,11 +134,21 @@ void FieldProfile::TellDates(Findings& findings) const {
     findings.Note(place, "Es ist kein Datumsformat bestimmt.", way_out);
     return;
   }
-  not_dates_.Tell(findings, Severity::kError, place, "Wert ist kein Tag im Format " + format_,
-                  "Werte sind keine Tage im Format " + format_, way_out);
+  if (destination_asked) {
+    not_dates_.Tell(
+        findings, Severity::kWarning, place,
+        "Wert ist kein Tag im Format " + format_ + " und geht, wie er ist, an das Importziel",
+        "Werte sind keine Tage im Format " + format_ + " und gehen, wie sie sind, an das Importziel", way_out);
+  } else {
+    not_dates_.Tell(findings, Severity::kError, place, "Wert ist kein Tag im Format " + format_,
+                    "Werte sind keine Tage im Format " + format_, way_out);
+  }
   if (const std::vector<std::string_view> rivals = dates_->Rivals(); !rivals.empty()) {
     findings.Warn(
-        place, "Auch " + Listed(rivals) + " passt zu allen Werten und ergibt andere Tage als " + format_ + ".",
+        place,
+        "Auch " + Listed(rivals) +
+            (rivals.size() == 1 ? " passt zu allen Werten und ergibt" : " passen zu allen Werten und ergeben") +
+            " andere Tage als " + format_ + ".",
         kKnownDay);
   }
   if (dates_->DayCouldBeMonth()) {

@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
+
 #include "kestrel/import_job.h"
 #include "support/dbf_writer.h"
 #include "support/field_list.h"
@@ -29,8 +31,9 @@ class DataProfileTest : public testing::SessionFixture {
   }
 
   void AddImportClass(const std::string& prog_id) {
-    const auto import_class = AddComponent(prog_id);
+    const auto import_class = components_made[prog_id] = AddComponent(prog_id);
     for (const char* property : {"PersonalNr", "Application", "SpecificationFile"}) import_class->Let(property);
+    for (const char* method : {"BeforeImport", "AfterImport"}) import_class->Method(method);
     import_class->Set("Connection")
         .Method("GetFields", [this](std::span<Argument>) { return Value(testing::FieldList(fields)); })
         .Get("ErrorCode", 0)
@@ -69,6 +72,7 @@ class DataProfileTest : public testing::SessionFixture {
 
   std::string prog_id = "test.import";
   std::vector<testing::DestinationField> fields = {{"Name"}};
+  std::map<std::string, std::shared_ptr<testing::RecordingObject>> components_made;
   ObjectPtr connection;
   ImportJob job{Platform{ui, components, clock}};
 };
@@ -120,7 +124,7 @@ TEST_F(DataProfileTest, TextInANumberFieldIsAnError) {
   EXPECT_EQ(profile.fields[0].not_numbers, 1);
   EXPECT_THAT(Lines(profile),
               ElementsAre("Fehler [FieldAssignments] Umsatz: 1 Wert ist keine Zahl (Datensatz 2: "
-                          "\"viel\"). Berichtigen oder übersetzen Sie sie; das Feld bleibt sonst "
+                          "\"viel\"). Ohne Berichtigung oder Übersetzung bleibt das Feld "
                           "leer."));
 }
 
@@ -141,8 +145,8 @@ TEST_F(DataProfileTest, ValuesThatAFieldMayNotHaveAreTold) {
   const DataProfile profile = Profile("Land\r\nDE\r\nD\r\n\"\"\r\nAT\r\n");
   EXPECT_EQ(profile.fields[0].not_permitted, 1);
   EXPECT_THAT(Lines(profile), ElementsAre("Warnung [FieldAssignments] Land: 1 Wert ist für das Feld nicht "
-                                          "vorgesehen (Datensatz 2: \"D\"). Übersetzen Sie sie in die "
-                                          "vorgesehenen Werte."));
+                                          "vorgesehen (Datensatz 2: \"D\"). Eine Übersetzung kann daraus "
+                                          "einen vorgesehenen machen."));
 }
 
 TEST_F(DataProfileTest, ALongValueIsToldByItsBeginning) {
@@ -195,6 +199,109 @@ TEST_F(DataProfileTest, ADateFieldWithoutAFormatIsToldWhichWouldFit) {
                        "ttmmjjjj."));
 }
 
+// --- What the import class says -----------------------------------------------------------------
+
+class AskedDestinationTest : public DataProfileTest {
+ protected:
+  AskedDestinationTest() {
+    import_class = AddImportClassThatChecks();
+    prog_id = "test.checking";
+  }
+
+  // Refuses what is no date to it: anything without a point.
+  std::shared_ptr<testing::RecordingObject> AddImportClassThatChecks() {
+    AddImportClass("test.checking");
+    const auto checking = components_made.at("test.checking");
+    checking->Method("GetNewRecord", [this](std::span<Argument>) {
+      code = 0;
+      const auto record = std::make_shared<MemoryRecordset>();
+      for (const testing::DestinationField& field : fields) record->AppendColumn(field.name);
+      record->AddNew();
+      return Value(record);
+    });
+    checking->Method("CheckRecord", [this](std::span<Argument> arguments) {
+      const RecordsetPtr record = ToRecordset(arguments[0].Get());
+      std::string& seen = asked.emplace_back();
+      for (std::size_t i = 0; i < fields.size(); ++i) seen.append(i == 0 ? "" : "|").append(record->TextAt(i));
+      if (record->TextAt(0) == refused) code = 13;
+      return Value();
+    });
+    checking->Get("ErrorCode", [this](std::span<Argument>) { return Value(code); });
+    checking->Get("ErrorDescription", Value("Das nimmt das Ziel nicht."));
+    checking->Get("ErrorField", [this](std::span<Argument>) { return Value(fields[0].name); });
+    return checking;
+  }
+
+  std::shared_ptr<testing::RecordingObject> import_class;
+  std::vector<std::string> asked;
+  std::string refused = "unbekannt";
+  int code = 0;
+};
+
+TEST_F(AskedDestinationTest, ADateThatItTakesAsItIsIsNoErrorAndOneThatItRefusesIs) {
+  fields = {{.name = "Tag", .date = true}};
+  const DataProfile profile =
+      Profile("Tag\r\n31.12.2024\r\n7.3.2018\r\nunbekannt\r\n\"\"\r\n", "[FieldFormat]\nTag=tt.mm.jjjj\n");
+  EXPECT_THAT(asked, ElementsAre("20241231000000", "7.3.2018", "unbekannt", ""));
+  EXPECT_THAT(
+      Lines(profile),
+      ElementsAre("Warnung [FieldFormat] Tag: 2 Werte sind keine Tage im Format tt.mm.jjjj und gehen, wie sie "
+                  "sind, an das Importziel (Datensatz 2: \"7.3.2018\", Datensatz 3: \"unbekannt\"). Am besten "
+                  "passt tt.mm.jjjj (1 von 3); berichtigen Sie die übrigen Werte.",
+                  "Fehler [FieldAssignments] Tag: 1 Datensatz weist das Importziel ab (Datensatz 3: "
+                  "\"unbekannt\"). Das nimmt das Ziel nicht."));
+  EXPECT_EQ(import_class->CountOf("BeforeImport"), 1u);
+  EXPECT_EQ(import_class->CountOf("AfterImport"), 1u);
+  EXPECT_EQ(import_class->CountOf("ImportRecord"), 0u);
+}
+
+TEST_F(AskedDestinationTest, ItGetsTheRecordAsTheRunMakesIt) {
+  fields = {{.name = "Name", .size = 4}, {.name = "Rabatt", .type = "INT"}, {.name = "Land"}};
+  folder.Write("Import/adressen.txt", "Name;Rabatt\r\nMeier;keiner\r\nHaas;viel\r\n");
+  Check(
+      "Provider=Textdatei\nFileName=adressen.txt\nDelimiter=;\n[FieldAssignments]\nName=FIELD:Name\n"
+      "Rabatt=FIELD:Rabatt\nLand=CONST:DE\n[FieldTranslation]\nRabatt=1\n[Translation_Rabatt]\nkeiner=0\n");
+  EXPECT_THAT(asked, ElementsAre("Meie|0|DE", "Haas||DE"));
+}
+
+TEST_F(AskedDestinationTest, WhatIsAnErrorAnywayIsToldOnce) {
+  fields = {{"Name", true}};
+  refused = "";
+  EXPECT_THAT(
+      Lines(Profile("Name;Ort\r\n;Ulm\r\n")),
+      ElementsAre(StartsWith("Fehler [FieldAssignments] Name: 1 Datensatz lässt das Pflichtfeld leer")));
+}
+
+TEST_F(AskedDestinationTest, AnErrorThatComesToLightLateBelongsToTheRecordThatItNames) {
+  bool told = false;
+  import_class->Method("NextLateError", [&](std::span<Argument>) {
+    code = told ? 0 : 13;
+    return Value(!std::exchange(told, true));
+  });
+  import_class->Get("ErrorFirstRecord", [&](std::span<Argument>) { return Value(told ? 2 : 0); });
+  import_class->Get("ErrorLastRecord", [&](std::span<Argument>) { return Value(told ? 2 : 0); });
+  EXPECT_THAT(
+      Lines(Profile("Name\r\nA\r\nB\r\nC\r\n")),
+      ElementsAre("Fehler [FieldAssignments] Name: 1 Datensatz weist das Importziel ab (Datensatz 2). Das "
+                  "nimmt das Ziel nicht."));
+}
+
+TEST_F(AskedDestinationTest, WhereItStopsOrCancelsNothingMoreIsAskedAndThatIsAnError) {
+  import_class->Get("StopReason",
+                    [this](std::span<Argument>) { return Value(code == 0 ? "" : "Kein Platz."); });
+  EXPECT_THAT(Lines(Profile("Name\r\nunbekannt\r\nB\r\n")),
+              Contains("Fehler [Common] ImportClass: Das Importziel prüft die Datensätze nicht zu Ende: Kein "
+                       "Platz."));
+  EXPECT_THAT(asked, SizeIs(1));
+  code = 0;
+  import_class->Method("BeforeImport", [](std::span<Argument> arguments) {
+    arguments[0].Set(Value(true));
+    return Value();
+  });
+  EXPECT_THAT(Lines(Profile("Name\r\nA\r\n")), ElementsAre(HasSubstr("vor dem ersten Datensatz")));
+  EXPECT_THAT(asked, SizeIs(1));
+}
+
 // --- The file -----------------------------------------------------------------------------------
 
 TEST_F(DataProfileTest, ASingleCarriageReturnThatCutsAWholeFileIsAnErrorWithItsPlace) {
@@ -232,7 +339,12 @@ TEST_F(DataProfileTest, LinesWithMoreOrFewerValuesThanColumnsAreTold) {
   EXPECT_THAT(
       Lines(profile),
       ElementsAre("Warnung [Common] FileName: 2 Datensätze haben nicht 2 Werte (Datensatz 2: \"1 Wert\", "
-                  "Datensatz 3: \"3 Werte\"). Prüfen Sie Trennzeichen und Textbegrenzer dieser Zeilen."));
+                  "Datensatz 3: \"3 Werte\"). Prüfen Sie dort Trennzeichen und Textbegrenzer."));
+}
+
+TEST_F(DataProfileTest, ASingleColumnIsToldAsOne) {
+  EXPECT_THAT(Lines(Profile("Name\r\nMeier;Ulm\r\n")),
+              ElementsAre(StartsWith("Warnung [Common] FileName: 1 Datensatz hat nicht 1 Wert (")));
 }
 
 TEST_F(DataProfileTest, ColumnsOfOneNameAreTold) {

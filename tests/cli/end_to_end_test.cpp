@@ -245,10 +245,11 @@ TEST_F(EndToEnd, CheckNamesSectionAndKeyOfEverythingSuspicious) {
 TEST_F(EndToEnd, CheckOfTheDataTellsFiguresAndFindingsAsTables) {
   const ProgramResult check = Run({"check", "Kundenliste", "--data", "--format", "csv"});
   EXPECT_EQ(check.status, 1);
-  for (const char* line : {"1000,15,Windows-1252,1001,0,0,0,\r\n", "Umsatz,Umsatz,1000,0,0,4,0,0,0,0\r\n",
-                           "Suchbegriff,Name,1000,0,458,0,0,0,0,0\r\n",
-                           "Warnung,Translation_Land,,\"29 Werte haben keine Übersetzung",
-                           "Fehler,FieldFormat,KundeSeit,", "(996 von 1000)"}) {
+  for (const char* line :
+       {"1000,15,Windows-1252,1001,0,0,0,\r\n", "Umsatz,Umsatz,1000,0,0,4,0,0,0,0\r\n",
+        "Suchbegriff,Name,1000,0,458,0,0,0,0,0\r\n",
+        "Warnung,Translation_Land,,\"29 Werte haben keine Übersetzung", "Warnung,FieldFormat,KundeSeit,",
+        "(996 von 1000)", "Fehler,FieldAssignments,KundeSeit,\"3 Datensätze weist das Importziel ab"}) {
     EXPECT_THAT(check.out, HasSubstr(line));
   }
 }
@@ -267,21 +268,21 @@ TEST_F(EndToEnd, CheckOfTheDataGivesOneJsonObjectALineWithNumbersAsSuch) {
 }
 
 TEST_F(EndToEnd, TheErrorsInTheDataAreThoseThatARunCounts) {
-  const ProgramResult check = Run({"check", "Kundenliste", "--data", "--format", "csv"});
+  const std::string before = Query("SELECT count(*) FROM Kunden");
+  const ProgramResult check = Run({"check", "Kundenliste", "--data", "--format", "json"});
   std::int64_t errors = 0;
   for (const std::string_view line : Split(check.out, '\n')) {
-    const std::vector<std::string_view> cells = Split(line, ',');
-    if (cells.size() == 10 && cells[0] != "Feld") errors += std::stoi(std::string(cells[5]));
+    constexpr std::string_view kCount = "\"count\":";
+    const std::size_t at = line.find(kCount);
+    if (line.find("\"severity\":\"Fehler\"") == std::string_view::npos || at == std::string_view::npos)
+      continue;
+    errors += std::stoi(std::string(line.substr(at + kCount.size())));
   }
-  EXPECT_EQ(errors, 11);
   EXPECT_THAT(Run({"log", "errors", "--last"}).out, Not(HasSubstr("10005"))) << "a check logs nothing";
-  Run({"run", "Kundenliste"});
-  const ProgramResult log = Run({"log", "errors", "--last", "--format", "csv"});
-  std::size_t logged = 0;
-  for (std::size_t at = log.out.find("10005"); at != std::string::npos; at = log.out.find("10005", at + 1)) {
-    ++logged;
-  }
-  EXPECT_EQ(logged, 11u);
+  EXPECT_EQ(Query("SELECT count(*) FROM Kunden"), before) << "and stores nothing";
+  const ProgramResult run = Run({"run", "Kundenliste", "--format", "json"});
+  EXPECT_THAT(run.out, HasSubstr("\"errors\":" + std::to_string(errors) + ","));
+  EXPECT_EQ(errors, 14);
 }
 
 TEST_F(EndToEnd, CheckTellsAnUnknownKindOfSource) {
@@ -374,6 +375,26 @@ TEST_F(EndToEnd, ASpecificationFolderThatCannotBeReadIsToldWithoutAnEmptyList) {
   EXPECT_EQ(list.status, 4);
   EXPECT_EQ(list.out, "");
   EXPECT_THAT(list.err, HasSubstr("Zugriff verweigert: " + host() + "/Import"));
+}
+
+TEST_F(EndToEnd, WhatAClosedFolderHidesIsNotToldAsMissing) {
+  const std::string specification = Spec("Kundenliste.IMP");
+  ASSERT_EQ(::chmod(folder_.path().c_str(), 0755), 0);
+  ASSERT_EQ(::chmod(host().c_str(), 0), 0);
+  const auto error_of = [&](const std::vector<std::string>& command) {
+    const testing::WithoutPrivileges nobody;
+    const ProgramResult result = Run(command);
+    EXPECT_EQ(result.status, 4);
+    return result.err;
+  };
+  EXPECT_THAT(error_of({"list"}), HasSubstr("Zugriff verweigert: " + host()));
+  EXPECT_THAT(error_of({"check", "Kundenliste", "--host", ":memory:"}),
+              HasSubstr("Zugriff verweigert: " + host()));
+  EXPECT_THAT(error_of({"check", specification, "--host", ":memory:"}),
+              HasSubstr("Zugriff verweigert: " + specification));
+  EXPECT_THAT(error_of({"run", "Kundenliste"}),
+              HasSubstr(host() + "/kestrel.db: Die Datenbank lässt sich nicht öffnen"));
+  ASSERT_EQ(::chmod(host().c_str(), 0755), 0);
 }
 
 TEST_F(EndToEnd, ATerminalObeysNothingThatComesFromElsewhere) {
