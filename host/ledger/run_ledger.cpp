@@ -57,10 +57,12 @@ RunLedger::RunLedger(Connection& connection, const Destination& destination, con
   GroupedWrites::Of(connection_).Flush();
   InTransaction(connection_, [&] {
     const RecordsetPtr greatest = connection_.OpenRecordset("SELECT max(LaufNr) FROM Importlauf");
-    number_ = greatest->IsNull(0) ? 1 : greatest->ValueAt(0).ToInteger() + 1;
-    // Before anybody can see the run.
-    std::optional<RunLock> lock = RunLock::Acquire(connection_, number_);
-    if (lock) lock_ = std::make_unique<RunLock>(std::move(*lock));
+    number_ = greatest->IsNull(0) ? 0 : greatest->ValueAt(0).ToInteger();
+    // Before anybody can see the run. A lock that somebody else is just looking at is passed over.
+    while (lock_ == nullptr) {
+      std::optional<RunLock> lock = RunLock::Acquire(connection_, ++number_);
+      if (lock) lock_ = std::make_unique<RunLock>(std::move(*lock));
+    }
     insert->BindInteger(0, number_);
     insert->BindText(1, kRunning);
     insert->BindText(2, description.prog_id);

@@ -3,6 +3,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/base/file.h"
+#include "platform/base/number.h"
 #include "schema/host_schema.h"
 
 namespace kestrel::host {
@@ -24,6 +26,14 @@ bool IsHeld(Connection& connection, std::int64_t run) {
               ->IsEof();
 }
 
+// Of the files beside an SQLite database, up to the run's number; empty for a database that is no file.
+std::string LockFilesOf(Connection& connection) {
+  const RecordsetPtr main =
+      connection.OpenRecordset("SELECT file FROM pragma_database_list WHERE name = 'main'");
+  const std::string_view database = main->TextAt(0);
+  return database.empty() ? std::string() : std::string(database) + "-lauf";
+}
+
 }  // namespace
 
 std::optional<RunLock> RunLock::Acquire(Connection& connection, std::int64_t run) {
@@ -34,12 +44,24 @@ std::optional<RunLock> RunLock::Acquire(Connection& connection, std::int64_t run
     if (taken->TextAt(0) != "1") return std::nullopt;
     return RunLock(connection, run, std::nullopt);
   }
-  const std::string database(
-      connection.OpenRecordset("SELECT file FROM pragma_database_list WHERE name = 'main'")->TextAt(0));
-  if (database.empty()) return RunLock(connection, run, std::nullopt);
-  std::optional<FileLock> file = FileLock::Acquire(database + "-lauf" + std::to_string(run));
+  const std::string files = LockFilesOf(connection);
+  if (files.empty()) return RunLock(connection, run, std::nullopt);
+  std::optional<FileLock> file = FileLock::Acquire(files + std::to_string(run));
   if (!file) return std::nullopt;
   return RunLock(connection, run, std::move(file));
+}
+
+void RunLock::RemoveAbandoned(Connection& connection) {
+  if (!IsSqlite(connection)) return;
+  const auto remove = [&] {
+    const std::string files = LockFilesOf(connection);
+    if (files.empty()) return;
+    for (const std::string& path : ListFiles(ParentFolder(files))) {
+      if (!path.starts_with(files) || !ParseWholeNumber(path.substr(files.size()))) continue;
+      if (std::optional<FileLock> lock = FileLock::AcquireAbandoned(path)) lock->Remove();
+    }
+  };
+  Trap(remove, [](const RuntimeError&) {});
 }
 
 RunLock::RunLock(RunLock&& other) noexcept

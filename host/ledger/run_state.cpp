@@ -110,6 +110,7 @@ std::string RestoreLedger(Connection& connection) {
         },
         [](const RuntimeError&) {});
   }
+  RunLock::RemoveAbandoned(connection);
   return told;
 }
 

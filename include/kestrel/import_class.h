@@ -82,10 +82,10 @@
 //                        handed over next is the one behind all those told of and handed over. What it raises is
 //                        ignored.
 //   RunEnds     method   end, read, added, updated, held back, rejected, errors, cut, cut fields: behind AfterImport
-//                        and all its late errors. "finished", "stopped" by the user, or "broken off"; added,
-//                        updated, held back and rejected together are read; how many values were cut to their
-//                        field's size, and in which fields ("30 in Bez1, 29 in Ort"). What RunStarts and RunEnds
-//                        raise is counted and logged as an error of the run.
+//                        and all its late errors, before the source may be removed. "finished", "stopped" by the
+//                        user, or "broken off"; added, updated, held back and rejected together are read; how
+//                        many values were cut to their field's size, and in which fields ("30 in Bez1, 29 in
+//                        Ort"). What RunStarts and RunEnds raise is counted and logged as an error of the run.
 #pragma once
 
 #include <cstdint>

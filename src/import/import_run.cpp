@@ -25,10 +25,10 @@
 //              AfterImport, unless aborted, and what came to light with it. Which records were updates, where
 //              the class told that late (NextLateUpdate).
 //              What was not stored is kept and written, where that is wanted: the rest of the source with it.
+//              The figures are told to the import class, where it keeps them (RunEnds).
 //  5. remove   the source file, where nothing it holds can be lost: never after an abort. Why it stays is told.
 //  6. close    the source and the records are released.
-//  7. report   the figures to the import class, where it keeps them (RunEnds); what the import class stopped for;
-//              label and message box by the counters.
+//  7. report   what the import class stopped for; label and message box by the counters.
 //  8. finished the window closes, the working copy is deleted, the import ends.
 #include "import/import_run.h"
 
@@ -95,6 +95,7 @@ class RunSteps {
       TellLateUpdates();
       errors_.LogRepeated();
       if (reject_view_ != nullptr) KeepRejects();
+      errors_.Try([&] { notes_.End(result_, outcomes_.figures()); });
       RemoveSource();
     }
     errors_.Try([&] { reader_.CloseSource(); });
@@ -521,8 +522,6 @@ void RunSteps::Tell(const std::string& text) {
 void RunSteps::Report() {
   TakeFigures();
   result_.next_record = NextRecord(result_, settings_.from);
-  result_.errors = errors_.count();
-  errors_.Try([&] { notes_.End(result_); });
   if (!result_.stop_reason.empty()) {
     errors_.Try([&] {
       const std::string text = StopText(result_);

@@ -98,9 +98,8 @@ void RunNotes::PassOver(std::int32_t last) {
   if (has_started_ && record_fate_) record_fate_->Call(1, last, "passed over");
 }
 
-void RunNotes::End(const RunResult& result) {
+void RunNotes::End(const RunResult& result, const RunFigures& figures) {
   if (!has_started_ || !run_ends_) return;
-  const RunFigures& figures = result.figures;
   run_ends_->Call(EndOf(result), figures.read(), figures.stored_new(), figures.updated(), figures.held_back(),
                   figures.rejected(), figures.errors(), figures.cut_values(), CutFieldsText(figures));
 }

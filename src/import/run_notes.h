@@ -22,8 +22,8 @@ class RunNotes {
   void Tell(std::int32_t first, std::int32_t last, RecordFate fate);
   // The run begins behind these records. Raises what RecordFate does.
   void PassOver(std::int32_t last);
-  // The figures of the result are complete. Raises what RunEnds does.
-  void End(const RunResult& result);
+  // All but the removal of the source is over. Raises what RunEnds does.
+  void End(const RunResult& result, const RunFigures& figures);
 
  private:
   std::optional<BoundMember> run_starts_;

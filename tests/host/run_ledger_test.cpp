@@ -253,6 +253,27 @@ TEST_F(RunLedger, MarksARunAsBrokenOffWhoseProgramWasKilledWithWhatItHasStored) 
   EXPECT_EQ(run->TextAt(3), "2");
 }
 
+TEST_F(RunLedger, TakesAwayTheLocksThatEndedProgramsHaveLeftAndNoOthers) {
+  if (OnPostgres()) GTEST_SKIP() << "a server's database has no folder";
+  const std::string left = folder.Write("host.db-lauf17", "");
+  const std::string other = folder.Write("host.db-laufzettel", "");
+  const ObjectPtr importer = Importer();
+  Start(importer);
+  EXPECT_EQ(Restore(connection), "");
+  EXPECT_FALSE(FileExists(left));
+  EXPECT_TRUE(FileExists(other));
+  EXPECT_TRUE(FileExists(folder.File("host.db-lauf1"))) << "its program lives";
+}
+
+TEST_F(RunLedger, TakesTheNextNumberWhereSomebodyHoldsTheLockOfItsOwn) {
+  const ConnectionPtr other = OpenConnection(file);
+  const auto lock = host::RunLock::Acquire(*other, 1);
+  ASSERT_TRUE(lock);
+  const ObjectPtr importer = Importer();
+  Start(importer);
+  EXPECT_THAT(States(), ElementsAre("2|läuft"));
+}
+
 TEST_F(RunLedger, LeavesNoFileBesideTheDatabase) {
   if (OnPostgres()) GTEST_SKIP() << "a server's database has no folder";
   const auto files = [&] { return ListFiles(folder.path()); };

@@ -158,5 +158,14 @@ TEST_F(RunNotes, CountWhatTheClassRaises) {
   EXPECT_EQ(run.result().stored, 1) << "the import goes on";
 }
 
+TEST_F(RunNotes, KeepTheSourceWhereTheClassCannotTakeTheEnd) {
+  KeepLedger();
+  UseNames({"A"});
+  session.DeleteFile = true;
+  import_class->Raises("RunEnds", RuntimeError(ErrorNumber::kDatabase, "nicht vermerkt"));
+  EXPECT_EQ(Run().errors, 1);
+  EXPECT_TRUE(FileExists(session.FileName));
+}
+
 }  // namespace
 }  // namespace kestrel::testing
