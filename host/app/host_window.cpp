@@ -36,6 +36,15 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
   import_man_.SetConnection(connection_);
   import_man_.SetPersonalNr(personal_nr);
 
+  // Before the pages look at it. What is told stays until the next message: it is told once only.
+  Trap(
+      [&] {
+        const ObjectPtr setup = components.CreateObject("kestrelhost.Setup");
+        const std::string restored = CallMethod(setup, "RestoreDatabase", ObjectPtr(connection_)).ToText();
+        if (!restored.empty()) statusBar()->showMessage(ToQt(restored));
+      },
+      [this](const RuntimeError& error) { statusBar()->showMessage(ToQt(error.Description())); });
+
   tabs_ = new QTabWidget(this);
   tabs_->setObjectName("tabs");
   tabs_->setDocumentMode(true);
@@ -50,6 +59,10 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
   duplicates_ = new DuplicatePage(components, connection_, personal_nr, tabs_);
   tabs_->addTab(duplicates_, "Dublettenprotokoll");
   guard_.On(duplicates_, &DuplicatePage::Decided, &HostWindow::RefreshAll);
+  runs_ = new RunsPage(ui_, components, connection_, tabs_);
+  tabs_->addTab(runs_, "Importläufe");
+  guard_.On(runs_, &RunsPage::UndoAsked, &HostWindow::UndoRun);
+  guard_.On(runs_, &RunsPage::Undone, &HostWindow::RefreshAll);
   setCentralWidget(tabs_);
   BuildMenu();
   auto* user = new QLabel(ToQt("Angemeldet: " + personal_nr), this);
@@ -57,14 +70,6 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
   resize(1080, 640);
   RememberSize(this, "host");
   guard_.On(&wizard_, &Wizard::Ended, &HostWindow::RefreshAll);
-  // Stays until the next message: it is told once only.
-  Trap(
-      [&] {
-        const ObjectPtr setup = components.CreateObject("kestrelhost.Setup");
-        const std::string restored = CallMethod(setup, "RestoreDatabase", ObjectPtr(connection_)).ToText();
-        if (!restored.empty()) statusBar()->showMessage(ToQt(restored));
-      },
-      [this](const RuntimeError& error) { statusBar()->showMessage(ToQt(error.Description())); });
 }
 
 void HostWindow::BuildMenu() {
@@ -84,20 +89,31 @@ void HostWindow::BuildMenu() {
 
 void HostWindow::OpenImport(std::int16_t app_mode) {
   // There is one session; an import that is being prepared is not thrown away by a second click.
-  if (QWidget* page = wizard_.CurrentPage()) {
-    page->raise();
-    page->activateWindow();
-    statusBar()->showMessage("Ein Import ist bereits geöffnet.", kNoticeMs);
-    return;
-  }
+  if (ShowOpenImport("Ein Import ist bereits geöffnet.")) return;
   import_man_.SetApplication(app_mode);
   import_man_.ShowDialog();
+}
+
+bool HostWindow::ShowOpenImport(const QString& notice) {
+  QWidget* page = wizard_.CurrentPage();
+  if (page == nullptr) return false;
+  page->raise();
+  page->activateWindow();
+  statusBar()->showMessage(notice, kNoticeMs);
+  return true;
+}
+
+void HostWindow::UndoRun() {
+  // Both write over one connection.
+  if (ShowOpenImport("Beenden Sie erst den Import, der noch geöffnet ist.")) return;
+  runs_->Undo();
 }
 
 void HostWindow::RefreshAll() {
   for (AddressPage* page : address_pages_) page->Refresh();
   error_log_->Refresh();
   duplicates_->Refresh();
+  runs_->Refresh();
 }
 
 void HostWindow::Search() {

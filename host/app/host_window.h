@@ -8,6 +8,7 @@
 #include "app/address_page.h"
 #include "app/duplicate_page.h"
 #include "app/error_log_page.h"
+#include "app/runs_page.h"
 #include "kestrel/wizard.h"
 #include "wizard/event_guard.h"
 
@@ -29,6 +30,9 @@ class HostWindow final : public QMainWindow {
  private:
   void BuildMenu();
   void OpenImport(std::int16_t app_mode);
+  // Whether there is one, which is brought to the front; `notice` says why.
+  bool ShowOpenImport(const QString& notice);
+  void UndoRun();
   void RefreshAll();
   void Search();
 
@@ -43,6 +47,7 @@ class HostWindow final : public QMainWindow {
   std::vector<AddressPage*> address_pages_;
   ErrorLogPage* error_log_;
   DuplicatePage* duplicates_;
+  RunsPage* runs_;
 };
 
 }  // namespace kestrel::host

@@ -24,6 +24,7 @@ std::shared_ptr<MemoryRecordset> EmptyRows(std::initializer_list<MemoryRecordset
 void LedgerComponent::Bind(Members& members) {
   members.Set("Connection", &LedgerComponent::SetConnection);
   members.Method("Runs", &LedgerComponent::Runs);
+  members.Method("LastRuns", &LedgerComponent::LastRuns);
   members.Method("Records", &LedgerComponent::Records);
   members.Method("StartUndo", &LedgerComponent::StartUndo);
   members.Method("NextUndo", &LedgerComponent::NextUndo);
@@ -44,6 +45,13 @@ void LedgerComponent::SetConnection(const ObjectPtr& connection) {
 
 ObjectPtr LedgerComponent::Runs() {
   return RequireConnection(connection_).OpenRecordset("SELECT * FROM Importlauf ORDER BY LaufNr");
+}
+
+ObjectPtr LedgerComponent::LastRuns(std::int64_t most) {
+  const auto select =
+      RequireConnection(connection_).Prepare("SELECT * FROM Importlauf ORDER BY LaufNr DESC LIMIT ?");
+  select->BindInteger(0, most + 1);
+  return select->Open();
 }
 
 ObjectPtr LedgerComponent::Records(std::int64_t run) {

@@ -19,6 +19,8 @@ class LedgerComponent final : public BoundObject<LedgerComponent> {
   void SetConnection(const ObjectPtr& connection);
   // The runs, the first one first, each with all its columns of Importlauf: see schema/host_schema.cpp.
   ObjectPtr Runs();
+  // The last ones, the last one first; one more than `most` where there are more.
+  ObjectPtr LastRuns(std::int64_t most);
   // See RecordsOfRun.
   ObjectPtr Records(std::int64_t run);
   // Begins to take a run back, as RunUndo; NextUndo does a part of it, and is true while there is more.

@@ -65,8 +65,9 @@ std::string MarkBrokenOff(Connection& connection, const OpenRun& run) {
     told = "Der Importlauf " + number + " vom " + run.begin +
            " wurde abgebrochen, ohne dass er sein Ende melden " + "konnte. Gespeichert sind " +
            std::to_string(counts[std::string(kNew)]) + " neue und " +
-           std::to_string(counts[std::string(kUpdated)]) + " geänderte Adressen. 'kestrel-import runs " +
-           number + "' zeigt sie, 'kestrel-import undo " + number + "' nimmt sie zurück.";
+           std::to_string(counts[std::string(kUpdated)]) + " geänderte Adressen. Die Seite Importläufe oder " +
+           "'kestrel-import runs " + number + "' zeigt sie, 'kestrel-import undo " + number +
+           "' nimmt sie zurück.";
   });
   return told;
 }

@@ -11,12 +11,12 @@
 #include <vector>
 
 #include "app/host_window.h"
-#include "host/host_fixture.h"
+#include "host/ledger_fixture.h"
 #include "platform/dialogs/recording_user_interface.h"
 
 namespace kestrel::testing {
 
-class HostWindowFixture : public HostFixture {
+class HostWindowFixture : public LedgerFixture {
  protected:
   HostWindowFixture() { qputenv("KESTREL_HOME", folder.path().c_str()); }
 

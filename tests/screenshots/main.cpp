@@ -98,6 +98,9 @@ class Tour {
     tabs.setCurrentIndex(4);
     FindIn<QTableView>(*tabs.widget(4), "table").selectRow(0);
     Take(window_, "host-duplicates");
+    tabs.setCurrentIndex(5);
+    FindIn<QTableView>(*tabs.widget(5), "table").selectRow(0);
+    Take(window_, "host-runs");
     tabs.setCurrentIndex(0);
   }
 

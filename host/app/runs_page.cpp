@@ -1,0 +1,269 @@
+#include "app/runs_page.h"
+
+#include <QHBoxLayout>
+#include <QItemSelectionModel>
+#include <QLocale>
+#include <QVBoxLayout>
+#include <vector>
+
+#include "app/list_parts.h"
+#include "app/shown_wait.h"
+#include "wizard/button_row.h"
+#include "wizard/page_parts.h"
+#include "wizard/qt_text.h"
+#include "wizard/table_look.h"
+
+namespace kestrel::host {
+
+namespace {
+
+constexpr int kShownRuns = 1000;
+constexpr int kShownRecords = 5000;
+constexpr int kGapAbove = 6;
+// The ledger's words for a run's state that matter here.
+constexpr const char* kRunning = "läuft";
+constexpr const char* kUndoing = "in Rücknahme";
+constexpr const char* kUndone = "zurückgenommen";
+
+const std::vector<AddressColumn>& RunColumns() {
+  static const std::vector<AddressColumn> columns = {
+      {"LaufNr", "Lauf", ColumnKind::kNumber},
+      {"Zustand", "Zustand"},
+      {"Beginn", "Beginn"},
+      {"Tabelle", "Liste"},
+      {"Gelesen", "Gelesen", ColumnKind::kNumber},
+      {"Neu", "Neu", ColumnKind::kNumber},
+      {"Aktualisiert", "Geändert", ColumnKind::kNumber},
+      {"Zurueckgehalten", "Zurückgehalten", ColumnKind::kNumber},
+      {"Abgewiesen", "Abgewiesen", ColumnKind::kNumber},
+      {"Fehler", "Fehler", ColumnKind::kNumber},
+      {"Gekuerzt", "Gekürzt", ColumnKind::kNumber},
+      {"Benutzer", "Benutzer"},
+      {"Ende", "Ende"},
+      {"Quelle", "Quelle"},
+      {"Quellgroesse", "Größe", ColumnKind::kNumber},
+      {"Quellzeit", "Stand der Quelle"},
+      {"Spezifikation", "Spezifikation"},
+      {"Pruefsumme", "Prüfsumme"},
+      {"GekuerzteFelder", "Gekürzt in"},
+  };
+  return columns;
+}
+// From here on the columns stand below the list only.
+constexpr int kFirstHidden = 13;
+
+const std::vector<AddressColumn>& FateColumns() {
+  static const std::vector<AddressColumn> columns = {
+      {"Datensatz", "Datensatz", ColumnKind::kNumber},
+      {"BisDatensatz", "bis", ColumnKind::kNumber},
+      {"Ereignis", "Ereignis"},
+      {"Nummer", "Nummer", ColumnKind::kNumber},
+      {"BisNummer", "bis", ColumnKind::kNumber},
+      {"Feld", "Feld"},
+      {"Vorher", "Vorher"},
+      {"Importiert", "Importiert"},
+  };
+  return columns;
+}
+
+const std::vector<AddressColumn>& LeftColumns() {
+  static const std::vector<AddressColumn> columns = {
+      {"Datensatz", "Datensatz", ColumnKind::kNumber},
+      {"Nummer", "Nummer", ColumnKind::kNumber},
+      {"Feld", "Feld"},
+      {"Vorher", "Vorher"},
+      {"Importiert", "Importiert"},
+      {"Jetzt", "Jetzt"},
+  };
+  return columns;
+}
+
+QString Counted(std::int64_t count, const char* one, const char* many) {
+  return QLocale(QLocale::German).toString(static_cast<qlonglong>(count)) + " " +
+         QString::fromUtf8(count == 1 ? one : many);
+}
+
+}  // namespace
+
+RunsPage::RunsPage(UserInterface& ui, ComponentRegistry& components, ConnectionPtr connection, QWidget* parent)
+    : QWidget(parent),
+      ui_(ui),
+      components_(components),
+      connection_(std::move(connection)),
+      guard_(this, [this](const RuntimeError& error) { status_->setText(ToQt(error.Description())); }) {
+  setObjectName("pageRuns");
+  QWidget* const list = BuildList();
+  StackListAndDetails(this, list, BuildDetails());
+  guard_.On(table_->selectionModel(), &QItemSelectionModel::selectionChanged, &RunsPage::ShowChosen);
+  guard_.On(undo_, &QPushButton::clicked, [this] { emit UndoAsked(); });
+  Refresh();
+}
+
+QWidget* RunsPage::BuildList() {
+  auto* list = new QWidget(this);
+  runs_ = new QueryModel(RunColumns(), this);
+  table_ = MakeTable(runs_, "Importläufe", list);
+  table_->setSelectionMode(QAbstractItemView::SingleSelection);
+  for (int column = kFirstHidden; column < runs_->columnCount(); ++column) table_->hideColumn(column);
+  count_ = new QLabel(list);
+  count_->setObjectName("count");
+  auto* parts = new QVBoxLayout(list);
+  parts->setContentsMargins(0, 0, 0, 0);
+  parts->addWidget(table_, 1);
+  parts->addWidget(count_);
+  return list;
+}
+
+QWidget* RunsPage::BuildDetails() {
+  auto* details = new QWidget(this);
+  origin_ = new QLabel(details);
+  origin_->setObjectName("origin");
+  origin_->setWordWrap(true);
+  origin_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  title_ = new QLabel(details);
+  title_->setObjectName("title");
+  fates_ = new QueryModel(FateColumns(), this);
+  left_alone_ = new QueryModel(LeftColumns(), this);
+  records_ = MakeTable(fates_, "Datensätze des Importlaufs", details);
+  records_->setObjectName("records");
+  status_ = MakeStatusLine(details);
+  status_->setObjectName("status");
+  undo_ = SetUpButton(new CaptionButton(details), "cmdUndo", "Rückgängig machen...",
+                      "Neue Adressen dieses Importlaufs löschen und geänderte wiederherstellen", 'R');
+  auto* bottom = new QHBoxLayout;
+  bottom->addWidget(status_, 1);
+  bottom->addWidget(undo_);
+  auto* parts = new QVBoxLayout(details);
+  parts->setContentsMargins(0, kGapAbove, 0, 0);
+  parts->addWidget(origin_);
+  parts->addWidget(title_);
+  parts->addWidget(records_, 1);
+  parts->addLayout(bottom);
+  return details;
+}
+
+ObjectPtr RunsPage::Ledger() const {
+  ObjectPtr ledger = components_.CreateObject("kestrelhost.RunLedger");
+  SetProperty(ledger, "Connection", connection_);
+  return ledger;
+}
+
+void RunsPage::Refresh() {
+  const auto tell = [this](const RuntimeError& error) { count_->setText(ToQt(error.Description())); };
+  const auto read = [this] {
+    const std::optional<std::int64_t> chosen = ChosenRun();
+    const bool was_empty = runs_->rowCount() == 0;
+    const RecordsetPtr rows = ToRecordset(CallMethod(Ledger(), "LastRuns", kShownRuns));
+    const bool more = runs_->SetRows(*rows, kShownRuns);
+    if (was_empty) FitColumns(*table_, kWidestColumn);
+    count_->setText(more                     ? "Die letzten " + Counted(kShownRuns, "Lauf", "Läufe")
+                    : runs_->rowCount() == 0 ? QString("Keine Importläufe")
+                                             : Counted(runs_->rowCount(), "Importlauf", "Importläufe"));
+    for (int row = 0; chosen && row < runs_->rowCount(); ++row) {
+      if (runs_->index(row, 0).data().toLongLong() == *chosen) table_->selectRow(row);
+    }
+    ShowChosen();
+  };
+  Trap(read, tell);
+}
+
+std::optional<std::int64_t> RunsPage::ChosenRun() const {
+  const QModelIndexList rows = table_->selectionModel()->selectedRows();
+  if (rows.isEmpty()) return std::nullopt;
+  return rows.first().data().toLongLong();
+}
+
+QString RunsPage::Chosen(const char* column) const {
+  const QModelIndexList rows = table_->selectionModel()->selectedRows();
+  for (int i = 0; !rows.isEmpty() && i < runs_->columnCount(); ++i) {
+    if (RunColumns()[static_cast<std::size_t>(i)].name == column)
+      return rows.first().siblingAtColumn(i).data().toString();
+  }
+  return {};
+}
+
+void RunsPage::ShowChosen() {
+  const std::optional<std::int64_t> run = ChosenRun();
+  undo_->setEnabled(run && Chosen("Zustand") != kRunning);
+  records_->setVisible(run.has_value());
+  status_->clear();
+  if (!run) {
+    origin_->setText("Wählen Sie einen Importlauf, um zu sehen, was aus seinen Datensätzen wurde.");
+    title_->clear();
+    return;
+  }
+  QStringList lines;
+  const auto add = [&](const char* heading, const QString& text) {
+    if (!text.isEmpty()) lines << QString("%1: %2").arg(QString::fromUtf8(heading), text);
+  };
+  const QString size = Chosen("Quellgroesse");
+  add("Quelle", Chosen("Quelle") +
+                    (size.isEmpty() ? "" : QString(" (%1 Bytes, Stand %2)").arg(size, Chosen("Quellzeit"))));
+  add("Spezifikation", Chosen("Spezifikation"));
+  add("Prüfsumme", Chosen("Pruefsumme"));
+  add("Gekürzt", Chosen("GekuerzteFelder"));
+  origin_->setText(lines.join('\n'));
+  ShowRecords(fates_, *ToRecordset(CallMethod(Ledger(), "Records", *run)), "Was aus den Datensätzen wurde:",
+              "Die ersten %1 Zeilen; alle zeigt 'kestrel-import runs " + QString::number(*run) + "'.");
+}
+
+void RunsPage::ShowRecords(QueryModel* model, Recordset& rows, const QString& title, const QString& told) {
+  const bool more = model->SetRows(rows, kShownRecords);
+  if (records_->model() != model) records_->setModel(model);
+  FitColumns(*records_, kWidestColumn);
+  title_->setText(title);
+  status_->setText(more ? told.arg(QLocale(QLocale::German).toString(kShownRecords)) : QString());
+}
+
+QString RunsPage::Question() const {
+  const QString run = Chosen("LaufNr");
+  const QString state = Chosen("Zustand");
+  if (state == kUndone) {
+    return QString(
+               "Der Importlauf %1 ist zurückgenommen. Soll auch zurückgenommen werden, was seit dem Import "
+               "geändert wurde und deshalb stehen geblieben ist?")
+        .arg(run);
+  }
+  const QString what = state == kUndoing ? "Soll die Rücknahme des Importlaufs %1 vom %2 fortgesetzt werden?"
+                                         : "Soll der Importlauf %1 vom %2 zurückgenommen werden?";
+  return what.arg(run, Chosen("Beginn")) +
+         QString(
+             " Seine neuen Adressen (%1) werden gelöscht, die geänderten (%2) erhalten ihre alten Werte. Was "
+             "seit dem Import geändert wurde, bleibt stehen.")
+             .arg(Chosen("Neu"), Chosen("Aktualisiert"));
+}
+
+void RunsPage::Undo() {
+  const std::optional<std::int64_t> run = ChosenRun();
+  if (!run) return;
+  constexpr const char* kTitle = "Rückgängig machen";
+  if (ui_.MessageBox(FromQt(Question()), kTitle, Icon::kQuestion, Buttons::kYesNo) != Answer::kYes) return;
+  std::optional<UndoOutcome> outcome;
+  Trap([&] { outcome = UndoInDialog(Ledger(), *connection_, *run, Chosen("Zustand") == kUndone, window()); },
+       [&](const RuntimeError& error) {
+         ui_.MessageBox("Fehler: " + error.Description(), kTitle, Icon::kStop, Buttons::kOk);
+       });
+  emit Undone();
+  if (outcome) TellOutcome(*outcome);
+}
+
+void RunsPage::TellOutcome(const UndoOutcome& outcome) {
+  const std::int64_t left = outcome.left_alone->RecordCount();
+  if (left > 0) {
+    ShowRecords(left_alone_, *outcome.left_alone,
+                "Stehen geblieben, weil seit dem Import geändert:", "Die ersten %1 Zeilen");
+  }
+  QString text = Counted(outcome.removed, "Adresse", "Adressen") + " gelöscht, " +
+                 Counted(outcome.restored, "Adresse", "Adressen") + " wiederhergestellt.";
+  if (left > 0) {
+    text += " " + Counted(left, "Änderung", "Änderungen") +
+            " seit dem Import stehen gelassen; die Liste zeigt sie. \"Rückgängig machen...\" nimmt auf Wunsch "
+            "auch sie "
+            "zurück.";
+  }
+  if (!outcome.is_complete)
+    text = "Angehalten: " + text + " \"Rückgängig machen...\" setzt die Rücknahme fort.";
+  status_->setText(text);
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,45 @@
+#include "app/undo_dialog.h"
+
+#include <QProgressDialog>
+
+#include "app/shown_wait.h"
+#include "wizard/page_parts.h"
+
+namespace kestrel::host {
+
+UndoOutcome UndoInDialog(const ObjectPtr& ledger, Connection& connection, std::int64_t run, bool takes_changes,
+                         QWidget* window) {
+  const ShownWait waits(connection, window);
+  {
+    const WaitCursor pointer;
+    CallMethod(ledger, "StartUndo", run, false, takes_changes);
+  }
+  const auto number = [&](const char* member) { return GetProperty(ledger, member).ToInteger(); };
+  // A dialog counts in ints.
+  constexpr int kParts = 1000;
+  const std::int64_t total = number("UndoTotal");
+  QProgressDialog dialog(QString("Nehme den Importlauf %1 zurück").arg(run), "Anhalten", 0, kParts, window);
+  dialog.setObjectName("undoDialog");
+  dialog.setWindowTitle("Rückgängig machen");
+  dialog.setWindowModality(Qt::WindowModal);
+  dialog.setAutoClose(false);
+  dialog.setAutoReset(false);
+  dialog.setMinimumDuration(0);
+  dialog.show();
+  UndoOutcome outcome;
+  bool is_more = true;
+  while (is_more && !dialog.wasCanceled()) {
+    is_more = CallMethod(ledger, "NextUndo").ToBool();
+    const std::int64_t done = number("UndoDone");
+    dialog.setLabelText(QString("Nehme Datensatz %1 von %2 zurück").arg(done).arg(total));
+    // This lets the windows repaint and the button be pressed.
+    dialog.setValue(total == 0 ? kParts : static_cast<int>(kParts * done / total));
+  }
+  outcome.is_complete = !is_more;
+  outcome.removed = number("Removed");
+  outcome.restored = number("Restored");
+  outcome.left_alone = ToRecordset(CallMethod(ledger, "LeftAlone"));
+  return outcome;
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,25 @@
+// Takes an import back before a person's eyes.
+#pragma once
+
+#include <QWidget>
+#include <cstdint>
+
+#include "kestrel/connection.h"
+
+namespace kestrel::host {
+
+struct UndoOutcome {
+  std::int64_t removed = 0;
+  std::int64_t restored = 0;
+  // What was left alone, see the component kestrelhost.RunLedger.
+  RecordsetPtr left_alone;
+  bool is_complete = false;  // not stopped by the person
+};
+
+// Undoes the run by the component kestrelhost.RunLedger, whose database is `connection`'s. A dialog shows how far it
+// is and can stop it; meanwhile `window` repaints and cannot be used. Raises what the component raises; what was
+// taken back until then stays so.
+UndoOutcome UndoInDialog(const ObjectPtr& ledger, Connection& connection, std::int64_t run, bool takes_changes,
+                         QWidget* window);
+
+}  // namespace kestrel::host
