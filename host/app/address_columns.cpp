@@ -90,9 +90,11 @@ std::string SearchPattern(const QString& text) {
 
 QString ShownText(const AddressColumn& column, std::string_view text) {
   QString shown = ToQt(text);
-  if (column.kind != ColumnKind::kDate) return shown;
-  const QDate date = QDate::fromString(shown.left(10), Qt::ISODate);
-  return date.isValid() ? date.toString("dd.MM.yyyy") : shown;
+  if (column.kind != ColumnKind::kDate && column.kind != ColumnKind::kTime) return shown;
+  constexpr int kDateLength = 10;  // of "JJJJ-MM-TT"
+  const QDate date = QDate::fromString(shown.left(kDateLength), Qt::ISODate);
+  if (!date.isValid()) return shown;
+  return date.toString("dd.MM.yyyy") + (column.kind == ColumnKind::kTime ? shown.mid(kDateLength) : "");
 }
 
 }  // namespace kestrel::host

@@ -7,7 +7,7 @@
 
 namespace kestrel::host {
 
-enum class ColumnKind { kText, kNumber, kDate };
+enum class ColumnKind { kText, kNumber, kDate, kTime };
 
 struct AddressColumn {
   std::string name;  // in the database
@@ -27,7 +27,7 @@ std::string OrderExpression(const AddressColumn& column);
 std::string SearchCondition(const std::string& column);
 std::string SearchPattern(const QString& text);
 
-// The text of a column as a person reads it: dates as day.month.year.
+// The text of a column as a person reads it: dates as day.month.year, times behind their date.
 QString ShownText(const AddressColumn& column, std::string_view text);
 
 }  // namespace kestrel::host

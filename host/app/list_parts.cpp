@@ -18,12 +18,12 @@ QTableView* MakeTable(QAbstractItemModel* model, const QString& title, QWidget* 
   return table;
 }
 
-void StackListAndDetails(QWidget* page, QWidget* list, QWidget* details) {
+void StackListAndDetails(QWidget* page, QWidget* list, QWidget* details, int share_of_list) {
   auto* parts = new QSplitter(Qt::Vertical, page);
   parts->addWidget(list);
   parts->addWidget(details);
-  parts->setStretchFactor(0, 3);
-  parts->setStretchFactor(1, 2);
+  parts->setStretchFactor(0, share_of_list);
+  parts->setStretchFactor(1, 100 - share_of_list);
   parts->setChildrenCollapsible(false);
   auto* layout = new QVBoxLayout(page);
   layout->addWidget(parts);

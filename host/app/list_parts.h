@@ -13,6 +13,7 @@ inline constexpr int kWidestColumn = 50;
 QTableView* MakeTable(QAbstractItemModel* model, const QString& title, QWidget* parent);
 
 // Fills the page with a list and, below it, what is known of the row that is chosen; the line between can be moved.
-void StackListAndDetails(QWidget* page, QWidget* list, QWidget* details);
+// The list gets the greater part of the height, or `share_of_list` per cent of it.
+void StackListAndDetails(QWidget* page, QWidget* list, QWidget* details, int share_of_list = 60);
 
 }  // namespace kestrel::host

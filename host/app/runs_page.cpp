@@ -29,7 +29,7 @@ const std::vector<AddressColumn>& RunColumns() {
   static const std::vector<AddressColumn> columns = {
       {"LaufNr", "Lauf", ColumnKind::kNumber},
       {"Zustand", "Zustand"},
-      {"Beginn", "Beginn"},
+      {"Beginn", "Beginn", ColumnKind::kTime},
       {"Tabelle", "Liste"},
       {"Gelesen", "Gelesen", ColumnKind::kNumber},
       {"Neu", "Neu", ColumnKind::kNumber},
@@ -39,10 +39,10 @@ const std::vector<AddressColumn>& RunColumns() {
       {"Fehler", "Fehler", ColumnKind::kNumber},
       {"Gekuerzt", "Gekürzt", ColumnKind::kNumber},
       {"Benutzer", "Benutzer"},
-      {"Ende", "Ende"},
+      {"Ende", "Ende", ColumnKind::kTime},
       {"Quelle", "Quelle"},
       {"Quellgroesse", "Größe", ColumnKind::kNumber},
-      {"Quellzeit", "Stand der Quelle"},
+      {"Quellzeit", "Stand der Quelle", ColumnKind::kTime},
       {"Spezifikation", "Spezifikation"},
       {"Pruefsumme", "Prüfsumme"},
       {"GekuerzteFelder", "Gekürzt in"},
@@ -93,7 +93,7 @@ RunsPage::RunsPage(UserInterface& ui, ComponentRegistry& components, ConnectionP
       guard_(this, [this](const RuntimeError& error) { status_->setText(ToQt(error.Description())); }) {
   setObjectName("pageRuns");
   QWidget* const list = BuildList();
-  StackListAndDetails(this, list, BuildDetails());
+  StackListAndDetails(this, list, BuildDetails(), 35);
   guard_.On(table_->selectionModel(), &QItemSelectionModel::selectionChanged, &RunsPage::ShowChosen);
   guard_.On(undo_, &QPushButton::clicked, [this] { emit UndoAsked(); });
   Refresh();

@@ -56,7 +56,7 @@ TEST_F(RunsPageTest, ShowsBelowTheListWhatBecameOfTheRecordsOfTheChosenOne) {
   ImportTwice();
   Open();
   Choose(0);
-  EXPECT_THAT(Text("origin"), AllOf(HasSubstr("Quelle: kunden.txt (42 Bytes, Stand 2024-03-07 14:05:09)"),
+  EXPECT_THAT(Text("origin"), AllOf(HasSubstr("Quelle: kunden.txt (42 Bytes, Stand 07.03.2024 14:05:09)"),
                                     HasSubstr("Spezifikation: Kunden.IMP"), HasSubstr("Prüfsumme: c0ffee")));
   EXPECT_THAT(Records("Ereignis"), ElementsAre("geändert", "neu"));
   EXPECT_THAT(Records("Vorher"), ElementsAre("Alt", ""));
