@@ -25,7 +25,6 @@ int main(int count, char** arguments) {
   std::signal(SIGXFSZ, SIG_IGN);
   QApplication application(count, arguments);
   QApplication::setApplicationName("kestrel-host");
-  QApplication::setApplicationDisplayName("KESTREL Adressen");
   kestrel::SpeakGerman();
 
   QCommandLineParser parser;
