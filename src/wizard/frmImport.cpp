@@ -10,6 +10,7 @@
 
 #include "component/session.h"
 #include "import/run_texts.h"
+#include "platform/base/counted.h"
 #include "sources/source_kind.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
@@ -26,9 +27,7 @@ constexpr int kRemarkLines = 8;
 constexpr int kStartWithoutActivationMs = 300;
 constexpr int kRepaintMs = 100;
 
-std::string RecordsText(std::int32_t count) {
-  return std::to_string(count) + (count == 1 ? " Datensatz" : " Datensätze");
-}
+std::string RecordsText(std::int32_t count) { return Counted(count, "Datensatz", "Datensätze"); }
 
 // A name for what was not stored: that of a text file, beside it, with a word more.
 std::string RejectsFile(const Session& session) {
@@ -91,7 +90,9 @@ void frmImport::ShowSummary() {
   const RunResult& run = result();
   std::string text = FiguresText(run.figures);
   if (run.next_record > 0) {
-    text += "\nEin neuer Import ist mit Datensatz " + std::to_string(run.next_record) + " fortzusetzen.";
+    text += "\nDer Import ist mit Datensatz " + std::to_string(run.next_record) + " fortzusetzen.";
+    if (run.rejects > 0 && run.rejects_error.empty())
+      text += " Die abgelehnten enthalten ihn und die folgenden.";
   }
   if (run.rejects > 0) text += "\nNicht gespeichert: " + RecordsText(run.rejects) + ".";
   lblSummary_->setText(ToQt(text));

@@ -337,6 +337,29 @@ TEST_F(RunSummaryTest, RecordsThatWereNotStoredAreSavedFromIt) {
   EXPECT_THAT(saved, ::testing::EndsWith(";3000: weg;3\r\n"));
 }
 
+TEST_F(RunSummaryTest, AnImportThatWasStoppedSaysHowToGoOn) {
+  Prepare(3, {.run_summary = true});
+  import_class->Method("ImportRecord", [&](std::span<Argument>) {
+    window->close();
+    return Value();
+  });
+  RunAndLook([] {});
+  EXPECT_THAT(Summary(),
+              ::testing::HasSubstr("\nDer Import ist mit Datensatz 2 fortzusetzen. Die abgelehnten "
+                                   "enthalten ihn und die folgenden.\nNicht gespeichert: 2 Datensätze."));
+}
+
+TEST_F(RunSummaryTest, AnImportThatTheImportClassCancelledClosesItsWindow) {
+  Prepare(3, {.run_summary = true});
+  import_class->Method("BeforeImport", [](std::span<Argument> arguments) {
+    arguments[0].Set(Value(true));
+    return Value();
+  });
+  window->exec();
+  EXPECT_FALSE(window->isVisible());
+  EXPECT_FALSE(FindIn<QWidget>(*window, "cmdClose").isVisible());
+}
+
 TEST_F(RunSummaryTest, WithoutItTheWindowClosesByItself) {
   Prepare(1);
   EXPECT_EQ(window->findChild<QWidget*>("cmdClose"), nullptr);
