@@ -139,7 +139,7 @@ class Story:
         host = self.host()
         lines = self.reader.table_lines(host.find("table", "Kunden"))
         check([line[0] for line in lines] == ["501", "502"], f"the list shows {lines}")
-        for tab, text in (("Importprotokoll", "viel"), ("Dublettenprotokoll", "503")):
+        for tab, text in (("Importprotokoll", "viel"), ("Dublettenprotokoll", "'3', 'Kunden', '501'")):
             host.press(tab, "page tab")
             log = host.find("table", tab)
             read_out = str(self.reader.table_lines(log))
