@@ -21,7 +21,7 @@ if(KESTREL_WIZARD)
   install(EXPORT KestrelImportWizardTargets NAMESPACE KestrelImport:: DESTINATION ${package_folder})
   install(TARGETS kestrel-host RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 else()
-  set(headers_of_pages PATTERN "*wizard.h" EXCLUDE PATTERN "qt_*" EXCLUDE)
+  set(headers_of_pages PATTERN "*wizard*.h" EXCLUDE PATTERN "qt_*" EXCLUDE)
 endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kestrel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${headers_of_pages})
 
