@@ -5,6 +5,9 @@
 #include <random>
 
 #include "host/ledger_fixture.h"
+#include "platform/base/file.h"
+#include "support/eventually.h"
+#include "support/forked_child.h"
 
 namespace kestrel {
 
@@ -167,6 +170,36 @@ TEST_F(RunUndo, GoesOnWhereAnotherOneEnded) {
   EXPECT_THAT(Undo(1), IsEmpty());
   EXPECT_LT(removed, 2500);
   EXPECT_EQ(Content(), before);
+}
+
+TEST_F(RunUndo, GoesOnWhereAKilledOneEnded) {
+  const ObjectPtr importer = Importer();
+  Start(importer);
+  ImportMany(importer, 2500);
+  End(importer, 2500);
+  connection->Close();
+  {
+    testing::ForkedChild child([&] {
+      const ConnectionPtr own = OpenConnection(file);
+      host::RunUndo undo(*own, 1, {});
+      undo.Next();
+      folder.Write("ready", "");
+      pause();
+    });
+    ASSERT_TRUE(testing::Eventually([&] { return FileExists(folder.File("ready")); }));
+  }
+  const ConnectionPtr later = OpenConnection(file);
+  EXPECT_EQ(later->OpenRecordset("SELECT Zustand FROM Importlauf")->TextAt(0), "in Rücknahme");
+  // A server may take a moment to notice that nobody is there any more.
+  ASSERT_TRUE(testing::Eventually([&] { return host::RunLock::Acquire(*later, 1).has_value(); }));
+  host::RunUndo rest(*later, 1, {});
+  while (rest.Next()) {
+  }
+  EXPECT_LT(rest.removed(), 2500);
+  EXPECT_GT(rest.removed(), 0);
+  EXPECT_TRUE(later->OpenRecordset("SELECT * FROM Kunden")->IsEof());
+  EXPECT_TRUE(later->OpenRecordset("SELECT * FROM Adressindex")->IsEof());
+  EXPECT_EQ(later->OpenRecordset("SELECT Zustand FROM Importlauf")->TextAt(0), "zurückgenommen");
 }
 
 TEST_F(RunUndo, LeavesRoomForTheSameImport) {
