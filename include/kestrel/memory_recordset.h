@@ -3,6 +3,8 @@
 #pragma once
 
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "kestrel/export.h"
@@ -39,8 +41,9 @@ class KESTREL_EXPORT MemoryRecordset final : public Recordset {
   std::int64_t RecordCount() const override { return static_cast<std::int64_t>(row_count_); }
   std::int64_t Bookmark() const override;
   void GoTo(std::int64_t bookmark) override;
-  bool IsNull(std::size_t column) const override;
-  std::string_view TextAt(std::size_t column) const override;
+  // In place, as they are asked for every field of every record.
+  bool IsNull(std::size_t column) const override { return Current(column).null; }
+  std::string_view TextAt(std::size_t column) const override { return Current(column).text; }
   Value ValueAt(std::size_t column) const override;
   // Both convert to the column's type: 13 where that fails, 3421 for a text longer than the column, 6 for
   // a number beyond it. An unset or null value makes the column null.
@@ -53,8 +56,13 @@ class KESTREL_EXPORT MemoryRecordset final : public Recordset {
     std::string text;
     bool null = true;
   };
-  Cell& Current(std::size_t column);
-  const Cell& Current(std::size_t column) const;
+  const Cell& Current(std::size_t column) const {
+    if (column >= columns_.size() || row_ >= row_count_) [[unlikely]]
+      RaiseNoCell(column);
+    return cells_[row_ * columns_.size() + column];
+  }
+  Cell& Current(std::size_t column) { return const_cast<Cell&>(std::as_const(*this).Current(column)); }
+  [[noreturn]] void RaiseNoCell(std::size_t column) const;
 
   std::vector<Column> columns_;
   std::vector<Cell> cells_;  // row by row

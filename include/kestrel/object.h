@@ -28,12 +28,21 @@ enum class CallKind {
   kSet,     // assign an object to a property; one argument
 };
 
+// A caller's variable on its way into an argument; see ByRef.
+struct VariableReference {
+  Value& variable;
+};
+
 // One argument of a call: by value, or by reference, in which case what the object writes arrives in the
 // caller's variable. The caller's variable must outlive the call; the object may keep neither.
 class KESTREL_EXPORT Argument {
  public:
-  explicit Argument(Value value) : value_(std::move(value)) {}
-  static Argument ByReference(Value& variable) { return Argument(&variable); }
+  // By value: of anything that a Value can be made of, in place.
+  template <class Content>
+  requires(std::is_constructible_v<Value, Content&&> &&
+           !std::is_same_v<std::remove_cvref_t<Content>, Argument>) explicit Argument(Content&& content)
+      : value_(std::forward<Content>(content)) {}
+  Argument(VariableReference reference) : reference_(&reference.variable) {}
 
   bool IsReference() const { return reference_ != nullptr; }
   const Value& Get() const { return reference_ != nullptr ? *reference_ : value_; }
@@ -41,7 +50,6 @@ class KESTREL_EXPORT Argument {
   void Set(Value value) { (reference_ != nullptr ? *reference_ : value_) = std::move(value); }
 
  private:
-  explicit Argument(Value* reference) : reference_(reference) {}
   Value value_;
   Value* reference_ = nullptr;
 };
@@ -76,20 +84,15 @@ KESTREL_EXPORT bool IsSameMember(std::string_view a, std::string_view b);
 KESTREL_EXPORT MemberId ResolveMember(Object* object, std::string_view name);
 KESTREL_EXPORT Value InvokeMember(Object* object, std::string_view name, MemberId member, CallKind kind,
                                   std::span<Argument> arguments);
-inline Argument ToArgument(Argument argument) { return argument; }
-template <class Kind>
-requires(!std::is_same_v<std::decay_t<Kind>, Argument>) Argument ToArgument(Kind&& value) {
-  return Argument(Value(std::forward<Kind>(value)));
-}
 }  // namespace detail
 
-inline Argument ByRef(Value& variable) { return Argument::ByReference(variable); }
+inline VariableReference ByRef(Value& variable) { return {variable}; }
 
 // CallMethod(log, "SetField", 10, 0, ByRef(text))
 template <class... Arguments>
 Value CallMethod(const ObjectPtr& object, std::string_view name, Arguments&&... arguments) {
   const MemberId member = detail::ResolveMember(object.get(), name);
-  std::array<Argument, sizeof...(Arguments)> list{detail::ToArgument(std::forward<Arguments>(arguments))...};
+  std::array<Argument, sizeof...(Arguments)> list{Argument(std::forward<Arguments>(arguments))...};
   return detail::InvokeMember(object.get(), name, member, CallKind::kMethod, list);
 }
 
@@ -106,7 +109,7 @@ class KESTREL_EXPORT BoundMember {
 
   template <class... Arguments>
   Value Call(Arguments&&... arguments) {
-    std::array<Argument, sizeof...(Arguments)> list{detail::ToArgument(std::forward<Arguments>(arguments))...};
+    std::array<Argument, sizeof...(Arguments)> list{Argument(std::forward<Arguments>(arguments))...};
     return Invoke(CallKind::kMethod, list);
   }
   Value Get() { return Invoke(CallKind::kGet, {}); }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 namespace kestrel {
 
@@ -191,10 +192,14 @@ std::size_t LengthInCharacters(std::string_view text) {
       std::count_if(text.begin(), text.end(), [](char byte) { return !IsContinuation(byte); }));
 }
 
-std::string_view Left(std::string_view text, std::size_t characters) {
-  // As many bytes as characters at least: a text no longer than that needs no counting.
-  if (text.size() <= characters) return text;
+std::string_view detail::CountedLeft(std::string_view text, std::size_t characters) {
+  // Most characters have one byte.
   std::size_t position = 0;
+  for (std::uint64_t bytes; position + sizeof bytes < characters; position += sizeof bytes) {
+    std::memcpy(&bytes, text.data() + position, sizeof bytes);
+    if ((bytes & 0x8080808080808080U) != 0 || IsContinuation(text[position + sizeof bytes])) break;
+  }
+  characters -= position;
   while (characters > 0 && position < text.size()) {
     position = NextCharacter(text, position);
     --characters;
@@ -205,12 +210,6 @@ std::string_view Left(std::string_view text, std::size_t characters) {
 std::string_view Middle(std::string_view text, std::size_t start, std::size_t count) {
   text.remove_prefix(Left(text, start).size());
   return Left(text, count);
-}
-
-std::string_view TrimBlanks(std::string_view text) {
-  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
-  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-  return text;
 }
 
 std::string UpperCase(std::string_view text) {

@@ -36,13 +36,23 @@ char32_t NextCodePoint(std::string_view text, std::size_t& position);
 // --- Characters of a text -----------------------------------------------------------------------
 
 std::size_t LengthInCharacters(std::string_view text);
+namespace detail {
+std::string_view CountedLeft(std::string_view text, std::size_t characters);
+}
 // The first `characters` characters, as a view into `text`.
-std::string_view Left(std::string_view text, std::size_t characters);
+inline std::string_view Left(std::string_view text, std::size_t characters) {
+  // As many bytes as characters at least: a text no longer than that needs no counting.
+  return text.size() <= characters ? text : detail::CountedLeft(text, characters);
+}
 // `count` characters from the 0-based character `start` on, as a view into `text`; short or empty where
 // the text ends earlier.
 std::string_view Middle(std::string_view text, std::size_t start, std::size_t count);
 // Without leading and trailing blanks (U+0020 only), as a view into `text`.
-std::string_view TrimBlanks(std::string_view text);
+inline std::string_view TrimBlanks(std::string_view text) {
+  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
+  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+  return text;
+}
 // Upper case of Latin (Latin-1 and Extended-A), Greek and Cyrillic letters; ß stays.
 std::string UpperCase(std::string_view text);
 // ASCII letters only; for ProgIDs, member names, section names and SQL words.

@@ -61,19 +61,10 @@ void MemoryRecordset::GoTo(std::int64_t bookmark) {
   row_ = static_cast<std::size_t>(bookmark);
 }
 
-MemoryRecordset::Cell& MemoryRecordset::Current(std::size_t column) {
-  return const_cast<Cell&>(std::as_const(*this).Current(column));
+void MemoryRecordset::RaiseNoCell(std::size_t column) const {
+  throw RuntimeError(column >= columns_.size() ? ErrorNumber::kSubscriptOutOfRange
+                                               : ErrorNumber::kNoCurrentRecord);
 }
-
-const MemoryRecordset::Cell& MemoryRecordset::Current(std::size_t column) const {
-  if (column >= columns_.size()) throw RuntimeError(ErrorNumber::kSubscriptOutOfRange);
-  if (row_ >= row_count_) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
-  return cells_[row_ * columns_.size() + column];
-}
-
-bool MemoryRecordset::IsNull(std::size_t column) const { return Current(column).null; }
-
-std::string_view MemoryRecordset::TextAt(std::size_t column) const { return Current(column).text; }
 
 Value MemoryRecordset::ValueAt(std::size_t column) const {
   const Cell& cell = Current(column);

@@ -88,6 +88,17 @@ TEST(Object, ByReferenceArgumentsComeBack) {
   EXPECT_EQ(any, Value(7));
 }
 
+TEST(Object, AnArgumentTakesOverWhatItIsMadeOf) {
+  std::string text(100, 'x');
+  const char* const characters = text.data();
+  const Argument by_value(std::move(text));
+  EXPECT_EQ(by_value.Get().TextOrEmpty().data(), characters) << "moved, not copied";
+  Value variable("a");
+  const Argument by_reference(ByRef(variable));
+  EXPECT_EQ(&by_reference.Get(), &variable);
+  EXPECT_TRUE(by_reference.IsReference());
+}
+
 TEST(Object, ByValueArgumentsStayAsTheyWere) {
   const ObjectPtr greeter = std::make_shared<Greeter>();
   Value flag(false);

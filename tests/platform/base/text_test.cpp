@@ -34,6 +34,16 @@ TEST(Text, LengthsAndCutsCountCharacters) {
   EXPECT_EQ(Left("Größe", 3), "Grö");
   EXPECT_EQ(Left("Größe", 99), "Größe");
   EXPECT_EQ(Left("", 3), "");
+  // Long ones, cut behind and within what is looked at in one go.
+  const std::string text = "0123456ä0123456789ABCDEFöx";
+  for (std::size_t count = 0; count < text.size(); ++count) {
+    std::size_t bytes = count;
+    bytes += count > 7 ? 1 : 0;
+    bytes += count > 24 ? 1 : 0;
+    EXPECT_EQ(Left(text, count), text.substr(0, bytes)) << count;
+  }
+  EXPECT_EQ(Left("01234567\x80\x80 23", 9), "01234567\x80\x80 ")
+      << "stray bytes belong to the character in front";
   EXPECT_EQ(Middle("Größe", 2, 2), "öß");
   EXPECT_EQ(Middle("Größe", 4, 9), "e");
   EXPECT_EQ(Middle("Größe", 9, 1), "");
