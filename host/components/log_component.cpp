@@ -30,6 +30,7 @@ void LogComponent::Bind(Members& members) {
   members.Method("SetLogDetail", &LogComponent::SetLogDetail);
   members.Method("SetRowDetail", &LogComponent::SetRowDetail);
   members.Method("UpdateRecord", &LogComponent::UpdateRecord);
+  members.Method("StoreRow", &LogComponent::StoreRow);
 }
 
 std::string LogComponent::CreateProtokoll(const Value& connection, std::string_view title,
@@ -68,10 +69,14 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
   return std::to_string(number);
 }
 
-void LogComponent::AddNewRecord() {
+void LogComponent::BeginRow() {
   if (connection_ == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
-  row_set_.fill(false);
   details_->Begin(number_);
+}
+
+void LogComponent::AddNewRecord() {
+  BeginRow();
+  row_set_.fill(false);
   in_row_ = true;
 }
 
@@ -102,7 +107,19 @@ void LogComponent::UpdateRecord() {
   for (std::size_t column = 0; column < kColumns; ++column) {
     if (row_set_[column]) texts[column] = row_texts_[column];
   }
-  const std::int64_t key = number_ * kRowsPerLog + ++row_number_;
+  AppendRow(texts);
+}
+
+void LogComponent::StoreRow(std::string_view text0, std::optional<std::string_view> text1,
+                            std::optional<std::string_view> text2) {
+  BeginRow();
+  in_row_ = false;
+  AppendRow({text0, text1, text2});
+}
+
+void LogComponent::AppendRow(const std::array<WriteBehindBuffer::Text, kColumns>& texts) {
+  if (row_number_ == 0) range_ = number_ + (texts[1] ? kRangesOfWideLogs : 0);
+  const std::int64_t key = range_ * kRowsPerLog + ++row_number_;
   rows_->Append(key, number_, texts);
   details_->Store(key, number_);
 }

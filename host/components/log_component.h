@@ -43,9 +43,16 @@ class LogComponent final : public BoundObject<LogComponent> {
   // Stores the row; it is committed with its group. Error 5 without a row, 3000 from the database, which
   // may also come from an earlier row; the rows are then tried again with the next one.
   void UpdateRecord();
+  // AddNewRecord, SetField and UpdateRecord of a whole row without details.
+  void StoreRow(std::string_view text0, std::optional<std::string_view> text1,
+                std::optional<std::string_view> text2);
+
+  void BeginRow();
+  void AppendRow(const std::array<WriteBehindBuffer::Text, kColumns>& texts);
 
   ObjectPtr connection_;
   std::int64_t number_ = 0;
+  std::int64_t range_ = 0;  // where its rows lie
   std::int64_t row_number_ = 0;
   // The row on its way.
   std::array<std::string, kColumns> row_texts_;

@@ -34,7 +34,7 @@ constexpr const char* kJoinedOrigin = "LEFT JOIN Protokollherkunft h ON h.Protok
 // The details of a record held back stand beside the first of its rows, which share a mark.
 constexpr const char* kJoinedDetails =
     "LEFT JOIN Protokolldetails d ON d.ZeilenNr = (SELECT max(e.ZeilenNr) FROM Protokolldetails e "
-    "WHERE e.ZeilenNr <= z.ZeilenNr AND e.ZeilenNr > p.ProtokollNr * 4294967296) "
+    "WHERE e.ZeilenNr <= z.ZeilenNr AND e.ZeilenNr > z.ZeilenNr / 4294967296 * 4294967296) "
     "AND (d.ZeilenNr = z.ZeilenNr OR z.Spalte1 IS NOT NULL AND z.Spalte0 = "
     "(SELECT f.Spalte0 FROM Protokollzeilen f WHERE f.ZeilenNr = d.ZeilenNr)) ";
 
@@ -44,12 +44,19 @@ constexpr const char* kIsFirstRow =
     "AND z.Spalte1 IS NOT NULL AND NOT EXISTS (SELECT 1 FROM Protokollzeilen v "
     "WHERE v.ZeilenNr = z.ZeilenNr - 1 AND v.Spalte0 = z.Spalte0) ";
 
-// The number of the last log of a list; 0 where there is none.
-std::int64_t LastLog(Connection& connection, std::string_view list) {
+// The range of the last log of a list; 0 where there is none.
+std::int64_t LastRange(Connection& connection, std::string_view list) {
   const auto query = connection.Prepare("SELECT max(ProtokollNr) FROM Protokoll WHERE Liste = ?");
   query->BindText(0, list);
   const RecordsetPtr found = query->Open();
-  return found->IsNull(0) ? 0 : found->ValueAt(0).ToInteger();
+  if (found->IsNull(0)) return 0;
+  const std::int64_t number = found->ValueAt(0).ToInteger();
+  const std::int64_t wide = number + kRangesOfWideLogs;
+  const auto rows =
+      connection.Prepare("SELECT 1 FROM Protokollzeilen WHERE ZeilenNr > ? AND ZeilenNr < ? LIMIT 1");
+  rows->BindInteger(0, wide * kRowsPerLog);
+  rows->BindInteger(1, (wide + 1) * kRowsPerLog);
+  return rows->Open()->IsEof() ? number : wide;
 }
 
 }  // namespace
@@ -96,7 +103,7 @@ ObjectPtr LogReader::Read(const Choice& choice) const {
   const auto query = connection.Prepare(sql);
   query->BindText(0, choice.list);
   if (choice.only_last) {
-    const std::int64_t last = LastLog(connection, choice.list);
+    const std::int64_t last = LastRange(connection, choice.list);
     query->BindInteger(1, last * kRowsPerLog);
     query->BindInteger(2, (last + 1) * kRowsPerLog);
   }

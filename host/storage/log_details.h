@@ -14,9 +14,12 @@
 
 namespace kestrel::host {
 
-// A log row's key is its log's number times this, and its own one: no look-up is needed to find a free one, and a
+// A log row's key is its log's range times this, and its own number: no look-up is needed to find a free one, and a
 // log's rows follow one another.
 inline constexpr std::int64_t kRowsPerLog = std::int64_t{1} << 32;
+// The range is the log's number or, where its first row has several texts, that and this. So the many rows of
+// records held back are appended to the table, behind the few errors of the same import, whichever log began first.
+inline constexpr std::int64_t kRangesOfWideLogs = std::int64_t{1} << 30;
 
 // Makes the two tables where they are missing, and commits the open write group before; false where they cannot
 // be made. Error 3000 where nothing can be asked.

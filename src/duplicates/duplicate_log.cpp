@@ -63,9 +63,11 @@ bool IsFieldAssigned(const ProfileImage& spec_file, std::string_view field_name)
 
 bool DuplicateCheck::WriteDoubletRows(const Recordset& record, const DuplicateMatch* match,
                                       std::int32_t source_record) {
-  logs_.CreateDoubletProtocol(kDuplicateLogTitle, kDuplicateLogList,
-                              FormatShortDate(session_.platform.clock.Now().date), session_.Description,
-                              session_.SpecFile, session_.Provider);
+  if (!logs_.HasDuplicateLog()) {
+    logs_.CreateDoubletProtocol(kDuplicateLogTitle, kDuplicateLogList,
+                                FormatShortDate(session_.platform.clock.Now().date), session_.Description,
+                                session_.SpecFile, session_.Provider);
+  }
   const std::string mark = NewRecordMark();
   const std::vector<bool>& assigned = AssignedFields(record);
   LogDetails details;

@@ -74,6 +74,7 @@ void ImportLogs::Create(Log& log, Header header) {
         log.set_field = BoundMember(object, "SetField");
         log.update_record = BoundMember(object, "UpdateRecord");
         log.set_row_detail = FindOptional(object, "SetRowDetail");
+        log.store_row = FindOptional(object, "StoreRow");
         // The log is none the worse without.
         Trap([&] { TellOrigin(object); }, [](const RuntimeError&) {});
       },
@@ -83,23 +84,33 @@ void ImportLogs::Create(Log& log, Header header) {
       });
 }
 
+void ImportLogs::StoreWithDetails(Log& log, std::size_t columns, const LogDetails& details) {
+  log.add_new_record.Call();
+  for (std::size_t column = 0; column < columns; ++column) {
+    log.set_field.Call(kRowField, column, ByRef(log.texts[column]));
+  }
+  if (log.set_row_detail) {
+    const auto set_details = [&] {
+      for (const LogDetail& detail : details) log.set_row_detail->Call(detail.name, detail.text);
+    };
+    Trap(set_details, [](const RuntimeError&) {});
+  }
+  log.update_record.Call();
+}
+
 bool ImportLogs::AddRow(Log& log, std::initializer_list<std::string_view> columns, const LogDetails& details) {
   return Trap(
       [&] {
-        log.add_new_record.Call();
-        Value text;
-        int column = 0;
-        for (const std::string_view content : columns) {
-          text.AssignText(content);
-          log.set_field.Call(kRowField, column++, ByRef(text));
+        auto& [text, second, third] = log.texts;
+        std::size_t count = 0;
+        for (const std::string_view content : columns) log.texts.at(count++).AssignText(content);
+        if (!log.store_row || !details.empty()) {
+          StoreWithDetails(log, count, details);
+        } else if (count == 1) {
+          log.store_row->Call(ByRef(text));
+        } else {
+          log.store_row->Call(ByRef(text), ByRef(second), ByRef(third));
         }
-        if (log.set_row_detail) {
-          const auto set_details = [&] {
-            for (const LogDetail& detail : details) log.set_row_detail->Call(detail.name, detail.text);
-          };
-          Trap(set_details, [](const RuntimeError&) {});
-        }
-        log.update_record.Call();
       },
       [&](const RuntimeError& error) {
         session_.platform.ui.MessageBox("Fehler beim Erzeugen der Protokollzeile. " + error.Description(),

@@ -10,6 +10,8 @@
 //   SetLogDetail(name, text)   behind CreateProtokoll: Specification (the path that was chosen), Source (where the
 //                              data come from), ImportClass
 //   SetRowDetail(name, text)   behind the row's SetField: the details of an error or of a record held back, below
+//   StoreRow(text, ...)        a row without details: its one or three texts, by reference, in place of AddNewRecord,
+//                              SetField and UpdateRecord
 //
 // Failures are shown and the import goes on; no member but GetUserName raises an error.
 //
@@ -18,6 +20,8 @@
 //  2. A log whose creation failed holds no object: its row fails, and the next row tries again.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
@@ -58,6 +62,9 @@ class ImportLogs {
                              const std::string& description, const std::string& file,
                              const std::string& source_type);
 
+  // Whether CreateDoubletProtocol would do nothing.
+  bool HasDuplicateLog() const { return !duplicate_log_.key.empty(); }
+
   // One row of the error log / of the duplicate log. Both tell whether the row was stored.
   bool AddProtocolColumn(std::string_view error_line, const LogDetails& details = {});
   bool AddDoubletProtocolColumns(std::string_view record_mark, std::string_view field_name,
@@ -79,12 +86,15 @@ class ImportLogs {
     BoundMember set_field;
     BoundMember update_record;
     std::optional<BoundMember> set_row_detail;
+    std::optional<BoundMember> store_row;
+    std::array<Value, 3> texts;  // of the row on its way; their memory is used again
   };
 
   void Create(Log& log, Header header);
   std::string CallCreateProtokoll(const ObjectPtr& log, Header& header);
   void TellOrigin(const ObjectPtr& log);
   bool AddRow(Log& log, std::initializer_list<std::string_view> columns, const LogDetails& details);
+  void StoreWithDetails(Log& log, std::size_t columns, const LogDetails& details);
 
   Session& session_;
   Log error_log_;

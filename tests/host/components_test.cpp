@@ -265,4 +265,71 @@ TEST_F(LogComponent, TheMatchStandsInEveryRowOfARecordHeldBackAndInNoOther) {
                                 "{C}Lieferanten{C}"));
 }
 
+TEST_F(LogComponent, RowsStoredByOneCallAreThoseOfTheSingleCalls) {
+  const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
+  EXPECT_ERROR(CallMethod(log, "StoreRow", "x"), ErrorNumber::kObjectNotSet);
+  Value host(connection);
+  for (const bool whole : {false, true}) {
+    CallMethod(log, "CreateProtokoll", ByRef(host), "t", "u", "LST", "07.03.2024", "e", "f", "g");
+    CallMethod(log, "SetLogDetail", "Source", "/d/kunden.txt");
+    for (int i = 0; i < 70; ++i) {
+      const std::vector<std::string> texts = {"{A}", i % 5 == 0 ? "" : "Feld" + std::to_string(i), "größer"};
+      if (whole) {
+        CallMethod(log, "StoreRow", texts[0], texts[1], texts[2]);
+        continue;
+      }
+      CallMethod(log, "AddNewRecord");
+      for (std::size_t column = 0; column < texts.size(); ++column) {
+        CallMethod(log, "SetField", 10, column, texts[column]);
+      }
+      CallMethod(log, "UpdateRecord");
+    }
+  }
+  const auto rows_of = [this](const char* number) {
+    return Rows("SELECT Spalte0, Spalte1, Spalte2 FROM Protokollzeilen WHERE ProtokollNr = " +
+                std::string(number) + " ORDER BY ZeilenNr");
+  };
+  EXPECT_EQ(rows_of("1").size(), 70U);
+  EXPECT_EQ(rows_of("2"), rows_of("1"));
+  EXPECT_THAT(Rows("SELECT ProtokollNr, Quelle FROM Protokollherkunft ORDER BY ProtokollNr"),
+              ElementsAre("1|/d/kunden.txt", "2|/d/kunden.txt"));
+}
+
+TEST_F(LogComponent, RowsOfRecordsHeldBackAreAppendedBehindErrorsWhicheverLogBegan) {
+  // As an earlier version left it.
+  connection->Execute("INSERT INTO Protokoll (ProtokollNr, Titel, Liste) VALUES (1, 't', 'LST_ImportDublett')");
+  connection->Execute(
+      "INSERT INTO Protokollzeilen VALUES (4294967297, 1, '{alt}', 'Ort', 'x'), (4294967298, 1, '{alt}', "
+      "'PLZ', '')");
+  Value host(connection);
+  const auto begin = [&](const char* list) {
+    const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
+    CallMethod(log, "CreateProtokoll", ByRef(host), "t", "u", list, "07.03.2024", "e", "f", "g");
+    return log;
+  };
+  const ObjectPtr held_back = begin("LST_ImportDublett");
+  const ObjectPtr errors = begin("LST_Import");
+  for (const char* number : {"1", "2", "3"}) {
+    CallMethod(errors, "StoreRow", std::string("Fehler ") + number);
+    CallMethod(held_back, "StoreRow", "{neu}", "Ort", number);
+  }
+  EXPECT_THAT(Rows("SELECT Spalte0, Spalte2 FROM Protokollzeilen ORDER BY ZeilenNr"),
+              ElementsAre("{alt}|x", "{alt}|", "Fehler 1|NULL", "Fehler 2|NULL", "Fehler 3|NULL", "{neu}|1",
+                          "{neu}|2", "{neu}|3"));
+  const ObjectPtr reader = components.CreateObject("kestrelhost.LogReader");
+  SetProperty(reader, "Connection", connection);
+  const auto read = [&](const char* list, bool only_last) {
+    std::string texts;
+    for (const RecordsetPtr row = ToRecordset(CallMethod(reader, "ReadLog", list, only_last)); !row->IsEof();
+         row->MoveNext()) {
+      texts += std::string(row->TextAt(row->RequireColumn("Spalte0"))) +
+               std::string(row->TextAt(row->RequireColumn("Spalte2"))) + ";";
+    }
+    return texts;
+  };
+  EXPECT_EQ(read("LST_Import", true), "Fehler 1;Fehler 2;Fehler 3;");
+  EXPECT_EQ(read("LST_ImportDublett", true), "{neu}1;{neu}2;{neu}3;");
+  EXPECT_EQ(read("LST_ImportDublett", false), "{alt}x;{alt};{neu}1;{neu}2;{neu}3;");
+}
+
 }  // namespace kestrel

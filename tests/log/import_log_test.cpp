@@ -319,6 +319,32 @@ TEST_F(ImportLogTest, AComponentThatTakesLogDetailsIsToldTheOwnPathsOfSpecificat
                                        R"(Call SetLogDetail("ImportClass", "ksbimport.importkunden"))"}));
 }
 
+TEST_F(ImportLogTest, AComponentThatTakesWholeRowsGetsThoseWithoutDetailsByOneCall) {
+  const auto log = AddLog();
+  log->Method("StoreRow").Method("SetRowDetail");
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
+  EXPECT_EQ(log->Lines().back(), R"x(Call StoreRow(ByRef "Fehler: 1 a (GetNewRecord/ImportStart)"))x");
+  EXPECT_EQ(log->CountOf("AddNewRecord"), 0U);
+  log->Forget();
+  logs.WriteErrorProtocol(2, "b", "ImportStart", "GetNewRecord", {{"Record", "4"}});
+  EXPECT_THAT(log->Lines(),
+              ElementsAre("Call AddNewRecord()",
+                          R"x(Call SetField(10, 0, ByRef "Fehler: 2 b (GetNewRecord/ImportStart)"))x",
+                          R"x(Call SetRowDetail("Record", "4"))x", "Call UpdateRecord()"));
+  logs.CreateDoubletProtocol(kDuplicateLogTitle, kDuplicateLogList, "07.03.2024", "", "", "");
+  log->Forget();
+  EXPECT_TRUE(logs.AddDoubletProtocolColumns("{A}", "Ort", "Köln"));
+  EXPECT_THAT(log->Lines(), ElementsAre(R"x(Call StoreRow(ByRef "{A}", ByRef "Ort", ByRef "Köln"))x"));
+}
+
+TEST_F(ImportLogTest, AWholeRowThatIsNotStoredIsToldAsAnyOther) {
+  const auto log = AddLog();
+  log->Raises("StoreRow", RuntimeError(3000, "voll"));
+  EXPECT_FALSE(logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord"));
+  ASSERT_THAT(ui.boxes, SizeIs(1));
+  EXPECT_EQ(ui.boxes[0].text, "Fehler beim Erzeugen der Protokollzeile. voll");
+}
+
 TEST_F(ImportLogTest, DetailsThatAreRefusedCostNoRow) {
   const auto log = AddLog();
   log->Raises("SetRowDetail", RuntimeError(3000, "weg"));
