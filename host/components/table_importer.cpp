@@ -86,12 +86,15 @@ void TableImporter::NoteStopReason() {
 }
 
 void TableImporter::SetConnection(const ObjectPtr& connection) {
-  RequireConnection(connection);
+  Connection& opened = RequireConnection(connection);
   Forget();
-  connection_ = connection;
+  connection_ = ConnectionPtr(connection, &opened);
 }
 
-Connection& TableImporter::OpenConnection() const { return RequireConnection(connection_); }
+Connection& TableImporter::OpenConnection() const {
+  if (connection_ == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
+  return *connection_;
+}
 
 void TableImporter::Forget() {
   writer_.reset();

@@ -113,7 +113,7 @@ class TableImporter final : public BoundObject<TableImporter> {
 
   std::string prog_id_;
   std::shared_ptr<KeyMemory> keys_;
-  ObjectPtr connection_;
+  ConnectionPtr connection_;
   std::unique_ptr<Destination> target_;
   std::optional<AddressLookup> addresses_;
   std::unique_ptr<TrialTable> trial_;

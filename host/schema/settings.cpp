@@ -21,7 +21,8 @@ void Settings::Refresh() {
 std::string_view Settings::Get(std::string_view group, std::string_view name, std::string_view fallback) {
   Refresh();
   for (const Entry& entry : entries_) {
-    if (entry.group == group && entry.name == name) return entry.value;
+    // Names differ sooner than groups.
+    if (entry.name == name && entry.group == group) return entry.value;
   }
   return fallback;
 }

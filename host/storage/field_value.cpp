@@ -47,7 +47,7 @@ bool IsDigits(std::string_view text) {
 
 int Number(std::string_view digits) {
   int number = 0;
-  std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  for (const char digit : digits) number = number * 10 + (digit - '0');
   return number;
 }
 
@@ -84,11 +84,10 @@ std::string_view ToIso(const DestinationField& field, std::string_view text, Iso
 
 }  // namespace
 
-StoredValue ConvertFieldText(const DestinationField& field, std::string_view text, IsoDate& date) {
+StoredValue detail::ConvertOrRefuse(const DestinationField& field, std::string_view text, IsoDate& date) {
   if (field.kind == FieldKind::kText) {
     const auto size = static_cast<std::size_t>(field.size);
-    // Bytes are an upper bound for characters, so most texts need no counting.
-    if (size != 0 && text.size() > size && LengthInCharacters(text) > size) {
+    if (size != 0 && LengthInCharacters(text) > size) {
       throw FieldError(ErrorNumber::kColumnType,
                        "Der Wert des Feldes '" + field.name + "' ist länger als " + std::to_string(size) +
                            " Zeichen: '" + std::string(text) + "'.",

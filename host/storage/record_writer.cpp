@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <mutex>
+#include <typeinfo>
 #include <utility>
 
+#include "kestrel/memory_recordset.h"
 #include "storage/field_error.h"
 
 namespace kestrel::host {
@@ -30,6 +32,9 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
       dates_(destination.fields.size()),
       new_in_a_row_(kNewAgain) {
   const auto& fields = destination_.fields;
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    if (fields[i].obligation && i != destination_.number_field) mandatory_.push_back(i);
+  }
   const std::string& number = fields[destination_.number_field].column;
   insert_ = connection_.Prepare(InsertText(destination_) + " ON CONFLICT (" + number + ") DO NOTHING");
   remove_ = connection_.Prepare("DELETE FROM " + destination_.table + " WHERE " + number + " = ?");
@@ -106,12 +111,23 @@ std::string RecordWriter::StopReason() const {
   return reason;
 }
 
-void RecordWriter::Convert(const Recordset& record, const std::vector<std::size_t>& columns) {
+template <class Record>
+void RecordWriter::Convert(const Record& record, const std::vector<std::size_t>& columns) {
   for (StoredValue& value : values_) value = std::monostate();
   for (std::size_t column = 0; column < columns.size(); ++column) {
     if (record.IsNull(column)) continue;
     const std::size_t field = columns[column];
     values_[field] = ConvertFieldText(destination_.fields[field], record.TextAt(column), dates_[field]);
+  }
+}
+
+void RecordWriter::RequireMandatory() const {
+  for (const std::size_t i : mandatory_) {
+    const auto* text = std::get_if<std::string_view>(&values_[i]);
+    if (!std::holds_alternative<std::monostate>(values_[i]) && (text == nullptr || !text->empty())) continue;
+    throw FieldError(ErrorNumber::kInvalidUseOfNull,
+                     "Das Pflichtfeld '" + destination_.fields[i].name + "' ist leer.",
+                     destination_.fields[i].name);
   }
 }
 
@@ -334,16 +350,13 @@ StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
                                 const std::vector<std::size_t>& columns) {
   // What is kept with a connection ends with it.
   if (!connection_.IsOpen()) throw RuntimeError(ErrorNumber::kObjectClosed);
-  Convert(row, columns);
-  for (std::size_t i = 0; i < values_.size(); ++i) {
-    if (!destination_.fields[i].obligation || i == destination_.number_field) continue;
-    const auto* text = std::get_if<std::string_view>(&values_[i]);
-    if (std::holds_alternative<std::monostate>(values_[i]) || (text != nullptr && text->empty())) {
-      throw FieldError(ErrorNumber::kInvalidUseOfNull,
-                       "Das Pflichtfeld '" + destination_.fields[i].name + "' ist leer.",
-                       destination_.fields[i].name);
-    }
+  // The own record set of the import class, whose values are had without a virtual call.
+  if (typeid(row) == typeid(MemoryRecordset)) {
+    Convert(static_cast<const MemoryRecordset&>(row), columns);
+  } else {
+    Convert(row, columns);
   }
+  RequireMandatory();
   if (plain_trial_ != nullptr) return Try(record, values_);
   if (pipelined_ == nullptr) return StoreNow(record, values_);
   // Pipelined records may be stored again at any time, and share everything but values_ and dates_ with this one.

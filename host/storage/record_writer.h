@@ -73,7 +73,9 @@ class RecordWriter final : private GroupMember {
   std::string StopReason() const;
 
  private:
-  void Convert(const Recordset& record, const std::vector<std::size_t>& columns);
+  template <class Record>
+  void Convert(const Record& record, const std::vector<std::size_t>& columns);
+  void RequireMandatory() const;
   void BeforeCommit() override;
   void GroupCommitted() override;
   bool GroupLost(const RuntimeError& reason) override;
@@ -108,6 +110,7 @@ class RecordWriter final : private GroupMember {
   // Of the record on its way, one a field; and the memory of converted dates.
   RecordValues values_;
   std::vector<IsoDate> dates_;
+  std::vector<std::size_t> mandatory_;  // the fields beside the number that must not be empty
   std::int64_t next_number_ = 1;
   std::optional<std::uint64_t> numbered_in_;  // the group whose greatest number is known
 

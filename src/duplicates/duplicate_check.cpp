@@ -26,11 +26,9 @@ bool DuplicateCheck::CheckRecord(const Recordset& record, DuplicateMatch* match)
   if (kind == nullptr) return false;
 
   KeptColumns& columns = kept_.columns;
-  columns.Begin(record);
   kept_.reference = columns.TextAt(record, KeptColumns::kReference, kind->number_field);
   kept_.group = columns.TextAt(record, KeptColumns::kGroup, kind->group_field);
-  const bool overwrite =
-      GetIniString(*kept_.settings_image, kDuplicateSection, kind->overwrite_key, "0") == "1";
+  const bool overwrite = Overwrites(*kind);
 
   // The specification's own wish first: without it the host need not have the settings component at all.
   if (!settings_.check_duplicates || !isDoublettIndex()) return false;
@@ -38,9 +36,21 @@ bool DuplicateCheck::CheckRecord(const Recordset& record, DuplicateMatch* match)
   return isDoublet(kept_.key_text, kept_.reference, kind->type_code, overwrite, match);
 }
 
-bool DuplicateCheck::CheckDoublett(const Recordset& record, DuplicateMatch* match) {
+bool DuplicateCheck::Overwrites(const AddressKind& kind) {
+  if (kept_.overwrite_kind != &kind) {
+    kept_.overwrite = GetIniString(*kept_.settings_image, kDuplicateSection, kind.overwrite_key, "0") == "1";
+    kept_.overwrite_kind = &kind;
+  }
+  return kept_.overwrite;
+}
+
+bool DuplicateCheck::CheckDoublett(const Recordset& record, DuplicateMatch* match, bool same_object) {
   bool answer = false;
-  TrapInFunction(session_.platform.ui, "CheckDoublett", [&] { answer = CheckRecord(record, match); });
+  TrapInFunction(session_.platform.ui, "CheckDoublett", [&] {
+    // First, as the next record may be the same object.
+    kept_.columns.Begin(record, same_object);
+    answer = CheckRecord(record, match);
+  });
   return answer;
 }
 

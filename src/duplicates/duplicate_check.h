@@ -28,6 +28,7 @@
 namespace kestrel {
 
 class ImportLogs;
+struct AddressKind;
 
 // The section of the specification that holds the settings of the check.
 inline constexpr const char* kDuplicateSection = "CfgSettings";
@@ -59,7 +60,8 @@ class DuplicateCheck {
   const DuplicateSettings& settings() const { return settings_; }
 
   // Whether the finished record is a suspected duplicate; `match`, where given, then tells of which address.
-  bool CheckDoublett(const Recordset& record, DuplicateMatch* match = nullptr);
+  // `same_object`: the record is the object of the last call.
+  bool CheckDoublett(const Recordset& record, DuplicateMatch* match = nullptr, bool same_object = false);
 
   // Whether the host's setting Adressindex/Doubletindex is "1".
   bool isDoublettIndex();
@@ -87,6 +89,7 @@ class DuplicateCheck {
 
  private:
   bool CheckRecord(const Recordset& record, DuplicateMatch* match);
+  bool Overwrites(const AddressKind& kind);
   ObjectPtr NewHostSettings();
   const std::vector<bool>& AssignedFields(const Recordset& record);
 
@@ -94,6 +97,9 @@ class DuplicateCheck {
     // The image that LoadDublettSettings read last, and its settings where they could be read.
     std::shared_ptr<const ProfileImage> settings_image;
     std::optional<DuplicateSettings> settings;
+    // Whether that image lets addresses of a kind be overwritten.
+    const AddressKind* overwrite_kind = nullptr;
+    bool overwrite = false;
     // Whether a field of a record is assigned, by position; for the names in `field_names`.
     std::shared_ptr<const ProfileImage> assignment_image;
     std::vector<std::string> field_names;

@@ -49,6 +49,7 @@ void DuplicateCheck::LoadDublettSettings() {
     std::shared_ptr<const ProfileImage> image = profiles_.Require(session_.SpecFile);
     if (!kept_.settings.has_value() || image != kept_.settings_image) {
       kept_.settings.reset();
+      kept_.overwrite_kind = nullptr;
       kept_.settings_image = std::move(image);
       kept_.settings = ReadSettings(*kept_.settings_image);
     }

@@ -3,7 +3,8 @@
 namespace kestrel {
 
 // A look-up finds the first column of a name, so those behind the last one found do not matter.
-void KeptColumns::Begin(const Recordset& record) {
+void KeptColumns::Begin(const Recordset& record, bool same_object) {
+  if (same_object) return;
   bool same = record.ColumnCount() >= names_.size();
   for (std::size_t i = 0; same && i < names_.size(); ++i) same = record.ColumnName(i) == names_[i];
   if (same) return;

@@ -17,8 +17,9 @@ class KeptColumns {
   // Each for one name at a time.
   enum Place : std::size_t { kReference, kGroup, kPostcode, kTown, kStreet, kName1, kName2, kName3, kPlaces };
 
-  // Before the others, for each record: forgets what was found where its columns are others.
-  void Begin(const Recordset& record);
+  // Before the others, for each record: forgets what was found where its columns are others. `same_object`: it is
+  // the object of the last call, which keeps its columns.
+  void Begin(const Recordset& record, bool same_object = false);
   // As record.RequireColumn(name).
   std::size_t Require(const Recordset& record, Place place, std::string_view name);
   std::string_view TextAt(const Recordset& record, Place place, std::string_view name) {

@@ -116,7 +116,7 @@ class RunSteps {
   void ShowProgressText();
   bool FetchNewRecord();
   void WorkOnRecord();
-  bool IsSuspectedDuplicate();
+  bool IsSuspectedDuplicate(bool same_object);
   void HoldBack();
   bool IsOnlyChecked() const { return session_.TestMode; }
   const char* TakingMember() const { return IsOnlyChecked() ? "CheckRecord" : "ImportRecord"; }
@@ -313,8 +313,9 @@ void RunSteps::WorkOnRecord() {
     outcomes_.at_hand().fate = RecordFate::kRejected;
     return;
   }
-  errors_.Try([&] { assembly_.Fill(source_, record_); });
-  if (IsSuspectedDuplicate()) {
+  bool same_object = false;
+  errors_.Try([&] { same_object = assembly_.Fill(source_, record_); });
+  if (IsSuspectedDuplicate(same_object)) {
     HoldBack();
   } else if (IsOnlyChecked() && !check_record_) {
     outcomes_.at_hand().fate = RecordFate::kChecked;
@@ -324,10 +325,10 @@ void RunSteps::WorkOnRecord() {
   }
 }
 
-bool RunSteps::IsSuspectedDuplicate() {
+bool RunSteps::IsSuspectedDuplicate(bool same_object) {
   bool suspected = false;
   DuplicateMatch& match = outcomes_.at_hand().duplicate_of;
-  errors_.Try([&] { suspected = import_.duplicates().CheckDoublett(Record(), &match); });
+  errors_.Try([&] { suspected = import_.duplicates().CheckDoublett(Record(), &match, same_object); });
   return suspected;
 }
 

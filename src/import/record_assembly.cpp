@@ -16,12 +16,13 @@ std::int64_t WholeNumber(const MemoryRecordset& list, std::size_t column) {
 
 }  // namespace
 
-void RecordAssembly::Fill(const RecordsetPtr& source, const RecordsetPtr& record) {
+bool RecordAssembly::Fill(const RecordsetPtr& source, const RecordsetPtr& record) {
   if (source == nullptr || record == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
   if (list_ == nullptr || list_ != session_.AssignmentList) ResolveAssignments();
   if (source_ != source) ResolveSource(source);
   // A record set keeps its columns while it has rows.
-  if (record_ != record || record->ColumnCount() != record_columns_.size()) ResolveRecord(record);
+  const bool same_object = record_ == record;
+  if (!same_object || record->ColumnCount() != record_columns_.size()) ResolveRecord(record);
 
   // One look at the specification a record, so that a change made by the import class is seen.
   std::shared_ptr<const ProfileImage> image;
@@ -38,6 +39,7 @@ void RecordAssembly::Fill(const RecordsetPtr& source, const RecordsetPtr& record
     };
     Trap(fill, [&](const RuntimeError& error) { errors_.Count(error, ValueOf(row, *source)); });
   }
+  return same_object;
 }
 
 // --- What the records share ---------------------------------------------------------------------
@@ -85,7 +87,14 @@ RecordAssembly::Row RecordAssembly::ReadRow(const MemoryRecordset& list) const {
     if (WholeNumber(list, kTranslate) != 0) row.translation.emplace(row.field);
     row.date = FindDatePattern(list.TextAt(kFormat));
   }
+  row.is_ready = row.option == kConstantValue && IsReady(row);
   return row;
+}
+
+bool RecordAssembly::IsReady(const Row& constant) {
+  if (constant.size < 0 || !IsCompatible(constant.destination, constant.kind)) return false;
+  const auto text = ShapeByType(constant.destination, constant.kind, constant.size);
+  return text && text->size() == constant.destination.size();
 }
 
 void RecordAssembly::ResolveSource(const RecordsetPtr& source) {
@@ -143,11 +152,13 @@ void RecordAssembly::Forget() {
 }
 
 void RecordAssembly::FillConstant(const Row& row, const Recordset& source, Recordset& record) {
-  if (!IsCompatible(row.destination, row.kind)) {
+  if (row.is_ready) {
+    Write(row, row.destination, record);
+  } else if (!IsCompatible(row.destination, row.kind)) {
     errors_.CountTypeMismatch(ValueOf(row, source), row.destination);
   } else if (const auto text = ShapeByType(row.destination, row.kind, row.size)) {
     if (text->size() < row.destination.size()) [[unlikely]]
-      NoteCut(row, row.destination);
+      NoteCut(row, row.destination, *text);
     Write(row, *text, record);
   }
 }
@@ -177,13 +188,13 @@ void RecordAssembly::FillImportField(Row& row, const Recordset& source,
       translation ? ShapeTranslated(value, row.field_typ, row.size) : ShapeByType(value, row.kind, row.size);
   if (!text) return;
   if (text->size() < value.size()) [[unlikely]]
-    NoteCut(row, value);
+    NoteCut(row, value, *text);
   Write(row, *text, record);
 }
 
 // Blanks at its end are not missed.
-void RecordAssembly::NoteCut(const Row& row, std::string_view value) {
-  if (IsCut(value, row.kind, row.size)) errors_.NoteCut(row.field);
+void RecordAssembly::NoteCut(const Row& row, std::string_view value, std::string_view shaped) {
+  if (IsCut(value, shaped)) errors_.NoteCut(row.field);
 }
 
 void RecordAssembly::Write(const Row& row, std::string_view text, Recordset& record) {

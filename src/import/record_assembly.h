@@ -31,8 +31,8 @@ class RecordAssembly {
 
   // Walks the assignment list once and fills `record` from the current row of `source`. Errors of single
   // fields are counted and the next field follows. Raises 91 where one of the two is not set or the session
-  // has no assignment list. Both are kept until the next call.
-  void Fill(const RecordsetPtr& source, const RecordsetPtr& record);
+  // has no assignment list. Both are kept until the next call; whether `record` is the object of the last one.
+  bool Fill(const RecordsetPtr& source, const RecordsetPtr& record);
 
   // The value that the last Fill made the field of, for an error that comes up later; unknown for a field without
   // one. Lives until the source moves on.
@@ -53,6 +53,8 @@ class RecordAssembly {
     // Why reading the row's size fails, for every record anew.
     std::optional<RuntimeError> size_error;
     std::int64_t option = kNotAssigned;
+    // Of a constant: the rules write it as it is.
+    bool is_ready = false;
     const DatePattern* date = nullptr;
     // Set where the field's values pass through its translation table.
     std::optional<TranslationLookup> translation;
@@ -69,7 +71,8 @@ class RecordAssembly {
   void FillImportField(Row& row, const Recordset& source, const std::shared_ptr<const ProfileImage>& image,
                        Recordset& record);
   void FillConstant(const Row& row, const Recordset& source, Recordset& record);
-  void NoteCut(const Row& row, std::string_view value);
+  static bool IsReady(const Row& constant);
+  void NoteCut(const Row& row, std::string_view value, std::string_view shaped);
   static FieldValue ValueOf(const Row& row, const Recordset& source);
   static void Write(const Row& row, std::string_view text, Recordset& record);
 

@@ -63,9 +63,9 @@ std::optional<std::string_view> ShapeTranslated(std::string_view value, std::str
   return value;
 }
 
-bool IsCut(std::string_view value, FieldKind kind, std::int64_t size) {
-  if (kind != FieldKind::kVarchar || size < 0) return false;
-  return !TrimBlanks(value.substr(Left(value, static_cast<std::size_t>(size)).size())).empty();
+bool IsCut(std::string_view value, std::string_view shaped) {
+  const auto end = static_cast<std::size_t>(shaped.data() + shaped.size() - value.data());
+  return !TrimBlanks(value.substr(end)).empty();
 }
 
 const DatePattern* FindDatePattern(std::string_view format) {

@@ -32,8 +32,8 @@ std::optional<std::string_view> ShapeByType(std::string_view value, FieldKind ki
 std::optional<std::string_view> ShapeTranslated(std::string_view value, std::string_view field_typ,
                                                 std::int64_t size);
 
-// Whether that cuts off more than blanks; by the value's type, so never one out of a translation table.
-bool IsCut(std::string_view value, FieldKind kind, std::int64_t size);
+// Whether that cuts off more than blanks: `shaped` is the view into `value` that either gave.
+bool IsCut(std::string_view value, std::string_view shaped);
 
 // --- Dates --------------------------------------------------------------------------------------
 

@@ -97,6 +97,18 @@ TEST_F(DuplicateCheckTest, EveryKindOfAddressTakesItsOwnGroup) {
   EXPECT_EQ(KeyTextGiven(), "||||||||LG");
 }
 
+TEST_F(DuplicateCheckTest, ARecordThatIsTheSameObjectKeepsItsColumnsAndHasItsOwnValues) {
+  const auto record = Record({{"PLZ", "50667"}});
+  duplicates.CheckDoublett(*record);
+  record->SetText(*record->FindColumn("PLZ"), "10115");
+  duplicates.CheckDoublett(*record, nullptr, /*same_object=*/true);
+  EXPECT_EQ(KeyTextGiven(), "10115||||||||");
+  session.ImportClassProgID = "ksbimport.importlieferanten";
+  record->SetText(*record->FindColumn("Lieferantengruppe"), "LG");
+  duplicates.CheckDoublett(*record, nullptr, /*same_object=*/true);
+  EXPECT_EQ(KeyTextGiven(), "10115||||||||LG") << "another kind has other fields";
+}
+
 TEST_F(DuplicateCheckTest, AProspectsKeyTextEndsWithTheCustomerGroup) {
   session.ImportClassProgID = "ksbimport.importinteressenten";
   duplicates.CheckDoublett(*Record({{"Kundengruppe", "KG"}, {"Lieferantengruppe", "LG"}}));

@@ -93,6 +93,29 @@ TEST_F(RecordOutcomeTest, ARecordHeldBackTellsWhichAddressItRepeats) {
   EXPECT_EQ(view.outcomes[1].duplicate_of.key, 0);
 }
 
+TEST_F(RecordOutcomeTest, KeysAreMadeOfTheRecordsOwnColumnsWhereverTheyStand) {
+  UseDuplicateHost();
+  UseNames({"Alt", "Alt", "Alt", "Neu", "Alt", "Alt"});
+  HostKnows("Alt", "4711");
+  // Two records of the usual shape, two of another, and again, each pair being one object.
+  std::vector<std::shared_ptr<MemoryRecordset>> shapes = {NewRecord(), std::make_shared<MemoryRecordset>()};
+  for (std::size_t column = shapes[0]->ColumnCount(); column-- > 0;) {
+    shapes[1]->AppendColumn(std::string(shapes[0]->ColumnName(column)));
+  }
+  shapes[1]->AddNew();
+  int calls = 0;
+  import_class->Method("GetNewRecord", [&](std::span<Argument>) {
+    const auto& record = shapes[static_cast<std::size_t>(calls++ / 2 % 2)];
+    record->MoveFirst();
+    record->ClearRow();
+    return Value(record);
+  });
+  Run();
+  using enum RecordFate;
+  EXPECT_THAT(Fates(), ElementsAre(kHeldBack, kHeldBack, kHeldBack, kStored, kHeldBack, kHeldBack));
+  EXPECT_THAT(ui.boxes, SizeIs(1)) << "no question failed";
+}
+
 TEST_F(RecordOutcomeTest, ATestRunChecks) {
   UseNames({"A", "B"});
   session.TestMode = true;

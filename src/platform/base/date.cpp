@@ -19,14 +19,16 @@ int ReadDigits(std::string_view text) {
   return number;
 }
 
-// `number` has at most `width` digits.
-void AppendPadded(std::string& text, int number, std::size_t width) {
-  text.append(width, '0');
-  for (auto digit = text.rbegin(); number > 0 && digit != text.rbegin() + static_cast<std::ptrdiff_t>(width);
-       ++digit) {
-    *digit = static_cast<char>('0' + number % 10);
-    number /= 10;
+// The last `width` digits of `number`.
+void PutDigits(char* begin, int number, std::size_t width) {
+  for (char* digit = begin + width; digit != begin; number /= 10) {
+    *--digit = static_cast<char>('0' + number % 10);
   }
+}
+
+void AppendPadded(std::string& text, int number, std::size_t width) {
+  text.resize(text.size() + width);
+  PutDigits(text.data() + text.size() - width, number, width);
 }
 
 }  // namespace
@@ -79,11 +81,11 @@ std::string FormatDateTime(const DateTime& value) {
 }
 
 std::string FormatStoredDate(const CalendarDate& date) {
-  std::string text;
-  AppendPadded(text, date.year, 4);
-  AppendPadded(text, date.month, 2);
-  AppendPadded(text, date.day, 2);
-  return text.append("000000");
+  std::string text(14, '0');
+  PutDigits(text.data(), date.year, 4);
+  PutDigits(text.data() + 4, date.month, 2);
+  PutDigits(text.data() + 6, date.day, 2);
+  return text;
 }
 
 }  // namespace kestrel

@@ -1,6 +1,7 @@
 #include "platform/base/number.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -15,6 +16,12 @@ bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 // Longest text of a number that is read without allocating.
 constexpr std::size_t kShortNumber = 64;
+
+// So many digits, and a power of ten with one less of them, are exact as doubles: their quotient is the double
+// nearest to the decimal.
+constexpr std::size_t kExactDigits = 15;
+constexpr std::array<double, kExactDigits> kPowersOfTen = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6, 1e7,
+                                                           1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
 
 // The integer part of a number, cut at its group separators: groups of three but for the first, which has
 // one to three digits.
@@ -122,13 +129,16 @@ std::optional<double> ParseNumber(std::string_view text) {
 
   std::size_t mantissa_end = 0;
   std::size_t digits = 0;
-  bool separated = false;
+  std::int64_t whole = 0;  // of the first digits
+  std::size_t separators_found = 0;
+  std::size_t separator_at = 0;
   while (mantissa_end < text.size()) {
     const char c = text[mantissa_end];
     if (IsDigit(c)) {
-      ++digits;
+      if (++digits <= kExactDigits) whole = whole * 10 + (c - '0');
     } else if (c == ',' || c == '.') {
-      separated = true;
+      ++separators_found;
+      separator_at = mantissa_end;
     } else {
       break;
     }
@@ -138,11 +148,14 @@ std::optional<double> ParseNumber(std::string_view text) {
   const std::string_view mantissa = text.substr(0, mantissa_end);
   const std::string_view exponent = text.substr(mantissa_end);
 
-  // The common case: a short row of digits.
-  if (!separated && exponent.empty() && digits <= 15) {
-    std::int64_t whole = 0;
-    for (const char c : mantissa) whole = whole * 10 + (c - '0');
-    return static_cast<double>(negative ? -whole : whole);
+  // The common cases: a short row of digits, or two of them.
+  if (exponent.empty() && digits <= kExactDigits) {
+    if (separators_found == 0) return static_cast<double>(negative ? -whole : whole);
+    const std::size_t decimals = mantissa.size() - separator_at - 1;
+    if (separators_found == 1 && decimals > 0 && decimals < digits) {
+      const double value = static_cast<double>(whole) / kPowersOfTen[decimals];
+      return negative ? -value : value;
+    }
   }
 
   const Separators separators = ReadSeparators(mantissa);

@@ -2,7 +2,9 @@
 
 #include <bit>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -84,6 +86,21 @@ TEST(Number, TheQuestionAgreesWithTheValue) {
       const std::string text = std::string(digits, '9') + ending;
       EXPECT_EQ(IsNumeric(text), ParseNumber(text).has_value()) << text;
     }
+  }
+}
+
+TEST(Number, DecimalsAreTheNearestDoubles) {
+  std::mt19937_64 random(5);
+  for (int i = 0; i < 20000; ++i) {
+    // Up to 15 digits are divided, more of them read by the library.
+    std::string text = std::to_string(random() >> (random() % 64));
+    const std::size_t before = text.size();
+    text.insert(random() % (text.size() + 1), ".");
+    if (random() % 3 == 0) text.insert(0, "-");
+    const std::optional<double> value = ParseNumber(text);
+    ASSERT_TRUE(value.has_value()) << text;
+    ASSERT_EQ(*value, std::strtod(text.c_str(), nullptr)) << text << " of " << before << " digits";
+    ASSERT_EQ(std::signbit(*value), text[0] == '-') << text;
   }
 }
 
