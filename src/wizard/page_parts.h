@@ -62,7 +62,7 @@ Button* SetUpButton(Button* button, const char* object_name, const QString& capt
 KESTREL_INTERNAL QLabel* MakeLabel(const QString& caption, QWidget* control, const char* object_name = "");
 
 // The line of a page that tells what has failed. What it says wraps, and never makes the page wider.
-QLabel* MakeStatusLine(QWidget* page);
+KESTREL_INTERNAL QLabel* MakeStatusLine(QWidget* page);
 
 // A line edit for paths: elides in the middle while it has no focus, shows the whole path as tool tip, and
 // takes files dropped on it.
