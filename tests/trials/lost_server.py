@@ -38,7 +38,6 @@ class Server:
         self.port, self.password = told[1], told[3]
         self.count = 0
         self.lock = threading.Lock()
-        self.sql("postgres", "CREATE ROLE \"{kestrel}\" SUPERUSER LOGIN PASSWORD '%s'" % self.password)
 
     def new_database(self):
         with self.lock:
@@ -93,13 +92,11 @@ class HostOnServer(box.Sandbox):
 
 
 class SourceOnServer(box.Sandbox):
-    """A sandbox whose source is a table on the server; its file is the script that made the table. The server's
-    ODBC driver takes the braces around a name for part of it, so user and database have names with braces."""
+    """A sandbox whose source is a table on the server; its file is the script that made the table."""
 
     def __init__(self, server, *arguments, **options):
         self.server = server
-        self.name = "{%s}" % server.new_database()
-        server.sql("postgres", 'ALTER DATABASE %s RENAME TO "%s"' % (self.name[1:-1], self.name))
+        self.name = server.new_database()
         super().__init__(*arguments, **options)
         server.sql(self.name, self.source_bytes.decode())
 
@@ -110,7 +107,7 @@ class SourceOnServer(box.Sandbox):
             file.write("CREATE TABLE quelle (%s);\nCOPY quelle FROM STDIN;\n%s\\.\n" % (columns, rows))
 
     def source_settings(self):
-        return "Microsoft SQL-Server", self.name[1:-1], "quelle"
+        return "Microsoft SQL-Server", self.name, "quelle"
 
     def more_settings(self):
         return "Server=127.0.0.1,%s\nUser=kestrel\nPassword=%s\n" % (self.server.port, self.server.password)
