@@ -58,21 +58,18 @@ Names::iterator FindRemembered(Names& names, const std::string& remembered) {
                       [&](const std::string& name) { return IsRememberedAs(name, remembered); });
 }
 
-// `added`: the columns that are new. One that takes a missing one's place is taken from them.
-Finding Missing(const std::string& column, FindingPlace place, const Names& fields, Names& added) {
+// `renamed`: what the column seems to be called now, or null.
+Finding Missing(const std::string& column, FindingPlace place, const Names& fields,
+                const std::string* renamed) {
   Finding finding{Severity::kWarning, std::move(place), "Die Spalte '" + column + "' fehlt jetzt."};
-  const std::optional<std::string> nearest = NearestName(column, added);
-  if (nearest) {
-    added.erase(std::find(added.begin(), added.end(), *nearest));
-    finding.text = "Die Spalte '" + column + "' heißt jetzt '" + *nearest + "'?";
-  }
+  if (renamed != nullptr) finding.text = "Die Spalte '" + column + "' heißt jetzt '" + *renamed + "'?";
   if (fields.empty()) return finding;
   finding.severity = Severity::kError;
   finding.way_out = "Sie ist zugeordnet: ";
   for (const std::string& field : fields)
     finding.way_out.append(&field == &fields[0] ? "" : ", ").append(field);
   finding.way_out += ". Ordnen Sie neu zu.";
-  if (nearest && CanBeAssigned(*nearest)) finding.replacement = *nearest;
+  if (renamed != nullptr && CanBeAssigned(*renamed)) finding.replacement = *renamed;
   return finding;
 }
 
@@ -103,12 +100,17 @@ void CheckColumnDrift(const ProfileImage& specification, const Names& columns, F
     last_place = found - added.begin();
     added.erase(found);
   }
-  for (const std::size_t column : missing) {
+  Names missing_names;
+  for (const std::size_t column : missing) missing_names.push_back(remembered[column]);
+  const std::vector<std::optional<std::size_t>> nearest = NearestNames(missing_names, added);
+  for (std::size_t i = 0; i < missing.size(); ++i) {
+    const std::size_t column = missing[i];
     const std::string& name = remembered[column];
     // Of several columns of one name the first is read.
     const bool is_read = std::find(remembered.begin(), remembered.end(), name) - remembered.begin() ==
                          static_cast<std::ptrdiff_t>(column);
-    findings.Add(Missing(name, PlaceOf(column), is_read ? FieldsOf(specification, name) : Names(), added));
+    findings.Add(Missing(name, PlaceOf(column), is_read ? FieldsOf(specification, name) : Names(),
+                         nearest[i] ? &added[*nearest[i]] : nullptr));
   }
   if (is_reordered) {
     findings.Note({kSourceColumnsSection}, "Die Spalten der Datenquelle stehen in anderer Reihenfolge.",

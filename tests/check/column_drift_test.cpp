@@ -66,6 +66,12 @@ TEST(ColumnDrift, ANewNameStandsForOneMissingColumnOnly) {
                           "Warnung 2: Die Spalte 'Name2' fehlt jetzt."));
 }
 
+TEST(ColumnDrift, ANewNameStandsForTheMissingColumnThatItIsNearestTo) {
+  EXPECT_THAT(Drift({"Name0", "Name1", ""}, {"Name1a", ""}),
+              ElementsAre("Warnung 1: Die Spalte 'Name0' fehlt jetzt.",
+                          "Warnung 2: Die Spalte 'Name1' heißt jetzt 'Name1a'?"));
+}
+
 TEST(ColumnDrift, AnAssignedColumnThatIsMissingIsAnErrorWithItsFields) {
   EXPECT_THAT(
       Drift({"Name", "Strasse", ""}, {"Name", "Straße", ""},

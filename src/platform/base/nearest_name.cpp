@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <compare>
 #include <utility>
-#include <vector>
 
 #include "platform/base/text.h"
 
@@ -23,6 +23,12 @@ std::string Folded(std::string_view name) {
       {"Ä", "AE"}, {"Ö", "OE"}, {"Ü", "UE"}, {"ß", "SS"}};
   std::string folded = UpperCase(RepairUtf8(name));
   for (const auto& [letter, letters] : kWrittenOut) folded = ReplaceAll(folded, letter, letters);
+  return folded;
+}
+
+std::vector<std::string> FoldedAll(std::span<const std::string> names) {
+  std::vector<std::string> folded;
+  for (const std::string& name : names) folded.push_back(Folded(name));
   return folded;
 }
 
@@ -50,20 +56,39 @@ std::size_t EditDistance(std::string_view a, std::string_view b) {
   return rows[from.size() % 3][to.size()];
 }
 
-std::optional<std::string> NearestName(std::string_view name, std::span<const std::string> candidates) {
-  const std::string wanted = Folded(name);
-  std::optional<std::string> nearest;
-  std::size_t least = 0;
-  for (const std::string& candidate : candidates) {
-    if (candidate.empty()) continue;
-    const std::string folded = Folded(candidate);
-    const std::size_t distance = EditDistance(wanted, folded);
-    if (distance > std::max(LengthInCharacters(wanted), LengthInCharacters(folded)) / 3) continue;
-    if (nearest && distance >= least) continue;
-    nearest = candidate;
-    least = distance;
+std::vector<std::optional<std::size_t>> NearestNames(std::span<const std::string> names,
+                                                     std::span<const std::string> candidates) {
+  struct Pair {
+    std::size_t distance;
+    std::size_t name;
+    std::size_t candidate;
+    auto operator<=>(const Pair&) const = default;
+  };
+  const std::vector<std::string> wanted = FoldedAll(names);
+  const std::vector<std::string> offered = FoldedAll(candidates);
+  std::vector<Pair> pairs;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    for (std::size_t j = 0; j < candidates.size(); ++j) {
+      if (candidates[j].empty()) continue;
+      const std::size_t distance = EditDistance(wanted[i], offered[j]);
+      const std::size_t longer = std::max(LengthInCharacters(wanted[i]), LengthInCharacters(offered[j]));
+      if (distance <= longer / 3) pairs.push_back({distance, i, j});
+    }
+  }
+  std::sort(pairs.begin(), pairs.end());
+  std::vector<std::optional<std::size_t>> nearest(names.size());
+  std::vector<bool> is_taken(candidates.size());
+  for (const Pair& pair : pairs) {
+    if (nearest[pair.name] || is_taken[pair.candidate]) continue;
+    nearest[pair.name] = pair.candidate;
+    is_taken[pair.candidate] = true;
   }
   return nearest;
+}
+
+std::optional<std::string> NearestName(const std::string& name, std::span<const std::string> candidates) {
+  const std::optional<std::size_t> nearest = NearestNames({&name, 1}, candidates)[0];
+  return nearest ? std::optional(candidates[*nearest]) : std::nullopt;
 }
 
 }  // namespace kestrel

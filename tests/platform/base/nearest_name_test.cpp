@@ -8,6 +8,7 @@
 namespace kestrel {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::Eq;
 using ::testing::Optional;
 
@@ -46,6 +47,12 @@ TEST(NearestName, ANameThatIsFarFromAllHasNone) {
   EXPECT_EQ(NearestName("A", names), std::nullopt) << "a third of one character is none";
   EXPECT_EQ(NearestName("", names), std::nullopt);
   EXPECT_EQ(NearestName("Ort", {}), std::nullopt);
+}
+
+TEST(NearestNames, ThoseThatDifferLeastFindEachOtherFirst) {
+  const std::vector<std::string> names = {"Name1", "Name2", "Ort"};
+  const std::vector<std::string> candidates = {"Plz", "Name2a", "Name3"};
+  EXPECT_THAT(NearestNames(names, candidates), ElementsAre(2u, 1u, std::nullopt));
 }
 
 }  // namespace
