@@ -10,7 +10,13 @@
 
 namespace kestrel {
 
-frmDrift::frmDrift(const Findings& drift, QWidget* parent) : QDialog(parent), drift_(drift) {
+frmDrift::frmDrift(const Findings& drift, QWidget* parent) : QDialog(parent) {
+  // What fields read comes first.
+  for (const Severity severity : {Severity::kError, Severity::kWarning, Severity::kNote}) {
+    for (const Finding& finding : drift) {
+      if (finding.severity == severity) drift_.Add(finding);
+    }
+  }
   setObjectName("frmDrift");
   setWindowTitle("KESTREL Import");
   lstDrift_ = new QListWidget(this);

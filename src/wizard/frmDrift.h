@@ -18,7 +18,7 @@ class frmDrift final : public QDialog {
   Findings Ticked() const;
 
  private:
-  Findings drift_;
+  Findings drift_;  // as the list shows them
   QListWidget* lstDrift_;
 };
 

@@ -117,6 +117,19 @@ TEST_F(DriftTest, AColumnWithoutASuccessorHasNothingToTick) {
   });
 }
 
+TEST_F(DriftTest, ColumnsThatFieldsReadStandFirstAndJustTheTickedOneIsTakenOver) {
+  Open(
+      "[FieldAssignments]\nName=FIELD:Namen\nOrt=FIELD:Orte\n[SourceColumns]\nCount=4\n1=\"Gruppen\"\n"
+      "2=\"Namen\"\n3=\"Orte\"\n4=\"Datum\"\n");
+  GoOn("cmdNext", [](QWidget& dialog) {
+    EXPECT_THAT(Lines(dialog), ElementsAre("Die Spalte 'Namen' heißt jetzt 'Name'? Sie ist zugeordnet: Name. "
+                                           "Ordnen Sie neu zu.",
+                                           kTold, "Die Spalte 'Gruppen' heißt jetzt 'Gruppe'?"));
+    FindIn<QListWidget>(dialog, "lstDrift").item(1)->setCheckState(Qt::Checked);
+  });
+  EXPECT_THAT(Assigned(), ElementsAre("", "«Ort»", ""));
+}
+
 TEST_F(DriftTest, WhatSavingOnStep3RemembersIsNoDriftTheNextTime) {
   OpenStep3(TextSpecification(WriteSource()) + "[FieldAssignments]\nName=FIELD:Name\nOrt=FIELD:Ort\n");
   Click("cmdSave");
