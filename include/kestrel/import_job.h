@@ -202,9 +202,8 @@ class KESTREL_EXPORT ImportJob {
   void Cancel();
 
  private:
-  // What is open, and how each step is taken.
-  class Steps;
-  std::unique_ptr<Steps> steps_;
+  struct State;  // what is open
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace kestrel

@@ -1,5 +1,5 @@
 // Invariants
-//  1. What is open belongs to one import: a working copy (open_), then the import class, the source and the
+//  1. What is open belongs to one import: a working copy (open), then the import class, the source and the
 //     assignment list, each only while the ones before it in Prepare are.
 //  2. Each step is taken once; Open, Choose, Cancel and the end of a run begin anew.
 //  3. A job with a session of its own leaves no working copy behind.
@@ -12,7 +12,7 @@
 #include "check/assignment_check.h"
 #include "check/source_check.h"
 #include "import/find_specification.h"
-#include "import/import_job_steps.h"
+#include "import/import_job_state.h"
 #include "import/rejects.h"
 #include "kestrel/import_man.h"
 #include "mapping/field_assignment.h"
@@ -68,7 +68,7 @@ bool IsMissingFolder(const std::string& path) {
 
 }  // namespace
 
-struct ImportJob::Steps::OwnSession {
+struct ImportJob::State::OwnSession {
   explicit OwnSession(const Platform& platform)
       : ui(platform.ui), session({ui, platform.components, platform.clock, platform.source_kinds}) {}
 
@@ -76,41 +76,46 @@ struct ImportJob::Steps::OwnSession {
   Session session;
 };
 
-ImportJob::Steps::Steps(const Platform& platform)
-    : own_(std::make_unique<OwnSession>(platform)), session_(own_->session) {}
+ImportJob::State::State(const Platform& platform)
+    : own(std::make_unique<OwnSession>(platform)), session(own->session) {}
+ImportJob::State::State(Session& of_pages) : session(of_pages) {}
+ImportJob::State::~State() = default;
 
-ImportJob::Steps::Steps(Session& session) : session_(session) {}
-
-ImportJob::Steps::~Steps() {
-  if (own_ != nullptr) Cancel();
+ImportJob::ImportJob(const Platform& platform) : state_(std::make_unique<State>(platform)) {}
+ImportJob::ImportJob(Session& session) : state_(std::make_unique<State>(session)) {}
+ImportJob::~ImportJob() {
+  if (state_->own != nullptr) Cancel();
 }
+
+RunSettings& ImportJob::settings() { return state_->settings; }
+Session& ImportJob::session() { return state_->session; }
 
 // --- Opening ------------------------------------------------------------------------------------
 
-void ImportJob::Steps::Open(const ImportOrder& order) {
-  RequireIdle();
+void ImportJob::Open(const ImportOrder& order) {
+  state_->RequireIdle();
   Cancel();
-  tell_ = order.tell;
-  if (order.host_connection != nullptr) session_.HostConnection = order.host_connection;
-  if (!order.user.empty()) session_.PersonalNr = order.user;
+  state_->tell = order.tell;
+  if (order.host_connection != nullptr) session().HostConnection = order.host_connection;
+  if (!order.user.empty()) session().PersonalNr = order.user;
   const std::string path =
       FindSpecification(order.folder.empty() ? DefaultSpecFolder() : order.folder, order.specification);
-  session_.SpecFile = path;
-  ReadCommonSection(session_);
-  LoadApplication(order, path);
-  session_.SpecFolder = order.working_folder.empty() ? ParentFolder(path) : order.working_folder;
-  CreateWorkingCopy(session_, working_copy_lock_);
-  open_ = true;
-  session_.ImportFileName = order.source_file == "-" ? "/dev/stdin" : order.source_file;
-  const SourceKind* const stored_kind = KindOf(session_);
-  ApplyImportFileName(session_, FileEndings::kAll);
-  if (KindOf(session_) != stored_kind) UseHandedInText(session_);
-  ResolveSourcePaths();
+  session().SpecFile = path;
+  ReadCommonSection(session());
+  state_->LoadApplication(order, path);
+  session().SpecFolder = order.working_folder.empty() ? ParentFolder(path) : order.working_folder;
+  CreateWorkingCopy(session(), state_->working_copy_lock);
+  state_->open = true;
+  session().ImportFileName = order.source_file == "-" ? "/dev/stdin" : order.source_file;
+  const SourceKind* const stored_kind = KindOf(session());
+  ApplyImportFileName(session(), FileEndings::kAll);
+  if (KindOf(session()) != stored_kind) UseHandedInText(session());
+  state_->ResolveSourcePaths();
 }
 
-void ImportJob::Steps::LoadApplication(const ImportOrder& order, const std::string& path) {
+void ImportJob::State::LoadApplication(const ImportOrder& order, const std::string& path) {
   if (order.app_mode) {
-    session_.AppMode = *order.app_mode;
+    session.AppMode = *order.app_mode;
     return;
   }
   const std::string application = GetIniString(path, "Common", "Application", "2");
@@ -119,87 +124,87 @@ void ImportJob::Steps::LoadApplication(const ImportOrder& order, const std::stri
     throw Refuse({"Common", "Application"},
                  path + ": [Common] Application='" + application + "' ist keine Nummer einer Anwendung.");
   }
-  session_.AppMode = static_cast<std::int16_t>(*app_mode);
+  session.AppMode = static_cast<std::int16_t>(*app_mode);
 }
 
-void ImportJob::Steps::ResolveSourcePaths() {
+void ImportJob::State::ResolveSourcePaths() {
   const auto resolve = [&](std::string& path) {
     if (path.empty() || path.front() == '/' || FileExists(path) || FolderExists(path)) return;
-    const std::string beside = JoinPath(ParentFolder(session_.ChosenSpecFile), path);
+    const std::string beside = JoinPath(ParentFolder(session.ChosenSpecFile), path);
     if (FileExists(beside) || FolderExists(beside)) path = beside;
   };
-  const SourceKind* kind = KindOf(session_);
+  const SourceKind* kind = KindOf(session);
   if (kind == nullptr || kind->place == SourcePlace::kServer) return;
-  resolve(session_.*kind->location);
-  if (kind->Has(&Session::SavePath)) resolve(session_.SavePath);
+  resolve(session.*kind->location);
+  if (kind->Has(&Session::SavePath)) resolve(session.SavePath);
 }
 
-void ImportJob::Steps::Choose(const std::string& path) {
-  RequireIdle();
+void ImportJob::Choose(const std::string& path) {
+  state_->RequireIdle();
   Cancel();
-  session_.SpecFile = path;
-  ReadCommonSection(session_);
-  CreateWorkingCopy(session_, working_copy_lock_);
-  open_ = true;
+  session().SpecFile = path;
+  ReadCommonSection(session());
+  CreateWorkingCopy(session(), state_->working_copy_lock);
+  state_->open = true;
 }
 
-void ImportJob::Steps::SaveSchema(bool Commit) { kestrel::SaveSchema(session_, working_copy_lock_, Commit); }
+void ImportJob::SaveSchema(bool Commit) { kestrel::SaveSchema(session(), state_->working_copy_lock, Commit); }
 
-void ImportJob::Steps::Cancel() {
-  if (run_ != nullptr) return RequestStop();
+void ImportJob::Cancel() {
+  if (state_->run != nullptr) return RequestStop();
   // In a session of the pages an earlier import may have left its own.
-  const bool has_copy = open_ || own_ == nullptr;
-  BeginAnew();
-  if (has_copy) DeleteWorkingCopy(session_);
-  working_copy_lock_.Release();
+  const bool has_copy = state_->open || state_->own == nullptr;
+  state_->BeginAnew();
+  if (has_copy) DeleteWorkingCopy(session());
+  state_->working_copy_lock.Release();
 }
 
 // The pages may find an import class in their session that was not created by this job.
-ActiveImport& ImportJob::Steps::Import() {
-  if (import_ == nullptr) import_ = std::make_unique<ActiveImport>(session_);
-  return *import_;
+ActiveImport& ImportJob::State::Import() {
+  if (import == nullptr) import = std::make_unique<ActiveImport>(session);
+  return *import;
 }
 
-void ImportJob::Steps::BeginAnew() {
-  import_.reset();
-  open_ = class_open_ = source_open_ = fields_built_ = stop_requested_ = false;
-  fields_failure_.clear();
-  fields_error_.reset();
-  piped_source_.reset();
+void ImportJob::State::BeginAnew() {
+  import.reset();
+  open = class_open = source_open = fields_built = stop_requested = false;
+  fields_failure.clear();
+  fields_error.reset();
+  piped_source.reset();
 }
 
-std::optional<MutedUserInterface::Mute> ImportJob::Steps::MuteBoxes() {
-  if (own_ == nullptr) return std::nullopt;
-  return std::optional<MutedUserInterface::Mute>(std::in_place, own_->ui);
+std::optional<MutedUserInterface::Mute> ImportJob::State::MuteBoxes() {
+  if (own == nullptr) return std::nullopt;
+  return std::optional<MutedUserInterface::Mute>(std::in_place, own->ui);
 }
 
-void ImportJob::Steps::RequireIdle() const {
-  if (run_ != nullptr) throw RuntimeError(ErrorNumber::kInvalidProcedureCall, "Der Import läuft bereits.");
+void ImportJob::State::RequireIdle() const {
+  if (run != nullptr) throw RuntimeError(ErrorNumber::kInvalidProcedureCall, "Der Import läuft bereits.");
 }
 
-void ImportJob::Steps::RequireOpen() const {
-  if (!open_)
+void ImportJob::State::RequireOpen() const {
+  if (!open)
     throw RuntimeError(ErrorNumber::kInvalidProcedureCall, "Es ist keine Importspezifikation geöffnet.");
 }
 
 // --- Import class, source, assignments ----------------------------------------------------------
 
-bool ImportJob::Steps::OpenImportClass(std::optional<RuntimeError>* failure) {
+bool ImportJob::OpenImportClass(std::optional<RuntimeError>* failure) {
   // The import class goes before the logs of its import.
-  session_.ImportClass.reset();
-  import_.reset();
-  import_ = std::make_unique<ActiveImport>(session_);
-  class_open_ = CreateImportClass(session_, failure);
-  return class_open_;
+  session().ImportClass.reset();
+  state_->import.reset();
+  state_->import = std::make_unique<ActiveImport>(session());
+  state_->class_open = CreateImportClass(session(), failure);
+  return state_->class_open;
 }
 
-void ImportJob::Steps::OpenImportClass() {
-  RequireOpen();
-  if (class_open_) return;
-  if (session_.ImportClassProgID.empty()) {
+void ImportJob::OpenImportClass() {
+  state_->RequireOpen();
+  if (state_->class_open) return;
+  if (session().ImportClassProgID.empty()) {
     throw Refuse(
         {"Common", "ImportClass"},
-        session_.ChosenSpecFile +
+        session().ChosenSpecFile +
             ": Im Abschnitt [Common] fehlt ImportClass, das Importziel. 'kestrel-import check' prüft, ob "
             "dies eine Importspezifikation ist.");
   }
@@ -207,90 +212,92 @@ void ImportJob::Steps::OpenImportClass() {
   if (!OpenImportClass(&failure)) throw Refuse({"Common", "ImportClass"}, failure->Description());
 }
 
-void ImportJob::Steps::TakeStream(std::string& file) {
+void ImportJob::State::TakeStream(std::string& file) {
   if (!IsStream(file)) return;
-  if (session_.SaveFile) Tell("Die Quelle ist keine Datei mit eigenem Namen; sie wird nicht gesichert.");
-  session_.SaveFile = false;
-  session_.DeleteFile = false;
+  if (session.SaveFile) Tell("Die Quelle ist keine Datei mit eigenem Namen; sie wird nicht gesichert.");
+  session.SaveFile = false;
+  session.DeleteFile = false;
   if (!PipedSource::IsPipe(file)) return;
-  piped_source_ = std::make_unique<PipedSource>(file, tell_);
-  file = piped_source_->path();
+  piped_source = std::make_unique<PipedSource>(file, tell);
+  file = piped_source->path();
 }
 
-void ImportJob::Steps::OpenSource() {
-  RequireOpen();
-  if (source_open_) return;
-  const SourceKind* kind = KindOf(session_);
+void ImportJob::OpenSource() {
+  state_->RequireOpen();
+  if (state_->source_open) return;
+  const SourceKind* kind = KindOf(session());
   if (kind != nullptr && kind->connect == nullptr) {
-    std::string& file = session_.*kind->location;
-    TakeStream(file);
-    if (FolderExists(file)) throw RefuseSource("''" + file + "'' ist ein Ordner und keine " + kind->name + ".");
-    if (!FileExists(file)) throw RefuseSource("Die Datei ''" + file + "'' existiert nicht.");
+    std::string& file = session().*kind->location;
+    state_->TakeStream(file);
+    if (FolderExists(file))
+      throw state_->RefuseSource("''" + file + "'' ist ein Ordner und keine " + kind->name + ".");
+    if (!FileExists(file)) throw state_->RefuseSource("Die Datei ''" + file + "'' existiert nicht.");
   } else {
-    const ConnectResult result = ConnectFromSession(session_);
+    const ConnectResult result = ConnectFromSession(session());
     if (!result.connected) {
-      throw RefuseSource("Die Datenquelle (" + session_.Provider + ") kann nicht geöffnet werden. " +
-                         (result.reason.empty() ? "Es fehlen Angaben im Abschnitt [Common]." : result.reason));
+      throw state_->RefuseSource(
+          "Die Datenquelle (" + session().Provider + ") kann nicht geöffnet werden. " +
+          (result.reason.empty() ? "Es fehlen Angaben im Abschnitt [Common]." : result.reason));
     }
   }
-  session_.SourceFieldNames = RequireColumns();
-  source_open_ = true;
+  session().SourceFieldNames = state_->RequireColumns();
+  state_->source_open = true;
 }
 
-ImportRefused ImportJob::Steps::RefuseSource(std::string text) const {
-  return Refuse({"Common", LocationKey(session_)}, std::move(text));
+ImportRefused ImportJob::State::RefuseSource(std::string text) const {
+  return Refuse({"Common", LocationKey(session)}, std::move(text));
 }
 
-std::vector<std::string> ImportJob::Steps::RequireColumns() {
+std::vector<std::string> ImportJob::State::RequireColumns() {
   ShownError unreadable;
-  std::vector<std::string> names = SourceColumnNames(session_, &unreadable);
+  std::vector<std::string> names = SourceColumnNames(session, &unreadable);
   // The reader has told the reason.
   if (unreadable) throw RefuseSource("Die Felder der Datenquelle konnten nicht gelesen werden.");
   return names;
 }
 
-std::vector<bool> ImportJob::Steps::AssignFields(std::string* failure) {
-  return BuildAssignmentList(session_, Import().logs(), failure);
+std::vector<bool> ImportJob::AssignFields(std::string* failure) {
+  return BuildAssignmentList(session(), state_->Import().logs(), failure);
 }
 
-void ImportJob::Steps::BuildFields() {
-  if (fields_built_) return;
-  AssignFields(&fields_failure_);
-  fields_built_ = true;
+void ImportJob::State::BuildFields(ImportJob& job) {
+  if (fields_built) return;
+  job.AssignFields(&fields_failure);
+  fields_built = true;
 }
 
 // What the import class said of its fields; asked for once.
-ImportClassError ImportJob::Steps::FieldsError() {
-  if (!fields_error_) fields_error_ = ReadImportClassError(session_);
-  return *fields_error_;
+ImportClassError ImportJob::State::FieldsError() {
+  if (!fields_error) fields_error = ReadImportClassError(session);
+  return *fields_error;
 }
 
-std::optional<Finding> ImportJob::Steps::AssignmentFault() {
-  if (session_.AssignmentList == nullptr) return std::nullopt;
-  return FindAssignmentFault(*session_.AssignmentList);
+std::optional<Finding> ImportJob::AssignmentFault() {
+  if (session().AssignmentList == nullptr) return std::nullopt;
+  return FindAssignmentFault(*session().AssignmentList);
 }
 
-void ImportJob::Steps::Prepare() {
+void ImportJob::Prepare() {
   OpenImportClass();
   OpenSource();
-  BuildFields();
+  state_->BuildFields(*this);
   const auto refuse = [](const std::string& reason) {
     return Refuse({"Common", "ImportClass"}, "Die Felder des Ziels konnten nicht gelesen werden. " + reason);
   };
-  if (!fields_failure_.empty()) throw refuse(fields_failure_);
+  if (!state_->fields_failure.empty()) throw refuse(state_->fields_failure);
   // What the import class delivers all the same is not enough to import by.
-  if (const ImportClassError error = FieldsError(); error.code != 0) {
+  if (const ImportClassError error = state_->FieldsError(); error.code != 0) {
     throw refuse("Fehler " + std::to_string(error.code) + ": " + error.description);
   }
   if (const std::optional<Finding> fault = AssignmentFault()) throw ImportRefused(*fault);
-  if (const std::optional<Finding> left_out = FindLeftOutAssignment(session_)) {
+  if (const std::optional<Finding> left_out = FindLeftOutAssignment(session())) {
     throw ImportRefused(Findings(*left_out));
   }
 }
 
-SourceEnd ImportJob::Steps::Preview(std::int64_t most, const PreviewSink& show) {
+SourceEnd ImportJob::Preview(std::int64_t most, const PreviewSink& show) {
   OpenSource();
-  SourceReader reader(session_);
+  SourceReader reader(session());
   reader.OpenSourceRecordset();
   RecordsetPtr source = reader.SourceMoveFirst();
   for (std::int64_t record = 1; record <= most && !reader.SourceEOF() && !reader.end().error; ++record) {
@@ -299,7 +306,7 @@ SourceEnd ImportJob::Steps::Preview(std::int64_t most, const PreviewSink& show) 
     for (std::size_t column = 0; column < values.size(); ++column) {
       Trap([&] { values[column] = source->TextAt(column); },
            [&](const RuntimeError& error) {
-             unreadable.Add(UnreadableValue(session_, *source, record, column, error));
+             unreadable.Add(UnreadableValue(session(), *source, record, column, error));
            });
     }
     show(values, unreadable);
@@ -309,8 +316,19 @@ SourceEnd ImportJob::Steps::Preview(std::int64_t most, const PreviewSink& show) 
   return reader.end();
 }
 
-RecordsetPtr ImportJob::Steps::OpenPreview(std::int64_t& count) {
-  SourceReader reader(session_);
+SourceOpening ImportJob::BeginConnect(const SourceKind& kind, const SourceInputs& inputs,
+                                      const ListLoadedFlags& loaded) {
+  return kestrel::BeginConnect(session(), kind, inputs, loaded);
+}
+
+ConnectResult ImportJob::FinishConnect(const SourceKind& kind, OpenedSource opened, ListLoadedFlags& loaded) {
+  return kestrel::FinishConnect(session(), kind, std::move(opened), loaded);
+}
+
+std::vector<std::string> ImportJob::SourceColumns() { return SourceColumnNames(session()); }
+
+RecordsetPtr ImportJob::OpenPreview(std::int64_t& count) {
+  SourceReader reader(session());
   reader.OpenSourceRecordset();
   RecordsetPtr records = reader.SourceMoveFirst();
   count = reader.SourceRecordCount();
@@ -320,137 +338,90 @@ RecordsetPtr ImportJob::Steps::OpenPreview(std::int64_t& count) {
 
 // --- Running ------------------------------------------------------------------------------------
 
-const RunResult& ImportJob::Steps::Run(RunView& view, RunMode mode) {
-  RequireIdle();
+const RunResult& ImportJob::Run(RunView& view, RunMode mode) {
+  state_->RequireIdle();
   Findings findings = Check(CheckDepth::kColumns, std::nullopt);
   if (findings.errors() > 0) throw ImportRefused(std::move(findings));
   return RunDespiteFindings(view, mode);
 }
 
-const RunResult& ImportJob::Steps::Run(RunMode mode) {
-  UnwatchedRun view(tell_);
+const RunResult& ImportJob::Run(RunMode mode) {
+  UnwatchedRun view(state_->tell);
   return Run(view, mode);
 }
 
-const RunResult& ImportJob::Steps::RunDespiteFindings(RunView& view, RunMode mode) {
-  RequireIdle();
+const RunResult& ImportJob::RunDespiteFindings(RunView& view, RunMode mode) {
+  state_->RequireIdle();
   Prepare();
-  TellColumnDrift();
-  if (!settings_.rejects_file.empty()) Rejects::RequirePlace(settings_.rejects_file, session_);
-  ProtectSource(mode);
-  session_.TestMode = mode == RunMode::kTest;
+  state_->TellColumnDrift(*this);
+  if (!settings().rejects_file.empty()) Rejects::RequirePlace(settings().rejects_file, session());
+  state_->ProtectSource(mode);
+  session().TestMode = mode == RunMode::kTest;
   return RunAssigned(view);
 }
 
-void ImportJob::Steps::TellColumnDrift() {
-  Findings drift = ColumnDrift();
+void ImportJob::State::TellColumnDrift(ImportJob& job) {
+  Findings drift = job.ColumnDrift();
   for (const Finding& finding : drift) {
     if (finding.severity != Severity::kError) Tell(finding.Message());
   }
   if (drift.errors() > 0) throw ImportRefused(std::move(drift));
   Findings missing;
-  CheckAssignedColumns(session_, missing);
+  CheckAssignedColumns(session, missing);
   for (const Finding& finding : missing) Tell("Feld \"" + finding.place.field + "\": " + finding.Message());
   if (missing.errors() > 0) KeepSource("da ihr zugeordnete Spalten fehlen");
 }
 
-void ImportJob::Steps::ProtectSource(RunMode mode) {
-  if (mode == RunMode::kTest) session_.SaveFile = session_.DeleteFile = false;
-  if (!IsOn(session_, &Session::SaveFile) || session_.SavePath.empty()) return;
-  if (!IsMissingFolder(session_.SavePath)) return;
+void ImportJob::State::ProtectSource(RunMode mode) {
+  if (mode == RunMode::kTest) session.SaveFile = session.DeleteFile = false;
+  if (!IsOn(session, &Session::SaveFile) || session.SavePath.empty()) return;
+  if (!IsMissingFolder(session.SavePath)) return;
   KeepSource("da sie nicht gesichert werden kann");
 }
 
-void ImportJob::Steps::KeepSource(const char* why) {
-  if (!IsOn(session_, &Session::DeleteFile)) return;
-  session_.DeleteFile = false;
-  Tell("Die Quelldatei ''" + session_.*KindOf(session_)->location + "'' wird nicht gelöscht, " + why + ".");
+void ImportJob::State::KeepSource(const char* why) {
+  if (!IsOn(session, &Session::DeleteFile)) return;
+  session.DeleteFile = false;
+  Tell("Die Quelldatei ''" + session.*KindOf(session)->location + "'' wird nicht gelöscht, " + why + ".");
 }
 
-const RunResult& ImportJob::Steps::RunAssigned(RunView& view) {
-  RequireIdle();
-  rejects_.reset();
-  ImportRun run(Import(), view, settings_);
-  if (stop_requested_) run.RequestAbort();
+const RunResult& ImportJob::RunAssigned(RunView& view) {
+  state_->RequireIdle();
+  state_->rejects.reset();
+  ImportRun run(state_->Import(), view, settings());
+  if (state_->stop_requested) run.RequestAbort();
   {
     // A user interface that raises while it shows an error ends the run; the job can be cancelled all the same.
-    const UnderWay under_way(run_, run);
+    const UnderWay under_way(state_->run, run);
     run.Activate();
   }
-  result_ = run.result();
-  rejects_ = run.TakeRejects();
+  state_->result = run.result();
+  state_->rejects = run.TakeRejects();
   // The run has deleted the working copy.
-  working_copy_lock_.Release();
-  BeginAnew();
-  return result_;
+  state_->working_copy_lock.Release();
+  state_->BeginAnew();
+  return state_->result;
 }
 
-void ImportJob::Steps::RequestStop() {
-  stop_requested_ = true;
-  if (run_ != nullptr) run_->RequestAbort();
+void ImportJob::RequestStop() {
+  state_->stop_requested = true;
+  if (state_->run != nullptr) state_->run->RequestAbort();
 }
 
-void ImportJob::Steps::SaveRejects(const std::string& path) const {
-  if (rejects_ == nullptr) {
+void ImportJob::SaveRejects(const std::string& path) const {
+  if (state_->rejects == nullptr) {
     throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
                        "Der Import hat keine abgelehnten Datensätze behalten.");
   }
-  rejects_->WriteTo(path);
+  state_->rejects->WriteTo(path);
 }
 
-const RunResult& ImportJob::Steps::result() const { return run_ == nullptr ? result_ : run_->result(); }
-
-void ImportJob::Steps::Tell(std::string_view text) const {
-  if (tell_) tell_(text);
+const RunResult& ImportJob::result() const {
+  return state_->run == nullptr ? state_->result : state_->run->result();
 }
 
-// --- The job --------------------------------------------------------------------------------------
-
-ImportJob::ImportJob(const Platform& platform) : steps_(std::make_unique<Steps>(platform)) {}
-ImportJob::ImportJob(Session& session) : steps_(std::make_unique<Steps>(session)) {}
-ImportJob::~ImportJob() = default;
-
-RunSettings& ImportJob::settings() { return steps_->settings(); }
-Session& ImportJob::session() { return steps_->session(); }
-void ImportJob::Open(const ImportOrder& order) { steps_->Open(order); }
-Findings ImportJob::Check(CheckDepth depth, const std::optional<Finding>& no_host) {
-  return steps_->Check(depth, no_host);
+void ImportJob::State::Tell(std::string_view text) const {
+  if (tell) tell(text);
 }
-Findings ImportJob::ColumnDrift() { return steps_->ColumnDrift(); }
-void ImportJob::TakeOverColumns(const Findings& drift) { steps_->TakeOverColumns(drift); }
-
-DataProfile ImportJob::CheckData(const std::optional<Finding>& no_host) { return steps_->CheckData(no_host); }
-SourceEnd ImportJob::Preview(std::int64_t most, const PreviewSink& show) { return steps_->Preview(most, show); }
-void ImportJob::Prepare() { steps_->Prepare(); }
-const RunResult& ImportJob::Run(RunView& view, RunMode mode) { return steps_->Run(view, mode); }
-const RunResult& ImportJob::Run(RunMode mode) { return steps_->Run(mode); }
-const RunResult& ImportJob::RunDespiteFindings(RunView& view, RunMode mode) {
-  return steps_->RunDespiteFindings(view, mode);
-}
-
-void ImportJob::Choose(const std::string& path) { steps_->Choose(path); }
-void ImportJob::OpenImportClass() { steps_->OpenImportClass(); }
-bool ImportJob::OpenImportClass(std::optional<RuntimeError>* failure) {
-  return steps_->OpenImportClass(failure);
-}
-SourceOpening ImportJob::BeginConnect(const SourceKind& kind, const SourceInputs& inputs,
-                                      const ListLoadedFlags& loaded) {
-  return steps_->BeginConnect(kind, inputs, loaded);
-}
-ConnectResult ImportJob::FinishConnect(const SourceKind& kind, OpenedSource opened, ListLoadedFlags& loaded) {
-  return steps_->FinishConnect(kind, std::move(opened), loaded);
-}
-std::vector<std::string> ImportJob::SourceColumns() { return steps_->SourceColumns(); }
-RecordsetPtr ImportJob::OpenPreview(std::int64_t& count) { return steps_->OpenPreview(count); }
-void ImportJob::OpenSource() { steps_->OpenSource(); }
-void ImportJob::SaveSchema(bool Commit) { steps_->SaveSchema(Commit); }
-std::vector<bool> ImportJob::AssignFields(std::string* failure) { return steps_->AssignFields(failure); }
-std::optional<Finding> ImportJob::AssignmentFault() { return steps_->AssignmentFault(); }
-const RunResult& ImportJob::RunAssigned(RunView& view) { return steps_->RunAssigned(view); }
-
-void ImportJob::RequestStop() { steps_->RequestStop(); }
-const RunResult& ImportJob::result() const { return steps_->result(); }
-void ImportJob::SaveRejects(const std::string& path) const { steps_->SaveRejects(path); }
-void ImportJob::Cancel() { steps_->Cancel(); }
 
 }  // namespace kestrel
