@@ -91,7 +91,7 @@ void TabReachesChosen(std::initializer_list<QRadioButton*> group);
 KESTREL_INTERNAL void SetTabOrder(std::initializer_list<QWidget*> controls);
 
 // Connecting and opening can take a while; while one lives, the pointer says so.
-class WaitCursor {
+class KESTREL_INTERNAL WaitCursor {
  public:
   WaitCursor();
   WaitCursor(const WaitCursor&) = delete;
