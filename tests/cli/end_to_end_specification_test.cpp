@@ -107,5 +107,10 @@ TEST_F(EndToEnd, TheNextStartSweepsTheScratchFoldersOfEndedProgramsAndNoOthers) 
   EXPECT_TRUE(FolderExists(other));
 }
 
+// Two programs that start at once: one sweeps the folder that the other has just made, which then makes another.
+TEST_F(EndToEnd, AScratchFolderThatIsSweptBeforeItIsLockedCannotBeLockedAndIsNoError) {
+  EXPECT_FALSE(FileLock::AcquireFolder(folder_.File("kestrel-import-scratch-aBcD03")).has_value());
+}
+
 }  // namespace
 }  // namespace kestrel

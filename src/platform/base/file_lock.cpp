@@ -47,6 +47,7 @@ std::optional<FileLock> FileLock::AcquireAbandoned(const std::string& path) {
 
 std::optional<FileLock> FileLock::AcquireFolder(const std::string& path) {
   FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW));
+  if (!folder.IsOpen() && errno == ENOENT) return std::nullopt;
   if (!folder.IsOpen()) throw ErrorFromErrno(errno, path);
   struct stat status {};
   if (IsHeldByAnother(folder) || ::fstat(folder.get(), &status) != 0 || !IsStillThere(path, status)) {
