@@ -1,7 +1,9 @@
 #include "cli/german_usage.h"
 
 #include <cstdint>
+#include <memory>
 #include <string_view>
+#include <utility>
 
 #include "platform/base/number.h"
 
@@ -34,9 +36,20 @@ std::string Explain(const CLI::Error& error) {
   return text;
 }
 
+// Headings of groups of options have no label.
+class Formatter final : public CLI::Formatter {
+ public:
+  std::string make_group(std::string group, bool is_positional,
+                         std::vector<const CLI::Option*> options) const override {
+    return CLI::Formatter::make_group(group == "Options" ? get_label(group) : group, is_positional,
+                                      std::move(options));
+  }
+};
+
 }  // namespace
 
 void SpeakGerman(CLI::App& app) {
+  app.formatter(std::make_shared<Formatter>());
   app.get_formatter()->label("OPTIONS", "OPTIONEN");
   app.get_formatter()->label("SUBCOMMAND", "BEFEHL");
   app.get_formatter()->label("Options", "Optionen");
@@ -44,6 +57,9 @@ void SpeakGerman(CLI::App& app) {
   app.get_formatter()->label("Subcommands", "Befehle");
   app.get_formatter()->label("Usage", "Aufruf");
   app.get_formatter()->label("REQUIRED", "NÖTIG");
+  app.get_formatter()->label("Excludes", "nicht mit");
+  // Commands inherit it.
+  app.group("Befehle");
   app.set_help_flag("-h,--help", "Diese Hilfe");
   app.failure_message([](const CLI::App*, const CLI::Error& error) {
     return "kestrel-import: " + Explain(error) + "\nAlle Befehle und Angaben zeigt 'kestrel-import --help'.\n";

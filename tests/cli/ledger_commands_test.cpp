@@ -115,6 +115,14 @@ TEST_F(LedgerCommands, WrongUseIsStatus2) {
   EXPECT_THAT(both.err, HasSubstr("LAUF und --last sind zusammen nicht möglich."));
 }
 
+TEST_F(LedgerCommands, TheirHelpIsGermanThroughout) {
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"--help"}, {"runs", "--help"}, {"undo", "--help"}}) {
+    EXPECT_THAT(Run(command).out, AllOf(HasSubstr("\nOptionen:\n"), Not(HasSubstr("Options")),
+                                        Not(HasSubstr("Subcommands")), Not(HasSubstr("Excludes"))));
+  }
+}
+
 TEST_F(LedgerCommands, ADatabaseWithoutALedgerSaysSo) {
   const std::string file = folder_.File("andere.db");
   OpenConnection(file)->Execute("CREATE TABLE Kunden (Nr INTEGER)");
