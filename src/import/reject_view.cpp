@@ -83,7 +83,7 @@ std::int32_t RejectView::Close(SourceReader& source, std::int32_t next, std::str
   }
   if (unnamed_ > 0) {
     view_.Tell(Counted(unnamed_, "verlorenen Datensatz", "verlorene Datensätze") +
-               " hat das Importziel nicht genannt; unter den abgelehnten fehlen sie.");
+               " hat das Importziel nicht genannt; die Datei der abgelehnten ist um so viel zu kurz.");
   }
   return first_missing;
 }

@@ -198,6 +198,28 @@ TEST_F(RejectsTest, RecordsLostLateAreAmongThem) {
   EXPECT_EQ(RunFor(), "Name;Grund;Datensatz\r\nB;7: Gruppe weg;2\r\nC;7: Gruppe weg;3\r\n");
 }
 
+TEST_F(RejectsTest, ALateLossOfAClassThatNamesRecordsNeverLacksOne) {
+  UseNames({"A", "B"});
+  bool told = false;
+  import_class->Method("NextLateError", [&](std::span<Argument>) { return Value(!std::exchange(told, true)); });
+  import_class->Get("ErrorCode", [&](std::span<Argument>) { return Value(told ? 7 : 0); });
+  import_class->Get("ErrorDescription", Value("weg"));
+  for (const char* member : {"ErrorFirstRecord", "ErrorLastRecord"}) import_class->Get(member, Value(0));
+  EXPECT_EQ(RunFor(), "Name;Grund;Datensatz\r\nB;7: weg;2\r\n") << "0 is the one handed over last";
+  EXPECT_THAT(view.told, IsEmpty());
+}
+
+TEST_F(RejectsTest, ALossThatNobodyNamesIsToldByNumber) {
+  UseNames({"A", "B"});
+  bool told = false;
+  import_class->Method("NextLateError", [&](std::span<Argument>) { return Value(!std::exchange(told, true)); });
+  import_class->Get("ErrorCode", [&](std::span<Argument>) { return Value(told ? 7 : 0); });
+  import_class->Get("ErrorDescription", Value("weg"));
+  EXPECT_EQ(RunFor(), "Name;Grund;Datensatz\r\n");
+  EXPECT_THAT(view.told, ElementsAre("1 verlorenen Datensatz hat das Importziel nicht genannt; die Datei der "
+                                     "abgelehnten ist um so viel zu kurz."));
+}
+
 TEST_F(RejectsTest, RecordsThatAStoppedRunDidNotReachAreAmongThem) {
   UseNames({"A", "B", "C", "D"});
   import_class->Get("ErrorDescription", Value("weg"));
