@@ -26,8 +26,8 @@
 #include <string_view>
 #include <utility>
 
-#include "kestrel/absent_values.h"
 #include "kestrel/connection.h"
+#include "platform/data/absent_values.h"
 #include "storage/grouped_writes.h"
 #include "storage/value_filter.h"
 

@@ -18,8 +18,8 @@
 #include <optional>
 #include <vector>
 
-#include "kestrel/pipeline.h"
 #include "kestrel/runtime_error.h"
+#include "platform/data/pipeline.h"
 #include "storage/address_index.h"
 #include "storage/grouped_writes.h"
 #include "storage/late_errors.h"

@@ -5,9 +5,9 @@
 
 #include "duplicates/duplicate_check.h"
 #include "duplicates/trap_in_function.h"
-#include "kestrel/absent_values.h"
 #include "kestrel/connection.h"
 #include "platform/base/text.h"
+#include "platform/data/absent_values.h"
 
 namespace kestrel {
 

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "duplicates/duplicate_fixture.h"
-#include "kestrel/absent_values.h"
+#include "platform/data/absent_values.h"
 
 namespace kestrel {
 namespace {

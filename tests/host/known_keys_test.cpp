@@ -4,8 +4,8 @@
 #include <random>
 
 #include "host/host_fixture.h"
-#include "kestrel/absent_values.h"
 #include "kestrel/transaction.h"
+#include "platform/data/absent_values.h"
 #include "storage/address_index.h"
 
 namespace kestrel {

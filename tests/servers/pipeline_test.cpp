@@ -1,7 +1,7 @@
 // Statements sent to PostgreSQL without waiting for their answers.
 #include <gmock/gmock.h>
 
-#include "kestrel/pipeline.h"
+#include "platform/data/pipeline.h"
 #include "servers/postgres_fixture.h"
 #include "support/expect_error.h"
 

@@ -6,7 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "kestrel/pipeline.h"
+#include "platform/data/pipeline.h"
 #include "servers/postgres_fixture.h"
 #include "support/expect_error.h"
 #include "support/noting_member.h"

@@ -22,7 +22,7 @@ class Connection;
 // A column and the text that is looked for in it.
 using SoughtValue = std::pair<std::string_view, std::string_view>;
 
-class KESTREL_EXPORT AbsentValues final : public Attachment {
+class KESTREL_INTERNAL AbsentValues final : public Attachment {
  public:
   // Whether it is certain that no row has one of these values in its column. Raises nothing.
   using Knows = std::function<bool(std::span<const SoughtValue>)>;

@@ -8,7 +8,7 @@
 namespace kestrel {
 
 // Who sends statements through a pipeline. Called under the connection's CallMutex, from whatever call found out.
-class KESTREL_EXPORT PipelineSender {
+class KESTREL_INTERNAL PipelineSender {
  public:
   PipelineSender() = default;
   PipelineSender(const PipelineSender&) = delete;
@@ -21,7 +21,7 @@ class KESTREL_EXPORT PipelineSender {
   virtual void RetryPipeline() = 0;
 };
 
-class KESTREL_EXPORT Pipeline {
+class KESTREL_INTERNAL Pipeline {
  public:
   Pipeline() = default;
   Pipeline(const Pipeline&) = delete;

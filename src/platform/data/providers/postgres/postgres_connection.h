@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "kestrel/connection.h"
-#include "kestrel/pipeline.h"
 #include "platform/data/literal_template.h"
+#include "platform/data/pipeline.h"
 #include "platform/data/providers/postgres/session.h"
 
 namespace kestrel::postgres {

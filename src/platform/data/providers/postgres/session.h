@@ -29,8 +29,8 @@
 #include <utility>
 #include <vector>
 
-#include "kestrel/pipeline.h"
 #include "kestrel/waits.h"
+#include "platform/data/pipeline.h"
 #include "platform/data/providers/postgres/parameter_values.h"
 
 struct pg_conn;

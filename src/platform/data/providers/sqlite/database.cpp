@@ -5,8 +5,8 @@
 #include <thread>
 #include <utility>
 
-#include "kestrel/absent_values.h"
 #include "kestrel/runtime_error.h"
+#include "platform/data/absent_values.h"
 #include "platform/data/providers/sqlite/error_texts.h"
 
 namespace kestrel::sqlite {

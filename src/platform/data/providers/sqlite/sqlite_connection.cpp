@@ -6,8 +6,8 @@
 #include <optional>
 #include <utility>
 
-#include "kestrel/absent_values.h"
 #include "platform/base/text.h"
+#include "platform/data/absent_values.h"
 #include "platform/data/providers/sqlite/sqlite_provider.h"
 #include "platform/data/providers/sqlite/sqlite_recordset.h"
 #include "platform/data/providers/sqlite/sqlite_statement.h"
