@@ -19,6 +19,18 @@ std::shared_ptr<MemoryRecordset> EmptyRows(std::initializer_list<MemoryRecordset
   return rows;
 }
 
+// Named as in the table, also where the database makes small letters of names. A run that has not told its end leaves
+// open how many errors there were, and what was cut.
+constexpr std::string_view kSelectRuns =
+    "SELECT LaufNr AS \"LaufNr\", Zustand AS \"Zustand\", ProgID AS \"ProgID\", Tabelle AS \"Tabelle\", "
+    "Spalten AS \"Spalten\", Spezifikation AS \"Spezifikation\", Pruefsumme AS \"Pruefsumme\", "
+    "Quelle AS \"Quelle\", Quellgroesse AS \"Quellgroesse\", Quellzeit AS \"Quellzeit\", "
+    "Benutzer AS \"Benutzer\", Beginn AS \"Beginn\", Ende AS \"Ende\", Gelesen AS \"Gelesen\", "
+    "Neu AS \"Neu\", Aktualisiert AS \"Aktualisiert\", Zurueckgehalten AS \"Zurueckgehalten\", "
+    "Abgewiesen AS \"Abgewiesen\", CASE WHEN Ende IS NOT NULL THEN Fehler END AS \"Fehler\", "
+    "CASE WHEN Ende IS NOT NULL THEN Gekuerzt END AS \"Gekuerzt\", GekuerzteFelder AS \"GekuerzteFelder\" "
+    "FROM Importlauf ORDER BY LaufNr";
+
 }  // namespace
 
 void LedgerComponent::Bind(Members& members) {
@@ -43,13 +55,10 @@ void LedgerComponent::SetConnection(const ObjectPtr& connection) {
   connection_ = connection;
 }
 
-ObjectPtr LedgerComponent::Runs() {
-  return RequireConnection(connection_).OpenRecordset("SELECT * FROM Importlauf ORDER BY LaufNr");
-}
+ObjectPtr LedgerComponent::Runs() { return RequireConnection(connection_).OpenRecordset(kSelectRuns); }
 
 ObjectPtr LedgerComponent::LastRuns(std::int64_t most) {
-  const auto select =
-      RequireConnection(connection_).Prepare("SELECT * FROM Importlauf ORDER BY LaufNr DESC LIMIT ?");
+  const auto select = RequireConnection(connection_).Prepare(std::string(kSelectRuns) + " DESC LIMIT ?");
   select->BindInteger(0, most + 1);
   return select->Open();
 }

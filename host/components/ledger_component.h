@@ -17,7 +17,8 @@ class LedgerComponent final : public BoundObject<LedgerComponent> {
  private:
   // Error 91 or 438 where the object is no connection, 3000 where its database has no ledger.
   void SetConnection(const ObjectPtr& connection);
-  // The runs, the first one first, each with all its columns of Importlauf: see schema/host_schema.cpp.
+  // The runs, the first one first, each with all its columns of Importlauf (see schema/host_schema.cpp);
+  // Fehler and Gekuerzt are null where it has not told its end.
   ObjectPtr Runs();
   // The last ones, the last one first; one more than `most` where there are more.
   ObjectPtr LastRuns(std::int64_t most);

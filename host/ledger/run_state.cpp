@@ -8,6 +8,7 @@
 #include "kestrel/clock.h"
 #include "kestrel/transaction.h"
 #include "ledger/run_lock.h"
+#include "platform/base/counted.h"
 #include "schema/host_schema.h"
 
 namespace kestrel::host {
@@ -65,9 +66,9 @@ std::string MarkBrokenOff(Connection& connection, const OpenRun& run) {
     told = "Der Importlauf " + number + " vom " + run.begin +
            " wurde abgebrochen, ohne dass er sein Ende melden " + "konnte. Gespeichert sind " +
            std::to_string(counts[std::string(kNew)]) + " neue und " +
-           std::to_string(counts[std::string(kUpdated)]) + " geänderte Adressen. Die Seite Importläufe oder " +
-           "'kestrel-import runs " + number + "' zeigt sie, 'kestrel-import undo " + number +
-           "' nimmt sie zurück.";
+           Counted(counts[std::string(kUpdated)], "geänderte Adresse", "geänderte Adressen") +
+           ". Die Seite Importläufe oder " + "'kestrel-import runs " + number +
+           "' zeigt sie, 'kestrel-import undo " + number + "' nimmt sie zurück.";
   });
   return told;
 }

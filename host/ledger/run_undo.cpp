@@ -156,8 +156,12 @@ void RunUndo::UndoRow(std::int64_t row, bool is_new, std::string_view text) {
 }
 
 bool RunUndo::UndoNew(const Entry& entry, LedgerBlockWriter& rest) {
-  // One that has gone is as gone as it is to be.
-  if (numbers_of_later_runs_.contains(entry.number) || !row_->Read(entry.number)) return false;
+  if (numbers_of_later_runs_.contains(entry.number)) return false;
+  // One that has gone is as gone as it is to be. Who deleted it may have left its keys, which would hold back others.
+  if (!row_->Read(entry.number)) {
+    if (index_) index_->Remove(entry.number);
+    return false;
+  }
   LedgerBlockReader reader(entry.content);
   RecordValues imported;
   bool is_changed = false;

@@ -195,8 +195,11 @@ int UndoCommand(Workspace& workspace, const UndoOptions& options) {
         .End();
   } else {
     if (is_any_left) WriteRows(workspace, *left, kLeftColumns);
-    workspace.err() << (options.dry_run ? "Es würden " : "")
-                    << Counted(number("Removed"), "Adresse", "Adressen") << " gelöscht, "
+    const std::int64_t removed = number("Removed");
+    workspace.err() << (!options.dry_run ? ""
+                        : removed == 1   ? "Es würde "
+                                         : "Es würden ")
+                    << Counted(removed, "Adresse", "Adressen") << " gelöscht, "
                     << Counted(number("Restored"), "Adresse", "Adressen") << " wiederhergestellt, "
                     << Counted(left_count, "Änderung", "Änderungen") << " seit dem Import stehen gelassen."
                     << (is_any_left ? " Auch sie nimmt --force zurück." : "") << std::endl;

@@ -1,8 +1,11 @@
+#include <algorithm>
+#include <cctype>
 #include <ostream>
 
 #include "cli/progress_line.h"
 #include "import/run_texts.h"
 #include "platform/base/counted.h"
+#include "platform/base/text.h"
 
 namespace kestrel::cli {
 
@@ -102,6 +105,16 @@ void WriteResult(Workspace& workspace, const RunResult& result, bool test) {
              std::to_string(figures.updated()), std::to_string(figures.cut_values())});
 }
 
+// A word of a command as a shell takes it.
+std::string ShellWord(std::string_view word) {
+  constexpr std::string_view kPlain = "-./_,+:@%=";
+  const auto is_plain = [&](unsigned char c) {
+    return std::isalnum(c) != 0 || c >= 0x80 || kPlain.find(static_cast<char>(c)) != std::string_view::npos;
+  };
+  if (!word.empty() && std::all_of(word.begin(), word.end(), is_plain)) return std::string(word);
+  return "'" + ReplaceAll(word, "'", "'\\''") + "'";
+}
+
 // What a person does next. The figures in words stand beside a table for people only.
 void TellRest(Workspace& workspace, const RunResult& result, const RunOptions& options) {
   std::ostream& err = workspace.err();
@@ -115,11 +128,13 @@ void TellRest(Workspace& workspace, const RunResult& result, const RunOptions& o
         << " in ''" << file << "''.";
     if (result.rejects > 0) {
       err << " Nach der Abhilfe importiert " << (result.rejects == 1 ? "ihn" : "sie") << ": run "
-          << options.spec << " --file " << file;
+          << ShellWord(options.spec) << " --file " << ShellWord(file);
     }
     err << std::endl;
   } else if (result.next_record > 0) {
-    err << "Fortsetzen mit: run " << options.spec << " --from " << result.next_record << std::endl;
+    err << "Fortsetzen mit: run " << ShellWord(options.spec);
+    if (!options.source_file.empty()) err << " --file " << ShellWord(options.source_file);
+    err << " --from " << result.next_record << std::endl;
   }
 }
 

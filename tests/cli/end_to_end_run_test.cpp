@@ -79,6 +79,17 @@ TEST_F(RunOptionsTest, AnImportThatItsErrorsStoppedSaysWithWhichRecordToGoOnAndD
   EXPECT_EQ(Query("SELECT Bez1 FROM Kunden ORDER BY KundenNummer"), "A\nB\nC\nD\nE\n");
 }
 
+TEST_F(RunOptionsTest, TheCommandToGoOnWithNamesTheSourceThatWasReadAsAShellTakesIt) {
+  WriteNames("Nr;Name\r\n7;Andere\r\n");
+  const std::string other = folder_.Write("andere Namen.txt", "Nr;Name\r\n1;A\r\n1;B\r\n3;C\r\n");
+  const ProgramResult stopped = Run({"run", "Namen", "--file", other, "--max-errors", "1"});
+  EXPECT_THAT(stopped.err, HasSubstr("Fortsetzen mit: run Namen --file '" + other + "' --from 2\n"));
+  const std::string rejects = folder_.File("rest 1.csv");
+  const ProgramResult kept =
+      Run({"run", "Namen", "--file", other, "--from", "2", "--max-errors", "1", "--rejects", rejects});
+  EXPECT_THAT(kept.err, HasSubstr(": run Namen --file '" + rejects + "'\n"));
+}
+
 TEST_F(RunOptionsTest, AHostThatRefusesEveryRecordIsToldOnceAndStopsTheRun) {
   std::string lines = "Nr;Name\r\n";
   for (int i = 1; i <= 1000; ++i) lines += std::to_string(i) + ";A\r\n";

@@ -214,6 +214,37 @@ TEST_F(RunLedger, LetsTwoRunsGoOnSideBySide) {
   EXPECT_THAT(States(), ElementsAre("1|fertig", "2|fertig"));
 }
 
+TEST_F(RunLedger, ShowsTheRunsByTheNamesOfItsColumnsOnEveryDatabase) {
+  ImportAll({{{"Bez1", "A"}}, {{"Bez1", "B"}}});
+  const ObjectPtr ledger = components.CreateObject("kestrelhost.RunLedger");
+  SetProperty(ledger, "Connection", connection);
+  for (const ObjectPtr& runs :
+       {CallMethod(ledger, "Runs").ToObject(), CallMethod(ledger, "LastRuns", 5).ToObject()}) {
+    const RecordsetPtr row = ToRecordset(runs);
+    ASSERT_FALSE(row->IsEof());
+    EXPECT_EQ(row->TextAt(row->RequireColumn("LaufNr")), "1");
+    EXPECT_EQ(row->TextAt(row->RequireColumn("Zustand")), "fertig");
+    EXPECT_EQ(row->TextAt(row->RequireColumn("Neu")), "2");
+    EXPECT_EQ(row->TextAt(row->RequireColumn("Fehler")), "0");
+    EXPECT_EQ(row->TextAt(row->RequireColumn("Quellgroesse")), "42");
+    EXPECT_TRUE(row->IsNull(row->RequireColumn("GekuerzteFelder")));
+  }
+}
+
+TEST_F(RunLedger, LeavesOpenHowManyErrorsThereWereWhereTheRunHasNotToldItsEnd) {
+  {
+    const ObjectPtr importer = Importer();
+    Start(importer);
+    ImportMany(importer, 3);
+  }
+  const ObjectPtr ledger = components.CreateObject("kestrelhost.RunLedger");
+  SetProperty(ledger, "Connection", connection);
+  const RecordsetPtr run = ToRecordset(CallMethod(ledger, "Runs"));
+  EXPECT_EQ(run->TextAt(run->RequireColumn("Neu")), "3");
+  EXPECT_TRUE(run->IsNull(run->RequireColumn("Fehler")));
+  EXPECT_TRUE(run->IsNull(run->RequireColumn("Gekuerzt")));
+}
+
 TEST_F(RunLedger, MarksARunAsBrokenOffWhoseImporterGoesBeforeItsEnd) {
   {
     const ObjectPtr importer = Importer();

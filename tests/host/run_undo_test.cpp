@@ -153,6 +153,14 @@ TEST_F(RunUndo, TellsOfAnAddressThatWasDeletedSince) {
   EXPECT_THAT(Undo(1), IsEmpty());
 }
 
+TEST_F(RunUndo, TakesAwayTheKeysThatAnAddressDeletedSinceHasLeft) {
+  const std::vector<std::string> before = Content();
+  ImportAll({{{"KundenNummer", "7"}, {"Bez1", "Alt"}, {"PLZ", "50667"}, {"Ort", "Köln"}}});
+  connection->Execute("DELETE FROM Kunden");
+  EXPECT_THAT(Undo(1), IsEmpty());
+  EXPECT_EQ(Content(), before);
+}
+
 TEST_F(RunUndo, GoesOnWhereAnotherOneEnded) {
   const std::vector<std::string> before = Content();
   const ObjectPtr importer = Importer();
