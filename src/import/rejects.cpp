@@ -5,9 +5,12 @@
 #include <system_error>
 
 #include "mapping/field_assignment.h"
+#include "platform/base/number.h"
 #include "platform/base/replacement.h"
 #include "platform/base/text.h"
+#include "platform/profile/profile.h"
 #include "sources/source_kind.h"
+#include "sources/text_source.h"
 
 namespace kestrel {
 
@@ -44,6 +47,21 @@ std::vector<std::string> ReplacedColumns(const Session& session) {
   return kOwnColumns;
 }
 
+// The last of the places without a name to which the specification assigns a field.
+std::size_t LastAssignedPlace(const Session& session) {
+  constexpr std::string_view kAssigned = "FIELD:Feld";
+  const std::shared_ptr<const ProfileImage> specification = ProfileStore().Read(session.SpecFile);
+  const ProfileImage::Section* assignments = specification->FindSection("FieldAssignments");
+  std::int64_t last = 0;
+  if (assignments == nullptr) return 0;
+  for (const ProfileImage::Entry& entry : assignments->entries) {
+    if (!entry.value.starts_with(kAssigned)) continue;
+    const auto place = ParseWholeNumber(entry.value.substr(kAssigned.size()));
+    if (place && *place <= static_cast<std::int64_t>(kValueSlots)) last = std::max(last, *place);
+  }
+  return static_cast<std::size_t>(last);
+}
+
 // Tells nothing of its own; a reader of Windows-1252 shows a blank. No text of UTF-8 holds this byte alone.
 constexpr std::string_view kNoUtf8 = "\u00A0";
 
@@ -52,10 +70,13 @@ constexpr std::string_view kNoUtf8 = "\u00A0";
 Rejects::Rejects(const Session& session)
     : source_(session.SourceRecordset),
       layout_(session, ReplacedColumns(session)),
-      forbidden_(FilesInUse(session)) {}
+      forbidden_(FilesInUse(session)) {
+  if (!layout_.has_header()) widest_ = LastAssignedPlace(session);
+}
 
 void Rejects::Keep(std::int32_t record, std::string_view reason) {
   const std::string text = layout_.RecordText(*source_);
+  if (!layout_.has_header()) widest_ = std::max(widest_, layout_.CountValues(text));
   entries_.push_back({record, kept_.size(), text.size(), reason.size()});
   kept_.Append(text);
   kept_.Append(reason);
@@ -81,6 +102,10 @@ void Rejects::Complete() {
   }
 }
 
+std::string Rejects::LineOf(std::string_view text, std::string_view reason, std::int32_t record) const {
+  return layout_.Line(text, {std::string(reason), std::to_string(record)}, widest_);
+}
+
 void Rejects::WriteTo(const std::string& path) const {
   RefuseFilesInUse(path, forbidden_);
   Replacement file(path, std::nullopt);
@@ -91,13 +116,13 @@ void Rejects::WriteTo(const std::string& path) const {
     const std::string kept(kept_.View(entry.offset, entry.text_size + entry.reason_size));
     const std::string_view text = std::string_view(kept).substr(0, entry.text_size);
     std::string reason = kept.substr(entry.text_size);
-    std::string line = layout_.Line(text, {reason, std::to_string(entry.record)});
+    std::string line = LineOf(text, reason, entry.record);
     if (is_utf8) {
       is_utf8 = IsValidUtf8(line);
       has_high = has_high || LengthInCharacters(line) != line.size();
       // A file of Windows-1252 must not be taken for one of UTF-8.
       if (is_utf8 && has_high) {
-        line = layout_.Line(text, {reason.append(kNoUtf8), std::to_string(entry.record)});
+        line = LineOf(text, reason.append(kNoUtf8), entry.record);
         is_utf8 = false;
       }
     }

@@ -3,6 +3,8 @@
 // Invariants
 //  1. entries_ has each record once, with the reason told first.
 //  2. After Complete it holds all it needs: the source may go.
+//  3. Without a header the columns are known by their places only: reason and number stand behind every place that a
+//     record fills or a field is assigned to, so that no field takes them.
 #pragma once
 
 #include <cstdint>
@@ -50,11 +52,13 @@ class Rejects {
     std::string reason;
   };
   void Keep(std::int32_t record, std::string_view reason);
+  std::string LineOf(std::string_view text, std::string_view reason, std::int32_t record) const;
 
   RecordsetPtr source_;
   RecordLayout layout_;
   std::vector<std::string> forbidden_;  // files that must not be replaced
   SpilledBytes kept_;
+  std::size_t widest_ = 0;      // without a header: so many places belong to the source
   std::vector<Entry> entries_;  // ascending by record once complete
   std::vector<Later> later_;
 };

@@ -115,12 +115,21 @@ std::string RecordLayout::RecordText(const Recordset& record) const {
   return line;
 }
 
-std::string RecordLayout::Line(std::string_view record_text,
-                               const std::vector<std::string>& further_values) const {
+std::size_t RecordLayout::CountValues(std::string_view record_text) const {
+  if (!IsOneCharacter(delimiter_)) return 0;
+  const bool is_last_empty = record_text.empty() || record_text.ends_with(delimiter_);
+  return CutValues(record_text).size() + (is_last_empty ? 1 : 0);
+}
+
+std::string RecordLayout::Line(std::string_view record_text, const std::vector<std::string>& further_values,
+                               std::size_t columns) const {
   std::string line;
   // Behind a CR that ends a line, a LF would be taken for its other half.
   if (line_end_ == "\r" && record_text.starts_with('\n')) line += '\n';
   line += record_text;
+  if (columns > 0) {
+    for (std::size_t i = CountValues(record_text); i < columns; ++i) line += delimiter_;
+  }
   for (const std::string& value : further_values) line.append(delimiter_).append(Added(value));
   line += line_end_;
   return Encode(line);

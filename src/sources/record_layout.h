@@ -31,8 +31,14 @@ class RecordLayout {
   std::string Head(const std::vector<std::string>& further_columns) const;
   // The current record, in UTF-8. Raises what reading it raises.
   std::string RecordText(const Recordset& record) const;
-  // The line of a RecordText, as bytes of the file, line end included.
-  std::string Line(std::string_view record_text, const std::vector<std::string>& further_values) const;
+  // How many values a RecordText has.
+  std::size_t CountValues(std::string_view record_text) const;
+  // The line of a RecordText, as bytes of the file, line end included. Where it has fewer values than `columns`, empty
+  // ones stand before the further ones.
+  std::string Line(std::string_view record_text, const std::vector<std::string>& further_values,
+                   std::size_t columns = 0) const;
+
+  bool has_header() const { return has_header_; }
 
   // Whether these are bytes of Windows-1252, which a file's reader takes for such where not all of it is UTF-8.
   bool is_windows_1252() const { return charset_ == Charset::kWindows1252 && !repairs_umlauts_; }

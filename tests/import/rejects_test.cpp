@@ -131,6 +131,24 @@ TEST_F(RejectsTest, WithoutAHeaderThereIsNone) {
   EXPECT_EQ(RunFor(), "C;D;3000: weg;2\r\n");
 }
 
+TEST_F(RejectsTest, WithoutAHeaderReasonAndRecordStandBehindTheWidestLine) {
+  session.ColumnHeadings = false;
+  UseBytes("A;B\r\nC;D;E;\r\nF\r\nG;H;\"I;J\"\r\n");
+  import_class->Get("ErrorDescription", Value("weg"));
+  Refuse({1, 2, 3, 4});
+  EXPECT_EQ(RunFor(), "A;B;;3000: weg;1\r\nC;D;E;3000: weg;2\r\nF;;;3000: weg;3\r\nG;H;\"I;J\";3000: weg;4\r\n");
+}
+
+TEST_F(RejectsTest, WithoutAHeaderReasonAndRecordStandBehindThePlacesThatFieldsAreAssignedTo) {
+  session.ColumnHeadings = false;
+  WriteFileAtomically(session.SpecFile,
+                      "[FieldAssignments]\nBez1=FIELD:Feld01\nBez2=FIELD:Feld04\nBez3=FIELD:Feldweg\n");
+  UseBytes("A;B\r\nC;D\r\n");
+  import_class->Get("ErrorDescription", Value("weg"));
+  Refuse({2});
+  EXPECT_EQ(RunFor(), "C;D;;;3000: weg;2\r\n");
+}
+
 TEST_F(RejectsTest, AnOpenQualifierIsClosedSoThatItSwallowsNothing) {
   UseBytes("Name;Ort\nA;\"B\nC;x\"y\nD;E\n");
   import_class->Get("ErrorDescription", Value("weg"));
