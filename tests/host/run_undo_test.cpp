@@ -218,6 +218,19 @@ TEST_F(RunUndo, LeavesRoomForTheSameImport) {
   EXPECT_EQ(Content(), imported);
 }
 
+TEST_F(RunUndo, IsAskedForByRunsWhoseColumnsHaveTheNamesOfTheLedger) {
+  ImportAll({{{"Bez1", "Eins"}}});
+  ImportAll({{{"Bez1", "Zwei"}}});
+  const ObjectPtr ledger = components.CreateObject("kestrelhost.RunLedger");
+  SetProperty(ledger, "Connection", connection);
+  const RecordsetPtr all = ToRecordset(CallMethod(ledger, "Runs"));
+  EXPECT_EQ(all->TextAt(all->RequireColumn("LaufNr")), "1");
+  EXPECT_EQ(all->TextAt(all->RequireColumn("Zustand")), "fertig");
+  EXPECT_EQ(all->TextAt(all->RequireColumn("GekuerzteFelder")), "");
+  const RecordsetPtr last = ToRecordset(CallMethod(ledger, "LastRuns", 1));
+  EXPECT_EQ(last->TextAt(last->RequireColumn("LaufNr")), "2");
+}
+
 TEST_F(RunUndo, RefusesARunThatThereIsNotOrThatIsStillRunning) {
   EXPECT_ERROR_TEXT(Undo(5), ErrorNumber::kInvalidProcedureCall, HasSubstr("5 ist nicht verzeichnet"));
   const ObjectPtr importer = Importer();
