@@ -211,7 +211,7 @@ void RunUndo::TellChangesOfNew(const Entry& entry, std::string_view fingerprint,
 }
 
 bool RunUndo::UndoUpdate(const Entry& entry, LedgerBlockWriter& rest) {
-  const bool is_there = row_->Read(entry.number);
+  const bool is_there = !numbers_of_later_runs_.contains(entry.number) && row_->Read(entry.number);
   LedgerBlockReader reader(entry.content);
   std::vector<std::pair<std::size_t, StoredValue>> fields;
   while (const auto field = reader.ReadChange()) {

@@ -169,7 +169,7 @@ int UndoCommand(Workspace& workspace, const UndoOptions& options) {
   ProgressLine progress(workspace, options.progress);
   const std::int64_t total = number("UndoTotal");
   bool is_stopped = false;
-  {
+  const auto take_back = [&] {
     const StopSignals::Asking first_signal_asks(workspace.signals());
     while (!is_stopped && CallMethod(ledger, "NextUndo").ToBool()) {
       const std::int64_t done = number("UndoDone");
@@ -178,7 +178,14 @@ int UndoCommand(Workspace& workspace, const UndoOptions& options) {
       progress.Tick();
       is_stopped = workspace.signals().StopRequested();
     }
-  }
+  };
+  // The rest of a run; of a trial nothing stays.
+  const std::string go_on =
+      "'kestrel-import undo " + std::to_string(options.run) + "' setzt die Rücknahme fort.";
+  Trap(take_back, [&](const RuntimeError& error) {
+    progress.End();
+    throw NotUsable(error.Description() + (options.dry_run ? "" : "\nNach der Abhilfe: " + go_on));
+  });
   progress.End();
   const RecordsetPtr left = ToRecordset(CallMethod(ledger, "LeftAlone"));
   const bool is_any_left = !left->IsEof();
@@ -205,7 +212,8 @@ int UndoCommand(Workspace& workspace, const UndoOptions& options) {
                     << (is_any_left ? " Auch sie nimmt --force zurück." : "") << std::endl;
   }
   if (is_stopped) {
-    workspace.err() << "Angehalten. Der nächste Aufruf setzt die Rücknahme fort." << std::endl;
+    workspace.err() << "Angehalten. " << (options.dry_run ? "Die Vorschau ist unvollständig." : go_on)
+                    << std::endl;
     return kStoppedByUser;
   }
   return is_any_left ? kErrorsCounted : kDone;

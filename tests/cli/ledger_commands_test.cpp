@@ -187,6 +187,25 @@ TEST_F(LedgerCommands, ADryRunChangesNothing) {
   EXPECT_EQ(Query("SELECT Zustand FROM Importlauf"), "fertig\n");
 }
 
+TEST_F(LedgerCommands, AnUndoThatFailsSaysHowToGoOnAndDoes) {
+  Import("1;A;Köln\r\n2;B;Köln\r\n");
+  Change("CREATE TRIGGER halt BEFORE DELETE ON Kunden BEGIN SELECT RAISE(ABORT, 'keine Rechte'); END");
+  const ProgramResult failed = Run({"undo", "1"});
+  EXPECT_EQ(failed.status, 4);
+  EXPECT_THAT(failed.err,
+              AllOf(HasSubstr("keine Rechte"),
+                    HasSubstr("Nach der Abhilfe: 'kestrel-import undo 1' setzt die Rücknahme fort.")));
+  EXPECT_THAT(Run({"undo", "1", "--dry-run"}).err, AllOf(HasSubstr("keine Rechte"), Not(HasSubstr("fort."))));
+  Change("DROP TRIGGER halt");
+  EXPECT_EQ(Run({"undo", "1"}).status, 0);
+  EXPECT_EQ(Customers(), "");
+}
+
+TEST_F(LedgerCommands, ADryRunOfOneAddressSpeaksOfOne) {
+  Import("1;A;Köln\r\n");
+  EXPECT_THAT(Run({"undo", "1", "--dry-run"}).err, HasSubstr("Es würde 1 Adresse gelöscht"));
+}
+
 TEST_F(LedgerCommands, ARunIsLeftAloneWhileItsProgramLives) {
   const ConnectionPtr connection = OpenConnection(host() + "/kestrel.db");
   const ObjectPtr importer = RunningImport(connection);
@@ -222,7 +241,7 @@ TEST_F(LedgerCommands, AnUndoThatIsStoppedGoesOnWithTheNextOne) {
   EXPECT_EQ(stopped.status, 5) << stopped.err;
   EXPECT_THAT(stopped.out, HasSubstr("\"complete\":false}"));
   EXPECT_THAT(stopped.err,
-              AllOf(HasSubstr(" von 40000 zurück (10 %)\n"), HasSubstr("Der nächste Aufruf setzt")));
+              AllOf(HasSubstr(" von 40000 zurück (10 %)\n"), HasSubstr("' setzt die Rücknahme fort.")));
   EXPECT_EQ(Query("SELECT Zustand FROM Importlauf"), "in Rücknahme\n");
   EXPECT_THAT(Customers(), Not(IsEmpty()));
   const ProgramResult rest = Run({"undo", "1"});

@@ -145,6 +145,15 @@ TEST_F(RunUndo, LeavesAnAddressToTheLaterRunThatMadeItAgain) {
   EXPECT_THAT(Rows("SELECT KundenNummer FROM Kunden"), IsEmpty());
 }
 
+TEST_F(RunUndo, PutsNothingBackIntoAnAddressThatALaterRunMadeUnderTheNumber) {
+  ImportAll({{{"KundenNummer", "7"}, {"Bez1", "Alt"}, {"Ort", "Köln"}}});
+  ImportAll({{{"KundenNummer", "7"}, {"Bez1", "Alt"}, {"Ort", "Bonn"}}});
+  connection->Execute("DELETE FROM Kunden");
+  ImportAll({{{"KundenNummer", "7"}, {"Bez1", "Alt"}, {"Ort", "Bonn"}}});
+  EXPECT_THAT(Undo(2), ElementsAre("1|7|Ort|Köln|Bonn|(gelöscht)"));
+  EXPECT_THAT(Rows("SELECT Ort FROM Kunden"), ElementsAre("Bonn"));
+}
+
 TEST_F(RunUndo, TellsOfAnAddressThatWasDeletedSince) {
   ImportAll({{{"KundenNummer", "7"}, {"Bez1", "Alt"}}});
   ImportAll({{{"KundenNummer", "7"}, {"Bez1", "Neu"}}});
