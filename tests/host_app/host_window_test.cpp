@@ -49,7 +49,8 @@ TEST_F(HostWindowTest, ShowsTheThreeListsAndTheTwoLogs) {
   auto* tabs = window->findChild<QTabWidget*>("tabs");
   QStringList titles;
   for (int i = 0; i < tabs->count(); ++i) titles << tabs->tabText(i);
-  EXPECT_EQ(titles.join("|"), "Kunden|Interessenten|Lieferanten|Importprotokoll|Dublettenprotokoll|Importläufe");
+  EXPECT_EQ(titles.join("|"),
+            "Kunden|Interessenten|Lieferanten|Importprotokoll|Dublettenprotokoll|Importläufe");
 }
 
 TEST_F(HostWindowTest, ShowsAddressesAsAPersonReadsThem) {

@@ -136,7 +136,8 @@ TEST_F(RejectsTest, WithoutAHeaderReasonAndRecordStandBehindTheWidestLine) {
   UseBytes("A;B\r\nC;D;E;\r\nF\r\nG;H;\"I;J\"\r\n");
   import_class->Get("ErrorDescription", Value("weg"));
   Refuse({1, 2, 3, 4});
-  EXPECT_EQ(RunFor(), "A;B;;3000: weg;1\r\nC;D;E;3000: weg;2\r\nF;;;3000: weg;3\r\nG;H;\"I;J\";3000: weg;4\r\n");
+  EXPECT_EQ(RunFor(),
+            "A;B;;3000: weg;1\r\nC;D;E;3000: weg;2\r\nF;;;3000: weg;3\r\nG;H;\"I;J\";3000: weg;4\r\n");
 }
 
 TEST_F(RejectsTest, WithoutAHeaderReasonAndRecordStandBehindThePlacesThatFieldsAreAssignedTo) {

@@ -203,6 +203,11 @@ def assigned(field, names):
     return 1, ""
 
 
+def lacks_columns(case, names):
+    """Whether a field takes a column that the source does not have: what it meant may stand there by another name."""
+    return any((field.assignment or "").startswith("FIELD:") and assigned(field, names)[0] == 1 for field in case.fields)
+
+
 def assembled(case, names, values):
     """The record's values and the texts of its errors."""
     record = []
@@ -266,5 +271,5 @@ def run(case):
         figures["records"] += 1
     events.append(("AFTER",))
     figures["status"] = 1 if figures["errors"] else 0
-    figures["source"] = not case.delete or case.test or figures["errors"] > 0
+    figures["source"] = not case.delete or case.test or figures["errors"] > 0 or lacks_columns(case, names)
     return events, figures
