@@ -17,7 +17,8 @@ StoredRow::StoredRow(Connection& connection, const Destination& destination)
     columns += is_sqlite ? "+" + field.column : field.column + "::text";
   }
   select_ = connection.Prepare("SELECT " + columns + " FROM " + destination.table + " WHERE " +
-                               destination.fields[destination.number_field].column + " = ?");
+                               destination.fields[destination.number_field].column + " = ?" +
+                               (is_sqlite ? "" : " FOR UPDATE"));
 }
 
 bool StoredRow::Read(std::int64_t number) {

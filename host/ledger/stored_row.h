@@ -21,7 +21,8 @@ class StoredRow {
   // Both outlive this object. Error 3000 where the table does not fit.
   StoredRow(Connection& connection, const Destination& destination);
 
-  // Reads the row with this number; whether there is one. Error 3000.
+  // Reads the row with this number, which nobody else changes then before the transaction at hand ends; whether there
+  // is one. Error 3000.
   bool Read(std::int64_t number);
   // Of the row read last, one a field of the destination; live until the next Read.
   const RecordValues& values() const { return values_; }

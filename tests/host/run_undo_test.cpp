@@ -5,6 +5,8 @@
 #include <random>
 
 #include "host/ledger_fixture.h"
+#include "kestrel/open_connection.h"
+#include "ledger/stored_row.h"
 #include "platform/base/file.h"
 #include "support/eventually.h"
 #include "support/forked_child.h"
@@ -168,6 +170,20 @@ TEST_F(RunUndo, TakesAwayTheKeysThatAnAddressDeletedSinceHasLeft) {
   connection->Execute("DELETE FROM Kunden");
   EXPECT_THAT(Undo(1), IsEmpty());
   EXPECT_EQ(Content(), before);
+}
+
+TEST_F(RunUndo, LetsNobodyChangeAnAddressBetweenALookAtItAndItsEnd) {
+  if (!OnPostgres()) GTEST_SKIP() << "a transaction of SQLite that writes is alone anyway";
+  ImportAll({{{"KundenNummer", "7"}, {"Bez1", "Alt"}}});
+  const host::Destination destination = host::LoadDestination(*connection, "ksbimport.importkunden");
+  const ConnectionPtr other = OpenConnection(file);
+  constexpr const char* kTake = "SELECT 1 FROM Kunden WHERE KundenNummer = 7 FOR UPDATE NOWAIT";
+  connection->Begin();
+  host::StoredRow row(*connection, destination);
+  ASSERT_TRUE(row.Read(7));
+  EXPECT_THROW(other->Execute(kTake), RuntimeError);
+  connection->Rollback();
+  EXPECT_NO_THROW(other->Execute(kTake));
 }
 
 TEST_F(RunUndo, GoesOnWhereAnotherOneEnded) {
