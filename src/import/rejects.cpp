@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "kestrel/connection.h"
 #include "mapping/field_assignment.h"
 #include "platform/base/number.h"
 #include "platform/base/replacement.h"
@@ -16,10 +17,38 @@ namespace kestrel {
 
 namespace {
 
-// The source, if it is a file, and the specification.
+// Of a source that is a folder of tables, the files of its table.
+void AddTableFiles(const std::string& folder, const std::string& table, std::vector<std::string>& files) {
+  const std::string name = std::filesystem::path(table).stem().string();
+  std::error_code no_folder;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, no_folder)) {
+    if (EqualsIgnoringCase(entry.path().stem().string(), name)) files.push_back(entry.path().string());
+  }
+}
+
+// Of a host whose database is files.
+void AddHostFiles(const Session& session, std::vector<std::string>& files) {
+  const auto connection = std::dynamic_pointer_cast<Connection>(session.HostConnection);
+  if (connection == nullptr || connection->capabilities().dialect != Dialect::kSqlite) return;
+  const auto add = [&] {
+    const RecordsetPtr rows = connection->OpenRecordset("SELECT file FROM pragma_database_list");
+    for (; !rows->IsEof(); rows->MoveNext()) {
+      for (const char* part : {"", "-wal", "-shm", "-journal"})
+        files.push_back(std::string(rows->TextAt(0)) + part);
+    }
+  };
+  // A database that cannot be asked cannot be imported into.
+  Trap(add, [](const RuntimeError&) {});
+}
+
+// The source, if it is files, the specification, and the host's database.
 std::vector<std::string> FilesInUse(const Session& session) {
   std::vector<std::string> files = {session.SpecFile, session.ChosenSpecFile};
-  if (const SourceKind* kind = KindOf(session)) files.push_back(session.*kind->location);
+  if (const SourceKind* kind = KindOf(session)) {
+    files.push_back(session.*kind->location);
+    if (kind->Has(&Session::Table)) AddTableFiles(session.*kind->location, session.Table, files);
+  }
+  AddHostFiles(session, files);
   return files;
 }
 
@@ -27,10 +56,10 @@ void RefuseFilesInUse(const std::string& path, const std::vector<std::string>& f
   for (const std::string& file : files) {
     std::error_code unknown;
     if (!std::filesystem::equivalent(path, file, unknown)) continue;
-    throw RuntimeError(
-        ErrorNumber::kPermissionDenied,
-        std::string(DescriptionOf(ErrorNumber::kPermissionDenied)) + ": " + path +
-            " ist die Quelle oder die Importspezifikation selbst. Bitte eine andere Datei wählen");
+    throw RuntimeError(ErrorNumber::kPermissionDenied,
+                       std::string(DescriptionOf(ErrorNumber::kPermissionDenied)) + ": " + path +
+                           " ist die Quelle, die Importspezifikation oder die Datenbank selbst. Bitte eine "
+                           "andere Datei wählen");
   }
 }
 

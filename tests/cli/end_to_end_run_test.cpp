@@ -59,7 +59,7 @@ TEST_F(RunOptionsTest, WhatWasNotStoredIsImportedFromItsFileOnceMended) {
 TEST_F(RunOptionsTest, AFileThatCannotBeWrittenIsStatus4BeforeAnythingIsImported) {
   WriteNames("Nr;Name\r\n1;A\r\n");
   for (const std::string& place :
-       {folder_.File("fehlt/rest.csv"), host(), Spec("namen.txt"), Spec("Namen.IMP")}) {
+       {folder_.File("fehlt/rest.csv"), host(), Spec("namen.txt"), Spec("Namen.IMP"), host() + "/kestrel.db"}) {
     const ProgramResult run = Run({"run", "Namen", "--rejects", place});
     EXPECT_EQ(run.status, 4) << place;
     EXPECT_THAT(run.err, HasSubstr(place));

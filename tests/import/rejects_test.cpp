@@ -303,6 +303,14 @@ TEST_F(RejectsTest, TheSourceItselfIsNeverReplaced) {
   EXPECT_EQ(ReadWholeFile(session.FileName), before);
 }
 
+TEST_F(RejectsTest, NoFileOfATableInAFolderIsEverReplaced) {
+  const ChangingSource source(FileKind::kDBase, folder.path());
+  source.Use(session);
+  const std::string before = ReadWholeFile(source.path());
+  EXPECT_THAT(Run({.rejects_file = source.path()}).rejects_error, HasSubstr("ist die Quelle"));
+  EXPECT_EQ(ReadWholeFile(source.path()), before);
+}
+
 TEST_F(RejectsTest, TheyAreWrittenBeforeTheSourceIsRemoved) {
   UseNames({"A", "Alt"});
   UseDuplicateHost();
