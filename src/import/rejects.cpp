@@ -167,7 +167,14 @@ void Rejects::WriteTo(const std::string& path) const {
 
 void Rejects::RequirePlace(const std::string& path, const Session& session) {
   RefuseFilesInUse(path, FilesInUse(session));
-  const Replacement place(path, std::nullopt);
+  Trap([&] { const Replacement place(path, std::nullopt); },
+       [](const RuntimeError& error) {
+         throw RuntimeError(error.Number(),
+                            "Die Datei für die abgelehnten Datensätze kann nicht angelegt werden. " +
+                                error.Description() +
+                                ". Bitte einen Ordner wählen, den es gibt und der beschrieben werden "
+                                "darf");
+       });
 }
 
 }  // namespace kestrel

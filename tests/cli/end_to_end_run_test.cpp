@@ -64,6 +64,8 @@ TEST_F(RunOptionsTest, AFileThatCannotBeWrittenIsStatus4BeforeAnythingIsImported
     EXPECT_EQ(run.status, 4) << place;
     EXPECT_THAT(run.err, HasSubstr(place));
   }
+  EXPECT_THAT(Run({"run", "Namen", "--rejects", folder_.File("fehlt/rest.csv")}).err,
+              HasSubstr("kann nicht angelegt werden. Datei nicht gefunden"));
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "0\n");
   EXPECT_THAT(ReadWholeFile(Spec("namen.txt")), StartsWith("Nr;Name"));
 }
