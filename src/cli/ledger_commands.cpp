@@ -5,9 +5,12 @@
 //                           record set
 #include <ostream>
 #include <span>
+#include <utility>
 
 #include "cli/progress_line.h"
+#include "kestrel/connection.h"
 #include "kestrel/recordset.h"
+#include "kestrel/waits.h"
 #include "platform/base/counted.h"
 #include "platform/base/number.h"
 
@@ -146,6 +149,35 @@ void ShowRun(Workspace& workspace, const ObjectPtr& ledger, Recordset& run) {
   WriteRows(workspace, *records, kRecordColumns);
 }
 
+// While it lives, a wait for another program is told once, and a signal ends it.
+class ToldWaits final : private WaitWatch {
+ public:
+  // All of them outlive this object.
+  ToldWaits(Workspace& workspace, ProgressLine& progress)
+      : workspace_(workspace),
+        progress_(progress),
+        connection_(RequireConnection(workspace.session().HostConnection)) {
+    connection_.WatchWaits(this);
+  }
+  ~ToldWaits() override { connection_.WatchWaits(nullptr); }
+  ToldWaits(const ToldWaits&) = delete;
+  ToldWaits& operator=(const ToldWaits&) = delete;
+
+ private:
+  bool KeepWaiting(std::string_view reason) override {
+    if (!std::exchange(is_told_, true)) {
+      progress_.End();
+      workspace_.err() << reason << std::endl;
+    }
+    return !workspace_.signals().StopRequested();
+  }
+
+  Workspace& workspace_;
+  ProgressLine& progress_;
+  Connection& connection_;
+  bool is_told_ = false;
+};
+
 }  // namespace
 
 int RunsCommand(Workspace& workspace, const RunsOptions& options) {
@@ -171,6 +203,7 @@ int UndoCommand(Workspace& workspace, const UndoOptions& options) {
   bool is_stopped = false;
   const auto take_back = [&] {
     const StopSignals::Asking first_signal_asks(workspace.signals());
+    const ToldWaits waits(workspace, progress);
     while (!is_stopped && CallMethod(ledger, "NextUndo").ToBool()) {
       const std::int64_t done = number("UndoDone");
       progress.SetInfo("Nehme Datensatz " + std::to_string(done) + " von " + std::to_string(total) + " zurück");
@@ -183,6 +216,9 @@ int UndoCommand(Workspace& workspace, const UndoOptions& options) {
   const std::string go_on =
       "'kestrel-import undo " + std::to_string(options.run) + "' setzt die Rücknahme fort.";
   Trap(take_back, [&](const RuntimeError& error) {
+    // A wait that was stopped is an error of the database.
+    is_stopped = workspace.signals().StopRequested();
+    if (is_stopped) return;
     progress.End();
     throw NotUsable(error.Description() + (options.dry_run ? "" : "\nNach der Abhilfe: " + go_on));
   });

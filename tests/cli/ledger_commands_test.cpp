@@ -232,6 +232,17 @@ TEST_F(LedgerCommands, WhoeverStartsNextTellsOfARunWhoseProgramWasKilled) {
   EXPECT_THAT(Run({"runs"}).err, IsEmpty()) << "told once";
 }
 
+TEST_F(LedgerCommands, AnUndoThatWaitsForAnotherProgramSaysSoAndCanBeStopped) {
+  Import("1;A;Köln\r\n");
+  const ConnectionPtr other = OpenConnection(host() + "/kestrel.db");
+  other->Begin();
+  const ProgramResult stopped = Run({"undo", "1"}, "Die Datenbank ist gesperrt, es wird gewartet");
+  EXPECT_EQ(stopped.status, 5) << stopped.err;
+  EXPECT_THAT(stopped.err, HasSubstr("Angehalten. 'kestrel-import undo 1' setzt die Rücknahme fort."));
+  other->Rollback();
+  EXPECT_EQ(Run({"undo", "1"}).status, 0);
+}
+
 TEST_F(LedgerCommands, AnUndoThatIsStoppedGoesOnWithTheNextOne) {
   std::string lines;
   for (int number = 1; number <= 40000; ++number) lines += std::to_string(number) + ";Name;Ort\r\n";
