@@ -13,6 +13,7 @@
 #include "check/field_profile.h"
 #include "check/source_check.h"
 #include "check/text_check.h"
+#include "check/value_tally.h"
 #include "mapping/field_assignment.h"
 #include "mapping/translation.h"
 #include "mapping/value_conversion.h"
@@ -54,7 +55,7 @@ class FieldProfiles {
         AddConstant(list);
       }
       if (option != kImportField || list.TextAt(kDestinationName).empty()) continue;
-      fields_.push_back({FieldProfile(list, PermittedValues(session, list, findings)), column, std::nullopt});
+      fields_.push_back({FieldProfile(list, PermittedValues(session, list, findings)), column});
     }
   }
 
@@ -64,7 +65,7 @@ class FieldProfiles {
 
   void Look(std::int64_t record, const Recordset& source) {
     const RecordsetPtr target = destination_.IsOpen() ? destination_.NewRecord(record) : nullptr;
-    if (target != nullptr) BeginRecord(target);
+    if (target != nullptr) BeginRecord(record, target);
     for (Field& field : fields_) {
       if (!field.source_column) continue;
       Trap([&] { LookAt(field, record, source.TextAt(*field.source_column), target.get()); },
@@ -84,21 +85,43 @@ class FieldProfiles {
       if (!field.source_column) continue;
       profile.fields.push_back(field.profile.Figures());
       field.profile.Tell(profile.findings, destination_.WasAsked());
+      field.target.Tell(field.profile.field(), profile.findings);
     }
+    for (const Constant& constant : constants_) constant.target.Tell(constant.field, profile.findings);
     destination_.Tell(profile.findings);
   }
 
  private:
+  // Where a field stands in the import class's record, and what that does not take.
+  struct Target {
+    std::optional<std::size_t> column;
+    ValueTally refused;
+    std::string reason;  // of the first
+
+    void Write(std::int64_t number, Recordset& record, std::string_view text) {
+      if (!column) return;
+      Trap([&] { record.SetText(*column, text); },
+           [&](const RuntimeError& error) {
+             if (reason.empty()) reason = error.Description();
+             refused.Add(number, text);
+           });
+    }
+    void Tell(const std::string& field, Findings& findings) const {
+      refused.Tell(findings, Severity::kError, {"FieldAssignments", field, field},
+                   "Wert passt nicht in das Feld des Importziels",
+                   "Werte passen nicht in das Feld des Importziels", reason);
+    }
+  };
   struct Field {
     FieldProfile profile;
     std::optional<std::size_t> key_column;
-    std::optional<std::size_t> source_column;
-    std::optional<std::size_t> record_column = {};
+    std::optional<std::size_t> source_column = {};
+    Target target = {};
   };
   struct Constant {
     std::string field;
     std::string text;
-    std::optional<std::size_t> record_column = {};
+    Target target = {};
   };
 
   // As the run writes it; one that does not fit is a finding of the assignments.
@@ -112,21 +135,19 @@ class FieldProfiles {
   }
 
   // An import class may hand out one object for all records, or one of the same shape for each.
-  void BeginRecord(const RecordsetPtr& record) {
+  void BeginRecord(std::int64_t number, const RecordsetPtr& record) {
     if (record != record_) {
-      for (Field& field : fields_) field.record_column = record->FindColumn(field.profile.field());
-      for (Constant& constant : constants_) constant.record_column = record->FindColumn(constant.field);
+      for (Field& field : fields_) field.target.column = record->FindColumn(field.profile.field());
+      for (Constant& constant : constants_) constant.target.column = record->FindColumn(constant.field);
       record_ = record;
     }
-    for (const Constant& constant : constants_) {
-      if (constant.record_column) record->SetText(*constant.record_column, constant.text);
-    }
+    for (Constant& constant : constants_) constant.target.Write(number, *record, constant.text);
   }
 
   void LookAt(Field& field, std::int64_t record, std::string_view value, Recordset* target) {
     const std::optional<std::string_view> written = field.profile.Look(record, value, specification_);
     if (field.key_column) addresses_.Put(*field.key_column, written.value_or(""));
-    if (target != nullptr && written && field.record_column) target->SetText(*field.record_column, *written);
+    if (target != nullptr && written) field.target.Write(record, *target, *written);
   }
 
   std::shared_ptr<const ProfileImage> specification_;

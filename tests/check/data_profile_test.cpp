@@ -264,6 +264,26 @@ TEST_F(AskedDestinationTest, ItGetsTheRecordAsTheRunMakesIt) {
   EXPECT_THAT(asked, ElementsAre("Meie|0|DE", "Haas||DE"));
 }
 
+TEST_F(AskedDestinationTest, AValueThatItsRecordDoesNotTakeIsAnErrorOfTheFieldAndTheOthersAreAskedAllTheSame) {
+  fields = {{.name = "Name", .size = 10}, {.name = "Land", .size = 10}};
+  import_class->Method("GetNewRecord", [](std::span<Argument>) {
+    const auto record = std::make_shared<MemoryRecordset>();
+    record->AppendColumn("Name", ColumnType::kText, 4);
+    record->AppendColumn("Land", ColumnType::kText, 2);
+    record->AddNew();
+    return Value(record);
+  });
+  folder.Write("Import/adressen.txt", "Name\r\nMeier\r\nHaas\r\n");
+  const DataProfile profile =
+      Check("Provider=Textdatei\nFileName=adressen.txt\n[FieldAssignments]\nName=FIELD:Name\nLand=CONST:DEU\n");
+  EXPECT_THAT(asked, ElementsAre("|", "Haas|"));
+  EXPECT_THAT(Lines(profile),
+              ElementsAre(StartsWith("Fehler [FieldAssignments] Name: 1 Wert passt nicht in das Feld des "
+                                     "Importziels (Datensatz 1: \"Meier\")."),
+                          StartsWith("Fehler [FieldAssignments] Land: 2 Werte passen nicht in das Feld des "
+                                     "Importziels (Datensatz 1: \"DEU\").")));
+}
+
 TEST_F(AskedDestinationTest, WhatIsAnErrorAnywayIsToldOnce) {
   fields = {{"Name", true}};
   refused = "";
