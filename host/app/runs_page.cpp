@@ -256,10 +256,10 @@ void RunsPage::TellOutcome(const UndoOutcome& outcome) {
   QString text = Counted(outcome.removed, "Adresse", "Adressen") + " gelöscht, " +
                  Counted(outcome.restored, "Adresse", "Adressen") + " wiederhergestellt.";
   if (left > 0) {
-    text += " " + Counted(left, "Änderung", "Änderungen") +
-            " seit dem Import stehen gelassen; die Liste zeigt sie. \"Rückgängig machen...\" nimmt auf Wunsch "
-            "auch sie "
-            "zurück.";
+    text +=
+        " " + Counted(left, "Änderung", "Änderungen") +
+        " seit dem Import stehen gelassen; die Liste zeigt sie. \"Rückgängig machen...\" nimmt auf Wunsch auch "
+        "sie zurück.";
   }
   if (!outcome.is_complete)
     text = "Angehalten: " + text + " \"Rückgängig machen...\" setzt die Rücknahme fort.";

@@ -64,10 +64,10 @@ std::string MarkBrokenOff(Connection& connection, const OpenRun& run) {
     if (update->Execute() == 0) return;
     const std::string number = std::to_string(run.number);
     told = "Der Importlauf " + number + " vom " + run.begin +
-           " wurde abgebrochen, ohne dass er sein Ende melden " + "konnte. Gespeichert sind " +
+           " wurde abgebrochen, ohne dass er sein Ende melden konnte. Gespeichert sind " +
            std::to_string(counts[std::string(kNew)]) + " neue und " +
            Counted(counts[std::string(kUpdated)], "geänderte Adresse", "geänderte Adressen") +
-           ". Die Seite Importläufe oder " + "'kestrel-import runs " + number +
+           ". Die Seite Importläufe oder 'kestrel-import runs " + number +
            "' zeigt sie, 'kestrel-import undo " + number + "' nimmt sie zurück.";
   });
   return told;

@@ -98,9 +98,14 @@ void RunUndo::SetState(std::string_view state) {
 }
 
 bool RunUndo::Next() {
+  if (lock_ == nullptr) return false;
   if (!std::exchange(has_begun_, true)) {
     if (options_.is_trial) connection_.Begin();
     InTransaction(connection_, [this] { SetState(kUndoing); });
+  } else if (options_.is_trial && !connection_.InTransaction()) {
+    // What it does from here on would stay.
+    throw RuntimeError(ErrorNumber::kDatabase,
+                       "Die Vorschau der Rücknahme wurde unterbrochen. Beginnen Sie sie noch einmal.");
   }
   next_row_->BindInteger(0, run_ * kRowsPerRun);
   next_row_->BindInteger(1, position_);

@@ -51,7 +51,7 @@ class RunUndo {
   RunUndo& operator=(const RunUndo&) = delete;
 
   // Works through the next row; false once there is none, and all is on the disk. Error 3000: what came before
-  // stands, and another undo goes on behind it.
+  // stands, and another undo goes on behind it; a trial has ended then.
   bool Next();
 
   // Records, of those with which there was anything to do.

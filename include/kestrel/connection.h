@@ -83,8 +83,8 @@ class KESTREL_EXPORT Connection : public Object {
   virtual std::unique_ptr<Statement> Prepare(std::string_view sql);
 
   virtual Capabilities capabilities() const { return {}; }
-  // For statements that need no answer each (pipeline.h); null where the database wants to be waited for. It
-  // lives as long as the connection.
+  // For statements that need no answer each: between providers that come with the component and the sample host. It
+  // lives as long as the connection; null where the database wants to be waited for, and with all other providers.
   virtual Pipeline* pipeline() { return nullptr; }
 
   // Transactions do not nest: Begin inside one is 3000. After a failed Commit the transaction is rolled back.

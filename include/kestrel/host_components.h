@@ -11,14 +11,26 @@ namespace kestrel {
 // errors (one column: the line), and the records held back as duplicates (three: the record's mark, the field,
 // its value).
 //
-//   CreateProtokoll   method, text   makes the log and returns its key, which is not empty. Arguments, all but
-//                                    the date by reference: connection (it may be replaced), title, the user's
-//                                    display name, name of the list, date (TT.MM.JJJJ), description of the
-//                                    specification, path of its working copy, kind of source; then, unless the
-//                                    application is 2, an argument left out and the text "clsProtokoll".
+//   CreateProtokoll   method, text   makes the log and returns its key, which is not empty. Arguments, by
+//                                    reference: connection (it may be replaced), title, the user's display name,
+//                                    name of the list, date (TT.MM.JJJJ), description of the specification, path
+//                                    of its working copy, kind of source; then, unless the application is 2, an
+//                                    argument left out and the text "clsProtokoll".
 //   AddNewRecord      method         begins a row
 //   SetField          method         the number 10, the column from 0, the text
 //   UpdateRecord      method         stores the row
+//
+// Members that a log may have beyond these; looked up when it is made. What the first two raise is ignored.
+//
+//   SetLogDetail      method         behind CreateProtokoll, once each: a name and its text, of "Specification" (the
+//                                    path that was chosen), "Source" (where the data come from), "ImportClass"
+//   SetRowDetail      method         behind SetField, for each that is known: a name and its text. Of an error:
+//                                    "Record" and "LastRecord" (numbers of the source, from 1), "Field",
+//                                    "SourceColumn", "RawValue"; in the first row of a record held back: "Record",
+//                                    "AddressType" and "Address" (its number), "Name", "Place", "Key" (1 to 3),
+//                                    "EarlierRecord"
+//   StoreRow          method         the one or three texts of a row without details, by reference; called in place
+//                                    of AddNewRecord, SetField and UpdateRecord
 inline constexpr const char* kLogComponent = "KSHProto.Protokoll";
 
 // --- Settings ----------------------------------------------------------------------------------

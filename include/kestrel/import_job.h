@@ -59,7 +59,8 @@ struct SourceKind;
 
 // What is to be imported, and for whom.
 struct ImportOrder {
-  // The path of an import specification, or what find_specification.h finds in `folder`.
+  // The path of an import specification; or, of one in `folder`, its file name with or without extension, or its
+  // description.
   std::string specification;
   // Where specifications lie; empty: "Import" in the component's own folder.
   std::string folder = {};
@@ -109,12 +110,12 @@ class KESTREL_EXPORT ImportJob {
   // The variables of the import, for programs that are built with the component.
   Session& session();
 
-  // --- For hosts: from the specification to the result ---
+  // --- For hosts: from the specification to the result. All but Open raise 5 where nothing is open ---
 
   // Loads the specification, makes its working copy and puts the given source in place. A relative source path
   // that does not exist from the current folder is meant from the specification's. Raises ImportRefused for one
-  // that is not found or whose application is no number, what ProfileStore::Require raises for one that cannot
-  // be read, and what CreateWorkingCopy raises; nothing is open then.
+  // that is not found or whose application is no number, 52 for a user whose number holds a path separator, 58 where
+  // other imports hold the names of working copies, and errors of files; nothing is open then.
   void Open(const ImportOrder& order);
 
   // Everything wrong or suspicious, in the order specification, source, destination. Shows no boxes. `no_host`,
@@ -126,15 +127,15 @@ class KESTREL_EXPORT ImportJob {
   DataProfile CheckData(const std::optional<Finding>& no_host = std::nullopt);
 
   // How the source's columns differ from those it had when the specification was saved: missing ones, with the name
-  // that is nearest, and another order. Errors are missing columns that are assigned. Raises ImportRefused for a
-  // source that cannot be opened. For the pages the source is the one that is connected; what fails is shown, too.
+  // that is nearest, and another order. Errors are missing columns that are assigned. Where none were remembered,
+  // there is nothing to tell, and the source is not opened; else raises ImportRefused where it cannot be. For the
+  // pages the source is the one that is connected; what fails is shown, too.
   Findings ColumnDrift();
   // Puts the replacements that ColumnDrift found, those of `drift`, in the place of the missing columns, in the
-  // working copy; it differs from what was saved then. Raises 5 where nothing is open, and what ProfileStore::Write
-  // raises.
+  // working copy; it differs from what was saved then. Raises what writing that raises.
   void TakeOverColumns(const Findings& drift);
 
-  // Hands the first `most` records to `show`. Returns how reading ended: kNotOpened or kBrokenOff with the
+  // Hands the first `most` records to `show`. Raises ImportRefused for a source that cannot be opened. Returns how reading ended: kNotOpened or kBrokenOff with the
   // error, which the user interface has shown, too.
   SourceEnd Preview(std::int64_t most, const PreviewSink& show);
 
@@ -194,7 +195,7 @@ class KESTREL_EXPORT ImportJob {
   // Writes what the last run did not store to a file: of a text file the source's own lines, of every other source
   // CSV, with two more columns, "Grund" and "Datensatz". Run as the source of the same specification, it imports
   // just these. Whole or not at all. Raises 5 where the run kept nothing (RunSettings::keep_rejects), 70 for the
-  // source itself, and what writing raises.
+  // source itself, the specification or a file of the host's database, and what writing raises.
   void SaveRejects(const std::string& path) const;
 
   // Ends what is open without a run: the working copy is deleted, the import's logs end. Nothing where nothing

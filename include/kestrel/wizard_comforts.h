@@ -8,8 +8,8 @@ struct WizardComforts {
   // to go on where the run stopped, and saves those that were not stored to a file.
   bool run_summary = false;
   // Before step 3 it is told what has become of the source's columns since the specification was saved; the person
-  // goes on or stays on step 2, and has new names taken over into the assignment. A source whose columns cannot be
-  // read keeps the person on step 2.
+  // goes on or stays on step 2, and has new names taken over into the assignment. Where the
+  // specification remembers columns, a source whose own cannot be read keeps the person on step 2.
   bool column_drift = false;
 };
 
