@@ -1,6 +1,8 @@
 #include "ledger/run_lock.h"
 
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "platform/base/file.h"
@@ -34,6 +36,12 @@ std::string LockFilesOf(Connection& connection) {
   return database.empty() ? std::string() : std::string(database) + "-lauf";
 }
 
+// What has content is no lock's, but perhaps a copy of the database that somebody has named after a run.
+void RemoveEmpty(FileLock& lock) {
+  std::error_code unknown;
+  if (std::filesystem::file_size(lock.path(), unknown) == 0) lock.Remove();
+}
+
 }  // namespace
 
 std::optional<RunLock> RunLock::Acquire(Connection& connection, std::int64_t run) {
@@ -58,7 +66,7 @@ void RunLock::RemoveAbandoned(Connection& connection) {
     if (files.empty()) return;
     for (const std::string& path : ListFiles(ParentFolder(files))) {
       if (!path.starts_with(files) || !ParseWholeNumber(path.substr(files.size()))) continue;
-      if (std::optional<FileLock> lock = FileLock::AcquireAbandoned(path)) lock->Remove();
+      if (std::optional<FileLock> lock = FileLock::AcquireAbandoned(path)) RemoveEmpty(*lock);
     }
   };
   Trap(remove, [](const RuntimeError&) {});
@@ -71,7 +79,7 @@ RunLock::RunLock(RunLock&& other) noexcept
 
 RunLock::~RunLock() {
   if (file_) {
-    file_->Remove();
+    RemoveEmpty(*file_);
   } else if (connection_ != nullptr && connection_->IsOpen() && !IsSqlite(*connection_)) {
     // A session that has gone has given it up.
     Trap([this] { connection_->OpenRecordset("SELECT pg_advisory_unlock" + KeysOf(run_) + "::text"); },

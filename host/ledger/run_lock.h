@@ -19,7 +19,7 @@ class RunLock {
   // The lock of a run; none where somebody has it, here or in another program. The connection outlives the lock.
   // Error 3000, and those of making the file.
   static std::optional<RunLock> Acquire(Connection& connection, std::int64_t run);
-  // Removes the files that ended programs have left. Raises nothing.
+  // Removes the files that ended programs have left; one with content is no lock's, and stays. Raises nothing.
   static void RemoveAbandoned(Connection& connection);
   RunLock(RunLock&& other) noexcept;
   RunLock& operator=(RunLock&&) = delete;

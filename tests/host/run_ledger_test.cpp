@@ -298,6 +298,16 @@ TEST_F(RunLedger, TakesAwayTheLocksThatEndedProgramsHaveLeftAndNoOthers) {
   EXPECT_TRUE(FileExists(folder.File("host.db-lauf1"))) << "its program lives";
 }
 
+TEST_F(RunLedger, NeverTakesAwayACopyOfTheDatabaseThatIsNamedAfterARun) {
+  if (OnPostgres()) GTEST_SKIP() << "a server's database has no folder";
+  const std::string before = folder.Write("host.db-lauf1", "Sicherung");
+  const std::string other = folder.Write("host.db-lauf17", "Sicherung");
+  ImportAll({{{"KundenNummer", "7"}, {"Bez1", "Alt"}}});
+  EXPECT_EQ(Restore(connection), "");
+  EXPECT_THAT(States(), ElementsAre("1|fertig"));
+  for (const std::string& copy : {before, other}) EXPECT_EQ(ReadWholeFile(copy), "Sicherung");
+}
+
 TEST_F(RunLedger, TakesTheNextNumberWhereSomebodyHoldsTheLockOfItsOwn) {
   const ConnectionPtr other = OpenConnection(file);
   const auto lock = host::RunLock::Acquire(*other, 1);
