@@ -90,12 +90,15 @@ std::string RecordLayout::Head(const std::vector<std::string>& further_columns) 
   std::string names;
   if (is_text_) {
     const std::vector<std::string_view> values = OwnValues(first_line_);
-    for (const std::string_view& value : values) names.append(names.empty() ? "" : delimiter_).append(value);
-    names = first_line_.substr(0, names.size());
+    names = first_line_;
+    if (left_out_ > 0 && !values.empty()) {
+      names.resize(static_cast<std::size_t>(values.back().data() + values.back().size() - first_line_.data()));
+    }
     const auto is_well_formed = [this](std::string_view value) { return IsWellFormed(value); };
     // The names are read without qualifiers in any case.
     if (!std::all_of(values.begin(), values.end(), is_well_formed)) names = ReplaceAll(names, qualifier_, "");
-    if (names.ends_with(delimiter_)) names.resize(names.size() - delimiter_.size());
+    // The reader passes over one at the end, but not over that in front of the columns that are left out.
+    if (left_out_ == 0 && names.ends_with(delimiter_)) names.resize(names.size() - delimiter_.size());
   } else {
     for (std::size_t column = 0; column < columns_; ++column) {
       names.append(column == 0 ? "" : delimiter_).append(Enclosed(names_[column]));

@@ -71,6 +71,26 @@ TEST_F(RejectsTest, ColumnsThatALineLacksAreEmptySoThatTheReasonStandsBehindThem
                           "\";2\r\nC;D;E;F;G;\"" + reason + "\";3\r\n");
 }
 
+TEST_F(RejectsTest, ColumnsWithoutANameKeepTheirPlaces) {
+  struct Case {
+    std::string bytes;
+    std::string expected;
+  };
+  import_class->Get("ErrorDescription", Value("weg"));
+  // Of delimiters at the end of a header its reader passes over one.
+  const Case cases[] = {
+      {";Name;Ort\r\n1;A;B\r\n", ";Name;Ort;Grund;Datensatz\r\n1;A;B;3000: weg;1\r\n"},
+      {"Name;Ort;;\r\nA;B;C\r\n", "Name;Ort;;Grund;Datensatz\r\nA;B;C;3000: weg;1\r\n"},
+      {";Name;Grund;Datensatz\r\n1;A;alt;7\r\n", ";Name;Grund;Datensatz\r\n1;A;3000: weg;1\r\n"},
+      {"Name;;Grund;Datensatz\r\nA;1;alt;7\r\n", "Name;;Grund;Datensatz\r\nA;1;3000: weg;1\r\n"}};
+  for (const Case& each : cases) {
+    UseBytes(each.bytes);
+    handed_over_ = 0;
+    Refuse({1});
+    EXPECT_EQ(RunFor(), each.expected);
+  }
+}
+
 TEST_F(RejectsTest, SeparatorsCharacterSetAndLineEndsAreTheSources) {
   struct Case {
     std::string bytes;
