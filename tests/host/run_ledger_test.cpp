@@ -8,6 +8,7 @@
 namespace kestrel {
 
 using ::testing::AllOf;
+using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -19,9 +20,10 @@ namespace {
 
 using RunLedger = testing::LedgerFixture;
 
+// However many groups the records were committed in.
 constexpr const char* kEvents =
-    "SELECT Ereignis, Datensatz, BisDatensatz, Anzahl, Nummer, BisNummer FROM Importlaufzeilen ORDER BY "
-    "ZeilenNr";
+    "SELECT Ereignis, min(Datensatz), max(BisDatensatz), sum(Anzahl), min(Nummer), max(BisNummer) "
+    "FROM Importlaufzeilen GROUP BY Ereignis ORDER BY Ereignis";
 
 }  // namespace
 
@@ -58,8 +60,10 @@ TEST_F(RunLedger, KeepsARowForManyNewAddresses) {
 TEST_F(RunLedger, KeepsTheValuesOfTheFirstNewAddressesAndOfOthersAFingerprint) {
   host::Settings::Of(*connection).Set("Importlauf", "Werte", "1");
   ImportAll({{{"KundenNummer", "7"}, {"Bez1", "Erste"}}, {{"KundenNummer", "8"}, {"Bez1", "Zweite"}}});
-  EXPECT_THAT(Rows("SELECT Werte FROM Importlaufzeilen"),
-              ElementsAre(AllOf(StartsWith("#r1;n7;i7;t5:Erste"), HasSubstr("#f"), Not(HasSubstr("Zweite")))));
+  std::string values;
+  for (const std::string& row : Rows("SELECT Werte FROM Importlaufzeilen ORDER BY ZeilenNr")) values += row;
+  EXPECT_THAT(values, AllOf(StartsWith("#r1;n7;i7;t5:Erste"), AnyOf(HasSubstr("#f"), HasSubstr("#r2;n8;f")),
+                            Not(HasSubstr("Zweite"))));
 }
 
 TEST_F(RunLedger, KeepsTheValuesOfAllNewAddressesOfAUsualImport) {
@@ -144,8 +148,8 @@ TEST_F(RunLedger, CountsTheRecordsOfTheSource) {
   EXPECT_EQ(Import(importer, {{"KundenNummer", "12"}, {"Bez1", "B"}}), "");
   EXPECT_EQ(Import(importer, {{"KundenNummer", "10"}, {"Bez1", "C"}}), "");
   End(importer, 2, 1);
-  EXPECT_THAT(Rows(kEvents), ElementsAre("neu|5|8|2|10|12", "geändert|9|9|1|10|10",
-                                         "zurückgehalten|6|6|1|NULL|NULL", "abgewiesen|7|7|1|NULL|NULL"));
+  EXPECT_THAT(Rows(kEvents), ElementsAre("abgewiesen|7|7|1|NULL|NULL", "geändert|9|9|1|10|10",
+                                         "neu|5|8|2|10|12", "zurückgehalten|6|6|1|NULL|NULL"));
 }
 
 TEST_F(RunLedger, TellsOfRecordsThatWereNotStoredThoughNoneIs) {
