@@ -35,11 +35,16 @@ class RunRecords {
   RunRecords(std::string table, std::vector<std::string> fields)
       : table_(std::move(table)), fields_(std::move(fields)) {}
 
-  // Blocks of one event come in the order in which they were written.
-  void AddBlock(std::string_view event, Range records, std::optional<Range> numbers, std::string_view text) {
+  // Blocks of one event come in the order in which they were written; `count` is of the entries that it had then.
+  void AddBlock(std::string_view event, Range records, std::optional<Range> numbers, std::int64_t count,
+                std::string_view text) {
+    if (CountEntries(text) < count) {
+      rows_.push_back({event, records, numbers});
+      // What is left of new addresses would say nothing more.
+      if (event == kNew) return;
+    }
     LedgerBlockReader reader(text);
-    bool is_empty = true;
-    for (; reader.Next(); is_empty = false) {
+    while (reader.Next()) {
       const std::int64_t record = reader.record();
       std::optional<Range> number;
       if (numbers) number = Range{reader.number(), reader.number()};
@@ -49,7 +54,6 @@ class RunRecords {
         AddRecord({event, {record, record}, number});
       }
     }
-    if (is_empty) rows_.push_back({event, records, numbers});
   }
 
   std::shared_ptr<MemoryRecordset> Take() {
@@ -77,6 +81,12 @@ class RunRecords {
   }
 
  private:
+  static std::int64_t CountEntries(std::string_view text) {
+    std::int64_t count = 0;
+    for (LedgerBlockReader reader(text); reader.Next();) ++count;
+    return count;
+  }
+
   void AddUpdate(const Row& record, LedgerBlockReader& reader) {
     const std::size_t before = rows_.size();
     while (const std::optional<std::size_t> field = reader.ReadChange()) {
@@ -139,7 +149,8 @@ std::shared_ptr<MemoryRecordset> RecordsOfRun(Connection& connection, std::int64
   const std::vector<std::string_view> columns = Split(found->TextAt(1), ',');
   RunRecords records(std::string(found->TextAt(0)), {columns.begin(), columns.end()});
   const auto select = connection.Prepare(
-      "SELECT Ereignis, Datensatz, BisDatensatz, Nummer, BisNummer, Werte FROM Importlaufzeilen WHERE " +
+      "SELECT Ereignis, Datensatz, BisDatensatz, Nummer, BisNummer, Anzahl, Werte FROM Importlaufzeilen "
+      "WHERE " +
       std::string(kOfRun) + " ORDER BY ZeilenNr");
   BindRun(*select, 0, run);
   for (const RecordsetPtr blocks = select->Open(); !blocks->IsEof(); blocks->MoveNext()) {
@@ -147,7 +158,8 @@ std::shared_ptr<MemoryRecordset> RecordsOfRun(Connection& connection, std::int64
       return Range{blocks->ValueAt(column).ToInteger(), blocks->ValueAt(column + 1).ToInteger()};
     };
     records.AddBlock(EventOf(blocks->TextAt(0)), range(1),
-                     blocks->IsNull(3) ? std::optional<Range>() : range(3), blocks->TextAt(5));
+                     blocks->IsNull(3) ? std::optional<Range>() : range(3), blocks->ValueAt(5).ToInteger(),
+                     blocks->TextAt(6));
   }
   return records.Take();
 }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <random>
+#include <set>
 
 #include "host/ledger_fixture.h"
 #include "kestrel/open_connection.h"
@@ -106,6 +107,30 @@ TEST_F(RunUndo, LeavesAloneWhatSomebodyChangedSinceAndTellsIt) {
   EXPECT_THAT(Undo(2), ElementsAre("1|7|Ort|Köln|Bonn|Ulm", "2|8|Bez2|||von Hand"));
   EXPECT_THAT(Rows("SELECT KundenNummer, Bez1, Ort, Bez2 FROM Kunden ORDER BY 1"),
               ElementsAre("7|Alt|Ulm|NULL", "8|Acht|NULL|von Hand"));
+}
+
+TEST_F(RunUndo, HidesNoRecordOfARunOfWhichSomethingWasLeftAlone) {
+  const auto told = [&] {
+    const ObjectPtr ledger = components.CreateObject("kestrelhost.RunLedger");
+    SetProperty(ledger, "Connection", connection);
+    std::set<std::int64_t> records;
+    for (const RecordsetPtr row = ToRecordset(CallMethod(ledger, "Records", 2)); !row->IsEof();
+         row->MoveNext()) {
+      for (auto record = row->ValueAt(0).ToInteger(); record <= row->ValueAt(1).ToInteger(); ++record)
+        records.insert(record);
+    }
+    return records;
+  };
+  ImportAll({{{"KundenNummer", "7"}, {"Bez1", "A"}}, {{"KundenNummer", "8"}, {"Bez1", "B"}}});
+  ImportAll({{{"KundenNummer", "7"}, {"Bez1", "C"}},
+             {{"KundenNummer", "8"}, {"Bez1", "D"}},
+             {{"KundenNummer", "9"}, {"Bez1", "E"}},
+             {{"KundenNummer", "10"}, {"Bez1", "F"}},
+             {{"KundenNummer", "11"}, {"Bez1", "G"}}});
+  EXPECT_THAT(told(), ElementsAre(1, 2, 3, 4, 5));
+  connection->Execute("UPDATE Kunden SET Bez1 = 'von Hand' WHERE KundenNummer IN (8, 10)");
+  EXPECT_THAT(Undo(2), SizeIs(2));
+  EXPECT_THAT(told(), ElementsAre(1, 2, 3, 4, 5));
 }
 
 TEST_F(RunUndo, TellsWhatWasImportedIntoANewAddressWhereItsValuesAreKept) {
