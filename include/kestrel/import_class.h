@@ -60,7 +60,8 @@
 //                                                        address will have unless it is taken.
 //   DescribeAddress                    method            address type and number of an address that a record is
 //                                                        held to repeat; fills two texts by reference, name and
-//                                                        place, which stay empty for one that is not known
+//                                                        place, which stay empty for one that is not known. What
+//                                                        it raises is ignored.
 //   CheckRecord                        method            the record, by reference; called in a test run instead
 //                                                        of ImportRecord: ErrorCode tells then why ImportRecord
 //                                                        would refuse it after those checked before, and
@@ -68,12 +69,15 @@
 //                                                        for it, but ImportResult is not asked.
 //   CheckDestination                   method, text      what keeps the destination from taking records, for
 //                                                        instance a missing right: sentences, one a line; asked
-//                                                        where a specification is checked, stores nothing
+//                                                        behind GetFields where a specification is checked, and
+//                                                        not in a run; stores nothing. What it raises is told as
+//                                                        a warning.
 //
-// For a class that keeps a ledger of its runs; none of these is called in a test run:
+// For a class that keeps a ledger of its runs; none of these is called in a test run. Sizes, records and counts are
+// integers, all else texts:
 //
-//   RunStarts   method   specification, checksum, source, size, time: the source is open, none of its records was
-//                        handed over. The specification's path and the SHA-256 of its content as the run uses
+//   RunStarts   method   specification, checksum, source, size, time: behind BeforeImport and the opening of the
+//                        source, also where that failed; no record was handed over. The specification's path and the SHA-256 of its content as the run uses
 //                        it, in hexadecimal digits; where the source is; of a file its size in bytes and its
 //                        time, "JJJJ-MM-TT HH:MM:SS", else -1 and "".
 //   RecordFate  method   first, last, fate: these source records, counted from 1, were not stored: "held back" as
@@ -81,11 +85,12 @@
 //                        behind their round; of records that were lost later, when that is known. So the record
 //                        handed over next is the one behind all those told of and handed over. What it raises is
 //                        ignored.
-//   RunEnds     method   end, read, added, updated, held back, rejected, errors, cut, cut fields: behind AfterImport
-//                        and all its late errors, before the source may be removed. "finished", "stopped" by the
-//                        user, or "broken off"; added, updated, held back and rejected together are read; how
-//                        many values were cut to their field's size, and in which fields ("30 in Bez1, 29 in
-//                        Ort"). What RunStarts and RunEnds raise is counted and logged as an error of the run.
+//   RunEnds     method   end, read, added, updated, held back, rejected, errors, cut, cut fields: where
+//                        RunStarts was called, behind AfterImport, if that is, and all late errors, before the
+//                        source may be removed. "finished", "stopped" by the user, or "broken off"; added,
+//                        updated, held back and rejected together are read; how many values were cut to their
+//                        field's size, and in which fields ("30 in Bez1, 29 in Ort"). What RunStarts and RunEnds
+//                        raise is counted and logged as an error of the run.
 #pragma once
 
 #include <cstdint>
