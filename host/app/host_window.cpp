@@ -80,7 +80,7 @@ void HostWindow::BuildMenu() {
   }
   file->addSeparator();
   file->addAction("&Beenden", QKeySequence("Ctrl+Q"), this, &QWidget::close);
-  QMenu* view = menuBar()->addMenu("A&nsicht");
+  QMenu* view = menuBar()->addMenu("&Ansicht");
   guard_.On(view->addAction("&Suchen", QKeySequence(QKeySequence::Find)), &QAction::triggered,
             &HostWindow::Search);
   guard_.On(view->addAction("&Aktualisieren", QKeySequence(QKeySequence::Refresh)), &QAction::triggered,

@@ -8,9 +8,11 @@
 #include <QIcon>
 #include <QKeyEvent>
 #include <QPainter>
+#include <QScreen>
 #include <QSettings>
 #include <QStyle>
 #include <QStyleOptionFrame>
+#include <QTextDocument>
 #include <QUrl>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -43,8 +45,10 @@ class SizeKeeper final : public QObject {
  public:
   SizeKeeper(QWidget* window, const QString& key) : QObject(window), window_(window), key_("window/" + key) {
     window->installEventFilter(this);
-    const QSize size = settings_.value(key_).toSize();
-    if (size.isValid()) window->resize(size);
+    const QSize kept = settings_.value(key_).toSize();
+    // The screen may be smaller than the one of the last time.
+    const QSize size = (kept.isValid() ? kept : window->size()).boundedTo(window->screen()->availableSize());
+    if (kept.isValid() || size != window->size()) window->resize(size);
   }
 
  protected:
@@ -199,9 +203,13 @@ QLabel* MakeStatusLine(QWidget* page) {
   return line;
 }
 
+QString PlainToolTip(const QString& text) {
+  return Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text, Qt::WhiteSpaceNormal) : text;
+}
+
 PathEdit::PathEdit(QWidget* parent) : QLineEdit(parent) {
   setAcceptDrops(true);
-  connect(this, &QLineEdit::textChanged, this, &QWidget::setToolTip);
+  connect(this, &QLineEdit::textChanged, this, [this](const QString& text) { setToolTip(PlainToolTip(text)); });
 }
 
 void PathEdit::paintEvent(QPaintEvent* event) {

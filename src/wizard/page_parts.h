@@ -64,6 +64,9 @@ KESTREL_INTERNAL QLabel* MakeLabel(const QString& caption, QWidget* control, con
 // The line of a page that tells what has failed. What it says wraps, and never makes the page wider.
 KESTREL_INTERNAL QLabel* MakeStatusLine(QWidget* page);
 
+// For a tool tip that shows the text as it stands, also where it looks like markup.
+KESTREL_INTERNAL QString PlainToolTip(const QString& text);
+
 // A line edit for paths: elides in the middle while it has no focus, shows the whole path as tool tip, and
 // takes files dropped on it.
 class PathEdit final : public QLineEdit {

@@ -1,8 +1,10 @@
 #include <QAction>
 #include <QHeaderView>
 #include <QLineEdit>
+#include <QMenuBar>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QStatusBar>
 #include <QTest>
 #include <functional>
@@ -42,6 +44,25 @@ TEST_F(HostWindowTest, RestoresKeyIndexesThatAreMissingAndSaysSo) {
   EXPECT_THAT(Rows("SELECT count(*) FROM sqlite_schema WHERE name LIKE 'Adressindex_'"), ElementsAre("3"));
   Open();
   EXPECT_EQ(window->statusBar()->currentMessage().toStdString(), "");
+}
+
+TEST_F(HostWindowTest, OpensNoLargerThanTheScreen) {
+  Open();
+  const QSize screen = window->screen()->availableSize();
+  EXPECT_EQ(window->size(), window->size().boundedTo(screen)) << "on a screen of " << screen.width();
+}
+
+TEST_F(HostWindowTest, NoMenuTakesTheAccessKeyOfAButton) {
+  Open();
+  QStringList menus;
+  for (const QAction* menu : window->menuBar()->actions()) {
+    menus << QKeySequence::mnemonic(menu->text()).toString();
+  }
+  EXPECT_FALSE(menus.isEmpty());
+  for (const auto* button : window->findChildren<QAbstractButton*>()) {
+    EXPECT_FALSE(menus.contains(button->shortcut().toString()) && !button->shortcut().isEmpty())
+        << button->objectName().toStdString();
+  }
 }
 
 TEST_F(HostWindowTest, ShowsTheThreeListsAndTheTwoLogs) {
