@@ -65,7 +65,7 @@ void AddressPage::BuildControls() {
   table_ = MakeTable(model_, list_.title, this);
   table_->horizontalHeader()->setSortIndicator(0, Qt::AscendingOrder);
   table_->setSortingEnabled(true);
-  count_ = new QLabel(this);
+  count_ = MakeStatusLine(this);
   count_->setObjectName("count");
 
   auto* top = new QHBoxLayout;

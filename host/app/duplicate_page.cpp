@@ -65,6 +65,7 @@ QWidget* DuplicatePage::BuildComparison() {
   auto* comparison = new QWidget(this);
   title_ = new QLabel(comparison);
   title_->setObjectName("title");
+  title_->setTextFormat(Qt::PlainText);
   title_->setWordWrap(true);
   fields_ = new QTableWidget(0, 4, comparison);
   fields_->setObjectName("fields");
@@ -120,7 +121,7 @@ void DuplicatePage::ShowChosen() {
     return;
   }
   title_->setText(WhatItRepeats());
-  title_->setToolTip(list_->Chosen("Quelldatei"));
+  title_->setToolTip(PlainToolTip(list_->Chosen("Quelldatei")));
   ShowComparison(*ToRecordset(CallMethod(Records(), "Compare", ChosenKey())));
   const QString decision = list_->Chosen("Entscheidung");
   status_->setText(decision);
@@ -159,8 +160,8 @@ void DuplicatePage::ShowComparison(Recordset& rows) {
       QFont font = fields_->font();
       font.setBold(differs);
       item->setFont(font);
-      item->setToolTip(differs ? texts[i] + "\nNeuer Datensatz und vorhandene Adresse unterscheiden sich."
-                               : texts[i]);
+      item->setToolTip(PlainToolTip(
+          differs ? texts[i] + "\nNeuer Datensatz und vorhandene Adresse unterscheiden sich." : texts[i]));
       fields_->setItem(row, i, item);
     }
   }
@@ -182,6 +183,8 @@ void DuplicatePage::Discard() {
 
 // No other record is chosen by itself: a second click must not decide about one that nobody has looked at.
 void DuplicatePage::TellDecision(const QString& record, const Value& decision) {
+  // The button that had it is switched off.
+  list_->setFocus();
   emit Decided();
   status_->setText(QString("Datensatz %1: %2.").arg(record, ToQt(decision.ToText())));
 }

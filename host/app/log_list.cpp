@@ -56,7 +56,8 @@ LogList::LogList(const char* title, const std::vector<LogColumn>& columns, Reade
       table_->horizontalHeader()->setSectionResizeMode(column, QHeaderView::Stretch);
     }
   }
-  count_ = new QLabel(this);
+  setFocusProxy(table_);
+  count_ = MakeStatusLine(this);
   count_->setObjectName("count");
   choices_ = new QHBoxLayout;
   choices_->addWidget(only_last_);
@@ -70,6 +71,11 @@ LogList::LogList(const char* title, const std::vector<LogColumn>& columns, Reade
   list->addWidget(count_);
   guard_.On(only_last_, &QCheckBox::toggled, &LogList::Refresh);
   guard_.On(table_->selectionModel(), &QItemSelectionModel::selectionChanged, [this] { emit ChoiceChanged(); });
+}
+
+void LogList::AddChoice(QCheckBox* choice) {
+  choices_->addWidget(choice);
+  setTabOrder(choice, table_);
 }
 
 // What has the focus may be chosen by the view itself, a selection only by a person.
@@ -90,6 +96,7 @@ void LogList::Refresh() {
 
 void LogList::ReadRows() {
   const QString key = Chosen(kKey);
+  const int row = table_->currentIndex().row();
   // One row more tells whether there are more.
   const RecordsetPtr rows = read_(only_last_->isChecked(), kShownRows + 1);
   const bool more = model_->SetRows(*rows, kShownRows);
@@ -98,15 +105,20 @@ void LogList::ReadRows() {
                   : model_->rowCount() == 0 ? QString("Keine Einträge")
                   : model_->rowCount() == 1 ? QString("1 Zeile")
                                             : shown + " Zeilen");
-  Choose(key);
+  Choose(key, row);
   FitToRows();
 }
 
-void LogList::Choose(const QString& key) {
+void LogList::Choose(const QString& key, int row) {
   if (key.isEmpty()) return;
   const QModelIndexList found =
       model_->match(model_->index(0, model_->columnCount() - 1), Qt::DisplayRole, key, 1, Qt::MatchExactly);
-  if (!found.isEmpty()) table_->selectRow(found.first().row());
+  if (!found.isEmpty()) {
+    table_->selectRow(found.first().row());
+  } else {
+    table_->selectionModel()->setCurrentIndex(model_->index(std::min(row, model_->rowCount()) - 1, 0),
+                                              QItemSelectionModel::NoUpdate);
+  }
 }
 
 void LogList::FitToRows() {

@@ -34,10 +34,11 @@ class LogList final : public QWidget {
   // Refresh.
   LogList(const char* title, const std::vector<LogColumn>& columns, Reader read, QWidget* parent);
 
-  // Reads again; the row that was chosen stays so where it is still there. What goes wrong stands below the list.
+  // Reads again; the row that was chosen stays so where it is still there. Where it has gone none is chosen, and the
+  // arrow key goes on with the one that followed it. What goes wrong stands below the list.
   void Refresh();
   // In the line above the list.
-  void AddChoice(QCheckBox* choice) { choices_->addWidget(choice); }
+  void AddChoice(QCheckBox* choice);
 
   // Whether a row is chosen; its text in a column, empty without a row.
   bool HasChosen() const;
@@ -49,7 +50,8 @@ class LogList final : public QWidget {
 
  private:
   void ReadRows();
-  void Choose(const QString& key);
+  // `row` is where it stood.
+  void Choose(const QString& key, int row);
   void FitToRows();
 
   Reader read_;

@@ -1,5 +1,7 @@
 #include "app/query_model.h"
 
+#include "wizard/page_parts.h"
+
 namespace kestrel::host {
 
 bool QueryModel::SetRows(Recordset& recordset, int limit) {
@@ -26,7 +28,8 @@ QVariant QueryModel::data(const QModelIndex& index, int role) const {
     return QVariant::fromValue(Qt::AlignVCenter | (number ? Qt::AlignRight : Qt::AlignLeft));
   }
   if (role != Qt::DisplayRole && role != Qt::ToolTipRole) return {};
-  return rows_[static_cast<std::size_t>(index.row())][index.column()];
+  const QString& text = rows_[static_cast<std::size_t>(index.row())][index.column()];
+  return role == Qt::ToolTipRole ? PlainToolTip(text) : text;
 }
 
 QVariant QueryModel::headerData(int section, Qt::Orientation orientation, int role) const {

@@ -105,7 +105,7 @@ QWidget* RunsPage::BuildList() {
   table_ = MakeTable(runs_, "Importläufe", list);
   table_->setSelectionMode(QAbstractItemView::SingleSelection);
   for (int column = kFirstHidden; column < runs_->columnCount(); ++column) table_->hideColumn(column);
-  count_ = new QLabel(list);
+  count_ = MakeStatusLine(list);
   count_->setObjectName("count");
   auto* parts = new QVBoxLayout(list);
   parts->setContentsMargins(0, 0, 0, 0);
@@ -118,6 +118,7 @@ QWidget* RunsPage::BuildDetails() {
   auto* details = new QWidget(this);
   origin_ = new QLabel(details);
   origin_->setObjectName("origin");
+  origin_->setTextFormat(Qt::PlainText);
   origin_->setWordWrap(true);
   origin_->setTextInteractionFlags(Qt::TextSelectableByMouse);
   title_ = new QLabel(details);
@@ -152,10 +153,9 @@ void RunsPage::Refresh() {
   const auto tell = [this](const RuntimeError& error) { count_->setText(ToQt(error.Description())); };
   const auto read = [this] {
     const std::optional<std::int64_t> chosen = ChosenRun();
-    const bool was_empty = runs_->rowCount() == 0;
     const RecordsetPtr rows = ToRecordset(CallMethod(Ledger(), "LastRuns", kShownRuns));
     const bool more = runs_->SetRows(*rows, kShownRuns);
-    if (was_empty) FitColumns(*table_, kWidestColumn);
+    FitColumns(*table_, kWidestColumn);
     count_->setText(more                     ? "Die letzten " + Counted(kShownRuns, "Lauf", "Läufe")
                     : runs_->rowCount() == 0 ? QString("Keine Importläufe")
                                              : Counted(runs_->rowCount(), "Importlauf", "Importläufe"));

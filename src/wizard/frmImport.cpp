@@ -46,6 +46,7 @@ frmImport::frmImport(ImportJob& job, QWidget* parent, WizardComforts comforts)
   setWindowTitle("KESTREL Import");
   lblInfo_ = new QLabel(this);
   lblInfo_->setObjectName("lblInfo");
+  lblInfo_->setTextFormat(Qt::PlainText);
   lblInfo_->setWordWrap(true);
   // A label of fixed size asks for no new layout at every record. The longest result needs two lines.
   lblInfo_->setFixedSize(fontMetrics().averageCharWidth() * kLineCharacters, fontMetrics().lineSpacing() * 2);
@@ -71,6 +72,7 @@ frmImport::frmImport(ImportJob& job, QWidget* parent, WizardComforts comforts)
 void frmImport::AddSummary() {
   lblSummary_ = new QLabel(this);
   lblSummary_->setObjectName("lblSummary");
+  lblSummary_->setTextFormat(Qt::PlainText);
   lblSummary_->setWordWrap(true);
   lblSummary_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   buttons_ = new ButtonRow(this);

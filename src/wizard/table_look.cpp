@@ -34,10 +34,13 @@ void GiveListLook(QTableView& table) {
 }
 
 void FitColumns(QTableView& table, int widest) {
-  table.horizontalHeader()->setResizeContentsPrecision(kRowsForWidth);
-  table.resizeColumnsToContents();
+  QHeaderView& header = *table.horizontalHeader();
+  header.setResizeContentsPrecision(kRowsForWidth);
   const int limit = table.fontMetrics().averageCharWidth() * widest;
   for (int column = 0; column < table.model()->columnCount(); ++column) {
+    // What takes the room that is left would lose it.
+    if (header.sectionResizeMode(column) == QHeaderView::Stretch) continue;
+    table.resizeColumnToContents(column);
     table.setColumnWidth(column, std::min(table.columnWidth(column), limit));
   }
 }

@@ -1,8 +1,11 @@
 // Deciding in the host's window about records that were held back.
 #include <QCheckBox>
+#include <QHeaderView>
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QTableWidget>
+#include <QTextDocument>
+#include <QTextDocumentFragment>
 
 #include "host/held_back_log.h"
 #include "host_app/host_window_fixture.h"
@@ -37,6 +40,24 @@ class DuplicatePage : public HostWindowFixture {
                              {"Bez1", "MEIER"}, {"Ort", "Köln"}, {"KundeSeit", "20240301000000"}}) {
     HoldBack(fields);
     Find<QTableView>(kPage, "table").selectRow(0);
+  }
+
+  // Records 1 to 4, on the page that is shown.
+  void HoldBackFour() {
+    AddCustomer("7", "Meier", "Köln");
+    const FieldTexts fields = {{"Bez1", "A"}};
+    WriteHeldBackLog(components, connection, {{"ImportClass", "ksbimport.importkunden"}},
+                     {{fields, {{"Record", "1"}, {"AddressType", "1"}, {"Address", "7"}}},
+                      {fields, {{"Record", "2"}, {"AddressType", "1"}, {"Address", "7"}}},
+                      {fields, {{"Record", "3"}, {"AddressType", "1"}, {"Address", "7"}}},
+                      {fields, {{"Record", "4"}, {"AddressType", "1"}, {"Address", "7"}}}});
+    Open();
+    window->findChild<QTabWidget*>("tabs")->setCurrentIndex(4);
+  }
+  std::string ChosenRecord() {
+    const auto& table = Find<QTableView>(kPage, "table");
+    const QModelIndexList rows = table.selectionModel()->selectedRows();
+    return rows.isEmpty() ? "" : rows.first().siblingAtColumn(3).data().toString().toStdString();
   }
 
   std::vector<std::string> Compared() {
@@ -129,6 +150,52 @@ TEST_F(DuplicatePage, ChoosesNoOtherRecordByItself) {
   Spin();
   EXPECT_THAT(Names(), ElementsAre("Meier", "A"));
   EXPECT_FALSE(MayDecide());
+}
+
+TEST_F(DuplicatePage, TheArrowKeyGoesOnBehindTheRecordThatWasDecidedAbout) {
+  HoldBackFour();
+  auto& table = Find<QTableView>(kPage, "table");
+  table.selectRow(1);
+  ClickOn(Find<QPushButton>(kPage, "discard"));
+  EXPECT_EQ(ChosenRecord(), "");
+  ASSERT_TRUE(table.hasFocus());
+  QTest::keyClick(&table, Qt::Key_Down);
+  EXPECT_EQ(ChosenRecord(), "3");
+  table.selectRow(0);
+  ClickOn(Find<QPushButton>(kPage, "discard"));
+  QTest::keyClick(&table, Qt::Key_Down);
+  EXPECT_EQ(ChosenRecord(), "3");
+}
+
+TEST_F(DuplicatePage, TheTabKeyVisitsTheChoicesBeforeTheList) {
+  HoldBackFour();
+  Find<QCheckBox>(kPage, "onlyLast").setFocus();
+  QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
+  EXPECT_EQ(window->focusWidget(), &Find<QCheckBox>(kPage, "onlyOpen"));
+  QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
+  EXPECT_EQ(window->focusWidget(), &Find<QTableView>(kPage, "table"));
+}
+
+TEST_F(DuplicatePage, BothAddressesShareTheRoom) {
+  HoldBackFour();
+  Find<QTableView>(kPage, "table").selectRow(0);
+  Spin();
+  const auto& fields = Find<QTableWidget>(kPage, "fields");
+  EXPECT_EQ(fields.horizontalHeader()->length(), fields.viewport()->width());
+}
+
+TEST_F(DuplicatePage, ShowsWhatLooksLikeMarkupAsItStands) {
+  HoldBackFour();
+  connection->Execute("UPDATE Protokolldetails SET Name = '<b>Fett</b>'");
+  connection->Execute("UPDATE Kunden SET Bez1 = '<b>Fett</b>'");
+  Find<QCheckBox>(kPage, "onlyLast").click();
+  Find<QTableView>(kPage, "table").selectRow(0);
+  EXPECT_THAT(Text("title"), HasSubstr("<b>Fett</b>"));
+  EXPECT_EQ(Find<QLabel>(kPage, "title").textFormat(), Qt::PlainText);
+  const QTableWidgetItem* name = Find<QTableWidget>(kPage, "fields").item(0, 3);
+  ASSERT_EQ(name->text().toStdString(), "<b>Fett</b>");
+  EXPECT_TRUE(QTextDocumentFragment::fromHtml(name->toolTip()).toPlainText().startsWith("<b>Fett</b>"))
+      << name->toolTip().toStdString();
 }
 
 TEST_F(DuplicatePage, TellsWhatTheImportClassRefusesAndTheRecordStays) {

@@ -52,6 +52,18 @@ TEST_F(RunsPageTest, ShowsTheLastImportFirst) {
   EXPECT_FALSE(UndoButton().isEnabled()) << "no run is chosen";
 }
 
+TEST_F(RunsPageTest, ShowsTheNumbersOfALaterRunInFull) {
+  ImportTwice();
+  Open();
+  connection->Execute("UPDATE Importlauf SET Neu = 987654321");
+  window->findChild<QTabWidget*>("tabs")->setCurrentIndex(5);
+  window->findChild<host::RunsPage*>()->Refresh();
+  auto& table = Find<QTableView>(kPage, "table");
+  const int column = 5;
+  ASSERT_EQ(table.model()->index(0, column).data().toString().toStdString(), "987654321");
+  EXPECT_GE(table.columnWidth(column), static_cast<QAbstractItemView&>(table).sizeHintForColumn(column));
+}
+
 TEST_F(RunsPageTest, ShowsBelowTheListWhatBecameOfTheRecordsOfTheChosenOne) {
   ImportTwice();
   Open();
