@@ -103,7 +103,7 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
   log->add_flag("--last", log_options.last, "nur das letzte");
 
   RunsOptions runs_options;
-  auto* runs = app.add_subcommand("runs", "Importläufe auflisten, oder einen zeigen");
+  auto* runs = app.add_subcommand("runs", "Importläufe auflisten oder einen zeigen");
   auto* shown_run =
       runs->add_option("LAUF", runs_options.run, "Nummer eines Laufs: was aus seinen Datensätzen wurde")
           ->check(PositiveCount())
