@@ -28,6 +28,7 @@ struct Row {
   std::string field = {};
   std::string before = {};
   std::string imported = {};
+  std::string behind_event = {};
 };
 
 class RunRecords {
@@ -35,16 +36,11 @@ class RunRecords {
   RunRecords(std::string table, std::vector<std::string> fields)
       : table_(std::move(table)), fields_(std::move(fields)) {}
 
-  // Blocks of one event come in the order in which they were written; `count` is of the entries that it had then.
+  // Blocks of one event come in the order in which they were written, each once of `count` records.
   void AddBlock(std::string_view event, Range records, std::optional<Range> numbers, std::int64_t count,
                 std::string_view text) {
-    if (CountEntries(text) < count) {
-      rows_.push_back({event, records, numbers});
-      // What is left of new addresses would say nothing more.
-      if (event == kNew) return;
-    }
     LedgerBlockReader reader(text);
-    while (reader.Next()) {
+    for (; reader.Next(); --count) {
       const std::int64_t record = reader.record();
       std::optional<Range> number;
       if (numbers) number = Range{reader.number(), reader.number()};
@@ -54,6 +50,11 @@ class RunRecords {
         AddRecord({event, {record, record}, number});
       }
     }
+    if (count <= 0) return;
+    // Which of its records an undo has taken back is not known any more.
+    Row& taken = rows_.emplace_back(Row{event, records, numbers});
+    taken.behind_event = ", zurückgenommen";
+    if (count <= records.last - records.first) taken.behind_event += " (" + std::to_string(count) + ")";
   }
 
   std::shared_ptr<MemoryRecordset> Take() {
@@ -68,7 +69,7 @@ class RunRecords {
       result->AddNew();
       result->SetValue(0, row.records.first);
       result->SetValue(1, row.records.last);
-      result->SetText(2, row.event);
+      result->SetText(2, std::string(row.event) + row.behind_event);
       result->SetText(3, row.numbers ? table_ : std::string());
       result->SetValue(4, row.numbers ? Value(row.numbers->first) : Value(kNull));
       result->SetValue(5, row.numbers ? Value(row.numbers->last) : Value(kNull));
@@ -81,12 +82,6 @@ class RunRecords {
   }
 
  private:
-  static std::int64_t CountEntries(std::string_view text) {
-    std::int64_t count = 0;
-    for (LedgerBlockReader reader(text); reader.Next();) ++count;
-    return count;
-  }
-
   void AddUpdate(const Row& record, LedgerBlockReader& reader) {
     const std::size_t before = rows_.size();
     while (const std::optional<std::size_t> field = reader.ReadChange()) {
