@@ -6,6 +6,7 @@
 #include "kestrel/transaction.h"
 #include "ledger/fingerprint.h"
 #include "ledger/run_state.h"
+#include "platform/base/counted.h"
 #include "storage/grouped_writes.h"
 #include "storage/sqlite_settings.h"
 
@@ -17,7 +18,7 @@ namespace {
 constexpr const char* kNotKept = "(nicht aufbewahrt)";
 constexpr const char* kDeleted = "(gelöscht)";
 
-constexpr std::string_view kStoredRows = " AND Ereignis IN ('neu', 'geändert') AND Werte IS NOT NULL";
+constexpr std::string_view kStored = " AND Ereignis IN ('neu', 'geändert')";
 
 [[noreturn]] void Refuse(const std::string& text) {
   throw RuntimeError(ErrorNumber::kInvalidProcedureCall, text);
@@ -51,12 +52,14 @@ RunUndo::RunUndo(Connection& connection, std::int64_t run, const Options& option
            " läuft noch oder wird gerade zurückgenommen. Warten Sie sein Ende ab, und versuchen Sie es dann "
            "wieder.");
   }
+  RequireAllRows();
   row_ = std::make_unique<StoredRow>(connection_, *destination_);
   if (destination_->address_type != 0) {
     index_.emplace(connection_, destination_->address_type, std::make_shared<KeyMemory>());
     address_fields_.emplace(*destination_);
   }
-  const std::string of_run = "FROM Importlaufzeilen WHERE " + std::string(kOfRun) + std::string(kStoredRows);
+  const std::string of_run =
+      "FROM Importlaufzeilen WHERE " + std::string(kOfRun) + std::string(kStored) + " AND Werte IS NOT NULL";
   const auto count = connection_.Prepare("SELECT coalesce(sum(Anzahl), 0) " + of_run);
   BindRun(*count, 0, run_);
   total_ = count->Open()->ValueAt(0).ToInteger();
@@ -73,6 +76,22 @@ RunUndo::~RunUndo() {
   if (options_.is_trial && has_begun_ && connection_.IsOpen() && connection_.InTransaction()) {
     Trap([this] { connection_.Rollback(); }, [](const RuntimeError&) {});
   }
+}
+
+void RunUndo::RequireAllRows() {
+  const auto select = connection_.Prepare(
+      "SELECT Neu + Aktualisiert, (SELECT coalesce(sum(Anzahl), 0) FROM Importlaufzeilen WHERE " +
+      std::string(kOfRun) + std::string(kStored) + ") FROM Importlauf WHERE LaufNr = ?");
+  BindRun(*select, 0, run_);
+  select->BindInteger(2, run_);
+  const RecordsetPtr counts = select->Open();
+  const std::int64_t stored = counts->ValueAt(0).ToInteger();
+  const std::int64_t known = counts->ValueAt(1).ToInteger();
+  if (known >= stored) return;
+  Refuse("Der Importlauf " + std::to_string(run_) + " kann nicht zurückgenommen werden. Von " +
+         Counted(stored, "gespeicherten Adresse", "gespeicherten Adressen") +
+         " stehen in der Tabelle 'Importlaufzeilen' nur noch " + std::to_string(known) +
+         ". Stellen Sie die fehlenden Zeilen aus einer Sicherung der Datenbank wieder her.");
 }
 
 void RunUndo::FindNumbersOfLaterRuns() {

@@ -44,7 +44,7 @@ class RunUndo {
     bool takes_changes = false;  // back that somebody made since
   };
   // The connection outlives this object. Error 5 for a run that there is not, that is still running or being
-  // undone, or whose destination has changed; 3000.
+  // undone, whose destination has changed, or whose rows are not all there; 3000.
   RunUndo(Connection& connection, std::int64_t run, const Options& options);
   ~RunUndo();
   RunUndo(const RunUndo&) = delete;
@@ -68,6 +68,8 @@ class RunUndo {
     std::int64_t number;
     std::string_view content;
   };
+  // Refuses a run of whose stored records the ledger has lost some.
+  void RequireAllRows();
   void FindNumbersOfLaterRuns();
   void SetState(std::string_view state);
   // Whether anything was left alone; what is to stay in the row goes into `rest`.

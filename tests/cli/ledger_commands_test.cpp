@@ -153,6 +153,25 @@ TEST_F(LedgerCommands, UndoTakesARunBackWhichCanThenBeImportedAgain) {
   EXPECT_EQ(Query("SELECT Zustand FROM Importlauf"), "fertig\nzurückgenommen\nfertig\n");
 }
 
+TEST_F(LedgerCommands, RunsTellsWhatAnUndoTookBack) {
+  Import("7;G;Köln\r\n");
+  EXPECT_EQ(Run({"undo", "1"}).status, 0);
+  EXPECT_THAT(Run({"runs", "1"}).out, HasSubstr("\n1          1    neu, zurückgenommen  Kunden   7       7\n"));
+}
+
+TEST_F(LedgerCommands, ARunWhoseRowsAreMissingIsRefusedAndStaysAsItIs) {
+  Import("1;A;Köln\r\n2;B;Köln\r\n");
+  Change("DELETE FROM Importlaufzeilen");
+  for (const bool dry : {true, false}) {
+    const ProgramResult undo = dry ? Run({"undo", "1", "--dry-run", "--force"}) : Run({"undo", "1", "--force"});
+    EXPECT_EQ(undo.status, 4);
+    EXPECT_THAT(undo.err, HasSubstr("Von 2 gespeicherten Adressen stehen in der Tabelle 'Importlaufzeilen' nur "
+                                    "noch 0. Stellen Sie die fehlenden Zeilen aus einer Sicherung"));
+  }
+  EXPECT_EQ(Query("SELECT Zustand FROM Importlauf"), "fertig\n");
+  EXPECT_EQ(Customers(), "1|A|Köln\n2|B|Köln\n");
+}
+
 TEST_F(LedgerCommands, UndoListsWhatWasChangedSinceAndTakesThatBackByForceOnly) {
   Import("1;A;Köln\r\n");
   Import("1;A;Bonn\r\n2;B;Ulm\r\n");
