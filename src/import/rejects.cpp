@@ -6,12 +6,14 @@
 
 #include "kestrel/connection.h"
 #include "mapping/field_assignment.h"
+#include "platform/base/file.h"
 #include "platform/base/number.h"
 #include "platform/base/replacement.h"
 #include "platform/base/text.h"
 #include "platform/profile/profile.h"
 #include "sources/source_kind.h"
 #include "sources/text_source.h"
+#include "spec/profile_access.h"
 
 namespace kestrel {
 
@@ -41,9 +43,26 @@ void AddHostFiles(const Session& session, std::vector<std::string>& files) {
   Trap(add, [](const RuntimeError&) {});
 }
 
-// The source, if it is files, the specification, and the host's database.
+bool IsNamedAsSpecification(std::string_view path) {
+  const std::string extension = GetFileExtension(path);
+  return extension == ".IMP" || extension == ".IMT";
+}
+
+// The specifications and templates beside the one of the session, which a link may lead to.
+void AddSpecifications(const Session& session, std::vector<std::string>& files) {
+  const auto add = [&] {
+    for (std::string& path : ListFiles(ParentFolder(session.ChosenSpecFile))) {
+      if (IsNamedAsSpecification(path)) files.push_back(std::move(path));
+    }
+  };
+  // In a folder that cannot be looked into no file can be replaced.
+  Trap(add, [](const RuntimeError&) {});
+}
+
+// The source, if it is files, the specifications, and the host's database.
 std::vector<std::string> FilesInUse(const Session& session) {
   std::vector<std::string> files = {session.SpecFile, session.ChosenSpecFile};
+  AddSpecifications(session, files);
   if (const SourceKind* kind = KindOf(session)) {
     files.push_back(session.*kind->location);
     if (kind->Has(&Session::Table)) AddTableFiles(session.*kind->location, session.Table, files);
@@ -52,14 +71,24 @@ std::vector<std::string> FilesInUse(const Session& session) {
   return files;
 }
 
+[[noreturn]] void Refuse(const std::string& path, const char* why) {
+  throw RuntimeError(ErrorNumber::kPermissionDenied,
+                     std::string(DescriptionOf(ErrorNumber::kPermissionDenied)) + ": " + path + why);
+}
+
 void RefuseFilesInUse(const std::string& path, const std::vector<std::string>& files) {
+  if (IsNamedAsSpecification(path)) {
+    Refuse(
+        path,
+        " ist nach ihrer Endung eine Importspezifikation oder eine Vorlage. Bitte eine Datei mit einer anderen "
+        "Endung wählen");
+  }
   for (const std::string& file : files) {
     std::error_code unknown;
     if (!std::filesystem::equivalent(path, file, unknown)) continue;
-    throw RuntimeError(ErrorNumber::kPermissionDenied,
-                       std::string(DescriptionOf(ErrorNumber::kPermissionDenied)) + ": " + path +
-                           " ist die Quelle, die Importspezifikation oder die Datenbank selbst. Bitte eine "
-                           "andere Datei wählen");
+    Refuse(
+        path,
+        " ist die Quelle, eine Importspezifikation oder die Datenbank selbst. Bitte eine andere Datei wählen");
   }
 }
 

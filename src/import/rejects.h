@@ -34,8 +34,8 @@ class Rejects {
   void Complete();
 
   std::int32_t count() const { return static_cast<std::int32_t>(entries_.size()); }
-  // The file appears whole or not at all. Raises 70 where it is the source itself, the specification or a file of the
-  // host's database, and what writing it raises.
+  // The file appears whole or not at all. Raises 70 where it is the source itself, an import specification or a
+  // template, by its ending or beside the one in use, or a file of the host's database, and what writing it raises.
   void WriteTo(const std::string& path) const;
   // Raises what WriteTo would raise by the place alone.
   static void RequirePlace(const std::string& path, const Session& session);

@@ -1,11 +1,14 @@
 // The options of run that name what was not stored, stop it, and go on.
 #include <gmock/gmock.h>
 
+#include <filesystem>
+
 #include "cli/end_to_end_fixture.h"
 
 namespace kestrel {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using testing::ProgramResult;
@@ -68,6 +71,22 @@ TEST_F(RunOptionsTest, AFileThatCannotBeWrittenIsStatus4BeforeAnythingIsImported
               HasSubstr("kann nicht angelegt werden. Datei nicht gefunden"));
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "0\n");
   EXPECT_THAT(ReadWholeFile(Spec("namen.txt")), StartsWith("Nr;Name"));
+}
+
+TEST_F(RunOptionsTest, NoSpecificationAndNoTemplateIsEverReplacedByRejects) {
+  WriteNames("Nr;Name\r\n1;A\r\n");
+  const std::string link = folder_.File("rest.csv");
+  std::filesystem::create_symlink(Spec("Messe.IMP"), link);
+  const std::string before = ReadWholeFile(Spec("Messe.IMP"));
+  for (const std::string& place : {Spec("Messe.IMP"), Spec("Kunden.IMT"), link, folder_.File("rest.imp"),
+                                   folder_.File("rest.Imt"), folder_.File("rest.IMP")}) {
+    const ProgramResult run = Run({"run", "Namen", "--rejects", place});
+    EXPECT_EQ(run.status, 4) << place;
+    EXPECT_THAT(run.err, AllOf(HasSubstr(place), HasSubstr("Importspezifikation"), HasSubstr("Bitte eine ")));
+  }
+  EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "0\n");
+  EXPECT_EQ(ReadWholeFile(Spec("Messe.IMP")), before);
+  EXPECT_FALSE(FileExists(folder_.File("rest.imp")));
 }
 
 TEST_F(RunOptionsTest, AnImportThatItsErrorsStoppedSaysWithWhichRecordToGoOnAndDoes) {
