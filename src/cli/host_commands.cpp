@@ -59,7 +59,7 @@ struct LogColumn {
 };
 
 std::vector<LogColumn> LogColumns(std::vector<LogColumn> own) {
-  std::vector<LogColumn> columns = {{"Protokoll", {"Protokoll", "log"}},
+  std::vector<LogColumn> columns = {{"Protokoll", {"Protokoll", "log", true}},
                                     {"Datum", {"Datum", "date"}},
                                     {"Benutzer", {"Benutzer", "user"}},
                                     {"Beschreibung", {"Import", "specification"}}};

@@ -76,6 +76,8 @@ TEST_F(EndToEnd, KnownAddressesOfASecondFileAreHeldBackAndListedFieldByField) {
   EXPECT_GE(held_back, 80) << "40 repeated exactly, 40 spelled differently";
   EXPECT_LT(held_back, 100);
   EXPECT_THAT(log.out, HasSubstr("\"field\":\"Bez1\""));
+  EXPECT_THAT(log.out, HasSubstr("{\"log\":")) << "a number";
+  EXPECT_THAT(log.out, Not(HasSubstr("{\"log\":\"")));
   EXPECT_THAT(log.out,
               HasSubstr("\"sourceRecord\":1,\"addressType\":\"Kunden\",\"address\":\"10100\","
                         "\"name\":\"Getränkemarkt Schreiber KG\",\"place\":\"20095 Hamburg\",\"key\":1,"
