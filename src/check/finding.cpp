@@ -9,7 +9,8 @@ std::string DescribeErrors(const Findings& findings) {
   for (const Finding& finding : findings) {
     if (finding.severity != Severity::kError) continue;
     if (!description.empty()) description += '\n';
-    description.append("[").append(finding.place.section).append("] ").append(finding.place.key);
+    description.append("[").append(finding.place.section).append("]");
+    if (!finding.place.key.empty()) description.append(" ").append(finding.place.key);
     description.append(": ").append(finding.Message());
   }
   return description;

@@ -289,7 +289,13 @@ void ImportJob::Prepare() {
   if (const ImportClassError error = state_->FieldsError(); error.code != 0) {
     throw refuse("Fehler " + std::to_string(error.code) + ": " + error.description);
   }
-  if (const std::optional<Finding> fault = AssignmentFault()) throw ImportRefused(*fault);
+  if (const std::optional<Finding> fault = AssignmentFault()) {
+    const std::optional<Finding> empty_file = FindEmptyFile(session());
+    if (!empty_file) throw ImportRefused(*fault);
+    Findings both(*empty_file);
+    both.Add(*fault);
+    throw ImportRefused(std::move(both));
+  }
   if (const std::optional<Finding> left_out = FindLeftOutAssignment(session())) {
     throw ImportRefused(Findings(*left_out));
   }
@@ -353,6 +359,7 @@ const RunResult& ImportJob::Run(RunMode mode) {
 const RunResult& ImportJob::RunDespiteFindings(RunView& view, RunMode mode) {
   state_->RequireIdle();
   Prepare();
+  if (const std::optional<Finding> empty_file = FindEmptyFile(session())) state_->Tell(empty_file->Message());
   state_->TellColumnDrift(*this);
   if (!settings().rejects_file.empty()) Rejects::RequirePlace(settings().rejects_file, session());
   state_->ProtectSource(mode);

@@ -49,6 +49,7 @@ void ImportJob::State::CheckSource(ImportJob& job, CheckDepth depth, Findings& f
     findings.Error(place, reason.empty() ? refused.Description() : reason);
     return;
   }
+  if (const std::optional<Finding> empty = FindEmptyFile(session)) findings.Add(*empty);
   for (const Finding& finding : job.ColumnDrift()) findings.Add(finding);
   CheckLeftOutColumns(SourceRemarks(session), findings);
   if (depth == CheckDepth::kRecords) CheckSourceRecords(session, findings);

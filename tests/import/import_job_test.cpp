@@ -18,6 +18,7 @@ using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 // The platform of SessionFixture; its session stays unused, as a job has one of its own.
@@ -392,6 +393,43 @@ TEST_F(ImportJobTest, RefusesAMandatoryFieldThatIsNotAssigned) {
   Open(Spec("Ort=FIELD:Ort\n"));
   EXPECT_THAT(Refusal(), HasSubstr("[FieldAssignments] Name: Das Pflichtfeld ist nicht zugeordnet."));
   EXPECT_EQ(import_class->CountOf("BeforeImport"), 0u);
+}
+
+TEST_F(ImportJobTest, ThatTheFileIsEmptyIsToldBeforeWhatIsMissingBecauseOfThat) {
+  for (const std::string_view bytes : {"", "\xEF\xBB\xBF"}) {
+    const std::string file = folder.Write("Import/adressen.txt", bytes);
+    const std::string cause = "Die Datei ''" + file + "'' ist leer. Prüfen Sie, ob sie vollständig";
+    Open(Spec());
+    EXPECT_THAT(Lines(job.Check()).front(), StartsWith("Fehler [Common] FileName: " + cause));
+    EXPECT_THAT(Refusal(), StartsWith("[Common] FileName: " + cause));
+    try {
+      job.Prepare();
+      FAIL() << "a mandatory field has no column";
+    } catch (const ImportRefused& refused) {
+      EXPECT_THAT(refused.Description(),
+                  AllOf(StartsWith("[Common] FileName: " + cause),
+                        HasSubstr("\n[FieldAssignments]: Ein Pflichtfeld wurde noch nicht zugeordnet. ")));
+    }
+  }
+}
+
+TEST_F(ImportJobTest, AFileOfBlankLinesOnlyIsToldAndMayBeImportedWhereItHasNoHeader) {
+  for (const std::string_view bytes :
+       {std::string_view("\r\n \r\n\t\r\n"), std::string_view("\xFF\xFE\r\0\n\0", 6)}) {
+    folder.Write("Import/adressen.txt", bytes);
+    Open(Spec("Name=FIELD:Feld01\n", "ColumnHeadings=0\n"));
+    EXPECT_THAT(Lines(job.Check()).front(), AllOf(StartsWith("Warnung [Common] FileName: "),
+                                                  HasSubstr("'' enthält nur leere Zeilen. Prüfen")));
+    told.clear();
+    job.Run();
+    EXPECT_THAT(told, Contains(HasSubstr("'' enthält nur leere Zeilen. Prüfen")));
+  }
+}
+
+TEST_F(ImportJobTest, AFileWithOneCharacterIsNotTakenForAnEmptyOne) {
+  folder.Write("Import/adressen.txt", std::string(std::size_t{100} << 10, '\n') + "Name");
+  Open(Spec());
+  for (const std::string& line : Lines(job.Check())) EXPECT_THAT(line, Not(HasSubstr("leer")));
 }
 
 TEST_F(ImportJobTest, RefusesADateWithoutAFormat) {
