@@ -48,9 +48,7 @@ void LedgerComponent::Bind(Members& members) {
 }
 
 void LedgerComponent::SetConnection(const ObjectPtr& connection) {
-  if (!HasTable(RequireConnection(connection), "Importlaufzeilen")) {
-    throw RuntimeError(ErrorNumber::kDatabase, "Die Tabelle 'Importlaufzeilen' fehlt in dieser Datenbank");
-  }
+  RequireTable(RequireConnection(connection), "Importlaufzeilen");
   undo_.reset();
   connection_ = connection;
 }

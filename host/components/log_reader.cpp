@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "schema/host_schema.h"
 #include "storage/log_details.h"
 
 namespace kestrel::host {
@@ -90,6 +91,7 @@ ObjectPtr LogReader::ReadHeldBack(bool only_last, bool only_open, std::int64_t l
 
 ObjectPtr LogReader::Read(const Choice& choice) const {
   Connection& connection = RequireConnection(connection_);
+  RequireTable(connection, "Protokollzeilen");
   const bool details = HasLogDetails(connection);
   std::string sql = std::string(kHead) + (details ? kDetails : kNoDetails) + kRows;
   if (details)

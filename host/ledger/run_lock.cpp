@@ -54,7 +54,15 @@ std::optional<RunLock> RunLock::Acquire(Connection& connection, std::int64_t run
   }
   const std::string files = LockFilesOf(connection);
   if (files.empty()) return RunLock(connection, run, std::nullopt);
-  std::optional<FileLock> file = FileLock::Acquire(files + std::to_string(run));
+  std::optional<FileLock> file;
+  Trap([&] { file = FileLock::Acquire(files + std::to_string(run)); },
+       [&](const RuntimeError& error) {
+         throw RuntimeError(error.Number(), "Neben der Datenbank kann die Datei, die den Importlauf " +
+                                                std::to_string(run) + " sperrt, nicht angelegt werden. " +
+                                                error.Description() +
+                                                ". Geben Sie dem Benutzer Schreibrecht im Ordner ''" +
+                                                ParentFolder(files) + "''.");
+       });
   if (!file) return std::nullopt;
   return RunLock(connection, run, std::move(file));
 }

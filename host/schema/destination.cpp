@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/base/text.h"
+#include "schema/host_schema.h"
 
 namespace kestrel::host {
 
@@ -47,6 +48,7 @@ std::optional<std::size_t> Destination::FindField(std::string_view name) const {
 }
 
 Destination LoadDestination(Connection& connection, std::string_view prog_id) {
+  RequireTable(connection, "Importziele");
   const std::string key = UpperCase(prog_id);
   const auto target = connection.Prepare(
       "SELECT Tabelle, Nummernfeld, Gruppenfeld, Adressart FROM Importziele WHERE upper(ProgID) = ?");

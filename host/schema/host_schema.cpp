@@ -232,6 +232,14 @@ bool HasTable(Connection& connection, std::string_view name) {
                      [&](const CatalogTable& table) { return EqualsIgnoringCase(table.name, name); });
 }
 
+void RequireTable(Connection& connection, std::string_view name) {
+  if (HasTable(connection, name)) return;
+  throw RuntimeError(ErrorNumber::kDatabase,
+                     "Die Tabelle '" + std::string(name) +
+                         "' fehlt in dieser Datenbank. 'kestrel-import init ORDNER --host VERBINDUNG' legt die "
+                         "Tabellen der Beispielanwendung an");
+}
+
 void CreateLedgerTables(Connection& connection) {
   // Asked first: whoever may only write rows may not even say that a table is to be there.
   if (HasTable(connection, "Importlaufzeilen")) return;

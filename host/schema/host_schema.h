@@ -42,6 +42,8 @@ std::string AddressTableColumns(const Connection& connection, std::string_view t
 
 // Whether there is a table of this name, in any case. Error 3000.
 bool HasTable(Connection& connection, std::string_view name);
+// Raises 3000, with the way out, where there is no such table.
+void RequireTable(Connection& connection, std::string_view name);
 
 // Makes the tables of the ledger in a database of an earlier version. Error 3000.
 void CreateLedgerTables(Connection& connection);

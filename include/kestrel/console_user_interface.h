@@ -10,7 +10,7 @@
 
 namespace kestrel {
 
-class KESTREL_EXPORT ConsoleUserInterface final : public UserInterface {
+class KESTREL_EXPORT ConsoleUserInterface : public UserInterface {
  public:
   // `stream` outlives this object.
   explicit ConsoleUserInterface(std::ostream& stream) : stream_(stream) {}

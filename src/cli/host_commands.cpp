@@ -22,12 +22,12 @@ namespace kestrel::cli {
 
 namespace {
 
-// Makes the sample host in the folder, its database where --host says; what may be printed of the database.
+// Makes the sample host in the folder, its database where --host or KESTREL_HOST says; what may be printed of the database.
 std::string MakeSampleHost(Workspace& workspace, const std::string& folder) {
-  const bool own_host = !workspace.options().host.empty();
+  const bool own_host = !workspace.NamedHost().empty();
   if (own_host) workspace.OpenHost(Workspace::MissingHost::kMake);
   // A connection string may hold a password.
-  std::string database = "(--host)";
+  std::string database = workspace.options().host.empty() ? "(KESTREL_HOST)" : "(--host)";
   Trap(
       [&] {
         const ObjectPtr setup = workspace.components().CreateObject("kestrelhost.Setup");

@@ -220,7 +220,8 @@ int UndoCommand(Workspace& workspace, const UndoOptions& options) {
     is_stopped = workspace.signals().StopRequested();
     if (is_stopped) return;
     progress.End();
-    throw NotUsable(error.Description() + (options.dry_run ? "" : "\nNach der Abhilfe: " + go_on));
+    throw NotUsable(error.Description() + workspace.WayToWriteHost() +
+                    (options.dry_run ? "" : "\nNach der Abhilfe: " + go_on));
   });
   progress.End();
   const RecordsetPtr left = ToRecordset(CallMethod(ledger, "LeftAlone"));

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -73,6 +74,16 @@ struct Surroundings {
   StopSignals& signals;
 };
 
+// Tells an error once that comes again and again, as that of a log which cannot be made does.
+class ConsoleOfACommand final : public ConsoleUserInterface {
+ public:
+  using ConsoleUserInterface::ConsoleUserInterface;
+  Answer MessageBox(std::string_view text, std::string_view title, Icon icon, Buttons buttons) override;
+
+ private:
+  std::map<std::string, std::string, std::less<>> last_errors_;  // by their titles
+};
+
 // The import job of one command, with everything it stands on.
 class Workspace {
  public:
@@ -89,8 +100,13 @@ class Workspace {
 
   // The folder with the specifications.
   const std::string& spec_folder() const { return spec_folder_; }
-  // The host's connection string: --host, KESTREL_HOST, or the database that init made in the folder.
+  // The host's connection string as it was given: --host or KESTREL_HOST; empty where neither is.
+  std::string NamedHost() const;
+  // That one, or the database that init made in the folder.
   std::string HostConnectionString() const;
+  // What to do where the host's SQLite file or its folder may not be written, to go behind an error; empty where both
+  // may, and for other databases.
+  std::string WayToWriteHost() const;
   // Opens the host database into the session. NotUsable where none is named or it cannot be opened; an SQLite
   // file that is missing is only made where asked for, as its name may be mistyped.
   enum class MissingHost { kRefuse, kMake };
@@ -103,7 +119,7 @@ class Workspace {
  private:
   CommonOptions options_;
   Surroundings surroundings_;
-  ConsoleUserInterface ui_;
+  ConsoleOfACommand ui_;
   ComponentRegistry components_;
   SystemClock clock_;
   std::string spec_folder_;

@@ -74,6 +74,16 @@ void ScratchFolder::SweepAbandoned() {
   }
 }
 
+Answer ConsoleOfACommand::MessageBox(std::string_view text, std::string_view title, Icon icon,
+                                     Buttons buttons) {
+  if (icon == Icon::kStop && buttons == Buttons::kOk) {
+    std::string& last = last_errors_[std::string(title)];
+    if (last == text) return Answer::kOk;
+    last = text;
+  }
+  return ConsoleUserInterface::MessageBox(text, title, icon, buttons);
+}
+
 Workspace::Workspace(const CommonOptions& options, const Surroundings& surroundings)
     : options_(options),
       surroundings_(surroundings),
@@ -91,12 +101,23 @@ Workspace::Workspace(const CommonOptions& options, const Surroundings& surroundi
   SweepSpecFolder(spec_folder_);
 }
 
+std::string Workspace::NamedHost() const {
+  return options_.host.empty() ? Environment("KESTREL_HOST") : options_.host;
+}
+
 std::string Workspace::HostConnectionString() const {
-  if (!options_.host.empty()) return options_.host;
-  std::string named = Environment("KESTREL_HOST");
+  std::string named = NamedHost();
   if (!named.empty()) return named;
   const std::string beside = JoinPath(ParentFolder(spec_folder_), kSampleDatabase);
   return IsMissing(beside) ? std::string() : beside;
+}
+
+std::string Workspace::WayToWriteHost() const {
+  const std::string file = SqliteFileOf(HostConnectionString());
+  if (file.empty() || (::access(file.c_str(), W_OK) == 0 && ::access(ParentFolder(file).c_str(), W_OK) == 0)) {
+    return {};
+  }
+  return ". Geben Sie dem Benutzer Schreibrecht an ''" + file + "'' und an ihrem Ordner.";
 }
 
 void Workspace::OpenHost(MissingHost missing) {
@@ -115,13 +136,13 @@ void Workspace::OpenHost(MissingHost missing) {
                     "'kestrel-import init ORDNER --host DATEI'.");
   }
   Trap([&] { session().HostConnection = OpenConnection(connection_string); },
-       [](const RuntimeError& error) {
+       [&](const RuntimeError& error) {
          const bool unknown = error.Is(ErrorNumber::kProviderNotFound);
          throw NotUsable("Die Datenbank der Hauptanwendung kann nicht geöffnet werden. " + error.Description() +
                          (unknown
                               ? ". Möglich sind eine SQLite-Datei (.db, .sqlite, .sqlite3) und eine Adresse, "
                                 "die mit postgresql:// beginnt."
-                              : ""));
+                              : WayToWriteHost()));
        });
   // A host that has nothing to restore, or another one; what is wrong with it the import will tell.
   Trap(

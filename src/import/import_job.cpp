@@ -262,6 +262,8 @@ std::vector<bool> ImportJob::AssignFields(std::string* failure) {
 
 void ImportJob::State::BuildFields(ImportJob& job) {
   if (fields_built) return;
+  // What fails is told by whoever asked for the fields.
+  const auto mute = MuteBoxes();
   job.AssignFields(&fields_failure);
   fields_built = true;
 }
