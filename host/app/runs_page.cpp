@@ -203,7 +203,8 @@ void RunsPage::ShowChosen() {
   add("Prüfsumme", Chosen("Pruefsumme"));
   add("Gekürzt", Chosen("GekuerzteFelder"));
   origin_->setText(lines.join('\n'));
-  ShowRecords(fates_, *ToRecordset(CallMethod(Ledger(), "Records", *run)), "Was aus den Datensätzen wurde:",
+  ShowRecords(fates_, *ToRecordset(CallMethod(Ledger(), "Records", *run, kShownRecords + 1)),
+              "Was aus den Datensätzen wurde:",
               "Die ersten %1 Zeilen; alle zeigt 'kestrel-import runs " + QString::number(*run) + "'.");
 }
 

@@ -61,8 +61,8 @@ ObjectPtr LedgerComponent::LastRuns(std::int64_t most) {
   return select->Open();
 }
 
-ObjectPtr LedgerComponent::Records(std::int64_t run) {
-  return RecordsOfRun(RequireConnection(connection_), run);
+ObjectPtr LedgerComponent::Records(std::int64_t run, std::optional<std::int64_t> most) {
+  return RecordsOfRun(RequireConnection(connection_), run, most);
 }
 
 void LedgerComponent::StartUndo(std::int64_t run, bool is_trial, bool takes_changes) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "kestrel/bound_object.h"
 #include "kestrel/connection.h"
@@ -23,7 +24,7 @@ class LedgerComponent final : public BoundObject<LedgerComponent> {
   // The last ones, the last one first; one more than `most` where there are more.
   ObjectPtr LastRuns(std::int64_t most);
   // See RecordsOfRun.
-  ObjectPtr Records(std::int64_t run);
+  ObjectPtr Records(std::int64_t run, std::optional<std::int64_t> most);
   // Begins to take a run back, as RunUndo; NextUndo does a part of it, and is true while there is more.
   void StartUndo(std::int64_t run, bool is_trial, bool takes_changes);
   bool NextUndo();

@@ -34,16 +34,19 @@ void LedgerBlockWriter::Begin(std::int64_t record, std::optional<std::int64_t> n
     AddNumber('r', record);
     text_ += ';';
   }
-  record_ = last_record_ = record;
+  record_ = record;
   if (number && *number != number_ + 1) {
     AddNumber('n', *number);
     text_ += ';';
   }
   if (count_ == 0) {
-    first_record_ = record;
+    first_record_ = last_record_ = record;
     least_number_ = greatest_number_ = number.value_or(0);
   }
   ++count_;
+  // A record that was lost is told of later than others behind it.
+  first_record_ = std::min(first_record_, record);
+  last_record_ = std::max(last_record_, record);
   if (!number) return;
   number_ = *number;
   least_number_ = std::min(least_number_, *number);

@@ -1,6 +1,8 @@
 #include "ledger/run_records.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,7 +38,14 @@ class RunRecords {
   RunRecords(std::string table, std::vector<std::string> fields)
       : table_(std::move(table)), fields_(std::move(fields)) {}
 
-  // Blocks of one event come in the order in which they were written, each once of `count` records.
+  // Whether so many rows are of records in front of this one.
+  bool Has(std::size_t most, std::int64_t before) const {
+    return rows_.size() >= most && std::count_if(rows_.begin(), rows_.end(), [&](const Row& row) {
+                                     return row.records.first < before;
+                                   }) >= static_cast<std::ptrdiff_t>(most);
+  }
+
+  // Blocks come in the order of their first records, each once of `count` records.
   void AddBlock(std::string_view event, Range records, std::optional<Range> numbers, std::int64_t count,
                 std::string_view text) {
     LedgerBlockReader reader(text);
@@ -57,9 +66,10 @@ class RunRecords {
     if (count <= records.last - records.first) taken.behind_event += " (" + std::to_string(count) + ")";
   }
 
-  std::shared_ptr<MemoryRecordset> Take() {
+  std::shared_ptr<MemoryRecordset> Take(std::size_t most) {
     std::stable_sort(rows_.begin(), rows_.end(),
                      [](const Row& one, const Row& other) { return one.records.first < other.records.first; });
+    if (rows_.size() > most) rows_.resize(most);
     auto result = std::make_shared<MemoryRecordset>();
     for (const char* name : {"Datensatz", "BisDatensatz"}) result->AppendColumn(name, ColumnType::kInt64);
     for (const char* name : {"Ereignis", "Tabelle"}) result->AppendColumn(name);
@@ -134,29 +144,49 @@ std::string_view EventOf(std::string_view text) {
       "In der Tabelle 'Importlaufzeilen' steht das unbekannte Ereignis '" + std::string(text) + "'");
 }
 
+struct Block {
+  std::int64_t key;
+  std::int64_t first_record;
+};
+
+std::vector<Block> BlocksOf(Connection& connection, std::int64_t run) {
+  const auto select = connection.Prepare("SELECT ZeilenNr, Datensatz FROM Importlaufzeilen WHERE " +
+                                         std::string(kOfRun) + " ORDER BY Datensatz, ZeilenNr");
+  BindRun(*select, 0, run);
+  std::vector<Block> blocks;
+  for (const RecordsetPtr rows = select->Open(); !rows->IsEof(); rows->MoveNext()) {
+    blocks.push_back({rows->ValueAt(0).ToInteger(), rows->ValueAt(1).ToInteger()});
+  }
+  return blocks;
+}
+
 }  // namespace
 
-std::shared_ptr<MemoryRecordset> RecordsOfRun(Connection& connection, std::int64_t run) {
+std::shared_ptr<MemoryRecordset> RecordsOfRun(Connection& connection, std::int64_t run,
+                                              std::optional<std::int64_t> most) {
+  const auto limit = most ? static_cast<std::size_t>(std::max<std::int64_t>(*most, 0))
+                          : std::numeric_limits<std::size_t>::max();
   const auto head = connection.Prepare("SELECT Tabelle, Spalten FROM Importlauf WHERE LaufNr = ?");
   head->BindInteger(0, run);
   const RecordsetPtr found = head->Open();
-  if (found->IsEof()) return RunRecords({}, {}).Take();
+  if (found->IsEof()) return RunRecords({}, {}).Take(limit);
   const std::vector<std::string_view> columns = Split(found->TextAt(1), ',');
   RunRecords records(std::string(found->TextAt(0)), {columns.begin(), columns.end()});
   const auto select = connection.Prepare(
       "SELECT Ereignis, Datensatz, BisDatensatz, Nummer, BisNummer, Anzahl, Werte FROM Importlaufzeilen "
-      "WHERE " +
-      std::string(kOfRun) + " ORDER BY ZeilenNr");
-  BindRun(*select, 0, run);
-  for (const RecordsetPtr blocks = select->Open(); !blocks->IsEof(); blocks->MoveNext()) {
+      "WHERE ZeilenNr = ?");
+  for (const Block& block : BlocksOf(connection, run)) {
+    if (records.Has(limit, block.first_record)) break;
+    select->BindInteger(0, block.key);
+    const RecordsetPtr row = select->Open();
+    if (row->IsEof()) continue;
     const auto range = [&](std::size_t column) {
-      return Range{blocks->ValueAt(column).ToInteger(), blocks->ValueAt(column + 1).ToInteger()};
+      return Range{row->ValueAt(column).ToInteger(), row->ValueAt(column + 1).ToInteger()};
     };
-    records.AddBlock(EventOf(blocks->TextAt(0)), range(1),
-                     blocks->IsNull(3) ? std::optional<Range>() : range(3), blocks->ValueAt(5).ToInteger(),
-                     blocks->TextAt(6));
+    records.AddBlock(EventOf(row->TextAt(0)), range(1), row->IsNull(3) ? std::optional<Range>() : range(3),
+                     row->ValueAt(5).ToInteger(), row->TextAt(6));
   }
-  return records.Take();
+  return records.Take(limit);
 }
 
 }  // namespace kestrel::host

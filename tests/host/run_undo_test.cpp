@@ -109,6 +109,35 @@ TEST_F(RunUndo, LeavesAloneWhatSomebodyChangedSinceAndTellsIt) {
               ElementsAre("7|Alt|Ulm|NULL", "8|Acht|NULL|von Hand"));
 }
 
+TEST_F(RunUndo, IsAskedForByTheFirstRecordsOfALongRun) {
+  const ObjectPtr importer = Importer();
+  Start(importer);
+  ImportMany(importer, 10);
+  CallMethod(importer, "RecordFate", 11, 11, "rejected");
+  ImportMany(importer, 2500);
+  // Lost, and told of late.
+  CallMethod(importer, "RecordFate", 3, 3, "rejected");
+  CallMethod(importer, "RecordFate", 2512, 2513, "held back");
+  End(importer, 2510);
+  const ObjectPtr ledger = components.CreateObject("kestrelhost.RunLedger");
+  SetProperty(ledger, "Connection", connection);
+  const auto rows = [&](const RecordsetPtr& set) {
+    std::vector<std::string> texts;
+    for (; !set->IsEof(); set->MoveNext()) {
+      texts.push_back(std::string(set->TextAt(0)) + "-" + std::string(set->TextAt(1)) + " " +
+                      std::string(set->TextAt(2)));
+    }
+    return texts;
+  };
+  const auto first = [&](int most) { return rows(ToRecordset(CallMethod(ledger, "Records", 1, most))); };
+  EXPECT_THAT(
+      rows(ToRecordset(CallMethod(ledger, "Records", 1))),
+      ElementsAre("1-10 neu", "3-3 abgewiesen", "11-11 abgewiesen", "12-2511 neu", "2512-2513 zurückgehalten"));
+  EXPECT_THAT(first(3), ElementsAre("1-10 neu", "3-3 abgewiesen", "11-11 abgewiesen"));
+  EXPECT_THAT(first(0), IsEmpty());
+  EXPECT_THAT(first(9), SizeIs(5));
+}
+
 TEST_F(RunUndo, HidesNoRecordOfARunOfWhichSomethingWasLeftAlone) {
   const auto told = [&] {
     const ObjectPtr ledger = components.CreateObject("kestrelhost.RunLedger");
