@@ -187,7 +187,8 @@ class KESTREL_EXPORT ImportJob {
 
   // --- During a run and behind it ---
 
-  // Asks the run under way, or the next one of what is open, to stop before its next record.
+  // Asks the run under way, or the next one of what is open, to stop before its next record. Asked once
+  // more, it also stops reading the rest of the source for what was not stored, which RunResult::rejects_error tells.
   void RequestStop();
   // Of the last run; complete once it has finished, from RunView::CloseWindow on.
   const RunResult& result() const;

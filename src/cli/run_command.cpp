@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cctype>
 #include <ostream>
+#include <utility>
 
 #include "cli/progress_line.h"
 #include "import/run_texts.h"
@@ -22,7 +23,7 @@ class ConsoleRunView final : public RunView {
   void SetInfo(std::string_view text) override { progress_.SetInfo(text); }
   void SetProgress(double percent) override { progress_.SetPercent(percent); }
   void Yield() override {
-    if (signals_.StopRequested()) job_.RequestStop();
+    if (signals_.StopRequested() && !std::exchange(is_stopped_, true)) job_.RequestStop();
     progress_.Tick();
   }
   void Tell(std::string_view text) override {
@@ -36,6 +37,7 @@ class ConsoleRunView final : public RunView {
   const StopSignals& signals_;
   ImportJob& job_;
   ProgressLine progress_;
+  bool is_stopped_ = false;
 };
 
 const char* NameOf(SourceState state) {

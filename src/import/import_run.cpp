@@ -63,7 +63,7 @@ class RunSteps {
  public:
   // `rejects`: the view, where it keeps what is not stored, else null.
   RunSteps(ActiveImport& import, RunView& view, const RunSettings& settings, RejectView* reject_view,
-           const std::unique_ptr<Rejects>& rejects, const bool& abort_requested)
+           const std::unique_ptr<Rejects>& rejects, const bool& abort_requested, const int& abort_requests)
       : import_(import),
         session_(import.session()),
         view_(view),
@@ -71,6 +71,7 @@ class RunSteps {
         reject_view_(reject_view),
         rejects_(rejects),
         abort_requested_(abort_requested),
+        abort_requests_(abort_requests),
         specification_(import.profiles(), session_.SpecFile),
         outcomes_(view, notes_),
         errors_(import.logs(), outcomes_, settings),
@@ -147,6 +148,7 @@ class RunSteps {
   RejectView* reject_view_;
   const std::unique_ptr<Rejects>& rejects_;
   const bool& abort_requested_;
+  const int& abort_requests_;
   ProfileStore::Watched specification_;
   RunNotes notes_;
   RunOutcomes outcomes_;
@@ -469,8 +471,7 @@ std::string RunSteps::WhyNotReached() const {
 void RunSteps::KeepRejects() {
   const auto keep = [&] {
     if (stands_on_last_) reader_.SourceMoveNext();
-    const std::int32_t missing =
-        reject_view_->Close(reader_, RecordNumber(), WhyNotReached(), abort_requested_);
+    const std::int32_t missing = reject_view_->Close(reader_, RecordNumber(), WhyNotReached(), abort_requests_);
     result_.rejects = rejects_->count();
     if (!settings_.rejects_file.empty()) rejects_->WriteTo(settings_.rejects_file);
     if (missing == 0) return;
@@ -557,7 +558,8 @@ void ImportRun::ImportStart() {
   RejectView reject_view(view_, import_.session(), rejects_);
   const bool keeps_rejects = settings_.keep_rejects || !settings_.rejects_file.empty();
   RunView& view = keeps_rejects ? static_cast<RunView&>(reject_view) : view_;
-  RunSteps steps(import_, view, settings_, keeps_rejects ? &reject_view : nullptr, rejects_, abort_requested_);
+  RunSteps steps(import_, view, settings_, keeps_rejects ? &reject_view : nullptr, rejects_, abort_requested_,
+                 abort_requests_);
   result_ = steps.Execute();
   steps.errors().Try([&] { view_.CloseWindow(); });
   steps.errors().Try([&] { DeleteWorkingCopy(import_.session()); });

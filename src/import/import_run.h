@@ -26,8 +26,11 @@ class ImportRun {
   // First activation of the window: runs the import and ends it. Later calls, also from within the run, do
   // nothing. Raises nothing: what fails is counted and logged.
   void Activate();
-  // The run ends at the start of its next round.
-  void RequestAbort() { abort_requested_ = true; }
+  // The run ends at the start of its next round; where it has ended, reading the rest of the source for the rejects.
+  void RequestAbort() {
+    abort_requested_ = true;
+    ++abort_requests_;
+  }
   // Complete when the view is told to close.
   const RunResult& result() const { return result_; }
   // What was not stored, once; null where it was not to be kept, or could not be.
@@ -43,6 +46,7 @@ class ImportRun {
   std::unique_ptr<Rejects> rejects_;
   bool first_activation_ = true;
   bool abort_requested_ = false;
+  int abort_requests_ = 0;
   RunResult result_;
 };
 

@@ -62,12 +62,12 @@ void RejectView::Revise(const OutcomeRevision& revision) {
 }
 
 std::int32_t RejectView::Close(SourceReader& source, std::int32_t next, std::string_view reason,
-                               const bool& stop_requested) {
-  const bool was_requested = stop_requested;
+                               const int& stop_requests) {
+  const int earlier_requests = stop_requests;
   std::int32_t first_missing = 0;
   Attempt([&] {
     while (!source.SourceEOF() && !source.end().error) {
-      if (stop_requested && !was_requested) {
+      if (stop_requests > earlier_requests) {
         first_missing = next;
         break;
       }

@@ -20,10 +20,10 @@ class RejectView final : public RunView {
   // The source is open now, and not moved yet.
   void Open();
   // The rounds, and all that could revise them, are over. `source` stands on `next`, the first record that was
-  // not worked through, or is at its end; those behind are kept, too, with the reason, until `stop_requested` gets
-  // true. The first one that is not kept because of that, or 0. Raises what could not be kept.
+  // not worked through, or is at its end; those behind are kept, too, with the reason, until `stop_requests`
+  // grows. The first one that is not kept because of that, or 0. Raises what could not be kept.
   std::int32_t Close(SourceReader& source, std::int32_t next, std::string_view reason,
-                     const bool& stop_requested);
+                     const int& stop_requests);
 
   void SetInfo(std::string_view text) override { view_.SetInfo(text); }
   void SetProgress(double percent) override { view_.SetProgress(percent); }

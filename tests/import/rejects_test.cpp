@@ -287,6 +287,24 @@ TEST_F(RejectsTest, AStopWhileTheRestOfTheSourceIsReadIsHonouredAndTold) {
   EXPECT_TRUE(FileExists(session.FileName));
 }
 
+TEST_F(RejectsTest, OnceStoppedByThePersonTheRestIsReadUnlessThatIsAskedForAgain) {
+  for (const bool again : {false, true}) {
+    UseNames({"A", "B", "C", "D", "E", "F", "G"});
+    handed_over_ = yields_behind_ = 0;
+    view.outcomes.clear();
+    view.on_yield = [&] {
+      if (handed_over_ < 2) return;
+      ++yields_behind_;
+      // The first one ends the rounds; in the second case another one follows among the records not reached.
+      if (yields_behind_ == 1 || (again && yields_behind_ == 4)) limited().RequestAbort();
+    };
+    const RunResult& result = Run({.rejects_file = file()});
+    EXPECT_TRUE(result.aborted);
+    EXPECT_EQ(!result.rejects_error.empty(), again) << result.rejects_error;
+    EXPECT_EQ(result.stored + result.rejects == 7, !again);
+  }
+}
+
 TEST_F(RejectsTest, RecordsBehindTheOneAtWhichTheImportClassStoppedAreAmongThemOnce) {
   UseNames({"A", "B", "C"});
   Refuse({2});
