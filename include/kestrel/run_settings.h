@@ -13,7 +13,8 @@ struct RunSettings {
   // The run stops once it has counted so many errors, before its next record. 0: any number.
   std::int32_t most_errors = 0;
   // The run stops once the import class has refused so many records with one and the same error (number and text),
-  // from the first one on and none stored between them; the log has one row for all of them then. 0: any number.
+  // from the first one on and none stored or held back between them; the log has one row for all of them then. 0: any
+  // number.
   std::int32_t most_same_errors = 0;
   // What is not stored is kept with the job, to be written by ImportJob::SaveRejects after the run.
   bool keep_rejects = false;

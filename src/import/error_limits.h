@@ -18,6 +18,9 @@ class ErrorLimits {
   // 0 for none. Whether it only repeats what every record before was refused with.
   bool Add(const RecordError& error, std::int32_t first, std::int32_t last, std::int32_t count);
 
+  // A record was held back: the destination is not what keeps every record out.
+  void NoteHeldBack() { is_over_ = true; }
+
   // Why no further record should be read; empty while there is no reason.
   const std::string& stop_reason() const { return stop_reason_; }
   // All records were refused with one error, so many of them that one row tells it.
@@ -31,7 +34,7 @@ class ErrorLimits {
   std::string stop_reason_;
   RecordError every_;         // what the records so far were refused with
   std::int32_t refused_ = 0;  // how many, from the first one on
-  bool is_over_ = false;      // a record was stored, or refused for another reason
+  bool is_over_ = false;      // a record was stored, held back, or refused for another reason
 };
 
 }  // namespace kestrel

@@ -337,6 +337,7 @@ bool RunSteps::IsSuspectedDuplicate(bool same_object) {
 void RunSteps::HoldBack() {
   RecordOutcome& outcome = outcomes_.at_hand();
   outcome.fate = RecordFate::kHeldBack;
+  errors_.NoteHeldBack();
   if (outcome.duplicate_of.address_type == own_address_type_) {
     match_details_.FindRecord(outcome.duplicate_of, outcomes_);
   }

@@ -48,6 +48,8 @@ class RunErrors {
   // A value that is longer than its field: no error, but told with the record.
   void NoteCut(const std::string& field) { outcomes_.at_hand().cut_fields.push_back(field); }
 
+  void NoteHeldBack() { limits_.NoteHeldBack(); }
+
   std::int32_t count() const { return count_; }
   // Why no further record should be read; empty while there is no reason.
   const std::string& stop_reason() const { return limits_.stop_reason(); }

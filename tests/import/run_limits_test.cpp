@@ -154,6 +154,19 @@ TEST_F(RunLimitsTest, TheSameErrorIsToldForEachRecordWhereOneWasStored) {
   EXPECT_THAT(LogLines(), ::testing::Contains(StartsWith("Fehler: ")).Times(29));
 }
 
+// The host takes records; those that are left are refused for what stands in them.
+TEST_F(RunLimitsTest, TheSameErrorStopsNothingWhereARecordBetweenWasHeldBack) {
+  UseRecords(30);
+  UseDuplicateHost();
+  HostKnows("N6", "6");
+  Refuse([](int) { return "weg"; });
+  const RunResult& result = Run({.most_same_errors = 10});
+  EXPECT_EQ(result.duplicates, 1);
+  EXPECT_EQ(result.records, 30);
+  EXPECT_EQ(result.stop_reason, "");
+  EXPECT_THAT(LogLines(), ::testing::Contains(StartsWith("Fehler: ")).Times(29));
+}
+
 TEST_F(RunLimitsTest, TheSameErrorIsToldForEachRecordWhereThereIsAnotherOne) {
   UseRecords(30);
   Refuse([](int record) { return record == 6 ? "anders" : "weg"; });
