@@ -1,10 +1,8 @@
 #include "import/run_notes.h"
 
 #include <ctime>
-#include <filesystem>
 #include <string>
 #include <string_view>
-#include <system_error>
 
 #include "formats/encryption/primitives.h"
 #include "import/run_texts.h"
@@ -12,6 +10,7 @@
 #include "platform/automation/optional_member.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
+#include "platform/base/whole_path.h"
 #include "sources/piped_source.h"
 #include "sources/source_kind.h"
 
@@ -38,13 +37,6 @@ std::string TimeText(std::int64_t nanoseconds) {
   char text[sizeof "JJJJ-MM-TT HH:MM:SS"] = "";
   if (::localtime_r(&seconds, &local) == nullptr) return {};
   return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local)};
-}
-
-// Names the same file wherever it is looked at later.
-std::string WholePath(const std::string& path) {
-  std::error_code error;
-  const std::filesystem::path whole = std::filesystem::absolute(path, error);
-  return error || path.empty() ? path : whole.lexically_normal().string();
 }
 
 std::string SourceText(const Session& session) {

@@ -8,6 +8,7 @@
 #include "kestrel/user_interface.h"
 #include "platform/automation/optional_member.h"
 #include "platform/base/text.h"
+#include "platform/base/whole_path.h"
 #include "sources/piped_source.h"
 #include "sources/source_kind.h"
 
@@ -57,8 +58,12 @@ void ImportLogs::TellOrigin(const ObjectPtr& log) {
   if (!set_detail) return;
   const SourceKind* const kind = KindOf(session_);
   std::string source = kind == nullptr ? std::string() : session_.*kind->location;
-  if (IsStream(source)) source = "(Datenstrom)";
-  set_detail->Call("Specification", session_.ChosenSpecFile);
+  if (IsStream(source)) {
+    source = "(Datenstrom)";
+  } else if (kind != nullptr && kind->place != SourcePlace::kServer) {
+    source = WholePath(source);
+  }
+  set_detail->Call("Specification", WholePath(session_.ChosenSpecFile));
   set_detail->Call("Source", source);
   set_detail->Call("ImportClass", session_.ImportClassProgID);
 }

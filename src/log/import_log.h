@@ -7,8 +7,8 @@
 // Optional members of the log component, looked up when a log is created; one without them is driven by the calls
 // told alone. Texts by value; a name that a component does not know is passed over.
 //
-//   SetLogDetail(name, text)   behind CreateProtokoll: Specification (the path that was chosen), Source (where the
-//                              data come from), ImportClass
+//   SetLogDetail(name, text)   behind CreateProtokoll: Specification (the path that was chosen), Source (where the data
+//                              come from), both in full; ImportClass
 //   SetRowDetail(name, text)   behind the row's SetField: the details of an error or of a record held back, below
 //   StoreRow(text, ...)        a row without details: its one or three texts, by reference, in place of AddNewRecord,
 //                              SetField and UpdateRecord

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
+
 #include "kestrel/open_connection.h"
 #include "support/noting_connection.h"
 #include "support/session_fixture.h"
@@ -317,6 +319,18 @@ TEST_F(ImportLogTest, AComponentThatTakesLogDetailsIsToldTheOwnPathsOfSpecificat
               ::testing::IsSupersetOf({R"(Call SetLogDetail("Specification", "/import/Kunden.IMP"))",
                                        R"(Call SetLogDetail("Source", "/daten/kunden.txt"))",
                                        R"(Call SetLogDetail("ImportClass", "ksbimport.importkunden"))"}));
+}
+
+TEST_F(ImportLogTest, TheOwnPathsAreToldInFullSoThatAnotherProgramFindsThem) {
+  const auto log = AddLog();
+  log->Method("SetLogDetail");
+  session.ChosenSpecFile = "Import/Kunden.IMP";
+  session.FileName = "Import/kunden.txt";
+  logs.WriteErrorProtocol(1, "a", "ImportStart", "GetNewRecord");
+  const std::string here = std::filesystem::current_path().string();
+  EXPECT_THAT(log->Lines(), ::testing::IsSupersetOf(
+                                {R"(Call SetLogDetail("Specification", ")" + here + R"(/Import/Kunden.IMP"))",
+                                 R"(Call SetLogDetail("Source", ")" + here + R"(/Import/kunden.txt"))"}));
 }
 
 TEST_F(ImportLogTest, AComponentThatTakesWholeRowsGetsThoseWithoutDetailsByOneCall) {
