@@ -36,6 +36,10 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
   import_man_.SetConnection(connection_);
   import_man_.SetPersonalNr(personal_nr);
 
+  // A long message is cut at the window's edge.
+  guard_.On(statusBar(), &QStatusBar::messageChanged,
+            [this](const QString& text) { statusBar()->setToolTip(PlainToolTip(text)); });
+
   // Before the pages look at it. What is told stays until the next message: it is told once only.
   Trap(
       [&] {

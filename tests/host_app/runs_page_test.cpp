@@ -206,6 +206,8 @@ TEST_F(RunsPageTest, TellsOfARunWhoseProgramWasKilled) {
   }
   window = std::make_unique<host::HostWindow>(ui, components, OpenConnection(file), "4711");
   EXPECT_THAT(window->statusBar()->currentMessage().toStdString(), StartsWith("Der Importlauf 1 vom "));
+  EXPECT_EQ(window->statusBar()->toolTip(), window->statusBar()->currentMessage())
+      << "it may be cut at the edge";
   EXPECT_THAT(Column(kPage, "Zustand"), ElementsAre("abgebrochen"));
 }
 
