@@ -28,7 +28,7 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
     : ui_(ui),
       guard_(this, ui),
       connection_(std::move(connection)),
-      wizard_(this, {.run_summary = true, .column_drift = true}),
+      wizard_(this, {.run_summary = true, .column_drift = true, .unreadable_specifications = true}),
       import_man_(Platform{ui_, components, clock_}, &wizard_) {
   setObjectName("hostWindow");
   setWindowTitle("KESTREL Adressen");

@@ -11,6 +11,8 @@ struct WizardComforts {
   // goes on or stays on step 2, and has new names taken over into the assignment. Where the
   // specification remembers columns, a source whose own cannot be read keeps the person on step 2.
   bool column_drift = false;
+  // Step 1 tells once, in a message box, which files its list leaves out because they cannot be read, and why.
+  bool unreadable_specifications = false;
 };
 
 }  // namespace kestrel

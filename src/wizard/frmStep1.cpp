@@ -97,7 +97,7 @@ void frmStep1::FillList() {
                                         std::to_string(kMaxListedSpecifications) + ".",
                                     "", Icon::kInformation, Buttons::kOk);
   }
-  if (!unreadable.empty() && !told_of_unreadable_) {
+  if (!unreadable.empty() && !told_of_unreadable_ && wizard_.comforts().unreadable_specifications) {
     told_of_unreadable_ = true;
     std::string text = "Nicht angezeigt werden:";
     for (const std::string& reason : unreadable) text += "\n" + reason;

@@ -19,6 +19,7 @@ using ::testing::UnorderedElementsAre;
 
 class Step1Test : public testing::WizardFixture {
  protected:
+  explicit Step1Test(WizardComforts comforts = {}) : WizardFixture(comforts) {}
   void Write(const std::string& name, const std::string& description, const std::string& more = "") {
     WriteSpecification(name, "[Common]\nDescription=" + description + "\nImportClass=test.import\n" + more);
   }
@@ -289,10 +290,28 @@ TEST_F(Step1Test, AFileThatCannotBeDeletedIsTold) {
 
 // --- What the list leaves out ---
 
-TEST_F(Step1Test, AFileThatCannotBeReadIsToldOnce) {
-  Write("A.IMP", "Alpha");
-  Write("Riese.IMP", "Riese");
-  std::filesystem::resize_file(folder.File("Import/Riese.IMP"), (64 << 20) + 1);
+class UnreadableSpecificationTest : public Step1Test {
+ protected:
+  explicit UnreadableSpecificationTest(WizardComforts comforts = {.unreadable_specifications = true})
+      : Step1Test(comforts) {
+    Write("A.IMP", "Alpha");
+    Write("Riese.IMP", "Riese");
+    std::filesystem::resize_file(folder.File("Import/Riese.IMP"), (64 << 20) + 1);
+  }
+};
+
+class UntoldUnreadableSpecificationTest : public UnreadableSpecificationTest {
+ protected:
+  UntoldUnreadableSpecificationTest() : UnreadableSpecificationTest(WizardComforts{}) {}
+};
+
+TEST_F(UntoldUnreadableSpecificationTest, IsLeftOutWithoutAWord) {
+  OpenStep1();
+  EXPECT_THAT(Entries(), ElementsAre("Alpha"));
+  EXPECT_THAT(ui.boxes, IsEmpty());
+}
+
+TEST_F(UnreadableSpecificationTest, IsToldOnce) {
   OpenStep1();
   EXPECT_THAT(Entries(), ElementsAre("Alpha"));
   ASSERT_EQ(ui.boxes.size(), 1u);
