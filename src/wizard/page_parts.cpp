@@ -275,9 +275,6 @@ void SetTabOrder(std::initializer_list<QWidget*> controls) {
   }
 }
 
-WaitCursor::WaitCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-WaitCursor::~WaitCursor() { QApplication::restoreOverrideCursor(); }
-
 void RememberSize(QWidget* window, const QString& key) { new SizeKeeper(window, key); }
 
 }  // namespace kestrel

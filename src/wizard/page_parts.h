@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QAbstractButton>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QLayout>
 #include <QLineEdit>
@@ -94,12 +95,12 @@ void TabReachesChosen(std::initializer_list<QRadioButton*> group);
 KESTREL_INTERNAL void SetTabOrder(std::initializer_list<QWidget*> controls);
 
 // Connecting and opening can take a while; while one lives, the pointer says so.
-class KESTREL_INTERNAL WaitCursor {
+class WaitCursor {
  public:
-  WaitCursor();
+  WaitCursor() { QGuiApplication::setOverrideCursor(Qt::WaitCursor); }
   WaitCursor(const WaitCursor&) = delete;
   WaitCursor& operator=(const WaitCursor&) = delete;
-  ~WaitCursor();
+  ~WaitCursor() { QGuiApplication::restoreOverrideCursor(); }
 };
 
 // Restores the size the window had when it was last closed, and stores it at every close. `key` names it.
