@@ -38,10 +38,9 @@ struct VariableReference {
 class KESTREL_EXPORT Argument {
  public:
   // By value: of anything that a Value can be made of, in place.
-  template <class Content>
-  requires(std::is_constructible_v<Value, Content&&> &&
-           !std::is_same_v<std::remove_cvref_t<Content>, Argument>) explicit Argument(Content&& content)
-      : value_(std::forward<Content>(content)) {}
+  template <class Content, class = std::enable_if_t<std::is_constructible_v<Value, Content&&> &&
+                                                    !std::is_same_v<std::remove_cvref_t<Content>, Argument>>>
+  explicit Argument(Content&& content) : value_(std::forward<Content>(content)) {}
   Argument(VariableReference reference) : reference_(&reference.variable) {}
 
   bool IsReference() const { return reference_ != nullptr; }

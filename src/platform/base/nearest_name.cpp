@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <compare>
 #include <utility>
 
 #include "platform/base/text.h"
@@ -62,7 +61,6 @@ std::vector<std::optional<std::size_t>> NearestNames(std::span<const std::string
     std::size_t distance;
     std::size_t name;
     std::size_t candidate;
-    auto operator<=>(const Pair&) const = default;
   };
   const std::vector<std::string> wanted = FoldedAll(names);
   const std::vector<std::string> offered = FoldedAll(candidates);
@@ -75,7 +73,9 @@ std::vector<std::optional<std::size_t>> NearestNames(std::span<const std::string
       if (distance <= longer / 3) pairs.push_back({distance, i, j});
     }
   }
-  std::sort(pairs.begin(), pairs.end());
+  // They stand in the order of the names, which stays among equals.
+  std::stable_sort(pairs.begin(), pairs.end(),
+                   [](const Pair& one, const Pair& other) { return one.distance < other.distance; });
   std::vector<std::optional<std::size_t>> nearest(names.size());
   std::vector<bool> is_taken(candidates.size());
   for (const Pair& pair : pairs) {
