@@ -12,6 +12,7 @@
 
 #include "cpu_time.h"
 #include "kestrel/open_connection.h"
+#include "result_line.h"
 #include "support/jet_builder.h"
 
 namespace {
@@ -100,6 +101,12 @@ int main(int argument_count, char** arguments) {
     std::printf("mdb-export  not installed (package mdbtools)\n");
     return 0;
   }
-  std::printf("mdb-export  %.3f s CPU, %.1f times as much\n", theirs.seconds(),
-              theirs.seconds() / ours.seconds());
+  const double ratio = theirs.seconds() / ours.seconds();
+  std::printf("mdb-export  %.3f s CPU, %.1f times as much\n", theirs.seconds(), ratio);
+  kestrel::bench::Report({.what = "a table: mdb-export / reading here",
+                          .ours = kestrel::bench::Seconds(ours.seconds()),
+                          .peers = "mdb-export " + kestrel::bench::Seconds(theirs.seconds()),
+                          .ratio = ratio,
+                          .limit = 4,
+                          .at_least = true});
 }

@@ -17,6 +17,7 @@
 #include "kestrel/open_connection.h"
 #include "kestrel/runtime_error.h"
 #include "platform/base/text.h"
+#include "result_line.h"
 #include "sources/text_source.h"
 
 namespace {
@@ -143,7 +144,14 @@ void CompareDbf(const std::string& folder, const std::vector<Record>& records, i
   std::printf("dBase table and text file of one content, opened and read to the end\n");
   Print("text file", text_time.seconds(), text);
   Print("dBase table", dbf_time.seconds(), dbf);
-  std::printf("  dBase / text             %7.2f\n\n", dbf_time.seconds() / text_time.seconds());
+  const double ratio = dbf_time.seconds() / text_time.seconds();
+  std::printf("  dBase / text             %7.2f\n\n", ratio);
+  const std::string what = "dBase record / the same record of a text file, " + std::to_string(records.size());
+  kestrel::bench::Report({.what = what,
+                          .ours = kestrel::bench::Seconds(dbf_time.seconds()),
+                          .naive = kestrel::bench::Seconds(text_time.seconds()),
+                          .ratio = ratio,
+                          .limit = 1});
 }
 
 double ChildCpuSeconds() {
@@ -189,7 +197,15 @@ void CompareWorkbook(const std::string& folder, std::vector<Record> records, con
               static_cast<std::uintmax_t>(std::filesystem::file_size(path)), std::size(kColumns));
   Print("ssconvert to CSV", other_time.seconds(), own);
   Print("read here", own_time.seconds(), own);
-  std::printf("  ssconvert / here         %7.1f\n\n", other_time.seconds() / own_time.seconds());
+  const double ratio = other_time.seconds() / own_time.seconds();
+  std::printf("  ssconvert / here         %7.1f\n\n", ratio);
+  const std::string what = "." + extension + " of 8 columns: ssconvert to CSV / reading here";
+  kestrel::bench::Report({.what = what,
+                          .ours = kestrel::bench::Seconds(own_time.seconds()),
+                          .peers = "ssconvert " + kestrel::bench::Seconds(other_time.seconds()),
+                          .ratio = ratio,
+                          .limit = extension == "xls" ? 8.0 : 6.0,
+                          .at_least = true});
 }
 
 void Run(std::size_t record_count, int rounds, const std::string& only) {

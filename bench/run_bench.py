@@ -16,6 +16,8 @@ import sys
 import tempfile
 from pathlib import Path
 
+import result_line
+
 SPECIFICATION = """[Common]
 Description={name}
 Application=2
@@ -242,6 +244,7 @@ def report(what, ours, measure, limit, scale=1.0, unit="s"):
     verdict = "ok" if ratio <= limit else "TOO MUCH"
     print(f"{what}\n    {ours / scale:.2f} {unit} / {measure / scale:.2f} {unit} = {ratio:.2f}"
           f"  (at most {limit}) {verdict}", flush=True)
+    result_line.report(what, f"{ours / scale:.2f} {unit}", f"{measure / scale:.2f} {unit}", ratio=ratio, limit=limit)
 
 
 def main():

@@ -16,6 +16,7 @@ import tempfile
 import time
 from pathlib import Path
 
+from result_line import report
 from run_bench import COLUMNS as ASSIGNMENTS
 from run_bench import CONSTANTS, DATES, DUPLICATE_CHECK, SPECIFICATION
 
@@ -95,7 +96,10 @@ def measure_runs(bin_folder, program, server_url, folder, records, rounds):
             ratios.append(rate / committed)
             print("run %s: %.0f records a second, committed inserts of one round trip each %.0f = %.1f x"
                   % (name, rate, committed, ratios[-1]), flush=True)
-        print("    middle of %d rounds: %.1f x" % (rounds, sorted(ratios)[rounds // 2]), flush=True)
+        middle = sorted(ratios)[rounds // 2]
+        print("    middle of %d rounds: %.1f x" % (rounds, middle), flush=True)
+        report("import into PostgreSQL " + name + " / committed inserts", "%.0f records/s" % rate,
+               "%.0f records/s" % committed, ratio=middle, limit=8, at_least=True)
 
 
 def main():

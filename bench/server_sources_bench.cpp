@@ -26,6 +26,7 @@
 
 #include "cpu_time.h"
 #include "kestrel/open_connection.h"
+#include "result_line.h"
 
 namespace {
 
@@ -165,6 +166,11 @@ void CompareReading(const char* driver, const std::string& source, const std::st
   std::printf("%s, %zu rows, best of %d, CPU seconds: bare %.3f, component %.3f = %.2f x\n", driver,
               own_totals.rows, kRounds, bare_time.seconds(), own_time.seconds(),
               own_time.seconds() / bare_time.seconds());
+  kestrel::bench::Report({.what = std::string("reading through ") + driver + " / a bare loop",
+                          .ours = kestrel::bench::Seconds(own_time.seconds()),
+                          .naive = kestrel::bench::Seconds(bare_time.seconds()),
+                          .ratio = own_time.seconds() / bare_time.seconds(),
+                          .limit = 1.3});
 }
 
 long PeakMemoryMiB() {

@@ -17,6 +17,7 @@
 
 #include "kestrel/open_connection.h"
 #include "kestrel/runtime_error.h"
+#include "result_line.h"
 #include "support/biff_writer.h"
 #include "support/dbf_writer.h"
 #include "support/jet_builder.h"
@@ -156,6 +157,10 @@ void Measure(const char* program, const std::string& name, const std::string& co
     const double memory = static_cast<double>(usage.ru_maxrss) * 1024 / mebi;
     std::printf("  file %6.1f MiB   memory %6.1f MiB   memory / (file + 64 MiB) %5.2f\n", file, memory,
                 memory / (file + 64));
+    kestrel::bench::Report({.what = name + ", of the file and 64 MiB",
+                            .ours = kestrel::bench::Fixed(memory, 0, " MiB"),
+                            .ratio = memory / (file + 64),
+                            .limit = 1});
   } else {
     std::printf("  failed\n");
   }

@@ -35,6 +35,7 @@
 #include "mapping/field_assignment.h"
 #include "platform/base/file.h"
 #include "platform/dialogs/recording_user_interface.h"
+#include "result_line.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
 #include "spec/working_copy.h"
@@ -283,6 +284,13 @@ void Report(const char* what, const Pair& pair, double limit, double scale, cons
   std::printf("%s\n    %.3f %s - %.3f %s = %.3f %s  (at most %.3f) %s\n", what, pair.with / scale, unit,
               pair.without / scale, unit, beyond / scale, unit, limit / scale,
               beyond <= limit ? "ok" : "TOO MUCH");
+  using kestrel::bench::Fixed;
+  const std::string behind = std::string(" ") + unit;
+  kestrel::bench::Report({.what = std::string(what) + ", " + unit,
+                          .ours = Fixed(pair.with / scale, 3, behind),
+                          .naive = Fixed(pair.without / scale, 3, behind),
+                          .ratio = beyond / scale,
+                          .limit = limit / scale});
 }
 
 void MeasurePreview(const std::string& file, int rounds) {
