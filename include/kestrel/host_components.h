@@ -28,7 +28,8 @@ namespace kestrel {
 //                                    "Record" and "LastRecord" (numbers of the source, from 1), "Field",
 //                                    "SourceColumn", "RawValue"; in the first row of a record held back: "Record",
 //                                    "AddressType" and "Address" (its number), "Name", "Place", "Key" (1 to 3),
-//                                    "EarlierRecord"
+//                                    "EarlierRecord", and where the key component has Confirm "Score" (whole per
+//                                    cent) and "Reason"
 //   StoreRow          method         the one or three texts of a row without details, by reference; called in place
 //                                    of AddNewRecord, SetField and UpdateRecord
 inline constexpr const char* kLogComponent = "KSHProto.Protokoll";
@@ -40,7 +41,8 @@ inline constexpr const char* kLogComponent = "KSHProto.Protokoll";
 //   GetSetting   method   group, name, the result (by reference, becomes a text), "Standard", "Standard", the default
 //
 // Asked for, in the group "Adressindex": "Doubletindex", "1" where the host keeps an index of addresses by
-// their duplicate keys, and "AlgorithmCode1" to "AlgorithmCode3", how the three keys are made.
+// their duplicate keys, and "AlgorithmCode1" to "AlgorithmCode3", how the three keys are made; where the key component
+// has Confirm and the specification names no threshold, "DublettenSchwelle", in per cent ("0": 90).
 inline constexpr const char* kSettingsComponent = "KSBSetting.KSSettings";
 
 // --- Duplicate keys ----------------------------------------------------------------------------
@@ -49,6 +51,18 @@ inline constexpr const char* kSettingsComponent = "KSBSetting.KSSettings";
 //   BuildDoubletKey   method, text   the key of an address. Arguments, by reference: the algorithm's code, and the
 //                                    nine parts of the address with "|" between them: PLZ, Ort, Strasse, Bez1 cut
 //                                    to 15 characters and trimmed, Bez1, Bez2, Bez3, an empty one, the group.
+//
+// A member that the component may have beyond this one; looked up once a run, on the first object made for a record,
+// which is kept and asked:
+//
+//   Confirm           method, number how likely the record and an address that the key look-up found are the same, in
+//                                    per cent. Arguments: the host's connection, the key text of the record, the
+//                                    address's type (Adressart) and number (Referenz), and by reference a text, empty:
+//                                    the reason in words, for people. Asked of each address found, a hundred a record
+//                                    at most, while the run has the connection to itself. The record is held back where
+//                                    one reaches the threshold (DublettenSchwelle); the one with the highest score is
+//                                    told. 0 for an address that is not there any more. What it raises is shown, and
+//                                    the record is imported.
 inline constexpr const char* kKeyComponent = "ksDoubLb.DoubletFunctions";
 
 }  // namespace kestrel

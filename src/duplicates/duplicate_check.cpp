@@ -77,6 +77,7 @@ void DuplicateCheck::GenDoubKey(const std::string& key_text, std::string& key1, 
                                 std::string& key3) {
   const bool made = TrapInFunction(session_.platform.ui, "GenDoubKey", [&] {
     const ObjectPtr component = session_.platform.components.CreateObject(kKeyComponent);
+    kept_.confirmation.AskComponent(component);
     std::string code1, code2, code3;
     GetDoubletAlgorithmCode(code1, code2, code3);
     // One variable for the three calls: what the component leaves in the key text it finds there again.

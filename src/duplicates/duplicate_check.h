@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "component/session.h"
+#include "duplicates/confirmation.h"
 #include "duplicates/kept_columns.h"
 #include "kestrel/duplicate_match.h"
 #include "kestrel/recordset.h"
@@ -38,6 +39,7 @@ struct DuplicateSettings {
   bool check_duplicates = false;
   std::int64_t address_type_mask = 0;
   bool use_key[3] = {false, false, false};
+  std::optional<double> threshold;  // of Confirm, in per cent; none: the host's
 };
 
 struct DuplicateKeys {
@@ -55,7 +57,8 @@ class DuplicateCheck {
 
   // --- Settings and keys ---
 
-  // Section CfgSettings of the working copy into settings(). An AddresstypeCode that is no number is an error.
+  // Section CfgSettings of the working copy into settings(). An AddresstypeCode that is no number is an error, and so
+  // is a DublettenSchwelle outside 0 to 100.
   void LoadDublettSettings();
   const DuplicateSettings& settings() const { return settings_; }
 
@@ -73,6 +76,8 @@ class DuplicateCheck {
 
   // --- Look-up ---
 
+  // Whether a row has one of the keys in use and, where the key component has Confirm (kestrel/host_components.h),
+  // is confirmed.
   bool isDoublet(const std::string& key_text, const std::string& reference, std::int64_t address_type,
                  bool overwrite, DuplicateMatch* match = nullptr);
 
@@ -90,6 +95,9 @@ class DuplicateCheck {
  private:
   bool CheckRecord(const Recordset& record, DuplicateMatch* match);
   bool Overwrites(const AddressKind& kind);
+  bool Confirms(const std::string& key_text, const DuplicateKeys& keys, Recordset& found,
+                DuplicateMatch* match);
+  double Threshold();
   ObjectPtr NewHostSettings();
   const std::vector<bool>& AssignedFields(const Recordset& record);
 
@@ -111,6 +119,8 @@ class DuplicateCheck {
     std::string group;
     std::string query;
     Value key_text_argument;
+    Confirmation confirmation;
+    std::vector<DuplicateMatch> candidates;
   };
 
   Session& session_;

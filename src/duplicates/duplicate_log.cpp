@@ -37,6 +37,8 @@ LogDetails DetailsOf(const DuplicateMatch& match, std::int32_t source_record) {
   add("Place", match.place);
   add_number("Key", match.key);
   add_number("EarlierRecord", match.record);
+  add_number("Score", static_cast<std::int64_t>(match.score));
+  add("Reason", match.reason);
   return details;
 }
 

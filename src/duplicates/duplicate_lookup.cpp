@@ -111,12 +111,32 @@ bool DuplicateCheck::isDoublet(const std::string& key_text, const std::string& r
     std::string& query = kept_.query;
     if (!BuildDuplicateQuery(settings_, keys, reference, address_type, overwrite, query)) return;
     const RecordsetPtr found = RequireConnection(session_.HostConnection).OpenRecordset(query);
+    if (kept_.confirmation.IsThere()) {
+      answer = Confirms(key_text, keys, *found, match);
+      return;
+    }
     answer = !found->IsEof();
     if (!answer || match == nullptr) return;
     // A row that cannot be read tells less, but is a duplicate all the same.
     Trap([&] { ReadMatch(*found, settings_, keys, *match); }, [](const RuntimeError&) {});
   });
   return answer;
+}
+
+// The rows are read before the first question, as the component may use the connection itself.
+bool DuplicateCheck::Confirms(const std::string& key_text, const DuplicateKeys& keys, Recordset& found,
+                              DuplicateMatch* match) {
+  std::vector<DuplicateMatch>& candidates = kept_.candidates;
+  candidates.clear();
+  for (; !found.IsEof() && candidates.size() < Confirmation::kMostCandidates; found.MoveNext()) {
+    ReadMatch(found, settings_, keys, candidates.emplace_back());
+  }
+  if (candidates.empty()) return false;
+  DuplicateMatch best;
+  if (!kept_.confirmation.Choose(session_.HostConnection, key_text, candidates, Threshold(), best))
+    return false;
+  if (match != nullptr) *match = std::move(best);
+  return true;
 }
 
 }  // namespace kestrel

@@ -4,6 +4,7 @@
 #include "duplicates/trap_in_function.h"
 #include "kestrel/component_registry.h"
 #include "kestrel/host_components.h"
+#include "platform/base/number.h"
 #include "spec/profile_access.h"
 
 namespace kestrel {
@@ -11,9 +12,20 @@ namespace kestrel {
 namespace {
 
 constexpr const char* kSettingsGroup = "Adressindex";
+constexpr const char* kThreshold = "DublettenSchwelle";
 
 bool IsOn(const ProfileImage& spec, std::string_view key) {
   return GetIniString(spec, kDuplicateSection, key, "0") == "1";
+}
+
+// In per cent; none where nothing is set.
+std::optional<double> ReadThreshold(std::string_view text, const char* place) {
+  if (text.empty()) return std::nullopt;
+  const std::optional<double> threshold = ParseNumber(text);
+  if (threshold && *threshold >= 0 && *threshold <= 100) return threshold;
+  throw RuntimeError(ErrorNumber::kInvalidProcedureCall, "Die Schwelle '" + std::string(text) + "' (" +
+                                                             kThreshold + " in " + place +
+                                                             ") ist keine Zahl von 0 bis 100.");
 }
 
 DuplicateSettings ReadSettings(const ProfileImage& spec) {
@@ -23,6 +35,7 @@ DuplicateSettings ReadSettings(const ProfileImage& spec) {
   settings.use_key[0] = IsOn(spec, "DublettenKey1");
   settings.use_key[1] = IsOn(spec, "DublettenKey2");
   settings.use_key[2] = IsOn(spec, "DublettenKey3");
+  settings.threshold = ReadThreshold(GetIniString(spec, kDuplicateSection, kThreshold, ""), kDuplicateSection);
   return settings;
 }
 
@@ -68,6 +81,14 @@ bool DuplicateCheck::isDoublettIndex() {
   TrapInFunction(session_.platform.ui, "isDoublettIndex",
                  [&] { answer = ReadHostSetting(NewHostSettings(), "Doubletindex") == "1"; });
   return answer;
+}
+
+// The specification's own, else the host's. A setting that the host lacks reads as "0".
+double DuplicateCheck::Threshold() {
+  if (settings_.threshold) return *settings_.threshold;
+  const std::string text = ReadHostSetting(NewHostSettings(), kThreshold);
+  if (text == "0") return Confirmation::kDefaultThreshold;
+  return ReadThreshold(text, "den Einstellungen zu Adressindex").value_or(Confirmation::kDefaultThreshold);
 }
 
 void DuplicateCheck::GetDoubletAlgorithmCode(std::string& code1, std::string& code2, std::string& code3) {

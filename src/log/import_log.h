@@ -40,7 +40,7 @@ inline constexpr const char* kDuplicateLogList = "LST_ImportDublett";
 
 // What stands beside a row. Of an error: Record, LastRecord (source records, the second where there are several),
 // Field, SourceColumn, RawValue. Of a record held back, at its first row: Record, AddressType, Address, Name, Place,
-// Key, EarlierRecord. What is not known has no entry.
+// Key, EarlierRecord, Score, Reason. What is not known has no entry.
 struct LogDetail {
   const char* name;
   std::string text;

@@ -1,0 +1,40 @@
+// The optional second look at what the key look-up found: the key component's member Confirm compares the record
+// with each candidate, so that keys may be generous and the decision precise.
+//
+// Invariants
+//  1. The member is looked up once, on the first key component that was made for a record; that component is kept
+//     and asked. A component without it leaves every decision to the keys.
+//  2. Only candidates that the query found are asked about, kMostCandidates a record: more addresses than that
+//     share a key by chance, and none of those behind them is looked at.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kestrel/duplicate_match.h"
+#include "kestrel/object.h"
+
+namespace kestrel {
+
+class Confirmation {
+ public:
+  static constexpr std::size_t kMostCandidates = 100;
+  // In per cent, where neither the specification nor the host names a threshold.
+  static constexpr double kDefaultThreshold = 90;
+
+  void AskComponent(const ObjectPtr& component);
+  // Whether the component has the member; only then may Choose be called.
+  bool IsThere() const { return confirm_.has_value(); }
+
+  // Whether a candidate reaches the threshold (in per cent). `best` is then the one with the highest score, the
+  // first of several, with its score and reason. Raises what the component raises.
+  bool Choose(const ObjectPtr& connection, const std::string& key_text, std::vector<DuplicateMatch>& candidates,
+              double threshold, DuplicateMatch& best);
+
+ private:
+  bool is_asked_ = false;
+  std::optional<BoundMember> confirm_;
+};
+
+}  // namespace kestrel
