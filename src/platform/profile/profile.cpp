@@ -106,12 +106,23 @@ std::shared_ptr<const ProfileImage> ProfileStore::Reload(const std::string& path
 }
 
 const std::shared_ptr<const ProfileImage>& ProfileStore::Watched::Look() {
-  if (!IsUnchanged()) {
+  if (notice_.HasCome() && !IsQuiet()) {
     file_ = FileDescriptor();
     image_ = store_.Require(path_);
     KeepOpen();
   }
   return image_;
+}
+
+// By asking the file, with a notice awaited first where that has been answered alike for long.
+bool ProfileStore::Watched::IsQuiet() {
+  if (quiet_looks_ == kLooksBeforeNotice) {
+    quiet_looks_ = 0;
+    notice_.Await(file_);
+  }
+  if (!IsUnchanged()) return false;
+  ++quiet_looks_;
+  return true;
 }
 
 bool ProfileStore::Watched::IsUnchanged() const {
@@ -121,6 +132,7 @@ bool ProfileStore::Watched::IsUnchanged() const {
 }
 
 void ProfileStore::Watched::KeepOpen() {
+  quiet_looks_ = 0;
   const auto known = store_.cache_.find(path_);
   if (known == store_.cache_.end() || !known->second->reading.trusted) return;
   identity_ = known->second->reading.identity;

@@ -36,6 +36,7 @@
 
 #include "kestrel/export.h"
 #include "kestrel/file_identity.h"
+#include "platform/base/change_notice.h"
 #include "platform/base/file_descriptor.h"
 #include "platform/profile/caseless.h"
 
@@ -96,9 +97,13 @@ class KESTREL_INTERNAL ProfileStore {
 
   // A file that the rounds of a loop look at, kept open: asking it costs half of asking by its path, and tells
   // whether it was changed, replaced, renamed or removed, though not whether a folder above it got another
-  // name. The store outlives it.
+  // name. Once so many looks have found nothing, it is not even asked until the system tells of a change
+  // (platform/base/change_notice.h). The store outlives it.
   class Watched {
    public:
+    // In less time nobody would miss the few milliseconds that the end of a notice takes.
+    static constexpr int kLooksBeforeNotice = 16384;
+
     Watched(ProfileStore& store, std::string path) : store_(store), path_(std::move(path)) {}
 
    private:
@@ -106,6 +111,7 @@ class KESTREL_INTERNAL ProfileStore {
     // Raises what Require raises.
     const std::shared_ptr<const ProfileImage>& Look();
     bool IsUnchanged() const;
+    bool IsQuiet();
     void KeepOpen();
 
     ProfileStore& store_;
@@ -114,6 +120,8 @@ class KESTREL_INTERNAL ProfileStore {
     std::shared_ptr<const ProfileImage> image_;
     FileDescriptor file_;
     FileIdentity identity_;
+    int quiet_looks_ = 0;  // one after the other, without a notice
+    ChangeNotice notice_;
   };
 
   // One round: while it lives, Read and Require answer for the watched file from one look, made when the round
