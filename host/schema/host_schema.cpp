@@ -135,6 +135,11 @@ constexpr const char* kLedgerTables[] = {
   Werte TEXT))",
 };
 
+constexpr const char* kLockTable = R"(CREATE TABLE IF NOT EXISTS Importsperre (
+  Name VARCHAR(50) NOT NULL PRIMARY KEY,
+  Stand BIGINT NOT NULL))";
+constexpr const char* kLockRow = "INSERT INTO Importsperre VALUES ('Adressindex', 0) ON CONFLICT DO NOTHING";
+
 constexpr const char* kAddressIndexes[] = {
     "CREATE INDEX IF NOT EXISTS Adressindex1 ON Adressindex (Doubletkey1)",
     "CREATE INDEX IF NOT EXISTS Adressindex2 ON Adressindex (Doubletkey2)",
@@ -198,6 +203,7 @@ void CreateTables(Connection& connection) {
   CreateLogDetailTables(connection);
   for (const char* sql : kLedgerTables) connection.Execute(WithKeyType(connection, sql));
   CreateAddressIndexes(connection);
+  CreateImportLock(connection);
   for (const DefaultDestination& destination : kDefaultDestinations) {
     connection.Execute(AddressTableText(connection, destination));
   }
@@ -245,6 +251,20 @@ void CreateLedgerTables(Connection& connection) {
   if (HasTable(connection, "Importlaufzeilen")) return;
   InTransaction(connection, [&] {
     for (const char* sql : kLedgerTables) connection.Execute(WithKeyType(connection, sql));
+  });
+}
+
+void CreateImportLock(Connection& connection) {
+  if (IsSqlite(connection) || HasTable(connection, "Importsperre")) return;
+  const auto create = [&] {
+    InTransaction(connection, [&] {
+      connection.Execute(kLockTable);
+      connection.Execute(kLockRow);
+    });
+  };
+  // Two that make it at the same time get in each other's way.
+  Trap(create, [&](const RuntimeError& error) {
+    if (!HasTable(connection, "Importsperre")) throw error;
   });
 }
 

@@ -8,6 +8,7 @@
 //   Protokoll, Protokollzeilen           logs and their rows
 //   Protokollherkunft, Protokolldetails  what stands beside them, see storage/log_details.h
 //   Importlauf, Importlaufzeilen         what imports did to the addresses, see ledger/run_ledger.h
+//   Importsperre                         whose turn it is, see storage/group_lock.h; not on SQLite
 //   Importziele, Importfelder            what can be imported: one row a destination, one a field, by ProgID
 //
 // The statements are the same for SQLite and PostgreSQL but for the type of an automatic key.
@@ -47,6 +48,9 @@ void RequireTable(Connection& connection, std::string_view name);
 
 // Makes the tables of the ledger in a database of an earlier version. Error 3000.
 void CreateLedgerTables(Connection& connection);
+
+// Makes the table Importsperre with its row where the database needs one and has none. Error 3000.
+void CreateImportLock(Connection& connection);
 
 // Makes the indexes of table Adressindex that are missing. Error 3000.
 void CreateAddressIndexes(Connection& connection);

@@ -74,6 +74,14 @@ void GroupedWrites::OpenGroup() {
   wake_.notify_one();
 }
 
+bool GroupedWrites::OpenForLookUp(GroupMember& member) {
+  if (open_ && CoarseNow() >= deadline_) CommitGroup();
+  OpenGroup();
+  looked_up_ = open_;
+  Join(member);
+  return open_;
+}
+
 void GroupedWrites::Join(GroupMember& member) {
   if (!open_ || Holds(members_, member)) return;
   members_.push_back(&member);
@@ -140,7 +148,7 @@ void GroupedWrites::CommitGroup() {
 }
 
 void GroupedWrites::EndGroup(const std::optional<RuntimeError>& failure) {
-  open_ = false;
+  open_ = looked_up_ = false;
   for (GroupMember* member : std::exchange(members_, {})) {
     if (!Holds(buffered_, *member)) member->group_ = nullptr;
     if (!failure) {
@@ -171,6 +179,15 @@ void GroupedWrites::Flush() {
   if (!buffered_.empty() && !failure_) failure_ = TransactionIsGone();
 }
 
+void GroupedWrites::CommitWhenDue() {
+  const Time now = std::chrono::steady_clock::now();
+  // A record may have ended that group and opened the next one meanwhile.
+  if (!open_ || now < deadline_) return;
+  if (!looked_up_ || now >= deadline_ + kLongestSpan) return CommitGroup();
+  const std::lock_guard lock(mutex_);
+  alarm_ = now + kShortestSpan;
+}
+
 void GroupedWrites::RunTimer(const std::stop_token& stop) {
   std::unique_lock lock(mutex_);
   while (wake_.wait(lock, stop, [this] { return alarm_.has_value(); })) {
@@ -182,8 +199,7 @@ void GroupedWrites::RunTimer(const std::stop_token& stop) {
     lock.unlock();
     {
       const std::lock_guard call(connection_.CallMutex());
-      // A record may have ended that group and opened the next one meanwhile.
-      if (open_ && deadline_ <= std::chrono::steady_clock::now()) CommitGroup();
+      CommitWhenDue();
     }
     lock.lock();
   }
@@ -201,6 +217,7 @@ GroupedWrites::Attempt::Attempt(GroupedWrites& group, GroupMember& member, Recor
 void GroupedWrites::Attempt::Keep() {
   if (savepoint_) group_.Prepared(group_.release_, "RELEASE SAVEPOINT kestrel_record").Execute();
   kept_ = true;
+  group_.looked_up_ = false;
   if (!group_.open_) {
     member_.BeforeCommit();
     member_.GroupCommitted();
@@ -211,6 +228,7 @@ void GroupedWrites::Attempt::Keep() {
 
 GroupedWrites::Attempt::~Attempt() {
   if (kept_) return;
+  group_.looked_up_ = false;
   if (!group_.connection_.InTransaction()) {
     // A full disk and the like end the whole transaction.
     if (group_.open_) group_.LoseGroup(TransactionIsGone(reason_));

@@ -7,9 +7,10 @@
 // record comes. The write lock is given up as soon as nothing is stored.
 //
 // Invariants
-//  1. A group is a transaction that Store opened. It ends nineteen times as long after its first record as the
-//     last commit took, within kShortestSpan and kLongestSpan: at the end of the Store that finds the time
-//     over, else by the timer thread, or by Flush.
+//  1. A group is a transaction that Store or OpenForLookUp opened. It ends nineteen times as long after its beginning
+//     as the last commit took, within kShortestSpan and kLongestSpan: at the end of the Store that finds the time
+//     over, else by the timer thread, or by Flush. Between the look-up for a record and its Store the timer thread
+//     leaves it open for kLongestSpan more.
 //  2. A record is stored as a whole or not at all; a record that fails leaves the others of its group alone.
 //  3. Everything here happens under the connection's CallMutex. The timer thread takes it only to commit,
 //     and never while it holds mutex_; mutex_ is the inner of the two.
@@ -101,6 +102,11 @@ class GroupedWrites final : public Attachment {
     attempt.Keep();
   }
 
+  // Before a look-up whose answer decides about the next record: opens a group where none is open, and where the
+  // one that is should have ended. `member` is told what becomes of it, as of Store. False inside a transaction of
+  // the caller's, where nothing is opened. Error 3000.
+  bool OpenForLookUp(GroupMember& member);
+
   // Inside PipelineSender::RetryPipeline: `work` stores records that were undone again, one by one with Store
   // and raising nothing. All of them stay in the transaction in which they were. Where that one is gone, the
   // other records of the group are lost.
@@ -170,6 +176,7 @@ class GroupedWrites final : public Attachment {
   void Forget(GroupMember& member);
   void FlushRows();
   void CommitGroup();
+  void CommitWhenDue();
   void EndGroup(const std::optional<RuntimeError>& failure);
   void LoseGroup(const RuntimeError& reason);
   void AbandonGroup();
@@ -182,6 +189,7 @@ class GroupedWrites final : public Attachment {
   bool open_ = false;
   bool opening_ = false;
   bool retrying_ = false;
+  bool looked_up_ = false;  // for a record that was not stored yet
   std::uint64_t generation_ = 0;
   Time deadline_;  // of the open group
   std::chrono::steady_clock::duration last_commit_{};

@@ -23,6 +23,7 @@ std::uint64_t HashOf(std::size_t column, std::string_view key) {
 KnownKeys::KnownKeys(Connection& connection)
     : connection_(connection),
       group_(GroupedWrites::Of(connection)),
+      lock_(GroupLock::Of(connection)),
       absent_(connection.attachments().Of<AbsentValues>(connection)) {
   absent_.Keep("Adressindex", [this](std::span<const SoughtValue> values) { return Lacks(values); });
 }
@@ -71,7 +72,21 @@ bool KnownKeys::LacksAll(std::span<const SoughtValue> values) const {
                       [this](std::uint64_t hash) { return filter_.MayContain(hash); });
 }
 
+// Within a group no row may be learned, and with a look-up one begins.
+void KnownKeys::LearnBetweenGroups() {
+  if (group_.IsOpen() || state_ == State::kOff || state_ == State::kComplete || rows_to_learn_ < kRowsAtOnce)
+    return;
+  const auto learn = [this] {
+    if (!IsCurrent()) Forget(State::kUnknown);
+    Learn();
+  };
+  Trap(learn, [this](const RuntimeError&) { Forget(State::kOff); });
+}
+
 bool KnownKeys::Lacks(std::span<const SoughtValue> values) {
+  LearnBetweenGroups();
+  // What cannot be looked for is not stored either, whatever is answered here.
+  if (!lock_.BeforeLookUp()) return true;
   if (state_ == State::kOff || (state_ == State::kUnknown && rows_to_learn_ < kRowsAtOnce)) return false;
   bool lacks = false;
   const auto ask = [&] {

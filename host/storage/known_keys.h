@@ -1,5 +1,6 @@
 // Which duplicate keys the address index holds, for look-ups that need not be run because it lacks them all. Of
-// SQLite databases, where nobody else stores while a group is open.
+// SQLite databases, where nobody else stores while a group is open. As it is asked before every look-up, it has the
+// lock taken (storage/group_lock.h), on every database.
 //
 // A filter of the three key columns is learned from the table by and by, two rows for each one that is stored, so
 // that learning costs little whatever the index holds; an empty index is known at once. Until all is learned,
@@ -28,6 +29,7 @@
 
 #include "kestrel/connection.h"
 #include "platform/data/absent_values.h"
+#include "storage/group_lock.h"
 #include "storage/grouped_writes.h"
 #include "storage/value_filter.h"
 
@@ -76,6 +78,7 @@ class KnownKeys final : public Attachment {
 
   void Note(const Keys& keys);
   bool Lacks(std::span<const SoughtValue> values);
+  void LearnBetweenGroups();
   bool LacksAll(std::span<const SoughtValue> values) const;
   bool IsCurrent();
   std::string Version();
@@ -86,6 +89,7 @@ class KnownKeys final : public Attachment {
 
   Connection& connection_;
   GroupedWrites& group_;
+  GroupLock& lock_;
   AbsentValues& absent_;
   int writers_ = 0;
   State state_ = State::kOff;

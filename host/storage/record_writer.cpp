@@ -27,6 +27,7 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
       destination_(destination),
       overwrite_(overwrite),
       group_(GroupedWrites::Of(connection)),
+      lock_(GroupLock::Of(connection)),
       address_fields_(destination),
       values_(destination.fields.size()),
       dates_(destination.fields.size()),
@@ -56,6 +57,7 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
   // Records are stored again in whatever thread found out that they must be, where `keys` are not to be touched.
   if (pipelined_ != nullptr) keys = std::make_shared<KeyMemory>();
   index_.emplace(connection_, destination_.address_type, std::move(keys));
+  if (take_over_ == nullptr) storing_.emplace(connection_, lock_);
 }
 
 RecordWriter::~RecordWriter() {
@@ -350,6 +352,10 @@ StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
                                 const std::vector<std::size_t>& columns) {
   // What is kept with a connection ends with it.
   if (!connection_.IsOpen()) throw RuntimeError(ErrorNumber::kObjectClosed);
+  // Nobody ends the group between the look-up that holds and the record. Pipelined records may be stored again at any
+  // time, and share everything but values_ and dates_ with this one.
+  const std::lock_guard lock(connection_.CallMutex());
+  if (storing_) lock_.RequireLookUp();
   // The own record set of the import class, whose values are had without a virtual call.
   if (typeid(row) == typeid(MemoryRecordset)) {
     Convert(static_cast<const MemoryRecordset&>(row), columns);
@@ -359,8 +365,6 @@ StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
   RequireMandatory();
   if (plain_trial_ != nullptr) return Try(record, values_);
   if (pipelined_ == nullptr) return StoreNow(record, values_);
-  // Pipelined records may be stored again at any time, and share everything but values_ and dates_ with this one.
-  const std::lock_guard lock(connection_.CallMutex());
   if (new_in_a_row_ >= kNewAgain) {
     return StoreThroughPipeline(record);
   }

@@ -29,6 +29,7 @@
 #include "storage/address_fields.h"
 #include "storage/address_index.h"
 #include "storage/field_value.h"
+#include "storage/group_lock.h"
 #include "storage/grouped_writes.h"
 #include "storage/late_errors.h"
 #include "storage/pipelined_records.h"
@@ -60,7 +61,7 @@ class RecordWriter final : private GroupMember {
 
   // Stores the current row of `row`; column i belongs to field columns[i] of the destination. `record` counts
   // the records from 1. Errors: 94 for an empty mandatory field, 3022 for an existing number, 3704 for a closed
-  // connection, those of ConvertFieldText, AddressIndex and the database.
+  // connection, those of ConvertFieldText, AddressIndex, GroupLock and the database.
   // A record may also fail later, which LateErrors() tells.
   StoreResult Store(std::int64_t record, const Recordset& row, const std::vector<std::size_t>& columns);
 
@@ -97,6 +98,8 @@ class RecordWriter final : private GroupMember {
   const Destination& destination_;
   const bool overwrite_;
   GroupedWrites& group_;
+  GroupLock& lock_;
+  std::optional<GroupLock::Storing> storing_;  // what look-ups must find
   RowObserver* observer_ = nullptr;
   std::optional<AddressIndex> index_;
   std::unique_ptr<Statement> insert_;

@@ -1,0 +1,80 @@
+#include "storage/group_lock.h"
+
+#include <mutex>
+#include <utility>
+
+#include "platform/data/pipeline.h"
+#include "schema/host_schema.h"
+
+namespace kestrel::host {
+
+GroupLock::GroupLock(Connection& connection) : connection_(connection), group_(GroupedWrites::Of(connection)) {}
+
+GroupLock::Storing::Storing(const Connection& connection, GroupLock& lock)
+    : connection_(connection), lock_(lock) {
+  const std::lock_guard guard(connection_.CallMutex());
+  CreateImportLock(lock_.connection_);
+  ++lock_.storing_;
+}
+
+GroupLock::Storing::~Storing() {
+  const std::lock_guard guard(connection_.CallMutex());
+  // What is kept with a connection ends with it.
+  if (!connection_.IsOpen() || --lock_.storing_ > 0) return;
+  lock_.looked_up_ = false;
+  lock_.refusal_.reset();
+}
+
+// Where others stand in line for it, this waits. What it gives counts what was committed under the lock, one group
+// after the other, or changes with every commit of another connection.
+std::int64_t GroupLock::Take() {
+  if (take_ == nullptr) {
+    take_ = connection_.Prepare(IsSqlite(connection_)
+                                    ? "SELECT data_version FROM pragma_data_version"
+                                    : "UPDATE Importsperre SET Stand = Stand + 1 WHERE Name = 'Adressindex' "
+                                      "RETURNING Stand");
+  }
+  // Statements under way that fail would be undone with the lock.
+  if (Pipeline* const pipeline = connection_.pipeline()) pipeline->Flush();
+  const RecordsetPtr row = take_->Open();
+  if (row->IsEof()) {
+    throw RuntimeError(
+        ErrorNumber::kDatabase,
+        "In der Tabelle 'Importsperre' fehlt die Zeile 'Adressindex'. 'kestrel-import init ORDNER "
+        "--host VERBINDUNG' legt sie wieder an");
+  }
+  return row->ValueAt(0).ToInteger();
+}
+
+bool GroupLock::Hold() {
+  if (!group_.OpenForLookUp(*this)) return false;
+  if (IsHeld()) return true;
+  const std::int64_t stand = Take();
+  held_in_ = group_.Generation();
+  if (std::exchange(next_stand_, stand) != stand) ++commits_of_others_;
+  return true;
+}
+
+bool GroupLock::BeforeLookUp() {
+  if (storing_ == 0) return true;
+  return !refusal_ &&
+         Trap([this] { looked_up_ = Hold(); }, [this](const RuntimeError& error) { refusal_ = error; });
+}
+
+void GroupLock::RequireLookUp() {
+  if (refusal_) throw *std::exchange(refusal_, std::nullopt);
+  if (!std::exchange(looked_up_, false) || IsHeld()) return;
+  const std::uint64_t before = commits_of_others_;
+  if (!Hold() || commits_of_others_ == before) return;
+  throw RuntimeError(
+      ErrorNumber::kDatabase,
+      "Während der Datensatz auf Dubletten geprüft wurde, hat jemand anders Adressen gespeichert, daher "
+      "ist die Prüfung nicht mehr gültig. Importieren Sie den Datensatz noch einmal.");
+}
+
+void GroupLock::GroupCommitted() {
+  // On SQLite an own commit changes nothing of what is compared.
+  if (held_in_ == group_.Generation() && !IsSqlite(connection_)) ++next_stand_;
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,75 @@
+// Lets the groups of several clerks that look for duplicates follow each other, as if one clerk had stored them all.
+//
+// Invariants
+//  1. While addresses are stored through the connection (Storing), the first look-up of a group takes the lock, and
+//     the end of the group gives it up. On SQLite the write transaction is the lock; elsewhere it is the row of
+//     table Importsperre, which the transaction updates. Nothing of it belongs to a session.
+//  2. Who holds it sees what every group that had it before has committed.
+//  3. A record is stored in the group in which it was looked for, or in a later one where nobody else has committed
+//     in between; else it is refused. Nor is it stored where the lock could not be had.
+//  4. Inside a transaction of the caller's there is no lock. A test run takes none, as it stores nothing.
+//  5. Used under the connection's CallMutex.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "kestrel/connection.h"
+#include "storage/grouped_writes.h"
+
+namespace kestrel::host {
+
+class GroupLock final : public Attachment, private GroupMember {
+ public:
+  static GroupLock& Of(Connection& connection) { return connection.attachments().Of<GroupLock>(connection); }
+
+  // Use Of. `connection` owns this object.
+  explicit GroupLock(Connection& connection);
+
+  // While one lives, addresses are stored that look-ups must find. Error 3000 where the table of the lock is missing
+  // and cannot be made. May outlive its connection.
+  class Storing {
+   public:
+    explicit Storing(const Connection& connection, GroupLock& lock);
+    ~Storing();
+    Storing(const Storing&) = delete;
+    Storing& operator=(const Storing&) = delete;
+
+   private:
+    const Connection& connection_;
+    GroupLock& lock_;
+  };
+
+  // Before a look-up whose answer decides whether a record is stored: takes the lock where it is not held. It may wait
+  // for others (Connection::WatchWaits). False where it cannot be had: the look-up need not be run, as the record is
+  // refused with the reason by RequireLookUp. Raises nothing.
+  bool BeforeLookUp();
+  // Before a record is stored: makes sure that what its look-up found still holds. Error 3000 where it may not.
+  void RequireLookUp();
+
+  // Whether the open group has the lock: nobody else who looks for duplicates commits before it ends.
+  bool IsHeld() const { return group_.IsOpen() && held_in_ == group_.Generation(); }
+  // Changes with a taking of the lock that finds that others may have committed since the one before. Answers of the
+  // database about Adressindex hold, but for what was stored through this connection, while the lock is held, and as
+  // long as this number is the same with the next holding.
+  std::uint64_t CommitsOfOthers() const { return commits_of_others_; }
+
+ private:
+  bool Hold();
+  std::int64_t Take();
+  void GroupCommitted() override;
+  bool GroupLost(const RuntimeError&) override { return false; }
+
+  Connection& connection_;
+  GroupedWrites& group_;
+  int storing_ = 0;
+  bool looked_up_ = false;  // for a record that was not stored yet
+  std::optional<RuntimeError> refusal_;
+  std::optional<std::uint64_t> held_in_;
+  std::uint64_t commits_of_others_ = 0;
+  std::int64_t next_stand_ = -1;  // what Take gives where nobody else has committed
+  std::unique_ptr<Statement> take_;
+};
+
+}  // namespace kestrel::host
