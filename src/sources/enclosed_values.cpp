@@ -75,7 +75,6 @@ EnclosedValues::Found EnclosedValues::LookAtEach(const ByteBlock& block, const B
       skip_ = false;
     }
   }
-  found_line_feed_ |= inner != 0;
   return {place.line_feeds & ~inner, place.position + kBlockSize};
 }
 

@@ -50,7 +50,6 @@ class EnclosedValues {
     if (!LookAtWellFormed(block, place, inner)) [[unlikely]]
       return LookAtEach(block, place);
     previous_ = place.bytes[kBlockSize - 1];
-    found_line_feed_ |= inner != 0;
     return {place.line_feeds & ~inner, place.position + kBlockSize};
   }
   // The next block begins a line, and so its first value; no value is open.
@@ -59,8 +58,6 @@ class EnclosedValues {
   bool is_open() const { return opened_ != kNone; }
   // The text has ended within a value, which therefore is not enclosed: where to go on.
   std::size_t Refuse();
-  // Whether a line feed within a value has been seen.
-  bool found_line_feed() const { return found_line_feed_; }
 
   static constexpr std::size_t kLongest = 65536;
 
@@ -86,7 +83,6 @@ class EnclosedValues {
   // Of a value that has more than kLongest bytes and is looked at again, what does not count.
   bool counting_ = false;
   std::size_t continuation_bytes_ = 0;
-  bool found_line_feed_ = false;
 };
 
 // Where every qualifier stands at an end of a value or in a pair, those that open and those that close take

@@ -129,7 +129,6 @@ void TextFile::Replace(std::string text, bool header, const Separators& separato
 
 void TextFile::TakeLines(LineScanner& scanner) {
   line_end_ = scanner.line_end();
-  line_ends_within_values_ = scanner.line_ends_within_values();
   first_line_end_ = scanner.first_line_end();
   index_ = scanner.TakeIndex();
 }
@@ -148,13 +147,6 @@ std::string TextFile::LineEnd() {
   if (line_end_ != '\r') return "\n";
   const std::size_t behind = first_line_end_ + 1;
   return behind < end_ && *Bytes(behind, behind + 1) == '\n' ? "\r\n" : "\r";
-}
-
-std::size_t TextFile::RecordSize(std::size_t row, const char* record) const {
-  // What lies between two records is empty lines; a value's own line feed has its qualifier behind it.
-  std::size_t size = NextBegin(row) - index_[row];
-  while (size > 0 && record[size - 1] == line_end_) --size;
-  return size;
 }
 
 TextSurvey TextFile::Survey() {

@@ -42,16 +42,15 @@ class TextFile {
   // What ends the first line: CR LF, CR or LF; LF where nothing does. As FirstLine.
   std::string LineEnd();
   std::size_t record_count() const { return index_.size(); }
-  // The first byte of a record, which is not empty. A line_end() follows its last byte, and behind that
-  // LineScanner::kPadding bytes can be read. Valid until the next call, wherever this object is moved.
+  // A record, which is not empty, without its line end; LineScanner::kPadding bytes behind it can be read. Valid
+  // until the next call, wherever this object is moved.
   // Raises 75 where these bytes of a large file are no longer what they were at opening, what reading raises,
   // and 7.
-  const char* Record(std::size_t row) { return Bytes(index_[row], NextBegin(row)); }
-
-  // Whether line_end() may stand within a record, too; then only RecordSize tells where it ends.
-  bool line_ends_within_values() const { return line_ends_within_values_; }
-  // The size in bytes of the record that begins at `record`.
-  std::size_t RecordSize(std::size_t row, const char* record) const;
+  std::string_view Record(std::size_t row) {
+    const std::size_t begin = index_[row];
+    const std::size_t end = NextBegin(row);
+    return WithoutLineEnds({Bytes(begin, end), end - begin});
+  }
 
   // Looks at the whole text once more. What Record gave is no longer valid. Raises as Record.
   TextSurvey Survey();
@@ -69,6 +68,15 @@ class TextFile {
   const char* Bytes(std::size_t begin, std::size_t end) {
     return decoded_.empty() ? window_.Hold(begin, end) : decoded_.data() + begin;
   }
+  // A record with what lies between it and the next one: its line end and empty lines. A value's own line feed has
+  // its qualifier behind it.
+  std::string_view WithoutLineEnds(std::string_view record) const {
+    for (; !record.empty(); record.remove_suffix(1)) {
+      const bool of_cr_lf = line_end_ == '\r' && record.ends_with("\r\n");
+      if (record.back() != line_end_ && !of_cr_lf) break;
+    }
+    return record;
+  }
   // Where the next record begins, or the text ends.
   std::size_t NextBegin(std::size_t row) const { return row + 1 < index_.size() ? index_[row + 1] : end_; }
   // Goes on with `text` instead of the file's own bytes.
@@ -80,7 +88,6 @@ class TextFile {
   const char* charset_name_ = "";  // of the file, for a person
   bool repair_umlauts_ = false;
   char line_end_ = '\n';
-  bool line_ends_within_values_ = false;
   Mark mark_ = Mark::kNone;
   std::string first_line_;
   std::size_t begin_ = 0;  // of the text, behind the mark

@@ -70,8 +70,6 @@ class LineScanner {
   // The first line: from begin() up to this offset, known from the first line end on.
   bool first_line_known() const { return first_line_end_ != kUnknown; }
   std::size_t first_line_end() const { return first_line_end_; }
-  // Whether a record may hold line_end() within a value.
-  bool line_ends_within_values() const { return line_end_ == '\n' && values_.found_line_feed(); }
   // Whether everything looked at is UTF-8, and whether it holds a character beyond ASCII.
   bool utf8() const { return utf8_; }
   bool beyond_ascii() const { return beyond_ascii_; }

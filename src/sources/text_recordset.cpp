@@ -1,8 +1,6 @@
 #include "sources/text_recordset.h"
 
 #include <algorithm>
-#include <cstring>
-#include <span>
 #include <utility>
 
 #include "platform/base/text.h"
@@ -15,20 +13,18 @@ bool IsOneAsciiCharacter(std::string_view text) {
   return text.size() == 1 && static_cast<unsigned char>(text[0]) < 0x80;
 }
 
-bool IsWindows1252(const TextFile& file) { return file.charset() == TextFile::Charset::kWindows1252; }
-
 }  // namespace
 
 TextRecordset::TextRecordset(TextFile file, std::vector<std::string> column_names, std::string delimiter,
                              std::string qualifier)
     : file_(std::move(file)),
       column_names_(std::move(column_names)),
-      decoder_(IsWindows1252(file_), file_.repair_umlauts(), qualifier.empty() ? '"' : qualifier[0]) {
+      decoder_(file_.charset() == TextFile::Charset::kWindows1252, file_.repair_umlauts()) {
   for (std::size_t i = 0; i < column_names_.size(); ++i) {
     if (column_names_[i].empty()) column_names_[i] = UnnamedColumn(i + 1);
   }
   if (IsOneAsciiCharacter(delimiter) && IsOneAsciiCharacter(qualifier) && delimiter != qualifier) {
-    rules_ = {file_.line_end(), delimiter[0], qualifier[0], IsWindows1252(file_)};
+    rules_ = {delimiter[0], qualifier[0]};
   } else {
     decoded_split_ =
         std::make_unique<DecodedSplit>(DecodedSplit{std::move(delimiter), std::move(qualifier), {}});
@@ -100,29 +96,27 @@ std::string_view TextRecordset::PrepareTextAt(std::size_t column) const {
   }
   if (column >= value_count_) {
     RequireValue(column);
-    return {};
+    if (decoded_split_ == nullptr || column >= kValueSlots) return {};
+    return decoded_split_->slots[column];
   }
-  RawValue& value = values_[column];
-  if (!value.plain) {
-    const std::string_view text = decoder_.Decode({value.bytes, value.size}, scratch_);
-    value = {text.data(), text.size(), /*plain=*/true};
+  if (!cuts_.IsMarked(column)) return cuts_.Text(column, rules_.qualifier);
+  if (!has_text_[column]) {
+    texts_[column] = WithoutQualifiers(cuts_.Raw(column), rules_.qualifier, scratch_);
+    has_text_[column] = true;
   }
-  return {value.bytes, value.size};
+  return texts_[column];
 }
 
 void TextRecordset::SplitRecord() const {
   scratch_.Reset();
   is_split_ = true;
-  if (decoded_split_ != nullptr) return SplitDecoded();
-  const std::size_t usable = std::min(column_names_.size(), kValueSlots);
-  value_count_ = Split(std::span(values_).first(usable));
-}
-
-inline std::size_t TextRecordset::Split(std::span<RawValue> values) const {
-  if (file_.line_ends_within_values()) [[unlikely]] {
-    return SplitText(RecordText(), rules_, values);
+  if (decoded_split_ != nullptr) {
+    DecodedSplit& split = *decoded_split_;
+    return SplitTextLine(file_.Decode(record_), split.delimiter, split.qualifier, split.slots);
   }
-  return SplitLine(record_, rules_, values);
+  has_text_.reset();
+  cuts_.Cut(decoder_.Decode(record_), rules_, std::min(column_names_.size(), kValueSlots));
+  value_count_ = cuts_.count();
 }
 
 TextSurvey TextRecordset::Survey() {
@@ -134,31 +128,16 @@ TextSurvey TextRecordset::Survey() {
 std::optional<std::size_t> TextRecordset::ValueCount() const {
   if (IsEof()) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
   if (decoded_split_ != nullptr) return std::nullopt;
-  counted_.resize(kMostCounted);
-  const std::size_t count = Split(counted_);
+  ValueCuts cuts;
+  cuts.Cut(record_, rules_, kMostCounted);
+  const std::size_t count = cuts.count();
   if (count >= column_names_.size()) return count;
-  const bool last_is_empty = RecordText().ends_with(rules_.delimiter);
-  return last_is_empty ? count + 1 : count;
-}
-
-std::string_view TextRecordset::RecordText() const {
-  if (file_.line_ends_within_values()) return {record_, file_.RecordSize(row_, record_)};
-  return {record_,
-          static_cast<std::size_t>(static_cast<const char*>(rawmemchr(record_, file_.line_end())) - record_)};
+  return record_.ends_with(rules_.delimiter) ? count + 1 : count;
 }
 
 std::string TextRecordset::RawRecord() const {
   if (IsEof()) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
-  return file_.DecodeAsItStands(RecordText());
-}
-
-void TextRecordset::SplitDecoded() const {
-  DecodedSplit& split = *decoded_split_;
-  SplitTextLine(file_.Decode(RecordText()), split.delimiter, split.qualifier, split.slots);
-  value_count_ = std::min(column_names_.size(), kValueSlots);
-  for (std::size_t i = 0; i < value_count_; ++i) {
-    values_[i] = {split.slots[i].data(), split.slots[i].size(), /*plain=*/true};
-  }
+  return file_.DecodeAsItStands(record_);
 }
 
 }  // namespace kestrel

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <array>
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,16 +44,15 @@ class TextRecordset final : public Recordset, public TextFacts {
   // Never, as a text file knows no null.
   bool IsNull(std::size_t column) const override;
   std::string_view TextAt(std::size_t column) const override {
-    if (column < value_count_ && values_[column].plain) [[likely]] {
-      return {values_[column].bytes, values_[column].size};
-    }
+    if (column < value_count_ && !cuts_.IsMarked(column)) [[likely]]
+      return cuts_.Text(column, rules_.qualifier);
     return PrepareTextAt(column);
   }
   TextSurvey Survey() override;
   std::optional<std::size_t> ValueCount() const override;
 
  private:
-  // The slow way for lines that SplitLine does not serve.
+  // The slow way for records that ValueCuts does not serve.
   struct DecodedSplit {
     std::string delimiter;
     std::string qualifier;
@@ -62,30 +61,28 @@ class TextRecordset final : public Recordset, public TextFacts {
 
   void MoveTo(std::size_t row);
   void RequireValue(std::size_t column) const;
-  // Cuts the record or decodes the value, whichever is still to be done.
+  // Cuts the record or takes the value's qualifiers away, whichever is still to be done.
   std::string_view PrepareTextAt(std::size_t column) const;
   void SplitRecord() const;
-  // Fills `values` from the current record; how many it has.
-  std::size_t Split(std::span<RawValue> values) const;
-  // The bytes of the current record.
-  std::string_view RecordText() const;
-  void SplitDecoded() const;
 
   TextFile file_;
-  const char* record_ = nullptr;  // the current one's first byte
+  std::string_view record_;  // the current one
   std::vector<std::string> column_names_;
   SplitRules rules_;
-  ValueDecoder decoder_;
   std::unique_ptr<DecodedSplit> decoded_split_;  // only where needed
 
   std::size_t row_ = 0;
   std::optional<RuntimeError> failure_;  // of the last fetch
-  // The current record as far as it has been looked at. `value_count_` is 0 until it is split.
+  // The current record as far as it has been looked at. `value_count_` is 0 until it is cut, and stays so where it
+  // has been split decoded.
   mutable bool is_split_ = false;
   mutable std::size_t value_count_ = 0;
-  mutable std::array<RawValue, kValueSlots> values_;
+  mutable RecordDecoder decoder_;
+  mutable ValueCuts cuts_;
+  // The texts of values that are marked, as far as they have been asked for.
+  mutable std::array<std::string_view, kValueSlots> texts_;
+  mutable std::bitset<kValueSlots> has_text_;
   mutable ValueScratch scratch_;
-  mutable std::vector<RawValue> counted_;  // only for ValueCount
 };
 
 }  // namespace kestrel

@@ -1,6 +1,8 @@
 #include "sources/text_split.h"
 
-#include "platform/base/byte_blocks.h"
+#include <algorithm>
+
+#include "platform/base/avx2_block.h"
 
 namespace kestrel {
 
@@ -22,71 +24,76 @@ inline MarkedEnds CarryMarksToEnds(std::uint64_t marks, std::uint64_t ends, std:
   return {sum & ends, static_cast<std::uint64_t>(marked < bytes || sum < marked)};
 }
 
-// `line_ends_in(at, block)`: the line ends among the bytes from `at` on.
-template <class LineEnds>
-inline std::size_t Split(const char* line, const SplitRules& rules, std::span<RawValue> values,
-                         LineEnds&& line_ends_in) {
-  if (values.empty()) return 0;
-  RawValue* next = values.data();
-  RawValue* const full = next + values.size();
-  const auto count = [&] { return static_cast<std::size_t>(next - values.data()); };
-  const char* value = line;
+}  // namespace
+
+template <class Block>
+[[gnu::always_inline]] inline void ValueCuts::CutBy(std::string_view record, const SplitRules& rules,
+                                                    std::size_t most) {
+  const char* const end = record.data() + record.size();
+  const bool ends_in_delimiter = record.back() == rules.delimiter;
+  begins_[0] = record.data();
+  marked_[0] = 0;
+  std::size_t count = 0;
   std::uint64_t begins_here = 1;  // 1 where a value begins with the block
   std::uint64_t quoted_from = 0;  // all ones where the block begins inside qualifiers
-  std::uint64_t decode_from = 0;  // 1 where the value that the block goes on with has a byte to decode
+  std::uint64_t marked_from = 0;  // 1 where the value that the block goes on with holds a mark
 
-  for (const char* at = line;; at += kBlockSize) {
-    const ByteBlock block(at);
-    const std::uint64_t line_ends = line_ends_in(at, block);
-    const std::uint64_t line_end = LowestBit(line_ends);
-    const std::uint64_t within = BitsBelowLowest(line_ends);
+  for (const char* at = record.data(); count < most; at += kBlockSize) {
+    const Block block(at);
+    const auto left = static_cast<std::size_t>(end - at);
+    const bool is_last = left < kBlockSize;
+    const std::uint64_t record_end = is_last ? std::uint64_t{1} << left : 0;
+    const std::uint64_t within = record_end - 1;
     const std::uint64_t qualifiers = block.Equal(rules.qualifier) & within;
-    const std::uint64_t quoted = PrefixParity(qualifiers) ^ quoted_from;
-
+    const std::uint64_t quoted = Block::Parity(qualifiers) ^ quoted_from;
     std::uint64_t ends = block.Equal(rules.delimiter) & within & ~quoted;
-    if (line_end != 0) {
-      // The last value ends here, unless a delimiter ended it already or its qualifier is still open.
-      const char before = at[std::countr_zero(line_end) - 1];
-      if (before != rules.delimiter && (quoted & line_end) == 0) ends |= line_end;
-    }
+    // The last value ends with the record, unless a delimiter ended it already or its qualifier is still open.
+    ends |= ends_in_delimiter ? 0 : record_end & ~quoted;
 
-    // A pair of qualifiers around a value is left out without decoding. They come in pairs: a value that
+    // A pair of qualifiers around a value is left out without a copy. They come in pairs: a value that
     // ends has an even number of them, so with one at its begin and no other inside, one stands at its end.
     const std::uint64_t begins = ends << 1 | begins_here;
     const std::uint64_t enclosing = qualifiers & (begins | ends >> 1);
-    std::uint64_t to_decode = qualifiers & ~enclosing;
-    if (rules.decode_high_bytes) to_decode |= block.High() & within;
-    const MarkedEnds marked = CarryMarksToEnds(to_decode, ends, decode_from);
+    const MarkedEnds marked = CarryMarksToEnds(qualifiers & ~enclosing, ends, marked_from);
 
-    for (std::uint64_t left = ends; left != 0; left &= left - 1) {
-      const int end_bit = std::countr_zero(left);
-      const char* end = at + end_bit;
-      const bool plain = (marked.ends >> end_bit & 1) == 0;
-      const std::size_t enclosed = plain && *value == rules.qualifier ? 1 : 0;
-      *next = {value + enclosed, static_cast<std::size_t>(end - value) - 2 * enclosed, plain};
-      if (++next == full) return count();
-      value = end + 1;
-    }
-    if (line_end != 0) return count();
     begins_here = ends >> 63;
-    quoted_from = (quoted >> 63) != 0 ? ~std::uint64_t{0} : 0;
-    decode_from = marked.beyond;
+    quoted_from = std::uint64_t{0} - (quoted >> 63);
+    marked_from = marked.beyond;
+
+    const std::uint64_t marks = Block::Extract(marked.ends, ends);
+    const std::size_t word = count / 64;
+    marked_[word] |= marks << (count % 64);
+    marked_[word + 1] = marks >> 1 >> (63 - count % 64);
+    // Most blocks hold no more; what is written behind the last one does not count.
+    constexpr std::size_t kAtOnce = 8;
+    const auto found = static_cast<std::size_t>(std::popcount(ends));
+    const char** const next = &begins_[count + 1];
+    for (std::size_t written = 0; written < found; written += kAtOnce) {
+      for (std::size_t i = 0; i < kAtOnce; ++i, ends &= ends - 1) {
+        next[written + i] = at + std::countr_zero(ends) + 1;
+      }
+    }
+    count += found;
+    if (is_last) break;
   }
+  count_ = std::min(count, most);
 }
 
-}  // namespace
+#if defined(__x86_64__)
+KESTREL_FOR_AVX2 void ValueCuts::CutByAvx2(std::string_view record, const SplitRules& rules, std::size_t most) {
+  CutBy<Avx2Block>(record, rules, most);
+}
+#endif
 
-std::size_t SplitLine(const char* line, const SplitRules& rules, std::span<RawValue> values) {
-  return Split(line, rules, values,
-               [&rules](const char*, const ByteBlock& block) { return block.Equal(rules.line_end); });
+void ValueCuts::Cut(std::string_view record, const SplitRules& rules, std::size_t most) {
+#if defined(__x86_64__)
+  if (HasAvx2()) return CutByAvx2(record, rules, most);
+#endif
+  CutPlainly(record, rules, most);
 }
 
-std::size_t SplitText(std::string_view line, const SplitRules& rules, std::span<RawValue> values) {
-  const char* const end = line.data() + line.size();
-  return Split(line.data(), rules, values, [end](const char* at, const ByteBlock&) {
-    const auto left = static_cast<std::size_t>(end - at);
-    return left < kBlockSize ? std::uint64_t{1} << left : 0;
-  });
+void ValueCuts::CutPlainly(std::string_view record, const SplitRules& rules, std::size_t most) {
+  CutBy<PlainBlock>(record, rules, most);
 }
 
 }  // namespace kestrel

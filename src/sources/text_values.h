@@ -1,4 +1,4 @@
-// Values that cannot be shown as they stand in the file: decoding, and memory that is used again for
+// Records and values that cannot be shown as they stand in the file: decoding, and memory that is used again for
 // every record.
 #pragma once
 
@@ -11,7 +11,7 @@
 
 namespace kestrel {
 
-// Memory for the decoded values of one record. What was kept stays in place until Reset.
+// Memory for the values of one record. What was kept stays in place until Reset.
 class ValueScratch {
  public:
   // Room for `size` bytes, of which Keep() takes the first ones.
@@ -38,16 +38,21 @@ class ValueScratch {
   std::size_t used_ = 0;  // of the current piece
 };
 
-// From a file's character set to UTF-8; every qualifier becomes nothing.
-class ValueDecoder {
+// The value without any of its qualifiers, in `scratch`.
+std::string_view WithoutQualifiers(std::string_view value, char qualifier, ValueScratch& scratch);
+
+// Records from a file's character set to UTF-8. ASCII characters stay where they stand among the others.
+class RecordDecoder {
  public:
   // `windows_1252`: else the bytes are UTF-8 already and stay. `repair_umlauts` as in a DOS file; only
-  // with `windows_1252`. `qualifier` is an ASCII character.
-  ValueDecoder(bool windows_1252, bool repair_umlauts, char qualifier);
+  // with `windows_1252`.
+  RecordDecoder(bool windows_1252, bool repair_umlauts);
 
-  // The text, in `scratch` or, where only enclosing qualifiers are to go, within `bytes`. kBlockSize more
-  // bytes can be read behind `bytes`.
-  std::string_view Decode(std::string_view bytes, ValueScratch& scratch) const;
+  // The record's text, itself where nothing has to change, behind which kBlockSize more bytes can be read, as they can
+  // behind `record`. Valid until the next call.
+  std::string_view Decode(std::string_view record);
+  // The same with nothing but what every processor has.
+  std::string_view DecodePlainly(std::string_view record);
 
  private:
   // The UTF-8 bytes of a character, and how many they are.
@@ -55,13 +60,17 @@ class ValueDecoder {
     std::array<char, 3> bytes{};
     unsigned char size = 0;
   };
-  std::uint64_t ToDecode(const char* bytes, std::size_t size) const;
-  // Writes at most a block's text to `end`; returns the new end.
-  char* DecodeBlock(const char* bytes, std::size_t size, std::uint64_t to_decode, char* end) const;
+  // The buffer holds that much, and nothing yet.
+  void Reserve(std::size_t size);
+  // `Block` as in avx2_block.h.
+  template <class Block>
+  std::string_view DecodeBy(std::string_view record);
+  std::string_view DecodeByAvx2(std::string_view record);
 
   std::array<Entry, 256> entries_;
-  char qualifier_;
-  bool decode_high_bytes_;
+  bool windows_1252_;
+  std::unique_ptr<char[]> buffer_;
+  std::size_t capacity_ = 0;
 };
 
 }  // namespace kestrel
