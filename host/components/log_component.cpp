@@ -5,6 +5,7 @@
 #include "kestrel/date.h"
 #include "kestrel/transaction.h"
 #include "schema/host_schema.h"
+#include "storage/free_numbers.h"
 
 namespace kestrel::host {
 
@@ -45,19 +46,21 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
   GroupedWrites::Of(database).Flush();
   const auto insert = database.Prepare(
       "INSERT INTO Protokoll (ProtokollNr, Titel, Benutzer, Liste, Datum, Beschreibung, Datei, Quelle, Klasse) "
-      "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
+      "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT DO NOTHING");
   auto rows = std::make_unique<WriteBehindBuffer>(database, kRowTable, kColumns);
   auto details = std::make_unique<LogDetailRows>(database);
   const std::string iso_date = IsoDate(date);
   const std::string class_name = log_class.value_or(std::string());
   const std::string_view texts[] = {title, user, list, iso_date, description, file, source, class_name};
+  for (std::size_t i = 0; i < std::size(texts); ++i) insert->BindText(i + 1, texts[i]);
+  const auto numbers = FreeNumbers::Of(database, "Protokoll", "ProtokollNr");
   std::int64_t number = 0;
   InTransaction(database, [&] {
-    const RecordsetPtr greatest = database.OpenRecordset("SELECT max(ProtokollNr) FROM Protokoll");
-    number = greatest->IsNull(0) ? 1 : greatest->ValueAt(0).ToInteger() + 1;
-    insert->BindInteger(0, number);
-    for (std::size_t i = 0; i < std::size(texts); ++i) insert->BindText(i + 1, texts[i]);
-    insert->Execute();
+    InsertNumbered(*numbers, [&](std::int64_t free) {
+      insert->BindInteger(0, number = free);
+      return insert->Execute() != 0;
+    });
+    numbers->Take(number);
   });
   // The rows first, as they need their connection to the end.
   rows_ = std::move(rows);

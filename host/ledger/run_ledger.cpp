@@ -10,6 +10,7 @@
 #include "platform/base/number.h"
 #include "schema/host_schema.h"
 #include "schema/settings.h"
+#include "storage/free_numbers.h"
 
 namespace kestrel::host {
 
@@ -48,22 +49,15 @@ RunLedger::RunLedger(Connection& connection, const Destination& destination, con
       "INSERT INTO Importlauf (LaufNr, Zustand, ProgID, Tabelle, Spalten, Spezifikation, Pruefsumme, Quelle, "
       "Quellgroesse, Quellzeit, Benutzer, Beginn, Gelesen, Neu, Aktualisiert, Zurueckgehalten, Abgewiesen, "
       "Fehler, Gekuerzt) "
-      "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, 0, 0, 0, 0, 0, 0, 0)");
+      "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, 0, 0, 0, 0, 0, 0, 0) ON CONFLICT DO NOTHING");
   insert_ = connection_.Prepare(
       "INSERT INTO Importlaufzeilen (ZeilenNr, LaufNr, Ereignis, Datensatz, BisDatensatz, Anzahl, Tabelle, "
       "Nummer, "
       "BisNummer, Werte) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
   row_before_ = std::make_unique<StoredRow>(connection_, destination_);
   GroupedWrites::Of(connection_).Flush();
+  const auto numbers = FreeNumbers::Of(connection_, "Importlauf", "LaufNr");
   InTransaction(connection_, [&] {
-    const RecordsetPtr greatest = connection_.OpenRecordset("SELECT max(LaufNr) FROM Importlauf");
-    number_ = greatest->IsNull(0) ? 0 : greatest->ValueAt(0).ToInteger();
-    // Before anybody can see the run. A lock that somebody else is just looking at is passed over.
-    while (lock_ == nullptr) {
-      std::optional<RunLock> lock = RunLock::Acquire(connection_, ++number_);
-      if (lock) lock_ = std::make_unique<RunLock>(std::move(*lock));
-    }
-    insert->BindInteger(0, number_);
     insert->BindText(1, kRunning);
     insert->BindText(2, description.prog_id);
     insert->BindText(3, destination_.table);
@@ -79,7 +73,15 @@ RunLedger::RunLedger(Connection& connection, const Destination& destination, con
     BindTextOrNull(*insert, 9, description.source_time);
     BindTextOrNull(*insert, 10, description.user);
     insert->BindText(11, begin);
-    insert->Execute();
+    InsertNumbered(*numbers, [&](std::int64_t number) {
+      // Before anybody can see the run. A lock that somebody else is just looking at is passed over.
+      std::optional<RunLock> lock = RunLock::Acquire(connection_, number);
+      if (!lock) return false;
+      lock_ = std::make_unique<RunLock>(std::move(*lock));
+      insert->BindInteger(0, number_ = number);
+      return insert->Execute() != 0;
+    });
+    numbers->Take(number_);
   });
 }
 

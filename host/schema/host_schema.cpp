@@ -7,6 +7,7 @@
 #include "kestrel/transaction.h"
 #include "platform/base/text.h"
 #include "schema/default_destinations.h"
+#include "schema/number_sequence.h"
 
 namespace kestrel::host {
 
@@ -207,6 +208,7 @@ void CreateTables(Connection& connection) {
   for (const DefaultDestination& destination : kDefaultDestinations) {
     connection.Execute(AddressTableText(connection, destination));
   }
+  if (!IsSqlite(connection)) CreateNumberSequences(connection);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "storage/pipelined_records.h"
 
+#include <algorithm>
 #include <mutex>
 #include <utility>
 
@@ -84,10 +85,20 @@ void PipelinedRecords::PipelineSucceeded() {
   }
 }
 
+std::int64_t PipelinedRecords::LeastGiven(std::size_t count) {
+  std::int64_t least = INT64_MAX;
+  for (std::size_t i = 0; i < count; ++i) {
+    const bool is_own =
+        !std::holds_alternative<std::monostate>(records_[i].kept.values()[destination_.number_field]);
+    if (!is_own) least = std::min(least, records_[i].number);
+  }
+  return least;
+}
+
 void PipelinedRecords::RetryPipeline() {
   const std::size_t count = std::exchange(count_, 0);
   if (count == 0) return;
-  undone_(records_.front().record);
+  undone_(records_.front().record, LeastGiven(count));
   group_.Retry([&] {
     for (std::size_t i = 0; i < count; ++i) {
       RecordValues& values = records_[i].kept.values();

@@ -32,8 +32,9 @@ class PipelinedRecords final : private PipelineSender {
   static constexpr std::size_t kMost = 128;
   // Stores a record again and waits. May raise.
   using StoreNow = std::function<void(std::int64_t record, RecordValues&)>;
-  // Told that this record and all behind it are undone, and are about to be stored again.
-  using Undone = std::function<void(std::int64_t record)>;
+  // Told that this record and all behind it are undone, and are about to be stored again. `number` is the least that
+  // one of them was given; INT64_MAX where all had their own.
+  using Undone = std::function<void(std::int64_t record, std::int64_t number)>;
   // Told that a record stands in the transaction, under this number.
   using Stands = std::function<void(std::int64_t record, std::int64_t number, const RecordValues&)>;
 
@@ -60,6 +61,7 @@ class PipelinedRecords final : private PipelineSender {
  private:
   void PipelineSucceeded() override;
   void RetryPipeline() override;
+  std::int64_t LeastGiven(std::size_t count);
   std::string NameOf(const RecordValues& values) const;
 
   struct Entry {

@@ -12,8 +12,6 @@ namespace kestrel::host {
 
 namespace {
 
-// How often a number that somebody else took meanwhile is chosen anew.
-constexpr int kNumberAttempts = 3;
 // After a record that existed already, so many new ones wait for their answers before the next does not.
 constexpr int kNewAgain = 32;
 // So many groups lost one after the other: the next will hardly fare better.
@@ -37,6 +35,7 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
     if (fields[i].obligation && i != destination_.number_field) mandatory_.push_back(i);
   }
   const std::string& number = fields[destination_.number_field].column;
+  numbers_ = FreeNumbers::Of(connection_, destination_.table, number, destination_.trial_of);
   insert_ = connection_.Prepare(InsertText(destination_) + " ON CONFLICT (" + number + ") DO NOTHING");
   remove_ = connection_.Prepare("DELETE FROM " + destination_.table + " WHERE " + number + " = ?");
   if (!destination_.trial_of.empty()) {
@@ -47,11 +46,13 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
     pipelined_ = std::make_unique<PipelinedRecords>(
         connection_, *pipeline, destination_, keys,
         [this](std::int64_t record, RecordValues& values) {
-          // What was counted on before may be what failed.
-          numbered_in_.reset();
           if (StoreNow(record, values).kind == StoreResult::Kind::kUpdated) late_updates_.push_back(record);
         },
-        [this](std::int64_t record) { in_group_.TakeOff(record); }, late_errors_);
+        [this](std::int64_t record, std::int64_t number) {
+          in_group_.TakeOff(record);
+          numbers_->Undo(number);
+        },
+        late_errors_);
   }
   if (destination_.address_type == 0) return;
   // Records are stored again in whatever thread found out that they must be, where `keys` are not to be touched.
@@ -77,6 +78,7 @@ void RecordWriter::Observe(RowObserver& observer) {
 }
 
 void RecordWriter::BeforeCommit() {
+  numbers_->BeforeCommit();
   if (observer_ == nullptr) return;
   // Only then it is known what stands, and under which numbers.
   if (pipelined_ != nullptr) connection_.pipeline()->Flush();
@@ -133,32 +135,6 @@ void RecordWriter::RequireMandatory() const {
   }
 }
 
-std::int64_t RecordWriter::GreatestNumber() {
-  const std::string& number = destination_.fields[destination_.number_field].column;
-  std::int64_t greatest = 0;
-  for (const std::string* table : {&destination_.table, &destination_.trial_of}) {
-    if (table->empty()) continue;
-    const RecordsetPtr found = connection_.OpenRecordset("SELECT max(" + number + ") FROM " + *table);
-    if (!found->IsNull(0)) greatest = std::max(greatest, found->ValueAt(0).ToInteger());
-  }
-  return greatest;
-}
-
-std::int64_t RecordWriter::NextNumber() {
-  // Within one group nobody else can have added a record.
-  if (numbered_in_ != group_.Generation()) {
-    const std::int64_t last = GreatestNumber();
-    if (last == INT64_MAX) throw RuntimeError(ErrorNumber::kOverflow, "Es ist keine Nummer mehr frei.");
-    next_number_ = last + 1;
-    numbered_in_ = group_.Generation();
-  }
-  return next_number_;
-}
-
-void RecordWriter::NoteTaken(std::int64_t number) {
-  if (number >= next_number_ && number < INT64_MAX) next_number_ = number + 1;
-}
-
 void RecordWriter::WriteIndex(std::int64_t number, const IndexedAddress& address) {
   if (take_over_ != nullptr) {
     index_->RequireFit(number);
@@ -184,7 +160,7 @@ void RecordWriter::InsertRow(RecordValues& values, std::int64_t number, bool& in
     }
   }
   // Only now that it stands.
-  NoteTaken(number);
+  numbers_->Take(number);
 }
 
 // False where the record has a number of its own that exists.
@@ -199,13 +175,10 @@ bool RecordWriter::InsertNew(std::int64_t record, RecordValues& values) {
       }
       InsertRow(values, *given, inserted);
     } else {
-      for (int attempt = 0; attempt < kNumberAttempts && !inserted; ++attempt) {
-        InsertRow(values, NextNumber(), inserted);
-        if (!inserted) numbered_in_.reset();
-      }
-      if (!inserted) {
-        throw RuntimeError(ErrorNumber::kDatabase, "Es konnte keine freie Nummer vergeben werden.");
-      }
+      InsertNumbered(*numbers_, [&](std::int64_t number) {
+        InsertRow(values, number, inserted);
+        return inserted;
+      });
     }
     if (!inserted) return;
     in_group_.Add(record);
@@ -314,9 +287,9 @@ StoreResult RecordWriter::StoreThroughPipeline(std::int64_t record) {
   StoreResult result;
   group_.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
     const auto* given = std::get_if<std::int64_t>(&values_[destination_.number_field]);
-    const std::int64_t number = given != nullptr ? *given : NextNumber();
+    const std::int64_t number = given != nullptr ? *given : numbers_->Next();
     pipelined_->Send(record, values_, number, address_fields_.Of(values_));
-    NoteTaken(number);
+    numbers_->Take(number);
     in_group_.Add(record);
     result.number = number;
   });

@@ -29,6 +29,7 @@
 #include "storage/address_fields.h"
 #include "storage/address_index.h"
 #include "storage/field_value.h"
+#include "storage/free_numbers.h"
 #include "storage/group_lock.h"
 #include "storage/grouped_writes.h"
 #include "storage/late_errors.h"
@@ -87,10 +88,7 @@ class RecordWriter final : private GroupMember {
   void UpdateExisting(std::int64_t record, const RecordValues& values);
   [[noreturn]] void RefuseExisting(const RecordValues& values) const;
   void InsertRow(RecordValues& values, std::int64_t number, bool& inserted);
-  std::int64_t NextNumber();
-  std::int64_t GreatestNumber();
   void WriteIndex(std::int64_t number, const IndexedAddress& address);
-  void NoteTaken(std::int64_t number);
   Statement& UpdateFor(const std::vector<bool>& given);
   void IndexStoredRow(std::int64_t number);
 
@@ -114,8 +112,7 @@ class RecordWriter final : private GroupMember {
   RecordValues values_;
   std::vector<IsoDate> dates_;
   std::vector<std::size_t> mandatory_;  // the fields beside the number that must not be empty
-  std::int64_t next_number_ = 1;
-  std::optional<std::uint64_t> numbered_in_;  // the group whose greatest number is known
+  std::unique_ptr<FreeNumbers> numbers_;
 
   int new_in_a_row_;  // records that waited and had a number of their own
   RecordsInGroup in_group_;

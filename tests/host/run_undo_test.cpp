@@ -301,10 +301,10 @@ TEST_F(RunUndo, GoesOnWhereAKilledOneEnded) {
 }
 
 TEST_F(RunUndo, LeavesRoomForTheSameImport) {
-  ImportAll({{{"Bez1", "Alt"}, {"PLZ", "50667"}}});
+  ImportAll({{{"KundenNummer", "1"}, {"Bez1", "Alt"}, {"PLZ", "50667"}}});
   const std::vector<std::string> imported = Content();
   Undo(1);
-  ImportAll({{{"Bez1", "Alt"}, {"PLZ", "50667"}}});
+  ImportAll({{{"KundenNummer", "1"}, {"Bez1", "Alt"}, {"PLZ", "50667"}}});
   EXPECT_EQ(Content(), imported);
 }
 

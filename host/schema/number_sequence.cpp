@@ -1,0 +1,63 @@
+#include "schema/number_sequence.h"
+
+#include "kestrel/runtime_error.h"
+#include "kestrel/transaction.h"
+#include "schema/default_destinations.h"
+
+namespace kestrel::host {
+
+namespace {
+
+std::string NameOf(const std::string& table, const std::string& column) {
+  return table + "_" + column + "_seq";
+}
+
+// Empty where there is none.
+std::string Find(Connection& connection, const std::string& table, const std::string& column) {
+  const auto query = connection.Prepare(
+      "SELECT coalesce(pg_get_serial_sequence(lower(?), lower(?)), to_regclass(lower(?))::text, '')");
+  query->BindText(0, table);
+  query->BindText(1, column);
+  const std::string name = NameOf(table, column);
+  query->BindText(2, name);
+  return std::string(query->Open()->TextAt(0));
+}
+
+void Create(Connection& connection, const std::string& table, const std::string& column) {
+  const std::string name = NameOf(table, column);
+  InTransaction(connection, [&] {
+    connection.Execute("CREATE SEQUENCE " + name);
+    connection.OpenRecordset("SELECT setval('" + name + "', max(" + column + ")) FROM " + table +
+                             " HAVING max(" + column + ") > 0");
+  });
+}
+
+}  // namespace
+
+std::string SequenceOf(Connection& connection, const std::string& table, const std::string& column) {
+  std::string found = Find(connection, table, column);
+  if (!found.empty()) return found;
+  Trap([&] { Create(connection, table, column); },
+       [&](const RuntimeError& error) {
+         // Two that make it at the same time get in each other's way.
+         found = Find(connection, table, column);
+         if (!found.empty()) return;
+         throw RuntimeError(error.Number(),
+                            "Die Folge, aus der '" + table +
+                                "' seine Nummern bekommt, fehlt und kann nicht angelegt werden. " +
+                                error.Description() +
+                                ". 'kestrel-import init ORDNER --host VERBINDUNG' legt sie an, wenn "
+                                "der Eigentümer der Tabellen es aufruft");
+       });
+  return found.empty() ? Find(connection, table, column) : found;
+}
+
+void CreateNumberSequences(Connection& connection) {
+  SequenceOf(connection, "Protokoll", "ProtokollNr");
+  SequenceOf(connection, "Importlauf", "LaufNr");
+  for (const DefaultDestination& destination : kDefaultDestinations) {
+    SequenceOf(connection, destination.table, destination.number_field);
+  }
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,177 @@
+#include "storage/free_numbers.h"
+
+#include <algorithm>
+#include <deque>
+#include <optional>
+
+#include "kestrel/runtime_error.h"
+#include "platform/base/text.h"
+#include "schema/host_schema.h"
+#include "schema/number_sequence.h"
+#include "storage/grouped_writes.h"
+
+namespace kestrel::host {
+
+namespace {
+
+// More numbers than records wait for their answers.
+constexpr std::size_t kMostAtOnce = 256;
+
+std::int64_t GreatestIn(Connection& connection, const std::string& table, const std::string& column) {
+  if (table.empty()) return 0;
+  const RecordsetPtr found = connection.OpenRecordset("SELECT max(" + column + ") FROM " + table);
+  return found->IsNull(0) ? 0 : std::max<std::int64_t>(found->ValueAt(0).ToInteger(), 0);
+}
+
+class NumbersBehindTheGreatest final : public FreeNumbers {
+ public:
+  NumbersBehindTheGreatest(Connection& connection, const std::string& table, const std::string& column,
+                           const std::string& trial_of)
+      : connection_(connection),
+        group_(GroupedWrites::Of(connection)),
+        table_(table),
+        column_(column),
+        trial_of_(trial_of) {}
+
+  std::int64_t Next() override {
+    // Within one group nobody else can have added a record.
+    if (known_in_ != group_.Generation()) {
+      Know(std::max(GreatestIn(connection_, table_, column_), GreatestIn(connection_, trial_of_, column_)));
+    }
+    return next_;
+  }
+  void Take(std::int64_t number) override {
+    if (number >= next_ && number < INT64_MAX) next_ = number + 1;
+  }
+  void PassOver(std::int64_t number) override {
+    Know(std::max(
+        {GreatestIn(connection_, table_, column_), GreatestIn(connection_, trial_of_, column_), number}));
+  }
+  void Undo(std::int64_t) override { known_in_.reset(); }
+
+ private:
+  void Know(std::int64_t greatest) {
+    if (greatest == INT64_MAX) throw RuntimeError(ErrorNumber::kOverflow, "Es ist keine Nummer mehr frei.");
+    next_ = greatest + 1;
+    known_in_ = group_.Generation();
+  }
+
+  Connection& connection_;
+  GroupedWrites& group_;
+  const std::string table_;
+  const std::string column_;
+  const std::string trial_of_;
+  std::int64_t next_ = 1;
+  std::optional<std::uint64_t> known_in_;  // the group whose greatest number is known
+};
+
+class NumbersOfASequence final : public FreeNumbers {
+ public:
+  NumbersOfASequence(Connection& connection, const std::string& table, const std::string& column)
+      : connection_(connection),
+        table_(table),
+        column_(column),
+        sequence_(SequenceOf(connection, table, column)),
+        literal_("'" + ReplaceAll(sequence_, "'", "''") + "'") {}
+
+  ~NumbersOfASequence() override {
+    const auto leave = [this] {
+      BeforeCommit();
+      // Where nobody has asked for others meanwhile, the next import goes on without a gap.
+      if (!drawn_.empty()) GiveBack();
+    };
+    if (connection_.IsOpen()) Trap(leave, [](const RuntimeError&) {});
+  }
+
+  std::int64_t Next() override {
+    if (greatest_taken_ > reached_) MoveOn(greatest_taken_);
+    if (drawn_.empty()) Draw();
+    return drawn_.front();
+  }
+  void Take(std::int64_t number) override {
+    if (!drawn_.empty() && drawn_.front() == number) {
+      drawn_.pop_front();
+      given_.push_back(number);
+      if (given_.size() > kMostAtOnce) given_.pop_front();
+    }
+    // Behind the last of all numbers there is no going on: those before it stay free.
+    if (number < INT64_MAX) greatest_taken_ = std::max(greatest_taken_, number);
+  }
+  void PassOver(std::int64_t) override { MoveOn(GreatestIn(connection_, table_, column_)); }
+  void Undo(std::int64_t number) override {
+    for (; !given_.empty() && given_.back() >= number; given_.pop_back()) drawn_.push_front(given_.back());
+  }
+  void BeforeCommit() override {
+    if (greatest_taken_ > reached_) MoveOn(greatest_taken_);
+  }
+
+ private:
+  // Somebody may go on himself in between; then numbers come that are passed over.
+  void MoveOn(std::int64_t number) {
+    while (!drawn_.empty() && drawn_.front() <= number) drawn_.pop_front();
+    given_.clear();
+    reached_ = std::max(reached_, number);
+    if (move_ == nullptr) {
+      move_ = connection_.Prepare("SELECT setval(" + literal_ + ", ?) FROM " + sequence_ +
+                                  " WHERE last_value < ? OR NOT is_called");
+    }
+    move_->BindInteger(0, number);
+    move_->BindInteger(1, number);
+    // One that was given an end of its own does not go on behind it.
+    Trap([this] { move_->Open(); }, [](const RuntimeError&) {});
+  }
+
+  void Draw() {
+    if (draw_ == nullptr) {
+      draw_ =
+          connection_.Prepare("SELECT nextval(" + literal_ + ") FROM generate_series(1, CAST(? AS integer))");
+    }
+    draw_->BindInteger(0, static_cast<std::int64_t>(at_once_));
+    at_once_ = std::min(2 * at_once_, kMostAtOnce);
+    for (const RecordsetPtr rows = draw_->Open(); !rows->IsEof(); rows->MoveNext()) {
+      drawn_.push_back(rows->ValueAt(0).ToInteger());
+      reached_ = std::max(reached_, drawn_.back());
+    }
+  }
+
+  void GiveBack() {
+    const std::int64_t last = drawn_.back();
+    if (last - drawn_.front() + 1 != static_cast<std::int64_t>(drawn_.size())) return;
+    const auto give_back = connection_.Prepare("SELECT setval(" + literal_ + ", ?, false) FROM " + sequence_ +
+                                               " WHERE last_value = ? AND is_called");
+    give_back->BindInteger(0, drawn_.front());
+    give_back->BindInteger(1, last);
+    give_back->Open();
+  }
+
+  Connection& connection_;
+  const std::string table_;
+  const std::string column_;
+  const std::string sequence_;
+  const std::string literal_;
+  std::deque<std::int64_t> drawn_;  // and not taken yet
+  std::deque<std::int64_t> given_;  // of those that were drawn, the last ones taken
+  std::size_t at_once_ = 1;         // grows with the numbers that are wanted
+  std::int64_t reached_ = 0;        // the sequence gives none up to this one
+  std::int64_t greatest_taken_ = 0;
+  std::unique_ptr<Statement> move_;
+  std::unique_ptr<Statement> draw_;
+};
+
+}  // namespace
+
+std::unique_ptr<FreeNumbers> FreeNumbers::Of(Connection& connection, const std::string& table,
+                                             const std::string& column, const std::string& trial_of) {
+  // A test run takes no number from anybody.
+  if (IsSqlite(connection) || !trial_of.empty()) {
+    return std::make_unique<NumbersBehindTheGreatest>(connection, table, column, trial_of);
+  }
+  return std::make_unique<NumbersOfASequence>(connection, table, column);
+}
+
+void RefuseNumber() {
+  throw RuntimeError(ErrorNumber::kDatabase,
+                     "Es konnte keine freie Nummer vergeben werden, da andere Programme dieselben vergeben.");
+}
+
+}  // namespace kestrel::host
