@@ -1,6 +1,10 @@
 #include "sources/enclosed_values.h"
 
+#include <algorithm>
+#include <bit>
 #include <utility>
+
+#include "platform/base/avx2_block.h"
 
 namespace kestrel {
 
@@ -21,7 +25,85 @@ std::uint64_t ContinuationBytes(const char* bytes) {
 
 }  // namespace
 
-EnclosedValues::Found EnclosedValues::LookAtEach(const ByteBlock& block, const Block& place) {
+std::size_t EnclosedValues::Judgeable(std::size_t position, std::size_t left, std::size_t blocks) const {
+  if (skip_ || counting_ || left == 0) return 0;
+  // The block with the text's end is none of them, nor is that with the refused qualifier, nor one in which a value
+  // might get too long.
+  blocks = std::min({blocks, (left - 1) / kBlockSize, kMostAhead});
+  if (refused_ >= position) blocks = std::min(blocks, (refused_ - position) / kBlockSize);
+  if (is_open()) blocks = std::min(blocks, (kLongest - std::min(kLongest, position - opened_)) / kBlockSize);
+  return blocks;
+}
+
+// Where every qualifier stands at an end of a value or in a pair, those that open and those that close take
+// turns, so that what lies between them is the parity of their number.
+template <class ByteBlocks>
+[[gnu::always_inline]] inline std::size_t EnclosedValues::LookAheadBy(const char* bytes, std::size_t position,
+                                                                      std::span<std::uint64_t> line_feeds) {
+  constexpr std::size_t kLast = kBlockSize - 1;
+  const Separators separators = separators_;
+  std::uint64_t first_of_values[kMostAhead];
+  std::uint64_t is_open = opened_ != kNone ? 1 : 0;
+  std::uint64_t begins_here = is_open == 0 && IsEnd(previous_) ? 1 : 0;
+  std::size_t looked_at = 0;
+  for (; looked_at < line_feeds.size(); ++looked_at) {
+    const char* const at = bytes + looked_at * kBlockSize;
+    const ByteBlocks block(at);
+    const std::uint64_t feeds = line_feeds[looked_at];
+    const std::uint64_t qualifiers = block.Equal(separators.qualifier);
+    const std::uint64_t ends = block.Equal(separators.delimiter) | feeds;
+    const std::uint64_t inside = ByteBlocks::Parity(qualifiers) ^ (std::uint64_t{0} - is_open);
+    const std::uint64_t opening = qualifiers & inside;
+    const std::uint64_t closing = qualifiers & ~inside;
+    const std::uint64_t begins = (ends & ~inside) << 1 | begins_here;
+    const std::uint64_t before_end = (ends | qualifiers) >> 1 | std::uint64_t{1} << kLast;
+    if (((opening & ~(begins | closing << 1)) | (closing & ~before_end)) != 0) break;
+    if (closing >> kLast != 0 && !IsEnd(at[kBlockSize])) break;
+
+    line_feeds[looked_at] = feeds & ~inside;
+    first_of_values[looked_at] = opening & begins;
+    is_open = inside >> kLast;
+    begins_here = (ends & ~inside) >> kLast;
+  }
+  if (looked_at == 0) return 0;
+  previous_ = bytes[looked_at * kBlockSize - 1];
+  if (is_open == 0) {
+    opened_ = kNone;
+    return looked_at;
+  }
+  // The last one that a value begins with opened the one that is open, or it is the one from before.
+  for (std::size_t block = looked_at; block-- > 0;) {
+    if (first_of_values[block] == 0) continue;
+    opened_ = position + block * kBlockSize + kLast -
+              static_cast<std::size_t>(std::countl_zero(first_of_values[block]));
+    break;
+  }
+  return looked_at;
+}
+
+#if defined(__x86_64__)
+KESTREL_FOR_AVX2 std::size_t EnclosedValues::LookAheadByAvx2(const char* bytes, std::size_t position,
+                                                             std::span<std::uint64_t> line_feeds) {
+  return LookAheadBy<Avx2Block>(bytes, position, line_feeds);
+}
+#endif
+
+std::size_t EnclosedValues::LookAhead(const char* bytes, std::size_t position, std::size_t left,
+                                      std::span<std::uint64_t> line_feeds) {
+#if defined(__x86_64__)
+  if (HasAvx2())
+    return LookAheadByAvx2(bytes, position, line_feeds.first(Judgeable(position, left, line_feeds.size())));
+#endif
+  return LookAheadPlainly(bytes, position, left, line_feeds);
+}
+
+std::size_t EnclosedValues::LookAheadPlainly(const char* bytes, std::size_t position, std::size_t left,
+                                             std::span<std::uint64_t> line_feeds) {
+  return LookAheadBy<PlainBlock>(bytes, position,
+                                 line_feeds.first(Judgeable(position, left, line_feeds.size())));
+}
+
+EnclosedValues::Found EnclosedValues::Look(const ByteBlock& block, const Block& place) {
   const std::uint64_t within = Below(place.left);
   const std::uint64_t qualifiers = block.Equal(separators_.qualifier) & within;
   const std::uint64_t ends = (block.Equal(separators_.delimiter) & within) | place.line_feeds;

@@ -12,9 +12,9 @@
 //  3. refused_ is the last qualifier that turned out to enclose nothing.
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "platform/base/byte_blocks.h"
 
@@ -45,13 +45,15 @@ class EnclosedValues {
     std::uint64_t line_ends;
     std::size_t next;
   };
-  Found Look(const ByteBlock& block, const Block& place) {
-    std::uint64_t inner = 0;
-    if (!LookAtWellFormed(block, place, inner)) [[unlikely]]
-      return LookAtEach(block, place);
-    previous_ = place.bytes[kBlockSize - 1];
-    return {place.line_feeds & ~inner, place.position + kBlockSize};
-  }
+  Found Look(const ByteBlock& block, const Block& place);
+  // Looks at blocks as long as masks suffice, which is nearly always and much faster: takes the line feeds that end no
+  // line out of `line_feeds`, a mask for each block, and returns how many it has looked at. Behind them Look goes on.
+  // `left`: as many bytes of text begin with the first block, of which at least one more than the blocks' can be read.
+  std::size_t LookAhead(const char* bytes, std::size_t position, std::size_t left,
+                        std::span<std::uint64_t> line_feeds);
+  // The same with nothing but what every processor has.
+  std::size_t LookAheadPlainly(const char* bytes, std::size_t position, std::size_t left,
+                               std::span<std::uint64_t> line_feeds);
   // The next block begins a line, and so its first value; no value is open.
   void BeginLine() { previous_ = '\n'; }
 
@@ -60,6 +62,8 @@ class EnclosedValues {
   std::size_t Refuse();
 
   static constexpr std::size_t kLongest = 65536;
+  // So many blocks LookAhead looks at, at most.
+  static constexpr std::size_t kMostAhead = 64;
 
  private:
   static constexpr std::size_t kNone = SIZE_MAX;
@@ -71,9 +75,12 @@ class EnclosedValues {
   }
   bool IsEnd(char c) const { return c == separators_.delimiter || c == '\n'; }
   bool IsTooLong(std::size_t end) const { return end - opened_ - continuation_bytes_ > kLongest; }
-  // The block's line feeds within values, found by masks; false where that takes more than masks.
-  bool LookAtWellFormed(const ByteBlock& block, const Block& place, std::uint64_t& inner);
-  Found LookAtEach(const ByteBlock& block, const Block& place);
+  // How many of the blocks may be looked at by masks alone, as far as that can be told beforehand.
+  std::size_t Judgeable(std::size_t position, std::size_t left, std::size_t blocks) const;
+  // `ByteBlocks` as in avx2_block.h.
+  template <class ByteBlocks>
+  std::size_t LookAheadBy(const char* bytes, std::size_t position, std::span<std::uint64_t> line_feeds);
+  std::size_t LookAheadByAvx2(const char* bytes, std::size_t position, std::span<std::uint64_t> line_feeds);
 
   Separators separators_;
   std::size_t opened_ = kNone;
@@ -84,32 +91,5 @@ class EnclosedValues {
   bool counting_ = false;
   std::size_t continuation_bytes_ = 0;
 };
-
-// Where every qualifier stands at an end of a value or in a pair, those that open and those that close take
-// turns, so that what lies between them is the parity of their number.
-inline bool EnclosedValues::LookAtWellFormed(const ByteBlock& block, const Block& place, std::uint64_t& inner) {
-  const bool was_open = is_open();
-  if (skip_ || counting_ || place.left <= kBlockSize || refused_ - place.position < kBlockSize) return false;
-  if (was_open && IsTooLong(place.position + kBlockSize)) return false;
-  const std::uint64_t qualifiers = block.Equal(separators_.qualifier);
-  const std::uint64_t ends = block.Equal(separators_.delimiter) | place.line_feeds;
-  constexpr std::uint64_t kLast = std::uint64_t{1} << (kBlockSize - 1);
-
-  const std::uint64_t inside = PrefixParity(qualifiers) ^ (std::uint64_t{0} - std::uint64_t{was_open});
-  const std::uint64_t opening = qualifiers & inside;
-  const std::uint64_t closing = qualifiers & ~inside;
-  const std::uint64_t begins = (ends & ~inside) << 1 | std::uint64_t{!was_open && IsEnd(previous_)};
-  const std::uint64_t before_end = (ends | qualifiers) >> 1 | (IsEnd(place.bytes[kBlockSize]) ? kLast : 0);
-  if (((opening & ~(begins | closing << 1)) | (closing & ~before_end)) != 0) return false;
-
-  inner = place.line_feeds & inside;
-  // Without branches, as nobody can foretell where the values of a block end.
-  const std::uint64_t first = opening & begins;
-  const std::size_t last_opened =
-      place.position + kBlockSize - 1 - static_cast<std::size_t>(std::countl_zero(first));
-  const std::size_t open = first != 0 ? last_opened : opened_;
-  opened_ = (inside & kLast) != 0 ? open : kNone;
-  return true;
-}
 
 }  // namespace kestrel

@@ -42,6 +42,7 @@ bool LineFeedDoubt::Arises(const Stretch& stretch, std::span<const std::uint64_t
   const char* at = stretch.bytes;  // what stands before is decided
   constexpr std::size_t kNear = 32;
   const char* last = stretch.bytes + stretch.size - 1;
+  std::size_t looks = 0;
   for (std::size_t next = 0;; is_open_ = false) {
     if (!is_open_) {
       const Separators separators = separators_;
@@ -63,7 +64,7 @@ bool LineFeedDoubt::Arises(const Stretch& stretch, std::span<const std::uint64_t
     }
     const Found found = Look(stretch, at);
     if (found == Found::kNoSingleQualifier) return false;
-    if (found == Found::kPossibleEnd) {
+    if (found == Found::kPossibleEnd || ++looks == kMostLooks) {
       is_open_ = false;
       const std::size_t place = stretch.begin + static_cast<std::size_t>(at - stretch.bytes);
       reach_ = place < end_ + reach_ ? std::min(2 * reach_, kMostReach) : kLeastReach;

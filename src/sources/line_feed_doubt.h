@@ -8,7 +8,8 @@
 // Invariants
 //  1. is_open_ tells of line feeds before the next stretch, the open ones, with no single qualifier behind yet;
 //     record() is the number of records before the first of them.
-//  2. Where no doubt has arisen, every other line feed is known to be in no value.
+//  2. Where no doubt has arisen, every other line feed is known to be in no value. It also arises where it costs less
+//     to look closely than to tell.
 #pragma once
 
 #include <cstddef>
@@ -57,8 +58,10 @@ class LineFeedDoubt {
 
   // Where one value holds a line feed, the next ones often do; going back for each would cost more. Where the
   // next one comes soon, doubt reaches further.
-  static constexpr std::size_t kLeastReach = 2048;
-  static constexpr std::size_t kMostReach = std::size_t{1} << 15;
+  static constexpr std::size_t kLeastReach = 8192;
+  static constexpr std::size_t kMostReach = std::size_t{1} << 20;
+  // So many looks at a stretch cost more than looking at it closely: its qualifiers stand far behind the line feeds.
+  static constexpr std::size_t kMostLooks = 8;
 
   Separators separators_;
   bool is_open_ = false;

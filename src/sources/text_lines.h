@@ -11,6 +11,7 @@
 #include "sources/enclosed_values.h"
 #include "sources/line_feed_doubt.h"
 #include "sources/line_marks.h"
+#include "sources/utf8_check.h"
 
 namespace kestrel {
 
@@ -71,8 +72,8 @@ class LineScanner {
   bool first_line_known() const { return first_line_end_ != kUnknown; }
   std::size_t first_line_end() const { return first_line_end_; }
   // Whether everything looked at is UTF-8, and whether it holds a character beyond ASCII.
-  bool utf8() const { return utf8_; }
-  bool beyond_ascii() const { return beyond_ascii_; }
+  bool utf8() const { return utf8_.is_valid(); }
+  bool beyond_ascii() const { return utf8_.beyond_ascii(); }
   LineIndex TakeIndex() { return std::move(index_); }
 
  private:
@@ -87,15 +88,15 @@ class LineScanner {
 
   // The blocks at position(); `left` bytes of the text begin there. `blocks` reach beyond it by less than one.
   void ScanBlocks(const char* bytes, std::size_t blocks, std::size_t left);
-  // One block at position(), while values_ looks at each.
+  // One block at position() of which masks do not tell enough.
   void ScanClosely(const char* bytes, std::size_t left);
+  // Where the doubt ends and no value is open, every LF ends a line again.
+  void EndCloseLook();
   // Takes the lines that end in `marks`: writes where they begin, without empty ones, and behind them where the
   // one begins that follows them, if any text does. Returns how many.
   template <bool cr_lf>
   std::size_t TakeLines(const LineMarks& marks, std::size_t blocks, const char* bytes, std::uint64_t* begins);
   void TakeFirstLine(LineMarks& marks, std::size_t blocks, const char* bytes);
-  void CheckUtf8(const char* bytes, std::size_t size);
-  void CheckUtf8(const char* block, std::size_t position, std::uint64_t high);
   void EndLine(std::size_t end);
   void BeginAgainWithCr();
   // Goes back to where the lines are certain, to look at each value up to where the doubt ends.
@@ -111,13 +112,12 @@ class LineScanner {
   std::size_t line_begin_;
   std::size_t first_line_end_ = kUnknown;
   char line_end_ = '\n';
-  bool utf8_;
-  bool beyond_ascii_ = false;
+  Utf8Check utf8_;
   EnclosedValues values_;
   LineFeedDoubt doubt_;
   bool is_close_ = false;
+  std::size_t most_blocks_ = LineMarks::kBlocks;  // that are looked at in one go
   Certain closed_;
-  std::size_t character_end_;  // end of the last character checked; may lie in the next block
 };
 
 }  // namespace kestrel

@@ -202,5 +202,45 @@ TEST_F(EnclosedLineFeeds, RandomRecordsAreReadAsTheyWereWritten) {
   EXPECT_EQ(Read("1;2;3\n" + bytes, kHeadings), records);
 }
 
+TEST_F(EnclosedLineFeeds, AreFoundAlikeWhateverTheProcessorHas) {
+  std::mt19937 random(31);
+  std::size_t looked_at = 0;
+  for (int round = 0; round < 3000; ++round) {
+    // Mostly well-formed: values of letters, some of them enclosed, with line feeds and pairs of qualifiers.
+    std::string text;
+    while (text.size() < 64 * 70) {
+      const std::string letters(random() % 40, 'y');
+      switch (random() % (round % 2 == 0 ? 4 : 40)) {
+        case 0: text += "\"" + letters + "\n" + letters + "\""; break;
+        case 1: text += "\"" + letters + "\"\"" + letters + "\""; break;
+        case 2: text += "\"\""; break;
+        case 3: text += round % 10 == 0 && random() % 20 == 0 ? "\"x\"x" : letters; break;
+        default: text += letters; break;
+      }
+      text += random() % 5 == 0 ? '\n' : ';';
+    }
+    EnclosedValues values({';', '"', true}), plain({';', '"', true});
+    const auto line_feeds = [&](std::size_t position, std::size_t blocks) {
+      std::vector<std::uint64_t> masks;
+      for (std::size_t i = 0; i < blocks; ++i)
+        masks.push_back(ByteBlock(text.data() + position + i * 64).Equal('\n'));
+      return masks;
+    };
+    for (std::size_t position = 0; position + 65 < text.size();) {
+      const std::size_t blocks = std::min<std::size_t>(1 + random() % 64, (text.size() - 1 - position) / 64);
+      std::vector<std::uint64_t> found = line_feeds(position, blocks), found_plainly = found;
+      const std::size_t left = text.size() - position;
+      const std::size_t judged = values.LookAhead(text.data() + position, position, left, found);
+      ASSERT_EQ(plain.LookAheadPlainly(text.data() + position, position, left, found_plainly), judged);
+      ASSERT_EQ(found, found_plainly);
+      ASSERT_EQ(values.is_open(), plain.is_open());
+      looked_at += judged;
+      if (judged == 0) break;
+      position += judged * 64;
+    }
+  }
+  EXPECT_GT(looked_at, 50000U);
+}
+
 }  // namespace
 }  // namespace kestrel

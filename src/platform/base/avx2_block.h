@@ -43,6 +43,13 @@ class Avx2Block {
   }
   KESTREL_AVX2 std::uint64_t High() const { return Join(low_, high_); }
 
+  KESTREL_AVX2 std::uint64_t Between(char first, char last) const {
+    const __m256i below = _mm256_set1_epi8(static_cast<char>(first - 1));
+    const __m256i above = _mm256_set1_epi8(static_cast<char>(last + 1));
+    return Join(_mm256_and_si256(_mm256_cmpgt_epi8(low_, below), _mm256_cmpgt_epi8(above, low_)),
+                _mm256_and_si256(_mm256_cmpgt_epi8(high_, below), _mm256_cmpgt_epi8(above, high_)));
+  }
+
   KESTREL_AVX2 static std::uint64_t Parity(std::uint64_t mask) {
     const __m128i all = _mm_set1_epi8(-1);
     const __m128i product = _mm_clmulepi64_si128(_mm_cvtsi64_si128(static_cast<long long>(mask)), all, 0);

@@ -54,7 +54,7 @@ class ByteBlockOf {
     for (const __m128i part : parts_) any = _mm_or_si128(any, part);
     return _mm_movemask_epi8(any) != 0;
   }
-  // Where one of the ASCII characters from `first` to `last` stands.
+  // Where one of the characters from `first` to `last` stands: both ASCII, or both from 0xC0 on.
   std::uint64_t Between(char first, char last) const {
     const __m128i low = _mm_set1_epi8(static_cast<char>(first - 1));
     const __m128i high = _mm_set1_epi8(static_cast<char>(last + 1));
