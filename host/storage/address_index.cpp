@@ -42,7 +42,8 @@ AddressIndex::AddressIndex(Connection& connection, int address_type, std::shared
       settings_(Settings::Of(connection)),
       address_type_(address_type),
       keys_(std::move(keys)),
-      known_(KnownKeys::Of(connection)) {
+      known_(KnownKeys::Of(connection)),
+      new_rows_(connection, kTypesPerNumber) {
   const std::lock_guard lock(connection_.CallMutex());
   known_.Begin();
 }
@@ -62,13 +63,19 @@ void AddressIndex::RequireFit(std::int64_t number) {
   }
 }
 
-// The keys come first and the address's number fourth, in all statements.
-void AddressIndex::BindKeys(Statement& statement, std::int64_t number, const IndexedAddress& address) {
+void AddressIndex::BuildKeys(std::int64_t number, const IndexedAddress& address) {
   RequireIndexable(number);
   key_text_.clear();
   AppendKeyText(key_text_, address);
   for (std::size_t i = 0; i < kAlgorithms.size(); ++i) {
     built_[i] = keys_->Build(settings_.Get(kGroup, kAlgorithms[i], "0"), key_text_);
+  }
+}
+
+// The keys come first and the address's number fourth, in all statements.
+void AddressIndex::BindKeys(Statement& statement, std::int64_t number, const IndexedAddress& address) {
+  BuildKeys(number, address);
+  for (std::size_t i = 0; i < built_.size(); ++i) {
     if (built_[i].empty()) {
       statement.BindNull(i);
     } else {
@@ -89,6 +96,12 @@ Statement& AddressIndex::PrepareNew(std::int64_t number, const IndexedAddress& a
   if (add_ == nullptr) add_ = connection_.Prepare("INSERT INTO " + std::string(kRow));
   BindRow(*add_, number, address);
   return *add_;
+}
+
+void AddressIndex::Add(std::int64_t number, const IndexedAddress& address) {
+  if (!new_rows_.MayAdd()) return Write(number, address);
+  BuildKeys(number, address);
+  new_rows_.Add(number * kTypesPerNumber + address_type_, built_);
 }
 
 void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {

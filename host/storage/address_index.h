@@ -2,7 +2,8 @@
 //
 // One row an address. Its key AdressId is 64 times the address's number plus the address type, which is one
 // bit below 64: unique, ascending with the numbers, and found without an index of its own. A key that an
-// address does not have is stored as null, so that nothing equals it.
+// address does not have is stored as null, so that nothing equals it. Rows of new addresses are written behind where
+// the database lets them.
 #pragma once
 
 #include <array>
@@ -14,6 +15,7 @@
 #include "kestrel/connection.h"
 #include "keys/duplicate_keys.h"
 #include "schema/settings.h"
+#include "storage/index_row_buffer.h"
 #include "storage/known_keys.h"
 
 namespace kestrel::host {
@@ -39,6 +41,9 @@ class AddressIndex {
 
   // Whether the host keeps the index: setting "Doubletindex" of "Adressindex".
   bool IsKept();
+  // Inside a step of GroupedWrites::Store: adds the row of a new address, or replaces one that was left of an earlier
+  // address; it may be written behind (storage/index_row_buffer.h). Errors as of Write.
+  void Add(std::int64_t number, const IndexedAddress& address);
   // Adds the row of an address, or replaces it. Raises error 5 for a number that is negative or too large for
   // AdressId or an unknown algorithm, and 3000 from the database.
   void Write(std::int64_t number, const IndexedAddress& address);
@@ -51,6 +56,7 @@ class AddressIndex {
   Statement& PrepareNew(std::int64_t number, const IndexedAddress& address);
 
  private:
+  void BuildKeys(std::int64_t number, const IndexedAddress& address);
   void BindKeys(Statement& statement, std::int64_t number, const IndexedAddress& address);
   void BindRow(Statement& statement, std::int64_t number, const IndexedAddress& address);
 
@@ -60,6 +66,7 @@ class AddressIndex {
   std::shared_ptr<KeyMemory> keys_;
   KnownKeys& known_;
   KnownKeys::Keys built_;  // the keys bound last, while keys_ has them
+  IndexRowBuffer new_rows_;
   std::unique_ptr<Statement> add_;
   std::unique_ptr<Statement> add_absent_;
   std::unique_ptr<Statement> update_;

@@ -210,6 +210,8 @@ GroupedWrites::Attempt::Attempt(GroupedWrites& group, GroupMember& member, Recor
   group_.OpenGroup();
   group_.Join(member);
   if (record == Record::kOneStatement && group_.capabilities_.atomic_statements) return;
+  // A query inside the step would have them stored within the savepoint, and undone with it.
+  if (group_.open_) group_.FlushRows();
   group_.Prepared(group_.savepoint_, "SAVEPOINT kestrel_record").Execute();
   savepoint_ = true;
 }

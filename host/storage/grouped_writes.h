@@ -130,6 +130,8 @@ class GroupedWrites final : public Attachment {
 
   // Inside a step of Store: whether rows may be written behind instead of being stored.
   bool MayWriteBehind() const { return open_ && capabilities_.announces_queries; }
+  // Inside a step of Store: `member` is told as well what becomes of the group.
+  void Join(GroupMember& member);
   // Has `member` asked for its rows (FlushRows), in time (invariant 7); without an open group, with the next one.
   void WriteBehind(GroupMember& member);
   // Before a member ends: it is told of nothing any more.
@@ -172,7 +174,6 @@ class GroupedWrites final : public Attachment {
   using Time = std::chrono::steady_clock::time_point;
 
   void OpenGroup();
-  void Join(GroupMember& member);
   void Forget(GroupMember& member);
   void FlushRows();
   void CommitGroup();

@@ -46,7 +46,7 @@ void KnownKeys::Forget(State state) {
   state_ = state;
 }
 
-void KnownKeys::Note(const Keys& keys) {
+void KnownKeys::Announce(const Keys& keys) {
   if (state_ == State::kOff) return;
   if (state_ != State::kComplete) rows_to_learn_ += kRowsAStored;
   if (state_ == State::kUnknown) return;

@@ -9,8 +9,8 @@
 // Invariants
 //  1. Once everything is learned, the filter has every key that a query of this connection could find. It may
 //     have others.
-//  2. Keys that are stored through Store are added before, from the moment when learning begins, whatever becomes
-//     of their transaction. A row stored through the connection by anybody else empties the filter.
+//  2. Keys that are stored through Store or StoreAnnounced are added before, from the moment when learning begins,
+//     whatever becomes of their transaction. A row stored through the connection by anybody else empties the filter.
 //  3. Rows are learned outside of transactions: none of them is hidden by a change that is undone later.
 //  4. The filter is emptied where another connection has committed or the tables were changed, which is looked at
 //     with the first question of each group, and with every question outside of groups.
@@ -53,7 +53,13 @@ class KnownKeys final : public Attachment {
   // raises.
   template <class Step>
   auto Store(const Keys& keys, Step&& store) {
-    Note(keys);
+    Announce(keys);
+    return StoreAnnounced(std::forward<Step>(store));
+  }
+  // The two halves of it, where rows are stored later than queries are to know of them.
+  void Announce(const Keys& keys);
+  template <class Step>
+  auto StoreAnnounced(Step&& store) {
     const OwnRows own(*this);
     return std::forward<Step>(store)();
   }
@@ -76,7 +82,6 @@ class KnownKeys final : public Attachment {
     std::uint64_t before_;
   };
 
-  void Note(const Keys& keys);
   bool Lacks(std::span<const SoughtValue> values);
   void LearnBetweenGroups();
   bool LacksAll(std::span<const SoughtValue> values) const;

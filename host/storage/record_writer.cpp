@@ -64,6 +64,8 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
 RecordWriter::~RecordWriter() {
   // Its end may store records again.
   pipelined_.reset();
+  // Nor may it leave rows of the open group behind.
+  index_.reset();
   if (observer_ != nullptr && connection_.IsOpen()) GroupedWrites::Of(connection_).Flush();
   GroupedWrites::Leave(connection_, *this);
 }
@@ -135,11 +137,11 @@ void RecordWriter::RequireMandatory() const {
   }
 }
 
-void RecordWriter::WriteIndex(std::int64_t number, const IndexedAddress& address) {
+void RecordWriter::IndexNewRow(std::int64_t number, const IndexedAddress& address) {
   if (take_over_ != nullptr) {
     index_->RequireFit(number);
   } else {
-    index_->Write(number, address);
+    index_->Add(number, address);
   }
 }
 
@@ -150,7 +152,7 @@ void RecordWriter::InsertRow(RecordValues& values, std::int64_t number, bool& in
   if (!inserted) return;
   if (index_ && index_->IsKept()) {
     try {
-      WriteIndex(number, address_fields_.Of(values));
+      IndexNewRow(number, address_fields_.Of(values));
     } catch (const RuntimeError&) {
       group_.Undo([&] {
         remove_->BindInteger(0, number);
@@ -203,6 +205,7 @@ Statement& RecordWriter::UpdateFor(const std::vector<bool>& given) {
 }
 
 void RecordWriter::IndexStoredRow(std::int64_t number) {
+  if (take_over_ != nullptr) return index_->RequireFit(number);
   if (select_address_ == nullptr) {
     std::string columns;
     const auto add = [&](const std::optional<std::size_t>& field) {
@@ -215,11 +218,11 @@ void RecordWriter::IndexStoredRow(std::int64_t number) {
   select_address_->BindInteger(0, number);
   const RecordsetPtr row = select_address_->Open();
   if (row->IsEof()) return;
-  WriteIndex(number, {row->TextAt(0),
-                      row->TextAt(1),
-                      row->TextAt(2),
-                      {row->TextAt(3), row->TextAt(4), row->TextAt(5)},
-                      row->TextAt(6)});
+  index_->Write(number, {row->TextAt(0),
+                         row->TextAt(1),
+                         row->TextAt(2),
+                         {row->TextAt(3), row->TextAt(4), row->TextAt(5)},
+                         row->TextAt(6)});
 }
 
 void RecordWriter::RefuseExisting(const RecordValues& values) const {

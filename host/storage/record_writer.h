@@ -3,8 +3,9 @@
 //
 // How a record stays whole without a savepoint each (which would copy every page it touches):
 //  1. An insert is one statement that leaves the table alone where the number exists.
-//  2. Only then the index row is written, one statement more. Where that fails, the inserted row is deleted
-//     again before the error passes on.
+//  2. Only then its index row is written, or left to be written behind (storage/index_row_buffer.h). Where that fails,
+//     the inserted row is deleted again before the error passes on; where rows written behind cannot be stored, the
+//     group is lost.
 //  3. A record whose number exists is updated inside a savepoint. Fields without a value keep what they
 //     had; the index row is made from the row as it then stands.
 //  4. An existing number is updated only where overwriting is wanted, else it is an error and the row stays.
@@ -88,7 +89,7 @@ class RecordWriter final : private GroupMember {
   void UpdateExisting(std::int64_t record, const RecordValues& values);
   [[noreturn]] void RefuseExisting(const RecordValues& values) const;
   void InsertRow(RecordValues& values, std::int64_t number, bool& inserted);
-  void WriteIndex(std::int64_t number, const IndexedAddress& address);
+  void IndexNewRow(std::int64_t number, const IndexedAddress& address);
   Statement& UpdateFor(const std::vector<bool>& given);
   void IndexStoredRow(std::int64_t number);
 

@@ -1,0 +1,142 @@
+#include "storage/index_row_buffer.h"
+
+#include <algorithm>
+#include <charconv>
+#include <mutex>
+
+#include "schema/host_schema.h"
+
+namespace kestrel::host {
+
+namespace {
+
+// More rows a statement save no more.
+constexpr std::size_t kRowsAStatement = 16;
+
+// The start of a text as a number that sorts as the text does.
+std::uint64_t OrderOf(std::string_view text) {
+  std::uint64_t order = 0;
+  for (std::size_t i = 0; i < sizeof order; ++i) {
+    order = order << 8U | (i < text.size() ? static_cast<unsigned char>(text[i]) : 0U);
+  }
+  return order;
+}
+
+}  // namespace
+
+IndexRowBuffer::IndexRowBuffer(Connection& connection, std::int64_t types_per_number)
+    : connection_(connection),
+      types_per_number_(types_per_number),
+      group_(GroupedWrites::Of(connection)),
+      known_(KnownKeys::Of(connection)) {}
+
+IndexRowBuffer::~IndexRowBuffer() {
+  const std::lock_guard lock(connection_.CallMutex());
+  // What is kept with a connection ends with it, and it has stored the rows before.
+  if (rows_.empty() || !connection_.IsOpen()) return;
+  if (connection_.InTransaction()) FlushRows();
+  if (failure_ || !rows_.empty()) group_.Flush();
+}
+
+void IndexRowBuffer::Add(std::int64_t id, const KnownKeys::Keys& keys) {
+  known_.Announce(keys);
+  Row row{0, id, characters_.size(), {}};
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    if (row.order == 0) row.order = OrderOf(keys[i]);
+    row.lengths[i] = static_cast<std::uint32_t>(keys[i].size());
+    characters_ += keys[i];
+  }
+  rows_.push_back(row);
+  if (rows_.size() == 1) {
+    group_.Join(*this);
+    group_.WriteBehind(*this);
+  } else if (rows_.size() >= kMostRows) {
+    FlushRows();
+  }
+}
+
+void IndexRowBuffer::BeforeCommit() {
+  if (failure_) throw RuntimeError(*failure_);
+}
+
+bool IndexRowBuffer::GroupLost(const RuntimeError&) {
+  Clear();
+  return false;
+}
+
+void IndexRowBuffer::FlushRows() {
+  if (!failure_) Trap([this] { StoreRows(); }, [this](const RuntimeError& error) { failure_ = error; });
+  rows_.clear();
+  characters_.clear();
+}
+
+void IndexRowBuffer::Clear() {
+  rows_.clear();
+  characters_.clear();
+  failure_.reset();
+}
+
+void IndexRowBuffer::StoreRows() {
+  std::sort(rows_.begin(), rows_.end(), [](const Row& a, const Row& b) { return a.order < b.order; });
+  std::size_t stored = 0;
+  while (stored < rows_.size()) {
+    const std::size_t count = rows_.size() - stored < kRowsAStatement ? 1 : kRowsAStatement;
+    known_.StoreAnnounced([&] { StoreSome(stored, count); });
+    stored += count;
+  }
+}
+
+std::size_t IndexRowBuffer::BindKeys(Statement& statement, std::size_t parameter, const Row& row) const {
+  std::size_t start = row.start;
+  for (const std::uint32_t length : row.lengths) {
+    if (length == 0) {
+      statement.BindNull(parameter++);
+    } else {
+      statement.BindText(parameter++, std::string_view(characters_).substr(start, length));
+    }
+    start += length;
+  }
+  statement.BindInteger(parameter++, row.id);
+  return parameter;
+}
+
+void IndexRowBuffer::StoreSome(std::size_t first, std::size_t count) {
+  Statement& insert = InsertOf(count);
+  std::array<std::array<char, 24>, kRowsAStatement> references;
+  std::size_t parameter = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const Row& row = rows_[first + i];
+    parameter = BindKeys(insert, parameter, row);
+    insert.BindInteger(parameter++, row.id % types_per_number_);
+    std::array<char, 24>& reference = references[i];
+    const char* const end =
+        std::to_chars(reference.data(), reference.data() + reference.size(), row.id / types_per_number_).ptr;
+    insert.BindText(parameter++,
+                    std::string_view(reference.data(), static_cast<std::size_t>(end - reference.data())));
+  }
+  if (insert.Execute() == static_cast<std::int64_t>(count)) return;
+  // Some belong to addresses of these numbers that are gone; the others stay as they are.
+  for (std::size_t i = 0; i < count; ++i) Replace(rows_[first + i]);
+}
+
+void IndexRowBuffer::Replace(const Row& row) {
+  if (replace_ == nullptr) {
+    replace_ = connection_.Prepare(
+        "UPDATE Adressindex SET Doubletkey1 = ?, Doubletkey2 = ?, Doubletkey3 = ? WHERE AdressId = ?");
+  }
+  BindKeys(*replace_, 0, row);
+  replace_->Execute();
+}
+
+Statement& IndexRowBuffer::InsertOf(std::size_t rows) {
+  std::unique_ptr<Statement>& insert = inserts_[rows];
+  if (insert == nullptr) {
+    std::string target =
+        "Adressindex (Doubletkey1, Doubletkey2, Doubletkey3, AdressId, Adressart, Referenz) VALUES ";
+    for (std::size_t i = 0; i < rows; ++i) target += i == 0 ? "(?, ?, ?, ?, ?, ?)" : ", (?, ?, ?, ?, ?, ?)";
+    insert = connection_.Prepare(InsertAbsentText(connection_, target));
+  }
+  return *insert;
+}
+
+}  // namespace kestrel::host

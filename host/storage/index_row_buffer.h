@@ -1,0 +1,75 @@
+// Rows of the address index that are written behind: those of new addresses, of one group of a connection.
+//
+// A row touches three indexes, at places as random as its keys. Many rows in one statement cost less than as many
+// statements, and in the order of their keys the rows of addresses that share the start of all keys (see
+// keys/duplicate_keys.h) find the pages of the indexes where the row before has left them.
+//
+// Invariants
+//  1. A row stands in the transaction of its address before that is committed, and before any query of the connection
+//     can look for it. Where it cannot be stored, the whole group is lost.
+//  2. Rows are stored with the group in which they were added, or are gone with it.
+//  3. Everything here happens under the connection's CallMutex.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kestrel/connection.h"
+#include "storage/grouped_writes.h"
+#include "storage/known_keys.h"
+
+namespace kestrel::host {
+
+class IndexRowBuffer final : private GroupMember {
+ public:
+  // So many rows wait at most: a few hundred kilobytes.
+  static constexpr std::size_t kMostRows = 16384;
+
+  // `connection` outlives this object, or is closed before. `types_per_number`: AdressId is so many times the
+  // address's number, and its type.
+  IndexRowBuffer(Connection& connection, std::int64_t types_per_number);
+  // Rows that wait are stored; the open group is lost where they cannot be.
+  ~IndexRowBuffer() override;
+
+  // Inside a step of GroupedWrites::Store: whether rows may wait, or are to be stored at once.
+  bool MayAdd() const { return group_.MayWriteBehind(); }
+  // Then: a row that replaces any of this AdressId. KnownKeys is told. Raises nothing.
+  void Add(std::int64_t id, const KnownKeys::Keys& keys);
+
+ private:
+  struct Row {
+    std::uint64_t order;  // the first characters of its first key
+    std::int64_t id;
+    std::size_t start;                     // of its keys in characters_
+    std::array<std::uint32_t, 3> lengths;  // of the keys; 0 for none
+  };
+  void BeforeCommit() override;
+  void GroupCommitted() override { Clear(); }
+  bool GroupLost(const RuntimeError& reason) override;
+  void FlushRows() override;
+
+  void Clear();
+  void StoreRows();
+  void StoreSome(std::size_t first, std::size_t count);
+  void Replace(const Row& row);
+  std::size_t BindKeys(Statement& statement, std::size_t parameter, const Row& row) const;
+  Statement& InsertOf(std::size_t rows);
+
+  Connection& connection_;
+  const std::int64_t types_per_number_;
+  GroupedWrites& group_;
+  KnownKeys& known_;
+  std::vector<Row> rows_;
+  std::string characters_;
+  std::optional<RuntimeError> failure_;                        // the group is to be lost for
+  std::map<std::size_t, std::unique_ptr<Statement>> inserts_;  // by the number of rows
+  std::unique_ptr<Statement> replace_;
+};
+
+}  // namespace kestrel::host
