@@ -31,7 +31,11 @@ bool DuplicateCheck::CheckRecord(const Recordset& record, DuplicateMatch* match)
   const bool overwrite = Overwrites(*kind);
 
   // The specification's own wish first: without it the host need not have the settings component at all.
-  if (!settings_.check_duplicates || !isDoublettIndex()) return false;
+  if (!settings_.check_duplicates) {
+    kept_.unwished = kept_.settings_image.get();
+    return false;
+  }
+  if (!isDoublettIndex()) return false;
   BuildDuplicateKeyText(record, columns, kept_.group, kept_.key_text);
   return isDoublet(kept_.key_text, kept_.reference, kind->type_code, overwrite, match);
 }
@@ -45,6 +49,10 @@ bool DuplicateCheck::Overwrites(const AddressKind& kind) {
 }
 
 bool DuplicateCheck::CheckDoublett(const Recordset& record, DuplicateMatch* match, bool same_object) {
+  // Nothing has changed since the answer was that nobody wants one.
+  if (same_object && kept_.unwished != nullptr && profiles_.Sees(kept_.unwished, session_.SpecFile))
+    return false;
+  kept_.unwished = nullptr;
   bool answer = false;
   TrapInFunction(session_.platform.ui, "CheckDoublett", [&] {
     // First, as the next record may be the same object.

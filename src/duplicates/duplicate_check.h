@@ -113,6 +113,9 @@ class DuplicateCheck {
     std::vector<std::string> field_names;
     std::vector<bool> assigned;
 
+    // The image by which a record of the object asked about last needed no check; null where it needed one.
+    const ProfileImage* unwished = nullptr;
+
     KeptColumns columns;
     std::string key_text;
     std::string reference;

@@ -78,7 +78,7 @@ std::shared_ptr<const ProfileImage> ProfileStore::Require(const std::string& pat
 }
 
 std::shared_ptr<const ProfileImage> ProfileStore::Look(const std::string& path, FileReading& reading) {
-  if (look_ != nullptr && path == look_path_) return look_;
+  if (look_ != nullptr && path == look_->path_) return look_->image_;
   const auto known = cache_.find(path);
   if (known == cache_.end()) return Reload(path, reading);
   struct stat status {};
@@ -142,10 +142,9 @@ void ProfileStore::Watched::KeepOpen() {
 }
 
 ProfileStore::OneLook::OneLook(Watched& watched) : store_(watched.store_) {
-  store_.look_.reset();
-  store_.look_ = watched.Look();
-  store_.look_path_ = watched.path_;
-  found_ = store_.look_ != store_.empty_;
+  store_.look_ = nullptr;
+  found_ = watched.Look() != store_.empty_;
+  store_.look_ = &watched;
 }
 
 void ProfileStore::Write(const std::string& path, std::span<const ProfileEdit> edits) {
@@ -155,7 +154,7 @@ void ProfileStore::Write(const std::string& path, std::span<const ProfileEdit> e
   }
   const std::string bytes = EditedProfile(reading.bytes, edits);
   if (bytes == reading.bytes) return;
-  look_.reset();
+  look_ = nullptr;
   WriteFileAtomically(path, bytes);
 }
 
@@ -165,7 +164,7 @@ void ProfileStore::WriteCopy(const std::string& source, const std::string& targe
   if (reading.state == FileState::kMissing) throw ErrorFromErrno(ENOENT, source);
   if (reading.state != FileState::kRead) throw ReadingError(reading, source);
   const std::string bytes = EditedProfile(reading.bytes, edits);
-  look_.reset();
+  look_ = nullptr;
   if (FileExists(target)) MakeWritable(target);
   WriteFileAtomically(target, bytes, mode);
 }

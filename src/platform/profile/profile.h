@@ -132,7 +132,7 @@ class KESTREL_INTERNAL ProfileStore {
     explicit OneLook(Watched& watched);
     OneLook(const OneLook&) = delete;
     OneLook& operator=(const OneLook&) = delete;
-    ~OneLook() { store_.look_.reset(); }
+    ~OneLook() { store_.look_ = nullptr; }
     // Whether the file was there.
     bool found() const { return found_; }
 
@@ -140,6 +140,11 @@ class KESTREL_INTERNAL ProfileStore {
     ProfileStore& store_;
     bool found_ = false;
   };
+
+  // Whether the living round has seen this image of the file, which Require would give.
+  bool Sees(const ProfileImage* image, const std::string& path) const {
+    return look_ != nullptr && look_->image_.get() == image && look_->path_ == path;
+  }
 
   // Sets several keys in this order with one replacement of the file (none where it holds them already). Line
   // breaks in a value become blanks. Raises, with nothing written: 5 for names that no reader would find (empty
@@ -159,9 +164,7 @@ class KESTREL_INTERNAL ProfileStore {
 
   std::shared_ptr<const ProfileImage> empty_;
   std::unordered_map<std::string, std::unique_ptr<Cached>> cache_;
-  // What the living OneLook has seen.
-  std::string look_path_;
-  std::shared_ptr<const ProfileImage> look_;
+  const Watched* look_ = nullptr;  // what the living OneLook has looked at, unless it was written since
 };
 
 // The bytes of a profile file with the keys set. Raises 5 as Write does.
