@@ -16,6 +16,7 @@ void Settings::Refresh() {
   entries_ = std::move(entries);
   read_at_ = now;
   read_ = true;
+  ++generation_;
 }
 
 std::string_view Settings::Get(std::string_view group, std::string_view name, std::string_view fallback) {

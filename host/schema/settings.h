@@ -5,6 +5,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +26,12 @@ class Settings final : public Attachment {
   // The value, or `fallback`. Names are compared exactly. The view lives until the next call of this object
   // (and as long as `fallback`). Error 3000 where the table cannot be read.
   std::string_view Get(std::string_view group, std::string_view name, std::string_view fallback);
+  // Another number whenever the table was read anew, so that what was made of the settings can be kept meanwhile. Error
+  // 3000 as Get.
+  std::uint64_t Generation() {
+    Refresh();
+    return generation_;
+  }
   void Set(std::string_view group, std::string_view name, std::string_view value);
 
  private:
@@ -39,6 +46,7 @@ class Settings final : public Attachment {
   std::vector<Entry> entries_;
   std::chrono::steady_clock::time_point read_at_;
   bool read_ = false;
+  std::uint64_t generation_ = 0;
 };
 
 }  // namespace kestrel::host

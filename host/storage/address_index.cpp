@@ -54,13 +54,22 @@ AddressIndex::~AddressIndex() {
   if (connection_.IsOpen()) known_.Release();
 }
 
-bool AddressIndex::IsKept() { return settings_.Get(kGroup, "Doubletindex", "0") == "1"; }
+bool AddressIndex::IsKept() {
+  if (const std::uint64_t generation = settings_.Generation(); generation != asked_in_) {
+    is_kept_ = settings_.Get(kGroup, "Doubletindex", "0") == "1";
+    asked_in_ = generation;
+  }
+  return is_kept_;
+}
 
 void AddressIndex::RequireFit(std::int64_t number) {
   RequireIndexable(number);
+  const std::uint64_t generation = settings_.Generation();
+  if (fits_in_ == generation) return;
   for (const std::string_view algorithm : kAlgorithms) {
     CanonicalText(settings_.Get(kGroup, algorithm, "0"), nobody_);
   }
+  fits_in_ = generation;
 }
 
 void AddressIndex::BuildKeys(std::int64_t number, const IndexedAddress& address) {

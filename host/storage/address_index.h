@@ -62,6 +62,10 @@ class AddressIndex {
 
   Connection& connection_;
   Settings& settings_;
+  // The generation of settings_ by which is_kept_ was found, and that by which every number fits that can be indexed.
+  std::uint64_t asked_in_ = 0;
+  std::uint64_t fits_in_ = 0;
+  bool is_kept_ = false;
   int address_type_;
   std::shared_ptr<KeyMemory> keys_;
   KnownKeys& known_;
