@@ -99,7 +99,7 @@ class Outcome:
 class Bench:
     def __init__(self, build, scratch, records, rounds):
         self.bin, self.scratch, self.records, self.rounds = build / "bin", scratch, records, rounds
-        for program in ("kestrel-import", "naive_import", "generate_addresses", "read_once"):
+        for program in ("kestrel-import", "naive_import", "generate_addresses"):
             if not (self.bin / program).exists():
                 fail(f"{self.bin / program} is missing; build with: cmake --preset release && "
                      "cmake --build --preset release")
@@ -176,7 +176,7 @@ class Bench:
     def test_run(self):
         naive = self.best(lambda: self.naive(self.file))
         ours = self.best(lambda: self.fresh("--test"))
-        report("run --test / naive_import", ours.seconds, naive.seconds, 0.5)
+        report("run --test / naive_import", ours.seconds, naive.seconds, 0.35)
         lines = self.records + 1
         limit = self.file.stat().st_size + 8 * lines + (64 << 20)
         report("run --test: peak memory / (file + 8 bytes a line + 64 MiB)", ours.peak_memory, limit, 1.0,
@@ -217,39 +217,6 @@ class Bench:
         report("check --data / run --test, both with duplicate check", ours.seconds, test.seconds, 2.0)
         report("check --data: peak memory / 100 MiB", ours.peak_memory, 100 << 20, 1.0, scale=1 << 20, unit="MiB")
 
-    def growth(self):
-        """The same with ten times as many records: time in proportion, and no more memory than the lines' places."""
-        larger = 10 * self.records
-        large_file = self.scratch / "gross.txt"
-        with open(large_file, "wb") as file:
-            subprocess.run([self.bin / "generate_addresses", str(larger)], stdout=file, check=True)
-
-        def read(file):
-            outcome = self.best(lambda: Outcome([str(self.bin / "read_once"), str(file)]))
-            _, outcome.open, outcome.look, _ = map(float, outcome.output.split())
-            return outcome
-
-        def run(file):
-            def once():
-                host = self.new_host()
-                outcome = self.kestrel(host, file, "Messung", "--test")
-                self.discard(host)
-                return outcome
-            return self.best(once)
-
-        def report_memory(what, large, small):
-            report(f"{larger} records: peak memory of {what} / (1.2 x that of {self.records} + 8 bytes a line)",
-                   large.peak_memory, 1.2 * small.peak_memory + 8 * (larger + 1), 1.0, scale=1 << 20, unit="MiB")
-
-        small, large = read(self.file), read(large_file)
-        report(f"{larger} records: open / 10 x {self.records}", large.open, 10 * small.open, 1.15)
-        report(f"{larger} records: look at every value / 10 x {self.records}", large.look, 10 * small.look, 1.15)
-        report_memory("reading", large, small)
-        small, large = run(self.file), run(large_file)
-        report(f"{larger} records: run --test / 10 x {self.records}", large.seconds, 10 * small.seconds, 1.15)
-        report_memory("run --test", large, small)
-        large_file.unlink()
-
     def again(self):
         count = min(100_000, self.records)
         part = self.first_records(count)
@@ -286,13 +253,13 @@ def main():
     parser.add_argument("--build", type=Path, default=top / "build" / "release")
     parser.add_argument("--records", type=int, default=1_000_000)
     parser.add_argument("--rounds", type=int, default=1, help="of each measure; the cheapest counts")
-    parser.add_argument("--only", choices=["test", "full", "ledger", "duplicates", "check", "again", "growth"],
+    parser.add_argument("--only", choices=["test", "full", "ledger", "duplicates", "check", "again"],
                         help="measure just this")
     options = parser.parse_args()
     with tempfile.TemporaryDirectory(prefix="kestrel-bench-") as scratch:
         bench = Bench(options.build.resolve(), Path(scratch), options.records, options.rounds)
         measures = {"test": bench.test_run, "full": bench.full_run, "ledger": bench.ledger,
-                    "duplicates": bench.duplicates, "check": bench.check, "again": bench.again, "growth": bench.growth}
+                    "duplicates": bench.duplicates, "check": bench.check, "again": bench.again}
         for name, measure in measures.items():
             if options.only in (None, name):
                 measure()

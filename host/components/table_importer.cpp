@@ -5,6 +5,7 @@
 #include <span>
 
 #include "kestrel/import_class.h"
+#include "kestrel/memory_recordset.h"
 #include "ledger/run_state.h"
 #include "platform/profile/profile.h"
 #include "storage/field_error.h"
@@ -103,6 +104,7 @@ void TableImporter::Forget() {
   addresses_.reset();
   target_.reset();
   record_set_.reset();
+  own_record_ = Value();
 }
 
 const Destination& TableImporter::Target() {
@@ -177,15 +179,15 @@ void TableImporter::BeforeImport(bool&) {
 ObjectPtr TableImporter::GetNewRecord() {
   Guard([this] {
     if (record_set_ != nullptr) {
-      record_set_->MoveFirst();
-      record_set_->ClearRow();
+      record_set_->Clear();
       return;
     }
     const Destination& target = Target();
-    record_set_ = std::make_shared<MemoryRecordset>();
     // Without sizes: what does not fit is refused by ImportRecord, which can tell the field.
-    for (const DestinationField& field : target.fields) record_set_->AppendColumn(field.name);
-    record_set_->AddNew();
+    std::vector<std::string> columns;
+    for (const DestinationField& field : target.fields) columns.push_back(field.name);
+    record_set_ = std::make_shared<BorrowingRecordset>(std::move(columns));
+    own_record_ = Value(record_set_);
     record_columns_.resize(target.fields.size());
     std::iota(record_columns_.begin(), record_columns_.end(), std::size_t{0});
   });
@@ -220,8 +222,7 @@ void TableImporter::CheckRecord(const Value& record) {
 }
 
 void TableImporter::Store(RecordWriter& writer, const Value& record) {
-  const ObjectPtr object = record.ToObject();
-  if (record_set_ != nullptr && object == record_set_) {
+  if (record_set_ != nullptr && record == own_record_) {
     result_ = writer.Store(record_, *record_set_, record_columns_);
     return;
   }

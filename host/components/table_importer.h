@@ -12,8 +12,8 @@
 
 #include "kestrel/bound_object.h"
 #include "kestrel/connection.h"
-#include "kestrel/memory_recordset.h"
 #include "ledger/run_ledger.h"
+#include "platform/data/borrowing_recordset.h"
 #include "schema/destination.h"
 #include "storage/address_lookup.h"
 #include "storage/record_writer.h"
@@ -119,7 +119,8 @@ class TableImporter final : public BoundObject<TableImporter> {
   std::unique_ptr<TrialTable> trial_;
   std::unique_ptr<RunLedger> ledger_;     // of the run under way, where it told of itself
   std::unique_ptr<RecordWriter> writer_;  // into trial_ where there is one
-  std::shared_ptr<MemoryRecordset> record_set_;
+  std::shared_ptr<BorrowingRecordset> record_set_;
+  Value own_record_;  // that record set, to compare with
   std::vector<std::size_t> record_columns_;
   std::string specification_file_;
   std::string personal_nr_;

@@ -71,18 +71,23 @@ std::optional<CalendarDate> ReadDate(std::string_view text) {
 std::string_view ToIso(const DestinationField& field, std::string_view text, IsoDate& iso) {
   const auto date = ReadDate(text);
   if (!date) Refuse(field, text, "ein Datum");
-  const auto put = [&iso](std::size_t start, std::size_t digits, int number) {
-    for (std::size_t i = digits; i-- > 0; number /= 10)
-      iso.text[start + i] = static_cast<char>('0' + number % 10);
-  };
-  put(0, 4, date->year);
-  put(5, 2, date->month);
-  put(8, 2, date->day);
-  iso.text[4] = iso.text[7] = '-';
-  return {iso.text, sizeof iso.text};
+  return detail::WriteIso((std::int64_t{date->year} * 100 + date->month) * 100 + date->day, iso);
 }
 
 }  // namespace
+
+std::string_view detail::WriteIso(std::int64_t day, IsoDate& date) {
+  // "JJJJ-MM-TT" from its end.
+  for (std::size_t at = sizeof date.text; at-- > 0;) {
+    if (at == 4 || at == 7) {
+      date.text[at] = '-';
+    } else {
+      date.text[at] = static_cast<char>('0' + day % 10);
+      day /= 10;
+    }
+  }
+  return {date.text, sizeof date.text};
+}
 
 StoredValue detail::ConvertOrRefuse(const DestinationField& field, std::string_view text, IsoDate& date) {
   if (field.kind == FieldKind::kText) {

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <variant>
 
+#include "platform/base/number.h"
+#include "platform/data/borrowing_recordset.h"
 #include "schema/destination.h"
 
 namespace kestrel::host {
@@ -20,7 +22,12 @@ struct IsoDate {
 
 namespace detail {
 StoredValue ConvertOrRefuse(const DestinationField& field, std::string_view text, IsoDate& date);
+std::string_view WriteIso(std::int64_t day, IsoDate& date);
+// Bytes are an upper bound for characters, so most texts need no counting.
+inline bool FitsByBytes(const DestinationField& field, std::string_view text) {
+  return field.size == 0 || text.size() <= static_cast<std::size_t>(field.size);
 }
+}  // namespace detail
 
 // Converts `text` of a field that is not null.
 //   whole number, real number   a number in German or English writing; nothing for an empty text
@@ -29,10 +36,24 @@ StoredValue ConvertOrRefuse(const DestinationField& field, std::string_view text
 //   text                        as it stands
 // `date` must live as long as the result. Error 13 or 3421 with a sentence that names field and value.
 inline StoredValue ConvertFieldText(const DestinationField& field, std::string_view text, IsoDate& date) {
-  // Bytes are an upper bound for characters, so most texts need no counting.
-  const bool fits = field.size == 0 || text.size() <= static_cast<std::size_t>(field.size);
-  if (field.kind == FieldKind::kText && fits) return text;
+  if (field.kind == FieldKind::kText && detail::FitsByBytes(field, text)) return text;
   return detail::ConvertOrRefuse(field, text, date);
+}
+
+// The same for a text of which something is known, which spares looking at it.
+inline void ConvertField(const DestinationField& field, const BorrowedText& value, IsoDate& date,
+                         StoredValue& stored) {
+  if (value.known == KnownText::kDecimal && field.kind == FieldKind::kWhole && value.decimals == 0) {
+    stored = value.number;
+  } else if (value.known == KnownText::kDecimal && field.kind == FieldKind::kReal) {
+    stored = ToDouble(PlainDecimal{value.number, value.decimals});
+  } else if (value.known == KnownText::kDay && field.kind == FieldKind::kDate) {
+    stored = detail::WriteIso(value.number, date);
+  } else if (field.kind == FieldKind::kText && detail::FitsByBytes(field, value.text)) {
+    stored = value.text;
+  } else {
+    stored = detail::ConvertOrRefuse(field, value.text, date);
+  }
 }
 
 }  // namespace kestrel::host

@@ -4,8 +4,8 @@
 //  2. `records` counts the source records worked through; it grows after a record was handed over, held
 //     back or (in test mode) only checked. `outcomes_` tells which of these each record was, and what was lost.
 //  3. The error count is never set back. A failed backup therefore keeps the source file.
-//  4. A record object serves one round. It is released before the next is asked for, so that no record is
-//     stored twice where GetNewRecord fails.
+//  4. A record object serves the round that it was delivered for, so that no record is stored twice where GetNewRecord
+//     fails.
 //  5. ErrorCode is read exactly once after GetNewRecord and after ImportRecord.
 //  6. Optional members of the import class are looked up once, before its first call; a class that lacks one is
 //     driven as if there were no such member.
@@ -289,10 +289,14 @@ void RunSteps::ShowProgressText() {
 
 // False where the import class says that going on is senseless.
 bool RunSteps::FetchNewRecord() {
-  record_.reset();
-  record_value_ = Value();
-  errors_.Try([&] { record_value_ = get_new_record_.Call(); });
-  errors_.Try([&] { record_ = std::dynamic_pointer_cast<Recordset>(record_value_.ToObject()); });
+  Value fetched;
+  errors_.Try([&] { fetched = get_new_record_.Call(); });
+  // Many classes deliver one object for all records; what it is need not be found out again then.
+  if (record_ == nullptr || fetched != record_value_) {
+    record_.reset();
+    record_value_ = std::move(fetched);
+    errors_.Try([&] { record_ = std::dynamic_pointer_cast<Recordset>(record_value_.ToObject()); });
+  }
   CheckImportClass("GetNewRecord", Told::kBeforeARecord);
   return result_.stop_reason.empty();
 }

@@ -1,8 +1,10 @@
 #include "import/record_assembly.h"
 
 #include <limits>
+#include <typeinfo>
 #include <utility>
 
+#include "platform/base/number.h"
 #include "platform/base/text.h"
 
 namespace kestrel {
@@ -14,7 +16,35 @@ std::int64_t WholeNumber(const MemoryRecordset& list, std::size_t column) {
   return list.IsNull(column) ? 0 : list.ValueAt(column).ToInteger();
 }
 
+// With what the look at a number tells.
+BorrowedText Known(std::string_view text, FieldKind kind) {
+  const auto decimal = kind == FieldKind::kNumeric ? ReadPlainDecimal(text) : std::nullopt;
+  if (!decimal) return {text};
+  return {text, decimal->number, static_cast<std::uint8_t>(decimal->decimals), KnownText::kDecimal};
+}
+
 }  // namespace
+
+// Writes into any record.
+struct RecordAssembly::Copied {
+  Recordset& record;
+  BorrowedText value;
+
+  BorrowedText& RoomFor(const Row&) { return value = {}; }
+  void Write(const Row& row) { record.SetText(ColumnFor(row, record), value.text); }
+};
+
+// Into one that borrows: a value is made where it stays, as to write and copy it at once would take longer than making
+// it. What is there is the column's only from Write on.
+struct RecordAssembly::Lent {
+  BorrowingRecordset& record;
+  BorrowedText no_column;
+
+  BorrowedText& RoomFor(const Row& row) {
+    return row.record_column ? record.CellFor(*row.record_column) : no_column;
+  }
+  void Write(const Row& row) { record.Borrow(ColumnFor(row, record)); }
+};
 
 bool RecordAssembly::Fill(const RecordsetPtr& source, const RecordsetPtr& record) {
   if (source == nullptr || record == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
@@ -28,18 +58,24 @@ bool RecordAssembly::Fill(const RecordsetPtr& source, const RecordsetPtr& record
   std::shared_ptr<const ProfileImage> image;
   if (translates_) image = profiles_.Require(session_.SpecFile);
 
-  for (Row& row : rows_) {
-    if (row.size_error) errors_.Count(*row.size_error, ValueOf(row, *source));
-    const auto fill = [&] {
-      if (row.option == kConstantValue) {
-        FillConstant(row, *source, *record);
-      } else if (row.option == kImportField && !row.destination.empty()) {
-        FillImportField(row, *source, image, *record);
-      }
-    };
-    Trap(fill, [&](const RuntimeError& error) { errors_.Count(error, ValueOf(row, *source)); });
+  if (borrower_ != nullptr && text_source_ != nullptr) {
+    MakeAll(*text_source_, image, Lent{*borrower_, {}});
+  } else {
+    MakeAll(*source, image, Copied{*record, {}});
   }
   return same_object;
+}
+
+template <class Source, class Target>
+void RecordAssembly::MakeAll(const Source& source, const Image& image, Target target) {
+  for (Row& row : rows_) {
+    if (row.size_error) [[unlikely]]
+      errors_.Count(*row.size_error, ValueOf(row, source));
+    const auto fill = [&] {
+      if (Make(row, source, image, target.RoomFor(row))) target.Write(row);
+    };
+    Trap(fill, [&](const RuntimeError& error) { errors_.Count(error, ValueOf(row, source)); });
+  }
 }
 
 // --- What the records share ---------------------------------------------------------------------
@@ -53,10 +89,13 @@ void RecordAssembly::ResolveAssignments() {
     rows_.push_back(ReadRow(*list));
     translates_ = translates_ || rows_.back().translation.has_value();
   }
+  // Now that they stay where they are.
+  for (Row& row : rows_) {
+    if (row.is_ready) row.value = Known(row.destination, row.kind);
+  }
   list_ = list;
   // Both describe columns of the old rows.
-  source_.reset();
-  record_.reset();
+  Forget();
   record_columns_.clear();
 }
 
@@ -100,6 +139,7 @@ bool RecordAssembly::IsReady(const Row& constant) {
 void RecordAssembly::ResolveSource(const RecordsetPtr& source) {
   for (Row& row : rows_) row.source_column = source->FindColumn(row.destination);
   source_ = source;
+  text_source_ = dynamic_cast<const TextRecordset*>(source.get());
 }
 
 bool RecordAssembly::HasRecordShape(const Recordset& record) const {
@@ -120,6 +160,9 @@ void RecordAssembly::ResolveRecord(const RecordsetPtr& record) {
     for (Row& row : rows_) row.record_column = record->FindColumn(row.field);
   }
   record_ = record;
+  const Recordset& shape = *record;
+  const bool borrows = typeid(shape) == typeid(BorrowingRecordset);
+  borrower_ = borrows ? static_cast<BorrowingRecordset*>(record.get()) : nullptr;
 }
 
 // --- One field ----------------------------------------------------------------------------------
@@ -148,48 +191,68 @@ FieldValue RecordAssembly::ValueOf(std::string_view field) const {
 
 void RecordAssembly::Forget() {
   source_.reset();
+  text_source_ = nullptr;
   record_.reset();
+  borrower_ = nullptr;
 }
 
-void RecordAssembly::FillConstant(const Row& row, const Recordset& source, Recordset& record) {
+bool RecordAssembly::MakeConstant(const Row& row, BorrowedText& value) {
   if (row.is_ready) {
-    Write(row, row.destination, record);
-  } else if (!IsCompatible(row.destination, row.kind)) {
-    errors_.CountTypeMismatch(ValueOf(row, source), row.destination);
-  } else if (const auto text = ShapeByType(row.destination, row.kind, row.size)) {
-    if (text->size() < row.destination.size()) [[unlikely]]
-      NoteCut(row, row.destination, *text);
-    Write(row, *text, record);
+    value = row.value;
+    return true;
   }
+  if (!IsCompatible(row.destination, row.kind)) {
+    errors_.CountTypeMismatch({.field = row.field, .raw_value = row.destination}, row.destination);
+    return false;
+  }
+  const auto text = ShapeByType(row.destination, row.kind, row.size);
+  if (!text) return false;
+  if (text->size() < row.destination.size()) NoteCut(row, row.destination, *text);
+  value = {*text};
+  return true;
 }
 
-void RecordAssembly::FillImportField(Row& row, const Recordset& source,
-                                     const std::shared_ptr<const ProfileImage>& image, Recordset& record) {
+template <class Source>
+bool RecordAssembly::MakeImported(Row& row, const Source& source, const Image& image, BorrowedText& value) {
   // Looked at once: a second look may render the value anew, and the first text is gone then.
   const std::string_view raw =
       source.TextAt(row.source_column ? *row.source_column : source.RequireColumn(row.destination));
-  std::string_view value = raw;
+  std::string_view text = raw;
   std::optional<std::string_view> translation;
-  if (row.translation) translation = row.translation->Table(image).Find(value);
-  if (translation) value = *translation;
+  if (row.translation) translation = row.translation->Table(image).Find(raw);
+  if (translation) text = *translation;
 
-  const bool compatible = IsCompatible(value, row.kind);
-  if (!compatible) {
-    errors_.CountTypeMismatch({.field = row.field, .source_column = row.destination, .raw_value = raw}, value);
+  const bool is_number = row.kind == FieldKind::kNumeric && !text.empty();
+  const std::optional<PlainDecimal> decimal = is_number ? ReadPlainDecimal(text) : std::nullopt;
+  const bool compatible = decimal || !is_number || IsNumeric(text);
+  if (!compatible) [[unlikely]]
+    errors_.CountTypeMismatch({.field = row.field, .source_column = row.destination, .raw_value = raw}, text);
+  if (row.date != nullptr && ConvertDate(text, *row.date, row.stored_date)) {
+    value.text = {row.stored_date.text.data(), row.stored_date.text.size()};
+    value.number = row.stored_date.day;
+    value.known = KnownText::kDay;
+    return true;
   }
-  if (row.date != nullptr) {
-    if (const auto date = ConvertDate(value, *row.date)) {
-      Write(row, *date, record);
-      return;
-    }
+  if (!compatible) return false;
+  const auto shaped =
+      translation ? ShapeTranslated(text, row.field_typ, row.size) : ShapeByType(text, row.kind, row.size);
+  if (!shaped) return false;
+  if (shaped->size() < text.size()) [[unlikely]]
+    NoteCut(row, text, *shaped);
+  value.text = *shaped;
+  value.known = KnownText::kNothing;
+  if (decimal) {
+    value.number = decimal->number;
+    value.decimals = static_cast<std::uint8_t>(decimal->decimals);
+    value.known = KnownText::kDecimal;
   }
-  if (!compatible) return;
-  const auto text =
-      translation ? ShapeTranslated(value, row.field_typ, row.size) : ShapeByType(value, row.kind, row.size);
-  if (!text) return;
-  if (text->size() < value.size()) [[unlikely]]
-    NoteCut(row, value, *text);
-  Write(row, *text, record);
+  return true;
+}
+
+template <class Source>
+bool RecordAssembly::Make(Row& row, const Source& source, const Image& image, BorrowedText& value) {
+  if (row.option == kConstantValue) return MakeConstant(row, value);
+  return row.option == kImportField && !row.destination.empty() && MakeImported(row, source, image, value);
 }
 
 // Blanks at its end are not missed.
@@ -197,8 +260,8 @@ void RecordAssembly::NoteCut(const Row& row, std::string_view value, std::string
   if (IsCut(value, shaped)) errors_.NoteCut(row.field);
 }
 
-void RecordAssembly::Write(const Row& row, std::string_view text, Recordset& record) {
-  record.SetText(row.record_column ? *row.record_column : record.RequireColumn(row.field), text);
+std::size_t RecordAssembly::ColumnFor(const Row& row, const Recordset& record) {
+  return row.record_column ? *row.record_column : record.RequireColumn(row.field);
 }
 
 }  // namespace kestrel

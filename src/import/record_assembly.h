@@ -8,6 +8,8 @@
 //     destination columns those named in record_columns_, which are the columns of record_.
 //  2. A field is written at most once a record, with the result of its last rule.
 //  3. A field whose value cannot be read, or does not fit, stays as the import class delivered it.
+//  4. borrower_ is record_ where that takes texts without a copy, and text_source_ is source_ where that keeps them in
+//     place until its next record; else they are null.
 #pragma once
 
 #include <memory>
@@ -20,6 +22,8 @@
 #include "mapping/field_assignment.h"
 #include "mapping/translation.h"
 #include "mapping/value_conversion.h"
+#include "platform/data/borrowing_recordset.h"
+#include "sources/text_recordset.h"
 
 namespace kestrel {
 
@@ -43,23 +47,27 @@ class RecordAssembly {
  private:
   using Column = std::optional<std::size_t>;
 
-  // One row of the assignment list that has something to do.
+  using Image = std::shared_ptr<const ProfileImage>;
+
+  // One row of the assignment list that has something to do. What every record needs comes first.
   struct Row {
-    std::string field;        // the destination field's name
-    std::string destination;  // source column or constant, without double quotes
-    std::string field_typ;
-    FieldKind kind = FieldKind::kOther;
-    std::int64_t size = 0;
-    // Why reading the row's size fails, for every record anew.
-    std::optional<RuntimeError> size_error;
     std::int64_t option = kNotAssigned;
+    Column source_column;
+    Column record_column;
+    FieldKind kind = FieldKind::kOther;
     // Of a constant: the rules write it as it is.
     bool is_ready = false;
     const DatePattern* date = nullptr;
+    std::int64_t size = 0;
+    BorrowedText value;      // of a constant that is ready, for all records
+    StoredDate stored_date;  // of the record at hand
     // Set where the field's values pass through its translation table.
     std::optional<TranslationLookup> translation;
-    Column source_column;
-    Column record_column;
+    // Why reading the row's size fails, for every record anew.
+    std::optional<RuntimeError> size_error;
+    std::string field;        // the destination field's name
+    std::string destination;  // source column or constant, without double quotes
+    std::string field_typ;
   };
 
   void ResolveAssignments();
@@ -68,13 +76,21 @@ class RecordAssembly {
   void ResolveRecord(const RecordsetPtr& record);
   bool HasRecordShape(const Recordset& record) const;
 
-  void FillImportField(Row& row, const Recordset& source, const std::shared_ptr<const ProfileImage>& image,
-                       Recordset& record);
-  void FillConstant(const Row& row, const Recordset& source, Recordset& record);
+  // Each makes what is written into the row's field; false where nothing is.
+  template <class Source>
+  bool Make(Row& row, const Source& source, const Image& image, BorrowedText& value);
+  template <class Source>
+  bool MakeImported(Row& row, const Source& source, const Image& image, BorrowedText& value);
+  bool MakeConstant(const Row& row, BorrowedText& value);
+  // Makes each where `target` has room for it, and has it written.
+  template <class Source, class Target>
+  void MakeAll(const Source& source, const Image& image, Target target);
+  struct Copied;
+  struct Lent;
   static bool IsReady(const Row& constant);
   void NoteCut(const Row& row, std::string_view value, std::string_view shaped);
   static FieldValue ValueOf(const Row& row, const Recordset& source);
-  static void Write(const Row& row, std::string_view text, Recordset& record);
+  static std::size_t ColumnFor(const Row& row, const Recordset& record);
 
   Session& session_;
   ProfileStore& profiles_;
@@ -82,6 +98,8 @@ class RecordAssembly {
   std::shared_ptr<MemoryRecordset> list_;
   RecordsetPtr source_;
   RecordsetPtr record_;
+  const TextRecordset* text_source_ = nullptr;
+  BorrowingRecordset* borrower_ = nullptr;
   std::vector<std::string> record_columns_;
   std::vector<Row> rows_;
   bool translates_ = false;

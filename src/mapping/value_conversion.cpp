@@ -25,11 +25,6 @@ constexpr std::array<DatePattern, 8> kDatePatterns = {{
     {"jjmmtt", 6, {4, 2}, {2, 2}, {0, 2}},
 }};
 
-std::string_view FirstCharacters(std::string_view value, std::int64_t size) {
-  if (size < 0) throw RuntimeError(ErrorNumber::kInvalidProcedureCall);
-  return Left(value, static_cast<std::size_t>(size));
-}
-
 }  // namespace
 
 FieldKind KindOfField(std::string_view field_typ) {
@@ -40,25 +35,12 @@ FieldKind KindOfField(std::string_view field_typ) {
   return FieldKind::kOther;
 }
 
-bool IsCompatible(std::string_view value, FieldKind kind) {
-  return kind != FieldKind::kNumeric || value.empty() || IsNumeric(value);
-}
-
-std::optional<std::string_view> ShapeByType(std::string_view value, FieldKind kind, std::int64_t size) {
-  switch (kind) {
-    case FieldKind::kNumeric:
-      if (value.empty()) return std::nullopt;
-      return value;
-    case FieldKind::kVarchar: return TrimBlanks(FirstCharacters(value, size));
-    case FieldKind::kText: return TrimBlanks(value);
-    case FieldKind::kOther: break;
-  }
-  return value;
-}
-
 std::optional<std::string_view> ShapeTranslated(std::string_view value, std::string_view field_typ,
                                                 std::int64_t size) {
-  if (field_typ == "varchar") return FirstCharacters(value, size);
+  if (field_typ == "varchar") {
+    if (size < 0) throw RuntimeError(ErrorNumber::kInvalidProcedureCall);
+    return Left(value, static_cast<std::size_t>(size));
+  }
   if (value.empty() && KindOfField(field_typ) == FieldKind::kNumeric) return std::nullopt;
   return value;
 }
@@ -78,8 +60,10 @@ const DatePattern* FindDatePattern(std::string_view format) {
 std::span<const DatePattern> DatePatterns() { return kDatePatterns; }
 
 std::optional<CalendarDate> ReadDate(std::string_view value, const DatePattern& pattern) {
-  if (LengthInCharacters(value) != pattern.length) return std::nullopt;
-  if (pattern.day.count == kWholeValue.count) return ParseGermanDate(value);
+  // What reads as a date has characters of one byte each.
+  if (pattern.day.count == kWholeValue.count)
+    return value.size() == pattern.length ? ParseGermanDate(value) : std::nullopt;
+  if (value.size() < pattern.length || LengthInCharacters(value) != pattern.length) return std::nullopt;
   const auto cut = [value](DatePattern::Piece piece) { return Middle(value, piece.start, piece.count); };
   std::string joined;
   joined.append(cut(pattern.day))
@@ -90,10 +74,20 @@ std::optional<CalendarDate> ReadDate(std::string_view value, const DatePattern& 
   return ParseGermanDate(joined);
 }
 
-std::optional<std::string> ConvertDate(std::string_view value, const DatePattern& pattern) {
+bool ConvertDate(std::string_view value, const DatePattern& pattern, StoredDate& stored) {
   const std::optional<CalendarDate> date = ReadDate(value, pattern);
-  if (!date) return std::nullopt;
-  return FormatStoredDate(*date);
+  if (!date) return false;
+  const int month_and_day = date->month * 100 + date->day;
+  stored.day = std::int64_t{date->year} * 10000 + month_and_day;
+  stored.text.fill('0');
+  const auto write = [&stored](std::size_t begin, int four_digits) {
+    for (std::size_t digit = begin + 4; digit-- > begin; four_digits /= 10) {
+      stored.text[digit] = static_cast<char>('0' + four_digits % 10);
+    }
+  };
+  write(0, date->year);
+  write(4, month_and_day);
+  return true;
 }
 
 std::string TypeMismatchText(std::string_view field_name, std::string_view value) {

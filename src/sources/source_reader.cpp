@@ -114,7 +114,7 @@ RecordsetPtr SourceReader::SourceMoveFirst() {
   return session_.SourceRecordset;
 }
 
-RecordsetPtr SourceReader::SourceMoveNext() {
+const RecordsetPtr& SourceReader::SourceMoveNext() {
   const auto move = [&] {
     if (session_.SourceRecordset == nullptr) throw RuntimeError(ErrorNumber::kObjectNotSet);
     session_.SourceRecordset->MoveNext();

@@ -36,7 +36,7 @@ class SourceReader {
   RecordsetPtr SourceMoveFirst();
   // A record set that breaks off without being at its end (a server gone away) is replaced by an empty one after
   // the message, so that the consumer's loop ends.
-  RecordsetPtr SourceMoveNext();
+  const RecordsetPtr& SourceMoveNext();
   std::int64_t SourceRecordCount();
   void CloseSource();
 

@@ -13,7 +13,13 @@ using ::testing::Optional;
 
 std::optional<std::string> Converted(std::string_view value, std::string_view format) {
   const DatePattern* pattern = FindDatePattern(format);
-  return pattern == nullptr ? std::optional<std::string>() : ConvertDate(value, *pattern);
+  if (pattern == nullptr) return std::nullopt;
+  StoredDate stored;
+  if (!ConvertDate(value, *pattern, stored)) return std::nullopt;
+  std::string text(stored.text.begin(), stored.text.end());
+  EXPECT_EQ(text, std::to_string(stored.day / 10000 + 10000).substr(1) +
+                      std::to_string(stored.day % 10000 + 10000).substr(1) + "000000");
+  return text;
 }
 
 // --- Kinds of fields ----------------------------------------------------------------------------

@@ -31,10 +31,27 @@ void AppendPadded(std::string& text, int number, std::size_t width) {
   PutDigits(text.data() + text.size() - width, number, width);
 }
 
+// "TT.MM.JJJJ", which most dates are written as, read without a look for its parts.
+std::optional<CalendarDate> ReadUsualDate(std::string_view text) {
+  if (text.size() != 10 || text[2] != '.' || text[5] != '.') return std::nullopt;
+  bool all_digits = true;
+  const auto digit = [&](std::size_t at) {
+    const int value = text[at] - '0';
+    all_digits &= value >= 0 && value <= 9;
+    return value;
+  };
+  const int day = digit(0) * 10 + digit(1);
+  const int month = digit(3) * 10 + digit(4);
+  const int year = (digit(6) * 10 + digit(7)) * 100 + digit(8) * 10 + digit(9);
+  if (!all_digits) return std::nullopt;
+  return CalendarDate{year, month, day};
+}
+
 }  // namespace
 
 bool IsRealDate(const CalendarDate& date) {
   if (date.year < 1 || date.year > 9999 || date.month < 1 || date.month > 12 || date.day < 1) return false;
+  if (date.day <= 28) return true;
   constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
   const bool leap = (date.year % 4 == 0 && date.year % 100 != 0) || date.year % 400 == 0;
   const int days = kDays[date.month - 1] + (leap && date.month == 2 ? 1 : 0);
@@ -42,6 +59,7 @@ bool IsRealDate(const CalendarDate& date) {
 }
 
 std::optional<CalendarDate> ParseGermanDate(std::string_view text) {
+  if (const auto usual = ReadUsualDate(text)) return IsRealDate(*usual) ? usual : std::nullopt;
   text = TrimBlanks(text);
   const std::size_t first = text.find('.');
   if (first == std::string_view::npos) return std::nullopt;

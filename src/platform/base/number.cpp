@@ -119,8 +119,39 @@ bool IsTiny(std::string_view number) {
 
 }  // namespace
 
+std::optional<PlainDecimal> ReadPlainDecimal(std::string_view text) {
+  const bool negative = text.starts_with('-');
+  if (negative || text.starts_with('+')) text.remove_prefix(1);
+  if (text.size() > kExactDigits + 1) return std::nullopt;
+  std::int64_t number = 0;
+  std::size_t separator_at = std::string_view::npos;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (IsDigit(c)) {
+      number = number * 10 + (c - '0');
+    } else if ((c == ',' || c == '.') && separator_at == std::string_view::npos) {
+      separator_at = i;
+    } else {
+      return std::nullopt;
+    }
+  }
+  const bool is_whole = separator_at == std::string_view::npos;
+  const std::size_t digits = text.size() - (is_whole ? 0 : 1);
+  if (digits == 0 || digits > kExactDigits) return std::nullopt;
+  if (is_whole) return PlainDecimal{negative ? -number : number, 0};
+  // "5," and ",5" are left to the full rule, and so is the zero that a whole number cannot have a sign for.
+  const std::size_t decimals = digits - separator_at;
+  if (decimals == 0 || decimals == digits || (negative && number == 0)) return std::nullopt;
+  return PlainDecimal{negative ? -number : number, static_cast<int>(decimals)};
+}
+
+double ToDouble(const PlainDecimal& decimal) {
+  return static_cast<double>(decimal.number) / kPowersOfTen[static_cast<std::size_t>(decimal.decimals)];
+}
+
 std::optional<double> ParseNumber(std::string_view text) {
   text = TrimBlanks(text);
+  if (const auto decimal = ReadPlainDecimal(text)) return ToDouble(*decimal);
   bool negative = false;
   if (!text.empty() && (text.front() == '-' || text.front() == '+')) {
     negative = text.front() == '-';
@@ -129,34 +160,17 @@ std::optional<double> ParseNumber(std::string_view text) {
 
   std::size_t mantissa_end = 0;
   std::size_t digits = 0;
-  std::int64_t whole = 0;  // of the first digits
-  std::size_t separators_found = 0;
-  std::size_t separator_at = 0;
-  while (mantissa_end < text.size()) {
+  for (; mantissa_end < text.size(); ++mantissa_end) {
     const char c = text[mantissa_end];
     if (IsDigit(c)) {
-      if (++digits <= kExactDigits) whole = whole * 10 + (c - '0');
-    } else if (c == ',' || c == '.') {
-      ++separators_found;
-      separator_at = mantissa_end;
-    } else {
+      ++digits;
+    } else if (c != ',' && c != '.') {
       break;
     }
-    ++mantissa_end;
   }
   if (digits == 0) return std::nullopt;
   const std::string_view mantissa = text.substr(0, mantissa_end);
   const std::string_view exponent = text.substr(mantissa_end);
-
-  // The common cases: a short row of digits, or two of them.
-  if (exponent.empty() && digits <= kExactDigits) {
-    if (separators_found == 0) return static_cast<double>(negative ? -whole : whole);
-    const std::size_t decimals = mantissa.size() - separator_at - 1;
-    if (separators_found == 1 && decimals > 0 && decimals < digits) {
-      const double value = static_cast<double>(whole) / kPowersOfTen[decimals];
-      return negative ? -value : value;
-    }
-  }
 
   const Separators separators = ReadSeparators(mantissa);
   if (!separators.valid) return std::nullopt;

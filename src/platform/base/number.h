@@ -23,6 +23,17 @@ std::optional<double> ParseNumber(std::string_view text);
 // The same question without the value, which costs less.
 bool IsNumeric(std::string_view text);
 
+// The usual writing of a number, which most are found in: up to 15 digits, a sign before them, a decimal comma or point
+// among them.
+struct PlainDecimal {
+  std::int64_t number = 0;  // of the digits alone, with the sign
+  int decimals = 0;         // how many of them stand behind the comma, 0 to 14
+};
+// None for any other number, and for what is none.
+std::optional<PlainDecimal> ReadPlainDecimal(std::string_view text);
+// The nearest one, as ParseNumber gives it.
+double ToDouble(const PlainDecimal& decimal);
+
 // Whether the text is a number without fraction and exponent that fits 64 bits; its value if so.
 std::optional<std::int64_t> ParseWholeNumber(std::string_view text);
 

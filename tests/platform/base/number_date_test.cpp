@@ -104,6 +104,29 @@ TEST(Number, DecimalsAreTheNearestDoubles) {
   }
 }
 
+TEST(Number, APlainDecimalIsTheNumberThatTheFullRuleReads) {
+  std::mt19937 random(9);
+  constexpr std::string_view kCharacters = "0123456789,.-+";
+  int found = 0;
+  for (int i = 0; i < 100000; ++i) {
+    std::string text;
+    for (auto left = random() % 19; left > 0; --left) text += kCharacters[random() % (i % 4 == 0 ? 14 : 11)];
+    const std::optional<PlainDecimal> decimal = ReadPlainDecimal(text);
+    if (!decimal) continue;
+    ++found;
+    ASSERT_EQ(ParseNumber(text), ToDouble(*decimal)) << text;
+    // An exponent keeps the usual writing from being seen.
+    ASSERT_EQ(ParseNumber(text + "E0"), ToDouble(*decimal)) << text;
+  }
+  EXPECT_GT(found, 10000);
+  EXPECT_EQ(ReadPlainDecimal("-12,50")->number, -1250);
+  EXPECT_EQ(ReadPlainDecimal("-12,50")->decimals, 2);
+  for (const char* text :
+       {"", "-", ",", "5,", ",5", " 5", "1,2,3", "1.234,5", "-0,0", "1234567890123456", "1E2", "+-5"}) {
+    EXPECT_FALSE(ReadPlainDecimal(text)) << text;
+  }
+}
+
 TEST(Number, LongNumbersAreReadWhole) {
   EXPECT_EQ(ParseNumber(std::string(100, '0') + "1,5"), 1.5);
   EXPECT_EQ(ParseNumber("9007199254740993,0"), 9007199254740993.0);
@@ -154,9 +177,23 @@ TEST(Date, ShortYearsBelowFiftyAreOfThisCentury) {
   EXPECT_EQ(ParseGermanDate("1.2.50"), (CalendarDate{1950, 2, 1}));
 }
 
+TEST(Date, TheUsualFormIsReadAsAnyOther) {
+  const auto two = [](int number) {
+    return std::string{static_cast<char>('0' + number / 10), static_cast<char>('0' + number % 10)};
+  };
+  for (const char* year : {"0000", "0001", "1900", "1999", "2000", "2023", "2024", "9999", "20x4", "-024"}) {
+    for (int month = 0; month < 20; ++month) {
+      for (int day = 0; day < 40; ++day) {
+        const std::string text = two(day) + "." + two(month) + "." + year;
+        ASSERT_EQ(ParseGermanDate(text), ParseGermanDate(" " + text)) << text;
+      }
+    }
+  }
+}
+
 TEST(Date, OtherFormsAreNoDates) {
   for (const char* text : {"", "1.2", "1.2.", "1.2.2024.", "2024-02-01", "a.b.c", "001.02.2024", "1.2.024",
-                           "-1.2.2024", "1. 2.2024"}) {
+                           "-1.2.2024", "1. 2.2024", " 1.02.2024x", "-1.02.2024", "01.02.20 4"}) {
     EXPECT_FALSE(ParseGermanDate(text)) << text;
   }
 }

@@ -85,14 +85,14 @@ void SqliteConnection::Begin() {
   Database& database = Open();
   const std::lock_guard lock(database.Mutex());
   attachments().Flush();
-  database.Begin();
+  database.RunTransaction("BEGIN IMMEDIATE");
 }
 
 void SqliteConnection::Commit() {
   Database& database = Open();
   const std::lock_guard lock(database.Mutex());
   try {
-    database.Commit();
+    database.RunTransaction("COMMIT");
   } catch (const RuntimeError&) {
     // Some failures have ended the transaction already.
     if (InTransaction()) database.Run("ROLLBACK");
