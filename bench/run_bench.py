@@ -99,7 +99,7 @@ class Outcome:
 class Bench:
     def __init__(self, build, scratch, records, rounds):
         self.bin, self.scratch, self.records, self.rounds = build / "bin", scratch, records, rounds
-        for program in ("kestrel-import", "naive_import", "generate_addresses"):
+        for program in ("kestrel-import", "naive_import", "generate_addresses", "read_once"):
             if not (self.bin / program).exists():
                 fail(f"{self.bin / program} is missing; build with: cmake --preset release && "
                      "cmake --build --preset release")
@@ -217,6 +217,39 @@ class Bench:
         report("check --data / run --test, both with duplicate check", ours.seconds, test.seconds, 2.0)
         report("check --data: peak memory / 100 MiB", ours.peak_memory, 100 << 20, 1.0, scale=1 << 20, unit="MiB")
 
+    def growth(self):
+        """The same with ten times as many records: time in proportion, and no more memory than the lines' places."""
+        larger = 10 * self.records
+        large_file = self.scratch / "gross.txt"
+        with open(large_file, "wb") as file:
+            subprocess.run([self.bin / "generate_addresses", str(larger)], stdout=file, check=True)
+
+        def read(file):
+            outcome = self.best(lambda: Outcome([str(self.bin / "read_once"), str(file)]))
+            _, outcome.open, outcome.look, _ = map(float, outcome.output.split())
+            return outcome
+
+        def run(file):
+            def once():
+                host = self.new_host()
+                outcome = self.kestrel(host, file, "Messung", "--test")
+                self.discard(host)
+                return outcome
+            return self.best(once)
+
+        def report_memory(what, large, small):
+            report(f"{larger} records: peak memory of {what} / (1.2 x that of {self.records} + 8 bytes a line)",
+                   large.peak_memory, 1.2 * small.peak_memory + 8 * (larger + 1), 1.0, scale=1 << 20, unit="MiB")
+
+        small, large = read(self.file), read(large_file)
+        report(f"{larger} records: open / 10 x {self.records}", large.open, 10 * small.open, 1.15)
+        report(f"{larger} records: look at every value / 10 x {self.records}", large.look, 10 * small.look, 1.15)
+        report_memory("reading", large, small)
+        small, large = run(self.file), run(large_file)
+        report(f"{larger} records: run --test / 10 x {self.records}", large.seconds, 10 * small.seconds, 1.15)
+        report_memory("run --test", large, small)
+        large_file.unlink()
+
     def again(self):
         count = min(100_000, self.records)
         part = self.first_records(count)
@@ -253,13 +286,13 @@ def main():
     parser.add_argument("--build", type=Path, default=top / "build" / "release")
     parser.add_argument("--records", type=int, default=1_000_000)
     parser.add_argument("--rounds", type=int, default=1, help="of each measure; the cheapest counts")
-    parser.add_argument("--only", choices=["test", "full", "ledger", "duplicates", "check", "again"],
+    parser.add_argument("--only", choices=["test", "full", "ledger", "duplicates", "check", "again", "growth"],
                         help="measure just this")
     options = parser.parse_args()
     with tempfile.TemporaryDirectory(prefix="kestrel-bench-") as scratch:
         bench = Bench(options.build.resolve(), Path(scratch), options.records, options.rounds)
         measures = {"test": bench.test_run, "full": bench.full_run, "ledger": bench.ledger,
-                    "duplicates": bench.duplicates, "check": bench.check, "again": bench.again}
+                    "duplicates": bench.duplicates, "check": bench.check, "again": bench.again, "growth": bench.growth}
         for name, measure in measures.items():
             if options.only in (None, name):
                 measure()

@@ -11,6 +11,7 @@
 #include "schema/host_schema.h"
 #include "schema/settings.h"
 #include "storage/free_numbers.h"
+#include "storage/grouped_writes.h"
 
 namespace kestrel::host {
 
@@ -94,11 +95,13 @@ RunLedger::~RunLedger() {
 
 void RunLedger::HandOver(std::int64_t record) {
   const std::lock_guard lock(connection_.CallMutex());
-  source_records_[static_cast<std::size_t>(record) % source_records_.size()] = next_source_record_++;
+  // Ordinals follow each other.
+  if (source_records_.empty()) first_under_way_ = record;
+  source_records_.push_back(next_source_record_++);
 }
 
 LedgerBlockWriter& RunLedger::BlockFor(Rows& rows, std::string_view event) {
-  if (rows.count > 0) {
+  if (rows.count > rows.written) {
     Row& last = rows.rows[rows.count - 1];
     if (last.event == event && last.block.text().size() < kBytesOfARow && last.block.count() < kEntriesOfARow) {
       return last.block;
@@ -147,10 +150,12 @@ void RunLedger::Updated(std::int64_t record, std::int64_t number, const RecordVa
   is_row_before_ = false;
 }
 
+std::int64_t RunLedger::KeyOf(std::int64_t row) const { return number_ * kRowsPerRun + row; }
+
 void RunLedger::Write(const Rows& rows, bool is_stored) {
   for (std::size_t i = 0; i < rows.count; ++i) {
     const LedgerBlockWriter& block = rows.rows[i].block;
-    insert_->BindInteger(0, number_ * kRowsPerRun + next_row_++);
+    insert_->BindInteger(0, KeyOf(next_row_++));
     insert_->BindInteger(1, number_);
     insert_->BindText(2, rows.rows[i].event);
     insert_->BindInteger(3, block.first_record());
@@ -169,13 +174,53 @@ void RunLedger::Write(const Rows& rows, bool is_stored) {
 }
 
 void RunLedger::WriteDown() {
+  if (lock_ != nullptr) lock_->Keep();
+  if (has_placeholder_) {
+    const auto remove = connection_.Prepare("DELETE FROM Importlaufzeilen WHERE ZeilenNr = ?");
+    remove->BindInteger(0, KeyOf(first_row_));
+    remove->Execute();
+    has_placeholder_ = false;
+  }
   Write(stored_, true);
   Write(not_stored_, false);
+  not_stored_.written = not_stored_.count;
 }
 
-void RunLedger::Committed() { stored_.count = not_stored_.count = 0; }
+void RunLedger::Committed() {
+  stored_.count = 0;
+  const auto written = static_cast<std::ptrdiff_t>(std::exchange(not_stored_.written, 0));
+  std::rotate(not_stored_.rows.begin(), not_stored_.rows.begin() + written, not_stored_.rows.end());
+  not_stored_.count -= static_cast<std::size_t>(written);
+  first_row_ = next_row_;
+  has_placeholder_ = false;
+  // The last one may be on its way yet.
+  if (source_records_.size() > 1) {
+    first_under_way_ += static_cast<std::int64_t>(source_records_.size()) - 1;
+    source_records_.erase(source_records_.begin(), source_records_.end() - 1);
+  }
+}
 
-void RunLedger::Lost() { stored_.count = 0; }
+void RunLedger::Lost() {
+  stored_.count = 0;
+  next_row_ = first_row_;
+  has_placeholder_ = false;
+}
+
+bool RunLedger::Stands() {
+  const auto claim =
+      connection_.Prepare(InsertAbsentText(connection_,
+                                           "Importlaufzeilen (ZeilenNr, LaufNr, Ereignis, Datensatz, "
+                                           "BisDatensatz, Anzahl) VALUES (?, ?, '', 0, 0, 0)"));
+  claim->BindInteger(0, KeyOf(first_row_));
+  claim->BindInteger(1, number_);
+  has_placeholder_ = claim->Execute() != 0;
+  if (has_placeholder_) return false;
+  // How many rows there were beside it nobody has counted.
+  const RecordsetPtr last = connection_.OpenRecordset(
+      "SELECT max(ZeilenNr) FROM Importlaufzeilen WHERE ZeilenNr < " + std::to_string(KeyOf(0) + kRowsPerRun));
+  next_row_ = last->ValueAt(0).ToInteger() - KeyOf(0) + 1;
+  return true;
+}
 
 void RunLedger::End(std::string_view state, const RunCounts& counts) {
   const std::lock_guard lock(connection_.CallMutex());

@@ -11,13 +11,14 @@
 //  3. Records that were not stored are written down with the next commit, at the latest with the run's end.
 //  4. For the first new addresses of a run all values are kept, for later ones a fingerprint; for an update the values
 //     of changed columns before and after. So an undo can tell what somebody changed since.
-//  5. Everything here happens under the connection's CallMutex.
+//  5. After a commit without an answer the first row of the group tells whether it stands; while that is unknown, the
+//     row's number is used for nothing else.
+//  6. Everything here happens under the connection's CallMutex.
 //
 // Settings of the host, group "Importlauf": "Fuehren" = "0" keeps no ledger; "Werte" is of how many new addresses of a
 // run the values are kept.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -27,7 +28,6 @@
 #include "ledger/ledger_block.h"
 #include "ledger/run_lock.h"
 #include "ledger/stored_row.h"
-#include "storage/pipelined_records.h"
 #include "storage/row_observer.h"
 
 namespace kestrel::host {
@@ -85,6 +85,7 @@ class RunLedger final : public RowObserver {
   void WriteDown() override;
   void Committed() override;
   void Lost() override;
+  bool Stands() override;
 
  private:
   // A row of Importlaufzeilen to come.
@@ -96,15 +97,14 @@ class RunLedger final : public RowObserver {
   struct Rows {
     std::vector<Row> rows;
     std::size_t count = 0;
+    std::size_t written = 0;  // the first ones, of which it is not known whether they stand
   };
   static LedgerBlockWriter& BlockFor(Rows& rows, std::string_view event);
   void Write(const Rows& rows, bool is_stored);
+  std::int64_t KeyOf(std::int64_t row) const;
   std::int64_t SourceRecord(std::int64_t record) const {
-    return source_records_[static_cast<std::size_t>(record) % source_records_.size()];
+    return source_records_[static_cast<std::size_t>(record - first_under_way_)];
   }
-
-  // The records that may still be stored, or stored again, by the ordinal that counts them.
-  static constexpr std::size_t kUnderWay = 2 * PipelinedRecords::kMost;
 
   Connection& connection_;
   const Destination& destination_;
@@ -114,9 +114,14 @@ class RunLedger final : public RowObserver {
   std::unique_ptr<StoredRow> row_before_;
   bool is_row_before_ = false;
   std::int64_t values_to_keep_;  // of so many new addresses yet
-  std::array<std::int64_t, kUnderWay> source_records_{};
+  // The records that may still be stored, or stored again, by the ordinal that counts them from the first of them.
+  std::vector<std::int64_t> source_records_;
+  std::int64_t first_under_way_ = 1;
   std::int64_t next_source_record_ = 1;
+  // Rows that are written again have the numbers that they had: whoever is first keeps the other out.
+  std::int64_t first_row_ = 1;  // of the open group
   std::int64_t next_row_ = 1;
+  bool has_placeholder_ = false;  // stands at first_row_
   Rows stored_;
   Rows not_stored_;
   bool is_ended_ = false;

@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "ledger/run_state.h"
 #include "platform/base/file.h"
 #include "platform/base/number.h"
 #include "schema/host_schema.h"
@@ -80,8 +81,44 @@ void RunLock::RemoveAbandoned(Connection& connection) {
   Trap(remove, [](const RuntimeError&) {});
 }
 
+RunLock::RunLock(Connection& connection, std::int64_t run, std::optional<FileLock> file)
+    : connection_(&connection),
+      recovery_(dynamic_cast<Recovery*>(&connection)),
+      session_(recovery_ == nullptr ? 0 : recovery_->Sessions()),
+      run_(run),
+      file_(std::move(file)) {}
+
+void RunLock::Keep() {
+  if (recovery_ == nullptr || recovery_->Sessions() == session_) return;
+  if (!IsHeld(*connection_, run_) &&
+      connection_->OpenRecordset("SELECT pg_try_advisory_lock" + KeysOf(run_) + "::integer")->TextAt(0) ==
+          "1") {
+    session_ = recovery_->Sessions();
+    // Somebody who looked between the two sessions found nobody at it.
+    const auto update =
+        connection_->Prepare("UPDATE Importlauf SET Zustand = ? WHERE LaufNr = ? AND Zustand = ?");
+    update->BindText(0, kRunning);
+    update->BindInteger(1, run_);
+    update->BindText(2, kBrokenOff);
+    update->Execute();
+  }
+  // The server may not have noticed yet that the earlier session is gone.
+  const auto state = connection_->Prepare("SELECT 1 FROM Importlauf WHERE LaufNr = ? AND Zustand = ?");
+  state->BindInteger(0, run_);
+  state->BindText(1, kRunning);
+  if (state->Open()->IsEof()) {
+    throw RuntimeError(ErrorNumber::kDatabase,
+                       "Während die Verbindung unterbrochen war, wurde begonnen, den Importlauf " +
+                           std::to_string(run_) + " zurückzunehmen. Importieren Sie die Quelle danach neu.");
+  }
+}
+
 RunLock::RunLock(RunLock&& other) noexcept
-    : connection_(std::exchange(other.connection_, nullptr)), run_(other.run_), file_(std::move(other.file_)) {
+    : connection_(std::exchange(other.connection_, nullptr)),
+      recovery_(other.recovery_),
+      session_(other.session_),
+      run_(other.run_),
+      file_(std::move(other.file_)) {
   other.file_.reset();
 }
 

@@ -11,6 +11,7 @@
 
 #include "kestrel/connection.h"
 #include "platform/base/file_lock.h"
+#include "platform/data/recovery.h"
 
 namespace kestrel::host {
 
@@ -21,6 +22,9 @@ class RunLock {
   static std::optional<RunLock> Acquire(Connection& connection, std::int64_t run);
   // Removes the files that ended programs have left; one with content is no lock's, and stays. Raises nothing.
   static void RemoveAbandoned(Connection& connection);
+  // Takes the lock again where it has ended with the session that had it. Raises 3000 where somebody else works on the
+  // run by now.
+  void Keep();
   RunLock(RunLock&& other) noexcept;
   RunLock& operator=(RunLock&&) = delete;
   RunLock(const RunLock&) = delete;
@@ -28,10 +32,11 @@ class RunLock {
   ~RunLock();
 
  private:
-  RunLock(Connection& connection, std::int64_t run, std::optional<FileLock> file)
-      : connection_(&connection), run_(run), file_(std::move(file)) {}
+  RunLock(Connection& connection, std::int64_t run, std::optional<FileLock> file);
 
-  Connection* connection_;  // null where the lock has moved
+  Connection* connection_;     // null where the lock has moved
+  const Recovery* recovery_;   // null where the lock is no session's
+  std::uint64_t session_ = 0;  // that has it
   std::int64_t run_;
   std::optional<FileLock> file_;
 };

@@ -48,11 +48,22 @@ std::int64_t GroupLock::Take() {
 
 bool GroupLock::Hold() {
   if (!group_.OpenForLookUp(*this)) return false;
-  if (IsHeld()) return true;
+  if (!IsHeld()) TakeInGroup();
+  return true;
+}
+
+void GroupLock::TakeInGroup() {
   const std::int64_t stand = Take();
   held_in_ = group_.Generation();
   if (std::exchange(next_stand_, stand) != stand) ++commits_of_others_;
-  return true;
+}
+
+bool GroupLock::HoldAgain() {
+  if (!lost_at_) return true;
+  const std::uint64_t before = *lost_at_;
+  // Its opening may store again what asks the same.
+  if (!Hold()) return true;
+  return commits_of_others_ == before;
 }
 
 bool GroupLock::BeforeLookUp() {
@@ -72,7 +83,13 @@ void GroupLock::RequireLookUp() {
       "ist die Prüfung nicht mehr gültig. Importieren Sie den Datensatz noch einmal.");
 }
 
+bool GroupLock::GroupLost(const RuntimeError&) {
+  if (held_in_ == group_.Generation() && !lost_at_) lost_at_ = commits_of_others_;
+  return false;
+}
+
 void GroupLock::GroupCommitted() {
+  lost_at_.reset();
   // On SQLite an own commit changes nothing of what is compared.
   if (held_in_ == group_.Generation() && !IsSqlite(connection_)) ++next_stand_;
 }

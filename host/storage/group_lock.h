@@ -47,6 +47,13 @@ class GroupLock final : public Attachment, private GroupMember {
   bool BeforeLookUp();
   // Before a record is stored: makes sure that what its look-up found still holds. Error 3000 where it may not.
   void RequireLookUp();
+  // Before what was lost with a group is stored again: takes the lock where that group had it. False where others may
+  // have committed since, so that what it had looked up holds no more. Error 3000.
+  bool HoldAgain();
+  // The group counted as lost, but its commit had happened.
+  void NoteStands() {
+    if (lost_at_) ++next_stand_;
+  }
 
   // Whether the open group has the lock: nobody else who looks for duplicates commits before it ends.
   bool IsHeld() const { return group_.IsOpen() && held_in_ == group_.Generation(); }
@@ -57,9 +64,10 @@ class GroupLock final : public Attachment, private GroupMember {
 
  private:
   bool Hold();
+  void TakeInGroup();
   std::int64_t Take();
   void GroupCommitted() override;
-  bool GroupLost(const RuntimeError&) override { return false; }
+  bool GroupLost(const RuntimeError&) override;
 
   Connection& connection_;
   GroupedWrites& group_;
@@ -68,7 +76,8 @@ class GroupLock final : public Attachment, private GroupMember {
   std::optional<RuntimeError> refusal_;
   std::optional<std::uint64_t> held_in_;
   std::uint64_t commits_of_others_ = 0;
-  std::int64_t next_stand_ = -1;  // what Take gives where nobody else has committed
+  std::optional<std::uint64_t> lost_at_;  // what that was when a group was lost that had the lock
+  std::int64_t next_stand_ = -1;          // what Take gives where nobody else has committed
   std::unique_ptr<Statement> take_;
 };
 

@@ -11,6 +11,9 @@ namespace {
 // So a commit takes a twentieth of the time.
 constexpr int kTimesACommit = 19;
 
+// How often a group is done again that is lost in passing.
+constexpr int kMostAttempts = 6;
+
 // Sets a flag until the end of the scope.
 class Restored {
  public:
@@ -35,7 +38,9 @@ GroupMember::~GroupMember() {
 }
 
 GroupedWrites::GroupedWrites(Connection& connection)
-    : connection_(connection), capabilities_(connection.capabilities()) {}
+    : connection_(connection),
+      recovery_(dynamic_cast<Recovery*>(&connection)),
+      capabilities_(connection.capabilities()) {}
 
 GroupedWrites::~GroupedWrites() {
   if (timer_.joinable()) {
@@ -54,11 +59,15 @@ Statement& GroupedWrites::Prepared(std::unique_ptr<Statement>& statement, std::s
 void GroupedWrites::OpenGroup() {
   if (connection_.InTransaction()) return;
   if (open_) LoseGroup(TransactionIsGone());
-  {
+  const auto begin = [this] {
     // Begin flushes attachments, this one among them.
     const Restored restored(opening_, true);
     connection_.Begin();
-  }
+  };
+  Trap(begin, [this](const RuntimeError& error) {
+    for (GroupMember* member : buffered_) member->GroupNotOpened(error);
+    throw;
+  });
   open_ = true;
   ++generation_;
   using Span = std::chrono::steady_clock::duration;
@@ -72,6 +81,9 @@ void GroupedWrites::OpenGroup() {
     }
   }
   wake_.notify_one();
+  if (buffered_.empty()) return;
+  FlushRows();
+  if (!open_) throw TransactionIsGone(connection_.StopReason());
 }
 
 bool GroupedWrites::OpenForLookUp(GroupMember& member) {
@@ -107,6 +119,10 @@ void GroupedWrites::Leave(Connection& connection, GroupMember& member) {
 
 void GroupedWrites::FlushRows() {
   for (GroupMember* member : std::exchange(buffered_, {})) {
+    if (!connection_.InTransaction()) {
+      WriteBehind(*member);
+      continue;
+    }
     // What it stores is the open group's, though it may have come with another one.
     Join(*member);
     Trap([&] { member->FlushRows(); }, [this](const RuntimeError& error) { failure_ = error; });
@@ -145,6 +161,18 @@ void GroupedWrites::CommitGroup() {
   Trap([this] { connection_.Commit(); }, [&](const RuntimeError& error) { failure = error; });
   last_commit_ = std::chrono::steady_clock::now() - start;
   if (open_) EndGroup(failure);
+  if (failure) StoreAgain();
+}
+
+void GroupedWrites::StoreAgain() {
+  // Each member knows how often it tries; rows of logs wait for the next record.
+  const auto goes_on = [this] {
+    return !open_ && recovery_ != nullptr && !buffered_.empty() &&
+           recovery_->LastLoss() != Recovery::Loss::kLasting;
+  };
+  for (int attempt = 0; attempt < kMostAttempts && goes_on(); ++attempt) {
+    Trap([this] { OpenGroup(); }, [](const RuntimeError&) {});
+  }
 }
 
 void GroupedWrites::EndGroup(const std::optional<RuntimeError>& failure) {
@@ -173,6 +201,8 @@ void GroupedWrites::Flush() {
   const std::lock_guard lock(connection_.CallMutex());
   if (opening_) return;
   CommitGroup();
+  // What was lost in passing stands in a new group by now.
+  for (int attempt = 0; attempt < kMostAttempts && open_ && recovery_ != nullptr; ++attempt) CommitGroup();
   if (buffered_.empty() || connection_.InTransaction()) return;
   Trap([this] { OpenGroup(); }, [this](const RuntimeError& error) { failure_ = error; });
   CommitGroup();

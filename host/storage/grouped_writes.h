@@ -24,6 +24,9 @@
 //     comes up later.
 //  8. Before a group is committed, each of its members stores what belongs to the same commit (BeforeCommit). Where
 //     one cannot, the group is lost.
+//  9. A group that is lost in passing (a connection that broke, a deadlock) is done again by those of its members that
+//     have its rows: with the next group, before anything else is stored there. That group is opened at once where
+//     the loss comes with the commit.
 #pragma once
 
 #include <chrono>
@@ -38,6 +41,7 @@
 #include <vector>
 
 #include "kestrel/connection.h"
+#include "platform/data/recovery.h"
 
 namespace kestrel::host {
 
@@ -60,6 +64,8 @@ class GroupMember {
   virtual bool GroupLost(const RuntimeError& reason) = 0;
   // Stores the rows written behind. Error 3000, see GroupedWrites::TakeWriteBehindFailure.
   virtual void FlushRows() {}
+  // The group in which its rows were to be stored cannot be opened. Raises nothing.
+  virtual void GroupNotOpened(const RuntimeError&) {}
 
  private:
   friend class GroupedWrites;
@@ -112,10 +118,15 @@ class GroupedWrites final : public Attachment {
   // other records of the group are lost.
   template <class Work>
   void Retry(Work&& work) {
-    if (open_ && !connection_.InTransaction()) LoseGroup(TransactionIsGone());
-    retrying_ = true;
+    if (open_ && !connection_.InTransaction()) LoseGroup(TransactionIsGone(connection_.StopReason()));
+    const bool before = std::exchange(retrying_, true);
     std::forward<Work>(work)();
-    retrying_ = false;
+    retrying_ = before;
+  }
+
+  // Gives up the open group, as it cannot stand any more. Raises nothing.
+  void Lose(const RuntimeError& reason) {
+    if (open_) LoseGroup(reason);
   }
 
   // For a kOneStatement step that fails behind its first statement: runs `step`, which undoes that one.
@@ -173,7 +184,10 @@ class GroupedWrites final : public Attachment {
   };
   using Time = std::chrono::steady_clock::time_point;
 
+  // Error 3000, also where what is to be stored first could not be.
   void OpenGroup();
+  // After the commit: what is to be done again is done in a new group.
+  void StoreAgain();
   void Forget(GroupMember& member);
   void FlushRows();
   void CommitGroup();
@@ -186,6 +200,7 @@ class GroupedWrites final : public Attachment {
   void RunTimer(const std::stop_token& stop);
 
   Connection& connection_;
+  const Recovery* const recovery_;   // null where a lost transaction cannot be done again
   const Capabilities capabilities_;  // where statements are atomic, one needs no savepoint
   bool open_ = false;
   bool opening_ = false;

@@ -106,8 +106,8 @@ void LogDetailRows::StoreOrigin(std::int64_t log_number) {
     insert->BindInteger(origin_.size(), log_number);
     insert->Execute();
   };
-  // The row is worth more.
-  Trap(store, [](const RuntimeError&) {});
+  // The row is worth more. What only waited in vain is stored with a later one.
+  Trap(store, [this](const RuntimeError&) { origin_waits_ = !connection_.StopReason().empty(); });
 }
 
 }  // namespace kestrel::host

@@ -98,6 +98,11 @@ std::int64_t PipelinedRecords::LeastGiven(std::size_t count) {
 void PipelinedRecords::RetryPipeline() {
   const std::size_t count = std::exchange(count_, 0);
   if (count == 0) return;
+  if (group_.IsOpen() && !connection_.InTransaction()) {
+    // They are lost with their group, which tells them or does them again.
+    group_.Lose(RuntimeError(ErrorNumber::kDatabase, connection_.StopReason()));
+    return;
+  }
   undone_(records_.front().record, LeastGiven(count));
   group_.Retry([&] {
     for (std::size_t i = 0; i < count; ++i) {

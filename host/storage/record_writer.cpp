@@ -16,6 +16,14 @@ namespace {
 constexpr int kNewAgain = 32;
 // So many groups lost one after the other: the next will hardly fare better.
 constexpr int kMostGroupsLost = 3;
+// So often a group is stored that is lost in passing.
+constexpr int kMostAttempts = 5;
+constexpr const char* kLookUpsTooOld =
+    "Nachdem auf Dubletten geprüft war, ging die Verbindung verloren oder die Transaktion wurde abgebrochen, "
+    "und "
+    "jemand anders hat Adressen gespeichert, bevor dies nachgeholt werden konnte. Importieren Sie noch einmal, "
+    "was "
+    "fehlt.";
 
 }  // namespace
 
@@ -26,6 +34,8 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
       overwrite_(overwrite),
       group_(GroupedWrites::Of(connection)),
       lock_(GroupLock::Of(connection)),
+      // A trial table ends with the session that has made it.
+      recovery_(destination.trial_of.empty() ? dynamic_cast<Recovery*>(&connection) : nullptr),
       address_fields_(destination),
       values_(destination.fields.size()),
       dates_(destination.fields.size()),
@@ -51,6 +61,7 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
         [this](std::int64_t record, std::int64_t number) {
           in_group_.TakeOff(record);
           numbers_->Undo(number);
+          kept_.TakeOff(record);
         },
         late_errors_);
   }
@@ -90,18 +101,116 @@ void RecordWriter::BeforeCommit() {
 void RecordWriter::GroupCommitted() {
   if (!in_group_.IsEmpty()) groups_lost_ = 0;
   in_group_.Clear();
+  kept_.Clear();
+  attempts_ = 0;
   if (observer_ != nullptr) observer_->Committed();
 }
 
 bool RecordWriter::GroupLost(const RuntimeError& reason) {
+  // Those that are still under way belong to the group: they are told with it, and not once more by themselves.
+  if (pipelined_ != nullptr) pipelined_->Forget();
+  if (observer_ != nullptr) observer_->Lost();
+  if (MayRetry()) {
+    ++attempts_;
+    is_uncertain_ |= recovery_->LastLoss() == Recovery::Loss::kUncertain;
+    return kept_.size() > 0;
+  }
+  GiveUp(reason);
+  return false;
+}
+
+// --- Groups that are lost in passing -----------------------------------------------------------------
+
+void RecordWriter::Keep(std::int64_t record, const RecordValues& values, bool has_number, bool is_update) {
+  if (is_replaying_) return;
+  in_group_.Add(record);
+  if (recovery_ != nullptr && group_.IsOpen()) {
+    kept_.Add(record, values, destination_.number_field, has_number, is_update);
+  }
+}
+
+bool RecordWriter::MayRetry() const {
+  if (recovery_ == nullptr || attempts_ >= kMostAttempts) return false;
+  const Recovery::Loss loss = recovery_->LastLoss();
+  return loss == Recovery::Loss::kUndone || (loss == Recovery::Loss::kUncertain && observer_ != nullptr);
+}
+
+// After a failure outside of the caller's own transactions: whether the record is worth another attempt. Its group,
+// which cannot stand then, is lost.
+bool RecordWriter::IsLostInPassing(const RuntimeError& reason) {
+  if (!MayRetry()) return false;
+  group_.Lose(reason);
+  return MayRetry();
+}
+
+void RecordWriter::GiveUp(const RuntimeError& reason) {
   if (!in_group_.IsEmpty()) ++groups_lost_;
   // Asked for later, when the connection may have other troubles or none.
   if (stop_reason_.empty()) stop_reason_ = connection_.StopReason();
-  // Those that are still under way belong to the group: they are told with it, and not once more by themselves.
-  if (pipelined_ != nullptr) pipelined_->Forget();
   in_group_.Lose(reason, late_errors_);
-  if (observer_ != nullptr) observer_->Lost();
-  return false;
+  kept_.Clear();
+  is_uncertain_ = false;
+}
+
+void RecordWriter::GroupNotOpened(const RuntimeError& reason) {
+  if (!is_uncertain_) {
+    GiveUp(reason);
+    return;
+  }
+  GiveUp({reason.Number(),
+          reason.Description() + " Ob der Server noch gespeichert hat, was er zuletzt bekam, ist ungewiss."});
+}
+
+void RecordWriter::FlushRows() {
+  if (kept_.size() == 0) return;
+  Trap([this] { StoreKept(); }, [this](const RuntimeError& error) { group_.Lose(error); });
+}
+
+void RecordWriter::StoreKept() {
+  if (is_uncertain_ && observer_->Stands()) {
+    is_uncertain_ = false;
+    lock_.NoteStands();
+    GroupCommitted();
+    return;
+  }
+  is_uncertain_ = false;
+  if (!lock_.HoldAgain()) {
+    GiveUp({ErrorNumber::kDatabase, kLookUpsTooOld});
+    return;
+  }
+  std::optional<RuntimeError> lost;
+  std::vector<std::int64_t> refused;
+  is_replaying_ = true;
+  group_.Retry([&] {
+    for (std::size_t i = 0; i < kept_.size() && !lost; ++i) {
+      KeptRecords::Entry& entry = kept_[i];
+      // A number that is chosen for it belongs to this attempt.
+      RecordValues values = entry.kept.values();
+      Trap(
+          [&] {
+            const bool is_update = StoreOnce(entry.record, values).kind == StoreResult::Kind::kUpdated;
+            if (is_update && !entry.is_update) late_updates_.push_back(entry.record);
+            entry.is_update |= is_update;
+          },
+          [&](const RuntimeError& error) {
+            if (!connection_.InTransaction() || recovery_->LastLoss() != Recovery::Loss::kLasting) {
+              lost = error;
+            } else {
+              late_errors_.push_back({entry.record, entry.record, error, FieldOf(error)});
+              refused.push_back(entry.record);
+            }
+          });
+    }
+  });
+  is_replaying_ = false;
+  if (!refused.empty()) {
+    kept_.Remove([&](const KeptRecords::Entry& entry) {
+      return std::find(refused.begin(), refused.end(), entry.record) != refused.end();
+    });
+    in_group_.Clear();
+    for (std::size_t i = 0; i < kept_.size(); ++i) in_group_.Add(kept_[i].record);
+  }
+  if (lost) throw RuntimeError(*lost);
 }
 
 std::string RecordWriter::StopReason() const {
@@ -180,7 +289,8 @@ bool RecordWriter::InsertNew(std::int64_t record, RecordValues& values) {
   bool inserted = false;
   group_.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
     const auto* given = std::get_if<std::int64_t>(&values[destination_.number_field]);
-    if (given != nullptr) {
+    const bool has_number = given != nullptr;
+    if (has_number) {
       if (take_over_ != nullptr) {
         take_over_->BindInteger(0, *given);
         take_over_->Execute();
@@ -193,7 +303,7 @@ bool RecordWriter::InsertNew(std::int64_t record, RecordValues& values) {
       });
     }
     if (!inserted) return;
-    in_group_.Add(record);
+    Keep(record, values, has_number, false);
     if (observer_ != nullptr) {
       observer_->Inserted(record, std::get<std::int64_t>(values[destination_.number_field]), values);
     }
@@ -270,12 +380,30 @@ void RecordWriter::UpdateExisting(std::int64_t record, const RecordValues& value
     update.BindInteger(parameter, number);
     update.Execute();
     if (index_ && index_->IsKept()) IndexStoredRow(number);
-    in_group_.Add(record);
+    Keep(record, values, true, true);
     if (observer_ != nullptr) observer_->Updated(record, number, values, given);
   });
 }
 
 StoreResult RecordWriter::StoreNow(std::int64_t record, RecordValues& values) {
+  if (recovery_ == nullptr || (connection_.InTransaction() && !group_.IsOpen()))
+    return StoreOnce(record, values);
+  const StoredValue number = values[destination_.number_field];
+  StoreResult result;
+  const auto attempt = [&] {
+    values[destination_.number_field] = number;
+    if (storing_ && !lock_.HoldAgain()) throw RuntimeError(ErrorNumber::kDatabase, kLookUpsTooOld);
+    result = StoreOnce(record, values);
+  };
+  for (int attempts = 1; !Trap(attempt, [&](const RuntimeError& error) {
+         if (attempts == kMostAttempts || !IsLostInPassing(error)) throw;
+       });) {
+    ++attempts;
+  }
+  return result;
+}
+
+StoreResult RecordWriter::StoreOnce(std::int64_t record, RecordValues& values) {
   const bool is_new = InsertNew(record, values);
   if (is_new) {
     ++new_in_a_row_;
@@ -303,7 +431,7 @@ StoreResult RecordWriter::StoreThroughPipeline(std::int64_t record) {
     const std::int64_t number = given != nullptr ? *given : numbers_->Next();
     pipelined_->Send(record, values_, number, address_fields_.Of(values_));
     numbers_->Take(number);
-    in_group_.Add(record);
+    Keep(record, values_, given != nullptr, false);
     result.number = number;
   });
   return result;
@@ -350,7 +478,14 @@ StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
   Convert(row, columns);
   if (pipelined_ == nullptr) return StoreNow(record, values_);
   if (new_in_a_row_ >= kNewAgain) {
-    return StoreThroughPipeline(record);
+    StoreResult result;
+    const bool is_own = !connection_.InTransaction() || group_.IsOpen();
+    if (Trap([&] { result = StoreThroughPipeline(record); },
+             [&](const RuntimeError& error) {
+               if (!is_own || !IsLostInPassing(error)) throw;
+             })) {
+      return result;
+    }
   }
   connection_.pipeline()->Flush();
   return StoreNow(record, values_);

@@ -15,6 +15,9 @@
 //     record is not even stored there.
 //  7. Where the database takes statements without an answer each, records that are new as far as one can tell
 //     are handed to PipelinedRecords; the three steps above are then its way of doing them again.
+//  8. Where a lost transaction can be done again (platform/data/recovery.h), the records of a group are kept until it is
+//     committed, and stored again in their order where it is lost in passing. After a commit without an answer the
+//     ledger tells whether they stand; without one nobody knows, and they count as lost.
 #pragma once
 
 #include <cstdint>
@@ -33,6 +36,7 @@
 #include "storage/free_numbers.h"
 #include "storage/group_lock.h"
 #include "storage/grouped_writes.h"
+#include "storage/kept_records.h"
 #include "storage/late_errors.h"
 #include "storage/pipelined_records.h"
 #include "storage/plain_trial.h"
@@ -82,8 +86,16 @@ class RecordWriter final : private GroupMember {
   void BeforeCommit() override;
   void GroupCommitted() override;
   bool GroupLost(const RuntimeError& reason) override;
+  void FlushRows() override;
+  void GroupNotOpened(const RuntimeError& reason) override;
+  void Keep(std::int64_t record, const RecordValues& values, bool has_number, bool is_update);
+  bool MayRetry() const;
+  bool IsLostInPassing(const RuntimeError& reason);
+  void GiveUp(const RuntimeError& reason);
+  void StoreKept();
   StoreResult StoreThroughPipeline(std::int64_t record);
   StoreResult StoreNow(std::int64_t record, RecordValues& values);
+  StoreResult StoreOnce(std::int64_t record, RecordValues& values);
   StoreResult Try(std::int64_t record, RecordValues& values);
   bool InsertNew(std::int64_t record, RecordValues& values);
   void UpdateExisting(std::int64_t record, const RecordValues& values);
@@ -99,6 +111,7 @@ class RecordWriter final : private GroupMember {
   GroupedWrites& group_;
   GroupLock& lock_;
   std::optional<GroupLock::Storing> storing_;  // what look-ups must find
+  const Recovery* const recovery_;             // null where a lost group cannot be done again
   RowObserver* observer_ = nullptr;
   std::optional<AddressIndex> index_;
   std::unique_ptr<Statement> insert_;
@@ -117,8 +130,12 @@ class RecordWriter final : private GroupMember {
 
   int new_in_a_row_;  // records that waited and had a number of their own
   RecordsInGroup in_group_;
-  int groups_lost_ = 0;      // one after the other
-  std::string stop_reason_;  // of the first group that was lost for one
+  KeptRecords kept_;           // the same with their values, where there is a recovery_
+  bool is_replaying_ = false;  // they are just being stored again
+  bool is_uncertain_ = false;  // perhaps they stand already
+  int attempts_ = 0;           // of storing them
+  int groups_lost_ = 0;        // one after the other
+  std::string stop_reason_;    // of the first group that was lost for one
   host::LateErrors late_errors_;
   std::deque<std::int64_t> late_updates_;
   std::unique_ptr<PipelinedRecords> pipelined_;  // its end may still store records

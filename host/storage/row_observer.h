@@ -30,6 +30,10 @@ class RowObserver {
   virtual void Committed() = 0;
   // ... or it is gone, and what it was about with it. Both raise nothing.
   virtual void Lost() = 0;
+  // After Lost, in a new transaction, where the answer to the commit is missing: whether what was written down stands.
+  // Where it does not, it never will once this transaction is committed. Waits for what the server is still at.
+  // Error 3000.
+  virtual bool Stands() = 0;
 };
 
 }  // namespace kestrel::host

@@ -108,7 +108,7 @@ TEST_F(LateErrors, ACommitThatFailsIsToldBeforeTheImportEnds) {
   EXPECT_THAT(Rows("SELECT count(*) FROM Kunden"), ElementsAre("0"));
 }
 
-TEST_F(LateErrors, AServerThatGoesAwayIsToldAndNothingIsHalfStored) {
+TEST_F(LateErrors, AConnectionThatBreaksLeavesNothingHalfStored) {
   if (!OnPostgres()) GTEST_SKIP() << "needs a server";
   for (int i = 1; i <= 200; ++i) ImportNumbered(i, "1");
   OpenConnection(file)->OpenRecordset(
@@ -116,12 +116,13 @@ TEST_F(LateErrors, AServerThatGoesAwayIsToldAndNothingIsHalfStored) {
       "pg_backend_pid()");
   for (int i = 201; i <= 400; ++i) ImportNumbered(i, "1");
   Finish();
-  EXPECT_THAT(errors, ::testing::Contains(HasSubstr("Datensätze konnten nicht gespeichert werden")));
+  EXPECT_THAT(errors, IsEmpty());
   const ConnectionPtr again = OpenConnection(file);
   const auto count = [&](const char* table) {
     return std::string(again->OpenRecordset(std::string("SELECT count(*) FROM ") + table)->TextAt(0));
   };
-  EXPECT_EQ(count("Kunden"), count("Adressindex"));
+  EXPECT_EQ(count("Kunden"), "400");
+  EXPECT_EQ(count("Adressindex"), "400");
 }
 
 }  // namespace kestrel

@@ -127,14 +127,30 @@ TEST_P(LostSource, PostgresqlRowsThatAreCountedAreAllThere) {
 TEST_P(LostSource, AServerThatIsLostBeforeTheRunIsASourceThatCannotBeOpened) {
   if (const std::string reason = PostgresServer::WhyNot(); !reason.empty()) GTEST_SKIP() << reason;
   UsePostgres(10);
-  session.SourceConnection = Connect();
-  LoseServer();
+  session.SourceConnection =
+      OpenConnection(PostgresServer::Shared().ConnectionString(database_) + ";LockWait=0,2");
+  OpenConnection(PostgresServer::Shared().ConnectionString())
+      ->Execute("ALTER DATABASE " + database_ + " ALLOW_CONNECTIONS false");
+  OpenConnection(PostgresServer::Shared().ConnectionString())
+      ->OpenRecordset("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = '" + database_ +
+                      "'");
   const RunResult& result = Run();
   EXPECT_EQ(result.source_end.state, SourceState::kNotOpened);
   EXPECT_EQ(result.records, 0);
   EXPECT_EQ(result.errors, 1);
   EXPECT_EQ(result.message, kErrors);
   EXPECT_TRUE(FileExists(session.FileName));
+}
+
+TEST_P(LostSource, AConnectionThatIsLostBeforeTheRunIsOpenedAgain) {
+  if (const std::string reason = PostgresServer::WhyNot(); !reason.empty()) GTEST_SKIP() << reason;
+  UsePostgres(10);
+  session.SourceConnection = Connect();
+  LoseServer();
+  const RunResult& result = Run();
+  EXPECT_EQ(result.source_end.state, SourceState::kAtEnd);
+  EXPECT_EQ(result.records, 10);
+  EXPECT_EQ(result.errors, 0);
 }
 
 TEST_P(LostSource, ARowThatTheDriverCannotReadIsOneErrorAndTheEnd) {

@@ -146,7 +146,7 @@ class SheetReader {
     }
     if (position.column >= kMostColumns) RaiseDamaged("eine Zeile hat zu viele Spalten");
     next_column_ = position.column + 1;
-    const std::string type = xml.Attribute("t").value_or("n");
+    const std::string type(xml.Attribute("t").value_or("n"));
     const std::size_t style = ParseXmlNumber<std::uint32_t>(xml.Attribute("s").value_or("0")).value_or(0);
     std::optional<std::string> value;
     for (int depth = 1; depth > 0;) {

@@ -18,9 +18,9 @@ using Node = XmlStream::Node;
 // An archive cannot have more.
 constexpr std::size_t kMostParts = 65536;
 
-bool IsOn(const std::optional<std::string>& flag) { return flag == "1" || flag == "true"; }
+bool IsOn(std::optional<std::string_view> flag) { return flag == "1" || flag == "true"; }
 
-std::optional<std::size_t> ParseIndex(const std::optional<std::string>& text) {
+std::optional<std::size_t> ParseIndex(std::optional<std::string_view> text) {
   std::size_t number = 0;
   if (!text) return std::nullopt;
   const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), number);
@@ -63,10 +63,10 @@ XlsxWorkbook::Relations XlsxWorkbook::ReadRelations(const std::string& part) {
   XmlStream xml(archive_, *list, budget_, XmlStream::kSmallPart);
   for (Node node = xml.Next(); node != Node::kEndOfPart; node = xml.Next()) {
     if (node != Node::kStart || xml.name() != "Relationship") continue;
-    const std::string type = xml.Attribute("Type").value_or("");
-    const std::string target = ResolvePart(folder, xml.Attribute("Target").value_or(""));
+    const std::string type(xml.Attribute("Type").value_or(""));
+    const std::string target = ResolvePart(folder, std::string(xml.Attribute("Target").value_or("")));
     if (relations.size() > kMostParts) RaiseDamaged("ein Teil verweist auf zu viele Teile");
-    relations[xml.Attribute("Id").value_or("")] = Relation{SplitPartName(type).second, target};
+    relations[std::string(xml.Attribute("Id").value_or(""))] = Relation{SplitPartName(type).second, target};
   }
   return relations;
 }
@@ -99,17 +99,18 @@ void XlsxWorkbook::ReadWorkbookPart(const std::string& part) {
     if (xml.name() == "workbookPr") {
       days_from_1904_ = IsOn(xml.Attribute("date1904"));
     } else if (xml.name() == "sheet") {
-      const auto relation = relations.find(xml.PrefixedAttribute("id").value_or(""));
+      const auto relation = relations.find(std::string(xml.PrefixedAttribute("id").value_or("")));
       // Where it is not told what a sheet is, it is listed, and cannot be opened.
       const bool is_told = relation != relations.end();
       const bool has_cells = !is_told || relation->second.type == "worksheet";
       sheet_numbers_.push_back(has_cells ? std::optional(sheet_names_.size()) : std::nullopt);
       if (!has_cells) continue;
       if (sheet_names_.size() > kMostParts) RaiseDamaged("sie nennt zu viele Tabellenblätter");
-      sheet_names_.push_back(xml.Attribute("name").value_or(""));
+      sheet_names_.emplace_back(xml.Attribute("name").value_or(""));
       sheet_parts_.push_back(is_told ? relation->second.part : "");
     } else if (xml.name() == "definedName") {
-      DefinedName name{xml.Attribute("name").value_or(""), ParseIndex(xml.Attribute("localSheetId")), {}};
+      DefinedName name{
+          std::string(xml.Attribute("name").value_or("")), ParseIndex(xml.Attribute("localSheetId")), {}};
       const bool shown = !IsOn(xml.Attribute("hidden")) && !name.name.starts_with("_xlnm.");
       if (shown) open_name = std::move(name);
     }

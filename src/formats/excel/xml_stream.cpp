@@ -139,46 +139,87 @@ class XmlStream::Parser {
 
 XmlStream::XmlStream(const ZipArchive& archive, const ZipArchive::Part& part, UnpackBudget& budget,
                      std::uint64_t most_size)
-    : stream_(archive, part, budget), parser_(std::make_unique<Parser>()) {
+    : stream_(archive, part, budget) {
   if (part.size > most_size) RaiseDamaged("der Teil " + part.name + " des Archivs ist zu groß");
 }
 
 XmlStream::~XmlStream() = default;
+
+std::optional<XmlStream::Node> XmlStream::NextPlain() {
+  for (;;) {
+    switch (plain_.Next()) {
+      case PlainXml::Found::kStart: return Node::kStart;
+      case PlainXml::Found::kEnd: return Node::kEnd;
+      case PlainXml::Found::kText: return Node::kText;
+      case PlainXml::Found::kEndOfPart: return Node::kEndOfPart;
+      case PlainXml::Found::kUnusual: return std::nullopt;
+      case PlainXml::Found::kNeedsMore: {
+        char* const room = plain_.Room();
+        plain_.Added(stream_.Read(room, plain_.room()));
+        break;
+      }
+    }
+  }
+}
+
+void XmlStream::HandOver() {
+  const PlainXml::Remainder rest = plain_.Rest();
+  parser_ = std::make_unique<Parser>();
+  nodes_before_ = rest.nodes_before;
+  Parse(rest.bytes);
+}
+
+void XmlStream::Parse(std::string_view bytes) {
+  guard_.Look(bytes);
+  parser_->Parse(bytes);
+}
 
 void XmlStream::ParseMore() {
   constexpr std::size_t kChunk = 8192;
   if (!parser_->damage().empty()) RaiseDamaged(parser_->damage());
   char chunk[kChunk];
   const std::size_t size = stream_.Read(chunk, kChunk);
-  guard_.Look({chunk, size});
-  parser_->Parse({chunk, size});
+  Parse({chunk, size});
   at_end_ = size == 0;
 }
 
 XmlStream::Node XmlStream::Next() {
-  while (!parser_->Step()) {
-    if (at_end_ && parser_->damage().empty()) return Node::kEndOfPart;
-    ParseMore();
+  if (parser_ == nullptr) {
+    if (const std::optional<Node> node = NextPlain()) return *node;
+    HandOver();
   }
-  return parser_->current().node;
+  for (;;) {
+    while (!parser_->Step()) {
+      if (at_end_ && parser_->damage().empty()) return Node::kEndOfPart;
+      ParseMore();
+    }
+    if (nodes_before_ == 0) return parser_->current().node;
+    --nodes_before_;
+  }
 }
 
-std::string_view XmlStream::name() const { return parser_->current().text; }
-std::string_view XmlStream::text() const { return parser_->current().text; }
-
-std::optional<std::string> XmlStream::FindAttribute(std::string_view name, bool has_prefix) const {
-  const Parser::Event& event = parser_->current();
-  for (std::size_t i = 0; i < event.attribute_count; ++i) {
-    const Parser::Attribute& attribute = event.attributes[i];
-    if (attribute.has_prefix == has_prefix && attribute.name == name) return attribute.value;
-  }
-  return std::nullopt;
+std::string_view XmlStream::name() const {
+  return parser_ != nullptr ? std::string_view(parser_->current().text) : plain_.name();
+}
+std::string_view XmlStream::text() const {
+  return parser_ != nullptr ? std::string_view(parser_->current().text) : plain_.text();
 }
 
-std::optional<std::string> XmlStream::Attribute(std::string_view name) const {
+std::optional<std::string_view> XmlStream::FindAttribute(std::string_view name, bool has_prefix) const {
+  const auto find = [&](const auto& attributes, std::size_t count) -> std::optional<std::string_view> {
+    for (std::size_t i = 0; i < count; ++i) {
+      if (attributes[i].has_prefix == has_prefix && attributes[i].name == name) return attributes[i].value;
+    }
+    return std::nullopt;
+  };
+  if (parser_ == nullptr) return find(plain_.attributes(), plain_.attributes().size());
+  return find(parser_->current().attributes, parser_->current().attribute_count);
+}
+
+std::optional<std::string_view> XmlStream::Attribute(std::string_view name) const {
   return FindAttribute(name, false);
 }
-std::optional<std::string> XmlStream::PrefixedAttribute(std::string_view name) const {
+std::optional<std::string_view> XmlStream::PrefixedAttribute(std::string_view name) const {
   return FindAttribute(name, true);
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "formats/excel/plain_xml.h"
 #include "formats/excel/tag_guard.h"
 #include "formats/excel/zip_archive.h"
 
@@ -34,23 +35,31 @@ class XmlStream {
   std::string_view name() const;
   // The text, decoded, UTF-8. Valid until Next.
   std::string_view text() const;
-  // An attribute of the element that starts; one without a prefix.
-  std::optional<std::string> Attribute(std::string_view name) const;
+  // An attribute of the element that starts; one without a prefix. Valid until Next.
+  std::optional<std::string_view> Attribute(std::string_view name) const;
   // One with whatever prefix, by its name behind it.
-  std::optional<std::string> PrefixedAttribute(std::string_view name) const;
+  std::optional<std::string_view> PrefixedAttribute(std::string_view name) const;
 
   // Steps behind the end of the element that has just started.
   void SkipElement();
 
  private:
   class Parser;
+  // The next node, as far as nothing unusual stands before it.
+  std::optional<Node> NextPlain();
+  // Has the parser go on where something unusual stands.
+  void HandOver();
+  void Parse(std::string_view bytes);
   // Has the parser read on; what goes wrong is raised once its nodes are used up.
   void ParseMore();
-  std::optional<std::string> FindAttribute(std::string_view name, bool has_prefix) const;
+  std::optional<std::string_view> FindAttribute(std::string_view name, bool has_prefix) const;
 
   ZipStream stream_;
-  TagGuard guard_;
+  PlainXml plain_;
+  // Takes over for good where something unusual stands.
   std::unique_ptr<Parser> parser_;
+  TagGuard guard_;
+  std::size_t nodes_before_ = 0;  // of the parser, that have been told already
   bool at_end_ = false;
 };
 

@@ -45,6 +45,11 @@ std::optional<FileLock> FileLock::AcquireAbandoned(const std::string& path) {
   return FileLock(path, std::move(file));
 }
 
+bool FileLock::IsHeld(const std::string& path) {
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+  return file.IsOpen() && ::flock(file.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
 std::optional<FileLock> FileLock::AcquireFolder(const std::string& path) {
   FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW));
   if (!folder.IsOpen() && errno == ENOENT) return std::nullopt;

@@ -18,6 +18,8 @@ class FileLock {
   // The lock of what nobody uses any more: an existing file or folder of this user that was locked once. None
   // where it is in use, not there, another user's, or where that cannot be told. Raises nothing.
   static std::optional<FileLock> AcquireAbandoned(const std::string& path);
+  // Whether somebody has the lock of the file; false where that cannot be told. Raises nothing.
+  static bool IsHeld(const std::string& path);
   // A lock on an existing folder. As Acquire; none where it is gone.
   static std::optional<FileLock> AcquireFolder(const std::string& path);
 

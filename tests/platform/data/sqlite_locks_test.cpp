@@ -1,10 +1,12 @@
 // Several programs at one SQLite file: what waits, what is told meanwhile, and what comes of it.
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <filesystem>
 #include <thread>
 
 #include "kestrel/open_connection.h"
+#include "support/eventually.h"
 #include "support/expect_error.h"
 #include "support/scripted_watch.h"
 #include "support/temp_folder.h"
@@ -56,12 +58,81 @@ TEST_F(SqliteLocks, ALockThatOutlastsItsTimeIsAReasonToStop) {
   EXPECT_ERROR_TEXT(hasty->Begin(), ErrorNumber::kDatabase, HasSubstr("gesperrt"));
   EXPECT_THAT(hasty->StopReason(), HasSubstr("sperrt die Datenbank"));
   // Statements outside of a transaction as well.
-  EXPECT_ERROR_TEXT(hasty->Execute("INSERT INTO t VALUES (1)"), ErrorNumber::kDatabase,
-                    HasSubstr("Die Datenbank ist gesperrt (database is locked)"));
+  EXPECT_ERROR_TEXT(hasty->Execute("INSERT INTO t VALUES (1)"), ErrorNumber::kDatabase, HasSubstr("gesperrt"));
   EXPECT_THAT(hasty->StopReason(), HasSubstr("sperrt die Datenbank"));
   other->Commit();
   hasty->Begin();
   EXPECT_EQ(hasty->StopReason(), "");
+}
+
+TEST_F(SqliteLocks, AStatementOutsideOfATransactionWaitsVisiblyToo) {
+  other->Begin();
+  ScriptedWatch watch([this](int times) {
+    if (times == 3) other->Commit();
+    return true;
+  });
+  connection->WatchWaits(&watch);
+  EXPECT_EQ(connection->Execute("INSERT INTO t VALUES (1)"), 1);
+  EXPECT_EQ(watch.times, 3);
+  EXPECT_EQ(connection->OpenRecordset("SELECT sum(n) FROM t")->TextAt(0), "1");
+  connection->WatchWaits(nullptr);
+}
+
+TEST_F(SqliteLocks, AStopRequestEndsTheWaitOfAStatement) {
+  other->Begin();
+  ScriptedWatch watch([](int) { return false; });
+  connection->WatchWaits(&watch);
+  EXPECT_ERROR_TEXT(connection->Execute("INSERT INTO t VALUES (1)"), ErrorNumber::kDatabase,
+                    HasSubstr("abgebrochen"));
+  EXPECT_EQ(watch.times, 1);
+  other->Rollback();
+  // The statement can be run again.
+  EXPECT_EQ(connection->Execute("INSERT INTO t VALUES (2)"), 1);
+  connection->WatchWaits(nullptr);
+}
+
+// Without a write ahead log readers wait for whoever writes into the file.
+TEST_F(SqliteLocks, AQueryWaitsVisiblyForACommit) {
+  connection->Execute("PRAGMA locking_mode = EXCLUSIVE");
+  connection->Execute("INSERT INTO t VALUES (1)");
+  ScriptedWatch watch([this](int times) {
+    if (times == 2) connection->Close();
+    return true;
+  });
+  other->WatchWaits(&watch);
+  EXPECT_EQ(other->OpenRecordset("SELECT n FROM t")->TextAt(0), "1");
+  EXPECT_EQ(watch.times, 2);
+  other->WatchWaits(nullptr);
+}
+
+// One who begins again as soon as he has committed.
+TEST_F(SqliteLocks, WhoGivesTheLockUpLetsThoseInWhoWaitForIt) {
+  constexpr int kMostTurns = 50;
+  std::atomic<int> asked = 0;
+  std::atomic<bool> is_in = false;
+  other->Begin();
+  std::thread waiting([&] {
+    ScriptedWatch watch([&](int times) {
+      asked = times;
+      return true;
+    });
+    connection->WatchWaits(&watch);
+    connection->Begin();
+    is_in = true;
+    connection->Rollback();
+    connection->WatchWaits(nullptr);
+  });
+  int turns = 0;
+  for (; turns < kMostTurns && !is_in; ++turns) {
+    const int before = asked;
+    ASSERT_TRUE(testing::Eventually([&] { return is_in || asked > before; }));
+    other->Commit();
+    other->Begin();
+  }
+  other->Rollback();
+  waiting.join();
+  EXPECT_LT(turns, kMostTurns);
+  EXPECT_FALSE(std::filesystem::exists(file + "-wartet"));
 }
 
 TEST_F(SqliteLocks, OnlyTheThreadThatWatchesIsAsked) {

@@ -30,28 +30,10 @@ constexpr std::string_view kColumnsQuery =
 
 }  // namespace
 
-PostgresConnection::PostgresConnection(const std::vector<Session::Option>& options, std::string password,
-                                       const WaitLimits& limits) {
+PostgresConnection::PostgresConnection(Address address, const WaitLimits& limits) {
   SharedWaits()->SetLockLimit(limits.lock);
   SharedWaits()->SetAnswerLimit(limits.answer);
-  session_ = std::make_shared<Session>(options, std::move(password), SharedCallMutex(), SharedWaits());
-  const std::string lock_limit = std::to_string(SharedWaits()->LockLimit().count());
-  // The forms in which values are read, whatever the server's settings.
-  PostgresRecordset(
-      session_,
-      "SELECT set_config('datestyle', 'ISO', false), set_config('bytea_output', 'hex', false),"
-      " set_config('extra_float_digits', '1', false),"
-      " set_config('standard_conforming_strings', 'on', false),"
-      " set_config('lock_timeout', '" +
-          lock_limit +
-          "', false),"
-          // A commit that is answered is on the disk, also where the server is told to hurry.
-          " (SELECT set_config(name, 'on', false) FROM pg_catalog.pg_settings"
-          " WHERE name = 'synchronous_commit' AND setting = 'off'),"
-          // Statements are kept to be planned once, not at each use; older servers have no choice.
-          " (SELECT set_config(name, 'force_generic_plan', false) FROM pg_catalog.pg_settings"
-          " WHERE name = 'plan_cache_mode')",
-      ParameterValues());
+  session_ = std::make_shared<Session>(std::move(address), SharedCallMutex(), SharedWaits());
 }
 
 PostgresConnection::~PostgresConnection() {
@@ -157,6 +139,21 @@ std::vector<std::string> PostgresConnection::ColumnNames(std::string_view table)
   for (; !rows->IsEof(); rows->MoveNext()) names.emplace_back(rows->TextAt(0));
   if (names.empty()) Refuse("Die Tabelle " + std::string(table) + " gibt es nicht.");
   return names;
+}
+
+Recovery::Loss PostgresConnection::LastLoss() const {
+  const std::lock_guard lock(CallMutex());
+  return session_ == nullptr ? Loss::kLasting : session_->LastLoss();
+}
+
+std::uint64_t PostgresConnection::Sessions() const {
+  const std::lock_guard lock(CallMutex());
+  return session_ == nullptr ? 0 : session_->Sessions();
+}
+
+bool PostgresConnection::IsPooled() const {
+  const std::lock_guard lock(CallMutex());
+  return session_ != nullptr && session_->IsPooled();
 }
 
 void PostgresConnection::Close() {

@@ -8,10 +8,11 @@
 #include "platform/data/literal_template.h"
 #include "platform/data/pipeline.h"
 #include "platform/data/providers/postgres/session.h"
+#include "platform/data/recovery.h"
 
 namespace kestrel::postgres {
 
-class PostgresConnection final : public Connection, private Pipeline {
+class PostgresConnection final : public Connection, public Recovery, private Pipeline {
  public:
   // In seconds, see Waits; empty for those of the environment.
   struct WaitLimits {
@@ -19,8 +20,7 @@ class PostgresConnection final : public Connection, private Pipeline {
     std::string answer;
   };
   // Error 3000.
-  PostgresConnection(const std::vector<Session::Option>& options, std::string password,
-                     const WaitLimits& limits);
+  PostgresConnection(Address address, const WaitLimits& limits);
   ~PostgresConnection() override;
 
   std::int64_t Execute(std::string_view sql) override;
@@ -40,6 +40,9 @@ class PostgresConnection final : public Connection, private Pipeline {
   // An open transaction is rolled back.
   void Close() override;
   bool IsOpen() const override { return session_ != nullptr; }
+  Loss LastLoss() const override;
+  std::uint64_t Sessions() const override;
+  bool IsPooled() const override;
 
  private:
   void Send(Statement& statement, PipelineSender& sender) override;

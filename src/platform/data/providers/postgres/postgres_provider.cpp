@@ -46,12 +46,12 @@ bool Serves(const ConnectionKeys& keys) {
 ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole) {
   // Of two equal keywords the later one counts: the first ones can be overridden, the last ones cannot. A
   // server that is gone without a word is noticed after a minute.
-  std::vector<Session::Option> options{{"fallback_application_name", "kestrel-import"},
-                                       {"connect_timeout", "8"},
-                                       {"keepalives_idle", "30"},
-                                       {"keepalives_interval", "10"},
-                                       {"keepalives_count", "3"},
-                                       {"tcp_user_timeout", "60000"}};
+  std::vector<std::pair<std::string, std::string>> options{{"fallback_application_name", "kestrel-import"},
+                                                           {"connect_timeout", "8"},
+                                                           {"keepalives_idle", "30"},
+                                                           {"keepalives_interval", "10"},
+                                                           {"keepalives_count", "3"},
+                                                           {"tcp_user_timeout", "60000"}};
   std::string password;
   if (IsUrl(whole)) {
     password = PasswordOfUrl(std::string(whole));
@@ -66,7 +66,7 @@ ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole) {
   }
   options.emplace_back("client_encoding", "UTF8");
   return std::make_shared<PostgresConnection>(
-      options, std::move(password),
+      Address{std::move(options), std::move(password)},
       PostgresConnection::WaitLimits{keys.Get("LockWait"), keys.Get("AnswerWait")});
 }
 

@@ -24,9 +24,11 @@ constexpr std::size_t kMostPrepared = 100;
 constexpr int kStatementsAFlush = 8;
 // Rows that are read away before a query is cancelled.
 constexpr int kRowsReadAway = 1000;
-constexpr std::size_t kShortestHiddenPassword = 3;
 // How often a wait looks whether it is to end.
 constexpr int kLookAgainMs = 100;
+constexpr std::chrono::milliseconds kLookAgain{kLookAgainMs};
+// How long a server that could not be reached is not tried again.
+constexpr std::chrono::seconds kNotTriedAgain{10};
 constexpr const char* kSavepoint = "SAVEPOINT kestrel_statement";
 constexpr const char* kRelease = "RELEASE SAVEPOINT kestrel_statement";
 constexpr const char* kUndo = "ROLLBACK TO SAVEPOINT kestrel_statement";
@@ -51,6 +53,21 @@ bool IsWorthKeeping(std::string_view first_word) {
   return IsOneOf(first_word, kWords);
 }
 
+constexpr std::string_view kCanceled = "57014";
+constexpr std::string_view kUnknownEnd = "40003";
+
+// Errors of what else goes on at the time: a deadlock, a conflict of transactions, an end of patience. The same
+// transaction may succeed later.
+bool IsPassing(std::string_view state) {
+  static constexpr std::array<std::string_view, 4> kStates{"40001", "40P01", kUnknownEnd, kCanceled};
+  return IsOneOf(state, kStates);
+}
+
+Recovery::Loss LossBy(std::string_view state) {
+  if (state == kUnknownEnd) return Recovery::Loss::kUncertain;
+  return IsPassing(state) ? Recovery::Loss::kUndone : Recovery::Loss::kLasting;
+}
+
 [[noreturn]] void Refuse(std::string_view reason) {
   throw RuntimeError(ErrorNumber::kDatabase,
                      std::string(DescriptionOf(ErrorNumber::kDatabase)) + ": " + std::string(reason));
@@ -59,13 +76,6 @@ bool IsWorthKeeping(std::string_view first_word) {
 std::string Field(const PGresult* result, int field) {
   const char* text = PQresultErrorField(result, field);
   return text == nullptr ? std::string() : text;
-}
-
-// libpq ends its messages with a line end.
-std::string Trimmed(const char* message) {
-  std::string text(message);
-  text.resize(text.find_last_not_of(" \r\n") + 1);
-  return ReplaceAll(text, "\n", " ");
 }
 
 std::string ReasonOf(const PGresult* result) {
@@ -81,41 +91,74 @@ std::string ReasonOf(const PGresult* result) {
 
 }  // namespace
 
-void CloseSession::operator()(pg_conn* session) const { PQfinish(session); }
 void ClearResult::operator()(pg_result* result) const { PQclear(result); }
 
-Session::Session(const std::vector<Option>& options, std::string password,
-                 std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits)
-    : mutex_(std::move(mutex)), waits_(std::move(waits)), password_(std::move(password)) {
-  std::vector<const char*> keys, values;
-  for (const auto& [key, value] : options) {
-    keys.push_back(key.c_str());
-    values.push_back(value.c_str());
+// --- Opening -----------------------------------------------------------------------------------------
+
+Session::Session(Address address, std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits)
+    : address_(std::move(address)), mutex_(std::move(mutex)), waits_(std::move(waits)) {
+  Start(OpenHandle(address_));
+}
+
+void Session::Start(HandlePtr handle) {
+  handle_ = std::move(handle);
+  prepared_.clear();
+  settings_ = TransactionSettings(waits_->LockLimit());
+  preliminaries_ = 0;
+  failure_.reset();
+  is_new_ = false;
+  guarded_ = false;
+  const std::string query = SettingsQuery(handle_, waits_->LockLimit());
+  AskFor(query.c_str());
+  if (PQpipelineSync(handle_.get()) == 0) FailToSend();
+  const ResultPtr settings = NextAnswer();
+  const bool is_made = PQresultStatus(settings.get()) == PGRES_TUPLES_OK;
+  is_pooled_ = is_made && std::string_view(PQgetvalue(settings.get(), 0, 0)) == "t";
+  FinishPacket();
+  if (!is_made) Refuse(IsLost() ? lost_ : ReasonOf(settings.get()));
+  ++sessions_;
+  lost_.clear();
+  lost_transaction_ = false;
+  tried_in_vain_.reset();
+}
+
+void Session::Reconnect() {
+  using Clock = std::chrono::steady_clock;
+  // Whoever comes next need not wait as long once more.
+  if (tried_in_vain_ && Clock::now() - *tried_in_vain_ < kNotTriedAgain) Refuse(lost_);
+  const Clock::time_point start = Clock::now();
+  const auto go_on = [&] {
+    return waits_->GoOn(start, waits_->LockLimit(),
+                        "Die Verbindung zum Datenbankserver ist verloren und wird wiederhergestellt ...");
+  };
+  const std::string lost = lost_;
+  std::string reason;
+  for (bool is_waiting = go_on(); is_waiting; is_waiting = is_waiting && go_on()) {
+    std::future<HandlePtr> opening = OpenHandleInBackground(address_);
+    while (opening.wait_for(kLookAgain) != std::future_status::ready && is_waiting) is_waiting = go_on();
+    if (!is_waiting) break;
+    const auto take = [&] { Start(opening.get()); };
+    if (Trap(take, [&](const RuntimeError& error) { reason = " " + error.Description(); })) return;
+    // A server that starts refuses at once.
+    ::poll(nullptr, 0, kLookAgainMs);
   }
-  keys.push_back(nullptr);
-  values.push_back(nullptr);
-  handle_.reset(PQconnectdbParams(keys.data(), values.data(), 1));
-  if (handle_ == nullptr) throw RuntimeError(ErrorNumber::kOutOfMemory);
-  if (PQstatus(handle_.get()) != CONNECTION_OK) {
-    std::string reason = Trimmed(PQerrorMessage(handle_.get()));
-    if (password_.size() >= kShortestHiddenPassword) reason = ReplaceAll(reason, password_, "***");
-    Refuse(reason);
-  }
-  // Notices are for people at a terminal.
-  PQsetNoticeProcessor(
-      handle_.get(), [](void*, const char*) {}, nullptr);
-  if (PQenterPipelineMode(handle_.get()) == 0 || PQsetnonblocking(handle_.get(), 1) != 0) {
-    Refuse(Trimmed(PQerrorMessage(handle_.get())));
-  }
+  handle_.reset();
+  lost_ = lost;
+  loss_ = Recovery::Loss::kLasting;
+  tried_in_vain_ = Clock::now();
+  Refuse(lost_ + " Sie ließ sich nicht wiederherstellen." + reason);
 }
 
 // --- Waiting -----------------------------------------------------------------------------------------
 
 bool Session::IsLost() const { return PQstatus(handle_.get()) != CONNECTION_OK; }
 
-void Session::Lose(const std::string& reason) {
-  if (lost_.empty()) lost_ = reason;
-  in_transaction_ = false;
+void Session::Lose(const std::string& reason, bool is_stopped) {
+  if (lost_.empty()) {
+    lost_ = reason;
+    loss_ = is_stopped ? Recovery::Loss::kLasting : Recovery::Loss::kUndone;
+  }
+  lost_transaction_ |= std::exchange(in_transaction_, false);
   stop_reason_ =
       "Die Verbindung zum Datenbankserver ist verloren. Stellen Sie sie wieder her, bevor Sie fortfahren.";
 }
@@ -140,7 +183,8 @@ void Session::WaitForAnswer() {
       continue;
     }
     Lose(waits_->WasStopped() ? "Das Warten auf den Datenbankserver wurde abgebrochen."
-                              : "Der Datenbankserver hat nicht geantwortet.");
+                              : "Der Datenbankserver hat nicht geantwortet.",
+         waits_->WasStopped());
     handle_.reset();
     return;
   }
@@ -168,6 +212,14 @@ void Session::AskFor(const char* sql) {
 void Session::SendPrepared(const std::string& name, ParameterValues& values) {
   const int count = static_cast<int>(values.size());
   if (PQsendQueryPrepared(handle_.get(), name.c_str(), count, values.Pointers(), nullptr, nullptr, 0) == 0) {
+    FailToSend();
+  }
+}
+
+void Session::SendUnnamed(const std::string& sql, ParameterValues& values) {
+  const int count = static_cast<int>(values.size());
+  if (PQsendQueryParams(handle_.get(), sql.c_str(), count, nullptr, values.Pointers(), nullptr, nullptr, 0) ==
+      0) {
     FailToSend();
   }
 }
@@ -213,26 +265,33 @@ void Session::SendPacket(std::string_view sql, ParameterValues& values, Task tas
   if (first_word.empty()) Refuse("Die Anweisung ist leer.");
   // Its answers are of another kind than those of every other statement.
   if (first_word == "COPY") Refuse("COPY ist nicht zulässig.");
+  if (IsLost() && !lost_transaction_) Reconnect();
   sql_ = sql;
   is_new_ = false;
   preliminaries_ = std::exchange(pipelined_answers_, 0);
   failure_.reset();
+  const bool begins = first_word == "BEGIN";
+  if (is_pooled_ && !in_transaction_ && !begins) {
+    AskFor(settings_.c_str());
+    ++preliminaries_;
+  }
   guarded_ = in_transaction_ && sender_ == nullptr && !SteersTransactions(first_word);
   if (guarded_) {
     AskFor(kSavepoint);
     ++preliminaries_;
   }
-  const int count = static_cast<int>(values.size());
-  if (IsWorthKeeping(first_word)) {
+  if (is_pooled_ && task == Task::kPrepare) {
+    if (PQsendPrepare(handle_.get(), "", sql_.c_str(), 0, nullptr) == 0) FailToSend();
+  } else if (!is_pooled_ && IsWorthKeeping(first_word)) {
     const std::string name = AskForPrepared(sql);
     if (task != Task::kPrepare) {
       if (is_new_) ++preliminaries_;
       SendPrepared(name, values);
     }
-  } else if (PQsendQueryParams(handle_.get(), sql_.c_str(), count, nullptr, values.Pointers(), nullptr, nullptr,
-                               0) == 0) {
-    FailToSend();
+  } else {
+    SendUnnamed(sql_, values);
   }
+  if (is_pooled_ && begins) AskFor(settings_.c_str());
   if (guarded_) AskFor(kRelease);
   if (PQpipelineSync(handle_.get()) == 0) FailToSend();
 }
@@ -257,7 +316,7 @@ void Session::SendToPipeline(std::string_view sql, ParameterValues& values, Pipe
   if (sender_ != &sender) FlushPipeline();
   if (!in_transaction_) Refuse("Keine Transaktion ist offen.");
   auto kept = FindPrepared(sql);
-  if (kept == prepared_.end()) {
+  if (kept == prepared_.end() && !is_pooled_) {
     Prepare(sql);
     kept = FindPrepared(sql);
     if (kept == prepared_.end()) Refuse("Die Anweisung kann nicht vorbereitet werden.");
@@ -267,7 +326,11 @@ void Session::SendToPipeline(std::string_view sql, ParameterValues& values, Pipe
     pipelined_answers_ = 1;
     sender_ = &sender;
   }
-  SendPrepared(kept->name, values);
+  if (is_pooled_) {
+    SendUnnamed(std::string(sql), values);
+  } else {
+    SendPrepared(kept->name, values);
+  }
   // The first goes out at once, so that the server works while the next is made.
   if (++pipelined_answers_ <= 2 || pipelined_answers_ % kStatementsAFlush == 0) PQflush(handle_.get());
 }
@@ -359,7 +422,9 @@ void Session::UndoAndFail() {
     Steer({kUndo, kRelease});
   }
   if (IsLost()) Refuse(lost_);
-  NoteStopReason(Field(failure.get(), PG_DIAG_SQLSTATE));
+  const std::string state = Field(failure.get(), PG_DIAG_SQLSTATE);
+  loss_ = LossBy(state);
+  NoteStopReason(state);
   Refuse(ReasonOf(failure.get()));
 }
 
@@ -376,6 +441,14 @@ void Session::NoteStopReason(std::string_view state) {
         "fortfahren.";
   } else if (state == "25006") {
     stop_reason_ = "Die Datenbank darf nicht beschrieben werden. Geben Sie sie frei, bevor Sie fortfahren.";
+  } else if (state == kCanceled) {
+    stop_reason_ =
+        "Der Datenbankserver hat eine Anweisung abgebrochen, die ihm zu lange dauerte. Geben Sie ihr mehr Zeit "
+        "(statement_timeout), oder warten Sie, bis er weniger zu tun hat, bevor Sie fortfahren.";
+  } else if (IsPassing(state)) {
+    stop_reason_ =
+        "Andere Programme ändern dieselben Zeilen der Datenbank. Warten Sie, bis sie fertig sind, bevor Sie "
+        "fortfahren.";
   }
 }
 
@@ -395,15 +468,30 @@ std::int64_t Session::Execute(std::string_view sql, ParameterValues& values) {
 
 void Session::Begin() {
   ParameterValues none;
-  Execute("BEGIN", none);
+  // What came over the lost connection ends with it.
+  if (reader_ != nullptr) reader_->Park();
+  FlushPipeline();
+  if (IsLost()) Reconnect();
+  Trap([&] { Execute("BEGIN", none); },
+       [&](const RuntimeError&) {
+         // That the connection was lost before shows only now.
+         if (!IsLost() || loss_ == Recovery::Loss::kLasting) throw;
+         Reconnect();
+         Execute("BEGIN", none);
+       });
   stop_reason_.clear();
+  loss_ = Recovery::Loss::kLasting;
 }
 
 void Session::Commit() {
   ParameterValues none;
+  // Where the transaction is lost with them, its end is certain.
+  FlushPipeline();
+  if (!in_transaction_) Refuse(IsLost() ? lost_ : "Die Transaktion ist zurückgenommen.");
   Trap([&] { Execute("COMMIT", none); },
        [this](const RuntimeError& error) {
          if (!IsLost()) throw error;
+         if (loss_ == Recovery::Loss::kUndone) loss_ = Recovery::Loss::kUncertain;
          Refuse(lost_ + " Ob der Server noch gespeichert hat, was er zuletzt bekam, ist ungewiss.");
        });
   if (undone_) Refuse("Die Transaktion war fehlgeschlagen und ist zurückgenommen.");
@@ -426,6 +514,8 @@ void Session::Send(std::string_view sql, ParameterValues& values, AnswerReader& 
     if (first_ == nullptr || NoteIfFailed(first_)) FinishPacket();
   };
   attempt();
+  // A query alone changes nothing, so that it may be sent twice.
+  if (IsLost() && !lost_transaction_ && loss_ != Recovery::Loss::kLasting) attempt();
   if (failure_ != nullptr && sender_ != nullptr) {
     // Perhaps not the query's fault.
     RollBackPipeline();

@@ -16,31 +16,32 @@
 //     of them or a query among them fails, all are rolled back, and their sender retries them one by one.
 //  6. Nothing sent or awaited blocks in libpq: every wait is one of WaitForAnswer, which has a limit and can be
 //     stopped. A wait that ends without an answer ends the connection, as nobody knows what the answer would be.
-//  7. Used under the connection's CallMutex.
+//  7. A connection that is lost is opened again by Begin, and by the next statement where no transaction was lost
+//     with it: a statement of a lost transaction never runs outside of one.
+//  8. Behind a pooler nothing outlives a transaction: statements are not kept, and the settings of values and time
+//     limits are made anew at the start of each.
+//  9. Used under the connection's CallMutex.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <initializer_list>
 #include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
-
 #include "kestrel/waits.h"
 #include "platform/data/pipeline.h"
+#include "platform/data/providers/postgres/opening.h"
 #include "platform/data/providers/postgres/parameter_values.h"
+#include "platform/data/recovery.h"
 
-struct pg_conn;
 struct pg_result;
 
 namespace kestrel::postgres {
 
-struct CloseSession {
-  void operator()(pg_conn* session) const;
-};
 struct ClearResult {
   void operator()(pg_result* result) const;
 };
@@ -59,11 +60,8 @@ class AnswerReader {
 
 class Session {
  public:
-  using Option = std::pair<std::string, std::string>;
-
-  // Connects with libpq's keywords; "dbname" may hold a whole URL. Error 3000 with the reason, without `password`.
-  Session(const std::vector<Option>& options, std::string password, std::shared_ptr<std::recursive_mutex> mutex,
-          std::shared_ptr<Waits> waits);
+  // Connects. Error 3000 with the reason, without the password.
+  Session(Address address, std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits);
 
   std::recursive_mutex& Mutex() const { return *mutex_; }
   bool InTransaction() const { return in_transaction_; }
@@ -80,7 +78,12 @@ class Session {
   // See Connection::StopReason. Of the last failure; no longer once a transaction begins, where the connection
   // lives.
   const std::string& StopReason() const { return stop_reason_; }
+  // See Recovery.
+  Recovery::Loss LastLoss() const { return loss_; }
+  std::uint64_t Sessions() const { return sessions_; }
+  bool IsPooled() const { return is_pooled_; }
 
+  // Opens the connection again where it is lost. Error 3000.
   void Begin();
   // Ends the transaction. Error 3000, also where the server could only undo it.
   void Commit();
@@ -108,6 +111,10 @@ class Session {
   // What one packet asks for.
   enum class Task { kPrepare, kRun, kQuery };
 
+  // Takes over a new connection and makes its settings.
+  void Start(HandlePtr handle);
+  // Tries for the time that a lock is waited for; the waits are told. Error 3000.
+  void Reconnect();
   // Makes the session free and sends a packet: a savepoint, the preparation, the statement, the release of the
   // savepoint, each where needed.
   void SendPacket(std::string_view sql, ParameterValues& values, Task task);
@@ -116,6 +123,7 @@ class Session {
   std::string AskForPrepared(std::string_view sql);
   void AskFor(const char* sql);
   void SendPrepared(const std::string& name, ParameterValues& values);
+  void SendUnnamed(const std::string& sql, ParameterValues& values);
   std::list<Prepared>::iterator FindPrepared(std::string_view sql);
   // Runs statements that give nothing back; false where one fails.
   bool Steer(std::initializer_list<const char*> statements);
@@ -126,7 +134,7 @@ class Session {
   void WaitForAnswer();
   bool IsLost() const;
   // Notes why no answer will come.
-  void Lose(const std::string& reason);
+  void Lose(const std::string& reason, bool is_stopped = false);
   void NoteStopReason(std::string_view state);
   [[noreturn]] void FailToSend();
   // Takes the answers that stand before the statement's own. False after an error, the packet then finished.
@@ -140,12 +148,19 @@ class Session {
   bool WasOutOfDate() const;
   void Forget(std::string_view sql);
 
+  const Address address_;
   std::shared_ptr<std::recursive_mutex> mutex_;
   std::shared_ptr<Waits> waits_;
-  std::unique_ptr<pg_conn, CloseSession> handle_;  // null where a wait ended without an answer
-  std::string lost_;                               // why the connection is gone
+  HandlePtr handle_;  // null where a wait ended without an answer
+  bool is_pooled_ = false;
+  std::string settings_;  // of a transaction; for a pooler
+  std::uint64_t sessions_ = 0;
+  std::string lost_;  // why the connection is gone
+  bool lost_transaction_ = false;
+  // When the server was last tried in vain.
+  std::optional<std::chrono::steady_clock::time_point> tried_in_vain_;
+  Recovery::Loss loss_ = Recovery::Loss::kLasting;
   std::string stop_reason_;
-  std::string password_;
   std::list<Prepared> prepared_;  // most recently used first
   std::uint64_t names_ = 0;
   bool in_transaction_ = false;

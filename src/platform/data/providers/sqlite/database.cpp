@@ -2,12 +2,14 @@
 
 #include <sqlite3.h>
 
+#include <optional>
 #include <thread>
 #include <utility>
 
 #include "kestrel/runtime_error.h"
 #include "platform/data/absent_values.h"
 #include "platform/data/providers/sqlite/error_texts.h"
+#include "platform/data/providers/sqlite/waiting_mark.h"
 
 namespace kestrel::sqlite {
 
@@ -59,7 +61,7 @@ void Database::TellOfQuery() const {
 
 int Database::WaitForLock(void* database, int times) {
   auto& self = *static_cast<Database*>(database);
-  if (self.in_run_transaction_) return 0;
+  if (self.waits_outside_) return 0;
   const auto now = std::chrono::steady_clock::now();
   if (times == 0) self.locked_since_ = now;
   if (now - self.locked_since_ >= self.waits_->LockLimit()) return 0;
@@ -73,6 +75,11 @@ void Database::Fail() const {
   Refuse(DescribeResult(result, sqlite3_errmsg(handle_.get())));
 }
 
+std::string Database::Path() const {
+  const char* const path = sqlite3_db_filename(handle_.get(), "main");
+  return path == nullptr ? std::string() : std::string(path);
+}
+
 void Database::RequireFile() const {
   int moved = 0;
   sqlite3_file_control(handle_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
@@ -83,24 +90,51 @@ void Database::RequireFile() const {
   Refuse("Die Datei der Datenbank ist nicht mehr an ihrem Platz.");
 }
 
-void Database::RunTransaction(const char* sql) {
-  RequireFile();
+template <class Attempt>
+int Database::WaitForLocks(Attempt&& attempt) {
   const auto start = std::chrono::steady_clock::now();
+  std::optional<WaitingMark> mark;
   while (true) {
-    in_run_transaction_ = true;
-    const int result = sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr);
-    in_run_transaction_ = false;
-    if (result == SQLITE_OK) break;
+    waits_outside_ = true;
+    const int result = attempt();
+    waits_outside_ = false;
     // A snapshot that is out of date stays so.
-    if ((result & 0xFF) != SQLITE_BUSY || result == SQLITE_BUSY_SNAPSHOT) Fail();
+    if ((result & 0xFF) != SQLITE_BUSY || result == SQLITE_BUSY_SNAPSHOT) return result;
     if (!waits_->GoOn(start, waits_->LockLimit(), "Die Datenbank ist gesperrt, es wird gewartet ...")) {
       stop_reason_ = StopReasonOf(result);
       if (waits_->WasStopped()) Refuse("Das Warten auf die gesperrte Datenbank wurde abgebrochen.");
       Refuse("Die Datenbank ist von einem anderen Programm gesperrt.");
     }
+    if (!mark) mark.emplace(Path());
+    mark->Set();
     std::this_thread::sleep_for(kAttemptAgain);
   }
+}
+
+void Database::RunTransaction(const char* sql) {
+  RequireFile();
+  const auto run = [&] { return sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr); };
+  if (WaitForLocks(run) != SQLITE_OK) Fail();
   stop_reason_.clear();
+}
+
+void Database::Begin() {
+  if (WaitingMark(Path()).IsSetByAnother()) std::this_thread::sleep_for(2 * kAttemptAgain);
+  RunTransaction("BEGIN IMMEDIATE");
+}
+
+void Database::Commit() { RunTransaction("COMMIT"); }
+
+template <class Attempt>
+int Database::OutsideOfTransactions(Attempt&& attempt) {
+  return sqlite3_get_autocommit(handle_.get()) == 0 ? attempt() : WaitForLocks(attempt);
+}
+
+int Database::FirstStep(sqlite3_stmt* statement) {
+  return OutsideOfTransactions([&] {
+    const int result = sqlite3_step(statement);
+    return (result & 0xFF) == SQLITE_BUSY ? sqlite3_reset(statement) : result;
+  });
 }
 
 void Database::Flush() const {
@@ -120,7 +154,7 @@ void Database::Run(const char* sql) const {
   if (sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) Fail();
 }
 
-StatementHandle Database::Compile(std::string_view sql, bool persistent) const {
+StatementHandle Database::Compile(std::string_view sql, bool persistent) {
   if (sql.empty()) Refuse("Die Anweisung ist leer.");
   if (sql.size() > kLongestStatement) Refuse("Die Anweisung ist zu lang.");
   // SQLite stops at a NUL character without a word about what stands behind it.
@@ -128,10 +162,11 @@ StatementHandle Database::Compile(std::string_view sql, bool persistent) const {
   const unsigned flags = persistent ? SQLITE_PREPARE_PERSISTENT : 0;
   sqlite3_stmt* made = nullptr;
   const char* tail = nullptr;
-  if (sqlite3_prepare_v3(handle_.get(), sql.data(), static_cast<int>(sql.size()), flags, &made, &tail) !=
-      SQLITE_OK) {
-    Fail();
-  }
+  // The first statement reads what tables there are.
+  const auto prepare = [&] {
+    return sqlite3_prepare_v3(handle_.get(), sql.data(), static_cast<int>(sql.size()), flags, &made, &tail);
+  };
+  if (OutsideOfTransactions(prepare) != SQLITE_OK) Fail();
   StatementHandle statement(made);
   if (statement == nullptr) Refuse("Die Anweisung ist leer.");
   // Blanks, comments and semicolons may follow; they compile to nothing.
@@ -179,8 +214,10 @@ CompiledQueryPtr Database::Acquire(std::string_view sql) {
     sqlite3_stmt* made = nullptr;
     const std::string& text = template_.Sql();
     const char* tail = nullptr;
-    const int result = sqlite3_prepare_v3(handle_.get(), text.data(), static_cast<int>(text.size()),
-                                          SQLITE_PREPARE_PERSISTENT, &made, &tail);
+    const int result = OutsideOfTransactions([&] {
+      return sqlite3_prepare_v3(handle_.get(), text.data(), static_cast<int>(text.size()),
+                                SQLITE_PREPARE_PERSISTENT, &made, &tail);
+    });
     query->handle.reset(made);
     if (result != SQLITE_OK || made == nullptr || tail != text.data() + text.size() ||
         static_cast<std::size_t>(sqlite3_bind_parameter_count(made)) != template_.LiteralCount()) {

@@ -67,7 +67,7 @@ class Database {
 
   // Compiles exactly one statement; error 3000 for none, for a second one, and for SQLite's own reasons.
   // `persistent`: it will be kept for long.
-  StatementHandle Compile(std::string_view sql, bool persistent) const;
+  StatementHandle Compile(std::string_view sql, bool persistent);
 
   // The compiled query of `sql` with its literals bound, ready for the first step: one kept from an earlier
   // query that differed in nothing else, or a new one.
@@ -85,12 +85,16 @@ class Database {
 
   // Error 3000 with the reason of the last failure.
   [[noreturn]] void Fail() const;
-  // Runs a statement without result. It waits for the locks of others as every statement does, but tells nobody.
+  // Runs a statement without result. It waits for the locks of others, but tells nobody.
   void Run(const char* sql) const;
   // Begins or ends a transaction. While another one holds the lock it is tried again and again, outside of
   // SQLite, so that whoever watches the wait may do anything. Error 3000, also where the file is no longer at
   // its place: SQLite would go on in a file that nobody finds any more.
-  void RunTransaction(const char* sql);
+  void Begin();
+  void Commit();
+  // The first step of a statement, SQLite's result. Outside of a transaction it waits as Begin does. Error 3000 where it
+  // has waited in vain.
+  int FirstStep(sqlite3_stmt* statement);
   // Flushes what was committed to the disk. Error 3000, also where the file is no longer at its place.
   void Flush() const;
 
@@ -99,6 +103,14 @@ class Database {
 
  private:
   static int WaitForLock(void* database, int times);
+  // What `attempt` gives once no lock keeps it. Error 3000 where it is waited for in vain.
+  template <class Attempt>
+  int WaitForLocks(Attempt&& attempt);
+  // WaitForLocks, but within a transaction, where SQLite itself waits.
+  template <class Attempt>
+  int OutsideOfTransactions(Attempt&& attempt);
+  void RunTransaction(const char* sql);
+  std::string Path() const;  // empty for a database that is no file
   void RequireFile() const;
   void TellOfQuery() const;
   CompiledQueryPtr Take(std::string_view key);
@@ -107,7 +119,7 @@ class Database {
   std::shared_ptr<std::recursive_mutex> mutex_;
   std::shared_ptr<Waits> waits_;
   std::chrono::steady_clock::time_point locked_since_;
-  bool in_run_transaction_ = false;
+  bool waits_outside_ = false;  // of SQLite
   mutable std::string stop_reason_;
   std::unique_ptr<sqlite3, CloseHandle> handle_;
   std::list<CompiledQueryPtr> kept_;  // most recently used first

@@ -85,14 +85,14 @@ void SqliteConnection::Begin() {
   Database& database = Open();
   const std::lock_guard lock(database.Mutex());
   attachments().Flush();
-  database.RunTransaction("BEGIN IMMEDIATE");
+  database.Begin();
 }
 
 void SqliteConnection::Commit() {
   Database& database = Open();
   const std::lock_guard lock(database.Mutex());
   try {
-    database.RunTransaction("COMMIT");
+    database.Commit();
   } catch (const RuntimeError&) {
     // Some failures have ended the transaction already.
     if (InTransaction()) database.Run("ROLLBACK");

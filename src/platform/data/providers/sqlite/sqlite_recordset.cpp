@@ -60,7 +60,7 @@ void SqliteRecordset::ReadColumns() {
 
 void SqliteRecordset::Step() {
   const std::lock_guard lock(database_->Mutex());
-  switch (sqlite3_step(Handle())) {
+  switch (row_ == 0 ? database_->FirstStep(Handle()) : sqlite3_step(Handle())) {
     case SQLITE_ROW: at_end_ = false; return;
     case SQLITE_DONE:
       at_end_ = true;

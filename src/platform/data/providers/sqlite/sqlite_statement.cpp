@@ -36,10 +36,10 @@ void BindAll(const Database& database, sqlite3_stmt* statement, const Values& va
 
 }  // namespace
 
-std::int64_t RunToEnd(const Database& database, sqlite3_stmt* statement) {
+std::int64_t RunToEnd(Database& database, sqlite3_stmt* statement) {
   sqlite3* handle = database.Handle();
   const std::int64_t before = sqlite3_total_changes64(handle);
-  int result = SQLITE_ROW;
+  int result = database.FirstStep(statement);
   while (result == SQLITE_ROW) result = sqlite3_step(statement);
   // Statements that change no rows leave the last count of changes as it was.
   const std::int64_t changed = sqlite3_total_changes64(handle) == before ? 0 : sqlite3_changes64(handle);

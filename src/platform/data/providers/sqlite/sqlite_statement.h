@@ -24,6 +24,6 @@ class SqliteStatement final : public BoundStatement {
 };
 
 // Runs a bound statement to its end; the number of rows it changed. Resets it in any case.
-std::int64_t RunToEnd(const Database& database, sqlite3_stmt* statement);
+std::int64_t RunToEnd(Database& database, sqlite3_stmt* statement);
 
 }  // namespace kestrel::sqlite

@@ -1,0 +1,43 @@
+// Opening a session with the server, and what every session is told first.
+#pragma once
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+struct pg_conn;
+
+namespace kestrel::postgres {
+
+struct CloseSession {
+  void operator()(pg_conn* session) const;
+};
+using HandlePtr = std::unique_ptr<pg_conn, CloseSession>;
+
+// Where the server is, and how it is asked for.
+struct Address {
+  // libpq's keywords; "dbname" may hold a whole URL.
+  std::vector<std::pair<std::string, std::string>> options;
+  // Hidden in error texts.
+  std::string password;
+};
+
+// A session in pipeline mode, nothing of which blocks. Error 3000 with libpq's reason.
+HandlePtr OpenHandle(const Address& address);
+// The same in a thread of its own, which nobody need wait for: it ends with libpq's time limit.
+std::future<HandlePtr> OpenHandleInBackground(const Address& address);
+
+// The query that makes the settings by which values are written and limits hold, whatever the server's own are. Its
+// first value is "t" where a pooler stands between (another process answers than the one that greeted); there they
+// hold for the transaction alone.
+std::string SettingsQuery(const HandlePtr& handle, std::chrono::milliseconds lock_limit);
+// The same for one transaction, without a row.
+std::string TransactionSettings(std::chrono::milliseconds lock_limit);
+
+// libpq ends its messages with a line end.
+std::string Trimmed(const char* message);
+
+}  // namespace kestrel::postgres

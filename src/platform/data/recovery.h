@@ -1,0 +1,33 @@
+// What a connection knows of a transaction that it lost, for whoever can do its work again. Between providers that
+// come with the component and the sample host, which finds it by dynamic_cast; others do not have it.
+#pragma once
+
+#include <cstdint>
+
+#include "kestrel/export.h"
+
+namespace kestrel {
+
+class KESTREL_INTERNAL Recovery {
+ public:
+  enum class Loss {
+    kLasting,   // whoever does the same again would fare the same
+    kUndone,    // nothing of the transaction stands, and the next one may succeed
+    kUncertain  // as kUndone, but the answer to a commit is missing: perhaps all of it stands
+  };
+
+  Recovery() = default;
+  Recovery(const Recovery&) = delete;
+  Recovery& operator=(const Recovery&) = delete;
+  virtual ~Recovery() = default;
+
+  // Of the last failure since a transaction began. The next Begin opens a lost connection again.
+  virtual Loss LastLoss() const = 0;
+  // Counts the sessions with the server: what belonged to an earlier one, as a lock, has ended with it.
+  virtual std::uint64_t Sessions() const = 0;
+  // Whether nothing outlives a transaction, as a pooler hands each one to another session: neither locks nor
+  // temporary tables.
+  virtual bool IsPooled() const = 0;
+};
+
+}  // namespace kestrel

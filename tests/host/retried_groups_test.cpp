@@ -1,0 +1,259 @@
+// Groups that a server loses in passing: they are stored again, neither twice nor not at all, and the ledger agrees.
+#include <signal.h>
+
+#include <functional>
+#include <mutex>
+#include <thread>
+
+#include "host/ledger_fixture.h"
+#include "platform/data/pipeline.h"
+#include "support/scripted_watch.h"
+
+namespace kestrel {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+namespace {
+
+// Does something right before a group's commit, when what belongs to it is written down.
+class BeforeTheCommit final : public host::GroupMember {
+ public:
+  explicit BeforeTheCommit(std::function<void()> step) : step_(std::move(step)) {}
+  void BeforeCommit() override {
+    if (auto step = std::exchange(step_, nullptr)) step();
+  }
+  void GroupCommitted() override {}
+  bool GroupLost(const RuntimeError&) override { return false; }
+
+ private:
+  std::function<void()> step_;
+};
+
+class RetriedGroups : public testing::LedgerFixture {
+ protected:
+  void SetUp() override {
+    if (!OnPostgres()) GTEST_SKIP() << "needs a server";
+    LedgerFixture::SetUp();
+  }
+  void TearDown() override { connection->WatchWaits(nullptr); }
+
+  pid_t Backend() { return std::stoi(Rows("SELECT pg_backend_pid()").at(0)); }
+  void EndSession(pid_t backend) {
+    OpenConnection(file)->OpenRecordset("SELECT pg_terminate_backend(" + std::to_string(backend) + ", 10000)");
+  }
+  // For sessions that begin later.
+  void SetForDatabase(const std::string& setting) {
+    connection->Execute("ALTER DATABASE " + Rows("SELECT current_database()").at(0) + " SET " + setting);
+  }
+  // Joins the open group behind the importer.
+  void Join(host::GroupMember& member) {
+    host::GroupedWrites::Of(*connection).Store(member, host::GroupedWrites::Record::kOneStatement, [] {});
+  }
+  void Finish(const ObjectPtr& of) {
+    while (CallMethod(of, "NextLateError").ToBool()) {
+      errors.push_back(GetProperty(of, "ErrorDescription").ToText());
+      stop_reason = GetProperty(of, "StopReason").ToText();
+    }
+    CallMethod(of, "AfterImport");
+  }
+  // Table, index and ledger, each by a connection of its own.
+  void ExpectStored(int count) {
+    const ConnectionPtr other = OpenConnection(file);
+    const auto value = [&](const char* sql) { return std::string(other->OpenRecordset(sql)->TextAt(0)); };
+    EXPECT_EQ(value("SELECT count(*) FROM Kunden"), std::to_string(count));
+    EXPECT_EQ(value("SELECT count(*) FROM Adressindex"), std::to_string(count));
+    EXPECT_EQ(value("SELECT coalesce(sum(Anzahl), 0) FROM Importlaufzeilen"), std::to_string(count));
+    EXPECT_EQ(value("SELECT count(*) FROM Importlaufzeilen WHERE Ereignis = ''"), "0");
+  }
+
+  std::string stop_reason;
+};
+
+TEST_F(RetriedGroups, ACommitThatIsNeverAnsweredAndNeverHappensIsDoneAgain) {
+  const std::unique_lock no_timer(connection->CallMutex());
+  const ObjectPtr importer = Importer();
+  Start(importer);
+  ImportMany(importer, 300);
+  BeforeTheCommit lose([&] { EndSession(Backend()); });
+  Join(lose);
+  Flush();
+  ImportMany(importer, 50);
+  End(importer, 350);
+  EXPECT_THAT(errors, IsEmpty());
+  ExpectStored(350);
+}
+
+TEST_F(RetriedGroups, ACommitThatHappensWithoutAnAnswerIsNotDoneTwice) {
+  const ConnectionPtr hasty = OpenConnection(file + ";AnswerWait=0,5");
+  const std::unique_lock no_timer(hasty->CallMutex());
+  const ObjectPtr importer = components.CreateObject("ksbimport.importkunden");
+  SetProperty(importer, "Connection", hasty);
+  Start(importer);
+  CallMethod(importer, "RecordFate", 1, 2, "held back");
+  ImportMany(importer, 300);
+  const pid_t backend = std::stoi(std::string(hasty->OpenRecordset("SELECT pg_backend_pid()")->TextAt(0)));
+  BeforeTheCommit freeze([&] { ::kill(backend, SIGSTOP); });
+  host::GroupedWrites::Of(*hasty).Store(freeze, host::GroupedWrites::Record::kOneStatement, [] {});
+  bool is_new_session = false;
+  testing::ScriptedWatch watch([&](int) {
+    // The frozen session commits while the new one asks whether it has.
+    if (is_new_session) ::kill(backend, SIGCONT);
+    is_new_session |= watch.last_reason.find("wiederhergestellt") != std::string::npos;
+    return true;
+  });
+  hasty->WatchWaits(&watch);
+  host::GroupedWrites::Of(*hasty).Flush();
+  ::kill(backend, SIGCONT);
+  EXPECT_TRUE(is_new_session);
+  ImportMany(importer, 50);
+  End(importer, 350);
+  hasty->WatchWaits(nullptr);
+  EXPECT_THAT(errors, IsEmpty());
+  EXPECT_THAT(Rows("SELECT Ereignis, sum(Anzahl) FROM Importlaufzeilen GROUP BY Ereignis ORDER BY Ereignis"),
+              ElementsAre("neu|350", "zurückgehalten|2"));
+  EXPECT_THAT(Rows("SELECT count(*), count(DISTINCT Bez1) FROM Kunden"), ElementsAre("350|300"));
+}
+
+TEST_F(RetriedGroups, ASilentServerIsLeftAndTheGroupDoneAgain) {
+  const ConnectionPtr hasty = OpenConnection(file + ";AnswerWait=0,5");
+  const std::unique_lock no_timer(hasty->CallMutex());
+  const ObjectPtr importer = components.CreateObject("ksbimport.importkunden");
+  SetProperty(importer, "Connection", hasty);
+  Start(importer);
+  ImportMany(importer, 20);
+  const pid_t backend = std::stoi(std::string(hasty->OpenRecordset("SELECT pg_backend_pid()")->TextAt(0)));
+  ::kill(backend, SIGSTOP);
+  // Once it goes on, it finds that nobody listens, and gives up what it holds.
+  testing::ScriptedWatch watch([&](int) {
+    if (watch.last_reason.find("wiederhergestellt") != std::string::npos) ::kill(backend, SIGCONT);
+    return true;
+  });
+  hasty->WatchWaits(&watch);
+  ImportMany(importer, 300);
+  End(importer, 320);
+  hasty->WatchWaits(nullptr);
+  EXPECT_THAT(errors, IsEmpty());
+  ExpectStored(320);
+}
+
+TEST_F(RetriedGroups, AServerThatCrashesAndStartsAgainLosesNothing) {
+  const ObjectPtr importer = Importer();
+  Start(importer);
+  ImportMany(importer, 200);
+  // All sessions end, and the server recovers.
+  ::kill(Backend(), SIGKILL);
+  ImportMany(importer, 200);
+  End(importer, 400);
+  EXPECT_THAT(errors, IsEmpty());
+  ExpectStored(400);
+  EXPECT_THAT(States(), ElementsAre("1|fertig"));
+}
+
+TEST_F(RetriedGroups, ARunKeepsItsLockInANewSession) {
+  const ObjectPtr importer = Importer();
+  Start(importer);
+  EndSession(Backend());
+  ImportMany(importer, 10);
+  Flush();
+  EXPECT_EQ(Restore(OpenConnection(file)), "");
+  EXPECT_THAT(States(), ElementsAre("1|läuft"));
+  End(importer, 10);
+}
+
+TEST_F(RetriedGroups, ADeadlockIsEndedByDoingTheGroupAgain) {
+  ImportAll({{{"KundenNummer", "1"}, {"Bez1", "eins"}}, {{"KundenNummer", "2"}, {"Bez1", "zwei"}}});
+  const ConnectionPtr other = OpenConnection(file);
+  other->Execute("SET deadlock_timeout = '1h'");
+  const std::string waits = "SELECT count(*) FROM pg_stat_activity WHERE wait_event_type = 'Lock' AND pid = " +
+                            std::string(other->OpenRecordset("SELECT pg_backend_pid()")->TextAt(0));
+  other->Begin();
+  other->Execute("UPDATE Kunden SET Bez2 = 'anderer' WHERE KundenNummer = 2");
+  const std::unique_lock no_timer(connection->CallMutex());
+  const ObjectPtr importer = OverwritingImporter();
+  Start(importer);
+  ASSERT_EQ(Import(importer, {{"KundenNummer", "1"}, {"Bez1", "EINS"}}), "");
+  connection->pipeline()->Flush();
+  std::jthread crossing([&] {
+    other->Execute("UPDATE Kunden SET Bez2 = 'anderer' WHERE KundenNummer = 1");
+    other->Commit();
+  });
+  const ConnectionPtr third = OpenConnection(file);
+  while (third->OpenRecordset(waits)->TextAt(0) == "0") std::this_thread::yield();
+  EXPECT_EQ(Import(importer, {{"KundenNummer", "2"}, {"Bez1", "ZWEI"}}), "");
+  crossing.join();
+  End(importer, 0, 2);
+  EXPECT_THAT(errors, IsEmpty());
+  EXPECT_THAT(Rows("SELECT Bez1, Bez2 FROM Kunden ORDER BY KundenNummer"),
+              ElementsAre("EINS|anderer", "ZWEI|anderer"));
+}
+
+TEST_F(RetriedGroups, ASerializationFailureIsEndedByDoingTheGroupAgain) {
+  ImportAll({{{"KundenNummer", "1"}, {"Bez1", "eins"}}});
+  SetForDatabase("default_transaction_isolation = 'repeatable read'");
+  EndSession(Backend());
+  const std::unique_lock no_timer(connection->CallMutex());
+  const ObjectPtr importer = OverwritingImporter();
+  Start(importer);
+  ASSERT_EQ(Import(importer, {{"KundenNummer", "7"}, {"Bez1", "sieben"}}), "");
+  connection->pipeline()->Flush();
+  OpenConnection(file)->Execute("UPDATE Kunden SET Bez2 = 'anderer' WHERE KundenNummer = 1");
+  EXPECT_EQ(Import(importer, {{"KundenNummer", "1"}, {"Bez1", "EINS"}}), "");
+  End(importer, 1, 1);
+  EXPECT_THAT(errors, IsEmpty());
+  EXPECT_THAT(Rows("SELECT KundenNummer, Bez1, coalesce(Bez2, '') FROM Kunden ORDER BY KundenNummer"),
+              ElementsAre("1|EINS|anderer", "7|sieben|"));
+}
+
+TEST_F(RetriedGroups, AStatementThatAlwaysTakesTooLongStopsTheImportWithOneReason) {
+  ImportAll({{{"KundenNummer", "1"}, {"Bez1", "eins"}}});
+  SetForDatabase("statement_timeout = '100ms'");
+  const ConnectionPtr other = OpenConnection(file);
+  EndSession(Backend());
+  other->Begin();
+  other->Execute("UPDATE Kunden SET Bez2 = 'anderer'");
+  const ObjectPtr importer = OverwritingImporter();
+  Start(importer);
+  ASSERT_EQ(Import(importer, {{"KundenNummer", "7"}, {"Bez1", "sieben"}}), "");
+  connection->pipeline()->Flush();
+  Import(importer, {{"KundenNummer", "1"}, {"Bez1", "EINS"}});
+  Finish(importer);
+  EXPECT_THAT(errors, Contains(HasSubstr("statement timeout")));
+  EXPECT_THAT(stop_reason, HasSubstr("statement_timeout"));
+  other->Rollback();
+  EXPECT_THAT(Rows("SELECT Bez1 FROM Kunden ORDER BY KundenNummer"), ElementsAre("eins", "sieben"));
+}
+
+TEST_F(RetriedGroups, AServerThatGoesOnReadOnlyStopsTheImportWithOneReason) {
+  const ObjectPtr importer = Importer();
+  Start(importer);
+  ImportMany(importer, 20);
+  Flush();
+  // As where a standby has taken over the address.
+  SetForDatabase("default_transaction_read_only = on");
+  EndSession(Backend());
+  Import(importer, {{"Bez1", "Firma"}});
+  Finish(importer);
+  EXPECT_THAT(GetProperty(importer, "StopReason").ToText(), HasSubstr("darf nicht beschrieben werden"));
+  EXPECT_THAT(Rows("SELECT count(*) FROM Kunden"), ElementsAre("20"));
+}
+
+TEST_F(RetriedGroups, ARecordThatSomebodyElseHasStoredMeanwhileIsToldAsExisting) {
+  const std::unique_lock no_timer(connection->CallMutex());
+  const ObjectPtr importer = Importer();
+  Start(importer);
+  ASSERT_EQ(Import(importer, {{"KundenNummer", "1"}, {"Bez1", "eins"}}), "");
+  ASSERT_EQ(Import(importer, {{"KundenNummer", "2"}, {"Bez1", "zwei"}}), "");
+  EndSession(Backend());
+  OpenConnection(file)->Execute("INSERT INTO Kunden (KundenNummer, Bez1) VALUES (1, 'anderer')");
+  ASSERT_EQ(Import(importer, {{"KundenNummer", "3"}, {"Bez1", "drei"}}), "");
+  Finish(importer);
+  EXPECT_THAT(errors, ElementsAre(HasSubstr("Die Nummer 1 gibt es in 'Kunden' schon")));
+  EXPECT_THAT(Rows("SELECT KundenNummer, Bez1 FROM Kunden ORDER BY KundenNummer"),
+              ElementsAre("1|anderer", "2|zwei", "3|drei"));
+}
+
+}  // namespace
+}  // namespace kestrel
