@@ -117,6 +117,8 @@ LedgerBlockWriter& RunLedger::BlockFor(Rows& rows, std::string_view event) {
 void RunLedger::NotStored(std::int64_t first, std::int64_t last, std::string_view event) {
   const std::lock_guard lock(connection_.CallMutex());
   for (std::int64_t record = first; record <= last; ++record) BlockFor(not_stored_, event).Begin(record, {});
+  // Of many records held back one after the other none is written down.
+  if (lock_ != nullptr) Trap([this] { lock_->Keep(); }, [](const RuntimeError&) {});
   PassOver(last);
 }
 

@@ -29,6 +29,33 @@ bool IsHeld(Connection& connection, std::int64_t run) {
               ->IsEof();
 }
 
+bool IsPooled(Connection& connection) {
+  const auto* recovery = dynamic_cast<const Recovery*>(&connection);
+  return recovery != nullptr && recovery->IsPooled();
+}
+
+constexpr std::chrono::seconds kRenewedEvery{60};
+// By the server's clock, so that those of the clerks need not agree.
+const std::string kNow = "CAST(extract(epoch FROM clock_timestamp()) AS bigint)";
+const std::string kHeldUntil = kNow + " + 900";
+
+std::string NameOf(std::int64_t run) { return "'Lauf " + std::to_string(run) + "'"; }
+
+bool IsLeased(Connection& connection, std::int64_t run) {
+  return HasTable(connection, "Importsperre") &&
+         !connection
+              .OpenRecordset("SELECT 1 FROM Importsperre WHERE Name = " + NameOf(run) + " AND Stand >= " + kNow)
+              ->IsEof();
+}
+
+bool Lease(Connection& connection, std::int64_t run) {
+  CreateImportLock(connection);
+  return connection.Execute(
+             "INSERT INTO Importsperre (Name, Stand) VALUES (" + NameOf(run) + ", " + kHeldUntil +
+             ") ON CONFLICT (Name) DO UPDATE SET Stand = excluded.Stand WHERE Importsperre.Stand < " + kNow) !=
+         0;
+}
+
 // Of the files beside an SQLite database, up to the run's number; empty for a database that is no file.
 std::string LockFilesOf(Connection& connection) {
   const RecordsetPtr main =
@@ -48,6 +75,11 @@ void RemoveEmpty(FileLock& lock) {
 std::optional<RunLock> RunLock::Acquire(Connection& connection, std::int64_t run) {
   if (!IsSqlite(connection)) {
     if (IsHeld(connection, run)) return std::nullopt;
+    if (IsPooled(connection)) {
+      if (!Lease(connection, run)) return std::nullopt;
+      return RunLock(connection, run, std::nullopt);
+    }
+    if (IsLeased(connection, run)) return std::nullopt;
     const RecordsetPtr taken =
         connection.OpenRecordset("SELECT pg_try_advisory_lock" + KeysOf(run) + "::integer");
     if (taken->TextAt(0) != "1") return std::nullopt;
@@ -85,10 +117,19 @@ RunLock::RunLock(Connection& connection, std::int64_t run, std::optional<FileLoc
     : connection_(&connection),
       recovery_(dynamic_cast<Recovery*>(&connection)),
       session_(recovery_ == nullptr ? 0 : recovery_->Sessions()),
+      is_lease_(IsPooled(connection)),
+      renewed_(std::chrono::steady_clock::now()),
       run_(run),
       file_(std::move(file)) {}
 
 void RunLock::Keep() {
+  if (is_lease_) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - renewed_ < kRenewedEvery) return;
+    connection_->Execute("UPDATE Importsperre SET Stand = " + kHeldUntil + " WHERE Name = " + NameOf(run_));
+    renewed_ = now;
+    return;
+  }
   if (recovery_ == nullptr || recovery_->Sessions() == session_) return;
   if (!IsHeld(*connection_, run_) &&
       connection_->OpenRecordset("SELECT pg_try_advisory_lock" + KeysOf(run_) + "::integer")->TextAt(0) ==
@@ -117,6 +158,8 @@ RunLock::RunLock(RunLock&& other) noexcept
     : connection_(std::exchange(other.connection_, nullptr)),
       recovery_(other.recovery_),
       session_(other.session_),
+      is_lease_(other.is_lease_),
+      renewed_(other.renewed_),
       run_(other.run_),
       file_(std::move(other.file_)) {
   other.file_.reset();
@@ -127,8 +170,14 @@ RunLock::~RunLock() {
     RemoveEmpty(*file_);
   } else if (connection_ != nullptr && connection_->IsOpen() && !IsSqlite(*connection_)) {
     // A session that has gone has given it up.
-    Trap([this] { connection_->OpenRecordset("SELECT pg_advisory_unlock" + KeysOf(run_) + "::text"); },
-         [](const RuntimeError&) {});
+    const auto give_up = [this] {
+      if (is_lease_) {
+        connection_->Execute("DELETE FROM Importsperre WHERE Name = " + NameOf(run_));
+      } else {
+        connection_->OpenRecordset("SELECT pg_advisory_unlock" + KeysOf(run_) + "::text");
+      }
+    };
+    Trap(give_up, [](const RuntimeError&) {});
   }
 }
 

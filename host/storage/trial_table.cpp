@@ -5,6 +5,7 @@
 
 #include "kestrel/runtime_error.h"
 #include "platform/base/text.h"
+#include "platform/data/recovery.h"
 #include "schema/host_schema.h"
 #include "storage/grouped_writes.h"
 
@@ -25,18 +26,24 @@ TrialTable::TrialTable(Connection& connection, const Destination& destination)
   GroupedWrites::Of(connection_).Flush();
   // In a file, as there may be millions of records; an import has asked for the memory.
   if (IsSqlite(connection_)) connection_.Execute("PRAGMA temp_store = FILE");
+  const auto* recovery = dynamic_cast<const Recovery*>(&connection_);
+  if (recovery != nullptr && recovery->IsPooled() && !connection_.InTransaction()) {
+    connection_.Begin();
+    is_transaction_ = true;
+  }
   connection_.Execute(CreateText(destination.table));
 }
 
 TrialTable::~TrialTable() {
-  Trap(
-      [&] {
-        if (!connection_.IsOpen()) return;
-        GroupedWrites::Of(connection_).Flush();
-        connection_.Execute("DROP TABLE " + destination_.table);
-      },
-      // It ends with the connection.
-      [](const RuntimeError&) {});
+  // It ends with the connection.
+  Trap([this] { Remove(); }, [](const RuntimeError&) {});
+}
+
+void TrialTable::Remove() {
+  if (!connection_.IsOpen()) return;
+  GroupedWrites::Of(connection_).Flush();
+  connection_.Execute("DROP TABLE " + destination_.table);
+  if (is_transaction_ && connection_.InTransaction()) connection_.Commit();
 }
 
 std::string TableColumns(Connection& connection, const std::string& table) {

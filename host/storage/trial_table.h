@@ -23,7 +23,7 @@ class TrialTable {
   TrialTable(Connection& connection, const Destination& destination);
   TrialTable(const TrialTable&) = delete;
   TrialTable& operator=(const TrialTable&) = delete;
-  // Drops the table. Whoever writes through destination() has ended.
+  // Drops the table; what else was stored meanwhile is committed. Whoever writes through destination() has ended.
   ~TrialTable();
 
   const Destination& destination() const { return destination_; }
@@ -32,10 +32,12 @@ class TrialTable {
 
  private:
   std::string CreateText(const std::string& original) const;
+  void Remove();
 
   Connection& connection_;
   Destination destination_;
   std::string told_table_;
+  bool is_transaction_ = false;  // holds the table: behind a pooler none outlives one
 };
 
 }  // namespace kestrel::host

@@ -15,7 +15,7 @@ runtime_packages=(tdsodbc odbc-postgresql)
 # To run every test.
 test_packages=(
   git libgtest-dev libgmock-dev libbenchmark-dev python3
-  sqlite3 postgresql
+  sqlite3 postgresql pgbouncer
   python3-xlrd python3-xlwt python3-dbf mdbtools gnumeric
   xvfb xauth dbus dbus-x11 at-spi2-core python3-pyatspi fonts-dejavu-core
 )
