@@ -5,6 +5,7 @@
 #include "ledger/run_state.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
+#include "schema/database_roles.h"
 #include "schema/host_schema.h"
 #include "storage/index_repair.h"
 #include "storage/sqlite_settings.h"
@@ -47,10 +48,11 @@ std::string Setup::RestoreDatabase(const ObjectPtr& connection) {
   return told + runs;
 }
 
-void Setup::InitialiseDatabase(const ObjectPtr& connection) {
+std::string Setup::InitialiseDatabase(const ObjectPtr& connection) {
   Connection& database = RequireConnection(connection);
   PrepareNewDatabase(database);
   InitialiseHostDatabase(database);
+  return GrantRoles(database);
 }
 
 }  // namespace kestrel::host

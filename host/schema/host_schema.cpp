@@ -6,6 +6,7 @@
 
 #include "kestrel/transaction.h"
 #include "platform/base/text.h"
+#include "schema/database_roles.h"
 #include "schema/default_destinations.h"
 #include "schema/number_sequence.h"
 
@@ -230,6 +231,15 @@ std::string AddressTableColumns(const Connection& connection, std::string_view t
   return {};
 }
 
+std::vector<std::string> HostTables() {
+  std::vector<std::string> tables = {
+      "Personalstamm",    "Einstellungen",   "Kundengruppen",    "Lieferantengruppen", "Adressindex",
+      "Protokoll",        "Protokollzeilen", "Importziele",      "Importfelder",       "Protokollherkunft",
+      "Protokolldetails", "Importlauf",      "Importlaufzeilen", "Importsperre"};
+  for (const DefaultDestination& destination : kDefaultDestinations) tables.emplace_back(destination.table);
+  return tables;
+}
+
 void CreateLogDetailTables(Connection& connection) {
   for (const char* sql : kLogDetailTables) connection.Execute(WithKeyType(connection, sql));
 }
@@ -286,6 +296,7 @@ bool HasAddressIndexAsMade(Connection& connection) {
 
 void InitialiseHostDatabase(Connection& connection) {
   InTransaction(connection, [&] {
+    CreateSchema(connection);
     CreateTables(connection);
     for (const char* sql : kRows) connection.Execute(std::string(sql) + " ON CONFLICT DO NOTHING");
     AddDefaultDestinations(connection);

@@ -16,6 +16,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kestrel/connection.h"
 
@@ -30,6 +31,9 @@ bool IsSqlite(const Connection& connection);
 
 // The statement that inserts rows but passes over those whose key exists; `target` is what follows INSERT INTO.
 std::string InsertAbsentText(const Connection& connection, std::string_view target);
+
+// The tables that InitialiseHostDatabase makes on PostgreSQL.
+std::vector<std::string> HostTables();
 
 // Makes the tables beside the logs, which databases of earlier versions lack. Error 3000.
 void CreateLogDetailTables(Connection& connection);

@@ -52,12 +52,13 @@ std::string SequenceOf(Connection& connection, const std::string& table, const s
   return found.empty() ? Find(connection, table, column) : found;
 }
 
-void CreateNumberSequences(Connection& connection) {
-  SequenceOf(connection, "Protokoll", "ProtokollNr");
-  SequenceOf(connection, "Importlauf", "LaufNr");
+std::vector<std::string> CreateNumberSequences(Connection& connection) {
+  std::vector<std::string> sequences = {SequenceOf(connection, "Protokoll", "ProtokollNr"),
+                                        SequenceOf(connection, "Importlauf", "LaufNr")};
   for (const DefaultDestination& destination : kDefaultDestinations) {
-    SequenceOf(connection, destination.table, destination.number_field);
+    sequences.push_back(SequenceOf(connection, destination.table, destination.number_field));
   }
+  return sequences;
 }
 
 }  // namespace kestrel::host

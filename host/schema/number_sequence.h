@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "kestrel/connection.h"
 
@@ -12,7 +13,7 @@ namespace kestrel::host {
 // Error 3000, with a way out where it cannot be made.
 std::string SequenceOf(Connection& connection, const std::string& table, const std::string& column);
 
-// Makes the sequences of all tables that the host brings. Error 3000.
-void CreateNumberSequences(Connection& connection);
+// Makes the sequences of all tables that the host brings; all of them. Error 3000.
+std::vector<std::string> CreateNumberSequences(Connection& connection);
 
 }  // namespace kestrel::host

@@ -1,7 +1,9 @@
 #include "storage/missing_rights.h"
 
 #include <mutex>
+#include <utility>
 
+#include "schema/host_schema.h"
 #include "storage/grouped_writes.h"
 
 namespace kestrel::host {
@@ -39,8 +41,8 @@ std::string MissingRights(Connection& connection, const Destination& destination
   }
   Try(connection,
       "In die Tabelle '" + table + "' kann nicht eingefügt werden: ", InsertOfNothing(table, columns), missing);
-  // Where not even that is possible, the rest says nothing new.
-  if (!missing.empty()) return missing;
+  // Where SQLite refuses that, it refuses everything; PostgreSQL knows rights of each table.
+  if (!missing.empty() && IsSqlite(connection)) return missing;
   if (overwrite) {
     const std::string& number = destination.fields[destination.number_field].column;
     Try(connection, "In der Tabelle '" + table + "' kann nicht geändert werden: ",
@@ -50,6 +52,17 @@ std::string MissingRights(Connection& connection, const Destination& destination
     Try(connection, "In den Adressindex der Dublettenprüfung kann nicht eingefügt werden: ",
         InsertOfNothing("Adressindex", "Doubletkey1, Doubletkey2, Doubletkey3, AdressId, Adressart, Referenz"),
         missing);
+  }
+  // What tells of the import, and what its records are locked by.
+  for (const auto& [written, column] :
+       {std::pair("Protokoll", "ProtokollNr"), std::pair("Protokollzeilen", "ZeilenNr"),
+        std::pair("Protokollherkunft", "ProtokollNr"), std::pair("Protokolldetails", "ZeilenNr"),
+        std::pair("Importlauf", "LaufNr"), std::pair("Importlaufzeilen", "ZeilenNr"),
+        std::pair("Importsperre", "Name")}) {
+    // Tables that an earlier version did not have are made when they are needed.
+    if (IsSqlite(connection) || !HasTable(connection, written)) continue;
+    Try(connection, "In die Tabelle '" + std::string(written) + "' kann nicht eingefügt werden: ",
+        InsertOfNothing(written, column), missing);
   }
   return missing;
 }

@@ -32,7 +32,9 @@ std::string MakeSampleHost(Workspace& workspace, const std::string& folder) {
       [&] {
         const ObjectPtr setup = workspace.components().CreateObject("kestrelhost.Setup");
         if (own_host) {
-          CallMethod(setup, "InitialiseDatabase", workspace.session().HostConnection);
+          const std::string left =
+              CallMethod(setup, "InitialiseDatabase", workspace.session().HostConnection).ToText();
+          if (!left.empty()) workspace.err() << left << std::endl;
           CallMethod(setup, "CreateSampleFiles", folder);
         } else {
           database = CallMethod(setup, "CreateSampleHost", folder).ToText();
