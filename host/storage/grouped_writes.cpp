@@ -8,8 +8,10 @@ namespace kestrel::host {
 
 namespace {
 
-// So a commit takes a twentieth of the time.
+// So a commit takes a twentieth of the time ...
 constexpr int kTimesACommit = 19;
+// ... or a fifth.
+constexpr int kTimesASlowCommit = 4;
 
 // How often a group is done again that is lost in passing.
 constexpr int kMostAttempts = 6;
@@ -51,6 +53,12 @@ GroupedWrites::~GroupedWrites() {
   for (GroupMember* member : buffered_) member->group_ = nullptr;
 }
 
+std::chrono::steady_clock::duration GroupedWrites::SpanAfter(std::chrono::steady_clock::duration commit) {
+  using Span = std::chrono::steady_clock::duration;
+  const Span longest = std::clamp<Span>(kTimesASlowCommit * commit, kLongestSpan, kLongestOfSlowCommits);
+  return std::clamp<Span>(kTimesACommit * commit, kShortestSpan, longest);
+}
+
 Statement& GroupedWrites::Prepared(std::unique_ptr<Statement>& statement, std::string_view sql) {
   if (statement == nullptr) statement = connection_.Prepare(sql);
   return *statement;
@@ -70,9 +78,7 @@ void GroupedWrites::OpenGroup() {
   });
   open_ = true;
   ++generation_;
-  using Span = std::chrono::steady_clock::duration;
-  deadline_ = std::chrono::steady_clock::now() +
-              std::clamp<Span>(kTimesACommit * last_commit_, kShortestSpan, kLongestSpan);
+  deadline_ = std::chrono::steady_clock::now() + SpanAfter(last_commit_);
   {
     const std::lock_guard lock(mutex_);
     alarm_ = deadline_;

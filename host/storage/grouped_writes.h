@@ -2,14 +2,16 @@
 // where commits are slow.
 //
 // One commit a record costs more than the record; one commit an import loses everything when the program
-// dies. Here a commit takes a twentieth of the time, or more only where that would need groups longer than a
+// dies. Here a commit takes a twentieth of the time, or up to a fifth where that would need groups longer than a
 // second: what was stored in the last second and the time of one commit is lost at most, also when no further
-// record comes. The write lock is given up as soon as nothing is stored.
+// record comes; where a commit takes longer than a quarter of a second, what was stored in four times as long, and
+// never more than in five seconds. The write lock is given up as soon as nothing is stored.
 //
 // Invariants
 //  1. A group is a transaction that Store or OpenForLookUp opened. It ends nineteen times as long after its beginning
-//     as the last commit took, within kShortestSpan and kLongestSpan: at the end of the Store that finds the time
-//     over, else by the timer thread, or by Flush. Between the look-up for a record and its Store the timer thread
+//     as the last commit took, within kShortestSpan and kLongestSpan, but not sooner than four times as long, within
+//     kLongestOfSlowCommits (SpanAfter): at the end of the Store that finds the time over, else by the timer thread, or
+//     by Flush. Between the look-up for a record and its Store the timer thread
 //     leaves it open for kLongestSpan more.
 //  2. A record is stored as a whole or not at all; a record that fails leaves the others of its group alone.
 //  3. Everything here happens under the connection's CallMutex. The timer thread takes it only to commit,
@@ -76,6 +78,10 @@ class GroupedWrites final : public Attachment {
  public:
   static constexpr std::chrono::milliseconds kShortestSpan{200};
   static constexpr std::chrono::milliseconds kLongestSpan{1000};
+  static constexpr std::chrono::milliseconds kLongestOfSlowCommits{5000};
+
+  // How long a group lasts where the last commit took so long.
+  static std::chrono::steady_clock::duration SpanAfter(std::chrono::steady_clock::duration commit);
 
   // What keeps a record whole when its step fails.
   enum class Record {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -89,6 +90,20 @@ class NumbersWrittenBehind final : public GroupMember {
 };
 
 }  // namespace
+
+TEST(SpansOfGroups, LetACommitTakeATwentiethOfTheTimeOrAFifthButLastFiveSecondsAtMost) {
+  using std::chrono::milliseconds;
+  const auto after = [](int commit) {
+    return std::chrono::duration_cast<milliseconds>(GroupedWrites::SpanAfter(milliseconds(commit))).count();
+  };
+  EXPECT_EQ(after(0), 200);
+  EXPECT_EQ(after(10), 200);
+  EXPECT_EQ(after(20), 380);
+  EXPECT_EQ(after(100), 1000);
+  EXPECT_EQ(after(250), 1000);
+  EXPECT_EQ(after(400), 1600);
+  EXPECT_EQ(after(60000), 5000);
+}
 
 TEST_F(Grouped, RecordsShareATransactionThatTheTimerEnds) {
   {
