@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -16,6 +17,7 @@
 #include "cpu_time.h"
 #include "kestrel/open_connection.h"
 #include "kestrel/runtime_error.h"
+#include "plain_read.h"
 #include "platform/base/text.h"
 #include "result_line.h"
 #include "sources/text_source.h"
@@ -125,12 +127,29 @@ void Print(const char* what, double seconds, const Totals& totals) {
               seconds * 1e9 / static_cast<double>(totals.records), totals.records, totals.bytes);
 }
 
+double ChildCpuSeconds() {
+  rusage usage{};
+  getrusage(RUSAGE_CHILDREN, &usage);
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+  };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+// CPU seconds of a command whose output is thrown away; none where it is missing or fails.
+std::optional<double> CommandSeconds(const std::string& command) {
+  const double begin = ChildCpuSeconds();
+  if (std::system((command + " >/dev/null 2>&1").c_str()) != 0) return std::nullopt;
+  return ChildCpuSeconds() - begin;
+}
+
 void CompareDbf(const std::string& folder, const std::vector<Record>& records, int rounds) {
   WriteText(folder + "/kunden.txt", records, ';', true);
   WriteDbf(folder + "/kunden.dbf", records);
   const kestrel::TextFormat format{
       .column_headings = true, .file_format = "ANSI", .delimiter = ";", .text_recognition = "\""};
-  BestTime text_time, dbf_time;
+  BestTime text_time, dbf_time, plain_time, peer_time;
+  const std::string table = folder + "/kunden.dbf";
   Totals text, dbf;
   for (int round = 0; round < rounds; ++round) {
     text_time.Add(CpuSecondsOf(
@@ -140,27 +159,34 @@ void CompareDbf(const std::string& folder, const std::vector<Record>& records, i
           kestrel::OpenConnection("Driver={Microsoft dBASE Driver (*.dbf)};DBQ=" + folder + "; DriverID=277");
       dbf = LookAtEverything(*connection->OpenRecordset("SELECT * From KUNDEN.DBF"));
     }));
+    plain_time.Add(CpuSecondsOf([&] { kestrel::bench::PlainRead(table); }));
+    if (const auto seconds = CommandSeconds("pgdbf '" + table + "'")) peer_time.Add(*seconds);
   }
   std::printf("dBase table and text file of one content, opened and read to the end\n");
   Print("text file", text_time.seconds(), text);
   Print("dBase table", dbf_time.seconds(), dbf);
   const double ratio = dbf_time.seconds() / text_time.seconds();
-  std::printf("  dBase / text             %7.2f\n\n", ratio);
+  std::printf("  dBase / text             %7.2f\n", ratio);
+  // The table is filled up with blanks, and so twice as large as the text: what a byte costs is told besides.
+  const auto size = static_cast<double>(std::filesystem::file_size(table));
+  const double per_plain_read = dbf_time.seconds() / plain_time.seconds();
+  std::printf("  dBase table, GB/s        %7.2f   %.2f plain reads of it\n", size / 1e9 / dbf_time.seconds(),
+              per_plain_read);
+  const bool has_peer = peer_time.seconds() < 1e6;
+  if (has_peer) std::printf("  pgdbf / dBase            %7.1f\n", peer_time.seconds() / dbf_time.seconds());
+  std::printf("\n");
   const std::string what = "dBase record / the same record of a text file, " + std::to_string(records.size());
   kestrel::bench::Report({.what = what,
                           .ours = kestrel::bench::Seconds(dbf_time.seconds()),
                           .naive = kestrel::bench::Seconds(text_time.seconds()),
                           .ratio = ratio,
                           .limit = 1});
-}
-
-double ChildCpuSeconds() {
-  rusage usage{};
-  getrusage(RUSAGE_CHILDREN, &usage);
-  const auto seconds = [](const timeval& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
-  };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+  kestrel::bench::Report(
+      {.what = "dBase table opened and read / a plain read of it, " + std::to_string(records.size()),
+       .ours = kestrel::bench::Fixed(size / 1e9 / dbf_time.seconds(), 2, " GB/s"),
+       .naive = kestrel::bench::Fixed(size / 1e9 / plain_time.seconds(), 2, " GB/s"),
+       .peers = has_peer ? "pgdbf " + kestrel::bench::Seconds(peer_time.seconds()) : "",
+       .ratio = per_plain_read});
 }
 
 bool Convert(const std::string& from, const std::string& to) {
