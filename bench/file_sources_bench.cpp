@@ -173,7 +173,11 @@ void CompareDbf(const std::string& folder, const std::vector<Record>& records, i
   std::printf("  dBase table, GB/s        %7.2f   %.2f plain reads of it\n", size / 1e9 / dbf_time.seconds(),
               per_plain_read);
   const bool has_peer = peer_time.seconds() < 1e6;
-  if (has_peer) std::printf("  pgdbf / dBase            %7.1f\n", peer_time.seconds() / dbf_time.seconds());
+  if (has_peer) {
+    std::printf("  pgdbf / dBase            %7.1f\n", peer_time.seconds() / dbf_time.seconds());
+  } else {
+    std::printf("  pgdbf is not installed\n");
+  }
   std::printf("\n");
   const std::string what = "dBase record / the same record of a text file, " + std::to_string(records.size());
   kestrel::bench::Report({.what = what,
