@@ -69,7 +69,7 @@ bool RecordAssembly::Fill(const RecordsetPtr& source, const RecordsetPtr& record
 template <class Source, class Target>
 void RecordAssembly::MakeAll(const Source& source, const Image& image, Target target) {
   for (Row& row : rows_) {
-    if (row.size_error) [[unlikely]]
+    if (row.is_special && row.size_error) [[unlikely]]
       errors_.Count(*row.size_error, ValueOf(row, source));
     const auto fill = [&] {
       if (Make(row, source, image, target.RoomFor(row))) target.Write(row);
@@ -127,6 +127,7 @@ RecordAssembly::Row RecordAssembly::ReadRow(const MemoryRecordset& list) const {
     row.date = FindDatePattern(list.TextAt(kFormat));
   }
   row.is_ready = row.option == kConstantValue && IsReady(row);
+  row.is_special = row.translation || row.size_error;
   return row;
 }
 
@@ -219,7 +220,7 @@ bool RecordAssembly::MakeImported(Row& row, const Source& source, const Image& i
       source.TextAt(row.source_column ? *row.source_column : source.RequireColumn(row.destination));
   std::string_view text = raw;
   std::optional<std::string_view> translation;
-  if (row.translation) translation = row.translation->Table(image).Find(raw);
+  if (row.is_special && row.translation) translation = row.translation->Table(image).Find(raw);
   if (translation) text = *translation;
 
   const bool is_number = row.kind == FieldKind::kNumeric && !text.empty();

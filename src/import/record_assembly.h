@@ -57,6 +57,8 @@ class RecordAssembly {
     FieldKind kind = FieldKind::kOther;
     // Of a constant: the rules write it as it is.
     bool is_ready = false;
+    // Whether one of `translation` and `size_error` is set.
+    bool is_special = false;
     const DatePattern* date = nullptr;
     std::int64_t size = 0;
     BorrowedText value;      // of a constant that is ready, for all records
