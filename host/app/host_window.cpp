@@ -2,12 +2,12 @@
 
 #include <QAbstractButton>
 #include <QCloseEvent>
-#include <QIcon>
 #include <QMenuBar>
 #include <QStatusBar>
 
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
+#include "wizard/window_frame.h"
 
 namespace kestrel::host {
 
@@ -32,7 +32,7 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
       import_man_(Platform{ui_, components, clock_}, &wizard_) {
   setObjectName("hostWindow");
   setWindowTitle("KESTREL Adressen");
-  setWindowIcon(QIcon(":/kestrel/logo.svg"));
+  GiveIcon(this);
   import_man_.SetConnection(connection_);
   import_man_.SetPersonalNr(personal_nr);
 

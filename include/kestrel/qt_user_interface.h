@@ -9,7 +9,8 @@ namespace kestrel {
 
 class KESTREL_EXPORT QtUserInterface final : public UserInterface {
  public:
-  // Boxes belong to the window that is active when they are shown, so that they stay above it.
+  // Boxes belong to the window that is active when they are shown, or would be if this program were, so that they
+  // stay above it; it has the keyboard again when they have closed.
   QtUserInterface() = default;
 
   Answer MessageBox(std::string_view text, std::string_view title, Icon icon, Buttons buttons) override;
@@ -18,6 +19,9 @@ class KESTREL_EXPORT QtUserInterface final : public UserInterface {
                                         const std::string& start) override;
   std::optional<std::string> ChooseFolder(std::string_view title, const std::string& start) override;
   void Yield() override;
+
+  // As MessageBox with Icon::kQuestion and Buttons::kYesNo, with Enter answering no.
+  Answer AskBeforeLoss(std::string_view text, std::string_view title);
 };
 
 // Loads Qt's own German texts (Ja, Nein, the file dialog) into the application; once is enough. The wizard and

@@ -48,11 +48,16 @@ class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
   // instead.
   void ShowStep1(std::shared_ptr<Session> session) override;
 
+  // Ends an import that is under way as cancelling does, without a question.
+  void Abandon();
+
   // --- For the pages ---
   void ShowStep1();
   void ShowStep2();
   void ShowStep3();
   const WizardComforts& comforts() const { return comforts_; }
+  // What the comforts change about the look of a page or dialog. Before it is shown.
+  void Dress(QWidget& window) const;
   // The shared value editor.
   frmTransTbl& ValueEditor();
   // The page that is shown, or null.
@@ -72,8 +77,6 @@ class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
   void ShowPage(std::unique_ptr<Page>& slot);
   // The dialog that a page waits for, or null.
   QWidget* OpenDialog() const;
-  // Ends an import that is under way.
-  void Abandon();
   // The last page has closed: the session is released, and the host told.
   void EndSession();
   void DropPages();

@@ -13,6 +13,21 @@ struct WizardComforts {
   bool column_drift = false;
   // Step 1 tells once, in a message box, which files its list leaves out because they cannot be read, and why.
   bool unreadable_specifications = false;
+  // "Löschen?" answers no where only Enter is pressed, and "Abbrechen" on step 3 asks where something was changed.
+  // (Escape there asks in any case.)
+  bool careful_questions = false;
+  // Behind a save the page says that it has saved.
+  bool tells_of_saving = false;
+  // The names of mandatory fields are followed by "*".
+  bool marked_mandatory_fields = false;
+  // The captions of buttons show the letter that presses them together with Alt.
+  bool visible_access_keys = false;
+  // Step 2 offers the kind of a specification that its list lacks for that specification, so that nothing of it is
+  // lost on the way to step 3 or back.
+  bool unlisted_kinds = false;
+  // What a specification says of a source that cannot be read just now stays: on step 2 the name of its table, on
+  // step 3 the assignments to its columns.
+  bool kept_assignments = false;
 };
 
 }  // namespace kestrel

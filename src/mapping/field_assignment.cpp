@@ -190,6 +190,19 @@ std::shared_ptr<MemoryRecordset> CreateAssignmentList() {
   return list;
 }
 
+std::vector<std::string> AssignedSourceColumns(const Session& session) {
+  std::vector<std::string> columns;
+  const std::shared_ptr<const ProfileImage> spec = ProfileStore().Require(session.SpecFile);
+  if (const ProfileImage::Section* section = spec->FindSection(kAssignmentSection)) {
+    for (const ProfileImage::Entry& entry : section->entries) {
+      const std::string assignment = GetIniString(*spec, kAssignmentSection, entry.key, "");
+      if (assignment.starts_with(kFieldPrefix)) columns.emplace_back(AssignedText(assignment));
+    }
+  }
+  columns.emplace_back();
+  return columns;
+}
+
 std::vector<bool> BuildAssignmentList(Session& session, ImportLogs& logs, std::string* failure) {
   const std::shared_ptr<MemoryRecordset> list = CreateAssignmentList();
   session.AssignmentList = list;

@@ -57,6 +57,10 @@ struct AssignmentPanel {
 // An empty list.
 KESTREL_INTERNAL std::shared_ptr<MemoryRecordset> CreateAssignmentList();
 
+// The columns that the working copy assigns to fields, and one empty element, as session.SourceFieldNames has them.
+// Raises what keeps the file from being read.
+KESTREL_INTERNAL std::vector<std::string> AssignedSourceColumns(const Session& session);
+
 // Fills session.AssignmentList from the import class's GetFields, session.SourceFieldNames and the working
 // copy, and moves to the first row. Returns the mandatory flags, one per record number counted from 1
 // (slot 0 is never written). An ErrorCode of GetFields is logged ("GetData", "GetFields") and the build goes

@@ -46,9 +46,9 @@ bool StorePage(Session& session, const SourcePage& page) {
   return true;
 }
 
-void LoadPage(const Session& session, SourcePage& page) {
+void LoadPage(const Session& session, SourcePage& page, bool is_listed) {
   const SourceKind* kind = KindOf(session);
-  if (kind == nullptr || !kind->is_offered) return;
+  if (kind == nullptr || !(kind->is_offered || is_listed)) return;
   page.cboDatenquelleTyp = kind->name;
   for (const PageField& field : kind->page_fields) page.*field.box = session.*field.setting;
   if (kind->show_choices != nullptr) kind->show_choices(session, page);

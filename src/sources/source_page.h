@@ -48,9 +48,9 @@ KESTREL_INTERNAL SourceInputs InputsOfPage(const SourceKind& kind, const SourceP
 KESTREL_INTERNAL bool StorePage(Session& session, const SourcePage& page);
 
 // The controls of the session's provider as the page shows them; the others keep what `page` holds, and so do
-// all for a kind that the page does not offer. For Access the order of the stores matters: the path first comes
+// all for a kind that the page does not list: it lists those it offers, and any other where `is_listed`. For Access the order of the stores matters: the path first comes
 // from User and ends as Database.
-KESTREL_INTERNAL void LoadPage(const Session& session, SourcePage& page);
+KESTREL_INTERNAL void LoadPage(const Session& session, SourcePage& page, bool is_listed = false);
 
 // What a text file stores and shows besides its boxes: heading, character set, delimiter, backup and removal.
 void StoreTextChoices(const SourcePage& page, Session& session);

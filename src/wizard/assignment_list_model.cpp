@@ -7,9 +7,10 @@
 namespace kestrel {
 
 void AssignmentListModel::SetList(std::shared_ptr<MemoryRecordset> list, QStringList captions,
-                                  std::vector<bool> mandatory) {
+                                  std::vector<bool> mandatory, bool marks) {
   list_ = list;
   mandatory_ = std::move(mandatory);
+  marks_ = marks;
   SetRecordset(std::move(list), std::move(captions));
 }
 
@@ -17,20 +18,27 @@ void AssignmentListModel::RowChanged(int row) {
   emit dataChanged(index(row, 0), index(row, columnCount() - 1));
 }
 
+bool AssignmentListModel::IsMandatory(int row) const {
+  const auto record_number = static_cast<std::size_t>(row) + 1;
+  return record_number < mandatory_.size() && mandatory_[record_number];
+}
+
 QVariant AssignmentListModel::data(const QModelIndex& index, int role) const {
   if (!index.isValid() || list_ == nullptr) return {};
-  if (role == Qt::FontRole && index.column() == static_cast<int>(kSourceName)) {
-    const auto record_number = static_cast<std::size_t>(index.row()) + 1;
+  const bool is_name = index.column() == static_cast<int>(kSourceName);
+  if (role == Qt::FontRole && is_name) {
     QFont font;
-    font.setBold(record_number < mandatory_.size() && mandatory_[record_number]);
+    font.setBold(IsMandatory(index.row()));
     return font;
   }
-  if (role != Qt::DisplayRole) return {};
+  const bool is_told = is_name && IsMandatory(index.row());
+  if (role == Qt::AccessibleDescriptionRole && is_told) return QString("Pflichtfeld");
+  if (role != Qt::DisplayRole && !(role == Qt::AccessibleTextRole && is_name)) return {};
   const bool at_row = !list_->IsEof();
   const std::int64_t current = at_row ? list_->Bookmark() : 0;
-  QVariant shown = RecordsetModel::data(index, role);
+  const QVariant text = RecordsetModel::data(index, Qt::DisplayRole);
   if (at_row) list_->GoTo(current);
-  return shown;
+  return is_told && marks_ && role == Qt::DisplayRole ? text.toString() + " *" : text;
 }
 
 }  // namespace kestrel

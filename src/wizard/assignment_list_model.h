@@ -15,16 +15,21 @@ class AssignmentListModel final : public RecordsetModel {
  public:
   explicit AssignmentListModel(QObject* parent) : RecordsetModel(parent) {}
 
-  // `mandatory` holds one flag per record number counted from 1.
-  void SetList(std::shared_ptr<MemoryRecordset> list, QStringList captions, std::vector<bool> mandatory);
+  // `mandatory` holds one flag per record number counted from 1; with `marks` "*" follows the names of those fields.
+  // A screen reader tells them in any case, and the names as they stand.
+  void SetList(std::shared_ptr<MemoryRecordset> list, QStringList captions, std::vector<bool> mandatory,
+               bool marks);
   // A row was stored.
   void RowChanged(int row);
 
   QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
 
  private:
+  bool IsMandatory(int row) const;
+
   std::shared_ptr<MemoryRecordset> list_;
   std::vector<bool> mandatory_;
+  bool marks_ = false;
 };
 
 }  // namespace kestrel

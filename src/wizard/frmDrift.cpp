@@ -7,6 +7,7 @@
 #include "wizard/button_row.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
+#include "wizard/window_frame.h"
 
 namespace kestrel {
 
@@ -52,6 +53,7 @@ frmDrift::frmDrift(const Findings& drift, QWidget* parent) : QDialog(parent) {
   body->addWidget(hint);
   LayOutPage(this, nullptr, body, buttons);
   resize(520, 320);
+  GiveIcon(this);
   RememberSize(this, "drift");
   connect(prev, &QPushButton::clicked, this, &QDialog::reject);
   connect(next, &QPushButton::clicked, this, &QDialog::accept);

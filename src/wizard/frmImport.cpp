@@ -14,6 +14,7 @@
 #include "sources/source_kind.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
+#include "wizard/window_frame.h"
 
 namespace kestrel {
 
@@ -44,6 +45,7 @@ frmImport::frmImport(ImportJob& job, QWidget* parent, WizardComforts comforts)
     : QDialog(parent), guard_(this, job.session().platform.ui), job_(job), comforts_(comforts) {
   setObjectName("frmImport");
   setWindowTitle("KESTREL Import");
+  GiveIcon(this);
   lblInfo_ = new QLabel(this);
   lblInfo_->setObjectName("lblInfo");
   lblInfo_->setTextFormat(Qt::PlainText);

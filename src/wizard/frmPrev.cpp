@@ -14,6 +14,7 @@
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
 #include "wizard/table_look.h"
+#include "wizard/window_frame.h"
 
 namespace kestrel {
 
@@ -50,18 +51,22 @@ frmPrev::frmPrev(ImportJob& job, QWidget* parent) : QDialog(parent), job_(job) {
   body->addWidget(txtPrev_);
   LayOutPage(this, nullptr, body, buttons);
   resize(860, 520);
+  GiveIcon(this);
   RememberSize(this, "preview");
   connect(close, &QPushButton::clicked, this, &QDialog::accept);
 
   std::int64_t records = 0;
   const RecordsetPtr source = job_.OpenPreview(records);
   if (source == nullptr) return;
-  count->setText(QLocale(QLocale::German).toString(static_cast<qlonglong>(records)) + " Datensätze");
-  if (source->ColumnCount() == 1) {
-    ShowAsText(source);
-  } else {
+  const QString all = QLocale(QLocale::German).toString(static_cast<qlonglong>(records)) +
+                      (records == 1 ? " Datensatz" : " Datensätze");
+  count->setText(all);
+  if (source->ColumnCount() != 1) {
     ShowAsGrid(source);
+    return;
   }
+  ShowAsText(source);
+  if (records > kTextLines) count->setText(QString("%1 von %2n").arg(kTextLines).arg(all));
 }
 
 void frmPrev::ShowAsGrid(const RecordsetPtr& source) {
@@ -80,7 +85,7 @@ void frmPrev::ShowAsText(const RecordsetPtr& source) {
   Trap(
       [&] {
         for (int line = 0; line < kTextLines && !source->IsEof(); ++line) {
-          text.append(source->TextAt(0)).append("\r\n");
+          text += FromQt(ShownCell(source->TextAt(0))) + "\r\n";
           source->MoveNext();
         }
       },

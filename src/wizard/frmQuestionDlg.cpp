@@ -8,12 +8,14 @@
 
 #include "wizard/button_row.h"
 #include "wizard/page_parts.h"
+#include "wizard/window_frame.h"
 
 namespace kestrel {
 
 frmQuestionDlg::frmQuestionDlg(QWidget* parent) : QDialog(parent) {
   setObjectName("frmQuestionDlg");
   setWindowTitle("KESTREL Datenimport");
+  GiveIcon(this);
 
   auto* image = new QLabel(this);
   image->setObjectName("Image1");

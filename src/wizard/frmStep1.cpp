@@ -1,19 +1,37 @@
 #include "wizard/frmStep1.h"
 
+#include <QCollator>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "kestrel/import_job.h"
 #include "kestrel/import_man.h"
 #include "kestrel/wizard.h"
 #include "platform/base/file.h"
 #include "spec/working_copy.h"
+#include "wizard/ask_before_loss.h"
 #include "wizard/button_row.h"
 #include "wizard/qt_text.h"
 #include "wizard/table_look.h"
+#include "wizard/window_frame.h"
 
 namespace kestrel {
+
+namespace {
+
+// As in a German directory, numbers by their value.
+void SortByTitle(std::vector<SpecificationEntry>& entries) {
+  QCollator order(QLocale(QLocale::German));
+  order.setCaseSensitivity(Qt::CaseInsensitive);
+  order.setNumericMode(true);
+  std::stable_sort(entries.begin(), entries.end(), [&](const auto& one, const auto& other) {
+    return order.compare(ToQt(one.description), ToQt(other.description)) < 0;
+  });
+}
+
+}  // namespace
 
 frmStep1::frmStep1(ImportJob& job, Wizard& wizard)
     : QWidget(nullptr, Qt::Window),
@@ -22,7 +40,6 @@ frmStep1::frmStep1(ImportJob& job, Wizard& wizard)
       wizard_(wizard),
       guard_(this, session_.platform.ui) {
   setObjectName("frmStep1");
-  setWindowTitle("KESTREL Import");
 
   header_ = new PageHeader("Schritt 1", "Vorlage auswählen ", "", this);
   optSchema_ = SetUpButton(new QRadioButton(this), "optSchema", "Vorhandene Importe", "", 'V');
@@ -56,8 +73,7 @@ frmStep1::frmStep1(ImportJob& job, Wizard& wizard)
   LayOutPage(this, header_, body, buttons);
   TabReachesChosen({optSchema_, optVorlage_});
   SetTabOrder({optSchema_, optVorlage_, lstVorlage_, cmdPrev_, cmdNext_, cmdCancel_});
-  resize(sizeHint().expandedTo(QSize(620, 460)));
-  RememberSize(this, "step1");
+  MakePage(this);
 
   OnChoice(optSchema_, &frmStep1::optSchema_Click);
   OnChoice(optVorlage_, &frmStep1::optVorlage_Click);
@@ -85,6 +101,7 @@ void frmStep1::FillList() {
   std::vector<SpecificationEntry> entries;
   std::vector<std::string> unreadable;
   guard_.Run([&] { entries = FillSpecificationList(session_, kind, &cut, &unreadable); });
+  SortByTitle(entries);
   for (SpecificationEntry& entry : entries) {
     lstVorlage_->addItem(ToQt(entry.description));
     lstVorlage_->item(lstVorlage_->count() - 1)->setSizeHint({0, RowHeight(lstVorlage_->fontMetrics())});
@@ -173,8 +190,12 @@ void frmStep1::ShowPopup(const QPoint& position) {
 }
 
 void frmStep1::mnuDelete_Click() {
-  const Answer answer = session_.platform.ui.MessageBox("Möchten Sie das ausgewählte Schema löschen?",
-                                                        "Löschen?", Icon::kQuestion, Buttons::kYesNo);
+  constexpr const char* kQuestion = "Möchten Sie das ausgewählte Schema löschen?";
+  constexpr const char* kTitle = "Löschen?";
+  UserInterface& ui = session_.platform.ui;
+  const Answer answer = wizard_.comforts().careful_questions
+                            ? AskBeforeLoss(ui, kQuestion, kTitle)
+                            : ui.MessageBox(kQuestion, kTitle, Icon::kQuestion, Buttons::kYesNo);
   const std::string path = SelectedPath();
   if (answer != Answer::kYes || path.empty()) return;
   guard_.Run([&] { DeleteFile(path); });

@@ -17,6 +17,7 @@
 #include "wizard/frmDrift.h"
 #include "wizard/frmPrev.h"
 #include "wizard/qt_text.h"
+#include "wizard/saving.h"
 
 namespace kestrel {
 
@@ -49,7 +50,6 @@ frmStep2::frmStep2(ImportJob& job, Wizard& wizard)
       wizard_(wizard),
       guard_(this, session_.platform.ui) {
   setObjectName("frmStep2");
-  setWindowTitle("KESTREL Import");
   BuildControls();
   ConnectEvents();
 }
@@ -73,7 +73,8 @@ void frmStep2::FirstActivation() {
   if (activated_) return;
   activated_ = true;
   for (const SourceKind& kind : KindsOf(session_)) {
-    if (kind.is_offered) cboDatenquelleTyp_->addItem(ToQt(kind.name));
+    const bool is_wanted = wizard_.comforts().unlisted_kinds && &kind == KindOf(session_);
+    if (kind.is_offered || is_wanted) cboDatenquelleTyp_->addItem(ToQt(kind.name));
   }
   cboDatenquelleTyp_->setCurrentIndex(0);
   if (!CreateObject()) return;
@@ -103,11 +104,12 @@ bool frmStep2::CreateObject() {
 void frmStep2::FillFromSession(std::function<void()> then) {
   ApplyImportFileName(session_);
   SourcePage page = Values();
-  LoadPage(session_, page);
-  SetValues(page);
   const SourceKind* kind = KindOf(session_);
+  const bool is_listed = kind != nullptr && cboDatenquelleTyp_->findText(ToQt(kind->name)) >= 0;
+  LoadPage(session_, page, is_listed);
+  SetValues(page);
   QComboBox* list = ListOf(kind);
-  if (list == nullptr || !kind->is_offered) {
+  if (list == nullptr || !is_listed) {
     then();
     return;
   }
@@ -171,6 +173,7 @@ void frmStep2::SetValues(const SourcePage& page) {
   txtSQLDB_->setText(ToQt(page.txtSQLDB));
   txtAccessBenutzer_->setText(ToQt(page.txtAccessBenutzer));
   txtAccessDB_->setText(ToQt(page.txtAccessDB));
+  txtExcelFile_->setText(ToQt(page.txtExcelFile));
   txtdBaseFile_->setText(ToQt(page.txtdBaseFile));
 }
 
@@ -182,6 +185,11 @@ bool frmStep2::StoreValues() {
 
 void frmStep2::SelectTable(QComboBox* list) {
   ComboEntries entries(*list);
+  // Nobody knows which tables there are while the source cannot be read.
+  if (list->count() == 0 && wizard_.comforts().kept_assignments) {
+    list->setEditText(ToQt(session_.Table));
+    return;
+  }
   SelectListEntry(entries, ListedTableName(*KindOf(session_), session_.Table), 0);
 }
 
@@ -272,6 +280,7 @@ void frmStep2::SetWaiting(bool waiting) {
 
 void frmStep2::Edited() {
   if (loading_) return;
+  lblStatus_->clear();
   session_.SourceSettingsChanged = true;
   session_.SchemaChanged = true;
 }
@@ -380,6 +389,7 @@ void frmStep2::ShowPreview() {
   {
     const WaitCursor wait;
     preview = std::make_unique<frmPrev>(job_, this);
+    wizard_.Dress(*preview);
   }
   preview->exec();
 }
@@ -392,8 +402,10 @@ void frmStep2::cmdOptions_Click() {
 
 void frmStep2::cmdSave_Click() {
   // The page is not stored first: what was edited since the last store is not part of this save.
-  Trap([&] { job_.SaveSchema(true); },
+  bool saved = false;
+  Trap([&] { saved = SaveForGood(job_); },
        [&](const RuntimeError& error) { ShowMessage("Fehler: " + error.Description(), ""); });
+  lblStatus_->setText(saved && wizard_.comforts().tells_of_saving ? kSavedText : "");
 }
 
 void frmStep2::cmdPrev_Click() {
@@ -442,6 +454,7 @@ bool frmStep2::ConfirmDrift() {
   }
   if (drift.empty()) return true;
   frmDrift dialog(drift, this);
+  wizard_.Dress(dialog);
   if (dialog.exec() != QDialog::Accepted) return false;
   job_.TakeOverColumns(dialog.Ticked());
   return true;

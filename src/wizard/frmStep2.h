@@ -169,6 +169,7 @@ class frmStep2 final : public QWidget {
   QPushButton* cmddBaseFile_;
   QComboBox* cbodBaseTable_;
 
+  QLabel* lblStatus_;
   QPushButton* cmdVorschau_;
   QPushButton* cmdOptions_;
   QPushButton* cmdSave_;

@@ -9,6 +9,7 @@
 
 #include "wizard/button_row.h"
 #include "wizard/frmStep2.h"
+#include "wizard/window_frame.h"
 
 namespace kestrel {
 
@@ -114,6 +115,8 @@ void frmStep2::BuildControls() {
   body->setSpacing(10);
   body->addLayout(type_row);
   body->addWidget(frames_, 1);
+  lblStatus_ = MakeStatusLine(this);
+  body->addWidget(lblStatus_);
   LayOutPage(this, header_, body, buttons);
   TabReachesChosen({optTab_, optSemikolon_, optKomma_, optAnders_});
   TabReachesChosen({optAnsi_, optAscii_});
@@ -131,8 +134,7 @@ void frmStep2::BuildControls() {
                // buttons
                cmdVorschau_, cmdOptions_, cmdSave_, cmdPrev_, cmdNext_, cmdCancel_});
   setAcceptDrops(true);
-  resize(sizeHint().expandedTo(QSize(640, 480)));
-  RememberSize(this, "step2");
+  MakePage(this);
 }
 
 QWidget* frmStep2::BuildTextFrame() {

@@ -7,6 +7,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QKeyEvent>
+#include <QPointer>
 #include <QVBoxLayout>
 #include <algorithm>
 
@@ -16,12 +17,15 @@
 #include "sources/source_kind.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
+#include "wizard/ask_before_loss.h"
 #include "wizard/button_row.h"
 #include "wizard/frmImport.h"
 #include "wizard/frmQuestionDlg.h"
 #include "wizard/frmTransTbl.h"
 #include "wizard/qt_text.h"
+#include "wizard/saving.h"
 #include "wizard/table_look.h"
+#include "wizard/window_frame.h"
 
 namespace kestrel {
 
@@ -48,7 +52,6 @@ frmStep3::frmStep3(ImportJob& job, Wizard& wizard)
       wizard_(wizard),
       guard_(this, [this](const RuntimeError& error) { Tell(error); }) {
   setObjectName("frmStep3");
-  setWindowTitle("KESTREL Import");
   BuildControls();
   ConnectEvents();
   Load();
@@ -86,8 +89,7 @@ void frmStep3::BuildControls() {
   SetTabOrder({TDBImpList_, optKeineZuweisung_, optImportFeld_, cboImportFeld_, chkUebersetzen_,
                cmdUebersetzen_, cboDatumsFormat_, optKonstanterWert_, txtKonstanterWert_, cmdKonstanterWert_,
                cmdOptions_, cmdSave_, cmdPrev_, cmdOK_, cmdCancel_});
-  resize(sizeHint().expandedTo(QSize(720, 660)));
-  RememberSize(this, "step3");
+  MakePage(this);
 }
 
 QWidget* frmStep3::BuildPanel() {
@@ -171,7 +173,7 @@ void frmStep3::ConnectEvents() {
   guard_.On(cmdPrev_, &QPushButton::clicked, &frmStep3::cmdPrev_Click);
   guard_.On(cmdOK_, &QPushButton::clicked, &frmStep3::cmdOK_Click);
   guard_.On(cmdCancel_, &QPushButton::clicked, &frmStep3::cmdCancel_Click);
-  BindKeys(this, cmdOK_, cmdCancel_);
+  BindKeys(this, cmdOK_, [this] { guard_.Run([this] { LeaveByEscape(); }); });
 }
 
 // --- Loading ------------------------------------------------------------------------------------
@@ -185,15 +187,21 @@ void frmStep3::Load() {
   FillImportFieldList();
   guard_.Run([&] {
     std::string failure;
+    // Of a source that cannot be read nobody knows that a column is missing.
+    const bool keeps = wizard_.comforts().kept_assignments && !HasUsableSourceFields(session_.SourceFieldNames);
+    std::vector<std::string> columns = session_.SourceFieldNames;
+    if (keeps) {
+      Trap([&] { session_.SourceFieldNames = AssignedSourceColumns(session_); }, [](const RuntimeError&) {});
+    }
     std::vector<bool> mandatory = job_.AssignFields(&failure);
+    session_.SourceFieldNames = std::move(columns);
     list_ = session_.AssignmentList;
     QStringList captions(kAssignmentColumnCount);
     captions[kSourceName] = "Feld";
     captions[kDspDestinationName] = "Zugewiesen zu";
-    model_->SetList(list_, captions, std::move(mandatory));
+    model_->SetList(list_, captions, std::move(mandatory), wizard_.comforts().marked_mandatory_fields);
     LayOutList();
-    if (!failure.empty()) lblStatus_->setText(ToQt(failure));
-    lblStatus_->setVisible(!failure.empty());
+    if (!failure.empty()) ShowStatus(ToQt(failure));
   });
   if (model_->rowCount() > 0) {
     selecting_ = true;
@@ -308,6 +316,7 @@ void frmStep3::closeEvent(QCloseEvent* event) {
 
 void frmStep3::TDBImpList_Select() {
   if (selecting_ || SelectedLine() < 0) return;
+  lblStatus_->hide();
   guard_.Run([&] { StoreCurrentRow(); });
   guard_.Run([&] { ShowCurrentAssignment(); });
   guard_.Run([&] { MakeSelectedLineCurrent(); });
@@ -355,11 +364,13 @@ void frmStep3::LeaveStoringControl() {
 }
 
 void frmStep3::cmdKonstanterWert_Click() {
+  lblStatus_->hide();
   optKonstanterWert_->setChecked(true);
   guard_.Run([&] {
     frmTransTbl& editor = wizard_.ValueEditor();
     editor.SetTranslationMode(kConstantsMode);
     editor.SetFieldName("");
+    editor.SetPresentConstant(FromQt(txtKonstanterWert_->text()));
     editor.SetRowSource(CurrentText(kRowSource));
     editor.SetRowSourceTyp(CurrentText(kRowSourceTyp));
     // A constant that was not chosen does not replace the one there is.
@@ -369,6 +380,7 @@ void frmStep3::cmdKonstanterWert_Click() {
 }
 
 void frmStep3::cmdUebersetzen_Click() {
+  lblStatus_->hide();
   guard_.Run([&] {
     frmTransTbl& editor = wizard_.ValueEditor();
     editor.SetTranslationMode(kTranslationMode);
@@ -382,13 +394,17 @@ void frmStep3::cmdUebersetzen_Click() {
 }
 
 void frmStep3::cmdOptions_Click() {
+  lblStatus_->hide();
   guard_.Run([&] { ShowImportClassConfig(session_); });
   session_.SchemaChanged = true;
 }
 
 void frmStep3::cmdSave_Click() {
-  // What an earlier attempt failed with is over then.
-  if (guard_.Run([&] { job_.SaveSchema(true); })) lblStatus_->hide();
+  bool saved = false;
+  // What an earlier attempt failed with is over where this one does not.
+  if (!guard_.Run([&] { saved = SaveForGood(job_); })) return;
+  lblStatus_->hide();
+  if (saved && wizard_.comforts().tells_of_saving) ShowStatus(kSavedText);
 }
 
 void frmStep3::cmdPrev_Click() {
@@ -410,20 +426,41 @@ void frmStep3::cmdOK_Click() {
     if (answer == Answer::kYes) guard_.Run([&] { job_.SaveSchema(true); });
   }
   frmQuestionDlg question(this);
+  wizard_.Dress(question);
   question.exec();
   session_.TestMode = question.Testmode();
   frmImport window(job_, this, wizard_.comforts());
+  wizard_.Dress(window);
   window.exec();
   close();
 }
 
-void frmStep3::cmdCancel_Click() {
-  job_.Cancel();
-  close();
+void frmStep3::cmdCancel_Click() { Leave(wizard_.comforts().careful_questions); }
+
+void frmStep3::LeaveByEscape() {
+  const QPointer<QWidget> focused = focusWidget();
+  // What is being typed is a change too.
+  cmdCancel_->setFocus(Qt::ShortcutFocusReason);
+  if (!Leave(true) && focused != nullptr) focused->setFocus();
 }
 
-void frmStep3::Tell(const RuntimeError& error) {
-  lblStatus_->setText(ToQt(error.Description()));
+bool frmStep3::Leave(bool asks) {
+  if (asks && session_.SchemaChanged &&
+      AskBeforeLoss(session_.platform.ui,
+                    "Die Änderungen sind noch nicht gespeichert und gehen verloren. Möchten Sie den Import "
+                    "abbrechen?",
+                    "Abbrechen?") != Answer::kYes) {
+    return false;
+  }
+  job_.Cancel();
+  close();
+  return true;
+}
+
+void frmStep3::Tell(const RuntimeError& error) { ShowStatus(ToQt(error.Description())); }
+
+void frmStep3::ShowStatus(const QString& text) {
+  lblStatus_->setText(text);
   lblStatus_->show();
 }
 

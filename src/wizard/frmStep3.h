@@ -71,10 +71,15 @@ class frmStep3 final : public QWidget {
   void cmdPrev_Click();
   void cmdOK_Click();
   void cmdCancel_Click();
+  void LeaveByEscape();
+  // Whether the page was left; asked where there are changes.
+  bool Leave(bool asks);
 
   bool FilterEvent(QObject* watched, QEvent* event);
   // Shows the failure of a step in the status line.
   void Tell(const RuntimeError& error);
+  // The line stays until the person does something else.
+  void ShowStatus(const QString& text);
   std::string CurrentText(AssignmentColumn column) const;
 
   ImportJob& job_;

@@ -9,6 +9,7 @@
 #include "wizard/permitted_value_delegate.h"
 #include "wizard/qt_text.h"
 #include "wizard/table_look.h"
+#include "wizard/window_frame.h"
 
 namespace kestrel {
 
@@ -47,6 +48,7 @@ frmTransTbl::frmTransTbl(Session& session)
   LayOutPage(this, nullptr, body, buttons);
   SetTabOrder({tdbGridTransl_, cmdOK_, cmdCancel_});
   resize(sizeHint().expandedTo(QSize(520, 420)));
+  GiveIcon(this);
   RememberSize(this, "translations");
   guard_.On(cmdOK_, &QPushButton::clicked, &frmTransTbl::cmdOK_Click);
   guard_.On(&model_, &QStandardItemModel::itemChanged, &frmTransTbl::Edited);
@@ -122,12 +124,14 @@ void frmTransTbl::FillConstants() {
   tdbGridTransl_->setAccessibleName("Konstanten");
   tdbGridTransl_->setSelectionBehavior(QAbstractItemView::SelectRows);
   tdbGridTransl_->setItemDelegateForColumn(kTranslateColumn, nullptr);
+  int present = 0;
   for (const PermittedValue& permitted :
        ReadPermittedValues(session_, row_source_, row_source_typ_, ValueListUse::kConstants)) {
+    if (permitted.value == present_constant_) present = model_.rowCount();
     model_.appendRow({Cell(permitted.value, false), Cell(permitted.display, false)});
   }
   // What OK takes is seen from the beginning.
-  if (model_.rowCount() > 0) tdbGridTransl_->selectRow(0);
+  if (model_.rowCount() > 0) tdbGridTransl_->selectRow(present);
 }
 
 void frmTransTbl::cmdOK_Click() {

@@ -30,6 +30,8 @@ class frmTransTbl final : public QDialog {
   void SetDestinationName(std::string name) { destination_name_ = std::move(name); }
   void SetRowSource(std::string row_source) { row_source_ = std::move(row_source); }
   void SetRowSourceTyp(std::string row_source_typ) { row_source_typ_ = std::move(row_source_typ); }
+  // The constant that the field has now, which is the one that is chosen at first.
+  void SetPresentConstant(std::string constant) { present_constant_ = std::move(constant); }
   // The constant chosen in constants mode; empty until one was chosen.
   const std::string& ReturnValue() const { return return_value_; }
 
@@ -61,6 +63,7 @@ class frmTransTbl final : public QDialog {
   std::string destination_name_;
   std::string row_source_;
   std::string row_source_typ_;
+  std::string present_constant_;
   std::string return_value_;
   bool saved_ = false;
   bool grows_ = false;  // entries can be typed in behind the last row

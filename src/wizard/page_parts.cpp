@@ -8,8 +8,6 @@
 #include <QIcon>
 #include <QKeyEvent>
 #include <QPainter>
-#include <QScreen>
-#include <QSettings>
 #include <QStyle>
 #include <QStyleOptionFrame>
 #include <QTextDocument>
@@ -41,33 +39,18 @@ QFont Larger(const QFont& font, double factor, bool bold) {
   return larger;
 }
 
-class SizeKeeper final : public QObject {
- public:
-  SizeKeeper(QWidget* window, const QString& key) : QObject(window), window_(window), key_("window/" + key) {
-    window->installEventFilter(this);
-    const QSize kept = settings_.value(key_).toSize();
-    // The screen may be smaller than the one of the last time.
-    const QSize size = (kept.isValid() ? kept : window->size()).boundedTo(window->screen()->availableSize());
-    if (kept.isValid() || size != window->size()) window->resize(size);
-  }
-
- protected:
-  bool eventFilter(QObject* watched, QEvent* event) override {
-    if (watched == window_ && event->type() == QEvent::Hide) settings_.setValue(key_, window_->size());
-    return QObject::eventFilter(watched, event);
-  }
-
- private:
-  QSettings settings_{"KESTREL", "Import"};
-  QWidget* window_;
-  QString key_;
-};
+bool PressByKey(QAbstractButton* button) {
+  if (!button->isEnabled()) return false;
+  button->setFocus(Qt::ShortcutFocusReason);
+  button->click();
+  return true;
+}
 
 // A page is no QDialog, so Enter and Escape are its own business.
 class KeyBinder final : public QObject {
  public:
-  KeyBinder(QWidget* page, QAbstractButton* accept, QAbstractButton* reject)
-      : QObject(page), accept_(accept), reject_(reject) {
+  KeyBinder(QWidget* page, QAbstractButton* accept, std::function<void()> escape)
+      : QObject(page), accept_(accept), escape_(std::move(escape)) {
     page->installEventFilter(this);
   }
 
@@ -76,24 +59,20 @@ class KeyBinder final : public QObject {
   bool eventFilter(QObject* watched, QEvent* event) override {
     if (event->type() != QEvent::KeyPress) return QObject::eventFilter(watched, event);
     const auto* key = static_cast<QKeyEvent*>(event);
-    if (key->key() == Qt::Key_Escape) return Press(reject_);
+    if (key->key() == Qt::Key_Escape) {
+      escape_();
+      return true;
+    }
     if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
       auto* focused = qobject_cast<QPushButton*>(QApplication::focusWidget());
-      return Press(focused != nullptr ? focused : accept_);
+      return PressByKey(focused != nullptr ? focused : accept_);
     }
     return QObject::eventFilter(watched, event);
   }
 
  private:
-  bool Press(QAbstractButton* button) {
-    if (!button->isEnabled()) return false;
-    button->setFocus(Qt::ShortcutFocusReason);
-    button->click();
-    return true;
-  }
-
   QAbstractButton* accept_;
-  QAbstractButton* reject_;
+  std::function<void()> escape_;
 };
 
 class ShortcutFocus final : public QObject {
@@ -104,8 +83,11 @@ class ShortcutFocus final : public QObject {
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override {
-    if (event->type() == QEvent::Shortcut && button_->isEnabled()) button_->setFocus(Qt::ShortcutFocusReason);
-    return QObject::eventFilter(watched, event);
+    if (event->type() != QEvent::Shortcut || static_cast<QShortcutEvent*>(event)->isAmbiguous()) {
+      return QObject::eventFilter(watched, event);
+    }
+    // At once: by itself a button waits for a tenth of a second, and the keys that follow would come first.
+    return PressByKey(button_);
   }
 
  private:
@@ -254,7 +236,22 @@ QString DroppedFile(const QMimeData* data) {
 }
 
 void BindKeys(QWidget* page, QAbstractButton* accept, QAbstractButton* reject) {
-  new KeyBinder(page, accept, reject);
+  BindKeys(page, accept, [reject] { PressByKey(reject); });
+}
+
+void BindKeys(QWidget* page, QAbstractButton* accept, std::function<void()> escape) {
+  new KeyBinder(page, accept, std::move(escape));
+}
+
+void ShowAccessKeys(QWidget& window) {
+  for (auto* button : window.findChildren<QAbstractButton*>()) {
+    const QString key = button->shortcut().toString();
+    const QString caption = button->text();
+    if (!key.startsWith("Alt+") || caption.contains('&')) continue;
+    const auto letter = caption.indexOf(key.back(), 0, Qt::CaseInsensitive);
+    // The caption's key is the shortcut again.
+    if (letter >= 0) button->setText(QString(caption).insert(letter, '&'));
+  }
 }
 
 void TabReachesChosen(std::initializer_list<QRadioButton*> group) {
@@ -274,7 +271,5 @@ void SetTabOrder(std::initializer_list<QWidget*> controls) {
     before = control;
   }
 }
-
-void RememberSize(QWidget* window, const QString& key) { new SizeKeeper(window, key); }
 
 }  // namespace kestrel

@@ -1,4 +1,4 @@
-// What every page and dialog is made of: header band, buttons, labelled inputs, remembered sizes.
+// What every page and dialog is made of: header band, buttons, labelled inputs.
 //
 // Captions stay exactly as they are told, so a keyboard shortcut is set apart from the caption, never by "&".
 #pragma once
@@ -13,6 +13,7 @@
 #include <QRadioButton>
 #include <QString>
 #include <QWidget>
+#include <functional>
 #include <initializer_list>
 
 #include "kestrel/export.h"
@@ -82,11 +83,16 @@ class PathEdit final : public QLineEdit {
 };
 
 // The path of the first local file of what is being dragged, or an empty text.
-QString DroppedFile(const QMimeData* data);
+KESTREL_INTERNAL QString DroppedFile(const QMimeData* data);
 
 // Enter presses `accept` from anywhere on the page (but from a button that has the focus, which it presses),
 // Escape presses `reject`. As with a click, the focus moves to the button first.
 void BindKeys(QWidget* page, QAbstractButton* accept, QAbstractButton* reject);
+// The same, with Escape calling `escape`, which raises nothing.
+void BindKeys(QWidget* page, QAbstractButton* accept, std::function<void()> escape);
+
+// Underlines in each button's caption the letter that presses it with Alt.
+void ShowAccessKeys(QWidget& window);
 
 // Of a group of option buttons Tab reaches the chosen one, from the first time on; the arrow keys reach the rest.
 void TabReachesChosen(std::initializer_list<QRadioButton*> group);
@@ -102,8 +108,5 @@ class WaitCursor {
   WaitCursor& operator=(const WaitCursor&) = delete;
   ~WaitCursor() { QGuiApplication::restoreOverrideCursor(); }
 };
-
-// Restores the size the window had when it was last closed, and stores it at every close. `key` names it.
-KESTREL_INTERNAL void RememberSize(QWidget* window, const QString& key);
 
 }  // namespace kestrel

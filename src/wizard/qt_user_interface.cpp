@@ -8,14 +8,19 @@
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QMessageBox>
+#include <QPointer>
 #include <QTranslator>
+#include <QWindow>
 #include <memory>
 
 #include "wizard/qt_text.h"
+#include "wizard/window_frame.h"
 
 namespace kestrel {
 
 namespace {
+
+constexpr int kInputCharacters = 60;
 
 QMessageBox::Icon QtIcon(Icon icon) {
   switch (icon) {
@@ -52,6 +57,38 @@ class ArrowCursor {
   ~ArrowCursor() { QApplication::restoreOverrideCursor(); }
 };
 
+// Whom a box belongs to: the active window; while another program has the keyboard, the dialog that is waited for,
+// or what this program has opened last.
+QWidget* OwnerOfBoxes() {
+  if (QWidget* active = QApplication::activeWindow()) return active;
+  if (QWidget* dialog = QApplication::activeModalWidget()) return dialog;
+  QWidget* owner = nullptr;
+  for (QWidget* window : QApplication::topLevelWidgets()) {
+    const bool is_plain = window->windowType() == Qt::Window || window->windowType() == Qt::Dialog;
+    if (!is_plain || !window->isVisible() || window->isMinimized()) continue;
+    // One that stands above another window is what the person works in.
+    const QWindow* handle = window->windowHandle();
+    if (owner == nullptr || (handle != nullptr && handle->transientParent() != nullptr)) owner = window;
+  }
+  return owner;
+}
+
+// The window of a box while it is shown. It has the keyboard afterwards: some window managers choose another one.
+class Owner {
+ public:
+  Owner() : window_(OwnerOfBoxes()) {}
+  Owner(const Owner&) = delete;
+  Owner& operator=(const Owner&) = delete;
+  ~Owner() {
+    if (window_ != nullptr && window_->isVisible()) window_->activateWindow();
+  }
+
+  QWidget* window() const { return window_; }
+
+ private:
+  QPointer<QWidget> window_;
+};
+
 // The buttons of the pages have none either.
 void RemoveButtonIcons(const QMessageBox& box) {
   for (QAbstractButton* button : box.buttons()) button->setIcon({});
@@ -62,12 +99,14 @@ std::optional<std::string> Chosen(const QString& path) {
   return FromQt(path);
 }
 
-}  // namespace
-
-Answer QtUserInterface::MessageBox(std::string_view text, std::string_view title, Icon icon, Buttons buttons) {
+// `chosen` is the button that Enter presses.
+Answer ShowBox(std::string_view text, std::string_view title, Icon icon, Buttons buttons,
+               QMessageBox::StandardButton chosen) {
   SpeakGerman();
   const ArrowCursor arrow;
-  QMessageBox box(QApplication::activeWindow());
+  const Owner owner;
+  QMessageBox box(owner.window());
+  GiveIcon(&box);
   box.setObjectName("messageBox");
   box.setIcon(QtIcon(icon));
   box.setWindowTitle(title.empty() ? kDefaultTitle : ToQt(title));
@@ -80,20 +119,35 @@ Answer QtUserInterface::MessageBox(std::string_view text, std::string_view title
     return Answer::kOk;
   }
   box.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
-  box.setDefaultButton(QMessageBox::Yes);
+  box.setDefaultButton(chosen);
   box.setEscapeButton(QMessageBox::No);
   RemoveButtonIcons(box);
   return box.exec() == QMessageBox::Yes ? Answer::kYes : Answer::kNo;
 }
 
+}  // namespace
+
+Answer QtUserInterface::MessageBox(std::string_view text, std::string_view title, Icon icon, Buttons buttons) {
+  return ShowBox(text, title, icon, buttons, QMessageBox::Yes);
+}
+
+Answer QtUserInterface::AskBeforeLoss(std::string_view text, std::string_view title) {
+  return ShowBox(text, title, Icon::kQuestion, Buttons::kYesNo, QMessageBox::No);
+}
+
 std::optional<std::string> QtUserInterface::InputBox(std::string_view prompt, std::string_view title) {
   SpeakGerman();
   const ArrowCursor arrow;
-  QInputDialog dialog(QApplication::activeWindow());
+  const Owner owner;
+  QInputDialog dialog(owner.window());
+  GiveIcon(&dialog);
   dialog.setObjectName("inputBox");
   dialog.setWindowTitle(ToQt(title));
   dialog.setLabelText(ToQt(prompt));
   dialog.setInputMode(QInputDialog::TextInput);
+  // What is asked for is a name, and is read while it is typed.
+  const int width = dialog.fontMetrics().averageCharWidth() * kInputCharacters;
+  dialog.resize(dialog.sizeHint().expandedTo({width, 0}));
   if (dialog.exec() != QDialog::Accepted) return std::nullopt;
   return FromQt(dialog.textValue());
 }
@@ -102,18 +156,19 @@ std::optional<std::string> QtUserInterface::ChooseFile(std::string_view title, s
                                                        const std::string& start) {
   SpeakGerman();
   const ArrowCursor arrow;
+  const Owner owner;
   // File names of such sources are in capitals or not, whatever the pattern says.
   const QString pattern = ToQt(filter);
   const QString patterns = pattern == "*.*" ? QString("*") : pattern + " " + pattern.toLower();
-  return Chosen(QFileDialog::getOpenFileName(QApplication::activeWindow(), ToQt(title), StartOf(start),
+  return Chosen(QFileDialog::getOpenFileName(owner.window(), ToQt(title), StartOf(start),
                                              pattern + " (" + patterns + ")"));
 }
 
 std::optional<std::string> QtUserInterface::ChooseFolder(std::string_view title, const std::string& start) {
   SpeakGerman();
   const ArrowCursor arrow;
-  return Chosen(
-      QFileDialog::getExistingDirectory(QApplication::activeWindow(), ToQt(title), StartFolder(start)));
+  const Owner owner;
+  return Chosen(QFileDialog::getExistingDirectory(owner.window(), ToQt(title), StartFolder(start)));
 }
 
 void QtUserInterface::Yield() { QApplication::processEvents(); }

@@ -3,9 +3,22 @@
 #include <algorithm>
 #include <limits>
 
+#include "platform/base/text.h"
 #include "wizard/qt_text.h"
 
 namespace kestrel {
+
+namespace {
+
+// More than any cell has room for; laying out what is longer would keep the window from answering.
+constexpr std::size_t kShownCharacters = 1000;
+
+}  // namespace
+
+QString ShownCell(std::string_view text) {
+  const std::string_view shown = Left(text, kShownCharacters);
+  return shown.size() == text.size() ? ToQt(text) : ToQt(shown) + "…";
+}
 
 void RecordsetModel::SetRecordset(RecordsetPtr recordset, QStringList captions) {
   beginResetModel();
@@ -31,7 +44,7 @@ QVariant RecordsetModel::data(const QModelIndex& index, int role) const {
   Trap(
       [&] {
         recordset_->GoTo(index.row());
-        shown = ToQt(recordset_->TextAt(static_cast<std::size_t>(index.column())));
+        shown = ShownCell(recordset_->TextAt(static_cast<std::size_t>(index.column())));
       },
       [](const RuntimeError&) {});
   return shown;

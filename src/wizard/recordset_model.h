@@ -9,6 +9,9 @@
 
 namespace kestrel {
 
+// The text as a cell shows it: of a very long one the beginning and "…".
+QString ShownCell(std::string_view text);
+
 class RecordsetModel : public QAbstractTableModel {
   Q_OBJECT
  public:

@@ -4,7 +4,6 @@
 #include <QAccessibleWidget>
 #include <QApplication>
 #include <QEvent>
-#include <QWindow>
 #include <utility>
 
 #include "kestrel/import_job.h"
@@ -13,6 +12,8 @@
 #include "wizard/frmStep2.h"
 #include "wizard/frmStep3.h"
 #include "wizard/frmTransTbl.h"
+#include "wizard/page_parts.h"
+#include "wizard/window_frame.h"
 
 namespace kestrel {
 
@@ -31,14 +32,13 @@ QAccessibleInterface* PageAsWindow(const QString& class_name, QObject* object) {
 template <class Page>
 void Wizard::ShowPage(std::unique_ptr<Page>& slot) {
   if (slot == nullptr || !slot->isVisible()) {
+    const QWidget* before = CurrentPage();
     slot.reset();
     slot = std::make_unique<Page>(*job_, *this);
     slot->installEventFilter(this);
-    // Above the host's window without being its child, which it would delete.
-    if (host_window_ != nullptr) {
-      slot->winId();
-      slot->windowHandle()->setTransientParent(host_window_->window()->windowHandle());
-    }
+    Dress(*slot);
+    if (before != nullptr) TakePlaceOf(*before, slot.get());
+    StayAbove(slot.get(), host_window_);
   }
   slot->show();
   slot->raise();
@@ -103,8 +103,15 @@ void Wizard::ShowStep2() { ShowPage(step2_); }
 void Wizard::ShowStep3() { ShowPage(step3_); }
 
 frmTransTbl& Wizard::ValueEditor() {
-  if (value_editor_ == nullptr) value_editor_ = std::make_unique<frmTransTbl>(*session_);
+  if (value_editor_ == nullptr) {
+    value_editor_ = std::make_unique<frmTransTbl>(*session_);
+    Dress(*value_editor_);
+  }
   return *value_editor_;
+}
+
+void Wizard::Dress(QWidget& window) const {
+  if (comforts_.visible_access_keys) ShowAccessKeys(window);
 }
 
 bool Wizard::eventFilter(QObject* watched, QEvent* event) {

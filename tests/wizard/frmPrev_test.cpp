@@ -64,6 +64,24 @@ TEST_F(PreviewTest, TheWrongDelimiterShows100LinesInTheTextBox) {
   ASSERT_EQ(lines.size(), 100);
   EXPECT_EQ(lines.first(), "Zeile 1;x");
   EXPECT_EQ(lines.last(), "Zeile 100;x");
+  EXPECT_EQ(FromQt(FindIn<QLabel>(*preview, "lblCount").text()), "100 von 250 Datensätzen");
+}
+
+TEST_F(PreviewTest, OneRecordIsTold) {
+  Open("A;B\r\n1;2\r\n");
+  EXPECT_EQ(FindIn<QLabel>(*preview, "lblCount").text(), "1 Datensatz");
+}
+
+TEST_F(PreviewTest, OfAVeryLongValueTheBeginningIsShown) {
+  const std::string value = "ü" + std::string(3 << 20, 'x');
+  Open("A;B\r\n1;" + value + "\r\n");
+  const QString cell = Grid().model()->index(0, 1).data().toString();
+  EXPECT_EQ(cell, "ü" + QString(999, 'x') + "…");
+  EXPECT_EQ(Grid().model()->index(0, 0).data().toString(), "1");
+  session.Delimiter = "TAB";
+  session.ColumnHeadings = false;
+  Open(value + "\r\n");
+  EXPECT_EQ(TextBox().toPlainText(), cell + "\n");
 }
 
 TEST_F(PreviewTest, FewerThan100LinesAreAllShown) {

@@ -121,6 +121,19 @@ TEST_F(Step1Test, ASpecificationWhoseApplicationIsNoNumberIsSkippedAndTheRestIsL
   EXPECT_THAT(ui.boxes, IsEmpty());
 }
 
+TEST_F(Step1Test, SpecificationsStandInTheOrderOfTheirTitles) {
+  int file = 0;
+  for (const char* title : {"Zulieferer", "Kunden 10", "ärzte", "Bauämter", "Kunden 9", "Apotheken"}) {
+    WriteSpecification(std::to_string(++file) + ".IMP",
+                       std::string("[Common]\nApplication=2\nDescription=") + title + "\n");
+  }
+  OpenStep1();
+  const auto& list = Find<QListWidget>("lstVorlage");
+  std::vector<std::string> titles;
+  for (int row = 0; row < list.count(); ++row) titles.push_back(FromQt(list.item(row)->text()));
+  EXPECT_THAT(titles, ElementsAre("Apotheken", "ärzte", "Bauämter", "Kunden 9", "Kunden 10", "Zulieferer"));
+}
+
 TEST_F(Step1Test, TwoFilesWithOneDescriptionBothAppearAndKeepTheirPaths) {
   Write("A.IMP", "Kunden");
   Write("B.IMP", "Kunden");
@@ -348,6 +361,16 @@ TEST_F(Step1Test, TheFirstArrowKeySelectsTheFirstEntry) {
   EXPECT_EQ(list.currentRow(), 0);
   QTest::keyClick(&list, Qt::Key_Down);
   EXPECT_EQ(list.currentRow(), 1);
+}
+
+TEST_F(Step1Test, KeysThatFollowAnAccessKeyAtOnceComeBehindIt) {
+  WriteSpecification("Vorlage.IMT", TextSpecification(WriteSource()));
+  OpenStep1();
+  auto& list = Find<QListWidget>("lstVorlage");
+  QTest::keyClick(&Page(), Qt::Key_N, Qt::AltModifier);
+  QTest::keyClick(&list, Qt::Key_Down);
+  QTest::keyClick(&list, Qt::Key_Return);
+  EXPECT_EQ(PageName(), "frmStep2");
 }
 
 TEST_F(Step1Test, EnterInTheListGoesOnAndEscapeCancels) {

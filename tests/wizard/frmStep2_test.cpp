@@ -312,6 +312,14 @@ TEST_F(Step2Test, WeiterWithAMissingFileTellsSoOnceAndStays) {
   EXPECT_EQ(session.FileName, "/fehlt.txt");
 }
 
+TEST_F(Step2Test, WeiterByItsKeyWithAMissingFileTellsSoOnceToo) {
+  OpenStep2(TextSpecification(""));
+  Type("txtFilename", "/fehlt.txt");
+  QTest::keyClick(&Find<QLineEdit>("txtFilename"), Qt::Key_W, Qt::AltModifier);
+  Spin();
+  EXPECT_THAT(ui.boxes, ElementsAre(Information("Die Datei ''/fehlt.txt'' existiert nicht.")));
+}
+
 TEST_F(Step2Test, WeiterWithAMissingBackupFolderTellsSoAndStays) {
   OpenStep2(TextSpecification(WriteSource(), "SaveFile=1\nSavePath=/fehlt\n"));
   Click("cmdNext");

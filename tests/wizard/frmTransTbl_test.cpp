@@ -357,6 +357,17 @@ TEST_F(ValueEditorTest, ConstantsAreShownWithTheirDescriptionAndTheSelectedOneIs
   EXPECT_THAT(ui.boxes, IsEmpty());
 }
 
+TEST_F(ValueEditorTest, TheConstantThatTheFieldHasIsChosenAtFirst) {
+  editor.SetTranslationMode(kConstantsMode);
+  editor.SetRowSource("1*Kunde#2*Lieferant#3*Interessent");
+  editor.SetRowSourceTyp("1");
+  for (const auto& [present, chosen] : {std::pair("3", "3"), std::pair("9", "1"), std::pair("", "1")}) {
+    editor.SetPresentConstant(present);
+    EXPECT_TRUE(Open([] {}));
+    EXPECT_EQ(editor.ReturnValue(), chosen) << present;
+  }
+}
+
 TEST_F(ValueEditorTest, ADoubleClickChoosesAConstant) {
   editor.SetTranslationMode(kConstantsMode);
   editor.SetRowSource("1*Kunde#2*Lieferant");

@@ -6,6 +6,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 
+#include "wizard/ask_before_loss.h"
 #include "wizard/page_parts.h"
 #include "wizard/wizard_fixture.h"
 
@@ -45,6 +46,32 @@ TEST_F(QtUserInterfaceTest, AQuestionIsAnsweredWithJaOrNein) {
 TEST_F(QtUserInterfaceTest, AQuestionClosedWithoutAnAnswerIsNo) {
   modals.Then("messageBox", [](QWidget& dialog) { QTest::keyClick(&dialog, Qt::Key_Escape); });
   EXPECT_EQ(ui.MessageBox("?", "", Icon::kQuestion, Buttons::kYesNo), Answer::kNo);
+}
+
+TEST_F(QtUserInterfaceTest, EnterAnswersAQuestionOfLossWithNo) {
+  UserInterface& any = ui;
+  for (const bool is_of_loss : {true, false}) {
+    modals.Then("messageBox", [](QWidget& dialog) { QTest::keyClick(&dialog, Qt::Key_Return); });
+    const Answer answer = is_of_loss ? AskBeforeLoss(any, "Weg damit?", "Löschen?")
+                                     : any.MessageBox("?", "", Icon::kQuestion, Buttons::kYesNo);
+    EXPECT_EQ(answer, is_of_loss ? Answer::kNo : Answer::kYes);
+  }
+}
+
+TEST_F(QtUserInterfaceTest, AnotherUserInterfaceAsksOfLossAsItAsksEverything) {
+  RecordingUserInterface recorded;
+  recorded.answers = {Answer::kYes};
+  EXPECT_EQ(AskBeforeLoss(recorded, "Weg damit?", "Löschen?"), Answer::kYes);
+  using Box = RecordingUserInterface::Box;
+  EXPECT_THAT(recorded.boxes, ElementsAre(Box{"Weg damit?", "Löschen?", Icon::kQuestion, Buttons::kYesNo}));
+}
+
+TEST_F(QtUserInterfaceTest, TheBoxForANameIsAsWideAsAName) {
+  modals.Then("inputBox", [](QWidget& dialog) {
+    EXPECT_GE(dialog.width(), dialog.fontMetrics().averageCharWidth() * 50);
+    dialog.close();
+  });
+  ui.InputBox("Bitte geben Sie ein Schemaname ein:", "Schema speichern...");
 }
 
 TEST_F(QtUserInterfaceTest, ABoxWithoutATitleHasTheProgramsAndItsTextIsNoMarkup) {
