@@ -18,6 +18,7 @@ test_packages=(
   sqlite3 postgresql pgbouncer
   python3-xlrd python3-xlwt python3-dbf mdbtools gnumeric
   xvfb xauth dbus dbus-x11 at-spi2-core python3-pyatspi fonts-dejavu-core
+  openbox xdotool x11-utils
 )
 
 # To look at the code without running it; clang reads the flags of the files that clang-tidy looks at.

@@ -11,7 +11,7 @@ import subprocess
 import tempfile
 
 NEEDED_PROGRAMS = ("Xvfb", "dbus-daemon")
-SCREEN = "1280x900x24"
+SCREEN = "1280x900"
 PATIENCE = 10  # seconds
 
 
@@ -32,7 +32,8 @@ def missing():
 class PrivateDesktop:
     """`with PrivateDesktop() as desktop:` starts it; desktop.environment is for the programs on it."""
 
-    def __init__(self):
+    def __init__(self, screen=SCREEN):
+        self.screen = screen
         self.environment = dict(os.environ)
         self.folder = tempfile.mkdtemp(prefix="kestrel-e2e-")
         self._groups = []
@@ -69,7 +70,8 @@ class PrivateDesktop:
                 # Without -noreset the server starts anew when a first client has come and gone, and refuses
                 # whoever connects meanwhile.
                 process = subprocess.Popen(
-                    ["Xvfb", "-displayfd", str(write_end), "-noreset", "-screen", "0", SCREEN, "-nolisten", "tcp"],
+                    ["Xvfb", "-displayfd", str(write_end), "-noreset", "-screen", "0", self.screen + "x24",
+                     "-nolisten", "tcp"],
                     pass_fds=[write_end], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                     stderr=subprocess.DEVNULL, start_new_session=True)
             finally:
