@@ -77,8 +77,14 @@ std::string OrderExpression(const AddressColumn& column) {
   return order;
 }
 
-std::string SearchCondition(const std::string& column) {
-  return InLowerCase("CAST(" + column + " AS TEXT)") + " LIKE ? ESCAPE '!'";
+std::string SearchCondition(const std::vector<AddressColumn>& columns) {
+  // All columns as one text, so that a row is brought into lower case and looked through once. Nobody types the line
+  // break that keeps them apart.
+  std::string row;
+  for (const AddressColumn& column : columns) {
+    row += (row.empty() ? "" : " || '\n' || ") + ("coalesce(CAST(" + column.name + " AS TEXT), '')");
+  }
+  return InLowerCase("(" + row + ")") + " LIKE ? ESCAPE '!'";
 }
 
 std::string SearchPattern(const QString& text) {

@@ -4,6 +4,7 @@
 #include <QString>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kestrel::host {
 
@@ -22,9 +23,9 @@ AddressColumn DescribeColumn(std::string_view name);
 // directory.
 std::string OrderExpression(const AddressColumn& column);
 
-// An SQL condition that is true where any column holds the text, in whatever case. It has one parameter, which
-// SearchPattern makes.
-std::string SearchCondition(const std::string& column);
+// An SQL condition that is true where any of the columns holds the text, in whatever case. It has one parameter,
+// which SearchPattern makes.
+std::string SearchCondition(const std::vector<AddressColumn>& columns);
 std::string SearchPattern(const QString& text);
 
 // The text of a column as a person reads it: dates as day.month.year, times behind their date.

@@ -1,5 +1,6 @@
 #include "app/address_page.h"
 
+#include <QDragEnterEvent>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLocale>
@@ -34,13 +35,18 @@ std::vector<AddressColumn> ColumnsOf(Connection& connection, const char* table) 
 
 }  // namespace
 
-AddressPage::AddressPage(const AddressList& list, ConnectionPtr connection, QWidget* parent)
+AddressPage::AddressPage(const AddressList& list, ConnectionPtr connection, AnotherConnection another,
+                         QWidget* parent)
     : QWidget(parent),
       list_(list),
-      connection_(std::move(connection)),
-      columns_(ColumnsOf(*connection_, list.table)),
-      guard_(this, [this](const RuntimeError& error) { count_->setText(ToQt(error.Description())); }) {
+      columns_(ColumnsOf(*connection, list.table)),
+      guard_(this, [this](const RuntimeError& error) { count_->setText(ToQt(error.Description())); }),
+      reader_(
+          std::move(connection), std::move(another), this,
+          [this](const AddressAnswer& answer) { guard_.Run([&] { Show(answer); }); },
+          [this](const RuntimeError& error) { count_->setText(ToQt(error.Description())); }) {
   setObjectName(QString("page") + list.table);
+  setAcceptDrops(true);
   BuildControls();
   ConnectEvents();
   Refresh();
@@ -97,7 +103,7 @@ void AddressPage::ConnectEvents() {
   guard_.On(order_by_, &QComboBox::currentIndexChanged, order_chosen);
   guard_.On(descending_, &QCheckBox::toggled, order_chosen);
   guard_.On(findChild<QPushButton*>("cmdImport"), &QPushButton::clicked,
-            [this] { emit ImportAsked(list_.app_mode); });
+            [this] { emit ImportAsked(list_.app_mode, QString()); });
 }
 
 void AddressPage::OrderBy(int column, Qt::SortOrder order) {
@@ -115,39 +121,40 @@ void AddressPage::Search() {
   search_->selectAll();
 }
 
-// The rows that hold what is typed into the search box, in whatever column.
-RecordsetPtr AddressPage::Select(const std::string& what, const std::string& behind) {
-  std::string sql = "SELECT " + what + " FROM " + list_.table;
-  const QString text = search_->text().trimmed();
-  if (text.isEmpty()) return connection_->OpenRecordset(sql + behind);
-  const std::string pattern = SearchPattern(text);
-  for (std::size_t i = 0; i < columns_.size(); ++i) {
-    sql += (i == 0 ? " WHERE " : " OR ") + SearchCondition(columns_[i].name);
-  }
-  const auto query = connection_->Prepare(sql + behind);
-  for (std::size_t i = 0; i < columns_.size(); ++i) query->BindText(i, pattern);
-  return query->Open();
+void AddressPage::Refresh() {
+  reader_.Ask({.table = list_.table,
+               .columns = columns_,
+               .text = search_->text().trimmed(),
+               .order_column = static_cast<std::size_t>(order_column_),
+               .descending = order_ == Qt::DescendingOrder,
+               .limit = kShownRows});
 }
 
-void AddressPage::Refresh() {
-  const AddressColumn& order = columns_[static_cast<std::size_t>(order_column_)];
-  const std::string direction = order_ == Qt::AscendingOrder ? " ASC" : " DESC";
-  guard_.Run([&] {
-    const std::int64_t count = Select("COUNT(*)", "")->ValueAt(0).ToInteger();
-    // Equal ones stand in the order of their numbers.
-    const RecordsetPtr rows = Select("*", " ORDER BY " + OrderExpression(order) + direction + ", " +
-                                              columns_.front().name + " LIMIT " + std::to_string(kShownRows));
-    const bool was_empty = model_->rowCount() == 0;
-    model_->SetRows(*rows, kShownRows);
-    // Widths that a person has chosen stay, but there is nothing to choose by in an empty list.
-    if (was_empty) FitColumns(*table_, kWidestColumn);
-    const QLocale german(QLocale::German);
-    const QString all = german.toString(static_cast<qlonglong>(count));
-    count_->setText(count > kShownRows
-                        ? QString("Die ersten %1 von %2 Adressen").arg(german.toString(kShownRows), all)
-                    : count == 1 ? QString("1 Adresse")
-                                 : all + " Adressen");
-  });
+void AddressPage::Show(const AddressAnswer& answer) {
+  const bool was_empty = model_->rowCount() == 0;
+  model_->SetRows(*answer.rows, kShownRows);
+  // Widths that a person has chosen stay, but there is nothing to choose by in an empty list.
+  if (was_empty) FitColumns(*table_, kWidestColumn);
+  const QLocale german(QLocale::German);
+  const QString all = german.toString(static_cast<qlonglong>(answer.found));
+  QString text = answer.found > kShownRows
+                     ? QString("Die ersten %1 von %2 Adressen").arg(german.toString(kShownRows), all)
+                 : answer.found == 1 ? QString("1 Adresse")
+                                     : all + " Adressen";
+  if (!answer.is_complete) text = QString("Suche läuft (%1 %): bisher %2").arg(answer.percent).arg(text);
+  count_->setText(text);
+}
+
+void AddressPage::dragEnterEvent(QDragEnterEvent* event) {
+  if (!DroppedFile(event->mimeData()).isEmpty()) event->acceptProposedAction();
+}
+
+void AddressPage::dropEvent(QDropEvent* event) {
+  const QString file = DroppedFile(event->mimeData());
+  if (file.isEmpty()) return;
+  event->acceptProposedAction();
+  // The program that the file comes from waits for the end of the drop.
+  guard_.Later(0, [this, file] { emit ImportAsked(list_.app_mode, file); });
 }
 
 }  // namespace kestrel::host

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "app/address_columns.h"
+#include "app/address_reader.h"
 #include "app/query_model.h"
 #include "kestrel/connection.h"
 #include "wizard/event_guard.h"
@@ -28,25 +29,31 @@ struct AddressList {
 class AddressPage final : public QWidget {
   Q_OBJECT
  public:
-  // Error 3000 where the database lacks the table.
-  AddressPage(const AddressList& list, ConnectionPtr connection, QWidget* parent);
+  // Error 3000 where the database lacks the table. Where `another` opens further connections, the list is read in
+  // another thread, and fills while it is.
+  AddressPage(const AddressList& list, ConnectionPtr connection, AnotherConnection another, QWidget* parent);
 
   // Reads the list again, for the current search and order.
   void Refresh();
+  std::int16_t app_mode() const { return list_.app_mode; }
   // Puts the cursor where the search is typed.
   void Search();
 
  signals:
-  void ImportAsked(std::int16_t app_mode);
+  // `file` is the one that was dropped onto the list; empty for none.
+  void ImportAsked(std::int16_t app_mode, const QString& file);
+
+ protected:
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
 
  private:
   void BuildControls();
   void ConnectEvents();
   void OrderBy(int column, Qt::SortOrder order);
-  RecordsetPtr Select(const std::string& what, const std::string& behind);
+  void Show(const AddressAnswer& answer);
 
   AddressList list_;
-  ConnectionPtr connection_;
   std::vector<AddressColumn> columns_;
   EventGuard guard_;
   int order_column_ = 0;
@@ -58,6 +65,7 @@ class AddressPage final : public QWidget {
   QTableView* table_;
   QLabel* count_;
   QTimer typing_;
+  AddressReader reader_;
 };
 
 }  // namespace kestrel::host

@@ -1,10 +1,11 @@
 #include "app/host_window.h"
 
-#include <QAbstractButton>
 #include <QCloseEvent>
 #include <QMenuBar>
 #include <QStatusBar>
 
+#include "app/import_settings.h"
+#include "wizard/ask_before_loss.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
 #include "wizard/window_frame.h"
@@ -21,18 +22,29 @@ constexpr AddressList kAddressLists[] = {
 
 constexpr int kNoticeMs = 5000;
 
+constexpr WizardComforts kComforts = {.run_summary = true,
+                                      .column_drift = true,
+                                      .unreadable_specifications = true,
+                                      .careful_questions = true,
+                                      .tells_of_saving = true,
+                                      .marked_mandatory_fields = true,
+                                      .visible_access_keys = true,
+                                      .unlisted_kinds = true,
+                                      .kept_assignments = true};
+
 }  // namespace
 
 HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, ConnectionPtr connection,
-                       const std::string& personal_nr)
+                       const std::string& personal_nr, const AnotherConnection& another)
     : ui_(ui),
       guard_(this, ui),
       connection_(std::move(connection)),
-      wizard_(this, {.run_summary = true, .column_drift = true, .unreadable_specifications = true}),
+      wizard_(this, kComforts),
       import_man_(Platform{ui_, components, clock_}, &wizard_) {
   setObjectName("hostWindow");
   setWindowTitle("KESTREL Adressen");
   GiveIcon(this);
+  RegisterImportSettings(components, this);
   import_man_.SetConnection(connection_);
   import_man_.SetPersonalNr(personal_nr);
 
@@ -53,7 +65,7 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
   tabs_->setObjectName("tabs");
   tabs_->setDocumentMode(true);
   for (const AddressList& list : kAddressLists) {
-    auto* page = new AddressPage(list, connection_, tabs_);
+    auto* page = new AddressPage(list, connection_, another, tabs_);
     tabs_->addTab(page, list.title);
     address_pages_.push_back(page);
     guard_.On(page, &AddressPage::ImportAsked, &HostWindow::OpenImport);
@@ -80,8 +92,9 @@ void HostWindow::BuildMenu() {
   QMenu* file = menuBar()->addMenu("&Datei");
   for (const AddressList& list : kAddressLists) {
     guard_.On(file->addAction(list.import_title), &QAction::triggered,
-              [this, mode = list.app_mode] { OpenImport(mode); });
+              [this, mode = list.app_mode] { OpenImport(mode, QString()); });
   }
+  guard_.On(file->addAction("Datei im&portieren..."), &QAction::triggered, &HostWindow::ImportFile);
   file->addSeparator();
   file->addAction("&Beenden", QKeySequence("Ctrl+Q"), this, &QWidget::close);
   QMenu* view = menuBar()->addMenu("&Ansicht");
@@ -91,11 +104,18 @@ void HostWindow::BuildMenu() {
             &HostWindow::RefreshAll);
 }
 
-void HostWindow::OpenImport(std::int16_t app_mode) {
+void HostWindow::OpenImport(std::int16_t app_mode, const QString& file) {
   // There is one session; an import that is being prepared is not thrown away by a second click.
   if (ShowOpenImport("Ein Import ist bereits geöffnet.")) return;
   import_man_.SetApplication(app_mode);
+  import_man_.SetImportFileName(FromQt(file));
   import_man_.ShowDialog();
+}
+
+void HostWindow::ImportFile() {
+  const auto* page = qobject_cast<AddressPage*>(tabs_->currentWidget());
+  const std::int16_t app_mode = page != nullptr ? page->app_mode() : kAddressLists[0].app_mode;
+  if (const auto file = ui_.ChooseFile("Datei importieren", "*.*", "")) OpenImport(app_mode, ToQt(*file));
 }
 
 bool HostWindow::ShowOpenImport(const QString& notice) {
@@ -129,15 +149,14 @@ bool HostWindow::event(QEvent* event) {
 }
 
 void HostWindow::closeEvent(QCloseEvent* event) {
-  if (QWidget* page = wizard_.CurrentPage()) {
-    const Answer answer = ui_.MessageBox("Ein Import ist noch geöffnet. Möchten Sie ihn abbrechen?", "Beenden?",
-                                         Icon::kQuestion, Buttons::kYesNo);
-    auto* cancel = page->findChild<QAbstractButton*>("cmdCancel");
-    if (answer != Answer::kYes || cancel == nullptr) {
+  if (wizard_.CurrentPage() != nullptr) {
+    const Answer answer =
+        AskBeforeLoss(ui_, "Ein Import ist noch geöffnet. Möchten Sie ihn abbrechen?", "Beenden?");
+    if (answer != Answer::kYes) {
       event->ignore();
       return;
     }
-    cancel->click();
+    wizard_.Abandon();
   }
   QMainWindow::closeEvent(event);
 }

@@ -17,10 +17,11 @@ namespace kestrel::host {
 class HostWindow final : public QMainWindow {
   Q_OBJECT
  public:
-  // Dialogs and registry outlive the window. `personal_nr` is the user at work. Error 3000 where the database
-  // lacks an address list.
+  // Dialogs and registry outlive the window. `personal_nr` is the user at work. Where `another` opens further
+  // connections to the database, the address lists are read beside the window. Error 3000 where the database lacks
+  // an address list.
   HostWindow(UserInterface& ui, ComponentRegistry& components, ConnectionPtr connection,
-             const std::string& personal_nr);
+             const std::string& personal_nr, const AnotherConnection& another = {});
 
  protected:
   bool event(QEvent* event) override;
@@ -29,7 +30,10 @@ class HostWindow final : public QMainWindow {
 
  private:
   void BuildMenu();
-  void OpenImport(std::int16_t app_mode);
+  // `file` is offered as the source; empty for none.
+  void OpenImport(std::int16_t app_mode, const QString& file);
+  // Asks for the file, which is for the list that is shown.
+  void ImportFile();
   // Whether there is one, which is brought to the front; `notice` says why.
   bool ShowOpenImport(const QString& notice);
   void UndoRun();

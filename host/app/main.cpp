@@ -9,6 +9,7 @@
 
 #include "app/host_database.h"
 #include "app/host_window.h"
+#include "kestrel/open_connection.h"
 #include "kestrel/qt_user_interface.h"
 #include "platform/base/terminal_text.h"
 #include "wizard/qt_text.h"
@@ -47,10 +48,13 @@ int main(int count, char** arguments) {
   std::unique_ptr<kestrel::host::HostWindow> window;
   const bool open = kestrel::Trap(
       [&] {
+        const std::string home = kestrel::FromQt(folder);
+        const std::string named = kestrel::FromQt(parser.value(host));
         window = std::make_unique<kestrel::host::HostWindow>(
-            ui, components,
-            kestrel::host::OpenHostDatabase(kestrel::FromQt(folder), kestrel::FromQt(parser.value(host))),
-            kestrel::FromQt(parser.value(user)));
+            ui, components, kestrel::host::OpenHostDatabase(home, named), kestrel::FromQt(parser.value(user)),
+            [database = kestrel::host::HostDatabase(home, named)] {
+              return kestrel::OpenConnection(database);
+            });
       },
       [&](const kestrel::RuntimeError& error) {
         std::fprintf(stderr, "kestrel-host: %s\n", kestrel::TerminalText(error.what()).c_str());

@@ -8,6 +8,7 @@
 
 #include "app/list_parts.h"
 #include "app/shown_wait.h"
+#include "wizard/ask_before_loss.h"
 #include "wizard/button_row.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
@@ -238,7 +239,7 @@ void RunsPage::Undo() {
   const std::optional<std::int64_t> run = ChosenRun();
   if (!run) return;
   constexpr const char* kTitle = "Rückgängig machen";
-  if (ui_.MessageBox(FromQt(Question()), kTitle, Icon::kQuestion, Buttons::kYesNo) != Answer::kYes) return;
+  if (AskBeforeLoss(ui_, FromQt(Question()), kTitle) != Answer::kYes) return;
   std::optional<UndoOutcome> outcome;
   Trap([&] { outcome = UndoInDialog(Ledger(), *connection_, *run, Chosen("Zustand") == kUndone, window()); },
        [&](const RuntimeError& error) {

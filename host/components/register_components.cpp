@@ -22,7 +22,8 @@ constexpr std::string_view kImporterPrefix = "KSBIMPORT.";
 
 void RegisterImporter(ComponentRegistry& registry, const std::string& prog_id,
                       const std::shared_ptr<KeyMemory>& keys) {
-  registry.Register(prog_id, [prog_id, keys] { return std::make_shared<TableImporter>(prog_id, keys); });
+  registry.Register(
+      prog_id, [prog_id, keys, &registry] { return std::make_shared<TableImporter>(prog_id, keys, registry); });
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "components/table_importer.h"
 
+#include <algorithm>
 #include <mutex>
 #include <numeric>
 #include <span>
@@ -7,6 +8,7 @@
 #include "kestrel/import_class.h"
 #include "kestrel/memory_recordset.h"
 #include "ledger/run_state.h"
+#include "platform/base/text.h"
 #include "platform/profile/profile.h"
 #include "storage/field_error.h"
 #include "storage/grouped_writes.h"
@@ -17,6 +19,8 @@
 namespace kestrel::host {
 
 namespace {
+
+constexpr const char* kSettingsDialog = "kestrelhost.ImportSettings";
 
 // A word of the run's, and that of the ledger.
 struct Word {
@@ -141,6 +145,16 @@ RecordWriter& TableImporter::TrialWriter() {
   }
   if (writer_ == nullptr) writer_ = NewWriter(trial_->destination());
   return *writer_;
+}
+
+bool TableImporter::HasConfig() const {
+  const std::vector<std::string> known = components_.ProgIds();
+  return std::any_of(known.begin(), known.end(),
+                     [](const std::string& id) { return EqualsIgnoringCase(id, kSettingsDialog); });
+}
+
+void TableImporter::ShowConfig() {
+  CallMethod(components_.CreateObject(kSettingsDialog), "Show", specification_file_, Target().table);
 }
 
 ObjectPtr TableImporter::GetFields() {

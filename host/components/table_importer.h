@@ -1,8 +1,8 @@
 // Import class for the tables of the host: one for all destinations. What it stores where stands in the
 // rows of Importziele and Importfelder that carry its ProgID, so a new destination needs no programming.
 //
-// No call after Connection was set fails, but for RunStarts and RunEnds: what goes wrong stands in ErrorCode and
-// ErrorDescription, which every other call but these two sets anew.
+// No call after Connection was set fails, but for ShowConfig, RunStarts and RunEnds: what goes wrong stands in ErrorCode
+// and ErrorDescription, which every other call but these sets anew.
 #pragma once
 
 #include <memory>
@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "kestrel/bound_object.h"
+#include "kestrel/component_registry.h"
 #include "kestrel/connection.h"
 #include "ledger/run_ledger.h"
 #include "platform/data/borrowing_recordset.h"
@@ -23,8 +24,9 @@ namespace kestrel::host {
 
 class TableImporter final : public BoundObject<TableImporter> {
  public:
-  TableImporter(std::string prog_id, std::shared_ptr<KeyMemory> keys)
-      : prog_id_(std::move(prog_id)), keys_(std::move(keys)) {}
+  // The registry outlives the import class.
+  TableImporter(std::string prog_id, std::shared_ptr<KeyMemory> keys, ComponentRegistry& components)
+      : prog_id_(std::move(prog_id)), keys_(std::move(keys)), components_(components) {}
   static void Bind(Members& members);
 
  private:
@@ -36,8 +38,10 @@ class TableImporter final : public BoundObject<TableImporter> {
   void SetApplication(std::int16_t) {}
   // What it says of overwriting is read with BeforeImport.
   void SetSpecificationFile(std::string_view path) { specification_file_ = path; }
-  bool HasConfig() const { return false; }
-  void ShowConfig() {}
+  // A program with windows brings the dialog, as the object "kestrelhost.ImportSettings".
+  bool HasConfig() const;
+  // Raises what the dialog raises.
+  void ShowConfig();
 
   // A record set of destination fields; one without rows where the destination cannot be read.
   ObjectPtr GetFields();
@@ -113,6 +117,7 @@ class TableImporter final : public BoundObject<TableImporter> {
 
   std::string prog_id_;
   std::shared_ptr<KeyMemory> keys_;
+  ComponentRegistry& components_;
   ConnectionPtr connection_;
   std::unique_ptr<Destination> target_;
   std::optional<AddressLookup> addresses_;

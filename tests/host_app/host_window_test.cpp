@@ -1,12 +1,17 @@
 #include <QAction>
+#include <QDropEvent>
 #include <QHeaderView>
 #include <QLineEdit>
+#include <QListWidget>
+#include <QMenu>
 #include <QMenuBar>
+#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
 #include <QStatusBar>
 #include <QTest>
+#include <filesystem>
 #include <functional>
 #include <stdexcept>
 
@@ -232,6 +237,50 @@ TEST_F(HostWindowTest, ImportOpensTheWizardAndReturnsAtOnce) {
   ASSERT_NE(page, nullptr);
   EXPECT_EQ(page->objectName(), "frmStep1");
   EXPECT_FALSE(page->isModal());
+}
+
+TEST_F(HostWindowTest, AFileThatIsChosenIsOfferedAsTheSourceOfTheListThatIsShown) {
+  const std::string file = folder.Write("neu.txt", "Name;Ort\r\n");
+  std::filesystem::create_directory(folder.File("Import"));
+  folder.Write(
+      "Import/Lieferanten.IMP",
+      "[Common]\r\nDescription=Lieferanten\r\nApplication=4\r\nImportClass=ksbimport.importlieferanten\r\n"
+      "Provider=Textdatei\r\nFileName=/alt.txt\r\n");
+  Open();
+  window->findChild<QTabWidget*>("tabs")->setCurrentIndex(2);
+  const auto offered = [&] {
+    FindIn<QListWidget>(*ShownWizardPage(), "lstVorlage").setCurrentRow(0);
+    FindIn<QPushButton>(*ShownWizardPage(), "cmdNext").click();
+    Spin();
+    const std::string path = FindIn<QLineEdit>(*ShownWizardPage(), "txtFilename").text().toStdString();
+    ShownWizardPage()->close();
+    Spin();
+    return path;
+  };
+  ui.replies = {file};
+  for (QAction* menu : window->menuBar()->actions()) {
+    for (QAction* action : menu->menu()->actions()) {
+      if (action->text().remove('&') == "Datei importieren...") action->trigger();
+    }
+  }
+  EXPECT_EQ(offered(), file);
+  Find<QPushButton>("pageLieferanten", "cmdImport").click();
+  EXPECT_EQ(offered(), "/alt.txt") << "the file was offered for one import";
+}
+
+TEST_F(HostWindowTest, AFileDroppedOntoAListIsImportedIntoIt) {
+  const std::string file = folder.Write("neu.txt", "Name;Ort\r\n");
+  Open();
+  QMimeData data;
+  data.setUrls({QUrl::fromLocalFile(QString::fromStdString(file))});
+  auto* page = window->findChild<QWidget*>("pageInteressenten");
+  QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+  QApplication::sendEvent(page, &enter);
+  EXPECT_TRUE(enter.isAccepted());
+  QDropEvent drop(QPointF(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+  QApplication::sendEvent(page, &drop);
+  EXPECT_TRUE(drop.isAccepted());
+  EXPECT_TRUE(Eventually([] { return ShownWizardPage() != nullptr; }));
 }
 
 TEST_F(HostWindowTest, ASecondImportDoesNotThrowTheFirstAway) {

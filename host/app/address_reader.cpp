@@ -1,0 +1,147 @@
+#include "app/address_reader.h"
+
+#include <chrono>
+#include <utility>
+
+namespace kestrel::host {
+
+namespace {
+
+// How often it is looked for answers.
+constexpr int kLookMs = 30;
+// How often a question that takes long shows what there is; making that costs a look into the table.
+constexpr std::chrono::milliseconds kShowEvery{400};
+
+}  // namespace
+
+AddressReader::AddressReader(ConnectionPtr connection, AnotherConnection another, QObject* parent,
+                             std::function<void(const AddressAnswer&)> show,
+                             std::function<void(const RuntimeError&)> tell)
+    : QObject(parent),
+      connection_(std::move(connection)),
+      another_(std::move(another)),
+      show_(std::move(show)),
+      tell_(std::move(tell)),
+      guard_(this, tell_) {
+  look_.setInterval(kLookMs);
+  guard_.On(&look_, &QTimer::timeout, &AddressReader::Look);
+}
+
+AddressReader::~AddressReader() {
+  {
+    const std::lock_guard lock(desk_.mutex);
+    desk_.is_closing = true;
+    ++desk_.number;
+  }
+  desk_.asked.notify_one();
+  if (thread_.joinable()) thread_.join();
+}
+
+void AddressReader::Ask(AddressQuestion question) {
+  if (!another_) {
+    AnswerHere(std::move(question));
+    return;
+  }
+  {
+    const std::lock_guard lock(desk_.mutex);
+    desk_.question = std::move(question);
+    ++desk_.number;
+    desk_.answer.reset();
+    desk_.error.reset();
+  }
+  desk_.asked.notify_one();
+  if (!thread_.joinable()) thread_ = std::thread([this] { Work(desk_, another_); });
+  look_.start();
+}
+
+void AddressReader::AnswerHere(AddressQuestion question) {
+  Trap(
+      [&] {
+        AddressSearch search(*connection_, std::move(question));
+        while (search.Next()) {
+        }
+        show_(search.Answer());
+      },
+      tell_);
+}
+
+void AddressReader::Look() {
+  std::optional<AddressAnswer> answer;
+  std::optional<RuntimeError> error;
+  {
+    const std::lock_guard lock(desk_.mutex);
+    answer = std::exchange(desk_.answer, std::nullopt);
+    error = std::exchange(desk_.error, std::nullopt);
+  }
+  if (error || (answer && answer->is_complete)) look_.stop();
+  if (answer) show_(*answer);
+  if (error) tell_(*error);
+}
+
+namespace {
+
+// Ends waits for a lock or a silent server with the question.
+class EndsWithQuestion final : public WaitWatch {
+ public:
+  explicit EndsWithQuestion(std::function<bool()> is_wanted) : is_wanted_(std::move(is_wanted)) {}
+  bool KeepWaiting(std::string_view) override { return is_wanted_(); }
+
+ private:
+  std::function<bool()> is_wanted_;
+};
+
+}  // namespace
+
+void AddressReader::Work(Desk& desk, const AnotherConnection& another) {
+  ConnectionPtr connection;
+  std::unique_lock lock(desk.mutex);
+  while (true) {
+    desk.asked.wait(lock, [&] { return desk.is_closing || desk.question; });
+    if (desk.is_closing) return;
+    AddressQuestion question = std::move(*std::exchange(desk.question, std::nullopt));
+    const std::int64_t number = desk.number;
+    lock.unlock();
+    Trap(
+        [&] {
+          if (connection == nullptr) connection = another();
+          AnswerThere(desk, number, *connection, std::move(question));
+        },
+        [&](const RuntimeError& error) {
+          connection.reset();
+          const std::lock_guard telling(desk.mutex);
+          if (desk.number == number) desk.error = error;
+        });
+    lock.lock();
+  }
+}
+
+void AddressReader::AnswerThere(Desk& desk, std::int64_t number, Connection& connection,
+                                AddressQuestion question) {
+  const auto is_wanted = [&] {
+    const std::lock_guard lock(desk.mutex);
+    return desk.number == number;
+  };
+  EndsWithQuestion watch(is_wanted);
+  struct Watching {
+    Connection& connection;
+    ~Watching() { connection.WatchWaits(nullptr); }
+  };
+  connection.WatchWaits(&watch);
+  const Watching watching{connection};
+  AddressSearch search(connection, std::move(question));
+  auto shown = std::chrono::steady_clock::now();
+  bool is_more = true;
+  while (is_more) {
+    is_more = search.Next();
+    if (!is_wanted()) return;
+    const auto now = std::chrono::steady_clock::now();
+    if (is_more && now - shown < kShowEvery) continue;
+    shown = now;
+    AddressAnswer answer = search.Answer();
+    const std::lock_guard lock(desk.mutex);
+    if (desk.number != number) return;
+    desk.answer = std::move(answer);
+  }
+}
+
+}  // namespace kestrel::host
