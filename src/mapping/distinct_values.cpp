@@ -6,14 +6,26 @@
 
 namespace kestrel {
 
-DistinctValues CollectDistinctValues(Session& session, std::string_view column) {
+namespace {
+
+// Records between two questions whether to go on.
+constexpr std::int64_t kRecordsAtOnce = 500;
+
+}  // namespace
+
+DistinctValues CollectDistinctValues(Session& session, std::string_view column,
+                                     const std::function<bool()>& go_on) {
   DistinctValues distinct;
   std::unordered_set<std::string> seen;
   SourceReader reader(session);
   reader.OpenSourceRecordset();
   RecordsetPtr record = reader.SourceMoveFirst();
   const std::optional<std::size_t> position = record == nullptr ? std::nullopt : record->FindColumn(column);
-  while (position.has_value() && !reader.SourceEOF()) {
+  for (std::int64_t read = 1; position.has_value() && !reader.SourceEOF(); ++read) {
+    if (go_on && read % kRecordsAtOnce == 0 && !go_on()) {
+      distinct.cut = true;
+      break;
+    }
     const std::string_view value = ShownSourceValue(record->TextAt(*position));
     if (const auto [place, is_new] = seen.emplace(value); is_new) {
       if (distinct.values.size() == kMaxDistinctValues) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -73,10 +74,12 @@ inline constexpr std::size_t kMaxDistinctValues = 10000;
 
 struct DistinctValues {
   std::vector<std::string> values;  // in order of first appearance; empty values as "<Empty>"
-  bool cut = false;                 // the source holds more
+  bool cut = false;                 // the source may hold more
 };
 // The distinct values of a source column, read through the source reader. A column the source lacks gives none.
-KESTREL_INTERNAL DistinctValues CollectDistinctValues(Session& session, std::string_view column);
+// `go_on`, where given, is asked now and then; the reading ends where it answers no.
+KESTREL_INTERNAL DistinctValues CollectDistinctValues(Session& session, std::string_view column,
+                                                      const std::function<bool()>& go_on = {});
 
 // The values with the translations that the working copy holds.
 KESTREL_INTERNAL std::vector<TranslationRow> ReadTranslationRows(Session& session,

@@ -8,6 +8,7 @@
 #include "wizard/page_parts.h"
 #include "wizard/permitted_value_delegate.h"
 #include "wizard/qt_text.h"
+#include "wizard/reading_dialog.h"
 #include "wizard/table_look.h"
 #include "wizard/window_frame.h"
 
@@ -89,7 +90,11 @@ void frmTransTbl::FillTranslations() {
   model_.setHorizontalHeaderLabels({"Feldinhalt (Quelle)", "Übersetzung"});
   tdbGridTransl_->setAccessibleName("Übersetzungen");
   tdbGridTransl_->setSelectionBehavior(QAbstractItemView::SelectItems);
-  const DistinctValues distinct = CollectDistinctValues(session_, field_name_);
+  DistinctValues distinct;
+  {
+    ReadingDialog reading("Die Werte der Spalte werden gelesen.", parentWidget());
+    distinct = CollectDistinctValues(session_, field_name_, [&] { return reading.GoOn(); });
+  }
   for (const TranslationRow& row : ReadTranslationRows(session_, destination_name_, distinct.values)) {
     model_.appendRow({Cell(row.field_name, false), Cell(row.translate_name, true)});
   }
@@ -99,7 +104,7 @@ void frmTransTbl::FillTranslations() {
     grows_ = true;
     Tell(
         QString("Angezeigt werden die ersten %1 Werte. Weitere können in der letzten Zeile eingetragen werden.")
-            .arg(kMaxDistinctValues));
+            .arg(distinct.values.size()));
   }
   std::vector<PermittedValue> permitted;
   // The table can be edited as text where the host does not answer.

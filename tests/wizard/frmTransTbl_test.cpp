@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "kestrel/open_connection.h"
+#include "mapping/translation.h"
 #include "wizard/wizard_fixture.h"
 
 namespace kestrel {
@@ -280,6 +281,20 @@ TEST_F(ValueEditorTest, OfMoreThan10000ValuesTheRestIsToldAndMoreCanBeTyped) {
 }
 
 // --- Permitted values ---
+
+TEST_F(ValueEditorTest, AReadingThatIsEndedKeepsWhatItHasAndMoreCanBeTyped) {
+  std::string source = "Name;Gruppe\r\n";
+  for (int record = 0; record < 3000; ++record) source += "x;" + std::to_string(record) + "\r\n";
+  UseSource(source);
+  const DistinctValues all = CollectDistinctValues(session, "Gruppe", [] { return true; });
+  EXPECT_EQ(all.values.size(), 3000u);
+  EXPECT_FALSE(all.cut);
+  int asked = 0;
+  const DistinctValues some = CollectDistinctValues(session, "Gruppe", [&] { return ++asked < 3; });
+  EXPECT_LT(some.values.size(), 3000u);
+  EXPECT_GT(some.values.size(), 0u);
+  EXPECT_TRUE(some.cut);
+}
 
 TEST_F(ValueEditorTest, AListOfItemsIsOfferedWithItsDisplayTexts) {
   UseSource(kSource);
