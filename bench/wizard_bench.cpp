@@ -1,5 +1,5 @@
-// wizard_bench FILE [ROUNDS [preview|page3|run]]: what the windows cost beside the work they show, all three or
-// one. FILE is one that generate_addresses wrote. Windows are shown on the offscreen platform; times are CPU
+// wizard_bench FILE [ROUNDS [preview|page3|run|gaps]]: what the windows cost beside the work they show, all or
+// one of them. FILE is one that generate_addresses wrote. Windows are shown on the offscreen platform; times are CPU
 // seconds.
 //
 //   preview       frmPrev, from the click to the first painting, against opening the same source and counting
@@ -7,6 +7,9 @@
 //   page 3        frmStep3 likewise, against reading the source's column names, which is all it needs
 //   run window    frmImport around a run in test mode, against the same run with a view that shows nothing;
 //                 both runs answer the closing box at once
+//   gaps          how long the windows do not answer at most: the longest time between two rounds of the message
+//                 loop while an import runs, while the translation editor reads a column of the file, and while
+//                 the host's list of its addresses is searched. Seconds by the clock, so of a machine at rest.
 //
 // Every measurement is a process of its own, in which a preview of a small file has been shown before: fonts
 // and style are loaded then, as they are for a person who has come to these windows.
@@ -15,8 +18,10 @@
 #include <unistd.h>
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QEvent>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -25,6 +30,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "app/address_reader.h"
 #include "component/import_class.h"
 #include "components/register_components.h"
 #include "cpu_time.h"
@@ -42,6 +48,7 @@
 #include "wizard/frmImport.h"
 #include "wizard/frmPrev.h"
 #include "wizard/frmStep3.h"
+#include "wizard/frmTransTbl.h"
 #include "wizard/qt_text.h"
 
 namespace kestrel::bench {
@@ -50,6 +57,7 @@ namespace {
 constexpr double kSecondsToOpen = 0.1;
 constexpr double kBytesToOpen = 32 << 20;
 constexpr double kShareOfRun = 0.05;
+constexpr double kLongestGap = 0.2;
 constexpr double kMiB = 1 << 20;
 
 constexpr const char* kFields[][2] = {{"KundenNummer", "FIELD:Kundennummer"},
@@ -87,8 +95,8 @@ class Prepared {
     if (!folder_.isValid()) throw std::runtime_error("no scratch folder");
     host::RegisterComponents(components_);
     const std::string path = FromQt(folder_.path());
-    const Value database = CallMethod(components_.CreateObject("kestrelhost.Setup"), "CreateSampleHost", path);
-    session_.HostConnection = OpenConnection(database.ToText());
+    database_ = CallMethod(components_.CreateObject("kestrelhost.Setup"), "CreateSampleHost", path).ToText();
+    session_.HostConnection = OpenConnection(database_);
     session_.AppMode = 2;
     session_.PersonalNr = "4711";
     session_.SpecFolder = JoinPath(path, "Import");
@@ -100,9 +108,11 @@ class Prepared {
   }
 
   Session& session() { return session_; }
+  const std::string& database() const { return database_; }
 
  private:
   QTemporaryDir folder_;
+  std::string database_;
   RecordingUserInterface ui_;
   ComponentRegistry components_;
   SystemClock clock_;
@@ -201,6 +211,85 @@ void RunInWindow(Session& session) {
   frmImport window(job, nullptr);
   window.exec();
   RequireWholeRun(window.result());
+}
+
+// --- Gaps -----------------------------------------------------------------------------------------
+
+// The longest time between two rounds of the message loop while it lives.
+class LoopGap final : public QObject {
+ public:
+  LoopGap() {
+    connect(&timer_, &QTimer::timeout, this, &LoopGap::Look);
+    timer_.start(1);
+    since_.start();
+  }
+  double Seconds() {
+    Look();
+    return static_cast<double>(longest_) / 1e9;
+  }
+
+ private:
+  void Look() {
+    longest_ = std::max(longest_, since_.nsecsElapsed());
+    since_.restart();
+  }
+
+  QTimer timer_;
+  QElapsedTimer since_;
+  qint64 longest_ = 0;
+};
+
+double GapOfRun(Session& session) {
+  ImportJob job(session);
+  PrepareRun(job);
+  session.TestMode = false;
+  frmImport window(job, nullptr);
+  LoopGap gap;
+  window.exec();
+  RequireWholeRun(window.result());
+  return gap.Seconds();
+}
+
+double GapOfEditor(Session& session) {
+  frmTransTbl editor(session);
+  editor.SetTranslationMode(kTranslationMode);
+  // A column of some thousand values, which stand in all of the file.
+  editor.SetFieldName("Ort");
+  editor.SetDestinationName("Ort");
+  QTimer close_it;
+  QObject::connect(&close_it, &QTimer::timeout, [&] {
+    if (editor.isVisible()) editor.close();
+  });
+  close_it.start(200);
+  LoopGap gap;
+  editor.ShowModal(nullptr);
+  return gap.Seconds();
+}
+
+double GapOfSearch(Session& session, const std::string& database) {
+  ImportJob job(session);
+  PrepareRun(job);
+  session.TestMode = false;
+  ShowsNothing view;
+  RequireWholeRun(job.RunAssigned(view));
+  bool done = false;
+  host::AddressReader reader(
+      nullptr, [database] { return OpenConnection(database); }, nullptr,
+      [&](const host::AddressAnswer& answer) { done = answer.is_complete; },
+      [](const RuntimeError& error) { throw std::runtime_error(error.what()); });
+  host::AddressQuestion question{.table = "Kunden", .columns = {}, .text = "hausen"};
+  const ConnectionPtr names = OpenConnection(database);
+  for (const std::string& name : names->ColumnNames("Kunden")) {
+    question.columns.push_back(host::DescribeColumn(name));
+  }
+  question.order_column = 1;
+  LoopGap gap;
+  QElapsedTimer whole;
+  whole.start();
+  reader.Ask(std::move(question));
+  while (!done) QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  std::printf("search of all addresses: %.1f s\n", static_cast<double>(whole.elapsed()) / 1000);
+  return gap.Seconds();
 }
 
 // --- Processes ----------------------------------------------------------------------------------
@@ -313,12 +402,27 @@ void MeasureRun(const std::string& file, int rounds) {
   std::printf("    = %.1f %% of the run\n", 100 * (run.with / run.without - 1));
 }
 
+void MeasureGaps(const std::string& file) {
+  const auto report = [&](const char* what, const std::function<double(Prepared&)>& measure) {
+    const Pair gap = InProcess([&] {
+      Prepared prepared(file);
+      return Pair{0, measure(prepared)};
+    });
+    Report(what, gap, kLongestGap, 1, "s");
+  };
+  report("longest gap of an import's window", [](Prepared& prepared) { return GapOfRun(prepared.session()); });
+  report("longest gap of the translation editor",
+         [](Prepared& prepared) { return GapOfEditor(prepared.session()); });
+  report("longest gap of the host's search",
+         [](Prepared& prepared) { return GapOfSearch(prepared.session(), prepared.database()); });
+}
+
 }  // namespace
 }  // namespace kestrel::bench
 
 int main(int argument_count, char** arguments) {
   if (argument_count < 2 || argument_count > 4) {
-    std::fprintf(stderr, "wizard_bench FILE [ROUNDS [preview|page3|run]]\n");
+    std::fprintf(stderr, "wizard_bench FILE [ROUNDS [preview|page3|run|gaps]]\n");
     return 2;
   }
   const std::string only = argument_count == 4 ? arguments[3] : "";
@@ -328,6 +432,7 @@ int main(int argument_count, char** arguments) {
     if (only.empty() || only == "preview") kestrel::bench::MeasurePreview(file, rounds);
     if (only.empty() || only == "page3") kestrel::bench::MeasurePage3(file, rounds);
     if (only.empty() || only == "run") kestrel::bench::MeasureRun(file, rounds);
+    if (only.empty() || only == "gaps") kestrel::bench::MeasureGaps(file);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
     return 4;
