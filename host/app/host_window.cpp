@@ -28,8 +28,10 @@ constexpr WizardComforts kComforts = {.run_summary = true,
                                       .careful_questions = true,
                                       .tells_of_saving = true,
                                       .marked_mandatory_fields = true,
+                                      .no_hidden_columns = true,
                                       .visible_access_keys = true,
                                       .unlisted_kinds = true,
+                                      .failed_connections = true,
                                       .kept_assignments = true};
 
 }  // namespace

@@ -20,11 +20,15 @@ struct WizardComforts {
   bool tells_of_saving = false;
   // The names of mandatory fields are followed by "*".
   bool marked_mandatory_fields = false;
+  // Step 3's list has no columns that nobody sees; a screen reader would read them out.
+  bool no_hidden_columns = false;
   // The captions of buttons show the letter that presses them together with Alt.
   bool visible_access_keys = false;
   // Step 2 offers the kind of a specification that its list lacks for that specification, so that nothing of it is
   // lost on the way to step 3 or back.
   bool unlisted_kinds = false;
+  // Step 2 says in a line below its boxes why a source could not be opened: the wrong password, a silent server.
+  bool failed_connections = false;
   // What a specification says of a source that cannot be read just now stays: on step 2 the name of its table, on
   // step 3 the assignments to its columns.
   bool kept_assignments = false;

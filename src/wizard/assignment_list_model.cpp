@@ -1,8 +1,8 @@
 #include "wizard/assignment_list_model.h"
 
 #include <QFont>
-
-#include "mapping/field_assignment.h"
+#include <algorithm>
+#include <iterator>
 
 namespace kestrel {
 
@@ -39,6 +39,11 @@ QVariant AssignmentListModel::data(const QModelIndex& index, int role) const {
   const QVariant text = RecordsetModel::data(index, Qt::DisplayRole);
   if (at_row) list_->GoTo(current);
   return is_told && marks_ && role == Qt::DisplayRole ? text.toString() + " *" : text;
+}
+
+bool ShownColumnsModel::filterAcceptsColumn(int column, const QModelIndex&) const {
+  return std::any_of(std::begin(kShownColumns), std::end(kShownColumns),
+                     [&](AssignmentColumn shown) { return static_cast<int>(shown) == column; });
 }
 
 }  // namespace kestrel

@@ -1,10 +1,12 @@
 // The field assignment list as step 3's grid shows it: all columns in their order, mandatory fields in bold.
 #pragma once
 
+#include <QSortFilterProxyModel>
 #include <QStringList>
 #include <vector>
 
 #include "kestrel/memory_recordset.h"
+#include "mapping/field_assignment.h"
 #include "wizard/recordset_model.h"
 
 namespace kestrel {
@@ -30,6 +32,19 @@ class AssignmentListModel final : public RecordsetModel {
   std::shared_ptr<MemoryRecordset> list_;
   std::vector<bool> mandatory_;
   bool marks_ = false;
+};
+
+// The columns that step 3's list shows, in their order.
+inline constexpr AssignmentColumn kShownColumns[] = {kSourceName, kDspDestinationName, kInfo};
+
+// The list without its other columns.
+class ShownColumnsModel final : public QSortFilterProxyModel {
+  Q_OBJECT
+ public:
+  using QSortFilterProxyModel::QSortFilterProxyModel;
+
+ protected:
+  bool filterAcceptsColumn(int column, const QModelIndex& parent) const override;
 };
 
 }  // namespace kestrel

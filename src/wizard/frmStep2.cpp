@@ -227,6 +227,8 @@ void frmStep2::Connect(const SourceKind* kind, std::function<void()> then) {
 }
 
 void frmStep2::FillTables(QComboBox& list, const ConnectResult& result) {
+  const bool tells = !result.connected && wizard_.comforts().failed_connections;
+  lblStatus_->setText(tells ? ToQt(result.reason) : QString());
   if (!result.connected) return;
   const QString text = list.currentText();
   list.clear();

@@ -32,8 +32,9 @@ namespace kestrel {
 namespace {
 
 constexpr int kTwipsAnInch = 1440;
-constexpr int kWidestColumn = 40;  // characters
-constexpr int kColumnAir = 12;     // pixels
+constexpr int kToldTwips[] = {2264, 2564, 1544};  // the widths of the columns shown
+constexpr int kWidestColumn = 40;                 // characters
+constexpr int kColumnAir = 12;                    // pixels
 
 // Losing the focus to a menu, a drop-down list or another program is not leaving a control.
 bool IsLeaving(const QEvent* event) {
@@ -65,7 +66,13 @@ void frmStep3::BuildControls() {
   TDBImpList_ = new QTableView(this);
   TDBImpList_->setObjectName("TDBImpList");
   TDBImpList_->setAccessibleName("Felder und ihre Zuordnung");
-  TDBImpList_->setModel(model_);
+  if (wizard_.comforts().no_hidden_columns) {
+    auto* shown = new ShownColumnsModel(this);
+    shown->setSourceModel(model_);
+    TDBImpList_->setModel(shown);
+  } else {
+    TDBImpList_->setModel(model_);
+  }
   TDBImpList_->setSelectionMode(QAbstractItemView::SingleSelection);
   TDBImpList_->verticalHeader()->hide();
   GiveListLook(*TDBImpList_);
@@ -206,7 +213,7 @@ void frmStep3::Load() {
   if (model_->rowCount() > 0) {
     selecting_ = true;
     TDBImpList_->selectRow(0);
-    TDBImpList_->setCurrentIndex(model_->index(0, 0));
+    TDBImpList_->setCurrentIndex(TDBImpList_->model()->index(0, 0));
     selecting_ = false;
     ShowCurrentAssignment();
   }
@@ -231,21 +238,22 @@ void frmStep3::FillImportFieldList() {
 }
 
 void frmStep3::LayOutList() {
-  for (int column = 0; column < model_->columnCount(); ++column) {
-    const bool visible = column == static_cast<int>(kSourceName) ||
-                         column == static_cast<int>(kDspDestinationName) || column == static_cast<int>(kInfo);
-    TDBImpList_->setColumnHidden(column, !visible);
+  const bool has_hidden = TDBImpList_->model() == model_;
+  for (int column = 0; has_hidden && column < model_->columnCount(); ++column) {
+    const bool is_shown = std::find(std::begin(kShownColumns), std::end(kShownColumns),
+                                    static_cast<AssignmentColumn>(column)) != std::end(kShownColumns);
+    TDBImpList_->setColumnHidden(column, !is_shown);
   }
   // The widths as they are told, wider where a large font needs it.
   FitColumns(*TDBImpList_, kWidestColumn);
-  for (const auto& [column, twips] :
-       {std::pair(kSourceName, 2264), std::pair(kDspDestinationName, 2564), std::pair(kInfo, 1544)}) {
-    const int told = twips * logicalDpiX() / kTwipsAnInch;
-    const int shown = static_cast<int>(column);
+  for (std::size_t i = 0; i < std::size(kShownColumns); ++i) {
+    const int told = kToldTwips[i] * logicalDpiX() / kTwipsAnInch;
+    const int shown = has_hidden ? static_cast<int>(kShownColumns[i]) : static_cast<int>(i);
     TDBImpList_->setColumnWidth(shown, std::max(told, TDBImpList_->columnWidth(shown) + kColumnAir));
+    if (kShownColumns[i] == kDspDestinationName) {
+      TDBImpList_->horizontalHeader()->setSectionResizeMode(shown, QHeaderView::Stretch);
+    }
   }
-  TDBImpList_->horizontalHeader()->setSectionResizeMode(static_cast<int>(kDspDestinationName),
-                                                        QHeaderView::Stretch);
 }
 
 // --- The panel ----------------------------------------------------------------------------------

@@ -10,7 +10,7 @@
 
 #include "kestrel/qt_user_interface.h"
 #include "platform/base/file.h"
-#include "support/project_paths.h"
+#include "support/temp_folder.h"
 #include "wizard/wizard_fixture.h"
 
 namespace kestrel {
@@ -178,6 +178,30 @@ TEST_F(WithoutComforts, AScreenReaderIsToldOfAMandatoryField) {
   EXPECT_EQ(FieldShown(1, Qt::AccessibleDescriptionRole), "");
 }
 
+class NoHiddenColumns : public WithoutComforts {
+ protected:
+  NoHiddenColumns() : WithoutComforts({.no_hidden_columns = true}) {}
+};
+
+TEST_F(NoHiddenColumns, AScreenReaderReadsWhatIsSeenAndTheListWorksAsEver) {
+  OpenTextStep3("Name=FIELD:Name\nOrt=CONST:Bonn\n");
+  auto& list = Find<QTableView>("TDBImpList");
+  ASSERT_EQ(list.model()->columnCount(), 3);
+  std::vector<std::string> headings, line;
+  for (int column = 0; column < 3; ++column) {
+    EXPECT_FALSE(list.isColumnHidden(column));
+    headings.push_back(FromQt(list.model()->headerData(column, Qt::Horizontal).toString()));
+    line.push_back(FromQt(list.model()->index(1, column).data().toString()));
+  }
+  EXPECT_THAT(headings, ElementsAre("Feld", "Zugewiesen zu", ""));
+  EXPECT_THAT(line, ElementsAre("Ort", "\"Bonn\"", ""));
+  list.selectRow(1);
+  EXPECT_EQ(FromQt(Find<QLineEdit>("txtKonstanterWert").text()), "Bonn");
+  Type("txtKonstanterWert", "Ulm");
+  Focus("cmdSave");
+  EXPECT_EQ(FromQt(list.model()->index(1, 1).data().toString()), "\"Ulm\"");
+}
+
 // --- Access keys ----------------------------------------------------------------------------------
 
 class VisibleAccessKeys : public WithoutComforts {
@@ -229,6 +253,46 @@ TEST_F(UnlistedKinds, AWorkbookStaysAWorkbookOnTheWayToStep3AndBackToStep1) {
 TEST_F(UnlistedKinds, AnotherSpecificationIsOfferedTheFourKinds) {
   OpenStep2(TextSpecification(WriteSource()));
   EXPECT_EQ(Find<QComboBox>("cboDatenquelleTyp").count(), 4);
+}
+
+// --- Why a source could not be opened -------------------------------------------------------------
+
+class FailedConnections : public WithoutComforts {
+ protected:
+  FailedConnections() : WithoutComforts({.failed_connections = true}) {}
+  static std::string Tables(const std::string& folder_of_tables) {
+    return "[Common]\nDescription=Test\nApplication=2\nImportClass=test.import\nProvider=dBase-Datenbank\n"
+           "Database=" +
+           folder_of_tables + "\n";
+  }
+};
+
+TEST_F(FailedConnections, AreToldBelowTheBoxesUntilSomethingIsChanged) {
+  OpenStep2(Tables(folder.File("weg")));
+  EXPECT_THAT(FromQt(Find<QLabel>("lblStatus").text()), ::testing::HasSubstr("weg"));
+  EXPECT_THAT(ui.boxes, IsEmpty());
+  Type("txtdBaseFile", folder.path().c_str());
+  EXPECT_EQ(FromQt(Find<QLabel>("lblStatus").text()), "");
+  Focus("cbodBaseTable");
+  EXPECT_EQ(FromQt(Find<QLabel>("lblStatus").text()), "");
+}
+
+TEST_F(FailedConnections, AWrongPasswordOfAnAccessDatabaseSaysSo) {
+  if (testing::TestDataFolder().empty()) GTEST_SKIP() << "the public test files are not there";
+  const std::string database = testing::TestDataFolder() + "/accdb/db2013-enc.accdb";
+  OpenStep2(
+      "[Common]\nDescription=Test\nApplication=2\nImportClass=test.import\n"
+      "Provider=Microsoft Access-Datenbanken\nDatabase=" +
+      database + "\nUser=" + database + "\n");
+  EXPECT_THAT(FromQt(Find<QLabel>("lblStatus").text()), ::testing::HasSubstr("Kennwort"));
+}
+
+TEST_F(WithoutComforts, AFailedConnectionIsSilent) {
+  OpenStep2(
+      "[Common]\nDescription=Test\nApplication=2\nImportClass=test.import\n"
+      "Provider=dBase-Datenbank\nDatabase=" +
+      folder.File("weg") + "\n");
+  EXPECT_EQ(FromQt(Find<QLabel>("lblStatus").text()), "");
 }
 
 // --- Sources that cannot be reached ---------------------------------------------------------------
