@@ -198,7 +198,7 @@ class Bench:
     def duplicates(self):
         naive = self.best(lambda: self.naive(self.file, "--duplicates"))
         ours = self.best(lambda: self.fresh(more=DUPLICATE_CHECK))
-        report("run with duplicate check / naive_import --duplicates", ours.seconds, naive.seconds, 0.8)
+        report("run with duplicate check / naive_import --duplicates", ours.seconds, naive.seconds, 0.6)
         marks = ours.marks
         if len(marks) >= 10:
             # The first tenth also opens the file; the second is the first that only imports.

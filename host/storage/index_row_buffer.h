@@ -1,8 +1,7 @@
 // Rows of the address index that are written behind: those of new addresses, of one group of a connection.
 //
-// A row touches three indexes, at places as random as its keys. Many rows in one statement cost less than as many
-// statements, and in the order of their keys the rows of addresses that share the start of all keys (see
-// keys/duplicate_keys.h) find the pages of the indexes where the row before has left them.
+// A row searches three indexes, at places as random as its keys. Many rows in one statement cost less than as many
+// statements; in the order of their first keys each finds the page of that index where the row before has left it.
 //
 // Invariants
 //  1. A row stands in the transaction of its address before that is committed, and before any query of the connection
