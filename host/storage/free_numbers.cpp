@@ -97,7 +97,9 @@ class NumbersOfASequence final : public FreeNumbers {
     // Behind the last of all numbers there is no going on: those before it stay free.
     if (number < INT64_MAX) greatest_taken_ = std::max(greatest_taken_, number);
   }
-  void PassOver(std::int64_t) override { MoveOn(GreatestIn(connection_, table_, column_)); }
+  void PassOver(std::int64_t number) override {
+    MoveOn(std::max(GreatestIn(connection_, table_, column_), number));
+  }
   void Undo(std::int64_t number) override {
     for (; !given_.empty() && given_.back() >= number; given_.pop_back()) drawn_.push_front(given_.back());
   }
