@@ -54,6 +54,8 @@ bool GroupLock::Hold() {
 
 void GroupLock::TakeInGroup() {
   const std::int64_t stand = Take();
+  // Else the group might end as soon as the wait for its lock.
+  group_.BeginSpan();
   held_in_ = group_.Generation();
   if (std::exchange(next_stand_, stand) != stand) ++commits_of_others_;
 }

@@ -64,6 +64,18 @@ Statement& GroupedWrites::Prepared(std::unique_ptr<Statement>& statement, std::s
   return *statement;
 }
 
+void GroupedWrites::BeginSpan() {
+  deadline_ = std::chrono::steady_clock::now() + SpanAfter(last_commit_);
+  {
+    const std::lock_guard lock(mutex_);
+    alarm_ = deadline_;
+    if (!timer_.joinable()) {
+      timer_ = std::jthread([this](const std::stop_token& stop) { RunTimer(stop); });
+    }
+  }
+  wake_.notify_one();
+}
+
 void GroupedWrites::OpenGroup() {
   if (connection_.InTransaction()) return;
   if (open_) LoseGroup(TransactionIsGone());
@@ -78,15 +90,7 @@ void GroupedWrites::OpenGroup() {
   });
   open_ = true;
   ++generation_;
-  deadline_ = std::chrono::steady_clock::now() + SpanAfter(last_commit_);
-  {
-    const std::lock_guard lock(mutex_);
-    alarm_ = deadline_;
-    if (!timer_.joinable()) {
-      timer_ = std::jthread([this](const std::stop_token& stop) { RunTimer(stop); });
-    }
-  }
-  wake_.notify_one();
+  BeginSpan();
   if (buffered_.empty()) return;
   FlushRows();
   if (!open_) throw TransactionIsGone(connection_.StopReason());

@@ -118,6 +118,8 @@ class GroupedWrites final : public Attachment {
   // one that is should have ended. `member` is told what becomes of it, as of Store. False inside a transaction of
   // the caller's, where nothing is opened. Error 3000.
   bool OpenForLookUp(GroupMember& member);
+  // The open group has its whole span from now on: what it waited for so far was somebody else.
+  void BeginSpan();
 
   // Inside PipelineSender::RetryPipeline: `work` stores records that were undone again, one by one with Store
   // and raising nothing. All of them stay in the transaction in which they were. Where that one is gone, the
