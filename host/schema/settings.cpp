@@ -1,5 +1,7 @@
 #include "schema/settings.h"
 
+#include <mutex>
+
 #include "platform/base/coarse_time.h"
 
 namespace kestrel::host {
@@ -7,6 +9,8 @@ namespace kestrel::host {
 void Settings::Refresh() {
   const auto now = CoarseNow();
   if (read_ && now - read_at_ < kGoodFor) return;
+  // A write group's thread that commits in between would take the row away that is being read.
+  const std::lock_guard lock(connection_.CallMutex());
   const RecordsetPtr rows = connection_.OpenRecordset("SELECT Gruppe, Name, Wert FROM Einstellungen");
   std::vector<Entry> entries;
   for (; !rows->IsEof(); rows->MoveNext()) {

@@ -64,6 +64,10 @@ std::string MissingRights(Connection& connection, const Destination& destination
     Try(connection, "In die Tabelle '" + std::string(written) + "' kann nicht eingefügt werden: ",
         InsertOfNothing(written, column), missing);
   }
+  if (!IsSqlite(connection) && HasTable(connection, "Importsperre")) {
+    Try(connection, "In der Tabelle 'Importsperre' kann nicht geändert werden: ",
+        "UPDATE Importsperre SET Stand = Stand WHERE 1 = 0", missing);
+  }
   return missing;
 }
 

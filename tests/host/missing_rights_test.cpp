@@ -46,6 +46,41 @@ TEST_F(MissingRightsTest, AMissingAddressIndexIsTold) {
   EXPECT_THAT(Answer(importer), HasSubstr("In den Adressindex der Dublettenprüfung kann nicht"));
 }
 
+// A user who may do everything else.
+class MissingGrants : public MissingRightsTest {
+ protected:
+  void SetUp() override {
+    if (!OnPostgres()) GTEST_SKIP() << "SQLite knows no users";
+    role_ = "clerk_" + Rows("SELECT current_database()")[0];
+    connection->Execute("CREATE ROLE " + role_);
+    connection->Execute("GRANT ALL ON ALL TABLES IN SCHEMA public TO " + role_);
+    connection->Execute("GRANT USAGE ON ALL SEQUENCES IN SCHEMA public TO " + role_);
+  }
+  std::string AnswerWithout(const std::string& rights) {
+    connection->Execute("REVOKE " + rights + " FROM " + role_);
+    connection->Execute("SET ROLE " + role_);
+    const std::string answer = Answer(Importer());
+    connection->Execute("RESET ROLE");
+    return answer;
+  }
+  std::string role_;
+};
+
+TEST_F(MissingGrants, OfLedgerAndLockAreTold) {
+  EXPECT_EQ(AnswerWithout("TRUNCATE ON Kunden"), "");
+  EXPECT_THAT(AnswerWithout("INSERT ON Importlaufzeilen"), HasSubstr("In die Tabelle 'Importlaufzeilen'"));
+  EXPECT_THAT(AnswerWithout("UPDATE ON Importsperre"), HasSubstr("In der Tabelle 'Importsperre'"));
+}
+
+TEST_F(MissingGrants, StopAnImportAtItsFirstRecord) {
+  connection->Execute("REVOKE INSERT ON Kunden FROM " + role_);
+  connection->Execute("SET ROLE " + role_);
+  const ObjectPtr importer = Importer();
+  EXPECT_EQ(Import(importer, {{"KundenNummer", "1"}, {"Bez1", "A"}}), "");
+  EXPECT_TRUE(CallMethod(importer, "NextLateError").ToBool());
+  EXPECT_THAT(GetProperty(importer, "StopReason").ToText(), HasSubstr("Rechte"));
+}
+
 TEST_F(MissingRightsTest, ADestinationThatIsNotThereIsTold) {
   connection->Execute("DELETE FROM Importziele");
   EXPECT_NE(Answer(Importer()), "");

@@ -441,6 +441,10 @@ void Session::NoteStopReason(std::string_view state) {
         "fortfahren.";
   } else if (state == "25006") {
     stop_reason_ = "Die Datenbank darf nicht beschrieben werden. Geben Sie sie frei, bevor Sie fortfahren.";
+  } else if (state == "42501") {
+    stop_reason_ =
+        "Dem Benutzer fehlen Rechte an der Datenbank. 'kestrel-import check' sagt, welche; der Eigentümer der "
+        "Tabellen vergibt sie mit GRANT.";
   } else if (state == kCanceled) {
     stop_reason_ =
         "Der Datenbankserver hat eine Anweisung abgebrochen, die ihm zu lange dauerte. Geben Sie ihr mehr Zeit "
