@@ -10,8 +10,6 @@
 #include <QPainter>
 #include <QStyle>
 #include <QStyleOptionFrame>
-#include <QTextDocument>
-#include <QUrl>
 #include <QVBoxLayout>
 #include <algorithm>
 
@@ -185,10 +183,6 @@ QLabel* MakeStatusLine(QWidget* page) {
   return line;
 }
 
-QString PlainToolTip(const QString& text) {
-  return Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text, Qt::WhiteSpaceNormal) : text;
-}
-
 PathEdit::PathEdit(QWidget* parent) : QLineEdit(parent) {
   setAcceptDrops(true);
   connect(this, &QLineEdit::textChanged, this, [this](const QString& text) { setToolTip(PlainToolTip(text)); });
@@ -227,14 +221,6 @@ void PathEdit::dropEvent(QDropEvent* event) {
   event->acceptProposedAction();
 }
 
-QString DroppedFile(const QMimeData* data) {
-  if (data == nullptr) return {};
-  for (const QUrl& url : data->urls()) {
-    if (url.isLocalFile()) return url.toLocalFile();
-  }
-  return {};
-}
-
 void BindKeys(QWidget* page, QAbstractButton* accept, QAbstractButton* reject) {
   BindKeys(page, accept, [reject] { PressByKey(reject); });
 }
@@ -261,14 +247,6 @@ void TabReachesChosen(std::initializer_list<QRadioButton*> group) {
     };
     follow(button->isChecked());
     QObject::connect(button, &QRadioButton::toggled, button, follow);
-  }
-}
-
-void SetTabOrder(std::initializer_list<QWidget*> controls) {
-  QWidget* before = nullptr;
-  for (QWidget* control : controls) {
-    if (before != nullptr) QWidget::setTabOrder(before, control);
-    before = control;
   }
 }
 

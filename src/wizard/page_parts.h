@@ -12,6 +12,8 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QString>
+#include <QTextDocument>
+#include <QUrl>
 #include <QWidget>
 #include <functional>
 #include <initializer_list>
@@ -67,7 +69,9 @@ KESTREL_INTERNAL QLabel* MakeLabel(const QString& caption, QWidget* control, con
 KESTREL_INTERNAL QLabel* MakeStatusLine(QWidget* page);
 
 // For a tool tip that shows the text as it stands, also where it looks like markup.
-KESTREL_INTERNAL QString PlainToolTip(const QString& text);
+inline QString PlainToolTip(const QString& text) {
+  return Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text, Qt::WhiteSpaceNormal) : text;
+}
 
 // A line edit for paths: elides in the middle while it has no focus, shows the whole path as tool tip, and
 // takes files dropped on it.
@@ -83,7 +87,13 @@ class PathEdit final : public QLineEdit {
 };
 
 // The path of the first local file of what is being dragged, or an empty text.
-KESTREL_INTERNAL QString DroppedFile(const QMimeData* data);
+inline QString DroppedFile(const QMimeData* data) {
+  if (data == nullptr) return {};
+  for (const QUrl& url : data->urls()) {
+    if (url.isLocalFile()) return url.toLocalFile();
+  }
+  return {};
+}
 
 // Enter presses `accept` from anywhere on the page (but from a button that has the focus, which it presses),
 // Escape presses `reject`. As with a click, the focus moves to the button first.
@@ -98,7 +108,13 @@ void ShowAccessKeys(QWidget& window);
 void TabReachesChosen(std::initializer_list<QRadioButton*> group);
 
 // The order in which Tab walks through the controls.
-KESTREL_INTERNAL void SetTabOrder(std::initializer_list<QWidget*> controls);
+inline void SetTabOrder(std::initializer_list<QWidget*> controls) {
+  QWidget* before = nullptr;
+  for (QWidget* control : controls) {
+    if (before != nullptr) QWidget::setTabOrder(before, control);
+    before = control;
+  }
+}
 
 // Connecting and opening can take a while; while one lives, the pointer says so.
 class WaitCursor {

@@ -1,7 +1,6 @@
 #include "wizard/window_frame.h"
 
 #include <QEvent>
-#include <QIcon>
 #include <QScreen>
 #include <QSettings>
 #include <QStyle>
@@ -77,8 +76,6 @@ class SizeKeeper final : public QObject {
 };
 
 }  // namespace
-
-void GiveIcon(QWidget* window) { window->setWindowIcon(QIcon(":/kestrel/logo.svg")); }
 
 void RememberSize(QWidget* window, const QString& key) { new SizeKeeper(window, key); }
 

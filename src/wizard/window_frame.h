@@ -1,6 +1,7 @@
 // The window around a page or dialog: its icon, its size and its place on the screen.
 #pragma once
 
+#include <QIcon>
 #include <QString>
 #include <QWidget>
 
@@ -9,7 +10,7 @@
 namespace kestrel {
 
 // What windows of the wizard show in their frame and in a list of windows, whatever the host's application shows.
-KESTREL_INTERNAL void GiveIcon(QWidget* window);
+inline void GiveIcon(QWidget* window) { window->setWindowIcon(QIcon(":/kestrel/logo.svg")); }
 
 // Restores the size the window had when it was last closed, and stores it at every close. `key` names it. Whenever
 // it is shown, the window is within the work area of its screen, frame included.
