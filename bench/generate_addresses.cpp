@@ -11,29 +11,12 @@
 #include <string>
 #include <string_view>
 
+#include "dice.h"
 #include "platform/base/text.h"
 
 namespace {
 
 using std::string_view_literals::operator""sv;
-
-// A small generator of its own, as the standard distributions differ between libraries.
-class Dice {
- public:
-  // From 0 to `sides` - 1.
-  std::uint32_t Roll(std::uint32_t sides) {
-    state_ = state_ * 6364136223846793005u + 1442695040888963407u;
-    return static_cast<std::uint32_t>(((state_ >> 33) * sides) >> 31);
-  }
-  bool OneIn(std::uint32_t times) { return Roll(times) == 0; }
-  template <std::size_t count>
-  std::string_view Pick(const std::array<std::string_view, count>& list) {
-    return list[Roll(static_cast<std::uint32_t>(count))];
-  }
-
- private:
-  std::uint64_t state_ = 20240307;
-};
 
 constexpr std::array kForenames = {
     "Anna"sv,    "Jürgen"sv,   "Sören"sv,   "Käthe"sv,  "Peter"sv,    "Günther"sv, "Maria"sv,      "Björn"sv,

@@ -1,0 +1,270 @@
+// What German addresses are made of: the commonest names with how many of 10,000 people bear them, as telephone books
+// and registries of births tell it; towns with their share of the people (of 10,000) and the range of their postcodes.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+struct Weighted {
+  std::string_view text;
+  std::uint32_t weight;
+};
+
+inline constexpr auto kSurnames = std::to_array<Weighted>({
+    {"Müller", 95},    {"Schmidt", 69},  {"Schneider", 40}, {"Fischer", 35},  {"Meyer", 33},
+    {"Weber", 30},     {"Schulz", 27},   {"Wagner", 27},    {"Becker", 27},   {"Hoffmann", 26},
+    {"Schäfer", 24},   {"Koch", 22},     {"Bauer", 22},     {"Richter", 21},  {"Klein", 20},
+    {"Wolf", 20},      {"Schröder", 20}, {"Neumann", 18},   {"Schwarz", 18},  {"Zimmermann", 18},
+    {"Braun", 17},     {"Krüger", 17},   {"Hofmann", 16},   {"Hartmann", 16}, {"Lange", 15},
+    {"Schmitt", 15},   {"Werner", 14},   {"Schmitz", 14},   {"Krause", 14},   {"Meier", 13},
+    {"Lehmann", 13},   {"Schmid", 12},   {"Schulze", 12},   {"Maier", 12},    {"Köhler", 11},
+    {"Herrmann", 11},  {"König", 11},    {"Walter", 11},    {"Mayer", 11},    {"Huber", 11},
+    {"Kaiser", 10},    {"Fuchs", 10},    {"Peters", 10},    {"Lang", 10},     {"Scholz", 10},
+    {"Möller", 10},    {"Weiß", 9},      {"Jung", 9},       {"Hahn", 9},      {"Schubert", 9},
+    {"Vogel", 9},      {"Friedrich", 9}, {"Keller", 9},     {"Günther", 8},   {"Frank", 8},
+    {"Berger", 8},     {"Winkler", 8},   {"Roth", 8},       {"Beck", 8},      {"Lorenz", 8},
+    {"Baumann", 8},    {"Franke", 8},    {"Albrecht", 8},   {"Schuster", 7},  {"Simon", 7},
+    {"Ludwig", 7},     {"Böhm", 7},      {"Winter", 7},     {"Kraus", 7},     {"Martin", 7},
+    {"Schumacher", 7}, {"Krämer", 7},    {"Vogt", 7},       {"Stein", 7},     {"Jäger", 7},
+    {"Otto", 7},       {"Sommer", 7},    {"Groß", 7},       {"Seidel", 6},    {"Heinrich", 6},
+    {"Brandt", 6},     {"Haas", 6},      {"Schreiber", 6},  {"Graf", 6},      {"Schulte", 6},
+    {"Dietrich", 6},   {"Ziegler", 6},   {"Kuhn", 6},       {"Kühn", 6},      {"Pohl", 6},
+    {"Engel", 6},      {"Horn", 6},      {"Busch", 6},      {"Bergmann", 6},  {"Thomas", 6},
+    {"Voigt", 6},      {"Sauer", 6},     {"Arnold", 5},     {"Wolff", 5},     {"Pfeiffer", 5},
+    {"Yilmaz", 5},     {"Kowalski", 3},  {"Nguyen", 5},     {"Kaya", 3},      {"Nowak", 3},
+    {"Ivanov", 2},     {"von Arnim", 1}, {"Petersen", 5},
+});
+// The other surnames are composed: about nine thousand of them, alike frequent.
+inline constexpr auto kNameBeginnings = std::to_array<std::string_view>(
+    {"Acker", "Alt",     "Baden",  "Berg",  "Birken",  "Blumen", "Bracht", "Breit",  "Bruns",   "Dahl",
+     "Dorn",  "Ebers",   "Eich",   "Eisen", "Falken",  "Feld",   "Finken", "Garten", "Gers",    "Gold",
+     "Grün",  "Habers",  "Hain",   "Heid",  "Hell",    "Hinter", "Hohl",   "Holz",   "Imm",     "Jans",
+     "Kalt",  "Kessel",  "Kirch",  "Klos",  "Kötter",  "Kreuz",  "Laden",  "Leiten", "Linden",  "Loh",
+     "Mahl",  "Mertens", "Moos",   "Mühl",  "Nagel",   "Neu",    "Nieder", "Ober",   "Ohl",     "Oster",
+     "Pape",  "Pfann",   "Quand",  "Raben", "Rein",    "Riet",   "Rosen",  "Ruck",   "Sand",    "Schell",
+     "Schön", "Sieben",  "Sonnen", "Stein", "Strauch", "Tann",   "Teich",  "Thür",   "Trauten", "Uhlen",
+     "Vieh",  "Wachs",   "Wald",   "Wein",  "Wester",  "Wiesen", "Wild",   "Zell",   "Zimmer",  "Zucker"});
+inline constexpr auto kNameEndings = std::to_array<std::string_view>(
+    {"acher",   "au",     "bach",    "bauer",     "beck",    "berger", "born",  "brecht", "brink",  "busch",
+     "dorf",    "eder",   "egger",   "eler",      "felder",  "feldt",  "furth", "gruber", "haber",  "hagen",
+     "hammer",  "hardt",  "haus",    "heimer",    "hof",     "holz",   "horst", "huber",  "hus",    "huth",
+     "inger",   "kamp",   "ke",      "kötter",    "lein",    "ling",   "loh",   "macher", "mann",   "meier",
+     "meister", "müller", "nagel",   "ner",       "now",     "pahl",   "quist", "rath",   "reiter", "ring",
+     "rodt",    "sack",   "schmidt", "schneider", "schulte", "sen",    "stedt", "stein",  "thal",   "wald",
+     "weber",   "weiler", "wig",     "witz"});
+
+inline constexpr auto kWomen = std::to_array<Weighted>({
+    {"Maria", 30},     {"Ursula", 28},   {"Monika", 26},  {"Petra", 26},     {"Elisabeth", 24},
+    {"Sabine", 24},    {"Renate", 22},   {"Helga", 22},   {"Karin", 21},     {"Brigitte", 20},
+    {"Ingrid", 19},    {"Erika", 18},    {"Andrea", 18},  {"Gisela", 17},    {"Claudia", 17},
+    {"Susanne", 16},   {"Gabriele", 15}, {"Christa", 15}, {"Christine", 14}, {"Hildegard", 13},
+    {"Anna", 13},      {"Birgit", 13},   {"Barbara", 12}, {"Gerda", 12},     {"Heike", 12},
+    {"Stefanie", 11},  {"Nicole", 11},   {"Martina", 11}, {"Angelika", 11},  {"Ingeborg", 11},
+    {"Marion", 10},    {"Anja", 9},      {"Silke", 8},    {"Ute", 8},        {"Katharina", 8},
+    {"Julia", 8},      {"Sandra", 8},    {"Melanie", 7},  {"Kerstin", 7},    {"Anke", 6},
+    {"Tanja", 6},      {"Jana", 6},      {"Anne", 5},     {"Marie", 5},      {"Laura", 5},
+    {"Lena", 5},       {"Sarah", 5},     {"Lisa", 5},     {"Ulrike", 8},     {"Jutta", 7},
+    {"Christina", 6},  {"Daniela", 6},   {"Simone", 6},   {"Bärbel", 5},     {"Käthe", 2},
+    {"Hannah", 3},     {"Emma", 3},      {"Mia", 2},      {"Ayşe", 1},       {"Swetlana", 1},
+    {"Anna Maria", 2}, {"Eva-Maria", 3}, {"Zoë", 1},      {"Friederike", 2},
+});
+inline constexpr auto kMen = std::to_array<Weighted>({
+    {"Peter", 40},    {"Hans", 33},      {"Wolfgang", 31},  {"Klaus", 30},     {"Michael", 30},
+    {"Werner", 27},   {"Thomas", 26},    {"Manfred", 24},   {"Helmut", 23},    {"Heinz", 21},
+    {"Jürgen", 21},   {"Andreas", 20},   {"Gerhard", 20},   {"Karl", 19},      {"Günter", 19},
+    {"Horst", 18},    {"Walter", 18},    {"Bernd", 17},     {"Dieter", 17},    {"Frank", 16},
+    {"Uwe", 15},      {"Herbert", 14},   {"Martin", 14},    {"Stefan", 14},    {"Rolf", 13},
+    {"Josef", 13},    {"Christian", 13}, {"Rainer", 12},    {"Ralf", 11},      {"Joachim", 11},
+    {"Matthias", 11}, {"Markus", 11},    {"Alexander", 10}, {"Jörg", 10},      {"Daniel", 9},
+    {"Kurt", 9},      {"Jens", 9},       {"Siegfried", 9},  {"Franz", 9},      {"Dirk", 9},
+    {"Norbert", 9},   {"Paul", 8},       {"Jan", 7},        {"Holger", 7},     {"Sven", 7},
+    {"Tobias", 6},    {"Sebastian", 6},  {"Florian", 5},    {"Philipp", 5},    {"Marcel", 4},
+    {"Kevin", 3},     {"Lukas", 4},      {"Karl-Heinz", 6}, {"Hans-Peter", 4}, {"Rüdiger", 4},
+    {"Björn", 4},     {"Sören", 2},      {"Christoph", 6},  {"Stephan", 5},    {"Mehmet", 2},
+    {"Ali", 2},       {"Igor", 1},       {"Detlef", 5},     {"Felix", 4},
+});
+
+struct Town {
+  std::string_view name;
+  std::uint32_t weight;
+  std::uint32_t first_code;
+  std::uint32_t last_code;
+  std::uint32_t codes;  // how many of the range are used
+};
+inline constexpr auto kTowns = std::to_array<Town>({
+    {"Berlin", 440, 10115, 14199, 190},
+    {"Hamburg", 220, 20095, 22769, 100},
+    {"München", 180, 80331, 81929, 75},
+    {"Köln", 130, 50667, 51149, 45},
+    {"Frankfurt am Main", 92, 60306, 60599, 41},
+    {"Stuttgart", 76, 70173, 70629, 35},
+    {"Düsseldorf", 75, 40210, 40629, 36},
+    {"Leipzig", 73, 4103, 4357, 34},
+    {"Dortmund", 71, 44135, 44388, 34},
+    {"Essen", 70, 45127, 45359, 37},
+    {"Bremen", 68, 28195, 28779, 34},
+    {"Dresden", 67, 1067, 1328, 32},
+    {"Hannover", 64, 30159, 30669, 39},
+    {"Nürnberg", 63, 90402, 90491, 29},
+    {"Duisburg", 60, 47051, 47279, 22},
+    {"Bochum", 44, 44787, 44894, 18},
+    {"Wuppertal", 43, 42103, 42399, 18},
+    {"Bielefeld", 40, 33602, 33739, 19},
+    {"Bonn", 40, 53111, 53229, 20},
+    {"Münster", 38, 48143, 48167, 14},
+    {"Mannheim", 37, 68159, 68309, 15},
+    {"Karlsruhe", 37, 76131, 76229, 14},
+    {"Augsburg", 36, 86150, 86199, 11},
+    {"Wiesbaden", 33, 65183, 65207, 13},
+    {"Mönchengladbach", 31, 41061, 41239, 14},
+    {"Gelsenkirchen", 31, 45879, 45899, 10},
+    {"Braunschweig", 30, 38100, 38126, 13},
+    {"Aachen", 30, 52062, 52080, 10},
+    {"Kiel", 30, 24103, 24159, 17},
+    {"Chemnitz", 30, 9111, 9247, 19},
+    {"Halle (Saale)", 29, 6108, 6132, 10},
+    {"Magdeburg", 29, 39104, 39130, 14},
+    {"Freiburg im Breisgau", 28, 79098, 79117, 10},
+    {"Krefeld", 27, 47798, 47839, 10},
+    {"Mainz", 26, 55116, 55131, 10},
+    {"Lübeck", 26, 23552, 23570, 9},
+    {"Erfurt", 26, 99084, 99099, 10},
+    {"Oberhausen", 25, 46045, 46149, 8},
+    {"Rostock", 25, 18055, 18147, 12},
+    {"Kassel", 24, 34117, 34134, 11},
+    {"Hagen", 23, 58089, 58135, 12},
+    {"Potsdam", 22, 14467, 14482, 9},
+    {"Saarbrücken", 21, 66111, 66133, 11},
+    {"Hamm", 21, 59063, 59077, 8},
+    {"Ludwigshafen am Rhein", 20, 67059, 67071, 7},
+    {"Mülheim an der Ruhr", 20, 45468, 45481, 7},
+    {"Oldenburg", 20, 26121, 26135, 8},
+    {"Osnabrück", 19, 49074, 49090, 9},
+    {"Leverkusen", 19, 51371, 51381, 6},
+    {"Darmstadt", 19, 64283, 64297, 7},
+    {"Heidelberg", 19, 69115, 69126, 7},
+    {"Solingen", 19, 42651, 42719, 8},
+    {"Regensburg", 18, 93047, 93059, 7},
+    {"Herne", 18, 44623, 44653, 7},
+    {"Paderborn", 18, 33098, 33109, 6},
+    {"Ingolstadt", 16, 85049, 85057, 5},
+    {"Offenbach am Main", 15, 63065, 63075, 6},
+    {"Ulm", 15, 89073, 89081, 5},
+    {"Würzburg", 15, 97070, 97084, 7},
+    {"Fürth", 15, 90762, 90768, 4},
+    {"Heilbronn", 15, 74072, 74081, 6},
+    {"Pforzheim", 15, 75172, 75181, 6},
+    {"Wolfsburg", 15, 38440, 38448, 6},
+    {"Göttingen", 14, 37073, 37085, 6},
+    {"Bottrop", 14, 46236, 46244, 5},
+    {"Reutlingen", 14, 72760, 72770, 6},
+    {"Koblenz", 13, 56068, 56077, 6},
+    {"Jena", 13, 7743, 7751, 5},
+    {"Trier", 13, 54290, 54296, 5},
+    {"Hildesheim", 12, 31134, 31141, 5},
+    {"Cottbus", 12, 3042, 3055, 6},
+    {"Gera", 11, 7545, 7557, 5},
+    {"Kaiserslautern", 12, 67655, 67663, 5},
+    {"Schwerin", 11, 19053, 19063, 6},
+    {"Esslingen am Neckar", 11, 73728, 73734, 4},
+    {"Brandenburg an der Havel", 9, 14770, 14776, 4},
+    {"Frankfurt (Oder)", 7, 15230, 15236, 4},
+    {"Neustadt an der Weinstraße", 7, 67433, 67435, 3},
+    {"Landau in der Pfalz", 6, 76829, 76829, 1},
+    {"Bad Homburg vor der Höhe", 7, 61348, 61352, 3},
+    {"Limburg an der Lahn", 5, 65549, 65556, 4},
+    {"Weiden in der Oberpfalz", 5, 92637, 92637, 1},
+    {"Rothenburg ob der Tauber", 3, 91541, 91541, 1},
+    {"Bad Neustadt an der Saale", 3, 97616, 97616, 1},
+    {"Kempten (Allgäu)", 8, 87435, 87439, 3},
+    {"Celle", 8, 29221, 29229, 5},
+    {"Goslar", 6, 38640, 38644, 3},
+    {"Passau", 6, 94032, 94036, 3},
+    {"Garmisch-Partenkirchen", 4, 82467, 82467, 1},
+    {"Rotenburg (Wümme)", 4, 27356, 27356, 1},
+    {"Husum", 4, 25813, 25813, 1},
+    {"Meppen", 5, 49716, 49716, 1},
+    {"Biberach an der Riß", 5, 88400, 88400, 1},
+    {"Tübingen", 11, 72070, 72076, 4},
+    {"Lüneburg", 9, 21335, 21339, 4},
+    {"Fulda", 8, 36037, 36043, 4},
+    {"Gütersloh", 12, 33330, 33335, 4},
+    {"Siegen", 12, 57072, 57080, 5},
+    {"Konstanz", 10, 78462, 78467, 4},
+    {"Neubrandenburg", 8, 17033, 17036, 3},
+});
+// The country between the towns: these names with one postcode each, out of the regions of the towns above.
+inline constexpr auto kVillageBeginnings = std::to_array<std::string_view>(
+    {"Ober",    "Unter",  "Neu",   "Alt",    "Groß", "Klein", "Hohen",  "Nieder",
+     "Schön",   "Wald",   "Stein", "Rosen",  "Grün", "Weiß",  "Königs", "Münster",
+     "Franken", "Linden", "Wolfs", "Eschen", "Hain", "Kirch", "Mühl",   "Burg"});
+inline constexpr auto kVillageEndings = std::to_array<std::string_view>(
+    {"kirchen", "burg",  "hausen", "heim",  "dorf", "stadt",  "berg",   "bach",
+     "feld",    "münde", "brück",  "furt",  "tal",  "au",     "see",    "hofen",
+     "ingen",   "roda",  "walde",  "förde", "rode", "büttel", "weiler", "leben"});
+
+inline constexpr auto kCommonStreets = std::to_array<std::string_view>({"Hauptstraße",
+                                                                        "Schulstraße",
+                                                                        "Gartenstraße",
+                                                                        "Bahnhofstraße",
+                                                                        "Dorfstraße",
+                                                                        "Bergstraße",
+                                                                        "Birkenweg",
+                                                                        "Lindenstraße",
+                                                                        "Kirchstraße",
+                                                                        "Waldstraße",
+                                                                        "Ringstraße",
+                                                                        "Amselweg",
+                                                                        "Schillerstraße",
+                                                                        "Goethestraße",
+                                                                        "Wiesenweg",
+                                                                        "Jahnstraße",
+                                                                        "Buchenweg",
+                                                                        "Mozartstraße",
+                                                                        "Finkenweg",
+                                                                        "Blumenstraße",
+                                                                        "Mühlenweg",
+                                                                        "Rosenstraße",
+                                                                        "Am Markt",
+                                                                        "Am Sportplatz",
+                                                                        "An der Bleiche",
+                                                                        "Im Winkel",
+                                                                        "Konrad-Adenauer-Straße",
+                                                                        "Friedrich-Ebert-Straße",
+                                                                        "Straße des Friedens",
+                                                                        "Alte Landstraße",
+                                                                        "Lange Straße",
+                                                                        "Kurze Straße",
+                                                                        "Feldstraße",
+                                                                        "Poststraße",
+                                                                        "Marktplatz",
+                                                                        "Berliner Straße",
+                                                                        "Hamburger Straße",
+                                                                        "Kölner Straße",
+                                                                        "Bismarckstraße",
+                                                                        "Beethovenstraße"});
+inline constexpr auto kStreetBeginnings = std::to_array<std::string_view>(
+    {"Ahorn",    "Akazien",   "Albert",  "Anger",    "Apfel",   "August",   "Bach",      "Becker",   "Birnen",
+     "Brunnen",  "Burg",      "Damm",    "Deich",    "Eichen",  "Elster",   "Erlen",     "Eschen",   "Falken",
+     "Fasanen",  "Fichten",   "Fliegen", "Forst",    "Fuchs",   "Garten",   "Ginster",   "Graben",   "Grün",
+     "Hafen",    "Hasel",     "Heide",   "Herder",   "Hof",     "Holunder", "Industrie", "Jäger",    "Kant",
+     "Kapellen", "Kastanien", "Kiefern", "Kloster",  "Kolping", "König",    "Körner",    "Lerchen",  "Lessing",
+     "Lilien",   "Luther",    "Meisen",  "Moltke",   "Moor",    "Müller",   "Nelken",    "Nuss",     "Park",
+     "Pappel",   "Rathaus",   "Reuter",  "Roon",     "Sand",    "Schloss",  "Schmiede",  "Schützen", "See",
+     "Siemens",  "Sonnen",    "Spatzen", "Stadt",    "Storm",   "Tal",      "Tannen",    "Teich",    "Tulpen",
+     "Turm",     "Uhland",    "Ulmen",   "Veilchen", "Wasser",  "Weiden",   "Weinberg",  "Werk",     "Wind",
+     "Ziegel"});
+inline constexpr auto kStreetEndings = std::to_array<std::string_view>(
+    {"straße", "straße", "straße", "weg", "weg", "weg", "allee", "gasse", "platz", "ring", "ufer", "pfad"});
+
+inline constexpr auto kTrades = std::to_array<std::string_view>(
+    {"Metallbau",  "Bäckerei",     "Gärtnerei",   "Elektro",        "Möbelhaus",      "Druckerei",
+     "Autohaus",   "Weinhandel",   "Büromarkt",   "Spedition",      "Tischlerei",     "Sanitär",
+     "Optik",      "Apotheke",     "Reisebüro",   "Maschinenbau",   "Bauunternehmen", "Immobilien",
+     "Dachdecker", "Malerbetrieb", "Fleischerei", "Steuerberatung", "Logistik",       "Software",
+     "Consulting", "Textil",       "Verlag",      "Getränke",       "Landtechnik",    "Werbetechnik"});
+inline constexpr auto kLegalForms = std::to_array<std::string_view>(
+    {"GmbH", "GmbH", "GmbH & Co. KG", "OHG", "AG", "e. K.", "KG", "UG (haftungsbeschränkt)"});
+inline constexpr auto kDepartments = std::to_array<std::string_view>(
+    {"Einkauf", "Buchhaltung", "Vertrieb", "Personalabteilung", "Abt. Technik"});
