@@ -27,6 +27,7 @@ const std::vector<LogColumn>& Columns() {
       {"Ort", "Ort"},
       {"Schluessel", "Schlüssel", ColumnKind::kNumber},
       {"FruehererDatensatz", "früherer Datensatz", ColumnKind::kNumber, Room::kHidden},
+      {"Grund", "Grund", ColumnKind::kText, Room::kHidden},
       {"Entscheidung", "Entscheidung"},
       {"Quelldatei", "Quelle", ColumnKind::kText, Room::kHidden},
   };
@@ -141,7 +142,9 @@ QString DuplicatePage::WhatItRepeats() const {
   if (!chosen("Schluessel").isEmpty()) text += QString(" (Schlüssel %1)").arg(chosen("Schluessel"));
   const QString earlier = chosen("FruehererDatensatz");
   if (!earlier.isEmpty()) text += QString(", gespeichert von Datensatz %1 derselben Quelle").arg(earlier);
-  return text + ".";
+  text += ".";
+  if (!chosen("Grund").isEmpty()) text += QString("\n%1 % sicher: %2.").arg(chosen("Wertung"), chosen("Grund"));
+  return text;
 }
 
 // Differences are marked by a sign, bold type and the tool tip, so that nobody depends on seeing one of them.

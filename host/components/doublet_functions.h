@@ -1,27 +1,45 @@
-// ksDoubLb.DoubletFunctions: duplicate keys, see duplicate_keys.h.
+// ksDoubLb.DoubletFunctions: duplicate keys (keys/duplicate_keys.h), and whether what they find is the same address
+// (keys/address_comparison.h).
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "kestrel/bound_object.h"
+#include "kestrel/connection.h"
+#include "keys/address_comparison.h"
 #include "keys/duplicate_keys.h"
+#include "storage/address_lookup.h"
 
 namespace kestrel::host {
 
 class DoubletFunctions final : public BoundObject<DoubletFunctions> {
  public:
   explicit DoubletFunctions(std::shared_ptr<KeyMemory> keys) : keys_(std::move(keys)) {}
-  static void Bind(Members& members) { members.Method("BuildDoubletKey", &DoubletFunctions::BuildKey); }
+  static void Bind(Members& members);
 
  private:
   std::string BuildKey(std::string_view code, std::string_view key_text) {
     return std::string(keys_->Build(code, key_text));
   }
+  // In per cent, see kestrel/host_components.h; 0 for an address that is not there. An object that is asked again
+  // remembers what pairs at one address looked like. One query by the address's number. Errors 91, 438 for what is no
+  // connection, 3000, and those of LoadDestination.
+  double Confirm(const ObjectPtr& connection, std::string_view key_text, std::int64_t address_type,
+                 std::string_view reference, std::string& reason);
 
   std::shared_ptr<KeyMemory> keys_;
+  ConnectionPtr connection_;  // that addresses_ reads
+  std::optional<AddressLookup> addresses_;
+  std::string record_text_;
+  AddressParts record_;
+  std::string candidate_text_;
+  AddressParts candidate_;
+  SameAddressPairs seen_;
 };
 
 }  // namespace kestrel::host

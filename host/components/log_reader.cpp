@@ -22,12 +22,14 @@ constexpr const char* kDetails =
     "d.Quellspalte AS \"Quellspalte\", d.Rohwert AS \"Rohwert\", "
     "(SELECT min(i.Tabelle) FROM Importziele i WHERE i.Adressart = d.Adressart) AS \"Adressart\", "
     "d.Adresse AS \"Adresse\", d.Name AS \"Name\", d.Ort AS \"Ort\", d.Schluessel AS \"Schluessel\", "
-    "d.FruehererDatensatz AS \"FruehererDatensatz\", d.Entscheidung AS \"Entscheidung\" ";
+    "d.FruehererDatensatz AS \"FruehererDatensatz\", d.Entscheidung AS \"Entscheidung\", ";
+constexpr const char* kReason = "d.Wertung AS \"Wertung\", d.Grund AS \"Grund\" ";
+constexpr const char* kNoReason = "NULL AS \"Wertung\", NULL AS \"Grund\" ";
 constexpr const char* kNoDetails =
     "CASE WHEN p.Datei LIKE '%~%.tmp' THEN NULL ELSE p.Datei END AS \"Datei\", NULL AS \"Quelldatei\", "
     "NULL AS \"Datensatz\", NULL AS \"DatensatzBis\", NULL AS \"Feld\", NULL AS \"Quellspalte\", "
     "NULL AS \"Rohwert\", NULL AS \"Adressart\", NULL AS \"Adresse\", NULL AS \"Name\", NULL AS \"Ort\", "
-    "NULL AS \"Schluessel\", NULL AS \"FruehererDatensatz\", NULL AS \"Entscheidung\" ";
+    "NULL AS \"Schluessel\", NULL AS \"FruehererDatensatz\", NULL AS \"Entscheidung\", ";
 
 // In the order of their keys, so that the first rows of a long log cost no more than those of a short one.
 constexpr const char* kRows = "FROM Protokollzeilen z JOIN Protokoll p ON p.ProtokollNr = z.ProtokollNr ";
@@ -93,7 +95,8 @@ ObjectPtr LogReader::Read(const Choice& choice) const {
   Connection& connection = RequireConnection(connection_);
   RequireTable(connection, "Protokollzeilen");
   const bool details = HasLogDetails(connection);
-  std::string sql = std::string(kHead) + (details ? kDetails : kNoDetails) + kRows;
+  std::string sql = std::string(kHead) + (details ? kDetails : kNoDetails) +
+                    (details && HasReasons(connection) ? kReason : kNoReason) + kRows;
   if (details)
     sql += std::string(kJoinedOrigin) + (choice.only_first_rows ? kJoinedOwnDetails : kJoinedDetails);
   sql += "WHERE p.Liste = ? ";

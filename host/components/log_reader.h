@@ -22,7 +22,8 @@ class LogReader final : public BoundObject<LogReader> {
   // Protokoll (number), Datum, Benutzer, Beschreibung, Datei (the specification that was chosen), Quelle (its kind),
   // Spalte0, Spalte1, Spalte2; Zeile (key), Quelldatei and what is kept beside the row, null where it is not known:
   // Datensatz, DatensatzBis, Feld, Quellspalte, Rohwert, and, of a record held back, in each of its rows: Adressart
-  // (the table's name), Adresse, Name, Ort, Schluessel, FruehererDatensatz, Entscheidung.
+  // (the table's name), Adresse, Name, Ort, Schluessel, FruehererDatensatz, Entscheidung,
+  // Wertung (per cent), Grund.
   ObjectPtr ReadLog(std::string_view list, bool only_last, std::optional<std::int64_t> limit) const;
   // The same of the duplicate log, but of each record only its first row; where `only_open`, without those about
   // which somebody has decided.

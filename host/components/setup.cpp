@@ -43,9 +43,11 @@ void Setup::CreateSampleFiles(const std::string& folder) {
 std::string Setup::RestoreDatabase(const ObjectPtr& connection) {
   Connection& database = RequireConnection(connection);
   std::string told = RestoreAddressIndexes(database);
-  const std::string runs = RestoreLedger(database);
-  if (!told.empty() && !runs.empty()) told += "\n";
-  return told + runs;
+  for (const std::string& more : {RenewAddressKeys(database), RestoreLedger(database)}) {
+    if (!told.empty() && !more.empty()) told += "\n";
+    told += more;
+  }
+  return told;
 }
 
 std::string Setup::InitialiseDatabase(const ObjectPtr& connection) {

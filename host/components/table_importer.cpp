@@ -186,6 +186,7 @@ void TableImporter::BeforeImport(bool&) {
     GroupedWrites::Of(OpenConnection()).Flush();
     TuneForImport(OpenConnection());
     RestoreAddressIndexes(OpenConnection());
+    RenewAddressKeys(OpenConnection());
     Writer();
   });
 }

@@ -6,6 +6,7 @@
 #include "kestrel/runtime_error.h"
 #include "keys/cologne_phonetics.h"
 #include "keys/folded_text.h"
+#include "keys/known_names.h"
 #include "platform/base/text.h"
 
 namespace kestrel::host {
@@ -13,75 +14,101 @@ namespace kestrel::host {
 namespace {
 
 constexpr std::size_t kKeyLength = 9;
-constexpr std::size_t kMostWords = 32;
+// How much of a sound counts.
+constexpr std::size_t kSoundOfLastName = 2;
+constexpr std::size_t kSoundOfFirstName = 4;
+constexpr std::size_t kSoundOfPlace = 3;
+constexpr std::size_t kRegion = 2;
 
-constexpr std::string_view kTitles[] = {"HERR", "HERRN", "FRAU", "FIRMA", "FA",  "DR",  "PROF", "DIPL",
-                                        "ING",  "MED",   "MAG",  "UND",   "AND", "ZHD", "Z",    "HD"};
-constexpr std::string_view kLegalForms[] = {
-    "GMBH",   "MBH",     "AG",   "KG", "OHG", "CO", "COMPAGNIE", "CIE", "KGAA",
-    "GBR",    "UG",      "EV",   "EG", "EK",  "SE", "PARTG",     "INC", "LTD",
-    "LLC",    "SA",      "SARL", "BV", "NV",  "FA", "FIRMA",     "UND", "HAFTUNGSBESCHRAENKT",
-    "GESMBH", "STIFTUNG"};
+// The towns that begin so are many; what follows tells them apart.
+constexpr std::string_view kCommonTowns[] = {"ALT",    "GROSS", "HOHEN", "KLEIN", "NEU",
+                                             "NIEDER", "OBER",  "SANKT", "UNTER"};
 
-template <std::size_t Count>
-bool IsOneOf(std::string_view word, const std::string_view (&words)[Count]) {
-  return std::find(std::begin(words), std::end(words), word) != std::end(words);
+// The code of one word; of one without a sound (digits, other scripts) the word itself.
+void AppendSound(std::string& text, std::string_view word, std::size_t most) {
+  const std::size_t start = text.size();
+  AppendCologneCode(text, word);
+  if (text.size() == start) text += word;
+  if (text.size() > start + most) text.resize(start + most);
 }
 
-void EraseBlanks(std::string& text) { std::erase(text, ' '); }
-
-std::string AsWritten(const FoldedAddress& address) {
-  std::string text;
-  for (const std::string& name : address.names) text += name;
-  EraseBlanks(text);
-  if (text.empty() && address.postcode.empty() && address.town.empty() && address.street.empty()) return {};
-  return text.append("|")
-      .append(address.postcode)
-      .append("|")
-      .append(address.town)
-      .append("|")
-      .append(address.street);
-}
-
-std::string AsItSounds(const FoldedAddress& address) {
-  if (address.postcode.empty()) return {};
-  // The codes of all words one behind the other, and where each begins.
-  std::string codes;
-  std::array<std::pair<std::size_t, std::size_t>, kMostWords> places;
-  std::size_t count = 0;
-  for (const std::string& name : address.names) {
-    std::string_view rest = name;
-    for (std::string_view word = TakeWord(rest); !word.empty() && count < kMostWords; word = TakeWord(rest)) {
-      if (IsOneOf(word, kTitles) || IsOneOf(word, kLegalForms)) continue;
-      const std::size_t start = codes.size();
-      AppendCologneCode(codes, word);
-      // Digits and letters of other scripts have no sound of their own.
-      if (codes.size() == start) codes += word;
-      places[count++] = {start, codes.size() - start};
-    }
+void AppendTown(std::string& text, const AddressParts& address) {
+  std::string_view word = address.town_word();
+  for (const std::string_view beginning : kCommonTowns) {
+    if (word.size() < beginning.size() + 3 || !word.starts_with(beginning)) continue;
+    text += word[0];
+    word.remove_prefix(beginning.size());
+    break;
   }
-  if (count == 0) return {};
-  const auto code_at = [&codes](const auto& place) {
-    return std::string_view(codes).substr(place.first, place.second);
-  };
-  const auto end = places.begin() + static_cast<std::ptrdiff_t>(count);
-  std::sort(places.begin(), end, [&](const auto& a, const auto& b) { return code_at(a) < code_at(b); });
-  std::string text = address.postcode;
-  for (auto place = places.begin(); place != end; ++place) text.append("|").append(code_at(*place));
+  AppendSound(text, word, kSoundOfPlace);
+}
+
+// The postcode or, where there is none, the town.
+bool AppendPlace(std::string& text, const AddressParts& address) {
+  if (!address.postcode().empty()) {
+    text += address.postcode();
+  } else if (!address.town_word().empty()) {
+    text += address.town();
+  } else {
+    return false;
+  }
+  text += '|';
+  return true;
+}
+
+// Of the names' sounds the first or the last; initials count where there is nothing else.
+bool AppendName(std::string& text, const AddressParts& address, bool last, std::size_t most) {
+  constexpr std::size_t kRoom = 64;
+  std::string best;
+  std::string sound;
+  best.reserve(kRoom);
+  sound.reserve(kRoom);
+  for (const std::size_t shortest : {std::size_t{2}, std::size_t{1}}) {
+    for (const std::string_view name : address.names()) {
+      if (name.size() < shortest) continue;
+      sound.clear();
+      AppendSound(sound, name, kRoom);
+      if (best.empty() || (last ? best < sound : sound < best)) best.swap(sound);
+    }
+    if (!best.empty()) break;
+  }
+  text.append(best, 0, most);
+  return !best.empty();
+}
+
+std::string NameInPlace(const AddressParts& address) {
+  std::string text;
+  if (!AppendPlace(text, address) || !AppendName(text, address, true, kSoundOfLastName)) return {};
   return text;
 }
 
-std::string AsCompany(const FoldedAddress& address) {
-  if (address.street.empty()) return {};
-  std::string company;
-  std::string_view rest = address.names[0];
-  for (std::string_view word = TakeWord(rest); !word.empty(); word = TakeWord(rest)) {
-    // "e. V." and "e. K." fall into single letters.
-    if (word == "E" && (rest == "V" || rest == "K")) break;
-    if (!IsOneOf(word, kLegalForms)) company += word;
+std::string NameAtNumber(const AddressParts& address) {
+  std::string text;
+  if (address.house_number().empty() || address.postcode().empty()) {
+    if (!AppendPlace(text, address)) return {};
+  } else {
+    text.append(address.postcode().substr(0, kRegion)).append("|");
   }
-  if (company.empty()) return {};
-  return company + '|' + address.street;
+  text.append(address.house_number()).append("|");
+  if (!AppendName(text, address, false, kSoundOfFirstName)) return {};
+  return text;
+}
+
+std::string StreetInTown(const AddressParts& address) {
+  if (address.street_word().empty()) return {};
+  std::string text;
+  if (address.town_word().empty()) {
+    if (!AppendPlace(text, address)) return {};
+  } else {
+    AppendTown(text, address);
+  }
+  text += '|';
+  if (IsCommonStreet(address.street_word())) {
+    text.append(address.street()).append("|").append(address.house_number());
+  } else {
+    AppendSound(text, address.street_word(), kSoundOfPlace);
+  }
+  return text;
 }
 
 std::uint64_t Hash(std::string_view code, std::string_view text) {
@@ -97,7 +124,7 @@ std::uint64_t Hash(std::string_view code, std::string_view text) {
   return hash ^ (hash >> 33);
 }
 
-std::string KeyOf(std::string_view code, const FoldedAddress& address) {
+std::string KeyOf(std::string_view code, const AddressParts& address) {
   static constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
   const std::string canonical = CanonicalText(code, address);
   if (canonical.empty()) return {};
@@ -112,42 +139,24 @@ std::string KeyOf(std::string_view code, const FoldedAddress& address) {
 
 }  // namespace
 
-void FoldedAddress::Assign(std::string_view key_text) {
-  std::array<std::string_view, 7> parts;
-  for (std::string_view& part : parts) {
-    const std::size_t end = key_text.find('|');
-    part = key_text.substr(0, end);
-    key_text.remove_prefix(end == std::string_view::npos ? key_text.size() : end + 1);
+std::string CanonicalText(std::string_view code, const AddressParts& address) {
+  if (code == "4") return NameInPlace(address);
+  if (code == "5") return NameAtNumber(address);
+  if (code == "6") return StreetInTown(address);
+  if (code == "1" || code == "2" || code == "3") {
+    throw RuntimeError(
+        ErrorNumber::kInvalidProcedureCall,
+        "Der Adressindex hat Schlüssel einer früheren Version (Algorithmus '" + std::string(code) +
+            "'). Wer die Tabellen Adressindex und Einstellungen ändern darf, bildet sie neu, indem er die "
+            "Datenbank einmal öffnet, etwa mit 'kestrel-import log duplicates'.");
   }
-  const auto fold = [](std::string& folded, std::string_view part) {
-    folded.clear();
-    AppendFolded(folded, part);
-  };
-  fold(postcode, parts[0]);
-  EraseBlanks(postcode);
-  // A leading country sign ("D-50667") is no part of a postcode.
-  const std::size_t digit = postcode.find_first_of("0123456789");
-  if (digit <= 2) postcode.erase(0, digit);
-  // The street's words stand where the town comes to stand.
-  fold(town, parts[2]);
-  street.clear();
-  AppendStreet(street, town);
-  fold(town, parts[1]);
-  EraseBlanks(town);
-  for (std::size_t i = 0; i < names.size(); ++i) fold(names[i], parts[4 + i]);
-}
-
-std::string CanonicalText(std::string_view code, const FoldedAddress& address) {
-  if (code == "1") return AsWritten(address);
-  if (code == "2") return AsItSounds(address);
-  if (code == "3") return AsCompany(address);
   throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
                      "Unbekannter Algorithmus '" + std::string(code) +
-                         "' für einen Dublettenschlüssel (bekannt sind 1, 2 und 3).");
+                         "' für einen Dublettenschlüssel (bekannt sind 4, 5 und 6).");
 }
 
 std::string BuildDoubletKey(std::string_view code, std::string_view key_text) {
-  return KeyOf(code, FoldedAddress(key_text));
+  return KeyOf(code, AddressParts(key_text));
 }
 
 std::string_view KeyMemory::Build(std::string_view code, std::string_view key_text) {
@@ -156,11 +165,11 @@ std::string_view KeyMemory::Build(std::string_view code, std::string_view key_te
   }
   Entry& entry = entries_[next_];
   entry.used = false;
-  if (folded_text_ != key_text) {
-    folded_.Assign(key_text);
-    folded_text_ = key_text;
+  if (parts_text_ != key_text) {
+    parts_.Assign(key_text);
+    parts_text_ = key_text;
   }
-  entry.key = KeyOf(code, folded_);
+  entry.key = KeyOf(code, parts_);
   entry.code = code;
   entry.text = key_text;
   entry.used = true;

@@ -1,50 +1,42 @@
-// The three ways to make a duplicate key of an address. Addresses with equal keys are suspected to be the
-// same one.
+// The three ways to make a duplicate key of an address. Addresses with an equal key are suspected to be the same one;
+// whether they are is what address_comparison.h decides. So the keys are generous: each has a place and passes over
+// errors in other parts of the address, so that one error, and most pairs of errors, leave one of the three as it was.
 //
-//   Code "1", the address as it is written, but for case, umlauts, accents, blanks, punctuation and
-//   "Str."/"Straße":
-//     Möbel-Haus Groß | Haupt-Straße 5 | 50667 Köln  =  MOEBELHAUS GROSS | Hauptstr. 5 | 50667 KOELN
-//   Code "2", the names as they sound (Kölner Phonetik), in any order, without titles, and the postcode:
-//     Meyer, Stefan | 50667  =  Dr. Stephan Maier | 50667
-//   Code "3", the company's name without its legal form, and the street:
-//     Schmidt Maschinenbau GmbH & Co. KG | Ringstr. 1  =  Schmidt Maschinenbau | Ringstrasse 1
+//   Code "4", a name in a place: the postcode and how one name sounds, whatever the street is called.
+//   Code "5", a name at a house number: how the other name sounds, the house number, the region of the postcode (its
+//     first two digits), so that a wrong digit behind it and a wrong street do no harm.
+//   Code "6", a street in a town: how both sound; whatever people are called and the postcode is. A street that many
+//     towns have ("Hauptstraße") says little: its key has the house number, too.
+//
+// "How it sounds" is the beginning of the Kölner Phonetik, which most typing errors leave as it is. Of several names
+// (legal forms, titles and people in charge are none) code 4 takes the one whose sound comes last, code 5 the first, so
+// their order and which of them is the surname do not matter. What is missing is passed over: a town stands in for a
+// postcode, the whole postcode for a house number.
 //
 // A key is 9 characters out of A-Z a-z 0-9 "-" "_", so that an index of them stays small and they can stand
 // in a statement as they are: 54 bits of a 64-bit hash (FNV-1a by Fowler, Noll and Vo, then the final mixing
-// of Appleby's MurmurHash3) over the canonical text and the code. Among ten million addresses a look-up finds
-// a foreign key by chance once in 1,800 million times.
+// of Appleby's MurmurHash3) over the canonical text and the code.
 //
 // An address that lacks what a code looks at has no key: the empty text. It is never stored in the index, so
-// it finds nothing.
+// it finds nothing. The codes "1" to "3" were those of earlier versions; storage/index_repair.h replaces their keys.
 #pragma once
 
 #include <array>
 #include <string>
 #include <string_view>
 
+#include "keys/address_parts.h"
+
 namespace kestrel::host {
-
-// The parts of a key text "PLZ|Ort|Strasse|start of Bez1|Bez1|Bez2|Bez3||group" in folded letters (see
-// folded_text.h). Parts that are missing are empty; the start of Bez1 and the group play no role here.
-struct FoldedAddress {
-  explicit FoldedAddress(std::string_view key_text) { Assign(key_text); }
-  // Reuses the memory.
-  void Assign(std::string_view key_text);
-
-  std::string postcode;  // in one word, without a country sign in front
-  std::string town;      // in one word
-  std::string street;    // in one word
-  std::array<std::string, 3> names;
-};
 
 // What two addresses must share to have the same key; empty where the address has none. Error 5 for an
 // unknown code.
-std::string CanonicalText(std::string_view code, const FoldedAddress& address);
+std::string CanonicalText(std::string_view code, const AddressParts& address);
 
 std::string BuildDoubletKey(std::string_view code, std::string_view key_text);
 
 // Remembers the keys built last, as the check of a record and its storing ask for the same three, and the
-// folded address that they were built from. One of them is shared by the components of one registry; used by
+// address that they were built from. One of them is shared by the components of one registry; used by
 // one thread at a time.
 class KeyMemory {
  public:
@@ -60,8 +52,8 @@ class KeyMemory {
   };
   std::array<Entry, 3> entries_;
   std::size_t next_ = 0;
-  std::string folded_text_;
-  FoldedAddress folded_{{}};
+  std::string parts_text_;
+  AddressParts parts_;
 };
 
 }  // namespace kestrel::host

@@ -97,7 +97,9 @@ constexpr const char* kLogDetailTables[] = {
   Ort TEXT,
   Schluessel INTEGER,
   FruehererDatensatz INTEGER,
-  Entscheidung TEXT))",
+  Entscheidung TEXT,
+  Wertung INTEGER,
+  Grund TEXT))",
 };
 
 // Times are "JJJJ-MM-TT HH:MM:SS". Spalten are the columns whose values an import stored, in their order.
@@ -176,9 +178,9 @@ constexpr const char* kRows[] = {
     "INSERT INTO Personalstamm VALUES ('1', 'Verwalter', NULL, NULL)",
     "INSERT INTO Personalstamm VALUES ('4711', 'Schmitz', 'Erika', 'Dr.')",
     "INSERT INTO Einstellungen VALUES ('Adressindex', 'Doubletindex', '1')",
-    "INSERT INTO Einstellungen VALUES ('Adressindex', 'AlgorithmCode1', '1')",
-    "INSERT INTO Einstellungen VALUES ('Adressindex', 'AlgorithmCode2', '2')",
-    "INSERT INTO Einstellungen VALUES ('Adressindex', 'AlgorithmCode3', '3')",
+    "INSERT INTO Einstellungen VALUES ('Adressindex', 'AlgorithmCode1', '4')",
+    "INSERT INTO Einstellungen VALUES ('Adressindex', 'AlgorithmCode2', '5')",
+    "INSERT INTO Einstellungen VALUES ('Adressindex', 'AlgorithmCode3', '6')",
     "INSERT INTO Kundengruppen VALUES ('A', 'Großkunden')",
     "INSERT INTO Kundengruppen VALUES ('B', 'Geschäftskunden')",
     "INSERT INTO Kundengruppen VALUES ('C', 'Laufkundschaft')",

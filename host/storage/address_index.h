@@ -76,7 +76,7 @@ class AddressIndex {
   std::unique_ptr<Statement> update_;
   std::unique_ptr<Statement> remove_;
   std::string key_text_;
-  const FoldedAddress nobody_{{}};
+  const AddressParts nobody_;
   std::array<char, 24> reference_{};
 };
 

@@ -2,6 +2,8 @@
 
 #include <charconv>
 
+#include "storage/address_index.h"
+
 namespace kestrel::host {
 
 AddressLookup::Kind* AddressLookup::KindOf(std::int64_t address_type) {
@@ -18,26 +20,43 @@ AddressLookup::Kind* AddressLookup::KindOf(std::int64_t address_type) {
       const auto found_field = destination.FindField(field);
       return found_field ? destination.fields[*found_field].column : std::string("''");
     };
-    kind->describe = connection_.Prepare("SELECT " + column("Bez1") + ", " + column("PLZ") + ", " +
-                                         column("Ort") + " FROM " + destination.table + " WHERE " +
-                                         destination.fields[destination.number_field].column + " = ?");
+    kind->read = connection_.Prepare("SELECT " + column("Bez1") + ", " + column("PLZ") + ", " + column("Ort") +
+                                     ", " + column("Strasse") + ", " + column("Bez2") + ", " + column("Bez3") +
+                                     " FROM " + destination.table + " WHERE " +
+                                     destination.fields[destination.number_field].column + " = ?");
   }
   return kind ? &*kind : nullptr;
 }
 
-AddressLookup::Summary AddressLookup::Describe(std::int64_t address_type, std::string_view number) {
+// Null where there is none.
+RecordsetPtr AddressLookup::Find(std::int64_t address_type, std::string_view number) {
   Kind* const kind = KindOf(address_type);
   std::int64_t whole = 0;
   const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), whole);
-  if (kind == nullptr || error != std::errc() || end != number.data() + number.size()) return {};
-  kind->describe->BindInteger(0, whole);
-  const RecordsetPtr row = kind->describe->Open();
-  if (row->IsEof()) return {};
+  if (kind == nullptr || error != std::errc() || end != number.data() + number.size()) return nullptr;
+  kind->read->BindInteger(0, whole);
+  RecordsetPtr row = kind->read->Open();
+  return row->IsEof() ? nullptr : row;
+}
+
+AddressLookup::Summary AddressLookup::Describe(std::int64_t address_type, std::string_view number) {
+  const RecordsetPtr row = Find(address_type, number);
+  if (row == nullptr) return {};
   Summary summary{std::string(row->TextAt(0)), std::string(row->TextAt(1))};
   const std::string_view town = row->TextAt(2);
   if (!summary.place.empty() && !town.empty()) summary.place += " ";
   summary.place += town;
   return summary;
+}
+
+bool AddressLookup::ReadKeyText(std::int64_t address_type, std::string_view number, std::string& text) {
+  const RecordsetPtr row = Find(address_type, number);
+  if (row == nullptr) return false;
+  text.clear();
+  AppendKeyText(
+      text,
+      {row->TextAt(1), row->TextAt(2), row->TextAt(3), {row->TextAt(0), row->TextAt(4), row->TextAt(5)}, {}});
+  return true;
 }
 
 const Destination* AddressLookup::DestinationOf(std::int64_t address_type) {

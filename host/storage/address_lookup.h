@@ -25,15 +25,18 @@ class AddressLookup {
 
   // Empty texts where there is no such address. Error 3000, and those of LoadDestination.
   Summary Describe(std::int64_t address_type, std::string_view number);
+  // Sets `text` to the key text of an address; false where there is none. Errors as of Describe.
+  bool ReadKeyText(std::int64_t address_type, std::string_view number, std::string& text);
   // The destination of a type of addresses, as the first ProgID that has it; null where none has.
   const Destination* DestinationOf(std::int64_t address_type);
 
  private:
   struct Kind {
     Destination destination;
-    std::unique_ptr<Statement> describe;
+    std::unique_ptr<Statement> read;  // Bez1, PLZ, Ort, Strasse, Bez2, Bez3
   };
   Kind* KindOf(std::int64_t address_type);
+  RecordsetPtr Find(std::int64_t address_type, std::string_view number);
 
   Connection& connection_;
   std::map<std::int64_t, std::optional<Kind>> kinds_;

@@ -1,8 +1,76 @@
 #include "storage/index_repair.h"
 
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "kestrel/transaction.h"
+#include "platform/base/counted.h"
+#include "schema/destination.h"
 #include "schema/host_schema.h"
+#include "schema/settings.h"
+#include "storage/address_index.h"
 
 namespace kestrel::host {
+
+namespace {
+
+constexpr const char* kAlgorithms[] = {"AlgorithmCode1", "AlgorithmCode2", "AlgorithmCode3"};
+
+// The algorithm of today that does what an earlier one did; empty for one that is none of those.
+std::string_view Successor(std::string_view code) {
+  if (code == "1") return "4";
+  if (code == "2") return "5";
+  return code == "3" ? "6" : "";
+}
+
+bool HasEarlierKeys(Connection& connection) {
+  if (!HasTable(connection, "Einstellungen") || !HasTable(connection, "Adressindex")) return false;
+  for (const char* name : kAlgorithms) {
+    if (!Successor(Settings::Of(connection).Get("Adressindex", name, "")).empty()) return true;
+  }
+  return false;
+}
+
+// Of one kind of addresses, a thousand at a time, as not every database changes rows while it reads them.
+std::int64_t RenewKeysOf(Connection& connection, const Destination& destination,
+                         const std::shared_ptr<KeyMemory>& keys) {
+  constexpr std::size_t kAtOnce = 1000;
+  const std::string& number = destination.fields[destination.number_field].column;
+  std::string columns = number;
+  for (const char* name : {"PLZ", "Ort", "Strasse", "Bez1", "Bez2", "Bez3"}) {
+    const auto field = destination.FindField(name);
+    columns += ", " + (field ? destination.fields[*field].column : std::string("''"));
+  }
+  const auto query = connection.Prepare("SELECT " + columns + " FROM " + destination.table +
+                                        " JOIN Adressindex ON AdressId = " + number + " * 64 + " +
+                                        std::to_string(destination.address_type) + " WHERE " + number +
+                                        " > ? ORDER BY " + number + " LIMIT " + std::to_string(kAtOnce));
+  AddressIndex index(connection, destination.address_type, keys);
+  std::int64_t last = std::numeric_limits<std::int64_t>::min();
+  std::int64_t count = 0;
+  std::vector<std::pair<std::int64_t, std::array<std::string, 6>>> addresses;
+  do {
+    addresses.clear();
+    query->BindInteger(0, last);
+    for (const RecordsetPtr rows = query->Open(); !rows->IsEof(); rows->MoveNext()) {
+      auto& [key, texts] = addresses.emplace_back();
+      key = rows->ValueAt(0).ToInteger();
+      for (std::size_t i = 0; i < texts.size(); ++i) texts[i] = rows->TextAt(i + 1);
+    }
+    for (const auto& [key, texts] : addresses) {
+      index.Write(key, {texts[0], texts[1], texts[2], {texts[3], texts[4], texts[5]}, {}});
+      last = key;
+    }
+    count += static_cast<std::int64_t>(addresses.size());
+  } while (addresses.size() == kAtOnce);
+  return count;
+}
+
+}  // namespace
 
 std::string RestoreAddressIndexes(Connection& connection) {
   if (!IsSqlite(connection)) return {};
@@ -13,6 +81,30 @@ std::string RestoreAddressIndexes(Connection& connection) {
   if (found->TextAt(0) == "0" || found->TextAt(1) == "3") return {};
   CreateAddressIndexes(connection);
   return "Die Indizes der Tabelle 'Adressindex' fehlten in der Datenbank und wurden neu angelegt.";
+}
+
+std::string RenewAddressKeys(Connection& connection) {
+  if (!HasEarlierKeys(connection)) return {};
+  std::int64_t count = 0;
+  InTransaction(connection, [&] {
+    Settings& settings = Settings::Of(connection);
+    for (const char* name : kAlgorithms) {
+      const std::string_view successor = Successor(settings.Get("Adressindex", name, ""));
+      if (!successor.empty()) settings.Set("Adressindex", name, successor);
+    }
+    std::vector<std::string> prog_ids;
+    for (const RecordsetPtr rows = connection.OpenRecordset(
+             "SELECT min(ProgID) FROM Importziele WHERE Adressart > 0 GROUP BY Adressart ORDER BY Adressart");
+         !rows->IsEof(); rows->MoveNext()) {
+      prog_ids.emplace_back(rows->TextAt(0));
+    }
+    const auto keys = std::make_shared<KeyMemory>();
+    for (const std::string& prog_id : prog_ids) {
+      count += RenewKeysOf(connection, LoadDestination(connection, prog_id), keys);
+    }
+  });
+  return "Die Schlüssel der Dublettenprüfung waren die einer früheren Version und wurden für " +
+         Counted(count, "Adresse", "Adressen") + " neu gebildet.";
 }
 
 }  // namespace kestrel::host

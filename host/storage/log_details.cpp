@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "kestrel/runtime_error.h"
+#include "kestrel/transaction.h"
 #include "platform/base/text.h"
 #include "schema/host_schema.h"
 
@@ -13,7 +14,7 @@ namespace {
 
 using NameAndColumn = std::pair<std::string_view, std::string_view>;
 
-constexpr std::array<NameAndColumn, 11> kRowColumns = {{
+constexpr std::array<NameAndColumn, 13> kRowColumns = {{
     {"Record", "Datensatz"},
     {"LastRecord", "DatensatzBis"},
     {"Field", "Feld"},
@@ -25,6 +26,8 @@ constexpr std::array<NameAndColumn, 11> kRowColumns = {{
     {"Place", "Ort"},
     {"Key", "Schluessel"},
     {"EarlierRecord", "FruehererDatensatz"},
+    {"Score", "Wertung"},
+    {"Reason", "Grund"},
 }};
 
 constexpr std::array<NameAndColumn, 3> kLogColumns = {{
@@ -41,9 +44,9 @@ std::optional<std::size_t> PositionOf(const std::array<NameAndColumn, Count>& co
   return static_cast<std::size_t>(found - columns.begin());
 }
 
-std::string RowTable() {
+std::string RowTable(std::size_t columns) {
   std::string table = "Protokolldetails (ZeilenNr, ProtokollNr";
-  for (const NameAndColumn& column : kRowColumns) table.append(", ").append(column.second);
+  for (std::size_t i = 0; i < columns; ++i) table.append(", ").append(kRowColumns[i].second);
   return table + ")";
 }
 
@@ -59,10 +62,33 @@ bool HasLogDetails(Connection& connection) {
   return Trap([&] { CreateLogDetailTables(connection); }, [](const RuntimeError&) {});
 }
 
+bool HasReasons(Connection& connection) {
+  const auto found = [&] {
+    return !connection
+                .OpenRecordset(
+                    IsSqlite(connection)
+                        ? "SELECT 1 FROM pragma_table_info('Protokolldetails') WHERE name = 'Grund'"
+                        : "SELECT 1 FROM pg_attribute WHERE attrelid = to_regclass('protokolldetails') "
+                          "AND attname = 'grund'")
+                ->IsEof();
+  };
+  if (found()) return true;
+  GroupedWrites::Of(connection).Flush();
+  const auto add = [&] {
+    InTransaction(connection, [&] {
+      for (const char* column : {"Wertung INTEGER", "Grund TEXT"}) {
+        connection.Execute("ALTER TABLE Protokolldetails ADD COLUMN " + std::string(column));
+      }
+    });
+  };
+  // Another program may have been faster.
+  return Trap(add, [](const RuntimeError&) {}) || found();
+}
+
 LogDetailRows::LogDetailRows(Connection& connection) : connection_(connection) {
-  if (HasLogDetails(connection)) {
-    rows_ = std::make_unique<WriteBehindBuffer>(connection, RowTable(), kColumns);
-  }
+  if (!HasLogDetails(connection)) return;
+  columns_ = HasReasons(connection) ? kColumns : kColumns - kReasonColumns;
+  rows_ = std::make_unique<WriteBehindBuffer>(connection, RowTable(columns_), columns_);
 }
 
 void LogDetailRows::Begin(std::int64_t log_number) {
@@ -84,7 +110,7 @@ void LogDetailRows::Store(std::int64_t row_key, std::int64_t log_number) {
   for (std::size_t column = 0; column < kColumns; ++column) {
     if (set_[column]) texts[column] = texts_[column];
   }
-  rows_->Append(row_key, log_number, texts);
+  rows_->Append(row_key, log_number, std::span(texts).first(columns_));
 }
 
 void LogDetailRows::Flush() {

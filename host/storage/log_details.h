@@ -25,6 +25,10 @@ inline constexpr std::int64_t kRangesOfWideLogs = std::int64_t{1} << 30;
 // be made. Error 3000 where nothing can be asked.
 bool HasLogDetails(Connection& connection);
 
+// Makes the columns that tell why a record was held back where a database of an earlier version lacks them; false where
+// that cannot be done. There are the two tables. Error 3000 where nothing can be asked.
+bool HasReasons(Connection& connection);
+
 // The details of the rows of one log, set one by one and stored with their row. A database in which the tables
 // can be neither found nor made keeps none.
 class LogDetailRows {
@@ -47,12 +51,14 @@ class LogDetailRows {
   void StoreOrigin(std::int64_t log_number);
 
   static constexpr std::size_t kOrigins = 3;
-  static constexpr std::size_t kColumns = 11;
+  static constexpr std::size_t kColumns = 13;
+  static constexpr std::size_t kReasonColumns = 2;  // the last ones
 
   Connection& connection_;
   std::array<std::string, kColumns> texts_;
   std::array<bool, kColumns> set_{};
   bool any_ = false;
+  std::size_t columns_ = 0;                   // that the table has
   std::array<std::string, kOrigins> origin_;  // of the log
   bool origin_waits_ = false;
   std::unique_ptr<WriteBehindBuffer> rows_;  // none where nothing can be kept

@@ -42,7 +42,7 @@ inline constexpr const char* kLogComponent = "KSHProto.Protokoll";
 //
 // Asked for, in the group "Adressindex": "Doubletindex", "1" where the host keeps an index of addresses by
 // their duplicate keys, and "AlgorithmCode1" to "AlgorithmCode3", how the three keys are made; where the key component
-// has Confirm and the specification names no threshold, "DublettenSchwelle", in per cent ("0": 90).
+// has Confirm and the specification names no threshold, "DublettenSchwelle", in per cent ("0": 50).
 inline constexpr const char* kSettingsComponent = "KSBSetting.KSSettings";
 
 // --- Duplicate keys ----------------------------------------------------------------------------

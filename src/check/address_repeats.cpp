@@ -39,7 +39,9 @@ void AddressRepeats::PrepareKeys(Session& session, DuplicateCheck& duplicates) {
   if (!settings.check_duplicates) return;
   std::string codes[kKeys];
   duplicates.GetDoubletAlgorithmCode(codes[0], codes[1], codes[2]);
-  build_key_ = BoundMember(session.platform.components.CreateObject(kKeyComponent), "BuildDoubletKey");
+  const ObjectPtr component = session.platform.components.CreateObject(kKeyComponent);
+  build_key_ = BoundMember(component, "BuildDoubletKey");
+  confirms_ = component->FindMember("Confirm").has_value();
   for (std::size_t i = 0; i < kKeys; ++i) {
     use_key_[i] = settings.use_key[i];
     codes_[i] = Value(codes[i]);
@@ -66,11 +68,18 @@ void AddressRepeats::AddKeys(std::int64_t record) {
   columns_.Begin(record_);
   BuildDuplicateKeyText(record_, columns_, record_.TextAt(group_), text_);
   key_text_.AssignText(text_);
+  all_keys_.clear();
   for (std::size_t i = 0; i < kKeys; ++i) {
     if (!use_key_[i]) continue;
     const Value key = build_key_.Call(ByRef(codes_[i]), ByRef(key_text_));
-    addresses_.Add(i, key.TextOrEmpty(), record);
+    if (confirms_) {
+      if (key.TextOrEmpty().empty()) return;
+      all_keys_.append(key.TextOrEmpty()).append("|");
+    } else {
+      addresses_.Add(i, key.TextOrEmpty(), record);
+    }
   }
+  if (confirms_) addresses_.Add(0, all_keys_, record);
 }
 
 void AddressRepeats::TellRepeats(RepeatedKeys& keys, std::string_view one, std::string_view several,
@@ -87,7 +96,7 @@ void AddressRepeats::TellRepeats(RepeatedKeys& keys, std::string_view one, std::
   std::vector<FindingExample> list;
   for (const RepeatedKeys::Repeat& repeat : result.first) {
     std::string earlier = "wie Datensatz " + std::to_string(repeat.earlier);
-    if (&keys == &addresses_) earlier += ", Schlüssel " + std::to_string(repeat.kind + 1);
+    if (&keys == &addresses_ && !confirms_) earlier += ", Schlüssel " + std::to_string(repeat.kind + 1);
     examples.append(examples.empty() ? "" : "; ").append("Datensatz ").append(std::to_string(repeat.record));
     examples.append(" ").append(earlier);
     list.push_back({repeat.record, std::move(earlier)});

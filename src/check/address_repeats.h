@@ -56,6 +56,10 @@ class AddressRepeats {
   KeptColumns columns_;
   std::string text_;
   Value key_text_;
+  // The component's keys are only generous guesses, which it confirms by what is stored: a record counts then where all
+  // keys are those of an earlier one, and all are there.
+  bool confirms_ = false;
+  std::string all_keys_;
   std::string failure_;  // why keys cannot be made
 
   RepeatedKeys addresses_;

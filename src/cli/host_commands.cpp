@@ -91,7 +91,9 @@ std::vector<LogColumn> DuplicateColumns() {
                      {"Ort", {"Ort", "place"}},
                      {"Schluessel", {"Schlüssel", "key", true}},
                      {"FruehererDatensatz", {"von Datensatz", "earlierRecord", true}},
-                     {"Entscheidung", {"Entscheidung", "decision"}}});
+                     {"Entscheidung", {"Entscheidung", "decision"}},
+                     {"Wertung", {"Wertung %", "score", true}},
+                     {"Grund", {"Grund", "reason"}}});
 }
 
 void WriteLog(Workspace& workspace, Recordset& rows, const std::vector<LogColumn>& columns) {

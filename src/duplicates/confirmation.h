@@ -21,7 +21,7 @@ class Confirmation {
  public:
   static constexpr std::size_t kMostCandidates = 100;
   // In per cent, where neither the specification nor the host names a threshold.
-  static constexpr double kDefaultThreshold = 90;
+  static constexpr double kDefaultThreshold = 50;
 
   void AskComponent(const ObjectPtr& component);
   // Whether the component has the member; only then may Choose be called.

@@ -66,20 +66,20 @@ TEST_F(ConfirmationTest, IsAskedOfEachAddressFoundAndTellsTheOneWithTheHighestSc
 
 TEST_F(ConfirmationTest, WhatStaysBelowTheThresholdIsNoDuplicate) {
   Index(1, "7", "K");
-  scores = {{"7", 89.9}};
+  scores = {{"7", 49.9}};
   EXPECT_FALSE(Check());
   EXPECT_EQ(match.reference, "");
-  scores = {{"7", 90}};
+  scores = {{"7", 50}};
   EXPECT_TRUE(Check());
 }
 
 TEST_F(ConfirmationTest, TheThresholdIsTheHostsWhereTheSpecificationNamesNone) {
   Index(1, "7", "K");
-  scores = {{"7", 70}};
+  scores = {{"7", 40}};
   EXPECT_FALSE(Check());
-  host_settings["DublettenSchwelle"] = "69,5";
+  host_settings["DublettenSchwelle"] = "39,5";
   EXPECT_TRUE(Check());
-  UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\nDublettenSchwelle=71\n");
+  UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\nDublettenSchwelle=41\n");
   EXPECT_FALSE(Check());
   UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\nDublettenSchwelle=0\n");
   scores.clear();

@@ -1,7 +1,9 @@
 #include "storage/address_index.h"
+#include "storage/index_repair.h"
 
 #include "host/host_fixture.h"
 #include "keys/duplicate_keys.h"
+#include "storage/index_repair.h"
 
 namespace kestrel {
 
@@ -25,7 +27,7 @@ TEST_F(AddressIndex, EveryStoredAddressGetsItsRow) {
             "");
   const char* text = "50667|Köln|Ringstr. 1|Schmidt GmbH|Schmidt GmbH||||B";
   EXPECT_THAT(Rows("SELECT Adressart, Referenz, Doubletkey1, Doubletkey2, Doubletkey3 FROM Adressindex"),
-              ElementsAre("1|17|" + Key("1", text) + "|" + Key("2", text) + "|" + Key("3", text)));
+              ElementsAre("1|17|" + Key("4", text) + "|" + Key("5", text) + "|" + Key("6", text)));
 }
 
 TEST_F(AddressIndex, EachAddressTypeHasItsBit) {
@@ -48,7 +50,7 @@ TEST_F(AddressIndex, AnUpdateMakesTheKeysOfTheRowAsItThenStands) {
   Import(importer, {{"KundenNummer", "5"}, {"Bez1", "Schulze"}});
   const char* text = "50667|Köln||Schulze|Schulze||||";
   EXPECT_THAT(Rows("SELECT Referenz, Doubletkey1, Doubletkey2 FROM Adressindex"),
-              ElementsAre("5|" + Key("1", text) + "|" + Key("2", text)));
+              ElementsAre("5|" + Key("4", text) + "|" + Key("5", text)));
 }
 
 TEST_F(AddressIndex, IsLeftAloneUnlessTheHostKeepsIt) {
@@ -76,7 +78,7 @@ TEST_F(AddressIndex, AnAddressThatCannotBeIndexedIsNotStoredEither) {
   const ObjectPtr importer = OverwritingImporter();
   EXPECT_THAT(Import(importer, {{"Bez1", "A"}}), HasSubstr("'99'"));
   EXPECT_THAT(Rows("SELECT * FROM Kunden"), IsEmpty());
-  Set("AlgorithmCode2", "2");
+  Set("AlgorithmCode2", "5");
   EXPECT_EQ(Import(importer, {{"KundenNummer", "3"}, {"Bez1", "B"}}), "");
   Set("AlgorithmCode2", "99");
   EXPECT_THAT(Import(importer, {{"KundenNummer", "3"}, {"Bez1", "C"}}), HasSubstr("'99'"));
@@ -109,7 +111,7 @@ TEST_F(AddressIndex, TheLookUpUsesTheKeysIndexes) {
 TEST_F(AddressIndex, LaterRecordsFindEarlierOnesOfTheSameRun) {
   Import(Importer(), {{"Bez1", "Meyer"}, {"PLZ", "50667"}});
   EXPECT_TRUE(connection->InTransaction());
-  const std::string key = Key("2", "50667|||Maier|Maier||||");
+  const std::string key = Key("5", "50667|||Maier|Maier||||");
   EXPECT_FALSE(connection
                    ->OpenRecordset("SELECT * FROM Adressindex where  (Adressart = 1)  and ( Doubletkey2 = '" +
                                    key + "' )")
@@ -158,6 +160,43 @@ TEST_F(AddressIndex, ThatAnEarlierVersionLeftWithoutIndexesIsRestoredAndToldOnce
   CallMethod(importer, "BeforeImport", ByRef(cancel));
   EXPECT_THAT(indexes(), SizeIs(3));
   EXPECT_EQ(CallMethod(setup, "RestoreDatabase", OpenConnection(folder.File("leer.db"))), Value(""));
+}
+
+TEST_F(AddressIndex, KeysOfAnEarlierVersionAreBuiltAnewOnceWhoeverOpensTheDatabase) {
+  Import(Importer(), {{"Bez1", "Anna Meyer"}, {"Strasse", "Ring 1"}, {"PLZ", "50667"}, {"Ort", "Köln"}});
+  Import(Importer("ksbimport.importlieferanten"), {{"Bez1", "Berg AG"}, {"PLZ", "10115"}, {"Ort", "Berlin"}});
+  host::GroupedWrites::Of(*connection).Flush();
+  const char* const rows = "SELECT * FROM Adressindex ORDER BY AdressId";
+  const auto fresh = Rows(rows);
+  connection->Execute("UPDATE Adressindex SET Doubletkey1 = 'alt', Doubletkey2 = NULL, Doubletkey3 = 'alt'");
+  Set("AlgorithmCode1", "1");
+  Set("AlgorithmCode2", "2");
+  Set("AlgorithmCode3", "3");
+  EXPECT_EQ(host::RenewAddressKeys(*connection),
+            "Die Schlüssel der Dublettenprüfung waren die einer früheren Version und wurden für 2 Adressen neu "
+            "gebildet.");
+  EXPECT_EQ(Rows(rows), fresh);
+  EXPECT_EQ(host::RenewAddressKeys(*connection), "");
+}
+
+TEST_F(AddressIndex, AnImportBuildsTheKeysOfAnEarlierVersionAnewBeforeItsFirstRecord) {
+  Set("AlgorithmCode1", "1");
+  const ObjectPtr importer = Importer();
+  Value cancel(false);
+  CallMethod(importer, "BeforeImport", ByRef(cancel));
+  EXPECT_EQ(GetProperty(importer, "ErrorCode"), Value(0));
+  EXPECT_THAT(Rows("SELECT Wert FROM Einstellungen WHERE Name = 'AlgorithmCode1'"), ElementsAre("4"));
+}
+
+TEST_F(AddressIndex, MoreAddressesThanAreReadAtOnceGetTheirKeys) {
+  constexpr int kMany = 2500;
+  const ObjectPtr importer = Importer();
+  for (int i = 0; i < kMany; ++i) Import(importer, {{"Bez1", "Meyer"}, {"PLZ", "50667"}});
+  host::GroupedWrites::Of(*connection).Flush();
+  connection->Execute("UPDATE Adressindex SET Doubletkey1 = NULL");
+  Set("AlgorithmCode1", "1");
+  EXPECT_THAT(host::RenewAddressKeys(*connection), HasSubstr("2500 Adressen"));
+  EXPECT_THAT(Rows("SELECT count(*) FROM Adressindex WHERE Doubletkey1 IS NULL"), ElementsAre("0"));
 }
 
 }  // namespace kestrel

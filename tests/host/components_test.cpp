@@ -157,7 +157,7 @@ TEST_F(SettingsComponent, SeesItsOwnChangesAtOnceAndThoseOfOthersSoon) {
 
 TEST_F(DoubletFunctions, BuildsKeysByCode) {
   const ObjectPtr functions = components.CreateObject("ksDoubLb.DoubletFunctions");
-  Value code("2");
+  Value code("4");
   Value one("50667|Köln||Meyer|Meyer||||");
   Value other("50667|Bonn||Maier|Maier||||");
   const Value key = CallMethod(functions, "BuildDoubletKey", ByRef(code), ByRef(one));
@@ -166,6 +166,27 @@ TEST_F(DoubletFunctions, BuildsKeysByCode) {
   code = Value("?");
   EXPECT_ERROR(CallMethod(functions, "BuildDoubletKey", ByRef(code), ByRef(one)),
                ErrorNumber::kInvalidProcedureCall);
+}
+
+TEST_F(DoubletFunctions, ConfirmsAStoredAddressWithScoreAndReason) {
+  Import(Importer(), {{"KundenNummer", "7"},
+                      {"Bez1", "Ruckweiler"},
+                      {"Bez2", "Anna"},
+                      {"Strasse", "Tulpenhof 5"},
+                      {"PLZ", "50667"},
+                      {"Ort", "Köln"}});
+  const ObjectPtr functions = components.CreateObject("ksDoubLb.DoubletFunctions");
+  Value reason("");
+  const auto score = [&](const char* key_text, const char* reference) {
+    return CallMethod(functions, "Confirm", connection, key_text, 1, reference, ByRef(reason)).ToDouble();
+  };
+  EXPECT_GT(score("50667|Köln|Tulpenhof 5||Anna Ruckwieler||||", "7"), 99);
+  EXPECT_THAT(reason.ToText(), ::testing::StartsWith("Name ähnlich 0,9"));
+  EXPECT_LT(score("50667|Köln|Tulpenhof 5||Peter Ruckweiler||||", "7"), 1);
+  // An address that is not there any more repeats nothing, and neither does one of another kind.
+  EXPECT_EQ(score("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||", "8"), 0);
+  EXPECT_EQ(score("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||", "x"), 0);
+  EXPECT_EQ(CallMethod(functions, "Confirm", connection, "", 2, "7", ByRef(reason)), Value(0.0));
 }
 
 TEST_F(HostPlugIn, IsLoadedThroughItsAnnouncement) {

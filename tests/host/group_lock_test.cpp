@@ -52,7 +52,7 @@ class GroupLocks : public testing::HostFixture {
   std::string KeyOf(const char* name) const {
     std::string text;
     host::AppendKeyText(text, {"50667", "Köln", "Weg 1", {name, "", ""}, ""});
-    return host::BuildDoubletKey("1", text);
+    return host::BuildDoubletKey("4", text);
   }
   static void EndGroup(const Clerk& clerk) { host::GroupedWrites::Of(*clerk.connection).Flush(); }
   std::vector<std::string> Names() { return Rows("SELECT Bez1 FROM Kunden ORDER BY Bez1"); }

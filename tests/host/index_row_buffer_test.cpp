@@ -64,7 +64,7 @@ class IndexRowBuffers : public testing::HostFixture {
     return std::string(OpenConnection(file)->OpenRecordset(sql)->TextAt(0));
   }
   static std::string KeyOf(const char* name) {
-    return host::BuildDoubletKey("2", "50667|||" + std::string(name) + "|" + name + "||||");
+    return host::BuildDoubletKey("5", "50667|||" + std::string(name) + "|" + name + "||||");
   }
 
   int handed_over = 0;

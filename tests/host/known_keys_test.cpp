@@ -88,14 +88,14 @@ TEST_F(KnownKeys, AnyOneOfTheKeysIsEnoughAndEachBelongsToItsColumn) {
 
 TEST_F(KnownKeys, WhatIsStoredIsKnownAtOnce) {
   const auto index = NewIndex();
-  const std::string key1 = KeyOf("1", "Meyer"), key2 = KeyOf("2", "Meyer");
+  const std::string key1 = KeyOf("4", "Meyer"), key2 = KeyOf("5", "Meyer");
   ASSERT_TRUE(IsKnownToLack(key1, key2));
   index->Write(5, Address("Meyer"));
   EXPECT_FALSE(IsKnownToLack(key1, "-"));
   EXPECT_FALSE(IsKnownToLack("-", key2));
   // And so is the new key of a row that was there.
   index->Write(5, Address("Schulze"));
-  EXPECT_FALSE(IsKnownToLack(KeyOf("1", "Schulze"), "-"));
+  EXPECT_FALSE(IsKnownToLack(KeyOf("4", "Schulze"), "-"));
   EXPECT_TRUE(IsKnownToLack("y"));
 }
 
@@ -105,9 +105,9 @@ TEST_F(KnownKeys, WhatIsUndoneMayBeThoughtToBeThere) {
   connection->Begin();
   index->Write(5, Address("Meyer"));
   connection->Rollback();
-  EXPECT_FALSE(IsThere(KeyOf("1", "Meyer"), "-"));
+  EXPECT_FALSE(IsThere(KeyOf("4", "Meyer"), "-"));
   index->Write(5, Address("Meyer"));
-  EXPECT_FALSE(IsKnownToLack(KeyOf("1", "Meyer")));
+  EXPECT_FALSE(IsKnownToLack(KeyOf("4", "Meyer")));
 }
 
 TEST_F(KnownKeys, WhatIsDeletedForAMomentIsNotForgotten) {
@@ -220,7 +220,9 @@ TEST_F(KnownKeys, ALargeIndexIsLearnedByTheAddressesThatAreStored) {
   for (; !known && stored < kRows; ++stored) {
     const std::string name = "Name" + std::to_string(stored);
     EXPECT_EQ(
-        Import(importer, {{"KundenNummer", std::to_string(stored + 500).c_str()}, {"Bez1", name.c_str()}}), "");
+        Import(importer,
+               {{"KundenNummer", std::to_string(stored + 500).c_str()}, {"Bez1", name.c_str()}, {"PLZ", "1"}}),
+        "");
     // It is learned between the groups.
     if (stored % 100 == 0) host::GroupedWrites::Of(*connection).Flush();
     known = IsKnownToLack("x");
@@ -229,7 +231,7 @@ TEST_F(KnownKeys, ALargeIndexIsLearnedByTheAddressesThatAreStored) {
   EXPECT_GT(stored, 1000);
   EXPECT_LT(stored, kRows);
   for (int i = 0; i < kRows; ++i) ASSERT_FALSE(IsKnownToLack("a" + std::to_string(i), "-"));
-  for (const std::string& key : Rows("SELECT Doubletkey1 FROM Adressindex"))
+  for (const std::string& key : Rows("SELECT Doubletkey1 FROM Adressindex WHERE Doubletkey1 IS NOT NULL"))
     ASSERT_FALSE(IsKnownToLack(key, "-"));
 }
 
@@ -307,7 +309,7 @@ TEST_F(KnownKeys, WritersAtRandomNeverHideARow) {
         break;
       default: {
         const bool is_name = below(2) == 0;
-        const std::string a = is_name ? KeyOf("1", key()) : key(), b = is_name ? KeyOf("2", key()) : key();
+        const std::string a = is_name ? KeyOf("4", key()) : key(), b = is_name ? KeyOf("5", key()) : key();
         const bool is_there = IsThere(a, b);
         const bool lacks = IsKnownToLack(a, b);
         ASSERT_FALSE(is_there && lacks) << "round " << i;

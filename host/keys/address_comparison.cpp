@@ -1,0 +1,370 @@
+#include "keys/address_comparison.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "keys/cologne_phonetics.h"
+#include "keys/known_names.h"
+#include "keys/text_similarity.h"
+
+namespace kestrel::host {
+
+namespace {
+
+// Bits. Two addresses drawn from a million are two.
+constexpr double kPrior = -20;
+// At least, where nothing differs, however little was told.
+constexpr double kNothingDiffers = 5;
+
+// --- Names ---
+constexpr double kRareName = 10;
+constexpr double kCommonName = 7;
+constexpr double kFirstName = 6.5;
+constexpr double kSecondRareName = 7;  // beside another one: their errors are not independent
+constexpr double kNearName = 6;
+constexpr double kSecondNearName = 4;
+constexpr double kInitial = 0.5;
+constexpr double kNameMissing = -2;
+constexpr double kNameMissingOfOneKind = -6;  // a person here, a company there
+constexpr double kOtherName = -7;
+constexpr double kOtherFirstName = -25;  // somebody else of the household
+constexpr double kOtherCompany = -16;
+constexpr double kNoNameShared = -9;
+// Of pairs at one address that are the same, how many for each one with the same names have another one or only others.
+constexpr double kWronglyOneName = 0.5;
+constexpr double kWronglyAllNames = 0.3;
+constexpr double kLeastShare = 0.001;
+constexpr double kGreatestShare = 0.95;
+constexpr double kOtherMark = -30;  // "jun.", "Filiale 2"
+
+// --- Places ---
+constexpr double kSamePlace = 12;
+constexpr double kSamePostcode = 11;  // no town
+constexpr double kPostcodeOtherTown = 8;
+constexpr double kTownNearPostcode = 8;
+constexpr double kTownNoPostcode = 8;
+constexpr double kTownOtherPostcode = 3;
+constexpr double kNearPostcodeOnly = 5;
+constexpr double kNearPostcodeOtherTown = -1;
+constexpr double kOtherPlace = -10;
+constexpr double kOtherPartOfPlace = -4;  // the other part is missing
+
+// --- Streets ---
+constexpr double kSameStreet = 8;
+constexpr double kSameCommonStreet = 5.5;  // "Hauptstraße"
+constexpr double kNearStreet = 6;
+constexpr double kNearCommonStreet = 4;
+constexpr double kOtherStreet = -3.3;
+constexpr double kOtherStreetOfCompany = -8;  // a branch
+constexpr double kSameNumber = 5;
+constexpr double kSameNumberOtherLetter = -1;
+constexpr double kSameNumberMissingLetter = 3;
+constexpr double kSameNumberOtherStreet = 1;
+constexpr double kNearNumber = -2;
+constexpr double kOtherNumber = -2.7;
+
+// From which on two words are taken for one with an error.
+constexpr double kNear = 0.88;
+
+enum class Likeness { kMissing, kOther, kInitial, kNear, kSame };
+
+bool SoundAlike(std::string_view a, std::string_view b) {
+  std::string first;
+  std::string second;
+  AppendCologneCode(first, a);
+  AppendCologneCode(second, b);
+  return first.size() > 1 && first == second;
+}
+
+Likeness LikenessOf(std::string_view a, std::string_view b) {
+  constexpr std::size_t kLongWord = 8;
+  constexpr std::size_t kWord = 4;
+  if (a.empty() || b.empty()) return Likeness::kMissing;
+  if (a == b) return Likeness::kSame;
+  if (a.size() == 1 || b.size() == 1) return a[0] == b[0] ? Likeness::kInitial : Likeness::kOther;
+  const std::size_t longer = std::max(a.size(), b.size());
+  const std::size_t most_edits = longer >= kLongWord ? 2 : longer >= kWord ? 1 : 0;
+  const bool is_near = JaroWinkler(a, b) >= kNear || EditDistance(a, b) <= most_edits || SoundAlike(a, b);
+  return is_near ? Likeness::kNear : Likeness::kOther;
+}
+
+Likeness LikenessOfNames(std::string_view a, std::string_view b) {
+  const Likeness likeness = LikenessOf(a, b);
+  return likeness == Likeness::kNear && AreOtherFirstNames(a, b) ? Likeness::kOther : likeness;
+}
+
+// Behind a name, what tells two of one name apart.
+bool IsMark(std::string_view word) {
+  constexpr std::string_view kMarks[] = {"II", "III", "JR", "JUN", "JUNIOR", "SEN", "SENIOR", "SR"};
+  return word.find_first_of("0123456789") != std::string_view::npos ||
+         std::find(std::begin(kMarks), std::end(kMarks), word) != std::end(kMarks);
+}
+
+// "0,93"
+std::string Decimal(double likeness) {
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "%.2f", std::min(likeness, 0.99));
+  text[1] = ',';
+  return text.data();
+}
+
+class Comparer {
+ public:
+  Comparer(const AddressParts& a, const AddressParts& b, SameAddressPairs& seen) : a_(a), b_(b), seen_(seen) {}
+
+  Comparison Compare() {
+    result_.bits = kPrior;
+    Place();
+    const Likeness street = Street();
+    Number(street);
+    is_one_address_ = is_one_address_ && street >= Likeness::kNear;
+    const std::string place = std::exchange(result_.reason, {});
+    Names();
+    if (!place.empty()) Add(0, place);
+    if (NothingDiffers()) result_.bits = std::max(result_.bits, kNothingDiffers);
+    return std::move(result_);
+  }
+
+ private:
+  void Add(double bits, std::string_view reason) {
+    result_.bits += bits;
+    if (reason.empty()) return;
+    if (!result_.reason.empty()) result_.reason += ", ";
+    result_.reason += reason;
+  }
+
+  bool NothingDiffers() const {
+    return std::ranges::equal(a_.names(), b_.names()) && a_.postcode() == b_.postcode() &&
+           a_.town() == b_.town() && a_.street() == b_.street() && a_.house_number() == b_.house_number() &&
+           a_.house_letter() == b_.house_letter();
+  }
+  void Names();
+  void Pair(Likeness least);
+  void CountRest();
+  void Place();
+  Likeness Street();
+  void Number(Likeness street);
+  Likeness Towns() const;
+
+  const AddressParts& a_;
+  const AddressParts& b_;
+  SameAddressPairs& seen_;
+  Comparison result_;
+  bool is_one_address_ = true;
+
+  // Names that are paired, by bits; and what they come to.
+  std::uint32_t used_a_ = 0;
+  std::uint32_t used_b_ = 0;
+  double names_ = 0;
+  int same_ = 0;
+  int near_ = 0;
+  int initials_ = 0;
+  double likeness_ = 0;  // of near names, added up
+  bool other_mark_ = false;
+  bool has_other_ = false;
+};
+
+// Pairs each name with the first of the other address that is so much like it.
+void Comparer::Pair(Likeness least) {
+  for (std::size_t i = 0; i < a_.names().size(); ++i) {
+    for (std::size_t j = 0; j < b_.names().size() && (used_a_ >> i & 1) == 0; ++j) {
+      if ((used_b_ >> j & 1) != 0) continue;
+      const std::string_view name = a_.names()[i];
+      const std::string_view other = b_.names()[j];
+      if (IsMark(name) != IsMark(other) || (IsMark(name) && name != other)) continue;
+      if ((least == Likeness::kSame ? name == other ? Likeness::kSame : Likeness::kOther
+                                    : LikenessOfNames(name, other)) < least) {
+        continue;
+      }
+      used_a_ |= 1U << i;
+      used_b_ |= 1U << j;
+      const bool is_second = same_ + near_ > 0;
+      if (least == Likeness::kSame) {
+        ++same_;
+        if (IsMark(name)) continue;
+        names_ += IsFirstName(name)    ? kFirstName
+                  : IsCommonName(name) ? kCommonName
+                  : is_second          ? kSecondRareName
+                                       : kRareName;
+      } else if (least == Likeness::kNear) {
+        ++near_;
+        likeness_ += JaroWinkler(name, other);
+        names_ += is_second ? kSecondNearName : kNearName;
+      } else {
+        ++initials_;
+        names_ += kInitial;
+      }
+    }
+  }
+}
+
+// What is left on both sides are other names, what is left on one is missing on the other.
+void Comparer::CountRest() {
+  int left_a = 0;
+  int left_b = 0;
+  const auto count = [this](std::span<const std::string_view> names, std::uint32_t used, int& left,
+                            int& first_names) {
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      if ((used >> i & 1) != 0) continue;
+      if (IsMark(names[i])) {
+        other_mark_ = true;
+      } else {
+        ++left;
+        first_names += IsFirstName(names[i]) ? 1 : 0;
+      }
+    }
+  };
+  int first_names = 0;
+  count(a_.names(), used_a_, left_a, first_names);
+  count(b_.names(), used_b_, left_b, first_names);
+  const bool shares = same_ + near_ > 0;
+  has_other_ = left_a > 0 && left_b > 0;
+  if (has_other_) {
+    if (is_one_address_ && !(a_.is_company() || b_.is_company()) && !other_mark_) {
+      double& count_of_kind = shares ? seen_.one_name_other : seen_.all_names_other;
+      ++count_of_kind;
+      if (first_names < 2) {
+        const double share = (shares ? kWronglyOneName : kWronglyAllNames) * seen_.same_names / count_of_kind;
+        const double probability = std::clamp(share, kLeastShare, kGreatestShare);
+        names_ = std::log2(probability / (1 - probability)) - result_.bits;
+        return;
+      }
+    }
+    names_ += !shares                              ? kNoNameShared
+              : a_.is_company() || b_.is_company() ? kOtherCompany
+              : first_names                        ? kOtherFirstName
+                                                   : kOtherName;
+  } else if (left_a + left_b > 0) {
+    names_ += a_.is_company() == b_.is_company() ? kNameMissing : kNameMissingOfOneKind;
+  }
+  if (other_mark_) names_ += kOtherMark;
+}
+
+void Comparer::Names() {
+  const auto joined = [](const AddressParts& address) {
+    std::string text;
+    for (const std::string_view name : address.names()) text += name;
+    return text;
+  };
+  if (a_.names().empty() || b_.names().empty()) return Add(0, "Name fehlt");
+  Pair(Likeness::kSame);
+  if (same_ == 0 && joined(a_) == joined(b_)) return Add(kRareName + kSecondRareName, "gleicher Name");
+  Pair(Likeness::kNear);
+  Pair(Likeness::kInitial);
+  const int paired = same_ + near_ + initials_;
+  CountRest();
+  const bool is_whole = paired == static_cast<int>(std::max(a_.names().size(), b_.names().size()));
+  if (other_mark_ || same_ + near_ == 0) return Add(names_, "anderer Name");
+  std::string reason;
+  if (near_ > 0) {
+    reason = "Name ähnlich " + Decimal((likeness_ + same_) / (same_ + near_));
+  } else {
+    reason = same_ == 0   ? "anderer Name"
+             : is_whole   ? "gleicher Name"
+             : has_other_ ? "ein Name gleich"
+                          : "gleicher Name, unvollständig";
+  }
+  if (has_other_) reason += ", ein weiterer anders";
+  if (!has_other_ && is_one_address_) ++seen_.same_names;
+  if (initials_ > 0) reason += ", Vorname abgekürzt";
+  Add(names_, reason);
+}
+
+Likeness Comparer::Towns() const {
+  const std::string_view a = a_.town();
+  const std::string_view b = b_.town();
+  if (a.empty() || b.empty()) return Likeness::kMissing;
+  if (a_.town_word() == b_.town_word()) return Likeness::kSame;
+  if (a.starts_with(b) || b.starts_with(a)) return Likeness::kNear;
+  return std::max(LikenessOf(a_.town_word(), b_.town_word()), LikenessOf(a, b));
+}
+
+void Comparer::Place() {
+  const std::string_view a = a_.postcode();
+  const std::string_view b = b_.postcode();
+  const Likeness town = Towns();
+  const bool has_town = town >= Likeness::kNear;
+  const char* const town_words = town == Likeness::kSame    ? "gleicher Ort"
+                                 : has_town                 ? "Ort ähnlich"
+                                 : town == Likeness::kOther ? "anderer Ort"
+                                                            : "";
+  if (a.empty() || b.empty()) {
+    is_one_address_ = has_town;
+    Add(has_town ? kTownNoPostcode : town == Likeness::kOther ? kOtherPartOfPlace : 0, "PLZ fehlt");
+    return Add(0, town_words);
+  }
+  if (a == b) {
+    Add(has_town ? kSamePlace : town == Likeness::kOther ? kPostcodeOtherTown : kSamePostcode, "gleiche PLZ");
+    return Add(0, town == Likeness::kSame ? "" : town_words);
+  }
+  is_one_address_ = has_town;
+  if (EditDistance(a, b) == 1) {
+    Add(has_town                   ? kTownNearPostcode
+        : town == Likeness::kOther ? kNearPostcodeOtherTown
+                                   : kNearPostcodeOnly,
+        "PLZ ähnlich");
+  } else {
+    Add(has_town                   ? kTownOtherPostcode
+        : town == Likeness::kOther ? kOtherPlace
+                                   : kOtherPartOfPlace,
+        "andere PLZ");
+  }
+  Add(0, town_words);
+}
+
+Likeness Comparer::Street() {
+  const std::string_view a = a_.street();
+  const std::string_view b = b_.street();
+  if (a.empty() || b.empty()) {
+    if (!a.empty() || !b.empty()) Add(0, "Straße fehlt");
+    return Likeness::kMissing;
+  }
+  if (a == b) {
+    Add(IsCommonStreet(a_.street_word()) ? kSameCommonStreet : kSameStreet, "gleiche Straße");
+    return Likeness::kSame;
+  }
+  const double likeness = std::max(JaroWinkler(a, b), JaroWinkler(a_.street_word(), b_.street_word()));
+  const bool is_near =
+      std::max(LikenessOf(a, b), LikenessOf(a_.street_word(), b_.street_word())) >= Likeness::kNear ||
+      a.starts_with(b) || b.starts_with(a);
+  if (is_near) {
+    Add(IsCommonStreet(a_.street_word()) ? kNearCommonStreet : kNearStreet,
+        "Straße ähnlich " + Decimal(likeness));
+    return Likeness::kNear;
+  }
+  Add(a_.is_company() && b_.is_company() ? kOtherStreetOfCompany : kOtherStreet, "andere Straße");
+  return Likeness::kOther;
+}
+
+void Comparer::Number(Likeness street) {
+  const std::string_view a = a_.house_number();
+  const std::string_view b = b_.house_number();
+  if (a.empty() || b.empty()) {
+    if (!a.empty() || !b.empty()) Add(0, "Hausnummer fehlt");
+    return;
+  }
+  if (a != b) is_one_address_ = false;
+  if (a != b) return Add(EditDistance(a, b) == 1 ? kNearNumber : kOtherNumber, "andere Hausnummer");
+  if (street == Likeness::kOther) return Add(kSameNumberOtherStreet, "gleiche Hausnummer");
+  const char letter_a = a_.house_letter();
+  const char letter_b = b_.house_letter();
+  if (letter_a == letter_b) return Add(kSameNumber, "gleiche Hausnummer");
+  if (letter_a == '\0' || letter_b == '\0') return Add(kSameNumberMissingLetter, "gleiche Hausnummer");
+  Add(kSameNumberOtherLetter, "andere Hausnummer");
+}
+
+}  // namespace
+
+double Comparison::Percent() const { return 100 / (1 + std::exp2(-bits)); }
+
+Comparison CompareAddresses(const AddressParts& a, const AddressParts& b, SameAddressPairs& seen) {
+  return Comparer(a, b, seen).Compare();
+}
+
+}  // namespace kestrel::host

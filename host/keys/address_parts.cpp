@@ -1,0 +1,168 @@
+#include "keys/address_parts.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "keys/folded_text.h"
+
+namespace kestrel::host {
+
+namespace {
+
+// Sorted, all of them.
+constexpr std::string_view kTitles[] = {"DIPL",  "DR",  "FAMILIE", "FRAU", "HERR",
+                                        "HERRN", "ING", "MAG",     "MED",  "PROF"};
+constexpr std::string_view kFillers[] = {"AND", "DE",  "DEN", "DER", "DI",  "FA", "FIRMA", "LA",
+                                         "U",   "UND", "VAN", "VOM", "VON", "ZU", "ZUM",   "ZUR"};
+constexpr std::string_view kLegalForms[] = {
+    "AG",       "BV",  "CIE",   "CO",     "COMPAGNIE", "EG",
+    "EK",       "EV",  "GBR",   "GESMBH", "GMBH",      "HAFTUNGSBESCHRAENKT",
+    "INC",      "KG",  "KGAA",  "LLC",    "LTD",       "MBH",
+    "NV",       "OHG", "PARTG", "SA",     "SARL",      "SE",
+    "STIFTUNG", "UG"};
+// The beginnings of words that name a trade.
+constexpr std::string_view kTrades[] = {
+    "APOTHEKE",   "AUTOHAUS",  "BAECKEREI",  "BANK",         "BAUUNTERNEHM", "DACHDECKER",   "DRUCKEREI",
+    "ELEKTRO",    "FLEISCHER", "GAERTNEREI", "GASTHAUS",     "HANDEL",       "HOTEL",        "IMMOBILIEN",
+    "INSTITUT",   "KANZLEI",   "LOGISTIK",   "MASCHINENBAU", "METALLBAU",    "METZGEREI",    "PRAXIS",
+    "RESTAURANT", "SANITAER",  "SPEDITION",  "TISCHLEREI",   "VERLAG",       "VERSICHERUNG", "WERKSTATT"};
+constexpr std::string_view kDepartments[] = {"ABT",     "ABTEILUNG", "BUCHHALTUNG", "EINKAUF",
+                                             "EMPFANG", "LAGER",     "PERSONAL",    "PERSONALABTEILUNG",
+                                             "VERKAUF", "VERTRIEB",  "ZENTRALE"};
+// Behind these stands whoever is in charge there, or where.
+constexpr std::string_view kInCharge[] = {"HAENDEN", "HD", "ZHD"};
+constexpr std::string_view kPartOfTown[] = {"ORTSTEIL", "OT", "STADTTEIL"};
+constexpr std::string_view kKindsOfStreet[] = {"ALLEE", "DAMM", "GASSE",   "PFAD", "PLATZ", "RING",
+                                               "STEIG", "STR",  "STRASSE", "UFER", "WEG"};
+constexpr std::size_t kShortWord = 3;
+
+template <std::size_t Count>
+bool IsOneOf(std::string_view word, const std::string_view (&words)[Count]) {
+  return std::binary_search(std::begin(words), std::end(words), word);
+}
+
+bool IsTrade(std::string_view word) {
+  return std::ranges::any_of(kTrades, [&](std::string_view trade) { return word.find(trade) != word.npos; });
+}
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+void Fold(std::string& folded, std::string_view text) {
+  folded.clear();
+  AppendFolded(folded, text);
+}
+
+// Without the kind of street at its end, where something is left.
+std::string_view WithoutKind(std::string_view word) {
+  for (const std::string_view kind : kKindsOfStreet) {
+    if (word.size() >= kind.size() + kShortWord && word.ends_with(kind))
+      return word.substr(0, word.size() - kind.size());
+  }
+  return word;
+}
+
+}  // namespace
+
+void AddressParts::Assign(std::string_view key_text) {
+  std::array<std::string_view, 6> parts;
+  for (std::string_view& part : parts) {
+    const std::size_t end = key_text.find('|');
+    part = key_text.substr(0, end);
+    key_text.remove_prefix(end == std::string_view::npos ? key_text.size() : end + 1);
+  }
+  Fold(postcode_, parts[0]);
+  std::erase(postcode_, ' ');
+  // A leading country sign ("D-50667") is no part of a postcode.
+  const std::size_t digit = postcode_.find_first_of("0123456789");
+  if (digit <= 2) postcode_.erase(0, digit);
+  TakeTown(parts[1]);
+  TakeStreet(parts[2]);
+  TakeNames(parts[4], parts[5]);
+}
+
+void AddressParts::TakeTown(std::string_view text) {
+  Fold(town_, text);
+  std::string_view rest = town_;
+  std::string_view known;
+  std::size_t end = 0;
+  for (std::string_view word = TakeWord(rest); !word.empty(); word = TakeWord(rest)) {
+    if (end != 0 && IsOneOf(word, kPartOfTown)) break;
+    if (known.size() <= kShortWord && word.size() > known.size()) known = word;
+    end = static_cast<std::size_t>(word.data() - town_.data()) + word.size();
+  }
+  town_word_ = known;
+  town_.resize(end);
+}
+
+// The house number is the last group of numbers ("Straße des 17. Juni 135"), or the first word ("5 Ring Road").
+void AddressParts::TakeStreet(std::string_view text) {
+  street_.clear();
+  street_word_.clear();
+  house_number_.clear();
+  house_letter_ = '\0';
+  Fold(street_words_, text);
+  // "HAUPTSTR5": the number begins where the word ends.
+  for (std::size_t i = 1; i < street_words_.size(); ++i) {
+    if (!IsDigit(street_words_[i]) || IsDigit(street_words_[i - 1]) || street_words_[i - 1] == ' ') continue;
+    street_words_.insert(i, 1, ' ');
+  }
+  std::string_view rest = street_words_;
+  bool in_number = false;
+  std::string_view known;
+  std::string_view number;
+  for (std::string_view word = TakeWord(rest); !word.empty(); word = TakeWord(rest)) {
+    if (IsDigit(word[0])) {
+      if (!in_number) number = word;
+      in_number = true;
+      continue;
+    }
+    if (in_number && word.size() == 1) {
+      if (house_letter_ == '\0') house_letter_ = word[0];
+      continue;
+    }
+    in_number = false;
+    AppendStreet(street_, word);
+    if (known.size() <= kShortWord && !IsOneOf(word, kKindsOfStreet) && word.size() > known.size())
+      known = word;
+  }
+  const std::size_t digits = std::min(number.find_first_not_of("0123456789"), number.size());
+  house_number_ = number.substr(0, digits);
+  if (digits < number.size()) house_letter_ = number[digits];
+  if (house_number_.empty()) house_letter_ = '\0';
+  street_word_ = known.empty() ? std::string_view(street_) : WithoutKind(known);
+}
+
+// False where a legal form or a trade was among them.
+bool AddressParts::TakeNameWords(std::string_view folded) {
+  bool is_person = true;
+  for (std::string_view word = TakeWord(folded); !word.empty(); word = TakeWord(folded)) {
+    if (IsOneOf(word, kInCharge)) break;
+    if (IsOneOf(word, kTitles) || IsOneOf(word, kDepartments)) continue;
+    // "z. Hd.", "e. V." and "e. K." fall into single letters.
+    if (word == "Z" && folded.starts_with("HD")) break;
+    if (word == "ZU" && folded.starts_with("HAENDEN")) break;
+    if (word == "E" && (folded.starts_with("V") || folded.starts_with("K")) && folded.size() < 3) {
+      is_person = false;
+      break;
+    }
+    if (IsOneOf(word, kFillers)) continue;
+    if (IsOneOf(word, kLegalForms)) {
+      is_person = false;
+      continue;
+    }
+    if (IsTrade(word)) is_person = false;
+    if (name_count_ < kMostNames) names_[name_count_++] = word;
+  }
+  return is_person;
+}
+
+void AddressParts::TakeNames(std::string_view first, std::string_view second) {
+  name_count_ = 0;
+  Fold(name_texts_[0], first);
+  is_company_ = !TakeNameWords(name_texts_[0]);
+  if (is_company_ && name_count_ > 0) return;
+  Fold(name_texts_[1], second);
+  if (!TakeNameWords(name_texts_[1])) is_company_ = true;
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,150 @@
+#include "keys/address_comparison.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+
+#include "keys/text_similarity.h"
+
+namespace kestrel::host {
+namespace {
+
+using ::testing::HasSubstr;
+
+struct Side {
+  std::string name;
+  std::string street = "Tulpenhof 5";
+  std::string postcode = "50667";
+  std::string town = "Köln";
+  std::string name2 = "";
+};
+
+Comparison Compare(const Side& a, const Side& b, SameAddressPairs seen = {}) {
+  const auto text = [](const Side& side) {
+    return side.postcode + "|" + side.town + "|" + side.street + "||" + side.name + "|" + side.name2 + "|||";
+  };
+  const std::string text_a = text(a), text_b = text(b);
+  const AddressParts parts_a(text_a), parts_b(text_b);
+  const double there = CompareAddresses(parts_a, parts_b, seen).Percent();
+  // Whichever was stored first.
+  SameAddressPairs again;
+  EXPECT_EQ(CompareAddresses(parts_b, parts_a, again).Percent() >= 50, there >= 50)
+      << text_a << " / " << text_b;
+  SameAddressPairs fresh;
+  return CompareAddresses(parts_a, parts_b, fresh);
+}
+
+bool AreSame(const Side& a, const Side& b) { return Compare(a, b).Percent() >= 50; }
+
+TEST(TextSimilarity, CountsEditsWithExchangedNeighboursAsOne) {
+  EXPECT_EQ(EditDistance("MEYER", "MEYER"), 0U);
+  EXPECT_EQ(EditDistance("MEYER", "MEYRE"), 1U);
+  EXPECT_EQ(EditDistance("MEYER", "MEIER"), 1U);
+  EXPECT_EQ(EditDistance("MEYER", "MEYERS"), 1U);
+  EXPECT_EQ(EditDistance("", "ABC"), 3U);
+  EXPECT_EQ(EditDistance("CA", "ABC"), 3U);
+}
+
+TEST(TextSimilarity, IsThatOfThePublishedExamples) {
+  EXPECT_NEAR(JaroWinkler("MARTHA", "MARHTA"), 0.961, 0.001);
+  EXPECT_NEAR(JaroWinkler("DWAYNE", "DUANE"), 0.840, 0.001);
+  EXPECT_NEAR(JaroWinkler("DIXON", "DICKSONX"), 0.813, 0.001);
+  EXPECT_EQ(JaroWinkler("", ""), 1);
+  EXPECT_EQ(JaroWinkler("A", ""), 0);
+  EXPECT_EQ(JaroWinkler("ABC", "XYZ"), 0);
+}
+
+TEST(AddressComparison, OtherWaysOfWritingAreTheSameAddress) {
+  const Side address{"Stefan Müller", "Hauptstraße 5a"};
+  EXPECT_TRUE(AreSame(address, {"Herr Dr. Stephan Mueller", "Haupt-Str. 5 A", "D-50667", "KOELN"}));
+  EXPECT_TRUE(AreSame(address, {"Müller", "Hauptstr. 5a", "50667", "Köln-Altstadt", "Stefan"}));
+  EXPECT_TRUE(AreSame({"Anna Berg", "Ring 7", "61348", "Bad Homburg v. d. Höhe"},
+                      {"Anna Berg", "Ring 7", "61348", "Bad Homburg vor der Höhe OT Kirdorf"}));
+}
+
+TEST(AddressComparison, AnErrorInOnePartIsForgiven) {
+  const Side address{"Anna Ruckweiler"};
+  EXPECT_TRUE(AreSame(address, {"Anna Ruckwieler"}));
+  EXPECT_TRUE(AreSame(address, {"Anna Ruckweiler", "Tulpnehof 5"}));
+  EXPECT_TRUE(AreSame(address, {"Anna Ruckweiler", "Tulpenhof 8"}));
+  EXPECT_TRUE(AreSame(address, {"Anna Ruckweiler", "Tulpenhof 5", "50676"}));
+  EXPECT_TRUE(AreSame(address, {"Anna Ruckweiler", "Tulpenhof 5", "50667", "Kön"}));
+  EXPECT_TRUE(AreSame(address, {"A. Ruckweiler"}));
+}
+
+TEST(AddressComparison, WhatIsMissingIsNoDifference) {
+  const Side address{"Anna Ruckweiler"};
+  EXPECT_TRUE(AreSame(address, {"Ruckweiler"}));
+  EXPECT_TRUE(AreSame(address, {"Anna Ruckweiler", ""}));
+  EXPECT_TRUE(AreSame(address, {"Anna Ruckweiler", "Tulpenhof 5", ""}));
+  EXPECT_TRUE(AreSame(address, {"Anna Ruckweiler", "Tulpenhof 5", "50667", ""}));
+}
+
+TEST(AddressComparison, WhereNothingDiffersLittleIsEnough) {
+  EXPECT_TRUE(AreSame({"Meier", "", "50667", ""}, {"MEIER", "", "50667", ""}));
+  EXPECT_FALSE(AreSame({"Meier", "", "50667", ""}, {"Meier", "", "50676", ""}));
+}
+
+TEST(AddressComparison, PeopleOfOneHouseholdAreNotTheSame) {
+  EXPECT_FALSE(AreSame({"Anna Ruckweiler"}, {"Peter Ruckweiler"}));
+  EXPECT_FALSE(AreSame({"Ruckweiler", "Tulpenhof 5", "50667", "Köln", "Anna"},
+                       {"Ruckweiler", "Tulpenhof 5", "50667", "Köln", "Peter"}));
+  EXPECT_FALSE(AreSame({"Andreas Ruckweiler"}, {"Andrea Ruckweiler"}));
+  EXPECT_FALSE(AreSame({"Martin Ruckweiler"}, {"Marvin Ruckweiler"}));
+  EXPECT_FALSE(AreSame({"Xenon Ruckweiler"}, {"Borwin Ruckweiler"}));
+}
+
+TEST(AddressComparison, FatherAndSonOfOneNameAreTwo) {
+  EXPECT_FALSE(AreSame({"Karl Ruckweiler sen."}, {"Karl Ruckweiler jun."}));
+  EXPECT_FALSE(AreSame({"Karl Ruckweiler"}, {"Karl Ruckweiler jun."}));
+  EXPECT_TRUE(AreSame({"Karl Ruckweiler jun."}, {"Ruckweiler, Karl, jun."}));
+}
+
+TEST(AddressComparison, NamesakesInOnePlaceAreTwo) {
+  EXPECT_FALSE(AreSame({"Thomas Müller"}, {"Thomas Müller", "Am Anger 17"}));
+  EXPECT_FALSE(AreSame({"Thomas Müller"}, {"Thomas Müller", "Tulpenhof 5", "80331", "München"}));
+}
+
+TEST(AddressComparison, NeighboursAreTwo) { EXPECT_FALSE(AreSame({"Anna Ruckweiler"}, {"Otto Lindenau"})); }
+
+TEST(AddressComparison, ACompanyIsTheSameWithAndWithoutItsLegalFormAndWhoIsInCharge) {
+  EXPECT_TRUE(AreSame({"Ruckweiler Metallbau GmbH & Co. KG", "Ring 1", "50667", "Köln", "z. Hd. Anna Alt"},
+                      {"Fa. Metallbau Ruckweiler", "Ring 1", "50667", "Köln", "Einkauf"}));
+}
+
+TEST(AddressComparison, AnotherBranchAnotherCompanyAndItsOwnerAreNotTheSame) {
+  const Side company{"Ruckweiler Metallbau GmbH", "Tulpenhof 1"};
+  EXPECT_FALSE(AreSame(company, {"Ruckweiler Metallbau GmbH", "Am Anger 30", "80331", "München"}));
+  EXPECT_FALSE(AreSame(company, {"Ruckweiler Metallbau GmbH", "Am Anger 30"}));
+  EXPECT_FALSE(AreSame(company, {"Ruckweiler Elektro GmbH", "Tulpenhof 1"}));
+  EXPECT_FALSE(AreSame(company, {"Anna Ruckweiler", "Tulpenhof 1"}));
+  EXPECT_FALSE(AreSame({"Ruckweiler Optik GmbH Filiale 1"}, {"Ruckweiler Optik GmbH Filiale 2"}));
+}
+
+TEST(AddressComparison, OtherNamesAtOneAddressAreErrorsWhereTheDataHaveNoHouseholds) {
+  const std::string a = "50667|Köln|Tulpenhof 5||Xenon Ruckweiler||||",
+                    b = "50667|Köln|Tulpenhof 5||Borwin Ruckweiler||||";
+  const AddressParts first(a), second(b);
+  SameAddressPairs no_households{.same_names = 500};
+  EXPECT_GE(CompareAddresses(first, second, no_households).Percent(), 50);
+  EXPECT_EQ(no_households.one_name_other, SameAddressPairs().one_name_other + 1);
+  SameAddressPairs households{.same_names = 500, .one_name_other = 5000};
+  EXPECT_LT(CompareAddresses(first, second, households).Percent(), 50);
+  // Two first names that are known are two people, whatever the data say.
+  const std::string anna = "50667|Köln|Tulpenhof 5||Anna Ruckweiler||||",
+                    peter = "50667|Köln|Tulpenhof 5||Peter Ruckweiler||||";
+  EXPECT_LT(CompareAddresses(AddressParts(anna), AddressParts(peter), no_households).Percent(), 50);
+}
+
+TEST(AddressComparison, TheReasonTellsWhatIsAlikeAndWhatIsNot) {
+  EXPECT_EQ(Compare({"Anna Berg"}, {"Berg, Anna"}).reason,
+            "gleicher Name, gleiche PLZ, gleiche Straße, gleiche Hausnummer");
+  EXPECT_EQ(
+      Compare({"Anna Ruckweiler"}, {"A. Ruckweiler", "Tulpnehof 5", "50676"}).reason,
+      "gleicher Name, Vorname abgekürzt, PLZ ähnlich, gleicher Ort, Straße ähnlich 0,98, gleiche Hausnummer");
+  EXPECT_THAT(Compare({"Anna Ruckweiler"}, {"Anna Ruckwieler", "", "50667"}).reason, HasSubstr("Straße fehlt"));
+  EXPECT_THAT(Compare({"Anna Ruckweiler"}, {"Peter Ruckweiler"}).reason, HasSubstr("ein weiterer anders"));
+}
+
+}  // namespace
+}  // namespace kestrel::host
