@@ -23,6 +23,7 @@ constexpr const char* kSection = "CfgSettings";
 constexpr const char* kMaskKey = "AddresstypeCode";
 constexpr const char* kThresholdKey = "DublettenSchwelle";
 constexpr int kThresholdCharacters = 8;
+constexpr int kMargin = 16;
 constexpr double kGreatestThreshold = 100;
 
 std::int64_t MaskOf(const std::string& text) { return ParseWholeNumber(text).value_or(0); }
@@ -52,12 +53,16 @@ ImportSettingsDialog::ImportSettingsDialog(std::string specification, std::strin
                               QString("Vorhandene Nummern ü&berschreiben (%1)").arg(ToQt(table)));
   overwrite->setToolTip("Sonst wird ein Datensatz, dessen Nummer es schon gibt, als Fehler gemeldet");
   status_ = MakeStatusLine(this);
-  auto* buttons = new ButtonRow(this);
-  buttons->AddNotice(status_);
-  QPushButton* ok = buttons->AddDefault("cmdOK", "&OK", "", 0);
-  QPushButton* cancel = buttons->AddCancel("");
+  auto* ok = SetUpButton(new CaptionButton(this), "cmdOK", "&OK", "", 0);
+  ok->setDefault(true);
+  auto* cancel = SetUpButton(new CaptionButton(this), "cmdCancel", "&Abbrechen", "", 0);
+  auto* buttons = new QHBoxLayout;
+  buttons->addWidget(status_, 1);
+  buttons->addWidget(ok);
+  buttons->addWidget(cancel);
 
-  auto* body = new QVBoxLayout;
+  auto* body = new QVBoxLayout(this);
+  body->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
   body->setSpacing(10);
   body->addWidget(check_);
   body->addWidget(keys_);
@@ -65,7 +70,7 @@ ImportSettingsDialog::ImportSettingsDialog(std::string specification, std::strin
   body->addLayout(threshold_row);
   body->addWidget(overwrite);
   body->addStretch(1);
-  LayOutPage(this, nullptr, body, buttons);
+  body->addLayout(buttons);
   EnableByCheck();
   guard_.On(check_, &QCheckBox::toggled, &ImportSettingsDialog::EnableByCheck);
   connect(ok, &QPushButton::clicked, this, &QDialog::accept);
