@@ -123,6 +123,39 @@ TEST_F(PipelineOnPostgres, AQueryThatFailsCostsNothingOfIt) {
   EXPECT_EQ(Text("SELECT count(*) FROM t"), "2");
 }
 
+// As when the thread that ends a write group commits while a table is being read.
+TEST_F(PipelineOnPostgres, ItsEndLeavesAReaderItsRows) {
+  Numbers numbers(*connection, *insert);
+  const auto read_on = [](const RecordsetPtr& rows) {
+    std::string read;
+    for (; !rows->IsEof(); rows->MoveNext()) read.append(rows->TextAt(0));
+    return read;
+  };
+  connection->Begin();
+  numbers.Send(1);
+  const RecordsetPtr flushed = connection->OpenRecordset("SELECT generate_series(1, 5)");
+  connection->pipeline()->Flush();
+  EXPECT_EQ(Text("SELECT 'next'"), "next");
+  EXPECT_EQ(read_on(flushed), "12345");
+  numbers.Send(2);
+  const RecordsetPtr committed = connection->OpenRecordset("SELECT generate_series(1, 5)");
+  connection->Commit();
+  EXPECT_EQ(numbers.stood, 2);
+  EXPECT_EQ(Text("SELECT 'next'"), "next");
+  EXPECT_EQ(read_on(committed), "12345");
+}
+
+TEST_F(PipelineOnPostgres, ItsEndTellsAReaderWhoseRowsFailAndStoresAgain) {
+  Numbers numbers(*connection, *insert);
+  connection->Begin();
+  numbers.Send(1);
+  const RecordsetPtr rows = connection->OpenRecordset("SELECT 1 / (2 - a) FROM generate_series(1, 2) AS a");
+  connection->Commit();
+  EXPECT_EQ(numbers.again, 1);
+  EXPECT_EQ(Text("SELECT count(*) FROM t"), "1");
+  EXPECT_ERROR_TEXT(rows->MoveNext(), ErrorNumber::kDatabase, HasSubstr("division by zero"));
+}
+
 TEST_F(PipelineOnPostgres, EveryOtherCallEndsItFirst) {
   Numbers numbers(*connection, *insert);
   Numbers others(*connection, *insert);

@@ -4,6 +4,9 @@
 //    the rest of the rows is set aside (see row_store.h), so memory stays small whatever the query gives.
 // 2. Rows set aside while the set stood at its first row can be walked again; otherwise going back runs the
 //    query again with the same values.
+// 3. The current row belongs to the set: only its own moves and its end free it. Another thread's statement may park the
+//    set at any time, under the session's mutex, which leaves the current row and the position as they are. So the
+//    values of a row are read without that mutex.
 #pragma once
 
 #include <cstdint>

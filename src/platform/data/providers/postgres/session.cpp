@@ -337,6 +337,10 @@ void Session::SendToPipeline(std::string_view sql, ParameterValues& values, Pipe
 
 void Session::FlushPipeline() {
   if (sender_ == nullptr) return;
+  // A query among the statements may have rows on the wire, before the answers that are taken now. Parked, one that
+  // fails ends the pipeline itself.
+  if (reader_ != nullptr) reader_->Park();
+  if (sender_ == nullptr) return;
   if (!Steer({kPipelineRelease})) {
     RollBackPipeline();
     return;

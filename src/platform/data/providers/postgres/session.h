@@ -5,8 +5,8 @@
 //  2. Inside a transaction every statement has a savepoint around it, sent in the same packet as the statement:
 //     one that fails leaves the transaction as it was, at no further round trip. Statements that steer
 //     transactions are sent bare.
-//  3. At most one answer is being read. Whatever is sent next parks it first: its owner takes the rest of the
-//     rows off the wire.
+//  3. At most one answer is being read. Whatever is sent next, the end of the pipeline included, parks it first: its
+//     owner takes the rest of the rows off the wire.
 //  4. Statements are prepared at their first use and kept by their text, up to 100 of them. A kept one is
 //     prepared anew at its 16th, 32nd, 64th ... use: the server plans it for the size that its table has at the
 //     time, and a plan made for an empty table reads the whole table once it has grown.
