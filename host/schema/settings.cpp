@@ -9,8 +9,6 @@ namespace kestrel::host {
 void Settings::Refresh() {
   const auto now = CoarseNow();
   if (read_ && now - read_at_ < kGoodFor) return;
-  // A write group's thread that commits in between would take the row away that is being read.
-  const std::lock_guard lock(connection_.CallMutex());
   const RecordsetPtr rows = connection_.OpenRecordset("SELECT Gruppe, Name, Wert FROM Einstellungen");
   std::vector<Entry> entries;
   for (; !rows->IsEof(); rows->MoveNext()) {
@@ -23,16 +21,24 @@ void Settings::Refresh() {
   ++generation_;
 }
 
-std::string_view Settings::Get(std::string_view group, std::string_view name, std::string_view fallback) {
+std::uint64_t Settings::Generation() {
+  const std::lock_guard lock(connection_.CallMutex());
+  Refresh();
+  return generation_;
+}
+
+std::string Settings::Get(std::string_view group, std::string_view name, std::string_view fallback) {
+  const std::lock_guard lock(connection_.CallMutex());
   Refresh();
   for (const Entry& entry : entries_) {
     // Names differ sooner than groups.
     if (entry.name == name && entry.group == group) return entry.value;
   }
-  return fallback;
+  return std::string(fallback);
 }
 
 void Settings::Set(std::string_view group, std::string_view name, std::string_view value) {
+  const std::lock_guard lock(connection_.CallMutex());
   const auto statement = connection_.Prepare(
       "INSERT INTO Einstellungen (Gruppe, Name, Wert) VALUES (?, ?, ?) "
       "ON CONFLICT (Gruppe, Name) DO UPDATE SET Wert = excluded.Wert");

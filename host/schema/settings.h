@@ -1,7 +1,8 @@
 // The host's settings (table Einstellungen), kept in memory with a connection.
 //
 // Settings are asked for many times a record. They are read from the table at the first question, when
-// they are older than a quarter second, and after a change through Set.
+// they are older than a quarter second, and after a change through Set. Every call holds the connection's CallMutex: the
+// thread that ends a write group asks for them too.
 #pragma once
 
 #include <chrono>
@@ -23,15 +24,11 @@ class Settings final : public Attachment {
   // Use Of. `connection` owns this object.
   explicit Settings(Connection& connection) : connection_(connection) {}
 
-  // The value, or `fallback`. Names are compared exactly. The view lives until the next call of this object
-  // (and as long as `fallback`). Error 3000 where the table cannot be read.
-  std::string_view Get(std::string_view group, std::string_view name, std::string_view fallback);
+  // The value, or `fallback`. Names are compared exactly. Error 3000 where the table cannot be read.
+  std::string Get(std::string_view group, std::string_view name, std::string_view fallback);
   // Another number whenever the table was read anew, so that what was made of the settings can be kept meanwhile. Error
   // 3000 as Get.
-  std::uint64_t Generation() {
-    Refresh();
-    return generation_;
-  }
+  std::uint64_t Generation();
   void Set(std::string_view group, std::string_view name, std::string_view value);
 
  private:

@@ -155,6 +155,17 @@ TEST_F(SettingsComponent, SeesItsOwnChangesAtOnceAndThoseOfOthersSoon) {
   EXPECT_TRUE(testing::Eventually([&] { return read() == "1"; }));
 }
 
+// The thread that ends a write group asks for settings, too, and may read the table anew meanwhile.
+TEST_F(SettingsComponent, AnAnswerStaysAsItIsWhateverIsAskedNext) {
+  host::Settings& settings = host::Settings::Of(*connection);
+  const std::string first(40, 'a');
+  settings.Set("Probe", "Wert", first);
+  const auto answer = settings.Get("Probe", "Wert", "");
+  settings.Set("Probe", "Wert", std::string(40, 'b'));
+  EXPECT_NE(settings.Get("Probe", "Wert", ""), first);
+  EXPECT_EQ(answer, first);
+}
+
 TEST_F(DoubletFunctions, BuildsKeysByCode) {
   const ObjectPtr functions = components.CreateObject("ksDoubLb.DoubletFunctions");
   Value code("4");
