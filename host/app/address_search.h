@@ -48,7 +48,6 @@ class AddressSearch {
   bool Precedes(const Hit& one, const Hit& other) const;
   void KeepFirst();
   bool IsOrderOfTable() const { return question_.text.isEmpty() && question_.order_column == 0; }
-  std::string OrderOfNumbers() const;
   std::shared_ptr<MemoryRecordset> EmptyRows() const;
 
   Connection& connection_;

@@ -154,6 +154,7 @@ bool TableImporter::HasConfig() const {
 }
 
 void TableImporter::ShowConfig() {
+  if (!HasConfig()) return;
   CallMethod(components_.CreateObject(kSettingsDialog), "Show", specification_file_, Target().table);
 }
 

@@ -40,7 +40,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   void SetSpecificationFile(std::string_view path) { specification_file_ = path; }
   // A program with windows brings the dialog, as the object "kestrelhost.ImportSettings".
   bool HasConfig() const;
-  // Raises what the dialog raises.
+  // Nothing is shown where there is none. Raises what the dialog raises.
   void ShowConfig();
 
   // A record set of destination fields; one without rows where the destination cannot be read.

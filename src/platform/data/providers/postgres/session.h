@@ -32,6 +32,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+
 #include "kestrel/waits.h"
 #include "platform/data/pipeline.h"
 #include "platform/data/providers/postgres/opening.h"
