@@ -8,8 +8,8 @@
 #if defined(__x86_64__)
 #include <immintrin.h>
 
-#define KESTREL_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt,pclmul")))
-#define KESTREL_FOR_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt,pclmul"), flatten))
+#define KESTREL_AVX2 __attribute__((target("avx2,bmi,bmi2,popcnt,pclmul")))
+#define KESTREL_FOR_AVX2 __attribute__((target("avx2,bmi,bmi2,popcnt,pclmul"), flatten))
 #endif
 
 namespace kestrel {

@@ -70,7 +70,8 @@ void ChangeNotice::TakeAnswer() {
   io_event answer{};
   timespec at_once{};
   if (::syscall(SYS_io_getevents, context_, 0, 1, &answer, &at_once) == 1) is_asked_ = false;
-  seen_ = ring_->tail;
+  // Up to there answers are taken; one that comes just now stands behind it.
+  seen_ = ring_->head;
 }
 
 bool ChangeNotice::AskForNext() {
