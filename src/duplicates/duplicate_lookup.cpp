@@ -1,7 +1,10 @@
 // The look-up in the host's table Adressindex.
 #include <array>
+#include <iterator>
 #include <mutex>
 #include <span>
+#include <utility>
+#include <vector>
 
 #include "duplicates/duplicate_check.h"
 #include "duplicates/trap_in_function.h"
@@ -56,6 +59,14 @@ void ReadMatch(const Recordset& row, const DuplicateSettings& settings, const Du
     if (settings.use_key[i] && TextOf(row, kKeyColumns[i]) == keys.key[i]) match.key = static_cast<int>(i) + 1;
   }
   match.address_type = Value(TextOf(row, "Adressart")).ToInteger();
+}
+
+int AgreeingKeys(const Recordset& row, const DuplicateSettings& settings, const DuplicateKeys& keys) {
+  int count = 0;
+  for (std::size_t i = 0; i < std::size(kKeyColumns); ++i) {
+    if (settings.use_key[i] && TextOf(row, kKeyColumns[i]) == keys.key[i]) ++count;
+  }
+  return count;
 }
 
 // Whether a text that stands in the query unescaped makes it another one than it looks.
@@ -123,14 +134,21 @@ bool DuplicateCheck::isDoublet(const std::string& key_text, const std::string& r
   return answer;
 }
 
-// The rows are read before the first question, as the component may use the connection itself.
+// The rows are read before the first question, as the component may use the connection itself. Where there are more than
+// are asked about, as in a long street, those with most keys come first: a server has no order that would bring them.
 bool DuplicateCheck::Confirms(const std::string& key_text, const DuplicateKeys& keys, Recordset& found,
                               DuplicateMatch* match) {
   std::vector<DuplicateMatch>& candidates = kept_.candidates;
   candidates.clear();
-  for (; !found.IsEof() && candidates.size() < Confirmation::kMostCandidates; found.MoveNext()) {
-    ReadMatch(found, settings_, keys, candidates.emplace_back());
+  std::array<std::vector<DuplicateMatch>, std::size(kKeyColumns) + 1> by_keys;
+  for (; !found.IsEof() && by_keys.back().size() < Confirmation::kMostCandidates; found.MoveNext()) {
+    std::vector<DuplicateMatch>& alike = by_keys[AgreeingKeys(found, settings_, keys)];
+    if (alike.size() < Confirmation::kMostCandidates) ReadMatch(found, settings_, keys, alike.emplace_back());
   }
+  for (std::size_t count = by_keys.size(); count-- > 0;) {
+    std::move(by_keys[count].begin(), by_keys[count].end(), std::back_inserter(candidates));
+  }
+  if (candidates.size() > Confirmation::kMostCandidates) candidates.resize(Confirmation::kMostCandidates);
   if (candidates.empty()) return false;
   DuplicateMatch best;
   if (!kept_.confirmation.Choose(session_.HostConnection, key_text, candidates, Threshold(), best))

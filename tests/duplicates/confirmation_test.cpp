@@ -64,6 +64,17 @@ TEST_F(ConfirmationTest, IsAskedOfEachAddressFoundAndTellsTheOneWithTheHighestSc
   EXPECT_EQ(match.reason, "wie 8");
 }
 
+TEST_F(ConfirmationTest, OfManyAddressesThoseWithMostKeysAreAskedAbout) {
+  UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\nDublettenKey2=1\nDublettenKey3=1\n");
+  for (int i = 0; i < 300; ++i) Index(1, std::to_string(i), "K", "x", "x");
+  Index(1, "the same", "K", "K", "K");
+  scores = {{"the same", 100}};
+  EXPECT_TRUE(Check());
+  EXPECT_EQ(match.reference, "the same");
+  EXPECT_EQ(asked.size(), 100U);
+  EXPECT_EQ(asked.front(), "1/the same");
+}
+
 TEST_F(ConfirmationTest, WhatStaysBelowTheThresholdIsNoDuplicate) {
   Index(1, "7", "K");
   scores = {{"7", 49.9}};
