@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -19,8 +20,6 @@ namespace {
 
 // Bits. Two addresses drawn from a million are two.
 constexpr double kPrior = -20;
-// At least, where nothing differs, however little was told.
-constexpr double kNothingDiffers = 5;
 
 // --- Names ---
 constexpr double kRareName = 10;
@@ -127,7 +126,8 @@ class Comparer {
     const std::string place = std::exchange(result_.reason, {});
     Names();
     if (!place.empty()) Add(0, place);
-    if (NothingDiffers()) result_.bits = std::max(result_.bits, kNothingDiffers);
+    // Certain, however little was told: the host that holds back at 100 only means these.
+    if (NothingDiffers()) result_.bits = std::numeric_limits<double>::infinity();
     return std::move(result_);
   }
 

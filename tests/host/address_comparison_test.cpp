@@ -54,6 +54,12 @@ TEST(TextSimilarity, IsThatOfThePublishedExamples) {
   EXPECT_EQ(JaroWinkler("ABC", "XYZ"), 0);
 }
 
+TEST(AddressComparison, AddressesOfWhichNothingDiffersAreTheSameByAHundredPerCent) {
+  EXPECT_EQ(Compare({"Stefan Müller"}, {"Stefan Müller"}).Percent(), 100);
+  EXPECT_EQ(Compare({"Müller", "", "", "Köln"}, {"Müller", "", "", "Köln"}).Percent(), 100);
+  EXPECT_LT(Compare({"Stefan Müller"}, {"Stephan Müller"}).Percent(), 100);
+}
+
 TEST(AddressComparison, OtherWaysOfWritingAreTheSameAddress) {
   const Side address{"Stefan Müller", "Hauptstraße 5a"};
   EXPECT_TRUE(AreSame(address, {"Herr Dr. Stephan Mueller", "Haupt-Str. 5 A", "D-50667", "KOELN"}));
