@@ -1,12 +1,14 @@
 #include "check/specification_check.h"
 
 #include <array>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "mapping/translation.h"
+#include "platform/base/number.h"
 #include "platform/base/text.h"
 #include "sources/source_kind.h"
 #include "spec/profile_access.h"
@@ -37,7 +39,7 @@ constexpr std::array<const char*, 7> kSwitches = {"DublettenPruefen",
                                                   "LieferantenUeberschreiben"};
 
 std::set<std::string> SettingsKeys() {
-  std::set<std::string> keys = {"ADDRESSTYPECODE"};
+  std::set<std::string> keys = {"ADDRESSTYPECODE", "DUBLETTENSCHWELLE"};
   for (const char* key : kSwitches) keys.insert(UpperCase(key));
   return keys;
 }
@@ -161,6 +163,12 @@ void CheckSettings(const ProfileImage& specification, Findings& findings) {
   if (address_types.empty() || address_types == "0") {
     findings.Warn({"CfgSettings", "AddresstypeCode"},
                   "Mit 0 wird keine Adressart durchsucht; es gibt nie Dubletten.");
+  }
+  const std::string threshold = GetIniString(specification, "CfgSettings", "DublettenSchwelle", "");
+  const std::optional<double> per_cent = ParseNumber(threshold);
+  if (!threshold.empty() && !(per_cent && *per_cent >= 0 && *per_cent <= 100)) {
+    findings.Error({"CfgSettings", "DublettenSchwelle"}, "'" + threshold + "' ist keine Zahl von 0 bis 100.",
+                   "Geben Sie die Schwelle in Prozent an, oder lassen Sie den Schlüssel weg.");
   }
 }
 

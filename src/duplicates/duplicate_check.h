@@ -57,8 +57,8 @@ class DuplicateCheck {
 
   // --- Settings and keys ---
 
-  // Section CfgSettings of the working copy into settings(). An AddresstypeCode that is no number is an error, and so
-  // is a DublettenSchwelle outside 0 to 100.
+  // Section CfgSettings of the working copy into settings(). An AddresstypeCode that is no number is an error; a
+  // DublettenSchwelle outside 0 to 100 is told and passed over.
   void LoadDublettSettings();
   const DuplicateSettings& settings() const { return settings_; }
 
@@ -98,6 +98,7 @@ class DuplicateCheck {
   bool Confirms(const std::string& key_text, const DuplicateKeys& keys, Recordset& found,
                 DuplicateMatch* match);
   double Threshold();
+  std::optional<double> ReadThreshold(const std::string& text, const char* place);
   ObjectPtr NewHostSettings();
   const std::vector<bool>& AssignedFields(const Recordset& record);
 
@@ -105,6 +106,7 @@ class DuplicateCheck {
     // The image that LoadDublettSettings read last, and its settings where they could be read.
     std::shared_ptr<const ProfileImage> settings_image;
     std::optional<DuplicateSettings> settings;
+    std::string bad_threshold;  // that was told last
     // Whether that image lets addresses of a kind be overwritten.
     const AddressKind* overwrite_kind = nullptr;
     bool overwrite = false;

@@ -1,4 +1,6 @@
 // The settings of the duplicate check: those of the specification and those of the host.
+#include <utility>
+
 #include "duplicates/address_kind.h"
 #include "duplicates/duplicate_check.h"
 #include "duplicates/trap_in_function.h"
@@ -18,16 +20,6 @@ bool IsOn(const ProfileImage& spec, std::string_view key) {
   return GetIniString(spec, kDuplicateSection, key, "0") == "1";
 }
 
-// In per cent; none where nothing is set.
-std::optional<double> ReadThreshold(std::string_view text, const char* place) {
-  if (text.empty()) return std::nullopt;
-  const std::optional<double> threshold = ParseNumber(text);
-  if (threshold && *threshold >= 0 && *threshold <= 100) return threshold;
-  throw RuntimeError(ErrorNumber::kInvalidProcedureCall, "Die Schwelle '" + std::string(text) + "' (" +
-                                                             kThreshold + " in " + place +
-                                                             ") ist keine Zahl von 0 bis 100.");
-}
-
 DuplicateSettings ReadSettings(const ProfileImage& spec) {
   DuplicateSettings settings;
   settings.check_duplicates = IsOn(spec, "DublettenPruefen");
@@ -35,7 +27,6 @@ DuplicateSettings ReadSettings(const ProfileImage& spec) {
   settings.use_key[0] = IsOn(spec, "DublettenKey1");
   settings.use_key[1] = IsOn(spec, "DublettenKey2");
   settings.use_key[2] = IsOn(spec, "DublettenKey3");
-  settings.threshold = ReadThreshold(GetIniString(spec, kDuplicateSection, kThreshold, ""), kDuplicateSection);
   return settings;
 }
 
@@ -57,6 +48,21 @@ ObjectPtr DuplicateCheck::NewHostSettings() {
   return settings;
 }
 
+// In per cent; none where nothing is set. What is no threshold is told once and passed over: a slip of the pen must not
+// turn the check off.
+std::optional<double> DuplicateCheck::ReadThreshold(const std::string& text, const char* place) {
+  if (text.empty()) return std::nullopt;
+  const std::optional<double> threshold = ParseNumber(text);
+  if (threshold && *threshold >= 0 && *threshold <= 100) return threshold;
+  if (std::exchange(kept_.bad_threshold, text) == text) return std::nullopt;
+  TrapInFunction(session_.platform.ui, "LoadDublettSettings", [&] {
+    throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
+                       "Die Schwelle '" + text + "' (" + kThreshold + " in " + place +
+                           ") ist keine Zahl von 0 bis 100 und wird übergangen.");
+  });
+  return std::nullopt;
+}
+
 void DuplicateCheck::LoadDublettSettings() {
   const bool loaded = TrapInFunction(session_.platform.ui, "LoadDublettSettings", [&] {
     std::shared_ptr<const ProfileImage> image = profiles_.Require(session_.SpecFile);
@@ -65,6 +71,8 @@ void DuplicateCheck::LoadDublettSettings() {
       kept_.overwrite_kind = nullptr;
       kept_.settings_image = std::move(image);
       kept_.settings = ReadSettings(*kept_.settings_image);
+      kept_.settings->threshold = ReadThreshold(
+          GetIniString(*kept_.settings_image, kDuplicateSection, kThreshold, ""), kDuplicateSection);
     }
     settings_ = *kept_.settings;
   });

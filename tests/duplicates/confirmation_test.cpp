@@ -98,22 +98,27 @@ TEST_F(ConfirmationTest, TheThresholdIsTheHostsWhereTheSpecificationNamesNone) {
   EXPECT_THAT(ui.boxes, IsEmpty());
 }
 
-TEST_F(ConfirmationTest, AThresholdThatIsNoneIsToldWithItsPlace) {
+TEST_F(ConfirmationTest, AThresholdThatIsNoneIsToldOnceWithItsPlaceAndTurnsTheCheckNotOff) {
   Index(1, "7", "K");
+  scores = {{"7", 60}};
   for (const char* bad : {"viel", "101", "-1"}) {
     ui.boxes.clear();
     UseSettings(
         "DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\nDublettenSchwelle=" + std::string(bad) + "\n");
-    EXPECT_FALSE(Check());
+    EXPECT_TRUE(Check());
+    EXPECT_TRUE(Check());
     EXPECT_THAT(ui.boxes, ElementsAre(PlainBox("Fehler in Funktion LoadDublettSettings: Die Schwelle '" +
                                                std::string(bad) +
                                                "' (DublettenSchwelle in CfgSettings) ist keine Zahl von 0 bis "
-                                               "100.")));
+                                               "100 und wird übergangen.")));
   }
+  host_settings["DublettenSchwelle"] = "61";
+  EXPECT_FALSE(Check());
   UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\n");
   host_settings["DublettenSchwelle"] = "hoch";
   ui.boxes.clear();
-  EXPECT_FALSE(Check());
+  EXPECT_TRUE(Check());
+  EXPECT_TRUE(Check());
   ASSERT_THAT(ui.boxes, SizeIs(1));
   EXPECT_THAT(ui.boxes[0].text, HasSubstr("'hoch' (DublettenSchwelle in den Einstellungen zu Adressindex)"));
 }

@@ -228,6 +228,17 @@ TEST_F(ImportJobTest, ASwitchThatIsNeither0Nor1IsTold) {
                           "Nur 1 schaltet ein."));
 }
 
+TEST_F(ImportJobTest, AThresholdOfTheDuplicateCheckIsReadAndTellsWhenItIsNone) {
+  const std::string on =
+      "Name=FIELD:Name\n[CfgSettings]\nDublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\n";
+  Open(Spec(on + "DublettenSchwelle=92,5\n"));
+  EXPECT_THAT(Lines(job.Check()), Not(Contains(HasSubstr("DublettenSchwelle"))));
+  Open(Spec(on + "DublettenSchwelle=viel\n"));
+  EXPECT_THAT(Lines(job.Check()),
+              Contains("Fehler [CfgSettings] DublettenSchwelle: 'viel' ist keine Zahl von 0 bis 100. Geben Sie "
+                       "die Schwelle in Prozent an, oder lassen Sie den Schlüssel weg."));
+}
+
 TEST_F(ImportJobTest, WhatTheImportClassSaysOfItsDestinationIsToldSentenceBySentence) {
   import_class->Returns("CheckDestination", Value("Die Tabelle fehlt.\nDer Index fehlt."));
   Open(Spec());
