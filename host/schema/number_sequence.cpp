@@ -12,17 +12,6 @@ std::string NameOf(const std::string& table, const std::string& column) {
   return table + "_" + column + "_seq";
 }
 
-// Empty where there is none.
-std::string Find(Connection& connection, const std::string& table, const std::string& column) {
-  const auto query = connection.Prepare(
-      "SELECT coalesce(pg_get_serial_sequence(lower(?), lower(?)), to_regclass(lower(?))::text, '')");
-  query->BindText(0, table);
-  query->BindText(1, column);
-  const std::string name = NameOf(table, column);
-  query->BindText(2, name);
-  return std::string(query->Open()->TextAt(0));
-}
-
 void Create(Connection& connection, const std::string& table, const std::string& column) {
   const std::string name = NameOf(table, column);
   InTransaction(connection, [&] {
@@ -34,13 +23,23 @@ void Create(Connection& connection, const std::string& table, const std::string&
 
 }  // namespace
 
+std::string FindSequence(Connection& connection, const std::string& table, const std::string& column) {
+  const auto query = connection.Prepare(
+      "SELECT coalesce(pg_get_serial_sequence(lower(?), lower(?)), to_regclass(lower(?))::text, '')");
+  query->BindText(0, table);
+  query->BindText(1, column);
+  const std::string name = NameOf(table, column);
+  query->BindText(2, name);
+  return std::string(query->Open()->TextAt(0));
+}
+
 std::string SequenceOf(Connection& connection, const std::string& table, const std::string& column) {
-  std::string found = Find(connection, table, column);
+  std::string found = FindSequence(connection, table, column);
   if (!found.empty()) return found;
   Trap([&] { Create(connection, table, column); },
        [&](const RuntimeError& error) {
          // Two that make it at the same time get in each other's way.
-         found = Find(connection, table, column);
+         found = FindSequence(connection, table, column);
          if (!found.empty()) return;
          throw RuntimeError(error.Number(),
                             "Die Folge, aus der '" + table +
@@ -49,7 +48,7 @@ std::string SequenceOf(Connection& connection, const std::string& table, const s
                                 ". 'kestrel-import init ORDNER --host VERBINDUNG' legt sie an, wenn "
                                 "der Eigentümer der Tabellen es aufruft");
        });
-  return found.empty() ? Find(connection, table, column) : found;
+  return found.empty() ? FindSequence(connection, table, column) : found;
 }
 
 std::vector<std::string> CreateNumberSequences(Connection& connection) {

@@ -13,6 +13,9 @@ namespace kestrel::host {
 // Error 3000, with a way out where it cannot be made.
 std::string SequenceOf(Connection& connection, const std::string& table, const std::string& column);
 
+// The same where it exists already; empty where it does not. Error 3000.
+std::string FindSequence(Connection& connection, const std::string& table, const std::string& column);
+
 // Makes the sequences of all tables that the host brings; all of them. Error 3000.
 std::vector<std::string> CreateNumberSequences(Connection& connection);
 

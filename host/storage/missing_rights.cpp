@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "schema/host_schema.h"
+#include "schema/number_sequence.h"
 #include "storage/grouped_writes.h"
 
 namespace kestrel::host {
@@ -25,6 +26,30 @@ void Try(Connection& connection, const std::string& told, const std::string& sta
 
 std::string InsertOfNothing(const std::string& table, const std::string& columns) {
   return "INSERT INTO " + table + " (" + columns + ") SELECT " + columns + " FROM " + table + " WHERE 1 = 0";
+}
+
+// Of the sequence that gives the rows of a table their numbers: it is read, drawn from and moved on.
+void TrySequence(Connection& connection, const std::string& table, const std::string& column,
+                 std::string& missing) {
+  const std::string told = "aus der '" + table + "' seine Nummern bekommt, ";
+  const auto ask = [&] {
+    const std::string sequence = FindSequence(connection, table, column);
+    // One that is missing is made when it is needed, or that is refused.
+    if (sequence.empty()) return;
+    const auto query = connection.Prepare(
+        "SELECT concat_ws(', ', CASE WHEN NOT has_sequence_privilege(?, 'SELECT') THEN 'SELECT' END,"
+        " CASE WHEN NOT has_sequence_privilege(?, 'UPDATE') THEN 'UPDATE' END)");
+    query->BindText(0, sequence);
+    query->BindText(1, sequence);
+    const std::string rights(query->Open()->TextAt(0));
+    if (rights.empty()) return;
+    missing.append(missing.empty() ? "" : "\n")
+        .append("An der Folge '" + sequence + "', " + told + "fehlen Rechte: " + rights);
+  };
+  Trap(ask, [&](const RuntimeError& error) {
+    missing.append(missing.empty() ? "" : "\n")
+        .append("Die Folge, " + told + "kann nicht geprüft werden: " + error.Description());
+  });
 }
 
 }  // namespace
@@ -64,7 +89,13 @@ std::string MissingRights(Connection& connection, const Destination& destination
     Try(connection, "In die Tabelle '" + std::string(written) + "' kann nicht eingefügt werden: ",
         InsertOfNothing(written, column), missing);
   }
-  if (!IsSqlite(connection) && HasTable(connection, "Importsperre")) {
+  if (IsSqlite(connection)) return missing;
+  for (const auto& [numbered, column] : {std::pair(table, destination.fields[destination.number_field].column),
+                                         std::pair(std::string("Protokoll"), std::string("ProtokollNr")),
+                                         std::pair(std::string("Importlauf"), std::string("LaufNr"))}) {
+    if (HasTable(connection, numbered)) TrySequence(connection, numbered, column, missing);
+  }
+  if (HasTable(connection, "Importsperre")) {
     Try(connection, "In der Tabelle 'Importsperre' kann nicht geändert werden: ",
         "UPDATE Importsperre SET Stand = Stand WHERE 1 = 0", missing);
   }

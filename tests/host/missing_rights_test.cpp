@@ -54,7 +54,7 @@ class MissingGrants : public MissingRightsTest {
     role_ = "clerk_" + Rows("SELECT current_database()")[0];
     connection->Execute("CREATE ROLE " + role_);
     connection->Execute("GRANT ALL ON ALL TABLES IN SCHEMA public TO " + role_);
-    connection->Execute("GRANT USAGE ON ALL SEQUENCES IN SCHEMA public TO " + role_);
+    connection->Execute("GRANT ALL ON ALL SEQUENCES IN SCHEMA public TO " + role_);
   }
   std::string AnswerWithout(const std::string& rights) {
     connection->Execute("REVOKE " + rights + " FROM " + role_);
@@ -70,6 +70,14 @@ TEST_F(MissingGrants, OfLedgerAndLockAreTold) {
   EXPECT_EQ(AnswerWithout("TRUNCATE ON Kunden"), "");
   EXPECT_THAT(AnswerWithout("INSERT ON Importlaufzeilen"), HasSubstr("In die Tabelle 'Importlaufzeilen'"));
   EXPECT_THAT(AnswerWithout("UPDATE ON Importsperre"), HasSubstr("In der Tabelle 'Importsperre'"));
+}
+
+TEST_F(MissingGrants, OfSequencesAreTold) {
+  EXPECT_THAT(AnswerWithout("UPDATE ON SEQUENCE Protokoll_ProtokollNr_seq"),
+              HasSubstr("An der Folge 'protokoll_protokollnr_seq', aus der 'Protokoll' seine Nummern bekommt, "
+                        "fehlen Rechte: UPDATE"));
+  EXPECT_THAT(AnswerWithout("SELECT, UPDATE ON SEQUENCE Kunden_KundenNummer_seq"),
+              HasSubstr("aus der 'Kunden' seine Nummern bekommt, fehlen Rechte: SELECT, UPDATE"));
 }
 
 TEST_F(MissingGrants, StopAnImportAtItsFirstRecord) {
