@@ -183,11 +183,14 @@ void TableImporter::BeforeImport(bool&) {
     record_ = 0;
     finish_error_.clear();
     stop_reason_.clear();
+    missing_grants_.clear();
     // Rows of a log may have opened a group, within which nothing can be tuned.
     GroupedWrites::Of(OpenConnection()).Flush();
     TuneForImport(OpenConnection());
     RestoreAddressIndexes(OpenConnection());
     RenewAddressKeys(OpenConnection());
+    missing_grants_ =
+        MissingGrants(OpenConnection(), Target(), Overwrites(Target()), IsLedgerWanted(OpenConnection()));
     Writer();
   });
 }
@@ -227,8 +230,20 @@ void TableImporter::ImportRecord(const Value& record) {
   ++record_;
   result_ = {};
   if (ledger_ != nullptr) ledger_->HandOver(record_);
-  Guard([&] { Store(Writer(), record); });
+  Guard([&] {
+    RequireGrants();
+    Store(Writer(), record);
+  });
   TellLateError();
+}
+
+// A check of records needs none, so that only who is to store one tells what is missing.
+void TableImporter::RequireGrants() {
+  if (missing_grants_.empty()) return;
+  stop_reason_ = "Dem Benutzer fehlen Rechte an der Datenbank: " + missing_grants_ +
+                 ". Der Eigentümer der Tabellen vergibt sie mit GRANT; 'kestrel-import check' sagt danach, ob "
+                 "sie genügen.";
+  throw RuntimeError(ErrorNumber::kDatabase, "Dem Benutzer fehlen Rechte an der Datenbank: " + missing_grants_);
 }
 
 void TableImporter::CheckRecord(const Value& record) {
@@ -326,7 +341,8 @@ void TableImporter::AfterImport() {
 
 void TableImporter::RunStarts(std::string_view specification, std::string_view checksum,
                               std::string_view source, std::int64_t size, std::string_view time) {
-  if (!IsLedgerWanted(OpenConnection())) return;
+  // Nothing will be stored without rights, which the first record tells.
+  if (!missing_grants_.empty() || !IsLedgerWanted(OpenConnection())) return;
   const RunDescription description{.prog_id = prog_id_,
                                    .specification = std::string(specification),
                                    .checksum = std::string(checksum),

@@ -102,6 +102,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   const Destination& Target();
   void Store(RecordWriter& writer, const Value& record);
   // Writes into the destination's table, or into one that stands for it; one of them an import.
+  void RequireGrants();
   RecordWriter& Writer();
   RecordWriter& TrialWriter();
   std::unique_ptr<RecordWriter> NewWriter(const Destination& target);
@@ -137,6 +138,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   std::int64_t error_first_ = 0;
   std::int64_t error_last_ = 0;
   std::string stop_reason_;
+  std::string missing_grants_;  // of the import under way
   StoreResult result_;
 };
 

@@ -102,4 +102,47 @@ std::string MissingRights(Connection& connection, const Destination& destination
   return missing;
 }
 
+std::string MissingGrants(Connection& connection, const Destination& destination, bool overwrite,
+                          bool has_ledger) {
+  if (IsSqlite(connection)) return {};
+  const std::lock_guard lock(connection.CallMutex());
+  std::string missing;
+  const auto ask = [&] {
+    const auto note = [&](std::string_view right, const std::string& name) {
+      missing.append(missing.empty() ? "" : ", ").append(right).append(" an '" + name + "'");
+    };
+    // A right at some columns may be all that is needed; a table that is not there has another message.
+    const auto table_query =
+        connection.Prepare("SELECT has_any_column_privilege(to_regclass(lower(?)), ?) IS FALSE AS refused");
+    const auto need = [&](const std::string& table, std::string_view right) {
+      table_query->BindText(0, table);
+      table_query->BindText(1, right);
+      if (table_query->Open()->ValueAt(0).ToBool()) note(right, table);
+    };
+    // Either right lets numbers be drawn.
+    const auto sequence_query = connection.Prepare(
+        "SELECT has_sequence_privilege(to_regclass(?), 'USAGE, UPDATE') IS FALSE AS refused");
+    const auto need_numbers = [&](const std::string& table, const std::string& column) {
+      const std::string sequence = FindSequence(connection, table, column);
+      sequence_query->BindText(0, sequence);
+      if (!sequence.empty() && sequence_query->Open()->ValueAt(0).ToBool()) note("USAGE", sequence);
+    };
+    need(destination.table, "INSERT");
+    need_numbers(destination.table, destination.fields[destination.number_field].column);
+    if (overwrite) need(destination.table, "UPDATE");
+    if (destination.address_type != 0) need("Adressindex", "INSERT");
+    for (const char* log : {"Protokoll", "Protokollzeilen", "Protokollherkunft", "Protokolldetails"}) {
+      need(log, "INSERT");
+    }
+    need_numbers("Protokoll", "ProtokollNr");
+    if (!has_ledger) return;
+    need("Importlauf", "INSERT");
+    need("Importlauf", "UPDATE");
+    need_numbers("Importlauf", "LaufNr");
+    need("Importlaufzeilen", "INSERT");
+  };
+  Trap(ask, [&](const RuntimeError&) { missing.clear(); });
+  return missing;
+}
+
 }  // namespace kestrel::host

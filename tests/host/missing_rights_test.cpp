@@ -80,6 +80,38 @@ TEST_F(MissingGrants, OfSequencesAreTold) {
               HasSubstr("aus der 'Kunden' seine Nummern bekommt, fehlen Rechte: SELECT, UPDATE"));
 }
 
+TEST_F(MissingGrants, OfLogsLedgerAndNumbersRefuseTheFirstRecordWithOneReason) {
+  for (const std::string rights :
+       {"INSERT ON Protokollzeilen", "UPDATE ON Importlauf", "INSERT ON Importlaufzeilen",
+        "USAGE, UPDATE ON SEQUENCE Importlauf_LaufNr_seq"}) {
+    connection->Execute("REVOKE " + rights + " FROM " + role_);
+    connection->Execute("SET ROLE " + role_);
+    const ObjectPtr importer = Importer();
+    Value cancel(false);
+    CallMethod(importer, "BeforeImport", ByRef(cancel));
+    CallMethod(importer, "RunStarts", "Probe.IMP", "", "kunden.txt", 0, "");
+    const std::string told = Import(importer, {{"Bez1", "A"}});
+    connection->Execute("RESET ROLE");
+    connection->Execute("GRANT " + rights + " TO " + role_);
+    EXPECT_THAT(told, HasSubstr("fehlen Rechte an der Datenbank: " + rights.substr(0, 5))) << rights;
+    EXPECT_THAT(GetProperty(importer, "StopReason").ToText(), HasSubstr("GRANT"));
+    EXPECT_FALSE(CallMethod(importer, "NextLateError").ToBool());
+  }
+  EXPECT_THAT(Rows("SELECT count(*) FROM Kunden"), ElementsAre("0"));
+  EXPECT_THAT(Rows("SELECT count(*) FROM Importlauf"), ElementsAre("0"));
+}
+
+TEST_F(MissingGrants, AreToldOfNoImportThatHasThem) {
+  connection->Execute("SET ROLE " + role_);
+  const ObjectPtr importer = Importer();
+  Value cancel(false);
+  CallMethod(importer, "BeforeImport", ByRef(cancel));
+  EXPECT_EQ(Import(importer, {{"Bez1", "A"}}), "");
+  CallMethod(importer, "AfterImport");
+  connection->Execute("RESET ROLE");
+  EXPECT_THAT(Rows("SELECT count(*) FROM Kunden"), ElementsAre("1"));
+}
+
 TEST_F(MissingGrants, StopAnImportAtItsFirstRecord) {
   connection->Execute("REVOKE INSERT ON Kunden FROM " + role_);
   connection->Execute("SET ROLE " + role_);
