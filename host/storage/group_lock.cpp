@@ -8,7 +8,17 @@
 
 namespace kestrel::host {
 
-GroupLock::GroupLock(Connection& connection) : connection_(connection), group_(GroupedWrites::Of(connection)) {}
+namespace {
+
+// So often the lock is taken that is lost in passing.
+constexpr int kMostAttempts = 5;
+
+}  // namespace
+
+GroupLock::GroupLock(Connection& connection)
+    : connection_(connection),
+      group_(GroupedWrites::Of(connection)),
+      recovery_(dynamic_cast<Recovery*>(&connection)) {}
 
 GroupLock::Storing::Storing(const Connection& connection, GroupLock& lock)
     : connection_(connection), lock_(lock) {
@@ -47,6 +57,20 @@ std::int64_t GroupLock::Take() {
 }
 
 bool GroupLock::Hold() {
+  bool is_held = false;
+  for (int attempts = 1; !Trap([&] { is_held = HoldOnce(); },
+                               [&](const RuntimeError& error) {
+                                 const bool is_passing =
+                                     recovery_ != nullptr && recovery_->LastLoss() == Recovery::Loss::kUndone;
+                                 if (attempts == kMostAttempts || !is_passing) throw;
+                                 group_.Lose(error);
+                               });) {
+    ++attempts;
+  }
+  return is_held;
+}
+
+bool GroupLock::HoldOnce() {
   if (!group_.OpenForLookUp(*this)) return false;
   if (!IsHeld()) TakeInGroup();
   return true;
@@ -64,7 +88,7 @@ bool GroupLock::HoldAgain() {
   if (!lost_at_) return true;
   const std::uint64_t before = *lost_at_;
   // Its opening may store again what asks the same.
-  if (!Hold()) return true;
+  if (!HoldOnce()) return true;
   return commits_of_others_ == before;
 }
 

@@ -8,7 +8,9 @@
 //  3. A record is stored in the group in which it was looked for, or in a later one where nobody else has committed
 //     in between; else it is refused. Nor is it stored where the lock could not be had.
 //  4. Inside a transaction of the caller's there is no lock. A test run takes none, as it stores nothing.
-//  5. Used under the connection's CallMutex.
+//  5. Where the lock is lost in passing with its group, it is taken again in the next group, in which the records of
+//     the lost one are stored again first.
+//  6. Used under the connection's CallMutex.
 #pragma once
 
 #include <cstdint>
@@ -64,6 +66,8 @@ class GroupLock final : public Attachment, private GroupMember {
 
  private:
   bool Hold();
+  // The same without another attempt.
+  bool HoldOnce();
   void TakeInGroup();
   std::int64_t Take();
   void GroupCommitted() override;
@@ -71,6 +75,7 @@ class GroupLock final : public Attachment, private GroupMember {
 
   Connection& connection_;
   GroupedWrites& group_;
+  const Recovery* const recovery_;  // null where a lost group cannot be done again
   int storing_ = 0;
   bool looked_up_ = false;  // for a record that was not stored yet
   std::optional<RuntimeError> refusal_;

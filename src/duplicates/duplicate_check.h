@@ -95,6 +95,9 @@ class DuplicateCheck {
  private:
   bool CheckRecord(const Recordset& record, DuplicateMatch* match);
   bool Overwrites(const AddressKind& kind);
+  // Runs the query. Raises what the connection and the component raise.
+  bool LookUp(const std::string& key_text, const DuplicateKeys& keys, const std::string& reference,
+              std::int64_t address_type, bool overwrite, DuplicateMatch* match);
   bool Confirms(const std::string& key_text, const DuplicateKeys& keys, Recordset& found,
                 DuplicateMatch* match);
   double Threshold();

@@ -11,11 +11,14 @@
 #include "kestrel/connection.h"
 #include "platform/base/text.h"
 #include "platform/data/absent_values.h"
+#include "platform/data/recovery.h"
 
 namespace kestrel {
 
 namespace {
 
+// So often a look-up is run whose transaction is lost in passing.
+constexpr int kMostAttempts = 5;
 constexpr const char* kKeyColumns[] = {"Doubletkey1", "Doubletkey2", "Doubletkey3"};
 
 // Appends the condition on the type bits; false, with nothing appended, where the mask has no bit.
@@ -92,6 +95,13 @@ bool AreAbsent(const ObjectPtr& host, const DuplicateSettings& settings, const D
       .Lacks("Adressindex", std::span(sought).first(count));
 }
 
+// Whether the same look-up may succeed after a failure: it changes nothing, and who knows what the table lacks
+// (AreAbsent) begins a transaction anew, in which what was lost stands again.
+bool IsWorthAnotherAttempt(const ObjectPtr& host) {
+  const auto* const recovery = dynamic_cast<const Recovery*>(host.get());
+  return recovery != nullptr && recovery->LastLoss() == Recovery::Loss::kUndone;
+}
+
 }  // namespace
 
 bool BuildDuplicateQuery(const DuplicateSettings& settings, const DuplicateKeys& keys,
@@ -118,20 +128,30 @@ bool DuplicateCheck::isDoublet(const std::string& key_text, const std::string& r
   TrapInFunction(session_.platform.ui, "isDoublet", [&] {
     DuplicateKeys keys;
     GenDoubKey(key_text, keys.key[0], keys.key[1], keys.key[2]);
-    if (AreAbsent(session_.HostConnection, settings_, keys, reference)) return;
-    std::string& query = kept_.query;
-    if (!BuildDuplicateQuery(settings_, keys, reference, address_type, overwrite, query)) return;
-    const RecordsetPtr found = RequireConnection(session_.HostConnection).OpenRecordset(query);
-    if (kept_.confirmation.IsThere()) {
-      answer = Confirms(key_text, keys, *found, match);
-      return;
+    for (int attempts = 1;
+         !Trap([&] { answer = LookUp(key_text, keys, reference, address_type, overwrite, match); },
+               [&](const RuntimeError&) {
+                 if (attempts == kMostAttempts || !IsWorthAnotherAttempt(session_.HostConnection)) throw;
+               });) {
+      ++attempts;
     }
-    answer = !found->IsEof();
-    if (!answer || match == nullptr) return;
-    // A row that cannot be read tells less, but is a duplicate all the same.
-    Trap([&] { ReadMatch(*found, settings_, keys, *match); }, [](const RuntimeError&) {});
   });
   return answer;
+}
+
+bool DuplicateCheck::LookUp(const std::string& key_text, const DuplicateKeys& keys,
+                            const std::string& reference, std::int64_t address_type, bool overwrite,
+                            DuplicateMatch* match) {
+  if (AreAbsent(session_.HostConnection, settings_, keys, reference)) return false;
+  std::string& query = kept_.query;
+  if (!BuildDuplicateQuery(settings_, keys, reference, address_type, overwrite, query)) return false;
+  const RecordsetPtr found = RequireConnection(session_.HostConnection).OpenRecordset(query);
+  if (kept_.confirmation.IsThere()) return Confirms(key_text, keys, *found, match);
+  if (found->IsEof()) return false;
+  if (match == nullptr) return true;
+  // A row that cannot be read tells less, but is a duplicate all the same.
+  Trap([&] { ReadMatch(*found, settings_, keys, *match); }, [](const RuntimeError&) {});
+  return true;
 }
 
 // The rows are read before the first question, as the component may use the connection itself. Where there are more than

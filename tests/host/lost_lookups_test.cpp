@@ -1,0 +1,98 @@
+// Whole imports with duplicate check whose server ends the session between two records: what was looked up is looked up
+// again, and what was stored is stored again.
+#include "host/host_fixture.h"
+#include "kestrel/clock.h"
+#include "kestrel/import_job.h"
+#include "platform/dialogs/recording_user_interface.h"
+
+namespace kestrel {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class LostLookups : public testing::HostFixture {
+ protected:
+  static constexpr int kRecords = 300;
+
+  void SetUp() override {
+    if (!OnPostgres()) GTEST_SKIP() << "needs a server";
+    HostFixture::SetUp();
+    folder.Write("Kunden.IMP",
+                 "[Common]\nDescription=Kunden\nApplication=2\nImportClass=ksbimport.importkunden\n"
+                 "Provider=Textdatei\nFileName=Quelle.txt\nColumnHeadings=True\nFileFormat=ANSI\nDelimiter=;\n"
+                 "TextRecognition=\"\n[CfgSettings]\nDublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\n"
+                 "[FieldAssignments]\nKundenNummer=FIELD:Nr\nBez1=FIELD:Name\nStrasse=FIELD:Strasse\n"
+                 "PLZ=FIELD:PLZ\nOrt=FIELD:Ort\n");
+    std::string source = "Nr;Name;Strasse;PLZ;Ort\r\n";
+    for (int i = 1; i <= kRecords; ++i) {
+      const std::string number = std::to_string(i);
+      const std::string town(1, static_cast<char>('a' + i % 26));
+      source += number + ";Firma " + town + number + ";Weg " + number + ";" + std::to_string(10000 + i) +
+                ";Ort" + town + "\r\n";
+      // Its twin, found only where the look-up sees what was stored before.
+      if (i % 50 == 0) {
+        source += std::to_string(kRecords + i) + ";Firma " + town + number + ";Weg " + number + ";" +
+                  std::to_string(10000 + i) + ";Ort" + town + "\r\n";
+      }
+    }
+    folder.Write("Quelle.txt", source);
+  }
+
+  // From now on, and only once, the session ends with the row of that number.
+  void EndSessionWith(int number, const std::string& table = "Kunden",
+                      const std::string& column = "KundenNummer") {
+    connection->Execute("CREATE SEQUENCE beendet");
+    connection->Execute(
+        "CREATE FUNCTION beende() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN IF nextval('beendet') = 1 THEN "
+        "PERFORM pg_terminate_backend(pg_backend_pid()); END IF; RETURN NEW; END $$");
+    connection->Execute("CREATE TRIGGER beende BEFORE INSERT OR UPDATE ON " + table +
+                        " FOR EACH ROW WHEN (NEW." + column + " = " + std::to_string(number) +
+                        ") EXECUTE FUNCTION beende()");
+  }
+
+  void ExpectAnUndisturbedRun() {
+    ImportJob job({ui, components, clock});
+    job.Open({.specification = folder.File("Kunden.IMP"), .host_connection = connection, .user = "4711"});
+    const RunResult& result = job.Run();
+    EXPECT_EQ(result.records, kRecords + kRecords / 50);
+    EXPECT_EQ(result.errors, 0);
+    EXPECT_EQ(result.duplicates, kRecords / 50);
+    EXPECT_EQ(result.stored, kRecords);
+    for (const auto& box : ui.boxes) EXPECT_EQ(box.text.find("Fehler"), std::string::npos) << box.text;
+    EXPECT_THAT(Rows("SELECT count(*) FROM Kunden"), ElementsAre(std::to_string(kRecords)));
+    EXPECT_THAT(Rows("SELECT KundenNummer FROM Kunden WHERE KundenNummer NOT IN "
+                     "(SELECT CAST(Referenz AS integer) FROM Adressindex)"),
+                IsEmpty());
+    EXPECT_THAT(Rows("SELECT sum(Anzahl) FROM Importlaufzeilen WHERE Ereignis = 'neu'"),
+                ElementsAre(std::to_string(kRecords)));
+    EXPECT_THAT(Rows("SELECT last_value FROM beendet"), ElementsAre("2"))
+        << "the session ended, and the row came again";
+  }
+
+  RecordingUserInterface ui;
+  FixedClock clock{DateTime{CalendarDate{2024, 3, 7}, 14, 5, 9}};
+};
+
+TEST_F(LostLookups, AreRepeatedWhereTheSessionEndsAtTheFirstRecord) {
+  EndSessionWith(1);
+  ExpectAnUndisturbedRun();
+}
+
+TEST_F(LostLookups, AreRepeatedWhereTheSessionEndsAmongRecordsThatWaitForTheirAnswers) {
+  EndSessionWith(137);
+  ExpectAnUndisturbedRun();
+}
+
+TEST_F(LostLookups, SeeARecordThatWasLostRightBeforeItsTwin) {
+  EndSessionWith(150);
+  ExpectAnUndisturbedRun();
+}
+
+TEST_F(LostLookups, AreRepeatedWhereTheSessionEndsWithARowOfTheIndex) {
+  EndSessionWith(99, "Adressindex", "Adressart = 1 AND NEW.Referenz <> '' AND CAST(NEW.Referenz AS integer)");
+  ExpectAnUndisturbedRun();
+}
+
+}  // namespace
+}  // namespace kestrel
