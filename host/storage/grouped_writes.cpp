@@ -97,7 +97,8 @@ void GroupedWrites::OpenGroup() {
 }
 
 bool GroupedWrites::OpenForLookUp(GroupMember& member) {
-  if (open_ && CoarseNow() >= deadline_) CommitGroup();
+  // A commit in the middle of rows would count those as standing that are still to be stored.
+  if (open_ && !flushing_ && CoarseNow() >= deadline_) CommitGroup();
   OpenGroup();
   looked_up_ = open_;
   Join(member);
@@ -128,6 +129,7 @@ void GroupedWrites::Leave(Connection& connection, GroupMember& member) {
 }
 
 void GroupedWrites::FlushRows() {
+  const Restored restored(flushing_, true);
   for (GroupMember* member : std::exchange(buffered_, {})) {
     if (!connection_.InTransaction()) {
       WriteBehind(*member);

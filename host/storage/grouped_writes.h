@@ -115,8 +115,8 @@ class GroupedWrites final : public Attachment {
   }
 
   // Before a look-up whose answer decides about the next record: opens a group where none is open, and where the
-  // one that is should have ended. `member` is told what becomes of it, as of Store. False inside a transaction of
-  // the caller's, where nothing is opened. Error 3000.
+  // one that is should have ended, unless rows are just being flushed into it. `member` is told what becomes of it,
+  // as of Store. False inside a transaction of the caller's, where nothing is opened. Error 3000.
   bool OpenForLookUp(GroupMember& member);
   // The open group has its whole span from now on: what it waited for so far was somebody else.
   void BeginSpan();
@@ -213,6 +213,7 @@ class GroupedWrites final : public Attachment {
   bool open_ = false;
   bool opening_ = false;
   bool retrying_ = false;
+  bool flushing_ = false;   // rows, some of which are not in the open group yet
   bool looked_up_ = false;  // for a record that was not stored yet
   std::uint64_t generation_ = 0;
   Time deadline_;  // of the open group

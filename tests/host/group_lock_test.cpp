@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <mutex>
+#include <utility>
 
 #include "host/host_fixture.h"
 #include "platform/data/absent_values.h"
@@ -182,6 +183,41 @@ TEST_F(GroupLocks, ItsTableIsMadeInADatabaseOfAnEarlierVersion) {
   EXPECT_FALSE(Finds(one, KeyOf("Muster")));
   EXPECT_TRUE(one.lock().IsHeld());
   EXPECT_EQ(Store(one, "Muster"), "");
+}
+
+namespace {
+
+// What is flushed before the records of a lost group, and takes longer than a group may last.
+class SlowRows final : public host::GroupMember {
+ public:
+  explicit SlowRows(ConnectionPtr connection) : connection_(std::move(connection)) {}
+  void GroupCommitted() override {}
+  bool GroupLost(const RuntimeError&) override { return !was_slow; }
+  void FlushRows() override {
+    if (!std::exchange(was_slow, true)) connection_->OpenRecordset("SELECT pg_sleep(1.1)");
+  }
+
+  bool was_slow = false;
+
+ private:
+  ConnectionPtr connection_;
+};
+
+}  // namespace
+
+TEST_F(GroupLocks, RecordsOfALostGroupAreStoredBeforeTheNextOneIsCommittedHoweverLongThatTakes) {
+  if (!OnPostgres()) GTEST_SKIP() << "needs a server";
+  const Clerk one(*this, file);
+  const std::lock_guard held(one.connection->CallMutex());
+  SlowRows slow(one.connection);
+  EXPECT_FALSE(Finds(one, KeyOf("eins")));
+  host::GroupedWrites::Of(*one.connection).Store(slow, host::GroupedWrites::Record::kOneStatement, [] {});
+  EXPECT_EQ(Store(one, "eins"), "");
+  const std::string backend(one.connection->OpenRecordset("SELECT pg_backend_pid()")->TextAt(0));
+  Rows("SELECT pg_terminate_backend(" + backend + ", 10000)");
+  EndGroup(one);
+  EXPECT_TRUE(slow.was_slow);
+  EXPECT_THAT(Names(), ElementsAre("eins"));
 }
 
 }  // namespace kestrel
