@@ -40,7 +40,8 @@ constexpr double kWronglyOneName = 0.5;
 constexpr double kWronglyAllNames = 0.3;
 constexpr double kLeastShare = 0.001;
 constexpr double kGreatestShare = 0.95;
-constexpr double kOtherMark = -30;  // "jun.", "Filiale 2"
+constexpr double kErrorsPrevail = 0.5;  // from here on there are no households, and another first name is wrong
+constexpr double kOtherMark = -30;      // "jun.", "Filiale 2"
 
 // --- Places ---
 constexpr double kSamePlace = 12;
@@ -64,9 +65,13 @@ constexpr double kOtherStreetOfCompany = -8;  // a branch
 constexpr double kSameNumber = 5;
 constexpr double kSameNumberOtherLetter = -1;
 constexpr double kSameNumberMissingLetter = 3;
-constexpr double kSameNumberOtherStreet = 1;
+constexpr double kSameNumberOtherStreet = 3.5;
 constexpr double kNearNumber = -2;
 constexpr double kOtherNumber = -2.7;
+constexpr double kNamesakes = -3;  // both differ
+
+// As long names are the same but for one error and the blanks.
+constexpr std::size_t kLongName = 8;
 
 // From which on two words are taken for one with an error.
 constexpr double kNear = 0.88;
@@ -83,7 +88,7 @@ bool SoundAlike(std::string_view a, std::string_view b) {
 
 Likeness LikenessOf(std::string_view a, std::string_view b) {
   constexpr std::size_t kLongWord = 8;
-  constexpr std::size_t kWord = 4;
+  constexpr std::size_t kWord = 3;
   if (a.empty() || b.empty()) return Likeness::kMissing;
   if (a == b) return Likeness::kSame;
   if (a.size() == 1 || b.size() == 1) return a[0] == b[0] ? Likeness::kInitial : Likeness::kOther;
@@ -98,12 +103,15 @@ Likeness LikenessOfNames(std::string_view a, std::string_view b) {
   return likeness == Likeness::kNear && AreOtherFirstNames(a, b) ? Likeness::kOther : likeness;
 }
 
-// Behind a name, what tells two of one name apart.
+// Behind a name, what tells two of one name apart. A single digit among letters is a typing error.
 bool IsMark(std::string_view word) {
   constexpr std::string_view kMarks[] = {"II", "III", "JR", "JUN", "JUNIOR", "SEN", "SENIOR", "SR"};
-  return word.find_first_of("0123456789") != std::string_view::npos ||
+  const auto digits = std::ranges::count_if(word, [](char c) { return c >= '0' && c <= '9'; });
+  return static_cast<std::size_t>(digits) * 2 >= word.size() || IsSisterCompany(word) ||
          std::find(std::begin(kMarks), std::end(kMarks), word) != std::end(kMarks);
 }
+
+bool HasMark(const AddressParts& address) { return std::ranges::any_of(address.names(), IsMark); }
 
 // "0,93"
 std::string Decimal(double likeness) {
@@ -147,6 +155,7 @@ class Comparer {
   void Names();
   void Pair(Likeness least);
   void CountRest();
+  double WrongNames(bool shares) const;
   void Place();
   Likeness Street();
   void Number(Likeness street);
@@ -227,23 +236,28 @@ void Comparer::CountRest() {
   has_other_ = left_a > 0 && left_b > 0;
   if (has_other_) {
     if (is_one_address_ && !(a_.is_company() || b_.is_company()) && !other_mark_) {
-      double& count_of_kind = shares ? seen_.one_name_other : seen_.all_names_other;
-      ++count_of_kind;
+      ++(shares ? seen_.one_name_other : seen_.all_names_other);
       if (first_names < 2) {
-        const double share = (shares ? kWronglyOneName : kWronglyAllNames) * seen_.same_names / count_of_kind;
-        const double probability = std::clamp(share, kLeastShare, kGreatestShare);
+        const double probability = WrongNames(shares);
         names_ = std::log2(probability / (1 - probability)) - result_.bits;
         return;
       }
     }
-    names_ += !shares                              ? kNoNameShared
-              : a_.is_company() || b_.is_company() ? kOtherCompany
-              : first_names                        ? kOtherFirstName
-                                                   : kOtherName;
+    names_ += !shares                                                                      ? kNoNameShared
+              : a_.is_company() || b_.is_company()                                         ? kOtherCompany
+              : first_names > 1 || (first_names == 1 && WrongNames(true) < kErrorsPrevail) ? kOtherFirstName
+                                                                                           : kOtherName;
   } else if (left_a + left_b > 0) {
     names_ += a_.is_company() == b_.is_company() ? kNameMissing : kNameMissingOfOneKind;
   }
   if (other_mark_) names_ += kOtherMark;
+}
+
+// How probable it is that another name at one address is an error.
+double Comparer::WrongNames(bool shares) const {
+  const double errors = (shares ? kWronglyOneName : kWronglyAllNames) * seen_.same_names;
+  return std::clamp(errors / (shares ? seen_.one_name_other : seen_.all_names_other), kLeastShare,
+                    kGreatestShare);
 }
 
 void Comparer::Names() {
@@ -254,7 +268,15 @@ void Comparer::Names() {
   };
   if (a_.names().empty() || b_.names().empty()) return Add(0, "Name fehlt");
   Pair(Likeness::kSame);
-  if (same_ == 0 && joined(a_) == joined(b_)) return Add(kRareName + kSecondRareName, "gleicher Name");
+  if (same_ < 2 && !HasMark(a_) && !HasMark(b_)) {
+    const std::string all_a = joined(a_);
+    const std::string all_b = joined(b_);
+    if (same_ == 0 && all_a == all_b) return Add(kRareName + kSecondRareName, "gleicher Name");
+    if (a_.names().size() != b_.names().size() && all_a.size() >= kLongName &&
+        EditDistance(all_a, all_b) == 1) {
+      return Add(kRareName + kSecondNearName, "Name ähnlich " + Decimal(JaroWinkler(all_a, all_b)));
+    }
+  }
   Pair(Likeness::kNear);
   Pair(Likeness::kInitial);
   const int paired = same_ + near_ + initials_;
@@ -350,6 +372,8 @@ void Comparer::Number(Likeness street) {
     return;
   }
   if (a != b) is_one_address_ = false;
+  if (a != b && street == Likeness::kOther && !a_.is_company())
+    return Add(kOtherNumber + kNamesakes, "andere Hausnummer");
   if (a != b) return Add(EditDistance(a, b) == 1 ? kNearNumber : kOtherNumber, "andere Hausnummer");
   if (street == Likeness::kOther) return Add(kSameNumberOtherStreet, "gleiche Hausnummer");
   const char letter_a = a_.house_letter();

@@ -41,6 +41,10 @@ bool IsOneOf(std::string_view word, const std::string_view (&words)[Count]) {
   return std::binary_search(std::begin(words), std::end(words), word);
 }
 
+// Behind the name of a company they make it another one at the same address.
+constexpr std::string_view kSisterCompanies[] = {"BESITZ", "BETEILIGUNG", "HOLDING", "VERMOEGENSVERWALTUNG",
+                                                 "VERWALTUNG"};
+
 bool IsTrade(std::string_view word) {
   return std::ranges::any_of(kTrades, [&](std::string_view trade) { return word.find(trade) != word.npos; });
 }
@@ -62,6 +66,10 @@ std::string_view WithoutKind(std::string_view word) {
 }
 
 }  // namespace
+
+bool IsSisterCompany(std::string_view word) {
+  return std::ranges::any_of(kSisterCompanies, [&](std::string_view part) { return word.starts_with(part); });
+}
 
 void AddressParts::Assign(std::string_view key_text) {
   std::array<std::string_view, 6> parts;
@@ -160,9 +168,14 @@ void AddressParts::TakeNames(std::string_view first, std::string_view second) {
   name_count_ = 0;
   Fold(name_texts_[0], first);
   is_company_ = !TakeNameWords(name_texts_[0]);
-  if (is_company_ && name_count_ > 0) return;
   Fold(name_texts_[1], second);
-  if (!TakeNameWords(name_texts_[1])) is_company_ = true;
+  const std::size_t of_first = name_count_;
+  // Beside a company stands somebody in charge, where it is not the rest of a long name.
+  if (!TakeNameWords(name_texts_[1])) {
+    is_company_ = true;
+  } else if (is_company_ && of_first > 0) {
+    name_count_ = of_first;
+  }
 }
 
 }  // namespace kestrel::host

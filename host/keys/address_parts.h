@@ -34,7 +34,7 @@ class AddressParts {
   // Digits: 5 of "5a", "5 A", "5-7"; and the letter behind them, '\0' where there is none.
   std::string_view house_number() const { return house_number_; }
   char house_letter() const { return house_letter_; }
-  // Of a company those of Bez1, of a person those of Bez1 and Bez2; no titles, legal forms, departments or people in
+  // Of a company those of Bez1, and of Bez2 where that has a legal form or a trade; of a person those of both; no titles, legal forms, departments or people in
   // charge.
   std::span<const std::string_view> names() const { return {names_.data(), name_count_}; }
   // Named with a legal form or a trade.
@@ -63,5 +63,8 @@ class AddressParts {
   std::size_t name_count_ = 0;
   bool is_company_ = false;
 };
+
+// Whether a word tells companies of one name and address apart ("Verwaltungs GmbH").
+bool IsSisterCompany(std::string_view word);
 
 }  // namespace kestrel::host

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <vector>
 
 #include "kestrel/runtime_error.h"
 #include "keys/cologne_phonetics.h"
@@ -20,9 +21,13 @@ constexpr std::size_t kSoundOfFirstName = 4;
 constexpr std::size_t kSoundOfPlace = 3;
 constexpr std::size_t kRegion = 2;
 
-// The towns that begin so are many; what follows tells them apart.
-constexpr std::string_view kCommonTowns[] = {"ALT",    "GROSS", "HOHEN", "KLEIN", "NEU",
-                                             "NIEDER", "OBER",  "SANKT", "UNTER"};
+// The towns that begin so are many; what follows tells them apart. Of two the longer one first.
+constexpr std::string_view kCommonTowns[] = {
+    "ALTEN",   "ALT",     "BERG",       "BIRKEN", "BUCHEN", "BUCH",   "BURG",   "EICHEN",   "ESCHEN",
+    "FRANKEN", "FREUDEN", "FRIEDRICHS", "GROSS",  "GRUEN",  "HAIN",   "HEIDE",  "HOCH",     "HOHEN",
+    "KIRCH",   "KLEIN",   "KOENIGS",    "LANGEN", "LINDEN", "MITTEL", "MUEHL",  "MUENSTER", "NEUEN",
+    "NEU",     "NIEDER",  "OBER",       "ROSEN",  "ROTHEN", "SANKT",  "SCHOEN", "SCHWARZ",  "STEIN",
+    "UNTER",   "WALD",    "WEISSEN",    "WEISS",  "WOLFS"};
 
 // The code of one word; of one without a sound (digits, other scripts) the word itself.
 void AppendSound(std::string& text, std::string_view word, std::size_t most) {
@@ -76,9 +81,20 @@ bool AppendName(std::string& text, const AddressParts& address, bool last, std::
   return !best.empty();
 }
 
+// Where no place is told, only what is repeated word by word can be found, whatever the order of the names.
+std::string NameAndStreet(const AddressParts& address) {
+  if (address.names().empty()) return {};
+  std::string text = "|";
+  std::vector<std::string_view> names(address.names().begin(), address.names().end());
+  std::ranges::sort(names);
+  for (const std::string_view name : names) text.append(name).append("|");
+  return text.append(address.street()).append("|").append(address.house_number());
+}
+
 std::string NameInPlace(const AddressParts& address) {
   std::string text;
-  if (!AppendPlace(text, address) || !AppendName(text, address, true, kSoundOfLastName)) return {};
+  if (!AppendPlace(text, address)) return NameAndStreet(address);
+  if (!AppendName(text, address, true, kSoundOfLastName)) return {};
   return text;
 }
 
@@ -103,11 +119,13 @@ std::string StreetInTown(const AddressParts& address) {
     AppendTown(text, address);
   }
   text += '|';
-  if (IsCommonStreet(address.street_word())) {
-    text.append(address.street()).append("|").append(address.house_number());
+  const bool is_common = IsCommonStreet(address.street_word());
+  if (is_common) {
+    text += address.street();
   } else {
     AppendSound(text, address.street_word(), kSoundOfPlace);
   }
+  if (is_common || IsLargeTown(address.town_word())) text.append("|").append(address.house_number());
   return text;
 }
 

@@ -6,12 +6,13 @@
 //   Code "5", a name at a house number: how the other name sounds, the house number, the region of the postcode (its
 //     first two digits), so that a wrong digit behind it and a wrong street do no harm.
 //   Code "6", a street in a town: how both sound; whatever people are called and the postcode is. A street that many
-//     towns have ("Hauptstraße") says little: its key has the house number, too.
+//     towns have ("Hauptstraße") and one of a large town say little: their key has the house number, too.
 //
 // "How it sounds" is the beginning of the Kölner Phonetik, which most typing errors leave as it is. Of several names
 // (legal forms, titles and people in charge are none) code 4 takes the one whose sound comes last, code 5 the first, so
 // their order and which of them is the surname do not matter. What is missing is passed over: a town stands in for a
-// postcode, the whole postcode for a house number.
+// postcode, the whole postcode for a house number. Where no place is told at all, code 4 finds what is repeated word by
+// word in name and street.
 //
 // A key is 9 characters out of A-Z a-z 0-9 "-" "_", so that an index of them stays small and they can stand
 // in a statement as they are: 54 bits of a 64-bit hash (FNV-1a by Fowler, Noll and Vo, then the final mixing

@@ -462,6 +462,25 @@ constexpr auto kCommonNames = std::to_array<std::string_view>(
 static_assert(std::ranges::is_sorted(kCommonNames));
 
 // Sorted. The streets that most towns have begin so.
+constexpr auto kLargeTowns = std::to_array<std::string_view>(
+    {"AACHEN",         "AUGSBURG",    "BERGISCH",   "BERLIN",         "BIELEFELD",
+     "BOCHUM",         "BONN",        "BOTTROP",    "BRAUNSCHWEIG",   "BREMEN",
+     "BREMERHAVEN",    "CHEMNITZ",    "COTTBUS",    "DARMSTADT",      "DORTMUND",
+     "DRESDEN",        "DUESSELDORF", "DUISBURG",   "ERFURT",         "ERLANGEN",
+     "ESSEN",          "FRANKFURT",   "FREIBURG",   "FUERTH",         "GELSENKIRCHEN",
+     "GERA",           "GOETTINGEN",  "GUETERSLOH", "HAGEN",          "HALLE",
+     "HAMBURG",        "HAMM",        "HANAU",      "HANNOVER",       "HEIDELBERG",
+     "HEILBRONN",      "HERNE",       "HILDESHEIM", "INGOLSTADT",     "JENA",
+     "KAISERSLAUTERN", "KARLSRUHE",   "KASSEL",     "KIEL",           "KOBLENZ",
+     "KOELN",          "KREFELD",     "LEIPZIG",    "LEVERKUSEN",     "LUDWIGSHAFEN",
+     "LUEBECK",        "MAGDEBURG",   "MAINZ",      "MANNHEIM",       "MOENCHENGLADBACH",
+     "MOERS",          "MUELHEIM",    "MUENCHEN",   "MUENSTER",       "NEUSS",
+     "NUERNBERG",      "OBERHAUSEN",  "OFFENBACH",  "OLDENBURG",      "OSNABRUECK",
+     "PADERBORN",      "PFORZHEIM",   "POTSDAM",    "RECKLINGHAUSEN", "REGENSBURG",
+     "REMSCHEID",      "REUTLINGEN",  "ROSTOCK",    "SAARBRUECKEN",   "SALZGITTER",
+     "SIEGEN",         "SOLINGEN",    "STUTTGART",  "TRIER",          "ULM",
+     "WIESBADEN",      "WOLFSBURG",   "WUERZBURG",  "WUPPERTAL"});
+
 constexpr auto kCommonStreets = std::to_array<std::string_view>(
     {"AHORN",    "AKAZIEN",   "ALTE",      "AMSEL",      "BACH",      "BAHNHOF",  "BEETHOVEN", "BERG",
      "BERLINER", "BIRKEN",    "BISMARCK",  "BLUMEN",     "BRUECKEN",  "BRUNNEN",  "BUCHEN",    "BURG",
@@ -518,6 +537,8 @@ bool AreOtherFirstNames(std::string_view a, std::string_view b) {
 }
 
 bool IsCommonName(std::string_view word) { return std::ranges::binary_search(kCommonNames, word); }
+
+bool IsLargeTown(std::string_view word) { return std::ranges::binary_search(kLargeTowns, word); }
 
 bool IsCommonStreet(std::string_view word) { return std::ranges::binary_search(kCommonStreets, word); }
 

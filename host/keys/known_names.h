@@ -14,5 +14,7 @@ bool AreOtherFirstNames(std::string_view a, std::string_view b);
 bool IsCommonName(std::string_view word);
 // The beginnings of streets that most towns have: HAUPT, BAHNHOF.
 bool IsCommonStreet(std::string_view word);
+// The German towns of more than a hundred thousand people, by the word that they are known by.
+bool IsLargeTown(std::string_view word);
 
 }  // namespace kestrel::host

@@ -122,7 +122,7 @@ TEST_F(EndToEnd, WithinOneFileTheDuplicateLogTellsTheEarlierRecord) {
   Run({"run", "Doppelt"});
   EXPECT_THAT(Run({"log", "duplicates", "--last", "--format", "json"}).out,
               HasSubstr("\"sourceRecord\":3,\"addressType\":\"Kunden\",\"address\":\"1\",\"name\":\"Meier\","
-                        "\"place\":\"1\",\"key\":1,\"earlierRecord\":1,\"decision\":\"\",\"score\":96,"
+                        "\"place\":\"1\",\"key\":1,\"earlierRecord\":1,\"decision\":\"\",\"score\":100,"
                         "\"reason\":\"gleicher Name, gleiche PLZ\""));
 }
 

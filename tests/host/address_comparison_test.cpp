@@ -111,6 +111,32 @@ TEST(AddressComparison, NamesakesInOnePlaceAreTwo) {
   EXPECT_FALSE(AreSame({"Thomas Müller"}, {"Thomas Müller", "Tulpenhof 5", "80331", "München"}));
 }
 
+TEST(AddressComparison, TheSameNameAtAnotherHouseOfThePlaceIsANamesakeEvenWhereItIsRare) {
+  EXPECT_FALSE(AreSame({"Anna Ruckweiler"}, {"Anna Ruckweiler", "Am Anger 17"}));
+}
+
+TEST(AddressComparison, WordsRunTogetherWithAnErrorAreTheSameName) {
+  EXPECT_TRUE(AreSame({"Ruckweiler Fleischerei GmbH"}, {"RuckweilerFleischere GmbH"}));
+  EXPECT_FALSE(AreSame({"Ruckweiler Optik Filiale 2"}, {"Ruckweiler Optik Filiale"}));
+}
+
+TEST(AddressComparison, ADigitInAWordIsATypingErrorButANumberTellsTwoApart) {
+  EXPECT_TRUE(AreSame({"Sabine Ruckweiler"}, {"5abine Ruckweiler"}));
+  EXPECT_FALSE(AreSame({"Ruckweiler Optik GmbH"}, {"Ruckweiler Optik GmbH 2"}));
+}
+
+TEST(AddressComparison, AShortNameWithALetterMissingIsForgiven) {
+  EXPECT_TRUE(AreSame({"Ute Ruckweiler"}, {"te Ruckweiler"}));
+  EXPECT_FALSE(AreSame({"Ute Ruckweiler"}, {"Uwe Ruckweiler"}));
+}
+
+TEST(AddressComparison, SisterCompaniesAtOneAddressAreTwo) {
+  EXPECT_FALSE(AreSame({"Ruckweiler Metallbau GmbH & Co. KG"}, {"Ruckweiler Metallbau Verwaltungs GmbH"}));
+  EXPECT_FALSE(AreSame({"Ruckweiler Metallbau GmbH & Co. KG"},
+                       {"Ruckweiler Metallbau", "Tulpenhof 5", "50667", "Köln", "Verwaltungs GmbH"}));
+  EXPECT_TRUE(AreSame({"Ruckweiler Metallbau Verwaltungs GmbH"}, {"Ruckweiler Metallbau Verwaltungs-GmbH"}));
+}
+
 TEST(AddressComparison, NeighboursAreTwo) { EXPECT_FALSE(AreSame({"Anna Ruckweiler"}, {"Otto Lindenau"})); }
 
 TEST(AddressComparison, ACompanyIsTheSameWithAndWithoutItsLegalFormAndWhoIsInCharge) {
@@ -136,6 +162,11 @@ TEST(AddressComparison, OtherNamesAtOneAddressAreErrorsWhereTheDataHaveNoHouseho
   EXPECT_EQ(no_households.one_name_other, SameAddressPairs().one_name_other + 1);
   SameAddressPairs households{.same_names = 500, .one_name_other = 5000};
   EXPECT_LT(CompareAddresses(first, second, households).Percent(), 50);
+  // So is another name beside an address with an error.
+  const std::string c = "50667|Köln|Tulpenhof 7||Anna Ruckweiler||||";
+  SameAddressPairs errors{.same_names = 500};
+  const double bits_with_errors = CompareAddresses(first, AddressParts(c), errors).bits;
+  EXPECT_GT(bits_with_errors, CompareAddresses(first, AddressParts(c), households).bits);
   // Two first names that are known are two people, whatever the data say.
   const std::string anna = "50667|Köln|Tulpenhof 5||Anna Ruckweiler||||",
                     peter = "50667|Köln|Tulpenhof 5||Peter Ruckweiler||||";

@@ -133,12 +133,32 @@ TEST(DuplicateKeys, WhatIsMissingIsPassedOverOrLeavesNoKey) {
   EXPECT_EQ(Key("4", {"", "Köln", "Ring 1", "Meyer"}), Key("4", {"", "Köln", "", "Meyer"}));
   EXPECT_EQ(Key("5", {"50667", "Köln", "Ring", "Meyer"}), Key("5", {"50667", "", "", "Meyer"}));
   EXPECT_NE(Key("5", {"50667", "Köln", "Ring", "Meyer"}), Key("5", {"50668", "Köln", "Ring", "Meyer"}));
-  EXPECT_EQ(Key("4", {"", "", "Ring 1", "Meyer"}), "");
   EXPECT_EQ(Key("4", {"50667", "Köln", "Ring 1", "GmbH"}), "");
   EXPECT_EQ(Key("5", {"", "", "Ring 1", "Meyer"}), "");
   EXPECT_EQ(Key("6", {"50667", "Köln", "", "Meyer"}), "");
   EXPECT_EQ(Key("6", {"", "", "Ring 1", "Meyer"}), "");
   for (const char* code : {"4", "5", "6"}) EXPECT_EQ(BuildDoubletKey(code, ""), "");
+}
+
+TEST(DuplicateKeys, WithoutAPlaceCodeFourFindsExactRepeats) {
+  const std::string key = Key("4", {"", "", "Ring 1", "Anna Meyer"});
+  EXPECT_NE(key, "");
+  EXPECT_EQ(key, Key("4", {"", "", "RING 1", "Meyer, Anna"}));
+  EXPECT_NE(key, Key("4", {"", "", "Ring 2", "Anna Meyer"}));
+  EXPECT_NE(key, Key("4", {"", "", "Ring 1", "Anna Maier"}));
+  EXPECT_NE(key, Key("4", {"50667", "", "Ring 1", "Anna Meyer"}));
+  EXPECT_EQ(Key("4", {"", "", "Ring 1", ""}), "");
+}
+
+TEST(DuplicateKeys, AStreetOfALargeTownCountsWithItsNumber) {
+  EXPECT_NE(Key("6", {"10115", "Berlin", "Ruckenweg 5", "Meyer"}),
+            Key("6", {"10115", "Berlin", "Ruckenweg 7", "Meyer"}));
+  EXPECT_EQ(Key("6", {"10115", "Berlin", "Ruckenweg 5", "Meyer"}),
+            Key("6", {"10178", "Berlin-Mitte", "Rukenweg 5", "Berg"}));
+  EXPECT_EQ(Key("6", {"01601", "Steinburg", "Ruckenweg 5", "Meyer"}),
+            Key("6", {"01601", "Steinburg", "Ruckenweg 7", "Meyer"}));
+  EXPECT_NE(Key("6", {"01601", "Steinburg", "Ruckenweg 5", "Meyer"}),
+            Key("6", {"01601", "Steinfeld", "Ruckenweg 5", "Meyer"}));
 }
 
 TEST(DuplicateKeys, TheCodesOfEarlierVersionsAreRefusedWithAWayOut) {
