@@ -49,6 +49,11 @@ void PipelinedRecords::Send(std::int64_t record, const RecordValues& values, std
       write_index = &index_->PrepareNew(number, address);
     }
   }
+  // A statement that a new session has to prepare ends the pipeline: between an address and its index row, the first
+  // would stand for itself, and be lost to a failure of the second without anybody doing it again.
+  for (Statement* statement : {take_over_.get(), insert_.get(), write_index}) {
+    if (statement != nullptr) pipeline_.MakeReady(*statement);
+  }
   for (std::size_t i = 0; i < values.size(); ++i) Bind(*insert_, i, values[i]);
   insert_->BindInteger(destination_.number_field, number);
   if (take_over_ != nullptr) {

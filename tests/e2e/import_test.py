@@ -137,8 +137,9 @@ class Story:
 
     def check_window(self):
         host = self.host()
-        lines = self.reader.table_lines(host.find("table", "Kunden"))
-        check([line[0] for line in lines] == ["501", "502"], f"the list shows {lines}")
+        # The list is read beside the window, and may still be.
+        self.reader.eventually(lambda: [line[0] for line in self.reader.table_lines(host.find("table", "Kunden"))]
+                               == ["501", "502"], "the two customers in the list")
         for tab, text in (("Importprotokoll", "viel"), ("Dublettenprotokoll", "'3', 'Kunden', '501'")):
             host.press(tab, "page tab")
             log = host.find("table", tab)

@@ -28,6 +28,12 @@ constexpr std::string_view kColumnsQuery =
                      std::string(DescriptionOf(ErrorNumber::kDatabase)) + ": " + std::string(reason));
 }
 
+PostgresStatement& Own(Statement& statement) {
+  auto* const own = dynamic_cast<PostgresStatement*>(&statement);
+  if (own == nullptr) throw RuntimeError(ErrorNumber::kMemberNotFound);
+  return *own;
+}
+
 }  // namespace
 
 PostgresConnection::PostgresConnection(Address address, const WaitLimits& limits) {
@@ -79,10 +85,10 @@ std::unique_ptr<Statement> PostgresConnection::Prepare(std::string_view sql) {
   return std::make_unique<PostgresStatement>(Open(), sql);
 }
 
+void PostgresConnection::MakeReady(Statement& statement) { Own(statement).MakeReady(); }
+
 void PostgresConnection::Send(Statement& statement, PipelineSender& sender) {
-  auto* const own = dynamic_cast<PostgresStatement*>(&statement);
-  if (own == nullptr) throw RuntimeError(ErrorNumber::kMemberNotFound);
-  own->SendToPipeline(sender);
+  Own(statement).SendToPipeline(sender);
 }
 
 void PostgresConnection::Flush() {

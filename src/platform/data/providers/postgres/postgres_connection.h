@@ -45,6 +45,7 @@ class PostgresConnection final : public Connection, public Recovery, private Pip
   bool IsPooled() const override;
 
  private:
+  void MakeReady(Statement& statement) override;
   void Send(Statement& statement, PipelineSender& sender) override;
   void Flush() override;
   // Error 3704 when closed.

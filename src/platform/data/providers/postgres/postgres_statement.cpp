@@ -39,6 +39,11 @@ std::int64_t PostgresStatement::Execute() {
   return session_->Execute(sql_, values_);
 }
 
+void PostgresStatement::MakeReady() {
+  const std::lock_guard lock(session_->Mutex());
+  session_->MakeReady(sql_);
+}
+
 void PostgresStatement::SendToPipeline(PipelineSender& sender) {
   const std::lock_guard lock(session_->Mutex());
   WriteValues();

@@ -15,6 +15,7 @@ class PostgresStatement final : public BoundStatement {
   PostgresStatement(std::shared_ptr<Session> session, std::string_view sql);
 
   std::int64_t Execute() override;
+  void MakeReady();
   void SendToPipeline(PipelineSender& sender);
   RecordsetPtr Open() override;
 

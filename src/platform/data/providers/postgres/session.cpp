@@ -315,12 +315,7 @@ void Session::SendToPipeline(std::string_view sql, ParameterValues& values, Pipe
   if (reader_ != nullptr) reader_->Park();
   if (sender_ != &sender) FlushPipeline();
   if (!in_transaction_) Refuse("Keine Transaktion ist offen.");
-  auto kept = FindPrepared(sql);
-  if (kept == prepared_.end() && !is_pooled_) {
-    Prepare(sql);
-    kept = FindPrepared(sql);
-    if (kept == prepared_.end()) Refuse("Die Anweisung kann nicht vorbereitet werden.");
-  }
+  MakeReady(sql);
   if (sender_ == nullptr) {
     AskFor(kPipelineSavepoint);
     pipelined_answers_ = 1;
@@ -329,10 +324,20 @@ void Session::SendToPipeline(std::string_view sql, ParameterValues& values, Pipe
   if (is_pooled_) {
     SendUnnamed(std::string(sql), values);
   } else {
-    SendPrepared(kept->name, values);
+    SendPrepared(prepared_.front().name, values);
   }
   // The first goes out at once, so that the server works while the next is made.
   if (++pipelined_answers_ <= 2 || pipelined_answers_ % kStatementsAFlush == 0) PQflush(handle_.get());
+}
+
+void Session::MakeReady(std::string_view sql) {
+  auto kept = FindPrepared(sql);
+  if (kept == prepared_.end() && !is_pooled_) {
+    Prepare(sql);
+    kept = FindPrepared(sql);
+    if (kept == prepared_.end()) Refuse("Die Anweisung kann nicht vorbereitet werden.");
+  }
+  if (kept != prepared_.end()) prepared_.splice(prepared_.begin(), prepared_, kept);
 }
 
 void Session::FlushPipeline() {

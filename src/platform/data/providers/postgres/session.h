@@ -70,6 +70,8 @@ class Session {
   // Runs a statement that returns no rows; the number of rows changed. `sql` has its parameters numbered.
   std::int64_t Execute(std::string_view sql, ParameterValues& values);
 
+  // Has a statement of the pipeline prepared, and kept at least as long as a few others are. Error 3000.
+  void MakeReady(std::string_view sql);
   // Sends a statement without waiting, inside a transaction. Error 3000 where it cannot be sent; what becomes
   // of it `sender` is told.
   void SendToPipeline(std::string_view sql, ParameterValues& values, PipelineSender& sender);
