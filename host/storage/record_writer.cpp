@@ -193,7 +193,9 @@ void RecordWriter::StoreKept() {
             entry.is_update |= is_update;
           },
           [&](const RuntimeError& error) {
-            if (!connection_.InTransaction() || recovery_->LastLoss() != Recovery::Loss::kLasting) {
+            // What keeps one from being stored by waiting for others keeps all, each for as long again.
+            if (!connection_.InTransaction() || recovery_->LastLoss() != Recovery::Loss::kLasting ||
+                !connection_.StopReason().empty()) {
               lost = error;
             } else {
               late_errors_.push_back({entry.record, entry.record, error, FieldOf(error)});

@@ -40,7 +40,8 @@ void WriteBehindBuffer::Append(std::int64_t key, std::int64_t number, std::span<
   }
   const std::size_t waiting = rows_.size() - stored_;
   // Where others wait already, it goes with them.
-  if (waits_ && waiting < kMostRows) return;
+  const bool has_failed = most_waiting_ > kMostRows;
+  if ((waits_ || has_failed) && waiting < most_waiting_) return;
   GroupedWrites& group = GroupedWrites::Of(connection_);
   group.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
     if (group.MayWriteBehind() && waiting < kMostRows) {
@@ -78,7 +79,10 @@ void WriteBehindBuffer::StoreSome(std::size_t count) {
       }
     }
   }
+  // Where it fails, each attempt may wait as long for the same lock: the next one comes when there is twice as much.
+  most_waiting_ = 2 * std::max(kMostRows, rows_.size() - stored_);
   insert.Execute();
+  most_waiting_ = kMostRows;
   stored_ += count;
 }
 

@@ -69,6 +69,7 @@ class WriteBehindBuffer final : private GroupMember {
   std::vector<std::size_t> lengths_;  // texts_ for each row, kNull for nulls
   std::string characters_;
   std::size_t stored_ = 0;
+  std::size_t most_waiting_ = kMostRows;  // as many are tried to be stored; more after a failure
   bool waits_ = false;  // FlushRows will be called for those that are not stored
   std::array<std::unique_ptr<Statement>, kMostRows + 1> inserts_;  // by the number of their rows
 };
