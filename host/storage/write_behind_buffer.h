@@ -70,7 +70,7 @@ class WriteBehindBuffer final : private GroupMember {
   std::string characters_;
   std::size_t stored_ = 0;
   std::size_t most_waiting_ = kMostRows;  // as many are tried to be stored; more after a failure
-  bool waits_ = false;  // FlushRows will be called for those that are not stored
+  bool waits_ = false;                    // FlushRows will be called for those that are not stored
   std::array<std::unique_ptr<Statement>, kMostRows + 1> inserts_;  // by the number of their rows
 };
 
