@@ -184,6 +184,7 @@ void TableImporter::BeforeImport(bool&) {
     finish_error_.clear();
     stop_reason_.clear();
     missing_grants_.clear();
+    not_recorded_.clear();
     // Rows of a log may have opened a group, within which nothing can be tuned.
     GroupedWrites::Of(OpenConnection()).Flush();
     TuneForImport(OpenConnection());
@@ -232,6 +233,7 @@ void TableImporter::ImportRecord(const Value& record) {
   if (ledger_ != nullptr) ledger_->HandOver(record_);
   Guard([&] {
     RequireGrants();
+    RequireLedger();
     Store(Writer(), record);
   });
   TellLateError();
@@ -244,6 +246,15 @@ void TableImporter::RequireGrants() {
                  ". Der Eigentümer der Tabellen vergibt sie mit GRANT; 'kestrel-import check' sagt danach, ob "
                  "sie genügen.";
   throw RuntimeError(ErrorNumber::kDatabase, "Dem Benutzer fehlen Rechte an der Datenbank: " + missing_grants_);
+}
+
+// What nobody has written down could not be undone either.
+void TableImporter::RequireLedger() {
+  if (not_recorded_.empty()) return;
+  stop_reason_ = "Der Import lässt sich nicht aufzeichnen (" + not_recorded_ +
+                 ") und wäre nicht rückgängig zu machen. Beheben Sie die Ursache, oder verzichten Sie auf die "
+                 "Aufzeichnung (Einstellung Importlauf/Fuehren = 0).";
+  throw RuntimeError(ErrorNumber::kDatabase, "Der Import lässt sich nicht aufzeichnen: " + not_recorded_);
 }
 
 void TableImporter::CheckRecord(const Value& record) {
@@ -350,10 +361,15 @@ void TableImporter::RunStarts(std::string_view specification, std::string_view c
                                    .source_size = size,
                                    .source_time = std::string(time),
                                    .user = personal_nr_};
-  RecordWriter& writer = Writer();
-  RestoreLedger(OpenConnection());
-  ledger_ = std::make_unique<RunLedger>(OpenConnection(), Target(), description);
-  writer.Observe(*ledger_);
+  Trap(
+      [&] {
+        RecordWriter& writer = Writer();
+        RestoreLedger(OpenConnection());
+        ledger_ = std::make_unique<RunLedger>(OpenConnection(), Target(), description);
+        writer.Observe(*ledger_);
+      },
+      // The first record tells.
+      [this](const RuntimeError& error) { not_recorded_ = error.Description(); });
 }
 
 void TableImporter::RecordFate(std::int64_t first, std::int64_t last, std::string_view fate) {

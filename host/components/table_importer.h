@@ -103,6 +103,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   void Store(RecordWriter& writer, const Value& record);
   // Writes into the destination's table, or into one that stands for it; one of them an import.
   void RequireGrants();
+  void RequireLedger();
   RecordWriter& Writer();
   RecordWriter& TrialWriter();
   std::unique_ptr<RecordWriter> NewWriter(const Destination& target);
@@ -139,6 +140,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   std::int64_t error_last_ = 0;
   std::string stop_reason_;
   std::string missing_grants_;  // of the import under way
+  std::string not_recorded_;    // why there is no ledger of it, where there should be one
   StoreResult result_;
 };
 

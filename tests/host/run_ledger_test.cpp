@@ -321,6 +321,20 @@ TEST_F(RunLedger, TakesTheNextNumberWhereSomebodyHoldsTheLockOfItsOwn) {
   EXPECT_THAT(States(), ElementsAre("2|läuft"));
 }
 
+TEST_F(RunLedger, ThatCannotBeginKeepsRecordsFromBeingStoredUntold) {
+  if (OnPostgres()) GTEST_SKIP() << "locks a whole file";
+  const ObjectPtr importer = Importer();
+  SetProperty(importer, "Connection", OpenConnection("Provider=SQLite;Data Source=" + file + ";LockWait=0,05"));
+  const ConnectionPtr other = OpenConnection(file);
+  other->Begin();
+  Start(importer);
+  other->Commit();
+  EXPECT_THAT(Import(importer, {{"Bez1", "A"}}), HasSubstr("lässt sich nicht aufzeichnen: "));
+  EXPECT_THAT(GetProperty(importer, "StopReason").ToText(), HasSubstr("Importlauf/Fuehren"));
+  EXPECT_THAT(Rows("SELECT * FROM Kunden"), IsEmpty());
+  EXPECT_THAT(States(), IsEmpty());
+}
+
 TEST_F(RunLedger, LeavesNoFileBesideTheDatabase) {
   if (OnPostgres()) GTEST_SKIP() << "a server's database has no folder";
   const auto files = [&] { return ListFiles(folder.path()); };
