@@ -74,11 +74,16 @@ HandlePtr OpenHandle(const Address& address) {
   return handle;
 }
 
-std::future<HandlePtr> OpenHandleInBackground(const Address& address) {
-  std::packaged_task<HandlePtr()> open([address] { return OpenHandle(address); });
-  std::future<HandlePtr> handle = open.get_future();
+std::future<Opened> OpenHandleInBackground(const Address& address) {
+  std::packaged_task<Opened()> open([address] {
+    Opened opened;
+    Trap([&] { opened.handle = OpenHandle(address); },
+         [&](const RuntimeError& error) { opened.error = error; });
+    return opened;
+  });
+  std::future<Opened> opened = open.get_future();
   std::thread(std::move(open)).detach();
-  return handle;
+  return opened;
 }
 
 std::string SettingsQuery(const HandlePtr& handle, std::chrono::milliseconds lock_limit) {

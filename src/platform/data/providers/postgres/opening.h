@@ -4,9 +4,12 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "kestrel/runtime_error.h"
 
 struct pg_conn;
 
@@ -27,8 +30,14 @@ struct Address {
 
 // A session in pipeline mode, nothing of which blocks. Error 3000 with libpq's reason.
 HandlePtr OpenHandle(const Address& address);
-// The same in a thread of its own, which nobody need wait for: it ends with libpq's time limit.
-std::future<HandlePtr> OpenHandleInBackground(const Address& address);
+// Either a session or the reason why there is none.
+struct Opened {
+  HandlePtr handle;
+  std::optional<RuntimeError> error;
+};
+// The same in a thread of its own, which nobody need wait for: it ends with libpq's time limit. The error is a value,
+// as an exception would be shared between two threads, and its last owner could be either.
+std::future<Opened> OpenHandleInBackground(const Address& address);
 
 // The query that makes the settings by which values are written and limits hold, whatever the server's own are. Its
 // first value is "t" where a pooler stands between (another process answers than the one that greeted); there they

@@ -134,10 +134,14 @@ void Session::Reconnect() {
   const std::string lost = lost_;
   std::string reason;
   for (bool is_waiting = go_on(); is_waiting; is_waiting = is_waiting && go_on()) {
-    std::future<HandlePtr> opening = OpenHandleInBackground(address_);
+    std::future<Opened> opening = OpenHandleInBackground(address_);
     while (opening.wait_for(kLookAgain) != std::future_status::ready && is_waiting) is_waiting = go_on();
     if (!is_waiting) break;
-    const auto take = [&] { Start(opening.get()); };
+    const auto take = [&] {
+      Opened opened = opening.get();
+      if (opened.error) throw RuntimeError(*opened.error);
+      Start(std::move(opened.handle));
+    };
     if (Trap(take, [&](const RuntimeError& error) { reason = " " + error.Description(); })) return;
     // A server that starts refuses at once.
     ::poll(nullptr, 0, kLookAgainMs);
