@@ -248,8 +248,10 @@ TEST_F(RetriedGroups, ARecordThatSomebodyElseHasStoredMeanwhileIsToldAsExisting)
   ASSERT_EQ(Import(importer, {{"KundenNummer", "2"}, {"Bez1", "zwei"}}), "");
   EndSession(Backend());
   OpenConnection(file)->Execute("INSERT INTO Kunden (KundenNummer, Bez1) VALUES (1, 'anderer')");
-  ASSERT_EQ(Import(importer, {{"KundenNummer", "3"}, {"Bez1", "drei"}}), "");
+  // The loss is noticed with this record or only at the end, as the server's answer comes.
+  const std::string at_once = Import(importer, {{"KundenNummer", "3"}, {"Bez1", "drei"}});
   Finish(importer);
+  if (!at_once.empty()) errors.push_back(at_once);
   EXPECT_THAT(errors, ElementsAre(HasSubstr("Die Nummer 1 gibt es in 'Kunden' schon")));
   EXPECT_THAT(Rows("SELECT KundenNummer, Bez1 FROM Kunden ORDER BY KundenNummer"),
               ElementsAre("1|anderer", "2|zwei", "3|drei"));
