@@ -1,12 +1,11 @@
 #include "storage/address_index.h"
 
-#include <charconv>
+#include <algorithm>
 #include <mutex>
 #include <utility>
 
 #include "kestrel/runtime_error.h"
 #include "platform/base/text.h"
-#include "schema/host_schema.h"
 
 namespace kestrel::host {
 
@@ -16,9 +15,8 @@ constexpr std::string_view kGroup = "Adressindex";
 constexpr std::array<std::string_view, 3> kAlgorithms = {"AlgorithmCode1", "AlgorithmCode2", "AlgorithmCode3"};
 constexpr std::int64_t kTypesPerNumber = 64;
 constexpr std::size_t kStartOfName = 15;
-constexpr std::string_view kRow =
-    "Adressindex (Doubletkey1, Doubletkey2, Doubletkey3, AdressId, Adressart, Referenz) "
-    "VALUES (?, ?, ?, ?, ?, ?)";
+constexpr const char* kTable =
+    "Adressindex (Doubletkey1, Doubletkey2, Doubletkey3, AdressId, Adressart, Referenz)";
 
 void RequireIndexable(std::int64_t number) {
   if (number < 0 || number > INT64_MAX / kTypesPerNumber - 1) {
@@ -43,7 +41,9 @@ AddressIndex::AddressIndex(Connection& connection, int address_type, std::shared
       address_type_(address_type),
       keys_(std::move(keys)),
       known_(KnownKeys::Of(connection)),
-      new_rows_(connection, kTypesPerNumber) {
+      new_rows_(connection, kTypesPerNumber),
+      add_(connection, kTable, kColumns, RowInserts::Existing::kFails),
+      add_absent_(connection, kTable, kColumns, RowInserts::Existing::kStays) {
   const std::lock_guard lock(connection_.CallMutex());
   known_.Begin();
 }
@@ -82,49 +82,52 @@ void AddressIndex::BuildKeys(std::int64_t number, const IndexedAddress& address)
 }
 
 // The keys come first and the address's number fourth, in all statements.
-void AddressIndex::BindKeys(Statement& statement, std::int64_t number, const IndexedAddress& address) {
-  BuildKeys(number, address);
-  for (std::size_t i = 0; i < built_.size(); ++i) {
-    if (built_[i].empty()) {
-      statement.BindNull(i);
+void AddressIndex::BindKeys(Statement& statement, std::size_t first, std::int64_t number,
+                            const KnownKeys::Keys& keys) const {
+  for (const std::string_view key : keys) {
+    if (key.empty()) {
+      statement.BindNull(first++);
     } else {
-      statement.BindText(i, built_[i]);
+      statement.BindText(first++, key);
     }
   }
-  statement.BindInteger(3, number * kTypesPerNumber + address_type_);
+  statement.BindInteger(first, number * kTypesPerNumber + address_type_);
 }
 
-void AddressIndex::BindRow(Statement& statement, std::int64_t number, const IndexedAddress& address) {
-  BindKeys(statement, number, address);
-  const char* const end = std::to_chars(reference_.data(), reference_.data() + reference_.size(), number).ptr;
-  statement.BindInteger(4, address_type_);
-  statement.BindText(5, std::string_view(reference_.data(), static_cast<std::size_t>(end - reference_.data())));
+void AddressIndex::BindNew(Statement& insert, std::size_t place, const IndexRow& row) const {
+  const std::size_t first = place * kColumns;
+  BindKeys(insert, first, row.number, {row.keys[0], row.keys[1], row.keys[2]});
+  insert.BindInteger(first + 4, address_type_);
+  insert.BindText(first + 5, row.reference);
 }
 
-Statement& AddressIndex::PrepareNew(std::int64_t number, const IndexedAddress& address) {
-  if (add_ == nullptr) add_ = connection_.Prepare("INSERT INTO " + std::string(kRow));
-  BindRow(*add_, number, address);
-  return *add_;
+void AddressIndex::MakeRow(std::int64_t number, const IndexedAddress& address, IndexRow& row) {
+  BuildKeys(number, address);
+  known_.Announce(built_);
+  std::ranges::copy(built_, row.keys.begin());
+  row.number = number;
+  row.reference = std::to_string(number);
 }
 
 void AddressIndex::Add(std::int64_t number, const IndexedAddress& address) {
-  if (!new_rows_.MayAdd()) return Write(number, address);
+  // A server is sent rows together by another way, which is told which of them fails.
+  if (connection_.pipeline() != nullptr || !new_rows_.MayAdd()) return Write(number, address);
   BuildKeys(number, address);
   new_rows_.Add(number * kTypesPerNumber + address_type_, built_);
 }
 
 void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {
-  if (add_absent_ == nullptr) {
-    add_absent_ = connection_.Prepare(InsertAbsentText(connection_, kRow));
-  }
-  BindRow(*add_absent_, number, address);
-  if (known_.Store(built_, [this] { return add_absent_->Execute(); }) != 0) return;
+  MakeRow(number, address, row_);
+  Statement& add = add_absent_.Of(1);
+  BindNew(add, 0, row_);
+  if (known_.StoreAnnounced([&add] { return add.Execute(); }) != 0) return;
   if (update_ == nullptr) {
     update_ = connection_.Prepare(
         "UPDATE Adressindex SET Doubletkey1 = ?, Doubletkey2 = ?, Doubletkey3 = ? WHERE AdressId = ?");
   }
-  BindKeys(*update_, number, address);
-  known_.Store(built_, [this] { return update_->Execute(); });
+  const KnownKeys::Keys keys = {row_.keys[0], row_.keys[1], row_.keys[2]};
+  BindKeys(*update_, 0, number, keys);
+  known_.Store(keys, [this] { return update_->Execute(); });
 }
 
 void AddressIndex::Remove(std::int64_t number) {

@@ -17,6 +17,7 @@
 #include "schema/settings.h"
 #include "storage/index_row_buffer.h"
 #include "storage/known_keys.h"
+#include "storage/row_inserts.h"
 
 namespace kestrel::host {
 
@@ -27,6 +28,13 @@ struct IndexedAddress {
   std::string_view street;
   std::array<std::string_view, 3> names;
   std::string_view group;
+};
+
+// A row of the index.
+struct IndexRow {
+  std::int64_t number = 0;          // of the address
+  std::string reference;            // the same as text
+  std::array<std::string, 3> keys;  // empty where there is none
 };
 
 // Appends the key text of an address: PLZ|Ort|Strasse|first 15 characters of Bez1,
@@ -51,14 +59,20 @@ class AddressIndex {
   void Remove(std::int64_t number);
   // Raises what Write would, but for the database: for an address whose row is not to be written.
   void RequireFit(std::int64_t number);
-  // The statement that adds the row of an address, to be executed; it fails where the address has one already.
-  // Errors as of Write.
-  Statement& PrepareNew(std::int64_t number, const IndexedAddress& address);
+  // The row of an address that is about to be added; look-ups count on it from now on. Errors as of Write, but for the
+  // database's.
+  void MakeRow(std::int64_t number, const IndexedAddress& address, IndexRow& row);
+  // The statement that adds so many rows (see RowInserts::AtOnce), each with its place bound by BindNew, which keeps
+  // views of the row. It fails where one of the addresses has a row already.
+  Statement& InsertOf(std::size_t rows) { return add_.Of(rows); }
+  void BindNew(Statement& insert, std::size_t place, const IndexRow& row) const;
 
  private:
+  static constexpr std::size_t kColumns = 6;
+
   void BuildKeys(std::int64_t number, const IndexedAddress& address);
-  void BindKeys(Statement& statement, std::int64_t number, const IndexedAddress& address);
-  void BindRow(Statement& statement, std::int64_t number, const IndexedAddress& address);
+  void BindKeys(Statement& statement, std::size_t first, std::int64_t number,
+                const KnownKeys::Keys& keys) const;
 
   Connection& connection_;
   Settings& settings_;
@@ -71,13 +85,13 @@ class AddressIndex {
   KnownKeys& known_;
   KnownKeys::Keys built_;  // the keys bound last, while keys_ has them
   IndexRowBuffer new_rows_;
-  std::unique_ptr<Statement> add_;
-  std::unique_ptr<Statement> add_absent_;
+  RowInserts add_;
+  RowInserts add_absent_;
   std::unique_ptr<Statement> update_;
   std::unique_ptr<Statement> remove_;
   std::string key_text_;
   const AddressParts nobody_;
-  std::array<char, 24> reference_{};
+  IndexRow row_;  // that is written
 };
 
 }  // namespace kestrel::host

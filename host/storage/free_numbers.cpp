@@ -9,13 +9,14 @@
 #include "schema/host_schema.h"
 #include "schema/number_sequence.h"
 #include "storage/grouped_writes.h"
+#include "storage/pipelined_records.h"
 
 namespace kestrel::host {
 
 namespace {
 
 // More numbers than records wait for their answers.
-constexpr std::size_t kMostAtOnce = 256;
+constexpr std::size_t kMostAtOnce = 2 * PipelinedRecords::kMost;
 
 std::int64_t GreatestIn(Connection& connection, const std::string& table, const std::string& column) {
   if (table.empty()) return 0;

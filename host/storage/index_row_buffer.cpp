@@ -4,8 +4,6 @@
 #include <charconv>
 #include <mutex>
 
-#include "schema/host_schema.h"
-
 namespace kestrel::host {
 
 namespace {
@@ -28,7 +26,9 @@ IndexRowBuffer::IndexRowBuffer(Connection& connection, std::int64_t types_per_nu
     : connection_(connection),
       types_per_number_(types_per_number),
       group_(GroupedWrites::Of(connection)),
-      known_(KnownKeys::Of(connection)) {}
+      known_(KnownKeys::Of(connection)),
+      inserts_(connection, "Adressindex (Doubletkey1, Doubletkey2, Doubletkey3, AdressId, Adressart, Referenz)",
+               6, RowInserts::Existing::kStays) {}
 
 IndexRowBuffer::~IndexRowBuffer() {
   const std::lock_guard lock(connection_.CallMutex());
@@ -101,7 +101,7 @@ std::size_t IndexRowBuffer::BindKeys(Statement& statement, std::size_t parameter
 }
 
 void IndexRowBuffer::StoreSome(std::size_t first, std::size_t count) {
-  Statement& insert = InsertOf(count);
+  Statement& insert = inserts_.Of(count);
   std::array<std::array<char, 24>, kRowsAStatement> references;
   std::size_t parameter = 0;
   for (std::size_t i = 0; i < count; ++i) {
@@ -126,17 +126,6 @@ void IndexRowBuffer::Replace(const Row& row) {
   }
   BindKeys(*replace_, 0, row);
   replace_->Execute();
-}
-
-Statement& IndexRowBuffer::InsertOf(std::size_t rows) {
-  std::unique_ptr<Statement>& insert = inserts_[rows];
-  if (insert == nullptr) {
-    std::string target =
-        "Adressindex (Doubletkey1, Doubletkey2, Doubletkey3, AdressId, Adressart, Referenz) VALUES ";
-    for (std::size_t i = 0; i < rows; ++i) target += i == 0 ? "(?, ?, ?, ?, ?, ?)" : ", (?, ?, ?, ?, ?, ?)";
-    insert = connection_.Prepare(InsertAbsentText(connection_, target));
-  }
-  return *insert;
 }
 
 }  // namespace kestrel::host

@@ -13,7 +13,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,6 +21,7 @@
 #include "kestrel/connection.h"
 #include "storage/grouped_writes.h"
 #include "storage/known_keys.h"
+#include "storage/row_inserts.h"
 
 namespace kestrel::host {
 
@@ -58,7 +58,6 @@ class IndexRowBuffer final : private GroupMember {
   void StoreSome(std::size_t first, std::size_t count);
   void Replace(const Row& row);
   std::size_t BindKeys(Statement& statement, std::size_t parameter, const Row& row) const;
-  Statement& InsertOf(std::size_t rows);
 
   Connection& connection_;
   const std::int64_t types_per_number_;
@@ -66,8 +65,8 @@ class IndexRowBuffer final : private GroupMember {
   KnownKeys& known_;
   std::vector<Row> rows_;
   std::string characters_;
-  std::optional<RuntimeError> failure_;                        // the group is to be lost for
-  std::map<std::size_t, std::unique_ptr<Statement>> inserts_;  // by the number of rows
+  std::optional<RuntimeError> failure_;  // the group is to be lost for
+  RowInserts inserts_;
   std::unique_ptr<Statement> replace_;
 };
 

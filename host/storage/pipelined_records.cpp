@@ -9,6 +9,13 @@
 
 namespace kestrel::host {
 
+namespace {
+
+// Under way together behind one that failed.
+constexpr std::size_t kFewest = 32;
+
+}  // namespace
+
 PipelinedRecords::PipelinedRecords(Connection& connection, Pipeline& pipeline, const Destination& destination,
                                    const std::shared_ptr<KeyMemory>& keys, StoreNow store_now, Undone undone,
                                    LateErrors& errors)
@@ -20,8 +27,9 @@ PipelinedRecords::PipelinedRecords(Connection& connection, Pipeline& pipeline, c
       undone_(std::move(undone)),
       errors_(errors),
       // A number that is taken is an error here.
-      insert_(connection.Prepare(InsertText(destination))),
+      insert_(connection, InsertTarget(destination), destination.fields.size(), RowInserts::Existing::kFails),
       records_(kMost) {
+  insert_.Of(1);
   if (!destination.trial_of.empty()) take_over_ = connection.Prepare(TakeOverText(destination));
   // So is an index row that is left of an address whose number is free.
   if (destination.address_type != 0) {
@@ -31,41 +39,87 @@ PipelinedRecords::PipelinedRecords(Connection& connection, Pipeline& pipeline, c
 
 PipelinedRecords::~PipelinedRecords() {
   const std::lock_guard lock(connection_.CallMutex());
-  if (count_ != 0) pipeline_.Flush();
+  Flush();
+  GroupedWrites::Leave(connection_, *this);
 }
 
 void PipelinedRecords::MakeRoom() {
-  if (count_ == kMost) pipeline_.Flush();
+  if (count_ >= most_) Flush();
 }
 
-void PipelinedRecords::Send(std::int64_t record, const RecordValues& values, std::int64_t number,
-                            const IndexedAddress& address) {
-  // What may fail comes before the first statement is sent.
-  Statement* write_index = nullptr;
-  if (index_ && index_->IsKept()) {
-    if (take_over_ != nullptr) {
-      index_->RequireFit(number);
-    } else {
-      write_index = &index_->PrepareNew(number, address);
-    }
-  }
-  // A statement that a new session has to prepare ends the pipeline: between an address and its index row, the first
-  // would stand for itself, and be lost to a failure of the second without anybody doing it again.
-  for (Statement* statement : {take_over_.get(), insert_.get(), write_index}) {
-    if (statement != nullptr) pipeline_.MakeReady(*statement);
-  }
-  for (std::size_t i = 0; i < values.size(); ++i) Bind(*insert_, i, values[i]);
-  insert_->BindInteger(destination_.number_field, number);
-  if (take_over_ != nullptr) {
-    take_over_->BindInteger(0, number);
-    pipeline_.Send(*take_over_, *this);
-  }
-  pipeline_.Send(*insert_, *this);
-  Entry& entry = records_[count_++];
+void PipelinedRecords::Flush() {
+  SendWaiting();
+  if (count_ != 0) pipeline_.Flush();
+}
+
+void PipelinedRecords::Add(std::int64_t record, const RecordValues& values, std::int64_t number,
+                           const IndexedAddress& address) {
+  // What may fail, or run a query that ends what is under way, comes before the record has its place.
+  const bool is_kept = index_ && index_->IsKept();
+  if (is_kept && take_over_ != nullptr) index_->RequireFit(number);
+  if (is_kept && take_over_ == nullptr) index_->MakeRow(number, address, row_);
+  Entry& entry = records_[count_];
+  entry.is_indexed = is_kept && take_over_ == nullptr;
+  if (entry.is_indexed) std::swap(entry.row, row_);
   entry.record = record;
   entry.number = number;
   entry.kept.Keep(values);
+  ++count_;
+}
+
+void PipelinedRecords::SendWhenDue() {
+  if (!group_.MayWriteBehind() || count_ - sent_ >= RowInserts::kMostRows) {
+    SendWaiting();
+  } else {
+    group_.WriteBehind(*this);
+  }
+}
+
+void PipelinedRecords::SendWaiting() {
+  const auto send = [this] {
+    while (sent_ < count_) SendRows();
+  };
+  Trap(send, [this](const RuntimeError&) {
+    // Each record tells its own error.
+    pipeline_.Flush();
+    RetryPipeline();
+  });
+}
+
+void PipelinedRecords::SendRows() {
+  const auto waiting = [this] { return std::span(records_).subspan(sent_, count_ - sent_); };
+  const bool is_indexed = waiting().front().is_indexed;
+  const auto alike =
+      std::ranges::find_if(waiting(), [&](const Entry& entry) { return entry.is_indexed != is_indexed; });
+  const std::size_t rows = RowInserts::AtOnce(static_cast<std::size_t>(alike - waiting().begin()));
+  // All before anything is sent, as what is sent together must stand or fall together.
+  Statement& insert = insert_.Of(rows);
+  Statement* const write_index = is_indexed ? &index_->InsertOf(rows) : nullptr;
+  for (Statement* statement : {take_over_.get(), &insert, write_index}) {
+    if (statement != nullptr) pipeline_.MakeReady(*statement);
+  }
+  // What was on its way had to be stored again, and these with it.
+  if (count_ == 0) return;
+  std::size_t parameter = 0;
+  for (std::size_t i = 0; i < rows; ++i) {
+    const Entry& entry = waiting()[i];
+    const RecordValues& values = entry.kept.values();
+    for (std::size_t field = 0; field < values.size(); ++field) {
+      if (field == destination_.number_field) {
+        insert.BindInteger(parameter++, entry.number);
+      } else {
+        Bind(insert, parameter++, values[field]);
+      }
+    }
+    if (write_index != nullptr) index_->BindNew(*write_index, i, entry.row);
+    if (take_over_ != nullptr) {
+      take_over_->BindInteger(0, entry.number);
+      pipeline_.Send(*take_over_, *this);
+    }
+  }
+  pipeline_.Send(insert, *this);
   if (write_index != nullptr) pipeline_.Send(*write_index, *this);
+  sent_ += rows;
 }
 
 std::string PipelinedRecords::NameOf(const RecordValues& values) const {
@@ -81,38 +135,44 @@ std::string PipelinedRecords::NameOf(const RecordValues& values) const {
   return {};
 }
 
-void PipelinedRecords::PipelineSucceeded() {
-  const std::size_t count = std::exchange(count_, 0);
-  if (stands_ == nullptr) return;
-  for (std::size_t i = 0; i < count; ++i) {
-    Entry& entry = records_[i];
-    stands_(entry.record, entry.number, entry.kept.values());
-  }
+bool PipelinedRecords::GroupLost(const RuntimeError&) {
+  Forget();
+  return false;
 }
 
-std::int64_t PipelinedRecords::LeastGiven(std::size_t count) {
+void PipelinedRecords::PipelineSucceeded() {
+  most_ = std::min(2 * most_, kMost);
+  const auto standing = std::span(records_).subspan(begin_, sent_ - begin_);
+  begin_ = sent_;
+  if (sent_ == count_) Forget();
+  if (stands_ == nullptr) return;
+  for (const Entry& entry : standing) stands_(entry.record, entry.number, entry.kept.values());
+}
+
+std::int64_t PipelinedRecords::LeastGiven(std::span<const Entry> entries) const {
   std::int64_t least = INT64_MAX;
-  for (std::size_t i = 0; i < count; ++i) {
-    const bool is_own =
-        !std::holds_alternative<std::monostate>(records_[i].kept.values()[destination_.number_field]);
-    if (!is_own) least = std::min(least, records_[i].number);
+  for (const Entry& entry : entries) {
+    const bool is_own = !std::holds_alternative<std::monostate>(entry.kept.values()[destination_.number_field]);
+    if (!is_own) least = std::min(least, entry.number);
   }
   return least;
 }
 
 void PipelinedRecords::RetryPipeline() {
-  const std::size_t count = std::exchange(count_, 0);
-  if (count == 0) return;
+  const auto undone = std::span(records_).subspan(begin_, count_ - begin_);
+  Forget();
+  if (undone.empty()) return;
   if (group_.IsOpen() && !connection_.InTransaction()) {
     // They are lost with their group, which tells them or does them again.
     group_.Lose(RuntimeError(ErrorNumber::kDatabase, connection_.StopReason()));
     return;
   }
-  undone_(records_.front().record, LeastGiven(count));
+  most_ = kFewest;
+  undone_(undone.front().record, LeastGiven(undone));
   group_.Retry([&] {
-    for (std::size_t i = 0; i < count; ++i) {
-      RecordValues& values = records_[i].kept.values();
-      const std::int64_t record = records_[i].record;
+    for (std::size_t i = 0; i < undone.size(); ++i) {
+      RecordValues& values = undone[i].kept.values();
+      const std::int64_t record = undone[i].record;
       // Named before, as storing gives a record its number.
       const std::string name = NameOf(values);
       std::optional<RuntimeError> failure;
@@ -125,10 +185,10 @@ void PipelinedRecords::RetryPipeline() {
       if (!failure) continue;
       errors_.push_back(
           {record, record, RuntimeError(failure->Number(), name + failure->Description()), field});
-      if (i + 1 == count || connection_.StopReason().empty()) continue;
+      if (i + 1 == undone.size() || connection_.StopReason().empty()) continue;
       // The others would only wait for the same failure.
       RecordsInGroup others;
-      while (++i < count) others.Add(records_[i].record);
+      while (++i < undone.size()) others.Add(undone[i].record);
       others.Lose(*failure, errors_);
     }
   });

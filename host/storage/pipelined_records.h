@@ -1,14 +1,19 @@
-// New records that are sent to the database without waiting for the answers, up to kMost at a time.
+// New records that are sent to the database without waiting for the answers, up to kMost at a time and many by one
+// statement.
 //
-// A record is one insert and the row of its address index. Both fail only where the record is at fault or its
+// A record is one row and that of its address index. Both fail only where the record is at fault or its
 // number is taken; then all records under way are stored again one by one, waiting, in their order, so that an
 // error hits its own record alone and the result is the one that waiting would have given.
 //
 // Invariants
-//  1. Records are kept until the database says that they stand.
+//  1. Records are kept until the database says that they stand. Of records_, those from begin_ on are on their way, those
+//     from sent_ up to count_ wait for more that share a statement: until there are enough, the group ends or a query
+//     is run.
 //  2. Sending and storing again share no statement and no key memory, as records may be stored again while one
-//  is being sent.
-//  3. Used under the connection's CallMutex.
+//     is being sent.
+//  3. Behind a record that failed fewer are under way together, which are more from one success to the next: so what is
+//     stored again in vain stays little where many fail.
+//  4. Used under the connection's CallMutex.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +21,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "kestrel/runtime_error.h"
@@ -24,12 +30,13 @@
 #include "storage/grouped_writes.h"
 #include "storage/late_errors.h"
 #include "storage/record_values.h"
+#include "storage/row_inserts.h"
 
 namespace kestrel::host {
 
-class PipelinedRecords final : private PipelineSender {
+class PipelinedRecords final : private PipelineSender, private GroupMember {
  public:
-  static constexpr std::size_t kMost = 128;
+  static constexpr std::size_t kMost = 512;
   // Stores a record again and waits. May raise.
   using StoreNow = std::function<void(std::int64_t record, RecordValues&)>;
   // Told that this record and all behind it are undone, and are about to be stored again. `number` is the least that
@@ -49,26 +56,36 @@ class PipelinedRecords final : private PipelineSender {
   void Observe(Stands stands) { stands_ = std::move(stands); }
 
   // Waits where as many records as may be are under way; others are then stored again where it must be. To be
-  // called before each Send, outside of GroupedWrites::Store.
+  // called before each Add, outside of GroupedWrites::Store.
   void MakeRoom();
+  // Sends what is not sent and waits for all answers. Raises nothing.
+  void Flush();
   // The records that are under way are lost with their group, which tells them: none is stored again.
-  void Forget() { count_ = 0; }
-  // Sends a record inside a GroupedWrites::Store. `record` counts the records; `number` is what `values` has,
-  // or the next free one. Errors: those of AddressIndex::PrepareNew, and 3000 where nothing can be sent.
-  void Send(std::int64_t record, const RecordValues& values, std::int64_t number,
-            const IndexedAddress& address);
+  void Forget() { begin_ = sent_ = count_ = 0; }
+  // Takes a record inside a GroupedWrites::Store. `record` counts the records; `number` is what `values` has, or the
+  // next free one. Errors: those of AddressIndex::MakeRow.
+  void Add(std::int64_t record, const RecordValues& values, std::int64_t number, const IndexedAddress& address);
+  // Behind each Add: sends the records where there are enough of them, or where they may not wait. Raises nothing.
+  void SendWhenDue();
 
  private:
-  void PipelineSucceeded() override;
-  void RetryPipeline() override;
-  std::int64_t LeastGiven(std::size_t count);
-  std::string NameOf(const RecordValues& values) const;
-
   struct Entry {
     std::int64_t record = 0;
     std::int64_t number = 0;
     KeptValues kept;
+    bool is_indexed = false;
+    IndexRow row;
   };
+
+  void PipelineSucceeded() override;
+  void RetryPipeline() override;
+  std::int64_t LeastGiven(std::span<const Entry> entries) const;
+  void FlushRows() override { SendWaiting(); }
+  void GroupCommitted() override {}
+  bool GroupLost(const RuntimeError& reason) override;
+  void SendWaiting();
+  void SendRows();
+  std::string NameOf(const RecordValues& values) const;
 
   Connection& connection_;
   Pipeline& pipeline_;
@@ -79,10 +96,14 @@ class PipelinedRecords final : private PipelineSender {
   Stands stands_;
   LateErrors& errors_;
   std::optional<AddressIndex> index_;
-  std::unique_ptr<Statement> insert_;
+  RowInserts insert_;
   std::unique_ptr<Statement> take_over_;  // of a trial table
-  std::vector<Entry> records_;            // the first count_ of them are under way
+  IndexRow row_;                          // of the record on its way
+  std::vector<Entry> records_;            // they are used again
+  std::size_t begin_ = 0;
+  std::size_t sent_ = 0;
   std::size_t count_ = 0;
+  std::size_t most_ = kMost;  // that may be under way
 };
 
 }  // namespace kestrel::host

@@ -19,14 +19,18 @@ void Bind(Statement& statement, std::size_t parameter, const StoredValue& value)
   }
 }
 
-std::string InsertText(const Destination& destination) {
+std::string InsertTarget(const Destination& destination) {
   std::string columns;
-  std::string marks;
   for (const DestinationField& field : destination.fields) {
     columns += (columns.empty() ? "" : ", ") + field.column;
-    marks += marks.empty() ? "?" : ", ?";
   }
-  return "INSERT INTO " + destination.table + " (" + columns + ") VALUES (" + marks + ")";
+  return destination.table + " (" + columns + ")";
+}
+
+std::string InsertText(const Destination& destination) {
+  std::string marks = "?";
+  for (std::size_t i = 1; i < destination.fields.size(); ++i) marks += ", ?";
+  return "INSERT INTO " + InsertTarget(destination) + " VALUES (" + marks + ")";
 }
 
 std::string TakeOverText(const Destination& destination) {

@@ -20,6 +20,8 @@ std::string_view TextOf(const StoredValue& value);
 
 void Bind(Statement& statement, std::size_t parameter, const StoredValue& value);
 
+// "table (columns)", one a field.
+std::string InsertTarget(const Destination& destination);
 // "INSERT INTO table (columns) VALUES (?, ...)", one parameter a field.
 std::string InsertText(const Destination& destination);
 
@@ -33,6 +35,7 @@ class KeptValues {
   void Keep(const RecordValues& values);
   // Live until the next Keep.
   RecordValues& values() { return values_; }
+  const RecordValues& values() const { return values_; }
 
  private:
   RecordValues values_;

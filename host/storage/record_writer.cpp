@@ -94,7 +94,7 @@ void RecordWriter::BeforeCommit() {
   numbers_->BeforeCommit();
   if (observer_ == nullptr) return;
   // Only then it is known what stands, and under which numbers.
-  if (pipelined_ != nullptr) connection_.pipeline()->Flush();
+  if (pipelined_ != nullptr) pipelined_->Flush();
   observer_->WriteDown();
 }
 
@@ -431,10 +431,12 @@ StoreResult RecordWriter::StoreThroughPipeline(std::int64_t record) {
   group_.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
     const auto* given = std::get_if<std::int64_t>(&values_[destination_.number_field]);
     const std::int64_t number = given != nullptr ? *given : numbers_->Next();
-    pipelined_->Send(record, values_, number, address_fields_.Of(values_));
+    pipelined_->Add(record, values_, number, address_fields_.Of(values_));
     numbers_->Take(number);
     Keep(record, values_, given != nullptr, false);
     result.number = number;
+    // Last, as it may turn out that records have to be stored again, this one among them.
+    pipelined_->SendWhenDue();
   });
   return result;
 }
@@ -489,7 +491,7 @@ StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
       return result;
     }
   }
-  connection_.pipeline()->Flush();
+  pipelined_->Flush();
   return StoreNow(record, values_);
 }
 

@@ -4,31 +4,18 @@
 #include <mutex>
 #include <utility>
 
-#include "schema/host_schema.h"
-
 namespace kestrel::host {
 
 WriteBehindBuffer::WriteBehindBuffer(Connection& connection, std::string table, std::size_t texts)
-    : connection_(connection), table_(std::move(table)), texts_(texts) {
-  InsertOf(1);
+    : connection_(connection),
+      texts_(texts),
+      inserts_(connection, std::move(table), 2 + texts, RowInserts::Existing::kStays) {
+  inserts_.Of(1);
 }
 
 WriteBehindBuffer::~WriteBehindBuffer() {
   Trap([this] { Flush(); }, [](const RuntimeError&) {});
   GroupedWrites::Leave(connection_, *this);
-}
-
-Statement& WriteBehindBuffer::InsertOf(std::size_t rows) {
-  std::unique_ptr<Statement>& insert = inserts_[rows];
-  if (insert == nullptr) {
-    std::string row = "(?, ?";
-    for (std::size_t i = 0; i < texts_; ++i) row += ", ?";
-    row += ")";
-    std::string target = table_ + " VALUES " + row;
-    for (std::size_t i = 1; i < rows; ++i) target += ", " + row;
-    insert = connection_.Prepare(InsertAbsentText(connection_, target));
-  }
-  return *insert;
 }
 
 void WriteBehindBuffer::Append(std::int64_t key, std::int64_t number, std::span<const Text> texts) {
@@ -63,7 +50,7 @@ void WriteBehindBuffer::StoreRows() {
 }
 
 void WriteBehindBuffer::StoreSome(std::size_t count) {
-  Statement& insert = InsertOf(count);
+  Statement& insert = inserts_.Of(count);
   std::size_t parameter = 0;
   for (std::size_t i = stored_; i < stored_ + count; ++i) {
     const Row& row = rows_[i];

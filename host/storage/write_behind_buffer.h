@@ -9,10 +9,8 @@
 //  4. rows_ and what follows it belong to the connection's CallMutex.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -21,6 +19,7 @@
 
 #include "kestrel/connection.h"
 #include "storage/grouped_writes.h"
+#include "storage/row_inserts.h"
 
 namespace kestrel::host {
 
@@ -58,11 +57,8 @@ class WriteBehindBuffer final : private GroupMember {
   // Stores the rows that are not. Error 3000; those that were stored then stay so.
   void StoreRows();
   void StoreSome(std::size_t count);
-  // The statement that inserts so many rows.
-  Statement& InsertOf(std::size_t rows);
 
   Connection& connection_;
-  const std::string table_;
   const std::size_t texts_;
 
   std::vector<Row> rows_;  // all that are not known to be committed; the first stored_ of them are in the group
@@ -71,7 +67,7 @@ class WriteBehindBuffer final : private GroupMember {
   std::size_t stored_ = 0;
   std::size_t most_waiting_ = kMostRows;  // as many are tried to be stored; more after a failure
   bool waits_ = false;                    // FlushRows will be called for those that are not stored
-  std::array<std::unique_ptr<Statement>, kMostRows + 1> inserts_;  // by the number of their rows
+  RowInserts inserts_;
 };
 
 }  // namespace kestrel::host

@@ -40,6 +40,7 @@ PostgresConnection::PostgresConnection(Address address, const WaitLimits& limits
   SharedWaits()->SetLockLimit(limits.lock);
   SharedWaits()->SetAnswerLimit(limits.answer);
   session_ = std::make_shared<Session>(std::move(address), SharedCallMutex(), SharedWaits());
+  session_->SetBeforeQuery([this] { attachments().BeforeQuery(); });
 }
 
 PostgresConnection::~PostgresConnection() {
@@ -167,6 +168,7 @@ void PostgresConnection::Close() {
   attachments().Drop(*this);
   const std::lock_guard lock(CallMutex());
   // Record sets may keep the session for longer.
+  session_->SetBeforeQuery(nullptr);
   if (session_->InTransaction()) Trap([&] { Run("ROLLBACK"); }, [](const RuntimeError&) {});
   session_ = nullptr;
 }

@@ -26,7 +26,7 @@ class PostgresConnection final : public Connection, public Recovery, private Pip
   std::int64_t Execute(std::string_view sql) override;
   RecordsetPtr OpenRecordset(std::string_view sql) override;
   std::unique_ptr<Statement> Prepare(std::string_view sql) override;
-  Capabilities capabilities() const override { return {.atomic_statements = true}; }
+  Capabilities capabilities() const override { return {.atomic_statements = true, .announces_queries = true}; }
   Pipeline* pipeline() override { return this; }
   void Begin() override;
   void Commit() override;

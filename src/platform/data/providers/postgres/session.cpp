@@ -523,6 +523,7 @@ void Session::Prepare(std::string_view sql) {
 }
 
 void Session::Send(std::string_view sql, ParameterValues& values, AnswerReader& reader) {
+  if (before_query_) before_query_();
   const auto attempt = [&] {
     SendPacket(sql, values, Task::kQuery);
     if (!SkipPreliminaries()) return;

@@ -25,6 +25,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <list>
 #include <memory>
@@ -66,6 +67,8 @@ class Session {
 
   std::recursive_mutex& Mutex() const { return *mutex_; }
   bool InTransaction() const { return in_transaction_; }
+  // Has `call` called before a query is sent; null for nothing. It raises nothing.
+  void SetBeforeQuery(std::function<void()> call) { before_query_ = std::move(call); }
 
   // Runs a statement that returns no rows; the number of rows changed. `sql` has its parameters numbered.
   std::int64_t Execute(std::string_view sql, ParameterValues& values);
@@ -167,6 +170,7 @@ class Session {
   std::list<Prepared> prepared_;  // most recently used first
   std::uint64_t names_ = 0;
   bool in_transaction_ = false;
+  std::function<void()> before_query_;
 
   PipelineSender* sender_ = nullptr;  // whose statements stand in the savepoint
   int pipelined_answers_ = 0;         // of theirs, not yet read
