@@ -24,12 +24,18 @@ KnownKeys::KnownKeys(Connection& connection)
     : connection_(connection),
       group_(GroupedWrites::Of(connection)),
       lock_(GroupLock::Of(connection)),
-      absent_(connection.attachments().Of<AbsentValues>(connection)) {
+      absent_(connection.attachments().Of<AbsentValues>(connection)),
+      coming_(connection.attachments().Of<ComingLookUps>(connection)) {
   absent_.Keep("Adressindex", [this](std::span<const SoughtValue> values) { return Lacks(values); });
 }
 
 void KnownKeys::Begin() {
   ++writers_;
+  if (ahead_ == nullptr && connection_.pipeline() != nullptr) {
+    ahead_ = std::make_unique<KeysAhead>(connection_, lock_);
+    coming_.Want(KeysAhead::kRecords,
+                 [this](std::span<const std::string> key_texts) { ahead_->Ask(key_texts); });
+  }
   if (!IsSqlite(connection_) || !absent_.AreTold()) return;
   if (state_ == State::kOff) state_ = State::kUnknown;
   rows_to_learn_ = std::max(rows_to_learn_, kRowsAtOnce);
@@ -37,6 +43,8 @@ void KnownKeys::Begin() {
 
 void KnownKeys::Release() {
   if (--writers_ > 0) return;
+  coming_.Want(0, nullptr);
+  ahead_.reset();
   Forget(State::kOff);
   rows_to_learn_ = 0;
 }
@@ -47,6 +55,7 @@ void KnownKeys::Forget(State state) {
 }
 
 void KnownKeys::Announce(const Keys& keys) {
+  if (ahead_ != nullptr) ahead_->Stored(keys);
   if (state_ == State::kOff) return;
   if (state_ != State::kComplete) rows_to_learn_ += kRowsAStored;
   if (state_ == State::kUnknown) return;
@@ -87,6 +96,7 @@ bool KnownKeys::Lacks(std::span<const SoughtValue> values) {
   LearnBetweenGroups();
   // What cannot be looked for is not stored either, whatever is answered here.
   if (!lock_.BeforeLookUp()) return true;
+  if (ahead_ != nullptr) return ahead_->Lacks(values);
   if (state_ == State::kOff || (state_ == State::kUnknown && rows_to_learn_ < kRowsAtOnce)) return false;
   bool lacks = false;
   const auto ask = [&] {

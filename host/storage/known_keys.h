@@ -29,8 +29,10 @@
 
 #include "kestrel/connection.h"
 #include "platform/data/absent_values.h"
+#include "platform/data/coming_lookups.h"
 #include "storage/group_lock.h"
 #include "storage/grouped_writes.h"
+#include "storage/keys_ahead.h"
 #include "storage/value_filter.h"
 
 namespace kestrel::host {
@@ -96,6 +98,8 @@ class KnownKeys final : public Attachment {
   GroupedWrites& group_;
   GroupLock& lock_;
   AbsentValues& absent_;
+  ComingLookUps& coming_;
+  std::unique_ptr<KeysAhead> ahead_;  // where queries are sent to a server
   int writers_ = 0;
   State state_ = State::kOff;
   ValueFilter filter_;

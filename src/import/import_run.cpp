@@ -37,6 +37,7 @@
 #include <optional>
 #include <string>
 
+#include "import/look_ahead.h"
 #include "import/match_details.h"
 #include "import/record_assembly.h"
 #include "import/reject_view.h"
@@ -77,6 +78,7 @@ class RunSteps {
         errors_(import.logs(), outcomes_, settings),
         reader_(session_),
         assembly_(session_, import.profiles(), errors_),
+        look_ahead_(session_, import.duplicates(), assembly_),
         waits_(view, abort_requested) {
     errors_.OnUnlogged([this](const std::string& text) { Tell("Nicht im Protokoll: " + text); });
   }
@@ -155,6 +157,7 @@ class RunSteps {
   RunErrors errors_;
   SourceReader reader_;
   RecordAssembly assembly_;
+  LookAhead look_ahead_;
   RunWaits waits_;
   RunResult result_;
   ProgressText progress_text_;
@@ -319,6 +322,7 @@ void RunSteps::WorkOnRecord() {
     outcomes_.at_hand().fate = RecordFate::kRejected;
     return;
   }
+  look_ahead_.BeforeRecord(source_);
   bool same_object = false;
   errors_.Try([&] { same_object = assembly_.Fill(source_, record_); });
   if (IsSuspectedDuplicate(same_object)) {

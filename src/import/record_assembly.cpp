@@ -1,5 +1,6 @@
 #include "import/record_assembly.h"
 
+#include <algorithm>
 #include <limits>
 #include <typeinfo>
 #include <utility>
@@ -188,6 +189,30 @@ FieldValue RecordAssembly::ValueOf(std::string_view field) const {
     if (source_ != nullptr && EqualsIgnoringCase(row.field, field)) return ValueOf(row, *source_);
   }
   return {.field = field};
+}
+
+std::optional<std::size_t> RecordAssembly::RowOf(std::string_view field) const {
+  if (source_ == nullptr) return std::nullopt;
+  const auto fills = [&](const Row& row) {
+    return row.field == field && (row.option == kImportField || row.option == kConstantValue);
+  };
+  const auto found = std::ranges::find_if(rows_, fills);
+  if (found == rows_.end()) return std::nullopt;
+  return static_cast<std::size_t>(found - rows_.begin());
+}
+
+std::string_view RecordAssembly::Foresee(std::size_t index, const Recordset& source) {
+  Row& row = rows_[index];
+  if (row.option == kConstantValue) {
+    return ShapeByType(row.destination, row.kind, row.size).value_or(std::string_view());
+  }
+  if (!row.source_column) return {};
+  const std::string_view value = source.TextAt(*row.source_column);
+  if (row.translation) {
+    const auto translation = row.translation->Table(profiles_.Require(session_.SpecFile)).Find(value);
+    if (translation) return ShapeTranslated(*translation, row.field_typ, row.size).value_or(std::string_view());
+  }
+  return ShapeByType(value, row.kind, row.size).value_or(std::string_view());
 }
 
 void RecordAssembly::Forget() {

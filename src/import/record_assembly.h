@@ -44,6 +44,14 @@ class RecordAssembly {
   // Releases source and record.
   void Forget();
 
+  // --- Of records that come later ---
+
+  // The row of the assignment list that fills the field, for Foresee; none before the first Fill, and where none does.
+  std::optional<std::size_t> RowOf(std::string_view field) const;
+  // What the field will be where `source`, that of the last Fill, stands, as far as it is a text: empty where that is
+  // not known. Counts nothing. The view lives until the next look at that column of `source`. Raises what reading does.
+  std::string_view Foresee(std::size_t row, const Recordset& source);
+
  private:
   using Column = std::optional<std::size_t>;
 

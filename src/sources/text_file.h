@@ -52,6 +52,11 @@ class TextFile {
     return WithoutLineEnds({Bytes(begin, end), end - begin});
   }
 
+  // Whether Record would read nothing, and so raise nothing.
+  bool HoldsRecord(std::size_t row) const {
+    return row < index_.size() && (!decoded_.empty() || window_.Holds(index_[row], NextBegin(row)));
+  }
+
   // Looks at the whole text once more. What Record gave is no longer valid. Raises as Record.
   TextSurvey Survey();
 

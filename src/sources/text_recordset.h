@@ -37,6 +37,10 @@ class TextRecordset final : public Recordset, public TextFacts {
   std::optional<FileIdentity> SourceFile() const override { return file_.identity(); }
   std::int64_t Bookmark() const override;
   void GoTo(std::int64_t bookmark) override;
+  // Whether there is a record with this bookmark to which GoTo leads without reading, so that it cannot fail.
+  bool IsInMemory(std::int64_t bookmark) const {
+    return bookmark >= 0 && file_.HoldsRecord(static_cast<std::size_t>(bookmark));
+  }
   // The record's characters as they stand, qualifiers included, umlauts not repaired. Raises 3021 away from a row.
   std::string RawRecord() const;
   // What it is read from. A look at its bytes ends the record at hand: MoveFirst or GoTo gets one.

@@ -58,6 +58,9 @@ class TextWindow {
     return buffer_.data() + (begin - begin_);
   }
 
+  // Whether Hold would read nothing.
+  bool Holds(std::size_t begin, std::size_t end) const { return begin >= begin_ && end <= end_; }
+
   // Small enough that what was just read is still in the cache when it is looked at.
   static constexpr std::size_t kWindowSize = std::size_t{256} << 10;
   static constexpr std::size_t kPadding = LineScanner::kPadding;

@@ -1,6 +1,9 @@
 // The same imports into a host on SQLite and one on PostgreSQL: what is printed, stored and logged must be equal.
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <random>
+
 #include "kestrel/open_connection.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
@@ -154,6 +157,48 @@ TEST_F(BothHosts, RecordsThatTheDatabaseRefusesAreCountedTheSame) {
   ExpectEqualTables();
   EXPECT_EQ(postgres->Content("Protokollzeilen", "count(*)", "1"), "10|\n");
   EXPECT_EQ(sqlite->Content("Protokollzeilen", "count(*)", "1"), "10|\n");
+}
+
+// A server is asked for many records at once, an SQLite file for each of them.
+TEST_F(BothHosts, DuplicatesAmongRecordsThatFollowEachOtherAreHeldBackTheSame) {
+  for (const unsigned seed : {1U, 2U}) {
+    std::mt19937 random(seed);
+    std::string lines = "KdNr;Name;PLZ;Ort;Strasse;Leute\r\n";
+    std::vector<std::string> addresses;
+    for (int i = 0; i < 1200; ++i) {
+      // Some are those of an earlier record, near or far.
+      const bool again = !addresses.empty() && random() % 15 == 0;
+      const std::size_t back = 1 + random() % (random() % 2 == 0 ? 8 : 1500);
+      std::string address = again ? addresses[addresses.size() - std::min(back, addresses.size())]
+                                  : "Firma " + std::to_string(seed * 100000 + i) + " Bau GmbH;" +
+                                        std::to_string(10000 + random() % 80000) + ";Köln;Ring " +
+                                        std::to_string(random() % 100);
+      addresses.push_back(address);
+      lines += std::to_string(seed * 10000 + (random() % 200 == 0 ? 1 : i)) + ";" + address + ";" +
+               (random() % 90 == 0 ? "-1" : "3") + "\r\n";
+    }
+    for (const Host* host : {sqlite.get(), postgres.get()}) {
+      WriteFileAtomically(host->InImportFolder("folge.txt"), lines);
+      WriteFileAtomically(
+          host->InImportFolder("Folge.IMP"),
+          "[Common]\r\nDescription=Folge\r\nApplication=2\r\nImportClass=ksbimport.importkunden\r\n"
+          "Provider=Textdatei\r\nFileName=folge.txt\r\nColumnHeadings=True\r\nFileFormat=ANSI\r\n"
+          "Delimiter=;\r\n[CfgSettings]\r\nDublettenPruefen=1\r\nAddresstypeCode=1\r\nDublettenKey1=1\r\n"
+          "DublettenKey2=1\r\nDublettenKey3=1\r\n[FieldAssignments]\r\nKundenNummer=FIELD:KdNr\r\n"
+          "Bez1=FIELD:Name\r\nPLZ=FIELD:PLZ\r\nOrt=FIELD:Ort\r\nStrasse=FIELD:Strasse\r\n"
+          "Mitarbeiter=FIELD:Leute\r\n");
+    }
+    const auto counts = [](const ProgramResult& result) {
+      return result.out.substr(result.out.rfind("{\"records"));
+    };
+    const ProgramResult one = sqlite->Run({"run", "Folge", "--format", "json"});
+    const ProgramResult other = postgres->Run({"run", "Folge", "--format", "json"});
+    EXPECT_EQ(one.status, other.status) << other.err;
+    EXPECT_EQ(counts(one), counts(other));
+    EXPECT_THAT(counts(one), ::testing::Not(::testing::HasSubstr("\"duplicates\":0,")));
+    ExpectEqualTables();
+    ExpectEqualOutput({"log", "duplicates", "--last", "--format", "json"});
+  }
 }
 
 TEST_F(BothHosts, ChecksSayTheSame) {
