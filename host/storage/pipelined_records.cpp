@@ -65,14 +65,11 @@ void PipelinedRecords::Add(std::int64_t record, const RecordValues& values, std:
   entry.number = number;
   entry.kept.Keep(values);
   ++count_;
+  if (group_.MayWriteBehind()) group_.WriteBehind(*this);
 }
 
 void PipelinedRecords::SendWhenDue() {
-  if (!group_.MayWriteBehind() || count_ - sent_ >= RowInserts::kMostRows) {
-    SendWaiting();
-  } else {
-    group_.WriteBehind(*this);
-  }
+  if (!group_.MayWriteBehind() || count_ - sent_ >= RowInserts::kMostRows) SendWaiting();
 }
 
 void PipelinedRecords::SendWaiting() {

@@ -435,9 +435,9 @@ StoreResult RecordWriter::StoreThroughPipeline(std::int64_t record) {
     numbers_->Take(number);
     Keep(record, values_, given != nullptr, false);
     result.number = number;
-    // Last, as it may turn out that records have to be stored again, this one among them.
-    pipelined_->SendWhenDue();
   });
+  // Behind the step, as the group may be lost with it, or records have to be stored again, this one among them.
+  pipelined_->SendWhenDue();
   return result;
 }
 
