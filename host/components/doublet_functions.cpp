@@ -1,5 +1,9 @@
 #include "components/doublet_functions.h"
 
+#include <mutex>
+
+#include "storage/known_keys.h"
+
 namespace kestrel::host {
 
 void DoubletFunctions::Bind(Members& members) {
@@ -14,7 +18,7 @@ double DoubletFunctions::Confirm(const ObjectPtr& connection, std::string_view k
     addresses_.emplace(opened);
     connection_ = ConnectionPtr(connection, &opened);
   }
-  if (!addresses_->ReadKeyText(address_type, reference, candidate_text_)) return 0;
+  if (!ReadCandidate(opened, address_type, reference)) return 0;
   if (record_text_ != key_text) {
     record_text_ = key_text;
     record_.Assign(key_text);
@@ -23,6 +27,18 @@ double DoubletFunctions::Confirm(const ObjectPtr& connection, std::string_view k
   Comparison comparison = CompareAddresses(record_, candidate_, seen_);
   reason = std::move(comparison.reason);
   return comparison.Percent();
+}
+
+bool DoubletFunctions::ReadCandidate(Connection& connection, std::int64_t address_type,
+                                     std::string_view reference) {
+  {
+    const std::lock_guard lock(connection.CallMutex());
+    if (const auto known = KnownKeys::Of(connection).KeyTextOf(address_type, reference)) {
+      candidate_text_ = *known;
+      return true;
+    }
+  }
+  return addresses_->ReadKeyText(address_type, reference, candidate_text_);
 }
 
 }  // namespace kestrel::host

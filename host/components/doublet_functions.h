@@ -27,10 +27,12 @@ class DoubletFunctions final : public BoundObject<DoubletFunctions> {
     return std::string(keys_->Build(code, key_text));
   }
   // In per cent, see kestrel/host_components.h; 0 for an address that is not there. An object that is asked again
-  // remembers what pairs at one address looked like. One query by the address's number. Errors 91, 438 for what is no
+  // remembers what pairs at one address looked like. One query by the address's number, where the text was not read
+  // ahead. Errors 91, 438 for what is no
   // connection, 3000, and those of LoadDestination.
   double Confirm(const ObjectPtr& connection, std::string_view key_text, std::int64_t address_type,
                  std::string_view reference, std::string& reason);
+  bool ReadCandidate(Connection& connection, std::int64_t address_type, std::string_view reference);
 
   std::shared_ptr<KeyMemory> keys_;
   ConnectionPtr connection_;  // that addresses_ reads

@@ -125,6 +125,7 @@ void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {
     update_ = connection_.Prepare(
         "UPDATE Adressindex SET Doubletkey1 = ?, Doubletkey2 = ?, Doubletkey3 = ? WHERE AdressId = ?");
   }
+  known_.Change(number * kTypesPerNumber + address_type_);
   const KnownKeys::Keys keys = {row_.keys[0], row_.keys[1], row_.keys[2]};
   BindKeys(*update_, 0, number, keys);
   known_.Store(keys, [this] { return update_->Execute(); });
@@ -133,7 +134,9 @@ void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {
 void AddressIndex::Remove(std::int64_t number) {
   if (number < 0 || number > INT64_MAX / kTypesPerNumber - 1) return;
   if (remove_ == nullptr) remove_ = connection_.Prepare("DELETE FROM Adressindex WHERE AdressId = ?");
-  remove_->BindInteger(0, number * kTypesPerNumber + address_type_);
+  const std::int64_t address_id = number * kTypesPerNumber + address_type_;
+  known_.Change(address_id);
+  remove_->BindInteger(0, address_id);
   remove_->Execute();
 }
 

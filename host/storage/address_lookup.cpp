@@ -6,6 +6,23 @@
 
 namespace kestrel::host {
 
+namespace {
+
+std::optional<std::int64_t> ReadNumber(std::string_view text) {
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}
+
+void SetKeyText(std::string& text, const Recordset& row) {
+  text.clear();
+  AppendKeyText(
+      text, {row.TextAt(1), row.TextAt(2), row.TextAt(3), {row.TextAt(0), row.TextAt(4), row.TextAt(5)}, {}});
+}
+
+}  // namespace
+
 AddressLookup::Kind* AddressLookup::KindOf(std::int64_t address_type) {
   const auto [entry, is_new] = kinds_.try_emplace(address_type);
   std::optional<Kind>& kind = entry->second;
@@ -14,16 +31,17 @@ AddressLookup::Kind* AddressLookup::KindOf(std::int64_t address_type) {
     query->BindInteger(0, address_type);
     const RecordsetPtr found = query->Open();
     if (found->IsEof() || found->IsNull(0)) return nullptr;
-    kind.emplace(Kind{LoadDestination(connection_, found->TextAt(0)), nullptr});
+    kind.emplace(Kind{LoadDestination(connection_, found->TextAt(0)), nullptr, nullptr, {}});
     const Destination& destination = kind->destination;
     const auto column = [&](std::string_view field) {
       const auto found_field = destination.FindField(field);
       return found_field ? destination.fields[*found_field].column : std::string("''");
     };
-    kind->read = connection_.Prepare("SELECT " + column("Bez1") + ", " + column("PLZ") + ", " + column("Ort") +
-                                     ", " + column("Strasse") + ", " + column("Bez2") + ", " + column("Bez3") +
-                                     " FROM " + destination.table + " WHERE " +
-                                     destination.fields[destination.number_field].column + " = ?");
+    const std::string& number = destination.fields[destination.number_field].column;
+    kind->query = "SELECT " + column("Bez1") + ", " + column("PLZ") + ", " + column("Ort") + ", " +
+                  column("Strasse") + ", " + column("Bez2") + ", " + column("Bez3") + ", " + number + " FROM " +
+                  destination.table + " WHERE " + number;
+    kind->read = connection_.Prepare(kind->query + " = ?");
   }
   return kind ? &*kind : nullptr;
 }
@@ -31,10 +49,9 @@ AddressLookup::Kind* AddressLookup::KindOf(std::int64_t address_type) {
 // Null where there is none.
 RecordsetPtr AddressLookup::Find(std::int64_t address_type, std::string_view number) {
   Kind* const kind = KindOf(address_type);
-  std::int64_t whole = 0;
-  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), whole);
-  if (kind == nullptr || error != std::errc() || end != number.data() + number.size()) return nullptr;
-  kind->read->BindInteger(0, whole);
+  const std::optional<std::int64_t> whole = ReadNumber(number);
+  if (kind == nullptr || !whole) return nullptr;
+  kind->read->BindInteger(0, *whole);
   RecordsetPtr row = kind->read->Open();
   return row->IsEof() ? nullptr : row;
 }
@@ -52,11 +69,27 @@ AddressLookup::Summary AddressLookup::Describe(std::int64_t address_type, std::s
 bool AddressLookup::ReadKeyText(std::int64_t address_type, std::string_view number, std::string& text) {
   const RecordsetPtr row = Find(address_type, number);
   if (row == nullptr) return false;
-  text.clear();
-  AppendKeyText(
-      text,
-      {row->TextAt(1), row->TextAt(2), row->TextAt(3), {row->TextAt(0), row->TextAt(4), row->TextAt(5)}, {}});
+  SetKeyText(text, *row);
   return true;
+}
+
+void AddressLookup::ReadKeyTexts(
+    std::int64_t address_type, const std::vector<std::string_view>& numbers,
+    const std::function<void(std::int64_t number, std::string_view key_text)>& read) {
+  Kind* const kind = KindOf(address_type);
+  if (kind == nullptr) return;
+  std::string array;
+  for (const std::string_view number : numbers) {
+    if (ReadNumber(number)) array.append(array.empty() ? "{" : ",").append(number);
+  }
+  if (array.empty()) return;
+  if (kind->read_many == nullptr) kind->read_many = connection_.Prepare(kind->query + " = ANY (?)");
+  kind->read_many->BindText(0, array += '}');
+  std::string text;
+  for (const RecordsetPtr rows = kind->read_many->Open(); !rows->IsEof(); rows->MoveNext()) {
+    SetKeyText(text, *rows);
+    read(rows->ValueAt(6).ToInteger(), text);
+  }
 }
 
 const Destination* AddressLookup::DestinationOf(std::int64_t address_type) {

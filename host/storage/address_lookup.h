@@ -2,11 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kestrel/connection.h"
 #include "schema/destination.h"
@@ -27,13 +29,19 @@ class AddressLookup {
   Summary Describe(std::int64_t address_type, std::string_view number);
   // Sets `text` to the key text of an address; false where there is none. Errors as of Describe.
   bool ReadKeyText(std::int64_t address_type, std::string_view number, std::string& text);
+  // Tells `read` the key texts of all that there are of these addresses, in any order. Of a PostgreSQL server; errors as of
+  // Describe.
+  void ReadKeyTexts(std::int64_t address_type, const std::vector<std::string_view>& numbers,
+                    const std::function<void(std::int64_t number, std::string_view key_text)>& read);
   // The destination of a type of addresses, as the first ProgID that has it; null where none has.
   const Destination* DestinationOf(std::int64_t address_type);
 
  private:
   struct Kind {
     Destination destination;
-    std::unique_ptr<Statement> read;  // Bez1, PLZ, Ort, Strasse, Bez2, Bez3
+    std::unique_ptr<Statement> read;  // Bez1, PLZ, Ort, Strasse, Bez2, Bez3, and the number
+    std::unique_ptr<Statement> read_many;
+    std::string query;  // of the two, up to the number that is asked for
   };
   Kind* KindOf(std::int64_t address_type);
   RecordsetPtr Find(std::int64_t address_type, std::string_view number);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <unordered_map>
 
 #include "kestrel/runtime_error.h"
 
@@ -13,9 +14,8 @@ constexpr std::array<std::string_view, 3> kColumns = {"Doubletkey1", "Doubletkey
 constexpr std::array<std::string_view, 3> kAlgorithms = {"AlgorithmCode1", "AlgorithmCode2", "AlgorithmCode3"};
 
 constexpr const char* kQuery =
-    "SELECT 1, Doubletkey1 FROM Adressindex WHERE Doubletkey1 = ANY (?) UNION ALL "
-    "SELECT 2, Doubletkey2 FROM Adressindex WHERE Doubletkey2 = ANY (?) UNION ALL "
-    "SELECT 3, Doubletkey3 FROM Adressindex WHERE Doubletkey3 = ANY (?)";
+    "SELECT AdressId, Adressart, Referenz, Doubletkey1, Doubletkey2, Doubletkey3 FROM Adressindex "
+    "WHERE Doubletkey1 = ANY (?) OR Doubletkey2 = ANY (?) OR Doubletkey3 = ANY (?)";
 
 // Texts that are equal only where their bytes are, in a table without triggers.
 constexpr const char* kTableQuery =
@@ -38,10 +38,6 @@ std::uint64_t HashOf(std::size_t column, std::string_view key) {
   return std::hash<std::string_view>()(key) + column * 0x9E3779B97F4A7C15U;
 }
 
-std::string Numbered(std::size_t column, std::string_view key) {
-  return std::string(1, static_cast<char>('1' + column)).append(key);
-}
-
 // The columns' place in kColumns; their number for another one.
 std::size_t ColumnOf(std::string_view name) {
   return static_cast<std::size_t>(std::ranges::find(kColumns, name) - kColumns.begin());
@@ -50,7 +46,11 @@ std::size_t ColumnOf(std::string_view name) {
 }  // namespace
 
 KeysAhead::KeysAhead(Connection& connection, GroupLock& lock)
-    : connection_(connection), lock_(lock), settings_(Settings::Of(connection)), asked_(kRecords) {}
+    : connection_(connection),
+      lock_(lock),
+      settings_(Settings::Of(connection)),
+      addresses_(connection),
+      asked_(kRecords) {}
 
 void KeysAhead::Ask(std::span<const std::string> key_texts) {
   Trap([&] { AskFor(key_texts.first(std::min(key_texts.size(), kRecords))); },
@@ -59,8 +59,12 @@ void KeysAhead::Ask(std::span<const std::string> key_texts) {
 
 void KeysAhead::Forget() {
   count_ = next_ = 0;
-  present_.clear();
+  found_.clear();
+  rows_.clear();
+  places_.clear();
+  types_read_.clear();
   stored_.clear();
+  changed_.clear();
 }
 
 bool KeysAhead::IsTableAsMade() {
@@ -76,7 +80,7 @@ void KeysAhead::AskFor(std::span<const std::string> key_texts) {
   if (!IsTableAsMade() || !lock_.BeforeLookUp() || !lock_.IsHeld()) return;
   BuildKeys(key_texts);
   commits_of_others_ = lock_.CommitsOfOthers();
-  ReadPresent();
+  ReadRows();
   count_ = key_texts.size();
 }
 
@@ -92,12 +96,27 @@ void KeysAhead::BuildKeys(std::span<const std::string> key_texts) {
   for (std::string& array : arrays_) array += '}';
 }
 
-void KeysAhead::ReadPresent() {
+void KeysAhead::ReadRows() {
   if (query_ == nullptr) query_ = connection_.Prepare(kQuery);
   for (std::size_t i = 0; i < arrays_.size(); ++i) query_->BindText(i, arrays_[i]);
   for (const RecordsetPtr rows = query_->Open(); !rows->IsEof(); rows->MoveNext()) {
-    present_.insert(Numbered(static_cast<std::size_t>(rows->ValueAt(0).ToInteger() - 1), rows->TextAt(1)));
+    Row& row = rows_.emplace_back();
+    row.address_id = rows->ValueAt(0).ToInteger();
+    row.found.address_type = rows->ValueAt(1).ToInteger();
+    row.reference = rows->TextAt(2);
+    for (std::size_t i = 0; i < row.keys.size(); ++i) row.keys[i] = rows->TextAt(3 + i);
   }
+  std::ranges::sort(rows_, {}, &Row::address_id);
+  // Now that they stay where they are.
+  for (std::size_t place = 0; place < rows_.size(); ++place) {
+    Row& row = rows_[place];
+    row.found.reference = row.reference;
+    for (std::size_t i = 0; i < row.keys.size(); ++i) {
+      row.found.keys[i] = row.keys[i];
+      if (!row.keys[i].empty()) places_.emplace_back(HashOf(i, row.keys[i]), place);
+    }
+  }
+  std::ranges::sort(places_);
 }
 
 void KeysAhead::Stored(const Keys& keys) {
@@ -113,17 +132,68 @@ bool KeysAhead::Matches(const Built& keys, std::span<const SoughtValue> values) 
   });
 }
 
-bool KeysAhead::Lacks(std::span<const SoughtValue> values) {
-  if (next_ >= count_ || !Holds()) return false;
-  const auto expected = std::span(asked_).subspan(next_, count_ - next_);
-  const auto found = std::ranges::find_if(expected, [&](const Built& keys) { return Matches(keys, values); });
-  // One that was not foreseen; the next may have been.
-  if (found == expected.end()) return false;
-  next_ += static_cast<std::size_t>(found - expected.begin()) + 1;
-  return std::ranges::none_of(values, [&](const SoughtValue& value) {
+// False where what has been stored or changed since may be among them.
+bool KeysAhead::Collect(std::span<const SoughtValue> values) {
+  found_.clear();
+  for (const SoughtValue& value : values) {
     const std::size_t column = ColumnOf(value.first);
-    return stored_.contains(HashOf(column, value.second)) || present_.contains(Numbered(column, value.second));
+    const std::uint64_t hash = HashOf(column, value.second);
+    if (stored_.contains(hash)) return false;
+    const auto rows =
+        std::ranges::equal_range(places_, hash, {}, &std::pair<std::uint64_t, std::size_t>::first);
+    for (const auto& [equal_hash, place] : rows) {
+      if (rows_[place].keys[column] == value.second) found_.push_back(place);
+    }
+  }
+  std::ranges::sort(found_);
+  found_.erase(std::ranges::unique(found_).begin(), found_.end());
+  return std::ranges::none_of(found_,
+                              [this](std::size_t place) { return changed_.contains(rows_[place].address_id); });
+}
+
+ComingLookUps::Rows KeysAhead::Find(std::span<const SoughtValue> values) {
+  if (next_ >= count_ || !Holds()) return std::nullopt;
+  const auto expected = std::span(asked_).subspan(next_, count_ - next_);
+  const auto match = std::ranges::find_if(expected, [&](const Built& keys) { return Matches(keys, values); });
+  // One that was not foreseen; the next may have been.
+  if (match == expected.end()) return std::nullopt;
+  // It may be asked for again.
+  next_ += static_cast<std::size_t>(match - expected.begin());
+  if (!Collect(values)) return std::nullopt;
+  answer_.clear();
+  for (const std::size_t place : found_) answer_.push_back(rows_[place].found);
+  return answer_;
+}
+
+std::optional<std::string_view> KeysAhead::KeyTextOf(std::int64_t address_type, std::string_view reference) {
+  if (!Holds()) return std::nullopt;
+  const auto found = std::ranges::find_if(found_, [&](std::size_t place) {
+    return rows_[place].found.address_type == address_type && rows_[place].reference == reference;
   });
+  if (found == found_.end() || changed_.contains(rows_[*found].address_id)) return std::nullopt;
+  const std::size_t place = *found;
+  if (std::ranges::find(types_read_, address_type) == types_read_.end()) {
+    types_read_.push_back(address_type);
+    Trap([&] { ReadKeyTexts(address_type); }, [this](const RuntimeError&) { Forget(); });
+    // The query may have had records stored again.
+    if (place >= rows_.size() || !Holds()) return std::nullopt;
+  }
+  return rows_[place].key_text;
+}
+
+void KeysAhead::ReadKeyTexts(std::int64_t address_type) {
+  std::vector<std::string_view> numbers;
+  for (const Row& row : rows_) {
+    if (row.found.address_type == address_type) numbers.push_back(row.reference);
+  }
+  std::unordered_map<std::string, std::string> texts;
+  addresses_.ReadKeyTexts(address_type, numbers, [&](std::int64_t number, std::string_view text) {
+    texts.insert_or_assign(std::to_string(number), text);
+  });
+  for (Row& row : rows_) {
+    const auto text = texts.find(row.reference);
+    if (row.found.address_type == address_type && text != texts.end()) row.key_text = std::move(text->second);
+  }
 }
 
 }  // namespace kestrel::host

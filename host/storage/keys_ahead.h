@@ -1,12 +1,13 @@
-// Asks the address index for the keys of many records at once, before each of them is looked for. For databases where
-// every question is a round trip.
+// Asks the address index for the keys of many records at once, before each of them is looked for, and then for the
+// addresses that have one. For databases where every question is a round trip.
 //
 // Invariants
 //  1. An answer holds while the group's lock is held, and behind it as long as nobody else has committed under the lock
 //     in between (storage/group_lock.h).
 //  2. What is stored through the connection by an AddressIndex after the question counts as there (Stored), whatever
 //     becomes of its transaction.
-//  3. Only that keys are absent is answered here; where one is there, or may be, the look-up is run.
+//  3. Nothing is answered about keys stored since, and about rows whose address has changed since (Changed); then the
+//     look-up is run.
 //  4. Used under the connection's CallMutex.
 #pragma once
 
@@ -18,12 +19,15 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "kestrel/connection.h"
 #include "keys/duplicate_keys.h"
 #include "platform/data/absent_values.h"
+#include "platform/data/coming_lookups.h"
 #include "schema/settings.h"
+#include "storage/address_lookup.h"
 #include "storage/group_lock.h"
 
 namespace kestrel::host {
@@ -41,15 +45,30 @@ class KeysAhead {
   void Ask(std::span<const std::string> key_texts);
   // A row with these keys is about to be stored.
   void Stored(const Keys& keys);
-  // Whether it is certain that no row has one of these values. Raises nothing.
-  bool Lacks(std::span<const SoughtValue> values);
+  // The row with this AdressId, or its address, is about to become another one.
+  void Changed(std::int64_t address_id) { changed_.insert(address_id); }
+  // See ComingLookUps.
+  ComingLookUps::Rows Find(std::span<const SoughtValue> values);
+  // The key text of the address of a row found; none where it is not known. All of one type are read with the first.
+  // Raises nothing.
+  std::optional<std::string_view> KeyTextOf(std::int64_t address_type, std::string_view reference);
 
  private:
   using Built = std::array<std::string, 3>;
+  // Rows live until the next question.
+  struct Row {
+    std::int64_t address_id = 0;
+    FoundAddress found;
+    Built keys;
+    std::string reference;
+    std::optional<std::string> key_text;
+  };
 
   void AskFor(std::span<const std::string> key_texts);
   void BuildKeys(std::span<const std::string> key_texts);
-  void ReadPresent();
+  void ReadRows();
+  bool Collect(std::span<const SoughtValue> values);
+  void ReadKeyTexts(std::int64_t address_type);
   bool IsTableAsMade();
   bool Holds() const;
   bool Matches(const Built& keys, std::span<const SoughtValue> values) const;
@@ -62,14 +81,21 @@ class KeysAhead {
   std::optional<bool> is_table_as_made_;
   KeyMemory memory_;
   std::array<std::string, 3> arrays_;
+  AddressLookup addresses_;
 
   // Of the question asked last.
   std::vector<Built> asked_;
   std::size_t count_ = 0;
   std::size_t next_ = 0;  // that a look-up is expected for
   std::uint64_t commits_of_others_ = 0;
-  std::unordered_set<std::string> present_;   // the number of the key, and the key
-  std::unordered_set<std::uint64_t> stored_;  // hashes of keys since
+  std::vector<Row> rows_;                                      // in the order of their AdressId
+  std::vector<std::pair<std::uint64_t, std::size_t>> places_;  // hashes of keys and their rows, in order
+  std::vector<std::int64_t> types_read_;                       // whose key texts are there
+  std::unordered_set<std::uint64_t> stored_;                   // hashes of keys since
+  std::unordered_set<std::int64_t> changed_;                   // AdressId since
+  // Of the last answer.
+  std::vector<std::size_t> found_;
+  std::vector<FoundAddress> answer_;
 };
 
 }  // namespace kestrel::host

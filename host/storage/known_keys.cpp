@@ -33,8 +33,9 @@ void KnownKeys::Begin() {
   ++writers_;
   if (ahead_ == nullptr && connection_.pipeline() != nullptr) {
     ahead_ = std::make_unique<KeysAhead>(connection_, lock_);
-    coming_.Want(KeysAhead::kRecords,
-                 [this](std::span<const std::string> key_texts) { ahead_->Ask(key_texts); });
+    coming_.Want(
+        KeysAhead::kRecords, [this](std::span<const std::string> key_texts) { ahead_->Ask(key_texts); },
+        [this](std::span<const SoughtValue> keys) { return ahead_->Find(keys); });
   }
   if (!IsSqlite(connection_) || !absent_.AreTold()) return;
   if (state_ == State::kOff) state_ = State::kUnknown;
@@ -43,7 +44,7 @@ void KnownKeys::Begin() {
 
 void KnownKeys::Release() {
   if (--writers_ > 0) return;
-  coming_.Want(0, nullptr);
+  coming_.Want(0, nullptr, nullptr);
   ahead_.reset();
   Forget(State::kOff);
   rows_to_learn_ = 0;
@@ -96,7 +97,10 @@ bool KnownKeys::Lacks(std::span<const SoughtValue> values) {
   LearnBetweenGroups();
   // What cannot be looked for is not stored either, whatever is answered here.
   if (!lock_.BeforeLookUp()) return true;
-  if (ahead_ != nullptr) return ahead_->Lacks(values);
+  if (ahead_ != nullptr) {
+    const ComingLookUps::Rows rows = ahead_->Find(values);
+    return rows && rows->empty();
+  }
   if (state_ == State::kOff || (state_ == State::kUnknown && rows_to_learn_ < kRowsAtOnce)) return false;
   bool lacks = false;
   const auto ask = [&] {

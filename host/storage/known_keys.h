@@ -14,7 +14,7 @@
 //  3. Rows are learned outside of transactions: none of them is hidden by a change that is undone later.
 //  4. The filter is emptied where another connection has committed or the tables were changed, which is looked at
 //     with the first question of each group, and with every question outside of groups.
-//  5. It is used between the first Begin and the last Release only, under the connection's CallMutex. No question raises anything:
+//  5. It is used between the first Begin and the last Release only, under the CallMutex. No question raises anything:
 //     what fails makes the query be run.
 #pragma once
 
@@ -57,6 +57,14 @@ class KnownKeys final : public Attachment {
   auto Store(const Keys& keys, Step&& store) {
     Announce(keys);
     return StoreAnnounced(std::forward<Step>(store));
+  }
+  // What the index or its table holds of the address with this AdressId is about to become something else.
+  void Change(std::int64_t address_id) {
+    if (ahead_ != nullptr) ahead_->Changed(address_id);
+  }
+  // The key text of a stored address, where it was asked for with the keys of the record that is looked for.
+  std::optional<std::string_view> KeyTextOf(std::int64_t address_type, std::string_view reference) const {
+    return ahead_ == nullptr ? std::nullopt : ahead_->KeyTextOf(address_type, reference);
   }
   // The two halves of it, where rows are stored later than queries are to know of them.
   void Announce(const Keys& keys);

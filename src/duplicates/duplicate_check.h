@@ -100,6 +100,7 @@ class DuplicateCheck {
               std::int64_t address_type, bool overwrite, DuplicateMatch* match);
   bool Confirms(const std::string& key_text, const DuplicateKeys& keys, Recordset& found,
                 DuplicateMatch* match);
+  bool Chooses(const std::string& key_text, std::vector<DuplicateMatch>& candidates, DuplicateMatch* match);
   double Threshold();
   std::optional<double> ReadThreshold(const std::string& text, const char* place);
   ObjectPtr NewHostSettings();

@@ -1,5 +1,7 @@
 // The look-up in the host's table Adressindex.
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <iterator>
 #include <mutex>
 #include <span>
@@ -11,6 +13,7 @@
 #include "kestrel/connection.h"
 #include "platform/base/text.h"
 #include "platform/data/absent_values.h"
+#include "platform/data/coming_lookups.h"
 #include "platform/data/recovery.h"
 
 namespace kestrel {
@@ -19,11 +22,12 @@ namespace {
 
 // So often a look-up is run whose transaction is lost in passing.
 constexpr int kMostAttempts = 5;
+constexpr int kTypeBits = 16;
+constexpr std::int64_t kAllTypes = (std::int64_t{1} << kTypeBits) - 1;
 constexpr const char* kKeyColumns[] = {"Doubletkey1", "Doubletkey2", "Doubletkey3"};
 
 // Appends the condition on the type bits; false, with nothing appended, where the mask has no bit.
 bool AppendTypeCondition(std::string& query, std::int64_t mask) {
-  constexpr int kTypeBits = 16;
   bool found = false;
   for (int i = 0; i < kTypeBits; ++i) {
     const std::int64_t bit = std::int64_t{1} << i;
@@ -55,48 +59,111 @@ std::string_view TextOf(const Recordset& row, std::string_view name) {
   return {};
 }
 
+// Its number, from 1; 0 for none. `key_at` tells the keys of a row.
+template <class KeyAt>
+int FirstEqualKey(const DuplicateSettings& settings, const DuplicateKeys& keys, KeyAt&& key_at) {
+  for (std::size_t i = 0; i < std::size(kKeyColumns); ++i) {
+    if (settings.use_key[i] && key_at(i) == keys.key[i]) return static_cast<int>(i) + 1;
+  }
+  return 0;
+}
+
 void ReadMatch(const Recordset& row, const DuplicateSettings& settings, const DuplicateKeys& keys,
                DuplicateMatch& match) {
   match.reference = TextOf(row, "Referenz");
-  for (std::size_t i = 0; i < std::size(kKeyColumns) && match.key == 0; ++i) {
-    if (settings.use_key[i] && TextOf(row, kKeyColumns[i]) == keys.key[i]) match.key = static_cast<int>(i) + 1;
-  }
+  match.key = FirstEqualKey(settings, keys, [&](std::size_t i) { return TextOf(row, kKeyColumns[i]); });
   match.address_type = Value(TextOf(row, "Adressart")).ToInteger();
 }
 
-int AgreeingKeys(const Recordset& row, const DuplicateSettings& settings, const DuplicateKeys& keys) {
-  int count = 0;
+// How many of the keys in use. `key_at` tells the keys of a row.
+template <class KeyAt>
+std::size_t AgreeingKeys(const DuplicateSettings& settings, const DuplicateKeys& keys, KeyAt&& key_at) {
+  std::size_t count = 0;
   for (std::size_t i = 0; i < std::size(kKeyColumns); ++i) {
-    if (settings.use_key[i] && TextOf(row, kKeyColumns[i]) == keys.key[i]) ++count;
+    if (settings.use_key[i] && key_at(i) == keys.key[i]) ++count;
   }
   return count;
 }
+
+// Where there are more candidates than are asked about, as in a long street, those with most keys come first: a server has
+// no order that would bring them.
+class MostKeysFirst {
+ public:
+  // Whether no further row would be among them.
+  bool IsFull() const { return by_keys_.back().size() == Confirmation::kMostCandidates; }
+  // Where a row with so many keys goes; null where there are enough of its kind.
+  DuplicateMatch* PlaceFor(std::size_t agreeing) {
+    std::vector<DuplicateMatch>& alike = by_keys_[agreeing];
+    return alike.size() < Confirmation::kMostCandidates ? &alike.emplace_back() : nullptr;
+  }
+  void MoveTo(std::vector<DuplicateMatch>& candidates) {
+    candidates.clear();
+    for (std::size_t count = by_keys_.size(); count-- > 0;) {
+      std::move(by_keys_[count].begin(), by_keys_[count].end(), std::back_inserter(candidates));
+    }
+    if (candidates.size() > Confirmation::kMostCandidates) candidates.resize(Confirmation::kMostCandidates);
+  }
+
+ private:
+  std::array<std::vector<DuplicateMatch>, std::size(kKeyColumns) + 1> by_keys_;
+};
 
 // Whether a text that stands in the query unescaped makes it another one than it looks.
 bool ChangesQuery(std::string_view text) {
   return text.find_first_of(std::string_view("'\0", 2)) != std::string_view::npos;
 }
 
-// Whether it is known that the query would find nothing, as no row has one of the keys in use.
-bool AreAbsent(const ObjectPtr& host, const DuplicateSettings& settings, const DuplicateKeys& keys,
-               std::string_view reference) {
-  auto* const connection = dynamic_cast<Connection*>(host.get());
-  if (connection == nullptr || ChangesQuery(reference)) return false;
-  std::array<SoughtValue, 3> sought;
-  std::size_t count = 0;
-  for (std::size_t i = 0; i < std::size(keys.key); ++i) {
-    if (!settings.use_key[i]) continue;
-    if (ChangesQuery(keys.key[i])) return false;
-    sought[count++] = {kKeyColumns[i], keys.key[i]};
+// The keys in use, as the query looks for them. Lives as long as `keys`.
+class SoughtKeys {
+ public:
+  SoughtKeys(const DuplicateSettings& settings, const DuplicateKeys& keys) {
+    for (std::size_t i = 0; i < std::size(keys.key); ++i) {
+      if (settings.use_key[i]) sought_[count_++] = {kKeyColumns[i], keys.key[i]};
+    }
   }
+  std::span<const SoughtValue> values() const { return std::span(sought_).first(count_); }
+  bool ChangeQuery() const {
+    return std::ranges::any_of(values(), [](const SoughtValue& value) { return ChangesQuery(value.second); });
+  }
+
+ private:
+  std::array<SoughtValue, 3> sought_;
+  std::size_t count_ = 0;
+};
+
+// Whether it is known what the query would find; `candidates` has it then. For its conditions see BuildDuplicateQuery.
+bool FindKnown(const ObjectPtr& host, const DuplicateSettings& settings, const DuplicateKeys& keys,
+               std::string_view reference, std::int64_t address_type, bool overwrite,
+               std::vector<DuplicateMatch>& candidates) {
+  candidates.clear();
+  auto* const connection = dynamic_cast<Connection*>(host.get());
+  const SoughtKeys sought(settings, keys);
+  if (connection == nullptr || ChangesQuery(reference) || sought.ChangeQuery()) return false;
   const std::lock_guard lock(connection->CallMutex());
-  return connection->attachments()
-      .Of<AbsentValues>(*connection)
-      .Lacks("Adressindex", std::span(sought).first(count));
+  Attachments& attachments = connection->attachments();
+  if (attachments.Of<AbsentValues>(*connection).Lacks("Adressindex", sought.values())) return true;
+  const auto rows = attachments.Of<ComingLookUps>(*connection).Find(sought.values());
+  // Without a type to look for there is no query.
+  if (!rows || (settings.address_type_mask & kAllTypes) == 0) return false;
+  MostKeysFirst ranked;
+  for (const FoundAddress& row : *rows) {
+    const auto type = static_cast<std::uint64_t>(row.address_type);
+    if (!std::has_single_bit(type) || (settings.address_type_mask & kAllTypes & row.address_type) == 0)
+      continue;
+    if (overwrite && row.address_type == address_type && row.reference == reference) continue;
+    const auto key_at = [&](std::size_t i) { return row.keys[i]; };
+    DuplicateMatch* const match = ranked.PlaceFor(AgreeingKeys(settings, keys, key_at));
+    if (match == nullptr) continue;
+    match->reference = row.reference;
+    match->address_type = row.address_type;
+    match->key = FirstEqualKey(settings, keys, key_at);
+  }
+  ranked.MoveTo(candidates);
+  return true;
 }
 
 // Whether the same look-up may succeed after a failure: it changes nothing, and who knows what the table lacks
-// (AreAbsent) begins a transaction anew, in which what was lost stands again.
+// (FindKnown) begins a transaction anew, in which what was lost stands again.
 bool IsWorthAnotherAttempt(const ObjectPtr& host) {
   const auto* const recovery = dynamic_cast<const Recovery*>(host.get());
   return recovery != nullptr && recovery->LastLoss() == Recovery::Loss::kUndone;
@@ -142,7 +209,10 @@ bool DuplicateCheck::isDoublet(const std::string& key_text, const std::string& r
 bool DuplicateCheck::LookUp(const std::string& key_text, const DuplicateKeys& keys,
                             const std::string& reference, std::int64_t address_type, bool overwrite,
                             DuplicateMatch* match) {
-  if (AreAbsent(session_.HostConnection, settings_, keys, reference)) return false;
+  std::vector<DuplicateMatch>& candidates = kept_.candidates;
+  if (FindKnown(session_.HostConnection, settings_, keys, reference, address_type, overwrite, candidates)) {
+    return Chooses(key_text, candidates, match);
+  }
   std::string& query = kept_.query;
   if (!BuildDuplicateQuery(settings_, keys, reference, address_type, overwrite, query)) return false;
   const RecordsetPtr found = RequireConnection(session_.HostConnection).OpenRecordset(query);
@@ -154,27 +224,32 @@ bool DuplicateCheck::LookUp(const std::string& key_text, const DuplicateKeys& ke
   return true;
 }
 
-// The rows are read before the first question, as the component may use the connection itself. Where there are more than
-// are asked about, as in a long street, those with most keys come first: a server has no order that would bring them.
-bool DuplicateCheck::Confirms(const std::string& key_text, const DuplicateKeys& keys, Recordset& found,
-                              DuplicateMatch* match) {
-  std::vector<DuplicateMatch>& candidates = kept_.candidates;
-  candidates.clear();
-  std::array<std::vector<DuplicateMatch>, std::size(kKeyColumns) + 1> by_keys;
-  for (; !found.IsEof() && by_keys.back().size() < Confirmation::kMostCandidates; found.MoveNext()) {
-    std::vector<DuplicateMatch>& alike = by_keys[AgreeingKeys(found, settings_, keys)];
-    if (alike.size() < Confirmation::kMostCandidates) ReadMatch(found, settings_, keys, alike.emplace_back());
-  }
-  for (std::size_t count = by_keys.size(); count-- > 0;) {
-    std::move(by_keys[count].begin(), by_keys[count].end(), std::back_inserter(candidates));
-  }
-  if (candidates.size() > Confirmation::kMostCandidates) candidates.resize(Confirmation::kMostCandidates);
+bool DuplicateCheck::Chooses(const std::string& key_text, std::vector<DuplicateMatch>& candidates,
+                             DuplicateMatch* match) {
   if (candidates.empty()) return false;
   DuplicateMatch best;
-  if (!kept_.confirmation.Choose(session_.HostConnection, key_text, candidates, Threshold(), best))
+  if (!kept_.confirmation.IsThere()) {
+    best = std::move(candidates.front());
+  } else if (!kept_.confirmation.Choose(session_.HostConnection, key_text, candidates, Threshold(), best)) {
     return false;
+  }
   if (match != nullptr) *match = std::move(best);
   return true;
+}
+
+// The rows are read before the first question, as the component may use the connection itself.
+bool DuplicateCheck::Confirms(const std::string& key_text, const DuplicateKeys& keys, Recordset& found,
+                              DuplicateMatch* match) {
+  MostKeysFirst ranked;
+  for (; !found.IsEof() && !ranked.IsFull(); found.MoveNext()) {
+    const auto key_at = [&](std::size_t i) { return TextOf(found, kKeyColumns[i]); };
+    if (DuplicateMatch* const place = ranked.PlaceFor(AgreeingKeys(settings_, keys, key_at))) {
+      ReadMatch(found, settings_, keys, *place);
+    }
+  }
+  std::vector<DuplicateMatch>& candidates = kept_.candidates;
+  ranked.MoveTo(candidates);
+  return Chooses(key_text, candidates, match);
 }
 
 }  // namespace kestrel

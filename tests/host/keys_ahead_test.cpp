@@ -5,10 +5,19 @@
 #include "keys/duplicate_keys.h"
 #include "platform/data/absent_values.h"
 #include "platform/data/coming_lookups.h"
+#include "storage/known_keys.h"
 
 namespace kestrel {
 
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
 namespace {
+
+constexpr std::array<std::string_view, 8> kNames = {"Bauer", "Dorn",  "Fink", "Gockel",
+                                                    "Lamm",  "Meise", "Rabe", "Sommer"};
+constexpr std::array<std::string_view, 8> kTowns = {"Berlin", "Dresden", "Fulda",  "Köln",
+                                                    "Lübeck", "Mainz",   "Rheine", "Singen"};
 
 class KeysAhead : public testing::HostFixture {
  protected:
@@ -17,34 +26,54 @@ class KeysAhead : public testing::HostFixture {
     if (!OnPostgres()) GTEST_SKIP() << "needs a server";
   }
 
-  static std::string Name(int i) {
-    return "Firma " + std::string(1, static_cast<char>('A' + i)) + " Nordlicht";
-  }
+  // Nothing that two of them have gives both a key.
+  static std::string Name(int i) { return std::string(kNames[static_cast<std::size_t>(i)]) + " Nordlicht"; }
+  static std::string Postcode(int i) { return std::to_string(10000 * (i + 1) + 7); }
+  static std::string Town(int i) { return std::string(kTowns[static_cast<std::size_t>(i)]); }
+  static std::string Street(int i) { return "Kastanienweg " + std::to_string(i + 1); }
   static std::string KeyText(int i) {
-    return "50667|Köln|Ring " + std::to_string(i) + "|" + Name(i).substr(0, 15) + "|" + Name(i) + "||||";
+    return Postcode(i) + "|" + Town(i) + "|" + Street(i) + "|" + Name(i).substr(0, 15) + "|" + Name(i) + "||||";
+  }
+  static std::array<std::string, 3> Keys(int i) {
+    return {host::BuildDoubletKey("4", KeyText(i)), host::BuildDoubletKey("5", KeyText(i)),
+            host::BuildDoubletKey("6", KeyText(i))};
   }
   void Expect(std::initializer_list<int> records) {
     std::vector<std::string> texts;
     for (const int i : records) texts.push_back(KeyText(i));
     connection->attachments().Of<ComingLookUps>(*connection).Tell(texts);
   }
-  // Whether the look-up for that record need not be run.
+  // Whether the look-up for that record need not be run, as there is none.
   bool IsKnownToBeAbsent(int i) {
-    std::array<std::string, 3> keys;
-    std::array<SoughtValue, 3> sought;
-    constexpr std::array<std::string_view, 3> kColumns = {"Doubletkey1", "Doubletkey2", "Doubletkey3"};
-    for (std::size_t key = 0; key < keys.size(); ++key) {
-      keys[key] = host::BuildDoubletKey(std::to_string(key + 1), KeyText(i));
-      sought[key] = {kColumns[key], keys[key]};
-    }
-    return connection->attachments().Of<AbsentValues>(*connection).Lacks("Adressindex", sought);
+    const std::array<std::string, 3> keys = Keys(i);
+    return connection->attachments().Of<AbsentValues>(*connection).Lacks("Adressindex", Sought(keys));
   }
-  void Store(const ObjectPtr& into, int i) {
-    EXPECT_EQ(Import(into, {{"KundenNummer", std::to_string(i + 1).c_str()},
+  // The references of those that the look-up would find; "?" where it must be run.
+  std::vector<std::string> Known(int i) {
+    const std::array<std::string, 3> keys = Keys(i);
+    const auto rows = connection->attachments().Of<ComingLookUps>(*connection).Find(Sought(keys));
+    if (!rows) return {"?"};
+    std::vector<std::string> references;
+    for (const FoundAddress& row : *rows) {
+      EXPECT_EQ(row.address_type, 1);
+      references.emplace_back(row.reference);
+    }
+    return references;
+  }
+  static std::array<SoughtValue, 3> Sought(const std::array<std::string, 3>& keys) {
+    return {{{"Doubletkey1", keys[0]}, {"Doubletkey2", keys[1]}, {"Doubletkey3", keys[2]}}};
+  }
+  std::optional<std::string> KnownText(const std::string& reference) {
+    const auto text = host::KnownKeys::Of(*connection).KeyTextOf(1, reference);
+    return text ? std::optional<std::string>(*text) : std::nullopt;
+  }
+  void Store(const ObjectPtr& into, int i, const char* number = nullptr) {
+    const std::string own = std::to_string(i + 1);
+    EXPECT_EQ(Import(into, {{"KundenNummer", number != nullptr ? number : own.c_str()},
                             {"Bez1", Name(i).c_str()},
-                            {"PLZ", "50667"},
-                            {"Ort", "Köln"},
-                            {"Strasse", ("Ring " + std::to_string(i)).c_str()}}),
+                            {"PLZ", Postcode(i).c_str()},
+                            {"Ort", Town(i).c_str()},
+                            {"Strasse", Street(i).c_str()}}),
               "");
   }
 };
@@ -73,6 +102,33 @@ TEST_F(KeysAhead, ThatNoRowHasSpareTheLookUp) {
   EXPECT_FALSE(IsKnownToBeAbsent(7)) << "it is there";
   EXPECT_TRUE(IsKnownToBeAbsent(3));
   EXPECT_FALSE(IsKnownToBeAbsent(4)) << "nobody has asked for it";
+}
+
+TEST_F(KeysAhead, ThatRowsHaveTellThemAndTheirAddresses) {
+  const ObjectPtr importer = Importer();
+  Store(importer, 7);
+  Store(importer, 7, "20");
+  Store(importer, 6);
+  Expect({0, 7, 6});
+  EXPECT_THAT(Known(0), IsEmpty());
+  EXPECT_THAT(Known(7), ElementsAre("8", "20"));
+  EXPECT_EQ(KnownText("8"), KeyText(7));
+  EXPECT_EQ(KnownText("20"), KeyText(7));
+  EXPECT_EQ(KnownText("7"), std::nullopt) << "it was not found for this record";
+  EXPECT_THAT(Known(6), ElementsAre("7"));
+  EXPECT_EQ(KnownText("7"), KeyText(6));
+}
+
+TEST_F(KeysAhead, OfAnAddressOverwrittenMeanwhileAreLookedFor) {
+  const ObjectPtr importer = Importer();
+  Store(importer, 7);
+  Store(importer, 6);
+  Expect({7, 6});
+  EXPECT_THAT(Known(7), ElementsAre("8"));
+  host::KnownKeys::Of(*connection).Change(8 * 64 + 1);
+  EXPECT_THAT(Known(7), ElementsAre("?"));
+  EXPECT_EQ(KnownText("8"), std::nullopt);
+  EXPECT_THAT(Known(6), ElementsAre("7"));
 }
 
 TEST_F(KeysAhead, OfARecordStoredMeanwhileAreLookedFor) {

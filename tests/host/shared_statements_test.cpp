@@ -1,5 +1,6 @@
 // New records that share statements on their way to a server: the result is that of waiting for each.
 #include <algorithm>
+#include <mutex>
 #include <random>
 #include <regex>
 
@@ -45,6 +46,8 @@ class SharedStatements : public testing::HostFixture, public ::testing::WithPara
                              {"PLZ", random() % 9 == 0 ? "" : "50667"},
                              {"Mitarbeiter", is_refused ? "-1" : "5"}}));
       // A query follows all answers before it.
+      // Nor does the timer end the group while its answer is read.
+      const std::lock_guard lock(connection->CallMutex());
       if (wait) Rows("SELECT 1");
       if (random() % 200 == 0) Rows("SELECT count(*) FROM Kunden");
     }
