@@ -37,6 +37,12 @@ const char* NameOf(ByteOrderMark mark) {
   return "";
 }
 
+// Whether there is enough of the text for its beginning.
+bool HasBeginning(const LineScanner& scanner, std::size_t end) {
+  return scanner.record_count() > TextFile::kBeginningRecords ||
+         (scanner.first_line_known() && end >= TextFile::kBeginningBytes);
+}
+
 // The first line is certain once it has ended at a CR, as an LF may turn out to end no line, and when it
 // cannot be changed by what the rest of the file tells about the character set.
 bool FirstLineIsCertain(const LineScanner& scanner) {
@@ -62,7 +68,7 @@ TextFile TextFile::Load(const std::string& path, const TextFormat& format, Exten
     TextFile text = LoadOnce(path, format, extent);
     // What was written meanwhile may be a new file, of which the old size is only a part. One that never rests
     // is taken as it was, as far as it stays so.
-    if (extent == Extent::kFirstLine || attempt == kAttempts || !text.window_.WasWritten()) return text;
+    if (extent != Extent::kWhole || attempt == kAttempts || !text.window_.WasWritten()) return text;
   }
 }
 
@@ -74,12 +80,20 @@ TextFile TextFile::LoadOnce(const std::string& path, const TextFormat& format, E
   text.mark_ = mark;
   const bool repair = format.file_format == "ASCII";
   const Separators separators = SeparatorsOf(format);
+  // All that is decoded, or the beginning of it.
+  bool is_whole = true;
+  const auto bytes = [&] {
+    const TextWindow::Part first = window.From(0);
+    is_whole = extent != Extent::kBeginning || first.is_last;
+    return (is_whole ? window.All() : first.bytes).substr(SizeOf(mark));
+  };
   const auto replace = [&](std::string decoded) {
     window.Release();
     text.Replace(repair ? RepairAsciiUmlauts(decoded) : std::move(decoded), format.column_headings, separators);
+    if (!is_whole) text.DropLastRecord();
   };
   if (IsUtf16(mark)) {
-    replace(FromUtf16(window.All().substr(SizeOf(mark)), mark == ByteOrderMark::kUtf16Big));
+    replace(FromUtf16(bytes(), mark == ByteOrderMark::kUtf16Big));
     return text;
   }
 
@@ -92,11 +106,12 @@ TextFile TextFile::LoadOnce(const std::string& path, const TextFormat& format, E
       done = scanner.Finish(part.bytes, part.begin);
     } else {
       scanner.Scan(part.bytes, part.begin);
-      done = extent == Extent::kFirstLine && FirstLineIsCertain(scanner);
+      is_whole = extent != Extent::kBeginning || !HasBeginning(scanner, text.end_);
+      done = !is_whole || (extent == Extent::kFirstLine && FirstLineIsCertain(scanner));
     }
   }
   if (mark == ByteOrderMark::kUtf8 && (repair || !scanner.utf8())) {
-    replace(RepairUtf8(window.All().substr(SizeOf(mark))));
+    replace(RepairUtf8(bytes()));
     return text;
   }
   const bool is_utf8 = mark == ByteOrderMark::kUtf8 || (scanner.utf8() && scanner.beyond_ascii());
@@ -111,6 +126,7 @@ TextFile TextFile::LoadOnce(const std::string& path, const TextFormat& format, E
                           scanner.first_line_end() - SizeOf(mark));
   window.Shrink();
   text.TakeLines(scanner);
+  if (!is_whole) text.DropLastRecord();
   return text;
 }
 
@@ -131,6 +147,12 @@ void TextFile::TakeLines(LineScanner& scanner) {
   line_end_ = scanner.line_end();
   first_line_end_ = scanner.first_line_end();
   index_ = scanner.TakeIndex();
+}
+
+void TextFile::DropLastRecord() {
+  if (index_.size() == 0) return;
+  end_ = index_[index_.size() - 1];
+  index_.Truncate(index_.size() - 1);
 }
 
 std::string TextFile::TakeFirstLine() {

@@ -17,13 +17,18 @@ namespace kestrel {
 class TextFile {
  public:
   enum class Charset { kWindows1252, kUtf8 };
-  enum class Extent { kWhole, kFirstLine };
+  enum class Extent { kWhole, kFirstLine, kBeginning };
   // The byte order mark.
   enum class Mark { kNone, kUtf8, kUtf16Little, kUtf16Big };
 
   // Reads the file. With kFirstLine it stops as soon as FirstLine() is certain; the records are then those
-  // seen so far. Raises what opening and reading raise, with the path, and 7.
+  // seen so far. With kBeginning it stops behind some records, of which the last is whole, too; none where one is
+  // longer than kBeginningBytes. The character set is then that of these bytes. Raises what opening and reading raise,
+  // with the path, and 7.
   static TextFile Load(const std::string& path, const TextFormat& format, Extent extent = Extent::kWhole);
+
+  static constexpr std::size_t kBeginningRecords = 100;
+  static constexpr std::size_t kBeginningBytes = std::size_t{8} << 20;
 
   // Which file it is, and of which time its content is.
   const FileIdentity& identity() const { return window_.identity(); }
@@ -70,6 +75,8 @@ class TextFile {
   explicit TextFile(const std::string& path) : window_(path) {}
   static TextFile LoadOnce(const std::string& path, const TextFormat& format, Extent extent);
   void TakeLines(LineScanner& scanner);
+  // Leaves the last record out, behind which the text goes on.
+  void DropLastRecord();
   const char* Bytes(std::size_t begin, std::size_t end) {
     return decoded_.empty() ? window_.Hold(begin, end) : decoded_.data() + begin;
   }

@@ -74,6 +74,8 @@ class LineScanner {
   // Whether everything looked at is UTF-8, and whether it holds a character beyond ASCII.
   bool utf8() const { return utf8_.is_valid(); }
   bool beyond_ascii() const { return utf8_.beyond_ascii(); }
+  // How many records have been found so far.
+  std::size_t record_count() const { return index_.size(); }
   LineIndex TakeIndex() { return std::move(index_); }
 
  private:

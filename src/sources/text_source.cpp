@@ -25,6 +25,16 @@ auto RaisingOutOfMemory(Work&& work) {
   }
 }
 
+RecordsetPtr RecordsOf(const std::string& path, const TextFormat& format, TextFile::Extent extent) {
+  return RaisingOutOfMemory([&] {
+    TextFile file = TextFile::Load(path, format, extent);
+    std::vector<std::string> column_names = TextFieldNames(file.TakeFirstLine(), format);
+    column_names.pop_back();
+    return std::make_shared<TextRecordset>(std::move(file), std::move(column_names), DelimiterOf(format),
+                                           QualifierOf(format));
+  });
+}
+
 }  // namespace
 
 std::vector<std::string> ReadTextFieldNames(const std::string& path, const TextFormat& format) {
@@ -34,13 +44,11 @@ std::vector<std::string> ReadTextFieldNames(const std::string& path, const TextF
 }
 
 RecordsetPtr OpenTextSource(const std::string& path, const TextFormat& format) {
-  return RaisingOutOfMemory([&] {
-    TextFile file = TextFile::Load(path, format);
-    std::vector<std::string> column_names = TextFieldNames(file.TakeFirstLine(), format);
-    column_names.pop_back();
-    return std::make_shared<TextRecordset>(std::move(file), std::move(column_names), DelimiterOf(format),
-                                           QualifierOf(format));
-  });
+  return RecordsOf(path, format, TextFile::Extent::kWhole);
+}
+
+RecordsetPtr OpenTextBeginning(const std::string& path, const TextFormat& format) {
+  return RecordsOf(path, format, TextFile::Extent::kBeginning);
 }
 
 }  // namespace kestrel

@@ -50,5 +50,8 @@ std::vector<std::string> ReadTextFieldNames(const std::string& path, const TextF
 // The record set of a file, with the columns that its first line gives. Columns beyond the 200th exist and stay
 // empty. Raises 53, 70, 75, 7 ...
 RecordsetPtr OpenTextSource(const std::string& path, const TextFormat& format);
+// The same with the records of its beginning, some hundred at least where there are as many, in a time that does not
+// depend on the size of the file. RecordCount counts those.
+RecordsetPtr OpenTextBeginning(const std::string& path, const TextFormat& format);
 
 }  // namespace kestrel
