@@ -6,6 +6,7 @@
 #include "kestrel/runtime_error.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
+#include "sources/file_marks.h"
 #include "sources/source_catalog.h"
 #include "sources/source_page.h"
 
@@ -98,6 +99,7 @@ std::deque<SourceKind> ComponentKinds() {
        .open = OpenTextFile,
        .column_names = GetTextFieldNames,
        .check = CheckTextSettings,
+       .file_endings = "*.txt *.csv *.tsv *.asc *.dat",
        .is_offered = true,
        .frame = SourceFrame::kFile,
        .page_fields = {{&Session::FileName, &SourcePage::txtFilename},
@@ -137,6 +139,8 @@ std::deque<SourceKind> ComponentKinds() {
        .ending = ".MDB",
        .further_ending = ".ACCDB",
        .file_filter = "*.MDB",
+       .file_endings = "*.mdb *.accdb",
+       .has_mark = HasMarkOfAccess,
        .is_offered = true,
        .frame = SourceFrame::kAccess,
        .page_fields = {{&Session::User, &SourcePage::txtAccessDB},
@@ -151,6 +155,8 @@ std::deque<SourceKind> ComponentKinds() {
        .inputs = {{&SourceInputs::database, &SourcePage::txtExcelFile, kDatabase.name}},
        .query = SheetQuery,
        .file_filter = "*.XLS",
+       .file_endings = "*.xls *.xlsx *.xlsm",
+       .has_mark = HasMarkOfExcel,
        .frame = SourceFrame::kExcel,
        .page_fields = {{&Session::Database, &SourcePage::txtExcelFile},
                        {&Session::Table, &SourcePage::cboExcelSheet}}},
@@ -163,6 +169,8 @@ std::deque<SourceKind> ComponentKinds() {
        .inputs = {{&SourceInputs::database, &SourcePage::txtdBaseFile, kDatabase.name}},
        .table_ending = ".DBF",
        .ending = ".DBF",
+       .file_endings = "*.dbf",
+       .has_mark = HasMarkOfDBase,
        .is_offered = true,
        .frame = SourceFrame::kDBase,
        .page_fields = {{&Session::Database, &SourcePage::txtdBaseFile},

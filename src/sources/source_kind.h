@@ -96,6 +96,10 @@ struct SourceKind {
   std::string_view further_ending = {};
   // What a file dialog offers.
   const char* file_filter = "*.*";
+  // How such files are usually called, where a dialog offers all kinds: "*.xls *.xlsx"; none where none are chosen.
+  std::string_view file_endings = {};
+  // Whether the first bytes of a file are those of this kind; null where no mark tells.
+  bool (*has_mark)(std::string_view beginning) = nullptr;
 
   // --- The data source page ---
   // Whether it can be chosen there. One that cannot is read where a specification names it.
