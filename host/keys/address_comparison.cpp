@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -76,7 +78,18 @@ constexpr std::size_t kLongName = 8;
 // From which on two words are taken for one with an error.
 constexpr double kNear = 0.88;
 
+// Bits that no address comes back from: their score is told as it may be at most.
+constexpr double kHopeless = -10;
+
 enum class Likeness { kMissing, kOther, kInitial, kNear, kSame };
+
+// Words of the same code have letters of the same of these groups.
+bool MaySoundAlike(std::uint32_t a, std::uint32_t b) {
+  constexpr std::array kGroups = {LettersOf("BFPVW"), LettersOf("CDGKQSTXZ"), LettersOf("L"), LettersOf("MN"),
+                                  LettersOf("R")};
+  return std::ranges::all_of(kGroups,
+                             [&](std::uint32_t group) { return ((a & group) != 0) == ((b & group) != 0); });
+}
 
 bool SoundAlike(std::string_view a, std::string_view b) {
   std::string first;
@@ -86,6 +99,9 @@ bool SoundAlike(std::string_view a, std::string_view b) {
   return first.size() > 1 && first == second;
 }
 
+// What most words that chance brings together are told apart by: letters that only one of them has. Each edit removes
+// one of them from either word, and JaroWinkler is at most 1 - (1 - 0.1 * common start) * (x / |a| + y / |b|) / 3 where x
+// and y letters are not in the other one.
 Likeness LikenessOf(std::string_view a, std::string_view b) {
   constexpr std::size_t kLongWord = 8;
   constexpr std::size_t kWord = 3;
@@ -94,7 +110,16 @@ Likeness LikenessOf(std::string_view a, std::string_view b) {
   if (a.size() == 1 || b.size() == 1) return a[0] == b[0] ? Likeness::kInitial : Likeness::kOther;
   const std::size_t longer = std::max(a.size(), b.size());
   const std::size_t most_edits = longer >= kLongWord ? 2 : longer >= kWord ? 1 : 0;
-  const bool is_near = JaroWinkler(a, b) >= kNear || EditDistance(a, b) <= most_edits || SoundAlike(a, b);
+  const std::uint32_t letters_a = LettersOf(a);
+  const std::uint32_t letters_b = LettersOf(b);
+  const auto only_a = static_cast<std::size_t>(std::popcount(letters_a & ~letters_b));
+  const auto only_b = static_cast<std::size_t>(std::popcount(letters_b & ~letters_a));
+  const double start = a[0] == b[0] ? 0.6 : 1;
+  const double apart = static_cast<double>(only_a) / static_cast<double>(a.size()) +
+                       static_cast<double>(only_b) / static_cast<double>(b.size());
+  const bool is_near = (start * apart / 3 <= 1 - kNear && JaroWinkler(a, b) >= kNear) ||
+                       (std::max(only_a, only_b) <= most_edits && EditDistance(a, b) <= most_edits) ||
+                       (MaySoundAlike(letters_a, letters_b) && SoundAlike(a, b));
   return is_near ? Likeness::kNear : Likeness::kOther;
 }
 
@@ -102,16 +127,6 @@ Likeness LikenessOfNames(std::string_view a, std::string_view b) {
   const Likeness likeness = LikenessOf(a, b);
   return likeness == Likeness::kNear && AreOtherFirstNames(a, b) ? Likeness::kOther : likeness;
 }
-
-// Behind a name, what tells two of one name apart. A single digit among letters is a typing error.
-bool IsMark(std::string_view word) {
-  constexpr std::string_view kMarks[] = {"II", "III", "JR", "JUN", "JUNIOR", "SEN", "SENIOR", "SR"};
-  const auto digits = std::ranges::count_if(word, [](char c) { return c >= '0' && c <= '9'; });
-  return static_cast<std::size_t>(digits) * 2 >= word.size() || IsSisterCompany(word) ||
-         std::find(std::begin(kMarks), std::end(kMarks), word) != std::end(kMarks);
-}
-
-bool HasMark(const AddressParts& address) { return std::ranges::any_of(address.names(), IsMark); }
 
 // "0,93"
 std::string Decimal(double likeness) {
@@ -123,34 +138,58 @@ std::string Decimal(double likeness) {
 
 class Comparer {
  public:
-  Comparer(const AddressParts& a, const AddressParts& b, SameAddressPairs& seen) : a_(a), b_(b), seen_(seen) {}
+  // Without `tells` no reason is put into words.
+  Comparer(const AddressView& a, const AddressView& b, SameAddressPairs& seen, bool tells)
+      : a_(a), b_(b), seen_(seen), tells_(tells) {}
 
-  Comparison Compare() {
+  // Bits below `hopeless` may be too many, and their reason incomplete.
+  Comparison Compare(double hopeless) {
     result_.bits = kPrior;
     Place();
-    const Likeness street = Street();
-    Number(street);
-    is_one_address_ = is_one_address_ && street >= Likeness::kNear;
-    const std::string place = std::exchange(result_.reason, {});
-    Names();
-    if (!place.empty()) Add(0, place);
+    const bool other_number =
+        !a_.house_number.empty() && !b_.house_number.empty() && a_.house_number != b_.house_number;
+    if (other_number || !is_one_address_) {
+      // The street is dear to look at, and may not matter.
+      is_one_address_ = false;
+      Names();
+      if (result_.bits + MostOfStreet(other_number) < hopeless && !NothingDiffers()) {
+        result_.bits += MostOfStreet(other_number);
+        return std::move(result_);
+      }
+      Number(Street());
+    } else {
+      const Likeness street = Street();
+      Number(street);
+      is_one_address_ = street >= Likeness::kNear;
+      Names();
+    }
+    if (tells_)
+      result_.reason =
+          names_reason_ + (names_reason_.empty() || place_reason_.empty() ? "" : ", ") + place_reason_;
     // Certain, however little was told: the host that holds back at 100 only means these.
     if (NothingDiffers()) result_.bits = std::numeric_limits<double>::infinity();
     return std::move(result_);
   }
 
  private:
-  void Add(double bits, std::string_view reason) {
+  void Add(std::string& reason, double bits, std::string_view words) {
     result_.bits += bits;
-    if (reason.empty()) return;
-    if (!result_.reason.empty()) result_.reason += ", ";
-    result_.reason += reason;
+    if (!tells_ || words.empty()) return;
+    if (!reason.empty()) reason += ", ";
+    reason += words;
   }
+  void Add(double bits, std::string_view words) { Add(place_reason_, bits, words); }
+  std::string NearName(double likeness) const { return tells_ ? "Name ähnlich " + Decimal(likeness) : ""; }
 
   bool NothingDiffers() const {
-    return std::ranges::equal(a_.names(), b_.names()) && a_.postcode() == b_.postcode() &&
-           a_.town() == b_.town() && a_.street() == b_.street() && a_.house_number() == b_.house_number() &&
-           a_.house_letter() == b_.house_letter();
+    return std::ranges::equal(a_.names(), b_.names()) && a_.postcode == b_.postcode && a_.town == b_.town &&
+           a_.street == b_.street && a_.house_number == b_.house_number && a_.house_letter == b_.house_letter;
+  }
+  double MostOfStreet(bool other_number) const {
+    return (a_.street.empty() || b_.street.empty() ? 0
+            : a_.street == b_.street               ? kSameStreet
+                                                   : kNearStreet) +
+           (other_number ? kNearNumber : kSameNumber);
   }
   void Names();
   void Pair(Likeness least);
@@ -161,10 +200,13 @@ class Comparer {
   void Number(Likeness street);
   Likeness Towns() const;
 
-  const AddressParts& a_;
-  const AddressParts& b_;
+  const AddressView& a_;
+  const AddressView& b_;
   SameAddressPairs& seen_;
+  const bool tells_;
   Comparison result_;
+  std::string names_reason_;
+  std::string place_reason_;
   bool is_one_address_ = true;
 
   // Names that are paired, by bits; and what they come to.
@@ -186,17 +228,15 @@ void Comparer::Pair(Likeness least) {
       if ((used_b_ >> j & 1) != 0) continue;
       const std::string_view name = a_.names()[i];
       const std::string_view other = b_.names()[j];
-      if (IsMark(name) != IsMark(other) || (IsMark(name) && name != other)) continue;
-      if ((least == Likeness::kSame ? name == other ? Likeness::kSame : Likeness::kOther
-                                    : LikenessOfNames(name, other)) < least) {
+      if (a_.IsMark(i) != b_.IsMark(j)) continue;
+      if (least == Likeness::kSame || a_.IsMark(i) ? name != other : LikenessOfNames(name, other) < least)
         continue;
-      }
       used_a_ |= 1U << i;
       used_b_ |= 1U << j;
       const bool is_second = same_ + near_ > 0;
       if (least == Likeness::kSame) {
         ++same_;
-        if (IsMark(name)) continue;
+        if (a_.IsMark(i)) continue;
         names_ += IsFirstName(name)    ? kFirstName
                   : IsCommonName(name) ? kCommonName
                   : is_second          ? kSecondRareName
@@ -217,11 +257,11 @@ void Comparer::Pair(Likeness least) {
 void Comparer::CountRest() {
   int left_a = 0;
   int left_b = 0;
-  const auto count = [this](std::span<const std::string_view> names, std::uint32_t used, int& left,
-                            int& first_names) {
+  const auto count = [this](const AddressView& address, std::uint32_t used, int& left, int& first_names) {
+    const std::span<const std::string_view> names = address.names();
     for (std::size_t i = 0; i < names.size(); ++i) {
       if ((used >> i & 1) != 0) continue;
-      if (IsMark(names[i])) {
+      if (address.IsMark(i)) {
         other_mark_ = true;
       } else {
         ++left;
@@ -230,12 +270,12 @@ void Comparer::CountRest() {
     }
   };
   int first_names = 0;
-  count(a_.names(), used_a_, left_a, first_names);
-  count(b_.names(), used_b_, left_b, first_names);
+  count(a_, used_a_, left_a, first_names);
+  count(b_, used_b_, left_b, first_names);
   const bool shares = same_ + near_ > 0;
   has_other_ = left_a > 0 && left_b > 0;
   if (has_other_) {
-    if (is_one_address_ && !(a_.is_company() || b_.is_company()) && !other_mark_) {
+    if (is_one_address_ && !(a_.is_company || b_.is_company) && !other_mark_) {
       ++(shares ? seen_.one_name_other : seen_.all_names_other);
       if (first_names < 2) {
         const double probability = WrongNames(shares);
@@ -244,11 +284,11 @@ void Comparer::CountRest() {
       }
     }
     names_ += !shares                                                                      ? kNoNameShared
-              : a_.is_company() || b_.is_company()                                         ? kOtherCompany
+              : a_.is_company || b_.is_company                                             ? kOtherCompany
               : first_names > 1 || (first_names == 1 && WrongNames(true) < kErrorsPrevail) ? kOtherFirstName
                                                                                            : kOtherName;
   } else if (left_a + left_b > 0) {
-    names_ += a_.is_company() == b_.is_company() ? kNameMissing : kNameMissingOfOneKind;
+    names_ += a_.is_company == b_.is_company ? kNameMissing : kNameMissingOfOneKind;
   }
   if (other_mark_) names_ += kOtherMark;
 }
@@ -261,20 +301,25 @@ double Comparer::WrongNames(bool shares) const {
 }
 
 void Comparer::Names() {
-  const auto joined = [](const AddressParts& address) {
+  const auto joined = [](const AddressView& address) {
     std::string text;
     for (const std::string_view name : address.names()) text += name;
     return text;
   };
-  if (a_.names().empty() || b_.names().empty()) return Add(0, "Name fehlt");
+  const auto length = [](const AddressView& address) {
+    int length = 0;
+    for (const std::string_view name : address.names()) length += static_cast<int>(name.size());
+    return length;
+  };
+  if (a_.names().empty() || b_.names().empty()) return Add(names_reason_, 0, "Name fehlt");
   Pair(Likeness::kSame);
-  if (same_ < 2 && !HasMark(a_) && !HasMark(b_)) {
+  if (same_ < 2 && a_.marks == 0 && b_.marks == 0 && std::abs(length(a_) - length(b_)) <= 1) {
     const std::string all_a = joined(a_);
     const std::string all_b = joined(b_);
-    if (same_ == 0 && all_a == all_b) return Add(kRareName + kSecondRareName, "gleicher Name");
+    if (same_ == 0 && all_a == all_b) return Add(names_reason_, kRareName + kSecondRareName, "gleicher Name");
     if (a_.names().size() != b_.names().size() && all_a.size() >= kLongName &&
         EditDistance(all_a, all_b) == 1) {
-      return Add(kRareName + kSecondNearName, "Name ähnlich " + Decimal(JaroWinkler(all_a, all_b)));
+      return Add(names_reason_, kRareName + kSecondNearName, NearName(JaroWinkler(all_a, all_b)));
     }
   }
   Pair(Likeness::kNear);
@@ -282,10 +327,10 @@ void Comparer::Names() {
   const int paired = same_ + near_ + initials_;
   CountRest();
   const bool is_whole = paired == static_cast<int>(std::max(a_.names().size(), b_.names().size()));
-  if (other_mark_ || same_ + near_ == 0) return Add(names_, "anderer Name");
+  if (other_mark_ || same_ + near_ == 0) return Add(names_reason_, names_, "anderer Name");
   std::string reason;
   if (near_ > 0) {
-    reason = "Name ähnlich " + Decimal((likeness_ + same_) / (same_ + near_));
+    reason = NearName((likeness_ + same_) / (same_ + near_));
   } else {
     reason = same_ == 0   ? "anderer Name"
              : is_whole   ? "gleicher Name"
@@ -295,21 +340,21 @@ void Comparer::Names() {
   if (has_other_) reason += ", ein weiterer anders";
   if (!has_other_ && is_one_address_) ++seen_.same_names;
   if (initials_ > 0) reason += ", Vorname abgekürzt";
-  Add(names_, reason);
+  Add(names_reason_, names_, reason);
 }
 
 Likeness Comparer::Towns() const {
-  const std::string_view a = a_.town();
-  const std::string_view b = b_.town();
+  const std::string_view a = a_.town;
+  const std::string_view b = b_.town;
   if (a.empty() || b.empty()) return Likeness::kMissing;
-  if (a_.town_word() == b_.town_word()) return Likeness::kSame;
+  if (a_.town_word == b_.town_word) return Likeness::kSame;
   if (a.starts_with(b) || b.starts_with(a)) return Likeness::kNear;
-  return std::max(LikenessOf(a_.town_word(), b_.town_word()), LikenessOf(a, b));
+  return std::max(LikenessOf(a_.town_word, b_.town_word), LikenessOf(a, b));
 }
 
 void Comparer::Place() {
-  const std::string_view a = a_.postcode();
-  const std::string_view b = b_.postcode();
+  const std::string_view a = a_.postcode;
+  const std::string_view b = b_.postcode;
   const Likeness town = Towns();
   const bool has_town = town >= Likeness::kNear;
   const char* const town_words = town == Likeness::kSame    ? "gleicher Ort"
@@ -341,43 +386,43 @@ void Comparer::Place() {
 }
 
 Likeness Comparer::Street() {
-  const std::string_view a = a_.street();
-  const std::string_view b = b_.street();
+  const std::string_view a = a_.street;
+  const std::string_view b = b_.street;
   if (a.empty() || b.empty()) {
     if (!a.empty() || !b.empty()) Add(0, "Straße fehlt");
     return Likeness::kMissing;
   }
   if (a == b) {
-    Add(IsCommonStreet(a_.street_word()) ? kSameCommonStreet : kSameStreet, "gleiche Straße");
+    Add(IsCommonStreet(a_.street_word) ? kSameCommonStreet : kSameStreet, "gleiche Straße");
     return Likeness::kSame;
   }
-  const double likeness = std::max(JaroWinkler(a, b), JaroWinkler(a_.street_word(), b_.street_word()));
+  const double likeness = std::max(JaroWinkler(a, b), JaroWinkler(a_.street_word, b_.street_word));
   const bool is_near =
-      std::max(LikenessOf(a, b), LikenessOf(a_.street_word(), b_.street_word())) >= Likeness::kNear ||
+      std::max(LikenessOf(a, b), LikenessOf(a_.street_word, b_.street_word)) >= Likeness::kNear ||
       a.starts_with(b) || b.starts_with(a);
   if (is_near) {
-    Add(IsCommonStreet(a_.street_word()) ? kNearCommonStreet : kNearStreet,
-        "Straße ähnlich " + Decimal(likeness));
+    Add(IsCommonStreet(a_.street_word) ? kNearCommonStreet : kNearStreet,
+        tells_ ? "Straße ähnlich " + Decimal(likeness) : "");
     return Likeness::kNear;
   }
-  Add(a_.is_company() && b_.is_company() ? kOtherStreetOfCompany : kOtherStreet, "andere Straße");
+  Add(a_.is_company && b_.is_company ? kOtherStreetOfCompany : kOtherStreet, "andere Straße");
   return Likeness::kOther;
 }
 
 void Comparer::Number(Likeness street) {
-  const std::string_view a = a_.house_number();
-  const std::string_view b = b_.house_number();
+  const std::string_view a = a_.house_number;
+  const std::string_view b = b_.house_number;
   if (a.empty() || b.empty()) {
     if (!a.empty() || !b.empty()) Add(0, "Hausnummer fehlt");
     return;
   }
   if (a != b) is_one_address_ = false;
-  if (a != b && street == Likeness::kOther && !a_.is_company())
+  if (a != b && street == Likeness::kOther && !a_.is_company)
     return Add(kOtherNumber + kNamesakes, "andere Hausnummer");
   if (a != b) return Add(EditDistance(a, b) == 1 ? kNearNumber : kOtherNumber, "andere Hausnummer");
   if (street == Likeness::kOther) return Add(kSameNumberOtherStreet, "gleiche Hausnummer");
-  const char letter_a = a_.house_letter();
-  const char letter_b = b_.house_letter();
+  const char letter_a = a_.house_letter;
+  const char letter_b = b_.house_letter;
   if (letter_a == letter_b) return Add(kSameNumber, "gleiche Hausnummer");
   if (letter_a == '\0' || letter_b == '\0') return Add(kSameNumberMissingLetter, "gleiche Hausnummer");
   Add(kSameNumberOtherLetter, "andere Hausnummer");
@@ -387,8 +432,12 @@ void Comparer::Number(Likeness street) {
 
 double Comparison::Percent() const { return 100 / (1 + std::exp2(-bits)); }
 
-Comparison CompareAddresses(const AddressParts& a, const AddressParts& b, SameAddressPairs& seen) {
-  return Comparer(a, b, seen).Compare();
+Comparison CompareAddresses(const AddressView& a, const AddressView& b, SameAddressPairs& seen) {
+  return Comparer(a, b, seen, true).Compare(-std::numeric_limits<double>::infinity());
+}
+
+double HighestPercent(const AddressView& a, const AddressView& b, SameAddressPairs& seen) {
+  return Comparer(a, b, seen, false).Compare(kHopeless).Percent();
 }
 
 }  // namespace kestrel::host

@@ -15,7 +15,7 @@
 
 #include <string>
 
-#include "keys/address_parts.h"
+#include "keys/address_view.h"
 
 namespace kestrel::host {
 
@@ -39,6 +39,9 @@ struct SameAddressPairs {
 };
 
 // Counts the pair.
-Comparison CompareAddresses(const AddressParts& a, const AddressParts& b, SameAddressPairs& seen);
+Comparison CompareAddresses(const AddressView& a, const AddressView& b, SameAddressPairs& seen);
+// The Percent of it, or where that is less than 0.1, a greater one that is less, too. Counts the pair. Without words,
+// and mostly without looking at all parts: for the many pairs that chance brings together.
+double HighestPercent(const AddressView& a, const AddressView& b, SameAddressPairs& seen);
 
 }  // namespace kestrel::host

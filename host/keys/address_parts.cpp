@@ -1,9 +1,11 @@
 #include "keys/address_parts.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 
 #include "keys/folded_text.h"
+#include "keys/text_similarity.h"
 
 namespace kestrel::host {
 
@@ -41,15 +43,33 @@ bool IsOneOf(std::string_view word, const std::string_view (&words)[Count]) {
   return std::binary_search(std::begin(words), std::end(words), word);
 }
 
-// Behind the name of a company they make it another one at the same address.
+// Behind the name of a company they make it another one at the same address. The beginnings of words.
 constexpr std::string_view kSisterCompanies[] = {"BESITZ", "BETEILIGUNG", "HOLDING", "VERMOEGENSVERWALTUNG",
                                                  "VERWALTUNG"};
+constexpr std::string_view kGenerations[] = {"II", "III", "JR", "JUN", "JUNIOR", "SEN", "SENIOR", "SR"};
+
+constexpr auto kLettersOfTrades = [] {
+  std::array<std::uint32_t, std::size(kTrades)> letters{};
+  std::ranges::transform(kTrades, letters.begin(), LettersOf);
+  return letters;
+}();
 
 bool IsTrade(std::string_view word) {
-  return std::ranges::any_of(kTrades, [&](std::string_view trade) { return word.find(trade) != word.npos; });
+  const std::uint32_t letters = LettersOf(word);
+  for (std::size_t i = 0; i < std::size(kTrades); ++i) {
+    if ((kLettersOfTrades[i] & ~letters) == 0 && word.find(kTrades[i]) != word.npos) return true;
+  }
+  return false;
 }
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+// Behind a name, what tells two of one name apart. A single digit among letters is a typing error.
+bool IsMark(std::string_view word) {
+  const auto digits = std::ranges::count_if(word, IsDigit);
+  return static_cast<std::size_t>(digits) * 2 >= word.size() || IsOneOf(word, kGenerations) ||
+         std::ranges::any_of(kSisterCompanies, [&](std::string_view part) { return word.starts_with(part); });
+}
 
 void Fold(std::string& folded, std::string_view text) {
   folded.clear();
@@ -67,10 +87,6 @@ std::string_view WithoutKind(std::string_view word) {
 
 }  // namespace
 
-bool IsSisterCompany(std::string_view word) {
-  return std::ranges::any_of(kSisterCompanies, [&](std::string_view part) { return word.starts_with(part); });
-}
-
 void AddressParts::Assign(std::string_view key_text) {
   std::array<std::string_view, 6> parts;
   for (std::string_view& part : parts) {
@@ -86,6 +102,10 @@ void AddressParts::Assign(std::string_view key_text) {
   TakeTown(parts[1]);
   TakeStreet(parts[2]);
   TakeNames(parts[4], parts[5]);
+  view_.postcode = postcode_;
+  view_.town = town_;
+  view_.street = street_;
+  view_.house_number = house_number_;
 }
 
 void AddressParts::TakeTown(std::string_view text) {
@@ -98,16 +118,14 @@ void AddressParts::TakeTown(std::string_view text) {
     if (known.size() <= kShortWord && word.size() > known.size()) known = word;
     end = static_cast<std::size_t>(word.data() - town_.data()) + word.size();
   }
-  town_word_ = known;
+  view_.town_word = known;
   town_.resize(end);
 }
 
 // The house number is the last group of numbers ("Straße des 17. Juni 135"), or the first word ("5 Ring Road").
 void AddressParts::TakeStreet(std::string_view text) {
   street_.clear();
-  street_word_.clear();
-  house_number_.clear();
-  house_letter_ = '\0';
+  view_.house_letter = '\0';
   Fold(street_words_, text);
   // "HAUPTSTR5": the number begins where the word ends.
   for (std::size_t i = 1; i < street_words_.size(); ++i) {
@@ -125,7 +143,7 @@ void AddressParts::TakeStreet(std::string_view text) {
       continue;
     }
     if (in_number && word.size() == 1) {
-      if (house_letter_ == '\0') house_letter_ = word[0];
+      if (view_.house_letter == '\0') view_.house_letter = word[0];
       continue;
     }
     in_number = false;
@@ -135,9 +153,9 @@ void AddressParts::TakeStreet(std::string_view text) {
   }
   const std::size_t digits = std::min(number.find_first_not_of("0123456789"), number.size());
   house_number_ = number.substr(0, digits);
-  if (digits < number.size()) house_letter_ = number[digits];
-  if (house_number_.empty()) house_letter_ = '\0';
-  street_word_ = known.empty() ? std::string_view(street_) : WithoutKind(known);
+  if (digits < number.size()) view_.house_letter = number[digits];
+  if (house_number_.empty()) view_.house_letter = '\0';
+  view_.street_word = known.empty() ? std::string_view(street_) : WithoutKind(known);
 }
 
 // False where a legal form or a trade was among them.
@@ -159,22 +177,26 @@ bool AddressParts::TakeNameWords(std::string_view folded) {
       continue;
     }
     if (IsTrade(word)) is_person = false;
-    if (name_count_ < kMostNames) names_[name_count_++] = word;
+    if (view_.name_count == AddressView::kMostNames) continue;
+    if (IsMark(word)) view_.marks |= static_cast<std::uint16_t>(1U << view_.name_count);
+    view_.all_names[view_.name_count++] = word;
   }
   return is_person;
 }
 
 void AddressParts::TakeNames(std::string_view first, std::string_view second) {
-  name_count_ = 0;
+  view_.name_count = 0;
+  view_.marks = 0;
   Fold(name_texts_[0], first);
-  is_company_ = !TakeNameWords(name_texts_[0]);
+  view_.is_company = !TakeNameWords(name_texts_[0]);
   Fold(name_texts_[1], second);
-  const std::size_t of_first = name_count_;
+  const std::uint8_t of_first = view_.name_count;
   // Beside a company stands somebody in charge, where it is not the rest of a long name.
   if (!TakeNameWords(name_texts_[1])) {
-    is_company_ = true;
-  } else if (is_company_ && of_first > 0) {
-    name_count_ = of_first;
+    view_.is_company = true;
+  } else if (view_.is_company && of_first > 0) {
+    view_.name_count = of_first;
+    view_.marks &= static_cast<std::uint16_t>((1U << of_first) - 1);
   }
 }
 

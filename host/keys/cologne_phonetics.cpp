@@ -7,14 +7,16 @@ namespace {
 // No digit: the letter is not coded.
 constexpr char kNone = '\0';
 
-bool IsIn(char letter, std::string_view letters) {
-  return letter != '\0' && letters.find(letter) != std::string_view::npos;
+// As a template argument the letters are known when this is compiled.
+template <char... kLetters>
+constexpr bool IsIn(char letter) {
+  return ((letter == kLetters) || ...);
 }
 
 char CodeOfC(char before, char after) {
-  if (before == '\0') return IsIn(after, "AHKLOQRUX") ? '4' : '8';
-  if (IsIn(before, "SZ")) return '8';
-  return IsIn(after, "AHKOQUX") ? '4' : '8';
+  if (before == '\0') return IsIn<'A', 'H', 'K', 'L', 'O', 'Q', 'R', 'U', 'X'>(after) ? '4' : '8';
+  if (IsIn<'S', 'Z'>(before)) return '8';
+  return IsIn<'A', 'H', 'K', 'O', 'Q', 'U', 'X'>(after) ? '4' : '8';
 }
 
 // The digit of a letter between its neighbours ('\0' at the word's ends). X is two digits; this is the last.
@@ -30,7 +32,7 @@ char CodeOf(char letter, char before, char after) {
     case 'B': return '1';
     case 'P': return after == 'H' ? '3' : '1';
     case 'D':
-    case 'T': return IsIn(after, "CSZ") ? '8' : '2';
+    case 'T': return IsIn<'C', 'S', 'Z'>(after) ? '8' : '2';
     case 'F':
     case 'V':
     case 'W': return '3';
@@ -63,7 +65,7 @@ void AppendCologneCode(std::string& code, std::string_view word) {
   for (std::size_t i = 0; i < word.size(); ++i) {
     const char before = i == 0 ? '\0' : word[i - 1];
     const char after = i + 1 < word.size() ? word[i + 1] : '\0';
-    if (word[i] == 'X' && !IsIn(before, "CKQ")) append('4');
+    if (word[i] == 'X' && !IsIn<'C', 'K', 'Q'>(before)) append('4');
     if (const char digit = CodeOf(word[i], before, after); digit != kNone) append(digit);
   }
 }

@@ -37,8 +37,8 @@ void AppendSound(std::string& text, std::string_view word, std::size_t most) {
   if (text.size() > start + most) text.resize(start + most);
 }
 
-void AppendTown(std::string& text, const AddressParts& address) {
-  std::string_view word = address.town_word();
+void AppendTown(std::string& text, const AddressView& address) {
+  std::string_view word = address.town_word;
   for (const std::string_view beginning : kCommonTowns) {
     if (word.size() < beginning.size() + 3 || !word.starts_with(beginning)) continue;
     text += word[0];
@@ -49,11 +49,11 @@ void AppendTown(std::string& text, const AddressParts& address) {
 }
 
 // The postcode or, where there is none, the town.
-bool AppendPlace(std::string& text, const AddressParts& address) {
-  if (!address.postcode().empty()) {
-    text += address.postcode();
-  } else if (!address.town_word().empty()) {
-    text += address.town();
+bool AppendPlace(std::string& text, const AddressView& address) {
+  if (!address.postcode.empty()) {
+    text += address.postcode;
+  } else if (!address.town_word.empty()) {
+    text += address.town;
   } else {
     return false;
   }
@@ -62,7 +62,7 @@ bool AppendPlace(std::string& text, const AddressParts& address) {
 }
 
 // Of the names' sounds the first or the last; initials count where there is nothing else.
-bool AppendName(std::string& text, const AddressParts& address, bool last, std::size_t most) {
+bool AppendName(std::string& text, const AddressView& address, bool last, std::size_t most) {
   constexpr std::size_t kRoom = 64;
   std::string best;
   std::string sound;
@@ -82,50 +82,50 @@ bool AppendName(std::string& text, const AddressParts& address, bool last, std::
 }
 
 // Where no place is told, only what is repeated word by word can be found, whatever the order of the names.
-std::string NameAndStreet(const AddressParts& address) {
+std::string NameAndStreet(const AddressView& address) {
   if (address.names().empty()) return {};
   std::string text = "|";
   std::vector<std::string_view> names(address.names().begin(), address.names().end());
   std::ranges::sort(names);
   for (const std::string_view name : names) text.append(name).append("|");
-  return text.append(address.street()).append("|").append(address.house_number());
+  return text.append(address.street).append("|").append(address.house_number);
 }
 
-std::string NameInPlace(const AddressParts& address) {
+std::string NameInPlace(const AddressView& address) {
   std::string text;
   if (!AppendPlace(text, address)) return NameAndStreet(address);
   if (!AppendName(text, address, true, kSoundOfLastName)) return {};
   return text;
 }
 
-std::string NameAtNumber(const AddressParts& address) {
+std::string NameAtNumber(const AddressView& address) {
   std::string text;
-  if (address.house_number().empty() || address.postcode().empty()) {
+  if (address.house_number.empty() || address.postcode.empty()) {
     if (!AppendPlace(text, address)) return {};
   } else {
-    text.append(address.postcode().substr(0, kRegion)).append("|");
+    text.append(address.postcode.substr(0, kRegion)).append("|");
   }
-  text.append(address.house_number()).append("|");
+  text.append(address.house_number).append("|");
   if (!AppendName(text, address, false, kSoundOfFirstName)) return {};
   return text;
 }
 
-std::string StreetInTown(const AddressParts& address) {
-  if (address.street_word().empty()) return {};
+std::string StreetInTown(const AddressView& address) {
+  if (address.street_word.empty()) return {};
   std::string text;
-  if (address.town_word().empty()) {
+  if (address.town_word.empty()) {
     if (!AppendPlace(text, address)) return {};
   } else {
     AppendTown(text, address);
   }
   text += '|';
-  const bool is_common = IsCommonStreet(address.street_word());
+  const bool is_common = IsCommonStreet(address.street_word);
   if (is_common) {
-    text += address.street();
+    text += address.street;
   } else {
-    AppendSound(text, address.street_word(), kSoundOfPlace);
+    AppendSound(text, address.street_word, kSoundOfPlace);
   }
-  if (is_common || IsLargeTown(address.town_word())) text.append("|").append(address.house_number());
+  if (is_common || IsLargeTown(address.town_word)) text.append("|").append(address.house_number);
   return text;
 }
 
@@ -142,7 +142,7 @@ std::uint64_t Hash(std::string_view code, std::string_view text) {
   return hash ^ (hash >> 33);
 }
 
-std::string KeyOf(std::string_view code, const AddressParts& address) {
+std::string KeyOf(std::string_view code, const AddressView& address) {
   static constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
   const std::string canonical = CanonicalText(code, address);
   if (canonical.empty()) return {};
@@ -157,7 +157,7 @@ std::string KeyOf(std::string_view code, const AddressParts& address) {
 
 }  // namespace
 
-std::string CanonicalText(std::string_view code, const AddressParts& address) {
+std::string CanonicalText(std::string_view code, const AddressView& address) {
   if (code == "4") return NameInPlace(address);
   if (code == "5") return NameAtNumber(address);
   if (code == "6") return StreetInTown(address);

@@ -32,7 +32,7 @@ namespace kestrel::host {
 
 // What two addresses must share to have the same key; empty where the address has none. Error 5 for an
 // unknown code.
-std::string CanonicalText(std::string_view code, const AddressParts& address);
+std::string CanonicalText(std::string_view code, const AddressView& address);
 
 std::string BuildDoubletKey(std::string_view code, std::string_view key_text);
 

@@ -15,8 +15,16 @@ constexpr std::size_t kMostLetters = 63;
 std::size_t EditDistance(std::string_view a, std::string_view b) {
   a = a.substr(0, kMostLetters);
   b = b.substr(0, kMostLetters);
+  const auto start = static_cast<std::size_t>(std::ranges::mismatch(a, b).in1 - a.begin());
+  a.remove_prefix(start);
+  b.remove_prefix(start);
+  while (!a.empty() && !b.empty() && a.back() == b.back()) {
+    a.remove_suffix(1);
+    b.remove_suffix(1);
+  }
+  if (a.empty() || b.empty()) return std::max(a.size(), b.size());
   using Row = std::array<std::uint8_t, kMostLetters + 1>;
-  std::array<Row, 3> rows{};
+  std::array<Row, 3> rows;
   Row* before = &rows[0];
   Row* last = &rows[1];
   Row* row = &rows[2];

@@ -2,9 +2,19 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 namespace kestrel::host {
+
+// Which letters A to Z a word has, a bit each; a few more for digits and all others together. Of the first 63 letters.
+constexpr std::uint32_t LettersOf(std::string_view word) {
+  std::uint32_t letters = 0;
+  for (const char c : word.substr(0, 63)) {
+    letters |= 1U << (c >= 'A' && c <= 'Z' ? c - 'A' : c >= '0' && c <= '9' ? 26 + (c - '0') % 5 : 31);
+  }
+  return letters;
+}
 
 // How many letters must be inserted, deleted, replaced or exchanged with their neighbour to make one word of the other
 // (F. Damerau, "A technique for computer detection and correction of spelling errors", CACM 7 (1964); no letter is

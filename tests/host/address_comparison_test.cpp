@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <random>
 #include <string>
 
+#include "keys/address_parts.h"
 #include "keys/text_similarity.h"
 
 namespace kestrel::host {
@@ -171,6 +173,44 @@ TEST(AddressComparison, OtherNamesAtOneAddressAreErrorsWhereTheDataHaveNoHouseho
   const std::string anna = "50667|Köln|Tulpenhof 5||Anna Ruckweiler||||",
                     peter = "50667|Köln|Tulpenhof 5||Peter Ruckweiler||||";
   EXPECT_LT(CompareAddresses(AddressParts(anna), AddressParts(peter), no_households).Percent(), 50);
+}
+
+// Addresses of few parts, so that pairs share some of them and differ by an error in others.
+std::string AnyAddress(std::mt19937& random) {
+  const auto pick = [&random](std::initializer_list<const char*> texts) {
+    std::string text = std::data(texts)[random() % texts.size()];
+    if (random() % 6 == 0 && text.size() > 3)
+      text[random() % text.size()] = static_cast<char>('a' + random() % 26);
+    return text;
+  };
+  const std::string street = pick({"Tulpenhof", "Am Anger", "Hauptstr.", "Hauptweg", "Kolpingweg", ""});
+  const std::string number = pick({"5", "51", "7 a", "7", "18", ""});
+  return pick({"50667", "50676", "80331", ""}) + "|" + pick({"Köln", "Koln", "München", "Bad Berka", ""}) +
+         "|" + street + " " + number + "||" + pick({"Anna", "Otto", "Mai", "Meyer", "Maier", "A.", ""}) + " " +
+         pick({"Ruckweiler", "Lindenau", "Meier", "Ruckweiler GmbH", "Berg jun.", ""}) + "|" +
+         pick({"", "", "Anna", "Filiale 2"}) + "|||";
+}
+
+TEST(AddressComparison, TheHighestScoreIsTheScoreWhereThereIsHope) {
+  std::mt19937 random(20261122);
+  SameAddressPairs seen;
+  SameAddressPairs seen_again;
+  int hopeless = 0;
+  for (int i = 0; i < 20000; ++i) {
+    const std::string a = AnyAddress(random), b = AnyAddress(random);
+    const AddressParts parts_a(a), parts_b(b);
+    const double percent = CompareAddresses(parts_a, parts_b, seen).Percent();
+    const double highest = HighestPercent(parts_a, parts_b, seen_again);
+    ASSERT_GE(highest, percent) << a << " / " << b;
+    if (highest != percent) {
+      ++hopeless;
+      ASSERT_LT(highest, 0.1) << a << " / " << b;
+    }
+  }
+  EXPECT_GT(hopeless, 2000);
+  EXPECT_EQ(seen.same_names, seen_again.same_names);
+  EXPECT_EQ(seen.one_name_other, seen_again.one_name_other);
+  EXPECT_EQ(seen.all_names_other, seen_again.all_names_other);
 }
 
 TEST(AddressComparison, TheReasonTellsWhatIsAlikeAndWhatIsNot) {
