@@ -1,4 +1,6 @@
 // What a test run is told of a record: what storing it would tell, and nothing is stored.
+#include <algorithm>
+#include <iterator>
 #include <map>
 #include <random>
 
@@ -145,6 +147,24 @@ TEST_F(CheckRecordTest, ATableWithFurtherConstraintsIsAskedItself) {
   EXPECT_EQ(errors.count(2), 1u);
 }
 
+// An error that a server tells late names its address; which are late depends on when its answers come.
+Errors Unnamed(Errors errors) {
+  for (auto& [record, texts] : errors) {
+    for (std::string& text : texts) {
+      const std::size_t end = text.starts_with("KundenNummer ") ? text.find(": ") : std::string::npos;
+      if (end != std::string::npos) text.erase(0, end + 2);
+    }
+  }
+  return errors;
+}
+
+// What only `errors` has.
+Errors Missing(const Errors& others, const Errors& errors) {
+  Errors missing;
+  std::ranges::set_difference(errors, others, std::inserter(missing, missing.end()));
+  return missing;
+}
+
 // --- Random records: the test run tells what the import then tells -------------------------------
 
 class RandomChecks : public CheckRecordTest, public ::testing::WithParamInterface<unsigned> {
@@ -183,7 +203,10 @@ TEST_P(RandomChecks, ATestTellsTheErrorsOfTheImport) {
   const Errors tested = Run(importer(), "CheckRecord", records);
   EXPECT_EQ(Rows("SELECT * FROM Kunden ORDER BY KundenNummer"), before);
   EXPECT_EQ(Rows("SELECT * FROM Adressindex ORDER BY Referenz"), index_before);
-  EXPECT_EQ(tested, Run(importer(), "ImportRecord", records));
+  const Errors imported = Run(importer(), "ImportRecord", records);
+  // Where they differ, the records that differ are shown, not the first thirty.
+  EXPECT_EQ(Missing(Unnamed(tested), Unnamed(imported)), Errors());
+  EXPECT_EQ(Missing(Unnamed(imported), Unnamed(tested)), Errors());
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, RandomChecks, ::testing::Range(0u, 40u));
