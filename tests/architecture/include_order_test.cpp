@@ -37,6 +37,7 @@ const std::vector<std::string>& Layers() {
                                                   "duplicates",
                                                   "check",
                                                   "import",
+                                                  "abi",
                                                   "wizard",
                                                   "cli"};
   return layers;
@@ -56,6 +57,7 @@ const std::map<std::string, std::set<std::string>>& PublicHeaders() {
       {"duplicates", {"duplicate_match"}},
       {"check", {"data_profile", "finding"}},
       {"import", {"import_job", "record_outcome", "run_figures", "run_result", "run_settings", "run_view"}},
+      {"abi", {"kestrel"}},
       {"wizard", {"qt_user_interface", "wizard", "wizard_comforts"}},
   };
   return headers;

@@ -1,0 +1,116 @@
+// What a kestrel_library stands for, and the one door through which every call comes in.
+//
+// Invariants
+//  1. Every function of the interface that has a library works within Guarded: the handle is one that is open, the
+//     thread is its own, and no exception leaves.
+//  2. What a call hands out as text lives until the next call has ended, so that it may be an argument of that.
+//  3. Jobs and objects go before the registry and the user interface that they use.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include "abi/handles.h"
+#include "abi/structs.h"
+#include "kestrel/clock.h"
+#include "kestrel/component_registry.h"
+#include "kestrel/finding.h"
+#include "kestrel/kestrel.h"
+
+namespace kestrel::abi {
+
+class CallFrame;
+
+// The values that a call has handed out; a deque, as views into them must stay.
+using HandedOut = std::deque<Value>;
+
+class Library {
+ public:
+  explicit Library(kestrel_library* handle) : handle_(handle) {}
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+  ~Library() { handles.Clear(); }
+
+  // One call, from its beginning to its end.
+  class Call {
+   public:
+    explicit Call(Library& library)
+        : library_(library), handed_out_before_(std::exchange(library.handed_out_, {})) {
+      ++library_.depth_;
+    }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+    ~Call() { --library_.depth_; }
+
+   private:
+    Library& library_;
+    HandedOut handed_out_before_;
+  };
+
+  kestrel_library* handle() const { return handle_; }
+  bool IsOfThisThread() const { return thread_ == std::this_thread::get_id(); }
+  // Whether the call under way came out of a callback.
+  bool IsNested() const { return depth_ > 1; }
+
+  // Keeps the error for kestrel_last_error; the status that the call ends with.
+  std::int32_t Note(const RuntimeError& error);
+  kestrel_error LastError() const;
+  // How many calls have failed; what a callback has to tell is newer than what was there before it.
+  std::uint64_t failures() const { return failures_; }
+  // Of the last call that failed. Raises it.
+  [[noreturn]] void RaiseLastError() const;
+  const Findings& refusal() const { return refusal_; }
+
+  // A text or value that the caller sees until its next call.
+  const Value& HandOut(Value value) { return handed_out_.emplace_back(std::move(value)); }
+  kestrel_text HandOutText(std::string text) { return ToText(HandOut(Value(std::move(text))).TextOrEmpty()); }
+
+  // The object behind a handle, and one of a class. Raise KESTREL_INVALID_HANDLE.
+  ObjectPtr RequireObject(kestrel_handle handle) const;
+  template <class Kind>
+  std::shared_ptr<Kind> RequireKind(kestrel_handle handle, const char* what) const {
+    auto object = std::dynamic_pointer_cast<Kind>(RequireObject(handle));
+    if (object == nullptr)
+      throw Misuse(KESTREL_INVALID_HANDLE, std::string("Das Handle ist kein ") + what + ".");
+    return object;
+  }
+
+  // --- What the functions work with ---
+  ComponentRegistry components;
+  SystemClock clock;
+  std::string home;
+  std::string user;
+  CallFrame* innermost_call = nullptr;  // of a component's member
+  Handles handles;
+
+ private:
+  kestrel_library* const handle_;
+  const std::thread::id thread_ = std::this_thread::get_id();
+  int depth_ = 0;
+  HandedOut handed_out_;
+  std::int32_t last_status_ = KESTREL_OK;
+  std::optional<RuntimeError> last_error_;
+  Findings refusal_;
+  std::uint64_t failures_ = 0;
+};
+
+// The open library of this handle, or null and the status to return. Any thread, any pointer.
+Library* FindLibrary(const kestrel_library* handle, std::int32_t& status) noexcept;
+
+template <class Step>
+std::int32_t Guarded(const kestrel_library* handle, Step&& step) noexcept {
+  std::int32_t status = KESTREL_OK;
+  Library* const library = FindLibrary(handle, status);
+  if (library == nullptr) return status;
+  const Library::Call call(*library);
+  Trap([&] { std::forward<Step>(step)(*library); },
+       [&](const RuntimeError& error) { status = library->Note(error); });
+  return status;
+}
+
+}  // namespace kestrel::abi

@@ -1,0 +1,84 @@
+// Structs, texts and pointers that come from a caller in C, which are believed only after a look.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "kestrel/kestrel.h"
+#include "kestrel/runtime_error.h"
+
+namespace kestrel::abi {
+
+// A call that does not keep to the interface. Not an error of what was asked for, so it has no number of its own.
+class Misuse final : public RuntimeError {
+ public:
+  Misuse(std::int32_t status, std::string description)
+      : RuntimeError(ErrorNumber::kInvalidProcedureCall, std::move(description)), status_(status) {}
+
+  std::int32_t status() const { return status_; }
+
+ private:
+  std::int32_t status_;
+};
+
+[[noreturn]] inline void RaiseArgument(std::string description) {
+  throw Misuse(KESTREL_INVALID_ARGUMENT, std::move(description));
+}
+
+// Where something is to be read from or written to.
+template <class Content>
+Content& Require(Content* pointer, const char* name) {
+  if (pointer == nullptr) RaiseArgument(std::string("'") + name + "' ist NULL.");
+  return *pointer;
+}
+
+// No struct of any version is longer: what claims to be is not a size.
+inline constexpr std::size_t kGreatestStruct = 4096;
+
+// The size that the caller's header gave the struct. Those of version 1 are the least, and nothing was added since.
+template <class Struct>
+std::size_t RequireSize(const Struct* given, const char* name) {
+  const std::size_t size = Require(given, name).size;
+  if (size < sizeof(Struct) || size > kGreatestStruct) {
+    throw Misuse(KESTREL_WRONG_SIZE, std::string("'") + name + "' hat die Größe " + std::to_string(size) +
+                                         " statt " + std::to_string(sizeof(Struct)) +
+                                         ". Setzen Sie 'size' auf sizeof.");
+  }
+  return size;
+}
+
+// A struct that is read. Raises KESTREL_WRONG_SIZE where a later header sets what this library does not know.
+template <class Struct>
+Struct Read(const Struct* given, const char* name) {
+  const std::size_t size = RequireSize(given, name);
+  const char* const bytes = reinterpret_cast<const char*>(given);
+  for (std::size_t i = sizeof(Struct); i < size; ++i) {
+    if (bytes[i] != 0) {
+      throw Misuse(KESTREL_WRONG_SIZE,
+                   std::string("'") + name + "' hat Angaben, die diese Version nicht kennt.");
+    }
+  }
+  return *given;
+}
+
+// A struct that is filled; its size stays the caller's.
+template <class Struct>
+void Fill(Struct* target, Struct content, const char* name) {
+  const std::size_t size = RequireSize(target, name);
+  content.size = size;
+  std::memcpy(target, &content, sizeof(Struct));
+  std::memset(reinterpret_cast<char*>(target) + sizeof(Struct), 0, size - sizeof(Struct));
+}
+
+// The text as it lies with the caller. Raises KESTREL_INVALID_ARGUMENT for one that is none.
+std::string_view ToView(const kestrel_text& text, const char* name);
+inline std::string ToString(const kestrel_text& text, const char* name) {
+  return std::string(ToView(text, name));
+}
+inline kestrel_text ToText(std::string_view text) { return {text.data(), text.size()}; }
+
+}  // namespace kestrel::abi
