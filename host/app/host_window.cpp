@@ -23,6 +23,9 @@ constexpr AddressList kAddressLists[] = {
 constexpr int kNoticeMs = 5000;
 
 constexpr WizardComforts kComforts = {.run_summary = true,
+                                      .result_page = true,
+                                      .run_pace = true,
+                                      .harmless_test = true,
                                       .column_drift = true,
                                       .unreadable_specifications = true,
                                       .careful_questions = true,
@@ -41,7 +44,13 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
     : ui_(ui),
       guard_(this, ui),
       connection_(std::move(connection)),
-      wizard_(this, kComforts),
+      wizard_(this, kComforts,
+              {.show_log = [this](const RunResult& run) { ShowLog(run); },
+               .undo =
+                   [this](const std::string& run, QWidget* window) {
+                     runs_->Refresh();
+                     return FromQt(runs_->Undo(ToQt(run).toLongLong(), *window));
+                   }}),
       import_man_(Platform{ui_, components, clock_}, &wizard_) {
   setObjectName("hostWindow");
   setWindowTitle("KESTREL Adressen");
@@ -87,6 +96,7 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
   statusBar()->addPermanentWidget(user);
   resize(1080, 640);
   RememberSize(this, "host");
+  guard_.On(&wizard_, &Wizard::RunEnded, &HostWindow::RefreshAll);
   guard_.On(&wizard_, &Wizard::Ended, &HostWindow::RefreshAll);
 }
 
@@ -121,8 +131,8 @@ void HostWindow::ImportFile() {
 }
 
 bool HostWindow::ShowOpenImport(const QString& notice) {
+  if (!wizard_.HasOpenImport()) return false;
   QWidget* page = wizard_.CurrentPage();
-  if (page == nullptr) return false;
   page->raise();
   page->activateWindow();
   statusBar()->showMessage(notice, kNoticeMs);
@@ -132,7 +142,14 @@ bool HostWindow::ShowOpenImport(const QString& notice) {
 void HostWindow::UndoRun() {
   // Both write over one connection.
   if (ShowOpenImport("Beenden Sie erst den Import, der noch geöffnet ist.")) return;
-  runs_->Undo();
+  runs_->UndoChosen();
+}
+
+void HostWindow::ShowLog(const RunResult& run) {
+  RefreshAll();
+  tabs_->setCurrentWidget(run.errors > 0 ? static_cast<QWidget*>(error_log_) : duplicates_);
+  raise();
+  activateWindow();
 }
 
 void HostWindow::RefreshAll() {
@@ -151,15 +168,15 @@ bool HostWindow::event(QEvent* event) {
 }
 
 void HostWindow::closeEvent(QCloseEvent* event) {
-  if (wizard_.CurrentPage() != nullptr) {
+  if (wizard_.HasOpenImport()) {
     const Answer answer =
         AskBeforeLoss(ui_, "Ein Import ist noch geöffnet. Möchten Sie ihn abbrechen?", "Beenden?");
     if (answer != Answer::kYes) {
       event->ignore();
       return;
     }
-    wizard_.Abandon();
   }
+  wizard_.Abandon();
   QMainWindow::closeEvent(event);
 }
 

@@ -37,6 +37,8 @@ class HostWindow final : public QMainWindow {
   // Whether there is one, which is brought to the front; `notice` says why.
   bool ShowOpenImport(const QString& notice);
   void UndoRun();
+  // The log of what the run could not store or held back.
+  void ShowLog(const RunResult& run);
   void RefreshAll();
   void Search();
 

@@ -160,12 +160,16 @@ void RunsPage::Refresh() {
     count_->setText(more                     ? "Die letzten " + Counted(kShownRuns, "Lauf", "Läufe")
                     : runs_->rowCount() == 0 ? QString("Keine Importläufe")
                                              : Counted(runs_->rowCount(), "Importlauf", "Importläufe"));
-    for (int row = 0; chosen && row < runs_->rowCount(); ++row) {
-      if (runs_->index(row, 0).data().toLongLong() == *chosen) table_->selectRow(row);
-    }
+    if (chosen) Choose(*chosen);
     ShowChosen();
   };
   Trap(read, tell);
+}
+
+void RunsPage::Choose(std::int64_t run) {
+  for (int row = 0; row < runs_->rowCount(); ++row) {
+    if (runs_->index(row, 0).data().toLongLong() == run) table_->selectRow(row);
+  }
 }
 
 std::optional<std::int64_t> RunsPage::ChosenRun() const {
@@ -235,21 +239,25 @@ QString RunsPage::Question() const {
              .arg(Chosen("Neu"), Chosen("Aktualisiert"));
 }
 
-void RunsPage::Undo() {
-  const std::optional<std::int64_t> run = ChosenRun();
-  if (!run) return;
+void RunsPage::UndoChosen() {
+  if (const std::optional<std::int64_t> run = ChosenRun()) Undo(*run, *window());
+}
+
+QString RunsPage::Undo(std::int64_t run, QWidget& window) {
+  Choose(run);
+  if (ChosenRun() != run) return QString("Der Importlauf %1 steht nicht in der Liste der Läufe.").arg(run);
   constexpr const char* kTitle = "Rückgängig machen";
-  if (AskBeforeLoss(ui_, FromQt(Question()), kTitle) != Answer::kYes) return;
+  if (AskBeforeLoss(ui_, FromQt(Question()), kTitle) != Answer::kYes) return {};
   std::optional<UndoOutcome> outcome;
-  Trap([&] { outcome = UndoInDialog(Ledger(), *connection_, *run, Chosen("Zustand") == kUndone, window()); },
+  Trap([&] { outcome = UndoInDialog(Ledger(), *connection_, run, Chosen("Zustand") == kUndone, &window); },
        [&](const RuntimeError& error) {
          ui_.MessageBox("Fehler: " + error.Description(), kTitle, Icon::kStop, Buttons::kOk);
        });
   emit Undone();
-  if (outcome) TellOutcome(*outcome);
+  return outcome ? TellOutcome(*outcome) : QString();
 }
 
-void RunsPage::TellOutcome(const UndoOutcome& outcome) {
+QString RunsPage::TellOutcome(const UndoOutcome& outcome) {
   const std::int64_t left = outcome.left_alone->RecordCount();
   if (left > 0) {
     ShowRecords(left_alone_, *outcome.left_alone,
@@ -266,6 +274,7 @@ void RunsPage::TellOutcome(const UndoOutcome& outcome) {
   if (!outcome.is_complete)
     text = "Angehalten: " + text + " \"Rückgängig machen...\" setzt die Rücknahme fort.";
   status_->setText(text);
+  return text;
 }
 
 }  // namespace kestrel::host

@@ -27,7 +27,10 @@ class RunsPage final : public QWidget {
   void Refresh();
   // Asks whether the run that is chosen is to be taken back and, on yes, does so. A run that is undone already is
   // asked about for what was left alone.
-  void Undo();
+  void UndoChosen();
+  // The same for the run with this number, with the progress shown above `window`. Returns what was done; empty where
+  // nothing was, as the person said no or what failed was shown.
+  QString Undo(std::int64_t run, QWidget& window);
 
  signals:
   void UndoAsked();
@@ -44,7 +47,8 @@ class RunsPage final : public QWidget {
   void ShowChosen();
   void ShowRecords(QueryModel* model, Recordset& rows, const QString& title, const QString& told);
   QString Question() const;
-  void TellOutcome(const UndoOutcome& outcome);
+  QString TellOutcome(const UndoOutcome& outcome);
+  void Choose(std::int64_t run);
 
   UserInterface& ui_;
   ComponentRegistry& components_;

@@ -21,7 +21,8 @@ UndoOutcome UndoInDialog(const ObjectPtr& ledger, Connection& connection, std::i
   QProgressDialog dialog(QString("Nehme den Importlauf %1 zurück").arg(run), "Anhalten", 0, kParts, window);
   dialog.setObjectName("undoDialog");
   dialog.setWindowTitle("Rückgängig machen");
-  dialog.setWindowModality(Qt::WindowModal);
+  // Whichever window it stands above, nothing else writes to the database meanwhile.
+  dialog.setWindowModality(Qt::ApplicationModal);
   dialog.setAutoClose(false);
   dialog.setAutoReset(false);
   dialog.setMinimumDuration(0);

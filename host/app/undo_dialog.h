@@ -17,7 +17,7 @@ struct UndoOutcome {
 };
 
 // Undoes the run by the component kestrelhost.RunLedger, whose database is `connection`'s. A dialog shows how far it
-// is and can stop it; meanwhile `window` repaints and cannot be used. Raises what the component raises; what was
+// is and can stop it, above `window`; meanwhile the windows repaint and cannot be used. Raises what the component raises; what was
 // taken back until then stays so.
 UndoOutcome UndoInDialog(const ObjectPtr& ledger, Connection& connection, std::int64_t run, bool takes_changes,
                          QWidget* window);

@@ -66,6 +66,7 @@ void TableImporter::Bind(Members& members) {
   members.Method("RunStarts", &TableImporter::RunStarts);
   members.Method("RecordFate", &TableImporter::RecordFate);
   members.Method("RunEnds", &TableImporter::RunEnds);
+  members.Get("RunNumber", &TableImporter::RunNumber);
 }
 
 template <class Step>
@@ -394,6 +395,10 @@ void TableImporter::RunEnds(std::string_view end, std::int64_t read, std::int64_
                                       .cut = cut,
                                       .cut_fields = std::string(cut_fields)});
   OpenConnection().MakeDurable();
+}
+
+std::string TableImporter::RunNumber() const {
+  return ledger_ == nullptr ? std::string() : std::to_string(ledger_->number());
 }
 
 }  // namespace kestrel::host

@@ -93,6 +93,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   void RunEnds(std::string_view end, std::int64_t read, std::int64_t added, std::int64_t updated,
                std::int64_t held_back, std::int64_t rejected, std::int64_t errors, std::int64_t cut,
                std::string_view cut_fields);
+  std::string RunNumber() const;
 
   static constexpr std::int64_t kNoRecord = -1;
 

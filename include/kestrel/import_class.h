@@ -91,6 +91,8 @@
 //                        updated, held back and rejected together are read; how many values were cut to their
 //                        field's size, and in which fields ("30 in Bez1, 29 in Ort"). What RunStarts and RunEnds
 //                        raise is counted and logged as an error of the run.
+//   RunNumber   get, text   behind RunEnds: the number by which the ledger knows the run; empty where it has no such
+//                           run
 #pragma once
 
 #include <cstdint>

@@ -184,6 +184,11 @@ class KESTREL_EXPORT ImportJob {
   // The run of "Fertigstellen", in the session's TestMode: the page has asked AssignmentFault before. Raises 5
   // where a run is under way.
   const RunResult& RunAssigned(RunView& view);
+  // Behind a test run that stayed open (RunSettings::stays_open): makes an import class for another run by
+  // RunAssigned. False where that failed, which was shown. Raises 5 where no test run stayed open, and what the import
+  // class raises.
+  bool OpenTestedAgain();
+  bool IsTestedOpen() const;
 
   // --- During a run and behind it ---
 

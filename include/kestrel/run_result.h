@@ -32,6 +32,7 @@ struct RunResult {
   std::string stop_reason;
   // Of an import that did not reach the source's end: the record to go on with (RunSettings::from). 0: none.
   std::int32_t next_record = 0;
+  std::string run_number;   // of the ledger that the import class keeps (RunNumber); empty where it keeps none
   std::string source_kept;  // not empty: why the source file was not removed although that was asked for
   // Errors that the log did not take: the first of them, and how many they are.
   std::vector<std::string> unlogged;

@@ -16,6 +16,11 @@ struct RunSettings {
   // from the first one on and none stored or held back between them; the log has one row for all of them then. 0: any
   // number.
   std::int32_t most_same_errors = 0;
+  // A test run neither backs the source up nor removes it, as ImportJob::Run has it in any case.
+  bool harmless_test = false;
+  // Behind a test run the import stays open, so that RunAssigned runs it once more, with the same settings and an
+  // import class of its own.
+  bool stays_open = false;
   // What is not stored is kept with the job, to be written by ImportJob::SaveRejects after the run.
   bool keep_rejects = false;
   // It is written to this file by the run itself, before the source may be removed. Empty: none.

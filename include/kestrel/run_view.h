@@ -28,6 +28,8 @@ class KESTREL_EXPORT RunView {
   // An error that belongs to records told before, or to none; another fate of records told before. Also before
   // the first record, behind the last and behind CloseWindow.
   virtual void Revise(const OutcomeRevision&) {}
+  // Whether it shows itself how the run has ended (SetInfo, RunResult), so that no message box does. Asked at the end.
+  virtual bool ShowsResult() const { return false; }
   // Closes the window; the run is finished.
   virtual void CloseWindow() = 0;
 };

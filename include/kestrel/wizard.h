@@ -1,7 +1,7 @@
 // The wizard: three pages, one after another, over one session.
 //
 //   step 1 --Weiter--> step 2 --Weiter--> step 3 --Fertigstellen--> confirmation, run window --> end
-//          <--Zurück--        <--Zurück--
+//          <--Zurück--        <--Zurück--                           (with a comfort: result page --> end)
 //
 // Pages are modeless: showing one returns at once. There is one shared instance of each; showing a page that
 // has been closed makes it anew, so that it loads again. A host makes one Wizard and hands it to ImportMan:
@@ -26,9 +26,11 @@
 #include "kestrel/export.h"
 #include "kestrel/import_man.h"
 #include "kestrel/wizard_comforts.h"
+#include "kestrel/wizard_host.h"
 
 namespace kestrel {
 
+class frmResult;
 class frmStep1;
 class frmStep2;
 class frmStep3;
@@ -39,7 +41,7 @@ class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
   Q_OBJECT
  public:
   // Windows of the wizard stay above `host_window`, where one is given.
-  explicit Wizard(QWidget* host_window = nullptr, WizardComforts comforts = {});
+  explicit Wizard(QWidget* host_window = nullptr, WizardComforts comforts = {}, WizardHost host = {});
   // Ends an import that is still open as cancelling does.
   ~Wizard() override;
 
@@ -51,11 +53,17 @@ class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
   // Ends an import that is under way as cancelling does, without a question.
   void Abandon();
 
+  // Whether an import is being prepared or runs. A result page that has nothing more to import is none.
+  bool HasOpenImport() const;
+
   // --- For the pages ---
   void ShowStep1();
   void ShowStep2();
   void ShowStep3();
+  // Runs the import in a window above the page; then shows the result page, where it is wanted.
+  void RunImport(QWidget& page);
   const WizardComforts& comforts() const { return comforts_; }
+  const WizardHost& host() const { return host_; }
   // What the comforts change about the look of a page or dialog. Before it is shown.
   void Dress(QWidget& window) const;
   // The shared value editor.
@@ -64,6 +72,8 @@ class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
   QWidget* CurrentPage() const;
 
  signals:
+  // A run has ended, and the result page is there.
+  void RunEnded();
   // After the last page has closed, in whatever way; a host refreshes its lists then.
   void Ended();
 
@@ -83,11 +93,13 @@ class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
 
   QPointer<QWidget> host_window_;
   WizardComforts comforts_;
+  WizardHost host_;
   std::shared_ptr<Session> session_;  // while a page is open
   std::unique_ptr<ImportJob> job_;    // of that session
   std::unique_ptr<frmStep1> step1_;
   std::unique_ptr<frmStep2> step2_;
   std::unique_ptr<frmStep3> step3_;
+  std::unique_ptr<frmResult> result_;
   std::unique_ptr<frmTransTbl> value_editor_;
 };
 

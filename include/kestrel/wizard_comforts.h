@@ -7,6 +7,14 @@ struct WizardComforts {
   // Behind the closing message the run window stays: it says in figures what became of the records, with which one
   // to go on where the run stopped, and saves those that were not stored to a file.
   bool run_summary = false;
+  // In place of the closing message and of that: a page behind step 3 that says how the run ended, with the figures that
+  // add up. It saves what was not stored, imports behind a test with the same settings, opens the log and takes an
+  // import back where the host can (kestrel/wizard_host.h), and lets the host be used meanwhile.
+  bool result_page = false;
+  // While it runs, the run window says how many records a second it works through, and how long it will still take.
+  bool run_pace = false;
+  // A test run neither backs the source up nor removes it.
+  bool harmless_test = false;
   // Before step 3 it is told what has become of the source's columns since the specification was saved; the person
   // goes on or stays on step 2, and has new names taken over into the assignment. Where the
   // specification remembers columns, a source whose own cannot be read keeps the person on step 2.

@@ -59,6 +59,26 @@ class UnderWay {
   ImportRun*& named_;
 };
 
+// Keeps a test run from touching the source, until the end of the scope.
+class UntouchedSource {
+ public:
+  UntouchedSource(Session& session, bool is_wanted)
+      : session_(session), saves_(session.SaveFile), deletes_(session.DeleteFile) {
+    if (is_wanted && session.TestMode) session.SaveFile = session.DeleteFile = false;
+  }
+  UntouchedSource(const UntouchedSource&) = delete;
+  UntouchedSource& operator=(const UntouchedSource&) = delete;
+  ~UntouchedSource() {
+    session_.SaveFile = saves_;
+    session_.DeleteFile = deletes_;
+  }
+
+ private:
+  Session& session_;
+  bool saves_;
+  bool deletes_;
+};
+
 bool IsMissingFolder(const std::string& path) {
   // One that cannot be looked at is an error of the run, which keeps the source as well.
   std::error_code unknown;
@@ -167,6 +187,7 @@ ActiveImport& ImportJob::State::Import() {
 
 void ImportJob::State::BeginAnew() {
   import.reset();
+  tested_list.reset();
   open = class_open = source_open = fields_built = stop_requested = false;
   fields_failure.clear();
   fields_error.reset();
@@ -397,20 +418,46 @@ void ImportJob::State::KeepSource(const char* why) {
 const RunResult& ImportJob::RunAssigned(RunView& view) {
   state_->RequireIdle();
   state_->rejects.reset();
-  ImportRun run(state_->Import(), view, settings());
+  RunSettings settings = state_->settings;
+  settings.stays_open &= session().TestMode;
+  ImportRun run(state_->Import(), view, settings);
   if (state_->stop_requested) run.RequestAbort();
   {
     // A user interface that raises while it shows an error ends the run; the job can be cancelled all the same.
     const UnderWay under_way(state_->run, run);
+    const UntouchedSource untouched(session(), settings.harmless_test);
     run.Activate();
   }
   state_->result = run.result();
   state_->rejects = run.TakeRejects();
-  // The run has deleted the working copy.
-  state_->working_copy_lock.Release();
-  state_->BeginAnew();
+  if (settings.stays_open) {
+    state_->StayOpen();
+  } else {
+    // The run has deleted the working copy.
+    state_->working_copy_lock.Release();
+    state_->BeginAnew();
+  }
   return state_->result;
 }
+
+void ImportJob::State::StayOpen() {
+  import.reset();
+  stop_requested = false;
+  tested_list = session.AssignmentList;
+}
+
+bool ImportJob::OpenTestedAgain() {
+  const std::shared_ptr<MemoryRecordset> list = state_->tested_list;
+  if (list == nullptr) throw RuntimeError(ErrorNumber::kInvalidProcedureCall);
+  std::optional<RuntimeError> failure;
+  if (!OpenImportClass(&failure)) return false;
+  // The class is asked for its fields, as before every import; how they are assigned stands in the list.
+  AssignFields(nullptr);
+  session().AssignmentList = list;
+  return true;
+}
+
+bool ImportJob::IsTestedOpen() const { return state_->tested_list != nullptr; }
 
 void ImportJob::RequestStop() {
   state_->stop_requested = true;

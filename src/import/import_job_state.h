@@ -34,6 +34,8 @@ struct __attribute__((visibility("hidden"))) ImportJob::State {
   ~State();
 
   void BeginAnew();
+  // Behind a test run, for the import with the same settings.
+  void StayOpen();
   ActiveImport& Import();
   void RequireIdle() const;
   void RequireOpen() const;
@@ -72,7 +74,8 @@ struct __attribute__((visibility("hidden"))) ImportJob::State {
   bool stop_requested = false;
   std::string fields_failure;
   std::optional<ImportClassError> fields_error;
-  ImportRun* run = nullptr;  // while one is under way
+  ImportRun* run = nullptr;                      // while one is under way
+  std::shared_ptr<MemoryRecordset> tested_list;  // the assignments of a test run that stayed open
   RunSettings settings;
   std::unique_ptr<Rejects> rejects;  // of the last run
   RunResult result;

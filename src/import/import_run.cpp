@@ -28,8 +28,9 @@
 //              The figures are told to the import class, where it keeps them (RunEnds).
 //  5. remove   the source file, where nothing it holds can be lost: never after an abort. Why it stays is told.
 //  6. close    the source and the records are released.
-//  7. report   what the import class stopped for; label and message box by the counters.
-//  8. finished the window closes, the working copy is deleted, the import ends.
+//  7. report   what the import class stopped for; label and message box by the counters. A view that shows the result
+//              itself spares the boxes.
+//  8. finished the window closes, the working copy is deleted unless it stays open, the import ends.
 #include "import/import_run.h"
 
 #include <algorithm>
@@ -533,7 +534,8 @@ void RunSteps::Tell(const std::string& text) {
 void RunSteps::Report() {
   TakeFigures();
   result_.next_record = NextRecord(result_, settings_.from);
-  if (!result_.stop_reason.empty()) {
+  const bool shows_boxes = !view_.ShowsResult();
+  if (!result_.stop_reason.empty() && shows_boxes) {
     errors_.Try([&] {
       const std::string text = StopText(result_);
       session_.platform.ui.MessageBox(text, kTitle, Icon::kStop, Buttons::kOk);
@@ -543,6 +545,7 @@ void RunSteps::Report() {
   ClosingTexts closing = TextsAtEnd(result_);
   result_.message = std::move(closing.message);
   errors_.Try([&] { view_.SetInfo(closing.info); });
+  if (!shows_boxes) return;
   errors_.Try(
       [&] { session_.platform.ui.MessageBox(result_.message, kTitle, Icon::kInformation, Buttons::kOk); });
 }
@@ -571,7 +574,7 @@ void ImportRun::ImportStart() {
                  abort_requests_);
   result_ = steps.Execute();
   steps.errors().Try([&] { view_.CloseWindow(); });
-  steps.errors().Try([&] { DeleteWorkingCopy(import_.session()); });
+  if (!settings_.stays_open) steps.errors().Try([&] { DeleteWorkingCopy(import_.session()); });
   import_.End();
 }
 

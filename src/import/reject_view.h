@@ -29,6 +29,7 @@ class RejectView final : public RunView {
   void SetProgress(double percent) override { view_.SetProgress(percent); }
   void Yield() override { view_.Yield(); }
   void Tell(std::string_view text) override { view_.Tell(text); }
+  bool ShowsResult() const override { return view_.ShowsResult(); }
   void CloseWindow() override { view_.CloseWindow(); }
   void RecordDone(const RecordOutcome& outcome) override;
   void Revise(const OutcomeRevision& revision) override;

@@ -60,6 +60,7 @@ void RunNotes::Find(const ObjectPtr& import_class) {
   run_starts_ = FindOptional(import_class, "RunStarts");
   record_fate_ = FindOptional(import_class, "RecordFate");
   run_ends_ = FindOptional(import_class, "RunEnds");
+  run_number_ = FindOptional(import_class, "RunNumber");
 }
 
 void RunNotes::Start(const Session& session) {
@@ -90,10 +91,11 @@ void RunNotes::PassOver(std::int32_t last) {
   if (has_started_ && record_fate_) record_fate_->Call(1, last, "passed over");
 }
 
-void RunNotes::End(const RunResult& result, const RunFigures& figures) {
+void RunNotes::End(RunResult& result, const RunFigures& figures) {
   if (!has_started_ || !run_ends_) return;
   run_ends_->Call(EndOf(result), figures.read(), figures.stored_new(), figures.updated(), figures.held_back(),
                   figures.rejected(), figures.errors(), figures.cut_values(), CutFieldsText(figures));
+  if (run_number_) result.run_number = run_number_->Get().ToText();
 }
 
 }  // namespace kestrel

@@ -22,13 +22,14 @@ class RunNotes {
   void Tell(std::int32_t first, std::int32_t last, RecordFate fate);
   // The run begins behind these records. Raises what RecordFate does.
   void PassOver(std::int32_t last);
-  // All but the removal of the source is over. Raises what RunEnds does.
-  void End(const RunResult& result, const RunFigures& figures);
+  // All but the removal of the source is over. Fills the result's run_number. Raises what RunEnds does.
+  void End(RunResult& result, const RunFigures& figures);
 
  private:
   std::optional<BoundMember> run_starts_;
   std::optional<BoundMember> record_fate_;
   std::optional<BoundMember> run_ends_;
+  std::optional<BoundMember> run_number_;
   bool has_started_ = false;
 };
 

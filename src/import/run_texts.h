@@ -26,9 +26,9 @@ class ProgressText {
 // With which record an import that did not reach its source's end goes on; 0 where it did, or where none can.
 std::int32_t NextRecord(const RunResult& result, std::int32_t from);
 // Why the run was stopped, what is stored, and with which record to go on. By a complete result.
-std::string StopText(const RunResult& result);
+KESTREL_INTERNAL std::string StopText(const RunResult& result);
 // "30 in Bez1, 29 in Ort"; empty where no value was cut.
-std::string CutFieldsText(const RunFigures& figures);
+KESTREL_INTERNAL std::string CutFieldsText(const RunFigures& figures);
 // What became of the records read, in words.
 KESTREL_INTERNAL std::string FiguresText(const RunFigures& figures);
 

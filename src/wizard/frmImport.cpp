@@ -2,18 +2,15 @@
 
 #include <QCoreApplication>
 #include <QEvent>
-#include <QFileDialog>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <algorithm>
-#include <filesystem>
 
 #include "component/session.h"
 #include "import/run_texts.h"
-#include "platform/base/counted.h"
-#include "sources/source_kind.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
+#include "wizard/run_summary.h"
 #include "wizard/window_frame.h"
 
 namespace kestrel {
@@ -27,17 +24,6 @@ constexpr int kRemarkLines = 8;
 // A window manager may refuse to activate a window; the run starts then all the same.
 constexpr int kStartWithoutActivationMs = 300;
 constexpr int kRepaintMs = 100;
-
-std::string RecordsText(std::int32_t count) { return Counted(count, "Datensatz", "Datensätze"); }
-
-// A name for what was not stored: that of a text file, beside it, with a word more.
-std::string RejectsFile(const Session& session) {
-  const SourceKind* kind = KindOf(session);
-  if (kind == nullptr || kind->connect != nullptr) return "abgelehnt.csv";
-  std::filesystem::path file(session.*kind->location);
-  const std::string extension = file.extension().string();
-  return file.replace_extension().string() + "-abgelehnt" + extension;
-}
 
 }  // namespace
 
@@ -56,6 +42,13 @@ frmImport::frmImport(ImportJob& job, QWidget* parent, WizardComforts comforts)
   progress_bar_->setObjectName("ProgressBar");
   progress_bar_->setAccessibleName("Fortschritt");
   progress_bar_->setRange(0, kBarSteps);
+  if (comforts_.run_pace) {
+    lblPace_ = new QLabel(this);
+    lblPace_->setObjectName("lblPace");
+    lblPace_->setTextFormat(Qt::PlainText);
+    // Words come and go without anything else moving.
+    lblPace_->setFixedSize(lblInfo_->width(), fontMetrics().lineSpacing());
+  }
   remarks_ = new QPlainTextEdit(this);
   remarks_->setObjectName("txtRemarks");
   remarks_->setAccessibleName("Hinweise zum Import");
@@ -66,9 +59,10 @@ frmImport::frmImport(ImportJob& job, QWidget* parent, WizardComforts comforts)
   page->setContentsMargins(18, 18, 18, 18);
   page->addWidget(lblInfo_);
   page->addWidget(progress_bar_);
+  if (lblPace_ != nullptr) page->addWidget(lblPace_);
   page->addWidget(remarks_);
   page->setSizeConstraint(QLayout::SetFixedSize);
-  if (comforts_.run_summary) AddSummary();
+  if (comforts_.run_summary && !comforts_.result_page) AddSummary();
 }
 
 void frmImport::AddSummary() {
@@ -82,7 +76,10 @@ void frmImport::AddSummary() {
       buttons_->AddLeft("cmdSaveRejects", "Abgelehnte Datensätze speichern...",
                         "Schreibt, was nicht gespeichert wurde, mit dem Grund in eine Datei", 'A');
   cmdClose_ = buttons_->AddDefault("cmdClose", "Schließen", "Fenster schließen", 'S');
-  guard_.On(cmdSaveRejects_, &QPushButton::clicked, [this] { SaveRejects(); });
+  guard_.On(cmdSaveRejects_, &QPushButton::clicked, [this] {
+    const std::string told = SaveRejectsAs(job_, this);
+    if (!told.empty()) Tell(told);
+  });
   guard_.On(cmdClose_, &QPushButton::clicked, [this] { reject(); });
   layout()->addWidget(lblSummary_);
   layout()->addWidget(buttons_);
@@ -93,12 +90,7 @@ void frmImport::AddSummary() {
 void frmImport::ShowSummary() {
   const RunResult& run = result();
   std::string text = FiguresText(run.figures);
-  if (run.next_record > 0) {
-    text += "\nDer Import ist mit Datensatz " + std::to_string(run.next_record) + " fortzusetzen.";
-    if (run.rejects > 0 && run.rejects_error.empty())
-      text += " Die abgelehnten enthalten ihn und die folgenden.";
-  }
-  if (run.rejects > 0) text += "\nNicht gespeichert: " + RecordsText(run.rejects) + ".";
+  for (const std::string& sentence : RestTexts(run)) text += "\n" + sentence;
   lblSummary_->setText(ToQt(text));
   // Within a window of fixed size a wrapped text is not asked for its height.
   const int width = std::max(lblInfo_->width(), buttons_->sizeHint().width());
@@ -107,15 +99,6 @@ void frmImport::ShowSummary() {
   cmdSaveRejects_->setEnabled(run.rejects > 0);
   buttons_->show();
   cmdClose_->setFocus();
-}
-
-void frmImport::SaveRejects() {
-  const QString path = QFileDialog::getSaveFileName(this, "Abgelehnte Datensätze speichern",
-                                                    ToQt(RejectsFile(job_.session())), "Alle Dateien (*)");
-  if (path.isEmpty()) return;
-  job_.SaveRejects(FromQt(path));
-  Tell("''" + FromQt(path) + "'' enthält " + RecordsText(result().rejects) +
-       " mit den Gründen. Nach der Abhilfe importieren Sie diese Datei mit denselben Einstellungen.");
 }
 
 void frmImport::showEvent(QShowEvent* event) {
@@ -134,7 +117,10 @@ bool frmImport::event(QEvent* event) {
 void frmImport::Activate() {
   if (started_) return;
   started_ = true;
-  job_.settings().keep_rejects = comforts_.run_summary;
+  RunSettings& settings = job_.settings();
+  settings.keep_rejects = comforts_.run_summary || comforts_.result_page;
+  settings.harmless_test = comforts_.harmless_test;
+  settings.stays_open = comforts_.result_page;
   // While the run shows a box, nothing else brings its last words to the screen.
   QTimer repaint;
   guard_.On(&repaint, &QTimer::timeout, &frmImport::Repaint);
@@ -153,6 +139,7 @@ void frmImport::Repaint() {
   lblInfo_->setText(ToQt(info_));
   constexpr int kStepsAPercent = kBarSteps / 100;
   progress_bar_->setValue(static_cast<int>(std::clamp(percent_, 0.0, 100.0) * kStepsAPercent));
+  if (lblPace_ != nullptr) lblPace_->setText(run_pace_.At(RunPace::Clock::now(), record_, percent_));
 }
 
 void frmImport::Tell(std::string_view text) {
@@ -163,7 +150,7 @@ void frmImport::Tell(std::string_view text) {
 void frmImport::CloseWindow() {
   finished_ = true;
   Repaint();
-  if (comforts_.run_summary && !result().cancelled) {
+  if (comforts_.run_summary && !comforts_.result_page && !result().cancelled) {
     ShowSummary();
   } else {
     reject();

@@ -12,6 +12,7 @@
 #include "kestrel/wizard_comforts.h"
 #include "wizard/button_row.h"
 #include "wizard/event_guard.h"
+#include "wizard/run_pace.h"
 
 namespace kestrel {
 
@@ -22,6 +23,9 @@ class frmImport final : public QDialog, private RunView {
   frmImport(ImportJob& job, QWidget* parent, WizardComforts comforts = {});
 
   const RunResult& result() const { return job_.result(); }
+  // Whether a run has come to its end, and what it told beside the logs.
+  bool HasFinished() const { return finished_; }
+  QString Remarks() const { return remarks_->toPlainText(); }
 
  protected:
   void showEvent(QShowEvent* event) override;
@@ -33,13 +37,14 @@ class frmImport final : public QDialog, private RunView {
   void Activate();
   void AddSummary();
   void ShowSummary();
-  void SaveRejects();
   void Repaint();
 
   void SetInfo(std::string_view text) override { info_.assign(text); }
   void SetProgress(double percent) override { percent_ = percent; }
   void Yield() override;
   void Tell(std::string_view text) override;
+  void RecordDone(const RecordOutcome& outcome) override { record_ = outcome.record; }
+  bool ShowsResult() const override { return comforts_.result_page; }
   void CloseWindow() override;
 
   EventGuard guard_;
@@ -47,7 +52,8 @@ class frmImport final : public QDialog, private RunView {
   WizardComforts comforts_;
   QLabel* lblInfo_;
   QProgressBar* progress_bar_;
-  QPlainTextEdit* remarks_;  // hidden while there is none
+  QLabel* lblPace_ = nullptr;  // only where it is wanted
+  QPlainTextEdit* remarks_;    // hidden while there is none
   // Only where the summary is wanted; hidden until the run has ended.
   QLabel* lblSummary_ = nullptr;
   ButtonRow* buttons_ = nullptr;
@@ -57,6 +63,8 @@ class frmImport final : public QDialog, private RunView {
   // display's own rate would.
   std::string info_;
   double percent_ = 0;
+  std::int32_t record_ = 0;  // of the source, the last one worked through
+  RunPace run_pace_;
   Pace pace_{std::chrono::milliseconds(40)};
   bool started_ = false;
   bool finished_ = false;

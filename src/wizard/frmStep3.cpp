@@ -19,7 +19,6 @@
 #include "spec/specification.h"
 #include "wizard/ask_before_loss.h"
 #include "wizard/button_row.h"
-#include "wizard/frmImport.h"
 #include "wizard/frmQuestionDlg.h"
 #include "wizard/frmTransTbl.h"
 #include "wizard/qt_text.h"
@@ -437,9 +436,7 @@ void frmStep3::cmdOK_Click() {
   wizard_.Dress(question);
   question.exec();
   session_.TestMode = question.Testmode();
-  frmImport window(job_, this, wizard_.comforts());
-  wizard_.Dress(window);
-  window.exec();
+  wizard_.RunImport(*this);
   close();
 }
 

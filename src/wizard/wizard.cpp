@@ -8,6 +8,8 @@
 
 #include "kestrel/import_job.h"
 #include "kestrel/qt_user_interface.h"
+#include "wizard/frmImport.h"
+#include "wizard/frmResult.h"
 #include "wizard/frmStep1.h"
 #include "wizard/frmStep2.h"
 #include "wizard/frmStep3.h"
@@ -22,7 +24,9 @@ namespace {
 // A page is a plain widget, which a screen reader would take for a mere part of a window. Qt owns the answer.
 QAccessibleInterface* PageAsWindow(const QString& class_name, QObject* object) {
   auto* page = qobject_cast<QWidget*>(object);
-  if (page == nullptr || !class_name.startsWith("kestrel::frmStep")) return nullptr;
+  if (page == nullptr || !(class_name.startsWith("kestrel::frmStep") || class_name == "kestrel::frmResult")) {
+    return nullptr;
+  }
   return new QAccessibleWidget(page, QAccessible::Window);
 }
 
@@ -45,19 +49,22 @@ void Wizard::ShowPage(std::unique_ptr<Page>& slot) {
   slot->activateWindow();
 }
 
-Wizard::Wizard(QWidget* host_window, WizardComforts comforts) : host_window_(host_window), comforts_(comforts) {
+Wizard::Wizard(QWidget* host_window, WizardComforts comforts, WizardHost host)
+    : host_window_(host_window), comforts_(comforts), host_(std::move(host)) {
   QAccessible::installFactory(PageAsWindow);
 }
 Wizard::~Wizard() { Abandon(); }
 
 void Wizard::DropPages() {
   // A page hides while it is destroyed; that is not the end of an import, and the others may be gone by then.
-  for (QObject* page : std::initializer_list<QObject*>{step1_.get(), step2_.get(), step3_.get()}) {
+  for (QObject* page :
+       std::initializer_list<QObject*>{step1_.get(), step2_.get(), step3_.get(), result_.get()}) {
     if (page != nullptr) page->removeEventFilter(this);
   }
   step1_.reset();
   step2_.reset();
   step3_.reset();
+  result_.reset();
   value_editor_.reset();
   job_.reset();
 }
@@ -102,6 +109,21 @@ void Wizard::ShowStep1() { ShowPage(step1_); }
 void Wizard::ShowStep2() { ShowPage(step2_); }
 void Wizard::ShowStep3() { ShowPage(step3_); }
 
+void Wizard::RunImport(QWidget& page) {
+  frmImport window(*job_, &page, comforts_);
+  Dress(window);
+  window.exec();
+  if (!comforts_.result_page || !window.HasFinished()) return;
+  ShowPage(result_);
+  result_->ShowRun(window.Remarks());
+  emit RunEnded();
+}
+
+bool Wizard::HasOpenImport() const {
+  const QWidget* page = CurrentPage();
+  return page != nullptr && (page != result_.get() || result_->CanImport());
+}
+
 frmTransTbl& Wizard::ValueEditor() {
   if (value_editor_ == nullptr) {
     value_editor_ = std::make_unique<frmTransTbl>(*session_);
@@ -127,6 +149,7 @@ bool Wizard::eventFilter(QObject* watched, QEvent* event) {
 }
 
 QWidget* Wizard::CurrentPage() const {
+  if (result_ != nullptr && result_->isVisible()) return result_.get();
   if (step3_ != nullptr && step3_->isVisible()) return step3_.get();
   if (step2_ != nullptr && step2_->isVisible()) return step2_.get();
   if (step1_ != nullptr && step1_->isVisible()) return step1_.get();

@@ -58,7 +58,7 @@ const std::map<std::string, std::set<std::string>>& PublicHeaders() {
       {"check", {"data_profile", "finding"}},
       {"import", {"import_job", "record_outcome", "run_figures", "run_result", "run_settings", "run_view"}},
       {"abi", {"kestrel"}},
-      {"wizard", {"qt_user_interface", "wizard", "wizard_comforts"}},
+      {"wizard", {"qt_user_interface", "wizard", "wizard_comforts", "wizard_host"}},
   };
   return headers;
 }

@@ -44,7 +44,8 @@ void ModalDriver::Look() {
 
 QWidget* ShownWizardPage() {
   for (QWidget* widget : QApplication::topLevelWidgets()) {
-    if (widget->objectName().startsWith("frmStep") && widget->isVisible()) return widget;
+    const QString name = widget->objectName();
+    if ((name.startsWith("frmStep") || name == "frmResult") && widget->isVisible()) return widget;
   }
   return nullptr;
 }
