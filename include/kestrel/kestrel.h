@@ -6,33 +6,36 @@
 //   ...
 //   kestrel_library_close(library);
 //
-// Stability. KESTREL_ABI_VERSION counts the interface. What one version has, every later one has: no function, member,
-// code or number is removed, reordered or changes its meaning; new functions may be added, and new members at the end
-// of a struct. A program that was compiled with one version runs with the library of every later one.
+// Stability. KESTREL_ABI_VERSION counts the interface. What one version has, every later one has: no function,
+// member, code or number is removed, reordered or changes its meaning; new functions may be added, and new
+// members at the end of a struct. A program that was compiled with one version runs with the library of every
+// later one.
 //
-// Structs. The first member of every struct is its size: the caller sets it to sizeof before a call, by which the library
-// knows what the caller's header had. A struct to be read may be longer than the library knows, if what is beyond is 0;
-// of a struct to be filled the library fills what both know, and makes the rest 0. A size that is less than that of this
-// version, or cannot be true, gives KESTREL_WRONG_SIZE. Members that are not used are 0. kestrel_text is no such
-// struct: it is pointer and length, and never changes. kestrel_value stands in arrays and never grows.
+// Structs. The first member of every struct is its size: the caller sets it to sizeof before a call, by which
+// the library knows what the caller's header had. A struct to be read may be longer than the library knows, if
+// what is beyond is 0; of a struct to be filled the library fills what both know, and makes the rest 0. A size
+// that is less than that of this version, or cannot be true, gives KESTREL_WRONG_SIZE. Members that are not
+// used are 0. kestrel_text is no such struct: it is pointer and length, and never changes. kestrel_value stands
+// in arrays and never grows.
 //
-// Texts are UTF-8, told by pointer and length in bytes, and never end in a NUL that counts. NULL with length 0 is the
-// empty text. Those that go in are read during the call only. Those that come out live until the next call with the same
-// library, kestrel_last_error apart; those that a callback is handed live until it returns.
+// Texts are UTF-8, told by pointer and length in bytes, and never end in a NUL that counts. NULL with length 0
+// is the empty text. Those that go in are read during the call only. Those that come out live until the next
+// call with the same library, kestrel_last_error apart; those that a callback is handed live until it returns.
 //
-// Handles are numbers, never 0 and never used twice; 0 is no object. One that a function hands out belongs to the
-// caller, who gives it back with kestrel_release. One that goes into a function is lent: the library keeps the
-// object for as long as it needs it. One that a callback is handed is lent, too, until it returns; kestrel_retain
-// makes one of the callback's own. Closing the library gives all of them back.
+// Handles are numbers, never 0 and never used twice; 0 is no object. One that a function hands out belongs to
+// the caller, who gives it back with kestrel_release. One that goes into a function is lent: the library keeps
+// the object for as long as it needs it. One that a callback is handed is lent, too, until it returns;
+// kestrel_retain makes one of the callback's own. Closing the library gives all of them back.
 //
-// Threads. A library and all that is made with it belong to the thread that opened it; from every other thread each
-// call gives KESTREL_WRONG_THREAD and does nothing. Callbacks are called in that thread, during a call. A process may
-// open several, each in a thread of its own.
+// Threads. A library and all that is made with it belong to the thread that opened it; from every other thread
+// each call gives KESTREL_WRONG_THREAD and does nothing. Callbacks are called in that thread, during a call. A
+// process may open several, each in a thread of its own.
 //
-// Results. Every function that can fail returns a status: KESTREL_OK or what went wrong, of which kestrel_last_error
-// tells more. What is handed out is then untouched. Callbacks return KESTREL_OK, or any other status where they failed;
-// they raise nothing (no exception, no longjmp). A handle that is closed, of the wrong kind or none at all, a struct of
-// another size, a NULL where something must be: all of these are told, and end no process.
+// Results. Every function that can fail returns a status: KESTREL_OK or what went wrong, of which
+// kestrel_last_error tells more. What is handed out is then untouched. Callbacks return KESTREL_OK, or any
+// other status where they failed; they raise nothing (no exception, no longjmp). A handle that is closed, of
+// the wrong kind or none at all, a struct of another size, a NULL where something must be: all of these are
+// told, and end no process.
 //
 // Numbers of errors are those of kestrel/runtime_error.h; descriptions are German sentences for people.
 #ifndef KESTREL_KESTREL_H
@@ -53,11 +56,11 @@ extern "C" {
 
 enum {
   KESTREL_OK = 0,
-  KESTREL_FAILED = 1,          // an error with a number: of a component, a database, a file
-  KESTREL_REFUSED = 2,         // an import that does not begin; the description tells everything that keeps it
-  KESTREL_INVALID_HANDLE = 3,  // NULL, closed, given back, or of another kind than the function works with
-  KESTREL_WRONG_THREAD = 4,    // not the one that opened the library
-  KESTREL_WRONG_SIZE = 5,      // of a struct
+  KESTREL_FAILED = 1,            // an error with a number: of a component, a database, a file
+  KESTREL_REFUSED = 2,           // an import that does not begin; kestrel_refusal tells its findings
+  KESTREL_INVALID_HANDLE = 3,    // NULL, closed, given back, or of another kind than the function works with
+  KESTREL_WRONG_THREAD = 4,      // not the one that opened the library
+  KESTREL_WRONG_SIZE = 5,        // of a struct
   KESTREL_INVALID_ARGUMENT = 6,  // a NULL, a text that is not UTF-8, a number that means nothing
   KESTREL_BUSY = 7,              // not from within a callback of the library
   KESTREL_INCOMPATIBLE = 8       // compiled with a later interface than the library has
@@ -84,8 +87,8 @@ typedef struct kestrel_library kestrel_library;
 
 // --- Version and library ----------------------------------------------------------------------------
 
-// Of the library that is loaded: its interface (KESTREL_ABI_VERSION when it was built) and its version ("2.0.0"). They
-// cannot fail; any thread.
+// Of the library that is loaded: its interface (KESTREL_ABI_VERSION when it was built) and its version
+// ("2.0.0"). They cannot fail; any thread.
 KESTREL_EXPORT uint32_t kestrel_abi_version(void);
 KESTREL_EXPORT const char* kestrel_version(void);
 // A German sentence for a status, ended by a NUL; lives as long as the process. Any thread.
@@ -94,12 +97,13 @@ KESTREL_EXPORT const char* kestrel_status_text(int32_t status);
 typedef struct kestrel_library_options {
   size_t size;
   uint32_t abi_version;  // KESTREL_ABI_VERSION
-  // Not 0: components of plug-ins are not looked for. Else they are, in KESTREL_COMPONENTS and beside the library.
+  // Not 0: components of plug-ins are not looked for. Else they are, in KESTREL_COMPONENTS and beside the
+  // library.
   int32_t without_plugins;
 } kestrel_library_options;
 
-// A library for this thread. `options` may be NULL. KESTREL_INCOMPATIBLE where it was compiled with a later interface;
-// KESTREL_FAILED where announcements of plug-ins cannot be read.
+// A library for this thread. `options` may be NULL. KESTREL_INCOMPATIBLE where it was compiled with a later
+// interface; KESTREL_FAILED where announcements of plug-ins cannot be read.
 KESTREL_EXPORT int32_t kestrel_library_open(const kestrel_library_options* options, kestrel_library** library);
 // Ends what is open (an import that has not run is cancelled) and gives back all handles. KESTREL_BUSY in a
 // callback. Every later call with it gives KESTREL_INVALID_HANDLE.
@@ -149,8 +153,8 @@ typedef struct kestrel_date {
 } kestrel_date;
 
 // Inside, decimals, dates and bytes are texts ("-12,34", "24.12.2026 08:30:00", hexadecimal digits), by one
-// rule for every source; so they go in as what they are and come out as KESTREL_STRING. kestrel_value_convert makes them
-// what they were.
+// rule for every source; so they go in as what they are and come out as KESTREL_STRING. kestrel_value_convert
+// makes them what they were.
 typedef struct kestrel_value {
   size_t size;
   int32_t kind;
@@ -165,8 +169,9 @@ typedef struct kestrel_value {
   } as;
 } kestrel_value;
 
-// The same value as another kind, by the rules of the component: a text with a decimal comma or point is a number, a
-// German or an ISO date a date. Error 13 where it cannot be one, 94 for null, 6 for a number that is too large.
+// The same value as another kind, by the rules of the component: a text with a decimal comma or point is a
+// number, a German or an ISO date a date. Error 13 where it cannot be one, 94 for null, 6 for a number that is
+// too large.
 KESTREL_EXPORT int32_t kestrel_value_convert(kestrel_library* library, const kestrel_value* value, int32_t kind,
                                              kestrel_value* converted);
 
@@ -180,14 +185,14 @@ enum {
   KESTREL_SET = 8      // assign an object: one argument
 };
 
-// A new object of that identifier ("ksbimport.importkunden"): of a component registered below or of a plug-in. Error 429
-// where nothing serves it, with the reason.
+// A new object of that identifier ("ksbimport.importkunden"): of a component registered below or of a plug-in.
+// Error 429 where nothing serves it, with the reason.
 KESTREL_EXPORT int32_t kestrel_object_create(kestrel_library* library, kestrel_text identifier,
                                              kestrel_handle* object);
-// Uses a member; names are compared without case. `arguments` may be NULL where there is none, `result` where it is not
-// wanted. What the object writes into an argument by reference stands in `arguments` afterwards. An object in the result
-// or written into an argument is the caller's. Error 438 where the object has no such member, 449 or 450 for wrong
-// arguments, and what the member itself raises.
+// Uses a member; names are compared without case. `arguments` may be NULL where there is none, `result` where
+// it is not wanted. What the object writes into an argument by reference stands in `arguments` afterwards. An
+// object in the result or written into an argument is the caller's. Error 438 where the object has no such
+// member, 449 or 450 for wrong arguments, and what the member itself raises.
 KESTREL_EXPORT int32_t kestrel_object_call(kestrel_library* library, kestrel_handle object, kestrel_text member,
                                            int32_t use, kestrel_value* arguments, size_t argument_count,
                                            kestrel_value* result);
@@ -212,8 +217,8 @@ typedef struct kestrel_call {
   const kestrel_value* arguments;
 } kestrel_call;
 
-// Any status but KESTREL_OK fails the call: with what kestrel_call_raise has told, else with the error of the last
-// call of the library that failed in it, else with error 440.
+// Any status but KESTREL_OK fails the call: with what kestrel_call_raise has told, else with the error of the
+// last call of the library that failed in it, else with error 440.
 typedef int32_t (*kestrel_member_function)(void* instance, const kestrel_call* call);
 
 typedef struct kestrel_member {
@@ -236,10 +241,11 @@ typedef struct kestrel_component {
   void (*destroy)(void* instance);
 } kestrel_component;
 
-// Objects of that identifier are made of the table from now on, within this library; a later registration replaces an
-// earlier one for objects to come. The table is copied. What the members of an import class, of a log, of settings and of
-// duplicate keys are called is told in kestrel/import_class.h and kestrel/host_components.h. Error 5 for a table without
-// members or with a member without name, use or function.
+// Objects of that identifier are made of the table from now on, within this library; a later registration
+// replaces an earlier one for objects to come. The table is copied. What the members of an import class, of a
+// log, of settings and of duplicate keys are called is told in kestrel/import_class.h and
+// kestrel/host_components.h. Error 5 for a table without members or with a member without name, use or
+// function.
 KESTREL_EXPORT int32_t kestrel_component_register(kestrel_library* library, const kestrel_component* component);
 
 // Within a member's callback, of the innermost call. Values are copied at once.
@@ -252,8 +258,8 @@ KESTREL_EXPORT int32_t kestrel_call_raise(kestrel_library* library, int32_t numb
 
 // --- Record sets ------------------------------------------------------------------------------------
 
-// A record set has named columns, rows and a current row; columns count from 0. At its end there is no current row (error
-// 3021). Column names are compared exactly.
+// A record set has named columns, rows and a current row; columns count from 0. At its end there is no current
+// row (error 3021). Column names are compared exactly.
 
 typedef struct kestrel_column {
   size_t size;
@@ -297,6 +303,313 @@ KESTREL_EXPORT int32_t kestrel_recordset_set(kestrel_library* library, kestrel_h
 // The texts live until the set moves or is written.
 KESTREL_EXPORT int32_t kestrel_recordset_row(kestrel_library* library, kestrel_handle recordset,
                                              kestrel_text* texts, size_t capacity);
+
+// --- Connections ------------------------------------------------------------------------------------
+
+// "Provider=SQLite;Data Source=host.db", "host.sqlite", "postgresql://...", and those that
+// kestrel/open_connection.h lists. Error 3706 where nothing serves the string, 3000 with the reason where
+// opening fails.
+KESTREL_EXPORT int32_t kestrel_connection_open(kestrel_library* library, kestrel_text connection_string,
+                                               kestrel_handle* connection);
+// One statement that returns no rows. `parameters` are the values of its '?', in order: dates go as
+// "JJJJ-MM-TT" with the time behind a blank where it is not midnight, decimals as they stand; bytes and objects
+// are refused. `changed`, the number of rows, may be NULL. Error 3000 with the database's reason, 3704 where it
+// is closed, 438 where a source can only be read.
+KESTREL_EXPORT int32_t kestrel_connection_execute(kestrel_library* library, kestrel_handle connection,
+                                                  kestrel_text sql, const kestrel_value* parameters,
+                                                  size_t parameter_count, int64_t* changed);
+// One query. The record set is at its first row or at its end, and the caller's.
+KESTREL_EXPORT int32_t kestrel_connection_query(kestrel_library* library, kestrel_handle connection,
+                                                kestrel_text sql, const kestrel_value* parameters,
+                                                size_t parameter_count, kestrel_handle* recordset);
+// Transactions do not nest. A commit that fails has rolled back.
+KESTREL_EXPORT int32_t kestrel_connection_begin(kestrel_library* library, kestrel_handle connection);
+KESTREL_EXPORT int32_t kestrel_connection_commit(kestrel_library* library, kestrel_handle connection);
+KESTREL_EXPORT int32_t kestrel_connection_rollback(kestrel_library* library, kestrel_handle connection);
+// The catalog, as record sets of the caller's with the columns Name and Type ("TABLE", "VIEW", ...), and Name.
+KESTREL_EXPORT int32_t kestrel_connection_tables(kestrel_library* library, kestrel_handle connection,
+                                                 kestrel_handle* recordset);
+KESTREL_EXPORT int32_t kestrel_connection_columns(kestrel_library* library, kestrel_handle connection,
+                                                  kestrel_text table, kestrel_handle* recordset);
+// For all who have it. Closing twice is no error.
+KESTREL_EXPORT int32_t kestrel_connection_close(kestrel_library* library, kestrel_handle connection);
+
+// --- Import specifications --------------------------------------------------------------------------
+
+// Those of a folder, by file name: a record set of the caller's with the columns Description, Application,
+// Provider, ImportClass and File (the path). The empty folder is "Import" in the component's own; `templates`
+// not 0 lists templates (".IMT"). Files that cannot be read are left out. Error 76 for a folder that there is
+// not.
+KESTREL_EXPORT int32_t kestrel_specification_list(kestrel_library* library, kestrel_text folder,
+                                                  int32_t templates, kestrel_handle* recordset);
+// The file, to be read and changed: nothing is written before it is saved. Error 53 where it is missing, 70, 57
+// or 75 where it cannot be read.
+KESTREL_EXPORT int32_t kestrel_specification_open(kestrel_library* library, kestrel_text path,
+                                                  kestrel_handle* specification);
+// An empty one without a file.
+KESTREL_EXPORT int32_t kestrel_specification_create(kestrel_library* library, kestrel_handle* specification);
+// The value of a key, changes included; a text without data where there is no such key. Names are compared
+// without case.
+KESTREL_EXPORT int32_t kestrel_specification_get(kestrel_library* library, kestrel_handle specification,
+                                                 kestrel_text section, kestrel_text key, kestrel_text* value);
+// Line breaks in the value become blanks. Error 5 for names that no reader would find.
+KESTREL_EXPORT int32_t kestrel_specification_set(kestrel_library* library, kestrel_handle specification,
+                                                 kestrel_text section, kestrel_text key, kestrel_text value);
+// All entries, changes included, in the order of the file: a record set with the columns Section, Key and
+// Value.
+KESTREL_EXPORT int32_t kestrel_specification_entries(kestrel_library* library, kestrel_handle specification,
+                                                     kestrel_handle* recordset);
+// Writes all changes by one replacement of the file: all of them or none. An empty path is the file that was
+// opened; another one is made as a copy, readable by its owner only, and is the file from then on. Error 58
+// where it is there already, 5 where there is no path, and what writing raises (70, 61, 75, 76).
+KESTREL_EXPORT int32_t kestrel_specification_save(kestrel_library* library, kestrel_handle specification,
+                                                  kestrel_text path);
+
+// --- Who is told and asked --------------------------------------------------------------------------
+
+enum {
+  KESTREL_TELL = 0,        // a box to be read
+  KESTREL_ASK_YES_NO = 1,  // answered by 1 or 0
+  KESTREL_ASK_TEXT = 2,    // the others by kestrel_answer; not answered: cancelled
+  KESTREL_ASK_FILE = 3,
+  KESTREL_ASK_FOLDER = 4
+};
+enum { KESTREL_ICON_NONE = 0, KESTREL_ICON_INFORMATION = 1, KESTREL_ICON_QUESTION = 2, KESTREL_ICON_STOP = 3 };
+
+typedef struct kestrel_question {
+  size_t size;
+  int32_t kind;
+  int32_t icon;
+  kestrel_text text;
+  kestrel_text title;
+  kestrel_text filter;  // of KESTREL_ASK_FILE: a pattern like "*.MDB"
+  kestrel_text start;   // the path to begin at; may be empty
+} kestrel_question;
+
+typedef struct kestrel_user_interface {
+  size_t size;
+  void* context;
+  // `answer` is 0 and may stay so. Any status but KESTREL_OK ends what is under way with an error.
+  int32_t (*ask)(void* context, kestrel_library* library, const kestrel_question* question, int32_t* answer);
+} kestrel_user_interface;
+
+// From now on; NULL: nobody, so that boxes are not shown and questions are answered with no or cancelled.
+KESTREL_EXPORT int32_t kestrel_user_interface_set(kestrel_library* library,
+                                                  const kestrel_user_interface* user_interface);
+// Within `ask`: the text, file or folder. Copied at once.
+KESTREL_EXPORT int32_t kestrel_answer(kestrel_library* library, kestrel_text answer);
+
+// --- Imports ----------------------------------------------------------------------------------------
+
+// A job opens an import specification, tells what is wrong with it, shows records of the source and runs the
+// import: ImportJob in kestrel/import_job.h tells each step more fully. A job can be used for one import after
+// the other, and several can be open at a time. Giving its last handle back ends what is open, as
+// kestrel_job_cancel does.
+
+typedef struct kestrel_order {
+  size_t size;
+  // A path; or, of a specification in `folder`, its file name with or without extension, or its description.
+  kestrel_text specification;
+  kestrel_text folder;             // empty: as kestrel_specification_list has it
+  kestrel_text source_file;        // takes the place of the source that the specification names; empty: none
+  kestrel_text working_folder;     // of the working copy; empty: beside the specification
+  kestrel_handle host_connection;  // handed on to import class, logs and duplicate check; 0: none
+  kestrel_text user;               // the personnel number; empty: the library's option
+  int32_t has_application;         // 0: the application is that of the specification
+  int32_t application;
+  void* context;
+  // Told what a person should know and what stops nothing; may be NULL.
+  void (*tell)(void* context, kestrel_text text);
+} kestrel_order;
+
+KESTREL_EXPORT int32_t kestrel_job_create(kestrel_library* library, kestrel_handle* job);
+// Ends what was open, loads the specification and makes its working copy. KESTREL_REFUSED where it is not
+// found. Error 5 while a run of the job is under way, as for all of the following.
+KESTREL_EXPORT int32_t kestrel_job_open(kestrel_library* library, kestrel_handle job,
+                                        const kestrel_order* order);
+
+// Everything that is wrong or suspicious, in the order specification, source, destination; `all_records` not 0
+// looks at every record of a file. A record set of the caller's with the columns Severity ("error", "warning",
+// "note"), Section, Key, Field, Text, WayOut (both German), Count and Replacement.
+KESTREL_EXPORT int32_t kestrel_job_check(kestrel_library* library, kestrel_handle job, int32_t all_records,
+                                         kestrel_handle* findings);
+// The same of the last call of this library that was KESTREL_REFUSED.
+KESTREL_EXPORT int32_t kestrel_refusal(kestrel_library* library, kestrel_handle* findings);
+// The columns of the source, in their order: a record set with the column Name. KESTREL_REFUSED where it cannot
+// be opened.
+KESTREL_EXPORT int32_t kestrel_job_columns(kestrel_library* library, kestrel_handle job,
+                                           kestrel_handle* recordset);
+// The first `most` records of the source, as a record set whose columns are texts. A value that cannot be read
+// is empty and told in `unreadable`, findings as above; it may be NULL. KESTREL_REFUSED where the source cannot
+// be opened; fails where it breaks off before.
+KESTREL_EXPORT int32_t kestrel_job_preview(kestrel_library* library, kestrel_handle job, int64_t most,
+                                           kestrel_handle* recordset, kestrel_handle* unreadable);
+
+typedef struct kestrel_run_settings {
+  size_t size;
+  int32_t test;              // not 0: only read and checked, nothing stored
+  int32_t despite_findings;  // not 0: refuses only what makes the run impossible
+  int32_t from;              // the source record to begin with, from 1; 0 is 1
+  int32_t most_errors;       // stops once there are so many; 0: any number
+  int32_t
+      most_same_errors;  // stops once so many records are refused with one error from the first on; 0: any number
+  int32_t keep_rejects;       // not 0: what is not stored is kept for kestrel_job_save_rejects
+  kestrel_text rejects_file;  // it is written there by the run itself; empty: none
+} kestrel_run_settings;
+
+// What became of a record.
+enum {
+  KESTREL_STORED = 0,
+  KESTREL_UPDATED = 1,    // stored, and it replaced what an address held
+  KESTREL_HELD_BACK = 2,  // suspected to be a duplicate
+  KESTREL_REJECTED = 3,   // refused, lost, or not handed over as it could not be made
+  KESTREL_CHECKED = 4     // a test run: only read and checked
+};
+
+typedef struct kestrel_record_error {
+  size_t size;
+  int64_t number;
+  kestrel_text text;
+  kestrel_text field;          // of the destination; empty where it is not one field's
+  kestrel_text source_column;  // empty for a constant
+  kestrel_text raw_value;      // as the source delivered it
+  kestrel_text function;       // the member of the import class that told it; empty: the run's own
+} kestrel_record_error;
+
+typedef struct kestrel_outcome {
+  size_t size;
+  int64_t record;  // of the source, from 1
+  int32_t fate;
+  int32_t duplicate_key;  // of a record held back, 1 to 3: the key that it shares; else 0
+  size_t error_count;     // an error need not reject the record
+  const kestrel_record_error* errors;
+  size_t cut_field_count;  // fields that were shorter than their value
+  const kestrel_text* cut_fields;
+  kestrel_text address;  // the number of the address stored; empty where the import class does not tell
+  // Of a record held back: the address that it is held to repeat, as far as the host told.
+  int64_t duplicate_type;
+  kestrel_text duplicate_address;
+  kestrel_text duplicate_name;
+  kestrel_text duplicate_place;
+  kestrel_text duplicate_reason;
+  int64_t duplicate_record;  // of this run that stored it; 0: none
+  double duplicate_score;    // in per cent
+} kestrel_outcome;
+
+// An error that belongs to records told before, or to none; another fate of records told before.
+typedef struct kestrel_revision {
+  size_t size;
+  int64_t first;  // source records, both included; 0: none is named
+  int64_t last;
+  int32_t fate;
+  int32_t revised;                    // how many outcomes it changes
+  const kestrel_record_error* error;  // NULL: none
+} kestrel_revision;
+
+// Who watches a run. Any function may be NULL. Any status but KESTREL_OK asks the run to stop before its next
+// record.
+typedef struct kestrel_run_view {
+  size_t size;
+  void* context;
+  // With every whole per cent, and some times a second.
+  int32_t (*progress)(void* context, double percent, kestrel_text text);
+  int32_t (*record)(void* context, const kestrel_outcome* outcome);
+  int32_t (*revision)(void* context, const kestrel_revision* revision);
+  // What stands in no log and is no progress, for instance why the source stays.
+  int32_t (*tell)(void* context, kestrel_text text);
+  // Not 0: `record` is told of all records; else not of those that were stored or checked without an error or a
+  // cut.
+  int32_t every_record;
+  int32_t reserved;
+} kestrel_run_view;
+
+// How reading the source ended.
+enum {
+  KESTREL_SOURCE_CLOSED = 0,
+  KESTREL_SOURCE_NOT_OPENED = 1,
+  KESTREL_SOURCE_OPEN = 2,  // somewhere before its end
+  KESTREL_SOURCE_AT_END = 3,
+  KESTREL_SOURCE_BROKEN_OFF = 4
+};
+
+// read = stored_new + updated + held_back + rejected + checked
+typedef struct kestrel_run_result {
+  size_t size;
+  int64_t read;
+  int64_t stored_new;
+  int64_t updated;
+  int64_t held_back;
+  int64_t rejected;
+  int64_t checked;
+  int64_t errors;
+  int64_t cut_values;
+  int64_t total;        // what the source said it has; -1 where it could not tell
+  int64_t skipped;      // before kestrel_run_settings.from
+  int64_t unlogged;     // errors that the log did not take
+  int64_t rejects;      // how many records were kept as not stored
+  int64_t next_record;  // to go on with, where the source's end was not reached; 0: none
+  int32_t stopped;      // 1: the user or a callback asked for it
+  int32_t cancelled;    // 1: the import class did
+  int32_t source_state;
+  int32_t reserved;
+  kestrel_text message;        // of the closing box
+  kestrel_text source_error;   // why reading ended early; else empty
+  kestrel_text stop_reason;    // why no further record was read; else empty
+  kestrel_text source_kept;    // why the source was not removed although that was asked for; else empty
+  kestrel_text rejects_error;  // what could not be kept or written, and why; else empty
+} kestrel_run_result;
+
+// Runs the import; returns when it is over. All pointers but `job` may be NULL. KESTREL_REFUSED where it does
+// not begin; once it has begun, what fails is counted and stands in the result, and the status is KESTREL_OK.
+KESTREL_EXPORT int32_t kestrel_job_run(kestrel_library* library, kestrel_handle job,
+                                       const kestrel_run_settings* settings, const kestrel_run_view* view,
+                                       kestrel_run_result* result);
+// From a callback: asks the run to stop before its next record.
+KESTREL_EXPORT int32_t kestrel_job_stop(kestrel_library* library, kestrel_handle job);
+// Writes what the last run did not store to a file that can be imported in the source's place. Error 5 where it
+// kept nothing, 70 for the source, the specification or a file of the host's database.
+KESTREL_EXPORT int32_t kestrel_job_save_rejects(kestrel_library* library, kestrel_handle job,
+                                                kestrel_text path);
+// Ends what is open without a run; nothing where nothing is. During a run it asks that to stop.
+KESTREL_EXPORT int32_t kestrel_job_cancel(kestrel_library* library, kestrel_handle job);
+
+// --- What imports did -------------------------------------------------------------------------------
+
+// For hosts that keep a ledger: `ledger` is the identifier of their component (empty: that of the sample host),
+// which has the members of "kestrelhost.RunLedger" (host/components/ledger_component.h). Error 429 where it is
+// missing.
+
+// The runs, the first one first: a record set of the caller's with the ledger's own columns.
+KESTREL_EXPORT int32_t kestrel_runs(kestrel_library* library, kestrel_handle host_connection,
+                                    kestrel_text ledger, kestrel_handle* recordset);
+
+typedef struct kestrel_undo_settings {
+  size_t size;
+  int64_t run;           // its number
+  int32_t dry_run;       // not 0: nothing stays changed
+  int32_t take_changes;  // not 0: what somebody changed since is taken back, too
+  kestrel_text ledger;
+  void* context;
+  // Behind each part; may be NULL. Any status but KESTREL_OK stops; another undo goes on there.
+  int32_t (*progress)(void* context, int64_t done, int64_t total);
+} kestrel_undo_settings;
+
+typedef struct kestrel_undo_result {
+  size_t size;
+  int64_t total;  // records of the run
+  int64_t done;
+  int64_t removed;   // addresses
+  int64_t restored;  // addresses
+  int32_t complete;  // 0: it was stopped
+  int32_t reserved;
+} kestrel_undo_result;
+
+// Takes a run back. `left_alone` may be NULL; else it gets a record set of the caller's with what was changed
+// since and stays. Error 5 for a run that cannot be taken back, 3000 where the database fails: what came before
+// stands.
+KESTREL_EXPORT int32_t kestrel_undo(kestrel_library* library, kestrel_handle host_connection,
+                                    const kestrel_undo_settings* settings, kestrel_undo_result* result,
+                                    kestrel_handle* left_alone);
 
 #ifdef __cplusplus
 }

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "abi/callbacks.h"
 #include "abi/values.h"
 
 namespace kestrel::abi {
@@ -25,12 +26,6 @@ RuntimeError Unusable(const std::string& identifier, const std::string& why) {
 }
 
 }  // namespace
-
-void RaiseCallbackFailure(const Library& library, std::int32_t status, std::uint64_t failures_before) {
-  if (library.failures() != failures_before) library.RaiseLastError();
-  throw RuntimeError(ErrorNumber::kAutomation, std::string(DescriptionOf(ErrorNumber::kAutomation)) +
-                                                   ": Rückruf mit Status " + std::to_string(status));
-}
 
 CComponent::CComponent(const kestrel_component& component)
     : identifier_(ToString(component.identifier, "identifier")), table_(component) {

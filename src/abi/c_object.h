@@ -64,15 +64,12 @@ class CallFrame {
   CallFrame* const outer_;
   std::span<Argument> arguments_;
   std::vector<kestrel_value> views_;
-  // By reference, where the function has written; the views of the others must stay as they are until it returns.
+  // By reference, where the function has written; the views of the others must stay as they are until it
+  // returns.
   std::vector<std::pair<std::size_t, Value>> written_;
   Value result_;
   std::optional<RuntimeError> raised_;
 };
-
-// Raises what a callback that did not return KESTREL_OK failed with: an error told since `failures_before`, else 440.
-[[noreturn]] void RaiseCallbackFailure(const Library& library, std::int32_t status,
-                                       std::uint64_t failures_before);
 
 class CObject final : public Object {
  public:

@@ -138,7 +138,7 @@ const char* kestrel_status_text(int32_t status) {
   switch (status) {
     case KESTREL_OK: return "In Ordnung.";
     case KESTREL_FAILED: return "Der Aufruf ist gescheitert; kestrel_last_error nennt den Grund.";
-    case KESTREL_REFUSED: return "Der Import beginnt nicht; kestrel_last_error nennt die Gründe.";
+    case KESTREL_REFUSED: return "Der Import beginnt nicht; kestrel_refusal nennt die Gründe.";
     case KESTREL_INVALID_HANDLE: return "Das Handle ist geschlossen, von anderer Art oder keines.";
     case KESTREL_WRONG_THREAD: return "Die Bibliothek gehört einem anderen Thread.";
     case KESTREL_WRONG_SIZE: return "Eine Struktur hat eine falsche Größe.";

@@ -17,6 +17,7 @@
 
 #include "abi/handles.h"
 #include "abi/structs.h"
+#include "abi/user_interface.h"
 #include "kestrel/clock.h"
 #include "kestrel/component_registry.h"
 #include "kestrel/finding.h"
@@ -81,6 +82,7 @@ class Library {
   }
 
   // --- What the functions work with ---
+  CUserInterface ui{*this};
   ComponentRegistry components;
   SystemClock clock;
   std::string home;

@@ -7,8 +7,9 @@
 
 namespace kestrel::abi {
 
-// A value that came in, copied. Raises KESTREL_WRONG_SIZE, KESTREL_INVALID_ARGUMENT for a kind that there is not, a text
-// that is none or a day that does not exist, KESTREL_INVALID_HANDLE for a handle that stands for nothing.
+// A value that came in, copied. Raises KESTREL_WRONG_SIZE, KESTREL_INVALID_ARGUMENT for a kind that there is
+// not, a text that is none or a day that does not exist, KESTREL_INVALID_HANDLE for a handle that stands for
+// nothing.
 Value ToValue(const Library& library, const kestrel_value* value, const char* name);
 
 // How a value looks outside while it lives; its object has a new handle, which belongs to whoever sees it.
