@@ -9,7 +9,8 @@ namespace kestrel::host {
 void Settings::Refresh() {
   const auto now = CoarseNow();
   if (read_ && now - read_at_ < kGoodFor) return;
-  const RecordsetPtr rows = connection_.OpenRecordset("SELECT Gruppe, Name, Wert FROM Einstellungen");
+  const RecordsetPtr rows =
+      table_.Open([this] { return connection_.OpenRecordset("SELECT Gruppe, Name, Wert FROM Einstellungen"); });
   std::vector<Entry> entries;
   for (; !rows->IsEof(); rows->MoveNext()) {
     entries.push_back(

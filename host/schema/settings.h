@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "kestrel/connection.h"
+#include "schema/table_query.h"
 
 namespace kestrel::host {
 
@@ -22,7 +23,7 @@ class Settings final : public Attachment {
   static Settings& Of(Connection& connection) { return connection.attachments().Of<Settings>(connection); }
 
   // Use Of. `connection` owns this object.
-  explicit Settings(Connection& connection) : connection_(connection) {}
+  explicit Settings(Connection& connection) : connection_(connection), table_(connection, "Einstellungen") {}
 
   // The value, or `fallback`. Names are compared exactly. Error 3000 where the table cannot be read.
   std::string Get(std::string_view group, std::string_view name, std::string_view fallback);
@@ -40,6 +41,7 @@ class Settings final : public Attachment {
   void Refresh();
 
   Connection& connection_;
+  TableQuery table_;
   std::vector<Entry> entries_;
   std::chrono::steady_clock::time_point read_at_;
   bool read_ = false;

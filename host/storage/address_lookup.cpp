@@ -31,7 +31,9 @@ AddressLookup::Kind* AddressLookup::KindOf(std::int64_t address_type) {
     query->BindInteger(0, address_type);
     const RecordsetPtr found = query->Open();
     if (found->IsEof() || found->IsNull(0)) return nullptr;
-    kind.emplace(Kind{LoadDestination(connection_, found->TextAt(0)), nullptr, nullptr, {}});
+    Destination loaded = LoadDestination(connection_, found->TextAt(0));
+    TableQuery table(connection_, loaded.table);
+    kind.emplace(Kind{std::move(loaded), std::move(table), nullptr, nullptr, {}});
     const Destination& destination = kind->destination;
     const auto column = [&](std::string_view field) {
       const auto found_field = destination.FindField(field);
@@ -52,7 +54,7 @@ RecordsetPtr AddressLookup::Find(std::int64_t address_type, std::string_view num
   const std::optional<std::int64_t> whole = ReadNumber(number);
   if (kind == nullptr || !whole) return nullptr;
   kind->read->BindInteger(0, *whole);
-  RecordsetPtr row = kind->read->Open();
+  RecordsetPtr row = kind->table.Open([kind] { return kind->read->Open(); });
   return row->IsEof() ? nullptr : row;
 }
 

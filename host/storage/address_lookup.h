@@ -12,6 +12,7 @@
 
 #include "kestrel/connection.h"
 #include "schema/destination.h"
+#include "schema/table_query.h"
 
 namespace kestrel::host {
 
@@ -39,6 +40,7 @@ class AddressLookup {
  private:
   struct Kind {
     Destination destination;
+    TableQuery table;
     std::unique_ptr<Statement> read;  // Bez1, PLZ, Ort, Strasse, Bez2, Bez3, and the number
     std::unique_ptr<Statement> read_many;
     std::string query;  // of the two, up to the number that is asked for

@@ -42,6 +42,7 @@ GroupMember::~GroupMember() {
 GroupedWrites::GroupedWrites(Connection& connection)
     : connection_(connection),
       recovery_(dynamic_cast<Recovery*>(&connection)),
+      absent_(connection.attachments().Of<AbsentValues>(connection)),
       capabilities_(connection.capabilities()) {}
 
 GroupedWrites::~GroupedWrites() {
@@ -128,9 +129,24 @@ void GroupedWrites::Leave(Connection& connection, GroupMember& member) {
   if (member.group_ != nullptr) member.group_->Forget(member);
 }
 
-void GroupedWrites::FlushRows() {
+void GroupedWrites::BeforeQuery() {
+  if (!open_ || buffered_.empty() || !connection_.InTransaction()) return;
+  const SoughtRows* const sought = absent_.Sought();
+  if (sought == nullptr) return FlushRows();
   const Restored restored(flushing_, true);
-  for (GroupMember* member : std::exchange(buffered_, {})) {
+  std::vector<GroupMember*> concerned;
+  for (GroupMember* member : buffered_) {
+    if (!member->FlushSought(*sought)) concerned.push_back(member);
+  }
+  for (GroupMember* member : concerned) std::erase(buffered_, member);
+  FlushRowsOf(concerned);
+}
+
+void GroupedWrites::FlushRows() { FlushRowsOf(std::exchange(buffered_, {})); }
+
+void GroupedWrites::FlushRowsOf(const std::vector<GroupMember*>& members) {
+  const Restored restored(flushing_, true);
+  for (GroupMember* member : members) {
     if (!connection_.InTransaction()) {
       WriteBehind(*member);
       continue;

@@ -21,9 +21,9 @@
 //  5. Statements sent through a pipeline belong to the group in which they were sent: its commit waits for them.
 //  6. Inside a transaction of the caller's no group is opened; records join that transaction, and count as
 //     standing with the end of their Store.
-//  7. Rows that are written behind (WriteBehind) are flushed before the group they came with is committed and
-//     before any query of the connection while that group is open. So nobody can tell, but for an error, which
-//     comes up later.
+//  7. Rows that are written behind (WriteBehind) are flushed before the group they came with is committed and,
+//     while that group is open, before any query of the connection that could find them. So nobody can tell, but for
+//     an error, which comes up later.
 //  8. Before a group is committed, each of its members stores what belongs to the same commit (BeforeCommit). Where
 //     one cannot, the group is lost.
 //  9. A group that is lost in passing (a connection that broke, a deadlock) is done again by those of its members that
@@ -43,6 +43,7 @@
 #include <vector>
 
 #include "kestrel/connection.h"
+#include "platform/data/absent_values.h"
 #include "platform/data/recovery.h"
 
 namespace kestrel::host {
@@ -66,6 +67,9 @@ class GroupMember {
   virtual bool GroupLost(const RuntimeError& reason) = 0;
   // Stores the rows written behind. Error 3000, see GroupedWrites::TakeWriteBehindFailure.
   virtual void FlushRows() {}
+  // A query is about to be opened that finds nothing but these rows: whether those written behind may stay so, the ones
+  // it could find being stored. Raises nothing.
+  virtual bool FlushSought(const SoughtRows&) { return false; }
   // The group in which its rows were to be stored cannot be opened. Raises nothing.
   virtual void GroupNotOpened(const RuntimeError&) {}
 
@@ -166,9 +170,7 @@ class GroupedWrites final : public Attachment {
 
   // Commits the open group, if any, and the rows that wait after a loss. Raises nothing.
   void Flush() override;
-  void BeforeQuery() override {
-    if (open_ && !buffered_.empty() && connection_.InTransaction()) FlushRows();
-  }
+  void BeforeQuery() override;
 
  private:
   friend class GroupMember;
@@ -198,6 +200,7 @@ class GroupedWrites final : public Attachment {
   void StoreAgain();
   void Forget(GroupMember& member);
   void FlushRows();
+  void FlushRowsOf(const std::vector<GroupMember*>& members);
   void CommitGroup();
   void CommitWhenDue();
   void EndGroup(const std::optional<RuntimeError>& failure);
@@ -208,7 +211,8 @@ class GroupedWrites final : public Attachment {
   void RunTimer(const std::stop_token& stop);
 
   Connection& connection_;
-  const Recovery* const recovery_;   // null where a lost transaction cannot be done again
+  const Recovery* const recovery_;  // null where a lost transaction cannot be done again
+  const AbsentValues& absent_;
   const Capabilities capabilities_;  // where statements are atomic, one needs no savepoint
   bool open_ = false;
   bool opening_ = false;

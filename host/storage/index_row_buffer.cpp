@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <charconv>
 #include <mutex>
+#include <utility>
+
+#include "platform/base/text.h"
 
 namespace kestrel::host {
 
@@ -10,6 +13,9 @@ namespace {
 
 // More rows a statement save no more.
 constexpr std::size_t kRowsAStatement = 16;
+// At least as many slots for each row, three of which it uses at most.
+constexpr std::size_t kSlotsARow = 4;
+constexpr std::size_t kFirstSlots = 1024;
 
 // The start of a text as a number that sorts as the text does.
 std::uint64_t OrderOf(std::string_view text) {
@@ -40,18 +46,75 @@ IndexRowBuffer::~IndexRowBuffer() {
 
 void IndexRowBuffer::Add(std::int64_t id, const KnownKeys::Keys& keys) {
   known_.Announce(keys);
-  Row row{0, id, characters_.size(), {}};
+  Row row{0, id, characters_.size(), {}, {}, false};
   for (std::size_t i = 0; i < keys.size(); ++i) {
     if (row.order == 0) row.order = OrderOf(keys[i]);
     row.lengths[i] = static_cast<std::uint32_t>(keys[i].size());
     characters_ += keys[i];
   }
   rows_.push_back(row);
+  if (rows_.size() * kSlotsARow > slots_.size()) {
+    HangAll();
+  } else {
+    Hang(rows_.size() - 1);
+  }
   if (rows_.size() == 1) {
     group_.Join(*this);
     group_.WriteBehind(*this);
   } else if (rows_.size() >= kMostRows) {
     FlushRows();
+  }
+}
+
+std::uint32_t& IndexRowBuffer::NewestOf(std::uint64_t hash) {
+  for (std::size_t place = hash;; ++place) {
+    Slot& slot = slots_[place & (slots_.size() - 1)];
+    if (slot.filling != filling_) slot = {hash, 0, filling_};
+    if (slot.hash == hash) return slot.newest;
+  }
+}
+
+std::string_view IndexRowBuffer::KeyOf(const Row& row, std::size_t column) const {
+  std::size_t start = row.start;
+  for (std::size_t i = 0; i < column; ++i) start += row.lengths[i];
+  return std::string_view(characters_).substr(start, row.lengths[column]);
+}
+
+void IndexRowBuffer::Hang(std::size_t row) {
+  for (std::size_t i = 0; i < rows_[row].lengths.size(); ++i) {
+    if (rows_[row].lengths[i] == 0) continue;
+    std::uint32_t& newest = NewestOf(KnownKeys::HashOf(i, KeyOf(rows_[row], i)));
+    rows_[row].before[i] = std::exchange(newest, static_cast<std::uint32_t>(row + 1));
+  }
+}
+
+void IndexRowBuffer::HangAll() {
+  slots_.assign(std::max(kFirstSlots, 2 * slots_.size()), {});
+  for (std::size_t row = 0; row < rows_.size(); ++row) {
+    if (!rows_[row].is_stored) Hang(row);
+  }
+}
+
+bool IndexRowBuffer::FlushSought(const SoughtRows& sought) {
+  if (EqualsIgnoringCase(sought.table, "Adressindex")) {
+    // Another table of that name may compare its texts in another way.
+    if (sought.values.empty() || !known_.IsAsMade()) return false;
+    for (const auto& [name, key] : sought.values) {
+      const auto column = KnownKeys::ColumnOf(name);
+      if (!column) return false;
+      Trap([&] { StoreAlike(*column, key); }, [this](const RuntimeError& error) { failure_ = error; });
+    }
+  }
+  return !failure_;
+}
+
+void IndexRowBuffer::StoreAlike(std::size_t column, std::string_view key) {
+  if (rows_.empty()) return;
+  std::uint32_t place = std::exchange(NewestOf(KnownKeys::HashOf(column, key)), 0);
+  for (; place != 0; place = rows_[place - 1].before[column]) {
+    if (rows_[place - 1].is_stored) continue;
+    known_.StoreAnnounced([&] { StoreSome(place - 1, 1); });
+    rows_[place - 1].is_stored = true;
   }
 }
 
@@ -66,17 +129,22 @@ bool IndexRowBuffer::GroupLost(const RuntimeError&) {
 
 void IndexRowBuffer::FlushRows() {
   if (!failure_) Trap([this] { StoreRows(); }, [this](const RuntimeError& error) { failure_ = error; });
+  GiveUpRows();
+}
+
+void IndexRowBuffer::GiveUpRows() {
   rows_.clear();
   characters_.clear();
+  ++filling_;
 }
 
 void IndexRowBuffer::Clear() {
-  rows_.clear();
-  characters_.clear();
+  GiveUpRows();
   failure_.reset();
 }
 
 void IndexRowBuffer::StoreRows() {
+  std::erase_if(rows_, [](const Row& row) { return row.is_stored; });
   std::sort(rows_.begin(), rows_.end(), [](const Row& a, const Row& b) { return a.order < b.order; });
   std::size_t stored = 0;
   while (stored < rows_.size()) {
@@ -87,14 +155,12 @@ void IndexRowBuffer::StoreRows() {
 }
 
 std::size_t IndexRowBuffer::BindKeys(Statement& statement, std::size_t parameter, const Row& row) const {
-  std::size_t start = row.start;
-  for (const std::uint32_t length : row.lengths) {
-    if (length == 0) {
+  for (std::size_t i = 0; i < row.lengths.size(); ++i) {
+    if (row.lengths[i] == 0) {
       statement.BindNull(parameter++);
     } else {
-      statement.BindText(parameter++, std::string_view(characters_).substr(start, length));
+      statement.BindText(parameter++, KeyOf(row, i));
     }
-    start += length;
   }
   statement.BindInteger(parameter++, row.id);
   return parameter;

@@ -1,13 +1,16 @@
 // Rows of the address index that are written behind: those of new addresses, of one group of a connection.
 //
 // A row searches three indexes, at places as random as its keys. Many rows in one statement cost less than as many
-// statements; in the order of their first keys each finds the page of that index where the row before has left it.
+// statements; in the order of their first keys each finds the page of that index where the row before has left it. So
+// a look-up by keys leaves all rows waiting but those that it finds.
 //
 // Invariants
 //  1. A row stands in the transaction of its address before that is committed, and before any query of the connection
-//     can look for it. Where it cannot be stored, the whole group is lost.
+//     can find it. Where it cannot be stored, the whole group is lost.
 //  2. Rows are stored with the group in which they were added, or are gone with it.
-//  3. Everything here happens under the connection's CallMutex.
+//  3. Of the rows that wait, those with a key hang together: slots_ leads to the newest one, each to the one before.
+//     Once stored for a look-up, they do so no more.
+//  4. Everything here happens under the connection's CallMutex.
 #pragma once
 
 #include <array>
@@ -47,13 +50,28 @@ class IndexRowBuffer final : private GroupMember {
     std::int64_t id;
     std::size_t start;                     // of its keys in characters_
     std::array<std::uint32_t, 3> lengths;  // of the keys; 0 for none
+    std::array<std::uint32_t, 3>
+        before;  // the place of the row before with this key, counted from 1; 0 for none
+    bool is_stored;
+  };
+  struct Slot {
+    std::uint64_t hash = 0;    // of column and key
+    std::uint32_t newest = 0;  // the place of a row, as `before`
+    std::uint32_t filling = 0;
   };
   void BeforeCommit() override;
   void GroupCommitted() override { Clear(); }
   bool GroupLost(const RuntimeError& reason) override;
   void FlushRows() override;
+  bool FlushSought(const SoughtRows& sought) override;
 
   void Clear();
+  void GiveUpRows();
+  void Hang(std::size_t row);
+  void HangAll();
+  std::uint32_t& NewestOf(std::uint64_t hash);
+  std::string_view KeyOf(const Row& row, std::size_t column) const;
+  void StoreAlike(std::size_t column, std::string_view key);
   void StoreRows();
   void StoreSome(std::size_t first, std::size_t count);
   void Replace(const Row& row);
@@ -65,6 +83,8 @@ class IndexRowBuffer final : private GroupMember {
   KnownKeys& known_;
   std::vector<Row> rows_;
   std::string characters_;
+  std::vector<Slot> slots_;    // a power of two, searched onwards from the hash; free where of another filling
+  std::uint32_t filling_ = 1;  // counts how often the rows were given up
   std::optional<RuntimeError> failure_;  // the group is to be lost for
   RowInserts inserts_;
   std::unique_ptr<Statement> replace_;

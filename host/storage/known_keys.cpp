@@ -12,13 +12,19 @@ namespace {
 
 constexpr std::array<std::string_view, 3> kColumns = {"Doubletkey1", "Doubletkey2", "Doubletkey3"};
 
-std::uint64_t HashOf(std::size_t column, std::string_view key) {
+}  // namespace
+
+std::uint64_t KnownKeys::HashOf(std::size_t column, std::string_view key) {
   std::uint64_t hash = std::hash<std::string_view>()(key) + column * 0x9E3779B97F4A7C15U;
   hash = (hash ^ (hash >> 33)) * 0xFF51AFD7ED558CCDU;
   return hash ^ (hash >> 29);
 }
 
-}  // namespace
+std::optional<std::size_t> KnownKeys::ColumnOf(std::string_view name) {
+  const auto column = std::find(kColumns.begin(), kColumns.end(), name);
+  if (column == kColumns.end()) return std::nullopt;
+  return static_cast<std::size_t>(column - kColumns.begin());
+}
 
 KnownKeys::KnownKeys(Connection& connection)
     : connection_(connection),
@@ -73,9 +79,9 @@ bool KnownKeys::LacksAll(std::span<const SoughtValue> values) const {
   std::array<std::uint64_t, kColumns.size()> hashes{};
   if (values.size() > hashes.size()) return false;
   for (std::size_t i = 0; i < values.size(); ++i) {
-    const auto column = std::find(kColumns.begin(), kColumns.end(), values[i].first);
-    if (column == kColumns.end()) return false;
-    hashes[i] = HashOf(static_cast<std::size_t>(column - kColumns.begin()), values[i].second);
+    const auto column = ColumnOf(values[i].first);
+    if (!column) return false;
+    hashes[i] = HashOf(*column, values[i].second);
     filter_.Prefetch(hashes[i]);
   }
   return std::none_of(hashes.begin(), hashes.begin() + static_cast<std::ptrdiff_t>(values.size()),

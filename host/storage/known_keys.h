@@ -51,6 +51,13 @@ class KnownKeys final : public Attachment {
   // ... and does so no more; after the last one the memory is given up.
   void Release();
 
+  // Whether the table was one that the host has made, so that it holds a key and no other text for it, when it was
+  // looked at last.
+  bool IsAsMade() const { return state_ == State::kLearning || state_ == State::kComplete; }
+  // The column of the keys, counted from 0; none for another one.
+  static std::optional<std::size_t> ColumnOf(std::string_view name);
+  static std::uint64_t HashOf(std::size_t column, std::string_view key);
+
   // Runs `store`, which adds or changes the row of an address with these keys, and passes on what it gives and
   // raises.
   template <class Step>

@@ -8,6 +8,7 @@ namespace kestrel::host {
 
 WriteBehindBuffer::WriteBehindBuffer(Connection& connection, std::string table, std::size_t texts)
     : connection_(connection),
+      name_(table.substr(0, table.find(' '))),
       texts_(texts),
       inserts_(connection, std::move(table), 2 + texts, RowInserts::Existing::kStays) {
   inserts_.Of(1);

@@ -54,11 +54,13 @@ class WriteBehindBuffer final : private GroupMember {
   void GroupCommitted() override;
   bool GroupLost(const RuntimeError& reason) override;
   void FlushRows() override;
+  bool FlushSought(const SoughtRows& sought) override { return sought.table != name_; }
   // Stores the rows that are not. Error 3000; those that were stored then stay so.
   void StoreRows();
   void StoreSome(std::size_t count);
 
   Connection& connection_;
+  const std::string name_;  // of the table
   const std::size_t texts_;
 
   std::vector<Row> rows_;  // all that are not known to be committed; the first stored_ of them are in the group

@@ -24,6 +24,7 @@ namespace {
 constexpr int kMostAttempts = 5;
 constexpr int kTypeBits = 16;
 constexpr std::int64_t kAllTypes = (std::int64_t{1} << kTypeBits) - 1;
+constexpr std::string_view kIndexTable = "Adressindex";
 constexpr const char* kKeyColumns[] = {"Doubletkey1", "Doubletkey2", "Doubletkey3"};
 
 // Appends the condition on the type bits; false, with nothing appended, where the mask has no bit.
@@ -141,7 +142,7 @@ bool FindKnown(const ObjectPtr& host, const DuplicateSettings& settings, const D
   if (connection == nullptr || ChangesQuery(reference) || sought.ChangeQuery()) return false;
   const std::lock_guard lock(connection->CallMutex());
   Attachments& attachments = connection->attachments();
-  if (attachments.Of<AbsentValues>(*connection).Lacks("Adressindex", sought.values())) return true;
+  if (attachments.Of<AbsentValues>(*connection).Lacks(kIndexTable, sought.values())) return true;
   const auto rows = attachments.Of<ComingLookUps>(*connection).Find(sought.values());
   // Without a type to look for there is no query.
   if (!rows || (settings.address_type_mask & kAllTypes) == 0) return false;
@@ -160,6 +161,19 @@ bool FindKnown(const ObjectPtr& host, const DuplicateSettings& settings, const D
   }
   ranked.MoveTo(candidates);
   return true;
+}
+
+// Runs the query, which finds nothing but rows with one of the keys.
+RecordsetPtr Open(Connection& connection, const std::string& query, const DuplicateSettings& settings,
+                  const DuplicateKeys& keys, std::string_view reference) {
+  const SoughtKeys sought(settings, keys);
+  if (!connection.capabilities().announces_queries || ChangesQuery(reference) || sought.ChangeQuery()) {
+    return connection.OpenRecordset(query);
+  }
+  const std::lock_guard lock(connection.CallMutex());
+  const SoughtRows rows{kIndexTable, sought.values()};
+  const AbsentValues::Query opened(connection.attachments().Of<AbsentValues>(connection), rows);
+  return connection.OpenRecordset(query);
 }
 
 // Whether the same look-up may succeed after a failure: it changes nothing, and who knows what the table lacks
@@ -215,7 +229,8 @@ bool DuplicateCheck::LookUp(const std::string& key_text, const DuplicateKeys& ke
   }
   std::string& query = kept_.query;
   if (!BuildDuplicateQuery(settings_, keys, reference, address_type, overwrite, query)) return false;
-  const RecordsetPtr found = RequireConnection(session_.HostConnection).OpenRecordset(query);
+  const RecordsetPtr found =
+      Open(RequireConnection(session_.HostConnection), query, settings_, keys, reference);
   if (kept_.confirmation.IsThere()) return Confirms(key_text, keys, *found, match);
   if (found->IsEof()) return false;
   if (match == nullptr) return true;

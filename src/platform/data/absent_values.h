@@ -1,4 +1,5 @@
-// Which values a table is known to lack, so that a query that could find nothing need not be run.
+// Which values a table is known to lack, so that a query that could find nothing need not be run; and what a query
+// looks for, so that only rows it could find need be stored before it.
 //
 // Three take part: whoever writes the table knows (Keep), the provider tells of rows that anybody stores through
 // the connection (Tell), and who is about to look for values asks first (Lacks). Where one of the first two is
@@ -22,6 +23,12 @@ class Connection;
 // A column and the text that is looked for in it.
 using SoughtValue = std::pair<std::string_view, std::string_view>;
 
+// All that a query can find: of one table the rows with one of these values; without values, any of its rows.
+struct SoughtRows {
+  std::string_view table;
+  std::span<const SoughtValue> values;
+};
+
 class KESTREL_INTERNAL AbsentValues final : public Attachment {
  public:
   // Whether it is certain that no row has one of these values in its column. Raises nothing.
@@ -38,7 +45,25 @@ class KESTREL_INTERNAL AbsentValues final : public Attachment {
     return knows_ && !values.empty() && table == table_ && knows_(values);
   }
 
-  // --- Who writes the table ---
+  // For as long as a query is opened through the connection that finds nothing but these rows. Within the lock of
+  // CallMutex; what `rows` refers to outlives this object.
+  class Query {
+   public:
+    Query(AbsentValues& absent, const SoughtRows& rows)
+        : absent_(absent), before_(std::exchange(absent.sought_, &rows)) {}
+    Query(const Query&) = delete;
+    Query& operator=(const Query&) = delete;
+    ~Query() { absent_.sought_ = before_; }
+
+   private:
+    AbsentValues& absent_;
+    const SoughtRows* const before_;
+  };
+
+  // --- Who writes a table ---
+
+  // What the query finds that is just being opened; null where nobody said.
+  const SoughtRows* Sought() const { return sought_; }
 
   // `knows` is asked for `table` as long as the connection lives.
   void Keep(std::string table, Knows knows) {
@@ -63,6 +88,7 @@ class KESTREL_INTERNAL AbsentValues final : public Attachment {
   Knows knows_;
   bool are_told_ = false;
   std::uint64_t stored_rows_ = 0;
+  const SoughtRows* sought_ = nullptr;
 };
 
 }  // namespace kestrel
