@@ -17,7 +17,7 @@ endfunction()
 function(build_example name)
   set(flags "")
   if(SANITIZE)
-    set(flags "-DCMAKE_CXX_FLAGS=-fsanitize=${SANITIZE}")
+    set(flags "-DCMAKE_CXX_FLAGS=-fsanitize=${SANITIZE}" "-DCMAKE_C_FLAGS=-fsanitize=${SANITIZE}")
   endif()
   run(${CMAKE_COMMAND} -G Ninja -S ${prefix}/share/kestrel-import/examples/${name} -B ${SCRATCH}/${name}
     -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Debug ${flags})
@@ -93,6 +93,14 @@ execute_process(COMMAND ${SCRATCH}/embed_headless/embed_headless ${SCRATCH}/nons
   OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE status TIMEOUT 240)
 if(NOT status EQUAL 1 OR NOT output STREQUAL "" OR NOT errors MATCHES "keine Spalte \"Surname\".*keine Spalte \"Town\"")
   message(FATAL_ERROR "embed_headless with columns that are not there ended with ${status}:\n${output}${errors}")
+endif()
+
+# The C interface, in a program without a line of C++.
+build_example(c_host)
+run(${SCRATCH}/c_host/c_host ${SCRATCH}/sample)
+if(NOT output MATCHES "erfolgreich fertig gestellt. 6 neu, 0 Fehler" OR NOT output MATCHES "Café Zürich, Zürich\n"
+   OR NOT output MATCHES "6 Adressen gelöscht")
+  message(FATAL_ERROR "c_host did something else:\n${output}")
 endif()
 
 if(WIZARD)
