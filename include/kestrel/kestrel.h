@@ -304,6 +304,43 @@ KESTREL_EXPORT int32_t kestrel_recordset_set(kestrel_library* library, kestrel_h
 KESTREL_EXPORT int32_t kestrel_recordset_row(kestrel_library* library, kestrel_handle recordset,
                                              kestrel_text* texts, size_t capacity);
 
+// --- Sources of a program's own ---------------------------------------------------------------------
+
+// Rows that come one after the other.
+typedef struct kestrel_stream {
+  size_t size;
+  void* context;
+  int64_t record_count;  // 0: not known before the end
+  // Fills `row` with the texts of the next record, one a column; those that it leaves are null. The texts live until the
+  // next call of the stream. `at_end` is 0; 1 there: there is no record any more. Any status but KESTREL_OK breaks
+  // the source off, and an import of it counts that as an error.
+  int32_t (*next)(void* context, kestrel_library* library, kestrel_text* row, size_t column_count,
+                  int32_t* at_end);
+  // The next record is the first one again. NULL: the rows can be had once.
+  int32_t (*rewind)(void* context, kestrel_library* library);
+  // The record set goes; may be NULL.
+  void (*close)(void* context);
+} kestrel_stream;
+
+// A record set of these columns, at its first row or at its end: the first record is asked for at once.
+KESTREL_EXPORT int32_t kestrel_recordset_stream(kestrel_library* library, const kestrel_text* columns,
+                                                size_t column_count, const kestrel_stream* stream,
+                                                kestrel_handle* recordset);
+
+typedef struct kestrel_source {
+  size_t size;
+  kestrel_text name;  // what a specification's section Common names as Provider
+  void* context;
+  // Opens it anew for each reading of its columns or records: with the keys Database and Table of section Common,
+  // which say what the program likes. The handle becomes the library's.
+  int32_t (*open)(void* context, kestrel_library* library, kestrel_text database, kestrel_text table,
+                  kestrel_handle* recordset);
+} kestrel_source;
+
+// From now on jobs of this library know this kind of source, too; a check looks at its first record. Error 5 for a
+// name that there is already.
+KESTREL_EXPORT int32_t kestrel_source_register(kestrel_library* library, const kestrel_source* source);
+
 // --- Connections ------------------------------------------------------------------------------------
 
 // "Provider=SQLite;Data Source=host.db", "host.sqlite", "postgresql://...", and those that

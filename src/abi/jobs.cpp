@@ -168,7 +168,7 @@ int32_t kestrel_job_create(kestrel_library* library, kestrel_handle* job) {
   return Guarded(library, [&](Library& open) {
     kestrel_handle& target = Require(job, "job");
     target = open.handles.Add(
-        std::make_shared<Job>(kestrel::Platform{open.ui, open.components, open.clock, nullptr}));
+        std::make_shared<Job>(kestrel::Platform{open.ui, open.components, open.clock, &open.source_kinds}));
   });
 }
 

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "abi/handles.h"
+#include "abi/sources.h"
 #include "abi/structs.h"
 #include "abi/user_interface.h"
 #include "kestrel/clock.h"
@@ -85,6 +86,7 @@ class Library {
   CUserInterface ui{*this};
   ComponentRegistry components;
   SystemClock clock;
+  CSourceKinds source_kinds{*this};
   std::string home;
   std::string user;
   CallFrame* innermost_call = nullptr;  // of a component's member

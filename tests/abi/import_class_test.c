@@ -1,4 +1,6 @@
-// An import class in C, and who is told of its run.
+// An import class and a source in C, and who is told of their run.
+#include <stdlib.h>
+
 #include "sample_host.h"
 
 typedef struct address_book {
@@ -191,5 +193,176 @@ TEST(NobodyIsAskedWithoutAUserInterface) {
   CHECK(book.asked == 0 && book.count == 2);
   STATUS(library, kestrel_answer(library, text_of("x")), KESTREL_FAILED);
   CHECK(last_number(library) == 5);
+  OK(library, kestrel_library_close(library));
+}
+
+// --- A source of names and numbers ---
+
+typedef struct numbers {
+  int first;
+  int count;
+  int breaks_at;  // 0: nowhere
+  int opened;
+  int closed;
+  int has_rewind;
+  char place[32];
+} numbers;
+
+typedef struct cursor {
+  numbers* of;
+  int at;
+  char name[32];
+} cursor;
+
+static int32_t next_number(void* context, kestrel_library* library, kestrel_text* row, size_t column_count,
+                           int32_t* at_end) {
+  cursor* self = context;
+  CHECK(column_count == 3);
+  if (++self->at > self->of->count) {
+    *at_end = 1;
+    return KESTREL_OK;
+  }
+  if (self->at == self->of->breaks_at) {
+    kestrel_handle none = 0;
+    return kestrel_object_create(library, text_of("no.server"), &none);
+  }
+  snprintf(self->name, sizeof self->name, "Nr. %d", self->at);
+  row[0] = text_of(self->name);
+  row[1] = text_of("Köln");
+  return KESTREL_OK;
+}
+
+static int32_t rewind_numbers(void* context, kestrel_library* library) {
+  (void)library;
+  ((cursor*)context)->at = 0;
+  return KESTREL_OK;
+}
+
+static void close_numbers(void* context) {
+  ++((cursor*)context)->of->closed;
+  free(context);
+}
+
+static int32_t open_numbers(void* context, kestrel_library* library, kestrel_text database, kestrel_text table,
+                            kestrel_handle* recordset) {
+  const kestrel_text columns[] = {KESTREL_TEXT("Name"), KESTREL_TEXT("Ort"), KESTREL_TEXT("Leer")};
+  numbers* self = context;
+  kestrel_stream stream = {0};
+  cursor* made = calloc(1, sizeof *made);
+  ++self->opened;
+  snprintf(self->place, sizeof self->place, "%.*s/%.*s", (int)database.length, database.data, (int)table.length,
+           table.data);
+  made->of = self;
+  stream.size = sizeof stream;
+  stream.context = made;
+  stream.next = next_number;
+  stream.rewind = self->has_rewind ? rewind_numbers : NULL;
+  stream.close = close_numbers;
+  return kestrel_recordset_stream(library, columns, 3, &stream, recordset);
+}
+
+static kestrel_handle open_numbers_job(kestrel_library* library, numbers* self, address_book* book) {
+  kestrel_source source = {0};
+  kestrel_order order = {0};
+  kestrel_handle job = open_address_book(library, book);
+  source.size = sizeof source;
+  source.name = text_of("Zahlen");
+  source.context = self;
+  source.open = open_numbers;
+  OK(library, kestrel_source_register(library, &source));
+  write_file(scratch_file("numbers.IMP"),
+             "[Common]\r\nDescription=Zahlen\r\nImportClass=test.addressbook\r\nProvider=Zahlen\r\n"
+             "Database=eins\r\nTable=zwei\r\n[FieldAssignments]\r\nName=FIELD:Name\r\nOrt=FIELD:Ort\r\n");
+  order.size = sizeof order;
+  order.specification = text_of(scratch_file("numbers.IMP"));
+  OK(library, kestrel_job_open(library, job, &order));
+  return job;
+}
+
+TEST(ASourceInCIsShownAndImported) {
+  kestrel_library* library = open_library();
+  address_book book = {0};
+  numbers source = {0};
+  kestrel_run_result result = {0};
+  kestrel_handle rows = 0;
+  kestrel_text row[3];
+  kestrel_handle job = 0;
+  source.count = 3;
+  job = open_numbers_job(library, &source, &book);
+  OK(library, kestrel_job_columns(library, job, &rows));
+  CHECK(row_count(library, rows) == 3);
+  CHECK(strcmp(source.place, "eins/zwei") == 0);
+  OK(library, kestrel_job_preview(library, job, 2, &rows, NULL));
+  OK(library, kestrel_recordset_next(library, rows));
+  OK(library, kestrel_recordset_row(library, rows, row, 3));
+  CHECK(text_is(row[0], "Nr. 2") && text_is(row[2], ""));
+  result.size = sizeof result;
+  OK(library, kestrel_job_run(library, job, NULL, NULL, &result));
+  CHECK(result.read == 3 && result.stored_new == 3 && result.source_state == KESTREL_SOURCE_AT_END);
+  CHECK(book.count == 3 && strcmp(book.lines[2], "Nr. 3, Köln") == 0);
+  OK(library, kestrel_library_close(library));
+  CHECK(source.opened > 0 && source.closed == source.opened);
+}
+
+TEST(ASourceInCThatFailsIsBrokenOff) {
+  kestrel_library* library = open_library();
+  address_book book = {0};
+  numbers source = {0};
+  kestrel_run_result result = {0};
+  kestrel_handle job = 0;
+  source.count = 4;
+  source.breaks_at = 3;
+  job = open_numbers_job(library, &source, &book);
+  result.size = sizeof result;
+  OK(library, kestrel_job_run(library, job, NULL, NULL, &result));
+  CHECK(result.read == 2 && result.stored_new == 2 && result.errors > 0);
+  CHECK(result.source_state == KESTREL_SOURCE_BROKEN_OFF);
+  CHECK(strstr(result.source_error.data, "no.server") != NULL);
+  OK(library, kestrel_library_close(library));
+}
+
+TEST(AStreamIsReadOnceUnlessItCanBeginAnew) {
+  int has_rewind;
+  for (has_rewind = 0; has_rewind < 2; ++has_rewind) {
+    kestrel_library* library = open_library();
+    numbers source = {0};
+    kestrel_handle rows = 0;
+    kestrel_text row[3];
+    int32_t at_end = 0;
+    source.count = 2;
+    source.has_rewind = has_rewind;
+    OK(library, open_numbers(&source, library, text_of(""), text_of(""), &rows));
+    // It stands at its first row.
+    OK(library, kestrel_recordset_first(library, rows));
+    OK(library, kestrel_recordset_next(library, rows));
+    OK(library, kestrel_recordset_row(library, rows, row, 3));
+    CHECK(text_is(row[0], "Nr. 2") && row[2].data == NULL);
+    OK(library, kestrel_recordset_next(library, rows));
+    OK(library, kestrel_recordset_at_end(library, rows, &at_end));
+    CHECK(at_end == 1);
+    STATUS(library, kestrel_recordset_next(library, rows), KESTREL_FAILED);
+    CHECK(last_number(library) == 3021);
+    STATUS(library, kestrel_recordset_first(library, rows), has_rewind ? KESTREL_OK : KESTREL_FAILED);
+    OK(library, kestrel_recordset_at_end(library, rows, &at_end));
+    CHECK(at_end == !has_rewind);
+    OK(library, kestrel_release(library, rows));
+    CHECK(source.closed == 1);
+    OK(library, kestrel_library_close(library));
+  }
+}
+
+TEST(AKindOfSourceIsRegisteredOnce) {
+  kestrel_library* library = open_library();
+  kestrel_source source = {0};
+  kestrel_stream stream = {0};
+  kestrel_handle rows = 0;
+  source.size = sizeof source;
+  source.name = text_of("Textdatei");
+  STATUS(library, kestrel_source_register(library, &source), KESTREL_INVALID_ARGUMENT);
+  source.open = open_numbers;
+  STATUS(library, kestrel_source_register(library, &source), KESTREL_FAILED);
+  CHECK(last_number(library) == 5);
+  stream.size = sizeof stream;
+  STATUS(library, kestrel_recordset_stream(library, NULL, 0, &stream, &rows), KESTREL_INVALID_ARGUMENT);
   OK(library, kestrel_library_close(library));
 }
