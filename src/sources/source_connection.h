@@ -23,6 +23,8 @@ struct SourceInputs {
   std::string user = {};
   std::string password = {};
   std::string database = {};
+
+  bool operator==(const SourceInputs&) const = default;
 };
 
 // Turns a connection string into an open connection, or raises why not.

@@ -73,6 +73,10 @@ void CheckTextSettings(const Session& session, std::vector<SettingFinding>& find
   }
 }
 
+std::function<RecordsetPtr()> TextFileBeginning(const Session& session) {
+  return [path = session.FileName, format = TextFormatOf(session)] { return OpenTextBeginning(path, format); };
+}
+
 // --- The rows ---
 
 constexpr CommonKey kServer = {.name = "Server", .text = &Session::Server};
@@ -97,6 +101,7 @@ std::deque<SourceKind> ComponentKinds() {
                 {.name = "SavePath", .text = &Session::SavePath},
                 {.name = "DeleteFile", .truth = &Session::DeleteFile, .default_value = "0"}},
        .open = OpenTextFile,
+       .beginning = TextFileBeginning,
        .column_names = GetTextFieldNames,
        .check = CheckTextSettings,
        .file_endings = "*.txt *.csv *.tsv *.asc *.dat",

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -81,6 +82,9 @@ struct SourceKind {
   std::string (*query)(const Session& session) = TableQuery;
   // The record set of the source. Raises what keeps it from opening.
   RecordsetPtr (*open)(Session& session) = OpenQuery;
+  // The first records alone, opened by what it returns in any thread, without the session; null for a kind that is
+  // connected to.
+  std::function<RecordsetPtr()> (*beginning)(const Session& session) = nullptr;
   // Always followed by one empty element. An error is shown and told, none is raised.
   std::vector<std::string> (*column_names)(Session& session, ShownError* failure) = GetSourceColumnNames;
   // Lists of tables leave out this ending, in any case, of a table that is stored with it.
