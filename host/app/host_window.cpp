@@ -35,7 +35,10 @@ constexpr WizardComforts kComforts = {.run_summary = true,
                                       .visible_access_keys = true,
                                       .unlisted_kinds = true,
                                       .failed_connections = true,
-                                      .kept_assignments = true};
+                                      .kept_assignments = true,
+                                      .offers_excel = true,
+                                      .recognised_files = true,
+                                      .live_preview = true};
 
 }  // namespace
 

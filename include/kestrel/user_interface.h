@@ -26,7 +26,8 @@ class KESTREL_EXPORT UserInterface {
   virtual Answer MessageBox(std::string_view text, std::string_view title, Icon icon, Buttons buttons) = 0;
   // Asks for one line of text; none when cancelled.
   virtual std::optional<std::string> InputBox(std::string_view prompt, std::string_view title) = 0;
-  // Asks for an existing file. `filter` is a pattern like "*.MDB"; `start` a path to begin at, may be empty.
+  // Asks for an existing file. `filter` is a pattern like "*.MDB", or names with patterns to choose from, the first
+  // to begin with: "Texte (*.txt *.csv);;Alle Dateien (*)". `start`: a path to begin at, may be empty.
   virtual std::optional<std::string> ChooseFile(std::string_view title, std::string_view filter,
                                                 const std::string& start) = 0;
   virtual std::optional<std::string> ChooseFolder(std::string_view title, const std::string& start) = 0;

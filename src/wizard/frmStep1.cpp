@@ -1,6 +1,7 @@
 #include "wizard/frmStep1.h"
 
 #include <QCollator>
+#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QVBoxLayout>
@@ -83,6 +84,12 @@ frmStep1::frmStep1(ImportJob& job, Wizard& wizard)
   guard_.On(cmdCancel_, &QPushButton::clicked, &frmStep1::cmdCancel_Click);
   guard_.On(mnuDelete, &QAction::triggered, &frmStep1::mnuDelete_Click);
   BindKeys(this, cmdNext_, cmdCancel_);
+  if (wizard_.comforts().recognised_files) {
+    TakeDroppedFiles(this, [this](const QString& path) {
+      TakeDroppedFile(path);
+      return true;
+    });
+  }
   lstVorlage_->installEventFilter(this);
 
   // Load.
@@ -161,6 +168,13 @@ void frmStep1::cmdNext_Click() {
 void frmStep1::cmdCancel_Click() {
   job_.Cancel();
   close();
+}
+
+void frmStep1::TakeDroppedFile(const QString& path) {
+  session_.ImportFileName = FromQt(path);
+  header_->lblInfo->setText("Datenquelle: " + QFileInfo(path).fileName() +
+                            ". Wählen Sie nun, womit sie importiert wird.");
+  header_->lblInfo->setVisible(true);
 }
 
 bool frmStep1::event(QEvent* event) {

@@ -36,6 +36,8 @@ class frmStep1 final : public QWidget {
   void optSchema_Click();
   void optVorlage_Click();
   void cmdNext_Click();
+  // Step 2 takes it, whatever is chosen here.
+  void TakeDroppedFile(const QString& path);
   void cmdCancel_Click();
   void mnuDelete_Click();
   void ShowPopup(const QPoint& position);

@@ -1,9 +1,7 @@
 #include "wizard/frmStep2.h"
 
 #include <QApplication>
-#include <QDragEnterEvent>
 #include <QEvent>
-#include <QFileInfo>
 #include <algorithm>
 #include <chrono>
 #include <thread>
@@ -23,8 +21,6 @@ namespace kestrel {
 
 namespace {
 
-// How often it is looked whether the mouse button is up again.
-constexpr int kMouseUpMs = 30;
 // How often it is looked whether the server has answered.
 constexpr int kLookForServerMs = 20;
 
@@ -74,7 +70,8 @@ void frmStep2::FirstActivation() {
   activated_ = true;
   for (const SourceKind& kind : KindsOf(session_)) {
     const bool is_wanted = wizard_.comforts().unlisted_kinds && &kind == KindOf(session_);
-    if (kind.is_offered || is_wanted) cboDatenquelleTyp_->addItem(ToQt(kind.name));
+    const bool is_excel = wizard_.comforts().offers_excel && kind.frame == SourceFrame::kExcel;
+    if (kind.is_offered || is_wanted || is_excel) cboDatenquelleTyp_->addItem(ToQt(kind.name));
   }
   cboDatenquelleTyp_->setCurrentIndex(0);
   if (!CreateObject()) return;
@@ -83,7 +80,10 @@ void frmStep2::FirstActivation() {
 
 void frmStep2::EndLoading() {
   loading_ = false;
+  const SourceKind* kind = KindOf(session_);
+  if (kind != nullptr) known_file_ = session_.*kind->location;
   cboDatenquelleTyp_->setFocus();
+  PreviewSoon();
 }
 
 bool frmStep2::CreateObject() {
@@ -102,14 +102,21 @@ bool frmStep2::CreateObject() {
 }
 
 void frmStep2::FillFromSession(std::function<void()> then) {
-  ApplyImportFileName(session_);
+  TakeHandedInFile();
+  ShowSession(std::move(then));
+}
+
+bool frmStep2::IsListed(const SourceKind* kind) const {
+  return kind != nullptr && cboDatenquelleTyp_->findText(ToQt(kind->name)) >= 0;
+}
+
+void frmStep2::ShowSession(std::function<void()> then) {
   SourcePage page = Values();
   const SourceKind* kind = KindOf(session_);
-  const bool is_listed = kind != nullptr && cboDatenquelleTyp_->findText(ToQt(kind->name)) >= 0;
-  LoadPage(session_, page, is_listed);
+  LoadPage(session_, page, IsListed(kind));
   SetValues(page);
   QComboBox* list = ListOf(kind);
-  if (list == nullptr || !is_listed) {
+  if (list == nullptr || !IsListed(kind)) {
     then();
     return;
   }
@@ -213,7 +220,9 @@ QComboBox* frmStep2::ListOf(const SourceKind* kind) const {
 
 void frmStep2::Connect(const SourceKind* kind, std::function<void()> then) {
   if (QComboBox* list = ListOf(kind)) {
-    SourceOpening opening = job_.BeginConnect(*kind, InputsOfPage(*kind, Values()), loaded_);
+    const SourceInputs inputs = InputsOfPage(*kind, Values());
+    SourceOpening opening = job_.BeginConnect(*kind, inputs, loaded_);
+    if (opening) connecting_with_ = inputs;
     if (opening && kind->place == SourcePlace::kServer) {
       WaitFor(*kind, std::move(opening), std::move(then));
       return;
@@ -230,6 +239,8 @@ void frmStep2::FillTables(QComboBox& list, const ConnectResult& result) {
   const bool tells = !result.connected && wizard_.comforts().failed_connections;
   lblStatus_->setText(tells ? ToQt(result.reason) : QString());
   if (!result.connected) return;
+  answered_ = connecting_with_;
+  PreviewSoon();
   const QString text = list.currentText();
   list.clear();
   for (const std::string& table : result.tables) list.addItem(ToQt(table));
@@ -276,11 +287,13 @@ void frmStep2::SetWaiting(bool waiting) {
   }
   if (!waiting && focus_before_waiting_ != nullptr) focus_before_waiting_->setFocus();
   waiting_ = waiting;
+  PreviewSoon();
 }
 
 // --- Events -------------------------------------------------------------------------------------
 
 void frmStep2::Edited() {
+  PreviewSoon();
   if (loading_) return;
   lblStatus_->clear();
   session_.SourceSettingsChanged = true;
@@ -302,6 +315,7 @@ bool frmStep2::eventFilter(QObject* watched, QEvent* event) {
         Connect(KindIn(static_cast<SourceFrame>(list - table_lists_.begin())), [] {});
       }
     }
+    if (event->type() == QEvent::FocusOut && watched == txtFilename_ && !waiting_) RecogniseTypedFile();
     if (event->type() == QEvent::FocusOut && watched == txtFilename_ && !waiting_ &&
         static_cast<QFocusEvent*>(event)->reason() != Qt::ActiveWindowFocusReason) {
       // After the focus has arrived where it goes, so that the box does not fight over it.
@@ -314,6 +328,7 @@ bool frmStep2::eventFilter(QObject* watched, QEvent* event) {
 void frmStep2::cboDatenquelleTyp_Click() {
   const SourceKind* kind = ChosenKind();
   frames_->setCurrentIndex(static_cast<int>(kind == nullptr ? SourceFrame::kFile : kind->frame));
+  if (!loading_) lblErkannt_->hide();
   Edited();
 }
 
@@ -321,50 +336,6 @@ void frmStep2::chkSichereDatei_Click() {
   txtSicherungspfad_->setEnabled(chkSichereDatei_->isChecked());
   lblSicherungspfad_->setEnabled(chkSichereDatei_->isChecked());
   Edited();
-}
-
-void frmStep2::BrowseFile(QLineEdit* target, SourceFrame frame) {
-  const char* filter = KindIn(frame)->file_filter;
-  if (const auto path = session_.platform.ui.ChooseFile("Dateiname", filter, FromQt(target->text()))) {
-    target->setText(ToQt(*path));
-  }
-}
-
-void frmStep2::BrowseFolder() {
-  if (const auto path = session_.platform.ui.ChooseFolder("Datenbankpfad", FromQt(txtdBaseFile_->text()))) {
-    txtdBaseFile_->setText(ToQt(*path));
-  }
-}
-
-void frmStep2::txtFilename_Leave() {
-  // A page that is being left for good asks nothing more.
-  if (!isVisible()) return;
-  // A box between press and release would swallow the click.
-  if (QApplication::mouseButtons() != Qt::NoButton) {
-    leave_.start(kMouseUpMs);
-    return;
-  }
-  if (const auto missing = MissingFileMessage(FromQt(txtFilename_->text()))) ShowMessage(*missing, "");
-}
-
-void frmStep2::dragEnterEvent(QDragEnterEvent* event) {
-  if (!DroppedFile(event->mimeData()).isEmpty()) event->acceptProposedAction();
-}
-
-void frmStep2::dropEvent(QDropEvent* event) {
-  const QString path = DroppedFile(event->mimeData());
-  if (path.isEmpty() || waiting_) return;
-  const QWidget* frame = frames_->currentWidget();
-  if (frame == fraSQL_) return;
-  if (frame == fraAccess_) {
-    txtAccessDB_->setText(path);
-  } else if (frame == fradBase_) {
-    const QFileInfo dropped(path);
-    txtdBaseFile_->setText(dropped.isDir() ? path : dropped.absolutePath());
-  } else {
-    txtFilename_->setText(path);
-  }
-  event->acceptProposedAction();
 }
 
 void frmStep2::cmdVorschau_Click() {

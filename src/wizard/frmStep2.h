@@ -8,6 +8,7 @@
 //                      can be used; what was to follow the connection follows when its result is there, and
 //                      never where the page was closed meanwhile
 //   focus on a list    connects for its kind (silently) and fills it, once until an input changes
+//   the preview        reads by itself, in another thread, whatever the page holds; it changes nothing of the session
 //   an edit            clears its kind's list-loaded flag; sets SourceSettingsChanged and SchemaChanged unless
 //                      loading
 #pragma once
@@ -23,10 +24,12 @@
 #include <QTimer>
 #include <functional>
 #include <future>
+#include <optional>
 
 #include "sources/source_page.h"
 #include "wizard/event_guard.h"
 #include "wizard/page_parts.h"
+#include "wizard/source_preview.h"
 
 namespace kestrel {
 
@@ -43,8 +46,6 @@ class frmStep2 final : public QWidget {
   bool event(QEvent* event) override;
   void showEvent(QShowEvent* event) override;
   bool eventFilter(QObject* watched, QEvent* event) override;
-  void dragEnterEvent(QDragEnterEvent* event) override;
-  void dropEvent(QDropEvent* event) override;
 
  private:
   // --- Controls (frmStep2_controls.cpp) ---
@@ -62,6 +63,8 @@ class frmStep2 final : public QWidget {
   bool CreateObject();
   // Goes on with `then` when the page is filled.
   void FillFromSession(std::function<void()> then);
+  void ShowSession(std::function<void()> then);
+  bool IsListed(const SourceKind* kind) const;
   SourcePage Values() const;
   void SetValues(const SourcePage& page);
   bool StoreValues();
@@ -83,13 +86,30 @@ class frmStep2 final : public QWidget {
   // Where the tables of a kind are chosen; null for a kind without, and for none.
   QComboBox* ListOf(const SourceKind* kind) const;
 
+  // --- Which file it is (frmStep2_file.cpp) ---
+  void BrowseFile(QLineEdit* target, SourceFrame frame);
+  void BrowseFolder();
+  void txtFilename_Leave();
+  // Whether the page takes the file.
+  bool TakeDroppedFile(const QString& path);
+  // The box that a file's path or folder goes into, by the frame that is shown; null for none.
+  void PutIntoBox(const QString& path);
+  // Makes a file that has not been looked at the source, read as its content tells.
+  void TakeFile(const QString& path);
+  void RecogniseTypedFile();
+  // What the host has handed in.
+  void TakeHandedInFile();
+  void ShowRecognised(const std::string& text);
+
+  // --- The first records (frmStep2_preview.cpp) ---
+  // Has the preview follow what the page holds, once the event at hand is done with.
+  void PreviewSoon();
+  void UpdatePreview();
+
   // --- Events ---
   void Edited();
   void cboDatenquelleTyp_Click();
   void chkSichereDatei_Click();
-  void BrowseFile(QLineEdit* target, SourceFrame frame);
-  void BrowseFolder();
-  void txtFilename_Leave();
   static bool IsEntering(const QEvent* event);
   void cmdVorschau_Click();
   void ShowPreview();
@@ -111,6 +131,8 @@ class frmStep2 final : public QWidget {
   bool activated_ = false;
   bool has_options_ = true;
   ListLoadedFlags loaded_;
+  // The file whose settings the page shows: that of the specification, or the one that was looked at last.
+  std::string known_file_;
   // Runs out when the focus has left txtFilename and arrived elsewhere.
   QTimer leave_;
 
@@ -169,6 +191,12 @@ class frmStep2 final : public QWidget {
   QPushButton* cmddBaseFile_;
   QComboBox* cbodBaseTable_;
 
+  SourcePreview* preview_ = nullptr;  // with the comfort live_preview
+  QTimer update_preview_;
+  // With what was connected last, and with what that succeeded.
+  SourceInputs connecting_with_;
+  std::optional<SourceInputs> answered_;
+  QLabel* lblErkannt_;
   QLabel* lblStatus_;
   QPushButton* cmdVorschau_;
   QPushButton* cmdOptions_;

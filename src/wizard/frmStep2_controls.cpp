@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "kestrel/wizard.h"
 #include "wizard/button_row.h"
 #include "wizard/frmStep2.h"
 #include "wizard/window_frame.h"
@@ -114,7 +115,16 @@ void frmStep2::BuildControls() {
   auto* body = new QVBoxLayout;
   body->setSpacing(10);
   body->addLayout(type_row);
-  body->addWidget(frames_, 1);
+  const bool has_preview = wizard_.comforts().live_preview;
+  body->addWidget(frames_, has_preview ? 0 : 1);
+  lblErkannt_ = MakeStatusLine(this);
+  lblErkannt_->setObjectName("lblErkannt");
+  lblErkannt_->hide();
+  body->addWidget(lblErkannt_);
+  if (has_preview) {
+    preview_ = new SourcePreview(this, session_.platform.ui);
+    body->addWidget(preview_, 1);
+  }
   lblStatus_ = MakeStatusLine(this);
   body->addWidget(lblStatus_);
   LayOutPage(this, header_, body, buttons);
@@ -133,7 +143,12 @@ void frmStep2::BuildControls() {
                txtdBaseFile_, cmddBaseFile_, cbodBaseTable_,
                // buttons
                cmdVorschau_, cmdOptions_, cmdSave_, cmdPrev_, cmdNext_, cmdCancel_});
-  setAcceptDrops(true);
+  TakeDroppedFiles(
+      this, [this](const QString& path) { return guard_.Handle([&] { return TakeDroppedFile(path); }); });
+  // Where the content tells what a file is, no box takes it for itself.
+  const bool boxes_take_files = !wizard_.comforts().recognised_files;
+  for (PathEdit* edit : {txtFilename_, txtAccessDB_, txtExcelFile_, txtdBaseFile_})
+    edit->setAcceptDrops(boxes_take_files);
   MakePage(this);
 }
 
@@ -249,6 +264,7 @@ void frmStep2::ConnectEvents() {
                                                optAscii_, chkZeileFeldname_, chkDateilöschen_}) {
     guard_.On(button, &QAbstractButton::toggled, &frmStep2::Edited);
   }
+  guard_.On(txtFilename_, &QLineEdit::textEdited, [this] { lblErkannt_->hide(); });
   guard_.On(txtAnders_, &QLineEdit::textEdited, [this] { optAnders_->setChecked(true); });
   guard_.On(chkSichereDatei_, &QCheckBox::toggled, &frmStep2::chkSichereDatei_Click);
 
@@ -286,9 +302,12 @@ void frmStep2::ConnectEvents() {
   for (QComboBox* list : {cboSQLTable_, cboAccessTable_, cboExcelSheet_, cbodBaseTable_}) {
     // A box with an edit field has the focus itself.
     list->installEventFilter(this);
+    guard_.On(list, &QComboBox::currentTextChanged, &frmStep2::PreviewSoon);
   }
   txtFilename_->installEventFilter(this);
   guard_.On(&look_for_server_, &QTimer::timeout, &frmStep2::LookForServer);
+  update_preview_.setSingleShot(true);
+  guard_.On(&update_preview_, &QTimer::timeout, &frmStep2::UpdatePreview);
   leave_.setSingleShot(true);
   guard_.On(&leave_, &QTimer::timeout, &frmStep2::txtFilename_Leave);
 

@@ -180,6 +180,16 @@ void frmStep3::ConnectEvents() {
   guard_.On(cmdOK_, &QPushButton::clicked, &frmStep3::cmdOK_Click);
   guard_.On(cmdCancel_, &QPushButton::clicked, &frmStep3::cmdCancel_Click);
   BindKeys(this, cmdOK_, [this] { guard_.Run([this] { LeaveByEscape(); }); });
+  if (wizard_.comforts().recognised_files) {
+    // Another source is step 2's business; what is assigned here stays.
+    TakeDroppedFiles(this, [this](const QString& path) {
+      return guard_.Run([&] {
+        session_.ImportFileName = FromQt(path);
+        cmdPrev_->setFocus();
+        cmdPrev_Click();
+      });
+    });
+  }
 }
 
 // --- Loading ------------------------------------------------------------------------------------

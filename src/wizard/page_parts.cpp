@@ -73,6 +73,33 @@ class KeyBinder final : public QObject {
   std::function<void()> escape_;
 };
 
+class DropTaker final : public QObject {
+ public:
+  DropTaker(QWidget* page, std::function<bool(const QString&)> take) : QObject(page), take_(std::move(take)) {
+    page->setAcceptDrops(true);
+    page->installEventFilter(this);
+  }
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (event->type() == QEvent::DragEnter) {
+      auto* drag = static_cast<QDragEnterEvent*>(event);
+      if (!DroppedFile(drag->mimeData()).isEmpty()) drag->acceptProposedAction();
+      return true;
+    }
+    if (event->type() == QEvent::Drop) {
+      auto* drop = static_cast<QDropEvent*>(event);
+      const QString path = DroppedFile(drop->mimeData());
+      if (!path.isEmpty() && take_(path)) drop->acceptProposedAction();
+      return true;
+    }
+    return QObject::eventFilter(watched, event);
+  }
+
+ private:
+  std::function<bool(const QString&)> take_;
+};
+
 class ShortcutFocus final : public QObject {
  public:
   explicit ShortcutFocus(QAbstractButton* button) : QObject(button), button_(button) {
@@ -219,6 +246,10 @@ void PathEdit::dropEvent(QDropEvent* event) {
   }
   setText(path);
   event->acceptProposedAction();
+}
+
+void TakeDroppedFiles(QWidget* page, std::function<bool(const QString& path)> take) {
+  new DropTaker(page, std::move(take));
 }
 
 void BindKeys(QWidget* page, QAbstractButton* accept, QAbstractButton* reject) {

@@ -95,6 +95,9 @@ inline QString DroppedFile(const QMimeData* data) {
   return {};
 }
 
+// Hands a file that is dropped onto the page to `take`, which says whether it takes it, and raises nothing.
+void TakeDroppedFiles(QWidget* page, std::function<bool(const QString& path)> take);
+
 // Enter presses `accept` from anywhere on the page (but from a button that has the focus, which it presses),
 // Escape presses `reject`. As with a click, the focus moves to the button first.
 void BindKeys(QWidget* page, QAbstractButton* accept, QAbstractButton* reject);

@@ -48,6 +48,19 @@ QString StartFolder(const std::string& start) {
   return QFileInfo(path).isDir() ? path : QFileInfo(path).absolutePath();
 }
 
+// The filters of a dialog. File names of sources are in capitals or not, whatever the patterns say.
+QString FiltersOf(const QString& filter) {
+  if (filter == "*.*") return "*.* (*)";
+  if (!filter.contains('(')) return filter + " (" + filter + " " + filter.toLower() + ")";
+  QStringList filters;
+  for (const QString& each : filter.split(";;")) {
+    const QString patterns = each.section('(', 1).chopped(1);
+    const QString capitals = patterns == "*" ? QString() : " " + patterns.toUpper();
+    filters << each.section('(', 0, 0) + "(" + patterns + capitals + ")";
+  }
+  return filters.join(";;");
+}
+
 // A box is shown while something is being opened: the pointer belongs to the box then.
 class ArrowCursor {
  public:
@@ -157,11 +170,8 @@ std::optional<std::string> QtUserInterface::ChooseFile(std::string_view title, s
   SpeakGerman();
   const ArrowCursor arrow;
   const Owner owner;
-  // File names of such sources are in capitals or not, whatever the pattern says.
-  const QString pattern = ToQt(filter);
-  const QString patterns = pattern == "*.*" ? QString("*") : pattern + " " + pattern.toLower();
-  return Chosen(QFileDialog::getOpenFileName(owner.window(), ToQt(title), StartOf(start),
-                                             pattern + " (" + patterns + ")"));
+  return Chosen(
+      QFileDialog::getOpenFileName(owner.window(), ToQt(title), StartOf(start), FiltersOf(ToQt(filter))));
 }
 
 std::optional<std::string> QtUserInterface::ChooseFolder(std::string_view title, const std::string& start) {

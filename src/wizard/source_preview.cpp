@@ -1,0 +1,123 @@
+#include "wizard/source_preview.h"
+
+#include <QHeaderView>
+#include <chrono>
+#include <thread>
+#include <utility>
+
+#include "wizard/qt_text.h"
+#include "wizard/table_look.h"
+
+namespace kestrel {
+
+namespace {
+
+constexpr int kLookMs = 10;
+// From when on it is said that something is being read.
+constexpr int kNoticedMs = 300;
+// What has lasted so long does not keep others waiting.
+constexpr int kLeftAloneMs = 1000;
+constexpr std::chrono::milliseconds kEndsSoon{100};
+constexpr int kFewestRows = 3;
+constexpr int kWidestColumn = 40;  // characters
+
+}  // namespace
+
+SourcePreview::SourcePreview(QWidget* parent, UserInterface& ui) : QStackedWidget(parent), guard_(this, ui) {
+  setObjectName("fraVorschau");
+  table_ = new QTableView(this);
+  table_->setObjectName("tblVorschau");
+  table_->setAccessibleName("Vorschau der ersten Datensätze");
+  table_->setModel(&model_);
+  GiveListLook(*table_);
+  const int row = RowHeight(fontMetrics());
+  table_->setMinimumHeight(table_->horizontalHeader()->sizeHint().height() + kFewestRows * row);
+  reason_ = new QLabel(this);
+  reason_->setObjectName("lblVorschau");
+  reason_->setTextFormat(Qt::PlainText);
+  reason_->setWordWrap(true);
+  reason_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+  reason_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  // A path without blanks would otherwise ask for room for all of it.
+  reason_->setMinimumWidth(1);
+  addWidget(table_);
+  addWidget(reason_);
+  setCurrentWidget(reason_);
+  guard_.On(&look_, &QTimer::timeout, &SourcePreview::Look);
+}
+
+SourcePreview::~SourcePreview() {
+  std::unique_lock lock(desk_->mutex);
+  desk_->next = nullptr;
+  desk_->idle.wait_for(lock, kEndsSoon, [this] { return !desk_->is_working; });
+}
+
+void SourcePreview::Read(SampleReading reading) {
+  if (look_.isActive() && working_since_.elapsed() > kLeftAloneMs) desk_ = std::make_shared<Desk>();
+  const std::lock_guard lock(desk_->mutex);
+  desk_->next = std::move(reading);
+  desk_->sample.reset();
+  ++desk_->number;
+  if (!desk_->is_working) {
+    desk_->is_working = true;
+    working_since_.start();
+    std::thread(Work, desk_).detach();
+  }
+  if (!look_.isActive()) reading_since_.start();
+  look_.start(kLookMs);
+}
+
+void SourcePreview::Say(const QString& text) {
+  {
+    const std::lock_guard lock(desk_->mutex);
+    desk_->next = nullptr;
+    desk_->sample.reset();
+    ++desk_->number;
+  }
+  look_.stop();
+  reason_->setText(text);
+  setCurrentWidget(reason_);
+}
+
+void SourcePreview::Work(const std::shared_ptr<Desk>& desk) {
+  std::unique_lock lock(desk->mutex);
+  while (desk->next) {
+    const SampleReading reading = std::exchange(desk->next, nullptr);
+    const std::int64_t number = desk->number;
+    lock.unlock();
+    SourceSample sample = reading();
+    lock.lock();
+    if (number == desk->number) desk->sample = std::move(sample);
+  }
+  desk->is_working = false;
+  desk->idle.notify_all();
+}
+
+void SourcePreview::Look() {
+  std::optional<SourceSample> sample;
+  {
+    const std::lock_guard lock(desk_->mutex);
+    sample = std::exchange(desk_->sample, std::nullopt);
+  }
+  if (sample) {
+    look_.stop();
+    Show(*sample);
+  } else if (reading_since_.elapsed() > kNoticedMs) {
+    reason_->setText("Die ersten Datensätze werden gelesen ...");
+    setCurrentWidget(reason_);
+  }
+}
+
+void SourcePreview::Show(const SourceSample& sample) {
+  const bool has_records = sample.records != nullptr && sample.records->RecordCount() > 0;
+  if (!has_records) {
+    reason_->setText(sample.reason.empty() ? "Die Datenquelle enthält keine Datensätze." : ToQt(sample.reason));
+    setCurrentWidget(reason_);
+    return;
+  }
+  model_.SetRecordset(sample.records, {});
+  FitColumns(*table_, kWidestColumn);
+  setCurrentWidget(table_);
+}
+
+}  // namespace kestrel
