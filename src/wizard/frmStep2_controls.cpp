@@ -145,6 +145,7 @@ void frmStep2::BuildControls() {
                cmdVorschau_, cmdOptions_, cmdSave_, cmdPrev_, cmdNext_, cmdCancel_});
   TakeDroppedFiles(
       this, [this](const QString& path) { return guard_.Handle([&] { return TakeDroppedFile(path); }); });
+  if (has_preview) SetTabOrder({cbodBaseTable_, preview_->table(), cmdVorschau_});
   // Where the content tells what a file is, no box takes it for itself.
   const bool boxes_take_files = !wizard_.comforts().recognised_files;
   for (PathEdit* edit : {txtFilename_, txtAccessDB_, txtExcelFile_, txtdBaseFile_})

@@ -36,6 +36,8 @@ class SourcePreview final : public QStackedWidget {
   void Read(SampleReading reading);
   // Shows a sentence in place of the table.
   void Say(const QString& text);
+  // What the keyboard reaches.
+  QWidget* table() const { return table_; }
   bool IsReading() const { return look_.isActive(); }
 
  private:

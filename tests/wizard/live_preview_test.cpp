@@ -120,6 +120,16 @@ TEST_F(LivePreview, ASilentServerIsNotAskedForIt) {
   EXPECT_THAT(Reason(), HasSubstr("sobald der Server geantwortet hat"));
 }
 
+TEST_F(LivePreview, TheKeyboardReachesItBehindTheSettings) {
+  OpenStep2(TextSpecification(WriteSource()));
+  Row(0);
+  Focus("chkDateilöschen");
+  QTest::keyClick(Page().focusWidget(), Qt::Key_Tab);
+  EXPECT_EQ(Page().focusWidget(), &Table());
+  QTest::keyClick(Page().focusWidget(), Qt::Key_Tab);
+  EXPECT_EQ(FromQt(Page().focusWidget()->objectName()), "cmdVorschau");
+}
+
 TEST_F(LivePreview, ALongValueIsCutForTheCell) {
   OpenStep2(TextSpecification(folder.Write("lang.txt", "Name;Ort\n" + std::string(200'000, 'x') + ";Ulm\n")));
   EXPECT_EQ(Row(0)[0].size(), 1000 + std::string("…").size());
