@@ -1,5 +1,11 @@
 #include "components/doublet_functions.h"
 
+#include <algorithm>
+#include <array>
+#include <mutex>
+
+#include "storage/known_keys.h"
+
 #include <mutex>
 
 #include "storage/known_keys.h"
@@ -9,6 +15,7 @@ namespace kestrel::host {
 void DoubletFunctions::Bind(Members& members) {
   members.Method("BuildDoubletKey", &DoubletFunctions::BuildKey);
   members.Method("Confirm", &DoubletFunctions::Confirm);
+  members.Method("HighestScore", &DoubletFunctions::HighestScore);
 }
 
 double DoubletFunctions::Confirm(const ObjectPtr& connection, std::string_view key_text,
@@ -19,12 +26,10 @@ double DoubletFunctions::Confirm(const ObjectPtr& connection, std::string_view k
     connection_ = ConnectionPtr(connection, &opened);
   }
   if (!ReadCandidate(opened, address_type, reference)) return 0;
-  if (record_text_ != key_text) {
-    record_text_ = key_text;
-    record_.Assign(key_text);
-  }
   candidate_.Assign(candidate_text_);
-  Comparison comparison = CompareAddresses(record_, candidate_, seen_);
+  SameAddressPairs counted = seen_;
+  Comparison comparison =
+      CompareAddresses(keys_->PartsOf(key_text), candidate_, counted_ == key_text ? counted : seen_);
   reason = std::move(comparison.reason);
   return comparison.Percent();
 }
@@ -39,6 +44,26 @@ bool DoubletFunctions::ReadCandidate(Connection& connection, std::int64_t addres
     }
   }
   return addresses_->ReadKeyText(address_type, reference, candidate_text_);
+}
+
+double DoubletFunctions::HighestScore(const ObjectPtr& connection, std::string_view key_text,
+                                      std::string_view key1, std::string_view key2, std::string_view key3) {
+  Connection& opened = RequireConnection(connection);
+  const std::array<std::string_view, KnownAddresses::kKeys> keys = {key1, key2, key3};
+  KnownAddresses::Hashes hashes{};
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    if (!keys[i].empty()) hashes[i] = KnownKeys::HashOf(i, keys[i]);
+  }
+  double highest = -1;
+  const AddressView& record = keys_->PartsOf(key_text);
+  const std::lock_guard lock(opened.CallMutex());
+  const bool are_known = opened.attachments().Of<KnownAddresses>(opened).Visit(
+      hashes,
+      [&](const AddressView& address) { highest = std::max(highest, HighestPercent(record, address, seen_)); });
+  counted_.clear();
+  if (!are_known) return 100;
+  counted_ = key_text;
+  return highest;
 }
 
 }  // namespace kestrel::host

@@ -34,11 +34,15 @@ class DoubletFunctions final : public BoundObject<DoubletFunctions> {
                  std::string_view reference, std::string& reason);
   bool ReadCandidate(Connection& connection, std::int64_t address_type, std::string_view reference);
 
+  // In per cent: none of the addresses that have one of the keys gets a higher score from Confirm, as far as that is known
+  // without asking the database, else 100; -1 where there is none. Errors 91 and 438.
+  double HighestScore(const ObjectPtr& connection, std::string_view key_text, std::string_view key1,
+                      std::string_view key2, std::string_view key3);
+
   std::shared_ptr<KeyMemory> keys_;
   ConnectionPtr connection_;  // that addresses_ reads
   std::optional<AddressLookup> addresses_;
-  std::string record_text_;
-  AddressParts record_;
+  std::string counted_;  // the key text whose pairs are counted
   std::string candidate_text_;
   AddressParts candidate_;
   SameAddressPairs seen_;

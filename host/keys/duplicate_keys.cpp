@@ -177,17 +177,21 @@ std::string BuildDoubletKey(std::string_view code, std::string_view key_text) {
   return KeyOf(code, AddressParts(key_text));
 }
 
+const AddressView& KeyMemory::PartsOf(std::string_view key_text) {
+  if (parts_text_ != key_text) {
+    parts_.Assign(key_text);
+    parts_text_ = key_text;
+  }
+  return parts_;
+}
+
 std::string_view KeyMemory::Build(std::string_view code, std::string_view key_text) {
   for (const Entry& entry : entries_) {
     if (entry.used && entry.text == key_text && entry.code == code) return entry.key;
   }
   Entry& entry = entries_[next_];
   entry.used = false;
-  if (parts_text_ != key_text) {
-    parts_.Assign(key_text);
-    parts_text_ = key_text;
-  }
-  entry.key = KeyOf(code, parts_);
+  entry.key = KeyOf(code, PartsOf(key_text));
   entry.code = code;
   entry.text = key_text;
   entry.used = true;

@@ -43,6 +43,8 @@ class KeyMemory {
  public:
   // As BuildDoubletKey. The view lives until the next call but two.
   std::string_view Build(std::string_view code, std::string_view key_text);
+  // What the key text tells. The views live until the next call for another one.
+  const AddressView& PartsOf(std::string_view key_text);
 
  private:
   struct Entry {

@@ -103,6 +103,7 @@ void AddressIndex::BindNew(Statement& insert, std::size_t place, const IndexRow&
 
 void AddressIndex::MakeRow(std::int64_t number, const IndexedAddress& address, IndexRow& row) {
   BuildKeys(number, address);
+  known_.Remember(built_, keys_->PartsOf(key_text_));
   known_.Announce(built_);
   std::ranges::copy(built_, row.keys.begin());
   row.number = number;
@@ -113,6 +114,7 @@ void AddressIndex::Add(std::int64_t number, const IndexedAddress& address) {
   // A server is sent rows together by another way, which is told which of them fails.
   if (connection_.pipeline() != nullptr || !new_rows_.MayAdd()) return Write(number, address);
   BuildKeys(number, address);
+  known_.Remember(built_, keys_->PartsOf(key_text_));
   new_rows_.Add(number * kTypesPerNumber + address_type_, built_);
 }
 

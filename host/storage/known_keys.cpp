@@ -31,8 +31,10 @@ KnownKeys::KnownKeys(Connection& connection)
       group_(GroupedWrites::Of(connection)),
       lock_(GroupLock::Of(connection)),
       absent_(connection.attachments().Of<AbsentValues>(connection)),
+      addresses_(connection.attachments().Of<KnownAddresses>(connection)),
       coming_(connection.attachments().Of<ComingLookUps>(connection)) {
   absent_.Keep("Adressindex", [this](std::span<const SoughtValue> values) { return Lacks(values); });
+  addresses_.Keep([this] { return HoldsAll(); });
 }
 
 void KnownKeys::Begin() {
@@ -58,6 +60,7 @@ void KnownKeys::Release() {
 
 void KnownKeys::Forget(State state) {
   filter_.Clear();
+  addresses_.Clear();
   state_ = state;
 }
 
@@ -71,8 +74,26 @@ void KnownKeys::Announce(const Keys& keys) {
   }
 }
 
-void KnownKeys::Add(std::size_t column, std::string_view key) {
+void KnownKeys::Remember(const Keys& keys, const AddressView& address) {
+  if (state_ == State::kOff || state_ == State::kUnknown) return;
+  KnownAddresses::Hashes hashes{};
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    if (!keys[i].empty()) hashes[i] = HashOf(i, keys[i]);
+  }
+  if (!addresses_.Add(hashes, address)) Forget(State::kOff);
+}
+
+// False where nothing is known any more.
+bool KnownKeys::Add(std::size_t column, std::string_view key) {
   if (state_ != State::kOff && !filter_.Add(HashOf(column, key))) Forget(State::kOff);
+  return state_ != State::kOff;
+}
+
+bool KnownKeys::HoldsAll() {
+  bool holds_all = false;
+  Trap([&] { holds_all = state_ == State::kComplete && IsCurrent(); },
+       [this](const RuntimeError&) { Forget(State::kOff); });
+  return holds_all;
 }
 
 bool KnownKeys::LacksAll(std::span<const SoughtValue> values) const {
@@ -163,7 +184,8 @@ void KnownKeys::LearnRows() {
   for (const RecordsetPtr rows = next_rows_->Open(); !rows->IsEof(); rows->MoveNext(), --rows_to_learn_) {
     last_row = rows->ValueAt(0).ToInteger();
     for (std::size_t i = 0; i < kColumns.size(); ++i) {
-      if (!rows->IsNull(i + 1)) Add(i, rows->TextAt(i + 1));
+      if (rows->IsNull(i + 1) || !Add(i, rows->TextAt(i + 1))) continue;
+      if (!addresses_.AddUnknown(HashOf(i, rows->TextAt(i + 1)))) Forget(State::kOff);
     }
   }
   if (state_ == State::kOff) return;

@@ -14,7 +14,9 @@
 //  3. Rows are learned outside of transactions: none of them is hidden by a change that is undone later.
 //  4. The filter is emptied where another connection has committed or the tables were changed, which is looked at
 //     with the first question of each group, and with every question outside of groups.
-//  5. It is used between the first Begin and the last Release only, under the CallMutex. No question raises anything:
+//  5. Addresses that are stored are remembered (storage/known_addresses.h) under keys that are announced; of those that
+//     are learned the keys are told to be of addresses unknown.
+//  6. It is used between the first Begin and the last Release only, under the CallMutex. No question raises anything:
 //     what fails makes the query be run.
 #pragma once
 
@@ -28,11 +30,13 @@
 #include <utility>
 
 #include "kestrel/connection.h"
+#include "keys/address_view.h"
 #include "platform/data/absent_values.h"
 #include "platform/data/coming_lookups.h"
 #include "storage/group_lock.h"
 #include "storage/grouped_writes.h"
 #include "storage/keys_ahead.h"
+#include "storage/known_addresses.h"
 #include "storage/value_filter.h"
 
 namespace kestrel::host {
@@ -58,6 +62,8 @@ class KnownKeys final : public Attachment {
   static std::optional<std::size_t> ColumnOf(std::string_view name);
   static std::uint64_t HashOf(std::size_t column, std::string_view key);
 
+  // Before Store and Announce: the address whose keys these are.
+  void Remember(const Keys& keys, const AddressView& address);
   // Runs `store`, which adds or changes the row of an address with these keys, and passes on what it gives and
   // raises.
   template <class Step>
@@ -100,19 +106,21 @@ class KnownKeys final : public Attachment {
   };
 
   bool Lacks(std::span<const SoughtValue> values);
+  bool HoldsAll();
   void LearnBetweenGroups();
   bool LacksAll(std::span<const SoughtValue> values) const;
   bool IsCurrent();
   std::string Version();
   void Learn();
   void LearnRows();
-  void Add(std::size_t column, std::string_view key);
+  bool Add(std::size_t column, std::string_view key);
   void Forget(State state);
 
   Connection& connection_;
   GroupedWrites& group_;
   GroupLock& lock_;
   AbsentValues& absent_;
+  KnownAddresses& addresses_;
   ComingLookUps& coming_;
   std::unique_ptr<KeysAhead> ahead_;  // where queries are sent to a server
   int writers_ = 0;

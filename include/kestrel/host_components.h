@@ -52,7 +52,7 @@ inline constexpr const char* kSettingsComponent = "KSBSetting.KSSettings";
 //                                    nine parts of the address with "|" between them: PLZ, Ort, Strasse, Bez1 cut
 //                                    to 15 characters and trimmed, Bez1, Bez2, Bez3, an empty one, the group.
 //
-// A member that the component may have beyond this one; looked up once a run, on the first object made for a record,
+// Members that the component may have beyond this one; looked up once a run, on the first object made for a record,
 // which is kept and asked:
 //
 //   Confirm           method, number how likely the record and an address that the key look-up found are the same, in
@@ -63,6 +63,11 @@ inline constexpr const char* kSettingsComponent = "KSBSetting.KSSettings";
 //                                    one reaches the threshold (DublettenSchwelle); the one with the highest score is
 //                                    told. 0 for an address that is not there any more. What it raises is shown, and
 //                                    the record is imported.
+//   HighestScore      method, number beside Confirm: the highest score, in per cent, that Confirm may give an address with
+//                                    one of the record's keys; negative where none has one, 100 where that is not known.
+//                                    Arguments: the host's connection, the key text of the record, its three keys, of
+//                                    which those that are not in use are empty. Asked before each look-up, which is not
+//                                    run where the threshold is higher.
 inline constexpr const char* kKeyComponent = "ksDoubLb.DoubletFunctions";
 
 }  // namespace kestrel

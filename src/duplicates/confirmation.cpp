@@ -9,6 +9,12 @@ namespace kestrel {
 void Confirmation::AskComponent(const ObjectPtr& component) {
   if (std::exchange(is_asked_, true)) return;
   confirm_ = FindOptional(component, "Confirm");
+  if (confirm_) highest_score_ = FindOptional(component, "HighestScore");
+}
+
+double Confirmation::HighestScore(const ObjectPtr& connection, const std::string& key_text,
+                                  const std::array<std::string_view, 3>& keys) {
+  return highest_score_->Call(connection, key_text, keys[0], keys[1], keys[2]).ToDouble();
 }
 
 bool Confirmation::Choose(const ObjectPtr& connection, const std::string& key_text,

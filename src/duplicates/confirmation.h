@@ -4,12 +4,15 @@
 // Invariants
 //  1. The member is looked up once, on the first key component that was made for a record; that component is kept
 //     and asked. A component without it leaves every decision to the keys.
-//  2. Only candidates that the query found are asked about, kMostCandidates a record: more addresses than that
+//  2. A component may have HighestScore beside it, which is asked before each look-up and may spare it.
+//  3. Only candidates that the query found are asked about, kMostCandidates a record: more addresses than that
 //     share a key by chance, and none of those behind them is looked at.
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kestrel/duplicate_match.h"
@@ -27,6 +30,12 @@ class Confirmation {
   // Whether the component has the member; only then may Choose be called.
   bool IsThere() const { return confirm_.has_value(); }
 
+  bool TellsHighestScore() const { return highest_score_.has_value(); }
+  // Only then: the highest score, in per cent, that an address with one of these keys may have; negative where none has
+  // one. An empty key is not in use. Raises what the component raises.
+  double HighestScore(const ObjectPtr& connection, const std::string& key_text,
+                      const std::array<std::string_view, 3>& keys);
+
   // Whether a candidate reaches the threshold (in per cent). `best` is then the one with the highest score, the
   // first of several, with its score and reason. Raises what the component raises.
   bool Choose(const ObjectPtr& connection, const std::string& key_text, std::vector<DuplicateMatch>& candidates,
@@ -35,6 +44,7 @@ class Confirmation {
  private:
   bool is_asked_ = false;
   std::optional<BoundMember> confirm_;
+  std::optional<BoundMember> highest_score_;
 };
 
 }  // namespace kestrel

@@ -98,6 +98,8 @@ class DuplicateCheck {
   // Runs the query. Raises what the connection and the component raise.
   bool LookUp(const std::string& key_text, const DuplicateKeys& keys, const std::string& reference,
               std::int64_t address_type, bool overwrite, DuplicateMatch* match);
+  // False where it is known that nothing that the query finds is confirmed.
+  bool MayConfirm(const std::string& key_text, const DuplicateKeys& keys, std::string_view reference);
   bool Confirms(const std::string& key_text, const DuplicateKeys& keys, Recordset& found,
                 DuplicateMatch* match);
   bool Chooses(const std::string& key_text, std::vector<DuplicateMatch>& candidates, DuplicateMatch* match);

@@ -227,6 +227,7 @@ bool DuplicateCheck::LookUp(const std::string& key_text, const DuplicateKeys& ke
   if (FindKnown(session_.HostConnection, settings_, keys, reference, address_type, overwrite, candidates)) {
     return Chooses(key_text, candidates, match);
   }
+  if (!MayConfirm(key_text, keys, reference)) return false;
   std::string& query = kept_.query;
   if (!BuildDuplicateQuery(settings_, keys, reference, address_type, overwrite, query)) return false;
   const RecordsetPtr found =
@@ -250,6 +251,22 @@ bool DuplicateCheck::Chooses(const std::string& key_text, std::vector<DuplicateM
   }
   if (match != nullptr) *match = std::move(best);
   return true;
+}
+
+bool DuplicateCheck::MayConfirm(const std::string& key_text, const DuplicateKeys& keys,
+                                std::string_view reference) {
+  const SoughtKeys sought(settings_, keys);
+  // What is no such query is to fail as it does.
+  if (!kept_.confirmation.TellsHighestScore() || sought.values().empty() || ChangesQuery(reference) ||
+      sought.ChangeQuery()) {
+    return true;
+  }
+  std::array<std::string_view, std::size(kKeyColumns)> in_use;
+  for (std::size_t i = 0; i < in_use.size(); ++i) {
+    if (settings_.use_key[i]) in_use[i] = keys.key[i];
+  }
+  const double highest = kept_.confirmation.HighestScore(session_.HostConnection, key_text, in_use);
+  return highest >= 0 && highest >= Threshold();
 }
 
 // The rows are read before the first question, as the component may use the connection itself.

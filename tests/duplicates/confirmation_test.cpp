@@ -151,6 +151,79 @@ TEST_F(ConfirmationTest, AFailureIsShownAndTheRecordImported) {
   EXPECT_THAT(ui.boxes, ElementsAre(PlainBox("Fehler in Funktion isDoublet: kaputt")));
 }
 
+// Beside Confirm the component tells the highest score that is possible.
+class HighestScoreTest : public testing::DuplicateFixture {
+ protected:
+  HighestScoreTest() {
+    build_key = [](const std::string& code, const std::string&) { return "K" + code; };
+    components.Register(kKeyComponent, [this] {
+      auto keys = std::make_shared<testing::RecordingObject>("keys", journal);
+      keys->Method("BuildDoubletKey",
+                   [](std::span<Argument> arguments) { return Value("K" + arguments[0].Get().ToText()); });
+      keys->Method("Confirm", [this](std::span<Argument>) {
+        ++asked;
+        return Value(score);
+      });
+      keys->Method("HighestScore", [this](std::span<Argument> arguments) {
+        told = {arguments[1].Get().ToText(), arguments[2].Get().ToText(), arguments[3].Get().ToText(),
+                arguments[4].Get().ToText()};
+        return Value(highest);
+      });
+      if (failure) keys->Raises("HighestScore", *failure);
+      return keys;
+    });
+    Index(1, "7", "KA1");
+  }
+
+  bool Check() {
+    connection->statements.clear();
+    asked = 0;
+    return duplicates.CheckDoublett(*Record({{"PLZ", "50667"}, {"Ort", "Köln"}}));
+  }
+
+  double highest = 0;
+  double score = 0;
+  int asked = 0;
+  std::vector<std::string> told;
+  std::optional<RuntimeError> failure;
+};
+
+TEST_F(HighestScoreTest, BelowTheThresholdSparesTheLookUp) {
+  highest = 49.9;
+  EXPECT_FALSE(Check());
+  EXPECT_THAT(connection->statements, IsEmpty());
+  highest = score = 50;
+  EXPECT_TRUE(Check());
+  EXPECT_THAT(connection->statements, SizeIs(1));
+  EXPECT_EQ(asked, 1);
+}
+
+TEST_F(HighestScoreTest, DecidesNothingByItself) {
+  highest = 100;
+  EXPECT_FALSE(Check());
+  EXPECT_EQ(asked, 1);
+}
+
+TEST_F(HighestScoreTest, OfNoAddressSparesTheLookUpWhateverTheThreshold) {
+  UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\nDublettenSchwelle=0\n");
+  EXPECT_TRUE(Check());
+  highest = -1;
+  EXPECT_FALSE(Check());
+  EXPECT_THAT(connection->statements, IsEmpty());
+}
+
+TEST_F(HighestScoreTest, IsToldTheKeysInUse) {
+  UseSettings("DublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\nDublettenKey3=1\n");
+  Check();
+  EXPECT_THAT(told, ElementsAre("50667|Köln|||||||", "KA1", "", "KA3"));
+}
+
+TEST_F(HighestScoreTest, ThatCannotBeToldIsShownAndTheRecordImported) {
+  failure = RuntimeError(4711, "kaputt");
+  EXPECT_FALSE(Check());
+  EXPECT_THAT(ui.boxes, ElementsAre(PlainBox("Fehler in Funktion isDoublet: kaputt")));
+}
+
 class NoConfirmationTest : public testing::DuplicateFixture {};
 
 TEST_F(NoConfirmationTest, AComponentWithoutTheMemberLeavesTheDecisionToTheKeys) {

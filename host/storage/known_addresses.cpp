@@ -1,0 +1,140 @@
+#include "storage/known_addresses.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace kestrel::host {
+
+namespace {
+
+constexpr std::size_t kFirstHeads = 4096;
+
+// What stands before the characters of an address.
+struct Header {
+  std::uint16_t marks;
+  char house_letter;
+  bool is_company;
+  std::uint8_t postcode, town, town_word, town_word_at, street, street_word, street_word_at, house_number;
+  std::uint8_t names;  // their lengths follow
+};
+
+// False where it is more than a byte tells.
+bool Tell(std::uint8_t& to, std::size_t number) {
+  to = static_cast<std::uint8_t>(number);
+  return number <= std::numeric_limits<std::uint8_t>::max();
+}
+
+// A part of a text, which says where in it.
+bool TellPart(std::uint8_t& length, std::uint8_t& at, std::string_view part, std::string_view whole) {
+  return Tell(length, part.size()) && Tell(at, whole.find(part));
+}
+
+}  // namespace
+
+bool KnownAddresses::HasRoom() const {
+  return entries_.size() * sizeof(Entry) + heads_.size() * sizeof(heads_[0]) + blocks_.size() * kBlockBytes <
+         most_bytes_;
+}
+
+bool KnownAddresses::Pack(const AddressView& address, std::uint32_t& place) {
+  Header header{};
+  header.marks = address.marks;
+  header.house_letter = address.house_letter;
+  header.is_company = address.is_company;
+  header.names = address.name_count;
+  std::array<std::uint8_t, AddressView::kMostNames> lengths{};
+  bool fits = Tell(header.postcode, address.postcode.size()) && Tell(header.town, address.town.size()) &&
+              Tell(header.street, address.street.size()) &&
+              Tell(header.house_number, address.house_number.size()) &&
+              TellPart(header.town_word, header.town_word_at, address.town_word, address.town) &&
+              TellPart(header.street_word, header.street_word_at, address.street_word, address.street);
+  std::size_t size = sizeof header + address.name_count + address.postcode.size() + address.town.size() +
+                     address.street.size() + address.house_number.size();
+  for (std::size_t i = 0; i < address.name_count; ++i) {
+    fits = fits && Tell(lengths[i], address.all_names[i].size());
+    size += address.all_names[i].size();
+  }
+  if (!fits || !HasRoom()) return false;
+  if (used_ + size > kBlockBytes) {
+    blocks_.push_back(std::make_unique_for_overwrite<char[]>(kBlockBytes));
+    used_ = 0;
+  }
+  place = static_cast<std::uint32_t>((blocks_.size() - 1) * kBlockBytes + used_);
+  char* to = blocks_.back().get() + used_;
+  used_ += size;
+  const auto put = [&to](const void* from, std::size_t count) {
+    if (count > 0) std::memcpy(to, from, count);
+    to += count;
+  };
+  put(&header, sizeof header);
+  put(lengths.data(), address.name_count);
+  for (const std::string_view text : {address.postcode, address.town, address.street, address.house_number}) {
+    put(text.data(), text.size());
+  }
+  for (const std::string_view name : address.names()) put(name.data(), name.size());
+  return true;
+}
+
+AddressView KnownAddresses::Unpack(const Entry& entry) const {
+  const char* from = blocks_[entry.text / kBlockBytes].get() + entry.text % kBlockBytes;
+  Header header;
+  std::memcpy(&header, from, sizeof header);
+  const char* lengths = from + sizeof header;
+  from = lengths + header.names;
+  const auto take = [&from](std::uint8_t length) {
+    const std::string_view text(from, length);
+    from += length;
+    return text;
+  };
+  AddressView address;
+  address.marks = header.marks;
+  address.house_letter = header.house_letter;
+  address.is_company = header.is_company;
+  address.name_count = header.names;
+  address.postcode = take(header.postcode);
+  address.town = take(header.town);
+  address.street = take(header.street);
+  address.house_number = take(header.house_number);
+  address.town_word = address.town.substr(header.town_word_at, header.town_word);
+  address.street_word = address.street.substr(header.street_word_at, header.street_word);
+  for (std::size_t i = 0; i < header.names; ++i) {
+    address.all_names[i] = take(static_cast<std::uint8_t>(lengths[i]));
+  }
+  return address;
+}
+
+void KnownAddresses::Link(std::size_t place) {
+  Entry& entry = entries_[place];
+  for (std::size_t column = 0; column < kKeys; ++column) {
+    if (entry.tags[column] == 0) continue;
+    const auto link = static_cast<std::uint32_t>(1 + kKeys * place + column);
+    entry.next[column] = std::exchange(HeadOf(entry.tags[column]), link);
+  }
+}
+
+bool KnownAddresses::Add(const Hashes& hashes, const AddressView& address) {
+  Entry entry{};
+  if (!Pack(address, entry.text)) {
+    return std::ranges::all_of(hashes, [this](std::uint64_t hash) { return hash == 0 || AddUnknown(hash); });
+  }
+  for (std::size_t i = 0; i < kKeys; ++i) entry.tags[i] = hashes[i] == 0 ? 0 : TagOf(hashes[i]);
+  entries_.push_back(entry);
+  if (kKeys * entries_.size() <= heads_.size()) {
+    Link(entries_.size() - 1);
+    return true;
+  }
+  heads_.assign(std::max(kFirstHeads, 2 * heads_.size()), 0);
+  for (std::size_t place = 0; place < entries_.size(); ++place) Link(place);
+  return true;
+}
+
+void KnownAddresses::Clear() {
+  unknown_.Clear();
+  heads_ = std::vector<std::uint32_t>();
+  entries_ = std::vector<Entry>();
+  blocks_ = std::vector<std::unique_ptr<char[]>>();
+  used_ = kBlockBytes;
+}
+
+}  // namespace kestrel::host

@@ -1,0 +1,111 @@
+// The addresses that were stored through a connection, by their duplicate keys and taken apart ready to compare, for
+// look-ups that need not be run as nothing that they find would be confirmed.
+//
+// storage/known_keys.h tells what is stored and whether that is all there is. Of addresses that stood in the table before,
+// and of those for which the memory does not suffice, only the keys are known: who looks for one of them is told so.
+//
+// Invariants
+//  1. Each address of the connection that has a key is found by it, or the key is among those of addresses unknown.
+//     Addresses that are gone or have changed may still be found as they were.
+//  2. Everything here happens under the connection's CallMutex. Nothing raises anything.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kestrel/attachments.h"
+#include "keys/address_view.h"
+#include "storage/value_filter.h"
+
+namespace kestrel {
+class Connection;
+}
+
+namespace kestrel::host {
+
+class KnownAddresses final : public Attachment {
+ public:
+  // About a hundred bytes an address.
+  static constexpr std::size_t kMostBytes = std::size_t{128} << 20;
+  static constexpr std::size_t kKeys = 3;
+  // Of each column and key, all 64 bits alike mixed; 0 for a key that is not there.
+  using Hashes = std::array<std::uint64_t, kKeys>;
+
+  // Use Attachments::Of. The connection owns this object.
+  explicit KnownAddresses(Connection&) {}
+  explicit KnownAddresses(std::size_t most_bytes) : most_bytes_(most_bytes) {}
+
+  // --- Who stores addresses ---
+
+  // `holds_all` is asked whether all keys of the table are known, as long as the connection lives.
+  void Keep(std::function<bool()> holds_all) { holds_all_ = std::move(holds_all); }
+  // These two answer false where the memory is used up even for keys; then everything is to be cleared.
+  bool Add(const Hashes& hashes, const AddressView& address);
+  bool AddUnknown(std::uint64_t hash) { return unknown_.Add(hash); }
+  // Gives the memory up.
+  void Clear();
+
+  // --- Who looks for one ---
+
+  // Calls `look` with each address that has one of the keys, once; false, without any call, where not all are known. The
+  // address lives until `look` returns.
+  template <class Look>
+  bool Visit(const Hashes& hashes, Look&& look) const {
+    if (!holds_all_ || !holds_all_()) return false;
+    for (const std::uint64_t hash : hashes) {
+      if (hash != 0 && unknown_.MayContain(hash)) return false;
+    }
+    for (std::size_t column = 0; column < kKeys; ++column) {
+      if (hashes[column] == 0 || heads_.empty()) continue;
+      for (std::uint32_t link = HeadOf(TagOf(hashes[column])); link != 0; link = LinkAfter(link)) {
+        const Entry& entry = entries_[(link - 1) / kKeys];
+        if ((link - 1) % kKeys == column && IsFirst(entry, hashes, column)) look(Unpack(entry));
+      }
+    }
+    return true;
+  }
+
+ private:
+  struct Entry {
+    std::array<std::uint32_t, kKeys> tags;  // of the keys; 0 for none
+    std::array<std::uint32_t, kKeys> next;  // 0 at the end
+    std::uint32_t text;                     // its place in blocks_
+  };
+  static constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
+
+  static std::uint32_t TagOf(std::uint64_t hash) { return static_cast<std::uint32_t>(hash) | 1U; }
+  // Entries are called by place and column: a link is 1 + kKeys * place + column.
+  std::uint32_t& HeadOf(std::uint32_t tag) { return heads_[(tag >> 1U) & (heads_.size() - 1)]; }
+  std::uint32_t HeadOf(std::uint32_t tag) const { return heads_[(tag >> 1U) & (heads_.size() - 1)]; }
+  std::uint32_t LinkAfter(std::uint32_t link) const {
+    return entries_[(link - 1) / kKeys].next[(link - 1) % kKeys];
+  }
+  // Whether it has the key of the column, and none of a column before.
+  static bool IsFirst(const Entry& entry, const Hashes& hashes, std::size_t column) {
+    for (std::size_t i = 0; i <= column; ++i) {
+      if (hashes[i] != 0 && entry.tags[i] == TagOf(hashes[i])) return i == column;
+    }
+    return false;
+  }
+  AddressView Unpack(const Entry& entry) const;
+  bool Pack(const AddressView& address, std::uint32_t& place);
+  bool HasRoom() const;
+  void Link(std::size_t place);
+
+  std::size_t most_bytes_ = kMostBytes;
+  std::function<bool()> holds_all_;
+  ValueFilter unknown_;
+  std::vector<std::uint32_t> heads_;  // links; a power of two
+  std::vector<Entry> entries_;
+  std::vector<std::unique_ptr<char[]>> blocks_;
+  std::size_t used_ = kBlockBytes;  // of the last block
+};
+
+}  // namespace kestrel::host

@@ -1,0 +1,173 @@
+// Look-ups that need not be run, as nothing that they would find could be confirmed.
+#include "storage/known_addresses.h"
+
+#include <gmock/gmock.h>
+
+#include "host/host_fixture.h"
+#include "keys/address_parts.h"
+#include "storage/address_index.h"
+
+namespace kestrel {
+namespace {
+
+using host::AddressParts;
+using host::AddressView;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::UnorderedElementsAre;
+
+class KnownAddresses : public ::testing::Test {
+ protected:
+  KnownAddresses() {
+    known.Keep([this] { return holds_all; });
+  }
+
+  bool Add(host::KnownAddresses::Hashes hashes, const std::string& name) {
+    return known.Add(hashes, AddressParts("50667|Köln|Weg 1||" + name + "||||"));
+  }
+  std::vector<std::string> Find(host::KnownAddresses::Hashes hashes) {
+    std::vector<std::string> names;
+    const bool are_known =
+        known.Visit(hashes, [&](const AddressView& address) { names.emplace_back(address.names()[0]); });
+    if (!are_known) names = {"not known"};
+    return names;
+  }
+
+  host::KnownAddresses known{host::KnownAddresses::kMostBytes};
+  bool holds_all = true;
+};
+
+TEST_F(KnownAddresses, AreFoundOnceByAnyOfTheirKeysEachInItsColumn) {
+  Add({1, 2, 3}, "Anna");
+  Add({1, 5, 0}, "Berta");
+  Add({4, 2, 3}, "Carla");
+  EXPECT_THAT(Find({1, 0, 0}), UnorderedElementsAre("ANNA", "BERTA"));
+  EXPECT_THAT(Find({1, 2, 3}), UnorderedElementsAre("ANNA", "BERTA", "CARLA"));
+  EXPECT_THAT(Find({0, 0, 3}), UnorderedElementsAre("ANNA", "CARLA"));
+  EXPECT_THAT(Find({2, 1, 9}), ElementsAre());
+  EXPECT_THAT(Find({0, 0, 0}), ElementsAre());
+}
+
+TEST_F(KnownAddresses, AreAsTheyWereToldHoweverMany) {
+  const AddressParts told(
+      "61348|Bad Homburg v. d. Höhe OT Nord|Konrad-Adenauer-Str. 5 a||Anna Berg jun.|Maria Optik|||");
+  for (std::uint64_t i = 1; i <= 50000; ++i) {
+    const std::uint64_t hash = i * 0x9E3779B97F4A7C15U;
+    if (i == 777) {
+      known.Add({hash, 0, 0}, told);
+    } else {
+      Add({hash, hash, hash}, "Name");
+    }
+  }
+  int found = 0;
+  known.Visit({777 * 0x9E3779B97F4A7C15U, 0, 0}, [&](const AddressView& address) {
+    ++found;
+    const AddressView& expected = told.view();
+    EXPECT_EQ(address.postcode, expected.postcode);
+    EXPECT_EQ(address.town, expected.town);
+    EXPECT_EQ(address.town_word, "HOMBURG");
+    EXPECT_EQ(address.street, expected.street);
+    EXPECT_EQ(address.street_word, "KONRAD");
+    EXPECT_EQ(address.house_number, "5");
+    EXPECT_EQ(address.house_letter, 'A');
+    EXPECT_EQ(address.is_company, expected.is_company);
+    EXPECT_EQ(address.marks, expected.marks);
+    EXPECT_THAT(address.names(), ElementsAreArray(expected.names()));
+  });
+  EXPECT_EQ(found, 1);
+}
+
+TEST_F(KnownAddresses, AreNotToldWhereSomeAreUnknown) {
+  Add({1, 2, 3}, "Anna");
+  known.AddUnknown(2);
+  EXPECT_THAT(Find({1, 2, 0}), ElementsAre("not known"));
+  EXPECT_THAT(Find({1, 0, 3}), ElementsAre("ANNA"));
+  holds_all = false;
+  EXPECT_THAT(Find({1, 0, 3}), ElementsAre("not known"));
+  holds_all = true;
+  known.Clear();
+  EXPECT_THAT(Find({1, 2, 3}), ElementsAre());
+}
+
+TEST_F(KnownAddresses, ThatAreTooLongOrTooManyAreUnknown) {
+  Add({1, 0, 0}, std::string(300, 'x'));
+  EXPECT_THAT(Find({1, 0, 0}), ElementsAre("not known"));
+  host::KnownAddresses few(std::size_t{2} << 20);
+  few.Keep([] { return true; });
+  const AddressParts address("50667|Köln|Weg 1||Anna Berg||||");
+  int known_ones = 0;
+  for (std::uint64_t i = 1; i <= 30000; ++i) few.Add({i * 0x9E3779B97F4A7C15U, 0, 0}, address);
+  for (std::uint64_t i = 1; i <= 30000; ++i) {
+    int found = 0;
+    const bool are_known = few.Visit({i * 0x9E3779B97F4A7C15U, 0, 0}, [&](const AddressView&) { ++found; });
+    ASSERT_TRUE(!are_known || found == 1) << i;
+    known_ones += found;
+  }
+  EXPECT_GT(known_ones, 5000);
+  EXPECT_LT(known_ones, 29000);
+}
+
+class HighestScore : public testing::HostFixture {
+ protected:
+  void SetUp() override {
+    HostFixture::SetUp();
+    if (!IsSkipped() && OnPostgres()) GTEST_SKIP() << "PostgreSQL is asked every query";
+  }
+
+  double Of(const std::string& key_text) {
+    return CallMethod(functions, "HighestScore", connection, key_text, host::BuildDoubletKey("4", key_text),
+                      host::BuildDoubletKey("5", key_text), host::BuildDoubletKey("6", key_text))
+        .ToDouble();
+  }
+  static void Store(host::AddressIndex& index, std::int64_t number, const char* name) {
+    index.Write(number, {"50667", "Köln", "Tulpenhof 5", {name, "", ""}, ""});
+  }
+  std::unique_ptr<host::AddressIndex> NewIndex() {
+    return std::make_unique<host::AddressIndex>(*connection, 1, std::make_shared<host::KeyMemory>());
+  }
+  // As the run asks before.
+  void Look() {
+    const SoughtValue sought[] = {{"Doubletkey1", "x"}};
+    const std::lock_guard lock(connection->CallMutex());
+    connection->attachments().Of<AbsentValues>(*connection).Lacks("Adressindex", sought);
+  }
+
+  ObjectPtr functions = components.CreateObject("ksDoubLb.DoubletFunctions");
+};
+
+TEST_F(HighestScore, IsThatOfTheAddressMostAlike) {
+  const auto index = NewIndex();
+  Look();
+  EXPECT_LT(Of("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||"), 0);
+  Store(*index, 1, "Peter Ruckweiler");
+  EXPECT_LT(Of("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||"), 1);
+  EXPECT_GE(Of("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||"), 0);
+  Store(*index, 2, "Anna Ruckwieler");
+  EXPECT_GT(Of("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||"), 99);
+}
+
+TEST_F(HighestScore, IsNotKnownWithoutAWriterOfTheIndex) {
+  EXPECT_EQ(Of("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||"), 100);
+  NewIndex().reset();
+  EXPECT_EQ(Of("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||"), 100);
+}
+
+TEST_F(HighestScore, IsNotKnownWhereAnAddressWasThereBefore) {
+  Store(*NewIndex(), 1, "Peter Ruckweiler");
+  const auto index = NewIndex();
+  Look();
+  EXPECT_EQ(Of("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||"), 100);
+  EXPECT_LT(Of("80331|München|Am Anger 7||Otto Lindenau||||"), 0);
+}
+
+TEST_F(HighestScore, IsNotKnownOnceAnotherProgramHasStoredSomething) {
+  const auto index = NewIndex();
+  Look();
+  Store(*index, 1, "Peter Ruckweiler");
+  ASSERT_LT(Of("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||"), 1);
+  OpenConnection(file)->Execute("UPDATE Adressindex SET Referenz = '9'");
+  EXPECT_EQ(Of("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||"), 100);
+}
+
+}  // namespace
+}  // namespace kestrel
