@@ -40,7 +40,7 @@ struct WizardComforts {
   // What a specification says of a source that cannot be read just now stays: on step 2 the name of its table, on
   // step 3 the assignments to its columns.
   bool kept_assignments = false;
-  // Step 2 offers "Microsoft Excel" for .xls and .xlsx, too.
+  // Step 2 offers workbooks (.xls and .xlsx), too.
   bool offers_excel = false;
   // A file that is chosen, dropped onto any page or handed in by the host decides by its content what kind of source it
   // is and, where it is text, how it is read; a line of step 2 says what was recognised, and everything can be changed.
