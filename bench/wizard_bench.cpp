@@ -8,8 +8,9 @@
 //   run window    frmImport around a run in test mode, against the same run with a view that shows nothing;
 //                 both runs answer the closing box at once
 //   gaps          how long the windows do not answer at most: the longest time between two rounds of the message
-//                 loop while an import runs, while the translation editor reads a column of the file, and while
-//                 the host's list of its addresses is searched. Seconds by the clock, so of a machine at rest.
+//                 loop while an import runs, while the translation editor reads a column of the file, while
+//                 the host's list of its addresses is searched, and while the settings of step 2 are changed, whose
+//                 first records follow; and how long these take. Seconds by the clock, so of a machine at rest.
 //
 // Every measurement is a process of its own, in which a preview of a small file has been shown before: fonts
 // and style are loaded then, as they are for a person who has come to these windows.
@@ -17,6 +18,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QEvent>
@@ -47,9 +49,11 @@
 #include "spec/working_copy.h"
 #include "wizard/frmImport.h"
 #include "wizard/frmPrev.h"
+#include "wizard/frmStep2.h"
 #include "wizard/frmStep3.h"
 #include "wizard/frmTransTbl.h"
 #include "wizard/qt_text.h"
+#include "wizard/source_preview.h"
 
 namespace kestrel::bench {
 namespace {
@@ -213,6 +217,12 @@ void RunInWindow(Session& session) {
   RequireWholeRun(window.result());
 }
 
+// Two figures of the work without a window and with it.
+struct Pair {
+  double without = 0;
+  double with = 0;
+};
+
 // --- Gaps -----------------------------------------------------------------------------------------
 
 // The longest time between two rounds of the message loop while it lives.
@@ -266,6 +276,31 @@ double GapOfEditor(Session& session) {
   return gap.Seconds();
 }
 
+// The longest gap while each separator of step 2 is chosen in turn, and the longest time until the first records have
+// followed.
+Pair FollowingOfStep2(Session& session) {
+  Wizard wizard(nullptr, {.recognised_files = true, .live_preview = true});
+  ImportJob job(session);
+  frmStep2 page(job, wizard);
+  ShowUntilPainted(page);
+  auto& preview = *page.findChild<SourcePreview*>();
+  const auto await = [&] {
+    QApplication::processEvents();
+    while (preview.IsReading()) QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  };
+  await();
+  qint64 longest = 0;
+  LoopGap gap;
+  for (const char* choice : {"optTab", "optKomma", "chkZeileFeldname", "optAscii", "optSemikolon"}) {
+    QElapsedTimer since;
+    since.start();
+    page.findChild<QAbstractButton*>(choice)->click();
+    await();
+    longest = std::max(longest, since.nsecsElapsed());
+  }
+  return {gap.Seconds(), static_cast<double>(longest) / 1e9};
+}
+
 double GapOfSearch(Session& session, const std::string& database) {
   ImportJob job(session);
   PrepareRun(job);
@@ -295,12 +330,6 @@ double GapOfSearch(Session& session, const std::string& database) {
 // --- Processes ----------------------------------------------------------------------------------
 
 using Work = void (*)(Session&);
-
-// Two figures of the work without a window and with it.
-struct Pair {
-  double without = 0;
-  double with = 0;
-};
 
 // Calls `measure` in a process of its own, in which the application runs.
 Pair InProcess(const std::function<Pair()>& measure) {
@@ -413,6 +442,10 @@ void MeasureGaps(const std::string& file) {
   report("longest gap of an import's window", [](Prepared& prepared) { return GapOfRun(prepared.session()); });
   report("longest gap of the translation editor",
          [](Prepared& prepared) { return GapOfEditor(prepared.session()); });
+  report("longest gap of step 2 while its settings change",
+         [](Prepared& prepared) { return FollowingOfStep2(prepared.session()).without; });
+  report("first records behind a change in step 2",
+         [](Prepared& prepared) { return FollowingOfStep2(prepared.session()).with; });
   report("longest gap of the host's search",
          [](Prepared& prepared) { return GapOfSearch(prepared.session(), prepared.database()); });
 }

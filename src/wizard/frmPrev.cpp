@@ -25,7 +25,20 @@ constexpr int kWidestColumn = 50;  // characters
 
 }  // namespace
 
-frmPrev::frmPrev(ImportJob& job, QWidget* parent) : QDialog(parent), job_(job) {
+OpenedRecords OpenRecords(Connection& connection, const std::string& sql, const std::string& table) {
+  OpenedRecords opened;
+  const auto keep = [&](const RuntimeError& error) {
+    if (!opened.error) opened.error = error;
+  };
+  Trap([&] { opened.records = connection.OpenRecordset(sql); }, keep);
+  if (opened.records != nullptr)
+    Trap([&] { opened.count = opened.records->RecordCount(); }, [](const RuntimeError&) {});
+  Trap([&] { opened.columns = connection.ColumnNames(table); }, keep);
+  opened.columns.emplace_back();
+  return opened;
+}
+
+frmPrev::frmPrev(ImportJob& job, QWidget* parent, const OpenedRecords* opened) : QDialog(parent), job_(job) {
   setObjectName("frmPrev");
   setWindowTitle("Datenquelle testen");
   TDBList1_ = new QTableView(this);
@@ -55,23 +68,28 @@ frmPrev::frmPrev(ImportJob& job, QWidget* parent) : QDialog(parent), job_(job) {
   RememberSize(this, "preview");
   connect(close, &QPushButton::clicked, this, &QDialog::accept);
 
-  std::int64_t records = 0;
-  const RecordsetPtr source = job_.OpenPreview(records);
+  std::int64_t records = opened != nullptr ? opened->count : 0;
+  const RecordsetPtr source = opened != nullptr ? opened->records : job_.OpenPreview(records);
+  if (opened != nullptr && opened->error) Tell(*opened->error);
   if (source == nullptr) return;
   const QString all = QLocale(QLocale::German).toString(static_cast<qlonglong>(records)) +
                       (records == 1 ? " Datensatz" : " Datensätze");
   count->setText(all);
   if (source->ColumnCount() != 1) {
-    ShowAsGrid(source);
+    ShowAsGrid(source, opened != nullptr ? opened->columns : job_.SourceColumns());
     return;
   }
   ShowAsText(source);
   if (records > kTextLines) count->setText(QString("%1 von %2n").arg(kTextLines).arg(all));
 }
 
-void frmPrev::ShowAsGrid(const RecordsetPtr& source) {
+void frmPrev::Tell(const RuntimeError& error) {
+  job_.session().platform.ui.MessageBox("Fehler: " + error.Description(), "", Icon::kNone, Buttons::kOk);
+}
+
+void frmPrev::ShowAsGrid(const RecordsetPtr& source, const std::vector<std::string>& columns) {
   QStringList captions;
-  for (const std::string& name : OfferedSourceFields(job_.SourceColumns())) captions << ToQt(name);
+  for (const std::string& name : OfferedSourceFields(columns)) captions << ToQt(name);
   model_.SetRecordset(source, captions);
   FitColumns(*TDBList1_, kWidestColumn);
   if (model_.rowCount() > 0) TDBList1_->selectRow(0);
@@ -89,9 +107,7 @@ void frmPrev::ShowAsText(const RecordsetPtr& source) {
           source->MoveNext();
         }
       },
-      [&](const RuntimeError& error) {
-        job_.session().platform.ui.MessageBox("Fehler: " + error.Description(), "", Icon::kNone, Buttons::kOk);
-      });
+      [&](const RuntimeError& error) { Tell(error); });
   txtPrev_->setPlainText(ToQt(text));
   txtPrev_->setFocus();
 }

@@ -224,7 +224,12 @@ void frmStep2::Connect(const SourceKind* kind, std::function<void()> then) {
     SourceOpening opening = job_.BeginConnect(*kind, inputs, loaded_);
     if (opening) connecting_with_ = inputs;
     if (opening && kind->place == SourcePlace::kServer) {
-      WaitFor(*kind, std::move(opening), std::move(then));
+      const auto opened = std::make_shared<OpenedSource>();
+      WaitFor([opening = std::move(opening), opened] { *opened = opening(); },
+              [this, kind, list, opened, then = std::move(then)] {
+                FillTables(*list, job_.FinishConnect(*kind, std::move(*opened), loaded_));
+                then();
+              });
       return;
     }
     if (opening) {
@@ -249,9 +254,8 @@ void frmStep2::FillTables(QComboBox& list, const ConnectResult& result) {
   list.setEditText(text);
 }
 
-void frmStep2::WaitFor(const SourceKind& kind, SourceOpening opening, std::function<void()> then) {
-  std::packaged_task<OpenedSource()> task(std::move(opening));
-  kind_of_server_ = &kind;
+void frmStep2::WaitFor(std::function<void()> work, std::function<void()> then) {
+  std::packaged_task<void()> task(std::move(work));
   server_ = task.get_future();
   after_server_ = std::move(then);
   // Nobody waits for the thread of a page that has gone; the driver ends it after its own time.
@@ -263,10 +267,9 @@ void frmStep2::WaitFor(const SourceKind& kind, SourceOpening opening, std::funct
 void frmStep2::LookForServer() {
   if (server_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return;
   look_for_server_.stop();
-  OpenedSource opened = server_.get();
+  server_.get();
   // Closed meanwhile: nothing follows any more.
   if (!isVisible()) return;
-  FillTables(*ListOf(kind_of_server_), job_.FinishConnect(*kind_of_server_, std::move(opened), loaded_));
   SetWaiting(false);
   std::exchange(after_server_, nullptr)();
 }
@@ -358,10 +361,22 @@ void frmStep2::cmdVorschau_Click() {
 }
 
 void frmStep2::ShowPreview() {
+  const SourceKind* kind = KindOf(session_);
+  if (session_.SourceConnection == nullptr || kind->place != SourcePlace::kServer) {
+    ShowPreview(nullptr);
+    return;
+  }
+  const auto records = std::make_shared<OpenedRecords>();
+  WaitFor([records, connection = session_.SourceConnection, sql = kind->query(session_),
+           table = session_.Table] { *records = OpenRecords(*connection, sql, table); },
+          [this, records] { ShowPreview(records.get()); });
+}
+
+void frmStep2::ShowPreview(const OpenedRecords* records) {
   std::unique_ptr<frmPrev> preview;
   {
     const WaitCursor wait;
-    preview = std::make_unique<frmPrev>(job_, this);
+    preview = std::make_unique<frmPrev>(job_, this, records);
     wizard_.Dress(*preview);
   }
   preview->exec();
@@ -434,6 +449,20 @@ bool frmStep2::ConfirmDrift() {
 }
 
 void frmStep2::GoOn() {
+  const SourceKind* kind = KindOf(session_);
+  if (session_.SourceConnection == nullptr || kind == nullptr || kind->place != SourcePlace::kServer) {
+    GoOnAtOnce();
+    return;
+  }
+  // What follows asks the server for the columns and waits for its answer.
+  WaitFor(
+      [connection = session_.SourceConnection, table = session_.Table] {
+        Trap([&] { connection->ColumnNames(table); }, [](const RuntimeError&) {});
+      },
+      [this] { GoOnAtOnce(); });
+}
+
+void frmStep2::GoOnAtOnce() {
   if (wizard_.comforts().column_drift && !ConfirmDrift()) return;
   {
     const WaitCursor wait;

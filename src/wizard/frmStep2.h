@@ -4,7 +4,7 @@
 // set no flag of the session. What the controls hold and what it means stands in sources/source_page.h;
 // the page moves values and keeps the order of events:
 //   first activation   types filled, entry 0; import class created; page filled; loading ends
-//   waiting            for a server, in another thread: the page is alive, but only Abbrechen and the close box
+//   waiting            for a server, in another thread, for its tables, its columns or its records: the page is alive, but only Abbrechen and the close box
 //                      can be used; what was to follow the connection follows when its result is there, and
 //                      never where the page was closed meanwhile
 //   focus on a list    connects for its kind (silently) and fills it, once until an input changes
@@ -34,6 +34,7 @@
 namespace kestrel {
 
 class ImportJob;
+struct OpenedRecords;
 class Wizard;
 
 class frmStep2 final : public QWidget {
@@ -75,8 +76,9 @@ class frmStep2 final : public QWidget {
   // `then`: at once, or for a server when it has answered or has been given up.
   void Connect(const SourceKind* kind, std::function<void()> then);
   void FillTables(QComboBox& list, const ConnectResult& result);
-  // Waits for the server, and takes what it has answered.
-  void WaitFor(const SourceKind& kind, SourceOpening opening, std::function<void()> then);
+  // Has a server asked in another thread, by what raises nothing and touches no session, and goes on with `then` when
+  // it has answered or has been given up.
+  void WaitFor(std::function<void()> work, std::function<void()> then);
   void LookForServer();
   void SetWaiting(bool waiting);
   // The kind that has been chosen; null for none.
@@ -113,6 +115,8 @@ class frmStep2 final : public QWidget {
   static bool IsEntering(const QEvent* event);
   void cmdVorschau_Click();
   void ShowPreview();
+  // Null: opened by the preview itself.
+  void ShowPreview(const OpenedRecords* records);
   void cmdOptions_Click();
   void cmdSave_Click();
   void cmdPrev_Click();
@@ -120,6 +124,7 @@ class frmStep2 final : public QWidget {
   // Tells what has become of the source's columns; whether to go on.
   bool ConfirmDrift();
   void GoOn();
+  void GoOnAtOnce();
   void cmdCancel_Click();
   void ShowMessage(const std::string& text, const std::string& title);
 
@@ -137,8 +142,7 @@ class frmStep2 final : public QWidget {
   QTimer leave_;
 
   // The server that is waited for; what its thread delivers after the page has gone is dropped.
-  std::future<OpenedSource> server_;
-  const SourceKind* kind_of_server_ = nullptr;
+  std::future<void> server_;
   std::function<void()> after_server_;
   QTimer look_for_server_;
   bool waiting_ = false;

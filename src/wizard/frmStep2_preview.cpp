@@ -38,6 +38,8 @@ void frmStep2::UpdatePreview() {
     preview_->Say(why);
   } else if (SampleReading reading = BeginSample(described, inputs, SourcePreview::kRecords)) {
     preview_->Read(std::move(reading));
+  } else {
+    preview_->Say("Diese Datenquelle zeigt ihre ersten Datensätze mit \"Datenquelle testen\".");
   }
 }
 

@@ -5,7 +5,9 @@
 
 #include <QAbstractButton>
 #include <QComboBox>
+#include <QLabel>
 #include <QLineEdit>
+#include <QTableView>
 
 #include "kestrel/open_connection.h"
 #include "support/sql_server_stand_in.h"
@@ -174,6 +176,73 @@ TEST_F(Step2ServerTest, WeiterGoesOnToStep3WithoutAServerToo) {
   Click("cmdNext");
   while (PageName() == "frmStep2") QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
   EXPECT_EQ(PageName(), "frmStep3");
+}
+
+// --- A server that falls silent once it is connected ---
+
+class Step2FallingSilentTest : public Step2ServerTest {
+ protected:
+  // Lists its two tables, and falls silent in the middle of the columns and the rows of Breit.
+  std::unique_ptr<SqlServerStandIn> StartSilencer() {
+    const std::string file = folder.File("server.sqlite");
+    const ConnectionPtr data = OpenConnection(file);
+    data->Execute("CREATE TABLE Kunden (Name nvarchar(40))");
+    data->Execute(
+        "CREATE TABLE Breit (A nvarchar(9), B nvarchar(9), C nvarchar(9), D nvarchar(9), E nvarchar(9))");
+    for (int row = 0; row < 5; ++row) data->Execute("INSERT INTO Breit (A) VALUES ('x')");
+    SqlServerStandIn::Options options;
+    options.silent_after_rows = 3;
+    return std::make_unique<SqlServerStandIn>(file, options);
+  }
+  void OpenOver(const SqlServerStandIn& server) {
+    std::string specification = Specification(server.DataSource());
+    OpenStep2(specification.replace(specification.find("orte"), 4, "Breit"));
+    AwaitAnswer();
+    ASSERT_NE(session.SourceConnection, nullptr);
+    ASSERT_EQ(FromQt(Find<QComboBox>("cboSQLTable").currentText()), "Breit");
+  }
+  void ExpectAliveUntilAbbrechen() {
+    ASSERT_EQ(PageName(), "frmStep2");
+    ASSERT_TRUE(IsWaiting());
+    Click("cmdCancel");
+    EXPECT_EQ(PageName(), "");
+    EXPECT_THAT(ui.boxes, IsEmpty());
+    EXPECT_THAT(FilesOfSpecFolder(), ElementsAre("Test.IMP")) << "no working copy is left";
+  }
+};
+
+TEST_F(Step2FallingSilentTest, WeiterLeavesThePageAlive) {
+  const auto server = StartSilencer();
+  OpenOver(*server);
+  Click("cmdNext");
+  ExpectAliveUntilAbbrechen();
+}
+
+TEST_F(Step2FallingSilentTest, ThePreviewLeavesThePageAlive) {
+  const auto server = StartSilencer();
+  OpenOver(*server);
+  Click("cmdVorschau");
+  ExpectAliveUntilAbbrechen();
+}
+
+TEST_F(Step2ServerTest, ThePreviewShowsRecordsAndColumnsOfTheServer) {
+  const auto server = StartServer();
+  const ConnectionPtr data = OpenConnection(folder.File("server.sqlite"));
+  data->Execute("INSERT INTO Orte VALUES ('Ulm', '89073')");
+  OpenStep2(Specification(server->DataSource()));
+  AwaitAnswer();
+  std::vector<std::string> shown;
+  modals.Then("frmPrev", [&](QWidget& preview) {
+    const auto& model = *testing::FindIn<QTableView>(preview, "TDBList1").model();
+    shown = {FromQt(model.headerData(1, Qt::Horizontal).toString()),
+             FromQt(model.index(0, 0).data().toString()),
+             FromQt(testing::FindIn<QLabel>(preview, "lblCount").text())};
+    preview.close();
+  });
+  Click("cmdVorschau");
+  while (shown.empty()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  EXPECT_THAT(shown, ElementsAre("PLZ", "Ulm", "1 Datensatz"));
+  EXPECT_THAT(ui.boxes, IsEmpty());
 }
 
 TEST_F(Step2ServerTest, ThePreviewComesWhenTheServerHasAnswered) {
