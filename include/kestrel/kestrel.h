@@ -41,6 +41,7 @@
 #ifndef KESTREL_KESTREL_H
 #define KESTREL_KESTREL_H
 
+// NOLINTBEGIN(modernize-use-using, modernize-deprecated-headers): it is C
 #include <stddef.h>
 #include <stdint.h>
 
@@ -652,4 +653,5 @@ KESTREL_EXPORT int32_t kestrel_undo(kestrel_library* library, kestrel_handle hos
 }
 #endif
 
+// NOLINTEND(modernize-use-using, modernize-deprecated-headers)
 #endif

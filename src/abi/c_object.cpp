@@ -133,7 +133,7 @@ CallFrame& RequireFrame(const Library& library) {
 
 }  // namespace kestrel::abi
 
-using namespace kestrel::abi;  // NOLINT(google-build-using-namespace): the functions of this room
+using namespace kestrel::abi;
 
 int32_t kestrel_component_register(kestrel_library* library, const kestrel_component* component) {
   return Guarded(library, [&](Library& open) {

@@ -58,7 +58,7 @@ auto WithStatement(const Library& library, Connection& connection, const kestrel
 
 }  // namespace kestrel::abi
 
-using namespace kestrel::abi;  // NOLINT(google-build-using-namespace): the functions of this room
+using namespace kestrel::abi;
 using kestrel::ConnectionPtr;
 using kestrel::Statement;
 

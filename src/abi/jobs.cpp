@@ -162,7 +162,7 @@ const RunResult& Run(ImportJob& job, const kestrel_run_settings& settings, const
 
 }  // namespace kestrel::abi
 
-using namespace kestrel::abi;  // NOLINT(google-build-using-namespace): the functions of this room
+using namespace kestrel::abi;
 
 int32_t kestrel_job_create(kestrel_library* library, kestrel_handle* job) {
   return Guarded(library, [&](Library& open) {

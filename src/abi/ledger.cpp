@@ -35,7 +35,7 @@ bool TakeBack(const ObjectPtr& ledger, const kestrel_undo_settings& settings) {
 
 }  // namespace kestrel::abi
 
-using namespace kestrel::abi;  // NOLINT(google-build-using-namespace): the functions of this room
+using namespace kestrel::abi;
 using kestrel::ObjectPtr;
 
 int32_t kestrel_runs(kestrel_library* library, kestrel_handle host_connection, kestrel_text ledger,

@@ -8,7 +8,7 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
+#include <forward_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,8 +28,8 @@ namespace kestrel::abi {
 
 class CallFrame;
 
-// The values that a call has handed out; a deque, as views into them must stay.
-using HandedOut = std::deque<Value>;
+// The values that a call has handed out, each at a place of its own, as views into it are seen. Costs nothing while empty.
+using HandedOut = std::forward_list<Value>;
 
 class Library {
  public:
@@ -69,7 +69,7 @@ class Library {
   const Findings& refusal() const { return refusal_; }
 
   // A text or value that the caller sees until its next call.
-  const Value& HandOut(Value value) { return handed_out_.emplace_back(std::move(value)); }
+  const Value& HandOut(Value value) { return handed_out_.emplace_front(std::move(value)); }
   kestrel_text HandOutText(std::string text) { return ToText(HandOut(Value(std::move(text))).TextOrEmpty()); }
 
   // The object behind a handle, and one of a class. Raise KESTREL_INVALID_HANDLE.

@@ -50,7 +50,7 @@ class Variables {
 
 }  // namespace kestrel::abi
 
-using namespace kestrel::abi;  // NOLINT(google-build-using-namespace): the functions of this room
+using namespace kestrel::abi;
 
 int32_t kestrel_object_create(kestrel_library* library, kestrel_text identifier, kestrel_handle* object) {
   return Guarded(library, [&](Library& open) {

@@ -49,7 +49,7 @@ std::shared_ptr<MemoryRecordset> MakeSet(const kestrel_column* columns, std::siz
 
 }  // namespace kestrel::abi
 
-using namespace kestrel::abi;  // NOLINT(google-build-using-namespace): the functions of this room
+using namespace kestrel::abi;
 using kestrel::RecordsetPtr;
 
 int32_t kestrel_recordset_create(kestrel_library* library, const kestrel_column* columns, size_t column_count,

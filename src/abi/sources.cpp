@@ -61,7 +61,7 @@ std::vector<std::string> CSourceColumns(Session& session, ShownError* failure) {
 
 }  // namespace kestrel::abi
 
-using namespace kestrel::abi;  // NOLINT(google-build-using-namespace): the functions of this room
+using namespace kestrel::abi;
 
 int32_t kestrel_source_register(kestrel_library* library, const kestrel_source* source) {
   return Guarded(library, [&](Library& open) {

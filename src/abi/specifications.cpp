@@ -102,7 +102,7 @@ std::string SpecFolder(const Library& library, const kestrel_text& folder) {
 
 }  // namespace kestrel::abi
 
-using namespace kestrel::abi;  // NOLINT(google-build-using-namespace): the functions of this room
+using namespace kestrel::abi;
 
 int32_t kestrel_specification_list(kestrel_library* library, kestrel_text folder, int32_t templates,
                                    kestrel_handle* recordset) {

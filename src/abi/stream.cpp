@@ -68,7 +68,7 @@ void Stream::Fetch() {
 
 }  // namespace kestrel::abi
 
-using namespace kestrel::abi;  // NOLINT(google-build-using-namespace): the functions of this room
+using namespace kestrel::abi;
 
 int32_t kestrel_recordset_stream(kestrel_library* library, const kestrel_text* columns, size_t column_count,
                                  const kestrel_stream* stream, kestrel_handle* recordset) {

@@ -81,7 +81,7 @@ std::optional<std::string> CUserInterface::ChooseFolder(std::string_view title, 
 
 }  // namespace kestrel::abi
 
-using namespace kestrel::abi;  // NOLINT(google-build-using-namespace): the functions of this room
+using namespace kestrel::abi;
 
 int32_t kestrel_user_interface_set(kestrel_library* library, const kestrel_user_interface* user_interface) {
   return Guarded(library, [&](Library& open) {

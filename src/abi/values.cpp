@@ -80,7 +80,7 @@ std::string ReadDecimal(const std::string& text) {
     if (decimals > 0) digits.insert(digits.size() - decimals, ".");
     return (plain->number < 0 ? "-" : "") + digits;
   }
-  const std::string as_decimal = ReplaceAll(TrimBlanks(text), ",", ".");
+  std::string as_decimal = ReplaceAll(TrimBlanks(text), ",", ".");
   if (IsDecimal(as_decimal)) return as_decimal;
   const std::optional<double> number = ParseNumber(text);
   if (!number) throw RuntimeError(ErrorNumber::kTypeMismatch);
