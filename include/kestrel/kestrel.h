@@ -42,7 +42,6 @@
 #define KESTREL_KESTREL_H
 
 // NOLINTBEGIN(modernize-use-using, modernize-deprecated-headers): it is C
-// NOLINTBEGIN(modernize-use-using,modernize-deprecated-headers): C has no other way.
 #include <stddef.h>
 #include <stdint.h>
 
@@ -655,5 +654,4 @@ KESTREL_EXPORT int32_t kestrel_undo(kestrel_library* library, kestrel_handle hos
 #endif
 
 // NOLINTEND(modernize-use-using, modernize-deprecated-headers)
-// NOLINTEND(modernize-use-using,modernize-deprecated-headers)
 #endif
