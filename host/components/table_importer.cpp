@@ -142,6 +142,7 @@ RecordWriter& TableImporter::Writer() {
 RecordWriter& TableImporter::TrialWriter() {
   if (trial_ == nullptr) {
     writer_.reset();
+    TuneForTrial(OpenConnection());
     trial_ = std::make_unique<TrialTable>(OpenConnection(), Target());
   }
   if (writer_ == nullptr) writer_ = NewWriter(trial_->destination());

@@ -1,8 +1,24 @@
 #include "storage/sqlite_settings.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <string>
+
 #include "schema/host_schema.h"
 
 namespace kestrel::host {
+
+namespace {
+
+// In KiB.
+constexpr std::int64_t kLeastCache = 8192;
+constexpr std::int64_t kMostCache = 65536;
+
+void SetCache(Connection& connection, std::int64_t size) {
+  connection.Execute("PRAGMA cache_size = -" + std::to_string(size));
+}
+
+}  // namespace
 
 void PrepareNewDatabase(Connection& connection) {
   if (!IsSqlite(connection) || !connection.Tables().empty()) return;
@@ -22,8 +38,15 @@ void TuneForImport(Connection& connection) {
   }
   // Taken only as it is needed; fresh memory for pages that are only appended costs more than reading an old
   // one again.
-  connection.Execute("PRAGMA cache_size = -65536");
+  SetCache(connection, kMostCache);
   connection.Execute("PRAGMA temp_store = MEMORY");
+}
+
+void TuneForTrial(Connection& connection) {
+  if (!IsSqlite(connection)) return;
+  const RecordsetPtr size =
+      connection.OpenRecordset("SELECT page_count * page_size / 1024 FROM pragma_page_count, pragma_page_size");
+  SetCache(connection, std::clamp(size->ValueAt(0).ToInteger(), kLeastCache, kMostCache));
 }
 
 }  // namespace kestrel::host

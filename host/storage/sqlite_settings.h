@@ -15,4 +15,8 @@ void PrepareNewDatabase(Connection& connection);
 // MakeDurable and nothing that would leave the file inconsistent. Not inside a transaction. Error 3000.
 void TuneForImport(Connection& connection);
 
+// After it, for a test run: it adds rows of logs, which nobody reads again, so that the memory for pages need hold no
+// more than the database does. Error 3000.
+void TuneForTrial(Connection& connection);
+
 }  // namespace kestrel::host

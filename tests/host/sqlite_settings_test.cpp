@@ -97,6 +97,26 @@ TEST_F(SqliteFiles, AnImportIntoItFlushesItsCommitsAtTheEnd) {
   EXPECT_EQ(Ask(*database, "PRAGMA cache_size"), "-65536");
 }
 
+TEST_F(SqliteFiles, ATestRunKeepsNoMoreInMemoryThanTheDatabaseHolds) {
+  if (OnPostgres()) GTEST_SKIP() << "no SQLite";
+  const auto cache_after = [this](const char* member) {
+    const ObjectPtr importer = Importer();
+    Value cancel(false);
+    CallMethod(importer, "BeforeImport", ByRef(cancel));
+    Value record = CallMethod(importer, "GetNewRecord");
+    CallMethod(importer, member, ByRef(record));
+    host::GroupedWrites::Of(*connection).Flush();
+    return std::stoll(Ask(*connection, "PRAGMA cache_size"));
+  };
+  EXPECT_EQ(cache_after("CheckRecord"), -8192);
+  EXPECT_EQ(cache_after("ImportRecord"), -65536);
+  connection->Execute("CREATE TABLE Ballast (b BLOB)");
+  connection->Execute("INSERT INTO Ballast VALUES (zeroblob(20000000))");
+  EXPECT_LT(cache_after("CheckRecord"), -19000);
+  connection->Execute("INSERT INTO Ballast VALUES (zeroblob(60000000))");
+  EXPECT_EQ(cache_after("CheckRecord"), -65536);
+}
+
 TEST_F(SqliteFiles, ATransactionOfTheHostsIsLeftAlone) {
   const ConnectionPtr database = OpenConnection(ForeignFile());
   database->Execute("PRAGMA journal_mode = WAL");
