@@ -17,6 +17,12 @@ constexpr const char* kQuery =
     "SELECT AdressId, Adressart, Referenz, Doubletkey1, Doubletkey2, Doubletkey3 FROM Adressindex "
     "WHERE Doubletkey1 = ANY (?) OR Doubletkey2 = ANY (?) OR Doubletkey3 = ANY (?)";
 
+// For the rest of the transaction. Without statistics, as of a table that is just being filled, a server takes each key
+// for a frequent one, and would read the whole table for every question; what it then thinks a question costs would also
+// have it compiled.
+constexpr const char* kUseIndexes =
+    "SELECT set_config(name, 'off', true) FROM pg_settings WHERE name IN ('enable_seqscan', 'jit')";
+
 // Texts that are equal only where their bytes are, in a table without triggers.
 constexpr const char* kTableQuery =
     "SELECT count(*) FROM pg_catalog.pg_attribute a JOIN pg_catalog.pg_class t ON t.oid = a.attrelid "
@@ -47,6 +53,7 @@ std::size_t ColumnOf(std::string_view name) {
 
 KeysAhead::KeysAhead(Connection& connection, GroupLock& lock)
     : connection_(connection),
+      group_(GroupedWrites::Of(connection)),
       lock_(lock),
       settings_(Settings::Of(connection)),
       addresses_(connection),
@@ -79,6 +86,7 @@ void KeysAhead::AskFor(std::span<const std::string> key_texts) {
   Forget();
   if (!IsTableAsMade() || !lock_.BeforeLookUp() || !lock_.IsHeld()) return;
   BuildKeys(key_texts);
+  UseIndexes();
   commits_of_others_ = lock_.CommitsOfOthers();
   ReadRows();
   count_ = key_texts.size();
@@ -94,6 +102,13 @@ void KeysAhead::BuildKeys(std::span<const std::string> key_texts) {
     }
   }
   for (std::string& array : arrays_) array += '}';
+}
+
+void KeysAhead::UseIndexes() {
+  if (uses_indexes_in_ == group_.Generation()) return;
+  if (use_indexes_ == nullptr) use_indexes_ = connection_.Prepare(kUseIndexes);
+  use_indexes_->Open();
+  uses_indexes_in_ = group_.Generation();
 }
 
 void KeysAhead::ReadRows() {

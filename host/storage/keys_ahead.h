@@ -29,6 +29,7 @@
 #include "schema/settings.h"
 #include "storage/address_lookup.h"
 #include "storage/group_lock.h"
+#include "storage/grouped_writes.h"
 
 namespace kestrel::host {
 
@@ -65,6 +66,7 @@ class KeysAhead {
   };
 
   void AskFor(std::span<const std::string> key_texts);
+  void UseIndexes();
   void BuildKeys(std::span<const std::string> key_texts);
   void ReadRows();
   bool Collect(std::span<const SoughtValue> values);
@@ -75,9 +77,12 @@ class KeysAhead {
   void Forget();
 
   Connection& connection_;
+  GroupedWrites& group_;
   GroupLock& lock_;
   Settings& settings_;
   std::unique_ptr<Statement> query_;
+  std::unique_ptr<Statement> use_indexes_;
+  std::optional<std::uint64_t> uses_indexes_in_;  // the group
   std::optional<bool> is_table_as_made_;
   KeyMemory memory_;
   std::array<std::string, 3> arrays_;

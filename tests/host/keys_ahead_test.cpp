@@ -1,5 +1,6 @@
 // The keys of many records asked for at once, before each of them is looked for.
 #include <array>
+#include <mutex>
 
 #include "host/host_fixture.h"
 #include "keys/duplicate_keys.h"
@@ -161,6 +162,32 @@ TEST_F(KeysAhead, AreLookedForOnceAnotherClerkHasStored) {
   const ConnectionPtr other = OpenConnection(file);
   EXPECT_EQ(other->Execute("UPDATE Importsperre SET Stand = Stand + 1 WHERE Name = 'Adressindex'"), 1);
   EXPECT_FALSE(IsKnownToBeAbsent(1));
+}
+
+// A table without statistics looks as if each of its keys came again and again.
+TEST_F(KeysAhead, AreFoundByTheIndexesWhileTheTableIsBeingFilled) {
+  const ObjectPtr importer = Importer();
+  Store(importer, 7);
+  host::GroupedWrites::Of(*connection).Flush();
+  connection->Execute(
+      "INSERT INTO Adressindex SELECT n, 1, n, 'a' || n, 'b' || n, 'c' || n FROM generate_series(1000, 3000) "
+      "n");
+  const std::lock_guard lock(connection->CallMutex());
+  const auto scans = [&](const std::string& kind) {
+    return std::stoi(
+        Rows("SELECT " + kind + " FROM pg_stat_xact_user_tables WHERE relname = 'adressindex'").at(0));
+  };
+  Expect({0});
+  const int of_all = scans("seq_scan");
+  const int by_index = scans("idx_scan");
+  std::vector<std::string> texts;
+  for (int i = 0; i < 500; ++i) texts.push_back(std::to_string(10000 + i) + "|" + KeyText(i % 7));
+  connection->attachments().Of<ComingLookUps>(*connection).Tell(texts);
+  EXPECT_EQ(scans("seq_scan"), of_all);
+  EXPECT_GT(scans("idx_scan"), by_index);
+  EXPECT_THAT(Rows("SELECT current_setting('enable_seqscan')"), ElementsAre("off"));
+  host::GroupedWrites::Of(*connection).Flush();
+  EXPECT_THAT(Rows("SELECT current_setting('enable_seqscan'), current_setting('jit')"), ElementsAre("on|on"));
 }
 
 TEST_F(KeysAhead, AreLookedForWhereTheTableComparesInAnotherWay) {
