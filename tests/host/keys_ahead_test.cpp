@@ -190,6 +190,12 @@ TEST_F(KeysAhead, AreFoundByTheIndexesWhileTheTableIsBeingFilled) {
   EXPECT_THAT(Rows("SELECT current_setting('enable_seqscan'), current_setting('jit')"), ElementsAre("on|on"));
 }
 
+TEST_F(KeysAhead, AreComparedByTheirBytes) {
+  EXPECT_THAT(Rows("SELECT attname, attcollation = '\"C\"'::regcollation FROM pg_attribute "
+                   "WHERE attrelid = 'adressindex'::regclass AND attname LIKE 'doubletkey%' ORDER BY 1"),
+              ElementsAre("doubletkey1|Wahr", "doubletkey2|Wahr", "doubletkey3|Wahr"));
+}
+
 TEST_F(KeysAhead, AreLookedForWhereTheTableComparesInAnotherWay) {
   connection->Execute("ALTER TABLE Adressindex ALTER COLUMN Doubletkey2 TYPE char(20)");
   const ObjectPtr importer = Importer();
