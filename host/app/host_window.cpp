@@ -25,6 +25,13 @@ constexpr int kNoticeMs = 5000;
 constexpr WizardComforts kComforts = {.run_summary = true,
                                       .result_page = true,
                                       .run_pace = true,
+                                      .goes_on_with_saved = true,
+                                      .save_as = true,
+                                      .recent_specifications = true,
+                                      .managed_specifications = true,
+                                      .help_pages = true,
+                                      .tool_tips = true,
+                                      .telling_confirmation = true,
                                       .harmless_test = true,
                                       .column_drift = true,
                                       .unreadable_specifications = true,
@@ -53,7 +60,8 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
                    [this](const std::string& run, QWidget* window) {
                      runs_->Refresh();
                      return FromQt(runs_->Undo(ToQt(run).toLongLong(), *window));
-                   }}),
+                   },
+               .last_runs = [this] { return runs_->LastRuns(); }}),
       import_man_(Platform{ui_, components, clock_}, &wizard_) {
   setObjectName("hostWindow");
   setWindowTitle("KESTREL Adressen");

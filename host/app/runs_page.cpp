@@ -20,9 +20,11 @@ namespace {
 
 constexpr int kShownRuns = 1000;
 constexpr int kShownRecords = 5000;
+constexpr int kRunsForWizard = 200;
 constexpr int kGapAbove = 6;
 // The ledger's words for a run's state that matter here.
 constexpr const char* kRunning = "läuft";
+constexpr const char* kFinished = "fertig";
 constexpr const char* kUndoing = "in Rücknahme";
 constexpr const char* kUndone = "zurückgenommen";
 
@@ -237,6 +239,25 @@ QString RunsPage::Question() const {
              " Seine neuen Adressen (%1) werden gelöscht, die geänderten (%2) erhalten ihre alten Werte. Was "
              "seit dem Import geändert wurde, bleibt stehen.")
              .arg(Chosen("Neu"), Chosen("Aktualisiert"));
+}
+
+std::vector<SpecificationRun> RunsPage::LastRuns() const {
+  std::vector<SpecificationRun> runs;
+  const RecordsetPtr rows = ToRecordset(CallMethod(Ledger(), "LastRuns", kRunsForWizard));
+  const auto text = [&](const char* column) { return std::string(rows->TextAt(rows->RequireColumn(column))); };
+  const auto number = [&](const char* column) { return ToQt(text(column)).toLongLong(); };
+  for (; !rows->IsEof(); rows->MoveNext()) {
+    const std::string state = text("Zustand");
+    runs.push_back({.specification = text("Spezifikation"),
+                    .source = text("Quelle"),
+                    .begin = text("Beginn"),
+                    .state = state == kFinished ? "" : state,
+                    .read = number("Gelesen"),
+                    .added = number("Neu"),
+                    .updated = number("Aktualisiert"),
+                    .not_stored = number("Zurueckgehalten") + number("Abgewiesen")});
+  }
+  return runs;
 }
 
 void RunsPage::UndoChosen() {

@@ -7,12 +7,14 @@
 #include <QTableView>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "app/query_model.h"
 #include "app/undo_dialog.h"
 #include "kestrel/component_registry.h"
 #include "kestrel/connection.h"
 #include "kestrel/user_interface.h"
+#include "kestrel/wizard_host.h"
 #include "wizard/event_guard.h"
 
 namespace kestrel::host {
@@ -28,6 +30,8 @@ class RunsPage final : public QWidget {
   // Asks whether the run that is chosen is to be taken back and, on yes, does so. A run that is undone already is
   // asked about for what was left alone.
   void UndoChosen();
+  // What the ledger knows of the last runs, for the wizard. Raises what the component raises.
+  std::vector<SpecificationRun> LastRuns() const;
   // The same for the run with this number, with the progress shown above `window`. Returns what was done; empty where
   // nothing was, as the person said no or what failed was shown.
   QString Undo(std::int64_t run, QWidget& window);

@@ -177,6 +177,8 @@ class KESTREL_EXPORT ImportJob {
   void OpenSource();
   // Saves the settings of the pages (spec/save_schema.h).
   void SaveSchema(bool Commit);
+  // Saves them as a new specification, with which the job goes on; false where no name was given.
+  bool SaveSchemaAs();
   // Builds the assignment list (BuildAssignmentList); the flags of mandatory fields. `failure` gets its reason.
   std::vector<bool> AssignFields(std::string* failure);
   // What keeps the assignments from being imported, or none.

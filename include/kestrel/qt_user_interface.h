@@ -15,6 +15,8 @@ class KESTREL_EXPORT QtUserInterface final : public UserInterface {
 
   Answer MessageBox(std::string_view text, std::string_view title, Icon icon, Buttons buttons) override;
   std::optional<std::string> InputBox(std::string_view prompt, std::string_view title) override;
+  // The same with a text to begin with.
+  std::optional<std::string> InputBox(std::string_view prompt, std::string_view title, std::string_view start);
   std::optional<std::string> ChooseFile(std::string_view title, std::string_view filter,
                                         const std::string& start) override;
   std::optional<std::string> ChooseFolder(std::string_view title, const std::string& start) override;

@@ -13,6 +13,23 @@ struct WizardComforts {
   bool result_page = false;
   // While it runs, the run window says how many records a second it works through, and how long it will still take.
   bool run_pace = false;
+  // After a template was saved under a name the wizard goes on with the new specification, not with the template.
+  bool goes_on_with_saved = false;
+  // Beside "Speichern" steps 2 and 3 offer "Speichern unter...": a copy, with which the wizard goes on.
+  bool save_as = false;
+  // Step 1 shows the five specifications that were used last on top of the others, with source, time and figures of
+  // their last run, where the host tells (WizardHost::last_runs).
+  bool recent_specifications = false;
+  // Step 1 renames, copies and deletes specifications, to the trash, and finds them by a part of their name.
+  bool managed_specifications = false;
+  // Each window has a button "?", and F1, that open its page of the user guide. Where the guide is not installed, a box
+  // says so.
+  bool help_pages = false;
+  // Controls that are not plain by their caption say in a tool tip what they are for.
+  bool tool_tips = false;
+  // The confirmation names the source, how many records it has and what will happen to it (a backup copy, removal,
+  // nothing). Closing its frame and Escape go back to step 3 instead of importing and doing nothing.
+  bool telling_confirmation = false;
   // A test run neither backs the source up nor removes it.
   bool harmless_test = false;
   // Before step 3 it is told what has become of the source's columns since the specification was saved; the person

@@ -3,19 +3,35 @@
 #pragma once
 
 #include <QWidget>
+#include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "kestrel/run_result.h"
 
 namespace kestrel {
 
+// What the host's ledger knows of an import.
+struct SpecificationRun {
+  std::string specification = {};  // its whole path
+  std::string source = {};         // where its data came from
+  std::string begin = {};          // "JJJJ-MM-TT HH:MM:SS"
+  std::string state = {};          // in a word, for a person; empty: it came to its end
+  std::int64_t read = 0;
+  std::int64_t added = 0;
+  std::int64_t updated = 0;
+  std::int64_t not_stored = 0;  // held back or rejected
+};
+
 struct WizardHost {
   // Shows what the run has left in the host's logs.
-  std::function<void(const RunResult& run)> show_log;
+  std::function<void(const RunResult& run)> show_log = nullptr;
   // Takes an import back: the run that the host's ledger knows by this number (RunResult::run_number). Asks before,
   // above `window`. Returns what was done, for a person; empty where nothing was.
-  std::function<std::string(const std::string& run_number, QWidget* window)> undo;
+  std::function<std::string(const std::string& run_number, QWidget* window)> undo = nullptr;
+  // The last imports, the latest first; asked when step 1 fills its list, so it is to take no time worth telling.
+  std::function<std::vector<SpecificationRun>()> last_runs = nullptr;
 };
 
 }  // namespace kestrel

@@ -170,6 +170,8 @@ void ImportJob::Choose(const std::string& path) {
 
 void ImportJob::SaveSchema(bool Commit) { kestrel::SaveSchema(session(), state_->working_copy_lock, Commit); }
 
+bool ImportJob::SaveSchemaAs() { return kestrel::SaveSchemaAs(session(), state_->working_copy_lock); }
+
 void ImportJob::Cancel() {
   if (state_->run != nullptr) return RequestStop();
   // In a session of the pages an earlier import may have left its own.

@@ -62,20 +62,6 @@ std::optional<std::string> AskForName(Session& session) {
   return name;
 }
 
-std::string NewSpecificationPath(const Session& session, const std::string& name) {
-  // A pasted line break would stand in the file's name, but not in the Description.
-  const auto is_control = [](char c) { return static_cast<unsigned char>(c) < ' '; };
-  if (name.find_first_of("\\/") != std::string::npos || std::any_of(name.begin(), name.end(), is_control)) {
-    throw RuntimeError(ErrorNumber::kBadFileName,
-                       std::string(DescriptionOf(ErrorNumber::kBadFileName)) + ": " + name);
-  }
-  std::string path = JoinPath(session.SpecFolder, name + ".IMP");
-  for (int number = 1; number <= kMaxNumberedFile && FileExists(path); ++number) {
-    path = JoinPath(session.SpecFolder, name + "(" + std::to_string(number) + ").IMP");
-  }
-  return path;
-}
-
 void AddSourceSettings(const Session& session, Edits& edits) {
   edits.push_back({kCommon, "Provider", session.Provider});
   const SourceKind* kind = KindOf(session);
@@ -140,7 +126,30 @@ void ReplaceSpecification(Session& session, WorkingCopyLock& lock, const std::st
   session.SpecFile = path;
 }
 
+// The settings that are saved for good; of a save in between those of the source's columns are not.
+void AddSettings(const Session& session, bool is_for_good, Edits& edits) {
+  AddSourceSettings(session, edits);
+  if (session.AssignmentList == nullptr) return;
+  AddFieldAssignments(*session.AssignmentList, edits);
+  // Without a list the column names may be those of another import.
+  if (is_for_good) AddSourceColumns(session.SourceFieldNames, edits);
+}
+
 }  // namespace
+
+std::string NewSpecificationPath(const Session& session, const std::string& name) {
+  // A pasted line break would stand in the file's name, but not in the Description.
+  const auto is_control = [](char c) { return static_cast<unsigned char>(c) < ' '; };
+  if (name.find_first_of("\\/") != std::string::npos || std::any_of(name.begin(), name.end(), is_control)) {
+    throw RuntimeError(ErrorNumber::kBadFileName,
+                       std::string(DescriptionOf(ErrorNumber::kBadFileName)) + ": " + name);
+  }
+  std::string path = JoinPath(session.SpecFolder, name + ".IMP");
+  for (int number = 1; number <= kMaxNumberedFile && FileExists(path); ++number) {
+    path = JoinPath(session.SpecFolder, name + "(" + std::to_string(number) + ").IMP");
+  }
+  return path;
+}
 
 void SaveSchema(Session& session, WorkingCopyLock& lock, bool Commit) {
   Edits edits;
@@ -151,13 +160,7 @@ void SaveSchema(Session& session, WorkingCopyLock& lock, bool Commit) {
     path = NewSpecificationPath(session, *name);
     edits.push_back({kCommon, "Description", *name});
   }
-  AddSourceSettings(session, edits);
-  if (session.AssignmentList != nullptr) {
-    AddFieldAssignments(*session.AssignmentList, edits);
-    // Without a list the column names may be those of another import.
-    if (Commit) AddSourceColumns(session.SourceFieldNames, edits);
-  }
-
+  AddSettings(session, Commit, edits);
   if (Commit) {
     ReplaceSpecification(session, lock, path, edits);
   } else {
@@ -168,6 +171,26 @@ void SaveSchema(Session& session, WorkingCopyLock& lock, bool Commit) {
   session.SchemaSaved = true;
   session.SchemaChanged = false;
   if (Commit) RenewWorkingCopy(session, lock);
+}
+
+bool SaveSchemaAs(Session& session, WorkingCopyLock& lock) {
+  const std::optional<std::string> name = AskForName(session);
+  if (!name.has_value()) return false;
+  const std::string path = NewSpecificationPath(session, *name);
+  if (FileExists(path)) {
+    throw RuntimeError(ErrorNumber::kFileAlreadyExists,
+                       std::string(DescriptionOf(ErrorNumber::kFileAlreadyExists)) + ": " + path);
+  }
+  Edits edits = {{kCommon, "Description", *name}};
+  AddSettings(session, true, edits);
+  ReplaceSpecification(session, lock, path, edits);
+  session.ChosenSpecFile = path;
+  session.Description = *name;
+  session.ExistingSchemaNames.append(*name).push_back(';');
+  session.SchemaSaved = true;
+  session.SchemaChanged = false;
+  RenewWorkingCopy(session, lock);
+  return true;
 }
 
 }  // namespace kestrel

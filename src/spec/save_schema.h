@@ -1,6 +1,8 @@
 // Saving what the user set up in steps 2 and 3.
 #pragma once
 
+#include <string>
+
 #include "spec/working_copy.h"
 
 namespace kestrel {
@@ -20,5 +22,15 @@ namespace kestrel {
 //
 // `lock` is that of the working copy, and then that of the fresh one.
 void SaveSchema(Session& session, WorkingCopyLock& lock, bool Commit);
+
+// Saves the settings as a new specification, whatever was chosen, with all that the working copy holds; its name is
+// asked for as that of a template. The session goes on with the new one: it is the chosen file, and the fresh working
+// copy is its. False where the person gave no name that can be used. Raises as SaveSchema, and 58 where there are
+// files for the name and for the nine numbered ones; none is replaced.
+bool SaveSchemaAs(Session& session, WorkingCopyLock& lock);
+
+// Where a specification of this name is to lie: the first of Name.IMP and Name(1).IMP to Name(9).IMP that does not
+// exist, else the ninth. Raises 52 for a name that holds a path separator or a control character.
+std::string NewSpecificationPath(const Session& session, const std::string& name);
 
 }  // namespace kestrel

@@ -1,5 +1,7 @@
 #include "wizard/button_row.h"
 
+#include <QMenu>
+#include <QToolButton>
 #include <algorithm>
 
 #include "wizard/page_parts.h"
@@ -60,6 +62,27 @@ QPushButton* ButtonRow::AddPrev(const QString& tool_tip) {
 QPushButton* ButtonRow::AddCancel(const QString& tool_tip) {
   right_->addSpacing(10);
   return AddRight("cmdCancel", "Abbrechen", tool_tip, 'A');
+}
+
+QAction* ButtonRow::AddMenuEntry(const char* button_name, const QString& accessible_name,
+                                 const char* entry_name, const QString& caption, const QKeySequence& shortcut) {
+  auto* button = new QToolButton(this);
+  button->setObjectName(QString::fromUtf8(button_name));
+  button->setAccessibleName(accessible_name);
+  button->setToolTip(caption);
+  button->setArrowType(Qt::DownArrow);
+  button->setPopupMode(QToolButton::InstantPopup);
+  button->setFocusPolicy(Qt::StrongFocus);
+  button->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Expanding);
+  auto* menu = new QMenu(button);
+  QAction* entry = menu->addAction(caption);
+  entry->setObjectName(QString::fromUtf8(entry_name));
+  entry->setShortcut(shortcut);
+  // The shortcut works while the menu is closed, too.
+  window()->addAction(entry);
+  button->setMenu(menu);
+  left_->addWidget(button);
+  return entry;
 }
 
 void ButtonRow::AddNotice(QWidget* notice) { left_->addWidget(notice, 1); }

@@ -1,7 +1,9 @@
 // Buttons with a caption, and the row of them below a page or dialog.
 #pragma once
 
+#include <QAction>
 #include <QHBoxLayout>
+#include <QKeySequence>
 #include <QPushButton>
 #include <QWidget>
 
@@ -40,6 +42,13 @@ class ButtonRow final : public QWidget {
   QPushButton* AddPrev(const QString& tool_tip);
   // At the far right, a little apart.
   QPushButton* AddCancel(const QString& tool_tip);
+
+  // A narrow button with an arrow behind those at the left, whose menu has this one entry.
+  QAction* AddMenuEntry(const char* button_name, const QString& accessible_name, const char* entry_name,
+                        const QString& caption, const QKeySequence& shortcut);
+
+  // Puts a narrow button in front of those at the right.
+  void AddNarrow(QWidget* button) { right_->insertWidget(0, button); }
 
   // Puts a widget at the left, which gets the room that the buttons leave.
   void AddNotice(QWidget* notice);

@@ -5,14 +5,41 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QVBoxLayout>
+#include <chrono>
+#include <thread>
 
+#include "sources/source_count.h"
 #include "wizard/button_row.h"
+#include "wizard/event_guard.h"
+#include "wizard/german_number.h"
 #include "wizard/page_parts.h"
+#include "wizard/qt_text.h"
+#include "wizard/source_fate.h"
 #include "wizard/window_frame.h"
 
 namespace kestrel {
 
-frmQuestionDlg::frmQuestionDlg(QWidget* parent) : QDialog(parent) {
+namespace {
+
+constexpr int kLookForCountMs = 50;
+constexpr int kFateLines = 3;
+
+// A path may be broken behind each of its folders.
+QString Breakable(const std::string& text) { return ToQt(text).replace('/', QString("/") + QChar(0x200b)); }
+
+QLabel* AddTextLabel(const char* name, QWidget* parent) {
+  auto* label = new QLabel(parent);
+  label->setObjectName(name);
+  label->setTextFormat(Qt::PlainText);
+  label->setWordWrap(true);
+  parent->layout()->addWidget(label);
+  return label;
+}
+
+}  // namespace
+
+frmQuestionDlg::frmQuestionDlg(QWidget* parent, const Session* told, bool harmless_test)
+    : QDialog(parent), is_telling_(told != nullptr) {
   setObjectName("frmQuestionDlg");
   setWindowTitle("KESTREL Datenimport");
   GiveIcon(this);
@@ -45,6 +72,10 @@ frmQuestionDlg::frmQuestionDlg(QWidget* parent) : QDialog(parent) {
   choices->addSpacing(8);
   choices->addWidget(optTestMode_);
   choices->addWidget(optImport_);
+  if (is_telling_) {
+    choices->addSpacing(8);
+    choices->addWidget(BuildSource(*told, harmless_test));
+  }
   auto* body = new QHBoxLayout;
   body->setSpacing(16);
   body->addWidget(image, 0, Qt::AlignTop);
@@ -57,8 +88,44 @@ frmQuestionDlg::frmQuestionDlg(QWidget* parent) : QDialog(parent) {
   connect(cmd_ok, &QPushButton::clicked, this, &QDialog::accept);
 }
 
+QWidget* frmQuestionDlg::BuildSource(const Session& session, bool harmless_test) {
+  auto* source = new QWidget(this);
+  auto* lines = new QVBoxLayout(source);
+  lines->setContentsMargins(0, 0, 0, 0);
+  AddTextLabel("lblSource", source)->setText(Breakable(SourceName(session)));
+  lblRecords_ = AddTextLabel("lblRecords", source);
+  lblRecords_->setText("Die Datensätze werden gezählt ...");
+  QLabel* fate = AddTextLabel("lblFate", source);
+  fate->setAlignment(Qt::AlignTop);
+  // The window keeps its size with either choice.
+  fate->setMinimumHeight(fontMetrics().lineSpacing() * kFateLines);
+  const auto show_fate = [this, fate, &session, harmless_test] {
+    fate->setText(Breakable(SourceFateText(session, optTestMode_->isChecked(), harmless_test)));
+  };
+  const EventGuard guard(this, session.platform.ui);
+  guard.On(optTestMode_, &QRadioButton::toggled, show_fate);
+  show_fate();
+
+  std::packaged_task<std::optional<std::int64_t>()> task(CountingOf(session));
+  count_ = task.get_future();
+  // Nobody waits for the thread of a dialog that has gone; a driver ends it after its own time.
+  std::thread(std::move(task)).detach();
+  guard.On(&look_for_count_, &QTimer::timeout, &frmQuestionDlg::LookForCount);
+  look_for_count_.start(kLookForCountMs);
+  return source;
+}
+
+void frmQuestionDlg::LookForCount() {
+  if (count_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return;
+  look_for_count_.stop();
+  const std::optional<std::int64_t> count = count_.get();
+  const bool is_known = count && *count >= 0;
+  lblRecords_->setText(is_known ? GermanCount(*count, "Datensatz", "Datensätze")
+                                : QString("Wie viele Datensätze es sind, ist nicht bekannt."));
+}
+
 void frmQuestionDlg::keyPressEvent(QKeyEvent* event) {
-  if (event->key() != Qt::Key_Escape) QDialog::keyPressEvent(event);
+  if (event->key() != Qt::Key_Escape || is_telling_) QDialog::keyPressEvent(event);
 }
 
 void frmQuestionDlg::accept() {

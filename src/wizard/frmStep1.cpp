@@ -11,11 +11,15 @@
 #include "kestrel/import_man.h"
 #include "kestrel/wizard.h"
 #include "platform/base/file.h"
+#include "spec/manage_specifications.h"
 #include "spec/working_copy.h"
 #include "wizard/ask_before_loss.h"
+#include "wizard/ask_for_name.h"
 #include "wizard/button_row.h"
 #include "wizard/qt_text.h"
+#include "wizard/recent_specifications.h"
 #include "wizard/table_look.h"
+#include "wizard/trash.h"
 #include "wizard/window_frame.h"
 
 namespace kestrel {
@@ -67,6 +71,7 @@ frmStep1::frmStep1(ImportJob& job, Wizard& wizard)
   kinds->addWidget(optSchema_);
   kinds->addWidget(optVorlage_);
   kinds->addStretch(1);
+  if (wizard_.comforts().managed_specifications) AddManagement(*kinds, *buttons);
   auto* body = new QVBoxLayout;
   body->setSpacing(10);
   body->addLayout(kinds);
@@ -82,7 +87,8 @@ frmStep1::frmStep1(ImportJob& job, Wizard& wizard)
   guard_.On(lstVorlage_, &QListWidget::customContextMenuRequested, &frmStep1::ShowPopup);
   guard_.On(cmdNext_, &QPushButton::clicked, &frmStep1::cmdNext_Click);
   guard_.On(cmdCancel_, &QPushButton::clicked, &frmStep1::cmdCancel_Click);
-  guard_.On(mnuDelete, &QAction::triggered, &frmStep1::mnuDelete_Click);
+  guard_.On(mnuDelete, &QAction::triggered,
+            wizard_.comforts().managed_specifications ? &frmStep1::Delete : &frmStep1::mnuDelete_Click);
   BindKeys(this, cmdNext_, cmdCancel_);
   if (wizard_.comforts().recognised_files) {
     TakeDroppedFiles(this, [this](const QString& path) {
@@ -103,17 +109,29 @@ frmStep1::frmStep1(ImportJob& job, Wizard& wizard)
 void frmStep1::FillList() {
   lstVorlage_->clear();
   paths_.clear();
+  // Names that were given up can be given again.
+  if (wizard_.comforts().managed_specifications) session_.ExistingSchemaNames.clear();
   bool cut = false;
   const auto kind = optVorlage_->isChecked() ? SpecificationKind::kTemplate : SpecificationKind::kSpecification;
   std::vector<SpecificationEntry> entries;
   std::vector<std::string> unreadable;
   guard_.Run([&] { entries = FillSpecificationList(session_, kind, &cut, &unreadable); });
   SortByTitle(entries);
+  std::vector<QString> lines;
+  if (wizard_.comforts().recent_specifications && wizard_.host().last_runs != nullptr) {
+    guard_.Run([&] { lines = PutRecentFirst(entries, wizard_.host().last_runs()); });
+  }
   for (SpecificationEntry& entry : entries) {
-    lstVorlage_->addItem(ToQt(entry.description));
-    lstVorlage_->item(lstVorlage_->count() - 1)->setSizeHint({0, RowHeight(lstVorlage_->fontMetrics())});
+    const bool is_recent = paths_.size() < lines.size();
+    const QString line = is_recent ? '\n' + lines[paths_.size()] : QString();
+    lstVorlage_->addItem(ToQt(entry.description) + line);
+    const QFontMetrics metrics = lstVorlage_->fontMetrics();
+    QListWidgetItem* const item = lstVorlage_->item(lstVorlage_->count() - 1);
+    item->setSizeHint({0, RowHeight(metrics) + (is_recent ? metrics.lineSpacing() : 0)});
+    if (is_recent) item->setToolTip(PlainToolTip(lines[paths_.size()]));
     paths_.push_back(std::move(entry.path));
   }
+  if (txtSearch_ != nullptr) Search();
   if (cut && !told_of_limit_) {
     told_of_limit_ = true;
     session_.platform.ui.MessageBox("Es sind mehr als " + std::to_string(kMaxListedSpecifications) +
@@ -201,6 +219,108 @@ bool frmStep1::SelectFirstByKey(const QEvent* event) {
 void frmStep1::ShowPopup(const QPoint& position) {
   // Templates cannot be deleted from here.
   if (optSchema_->isChecked()) mnuPopup_->popup(lstVorlage_->viewport()->mapToGlobal(position));
+}
+
+void frmStep1::AddManagement(QLayout& above_list, ButtonRow& buttons) {
+  txtSearch_ = new QLineEdit(this);
+  txtSearch_->setObjectName("txtSearch");
+  txtSearch_->setPlaceholderText("Suchen");
+  txtSearch_->setAccessibleName("Spezifikation suchen");
+  txtSearch_->setToolTip("Zeigt nur Spezifikationen, deren Name diesen Text enthält (Strg+F)");
+  txtSearch_->setClearButtonEnabled(true);
+  above_list.addWidget(txtSearch_);
+  cmdRename_ =
+      buttons.AddLeft("cmdRename", "Umbenennen...", "Der Spezifikation einen anderen Namen geben (F2)", 'U');
+  cmdDuplicate_ =
+      buttons.AddLeft("cmdDuplicate", "Duplizieren...", "Eine Kopie der Spezifikation anlegen", 'D');
+  cmdDelete_ =
+      buttons.AddLeft("cmdDelete", "Löschen...", "Die Spezifikation in den Papierkorb legen (Entf)", 'L');
+  guard_.On(txtSearch_, &QLineEdit::textChanged, &frmStep1::Search);
+  guard_.On(cmdRename_, &QPushButton::clicked, &frmStep1::Rename);
+  guard_.On(cmdDuplicate_, &QPushButton::clicked, &frmStep1::Duplicate);
+  guard_.On(cmdDelete_, &QPushButton::clicked, &frmStep1::Delete);
+  guard_.On(lstVorlage_, &QListWidget::itemSelectionChanged, &frmStep1::EnableManagement);
+  const auto add_entry = [&](const char* name, const char* caption, void (frmStep1::*slot)()) {
+    QAction* entry = mnuPopup_->addAction(QString::fromUtf8(caption));
+    entry->setObjectName(QString::fromUtf8(name));
+    guard_.On(entry, &QAction::triggered, slot);
+  };
+  add_entry("mnuRename", "Umbenennen...", &frmStep1::Rename);
+  add_entry("mnuDuplicate", "Duplizieren...", &frmStep1::Duplicate);
+  const auto add_key = [&](const QKeySequence& key, QWidget* where, auto slot) {
+    auto* action = new QAction(where);
+    action->setShortcut(key);
+    action->setShortcutContext(where == this ? Qt::WindowShortcut : Qt::WidgetShortcut);
+    where->addAction(action);
+    guard_.On(action, &QAction::triggered, slot);
+  };
+  add_key(QKeySequence("F2"), lstVorlage_, [this] { Rename(); });
+  add_key(QKeySequence::Delete, lstVorlage_, [this] { Delete(); });
+  add_key(QKeySequence::Find, this, [this] { txtSearch_->setFocus(); });
+  EnableManagement();
+}
+
+void frmStep1::EnableManagement() {
+  // Templates are nobody's to change from here.
+  const bool can = optSchema_->isChecked() && !SelectedPath().empty();
+  for (QPushButton* button : {cmdRename_, cmdDuplicate_, cmdDelete_}) button->setEnabled(can);
+}
+
+void frmStep1::Search() {
+  const QString text = txtSearch_->text().trimmed();
+  for (int row = 0; row < lstVorlage_->count(); ++row) {
+    QListWidgetItem* item = lstVorlage_->item(row);
+    const QString name = item->text().section('\n', 0, 0);
+    item->setHidden(!name.contains(text, Qt::CaseInsensitive));
+    // What is not seen is not gone on with.
+    if (item->isHidden()) item->setSelected(false);
+  }
+  EnableManagement();
+}
+
+void frmStep1::SelectPath(const std::string& path) {
+  const auto found = std::find(paths_.begin(), paths_.end(), path);
+  if (found != paths_.end()) lstVorlage_->setCurrentRow(static_cast<int>(found - paths_.begin()));
+}
+
+void frmStep1::Rename() {
+  const std::string path = SelectedPath();
+  if (path.empty() || !optSchema_->isChecked()) return;
+  const std::string before = SelectedName();
+  const auto name =
+      AskForName(session_.platform.ui, "Neuer Name für \"" + before + "\":", "Umbenennen", before);
+  if (!name || *name == before) return;
+  RenameSpecification(session_, path, *name);
+  FillList();
+  SelectPath(path);
+}
+
+void frmStep1::Duplicate() {
+  const std::string path = SelectedPath();
+  if (path.empty() || !optSchema_->isChecked()) return;
+  const std::string before = SelectedName();
+  const auto name = AskForName(session_.platform.ui, "Name der Kopie von \"" + before + "\":", "Duplizieren",
+                               before + " (Kopie)");
+  if (!name) return;
+  const std::string copy = DuplicateSpecification(session_, path, *name);
+  FillList();
+  SelectPath(copy);
+}
+
+void frmStep1::Delete() {
+  const std::string path = SelectedPath();
+  if (path.empty() || !optSchema_->isChecked()) return;
+  if (AskBeforeLoss(session_.platform.ui,
+                    "Möchten Sie das Schema \"" + SelectedName() + "\" in den Papierkorb legen?",
+                    "Löschen?") != Answer::kYes) {
+    return;
+  }
+  MoveToTrash(path);
+  FillList();
+}
+
+std::string frmStep1::SelectedName() const {
+  return FromQt(lstVorlage_->selectedItems().first()->text().section('\n', 0, 0));
 }
 
 void frmStep1::mnuDelete_Click() {

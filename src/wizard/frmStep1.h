@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
 #include <QPushButton>
@@ -40,9 +41,19 @@ class frmStep1 final : public QWidget {
   void TakeDroppedFile(const QString& path);
   void cmdCancel_Click();
   void mnuDelete_Click();
+  // With the comforts: what is done with the specification that is selected.
+  void AddManagement(QLayout& above_list, ButtonRow& buttons);
+  void EnableManagement();
+  void Rename();
+  void Duplicate();
+  void Delete();
+  void Search();
+  void SelectPath(const std::string& path);
   void ShowPopup(const QPoint& position);
   // The file of the selected entry, or an empty text.
   std::string SelectedPath() const;
+  // Its name; there is one.
+  std::string SelectedName() const;
 
   ImportJob& job_;
   Session& session_;
@@ -56,6 +67,10 @@ class frmStep1 final : public QWidget {
   QPushButton* cmdNext_;
   QPushButton* cmdCancel_;
   QMenu* mnuPopup_;
+  QLineEdit* txtSearch_ = nullptr;  // null without the comfort
+  QPushButton* cmdRename_ = nullptr;
+  QPushButton* cmdDuplicate_ = nullptr;
+  QPushButton* cmdDelete_ = nullptr;
   std::vector<std::string> paths_;  // indexed like the list
   bool told_of_limit_ = false;
   bool told_of_unreadable_ = false;

@@ -391,9 +391,18 @@ void frmStep2::cmdOptions_Click() {
 void frmStep2::cmdSave_Click() {
   // The page is not stored first: what was edited since the last store is not part of this save.
   bool saved = false;
-  Trap([&] { saved = SaveForGood(job_); },
+  Trap([&] { saved = SaveForGood(job_, wizard_.comforts()); },
        [&](const RuntimeError& error) { ShowMessage("Fehler: " + error.Description(), ""); });
   lblStatus_->setText(saved && wizard_.comforts().tells_of_saving ? kSavedText : "");
+}
+
+void frmStep2::mnuSaveAs_Click() {
+  bool saved = false;
+  // A copy is of what the person sees.
+  if (!StoreValues()) return;
+  Trap([&] { saved = job_.SaveSchemaAs(); },
+       [&](const RuntimeError& error) { ShowMessage("Fehler: " + error.Description(), ""); });
+  lblStatus_->setText(saved ? kSavedText : "");
 }
 
 void frmStep2::cmdPrev_Click() {

@@ -119,6 +119,7 @@ class frmStep2 final : public QWidget {
   void ShowPreview(const OpenedRecords* records);
   void cmdOptions_Click();
   void cmdSave_Click();
+  void mnuSaveAs_Click();
   void cmdPrev_Click();
   void cmdNext_Click();
   // Tells what has become of the source's columns; whether to go on.

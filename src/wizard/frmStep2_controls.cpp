@@ -10,6 +10,7 @@
 #include "kestrel/wizard.h"
 #include "wizard/button_row.h"
 #include "wizard/frmStep2.h"
+#include "wizard/saving.h"
 #include "wizard/window_frame.h"
 
 namespace kestrel {
@@ -103,6 +104,9 @@ void frmStep2::BuildControls() {
   auto* buttons = new ButtonRow(this);
   cmdOptions_ = buttons->AddOptions();
   cmdSave_ = buttons->AddSave();
+  if (QAction* save_as = AddSaveAs(*buttons, wizard_.comforts())) {
+    guard_.On(save_as, &QAction::triggered, &frmStep2::mnuSaveAs_Click);
+  }
   cmdPrev_ = buttons->AddPrev("Zurück zu Schritt 1");
   cmdNext_ = buttons->AddDefault("cmdNext", "Weiter", "Weiter zu Schritt 3", 'W');
   cmdCancel_ = buttons->AddCancel("Import abbrechen");

@@ -81,6 +81,9 @@ void frmStep3::BuildControls() {
   auto* buttons = new ButtonRow(this);
   cmdOptions_ = buttons->AddOptions();
   cmdSave_ = buttons->AddSave();
+  if (QAction* save_as = AddSaveAs(*buttons, wizard_.comforts())) {
+    guard_.On(save_as, &QAction::triggered, &frmStep3::mnuSaveAs_Click);
+  }
   cmdPrev_ = buttons->AddPrev("Zurück zu Schritt 2");
   cmdOK_ = buttons->AddDefault("cmdOK", "Fertigstellen", "Importvorgang starten", 'F');
   cmdCancel_ = buttons->AddCancel("Import abbrechen");
@@ -419,9 +422,17 @@ void frmStep3::cmdOptions_Click() {
 void frmStep3::cmdSave_Click() {
   bool saved = false;
   // What an earlier attempt failed with is over where this one does not.
-  if (!guard_.Run([&] { saved = SaveForGood(job_); })) return;
+  if (!guard_.Run([&] { saved = SaveForGood(job_, wizard_.comforts()); })) return;
   lblStatus_->hide();
   if (saved && wizard_.comforts().tells_of_saving) ShowStatus(kSavedText);
+}
+
+void frmStep3::mnuSaveAs_Click() {
+  LeaveStoringControl();
+  bool saved = false;
+  if (!guard_.Run([&] { saved = job_.SaveSchemaAs(); })) return;
+  lblStatus_->hide();
+  if (saved) ShowStatus(kSavedText);
 }
 
 void frmStep3::cmdPrev_Click() {
@@ -440,11 +451,12 @@ void frmStep3::cmdOK_Click() {
     const Answer answer = ui.MessageBox(
         "Möchten Sie die Einstellungen in einer Datei speichern, um diese künftig erneut verwenden zu können?",
         "Speichern?", Icon::kQuestion, Buttons::kYesNo);
-    if (answer == Answer::kYes) guard_.Run([&] { job_.SaveSchema(true); });
+    if (answer == Answer::kYes) guard_.Run([&] { SaveForGood(job_, wizard_.comforts()); });
   }
-  frmQuestionDlg question(this);
+  const WizardComforts& comforts = wizard_.comforts();
+  frmQuestionDlg question(this, comforts.telling_confirmation ? &session_ : nullptr, comforts.harmless_test);
   wizard_.Dress(question);
-  question.exec();
+  if (question.exec() != QDialog::Accepted && comforts.telling_confirmation) return;
   session_.TestMode = question.Testmode();
   wizard_.RunImport(*this);
   close();

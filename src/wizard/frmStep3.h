@@ -68,6 +68,7 @@ class frmStep3 final : public QWidget {
   void cmdUebersetzen_Click();
   void cmdOptions_Click();
   void cmdSave_Click();
+  void mnuSaveAs_Click();
   void cmdPrev_Click();
   void cmdOK_Click();
   void cmdCancel_Click();

@@ -149,6 +149,11 @@ Answer QtUserInterface::AskBeforeLoss(std::string_view text, std::string_view ti
 }
 
 std::optional<std::string> QtUserInterface::InputBox(std::string_view prompt, std::string_view title) {
+  return InputBox(prompt, title, "");
+}
+
+std::optional<std::string> QtUserInterface::InputBox(std::string_view prompt, std::string_view title,
+                                                     std::string_view start) {
   SpeakGerman();
   const ArrowCursor arrow;
   const Owner owner;
@@ -158,6 +163,7 @@ std::optional<std::string> QtUserInterface::InputBox(std::string_view prompt, st
   dialog.setWindowTitle(ToQt(title));
   dialog.setLabelText(ToQt(prompt));
   dialog.setInputMode(QInputDialog::TextInput);
+  dialog.setTextValue(ToQt(start));
   // What is asked for is a name, and is read while it is typed.
   const int width = dialog.fontMetrics().averageCharWidth() * kInputCharacters;
   dialog.resize(dialog.sizeHint().expandedTo({width, 0}));

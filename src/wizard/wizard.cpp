@@ -14,6 +14,7 @@
 #include "wizard/frmStep2.h"
 #include "wizard/frmStep3.h"
 #include "wizard/frmTransTbl.h"
+#include "wizard/help.h"
 #include "wizard/page_parts.h"
 #include "wizard/window_frame.h"
 
@@ -133,6 +134,8 @@ frmTransTbl& Wizard::ValueEditor() {
 }
 
 void Wizard::Dress(QWidget& window) const {
+  if (comforts_.help_pages) AddHelpPage(window, session_->platform.ui);
+  if (comforts_.tool_tips) AddToolTips(window);
   if (comforts_.visible_access_keys) ShowAccessKeys(window);
 }
 

@@ -225,7 +225,8 @@ class HostWithLedger : public ResultPageTest {
                          EXPECT_EQ(window, with_host->CurrentPage());
                          undone = run;
                          return std::string("3 Adressen gelöscht.");
-                       }});
+                       },
+                   .last_runs = nullptr});
   }
   void RunThere(bool is_test) {
     WriteSpecification("Test.IMP", TextSpecification(WriteSource(), "[FieldAssignments]\nName=FIELD:Name\n"));
