@@ -3,6 +3,7 @@
 #include "component/import_class.h"
 #include "kestrel/runtime_error.h"
 #include "log/import_log.h"
+#include "mapping/row_keeper.h"
 #include "mapping/translation.h"
 #include "platform/base/text.h"
 #include "spec/profile_access.h"
@@ -19,23 +20,6 @@ constexpr std::string_view kFieldPrefix = "FIELD:";
 constexpr std::string_view kConstantPrefix = "CONST:";
 constexpr std::size_t kNameSize = 255;
 constexpr std::size_t kRemarkSize = 50;
-
-// Returns to the row that was current, where there was one.
-class RowKeeper {
- public:
-  explicit RowKeeper(MemoryRecordset& list) : list_(list) {
-    if (!list.IsBof() && !list.IsEof()) row_ = list.Bookmark();
-  }
-  RowKeeper(const RowKeeper&) = delete;
-  RowKeeper& operator=(const RowKeeper&) = delete;
-  ~RowKeeper() {
-    if (row_.has_value()) list_.GoTo(*row_);
-  }
-
- private:
-  MemoryRecordset& list_;
-  std::optional<std::int64_t> row_;
-};
 
 // Whether some row answers true; stops at the first that does.
 template <class Test>
@@ -246,6 +230,20 @@ AssignmentPanel ReadAssignment(MemoryRecordset& list, std::int64_t row) {
     panel.constant = list.TextAt(kDestinationName);
   }
   return panel;
+}
+
+std::shared_ptr<MemoryRecordset> CopyAssignments(MemoryRecordset& list, std::optional<std::int64_t> only) {
+  const RowKeeper keeper(list);
+  const std::shared_ptr<MemoryRecordset> copy = CreateAssignmentList();
+  for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {
+    if (only && list.Bookmark() != *only) continue;
+    copy->AddNew();
+    for (std::size_t column = 0; column < kAssignmentColumnCount; ++column) {
+      copy->SetValue(column, list.ValueAt(column));
+    }
+  }
+  copy->MoveFirst();
+  return copy;
 }
 
 bool IsInList(std::string_view name, const std::vector<std::string>& list) {

@@ -7,6 +7,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -48,10 +50,11 @@ inline constexpr std::array<const char*, 8> kDateFormats = {"tt.mm.jjjj", "tt.mm
 // What the assignment panel of step 3 holds.
 struct AssignmentPanel {
   AssignmentOption option = kNotAssigned;
-  std::string import_field;  // text of cboImportFeld
-  std::string constant;      // text of txtKonstanterWert
-  bool translate = false;    // chkUebersetzen
-  std::string date_format;   // text of cboDatumsFormat
+  std::string import_field = {};  // text of cboImportFeld
+  std::string constant = {};      // text of txtKonstanterWert
+  bool translate = false;         // chkUebersetzen
+  std::string date_format = {};   // text of cboDatumsFormat
+  friend bool operator==(const AssignmentPanel&, const AssignmentPanel&) = default;
 };
 
 // An empty list.
@@ -73,6 +76,10 @@ KESTREL_INTERNAL void StoreCurrentAssignment(MemoryRecordset& list, const Assign
 
 // What the panel shows for a row; the list stays at its current row.
 KESTREL_INTERNAL AssignmentPanel ReadAssignment(MemoryRecordset& list, std::int64_t row);
+
+// The rows, or `only` that one, in a list of their own, which stands at its first row. `list` stays at its own.
+KESTREL_INTERNAL std::shared_ptr<MemoryRecordset> CopyAssignments(MemoryRecordset& list,
+                                                                  std::optional<std::int64_t> only = {});
 
 // Exact comparison with every element but the last.
 bool IsInList(std::string_view name, const std::vector<std::string>& list);

@@ -1,0 +1,153 @@
+#include "mapping/field_names.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <iterator>
+#include <optional>
+
+#include "platform/base/text.h"
+
+namespace kestrel {
+
+namespace {
+
+// Usual names of the same thing, folded and without the number at their end. A name may stand in several lines.
+constexpr const char* kSynonyms[] = {
+    "BEZ BEZEICHNUNG NAME FIRMA FIRMENNAME",
+    "NAME NACHNAME FAMILIENNAME ZUNAME",
+    "FIRMA FIRMENNAME UNTERNEHMEN FIRMENBEZEICHNUNG",
+    "VORNAME RUFNAME",
+    "ANREDE GESCHLECHTSANREDE",
+    "TITEL AKADEMISCHERTITEL AKADTITEL",
+    "ZUSATZ NAMENSZUSATZ NAMEZUSATZ",
+    "ANSPRECHPARTNER KONTAKTPERSON KONTAKT",
+    "STRASSE STR STRASSEHAUSNUMMER STRASSEHAUSNR STRASSEHNR STRASSENR STRASSEUNDHAUSNUMMER "
+    "STRASSEUNDHAUSNR STRASSEUNDNR STRASSENNAME",
+    "HAUSNUMMER HAUSNR HNR",
+    "ADRESSZUSATZ ANSCHRIFTZUSATZ ADRESSENZUSATZ",
+    "PLZ POSTLEITZAHL",
+    "ORT STADT WOHNORT ORTSNAME",
+    "LAND STAAT LKZ LAENDERKENNZEICHEN LAENDERCODE LANDKZ",
+    "POSTFACH PF",
+    "TELEFON TEL TELEFONNUMMER TELEFONNR TELNR FON RUFNUMMER FESTNETZ",
+    "TELEFAX FAX FAXNUMMER FAXNR TELEFAXNUMMER TELEFAXNR",
+    "MOBIL HANDY MOBILTELEFON MOBILNUMMER MOBILNR HANDYNUMMER HANDYNR MOBILFUNK",
+    "EMAIL MAIL EMAILADRESSE MAILADRESSE",
+    "INTERNET HOMEPAGE WEBSEITE WEBSITE WEB WWW URL INTERNETADRESSE",
+    "GEBURTSDATUM GEBURTSTAG GEBDATUM GEBDAT GEBURTSDAT GEBOREN GEBORENAM",
+    "KUNDENNUMMER KUNDENNR KDNR KUNDNR KDNUMMER KUNDENID",
+    "INTERESSENTENNUMMER INTERESSENTENNR INTNR INTERESSENTNR",
+    "LIEFERANTENNUMMER LIEFERANTENNR LIEFNR LIEFERANTNR",
+    "GRUPPE KUNDENGRUPPE INTERESSENTENGRUPPE LIEFERANTENGRUPPE ADRESSGRUPPE KATEGORIE",
+    "SUCHBEGRIFF SUCHNAME KURZNAME KURZBEZEICHNUNG MATCHCODE",
+    "BEMERKUNG BEMERKUNGEN NOTIZ NOTIZEN ANMERKUNG ANMERKUNGEN KOMMENTAR",
+    "UMSATZSTEUERID USTID USTIDNR USTIDENTNR UMSATZSTEUERIDENTIFIKATIONSNUMMER",
+    "KONTONUMMER KONTONR KONTO KTONR",
+    "BANKLEITZAHL BLZ",
+    "BANK BANKNAME KREDITINSTITUT BANKVERBINDUNG",
+    "WAEHRUNG WAEHRUNGSCODE WKZ",
+    "SPRACHE SPRACHCODE KORRESPONDENZSPRACHE",
+};
+
+// What decides whether a folded name is a synonym of another one.
+struct Meaning {
+  std::uint64_t things = 0;  // a bit for each line of kSynonyms that holds it
+  std::string_view number;
+};
+
+Meaning MeaningOf(std::string_view folded) {
+  const auto last = folded.find_last_not_of("0123456789");
+  const std::size_t length = last == std::string_view::npos ? 0 : last + 1;
+  Meaning meaning{0, folded.substr(length)};
+  while (meaning.number.starts_with('0')) meaning.number.remove_prefix(1);
+  if (meaning.number.empty()) meaning.number = "1";
+  static_assert(std::size(kSynonyms) <= 64);
+  for (std::size_t line = 0; line < std::size(kSynonyms); ++line) {
+    const std::vector<std::string_view> names = Split(kSynonyms[line], ' ');
+    const bool holds = std::find(names.begin(), names.end(), folded.substr(0, length)) != names.end();
+    meaning.things |= std::uint64_t{holds} << line;
+  }
+  return meaning;
+}
+
+bool AreSame(const Meaning& a, const Meaning& b) { return (a.things & b.things) != 0 && a.number == b.number; }
+
+}  // namespace
+
+std::string FoldName(std::string_view name) {
+  const std::string upper = UpperCase(name);
+  std::string folded;
+  for (std::size_t position = 0; position < upper.size();) {
+    const char32_t character = NextCodePoint(upper, position);
+    switch (character) {
+      case U'Ä': folded += "AE"; break;
+      case U'Ö': folded += "OE"; break;
+      case U'Ü': folded += "UE"; break;
+      case U'ß':
+      case U'ẞ': folded += "SS"; break;
+      default:
+        // Beyond ASCII the signs of the code page end below the letters.
+        if (character < 0x80 ? std::isalnum(static_cast<int>(character)) != 0 : character >= 0xC0) {
+          AppendUtf8(folded, character);
+        }
+    }
+  }
+  return folded;
+}
+
+bool AreSynonyms(std::string_view a, std::string_view b) {
+  const std::string first = FoldName(a);
+  const std::string second = FoldName(b);
+  return AreSame(MeaningOf(first), MeaningOf(second));
+}
+
+std::vector<NamePair> PairByName(std::span<const std::string> fields, std::span<const std::string> columns,
+                                 std::vector<bool> used) {
+  std::vector<std::string> folded_fields, folded_columns;
+  for (const std::string& field : fields) folded_fields.push_back(FoldName(field));
+  for (const std::string& column : columns) folded_columns.push_back(FoldName(column));
+  std::vector<std::optional<std::size_t>> column_of(fields.size());
+  const auto take_same = [&](const auto& field_names, const auto& column_names) {
+    for (std::size_t field = 0; field < fields.size(); ++field) {
+      if (column_of[field] || field_names[field].empty()) continue;
+      const auto found = std::find(column_names.begin(), column_names.end(), field_names[field]);
+      if (found == column_names.end()) continue;
+      column_of[field] = static_cast<std::size_t>(found - column_names.begin());
+    }
+  };
+  take_same(fields, columns);
+  take_same(folded_fields, folded_columns);
+
+  used.resize(columns.size());
+  for (const auto& column : column_of) {
+    if (column) used[*column] = true;
+  }
+  // All that are open on both sides; of synonyms only those that have one partner each.
+  std::vector<Meaning> meanings;
+  for (const std::string& column : folded_columns) meanings.push_back(MeaningOf(column));
+  std::vector<NamePair> synonyms;
+  for (std::size_t field = 0; field < fields.size(); ++field) {
+    if (column_of[field]) continue;
+    const Meaning meaning = MeaningOf(folded_fields[field]);
+    for (std::size_t column = 0; column < columns.size(); ++column) {
+      if (!used[column] && AreSame(meaning, meanings[column])) {
+        synonyms.push_back({field, column});
+      }
+    }
+  }
+  for (const NamePair& pair : synonyms) {
+    const auto rivals = std::count_if(synonyms.begin(), synonyms.end(), [&](const NamePair& other) {
+      return other.field == pair.field || other.column == pair.column;
+    });
+    if (rivals == 1) column_of[pair.field] = pair.column;
+  }
+
+  std::vector<NamePair> pairs;
+  for (std::size_t field = 0; field < fields.size(); ++field) {
+    if (column_of[field]) pairs.push_back({field, *column_of[field]});
+  }
+  return pairs;
+}
+
+}  // namespace kestrel
