@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "component/session.h"
-#include "import/run_errors.h"
+#include "import/field_errors.h"
 #include "mapping/field_assignment.h"
 #include "mapping/translation.h"
 #include "mapping/value_conversion.h"
@@ -30,7 +30,7 @@ namespace kestrel {
 class RecordAssembly {
  public:
   // All outlive this object.
-  RecordAssembly(Session& session, ProfileStore& profiles, RunErrors& errors)
+  RecordAssembly(Session& session, ProfileStore& profiles, FieldErrors& errors)
       : session_(session), profiles_(profiles), errors_(errors) {}
 
   // Walks the assignment list once and fills `record` from the current row of `source`. Errors of single
@@ -104,7 +104,7 @@ class RecordAssembly {
 
   Session& session_;
   ProfileStore& profiles_;
-  RunErrors& errors_;
+  FieldErrors& errors_;
   std::shared_ptr<MemoryRecordset> list_;
   RecordsetPtr source_;
   RecordsetPtr record_;

@@ -10,20 +10,14 @@
 #include <vector>
 
 #include "import/error_limits.h"
+#include "import/field_errors.h"
 #include "import/run_outcomes.h"
 #include "kestrel/runtime_error.h"
 #include "log/import_log.h"
 
 namespace kestrel {
 
-// The value that an error came up with. Views of the caller's; empty where it is not known.
-struct FieldValue {
-  std::string_view field = {};          // of the destination
-  std::string_view source_column = {};  // none for a constant
-  std::string_view raw_value = {};
-};
-
-class RunErrors {
+class RunErrors final : public FieldErrors {
  public:
   // Both outlive this object.
   RunErrors(ImportLogs& logs, RunOutcomes& outcomes, const RunSettings& settings = {})
@@ -39,14 +33,14 @@ class RunErrors {
   // Counts, logs and tells. The log's row begins with `where`, which names the records that the error belongs
   // to where the import class has named them.
   void Count(RecordError error, const ErrorScope& scope = {}, std::string_view where = "");
-  void Count(const RuntimeError& error, const FieldValue& value = {});
+  void Count(const RuntimeError& error) { Count(error, FieldValue{}); }
+  void Count(const RuntimeError& error, const FieldValue& value) override;
   // The record at hand, which was handed over, is lost by it.
   void CountRejecting(const RuntimeError& error);
-  // A value that does not fit its field (number 10005). `value` is what would have been written.
-  void CountTypeMismatch(const FieldValue& field, std::string_view value);
+  void CountTypeMismatch(const FieldValue& field, std::string_view value) override;
 
-  // A value that is longer than its field: no error, but told with the record.
-  void NoteCut(const std::string& field) { outcomes_.at_hand().cut_fields.push_back(field); }
+  // Told with the record.
+  void NoteCut(const std::string& field) override { outcomes_.at_hand().cut_fields.push_back(field); }
 
   void NoteHeldBack() { limits_.NoteHeldBack(); }
 
