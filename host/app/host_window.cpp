@@ -45,7 +45,14 @@ constexpr WizardComforts kComforts = {.run_summary = true,
                                       .kept_assignments = true,
                                       .offers_excel = true,
                                       .recognised_files = true,
-                                      .live_preview = true};
+                                      .live_preview = true,
+                                      .sample_values = true,
+                                      .assignment_by_name = true,
+                                      .field_search = true,
+                                      .result_tab = true,
+                                      .format_follows_line = true,
+                                      .proposed_date_formats = true,
+                                      .stored_panel = true};
 
 }  // namespace
 

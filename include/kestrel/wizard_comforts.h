@@ -67,6 +67,23 @@ struct WizardComforts {
   // Step 2 shows the first 20 records below the settings, as they are read with them at the moment, or why they cannot
   // be read.
   bool live_preview = false;
+  // Step 3 shows for the selected field three values of its column, and what would be stored for each; of one that
+  // would not be taken, why.
+  bool sample_values = false;
+  // Step 3 has "Nach Namen zuordnen": fields without an assignment get the columns that their names fit, usual
+  // synonyms included. "Rückgängig" takes exactly that back.
+  bool assignment_by_name = false;
+  // Step 3 has a search box that filters its list of fields as one types. The panel names the field that it shows,
+  // which stays the same.
+  bool field_search = false;
+  // Step 3 has a second tab, "Ergebnis": the first 100 records as they would be stored, with what is wrong with them.
+  bool result_tab = false;
+  // On step 3 the box of date formats can be used for the line that is selected, not for the one before it.
+  bool format_follows_line = false;
+  // Step 3 proposes the date format that the first values of a date's column fit. It is set only by the person.
+  bool proposed_date_formats = false;
+  // What stands in step 3's panel is stored before it is checked, saved or left.
+  bool stored_panel = false;
 };
 
 }  // namespace kestrel

@@ -4,6 +4,9 @@
 #include <algorithm>
 #include <iterator>
 
+#include "mapping/field_names.h"
+#include "wizard/qt_text.h"
+
 namespace kestrel {
 
 void AssignmentListModel::SetList(std::shared_ptr<MemoryRecordset> list, QStringList captions,
@@ -41,9 +44,23 @@ QVariant AssignmentListModel::data(const QModelIndex& index, int role) const {
   return is_told && marks_ && role == Qt::DisplayRole ? text.toString() + " *" : text;
 }
 
-bool ShownColumnsModel::filterAcceptsColumn(int column, const QModelIndex&) const {
-  return std::any_of(std::begin(kShownColumns), std::end(kShownColumns),
+void ShownFieldsModel::Search(const QString& text) {
+  searched_ = text;
+  folded_ = FoldName(FromQt(text));
+  invalidateRowsFilter();
+}
+
+bool ShownFieldsModel::filterAcceptsColumn(int column, const QModelIndex&) const {
+  return !leaves_out_columns_ ||
+         std::any_of(std::begin(kShownColumns), std::end(kShownColumns),
                      [&](AssignmentColumn shown) { return static_cast<int>(shown) == column; });
+}
+
+bool ShownFieldsModel::filterAcceptsRow(int row, const QModelIndex& parent) const {
+  if (searched_.isEmpty()) return true;
+  const QString name = sourceModel()->index(row, kSourceName, parent).data(Qt::AccessibleTextRole).toString();
+  if (name.contains(searched_, Qt::CaseInsensitive)) return true;
+  return !folded_.empty() && FoldName(FromQt(name)).find(folded_) != std::string::npos;
 }
 
 }  // namespace kestrel

@@ -3,6 +3,7 @@
 
 #include <QSortFilterProxyModel>
 #include <QStringList>
+#include <string>
 #include <vector>
 
 #include "kestrel/memory_recordset.h"
@@ -37,14 +38,25 @@ class AssignmentListModel final : public RecordsetModel {
 // The columns that step 3's list shows, in their order.
 inline constexpr AssignmentColumn kShownColumns[] = {kSourceName, kDspDestinationName, kInfo};
 
-// The list without its other columns.
-class ShownColumnsModel final : public QSortFilterProxyModel {
+// The list without columns that nobody sees, where they are left out, and without rows that do not fit a search.
+class ShownFieldsModel final : public QSortFilterProxyModel {
   Q_OBJECT
  public:
-  using QSortFilterProxyModel::QSortFilterProxyModel;
+  ShownFieldsModel(bool leaves_out_columns, QObject* parent)
+      : QSortFilterProxyModel(parent), leaves_out_columns_(leaves_out_columns) {}
+
+  // Only fields that hold the text in their name, without regard to case and to how umlauts are written. An empty
+  // text shows all.
+  void Search(const QString& text);
 
  protected:
   bool filterAcceptsColumn(int column, const QModelIndex& parent) const override;
+  bool filterAcceptsRow(int row, const QModelIndex& parent) const override;
+
+ private:
+  bool leaves_out_columns_;
+  QString searched_;
+  std::string folded_;
 };
 
 }  // namespace kestrel

@@ -14,14 +14,18 @@
 #include "component/import_class.h"
 #include "kestrel/import_job.h"
 #include "kestrel/wizard.h"
+#include "mapping/row_keeper.h"
 #include "sources/source_kind.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
 #include "wizard/ask_before_loss.h"
 #include "wizard/button_row.h"
+#include "wizard/field_list_tools.h"
+#include "wizard/field_samples.h"
 #include "wizard/frmQuestionDlg.h"
 #include "wizard/frmTransTbl.h"
 #include "wizard/qt_text.h"
+#include "wizard/result_tab.h"
 #include "wizard/saving.h"
 #include "wizard/table_look.h"
 #include "wizard/window_frame.h"
@@ -65,10 +69,11 @@ void frmStep3::BuildControls() {
   TDBImpList_ = new QTableView(this);
   TDBImpList_->setObjectName("TDBImpList");
   TDBImpList_->setAccessibleName("Felder und ihre Zuordnung");
-  if (wizard_.comforts().no_hidden_columns) {
-    auto* shown = new ShownColumnsModel(this);
-    shown->setSourceModel(model_);
-    TDBImpList_->setModel(shown);
+  const WizardComforts& comforts = wizard_.comforts();
+  if (comforts.no_hidden_columns || comforts.field_search) {
+    shown_fields_ = new ShownFieldsModel(comforts.no_hidden_columns, this);
+    shown_fields_->setSourceModel(model_);
+    TDBImpList_->setModel(shown_fields_);
   } else {
     TDBImpList_->setModel(model_);
   }
@@ -88,21 +93,38 @@ void frmStep3::BuildControls() {
   cmdOK_ = buttons->AddDefault("cmdOK", "Fertigstellen", "Importvorgang starten", 'F');
   cmdCancel_ = buttons->AddCancel("Import abbrechen");
 
-  auto* body = new QVBoxLayout;
-  body->setSpacing(10);
-  body->addWidget(TDBImpList_, 1);
-  body->addWidget(BuildPanel());
-  body->addWidget(lblStatus_);
-  LayOutPage(this, header_, body, buttons);
+  BuildPanel();
+  LayOutPage(this, header_, LayOutBody(), buttons);
   TabReachesChosen({optKeineZuweisung_, optImportFeld_, optKonstanterWert_});
-  SetTabOrder({TDBImpList_, optKeineZuweisung_, optImportFeld_, cboImportFeld_, chkUebersetzen_,
-               cmdUebersetzen_, cboDatumsFormat_, optKonstanterWert_, txtKonstanterWert_, cmdKonstanterWert_,
-               cmdOptions_, cmdSave_, cmdPrev_, cmdOK_, cmdCancel_});
+  const FieldListTools none(false, false, nullptr);
+  const FieldListTools& tools = tools_ == nullptr ? none : *tools_;
+  SetTabOrder({tabs_,
+               tools.txtSuche,
+               tools.cmdNachNamen,
+               tools.cmdRueckgaengig,
+               TDBImpList_,
+               optKeineZuweisung_,
+               optImportFeld_,
+               cboImportFeld_,
+               chkUebersetzen_,
+               cmdUebersetzen_,
+               cboDatumsFormat_,
+               cmdFormatVorschlag_,
+               optKonstanterWert_,
+               txtKonstanterWert_,
+               cmdKonstanterWert_,
+               samples_,
+               result_,
+               cmdOptions_,
+               cmdSave_,
+               cmdPrev_,
+               cmdOK_,
+               cmdCancel_});
   MakePage(this);
 }
 
-QWidget* frmStep3::BuildPanel() {
-  auto* panel = new QGroupBox("Zuordnung", this);
+void frmStep3::BuildPanel() {
+  auto* panel = Frame1_ = new QGroupBox("Zuordnung", this);
   panel->setObjectName("Frame1");
   optKeineZuweisung_ = SetUpButton(new QRadioButton(panel), "optKeineZuweisung", "keine Zuweisung", "", 'K');
   optImportFeld_ = SetUpButton(new QRadioButton(panel), "optImportFeld", "Import-Feld:", "", 'I');
@@ -140,7 +162,7 @@ QWidget* frmStep3::BuildPanel() {
   auto* format = new QHBoxLayout;
   format->addWidget(lblFormat_);
   format->addWidget(cboDatumsFormat_);
-  format->addStretch(1);
+  AddProposal(format);
   auto* constant = new QHBoxLayout;
   constant->addWidget(txtKonstanterWert_, 1);
   constant->addWidget(cmdKonstanterWert_);
@@ -153,7 +175,9 @@ QWidget* frmStep3::BuildPanel() {
   grid->addWidget(optKonstanterWert_, 4, 0);
   grid->addLayout(constant, 4, 1);
   grid->setColumnStretch(1, 1);
-  return panel;
+  if (!wizard_.comforts().sample_values) return;
+  samples_ = new FieldSamples(panel);
+  grid->addWidget(samples_, 5, 0, 1, 2);
 }
 
 void frmStep3::ConnectEvents() {
@@ -161,7 +185,7 @@ void frmStep3::ConnectEvents() {
   guard_.On(TDBImpList_->selectionModel(), &QItemSelectionModel::currentRowChanged, select);
   // Choosing the selected line once more, by mouse or the space bar, is a choice too.
   guard_.On(TDBImpList_, &QTableView::clicked, [this](const QModelIndex& index) {
-    if (index.row() == line_before_press_) TDBImpList_Select();
+    if (LineOf(index) == line_before_press_) TDBImpList_Select();
   });
   TDBImpList_->installEventFilter(this);
   TDBImpList_->viewport()->installEventFilter(this);
@@ -193,6 +217,7 @@ void frmStep3::ConnectEvents() {
       });
     });
   }
+  ConnectComforts();
 }
 
 // --- Loading ------------------------------------------------------------------------------------
@@ -230,6 +255,7 @@ void frmStep3::Load() {
     ShowCurrentAssignment();
   }
   TDBImpList_->setFocus();
+  LoadSample();
 }
 
 void frmStep3::FillImportFieldList() {
@@ -250,7 +276,7 @@ void frmStep3::FillImportFieldList() {
 }
 
 void frmStep3::LayOutList() {
-  const bool has_hidden = TDBImpList_->model() == model_;
+  const bool has_hidden = !wizard_.comforts().no_hidden_columns;
   for (int column = 0; has_hidden && column < model_->columnCount(); ++column) {
     const bool is_shown = std::find(std::begin(kShownColumns), std::end(kShownColumns),
                                     static_cast<AssignmentColumn>(column)) != std::end(kShownColumns);
@@ -270,7 +296,14 @@ void frmStep3::LayOutList() {
 
 // --- The panel ----------------------------------------------------------------------------------
 
-int frmStep3::SelectedLine() const { return TDBImpList_->currentIndex().row(); }
+int frmStep3::LineOf(const QModelIndex& index) const {
+  return shown_fields_ == nullptr ? index.row() : shown_fields_->mapToSource(index).row();
+}
+
+int frmStep3::SelectedLine() const {
+  const QModelIndex selected = TDBImpList_->currentIndex();
+  return selected.isValid() ? LineOf(selected) : panel_line_;
+}
 
 AssignmentPanel frmStep3::PanelValues() const {
   AssignmentPanel panel;
@@ -285,6 +318,7 @@ AssignmentPanel frmStep3::PanelValues() const {
 }
 
 void frmStep3::ShowCurrentAssignment() {
+  panel_line_ = SelectedLine();
   optKeineZuweisung_->setChecked(true);
   cboImportFeld_->setCurrentIndex(cboImportFeld_->count() > 0 ? 0 : -1);
   cboImportFeld_->setEditText("");
@@ -292,8 +326,12 @@ void frmStep3::ShowCurrentAssignment() {
   cboDatumsFormat_->setCurrentIndex(-1);
   txtKonstanterWert_->clear();
 
-  // By the current row, which is not yet the selected line.
-  EnableDateFormatByCurrentRow();
+  {
+    // By the current row, which is not yet the selected line.
+    const RowKeeper keeper(*list_);
+    if (wizard_.comforts().format_follows_line) list_->GoTo(panel_line_);
+    EnableDateFormatByCurrentRow();
+  }
 
   const AssignmentPanel panel = ReadAssignment(*list_, SelectedLine());
   if (panel.option == kImportField) {
@@ -306,6 +344,8 @@ void frmStep3::ShowCurrentAssignment() {
     optKonstanterWert_->setChecked(true);
     txtKonstanterWert_->setText(ToQt(panel.constant));
   }
+  NamePanel();
+  ShowSampleLater();
 }
 
 void frmStep3::EnableDateFormatByCurrentRow() {
@@ -411,15 +451,18 @@ void frmStep3::cmdUebersetzen_Click() {
     editor.ShowModal(this);
   });
   session_.SchemaChanged = true;
+  ShowSampleLater();
 }
 
 void frmStep3::cmdOptions_Click() {
   lblStatus_->hide();
   guard_.Run([&] { ShowImportClassConfig(session_); });
   session_.SchemaChanged = true;
+  ShowSampleLater();
 }
 
 void frmStep3::cmdSave_Click() {
+  if (wizard_.comforts().stored_panel && !guard_.Run([&] { StoreChangedPanel(); })) return;
   bool saved = false;
   // What an earlier attempt failed with is over where this one does not.
   if (!guard_.Run([&] { saved = SaveForGood(job_, wizard_.comforts()); })) return;
@@ -436,12 +479,14 @@ void frmStep3::mnuSaveAs_Click() {
 }
 
 void frmStep3::cmdPrev_Click() {
+  if (wizard_.comforts().stored_panel && !guard_.Run([&] { StoreChangedPanel(); })) return;
   guard_.Run([&] { job_.SaveSchema(false); });
   wizard_.ShowStep2();
   close();
 }
 
 void frmStep3::cmdOK_Click() {
+  if (wizard_.comforts().stored_panel && !guard_.Run([&] { StoreChangedPanel(); })) return;
   UserInterface& ui = session_.platform.ui;
   if (const std::optional<Finding> fault = job_.AssignmentFault()) {
     ui.MessageBox(fault->text, "KESTREL Import", Icon::kInformation, Buttons::kOk);

@@ -12,20 +12,28 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTabWidget>
 #include <QTableView>
+#include <QVBoxLayout>
 
 #include "mapping/field_assignment.h"
+#include "mapping/name_assignment.h"
 #include "wizard/assignment_list_model.h"
 #include "wizard/event_guard.h"
 #include "wizard/page_parts.h"
 
 namespace kestrel {
 
+class FieldListTools;
+class FieldSamples;
 class ImportJob;
+class ResultTab;
+class SourceSampling;
 class Wizard;
 
 class frmStep3 final : public QWidget {
@@ -43,7 +51,7 @@ class frmStep3 final : public QWidget {
 
  private:
   void BuildControls();
-  QWidget* BuildPanel();
+  void BuildPanel();
   void ConnectEvents();
 
   // --- Loading ---
@@ -59,7 +67,34 @@ class frmStep3 final : public QWidget {
   void EnableDateFormatByCurrentRow();
   // The list ends with the page: what follows must not save it with other settings.
   void DropList();
+  // The row of the list that is selected, which the panel shows: also where a search hides it. -1 without rows.
   int SelectedLine() const;
+  int LineOf(const QModelIndex& index) const;
+
+  // --- Comforts (frmStep3_comforts.cpp) ---
+  QVBoxLayout* LayOutBody();
+  void AddProposal(QBoxLayout* format);
+  void ConnectComforts();
+  void LoadSample();
+  // Stores the panel into the selected line where it says something else.
+  void StoreChangedPanel();
+  void NamePanel();
+  void SearchFields(const QString& text);
+  void GoToList();
+  void cmdNachNamen_Click();
+  void cmdRueckgaengig_Click();
+  void cmdFormatVorschlag_Click();
+  // What the sample shows is made anew when the event is over.
+  void ShowSampleLater();
+  void ShowSample();
+  void ShowValues();
+  void ShowProposal();
+  void ShowResult();
+  // The column of the sample that the panel names.
+  std::optional<std::size_t> SampledColumn() const;
+  // The rows of the list as they are with what stands in the panel, or `only` the selected one.
+  enum class Extent { kAll, kSelected };
+  std::shared_ptr<MemoryRecordset> AssignmentsWithPanel(Extent extent) const;
 
   // --- Events ---
   void TDBImpList_Select();
@@ -90,10 +125,15 @@ class frmStep3 final : public QWidget {
   std::shared_ptr<MemoryRecordset> list_;  // session_.AssignmentList while the page is open
   bool selecting_ = false;                 // the selection changes without a person's doing
   int line_before_press_ = -1;             // the selected line when the mouse button went down
+  int panel_line_ = -1;                    // the line that the panel shows
+  NameAssignment by_name_;                 // what "Rückgängig" takes back
+  bool shows_sample_later_ = false;
 
   AssignmentListModel* model_;
+  ShownFieldsModel* shown_fields_ = nullptr;  // between model and list, where it is needed
   PageHeader* header_;
   QTableView* TDBImpList_;
+  QGroupBox* Frame1_;
   QRadioButton* optKeineZuweisung_;
   QRadioButton* optImportFeld_;
   QRadioButton* optKonstanterWert_;
@@ -110,6 +150,15 @@ class frmStep3 final : public QWidget {
   QPushButton* cmdPrev_;
   QPushButton* cmdOK_;
   QPushButton* cmdCancel_;
+
+  // Null without their comforts.
+  QTabWidget* tabs_ = nullptr;
+  FieldListTools* tools_ = nullptr;
+  FieldSamples* samples_ = nullptr;
+  ResultTab* result_ = nullptr;
+  QPushButton* cmdFormatVorschlag_ = nullptr;
+  QLabel* lblFormatHinweis_ = nullptr;
+  SourceSampling* sampling_ = nullptr;
 };
 
 }  // namespace kestrel

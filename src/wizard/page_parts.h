@@ -110,10 +110,11 @@ void ShowAccessKeys(QWidget& window);
 // Of a group of option buttons Tab reaches the chosen one, from the first time on; the arrow keys reach the rest.
 void TabReachesChosen(std::initializer_list<QRadioButton*> group);
 
-// The order in which Tab walks through the controls.
+// The order in which Tab walks through the controls; a null is passed over.
 inline void SetTabOrder(std::initializer_list<QWidget*> controls) {
   QWidget* before = nullptr;
   for (QWidget* control : controls) {
+    if (control == nullptr) continue;
     if (before != nullptr) QWidget::setTabOrder(before, control);
     before = control;
   }

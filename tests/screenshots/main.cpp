@@ -145,6 +145,11 @@ class Tour {
 
   void TakeAssignmentPage() {
     SelectField("Kundengruppe");
+    // The source is read apart from the page.
+    const auto& samples = FindIn<QTableView>(Page(), "lstBeispiele");
+    if (!QTest::qWaitFor([&samples] { return samples.model()->rowCount() > 1; }, kWaitMs)) {
+      throw std::runtime_error("no sample values are shown");
+    }
     Take(Page(), "frmStep3");
     PressAndTake("cmdUebersetzen", "frmTransTbl", "frmTransTbl", "cmdOK");
     PressAndTake("cmdKonstanterWert", "frmTransTbl", "frmTransTbl-constants", "cmdCancel");
@@ -153,6 +158,24 @@ class Tour {
     // Chosen once more, it is the current row too, and its format can be chosen.
     QTest::keyClick(&FindIn<QTableView>(Page(), "TDBImpList"), Qt::Key_Space);
     Take(Page(), "frmStep3-date");
+    TakeComforts();
+  }
+
+  void TakeComforts() {
+    auto& search = FindIn<QLineEdit>(Page(), "txtSuche");
+    search.setText("kunden");
+    Take(Page(), "frmStep3-search");
+    search.clear();
+    // Without its format the date is proposed one.
+    auto& format = FindIn<QComboBox>(Page(), "cboDatumsFormat");
+    const int chosen = format.currentIndex();
+    format.setCurrentIndex(0);
+    Take(Page(), "frmStep3-proposal");
+    format.setCurrentIndex(chosen);
+    auto& tabs = FindIn<QTabWidget>(Page(), "tabStep3");
+    tabs.setCurrentIndex(1);
+    Take(Page(), "frmStep3-result");
+    tabs.setCurrentIndex(0);
   }
 
   // The source of a specification that has been saved has other columns than then.
