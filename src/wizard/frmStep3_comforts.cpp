@@ -8,7 +8,6 @@
 #include "check/date_proposal.h"
 #include "kestrel/import_job.h"
 #include "kestrel/wizard.h"
-#include "mapping/translation.h"
 #include "platform/base/counted.h"
 #include "platform/base/text.h"
 #include "wizard/button_row.h"
@@ -299,20 +298,10 @@ void frmStep3::ShowProposal() {
   lblFormatHinweis_->clear();
   const std::optional<std::size_t> column = SampledColumn();
   if (!column || !cboDatumsFormat_->isEnabled() || SelectedLine() < 0) return;
-  const std::shared_ptr<MemoryRecordset> line = AssignmentsWithPanel(Extent::kSelected);
-  std::optional<TranslationLookup> translation;
-  if (chkUebersetzen_->isChecked()) translation.emplace(line->TextAt(kSourceName));
-  const std::shared_ptr<const ProfileImage> specification = ProfileStore().Read(session_.SpecFile);
-  std::vector<std::string_view> values;
-  for (const std::vector<ExcerptValue>& record : sampling_->sample()->records) {
-    const std::string_view raw = record[*column].text;
-    values.push_back(translation ? translation->Table(specification).Find(raw).value_or(raw) : raw);
-  }
-  const bool has_values = std::any_of(values.begin(), values.end(),
-                                      [](std::string_view value) { return !TrimBlanks(value).empty(); });
-  if (!has_values) return;
-
-  const DateProposal proposal = ProposeDateFormat(values);
+  const std::string field(CopyAssignments(*list_, SelectedLine())->TextAt(kSourceName));
+  const DateProposal proposal = ProposeDateFormat(
+      session_, chkUebersetzen_->isChecked() ? field : std::string(), *sampling_->sample(), *column);
+  if (!proposal.has_values) return;
   if (proposal.formats.empty()) {
     lblFormatHinweis_->setText("Kein Format passt zu allen Beispielwerten.");
     return;

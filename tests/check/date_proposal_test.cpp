@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include "support/session_fixture.h"
+
 namespace kestrel {
 namespace {
 
@@ -27,6 +29,17 @@ TEST(DateProposalTest, IsNoneWhereAValueFitsNoneOrNothingIsThere) {
 TEST(DateProposalTest, NamesAllThatFitWhereTheValuesDoNotTell) {
   EXPECT_THAT(Of({"01.02.03", "04.05.06"}).formats, ElementsAre("tt.mm.jj", "jj.mm.tt"));
   EXPECT_THAT(Of({"01.02.03", "24.05.06", "99.01.24"}).formats, ElementsAre("jj.mm.tt"));
+}
+
+class DateProposalOfAColumn : public testing::SessionFixture {};
+
+TEST_F(DateProposalOfAColumn, LooksAtWhatTheTranslationMakesOfTheValues) {
+  UseSpecification("[Translation_Seit]\nalt=31.12.1999\n");
+  const SourceExcerpt excerpt{{"Nr", "Seit"}, {{{"1"}, {"alt"}}, {{"2"}, {"24.12.2023"}}}, ""};
+  EXPECT_THAT(ProposeDateFormat(session, "Seit", excerpt, 1).formats, ElementsAre("tt.mm.jjjj"));
+  const DateProposal untranslated = ProposeDateFormat(session, "", excerpt, 1);
+  EXPECT_THAT(untranslated.formats, IsEmpty());
+  EXPECT_TRUE(untranslated.has_values);
 }
 
 TEST(DateProposalTest, SaysWhereNoDayIsAbove12) {
