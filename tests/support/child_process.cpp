@@ -57,6 +57,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
 }
 
 ChildProcess::~ChildProcess() {
+  Resume();
   close(input_);
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(kPatienceSeconds);
   while (waitpid(pid_, nullptr, WNOHANG) == 0) {
@@ -69,6 +70,9 @@ ChildProcess::~ChildProcess() {
   }
   close(output_);
 }
+
+void ChildProcess::Pause() { kill(pid_, SIGSTOP); }
+void ChildProcess::Resume() { kill(pid_, SIGCONT); }
 
 std::string ChildProcess::ReadLine(int seconds) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);

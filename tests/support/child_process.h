@@ -21,6 +21,10 @@ class ChildProcess {
   // The next line of its output without the line end; empty when the output has ended or `seconds` are over.
   std::string ReadLine(int seconds);
 
+  // Between the two it runs no further; a test of what happens meanwhile needs no luck.
+  void Pause();
+  void Resume();
+
  private:
   pid_t pid_ = -1;
   int input_ = -1;

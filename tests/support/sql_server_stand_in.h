@@ -35,6 +35,10 @@ class SqlServerStandIn {
   // The whole string in the order in which the wizard writes it.
   std::string ConnectionString() const;
 
+  // Between the two it takes connections and answers nothing.
+  void Pause() { process_.Pause(); }
+  void Resume() { process_.Resume(); }
+
  private:
   Options options_;
   ChildProcess process_;

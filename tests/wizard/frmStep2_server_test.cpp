@@ -143,9 +143,11 @@ TEST_F(Step2ServerTest, TheTablesAreThereWhenTheServerHasAnsweredAndTheStoredOne
   AwaitAnswer();
   EXPECT_EQ(session.SourceConnection, before);
   Type("txtSQLKennwort", "verkehrt");
+  server->Pause();
   Focus("cboSQLTable");
   EXPECT_TRUE(IsWaiting());
   EXPECT_EQ(session.SourceConnection, nullptr) << "dropped before the new one is opened";
+  server->Resume();
   AwaitAnswer();
   EXPECT_EQ(session.SourceConnection, nullptr);
   EXPECT_THAT(Tables(), ElementsAre("Kunden", "Orte")) << "a list that cannot be filled stays";
@@ -159,8 +161,10 @@ TEST_F(Step2ServerTest, WeiterGoesOnWhenTheServerHasAnswered) {
   OpenStep2(Specification(server->DataSource()));
   AwaitAnswer();
   Type("txtSQLKennwort", "geheim");
+  server->Pause();
   Click("cmdNext");
   EXPECT_TRUE(IsWaiting());
+  server->Resume();
   while (PageName() == "frmStep2") QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
   EXPECT_EQ(PageName(), "frmStep3");
   EXPECT_THAT(session.SourceFieldNames, ElementsAre("Ort", "PLZ", ""));
