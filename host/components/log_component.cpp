@@ -3,9 +3,9 @@
 #include <utility>
 
 #include "kestrel/date.h"
-#include "kestrel/transaction.h"
 #include "schema/host_schema.h"
 #include "storage/free_numbers.h"
+#include "storage/retried_transaction.h"
 
 namespace kestrel::host {
 
@@ -55,7 +55,9 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
   for (std::size_t i = 0; i < std::size(texts); ++i) insert->BindText(i + 1, texts[i]);
   const auto numbers = FreeNumbers::Of(database, "Protokoll", "ProtokollNr");
   std::int64_t number = 0;
-  InTransaction(database, [&] {
+  InRetriedTransaction(database, [&] {
+    // An attempt before, which may stand after all.
+    if (number != 0) database.Execute("DELETE FROM Protokoll WHERE ProtokollNr = " + std::to_string(number));
     InsertNumbered(*numbers, [&](std::int64_t free) {
       insert->BindInteger(0, number = free);
       return insert->Execute() != 0;

@@ -5,13 +5,13 @@
 #include <optional>
 #include <utility>
 
-#include "kestrel/transaction.h"
 #include "ledger/run_state.h"
 #include "platform/base/number.h"
 #include "schema/host_schema.h"
 #include "schema/settings.h"
 #include "storage/free_numbers.h"
 #include "storage/grouped_writes.h"
+#include "storage/retried_transaction.h"
 
 namespace kestrel::host {
 
@@ -58,7 +58,12 @@ RunLedger::RunLedger(Connection& connection, const Destination& destination, con
   row_before_ = std::make_unique<StoredRow>(connection_, destination_);
   GroupedWrites::Of(connection_).Flush();
   const auto numbers = FreeNumbers::Of(connection_, "Importlauf", "LaufNr");
-  InTransaction(connection_, [&] {
+  InRetriedTransaction(connection_, [&] {
+    // An attempt before, which may stand after all.
+    if (number_ != 0) {
+      lock_.reset();
+      connection_.Execute("DELETE FROM Importlauf WHERE LaufNr = " + std::to_string(number_));
+    }
     insert->BindText(1, kRunning);
     insert->BindText(2, description.prog_id);
     insert->BindText(3, destination_.table);
@@ -228,7 +233,12 @@ void RunLedger::End(std::string_view state, const RunCounts& counts) {
   const std::lock_guard lock(connection_.CallMutex());
   const std::string end = LedgerTime();
   GroupedWrites::Of(connection_).Flush();
-  InTransaction(connection_, [&] {
+  bool is_first = true;
+  InRetriedTransaction(connection_, [&] {
+    if (!std::exchange(is_first, false)) {
+      Lost();
+      if (Stands()) return;
+    }
     WriteDown();
     const auto update = connection_.Prepare(
         "UPDATE Importlauf SET Zustand = ?, Ende = ?, Gelesen = ?, Neu = ?, Aktualisiert = ?, Zurueckgehalten "

@@ -99,7 +99,7 @@ void GroupedWrites::OpenGroup() {
 
 bool GroupedWrites::OpenForLookUp(GroupMember& member) {
   // A commit in the middle of rows would count those as standing that are still to be stored.
-  if (open_ && !flushing_ && CoarseNow() >= deadline_) CommitGroup();
+  if (open_ && !flushing_ && !retrying_ && CoarseNow() >= deadline_) CommitGroup();
   OpenGroup();
   looked_up_ = open_;
   Join(member);

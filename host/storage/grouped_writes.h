@@ -119,7 +119,7 @@ class GroupedWrites final : public Attachment {
   }
 
   // Before a look-up whose answer decides about the next record: opens a group where none is open, and where the
-  // one that is should have ended, unless rows are just being flushed into it. `member` is told what becomes of it,
+  // one that is should have ended, unless rows are just being flushed into it or stored in it again. `member` is told what becomes of it,
   // as of Store. False inside a transaction of the caller's, where nothing is opened. Error 3000.
   bool OpenForLookUp(GroupMember& member);
   // The open group has its whole span from now on: what it waited for so far was somebody else.

@@ -8,6 +8,7 @@ namespace kestrel::host {
 
 WriteBehindBuffer::WriteBehindBuffer(Connection& connection, std::string table, std::size_t texts)
     : connection_(connection),
+      recovery_(dynamic_cast<Recovery*>(&connection)),
       name_(table.substr(0, table.find(' '))),
       texts_(texts),
       inserts_(connection, std::move(table), 2 + texts, RowInserts::Existing::kStays) {
@@ -31,13 +32,19 @@ void WriteBehindBuffer::Append(std::int64_t key, std::int64_t number, std::span<
   const bool has_failed = most_waiting_ > kMostRows;
   if ((waits_ || has_failed) && waiting < most_waiting_) return;
   GroupedWrites& group = GroupedWrites::Of(connection_);
-  group.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
-    if (group.MayWriteBehind() && waiting < kMostRows) {
-      group.WriteBehind(*this);
-      waits_ = true;
-    } else {
-      StoreRows();
-    }
+  const auto store = [&] {
+    group.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
+      if (group.MayWriteBehind() && waiting < kMostRows) {
+        group.WriteBehind(*this);
+        waits_ = true;
+      } else {
+        StoreRows();
+      }
+    });
+  };
+  Trap(store, [this](const RuntimeError&) {
+    // Lost in passing with its group, it waits for the next one.
+    if (!waits_ || recovery_ == nullptr || recovery_->LastLoss() == Recovery::Loss::kLasting) throw;
   });
 }
 

@@ -33,8 +33,8 @@ class WriteBehindBuffer final : private GroupMember {
   // Flushes.
   ~WriteBehindBuffer() override;
 
-  // Stores a row with its texts, which are copied, or keeps it until it must. Error 3000, which may also come
-  // from an earlier row; the rows are then tried again with the next one.
+  // Stores a row with its texts, which are copied, or keeps it until it must; where its group is lost in passing, until
+  // the next one. Error 3000, which may also come from an earlier row; the rows are then tried again with the next one.
   void Append(std::int64_t key, std::int64_t number, std::span<const Text> texts);
   // Commits what is not. Raises nothing; see GroupedWrites::TakeWriteBehindFailure.
   void Flush();
@@ -60,6 +60,7 @@ class WriteBehindBuffer final : private GroupMember {
   void StoreSome(std::size_t count);
 
   Connection& connection_;
+  const Recovery* const recovery_;  // null where a lost group cannot be done again
   const std::string name_;  // of the table
   const std::size_t texts_;
 

@@ -128,6 +128,24 @@ TEST_F(Grouped, ABusyGroupEndsInTheMiddleOfTheRecords) {
   EXPECT_GT(CountSeenByOthers(), 0);
 }
 
+TEST_F(Grouped, ALookUpAmongRecordsThatAreStoredAgainLeavesTheirGroupOpenHoweverLongItTakes) {
+  const std::lock_guard no_timer(connection->CallMutex());
+  GroupedWrites& group = GroupedWrites::Of(*connection);
+  testing::NotingMember member;
+  StoreOne(1);
+  const auto begin = std::chrono::steady_clock::now();
+  group.Retry([&] {
+    do {
+      group.OpenForLookUp(member);
+    } while (std::chrono::steady_clock::now() - begin < 2 * GroupedWrites::kShortestSpan);
+  });
+  EXPECT_EQ(group.Generation(), 1U);
+  EXPECT_EQ(CountSeenByOthers(), 0);
+  group.OpenForLookUp(member);
+  EXPECT_EQ(group.Generation(), 2U);
+  EXPECT_EQ(CountSeenByOthers(), 1);
+}
+
 TEST_F(Grouped, ARecordThatFailsLeavesTheOthersAlone) {
   GroupedWrites& group = GroupedWrites::Of(*connection);
   StoreOne(1);

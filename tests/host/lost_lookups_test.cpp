@@ -66,7 +66,7 @@ class LostLookups : public testing::HostFixture {
                 IsEmpty());
     EXPECT_THAT(Rows("SELECT sum(Anzahl) FROM Importlaufzeilen WHERE Ereignis = 'neu'"),
                 ElementsAre(std::to_string(kRecords)));
-    EXPECT_THAT(Rows("SELECT last_value FROM beendet"), ElementsAre("2"))
+    EXPECT_GE(std::stoi(Rows("SELECT last_value FROM beendet").at(0)), 2)
         << "the session ended, and the row came again";
   }
 
@@ -92,6 +92,30 @@ TEST_F(LostLookups, SeeARecordThatWasLostRightBeforeItsTwin) {
 TEST_F(LostLookups, AreRepeatedWhereTheSessionEndsWithARowOfTheIndex) {
   EndSessionWith(99, "Adressindex", "Adressart = 1 AND NEW.Referenz <> '' AND CAST(NEW.Referenz AS integer)");
   ExpectAnUndisturbedRun();
+}
+
+TEST_F(LostLookups, NorDoesTheRunsBeginningShowThatItsSessionEnded) {
+  EndSessionWith(1, "Importlauf", "LaufNr > 0 AND 1");
+  ExpectAnUndisturbedRun();
+  EXPECT_THAT(Rows("SELECT Zustand FROM Importlauf"), ElementsAre("fertig"));
+}
+
+TEST_F(LostLookups, NorDoesItsEnd) {
+  EndSessionWith(1, "Importlauf", "Zustand = 'fertig' AND 1");
+  ExpectAnUndisturbedRun();
+  EXPECT_THAT(Rows("SELECT Zustand, Gelesen, Neu FROM Importlauf"), ElementsAre("fertig|306|300"));
+}
+
+TEST_F(LostLookups, NorTheHeadOfALog) {
+  EndSessionWith(1, "Protokoll", "ProtokollNr > 0 AND 1");
+  ExpectAnUndisturbedRun();
+  EXPECT_THAT(Rows("SELECT count(*) FROM Protokoll"), ElementsAre("1"));
+}
+
+TEST_F(LostLookups, NorARowOfALog) {
+  EndSessionWith(1, "Protokollzeilen", "ZeilenNr > 0 AND 1");
+  ExpectAnUndisturbedRun();
+  EXPECT_THAT(Rows("SELECT count(*) FROM Protokollzeilen"), ElementsAre("120"));
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include <thread>
 
 #include "host/ledger_fixture.h"
+#include "schema/settings.h"
+#include "storage/write_behind_buffer.h"
 #include "support/scripted_watch.h"
 
 namespace kestrel {
@@ -160,6 +162,36 @@ TEST_F(RetriedGroups, ARunKeepsItsLockInANewSession) {
   EXPECT_EQ(Restore(OpenConnection(file)), "");
   EXPECT_THAT(States(), ElementsAre("1|läuft"));
   End(importer, 10);
+}
+
+TEST_F(RetriedGroups, SettingsStayWhereTheyCannotBeReadAnewAsTheSessionEndedWithAGroup) {
+  const std::unique_lock no_timer(connection->CallMutex());
+  host::Settings& settings = host::Settings::Of(*connection);
+  settings.Set("Probe", "Wert", "17");
+  const ObjectPtr importer = Importer();
+  Start(importer);
+  ImportMany(importer, 10);
+  EndSession(Backend());
+  const auto begin = std::chrono::steady_clock::now();
+  do {
+    ASSERT_EQ(settings.Get("Probe", "Wert", "none"), "17");
+  } while (std::chrono::steady_clock::now() - begin < 2 * host::Settings::kGoodFor);
+  EXPECT_FALSE(connection->InTransaction()) << "they were read in vain";
+  End(importer, 10);
+  EXPECT_THAT(errors, IsEmpty());
+  ExpectStored(10);
+}
+
+TEST_F(RetriedGroups, ARowOfALogWhoseSessionEndsWaitsForTheNextGroup) {
+  const std::unique_lock no_timer(connection->CallMutex());
+  host::WriteBehindBuffer rows(*connection, "Protokollzeilen (ZeilenNr, ProtokollNr, Spalte0)", 1);
+  const host::WriteBehindBuffer::Text text[] = {"eine Zeile"};
+  rows.Append(1, 1, text);
+  EndSession(Backend());
+  EXPECT_NO_THROW(rows.Append(2, 1, text));
+  Flush();
+  EXPECT_THAT(Rows("SELECT ZeilenNr, Spalte0 FROM Protokollzeilen ORDER BY ZeilenNr"),
+              ElementsAre("1|eine Zeile", "2|eine Zeile"));
 }
 
 TEST_F(RetriedGroups, ADeadlockIsEndedByDoingTheGroupAgain) {

@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
 """Starts a PostgreSQL server of its own, for tests and benchmarks.
 
-    postgres_server.py [--durable]
+    postgres_server.py [--durable] [--standby-of PORT PASSWORD]
 
 The cluster lives in a scratch folder, listens on a free port of the loopback and in no other place, and is
 owned by an unprivileged user where this is run as root, as the server refuses root. Says
 "port N password TEXT" on standard output when it takes logins (user "kestrel", database "postgres"), and
 stops and removes everything when its standard input ends. `--durable`: commits are flushed to the disk as in
-real use; without it a crash of the machine may lose the cluster, which no test minds.
+real use; without it a crash of the machine may lose the cluster, which no test minds. `--standby-of`: a copy of
+another one, which follows it, read-only, until it is promoted; password and databases are those of the first.
 """
 
 import argparse
@@ -60,28 +61,43 @@ def takes_logins(port):
     return subprocess.run(command, check=False).returncode == 0
 
 
+def make_cluster(data, scratch, password, **quiet):
+    password_file = os.path.join(scratch, "password")
+    with open(password_file, "w", encoding="ascii") as file:
+        file.write(password)
+    if "user" in quiet:
+        os.chown(password_file, quiet["user"], quiet["group"])
+    subprocess.run([find_program("initdb"), "-D", data, "-U", "kestrel", "-A", "scram-sha-256", "--pwfile",
+                    password_file, "-E", "UTF8", "--locale=C.UTF-8", "--no-sync", "--no-instructions"],
+                   check=True, **quiet)
+
+
+def copy_cluster(data, port, password, **quiet):
+    subprocess.run([find_program("pg_basebackup"), "-D", data, "-R", "-c", "fast", "--no-sync", "-d",
+                    "host=127.0.0.1 port=%s user=kestrel password=%s application_name=standby" % (port, password)],
+                   check=True, **quiet)
+
+
 def main():
     parser = argparse.ArgumentParser(description="A PostgreSQL server for tests")
     parser.add_argument("--durable", action="store_true")
+    parser.add_argument("--standby-of", nargs=2, metavar=("PORT", "PASSWORD"))
     options = parser.parse_args()
 
     user = unprivileged_user()
     as_user = {} if user is None else {"user": user.pw_uid, "group": user.pw_gid, "extra_groups": []}
     scratch = tempfile.mkdtemp(prefix="kestrel-postgres-")
-    password = secrets.token_hex(8)
+    password = options.standby_of[1] if options.standby_of else secrets.token_hex(8)
     server = None
     try:
-        password_file = os.path.join(scratch, "password")
-        with open(password_file, "w", encoding="ascii") as file:
-            file.write(password)
         if user is not None:
             os.chown(scratch, user.pw_uid, user.pw_gid)
-            os.chown(password_file, user.pw_uid, user.pw_gid)
         data = os.path.join(scratch, "data")
         quiet = {"stdin": subprocess.DEVNULL, "stdout": subprocess.DEVNULL, "cwd": scratch, **as_user}
-        subprocess.run([find_program("initdb"), "-D", data, "-U", "kestrel", "-A", "scram-sha-256", "--pwfile",
-                        password_file, "-E", "UTF8", "--locale=C.UTF-8", "--no-sync", "--no-instructions"],
-                       check=True, **quiet)
+        if options.standby_of:
+            copy_cluster(data, *options.standby_of, **quiet)
+        else:
+            make_cluster(data, scratch, password, **quiet)
         port = free_port()
         settings = {"listen_addresses": "127.0.0.1", "port": port, "unix_socket_directories": "",
                     "max_connections": 30, "shared_buffers": "64MB", "logging_collector": "off"}

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "platform/data/pipeline.h"
+#include "platform/data/recovery.h"
 #include "servers/postgres_fixture.h"
 #include "support/expect_error.h"
 #include "support/noting_member.h"
@@ -130,6 +131,21 @@ TEST_F(SilentServer, ARowThatSomebodyLocksIsWaitedForForItsTime) {
   EXPECT_EQ(hasty->StopReason(), "");
   EXPECT_EQ(hasty->Execute("UPDATE t SET a = 3"), 1);
   hasty->Commit();
+}
+
+TEST_F(SilentServer, AStatementThatTookTooLongIsForgottenWithTheNextThatIsMore) {
+  const auto* const recovery = dynamic_cast<const Recovery*>(connection.get());
+  connection->Execute("SET statement_timeout = '50ms'");
+  connection->Begin();
+  connection->Execute("SAVEPOINT davor");
+  EXPECT_ERROR_TEXT(connection->OpenRecordset("SELECT pg_sleep(100)"), ErrorNumber::kDatabase,
+                    HasSubstr("statement timeout"));
+  EXPECT_EQ(recovery->LastLoss(), Recovery::Loss::kUndone);
+  connection->Execute("ROLLBACK TO SAVEPOINT davor");
+  EXPECT_EQ(recovery->LastLoss(), Recovery::Loss::kUndone) << "who undoes it asks behind that";
+  EXPECT_EQ(Text("SELECT 17"), "17");
+  EXPECT_EQ(recovery->LastLoss(), Recovery::Loss::kLasting);
+  connection->Rollback();
 }
 
 TEST_F(SilentServer, ThatNeverGreetsIsGivenUpAfterTheTimeAskedFor) {

@@ -29,8 +29,8 @@ DRIVERS = "[SQLOLEDB.1]\nDriver=PostgreSQL Unicode\nOptions=UseDeclareFetch=1;Fe
 class Server:
     """A server; those who share it have a database each."""
 
-    def __init__(self):
-        self.process = subprocess.Popen([sys.executable, "-B", SERVER, "--durable"], stdin=subprocess.PIPE,
+    def __init__(self, *options):
+        self.process = subprocess.Popen([sys.executable, "-B", SERVER, "--durable", *options], stdin=subprocess.PIPE,
                                         stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         told = self.process.stdout.readline().split()
         if len(told) != 4:

@@ -21,7 +21,8 @@ class KESTREL_INTERNAL Recovery {
   Recovery& operator=(const Recovery&) = delete;
   virtual ~Recovery() = default;
 
-  // Of the last failure since a transaction began. The next Begin opens a lost connection again.
+  // Of the last failure since a transaction began; no longer where a statement came behind it that does not steer the
+  // transaction. The next Begin opens a lost connection again.
   virtual Loss LastLoss() const = 0;
   // Counts the sessions with the server: what belonged to an earlier one, as a lock, has ended with it.
   virtual std::uint64_t Sessions() const = 0;

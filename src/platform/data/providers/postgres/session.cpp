@@ -201,6 +201,11 @@ ResultPtr Session::NextAnswer() {
 
 // --- Sending -----------------------------------------------------------------------------------------
 
+// What changes nothing may be sent twice, where no transaction was lost with the first.
+bool Session::MayAskAgain() const {
+  return IsLost() && !lost_transaction_ && loss_ != Recovery::Loss::kLasting;
+}
+
 void Session::FailToSend() {
   if (!IsLost()) Refuse(Trimmed(PQerrorMessage(handle_.get())));
   Lose("Die Verbindung zum Server ist abgebrochen: " + Trimmed(PQerrorMessage(handle_.get())));
@@ -270,6 +275,8 @@ void Session::SendPacket(std::string_view sql, ParameterValues& values, Task tas
   // Its answers are of another kind than those of every other statement.
   if (first_word == "COPY") Refuse("COPY ist nicht zulässig.");
   if (IsLost() && !lost_transaction_) Reconnect();
+  // What failed before is history, but for who is just about to undo it.
+  if (!lost_transaction_ && !SteersTransactions(first_word)) loss_ = Recovery::Loss::kLasting;
   sql_ = sql;
   is_new_ = false;
   preliminaries_ = std::exchange(pipelined_answers_, 0);
@@ -517,8 +524,12 @@ void Session::Commit() {
 void Session::Prepare(std::string_view sql) {
   if (!IsWorthKeeping(FirstWord(sql))) return;
   ParameterValues none;
-  SendPacket(sql, none, Task::kPrepare);
-  FinishPacket();
+  const auto attempt = [&] {
+    SendPacket(sql, none, Task::kPrepare);
+    FinishPacket();
+  };
+  attempt();
+  if (MayAskAgain()) attempt();
   if (failure_ != nullptr) UndoAndFail();
 }
 
@@ -532,8 +543,7 @@ void Session::Send(std::string_view sql, ParameterValues& values, AnswerReader& 
     if (first_ == nullptr || NoteIfFailed(first_)) FinishPacket();
   };
   attempt();
-  // A query alone changes nothing, so that it may be sent twice.
-  if (IsLost() && !lost_transaction_ && loss_ != Recovery::Loss::kLasting) attempt();
+  if (MayAskAgain()) attempt();
   if (failure_ != nullptr && sender_ != nullptr) {
     // Perhaps not the query's fault.
     RollBackPipeline();

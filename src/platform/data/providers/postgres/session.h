@@ -139,6 +139,7 @@ class Session {
   ResultPtr NextAnswer();
   void WaitForAnswer();
   bool IsLost() const;
+  bool MayAskAgain() const;
   // Notes why no answer will come.
   void Lose(const std::string& reason, bool is_stopped = false);
   void NoteStopReason(std::string_view state);
