@@ -8,6 +8,7 @@
 #include "schema/database_roles.h"
 #include "schema/host_schema.h"
 #include "storage/index_repair.h"
+#include "storage/missing_rights.h"
 #include "storage/sqlite_settings.h"
 
 namespace kestrel::host {
@@ -16,6 +17,7 @@ void Setup::Bind(Members& members) {
   members.Method("CreateSampleHost", &Setup::CreateSampleHost);
   members.Method("CreateSampleFiles", &Setup::CreateSampleFiles);
   members.Method("RestoreDatabase", &Setup::RestoreDatabase);
+  members.Method("WhyReadOnly", &Setup::WhyReadOnly);
   members.Method("InitialiseDatabase", &Setup::InitialiseDatabase);
 }
 
@@ -48,6 +50,10 @@ std::string Setup::RestoreDatabase(const ObjectPtr& connection) {
     told += more;
   }
   return told;
+}
+
+std::string Setup::WhyReadOnly(const ObjectPtr& connection) {
+  return host::WhyReadOnly(RequireConnection(connection));
 }
 
 std::string Setup::InitialiseDatabase(const ObjectPtr& connection) {

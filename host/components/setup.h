@@ -21,6 +21,8 @@ class Setup final : public BoundObject<Setup> {
   // For whoever has opened the host's database: puts right what is missing in it or was broken off,
   // see RestoreAddressIndexes and RestoreLedger.
   std::string RestoreDatabase(const ObjectPtr& connection);
+  // Why the host's database takes no changes; empty where it does.
+  std::string WhyReadOnly(const ObjectPtr& connection);
   // Makes the tables in another database, opened by the caller, and the roles of its users where it has some. What is
   // left to an administrator, in sentences (see GrantRoles).
   std::string InitialiseDatabase(const ObjectPtr& connection);

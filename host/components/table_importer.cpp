@@ -186,6 +186,7 @@ void TableImporter::BeforeImport(bool&) {
     finish_error_.clear();
     stop_reason_.clear();
     missing_grants_.clear();
+    read_only_ = WhyReadOnly(OpenConnection());
     not_recorded_.clear();
     // Rows of a log may have opened a group, within which nothing can be tuned.
     GroupedWrites::Of(OpenConnection()).Flush();
@@ -243,6 +244,10 @@ void TableImporter::ImportRecord(const Value& record) {
 
 // A check of records needs none, so that only who is to store one tells what is missing.
 void TableImporter::RequireGrants() {
+  if (!read_only_.empty()) {
+    stop_reason_ = read_only_;
+    throw RuntimeError(ErrorNumber::kDatabase, read_only_);
+  }
   if (missing_grants_.empty()) return;
   stop_reason_ = "Dem Benutzer fehlen Rechte an der Datenbank: " + missing_grants_ +
                  ". Der Eigentümer der Tabellen vergibt sie mit GRANT; 'kestrel-import check' sagt danach, ob "
@@ -355,7 +360,7 @@ void TableImporter::AfterImport() {
 void TableImporter::RunStarts(std::string_view specification, std::string_view checksum,
                               std::string_view source, std::int64_t size, std::string_view time) {
   // Nothing will be stored without rights, which the first record tells.
-  if (!missing_grants_.empty() || !IsLedgerWanted(OpenConnection())) return;
+  if (!read_only_.empty() || !missing_grants_.empty() || !IsLedgerWanted(OpenConnection())) return;
   const RunDescription description{.prog_id = prog_id_,
                                    .specification = std::string(specification),
                                    .checksum = std::string(checksum),

@@ -141,6 +141,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   std::int64_t error_last_ = 0;
   std::string stop_reason_;
   std::string missing_grants_;  // of the import under way
+  std::string read_only_;       // why nobody can import
   std::string not_recorded_;    // why there is no ledger of it, where there should be one
   StoreResult result_;
 };

@@ -153,7 +153,15 @@ void GroupedWrites::FlushRowsOf(const std::vector<GroupMember*>& members) {
     }
     // What it stores is the open group's, though it may have come with another one.
     Join(*member);
-    Trap([&] { member->FlushRows(); }, [this](const RuntimeError& error) { failure_ = error; });
+    Trap([&] { member->FlushRows(); },
+         [this](const RuntimeError& error) {
+           // Lost in passing, its rows are asked for again with the next group.
+           if (recovery_ != nullptr && recovery_->LastLoss() != Recovery::Loss::kLasting) {
+             Lose(error);
+           } else {
+             failure_ = error;
+           }
+         });
   }
 }
 

@@ -59,6 +59,7 @@ std::string MissingRights(Connection& connection, const Destination& destination
   std::string missing;
   GroupedWrites::Of(connection).Flush();
   if (connection.InTransaction()) return missing;
+  if (std::string reason = WhyReadOnly(connection); !reason.empty()) return reason;
   const std::string& table = destination.table;
   std::string columns;
   for (const DestinationField& field : destination.fields) {
@@ -100,6 +101,22 @@ std::string MissingRights(Connection& connection, const Destination& destination
         "UPDATE Importsperre SET Stand = Stand WHERE 1 = 0", missing);
   }
   return missing;
+}
+
+std::string WhyReadOnly(Connection& connection) {
+  std::string reason;
+  if (IsSqlite(connection)) return reason;
+  const auto ask = [&] {
+    const std::lock_guard lock(connection.CallMutex());
+    if (connection.OpenRecordset("SHOW transaction_read_only")->TextAt(0) != "on") return;
+    reason = "Die Datenbank ist schreibgeschützt (default_transaction_read_only). Geben Sie sie frei.";
+    if (!connection.OpenRecordset("SELECT pg_is_in_recovery()")->ValueAt(0).ToBool()) return;
+    reason =
+        "Der Datenbankserver ist ein Standby, der nur gelesen werden kann. Verbinden Sie mit dem Primärserver; "
+        "unter mehreren Adressen findet ihn target_session_attrs=read-write.";
+  };
+  Trap(ask, [](const RuntimeError&) {});
+  return reason;
 }
 
 std::string MissingGrants(Connection& connection, const Destination& destination, bool overwrite,

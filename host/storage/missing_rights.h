@@ -13,6 +13,10 @@ namespace kestrel::host {
 // nothing.
 std::string MissingRights(Connection& connection, const Destination& destination, bool overwrite);
 
+// Why a server's database takes no changes from anybody, with a way out, in sentences; empty where it does, and where it
+// cannot be asked. Raises nothing.
+std::string WhyReadOnly(Connection& connection);
+
 // The rights that an import needs and the user lacks, as "INSERT an 'Protokoll', UPDATE an 'Kunden'"; empty where none is
 // missing, where the database knows no users, and where it cannot be asked. One query, which tries nothing: what else
 // an import may be refused for is left to it. Raises nothing.

@@ -111,6 +111,8 @@ class Workspace {
   // file that is missing is only made where asked for, as its name may be mistyped.
   enum class MissingHost { kRefuse, kMake };
   void OpenHost(MissingHost missing = MissingHost::kRefuse);
+  // NotUsable where the host that is open knows that its database takes no changes.
+  void RequireWritableHost();
 
   // Opens the specification that `name` means (import/find_specification.h) with a working copy in a folder of
   // its own; `source_file`, where not empty, takes the place of its source, as a file handed in by a host does.

@@ -154,6 +154,7 @@ ExitStatus StatusOf(const RunResult& result) {
 int RunCommand(Workspace& workspace, const RunOptions& options) {
   ImportJob& job = workspace.job();
   workspace.OpenHost();
+  workspace.RequireWritableHost();
   workspace.LoadSpecification(options.spec, options.source_file);
   job.Prepare();
   job.settings() = options.settings;

@@ -154,6 +154,18 @@ void Workspace::OpenHost(MissingHost missing) {
       [](const RuntimeError&) {});
 }
 
+void Workspace::RequireWritableHost() {
+  std::string reason;
+  // Another host may have no such member; what is wrong with it the import will tell.
+  Trap(
+      [&] {
+        const ObjectPtr setup = components_.CreateObject("kestrelhost.Setup");
+        reason = CallMethod(setup, "WhyReadOnly", session().HostConnection).ToText();
+      },
+      [](const RuntimeError&) {});
+  if (!reason.empty()) throw NotUsable("Importieren ist hier nicht möglich. " + reason);
+}
+
 void Workspace::LoadSpecification(const std::string& name, const std::string& source_file) {
   scratch_ = std::make_unique<ScratchFolder>(signals());
   job_.Open({.specification = name,

@@ -57,6 +57,7 @@ class LostLookups : public testing::HostFixture {
     const RunResult& result = job.Run();
     EXPECT_EQ(result.records, kRecords + kRecords / 50);
     EXPECT_EQ(result.errors, 0);
+    EXPECT_THAT(Rows("SELECT Spalte0 FROM Protokollzeilen WHERE Spalte0 LIKE 'Fehler%'"), IsEmpty());
     EXPECT_EQ(result.duplicates, kRecords / 50);
     EXPECT_EQ(result.stored, kRecords);
     for (const auto& box : ui.boxes) EXPECT_EQ(box.text.find("Fehler"), std::string::npos) << box.text;

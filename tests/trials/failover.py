@@ -85,6 +85,7 @@ def make(programs, options, pair, flavour):
 
 
 def make_cases(programs, options):
+    yield "standby", ("host", 0)
     with contextlib.closing(Pair()) as pair:
         for flavour in FLAVOURS:
             trace = os.path.join(programs.scratch, "trace-" + flavour)
@@ -100,9 +101,25 @@ def make_cases(programs, options):
                 yield "%s-%d" % (flavour, first + number), (flavour, first + number)
 
 
+def examine_standby(pair, sandbox):
+    """An import that knows no other address than the standby's is told so, and does nothing."""
+    begun = "SELECT count(*) FROM Importlauf UNION ALL SELECT count(*) FROM Protokoll"
+    address = "postgresql://kestrel:%s@127.0.0.1:%s/%s" % (pair.password, pair.standby.port, sandbox.name)
+    pair.wait_for("SELECT count(*) FROM pg_stat_replication WHERE replay_lsn >= pg_current_wal_lsn()")
+    outcome = sandbox.run([address if word == sandbox.host_connection() else word for word in sandbox.import_command()])
+    problems = [] if outcome.status == 4 and not outcome.told else ["status %s: %s" % (outcome.status, outcome.told)]
+    if len(outcome.errors.splitlines()) != 1 or "Standby" not in outcome.errors:
+        problems.append("not one clear error: " + outcome.errors)
+    if any(row[0] for row in sandbox.query(begun)):
+        problems.append("an import was begun")
+    return problems, {}
+
+
 def run_case(programs, options, _, case):
     flavour, number = case
     with contextlib.closing(Pair()) as pair, make(programs, options, pair, flavour) as sandbox:
+        if number == 0:
+            return examine_standby(pair, sandbox)
         process = sandbox.start(sandbox.import_command(), programs.injection(
             folders="socket:", calls="send", first=number, action="stop"))
         if sandbox.wait_until_stopped(process):

@@ -460,7 +460,9 @@ void Session::NoteStopReason(std::string_view state) {
         "Der Datenbankserver kann nicht auf seinen Datenträger schreiben. Schaffen Sie dort Platz, bevor Sie "
         "fortfahren.";
   } else if (state == "25006") {
-    stop_reason_ = "Die Datenbank darf nicht beschrieben werden. Geben Sie sie frei, bevor Sie fortfahren.";
+    stop_reason_ =
+        "Die Datenbank darf nicht beschrieben werden. Geben Sie sie frei, oder verbinden Sie mit dem "
+        "Primärserver (target_session_attrs=read-write), bevor Sie fortfahren.";
   } else if (state == "42501") {
     stop_reason_ =
         "Dem Benutzer fehlen Rechte an der Datenbank. 'kestrel-import check' sagt, welche; der Eigentümer der "
