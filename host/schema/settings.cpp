@@ -3,30 +3,20 @@
 #include <mutex>
 
 #include "platform/base/coarse_time.h"
-#include "platform/data/recovery.h"
 
 namespace kestrel::host {
 
 void Settings::Refresh() {
   const auto now = CoarseNow();
   if (read_ && now - read_at_ < kGoodFor) return;
-  const auto read = [this] {
-    const RecordsetPtr rows = table_.Open(
-        [this] { return connection_.OpenRecordset("SELECT Gruppe, Name, Wert FROM Einstellungen"); });
-    std::vector<Entry> entries;
-    for (; !rows->IsEof(); rows->MoveNext()) {
-      entries.push_back(
-          Entry{std::string(rows->TextAt(0)), std::string(rows->TextAt(1)), std::string(rows->TextAt(2))});
-    }
-    entries_ = std::move(entries);
-  };
-  // What is done for a record that is lost in passing is done again, and must not be done by other settings.
-  const bool is_kept = !Trap(read, [this](const RuntimeError&) {
-    const auto* const recovery = dynamic_cast<const Recovery*>(&connection_);
-    if (!was_read_ || recovery == nullptr || recovery->LastLoss() == Recovery::Loss::kLasting) throw;
-  });
-  if (is_kept) return;
-  was_read_ = true;
+  const RecordsetPtr rows =
+      table_.Open([this] { return connection_.OpenRecordset("SELECT Gruppe, Name, Wert FROM Einstellungen"); });
+  std::vector<Entry> entries;
+  for (; !rows->IsEof(); rows->MoveNext()) {
+    entries.push_back(
+        Entry{std::string(rows->TextAt(0)), std::string(rows->TextAt(1)), std::string(rows->TextAt(2))});
+  }
+  entries_ = std::move(entries);
   read_at_ = now;
   read_ = true;
   ++generation_;

@@ -1,8 +1,7 @@
 // The host's settings (table Einstellungen), kept in memory with a connection.
 //
 // Settings are asked for many times a record. They are read from the table at the first question, when
-// they are older than a quarter second, and after a change through Set; while the connection is lost in passing, they
-// stay. Every call holds the connection's CallMutex: the
+// they are older than a quarter second, and after a change through Set. Every call holds the connection's CallMutex: the
 // thread that ends a write group asks for them too.
 #pragma once
 
@@ -45,8 +44,7 @@ class Settings final : public Attachment {
   TableQuery table_;
   std::vector<Entry> entries_;
   std::chrono::steady_clock::time_point read_at_;
-  bool read_ = false;      // and not changed since
-  bool was_read_ = false;  // at all
+  bool read_ = false;
   std::uint64_t generation_ = 0;
 };
 

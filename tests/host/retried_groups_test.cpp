@@ -6,7 +6,6 @@
 #include <thread>
 
 #include "host/ledger_fixture.h"
-#include "schema/settings.h"
 #include "storage/write_behind_buffer.h"
 #include "support/scripted_watch.h"
 
@@ -162,24 +161,6 @@ TEST_F(RetriedGroups, ARunKeepsItsLockInANewSession) {
   EXPECT_EQ(Restore(OpenConnection(file)), "");
   EXPECT_THAT(States(), ElementsAre("1|läuft"));
   End(importer, 10);
-}
-
-TEST_F(RetriedGroups, SettingsStayWhereTheyCannotBeReadAnewAsTheSessionEndedWithAGroup) {
-  const std::unique_lock no_timer(connection->CallMutex());
-  host::Settings& settings = host::Settings::Of(*connection);
-  settings.Set("Probe", "Wert", "17");
-  const ObjectPtr importer = Importer();
-  Start(importer);
-  ImportMany(importer, 10);
-  EndSession(Backend());
-  const auto begin = std::chrono::steady_clock::now();
-  do {
-    ASSERT_EQ(settings.Get("Probe", "Wert", "none"), "17");
-  } while (std::chrono::steady_clock::now() - begin < 2 * host::Settings::kGoodFor);
-  EXPECT_FALSE(connection->InTransaction()) << "they were read in vain";
-  End(importer, 10);
-  EXPECT_THAT(errors, IsEmpty());
-  ExpectStored(10);
 }
 
 TEST_F(RetriedGroups, ARowOfALogWhoseSessionEndsWaitsForTheNextGroup) {

@@ -198,6 +198,22 @@ TEST_F(PipelineOnPostgres, AServerThatGoesAwayFailsAllOfIt) {
   EXPECT_EQ(Text("SELECT count(*) FROM t"), "0");
 }
 
+TEST_F(PipelineOnPostgres, NothingRunsOutsideOfATransactionWhoseLossOnlyItsFlushHasFoundOut) {
+  for (int sent = 1; sent <= 16; ++sent) {
+    const ConnectionPtr other = Connect();
+    const std::unique_ptr<Statement> other_insert = other->Prepare("INSERT INTO t VALUES (?)");
+    Numbers numbers(*other, *other_insert);
+    other->Begin();
+    const std::string backend(other->OpenRecordset("SELECT pg_backend_pid()")->TextAt(0));
+    Text("SELECT pg_terminate_backend(" + backend + ", 10000)");
+    for (int i = 1; i <= sent; ++i) Trap([&] { numbers.Send(i); }, [](const RuntimeError&) {});
+    EXPECT_ERROR(other->OpenRecordset("SELECT 17"), ErrorNumber::kDatabase) << sent;
+    EXPECT_ERROR(other->Execute("INSERT INTO t VALUES (4711)"), ErrorNumber::kDatabase) << sent;
+    EXPECT_FALSE(other->InTransaction());
+  }
+  EXPECT_EQ(Text("SELECT count(*) FROM t"), "0");
+}
+
 TEST_F(PipelineOnPostgres, AKeptStatementIsPlannedAnewAsItsTableGrows) {
   const auto query = connection->Prepare("SELECT a FROM t WHERE a = ?");
   const auto uses_until_planned_anew = [&] {

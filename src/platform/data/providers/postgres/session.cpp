@@ -268,6 +268,10 @@ std::string Session::AskForPrepared(std::string_view sql) {
 
 void Session::SendPacket(std::string_view sql, ParameterValues& values, Task task) {
   if (reader_ != nullptr) reader_->Park();
+  // A pipeline's flush may have found out that the server is gone, which nobody was told yet.
+  if (IsLost() && in_transaction_) {
+    Lose("Die Verbindung zum Server ist abgebrochen: " + Trimmed(PQerrorMessage(handle_.get())));
+  }
   if (task != Task::kQuery) FlushPipeline();
   if (sql.find('\0') != std::string_view::npos) Refuse("Die Anweisung enthält ein NUL-Zeichen.");
   const std::string first_word = FirstWord(sql);
