@@ -32,10 +32,12 @@ class Pair(lost_server.Server):
         self.sql("postgres", "SELECT pg_reload_conf()")
         self.wait_for("SELECT count(*) FROM pg_stat_replication WHERE sync_state = 'sync'")
 
-    def wait_for(self, count):
-        """Until the query counts something."""
+    def wait_for(self, count, process=None):
+        """Until the query counts something, or the process has ended."""
         end = box.time.monotonic() + LONGEST_WAIT
         while self.sql("postgres", count).strip() in ("", "0"):
+            if process is not None and process.poll() is not None:
+                return
             if box.time.monotonic() > end:
                 raise RuntimeError("in vain: " + count)
             box.time.sleep(0.05)
@@ -127,7 +129,7 @@ def run_case(programs, options, _, case):
             os.killpg(process.pid, signal.SIGCONT)
             if number % 2:
                 # It has tried the standby, which takes no changes yet.
-                pair.wait_for("SELECT sessions FROM pg_stat_database WHERE datname = '%s'" % sandbox.name)
+                pair.wait_for("SELECT sessions FROM pg_stat_database WHERE datname = '%s'" % sandbox.name, process)
             pair.promote()
         outcome = sandbox.finish(process)
         problems, counts = box.examine_outcome(sandbox, outcome)
