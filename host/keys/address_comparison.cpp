@@ -316,9 +316,9 @@ void Comparer::Names() {
   if (same_ < 2 && a_.marks == 0 && b_.marks == 0 && std::abs(length(a_) - length(b_)) <= 1) {
     const std::string all_a = joined(a_);
     const std::string all_b = joined(b_);
-    if (same_ == 0 && all_a == all_b) return Add(names_reason_, kRareName + kSecondRareName, "gleicher Name");
-    if (a_.names().size() != b_.names().size() && all_a.size() >= kLongName &&
-        EditDistance(all_a, all_b) == 1) {
+    const bool other_words = same_ == 0 || a_.name_count != b_.name_count;
+    if (other_words && all_a == all_b) return Add(names_reason_, kRareName + kSecondRareName, "gleicher Name");
+    if (a_.name_count != b_.name_count && all_a.size() >= kLongName && EditDistance(all_a, all_b) == 1) {
       return Add(names_reason_, kRareName + kSecondNearName, NearName(JaroWinkler(all_a, all_b)));
     }
   }

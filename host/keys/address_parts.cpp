@@ -33,6 +33,9 @@ constexpr std::string_view kDepartments[] = {"ABT",     "ABTEILUNG", "BUCHHALTUN
                                              "VERKAUF", "VERTRIEB",  "ZENTRALE"};
 // Behind these stands whoever is in charge there, or where.
 constexpr std::string_view kInCharge[] = {"HAENDEN", "HD", "ZHD"};
+// What stands behind them tells one branch of a company from another.
+constexpr std::string_view kBranches[] = {"BETRIEBSSTAETTE", "FILIALE", "NIEDERLASSUNG", "STANDORT",
+                                          "ZWEIGSTELLE"};
 constexpr std::string_view kPartOfTown[] = {"ORTSTEIL", "OT", "STADTTEIL"};
 constexpr std::string_view kKindsOfStreet[] = {"ALLEE", "DAMM", "GASSE",   "PFAD", "PLATZ", "RING",
                                                "STEIG", "STR",  "STRASSE", "UFER", "WEG"};
@@ -161,6 +164,7 @@ void AddressParts::TakeStreet(std::string_view text) {
 // False where a legal form or a trade was among them.
 bool AddressParts::TakeNameWords(std::string_view folded) {
   bool is_person = true;
+  bool is_branch = false;
   for (std::string_view word = TakeWord(folded); !word.empty(); word = TakeWord(folded)) {
     if (IsOneOf(word, kInCharge)) break;
     if (IsOneOf(word, kTitles) || IsOneOf(word, kDepartments)) continue;
@@ -178,8 +182,9 @@ bool AddressParts::TakeNameWords(std::string_view folded) {
     }
     if (IsTrade(word)) is_person = false;
     if (view_.name_count == AddressView::kMostNames) continue;
-    if (IsMark(word)) view_.marks |= static_cast<std::uint16_t>(1U << view_.name_count);
+    if (is_branch || IsMark(word)) view_.marks |= static_cast<std::uint16_t>(1U << view_.name_count);
     view_.all_names[view_.name_count++] = word;
+    is_branch = is_branch || IsOneOf(word, kBranches);
   }
   return is_person;
 }

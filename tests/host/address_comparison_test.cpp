@@ -155,6 +155,21 @@ TEST(AddressComparison, AnotherBranchAnotherCompanyAndItsOwnerAreNotTheSame) {
   EXPECT_FALSE(AreSame({"Ruckweiler Optik GmbH Filiale 1"}, {"Ruckweiler Optik GmbH Filiale 2"}));
 }
 
+TEST(AddressComparison, BranchesOfOneCompanyAreToldApartByWhatStandsBehindTheWord) {
+  EXPECT_FALSE(AreSame({"Ruckweiler Optik GmbH Filiale Mitte"}, {"Ruckweiler Optik GmbH Filiale West"}));
+  EXPECT_TRUE(AreSame({"Ruckweiler Optik GmbH Filiale Mitte"}, {"Fa. Ruckweiler Optik Filiale Mitte"}));
+}
+
+TEST(AddressComparison, FirstNamesThatLookAlikeAreTwoPeople) {
+  EXPECT_FALSE(AreSame({"Andrea Ruckweiler"}, {"Andrzej Ruckweiler"}));
+}
+
+TEST(AddressComparison, ABlankWithinANameMakesItNoOther) {
+  EXPECT_TRUE(AreSame({"Al Lik Ella"}, {"Allik Ella"}));
+  EXPECT_TRUE(AreSame({"Al Lik", "Tulpenhof 5", "50667", "Köln", "Ella"},
+                      {"Allik", "Tulpenhof 5", "50667", "Köln", "Ella"}));
+}
+
 TEST(AddressComparison, OtherNamesAtOneAddressAreErrorsWhereTheDataHaveNoHouseholds) {
   const std::string a = "50667|Köln|Tulpenhof 5||Xenon Ruckweiler||||",
                     b = "50667|Köln|Tulpenhof 5||Borwin Ruckweiler||||";
