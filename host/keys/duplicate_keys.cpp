@@ -103,7 +103,9 @@ std::string NameAtNumber(const AddressView& address) {
   if (address.house_number.empty() || address.postcode.empty()) {
     if (!AppendPlace(text, address)) return {};
   } else {
-    text.append(address.postcode.substr(0, kRegion)).append("|");
+    const std::size_t start = text.size();
+    text.append(address.postcode, 0, kRegion).append("|");
+    std::sort(text.begin() + static_cast<std::ptrdiff_t>(start), text.end() - 1);
   }
   text.append(address.house_number).append("|");
   if (!AppendName(text, address, false, kSoundOfFirstName)) return {};
@@ -159,9 +161,9 @@ std::string KeyOf(std::string_view code, const AddressView& address) {
 
 std::string CanonicalText(std::string_view code, const AddressView& address) {
   if (code == "4") return NameInPlace(address);
-  if (code == "5") return NameAtNumber(address);
   if (code == "6") return StreetInTown(address);
-  if (code == "1" || code == "2" || code == "3") {
+  if (code == "7") return NameAtNumber(address);
+  if (code == "1" || code == "2" || code == "3" || code == "5") {
     throw RuntimeError(
         ErrorNumber::kInvalidProcedureCall,
         "Der Adressindex hat Schlüssel einer früheren Version (Algorithmus '" + std::string(code) +
@@ -170,7 +172,7 @@ std::string CanonicalText(std::string_view code, const AddressView& address) {
   }
   throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
                      "Unbekannter Algorithmus '" + std::string(code) +
-                         "' für einen Dublettenschlüssel (bekannt sind 4, 5 und 6).");
+                         "' für einen Dublettenschlüssel (bekannt sind 4, 6 und 7).");
 }
 
 std::string BuildDoubletKey(std::string_view code, std::string_view key_text) {

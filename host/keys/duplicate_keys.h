@@ -3,13 +3,14 @@
 // errors in other parts of the address, so that one error, and most pairs of errors, leave one of the three as it was.
 //
 //   Code "4", a name in a place: the postcode and how one name sounds, whatever the street is called.
-//   Code "5", a name at a house number: how the other name sounds, the house number, the region of the postcode (its
-//     first two digits), so that a wrong digit behind it and a wrong street do no harm.
+//   Code "7", a name at a house number: how the other name sounds, the house number, the region of the postcode (its
+//     first two digits, in whichever order, as digits are often exchanged), so that a wrong digit behind it and a wrong
+//     street do no harm.
 //   Code "6", a street in a town: how both sound; whatever people are called and the postcode is. A street that many
 //     towns have ("Hauptstraße") and one of a large town say little: their key has the house number, too.
 //
 // "How it sounds" is the beginning of the Kölner Phonetik, which most typing errors leave as it is. Of several names
-// (legal forms, titles and people in charge are none) code 4 takes the one whose sound comes last, code 5 the first, so
+// (legal forms, titles and people in charge are none) code 4 takes the one whose sound comes last, code 7 the first, so
 // their order and which of them is the surname do not matter. What is missing is passed over: a town stands in for a
 // postcode, the whole postcode for a house number. Where no place is told at all, code 4 finds what is repeated word by
 // word in name and street.
@@ -19,7 +20,7 @@
 // of Appleby's MurmurHash3) over the canonical text and the code.
 //
 // An address that lacks what a code looks at has no key: the empty text. It is never stored in the index, so
-// it finds nothing. The codes "1" to "3" were those of earlier versions; storage/index_repair.h replaces their keys.
+// it finds nothing. The codes "1" to "3" and "5" were those of earlier versions; storage/index_repair.h replaces their keys.
 #pragma once
 
 #include <array>

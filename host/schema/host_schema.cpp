@@ -180,7 +180,7 @@ constexpr const char* kRows[] = {
     "INSERT INTO Personalstamm VALUES ('4711', 'Schmitz', 'Erika', 'Dr.')",
     "INSERT INTO Einstellungen VALUES ('Adressindex', 'Doubletindex', '1')",
     "INSERT INTO Einstellungen VALUES ('Adressindex', 'AlgorithmCode1', '4')",
-    "INSERT INTO Einstellungen VALUES ('Adressindex', 'AlgorithmCode2', '5')",
+    "INSERT INTO Einstellungen VALUES ('Adressindex', 'AlgorithmCode2', '7')",
     "INSERT INTO Einstellungen VALUES ('Adressindex', 'AlgorithmCode3', '6')",
     "INSERT INTO Kundengruppen VALUES ('A', 'Großkunden')",
     "INSERT INTO Kundengruppen VALUES ('B', 'Geschäftskunden')",

@@ -23,7 +23,7 @@ constexpr const char* kAlgorithms[] = {"AlgorithmCode1", "AlgorithmCode2", "Algo
 // The algorithm of today that does what an earlier one did; empty for one that is none of those.
 std::string_view Successor(std::string_view code) {
   if (code == "1") return "4";
-  if (code == "2") return "5";
+  if (code == "2" || code == "5") return "7";
   return code == "3" ? "6" : "";
 }
 

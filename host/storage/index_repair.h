@@ -12,8 +12,8 @@ namespace kestrel::host {
 // addresses. A sentence that tells of it, empty where nothing was missing. Error 3000.
 std::string RestoreAddressIndexes(Connection& connection);
 
-// Likewise: where the settings name the algorithms of earlier versions ("1" to "3"), builds the keys of all addresses that
-// stand in the index by those of today and names these ("4" to "6"), in one transaction. Takes about a minute for a
+// Likewise: where the settings name the algorithms of earlier versions ("1" to "3", "5"), builds the keys of all addresses that
+// stand in the index by those of today and names these ("4", "6", "7"), in one transaction. Takes about a minute for a
 // million addresses. A sentence that tells of it, empty where nothing was to be done. Error 3000.
 std::string RenewAddressKeys(Connection& connection);
 

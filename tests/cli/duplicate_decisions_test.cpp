@@ -66,7 +66,7 @@ class Walk {
   // Those that share a key: of the first key first, a hundred at most.
   std::vector<std::size_t> CandidatesOf(const host::AddressParts& record) const {
     std::vector<std::size_t> found;
-    for (const char* code : {"4", "5", "6"}) {
+    for (const char* code : {"4", "6", "7"}) {
       const std::string key = host::CanonicalText(code, record);
       for (std::size_t i = 0; i < stored_.size() && !key.empty(); ++i) {
         if (host::CanonicalText(code, host::AddressParts(stored_[i])) != key) continue;

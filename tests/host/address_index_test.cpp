@@ -27,7 +27,7 @@ TEST_F(AddressIndex, EveryStoredAddressGetsItsRow) {
             "");
   const char* text = "50667|Köln|Ringstr. 1|Schmidt GmbH|Schmidt GmbH||||B";
   EXPECT_THAT(Rows("SELECT Adressart, Referenz, Doubletkey1, Doubletkey2, Doubletkey3 FROM Adressindex"),
-              ElementsAre("1|17|" + Key("4", text) + "|" + Key("5", text) + "|" + Key("6", text)));
+              ElementsAre("1|17|" + Key("4", text) + "|" + Key("7", text) + "|" + Key("6", text)));
 }
 
 TEST_F(AddressIndex, EachAddressTypeHasItsBit) {
@@ -50,7 +50,7 @@ TEST_F(AddressIndex, AnUpdateMakesTheKeysOfTheRowAsItThenStands) {
   Import(importer, {{"KundenNummer", "5"}, {"Bez1", "Schulze"}});
   const char* text = "50667|Köln||Schulze|Schulze||||";
   EXPECT_THAT(Rows("SELECT Referenz, Doubletkey1, Doubletkey2 FROM Adressindex"),
-              ElementsAre("5|" + Key("4", text) + "|" + Key("5", text)));
+              ElementsAre("5|" + Key("4", text) + "|" + Key("7", text)));
 }
 
 TEST_F(AddressIndex, IsLeftAloneUnlessTheHostKeepsIt) {
@@ -78,7 +78,7 @@ TEST_F(AddressIndex, AnAddressThatCannotBeIndexedIsNotStoredEither) {
   const ObjectPtr importer = OverwritingImporter();
   EXPECT_THAT(Import(importer, {{"Bez1", "A"}}), HasSubstr("'99'"));
   EXPECT_THAT(Rows("SELECT * FROM Kunden"), IsEmpty());
-  Set("AlgorithmCode2", "5");
+  Set("AlgorithmCode2", "7");
   EXPECT_EQ(Import(importer, {{"KundenNummer", "3"}, {"Bez1", "B"}}), "");
   Set("AlgorithmCode2", "99");
   EXPECT_THAT(Import(importer, {{"KundenNummer", "3"}, {"Bez1", "C"}}), HasSubstr("'99'"));
@@ -111,7 +111,7 @@ TEST_F(AddressIndex, TheLookUpUsesTheKeysIndexes) {
 TEST_F(AddressIndex, LaterRecordsFindEarlierOnesOfTheSameRun) {
   Import(Importer(), {{"Bez1", "Meyer"}, {"PLZ", "50667"}});
   EXPECT_TRUE(connection->InTransaction());
-  const std::string key = Key("5", "50667|||Maier|Maier||||");
+  const std::string key = Key("7", "50667|||Maier|Maier||||");
   EXPECT_FALSE(connection
                    ->OpenRecordset("SELECT * FROM Adressindex where  (Adressart = 1)  and ( Doubletkey2 = '" +
                                    key + "' )")
@@ -176,6 +176,19 @@ TEST_F(AddressIndex, KeysOfAnEarlierVersionAreBuiltAnewOnceWhoeverOpensTheDataba
             "Die Schlüssel der Dublettenprüfung waren die einer früheren Version und wurden für 2 Adressen neu "
             "gebildet.");
   EXPECT_EQ(Rows(rows), fresh);
+  EXPECT_EQ(host::RenewAddressKeys(*connection), "");
+}
+
+TEST_F(AddressIndex, KeysThatTookTheRegionsDigitsInTheirOrderAreBuiltAnewOnce) {
+  Import(Importer(), {{"Bez1", "Anna Meyer"}, {"Strasse", "Ring 1"}, {"PLZ", "50667"}, {"Ort", "Köln"}});
+  host::GroupedWrites::Of(*connection).Flush();
+  const char* const rows = "SELECT * FROM Adressindex ORDER BY AdressId";
+  const auto fresh = Rows(rows);
+  connection->Execute("UPDATE Adressindex SET Doubletkey2 = 'alt'");
+  Set("AlgorithmCode2", "5");
+  EXPECT_THAT(host::RenewAddressKeys(*connection), HasSubstr("für 1 Adresse neu"));
+  EXPECT_EQ(Rows(rows), fresh);
+  EXPECT_THAT(Rows("SELECT Wert FROM Einstellungen WHERE Name = 'AlgorithmCode2'"), ElementsAre("7"));
   EXPECT_EQ(host::RenewAddressKeys(*connection), "");
 }
 

@@ -99,7 +99,7 @@ class IndexRowBuffers : public testing::HostFixture {
   }
   static std::string NameOf(int number) { return "Name " + std::to_string(number * 7919 % 1000); }
   static std::string KeyOf(const char* name) {
-    return host::BuildDoubletKey("5", "50667|||" + std::string(name) + "|" + name + "||||");
+    return host::BuildDoubletKey("7", "50667|||" + std::string(name) + "|" + name + "||||");
   }
 
   int handed_over = 0;

@@ -36,7 +36,7 @@ class KeysAhead : public testing::HostFixture {
     return Postcode(i) + "|" + Town(i) + "|" + Street(i) + "|" + Name(i).substr(0, 15) + "|" + Name(i) + "||||";
   }
   static std::array<std::string, 3> Keys(int i) {
-    return {host::BuildDoubletKey("4", KeyText(i)), host::BuildDoubletKey("5", KeyText(i)),
+    return {host::BuildDoubletKey("4", KeyText(i)), host::BuildDoubletKey("7", KeyText(i)),
             host::BuildDoubletKey("6", KeyText(i))};
   }
   void Expect(std::initializer_list<int> records) {

@@ -116,7 +116,7 @@ class HighestScore : public testing::HostFixture {
 
   double Of(const std::string& key_text) {
     return CallMethod(functions, "HighestScore", connection, key_text, host::BuildDoubletKey("4", key_text),
-                      host::BuildDoubletKey("5", key_text), host::BuildDoubletKey("6", key_text))
+                      host::BuildDoubletKey("7", key_text), host::BuildDoubletKey("6", key_text))
         .ToDouble();
   }
   static void Store(host::AddressIndex& index, std::int64_t number, const char* name) {

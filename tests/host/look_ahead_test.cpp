@@ -124,7 +124,7 @@ class LookAheads : public testing::HostFixture, public ::testing::WithParamInter
                              std::string(TrimBlanks(Left(address.Name(), 15))) + "|" + address.Name() + "||||";
     std::array<std::string, 3> keys;
     for (std::size_t i = 0; i < keys.size(); ++i) {
-      keys[i] = "'" + host::BuildDoubletKey(std::to_string(4 + i), text) + "'";
+      keys[i] = "'" + host::BuildDoubletKey(std::array{"4", "7", "6"}[i], text) + "'";
     }
     clerk.Begin();
     clerk.Execute("UPDATE Importsperre SET Stand = Stand + 1 WHERE Name = 'Adressindex'");
