@@ -6,10 +6,6 @@
 
 #include "storage/known_keys.h"
 
-#include <mutex>
-
-#include "storage/known_keys.h"
-
 namespace kestrel::host {
 
 void DoubletFunctions::Bind(Members& members) {

@@ -144,6 +144,16 @@ TEST_F(ConfirmationTest, AHundredCandidatesARecordAreAskedAboutAtMost) {
   EXPECT_EQ(match.reference, "1099");
 }
 
+TEST_F(ConfirmationTest, AnAddressWithoutATypeIsNoCandidateAndOneWithoutANumberIs) {
+  connection->database().Execute(
+      "INSERT INTO Adressindex VALUES (NULL, '7', 'K', '', ''), (1, NULL, 'K', '', '')");
+  scores = {{"7", 100}, {"", 60}};
+  EXPECT_TRUE(Check());
+  EXPECT_THAT(asked, ElementsAre("1/"));
+  EXPECT_EQ(match.reason, "wie ");
+  EXPECT_THAT(ui.boxes, IsEmpty());
+}
+
 TEST_F(ConfirmationTest, AFailureIsShownAndTheRecordImported) {
   Index(1, "7", "K");
   failure = RuntimeError(4711, "kaputt");
