@@ -116,8 +116,8 @@ struct SourceKind {
   void (*show_choices)(const Session& session, SourcePage& page) = nullptr;
 
   // Whether section Common holds this setting for the kind.
-  bool Has(std::string Session::*setting) const;
-  bool Has(bool Session::*setting) const;
+  KESTREL_INTERNAL bool Has(std::string Session::*setting) const;
+  KESTREL_INTERNAL bool Has(bool Session::*setting) const;
 };
 
 // The rows. Nothing may be added once a session uses them: sessions keep pointers to rows.
