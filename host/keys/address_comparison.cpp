@@ -163,6 +163,9 @@ class Comparer {
       is_one_address_ = street >= Likeness::kNear;
       Names();
     }
+    if (a_.legal_forms != 0 && b_.legal_forms != 0 && a_.legal_forms != b_.legal_forms) {
+      Add(names_reason_, 0, "andere Rechtsform");
+    }
     if (tells_)
       result_.reason =
           names_reason_ + (names_reason_.empty() || place_reason_.empty() ? "" : ", ") + place_reason_;

@@ -57,6 +57,14 @@ constexpr auto kLettersOfTrades = [] {
   return letters;
 }();
 
+// A bit, the same one for all spellings; none for words that only stand beside a legal form.
+std::uint32_t LegalFormOf(std::string_view word) {
+  if (word == "CO" || word == "CIE" || word == "COMPAGNIE" || word == "HAFTUNGSBESCHRAENKT") return 0;
+  if (word == "MBH" || word == "GESMBH") word = "GMBH";
+  static_assert(std::size(kLegalForms) <= 32);
+  return std::uint32_t{1} << (std::ranges::lower_bound(kLegalForms, word) - kLegalForms);
+}
+
 bool IsTrade(std::string_view word) {
   const std::uint32_t letters = LettersOf(word);
   for (std::size_t i = 0; i < std::size(kTrades); ++i) {
@@ -177,6 +185,7 @@ bool AddressParts::TakeNameWords(std::string_view folded) {
     }
     if (IsOneOf(word, kFillers)) continue;
     if (IsOneOf(word, kLegalForms)) {
+      view_.legal_forms |= LegalFormOf(word);
       is_person = false;
       continue;
     }
@@ -192,6 +201,7 @@ bool AddressParts::TakeNameWords(std::string_view folded) {
 void AddressParts::TakeNames(std::string_view first, std::string_view second) {
   view_.name_count = 0;
   view_.marks = 0;
+  view_.legal_forms = 0;
   Fold(name_texts_[0], first);
   view_.is_company = !TakeNameWords(name_texts_[0]);
   Fold(name_texts_[1], second);

@@ -28,6 +28,8 @@ struct AddressView {
   char house_letter = '\0';
   // Named with a legal form or a trade.
   bool is_company = false;
+  // A bit a legal form; none where none is told. Only reasons look at them: they are empty in what is kept in memory.
+  std::uint32_t legal_forms = 0;
   std::uint8_t name_count = 0;
   // A bit a name: those that tell two of one name apart ("jun.", "Filiale 2").
   std::uint16_t marks = 0;

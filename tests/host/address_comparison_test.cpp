@@ -12,6 +12,7 @@ namespace kestrel::host {
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 struct Side {
   std::string name;
@@ -226,6 +227,18 @@ TEST(AddressComparison, TheHighestScoreIsTheScoreWhereThereIsHope) {
   EXPECT_EQ(seen.same_names, seen_again.same_names);
   EXPECT_EQ(seen.one_name_other, seen_again.one_name_other);
   EXPECT_EQ(seen.all_names_other, seen_again.all_names_other);
+}
+
+TEST(AddressComparison, TheReasonTellsThatTheLegalFormIsAnother) {
+  const char* const other = "andere Rechtsform";
+  EXPECT_THAT(Compare({"Ruckweiler AG"}, {"Ruckweiler GmbH"}).reason,
+              HasSubstr("gleicher Name, andere Rechtsform"));
+  EXPECT_THAT(Compare({"Ruckweiler KG"}, {"Ruckweiler GmbH & Co. KG"}).reason, HasSubstr(other));
+  for (const char* same : {"Ruckweiler mbH", "Ruckweiler GesmbH", "Ruckweiler", "Fa. Ruckweiler GmbH"}) {
+    EXPECT_THAT(Compare({"Ruckweiler GmbH"}, {same}).reason, Not(HasSubstr(other))) << same;
+  }
+  EXPECT_THAT(Compare({"Ruckweiler GmbH & Co. KG"}, {"Ruckweiler GmbH & Cie. KG"}).reason,
+              Not(HasSubstr(other)));
 }
 
 TEST(AddressComparison, TheReasonTellsWhatIsAlikeAndWhatIsNot) {
