@@ -45,10 +45,10 @@ std::int64_t RenewKeysOf(Connection& connection, const Destination& destination,
     const auto field = destination.FindField(name);
     columns += ", " + (field ? destination.fields[*field].column : std::string("''"));
   }
-  const auto query = connection.Prepare("SELECT " + columns + " FROM " + destination.table +
-                                        " JOIN Adressindex ON AdressId = " + number + " * 64 + " +
-                                        std::to_string(destination.address_type) + " WHERE " + number +
-                                        " > ? ORDER BY " + number + " LIMIT " + std::to_string(kAtOnce));
+  const auto query = connection.Prepare(
+      "SELECT " + columns + " FROM " + destination.table + " JOIN Adressindex ON AdressId = CAST(" + number +
+      " AS BIGINT) * 64 + " + std::to_string(destination.address_type) + " WHERE " + number + " > ? ORDER BY " +
+      number + " LIMIT " + std::to_string(kAtOnce));
   AddressIndex index(connection, destination.address_type, keys);
   std::int64_t last = std::numeric_limits<std::int64_t>::min();
   std::int64_t count = 0;

@@ -74,6 +74,14 @@ std::uint32_t& IndexRowBuffer::NewestOf(std::uint64_t hash) {
   }
 }
 
+std::uint32_t IndexRowBuffer::TakeNewestOf(std::uint64_t hash) {
+  for (std::size_t place = hash;; ++place) {
+    Slot& slot = slots_[place & (slots_.size() - 1)];
+    if (slot.filling != filling_) return 0;
+    if (slot.hash == hash) return std::exchange(slot.newest, 0);
+  }
+}
+
 std::string_view IndexRowBuffer::KeyOf(const Row& row, std::size_t column) const {
   std::size_t start = row.start;
   for (std::size_t i = 0; i < column; ++i) start += row.lengths[i];
@@ -110,7 +118,7 @@ bool IndexRowBuffer::FlushSought(const SoughtRows& sought) {
 
 void IndexRowBuffer::StoreAlike(std::size_t column, std::string_view key) {
   if (rows_.empty()) return;
-  std::uint32_t place = std::exchange(NewestOf(KnownKeys::HashOf(column, key)), 0);
+  std::uint32_t place = TakeNewestOf(KnownKeys::HashOf(column, key));
   for (; place != 0; place = rows_[place - 1].before[column]) {
     if (rows_[place - 1].is_stored) continue;
     known_.StoreAnnounced([&] { StoreSome(place - 1, 1); });

@@ -69,7 +69,10 @@ class IndexRowBuffer final : private GroupMember {
   void GiveUpRows();
   void Hang(std::size_t row);
   void HangAll();
+  // Of a row's key: makes a slot where it has none. There are enough for rows, and none for keys that are looked for.
   std::uint32_t& NewestOf(std::uint64_t hash);
+  // 0 where no row has the key.
+  std::uint32_t TakeNewestOf(std::uint64_t hash);
   std::string_view KeyOf(const Row& row, std::size_t column) const;
   void StoreAlike(std::size_t column, std::string_view key);
   void StoreRows();

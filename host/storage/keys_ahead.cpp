@@ -134,7 +134,13 @@ void KeysAhead::ReadRows() {
   std::ranges::sort(places_);
 }
 
+void KeysAhead::Changed(std::int64_t address_id) {
+  if (count_ != 0) changed_.insert(address_id);
+}
+
 void KeysAhead::Stored(const Keys& keys) {
+  // Nothing is answered before the next question, which sees it.
+  if (count_ == 0) return;
   for (std::size_t i = 0; i < keys.size(); ++i) stored_.insert(HashOf(i, keys[i]));
 }
 

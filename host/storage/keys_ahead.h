@@ -47,7 +47,7 @@ class KeysAhead {
   // A row with these keys is about to be stored.
   void Stored(const Keys& keys);
   // The row with this AdressId, or its address, is about to become another one.
-  void Changed(std::int64_t address_id) { changed_.insert(address_id); }
+  void Changed(std::int64_t address_id);
   // See ComingLookUps.
   ComingLookUps::Rows Find(std::span<const SoughtValue> values);
   // The key text of the address of a row found; none where it is not known. All of one type are read with the first.

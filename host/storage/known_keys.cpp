@@ -91,8 +91,13 @@ bool KnownKeys::Add(std::size_t column, std::string_view key) {
 
 bool KnownKeys::HoldsAll() {
   bool holds_all = false;
-  Trap([&] { holds_all = state_ == State::kComplete && IsCurrent(); },
-       [this](const RuntimeError&) { Forget(State::kOff); });
+  Trap(
+      [&] {
+        // Whether it is current is told once.
+        if (state_ == State::kComplete && !IsCurrent()) Forget(State::kUnknown);
+        holds_all = state_ == State::kComplete;
+      },
+      [this](const RuntimeError&) { Forget(State::kOff); });
   return holds_all;
 }
 

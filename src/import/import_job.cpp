@@ -189,6 +189,8 @@ ActiveImport& ImportJob::State::Import() {
 
 void ImportJob::State::BeginAnew() {
   import.reset();
+  // No page is there that would take it out of the session, from where it would be written into the next specification.
+  if (tested_list != nullptr) session.AssignmentList.reset();
   tested_list.reset();
   open = class_open = source_open = fields_built = stop_requested = false;
   fields_failure.clear();

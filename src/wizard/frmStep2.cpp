@@ -397,9 +397,14 @@ void frmStep2::cmdSave_Click() {
 }
 
 void frmStep2::mnuSaveAs_Click() {
+  // While the page waits for a server its boxes are not filled, and it may be left at any moment.
+  if (!cmdSave_->isEnabled()) return;
   bool saved = false;
   // A copy is of what the person sees.
-  if (!StoreValues()) return;
+  if (!StoreValues()) {
+    ShowMessage("Bitte wählen Sie zuerst einen Datenquellen-Typ.", "");
+    return;
+  }
   Trap([&] { saved = job_.SaveSchemaAs(); },
        [&](const RuntimeError& error) { ShowMessage("Fehler: " + error.Description(), ""); });
   lblStatus_->setText(saved ? kSavedText : "");

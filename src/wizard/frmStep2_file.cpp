@@ -103,6 +103,8 @@ void frmStep2::TakeFile(const QString& path) {
 }
 
 void frmStep2::RecogniseTypedFile() {
+  // The focus also leaves with a window that closes.
+  if (!isVisible()) return;
   const QString path = txtFilename_->text();
   const bool is_new = FromQt(path) != known_file_ && FileExists(FromQt(path));
   if (!loading_ && is_new && wizard_.comforts().recognised_files) TakeFile(path);

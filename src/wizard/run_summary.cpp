@@ -4,15 +4,15 @@
 #include <filesystem>
 
 #include "component/session.h"
-#include "platform/base/counted.h"
 #include "sources/source_kind.h"
+#include "wizard/german_number.h"
 #include "wizard/qt_text.h"
 
 namespace kestrel {
 
 namespace {
 
-std::string RecordsText(std::int32_t count) { return Counted(count, "Datensatz", "Datensätze"); }
+std::string RecordsText(std::int32_t count) { return FromQt(GermanCount(count, "Datensatz", "Datensätze")); }
 
 // A name for what was not stored: that of a text file, beside it, with a word more.
 std::string RejectsFile(const Session& session) {

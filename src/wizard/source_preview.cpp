@@ -18,7 +18,7 @@ constexpr int kNoticedMs = 300;
 // What has lasted so long does not keep others waiting.
 constexpr int kLeftAloneMs = 1000;
 constexpr std::chrono::milliseconds kEndsSoon{100};
-constexpr int kFewestRows = 3;
+constexpr int kFewestRows = 1;     // where a small screen leaves no room for more
 constexpr int kWidestColumn = 40;  // characters
 
 }  // namespace
@@ -53,18 +53,32 @@ SourcePreview::~SourcePreview() {
 }
 
 void SourcePreview::Read(SampleReading reading) {
-  if (look_.isActive() && working_since_.elapsed() > kLeftAloneMs) desk_ = std::make_shared<Desk>();
+  Ask(std::move(reading));
+  if (!look_.isActive()) reading_since_.start();
+  look_.start(kLookMs);
+}
+
+void SourcePreview::Ask(SampleReading reading) {
   const std::lock_guard lock(desk_->mutex);
   desk_->next = std::move(reading);
   desk_->sample.reset();
   ++desk_->number;
-  if (!desk_->is_working) {
-    desk_->is_working = true;
-    working_since_.start();
-    std::thread(Work, desk_).detach();
+  if (desk_->is_working) return;
+  desk_->is_working = true;
+  working_since_.start();
+  std::thread(Work, desk_).detach();
+}
+
+void SourcePreview::LeaveAlone() {
+  if (working_since_.elapsed() <= kLeftAloneMs) return;
+  SampleReading next;
+  {
+    const std::lock_guard lock(desk_->mutex);
+    next = std::exchange(desk_->next, nullptr);
   }
-  if (!look_.isActive()) reading_since_.start();
-  look_.start(kLookMs);
+  if (!next) return;
+  desk_ = std::make_shared<Desk>();
+  Ask(std::move(next));
 }
 
 void SourcePreview::Say(const QString& text) {
@@ -102,7 +116,10 @@ void SourcePreview::Look() {
   if (sample) {
     look_.stop();
     Show(*sample);
-  } else if (reading_since_.elapsed() > kNoticedMs) {
+    return;
+  }
+  LeaveAlone();
+  if (reading_since_.elapsed() > kNoticedMs) {
     reason_->setText("Die ersten Datensätze werden gelesen ...");
     setCurrentWidget(reason_);
   }

@@ -52,6 +52,9 @@ class SourcePreview final : public QStackedWidget {
   };
   static void Work(const std::shared_ptr<Desk>& desk);
 
+  void Ask(SampleReading reading);
+  // Begins what waits behind a reading that lasts.
+  void LeaveAlone();
   void Look();
   void Show(const SourceSample& sample);
 

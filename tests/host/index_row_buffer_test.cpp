@@ -212,6 +212,17 @@ TEST_F(IndexRowBuffers, AreFoundByALookUpForEachOfThem) {
   ExpectThatNothingIsLostUntold();
 }
 
+TEST_F(IndexRowBuffers, AreFoundHoweverManyOthersAreLookedFor) {
+  const ObjectPtr importer = Importer();
+  const std::lock_guard no_timer(connection->CallMutex());
+  Acquaint(importer);
+  ImportNumbered(importer, 1);
+  for (int i = 0; i < 3000; ++i) ASSERT_THAT(LookUpKey("anderer " + std::to_string(i)), IsEmpty());
+  EXPECT_THAT(LookUpKey(KeyOf(NameOf(1).c_str())), Contains("1"));
+  Finish(importer);
+  ExpectThatNothingIsLostUntold();
+}
+
 TEST_F(IndexRowBuffers, AreAllStoredBeforeALookUpInATableThatComparesInAnotherWay) {
   connection->Execute("DROP TABLE Adressindex");
   connection->Execute(

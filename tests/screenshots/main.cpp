@@ -118,6 +118,11 @@ class Tour {
   }
 
   void TakeSourcePage() {
+    // The first records are read apart from the page.
+    const auto& preview = FindIn<QTableView>(Page(), "tblVorschau");
+    if (!QTest::qWaitFor([&preview] { return preview.isVisible(); }, kWaitMs)) {
+      throw std::runtime_error("no first records are shown");
+    }
     Take(Page(), "frmStep2");
     PressAndTake("cmdVorschau", "frmPrev", "frmPrev", "cmdClose");
     // The wrong delimiter makes one column, which is shown as text.

@@ -32,7 +32,9 @@ class TellingConfirmation : public testing::WizardFixture {
     return FromQt(FindIn<QLabel>(question, label).text().remove(QChar(0x200b)));
   }
   static std::string Counted(QWidget& question) {
-    (void)QTest::qWaitFor([&] { return Text(question, "lblRecords") != "Die Datensätze werden gezählt ..."; });
+    while (Text(question, "lblRecords") == "Die Datensätze werden gezählt ...") {
+      QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
     return Text(question, "lblRecords");
   }
   std::size_t Runs() const { return import_class->CountOf("BeforeImport"); }

@@ -175,25 +175,42 @@ TEST_F(WithoutLivePreview, OfSeveralChangesTheLastOneWins) {
   SourcePreview preview(nullptr, ui);
   preview.show();
   const auto gate = std::make_shared<Gate>();
-  std::atomic<int> read = 0;
-  preview.Read([gate, &read] {
+  // A reading may outlive the test.
+  const auto read = std::make_shared<std::atomic<int>>(0);
+  preview.Read([gate, read] {
+    ++*read;
     gate->Pass();
-    ++read;
     return Sample("erste");
   });
   gate->AwaitEntered();
-  preview.Read([&read] {
-    ++read;
+  preview.Read([read] {
+    ++*read;
     return Sample("zweite");
   });
-  preview.Read([&read] {
-    ++read;
+  preview.Read([read] {
+    ++*read;
     return Sample("dritte");
   });
   gate->Open();
   Await(preview);
   EXPECT_EQ(FindIn<QTableView>(preview, "tblVorschau").model()->index(0, 0).data().toString(), "dritte");
-  EXPECT_EQ(read, 2) << "the second one was never begun";
+  EXPECT_EQ(*read, 2) << "the second one was never begun";
+}
+
+TEST_F(WithoutLivePreview, AReadingThatLastsKeepsNoOtherWaiting) {
+  SourcePreview preview(nullptr, ui);
+  preview.show();
+  const auto gate = std::make_shared<Gate>();
+  preview.Read([gate] {
+    gate->Pass();
+    return Sample("erste");
+  });
+  gate->AwaitEntered();
+  preview.Say("Nichts ausgewählt.");
+  preview.Read([] { return Sample("zweite"); });
+  Await(preview);
+  EXPECT_EQ(FindIn<QTableView>(preview, "tblVorschau").model()->index(0, 0).data().toString(), "zweite");
+  gate->Open();
 }
 
 TEST_F(WithoutLivePreview, ASentenceTakesThePlaceOfWhatIsBeingRead) {
