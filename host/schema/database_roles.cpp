@@ -64,7 +64,8 @@ std::string GrantRoles(Connection& connection) {
   const auto grant = [&] {
     for (const auto& [statement, is_done] : Statements(connection)) {
       if (!is_done.empty() && !connection.OpenRecordset(is_done)->IsEof()) continue;
-      if (!Trap([&] { connection.Execute(statement); }, note)) refused += "\n  " + statement + ";";
+      const std::string& text = statement;
+      if (!Trap([&] { connection.Execute(text); }, note)) refused += "\n  " + text + ";";
     }
   };
   Trap(grant, note);

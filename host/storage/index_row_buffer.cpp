@@ -107,10 +107,10 @@ bool IndexRowBuffer::FlushSought(const SoughtRows& sought) {
   if (EqualsIgnoringCase(sought.table, "Adressindex")) {
     // Another table of that name may compare its texts in another way.
     if (sought.values.empty() || !known_.IsAsMade()) return false;
-    for (const auto& [name, key] : sought.values) {
-      const auto column = KnownKeys::ColumnOf(name);
+    for (const SoughtValue& value : sought.values) {
+      const auto column = KnownKeys::ColumnOf(value.first);
       if (!column) return false;
-      Trap([&] { StoreAlike(*column, key); }, [this](const RuntimeError& error) { failure_ = error; });
+      Trap([&] { StoreAlike(*column, value.second); }, [this](const RuntimeError& error) { failure_ = error; });
     }
   }
   return !failure_;

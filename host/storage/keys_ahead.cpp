@@ -160,14 +160,13 @@ bool KeysAhead::Collect(std::span<const SoughtValue> values) {
     const std::size_t column = ColumnOf(value.first);
     const std::uint64_t hash = HashOf(column, value.second);
     if (stored_.contains(hash)) return false;
-    const auto rows =
-        std::ranges::equal_range(places_, hash, {}, &std::pair<std::uint64_t, std::size_t>::first);
-    for (const auto& [equal_hash, place] : rows) {
-      if (rows_[place].keys[column] == value.second) found_.push_back(place);
+    for (auto at = std::ranges::lower_bound(places_, std::pair<std::uint64_t, std::size_t>(hash, 0));
+         at != places_.end() && at->first == hash; ++at) {
+      if (rows_[at->second].keys[column] == value.second) found_.push_back(at->second);
     }
   }
   std::ranges::sort(found_);
-  found_.erase(std::ranges::unique(found_).begin(), found_.end());
+  found_.erase(std::unique(found_.begin(), found_.end()), found_.end());
   return std::ranges::none_of(found_,
                               [this](std::size_t place) { return changed_.contains(rows_[place].address_id); });
 }

@@ -234,7 +234,7 @@ AssignmentPanel ReadAssignment(MemoryRecordset& list, std::int64_t row) {
 
 std::shared_ptr<MemoryRecordset> CopyAssignments(MemoryRecordset& list, std::optional<std::int64_t> only) {
   const RowKeeper keeper(list);
-  const std::shared_ptr<MemoryRecordset> copy = CreateAssignmentList();
+  std::shared_ptr<MemoryRecordset> copy = CreateAssignmentList();
   for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {
     if (only && list.Bookmark() != *only) continue;
     copy->AddNew();

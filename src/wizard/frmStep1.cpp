@@ -28,7 +28,7 @@ namespace {
 
 // As in a German directory, numbers by their value.
 void SortByTitle(std::vector<SpecificationEntry>& entries) {
-  QCollator order(QLocale(QLocale::German));
+  QCollator order{QLocale(QLocale::German)};
   order.setCaseSensitivity(Qt::CaseInsensitive);
   order.setNumericMode(true);
   std::stable_sort(entries.begin(), entries.end(), [&](const auto& one, const auto& other) {

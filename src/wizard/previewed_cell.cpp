@@ -15,7 +15,7 @@ namespace {
 using State = PreviewedField::State;
 
 QString Spoken(const PreviewedField& field) {
-  const QString stored = field.text.empty() ? QString("leer") : ShownCell(field.text);
+  QString stored = field.text.empty() ? QString("leer") : ShownCell(field.text);
   if (field.state == State::kFine) return stored;
   return (field.state == State::kRefused ? "Fehler: " : "Hinweis: ") + ToQt(field.reason) + " " + stored;
 }

@@ -15,11 +15,13 @@
 namespace kestrel {
 namespace {
 
+using ::testing::AllOf;
 using testing::ClickOn;
 using ::testing::ElementsAre;
 using testing::FindIn;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using testing::Spin;
 
 class ResultPageTest : public testing::WizardFixture {
@@ -114,6 +116,18 @@ TEST_F(ResultPageTest, BehindATestTheDataAreImportedWithTheSameSettingsThatNobod
   EXPECT_THAT(FilesOfSpecFolder(), ElementsAre("Test.IMP")) << "no working copy is left";
   Click("cmdClose");
   EXPECT_EQ(PageName(), "");
+}
+
+TEST_F(ResultPageTest, LeavesNoAssignmentsBehindForTheNextSpecification) {
+  Run(true);
+  Click("cmdImport");
+  ASSERT_EQ(Text("lblStepInfo"), "Import abgeschlossen");
+  Click("cmdClose");
+  EXPECT_EQ(session.AssignmentList, nullptr);
+  OpenStep2(TextSpecification(WriteSource(), "[FieldAssignments]\nOrt=FIELD:Ort\n"));
+  Click("cmdPrev");
+  EXPECT_THAT(ReadWholeFile(session.SpecFolder + "/Test.IMP"),
+              AllOf(HasSubstr("Ort=FIELD:Ort"), Not(HasSubstr("Name=FIELD:Name"))));
 }
 
 TEST_F(ResultPageTest, ClosingItBehindATestLeavesNoWorkingCopy) {
