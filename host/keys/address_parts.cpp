@@ -68,7 +68,7 @@ std::uint32_t LegalFormOf(std::string_view word) {
 bool IsTrade(std::string_view word) {
   const std::uint32_t letters = LettersOf(word);
   for (std::size_t i = 0; i < std::size(kTrades); ++i) {
-    if ((kLettersOfTrades[i] & ~letters) == 0 && word.find(kTrades[i]) != word.npos) return true;
+    if ((kLettersOfTrades[i] & ~letters) == 0 && word.find(kTrades[i]) != std::string_view::npos) return true;
   }
   return false;
 }

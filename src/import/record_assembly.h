@@ -50,7 +50,7 @@ class RecordAssembly {
   std::optional<std::size_t> RowOf(std::string_view field) const;
   // What the field will be where `source`, that of the last Fill, stands, as far as it is a text: empty where that is
   // not known. Counts nothing. The view lives until the next look at that column of `source`. Raises what reading does.
-  std::string_view Foresee(std::size_t row, const Recordset& source);
+  std::string_view Foresee(std::size_t index, const Recordset& source);
 
  private:
   using Column = std::optional<std::size_t>;
