@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <deque>
 #include <optional>
+#include <utility>
 
 #include "kestrel/runtime_error.h"
 #include "platform/base/text.h"
@@ -26,13 +27,12 @@ std::int64_t GreatestIn(Connection& connection, const std::string& table, const 
 
 class NumbersBehindTheGreatest final : public FreeNumbers {
  public:
-  NumbersBehindTheGreatest(Connection& connection, const std::string& table, const std::string& column,
-                           const std::string& trial_of)
+  NumbersBehindTheGreatest(Connection& connection, std::string table, std::string column, std::string trial_of)
       : connection_(connection),
         group_(GroupedWrites::Of(connection)),
-        table_(table),
-        column_(column),
-        trial_of_(trial_of) {}
+        table_(std::move(table)),
+        column_(std::move(column)),
+        trial_of_(std::move(trial_of)) {}
 
   std::int64_t Next() override {
     // Within one group nobody else can have added a record.

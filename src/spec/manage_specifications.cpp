@@ -38,7 +38,7 @@ void RenameSpecification(Session& session, const std::string& path, const std::s
 
 std::string DuplicateSpecification(Session& session, const std::string& path, const std::string& name) {
   RequireFreeName(session, "", name);
-  const std::string copy = NewSpecificationPath(session, name);
+  std::string copy = NewSpecificationPath(session, name);
   if (FileExists(copy)) {
     throw RuntimeError(ErrorNumber::kFileAlreadyExists,
                        std::string(DescriptionOf(ErrorNumber::kFileAlreadyExists)) + ": " + copy);
