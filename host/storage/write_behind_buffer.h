@@ -61,7 +61,7 @@ class WriteBehindBuffer final : private GroupMember {
 
   Connection& connection_;
   const Recovery* const recovery_;  // null where a lost group cannot be done again
-  const std::string name_;  // of the table
+  const std::string name_;          // of the table
   const std::size_t texts_;
 
   std::vector<Row> rows_;  // all that are not known to be committed; the first stored_ of them are in the group
