@@ -11,6 +11,9 @@ namespace kestrel::cli {
 
 namespace {
 
+// How the check of values that are told begins its name.
+constexpr std::string_view kPossibleValues = "one of";
+
 std::string Before(const std::string& text, std::string_view mark) { return text.substr(0, text.find(mark)); }
 
 std::string Behind(const std::string& text, std::string_view mark) {
@@ -75,7 +78,23 @@ CLI::Validator OneOf(const std::vector<std::string>& values) {
     }
     return "'" + value + "' ist nicht möglich. Möglich sind: " + possible + ".";
   };
-  return {check, ""};
+  CLI::Validator validator(check, "");
+  std::string name(kPossibleValues);
+  for (const std::string& candidate : values) name += " " + candidate;
+  return validator.name(name);
+}
+
+std::vector<std::string> PossibleValues(CLI::Option& option) {
+  try {
+    for (int index = 0;; ++index) {
+      const std::string& name = option.get_validator(index)->get_name();
+      if (!name.starts_with(kPossibleValues)) continue;
+      return CLI::detail::split_up(name.substr(kPossibleValues.size()));
+    }
+  } catch (const CLI::OptionNotFound&) {
+    // Behind the last check.
+    return {};
+  }
 }
 
 CLI::Validator Count() {

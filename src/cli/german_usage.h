@@ -11,6 +11,8 @@ void SpeakGerman(CLI::App& app);
 
 // Checks of a value; each names the value and what is possible instead.
 CLI::Validator OneOf(const std::vector<std::string>& values);
+// What OneOf allows `option`; none where it is not checked so.
+std::vector<std::string> PossibleValues(CLI::Option& option);
 CLI::Validator Count();
 // From 1 on, as far as records are counted.
 CLI::Validator PositiveCount();

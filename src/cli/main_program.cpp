@@ -3,6 +3,7 @@
 #include <ostream>
 #include <utility>
 
+#include "cli/command_tree.h"
 #include "cli/german_usage.h"
 #include "cli/program.h"
 
@@ -126,6 +127,10 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
   init->add_flag("--force", init_options.force,
                  "auch in einem Ordner, der nicht leer ist; was dort liegt, bleibt");
 
+  if (arguments == std::vector<std::string>{kDescribeCommands}) {
+    WriteCommandTree(app, out);
+    return kDone;
+  }
   try {
     std::reverse(arguments.begin(), arguments.end());
     app.parse(std::move(arguments));
