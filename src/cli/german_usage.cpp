@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "cli/usage_error.h"
 #include "platform/base/number.h"
 
 namespace kestrel::cli {
@@ -14,29 +15,12 @@ namespace {
 // How the check of values that are told begins its name.
 constexpr std::string_view kPossibleValues = "one of";
 
-std::string Before(const std::string& text, std::string_view mark) { return text.substr(0, text.find(mark)); }
-
-std::string Behind(const std::string& text, std::string_view mark) {
-  const std::size_t at = text.find(mark);
-  return at == std::string::npos ? text : text.substr(at + mark.size());
-}
-
-// What is wrong, by the kinds of errors that the program's options can have.
-std::string Explain(const CLI::Error& error) {
-  std::string text = error.what();
-  switch (static_cast<CLI::ExitCodes>(error.get_exit_code())) {
-    case CLI::ExitCodes::RequiredError:
-      if (text.starts_with("A subcommand")) return "Es fehlt ein Befehl, oder er ist falsch geschrieben.";
-      return "Es fehlt die Angabe " + Before(text, " is required") + ".";
-    case CLI::ExitCodes::ExtrasError: return "Diese Angabe ist hier nicht bekannt: " + Behind(text, ": ");
-    case CLI::ExitCodes::ArgumentMismatch: return "Zu " + Before(text, ":") + " fehlt ein Wert.";
-    case CLI::ExitCodes::ExcludesError:
-      return Before(text, " excludes ") + " und " + Behind(text, " excludes ") +
-             " sind zusammen nicht möglich.";
-    case CLI::ExitCodes::ConversionError: return "Dieser Wert ist nicht möglich: " + Behind(text, ": ");
-    default: break;
-  }
-  return text;
+// With points between groups of three digits.
+std::string Grouped(std::int64_t number) {
+  std::string digits = std::to_string(number);
+  const std::size_t sign = number < 0 ? 1 : 0;
+  for (std::size_t i = digits.size(); i > sign + 3;) digits.insert(i -= 3, 1, '.');
+  return digits;
 }
 
 // Headings of groups of options have no label.
@@ -64,8 +48,8 @@ void SpeakGerman(CLI::App& app) {
   // Commands inherit it.
   app.group("Befehle");
   app.set_help_flag("-h,--help", "Diese Hilfe");
-  app.failure_message([](const CLI::App*, const CLI::Error& error) {
-    return "kestrel-import: " + Explain(error) + "\nAlle Befehle und Angaben zeigt 'kestrel-import --help'.\n";
+  app.failure_message([](const CLI::App* program, const CLI::Error& error) {
+    return "kestrel-import: " + Explain(*program, error);
   });
 }
 
@@ -76,7 +60,8 @@ CLI::Validator OneOf(const std::vector<std::string>& values) {
       if (value == candidate) return std::string();
       possible += (possible.empty() ? "" : ", ") + candidate;
     }
-    return "'" + value + "' ist nicht möglich. Möglich sind: " + possible + ".";
+    return "'" + value + "' ist nicht möglich." + DidYouMean(value, values) + " Möglich sind: " + possible +
+           ".";
   };
   CLI::Validator validator(check, "");
   std::string name(kPossibleValues);
@@ -97,20 +82,13 @@ std::vector<std::string> PossibleValues(CLI::Option& option) {
   }
 }
 
-CLI::Validator Count() {
-  const auto check = [](const std::string& value) {
+CLI::Validator WholeNumber(std::int64_t least, std::int64_t most) {
+  const auto check = [least, most](const std::string& value) {
     const auto number = ParseWholeNumber(value);
-    return number && *number >= 0 ? std::string() : "'" + value + "' ist keine Anzahl.";
-  };
-  return {check, ""};
-}
-
-CLI::Validator PositiveCount() {
-  const auto check = [](const std::string& value) {
-    const auto number = ParseWholeNumber(value);
-    return number && *number >= 1 && *number <= INT32_MAX
+    return number && *number >= least && *number <= most
                ? std::string()
-               : "'" + value + "' ist nicht möglich. Möglich sind Zahlen ab 1.";
+               : "'" + value + "' ist nicht möglich. Möglich sind ganze Zahlen von " + Grouped(least) +
+                     " bis " + Grouped(most) + ".";
   };
   return {check, ""};
 }

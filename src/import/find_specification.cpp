@@ -1,9 +1,12 @@
 #include "import/find_specification.h"
 
+#include <optional>
 #include <utility>
+#include <vector>
 
 #include "kestrel/finding.h"
 #include "platform/base/file.h"
+#include "platform/base/nearest_name.h"
 #include "spec/profile_access.h"
 
 namespace kestrel {
@@ -28,17 +31,24 @@ std::string FindSpecification(const std::string& folder, const std::string& name
     }
   }
   std::string known;
+  std::vector<std::string> names;
   if (!IsMissing(folder)) {
     for (std::string& path : ListFiles(folder)) {
       const std::string extension = GetFileExtension(path);
       if (extension != ".IMP" && extension != ".IMT") continue;
-      if (GetIniString(path, "Common", "Description", "") == name) return std::move(path);
-      known += "\n  " + FileNameOfPath(path);
+      std::string description = GetIniString(path, "Common", "Description", "");
+      if (description == name) return std::move(path);
+      const std::string file = FileNameOfPath(path);
+      names.push_back(file.substr(0, file.size() - extension.size()));
+      names.push_back(std::move(description));
+      known += "\n  " + file;
     }
   }
+  const std::optional<std::string> nearest = NearestName(name, names);
   throw NotFound("Die Importspezifikation '" + name + "' wurde nicht gefunden (gesucht in " + folder +
                  (IsMissing(folder) ? ", diesen Ordner gibt es nicht" : "") + ")." +
                  (FolderExists(name) ? " ''" + name + "'' ist ein Ordner." : "") +
+                 (nearest ? " Meinten Sie '" + *nearest + "'?" : "") +
                  (known.empty() ? "" : " Vorhanden sind:" + known));
 }
 
