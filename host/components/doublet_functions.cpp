@@ -12,6 +12,7 @@ void DoubletFunctions::Bind(Members& members) {
   members.Method("BuildDoubletKey", &DoubletFunctions::BuildKey);
   members.Method("Confirm", &DoubletFunctions::Confirm);
   members.Method("HighestScore", &DoubletFunctions::HighestScore);
+  members.Method("ConfirmSpelling", &DoubletFunctions::ConfirmSpelling);
 }
 
 double DoubletFunctions::Confirm(const ObjectPtr& connection, std::string_view key_text,
@@ -26,6 +27,16 @@ double DoubletFunctions::Confirm(const ObjectPtr& connection, std::string_view k
   SameAddressPairs counted = seen_;
   Comparison comparison =
       CompareAddresses(keys_->PartsOf(key_text), candidate_, counted_ == key_text ? counted : seen_);
+  reason = std::move(comparison.reason);
+  return comparison.Percent();
+}
+
+double DoubletFunctions::ConfirmSpelling(std::string_view key_text, std::string_view spelling,
+                                         std::string& reason) {
+  candidate_.Assign(spelling);
+  SameAddressPairs uncounted = seen_;
+  Comparison comparison = CompareAddresses(keys_->PartsOf(key_text), candidate_, uncounted);
+  if (!comparison.shares_name) return 0;
   reason = std::move(comparison.reason);
   return comparison.Percent();
 }

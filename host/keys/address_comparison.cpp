@@ -320,8 +320,12 @@ void Comparer::Names() {
     const std::string all_a = joined(a_);
     const std::string all_b = joined(b_);
     const bool other_words = same_ == 0 || a_.name_count != b_.name_count;
-    if (other_words && all_a == all_b) return Add(names_reason_, kRareName + kSecondRareName, "gleicher Name");
+    if (other_words && all_a == all_b) {
+      result_.shares_name = true;
+      return Add(names_reason_, kRareName + kSecondRareName, "gleicher Name");
+    }
     if (a_.name_count != b_.name_count && all_a.size() >= kLongName && EditDistance(all_a, all_b) == 1) {
+      result_.shares_name = true;
       return Add(names_reason_, kRareName + kSecondNearName, NearName(JaroWinkler(all_a, all_b)));
     }
   }
@@ -331,6 +335,7 @@ void Comparer::Names() {
   CountRest();
   const bool is_whole = paired == static_cast<int>(std::max(a_.names().size(), b_.names().size()));
   if (other_mark_ || same_ + near_ == 0) return Add(names_reason_, names_, "anderer Name");
+  result_.shares_name = true;
   std::string reason;
   if (near_ > 0) {
     reason = NearName((likeness_ + same_) / (same_ + near_));

@@ -23,6 +23,8 @@ struct Comparison {
   double bits = 0;
   // In words, German: "gleicher Name, gleiche PLZ, Straße ähnlich 0,93".
   std::string reason;
+  // Whether a name of one is that of the other, or near it.
+  bool shares_name = false;
 
   // How probable it is that both are the same address, 0 to 100.
   double Percent() const;

@@ -68,6 +68,12 @@ inline constexpr const char* kSettingsComponent = "KSBSetting.KSSettings";
 //                                    Arguments: the host's connection, the key text of the record, its three keys, of
 //                                    which those that are not in use are empty. Asked before each look-up, which is not
 //                                    run where the threshold is higher.
+//   ConfirmSpelling   method, number beside Confirm: how likely the record is the address that another record of this
+//                                    import was held back for, in per cent, judged by how that one was written. Arguments:
+//                                    the key text of the record, that of the other, and by reference a text, empty: the
+//                                    reason. Asked where no address that the look-up found reaches the threshold, of each
+//                                    record held back with one of the keys, at most a hundred; exact repetitions (100 per
+//                                    cent) are not among them. What it raises is shown, and the record is imported.
 inline constexpr const char* kKeyComponent = "ksDoubLb.DoubletFunctions";
 
 }  // namespace kestrel

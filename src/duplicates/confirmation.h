@@ -5,16 +5,20 @@
 //  1. The member is looked up once, on the first key component that was made for a record; that component is kept
 //     and asked. A component without it leaves every decision to the keys.
 //  2. A component may have HighestScore beside it, which is asked before each look-up and may spare it.
-//  3. Only candidates that the query found are asked about, kMostCandidates a record: more addresses than that
+//  3. ConfirmSpelling, likewise beside it, compares a record with how another was written that was held back before;
+//     a component without it is asked about addresses alone.
+//  4. Only candidates that the query found are asked about, kMostCandidates a record: more addresses than that
 //     share a key by chance, and none of those behind them is looked at.
 #pragma once
 
 #include <array>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "duplicates/known_spellings.h"
 #include "kestrel/duplicate_match.h"
 #include "kestrel/object.h"
 
@@ -41,10 +45,18 @@ class Confirmation {
   bool Choose(const ObjectPtr& connection, const std::string& key_text, std::vector<DuplicateMatch>& candidates,
               double threshold, DuplicateMatch& best);
 
+  bool KnowsSpellings() const { return confirm_spelling_.has_value(); }
+  // Only then: as Choose, of how records were written that were held back and have one of the keys. An address that
+  // `is_passed_over` is not repeated. Raises what the component raises.
+  bool ChooseSpelling(const std::string& key_text, const KnownSpellings& spellings,
+                      const KnownSpellings::Keys& keys, double threshold,
+                      const std::function<bool(const Spelling&)>& is_passed_over, DuplicateMatch& best);
+
  private:
   bool is_asked_ = false;
   std::optional<BoundMember> confirm_;
   std::optional<BoundMember> highest_score_;
+  std::optional<BoundMember> confirm_spelling_;
 };
 
 }  // namespace kestrel

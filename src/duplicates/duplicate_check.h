@@ -8,8 +8,8 @@
 //  1. The specification is read per record, and the host's components are made anew for every call, so that a
 //     change of either is seen at once.
 //  2. What is derived from an image of the specification holds as long as the profile store gives that same
-//     image, and where a record has its columns as long as the records have the same; nothing else is kept from
-//     record to record but buffers.
+//     image, and where a record has its columns as long as the records have the same; how records were written that
+//     were held back holds for the import. Nothing else is kept from record to record but buffers.
 #pragma once
 
 #include <cstdint>
@@ -22,6 +22,7 @@
 #include "component/session.h"
 #include "duplicates/confirmation.h"
 #include "duplicates/kept_columns.h"
+#include "duplicates/known_spellings.h"
 #include "kestrel/duplicate_match.h"
 #include "kestrel/recordset.h"
 #include "platform/profile/profile.h"
@@ -103,6 +104,11 @@ class DuplicateCheck {
   bool Confirms(const std::string& key_text, const DuplicateKeys& keys, Recordset& found,
                 DuplicateMatch* match);
   bool Chooses(const std::string& key_text, std::vector<DuplicateMatch>& candidates, DuplicateMatch* match);
+  // The same for how records were written that were held back before; and remembers how this one was.
+  bool RepeatsSpelling(const std::string& key_text, const DuplicateKeys& keys, const std::string& reference,
+                       std::int64_t address_type, bool overwrite, DuplicateMatch& match);
+  void LearnSpelling(const std::string& key_text, const DuplicateKeys& keys, const DuplicateMatch& match);
+  KnownSpellings::Keys KeysInUse(const DuplicateKeys& keys) const;
   double Threshold();
   std::optional<double> ReadThreshold(const std::string& text, const char* place);
   ObjectPtr NewHostSettings();
@@ -132,6 +138,7 @@ class DuplicateCheck {
     Value key_text_argument;
     Confirmation confirmation;
     std::vector<DuplicateMatch> candidates;
+    KnownSpellings spellings;
   };
 
   Session& session_;

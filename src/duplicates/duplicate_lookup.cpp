@@ -209,6 +209,8 @@ bool DuplicateCheck::isDoublet(const std::string& key_text, const std::string& r
   TrapInFunction(session_.platform.ui, "isDoublet", [&] {
     DuplicateKeys keys;
     GenDoubKey(key_text, keys.key[0], keys.key[1], keys.key[2]);
+    DuplicateMatch unasked;
+    if (match == nullptr && kept_.confirmation.KnowsSpellings()) match = &unasked;
     for (int attempts = 1;
          !Trap([&] { answer = LookUp(key_text, keys, reference, address_type, overwrite, match); },
                [&](const RuntimeError&) {
@@ -216,6 +218,9 @@ bool DuplicateCheck::isDoublet(const std::string& key_text, const std::string& r
                });) {
       ++attempts;
     }
+    if (!kept_.confirmation.KnowsSpellings()) return;
+    answer = answer || RepeatsSpelling(key_text, keys, reference, address_type, overwrite, *match);
+    if (answer) LearnSpelling(key_text, keys, *match);
   });
   return answer;
 }
@@ -253,6 +258,33 @@ bool DuplicateCheck::Chooses(const std::string& key_text, std::vector<DuplicateM
   return true;
 }
 
+bool DuplicateCheck::RepeatsSpelling(const std::string& key_text, const DuplicateKeys& keys,
+                                     const std::string& reference, std::int64_t address_type, bool overwrite,
+                                     DuplicateMatch& match) {
+  if (kept_.spellings.empty()) return false;
+  const auto is_passed_over = [&](const Spelling& spelling) {
+    return (settings_.address_type_mask & spelling.address_type) == 0 ||
+           (overwrite && spelling.address_type == address_type && spelling.reference == reference);
+  };
+  return kept_.confirmation.ChooseSpelling(key_text, kept_.spellings, KeysInUse(keys), Threshold(),
+                                           is_passed_over, match);
+}
+
+void DuplicateCheck::LearnSpelling(const std::string& key_text, const DuplicateKeys& keys,
+                                   const DuplicateMatch& match) {
+  constexpr double kNothingDiffers = 100;
+  if (match.score >= kNothingDiffers) return;
+  kept_.spellings.Add(KeysInUse(keys), {key_text, match.address_type, match.reference});
+}
+
+KnownSpellings::Keys DuplicateCheck::KeysInUse(const DuplicateKeys& keys) const {
+  KnownSpellings::Keys in_use;
+  for (std::size_t i = 0; i < in_use.size(); ++i) {
+    if (settings_.use_key[i]) in_use[i] = keys.key[i];
+  }
+  return in_use;
+}
+
 bool DuplicateCheck::MayConfirm(const std::string& key_text, const DuplicateKeys& keys,
                                 std::string_view reference) {
   const SoughtKeys sought(settings_, keys);
@@ -261,11 +293,7 @@ bool DuplicateCheck::MayConfirm(const std::string& key_text, const DuplicateKeys
       sought.ChangeQuery()) {
     return true;
   }
-  std::array<std::string_view, std::size(kKeyColumns)> in_use;
-  for (std::size_t i = 0; i < in_use.size(); ++i) {
-    if (settings_.use_key[i]) in_use[i] = keys.key[i];
-  }
-  const double highest = kept_.confirmation.HighestScore(session_.HostConnection, key_text, in_use);
+  const double highest = kept_.confirmation.HighestScore(session_.HostConnection, key_text, KeysInUse(keys));
   return highest >= 0 && highest >= Threshold();
 }
 

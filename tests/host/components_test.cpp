@@ -200,6 +200,21 @@ TEST_F(DoubletFunctions, ConfirmsAStoredAddressWithScoreAndReason) {
   EXPECT_EQ(CallMethod(functions, "Confirm", connection, "", 2, "7", ByRef(reason)), Value(0.0));
 }
 
+TEST_F(DoubletFunctions, ComparesARecordWithHowOneHeldBackWasWritten) {
+  const ObjectPtr functions = components.CreateObject("ksDoubLb.DoubletFunctions");
+  Value reason("");
+  const auto score = [&](const char* key_text, const char* spelling) {
+    return CallMethod(functions, "ConfirmSpelling", key_text, spelling, ByRef(reason)).ToDouble();
+  };
+  EXPECT_GT(score("50667|Köln|Tulpenhof 5||Anna Ruckwieler||||", "50667|Köln|Tulpenhof||Anna Ruckweiler||||"),
+            99);
+  EXPECT_THAT(reason.ToText(), ::testing::StartsWith("Name ähnlich 0,9"));
+  EXPECT_LT(
+      score("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||", "50667|Köln|Tulpenhof 5||Peter Ruckweiler||||"), 1);
+  EXPECT_EQ(score("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||", "50667|Köln|Tulpenhof 5||Uwe Bellmann||||"),
+            0);
+}
+
 TEST_F(HostPlugIn, IsLoadedThroughItsAnnouncement) {
   ComponentRegistry registry;
   registry.AddFolder(testing::InBuildTree("lib/kestrel/components"));
