@@ -27,6 +27,7 @@ const std::vector<LogColumn>& Columns() {
       {"Ort", "Ort"},
       {"Schluessel", "Schlüssel", ColumnKind::kNumber},
       {"FruehererDatensatz", "früherer Datensatz", ColumnKind::kNumber, Room::kHidden},
+      {"Wertung", "sicher zu %", ColumnKind::kNumber, Room::kHidden},
       {"Grund", "Grund", ColumnKind::kText, Room::kHidden},
       {"Entscheidung", "Entscheidung"},
       {"Quelldatei", "Quelle", ColumnKind::kText, Room::kHidden},

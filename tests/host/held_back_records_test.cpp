@@ -152,6 +152,26 @@ TEST_F(HeldBackRecords, OfALogWithoutDetailsAreReadTooButNobodyCanDecide) {
   EXPECT_ERROR(CallMethod(records, "Discard", record), ErrorNumber::kNoCurrentRecord);
 }
 
+TEST_F(HeldBackRecords, OfADatabaseOfAnEarlierVersionTellNoReasonAndNewOnesDo) {
+  WriteHeldBackLog(components, connection, {}, {{{{"Bez1", "A"}}, {{"Record", "1"}, {"Address", "7"}}}});
+  connection->Execute("ALTER TABLE Protokolldetails DROP COLUMN Wertung");
+  connection->Execute("ALTER TABLE Protokolldetails DROP COLUMN Grund");
+  const auto reasons = [this] {
+    std::vector<std::string> found;
+    const RecordsetPtr row = ToRecordset(CallMethod(reader, "ReadHeldBack", false, true, 10));
+    for (; !row->IsEof(); row->MoveNext()) {
+      const std::size_t column = row->RequireColumn("Grund");
+      found.emplace_back(row->IsNull(column) ? "NULL" : row->TextAt(column));
+    }
+    return found;
+  };
+  EXPECT_THAT(reasons(), ElementsAre("NULL"));
+  WriteHeldBackLog(
+      components, connection, {},
+      {{{{"Bez1", "B"}}, {{"Record", "2"}, {"Address", "7"}, {"Score", "93"}, {"Reason", "gleicher Name"}}}});
+  EXPECT_THAT(reasons(), ::testing::UnorderedElementsAre("NULL", "gleicher Name"));
+}
+
 TEST_F(HeldBackRecords, StandBesideTheAddressTheyRepeatBothAsStored) {
   HoldBackTheUsual();
   EXPECT_THAT(Compared(), ElementsAre("KundenNummer:  | 7", "Bez1: MEIER | Meier", "Ort: Köln | Köln",

@@ -103,6 +103,21 @@ TEST_F(DuplicatePage, ShowsBothAddressesWithTheirDifferencesMarked) {
   EXPECT_TRUE(MayDecide());
 }
 
+TEST_F(DuplicatePage, TellsHowSureTheCheckIsAndWhy) {
+  AddCustomer("7", "Meier", "Köln");
+  WriteHeldBackLog(components, connection, {{"ImportClass", "ksbimport.importkunden"}},
+                   {{{{"Bez1", "Meyer"}},
+                     {{"Record", "3"},
+                      {"AddressType", "1"},
+                      {"Address", "7"},
+                      {"Score", "93"},
+                      {"Reason", "Name ähnlich 0,93, gleiche PLZ"}}}});
+  Open();
+  Find<QTableView>(kPage, "table").selectRow(0);
+  EXPECT_EQ(Text("title"),
+            "Datensatz 3 der Quelle gleicht Kunden 7.\n93 % sicher: Name ähnlich 0,93, gleiche PLZ.");
+}
+
 TEST_F(DuplicatePage, SaysWhereTheAddressIsGone) {
   HoldBack({{"Bez1", "MEIER"}});
   connection->Execute("DELETE FROM Kunden");
