@@ -1,4 +1,5 @@
-// The C interface of KESTREL Import (C99): for every language that can call C functions.
+// The C interface of KESTREL Import (C99): for every language that can call C functions. It is one file, and long, as
+// the tools of those languages that make bindings read one file.
 //
 //   kestrel_library* library = NULL;
 //   if (kestrel_library_open(NULL, &library) != KESTREL_OK) ...
@@ -8,7 +9,7 @@
 //
 // Stability. KESTREL_ABI_VERSION counts the interface. What one version has, every later one has: no function,
 // member, code or number is removed, reordered or changes its meaning; new functions may be added, and new
-// members at the end of a struct. A program that was compiled with one version runs with the library of every
+// members at the end of a struct. What a later version has added is marked "since N" where it is declared. A program that was compiled with one version runs with the library of every
 // later one.
 //
 // Structs. The first member of every struct is its size: the caller sets it to sizeof before a call, by which
@@ -28,7 +29,7 @@
 // kestrel_retain makes one of the callback's own. Closing the library gives all of them back.
 //
 // Threads. A library and all that is made with it belong to the thread that opened it; from every other thread
-// each call gives KESTREL_WRONG_THREAD and does nothing. Callbacks are called in that thread, during a call. A
+// each call but kestrel_run_stop gives KESTREL_WRONG_THREAD and does nothing. Callbacks are called in that thread, during a call. A
 // process may open several, each in a thread of its own.
 //
 // Results. Every function that can fail returns a status: KESTREL_OK or what went wrong, of which
@@ -51,7 +52,7 @@
 extern "C" {
 #endif
 
-#define KESTREL_ABI_VERSION 1
+#define KESTREL_ABI_VERSION 2
 
 // --- Status -----------------------------------------------------------------------------------------
 
@@ -119,6 +120,9 @@ typedef struct kestrel_error {
 } kestrel_error;
 
 KESTREL_EXPORT int32_t kestrel_last_error(const kestrel_library* library, kestrel_error* error);
+// Makes this the last error and returns KESTREL_FAILED: how a callback tells why it failed, in
+// `return kestrel_raise(...)`. Since 2.
+KESTREL_EXPORT int32_t kestrel_raise(kestrel_library* library, int32_t number, kestrel_text description);
 
 // Options, by name; KESTREL_INVALID_ARGUMENT for a name that there is not. They count for what is begun later.
 //   "home"   the component's own folder; specifications lie in "Import" below it. KESTREL_HOME, if empty.
@@ -604,6 +608,10 @@ KESTREL_EXPORT int32_t kestrel_job_run(kestrel_library* library, kestrel_handle 
                                        kestrel_run_result* result);
 // From a callback: asks the run to stop before its next record.
 KESTREL_EXPORT int32_t kestrel_job_stop(kestrel_library* library, kestrel_handle job);
+// From any thread: asks the run or undo of this library that is under way to stop before its next record or part.
+// `asked` may be NULL; 0 there: nothing was under way. Asked twice, it stops as ImportJob::RequestStop does then.
+// Since 2.
+KESTREL_EXPORT int32_t kestrel_run_stop(const kestrel_library* library, int32_t* asked);
 // Writes what the last run did not store to a file that can be imported in the source's place. Error 5 where it
 // kept nothing, 70 for the source, the specification or a file of the host's database.
 KESTREL_EXPORT int32_t kestrel_job_save_rejects(kestrel_library* library, kestrel_handle job,

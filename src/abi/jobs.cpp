@@ -151,9 +151,10 @@ PreviewRows PreviewOf(ImportJob& job, std::int64_t most) {
   return preview;
 }
 
-const RunResult& Run(ImportJob& job, const kestrel_run_settings& settings, const kestrel_run_view& view) {
+const RunResult& Run(ImportJob& job, const kestrel_run_settings& settings, const kestrel_run_view& view,
+                     StopRequest& stop) {
   job.settings() = SettingsOf(settings);
-  RunWatch watch(job, view);
+  RunWatch watch(job, view, stop);
   const RunMode mode = settings.test != 0 ? RunMode::kTest : RunMode::kImport;
   return settings.despite_findings != 0 ? job.RunDespiteFindings(watch, mode) : job.Run(watch, mode);
 }
@@ -224,7 +225,7 @@ int32_t kestrel_job_run(kestrel_library* library, kestrel_handle job, const kest
     const auto run = RequireJob(open, job);
     const kestrel::RunResult& told =
         Run(run->import, settings == nullptr ? kestrel_run_settings{} : Read(settings, "settings"),
-            view == nullptr ? kestrel_run_view{} : Read(view, "view"));
+            view == nullptr ? kestrel_run_view{} : Read(view, "view"), open.stop);
     if (result != nullptr) Fill(result, ResultOf(open, told), "result");
   });
 }

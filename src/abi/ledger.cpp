@@ -20,13 +20,16 @@ ObjectPtr OpenLedger(Library& library, const kestrel_text& name, kestrel_handle 
 }
 
 // Whether all of it was taken back.
-bool TakeBack(const ObjectPtr& ledger, const kestrel_undo_settings& settings) {
+bool TakeBack(const ObjectPtr& ledger, const kestrel_undo_settings& settings, StopRequest& stop) {
+  const StopRequest::Scope stoppable(stop);
   const auto number = [&](const char* member) { return GetProperty(ledger, member).ToInteger(); };
   CallMethod(ledger, "StartUndo", settings.run, settings.dry_run != 0, settings.take_changes != 0);
   const std::int64_t total = number("UndoTotal");
   while (CallMethod(ledger, "NextUndo").ToBool()) {
-    if (settings.progress == nullptr) continue;
-    if (settings.progress(settings.context, number("UndoDone"), total) != KESTREL_OK) return false;
+    if (settings.progress != nullptr &&
+        settings.progress(settings.context, number("UndoDone"), total) != KESTREL_OK)
+      return false;
+    if (stop.times() > 0) return false;
   }
   return true;
 }
@@ -55,7 +58,7 @@ int32_t kestrel_undo(kestrel_library* library, kestrel_handle host_connection,
     RequireSize(result, "result");
     const ObjectPtr ledger = OpenLedger(open, asked.ledger, host_connection);
     kestrel_undo_result told{};
-    told.complete = TakeBack(ledger, asked) ? 1 : 0;
+    told.complete = TakeBack(ledger, asked, open.stop) ? 1 : 0;
     const auto number = [&](const char* member) { return kestrel::GetProperty(ledger, member).ToInteger(); };
     told.total = number("UndoTotal");
     told.done = number("UndoDone");

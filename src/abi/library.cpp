@@ -41,6 +41,16 @@ class KnownLibraries {
     return found == known_.end() ? nullptr : found->second->open.get();
   }
 
+  // Any thread; the library cannot go meanwhile.
+  std::int32_t AskToStop(const kestrel_library* handle, std::int32_t* asked) {
+    const std::lock_guard lock(mutex_);
+    const auto found = known_.find(handle);
+    if (found == known_.end() || found->second->open == nullptr) return KESTREL_INVALID_HANDLE;
+    const bool was_asked = found->second->open->stop.Ask();
+    if (asked != nullptr) *asked = was_asked ? 1 : 0;
+    return KESTREL_OK;
+  }
+
   // Returns what has to go now, in the thread of its own.
   std::unique_ptr<Library> Close(kestrel_library* handle) {
     const std::lock_guard lock(mutex_);
@@ -189,6 +199,16 @@ int32_t kestrel_last_error(const kestrel_library* library, kestrel_error* error)
          status = error == nullptr ? KESTREL_INVALID_ARGUMENT : KESTREL_WRONG_SIZE;
        });
   return status;
+}
+
+int32_t kestrel_raise(kestrel_library* library, int32_t number, kestrel_text description) {
+  return Guarded(library, [&](Library&) {
+    throw kestrel::RuntimeError(number, kestrel::abi::ToString(description, "description"));
+  });
+}
+
+int32_t kestrel_run_stop(const kestrel_library* library, int32_t* asked) {
+  return KnownLibraries::Get().AskToStop(library, asked);
 }
 
 int32_t kestrel_option_set(kestrel_library* library, kestrel_text name, kestrel_text value) {

@@ -17,6 +17,7 @@
 
 #include "abi/handles.h"
 #include "abi/sources.h"
+#include "abi/stop_request.h"
 #include "abi/structs.h"
 #include "abi/user_interface.h"
 #include "kestrel/clock.h"
@@ -90,6 +91,7 @@ class Library {
   std::string home;
   std::string user;
   CallFrame* innermost_call = nullptr;  // of a component's member
+  StopRequest stop;                     // of the run or undo under way
   Handles handles;
 
  private:

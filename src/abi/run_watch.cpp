@@ -37,6 +37,7 @@ void RunWatch::SetProgress(double percent) {
 }
 
 void RunWatch::Yield() {
+  ObeyOtherThreads();
   if (pace_.Due()) ShowProgress();
 }
 
@@ -50,7 +51,11 @@ void RunWatch::Tell(std::string_view text) {
 }
 
 void RunWatch::RecordDone(const RecordOutcome& outcome) {
-  if (functions_.record == nullptr || (functions_.every_record == 0 && IsPlain(outcome))) return;
+  if (functions_.record != nullptr && (functions_.every_record != 0 || !IsPlain(outcome))) TellOf(outcome);
+  ObeyOtherThreads();
+}
+
+void RunWatch::TellOf(const RecordOutcome& outcome) {
   errors_.clear();
   for (const RecordError& error : outcome.errors) errors_.push_back(ViewOf(error));
   cut_fields_.clear();

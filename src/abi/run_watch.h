@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "abi/stop_request.h"
 #include "import/pace.h"
 #include "kestrel/import_job.h"
 #include "kestrel/kestrel.h"
@@ -14,8 +15,9 @@ namespace kestrel::abi {
 
 class RunWatch final : public RunView {
  public:
-  // The job and what the functions use outlive this object.
-  RunWatch(ImportJob& job, const kestrel_run_view& functions) : job_(job), functions_(functions) {}
+  // The job, what the functions use and the request outlive this object.
+  RunWatch(ImportJob& job, const kestrel_run_view& functions, StopRequest& stop)
+      : job_(job), functions_(functions), stop_(stop), stoppable_(stop) {}
 
   void SetInfo(std::string_view text) override { info_.assign(text); }
   void SetProgress(double percent) override;
@@ -27,6 +29,10 @@ class RunWatch final : public RunView {
 
  private:
   void ShowProgress();
+  void TellOf(const RecordOutcome& outcome);
+  void ObeyOtherThreads() {
+    for (; stops_obeyed_ < stop_.times(); ++stops_obeyed_) job_.RequestStop();
+  }
   // What a function answered: whether the run goes on.
   void Obey(std::int32_t status) {
     if (status != KESTREL_OK) job_.RequestStop();
@@ -34,6 +40,9 @@ class RunWatch final : public RunView {
 
   ImportJob& job_;
   const kestrel_run_view functions_;
+  const StopRequest& stop_;
+  const StopRequest::Scope stoppable_;
+  int stops_obeyed_ = 0;
   // Often enough for a person to see that it goes on.
   Pace pace_{std::chrono::milliseconds(100)};
   std::string info_;

@@ -1,3 +1,6 @@
+#define _POSIX_C_SOURCE 200809L
+#include <pthread.h>
+
 #include "sample_host.h"
 
 static kestrel_run_result empty_result(void) {
@@ -200,6 +203,75 @@ TEST(ACallbackStopsTheRun) {
     CHECK(query_number(&host, "SELECT count(*) FROM Kunden") == result.stored_new);
     close_sample_host(&host);
   }
+}
+
+static void* ask_to_stop(void* library) {
+  static int32_t asked;
+  asked = -1;
+  if (kestrel_run_stop(library, &asked) != KESTREL_OK) asked = -2;
+  return &asked;
+}
+
+// The thread is joined within the third record, so that the stop has been asked for before the next one.
+static int32_t stop_from_elsewhere(void* context, const kestrel_outcome* outcome) {
+  pthread_t thread;
+  void* asked = NULL;
+  if (outcome->record != 3) return KESTREL_OK;
+  CHECK(pthread_create(&thread, NULL, ask_to_stop, context) == 0 && pthread_join(thread, &asked) == 0);
+  CHECK(*(int32_t*)asked == 1);
+  return KESTREL_OK;
+}
+
+TEST(AnotherThreadStopsTheRun) {
+  sample_host host = open_sample_host();
+  kestrel_handle job = open_customers(&host);
+  kestrel_run_view view = {0};
+  kestrel_run_result result = empty_result();
+  int32_t asked = -1;
+  view.size = sizeof view;
+  view.context = host.library;
+  view.record = stop_from_elsewhere;
+  view.every_record = 1;
+  OK(host.library, kestrel_run_stop(host.library, &asked));
+  CHECK(asked == 0);
+  OK(host.library, kestrel_job_run(host.library, job, NULL, &view, &result));
+  CHECK(result.stopped == 1 && result.read == 3 && result.next_record == 4);
+  // It was meant for that run only.
+  CHECK(kestrel_run_stop(host.library, NULL) == KESTREL_OK);
+  job = open_customers(&host);
+  view.record = NULL;
+  OK(host.library, kestrel_job_run(host.library, job, NULL, &view, &result));
+  CHECK(result.stopped == 0 && result.read == 6);
+  CHECK(kestrel_run_stop(NULL, &asked) == KESTREL_INVALID_HANDLE);
+  close_sample_host(&host);
+  CHECK(kestrel_run_stop(host.library, &asked) == KESTREL_INVALID_HANDLE);
+}
+
+static int32_t stop_undo_from_elsewhere(void* context, int64_t done, int64_t total) {
+  pthread_t thread;
+  (void)done;
+  (void)total;
+  CHECK(pthread_create(&thread, NULL, ask_to_stop, context) == 0 && pthread_join(thread, NULL) == 0);
+  return KESTREL_OK;
+}
+
+TEST(AnotherThreadStopsAnUndo) {
+  sample_host host = open_sample_host();
+  const kestrel_handle job = open_customers(&host);
+  kestrel_undo_settings settings = {0};
+  kestrel_undo_result result = {0};
+  OK(host.library, kestrel_job_run(host.library, job, NULL, NULL, NULL));
+  settings.size = sizeof settings;
+  settings.run = 1;
+  settings.context = host.library;
+  settings.progress = stop_undo_from_elsewhere;
+  result.size = sizeof result;
+  OK(host.library, kestrel_undo(host.library, host.connection, &settings, &result, NULL));
+  CHECK(result.complete == 0);
+  settings.progress = NULL;
+  OK(host.library, kestrel_undo(host.library, host.connection, &settings, &result, NULL));
+  CHECK(result.complete == 1 && query_number(&host, "SELECT count(*) FROM Kunden") == 0);
+  close_sample_host(&host);
 }
 
 TEST(ErrorsAreToldWithFieldColumnAndValueAndRejectsAreKept) {

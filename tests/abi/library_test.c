@@ -127,6 +127,15 @@ TEST(OptionsAreKeptAndUnknownOnesRefused) {
   OK(library, kestrel_library_close(library));
 }
 
+TEST(AnErrorIsRaisedByTheProgram) {
+  kestrel_library* library = open_library();
+  CHECK(kestrel_raise(library, 4711, text_of("Der Dienst antwortet nicht")) == KESTREL_FAILED);
+  CHECK(last_number(library) == 4711 && last_error_has(library, "antwortet nicht"));
+  CHECK(kestrel_raise(library, 1, text_of("\xff")) == KESTREL_INVALID_ARGUMENT);
+  CHECK(kestrel_raise(NULL, 1, text_of("x")) == KESTREL_INVALID_HANDLE);
+  OK(library, kestrel_library_close(library));
+}
+
 // A text that one call has handed out may be an argument of the next.
 TEST(ATextLivesUntilTheNextCallHasEnded) {
   kestrel_library* library = open_library();
