@@ -17,6 +17,7 @@ test_packages=(
   git libgtest-dev libgmock-dev libbenchmark-dev python3
   sqlite3 postgresql pgbouncer
   python3-xlrd python3-xlwt python3-dbf mdbtools gnumeric
+  python3-setuptools python3-wheel mypy
   xvfb xauth dbus dbus-x11 at-spi2-core python3-pyatspi fonts-dejavu-core
   openbox xdotool x11-utils
 )

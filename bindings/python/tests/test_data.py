@@ -1,0 +1,113 @@
+"""Record sets, connections and specifications."""
+
+from __future__ import annotations
+
+import datetime
+import unittest
+from decimal import Decimal
+from typing import Any, Iterator
+
+import kestrel_import
+from support import LibraryTest
+
+
+class RecordsetTest(LibraryTest):
+    def test_rows_of_python_are_read_as_texts(self) -> None:
+        rows = self.library.recordset(
+            ["Name", "Zahl", "Tag", "Leer"],
+            [
+                ("Café", 7, datetime.date(2026, 12, 24), None),
+                {"Tag": True, "Name": "", "Zahl": Decimal("-12.340")},
+                ["zu kurz"],
+            ],
+        )
+        self.assertEqual(rows.columns, ("Name", "Zahl", "Tag", "Leer"))
+        self.assertEqual(
+            list(rows),
+            [
+                ("Café", "7", "24.12.2026", None),
+                ("", "-12,34", self.library.text_of_value(True), None),
+                ("zu kurz", None, None, None),
+            ],
+        )
+        rows.first()
+        self.assertEqual(next(rows.dicts())["Zahl"], "7")
+
+    def test_an_iterator_is_read_once(self) -> None:
+        rows = self.library.recordset(["A"], (str(number) for number in range(3)))
+        self.assertEqual(list(rows), [("0",), ("1",), ("2",)])
+        with self.assert_fails(438):
+            rows.first()
+
+    def test_what_an_iterator_raises_comes_out(self) -> None:
+        def each() -> Iterator[list[str]]:
+            yield ["1"]
+            raise ConnectionError("der Dienst ist fort")
+
+        with self.assertRaisesRegex(ConnectionError, "fort"):
+            list(self.library.recordset(["A"], each()))
+
+
+class ConnectionTest(LibraryTest):
+    def test_statements_take_parameters_of_every_kind(self) -> None:
+        host = self.library.connect(self.folder / "host.sqlite")
+        host.execute("CREATE TABLE Orte (Nummer INTEGER, Ort TEXT, Seit TEXT, Betrag TEXT, Wahr INTEGER)")
+        changed = host.execute(
+            "INSERT INTO Orte VALUES (?, ?, ?, ?, ?)",
+            7,
+            "Köln'; DROP TABLE Orte; --",
+            datetime.datetime(2026, 3, 9, 8, 30),
+            Decimal("12.50"),
+            True,
+        )
+        self.assertEqual(changed, 1)
+        with host.query("SELECT * FROM Orte WHERE Nummer = ?", 7) as rows:
+            self.assertEqual(
+                list(rows.values()), [(7, "Köln'; DROP TABLE Orte; --", "2026-03-09 08:30:00", "12.50", 1)]
+            )
+        self.assertEqual(host.tables(), [("Orte", "TABLE")])
+        self.assertEqual(host.columns("Orte")[:2], ["Nummer", "Ort"])
+        with self.assert_fails(3000, "Orts"):
+            host.query("SELECT * FROM Orts")
+        with self.assertRaises(kestrel_import.Misuse):
+            host.execute("SELECT ?", b"bytes")
+
+    def test_a_transaction_is_kept_or_taken_back(self) -> None:
+        with self.library.connect(self.folder / "host.sqlite") as host:
+            host.execute("CREATE TABLE T (N INTEGER)")
+            with host.transaction():
+                host.execute("INSERT INTO T VALUES (1)")
+            with self.assertRaises(ValueError), host.transaction():
+                host.execute("INSERT INTO T VALUES (2)")
+                raise ValueError
+            with host.query("SELECT N FROM T") as rows:
+                self.assertEqual(list(rows), [("1",)])
+        with self.assertRaises(kestrel_import.Closed):
+            host.begin()
+
+
+class SpecificationTest(LibraryTest):
+    def test_specifications_are_listed_read_changed_and_saved(self) -> None:
+        path = self.write("Import/Kunden.IMP", "[Common]", "Description=Kunden", "ImportClass=a.b")
+        entry = self.library.specifications()[0]
+        self.assertEqual((entry.description, entry.import_class, entry.file), ("Kunden", "a.b", str(path)))
+        with self.library.specification(path) as specification:
+            self.assertEqual(specification.value("common", "description"), "Kunden")
+            self.assertIsNone(specification.value("Common", "Missing"))
+            specification.change("Common", "Description", "Kündinnen")
+            self.assertIn("Description=Kunden", path.read_text("cp1252"))
+            specification.save()
+            self.assertIn("Description=Kündinnen", path.read_text("cp1252"))
+            self.assertIn(("Common", "ImportClass", "a.b"), specification.entries())
+            with self.assert_fails(5):
+                specification.change("", "", "x")
+            specification.save(self.folder / "copy.IMP")
+        with self.library.new_specification() as new:
+            with self.assert_fails(5):
+                new.save()
+            with self.assert_fails(58):
+                new.save(path)
+
+
+if __name__ == "__main__":
+    unittest.main()
