@@ -102,6 +102,7 @@ frmStep1::frmStep1(ImportJob& job, Wizard& wizard)
   session_.SpecFolder = DefaultSpecFolder();
   SweepSpecFolder(session_.SpecFolder);
   FillList();
+  if (wizard_.comforts().recognised_files && !session_.ImportFileName.empty()) TellFile();
   session_.SchemaChanged = false;
   lstVorlage_->setFocus();
 }
@@ -190,7 +191,11 @@ void frmStep1::cmdCancel_Click() {
 
 void frmStep1::TakeDroppedFile(const QString& path) {
   session_.ImportFileName = FromQt(path);
-  header_->lblInfo->setText("Datenquelle: " + QFileInfo(path).fileName() +
+  TellFile();
+}
+
+void frmStep1::TellFile() {
+  header_->lblInfo->setText("Datenquelle: " + QFileInfo(ToQt(session_.ImportFileName)).fileName() +
                             ". Wählen Sie nun, womit sie importiert wird.");
   header_->lblInfo->setVisible(true);
 }

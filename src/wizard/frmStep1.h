@@ -39,6 +39,8 @@ class frmStep1 final : public QWidget {
   void cmdNext_Click();
   // Step 2 takes it, whatever is chosen here.
   void TakeDroppedFile(const QString& path);
+  // Says which file is going to be imported.
+  void TellFile();
   void cmdCancel_Click();
   void mnuDelete_Click();
   // With the comforts: what is done with the specification that is selected.

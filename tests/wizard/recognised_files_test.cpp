@@ -212,6 +212,19 @@ TEST_F(RecognisedFiles, AFileDroppedOnStep1IsTheSourceOfStep2) {
   EXPECT_EQ(session.ImportFileName, "") << "it counts once";
 }
 
+TEST_F(RecognisedFiles, AFileHandedInIsNamedOnStep1) {
+  session.ImportFileName = folder.Write("k.txt", kSemicolons);
+  OpenStep1();
+  EXPECT_EQ(FromQt(Find<QLabel>("lblInfo").text()),
+            "Datenquelle: k.txt. Wählen Sie nun, womit sie importiert wird.");
+}
+
+TEST_F(NotRecognisedFiles, AFileHandedInIsNotNamedOnStep1) {
+  session.ImportFileName = folder.Write("k.txt", kSemicolons);
+  OpenStep1();
+  EXPECT_EQ(FromQt(Find<QLabel>("lblInfo").text()), "");
+}
+
 TEST_F(RecognisedFiles, AFileHandedInForASavedSpecificationOfItsKindIsReadAsThatSays) {
   session.ImportFileName = folder.Write("k.txt", kSemicolons);
   const std::string file = session.ImportFileName;
