@@ -19,7 +19,7 @@ test_packages=(
   python3-xlrd python3-xlwt python3-dbf mdbtools gnumeric
   python3-setuptools python3-wheel mypy
   xvfb xauth dbus dbus-x11 at-spi2-core python3-pyatspi fonts-dejavu-core
-  openbox xdotool x11-utils
+  openbox xdotool x11-utils x11-xkb-utils
 )
 
 # To look at the code without running it; clang reads the flags of the files that clang-tidy looks at.

@@ -9,10 +9,14 @@ import shutil
 import signal
 import subprocess
 import tempfile
+import time
 
-NEEDED_PROGRAMS = ("Xvfb", "dbus-daemon")
+NEEDED_PROGRAMS = ("Xvfb", "dbus-daemon", "openbox", "xdotool", "xprop", "setxkbmap")
 SCREEN = "1280x900"
 PATIENCE = 10  # seconds
+SKIPPED = 77
+# Before ctest would kill a test, which could not end then what it has started.
+LONGEST = 240  # seconds
 
 
 def missing():
@@ -27,6 +31,26 @@ def missing():
     except ImportError:
         return "python3-pyatspi"
     return ""
+
+
+def _stop(number, _):
+    raise TimeoutError(f"stopped by signal {number}")
+
+
+def run_test(tell):
+    """Calls `tell(desktop)` on a desktop with a window manager; gives what the program ends with."""
+    for number in (signal.SIGALRM, signal.SIGTERM, signal.SIGINT):
+        signal.signal(number, _stop)
+    signal.alarm(LONGEST)
+    lacking = missing()
+    if lacking:
+        print(f"Skipped: {lacking} is not installed.")
+        return SKIPPED
+    with PrivateDesktop() as desktop:
+        os.environ.update(desktop.environment)
+        desktop.start_window_manager()
+        tell(desktop)
+    return 0
 
 
 class PrivateDesktop:
@@ -57,6 +81,17 @@ class PrivateDesktop:
                                        stderr=subprocess.STDOUT, start_new_session=True)
         self._groups.append(process)
         return process
+
+    def start_window_manager(self):
+        """Starts openbox, with a German keyboard, and waits until it manages windows."""
+        self.start(["openbox", "--sm-disable"], "openbox.log")
+        subprocess.run(["setxkbmap", "de"], env=self.environment, check=True)
+        end = time.monotonic() + PATIENCE
+        while b"window id" not in subprocess.run(["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"], env=self.environment,
+                                                 stdout=subprocess.PIPE, check=False).stdout:
+            if time.monotonic() > end:
+                raise RuntimeError("openbox did not start")
+            time.sleep(0.05)
 
     def log(self, log_name):
         with open(os.path.join(self.folder, log_name), encoding="utf-8", errors="replace") as log:

@@ -3,6 +3,7 @@
 Import only after DBUS_SESSION_BUS_ADDRESS names the bus to use.
 """
 
+import subprocess
 import time
 
 import pyatspi
@@ -11,8 +12,6 @@ from gi.repository import GLib
 PATIENCE = 20  # seconds
 PAUSE = 0.05
 MOST_TABS = 40
-
-DOWN, HOME, TAB = 0xFF54, 0xFF50, 0xFF09  # key symbols of X
 
 
 class NotFound(Exception):
@@ -78,13 +77,13 @@ class Window:
     def __init__(self, accessible):
         self.accessible = accessible
 
-    @staticmethod
-    def shown(app, matches, what):
+    @classmethod
+    def shown(cls, app, matches, what):
         """The first shown window that `matches` likes."""
         def find():
             for window in app:
-                if window is not None and is_showing(window) and matches(Window(window)):
-                    return Window(window)
+                if window is not None and is_showing(window) and matches(cls(window)):
+                    return cls(window)
             return None
         return eventually(find, what)
 
@@ -94,26 +93,56 @@ class Window:
     def find(self, role, name):
         return eventually(lambda: self._look(role, name), f"{role} '{name}' in '{self.accessible.name}'")
 
+    def find_enabled(self, role, name):
+        control = self.find(role, name)
+        eventually(lambda: control.getState().contains(pyatspi.STATE_ENABLED), f"'{name}' enabled")
+        return control
+
     def _look(self, role, name):
         for accessible in walk(self.accessible):
             if accessible.getRoleName() == role and is_named(accessible, name):
                 return accessible
         return None
 
+    def lines(self, name, role="table"):
+        """The lines of the table or list of that name."""
+        return table_lines(self.find(role, name))
+
+    def wait_for_keyboard(self):
+        eventually(lambda: self.accessible.getState().contains(pyatspi.STATE_ACTIVE),
+                   f"the keyboard in '{self.accessible.name}'")
+
+    def says(self, text):
+        """Waits until something in the window reads just so."""
+        eventually(lambda: text in self.texts(), f"'{text}' among {self.texts()}")
+
+    def access_keys(self):
+        """The keys that press a control of the window, each as often as there is a control."""
+        # A row of tabs names the key of the one that is shown.
+        return [keys for control in walk(self.accessible)
+                if control.getRoleName() != "page tab list" and control.getState().contains(pyatspi.STATE_ENABLED) and (keys := access_key(control))]
+
     def texts(self):
         """Everything that is read out in the window."""
         return [accessible.name for accessible in walk(self.accessible) if accessible.name]
 
     def press(self, name, role="push button"):
-        control = self.find(role, name)
-        if not control.getState().contains(pyatspi.STATE_ENABLED):
-            raise NotFound(f"'{name}' is disabled")
+        control = self.find_enabled(role, name)
         action = control.queryAction()
         for index in range(action.nActions):
             if action.getName(index).lower() in ("press", "toggle"):
                 action.doAction(index)
                 return control
         raise NotFound(f"nothing to press '{name}' with")
+
+    def confirm(self, name):
+        """Presses the button that Enter presses, too."""
+        self.press(name)
+
+    def select_tab(self, name):
+        tab = self.press(name, "page tab")
+        # Of a tab, having the focus means to be the one that is shown.
+        eventually(lambda: has_focus(tab), f"the tab '{name}'")
 
     def choose(self, name):
         """Selects a radio button."""
@@ -129,7 +158,7 @@ class Window:
             for _ in range(MOST_TABS):
                 if has_focus(control):
                     return control
-                key(TAB)
+                key("Tab")
         control.queryComponent().grabFocus()
         eventually(lambda: has_focus(control), f"focus on '{name}'")
         return control
@@ -144,10 +173,13 @@ class Window:
         """Goes down with the arrow key to the line of a list or table that begins with `line`."""
         control = self.focus(role, name)
         if role == "list":
-            key(HOME)
+            key("Home")
+        elif selected_line(control) is not None:
+            key("ctrl+Home")
+            eventually(lambda: control.queryTable().getSelectedRows()[0] == 0, f"the first line of '{name}'")
         current = eventually(lambda: selected_line(control), f"a selected line of '{name}'")
         while current != line:
-            key(DOWN)
+            key("Down")
             before = current
             eventually(lambda: selected_line(control) not in (None, before), f"line '{line}' of '{name}'", 3)
             current = selected_line(control)
@@ -156,11 +188,21 @@ class Window:
         """Goes down with the arrow key to the entry of a drop-down list."""
         control = self.focus("combo box", name)
         for _ in control.getChildAtIndex(0):
-            key(DOWN)
+            key("Down")
             # A drop-down list tells its entry as its name.
             if control.name == entry:
                 return
         raise NotFound(f"entry '{entry}' of '{name}'")
+
+
+def access_key(control):
+    """The keys that press the control from wherever the focus is, as xdotool calls them; none where it has none."""
+    try:
+        action = control.queryAction()
+    except NotImplementedError:
+        return None
+    bindings = [action.getKeyBinding(index).lower() for index in range(action.nActions)]
+    return next((keys for keys in bindings if keys.startswith("alt+")), None)
 
 
 def has_focus(control):
@@ -179,9 +221,14 @@ def read(accessible):
     return text.getText(0, text.characterCount)
 
 
-def key(symbol):
-    pyatspi.Registry.generateKeyboardEvent(symbol, None, pyatspi.KEY_SYM)
+def key(*names):
+    """Presses keys, as "Down" or "alt+w", one after another, in the window that has the keyboard."""
+    subprocess.run(["xdotool", "key", "--delay", "20", *names], check=True)
     time.sleep(PAUSE)
+
+
+def type_text(text):
+    subprocess.run(["xdotool", "type", "--delay", "5", text], check=True)
 
 
 def table_lines(table):

@@ -9,7 +9,6 @@ on a small one. Ends with 77 where this machine lacks what is needed.
 
 import os
 import re
-import shutil
 import signal
 import subprocess
 import sys
@@ -143,8 +142,7 @@ def main():
     for number in (signal.SIGALRM, signal.SIGTERM, signal.SIGINT):
         signal.signal(number, stop)
     signal.alarm(LONGEST)
-    lacking = private_desktop.missing() or next(
-        (program for program in ("openbox", "xdotool", "xprop") if shutil.which(program) is None), "")
+    lacking = private_desktop.missing()
     if lacking:
         print(f"Skipped: {lacking} is not installed.")
         return SKIPPED
@@ -156,8 +154,7 @@ def main():
             subprocess.run([os.path.join(programs, "kestrel-import"), "init", folder], check=True,
                            stdout=subprocess.DEVNULL)
             windows = Windows(desktop.environment)
-            desktop.start(["openbox", "--sm-disable"], "openbox.log")
-            eventually(lambda: "window id" in windows.run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"), "openbox")
+            desktop.start_window_manager()
             host = desktop.start([os.path.join(programs, "kestrel-host"), folder], "host.log")
             try:
                 tell(windows, tuple(int(number) for number in size.split("x")))
