@@ -36,6 +36,9 @@ UndoOutcome UndoInDialog(const ObjectPtr& ledger, Connection& connection, std::i
     // This lets the windows repaint and the button be pressed.
     dialog.setValue(total == 0 ? kParts : static_cast<int>(kParts * done / total));
   }
+  dialog.close();
+  // A dialog that lives shorter than the window manager takes to show it leaves the keyboard to any window.
+  window->activateWindow();
   outcome.is_complete = !is_more;
   outcome.removed = number("Removed");
   outcome.restored = number("Restored");
