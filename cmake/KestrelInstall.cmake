@@ -5,6 +5,7 @@
 #   lib/cmake/KestrelImport/        the package for find_package
 #   include/kestrel/                the headers
 #   share/kestrel-import/           examples and demo files
+# Manual pages, completions and what the desktop knows: packaging/CMakeLists.txt.
 include(CMakePackageConfigHelpers)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/KestrelImport)

@@ -1,8 +1,10 @@
-// kestrel-host FOLDER: opens the sample host that `kestrel-import init FOLDER` made.
+// kestrel-host [FOLDER]: opens the sample host that `kestrel-import init FOLDER` made; without a folder, as a desktop
+// starts it, that in the component's own folder.
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFileInfo>
+#include <QIcon>
 #include <csignal>
 #include <cstdio>
 #include <memory>
@@ -11,6 +13,7 @@
 #include "app/host_window.h"
 #include "kestrel/open_connection.h"
 #include "kestrel/qt_user_interface.h"
+#include "platform/base/component_folder.h"
 #include "platform/base/terminal_text.h"
 #include "wizard/qt_text.h"
 
@@ -26,19 +29,25 @@ int main(int count, char** arguments) {
   std::signal(SIGXFSZ, SIG_IGN);
   QApplication application(count, arguments);
   QApplication::setApplicationName("kestrel-host");
+  QApplication::setDesktopFileName("kestrel-host");
+  QApplication::setWindowIcon(QIcon::fromTheme("kestrel-host"));
   kestrel::SpeakGerman();
 
   QCommandLineParser parser;
   parser.setApplicationDescription("Beispielanwendung: Adresslisten, in die importiert wird.");
   parser.addHelpOption();
-  parser.addPositionalArgument("ordner", "Ordner, den 'kestrel-import init' angelegt hat");
+  parser.addPositionalArgument("ordner", "Ordner, den 'kestrel-import init' angelegt hat; ohne ihn der eigene",
+                               "[ordner]");
   const QCommandLineOption host("host", "Datenbank (statt der im Ordner)", "verbindung");
   const QCommandLineOption user("user", "Personalnummer", "personalnr", "4711");
   parser.addOption(host);
   parser.addOption(user);
   parser.process(application);
-  if (parser.positionalArguments().size() != 1) parser.showHelp(2);
-  const QString folder = QFileInfo(parser.positionalArguments().first()).absoluteFilePath();
+  const QStringList named_folders = parser.positionalArguments();
+  if (named_folders.size() > 1) parser.showHelp(2);
+  const QString folder =
+      QFileInfo(named_folders.isEmpty() ? kestrel::ToQt(kestrel::ComponentFolder()) : named_folders.first())
+          .absoluteFilePath();
   // The component looks for its specifications here.
   qputenv("KESTREL_HOME", folder.toUtf8());
 

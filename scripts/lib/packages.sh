@@ -7,6 +7,7 @@ build_packages=(
   libsqlite3-dev libpq-dev unixodbc-dev libcli11-dev
   zlib1g-dev libxml2-dev libssl-dev
   qt6-base-dev libgl-dev libqt6svg6 qt6-translations-l10n
+  python3-minimal librsvg2-bin
 )
 
 # To read and write databases at run time.
@@ -20,10 +21,17 @@ test_packages=(
   python3-setuptools python3-wheel mypy
   xvfb xauth dbus dbus-x11 at-spi2-core python3-pyatspi fonts-dejavu-core
   openbox xdotool x11-utils x11-xkb-utils
+  zsh fish mandoc man-db appstream desktop-file-utils shared-mime-info
 )
 
 # To look at the code without running it; clang reads the flags of the files that clang-tidy looks at.
 lint_packages=(clang-14 clang-tidy-14 clang-format-14)
+
+# To build the documentation.
+doc_packages=(doxygen python3 python3-markdown weasyprint fonts-dejavu-core)
+
+# To build the Debian packages, to look at them, and to use them in a system of their own.
+package_packages=(dpkg-dev debhelper dh-python fakeroot lintian blhc mmdebstrap)
 
 # To build and run the fuzzers.
 fuzz_packages=(clang-14 libclang-rt-14-dev llvm-14)

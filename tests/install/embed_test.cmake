@@ -64,6 +64,32 @@ if(WIZARD)
   check_symbols(libkestrelwizard.so 80)
 endif()
 
+# Who asks for another version, or for a part that there is not, is told so; who asks for this one, gets it.
+function(check_package expected)
+  file(WRITE ${SCRATCH}/asks/CMakeLists.txt "cmake_minimum_required(VERSION 3.25)\nproject(asks CXX)\n"
+    "find_package(KestrelImport ${ARGN} QUIET)\nmessage(STATUS \"found=\${KestrelImport_FOUND}\")\n")
+  run(${CMAKE_COMMAND} -G Ninja -S ${SCRATCH}/asks -B ${SCRATCH}/asks/build --fresh -DCMAKE_PREFIX_PATH=${prefix})
+  if(NOT output MATCHES "found=${expected}")
+    message(FATAL_ERROR "find_package(KestrelImport ${ARGN}) is not ${expected}:\n${output}")
+  endif()
+endfunction()
+check_package(1 2.0)
+check_package(0 1.0)
+check_package(0 3.0)
+check_package(0 COMPONENTS nonsense)
+if(WIZARD)
+  check_package(1 2.0 COMPONENTS wizard)
+endif()
+
+# Programs that are not built with CMake find it by pkg-config, wherever it was installed to.
+file(GLOB pkgconfig ${prefix}/lib*/pkgconfig ${prefix}/lib/*/pkgconfig)
+find_program(PKG_CONFIG pkg-config REQUIRED)
+run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pkgconfig} ${PKG_CONFIG} --cflags --libs --print-errors kestrel-import)
+separate_arguments(flags UNIX_COMMAND "${output}")
+if(NOT SANITIZE)
+  run(cc -std=c99 ${prefix}/share/kestrel-import/examples/c_host/main.c ${flags} -o ${SCRATCH}/by_pkg_config)
+endif()
+
 build_example(embed_headless)
 set(example ${prefix}/share/kestrel-import/examples/embed_headless)
 run(${SCRATCH}/embed_headless/embed_headless ${example}/addresses.IMP ${example}/addresses.txt)
