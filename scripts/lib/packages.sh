@@ -4,7 +4,7 @@
 # To build the component, the command line, the sample host and its window.
 build_packages=(
   ca-certificates g++ cmake ninja-build ccache pkg-config
-  libsqlite3-dev libpq-dev unixodbc-dev libcli11-dev
+  libsqlite3-dev libpq-dev unixodbc-dev libcli11-dev nlohmann-json3-dev
   zlib1g-dev libxml2-dev libssl-dev
   qt6-base-dev libgl-dev libqt6svg6 qt6-translations-l10n
   python3-minimal librsvg2-bin

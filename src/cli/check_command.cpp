@@ -20,10 +20,37 @@ const char* NameOf(Severity severity) {
   return "Hinweis";
 }
 
-void Write(const Findings& findings, std::ostream& stream, OutputFormat format) {
-  TableWriter table(
-      stream, format,
-      {{"Art", "severity"}, {"Abschnitt", "section"}, {"Schlüssel", "key"}, {"Befund", "message"}});
+// One object a line; "kind" tells them from the others.
+void WriteObject(const Finding& finding, std::ostream& stream) {
+  JsonObject object(stream);
+  object.Text("kind", "finding")
+      .Text("severity", NameOf(finding.severity))
+      .OptionalText("section", finding.place.section)
+      .OptionalText("key", finding.place.key)
+      .OptionalText("field", finding.place.field)
+      .Text("message", finding.Message())
+      .Text("text", finding.text)
+      .OptionalText("wayOut", finding.way_out);
+  if (finding.count > 0) {
+    object.Number("count", finding.count);
+    std::ostream& list = object.Member("examples");
+    const char* separator = "[";
+    for (const FindingExample& example : finding.examples) {
+      list << std::exchange(separator, ",");
+      JsonObject(list).Number("record", example.record).Text("value", example.value).Close();
+    }
+    if (finding.examples.empty()) list << separator;
+    list << ']';
+  }
+  object.End();
+}
+
+void Write(const Findings& findings, std::ostream& stream, const TableLook& look) {
+  if (look.format == OutputFormat::kJson) {
+    for (const Finding& finding : findings) WriteObject(finding, stream);
+    return;
+  }
+  TableWriter table(stream, look, {{"Art", ""}, {"Abschnitt", ""}, {"Schlüssel", ""}, {"Befund", ""}});
   for (const Finding& finding : findings) {
     table.Row({NameOf(finding.severity), finding.place.section, finding.place.key, finding.Message()});
   }
@@ -34,10 +61,10 @@ std::string Optional(const std::optional<std::int64_t>& figure) {
   return figure ? std::to_string(*figure) : std::string();
 }
 
-void WriteTables(const DataProfile& profile, std::ostream& stream, OutputFormat format) {
+void WriteTables(const DataProfile& profile, std::ostream& stream, const TableLook& look) {
   const SourceFigures& source = profile.source;
   {
-    TableWriter table(stream, format,
+    TableWriter table(stream, look,
                       {{"Datensätze", ""},
                        {"Spalten", ""},
                        {"Zeichensatz", ""},
@@ -52,7 +79,7 @@ void WriteTables(const DataProfile& profile, std::ostream& stream, OutputFormat 
   }
   if (!profile.fields.empty()) {
     stream << '\n';
-    TableWriter table(stream, format,
+    TableWriter table(stream, look,
                       {{"Feld", ""},
                        {"Spalte", ""},
                        {"Gefüllt", ""},
@@ -72,28 +99,31 @@ void WriteTables(const DataProfile& profile, std::ostream& stream, OutputFormat 
   }
   if (profile.findings.empty()) return;
   stream << '\n';
-  Write(profile.findings, stream, format);
+  Write(profile.findings, stream, look);
 }
 
-// One object a line, which "kind" tells apart.
 void WriteObjects(const DataProfile& profile, std::ostream& stream) {
   const SourceFigures& source = profile.source;
   JsonObject of_source(stream);
   of_source.Text("kind", "source")
       .Number("records", source.records)
       .Number("columns", static_cast<std::int64_t>(source.columns))
-      .Text("charset", source.charset)
+      .OptionalText("charset", source.charset)
       .Number("crlf", source.crlf)
       .Number("lf", source.lf)
       .Number("cr", source.cr)
       .Number("unusualLines", source.unusual_lines);
-  if (source.repeated_addresses) of_source.Number("repeatedAddresses", *source.repeated_addresses);
+  if (source.repeated_addresses) {
+    of_source.Number("repeatedAddresses", *source.repeated_addresses);
+  } else {
+    of_source.Null("repeatedAddresses");
+  }
   of_source.End();
   for (const FieldFigures& field : profile.fields) {
     JsonObject(stream)
         .Text("kind", "field")
         .Text("field", field.field)
-        .Text("column", field.column)
+        .OptionalText("column", field.column)
         .Number("filled", field.filled)
         .Number("empty", field.empty)
         .Number("cut", field.cut)
@@ -104,27 +134,7 @@ void WriteObjects(const DataProfile& profile, std::ostream& stream) {
         .Number("unreadable", field.unreadable)
         .End();
   }
-  for (const Finding& finding : profile.findings) {
-    JsonObject object(stream);
-    object.Text("kind", "finding")
-        .Text("severity", NameOf(finding.severity))
-        .Text("section", finding.place.section)
-        .Text("key", finding.place.key)
-        .Text("field", finding.place.field)
-        .Text("text", finding.text)
-        .Text("wayOut", finding.way_out);
-    if (finding.count > 0) {
-      object.Number("count", finding.count);
-      std::ostream& list = object.Member("examples");
-      const char* separator = "[";
-      for (const FindingExample& example : finding.examples) {
-        list << std::exchange(separator, ",");
-        JsonObject(list).Number("record", example.record).Text("value", example.value).Close();
-      }
-      list << ']';
-    }
-    object.End();
-  }
+  for (const Finding& finding : profile.findings) WriteObject(finding, stream);
 }
 
 // Opens the host; why the destination cannot be asked, or none.
@@ -160,9 +170,9 @@ int CheckCommand(Workspace& workspace, const CheckOptions& options) {
   if (options.data && format == OutputFormat::kJson) {
     WriteObjects(profile, workspace.out());
   } else if (options.data) {
-    WriteTables(profile, workspace.out(), format);
+    WriteTables(profile, workspace.out(), workspace.look());
   } else if (!findings.empty() || format != OutputFormat::kText) {
-    Write(findings, workspace.out(), format);
+    Write(findings, workspace.out(), workspace.look());
   }
   if (findings.only_notes() && format == OutputFormat::kText) {
     workspace.out() << "Keine Auffälligkeiten: " << workspace.session().ChosenSpecFile << std::endl;

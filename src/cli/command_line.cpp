@@ -37,6 +37,9 @@ void CommandLine::Parse(std::vector<std::string> arguments) {
   RequireKnownWords(app_, arguments);
   std::reverse(arguments.begin(), arguments.end());
   app_.parse(std::move(arguments));
+  if (common_.excel && common_.format != OutputFormat::kCsv) {
+    throw WrongUse("--excel wirkt auf CSV. Geben Sie --format csv dazu an, oder lassen Sie --excel weg.");
+  }
 }
 
 CLI::App* CommandLine::Add(const std::string& name, const std::string& description, Performed performed) {
@@ -81,6 +84,8 @@ void CommandLine::AddCommonOptions() {
               {{"text", OutputFormat::kText}, {"json", OutputFormat::kJson}, {"csv", OutputFormat::kCsv}},
               "Ausgabe: text, json oder csv")
       ->type_name("FORMAT");
+  app_.add_flag("--excel", common_.excel,
+                "mit --format csv: Zellen, die mit =, +, - oder @ beginnen, rechnet keine Tabellenkalkulation");
 }
 
 void CommandLine::AddHelp() {
@@ -144,6 +149,11 @@ void CommandLine::AddRun() {
       ->check(WithoutSeparators())
       ->type_name("PERSONALNR");
   WithProgress(run, run_.progress);
+  run->add_flag("--quiet", run_.quiet, "nur melden, was nicht gelang");
+  run->add_option("--json-log", run_.json_log,
+                  "an diese Datei Ereignisse des Laufs anhängen, ein JSON-Objekt je Zeile")
+      ->check(NotEmpty())
+      ->type_name("DATEI");
   run->add_option("--from", run_.settings.from, "mit diesem Datensatz der Quelle beginnen")
       ->check(WholeNumber(1, INT32_MAX))
       ->type_name("DATENSATZ");

@@ -61,39 +61,39 @@ struct LogColumn {
 };
 
 std::vector<LogColumn> LogColumns(std::vector<LogColumn> own) {
-  std::vector<LogColumn> columns = {{"Protokoll", {"Protokoll", "log", true}},
+  std::vector<LogColumn> columns = {{"Protokoll", {"Protokoll", "log", JsonKind::kNumber}},
                                     {"Datum", {"Datum", "date"}},
-                                    {"Benutzer", {"Benutzer", "user"}},
+                                    {"Benutzer", {"Benutzer", "user", JsonKind::kOptional}},
                                     {"Beschreibung", {"Import", "specification"}}};
   std::ranges::move(own, std::back_inserter(columns));
-  columns.push_back({"Datei", {"Spezifikation", "specificationFile"}});
-  columns.push_back({"Quelldatei", {"Quelle", "source"}});
+  columns.push_back({"Datei", {"Spezifikation", "specificationFile", JsonKind::kOptional}});
+  columns.push_back({"Quelldatei", {"Quelle", "source", JsonKind::kOptional}});
   return columns;
 }
 
 std::vector<LogColumn> ErrorColumns() {
   return LogColumns({{"Spalte0", {"Meldung", "message"}},
-                     {"Datensatz", {"Datensatz", "sourceRecord", true}},
-                     {"DatensatzBis", {"bis", "lastSourceRecord", true}},
-                     {"Feld", {"Feld", "field"}},
-                     {"Quellspalte", {"Quellspalte", "sourceColumn"}},
-                     {"Rohwert", {"Rohwert", "rawValue"}}});
+                     {"Datensatz", {"Datensatz", "sourceRecord", JsonKind::kNumber}},
+                     {"DatensatzBis", {"bis", "lastSourceRecord", JsonKind::kNumber}},
+                     {"Feld", {"Feld", "field", JsonKind::kOptional}},
+                     {"Quellspalte", {"Quellspalte", "sourceColumn", JsonKind::kOptional}},
+                     {"Rohwert", {"Rohwert", "rawValue", JsonKind::kOptional}}});
 }
 
 std::vector<LogColumn> DuplicateColumns() {
   return LogColumns({{"Spalte0", {"Datensatz", "record"}},
-                     {"Spalte1", {"Feld", "field"}},
+                     {"Spalte1", {"Feld", "field", JsonKind::kOptional}},
                      {"Spalte2", {"Wert", "value"}},
-                     {"Datensatz", {"der Quelle", "sourceRecord", true}},
-                     {"Adressart", {"Gleicht in", "addressType"}},
-                     {"Adresse", {"Nummer", "address"}},
-                     {"Name", {"Name", "name"}},
-                     {"Ort", {"Ort", "place"}},
-                     {"Schluessel", {"Schlüssel", "key", true}},
-                     {"FruehererDatensatz", {"von Datensatz", "earlierRecord", true}},
-                     {"Entscheidung", {"Entscheidung", "decision"}},
-                     {"Wertung", {"Wertung %", "score", true}},
-                     {"Grund", {"Grund", "reason"}}});
+                     {"Datensatz", {"der Quelle", "sourceRecord", JsonKind::kNumber}},
+                     {"Adressart", {"Gleicht in", "addressType", JsonKind::kOptional}},
+                     {"Adresse", {"Nummer", "address", JsonKind::kOptional}},
+                     {"Name", {"Name", "name", JsonKind::kOptional}},
+                     {"Ort", {"Ort", "place", JsonKind::kOptional}},
+                     {"Schluessel", {"Schlüssel", "key", JsonKind::kNumber}},
+                     {"FruehererDatensatz", {"von Datensatz", "earlierRecord", JsonKind::kNumber}},
+                     {"Entscheidung", {"Entscheidung", "decision", JsonKind::kOptional}},
+                     {"Wertung", {"Wertung %", "score", JsonKind::kNumber}},
+                     {"Grund", {"Grund", "reason", JsonKind::kOptional}}});
 }
 
 void WriteLog(Workspace& workspace, Recordset& rows, const std::vector<LogColumn>& columns) {
@@ -103,7 +103,7 @@ void WriteLog(Workspace& workspace, Recordset& rows, const std::vector<LogColumn
     printed.push_back(column.printed);
     positions.push_back(rows.RequireColumn(column.name));
   }
-  TableWriter table(workspace.out(), workspace.options().format, std::move(printed));
+  TableWriter table(workspace.out(), workspace.look(), std::move(printed));
   for (; !rows.IsEof(); rows.MoveNext()) {
     std::vector<std::string> values;
     for (const std::size_t position : positions) values.emplace_back(rows.TextAt(position));

@@ -15,24 +15,33 @@ namespace kestrel::cli {
 
 namespace {
 
-std::string YesNo(bool truth) { return truth ? "ja" : "nein"; }
+std::string YesNo(bool truth) { return truth ? kYes : kNo; }
 
-// The settings of section Common that the provider uses, as (key, value).
-std::vector<std::pair<std::string, std::string>> CommonSettings(const Session& session) {
-  std::vector<std::pair<std::string, std::string>> settings = {{"Description", session.Description},
-                                                               {"Application", std::to_string(session.AppMode)},
-                                                               {"ImportClass", session.ImportClassProgID},
-                                                               {"Provider", session.Provider}};
+struct Setting {
+  std::string key;
+  std::string value;
+  JsonKind kind = JsonKind::kOptional;
+};
+
+// The settings of section Common that the provider uses.
+std::vector<Setting> CommonSettings(const Session& session) {
+  std::vector<Setting> settings = {{"Description", session.Description},
+                                   {"Application", std::to_string(session.AppMode), JsonKind::kNumber},
+                                   {"ImportClass", session.ImportClassProgID},
+                                   {"Provider", session.Provider}};
   std::vector<CommonKey> keys = KindOf(session)->keys;
   // A login is shown before what it opens.
   std::stable_partition(keys.begin(), keys.end(), [](const CommonKey& key) {
     return key.text != &Session::Database && key.text != &Session::Table;
   });
   for (const CommonKey& key : keys) {
-    std::string value = key.truth != nullptr ? YesNo(session.*key.truth) : session.*key.text;
-    // Whoever looks at settings need not see the password.
-    if (key.is_secret && !value.empty()) value = "********";
-    settings.emplace_back(key.name, std::move(value));
+    if (key.truth != nullptr) {
+      settings.push_back({key.name, YesNo(session.*key.truth), JsonKind::kTruth});
+    } else {
+      // Whoever looks at settings need not see the password.
+      const bool is_hidden = key.is_secret && !(session.*key.text).empty();
+      settings.push_back({key.name, is_hidden ? "********" : session.*key.text});
+    }
   }
   return settings;
 }
@@ -47,9 +56,9 @@ int ListCommand(Workspace& workspace, const ListOptions& options) {
   if (IsMissing(folder)) throw NotUsable("Der Ordner der Importspezifikationen fehlt: " + folder);
   // Where it cannot be read, no headings stand above nothing.
   const std::vector<std::string> files = ListFiles(folder);
-  TableWriter table(workspace.out(), workspace.options().format,
+  TableWriter table(workspace.out(), workspace.look(),
                     {{"Beschreibung", "description"},
-                     {"Anwendung", "application"},
+                     {"Anwendung", "application", JsonKind::kNumber},
                      {"Quelle", "provider"},
                      {"Ziel", "importClass"},
                      {"Datei", "file"}});
@@ -90,28 +99,28 @@ int ShowCommand(Workspace& workspace, const std::string& spec) {
   if (!failure.empty()) throw NotUsable(failure);
 
   if (workspace.options().format == OutputFormat::kText) {
-    TableWriter settings(workspace.out(), OutputFormat::kText, {{"Einstellung", ""}, {"Wert", ""}});
-    for (const auto& [key, value] : CommonSettings(session)) settings.Row({key, value});
+    TableWriter settings(workspace.out(), workspace.look(), {{"Einstellung", ""}, {"Wert", ""}});
+    for (const Setting& setting : CommonSettings(session)) settings.Row({setting.key, setting.value});
     settings.Finish();
     workspace.out() << '\n';
   } else if (workspace.options().format == OutputFormat::kJson) {
     JsonObject object(workspace.out());
-    for (const auto& [key, value] : CommonSettings(session)) {
-      std::string camel = key;
+    for (const Setting& setting : CommonSettings(session)) {
+      std::string camel = setting.key;
       camel[0] = static_cast<char>(camel[0] | 0x20);
-      object.Text(camel, value);
+      object.Value(camel, setting.kind, setting.value);
     }
     object.End();
   }
   MemoryRecordset& list = *session.AssignmentList;
-  TableWriter table(workspace.out(), workspace.options().format,
+  TableWriter table(workspace.out(), workspace.look(),
                     {{"Feld", "field"},
-                     {"Zugewiesen zu", "assignedTo"},
-                     {"", "info"},
-                     {"Pflicht", "mandatory"},
+                     {"Zugewiesen zu", "assignedTo", JsonKind::kOptional},
+                     {"", "info", JsonKind::kOptional},
+                     {"Pflicht", "mandatory", JsonKind::kTruth},
                      {"Typ", "type"},
-                     {"Größe", "size"},
-                     {"Format", "format"}});
+                     {"Größe", "size", JsonKind::kNumber},
+                     {"Format", "format", JsonKind::kOptional}});
   for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {
     table.Row({std::string(list.TextAt(kSourceName)), std::string(list.TextAt(kDspDestinationName)),
                std::string(list.TextAt(kInfo)), YesNo(list.TextAt(kObligation) == "Wahr"),
@@ -135,7 +144,7 @@ int TablesCommand(Workspace& workspace, const std::string& spec) {
   }
   for (const SourceRemark& remark : session.SourceConnection->Remarks(""))
     workspace.err() << remark.text << '\n';
-  TableWriter table(workspace.out(), workspace.options().format, {{"Tabelle", "table"}});
+  TableWriter table(workspace.out(), workspace.look(), {{"Tabelle", "table"}});
   for (const std::string& name : result.tables) table.Row({name});
   return kDone;
 }
@@ -144,7 +153,8 @@ int ColumnsCommand(Workspace& workspace, const std::string& spec, const std::str
   workspace.LoadSpecification(spec, source_file);
   workspace.job().OpenSource();
   for (const SourceRemark& remark : SourceRemarks(workspace.session())) workspace.err() << remark.text << '\n';
-  TableWriter table(workspace.out(), workspace.options().format, {{"Nr", "number"}, {"Spalte", "column"}});
+  TableWriter table(workspace.out(), workspace.look(),
+                    {{"Nr", "number", JsonKind::kNumber}, {"Spalte", "column"}});
   std::size_t number = 0;
   for (const std::string& name : OfferedSourceFields(workspace.session().SourceFieldNames)) {
     table.Row({std::to_string(++number), name});
@@ -163,7 +173,7 @@ int PreviewCommand(Workspace& workspace, const std::string& spec, const std::str
     for (const std::string& name : OfferedSourceFields(workspace.session().SourceFieldNames)) {
       columns.push_back({name, ""});
     }
-    table.emplace(workspace.out(), workspace.options().format, std::move(columns));
+    table.emplace(workspace.out(), workspace.look(), std::move(columns));
   };
   bool all_readable = true;
   const SourceEnd end =

@@ -41,62 +41,54 @@ struct LedgerColumn {
   const char* name;
   const char* title;
   const char* key;
-  bool is_number = false;
+  JsonKind kind = JsonKind::kText;
 };
 
 constexpr LedgerColumn kRunColumns[] = {
-    {"LaufNr", "Lauf", "run", true},
+    {"LaufNr", "Lauf", "run", JsonKind::kNumber},
     {"Zustand", "Zustand", "state"},
     {"Beginn", "Beginn", "begin"},
-    {"Ende", "Ende", "end"},
+    {"Ende", "Ende", "end", JsonKind::kOptional},
     {"Tabelle", "Tabelle", "table"},
-    {"Gelesen", "Gelesen", "read", true},
-    {"Neu", "Neu", "storedNew", true},
-    {"Aktualisiert", "Geändert", "updated", true},
-    {"Zurueckgehalten", "Zurückgehalten", "heldBack", true},
-    {"Abgewiesen", "Abgewiesen", "rejected", true},
-    {"Fehler", "Fehler", "errors", true},
-    {"Gekuerzt", "Gekürzt", "cutValues", true},
-    {"GekuerzteFelder", "Gekürzt in", "cutIn"},
-    {"Benutzer", "Benutzer", "user"},
+    {"Gelesen", "Gelesen", "read", JsonKind::kNumber},
+    {"Neu", "Neu", "storedNew", JsonKind::kNumber},
+    {"Aktualisiert", "Geändert", "updated", JsonKind::kNumber},
+    {"Zurueckgehalten", "Zurückgehalten", "heldBack", JsonKind::kNumber},
+    {"Abgewiesen", "Abgewiesen", "rejected", JsonKind::kNumber},
+    {"Fehler", "Fehler", "errors", JsonKind::kNumber},
+    {"Gekuerzt", "Gekürzt", "cutValues", JsonKind::kNumber},
+    {"GekuerzteFelder", "Gekürzt in", "cutIn", JsonKind::kOptional},
+    {"Benutzer", "Benutzer", "user", JsonKind::kOptional},
     {"Spezifikation", "Spezifikation", "specification"},
-    {"Pruefsumme", "Prüfsumme", "checksum"},
+    {"Pruefsumme", "Prüfsumme", "checksum", JsonKind::kOptional},
     {"Quelle", "Quelle", "source"},
-    {"Quellgroesse", "Größe", "sourceSize", true},
-    {"Quellzeit", "Stand", "sourceTime"},
+    {"Quellgroesse", "Größe", "sourceSize", JsonKind::kNumber},
+    {"Quellzeit", "Stand", "sourceTime", JsonKind::kOptional},
 };
 constexpr LedgerColumn kRecordColumns[] = {
-    {"Datensatz", "Datensatz", "record", true},
-    {"BisDatensatz", "bis", "lastRecord", true},
+    {"Datensatz", "Datensatz", "record", JsonKind::kNumber},
+    {"BisDatensatz", "bis", "lastRecord", JsonKind::kNumber},
     {"Ereignis", "Ereignis", "event"},
-    {"Tabelle", "Tabelle", "table"},
-    {"Nummer", "Nummer", "number", true},
-    {"BisNummer", "bis", "lastNumber", true},
-    {"Feld", "Feld", "field"},
-    {"Vorher", "Vorher", "before"},
-    {"Importiert", "Importiert", "imported"},
+    {"Tabelle", "Tabelle", "table", JsonKind::kOptional},
+    {"Nummer", "Nummer", "number", JsonKind::kNumber},
+    {"BisNummer", "bis", "lastNumber", JsonKind::kNumber},
+    {"Feld", "Feld", "field", JsonKind::kOptional},
+    {"Vorher", "Vorher", "before", JsonKind::kOptional},
+    {"Importiert", "Importiert", "imported", JsonKind::kOptional},
 };
 constexpr LedgerColumn kLeftColumns[] = {
-    {"Datensatz", "Datensatz", "record", true},
-    {"Nummer", "Nummer", "number", true},
-    {"Feld", "Feld", "field"},
-    {"Vorher", "Vorher", "before"},
-    {"Importiert", "Importiert", "imported"},
-    {"Jetzt", "Jetzt", "now"},
+    {"Datensatz", "Datensatz", "record", JsonKind::kNumber},
+    {"Nummer", "Nummer", "number", JsonKind::kNumber},
+    {"Feld", "Feld", "field", JsonKind::kOptional},
+    {"Vorher", "Vorher", "before", JsonKind::kOptional},
+    {"Importiert", "Importiert", "imported", JsonKind::kOptional},
+    {"Jetzt", "Jetzt", "now", JsonKind::kOptional},
 };
 
 void WriteJsonRow(std::ostream& out, const Recordset& row, std::span<const LedgerColumn> columns) {
   JsonObject object(out);
   for (const LedgerColumn& column : columns) {
-    const std::string text = TextOf(row, column.name);
-    const auto number = column.is_number ? ParseWholeNumber(text) : std::nullopt;
-    if (number) {
-      object.Number(column.key, *number);
-    } else if (column.is_number) {
-      object.Null(column.key);
-    } else {
-      object.Text(column.key, text);
-    }
+    object.Value(column.key, column.kind, TextOf(row, column.name));
   }
   object.End();
 }
@@ -109,7 +101,7 @@ void WriteRows(Workspace& workspace, Recordset& rows, std::span<const LedgerColu
   }
   std::vector<TableWriter::Column> titles;
   for (const LedgerColumn& column : columns) titles.push_back({column.title, column.key});
-  TableWriter table(workspace.out(), workspace.options().format, std::move(titles));
+  TableWriter table(workspace.out(), workspace.look(), std::move(titles));
   for (; !rows.IsEof(); rows.MoveNext()) {
     std::vector<std::string> values;
     for (const LedgerColumn& column : columns) values.push_back(TextOf(rows, column.name));

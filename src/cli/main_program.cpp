@@ -12,8 +12,10 @@ namespace kestrel::cli {
 namespace {
 
 // Reads the arguments and runs the command that they name; its status.
-int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream& err, std::ostream& terminal) {
+int Perform(std::vector<std::string> arguments, const Screen& screen, std::ostream& out, std::ostream& err,
+            std::ostream& terminal) {
   StopSignals signals;
+  TerminalStream text_out(out, screen.charset());
   CommandLine line;
   if (arguments == std::vector<std::string>{kDescribeCommands}) {
     WriteCommandTree(line.app(), out);
@@ -22,18 +24,18 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
   try {
     line.Parse(std::move(arguments));
   } catch (const HelpOn& help) {
-    out << help.what();
+    text_out << help.what();
     return kDone;
   } catch (const CLI::ParseError& error) {
-    return line.app().exit(error, out, err) == 0 ? kDone : kWrongUse;
+    return line.app().exit(error, text_out, err) == 0 ? kDone : kWrongUse;
   }
   const CommonOptions& common = line.common();
 
-  // A terminal gets text only; the other formats are exact.
-  TerminalStream text_out(out);
-  std::ostream& format_out = common.format == OutputFormat::kText ? static_cast<std::ostream&>(text_out) : out;
+  // What is no text is exact, but for who looks at it.
+  const bool is_for_a_person = common.format == OutputFormat::kText || Screen::OutColumns() > 0;
+  std::ostream& format_out = is_for_a_person ? static_cast<std::ostream&>(text_out) : out;
   try {
-    Workspace workspace(common, {format_out, err, terminal, signals});
+    Workspace workspace(common, {format_out, err, terminal, signals, screen});
     return line.Perform(workspace);
   } catch (const NotUsable& error) {
     err << "kestrel-import: " << error.what() << std::endl;
@@ -50,8 +52,9 @@ int Perform(std::vector<std::string> arguments, std::ostream& out, std::ostream&
 }  // namespace
 
 int Main(std::vector<std::string> arguments, DescriptorOutput& out, std::ostream& err) {
-  TerminalStream shown_err(err);
-  const int status = Perform(std::move(arguments), out, shown_err, err);
+  const Screen screen;
+  TerminalStream shown_err(err, screen.charset());
+  const int status = Perform(std::move(arguments), screen, out, shown_err, err);
   out.flush();
   if (out.error() == 0) return status;
   // A reader that has seen enough, as "head" does, needs no message.

@@ -1,9 +1,11 @@
 #include "cli/output.h"
 
 #include <algorithm>
+#include <optional>
 #include <ostream>
 
-#include "kestrel/value.h"
+#include "cli/display_width.h"
+#include "platform/base/number.h"
 #include "platform/base/terminal_text.h"
 #include "platform/base/text.h"
 
@@ -15,6 +17,11 @@ namespace {
 constexpr std::size_t kHeldRows = 200;
 // Wider values run over instead of pushing every other row apart.
 constexpr std::size_t kWidestColumn = 60;
+// What spreadsheets calculate begins with one of the first four; the others they pass over before that.
+constexpr std::string_view kFormulaSigns = "=+-@\t\r";
+constexpr std::size_t kGap = 2;
+// Below that a last column that goes on below itself cannot be read.
+constexpr std::size_t kNarrowestLastColumn = 20;
 
 }  // namespace
 
@@ -54,10 +61,29 @@ JsonObject& JsonObject::Text(std::string_view key, std::string_view value) {
   return *this;
 }
 
+JsonObject& JsonObject::OptionalText(std::string_view key, std::string_view value) {
+  return value.empty() ? Null(key) : Text(key, value);
+}
+
+JsonObject& JsonObject::Value(std::string_view key, JsonKind kind, std::string_view text) {
+  switch (kind) {
+    case JsonKind::kText: return Text(key, text);
+    case JsonKind::kOptional: return OptionalText(key, text);
+    case JsonKind::kTruth: return Truth(key, text == kYes);
+    case JsonKind::kNumber: break;
+  }
+  const std::optional<std::int64_t> number = ParseWholeNumber(text);
+  return number ? Number(key, *number) : Null(key);
+}
+
 JsonObject& JsonObject::Number(std::string_view key, std::int64_t value) {
   Key(key);
   stream_ << value;
   return *this;
+}
+
+JsonObject& JsonObject::NumberFrom(std::string_view key, std::int64_t value, std::int64_t least) {
+  return value < least ? Null(key) : Number(key, value);
 }
 
 JsonObject& JsonObject::Numbers(std::string_view key,
@@ -97,9 +123,9 @@ void JsonObject::End() {
   stream_ << '\n';
 }
 
-TableWriter::TableWriter(std::ostream& stream, OutputFormat format, std::vector<Column> columns)
-    : stream_(stream), format_(format), columns_(std::move(columns)) {
-  if (format_ != OutputFormat::kCsv) return;
+TableWriter::TableWriter(std::ostream& stream, const TableLook& look, std::vector<Column> columns)
+    : stream_(stream), look_(look), columns_(std::move(columns)) {
+  if (look_.format != OutputFormat::kCsv) return;
   std::vector<std::string> titles;
   for (const Column& column : columns_) titles.push_back(column.title);
   WriteCsv(titles);
@@ -107,12 +133,12 @@ TableWriter::TableWriter(std::ostream& stream, OutputFormat format, std::vector<
 
 void TableWriter::Row(std::vector<std::string> values) {
   if (!stream_) throw OutputFailed();
-  switch (format_) {
+  switch (look_.format) {
     case OutputFormat::kCsv: WriteCsv(values); return;
     case OutputFormat::kJson: WriteJson(values); return;
     case OutputFormat::kText: break;
   }
-  for (std::string& value : values) value = TerminalText(value, TextLayout::kOneLine);
+  for (std::string& value : values) value = Shown(value);
   if (flushed_) {
     WriteText(values);
     return;
@@ -122,42 +148,98 @@ void TableWriter::Row(std::vector<std::string> values) {
 }
 
 void TableWriter::Finish() {
-  if (format_ == OutputFormat::kText && !flushed_) FlushHeld();
+  if (look_.format == OutputFormat::kText && !flushed_) FlushHeld();
   stream_.flush();
+}
+
+// What is measured is what will be seen.
+std::string TableWriter::Shown(std::string_view value) const {
+  std::string text = TerminalText(value, TextLayout::kOneLine);
+  return look_.charset == nullptr ? text : look_.charset->Representable(text);
+}
+
+void TableWriter::SettleLayout() {
+  widths_.assign(columns_.size(), 0);
+  std::size_t widest_title = 0;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    columns_[i].title = Shown(columns_[i].title);
+    widths_[i] = DisplayWidth(columns_[i].title);
+    widest_title = std::max(widest_title, widths_[i]);
+  }
+  for (const auto& row : held_) {
+    for (std::size_t i = 0; i < row.size() && i < widths_.size(); ++i) {
+      widths_[i] = std::max(widths_[i], std::min(kWidestColumn, DisplayWidth(row[i])));
+    }
+  }
+  if (look_.screen_columns == 0 || widths_.empty()) return;
+  // The last column may go on below itself.
+  std::size_t needed = std::min(widths_.back(), kNarrowestLastColumn);
+  for (std::size_t i = 0; i + 1 < widths_.size(); ++i) needed += widths_[i] + kGap;
+  is_in_blocks_ = needed > look_.screen_columns;
+  if (is_in_blocks_) widths_.assign(1, widest_title);
 }
 
 void TableWriter::FlushHeld() {
   flushed_ = true;
-  std::vector<std::string> titles;
-  for (const Column& column : columns_) titles.push_back(TerminalText(column.title, TextLayout::kOneLine));
-  widths_.assign(columns_.size(), 0);
-  const auto widen = [&](const std::vector<std::string>& values) {
-    for (std::size_t i = 0; i < values.size() && i < widths_.size(); ++i) {
-      widths_[i] = std::max(widths_[i], std::min(kWidestColumn, LengthInCharacters(values[i])));
+  SettleLayout();
+  if (!is_in_blocks_) {
+    std::vector<std::string> titles;
+    std::vector<std::string> rule;
+    std::size_t room = look_.screen_columns;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      titles.push_back(columns_[i].title);
+      std::string line;
+      for (std::size_t at = 0; at < widths_[i] && (look_.screen_columns == 0 || at < room); ++at) line += "─";
+      rule.push_back(Shown(line));
+      room -= std::min(room, widths_[i] + kGap);
     }
-  };
-  widen(titles);
-  for (const auto& row : held_) widen(row);
-  WriteText(titles);
-  std::vector<std::string> rule;
-  for (const std::size_t width : widths_) {
-    std::string line;
-    for (std::size_t i = 0; i < width; ++i) line += "─";
-    rule.push_back(std::move(line));
+    WriteAligned(titles);
+    WriteAligned(rule);
   }
-  WriteText(rule);
   for (const auto& row : held_) WriteText(row);
   held_.clear();
 }
 
 void TableWriter::WriteText(const std::vector<std::string>& values) {
+  is_in_blocks_ ? WriteBlock(values) : WriteAligned(values);
+}
+
+void TableWriter::WriteAligned(const std::vector<std::string>& values) {
   std::string line;
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    if (i > 0) line += "  ";
+  for (std::size_t i = 0; i + 1 < values.size(); ++i) {
     line += values[i];
-    const std::size_t length = LengthInCharacters(values[i]);
-    if (i < widths_.size() && length < widths_[i]) line.append(widths_[i] - length, ' ');
+    const std::size_t width = DisplayWidth(values[i]);
+    line.append((i < widths_.size() && width < widths_[i] ? widths_[i] - width : 0) + kGap, ' ');
   }
+  WriteLine(std::move(line), values.empty() ? std::string_view() : values.back());
+}
+
+void TableWriter::WriteBlock(const std::vector<std::string>& values) {
+  for (std::size_t i = 0; i < values.size() && i < columns_.size(); ++i) {
+    if (values[i].empty()) continue;
+    std::string title = columns_[i].title;
+    title.append(widths_[0] - DisplayWidth(title) + kGap, ' ');
+    WriteLine(std::move(title), values[i]);
+  }
+  stream_ << '\n';
+}
+
+// `last` goes on below itself where the screen ends.
+void TableWriter::WriteLine(std::string line, std::string_view last) {
+  const std::size_t indent = DisplayWidth(line);
+  const bool has_room = look_.screen_columns > indent;
+  while (has_room && DisplayWidth(last) > look_.screen_columns - indent) {
+    std::string_view part = FittingBeginning(last, look_.screen_columns - indent);
+    const std::size_t blank = part.rfind(' ');
+    // A word that is longer than the line is cut; what is wider than that is shown as it is.
+    if (blank != std::string_view::npos && blank > 0 && last[part.size()] != ' ') part = part.substr(0, blank);
+    if (part.empty()) break;
+    stream_ << line << part << '\n';
+    last.remove_prefix(part.size());
+    last.remove_prefix(std::min(last.find_first_not_of(' '), last.size()));
+    line.assign(indent, ' ');
+  }
+  line += last;
   line.erase(line.find_last_not_of(' ') + 1);
   stream_ << line << '\n';
 }
@@ -165,10 +247,13 @@ void TableWriter::WriteText(const std::vector<std::string>& values) {
 void TableWriter::WriteCsv(const std::vector<std::string>& values) {
   for (std::size_t i = 0; i < values.size(); ++i) {
     if (i > 0) stream_ << ',';
-    if (values[i].find_first_of(",\"\r\n") == std::string::npos) {
-      stream_ << values[i];
+    const bool is_formula =
+        look_.excel && !values[i].empty() && kFormulaSigns.find(values[i][0]) != std::string::npos;
+    const std::string cell = is_formula ? "'" + values[i] : values[i];
+    if (cell.find_first_of(",\"\r\n") == std::string::npos) {
+      stream_ << cell;
     } else {
-      stream_ << '"' << ReplaceAll(values[i], "\"", "\"\"") << '"';
+      stream_ << '"' << ReplaceAll(cell, "\"", "\"\"") << '"';
     }
   }
   stream_ << "\r\n";
@@ -180,14 +265,7 @@ void TableWriter::WriteJson(const std::vector<std::string>& values) {
   if (keyed) {
     JsonObject object(stream_);
     for (std::size_t i = 0; i < values.size() && i < columns_.size(); ++i) {
-      const Column& column = columns_[i];
-      if (!column.number) {
-        object.Text(column.key, values[i]);
-      } else if (values[i].empty()) {
-        object.Null(column.key);
-      } else {
-        object.Number(column.key, Value(values[i]).ToInteger());
-      }
+      object.Value(columns_[i].key, columns_[i].kind, values[i]);
     }
     object.End();
     return;

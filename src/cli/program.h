@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "cli/output.h"
+#include "cli/screen.h"
 #include "cli/stop_signals.h"
 #include "cli/terminal_stream.h"
 #include "component/session.h"
@@ -34,6 +35,7 @@ struct CommonOptions {
   std::string folder;  // the component's folder or the specification folder itself
   std::string user;    // personnel number
   OutputFormat format = OutputFormat::kText;
+  bool excel = false;  // CSV for a spreadsheet
 };
 
 // A failure that ends a command with kNotUsable; the text is for a person.
@@ -72,6 +74,7 @@ struct Surroundings {
   // Standard error without the filter: for a command's own control characters, never for a text from elsewhere.
   std::ostream& terminal;
   StopSignals& signals;
+  const Screen& screen;
 };
 
 // Tells an error once that comes again and again, as that of a log which cannot be made does.
@@ -96,7 +99,12 @@ class Workspace {
   std::ostream& err() { return surroundings_.err; }
   std::ostream& terminal() { return surroundings_.terminal; }
   StopSignals& signals() { return surroundings_.signals; }
+  const Screen& screen() const { return surroundings_.screen; }
   const CommonOptions& options() const { return options_; }
+  // How tables are printed.
+  TableLook look() const {
+    return {options_.format, options_.excel, Screen::OutColumns(), &screen().charset()};
+  }
 
   // The folder with the specifications.
   const std::string& spec_folder() const { return spec_folder_; }
@@ -155,6 +163,10 @@ struct RunOptions {
   std::string source_file;
   bool test = false;
   Progress progress = Progress::kAuto;
+  // Nothing is printed of what went well.
+  bool quiet = false;
+  // Where events of the run are added, a JSON object a line; empty: nowhere.
+  std::string json_log;
   RunSettings settings;
 };
 int RunCommand(Workspace& workspace, const RunOptions& options);

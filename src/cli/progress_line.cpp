@@ -1,18 +1,19 @@
 #include "cli/progress_line.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 #include <ostream>
 
+#include "cli/display_width.h"
 #include "platform/base/terminal_text.h"
 
 namespace kestrel::cli {
 
 ProgressLine::ProgressLine(Workspace& workspace, Progress progress)
-    : bar_(progress == Progress::kAuto && ::isatty(STDERR_FILENO) == 1),
-      plain_(progress == Progress::kPlain),
+    : screen_(workspace.screen()),
+      bar_(progress == Progress::kAuto && Screen::ErrDraws()),
+      plain_(progress == Progress::kPlain ||
+             (progress == Progress::kAuto && !bar_ && Screen::ErrColumns() > 0)),
       stream_(bar_ ? workspace.terminal() : workspace.err()) {}
 
 void ProgressLine::SetPercent(double percent) {
@@ -38,14 +39,29 @@ void ProgressLine::End() {
 }
 
 void ProgressLine::Draw() {
-  constexpr int kWidth = 30;
   drawn_ = true;
-  const int filled = static_cast<int>(std::lround(std::min(percent_, 100.0) * kWidth / 100));
-  std::string line = "\r[";
-  for (int i = 0; i < kWidth; ++i) line += i < filled ? "█" : "·";
-  line += "] " + std::to_string(std::lround(percent_)) + " %  " + TerminalText(info_, TextLayout::kOneLine) +
-          "\x1b[K";
-  stream_ << line << std::flush;
+  const std::string& pace = run_pace_.At(RunPace::Clock::now(), record_, percent_);
+  // In its last column a terminal may go on to the next line.
+  const std::size_t columns = std::max<std::size_t>(Screen::ErrColumns(), 2) - 1;
+  const std::string text = ProgressText(percent_, TerminalText(info_, TextLayout::kOneLine), pace, columns);
+  stream_ << '\r' << screen_.charset().Encode(text) << "\x1b[K" << std::flush;
+}
+
+std::string ProgressText(double percent, const std::string& info, const std::string& pace,
+                         std::size_t columns) {
+  constexpr std::size_t kWidestBar = 30;
+  constexpr std::size_t kNarrowestBar = 10;
+  constexpr std::size_t kFrame = 3;  // brackets and a blank
+  std::string text = std::to_string(std::lround(percent)) + " %  " + info;
+  if (!pace.empty()) text += "  " + pace;
+  const std::size_t width = DisplayWidth(text);
+  if (width + kFrame + kNarrowestBar > columns) return std::string(FittingBeginning(text, columns));
+  const std::size_t bar = std::min(kWidestBar, columns - width - kFrame);
+  const auto filled =
+      static_cast<std::size_t>(std::lround(std::clamp(percent, 0.0, 100.0) * static_cast<double>(bar) / 100));
+  std::string line = "[";
+  for (std::size_t i = 0; i < bar; ++i) line += i < filled ? "█" : "·";
+  return line + "] " + text;
 }
 
 }  // namespace kestrel::cli

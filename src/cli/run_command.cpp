@@ -1,12 +1,16 @@
 #include <algorithm>
 #include <cctype>
+#include <optional>
 #include <ostream>
 #include <utility>
 
+#include "cli/json_log.h"
 #include "cli/progress_line.h"
+#include "import/rejects.h"
 #include "import/run_texts.h"
 #include "platform/base/counted.h"
 #include "platform/base/text.h"
+#include "sources/source_kind.h"
 
 namespace kestrel::cli {
 
@@ -14,11 +18,14 @@ namespace {
 
 class ConsoleRunView final : public RunView {
  public:
-  ConsoleRunView(Workspace& workspace, Progress progress)
+  // `log` may be null.
+  ConsoleRunView(Workspace& workspace, const RunOptions& options, JsonLog* log)
       : stream_(workspace.err()),
         signals_(workspace.signals()),
         job_(workspace.job()),
-        progress_(workspace, progress) {}
+        log_(log),
+        is_quiet_(options.quiet),
+        progress_(workspace, options.quiet ? Progress::kNone : options.progress) {}
 
   void SetInfo(std::string_view text) override { progress_.SetInfo(text); }
   void SetProgress(double percent) override { progress_.SetPercent(percent); }
@@ -29,13 +36,25 @@ class ConsoleRunView final : public RunView {
   void Tell(std::string_view text) override {
     progress_.End();
     stream_ << text << std::endl;
+    if (log_ != nullptr) log_->Message(text);
   }
+  void RecordDone(const RecordOutcome& outcome) override {
+    progress_.SetRecord(outcome.record);
+    if (log_ != nullptr) log_->Record(outcome);
+  }
+  void Revise(const OutcomeRevision& revision) override {
+    if (log_ != nullptr) log_->Revise(revision);
+  }
+  // Quiet, the command itself tells an end that was not good.
+  bool ShowsResult() const override { return is_quiet_; }
   void CloseWindow() override { progress_.End(); }
 
  private:
   std::ostream& stream_;
   const StopSignals& signals_;
   ImportJob& job_;
+  JsonLog* log_;
+  const bool is_quiet_;
   ProgressLine progress_;
   bool is_stopped_ = false;
 };
@@ -61,7 +80,7 @@ void WriteResult(Workspace& workspace, const RunResult& result, bool test) {
     for (const CutField& cut : figures.cut_fields()) cut_fields.emplace_back(cut.field, cut.values);
     JsonObject(workspace.out())
         .Number("records", result.records)
-        .Number("total", result.total)
+        .NumberFrom("total", result.total, 0)
         .Number("errors", result.cancelled ? 0 : result.errors)
         .Number("duplicates", result.duplicates)
         .Truth("aborted", result.aborted)
@@ -72,9 +91,9 @@ void WriteResult(Workspace& workspace, const RunResult& result, bool test) {
         .Number("rejected", result.rejected)
         .Number("checked", result.checked)
         .Text("source", NameOf(result.source_end.state))
-        .Text("sourceError", result.source_end.error ? result.source_end.error->Description() : "")
-        .Text("sourceKept", result.source_kept)
-        .Text("stopReason", result.stop_reason)
+        .OptionalText("sourceError", result.source_end.error ? result.source_end.error->Description() : "")
+        .OptionalText("sourceKept", result.source_kept)
+        .OptionalText("stopReason", result.stop_reason)
         .Number("unlogged", result.unlogged_count)
         .Number("storedNew", figures.stored_new())
         .Number("updated", figures.updated())
@@ -82,13 +101,13 @@ void WriteResult(Workspace& workspace, const RunResult& result, bool test) {
         .Number("cutValues", figures.cut_values())
         .Numbers("cutFields", cut_fields)
         .Number("skipped", result.skipped)
-        .Number("nextRecord", result.next_record)
+        .NumberFrom("nextRecord", result.next_record, 1)
         .Number("rejects", result.rejects)
-        .Text("rejectsError", result.rejects_error)
+        .OptionalText("rejectsError", result.rejects_error)
         .End();
     return;
   }
-  TableWriter table(workspace.out(), workspace.options().format,
+  TableWriter table(workspace.out(), workspace.look(),
                     {{"Datensätze", ""},
                      {"von", ""},
                      {"Fehler", ""},
@@ -159,14 +178,30 @@ int RunCommand(Workspace& workspace, const RunOptions& options) {
   job.Prepare();
   job.settings() = options.settings;
   job.settings().most_same_errors = kMostSameErrors;
-  ConsoleRunView view(workspace, options.progress);
+  std::optional<JsonLog> log;
+  if (!options.json_log.empty()) {
+    const Session& session = workspace.session();
+    Rejects::RequireNotInUse(options.json_log, session);
+    log.emplace(options.json_log);
+    log->Start(session.ChosenSpecFile, session.*KindOf(session)->location);
+  }
+  ConsoleRunView view(workspace, options, log ? &*log : nullptr);
   {
     const StopSignals::Asking first_signal_asks(workspace.signals());
     job.RunDespiteFindings(view, options.test ? RunMode::kTest : RunMode::kImport);
   }
-  WriteResult(workspace, job.result(), options.test);
-  TellRest(workspace, job.result(), options);
-  return StatusOf(job.result());
+  const RunResult& result = job.result();
+  if (log) log->End(result);
+  const ExitStatus status = StatusOf(result);
+  const bool is_told = !options.quiet || status != kDone;
+  if (options.quiet && is_told) workspace.err() << result.message << std::endl;
+  if (!options.quiet || workspace.options().format != OutputFormat::kText)
+    WriteResult(workspace, result, options.test);
+  if (is_told) TellRest(workspace, result, options);
+  if (!log || log->error() == 0) return status;
+  workspace.err() << "Das Protokoll des Laufs ist unvollständig. "
+                  << ErrorFromErrno(log->error(), options.json_log).Description() << std::endl;
+  return kNotUsable;
 }
 
 }  // namespace kestrel::cli

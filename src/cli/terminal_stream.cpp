@@ -40,7 +40,10 @@ int DescriptorOutput::sync() {
   return error_ == 0 ? 0 : -1;
 }
 
-TerminalStream::TerminalStream(std::ostream& target) : std::ostream(nullptr), target_(target) { rdbuf(this); }
+TerminalStream::TerminalStream(std::ostream& target, const LocaleCharset& charset)
+    : std::ostream(nullptr), target_(target), charset_(charset) {
+  rdbuf(this);
+}
 
 int TerminalStream::overflow(int c) {
   if (Traits::eq_int_type(c, Traits::eof())) return Traits::not_eof(c);
@@ -51,7 +54,7 @@ int TerminalStream::overflow(int c) {
 std::streamsize TerminalStream::xsputn(const char* text, std::streamsize size) {
   std::string_view rest(text, static_cast<std::size_t>(size));
   if (const std::size_t end = rest.rfind('\n'); end != std::string_view::npos) {
-    target_ << TerminalText(line_.append(rest, 0, end + 1));
+    target_ << charset_.Encode(TerminalText(line_.append(rest, 0, end + 1)));
     line_.clear();
     rest.remove_prefix(end + 1);
   }
@@ -60,7 +63,7 @@ std::streamsize TerminalStream::xsputn(const char* text, std::streamsize size) {
 }
 
 int TerminalStream::sync() {
-  target_ << TerminalText(line_);
+  target_ << charset_.Encode(TerminalText(line_));
   line_.clear();
   target_.flush();
   return target_.good() ? 0 : -1;

@@ -6,6 +6,8 @@
 #include <streambuf>
 #include <string>
 
+#include "cli/locale_charset.h"
+
 namespace kestrel::cli {
 
 // Writes to a file descriptor that outlives it. A failed write sets badbit, as with any stream, and is kept.
@@ -25,11 +27,12 @@ class DescriptorOutput final : private std::streambuf, public std::ostream {
   std::array<char, 1 << 16> buffer_;
 };
 
-// Hands texts on line by line, as TerminalText shows them: whatever is printed, a terminal obeys none of it.
+// Hands texts on line by line, as TerminalText shows them, in the character set of the locale: whatever is printed, a
+// terminal obeys none of it.
 class TerminalStream final : private std::streambuf, public std::ostream {
  public:
-  // `target` outlives this stream.
-  explicit TerminalStream(std::ostream& target);
+  // Both outlive this stream.
+  TerminalStream(std::ostream& target, const LocaleCharset& charset);
   ~TerminalStream() override { sync(); }
 
  private:
@@ -38,6 +41,7 @@ class TerminalStream final : private std::streambuf, public std::ostream {
   int sync() override;
 
   std::ostream& target_;
+  const LocaleCharset& charset_;
   std::string line_;
 };
 

@@ -194,8 +194,12 @@ void Rejects::WriteTo(const std::string& path) const {
   file.Commit();
 }
 
-void Rejects::RequirePlace(const std::string& path, const Session& session) {
+void Rejects::RequireNotInUse(const std::string& path, const Session& session) {
   RefuseFilesInUse(path, FilesInUse(session));
+}
+
+void Rejects::RequirePlace(const std::string& path, const Session& session) {
+  RequireNotInUse(path, session);
   Trap([&] { const Replacement place(path, std::nullopt); },
        [](const RuntimeError& error) {
          throw RuntimeError(error.Number(),

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "component/session.h"
+#include "kestrel/export.h"
 #include "kestrel/record_outcome.h"
 #include "kestrel/recordset.h"
 #include "platform/base/spilled_bytes.h"
@@ -39,6 +40,8 @@ class Rejects {
   void WriteTo(const std::string& path) const;
   // Raises what WriteTo would raise by the place alone.
   static void RequirePlace(const std::string& path, const Session& session);
+  // The 70 of that, for any other file that a run is to write. Where there is none yet, nothing is in use.
+  KESTREL_INTERNAL static void RequireNotInUse(const std::string& path, const Session& session);
 
  private:
   struct Entry {

@@ -139,7 +139,7 @@ void frmImport::Repaint() {
   lblInfo_->setText(ToQt(info_));
   constexpr int kStepsAPercent = kBarSteps / 100;
   progress_bar_->setValue(static_cast<int>(std::clamp(percent_, 0.0, 100.0) * kStepsAPercent));
-  if (lblPace_ != nullptr) lblPace_->setText(run_pace_.At(RunPace::Clock::now(), record_, percent_));
+  if (lblPace_ != nullptr) lblPace_->setText(ToQt(run_pace_.At(RunPace::Clock::now(), record_, percent_)));
 }
 
 void frmImport::Tell(std::string_view text) {

@@ -8,11 +8,11 @@
 #include <QProgressBar>
 
 #include "import/pace.h"
+#include "import/run_pace.h"
 #include "kestrel/import_job.h"
 #include "kestrel/wizard_comforts.h"
 #include "wizard/button_row.h"
 #include "wizard/event_guard.h"
-#include "wizard/run_pace.h"
 
 namespace kestrel {
 

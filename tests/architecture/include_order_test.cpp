@@ -86,6 +86,7 @@ const std::map<std::string, std::set<std::string>>& OutsideHeaders() {
       {"^libxml", {"src/formats/excel", "src/formats/encryption"}},
       {"^openssl", {"src/formats/encryption"}},
       {"^CLI/", {"src/cli"}},
+      {"^nlohmann/", {"src/cli"}},
       {"^Q[A-Z]", {"src/wizard", "host/app", "include/kestrel"}},
   };
   return headers;

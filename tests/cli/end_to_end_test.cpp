@@ -34,10 +34,10 @@ TEST_F(EndToEnd, TheCustomerListIsStoredAndItsErrorsAreLogged) {
       "{\"records\":1000,\"total\":1000,\"errors\":14,\"duplicates\":0,\"aborted\":false,\"cancelled\":false,"
       "\"test\":false,\"message\":\"Beim Importieren der Daten sind Fehler aufgetreten. Bitte prüfen Sie diese "
       "über die "
-      "Protokolle!\",\"stored\":997,\"rejected\":3,\"checked\":0,\"source\":\"complete\",\"sourceError\":\"\","
-      "\"sourceKept\":\"\",\"stopReason\":\"\",\"unlogged\":0,\"storedNew\":997,\"updated\":0,\"heldBack\":0,"
-      "\"cutValues\":458,\"cutFields\":{\"Suchbegriff\":458},\"skipped\":0,\"nextRecord\":0,\"rejects\":0,"
-      "\"rejectsError\":\"\"}\n");
+      "Protokolle!\",\"stored\":997,\"rejected\":3,\"checked\":0,\"source\":\"complete\",\"sourceError\":null,"
+      "\"sourceKept\":null,\"stopReason\":null,\"unlogged\":0,\"storedNew\":997,\"updated\":0,\"heldBack\":0,"
+      "\"cutValues\":458,\"cutFields\":{\"Suchbegriff\":458},\"skipped\":0,\"nextRecord\":null,\"rejects\":0,"
+      "\"rejectsError\":null}\n");
   // Three records have dates that the database refuses as a whole.
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "997\n");
   EXPECT_EQ(
@@ -122,7 +122,7 @@ TEST_F(EndToEnd, WithinOneFileTheDuplicateLogTellsTheEarlierRecord) {
   Run({"run", "Doppelt"});
   EXPECT_THAT(Run({"log", "duplicates", "--last", "--format", "json"}).out,
               HasSubstr("\"sourceRecord\":3,\"addressType\":\"Kunden\",\"address\":\"1\",\"name\":\"Meier\","
-                        "\"place\":\"1\",\"key\":1,\"earlierRecord\":1,\"decision\":\"\",\"score\":100,"
+                        "\"place\":\"1\",\"key\":1,\"earlierRecord\":1,\"decision\":null,\"score\":100,"
                         "\"reason\":\"gleicher Name, gleiche PLZ\""));
 }
 
@@ -262,7 +262,7 @@ TEST_F(EndToEnd, CheckOfTheDataGivesOneJsonObjectALineWithNumbersAsSuch) {
   for (const char* line :
        {"{\"kind\":\"source\",\"records\":1000,\"columns\":15,\"charset\":\"Windows-1252\",\"crlf\":1001,"
         "\"lf\":0,"
-        "\"cr\":0,\"unusualLines\":0}\n",
+        "\"cr\":0,\"unusualLines\":0,\"repeatedAddresses\":null}\n",
         "{\"kind\":\"field\",\"field\":\"Land\",\"column\":\"Land\",\"filled\":1000,\"empty\":0,\"cut\":0,"
         "\"notNumbers\":0,\"notDates\":0,\"notTranslated\":29,\"notPermitted\":0,\"unreadable\":0}\n",
         "\"count\":1,\"examples\":[{\"record\":418,\"value\":\"neu\"}]}\n"}) {
@@ -338,8 +338,12 @@ TEST_F(EndToEnd, WhatIsWrongIsToldInGermanWithAWayOut) {
       {{"tanze"}, 2, "Den Befehl 'tanze' gibt es nicht. Möglich sind: list, show"},
       {{"show"}, 2, "Es fehlt die Angabe SPEC."},
       {{"list", "--force"}, 2, "Die Option --force gibt es bei 'list' nicht. Sie gehört zu 'undo', 'init'."},
-      {{"preview", "Kunden", "-n", "-3"}, 2, "-n: '-3' ist nicht möglich. Möglich sind ganze Zahlen von 0 bis 2.147.483.647."},
-      {{"list", "--app-mode", "x"}, 2, "--app-mode: 'x' ist nicht möglich. Möglich sind ganze Zahlen von -32.768 bis 32.767."},
+      {{"preview", "Kunden", "-n", "-3"},
+       2,
+       "-n: '-3' ist nicht möglich. Möglich sind ganze Zahlen von 0 bis 2.147.483.647."},
+      {{"list", "--app-mode", "x"},
+       2,
+       "--app-mode: 'x' ist nicht möglich. Möglich sind ganze Zahlen von -32.768 bis 32.767."},
       {{"log", "alles"}, 2, "'alles' ist nicht möglich. Möglich sind: errors, duplicates."},
       {{"run", "Kunden", "--user", "../x"}, 2, "'../x' enthält / oder \\"},
       {{"show", ""}, 4, "Es ist keine Importspezifikation angegeben."},

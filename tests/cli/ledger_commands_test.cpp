@@ -82,11 +82,11 @@ TEST_F(LedgerCommands, RunsShowsWhatBecameOfTheRecordsOfOne) {
       "{\"record\":1,\"lastRecord\":1,\"event\":\"geändert\",\"table\":\"Kunden\",\"number\":1,\"lastNumber\":"
       "1,"
       "\"field\":\"Ort\",\"before\":\"Köln\",\"imported\":\"Bonn\"}\n"
-      "{\"record\":2,\"lastRecord\":2,\"event\":\"abgewiesen\",\"table\":\"\",\"number\":null,\"lastNumber\":"
+      "{\"record\":2,\"lastRecord\":2,\"event\":\"abgewiesen\",\"table\":null,\"number\":null,\"lastNumber\":"
       "null,"
-      "\"field\":\"\",\"before\":\"\",\"imported\":\"\"}\n"
+      "\"field\":null,\"before\":null,\"imported\":null}\n"
       "{\"record\":3,\"lastRecord\":4,\"event\":\"neu\",\"table\":\"Kunden\",\"number\":4,\"lastNumber\":5,"
-      "\"field\":\"\",\"before\":\"\",\"imported\":\"\"}\n");
+      "\"field\":null,\"before\":null,\"imported\":null}\n");
 }
 
 TEST_F(LedgerCommands, ATestRunIsNotListed) {
@@ -182,7 +182,7 @@ TEST_F(LedgerCommands, UndoListsWhatWasChangedSinceAndTakesThatBackByForceOnly) 
       trial.out,
       "{\"record\":1,\"number\":1,\"field\":\"Ort\",\"before\":\"Köln\",\"imported\":\"Bonn\",\"now\":"
       "\"Essen\"}\n"
-      "{\"record\":2,\"number\":2,\"field\":\"Ort\",\"before\":\"\",\"imported\":\"Ulm\",\"now\":\"Essen\"}\n"
+      "{\"record\":2,\"number\":2,\"field\":\"Ort\",\"before\":null,\"imported\":\"Ulm\",\"now\":\"Essen\"}\n"
       "{\"run\":2,\"removed\":0,\"restored\":0,\"leftAlone\":2,\"dryRun\":true,\"complete\":true}\n");
   EXPECT_EQ(Query("SELECT Zustand FROM Importlauf"), "fertig\nfertig\n");
   const ProgramResult undo = Run({"undo", "2"});

@@ -12,7 +12,8 @@ namespace {
 
 TEST(TerminalStream, ShowsWhatATerminalWouldObeyHoweverItIsWritten) {
   std::ostringstream terminal;
-  TerminalStream stream(terminal);
+  const LocaleCharset charset("");
+  TerminalStream stream(terminal, charset);
   stream << "Fehler: \x1b" << ']' << "0;x" << '\x07' << std::endl << "zweite\xc2";
   stream << "\x9b\n"
          << "ohne Ende" << std::flush;
@@ -21,7 +22,8 @@ TEST(TerminalStream, ShowsWhatATerminalWouldObeyHoweverItIsWritten) {
 
 TEST(TerminalStream, FailsWithItsTarget) {
   std::ostringstream terminal;
-  TerminalStream stream(terminal);
+  const LocaleCharset charset("");
+  TerminalStream stream(terminal, charset);
   terminal.setstate(std::ios::badbit);
   stream << "Zeile\n";
   EXPECT_FALSE(stream.good());

@@ -1,8 +1,6 @@
-#include "wizard/run_pace.h"
+#include "import/run_pace.h"
 
 #include <gtest/gtest.h>
-
-#include "wizard/qt_text.h"
 
 namespace kestrel {
 namespace {
@@ -12,7 +10,7 @@ using std::chrono::milliseconds;
 class RunPaceTest : public ::testing::Test {
  protected:
   std::string At(int milliseconds_in, std::int32_t record, double percent) {
-    return FromQt(pace.At(begin + milliseconds(milliseconds_in), record, percent));
+    return pace.At(begin + milliseconds(milliseconds_in), record, percent);
   }
   RunPace pace;
   const RunPace::Clock::time_point begin = RunPace::Clock::now();
@@ -60,7 +58,7 @@ TEST_F(RunPaceTest, AtTheEndNothingIsSaidAnyMore) {
 }
 
 TEST(TimeLeft, IsToldInTheUnitThatAPersonReckonsIn) {
-  const auto text = [](double seconds) { return FromQt(TimeLeftText(seconds)); };
+  const auto text = [](double seconds) { return TimeLeftText(seconds); };
   EXPECT_EQ(text(3), "noch wenige Sekunden");
   EXPECT_EQ(text(7), "noch etwa 10 Sekunden");
   EXPECT_EQ(text(31), "noch etwa 40 Sekunden");

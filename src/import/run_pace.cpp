@@ -1,9 +1,8 @@
-#include "wizard/run_pace.h"
+#include "import/run_pace.h"
 
-#include <QLocale>
 #include <cmath>
 
-#include "wizard/german_number.h"
+#include "platform/base/grouped_number.h"
 
 namespace kestrel {
 
@@ -20,28 +19,34 @@ double Rounded(double value) {
   return std::round(value / unit) * unit;
 }
 
-QString RateText(double rate) {
+std::string GroupedCount(std::int64_t count, const char* one, const char* several) {
+  return GroupedNumber(count) + ' ' + (count == 1 ? one : several);
+}
+
+std::string RateText(double rate) {
   if (rate < 1) return "weniger als 1 Datensatz/s";
-  return GermanCount(std::llround(Rounded(rate)), "Datensatz/s", "Datensätze/s");
+  return GroupedCount(std::llround(Rounded(rate)), "Datensatz/s", "Datensätze/s");
 }
 
 }  // namespace
 
-QString TimeLeftText(double seconds) {
+std::string TimeLeftText(double seconds) {
   constexpr int kMinute = 60;
   constexpr int kHour = 60 * kMinute;
   constexpr int kDay = 24 * kHour;
   const auto about = [&](double unit, const char* one, const char* several) {
-    return "noch etwa " + GermanCount(std::llround(seconds / unit), one, several);
+    return "noch etwa " + GroupedCount(std::llround(seconds / unit), one, several);
   };
   if (seconds <= 5) return "noch wenige Sekunden";
-  if (seconds <= 55) return QString("noch etwa %1 Sekunden").arg(std::llround(std::ceil(seconds / 10) * 10));
+  if (seconds <= 55) {
+    return "noch etwa " + std::to_string(std::llround(std::ceil(seconds / 10) * 10)) + " Sekunden";
+  }
   if (seconds < 59.5 * kMinute) return about(kMinute, "Minute", "Minuten");
   if (seconds < 23.5 * kHour) return about(kHour, "Stunde", "Stunden");
   return about(kDay, "Tag", "Tage");
 }
 
-const QString& RunPace::At(Clock::time_point now, std::int32_t record, double percent) {
+const std::string& RunPace::At(Clock::time_point now, std::int32_t record, double percent) {
   if (percent >= 100) text_.clear();
   if (percent >= 100 || record == 0) return text_;
   if (!samples_.empty() && now - samples_.back().time < kBetweenSamples) return text_;
