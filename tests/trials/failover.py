@@ -90,13 +90,8 @@ def make_cases(programs, options):
     yield "standby", ("host", 0)
     with contextlib.closing(Pair()) as pair:
         for flavour in FLAVOURS:
-            trace = os.path.join(programs.scratch, "trace-" + flavour)
             with make(programs, options, pair, flavour) as sandbox:
-                outcome = sandbox.import_source(programs.injection(folders="socket:", calls="send", trace=trace))
-                if outcome.status not in (0, 1):
-                    sys.exit("undisturbed, it fails: " + outcome.errors)
-                with open(trace, encoding="utf-8") as file:
-                    count = len(file.readlines())
+                count = lost_server.count_messages(programs, flavour, sandbox)
             # Before, the program has not yet begun.
             first = count // 3
             for number in trial.spread(count - first, 20 if options.long else 2):

@@ -156,16 +156,21 @@ def wake(sessions):
             pass
 
 
+def count_messages(programs, flavour, sandbox):
+    """How many an undisturbed import sends to its server."""
+    trace = os.path.join(programs.scratch, "trace-" + flavour)
+    outcome = sandbox.import_source(programs.injection(folders="socket:", calls="send", trace=trace))
+    if outcome.status not in (0, 1):
+        sys.exit("undisturbed, it fails: " + outcome.errors)
+    with open(trace, encoding="utf-8") as file:
+        return len(file.readlines())
+
+
 def make_cases(programs, options):
     server = programs.keep(Server())
     for flavour in FLAVOURS:
-        trace = os.path.join(programs.scratch, "trace-" + flavour)
         with make(programs, options, server, flavour) as sandbox:
-            outcome = sandbox.import_source(programs.injection(folders="socket:", calls="send", trace=trace))
-            if outcome.status not in (0, 1):
-                sys.exit("undisturbed, it fails: " + outcome.errors)
-            with open(trace, encoding="utf-8") as file:
-                count = len(file.readlines())
+            count = count_messages(programs, flavour, sandbox)
         for loss, short in ((ended, 6), (refused, 3), (restarted, 1), (frozen, 3)):
             # This ODBC driver knows no time limit: its poll ends when the server answers, never otherwise, and a
             # cancelled query is answered by the very session that is frozen.
