@@ -10,7 +10,7 @@
 //
 // A library name without a separator is looked for beside the announcing file. The library exports
 //   extern "C" void kestrel_register_components(kestrel::ComponentRegistry& registry);
-// which registers its factories. A library is loaded at the first use of one of its identifiers and stays
+// which registers its factories; one in C begins it with kestrel_plugin_open (kestrel/kestrel.h). A library is loaded at the first use of one of its identifiers and stays
 // loaded for the life of the process, as objects made by it may outlive the registry.
 #pragma once
 
@@ -52,6 +52,11 @@ class KESTREL_EXPORT ComponentRegistry {
   // library, symbol and the loader's reason where its plug-in cannot be loaded. What the factory itself
   // raises passes through.
   ObjectPtr CreateObject(std::string_view prog_id);
+
+  // For a plug-in that registers: it cannot work here, and why, in words for the error 429 that CreateObject raises.
+  void Refuse(std::string reason);
+  // For a plug-in that registers: lives as long as the registry, and goes after the factories.
+  void Keep(std::shared_ptr<void> companion);
 
   // The identifiers known, for messages; sorted.
   std::vector<std::string> ProgIds() const;

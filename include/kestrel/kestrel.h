@@ -261,6 +261,23 @@ KESTREL_EXPORT int32_t kestrel_call_write(kestrel_library* library, size_t argum
 // What the call fails with once the callback returns KESTREL_FAILED. Numbers of a component are its own.
 KESTREL_EXPORT int32_t kestrel_call_raise(kestrel_library* library, int32_t number, kestrel_text description);
 
+// --- Plug-ins ---------------------------------------------------------------------------------------
+
+// A plug-in is a shared library that a text file beside it announces (kestrel/component_registry.h). It exports
+//
+//   void kestrel_register_components(void* registry) {
+//     kestrel_library* library = NULL;
+//     if (kestrel_plugin_open(registry, KESTREL_ABI_VERSION, &library) != KESTREL_OK) return;
+//     kestrel_component_register(library, &address_book);
+//   }
+//
+// and works in every program of the component, also in those in C++.
+
+// A library of the thread that loads the plug-in: what is registered with it serves that program, which closes it
+// when it ends (kestrel_library_close gives KESTREL_BUSY). KESTREL_INCOMPATIBLE for a plug-in that was compiled with a
+// later interface; whoever wanted its component then gets error 429 with the reason. Since 2.
+KESTREL_EXPORT int32_t kestrel_plugin_open(void* registry, uint32_t abi_version, kestrel_library** library);
+
 // --- Record sets ------------------------------------------------------------------------------------
 
 // A record set has named columns, rows and a current row; columns count from 0. At its end there is no current
@@ -353,6 +370,57 @@ KESTREL_EXPORT int32_t kestrel_source_register(kestrel_library* library, const k
 // opening fails.
 KESTREL_EXPORT int32_t kestrel_connection_open(kestrel_library* library, kestrel_text connection_string,
                                                kestrel_handle* connection);
+
+// A database that the program reaches itself: the functions are called in the thread of the library, and what one tells by
+// kestrel_raise is what the connection fails with. Since 2.
+typedef struct kestrel_database {
+  size_t size;
+  void* context;
+  // One statement that returns no rows. `parameters` are the values of its '?', in order: null, numbers and texts.
+  // `changed`, the number of rows, is 0 before.
+  int32_t (*execute)(void* context, kestrel_library* library, kestrel_text sql, const kestrel_value* parameters,
+                     size_t parameter_count, int64_t* changed);
+  // One query. The record set, at its first row or at its end, becomes the library's: kestrel_recordset_stream
+  // and kestrel_recordset_create make one.
+  int32_t (*query)(void* context, kestrel_library* library, kestrel_text sql, const kestrel_value* parameters,
+                   size_t parameter_count, kestrel_handle* recordset);
+  // NULL, all three: there are no transactions (error 438). A commit that fails has rolled back.
+  int32_t (*begin)(void* context, kestrel_library* library);
+  int32_t (*commit)(void* context, kestrel_library* library);
+  int32_t (*rollback)(void* context, kestrel_library* library);
+  // As kestrel_connection_tables and kestrel_connection_columns; NULL: there is no catalog.
+  int32_t (*tables)(void* context, kestrel_library* library, kestrel_handle* recordset);
+  int32_t (*columns)(void* context, kestrel_library* library, kestrel_text table, kestrel_handle* recordset);
+  // Once, when the connection is closed or its last handle gone; may be NULL. What was begun is rolled back then.
+  void (*close)(void* context);
+} kestrel_database;
+
+// For import classes and all else that takes a connection. The components of the sample host want one of the
+// library's own, as they commit in a thread of theirs. Since 2.
+KESTREL_EXPORT int32_t kestrel_connection_create(kestrel_library* library, const kestrel_database* database,
+                                                 kestrel_handle* connection);
+
+// The program's own sqlite3* as a connection, which does not close it. Since 2.
+//
+// `libversion` is the address of the program's sqlite3_libversion: error 3000 where it has an SQLite of its own, whose
+// handles no other can use; also where a transaction is open. Busy handler, foreign keys and all other settings stay
+// the program's, and so no waiting is told. Until kestrel_connection_close the program does not close the handle,
+// changes neither its busy handler nor its update hook, and uses it only between the library's calls and in
+// callbacks, with no transaction of its own left open. Record sets of it that are still open then end with
+// error 3704 or keep the handle busy: they are to be given back first.
+KESTREL_EXPORT int32_t kestrel_connection_adopt_sqlite(kestrel_library* library, void* sqlite3_handle,
+                                                       const char* (*libversion)(void),
+                                                       kestrel_handle* connection);
+// The program's own PGconn* as a connection, which does not finish it. Since 2.
+//
+// It has to be idle, in no pipeline, and its client encoding UTF8 (else error 3000). From here to
+// kestrel_connection_close it is in pipeline mode and belongs to the library alone: the program does not use it at
+// all. Then it is as it was; settings are made for single transactions only, and no statements are left prepared.
+// A connection that is lost, or whose server does not answer in time, is not opened again: kestrel_connection_close,
+// and PQreset or PQfinish.
+KESTREL_EXPORT int32_t kestrel_connection_adopt_postgresql(kestrel_library* library, void* pg_connection,
+                                                           kestrel_handle* connection);
+
 // One statement that returns no rows. `parameters` are the values of its '?', in order: dates go as
 // "JJJJ-MM-TT" with the time behind a blank where it is not midnight, decimals as they stand; bytes and objects
 // are refused. `changed`, the number of rows, may be NULL. Error 3000 with the database's reason, 3704 where it

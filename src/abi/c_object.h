@@ -73,9 +73,12 @@ class CallFrame {
 
 class CObject final : public Object {
  public:
-  // The library outlives the object, as it outlives all that is made with it.
+  // A program's library outlives the object, as it outlives all that is made with it.
   CObject(Library& library, std::shared_ptr<const CComponent> component)
-      : library_(library), component_(std::move(component)), instance_(component_->Create(library_)) {}
+      : library_(library),
+        lifetime_(library.Lifetime()),
+        component_(std::move(component)),
+        instance_(component_->Create(library_)) {}
   ~CObject() override { component_->Destroy(instance_); }
 
   std::optional<MemberId> FindMember(std::string_view name) const override {
@@ -85,6 +88,7 @@ class CObject final : public Object {
 
  private:
   Library& library_;
+  const std::shared_ptr<void> lifetime_;  // of a plug-in's library
   std::shared_ptr<const CComponent> component_;
   void* const instance_;
 };

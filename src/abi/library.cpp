@@ -25,10 +25,10 @@ class KnownLibraries {
     return known;
   }
 
-  kestrel_library* Add() {
+  kestrel_library* Add(ComponentRegistry* of_host) {
     auto shell = std::make_unique<kestrel_library>();
     kestrel_library* const handle = shell.get();
-    shell->open = std::make_unique<Library>(handle);
+    shell->open = std::make_unique<Library>(handle, of_host);
     const std::lock_guard lock(mutex_);
     known_.emplace(handle, std::move(shell));
     return handle;
@@ -63,6 +63,19 @@ class KnownLibraries {
 };
 
 }  // namespace
+
+kestrel_library* OpenForPlugIn(ComponentRegistry& registry) {
+  kestrel_library* const handle = KnownLibraries::Get().Add(&registry);
+  const std::shared_ptr<void> lifetime(handle, [](void* closing) {
+    auto* const closed = static_cast<kestrel_library*>(closing);
+    // As kestrel_library_close does it.
+    Guarded(closed, [](Library& open) { open.handles.Clear(); });
+    KnownLibraries::Get().Close(closed);
+  });
+  Guarded(handle, [&](Library& open) { open.SetLifetime(lifetime); });
+  registry.Keep(lifetime);
+  return handle;
+}
 
 Library* FindLibrary(const kestrel_library* handle, std::int32_t& status) noexcept {
   Library* const library = handle == nullptr ? nullptr : KnownLibraries::Get().Find(handle);
@@ -165,7 +178,7 @@ int32_t kestrel_library_open(const kestrel_library_options* options, kestrel_lib
   kestrel_library* opened = nullptr;
   Trap(
       [&] {
-        opened = KnownLibraries::Get().Add();
+        opened = KnownLibraries::Get().Add(nullptr);
         status = Guarded(opened, [&](Library& made) { kestrel::abi::OpenAsAsked(options, made); });
       },
       [&](const kestrel::RuntimeError&) { status = KESTREL_FAILED; });
@@ -180,8 +193,10 @@ int32_t kestrel_library_open(const kestrel_library_options* options, kestrel_lib
 int32_t kestrel_library_close(kestrel_library* library) {
   // The objects go while calls are still answered, as their ends may make some.
   const int32_t status = Guarded(library, [](Library& open) {
-    if (open.IsNested()) {
-      throw kestrel::abi::Misuse(KESTREL_BUSY, "Innerhalb eines Rückrufs kann die Bibliothek nicht schließen.");
+    if (open.IsNested() || open.IsOfPlugIn()) {
+      throw kestrel::abi::Misuse(
+          KESTREL_BUSY, open.IsOfPlugIn() ? "Die Bibliothek eines Plug-ins schließt mit ihrem Wirt."
+                                          : "Innerhalb eines Rückrufs kann die Bibliothek nicht schließen.");
     }
     open.handles.Clear();
   });

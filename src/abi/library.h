@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <forward_list>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -34,7 +35,9 @@ using HandedOut = std::forward_list<Value>;
 
 class Library {
  public:
-  explicit Library(kestrel_library* handle) : handle_(handle) {}
+  // With a registry of its own, or, of a plug-in, with that of its host, which outlives it.
+  Library(kestrel_library* handle, ComponentRegistry* of_host)
+      : components(of_host == nullptr ? own_components_ : *of_host), handle_(handle) {}
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
   ~Library() { handles.Clear(); }
@@ -83,9 +86,14 @@ class Library {
     return object;
   }
 
+  bool IsOfPlugIn() const { return &components != &own_components_; }
+  // Of a plug-in: keeps this library for what may outlive the registry. Else null.
+  std::shared_ptr<void> Lifetime() const { return lifetime_.lock(); }
+  void SetLifetime(const std::shared_ptr<void>& lifetime) { lifetime_ = lifetime; }
+
   // --- What the functions work with ---
   CUserInterface ui{*this};
-  ComponentRegistry components;
+  ComponentRegistry& components;
   SystemClock clock;
   CSourceKinds source_kinds{*this};
   std::string home;
@@ -103,7 +111,12 @@ class Library {
   std::optional<RuntimeError> last_error_;
   Findings refusal_;
   std::uint64_t failures_ = 0;
+  ComponentRegistry own_components_;
+  std::weak_ptr<void> lifetime_;
 };
+
+// A library of this thread for a plug-in of the registry.
+kestrel_library* OpenForPlugIn(ComponentRegistry& registry);
 
 // The open library of this handle, or null and the status to return. Any thread, any pointer.
 Library* FindLibrary(const kestrel_library* handle, std::int32_t& status) noexcept;

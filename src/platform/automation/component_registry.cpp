@@ -66,6 +66,8 @@ struct LessIgnoringCase {
 }  // namespace
 
 struct ComponentRegistry::Known {
+  std::vector<std::shared_ptr<void>> companions;
+  std::string refusal;  // of the plug-in that registers
   // Few, and objects are made for every record: they are found soonest by their names as they are written.
   std::list<std::pair<std::string, Factory>> factories;
   std::map<std::string, std::string, LessIgnoringCase> libraries;
@@ -130,7 +132,11 @@ ObjectPtr ComponentRegistry::CreateObject(std::string_view prog_id) {
       throw CannotCreate(prog_id, searched.empty() ? "ist nicht registriert"
                                                    : "ist nicht registriert; durchsuchte Ordner: " + searched);
     }
+    known_->refusal.clear();
     LoadLibraryOf(prog_id, library->second, *this);
+    if (!known_->refusal.empty()) {
+      throw CannotCreate(prog_id, "kann nicht geladen werden: " + library->second + ": " + known_->refusal);
+    }
     factory = known_->FindFactory(prog_id);
     if (factory == nullptr) {
       throw CannotCreate(prog_id, "wird von " + library->second + " angekündigt, aber nicht bereitgestellt");
@@ -139,6 +145,12 @@ ObjectPtr ComponentRegistry::CreateObject(std::string_view prog_id) {
   ObjectPtr object = (*factory)();
   if (object == nullptr) throw CannotCreate(prog_id, "wurde von seiner Komponente nicht geliefert");
   return object;
+}
+
+void ComponentRegistry::Refuse(std::string reason) { known_->refusal = std::move(reason); }
+
+void ComponentRegistry::Keep(std::shared_ptr<void> companion) {
+  known_->companions.push_back(std::move(companion));
 }
 
 std::vector<std::string> ComponentRegistry::ProgIds() const {

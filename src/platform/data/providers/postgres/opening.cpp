@@ -38,9 +38,22 @@ std::string Settings(std::chrono::milliseconds lock_limit, const std::string& is
   return text;
 }
 
+// Nothing blocks from here on.
+void EnterPipeline(const HandlePtr& handle) {
+  if (PQenterPipelineMode(handle.get()) == 0 || PQsetnonblocking(handle.get(), 1) != 0)
+    Refuse(Trimmed(PQerrorMessage(handle.get())));
+}
+
 }  // namespace
 
-void CloseSession::operator()(pg_conn* session) const { PQfinish(session); }
+void CloseSession::operator()(pg_conn* session) const {
+  if (!is_lent) {
+    PQfinish(session);
+    return;
+  }
+  PQexitPipelineMode(session);
+  PQsetnonblocking(session, was_nonblocking ? 1 : 0);
+}
 
 std::string Trimmed(const char* message) {
   std::string text(message);
@@ -68,9 +81,18 @@ HandlePtr OpenHandle(const Address& address) {
   // Notices are for people at a terminal.
   PQsetNoticeProcessor(
       handle.get(), [](void*, const char*) {}, nullptr);
-  if (PQenterPipelineMode(handle.get()) == 0 || PQsetnonblocking(handle.get(), 1) != 0) {
-    Refuse(Trimmed(PQerrorMessage(handle.get())));
-  }
+  EnterPipeline(handle);
+  return handle;
+}
+
+HandlePtr Borrow(pg_conn* owned) {
+  if (PQstatus(owned) != CONNECTION_OK) Refuse("Die Verbindung ist verloren.");
+  if (PQtransactionStatus(owned) != PQTRANS_IDLE || PQpipelineStatus(owned) != PQ_PIPELINE_OFF)
+    Refuse("In der Verbindung ist eine Transaktion oder eine Abfrage offen. Beenden Sie sie zuvor.");
+  if (std::string_view(PQparameterStatus(owned, "client_encoding")) != "UTF8")
+    Refuse("Die Verbindung spricht kein UTF-8. Setzen Sie client_encoding auf UTF8.");
+  HandlePtr handle(owned, CloseSession{true, PQisnonblocking(owned) != 0});
+  EnterPipeline(handle);
   return handle;
 }
 
@@ -92,7 +114,8 @@ std::string SettingsQuery(const HandlePtr& handle, std::chrono::milliseconds loc
          ", (SELECT set_config(name, 'force_generic_plan', is_pooled) FROM pg_catalog.pg_settings"
          " WHERE name = 'plan_cache_mode')"
          " FROM (SELECT pg_catalog.pg_backend_pid() <> " +
-         std::to_string(PQbackendPID(handle.get())) + " AS is_pooled) AS session";
+         std::to_string(PQbackendPID(handle.get())) + (handle.get_deleter().is_lent ? " OR true" : "") +
+         " AS is_pooled) AS session";
 }
 
 std::string TransactionSettings(std::chrono::milliseconds lock_limit) {

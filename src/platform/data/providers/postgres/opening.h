@@ -16,6 +16,9 @@ struct pg_conn;
 namespace kestrel::postgres {
 
 struct CloseSession {
+  // Its owner keeps it: it is given back in the mode in which it was lent.
+  bool is_lent = false;
+  bool was_nonblocking = false;
   void operator()(pg_conn* session) const;
 };
 using HandlePtr = std::unique_ptr<pg_conn, CloseSession>;
@@ -30,6 +33,9 @@ struct Address {
 
 // A session in pipeline mode, nothing of which blocks. Error 3000 with libpq's reason.
 HandlePtr OpenHandle(const Address& address);
+// One that its owner has opened and keeps, put into pipeline mode until the handle goes. Error 3000 where it is lost,
+// in a transaction or a pipeline, or does not speak UTF-8.
+HandlePtr Borrow(pg_conn* owned);
 // Either a session or the reason why there is none.
 struct Opened {
   HandlePtr handle;
@@ -41,7 +47,7 @@ std::future<Opened> OpenHandleInBackground(const Address& address);
 
 // The query that makes the settings by which values are written and limits hold, whatever the server's own are. Its
 // first value is "t" where a pooler stands between (another process answers than the one that greeted); there they
-// hold for the transaction alone.
+// hold for the transaction alone, as they do in a session that is lent.
 std::string SettingsQuery(const HandlePtr& handle, std::chrono::milliseconds lock_limit);
 // The same for one transaction, without a row.
 std::string TransactionSettings(std::chrono::milliseconds lock_limit);

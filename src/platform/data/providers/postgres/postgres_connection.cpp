@@ -43,6 +43,13 @@ PostgresConnection::PostgresConnection(Address address, const WaitLimits& limits
   session_->SetBeforeQuery([this] { attachments().BeforeQuery(); });
 }
 
+PostgresConnection::PostgresConnection(HandlePtr lent) {
+  SharedWaits()->SetLockLimit("");
+  SharedWaits()->SetAnswerLimit("");
+  session_ = std::make_shared<Session>(std::move(lent), SharedCallMutex(), SharedWaits());
+  session_->SetBeforeQuery([this] { attachments().BeforeQuery(); });
+}
+
 PostgresConnection::~PostgresConnection() {
   Trap([this] { Close(); }, [](const RuntimeError&) {});
 }
@@ -170,6 +177,7 @@ void PostgresConnection::Close() {
   // Record sets may keep the session for longer.
   session_->SetBeforeQuery(nullptr);
   if (session_->InTransaction()) Trap([&] { Run("ROLLBACK"); }, [](const RuntimeError&) {});
+  session_->GiveBack();
   session_ = nullptr;
 }
 

@@ -21,6 +21,8 @@ class PostgresConnection final : public Connection, public Recovery, private Pip
   };
   // Error 3000.
   PostgresConnection(Address address, const WaitLimits& limits);
+  // Of a session that its owner keeps, with the waits of the environment. Error 3000.
+  explicit PostgresConnection(HandlePtr lent);
   ~PostgresConnection() override;
 
   std::int64_t Execute(std::string_view sql) override;

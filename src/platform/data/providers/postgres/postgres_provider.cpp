@@ -70,4 +70,6 @@ ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole) {
       PostgresConnection::WaitLimits{keys.Get("LockWait"), keys.Get("AnswerWait")});
 }
 
+ConnectionPtr Adopt(pg_conn* owned) { return std::make_shared<PostgresConnection>(Borrow(owned)); }
+
 }  // namespace kestrel::postgres

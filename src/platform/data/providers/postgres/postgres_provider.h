@@ -14,10 +14,16 @@
 #include "kestrel/connection.h"
 #include "platform/data/connection_string.h"
 
+struct pg_conn;
+
 namespace kestrel::postgres {
 
 bool Serves(const ConnectionKeys& keys);
 // Error 3000 with the server's reason, which never holds the password.
 ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole);
+
+// A session that another program part has opened and keeps; it has its former mode again when the connection is closed.
+// Error 3000 where it is lost, in a transaction or a pipeline, or does not speak UTF-8.
+ConnectionPtr Adopt(pg_conn* owned);
 
 }  // namespace kestrel::postgres

@@ -100,6 +100,23 @@ Session::Session(Address address, std::shared_ptr<std::recursive_mutex> mutex, s
   Start(OpenHandle(address_));
 }
 
+Session::Session(HandlePtr lent, std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits)
+    : mutex_(std::move(mutex)), waits_(std::move(waits)) {
+  Start(std::move(lent));
+}
+
+void Session::GiveBack() {
+  if (handle_ == nullptr || !handle_.get_deleter().is_lent) return;
+  Trap(
+      [&] {
+        if (reader_ != nullptr) reader_->Park();
+        FlushPipeline();
+      },
+      [](const RuntimeError&) {});
+  handle_.reset();
+  lost_ = "Die Verbindung ist ihrem Besitzer zurückgegeben.";
+}
+
 void Session::Start(HandlePtr handle) {
   handle_ = std::move(handle);
   prepared_.clear();
@@ -124,6 +141,7 @@ void Session::Start(HandlePtr handle) {
 
 void Session::Reconnect() {
   using Clock = std::chrono::steady_clock;
+  if (address_.options.empty()) Refuse(lost_);
   // Whoever comes next need not wait as long once more.
   if (tried_in_vain_ && Clock::now() - *tried_in_vain_ < kNotTriedAgain) Refuse(lost_);
   const Clock::time_point start = Clock::now();

@@ -65,6 +65,11 @@ class Session {
   // Connects. Error 3000 with the reason, without the password.
   Session(Address address, std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits);
 
+  // Works with a session that its owner keeps: as behind a pooler, and without opening it again.
+  Session(HandlePtr lent, std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits);
+  // Gives a lent session back, whoever else still has this object. Raises nothing.
+  void GiveBack();
+
   std::recursive_mutex& Mutex() const { return *mutex_; }
   bool InTransaction() const { return in_transaction_; }
   // Has `call` called before a query is sent; null for nothing. It raises nothing.
@@ -155,7 +160,7 @@ class Session {
   bool WasOutOfDate() const;
   void Forget(std::string_view sql);
 
-  const Address address_;
+  const Address address_;  // empty for a session that is lent
   std::shared_ptr<std::recursive_mutex> mutex_;
   std::shared_ptr<Waits> waits_;
   HandlePtr handle_;  // null where a wait ended without an answer

@@ -27,7 +27,9 @@ constexpr std::chrono::milliseconds kAttemptAgain{10};
 
 }  // namespace
 
-void CloseHandle::operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
+void CloseHandle::operator()(sqlite3* handle) const {
+  if (!is_lent) sqlite3_close_v2(handle);
+}
 void FinalizeStatement::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
 Database::Database(const std::string& file, bool read_only, std::shared_ptr<std::recursive_mutex> mutex,
@@ -47,6 +49,9 @@ Database::Database(const std::string& file, bool read_only, std::shared_ptr<std:
   // SQLite looks at the file with the first query only; what is no database, or is locked, is told here.
   if (!read_only) Run("PRAGMA schema_version");
 }
+
+Database::Database(sqlite3* lent, std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits)
+    : mutex_(std::move(mutex)), waits_(std::move(waits)), handle_(lent, CloseHandle{true}) {}
 
 void Database::TellOfRows(AbsentValues* listener) {
   const auto tell = [](void* told, int operation, const char*, const char* table, sqlite3_int64) {

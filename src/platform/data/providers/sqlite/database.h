@@ -26,6 +26,7 @@ class AbsentValues;
 namespace kestrel::sqlite {
 
 struct CloseHandle {
+  bool is_lent = false;
   void operator()(sqlite3* handle) const;
 };
 struct FinalizeStatement {
@@ -58,10 +59,13 @@ class Database {
   // Opens or creates `file`. Error 3000 with SQLite's reason.
   Database(const std::string& file, bool read_only, std::shared_ptr<std::recursive_mutex> mutex,
            std::shared_ptr<Waits> waits);
+  // Works with a handle that stays its owner's, as it is set.
+  Database(sqlite3* lent, std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits);
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
 
   sqlite3* Handle() const { return handle_.get(); }
+  bool IsLent() const { return handle_.get_deleter().is_lent; }
   // Held during every call of SQLite's, also by statements and record sets.
   std::recursive_mutex& Mutex() const { return *mutex_; }
 

@@ -54,6 +54,27 @@ SqliteConnection::SqliteConnection(const std::string& file, bool read_only, std:
   database_->TellOfRows(&absent);
 }
 
+SqliteConnection::SqliteConnection(sqlite3* lent) {
+  SharedWaits()->SetLockLimit("");
+  database_ = std::make_shared<Database>(lent, SharedCallMutex(), SharedWaits());
+  database_->SetBeforeQuery([this] { attachments().BeforeQuery(); });
+}
+
+ConnectionPtr Adopt(sqlite3* handle, const char* (*libversion)()) {
+  const auto refuse = [](const char* why) {
+    throw RuntimeError(ErrorNumber::kDatabase, std::string(DescriptionOf(ErrorNumber::kDatabase)) + ": " + why);
+  };
+  if (libversion != &sqlite3_libversion) {
+    refuse(
+        "Das Programm hat ein eigenes SQLite; seine Verbindungen kann keines sonst benutzen. Öffnen Sie die "
+        "Datei "
+        "stattdessen mit ihrem Namen.");
+  }
+  if (sqlite3_get_autocommit(handle) == 0)
+    refuse("In der Verbindung ist eine Transaktion offen. Beenden Sie sie zuvor.");
+  return std::make_shared<SqliteConnection>(handle);
+}
+
 SqliteConnection::~SqliteConnection() {
   Trap([this] { Close(); }, [](const RuntimeError&) {});
 }
@@ -86,11 +107,13 @@ void SqliteConnection::Begin() {
   const std::lock_guard lock(database.Mutex());
   attachments().Flush();
   database.Begin();
+  began_ = true;
 }
 
 void SqliteConnection::Commit() {
   Database& database = Open();
   const std::lock_guard lock(database.Mutex());
+  began_ = false;
   try {
     database.Commit();
   } catch (const RuntimeError&) {
@@ -103,6 +126,7 @@ void SqliteConnection::Commit() {
 void SqliteConnection::Rollback() {
   Database& database = Open();
   const std::lock_guard lock(database.Mutex());
+  began_ = false;
   database.Run("ROLLBACK");
 }
 
@@ -156,14 +180,16 @@ void SqliteConnection::Close() {
   std::optional<RuntimeError> failure;
   {
     const std::lock_guard lock(database_->Mutex());
-    database_->TellOfRows(nullptr);
+    if (!database_->IsLent()) database_->TellOfRows(nullptr);
   }
   Trap([this] { attachments().Drop(*this); }, [&](const RuntimeError& error) { failure = error; });
   {
     // Record sets that are still open keep the file open, but no lock on it.
     const std::lock_guard lock(database_->Mutex());
     database_->SetBeforeQuery(nullptr);
-    if (InTransaction()) Trap([this] { database_->Run("ROLLBACK"); }, [](const RuntimeError&) {});
+    if (InTransaction() && (began_ || !database_->IsLent())) {
+      Trap([this] { database_->Run("ROLLBACK"); }, [](const RuntimeError&) {});
+    }
     database_->DropKeptQueries();
   }
   database_.reset();

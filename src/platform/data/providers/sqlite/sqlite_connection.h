@@ -12,6 +12,8 @@ class SqliteConnection final : public Connection {
  public:
   // `lock_wait`: see Waits::SetLockLimit. Error 3000 where the file cannot be opened.
   SqliteConnection(const std::string& file, bool read_only, std::string_view lock_wait);
+  // Of a handle that stays its owner's. Rows that are stored are not told of, as the owner's own hook may be set.
+  explicit SqliteConnection(sqlite3* lent);
   ~SqliteConnection() override;
 
   std::int64_t Execute(std::string_view sql) override;
@@ -30,7 +32,7 @@ class SqliteConnection final : public Connection {
   std::string StopReason() const override;
   std::vector<CatalogTable> Tables() override;
   std::vector<std::string> ColumnNames(std::string_view table) override;
-  // An open transaction is rolled back.
+  // An open transaction is rolled back, of a lent handle one that began here.
   void Close() override;
   bool IsOpen() const override { return database_ != nullptr; }
 
@@ -39,6 +41,7 @@ class SqliteConnection final : public Connection {
   Database& Open() const;
 
   std::shared_ptr<Database> database_;
+  bool began_ = false;
 };
 
 }  // namespace kestrel::sqlite

@@ -17,6 +17,8 @@
 #include "kestrel/export.h"
 #include "platform/data/connection_string.h"
 
+struct sqlite3;
+
 namespace kestrel {
 
 // The file of the SQLite database that a connection string names; empty for another one's.
@@ -25,6 +27,10 @@ KESTREL_INTERNAL std::string SqliteFileOf(std::string_view connection_string);
 }  // namespace kestrel
 
 namespace kestrel::sqlite {
+
+// A handle of another program part, which keeps and closes it. `libversion` is that part's sqlite3_libversion. Error 3000
+// where that is another SQLite's, or a transaction is open.
+ConnectionPtr Adopt(sqlite3* handle, const char* (*libversion)());
 
 bool Serves(const ConnectionKeys& keys);
 ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole);
