@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import datetime
+import sqlite3
 import unittest
 from decimal import Decimal
 from typing import Any, Iterator
@@ -84,6 +85,35 @@ class ConnectionTest(LibraryTest):
                 self.assertEqual(list(rows), [("1",)])
         with self.assertRaises(kestrel_import.Closed):
             host.begin()
+
+
+class AdoptedTest(LibraryTest):
+    def setUp(self) -> None:
+        super().setUp()
+        self.database = sqlite3.connect(":memory:")
+        self.addCleanup(self.database.close)
+        self.database.execute("CREATE TABLE Orte (Nummer INTEGER, Ort TEXT, Betrag REAL)")
+
+    def test_a_database_of_pythons_own_is_a_connection(self) -> None:
+        host = self.library.adopt(self.database)
+        self.assertEqual(host.execute("INSERT INTO Orte VALUES (?, ?, ?)", 7, "Köln", 1.5), 1)
+        with host.query("SELECT Ort, Betrag, NULL AS Leer FROM Orte WHERE Nummer = ?", 7) as rows:
+            self.assertEqual(list(rows.dicts()), [{"Ort": "Köln", "Betrag": "1,5", "Leer": None}])
+        self.assertEqual(host.columns("Orte"), ["Nummer", "Ort", "Betrag"])
+        with self.assertRaises(ZeroDivisionError), host.transaction():
+            host.execute("DELETE FROM Orte")
+            raise ZeroDivisionError
+        with host.transaction():
+            host.execute("INSERT INTO Orte VALUES (8, NULL, NULL)")
+        host.close()
+        self.assertEqual(self.database.execute("SELECT count(*) FROM Orte").fetchone(), (2,))
+
+    def test_what_the_database_raises_comes_out(self) -> None:
+        with self.library.adopt(self.database) as host:
+            with self.assertRaisesRegex(sqlite3.OperationalError, "Nirgends"):
+                host.query("SELECT * FROM Nirgends")
+            with self.assertRaises(sqlite3.Error):
+                host.columns("Nirgends")
 
 
 class SpecificationTest(LibraryTest):

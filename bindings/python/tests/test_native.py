@@ -56,7 +56,7 @@ class NativeTest(unittest.TestCase):
             )
         }
         self.assertGreater(len(functions), 50)
-        del functions["library_open"]  # has no library yet
+        del functions["library_open"], functions["plugin_open"]  # have no library yet
         declared = {name: len(parameters) + 1 for name, parameters in _native.PROTOTYPES.items()}
         self.assertEqual(declared, functions)
 

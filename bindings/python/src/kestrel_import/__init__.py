@@ -13,6 +13,7 @@ from ._values import Value
 from ._version import __version__
 from .components import Call, Field, ImportClass, Record, RecordRefused, StopImport, Stored
 from .connections import Connection
+from .databases import Database
 from .errors import Busy, Closed, Failed, KestrelError, Misuse, Refused, WrongThread
 from .jobs import (
     Fate,
@@ -44,6 +45,7 @@ __all__ = [
     "Call",
     "Closed",
     "Connection",
+    "Database",
     "Failed",
     "Fate",
     "Field",

@@ -170,6 +170,28 @@ class Source(Struct):
     _fields_ = [("size", c_size_t), ("name", TextIn), ("context", c_void_p), ("open", OpenSourceFunction)]
 
 
+ExecuteFunction = CFUNCTYPE(c_int32, c_void_p, c_void_p, Text, POINTER(Value), c_size_t, POINTER(c_int64))
+QueryFunction = CFUNCTYPE(c_int32, c_void_p, c_void_p, Text, POINTER(Value), c_size_t, POINTER(Handle))
+TransactionFunction = CFUNCTYPE(c_int32, c_void_p, c_void_p)
+TablesFunction = CFUNCTYPE(c_int32, c_void_p, c_void_p, POINTER(Handle))
+ColumnsFunction = CFUNCTYPE(c_int32, c_void_p, c_void_p, Text, POINTER(Handle))
+
+
+class Database(Struct):
+    _fields_ = [
+        ("size", c_size_t),
+        ("context", c_void_p),
+        ("execute", ExecuteFunction),
+        ("query", QueryFunction),
+        ("begin", TransactionFunction),
+        ("commit", TransactionFunction),
+        ("rollback", TransactionFunction),
+        ("tables", TablesFunction),
+        ("columns", ColumnsFunction),
+        ("close", CloseFunction),
+    ]
+
+
 class Question(Struct):
     _fields_ = [
         ("size", c_size_t),
@@ -350,10 +372,13 @@ PROTOTYPES: dict[str, list[Any]] = {
     "call_return": [_values],
     "call_write": [c_size_t, _values],
     "component_register": [POINTER(Component)],
+    "connection_adopt_postgresql": [c_void_p, _handle_out],
+    "connection_adopt_sqlite": [c_void_p, c_void_p, _handle_out],
     "connection_begin": [Handle],
     "connection_close": [Handle],
     "connection_columns": [Handle, TextIn, _handle_out],
     "connection_commit": [Handle],
+    "connection_create": [POINTER(Database), _handle_out],
     "connection_execute": [Handle, TextIn, _values, c_size_t, POINTER(c_int64)],
     "connection_open": [TextIn, _handle_out],
     "connection_query": [Handle, TextIn, _values, c_size_t, _handle_out],

@@ -17,6 +17,7 @@ from ._callbacks import carried, number_of, text_of
 from ._values import Value, Values, fill, of_native
 from .components import Call, ImportClass, register_component, register_import_class
 from .connections import Connection
+from .databases import Database, adopt
 from .jobs import Finding, Job
 from .ledger import UndoResult, runs, undo
 from .objects import Object
@@ -111,6 +112,14 @@ class Library:
         """ "host.sqlite", "postgresql://...", "Provider=SQLite;Data Source=...", and what else the library knows."""
         text = _native.text_in(os.fspath(connection_string))
         return Connection(self, self.call_for_handle("connection_open", text))
+
+    def adopt(self, database: Database) -> Connection:
+        """A connection of Python's own, which stays open: sqlite3's, or another that marks parameters with '?'.
+
+        For import classes, permitted values and duplicate checks. It has no transaction open, as a statement that
+        stands alone is committed. What it raises comes out of the call.
+        """
+        return Connection(self, adopt(self, database))
 
     def open(
         self,
