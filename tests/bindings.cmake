@@ -4,6 +4,15 @@ if(KESTREL_SANITIZE)
   return()
 endif()
 
+# JavaScript, where node and its FFI package are installed.
+find_program(NODE node)
+if(NODE)
+  add_test(NAME JavaScript.AnImportIsRunAndWatched
+    COMMAND ${NODE} ${PROJECT_SOURCE_DIR}/bindings/javascript/import_test.js $<TARGET_FILE:kestrel-import>)
+  set_tests_properties(JavaScript.AnImportIsRunAndWatched PROPERTIES TIMEOUT 300 SKIP_RETURN_CODE 77
+    ENVIRONMENT "KESTREL_LIBRARY=$<TARGET_FILE:kestrelimport>")
+endif()
+
 # The system's own, whose modules are Debian's packages.
 find_program(SYSTEM_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH)
 if(SYSTEM_PYTHON)
