@@ -59,8 +59,11 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
     // An attempt before, which may stand after all.
     if (number != 0) database.Execute("DELETE FROM Protokoll WHERE ProtokollNr = " + std::to_string(number));
     InsertNumbered(*numbers, [&](std::int64_t free) {
-      insert->BindInteger(0, number = free);
-      return insert->Execute() != 0;
+      insert->BindInteger(0, free);
+      // Else it is somebody else's, whom another attempt leaves alone.
+      if (insert->Execute() == 0) return false;
+      number = free;
+      return true;
     });
     numbers->Take(number);
   });

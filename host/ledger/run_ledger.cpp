@@ -84,8 +84,11 @@ RunLedger::RunLedger(Connection& connection, const Destination& destination, con
       std::optional<RunLock> lock = RunLock::Acquire(connection_, number);
       if (!lock) return false;
       lock_ = std::make_unique<RunLock>(std::move(*lock));
-      insert->BindInteger(0, number_ = number);
-      return insert->Execute() != 0;
+      insert->BindInteger(0, number);
+      // Else it is somebody else's, whom another attempt leaves alone.
+      if (insert->Execute() == 0) return false;
+      number_ = number;
+      return true;
     });
     numbers->Take(number_);
   });

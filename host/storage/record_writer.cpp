@@ -113,7 +113,8 @@ bool RecordWriter::GroupLost(const RuntimeError& reason) {
   if (MayRetry()) {
     ++attempts_;
     is_uncertain_ |= recovery_->LastLoss() == Recovery::Loss::kUncertain;
-    return kept_.size() > 0;
+    // What the observer wrote down of other records may stand, too.
+    return kept_.size() > 0 || is_uncertain_;
   }
   GiveUp(reason);
   return false;
@@ -162,7 +163,7 @@ void RecordWriter::GroupNotOpened(const RuntimeError& reason) {
 }
 
 void RecordWriter::FlushRows() {
-  if (kept_.size() == 0) return;
+  if (kept_.size() == 0 && !is_uncertain_) return;
   Trap([this] { StoreKept(); }, [this](const RuntimeError& error) { group_.Lose(error); });
 }
 
@@ -381,7 +382,11 @@ void RecordWriter::UpdateExisting(std::int64_t record, const RecordValues& value
     }
     update.BindInteger(parameter, number);
     update.Execute();
-    if (index_ && index_->IsKept()) IndexStoredRow(number);
+    if (index_ && index_->IsKept()) {
+      IndexStoredRow(number);
+    } else if (index_) {
+      index_->NoteChange(number);
+    }
     Keep(record, values, true, true);
     if (observer_ != nullptr) observer_->Updated(record, number, values, given);
   });
@@ -431,6 +436,8 @@ StoreResult RecordWriter::StoreThroughPipeline(std::int64_t record) {
   group_.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
     const auto* given = std::get_if<std::int64_t>(&values_[destination_.number_field]);
     const std::int64_t number = given != nullptr ? *given : numbers_->Next();
+    // Perhaps of an address that it overwrites.
+    if (given != nullptr && index_) index_->NoteChange(number);
     pipelined_->Add(record, values_, number, address_fields_.Of(values_));
     numbers_->Take(number);
     Keep(record, values_, given != nullptr, false);

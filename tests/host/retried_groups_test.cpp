@@ -44,6 +44,15 @@ class RetriedGroups : public testing::LedgerFixture {
   void EndSession(pid_t backend) {
     OpenConnection(file)->OpenRecordset("SELECT pg_terminate_backend(" + std::to_string(backend) + ", 10000)");
   }
+  // Once, the session ends with the row that is to have number 1.
+  void EndSessionWith(const std::string& table, const std::string& column) {
+    connection->Execute("CREATE SEQUENCE beendet");
+    connection->Execute(
+        "CREATE FUNCTION beende() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN IF nextval('beendet') = 1 THEN "
+        "PERFORM pg_terminate_backend(pg_backend_pid()); END IF; RETURN NEW; END $$");
+    connection->Execute("CREATE TRIGGER beende BEFORE INSERT ON " + table + " FOR EACH ROW WHEN (NEW." +
+                        column + " = 1) EXECUTE FUNCTION beende()");
+  }
   // For sessions that begin later.
   void SetForDatabase(const std::string& setting) {
     connection->Execute("ALTER DATABASE " + Rows("SELECT current_database()").at(0) + " SET " + setting);
@@ -115,6 +124,73 @@ TEST_F(RetriedGroups, ACommitThatHappensWithoutAnAnswerIsNotDoneTwice) {
   EXPECT_THAT(Rows("SELECT Ereignis, sum(Anzahl) FROM Importlaufzeilen GROUP BY Ereignis ORDER BY Ereignis"),
               ElementsAre("neu|350", "zurückgehalten|2"));
   EXPECT_THAT(Rows("SELECT count(*), count(DISTINCT Bez1) FROM Kunden"), ElementsAre("350|300"));
+}
+
+TEST_F(RetriedGroups, ACommitOfNothingButRefusedRecordsThatHappensWithoutAnAnswerHindersNoLaterOne) {
+  ImportAll({{{"KundenNummer", "1"}, {"Bez1", "eins"}}});
+  const ConnectionPtr hasty = OpenConnection(file + ";AnswerWait=0,5");
+  const std::unique_lock no_timer(hasty->CallMutex());
+  const ObjectPtr importer = components.CreateObject("ksbimport.importkunden");
+  SetProperty(importer, "Connection", hasty);
+  Start(importer);
+  ASSERT_EQ(Import(importer, {{"KundenNummer", "1"}, {"Bez1", "noch einmal"}}), "");
+  EXPECT_TRUE(CallMethod(importer, "NextLateError").ToBool());
+  Import(importer, {{"KundenNummer", "1"}, {"Bez1", "noch einmal"}});
+  CallMethod(importer, "RecordFate", 1, 2, "rejected");
+  const pid_t backend = std::stoi(std::string(hasty->OpenRecordset("SELECT pg_backend_pid()")->TextAt(0)));
+  BeforeTheCommit freeze([&] { ::kill(backend, SIGSTOP); });
+  host::GroupedWrites::Of(*hasty).Store(freeze, host::GroupedWrites::Record::kOneStatement, [] {});
+  bool is_new_session = false;
+  testing::ScriptedWatch watch([&](int) {
+    // The frozen session commits before the new one begins.
+    if (!is_new_session && watch.last_reason.find("wiederhergestellt") != std::string::npos) {
+      is_new_session = true;
+      ::kill(backend, SIGCONT);
+      const ConnectionPtr other = OpenConnection(file);
+      while (
+          other->OpenRecordset("SELECT count(*) FROM pg_stat_activity WHERE pid = " + std::to_string(backend))
+              ->TextAt(0) != "0") {
+        std::this_thread::yield();
+      }
+    }
+    return true;
+  });
+  hasty->WatchWaits(&watch);
+  host::GroupedWrites::Of(*hasty).Flush();
+  ::kill(backend, SIGCONT);
+  EXPECT_TRUE(is_new_session);
+  for (int i = 3; i <= 5; ++i) {
+    CallMethod(importer, "RecordFate", i, i, "held back");
+    Import(importer, {{"KundenNummer", std::to_string(i).c_str()}, {"Bez1", "neu"}});
+    host::GroupedWrites::Of(*hasty).Flush();
+  }
+  End(importer, 3);
+  hasty->WatchWaits(nullptr);
+  EXPECT_THAT(errors, IsEmpty());
+  EXPECT_THAT(Rows("SELECT Ereignis, sum(Anzahl) FROM Importlaufzeilen WHERE ZeilenNr > 2 * 4294967296 "
+                   "GROUP BY Ereignis ORDER BY Ereignis"),
+              ElementsAre("abgewiesen|2", "neu|3", "zurückgehalten|3"));
+}
+
+TEST_F(RetriedGroups, ALogWhoseHeadIsStoredAgainLeavesThatOfSomebodyElseAlone) {
+  connection->Execute("INSERT INTO Protokoll (ProtokollNr, Titel, Liste) VALUES (1, 'eines anderen', 'X')");
+  EndSessionWith("Protokoll", "ProtokollNr");
+  const ObjectPtr log = components.CreateObject("KSHProto.Protokoll");
+  Value host(connection);
+  CallMethod(log, "CreateProtokoll", ByRef(host), "t", "u", "LST", "07.03.2024", "e", "f", "g");
+  EXPECT_THAT(Rows("SELECT Titel FROM Protokoll ORDER BY ProtokollNr"), ElementsAre("eines anderen", "t"));
+}
+
+TEST_F(RetriedGroups, ARunWhoseBeginningIsStoredAgainLeavesThatOfSomebodyElseAlone) {
+  connection->Execute(
+      "INSERT INTO Importlauf SELECT 1, 'fertig', 'fremd', '', '', '', '', '', 0, '', '', '', '', 0, 0, 0, 0, "
+      "0, 0, 0");
+  EndSessionWith("Importlauf", "LaufNr");
+  const ObjectPtr importer = Importer();
+  Start(importer);
+  End(importer);
+  EXPECT_THAT(Rows("SELECT ProgID FROM Importlauf ORDER BY LaufNr"),
+              ElementsAre("fremd", "ksbimport.importkunden"));
 }
 
 TEST_F(RetriedGroups, ASilentServerIsLeftAndTheGroupDoneAgain) {
