@@ -1,6 +1,9 @@
 // Statements sent to PostgreSQL without waiting for their answers.
 #include <gmock/gmock.h>
 
+#include <optional>
+#include <utility>
+
 #include "platform/data/pipeline.h"
 #include "servers/postgres_fixture.h"
 #include "support/expect_error.h"
@@ -74,6 +77,32 @@ TEST_F(PipelineOnPostgres, StandsWithTheCommit) {
   EXPECT_EQ(numbers.stood, 1);
   EXPECT_EQ(numbers.again, 0);
   EXPECT_EQ(Text("SELECT count(*) FROM t"), "1000");
+}
+
+TEST_F(PipelineOnPostgres, WhatIsOnItsWayWhenTheConnectionClosesIsToldBeforeTheAttachmentsAreGone) {
+  static bool is_there;
+  class Kept final : public Attachment {
+   public:
+    explicit Kept(Connection&) { is_there = true; }
+    ~Kept() override { is_there = false; }
+  };
+  class Sender final : public PipelineSender {
+   public:
+    void PipelineSucceeded() override { was_there = is_there; }
+    void RetryPipeline() override { was_there = is_there; }
+    std::optional<bool> was_there;
+  } sender;
+  for (const int number : {1, -1}) {
+    connection = Connect();
+    insert = connection->Prepare("INSERT INTO t VALUES (?)");
+    connection->attachments().Of<Kept>(*connection);
+    connection->Begin();
+    insert->BindInteger(0, number);
+    connection->pipeline()->Send(*insert, sender);
+    connection->Close();
+    EXPECT_EQ(std::exchange(sender.was_there, std::nullopt), true) << number;
+  }
+  EXPECT_EQ(Connect()->OpenRecordset("SELECT count(*) FROM t")->TextAt(0), "0");
 }
 
 TEST_F(PipelineOnPostgres, AnErrorAmongItHitsItsOwnStatementAlone) {

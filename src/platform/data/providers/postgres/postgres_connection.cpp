@@ -172,6 +172,8 @@ bool PostgresConnection::IsPooled() const {
 
 void PostgresConnection::Close() {
   if (session_ == nullptr) return;
+  // Who is told what becomes of his statements may need attachments for what he then does.
+  Flush();
   attachments().Drop(*this);
   const std::lock_guard lock(CallMutex());
   // Record sets may keep the session for longer.
