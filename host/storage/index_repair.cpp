@@ -18,8 +18,6 @@ namespace kestrel::host {
 
 namespace {
 
-constexpr const char* kAlgorithms[] = {"AlgorithmCode1", "AlgorithmCode2", "AlgorithmCode3"};
-
 // The algorithm of today that does what an earlier one did; empty for one that is none of those.
 std::string_view Successor(std::string_view code) {
   if (code == "1") return "4";
@@ -27,12 +25,22 @@ std::string_view Successor(std::string_view code) {
   return code == "3" ? "6" : "";
 }
 
-bool HasEarlierKeys(Connection& connection) {
-  if (!HasTable(connection, "Einstellungen") || !HasTable(connection, "Adressindex")) return false;
-  for (const char* name : kAlgorithms) {
-    if (!Successor(Settings::Of(connection).Get("Adressindex", name, "")).empty()) return true;
+// The settings that name an algorithm of an earlier version, and its successor; as they stand in the table.
+std::vector<std::pair<std::string, std::string_view>> EarlierAlgorithms(Connection& connection) {
+  std::vector<std::pair<std::string, std::string_view>> earlier;
+  for (const RecordsetPtr rows = connection.OpenRecordset("SELECT Name, Wert FROM Einstellungen WHERE Gruppe = "
+                                                          "'Adressindex' AND Name LIKE 'AlgorithmCode_'");
+       !rows->IsEof(); rows->MoveNext()) {
+    const std::string_view successor = Successor(rows->TextAt(1));
+    if (!successor.empty()) earlier.emplace_back(rows->TextAt(0), successor);
   }
-  return false;
+  return earlier;
+}
+
+// Until the end of the transaction nobody else stores keys: those of a program of an earlier version would come behind
+// their renewal. SQLite's write transaction keeps others out as it is.
+void KeepOthersOut(Connection& connection) {
+  if (!IsSqlite(connection)) connection.Execute("LOCK TABLE Adressindex IN SHARE ROW EXCLUSIVE MODE");
 }
 
 // Of one kind of addresses, a thousand at a time, as not every database changes rows while it reads them.
@@ -84,14 +92,17 @@ std::string RestoreAddressIndexes(Connection& connection) {
 }
 
 std::string RenewAddressKeys(Connection& connection) {
-  if (!HasEarlierKeys(connection)) return {};
+  if (!HasTable(connection, "Einstellungen") || !HasTable(connection, "Adressindex")) return {};
+  if (EarlierAlgorithms(connection).empty()) return {};
   std::int64_t count = 0;
+  bool are_renewed = false;
   InTransaction(connection, [&] {
-    Settings& settings = Settings::Of(connection);
-    for (const char* name : kAlgorithms) {
-      const std::string_view successor = Successor(settings.Get("Adressindex", name, ""));
-      if (!successor.empty()) settings.Set("Adressindex", name, successor);
-    }
+    KeepOthersOut(connection);
+    // Somebody else may have been faster.
+    const auto earlier = EarlierAlgorithms(connection);
+    are_renewed = !earlier.empty();
+    if (!are_renewed) return;
+    for (const auto& [name, successor] : earlier) Settings::Of(connection).Set("Adressindex", name, successor);
     std::vector<std::string> prog_ids;
     for (const RecordsetPtr rows = connection.OpenRecordset(
              "SELECT min(ProgID) FROM Importziele WHERE Adressart > 0 GROUP BY Adressart ORDER BY Adressart");
@@ -103,6 +114,7 @@ std::string RenewAddressKeys(Connection& connection) {
       count += RenewKeysOf(connection, LoadDestination(connection, prog_id), keys);
     }
   });
+  if (!are_renewed) return {};
   return "Die Schlüssel der Dublettenprüfung waren die einer früheren Version und wurden für " +
          Counted(count, "Adresse", "Adressen") + " neu gebildet.";
 }

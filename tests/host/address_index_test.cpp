@@ -1,5 +1,7 @@
 #include "storage/address_index.h"
-#include "storage/index_repair.h"
+
+#include <atomic>
+#include <thread>
 
 #include "host/host_fixture.h"
 #include "keys/duplicate_keys.h"
@@ -190,6 +192,39 @@ TEST_F(AddressIndex, KeysThatTookTheRegionsDigitsInTheirOrderAreBuiltAnewOnce) {
   EXPECT_EQ(Rows(rows), fresh);
   EXPECT_THAT(Rows("SELECT Wert FROM Einstellungen WHERE Name = 'AlgorithmCode2'"), ElementsAre("7"));
   EXPECT_EQ(host::RenewAddressKeys(*connection), "");
+}
+
+TEST_F(AddressIndex, KeysThatAProgramOfAnEarlierVersionIsJustStoringAreBuiltAnewToo) {
+  if (!OnPostgres()) GTEST_SKIP() << "on SQLite nobody else stores meanwhile";
+  const ObjectPtr importer = Importer();
+  Import(importer, {{"Bez1", "Anna Meyer"}, {"Strasse", "Ring 1"}, {"PLZ", "50667"}, {"Ort", "Köln"}});
+  host::GroupedWrites::Of(*connection).Flush();
+  const auto fresh = Rows("SELECT * FROM Adressindex");
+  connection->Execute("DELETE FROM Adressindex");
+  Set("AlgorithmCode1", "1");
+  const ConnectionPtr earlier = OpenConnection(file);
+  earlier->Begin();
+  earlier->Execute("INSERT INTO Adressindex (AdressId, Adressart, Referenz) VALUES (65, 1, '1')");
+  std::string told;
+  std::atomic<bool> is_done = false;
+  std::jthread renewing([&] {
+    told = host::RenewAddressKeys(*OpenConnection(file));
+    is_done = true;
+  });
+  const std::string waits =
+      "SELECT count(*) FROM pg_locks WHERE NOT granted AND relation = 'adressindex'::regclass";
+  while (!is_done && Rows(waits).at(0) == "0") std::this_thread::yield();
+  ASSERT_FALSE(is_done);
+  // Meanwhile a third program has begun, and is then told that there is nothing left to do.
+  std::string told_third;
+  std::jthread third([&] { told_third = host::RenewAddressKeys(*OpenConnection(file)); });
+  while (Rows(waits).at(0) != "2") std::this_thread::yield();
+  earlier->Commit();
+  renewing.join();
+  third.join();
+  EXPECT_THAT(told + told_third, HasSubstr("für 1 Adresse neu"));
+  EXPECT_TRUE(told.empty() || told_third.empty());
+  EXPECT_EQ(Rows("SELECT * FROM Adressindex"), fresh);
 }
 
 TEST_F(AddressIndex, AnImportBuildsTheKeysOfAnEarlierVersionAnewBeforeItsFirstRecord) {
