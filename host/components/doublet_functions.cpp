@@ -64,13 +64,22 @@ double DoubletFunctions::HighestScore(const ObjectPtr& connection, std::string_v
   double highest = -1;
   const AddressView& record = keys_->PartsOf(key_text);
   const std::lock_guard lock(opened.CallMutex());
-  const bool are_known = opened.attachments().Of<KnownAddresses>(opened).Visit(
-      hashes,
-      [&](const AddressView& address) { highest = std::max(highest, HighestPercent(record, address, seen_)); });
+  const KnownAddresses& known = opened.attachments().Of<KnownAddresses>(opened);
+  const SameAddressPairs before = seen_;
+  const bool are_known = known.Visit(hashes, [&](const AddressView& address) {
+    highest = std::max(highest, HighestPercent(record, address, seen_));
+  });
   counted_.clear();
   if (!are_known) return 100;
   counted_ = key_text;
-  return highest;
+  if (seen_ == before) return highest;
+  // Confirm knows all these pairs when it looks at the first of them.
+  highest = -1;
+  const bool are_still_known = known.Visit(hashes, [&](const AddressView& address) {
+    SameAddressPairs counted = seen_;
+    highest = std::max(highest, HighestPercent(record, address, counted));
+  });
+  return are_still_known ? highest : 100;
 }
 
 }  // namespace kestrel::host

@@ -38,6 +38,8 @@ struct SameAddressPairs {
   double same_names = 0;
   double one_name_other = 2;
   double all_names_other = 2;
+
+  bool operator==(const SameAddressPairs&) const = default;
 };
 
 // Counts the pair.

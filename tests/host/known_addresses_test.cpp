@@ -146,6 +146,34 @@ TEST_F(HighestScore, IsThatOfTheAddressMostAlike) {
   EXPECT_GT(Of("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||"), 99);
 }
 
+// What pairs at one address look like is counted with each of them, and weighs in the scores of all.
+TEST_F(HighestScore, IsNotExceededByTheScoreOfAnAddressThatWasLookedAtBeforeAnother) {
+  Set("AlgorithmCode1", "6");
+  Set("AlgorithmCode3", "4");
+  connection->Execute(
+      "INSERT INTO Kunden (KundenNummer, Bez1, Strasse, PLZ, Ort) VALUES (1, 'Anna Ruckweiler', 'Tulpenhof 5', "
+      "'50667', 'Köln'), (2, 'Zwackelmann', 'Am Anger', '50667', 'Köln'), (3, 'Zwackelmann', 'Am Brunnen', "
+      "'50667', 'Köln')");
+  const auto index = NewIndex();
+  Look();
+  // By the street another name at the address, by the name two that are the same.
+  index->Write(1, {"50667", "Köln", "Tulpenhof 5", {"Anna Ruckweiler", "", ""}, ""});
+  index->Write(2, {"50667", "Köln", "Am Anger", {"Zwackelmann", "", ""}, ""});
+  index->Write(3, {"50667", "Köln", "Am Brunnen", {"Zwackelmann", "", ""}, ""});
+  const std::string key_text = "50667|Köln|Tulpenhof 5||Anna Zwackelmann||||";
+  const double highest =
+      CallMethod(functions, "HighestScore", connection, key_text, host::BuildDoubletKey("6", key_text), "",
+                 host::BuildDoubletKey("4", key_text))
+          .ToDouble();
+  EXPECT_LT(highest, 50);
+  for (const char* number : {"1", "2", "3"}) {
+    Value reason(std::string{});
+    EXPECT_LE(CallMethod(functions, "Confirm", connection, key_text, 1, number, ByRef(reason)).ToDouble(),
+              highest + 1e-9)
+        << number;
+  }
+}
+
 TEST_F(HighestScore, IsNotKnownWithoutAWriterOfTheIndex) {
   EXPECT_EQ(Of("50667|Köln|Tulpenhof 5||Anna Ruckweiler||||"), 100);
   NewIndex().reset();
