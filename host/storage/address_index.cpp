@@ -18,8 +18,10 @@ constexpr std::size_t kStartOfName = 15;
 constexpr const char* kTable =
     "Adressindex (Doubletkey1, Doubletkey2, Doubletkey3, AdressId, Adressart, Referenz)";
 
+bool IsIndexable(std::int64_t number) { return number >= 0 && number < INT64_MAX / kTypesPerNumber; }
+
 void RequireIndexable(std::int64_t number) {
-  if (number < 0 || number > INT64_MAX / kTypesPerNumber - 1) {
+  if (!IsIndexable(number)) {
     throw RuntimeError(
         ErrorNumber::kInvalidProcedureCall,
         "Die Nummer " + std::to_string(number) + " ist für den Adressindex zu groß oder negativ.");
@@ -133,8 +135,12 @@ void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {
   known_.Store(keys, [this] { return update_->Execute(); });
 }
 
+void AddressIndex::NoteChange(std::int64_t number) {
+  if (IsIndexable(number)) known_.Change(number * kTypesPerNumber + address_type_);
+}
+
 void AddressIndex::Remove(std::int64_t number) {
-  if (number < 0 || number > INT64_MAX / kTypesPerNumber - 1) return;
+  if (!IsIndexable(number)) return;
   if (remove_ == nullptr) remove_ = connection_.Prepare("DELETE FROM Adressindex WHERE AdressId = ?");
   const std::int64_t address_id = number * kTypesPerNumber + address_type_;
   known_.Change(address_id);

@@ -55,6 +55,8 @@ class AddressIndex {
   // Adds the row of an address, or replaces it. Raises error 5 for a number that is negative or too large for
   // AdressId or an unknown algorithm, and 3000 from the database.
   void Write(std::int64_t number, const IndexedAddress& address);
+  // The address has changed, though its row is not written, as the index is not kept.
+  void NoteChange(std::int64_t number);
   // Removes the row of an address, if there is one. Error 3000.
   void Remove(std::int64_t number);
   // Raises what Write would, but for the database: for an address whose row is not to be written.

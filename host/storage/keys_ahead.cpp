@@ -29,7 +29,9 @@ constexpr const char* kTableQuery =
     "JOIN pg_catalog.pg_collation c ON c.oid = a.attcollation "
     "WHERE a.attrelid = to_regclass('adressindex') AND t.relkind IN ('r', 'p') AND NOT t.relhasrules "
     "AND NOT t.relhastriggers AND a.attname IN ('doubletkey1', 'doubletkey2', 'doubletkey3') "
-    "AND a.atttypid IN ('varchar'::regtype, 'text'::regtype) AND c.collisdeterministic";
+    "AND a.atttypid IN ('varchar'::regtype, 'text'::regtype) "
+    // Servers before 12 have no others, and no such column.
+    "AND coalesce(to_jsonb(c) ->> 'collisdeterministic', 'true') = 'true'";
 
 void AppendElement(std::string& array, std::string_view text) {
   array += array.empty() ? "{\"" : ",\"";
@@ -76,7 +78,6 @@ void KeysAhead::Forget() {
 
 bool KeysAhead::IsTableAsMade() {
   if (!is_table_as_made_) {
-    is_table_as_made_ = false;
     is_table_as_made_ = connection_.OpenRecordset(kTableQuery)->ValueAt(0).ToInteger() == 3;
   }
   return *is_table_as_made_;

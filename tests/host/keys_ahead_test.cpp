@@ -164,6 +164,34 @@ TEST_F(KeysAhead, AreLookedForOnceAnotherClerkHasStored) {
   EXPECT_FALSE(IsKnownToBeAbsent(1));
 }
 
+TEST_F(KeysAhead, OfAnAddressThatIsBeingOverwrittenAreLookedForWhetherTheIndexIsKeptOrNot) {
+  const ObjectPtr importer = OverwritingImporter();
+  Store(importer, 7);
+  // As a new one it fails, so that the next is not sent as such.
+  for (const char* is_kept : {"1", "0"}) {
+    Expect({7});
+    ASSERT_THAT(Known(7), ElementsAre("8"));
+    EXPECT_EQ(KnownText("8"), KeyText(7));
+    Set("Doubletindex", is_kept);
+    Store(importer, 6, "8");
+    EXPECT_EQ(KnownText("8"), std::nullopt) << is_kept;
+    Set("Doubletindex", "1");
+    Store(importer, 7, "8");
+  }
+}
+
+TEST_F(KeysAhead, AreAskedForAgainAfterASessionThatEndedWithTheFirstQuestion) {
+  const std::lock_guard no_timer(connection->CallMutex());
+  const ObjectPtr importer = Importer();
+  Store(importer, 7);
+  OpenConnection(file)->OpenRecordset("SELECT pg_terminate_backend(" + Rows("SELECT pg_backend_pid()").at(0) +
+                                      ", 10000)");
+  Expect({0});
+  EXPECT_FALSE(IsKnownToBeAbsent(0));
+  Expect({1});
+  EXPECT_TRUE(IsKnownToBeAbsent(1));
+}
+
 // A table without statistics looks as if each of its keys came again and again.
 TEST_F(KeysAhead, AreFoundByTheIndexesWhileTheTableIsBeingFilled) {
   const ObjectPtr importer = Importer();
