@@ -1,6 +1,7 @@
 #include "ledger/run_ledger.h"
 
 #include <algorithm>
+#include <iterator>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -103,9 +104,16 @@ RunLedger::~RunLedger() {
 
 void RunLedger::HandOver(std::int64_t record) {
   const std::lock_guard lock(connection_.CallMutex());
+  const std::int64_t source_record = next_source_record_++;
   // Ordinals follow each other.
-  if (source_records_.empty()) first_under_way_ = record;
-  source_records_.push_back(next_source_record_++);
+  if (stretches_.empty() || SourceRecord(record) != source_record)
+    stretches_.push_back({record, source_record});
+}
+
+std::int64_t RunLedger::SourceRecord(std::int64_t record) const {
+  const auto behind = std::ranges::upper_bound(stretches_, record, {}, &Stretch::record);
+  const Stretch& stretch = *std::prev(behind);
+  return stretch.source_record + (record - stretch.record);
 }
 
 LedgerBlockWriter& RunLedger::BlockFor(Rows& rows, std::string_view event) {
@@ -203,11 +211,8 @@ void RunLedger::Committed() {
   not_stored_.count -= static_cast<std::size_t>(written);
   first_row_ = next_row_;
   has_placeholder_ = false;
-  // The last one may be on its way yet.
-  if (source_records_.size() > 1) {
-    first_under_way_ += static_cast<std::int64_t>(source_records_.size()) - 1;
-    source_records_.erase(source_records_.begin(), source_records_.end() - 1);
-  }
+  // The last record may be on its way yet.
+  if (stretches_.size() > 1) stretches_.erase(stretches_.begin(), stretches_.end() - 1);
 }
 
 void RunLedger::Lost() {

@@ -102,9 +102,7 @@ class RunLedger final : public RowObserver {
   static LedgerBlockWriter& BlockFor(Rows& rows, std::string_view event);
   void Write(const Rows& rows, bool is_stored);
   std::int64_t KeyOf(std::int64_t row) const;
-  std::int64_t SourceRecord(std::int64_t record) const {
-    return source_records_[static_cast<std::size_t>(record - first_under_way_)];
-  }
+  std::int64_t SourceRecord(std::int64_t record) const;
 
   Connection& connection_;
   const Destination& destination_;
@@ -114,9 +112,12 @@ class RunLedger final : public RowObserver {
   std::unique_ptr<StoredRow> row_before_;
   bool is_row_before_ = false;
   std::int64_t values_to_keep_;  // of so many new addresses yet
-  // The records that may still be stored, or stored again, by the ordinal that counts them from the first of them.
-  std::vector<std::int64_t> source_records_;
-  std::int64_t first_under_way_ = 1;
+  // From here on records handed over were the source's one after the other.
+  struct Stretch {
+    std::int64_t record;
+    std::int64_t source_record;
+  };
+  std::vector<Stretch> stretches_;  // of the records that may still be stored, or stored again
   std::int64_t next_source_record_ = 1;
   // Rows that are written again have the numbers that they had: whoever is first keeps the other out.
   std::int64_t first_row_ = 1;  // of the open group

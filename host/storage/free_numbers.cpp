@@ -121,7 +121,10 @@ class NumbersOfASequence final : public FreeNumbers {
     move_->BindInteger(0, number);
     move_->BindInteger(1, number);
     // One that was given an end of its own does not go on behind it.
-    Trap([this] { move_->Open(); }, [](const RuntimeError&) {});
+    Trap([this] { move_->Open(); },
+         [this](const RuntimeError&) {
+           if (!connection_.InTransaction() || !connection_.StopReason().empty()) throw;
+         });
   }
 
   void Draw() {

@@ -127,4 +127,18 @@ TEST_F(FreeNumbers, TwoWhoBeginLogsAtTheSameTimeGetDifferentOnes) {
   EXPECT_EQ(begin(connection), "4");
 }
 
+TEST_F(FreeNumbers, AreNotCommittedWhereTheirSequenceCannotBeMovedOn) {
+  if (!OnPostgres()) GTEST_SKIP() << "has no sequences";
+  const ConnectionPtr hasty = OpenConnection(file + ";LockWait=0,1");
+  const auto numbers = host::FreeNumbers::Of(*hasty, "Kunden", "KundenNummer");
+  const ConnectionPtr other = OpenConnection(file);
+  other->Begin();
+  other->Execute("ALTER SEQUENCE kunden_kundennummer_seq CACHE 2");
+  hasty->Begin();
+  numbers->Take(500);
+  EXPECT_ERROR_TEXT(numbers->BeforeCommit(), ErrorNumber::kDatabase, ::testing::HasSubstr("gesperrt"));
+  other->Rollback();
+  hasty->Rollback();
+}
+
 }  // namespace kestrel
