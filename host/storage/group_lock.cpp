@@ -13,6 +13,24 @@ namespace {
 // So often the lock is taken that is lost in passing.
 constexpr int kMostAttempts = 5;
 
+// While it lives, a wait for an answer is told as what it is.
+class WaitForOthers {
+ public:
+  explicit WaitForOthers(Recovery* recovery) : recovery_(recovery) {
+    if (recovery_ != nullptr) {
+      recovery_->TellWaitsAs("Ein anderer Import in diese Datenbank speichert gerade, es wird gewartet ...");
+    }
+  }
+  WaitForOthers(const WaitForOthers&) = delete;
+  WaitForOthers& operator=(const WaitForOthers&) = delete;
+  ~WaitForOthers() {
+    if (recovery_ != nullptr) recovery_->TellWaitsAs({});
+  }
+
+ private:
+  Recovery* const recovery_;
+};
+
 }  // namespace
 
 GroupLock::GroupLock(Connection& connection)
@@ -46,6 +64,7 @@ std::int64_t GroupLock::Take() {
   }
   // Statements under way that fail would be undone with the lock.
   if (Pipeline* const pipeline = connection_.pipeline()) pipeline->Flush();
+  const WaitForOthers told(recovery_);
   const RecordsetPtr row = take_->Open();
   if (row->IsEof()) {
     throw RuntimeError(

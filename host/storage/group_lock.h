@@ -75,7 +75,7 @@ class GroupLock final : public Attachment, private GroupMember {
 
   Connection& connection_;
   GroupedWrites& group_;
-  const Recovery* const recovery_;  // null where a lost group cannot be done again
+  Recovery* const recovery_;  // null where a lost group cannot be done again
   int storing_ = 0;
   bool looked_up_ = false;  // for a record that was not stored yet
   std::optional<RuntimeError> refusal_;

@@ -9,6 +9,7 @@
 #include "host/host_fixture.h"
 #include "platform/data/absent_values.h"
 #include "storage/address_index.h"
+#include "support/scripted_watch.h"
 
 namespace kestrel {
 namespace {
@@ -218,6 +219,23 @@ TEST_F(GroupLocks, RecordsOfALostGroupAreStoredBeforeTheNextOneIsCommittedHoweve
   EndGroup(one);
   EXPECT_TRUE(slow.was_slow);
   EXPECT_THAT(Names(), ElementsAre("eins"));
+}
+
+TEST_F(GroupLocks, AWaitForAnotherClerkIsToldAsWhatItIsAndNotAsASilentServer) {
+  if (!OnPostgres()) GTEST_SKIP() << "of SQLite the whole database is locked";
+  Clerk one(*this, file);
+  Clerk other(*this, file);
+  testing::ScriptedWatch watch([&](int times) {
+    if (times == 2) EndGroup(one);
+    return true;
+  });
+  const std::lock_guard no_timer(one.connection->CallMutex());
+  EXPECT_FALSE(Finds(one, "x"));
+  other.connection->WatchWaits(&watch);
+  EXPECT_FALSE(Finds(other, "x"));
+  EXPECT_GE(watch.times, 2);
+  EXPECT_THAT(watch.last_reason, HasSubstr("Ein anderer Import in diese Datenbank speichert gerade"));
+  other.connection->WatchWaits(nullptr);
 }
 
 }  // namespace kestrel

@@ -111,6 +111,31 @@ TEST_F(Postgres, ARefusedLoginTellsWhyButNeverThePassword) {
                     ErrorNumber::kDatabase, Not(HasSubstr("geheim")));
 }
 
+TEST_F(Postgres, AConnectionThatCannotBeOpenedSaysWhyInGermanWithAWayOut) {
+  const PostgresServer& server = PostgresServer::Shared();
+  const auto open = [&](const std::string& password, const std::string& place, const std::string& of) {
+    OpenConnection("postgresql://kestrel:" + password + "@" + place + "/" + of);
+  };
+  const std::string place = "127.0.0.1:" + server.port();
+  EXPECT_ERROR_TEXT(open("x", "127.0.0.1:1", database), ErrorNumber::kDatabase,
+                    AllOf(HasSubstr("Prüfen Sie Server und Port"), HasSubstr("Connection refused")));
+  EXPECT_ERROR_TEXT(open("falsch", place, database), ErrorNumber::kDatabase,
+                    AllOf(HasSubstr("Benutzer oder Kennwort stimmen nicht"), HasSubstr("failed for user")));
+  EXPECT_ERROR_TEXT(
+      open(server.password(), place, "fehlt"), ErrorNumber::kDatabase,
+      AllOf(HasSubstr("Die Datenbank gibt es auf dem Server nicht"), HasSubstr("\"fehlt\" does not exist")));
+  EXPECT_ERROR_TEXT(open("x", "gibtes.invalid", database), ErrorNumber::kDatabase,
+                    HasSubstr("Der Name des Servers ist nicht bekannt"));
+}
+
+TEST_F(Postgres, ASessionThatTheServerEndsSaysSoInGerman) {
+  connection->Begin();
+  Connect()->OpenRecordset("SELECT pg_terminate_backend(" + Text("SELECT pg_backend_pid()") + ", 10000)");
+  EXPECT_ERROR_TEXT(
+      connection->Execute("CREATE TABLE t (a int)"), ErrorNumber::kDatabase,
+      AllOf(HasSubstr("abgebrochen: Der Server hat die Sitzung beendet"), HasSubstr("terminating connection")));
+}
+
 TEST_F(Postgres, APasswordMayHoldSemicolonBraceAndUmlaut) {
   connection->Execute("DROP ROLE IF EXISTS besonders");
   connection->Execute("CREATE ROLE besonders LOGIN PASSWORD 'a;b}ü'");

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "kestrel/export.h"
 
@@ -29,6 +30,8 @@ class KESTREL_INTERNAL Recovery {
   // Whether nothing outlives a transaction, as a pooler hands each one to another session: neither locks nor
   // temporary tables.
   virtual bool IsPooled() const = 0;
+  // What waits for answers are told as from now on, a sentence that lives as long; empty for a server that is silent.
+  virtual void TellWaitsAs(std::string_view reason) = 0;
 };
 
 }  // namespace kestrel

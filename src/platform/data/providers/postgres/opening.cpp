@@ -6,6 +6,7 @@
 
 #include "kestrel/runtime_error.h"
 #include "platform/base/text.h"
+#include "platform/data/providers/postgres/error_texts.h"
 
 namespace kestrel::postgres {
 
@@ -76,7 +77,7 @@ HandlePtr OpenHandle(const Address& address) {
     if (address.password.size() >= kShortestHiddenPassword) {
       reason = ReplaceAll(reason, address.password, "***");
     }
-    Refuse(reason);
+    Refuse(ExplainConnectionError(reason));
   }
   // Notices are for people at a terminal.
   PQsetNoticeProcessor(

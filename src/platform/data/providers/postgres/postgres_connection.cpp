@@ -170,6 +170,11 @@ bool PostgresConnection::IsPooled() const {
   return session_ != nullptr && session_->IsPooled();
 }
 
+void PostgresConnection::TellWaitsAs(std::string_view reason) {
+  const std::lock_guard lock(CallMutex());
+  if (session_ != nullptr) session_->TellWaitsAs(reason);
+}
+
 void PostgresConnection::Close() {
   if (session_ == nullptr) return;
   // Who is told what becomes of his statements may need attachments for what he then does.

@@ -45,6 +45,7 @@ class PostgresConnection final : public Connection, public Recovery, private Pip
   Loss LastLoss() const override;
   std::uint64_t Sessions() const override;
   bool IsPooled() const override;
+  void TellWaitsAs(std::string_view reason) override;
 
  private:
   void MakeReady(Statement& statement) override;

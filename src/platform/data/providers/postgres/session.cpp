@@ -13,7 +13,9 @@
 #include "kestrel/runtime_error.h"
 #include "platform/base/number.h"
 #include "platform/base/text.h"
+#include "platform/data/providers/postgres/error_texts.h"
 #include "platform/data/providers/postgres/parameter_text.h"
+#include "platform/data/providers/postgres/patience.h"
 
 namespace kestrel::postgres {
 
@@ -29,6 +31,7 @@ constexpr int kLookAgainMs = 100;
 constexpr std::chrono::milliseconds kLookAgain{kLookAgainMs};
 // How long a server that could not be reached is not tried again.
 constexpr std::chrono::seconds kNotTriedAgain{10};
+constexpr std::string_view kSilent = "Der Datenbankserver antwortet nicht, es wird gewartet ...";
 constexpr const char* kSavepoint = "SAVEPOINT kestrel_statement";
 constexpr const char* kRelease = "RELEASE SAVEPOINT kestrel_statement";
 constexpr const char* kUndo = "ROLLBACK TO SAVEPOINT kestrel_statement";
@@ -144,16 +147,15 @@ void Session::Reconnect() {
   if (address_.options.empty()) Refuse(lost_);
   // Whoever comes next need not wait as long once more.
   if (tried_in_vain_ && Clock::now() - *tried_in_vain_ < kNotTriedAgain) Refuse(lost_);
-  const Clock::time_point start = Clock::now();
-  const auto go_on = [&] {
-    return waits_->GoOn(start, waits_->LockLimit(),
-                        "Die Verbindung zum Datenbankserver ist verloren und wird wiederhergestellt ...");
-  };
+  Patience patience(*waits_, waits_->LockLimit(),
+                    "Die Verbindung zum Datenbankserver ist verloren und wird wiederhergestellt ...");
   const std::string lost = lost_;
   std::string reason;
-  for (bool is_waiting = go_on(); is_waiting; is_waiting = is_waiting && go_on()) {
+  for (bool is_waiting = patience.GoesOn(); is_waiting; is_waiting = is_waiting && patience.GoesOn()) {
     std::future<Opened> opening = OpenHandleInBackground(address_);
-    while (opening.wait_for(kLookAgain) != std::future_status::ready && is_waiting) is_waiting = go_on();
+    while (opening.wait_for(kLookAgain) != std::future_status::ready && is_waiting) {
+      is_waiting = patience.GoesOn();
+    }
     if (!is_waiting) break;
     const auto take = [&] {
       Opened opened = opening.get();
@@ -185,9 +187,17 @@ void Session::Lose(const std::string& reason, bool is_stopped) {
       "Die Verbindung zum Datenbankserver ist verloren. Stellen Sie sie wieder her, bevor Sie fortfahren.";
 }
 
+void Session::LoseBroken() {
+  // The server's last word may have come as an answer.
+  const std::string last_word = failure_ == nullptr ? std::string() : ReasonOf(failure_.get()) + " ";
+  std::string reason = "Die Verbindung zum Server ist abgebrochen: " +
+                       ExplainConnectionError(last_word + Trimmed(PQerrorMessage(handle_.get())));
+  if (!reason.ends_with('.')) reason += '.';
+  Lose(reason);
+}
+
 void Session::WaitForAnswer() {
-  using Clock = std::chrono::steady_clock;
-  Clock::time_point start = Clock::now();
+  Patience patience(*waits_, waits_->AnswerLimit(), wait_reason_.empty() ? kSilent : wait_reason_);
   while (PQisBusy(handle_.get()) != 0) {
     const int unsent = PQflush(handle_.get());
     struct pollfd socket {};
@@ -197,16 +207,13 @@ void Session::WaitForAnswer() {
     if (ready > 0) {
       // What is wrong with the connection, its next answer tells.
       if (PQconsumeInput(handle_.get()) == 0) return;
-      start = Clock::now();
+      patience.BeginAgain();
       continue;
     }
-    if (waits_->GoOn(start, waits_->AnswerLimit(),
-                     "Der Datenbankserver antwortet nicht, es wird gewartet ...")) {
-      continue;
-    }
-    Lose(waits_->WasStopped() ? "Das Warten auf den Datenbankserver wurde abgebrochen."
-                              : "Der Datenbankserver hat nicht geantwortet.",
-         waits_->WasStopped());
+    if (patience.GoesOn()) continue;
+    Lose(patience.WasStopped() ? "Das Warten auf den Datenbankserver wurde abgebrochen."
+                               : "Der Datenbankserver hat nicht geantwortet.",
+         patience.WasStopped());
     handle_.reset();
     return;
   }
@@ -226,7 +233,7 @@ bool Session::MayAskAgain() const {
 
 void Session::FailToSend() {
   if (!IsLost()) Refuse(Trimmed(PQerrorMessage(handle_.get())));
-  Lose("Die Verbindung zum Server ist abgebrochen: " + Trimmed(PQerrorMessage(handle_.get())));
+  LoseBroken();
   Refuse(lost_);
 }
 
@@ -288,7 +295,7 @@ void Session::SendPacket(std::string_view sql, ParameterValues& values, Task tas
   if (reader_ != nullptr) reader_->Park();
   // A pipeline's flush may have found out that the server is gone, which nobody was told yet.
   if (IsLost() && in_transaction_) {
-    Lose("Die Verbindung zum Server ist abgebrochen: " + Trimmed(PQerrorMessage(handle_.get())));
+    LoseBroken();
   }
   if (task != Task::kQuery) FlushPipeline();
   if (sql.find('\0') != std::string_view::npos) Refuse("Die Anweisung enthält ein NUL-Zeichen.");
@@ -411,7 +418,7 @@ std::int64_t Session::FinishPacket() {
     if (result == nullptr) {
       // Between two answers, or no answer will come any more.
       if (!IsLost()) continue;
-      Lose("Die Verbindung zum Server ist abgebrochen: " + Trimmed(PQerrorMessage(handle_.get())));
+      LoseBroken();
       if (failure_ == nullptr) failure_.reset(PQmakeEmptyPGresult(handle_.get(), PGRES_FATAL_ERROR));
       break;
     }
@@ -466,38 +473,8 @@ void Session::UndoAndFail() {
   if (IsLost()) Refuse(lost_);
   const std::string state = Field(failure.get(), PG_DIAG_SQLSTATE);
   loss_ = LossBy(state);
-  NoteStopReason(state);
-  Refuse(ReasonOf(failure.get()));
-}
-
-void Session::NoteStopReason(std::string_view state) {
-  stop_reason_.clear();
-  if (state == "55P03") {
-    stop_reason_ =
-        "Ein anderes Programm sperrt die Datenbank. Beenden Sie dort, was sie sperrt, bevor Sie fortfahren; "
-        "wie "
-        "lange gewartet wird, sagt KESTREL_LOCK_WAIT (Sekunden).";
-  } else if (state == "53100" || state == "58030") {
-    stop_reason_ =
-        "Der Datenbankserver kann nicht auf seinen Datenträger schreiben. Schaffen Sie dort Platz, bevor Sie "
-        "fortfahren.";
-  } else if (state == "25006") {
-    stop_reason_ =
-        "Die Datenbank darf nicht beschrieben werden. Geben Sie sie frei, oder verbinden Sie mit dem "
-        "Primärserver (target_session_attrs=read-write), bevor Sie fortfahren.";
-  } else if (state == "42501") {
-    stop_reason_ =
-        "Dem Benutzer fehlen Rechte an der Datenbank. 'kestrel-import check' sagt, welche; der Eigentümer der "
-        "Tabellen vergibt sie mit GRANT.";
-  } else if (state == kCanceled) {
-    stop_reason_ =
-        "Der Datenbankserver hat eine Anweisung abgebrochen, die ihm zu lange dauerte. Geben Sie ihr mehr Zeit "
-        "(statement_timeout), oder warten Sie, bis er weniger zu tun hat, bevor Sie fortfahren.";
-  } else if (IsPassing(state)) {
-    stop_reason_ =
-        "Andere Programme ändern dieselben Zeilen der Datenbank. Warten Sie, bis sie fertig sind, bevor Sie "
-        "fortfahren.";
-  }
+  stop_reason_ = StopReasonOf(state);
+  Refuse(ExplainStatementError(state, ReasonOf(failure.get())));
 }
 
 // --- What others ask for -----------------------------------------------------------------------------

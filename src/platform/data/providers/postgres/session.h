@@ -93,6 +93,7 @@ class Session {
   Recovery::Loss LastLoss() const { return loss_; }
   std::uint64_t Sessions() const { return sessions_; }
   bool IsPooled() const { return is_pooled_; }
+  void TellWaitsAs(std::string_view reason) { wait_reason_ = reason; }
 
   // Opens the connection again where it is lost. Error 3000.
   void Begin();
@@ -147,7 +148,7 @@ class Session {
   bool MayAskAgain() const;
   // Notes why no answer will come.
   void Lose(const std::string& reason, bool is_stopped = false);
-  void NoteStopReason(std::string_view state);
+  void LoseBroken();
   [[noreturn]] void FailToSend();
   // Takes the answers that stand before the statement's own. False after an error, the packet then finished.
   bool SkipPreliminaries();
@@ -171,6 +172,7 @@ class Session {
   bool lost_transaction_ = false;
   // When the server was last tried in vain.
   std::optional<std::chrono::steady_clock::time_point> tried_in_vain_;
+  std::string_view wait_reason_;  // of a wait for an answer
   Recovery::Loss loss_ = Recovery::Loss::kLasting;
   std::string stop_reason_;
   std::list<Prepared> prepared_;  // most recently used first

@@ -108,7 +108,10 @@ int Database::WaitForLocks(Attempt&& attempt) {
     if (!waits_->GoOn(start, waits_->LockLimit(), "Die Datenbank ist gesperrt, es wird gewartet ...")) {
       stop_reason_ = StopReasonOf(result);
       if (waits_->WasStopped()) Refuse("Das Warten auf die gesperrte Datenbank wurde abgebrochen.");
-      Refuse("Die Datenbank ist von einem anderen Programm gesperrt.");
+      Refuse(
+          "Die Datenbank ist von einem anderen Programm gesperrt. Beenden Sie dort, was sie sperrt, und "
+          "versuchen "
+          "Sie es noch einmal.");
     }
     if (!mark) mark.emplace(Path());
     mark->Set();
