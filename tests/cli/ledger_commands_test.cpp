@@ -31,6 +31,12 @@ class LedgerCommands : public EndToEnd {
     const ProgramResult run = Run({"run", "Namen", "--user", "4711"});
     ASSERT_EQ(run.status, status) << run.err;
   }
+  // Waits for no lock for long.
+  ProgramResult RunInAHurry(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), testing::BuiltProgram("kestrel-import"));
+    arguments.insert(arguments.end(), {"--folder", host()});
+    return testing::RunProgram(arguments, {{"KESTREL_LOCK_WAIT", "0.2"}});
+  }
   void Change(const std::string& sql) const { OpenConnection(host() + "/kestrel.db")->Execute(sql); }
   std::string Customers() const {
     return Query("SELECT KundenNummer, Bez1, Ort FROM Kunden ORDER BY KundenNummer");
@@ -260,6 +266,37 @@ TEST_F(LedgerCommands, AnUndoThatWaitsForAnotherProgramSaysSoAndCanBeStopped) {
   EXPECT_THAT(stopped.err, HasSubstr("Angehalten. 'kestrel-import undo 1' setzt die Rücknahme fort."));
   other->Rollback();
   EXPECT_EQ(Run({"undo", "1"}).status, 0);
+}
+
+TEST_F(LedgerCommands, AnUndoThatWaitsInVainSaysAWayOutAndHasTakenNothingBack) {
+  Import("1;A;Köln\r\n2;B;Bonn\r\n");
+  const ConnectionPtr other = OpenConnection(host() + "/kestrel.db");
+  other->Begin();
+  const ProgramResult undo = RunInAHurry({"undo", "1"});
+  EXPECT_EQ(undo.status, 4);
+  EXPECT_THAT(undo.err, AllOf(HasSubstr("Die Datenbank ist gesperrt, es wird gewartet ..."),
+                              HasSubstr("Beenden Sie dort, was sie sperrt"),
+                              HasSubstr("'kestrel-import undo 1' setzt die Rücknahme fort.")));
+  other->Rollback();
+  EXPECT_EQ(Query("SELECT Zustand FROM Importlauf"), "fertig\n");
+  EXPECT_EQ(Customers(), "1|A|Köln\n2|B|Bonn\n");
+  EXPECT_EQ(Run({"undo", "1"}).status, 0);
+  EXPECT_THAT(Customers(), IsEmpty());
+}
+
+TEST_F(LedgerCommands, ARunThatWaitsInVainLeavesEveryRecordToTheFileOfThoseNotStored) {
+  WriteFileAtomically(Spec("namen.txt"), "Nr;Name;Ort\r\n1;A;Ulm\r\n2;B;Bonn\r\n3;C;Hof\r\n");
+  const std::string rejects = folder_.File("rest.txt");
+  const ConnectionPtr other = OpenConnection(host() + "/kestrel.db");
+  other->Begin();
+  const ProgramResult run = RunInAHurry({"run", "Namen", "--user", "4711", "--rejects", rejects});
+  EXPECT_EQ(run.status, 4);
+  EXPECT_THAT(run.err, AllOf(HasSubstr("Beenden Sie dort, was sie sperrt"),
+                             HasSubstr("3 nicht gespeicherte Datensätze stehen in")));
+  other->Rollback();
+  EXPECT_THAT(Customers(), IsEmpty());
+  EXPECT_EQ(Run({"run", "Namen", "--user", "4711", "--file", rejects}).status, 0);
+  EXPECT_EQ(Customers(), "1|A|Ulm\n2|B|Bonn\n3|C|Hof\n");
 }
 
 TEST_F(LedgerCommands, AnUndoThatIsStoppedGoesOnWithTheNextOne) {
