@@ -28,8 +28,10 @@ CommandLine::CommandLine()
   app_.set_version_flag("--version", std::string("kestrel-import ") + Version(), "Die Version");
   AddCommonOptions();
   AddLooks();
+  AddNew();
   AddRun();
   AddHostCommands();
+  AddServe();
   AddHelp();
 }
 
@@ -136,6 +138,36 @@ void CommandLine::AddLooks() {
   preview->add_option("-n", records_, "Anzahl der Datensätze")
       ->check(WholeNumber(0, INT32_MAX))
       ->type_name("N");
+}
+
+void CommandLine::AddNew() {
+  CLI::App* command = Add("new", "Eine Spezifikation aus einer Quelldatei und einem Importziel anlegen",
+                          [this](Workspace& workspace) {
+                            new_.spec = spec_;
+                            return NewCommand(workspace, new_);
+                          });
+  command->add_option("SPEC", spec_, "Name der neuen Spezifikation, oder ihr Pfad")->required()->type_name("");
+  command->add_option("--from", new_.from, "die Quelldatei; ihre Einstellungen werden erkannt")
+      ->required()
+      ->check(NotEmpty())
+      ->type_name("DATEI");
+  command->add_option("--target", new_.target, "das Importziel, etwa ksbimport.importkunden")
+      ->required()
+      ->check(NotEmpty())
+      ->type_name("ZIEL");
+  command->add_option("--table", new_.table, "Tabelle oder Blatt der Quelle; ohne die Angabe das erste")
+      ->check(NotEmpty())
+      ->type_name("TABELLE");
+  command->add_option("--app-mode", new_.app_mode, "Anwendung; ohne die Angabe die der Vorlage, sonst 2")
+      ->check(WholeNumber(INT16_MIN, INT16_MAX))
+      ->type_name("N");
+}
+
+void CommandLine::AddServe() {
+  CLI::App* serve =
+      Add("serve", "Für Programme: Befehle als JSON-RPC annehmen, wie docs/serve.md es beschreibt",
+          [](Workspace& workspace) { return ServeCommand(workspace.options(), workspace.surroundings()); });
+  serve->add_flag("--stdio", stdio_, "über Standardeingabe und Standardausgabe")->required();
 }
 
 void CommandLine::AddRun() {

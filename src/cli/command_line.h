@@ -36,6 +36,8 @@ class CommandLine {
   void AddLooks();
   void AddRun();
   void AddHostCommands();
+  void AddNew();
+  void AddServe();
 
   CLI::App app_;
   Performed perform_;
@@ -44,6 +46,7 @@ class CommandLine {
   std::string source_file_;
   std::int64_t records_ = 10;
   bool check_data_ = false;
+  bool stdio_ = false;  // the only way there is; named, as others may come
   std::vector<std::string> help_on_;
   ListOptions list_;
   RunOptions run_;
@@ -51,6 +54,7 @@ class CommandLine {
   RunsOptions runs_;
   UndoOptions undo_;
   InitOptions init_;
+  NewOptions new_;
 };
 
 }  // namespace kestrel::cli

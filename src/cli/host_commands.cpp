@@ -16,7 +16,6 @@
 #include "kestrel/recordset.h"
 #include "log/import_log.h"
 #include "platform/base/file.h"
-#include "platform/base/text.h"
 
 namespace kestrel::cli {
 
@@ -45,13 +44,6 @@ std::string MakeSampleHost(Workspace& workspace, const std::string& folder) {
                         error.Description());
       });
   return database;
-}
-
-// The text as one word of a shell.
-std::string ShellWord(const std::string& text) {
-  constexpr std::string_view kSpecial = " \t\n!\"#$&'()*;<>?[\\]^`{|}~";
-  if (!text.empty() && text.find_first_of(kSpecial) == std::string::npos) return text;
-  return "'" + ReplaceAll(text, "'", "'\\''") + "'";
 }
 
 // A column of the reader's record set, and how it is printed.

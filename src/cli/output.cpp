@@ -1,6 +1,7 @@
 #include "cli/output.h"
 
 #include <algorithm>
+#include <cctype>
 #include <optional>
 #include <ostream>
 
@@ -99,6 +100,17 @@ JsonObject& JsonObject::Numbers(std::string_view key,
   return *this;
 }
 
+JsonObject& JsonObject::Texts(std::string_view key, const std::vector<std::string>& values) {
+  Key(key);
+  stream_ << '[';
+  for (const std::string& value : values) {
+    stream_ << (&value == &values.front() ? "" : ",");
+    WriteJsonText(stream_, value);
+  }
+  stream_ << ']';
+  return *this;
+}
+
 JsonObject& JsonObject::Null(std::string_view key) {
   Key(key);
   stream_ << "null";
@@ -121,6 +133,15 @@ void JsonObject::Close() { stream_ << (first_ ? "{}" : "}"); }
 void JsonObject::End() {
   Close();
   stream_ << '\n';
+}
+
+std::string ShellWord(std::string_view word) {
+  constexpr std::string_view kPlain = "-./_,+:@%=";
+  const auto is_plain = [&](unsigned char c) {
+    return std::isalnum(c) != 0 || c >= 0x80 || kPlain.find(static_cast<char>(c)) != std::string_view::npos;
+  };
+  if (!word.empty() && std::all_of(word.begin(), word.end(), is_plain)) return std::string(word);
+  return "'" + ReplaceAll(word, "'", "'\\''") + "'";
 }
 
 TableWriter::TableWriter(std::ostream& stream, const TableLook& look, std::vector<Column> columns)

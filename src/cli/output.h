@@ -62,6 +62,7 @@ class JsonObject {
   JsonObject& NumberFrom(std::string_view key, std::int64_t value, std::int64_t least);
   // An object of numbers.
   JsonObject& Numbers(std::string_view key, const std::vector<std::pair<std::string, std::int64_t>>& values);
+  JsonObject& Texts(std::string_view key, const std::vector<std::string>& values);
   JsonObject& Null(std::string_view key);
   // The text of a table's cell, as that kind of value.
   JsonObject& Value(std::string_view key, JsonKind kind, std::string_view text);
@@ -78,6 +79,9 @@ class JsonObject {
   std::ostream& stream_;
   bool first_ = true;
 };
+
+// A word of a command as a shell takes it.
+std::string ShellWord(std::string_view word);
 
 // A table row by row. Text aligns its columns by the first rows, so a long table is not held in memory; where the screen
 // is too narrow for that, each row is a block of lines. CSV begins with a line of titles; JSON is one object a row, or

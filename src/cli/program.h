@@ -67,6 +67,13 @@ class ScratchFolder {
   std::optional<FileLock> lock_;  // says that the folder is in use
 };
 
+// Who is told how far a command has come, in place of a line on standard error. By the thread of the command.
+class ProgressWatcher {
+ public:
+  virtual ~ProgressWatcher() = default;
+  virtual void Show(std::string_view info, double percent) = 0;
+};
+
 // Where a command prints, and what may stop it.
 struct Surroundings {
   std::ostream& out;
@@ -75,6 +82,7 @@ struct Surroundings {
   std::ostream& terminal;
   StopSignals& signals;
   const Screen& screen;
+  ProgressWatcher* watcher = nullptr;  // null: the person who looks at standard error
 };
 
 // Tells an error once that comes again and again, as that of a log which cannot be made does.
@@ -99,6 +107,8 @@ class Workspace {
   std::ostream& err() { return surroundings_.err; }
   std::ostream& terminal() { return surroundings_.terminal; }
   StopSignals& signals() { return surroundings_.signals; }
+  const Surroundings& surroundings() const { return surroundings_; }
+  ProgressWatcher* watcher() const { return surroundings_.watcher; }
   const Screen& screen() const { return surroundings_.screen; }
   const CommonOptions& options() const { return options_; }
   // How tables are printed.
@@ -161,6 +171,7 @@ enum class Progress { kAuto, kPlain, kNone };
 struct RunOptions {
   std::string spec;
   std::string source_file;
+  std::string user;  // personnel number; empty: that of the workspace
   bool test = false;
   Progress progress = Progress::kAuto;
   // Nothing is printed of what went well.
@@ -195,6 +206,17 @@ struct InitOptions {
   bool force = false;
 };
 int InitCommand(Workspace& workspace, const InitOptions& options);
+struct NewOptions {
+  std::string spec;    // its name, or a path
+  std::string from;    // the source file
+  std::string target;  // the import class
+  std::string table;   // of a source with several; empty: the first
+  std::optional<std::int16_t> app_mode;
+};
+int NewCommand(Workspace& workspace, const NewOptions& options);
+
+// Answers requests of standard input on standard output until its client ends it.
+int ServeCommand(const CommonOptions& common, const Surroundings& surroundings);
 
 // The whole program. `arguments` without the program's name.
 int Main(std::vector<std::string> arguments, DescriptorOutput& out, std::ostream& err);

@@ -11,9 +11,10 @@ namespace kestrel::cli {
 
 ProgressLine::ProgressLine(Workspace& workspace, Progress progress)
     : screen_(workspace.screen()),
-      bar_(progress == Progress::kAuto && Screen::ErrDraws()),
-      plain_(progress == Progress::kPlain ||
-             (progress == Progress::kAuto && !bar_ && Screen::ErrColumns() > 0)),
+      watcher_(workspace.watcher()),
+      bar_(watcher_ == nullptr && progress == Progress::kAuto && Screen::ErrDraws()),
+      plain_(watcher_ == nullptr && (progress == Progress::kPlain ||
+                                     (progress == Progress::kAuto && !bar_ && Screen::ErrColumns() > 0))),
       stream_(bar_ ? workspace.terminal() : workspace.err()) {}
 
 void ProgressLine::SetPercent(double percent) {
@@ -24,13 +25,13 @@ void ProgressLine::SetPercent(double percent) {
       tenths_shown_ = tenth;
       stream_ << info_ << " (" << tenth * 10 << " %)" << std::endl;
     }
-  } else if (bar_ && percent >= 100) {
+  } else if (percent >= 100) {
     Draw();
   }
 }
 
 void ProgressLine::Tick() {
-  if (bar_ && pace_.Due()) Draw();
+  if ((bar_ || watcher_ != nullptr) && pace_.Due()) Draw();
 }
 
 void ProgressLine::End() {
@@ -39,6 +40,8 @@ void ProgressLine::End() {
 }
 
 void ProgressLine::Draw() {
+  if (watcher_ != nullptr) watcher_->Show(info_, percent_);
+  if (!bar_) return;
   drawn_ = true;
   const std::string& pace = run_pace_.At(RunPace::Clock::now(), record_, percent_);
   // In its last column a terminal may go on to the next line.

@@ -1,6 +1,6 @@
 // How far a command has come, on standard error: on a terminal one line with a bar, with rate and time left, as wide as
 // the terminal at most, redrawn at most every 50 ms; or, plain, a line at every tenth of the way. A terminal that
-// cannot go back in its line gets the plain lines.
+// cannot go back in its line gets the plain lines. A watcher of the command, where there is one, is told instead.
 #pragma once
 
 #include <cstdint>
@@ -35,6 +35,7 @@ class ProgressLine {
   void Draw();
 
   const Screen& screen_;
+  ProgressWatcher* const watcher_;
   const bool bar_;
   const bool plain_;
   std::ostream& stream_;

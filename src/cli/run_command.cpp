@@ -1,5 +1,3 @@
-#include <algorithm>
-#include <cctype>
 #include <optional>
 #include <ostream>
 #include <utility>
@@ -9,7 +7,6 @@
 #include "import/rejects.h"
 #include "import/run_texts.h"
 #include "platform/base/counted.h"
-#include "platform/base/text.h"
 #include "sources/source_kind.h"
 
 namespace kestrel::cli {
@@ -103,6 +100,7 @@ void WriteResult(Workspace& workspace, const RunResult& result, bool test) {
         .Number("skipped", result.skipped)
         .NumberFrom("nextRecord", result.next_record, 1)
         .Number("rejects", result.rejects)
+        .Value("run", JsonKind::kNumber, result.run_number)
         .OptionalText("rejectsError", result.rejects_error)
         .End();
     return;
@@ -124,16 +122,6 @@ void WriteResult(Workspace& workspace, const RunResult& result, bool test) {
              test ? "ja" : "nein", std::to_string(result.stored), std::to_string(result.rejected),
              std::to_string(result.checked), std::to_string(figures.stored_new()),
              std::to_string(figures.updated()), std::to_string(figures.cut_values())});
-}
-
-// A word of a command as a shell takes it.
-std::string ShellWord(std::string_view word) {
-  constexpr std::string_view kPlain = "-./_,+:@%=";
-  const auto is_plain = [&](unsigned char c) {
-    return std::isalnum(c) != 0 || c >= 0x80 || kPlain.find(static_cast<char>(c)) != std::string_view::npos;
-  };
-  if (!word.empty() && std::all_of(word.begin(), word.end(), is_plain)) return std::string(word);
-  return "'" + ReplaceAll(word, "'", "'\\''") + "'";
 }
 
 // What a person does next. The figures in words stand beside a table for people only.
@@ -172,6 +160,7 @@ ExitStatus StatusOf(const RunResult& result) {
 
 int RunCommand(Workspace& workspace, const RunOptions& options) {
   ImportJob& job = workspace.job();
+  if (!options.user.empty()) workspace.session().PersonalNr = options.user;
   workspace.OpenHost();
   workspace.RequireWritableHost();
   workspace.LoadSpecification(options.spec, options.source_file);

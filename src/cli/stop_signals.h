@@ -42,8 +42,14 @@ class StopSignals {
    private:
     StopSignals& signals_;
   };
-  // Whether a signal has asked for the end of the run.
-  bool StopRequested() const { return stop_requested_.load(std::memory_order_relaxed); }
+  // Whether a signal has asked for the end of the run, or somebody else for that of what is under way.
+  bool StopRequested() const { return EndRequested() || cancelled_.load(std::memory_order_relaxed); }
+  // Whether a signal has.
+  bool EndRequested() const { return stop_requested_.load(std::memory_order_relaxed); }
+  // Ends what is under way, in order, and not the program; by any thread.
+  void Cancel() { cancelled_ = true; }
+  // Before something else is begun.
+  void ForgetCancelled() { cancelled_ = false; }
 
  private:
   void Listen();
@@ -55,6 +61,7 @@ class StopSignals {
   std::string folder_;
   std::atomic<bool> asking_ = false;
   std::atomic<bool> stop_requested_ = false;
+  std::atomic<bool> cancelled_ = false;
   std::atomic<bool> done_ = false;
   std::thread listener_;
 };

@@ -37,7 +37,7 @@ TEST_F(EndToEnd, TheCustomerListIsStoredAndItsErrorsAreLogged) {
       "Protokolle!\",\"stored\":997,\"rejected\":3,\"checked\":0,\"source\":\"complete\",\"sourceError\":null,"
       "\"sourceKept\":null,\"stopReason\":null,\"unlogged\":0,\"storedNew\":997,\"updated\":0,\"heldBack\":0,"
       "\"cutValues\":458,\"cutFields\":{\"Suchbegriff\":458},\"skipped\":0,\"nextRecord\":null,\"rejects\":0,"
-      "\"rejectsError\":null}\n");
+      "\"run\":1,\"rejectsError\":null}\n");
   // Three records have dates that the database refuses as a whole.
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "997\n");
   EXPECT_EQ(

@@ -50,6 +50,7 @@ TEST_F(JsonSchemas, LooksAtSpecificationsAndSourcesFit) {
   const std::vector<json> columns = ExpectFits("columns", {"columns", "Kundenliste"});
   EXPECT_EQ(columns[1]["number"], 2);
   ExpectFits("preview", {"preview", "Kundenliste"});
+  ExpectFits("new", {"new", "Neu", "--from", Spec("kunden.txt"), "--target", "ksbimport.importkunden"});
   WriteFileAtomically(Spec("mappe.IMP"), "[Common]\r\nDescription=M\r\nProvider=dBase-Datenbank\r\nDatabase=" +
                                              host() + "/Import\r\n");
   WriteFileAtomically(Spec("A.DBF"), "");
