@@ -676,7 +676,7 @@ KESTREL_EXPORT int32_t kestrel_job_run(kestrel_library* library, kestrel_handle 
                                        kestrel_run_result* result);
 // From a callback: asks the run to stop before its next record.
 KESTREL_EXPORT int32_t kestrel_job_stop(kestrel_library* library, kestrel_handle job);
-// From any thread: asks the run or undo of this library that is under way to stop before its next record or part.
+// From any thread, but from no signal handler: asks the run or undo of this library that is under way to stop before its next record or part.
 // `asked` may be NULL; 0 there: nothing was under way. Asked twice, it stops as ImportJob::RequestStop does then.
 // Since 2.
 KESTREL_EXPORT int32_t kestrel_run_stop(const kestrel_library* library, int32_t* asked);

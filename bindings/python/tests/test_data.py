@@ -108,6 +108,36 @@ class AdoptedTest(LibraryTest):
         host.close()
         self.assertEqual(self.database.execute("SELECT count(*) FROM Orte").fetchone(), (2,))
 
+    def test_queries_of_a_long_import_leave_nothing_behind(self) -> None:
+        class Looking(kestrel_import.ImportClass):
+            fields = (kestrel_import.Field("Name"),)
+
+            def import_record(self, record: kestrel_import.Record) -> None:
+                assert self.connection is not None
+                self.connection.query("SELECT count(*) FROM Orte")
+
+        self.library.register("test.looking", Looking)
+        specification = self.write(
+            "look.IMP",
+            "[Common]",
+            "Description=Suche",
+            "ImportClass=test.looking",
+            "FileName=",
+            "Delimiter=;",
+            "[FieldAssignments]",
+            "Name=FIELD:Name",
+        )
+        source = self.write("look.txt", "Name", *(f"Nr. {number}" for number in range(300)))
+        kept: list[int] = []
+        host = self.library.adopt(self.database)
+        with self.library.open(specification, source=source, connection=host) as job:
+            job.run(
+                record=lambda outcome: kept.append(len(self.library._kept) + len(self.library._dying)),
+                every_record=True,
+            )
+        self.assertEqual(len(kept), 300)
+        self.assertLess(max(kept) - min(kept), 5)
+
     def test_what_the_database_raises_comes_out(self) -> None:
         with self.library.adopt(self.database) as host:
             with self.assertRaisesRegex(sqlite3.OperationalError, "Nirgends"):

@@ -68,9 +68,8 @@ class Library:
         self._functions = _native.functions()
         self._thread = threading.get_ident()
         self._carried: BaseException | None = None
-        self._depth = 0
         self._kept: dict[int, Any] = {}
-        # Functions that may be under way still when they are dropped.
+        # Functions that are under way still when they are dropped, and call nothing any more.
         self._dying: list[Any] = []
         self._forgotten: deque[int] = deque()
         options = _native.LibraryOptions(abi_version=_native.ABI_VERSION, without_plugins=0 if plugins else 1)
@@ -267,14 +266,12 @@ class Library:
             raise errors.Closed("Die Bibliothek ist geschlossen.")
         if threading.get_ident() != self._thread:
             raise errors.WrongThread(self._functions.status_text(_native.WRONG_THREAD).decode())
-        if self._depth == 0:
+        if self._dying or self._forgotten:
             self._clean_up()
         before, self._carried = self._carried, None
-        self._depth += 1
         try:
             status = getattr(self._functions, name)(self._pointer, *arguments)
         finally:
-            self._depth -= 1
             raised, self._carried = self._carried, before
         if raised is not None:
             raise raised
@@ -330,6 +327,7 @@ class Library:
         self._kept[id(function)] = function
 
     def drop(self, function: Any) -> None:
+        """The last that a callback may do."""
         self._kept.pop(id(function), None)
         self._dying.append(function)
 

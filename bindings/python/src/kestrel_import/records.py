@@ -115,10 +115,10 @@ class _Stream:
         self._iterator = iter(self._rows)
 
     def _close(self, _context: Any) -> None:
-        self._library.drop(self)
         close = getattr(self._iterator, "close", None)
         if callable(close) and self._iterator is not self._rows:
             close()
+        self._library.drop(self)
 
 
 def stream(library: Library, columns: Sequence[str], rows: Iterable[Row]) -> int:
