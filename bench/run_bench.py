@@ -274,9 +274,8 @@ class Bench:
 
 def report(what, ours, measure, limit, scale=1.0, unit="s"):
     ratio = ours / measure if measure else float("inf")
-    verdict = "ok" if ratio <= limit else "TOO MUCH"
-    print(f"{what}\n    {ours / scale:.2f} {unit} / {measure / scale:.2f} {unit} = {ratio:.2f}"
-          f"  (at most {limit}) {verdict}", flush=True)
+    verdict = "" if not limit else f"  (at most {limit}) {'ok' if ratio <= limit else 'TOO MUCH'}"
+    print(f"{what}\n    {ours / scale:.2f} {unit} / {measure / scale:.2f} {unit} = {ratio:.2f}{verdict}", flush=True)
     result_line.report(what, f"{ours / scale:.2f} {unit}", f"{measure / scale:.2f} {unit}", ratio=ratio, limit=limit)
 
 

@@ -288,7 +288,8 @@ class Revision(Struct):
 
 
 ProgressFunction = CFUNCTYPE(c_int32, c_void_p, c_double, Text)
-RecordFunction = CFUNCTYPE(c_int32, c_void_p, POINTER(Outcome))
+# The outcome as an address, as records are many: see jobs.
+RecordFunction = CFUNCTYPE(c_int32, c_void_p, c_void_p)
 RevisionFunction = CFUNCTYPE(c_int32, c_void_p, POINTER(Revision))
 TellFunction = CFUNCTYPE(c_int32, c_void_p, Text)
 

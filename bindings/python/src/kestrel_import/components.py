@@ -6,9 +6,8 @@ import ctypes
 import datetime
 import itertools
 from collections import deque
-from dataclasses import dataclass
 from decimal import Decimal
-from typing import TYPE_CHECKING, Any, Callable, ClassVar, Mapping, Sequence
+from typing import TYPE_CHECKING, Any, Callable, ClassVar, Mapping, NamedTuple, Sequence
 
 from . import _native
 from ._callbacks import AUTOMATION, carried, text_of
@@ -25,8 +24,7 @@ if TYPE_CHECKING:
 Record = Mapping[str, Value]
 
 
-@dataclass(frozen=True)
-class Field:
+class Field(NamedTuple):
     """One field of a destination; kestrel/import_class.h tells more of each member."""
 
     name: str
@@ -38,8 +36,7 @@ class Field:
     row_source_type: int = 1  # 0: row_source is a query on the host's connection
 
 
-@dataclass(frozen=True)
-class Stored:
+class Stored(NamedTuple):
     """What import_record may return: the number of the address, and whether it was there already."""
 
     address: str | int
@@ -58,8 +55,7 @@ class StopImport(RecordRefused):
     """The same where going on is senseless: the run ends, and says why."""
 
 
-@dataclass(frozen=True)
-class _LateError:
+class _LateError(NamedTuple):
     error: RecordRefused
     first: int
     last: int

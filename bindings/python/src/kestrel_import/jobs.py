@@ -3,9 +3,9 @@
 from __future__ import annotations
 
 import ctypes
-from dataclasses import dataclass
+import struct
 from enum import Enum
-from typing import TYPE_CHECKING, Any, Callable, Sequence
+from typing import TYPE_CHECKING, Any, Callable, NamedTuple, Sequence
 
 from . import _native
 from ._callbacks import carried
@@ -36,8 +36,7 @@ class SourceState(Enum):
     BROKEN_OFF = 4
 
 
-@dataclass(frozen=True)
-class Finding:
+class Finding(NamedTuple):
     """Something wrong or suspicious: "error", "warning" or "note"; texts and ways out are German."""
 
     severity: str
@@ -46,7 +45,7 @@ class Finding:
     field: str
     text: str
     way_out: str
-    count: int
+    occurrences: int
     replacement: str
 
     @staticmethod
@@ -55,8 +54,7 @@ class Finding:
         return Finding(severity, section, key, field, text, way_out, int(count or 0), replacement)
 
 
-@dataclass(frozen=True)
-class RecordProblem:
+class RecordProblem(NamedTuple):
     """An error of a record."""
 
     number: int
@@ -67,8 +65,7 @@ class RecordProblem:
     function: str  # the member of the import class that told it; empty: the run's own
 
 
-@dataclass(frozen=True)
-class Match:
+class Match(NamedTuple):
     """The address that a record held back is held to repeat, as far as the host told."""
 
     key: int  # 1 to 3: the key that they share
@@ -81,8 +78,9 @@ class Match:
     score: float  # in per cent
 
 
-@dataclass(frozen=True)
-class Outcome:
+class Outcome(NamedTuple):
+    """What became of one record."""
+
     record: int  # of the source, from 1
     fate: Fate
     errors: tuple[RecordProblem, ...]  # an error need not reject the record
@@ -91,8 +89,7 @@ class Outcome:
     match: Match | None
 
 
-@dataclass(frozen=True)
-class Revision:
+class Revision(NamedTuple):
     """An error that belongs to records told before, or to none; another fate of records told before."""
 
     first: int  # source records, both included; 0: none is named
@@ -102,8 +99,7 @@ class Revision:
     error: RecordProblem | None
 
 
-@dataclass(frozen=True)
-class RunResult:
+class RunResult(NamedTuple):
     """read = stored_new + updated + held_back + rejected + checked"""
 
     read: int
@@ -129,8 +125,9 @@ class RunResult:
     rejects_error: str  # what could not be kept or written, and why; else empty
 
 
-@dataclass(frozen=True)
-class Preview:
+class Preview(NamedTuple):
+    """The first records of a source."""
+
     columns: list[str]
     rows: list[tuple[str, ...]]
     unreadable: list[Finding]  # values that could not be read; they are empty
@@ -288,8 +285,8 @@ class Job(Object):
         if record is not None:
             told_of = record
 
-            def tell_record(_context: Any, outcome: Any) -> None:
-                told_of(_outcome_of(outcome.contents))
+            def tell_record(_context: Any, address: int) -> None:
+                told_of(_outcome_at(address))
 
             view.record = carried(self._library, _native.RecordFunction, tell_record)
         if revision is not None:
@@ -325,30 +322,43 @@ def _problem_of(native: Any) -> RecordProblem:
     )
 
 
-def _outcome_of(native: Any) -> Outcome:
+# The head of a kestrel_outcome, up to its address; one look at the bytes is much less than one a member.
+_HEAD = struct.Struct("@NqiiNPNPPN")
+assert _HEAD.size == _native.Outcome.duplicate_type.offset
+
+
+_TEXT = struct.Struct("@PN")
+
+
+def _outcome_at(address: int) -> Outcome:
+    _size, record, number, _key, error_count, errors_at, cut_count, cuts_at, address_at, address_length = (
+        _HEAD.unpack(ctypes.string_at(address, _HEAD.size))
+    )
+    fate = _FATES[number]
+    errors: tuple[RecordProblem, ...] = ()
+    cut_fields: tuple[str, ...] = ()
+    if error_count:
+        native_errors = (_native.RecordError * error_count).from_address(errors_at)
+        errors = tuple(_problem_of(error) for error in native_errors)
+    if cut_count:
+        fields = _TEXT.iter_unpack(ctypes.string_at(cuts_at, _TEXT.size * cut_count))
+        cut_fields = tuple(ctypes.string_at(text_at, length).decode() for text_at, length in fields)
+    stored_as = ctypes.string_at(address_at, address_length).decode() if address_length else ""
+    match = _match_of(_native.Outcome.from_address(address)) if fate is Fate.HELD_BACK else None
+    return Outcome(record, fate, errors, cut_fields, stored_as, match)
+
+
+def _match_of(native: Any) -> Match:
     text = _native.text_of
-    match = None
-    fate = _FATES[native.fate]
-    if fate is Fate.HELD_BACK:
-        match = Match(
-            native.duplicate_key,
-            native.duplicate_type,
-            text(native.duplicate_address),
-            text(native.duplicate_name),
-            text(native.duplicate_place),
-            text(native.duplicate_reason),
-            native.duplicate_record,
-            native.duplicate_score,
-        )
-    errors = native.error_count
-    cut = native.cut_field_count
-    return Outcome(
-        native.record,
-        fate,
-        tuple(_problem_of(error) for error in native.errors[:errors]) if errors else (),
-        tuple(text(field) for field in native.cut_fields[:cut]) if cut else (),
-        text(native.address),
-        match,
+    return Match(
+        native.duplicate_key,
+        native.duplicate_type,
+        text(native.duplicate_address),
+        text(native.duplicate_name),
+        text(native.duplicate_place),
+        text(native.duplicate_reason),
+        native.duplicate_record,
+        native.duplicate_score,
     )
 
 
@@ -368,4 +378,4 @@ def _result_of(native: _native.RunResult) -> RunResult:
             return SourceState(value)
         return None if name == "total" and value < 0 else value
 
-    return RunResult(*(convert(name) for name in RunResult.__dataclass_fields__))
+    return RunResult(*(convert(name) for name in RunResult._fields))

@@ -3,8 +3,7 @@
 from __future__ import annotations
 
 import ctypes
-from dataclasses import dataclass
-from typing import TYPE_CHECKING, Any, Callable
+from typing import TYPE_CHECKING, Any, Callable, NamedTuple
 
 from . import _native
 from ._callbacks import carried
@@ -15,8 +14,9 @@ if TYPE_CHECKING:
     from .library import Library
 
 
-@dataclass(frozen=True)
-class UndoResult:
+class UndoResult(NamedTuple):
+    """What was taken back."""
+
     total: int  # records of the run
     done: int
     removed: int  # addresses

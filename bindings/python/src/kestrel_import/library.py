@@ -8,9 +8,8 @@ import os
 import signal
 import threading
 from collections import deque
-from dataclasses import dataclass
 from types import TracebackType
-from typing import Any, Callable, Iterable, Iterator, Mapping, Sequence, Union
+from typing import Any, Callable, Iterable, Iterator, Mapping, NamedTuple, Sequence, Union
 
 from . import _native, errors
 from ._callbacks import carried, number_of, text_of
@@ -27,8 +26,7 @@ from .specifications import Specification, SpecificationEntry
 Path = Union[str, "os.PathLike[str]"]
 
 
-@dataclass(frozen=True)
-class Question:
+class Question(NamedTuple):
     """What somebody is told or asked: "tell", "yes or no", "text", "file" or "folder"."""
 
     kind: str
