@@ -69,7 +69,8 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
                      return FromQt(runs_->Undo(ToQt(run).toLongLong(), *window));
                    },
                .last_runs = [this] { return runs_->LastRuns(); }}),
-      import_man_(Platform{ui_, components, clock_}, &wizard_) {
+      import_man_(Platform{ui_, components, clock_}, &wizard_),
+      wait_(*connection_, this) {
   setObjectName("hostWindow");
   setWindowTitle("KESTREL Adressen");
   GiveIcon(this);
@@ -171,6 +172,7 @@ void HostWindow::ShowLog(const RunResult& run) {
 }
 
 void HostWindow::RefreshAll() {
+  wait_.Watch();
   for (AddressPage* page : address_pages_) page->Refresh();
   error_log_->Refresh();
   duplicates_->Refresh();

@@ -9,6 +9,7 @@
 #include "app/duplicate_page.h"
 #include "app/error_log_page.h"
 #include "app/runs_page.h"
+#include "app/shown_wait.h"
 #include "kestrel/wizard.h"
 #include "wizard/event_guard.h"
 
@@ -54,6 +55,8 @@ class HostWindow final : public QMainWindow {
   ErrorLogPage* error_log_;
   DuplicatePage* duplicates_;
   RunsPage* runs_;
+  // While no run of an import watches the connection: a server that has gone is told, and need not be waited for.
+  ShownWait wait_;
 };
 
 }  // namespace kestrel::host

@@ -18,7 +18,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -126,6 +125,16 @@ void ReplaceSpecification(Session& session, WorkingCopyLock& lock, const std::st
   session.SpecFile = path;
 }
 
+// A working copy that has vanished holds more than what is written here.
+void RequireWorkingCopy(const Session& session) {
+  if (FileExists(session.SpecFile)) return;
+  throw RuntimeError(
+      ErrorNumber::kFileNotFound,
+      "Die Arbeitskopie der Einstellungen ist nicht zu finden: " + session.SpecFile +
+          ". Machen Sie ihren Ordner wieder erreichbar und versuchen Sie es dann noch einmal; Ihre "
+          "Eingaben sind noch da");
+}
+
 // The settings that are saved for good; of a save in between those of the source's columns are not.
 void AddSettings(const Session& session, bool is_for_good, Edits& edits) {
   AddSourceSettings(session, edits);
@@ -152,6 +161,7 @@ std::string NewSpecificationPath(const Session& session, const std::string& name
 }
 
 void SaveSchema(Session& session, WorkingCopyLock& lock, bool Commit) {
+  RequireWorkingCopy(session);
   Edits edits;
   std::string path = session.ChosenSpecFile;
   if (Commit && IsTemplate(session)) {
@@ -164,8 +174,6 @@ void SaveSchema(Session& session, WorkingCopyLock& lock, bool Commit) {
   if (Commit) {
     ReplaceSpecification(session, lock, path, edits);
   } else {
-    // A working copy that has vanished holds more than what is written here.
-    if (!FileExists(session.SpecFile)) throw ErrorFromErrno(ENOENT, session.SpecFile);
     ProfileStore().Write(session.SpecFile, edits);
   }
   session.SchemaSaved = true;
@@ -174,6 +182,7 @@ void SaveSchema(Session& session, WorkingCopyLock& lock, bool Commit) {
 }
 
 bool SaveSchemaAs(Session& session, WorkingCopyLock& lock) {
+  RequireWorkingCopy(session);
   const std::optional<std::string> name = AskForName(session);
   if (!name.has_value()) return false;
   const std::string path = NewSpecificationPath(session, *name);

@@ -347,7 +347,10 @@ void frmStep2::cmdVorschau_Click() {
     ShowMessage("Bitte geben Sie alle benötigten Daten an um die Dateivorschau anzuzeigen.", "Vorschau");
     return;
   }
-  if (!SourceFileIsThere(session_)) return;
+  if (!SourceFileIsThere(session_)) {
+    if (wizard_.comforts().failed_connections) lblStatus_->setText(ToQt(ReasonToStay(session_).value_or("")));
+    return;
+  }
   const SourceKind* kind = KindOf(session_);
   QComboBox* list = ListOf(kind);
   if (!session_.SourceSettingsChanged || list == nullptr) {

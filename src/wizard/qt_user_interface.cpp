@@ -103,8 +103,8 @@ class Owner {
 };
 
 // The buttons of the pages have none either.
-void RemoveButtonIcons(const QMessageBox& box) {
-  for (QAbstractButton* button : box.buttons()) button->setIcon({});
+void RemoveButtonIcons(const QDialog& dialog) {
+  for (auto* button : dialog.findChildren<QAbstractButton*>()) button->setIcon({});
 }
 
 std::optional<std::string> Chosen(const QString& path) {
@@ -167,6 +167,7 @@ std::optional<std::string> QtUserInterface::InputBox(std::string_view prompt, st
   // What is asked for is a name, and is read while it is typed.
   const int width = dialog.fontMetrics().averageCharWidth() * kInputCharacters;
   dialog.resize(dialog.sizeHint().expandedTo({width, 0}));
+  RemoveButtonIcons(dialog);
   if (dialog.exec() != QDialog::Accepted) return std::nullopt;
   return FromQt(dialog.textValue());
 }

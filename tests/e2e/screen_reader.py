@@ -18,7 +18,8 @@ class NotFound(Exception):
     """What was looked for did not come up in time."""
 
 
-def eventually(condition, what, patience=PATIENCE):
+def eventually(condition, what, patience=None):
+    patience = patience or PATIENCE
     """The first result of `condition` that is true. Objects vanish while they are looked at; that is no error."""
     end = time.monotonic() + patience
     while True:

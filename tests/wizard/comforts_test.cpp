@@ -277,6 +277,23 @@ TEST_F(FailedConnections, AreToldBelowTheBoxesUntilSomethingIsChanged) {
   EXPECT_EQ(FromQt(Find<QLabel>("lblStatus").text()), "");
 }
 
+TEST_F(FailedConnections, TestingAFileThatHasGoneSaysSo) {
+  const std::string file = WriteSource();
+  OpenStep2(TextSpecification(file));
+  ASSERT_EQ(std::remove(file.c_str()), 0);
+  Click("cmdVorschau");
+  EXPECT_EQ(FromQt(Find<QLabel>("lblStatus").text()), "Die Datei ''" + file + "'' existiert nicht.");
+  EXPECT_THAT(ui.boxes, IsEmpty());
+}
+
+TEST_F(WithoutComforts, TestingAFileThatHasGoneIsSilent) {
+  const std::string file = WriteSource();
+  OpenStep2(TextSpecification(file));
+  ASSERT_EQ(std::remove(file.c_str()), 0);
+  Click("cmdVorschau");
+  EXPECT_EQ(FromQt(Find<QLabel>("lblStatus").text()), "");
+}
+
 TEST_F(FailedConnections, AWrongPasswordOfAnAccessDatabaseSaysSo) {
   if (testing::TestDataFolder().empty()) GTEST_SKIP() << "the public test files are not there";
   const std::string database = testing::TestDataFolder() + "/accdb/db2013-enc.accdb";
