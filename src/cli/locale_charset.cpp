@@ -2,10 +2,10 @@
 
 #include <iconv.h>
 #include <langinfo.h>
-#include <locale.h>
 
 #include <algorithm>
 #include <array>
+#include <clocale>
 #include <cstdlib>
 #include <iterator>
 #include <optional>

@@ -36,6 +36,7 @@ struct RpcFault {
   std::string message;  // German
 };
 
+// NOLINTNEXTLINE(bugprone-exception-escape): moving it moves its values, and only a null value is made with it.
 struct Incoming {
   std::optional<RpcFault> fault;  // what is wrong with the message
   nlohmann::json id;              // null: a notification, or one that could not be read

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <chrono>
-#include <optional>
 #include <string_view>
 
 #include "kestrel/waits.h"
@@ -21,14 +20,15 @@ class Patience {
       : waits_(waits), limit_(limit), reason_(reason) {}
   void BeginAgain() { start_ = Clock::now(); }
   bool GoesOn() {
-    if (!stopped_at_) {
+    if (!was_stopped_) {
       if (waits_.GoOn(start_, limit_, reason_)) return true;
       if (!waits_.WasStopped()) return false;
+      was_stopped_ = true;
       stopped_at_ = Clock::now();
     }
-    return Clock::now() - *stopped_at_ < kGraceOfAStop;
+    return Clock::now() - stopped_at_ < kGraceOfAStop;
   }
-  bool WasStopped() const { return stopped_at_.has_value(); }
+  bool WasStopped() const { return was_stopped_; }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -37,7 +37,8 @@ class Patience {
   const std::chrono::milliseconds limit_;
   const std::string_view reason_;
   Clock::time_point start_ = Clock::now();
-  std::optional<Clock::time_point> stopped_at_;
+  bool was_stopped_ = false;
+  Clock::time_point stopped_at_{};
 };
 
 }  // namespace kestrel::postgres
