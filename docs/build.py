@@ -62,7 +62,7 @@ def main():
         body = body_of(read(HERE, "bedienung", f"{name}.html"))
         # In one document the links between the pages lead nowhere.
         parts.append(re.sub(r"</?a\b[^>]*>", "", body.replace('<p><a href="index.html">Übersicht</a></p>', "")))
-    for picture, told in (("wizard-fields", "Schritt 3: Felder zuordnen"), ("host", "Die Adresslisten der Anwendung")):
+    for picture, told in (("import-2-fields", "Schritt 3: Felder zuordnen"), ("host", "Die Adresslisten der Anwendung")):
         parts.append(f'<figure><img src="{picture}.png" alt=""><figcaption>{told}</figcaption></figure>')
     for name in PAGES:
         body = body_of_markdown(read(texts if name == "befehle" else HERE, f"{name}.md"))

@@ -1,16 +1,23 @@
 // wizard_screenshots FOLDER PICTURES [--dark] [--large-fonts]
 //
+// Pictures whose names begin with "import-" are of one import, in the order of its steps.
+//
 // Goes through the sample host of FOLDER and an import in it, as a person would, and takes a picture of every
 // window. The imports of demo/ have been run in it before, so that its lists and logs are filled.
 // scripts/screenshots calls it once for each size and colour.
 #include <QAbstractButton>
+#include <QAction>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDialog>
 #include <QDir>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMessageBox>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QTabWidget>
 #include <QTableView>
 #include <QTest>
@@ -49,12 +56,9 @@ class Tour {
     OpenWizard("Kontakte der Messe");
     TakeSourcePage();
     TakeAssignmentPage();
-    Press("cmdSave");
-    Press("cmdCancel");
+    TakeQuestions();
     TakeDrift();
-    OpenWizard("Kundenliste des Großhandels");
-    Press("cmdNext");
-    TakeRun();
+    TakeImport();
   }
 
  private:
@@ -101,7 +105,19 @@ class Tour {
     tabs.setCurrentIndex(5);
     FindIn<QTableView>(*tabs.widget(5), "table").selectRow(0);
     Take(window_, "host-runs");
+    tabs.setCurrentIndex(2);
+    Take(window_, "host-empty");
     tabs.setCurrentIndex(0);
+    auto& search = FindIn<QLineEdit>(*tabs.widget(0), "search");
+    auto& list = FindIn<QTableView>(*tabs.widget(0), "table");
+    const int all = list.model()->rowCount();
+    search.setText("müller");
+    // Addresses are looked for beside the window.
+    if (!QTest::qWaitFor([&] { return list.model()->rowCount() < all; }, kWaitMs)) {
+      throw std::runtime_error("the search finds no fewer addresses");
+    }
+    Take(window_, "host-search");
+    search.clear();
   }
 
   // From the host's button to step 2 of that specification.
@@ -118,11 +134,7 @@ class Tour {
   }
 
   void TakeSourcePage() {
-    // The first records are read apart from the page.
-    const auto& preview = FindIn<QTableView>(Page(), "tblVorschau");
-    if (!QTest::qWaitFor([&preview] { return preview.isVisible(); }, kWaitMs)) {
-      throw std::runtime_error("no first records are shown");
-    }
+    WaitForPreview();
     Take(Page(), "frmStep2");
     PressAndTake("cmdVorschau", "frmPrev", "frmPrev", "cmdClose");
     // The wrong delimiter makes one column, which is shown as text.
@@ -131,8 +143,12 @@ class Tour {
     FindIn<QAbstractButton>(Page(), "optSemikolon").click();
     auto& kind = FindIn<QComboBox>(Page(), "cboDatenquelleTyp");
     for (const auto& [entry, picture] :
-         {std::pair(1, "frmStep2-server"), std::pair(2, "frmStep2-access"), std::pair(3, "frmStep2-dbase")}) {
-      kind.setCurrentIndex(entry);
+         {std::pair("Microsoft SQL-Server", "frmStep2-server"),
+          std::pair("Microsoft Access-Datenbanken", "frmStep2-access"),
+          std::pair("Microsoft Excel", "frmStep2-excel"), std::pair("dBase-Datenbank", "frmStep2-dbase")}) {
+      const int index = kind.findText(QString::fromUtf8(entry));
+      if (index < 0) throw std::runtime_error(std::string("no kind ") + entry);
+      kind.setCurrentIndex(index);
       Take(Page(), picture);
     }
     kind.setCurrentIndex(0);
@@ -151,11 +167,7 @@ class Tour {
 
   void TakeAssignmentPage() {
     SelectField("Kundengruppe");
-    // The source is read apart from the page.
-    const auto& samples = FindIn<QTableView>(Page(), "lstBeispiele");
-    if (!QTest::qWaitFor([&samples] { return samples.model()->rowCount() > 1; }, kWaitMs)) {
-      throw std::runtime_error("no sample values are shown");
-    }
+    WaitForSamples();
     Take(Page(), "frmStep3");
     PressAndTake("cmdUebersetzen", "frmTransTbl", "frmTransTbl", "cmdOK");
     PressAndTake("cmdKonstanterWert", "frmTransTbl", "frmTransTbl-constants", "cmdCancel");
@@ -165,6 +177,29 @@ class Tour {
     QTest::keyClick(&FindIn<QTableView>(Page(), "TDBImpList"), Qt::Key_Space);
     Take(Page(), "frmStep3-date");
     TakeComforts();
+  }
+
+  // Questions of step 3, and the settings of the import class.
+  void TakeQuestions() {
+    PressAndTake("cmdOptions", "importSettings", "importSettings", "cmdCancel");
+    modals_.Then("inputBox", [this](QWidget& shown) {
+      Take(shown, "inputBox");
+      dynamic_cast<QDialog&>(shown).reject();
+    });
+    modals_.Then("messageBox", [this](QWidget& shown) {
+      Take(shown, "messageBox-notice");
+      dynamic_cast<QMessageBox&>(shown).button(QMessageBox::Ok)->click();
+    });
+    for (QAction* action : Page().actions()) {
+      if (action->objectName() == "mnuSaveAs") action->trigger();
+    }
+    modals_.Then("messageBox", [this](QWidget& shown) {
+      Take(shown, "messageBox-question");
+      dynamic_cast<QMessageBox&>(shown).button(QMessageBox::No)->click();
+    });
+    Press("cmdCancel");
+    Press("cmdSave");
+    Press("cmdCancel");
   }
 
   void TakeComforts() {
@@ -197,33 +232,75 @@ class Tour {
     Press("cmdCancel");
   }
 
-  void TakeRun() {
+  // One import from the beginning to its end.
+  void TakeImport() {
+    OpenWizard("Kundenliste des Großhandels");
+    WaitForPreview();
+    Take(Page(), "import-1-source");
+    Press("cmdNext");
+    SelectField("Land");
+    WaitForSamples();
+    Take(Page(), "import-2-fields");
+    FindIn<QTabWidget>(Page(), "tabStep3").setCurrentIndex(1);
+    Take(Page(), "import-3-preview");
+    TakeRun("import-4-question", "import-5-run", "optImport");
+    Take(Page(), "import-6-result");
+    modals_.Then("messageBox", [this](QWidget& shown) {
+      Take(shown, "messageBox-undo");
+      dynamic_cast<QMessageBox&>(shown).button(QMessageBox::No)->click();
+    });
+    Press("cmdUndo");
+    Press("cmdClose");
+  }
+
+  void TakeRun(const char* question, const char* picture, const char* choice) {
     QTimer watch;
-    QObject::connect(&watch, &QTimer::timeout, [this, &watch] {
+    QObject::connect(&watch, &QTimer::timeout, [this, &watch, picture] {
       QWidget* run = QApplication::activeModalWidget();
       if (run == nullptr || run->objectName() != "frmImport") return;
       const auto& bar = FindIn<QProgressBar>(*run, "ProgressBar");
       if (bar.value() < kMidRun * bar.maximum()) return;
       watch.stop();
-      camera_.Take(*run, "frmImport");
+      camera_.Take(*run, picture);
     });
-    modals_.Then("frmQuestionDlg", [this, &watch](QWidget& shown) {
-      Take(shown, "frmQuestionDlg");
-      FindIn<QAbstractButton>(shown, "optImport").click();
+    modals_.Then("frmQuestionDlg", [this, &watch, question, choice](QWidget& shown) {
+      FindIn<QAbstractButton>(shown, choice).click();
+      const auto& records = FindIn<QLabel>(shown, "lblRecords");
+      // They are counted beside the window.
+      if (!QTest::qWaitFor([&records] { return !records.text().contains("gezählt"); }, kWaitMs)) {
+        throw std::runtime_error("the records are not counted");
+      }
+      Take(shown, question);
       watch.start(0);
       FindIn<QAbstractButton>(shown, "cmdOK").click();
     });
     Press("cmdOK");
     if (watch.isActive()) throw std::runtime_error("the run was not seen midway");
     if (Page().objectName() != "frmResult") throw std::runtime_error("no result is shown");
-    Take(Page(), "frmResult");
-    Press("cmdClose");
+  }
+
+  // The first records are read apart from the page.
+  void WaitForPreview() {
+    const auto& preview = FindIn<QTableView>(Page(), "tblVorschau");
+    if (!QTest::qWaitFor([&preview] { return preview.isVisible(); }, kWaitMs)) {
+      throw std::runtime_error("no first records are shown");
+    }
+  }
+
+  // The source is read apart from the page.
+  void WaitForSamples() {
+    const auto& samples = FindIn<QTableView>(Page(), "lstBeispiele");
+    if (!QTest::qWaitFor([&samples] { return samples.model()->rowCount() > 1; }, kWaitMs)) {
+      throw std::runtime_error("no sample values are shown");
+    }
   }
 
   host::HostWindow& window_;
   const Camera& camera_;
   testing::ModalDriver modals_{[](const std::string& complaint) {
     std::fprintf(stderr, "wizard_screenshots: %s\n", complaint.c_str());
+    const auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+    if (box != nullptr) std::fprintf(stderr, "%s\n", qPrintable(box->text()));
   }};
 };
 
