@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <random>
 #include <string>
 #include <vector>
@@ -47,37 +48,70 @@ class RandomAddresses {
   std::mt19937 random_{20261121};
 };
 
-// All that was stored, looked through from its beginning for each address.
+// All that was stored, looked through from its beginning for each address, and then how others were written that were
+// held back.
 class Walk {
  public:
   bool Holds(const std::string& key_text) {
+    const Known known = Know(key_text);
     const host::AddressParts record(key_text);
-    bool held = false;
-    for (const std::size_t candidate : CandidatesOf(record)) {
-      const host::AddressParts stored(stored_[candidate]);
-      if (host::CompareAddresses(record, stored, seen_).Percent() >= 50) held = true;
+    double score = 0;
+    for (const std::string& stored : CandidatesOf(known, stored_)) {
+      score = std::max(score, host::CompareAddresses(record, host::AddressParts(stored), seen_).Percent());
     }
-    if (!held) stored_.push_back(key_text);
-    return held;
+    if (score < 50) score = std::max(score, LikeSpelling(known, record));
+    if (score < 50) {
+      stored_.push_back(known);
+    } else if (score < 100) {
+      spellings_.push_back(known);
+    }
+    return score >= 50;
   }
   std::size_t size() const { return stored_.size(); }
+  // Of those held back.
+  std::size_t like_spelling() const { return like_spelling_; }
 
  private:
+  struct Known {
+    std::string key_text;
+    std::array<std::string, 3> keys;
+  };
+
+  static Known Know(const std::string& key_text) {
+    const host::AddressParts address(key_text);
+    return {key_text,
+            {host::CanonicalText("4", address), host::CanonicalText("6", address),
+             host::CanonicalText("7", address)}};
+  }
+
   // Those that share a key: of the first key first, a hundred at most.
-  std::vector<std::size_t> CandidatesOf(const host::AddressParts& record) const {
-    std::vector<std::size_t> found;
-    for (const char* code : {"4", "6", "7"}) {
-      const std::string key = host::CanonicalText(code, record);
-      for (std::size_t i = 0; i < stored_.size() && !key.empty(); ++i) {
-        if (host::CanonicalText(code, host::AddressParts(stored_[i])) != key) continue;
-        if (std::find(found.begin(), found.end(), i) == found.end()) found.push_back(i);
+  static std::vector<std::string> CandidatesOf(const Known& record, const std::vector<Known>& all) {
+    std::vector<std::string> found;
+    for (std::size_t key = 0; key < record.keys.size(); ++key) {
+      for (const Known& other : all) {
+        if (record.keys[key].empty() || other.keys[key] != record.keys[key]) continue;
+        if (std::find(found.begin(), found.end(), other.key_text) == found.end())
+          found.push_back(other.key_text);
       }
     }
     found.resize(std::min(found.size(), std::size_t{100}));
     return found;
   }
 
-  std::vector<std::string> stored_;
+  double LikeSpelling(const Known& known, const host::AddressParts& record) {
+    double score = 0;
+    for (const std::string& spelling : CandidatesOf(known, spellings_)) {
+      host::SameAddressPairs uncounted = seen_;
+      const host::Comparison compared = host::CompareAddresses(record, host::AddressParts(spelling), uncounted);
+      if (compared.shares_name) score = std::max(score, compared.Percent());
+    }
+    if (score >= 50) ++like_spelling_;
+    return score;
+  }
+
+  std::vector<Known> stored_;
+  std::vector<Known> spellings_;
+  std::size_t like_spelling_ = 0;
   host::SameAddressPairs seen_;
 };
 
@@ -94,6 +128,7 @@ TEST_F(EndToEnd, ManyRandomAddressesAreJudgedLikeAWalkOverAllThatIsStored) {
   }
   ASSERT_GT(walk.size(), kAddresses / 10U);
   ASSERT_LT(walk.size(), kAddresses * 9U / 10);
+  ASSERT_GT(walk.like_spelling(), 0U);
 
   WriteFileAtomically(Spec("liste.txt"), ToWindows1252(file));
   WriteSpec(
