@@ -228,6 +228,22 @@ class Desktop(Scratch):
         self.assertIn("kestrel-import init", told)
 
 
+class DebianPackages(unittest.TestCase):
+    def test_what_the_build_needs_is_what_scripts_install(self):
+        listed = re.search(r"build_packages=\((.*?)\)", read(SOURCES, "scripts/lib/packages.sh"), re.DOTALL).group(1)
+        needed = {name for name in listed.split() if name.endswith("-dev")}
+        control = read(SOURCES, "packaging/debian/control")
+        told = set(re.findall(r"^ ([a-z0-9.+-]+)", control[control.index("Build-Depends:"):control.index("\nPackage:")],
+                              re.MULTILINE))
+        self.assertIn("libpq-dev", needed)
+        self.assertEqual(needed - told, set())
+
+    def test_the_changelog_tells_the_version_of_the_headers(self):
+        version = ".".join(re.findall(r"^#define KESTREL_VERSION_[A-Z]+ (\d+)$",
+                                      read(SOURCES, "include/kestrel/version.h"), re.MULTILINE))
+        self.assertTrue(read(SOURCES, "packaging/debian/changelog").startswith(f"kestrel-import ({version}-"), version)
+
+
 class WatchedFolder(Scratch):
     SCRIPT = os.path.join(SOURCES, "packaging", "watch", "kestrel-import-watch")
 
