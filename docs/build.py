@@ -15,7 +15,8 @@ import weasyprint
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 GUIDE = ["index", "schritt1", "schritt2", "vorschau", "spalten", "schritt3", "uebersetzung", "start", "import", "ergebnis"]
-PAGES = ["befehle", "spezifikation", "verwaltung", "komponenten", "spread-databases"]
+PAGES = ["befehle", "spezifikation", "verwaltung", "komponenten", "python", "spread-databases"]
+PYTHON = os.path.join(HERE, "..", "bindings", "python", "README.md")
 
 FRAME = """<!DOCTYPE html>
 <html lang="de">
@@ -65,7 +66,7 @@ def main():
     for picture, told in (("import-2-fields", "Schritt 3: Felder zuordnen"), ("host", "Die Adresslisten der Anwendung")):
         parts.append(f'<figure><img src="{picture}.png" alt=""><figcaption>{told}</figcaption></figure>')
     for name in PAGES:
-        body = body_of_markdown(read(texts if name == "befehle" else HERE, f"{name}.md"))
+        body = body_of_markdown(read({"befehle": f"{texts}/befehle.md", "python": PYTHON}.get(name, f"{HERE}/{name}.md")))
         title = re.search(r"<h1[^>]*>(.*?)</h1>", body, re.DOTALL).group(1)
         back = '<p><a href="index.html">Übersicht</a></p>'
         with open(os.path.join(html, f"{name}.html"), "w", encoding="utf-8") as file:
