@@ -241,7 +241,7 @@ class DebianPackages(unittest.TestCase):
     def test_the_changelog_tells_the_version_of_the_headers(self):
         version = ".".join(re.findall(r"^#define KESTREL_VERSION_[A-Z]+ (\d+)$",
                                       read(SOURCES, "include/kestrel/version.h"), re.MULTILINE))
-        self.assertTrue(read(SOURCES, "packaging/debian/changelog").startswith(f"kestrel-import ({version}-"), version)
+        self.assertTrue(read(SOURCES, "packaging/debian/changelog").startswith(f"kestrel-import ({version})"), version)
 
 
 class WatchedFolder(Scratch):
