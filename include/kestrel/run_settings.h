@@ -18,8 +18,9 @@ struct RunSettings {
   std::int32_t most_same_errors = 0;
   // A test run neither backs the source up nor removes it, as ImportJob::Run has it in any case.
   bool harmless_test = false;
-  // Behind a test run the import stays open, so that RunAssigned runs it once more, with the same settings and an
-  // import class of its own.
+  // Behind a test run the import stays open, so that it is run once more, with the same settings and assignments and
+  // an import class of its own: by Run, or by OpenTestedAgain and RunAssigned. It ends with that run, with Cancel, or
+  // where the import class has cancelled the test.
   bool stays_open = false;
   // What is not stored is kept with the job, to be written by ImportJob::SaveRejects after the run.
   bool keep_rejects = false;

@@ -59,16 +59,14 @@ class UnderWay {
   ImportRun*& named_;
 };
 
-// Keeps a test run from touching the source, until the end of the scope.
-class UntouchedSource {
+// What becomes of the source is decided for one run: at the end of the scope it is again as it was.
+class SourceWishes {
  public:
-  UntouchedSource(Session& session, bool is_wanted)
-      : session_(session), saves_(session.SaveFile), deletes_(session.DeleteFile) {
-    if (is_wanted && session.TestMode) session.SaveFile = session.DeleteFile = false;
-  }
-  UntouchedSource(const UntouchedSource&) = delete;
-  UntouchedSource& operator=(const UntouchedSource&) = delete;
-  ~UntouchedSource() {
+  explicit SourceWishes(Session& session)
+      : session_(session), saves_(session.SaveFile), deletes_(session.DeleteFile) {}
+  SourceWishes(const SourceWishes&) = delete;
+  SourceWishes& operator=(const SourceWishes&) = delete;
+  ~SourceWishes() {
     session_.SaveFile = saves_;
     session_.DeleteFile = deletes_;
   }
@@ -190,12 +188,18 @@ ActiveImport& ImportJob::State::Import() {
 void ImportJob::State::BeginAnew() {
   import.reset();
   // No page is there that would take it out of the session, from where it would be written into the next specification.
-  if (tested_list != nullptr) session.AssignmentList.reset();
+  if (owns_list) session.AssignmentList.reset();
+  owns_list = false;
   tested_list.reset();
-  open = class_open = source_open = fields_built = stop_requested = false;
+  CloseSteps();
+  open = stop_requested = false;
+  piped_source.reset();
+}
+
+void ImportJob::State::CloseSteps() {
+  class_open = source_open = fields_built = false;
   fields_failure.clear();
   fields_error.reset();
-  piped_source.reset();
 }
 
 std::optional<MutedUserInterface::Mute> ImportJob::State::MuteBoxes() {
@@ -290,6 +294,7 @@ void ImportJob::State::BuildFields(ImportJob& job) {
   // What fails is told by whoever asked for the fields.
   const auto mute = MuteBoxes();
   job.AssignFields(&fields_failure);
+  if (tested_list != nullptr) session.AssignmentList = tested_list;
   fields_built = true;
 }
 
@@ -386,6 +391,7 @@ const RunResult& ImportJob::Run(RunMode mode) {
 const RunResult& ImportJob::RunDespiteFindings(RunView& view, RunMode mode) {
   state_->RequireIdle();
   Prepare();
+  const SourceWishes wishes(session());
   if (const std::optional<Finding> empty_file = FindEmptyFile(session())) state_->Tell(empty_file->Message());
   state_->TellColumnDrift(*this);
   if (!settings().rejects_file.empty()) Rejects::RequirePlace(settings().rejects_file, session());
@@ -422,6 +428,8 @@ void ImportJob::State::KeepSource(const char* why) {
 const RunResult& ImportJob::RunAssigned(RunView& view) {
   state_->RequireIdle();
   state_->rejects.reset();
+  // What a run leaves half done is not offered once more.
+  state_->tested_list.reset();
   RunSettings settings = state_->settings;
   settings.stays_open &= session().TestMode;
   ImportRun run(state_->Import(), view, settings);
@@ -429,25 +437,30 @@ const RunResult& ImportJob::RunAssigned(RunView& view) {
   {
     // A user interface that raises while it shows an error ends the run; the job can be cancelled all the same.
     const UnderWay under_way(state_->run, run);
-    const UntouchedSource untouched(session(), settings.harmless_test);
+    const SourceWishes wishes(session());
+    if (settings.harmless_test && session().TestMode) session().SaveFile = session().DeleteFile = false;
     run.Activate();
   }
   state_->result = run.result();
   state_->rejects = run.TakeRejects();
-  if (settings.stays_open) {
-    state_->StayOpen();
-  } else {
+  if (!settings.stays_open) {
     // The run has deleted the working copy.
     state_->working_copy_lock.Release();
     state_->BeginAnew();
+  } else if (state_->result.cancelled) {
+    Cancel();
+  } else {
+    state_->StayOpen();
   }
   return state_->result;
 }
 
 void ImportJob::State::StayOpen() {
   import.reset();
+  CloseSteps();
   stop_requested = false;
   tested_list = session.AssignmentList;
+  owns_list = true;
 }
 
 bool ImportJob::OpenTestedAgain() {

@@ -34,7 +34,9 @@ struct __attribute__((visibility("hidden"))) ImportJob::State {
   ~State();
 
   void BeginAnew();
-  // Behind a test run, for the import with the same settings.
+  // Has the next Prepare take all of its steps.
+  void CloseSteps();
+  // Behind a test run that was not cancelled, for the import with the same settings.
   void StayOpen();
   ActiveImport& Import();
   void RequireIdle() const;
@@ -74,8 +76,10 @@ struct __attribute__((visibility("hidden"))) ImportJob::State {
   bool stop_requested = false;
   std::string fields_failure;
   std::optional<ImportClassError> fields_error;
-  ImportRun* run = nullptr;                      // while one is under way
-  std::shared_ptr<MemoryRecordset> tested_list;  // the assignments of a test run that stayed open
+  ImportRun* run = nullptr;  // while one is under way
+  std::shared_ptr<MemoryRecordset>
+      tested_list;         // the assignments of a test run that stayed open, until a run begins
+  bool owns_list = false;  // those of the session are the job's, and no page's
   RunSettings settings;
   std::unique_ptr<Rejects> rejects;  // of the last run
   RunResult result;

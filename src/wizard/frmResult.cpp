@@ -122,7 +122,7 @@ void frmResult::ShowRun(const QString& remarks) {
   cmdClose_->setFocus();
 }
 
-bool frmResult::CanImport() const { return job_.IsTestedOpen() && !job_.result().cancelled; }
+bool frmResult::CanImport() const { return job_.IsTestedOpen(); }
 
 void frmResult::ShowFigures(const RunResult& run) {
   while (figures_->rowCount() > 0) figures_->removeRow(0);

@@ -80,7 +80,7 @@ QWidget* Wizard::OpenDialog() const {
 }
 
 void Wizard::Abandon() {
-  if (CurrentPage() != nullptr) job_->Cancel();
+  if (HasOpenImport()) job_->Cancel();
   DropPages();
 }
 
@@ -114,7 +114,13 @@ void Wizard::RunImport(QWidget& page) {
   frmImport window(*job_, &page, comforts_);
   Dress(window);
   window.exec();
-  if (!comforts_.result_page || !window.HasFinished()) return;
+  if (!window.HasFinished()) {
+    // What has broken off cannot be gone on with.
+    job_->Cancel();
+    if (result_ != nullptr) result_->close();
+    return;
+  }
+  if (!comforts_.result_page) return;
   ShowPage(result_);
   result_->ShowRun(window.Remarks());
   emit RunEnded();
@@ -140,7 +146,9 @@ void Wizard::Dress(QWidget& window) const {
 }
 
 bool Wizard::eventFilter(QObject* watched, QEvent* event) {
-  if (event->type() == QEvent::Close && watched == CurrentPage() && watched != step3_.get()) {
+  // Behind a run nothing is open any more, and the name of its working copy is perhaps another program's.
+  if (event->type() == QEvent::Close && watched == CurrentPage() && watched != step3_.get() &&
+      HasOpenImport()) {
     job_->Cancel();
   }
   // Told from the message loop: the page is still in the middle of closing. A page that only makes room for

@@ -10,6 +10,7 @@
 #include <QTableView>
 
 #include "platform/base/file.h"
+#include "support/breaking_user_interface.h"
 #include "wizard/wizard_fixture.h"
 
 namespace kestrel {
@@ -38,6 +39,23 @@ class ResultPageTest : public testing::WizardFixture {
     });
     ui.boxes.clear();
     Click("cmdOK");
+    Spin();
+  }
+  // The same in another wizard or another session.
+  void RunWith(Wizard& other, const std::shared_ptr<Session>& with, bool is_test) {
+    WriteSpecification("Test.IMP", TextSpecification(WriteSource(), "[FieldAssignments]\nName=FIELD:Name\n"));
+    other.ShowStep1(with);
+    Spin();
+    FindIn<QListWidget>(*other.CurrentPage(), "lstVorlage").setCurrentRow(0);
+    for (int step = 1; step <= 2; ++step) {
+      ClickOn(FindIn<QWidget>(*other.CurrentPage(), "cmdNext"));
+      Spin();
+    }
+    modals.Then("frmQuestionDlg", [is_test](QWidget& question) {
+      if (!is_test) ClickOn(FindIn<QWidget>(question, "optImport"));
+      ClickOn(FindIn<QWidget>(question, "cmdOK"));
+    });
+    ClickOn(FindIn<QWidget>(*other.CurrentPage(), "cmdOK"));
     Spin();
   }
   std::string Text(const char* label) const { return FromQt(Find<QLabel>(label).text()); }
@@ -153,6 +171,44 @@ TEST_F(ResultPageTest, WhereTheImportClassCannotBeMadeAgainThePageStays) {
   EXPECT_EQ(Text("lblStepInfo"), "Test abgeschlossen");
 }
 
+TEST_F(ResultPageTest, AnImportThatBreaksOffLeavesNothingThatCouldNotBeGoneOnWith) {
+  testing::BreakingUserInterface screen;
+  Session of_screen({screen, components, clock});
+  of_screen.SpecFolder = session.SpecFolder;
+  of_screen.AppMode = session.AppMode;
+  RunWith(wizard, {std::shared_ptr<void>(), &of_screen}, true);
+  screen.is_broken = true;
+  import_class->Raises("ImportRecord", RuntimeError(3000, "weg"));
+  Click("cmdImport");
+  EXPECT_THAT(screen.told, ElementsAre("Fehler: Kein Bildschirm."));
+  EXPECT_EQ(PageName(), "");
+  EXPECT_FALSE(wizard.HasOpenImport());
+  EXPECT_THAT(FilesOfSpecFolder(), ElementsAre("Test.IMP"));
+}
+
+TEST_F(ResultPageTest, ClosingItDeletesNothingOfAnImportThatHasTakenTheNameOfItsWorkingCopy) {
+  Run(false);
+  const std::string of_another = session.SpecFile;
+  WriteFileAtomically(of_another, "[Common]\n");
+  Click("cmdClose");
+  EXPECT_TRUE(FileExists(of_another));
+  Run(false);
+  WriteFileAtomically(session.SpecFile, "[Common]\n");
+  wizard.Abandon();
+  EXPECT_TRUE(FileExists(session.SpecFile));
+}
+
+TEST_F(ResultPageTest, ATestThatTheImportClassCancelsLeavesNoWorkingCopy) {
+  import_class->Method("BeforeImport", [](std::span<Argument> arguments) {
+    arguments[0].Set(true);
+    return Value();
+  });
+  Run(true);
+  EXPECT_EQ(Text("lblStepInfo"), "Test abgebrochen");
+  EXPECT_FALSE(IsOffered("cmdImport"));
+  EXPECT_THAT(FilesOfSpecFolder(), ElementsAre("Test.IMP"));
+}
+
 TEST_F(ResultPageTest, RecordsThatWereNotStoredAreSavedFromIt) {
   import_class->Raises("ImportRecord", RuntimeError(3000, "weg"));
   Run(false);
@@ -242,22 +298,7 @@ class HostWithLedger : public ResultPageTest {
                        },
                    .last_runs = nullptr});
   }
-  void RunThere(bool is_test) {
-    WriteSpecification("Test.IMP", TextSpecification(WriteSource(), "[FieldAssignments]\nName=FIELD:Name\n"));
-    with_host->ShowStep1(SharedSession());
-    Spin();
-    On<QListWidget>("lstVorlage").setCurrentRow(0);
-    ClickOn(On<QWidget>("cmdNext"));
-    Spin();
-    ClickOn(On<QWidget>("cmdNext"));
-    Spin();
-    modals.Then("frmQuestionDlg", [is_test](QWidget& question) {
-      if (!is_test) ClickOn(FindIn<QWidget>(question, "optImport"));
-      ClickOn(FindIn<QWidget>(question, "cmdOK"));
-    });
-    ClickOn(On<QWidget>("cmdOK"));
-    Spin();
-  }
+  void RunThere(bool is_test) { RunWith(*with_host, SharedSession(), is_test); }
   template <class Control>
   Control& On(const char* name) {
     return FindIn<Control>(*with_host->CurrentPage(), name);
