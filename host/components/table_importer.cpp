@@ -11,6 +11,7 @@
 #include "platform/base/text.h"
 #include "platform/profile/profile.h"
 #include "storage/field_error.h"
+#include "storage/field_value.h"
 #include "storage/grouped_writes.h"
 #include "storage/index_repair.h"
 #include "storage/missing_rights.h"
@@ -50,6 +51,7 @@ void TableImporter::Bind(Members& members) {
   members.Method("BeforeImport", &TableImporter::BeforeImport);
   members.Method("GetNewRecord", &TableImporter::GetNewRecord);
   members.Method("ImportRecord", &TableImporter::ImportRecord);
+  members.Method("CheckValue", &TableImporter::CheckValue);
   members.Method("CheckDestination", &TableImporter::CheckDestination);
   members.Method("CheckRecord", &TableImporter::CheckRecord);
   members.Method("NextLateError", &TableImporter::NextLateError);
@@ -171,6 +173,17 @@ ObjectPtr TableImporter::GetFields() {
     fields = FieldListOf(rows);
   });
   return fields;
+}
+
+std::string TableImporter::CheckValue(std::string_view field, std::string_view text) {
+  std::string reason;
+  const auto convert = [&] {
+    const Destination& target = Target();
+    IsoDate date;
+    if (const auto found = target.FindField(field)) ConvertFieldText(target.fields[*found], text, date);
+  };
+  Trap(convert, [&reason](const RuntimeError& error) { reason = error.Description(); });
+  return reason;
 }
 
 std::string TableImporter::CheckDestination() {

@@ -51,6 +51,8 @@ class TableImporter final : public BoundObject<TableImporter> {
   // One record set for all records, its row emptied.
   ObjectPtr GetNewRecord();
   void ImportRecord(const Value& record);
+  // Why ImportRecord would refuse the text in that field; empty where it would not, and for a field that there is not.
+  std::string CheckValue(std::string_view field, std::string_view text);
   // What keeps the destination from taking records (storage/missing_rights.h), one sentence a line; empty where
   // nothing does. Stores nothing.
   std::string CheckDestination();

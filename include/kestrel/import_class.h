@@ -67,6 +67,11 @@
 //                                                        would refuse it after those checked before, and
 //                                                        nothing is stored. What is said of ImportRecord holds
 //                                                        for it, but ImportResult is not asked.
+//   CheckValue                         method, text      field and text, as a record would hold it: why ImportRecord
+//                                                        would refuse that, whatever else the record and the
+//                                                        destination hold; a sentence, empty where it would not. For
+//                                                        previews, outside of a run and for many values at once:
+//                                                        changes nothing. What it raises is ignored.
 //   CheckDestination                   method, text      what keeps the destination from taking records, for
 //                                                        instance a missing right: sentences, one a line; asked
 //                                                        behind GetFields where a specification is checked, and

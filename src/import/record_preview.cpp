@@ -8,6 +8,7 @@
 #include "import/record_assembly.h"
 #include "mapping/field_assignment.h"
 #include "mapping/value_conversion.h"
+#include "platform/automation/optional_member.h"
 #include "platform/base/text.h"
 #include "platform/profile/profile.h"
 
@@ -82,18 +83,36 @@ class Problems final : public FieldErrors {
   PreviewedRecord* record_ = nullptr;
 };
 
-// What no rule of the run counts as an error, though a destination will hardly take it.
-std::string WhyUnlikely(const Field& field, std::string_view text) {
+// What the import class says of values, where it can.
+class Destination {
+ public:
+  explicit Destination(const ObjectPtr& import_class) {
+    Trap([&] { check_value_ = FindOptional(import_class, "CheckValue"); }, [](const RuntimeError&) {});
+  }
+  bool CanTell() const { return check_value_.has_value(); }
+  std::string WhyRefused(const Field& field, std::string_view text) {
+    std::string reason;
+    Trap([&] { reason = check_value_->Call(field.name, text).ToText(); }, [](const RuntimeError&) {});
+    return reason;
+  }
+
+ private:
+  std::optional<BoundMember> check_value_;
+};
+
+// What no rule of the run counts as an error, though the destination will not take it, or hardly.
+std::string WhyUnlikely(const Field& field, std::string_view text, Destination& destination) {
   const bool is_empty = TrimBlanks(text).empty();
   if (is_empty) return field.is_mandatory ? "Das Pflichtfeld bleibt leer." : "";
+  if (destination.CanTell()) return destination.WhyRefused(field, text);
   if (!field.is_date || field.option != kImportField || IsStoredDate(text)) return "";
   if (field.format.empty()) return "Kein Datumsformat gewählt; wird unverändert übergeben.";
   return "Kein Tag im Format " + field.format + "; wird unverändert übergeben.";
 }
 
-void Judge(const Field& field, PreviewedField& previewed) {
+void Judge(const Field& field, Destination& destination, PreviewedField& previewed) {
   if (previewed.state == PreviewedField::State::kRefused) return;
-  if (std::string reason = WhyUnlikely(field, previewed.text); !reason.empty()) {
+  if (std::string reason = WhyUnlikely(field, previewed.text, destination); !reason.empty()) {
     previewed.state = PreviewedField::State::kRefused;
     previewed.reason = std::move(reason);
   } else if (previewed.state == PreviewedField::State::kChanged) {
@@ -111,6 +130,7 @@ std::vector<PreviewedRecord> PreviewRecords(const Session& session,
   own.AssignmentList = list;
   ProfileStore profiles;
   Problems problems;
+  Destination destination(session.ImportClass);
   RecordAssembly assembly(own, profiles, problems);
   std::vector<Field> fields;
   const auto record = std::make_shared<MemoryRecordset>();
@@ -136,7 +156,7 @@ std::vector<PreviewedRecord> PreviewRecords(const Session& session,
       if (fields[i].option == kConstantValue) made[i].raw = fields[i].destination;
       const auto column = source->FindColumn(fields[i].destination);
       if (fields[i].option == kImportField && column) made[i].raw = values[*column].text;
-      Judge(fields[i], made[i]);
+      Judge(fields[i], destination, made[i]);
     }
     source->MoveNext();
   }

@@ -1,5 +1,5 @@
-// What a run would make of records, without a run: nothing is stored or logged, no number is drawn, and the import
-// class is not asked.
+// What a run would make of records, without a run: nothing is stored or logged, and no number is drawn. Of the import
+// class only CheckValue is asked, where it has it.
 #pragma once
 
 #include <memory>

@@ -2,56 +2,36 @@
 
 #include <utility>
 
-#include "kestrel/clock.h"
-#include "kestrel/component_registry.h"
+#include "kestrel/connection.h"
 #include "kestrel/runtime_error.h"
-#include "kestrel/user_interface.h"
 #include "platform/base/text.h"
+#include "sources/apart_session.h"
 #include "sources/source_kind.h"
 
 namespace kestrel {
 
 namespace {
 
-// Whoever reads a sample is told of errors by it alone.
-class NobodyAsked final : public UserInterface {
- public:
-  Answer MessageBox(std::string_view, std::string_view, Icon, Buttons buttons) override {
-    return buttons == Buttons::kOk ? Answer::kOk : Answer::kNo;
-  }
-  std::optional<std::string> InputBox(std::string_view, std::string_view) override { return {}; }
-  std::optional<std::string> ChooseFile(std::string_view, std::string_view, const std::string&) override {
-    return {};
-  }
-  std::optional<std::string> ChooseFolder(std::string_view, const std::string&) override { return {}; }
-  void Yield() override {}
-};
+using Opening = std::function<RecordsetPtr()>;
 
-// What reading a source needs, in the thread that does it.
-struct Reading {
-  explicit Reading(const Session& of) {
-    // A row of the host's may have gone with its kinds when the thread comes to it.
-    const SourceKind* kind = KindOf(of);
-    if (kind != nullptr && kinds.Find(kind->name) == nullptr) kinds.Add(*kind);
-    session.Provider = of.Provider;
-    session.FileName = of.FileName;
-    session.Database = of.Database;
-    session.Table = of.Table;
-    session.ColumnHeadings = of.ColumnHeadings;
-    session.FileFormat = of.FileFormat;
-    session.Delimiter = of.Delimiter;
-    session.TextRecognition = of.TextRecognition;
-    session.Server = of.Server;
-    session.User = of.User;
-    session.Password = of.Password;
-  }
+Opening AsARunOpens(const Session& session) {
+  return [apart = std::make_shared<ApartSession>(session)] {
+    Session& own = apart->session();
+    const ConnectResult connect = ConnectFromSession(own);
+    if (!connect.connected) throw RuntimeError(ErrorNumber::kDatabase, connect.reason);
+    return KindOf(own)->open(own);
+  };
+}
 
-  NobodyAsked ui;
-  ComponentRegistry components;
-  SystemClock clock;
-  SourceKinds kinds;
-  Session session{Platform{ui, components, clock, &kinds}};
-};
+// The record set keeps the connection, which is its own.
+Opening ByConnection(const SourceKind& kind, const Session& session, const SourceInputs& inputs,
+                     const ConnectionOpener& open) {
+  return [connect = kind.connect, inputs, open, sql = kind.query(session)] {
+    const OpenedSource opened = connect(inputs, open);
+    if (opened.connection == nullptr) throw RuntimeError(ErrorNumber::kDatabase, opened.reason);
+    return opened.connection->OpenRecordset(sql);
+  };
+}
 
 ExcerptValue ValueOf(const Recordset& source, std::size_t column) {
   ExcerptValue value;
@@ -60,15 +40,8 @@ ExcerptValue ValueOf(const Recordset& source, std::size_t column) {
   return value;
 }
 
-void ReadRecords(Session& session, std::size_t most, SourceExcerpt& sample) {
-  const SourceKind* kind = KindOf(session);
-  if (kind == nullptr) return;
-  const ConnectResult connect = ConnectFromSession(session);
-  if (!connect.connected) {
-    sample.failure = connect.reason;
-    return;
-  }
-  const RecordsetPtr source = kind->open(session);
+void ReadRecords(const Opening& opening, std::size_t most, SourceExcerpt& sample) {
+  const RecordsetPtr source = opening();
   for (std::size_t column = 0; column < source->ColumnCount(); ++column) {
     sample.columns.emplace_back(source->ColumnName(column));
   }
@@ -99,6 +72,11 @@ class SampleRecordset final : public Recordset {
     if (IsEof()) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
     ++row_;
   }
+  std::int64_t Bookmark() const override { return static_cast<std::int64_t>(row_); }
+  void GoTo(std::int64_t row) override {
+    if (row < 0 || row >= RecordCount()) throw RuntimeError(ErrorNumber::kNoCurrentRecord);
+    row_ = static_cast<std::size_t>(row);
+  }
   std::int64_t RecordCount() const override { return static_cast<std::int64_t>(sample_.records.size()); }
   bool IsNull(std::size_t) const override { return false; }
   std::string_view TextAt(std::size_t column) const override {
@@ -113,15 +91,28 @@ class SampleRecordset final : public Recordset {
   std::size_t row_ = 0;
 };
 
-}  // namespace
-
-std::function<SourceExcerpt()> BeginExcerpt(const Session& session, std::size_t most) {
-  return [reading = std::make_shared<Reading>(session), most] {
+ExcerptReading Reading(Opening opening, std::size_t most) {
+  return [opening = std::move(opening), most] {
     SourceExcerpt sample;
-    Trap([&] { ReadRecords(reading->session, most, sample); },
+    Trap([&] { ReadRecords(opening, most, sample); },
          [&](const RuntimeError& error) { sample.failure = error.Description(); });
     return sample;
   };
+}
+
+}  // namespace
+
+ExcerptReading BeginExcerpt(const Session& session, std::size_t most) {
+  return Reading(AsARunOpens(session), most);
+}
+
+ExcerptReading BeginGlimpse(const Session& session, const SourceInputs& inputs, std::size_t most,
+                            const ConnectionOpener& open) {
+  const SourceKind* kind = KindOf(session);
+  if (kind != nullptr && kind->beginning != nullptr) return Reading(kind->beginning(session), most);
+  if (kind != nullptr && kind->connect != nullptr)
+    return Reading(ByConnection(*kind, session, inputs, open), most);
+  return Reading(AsARunOpens(session), most);
 }
 
 RecordsetPtr RecordsOf(const SourceExcerpt& sample) { return std::make_shared<SampleRecordset>(sample); }

@@ -11,6 +11,7 @@
 #include "component/session.h"
 #include "kestrel/export.h"
 #include "kestrel/recordset.h"
+#include "sources/source_connection.h"
 
 namespace kestrel {
 
@@ -29,9 +30,15 @@ struct SourceExcerpt {
 // Of a longer value this many characters are kept.
 inline constexpr std::size_t kExcerptCharacters = 10000;
 
-// Reads up to `most` records of the session's source as its settings are now. What it returns touches no session,
-// raises nothing and is called once, in whatever thread, perhaps still when the session has gone.
-KESTREL_INTERNAL std::function<SourceExcerpt()> BeginExcerpt(const Session& session, std::size_t most);
+// Touches no session, raises nothing and is called once, in whatever thread, perhaps still when the session has gone.
+using ExcerptReading = std::function<SourceExcerpt()>;
+
+// Reads up to `most` records of the session's source, opened as a run opens it with the settings of now.
+KESTREL_INTERNAL ExcerptReading BeginExcerpt(const Session& session, std::size_t most);
+// The same of a source that is still being described, connected to with `inputs`. Of a text file the beginning alone is
+// looked at, so line ends and character set are those of the beginning.
+KESTREL_INTERNAL ExcerptReading BeginGlimpse(const Session& session, const SourceInputs& inputs,
+                                             std::size_t most, const ConnectionOpener& open = OpenConnection);
 
 // The sample as a record set at its first record, with the errors of its values. The sample outlives it.
 KESTREL_INTERNAL RecordsetPtr RecordsOf(const SourceExcerpt& sample);

@@ -36,10 +36,8 @@ void frmStep2::UpdatePreview() {
   const SourceInputs inputs = InputsOfPage(*kind, page);
   if (const QString why = WhyNot(*kind, described, inputs == answered_); !why.isEmpty()) {
     preview_->Say(why);
-  } else if (SampleReading reading = BeginSample(described, inputs, SourcePreview::kRecords)) {
-    preview_->Read(std::move(reading));
   } else {
-    preview_->Say("Diese Datenquelle zeigt ihre ersten Datensätze mit \"Datenquelle testen\".");
+    preview_->Read(BeginGlimpse(described, inputs, SourcePreview::kRecords));
   }
 }
 

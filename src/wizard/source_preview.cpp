@@ -52,13 +52,13 @@ SourcePreview::~SourcePreview() {
   desk_->idle.wait_for(lock, kEndsSoon, [this] { return !desk_->is_working; });
 }
 
-void SourcePreview::Read(SampleReading reading) {
+void SourcePreview::Read(ExcerptReading reading) {
   Ask(std::move(reading));
   if (!look_.isActive()) reading_since_.start();
   look_.start(kLookMs);
 }
 
-void SourcePreview::Ask(SampleReading reading) {
+void SourcePreview::Ask(ExcerptReading reading) {
   const std::lock_guard lock(desk_->mutex);
   desk_->next = std::move(reading);
   desk_->sample.reset();
@@ -71,7 +71,7 @@ void SourcePreview::Ask(SampleReading reading) {
 
 void SourcePreview::LeaveAlone() {
   if (working_since_.elapsed() <= kLeftAloneMs) return;
-  SampleReading next;
+  ExcerptReading next;
   {
     const std::lock_guard lock(desk_->mutex);
     next = std::exchange(desk_->next, nullptr);
@@ -96,10 +96,10 @@ void SourcePreview::Say(const QString& text) {
 void SourcePreview::Work(const std::shared_ptr<Desk>& desk) {
   std::unique_lock lock(desk->mutex);
   while (desk->next) {
-    const SampleReading reading = std::exchange(desk->next, nullptr);
+    const ExcerptReading reading = std::exchange(desk->next, nullptr);
     const std::int64_t number = desk->number;
     lock.unlock();
-    SourceSample sample = reading();
+    SourceExcerpt sample = reading();
     lock.lock();
     if (number == desk->number) desk->sample = std::move(sample);
   }
@@ -108,14 +108,14 @@ void SourcePreview::Work(const std::shared_ptr<Desk>& desk) {
 }
 
 void SourcePreview::Look() {
-  std::optional<SourceSample> sample;
+  std::optional<SourceExcerpt> sample;
   {
     const std::lock_guard lock(desk_->mutex);
     sample = std::exchange(desk_->sample, std::nullopt);
   }
   if (sample) {
     look_.stop();
-    Show(*sample);
+    Show(std::move(*sample));
     return;
   }
   LeaveAlone();
@@ -125,14 +125,16 @@ void SourcePreview::Look() {
   }
 }
 
-void SourcePreview::Show(const SourceSample& sample) {
-  const bool has_records = sample.records != nullptr && sample.records->RecordCount() > 0;
-  if (!has_records) {
-    reason_->setText(sample.reason.empty() ? "Die Datenquelle enthält keine Datensätze." : ToQt(sample.reason));
+void SourcePreview::Show(SourceExcerpt sample) {
+  if (sample.records.empty()) {
+    reason_->setText(sample.failure.empty() ? "Die Datenquelle enthält keine Datensätze."
+                                            : ToQt(sample.failure));
     setCurrentWidget(reason_);
     return;
   }
-  model_.SetRecordset(sample.records, {});
+  model_.SetRecordset(nullptr, {});
+  shown_ = std::move(sample);
+  model_.SetRecordset(RecordsOf(shown_), {});
   FitColumns(*table_, kWidestColumn);
   setCurrentWidget(table_);
 }

@@ -17,7 +17,7 @@
 #include <mutex>
 #include <optional>
 
-#include "sources/source_sample.h"
+#include "sources/source_excerpt.h"
 #include "wizard/event_guard.h"
 #include "wizard/recordset_model.h"
 
@@ -33,7 +33,7 @@ class SourcePreview final : public QStackedWidget {
   ~SourcePreview() override;
 
   // Shows what it reads, or the reason why it cannot.
-  void Read(SampleReading reading);
+  void Read(ExcerptReading reading);
   // Shows a sentence in place of the table.
   void Say(const QString& text);
   // What the keyboard reaches.
@@ -45,22 +45,23 @@ class SourcePreview final : public QStackedWidget {
   struct Desk {
     std::mutex mutex;
     std::condition_variable idle;
-    SampleReading next;
+    ExcerptReading next;
     std::int64_t number = 0;  // of the last reading asked for
     bool is_working = false;
-    std::optional<SourceSample> sample;  // of that reading
+    std::optional<SourceExcerpt> sample;  // of that reading
   };
   static void Work(const std::shared_ptr<Desk>& desk);
 
-  void Ask(SampleReading reading);
+  void Ask(ExcerptReading reading);
   // Begins what waits behind a reading that lasts.
   void LeaveAlone();
   void Look();
-  void Show(const SourceSample& sample);
+  void Show(SourceExcerpt sample);
 
   EventGuard guard_;
   QTableView* table_;
   QLabel* reason_;
+  SourceExcerpt shown_;  // what the model shows
   RecordsetModel model_;
   std::shared_ptr<Desk> desk_ = std::make_shared<Desk>();
   QTimer look_;  // while something is being read

@@ -34,6 +34,25 @@ TEST_F(TableImporter, FieldsComeInOrderWithTheirProperties) {
   EXPECT_EQ(text("DateField"), "Wahr");
 }
 
+TEST_F(TableImporter, CheckValueSaysWhatStoringTheValueWouldAndChangesNothing) {
+  const ObjectPtr importer = Importer();
+  const auto refusal = [&](const char* field, const std::string& text) {
+    return CallMethod(importer, "CheckValue", field, text).ToText();
+  };
+  const std::vector<std::pair<const char*, std::string>> values = {
+      {"Mitarbeiter", "12,5"}, {"KundeSeit", "31.02.2024"}, {"Umsatz", "viel"}, {"Bez2", std::string(51, 'x')}};
+  for (const auto& [field, text] : values) {
+    EXPECT_THAT(refusal(field, text), HasSubstr(field));
+    EXPECT_EQ(Import(importer, {{"Bez1", "x"}, {field, text.c_str()}}), refusal(field, text));
+  }
+  EXPECT_EQ(refusal("KundeSeit", "01.02.2024"), "");
+  EXPECT_EQ(refusal("KundeSeit", "20240201000000"), "");
+  EXPECT_EQ(refusal("Mitarbeiter", ""), "");
+  EXPECT_EQ(refusal("Gibtesnicht", "x"), "");
+  EXPECT_EQ(GetProperty(importer, "ErrorCode").ToInteger(), 3421) << "that of the last record";
+  EXPECT_THAT(Rows("SELECT count(*) FROM Kunden"), ElementsAre("0"));
+}
+
 TEST_F(TableImporter, EachDestinationHasItsOwnNumberAndGroup) {
   const auto names = [&](const char* prog_id) {
     std::vector<std::string> list;

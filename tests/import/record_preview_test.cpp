@@ -111,6 +111,24 @@ TEST_F(RecordPreviewTest, AColumnThatTheSourceLacksIsNamed) {
   EXPECT_EQ(Only().state, PreviewedField::State::kRefused);
 }
 
+TEST_F(RecordPreviewTest, AnImportClassThatHasCheckValueIsAskedAboutThoseThatWouldBeWritten) {
+  UseSource("Wert;Rest\nabc;x\n01.02.2024;31.02.2024\n");
+  import_class->Method("CheckValue", [](std::span<Argument> arguments) {
+    const std::string text = arguments[1].Get().ToText();
+    if (text == "x") throw RuntimeError(4711, "kaputt");
+    return Value(text == "31.02.2024" ? "Kein Tag im Feld " + arguments[0].Get().ToText() + "." : "");
+  });
+  Assign({.field = "Umsatz", .destination = "Wert", .typ = "INT"});
+  Assign({.field = "Seit", .destination = "Rest", .format = "tt.mm.jjjj"});
+  SetFlag(kDateField);
+  const std::vector<PreviewedRecord> records = Preview();
+  EXPECT_EQ(records[0][0].reason, "\"abc\" ist keine Zahl; wird nicht geschrieben.") << "the run's own reason";
+  EXPECT_EQ(records[0][1].reason, "") << "what the class raises is ignored, and it knows better than a guess";
+  EXPECT_EQ(records[1][1].reason, "Kein Tag im Feld Seit.");
+  EXPECT_EQ(records[1][1].state, PreviewedField::State::kRefused);
+  EXPECT_EQ(import_class->CountOf("CheckValue"), 2u);
+}
+
 TEST_F(RecordPreviewTest, LeavesSessionAndListAsTheyAre) {
   UseSource("Wert;Rest\nx;r\n");
   Assign({.field = "Bez1", .destination = "Wert"});

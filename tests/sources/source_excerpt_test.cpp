@@ -6,6 +6,8 @@
 #include <future>
 #include <thread>
 
+#include "sources/source_count.h"
+#include "sources/source_kind.h"
 #include "support/dbf_writer.h"
 #include "support/session_fixture.h"
 
@@ -82,6 +84,57 @@ TEST_F(SourceExcerptTest, KeepsTheBeginningOfAVeryLongValue) {
   EXPECT_EQ(Take(1).records[0][0].text.size(), kExcerptCharacters);
 }
 
+TEST_F(SourceExcerptTest, OfASourceThatIsBeingDescribedItConnectsWithWhatWasTyped) {
+  testing::DbfWriter table({{.name = "NAME"}});
+  table.Add({"Anna"});
+  table.Add({"Bert"});
+  folder.Write("KUNDEN.DBF", table.Bytes());
+  session.Provider = "dBase-Datenbank";
+  session.Table = "KUNDEN";
+  const SourceExcerpt sample = BeginGlimpse(session, {.database = folder.path()}, 1)();
+  EXPECT_EQ(sample.failure, "");
+  EXPECT_THAT(Texts(sample, 0), ElementsAre("Anna"));
+  EXPECT_EQ(session.SourceConnection, nullptr);
+  session.Table = "FEHLT";
+  EXPECT_THAT(BeginGlimpse(session, {.database = folder.path()}, 1)().failure, HasSubstr("FEHLT"));
+}
+
+TEST_F(SourceExcerptTest, IsReadWithTheSettingsOfTheTimeItWasBegun) {
+  UseText("Name;Ort\r\na;Köln\r\n");
+  for (const ExcerptReading& reading : {BeginExcerpt(session, 2), BeginGlimpse(session, {}, 2)}) {
+    session.Delimiter = ",";
+    EXPECT_THAT(reading().columns, ElementsAre("Name", "Ort"));
+    session.Delimiter = ";";
+  }
+}
+
+TEST_F(SourceExcerptTest, MayBeReadWhenTheHostsKindsOfSourcesHaveGone) {
+  auto kinds = std::make_unique<SourceKinds>();
+  SourceKind own = *kinds->Find("Textdatei");
+  own.name = "Eigene";
+  own.beginning = nullptr;
+  kinds->Add(own);
+  auto of_host = std::make_unique<Session>(Platform{ui, components, clock, kinds.get()});
+  of_host->Provider = "Eigene";
+  of_host->FileName = folder.Write("quelle.txt", "Name;Ort\r\na;Köln\r\nb;Ulm\r\n");
+  of_host->Delimiter = ";";
+  of_host->ColumnHeadings = true;
+  const ExcerptReading excerpt = BeginExcerpt(*of_host, 2);
+  const ExcerptReading glimpse = BeginGlimpse(*of_host, {}, 2);
+  const SourceCounting counting = CountingOf(*of_host);
+  of_host.reset();
+  kinds.reset();
+  EXPECT_THAT(Texts(excerpt(), 1), ElementsAre("Köln", "Ulm"));
+  EXPECT_THAT(Texts(glimpse(), 1), ElementsAre("Köln", "Ulm"));
+  EXPECT_EQ(counting(), 2);
+}
+
+TEST_F(SourceExcerptTest, OfAnUnknownKindSaysSo) {
+  session.Provider = "Unbekannt";
+  EXPECT_THAT(Take(2).failure, HasSubstr("Unbekannt"));
+  EXPECT_THAT(BeginGlimpse(session, {}, 2)().failure, HasSubstr("Unbekannt"));
+}
+
 TEST_F(SourceExcerptTest, IsARecordSetWithTheErrorsOfItsValues) {
   const SourceExcerpt sample{
       {"A", "B"}, {{{.text = "1"}, {.unreadable = RuntimeError(4711, "kaputt")}}, {{.text = "2"}, {}}}, ""};
@@ -93,8 +146,11 @@ TEST_F(SourceExcerptTest, IsARecordSetWithTheErrorsOfItsValues) {
   EXPECT_EQ(records->TextAt(1), "");
   records->MoveNext();
   EXPECT_TRUE(records->IsEof());
+  EXPECT_THROW(records->GoTo(2), RuntimeError);
   EXPECT_THROW(records->TextAt(0), RuntimeError);
   EXPECT_THROW(records->MoveNext(), RuntimeError);
+  records->GoTo(0);
+  EXPECT_EQ(records->TextAt(0), "1");
 }
 
 }  // namespace

@@ -137,13 +137,7 @@ TEST_F(LivePreview, ALongValueIsCutForTheCell) {
 
 // --- The reading itself ---------------------------------------------------------------------------
 
-SourceSample Sample(const std::string& value) {
-  SourceSample sample{std::make_shared<MemoryRecordset>(), ""};
-  sample.records->AppendColumn("Name");
-  sample.records->AddNew();
-  sample.records->SetText(0, value);
-  return sample;
-}
+SourceExcerpt Sample(const std::string& value) { return {{"Name"}, {{{.text = value}}}, ""}; }
 
 // A reading that does not end before it may.
 class Gate {
@@ -197,32 +191,32 @@ TEST_F(WithoutLivePreview, OfSeveralChangesTheLastOneWins) {
   EXPECT_EQ(*read, 2) << "the second one was never begun";
 }
 
-TEST_F(WithoutLivePreview, AReadingThatLastsKeepsNoOtherWaiting) {
-  SourcePreview preview(nullptr, ui);
-  preview.show();
-  const auto gate = std::make_shared<Gate>();
-  preview.Read([gate] {
-    gate->Pass();
-    return Sample("erste");
-  });
-  gate->AwaitEntered();
-  preview.Say("Nichts ausgewählt.");
+// A preview whose first reading lasts until the gate is opened, and in place of which a sentence was asked for.
+class LastingPreview : public WithoutLivePreview {
+ protected:
+  LastingPreview() {
+    preview.show();
+    preview.Read([gate = gate] {
+      gate->Pass();
+      return Sample("erste");
+    });
+    gate->AwaitEntered();
+    preview.Say("Nichts ausgewählt.");
+  }
+
+  SourcePreview preview{nullptr, ui};
+  // A reading may outlive the test.
+  std::shared_ptr<Gate> gate = std::make_shared<Gate>();
+};
+
+TEST_F(LastingPreview, KeepsNoOtherReadingWaiting) {
   preview.Read([] { return Sample("zweite"); });
   Await(preview);
   EXPECT_EQ(FindIn<QTableView>(preview, "tblVorschau").model()->index(0, 0).data().toString(), "zweite");
   gate->Open();
 }
 
-TEST_F(WithoutLivePreview, ASentenceTakesThePlaceOfWhatIsBeingRead) {
-  SourcePreview preview(nullptr, ui);
-  preview.show();
-  const auto gate = std::make_shared<Gate>();
-  preview.Read([gate] {
-    gate->Pass();
-    return Sample("erste");
-  });
-  gate->AwaitEntered();
-  preview.Say("Nichts ausgewählt.");
+TEST_F(LastingPreview, ASentenceTakesThePlaceOfWhatIsBeingRead) {
   gate->Open();
   Await(preview);
   EXPECT_EQ(FindIn<QLabel>(preview, "lblVorschau").text(), "Nichts ausgewählt.");

@@ -6,28 +6,23 @@
 #include <QTableView>
 
 #include "support/eventually.h"
-#include "wizard/wizard_fixture.h"
+#include "wizard/step3_fixture.h"
 
 namespace kestrel {
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::Spin;
 
-class Step3SampleTest : public testing::WizardFixture {
+class Step3SampleTest : public testing::Step3Fixture {
  protected:
-  using WizardFixture::WizardFixture;
+  using Step3Fixture::Step3Fixture;
 
   void Open(const std::string& source, const std::string& more) {
     OpenStep3(TextSpecification(folder.Write("quelle.txt", source), more));
-  }
-  void ClickLine(int row) {
-    auto& list = Find<QTableView>("TDBImpList");
-    QTest::mouseClick(list.viewport(), Qt::LeftButton, Qt::NoModifier,
-                      list.visualRect(list.model()->index(row, 0)).center());
-    Spin();
   }
   // The table's rows, cells joined by "|"; signs before those with a reason.
   static std::vector<std::string> Rows(const QTableView& table) {
@@ -53,7 +48,6 @@ class Step3SampleTest : public testing::WizardFixture {
     });
     EXPECT_THAT(Rows(table), rows);
   }
-  std::string Text(const char* label) const { return FromQt(Find<QLabel>(label).text()); }
 };
 
 // --- Sample values ------------------------------------------------------------------------------
@@ -237,6 +231,21 @@ TEST_F(ResultTabTest, ShowsTheRecordsAsTheyWouldBeStoredAndMarksWhatIsWrong) {
   table.setCurrentIndex(bad);
   EXPECT_EQ(Text("lblGrund"), "\"x\" ist keine Zahl; wird nicht geschrieben. Wert der Quelle: x");
   EXPECT_EQ(CallLines(), calls) << "the import class was not asked, and nothing was logged";
+}
+
+TEST_F(ResultTabTest, MarksWhatTheImportClassWouldRefuseAndChangesNothing) {
+  import_class->Method("CheckValue", [](std::span<Argument> arguments) {
+    const std::string text = arguments[1].Get().ToText();
+    return Value(text == "2" ? "\"2\" ist zu wenig für " + arguments[0].Get().ToText() + "." : "");
+  });
+  Open("Name;Umsatz\r\nAnna;1\r\nBert;2\r\n", "[FieldAssignments]\nName=FIELD:Name\nUmsatz=FIELD:Umsatz\n");
+  import_class->Forget();
+  ShowResult();
+  ExpectRows("lstErgebnis", ElementsAre("Anna|1", "Bert|!2"));
+  EXPECT_EQ(Text("lblErgebnis"),
+            "So würden die ersten Datensätze gespeichert (2 Datensätze): 1 Wert mit Fehler.");
+  EXPECT_EQ(Text("lblGrund"), "\"2\" ist zu wenig für Umsatz. Wert der Quelle: 2");
+  EXPECT_THAT(CallLines(), Each(HasSubstr("CheckValue"))) << "nothing is stored, logged or numbered";
 }
 
 TEST_F(ResultTabTest, ShowsTheFirst100Records) {

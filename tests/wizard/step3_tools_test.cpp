@@ -7,7 +7,7 @@
 #include <QPushButton>
 #include <QTableView>
 
-#include "wizard/wizard_fixture.h"
+#include "wizard/step3_fixture.h"
 
 namespace kestrel {
 namespace {
@@ -17,14 +17,13 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::Spin;
 
-class Step3ToolsTest : public testing::WizardFixture {
+class Step3ToolsTest : public testing::Step3Fixture {
  protected:
-  using WizardFixture::WizardFixture;
+  using Step3Fixture::Step3Fixture;
 
   void Open(const std::string& assignments = "") {
     OpenStep3(TextSpecification(WriteSource(), "[FieldAssignments]\n" + assignments));
   }
-  QTableView& List() const { return Find<QTableView>("TDBImpList"); }
   std::vector<std::string> Shown(AssignmentColumn column = kSourceName) const {
     std::vector<std::string> texts;
     for (int row = 0; row < List().model()->rowCount(); ++row) {
@@ -32,18 +31,9 @@ class Step3ToolsTest : public testing::WizardFixture {
     }
     return texts;
   }
-  void ClickLine(int row) {
-    const QRect cell = List().visualRect(List().model()->index(row, 0));
-    QTest::mouseClick(List().viewport(), Qt::LeftButton, Qt::NoModifier, cell.center());
-    Spin();
-  }
   std::string Row(int row) const {
     const AssignmentPanel panel = ReadAssignment(*session.AssignmentList, row);
     return std::to_string(panel.option) + "|" + panel.import_field + panel.constant + "|" + panel.date_format;
-  }
-  std::string Status() const {
-    const auto& line = Find<QLabel>("lblStatus");
-    return line.isVisible() ? FromQt(line.text()) : "";
   }
   bool Has(const char* control) const { return Page().findChild<QWidget*>(control) != nullptr; }
 };
