@@ -3,7 +3,6 @@
 #include <QDragEnterEvent>
 #include <QHBoxLayout>
 #include <QHeaderView>
-#include <QLocale>
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QVBoxLayout>
@@ -12,6 +11,7 @@
 
 #include "app/list_parts.h"
 #include "wizard/button_row.h"
+#include "wizard/german_number.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
 #include "wizard/table_look.h"
@@ -135,12 +135,9 @@ void AddressPage::Show(const AddressAnswer& answer) {
   model_->SetRows(*answer.rows, kShownRows);
   // Widths that a person has chosen stay, but there is nothing to choose by in an empty list.
   if (was_empty) FitColumns(*table_, kWidestColumn);
-  const QLocale german(QLocale::German);
-  const QString all = german.toString(static_cast<qlonglong>(answer.found));
-  QString text = answer.found > kShownRows
-                     ? QString("Die ersten %1 von %2 Adressen").arg(german.toString(kShownRows), all)
-                 : answer.found == 1 ? QString("1 Adresse")
-                                     : all + " Adressen";
+  const QString all = GermanCount(answer.found, "Adresse", "Adressen");
+  QString text =
+      answer.found > kShownRows ? QString("Die ersten %1 von %2").arg(GermanNumber(kShownRows), all) : all;
   if (!answer.is_complete) text = QString("Suche läuft (%1 %): bisher %2").arg(answer.percent).arg(text);
   count_->setText(text);
 }

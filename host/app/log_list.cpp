@@ -2,7 +2,6 @@
 
 #include <QHeaderView>
 #include <QItemSelectionModel>
-#include <QLocale>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <array>
@@ -10,6 +9,7 @@
 #include <utility>
 
 #include "app/list_parts.h"
+#include "wizard/german_number.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
 #include "wizard/table_look.h"
@@ -100,11 +100,8 @@ void LogList::ReadRows() {
   // One row more tells whether there are more.
   const RecordsetPtr rows = read_(only_last_->isChecked(), kShownRows + 1);
   const bool more = model_->SetRows(*rows, kShownRows);
-  const QString shown = QLocale(QLocale::German).toString(model_->rowCount());
-  count_->setText(more                      ? QString("Die ersten %1 Zeilen").arg(shown)
-                  : model_->rowCount() == 0 ? QString("Keine Einträge")
-                  : model_->rowCount() == 1 ? QString("1 Zeile")
-                                            : shown + " Zeilen");
+  const QString shown = GermanCount(model_->rowCount(), "Zeile", "Zeilen");
+  count_->setText(more ? "Die ersten " + shown : model_->rowCount() == 0 ? QString("Keine Einträge") : shown);
   Choose(key, row);
   FitToRows();
 }

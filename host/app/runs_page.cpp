@@ -2,7 +2,6 @@
 
 #include <QHBoxLayout>
 #include <QItemSelectionModel>
-#include <QLocale>
 #include <QVBoxLayout>
 #include <vector>
 
@@ -10,6 +9,7 @@
 #include "app/shown_wait.h"
 #include "wizard/ask_before_loss.h"
 #include "wizard/button_row.h"
+#include "wizard/german_number.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
 #include "wizard/table_look.h"
@@ -79,11 +79,6 @@ const std::vector<AddressColumn>& LeftColumns() {
       {"Jetzt", "Jetzt"},
   };
   return columns;
-}
-
-QString Counted(std::int64_t count, const char* one, const char* many) {
-  return QLocale(QLocale::German).toString(static_cast<qlonglong>(count)) + " " +
-         QString::fromUtf8(count == 1 ? one : many);
 }
 
 }  // namespace
@@ -159,9 +154,9 @@ void RunsPage::Refresh() {
     const RecordsetPtr rows = ToRecordset(CallMethod(Ledger(), "LastRuns", kShownRuns));
     const bool more = runs_->SetRows(*rows, kShownRuns);
     FitColumns(*table_, kWidestColumn);
-    count_->setText(more                     ? "Die letzten " + Counted(kShownRuns, "Lauf", "Läufe")
+    count_->setText(more                     ? "Die letzten " + GermanCount(kShownRuns, "Lauf", "Läufe")
                     : runs_->rowCount() == 0 ? QString("Keine Importläufe")
-                                             : Counted(runs_->rowCount(), "Importlauf", "Importläufe"));
+                                             : GermanCount(runs_->rowCount(), "Importlauf", "Importläufe"));
     if (chosen) Choose(*chosen);
     ShowChosen();
   };
@@ -220,7 +215,7 @@ void RunsPage::ShowRecords(QueryModel* model, Recordset& rows, const QString& ti
   if (records_->model() != model) records_->setModel(model);
   FitColumns(*records_, kWidestColumn);
   title_->setText(title);
-  status_->setText(more ? told.arg(QLocale(QLocale::German).toString(kShownRecords)) : QString());
+  status_->setText(more ? told.arg(GermanNumber(kShownRecords)) : QString());
 }
 
 QString RunsPage::Question() const {
@@ -284,18 +279,19 @@ QString RunsPage::TellOutcome(const UndoOutcome& outcome) {
     ShowRecords(left_alone_, *outcome.left_alone,
                 "Stehen geblieben, weil seit dem Import geändert:", "Die ersten %1 Zeilen");
   }
-  QString text = Counted(outcome.removed, "Adresse", "Adressen") + " gelöscht, " +
-                 Counted(outcome.restored, "Adresse", "Adressen") + " wiederhergestellt.";
+  QString text = GermanCount(outcome.removed, "Adresse", "Adressen") + " gelöscht, " +
+                 GermanCount(outcome.restored, "Adresse", "Adressen") + " wiederhergestellt.";
   if (left > 0) {
     text +=
-        " " + Counted(left, "Änderung", "Änderungen") +
-        " seit dem Import stehen gelassen; die Liste zeigt sie. \"Rückgängig machen...\" nimmt auf Wunsch auch "
-        "sie zurück.";
+        " " + GermanCount(left, "Änderung", "Änderungen") +
+        " seit dem Import stehen gelassen; %1 zeigt sie. \"Rückgängig machen...\" nimmt auf Wunsch auch sie "
+        "zurück.";
   }
   if (!outcome.is_complete)
     text = "Angehalten: " + text + " \"Rückgängig machen...\" setzt die Rücknahme fort.";
-  status_->setText(text);
-  return text;
+  const auto with = [&](const char* list) { return left > 0 ? text.arg(list) : text; };
+  status_->setText(with("die Liste"));
+  return with("die Seite \"Importläufe\"");
 }
 
 }  // namespace kestrel::host

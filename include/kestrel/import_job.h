@@ -49,6 +49,7 @@
 
 namespace kestrel {
 
+struct AskedColumns;
 class ListLoadedFlags;
 class Recordset;
 struct ConnectResult;
@@ -170,6 +171,9 @@ class KESTREL_EXPORT ImportJob {
   ConnectResult FinishConnect(const SourceKind& kind, OpenedSource opened, ListLoadedFlags& loaded);
   // The column names of the source that is connected, and an empty element; what fails is shown.
   std::vector<std::string> SourceColumns();
+  // What the source has answered meanwhile to whoever asked it in another thread (sources/source_reader.h):
+  // SourceColumns and ColumnDrift tell that instead of asking. Null has them ask again.
+  void UseColumns(std::shared_ptr<const AskedColumns> asked);
   // The source's records from the first one on, for a window that keeps them, and how many there are; what fails
   // is shown.
   std::shared_ptr<Recordset> OpenPreview(std::int64_t& count);

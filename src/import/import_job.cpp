@@ -277,9 +277,14 @@ ImportRefused ImportJob::State::RefuseSource(std::string text) const {
   return Refuse({"Common", LocationKey(session)}, std::move(text));
 }
 
+std::vector<std::string> ImportJob::State::ColumnNames(ShownError* failure) {
+  return asked_columns == nullptr ? SourceColumnNames(session, failure)
+                                  : ToldColumnNames(session, *asked_columns, failure);
+}
+
 std::vector<std::string> ImportJob::State::RequireColumns() {
   ShownError unreadable;
-  std::vector<std::string> names = SourceColumnNames(session, &unreadable);
+  std::vector<std::string> names = ColumnNames(&unreadable);
   // The reader has told the reason.
   if (unreadable) throw RefuseSource("Die Felder der Datenquelle konnten nicht gelesen werden.");
   return names;
@@ -363,7 +368,11 @@ ConnectResult ImportJob::FinishConnect(const SourceKind& kind, OpenedSource open
   return kestrel::FinishConnect(session(), kind, std::move(opened), loaded);
 }
 
-std::vector<std::string> ImportJob::SourceColumns() { return SourceColumnNames(session()); }
+std::vector<std::string> ImportJob::SourceColumns() { return state_->ColumnNames(nullptr); }
+
+void ImportJob::UseColumns(std::shared_ptr<const AskedColumns> asked) {
+  state_->asked_columns = std::move(asked);
+}
 
 RecordsetPtr ImportJob::OpenPreview(std::int64_t& count) {
   SourceReader reader(session());

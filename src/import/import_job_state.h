@@ -54,6 +54,7 @@ struct __attribute__((visibility("hidden"))) ImportJob::State {
                         const std::optional<Finding>& no_host, Findings& findings);
   std::optional<MutedUserInterface::Mute> MuteBoxes();
   ImportRefused RefuseSource(std::string text) const;
+  std::vector<std::string> ColumnNames(ShownError* failure);
   std::vector<std::string> RequireColumns();
   // Refuses an import of which an assigned column has gone since the specification was saved; one that was never
   // remembered is told, and keeps the source.
@@ -81,7 +82,8 @@ struct __attribute__((visibility("hidden"))) ImportJob::State {
       tested_list;         // the assignments of a test run that stayed open, until a run begins
   bool owns_list = false;  // those of the session are the job's, and no page's
   RunSettings settings;
-  std::unique_ptr<Rejects> rejects;  // of the last run
+  std::shared_ptr<const AskedColumns> asked_columns;  // null: the source is asked
+  std::unique_ptr<Rejects> rejects;                   // of the last run
   RunResult result;
 };
 

@@ -3,8 +3,6 @@
 #include <charconv>
 #include <limits>
 
-#include "platform/base/counted.h"
-
 namespace kestrel {
 
 std::string_view ProgressText::For(std::int32_t record) {
@@ -57,24 +55,29 @@ std::string StopText(const RunResult& result) {
   return text;
 }
 
-std::string CutFieldsText(const RunFigures& figures) {
+std::string CutFieldsText(const RunFigures& figures, Grouping grouping) {
   std::string text;
   for (const CutField& cut : figures.cut_fields()) {
-    text.append(text.empty() ? "" : ", ").append(std::to_string(cut.values)).append(" in ").append(cut.field);
+    text.append(text.empty() ? "" : ", ")
+        .append(NumberText(cut.values, grouping))
+        .append(" in ")
+        .append(cut.field);
   }
   return text;
 }
 
-std::string FiguresText(const RunFigures& figures) {
-  const auto part = [](std::int32_t count, const char* name) { return std::to_string(count) + " " + name; };
+std::string FiguresText(const RunFigures& figures, Grouping grouping) {
+  const auto part = [grouping](std::int32_t count, const char* name) {
+    return NumberText(count, grouping) + " " + name;
+  };
   std::string text = part(figures.read(), "gelesen = ") + part(figures.stored_new(), "neu gespeichert + ") +
                      part(figures.updated(), "geändert + ") + part(figures.held_back(), "zurückgehalten + ") +
                      part(figures.rejected(), "abgewiesen");
   if (figures.checked() > 0) text += " + " + part(figures.checked(), "geprüft");
   text += "; " + part(figures.errors(), "Fehler");
   if (figures.cut_values() == 0) return text;
-  return text + "; " + Counted(figures.cut_values(), "Wert", "Werte") + " gekürzt (" + CutFieldsText(figures) +
-         ")";
+  return text + "; " + Counted(figures.cut_values(), "Wert", "Werte", grouping) + " gekürzt (" +
+         CutFieldsText(figures, grouping) + ")";
 }
 
 ClosingTexts TextsAtEnd(const RunResult& result) {

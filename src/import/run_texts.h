@@ -7,6 +7,7 @@
 
 #include "kestrel/export.h"
 #include "kestrel/run_result.h"
+#include "platform/base/counted.h"
 
 namespace kestrel {
 
@@ -28,9 +29,9 @@ std::int32_t NextRecord(const RunResult& result, std::int32_t from);
 // Why the run was stopped, what is stored, and with which record to go on. By a complete result.
 KESTREL_INTERNAL std::string StopText(const RunResult& result);
 // "30 in Bez1, 29 in Ort"; empty where no value was cut.
-KESTREL_INTERNAL std::string CutFieldsText(const RunFigures& figures);
+KESTREL_INTERNAL std::string CutFieldsText(const RunFigures& figures, Grouping grouping = Grouping::kNone);
 // What became of the records read, in words.
-KESTREL_INTERNAL std::string FiguresText(const RunFigures& figures);
+KESTREL_INTERNAL std::string FiguresText(const RunFigures& figures, Grouping grouping = Grouping::kNone);
 
 struct ClosingTexts {
   std::string info;     // the text of lblInfo

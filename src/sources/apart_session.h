@@ -10,7 +10,7 @@
 namespace kestrel {
 
 // Answers nobody and shows nothing: whoever reads apart tells of errors by what he returns.
-class NobodyAsked final : public UserInterface {
+class NobodyAsked : public UserInterface {
  public:
   Answer MessageBox(std::string_view, std::string_view, Icon, Buttons buttons) override {
     return buttons == Buttons::kOk ? Answer::kOk : Answer::kNo;

@@ -55,10 +55,13 @@ bool IsAtEnd(const Session& session) {
 }
 
 std::vector<std::string> CatalogColumnNames(Session& session, ShownError* failure) {
-  std::vector<std::string> names;
-  TrapAndShow(session, failure, [&] { names = RequireSourceConnection(session).ColumnNames(session.Table); });
-  names.emplace_back();
-  return names;
+  AskedColumns asked;
+  if (session.SourceConnection == nullptr) {
+    asked.error = RuntimeError(ErrorNumber::kObjectClosed);
+  } else {
+    asked = AskColumns(*session.SourceConnection, session.Table);
+  }
+  return ToldColumnNames(session, asked, failure);
 }
 
 }  // namespace
@@ -155,6 +158,23 @@ std::vector<std::string> GetColumnNamesByComponent(Session& session, ShownError*
 std::vector<std::string> SourceColumnNames(Session& session, ShownError* failure) {
   const SourceKind* kind = KindOf(session);
   return kind == nullptr ? std::vector<std::string>{""} : kind->column_names(session, failure);
+}
+
+AskedColumns AskColumns(Connection& connection, const std::string& table) {
+  AskedColumns asked;
+  Trap([&] { asked.names = connection.ColumnNames(table); },
+       [&](const RuntimeError& error) { asked.error = error; });
+  return asked;
+}
+
+std::vector<std::string> ToldColumnNames(Session& session, const AskedColumns& asked, ShownError* failure) {
+  if (asked.error) {
+    ShowError(session, *asked.error);
+    if (failure != nullptr) *failure = asked.error;
+  }
+  std::vector<std::string> names = asked.names;
+  names.emplace_back();
+  return names;
 }
 
 RecordsetPtr OpenTextFile(Session& session) { return OpenTextSource(session.FileName, TextFormatOf(session)); }

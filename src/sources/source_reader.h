@@ -61,6 +61,16 @@ std::vector<std::string> GetColumnNamesByComponent(Session& session, ShownError*
 // Those of the session's source, whatever its kind; an unknown provider gives only the empty element.
 std::vector<std::string> SourceColumnNames(Session& session, ShownError* failure = nullptr);
 
+// What a connection answers when it is asked for the columns of a table: perhaps only after a long time, so in another
+// thread. Raises nothing.
+struct AskedColumns {
+  std::vector<std::string> names;
+  std::optional<RuntimeError> error;
+};
+KESTREL_INTERNAL AskedColumns AskColumns(Connection& connection, const std::string& table);
+// The answer as SourceColumnNames would have told it.
+std::vector<std::string> ToldColumnNames(Session& session, const AskedColumns& asked, ShownError* failure);
+
 // How the session's settings say that a text file is read.
 TextFormat TextFormatOf(const Session& session);
 // The record set of the file that FileName names. Raises what OpenTextSource raises.

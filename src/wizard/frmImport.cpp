@@ -89,7 +89,7 @@ void frmImport::AddSummary() {
 
 void frmImport::ShowSummary() {
   const RunResult& run = result();
-  std::string text = FiguresText(run.figures);
+  std::string text = FiguresText(run.figures, Grouping::kThousands);
   for (const std::string& sentence : RestTexts(run)) text += "\n" + sentence;
   lblSummary_->setText(ToQt(text));
   // Within a window of fixed size a wrapped text is not asked for its height.

@@ -2,7 +2,6 @@
 
 #include <QFontDatabase>
 #include <QLabel>
-#include <QLocale>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -11,6 +10,8 @@
 #include "kestrel/user_interface.h"
 #include "mapping/field_assignment.h"
 #include "wizard/button_row.h"
+#include "wizard/far_rows_model.h"
+#include "wizard/german_number.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
 #include "wizard/table_look.h"
@@ -20,21 +21,23 @@ namespace kestrel {
 
 namespace {
 
-constexpr int kTextLines = 100;
+constexpr int kTextLines = RowReader::kBlock;
 constexpr int kWidestColumn = 50;  // characters
+
+QStringList Captions(const std::vector<std::string>& columns) {
+  QStringList captions;
+  for (const std::string& name : OfferedSourceFields(columns)) captions << ToQt(name);
+  return captions;
+}
 
 }  // namespace
 
 OpenedRecords OpenRecords(Connection& connection, const std::string& sql, const std::string& table) {
   OpenedRecords opened;
-  const auto keep = [&](const RuntimeError& error) {
-    if (!opened.error) opened.error = error;
-  };
-  Trap([&] { opened.records = connection.OpenRecordset(sql); }, keep);
-  if (opened.records != nullptr)
-    Trap([&] { opened.count = opened.records->RecordCount(); }, [](const RuntimeError&) {});
-  Trap([&] { opened.columns = connection.ColumnNames(table); }, keep);
-  opened.columns.emplace_back();
+  Trap([&] { opened.rows = std::make_shared<RowReader>(connection.OpenRecordset(sql)); },
+       [&](const RuntimeError& error) { opened.error = error; });
+  if (opened.rows != nullptr) opened.error = opened.rows->first().error;
+  opened.columns = AskColumns(connection, table);
   return opened;
 }
 
@@ -53,10 +56,10 @@ frmPrev::frmPrev(ImportJob& job, QWidget* parent, const OpenedRecords* opened) :
   txtPrev_->setLineWrapMode(QPlainTextEdit::NoWrap);
   txtPrev_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
   txtPrev_->hide();
-  auto* count = new QLabel(this);
-  count->setObjectName("lblCount");
+  lblCount_ = new QLabel(this);
+  lblCount_->setObjectName("lblCount");
   auto* buttons = new ButtonRow(this);
-  buttons->AddNotice(count);
+  buttons->AddNotice(lblCount_);
   QPushButton* close = buttons->AddDefault("cmdClose", "Schließen", "", 'S');
 
   auto* body = new QVBoxLayout;
@@ -68,47 +71,71 @@ frmPrev::frmPrev(ImportJob& job, QWidget* parent, const OpenedRecords* opened) :
   RememberSize(this, "preview");
   connect(close, &QPushButton::clicked, this, &QDialog::accept);
 
-  std::int64_t records = opened != nullptr ? opened->count : 0;
-  const RecordsetPtr source = opened != nullptr ? opened->records : job_.OpenPreview(records);
-  if (opened != nullptr && opened->error) Tell(*opened->error);
+  if (opened == nullptr) {
+    ShowFromJob();
+  } else {
+    ShowOpened(*opened);
+  }
+}
+
+void frmPrev::ShowFromJob() {
+  std::int64_t records = 0;
+  const RecordsetPtr source = job_.OpenPreview(records);
   if (source == nullptr) return;
-  const QString all = QLocale(QLocale::German).toString(static_cast<qlonglong>(records)) +
-                      (records == 1 ? " Datensatz" : " Datensätze");
-  count->setText(all);
-  if (source->ColumnCount() != 1) {
-    ShowAsGrid(source, opened != nullptr ? opened->columns : job_.SourceColumns());
+  const bool is_text = source->ColumnCount() == 1;
+  ShowCount(records, is_text);
+  if (!is_text) {
+    model_.SetRecordset(source, Captions(job_.SourceColumns()));
+    ShowAsGrid(&model_);
     return;
   }
-  ShowAsText(source);
-  if (records > kTextLines) count->setText(QString("%1 von %2n").arg(kTextLines).arg(all));
+  QString lines;
+  Trap(
+      [&] {
+        for (int line = 0; line < kTextLines && !source->IsEof(); ++line) {
+          lines += ShownCell(source->TextAt(0)) + "\r\n";
+          source->MoveNext();
+        }
+      },
+      [&](const RuntimeError& error) { Tell(error); });
+  ShowAsText(lines);
+}
+
+void frmPrev::ShowOpened(const OpenedRecords& opened) {
+  if (opened.error) Tell(*opened.error);
+  if (opened.rows == nullptr) return;
+  const bool is_text = opened.rows->columns().size() == 1;
+  ShowCount(opened.rows->count(), is_text);
+  if (!is_text) {
+    const std::vector<std::string> names = ToldColumnNames(job_.session(), opened.columns, nullptr);
+    ShowAsGrid(new FarRowsModel(opened.rows, Captions(names), this));
+    return;
+  }
+  QString lines;
+  for (const std::vector<std::string>& row : opened.rows->first().rows) lines += ToQt(row[0]) + "\r\n";
+  ShowAsText(lines);
+}
+
+void frmPrev::ShowCount(std::int64_t records, bool is_text) {
+  const QString all = GermanCount(records, "Datensatz", "Datensätze");
+  lblCount_->setText(is_text && records > kTextLines ? QString("%1 von %2n").arg(kTextLines).arg(all) : all);
 }
 
 void frmPrev::Tell(const RuntimeError& error) {
   job_.session().platform.ui.MessageBox("Fehler: " + error.Description(), "", Icon::kNone, Buttons::kOk);
 }
 
-void frmPrev::ShowAsGrid(const RecordsetPtr& source, const std::vector<std::string>& columns) {
-  QStringList captions;
-  for (const std::string& name : OfferedSourceFields(columns)) captions << ToQt(name);
-  model_.SetRecordset(source, captions);
+void frmPrev::ShowAsGrid(QAbstractItemModel* model) {
+  TDBList1_->setModel(model);
   FitColumns(*TDBList1_, kWidestColumn);
-  if (model_.rowCount() > 0) TDBList1_->selectRow(0);
+  if (model->rowCount() > 0) TDBList1_->selectRow(0);
   TDBList1_->setFocus();
 }
 
-void frmPrev::ShowAsText(const RecordsetPtr& source) {
+void frmPrev::ShowAsText(const QString& lines) {
   txtPrev_->show();
   TDBList1_->hide();
-  std::string text;
-  Trap(
-      [&] {
-        for (int line = 0; line < kTextLines && !source->IsEof(); ++line) {
-          text += FromQt(ShownCell(source->TextAt(0))) + "\r\n";
-          source->MoveNext();
-        }
-      },
-      [&](const RuntimeError& error) { Tell(error); });
-  txtPrev_->setPlainText(ToQt(text));
+  txtPrev_->setPlainText(lines);
   txtPrev_->setFocus();
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QDialog>
+#include <QLabel>
 #include <QPlainTextEdit>
 #include <QTableView>
 #include <optional>
@@ -11,7 +12,9 @@
 #include "kestrel/connection.h"
 #include "kestrel/recordset.h"
 #include "kestrel/runtime_error.h"
+#include "sources/source_reader.h"
 #include "wizard/recordset_model.h"
+#include "wizard/row_reader.h"
 
 namespace kestrel {
 
@@ -19,10 +22,9 @@ class ImportJob;
 
 // What a source was opened with apart from the job.
 struct OpenedRecords {
-  RecordsetPtr records;
-  std::int64_t count = 0;
-  std::vector<std::string> columns;   // and an empty element
-  std::optional<RuntimeError> error;  // the first
+  std::shared_ptr<RowReader> rows;    // null where it could not be opened
+  std::optional<RuntimeError> error;  // why, or why the first rows are not all there
+  AskedColumns columns;
 };
 // Runs the query and asks for the columns of the table. Raises nothing; from whatever thread.
 OpenedRecords OpenRecords(Connection& connection, const std::string& sql, const std::string& table);
@@ -34,15 +36,19 @@ class frmPrev final : public QDialog {
   frmPrev(ImportJob& job, QWidget* parent, const OpenedRecords* opened = nullptr);
 
  private:
-  void ShowAsGrid(const RecordsetPtr& source, const std::vector<std::string>& columns);
+  void ShowFromJob();
+  void ShowOpened(const OpenedRecords& opened);
+  void ShowCount(std::int64_t records, bool is_text);
+  void ShowAsGrid(QAbstractItemModel* model);
   // One column usually means a wrong delimiter: the raw lines are easier to judge as text.
-  void ShowAsText(const RecordsetPtr& source);
+  void ShowAsText(const QString& lines);
 
   void Tell(const RuntimeError& error);
 
   ImportJob& job_;
   QTableView* TDBList1_;
   QPlainTextEdit* txtPrev_;
+  QLabel* lblCount_;
   RecordsetModel model_;
 };
 

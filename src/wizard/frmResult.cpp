@@ -109,6 +109,7 @@ void frmResult::ShowRun(const QString& remarks) {
   }
   lblMessage_->setText(message);
   ShowFigures(run);
+  told_of_undo_.clear();
   txtRemarks_->setPlainText(remarks);
   txtRemarks_->setVisible(!remarks.isEmpty());
   const bool is_over = !run.cancelled;
@@ -157,7 +158,7 @@ void frmResult::ShowFigures(const RunResult& run) {
   add("Fehler", figures.errors(), "errors");
   if (figures.cut_values() == 0) return;
   add("gekürzte Werte", figures.cut_values(), "cut");
-  figures_->addRow("gekürzt in", new QLabel(ToQt(CutFieldsText(figures))));
+  figures_->addRow("gekürzt in", new QLabel(ToQt(CutFieldsText(figures, Grouping::kThousands))));
 }
 
 void frmResult::Tell(std::string_view text) {
@@ -177,8 +178,14 @@ void frmResult::cmdSaveRejects_Click() {
 }
 
 void frmResult::cmdUndo_Click() {
-  const std::string told = wizard_.host().undo(job_.result().run_number, this);
-  if (!told.empty()) Tell(told);
+  const QString told = ToQt(wizard_.host().undo(job_.result().run_number, this));
+  if (told.isEmpty()) return;
+  // What the one before has left is no longer true.
+  QString remarks = txtRemarks_->toPlainText();
+  if (!told_of_undo_.isEmpty()) remarks.remove('\n' + told_of_undo_).remove(told_of_undo_);
+  txtRemarks_->setPlainText(remarks);
+  Tell(FromQt(told));
+  told_of_undo_ = told;
 }
 
 void frmResult::cmdImport_Click() {

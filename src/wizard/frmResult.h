@@ -48,6 +48,7 @@ class frmResult final : public QWidget {
   Wizard& wizard_;
   EventGuard guard_;
   bool was_test_ = false;
+  QString told_of_undo_;  // as it stands among the remarks
   PageHeader* header_;
   QLabel* lblMessage_;
   QFormLayout* figures_;

@@ -11,6 +11,7 @@
 #include "kestrel/import_job.h"
 #include "kestrel/wizard.h"
 #include "sources/source_catalog.h"
+#include "sources/source_reader.h"
 #include "spec/specification.h"
 #include "wizard/frmDrift.h"
 #include "wizard/frmPrev.h"
@@ -21,8 +22,10 @@ namespace kestrel {
 
 namespace {
 
-// How often it is looked whether the server has answered.
-constexpr int kLookForServerMs = 20;
+// How often it is looked whether the source has answered.
+constexpr int kLookForAnswerMs = 20;
+// Most files have by then, and nobody sees a wait.
+constexpr std::chrono::milliseconds kAtOnce{100};
 
 // A drop-down list as SelectListEntry walks it.
 class ComboEntries final : public SelectableList {
@@ -223,7 +226,7 @@ void frmStep2::Connect(const SourceKind* kind, std::function<void()> then) {
     const SourceInputs inputs = InputsOfPage(*kind, Values());
     SourceOpening opening = job_.BeginConnect(*kind, inputs, loaded_);
     if (opening) connecting_with_ = inputs;
-    if (opening && kind->place == SourcePlace::kServer) {
+    if (opening) {
       const auto opened = std::make_shared<OpenedSource>();
       WaitFor([opening = std::move(opening), opened] { *opened = opening(); },
               [this, kind, list, opened, then = std::move(then)] {
@@ -231,10 +234,6 @@ void frmStep2::Connect(const SourceKind* kind, std::function<void()> then) {
                 then();
               });
       return;
-    }
-    if (opening) {
-      const WaitCursor wait;
-      FillTables(*list, job_.FinishConnect(*kind, opening(), loaded_));
     }
   }
   then();
@@ -256,22 +255,30 @@ void frmStep2::FillTables(QComboBox& list, const ConnectResult& result) {
 
 void frmStep2::WaitFor(std::function<void()> work, std::function<void()> then) {
   std::packaged_task<void()> task(std::move(work));
-  server_ = task.get_future();
-  after_server_ = std::move(then);
-  // Nobody waits for the thread of a page that has gone; the driver ends it after its own time.
+  answer_ = task.get_future();
+  after_answer_ = std::move(then);
+  // Nobody waits for the thread of a page that has gone: it ends with the file that it reads, or by the driver's own
+  // time limit, and holds all that it uses.
   std::thread(std::move(task)).detach();
+  const SourceKind* kind = ChosenKind();
+  const bool is_server = kind != nullptr && kind->place == SourcePlace::kServer;
+  if (!is_server && answer_.wait_for(kAtOnce) == std::future_status::ready) {
+    answer_.get();
+    std::exchange(after_answer_, nullptr)();
+    return;
+  }
   SetWaiting(true);
-  look_for_server_.start(kLookForServerMs);
+  look_for_answer_.start(kLookForAnswerMs);
 }
 
-void frmStep2::LookForServer() {
-  if (server_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return;
-  look_for_server_.stop();
-  server_.get();
+void frmStep2::LookForAnswer() {
+  if (answer_.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return;
+  look_for_answer_.stop();
+  answer_.get();
   // Closed meanwhile: nothing follows any more.
   if (!isVisible()) return;
   SetWaiting(false);
-  std::exchange(after_server_, nullptr)();
+  std::exchange(after_answer_, nullptr)();
 }
 
 void frmStep2::SetWaiting(bool waiting) {
@@ -365,7 +372,7 @@ void frmStep2::cmdVorschau_Click() {
 
 void frmStep2::ShowPreview() {
   const SourceKind* kind = KindOf(session_);
-  if (session_.SourceConnection == nullptr || kind->place != SourcePlace::kServer) {
+  if (session_.SourceConnection == nullptr || kind == nullptr || kind->connect == nullptr) {
     ShowPreview(nullptr);
     return;
   }
@@ -383,6 +390,11 @@ void frmStep2::ShowPreview(const OpenedRecords* records) {
     wizard_.Dress(*preview);
   }
   preview->exec();
+  preview.reset();
+  // A block that is still being read has the connection to itself.
+  if (records != nullptr && records->rows != nullptr && records->rows->IsBusy()) {
+    WaitFor([rows = records->rows] { rows->AwaitIdle(); }, [] {});
+  }
 }
 
 void frmStep2::cmdOptions_Click() {
@@ -467,16 +479,19 @@ bool frmStep2::ConfirmDrift() {
 
 void frmStep2::GoOn() {
   const SourceKind* kind = KindOf(session_);
-  if (session_.SourceConnection == nullptr || kind == nullptr || kind->place != SourcePlace::kServer) {
+  if (session_.SourceConnection == nullptr || kind == nullptr || kind->connect == nullptr) {
     GoOnAtOnce();
     return;
   }
-  // What follows asks the server for the columns and waits for its answer.
-  WaitFor(
-      [connection = session_.SourceConnection, table = session_.Table] {
-        Trap([&] { connection->ColumnNames(table); }, [](const RuntimeError&) {});
-      },
-      [this] { GoOnAtOnce(); });
+  // What follows asks for the columns; this is the answer.
+  const auto asked = std::make_shared<AskedColumns>();
+  WaitFor([asked, connection = session_.SourceConnection,
+           table = session_.Table] { *asked = AskColumns(*connection, table); },
+          [this, asked] {
+            job_.UseColumns(asked);
+            guard_.Run([this] { GoOnAtOnce(); });
+            job_.UseColumns(nullptr);
+          });
 }
 
 void frmStep2::GoOnAtOnce() {

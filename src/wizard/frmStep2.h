@@ -4,9 +4,10 @@
 // set no flag of the session. What the controls hold and what it means stands in sources/source_page.h;
 // the page moves values and keeps the order of events:
 //   first activation   types filled, entry 0; import class created; page filled; loading ends
-//   waiting            for a server, in another thread, for its tables, its columns or its records: the page is alive, but only Abbrechen and the close box
-//                      can be used; what was to follow the connection follows when its result is there, and
-//                      never where the page was closed meanwhile
+//   waiting            for a server or a large file, in another thread, for its tables, its columns or its records:
+//                      the page is alive, but only Abbrechen and the close box can be used; what was to follow
+//                      the connection follows when its result is there, and never where the page was closed
+//                      meanwhile. A file that answers at once is waited for without that
 //   focus on a list    connects for its kind (silently) and fills it, once until an input changes
 //   the preview        reads by itself, in another thread, whatever the page holds; it changes nothing of the session
 //   an edit            clears its kind's list-loaded flag; sets SourceSettingsChanged and SchemaChanged unless
@@ -34,6 +35,7 @@
 namespace kestrel {
 
 class ImportJob;
+struct DetectedSource;
 struct OpenedRecords;
 class Wizard;
 
@@ -73,13 +75,13 @@ class frmStep2 final : public QWidget {
 
   // --- Connecting ---
   // Connects for a kind of source and fills its list; a kind without a list does nothing. Then goes on with
-  // `then`: at once, or for a server when it has answered or has been given up.
+  // `then` when the source has answered or has been given up.
   void Connect(const SourceKind* kind, std::function<void()> then);
   void FillTables(QComboBox& list, const ConnectResult& result);
-  // Has a server asked in another thread, by what raises nothing and touches no session, and goes on with `then` when
-  // it has answered or has been given up.
+  // Has a source asked in another thread, by what raises nothing and touches no session, and goes on with `then` when
+  // it has answered or has been given up; before it returns where a file answers at once.
   void WaitFor(std::function<void()> work, std::function<void()> then);
-  void LookForServer();
+  void LookForAnswer();
   void SetWaiting(bool waiting);
   // The kind that has been chosen; null for none.
   const SourceKind* ChosenKind() const;
@@ -101,6 +103,8 @@ class frmStep2 final : public QWidget {
   void RecogniseTypedFile();
   // What the host has handed in.
   void TakeHandedInFile();
+  // What was recognised, or why the file cannot be read here.
+  std::string Told(const DetectedSource& found) const;
   void ShowRecognised(const std::string& text);
 
   // --- The first records (frmStep2_preview.cpp) ---
@@ -142,10 +146,10 @@ class frmStep2 final : public QWidget {
   // Runs out when the focus has left txtFilename and arrived elsewhere.
   QTimer leave_;
 
-  // The server that is waited for; what its thread delivers after the page has gone is dropped.
-  std::future<void> server_;
-  std::function<void()> after_server_;
-  QTimer look_for_server_;
+  // What is waited for; what its thread delivers after the page has gone is dropped.
+  std::future<void> answer_;
+  std::function<void()> after_answer_;
+  QTimer look_for_answer_;
   bool waiting_ = false;
   QPointer<QWidget> focus_before_waiting_;
 

@@ -310,7 +310,7 @@ void frmStep2::ConnectEvents() {
     guard_.On(list, &QComboBox::currentTextChanged, &frmStep2::PreviewSoon);
   }
   txtFilename_->installEventFilter(this);
-  guard_.On(&look_for_server_, &QTimer::timeout, &frmStep2::LookForServer);
+  guard_.On(&look_for_answer_, &QTimer::timeout, &frmStep2::LookForAnswer);
   update_preview_.setSingleShot(true);
   guard_.On(&update_preview_, &QTimer::timeout, &frmStep2::UpdatePreview);
   leave_.setSingleShot(true);

@@ -88,18 +88,26 @@ void frmStep2::TakeFile(const QString& path) {
     if (kind != nullptr && kind->place == SourcePlace::kFile) PutIntoBox(path);
     return;
   }
-  known_file_ = file;
   const DetectedSource found = Look(session_, file);
+  // One that cannot be read here is looked at, and told, every time.
+  known_file_ = IsListed(found.kind) ? file : "";
   if (IsListed(found.kind)) {
     StorePage(session_, Values());
     UseDetectedSource(found, file, session_);
     loaded_.Clear(found.kind->frame);
     ShowSession([] {});
     Edited();
-  } else {
+  } else if (frames_->currentWidget() != fraSQL_) {
     PutIntoBox(path);
   }
-  ShowRecognised(DescriptionOf(found));
+  ShowRecognised(Told(found));
+}
+
+std::string frmStep2::Told(const DetectedSource& found) const {
+  const std::string text = DescriptionOf(found);
+  if (found.kind == nullptr || IsListed(found.kind)) return text;
+  return text +
+         ". Diese Art von Datenquelle wird hier nicht angeboten; speichern Sie die Daten als Textdatei (CSV).";
 }
 
 void frmStep2::RecogniseTypedFile() {
@@ -117,7 +125,7 @@ void frmStep2::TakeHandedInFile() {
     return;
   }
   DetectedSource found = Look(session_, file);
-  std::string text = DescriptionOf(found);
+  std::string text = Told(found);
   if (IsListed(found.kind)) {
     const std::string table = session_.Table;
     const bool keeps_settings = found.kind == KindOf(session_) && !IsTemplate(session_);

@@ -1,15 +1,17 @@
-// Numbers as German readers write them: "1.200 Datensätze".
+// Numbers as windows show them: "1.200 Datensätze".
 #pragma once
 
-#include <QLocale>
 #include <QString>
+
+#include "platform/base/counted.h"
+#include "wizard/qt_text.h"
 
 namespace kestrel {
 
-inline QString GermanNumber(qint64 number) { return QLocale(QLocale::German).toString(number); }
+inline QString GermanNumber(std::int64_t number) { return ToQt(NumberText(number, Grouping::kThousands)); }
 
-inline QString GermanCount(qint64 count, const char* one, const char* several) {
-  return GermanNumber(count) + ' ' + QString::fromUtf8(count == 1 ? one : several);
+inline QString GermanCount(std::int64_t count, const char* one, const char* several) {
+  return ToQt(Counted(count, one, several, Grouping::kThousands));
 }
 
 }  // namespace kestrel

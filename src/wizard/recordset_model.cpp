@@ -15,10 +15,12 @@ constexpr std::size_t kShownCharacters = 1000;
 
 }  // namespace
 
-QString ShownCell(std::string_view text) {
+std::string ShownText(std::string_view text) {
   const std::string_view shown = Left(text, kShownCharacters);
-  return shown.size() == text.size() ? ToQt(text) : ToQt(shown) + "…";
+  return shown.size() == text.size() ? std::string(text) : std::string(shown) + "…";
 }
+
+QString ShownCell(std::string_view text) { return ToQt(ShownText(text)); }
 
 void RecordsetModel::SetRecordset(RecordsetPtr recordset, QStringList captions) {
   beginResetModel();

@@ -10,6 +10,7 @@
 namespace kestrel {
 
 // The text as a cell shows it: of a very long one the beginning and "…".
+std::string ShownText(std::string_view text);
 QString ShownCell(std::string_view text);
 
 class RecordsetModel : public QAbstractTableModel {

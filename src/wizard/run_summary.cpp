@@ -4,15 +4,17 @@
 #include <filesystem>
 
 #include "component/session.h"
+#include "platform/base/counted.h"
 #include "sources/source_kind.h"
-#include "wizard/german_number.h"
 #include "wizard/qt_text.h"
 
 namespace kestrel {
 
 namespace {
 
-std::string RecordsText(std::int32_t count) { return FromQt(GermanCount(count, "Datensatz", "Datensätze")); }
+std::string RecordsText(std::int32_t count) {
+  return Counted(count, "Datensatz", "Datensätze", Grouping::kThousands);
+}
 
 // A name for what was not stored: that of a text file, beside it, with a word more.
 std::string RejectsFile(const Session& session) {
@@ -28,7 +30,8 @@ std::string RejectsFile(const Session& session) {
 std::vector<std::string> RestTexts(const RunResult& run) {
   std::vector<std::string> sentences;
   if (run.next_record > 0) {
-    sentences.push_back("Der Import ist mit Datensatz " + std::to_string(run.next_record) + " fortzusetzen.");
+    sentences.push_back("Der Import ist mit Datensatz " + NumberText(run.next_record, Grouping::kThousands) +
+                        " fortzusetzen.");
     if (run.rejects > 0 && run.rejects_error.empty())
       sentences.back() += " Die abgelehnten enthalten ihn und die folgenden.";
   }

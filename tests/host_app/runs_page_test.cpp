@@ -119,6 +119,17 @@ TEST_F(RunsPageTest, ListsWhatWasChangedSinceAndTakesThatBackOnASecondWish) {
   EXPECT_THAT(Customers(), ElementsAre("7|Alt"));
 }
 
+TEST_F(RunsPageTest, TellsTheWizardsResultPageWhereTheListIs) {
+  ImportTwice();
+  connection->Execute("UPDATE Kunden SET Bez1 = 'von Hand'");
+  Open();
+  ui.answers = {Answer::kYes};
+  auto& page = *window->findChild<host::RunsPage*>();
+  EXPECT_THAT(page.Undo(2, *window).toStdString(),
+              HasSubstr("stehen gelassen; die Seite \"Importläufe\" zeigt sie."));
+  EXPECT_THAT(Text("status"), HasSubstr("stehen gelassen; die Liste zeigt sie."));
+}
+
 TEST_F(RunsPageTest, StopsWhereThatIsWishedAndGoesOnLater) {
   const ObjectPtr importer = Importer();
   Start(importer);

@@ -320,6 +320,14 @@ TEST_F(RunSummaryTest, TheWindowStaysBehindTheClosingMessageWithTheFigures) {
   EXPECT_EQ(window->QDialog::result(), QDialog::Accepted);
 }
 
+TEST_F(RunSummaryTest, ItsNumbersAreGrouped) {
+  Prepare(1200, {.run_summary = true});
+  RunAndLook([&] {
+    EXPECT_EQ(Summary(),
+              "1.200 gelesen = 1.200 neu gespeichert + 0 geändert + 0 zurückgehalten + 0 abgewiesen; 0 Fehler");
+  });
+}
+
 TEST_F(RunSummaryTest, RecordsThatWereNotStoredAreSavedFromIt) {
   Prepare(3, {.run_summary = true});
   import_class->Raises("ImportRecord", RuntimeError(3000, "weg"));

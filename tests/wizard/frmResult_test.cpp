@@ -198,6 +198,15 @@ TEST_F(ResultPageTest, ClosingItDeletesNothingOfAnImportThatHasTakenTheNameOfIts
   EXPECT_TRUE(FileExists(session.SpecFile));
 }
 
+TEST_F(ResultPageTest, NumbersAreGroupedAlsoWhereTheyTellWhichValuesWereCut) {
+  UseFields({{"Name", true, false, "VARCHAR", 3}, {"Ort"}});
+  Run(true, 1234);
+  EXPECT_EQ(Text("cut"), "1.234");
+  bool is_told = false;
+  for (const auto* label : Page().findChildren<QLabel*>()) is_told |= label->text() == "1.234 in Name";
+  EXPECT_TRUE(is_told);
+}
+
 TEST_F(ResultPageTest, ATestThatTheImportClassCancelsLeavesNoWorkingCopy) {
   import_class->Method("BeforeImport", [](std::span<Argument> arguments) {
     arguments[0].Set(true);
@@ -294,7 +303,7 @@ class HostWithLedger : public ResultPageTest {
                        [this](const std::string& run, QWidget* window) {
                          EXPECT_EQ(window, with_host->CurrentPage());
                          undone = run;
-                         return std::string("3 Adressen gelöscht.");
+                         return told_of_undo;
                        },
                    .last_runs = nullptr});
   }
@@ -306,6 +315,7 @@ class HostWithLedger : public ResultPageTest {
 
   std::unique_ptr<Wizard> with_host;
   std::string undone;
+  std::string told_of_undo = "3 Adressen gelöscht.";
   int shown_errors = -1;
 };
 
@@ -315,6 +325,14 @@ TEST_F(HostWithLedger, TakesAnImportBackByItsNumberAndThePageSaysWhatWasDone) {
   ClickOn(On<QWidget>("cmdUndo"));
   EXPECT_EQ(undone, "7");
   EXPECT_EQ(On<QPlainTextEdit>("txtRemarks").toPlainText().toStdString(), "3 Adressen gelöscht.");
+}
+
+TEST_F(HostWithLedger, WhatAnUndoHasLeftIsNotToldAnyMoreBehindTheNextOne) {
+  RunThere(false);
+  ClickOn(On<QWidget>("cmdUndo"));
+  told_of_undo = "Nichts mehr da.";
+  ClickOn(On<QWidget>("cmdUndo"));
+  EXPECT_EQ(On<QPlainTextEdit>("txtRemarks").toPlainText().toStdString(), "Nichts mehr da.");
 }
 
 TEST_F(HostWithLedger, HasNothingToTakeBackBehindATest) {

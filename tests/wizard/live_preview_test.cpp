@@ -4,9 +4,8 @@
 #include <QLineEdit>
 #include <QTableView>
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 
+#include "support/gate.h"
 #include "wizard/source_preview.h"
 #include "wizard/wizard_fixture.h"
 
@@ -15,6 +14,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using testing::FindIn;
+using testing::Gate;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using testing::Spin;
@@ -138,32 +138,6 @@ TEST_F(LivePreview, ALongValueIsCutForTheCell) {
 // --- The reading itself ---------------------------------------------------------------------------
 
 SourceExcerpt Sample(const std::string& value) { return {{"Name"}, {{{.text = value}}}, ""}; }
-
-// A reading that does not end before it may.
-class Gate {
- public:
-  void Open() {
-    const std::lock_guard lock(mutex_);
-    is_open_ = true;
-    opened_.notify_all();
-  }
-  void Pass() {
-    std::unique_lock lock(mutex_);
-    is_entered_ = true;
-    opened_.notify_all();
-    opened_.wait(lock, [this] { return is_open_; });
-  }
-  void AwaitEntered() {
-    std::unique_lock lock(mutex_);
-    opened_.wait(lock, [this] { return is_entered_; });
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable opened_;
-  bool is_open_ = false;
-  bool is_entered_ = false;
-};
 
 TEST_F(WithoutLivePreview, OfSeveralChangesTheLastOneWins) {
   SourcePreview preview(nullptr, ui);

@@ -18,7 +18,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using testing::Spin;
 
 constexpr const char* kSemicolons = "Name;Ort\r\nMüller;Köln\r\nBeck;Ulm\r\n";
 constexpr const char* kCommas = "'Meier','50667'\r\n'Groß','20095'\r\n";
@@ -34,14 +33,14 @@ class NotRecognisedFiles : public testing::WizardFixture {
     const auto& line = Find<QLabel>("lblErkannt");
     return line.isVisible() ? FromQt(line.text()) : "";
   }
-  static void Drop(QWidget& target, const std::string& path) {
+  void Drop(QWidget& target, const std::string& path) {
     QMimeData data;
     data.setUrls({QUrl::fromLocalFile(ToQt(path))});
     QDragEnterEvent enter(QPoint(3, 3), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(&target, &enter);
     QDropEvent drop(QPointF(3, 3), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(&target, &drop);
-    Spin();
+    Settle();
   }
   // Reads tabs, without headings.
   static std::string Tabs(const std::string& file_name = "") {
@@ -195,6 +194,33 @@ TEST_F(RecognisedFiles, WhatNobodyCanReadIsToldAndChangesNoSetting) {
   Drop(Page(), folder.File("fehlt.txt"));
   EXPECT_THAT(Recognised(), HasSubstr("fehlt.txt"));
   EXPECT_THAT(ui.boxes, IsEmpty());
+}
+
+TEST_F(RecognisedFiles, WhatNobodyCanReadIsToldWhereTheServersBoxesAreShown) {
+  OpenStep2(Tabs("/x/alt.txt"));
+  Choose("cboDatenquelleTyp", "Microsoft SQL-Server");
+  const std::string picture = folder.Write("bild.png", std::string("\x89PNG\0\0\0", 7));
+  for (int time = 1; time <= 2; ++time) {
+    Drop(Page(), picture);
+    EXPECT_THAT(Recognised(), HasSubstr("enthält keinen Text")) << time;
+    EXPECT_EQ(Text("txtFilename"), "/x/alt.txt") << "a box that is not shown stays as it is";
+    Find<QLabel>("lblErkannt").hide();
+  }
+}
+
+class RecognisedFilesWithoutExcel : public NotRecognisedFiles {
+ protected:
+  RecognisedFilesWithoutExcel() : NotRecognisedFiles({.recognised_files = true}) {}
+};
+
+TEST_F(RecognisedFilesWithoutExcel, AKindThatIsNotOfferedIsToldWithAWayOut) {
+  OpenStep2(Tabs());
+  Drop(Page(), Workbook());
+  EXPECT_EQ(Recognised(),
+            "Erkannt: Microsoft Excel. Diese Art von Datenquelle wird hier nicht angeboten; speichern Sie die "
+            "Daten als Textdatei (CSV).");
+  EXPECT_EQ(Kind(), "Textdatei");
+  EXPECT_TRUE(Find<QLabel>("lblErkannt").isVisible());
 }
 
 TEST_F(RecognisedFiles, AFileDroppedOnStep1IsTheSourceOfStep2) {

@@ -102,12 +102,21 @@ std::string WizardFixture::PageName() const {
 
 void WizardFixture::Click(const char* object_name) {
   ClickOn(Find<QWidget>(object_name));
-  Spin();
+  Settle();
 }
 
 void WizardFixture::Focus(const char* object_name) {
   Find<QWidget>(object_name).setFocus(Qt::TabFocusReason);
+  Settle();
+}
+
+void WizardFixture::Settle() const {
   Spin();
+  const auto waits_for_a_file = [this] {
+    return PageName() == "frmStep2" && !Find<QWidget>("cmdNext").isEnabled() &&
+           Find<QComboBox>("cboDatenquelleTyp").currentText() != "Microsoft SQL-Server";
+  };
+  while (waits_for_a_file()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }
 
 void WizardFixture::Type(const char* object_name, const char* text) {

@@ -56,6 +56,9 @@ class WizardFixture : public SessionFixture {
     return FindIn<Control>(Page(), object_name);
   }
   void Click(const char* object_name);
+  // Until what is waiting has been handled, and step 2 has its file: on a machine that is busy it may take longer than
+  // the page waits without showing it.
+  void Settle() const;
   // Puts the focus on the control, as the Tab key does.
   void Focus(const char* object_name);
   // Replaces the text of a line edit key by key.
