@@ -10,6 +10,7 @@
 #include "kestrel/bound_object.h"
 #include "platform/base/number.h"
 #include "schema/default_destinations.h"
+#include "schema/number_range.h"
 #include "wizard/button_row.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
@@ -23,6 +24,7 @@ constexpr const char* kSection = "CfgSettings";
 constexpr const char* kMaskKey = "AddresstypeCode";
 constexpr const char* kThresholdKey = "DublettenSchwelle";
 constexpr int kThresholdCharacters = 8;
+constexpr int kNumberCharacters = 24;
 constexpr int kMargin = 16;
 constexpr double kGreatestThreshold = 100;
 
@@ -34,6 +36,7 @@ ImportSettingsDialog::ImportSettingsDialog(std::string specification, std::strin
     : QDialog(parent),
       guard_(this, [this](const RuntimeError& error) { status_->setText(ToQt(error.Description())); }),
       specification_(std::move(specification)),
+      table_(table),
       stored_(ProfileStore().Require(specification_)) {
   setObjectName("importSettings");
   setWindowTitle("Einstellungen");
@@ -53,6 +56,7 @@ ImportSettingsDialog::ImportSettingsDialog(std::string specification, std::strin
                               QString("Vorhandene Nummern ü&berschreiben (%1)").arg(ToQt(table)));
   overwrite->setToolTip("Sonst wird ein Datensatz, dessen Nummer es schon gibt, als Fehler gemeldet");
   status_ = MakeStatusLine(this);
+  QWidget* range = BuildRange();
   auto* ok = SetUpButton(new CaptionButton(this), "cmdOK", "&OK", "", 0);
   ok->setDefault(true);
   auto* cancel = SetUpButton(new CaptionButton(this), "cmdCancel", "&Abbrechen", "", 0);
@@ -68,6 +72,7 @@ ImportSettingsDialog::ImportSettingsDialog(std::string specification, std::strin
   body->addWidget(keys_);
   body->addWidget(lists_);
   body->addLayout(threshold_row);
+  body->addWidget(range);
   body->addWidget(overwrite);
   body->addStretch(1);
   body->addLayout(buttons);
@@ -114,6 +119,24 @@ QWidget* ImportSettingsDialog::BuildLists() {
   return group;
 }
 
+QWidget* ImportSettingsDialog::BuildRange() {
+  auto* group = new QGroupBox("Nummern neuer Adressen ohne eigene Nummer", this);
+  auto* row = new QHBoxLayout(group);
+  const auto add = [&](const char* caption, const std::string& key, const char* object_name) {
+    auto* edit = new QLineEdit(ToQt(Stored(key, "")), group);
+    edit->setObjectName(object_name);
+    edit->setMaximumWidth(fontMetrics().averageCharWidth() * kNumberCharacters);
+    edit->setToolTip("Leer: die nächste freie Nummer nach der größten");
+    row->addWidget(MakeLabel(caption, edit));
+    row->addWidget(edit);
+    return edit;
+  };
+  range_begin_ = add("&von", RangeBeginKey(table_), "txtNummernVon");
+  range_end_ = add("bi&s", RangeEndKey(table_), "txtNummernBis");
+  row->addStretch(1);
+  return group;
+}
+
 void ImportSettingsDialog::EnableByCheck() {
   for (QWidget* part : {keys_, lists_, static_cast<QWidget*>(threshold_)})
     part->setEnabled(check_->isChecked());
@@ -140,6 +163,15 @@ void ImportSettingsDialog::Save() {
     throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
                        "Die Ähnlichkeit ist eine Zahl von 0 bis 100, oder das Feld bleibt leer.");
   }
+  const std::string begin = FromQt(range_begin_->text().trimmed());
+  const std::string end = FromQt(range_end_->text().trimmed());
+  Trap([&] { ReadNumberRange(table_, begin, end); },
+       [this](const RuntimeError&) {
+         range_begin_->setFocus();
+         throw RuntimeError(
+             ErrorNumber::kInvalidProcedureCall,
+             "Geben Sie die erste und die letzte Nummer an, ganze Zahlen ab 1, oder keine von beiden.");
+       });
   bool has_key = false;
   for (const char* key : {"chkDublettenKey1", "chkDublettenKey2", "chkDublettenKey3"}) {
     has_key = has_key || findChild<QCheckBox*>(key)->isChecked();
@@ -159,6 +191,8 @@ void ImportSettingsDialog::Save() {
   }
   if (MaskOf(Mask()) != MaskOf(Stored(kMaskKey, "0"))) edit(kMaskKey, Mask(), "");
   edit(kThresholdKey, threshold, "");
+  edit(RangeBeginKey(table_), begin, "");
+  edit(RangeEndKey(table_), end, "");
   if (!edits.empty()) ProfileStore().Write(specification_, edits);
 }
 

@@ -36,6 +36,7 @@ class ImportSettingsDialog final : public QDialog {
   QCheckBox* AddSwitch(const std::string& key, const char* object_name, const QString& caption);
   QWidget* BuildKeys();
   QWidget* BuildLists();
+  QWidget* BuildRange();
   void EnableByCheck();
   std::string Stored(std::string_view key, std::string_view fallback) const;
   std::string Mask() const;
@@ -43,6 +44,7 @@ class ImportSettingsDialog final : public QDialog {
 
   EventGuard guard_;
   std::string specification_;
+  std::string table_;
   std::shared_ptr<const ProfileImage> stored_;
   std::vector<Switch> switches_;
   QCheckBox* check_;
@@ -50,6 +52,8 @@ class ImportSettingsDialog final : public QDialog {
   QWidget* lists_;
   std::array<QCheckBox*, 3> list_boxes_ = {};
   QLineEdit* threshold_;
+  QLineEdit* range_begin_;
+  QLineEdit* range_end_;
   QLabel* status_;
 };
 

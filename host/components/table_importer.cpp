@@ -128,8 +128,18 @@ bool TableImporter::Overwrites(const Destination& target) const {
   return profiles.Read(specification_file_)->Find("CfgSettings", OverwriteKey(target)).value_or("0") == "1";
 }
 
+std::optional<NumberRange> TableImporter::RangeFor(const Destination& target) const {
+  ProfileStore profiles;
+  const auto specification = profiles.Read(specification_file_);
+  const std::string& table = ToldTable(target);
+  const auto text = [&](const std::string& key) {
+    return specification->Find("CfgSettings", key).value_or("");
+  };
+  return ReadNumberRange(table, text(RangeBeginKey(table)), text(RangeEndKey(table)));
+}
+
 std::unique_ptr<RecordWriter> TableImporter::NewWriter(const Destination& target) {
-  return std::make_unique<RecordWriter>(OpenConnection(), target, Overwrites(target), keys_);
+  return std::make_unique<RecordWriter>(OpenConnection(), target, Overwrites(target), keys_, RangeFor(target));
 }
 
 RecordWriter& TableImporter::Writer() {
@@ -188,7 +198,10 @@ std::string TableImporter::CheckValue(std::string_view field, std::string_view t
 
 std::string TableImporter::CheckDestination() {
   std::string missing;
-  Guard([&] { missing = MissingRights(OpenConnection(), Target(), Overwrites(Target())); });
+  Guard([&] {
+    missing = MissingRights(OpenConnection(), Target(), Overwrites(Target()));
+    RangeFor(Target());
+  });
   return error_code_ == 0 ? missing : error_description_;
 }
 

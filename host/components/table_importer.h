@@ -112,6 +112,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   std::unique_ptr<RecordWriter> NewWriter(const Destination& target);
   // Whether the specification lets the import change existing rows.
   bool Overwrites(const Destination& target) const;
+  std::optional<NumberRange> RangeFor(const Destination& target) const;
   std::string Told(const RuntimeError& error) const;
   // Which field each column of a record belongs to; error 3265 for a column that is none.
   std::vector<std::size_t> ColumnsOf(const Recordset& record);

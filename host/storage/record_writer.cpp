@@ -28,7 +28,7 @@ constexpr const char* kLookUpsTooOld =
 }  // namespace
 
 RecordWriter::RecordWriter(Connection& connection, const Destination& destination, bool overwrite,
-                           std::shared_ptr<KeyMemory> keys)
+                           std::shared_ptr<KeyMemory> keys, std::optional<NumberRange> range)
     : connection_(connection),
       destination_(destination),
       overwrite_(overwrite),
@@ -45,12 +45,14 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
     if (fields[i].obligation && i != destination_.number_field) mandatory_.push_back(i);
   }
   const std::string& number = fields[destination_.number_field].column;
-  numbers_ = FreeNumbers::Of(connection_, destination_.table, number, destination_.trial_of);
+  numbers_ = range ? NumbersInRange(connection_, destination_, *range)
+                   : FreeNumbers::Of(connection_, destination_.table, number, destination_.trial_of);
   insert_ = connection_.Prepare(InsertText(destination_) + " ON CONFLICT (" + number + ") DO NOTHING");
   remove_ = connection_.Prepare("DELETE FROM " + destination_.table + " WHERE " + number + " = ?");
   if (!destination_.trial_of.empty()) {
     take_over_ = connection_.Prepare(TakeOverText(destination_));
-    plain_trial_ = PlainTrial::For(connection_, destination_);
+    // The short way knows of no range.
+    if (!range) plain_trial_ = PlainTrial::For(connection_, destination_);
   }
   if (Pipeline* const pipeline = connection_.pipeline()) {
     pipelined_ = std::make_unique<PipelinedRecords>(

@@ -38,6 +38,7 @@
 #include "storage/grouped_writes.h"
 #include "storage/kept_records.h"
 #include "storage/late_errors.h"
+#include "storage/numbers_in_range.h"
 #include "storage/pipelined_records.h"
 #include "storage/plain_trial.h"
 #include "storage/record_values.h"
@@ -58,7 +59,7 @@ class RecordWriter final : private GroupMember {
   // `connection` and `destination` outlive this object. `overwrite`: whether the row of an existing number is
   // updated. Error 3000 where the table does not fit.
   RecordWriter(Connection& connection, const Destination& destination, bool overwrite,
-               std::shared_ptr<KeyMemory> keys);
+               std::shared_ptr<KeyMemory> keys, std::optional<NumberRange> range = {});
   ~RecordWriter() override;
 
   // Has `observer` told of every row that is stored from now on. It outlives this object, whose end commits what

@@ -39,7 +39,9 @@ constexpr std::array<const char*, 7> kSwitches = {"DublettenPruefen",
                                                   "LieferantenUeberschreiben"};
 
 std::set<std::string> SettingsKeys() {
-  std::set<std::string> keys = {"ADDRESSTYPECODE", "DUBLETTENSCHWELLE"};
+  std::set<std::string> keys = {"ADDRESSTYPECODE",       "DUBLETTENSCHWELLE",       "KUNDENNUMMERNVON",
+                                "KUNDENNUMMERNBIS",      "INTERESSENTENNUMMERNVON", "INTERESSENTENNUMMERNBIS",
+                                "LIEFERANTENNUMMERNVON", "LIEFERANTENNUMMERNBIS"};
   for (const char* key : kSwitches) keys.insert(UpperCase(key));
   return keys;
 }

@@ -66,6 +66,28 @@ TEST_F(ImportSettingsTest, AbbrechenWritesNothing) {
   EXPECT_EQ(Stored(), before);
 }
 
+TEST_F(ImportSettingsTest, TheNumberRangeIsShownWrittenAndTakenAway) {
+  Use("KundenNummernVon=500\r\nKundenNummernBis=599\r\n");
+  auto& begin = FindIn<QLineEdit>(*dialog, "txtNummernVon");
+  auto& end = FindIn<QLineEdit>(*dialog, "txtNummernBis");
+  EXPECT_EQ(begin.text(), "500");
+  EXPECT_EQ(end.text(), "599");
+  end.setText("499");
+  Press("cmdOK");
+  EXPECT_TRUE(dialog->isVisible());
+  EXPECT_THAT(FindIn<QLabel>(*dialog, "lblStatus").text().toStdString(),
+              HasSubstr("die erste und die letzte Nummer"));
+  end.setText("699");
+  Press("cmdOK");
+  EXPECT_FALSE(dialog->isVisible());
+  EXPECT_THAT(Stored(), HasSubstr("KundenNummernVon=500\r\nKundenNummernBis=699\r\n"));
+  Use("KundenNummernVon=500\r\nKundenNummernBis=599\r\n");
+  FindIn<QLineEdit>(*dialog, "txtNummernVon").clear();
+  FindIn<QLineEdit>(*dialog, "txtNummernBis").clear();
+  Press("cmdOK");
+  EXPECT_THAT(Stored(), HasSubstr("KundenNummernVon=\r\nKundenNummernBis=\r\n"));
+}
+
 TEST_F(ImportSettingsTest, WhatCannotBeIsToldAndTheDialogStays) {
   Use("DublettenPruefen=0\r\n");
   const std::string before = Stored();
