@@ -69,7 +69,8 @@ struct AskedColumns {
 };
 KESTREL_INTERNAL AskedColumns AskColumns(Connection& connection, const std::string& table);
 // The answer as SourceColumnNames would have told it.
-std::vector<std::string> ToldColumnNames(Session& session, const AskedColumns& asked, ShownError* failure);
+KESTREL_INTERNAL std::vector<std::string> ToldColumnNames(Session& session, const AskedColumns& asked,
+                                                          ShownError* failure);
 
 // How the session's settings say that a text file is read.
 TextFormat TextFormatOf(const Session& session);
