@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "kestrel/attachments.h"
+#include "kestrel/connection_mutex.h"
 #include "kestrel/export.h"
 #include "kestrel/recordset.h"
 #include "kestrel/waits.h"
@@ -117,7 +118,7 @@ class KESTREL_EXPORT Connection : public Object {
   virtual bool IsOpen() const = 0;
 
   Attachments& attachments() { return attachments_; }
-  std::recursive_mutex& CallMutex() const { return *call_mutex_; }
+  ConnectionMutex& CallMutex() const { return *call_mutex_; }
 
   // Connections are used through this interface, not by member name.
   std::optional<MemberId> FindMember(std::string_view) const override { return std::nullopt; }
@@ -125,12 +126,12 @@ class KESTREL_EXPORT Connection : public Object {
 
  protected:
   // For statements and record sets, which may outlive the connection.
-  const std::shared_ptr<std::recursive_mutex>& SharedCallMutex() const { return call_mutex_; }
+  const std::shared_ptr<ConnectionMutex>& SharedCallMutex() const { return call_mutex_; }
   const std::shared_ptr<Waits>& SharedWaits() const { return waits_; }
 
  private:
-  std::shared_ptr<std::recursive_mutex> call_mutex_ = std::make_shared<std::recursive_mutex>();
   std::shared_ptr<Waits> waits_ = std::make_shared<Waits>();
+  std::shared_ptr<ConnectionMutex> call_mutex_ = std::make_shared<ConnectionMutex>(waits_);
   Attachments attachments_;
 };
 

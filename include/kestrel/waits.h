@@ -2,6 +2,7 @@
 // silent), and who is asked meanwhile.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <string_view>
 #include <thread>
@@ -22,7 +23,7 @@ class KESTREL_EXPORT WaitWatch {
   virtual bool KeepWaiting(std::string_view reason) = 0;
 };
 
-// Used under the connection's CallMutex.
+// Used under the connection's CallMutex, but for what is said below.
 class KESTREL_EXPORT Waits {
  public:
   static constexpr std::chrono::seconds kLockLimit{60};
@@ -46,13 +47,23 @@ class KESTREL_EXPORT Waits {
   // Whether the last wait was ended by the watch.
   bool WasStopped() const { return was_stopped_; }
 
+  // --- Without the CallMutex ---
+
+  // Whether this is the thread whose waits are watched.
+  bool IsWatchedThread() const { return thread_ == std::this_thread::get_id() && watch_ != nullptr; }
+  // That thread cannot make its call, as another one's goes on: asks the watch. Its "no" ends what that call waits for.
+  void AskForOther();
+  // It can.
+  void OtherIsDone() { stops_other_ = false; }
+
  private:
   static void Read(std::string_view seconds, std::chrono::milliseconds& limit);
 
   std::chrono::milliseconds lock_limit_ = kLockLimit;
   std::chrono::milliseconds answer_limit_ = kAnswerLimit;
   WaitWatch* watch_ = nullptr;
-  std::thread::id thread_;
+  std::atomic<std::thread::id> thread_;  // that has set watch_
+  std::atomic<bool> stops_other_ = false;
   bool was_stopped_ = false;
 };
 

@@ -6,6 +6,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <mutex>
+#include <thread>
+
 #include "platform/data/pipeline.h"
 #include "platform/data/recovery.h"
 #include "servers/postgres_fixture.h"
@@ -91,6 +94,26 @@ TEST_F(SilentServer, AStopRequestEndsTheWait) {
                     HasSubstr("abgebrochen"));
   EXPECT_EQ(watch.times, 2);
   connection->WatchWaits(nullptr);
+}
+
+TEST_F(SilentServer, AStopRequestEndsTheWaitOfTheThreadThatCommitsForTheOneThatIsKeptFromItsCall) {
+  const ConnectionPtr hasty = Hasty("AnswerWait=5");
+  testing::NotingMember member;
+  hasty->Execute("CREATE TABLE t (a int)");
+  ScriptedWatch watch([](int times) { return times < 2; });
+  hasty->WatchWaits(&watch);
+  std::unique_lock no_timer(hasty->CallMutex());
+  host::GroupedWrites::Of(*hasty).Store(member, host::GroupedWrites::Record::kOneStatement,
+                                        [&] { hasty->Execute("INSERT INTO t VALUES (1)"); });
+  const StoppedBackend backend(*hasty);
+  no_timer.unlock();
+  // Until the write group's thread is at its commit.
+  while (std::unique_lock(hasty->CallMutex(), std::try_to_lock)) std::this_thread::yield();
+  EXPECT_FALSE(hasty->InTransaction());
+  EXPECT_GE(watch.times, 2);
+  EXPECT_THAT(watch.last_reason, HasSubstr("wird noch gespeichert"));
+  EXPECT_THAT(member.losses, ::testing::ElementsAre(HasSubstr("abgebrochen")));
+  hasty->WatchWaits(nullptr);
 }
 
 TEST_F(SilentServer, ThatAnswersSoonAfterAStopRequestLosesNothing) {

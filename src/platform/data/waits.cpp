@@ -38,9 +38,12 @@ bool Waits::GoOn(std::chrono::steady_clock::time_point start, std::chrono::milli
                  std::string_view reason) {
   was_stopped_ = false;
   if (std::chrono::steady_clock::now() - start >= limit) return false;
-  if (watch_ == nullptr || thread_ != std::this_thread::get_id()) return true;
-  was_stopped_ = !watch_->KeepWaiting(reason);
+  was_stopped_ = IsWatchedThread() ? !watch_->KeepWaiting(reason) : stops_other_.load();
   return !was_stopped_;
+}
+
+void Waits::AskForOther() {
+  if (!watch_->KeepWaiting("Was zuvor gelesen wurde, wird noch gespeichert ...")) stops_other_ = true;
 }
 
 }  // namespace kestrel

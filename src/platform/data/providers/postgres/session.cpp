@@ -98,12 +98,12 @@ void ClearResult::operator()(pg_result* result) const { PQclear(result); }
 
 // --- Opening -----------------------------------------------------------------------------------------
 
-Session::Session(Address address, std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits)
+Session::Session(Address address, std::shared_ptr<ConnectionMutex> mutex, std::shared_ptr<Waits> waits)
     : address_(std::move(address)), mutex_(std::move(mutex)), waits_(std::move(waits)) {
   Start(OpenHandle(address_));
 }
 
-Session::Session(HandlePtr lent, std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits)
+Session::Session(HandlePtr lent, std::shared_ptr<ConnectionMutex> mutex, std::shared_ptr<Waits> waits)
     : mutex_(std::move(mutex)), waits_(std::move(waits)) {
   Start(std::move(lent));
 }

@@ -34,6 +34,7 @@
 #include <string>
 #include <string_view>
 
+#include "kestrel/connection_mutex.h"
 #include "kestrel/waits.h"
 #include "platform/data/pipeline.h"
 #include "platform/data/providers/postgres/opening.h"
@@ -63,14 +64,14 @@ class AnswerReader {
 class Session {
  public:
   // Connects. Error 3000 with the reason, without the password.
-  Session(Address address, std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits);
+  Session(Address address, std::shared_ptr<ConnectionMutex> mutex, std::shared_ptr<Waits> waits);
 
   // Works with a session that its owner keeps: as behind a pooler, and without opening it again.
-  Session(HandlePtr lent, std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits);
+  Session(HandlePtr lent, std::shared_ptr<ConnectionMutex> mutex, std::shared_ptr<Waits> waits);
   // Gives a lent session back, whoever else still has this object. Raises nothing.
   void GiveBack();
 
-  std::recursive_mutex& Mutex() const { return *mutex_; }
+  ConnectionMutex& Mutex() const { return *mutex_; }
   bool InTransaction() const { return in_transaction_; }
   // Has `call` called before a query is sent; null for nothing. It raises nothing.
   void SetBeforeQuery(std::function<void()> call) { before_query_ = std::move(call); }
@@ -162,7 +163,7 @@ class Session {
   void Forget(std::string_view sql);
 
   const Address address_;  // empty for a session that is lent
-  std::shared_ptr<std::recursive_mutex> mutex_;
+  std::shared_ptr<ConnectionMutex> mutex_;
   std::shared_ptr<Waits> waits_;
   HandlePtr handle_;  // null where a wait ended without an answer
   bool is_pooled_ = false;

@@ -32,7 +32,7 @@ void CloseHandle::operator()(sqlite3* handle) const {
 }
 void FinalizeStatement::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
-Database::Database(const std::string& file, bool read_only, std::shared_ptr<std::recursive_mutex> mutex,
+Database::Database(const std::string& file, bool read_only, std::shared_ptr<ConnectionMutex> mutex,
                    std::shared_ptr<Waits> waits)
     : mutex_(std::move(mutex)), waits_(std::move(waits)) {
   // SQLite's own locking is off, as Mutex() is held anyway.
@@ -50,7 +50,7 @@ Database::Database(const std::string& file, bool read_only, std::shared_ptr<std:
   if (!read_only) Run("PRAGMA schema_version");
 }
 
-Database::Database(sqlite3* lent, std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits)
+Database::Database(sqlite3* lent, std::shared_ptr<ConnectionMutex> mutex, std::shared_ptr<Waits> waits)
     : mutex_(std::move(mutex)), waits_(std::move(waits)), handle_(lent, CloseHandle{true}) {}
 
 void Database::TellOfRows(AbsentValues* listener) {

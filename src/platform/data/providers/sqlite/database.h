@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "kestrel/connection_mutex.h"
 #include "kestrel/waits.h"
 #include "platform/data/literal_template.h"
 
@@ -57,17 +58,17 @@ using CompiledQueryPtr = std::unique_ptr<CompiledQuery>;
 class Database {
  public:
   // Opens or creates `file`. Error 3000 with SQLite's reason.
-  Database(const std::string& file, bool read_only, std::shared_ptr<std::recursive_mutex> mutex,
+  Database(const std::string& file, bool read_only, std::shared_ptr<ConnectionMutex> mutex,
            std::shared_ptr<Waits> waits);
   // Works with a handle that stays its owner's, as it is set.
-  Database(sqlite3* lent, std::shared_ptr<std::recursive_mutex> mutex, std::shared_ptr<Waits> waits);
+  Database(sqlite3* lent, std::shared_ptr<ConnectionMutex> mutex, std::shared_ptr<Waits> waits);
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
 
   sqlite3* Handle() const { return handle_.get(); }
   bool IsLent() const { return handle_.get_deleter().is_lent; }
   // Held during every call of SQLite's, also by statements and record sets.
-  std::recursive_mutex& Mutex() const { return *mutex_; }
+  ConnectionMutex& Mutex() const { return *mutex_; }
 
   // Compiles exactly one statement; error 3000 for none, for a second one, and for SQLite's own reasons.
   // `persistent`: it will be kept for long.
@@ -120,7 +121,7 @@ class Database {
   CompiledQueryPtr Take(std::string_view key);
   CompiledQueryPtr TakeOrCompile(std::string_view sql);
 
-  std::shared_ptr<std::recursive_mutex> mutex_;
+  std::shared_ptr<ConnectionMutex> mutex_;
   std::shared_ptr<Waits> waits_;
   std::chrono::steady_clock::time_point locked_since_;
   bool waits_outside_ = false;  // of SQLite
