@@ -39,7 +39,8 @@ QVariant FarRowsModel::data(const QModelIndex& index, int role) const {
   const auto block = blocks_.find(index.row() / RowReader::kBlock);
   if (block == blocks_.end()) {
     RowReader::Ask(reader_, index.row() / RowReader::kBlock);
-    look_.start(kLookMs);
+    // One that is started anew with every look would never come to its end.
+    if (!look_.isActive()) look_.start(kLookMs);
     return QString("…");
   }
   const auto row = static_cast<std::size_t>(index.row() % RowReader::kBlock);
@@ -59,10 +60,9 @@ void FarRowsModel::Look() {
   if (!block) return;
   if (!reader_->IsBusy()) look_.stop();
   if (blocks_.size() >= kKeptBlocks) blocks_.erase(std::next(blocks_.begin()), blocks_.end());
-  const auto first = static_cast<int>(block->number * RowReader::kBlock);
-  const int last = std::min<int>(first + static_cast<int>(RowReader::kBlock), rowCount()) - 1;
   blocks_.insert_or_assign(block->number, std::move(*block));
-  emit dataChanged(index(first, 0), index(last, columnCount() - 1));
+  // All rows: what was passed over for this block is asked for again where it is still to be seen.
+  emit dataChanged(index(0, 0), index(rowCount() - 1, columnCount() - 1));
 }
 
 }  // namespace kestrel
