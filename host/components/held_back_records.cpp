@@ -9,6 +9,7 @@
 #include "kestrel/transaction.h"
 #include "platform/base/number.h"
 #include "platform/base/text.h"
+#include "schema/own_tables.h"
 #include "storage/address_lookup.h"
 #include "storage/field_value.h"
 #include "storage/grouped_writes.h"
@@ -81,7 +82,7 @@ void HeldBackRecords::Bind(Members& members) {
 }
 
 void HeldBackRecords::SetConnection(const ObjectPtr& connection) {
-  RequireConnection(connection);
+  RequireHost(connection);
   connection_ = connection;
 }
 

@@ -8,6 +8,7 @@
 #include "kestrel/memory_recordset.h"
 #include "ledger/run_records.h"
 #include "schema/host_schema.h"
+#include "schema/own_tables.h"
 
 namespace kestrel::host {
 
@@ -48,7 +49,7 @@ void LedgerComponent::Bind(Members& members) {
 }
 
 void LedgerComponent::SetConnection(const ObjectPtr& connection) {
-  RequireTable(RequireConnection(connection), "Importlaufzeilen");
+  RequireTable(RequireHost(connection), "Importlaufzeilen");
   undo_.reset();
   connection_ = connection;
 }

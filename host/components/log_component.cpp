@@ -4,6 +4,7 @@
 
 #include "kestrel/date.h"
 #include "schema/host_schema.h"
+#include "schema/own_tables.h"
 #include "storage/free_numbers.h"
 #include "storage/retried_transaction.h"
 
@@ -40,7 +41,7 @@ std::string LogComponent::CreateProtokoll(const Value& connection, std::string_v
                                           std::string_view source, std::optional<Value>,
                                           std::optional<std::string> log_class) {
   const ObjectPtr object = connection.ToObject();
-  Connection& database = RequireConnection(object);
+  Connection& database = RequireHost(object);
   if (details_ != nullptr) details_->Flush();
   if (rows_ != nullptr) rows_->Flush();
   GroupedWrites::Of(database).Flush();

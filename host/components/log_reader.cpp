@@ -3,6 +3,7 @@
 #include <string>
 
 #include "schema/host_schema.h"
+#include "schema/own_tables.h"
 #include "storage/log_details.h"
 
 namespace kestrel::host {
@@ -20,7 +21,8 @@ constexpr const char* kDetails =
     "WHEN p.Datei LIKE '%~%.tmp' THEN NULL ELSE p.Datei END AS \"Datei\", h.Quelle AS \"Quelldatei\", "
     "d.Datensatz AS \"Datensatz\", d.DatensatzBis AS \"DatensatzBis\", d.Feld AS \"Feld\", "
     "d.Quellspalte AS \"Quellspalte\", d.Rohwert AS \"Rohwert\", "
-    "(SELECT min(i.Tabelle) FROM Importziele i WHERE i.Adressart = d.Adressart) AS \"Adressart\", "
+    "(SELECT replace(min(i.Tabelle), '\"', '') FROM Importziele i WHERE i.Adressart = d.Adressart) AS "
+    "\"Adressart\", "
     "d.Adresse AS \"Adresse\", d.Name AS \"Name\", d.Ort AS \"Ort\", d.Schluessel AS \"Schluessel\", "
     "d.FruehererDatensatz AS \"FruehererDatensatz\", d.Entscheidung AS \"Entscheidung\", ";
 constexpr const char* kReason = "d.Wertung AS \"Wertung\", d.Grund AS \"Grund\" ";
@@ -79,7 +81,7 @@ void LogReader::Bind(Members& members) {
 }
 
 void LogReader::SetConnection(const ObjectPtr& connection) {
-  RequireConnection(connection);
+  RequireHost(connection);
   connection_ = connection;
 }
 

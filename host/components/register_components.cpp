@@ -10,6 +10,7 @@
 #include "components/settings_component.h"
 #include "components/setup.h"
 #include "components/table_importer.h"
+#include "components/target_component.h"
 #include "kestrel/host_components.h"
 #include "platform/base/text.h"
 #include "schema/default_destinations.h"
@@ -20,12 +21,6 @@ namespace {
 
 constexpr std::string_view kImporterPrefix = "KSBIMPORT.";
 
-void RegisterImporter(ComponentRegistry& registry, const std::string& prog_id,
-                      const std::shared_ptr<KeyMemory>& keys) {
-  registry.Register(
-      prog_id, [prog_id, keys, &registry] { return std::make_shared<TableImporter>(prog_id, keys, registry); });
-}
-
 }  // namespace
 
 void RegisterComponents(ComponentRegistry& registry) {
@@ -33,12 +28,15 @@ void RegisterComponents(ComponentRegistry& registry) {
   registry.Register(kSettingsComponent, [] { return std::make_shared<SettingsComponent>(); });
   const auto keys = std::make_shared<KeyMemory>();
   registry.Register(kKeyComponent, [keys] { return std::make_shared<DoubletFunctions>(keys); });
-  registry.Register("kestrelhost.Setup", [] { return std::make_shared<Setup>(); });
+  registry.Register("kestrelhost.Setup", [&registry, keys] { return std::make_shared<Setup>(registry, keys); });
+  registry.Register("kestrelhost.Targets",
+                    [&registry, keys] { return std::make_shared<TargetComponent>(registry, keys); });
   registry.Register("kestrelhost.LogReader", [] { return std::make_shared<LogReader>(); });
   registry.Register("kestrelhost.RunLedger", [] { return std::make_shared<LedgerComponent>(); });
   registry.Register("kestrelhost.HeldBackRecords",
                     [&registry] { return std::make_shared<HeldBackRecords>(registry); });
-  // Destinations of a user's own need only an announcement and their rows of Importziele and Importfelder.
+  // Destinations of a user's own need only an announcement and their rows of Importziele and Importfelder; those of
+  // another application's tables are known when its database is open (AnnounceTargets).
   for (const std::string& prog_id : registry.ProgIds()) {
     if (UpperCase(prog_id).starts_with(kImporterPrefix)) RegisterImporter(registry, prog_id, keys);
   }

@@ -1,5 +1,7 @@
 #include "components/settings_component.h"
 
+#include "schema/own_tables.h"
+
 namespace kestrel::host {
 
 void SettingsComponent::Bind(Members& members) {
@@ -10,7 +12,7 @@ void SettingsComponent::Bind(Members& members) {
 
 void SettingsComponent::Init(std::int64_t, const Value& connection) {
   const ObjectPtr object = connection.ToObject();
-  connection_ = ConnectionPtr(object, &RequireConnection(object));
+  connection_ = ConnectionPtr(object, &RequireHost(object));
 }
 
 Settings& SettingsComponent::HostSettings() const {

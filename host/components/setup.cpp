@@ -1,12 +1,14 @@
 #include "components/setup.h"
 
 #include "components/sample_files.h"
+#include "components/target_component.h"
 #include "kestrel/open_connection.h"
 #include "ledger/run_state.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
 #include "schema/database_roles.h"
 #include "schema/host_schema.h"
+#include "schema/own_tables.h"
 #include "storage/index_repair.h"
 #include "storage/missing_rights.h"
 #include "storage/sqlite_settings.h"
@@ -43,7 +45,8 @@ void Setup::CreateSampleFiles(const std::string& folder) {
 }
 
 std::string Setup::RestoreDatabase(const ObjectPtr& connection) {
-  Connection& database = RequireConnection(connection);
+  Connection& database = RequireHost(connection);
+  AnnounceTargets(components_, database, keys_);
   std::string told = RestoreAddressIndexes(database);
   for (const std::string& more : {RenewAddressKeys(database), RestoreLedger(database)}) {
     if (!told.empty() && !more.empty()) told += "\n";
@@ -57,7 +60,7 @@ std::string Setup::WhyReadOnly(const ObjectPtr& connection) {
 }
 
 std::string Setup::InitialiseDatabase(const ObjectPtr& connection) {
-  Connection& database = RequireConnection(connection);
+  Connection& database = RequireHost(connection);
   PrepareNewDatabase(database);
   InitialiseHostDatabase(database);
   return GrantRoles(database);

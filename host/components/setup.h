@@ -1,14 +1,21 @@
 // kestrelhost.Setup: makes a sample host to try everything on.
 #pragma once
 
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "kestrel/bound_object.h"
+#include "kestrel/component_registry.h"
+#include "keys/duplicate_keys.h"
 
 namespace kestrel::host {
 
 class Setup final : public BoundObject<Setup> {
  public:
+  // What is made takes import classes from the registry, which outlives it.
+  Setup(ComponentRegistry& components, std::shared_ptr<KeyMemory> keys)
+      : components_(components), keys_(std::move(keys)) {}
   static void Bind(Members& members);
 
  private:
@@ -19,13 +26,16 @@ class Setup final : public BoundObject<Setup> {
   // "Beispieladressen.txt" that it imports. What exists stays as it is. Errors of files.
   void CreateSampleFiles(const std::string& folder);
   // For whoever has opened the host's database: puts right what is missing in it or was broken off,
-  // see RestoreAddressIndexes and RestoreLedger.
+  // see RestoreAddressIndexes and RestoreLedger; and makes the import classes of its targets known.
   std::string RestoreDatabase(const ObjectPtr& connection);
   // Why the host's database takes no changes; empty where it does.
   std::string WhyReadOnly(const ObjectPtr& connection);
   // Makes the tables in another database, opened by the caller, and the roles of its users where it has some. What is
   // left to an administrator, in sentences (see GrantRoles).
   std::string InitialiseDatabase(const ObjectPtr& connection);
+
+  ComponentRegistry& components_;
+  std::shared_ptr<KeyMemory> keys_;
 };
 
 }  // namespace kestrel::host

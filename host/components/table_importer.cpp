@@ -10,6 +10,7 @@
 #include "ledger/run_state.h"
 #include "platform/base/text.h"
 #include "platform/profile/profile.h"
+#include "schema/own_tables.h"
 #include "storage/field_error.h"
 #include "storage/field_value.h"
 #include "storage/grouped_writes.h"
@@ -69,6 +70,7 @@ void TableImporter::Bind(Members& members) {
   members.Method("RecordFate", &TableImporter::RecordFate);
   members.Method("RunEnds", &TableImporter::RunEnds);
   members.Get("RunNumber", &TableImporter::RunNumber);
+  members.Method("AddressKind", &TableImporter::AddressKind);
 }
 
 template <class Step>
@@ -94,7 +96,7 @@ void TableImporter::NoteStopReason() {
 }
 
 void TableImporter::SetConnection(const ObjectPtr& connection) {
-  Connection& opened = RequireConnection(connection);
+  Connection& opened = RequireHost(connection);
   Forget();
   connection_ = ConnectionPtr(connection, &opened);
 }
@@ -169,7 +171,7 @@ bool TableImporter::HasConfig() const {
 
 void TableImporter::ShowConfig() {
   if (!HasConfig()) return;
-  CallMethod(components_.CreateObject(kSettingsDialog), "Show", specification_file_, Target().table);
+  CallMethod(components_.CreateObject(kSettingsDialog), "Show", specification_file_, ToldTable(Target()));
 }
 
 ObjectPtr TableImporter::GetFields() {
@@ -177,8 +179,9 @@ ObjectPtr TableImporter::GetFields() {
   Guard([&] {
     std::vector<FieldListRow> rows;
     for (const DestinationField& field : Target().fields) {
-      rows.push_back({field.name, field.type, field.size, field.obligation, field.date, field.row_source_typ,
-                      field.row_source});
+      const bool is_truth = field.kind == FieldKind::kTruth;
+      rows.push_back({field.name, is_truth ? "VARCHAR" : field.type, field.size, field.obligation, field.date,
+                      field.row_source_typ, field.row_source});
     }
     fields = FieldListOf(rows);
   });
@@ -194,6 +197,16 @@ std::string TableImporter::CheckValue(std::string_view field, std::string_view t
   };
   Trap(convert, [&reason](const RuntimeError& error) { reason = error.Description(); });
   return reason;
+}
+
+std::string TableImporter::AddressKind() {
+  const Destination& target = Target();
+  if (target.address_type == 0 || !target.joins_names) return {};
+  std::string lines = std::to_string(target.address_type) + "\n" + target.fields[target.number_field].name +
+                      "\n" + OverwriteKey(target);
+  for (const auto& field : target.key_fields)
+    lines += "\n" + (field ? target.fields[*field].name : std::string());
+  return lines;
 }
 
 std::string TableImporter::CheckDestination() {

@@ -84,6 +84,8 @@ class TableImporter final : public BoundObject<TableImporter> {
   // Name and place of a stored address; empty where there is none. Raises what the database raises.
   void DescribeAddress(std::int64_t address_type, std::string_view number, std::string& name,
                        std::string& place);
+  // What the duplicate check is to know (kestrel/import_class.h). Raises what the database raises.
+  std::string AddressKind();
   // Not empty where going on after the error is senseless: why, and what to do.
   const std::string& StopReason() const { return stop_reason_; }
 

@@ -43,6 +43,7 @@ bool IsLedgerWanted(Connection& connection) {
 RunLedger::RunLedger(Connection& connection, const Destination& destination, const RunDescription& description)
     : connection_(connection),
       destination_(destination),
+      told_table_(ToldTable(destination)),
       values_to_keep_(
           ParseWholeNumber(Settings::Of(connection).Get("Importlauf", "Werte", kValuesKept)).value_or(0)) {
   const std::string columns = ColumnsOf(destination);
@@ -67,7 +68,7 @@ RunLedger::RunLedger(Connection& connection, const Destination& destination, con
     }
     insert->BindText(1, kRunning);
     insert->BindText(2, description.prog_id);
-    insert->BindText(3, destination_.table);
+    insert->BindText(3, told_table_);
     insert->BindText(4, columns);
     BindTextOrNull(*insert, 5, description.specification);
     BindTextOrNull(*insert, 6, description.checksum);
@@ -180,7 +181,7 @@ void RunLedger::Write(const Rows& rows, bool is_stored) {
     insert_->BindInteger(4, block.last_record());
     insert_->BindInteger(5, block.count());
     if (is_stored) {
-      insert_->BindText(6, destination_.table);
+      insert_->BindText(6, told_table_);
       insert_->BindInteger(7, block.least_number());
       insert_->BindInteger(8, block.greatest_number());
     } else {

@@ -106,6 +106,7 @@ class RunLedger final : public RowObserver {
 
   Connection& connection_;
   const Destination& destination_;
+  const std::string told_table_;
   std::int64_t number_ = 0;
   std::unique_ptr<RunLock> lock_;
   std::unique_ptr<Statement> insert_;

@@ -9,6 +9,7 @@
 #include "kestrel/transaction.h"
 #include "ledger/run_lock.h"
 #include "platform/base/counted.h"
+#include "platform/base/text.h"
 #include "schema/host_schema.h"
 
 namespace kestrel::host {
@@ -83,7 +84,7 @@ void BindRun(Statement& statement, std::size_t first_parameter, std::int64_t run
 std::string ColumnsOf(const Destination& destination) {
   std::string columns;
   for (const DestinationField& field : destination.fields) {
-    columns += (columns.empty() ? "" : ",") + field.column;
+    columns += (columns.empty() ? "" : ",") + ReplaceAll(ToldName(field.column), ",", ";");
   }
   return columns;
 }

@@ -101,7 +101,8 @@ void RunUndo::FindNumbersOfLaterRuns() {
       "AND Nummer <= (SELECT max(BisNummer) FROM Importlaufzeilen WHERE ZeilenNr > ? AND ZeilenNr < ?)");
   select->BindInteger(0, (run_ + 1) * kRowsPerRun);
   select->BindText(1, kNew);
-  select->BindText(2, destination_->table);
+  const std::string table = ToldTable(*destination_);
+  select->BindText(2, table);
   BindRun(*select, 3, run_);
   for (const RecordsetPtr rows = select->Open(); !rows->IsEof(); rows->MoveNext()) {
     LedgerBlockReader reader(rows->TextAt(0));

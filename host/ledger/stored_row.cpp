@@ -7,8 +7,23 @@
 
 namespace kestrel::host {
 
+namespace {
+
+// As an import would have given it: a day as such where it is stored as a time, what is true or false as 1 or 0.
+StoredValue AsImported(FieldKind kind, std::string_view text) {
+  constexpr std::size_t kDay = 10;
+  if (kind == FieldKind::kDate && text.size() > kDay && text.substr(kDay).starts_with(" 00:00:00")) {
+    return text.substr(0, kDay);
+  }
+  if (kind == FieldKind::kTruth && (text == "true" || text == "false")) return std::int64_t{text == "true"};
+  return text;
+}
+
+}  // namespace
+
 StoredRow::StoredRow(Connection& connection, const Destination& destination)
     : values_(destination.fields.size()), texts_(destination.fields.size()) {
+  for (const DestinationField& field : destination.fields) kinds_.push_back(field.kind);
   const bool is_sqlite = IsSqlite(connection);
   std::string columns;
   for (const DestinationField& field : destination.fields) {
@@ -31,7 +46,7 @@ bool StoredRow::Read(std::int64_t number) {
       values_[i] = std::monostate();
     } else if (value.IsText()) {
       texts_[i] = value.TextOrEmpty();
-      values_[i] = std::string_view(texts_[i]);
+      values_[i] = AsImported(kinds_[i], texts_[i]);
     } else if (const double real = value.ToDouble(); value == Value(real)) {
       values_[i] = real;
     } else {

@@ -29,6 +29,7 @@ class StoredRow {
 
  private:
   std::unique_ptr<Statement> select_;
+  std::vector<FieldKind> kinds_;
   RecordValues values_;
   std::vector<std::string> texts_;  // that values_ are views of
 };

@@ -24,8 +24,24 @@ bool IsPlainName(std::string_view name) {
          std::all_of(name.begin(), name.end(), [&](char c) { return letter(c) || digit(c); });
 }
 
-std::string RequirePlainName(std::string_view prog_id, std::string_view place, std::string_view name) {
-  if (!IsPlainName(name)) {
+// "a", or "a"."b", quotes within a name doubled.
+bool IsQuotedName(std::string_view name) {
+  if (!IsQuoted(name) || name.find('\0') != std::string_view::npos) return false;
+  for (std::size_t at = 0;;) {
+    const std::size_t start = ++at;
+    for (;; at += 2) {
+      at = name.find('"', at);
+      if (at == std::string_view::npos) return false;
+      if (at + 1 == name.size()) return at > start;
+      if (name[at + 1] != '"') break;
+    }
+    if (at == start || name[at + 1] != '.' || at + 2 >= name.size() || name[at + 2] != '"') return false;
+    at += 2;
+  }
+}
+
+std::string RequireName(std::string_view prog_id, std::string_view place, std::string_view name) {
+  if (!IsPlainName(name) && !IsQuotedName(name)) {
     Refuse(prog_id, std::string(place) + " enthält den unzulässigen Namen '" + std::string(name) + "'.");
   }
   return std::string(name);
@@ -35,10 +51,66 @@ FieldKind KindOf(std::string_view type, bool date) {
   if (date) return FieldKind::kDate;
   if (EqualsIgnoringCase(type, "INT")) return FieldKind::kWhole;
   if (EqualsIgnoringCase(type, "FLOAT")) return FieldKind::kReal;
+  if (EqualsIgnoringCase(type, kTruthType)) return FieldKind::kTruth;
   return FieldKind::kText;
 }
 
+constexpr const char* kSampleKeyFields[] = {"PLZ", "Ort", "Strasse", "Bez1", "Bez2", "Bez3"};
+
+// What Importspalten tells of the fields of a user's own destination.
+void LoadTargetColumns(Connection& connection, const std::string& key, Destination& destination) {
+  const auto select = connection.Prepare(
+      "SELECT FieldName, Schluesselteil, Rang, Vorgabe FROM Importspalten WHERE upper(ProgID) = ? ORDER BY "
+      "Rang");
+  select->BindText(0, key);
+  std::size_t names = 0;
+  for (const RecordsetPtr rows = select->Open(); !rows->IsEof(); rows->MoveNext()) {
+    const auto field = destination.FindField(rows->TextAt(0));
+    if (!field) continue;
+    destination.fields[*field].preset = rows->TextAt(3);
+    const std::string_view part = rows->TextAt(1);
+    if (part == "plz") destination.key_fields[kPostcode] = field;
+    if (part == "ort") destination.key_fields[kTown] = field;
+    if (part == "strasse") destination.key_fields[kStreet] = field;
+    if (part == "name" && kName1 + names < kKeyParts) destination.key_fields[kName1 + names++] = field;
+  }
+}
+
 }  // namespace
+
+std::string Quoted(std::string_view name) { return "\"" + ReplaceAll(name, "\"", "\"\"") + "\""; }
+
+std::string ToldName(std::string_view name) {
+  if (!IsQuoted(name)) return std::string(name);
+  std::string told;
+  for (std::size_t at = 0; at < name.size(); ++at) {
+    if (name[at] != '"') {
+      told += name[at];
+    } else if (at > 0 && at + 2 < name.size() && name[at + 1] == '"') {
+      told += name[++at];
+    }
+  }
+  return told;
+}
+
+std::string CatalogName(std::string_view name) {
+  std::string text(name);
+  if (IsQuoted(name)) return text;
+  std::ranges::transform(text, text.begin(),
+                         [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  return text;
+}
+
+std::string OverwriteKey(const Destination& destination) {
+  std::string key = ToldTable(destination);
+  // Of any name a key that every reader of the file finds.
+  std::erase_if(key, [](char c) { return !IsPlainName(std::string("_") + c); });
+  return key + "Ueberschreiben";
+}
+
+std::string Destination::KeyColumn(std::size_t part, std::string_view otherwise) const {
+  return key_fields[part] ? fields[*key_fields[part]].column : std::string(otherwise);
+}
 
 std::optional<std::size_t> Destination::FindField(std::string_view name) const {
   for (std::size_t i = 0; i < fields.size(); ++i) {
@@ -56,7 +128,7 @@ Destination LoadDestination(Connection& connection, std::string_view prog_id) {
   const RecordsetPtr row = target->Open();
   if (row->IsEof()) Refuse(prog_id, "Importziele enthält keine Zeile dafür.");
   Destination destination;
-  destination.table = RequirePlainName(prog_id, "Importziele.Tabelle", row->TextAt(0));
+  destination.table = RequireName(prog_id, "Importziele.Tabelle", row->TextAt(0));
   const std::string number_field(row->TextAt(1));
   const std::string group_field(row->TextAt(2));
   destination.address_type = row->ValueAt(3).ToInt16();
@@ -68,7 +140,7 @@ Destination LoadDestination(Connection& connection, std::string_view prog_id) {
   for (const RecordsetPtr rows = select->Open(); !rows->IsEof(); rows->MoveNext()) {
     DestinationField field;
     field.name = rows->TextAt(0);
-    field.column = RequirePlainName(prog_id, "Importfelder.Spalte", rows->TextAt(1));
+    field.column = RequireName(prog_id, "Importfelder.Spalte", rows->TextAt(1));
     field.type = rows->TextAt(2);
     field.obligation = rows->ValueAt(3).ToBool();
     field.date = rows->ValueAt(4).ToBool();
@@ -83,6 +155,15 @@ Destination LoadDestination(Connection& connection, std::string_view prog_id) {
   destination.number_field = *number;
   destination.fields[*number].kind = FieldKind::kWhole;
   destination.group_field = destination.FindField(group_field);
+  if (!IsQuoted(destination.table)) {
+    for (std::size_t part = 0; part < kKeyParts; ++part) {
+      destination.key_fields[part] = destination.FindField(kSampleKeyFields[part]);
+    }
+    return destination;
+  }
+  destination.joins_names = true;
+  destination.overrides_identity = !IsSqlite(connection);
+  LoadTargetColumns(connection, key, destination);
   return destination;
 }
 

@@ -9,6 +9,7 @@
 #include "schema/database_roles.h"
 #include "schema/default_destinations.h"
 #include "schema/number_sequence.h"
+#include "schema/own_tables.h"
 
 namespace kestrel::host {
 
@@ -151,6 +152,17 @@ constexpr const char* kAddressIndexes[] = {
     "CREATE INDEX IF NOT EXISTS Adressindex3 ON Adressindex (Doubletkey3)",
 };
 
+// Keys and settings that a destination of a user's own needs beside its row and its fields.
+constexpr const char* kTargetTable = R"(CREATE TABLE IF NOT EXISTS Importspalten (
+  ProgID VARCHAR(50) NOT NULL,
+  FieldName VARCHAR(255) NOT NULL,
+  Schluesselteil VARCHAR(10),
+  Rang INTEGER,
+  Vorgabe TEXT,
+  PRIMARY KEY (ProgID, FieldName)))";
+constexpr const char* kVersionTable =
+    "CREATE TABLE IF NOT EXISTS Importfassung (Fassung INTEGER NOT NULL PRIMARY KEY)";
+
 // The three address tables differ in number, group and date.
 constexpr const char* kAddressTable = R"(CREATE TABLE IF NOT EXISTS %TABLE% (
   %NUMBER% %KEY%,
@@ -206,6 +218,19 @@ std::string AddressTableText(const Connection& connection, const DefaultDestinat
   return WithKeyTypes(connection, sql);
 }
 
+// Names in another application's database may be as long as it likes, and stand there in quotes.
+std::string WithLongNames(std::string sql) {
+  for (const char* column : {"Tabelle", "Nummernfeld", "FieldName", "Spalte", "ProgID"}) {
+    sql = ReplaceAll(sql, std::string(column) + " VARCHAR(50)", std::string(column) + " VARCHAR(255)");
+  }
+  return sql;
+}
+
+bool IsOfSampleHostOnly(std::string_view sql) {
+  return sql.find("Kundengruppen") != std::string_view::npos ||
+         sql.find("Lieferantengruppen") != std::string_view::npos;
+}
+
 void CreateTables(Connection& connection) {
   for (const char* sql : kTables) connection.Execute(WithKeyTypes(connection, sql));
   CreateLogDetailTables(connection);
@@ -246,14 +271,51 @@ std::vector<std::string> HostTables() {
   return tables;
 }
 
+bool IsSampleHost(Connection& connection) {
+  const std::vector<CatalogTable> tables = connection.Tables();
+  const auto has = [&](std::string_view name) {
+    return std::any_of(tables.begin(), tables.end(),
+                       [&](const CatalogTable& table) { return EqualsIgnoringCase(table.name, name); });
+  };
+  return has("Importziele") && has("Importfelder") && has("Adressindex") && has("Einstellungen");
+}
+
+std::vector<std::string> OwnNames() {
+  return {"Personalstamm", "Einstellungen",    "Adressindex",     "Adressindex1",      "Adressindex2",
+          "Adressindex3",  "Protokoll",        "Protokollzeilen", "Protokollherkunft", "Protokolldetails",
+          "Importlauf",    "Importlaufzeilen", "Importsperre",    "Importziele",       "Importfelder",
+          "Importspalten", "Importfassung"};
+}
+
+void CreateTablesApart(Connection& connection) {
+  for (const char* sql : kTables) {
+    if (!IsOfSampleHostOnly(sql)) connection.Execute(WithLongNames(WithKeyTypes(connection, sql)));
+  }
+  CreateLogDetailTables(connection);
+  for (const char* sql : kLedgerTables) connection.Execute(WithLongNames(WithKeyTypes(connection, sql)));
+  CreateAddressIndexes(connection);
+  CreateImportLock(connection);
+  connection.Execute(kVersionTable);
+  for (const char* sql : kRows) {
+    if (std::string_view(sql).starts_with("INSERT INTO Einstellungen")) {
+      connection.Execute(std::string(sql) + " ON CONFLICT DO NOTHING");
+    }
+  }
+  connection.Execute("INSERT INTO Importfassung VALUES (" + std::to_string(kOwnVersion) +
+                     ") ON CONFLICT DO NOTHING");
+}
+
+void CreateTargetTables(Connection& connection) { connection.Execute(kTargetTable); }
+
 void CreateLogDetailTables(Connection& connection) {
   for (const char* sql : kLogDetailTables) connection.Execute(WithKeyTypes(connection, sql));
 }
 
 bool HasTable(Connection& connection, std::string_view name) {
+  const std::string own = OwnTable(connection, name);
   const std::vector<CatalogTable> tables = connection.Tables();
   return std::any_of(tables.begin(), tables.end(),
-                     [&](const CatalogTable& table) { return EqualsIgnoringCase(table.name, name); });
+                     [&](const CatalogTable& table) { return EqualsIgnoringCase(table.name, own); });
 }
 
 void RequireTable(Connection& connection, std::string_view name) {
@@ -292,12 +354,15 @@ void CreateAddressIndexes(Connection& connection) {
 
 bool HasAddressIndexAsMade(Connection& connection) {
   if (!IsSqlite(connection)) return false;
+  const std::string table = OwnTable(connection, "Adressindex");
+  const std::string literal = "'" + table + "'";
   const RecordsetPtr found = connection.OpenRecordset(
-      "SELECT sql FROM main.sqlite_schema, pragma_encoding"
-      " WHERE type = 'table' AND name = 'Adressindex' AND encoding = 'UTF-8'"
-      " AND (SELECT count(*) FROM pragma_table_list WHERE name = 'Adressindex' COLLATE NOCASE) = 1");
-  return !found->IsEof() && found->TextAt(0) == ReplaceAll(WithKeyTypes(connection, kAddressIndexTable),
-                                                           "CREATE TABLE IF NOT EXISTS", "CREATE TABLE");
+      "SELECT sql FROM main.sqlite_schema, pragma_encoding WHERE type = 'table' AND name = " + literal +
+      " AND encoding = 'UTF-8' AND (SELECT count(*) FROM pragma_table_list WHERE name = " + literal +
+      " COLLATE NOCASE) = 1");
+  return !found->IsEof() &&
+         found->TextAt(0) == ReplaceAll(WithKeyTypes(connection, kAddressIndexTable),
+                                        "CREATE TABLE IF NOT EXISTS Adressindex", "CREATE TABLE " + table);
 }
 
 void InitialiseHostDatabase(Connection& connection) {

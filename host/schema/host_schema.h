@@ -10,6 +10,8 @@
 //   Importlauf, Importlaufzeilen         what imports did to the addresses, see ledger/run_ledger.h
 //   Importsperre                         whose turn it is, see storage/group_lock.h; not on SQLite
 //   Importziele, Importfelder            what can be imported: one row a destination, one a field, by ProgID
+//   Importspalten                        what a destination of a user's own tells beyond that, see targets/
+//   Importfassung                        of the tables in another application's database, see own_tables.h
 //
 // The statements are the same for SQLite and PostgreSQL but for the type of an automatic key.
 #pragma once
@@ -31,6 +33,15 @@ bool IsSqlite(const Connection& connection);
 
 // The statement that inserts rows but passes over those whose key exists; `target` is what follows INSERT INTO.
 std::string InsertAbsentText(const Connection& connection, std::string_view target);
+
+// Whether the tables of the sample host stand here under their plain names. Error 3000.
+bool IsSampleHost(Connection& connection);
+// The plain names of everything that the host makes in another application's database.
+std::vector<std::string> OwnNames();
+// Makes there all that the components need; their rows, too. What exists stays. Error 3000.
+void CreateTablesApart(Connection& connection);
+// Makes the table Importspalten. Error 3000.
+void CreateTargetTables(Connection& connection);
 
 // The tables that InitialiseHostDatabase makes on PostgreSQL.
 std::vector<std::string> HostTables();

@@ -22,6 +22,7 @@ class AddressFields {
 
  private:
   std::array<std::optional<std::size_t>, 7> fields_;
+  const bool joins_names_;
 };
 
 }  // namespace kestrel::host

@@ -30,7 +30,23 @@ void RequireIndexable(std::int64_t number) {
 
 }  // namespace
 
+std::string JoinedName(const IndexedAddress& address) {
+  std::string name;
+  for (const std::string_view part : address.names) {
+    const std::string_view trimmed = TrimBlanks(part);
+    if (!trimmed.empty()) name.append(name.empty() ? "" : " ").append(trimmed);
+  }
+  return name;
+}
+
 void AppendKeyText(std::string& text, const IndexedAddress& address) {
+  if (address.joins_names) {
+    const std::string name = JoinedName(address);
+    IndexedAddress joined = address;
+    joined.names = {name, {}, {}};
+    joined.joins_names = false;
+    return AppendKeyText(text, joined);
+  }
   text.append(address.postcode).append("|").append(address.town).append("|").append(address.street).append("|");
   text.append(TrimBlanks(Left(address.names[0], kStartOfName))).append("|");
   for (const std::string_view name : address.names) text.append(name).append("|");

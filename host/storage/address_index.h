@@ -28,6 +28,8 @@ struct IndexedAddress {
   std::string_view street;
   std::array<std::string_view, 3> names;
   std::string_view group;
+  // The names that are not empty are one, with blanks between them.
+  bool joins_names = false;
 };
 
 // A row of the index.
@@ -36,6 +38,9 @@ struct IndexRow {
   std::string reference;            // the same as text
   std::array<std::string, 3> keys;  // empty where there is none
 };
+
+// The names that are not empty, with blanks between them.
+std::string JoinedName(const IndexedAddress& address);
 
 // Appends the key text of an address: PLZ|Ort|Strasse|first 15 characters of Bez1,
 // trimmed|Bez1|Bez2|Bez3||group

@@ -15,10 +15,19 @@ std::optional<std::int64_t> ReadNumber(std::string_view text) {
   return number;
 }
 
-void SetKeyText(std::string& text, const Recordset& row) {
+// Of a row that has the key parts in their order.
+IndexedAddress AddressOf(const Recordset& row, bool joins_names) {
+  return {row.TextAt(kPostcode),
+          row.TextAt(kTown),
+          row.TextAt(kStreet),
+          {row.TextAt(kName1), row.TextAt(kName2), row.TextAt(kName3)},
+          {},
+          joins_names};
+}
+
+void SetKeyText(std::string& text, const Recordset& row, bool joins_names) {
   text.clear();
-  AppendKeyText(
-      text, {row.TextAt(1), row.TextAt(2), row.TextAt(3), {row.TextAt(0), row.TextAt(4), row.TextAt(5)}, {}});
+  AppendKeyText(text, AddressOf(row, joins_names));
 }
 
 }  // namespace
@@ -35,14 +44,11 @@ AddressLookup::Kind* AddressLookup::KindOf(std::int64_t address_type) {
     TableQuery table(connection_, loaded.table);
     kind.emplace(Kind{std::move(loaded), std::move(table), nullptr, nullptr, {}});
     const Destination& destination = kind->destination;
-    const auto column = [&](std::string_view field) {
-      const auto found_field = destination.FindField(field);
-      return found_field ? destination.fields[*found_field].column : std::string("''");
-    };
     const std::string& number = destination.fields[destination.number_field].column;
-    kind->query = "SELECT " + column("Bez1") + ", " + column("PLZ") + ", " + column("Ort") + ", " +
-                  column("Strasse") + ", " + column("Bez2") + ", " + column("Bez3") + ", " + number + " FROM " +
-                  destination.table + " WHERE " + number;
+    kind->query = "SELECT ";
+    for (std::size_t part = 0; part < kKeyParts; ++part)
+      kind->query += destination.KeyColumn(part, "''") + ", ";
+    kind->query += number + " FROM " + destination.table + " WHERE " + number;
     kind->read = connection_.Prepare(kind->query + " = ?");
   }
   return kind ? &*kind : nullptr;
@@ -61,8 +67,11 @@ RecordsetPtr AddressLookup::Find(std::int64_t address_type, std::string_view num
 AddressLookup::Summary AddressLookup::Describe(std::int64_t address_type, std::string_view number) {
   const RecordsetPtr row = Find(address_type, number);
   if (row == nullptr) return {};
-  Summary summary{std::string(row->TextAt(0)), std::string(row->TextAt(1))};
-  const std::string_view town = row->TextAt(2);
+  const IndexedAddress address = AddressOf(*row, false);
+  Summary summary{
+      KindOf(address_type)->destination.joins_names ? JoinedName(address) : std::string(address.names[0]),
+      std::string(address.postcode)};
+  const std::string_view town = address.town;
   if (!summary.place.empty() && !town.empty()) summary.place += " ";
   summary.place += town;
   return summary;
@@ -71,7 +80,7 @@ AddressLookup::Summary AddressLookup::Describe(std::int64_t address_type, std::s
 bool AddressLookup::ReadKeyText(std::int64_t address_type, std::string_view number, std::string& text) {
   const RecordsetPtr row = Find(address_type, number);
   if (row == nullptr) return false;
-  SetKeyText(text, *row);
+  SetKeyText(text, *row, KindOf(address_type)->destination.joins_names);
   return true;
 }
 
@@ -89,8 +98,8 @@ void AddressLookup::ReadKeyTexts(
   kind->read_many->BindText(0, array += '}');
   std::string text;
   for (const RecordsetPtr rows = kind->read_many->Open(); !rows->IsEof(); rows->MoveNext()) {
-    SetKeyText(text, *rows);
-    read(rows->ValueAt(6).ToInteger(), text);
+    SetKeyText(text, *rows, kind->destination.joins_names);
+    read(rows->ValueAt(kKeyParts).ToInteger(), text);
   }
 }
 

@@ -19,7 +19,7 @@ namespace kestrel::host {
 class AddressLookup {
  public:
   struct Summary {
-    std::string name;   // Bez1
+    std::string name;   // Bez1, or all names where they are joined
     std::string place;  // PLZ and Ort
   };
 
@@ -41,7 +41,7 @@ class AddressLookup {
   struct Kind {
     Destination destination;
     TableQuery table;
-    std::unique_ptr<Statement> read;  // Bez1, PLZ, Ort, Strasse, Bez2, Bez3, and the number
+    std::unique_ptr<Statement> read;  // the key parts and the number
     std::unique_ptr<Statement> read_many;
     std::string query;  // of the two, up to the number that is asked for
   };

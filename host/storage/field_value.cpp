@@ -74,6 +74,16 @@ std::string_view ToIso(const DestinationField& field, std::string_view text, Iso
   return detail::WriteIso((std::int64_t{date->year} * 100 + date->month) * 100 + date->day, iso);
 }
 
+std::int64_t ToTruth(const DestinationField& field, std::string_view text) {
+  for (const char* yes : {"1", "-1", "ja", "j", "wahr", "true", "t", "yes", "y", "x"}) {
+    if (EqualsIgnoringCase(text, yes)) return 1;
+  }
+  for (const char* no : {"0", "nein", "n", "falsch", "false", "f", "no"}) {
+    if (EqualsIgnoringCase(text, no)) return 0;
+  }
+  Refuse(field, text, "ja oder nein");
+}
+
 }  // namespace
 
 std::string_view detail::WriteIso(std::int64_t day, IsoDate& date) {
@@ -104,6 +114,7 @@ StoredValue detail::ConvertOrRefuse(const DestinationField& field, std::string_v
   if (trimmed.empty()) return std::monostate();
   if (field.kind == FieldKind::kWhole) return ToWhole(field, trimmed);
   if (field.kind == FieldKind::kDate) return ToIso(field, trimmed, date);
+  if (field.kind == FieldKind::kTruth) return ToTruth(field, trimmed);
   const auto number = ParseNumber(trimmed);
   if (!number) Refuse(field, text, "eine Zahl");
   return *number;

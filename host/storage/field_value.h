@@ -33,6 +33,7 @@ inline bool FitsByBytes(const DestinationField& field, std::string_view text) {
 //   whole number, real number   a number in German or English writing; nothing for an empty text
 //   date                        JJJJMMTT with or without 000000, TT.MM.JJJJ or JJJJ-MM-TT to ISO; nothing for
 //                               an empty text
+//   true or false               1 or 0, for what is so called in German or English; nothing for an empty text
 //   text                        as it stands
 // `date` must live as long as the result. Error 13 or 3421 with a sentence that names field and value.
 inline StoredValue ConvertFieldText(const DestinationField& field, std::string_view text, IsoDate& date) {

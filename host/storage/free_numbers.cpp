@@ -7,6 +7,7 @@
 
 #include "kestrel/runtime_error.h"
 #include "platform/base/text.h"
+#include "schema/destination.h"
 #include "schema/host_schema.h"
 #include "schema/number_sequence.h"
 #include "storage/grouped_writes.h"
@@ -169,7 +170,10 @@ class NumbersOfASequence final : public FreeNumbers {
 std::unique_ptr<FreeNumbers> FreeNumbers::Of(Connection& connection, const std::string& table,
                                              const std::string& column, const std::string& trial_of) {
   // A test run takes no number from anybody.
-  if (IsSqlite(connection) || !trial_of.empty()) {
+  const bool is_without_sequence =
+      !IsSqlite(connection) && IsQuoted(table) && FindSequence(connection, table, column).empty();
+  // In another application's database nothing is made beside its table.
+  if (IsSqlite(connection) || !trial_of.empty() || is_without_sequence) {
     return std::make_unique<NumbersBehindTheGreatest>(connection, table, column, trial_of);
   }
   return std::make_unique<NumbersOfASequence>(connection, table, column);

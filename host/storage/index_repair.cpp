@@ -11,6 +11,7 @@
 #include "platform/base/counted.h"
 #include "schema/destination.h"
 #include "schema/host_schema.h"
+#include "schema/own_tables.h"
 #include "schema/settings.h"
 #include "storage/address_index.h"
 
@@ -49,10 +50,7 @@ std::int64_t RenewKeysOf(Connection& connection, const Destination& destination,
   constexpr std::size_t kAtOnce = 1000;
   const std::string& number = destination.fields[destination.number_field].column;
   std::string columns = number;
-  for (const char* name : {"PLZ", "Ort", "Strasse", "Bez1", "Bez2", "Bez3"}) {
-    const auto field = destination.FindField(name);
-    columns += ", " + (field ? destination.fields[*field].column : std::string("''"));
-  }
+  for (std::size_t part = 0; part < kKeyParts; ++part) columns += ", " + destination.KeyColumn(part, "''");
   const auto query = connection.Prepare(
       "SELECT " + columns + " FROM " + destination.table + " JOIN Adressindex ON AdressId = CAST(" + number +
       " AS BIGINT) * 64 + " + std::to_string(destination.address_type) + " WHERE " + number + " > ? ORDER BY " +
@@ -70,7 +68,8 @@ std::int64_t RenewKeysOf(Connection& connection, const Destination& destination,
       for (std::size_t i = 0; i < texts.size(); ++i) texts[i] = rows->TextAt(i + 1);
     }
     for (const auto& [key, texts] : addresses) {
-      index.Write(key, {texts[0], texts[1], texts[2], {texts[3], texts[4], texts[5]}, {}});
+      index.Write(key,
+                  {texts[0], texts[1], texts[2], {texts[3], texts[4], texts[5]}, {}, destination.joins_names});
       last = key;
     }
     count += static_cast<std::int64_t>(addresses.size());
@@ -82,10 +81,11 @@ std::int64_t RenewKeysOf(Connection& connection, const Destination& destination,
 
 std::string RestoreAddressIndexes(Connection& connection) {
   if (!IsSqlite(connection)) return {};
-  const RecordsetPtr found = connection.OpenRecordset(
-      "SELECT count(*) FILTER (WHERE type = 'table' AND name = 'Adressindex'),"
-      " count(*) FILTER (WHERE type = 'index' AND name IN ('Adressindex1', 'Adressindex2', 'Adressindex3'))"
-      " FROM sqlite_schema");
+  const std::string table = OwnTable(connection, "Adressindex");
+  const RecordsetPtr found =
+      connection.OpenRecordset("SELECT count(*) FILTER (WHERE type = 'table' AND name = '" + table +
+                               "'), count(*) FILTER (WHERE type = 'index' AND name IN ('" + table + "1', '" +
+                               table + "2', '" + table + "3')) FROM sqlite_schema");
   if (found->TextAt(0) == "0" || found->TextAt(1) == "3") return {};
   CreateAddressIndexes(connection);
   return "Die Indizes der Tabelle 'Adressindex' fehlten in der Datenbank und wurden neu angelegt.";

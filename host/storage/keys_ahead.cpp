@@ -5,6 +5,8 @@
 #include <unordered_map>
 
 #include "kestrel/runtime_error.h"
+#include "platform/base/text.h"
+#include "schema/own_tables.h"
 
 namespace kestrel::host {
 
@@ -27,7 +29,7 @@ constexpr const char* kUseIndexes =
 constexpr const char* kTableQuery =
     "SELECT count(*) FROM pg_catalog.pg_attribute a JOIN pg_catalog.pg_class t ON t.oid = a.attrelid "
     "JOIN pg_catalog.pg_collation c ON c.oid = a.attcollation "
-    "WHERE a.attrelid = to_regclass('adressindex') AND t.relkind IN ('r', 'p') AND NOT t.relhasrules "
+    "WHERE a.attrelid = to_regclass(lower('%TABLE%')) AND t.relkind IN ('r', 'p') AND NOT t.relhasrules "
     "AND NOT t.relhastriggers AND a.attname IN ('doubletkey1', 'doubletkey2', 'doubletkey3') "
     "AND a.atttypid IN ('varchar'::regtype, 'text'::regtype) "
     // Servers before 12 have no others, and no such column.
@@ -78,7 +80,10 @@ void KeysAhead::Forget() {
 
 bool KeysAhead::IsTableAsMade() {
   if (!is_table_as_made_) {
-    is_table_as_made_ = connection_.OpenRecordset(kTableQuery)->ValueAt(0).ToInteger() == 3;
+    is_table_as_made_ =
+        connection_.OpenRecordset(ReplaceAll(kTableQuery, "%TABLE%", OwnTable(connection_, "Adressindex")))
+            ->ValueAt(0)
+            .ToInteger() == 3;
   }
   return *is_table_as_made_;
 }

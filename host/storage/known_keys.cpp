@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "schema/host_schema.h"
+#include "schema/own_tables.h"
 
 namespace kestrel::host {
 
@@ -33,7 +34,8 @@ KnownKeys::KnownKeys(Connection& connection)
       absent_(connection.attachments().Of<AbsentValues>(connection)),
       addresses_(connection.attachments().Of<KnownAddresses>(connection)),
       coming_(connection.attachments().Of<ComingLookUps>(connection)) {
-  absent_.Keep("Adressindex", [this](std::span<const SoughtValue> values) { return Lacks(values); });
+  absent_.Keep("Adressindex", OwnTable(connection, "Adressindex"),
+               [this](std::span<const SoughtValue> values) { return Lacks(values); });
   addresses_.Keep([this] { return HoldsAll(); });
 }
 
@@ -150,7 +152,9 @@ std::string KnownKeys::Version() {
   if (version_query_ == nullptr) {
     version_query_ = connection_.Prepare(
         "SELECT data_version || ' ' || schema_version || ' ' || (SELECT count(*) FROM sqlite_temp_schema"
-        " WHERE name = 'Adressindex' COLLATE NOCASE) FROM pragma_data_version, pragma_schema_version");
+        " WHERE name = '" +
+        OwnTable(connection_, "Adressindex") +
+        "' COLLATE NOCASE) FROM pragma_data_version, pragma_schema_version");
   }
   return std::string(version_query_->Open()->TextAt(0));
 }

@@ -7,6 +7,7 @@
 #include "kestrel/transaction.h"
 #include "platform/base/text.h"
 #include "schema/host_schema.h"
+#include "schema/own_tables.h"
 
 namespace kestrel::host {
 
@@ -53,9 +54,10 @@ std::string RowTable(std::size_t columns) {
 }  // namespace
 
 bool HasLogDetails(Connection& connection) {
+  const std::string table = OwnTable(connection, "Protokolldetails");
   const RecordsetPtr found = connection.OpenRecordset(
-      IsSqlite(connection) ? "SELECT name FROM sqlite_schema WHERE name = 'Protokolldetails'"
-                           : "SELECT 1 WHERE to_regclass('protokolldetails') IS NOT NULL");
+      IsSqlite(connection) ? "SELECT name FROM sqlite_schema WHERE name = '" + table + "'"
+                           : "SELECT 1 WHERE to_regclass(lower('" + table + "')) IS NOT NULL");
   if (!found->IsEof()) return true;
   GroupedWrites::Of(connection).Flush();
   // A host that lets nobody make tables has logs all the same.
@@ -63,13 +65,13 @@ bool HasLogDetails(Connection& connection) {
 }
 
 bool HasReasons(Connection& connection) {
+  const std::string table = OwnTable(connection, "Protokolldetails");
   const auto found = [&] {
     return !connection
-                .OpenRecordset(
-                    IsSqlite(connection)
-                        ? "SELECT 1 FROM pragma_table_info('Protokolldetails') WHERE name = 'Grund'"
-                        : "SELECT 1 FROM pg_attribute WHERE attrelid = to_regclass('protokolldetails') "
-                          "AND attname = 'grund'")
+                .OpenRecordset(IsSqlite(connection)
+                                   ? "SELECT 1 FROM pragma_table_info('" + table + "') WHERE name = 'Grund'"
+                                   : "SELECT 1 FROM pg_attribute WHERE attrelid = to_regclass(lower('" + table +
+                                         "')) AND attname = 'grund'")
                 ->IsEof();
   };
   if (found()) return true;

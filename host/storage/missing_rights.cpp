@@ -5,6 +5,7 @@
 
 #include "schema/host_schema.h"
 #include "schema/number_sequence.h"
+#include "schema/own_tables.h"
 #include "storage/grouped_writes.h"
 
 namespace kestrel::host {
@@ -31,7 +32,7 @@ std::string InsertOfNothing(const std::string& table, const std::string& columns
 // Of the sequence that gives the rows of a table their numbers: it is read, drawn from and moved on.
 void TrySequence(Connection& connection, const std::string& table, const std::string& column,
                  std::string& missing) {
-  const std::string told = "aus der '" + table + "' seine Nummern bekommt, ";
+  const std::string told = "aus der '" + ToldName(table) + "' seine Nummern bekommt, ";
   const auto ask = [&] {
     const std::string sequence = FindSequence(connection, table, column);
     // One that is missing is made when it is needed, or that is refused.
@@ -61,17 +62,18 @@ std::string MissingRights(Connection& connection, const Destination& destination
   if (connection.InTransaction()) return missing;
   if (std::string reason = WhyReadOnly(connection); !reason.empty()) return reason;
   const std::string& table = destination.table;
+  const std::string told = ToldTable(destination);
   std::string columns;
   for (const DestinationField& field : destination.fields) {
     columns.append(columns.empty() ? "" : ", ").append(field.column);
   }
   Try(connection,
-      "In die Tabelle '" + table + "' kann nicht eingefügt werden: ", InsertOfNothing(table, columns), missing);
+      "In die Tabelle '" + told + "' kann nicht eingefügt werden: ", InsertOfNothing(table, columns), missing);
   // Where SQLite refuses that, it refuses everything; PostgreSQL knows rights of each table.
   if (!missing.empty() && IsSqlite(connection)) return missing;
   if (overwrite) {
     const std::string& number = destination.fields[destination.number_field].column;
-    Try(connection, "In der Tabelle '" + table + "' kann nicht geändert werden: ",
+    Try(connection, "In der Tabelle '" + told + "' kann nicht geändert werden: ",
         "UPDATE " + table + " SET " + number + " = " + number + " WHERE 1 = 0", missing);
   }
   if (destination.address_type != 0) {
@@ -94,7 +96,7 @@ std::string MissingRights(Connection& connection, const Destination& destination
   for (const auto& [numbered, column] : {std::pair(table, destination.fields[destination.number_field].column),
                                          std::pair(std::string("Protokoll"), std::string("ProtokollNr")),
                                          std::pair(std::string("Importlauf"), std::string("LaufNr"))}) {
-    if (HasTable(connection, numbered)) TrySequence(connection, numbered, column, missing);
+    if (numbered == table || HasTable(connection, numbered)) TrySequence(connection, numbered, column, missing);
   }
   if (HasTable(connection, "Importsperre")) {
     Try(connection, "In der Tabelle 'Importsperre' kann nicht geändert werden: ",
@@ -126,13 +128,14 @@ std::string MissingGrants(Connection& connection, const Destination& destination
   std::string missing;
   const auto ask = [&] {
     const auto note = [&](std::string_view right, const std::string& name) {
-      missing.append(missing.empty() ? "" : ", ").append(right).append(" an '" + name + "'");
+      missing.append(missing.empty() ? "" : ", ").append(right).append(" an '" + ToldName(name) + "'");
     };
     // A right at some columns may be all that is needed; a table that is not there has another message.
     const auto table_query =
-        connection.Prepare("SELECT has_any_column_privilege(to_regclass(lower(?)), ?) IS FALSE AS refused");
+        connection.Prepare("SELECT has_any_column_privilege(to_regclass(?), ?) IS FALSE AS refused");
     const auto need = [&](const std::string& table, std::string_view right) {
-      table_query->BindText(0, table);
+      const std::string in_database = CatalogName(OwnTable(connection, table));
+      table_query->BindText(0, in_database);
       table_query->BindText(1, right);
       if (table_query->Open()->ValueAt(0).ToBool()) note(right, table);
     };

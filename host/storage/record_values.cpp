@@ -7,6 +7,14 @@ std::string_view TextOf(const StoredValue& value) {
   return text == nullptr ? std::string_view() : *text;
 }
 
+std::string ColumnList(const Destination& destination) {
+  std::string columns;
+  for (const DestinationField& field : destination.fields) {
+    columns += (columns.empty() ? "" : ", ") + field.column;
+  }
+  return columns;
+}
+
 void Bind(Statement& statement, std::size_t parameter, const StoredValue& value) {
   if (const auto* text = std::get_if<std::string_view>(&value)) {
     statement.BindText(parameter, *text);
@@ -20,11 +28,8 @@ void Bind(Statement& statement, std::size_t parameter, const StoredValue& value)
 }
 
 std::string InsertTarget(const Destination& destination) {
-  std::string columns;
-  for (const DestinationField& field : destination.fields) {
-    columns += (columns.empty() ? "" : ", ") + field.column;
-  }
-  return destination.table + " (" + columns + ")";
+  return destination.table + " (" + ColumnList(destination) + ")" +
+         (destination.overrides_identity ? " OVERRIDING SYSTEM VALUE" : "");
 }
 
 std::string InsertText(const Destination& destination) {
@@ -35,8 +40,10 @@ std::string InsertText(const Destination& destination) {
 
 std::string TakeOverText(const Destination& destination) {
   const std::string& number = destination.fields[destination.number_field].column;
-  return "INSERT INTO " + destination.table + " SELECT * FROM " + destination.trial_of + " WHERE " + number +
-         " = ? ON CONFLICT (" + number + ") DO NOTHING";
+  const std::string target = IsQuoted(destination.trial_of) ? InsertTarget(destination) : destination.table;
+  return "INSERT INTO " + target + " SELECT " +
+         (IsQuoted(destination.trial_of) ? ColumnList(destination) : "*") + " FROM " + destination.trial_of +
+         " WHERE " + number + " = ? ON CONFLICT (" + number + ") DO NOTHING";
 }
 
 void KeptValues::Keep(const RecordValues& values) {

@@ -20,7 +20,9 @@ std::string_view TextOf(const StoredValue& value);
 
 void Bind(Statement& statement, std::size_t parameter, const StoredValue& value);
 
-// "table (columns)", one a field.
+// The columns of all fields, with commas between them.
+std::string ColumnList(const Destination& destination);
+// "table (columns)", one a field, with what the database wants to be told beside.
 std::string InsertTarget(const Destination& destination);
 // "INSERT INTO table (columns) VALUES (?, ...)", one parameter a field.
 std::string InsertText(const Destination& destination);

@@ -43,6 +43,9 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
   const auto& fields = destination_.fields;
   for (std::size_t i = 0; i < fields.size(); ++i) {
     if (fields[i].obligation && i != destination_.number_field) mandatory_.push_back(i);
+    if (fields[i].preset.empty()) continue;
+    Preset& preset = presets_.emplace_back(Preset{i, {}, {}});
+    preset.value = ConvertFieldText(fields[i], fields[i].preset, preset.date);
   }
   const std::string& number = fields[destination_.number_field].column;
   numbers_ = range ? NumbersInRange(connection_, destination_, *range)
@@ -248,7 +251,30 @@ void RecordWriter::Convert(const Recordset& record, const std::vector<std::size_
       values_[field] = ConvertFieldText(destination_.fields[field], record.TextAt(column), dates_[field]);
     }
   }
+  FillPresets();
   RequireMandatory();
+}
+
+void RecordWriter::FillPresets() {
+  if (presets_.empty()) return;
+  const auto is_empty = [this](std::size_t field) {
+    return std::holds_alternative<std::monostate>(values_[field]);
+  };
+  if (std::ranges::none_of(presets_, [&](const Preset& preset) { return is_empty(preset.field); })) return;
+  // A row that is there keeps what it has.
+  if (const auto* number = std::get_if<std::int64_t>(&values_[destination_.number_field]);
+      number != nullptr && overwrite_) {
+    if (find_ == nullptr) {
+      find_ = connection_.Prepare("SELECT 1 FROM " +
+                                  (destination_.trial_of.empty() ? destination_.table : destination_.trial_of) +
+                                  " WHERE " + destination_.fields[destination_.number_field].column + " = ?");
+    }
+    find_->BindInteger(0, *number);
+    if (!find_->Open()->IsEof()) return;
+  }
+  for (const Preset& preset : presets_) {
+    if (is_empty(preset.field)) values_[preset.field] = preset.value;
+  }
 }
 
 void RecordWriter::RequireMandatory() const {
@@ -347,7 +373,8 @@ void RecordWriter::IndexStoredRow(std::int64_t number) {
                          row->TextAt(1),
                          row->TextAt(2),
                          {row->TextAt(3), row->TextAt(4), row->TextAt(5)},
-                         row->TextAt(6)});
+                         row->TextAt(6),
+                         destination_.joins_names});
 }
 
 void RecordWriter::RefuseExisting(const RecordValues& values) const {

@@ -83,6 +83,7 @@ class RecordWriter final : private GroupMember {
  private:
   // Sets values_. Raises as Store does.
   void Convert(const Recordset& record, const std::vector<std::size_t>& columns);
+  void FillPresets();
   void RequireMandatory() const;
   void BeforeCommit() override;
   void GroupCommitted() override;
@@ -126,6 +127,13 @@ class RecordWriter final : private GroupMember {
   // Of the record on its way, one a field; and the memory of converted dates.
   RecordValues values_;
   std::vector<IsoDate> dates_;
+  struct Preset {
+    std::size_t field;
+    StoredValue value;  // may be a view of `date`
+    IsoDate date;
+  };
+  std::deque<Preset> presets_;          // of new rows
+  std::unique_ptr<Statement> find_;     // whether a row is one
   std::vector<std::size_t> mandatory_;  // the fields beside the number that must not be empty
   std::unique_ptr<FreeNumbers> numbers_;
 

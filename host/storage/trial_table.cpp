@@ -16,8 +16,8 @@ TrialTable::TrialTable(Connection& connection, const Destination& destination)
   // Lower case, as PostgreSQL tells it in its errors; no other test run of the connection has the name.
   destination_.table = "pruefung_" + std::to_string(reinterpret_cast<std::uintptr_t>(this));
   destination_.trial_of = destination.table;
-  told_table_ = destination.table;
-  if (!IsSqlite(connection)) {
+  told_table_ = ToldTable(destination);
+  if (!IsSqlite(connection) && !IsQuoted(destination.table)) {
     // As PostgreSQL calls a table that was created without quotes.
     std::ranges::transform(told_table_, told_table_.begin(),
                            [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
@@ -31,6 +31,8 @@ TrialTable::TrialTable(Connection& connection, const Destination& destination)
     connection_.Begin();
     is_transaction_ = true;
   }
+  // A temporary table may refer to temporary ones only.
+  if (IsQuoted(destination.table) && IsSqlite(connection_)) connection_.Execute("PRAGMA foreign_keys = OFF");
   connection_.Execute(CreateText(destination.table));
 }
 
@@ -43,16 +45,23 @@ void TrialTable::Remove() {
   if (!connection_.IsOpen()) return;
   GroupedWrites::Of(connection_).Flush();
   connection_.Execute("DROP TABLE " + destination_.table);
+  if (IsQuoted(destination_.trial_of) && IsSqlite(connection_)) {
+    connection_.Execute("PRAGMA foreign_keys = ON");
+  }
   if (is_transaction_ && connection_.InTransaction()) connection_.Commit();
 }
 
 std::string TableColumns(Connection& connection, const std::string& table) {
   const auto query =
       connection.Prepare("SELECT sql FROM main.sqlite_schema WHERE type = 'table' AND lower(name) = lower(?)");
-  query->BindText(0, table);
+  const std::string name = ToldName(table);
+  query->BindText(0, name);
   const RecordsetPtr row = query->Open();
   const std::string_view definition = row->IsEof() ? std::string_view() : row->TextAt(0);
-  const std::size_t columns = definition.find('(');
+  // A name in quotes may hold a bracket.
+  const std::size_t name_at = IsQuoted(table) ? definition.find(name) : std::string_view::npos;
+  const std::size_t columns =
+      definition.find('(', name_at == std::string_view::npos ? 0 : name_at + name.size());
   return columns == std::string_view::npos ? std::string() : std::string(definition.substr(columns));
 }
 
@@ -63,7 +72,7 @@ std::string TrialTable::CreateText(const std::string& original) const {
   if (columns.empty()) {
     throw RuntimeError(
         ErrorNumber::kInvalidProcedureCall,
-        "'" + original + "' ist keine Tabelle, daher kann der Import dorthin nicht getestet werden.");
+        "'" + ToldName(original) + "' ist keine Tabelle, daher kann der Import dorthin nicht getestet werden.");
   }
   return start + columns;
 }

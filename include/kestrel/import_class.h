@@ -78,6 +78,15 @@
 //                                                        not in a run; stores nothing. What it raises is told as
 //                                                        a warning.
 //
+//   AddressKind                        method, text      for the duplicate check, of a class that the host does not
+//                                                        bring: lines that end with a line feed. The bit by which
+//                                                        the host's address index knows its addresses, the field of
+//                                                        their number, the key of section CfgSettings that lets
+//                                                        existing ones be overwritten, and the fields of postal
+//                                                        code, town, street and up to three names, which together
+//                                                        are the name; a line may be empty. No text: its addresses
+//                                                        are not checked.
+//
 // For a class that keeps a ledger of its runs; none of these is called in a test run. Sizes, records and counts are
 // integers, all else texts:
 //

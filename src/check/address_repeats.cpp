@@ -11,7 +11,6 @@ namespace kestrel {
 
 namespace {
 
-constexpr const char* kKeyFields[] = {"PLZ", "Ort", "Strasse", "Bez1", "Bez2", "Bez3"};
 // Of 12 bytes each, for 1.2 million addresses with three keys.
 constexpr std::size_t kMostAddressKeys = 3'600'000;
 constexpr std::size_t kMostNumbers = 1'400'000;
@@ -19,11 +18,15 @@ constexpr std::size_t kMostNumbers = 1'400'000;
 }  // namespace
 
 AddressRepeats::AddressRepeats(Session& session, DuplicateCheck& duplicates, std::int64_t records)
-    : kind_(FindAddressKind(session.ImportClassProgID)),
+    : kind_(session_kind_.Of(session)),
       addresses_(kKeys, records, kMostAddressKeys),
       numbers_(1, records, kMostNumbers) {
   if (kind_ == nullptr) return;
-  for (const char* field : kKeyFields) record_.AppendColumn(field);
+  const KeyFields& keys = kind_->keys;
+  for (const std::string_view field :
+       {keys.postcode, keys.town, keys.street, keys.names[0], keys.names[1], keys.names[2]}) {
+    record_.AppendColumn(std::string(field));
+  }
   number_ = record_.ColumnCount();
   record_.AppendColumn(std::string(kind_->number_field));
   group_ = record_.ColumnCount();
@@ -66,7 +69,7 @@ void AddressRepeats::Look(std::int64_t record) {
 
 void AddressRepeats::AddKeys(std::int64_t record) {
   columns_.Begin(record_);
-  BuildDuplicateKeyText(record_, columns_, record_.TextAt(group_), text_);
+  BuildDuplicateKeyText(record_, columns_, kind_->keys, record_.TextAt(group_), text_);
   key_text_.AssignText(text_);
   all_keys_.clear();
   for (std::size_t i = 0; i < kKeys; ++i) {

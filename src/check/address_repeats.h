@@ -43,6 +43,7 @@ class AddressRepeats {
   void TellRepeats(RepeatedKeys& keys, std::string_view one, std::string_view several, std::string way_out,
                    Findings& findings, std::int64_t* count) const;
 
+  SessionAddressKind session_kind_;
   const AddressKind* kind_;
   MemoryRecordset record_;
   std::size_t number_ = 0;

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "duplicates/address_kind.h"
 #include "mapping/translation.h"
 #include "platform/base/number.h"
 #include "platform/base/text.h"
@@ -38,11 +39,18 @@ constexpr std::array<const char*, 7> kSwitches = {"DublettenPruefen",
                                                   "InteressentenUeberschreiben",
                                                   "LieferantenUeberschreiben"};
 
-std::set<std::string> SettingsKeys() {
+// An import class that the host does not bring has a key of its own for overwriting, by whatever name its table has.
+std::set<std::string> SettingsKeys(const Session& session, const ProfileImage::Section& section) {
   std::set<std::string> keys = {"ADDRESSTYPECODE",       "DUBLETTENSCHWELLE",       "KUNDENNUMMERNVON",
                                 "KUNDENNUMMERNBIS",      "INTERESSENTENNUMMERNVON", "INTERESSENTENNUMMERNBIS",
                                 "LIEFERANTENNUMMERNVON", "LIEFERANTENNUMMERNBIS"};
   for (const char* key : kSwitches) keys.insert(UpperCase(key));
+  if (FindAddressKind(session.ImportClassProgID) != nullptr) return keys;
+  for (const auto& entry : section.entries) {
+    const std::string key = UpperCase(entry.key);
+    if (key.ends_with("UEBERSCHREIBEN") || key.ends_with("NUMMERNVON") || key.ends_with("NUMMERNBIS"))
+      keys.insert(key);
+  }
   return keys;
 }
 
@@ -183,7 +191,7 @@ void CheckUnreadEntries(const Session& session, const ProfileImage& specificatio
     } else if (name == "COMMON") {
       CheckKeys(section, CommonKeysOf(KindOf(session)), findings);
     } else if (name == "CFGSETTINGS") {
-      CheckKeys(section, SettingsKeys(), findings);
+      CheckKeys(section, SettingsKeys(session, section), findings);
     } else if (name != "FIELDASSIGNMENTS" && name != "FIELDTRANSLATION" && name != "FIELDFORMAT" &&
                name != UpperCase(kSourceColumnsSection) && !name.starts_with("TRANSLATION_")) {
       findings.Warn({section.name}, "Der Abschnitt wird nicht gelesen.");

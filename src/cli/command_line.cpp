@@ -32,6 +32,7 @@ CommandLine::CommandLine()
   AddRun();
   AddHostCommands();
   AddServe();
+  AddTargetCommands();
   AddHelp();
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/program.h"
+#include "cli/target_command.h"
 
 namespace kestrel::cli {
 
@@ -38,6 +39,7 @@ class CommandLine {
   void AddHostCommands();
   void AddNew();
   void AddServe();
+  void AddTargetCommands();
 
   CLI::App app_;
   Performed perform_;
@@ -55,6 +57,7 @@ class CommandLine {
   UndoOptions undo_;
   InitOptions init_;
   NewOptions new_;
+  TargetOptions target_;
 };
 
 }  // namespace kestrel::cli

@@ -22,12 +22,15 @@ bool DuplicateCheck::CheckRecord(const Recordset& record, DuplicateMatch* match)
   LoadDublettSettings();
   // The reason has been shown.
   if (kept_.settings_image == nullptr) return false;
-  const AddressKind* kind = FindAddressKind(session_.ImportClassProgID);
+  const AddressKind* kind = kept_.kind.Of(session_);
   if (kind == nullptr) return false;
 
   KeptColumns& columns = kept_.columns;
   kept_.reference = columns.TextAt(record, KeptColumns::kReference, kind->number_field);
-  kept_.group = columns.TextAt(record, KeptColumns::kGroup, kind->group_field);
+  kept_.group.clear();
+  if (!kind->group_field.empty()) {
+    kept_.group = columns.TextAt(record, KeptColumns::kGroup, kind->group_field);
+  }
   const bool overwrite = Overwrites(*kind);
 
   // The specification's own wish first: without it the host need not have the settings component at all.
@@ -36,7 +39,7 @@ bool DuplicateCheck::CheckRecord(const Recordset& record, DuplicateMatch* match)
     return false;
   }
   if (!isDoublettIndex()) return false;
-  BuildDuplicateKeyText(record, columns, kept_.group, kept_.key_text);
+  BuildDuplicateKeyText(record, columns, kind->keys, kept_.group, kept_.key_text);
   return isDoublet(kept_.key_text, kept_.reference, kind->type_code, overwrite, match);
 }
 
@@ -62,21 +65,30 @@ bool DuplicateCheck::CheckDoublett(const Recordset& record, DuplicateMatch* matc
   return answer;
 }
 
-void BuildDuplicateKeyText(const Recordset& record, KeptColumns& columns, std::string_view group,
-                           std::string& text) {
+void BuildDuplicateKeyText(const Recordset& record, KeptColumns& columns, const KeyFields& fields,
+                           std::string_view group, std::string& text) {
   using enum KeptColumns::Place;
   constexpr std::size_t kNameLength = 15;
-  const auto append = [&](KeptColumns::Place place, std::string_view name) {
-    text.append(columns.TextAt(record, place, name)).append("|");
+  const auto text_of = [&](KeptColumns::Place place, std::string_view name) {
+    return name.empty() ? std::string_view() : columns.TextAt(record, place, name);
   };
+  std::array<std::string_view, 3> names = {};
+  constexpr KeptColumns::Place kNamePlaces[] = {kName1, kName2, kName3};
   text.clear();
-  append(kPostcode, "PLZ");
-  append(kTown, "Ort");
-  append(kStreet, "Strasse");
-  text.append(TrimBlanks(Left(columns.TextAt(record, kName1, "Bez1"), kNameLength))).append("|");
-  append(kName1, "Bez1");
-  append(kName2, "Bez2");
-  append(kName3, "Bez3");
+  text.append(text_of(kPostcode, fields.postcode)).append("|");
+  text.append(text_of(kTown, fields.town)).append("|");
+  text.append(text_of(kStreet, fields.street)).append("|");
+  for (std::size_t i = 0; i < names.size(); ++i) names[i] = text_of(kNamePlaces[i], fields.names[i]);
+  std::string joined;
+  if (fields.joins_names) {
+    for (const std::string_view name : names) {
+      const std::string_view part = TrimBlanks(name);
+      if (!part.empty()) joined.append(joined.empty() ? "" : " ").append(part);
+    }
+    names = {joined, {}, {}};
+  }
+  text.append(TrimBlanks(Left(names[0], kNameLength))).append("|");
+  for (const std::string_view name : names) text.append(name).append("|");
   // The ninth part is always empty.
   text.append("|").append(group);
 }

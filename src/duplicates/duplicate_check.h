@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "component/session.h"
+#include "duplicates/address_kind.h"
 #include "duplicates/confirmation.h"
 #include "duplicates/kept_columns.h"
 #include "duplicates/known_spellings.h"
@@ -30,7 +31,6 @@
 namespace kestrel {
 
 class ImportLogs;
-struct AddressKind;
 
 // The section of the specification that holds the settings of the check.
 inline constexpr const char* kDuplicateSection = "CfgSettings";
@@ -130,6 +130,7 @@ class DuplicateCheck {
     // The image by which a record of the object asked about last needed no check; null where it needed one.
     const ProfileImage* unwished = nullptr;
 
+    SessionAddressKind kind;
     KeptColumns columns;
     std::string key_text;
     std::string reference;
@@ -151,10 +152,10 @@ class DuplicateCheck {
 // 1, 8 or 32 by the exact ImportClass, 0 for any other.
 std::int64_t GetAddressType(const Session& session);
 
-// Sets `text` to PLZ|Ort|Strasse|Bez1 cut to 15 and trimmed|Bez1|Bez2|Bez3||group, reusing its memory.
-// `columns` has begun with `record`. Raises 3265 for a record without one of these columns.
-void BuildDuplicateKeyText(const Recordset& record, KeptColumns& columns, std::string_view group,
-                           std::string& text);
+// Sets `text` to PLZ|Ort|Strasse|Bez1 cut to 15 and trimmed|Bez1|Bez2|Bez3||group, reusing its memory; `fields` are
+// those that hold these parts. `columns` has begun with `record`. Raises 3265 for a record without one of these columns.
+void BuildDuplicateKeyText(const Recordset& record, KeptColumns& columns, const KeyFields& fields,
+                           std::string_view group, std::string& text);
 
 // Sets `query` to the query, reusing its memory; false, with an empty query, for a mask without a bit in
 // 0 to 15. Keys and reference stand as they are, unescaped; without a key in use the query is malformed.

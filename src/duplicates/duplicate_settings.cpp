@@ -80,7 +80,8 @@ void DuplicateCheck::LoadDublettSettings() {
 }
 
 std::int64_t GetAddressType(const Session& session) {
-  const AddressKind* kind = FindAddressKind(session.ImportClassProgID);
+  SessionAddressKind of_session;
+  const AddressKind* kind = of_session.Of(session);
   return kind == nullptr ? 0 : kind->type_code;
 }
 

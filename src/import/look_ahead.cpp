@@ -37,7 +37,9 @@ void LookAhead::BeforeRecord(const RecordsetPtr& source) {
 void LookAhead::MakeRecord(const AddressKind& kind) {
   kind_ = &kind;
   record_ = std::make_shared<MemoryRecordset>();
-  for (const std::string_view field : {"PLZ", "Ort", "Strasse", "Bez1", "Bez2", "Bez3"}) {
+  const KeyFields& keys = kind.keys;
+  for (const std::string_view field :
+       {keys.postcode, keys.town, keys.street, keys.names[0], keys.names[1], keys.names[2]}) {
     record_->AppendColumn(std::string(field));
   }
   record_->AppendColumn(std::string(kind.group_field));
@@ -47,7 +49,7 @@ void LookAhead::MakeRecord(const AddressKind& kind) {
 
 void LookAhead::Tell(Connection& host, const RecordsetPtr& source) {
   auto* const text = dynamic_cast<TextRecordset*>(source.get());
-  const AddressKind* const kind = FindAddressKind(session_.ImportClassProgID);
+  const AddressKind* const kind = session_kind_.Of(session_);
   if (text == nullptr || kind == nullptr) return;
   const std::lock_guard lock(host.CallMutex());
   const ComingLookUps& coming = host.attachments().Of<ComingLookUps>(host);
@@ -66,7 +68,7 @@ void LookAhead::Tell(Connection& host, const RecordsetPtr& source) {
       for (std::size_t i = 0; i < kFields; ++i) {
         record_->SetText(i, rows[i] ? assembly_.Foresee(*rows[i], *text) : std::string_view());
       }
-      BuildDuplicateKeyText(*record_, columns_, record_->TextAt(kGroup), key_texts_[count]);
+      BuildDuplicateKeyText(*record_, columns_, kind->keys, record_->TextAt(kGroup), key_texts_[count]);
     }
   };
   Trap(foresee, [](const RuntimeError&) {});

@@ -32,7 +32,8 @@ class LookAhead {
   const Session& session_;
   const DuplicateCheck& duplicates_;
   RecordAssembly& assembly_;
-  std::size_t passed_ = 0;                   // records still to come before it is time to look again
+  std::size_t passed_ = 0;  // records still to come before it is time to look again
+  SessionAddressKind session_kind_;
   const AddressKind* kind_ = nullptr;        // of record_
   std::shared_ptr<MemoryRecordset> record_;  // the fields that key texts are made of
   KeptColumns columns_;

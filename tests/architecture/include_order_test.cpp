@@ -119,7 +119,8 @@ std::vector<Include> IncludesBelow(const std::string& folder) {
 
 // The sample host's own folders, in the same way.
 const std::vector<std::string>& HostLayers() {
-  static const std::vector<std::string> layers = {"schema", "keys", "storage", "ledger", "components", "app"};
+  static const std::vector<std::string> layers = {"schema",  "keys",       "storage", "ledger",
+                                                  "targets", "components", "app"};
   return layers;
 }
 

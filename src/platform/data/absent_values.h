@@ -66,8 +66,10 @@ class KESTREL_INTERNAL AbsentValues final : public Attachment {
   const SoughtRows* Sought() const { return sought_; }
 
   // `knows` is asked for `table` as long as the connection lives.
-  void Keep(std::string table, Knows knows) {
+  // `in_database`: the table's name there, by which the provider tells of it.
+  void Keep(std::string table, std::string in_database, Knows knows) {
     table_ = std::move(table);
+    in_database_ = std::move(in_database);
     knows_ = std::move(knows);
   }
   // Whether StoredRows counts.
@@ -80,11 +82,12 @@ class KESTREL_INTERNAL AbsentValues final : public Attachment {
   // From now on Tell is called for every row of any table that a statement adds or changes.
   void WillTell() { are_told_ = true; }
   void Tell(std::string_view table) {
-    if (table == table_) ++stored_rows_;
+    if (table == in_database_) ++stored_rows_;
   }
 
  private:
   std::string table_;
+  std::string in_database_;
   Knows knows_;
   bool are_told_ = false;
   std::uint64_t stored_rows_ = 0;

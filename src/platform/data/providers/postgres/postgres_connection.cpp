@@ -36,7 +36,8 @@ PostgresStatement& Own(Statement& statement) {
 
 }  // namespace
 
-PostgresConnection::PostgresConnection(Address address, const WaitLimits& limits) {
+PostgresConnection::PostgresConnection(Address address, const WaitLimits& limits)
+    : names_(attachments().Of<TableNames>(*this)) {
   SharedWaits()->SetLockLimit(limits.lock);
   SharedWaits()->SetAnswerLimit(limits.answer);
   session_ = std::make_shared<Session>(std::move(address), SharedCallMutex(), SharedWaits());
@@ -67,12 +68,16 @@ void PostgresConnection::Run(std::string_view sql) {
 std::int64_t PostgresConnection::Execute(std::string_view sql) {
   const std::lock_guard lock(CallMutex());
   ParameterValues none;
-  return Open()->Execute(sql, none);
+  const auto& session = Open();
+  std::string memory;
+  return session->Execute(names_.Translate(sql, memory), none);
 }
 
 RecordsetPtr PostgresConnection::OpenRecordset(std::string_view sql) {
   const std::lock_guard lock(CallMutex());
   const auto& session = Open();
+  std::string memory;
+  sql = names_.Translate(sql, memory);
   if (template_.Make(sql)) {
     ParameterValues values;
     for (std::size_t i = 0; i < template_.LiteralCount(); ++i) values.AddText(template_.Literal(i));
@@ -90,7 +95,9 @@ RecordsetPtr PostgresConnection::OpenRecordset(std::string_view sql) {
 
 std::unique_ptr<Statement> PostgresConnection::Prepare(std::string_view sql) {
   const std::lock_guard lock(CallMutex());
-  return std::make_unique<PostgresStatement>(Open(), sql);
+  const auto& session = Open();
+  std::string memory;
+  return std::make_unique<PostgresStatement>(session, names_.Translate(sql, memory));
 }
 
 void PostgresConnection::MakeReady(Statement& statement) { Own(statement).MakeReady(); }

@@ -9,6 +9,7 @@
 #include "platform/data/pipeline.h"
 #include "platform/data/providers/postgres/session.h"
 #include "platform/data/recovery.h"
+#include "platform/data/table_names.h"
 
 namespace kestrel::postgres {
 
@@ -57,6 +58,7 @@ class PostgresConnection final : public Connection, public Recovery, private Pip
 
   std::shared_ptr<Session> session_;
   LiteralTemplate template_;
+  const TableNames& names_;  // as long as it is open
 };
 
 }  // namespace kestrel::postgres

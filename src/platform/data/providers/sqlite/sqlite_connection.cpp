@@ -45,7 +45,8 @@ ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole) {
                                             keys.Get("LockWait"));
 }
 
-SqliteConnection::SqliteConnection(const std::string& file, bool read_only, std::string_view lock_wait) {
+SqliteConnection::SqliteConnection(const std::string& file, bool read_only, std::string_view lock_wait)
+    : names_(attachments().Of<TableNames>(*this)) {
   SharedWaits()->SetLockLimit(lock_wait);
   database_ = std::make_shared<Database>(file, read_only, SharedCallMutex(), SharedWaits());
   database_->SetBeforeQuery([this] { attachments().BeforeQuery(); });
@@ -87,19 +88,22 @@ Database& SqliteConnection::Open() const {
 std::int64_t SqliteConnection::Execute(std::string_view sql) {
   Database& database = Open();
   const std::lock_guard lock(database.Mutex());
-  const StatementHandle statement = database.Compile(sql, false);
+  std::string memory;
+  const StatementHandle statement = database.Compile(names_.Translate(sql, memory), false);
   return RunToEnd(database, statement.get());
 }
 
 RecordsetPtr SqliteConnection::OpenRecordset(std::string_view sql) {
   Database& database = Open();
   const std::lock_guard lock(database.Mutex());
-  return std::make_shared<SqliteRecordset>(database_, database.Acquire(sql));
+  std::string memory;
+  return std::make_shared<SqliteRecordset>(database_, database.Acquire(names_.Translate(sql, memory)));
 }
 
 std::unique_ptr<Statement> SqliteConnection::Prepare(std::string_view sql) {
   const std::lock_guard lock(Open().Mutex());
-  return std::make_unique<SqliteStatement>(database_, sql);
+  std::string memory;
+  return std::make_unique<SqliteStatement>(database_, names_.Translate(sql, memory));
 }
 
 void SqliteConnection::Begin() {

@@ -5,6 +5,7 @@
 
 #include "kestrel/connection.h"
 #include "platform/data/providers/sqlite/database.h"
+#include "platform/data/table_names.h"
 
 namespace kestrel::sqlite {
 
@@ -42,6 +43,7 @@ class SqliteConnection final : public Connection {
 
   std::shared_ptr<Database> database_;
   bool began_ = false;
+  const TableNames& names_;  // as long as it is open
 };
 
 }  // namespace kestrel::sqlite

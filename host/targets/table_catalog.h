@@ -1,0 +1,35 @@
+// What the two databases tell of a table, in one form.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "targets/table_reading.h"
+
+namespace kestrel::host {
+
+struct TableCatalog {
+  ReadTable read;                 // without what is judged by all of it
+  std::vector<std::string> keys;  // the columns of the primary key
+};
+
+// Errors as of ReadTableOf.
+TableCatalog ReadSqliteTable(Connection& connection, std::string_view name);
+TableCatalog ReadPostgresTable(Connection& connection, std::string_view name);
+
+[[noreturn]] void RefuseTable(std::string_view name, const std::string& reason);
+
+// The constant that a default is, without quotes and casts; none for an expression.
+std::optional<std::string> ConstantOf(std::string_view default_text);
+
+// A name as names are compared: in capital letters and digits alone.
+std::string FoldedName(std::string_view name);
+
+// Of the columns of another table, each with whether it holds texts, the one that tells a person what a row is; empty for
+// none.
+std::string LabelAmong(const std::vector<std::pair<std::string, bool>>& columns);
+
+}  // namespace kestrel::host

@@ -1,0 +1,115 @@
+#include "targets/table_reading.h"
+
+#include <algorithm>
+
+#include "keys/folded_text.h"
+#include "platform/base/text.h"
+#include "schema/host_schema.h"
+#include "targets/table_catalog.h"
+
+namespace kestrel::host {
+
+namespace {
+
+// The name becomes a key of the specification.
+std::string WhyNoFieldName(std::string_view name) {
+  constexpr std::size_t kLongestName = 255;
+  if (LengthInCharacters(name) > kLongestName) return "Der Name ist länger als 255 Zeichen.";
+  const bool is_key = !name.empty() && name.front() != ';' && name.front() != '[' &&
+                      name.find_first_of("=\r\n") == std::string_view::npos && TrimBlanks(name) == name;
+  return is_key ? std::string()
+                : "Ihr Name kann in keiner Importspezifikation stehen (Gleichheitszeichen, Zeilenwechsel, "
+                  "Semikolon oder Klammer am Anfang, Leerzeichen am Rand).";
+}
+
+void JudgeNames(ReadTable& read) {
+  for (auto column = read.columns.begin(); column != read.columns.end(); ++column) {
+    if (column->refusal.empty()) column->refusal = WhyNoFieldName(column->name);
+    const bool is_second = std::any_of(read.columns.begin(), column, [&](const ReadColumn& other) {
+      return EqualsIgnoringCase(other.name, column->name);
+    });
+    if (is_second) column->refusal = "Eine andere Spalte heißt bis auf Groß- und Kleinschreibung ebenso.";
+  }
+}
+
+}  // namespace
+
+void RefuseTable(std::string_view name, const std::string& reason) {
+  throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
+                     "Die Tabelle '" + std::string(name) + "' kann kein Importziel sein. " + reason);
+}
+
+std::optional<std::string> ConstantOf(std::string_view text) {
+  text = TrimBlanks(text);
+  if (text.empty()) return std::nullopt;
+  if (text.front() == '\'') {
+    std::string constant;
+    std::size_t at = 1;
+    for (; at < text.size(); ++at) {
+      if (text[at] == '\'') {
+        if (at + 1 == text.size() || text[at + 1] != '\'') break;
+        ++at;
+      }
+      constant += text[at];
+    }
+    const std::string_view rest = text.substr(std::min(at + 1, text.size()));
+    if (!rest.empty() && !rest.starts_with("::")) return std::nullopt;
+    return constant;
+  }
+  std::string_view bare = text.substr(0, text.find("::"));
+  if (bare.starts_with('(') && bare.ends_with(')')) bare = TrimBlanks(bare.substr(1, bare.size() - 2));
+  const bool is_number = !bare.empty() && bare.find_first_not_of("+-0123456789.") == std::string_view::npos;
+  if (is_number || EqualsIgnoringCase(bare, "true") || EqualsIgnoringCase(bare, "false"))
+    return std::string(bare);
+  return std::nullopt;
+}
+
+std::string FoldedName(std::string_view name) {
+  std::string folded;
+  AppendFolded(folded, name);
+  std::erase(folded, ' ');
+  return folded;
+}
+
+std::string LabelAmong(const std::vector<std::pair<std::string, bool>>& columns) {
+  for (const char* usual : {"DESCRIPTION", "BEZEICHNUNG", "BESCHREIBUNG", "NAME", "TITLE", "TITEL", "LABEL",
+                            "LASTNAME", "NACHNAME", "COMPANYNAME", "FIRMA"}) {
+    for (const auto& [name, is_text] : columns) {
+      if (is_text && FoldedName(name) == usual) return name;
+    }
+  }
+  const auto text = std::ranges::find_if(columns, [](const auto& column) { return column.second; });
+  return text == columns.end() ? std::string() : text->first;
+}
+
+ReadTable ReadTableOf(Connection& connection, std::string_view name) {
+  TableCatalog catalog =
+      IsSqlite(connection) ? ReadSqliteTable(connection, name) : ReadPostgresTable(connection, name);
+  ReadTable& read = catalog.read;
+  constexpr const char* kWantedKey =
+      " Gebraucht wird ein Primärschlüssel aus einer Spalte mit ganzen Zahlen, denn daran erkennt ein Import "
+      "seine Datensätze wieder, auch um sie zurückzunehmen.";
+  if (catalog.keys.empty()) RefuseTable(name, std::string("Sie hat keinen Primärschlüssel.") + kWantedKey);
+  if (catalog.keys.size() > 1) {
+    RefuseTable(name,
+                "Ihr Primärschlüssel hat " + std::to_string(catalog.keys.size()) + " Spalten." + kWantedKey);
+  }
+  const auto number = std::ranges::find(read.columns, catalog.keys.front(), &ReadColumn::name);
+  if (number == read.columns.end() || number->kind != FieldKind::kWhole || !number->refusal.empty()) {
+    RefuseTable(name,
+                "Ihr Primärschlüssel '" + catalog.keys.front() + "' enthält keine ganzen Zahlen." + kWantedKey);
+  }
+  JudgeNames(read);
+  number->is_mandatory = false;
+  number->preset.clear();
+  read.number = static_cast<std::size_t>(number - read.columns.begin());
+  for (const ReadColumn& column : read.columns) {
+    if (column.is_mandatory && !column.refusal.empty()) {
+      RefuseTable(name, "Ihre Pflichtspalte '" + column.name + "' kann nicht gefüllt werden: " +
+                            column.refusal + " Geben Sie ihr in der Datenbank eine Vorgabe (DEFAULT).");
+    }
+  }
+  return std::move(read);
+}
+
+}  // namespace kestrel::host

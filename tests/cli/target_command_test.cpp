@@ -1,0 +1,248 @@
+// 'target': the tables of an SQLite database that knows nothing of this program.
+#include "cli/target_fixture.h"
+
+namespace kestrel::testing {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class TargetCommands : public TargetFixture {
+ protected:
+  void SetUp() override {
+    Execute("CREATE TABLE Betreuer (Nr INTEGER PRIMARY KEY, Name TEXT NOT NULL)");
+    Execute("INSERT INTO Betreuer VALUES (3, 'Schmitz')");
+    // A name that this program has for a table of its own.
+    Execute("CREATE TABLE Protokoll (x)");
+    Execute(
+        "CREATE TABLE \"Kunde \"\"Süd\"\"\" (id INTEGER PRIMARY KEY, Vorname VARCHAR(40), "
+        "Nachname VARCHAR(20) NOT NULL, \"Straße\" VARCHAR(70), PLZ VARCHAR(10), Ort VARCHAR(40), "
+        "\"e mail\" VARCHAR(60), aktiv BOOLEAN NOT NULL DEFAULT 1, seit DATE, "
+        "angelegt TIMESTAMP NOT NULL DEFAULT CURRENT_TIMESTAMP, Betreuer INTEGER REFERENCES Betreuer, bild "
+        "BLOB, "
+        "\"order\" NUMERIC(10,2) CHECK (\"order\" >= 0), name_lang TEXT AS (Vorname || Nachname))");
+    Execute("INSERT INTO " + kTable +
+            " (Vorname, Nachname, \"Straße\", PLZ, Ort) VALUES ('Erika', 'Mustermann', 'Lindenstr. 7', "
+            "'50674', 'Köln')");
+  }
+
+  ProgramResult Add(std::vector<std::string> more = {}) const {
+    std::vector<std::string> arguments = {"target", "add", "kunden", "--table", "Kunde \"Süd\""};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return Run(arguments);
+  }
+  void WriteImport(std::string_view lines, const std::string& settings = {}) const {
+    WriteSource("Nr;Vor;Nach;Str;PLZ;Ort;Mail;Seit;Betreuer;Umsatz\n" + std::string(lines));
+    WriteSpec(
+        "kunden",
+        "id=FIELD:Nr\nVorname=FIELD:Vor\nNachname=FIELD:Nach\nStraße=FIELD:Str\nPLZ=FIELD:PLZ\nOrt=FIELD:Ort\n"
+        "e mail=FIELD:Mail\naktiv=NOTASSIGNED\nseit=FIELD:Seit\nBetreuer=FIELD:Betreuer\norder=FIELD:Umsatz\n",
+        settings + "[FieldFormat]\nseit=tt.mm.jjjj\n");
+  }
+  std::string Stored() const {
+    return Query("SELECT id, Vorname, Nachname, \"e mail\", aktiv, seit, Betreuer, \"order\" FROM " + kTable);
+  }
+
+  const std::string kTable = "\"Kunde \"\"Süd\"\"\"";
+};
+
+TEST_F(TargetCommands, ATableIsReadWithItsTypesLengthsDefaultsAndReferences) {
+  const ProgramResult added = Add();
+  ASSERT_EQ(added.status, 0) << added.err;
+  EXPECT_THAT(added.err,
+              AllOf(HasSubstr("angelegt: Bleibt außen vor. Die Datenbank füllt sie selbst"),
+                    HasSubstr("bild: Bleibt außen vor. Ihr Typ BLOB nimmt keine Texte."),
+                    HasSubstr("name_lang: Bleibt außen vor. Die Datenbank berechnet sie."),
+                    HasSubstr("Betreuer: Zulässig sind die Werte aus Betreuer; zur Auswahl stehen die "
+                              "ersten 500.")));
+  EXPECT_EQ(
+      Run({"target", "show", "kunden", "--format", "csv"}).out,
+      "Feld,Typ,Länge,Pflicht,Schlüssel,Vorgabe,Auswahl\r\nid,ganze Zahl,,,Nummer,,\r\n"
+      "Vorname,Text,40,,Name,,\r\nNachname,Text,20,ja,Name,,\r\nStraße,Text,70,,Straße,,\r\n"
+      "PLZ,Text,10,,Postleitzahl,,\r\nOrt,Text,40,,Ort,,\r\ne mail,Text,60,,,,\r\naktiv,ja/nein,,,,1,ja\r\n"
+      "seit,Datum,,,,,\r\nBetreuer,ganze Zahl,,,,,ja\r\norder,Zahl,,,,,\r\n");
+}
+
+TEST_F(TargetCommands, NothingOfTheApplicationIsTouched) {
+  const std::string tables = "SELECT sql FROM sqlite_schema WHERE name NOT LIKE 'kestrel%' ORDER BY name";
+  const std::string before = Query(tables) + Query("SELECT * FROM " + kTable);
+  Add();
+  EXPECT_EQ(Run({"target", "remove", "kunden", "--yes"}).status, 0);
+  EXPECT_EQ(Query(tables) + Query("SELECT * FROM " + kTable), before);
+  EXPECT_EQ(Query("SELECT count(*) FROM sqlite_schema WHERE name NOT LIKE 'kestrel%' AND sql IS NOT NULL"),
+            "3\n");
+}
+
+TEST_F(TargetCommands, AnImportChecksForDuplicatesStoresAndIsTakenBack) {
+  Add();
+  WriteImport(
+      ";Erika;Mustermann;Lindenstraße 7;50674;Köln;a@b;01.02.2020;3;1,5\n"
+      ";Hans;Meier;Am Weg 1;01067;Dresden;h@m;13.04.2021;3;12,50\n"
+      ";Uwe;Arm;Weg 3;10115;Berlin;;;3;-3\n");
+  const ProgramResult tested = Run({"run", "kunden", "--test", "--format", "json"});
+  EXPECT_THAT(tested.out, HasSubstr("\"checked\":1")) << tested.err;
+  EXPECT_EQ(Query("SELECT count(*) FROM " + kTable), "1\n");
+
+  const ProgramResult run = Run({"run", "kunden", "--format", "json"});
+  EXPECT_EQ(run.status, 1) << run.err;
+  EXPECT_THAT(run.out,
+              AllOf(HasSubstr("\"storedNew\":1"), HasSubstr("\"heldBack\":1"), HasSubstr("\"rejected\":1")));
+  EXPECT_EQ(Stored(), "1|Erika|Mustermann||1|||\n2|Hans|Meier|h@m|1|2021-04-13|3|12.5\n");
+  EXPECT_THAT(Run({"log"}).out, HasSubstr("CHECK constraint failed"));
+  EXPECT_THAT(Run({"log", "duplicates"}).out, HasSubstr("Erika Mustermann  50674 Köln"));
+  EXPECT_THAT(Run({"runs"}).out, HasSubstr("Kunde \"Süd\""));
+  // The import keeps the index true.
+  EXPECT_EQ(Run({"target", "check", "kunden"}).out, "Keine Auffälligkeiten.\n");
+
+  EXPECT_THAT(Run({"undo", "1"}).err, HasSubstr("1 Adresse gelöscht"));
+  EXPECT_EQ(Stored(), "1|Erika|Mustermann||1|||\n");
+  EXPECT_EQ(Query("SELECT count(*) FROM kestrel_Adressindex"), "1\n");
+}
+
+TEST_F(TargetCommands, AnUpdateKeepsWhatItIsNotGivenAndIsTakenBack) {
+  Add();
+  Execute("UPDATE " + kTable + " SET aktiv = 0");
+  WriteImport("1;Erika;Musterfrau;;;;neu@x;;;\n7;Ina;Neu;;;;;;;\n", "Kunde SüdUeberschreiben=1\n");
+  const ProgramResult run = Run({"run", "kunden"});
+  EXPECT_EQ(run.status, 1) << "the key has another name";
+  WriteImport("1;Erika;Musterfrau;;;;neu@x;;;\n7;Ina;Neu;;;;;;;\n");
+  const std::string spec = folder_.File("Import") + "/kunden.IMP";
+  WriteFileAtomically(spec, ReplaceAll(ReadFile(spec), "Ueberschreiben=0", "Ueberschreiben=1"));
+  EXPECT_EQ(Run({"run", "kunden"}).status, 0);
+  EXPECT_EQ(Stored(), "1|Erika|Musterfrau|neu@x|0|||\n7|Ina|Neu||1|||\n");
+  EXPECT_THAT(Run({"undo", "2"}).err, HasSubstr("1 Adresse wiederhergestellt"));
+  EXPECT_THAT(Stored(), HasSubstr("1|Erika|Mustermann||0|||\n"));
+}
+
+TEST_F(TargetCommands, KeysCanBeToldAndWithoutThemTheCheckIsOffWithAReason) {
+  EXPECT_THAT(Add({"--no-keys"}).err,
+              HasSubstr("Die Dublettenprüfung ist aus: So ist es mit --no-keys verlangt."));
+  EXPECT_THAT(Run({"target", "list", "--format", "json"}).out,
+              HasSubstr(R"("table":"Kunde \"Süd\"","fields":11,"duplicateCheck":false})"));
+  const ProgramResult edited = Run({"target", "edit", "kunden", "--key-name", "e mail", "--key-place", "ort"});
+  EXPECT_EQ(edited.status, 0) << edited.err;
+  EXPECT_THAT(edited.out, HasSubstr("Die Dublettenprüfung kennt 1 Anschrift der Tabelle."));
+  EXPECT_THAT(Run({"target", "show", "kunden"}).out,
+              HasSubstr("e mail        Text        60             Name"));
+  Execute("CREATE TABLE Artikel (id INTEGER PRIMARY KEY, Bezeichnung TEXT, Preis REAL)");
+  EXPECT_THAT(Run({"target", "add", "artikel", "--table", "artikel"}).err,
+              HasSubstr("Die Dublettenprüfung ist aus: Keine Spalte heißt wie Straße, Postleitzahl oder Ort."));
+  EXPECT_THAT(Run({"target", "edit", "artikel", "--key-name", "Preis"}).err,
+              HasSubstr("Aus der Spalte 'Preis' kann kein Schlüssel der Dublettenprüfung werden"));
+  EXPECT_THAT(Run({"target", "edit", "artikel", "--key-name", "Foo"}).err,
+              HasSubstr("Die Tabelle hat keine Spalte 'Foo'"));
+}
+
+TEST_F(TargetCommands, CheckTellsWhatOtherProgramsHaveChangedAndPutsTheIndexRight) {
+  Add();
+  Execute("UPDATE " + kTable + " SET Nachname = 'Beispiel'");
+  Execute("INSERT INTO " + kTable + " (Nachname, Ort) VALUES ('Neu', 'Bonn')");
+  const ProgramResult checked = Run({"target", "check", "kunden"});
+  EXPECT_EQ(checked.status, 1);
+  EXPECT_THAT(checked.out, HasSubstr("Andere Programme haben 2 Anschriften geändert"));
+  EXPECT_THAT(Run({"target", "check", "kunden", "--rebuild"}).out, HasSubstr("neu gebildet"));
+  EXPECT_EQ(Run({"target", "check", "kunden"}).status, 0);
+  Execute("DELETE FROM " + kTable + " WHERE id = 2");
+  EXPECT_THAT(Run({"target", "check", "kunden", "--format", "json"}).out, HasSubstr("\"keysOrphaned\":1"));
+  Run({"target", "check", "kunden", "--rebuild"});
+  EXPECT_EQ(Query("SELECT Referenz FROM kestrel_Adressindex"), "1\n");
+}
+
+TEST_F(TargetCommands, CheckTellsATableThatHasChangedOrGoneAndTheWayOut) {
+  Add();
+  Execute("ALTER TABLE " + kTable + " RENAME COLUMN \"e mail\" TO email");
+  const ProgramResult renamed = Run({"target", "check", "kunden"});
+  EXPECT_EQ(renamed.status, 1);
+  EXPECT_THAT(renamed.out,
+              HasSubstr("e mail: Die Spalte gibt es nicht mehr; sie wurde umbenannt oder gelöscht. "
+                        "'kestrel-import target edit kunden' liest die Tabelle neu."));
+  EXPECT_EQ(Run({"target", "edit", "kunden"}).status, 0);
+  EXPECT_EQ(Run({"target", "check", "kunden"}).status, 0);
+  Execute("ALTER TABLE " + kTable + " RENAME TO Kundschaft");
+  EXPECT_THAT(Run({"target", "check", "kunden"}).out, HasSubstr("Es gibt sie in dieser Datenbank nicht."));
+  EXPECT_EQ(Run({"target", "edit", "kunden", "--table", "Kundschaft"}).status, 0);
+  EXPECT_EQ(Run({"target", "check", "kunden"}).status, 0);
+}
+
+TEST_F(TargetCommands, TablesThatCannotBeOneAreRefusedWithTheReason) {
+  Execute("CREATE TABLE ohne (a TEXT)");
+  Execute("CREATE TABLE zwei (a INTEGER, b INTEGER, PRIMARY KEY (a, b))");
+  Execute("CREATE TABLE text_key (a TEXT PRIMARY KEY)");
+  Execute("CREATE TABLE bild (id INTEGER PRIMARY KEY, inhalt BLOB NOT NULL)");
+  Execute("CREATE VIEW sicht AS SELECT * FROM Betreuer");
+  const auto refusal = [this](const std::string& table) {
+    const ProgramResult added = Run({"target", "add", "x", "--table", table});
+    EXPECT_EQ(added.status, 4);
+    return added.err;
+  };
+  EXPECT_THAT(refusal("ohne"), HasSubstr("Sie hat keinen Primärschlüssel. Gebraucht wird"));
+  EXPECT_THAT(refusal("zwei"), HasSubstr("Ihr Primärschlüssel hat 2 Spalten."));
+  EXPECT_THAT(refusal("text_key"), HasSubstr("Ihr Primärschlüssel 'a' enthält keine ganzen Zahlen."));
+  EXPECT_THAT(refusal("bild"), HasSubstr("Ihre Pflichtspalte 'inhalt' kann nicht gefüllt werden"));
+  EXPECT_THAT(refusal("sicht"), HasSubstr("Sie ist eine Sicht; nennen Sie die Tabelle, aus der sie liest."));
+  EXPECT_THAT(refusal("fehlt"), HasSubstr("Es gibt sie in dieser Datenbank nicht."));
+  EXPECT_EQ(Query("SELECT count(*) FROM sqlite_schema WHERE name LIKE 'kestrel%'"), "0\n");
+}
+
+TEST_F(TargetCommands, ATableWithoutRowidAndOneWhoseTriggerRefusesAreImportedInto) {
+  Execute("CREATE TABLE glatt (nr INT NOT NULL PRIMARY KEY, name TEXT) WITHOUT ROWID");
+  Execute(
+      "CREATE TRIGGER nein BEFORE INSERT ON glatt WHEN new.name = 'B' BEGIN SELECT raise(ABORT, 'kein B'); "
+      "END");
+  ASSERT_EQ(Run({"target", "add", "glatt", "--table", "glatt"}).status, 0);
+  WriteSource("Name\nA\nB\nC\n");
+  WriteSpec("glatt", "nr=NOTASSIGNED\nname=FIELD:Name\n");
+  const ProgramResult run = Run({"run", "glatt", "--format", "json"});
+  EXPECT_THAT(run.out, AllOf(HasSubstr("\"storedNew\":2"), HasSubstr("\"rejected\":1"))) << run.err;
+  EXPECT_THAT(Run({"log"}).out, HasSubstr("kein B"));
+  EXPECT_EQ(Query("SELECT nr, name FROM glatt"), "1|A\n2|C\n");
+}
+
+TEST_F(TargetCommands, SeveralTablesStandInOneHostEachWithItsOwnAddresses) {
+  Add();
+  Execute("CREATE TABLE Lieferant (id INTEGER PRIMARY KEY, Firma TEXT NOT NULL, Ort TEXT)");
+  Execute("INSERT INTO Lieferant VALUES (1, 'Mustermann GmbH', 'Köln')");
+  EXPECT_EQ(Run({"target", "add", "lieferanten", "--table", "Lieferant"}).status, 0);
+  EXPECT_EQ(Query("SELECT Adressart, Referenz FROM kestrel_Adressindex ORDER BY 1"), "1|1\n2|1\n");
+  EXPECT_THAT(Run({"target", "add", "Kunden", "--table", "Lieferant"}).err,
+              HasSubstr("Ein Importziel 'Kunden' gibt es schon."));
+  EXPECT_EQ(Run({"target", "remove", "kunden"}).status, 0);
+  EXPECT_EQ(Query("SELECT Adressart, Referenz FROM kestrel_Adressindex"), "2|1\n");
+  EXPECT_THAT(Run({"target", "show", "kunden"}).err, HasSubstr("Ein Importziel 'kunden' gibt es hier nicht."));
+}
+
+TEST_F(TargetCommands, RemovingKeepsTheLogsUnlessYesIsSaid) {
+  Add();
+  WriteImport(";Hans;Meier;Am Weg 1;01067;Dresden;h@m;;3;\n");
+  ASSERT_EQ(Run({"run", "kunden"}).status, 0);
+  EXPECT_THAT(Run({"target", "remove", "kunden"}).err, HasSubstr("Die Protokolle von 1 Importlauf bleiben."));
+  EXPECT_EQ(Query("SELECT count(*) FROM kestrel_Importlauf"), "1\n");
+  Add();
+  EXPECT_EQ(Run({"target", "remove", "kunden", "--yes"}).status, 0);
+  EXPECT_EQ(Query("SELECT count(*) FROM kestrel_Importlauf"), "0\n");
+  EXPECT_EQ(Query("SELECT count(*) FROM kestrel_Importlaufzeilen"), "0\n");
+}
+
+TEST_F(TargetCommands, TheTablesOfALaterVersionAreRefused) {
+  Add();
+  Execute("INSERT INTO kestrel_Importfassung VALUES (99)");
+  EXPECT_THAT(Run({"target", "list"}).err, HasSubstr("hat eine spätere Version des Programms angelegt"));
+}
+
+TEST_F(TargetCommands, ASampleHostTakesFurtherTablesBesideItsOwn) {
+  ASSERT_EQ(RunProgram({BuiltProgram("kestrel-import"), "init", folder_.File("host")}).status, 0);
+  database_ = folder_.File("host") + "/kestrel.db";
+  Execute("CREATE TABLE Mitglied (id INTEGER PRIMARY KEY, Name TEXT NOT NULL, Ort TEXT)");
+  const ProgramResult added = Run({"target", "add", "mitglieder", "--table", "Mitglied"});
+  EXPECT_EQ(added.status, 0) << added.err;
+  WriteSource("Name;Ort\nEva;Ulm\n");
+  WriteSpec("mitglieder", "id=NOTASSIGNED\nName=FIELD:Name\nOrt=FIELD:Ort\n");
+  EXPECT_EQ(Run({"run", "mitglieder"}).status, 0);
+  EXPECT_EQ(Query("SELECT Name, Ort FROM Mitglied"), "Eva|Ulm\n");
+  EXPECT_EQ(Query("SELECT count(*) FROM sqlite_schema WHERE name LIKE 'kestrel%'"), "0\n");
+  EXPECT_EQ(Query("SELECT Tabelle FROM Importlauf"), "Mitglied\n");
+}
+
+}  // namespace
+}  // namespace kestrel::testing
