@@ -34,8 +34,9 @@ KnownKeys::KnownKeys(Connection& connection)
       absent_(connection.attachments().Of<AbsentValues>(connection)),
       addresses_(connection.attachments().Of<KnownAddresses>(connection)),
       coming_(connection.attachments().Of<ComingLookUps>(connection)) {
-  absent_.Keep("Adressindex", OwnTable(connection, "Adressindex"),
-               [this](std::span<const SoughtValue> values) { return Lacks(values); });
+  absent_.Keep(
+      "Adressindex", [this](std::span<const SoughtValue> values) { return Lacks(values); },
+      OwnTable(connection, "Adressindex"));
   addresses_.Keep([this] { return HoldsAll(); });
 }
 

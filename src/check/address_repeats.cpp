@@ -69,7 +69,7 @@ void AddressRepeats::Look(std::int64_t record) {
 
 void AddressRepeats::AddKeys(std::int64_t record) {
   columns_.Begin(record_);
-  BuildDuplicateKeyText(record_, columns_, kind_->keys, record_.TextAt(group_), text_);
+  BuildDuplicateKeyText(record_, columns_, record_.TextAt(group_), text_, kind_->keys);
   key_text_.AssignText(text_);
   all_keys_.clear();
   for (std::size_t i = 0; i < kKeys; ++i) {

@@ -39,7 +39,7 @@ bool DuplicateCheck::CheckRecord(const Recordset& record, DuplicateMatch* match)
     return false;
   }
   if (!isDoublettIndex()) return false;
-  BuildDuplicateKeyText(record, columns, kind->keys, kept_.group, kept_.key_text);
+  BuildDuplicateKeyText(record, columns, kept_.group, kept_.key_text, kind->keys);
   return isDoublet(kept_.key_text, kept_.reference, kind->type_code, overwrite, match);
 }
 
@@ -65,8 +65,8 @@ bool DuplicateCheck::CheckDoublett(const Recordset& record, DuplicateMatch* matc
   return answer;
 }
 
-void BuildDuplicateKeyText(const Recordset& record, KeptColumns& columns, const KeyFields& fields,
-                           std::string_view group, std::string& text) {
+void BuildDuplicateKeyText(const Recordset& record, KeptColumns& columns, std::string_view group,
+                           std::string& text, const KeyFields& fields) {
   using enum KeptColumns::Place;
   constexpr std::size_t kNameLength = 15;
   const auto text_of = [&](KeptColumns::Place place, std::string_view name) {

@@ -154,8 +154,8 @@ std::int64_t GetAddressType(const Session& session);
 
 // Sets `text` to PLZ|Ort|Strasse|Bez1 cut to 15 and trimmed|Bez1|Bez2|Bez3||group, reusing its memory; `fields` are
 // those that hold these parts. `columns` has begun with `record`. Raises 3265 for a record without one of these columns.
-void BuildDuplicateKeyText(const Recordset& record, KeptColumns& columns, const KeyFields& fields,
-                           std::string_view group, std::string& text);
+void BuildDuplicateKeyText(const Recordset& record, KeptColumns& columns, std::string_view group,
+                           std::string& text, const KeyFields& fields = {});
 
 // Sets `query` to the query, reusing its memory; false, with an empty query, for a mask without a bit in
 // 0 to 15. Keys and reference stand as they are, unescaped; without a key in use the query is malformed.

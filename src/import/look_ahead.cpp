@@ -68,7 +68,7 @@ void LookAhead::Tell(Connection& host, const RecordsetPtr& source) {
       for (std::size_t i = 0; i < kFields; ++i) {
         record_->SetText(i, rows[i] ? assembly_.Foresee(*rows[i], *text) : std::string_view());
       }
-      BuildDuplicateKeyText(*record_, columns_, kind->keys, record_->TextAt(kGroup), key_texts_[count]);
+      BuildDuplicateKeyText(*record_, columns_, record_->TextAt(kGroup), key_texts_[count], kind->keys);
     }
   };
   Trap(foresee, [](const RuntimeError&) {});

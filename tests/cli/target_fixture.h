@@ -22,6 +22,7 @@ class TargetFixture : public ::testing::Test {
   // A connection string; an SQLite file, where nothing else is said.
   explicit TargetFixture(std::string database = {}) : database_(std::move(database)) {
     if (database_.empty()) database_ = folder_.File("fremd.db");
+    CreateFolders(folder_.File("Import"));
   }
 
   void Execute(const std::string& sql) const { OpenConnection(database_)->Execute(sql); }
@@ -49,10 +50,10 @@ class TargetFixture : public ::testing::Test {
   void WriteSpec(const std::string& target, const std::string& assignments,
                  const std::string& settings = {}) const {
     const std::string import = folder_.File("Import");
-    std::string text = ReplaceAll(ReadFile(import + "/" + target + ".IMT"), "\r\n", "\n");
+    std::string text = ReplaceAll(FromWindows1252(ReadWholeFile(import + "/" + target + ".IMT")), "\r\n", "\n");
     text = ReplaceAll(text, "FileName=\n", "FileName=" + import + "/quelle.txt\n") + settings +
            "[FieldAssignments]\n" + assignments;
-    WriteFileAtomically(import + "/" + target + ".IMP", ReplaceAll(text, "\n", "\r\n"));
+    WriteFileAtomically(import + "/" + target + ".IMP", ToWindows1252(ReplaceAll(text, "\n", "\r\n")));
   }
   void WriteSource(std::string_view lines) const {
     WriteFileAtomically(folder_.File("Import") + "/quelle.txt", ToWindows1252(ReplaceAll(lines, "\n", "\r\n")));

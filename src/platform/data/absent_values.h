@@ -66,10 +66,10 @@ class KESTREL_INTERNAL AbsentValues final : public Attachment {
   const SoughtRows* Sought() const { return sought_; }
 
   // `knows` is asked for `table` as long as the connection lives.
-  // `in_database`: the table's name there, by which the provider tells of it.
-  void Keep(std::string table, std::string in_database, Knows knows) {
+  // `in_database`: the table's name there, by which the provider tells of it; empty where it is the same.
+  void Keep(std::string table, Knows knows, std::string in_database = {}) {
+    in_database_ = in_database.empty() ? table : std::move(in_database);
     table_ = std::move(table);
-    in_database_ = std::move(in_database);
     knows_ = std::move(knows);
   }
   // Whether StoredRows counts.

@@ -1,0 +1,159 @@
+// 'target' on PostgreSQL: tables of another application, odd ones among them.
+#include <filesystem>
+
+#include "cli/sample_schema.h"
+#include "cli/target_fixture.h"
+#include "support/postgres_server.h"
+
+namespace kestrel::testing {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class TargetsOnPostgres : public TargetFixture {
+ protected:
+  TargetsOnPostgres()
+      : TargetFixture(PostgresServer::WhyNot().empty()
+                          ? PostgresServer::Shared().ConnectionString(PostgresServer::Shared().NewDatabase())
+                          : "nirgends.db") {}
+  void SetUp() override {
+    if (const std::string reason = PostgresServer::WhyNot(); !reason.empty()) GTEST_SKIP() << reason;
+  }
+
+  // Makes the table a target of the name "ziel", and imports these lines; what the run says as JSON.
+  std::string Import(const std::string& table, const std::string& lines, const std::string& assignments,
+                     const std::string& settings = {}) {
+    const ProgramResult added = Run({"target", "add", "ziel", "--table", table});
+    EXPECT_EQ(added.status, 0) << added.err;
+    WriteSource(lines);
+    WriteSpec("ziel", assignments, settings);
+    const ProgramResult tested = Run({"run", "ziel", "--test", "--format", "json"});
+    EXPECT_THAT(tested.out, HasSubstr("\"test\":true")) << tested.err;
+    const ProgramResult run = Run({"run", "ziel", "--format", "json"});
+    EXPECT_THAT(run.out, HasSubstr("\"test\":false")) << run.err << Run({"log"}).out;
+    return run.out;
+  }
+};
+
+TEST_F(TargetsOnPostgres, ATableIsReadWithIdentityDefaultsDomainsAndEnumsAndImportedInto) {
+  Execute("CREATE SCHEMA crm");
+  Execute("CREATE TYPE crm.stufe AS ENUM ('neu', 'fest')");
+  Execute("CREATE DOMAIN crm.kurz AS varchar(20) NOT NULL");
+  Execute("CREATE TABLE crm.betreuer (nr integer PRIMARY KEY, name text)");
+  Execute("INSERT INTO crm.betreuer VALUES (3, 'Schmitz')");
+  Execute(
+      "CREATE TABLE crm.\"Kunde Süd\" (id bigint GENERATED ALWAYS AS IDENTITY PRIMARY KEY, "
+      "\"Vorname\" varchar(40), \"Nachname\" crm.kurz, \"Straße\" text, plz char(5), ort text, "
+      "stufe crm.stufe NOT NULL DEFAULT 'neu', aktiv boolean NOT NULL DEFAULT true, umsatz numeric(10,2), "
+      "seit timestamp, angelegt timestamptz NOT NULL DEFAULT now(), tags text[], "
+      "betreuer integer REFERENCES crm.betreuer, lang text GENERATED ALWAYS AS (upper(\"Straße\")) STORED)");
+  const std::string out = Import(
+      "crm.Kunde Süd",
+      "Vor;Nach;Str;PLZ;Ort;Umsatz;Seit;Betreuer;Aktiv\nHans;Meier;Weg "
+      "1;01067;Dresden;12,50;13.04.2021;3;nein\n"
+      "Ina;Falsch;Weg 2;10115;Berlin;1;01.01.2020;99;ja\nEva;Klug;Weg 3;10115;Berlin;;;;\n",
+      "id=NOTASSIGNED\nVorname=FIELD:Vor\nNachname=FIELD:Nach\nStraße=FIELD:Str\nplz=FIELD:PLZ\nort=FIELD:Ort\n"
+      "stufe=NOTASSIGNED\naktiv=FIELD:Aktiv\numsatz=FIELD:Umsatz\nseit=FIELD:Seit\nbetreuer=FIELD:Betreuer\n",
+      "[FieldFormat]\nseit=tt.mm.jjjj\n");
+  EXPECT_THAT(out, AllOf(HasSubstr("\"storedNew\":2"), HasSubstr("\"rejected\":1")));
+  const std::string stored =
+      "SELECT \"Nachname\", plz, stufe::text, aktiv::text, umsatz::text, seit::text, betreuer, lang "
+      "FROM crm.\"Kunde Süd\" ORDER BY 1";
+  EXPECT_EQ(Query(stored),
+            "Klug|10115|neu|true||||WEG 3\nMeier|01067|neu|false|12.50|2021-04-13 00:00:00|3|WEG 1\n");
+  EXPECT_THAT(Run({"target", "show", "ziel"}).out, Not(HasSubstr("tags")));
+  EXPECT_THAT(Run({"target", "edit", "ziel"}).err,
+              HasSubstr("tags: Bleibt außen vor. Ihr Typ text[] nimmt mehrere Werte."));
+  EXPECT_EQ(Run({"target", "check", "ziel"}).out, "Keine Auffälligkeiten.\n");
+  const ProgramResult undone = Run({"undo", "1"});
+  EXPECT_THAT(undone.err, AllOf(HasSubstr("2 Adressen gelöscht"), HasSubstr("0 Änderungen seit dem Import")));
+  EXPECT_EQ(Query(stored), "");
+}
+
+TEST_F(TargetsOnPostgres, ClerksNumbersComeFromTheTablesOwnSequenceOrBehindTheGreatest) {
+  Execute("CREATE SEQUENCE zaehler START 100");
+  Execute("CREATE TABLE mit (nr integer PRIMARY KEY DEFAULT nextval('zaehler'), name text)");
+  EXPECT_THAT(Import("mit", "Name\nA\nB\n", "nr=NOTASSIGNED\nname=FIELD:Name\n"), HasSubstr("\"storedNew\":2"));
+  EXPECT_EQ(Query("SELECT nr FROM mit ORDER BY 1"), "100\n101\n");
+  EXPECT_EQ(Run({"target", "remove", "ziel", "--yes"}).status, 0);
+  Execute("CREATE TABLE ohne (nr integer PRIMARY KEY, name text)");
+  Execute("INSERT INTO ohne VALUES (41, 'alt')");
+  std::filesystem::remove(folder_.File("Import") + "/ziel.IMT");
+  EXPECT_THAT(Import("ohne", "Name\nA\nB\n", "nr=NOTASSIGNED\nname=FIELD:Name\n"),
+              HasSubstr("\"storedNew\":2"));
+  EXPECT_EQ(Query("SELECT nr FROM ohne ORDER BY 1"), "41\n42\n43\n");
+  EXPECT_EQ(Query("SELECT count(*) FROM pg_class WHERE relkind = 'S' AND relname LIKE 'ohne%'"), "0\n");
+}
+
+TEST_F(TargetsOnPostgres, PartitionsAndTriggersThatRaiseAreTheDatabasesConcern) {
+  Execute("CREATE TABLE teile (nr integer PRIMARY KEY, name text) PARTITION BY HASH (nr)");
+  Execute("CREATE TABLE teil0 PARTITION OF teile FOR VALUES WITH (MODULUS 2, REMAINDER 0)");
+  Execute("CREATE TABLE teil1 PARTITION OF teile FOR VALUES WITH (MODULUS 2, REMAINDER 1)");
+  Execute(
+      "CREATE FUNCTION nein() RETURNS trigger LANGUAGE plpgsql AS "
+      "$$BEGIN IF new.name = 'B' THEN RAISE 'kein B'; END IF; RETURN new; END$$");
+  Execute("CREATE TRIGGER nein BEFORE INSERT ON teile FOR EACH ROW EXECUTE FUNCTION nein()");
+  EXPECT_THAT(Import("teile", "Name\nA\nB\nC\n", "nr=NOTASSIGNED\nname=FIELD:Name\n"),
+              AllOf(HasSubstr("\"storedNew\":2"), HasSubstr("\"rejected\":1")));
+  EXPECT_THAT(Run({"log"}).out, HasSubstr("kein B"));
+  EXPECT_EQ(Query("SELECT string_agg(name, ' ' ORDER BY name) FROM teile"), "A C\n");
+}
+
+TEST_F(TargetsOnPostgres, TablesThatCannotBeOneAreRefusedWithTheReason) {
+  Execute("CREATE TABLE zwei (a integer, b integer, PRIMARY KEY (a, b))");
+  Execute("CREATE TABLE kennung (a uuid PRIMARY KEY)");
+  Execute("CREATE TABLE pflicht (a integer PRIMARY KEY, b text[] NOT NULL)");
+  Execute("CREATE VIEW sicht AS SELECT * FROM zwei");
+  const auto refusal = [this](const std::string& table) {
+    return Run({"target", "add", "x", "--table", table}).err;
+  };
+  EXPECT_THAT(refusal("zwei"), HasSubstr("Ihr Primärschlüssel hat 2 Spalten."));
+  EXPECT_THAT(refusal("kennung"), HasSubstr("Ihr Primärschlüssel 'a' enthält keine ganzen Zahlen."));
+  EXPECT_THAT(refusal("pflicht"), HasSubstr("Ihre Pflichtspalte 'b' kann nicht gefüllt werden"));
+  EXPECT_THAT(refusal("sicht"), HasSubstr("Sie ist eine Sicht"));
+  EXPECT_THAT(refusal("fehlt"), HasSubstr("Nennen Sie sie mit ihrem Schema"));
+  EXPECT_EQ(Query("SELECT count(*) FROM pg_class WHERE relname LIKE 'kestrel%'"), "0\n");
+}
+
+TEST_F(TargetsOnPostgres, CheckTellsARightThatIsMissing) {
+  Execute("CREATE TABLE kunde (nr integer PRIMARY KEY, name text, ort text)");
+  ASSERT_EQ(Run({"target", "add", "ziel", "--table", "kunde"}).status, 0);
+  Execute("DROP ROLE IF EXISTS nur_leser");
+  Execute("CREATE ROLE nur_leser LOGIN PASSWORD 'geheim'");
+  Execute("GRANT SELECT ON ALL TABLES IN SCHEMA public TO nur_leser");
+  const std::string as_admin = database_;
+  const std::string name = Query("SELECT current_database()");
+  database_ = "Provider=PostgreSQL;host=127.0.0.1;port=" + PostgresServer::Shared().port() +
+              ";dbname=" + name.substr(0, name.size() - 1) + ";user=nur_leser;password=geheim";
+  const ProgramResult checked = Run({"target", "check", "ziel"});
+  EXPECT_EQ(checked.status, 1) << checked.err;
+  EXPECT_THAT(checked.out, HasSubstr("In die Tabelle 'public.kunde' kann nicht eingefügt werden"));
+  database_ = as_admin;
+}
+
+TEST_F(TargetsOnPostgres, TheUsersOfATicketSystemAreImportedCheckedAndTakenBack) {
+  if (!IsSampleSchemaThere()) GTEST_SKIP() << kNoSampleSchema;
+  Execute("CREATE SEQUENCE users_id_seq");
+  Execute(StatementOf("Pg", "Users"));
+  Execute(
+      "INSERT INTO Users (Name, RealName, Address1, City, Zip) "
+      "VALUES ('emu', 'Erika Mustermann', 'Lindenstraße 7', 'Köln', '50674')");
+  const std::string out =
+      Import("Users",
+             "Login;Name;Strasse;PLZ;Ort;Seit\nemu2;Erika Mustermann;Lindenstr. 7;50674;Köln;01.02.2020\n"
+             "hme;Hans Meier;Am Weg 1;01067;Dresden;13.04.2021\n",
+             "name=FIELD:Login\nrealname=FIELD:Name\naddress1=FIELD:Strasse\nzip=FIELD:PLZ\ncity=FIELD:Ort\n"
+             "created=FIELD:Seit\n",
+             "[FieldFormat]\ncreated=tt.mm.jjjj\n");
+  EXPECT_THAT(out, AllOf(HasSubstr("\"storedNew\":1"), HasSubstr("\"heldBack\":1")));
+  EXPECT_EQ(Query("SELECT id, name, creator, created::text FROM users WHERE id = 2"),
+            "2|hme|0|2021-04-13 00:00:00\n");
+  EXPECT_THAT(Run({"undo", "1"}).err, HasSubstr("1 Adresse gelöscht"));
+  EXPECT_EQ(Query("SELECT name FROM users"), "emu\n");
+  EXPECT_EQ(Run({"target", "check", "ziel"}).status, 0);
+}
+
+}  // namespace
+}  // namespace kestrel::testing
