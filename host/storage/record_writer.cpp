@@ -277,6 +277,13 @@ void RecordWriter::FillPresets() {
   }
 }
 
+// FillPresets has left out what a new row would have.
+bool RecordWriter::IsKnownToExist(const RecordValues& values) const {
+  return std::ranges::any_of(presets_, [&](const Preset& preset) {
+    return std::holds_alternative<std::monostate>(values[preset.field]);
+  });
+}
+
 void RecordWriter::RequireMandatory() const {
   for (const std::size_t i : mandatory_) {
     const auto* text = std::get_if<std::string_view>(&values_[i]);
@@ -315,6 +322,13 @@ void RecordWriter::InsertRow(RecordValues& values, std::int64_t number, bool& in
   numbers_->Take(number);
 }
 
+// Into a trial table, of a record with a number of its own.
+void RecordWriter::TakeOver(const RecordValues& values) {
+  if (take_over_ == nullptr) return;
+  take_over_->BindInteger(0, std::get<std::int64_t>(values[destination_.number_field]));
+  take_over_->Execute();
+}
+
 // False where the record has a number of its own that exists.
 bool RecordWriter::InsertNew(std::int64_t record, RecordValues& values) {
   bool inserted = false;
@@ -322,10 +336,7 @@ bool RecordWriter::InsertNew(std::int64_t record, RecordValues& values) {
     const auto* given = std::get_if<std::int64_t>(&values[destination_.number_field]);
     const bool has_number = given != nullptr;
     if (has_number) {
-      if (take_over_ != nullptr) {
-        take_over_->BindInteger(0, *given);
-        take_over_->Execute();
-      }
+      TakeOver(values);
       InsertRow(values, *given, inserted);
     } else {
       InsertNumbered(*numbers_, [&](std::int64_t number) {
@@ -440,7 +451,13 @@ StoreResult RecordWriter::StoreNow(std::int64_t record, RecordValues& values) {
 }
 
 StoreResult RecordWriter::StoreOnce(std::int64_t record, RecordValues& values) {
-  const bool is_new = InsertNew(record, values);
+  bool is_new = false;
+  if (IsKnownToExist(values)) {
+    if (take_over_ != nullptr)
+      group_.Store(*this, GroupedWrites::Record::kOneStatement, [&] { TakeOver(values); });
+  } else {
+    is_new = InsertNew(record, values);
+  }
   if (is_new) {
     ++new_in_a_row_;
   } else {
@@ -517,7 +534,7 @@ StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
   if (storing_) lock_.RequireLookUp();
   Convert(row, columns);
   if (pipelined_ == nullptr) return StoreNow(record, values_);
-  if (new_in_a_row_ >= kNewAgain) {
+  if (new_in_a_row_ >= kNewAgain && !IsKnownToExist(values_)) {
     StoreResult result;
     const bool is_own = !connection_.InTransaction() || group_.IsOpen();
     if (Trap([&] { result = StoreThroughPipeline(record); },

@@ -84,6 +84,8 @@ class RecordWriter final : private GroupMember {
   // Sets values_. Raises as Store does.
   void Convert(const Recordset& record, const std::vector<std::size_t>& columns);
   void FillPresets();
+  bool IsKnownToExist(const RecordValues& values) const;
+  void TakeOver(const RecordValues& values);
   void RequireMandatory() const;
   void BeforeCommit() override;
   void GroupCommitted() override;

@@ -75,7 +75,7 @@ void WriteRemarks(std::ostream& out, Recordset& remarks) {
   out << '[';
   for (; !remarks.IsEof(); remarks.MoveNext()) {
     out << (std::exchange(is_first, false) ? "" : ",");
-    JsonObject(out).Text("column", remarks.TextAt(0)).Text("text", remarks.TextAt(1)).Close();
+    JsonObject(out).OptionalText("column", remarks.TextAt(0)).Text("text", remarks.TextAt(1)).Close();
   }
   out << ']';
 }
@@ -192,8 +192,8 @@ int TargetShowCommand(Workspace& workspace, const TargetOptions& options) {
       object.Number("length", rows->ValueAt(2).ToInteger());
     }
     object.Truth("mandatory", !rows->TextAt(3).empty())
-        .Text("key", rows->TextAt(4))
-        .Text("default", rows->TextAt(5))
+        .OptionalText("key", rows->TextAt(4))
+        .OptionalText("default", rows->TextAt(5))
         .Truth("permittedValues", !rows->TextAt(6).empty())
         .End();
   }

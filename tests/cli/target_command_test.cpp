@@ -1,5 +1,8 @@
 // 'target': the tables of an SQLite database that knows nothing of this program.
+#include <nlohmann/json.hpp>
+
 #include "cli/target_fixture.h"
+#include "support/json_schema.h"
 
 namespace kestrel::testing {
 namespace {
@@ -227,6 +230,25 @@ TEST_F(TargetCommands, RemovingKeepsTheLogsUnlessYesIsSaid) {
   EXPECT_EQ(Run({"target", "remove", "kunden", "--yes"}).status, 0);
   EXPECT_EQ(Query("SELECT count(*) FROM kestrel_Importlauf"), "0\n");
   EXPECT_EQ(Query("SELECT count(*) FROM kestrel_Importlaufzeilen"), "0\n");
+}
+
+TEST_F(TargetCommands, WhatIsPrintedAsJsonIsWhatItsSchemaDescribes) {
+  const auto expect_fits = [](const std::string& schema_name, const std::string& out) {
+    const auto schema =
+        nlohmann::json::parse(ReadWholeFile(InSourceTree("docs/json/target-" + schema_name + ".schema.json")));
+    EXPECT_NE(out, "");
+    for (const std::string_view line : Split(out, '\n')) {
+      if (!line.empty()) EXPECT_EQ(SchemaFault(schema, nlohmann::json::parse(line)), "") << line;
+    }
+  };
+  expect_fits("add", Add({"--format", "json"}).out);
+  expect_fits("add", Run({"target", "edit", "kunden", "--format", "json"}).out);
+  expect_fits("list", Run({"target", "list", "--format", "json"}).out);
+  expect_fits("show", Run({"target", "show", "kunden", "--format", "json"}).out);
+  expect_fits("check", Run({"target", "check", "kunden", "--format", "json"}).out);
+  Execute("ALTER TABLE " + kTable + " DROP COLUMN \"e mail\"");
+  expect_fits("check", Run({"target", "check", "kunden", "--format", "json"}).out);
+  expect_fits("remove", Run({"target", "remove", "kunden", "--format", "json"}).out);
 }
 
 TEST_F(TargetCommands, TheTablesOfALaterVersionAreRefused) {

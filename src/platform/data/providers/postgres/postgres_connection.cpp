@@ -36,8 +36,7 @@ PostgresStatement& Own(Statement& statement) {
 
 }  // namespace
 
-PostgresConnection::PostgresConnection(Address address, const WaitLimits& limits)
-    : names_(attachments().Of<TableNames>(*this)) {
+PostgresConnection::PostgresConnection(Address address, const WaitLimits& limits) {
   SharedWaits()->SetLockLimit(limits.lock);
   SharedWaits()->SetAnswerLimit(limits.answer);
   session_ = std::make_shared<Session>(std::move(address), SharedCallMutex(), SharedWaits());

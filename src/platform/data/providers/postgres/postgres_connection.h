@@ -58,7 +58,7 @@ class PostgresConnection final : public Connection, public Recovery, private Pip
 
   std::shared_ptr<Session> session_;
   LiteralTemplate template_;
-  const TableNames& names_;  // as long as it is open
+  const TableNames& names_ = attachments().Of<TableNames>(*this);  // as long as it is open
 };
 
 }  // namespace kestrel::postgres

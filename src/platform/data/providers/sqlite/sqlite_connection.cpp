@@ -45,8 +45,7 @@ ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole) {
                                             keys.Get("LockWait"));
 }
 
-SqliteConnection::SqliteConnection(const std::string& file, bool read_only, std::string_view lock_wait)
-    : names_(attachments().Of<TableNames>(*this)) {
+SqliteConnection::SqliteConnection(const std::string& file, bool read_only, std::string_view lock_wait) {
   SharedWaits()->SetLockLimit(lock_wait);
   database_ = std::make_shared<Database>(file, read_only, SharedCallMutex(), SharedWaits());
   database_->SetBeforeQuery([this] { attachments().BeforeQuery(); });

@@ -43,7 +43,7 @@ class SqliteConnection final : public Connection {
 
   std::shared_ptr<Database> database_;
   bool began_ = false;
-  const TableNames& names_;  // as long as it is open
+  const TableNames& names_ = attachments().Of<TableNames>(*this);  // as long as it is open
 };
 
 }  // namespace kestrel::sqlite
