@@ -1,7 +1,5 @@
 #include "components/settings_component.h"
 
-#include "schema/own_tables.h"
-
 namespace kestrel::host {
 
 void SettingsComponent::Bind(Members& members) {
@@ -12,7 +10,7 @@ void SettingsComponent::Bind(Members& members) {
 
 void SettingsComponent::Init(std::int64_t, const Value& connection) {
   const ObjectPtr object = connection.ToObject();
-  connection_ = ConnectionPtr(object, &RequireHost(object));
+  connection_ = ConnectionPtr(object, &RequireConnection(object));
 }
 
 Settings& SettingsComponent::HostSettings() const {
