@@ -25,8 +25,10 @@ void Try(Connection& connection, const std::string& told, const std::string& sta
   if (connection.InTransaction()) Trap([&] { connection.Rollback(); }, [](const RuntimeError&) {});
 }
 
-std::string InsertOfNothing(const std::string& table, const std::string& columns) {
-  return "INSERT INTO " + table + " (" + columns + ") SELECT " + columns + " FROM " + table + " WHERE 1 = 0";
+std::string InsertOfNothing(const std::string& table, const std::string& columns,
+                            const std::string& overriding = {}) {
+  return "INSERT INTO " + table + " (" + columns + ")" + overriding + " SELECT " + columns + " FROM " + table +
+         " WHERE 1 = 0";
 }
 
 // Of the sequence that gives the rows of a table their numbers: it is read, drawn from and moved on.
@@ -67,12 +69,18 @@ std::string MissingRights(Connection& connection, const Destination& destination
   for (const DestinationField& field : destination.fields) {
     columns.append(columns.empty() ? "" : ", ").append(field.column);
   }
-  Try(connection,
-      "In die Tabelle '" + told + "' kann nicht eingefügt werden: ", InsertOfNothing(table, columns), missing);
+  Try(connection, "In die Tabelle '" + told + "' kann nicht eingefügt werden: ",
+      InsertOfNothing(table, columns, destination.overrides_identity ? " OVERRIDING SYSTEM VALUE" : ""),
+      missing);
   // Where SQLite refuses that, it refuses everything; PostgreSQL knows rights of each table.
   if (!missing.empty() && IsSqlite(connection)) return missing;
   if (overwrite) {
-    const std::string& number = destination.fields[destination.number_field].column;
+    // An identity can be changed by nobody.
+    const bool is_identity = destination.overrides_identity && destination.fields.size() > 1;
+    const std::size_t field = is_identity && destination.number_field == 0 ? 1
+                              : is_identity                                ? 0
+                                                                           : destination.number_field;
+    const std::string& number = destination.fields[field].column;
     Try(connection, "In der Tabelle '" + told + "' kann nicht geändert werden: ",
         "UPDATE " + table + " SET " + number + " = " + number + " WHERE 1 = 0", missing);
   }

@@ -34,11 +34,11 @@ AddressReindex::AddressReindex(Connection& connection, const Destination& destin
     columns += ", " + (column.empty() ? "''" : "t." + column);
   }
   // Numbers that the index cannot hold have no row there, and their product would not fit.
-  query_ = connection.Prepare("SELECT " + columns + ", Doubletkey1, Doubletkey2, Doubletkey3, AdressId FROM " +
-                              destination.table + " t LEFT JOIN Adressindex" +
-                              JoinedIndex(destination, "t." + number) + " AND t." + number +
-                              " BETWEEN 0 AND 100000000000000000 WHERE t." + number + " > ? ORDER BY t." +
-                              number + " LIMIT " + std::to_string(kAtOnce));
+  query_ = connection.Prepare(
+      "SELECT " + columns + ", Doubletkey1, Doubletkey2, Doubletkey3, AdressId FROM " + destination.table +
+      " t LEFT JOIN Adressindex" + JoinedIndex(destination, "t." + number) + " AND t." + number +
+      " BETWEEN 0 AND 100000000000000000 WHERE t." + number + " > CAST(? AS BIGINT) ORDER BY t." + number +
+      " LIMIT " + std::to_string(kAtOnce));
   total_ = connection.OpenRecordset("SELECT count(*) FROM " + destination.table)->ValueAt(0).ToInteger();
 }
 

@@ -59,7 +59,8 @@ std::vector<TargetRemark> CheckTarget(Connection& connection, std::string_view n
     }
   }
   if (!remarks.empty()) return remarks;
-  for (const std::string_view sentence : Split(MissingRights(connection, destination, true), '\n')) {
+  const std::string missing = MissingRights(connection, destination, true);
+  for (const std::string_view sentence : Split(missing, '\n')) {
     if (!sentence.empty()) remarks.push_back({"", std::string(sentence)});
   }
   return remarks;

@@ -80,6 +80,8 @@ std::int64_t SizeOf(const ReadColumn& column) {
   constexpr std::int64_t kNumberDigits = 18;
   constexpr std::int64_t kDateSize = 14;
   constexpr std::int64_t kGreatestSize = 32767;
+  constexpr std::int64_t kTruthSize = 10;  // "wahr", "falsch" and blanks
+  if (column.kind == FieldKind::kTruth) return kTruthSize;
   if (column.kind == FieldKind::kDate) return kDateSize;
   if (column.kind == FieldKind::kWhole || column.kind == FieldKind::kReal) return kNumberDigits;
   return std::min(column.size, kGreatestSize);
