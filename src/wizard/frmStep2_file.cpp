@@ -104,7 +104,7 @@ void frmStep2::TakeFile(const QString& path) {
 }
 
 std::string frmStep2::Told(const DetectedSource& found) const {
-  const std::string text = DescriptionOf(found);
+  std::string text = DescriptionOf(found);
   if (found.kind == nullptr || IsListed(found.kind)) return text;
   return text +
          ". Diese Art von Datenquelle wird hier nicht angeboten; speichern Sie die Daten als Textdatei (CSV).";
