@@ -92,14 +92,13 @@ QCheckBox* ImportSettingsDialog::AddSwitch(const std::string& key, const char* o
 }
 
 QWidget* ImportSettingsDialog::BuildKeys() {
-  auto* group = new QGroupBox("Als dieselbe Adresse gilt", this);
+  auto* group = new QGroupBox("Gesucht wird nach Adressen mit", this);
   auto* column = new QVBoxLayout(group);
   column->addWidget(
-      AddSwitch("DublettenKey1", "chkDublettenKey1", "&gleich geschrieben: Name, Straße und Ort"));
-  column->addWidget(
-      AddSwitch("DublettenKey2", "chkDublettenKey2", "gleich k&lingend: Name, mit der Postleitzahl"));
-  column->addWidget(
-      AddSwitch("DublettenKey3", "chkDublettenKey3", "gleiche &Firma (ohne Rechtsform) in derselben Straße"));
+      AddSwitch("DublettenKey1", "chkDublettenKey1", "&gleich klingendem Namen in derselben PLZ"));
+  column->addWidget(AddSwitch("DublettenKey2", "chkDublettenKey2",
+                              "g&leicher Hausnummer und gleich klingendem Namen in der Region"));
+  column->addWidget(AddSwitch("DublettenKey3", "chkDublettenKey3", "gleich klingender S&traße im selben Ort"));
   return group;
 }
 
