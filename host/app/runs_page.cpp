@@ -229,11 +229,12 @@ QString RunsPage::Question() const {
   }
   const QString what = state == kUndoing ? "Soll die Rücknahme des Importlaufs %1 vom %2 fortgesetzt werden?"
                                          : "Soll der Importlauf %1 vom %2 zurückgenommen werden?";
+  const auto count = [this](const char* column) { return GermanNumber(Chosen(column).toLongLong()); };
   return what.arg(run, Chosen("Beginn")) +
          QString(
              " Seine neuen Adressen (%1) werden gelöscht, die geänderten (%2) erhalten ihre alten Werte. Was "
              "seit dem Import geändert wurde, bleibt stehen.")
-             .arg(Chosen("Neu"), Chosen("Aktualisiert"));
+             .arg(count("Neu"), count("Aktualisiert"));
 }
 
 std::vector<SpecificationRun> RunsPage::LastRuns() const {
