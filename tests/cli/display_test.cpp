@@ -172,8 +172,8 @@ TEST_F(OnATerminal, NothingOfTheDataIsObeyed) {
 TEST_F(OnATerminal, ANarrowOneGetsTablesThatFit) {
   Run({"run", "Messe"});
   const std::string screen = Screen({"runs"}, 40);
-  for (const std::string_view line : Split(ReplaceAll(screen, "\r", ""), '\n'))
-    EXPECT_LE(DisplayWidth(line), 40u);
+  const std::string lines = ReplaceAll(screen, "\r", "");
+  for (const std::string_view line : Split(lines, '\n')) EXPECT_LE(DisplayWidth(line), 40u);
   EXPECT_THAT(screen, HasSubstr("Zustand         fertig"));
 }
 

@@ -19,8 +19,11 @@ class NotFound(Exception):
 
 
 def eventually(condition, what, patience=None):
+    """The first result of `condition` that is true. Objects vanish while they are looked at; that is no error.
+
+    `what` says what was waited for, a text or, where that takes a look, a function that is asked in the end.
+    """
     patience = patience or PATIENCE
-    """The first result of `condition` that is true. Objects vanish while they are looked at; that is no error."""
     end = time.monotonic() + patience
     while True:
         try:
@@ -30,7 +33,7 @@ def eventually(condition, what, patience=None):
         except (GLib.Error, LookupError, AttributeError, NotImplementedError):
             pass
         if time.monotonic() > end:
-            raise NotFound(what)
+            raise NotFound(what() if callable(what) else what)
         time.sleep(PAUSE)
 
 
@@ -115,7 +118,7 @@ class Window:
 
     def says(self, text):
         """Waits until something in the window reads just so."""
-        eventually(lambda: text in self.texts(), f"'{text}' among {self.texts()}")
+        eventually(lambda: text in self.texts(), lambda: f"'{text}' among {self.texts()}")
 
     def access_keys(self):
         """The keys that press a control of the window, each as often as there is a control."""
