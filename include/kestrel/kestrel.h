@@ -9,8 +9,8 @@
 //
 // Stability. KESTREL_ABI_VERSION counts the interface. What one version has, every later one has: no function,
 // member, code or number is removed, reordered or changes its meaning; new functions may be added, and new
-// members at the end of a struct. What a later version has added is marked "since N" where it is declared. A program that was compiled with one version runs with the library of every
-// later one.
+// members at the end of a struct. What a later version has added is marked "since N" where it is declared. A program
+// that was compiled with one version runs with the library of every later one.
 //
 // Structs. The first member of every struct is its size: the caller sets it to sizeof before a call, by which
 // the library knows what the caller's header had. A struct to be read may be longer than the library knows, if
@@ -29,8 +29,8 @@
 // kestrel_retain makes one of the callback's own. Closing the library gives all of them back.
 //
 // Threads. A library and all that is made with it belong to the thread that opened it; from every other thread
-// each call but kestrel_run_stop gives KESTREL_WRONG_THREAD and does nothing. Callbacks are called in that thread, during a call. A
-// process may open several, each in a thread of its own.
+// each call but kestrel_run_stop gives KESTREL_WRONG_THREAD and does nothing. Callbacks are called in that thread,
+// during a call. A process may open several, each in a thread of its own.
 //
 // Results. Every function that can fail returns a status: KESTREL_OK or what went wrong, of which
 // kestrel_last_error tells more. What is handed out is then untouched. Callbacks return KESTREL_OK, or any

@@ -10,6 +10,7 @@
 
 #include <iostream>
 #include <ostream>
+#include <string_view>
 #include <utility>
 
 #include "cli/progress_line.h"
@@ -122,22 +123,23 @@ int TellMade(Workspace& workspace, const ObjectPtr& targets, const TargetOptions
   return kStoppedByUser;
 }
 
-}  // namespace
-
-int TargetAddCommand(Workspace& workspace, const TargetOptions& options) {
+// `member`: "Add" or "Edit".
+int MakeTarget(Workspace& workspace, const TargetOptions& options, std::string_view member) {
   const ObjectPtr targets = OpenTargets(workspace);
   workspace.RequireWritableHost();
   SetKeys(targets, options);
-  const RecordsetPtr remarks = ToRecordset(CallMethod(targets, "Add", options.name, options.table));
+  const RecordsetPtr remarks = ToRecordset(CallMethod(targets, member, options.name, options.table));
   return TellMade(workspace, targets, options, remarks);
 }
 
+}  // namespace
+
+int TargetAddCommand(Workspace& workspace, const TargetOptions& options) {
+  return MakeTarget(workspace, options, "Add");
+}
+
 int TargetEditCommand(Workspace& workspace, const TargetOptions& options) {
-  const ObjectPtr targets = OpenTargets(workspace);
-  workspace.RequireWritableHost();
-  SetKeys(targets, options);
-  const RecordsetPtr remarks = ToRecordset(CallMethod(targets, "Edit", options.name, options.table));
-  return TellMade(workspace, targets, options, remarks);
+  return MakeTarget(workspace, options, "Edit");
 }
 
 int TargetListCommand(Workspace& workspace) {
