@@ -42,6 +42,7 @@ class KESTREL_EXPORT Attachments {
   void Flush() {
     for (const auto& [type, attachment] : attachments_) attachment->Flush();
   }
+  // Providers with Capabilities::announces_queries call this before each query. Raises nothing.
   void BeforeQuery() {
     for (const auto& [type, attachment] : attachments_) attachment->BeforeQuery();
   }

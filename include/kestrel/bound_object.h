@@ -185,27 +185,34 @@ class BoundParameter<std::optional<std::string_view>> {
 
 }  // namespace detail
 
+// `Component` is the class that derives from it; it has a static function Bind(Members&), called once a process.
 template <class Component>
 class KESTREL_EXPORT BoundObject : public Object {
  public:
+  // The table of names. Names are compared without case; of two entries for the same use of a name the first counts.
   class Members {
    public:
+    // A function, also reached where a caller reads it like a property.
     template <class Result, class... Parameters>
     void Method(std::string_view name, Result (Component::*function)(Parameters...)) {
       Add(name, function, {CallKind::kMethod, CallKind::kGet});
     }
+    // The same for one that changes nothing.
     template <class Result, class... Parameters>
     void Method(std::string_view name, Result (Component::*function)(Parameters...) const) {
       Add(name, function, {CallKind::kMethod, CallKind::kGet});
     }
+    // A property that is read.
     template <class Result>
     void Get(std::string_view name, Result (Component::*function)() const) {
       Add(name, function, {CallKind::kGet, CallKind::kMethod});
     }
+    // A property that a value is assigned to.
     template <class Parameter>
     void Let(std::string_view name, void (Component::*function)(Parameter)) {
       Add<void, void (Component::*)(Parameter), Parameter>(name, function, {CallKind::kLet});
     }
+    // A property that an object is assigned to.
     template <class Parameter>
     void Set(std::string_view name, void (Component::*function)(Parameter)) {
       Add<void, void (Component::*)(Parameter), Parameter>(name, function, {CallKind::kSet});
@@ -269,6 +276,7 @@ class KESTREL_EXPORT BoundObject : public Object {
     std::vector<Entry> entries_;
   };
 
+  // By the table of names.
   std::optional<MemberId> FindMember(std::string_view name) const final {
     const auto& entries = Table().entries_;
     // Nearly every caller writes the name as its owner does, and that is much sooner compared.
@@ -281,6 +289,7 @@ class KESTREL_EXPORT BoundObject : public Object {
     return std::nullopt;
   }
 
+  // By the table; 438 for a use of the member that has no entry.
   Value Invoke(MemberId member, CallKind kind, std::span<Argument> arguments) final {
     const auto& entries = Table().entries_;
     const auto index = static_cast<std::size_t>(member);

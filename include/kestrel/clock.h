@@ -13,6 +13,7 @@ class KESTREL_EXPORT Clock {
   virtual DateTime Now() const = 0;
 };
 
+// The machine's own time.
 class KESTREL_EXPORT SystemClock final : public Clock {
  public:
   DateTime Now() const override;
@@ -21,8 +22,10 @@ class KESTREL_EXPORT SystemClock final : public Clock {
 // Always the same time, until it is set again.
 class KESTREL_EXPORT FixedClock final : public Clock {
  public:
+  // `now` is the time to begin with.
   explicit FixedClock(const DateTime& now) : now_(now) {}
   DateTime Now() const override { return now_; }
+  // The time from here on.
   void Set(const DateTime& now) { now_ = now; }
 
  private:

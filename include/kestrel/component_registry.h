@@ -10,8 +10,9 @@
 //
 // A library name without a separator is looked for beside the announcing file. The library exports
 //   extern "C" void kestrel_register_components(kestrel::ComponentRegistry& registry);
-// which registers its factories; one in C begins it with kestrel_plugin_open (kestrel/kestrel.h). A library is loaded at the first use of one of its identifiers and stays
-// loaded for the life of the process, as objects made by it may outlive the registry.
+// which registers its factories; one in C begins it with kestrel_plugin_open (kestrel/kestrel.h). A library is loaded
+// at the first use of one of its identifiers and stays loaded for the life of the process, as objects made by it may
+// outlive the registry.
 #pragma once
 
 #include <functional>
@@ -28,6 +29,7 @@ namespace kestrel {
 // Used by one thread at a time, as an import uses it. Texts are UTF-8.
 class KESTREL_EXPORT ComponentRegistry {
  public:
+  // Makes an object, never none. What it raises, CreateObject raises.
   using Factory = std::function<ObjectPtr()>;
 
   ComponentRegistry();
@@ -66,6 +68,7 @@ class KESTREL_EXPORT ComponentRegistry {
   std::unique_ptr<Known> known_;
 };
 
+// What a plug-in exports.
 inline constexpr const char* kRegisterSymbol = "kestrel_register_components";
 
 }  // namespace kestrel

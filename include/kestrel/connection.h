@@ -27,8 +27,9 @@
 
 namespace kestrel {
 
+// A table of a source's catalog.
 struct CatalogTable {
-  std::string name;
+  std::string name;  // as a statement names it, without quotes
   // "TABLE", "VIEW", "SYSTEM TABLE" or what else the source calls it.
   std::string type;
 };
@@ -41,6 +42,8 @@ struct SourceRemark {
 
 // What differs between the databases behind connections.
 enum class Dialect { kOther, kSqlite };
+
+// What a caller may count on beyond what every connection does.
 struct Capabilities {
   // Of the statements that it takes.
   Dialect dialect = Dialect::kOther;
@@ -73,6 +76,7 @@ class KESTREL_EXPORT Statement {
 
 class Pipeline;
 
+// An open connection; OpenConnection makes one. Without another word a call raises what the invariants tell.
 class KESTREL_EXPORT Connection : public Object {
  public:
   // Runs one statement that returns no rows; the number of rows changed.
@@ -83,12 +87,14 @@ class KESTREL_EXPORT Connection : public Object {
   // Compiles one statement. 438 where a source can only be read.
   virtual std::unique_ptr<Statement> Prepare(std::string_view sql);
 
+  // Does not change while the connection is open.
   virtual Capabilities capabilities() const { return {}; }
   // For statements that need no answer each: between providers that come with the component and the sample host. It
   // lives as long as the connection; null where the database wants to be waited for, and with all other providers.
   virtual Pipeline* pipeline() { return nullptr; }
 
-  // Transactions do not nest: Begin inside one is 3000. After a failed Commit the transaction is rolled back.
+  // Transactions do not nest: Begin inside one is 3000. After a failed Commit the transaction is rolled back. Error
+  // 438 where the source has none.
   virtual void Begin();
   virtual void Commit();
   virtual void Rollback();
@@ -117,7 +123,9 @@ class KESTREL_EXPORT Connection : public Object {
   virtual void Close() = 0;
   virtual bool IsOpen() const = 0;
 
+  // What others keep with this connection until it closes.
   Attachments& attachments() { return attachments_; }
+  // Held during calls by whoever shares the connection with a thread of his own (invariant 5).
   ConnectionMutex& CallMutex() const { return *call_mutex_; }
 
   // Connections are used through this interface, not by member name.
@@ -135,6 +143,7 @@ class KESTREL_EXPORT Connection : public Object {
   Attachments attachments_;
 };
 
+// Connections are shared by those who use them.
 using ConnectionPtr = std::shared_ptr<Connection>;
 
 // The connection behind an object: 91 for none, 438 for an object that is no connection.

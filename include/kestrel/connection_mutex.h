@@ -14,12 +14,16 @@ namespace kestrel {
 
 class KESTREL_EXPORT ConnectionMutex {
  public:
+  // `waits` are those of the connection.
   explicit ConnectionMutex(std::shared_ptr<Waits> waits) : waits_(std::move(waits)) {}
 
+  // Waits for as long as another thread has it; a "no" of the watch does not end this wait, but what it waits for.
   void lock() {
     if (!mutex_.try_lock()) Wait();
   }
+  // False where another thread has it.
   bool try_lock() { return mutex_.try_lock(); }
+  // Once for each lock, by the same thread.
   void unlock() { mutex_.unlock(); }
 
  private:

@@ -10,18 +10,20 @@
 
 namespace kestrel {
 
+// A day; all 0: none.
 struct CalendarDate {
-  int year = 0;
+  int year = 0;   // 1 to 9999
   int month = 0;  // 1 to 12
   int day = 0;    // 1 to 31
   friend bool operator==(const CalendarDate&, const CalendarDate&) = default;
 };
 
+// A day and a time of it, without a zone.
 struct DateTime {
-  CalendarDate date;
-  int hour = 0;
-  int minute = 0;
-  int second = 0;
+  CalendarDate date;  // its day
+  int hour = 0;       // 0 to 23
+  int minute = 0;     // 0 to 59
+  int second = 0;     // 0 to 59
   friend bool operator==(const DateTime&, const DateTime&) = default;
 };
 

@@ -14,7 +14,7 @@ struct DuplicateMatch {
   int key = 0;                    // 1 to 3: the first key in use that the row has, too
   std::int32_t record = 0;  // of the source, from 1: the earlier record of this run that stored the address
   std::string name = {};    // of the address, as the import class tells them (DescribeAddress)
-  std::string place = {};
+  std::string place = {};   // likewise
   double score = 0;         // in per cent, as Confirm told it
   std::string reason = {};  // in words, likewise
 

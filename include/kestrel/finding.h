@@ -18,7 +18,7 @@ enum class Severity { kError, kWarning, kNote };
 
 // Where a finding belongs: in the import specification, and to which field of the destination.
 struct FindingPlace {
-  std::string section;
+  std::string section;     // without brackets
   std::string key = {};    // empty for the whole section
   std::string field = {};  // empty where no single field is meant
 };
@@ -26,14 +26,15 @@ struct FindingPlace {
 // A value of the source that a finding is about.
 struct FindingExample {
   std::int64_t record = 0;  // from 1
-  std::string value;
+  std::string value;        // as the source delivered it
 };
 
+// What is wrong, where, and what to do about it.
 struct KESTREL_EXPORT Finding {
-  Severity severity = Severity::kError;
-  FindingPlace place;
-  std::string text;          // German sentences
-  std::string way_out = {};  // what to do about it; may be empty
+  Severity severity = Severity::kError;  // whether the import may run in spite of it
+  FindingPlace place;                    // where it belongs
+  std::string text;                      // German sentences
+  std::string way_out = {};              // what to do about it; may be empty
   // Of a finding in the source's data: how many values or records it is about, and the first of them.
   std::int64_t count = 0;
   std::vector<FindingExample> examples = {};
@@ -49,17 +50,22 @@ struct KESTREL_EXPORT Finding {
 class KESTREL_EXPORT Findings {
  public:
   Findings() = default;
+  // One to begin with.
   explicit Findings(Finding only) { Add(std::move(only)); }
 
+  // Adds one that keeps the import from running well.
   void Error(FindingPlace place, std::string text, std::string way_out = "") {
     Add({Severity::kError, std::move(place), std::move(text), std::move(way_out)});
   }
+  // Adds one that only looks wrong.
   void Warn(FindingPlace place, std::string text, std::string way_out = "") {
     Add({Severity::kWarning, std::move(place), std::move(text), std::move(way_out)});
   }
+  // Adds one that may well be meant so.
   void Note(FindingPlace place, std::string text, std::string way_out = "") {
     Add({Severity::kNote, std::move(place), std::move(text), std::move(way_out)});
   }
+  // Behind all others.
   void Add(Finding finding);
 
   // How many of them are errors.
@@ -86,6 +92,7 @@ class KESTREL_EXPORT ImportRefused : public RuntimeError {
   // Described by the errors among the findings, a line each, with their places.
   explicit ImportRefused(Findings findings);
 
+  // All of them, warnings and notes included.
   const Findings& findings() const { return findings_; }
 
  private:

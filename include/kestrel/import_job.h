@@ -85,14 +85,16 @@ struct ImportOrder {
 // reading it (of a server at the first one).
 enum class CheckDepth { kColumns, kRecords };
 
+// What a run does with the records.
 enum class RunMode {
-  kImport,
-  kTest,  // only read and checked, nothing stored
+  kImport,  // hands them to the import class
+  kTest,    // only read and checked, nothing stored
 };
 
 // One record of a preview: a text per column, empty where it cannot be read, which `unreadable` tells then.
 using PreviewSink = std::function<void(const std::vector<std::string>& values, const Findings& unreadable)>;
 
+// An import, from its specification to its result.
 class KESTREL_EXPORT ImportJob {
  public:
   // What `platform` refers to outlives the job.
@@ -136,8 +138,8 @@ class KESTREL_EXPORT ImportJob {
   // working copy; it differs from what was saved then. Raises what writing that raises.
   void TakeOverColumns(const Findings& drift);
 
-  // Hands the first `most` records to `show`. Raises ImportRefused for a source that cannot be opened. Returns how reading ended: kNotOpened or kBrokenOff with the
-  // error, which the user interface has shown, too.
+  // Hands the first `most` records to `show`. Raises ImportRefused for a source that cannot be opened. Returns how
+  // reading ended: kNotOpened or kBrokenOff with the error, which the user interface has shown, too.
   SourceEnd Preview(std::int64_t most, const PreviewSink& show);
 
   // Takes the steps before a run: import class, source, assignments. Raises ImportRefused for each that cannot

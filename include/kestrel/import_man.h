@@ -37,6 +37,7 @@ class KESTREL_EXPORT WizardPages {
 // ShowDialog. None validates its argument and none can fail. A host may release the object right after ShowDialog.
 class KESTREL_EXPORT ImportMan final : public BoundObject<ImportMan> {
  public:
+  // The identifier under which Register has it created.
   static constexpr const char* kProgId = "kestrelimport.ImportMan";
 
   // `pages` may be null for a host without a screen, whose ShowDialog does nothing. Both outlive this object,
@@ -48,11 +49,18 @@ class KESTREL_EXPORT ImportMan final : public BoundObject<ImportMan> {
   static void Register(Platform platform, WizardPages* pages);
   static void Bind(Members& members);
 
+  // The host's database, as it was set.
   ObjectPtr Connection() const { return connection_; }
+  // The host's database, handed on to import class, logs and duplicate check. Any object; what cannot work with it
+  // tells so later.
   void SetConnection(ObjectPtr connection);
+  // The host's number of its application: step 1 lists the specifications of that number.
   void SetApplication(std::int16_t app_mode);
+  // The clerk, for the import class and the logs.
   void SetPersonalNr(const std::string& personal_nr);
+  // The path of a file that takes the place of the source that the next specification names, once. Empty: none.
   void SetImportFileName(const std::string& filename);
+  // Shows step 1 and returns at once.
   void ShowDialog();
 
   // The variables of the import, for programs that are built with the component.

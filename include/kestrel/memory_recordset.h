@@ -12,14 +12,17 @@
 
 namespace kestrel {
 
+// What a column of a record set in memory holds: a text, a whole number of 16 or 64 bits, a real number, a truth value.
 enum class ColumnType { kText, kInt16, kInt64, kDouble, kBool };
 
+// The columns first, then rows; TextAt looks at the cell itself.
 class KESTREL_EXPORT MemoryRecordset final : public Recordset {
  public:
+  // A column as AppendColumn was told of it.
   struct Column {
-    std::string name;
-    ColumnType type = ColumnType::kText;
-    std::size_t size = 0;  // greatest number of characters of a text; 0 is any
+    std::string name;                     // two columns may share it
+    ColumnType type = ColumnType::kText;  // what values are converted to
+    std::size_t size = 0;                 // greatest number of characters of a text; 0 is any
   };
 
   // --- Shape; only while there are no rows (error 5 otherwise) ---

@@ -18,6 +18,7 @@
 
 namespace kestrel {
 
+// What an object knows one of its members by; means nothing to another object.
 using MemberId = int;
 
 // How a member is used. A name may serve several kinds (a property with get and let).
@@ -30,7 +31,7 @@ enum class CallKind {
 
 // A caller's variable on its way into an argument; see ByRef.
 struct VariableReference {
-  Value& variable;
+  Value& variable;  // the caller's; outlives the call
 };
 
 // One argument of a call: by value, or by reference, in which case what the object writes arrives in the
@@ -41,9 +42,12 @@ class KESTREL_EXPORT Argument {
   template <class Content, class = std::enable_if_t<std::is_constructible_v<Value, Content&&> &&
                                                     !std::is_same_v<std::remove_cvref_t<Content>, Argument>>>
   explicit Argument(Content&& content) : value_(std::forward<Content>(content)) {}
+  // By reference.
   Argument(VariableReference reference) : reference_(&reference.variable) {}
 
+  // Whether what the object writes reaches the caller.
   bool IsReference() const { return reference_ != nullptr; }
+  // The value, or what the caller's variable holds now.
   const Value& Get() const { return reference_ != nullptr ? *reference_ : value_; }
   // Without effect for the caller where the argument was passed by value.
   void Set(Value value) { (reference_ != nullptr ? *reference_ : value_) = std::move(value); }
@@ -53,6 +57,7 @@ class KESTREL_EXPORT Argument {
   Value* reference_ = nullptr;
 };
 
+// Whatever answers to members by name. Written with BoundObject, in C, or in any other way.
 class KESTREL_EXPORT Object {
  public:
   Object() = default;
@@ -70,7 +75,7 @@ class KESTREL_EXPORT Object {
   virtual Value Invoke(MemberId member, CallKind kind, std::span<Argument> arguments) = 0;
 
  protected:
-  // For objects without members of their own (record sets, connections).
+  // Raises 438. For objects without members of their own (record sets, connections).
   static Value LacksMember();
 };
 
@@ -85,9 +90,11 @@ KESTREL_EXPORT Value InvokeMember(Object* object, std::string_view name, MemberI
                                   std::span<Argument> arguments);
 }  // namespace detail
 
+// Has a call pass the variable by reference: CallMethod(log, "SetField", 10, 0, ByRef(text)).
 inline VariableReference ByRef(Value& variable) { return {variable}; }
 
-// CallMethod(log, "SetField", 10, 0, ByRef(text))
+// Calls a method. The arguments are anything that a Value can be made of, or ByRef. Raises what the member does, 449 or
+// 450 for wrong arguments.
 template <class... Arguments>
 Value CallMethod(const ObjectPtr& object, std::string_view name, Arguments&&... arguments) {
   const MemberId member = detail::ResolveMember(object.get(), name);
@@ -95,8 +102,11 @@ Value CallMethod(const ObjectPtr& object, std::string_view name, Arguments&&... 
   return detail::InvokeMember(object.get(), name, member, CallKind::kMethod, list);
 }
 
+// Reads a property.
 KESTREL_EXPORT Value GetProperty(const ObjectPtr& object, std::string_view name);
+// Assigns a value to a property.
 KESTREL_EXPORT void LetProperty(const ObjectPtr& object, std::string_view name, Value value);
+// Assigns an object, or none, to a property.
 KESTREL_EXPORT void SetProperty(const ObjectPtr& object, std::string_view name, ObjectPtr value);
 
 // A member of one object, its name resolved at the first use and kept: for members called per record.
@@ -106,11 +116,13 @@ class KESTREL_EXPORT BoundMember {
   // Keeps the object alive. Nothing is resolved yet, so nothing is raised here.
   BoundMember(ObjectPtr object, std::string name) : object_(std::move(object)), name_(std::move(name)) {}
 
+  // As CallMethod.
   template <class... Arguments>
   Value Call(Arguments&&... arguments) {
     std::array<Argument, sizeof...(Arguments)> list{Argument(std::forward<Arguments>(arguments))...};
     return Invoke(CallKind::kMethod, list);
   }
+  // As GetProperty.
   Value Get() { return Invoke(CallKind::kGet, {}); }
 
  private:

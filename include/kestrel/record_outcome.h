@@ -29,7 +29,7 @@ enum class RecordFate : std::uint8_t {
 
 // One row of the error log. Texts are UTF-8.
 struct RecordError {
-  std::int64_t number = 0;
+  std::int64_t number = 0;         // an ErrorNumber, or the import class's own
   std::string text = {};           // without the names of records, which the log's row may have in front
   std::string function = {};       // the import class's member that told it; empty: the run's own
   std::string field = {};          // of the destination; empty where the error is not one field's
@@ -37,9 +37,10 @@ struct RecordError {
   std::string raw_value = {};      // as the source delivered it, before any rule; the constant
 };
 
+// What became of a record, and why.
 struct RecordOutcome {
-  std::int32_t record = 0;  // of the source, from 1
-  RecordFate fate = RecordFate::kStored;
+  std::int32_t record = 0;                   // of the source, from 1
+  RecordFate fate = RecordFate::kStored;     // what became of it; RunView::Revise may tell another one later
   std::vector<RecordError> errors = {};      // an error need not reject the record
   std::vector<std::string> cut_fields = {};  // those whose value was longer than the field and lost its end
   std::string address = {};  // the number of the address stored; empty where the import class does not tell
@@ -58,9 +59,9 @@ struct RecordOutcome {
 
 // An error behind the outcomes it belongs to, or of none; or another fate of records told before.
 struct OutcomeRevision {
-  std::int32_t first = 0;  // source records, both included; 0: none is named
-  std::int32_t last = 0;
-  RecordFate fate = RecordFate::kRejected;
+  std::int32_t first = 0;                   // source records, both included; 0: none is named
+  std::int32_t last = 0;                    // 0 where `first` is
+  RecordFate fate = RecordFate::kRejected;  // theirs from now on
   // How many outcomes it changes. 1 without a record named: one of those handed over is lost, nobody says which.
   std::int32_t revised = 0;
   std::optional<RecordError> error = {};

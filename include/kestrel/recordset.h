@@ -27,18 +27,23 @@
 
 namespace kestrel {
 
+// What every kind of record set promises.
 class KESTREL_EXPORT Recordset : public Object {
  public:
   // --- Columns ---
+  // How many there are; does not change while there are rows.
   virtual std::size_t ColumnCount() const = 0;
   // Error 9 for an index out of range. The view lives as long as the record set's shape.
   virtual std::string_view ColumnName(std::size_t column) const = 0;
+  // The first column of exactly that name.
   std::optional<std::size_t> FindColumn(std::string_view name) const;
   // As FindColumn, but a missing column is error 3265 naming it.
   std::size_t RequireColumn(std::string_view name) const;
 
   // --- Rows ---
+  // Whether the position is before the first row. On an empty set both are true.
   virtual bool IsBof() const = 0;
+  // Whether the position is behind the last row.
   virtual bool IsEof() const = 0;
   // On an empty set both ends stay true; no error.
   virtual void MoveFirst() = 0;
@@ -75,6 +80,7 @@ class KESTREL_EXPORT Recordset : public Object {
   Value Invoke(MemberId, CallKind, std::span<Argument>) override { return LacksMember(); }
 };
 
+// Record sets are shared by those who use them, one at a time.
 using RecordsetPtr = std::shared_ptr<Recordset>;
 
 // The record set in a value: error 91 for none, 13 for another kind of object, 424 for no object.

@@ -19,10 +19,11 @@ namespace kestrel {
 
 // A field of the destination, and how many of its values were longer than it and lost their end.
 struct CutField {
-  std::string field;
-  std::int32_t values = 0;
+  std::string field;        // its name
+  std::int32_t values = 0;  // how many were cut
 };
 
+// The figures, and what is known of single records.
 class KESTREL_EXPORT RunFigures {
  public:
   // The outcomes come in the source's order.
@@ -30,18 +31,25 @@ class KESTREL_EXPORT RunFigures {
   // Returns how many records it changes. `revision.revised` counts only where no record is named.
   std::int32_t Add(const OutcomeRevision& revision);
 
+  // Records worked through.
   std::int32_t read() const { return read_; }
   // What the import class has, new ones and updated ones.
   std::int32_t stored() const { return is_test_ ? 0 : taken_ - lost(); }
+  // Those of them that are new addresses.
   std::int32_t stored_new() const { return stored() - updated(); }
+  // Those of them that replaced what an address held.
   std::int32_t updated() const;
+  // Suspected to be duplicates.
   std::int32_t held_back() const { return held_back_; }
+  // Refused, lost, or not handed over as they could not be made.
   std::int32_t rejected() const { return rejected_at_once_ + lost(); }
   // Only read and checked: a test run, in which nothing is stored.
   std::int32_t checked() const { return is_test_ ? taken_ - lost() : 0; }
+  // Errors told, of which a record may have several.
   std::int32_t errors() const { return errors_; }
-  // In the order in which they were cut first.
+  // The fields with values that were cut, in the order in which they were cut first.
   const std::vector<CutField>& cut_fields() const { return cut_fields_; }
+  // How many values were cut, of all fields.
   std::int32_t cut_values() const;
 
   // Whether this source record is known to be rejected; not asked of one held back.

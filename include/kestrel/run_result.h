@@ -10,14 +10,14 @@
 
 namespace kestrel {
 
-// stored + rejected + duplicates + checked = records; the figures are the same, and more.
+// What ImportJob::Run returns. stored + rejected + duplicates + checked = records; the figures are the same, and more.
 struct RunResult {
-  std::int32_t records = 0;  // worked through
-  std::int32_t skipped = 0;  // those before RunSettings::from
-  std::int32_t total = 0;    // what the source said it has; -1 where it could not tell
-  std::int32_t errors = 0;   // -1: the import class cancelled
-  std::int32_t duplicates = 0;
-  std::int32_t stored = 0;   // handed to the import class, and no loss of them told
+  std::int32_t records = 0;     // worked through
+  std::int32_t skipped = 0;     // those before RunSettings::from
+  std::int32_t total = 0;       // what the source said it has; -1 where it could not tell
+  std::int32_t errors = 0;      // -1: the import class cancelled
+  std::int32_t duplicates = 0;  // held back as suspected
+  std::int32_t stored = 0;      // handed to the import class, and no loss of them told
   std::int32_t updated = 0;  // of those stored: the import class told that they replaced what an address held
   // handed to the import class and lost, or not handed over as they could not be made
   std::int32_t rejected = 0;
@@ -25,7 +25,7 @@ struct RunResult {
   bool aborted = false;      // the user asked for it
   bool cancelled = false;    // the import class did
   std::string message;       // the text of the closing box
-  RunFigures figures;
+  RunFigures figures;        // of the records above
 
   SourceEnd source_end;  // how reading the source ended
   // Not empty: why no further record was read, as the import class said or the settings allow no more errors.

@@ -15,6 +15,7 @@
 
 namespace kestrel {
 
+// The numbers that the component raises; DescriptionOf has the sentence of each.
 enum class ErrorNumber : int {
   kInvalidProcedureCall = 5,
   kOverflow = 6,
@@ -48,6 +49,7 @@ enum class ErrorNumber : int {
   kProviderNotFound = 3706,
 };
 
+// What every failure is raised as.
 class KESTREL_EXPORT RuntimeError : public std::exception {
  public:
   // The description alone, as DescriptionOf(number) gives it.
@@ -57,9 +59,13 @@ class KESTREL_EXPORT RuntimeError : public std::exception {
   // For components, whose numbers are their own.
   RuntimeError(int number, std::string description);
 
+  // An ErrorNumber, or a component's own.
   int Number() const noexcept { return number_; }
+  // German, UTF-8, for a person. Lives as long as the error.
   const std::string& Description() const noexcept { return description_; }
+  // Whether it is that one of the numbers above.
   bool Is(ErrorNumber number) const noexcept { return number_ == static_cast<int>(number); }
+  // The description.
   const char* what() const noexcept override { return description_.c_str(); }
 
  private:

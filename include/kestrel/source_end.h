@@ -7,6 +7,7 @@
 
 namespace kestrel {
 
+// How far reading has come.
 enum class SourceState {
   kClosed,     // not opened
   kNotOpened,  // it could not be opened
@@ -15,8 +16,9 @@ enum class SourceState {
   kBrokenOff,  // it ended before its last record
 };
 
+// How far reading has come, with the reason.
 struct SourceEnd {
-  SourceState state = SourceState::kClosed;
+  SourceState state = SourceState::kClosed;  // how far
   // The first failure; set exactly for kNotOpened and kBrokenOff.
   std::optional<RuntimeError> error;
 };

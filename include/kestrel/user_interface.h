@@ -10,13 +10,17 @@
 
 namespace kestrel {
 
+// The picture of a box.
 enum class Icon { kNone, kInformation, kQuestion, kStop };
+// What a box can be answered with.
 enum class Buttons { kOk, kYesNo };
+// The button that was pressed: kOk of Buttons::kOk, else one of the others.
 enum class Answer { kOk, kYes, kNo };
 
 // The title of a box that has none of its own.
 inline constexpr const char* kDefaultTitle = "KESTREL Import";
 
+// Boxes and questions. A host implements it, or takes QtUserInterface or ConsoleUserInterface.
 class KESTREL_EXPORT UserInterface {
  public:
   virtual ~UserInterface() = default;
@@ -30,6 +34,7 @@ class KESTREL_EXPORT UserInterface {
   // to begin with: "Texte (*.txt *.csv);;Alle Dateien (*)". `start`: a path to begin at, may be empty.
   virtual std::optional<std::string> ChooseFile(std::string_view title, std::string_view filter,
                                                 const std::string& start) = 0;
+  // Asks for an existing folder, beginning at `start`, which may be empty; none when cancelled, as above.
   virtual std::optional<std::string> ChooseFolder(std::string_view title, const std::string& start) = 0;
   // Lets the message loop handle what is waiting (repaints, a close request).
   virtual void Yield() = 0;

@@ -22,33 +22,47 @@ class Object;
 // Objects are shared; an empty pointer is an object variable that is not set.
 using ObjectPtr = std::shared_ptr<Object>;
 
+// A database's "no value", as a type of its own.
 struct NullValue {
   friend bool operator==(NullValue, NullValue) = default;
 };
+// An argument left out in the middle, as a type of its own.
 struct MissingValue {
   friend bool operator==(MissingValue, MissingValue) = default;
 };
+// Null.
 inline constexpr NullValue kNull{};
+// A missing argument.
 inline constexpr MissingValue kMissing{};
 
+// Made of what it is to hold, without a word; read by the conversions, or by whoever asks for its kind first.
 class KESTREL_EXPORT Value {
  public:
+  // Unset.
   Value() = default;
+  // Null.
   Value(NullValue) : content_(kNull) {}
+  // A missing argument.
   Value(MissingValue) : content_(kMissing) {}
+  // A truth value.
   Value(bool truth) : content_(truth) {}
+  // A whole number, of every type of them but char; one beyond 63 bits becomes another number.
   template <class Whole>
   requires(std::is_integral_v<Whole> && !std::is_same_v<Whole, bool> && !std::is_same_v<Whole, char>)
       Value(Whole number)
       : content_(static_cast<std::int64_t>(number)) {}
+  // A real number.
   Value(double number) : content_(number) {}
+  // A text in UTF-8, copied where it is not moved in; `text` is never null.
   Value(std::string text) : content_(std::move(text)) {}
   Value(std::string_view text) : content_(std::string(text)) {}
   Value(const char* text) : content_(std::string(text)) {}
+  // An object, which may be none; shared.
   template <class Kind>
   requires std::is_convertible_v<std::shared_ptr<Kind>, ObjectPtr> Value(std::shared_ptr<Kind> object)
       : content_(ObjectPtr(std::move(object))) {}
 
+  // Which kind it holds. Whole and real numbers are told apart by the conversions only.
   bool IsUnset() const { return std::holds_alternative<std::monostate>(content_); }
   bool IsNull() const { return std::holds_alternative<NullValue>(content_); }
   bool IsMissing() const { return std::holds_alternative<MissingValue>(content_); }
@@ -72,6 +86,7 @@ class KESTREL_EXPORT Value {
   std::int64_t ToInteger() const;
   // ToInteger within 16 bits, else 6.
   std::int16_t ToInt16() const;
+  // Texts must be numbers, with a decimal comma or point (13).
   double ToDouble() const;
   // Any number but 0 is true; the texts True, Wahr, False, Falsch (any case) and numbers are understood,
   // other texts raise 13.

@@ -4,7 +4,7 @@
 
 #include "kestrel/export.h"
 
-// The build reads the project's version from here.
+// Of these headers; the build reads the project's version from here.
 #define KESTREL_VERSION_MAJOR 2
 #define KESTREL_VERSION_MINOR 0
 #define KESTREL_VERSION_PATCH 0

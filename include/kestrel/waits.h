@@ -23,10 +23,12 @@ class KESTREL_EXPORT WaitWatch {
   virtual bool KeepWaiting(std::string_view reason) = 0;
 };
 
-// Used under the connection's CallMutex, but for what is said below.
+// The limits of a connection, and its watch. Used under the connection's CallMutex, but for what is said below.
 class KESTREL_EXPORT Waits {
  public:
+  // For another program's lock, where nobody sets another limit.
   static constexpr std::chrono::seconds kLockLimit{60};
+  // For the answer of a server, likewise.
   static constexpr std::chrono::seconds kAnswerLimit{300};
 
   // The limits that the environment sets, KESTREL_LOCK_WAIT and KESTREL_ANSWER_WAIT in seconds, else the two above.
@@ -38,7 +40,9 @@ class KESTREL_EXPORT Waits {
   void SetLockLimit(std::string_view seconds) { Read(seconds, lock_limit_); }
   void SetAnswerLimit(std::string_view seconds) { Read(seconds, answer_limit_); }
 
+  // How long a call waits for another program's lock, from the first time that it met it.
   std::chrono::milliseconds LockLimit() const { return lock_limit_; }
+  // How long a call waits for a server that says nothing.
   std::chrono::milliseconds AnswerLimit() const { return answer_limit_; }
 
   // Whether a wait goes on that has lasted since `start`: not beyond `limit`, and not where the watch says no.

@@ -37,6 +37,7 @@ class frmStep3;
 class frmTransTbl;
 class ImportJob;
 
+// The pages, as a host makes them.
 class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
   Q_OBJECT
  public:
@@ -57,6 +58,8 @@ class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
   bool HasOpenImport() const;
 
   // --- For the pages ---
+
+  // Shows that page, the one before it having closed.
   void ShowStep1();
   void ShowStep2();
   void ShowStep3();

@@ -18,12 +18,13 @@ struct SpecificationRun {
   std::string source = {};         // where its data came from
   std::string begin = {};          // "JJJJ-MM-TT HH:MM:SS"
   std::string state = {};          // in a word, for a person; empty: it came to its end
-  std::int64_t read = 0;
-  std::int64_t added = 0;
-  std::int64_t updated = 0;
-  std::int64_t not_stored = 0;  // held back or rejected
+  std::int64_t read = 0;           // records
+  std::int64_t added = 0;          // new addresses
+  std::int64_t updated = 0;        // addresses that hold something else now
+  std::int64_t not_stored = 0;     // held back or rejected
 };
 
+// What is offered; a null function is not.
 struct WizardHost {
   // Shows what the run has left in the host's logs.
   std::function<void(const RunResult& run)> show_log = nullptr;
