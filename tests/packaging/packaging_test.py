@@ -5,6 +5,8 @@
 
 A test whose program is not installed skips, and says so.
 """
+import email
+import email.policy
 import fcntl
 import glob
 import json
@@ -258,7 +260,7 @@ class WatchedFolder(Scratch):
             shutil.copy(f"{SOURCES}/demo/{name}", f"{self.host}/Import")
         self.lines = read_bytes(f"{SOURCES}/demo/kunden.txt").splitlines(keepends=True)
         self.env = {**os.environ, "PATH": os.path.dirname(PROGRAM) + ":" + os.environ["PATH"],
-                    "KESTREL_HOME": self.host, "LC_ALL": "C.UTF-8"}
+                    "KESTREL_HOME": self.host, "LC_ALL": "C.UTF-8", "KESTREL_SETTLE": "0"}
 
     def bring(self, name, first, last, source=None):
         with open(os.path.join(self.incoming, name), "wb") as file:
@@ -318,17 +320,62 @@ class WatchedFolder(Scratch):
         self.assertEqual(self.watch("--test").returncode, 0)
         self.assertIn("geprüft", read(self.watched, "reports", "neu.txt.txt"))
 
-    def test_the_report_is_mailed_where_somebody_wants_it(self):
-        mail = os.path.join(self.folder, "programs", "mail")
-        os.makedirs(os.path.dirname(mail))
-        with open(mail, "w", encoding="utf-8") as file:
-            file.write(f"#!/bin/sh\nprintf '%s\\n' \"$@\" >'{self.folder}/mailed'\ncat >>'{self.folder}/mailed'\n")
-        os.chmod(mail, 0o755)
+    def test_a_file_that_has_just_changed_is_left_until_it_is_whole(self):
         self.bring("neu.txt", 10, 12)
-        self.watch(env={**self.env, "PATH": os.path.dirname(mail) + ":" + self.env["PATH"], "KESTREL_MAILTO": "erika"})
-        mailed = read(self.folder, "mailed")
-        self.assertTrue(mailed.startswith("-s\nImport done: neu.txt\n--\nerika\n"), mailed)
-        self.assertIn("Ergebnis: done", mailed)
+        with subprocess.Popen([self.SCRIPT, self.watched, "Kundenliste"], env={**self.env, "KESTREL_SETTLE": "86400"},
+                              text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as watch:
+            self.assertIn("'neu.txt' wird vielleicht noch geschrieben", watch.stderr.readline())
+            watch.send_signal(signal.SIGTERM)
+            out, err = watch.communicate(timeout=120)
+        self.assertEqual((watch.returncode, out, err), (5, "", ""))
+        self.assertEqual((self.names("incoming"), self.names("done"), self.names("failed")), (["neu.txt"], [], []))
+
+    def test_a_wait_that_is_no_number_is_refused(self):
+        self.bring("neu.txt", 10, 12)
+        told = self.watch(env={**self.env, "KESTREL_SETTLE": "bald"})
+        self.assertEqual((told.returncode, self.names("incoming")), (2, ["neu.txt"]))
+        self.assertIn("'bald'", told.stderr)
+
+    def mailed(self, name):
+        """The message about a file of that name, as a mail server gets it."""
+        sendmail = os.path.join(self.folder, "programs", "sendmail")
+        os.makedirs(os.path.dirname(sendmail))
+        with open(sendmail, "w", encoding="utf-8") as file:
+            file.write(f"#!/bin/sh\n[ \"$*\" = '-i -t' ] && cat >'{self.folder}/mailed'\n")
+        os.chmod(sendmail, 0o755)
+        self.bring(name, 10, 12)
+        # As the units set nothing, in no language.
+        env = {key: value for key, value in self.env.items() if key not in ("LC_ALL", "LANG")}
+        told = self.watch(env={**env, "PATH": os.path.dirname(sendmail) + ":" + env["PATH"],
+                               "KESTREL_MAILTO": "erika, paul"})
+        self.assertEqual((told.returncode, told.stderr), (0, ""))
+        message = email.message_from_bytes(read_bytes(f"{self.folder}/mailed"), policy=email.policy.default)
+        self.assertEqual((message.defects, list(message.keys())),
+                         ([], ["To", "Subject", "MIME-Version", "Content-Type", "Content-Transfer-Encoding"]))
+        self.assertEqual(message["To"], "erika, paul")
+        return message
+
+    def test_the_report_is_mailed_where_somebody_wants_it(self):
+        message = self.mailed("neu.txt")
+        self.assertEqual(message["Subject"], "Import done: neu.txt")
+        self.assertIn("Datensätze", message.get_content())
+        self.assertIn("Ergebnis: done", message.get_content())
+
+    def test_the_name_of_a_file_is_no_header_of_its_mail(self):
+        message = self.mailed("Käufer der großen Straßenhändler\nBcc: alle@example.org\n.txt")
+        self.assertEqual(re.sub(r"\s", " ", message["Subject"]),
+                         "Import done: Käufer der großen Straßenhändler Bcc: alle@example.org .txt")
+
+    def test_a_report_that_cannot_be_mailed_is_told(self):
+        self.bring("neu.txt", 10, 12)
+        programs = os.path.join(self.folder, "programs")
+        os.makedirs(programs)
+        with open(f"{programs}/sendmail", "w", encoding="utf-8") as file:
+            file.write("#!/bin/sh\nexit 75\n")
+        os.chmod(f"{programs}/sendmail", 0o755)
+        told = self.watch(env={**self.env, "PATH": programs + ":" + self.env["PATH"], "KESTREL_MAILTO": "erika"})
+        self.assertEqual((told.returncode, self.names("done")), (0, ["neu.txt"]))
+        self.assertIn("nicht an 'erika' verschickt", told.stderr)
 
     def test_two_at_a_time_are_one(self):
         self.bring("neu.txt", 10, 12)
