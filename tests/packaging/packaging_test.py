@@ -256,7 +256,7 @@ class WatchedFolder(Scratch):
         self.incoming = os.path.join(self.watched, "incoming")
         os.makedirs(self.incoming)
         self.assertEqual(run(PROGRAM, "init", self.host).returncode, 0)
-        for name in ("Kundenliste.IMP", "kunden.txt"):
+        for name in ("Kundenliste.IMP", "Messe.IMP", "kunden.txt"):
             shutil.copy(f"{SOURCES}/demo/{name}", f"{self.host}/Import")
         self.lines = read_bytes(f"{SOURCES}/demo/kunden.txt").splitlines(keepends=True)
         self.env = {**os.environ, "PATH": os.path.dirname(PROGRAM) + ":" + os.environ["PATH"],
@@ -277,8 +277,20 @@ class WatchedFolder(Scratch):
         told = self.watch()
         self.assertEqual((told.returncode, self.names("incoming"), self.names("done"), self.names("failed")),
                          (0, [], ["neu.txt"], []), told.stdout)
-        self.assertIn("Ergebnis: done (Rückgabewert 0)", read(self.watched, "reports", "neu.txt.txt"))
+        report = read(self.watched, "reports", "neu.txt.txt")
+        self.assertIn("Ergebnis: done (Rückgabewert 0)", report)
+        self.assertNotIn(".rest", report)
         self.assertIn("neu.txt", told.stdout)
+
+    def test_what_is_held_back_as_a_duplicate_lies_beside(self):
+        self.bring("neu.txt", 10, 12)
+        self.watch()
+        # The same addresses by other numbers.
+        again = re.sub(rb"(?m)^(\d+)", rb"9\1", b"".join([self.lines[0], *self.lines[10:12]]))
+        self.bring("wieder.txt", 0, 0, [again])
+        told = run(self.SCRIPT, self.watched, "Messe", env=self.env)
+        self.assertEqual((told.returncode, self.names("done"), self.names("failed")),
+                         (1, ["neu.txt", "wieder.txt"], ["wieder.txt.rest"]), told.stdout)
 
     def test_a_file_with_errors_is_done_and_what_was_not_stored_lies_beside(self):
         self.bring("alle.txt", 1, None)
