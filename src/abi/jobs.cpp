@@ -119,6 +119,8 @@ kestrel_run_result ResultOf(Library& library, const RunResult& result) {
   told.stop_reason = library.HandOutText(result.stop_reason);
   told.source_kept = library.HandOutText(result.source_kept);
   told.rejects_error = library.HandOutText(result.rejects_error);
+  // A ledger may number its runs in another way, which kestrel_undo does not take.
+  Trap([&] { told.run_number = Value(result.run_number).ToInteger(); }, [](const RuntimeError&) {});
   return told;
 }
 

@@ -1,6 +1,7 @@
 // Structs, texts and pointers that come from a caller in C, which are believed only after a look.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -39,11 +40,17 @@ Content& Require(Content* pointer, const char* name) {
 // No struct of any version is longer: what claims to be is not a size.
 inline constexpr std::size_t kGreatestStruct = 4096;
 
-// The size that the caller's header gave the struct. Those of version 1 are the least, and nothing was added since.
+// The size that a struct had when it came into the interface: up to its first member that a later version has added.
+template <class Struct>
+inline constexpr std::size_t kFirstSize = sizeof(Struct);
+template <>
+inline constexpr std::size_t kFirstSize<kestrel_run_result> = offsetof(kestrel_run_result, run_number);
+
+// The size that the caller's header gave the struct, which may be that of an earlier or a later version.
 template <class Struct>
 std::size_t RequireSize(const Struct* given, const char* name) {
   const std::size_t size = Require(given, name).size;
-  if (size < sizeof(Struct) || size > kGreatestStruct) {
+  if (size < kFirstSize<Struct> || size > kGreatestStruct) {
     throw Misuse(KESTREL_WRONG_SIZE, std::string("'") + name + "' hat die Größe " + std::to_string(size) +
                                          " statt " + std::to_string(sizeof(Struct)) +
                                          ". Setzen Sie 'size' auf sizeof.");
@@ -51,7 +58,8 @@ std::size_t RequireSize(const Struct* given, const char* name) {
   return size;
 }
 
-// A struct that is read. Raises KESTREL_WRONG_SIZE where a later header sets what this library does not know.
+// A struct that is read; members that an earlier header lacks are 0. Raises KESTREL_WRONG_SIZE where a later header
+// sets what this library does not know.
 template <class Struct>
 Struct Read(const Struct* given, const char* name) {
   const std::size_t size = RequireSize(given, name);
@@ -62,16 +70,19 @@ Struct Read(const Struct* given, const char* name) {
                    std::string("'") + name + "' hat Angaben, die diese Version nicht kennt.");
     }
   }
-  return *given;
+  Struct known{};
+  std::memcpy(&known, given, std::min(size, sizeof(Struct)));
+  return known;
 }
 
-// A struct that is filled; its size stays the caller's.
+// A struct that is filled, as far as the caller's header has it; its size stays the caller's.
 template <class Struct>
 void Fill(Struct* target, Struct content, const char* name) {
   const std::size_t size = RequireSize(target, name);
   content.size = size;
-  std::memcpy(target, &content, sizeof(Struct));
-  std::memset(reinterpret_cast<char*>(target) + sizeof(Struct), 0, size - sizeof(Struct));
+  std::memcpy(target, &content, std::min(size, sizeof(Struct)));
+  if (size > sizeof(Struct))
+    std::memset(reinterpret_cast<char*>(target) + sizeof(Struct), 0, size - sizeof(Struct));
 }
 
 // The text as it lies with the caller. Raises KESTREL_INVALID_ARGUMENT for one that is none.

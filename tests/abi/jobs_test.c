@@ -1,5 +1,6 @@
 #define _POSIX_C_SOURCE 200809L
 #include <pthread.h>
+#include <stddef.h>
 
 #include "sample_host.h"
 
@@ -312,12 +313,39 @@ TEST(ErrorsAreToldWithFieldColumnAndValueAndRejectsAreKept) {
   close_sample_host(&host);
 }
 
+TEST(AProgramOfAnEarlierHeaderGetsTheMembersThatItHas) {
+  sample_host host = open_sample_host();
+  const kestrel_handle job = open_customers(&host);
+  kestrel_run_result result = empty_result();
+  kestrel_undo_settings settings = {0};
+  kestrel_undo_result undone = {0};
+  result.size = offsetof(kestrel_run_result, run_number);  // as in version 1
+  result.run_number = 77;                                  // what stands behind the struct there
+  OK(host.library, kestrel_job_run(host.library, job, NULL, NULL, &result));
+  CHECK(result.size == offsetof(kestrel_run_result, run_number));
+  CHECK(result.read == 6 && result.rejects_error.length == 0 && result.run_number == 77);
+  settings.size = sizeof settings;
+  undone.size = sizeof undone;
+  settings.run = 1;
+  OK(host.library, kestrel_undo(host.library, host.connection, &settings, &undone, NULL));
+  // One of this header has the number that takes it back.
+  result = empty_result();
+  OK(host.library, kestrel_job_run(host.library, open_customers(&host), NULL, NULL, &result));
+  CHECK(result.run_number == 2);
+  settings.run = result.run_number;
+  OK(host.library, kestrel_undo(host.library, host.connection, &settings, &undone, NULL));
+  CHECK(undone.complete == 1 && query_number(&host, "SELECT count(*) FROM Kunden") == 0);
+  close_sample_host(&host);
+}
+
 TEST(AResultOfAnotherSizeIsToldBeforeAnythingIsStored) {
   sample_host host = open_sample_host();
   const kestrel_handle job = open_customers(&host);
   kestrel_run_result result = empty_result();
   kestrel_run_settings settings = {0};
   result.size = 4;
+  STATUS(host.library, kestrel_job_run(host.library, job, NULL, NULL, &result), KESTREL_WRONG_SIZE);
+  result.size = offsetof(kestrel_run_result, run_number) - 1;
   STATUS(host.library, kestrel_job_run(host.library, job, NULL, NULL, &result), KESTREL_WRONG_SIZE);
   STATUS(host.library, kestrel_job_run(host.library, job, &settings, NULL, NULL), KESTREL_WRONG_SIZE);
   settings.size = sizeof settings;

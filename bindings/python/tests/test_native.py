@@ -31,7 +31,7 @@ def _structs() -> dict[str, list[tuple[str, str]]]:
     """By their names without "kestrel_": type and name of each member; of functions "function"."""
     structs: dict[str, list[tuple[str, str]]] = {}
     for content, name in re.findall(r"typedef struct \w+ \{(.*?)\} kestrel_(\w+);", _declarations(), re.DOTALL):
-        content = re.sub(r"union \{.*?\} as;", "union as;", content, flags=re.DOTALL)
+        content = re.sub(r"union \w+ \{.*?\} as;", "union as;", content, flags=re.DOTALL)
         members: list[tuple[str, str]] = []
         for member in (each.strip() for each in content.split(";")):
             if not member:

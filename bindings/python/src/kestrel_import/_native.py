@@ -10,7 +10,7 @@ import os
 from ctypes import CFUNCTYPE, POINTER, c_char_p, c_double, c_int32, c_int64, c_size_t, c_uint32, c_uint64, c_void_p
 from typing import TYPE_CHECKING, Any
 
-ABI_VERSION = 2
+ABI_VERSION = 3
 
 OK, FAILED, REFUSED, INVALID_HANDLE, WRONG_THREAD, WRONG_SIZE, INVALID_ARGUMENT, BUSY, INCOMPATIBLE = range(9)
 (UNSET, NULL, MISSING, BOOLEAN, INTEGER, DOUBLE, DECIMAL, DATE, STRING, BYTES, OBJECT) = range(11)
@@ -332,6 +332,7 @@ class RunResult(Struct):
         ("stop_reason", Text),
         ("source_kept", Text),
         ("rejects_error", Text),
+        ("run_number", c_int64),
     ]
 
 
