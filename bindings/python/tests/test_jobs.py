@@ -56,7 +56,8 @@ class JobTest(LibraryTest):
         undone = self.library.undo(self.host, 1, dry_run=True)
         self.assertEqual((undone.removed, len(undone.left_alone), undone.complete), (5, 1, True))
         self.assertEqual(self.stored(), 6)
-        self.assertEqual(self.library.undo(self.host, 1, take_changes=True).removed, 6)
+        self.assertEqual(result.run_number, 1)
+        self.assertEqual(self.library.undo(self.host, result.run_number, take_changes=True).removed, 6)
         self.assertEqual(self.stored(), 0)
         with self.assert_fails(5):
             self.library.undo(self.host, 99)

@@ -13,6 +13,8 @@ if TYPE_CHECKING:
     from .objects import Object
     from .library import Library
 
+# What goes in and comes out; None is null. Decimals, days and bytes come back as the texts that sources make of them;
+# a Record has numbers and days as such.
 Value = Union[None, bool, int, float, Decimal, datetime.date, str, bytes, "Object"]
 
 

@@ -27,11 +27,11 @@ Record = Mapping[str, Value]
 class Field(NamedTuple):
     """One field of a destination; kestrel/import_class.h tells more of each member."""
 
-    name: str
+    name: str  # as specifications and errors name it
     type: str = "VARCHAR"  # "INT", "FLOAT", "VARCHAR" or "TEXT"
     size: int = 255  # the greatest number of characters of a VARCHAR
     obligation: bool = False  # must be assigned before an import may start
-    date: bool = False
+    date: bool = False  # a day: it reaches the import class as datetime.date
     row_source: str = ""  # the permitted values: "value*meaning#value*meaning", or a query
     row_source_type: int = 1  # 0: row_source is a query on the host's connection
 
@@ -39,12 +39,15 @@ class Field(NamedTuple):
 class Stored(NamedTuple):
     """What import_record may return: the number of the address, and whether it was there already."""
 
-    address: str | int
-    updated: bool = False
+    address: str | int  # its number in the host's list
+    updated: bool = False  # it replaced what an address held
 
 
 class RecordRefused(KestrelError):
-    """What import_record and check_record raise for a record that cannot be stored: the run goes on."""
+    """What import_record and check_record raise for a record that cannot be stored: the run goes on.
+
+    `number` and `text` are the import class's own; `field` names the destination's field, where it is one field's.
+    """
 
     def __init__(self, text: str, number: int = AUTOMATION, field: str = "") -> None:
         super().__init__(text, number)
@@ -67,15 +70,16 @@ class ImportClass:
     Subclasses override what they need. What they raise beside RecordRefused stops the run and comes out of it.
     """
 
-    fields: ClassVar[Sequence[Field]] = ()
+    fields: ClassVar[Sequence[Field]] = ()  # what get_fields returns, where nobody overrides it
 
-    # Set before anything is called; the connection is the host's, None where it gave none.
-    connection: Connection | None = None
-    user: str = ""
-    application: int = 0
-    specification_file: str = ""  # the working copy
+    # These are set before anything is called.
+    connection: Connection | None = None  # the host's; None where it gave none
+    user: str = ""  # the personnel number
+    application: int = 0  # the host's number of its application
+    specification_file: str = ""  # the path of the working copy
 
     def get_fields(self) -> Sequence[Field]:
+        """The fields of the destination, in the order of the list on page 3. Asked several times."""
         return self.fields
 
     def before_import(self) -> bool | None:
@@ -83,6 +87,7 @@ class ImportClass:
         return None
 
     def import_record(self, record: Record) -> Stored | None:
+        """Stores a record, by the names of its fields; tells as what, if it knows."""
         raise NotImplementedError
 
     def check_record(self, record: Record) -> None:
@@ -99,11 +104,11 @@ class ImportClass:
 
         They are counted from 1 over the calls of import_record.
         """
-        self.late_errors.append(_LateError(error, first, last))
+        self._late_errors.append(_LateError(error, first, last))
 
     @property
-    def late_errors(self) -> deque[_LateError]:
-        return self.__dict__.setdefault("_late_errors", deque())  # type: ignore[no-any-return]
+    def _late_errors(self) -> deque[_LateError]:
+        return self.__dict__.setdefault("late errors", deque())  # type: ignore[no-any-return]
 
 
 class Call:
@@ -170,7 +175,6 @@ class _Driven:
         else:
             if stored is not None:
                 self.result = f"{'updated' if stored.updated else 'new'} {stored.address}"
-
 
     def _value(self, field: Field, native: Any) -> Value:
         text = _native.text_or_none(native)
@@ -251,7 +255,7 @@ def _before_import(driven: _Driven, _call: Any) -> None:
 
 
 def _next_late_error(driven: _Driven, _call: Any) -> bool:
-    late = driven.instance.late_errors
+    late = driven.instance._late_errors
     if not late:
         return False
     told = late.popleft()

@@ -33,11 +33,14 @@ class Cursor(Protocol):
 class Database(Protocol):
     """A connection as PEP 249 has it, whose statements mark parameters with '?', as those of sqlite3 do."""
 
-    def cursor(self) -> Any: ...
+    def cursor(self) -> Any:
+        """A new one, with execute, fetchall, close, description and rowcount."""
 
-    def commit(self) -> None: ...
+    def commit(self) -> None:
+        """Behind each statement that stands alone, and each transaction of the library's."""
 
-    def rollback(self) -> None: ...
+    def rollback(self) -> None:
+        """Where a transaction of the library's fails."""
 
 
 def adopt(library: Library, database: Database) -> int:

@@ -11,6 +11,8 @@ if TYPE_CHECKING:
 
 
 class KestrelError(Exception):
+    """Every error of the package. `text` is German, for people; `number` is 0 where it has none."""
+
     def __init__(self, text: str, number: int = 0) -> None:
         super().__init__(text)
         self.text = text
@@ -25,7 +27,7 @@ class Failed(KestrelError):
 
 
 class Refused(KestrelError):
-    """An import that does not begin, and why."""
+    """An import that does not begin, and why: `findings` has each reason with its place and a way out."""
 
     def __init__(self, text: str, number: int, findings: list[Finding]) -> None:
         super().__init__(text, number)

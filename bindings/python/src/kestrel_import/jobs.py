@@ -19,7 +19,7 @@ if TYPE_CHECKING:
 class Fate(Enum):
     """What became of a record."""
 
-    STORED = 0
+    STORED = 0  # handed to the import class, and no loss told
     UPDATED = 1  # stored, and it replaced what an address held
     HELD_BACK = 2  # suspected to be a duplicate
     REJECTED = 3  # refused, lost, or not handed over as it could not be made
@@ -29,36 +29,37 @@ class Fate(Enum):
 class SourceState(Enum):
     """How reading the source ended."""
 
-    CLOSED = 0
-    NOT_OPENED = 1
+    CLOSED = 0  # it was not opened
+    NOT_OPENED = 1  # it could not be opened
     OPEN = 2  # somewhere before its end
-    AT_END = 3
-    BROKEN_OFF = 4
+    AT_END = 3  # all its records were seen
+    BROKEN_OFF = 4  # it ended before its last record
 
 
 class Finding(NamedTuple):
-    """Something wrong or suspicious: "error", "warning" or "note"; texts and ways out are German."""
+    """Something wrong or suspicious in specification, source or destination."""
 
-    severity: str
-    section: str
-    key: str
-    field: str
-    text: str
-    way_out: str
-    occurrences: int
-    replacement: str
+    severity: str  # "error", "warning" or "note"
+    section: str  # of the specification
+    key: str  # empty for the whole section
+    field: str  # of the destination; empty where no single one is meant
+    text: str  # German sentences
+    way_out: str  # German: what to do about it; may be empty
+    occurrences: int  # in the source's data: how many values or records it is about; else 0
+    replacement: str  # of an assigned column that has gone: the one that could take its place; may be empty
 
-    @staticmethod
-    def of_row(row: Sequence[str | None]) -> Finding:
-        severity, section, key, field, text, way_out, count, replacement = (value or "" for value in row)
-        return Finding(severity, section, key, field, text, way_out, int(count or 0), replacement)
+
+def finding_of(row: Sequence[str | None]) -> Finding:
+    """As the library tells it."""
+    severity, section, key, field, text, way_out, count, replacement = (value or "" for value in row)
+    return Finding(severity, section, key, field, text, way_out, int(count or 0), replacement)
 
 
 class RecordProblem(NamedTuple):
     """An error of a record."""
 
-    number: int
-    text: str
+    number: int  # of the component, or the import class's own
+    text: str  # German
     field: str  # of the destination; empty where it is not one field's
     source_column: str  # empty for a constant
     raw_value: str  # as the source delivered it
@@ -68,12 +69,12 @@ class RecordProblem(NamedTuple):
 class Match(NamedTuple):
     """The address that a record held back is held to repeat, as far as the host told."""
 
-    key: int  # 1 to 3: the key that they share
-    address_type: int
-    address: str
-    name: str
-    place: str
-    reason: str
+    key: int  # 1 to 3: the first key in use that both have
+    address_type: int  # its list, as one bit
+    address: str  # its number
+    name: str  # as the import class tells it
+    place: str  # likewise
+    reason: str  # German, as the duplicate keys tell it
     record: int  # of this run that stored it; 0: none
     score: float  # in per cent
 
@@ -82,34 +83,37 @@ class Outcome(NamedTuple):
     """What became of one record."""
 
     record: int  # of the source, from 1
-    fate: Fate
+    fate: Fate  # a revision may tell another one later
     errors: tuple[RecordProblem, ...]  # an error need not reject the record
     cut_fields: tuple[str, ...]  # shorter than their value
     address: str  # the number of the address stored; empty where the import class does not tell
-    match: Match | None
+    match: Match | None  # of a record held back
 
 
 class Revision(NamedTuple):
     """An error that belongs to records told before, or to none; another fate of records told before."""
 
     first: int  # source records, both included; 0: none is named
-    last: int
-    fate: Fate
+    last: int  # 0 where `first` is
+    fate: Fate  # theirs from now on
     revised: int  # how many outcomes it changes
-    error: RecordProblem | None
+    error: RecordProblem | None  # what was told of them, if anything was
 
 
 class RunResult(NamedTuple):
-    """read = stored_new + updated + held_back + rejected + checked"""
+    """What a run has come to: records, unless told otherwise.
 
-    read: int
-    stored_new: int
-    updated: int
-    held_back: int
-    rejected: int
-    checked: int
-    errors: int
-    cut_values: int
+    read = stored_new + updated + held_back + rejected + checked
+    """
+
+    read: int  # worked through
+    stored_new: int  # new addresses
+    updated: int  # stored, and they replaced what an address held
+    held_back: int  # suspected to be duplicates
+    rejected: int  # refused, lost, or not handed over as they could not be made
+    checked: int  # of a test run: those that would be stored
+    errors: int  # errors told, of which a record may have several
+    cut_values: int  # values that were longer than their field
     total: int | None  # what the source said it has; None where it could not tell
     skipped: int  # before the first record asked for
     unlogged: int  # errors that the log did not take
@@ -117,19 +121,20 @@ class RunResult(NamedTuple):
     next_record: int  # to go on with, where the source's end was not reached; 0: none
     stopped: bool  # somebody asked for it
     cancelled: bool  # the import class did
-    source_state: SourceState
+    source_state: SourceState  # how reading the source ended
     message: str  # of the closing box
     source_error: str  # why reading ended early; else empty
     stop_reason: str  # why no further record was read; else empty
     source_kept: str  # why the source was not removed although that was asked for; else empty
     rejects_error: str  # what could not be kept or written, and why; else empty
+    run_number: int  # in the ledger that the import class keeps, as Library.undo wants it; 0 where it keeps none
 
 
 class Preview(NamedTuple):
     """The first records of a source."""
 
-    columns: list[str]
-    rows: list[tuple[str, ...]]
+    columns: list[str]  # their names
+    rows: list[tuple[str, ...]]  # a text a column
     unreadable: list[Finding]  # values that could not be read; they are empty
 
 
@@ -177,7 +182,10 @@ class Job(Object):
         self._tell = told
 
     def check(self, *, all_records: bool = False) -> list[Finding]:
-        """Everything wrong or suspicious, in the order specification, source, destination."""
+        """Everything wrong or suspicious, in the order specification, source, destination.
+
+        `all_records` looks at every record of a file, which takes as long as reading it.
+        """
         with self._library.stopped_by_interrupt():
             handle = self._library.call_for_handle("job_check", self.handle, int(all_records))
             return self._findings(handle)
@@ -188,7 +196,7 @@ class Job(Object):
             return [name or "" for (name,) in rows]
 
     def preview(self, most: int = 20) -> Preview:
-        """The first records of the source, as texts."""
+        """The first records of the source, at most so many, as texts. Refused where it cannot be opened."""
         unreadable = _native.Handle()
         recordset = _native.Handle()
         self._library.call(
@@ -216,8 +224,14 @@ class Job(Object):
     ) -> RunResult:
         """Runs the import; returns when it is over. Refused where it does not begin.
 
+        `test` only reads and checks. `despite_findings` refuses only what makes the run impossible. `first` is the
+        source record to begin with, from 1. The run stops once it has counted `most_errors`, or once the import class
+        has refused its first `most_same_errors` records with one and the same error; 0 is any number. What is not
+        stored is kept for `save_rejects` (`keep_rejects`), or written to `rejects_file` by the run itself.
+
         `progress` is called with per cent and text some times a second; `record` with each record that was not
-        simply stored or checked, or, by `every_record`, with each; `tell` with what stands in no log. Where one of
+        simply stored or checked, or, by `every_record`, with each; `revision` with what is found out later of records
+        told before; `tell` with what stands in no log. Where one of
         them raises, or an import class or a source in Python, the run stops, and that is raised; `result` has then
         what was done till then.
         """
@@ -255,16 +269,20 @@ class Job(Object):
         return self._library.stop()
 
     def cancel(self) -> None:
-        """Ends what is open without a run."""
+        """Ends what is open without a run; during one it asks that to stop."""
         self._library.call("job_cancel", self.handle)
 
     def save_rejects(self, path: str) -> None:
-        """Writes what the last run did not store to a file that can be imported in the source's place."""
+        """Writes what the last run did not store to a file that can be imported in the source's place.
+
+        Of a text file the source's own lines, else CSV, with two more columns, "Grund" and "Datensatz". Failed (5)
+        where the run kept nothing, (70) for the source or the specification itself.
+        """
         self._library.call("job_save_rejects", self.handle, _native.text_in(path))
 
     def _findings(self, handle: int) -> list[Finding]:
         with Recordset(self._library, handle) as rows:
-            return [Finding.of_row(row) for row in rows]
+            return [finding_of(row) for row in rows]
 
     def _view(
         self,

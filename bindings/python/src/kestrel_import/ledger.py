@@ -17,10 +17,10 @@ if TYPE_CHECKING:
 class UndoResult(NamedTuple):
     """What was taken back."""
 
-    total: int  # records of the run
-    done: int
-    removed: int  # addresses
-    restored: int  # addresses
+    total: int  # records of the run with which there was anything to do
+    done: int  # those of them that were worked through
+    removed: int  # addresses that the run had added
+    restored: int  # addresses that have again what the run had replaced
     complete: bool  # False where it was stopped; another undo goes on there
     left_alone: list[dict[str, str | None]]  # what was changed since and stays
 

@@ -2,38 +2,36 @@
 
 from __future__ import annotations
 
-import contextlib
 import ctypes
 import os
-import signal
-import threading
-from collections import deque
 from types import TracebackType
-from typing import Any, Callable, Iterable, Iterator, Mapping, NamedTuple, Sequence, Union
+from typing import Any, Callable, Iterable, Mapping, NamedTuple, Sequence, Union
 
-from . import _native, errors
-from ._callbacks import carried, number_of, text_of
-from ._values import Value, Values, fill, of_native
+from . import _native
+from ._callbacks import carried
+from ._calls import Calls
+from ._values import Value
 from .components import Call, ImportClass, register_component, register_import_class
 from .connections import Connection
 from .databases import Database, adopt
-from .jobs import Finding, Job
+from .jobs import Job
 from .ledger import UndoResult, runs, undo
 from .objects import Object
 from .records import Recordset, Row, stream
 from .specifications import Specification, SpecificationEntry
 
+# Of a file or folder; what os.fspath takes as text.
 Path = Union[str, "os.PathLike[str]"]
 
 
 class Question(NamedTuple):
-    """What somebody is told or asked: "tell", "yes or no", "text", "file" or "folder"."""
+    """What a person would be told or asked. Texts are German."""
 
-    kind: str
-    text: str
-    title: str
-    filter: str
-    start: str
+    kind: str  # "tell", "yes or no", "text", "file" or "folder"
+    text: str  # may have several lines; empty where a file or folder is asked for
+    title: str  # of the box; never empty
+    filter: str  # of a file: a pattern like "*.MDB"; else empty
+    start: str  # of a file or folder: the path to begin at; may be empty
 
 
 _QUESTION_KINDS = ("tell", "yes or no", "text", "file", "folder")
@@ -44,7 +42,7 @@ Ask = Callable[[Question], Union[bool, str, None]]
 OpenSource = Callable[[str, str], "tuple[Sequence[str], Iterable[Row]]"]
 
 
-class Library:
+class Library(Calls):
     """Belongs to the thread that makes it, as all that is made with it does; only `stop` may come from any.
 
     `home` is the component's own folder, `user` the personnel number for import classes and logs. Without
@@ -62,20 +60,7 @@ class Library:
         plugins: bool = True,
         ask: Ask | None = None,
     ) -> None:
-        self._pointer: int | None = None
-        self._functions = _native.functions()
-        self._thread = threading.get_ident()
-        self._carried: BaseException | None = None
-        self._kept: dict[int, Any] = {}
-        # Functions that are under way still when they are dropped, and call nothing any more.
-        self._dying: list[Any] = []
-        self._forgotten: deque[int] = deque()
-        options = _native.LibraryOptions(abi_version=_native.ABI_VERSION, without_plugins=0 if plugins else 1)
-        pointer = ctypes.c_void_p()
-        status = self._functions.library_open(ctypes.byref(options), ctypes.byref(pointer))
-        if status != _native.OK:
-            raise errors.of_status(status, self._functions.status_text(status).decode(), 0)
-        self._pointer = pointer.value
+        super().__init__(plugins)
         if home is not None:
             self._set_option("home", os.fspath(home))
         if user is not None:
@@ -85,15 +70,15 @@ class Library:
 
     @property
     def closed(self) -> bool:
-        return self._pointer is None
+        """Whether `close` was called. Everything that was made with a closed library is closed, too."""
+        return self.is_closed()
 
     def close(self) -> None:
-        """Ends what is open; an import that has not run is cancelled. Closing twice is no error."""
-        if self._pointer is None:
-            return
-        self.call("library_close")
-        self._pointer = None
-        self._kept.clear()
+        """Ends what is open; an import that has not run is cancelled. Closing twice is no error.
+
+        Busy from within a callback.
+        """
+        self.end()
 
     def __enter__(self) -> Library:
         return self
@@ -106,7 +91,10 @@ class Library:
     # --- What to work with ---
 
     def connect(self, connection_string: Path) -> Connection:
-        """ "host.sqlite", "postgresql://...", "Provider=SQLite;Data Source=...", and what else the library knows."""
+        """Opens "host.sqlite", "postgresql://...", "Provider=SQLite;Data Source=...", and what else the library knows.
+
+        Failed (3706) where nothing serves the string, (3000) with the database's reason where opening fails.
+        """
         text = _native.text_in(os.fspath(connection_string))
         return Connection(self, self.call_for_handle("connection_open", text))
 
@@ -133,7 +121,9 @@ class Library:
         """Opens an import specification: a path, or the name or description of one in `folder`.
 
         `source` takes the place of the source that it names. `tell` is told what a person should know and what
-        stops nothing. Refused where it is not found.
+        stops nothing; `working_folder` is for the working copy, else beside the specification. What is left out is
+        what the library has (`user`) or the specification says (`application`). Refused where it is not found,
+        Failed where its files cannot be read or written.
         """
         job = Job(self, self.call_for_handle("job_create"))
         try:
@@ -163,6 +153,7 @@ class Library:
     # --- Specifications ---
 
     def specification(self, path: Path) -> Specification:
+        """A file, to be read and changed. Failed (53) where it is missing, (70, 57 or 75) where it cannot be read."""
         return Specification(self, self.call_for_handle("specification_open", _native.text_in(os.fspath(path))))
 
     def new_specification(self) -> Specification:
@@ -170,7 +161,10 @@ class Library:
         return Specification(self, self.call_for_handle("specification_create"))
 
     def specifications(self, folder: Path | None = None, *, templates: bool = False) -> list[SpecificationEntry]:
-        """Those of a folder, by file name; without one those of the component's own."""
+        """Those of a folder, by file name; without one those of the component's own.
+
+        Files that cannot be read are left out. Failed (76) for a folder that there is not.
+        """
         text = _native.text_in(_path(folder))
         with Recordset(self, self.call_for_handle("specification_list", text, int(templates))) as rows:
             return [SpecificationEntry(*(value or "" for value in row)) for row in rows]
@@ -178,7 +172,11 @@ class Library:
     # --- What imports did ---
 
     def runs(self, connection: Connection, *, ledger: str = "") -> list[dict[str, str | None]]:
-        """The runs that the host's ledger knows, the first one first, by the ledger's own columns."""
+        """The runs that the host's ledger knows, the first one first, by the ledger's own columns.
+
+        `ledger` is the identifier of the host's component; without one that of the sample host. Failed (429) where
+        it is missing, (3000) where the database has no ledger.
+        """
         return runs(self, connection, ledger)
 
     def undo(
@@ -191,13 +189,21 @@ class Library:
         ledger: str = "",
         progress: Callable[[int, int], None] | None = None,
     ) -> UndoResult:
-        """Takes a run back; what somebody changed since stays, unless `take_changes`."""
+        """Takes a run back; what somebody changed since stays, unless `take_changes`.
+
+        `run` is its number in the ledger (`RunResult.run_number`). With `dry_run` nothing stays changed. `progress`
+        is called behind each part, with records of the run that are done and all of them; what it raises stops the
+        undo and comes out, and another undo goes on there. Failed (5) for a run that cannot be taken back.
+        """
         return undo(self, connection, run, dry_run, take_changes, ledger, progress)
 
     # --- Components and sources of Python ---
 
     def register(self, identifier: str, import_class: type[ImportClass]) -> None:
-        """Import classes of that identifier are made of the Python class from now on."""
+        """Import classes of that identifier are made of the Python class from now on: a new one for each import.
+
+        Identifiers are compared without case; a later registration replaces an earlier one.
+        """
         register_import_class(self, identifier, import_class)
 
     def register_component(
@@ -206,11 +212,17 @@ class Library:
         create: Callable[[], Any],
         members: Mapping[str, Callable[[Any, Call], Value]],
     ) -> None:
-        """A component of any kind: functions by the names of its members, called with the object and the call."""
+        """A component of any kind (log, settings, duplicate keys): functions by the names of its members.
+
+        `create` makes an object; each function is called with it and the call, and returns the member's result.
+        """
         register_component(self, identifier, create, members)
 
     def register_source(self, name: str, open_source: OpenSource) -> None:
-        """Specifications that name it as Provider read what `open_source` delivers."""
+        """Specifications that name it as Provider read what `open_source` delivers.
+
+        It is called anew for each reading of columns or records. Failed (5) for a name that there is already.
+        """
 
         def open_native(_context: Any, _library: Any, database: Any, table: Any, handle: Any) -> None:
             columns, rows = open_source(_native.text_of(database), _native.text_of(table))
@@ -224,133 +236,11 @@ class Library:
     # --- Stopping ---
 
     def stop(self) -> bool:
-        """From any thread: asks the import or undo under way to stop. False where nothing is under way."""
-        asked = ctypes.c_int32()
-        if self._pointer is not None:
-            self._functions.run_stop(self._pointer, ctypes.byref(asked))
-        return asked.value != 0
+        """From any thread: asks the import or undo under way to stop, before its next record or part.
 
-    @contextlib.contextmanager
-    def stopped_by_interrupt(self) -> Iterator[None]:
-        """Ctrl-C stops what is under way in order and is raised then; pressed again, it is raised at once."""
-        is_ours = (
-            threading.current_thread() is threading.main_thread()
-            and signal.getsignal(signal.SIGINT) is signal.default_int_handler
-        )
-        if not is_ours:
-            yield
-            return
-        interrupts = 0
-
-        def note(number: int, frame: Any) -> None:
-            nonlocal interrupts
-            interrupts += 1
-            if interrupts > 1 or not self.stop():
-                signal.default_int_handler(number, frame)
-
-        before = signal.signal(signal.SIGINT, note)
-        try:
-            yield
-        finally:
-            signal.signal(signal.SIGINT, before)
-        if interrupts:
-            raise KeyboardInterrupt
-
-    # --- For the other modules: the calls ---
-
-    def call(self, name: str, *arguments: Any) -> None:
-        """Calls a function of the C interface; raises what it fails with, or what a callback has raised in it."""
-        if self._pointer is None:
-            raise errors.Closed("Die Bibliothek ist geschlossen.")
-        if threading.get_ident() != self._thread:
-            raise errors.WrongThread(self._functions.status_text(_native.WRONG_THREAD).decode())
-        if self._dying or self._forgotten:
-            self._clean_up()
-        before, self._carried = self._carried, None
-        try:
-            status = getattr(self._functions, name)(self._pointer, *arguments)
-        finally:
-            raised, self._carried = self._carried, before
-        if raised is not None:
-            raise raised
-        if status != _native.OK:
-            raise self._error(status)
-
-    def call_for_handle(self, name: str, *arguments: Any) -> int:
-        handle = _native.Handle()
-        self.call(name, *arguments, ctypes.byref(handle))
-        return handle.value
-
-    def call_for_text(self, name: str, *arguments: Any) -> str:
-        text = _native.Text()
-        self.call(name, *arguments, ctypes.byref(text))
-        return _native.text_of(text)
-
-    def object_of(self, handle: int) -> Object:
-        columns = ctypes.c_size_t()
-        is_set = self._functions.recordset_column_count(self._pointer, handle, ctypes.byref(columns)) == _native.OK
-        return Recordset(self, handle) if is_set else Object(self, handle)
-
-    def text_of_value(self, value: Value) -> str:
-        """As sources write it: "12,5", "24.12.2026"."""
-        return str(self.convert(value, _native.STRING))
-
-    def convert(self, value: Value, kind: int) -> Value:
-        """The same value as another kind, by the rules of the component."""
-        converted = _native.Value()
-        self.call("value_convert", Values([value]).array, kind, ctypes.byref(converted))
-        return of_native(self, converted)
-
-    def return_value(self, value: Value) -> None:
-        """Of the member that is being called."""
-        native = _native.Value()
-        kept = fill(native, value)
-        self.call("call_return", ctypes.byref(native))
-        del kept
-
-    def carry(self, error: BaseException) -> None:
-        if self._carried is None:
-            self._carried = error
-
-    def raise_in_callback(self, error: BaseException) -> int:
-        """Tells the library why a callback failed; the status that the callback returns."""
-        text = text_of(error).encode(errors="replace")
-        status = getattr(self._functions, "raise")(
-            self._pointer, number_of(error), _native.TextIn(text, len(text))
-        )
-        return int(status)
-
-    def keep(self, function: Any) -> None:
-        """Of a callback, until it is dropped or the library closes."""
-        self._kept[id(function)] = function
-
-    def drop(self, function: Any) -> None:
-        """The last that a callback may do."""
-        self._kept.pop(id(function), None)
-        self._dying.append(function)
-
-    def forget(self, handle: int) -> None:
-        """Gives a handle back later; from any thread."""
-        self._forgotten.append(handle)
-
-    def _clean_up(self) -> None:
-        self._dying.clear()
-        while self._forgotten:
-            self._functions.release(self._pointer, self._forgotten.popleft())
-
-    def _error(self, status: int) -> errors.KestrelError:
-        native = _native.Error()
-        self._functions.last_error(self._pointer, ctypes.byref(native))
-        if native.status != status:
-            return errors.of_status(status, self._functions.status_text(status).decode(), 0)
-        text = _native.text_of(native.description)
-        if status == _native.REFUSED:
-            return errors.Refused(text, native.number, self._refusal())
-        return errors.of_status(status, text, native.number)
-
-    def _refusal(self) -> list[Finding]:
-        with Recordset(self, self.call_for_handle("refusal")) as rows:
-            return [Finding.of_row(row) for row in rows]
+        False where nothing is under way.
+        """
+        return self.ask_to_stop()
 
     def _set_option(self, name: str, value: str) -> None:
         self.call("option_set", _native.text_in(name), _native.text_in(value))

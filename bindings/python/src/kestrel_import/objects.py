@@ -24,7 +24,10 @@ class Ref:
 
 
 class Object:
-    """Holds a handle until it is closed, leaves its `with` block, or is forgotten."""
+    """An object of the library, used by the names of its members.
+
+    It holds a handle until it is closed, leaves its `with` block, or is forgotten.
+    """
 
     def __init__(self, library: Library, handle: int) -> None:
         self._library = library
@@ -32,20 +35,23 @@ class Object:
 
     @property
     def library(self) -> Library:
+        """What it was made with."""
         return self._library
 
     @property
     def handle(self) -> int:
+        """The handle of the C interface. Raises Closed."""
         if self._handle is None:
             raise Closed(f"{type(self).__name__} ist geschlossen.")
         return self._handle
 
     @property
     def closed(self) -> bool:
+        """Whether it was closed, or its library was."""
         return self._handle is None or self._library.closed
 
     def close(self) -> None:
-        """Closing twice is no error."""
+        """Gives the handle back. Closing twice is no error."""
         handle, self._handle = self._handle, None
         if handle is not None and not self._library.closed:
             self._library.call("release", handle)
@@ -66,10 +72,11 @@ class Object:
     # --- Members ---
 
     def invoke(self, member: str, *arguments: Value | Ref) -> Value:
-        """Calls a method, or reads a property."""
+        """Calls a method, or reads a property. Failed (438) where the object has no such member."""
         return self._use(member, _native.METHOD, arguments)
 
     def get(self, member: str) -> Value:
+        """Reads a property."""
         return self._use(member, _native.GET, ())
 
     def let(self, member: str, value: Value) -> None:
@@ -77,6 +84,7 @@ class Object:
         self._use(member, _native.SET if isinstance(value, Object) else _native.LET, (value,))
 
     def has(self, member: str) -> bool:
+        """Whether the object has a member of that name, whatever its case."""
         found = ctypes.c_int32()
         self._library.call("object_has", self.handle, _native.text_in(member), ctypes.byref(found))
         return found.value != 0

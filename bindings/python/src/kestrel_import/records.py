@@ -13,6 +13,7 @@ from .objects import Object
 if TYPE_CHECKING:
     from .library import Library
 
+# The values of a record: in the order of the columns, or by their names.
 Row = Union[Sequence[Value], Mapping[str, Value]]
 
 
@@ -23,6 +24,7 @@ class Recordset(Object):
 
     @property
     def columns(self) -> tuple[str, ...]:
+        """Their names, as the source has them; two may share one."""
         if self._columns is None:
             count = ctypes.c_size_t()
             self._library.call("recordset_column_count", self.handle, ctypes.byref(count))
@@ -53,20 +55,21 @@ class Recordset(Object):
             self._library.call("recordset_next", self.handle)
 
     def value(self, column: int) -> Value:
-        """Of the current row."""
+        """Of the current row, by its column from 0. Failed (9) for a column that there is not, (3021) at the end."""
         native = _native.Value()
         self._library.call("recordset_get", self.handle, column, ctypes.byref(native))
         return of_native(self._library, native)
 
     @property
     def at_end(self) -> bool:
+        """Whether there is no current row."""
         at_end = ctypes.c_int32()
         self._library.call("recordset_at_end", self.handle, ctypes.byref(at_end))
         return at_end.value != 0
 
     @property
     def count(self) -> int | None:
-        """None where the source cannot tell without reading everything."""
+        """How many rows there are; None where the source cannot tell without reading everything."""
         count = ctypes.c_int64()
         self._library.call("recordset_count", self.handle, ctypes.byref(count))
         return None if count.value < 0 else count.value

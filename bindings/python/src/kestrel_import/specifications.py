@@ -13,17 +13,21 @@ from .records import Recordset
 class SpecificationEntry(NamedTuple):
     """What a list of specifications tells of one."""
 
-    description: str
-    application: str
-    provider: str
-    import_class: str
-    file: str
+    description: str  # its name in lists
+    application: str  # the host's number of its application, as it stands in the file
+    provider: str  # the kind of its source, as the file has it
+    import_class: str  # the identifier of its destination
+    file: str  # its path
 
 
 class Specification(Object):
-    """Nothing is written before it is saved. Names of sections and keys are compared without case."""
+    """A specification as a file of keys. Nothing is written before it is saved.
+
+    Names of sections and keys are compared without case.
+    """
 
     def value(self, section: str, key: str) -> str | None:
+        """Of a key, changes included; None where there is no such key."""
         text = _native.Text()
         self._library.call(
             "specification_get", self.handle, _native.text_in(section), _native.text_in(key), text
@@ -31,6 +35,7 @@ class Specification(Object):
         return _native.text_or_none(text)
 
     def change(self, section: str, key: str, value: str) -> None:
+        """Line breaks in the value become blanks. Failed (5) for names that no reader would find."""
         self._library.call(
             "specification_set",
             self.handle,
