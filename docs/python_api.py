@@ -62,7 +62,8 @@ def signature(name, function, is_method):
     if is_method:
         arguments = ast.arguments(**{**dict(ast.iter_fields(arguments)), "args": arguments.args[1:]})
     returns = "" if function.returns is None or name == "__init__" else f" -> {ast.unparse(function.returns)}"
-    parameters = ast.unparse(arguments)
+    # Annotated defaults are written with blanks, as people do.
+    parameters = ast.unparse(arguments).replace("=", " = ")
     if len(name) + len(parameters) + len(returns) > 90:
         parameters = "\n    " + re.sub(r", (?=\*|\w+(?::|=|$)|\*\w+)", ",\n    ", parameters) + "\n"
     return f"{name}({parameters}){returns}"
@@ -142,6 +143,8 @@ class Reference:
         for name in MODULES:
             module = self.modules[name]
             classes = [node for node in module.tree.body if isinstance(node, ast.ClassDef) and node.name in self.public]
+            # What is worked with stands before the rows and words that it hands out.
+            classes.sort(key=lambda node: any(ast.unparse(base) in ("NamedTuple", "Enum") for base in node.bases))
             if not classes:
                 continue
             out.append(f"<h2>{html.escape(ast.get_docstring(module.tree).split(chr(10))[0].rstrip('.'))}</h2>")

@@ -68,6 +68,18 @@ class SpecificationReference(unittest.TestCase):
                 self.assertEqual(self.unread("Common", dict.fromkeys(sorted(all_keys), "1"), kind), all_keys - set(keys))
 
 
+class AdministratorsGuide(unittest.TestCase):
+    def test_the_environment_variables_it_tells_are_those_that_are_read(self):
+        told = set(re.findall(r"^\| `(KESTREL_\w+)` \|", read(SOURCES, "docs", "verwaltung.md"), re.MULTILINE))
+        read_somewhere = set(re.findall(r"\bKESTREL_\w+", read(SOURCES, "packaging", "watch", "kestrel-import-watch")))
+        for part in ("src", "host"):
+            for base, _, files in os.walk(f"{SOURCES}/{part}"):
+                for name in files:
+                    if name.endswith(".cpp"):
+                        read_somewhere.update(re.findall(r'"(KESTREL_\w+)"', read(base, name)))
+        self.assertEqual(told, read_somewhere)
+
+
 class Build(unittest.TestCase):
     def test_every_page_is_built_every_symbol_documented_and_every_link_leads_somewhere(self):
         missing = is_missing()
