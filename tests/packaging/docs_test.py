@@ -25,7 +25,8 @@ def read(*path):
 def is_missing():
     """Of what builds the documentation; None where all is there."""
     for module in ("markdown", "weasyprint"):
-        if subprocess.run(["/usr/bin/python3", "-c", f"import {module}"], stderr=subprocess.DEVNULL, check=False).returncode:
+        found = subprocess.run(["/usr/bin/python3", "-c", f"import {module}"], stderr=subprocess.DEVNULL, check=False)
+        if found.returncode:
             return module
     return None if shutil.which("doxygen") else "doxygen"
 
@@ -38,19 +39,52 @@ class SpecificationReference(unittest.TestCase):
         subprocess.run([f"{BUILD}/bin/kestrel-import", "init", f"{self.folder}/host"], check=True,
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
+    def told_by(self, command, sections):
+        """What a command tells of a specification with these entries, a line an object."""
+        with open(f"{self.folder}/host/Import/Pruefung.IMP", "w", encoding="cp1252", newline="\r\n") as file:
+            file.write("".join(f"[{name}]\n" + "".join(f"{key}={value}\n" for key, value in keys.items())
+                               for name, keys in sections.items()))
+        told = subprocess.run([f"{BUILD}/bin/kestrel-import", command, "Pruefung", "--folder", f"{self.folder}/host",
+                               "--format", "json"], text=True, check=False, stdout=subprocess.PIPE).stdout
+        return [json.loads(line) for line in told.splitlines()]
+
     def unread(self, section, entries, provider="Textdatei"):
         """The keys of the section that `check` says are not read."""
         common = {"ImportClass": "ksbimport.importkunden", "Provider": provider}
         sections = {"Common": common, section: {**(common if section == "Common" else {}), **entries}}
-        text = "".join(f"[{name}]\n" + "".join(f"{key}={value}\n" for key, value in keys.items())
-                       for name, keys in sections.items())
-        with open(f"{self.folder}/host/Import/Pruefung.IMP", "w", encoding="cp1252", newline="\r\n") as file:
-            file.write(text)
-        told = subprocess.run([f"{BUILD}/bin/kestrel-import", "check", "Pruefung", "--folder", f"{self.folder}/host",
-                               "--format", "json"], text=True, check=False, stdout=subprocess.PIPE).stdout
-        findings = [json.loads(line) for line in told.splitlines()]
-        return {finding["key"] for finding in findings
+        return {finding["key"] for finding in self.told_by("check", sections)
                 if finding.get("section") == section and "nicht gelesen" in finding.get("text", "")}
+
+    def table(self, heading):
+        """The rows of the first table below a heading."""
+        text = self.page[self.page.index(f"\n{heading}\n"):]
+        text = text[:text.index("\n#", len(heading) + 2)]
+        rows = re.findall(r"^\| `.*$", text, re.MULTILINE)
+        return [[cell.strip() for cell in row.split("|")[1:-1]] for row in rows]
+
+    def test_what_a_text_file_is_without_a_key_is_what_the_program_takes(self):
+        with open(f"{self.folder}/host/Import/quelle.txt", "w", encoding="ascii") as file:
+            file.write("Name\tOrt\nHaas\tUlm\n")
+        taken = self.told_by("show", {"Common": {"ImportClass": "ksbimport.importkunden", "FileName": "quelle.txt"}})[0]
+        told = {}
+        for key, _, default in self.table("## [Common]") + self.table("### Textdatei"):
+            name = key.strip("`")
+            told[name[0].lower() + name[1:]] = None if default == "leer" else default.strip("`")
+        shown = {key: str(int(value)) if isinstance(value, (bool, int)) else value for key, value in taken.items()}
+        for given in ("importClass", "fileName"):
+            self.assertIn(given, told)
+            del told[given], shown[given]
+        self.assertEqual(told, shown)
+
+    def test_the_date_formats_are_those_that_the_program_names(self):
+        findings = self.told_by("check", {"Common": {"ImportClass": "ksbimport.importkunden"},
+                                          "FieldAssignments": {"KundeSeit": "FIELD:Tag"},
+                                          "FieldFormat": {"KundeSeit": "jjjj-mm-tt"}})
+        (refused,) = [finding["text"] + finding["wayOut"] for finding in findings
+                      if finding.get("section") == "FieldFormat" and "Datumsformat" in finding["text"]]
+        named = re.findall(r"[tmj.]{6,10}(?=[,.]? |[,.]?$)", refused[refused.index("geschrieben:"):])
+        self.assertEqual([row[0].strip("`") for row in self.table("## [FieldFormat]")],
+                         [name.rstrip(".") for name in named])
 
     def test_the_settings_it_tells_are_those_that_are_read(self):
         section = self.page[self.page.index("\n## [CfgSettings]"):self.page.index("\n## [SourceColumns]")]
@@ -65,7 +99,8 @@ class SpecificationReference(unittest.TestCase):
         all_keys = {key for keys in kinds.values() for key in keys}
         for kind, keys in kinds.items():
             with self.subTest(kind=kind):
-                self.assertEqual(self.unread("Common", dict.fromkeys(sorted(all_keys), "1"), kind), all_keys - set(keys))
+                unread = self.unread("Common", dict.fromkeys(sorted(all_keys), "1"), kind)
+                self.assertEqual(unread, all_keys - set(keys))
 
 
 class AdministratorsGuide(unittest.TestCase):
