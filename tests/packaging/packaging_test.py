@@ -332,6 +332,25 @@ class WatchedFolder(Scratch):
         self.assertEqual(self.watch("--test").returncode, 0)
         self.assertIn("geprüft", read(self.watched, "reports", "neu.txt.txt"))
 
+    def test_a_file_whose_import_the_machine_did_not_survive_is_not_imported_again(self):
+        os.makedirs(f"{self.watched}/working")
+        self.bring("neu.txt", 10, 12)
+        os.rename(f"{self.incoming}/neu.txt", f"{self.watched}/working/neu.txt")
+        self.bring("nächste.txt", 20, 22)
+        told = self.watch()
+        self.assertEqual((told.returncode, self.names("working"), self.names("done"), self.names("failed")),
+                         (1, [], ["nächste.txt"], ["neu.txt"]), told.stdout)
+        self.assertIn("unterbrochen", read(self.watched, "reports", "neu.txt.txt"))
+
+    def test_a_file_that_cannot_be_taken_away_is_not_imported(self):
+        self.bring("neu.txt", 10, 12)
+        # Nothing can be moved to where no folder is.
+        with open(f"{self.watched}/working", "w", encoding="utf-8"):
+            pass
+        told = self.watch()
+        self.assertEqual((told.returncode, self.names("incoming")), (2, ["neu.txt"]))
+        self.assertEqual(run(PROGRAM, "runs", "--folder", self.host, "--format", "json").stdout, "")
+
     def test_a_file_that_has_just_changed_is_left_until_it_is_whole(self):
         self.bring("neu.txt", 10, 12)
         with subprocess.Popen([self.SCRIPT, self.watched, "Kundenliste"], env={**self.env, "KESTREL_SETTLE": "86400"},
