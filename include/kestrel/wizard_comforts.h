@@ -52,7 +52,7 @@ struct WizardComforts {
   // Step 2 offers the kind of a specification that its list lacks for that specification, so that nothing of it is
   // lost on the way to step 3 or back.
   bool unlisted_kinds = false;
-  // Step 2 says in a line below its boxes why a source could not be opened: the wrong password, a silent server.
+  // A connection that fails is told: a source's in a line of step 2, the host's in a box before step 3 and a run begin.
   bool failed_connections = false;
   // What a specification says of a source that cannot be read just now stays: on step 2 the name of its table, on
   // step 3 the assignments to its columns.

@@ -12,20 +12,9 @@ namespace kestrel {
 
 namespace {
 
-using Opening = std::function<RecordsetPtr()>;
-
-Opening AsARunOpens(const Session& session) {
-  return [apart = std::make_shared<ApartSession>(session)] {
-    Session& own = apart->session();
-    const ConnectResult connect = ConnectFromSession(own);
-    if (!connect.connected) throw RuntimeError(ErrorNumber::kDatabase, connect.reason);
-    return KindOf(own)->open(own);
-  };
-}
-
 // The record set keeps the connection, which is its own.
-Opening ByConnection(const SourceKind& kind, const Session& session, const SourceInputs& inputs,
-                     const ConnectionOpener& open) {
+RecordsOpening ByConnection(const SourceKind& kind, const Session& session, const SourceInputs& inputs,
+                            const ConnectionOpener& open) {
   return [connect = kind.connect, inputs, open, sql = kind.query(session)] {
     const OpenedSource opened = connect(inputs, open);
     if (opened.connection == nullptr) throw RuntimeError(ErrorNumber::kDatabase, opened.reason);
@@ -40,7 +29,7 @@ ExcerptValue ValueOf(const Recordset& source, std::size_t column) {
   return value;
 }
 
-void ReadRecords(const Opening& opening, std::size_t most, SourceExcerpt& sample) {
+void ReadRecords(const RecordsOpening& opening, std::size_t most, SourceExcerpt& sample) {
   const RecordsetPtr source = opening();
   for (std::size_t column = 0; column < source->ColumnCount(); ++column) {
     sample.columns.emplace_back(source->ColumnName(column));
@@ -91,7 +80,7 @@ class SampleRecordset final : public Recordset {
   std::size_t row_ = 0;
 };
 
-ExcerptReading Reading(Opening opening, std::size_t most) {
+ExcerptReading Reading(RecordsOpening opening, std::size_t most) {
   return [opening = std::move(opening), most] {
     SourceExcerpt sample;
     Trap([&] { ReadRecords(opening, most, sample); },
@@ -102,8 +91,17 @@ ExcerptReading Reading(Opening opening, std::size_t most) {
 
 }  // namespace
 
+RecordsOpening BeginRecords(const Session& session) {
+  return [apart = std::make_shared<ApartSession>(session)] {
+    Session& own = apart->session();
+    const ConnectResult connect = ConnectFromSession(own);
+    if (!connect.connected) throw RuntimeError(ErrorNumber::kDatabase, connect.reason);
+    return KindOf(own)->open(own);
+  };
+}
+
 ExcerptReading BeginExcerpt(const Session& session, std::size_t most) {
-  return Reading(AsARunOpens(session), most);
+  return Reading(BeginRecords(session), most);
 }
 
 ExcerptReading BeginGlimpse(const Session& session, const SourceInputs& inputs, std::size_t most,
@@ -112,7 +110,7 @@ ExcerptReading BeginGlimpse(const Session& session, const SourceInputs& inputs, 
   if (kind != nullptr && kind->beginning != nullptr) return Reading(kind->beginning(session), most);
   if (kind != nullptr && kind->connect != nullptr)
     return Reading(ByConnection(*kind, session, inputs, open), most);
-  return Reading(AsARunOpens(session), most);
+  return Reading(BeginRecords(session), most);
 }
 
 RecordsetPtr RecordsOf(const SourceExcerpt& sample) { return std::make_shared<SampleRecordset>(sample); }

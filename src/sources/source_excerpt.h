@@ -33,6 +33,11 @@ inline constexpr std::size_t kExcerptCharacters = 10000;
 // Touches no session, raises nothing and is called once, in whatever thread, perhaps still when the session has gone.
 using ExcerptReading = std::function<SourceExcerpt()>;
 
+// Opens the session's source as a run opens it with the settings of now, with a connection of its own. Called as an
+// ExcerptReading, but raises what keeps the source from opening.
+using RecordsOpening = std::function<RecordsetPtr()>;
+KESTREL_INTERNAL RecordsOpening BeginRecords(const Session& session);
+
 // Reads up to `most` records of the session's source, opened as a run opens it with the settings of now.
 KESTREL_INTERNAL ExcerptReading BeginExcerpt(const Session& session, std::size_t most);
 // The same of a source that is still being described, connected to with `inputs`. Of a text file the beginning alone is

@@ -6,6 +6,7 @@
 #include "kestrel/memory_recordset.h"
 #include "kestrel/runtime_error.h"
 #include "kestrel/user_interface.h"
+#include "sources/apart_session.h"
 #include "sources/source_connection.h"
 #include "sources/source_kind.h"
 #include "sources/text_source.h"
@@ -165,6 +166,17 @@ AskedColumns AskColumns(Connection& connection, const std::string& table) {
   Trap([&] { asked.names = connection.ColumnNames(table); },
        [&](const RuntimeError& error) { asked.error = error; });
   return asked;
+}
+
+std::function<AskedColumns()> BeginColumns(const Session& session) {
+  return [apart = std::make_shared<ApartSession>(session)] {
+    AskedColumns asked;
+    Trap([&] { asked.names = SourceColumnNames(apart->session(), &asked.error); },
+         [&](const RuntimeError& error) { asked.error = error; });
+    // Whoever tells the names adds the empty element.
+    if (!asked.names.empty()) asked.names.pop_back();
+    return asked;
+  };
 }
 
 std::vector<std::string> ToldColumnNames(Session& session, const AskedColumns& asked, ShownError* failure) {

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -68,6 +69,9 @@ struct AskedColumns {
   std::optional<RuntimeError> error;
 };
 KESTREL_INTERNAL AskedColumns AskColumns(Connection& connection, const std::string& table);
+// The same of a source that is read without a connection, with the settings of now. What it returns is called once, in
+// whatever thread, perhaps still when the session has gone.
+KESTREL_INTERNAL std::function<AskedColumns()> BeginColumns(const Session& session);
 // The answer as SourceColumnNames would have told it.
 KESTREL_INTERNAL std::vector<std::string> ToldColumnNames(Session& session, const AskedColumns& asked,
                                                           ShownError* failure);

@@ -32,12 +32,12 @@ QStringList Captions(const std::vector<std::string>& columns) {
 
 }  // namespace
 
-OpenedRecords OpenRecords(Connection& connection, const std::string& sql, const std::string& table) {
+OpenedRecords OpenRecords(const std::function<RecordsetPtr()>& open, const std::function<AskedColumns()>& ask) {
   OpenedRecords opened;
-  Trap([&] { opened.rows = std::make_shared<RowReader>(connection.OpenRecordset(sql)); },
+  Trap([&] { opened.rows = std::make_shared<RowReader>(open()); },
        [&](const RuntimeError& error) { opened.error = error; });
   if (opened.rows != nullptr) opened.error = opened.rows->first().error;
-  opened.columns = AskColumns(connection, table);
+  opened.columns = ask();
   return opened;
 }
 

@@ -5,11 +5,11 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QTableView>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "kestrel/connection.h"
 #include "kestrel/recordset.h"
 #include "kestrel/runtime_error.h"
 #include "sources/source_reader.h"
@@ -26,8 +26,8 @@ struct OpenedRecords {
   std::optional<RuntimeError> error;  // why, or why the first rows are not all there
   AskedColumns columns;
 };
-// Runs the query and asks for the columns of the table. Raises nothing; from whatever thread.
-OpenedRecords OpenRecords(Connection& connection, const std::string& sql, const std::string& table);
+// From whatever thread. Raises nothing.
+OpenedRecords OpenRecords(const std::function<RecordsetPtr()>& open, const std::function<AskedColumns()>& ask);
 
 class frmPrev final : public QDialog {
   Q_OBJECT

@@ -11,6 +11,7 @@
 #include "kestrel/wizard.h"
 #include "wizard/button_row.h"
 #include "wizard/german_number.h"
+#include "wizard/host_answer.h"
 #include "wizard/qt_text.h"
 #include "wizard/run_summary.h"
 #include "wizard/window_frame.h"
@@ -189,6 +190,7 @@ void frmResult::cmdUndo_Click() {
 }
 
 void frmResult::cmdImport_Click() {
+  if (wizard_.comforts().failed_connections && !HostAnswers(job_.session())) return;
   if (!job_.OpenTestedAgain()) return;
   job_.session().TestMode = false;
   wizard_.RunImport(*this);

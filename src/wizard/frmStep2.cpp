@@ -11,10 +11,12 @@
 #include "kestrel/import_job.h"
 #include "kestrel/wizard.h"
 #include "sources/source_catalog.h"
+#include "sources/source_excerpt.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
 #include "wizard/frmDrift.h"
 #include "wizard/frmPrev.h"
+#include "wizard/host_answer.h"
 #include "wizard/qt_text.h"
 #include "wizard/saving.h"
 
@@ -22,11 +24,10 @@ namespace kestrel {
 
 namespace {
 
+constexpr const char* kWaiting = "Die Datenquelle wird gelesen ...";
+constexpr const char* kSettingsMissing = "Es fehlen Angaben zur Datenquelle.";
 // How often it is looked whether the source has answered.
 constexpr int kLookForAnswerMs = 20;
-// Most files have by then, and nobody sees a wait.
-constexpr std::chrono::milliseconds kAtOnce{100};
-
 // A drop-down list as SelectListEntry walks it.
 class ComboEntries final : public SelectableList {
  public:
@@ -39,6 +40,29 @@ class ComboEntries final : public SelectableList {
  private:
   QComboBox& box_;
 };
+
+// How the source that the session describes is asked in another thread: through its connection, or apart where it is
+// read without one. Null where it has to be connected to and is not.
+bool IsReadApart(const Session& session) {
+  const SourceKind* kind = KindOf(session);
+  return kind != nullptr && kind->connect == nullptr;
+}
+
+std::function<AskedColumns()> ColumnsOfSource(const Session& session) {
+  if (IsReadApart(session)) return BeginColumns(session);
+  if (KindOf(session) == nullptr || session.SourceConnection == nullptr) return nullptr;
+  return
+      [connection = session.SourceConnection, table = session.Table] { return AskColumns(*connection, table); };
+}
+
+RecordsOpening RecordsOfSource(const Session& session) {
+  if (IsReadApart(session)) return BeginRecords(session);
+  const SourceKind* kind = KindOf(session);
+  if (kind == nullptr || session.SourceConnection == nullptr) return nullptr;
+  return [connection = session.SourceConnection, sql = kind->query(session)] {
+    return connection->OpenRecordset(sql);
+  };
+}
 
 }  // namespace
 
@@ -105,8 +129,7 @@ bool frmStep2::CreateObject() {
 }
 
 void frmStep2::FillFromSession(std::function<void()> then) {
-  TakeHandedInFile();
-  ShowSession(std::move(then));
+  TakeHandedInFile([this, then = std::move(then)] { ShowSession(then); });
 }
 
 bool frmStep2::IsListed(const SourceKind* kind) const {
@@ -241,7 +264,8 @@ void frmStep2::Connect(const SourceKind* kind, std::function<void()> then) {
 
 void frmStep2::FillTables(QComboBox& list, const ConnectResult& result) {
   const bool tells = !result.connected && wizard_.comforts().failed_connections;
-  lblStatus_->setText(tells ? ToQt(result.reason) : QString());
+  lblStatus_->clear();
+  if (tells) ShowWhyNot(ToQt(result.reason));
   if (!result.connected) return;
   answered_ = connecting_with_;
   PreviewSoon();
@@ -254,15 +278,20 @@ void frmStep2::FillTables(QComboBox& list, const ConnectResult& result) {
 }
 
 void frmStep2::WaitFor(std::function<void()> work, std::function<void()> then) {
+  const SourceKind* kind = ChosenKind();
+  const bool is_server = kind != nullptr && kind->place == SourcePlace::kServer;
+  WaitFor(std::move(work), std::move(then), is_server ? std::chrono::milliseconds(0) : kAtOnce);
+}
+
+void frmStep2::WaitFor(std::function<void()> work, std::function<void()> then,
+                       std::chrono::milliseconds at_once) {
   std::packaged_task<void()> task(std::move(work));
   answer_ = task.get_future();
   after_answer_ = std::move(then);
   // Nobody waits for the thread of a page that has gone: it ends with the file that it reads, or by the driver's own
   // time limit, and holds all that it uses.
   std::thread(std::move(task)).detach();
-  const SourceKind* kind = ChosenKind();
-  const bool is_server = kind != nullptr && kind->place == SourcePlace::kServer;
-  if (!is_server && answer_.wait_for(kAtOnce) == std::future_status::ready) {
+  if (at_once.count() > 0 && answer_.wait_for(at_once) == std::future_status::ready) {
     answer_.get();
     std::exchange(after_answer_, nullptr)();
     return;
@@ -290,6 +319,10 @@ void frmStep2::SetWaiting(bool waiting) {
     control->setEnabled(!waiting);
   }
   cmdOptions_->setEnabled(!waiting && has_options_);
+  if (wizard_.comforts().failed_connections) {
+    if (waiting) lblStatus_->setText(kWaiting);
+    if (!waiting && lblStatus_->text() == kWaiting) lblStatus_->clear();
+  }
   if (waiting) {
     setCursor(Qt::BusyCursor);
   } else {
@@ -360,10 +393,11 @@ void frmStep2::cmdVorschau_Click() {
   }
   const SourceKind* kind = KindOf(session_);
   QComboBox* list = ListOf(kind);
-  if (!session_.SourceSettingsChanged || list == nullptr) {
+  if ((!session_.SourceSettingsChanged && !LacksConnection()) || list == nullptr) {
     ShowPreview();
     return;
   }
+  why_not_ = kSettingsMissing;
   Connect(kind, [this, list] {
     SelectTable(list);
     ShowPreview();
@@ -371,15 +405,21 @@ void frmStep2::cmdVorschau_Click() {
 }
 
 void frmStep2::ShowPreview() {
-  const SourceKind* kind = KindOf(session_);
-  if (session_.SourceConnection == nullptr || kind == nullptr || kind->connect == nullptr) {
+  if (LacksConnection()) {
+    lblStatus_->setText(why_not_);
+    return;
+  }
+  const RecordsOpening open = RecordsOfSource(session_);
+  if (open == nullptr) {
     ShowPreview(nullptr);
     return;
   }
   const auto records = std::make_shared<OpenedRecords>();
-  WaitFor([records, connection = session_.SourceConnection, sql = kind->query(session_),
-           table = session_.Table] { *records = OpenRecords(*connection, sql, table); },
-          [this, records] { ShowPreview(records.get()); });
+  WaitFor([records, open, ask = ColumnsOfSource(session_)] { *records = OpenRecords(open, ask); },
+          [this, records] {
+            if (records->rows == nullptr && GivesUp(records->error)) return;
+            ShowPreview(records.get());
+          });
 }
 
 void frmStep2::ShowPreview(const OpenedRecords* records) {
@@ -454,7 +494,8 @@ void frmStep2::cmdNext_Click() {
     ShowMessage(*reason, "");
     return;
   }
-  if (session_.SourceSettingsChanged) {
+  if (session_.SourceSettingsChanged || LacksConnection()) {
+    why_not_ = kSettingsMissing;
     Connect(KindOf(session_), [this] { GoOn(); });
   } else {
     GoOn();
@@ -478,16 +519,19 @@ bool frmStep2::ConfirmDrift() {
 }
 
 void frmStep2::GoOn() {
-  const SourceKind* kind = KindOf(session_);
-  if (session_.SourceConnection == nullptr || kind == nullptr || kind->connect == nullptr) {
-    GoOnAtOnce();
+  const std::function<AskedColumns()> ask = ColumnsOfSource(session_);
+  if (ask == nullptr) {
+    LacksConnection() ? OfferToGoOnWithout() : GoOnAtOnce();
     return;
   }
   // What follows asks for the columns; this is the answer.
   const auto asked = std::make_shared<AskedColumns>();
-  WaitFor([asked, connection = session_.SourceConnection,
-           table = session_.Table] { *asked = AskColumns(*connection, table); },
+  WaitFor([asked, ask] { *asked = ask(); },
           [this, asked] {
+            if (GivesUp(asked->error)) {
+              OfferToGoOnWithout();
+              return;
+            }
             job_.UseColumns(asked);
             guard_.Run([this] { GoOnAtOnce(); });
             job_.UseColumns(nullptr);
@@ -496,6 +540,8 @@ void frmStep2::GoOn() {
 
 void frmStep2::GoOnAtOnce() {
   if (wizard_.comforts().column_drift && !ConfirmDrift()) return;
+  // Step 3 has no fields to assign without it.
+  if (wizard_.comforts().failed_connections && !HostAnswers(session_)) return;
   {
     const WaitCursor wait;
     wizard_.ShowStep3();

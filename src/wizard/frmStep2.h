@@ -4,7 +4,7 @@
 // set no flag of the session. What the controls hold and what it means stands in sources/source_page.h;
 // the page moves values and keeps the order of events:
 //   first activation   types filled, entry 0; import class created; page filled; loading ends
-//   waiting            for a server or a large file, in another thread, for its tables, its columns or its records:
+//   waiting            for a server or a large file, in another thread, for what it is, its tables, columns or records:
 //                      the page is alive, but only Abbrechen and the close box can be used; what was to follow
 //                      the connection follows when its result is there, and never where the page was closed
 //                      meanwhile. A file that answers at once is waited for without that
@@ -23,6 +23,7 @@
 #include <QRadioButton>
 #include <QStackedWidget>
 #include <QTimer>
+#include <chrono>
 #include <functional>
 #include <future>
 #include <optional>
@@ -51,6 +52,9 @@ class frmStep2 final : public QWidget {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
+  // Most files have answered by then, and nobody sees a wait.
+  static constexpr std::chrono::milliseconds kAtOnce{100};
+
   // --- Controls (frmStep2_controls.cpp) ---
   void BuildControls();
   QWidget* BuildTextFrame();
@@ -81,6 +85,8 @@ class frmStep2 final : public QWidget {
   // Has a source asked in another thread, by what raises nothing and touches no session, and goes on with `then` when
   // it has answered or has been given up; before it returns where a file answers at once.
   void WaitFor(std::function<void()> work, std::function<void()> then);
+  // The same, whatever kind is chosen; `at_once` is how long the page stands still before it shows that it waits.
+  void WaitFor(std::function<void()> work, std::function<void()> then, std::chrono::milliseconds at_once);
   void LookForAnswer();
   void SetWaiting(bool waiting);
   // The kind that has been chosen; null for none.
@@ -89,6 +95,14 @@ class frmStep2 final : public QWidget {
   const SourceKind* KindIn(SourceFrame frame) const;
   // Where the tables of a kind are chosen; null for a kind without, and for none.
   QComboBox* ListOf(const SourceKind* kind) const;
+
+  // --- A source that does not answer, with the comfort failed_connections (frmStep2_silent.cpp) ---
+  // Whether the session's source is to be connected to before it can be asked anything.
+  bool LacksConnection() const;
+  void ShowWhyNot(const QString& reason);
+  // Whether the error is one that ends the attempt, and has been shown.
+  bool GivesUp(const std::optional<RuntimeError>& error);
+  void OfferToGoOnWithout();
 
   // --- Which file it is (frmStep2_file.cpp) ---
   void BrowseFile(QLineEdit* target, SourceFrame frame);
@@ -100,9 +114,13 @@ class frmStep2 final : public QWidget {
   void PutIntoBox(const QString& path);
   // Makes a file that has not been looked at the source, read as its content tells.
   void TakeFile(const QString& path);
+  void TakeFile(const QString& path, const DetectedSource& found);
+  // Has the file looked at in another thread, as WaitFor does, and goes on with what it is.
+  void LookAt(const std::string& file, std::function<void(DetectedSource)> then);
   void RecogniseTypedFile();
-  // What the host has handed in.
-  void TakeHandedInFile();
+  // What the host has handed in; then goes on.
+  void TakeHandedInFile(std::function<void()> then);
+  void TakeHandedInFile(const std::string& file, DetectedSource found);
   // What was recognised, or why the file cannot be read here.
   std::string Told(const DetectedSource& found) const;
   void ShowRecognised(const std::string& text);
@@ -205,6 +223,7 @@ class frmStep2 final : public QWidget {
   // With what was connected last, and with what that succeeded.
   SourceInputs connecting_with_;
   std::optional<SourceInputs> answered_;
+  QString why_not_;  // the source could not be asked, when that was tried last
   QLabel* lblErkannt_;
   QLabel* lblStatus_;
   QPushButton* cmdVorschau_;

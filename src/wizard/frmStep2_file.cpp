@@ -18,9 +18,9 @@ namespace {
 constexpr int kMouseUpMs = 30;
 
 // The kind that nobody knows and the reason, where the file cannot be read.
-DetectedSource Look(const Session& session, const std::string& file) {
+DetectedSource Look(const SourceKinds& kinds, const std::string& file) {
   DetectedSource found;
-  Trap([&] { found = DetectSource(KindsOf(session), file); },
+  Trap([&] { found = DetectSource(kinds, file); },
        [&](const RuntimeError& error) { found.refusal = error.Description(); });
   return found;
 }
@@ -80,6 +80,18 @@ void frmStep2::PutIntoBox(const QString& path) {
   }
 }
 
+void frmStep2::LookAt(const std::string& file, std::function<void(DetectedSource)> then) {
+  // The kinds are the host's, and may have gone when a file that takes long has been looked at.
+  const auto kinds = std::make_shared<const SourceKinds>(KindsOf(session_));
+  const auto found = std::make_shared<DetectedSource>();
+  WaitFor([kinds, found, file] { *found = Look(*kinds, file); },
+          [this, kinds, found, then = std::move(then)] {
+            if (found->kind != nullptr) found->kind = KindsOf(session_).Find(found->kind->name);
+            then(std::move(*found));
+          },
+          kAtOnce);
+}
+
 void frmStep2::TakeFile(const QString& path) {
   const std::string file = FromQt(path);
   if (file == known_file_) {
@@ -88,7 +100,11 @@ void frmStep2::TakeFile(const QString& path) {
     if (kind != nullptr && kind->place == SourcePlace::kFile) PutIntoBox(path);
     return;
   }
-  const DetectedSource found = Look(session_, file);
+  LookAt(file, [this, path](const DetectedSource& found) { TakeFile(path, found); });
+}
+
+void frmStep2::TakeFile(const QString& path, const DetectedSource& found) {
+  const std::string file = FromQt(path);
   // One that cannot be read here is looked at, and told, every time.
   known_file_ = IsListed(found.kind) ? file : "";
   if (IsListed(found.kind)) {
@@ -118,13 +134,20 @@ void frmStep2::RecogniseTypedFile() {
   if (!loading_ && is_new && wizard_.comforts().recognised_files) TakeFile(path);
 }
 
-void frmStep2::TakeHandedInFile() {
+void frmStep2::TakeHandedInFile(std::function<void()> then) {
   const std::string file = session_.ImportFileName;
   if (file.empty() || !wizard_.comforts().recognised_files) {
     ApplyImportFileName(session_);
+    then();
     return;
   }
-  DetectedSource found = Look(session_, file);
+  LookAt(file, [this, file, then = std::move(then)](DetectedSource found) {
+    TakeHandedInFile(file, std::move(found));
+    then();
+  });
+}
+
+void frmStep2::TakeHandedInFile(const std::string& file, DetectedSource found) {
   std::string text = Told(found);
   if (IsListed(found.kind)) {
     const std::string table = session_.Table;

@@ -24,6 +24,7 @@
 #include "wizard/field_samples.h"
 #include "wizard/frmQuestionDlg.h"
 #include "wizard/frmTransTbl.h"
+#include "wizard/host_answer.h"
 #include "wizard/qt_text.h"
 #include "wizard/result_tab.h"
 #include "wizard/saving.h"
@@ -502,6 +503,7 @@ void frmStep3::cmdOK_Click() {
   frmQuestionDlg question(this, comforts.telling_confirmation ? &session_ : nullptr, comforts.harmless_test);
   wizard_.Dress(question);
   if (question.exec() != QDialog::Accepted && comforts.telling_confirmation) return;
+  if (comforts.failed_connections && !HostAnswers(session_)) return;
   session_.TestMode = question.Testmode();
   wizard_.RunImport(*this);
   close();
