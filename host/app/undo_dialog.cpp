@@ -3,6 +3,7 @@
 #include <QProgressDialog>
 
 #include "app/shown_wait.h"
+#include "wizard/german_number.h"
 #include "wizard/page_parts.h"
 
 namespace kestrel::host {
@@ -32,7 +33,8 @@ UndoOutcome UndoInDialog(const ObjectPtr& ledger, Connection& connection, std::i
   while (is_more && !dialog.wasCanceled()) {
     is_more = CallMethod(ledger, "NextUndo").ToBool();
     const std::int64_t done = number("UndoDone");
-    dialog.setLabelText(QString("Nehme Datensatz %1 von %2 zurück").arg(done).arg(total));
+    dialog.setLabelText(
+        QString("Nehme Datensatz %1 von %2 zurück").arg(GermanNumber(done), GermanNumber(total)));
     // This lets the windows repaint and the button be pressed.
     dialog.setValue(total == 0 ? kParts : static_cast<int>(kParts * done / total));
   }

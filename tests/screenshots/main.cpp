@@ -31,6 +31,8 @@
 #include "platform/base/file.h"
 #include "qt/drive.h"
 #include "screenshots/camera.h"
+#include "screenshots/steps.h"
+#include "screenshots/waits.h"
 #include "support/project_paths.h"
 #include "wizard/qt_text.h"
 
@@ -41,15 +43,15 @@ constexpr double kLargeFonts = 1.25;
 namespace {
 
 using testing::FindIn;
-using testing::ShownWizardPage;
 using testing::Spin;
 
 constexpr int kWaitMs = 5000;
 constexpr double kMidRun = 0.4;  // of the progress bar
 
-class Tour {
+class Tour : private Steps {
  public:
-  Tour(host::HostWindow& window, const Camera& camera) : window_(window), camera_(camera) {}
+  Tour(host::HostWindow& window, const Camera& camera, std::string database)
+      : Steps(window, camera), database_(std::move(database)) {}
 
   void Run() {
     TakeHost();
@@ -59,54 +61,25 @@ class Tour {
     TakeQuestions();
     TakeDrift();
     TakeImport();
+    TakeWaitsAndRefusals(*this, "Kontakte der Messe");
   }
 
  private:
-  QWidget& Page() {
-    if (!QTest::qWaitFor([] { return ShownWizardPage() != nullptr; }, kWaitMs)) {
-      throw std::runtime_error("no page of the wizard is open");
-    }
-    return *ShownWizardPage();
-  }
-
-  void Take(QWidget& window, const char* name) {
-    Spin();
-    // A blinking cursor would make every picture another.
-    QApplication::setCursorFlashTime(0);
-    camera_.Take(window, name);
-  }
-
-  void Press(const char* button) {
-    auto& pressed = FindIn<QAbstractButton>(Page(), button);
-    pressed.setFocus();
-    pressed.click();
-    Spin();
-  }
-
-  // Presses the button that opens a dialog, takes its picture and leaves it by `closing`.
-  void PressAndTake(const char* button, const char* dialog, const char* picture, const char* closing) {
-    modals_.Then(dialog, [this, picture, closing](QWidget& shown) {
-      Take(shown, picture);
-      FindIn<QAbstractButton>(shown, closing).click();
-    });
-    Press(button);
-  }
-
   void TakeHost() {
-    auto& tabs = FindIn<QTabWidget>(window_, "tabs");
-    Take(window_, "host-customers");
+    auto& tabs = FindIn<QTabWidget>(window(), "tabs");
+    Take(window(), "host-customers");
     tabs.setCurrentIndex(3);
     FindIn<QCheckBox>(*tabs.widget(3), "onlyLast").setChecked(false);
     FindIn<QTableView>(*tabs.widget(3), "table").selectRow(0);
-    Take(window_, "host-errors");
+    Take(window(), "host-errors");
     tabs.setCurrentIndex(4);
     FindIn<QTableView>(*tabs.widget(4), "table").selectRow(0);
-    Take(window_, "host-duplicates");
+    Take(window(), "host-duplicates");
     tabs.setCurrentIndex(5);
     FindIn<QTableView>(*tabs.widget(5), "table").selectRow(0);
-    Take(window_, "host-runs");
+    Take(window(), "host-runs");
     tabs.setCurrentIndex(2);
-    Take(window_, "host-empty");
+    Take(window(), "host-empty");
     tabs.setCurrentIndex(0);
     auto& search = FindIn<QLineEdit>(*tabs.widget(0), "search");
     auto& list = FindIn<QTableView>(*tabs.widget(0), "table");
@@ -116,21 +89,8 @@ class Tour {
     if (!QTest::qWaitFor([&] { return list.model()->rowCount() < all; }, kWaitMs)) {
       throw std::runtime_error("the search finds no fewer addresses");
     }
-    Take(window_, "host-search");
+    Take(window(), "host-search");
     search.clear();
-  }
-
-  // From the host's button to step 2 of that specification.
-  void OpenWizard(const char* description) {
-    FindIn<QAbstractButton>(FindIn<QWidget>(window_, "pageKunden"), "cmdImport").click();
-    auto& list = FindIn<QListWidget>(Page(), "lstVorlage");
-    // Behind the name stands its last run.
-    const auto found = list.findItems(QString::fromUtf8(description), Qt::MatchStartsWith);
-    if (found.isEmpty()) throw std::runtime_error(std::string("no specification ") + description);
-    list.setCurrentItem(found.first());
-    list.setFocus();
-    Take(Page(), "frmStep1");
-    Press("cmdNext");
   }
 
   void TakeSourcePage() {
@@ -155,16 +115,6 @@ class Tour {
     Press("cmdNext");
   }
 
-  void SelectField(const char* field) {
-    auto& list = FindIn<QTableView>(Page(), "TDBImpList");
-    const auto found =
-        list.model()->match(list.model()->index(0, 0), Qt::DisplayRole, QString(field), 1, Qt::MatchExactly);
-    if (found.isEmpty()) throw std::runtime_error(std::string("no field ") + field);
-    list.setFocus();
-    list.selectRow(found.first().row());
-    Spin();
-  }
-
   void TakeAssignmentPage() {
     SelectField("Kundengruppe");
     WaitForSamples();
@@ -182,21 +132,15 @@ class Tour {
   // Questions of step 3, and the settings of the import class.
   void TakeQuestions() {
     PressAndTake("cmdOptions", "importSettings", "importSettings", "cmdCancel");
-    modals_.Then("inputBox", [this](QWidget& shown) {
+    modals().Then("inputBox", [this](QWidget& shown) {
       Take(shown, "inputBox");
       dynamic_cast<QDialog&>(shown).reject();
     });
-    modals_.Then("messageBox", [this](QWidget& shown) {
-      Take(shown, "messageBox-notice");
-      dynamic_cast<QMessageBox&>(shown).button(QMessageBox::Ok)->click();
-    });
+    TakeBox("messageBox-notice", QMessageBox::Ok);
     for (QAction* action : Page().actions()) {
       if (action->objectName() == "mnuSaveAs") action->trigger();
     }
-    modals_.Then("messageBox", [this](QWidget& shown) {
-      Take(shown, "messageBox-question");
-      dynamic_cast<QMessageBox&>(shown).button(QMessageBox::No)->click();
-    });
+    TakeBox("messageBox-question", QMessageBox::No);
     Press("cmdCancel");
     Press("cmdSave");
     Press("cmdCancel");
@@ -245,25 +189,12 @@ class Tour {
     Take(Page(), "import-3-preview");
     TakeRun("import-4-question", "import-5-run", "optImport");
     Take(Page(), "import-6-result");
-    modals_.Then("messageBox", [this](QWidget& shown) {
-      Take(shown, "messageBox-undo");
-      dynamic_cast<QMessageBox&>(shown).button(QMessageBox::No)->click();
-    });
-    Press("cmdUndo");
+    TakeUndo(*this, database_);
     Press("cmdClose");
   }
 
   void TakeRun(const char* question, const char* picture, const char* choice) {
-    QTimer watch;
-    QObject::connect(&watch, &QTimer::timeout, [this, &watch, picture] {
-      QWidget* run = QApplication::activeModalWidget();
-      if (run == nullptr || run->objectName() != "frmImport") return;
-      const auto& bar = FindIn<QProgressBar>(*run, "ProgressBar");
-      if (bar.value() < kMidRun * bar.maximum()) return;
-      watch.stop();
-      camera_.Take(*run, picture);
-    });
-    modals_.Then("frmQuestionDlg", [this, &watch, question, choice](QWidget& shown) {
+    modals().Then("frmQuestionDlg", [this, question, choice](QWidget& shown) {
       FindIn<QAbstractButton>(shown, choice).click();
       const auto& records = FindIn<QLabel>(shown, "lblRecords");
       // They are counted beside the window.
@@ -271,37 +202,19 @@ class Tour {
         throw std::runtime_error("the records are not counted");
       }
       Take(shown, question);
-      watch.start(0);
       FindIn<QAbstractButton>(shown, "cmdOK").click();
     });
-    Press("cmdOK");
-    if (watch.isActive()) throw std::runtime_error("the run was not seen midway");
+    TakeMeanwhile(
+        "frmImport", picture,
+        [](QWidget& run) {
+          const auto& bar = FindIn<QProgressBar>(run, "ProgressBar");
+          return bar.value() >= kMidRun * bar.maximum();
+        },
+        [] { Press("cmdOK"); });
     if (Page().objectName() != "frmResult") throw std::runtime_error("no result is shown");
   }
 
-  // The first records are read apart from the page.
-  void WaitForPreview() {
-    const auto& preview = FindIn<QTableView>(Page(), "tblVorschau");
-    if (!QTest::qWaitFor([&preview] { return preview.isVisible(); }, kWaitMs)) {
-      throw std::runtime_error("no first records are shown");
-    }
-  }
-
-  // The source is read apart from the page.
-  void WaitForSamples() {
-    const auto& samples = FindIn<QTableView>(Page(), "lstBeispiele");
-    if (!QTest::qWaitFor([&samples] { return samples.model()->rowCount() > 1; }, kWaitMs)) {
-      throw std::runtime_error("no sample values are shown");
-    }
-  }
-
-  host::HostWindow& window_;
-  const Camera& camera_;
-  testing::ModalDriver modals_{[](const std::string& complaint) {
-    std::fprintf(stderr, "wizard_screenshots: %s\n", complaint.c_str());
-    const auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-    if (box != nullptr) std::fprintf(stderr, "%s\n", qPrintable(box->text()));
-  }};
+  std::string database_;
 };
 
 void TakeAll(const QString& folder, const QString& pictures) {
@@ -311,7 +224,8 @@ void TakeAll(const QString& folder, const QString& pictures) {
   host::HostWindow window(ui, components, host::OpenHostDatabase(FromQt(folder), ""), "4711");
   QDir::setCurrent(QDir(folder).filePath("Import"));
   window.show();
-  Tour(window, Camera(pictures)).Run();
+  const Camera camera(pictures);
+  Tour(window, camera, host::HostDatabase(FromQt(folder), "")).Run();
 }
 
 }  // namespace

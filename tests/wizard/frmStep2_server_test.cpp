@@ -1,8 +1,4 @@
 // Step 2 and a server: the page is alive while it waits, and the connection is used when it comes.
-#include <arpa/inet.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <QAbstractButton>
 #include <QComboBox>
 #include <QLabel>
@@ -10,6 +6,7 @@
 #include <QTableView>
 
 #include "kestrel/open_connection.h"
+#include "support/silent_server.h"
 #include "support/sql_server_stand_in.h"
 #include "wizard/wizard_fixture.h"
 
@@ -18,35 +15,9 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing::SilentServer;
 using testing::Spin;
 using testing::SqlServerStandIn;
-
-// Takes connections and never says a word.
-class SilentServer {
- public:
-  SilentServer() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    address_.sin_family = AF_INET;
-    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address_;
-    EXPECT_EQ(::bind(socket_, reinterpret_cast<const sockaddr*>(&address_), size), 0);
-    EXPECT_EQ(::listen(socket_, 5), 0);
-    EXPECT_EQ(::getsockname(socket_, reinterpret_cast<sockaddr*>(&address_), &size), 0);
-  }
-  ~SilentServer() { HangUp(); }
-  SilentServer(const SilentServer&) = delete;
-  SilentServer& operator=(const SilentServer&) = delete;
-
-  std::string DataSource() const { return "127.0.0.1," + std::to_string(ntohs(address_.sin_port)); }
-  // Refuses those who wait, and everybody from now on.
-  void HangUp() {
-    if (socket_ >= 0) ::close(socket_);
-    socket_ = -1;
-  }
-
- private:
-  int socket_;
-  sockaddr_in address_{};
-};
 
 class Step2ServerTest : public testing::WizardFixture {
  protected:
