@@ -29,6 +29,7 @@ Ort=FIELD:Ort
 """
 SOURCE = "Nr;Name;Ort\r\n501;Bäckerei Schäfer;Köln\r\n502;Jürgen Groß;Hamburg\r\n"
 FIELDS = "Felder und ihre Zuordnung"
+ASSIGNED = ["«Nr»", "«Name»", "«Ort»"]
 MOST_ATTEMPTS = 60
 
 

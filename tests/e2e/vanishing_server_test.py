@@ -16,7 +16,6 @@ RUN = "KESTREL Import"
 LONGEST_RUN = 120  # seconds
 LOST = "Die Verbindung zum Datenbankserver ist verloren und wird wiederhergestellt ..."
 UNREACHABLE = "Die Datenbank der Anwendung ist nicht zu erreichen. Ihre Angaben bleiben erhalten;"
-ASSIGNED = ["«Nr»", "«Name»", "«Ort»"]
 
 
 def write_long_source(session):
@@ -36,7 +35,7 @@ def give_up_waiting(session):
 
 def lose_host(session, server):
     import screen_reader
-    from vanishing import check
+    from vanishing import ASSIGNED, check
 
     session.write_specification()
     write_long_source(session)

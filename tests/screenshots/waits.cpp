@@ -76,6 +76,7 @@ void TakeWaitingPage(Steps& steps) {
   const testing::SilentServer server;
   QWidget& page = Steps::Page();
   FindIn<QComboBox>(page, "cboDatenquelleTyp").setCurrentText("Microsoft SQL-Server");
+  Spin();
   FindIn<QLineEdit>(page, "txtSQLServer").setText(ToQt(server.DataSource()));
   FindIn<QLineEdit>(page, "txtSQLUID").setText("import");
   FindIn<QLineEdit>(page, "txtSQLDB").setText("Adressen");
