@@ -35,7 +35,9 @@
 //
 // Threads. A library and all that is made with it belong to the thread that opened it; from every other thread
 // each call but kestrel_run_stop gives KESTREL_WRONG_THREAD and does nothing. Callbacks are called in that
-// thread, during a call. A process may open several, each in a thread of its own.
+// thread, during a call. A process may open several, each in a thread of its own; a process that it forks is
+// another thread to all of them, and leaves them alone. Calls out of callbacks may stand within each other 200
+// deep; then they give KESTREL_BUSY.
 //
 // Results. Every function that can fail returns a status: KESTREL_OK or what went wrong, of which
 // kestrel_last_error tells more. What is handed out is then untouched. Callbacks return KESTREL_OK, or any
@@ -600,8 +602,8 @@ KESTREL_EXPORT int32_t kestrel_job_create(kestrel_library* library, kestrel_hand
 // Ends what was open, loads the specification and makes its working copy. KESTREL_REFUSED where it is not found
 // or its application is no number; error 52 for a user whose number holds a path separator, 58 where other
 // imports hold the names of working copies, and errors of files (53, 57, 61, 70, 75, 76): nothing is open then.
-// Error 5 while a run of the job is under way, as for all of the following, and for those where nothing is
-// open.
+// Error 5 while another call works with the job, out of whose callbacks it comes, as for all of the following,
+// and for those where nothing is open.
 KESTREL_EXPORT int32_t kestrel_job_open(kestrel_library* library, kestrel_handle job,
                                         const kestrel_order* order);
 
@@ -768,7 +770,8 @@ KESTREL_EXPORT int32_t kestrel_run_stop(const kestrel_library* library, int32_t*
 // 76 where it cannot be written.
 KESTREL_EXPORT int32_t kestrel_job_save_rejects(kestrel_library* library, kestrel_handle job,
                                                 kestrel_text path);
-// Ends what is open without a run; nothing where nothing is. During a run it asks that to stop.
+// Ends what is open without a run; nothing where nothing is. During a run it asks that to stop; error 5 in the
+// callbacks of other calls.
 KESTREL_EXPORT int32_t kestrel_job_cancel(kestrel_library* library, kestrel_handle job);
 
 // --- What imports did -------------------------------------------------------------------------------

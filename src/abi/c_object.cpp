@@ -32,6 +32,7 @@ CComponent::CComponent(const kestrel_component& component)
   if (identifier_.empty()) throw Unusable(identifier_, "hat keinen Namen.");
   if (component.members == nullptr || component.member_count == 0)
     throw Unusable(identifier_, "hat keine Elemente.");
+  RequireCount(component.members, component.member_count, "members");
   // Rows of a later header may be longer; those of one table are alike.
   const std::size_t step = component.members->size;
   const char* row = reinterpret_cast<const char*>(component.members);

@@ -47,7 +47,7 @@ void Bind(const Library& library, Statement& statement, std::size_t parameter, c
 template <class Use>
 auto WithStatement(const Library& library, Connection& connection, const kestrel_text& sql,
                    const kestrel_value* parameters, std::size_t count, Use&& use) {
-  Require(parameters, "parameters");
+  RequireCount(parameters, count, "parameters");
   const auto statement = connection.Prepare(ToView(sql, "sql"));
   std::deque<std::string> made;
   for (std::size_t i = 0; i < count; ++i) Bind(library, *statement, i, parameters[i], made);

@@ -45,8 +45,12 @@ class Handles {
   }
 
   void Clear() {
-    const std::vector<Place> leaving = std::exchange(places_, {});
-    free_.clear();
+    std::vector<ObjectPtr> leaving;
+    for (std::uint32_t place = 0; place < places_.size(); ++place) {
+      if (places_[place].object == nullptr) continue;
+      leaving.push_back(std::exchange(places_[place].object, nullptr));
+      if (++places_[place].use != 0) free_.push_back(place);
+    }
   }
 
  private:

@@ -23,12 +23,40 @@ class Job final : public Object {
 
   ImportJob import;
 
+  // A call that works with the import; callbacks of it come back only to stop it.
+  class Use {
+   public:
+    explicit Use(std::shared_ptr<Job> job, bool is_run = false) : job_(std::move(job)) {
+      if (std::exchange(job_->is_in_use_, true)) RaiseInUse();
+      job_->is_running_ = is_run;
+    }
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+    ~Use() { job_->is_in_use_ = job_->is_running_ = false; }
+    ImportJob* operator->() const { return &job_->import; }
+    ImportJob& operator*() const { return job_->import; }
+
+   private:
+    // Kept, as a callback may give back the last handle.
+    const std::shared_ptr<Job> job_;
+  };
+
+  bool is_in_use() const { return is_in_use_; }
+  bool is_running() const { return is_running_; }
+  [[noreturn]] static void RaiseInUse() {
+    throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
+                       "Der Import ist gerade in einem anderen Aufruf. Warten Sie dessen Ende ab.");
+  }
+
   // It is used by its functions, not by member name.
   std::optional<MemberId> FindMember(std::string_view) const override { return std::nullopt; }
   Value Invoke(MemberId, CallKind, std::span<Argument>) override { return LacksMember(); }
+
+ private:
+  bool is_in_use_ = false;
+  bool is_running_ = false;
 };
 
-// Kept by whoever asks for it: a callback may give back the last handle.
 std::shared_ptr<Job> RequireJob(const Library& library, kestrel_handle handle) {
   return library.RequireKind<Job>(handle, "Import");
 }
@@ -177,8 +205,8 @@ int32_t kestrel_job_create(kestrel_library* library, kestrel_handle* job) {
 
 int32_t kestrel_job_open(kestrel_library* library, kestrel_handle job, const kestrel_order* order) {
   return Guarded(library, [&](Library& open) {
-    const auto opened = RequireJob(open, job);
-    opened->import.Open(OrderOf(open, Read(order, "order")));
+    const Job::Use opened(RequireJob(open, job));
+    opened->Open(OrderOf(open, Read(order, "order")));
   });
 }
 
@@ -186,9 +214,9 @@ int32_t kestrel_job_check(kestrel_library* library, kestrel_handle job, int32_t 
                           kestrel_handle* findings) {
   return Guarded(library, [&](Library& open) {
     kestrel_handle& target = Require(findings, "findings");
-    const auto checked = RequireJob(open, job);
+    const Job::Use checked(RequireJob(open, job));
     const auto depth = all_records != 0 ? kestrel::CheckDepth::kRecords : kestrel::CheckDepth::kColumns;
-    target = open.handles.Add(RowsOf(checked->import.Check(depth)));
+    target = open.handles.Add(RowsOf(checked->Check(depth)));
   });
 }
 
@@ -202,8 +230,9 @@ int32_t kestrel_refusal(kestrel_library* library, kestrel_handle* findings) {
 int32_t kestrel_job_columns(kestrel_library* library, kestrel_handle job, kestrel_handle* recordset) {
   return Guarded(library, [&](Library& open) {
     kestrel_handle& target = Require(recordset, "recordset");
+    const Job::Use used(RequireJob(open, job));
     TextRows rows({"Name"});
-    for (const std::string& name : ColumnsOf(RequireJob(open, job)->import)) rows.Add({name});
+    for (const std::string& name : ColumnsOf(*used)) rows.Add({name});
     target = open.handles.Add(rows.Take());
   });
 }
@@ -212,8 +241,8 @@ int32_t kestrel_job_preview(kestrel_library* library, kestrel_handle job, int64_
                             kestrel_handle* recordset, kestrel_handle* unreadable) {
   return Guarded(library, [&](Library& open) {
     kestrel_handle& target = Require(recordset, "recordset");
-    const auto shown = RequireJob(open, job);
-    const PreviewRows preview = PreviewOf(shown->import, most);
+    const Job::Use shown(RequireJob(open, job));
+    const PreviewRows preview = PreviewOf(*shown, most);
     target = open.handles.Add(preview.rows);
     if (unreadable != nullptr) *unreadable = open.handles.Add(RowsOf(preview.unreadable));
   });
@@ -224,9 +253,9 @@ int32_t kestrel_job_run(kestrel_library* library, kestrel_handle job, const kest
   return Guarded(library, [&](Library& open) {
     // Told before anything is stored.
     if (result != nullptr) RequireSize(result, "result");
-    const auto run = RequireJob(open, job);
+    const Job::Use run(RequireJob(open, job), /*is_run=*/true);
     const kestrel::RunResult& told =
-        Run(run->import, settings == nullptr ? kestrel_run_settings{} : Read(settings, "settings"),
+        Run(*run, settings == nullptr ? kestrel_run_settings{} : Read(settings, "settings"),
             view == nullptr ? kestrel_run_view{} : Read(view, "view"), open.stop);
     if (result != nullptr) Fill(result, ResultOf(open, told), "result");
   });
@@ -237,10 +266,17 @@ int32_t kestrel_job_stop(kestrel_library* library, kestrel_handle job) {
 }
 
 int32_t kestrel_job_save_rejects(kestrel_library* library, kestrel_handle job, kestrel_text path) {
-  return Guarded(library,
-                 [&](Library& open) { RequireJob(open, job)->import.SaveRejects(ToString(path, "path")); });
+  return Guarded(library, [&](Library& open) {
+    const Job::Use saved(RequireJob(open, job));
+    saved->SaveRejects(ToString(path, "path"));
+  });
 }
 
 int32_t kestrel_job_cancel(kestrel_library* library, kestrel_handle job) {
-  return Guarded(library, [&](Library& open) { RequireJob(open, job)->import.Cancel(); });
+  return Guarded(library, [&](Library& open) {
+    const auto ended = RequireJob(open, job);
+    if (ended->is_running()) return ended->import.RequestStop();
+    if (ended->is_in_use()) Job::RaiseInUse();
+    ended->import.Cancel();
+  });
 }

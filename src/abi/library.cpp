@@ -1,5 +1,8 @@
 #include "abi/library.h"
 
+#include <pthread.h>
+
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
@@ -24,6 +27,17 @@ class KnownLibraries {
     static KnownLibraries& known = *std::make_unique<KnownLibraries>().release();
     return known;
   }
+
+  // No thread is within the table while the process forks, as that thread would not be there to leave it.
+  KnownLibraries() {
+    ::pthread_atfork([] { Get().mutex_.lock(); }, [] { Get().mutex_.unlock(); },
+                     [] {
+                       ++Get().process_;
+                       Get().mutex_.unlock();
+                     });
+  }
+
+  std::uint64_t process() const { return process_.load(std::memory_order_relaxed); }
 
   kestrel_library* Add(ComponentRegistry* of_host) {
     auto shell = std::make_unique<kestrel_library>();
@@ -58,11 +72,14 @@ class KnownLibraries {
   }
 
  private:
+  std::atomic<std::uint64_t> process_ = 0;
   std::mutex mutex_;
   std::unordered_map<const kestrel_library*, std::unique_ptr<kestrel_library>> known_;
 };
 
 }  // namespace
+
+std::uint64_t ThisProcess() noexcept { return KnownLibraries::Get().process(); }
 
 kestrel_library* OpenForPlugIn(ComponentRegistry& registry) {
   kestrel_library* const handle = KnownLibraries::Get().Add(&registry);

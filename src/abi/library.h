@@ -30,6 +30,9 @@ namespace kestrel::abi {
 
 class CallFrame;
 
+// A number for each process that came out of another one by fork, while a library was open there.
+std::uint64_t ThisProcess() noexcept;
+
 // The values that a call has handed out, each at a place of its own, as views into it are seen. Costs nothing while empty.
 using HandedOut = std::forward_list<Value>;
 
@@ -59,9 +62,15 @@ class Library {
   };
 
   kestrel_library* handle() const { return handle_; }
-  bool IsOfThisThread() const { return thread_ == std::this_thread::get_id(); }
+  // Nor of a process that was forked, which has the same thread: files and connections are its parent's.
+  bool IsOfThisThread() const { return thread_ == std::this_thread::get_id() && process_ == ThisProcess(); }
   // Whether the call under way came out of a callback.
   bool IsNested() const { return depth_ > 1; }
+  // A callback that calls itself by way of the library would end the process with its stack.
+  void RequireDepth() const {
+    if (depth_ > kDeepestCall)
+      throw Misuse(KESTREL_BUSY, "Die Rückrufe sind zu tief ineinander verschachtelt.");
+  }
 
   // Keeps the error for kestrel_last_error; the status that the call ends with.
   std::int32_t Note(const RuntimeError& error);
@@ -82,7 +91,8 @@ class Library {
   std::shared_ptr<Kind> RequireKind(kestrel_handle handle, const char* what) const {
     auto object = std::dynamic_pointer_cast<Kind>(RequireObject(handle));
     if (object == nullptr)
-      throw Misuse(KESTREL_INVALID_HANDLE, std::string("Das Handle ist kein ") + what + ".");
+      throw Misuse(KESTREL_INVALID_HANDLE,
+                   std::string("Das Handle ist von anderer Art, erwartet wird: ") + what + ".");
     return object;
   }
 
@@ -103,8 +113,11 @@ class Library {
   Handles handles;
 
  private:
+  static constexpr int kDeepestCall = 200;
+
   kestrel_library* const handle_;
   const std::thread::id thread_ = std::this_thread::get_id();
+  const std::uint64_t process_ = ThisProcess();
   int depth_ = 0;
   HandedOut handed_out_;
   std::int32_t last_status_ = KESTREL_OK;
@@ -127,8 +140,12 @@ std::int32_t Guarded(const kestrel_library* handle, Step&& step) noexcept {
   Library* const library = FindLibrary(handle, status);
   if (library == nullptr) return status;
   const Library::Call call(*library);
-  Trap([&] { std::forward<Step>(step)(*library); },
-       [&](const RuntimeError& error) { status = library->Note(error); });
+  Trap(
+      [&] {
+        library->RequireDepth();
+        std::forward<Step>(step)(*library);
+      },
+      [&](const RuntimeError& error) { status = library->Note(error); });
   return status;
 }
 

@@ -24,7 +24,7 @@ CallKind KindOf(std::int32_t use) {
 class Variables {
  public:
   Variables(const Library& library, const kestrel_value* values, std::size_t count) {
-    if (count > 0) Require(values, "arguments");
+    RequireCount(values, count, "arguments");
     values_.reserve(count);  // arguments refer to them
     for (std::size_t i = 0; i < count; ++i) values_.push_back(ToValue(library, &values[i], "arguments"));
     before_ = values_;

@@ -35,6 +35,7 @@ void RequireColumn(const Recordset& set, std::size_t column) {
 std::shared_ptr<MemoryRecordset> MakeSet(const kestrel_column* columns, std::size_t count) {
   auto set = std::make_shared<MemoryRecordset>();
   if (count == 0) return set;
+  RequireCount(columns, count, "columns");
   const std::size_t step = RequireSize(columns, "columns");
   const char* row = reinterpret_cast<const char*>(columns);
   for (std::size_t i = 0; i < count; ++i, row += step) {

@@ -76,7 +76,7 @@ int32_t kestrel_recordset_stream(kestrel_library* library, const kestrel_text* c
     kestrel_handle& target = Require(recordset, "recordset");
     const kestrel_stream functions = Read(stream, "stream");
     if (functions.next == nullptr) RaiseArgument("'next' ist NULL.");
-    if (column_count > 0) Require(columns, "columns");
+    RequireCount(columns, column_count, "columns");
     std::vector<std::string> names;
     for (std::size_t i = 0; i < column_count; ++i) names.push_back(ToString(columns[i], "columns"));
     target = open.handles.Add(std::make_shared<Stream>(open, std::move(names), functions));

@@ -85,6 +85,15 @@ void Fill(Struct* target, Struct content, const char* name) {
     std::memset(reinterpret_cast<char*>(target) + sizeof(Struct), 0, size - sizeof(Struct));
 }
 
+// An array of so many elements. Raises KESTREL_INVALID_ARGUMENT for a number that no memory holds, as -1 is.
+template <class Element>
+void RequireCount(const Element* elements, std::size_t count, const char* name) {
+  if (count == 0) return;
+  Require(elements, name);
+  if (count > PTRDIFF_MAX / sizeof(Element))
+    RaiseArgument(std::string("'") + name + "' kann nicht so viele Elemente haben.");
+}
+
 // The text as it lies with the caller. Raises KESTREL_INVALID_ARGUMENT for one that is none.
 std::string_view ToView(const kestrel_text& text, const char* name);
 inline std::string ToString(const kestrel_text& text, const char* name) {

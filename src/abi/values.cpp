@@ -123,7 +123,8 @@ Value ToValue(const Library& library, const kestrel_value* value, const char* na
     case KESTREL_BYTES: {
       const kestrel_text& bytes = value->as.text;
       if (bytes.length == 0) return std::string();
-      return BytesText({&Require(bytes.data, name), bytes.length});
+      RequireCount(bytes.data, bytes.length, name);
+      return BytesText({bytes.data, bytes.length});
     }
     case KESTREL_DATE: {
       const std::optional<DateTime> time = ToDateTime(value->as.date);

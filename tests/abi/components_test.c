@@ -172,6 +172,32 @@ TEST(ALibraryIsNotClosedWithinItsCallback) {
   OK(library, kestrel_library_close(library));
 }
 
+static int32_t call_itself(void* instance, const kestrel_call* call) {
+  const kestrel_handle object = *(const kestrel_handle*)instance;
+  return kestrel_object_call(call->library, object, text_of("Again"), KESTREL_METHOD, NULL, 0, NULL);
+}
+
+TEST(AMemberThatCallsItselfWithoutEndIsRefusedAtSomeDepth) {
+  kestrel_library* library = open_library();
+  kestrel_handle object = 0;
+  kestrel_member member = {0};
+  kestrel_component component = {0};
+  member.size = sizeof member;
+  member.name = text_of("Again");
+  member.uses = KESTREL_METHOD;
+  member.function = call_itself;
+  component.size = sizeof component;
+  component.identifier = text_of("tests.endless");
+  component.members = &member;
+  component.member_count = 1;
+  component.context = &object;
+  OK(library, kestrel_component_register(library, &component));
+  OK(library, kestrel_object_create(library, text_of("tests.endless"), &object));
+  CHECK(kestrel_object_call(library, object, text_of("Again"), KESTREL_METHOD, NULL, 0, NULL) != KESTREL_OK);
+  CHECK(last_error_has(library, "zu tief"));
+  OK(library, kestrel_library_close(library));
+}
+
 TEST(AnObjectGoesWithItsLastHandle) {
   kestrel_handle object = 0;
   kestrel_handle again = 0;

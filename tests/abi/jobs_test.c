@@ -412,3 +412,98 @@ TEST(AJobThatIsGivenBackLeavesNoWorkingCopy) {
   CHECK(row_count(host.library, rows) == 1);
   close_sample_host(&host);
 }
+
+// What a callback of a job may do with it.
+typedef struct intruder {
+  kestrel_library* library;
+  kestrel_handle job;
+  kestrel_handle connection;
+  int32_t calls_refused;
+} intruder;
+
+static void intrude(intruder* context) {
+  kestrel_handle rows = 0;
+  kestrel_order order = {0};
+  order.size = sizeof order;
+  order.specification = text_of("Kunden");
+  order.host_connection = context->connection;
+  context->calls_refused += kestrel_job_open(context->library, context->job, &order) == KESTREL_FAILED;
+  context->calls_refused += kestrel_job_check(context->library, context->job, 1, &rows) == KESTREL_FAILED;
+  context->calls_refused += kestrel_job_columns(context->library, context->job, &rows) == KESTREL_FAILED;
+  context->calls_refused +=
+      kestrel_job_preview(context->library, context->job, 1, &rows, NULL) == KESTREL_FAILED;
+  context->calls_refused += kestrel_job_run(context->library, context->job, NULL, NULL, NULL) == KESTREL_FAILED;
+  context->calls_refused +=
+      kestrel_job_save_rejects(context->library, context->job, text_of("x")) == KESTREL_FAILED;
+  CHECK(last_number(context->library) == 5);
+}
+
+static int32_t intrude_once(void* context, double percent, kestrel_text text) {
+  (void)percent;
+  (void)text;
+  if (((intruder*)context)->calls_refused == 0) intrude(context);
+  return KESTREL_OK;
+}
+
+TEST(ARunIsLeftAloneByItsOwnCallbacks) {
+  sample_host host = open_sample_host();
+  intruder context = {host.library, open_customers(&host), host.connection, 0};
+  kestrel_run_result result = empty_result();
+  kestrel_run_view view = {0};
+  view.size = sizeof view;
+  view.context = &context;
+  view.progress = intrude_once;
+  OK(host.library, kestrel_job_run(host.library, context.job, NULL, &view, &result));
+  CHECK(context.calls_refused == 6);
+  CHECK(result.read == 6 && result.stored_new == 6 && result.errors == 0);
+  close_sample_host(&host);
+}
+
+static int32_t no_rows(void* context, kestrel_library* library, kestrel_text* row, size_t column_count,
+                       int32_t* at_end) {
+  (void)library;
+  (void)row;
+  (void)column_count;
+  intrude(context);
+  *at_end = 1;
+  return KESTREL_OK;
+}
+
+static int32_t open_intruding(void* context, kestrel_library* library, kestrel_text database,
+                              kestrel_text table, kestrel_handle* recordset) {
+  const kestrel_text column = text_of("Name");
+  kestrel_stream stream = {0};
+  (void)database;
+  (void)table;
+  stream.size = sizeof stream;
+  stream.context = context;
+  stream.next = no_rows;
+  // Nor can it be ended under the call that works with it.
+  CHECK(kestrel_job_cancel(library, ((intruder*)context)->job) == KESTREL_FAILED);
+  return kestrel_recordset_stream(library, &column, 1, &stream, recordset);
+}
+
+TEST(ASourceThatIsReadDoesNotEndItsImport) {
+  sample_host host = open_sample_host();
+  intruder context = {host.library, 0, host.connection, 0};
+  kestrel_handle findings = 0;
+  kestrel_order order = {0};
+  kestrel_source source = {0};
+  source.size = sizeof source;
+  source.name = text_of("Eindringling");
+  source.context = &context;
+  source.open = open_intruding;
+  OK(host.library, kestrel_source_register(host.library, &source));
+  write_file(scratch_file("Import/Fremd.IMP"),
+             "[Common]\r\nDescription=Fremd\r\nImportClass=ksbimport.importkunden\r\nProvider=Eindringling\r\n"
+             "[FieldAssignments]\r\nBez1=FIELD:Name\r\n");
+  order.size = sizeof order;
+  order.specification = text_of("Fremd");
+  order.host_connection = host.connection;
+  OK(host.library, kestrel_job_create(host.library, &context.job));
+  OK(host.library, kestrel_job_open(host.library, context.job, &order));
+  OK(host.library, kestrel_job_check(host.library, context.job, 1, &findings));
+  CHECK(context.calls_refused > 0);
+  OK(host.library, kestrel_job_cancel(host.library, context.job));
+  close_sample_host(&host);
+}

@@ -1,5 +1,7 @@
 #define _POSIX_C_SOURCE 200809L
 #include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "check.h"
 
@@ -53,6 +55,46 @@ TEST(AClosedLibraryIsNotTakenForALaterOne) {
   later = open_library();
   CHECK(kestrel_option_set(closed, text_of("user"), text_of("1")) == KESTREL_INVALID_HANDLE);
   OK(later, kestrel_library_close(later));
+}
+
+TEST(LengthsAndNumbersThatCannotBeAreTold) {
+  kestrel_library* library = open_library();
+  kestrel_handle object = 0;
+  kestrel_text no_length = {"abc", (size_t)-1};
+  kestrel_column column = {0};
+  kestrel_value value = value_of(KESTREL_BYTES);
+  kestrel_value result = value_of(KESTREL_UNSET);
+  value.as.text = no_length;
+  column.size = sizeof column;
+  column.name = text_of("A");
+  column.kind = KESTREL_STRING;
+  STATUS(library, kestrel_option_set(library, text_of("user"), no_length), KESTREL_INVALID_ARGUMENT);
+  CHECK(last_error_has(library, "nicht so viele"));
+  STATUS(library, kestrel_value_convert(library, &value, KESTREL_STRING, &result), KESTREL_INVALID_ARGUMENT);
+  STATUS(library, kestrel_recordset_create(library, &column, (size_t)-1, &object), KESTREL_INVALID_ARGUMENT);
+  CHECK(last_error_has(library, "nicht so viele"));
+  OK(library, kestrel_object_create(library, text_of("kestrelhost.Setup"), &object));
+  STATUS(library,
+         kestrel_object_call(library, object, text_of("WhyReadOnly"), KESTREL_METHOD, &value, (size_t)-1, NULL),
+         KESTREL_INVALID_ARGUMENT);
+  OK(library, kestrel_library_close(library));
+}
+
+// Files and connections are those of the process that opened them.
+TEST(AForkedProcessDoesNotTouchItsParentsLibrary) {
+  kestrel_library* library = open_library();
+  int ended = -1;
+  const pid_t child = fork();
+  if (child == 0) {
+    kestrel_library* own = NULL;
+    int failed = kestrel_option_set(library, text_of("user"), text_of("1")) != KESTREL_WRONG_THREAD;
+    failed |= kestrel_library_close(library) != KESTREL_WRONG_THREAD;
+    failed |= kestrel_library_open(NULL, &own) != KESTREL_OK || kestrel_library_close(own) != KESTREL_OK;
+    _exit(failed);
+  }
+  CHECK(child > 0 && waitpid(child, &ended, 0) == child && ended == 0);
+  OK(library, kestrel_option_set(library, text_of("user"), text_of("1")));
+  OK(library, kestrel_library_close(library));
 }
 
 static void* use_elsewhere(void* library) {
