@@ -34,6 +34,10 @@ class RecordsetTest(LibraryTest):
         rows.first()
         self.assertEqual(next(rows.dicts())["Zahl"], "7")
 
+    def test_whole_numbers_are_of_any_size(self) -> None:
+        numbers = (2**63 - 1, 2**63, -(2**63) - 1, 10**30)
+        self.assertEqual([self.library.text_of_value(number) for number in numbers], [str(n) for n in numbers])
+
     def test_an_iterator_is_read_once(self) -> None:
         rows = self.library.recordset(["A"], (str(number) for number in range(3)))
         self.assertEqual(list(rows), [("0",), ("1",), ("2",)])

@@ -141,6 +141,16 @@ class ImportClassTest(_AddressBookTest):
             self.assertEqual((job.result.read, job.result.stored_new, job.result.rejected), (2, 1, 1))
         self.assertEqual(AddressBook.steps[-1], "close")
 
+    def test_what_it_returns_is_stored_or_none(self) -> None:
+        class Careless(AddressBook):
+            def import_record(self, record: Record) -> Any:
+                return 5
+
+        self.library.register("test.careless", Careless)
+        with self.open("A;Ulm;;;", import_class="test.careless") as job:
+            with self.assertRaisesRegex(TypeError, "Stored oder None"):
+                job.run()
+
     def test_it_may_cancel_before_the_first_record(self) -> None:
         class Unwilling(AddressBook):
             def before_import(self) -> bool:  # type: ignore[override]

@@ -1,6 +1,8 @@
 from __future__ import annotations
 
+import contextlib
 import gc
+import os
 import threading
 import unittest
 from typing import Any
@@ -71,6 +73,23 @@ class LibraryLifeTest(LibraryTest):
         self.assertIsInstance(raised[0], kestrel_import.WrongThread)
         self.library.specifications(self.folder)
 
+    @unittest.skipUnless(hasattr(os, "fork"), "there is no fork")
+    def test_a_forked_process_leaves_its_parents_library_alone(self) -> None:
+        self.sample_host().close()
+        job = self.library.open("Kunden")
+        child = os.fork()
+        if child == 0:
+            failed = 1
+            with contextlib.suppress(BaseException):
+                with contextlib.suppress(kestrel_import.WrongThread):
+                    job.columns()
+                    os._exit(2)
+                self.library.close()
+                failed = 0 if self.library.closed else 3
+            os._exit(failed)
+        self.assertEqual(os.waitpid(child, 0)[1], 0)
+        self.assertEqual(job.columns()[0], "Nr", "its working copy is still there")
+
     def test_closing_in_a_callback_is_refused(self) -> None:
         rows = self.library.recordset(["A"], self._closing())
         self.assertTrue(rows.at_end)
@@ -123,9 +142,9 @@ class ObjectTest(LibraryTest):
             self.assertTrue(made.has("LAST") and not made.has("First"))
             with self.assert_fails(438, "First"):
                 made.invoke("First")
-            wrongs: list[Any] = [2**63, object(), "x\udcff"]
+            wrongs: list[Any] = [object(), "x\udcff"]
             for wrong in wrongs:
-                with self.assertRaises((OverflowError, TypeError, UnicodeEncodeError)):
+                with self.assertRaises((TypeError, UnicodeEncodeError)):
                     made.let("Last", wrong)
 
     def test_what_a_member_raises_comes_out_of_the_call(self) -> None:

@@ -8,6 +8,7 @@ from __future__ import annotations
 
 import contextlib
 import ctypes
+import os
 import signal
 import threading
 from collections import deque
@@ -30,6 +31,7 @@ class Calls:
         self._pointer: int | None = None
         self._functions = _native.functions()
         self._thread = threading.get_ident()
+        self._process = os.getpid()
         self._carried: BaseException | None = None
         self._kept: dict[int, Any] = {}
         # Functions that are under way still when they are dropped, and call nothing any more.
@@ -49,7 +51,8 @@ class Calls:
         """Closing twice is no error."""
         if self._pointer is None:
             return
-        self.call("library_close")
+        if os.getpid() == self._process:
+            self.call("library_close")
         self._pointer = None
         self._kept.clear()
 

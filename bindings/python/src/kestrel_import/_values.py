@@ -33,7 +33,8 @@ def fill(native: _native.Value, value: Value) -> Any:
         content.boolean = value
     elif isinstance(value, int):
         if not -(2**63) <= value < 2**63:
-            raise OverflowError(f"{value} hat mehr als 64 Bits")
+            native.kind = _native.DECIMAL
+            return _point_to(content.text, str(value).encode())
         native.kind = _native.INTEGER
         content.integer = value
     elif isinstance(value, float):

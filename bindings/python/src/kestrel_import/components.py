@@ -166,6 +166,8 @@ class _Driven:
             stored = store(
                 {field.name: self._value(field, text) for field, text in zip(self.fields, self.row)}
             )
+            if stored is not None and not isinstance(stored, Stored):
+                raise TypeError(f"import_record gibt Stored oder None zurück, nicht {type(stored).__name__}")
         except RecordRefused as refused:
             self.error = refused
         except BaseException as error:  # noqa: B902 - nothing may pass through C

@@ -222,7 +222,7 @@ class Job(Object):
         revision: Callable[[Revision], None] | None = None,
         tell: Callable[[str], None] | None = None,
     ) -> RunResult:
-        """Runs the import; returns when it is over. Refused where it does not begin.
+        """Runs the import; returns when it is over, and `open` begins another. Refused where it does not begin.
 
         `test` only reads and checks. `despite_findings` refuses only what makes the run impossible. `first` is the
         source record to begin with, from 1. The run stops once it has counted `most_errors`, or once the import class

@@ -76,7 +76,7 @@ class Library(Calls):
     def close(self) -> None:
         """Ends what is open; an import that has not run is cancelled. Closing twice is no error.
 
-        Busy from within a callback.
+        Busy from within a callback. A forked process only forgets it: what is open is its parent's.
         """
         self.end()
 
