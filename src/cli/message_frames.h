@@ -32,6 +32,8 @@ class FrameReader {
   void Feed(std::string_view bytes);
   // The next whole one; none where more bytes are needed, or behind a lost one.
   std::optional<MessageFrame> Next();
+  // Whether the bytes so far end somewhere within a message or its header.
+  bool IsWithinMessage() const { return !is_lost_ && (length_ || passed_over_ > 0 || !bytes_.empty()); }
 
  private:
   std::optional<MessageFrame> ReadHeader();

@@ -119,6 +119,13 @@ class Service final : private ProgressWatcher {
             {"capabilities", {{"methods", kMethods}}}};
   }
 
+  // A source file. Standard input has the client's messages.
+  static std::string SourceFile(Params& params) {
+    std::string file = params.Text("file");
+    if (file == "-") throw RpcFault{kInvalidParams, "file: Die Standardeingabe ist hier keine Datenquelle."};
+    return file;
+  }
+
   Command CommandFor(const std::string& method, Params& params) const {
     Command command;
     if (method == "list") {
@@ -129,23 +136,26 @@ class Service final : private ProgressWatcher {
       options.templates = params.Truth("templates");
       command = [options](Workspace& workspace) { return ListCommand(workspace, options); };
     } else if (method == "check") {
-      const CheckOptions options{params.RequiredText("spec"), params.Text("file"), params.Truth("data")};
+      const CheckOptions options{params.RequiredText("spec"), SourceFile(params), params.Truth("data")};
       command = [options](Workspace& workspace) { return CheckCommand(workspace, options); };
     } else if (method == "columns") {
-      command = [spec = params.RequiredText("spec"), file = params.Text("file")](Workspace& workspace) {
+      command = [spec = params.RequiredText("spec"), file = SourceFile(params)](Workspace& workspace) {
         return ColumnsCommand(workspace, spec, file);
       };
     } else if (method == "preview") {
       constexpr std::int64_t kMostRecords = 10'000;
       const std::int64_t records = params.Number("records", 0, kMostRecords).value_or(10);
-      command = [spec = params.RequiredText("spec"), file = params.Text("file"),
-                 records](Workspace& workspace) { return PreviewCommand(workspace, spec, file, records); };
+      command = [spec = params.RequiredText("spec"), file = SourceFile(params), records](Workspace& workspace) {
+        return PreviewCommand(workspace, spec, file, records);
+      };
     } else if (method == "run") {
       command = [options = RunOptionsOf(params)](Workspace& workspace) {
         return RunCommand(workspace, options);
       };
     } else if (method == "runs") {
       const RunsOptions options{params.Number("run", 1, INT32_MAX), params.Truth("last")};
+      if (options.run && options.last)
+        throw RpcFault{kInvalidParams, "run und last sind zusammen nicht möglich."};
       command = [options](Workspace& workspace) { return RunsCommand(workspace, options); };
     } else if (method == "undo") {
       const UndoOptions options{params.RequiredNumber("run", 1, INT32_MAX), params.Truth("dryRun"),
@@ -162,13 +172,16 @@ class Service final : private ProgressWatcher {
   static RunOptions RunOptionsOf(Params& params) {
     RunOptions options;
     options.spec = params.RequiredText("spec");
-    options.source_file = params.Text("file");
+    options.source_file = SourceFile(params);
     options.test = params.Truth("test");
     options.quiet = true;
     options.settings.from = static_cast<std::int32_t>(params.Number("from", 1, INT32_MAX).value_or(1));
     options.settings.most_errors =
         static_cast<std::int32_t>(params.Number("maxErrors", 1, INT32_MAX).value_or(0));
     options.settings.rejects_file = params.Text("rejects");
+    if (options.settings.rejects_file == "-")
+      throw RpcFault{kInvalidParams,
+                     "rejects: Die Standardausgabe hat die Nachrichten; geben Sie eine Datei an."};
     options.user = params.Text("user");
     if (options.user.find_first_of("/\\") != std::string::npos) {
       throw RpcFault{kInvalidParams, "user: '" + options.user + "' enthält / oder \\."};

@@ -90,6 +90,7 @@ std::optional<Incoming> ServiceInbox::Take() {
   if (waiting_.empty()) return std::nullopt;
   Incoming taken = std::move(waiting_.front());
   waiting_.pop_front();
+  bytes_waiting_ -= taken.bytes;
   under_way_ = taken.id;
   signals_.ForgetCancelled();
   return taken;
@@ -97,6 +98,7 @@ std::optional<Incoming> ServiceInbox::Take() {
 
 void ServiceInbox::Read() {
   std::array<char, 1 << 16> bytes{};
+  bool is_at_end = false;
   for (;;) {
     std::array<pollfd, 2> ready = {{{descriptor_, POLLIN, 0}, {wake_up_, POLLIN, 0}}};
     if (::poll(ready.data(), ready.size(), -1) < 0 && errno != EINTR) break;
@@ -104,7 +106,8 @@ void ServiceInbox::Read() {
     if (ready[0].revents == 0) continue;
     const ssize_t got = ::read(descriptor_, bytes.data(), bytes.size());
     if (got < 0 && (errno == EINTR || errno == EAGAIN)) continue;
-    if (got <= 0) break;
+    is_at_end = got <= 0;
+    if (is_at_end) break;
     frames_.Feed({bytes.data(), static_cast<std::size_t>(got)});
     bool is_lost = false;
     while (const std::optional<MessageFrame> frame = frames_.Next()) {
@@ -113,6 +116,8 @@ void ServiceInbox::Read() {
     }
     if (is_lost) break;
   }
+  if (is_at_end && frames_.IsWithinMessage())
+    Add(Faulty(kParseError, "Die Eingabe endet mitten in einer Nachricht."));
   const std::lock_guard lock(mutex_);
   is_at_end_ = true;
   changed_.notify_all();
@@ -120,10 +125,12 @@ void ServiceInbox::Read() {
 
 void ServiceInbox::Add(const MessageFrame& frame) {
   Incoming incoming = ReadMessage(frame);
-  if (!incoming.fault && incoming.method == "$/cancelRequest") {
+  // As a request it is none that there is, and is told so.
+  if (!incoming.fault && !incoming.is_request && incoming.method == "$/cancelRequest") {
     const json id = incoming.params.is_object() ? incoming.params.value("id", json()) : json();
     Cancel(id);
   } else {
+    if (!incoming.fault) incoming.bytes = frame.body.size();
     Add(std::move(incoming));
   }
 }
@@ -131,10 +138,13 @@ void ServiceInbox::Add(const MessageFrame& frame) {
 void ServiceInbox::Add(Incoming incoming) {
   const std::lock_guard lock(mutex_);
   // What ends the service is never refused.
-  if (waiting_.size() >= kMostWaiting && incoming.method != "exit") {
+  const bool is_too_much =
+      waiting_.size() >= kMostWaiting || bytes_waiting_ + incoming.bytes > kMostBytesWaiting;
+  if (is_too_much && incoming.method != "exit") {
     if (!incoming.is_request || waiting_.size() >= 2 * kMostWaiting) return;
     incoming = Faulty(kInvalidRequest, "Es warten schon zu viele Anfragen.", incoming.id);
   }
+  bytes_waiting_ += incoming.bytes;
   waiting_.push_back(std::move(incoming));
   changed_.notify_all();
 }

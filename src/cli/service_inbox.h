@@ -4,7 +4,8 @@
 //  1. Requests are performed one after the other, in the order in which they came, by the thread that takes them; that
 //     thread alone writes. So what is wrong with a message is queued, too, and answered in its turn.
 //  2. A cancellation reaches the request under way at once, and one that waits when its turn comes.
-//  3. A message is kept until it is taken; beyond kMostWaiting only that it was refused.
+//  3. A message is kept until it is taken; beyond kMostWaiting, or kMostBytesWaiting, only that it was refused, and
+//     beyond twice kMostWaiting nothing.
 #pragma once
 
 #include <condition_variable>
@@ -44,11 +45,13 @@ struct Incoming {
   std::string method = {};
   nlohmann::json params = nullptr;
   bool is_cancelled = false;
+  std::size_t bytes = 0;  // of the message, whose reading takes many times of that
 };
 
 class ServiceInbox {
  public:
   static constexpr std::size_t kMostWaiting = 1000;
+  static constexpr std::size_t kMostBytesWaiting = 4 * kLongestMessage;
 
   // Reads from `descriptor`, which outlives it, as `signals` do.
   ServiceInbox(int descriptor, StopSignals& signals);
@@ -74,6 +77,7 @@ class ServiceInbox {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<Incoming> waiting_;
+  std::size_t bytes_waiting_ = 0;
   nlohmann::json under_way_;  // its id
   bool is_at_end_ = false;
   std::thread reader_;

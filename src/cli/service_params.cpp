@@ -10,6 +10,9 @@ namespace kestrel::cli {
 
 namespace {
 
+// Names, paths and connection strings; what is longer is none, and looking for what was meant would take minutes.
+constexpr std::size_t kLongestText = 4096;
+
 RpcFault Invalid(const std::string& name, const std::string& why) { return {kInvalidParams, name + " " + why}; }
 
 }  // namespace
@@ -26,6 +29,8 @@ std::string Params::Text(const std::string& name) {
   if (value == nullptr) return {};
   if (!value->is_string()) throw Invalid(name, "ist kein Text.");
   std::string text = value->get<std::string>();
+  if (text.size() > kLongestText)
+    throw Invalid(name, "ist länger als " + GroupedNumber(kLongestText) + " Bytes.");
   if (text.find('\0') != std::string::npos) throw Invalid(name, "enthält ein Nullzeichen.");
   return text;
 }

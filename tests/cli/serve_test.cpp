@@ -110,9 +110,14 @@ TEST_F(Serve, WhatIsWrongIsAnsweredByItsCodeInGerman) {
   const json missing = client.Call(10, "run", {{"spec", "Kundenlsite"}});
   EXPECT_EQ(CodeOf(missing), -32803);
   EXPECT_THAT(MessageOf(missing), HasSubstr("Meinten Sie 'Kundenliste'?"));
-  EXPECT_EQ(CodeOf(client.Call(11, "preview", {{"spec", "Messe"}, {"file", "-"}})), -32803)
-      << "standard input is the client's";
+  const json of_input = client.Call(11, "preview", {{"spec", "Messe"}, {"file", "-"}});
+  EXPECT_EQ(CodeOf(of_input), -32602);
+  EXPECT_THAT(MessageOf(of_input), HasSubstr("Standardeingabe"));
   EXPECT_EQ(CodeOf(client.Call(12, "run", {{"spec", "Messe"}, {"user", "../x"}})), -32602);
+  EXPECT_EQ(CodeOf(client.Call(13, "run", {{"spec", "Messe"}, {"rejects", "-"}})), -32602);
+  EXPECT_EQ(CodeOf(client.Call(16, "check", {{"spec", std::string(5000, 'x')}})), -32602);
+  EXPECT_EQ(CodeOf(client.Call(14, "runs", {{"run", 1}, {"last", true}})), -32602);
+  EXPECT_EQ(CodeOf(client.Call(15, "$/cancelRequest", {{"id", 14}})), -32601) << "it has no answer of its own";
 }
 
 TEST_F(Serve, BadMessagesAreAnsweredAndTheNextOneIsRead) {
@@ -171,6 +176,41 @@ TEST_F(Serve, WhatWasAskedIsAnsweredAlthoughNothingMoreComes) {
   client.AwaitAnswer(1);
   EXPECT_EQ(client.AwaitAnswer(2)["result"]["exitStatus"], 0);
   EXPECT_FALSE(client.Receive());
+}
+
+TEST_F(Serve, AnInputThatEndsWithinAMessageIsTold) {
+  for (const char* end :
+       {"Content-Le", "Content-Length: 50\r\n\r\n", "Content-Length: 50\r\n\r\n{\"jsonrpc\":"}) {
+    ServiceClient client(Command());
+    client.Write(end);
+    EXPECT_EQ(client.Close(), 1);
+    const std::optional<json> told = client.Receive();
+    ASSERT_TRUE(told) << end;
+    EXPECT_EQ(CodeOf(*told), -32700);
+    EXPECT_FALSE(client.Receive());
+  }
+}
+
+TEST_F(Serve, WhatWaitsIsBoundedInBytes) {
+  ServiceClient client(Command());
+  client.Call(1, "initialize", Folder());
+  // Nothing that waits is taken before it is cancelled.
+  const ConnectionPtr other = OpenConnection(host() + "/kestrel.db");
+  other->Begin();
+  client.Send({{"jsonrpc", "2.0"}, {"id", 2}, {"method", "run"}, {"params", {{"spec", "Kundenliste"}}}});
+  client.AwaitNotification("window/logMessage");
+  const std::string long_name(cli::kLongestMessage - 200, 'x');
+  constexpr int kSent = 6;
+  for (int id = 0; id < kSent; ++id) {
+    client.Send({{"jsonrpc", "2.0"}, {"id", 100 + id}, {"method", "check"}, {"params", {{"spec", long_name}}}});
+  }
+  client.Send({{"jsonrpc", "2.0"}, {"method", "$/cancelRequest"}, {"params", {{"id", 2}}}});
+  client.AwaitAnswer(2);
+  int refused = 0;
+  for (int id = 0; id < kSent; ++id) refused += CodeOf(client.AwaitAnswer(100 + id)) == -32600 ? 1 : 0;
+  EXPECT_EQ(refused, 2);
+  other->Rollback();
+  EXPECT_EQ(client.Call(3, "list")["result"]["exitStatus"], 0);
 }
 
 // The messages of the page are sent as they stand there.
