@@ -12,7 +12,7 @@ namespace kestrel::cli {
 namespace {
 
 constexpr const char* kExitStatusHelp =
-    "Rückgabewerte: 0 fertig ohne Fehler; 1 fertig, Fehler gezählt; 2 falscher Aufruf; 3 vom Importziel\n"
+    "Rückgabewerte: 0 fertig ohne Fehler; 1 fertig, Fehler gezählt; 2 falscher Aufruf; 3 vom Importziel "
     "abgebrochen; 4 Spezifikation, Datenquelle, Datenbank oder Komponente nicht nutzbar; 5 vom Benutzer "
     "abgebrochen.";
 
@@ -185,7 +185,7 @@ void CommandLine::AddRun() {
   run->add_flag("--quiet", run_.quiet, "nur melden, was nicht gelang");
   run->add_option("--json-log", run_.json_log,
                   "an diese Datei Ereignisse des Laufs anhängen, ein JSON-Objekt je Zeile")
-      ->check(NotEmpty())
+      ->check(OutputFile())
       ->type_name("DATEI");
   run->add_option("--from", run_.settings.from, "mit diesem Datensatz der Quelle beginnen")
       ->check(WholeNumber(1, INT32_MAX))
@@ -195,7 +195,7 @@ void CommandLine::AddRun() {
       ->type_name("N");
   run->add_option("--rejects", run_.settings.rejects_file,
                   "nicht gespeicherte Datensätze in diese Datei schreiben")
-      ->check(NotEmpty())
+      ->check(OutputFile())
       ->type_name("DATEI");
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <ostream>
 
 #include "platform/base/text.h"
 
@@ -61,6 +62,24 @@ std::string_view FittingBeginning(std::string_view text, std::size_t columns) {
     if (width > columns) return text.substr(0, start);
   }
   return text;
+}
+
+void WriteHanging(std::ostream& stream, std::string begin, std::string_view text, std::size_t screen_columns) {
+  const std::size_t indent = DisplayWidth(begin);
+  const bool has_room = screen_columns > indent;
+  while (has_room && DisplayWidth(text) > screen_columns - indent) {
+    std::string_view part = FittingBeginning(text, screen_columns - indent);
+    const std::size_t blank = part.rfind(' ');
+    if (blank != std::string_view::npos && blank > 0 && text[part.size()] != ' ') part = part.substr(0, blank);
+    if (part.empty()) break;
+    stream << begin << part << '\n';
+    text.remove_prefix(part.size());
+    text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+    begin.assign(indent, ' ');
+  }
+  begin += text;
+  begin.erase(begin.find_last_not_of(' ') + 1);
+  stream << begin << '\n';
 }
 
 }  // namespace kestrel::cli

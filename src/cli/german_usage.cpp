@@ -5,7 +5,9 @@
 #include <string_view>
 #include <utility>
 
+#include "cli/help_formatter.h"
 #include "cli/usage_error.h"
+#include "platform/base/grouped_number.h"
 #include "platform/base/number.h"
 
 namespace kestrel::cli {
@@ -15,36 +17,10 @@ namespace {
 // How the check of values that are told begins its name.
 constexpr std::string_view kPossibleValues = "one of";
 
-// With points between groups of three digits.
-std::string Grouped(std::int64_t number) {
-  std::string digits = std::to_string(number);
-  const std::size_t sign = number < 0 ? 1 : 0;
-  for (std::size_t i = digits.size(); i > sign + 3;) digits.insert(i -= 3, 1, '.');
-  return digits;
-}
-
-// Headings of groups of options have no label.
-class Formatter final : public CLI::Formatter {
- public:
-  std::string make_group(std::string group, bool is_positional,
-                         std::vector<const CLI::Option*> options) const override {
-    return CLI::Formatter::make_group(group == "Options" ? get_label(group) : group, is_positional,
-                                      std::move(options));
-  }
-};
-
 }  // namespace
 
 void SpeakGerman(CLI::App& app) {
-  app.formatter(std::make_shared<Formatter>());
-  app.get_formatter()->label("OPTIONS", "OPTIONEN");
-  app.get_formatter()->label("SUBCOMMAND", "BEFEHL");
-  app.get_formatter()->label("Options", "Optionen");
-  app.get_formatter()->label("Positionals", "Angaben");
-  app.get_formatter()->label("Subcommands", "Befehle");
-  app.get_formatter()->label("Usage", "Aufruf");
-  app.get_formatter()->label("REQUIRED", "NÖTIG");
-  app.get_formatter()->label("Excludes", "nicht mit");
+  app.formatter(std::make_shared<HelpFormatter>());
   // Commands inherit it.
   app.group("Befehle");
   app.set_help_flag("-h,--help", "Diese Hilfe");
@@ -87,8 +63,8 @@ CLI::Validator WholeNumber(std::int64_t least, std::int64_t most) {
     const auto number = ParseWholeNumber(value);
     return number && *number >= least && *number <= most
                ? std::string()
-               : "'" + value + "' ist nicht möglich. Möglich sind ganze Zahlen von " + Grouped(least) +
-                     " bis " + Grouped(most) + ".";
+               : "'" + value + "' ist nicht möglich. Möglich sind ganze Zahlen von " + GroupedNumber(least) +
+                     " bis " + GroupedNumber(most) + ".";
   };
   return {check, ""};
 }
@@ -97,6 +73,17 @@ CLI::Validator NotEmpty() {
   const auto check = [](const std::string& value) {
     return value.empty() ? std::string("Der Wert ist leer. Geben Sie einen an, oder lassen Sie die Angabe weg.")
                          : std::string();
+  };
+  return {check, ""};
+}
+
+CLI::Validator OutputFile() {
+  const auto check = [](const std::string& value) {
+    if (value.empty())
+      return std::string("Der Wert ist leer. Geben Sie eine Datei an, oder lassen Sie die Angabe weg.");
+    return value == "-"
+               ? std::string("Auf die Standardausgabe geht es hier nicht; eine Datei dieses Namens ist ./-.")
+               : std::string();
   };
   return {check, ""};
 }

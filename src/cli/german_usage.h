@@ -20,6 +20,8 @@ std::vector<std::string> PossibleValues(CLI::Option& option);
 CLI::Validator WholeNumber(std::int64_t least, std::int64_t most);
 // An empty value, of a variable that is not set, would silently mean what holds without the option.
 CLI::Validator NotEmpty();
+// The name of a file that is written. "-" is none, as those who are used to it mean standard output.
+CLI::Validator OutputFile();
 // A personnel number becomes part of a file name.
 CLI::Validator WithoutSeparators();
 

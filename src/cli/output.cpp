@@ -232,7 +232,8 @@ void TableWriter::WriteAligned(const std::vector<std::string>& values) {
     const std::size_t width = DisplayWidth(values[i]);
     line.append((i < widths_.size() && width < widths_[i] ? widths_[i] - width : 0) + kGap, ' ');
   }
-  WriteLine(std::move(line), values.empty() ? std::string_view() : values.back());
+  WriteHanging(stream_, std::move(line), values.empty() ? std::string_view() : values.back(),
+               look_.screen_columns);
 }
 
 void TableWriter::WriteBlock(const std::vector<std::string>& values) {
@@ -240,29 +241,9 @@ void TableWriter::WriteBlock(const std::vector<std::string>& values) {
     if (values[i].empty()) continue;
     std::string title = columns_[i].title;
     title.append(widths_[0] - DisplayWidth(title) + kGap, ' ');
-    WriteLine(std::move(title), values[i]);
+    WriteHanging(stream_, std::move(title), values[i], look_.screen_columns);
   }
   stream_ << '\n';
-}
-
-// `last` goes on below itself where the screen ends.
-void TableWriter::WriteLine(std::string line, std::string_view last) {
-  const std::size_t indent = DisplayWidth(line);
-  const bool has_room = look_.screen_columns > indent;
-  while (has_room && DisplayWidth(last) > look_.screen_columns - indent) {
-    std::string_view part = FittingBeginning(last, look_.screen_columns - indent);
-    const std::size_t blank = part.rfind(' ');
-    // A word that is longer than the line is cut; what is wider than that is shown as it is.
-    if (blank != std::string_view::npos && blank > 0 && last[part.size()] != ' ') part = part.substr(0, blank);
-    if (part.empty()) break;
-    stream_ << line << part << '\n';
-    last.remove_prefix(part.size());
-    last.remove_prefix(std::min(last.find_first_not_of(' '), last.size()));
-    line.assign(indent, ' ');
-  }
-  line += last;
-  line.erase(line.find_last_not_of(' ') + 1);
-  stream_ << line << '\n';
 }
 
 void TableWriter::WriteCsv(const std::vector<std::string>& values) {

@@ -112,7 +112,6 @@ class TableWriter {
   void WriteText(const std::vector<std::string>& values);
   void WriteAligned(const std::vector<std::string>& values);
   void WriteBlock(const std::vector<std::string>& values);
-  void WriteLine(std::string line, std::string_view last);
   void WriteCsv(const std::vector<std::string>& values);
   void WriteJson(const std::vector<std::string>& values);
   void FlushHeld();

@@ -1,6 +1,10 @@
+#include <filesystem>
 #include <optional>
 #include <ostream>
+#include <string>
+#include <system_error>
 #include <utility>
+#include <vector>
 
 #include "cli/json_log.h"
 #include "cli/progress_line.h"
@@ -22,6 +26,7 @@ class ConsoleRunView final : public RunView {
         job_(workspace.job()),
         log_(log),
         is_quiet_(options.quiet),
+        holds_(options.quiet && workspace.watcher() == nullptr),
         progress_(workspace, options.quiet ? Progress::kNone : options.progress) {}
 
   void SetInfo(std::string_view text) override { progress_.SetInfo(text); }
@@ -31,9 +36,17 @@ class ConsoleRunView final : public RunView {
     progress_.Tick();
   }
   void Tell(std::string_view text) override {
-    progress_.End();
-    stream_ << text << std::endl;
+    if (holds_) {
+      held_.emplace_back(text);
+    } else {
+      progress_.End();
+      stream_ << text << std::endl;
+    }
     if (log_ != nullptr) log_->Message(text);
+  }
+  // What was told meanwhile, as that a lock was waited for: quiet, it is worth reading where the end was not good.
+  void TellHeld() {
+    for (const std::string& text : held_) stream_ << text << std::endl;
   }
   void RecordDone(const RecordOutcome& outcome) override {
     progress_.SetRecord(outcome.record);
@@ -52,7 +65,9 @@ class ConsoleRunView final : public RunView {
   ImportJob& job_;
   JsonLog* log_;
   const bool is_quiet_;
+  const bool holds_;  // a watcher wants to know at once
   ProgressLine progress_;
+  std::vector<std::string> held_;
   bool is_stopped_ = false;
 };
 
@@ -156,6 +171,16 @@ ExitStatus StatusOf(const RunResult& result) {
   return result.errors == 0 ? kDone : kErrorsCounted;
 }
 
+// The one is replaced at the end, so what was added to the other would be gone.
+void RequireTwoFiles(const std::string& rejects, const std::string& json_log) {
+  std::error_code error;
+  const auto place = [&](const std::string& path) { return std::filesystem::weakly_canonical(path, error); };
+  if (!rejects.empty() && place(rejects) == place(json_log) && !error) {
+    throw NotUsable("--rejects und --json-log nennen dieselbe Datei ''" + json_log +
+                    "''. Geben Sie zwei verschiedene an.");
+  }
+}
+
 }  // namespace
 
 int RunCommand(Workspace& workspace, const RunOptions& options) {
@@ -171,6 +196,7 @@ int RunCommand(Workspace& workspace, const RunOptions& options) {
   if (!options.json_log.empty()) {
     const Session& session = workspace.session();
     Rejects::RequireNotInUse(options.json_log, session);
+    RequireTwoFiles(options.settings.rejects_file, options.json_log);
     log.emplace(options.json_log);
     log->Start(session.ChosenSpecFile, session.*KindOf(session)->location);
   }
@@ -182,8 +208,12 @@ int RunCommand(Workspace& workspace, const RunOptions& options) {
   const RunResult& result = job.result();
   if (log) log->End(result);
   const ExitStatus status = StatusOf(result);
-  const bool is_told = !options.quiet || status != kDone;
-  if (options.quiet && is_told) workspace.err() << result.message << std::endl;
+  const bool is_well = status == kDone && result.source_kept.empty() && result.unlogged_count == 0;
+  const bool is_told = !options.quiet || !is_well;
+  if (options.quiet && is_told) {
+    view.TellHeld();
+    workspace.err() << result.message << std::endl;
+  }
   if (!options.quiet || workspace.options().format != OutputFormat::kText)
     WriteResult(workspace, result, options.test);
   if (is_told) TellRest(workspace, result, options);

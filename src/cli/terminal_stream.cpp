@@ -1,5 +1,7 @@
 #include "cli/terminal_stream.h"
 
+#include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,6 +16,14 @@ namespace {
 using Traits = std::char_traits<char>;
 
 }  // namespace
+
+void OccupyStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(stream, F_GETFD) >= 0) continue;
+    // The lowest free number; opened for what nobody does with it.
+    ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
+}
 
 DescriptorOutput::DescriptorOutput(int descriptor) : std::ostream(nullptr), descriptor_(descriptor) {
   setp(buffer_.data(), buffer_.data() + buffer_.size());
@@ -32,6 +42,10 @@ int DescriptorOutput::sync() {
     const ssize_t written = ::write(descriptor_, from, static_cast<std::size_t>(pptr() - from));
     if (written >= 0) {
       from += written;
+    } else if (errno == EAGAIN) {
+      // Who shares the terminal or the pipe with this program may have made it one that does not wait.
+      pollfd room{descriptor_, POLLOUT, 0};
+      ::poll(&room, 1, -1);
     } else if (errno != EINTR) {
       error_ = errno;
     }

@@ -10,6 +10,10 @@
 
 namespace kestrel::cli {
 
+// Sees that no file gets the number of a standard stream that is closed, as what is printed would be written into it.
+// Reading or writing there fails as it did.
+void OccupyStandardStreams();
+
 // Writes to a file descriptor that outlives it. A failed write sets badbit, as with any stream, and is kept.
 class DescriptorOutput final : private std::streambuf, public std::ostream {
  public:

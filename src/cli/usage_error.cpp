@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <set>
 #include <string_view>
 
 #include "platform/base/nearest_name.h"
@@ -131,8 +132,15 @@ class Words {
   Words(const CLI::App& program, const std::vector<std::string>& words) : words_(words), path_{&program} {}
 
   void RequireKnown() {
-    for (at_ = 0; at_ < words_.size() && words_[at_] != "--"; ++at_) {
-      if (IsOption(words_[at_])) {
+    bool is_behind_options = false;
+    for (at_ = 0; at_ < words_.size(); ++at_) {
+      if (is_behind_options) {
+        PassWord(words_[at_]);
+      } else if (words_[at_] == "--") {
+        // No command comes any more.
+        if (path_.back()->get_require_subcommand_min() > 0) break;
+        is_behind_options = true;
+      } else if (IsOption(words_[at_])) {
         PassOption(words_[at_]);
       } else if (const CLI::App* command = FindCommand(*path_.back(), words_[at_])) {
         path_.push_back(command);
@@ -143,7 +151,7 @@ class Words {
       }
     }
     const CLI::App& last = *path_.back();
-    if (at_ == words_.size() && last.get_require_subcommand_min() > 0 && !is_help_) {
+    if (last.get_require_subcommand_min() > 0 && !is_help_) {
       throw WrongUse(
           (path_.size() == 1 ? "Es fehlt ein Befehl." : "Zu '" + CalledAs(path_) + "' fehlt, was zu tun ist.") +
           " Möglich sind: " + Joined(CommandNames(last)) + ".");
@@ -162,10 +170,13 @@ class Words {
     if (option == nullptr) throw UnknownOption(path_, name);
     is_help_ |=
         option->get_items_expected_max() == 0 && (name == "--help" || name == "-h" || name == "--version");
-    if (option->get_items_expected_max() == 0 || word.size() > name.size()) return;
-    if (at_ + 1 == words_.size() || Find(words_[at_ + 1]) != nullptr)
+    if (option->get_items_expected_max() == 0) return;
+    if (option->get_items_expected_max() == 1 && !given_.insert(option).second)
+      throw WrongUse(name + " ist mehr als einmal angegeben.", CalledAs(path_));
+    const bool is_joined = word.size() > name.size();
+    if (is_joined ? word == name + "=" : at_ + 1 == words_.size() || Find(words_[at_ + 1]) != nullptr)
       throw WrongUse("Zu " + name + " fehlt ein Wert.", CalledAs(path_));
-    ++at_;
+    if (!is_joined) ++at_;
   }
 
   void PassWord(const std::string& word) {
@@ -187,6 +198,7 @@ class Words {
   Commands path_;
   std::size_t at_ = 0;
   std::size_t positionals_ = 0;
+  std::set<const CLI::Option*> given_;
   bool is_help_ = false;
 };
 
@@ -199,7 +211,8 @@ void RequireKnownWords(const CLI::App& program, const std::vector<std::string>& 
 const CLI::App& RequireCommand(const CLI::App& above, const std::string& name) {
   if (const CLI::App* command = FindCommand(above, name)) return *command;
   const std::vector<std::string> names = CommandNames(above);
-  const std::string meant = DidYouMean(name, names);
+  const bool is_option = FindOption(above, "--" + name) != nullptr;
+  const std::string meant = is_option ? " Meinten Sie '--" + name + "'?" : DidYouMean(name, names);
   throw WrongUse("Den Befehl '" + name + "' gibt es nicht." +
                  (!meant.empty()  ? meant
                   : names.empty() ? " '" + above.get_name() + "' hat keine weiteren."

@@ -2,12 +2,14 @@
 #include <gmock/gmock.h>
 
 #include <sstream>
+#include <thread>
 
 #include "cli/display_width.h"
 #include "cli/end_to_end_fixture.h"
 #include "cli/locale_charset.h"
 #include "cli/output.h"
 #include "cli/progress_line.h"
+#include "support/eventually.h"
 #include "support/terminal_program.h"
 
 namespace kestrel {
@@ -205,6 +207,55 @@ TEST_F(EndToEnd, QuietTellsOnlyWhatDidNotGoWell) {
   EXPECT_THAT(Run({"run", "Messe", "--quiet", "--format", "json"}).out, HasSubstr("\"records\":"));
 }
 
+// An import that removes its source would find it again the next time.
+TEST_F(EndToEnd, HelpIsAsWideAsTheTerminalAndItsColumnsAreStraight) {
+  for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{
+           {"--help"}, {"help", "run"}, {"help", "target", "add"}, {"undo", "--help"}}) {
+    std::vector<std::string> call = {testing::BuiltProgram("kestrel-import")};
+    call.insert(call.end(), command.begin(), command.end());
+    for (const unsigned short columns : std::vector<unsigned short>{40, 80}) {
+      const std::string help = RunOnTerminal(call, columns).screen;
+      for (const std::string_view line : Split(help, '\n')) {
+        EXPECT_LE(DisplayWidth(line.substr(0, line.find('\r'))), std::size_t{columns}) << line;
+      }
+    }
+  }
+  const std::string help = Run({"help", "target", "add"}).out;
+  const auto column = [&](std::string_view description) {
+    const std::size_t at = help.find(description);
+    const std::size_t start = help.rfind('\n', at) + 1;
+    return DisplayWidth(std::string_view(help).substr(start, at - start));
+  };
+  EXPECT_EQ(column("Name des Importziels (nötig)"), column("Diese Hilfe"));
+  EXPECT_EQ(column("Tabelle der Datenbank"), column("Diese Hilfe"));
+}
+
+TEST_F(EndToEnd, QuietTellsThatASourceStaysAlthoughAllIsStored) {
+  WriteSpec("Rest.IMP",
+            "[Common]\nDescription=Rest\nImportClass=ksbimport.importkunden\nFileName=messe.txt\nDelimiter=;\n"
+            "ColumnHeadings=1\nDeleteFile=1\n[FieldAssignments]\nBez1=FIELD:Name\n");
+  const ProgramResult run = Run({"run", "Rest", "--quiet", "--from", "2"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, "");
+  EXPECT_THAT(run.err, HasSubstr("wurde nicht gelöscht"));
+  EXPECT_TRUE(FileExists(Spec("messe.txt")));
+}
+
+TEST_F(EndToEnd, QuietALockThatWasWaitedForIsOnlyInTheLogOfTheRun) {
+  const std::string log = folder_.File("lauf.jsonl");
+  const ConnectionPtr other = OpenConnection(host() + "/kestrel.db");
+  other->Begin();
+  std::thread release([&] {
+    EXPECT_TRUE(testing::Eventually(
+        [&] { return FileExists(log) && ReadWholeFile(log).find("es wird gewartet") != std::string::npos; }));
+    other->Rollback();
+  });
+  const ProgramResult run = Run({"run", "Messe", "--quiet", "--json-log", log});
+  release.join();
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out + run.err, "");
+}
+
 TEST_F(EndToEnd, TheLogOfARunIsNeverTheSourceAndTellsWhatItCannotTake) {
   const std::string before = ReadWholeFile(Spec("kunden.txt"));
   const ProgramResult source = Run({"run", "Kundenliste", "--json-log", Spec("kunden.txt")});
@@ -212,6 +263,10 @@ TEST_F(EndToEnd, TheLogOfARunIsNeverTheSourceAndTellsWhatItCannotTake) {
   EXPECT_THAT(source.err, HasSubstr("ist die Quelle"));
   EXPECT_EQ(ReadWholeFile(Spec("kunden.txt")), before);
   EXPECT_EQ(Run({"run", "Kundenliste", "--json-log", folder_.File("fehlt/lauf.jsonl")}).status, 4);
+  const ProgramResult both =
+      Run({"run", "Kundenliste", "--json-log", folder_.File("x"), "--rejects", folder_.File("./x")});
+  EXPECT_EQ(both.status, 4);
+  EXPECT_THAT(both.err, HasSubstr("dieselbe Datei"));
   EXPECT_EQ(Query("SELECT count(*) FROM Kunden"), "0\n") << "refused before anything was imported";
   const ProgramResult full = Run({"run", "Messe", "--json-log", "/dev/full"});
   EXPECT_EQ(full.status, 4);

@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <sstream>
+#include <string>
+#include <thread>
 
 namespace kestrel::cli {
 namespace {
@@ -29,6 +32,20 @@ TEST(TerminalStream, FailsWithItsTarget) {
   EXPECT_FALSE(stream.good());
 }
 
+TEST(StandardStreams, NoFileTakesThePlaceOfAClosedOne) {
+  EXPECT_EXIT(
+      {
+        ::close(STDIN_FILENO);
+        ::close(STDOUT_FILENO);
+        ::close(STDERR_FILENO);
+        OccupyStandardStreams();
+        const bool is_safe = ::open("/dev/null", O_RDWR) > STDERR_FILENO;
+        const bool fails = ::write(STDOUT_FILENO, "x", 1) < 0 && ::write(STDERR_FILENO, "x", 1) < 0;
+        ::_exit(is_safe && fails ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
 TEST(DescriptorOutput, KeepsWhyItFailed) {
   const int full = ::open("/dev/full", O_WRONLY);
   ASSERT_GE(full, 0);
@@ -39,6 +56,30 @@ TEST(DescriptorOutput, KeepsWhyItFailed) {
     EXPECT_FALSE(output.good());
   }
   ::close(full);
+}
+
+// As whoever shares a terminal with it may set it.
+TEST(DescriptorOutput, WaitsForAReaderWhereTheFileItselfDoesNot) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe(ends.data()), 0);
+  ASSERT_EQ(::fcntl(ends[1], F_SETFL, O_NONBLOCK), 0);
+  const std::string text(300'000, 'x');  // more than a pipe holds
+  std::string arrived;
+  std::thread reader([&] {
+    std::array<char, 4096> part{};
+    for (ssize_t got = 0; (got = ::read(ends[0], part.data(), part.size())) > 0;) {
+      arrived.append(part.data(), static_cast<std::size_t>(got));
+    }
+  });
+  {
+    DescriptorOutput output(ends[1]);
+    output << text << std::flush;
+    EXPECT_EQ(output.error(), 0);
+  }
+  ::close(ends[1]);
+  reader.join();
+  ::close(ends[0]);
+  EXPECT_EQ(arrived, text);
 }
 
 }  // namespace

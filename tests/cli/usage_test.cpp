@@ -54,6 +54,7 @@ TEST_F(Usage, AMistypedCommandIsNamedWithTheOneThatWasMeant) {
   EXPECT_EQ(WrongUse({"chek", "Kunden"}),
             "kestrel-import: Den Befehl 'chek' gibt es nicht. Meinten Sie 'check'?");
   EXPECT_THAT(WrongUse({"--folder", "x", "preveiw"}), HasSubstr("Meinten Sie 'preview'?"));
+  EXPECT_THAT(WrongUse({"version"}), HasSubstr("Meinten Sie '--version'?"));
   EXPECT_THAT(WrongUse({"tanze"}), AllOf(HasSubstr("Möglich sind: list, show"), Not(HasSubstr("Meinten"))));
 }
 
@@ -74,6 +75,23 @@ TEST_F(Usage, AnOptionOfAnotherCommandIsToldAsOne) {
 TEST_F(Usage, AnOptionDoesNotTakeTheNextOptionForItsValue) {
   EXPECT_EQ(WrongUse({"run", "Kunden", "--file", "--test"}), "kestrel-import: Zu --file fehlt ein Wert.");
   EXPECT_EQ(WrongUse({"list", "--host"}), "kestrel-import: Zu --host fehlt ein Wert.");
+}
+
+TEST_F(Usage, AnOptionWithoutAValueOrGivenTwiceIsToldAsSuch) {
+  EXPECT_EQ(WrongUse({"list", "--folder="}), "kestrel-import: Zu --folder fehlt ein Wert.");
+  EXPECT_EQ(WrongUse({"list", "--folder", "a", "--folder=b"}),
+            "kestrel-import: --folder ist mehr als einmal angegeben.");
+  EXPECT_THAT(Call({"help", "target", "add"}).out, HasSubstr("--key-name"));
+  EXPECT_THAT(WrongUse({"target", "add", "X", "--key-name", "A", "--key-name", "B", "--tabel", "T"}),
+              HasSubstr("Meinten Sie '--table'?"))
+      << "an option that may come again";
+}
+
+TEST_F(Usage, BehindTwoDashesEverythingIsAWord) {
+  EXPECT_THAT(WrongUse({"show", "--", "-x", "--folder", "a"}),
+              HasSubstr("Die Angabe '--folder' ist bei 'show' zu viel."));
+  EXPECT_EQ(Call({"show", "--", "-x"}).status, 4) << "a specification may be called so";
+  EXPECT_THAT(WrongUse({"--", "list"}), HasSubstr("Es fehlt ein Befehl."));
 }
 
 TEST_F(Usage, AWordTooManyIsNamed) {
@@ -101,6 +119,14 @@ TEST_F(Usage, NumbersAreRefusedWithTheirRange) {
   EXPECT_THAT(WrongUse({"runs", "99999999999"}), HasSubstr("LAUF: '99999999999' " + counted));
   EXPECT_THAT(WrongUse({"preview", "Kunden", "-n", "-1"}), HasSubstr("von 0 bis 2.147.483.647."));
   EXPECT_THAT(WrongUse({"list", "--app-mode", "40000"}), HasSubstr("von -32.768 bis 32.767."));
+}
+
+TEST_F(Usage, AFileThatIsWrittenIsNotStandardOutput) {
+  for (const char* option : {"--rejects", "--json-log"}) {
+    EXPECT_EQ(WrongUse({"run", "Kunden", option, "-"}),
+              std::string("kestrel-import: ") + option +
+                  ": Auf die Standardausgabe geht es hier nicht; eine Datei dieses Namens ist ./-.");
+  }
 }
 
 TEST_F(Usage, AMistypedChoiceIsNamedWithTheOneThatWasMeant) {
