@@ -1,6 +1,6 @@
 """Imports customers into a table as a Django model has it, over the program's own connection.
 
-    django_table.py customers.csv
+    django_table.py customers.csv    (a file with the columns Name, E-Mail, Ort and Kunde seit, behind semicolons)
 
 The import class is an ordinary Python class. All records are one transaction, so that nothing stays where the import
 is stopped.
@@ -86,6 +86,9 @@ def tell(outcome: kestrel_import.Outcome) -> None:
 
 
 def main() -> int:
+    if len(sys.argv) != 2:
+        print(__doc__, file=sys.stderr)
+        return 2
     database = sqlite3.connect(":memory:")
     database.execute(TABLE)
     result = import_customers(database, pathlib.Path(sys.argv[1]))

@@ -34,6 +34,9 @@ class ExamplesTest(unittest.TestCase):
             ["4 gelesen = 2 neu + 2 abgewiesen", "Jürgen Groß; Köln; 2003-02-01", "Heinrich; ; None"],
         )
 
+    def test_without_a_file_the_example_says_what_it_wants(self) -> None:
+        self.assertEqual(_run(str(_EXAMPLES / "django_table.py")), (2, []))
+
     def test_customers_go_from_one_service_to_another(self) -> None:
         status, lines = _run(str(_EXAMPLES / "rest_service.py"))
         self.assertEqual(status, 0)
