@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <map>
 #include <memory>
@@ -90,8 +91,11 @@ class ConsoleOfACommand final : public ConsoleUserInterface {
  public:
   using ConsoleUserInterface::ConsoleUserInterface;
   Answer MessageBox(std::string_view text, std::string_view title, Icon icon, Buttons buttons) override;
+  // Called before each box; empty: nothing is.
+  void BeforeBoxes(std::function<void()> step) { before_ = std::move(step); }
 
  private:
+  std::function<void()> before_;
   std::map<std::string, std::string, std::less<>> last_errors_;  // by their titles
 };
 
@@ -101,6 +105,7 @@ class Workspace {
   Workspace(const CommonOptions& options, const Surroundings& surroundings);
 
   ImportJob& job() { return job_; }
+  ConsoleOfACommand& ui() { return ui_; }
   Session& session() { return job_.session(); }
   ComponentRegistry& components() { return components_; }
   std::ostream& out() { return surroundings_.out; }

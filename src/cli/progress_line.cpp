@@ -11,11 +11,14 @@ namespace kestrel::cli {
 
 ProgressLine::ProgressLine(Workspace& workspace, Progress progress)
     : screen_(workspace.screen()),
+      ui_(workspace.ui()),
       watcher_(workspace.watcher()),
       bar_(watcher_ == nullptr && progress == Progress::kAuto && Screen::ErrDraws()),
       plain_(watcher_ == nullptr && (progress == Progress::kPlain ||
                                      (progress == Progress::kAuto && !bar_ && Screen::ErrColumns() > 0))),
-      stream_(bar_ ? workspace.terminal() : workspace.err()) {}
+      stream_(bar_ ? workspace.terminal() : workspace.err()) {
+  ui_.BeforeBoxes([this] { End(); });
+}
 
 void ProgressLine::SetPercent(double percent) {
   percent_ = percent;

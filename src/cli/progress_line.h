@@ -21,6 +21,9 @@ class ProgressLine {
  public:
   // The workspace outlives this object.
   ProgressLine(Workspace& workspace, Progress progress);
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+  ~ProgressLine() { ui_.BeforeBoxes({}); }
 
   void SetInfo(std::string_view text) { info_.assign(text); }
   void SetPercent(double percent);
@@ -28,13 +31,14 @@ class ProgressLine {
   void SetRecord(std::int32_t record) { record_ = record; }
   // Called again and again: draws what has changed, where it is time.
   void Tick();
-  // Ends a line that was drawn, so that what follows begins on one of its own.
+  // Ends a line that was drawn, so that what follows begins on one of its own. Boxes do so by themselves.
   void End();
 
  private:
   void Draw();
 
   const Screen& screen_;
+  ConsoleOfACommand& ui_;
   ProgressWatcher* const watcher_;
   const bool bar_;
   const bool plain_;

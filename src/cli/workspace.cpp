@@ -81,6 +81,7 @@ Answer ConsoleOfACommand::MessageBox(std::string_view text, std::string_view tit
     if (last == text) return Answer::kOk;
     last = text;
   }
+  if (before_) before_();
   return ConsoleUserInterface::MessageBox(text, title, icon, buttons);
 }
 

@@ -107,6 +107,12 @@ class OnATerminal : public EndToEnd {
   }
 };
 
+TEST_F(OnATerminal, MessagesBeginInALineOfTheirOwn) {
+  const std::string screen = Screen({"run", "Kundenliste"}, 80);
+  ASSERT_THAT(screen, HasSubstr("\x1b[K"));
+  EXPECT_THAT(screen, HasSubstr("\x1b[K\r\nKESTREL Import: "));
+}
+
 TEST_F(OnATerminal, ProgressIsDrawnInOneLineThatFits) {
   const std::string screen = Screen({"run", "Kundenliste"}, 60);
   ASSERT_THAT(screen, HasSubstr("\r["));
