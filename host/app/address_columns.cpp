@@ -3,7 +3,6 @@
 #include <QDate>
 #include <algorithm>
 #include <iterator>
-#include <utility>
 
 #include "platform/base/text.h"
 #include "wizard/qt_text.h"
@@ -47,16 +46,6 @@ constexpr KnownColumn kKnownColumns[] = {
     {"Zahlungsziel", "Zahlungsziel", ColumnKind::kNumber},
 };
 
-// The database's own lower() knows ASCII letters only (SQLite).
-std::string InLowerCase(const std::string& expression) {
-  std::string lower = "lower(" + expression + ")";
-  for (const auto& [upper_letter, lower_letter] :
-       {std::pair("Ä", "ä"), std::pair("Ö", "ö"), std::pair("Ü", "ü")}) {
-    lower = "replace(" + lower + ", '" + upper_letter + "', '" + lower_letter + "')";
-  }
-  return lower;
-}
-
 }  // namespace
 
 AddressColumn DescribeColumn(std::string_view name) {
@@ -65,33 +54,6 @@ AddressColumn DescribeColumn(std::string_view name) {
                    [&](const KnownColumn& column) { return EqualsIgnoringCase(column.name, name); });
   if (known == std::end(kKnownColumns)) return {std::string(name), ToQt(name), ColumnKind::kText};
   return {std::string(name), QString::fromUtf8(known->heading), known->kind};
-}
-
-std::string OrderExpression(const AddressColumn& column) {
-  if (column.kind != ColumnKind::kText) return column.name;
-  std::string order = InLowerCase(column.name);
-  for (const auto& [letter, base] :
-       {std::pair("ä", "a"), std::pair("ö", "o"), std::pair("ü", "u"), std::pair("ß", "ss")}) {
-    order = "replace(" + order + ", '" + letter + "', '" + base + "')";
-  }
-  return order;
-}
-
-std::string SearchCondition(const std::vector<AddressColumn>& columns) {
-  // All columns as one text, so that a row is brought into lower case and looked through once. Nobody types the line
-  // break that keeps them apart.
-  std::string row;
-  for (const AddressColumn& column : columns) {
-    row += (row.empty() ? "" : " || '\n' || ") + ("coalesce(CAST(" + column.name + " AS TEXT), '')");
-  }
-  return InLowerCase("(" + row + ")") + " LIKE ? ESCAPE '!'";
-}
-
-std::string SearchPattern(const QString& text) {
-  QString pattern = text.toLower();
-  // What means something to LIKE is meant as it stands.
-  for (const char* special : {"!", "%", "_"}) pattern.replace(special, QString("!") + special);
-  return FromQt("%" + pattern + "%");
 }
 
 QString ShownText(const AddressColumn& column, std::string_view text) {

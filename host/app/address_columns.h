@@ -19,15 +19,6 @@ struct AddressColumn {
 // A column that the host does not know is a text and is called by its name.
 AddressColumn DescribeColumn(std::string_view name);
 
-// An SQL expression for the order of the column: names without regard to case and umlauts, as in a German
-// directory.
-std::string OrderExpression(const AddressColumn& column);
-
-// An SQL condition that is true where any of the columns holds the text, in whatever case. It has one parameter,
-// which SearchPattern makes.
-std::string SearchCondition(const std::vector<AddressColumn>& columns);
-std::string SearchPattern(const QString& text);
-
 // The text of a column as a person reads it: dates as day.month.year, times behind their date.
 QString ShownText(const AddressColumn& column, std::string_view text);
 

@@ -9,7 +9,9 @@ namespace {
 
 // How often it is looked for answers.
 constexpr int kLookMs = 30;
-// How often a question that takes long shows what there is; making that costs a look into the table.
+// When a question that takes long shows what there is for the first time, and how often from then on; making that costs
+// a look into the table.
+constexpr std::chrono::milliseconds kShowAfter{80};
 constexpr std::chrono::milliseconds kShowEvery{400};
 
 }  // namespace
@@ -57,7 +59,8 @@ void AddressReader::Ask(AddressQuestion question) {
 void AddressReader::AnswerHere(AddressQuestion question) {
   Trap(
       [&] {
-        AddressSearch search(*connection_, std::move(question));
+        AddressMemory memory;
+        AddressSearch search(*connection_, memory, std::move(question));
         while (search.Next()) {
         }
         show_(search.Answer());
@@ -94,6 +97,7 @@ class EndsWithQuestion final : public WaitWatch {
 
 void AddressReader::Work(Desk& desk, const AnotherConnection& another) {
   ConnectionPtr connection;
+  AddressMemory memory;
   std::unique_lock lock(desk.mutex);
   while (true) {
     desk.asked.wait(lock, [&] { return desk.is_closing || desk.question; });
@@ -104,10 +108,11 @@ void AddressReader::Work(Desk& desk, const AnotherConnection& another) {
     Trap(
         [&] {
           if (connection == nullptr) connection = another();
-          AnswerThere(desk, number, *connection, std::move(question));
+          AnswerThere(desk, number, *connection, memory, std::move(question));
         },
         [&](const RuntimeError& error) {
           connection.reset();
+          memory = {};
           const std::lock_guard telling(desk.mutex);
           if (desk.number == number) desk.error = error;
         });
@@ -115,7 +120,7 @@ void AddressReader::Work(Desk& desk, const AnotherConnection& another) {
   }
 }
 
-void AddressReader::AnswerThere(Desk& desk, std::int64_t number, Connection& connection,
+void AddressReader::AnswerThere(Desk& desk, std::int64_t number, Connection& connection, AddressMemory& memory,
                                 AddressQuestion question) {
   const auto is_wanted = [&] {
     const std::lock_guard lock(desk.mutex);
@@ -128,19 +133,22 @@ void AddressReader::AnswerThere(Desk& desk, std::int64_t number, Connection& con
   };
   connection.WatchWaits(&watch);
   const Watching watching{connection};
-  AddressSearch search(connection, std::move(question));
-  auto shown = std::chrono::steady_clock::now();
+  AddressSearch search(connection, memory, std::move(question));
+  auto show_at = std::chrono::steady_clock::now() + kShowAfter;
+  bool has_shown_older = false;
   bool is_more = true;
   while (is_more) {
     is_more = search.Next();
     if (!is_wanted()) return;
-    const auto now = std::chrono::steady_clock::now();
-    if (is_more && now - shown < kShowEvery) continue;
-    shown = now;
+    const bool is_older = search.IsFromOlderState();
+    // Behind what was there at once, a list that begins anew would only flicker.
+    if (is_more && !is_older && (has_shown_older || std::chrono::steady_clock::now() < show_at)) continue;
+    has_shown_older = has_shown_older || is_older;
     AddressAnswer answer = search.Answer();
     const std::lock_guard lock(desk.mutex);
     if (desk.number != number) return;
     desk.answer = std::move(answer);
+    show_at = std::chrono::steady_clock::now() + kShowEvery;
   }
 }
 

@@ -1,7 +1,8 @@
 // Answers questions about an address list from a thread of its own, so that the window never waits for the database.
 //
 //  1. There is one question at a time: a new one ends the one before, whose answers are not heard of any more.
-//  2. The thread has a connection of its own, opened with the first question and again after an error.
+//  2. The thread has a connection of its own, opened with the first question and again after an error, and keeps the list
+//     in memory that it has read over it (AddressMemory), for as long as nothing is written.
 //  3. Without a way to open one, questions are answered by the window's connection before Ask returns.
 #pragma once
 
@@ -51,7 +52,8 @@ class AddressReader final : public QObject {
   void AnswerHere(AddressQuestion question);
   void Look();
   static void Work(Desk& desk, const AnotherConnection& another);
-  static void AnswerThere(Desk& desk, std::int64_t number, Connection& connection, AddressQuestion question);
+  static void AnswerThere(Desk& desk, std::int64_t number, Connection& connection, AddressMemory& memory,
+                          AddressQuestion question);
 
   ConnectionPtr connection_;
   AnotherConnection another_;

@@ -4,23 +4,35 @@
 #include <map>
 #include <utility>
 
+#include "wizard/qt_text.h"
+
 namespace kestrel::host {
 
 namespace {
 
 // Rows of a part: few enough that a new question does not wait, many enough that asking costs nothing.
-constexpr int kRowsOfPart = 5000;
+constexpr std::size_t kRowsOfPart = 5000;
+// So many parts that are in memory already take as long.
+constexpr std::size_t kPartsOfMemory = 40;
+// Of a list that is longer, the rest is read with every question.
+constexpr std::size_t kMostBytes = std::size_t{256} << 20;
 // So many times the rows wanted are kept before all but the first are dropped.
 constexpr std::size_t kRoom = 8;
 
 }  // namespace
 
-AddressSearch::AddressSearch(Connection& connection, AddressQuestion question)
+AddressSearch::AddressSearch(Connection& connection, AddressMemory& memory, AddressQuestion question)
     : connection_(connection),
+      memory_(memory),
       question_(std::move(question)),
       number_(question_.columns.front().name),
-      pattern_(SearchPattern(question_.text)),
-      orders_by_value_(question_.columns[question_.order_column].kind == ColumnKind::kNumber) {}
+      text_(ComparedText(FromQt(question_.text))),
+      orders_by_value_(OrderColumn().kind == ColumnKind::kNumber) {
+  for (const AddressColumn& column : question_.columns) {
+    query_ += (query_.empty() ? "SELECT " : ", ") + column.name;
+  }
+  query_ += " FROM " + question_.table;
+}
 
 bool AddressSearch::Precedes(const Hit& one, const Hit& other) const {
   const auto before = [this](const Hit& a, const Hit& b) {
@@ -40,46 +52,96 @@ void AddressSearch::KeepFirst() {
   hits_.resize(kept);
 }
 
-bool AddressSearch::Next() {
-  if (is_complete_) return false;
-  if (total_ < 0) {
-    total_ = connection_.OpenRecordset("SELECT COUNT(*) FROM " + question_.table)->ValueAt(0).ToInteger();
-    if (IsOrderOfTable()) {
-      found_ = total_;
-      is_complete_ = true;
-      return false;
+bool AddressSearch::IsMemoryOld(const std::string& version) const {
+  return version.empty() || version != memory_.version || query_ != memory_.query;
+}
+
+void AddressSearch::Begin() {
+  has_begun_ = true;
+  const std::string version = DataVersion(connection_);
+  if (IsMemoryOld(version)) {
+    // While the list is read anew, what there was is worth a look: most of it is as it was.
+    is_older_ = !IsOrderOfTable() && query_ == memory_.query && memory_.is_whole;
+    if (is_older_) {
+      for (const AddressTexts& part : memory_.parts) LookAt(part);
     }
+    // Where nobody tells whether it still counts, nothing is kept.
+    memory_ = {};
+    memory_.query = query_;
+    memory_.version = version;
+    memory_.is_full = version.empty();
   }
-  const std::string behind = read_to_.empty() ? "" : number_ + " > " + read_to_;
-  const std::string where = behind.empty() ? "" : " WHERE " + behind;
-  const RecordsetPtr end =
-      connection_.OpenRecordset("SELECT " + number_ + " FROM " + question_.table + where + " ORDER BY " +
-                                number_ + " LIMIT 1 OFFSET " + std::to_string(kRowsOfPart - 1));
-  std::string conditions = where;
-  const auto add = [&](const std::string& condition) {
-    conditions += (conditions.empty() ? " WHERE " : " AND ") + condition;
-  };
-  const bool is_last = end->IsEof();
-  const std::string end_number = is_last ? "" : std::string(end->TextAt(0));
-  if (!is_last) add(number_ + " <= " + end_number);
-  if (!question_.text.isEmpty()) add(SearchCondition(question_.columns));
-  const auto query = connection_.Prepare("SELECT " + number_ + ", " +
-                                         OrderExpression(question_.columns[question_.order_column]) + " FROM " +
-                                         question_.table + conditions);
-  if (!question_.text.isEmpty()) query->BindText(0, pattern_);
-  for (const RecordsetPtr rows = query->Open(); !rows->IsEof(); rows->MoveNext()) {
+  if (memory_.total < 0) {
+    memory_.total =
+        connection_.OpenRecordset("SELECT COUNT(*) FROM " + question_.table)->ValueAt(0).ToInteger();
+  }
+  if (IsOrderOfTable()) {
+    found_ = memory_.total;
+    is_complete_ = true;
+  }
+}
+
+void AddressSearch::LookAt(const AddressTexts& texts) {
+  for (std::size_t row = texts.FindFrom(0, text_); row < texts.Count(); row = texts.FindFrom(row + 1, text_)) {
     Hit hit;
-    hit.number = rows->ValueAt(0).ToInteger();
-    if (!orders_by_value_) hit.text = rows->TextAt(1);
-    if (orders_by_value_ && !rows->IsNull(1)) hit.number_value = rows->ValueAt(1).ToDouble();
+    hit.number = texts.NumberOf(row);
+    if (orders_by_value_) {
+      hit.number_value = texts.OrderNumber(row, question_.order_column);
+    } else {
+      hit.text = texts.OrderText(row, OrderColumn(), question_.order_column);
+    }
     hits_.push_back(std::move(hit));
     ++found_;
     if (hits_.size() >= kRoom * question_.limit) KeepFirst();
   }
-  read_to_ = end_number;
-  read_ += kRowsOfPart;
-  is_complete_ = is_last;
-  return !is_last;
+}
+
+void AddressSearch::ReadPart() {
+  AddressTexts part;
+  const RecordsetPtr rows =
+      connection_.OpenRecordset(query_ + (read_to_.empty() ? "" : " WHERE " + number_ + " > " + read_to_) +
+                                " ORDER BY " + number_ + " LIMIT " + std::to_string(kRowsOfPart));
+  for (; !rows->IsEof(); rows->MoveNext()) {
+    part.Add(question_.columns, *rows);
+    read_to_ = rows->TextAt(0);
+  }
+  part.Close();
+  LookAt(part);
+  read_ += static_cast<std::int64_t>(part.Count());
+  is_complete_ = part.Count() < kRowsOfPart;
+  // What is kept is the list's beginning, without a gap.
+  memory_.is_full = memory_.is_full || memory_.bytes + part.Bytes() > kMostBytes;
+  if (memory_.is_full) return;
+  memory_.bytes += part.Bytes();
+  memory_.read_to = read_to_;
+  memory_.is_whole = is_complete_;
+  memory_.parts.push_back(std::move(part));
+  looked_at_ = memory_.parts.size();
+}
+
+bool AddressSearch::Next() {
+  if (is_complete_) return false;
+  if (!has_begun_) {
+    Begin();
+    return !is_complete_;
+  }
+  if (is_older_) {
+    is_older_ = false;
+    hits_.clear();
+    found_ = 0;
+  }
+  if (looked_at_ == memory_.parts.size()) {
+    ReadPart();
+    return !is_complete_;
+  }
+  const std::size_t end = std::min(looked_at_ + kPartsOfMemory, memory_.parts.size());
+  for (; looked_at_ < end; ++looked_at_) {
+    LookAt(memory_.parts[looked_at_]);
+    read_ += static_cast<std::int64_t>(memory_.parts[looked_at_].Count());
+  }
+  read_to_ = memory_.read_to;
+  is_complete_ = memory_.is_whole && looked_at_ == memory_.parts.size();
+  return !is_complete_;
 }
 
 std::shared_ptr<MemoryRecordset> AddressSearch::EmptyRows() const {
@@ -88,12 +150,19 @@ std::shared_ptr<MemoryRecordset> AddressSearch::EmptyRows() const {
   return rows;
 }
 
+bool AddressSearch::Fits(const Recordset& row) const {
+  AddressTexts texts;
+  texts.Add(question_.columns, row);
+  return texts.FindFrom(0, text_) == 0;
+}
+
 AddressAnswer AddressSearch::Answer() {
   AddressAnswer answer;
   answer.found = found_;
   answer.is_complete = is_complete_;
-  answer.percent =
-      total_ <= 0 || is_complete_ ? 100 : static_cast<int>(std::min<std::int64_t>(99, 100 * read_ / total_));
+  answer.percent = memory_.total <= 0 || is_complete_
+                       ? 100
+                       : static_cast<int>(std::min<std::int64_t>(99, 100 * read_ / memory_.total));
   if (is_complete_ && IsOrderOfTable()) {
     answer.rows = connection_.OpenRecordset("SELECT * FROM " + question_.table + " ORDER BY " + number_ +
                                             (question_.descending ? " DESC" : " ASC") + " LIMIT " +
@@ -106,15 +175,16 @@ AddressAnswer AddressSearch::Answer() {
   if (hits_.empty()) return answer;
   std::string numbers;
   for (const Hit& hit : hits_) numbers += (numbers.empty() ? "" : ", ") + std::to_string(hit.number);
-  const RecordsetPtr found = connection_.OpenRecordset("SELECT * FROM " + question_.table + " WHERE " +
-                                                       number_ + " IN (" + numbers + ")");
+  const RecordsetPtr found = connection_.OpenRecordset(query_ + " WHERE " + number_ + " IN (" + numbers + ")");
   std::map<std::int64_t, std::vector<std::string>> texts;
   for (; !found->IsEof(); found->MoveNext()) {
-    std::vector<std::string>& row = texts[found->ValueAt(found->RequireColumn(number_)).ToInteger()];
-    for (const AddressColumn& column : question_.columns) {
-      row.emplace_back(found->TextAt(found->RequireColumn(column.name)));
+    if (is_older_ && !Fits(*found)) continue;
+    std::vector<std::string>& row = texts[found->ValueAt(0).ToInteger()];
+    for (std::size_t column = 0; column < question_.columns.size(); ++column) {
+      row.emplace_back(found->TextAt(column));
     }
   }
+  if (is_older_) answer.found -= static_cast<std::int64_t>(hits_.size() - texts.size());
   for (const Hit& hit : hits_) {
     const auto row = texts.find(hit.number);
     // Somebody may have deleted it meanwhile.

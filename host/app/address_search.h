@@ -1,4 +1,5 @@
-// Reads an address list in parts, so that whoever waits for it can show what there is, or ask something else.
+// Answers a question about an address list in parts, so that whoever waits for it can show what there is, or ask
+// something else: first what earlier questions have left in memory, then what the database has behind that.
 #pragma once
 
 #include <QString>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "app/address_columns.h"
+#include "app/address_memory.h"
 #include "kestrel/connection.h"
 #include "kestrel/memory_recordset.h"
 
@@ -30,13 +32,17 @@ struct AddressAnswer {
 
 class AddressSearch {
  public:
-  // The connection outlives the search.
-  AddressSearch(Connection& connection, AddressQuestion question);
+  // Connection and memory outlive the search. Each connection has a memory of its own for each list; a new one knows
+  // nothing.
+  AddressSearch(Connection& connection, AddressMemory& memory, AddressQuestion question);
 
-  // Reads the next part of the table, which takes some hundredths of a second; false where there is none left. Raises
-  // what the database raises.
+  // Works through the next part of the list, which takes some hundredths of a second; false where there is none left.
+  // Raises what the database raises.
   bool Next();
   AddressAnswer Answer();
+  // Whether the answer is what an older state of the list would give, less what no longer fits: it is there at once,
+  // and all of the list is read behind it.
+  bool IsFromOlderState() const { return is_older_; }
 
  private:
   struct Hit {
@@ -45,21 +51,34 @@ class AddressSearch {
     std::int64_t number = 0;
   };
 
+  void Begin();
+  // Whether nothing that was read for an earlier question counts any more.
+  bool IsMemoryOld(const std::string& version) const;
+  void LookAt(const AddressTexts& texts);
+  // Whether the row holds the text.
+  bool Fits(const Recordset& row) const;
+  // Behind what has been read. Keeps them in memory while there is room.
+  void ReadPart();
   bool Precedes(const Hit& one, const Hit& other) const;
   void KeepFirst();
   bool IsOrderOfTable() const { return question_.text.isEmpty() && question_.order_column == 0; }
+  const AddressColumn& OrderColumn() const { return question_.columns[question_.order_column]; }
   std::shared_ptr<MemoryRecordset> EmptyRows() const;
 
   Connection& connection_;
+  AddressMemory& memory_;
   AddressQuestion question_;
   std::string number_;  // the column's name
-  std::string pattern_;
+  std::string text_;    // as it is compared
+  std::string query_;   // of all rows
   bool orders_by_value_;
   std::vector<Hit> hits_;
   std::int64_t found_ = 0;
-  std::int64_t total_ = -1;  // rows of the table; -1 until counted
-  std::int64_t read_ = 0;
-  std::string read_to_;  // the greatest number read; empty before the first
+  bool has_begun_ = false;
+  bool is_older_ = false;
+  std::size_t looked_at_ = 0;  // parts of the memory
+  std::int64_t read_ = 0;      // rows
+  std::string read_to_;        // the greatest number read; empty before the first
   bool is_complete_ = false;
 };
 

@@ -4,6 +4,7 @@
 #include <QMenuBar>
 #include <QStatusBar>
 
+#include "app/host_comforts.h"
 #include "app/import_settings.h"
 #include "wizard/ask_before_loss.h"
 #include "wizard/page_parts.h"
@@ -22,38 +23,6 @@ constexpr AddressList kAddressLists[] = {
 
 constexpr int kNoticeMs = 5000;
 
-constexpr WizardComforts kComforts = {.run_summary = true,
-                                      .result_page = true,
-                                      .run_pace = true,
-                                      .goes_on_with_saved = true,
-                                      .save_as = true,
-                                      .recent_specifications = true,
-                                      .managed_specifications = true,
-                                      .help_pages = true,
-                                      .tool_tips = true,
-                                      .telling_confirmation = true,
-                                      .harmless_test = true,
-                                      .column_drift = true,
-                                      .unreadable_specifications = true,
-                                      .careful_questions = true,
-                                      .tells_of_saving = true,
-                                      .marked_mandatory_fields = true,
-                                      .no_hidden_columns = true,
-                                      .visible_access_keys = true,
-                                      .unlisted_kinds = true,
-                                      .failed_connections = true,
-                                      .kept_assignments = true,
-                                      .offers_excel = true,
-                                      .recognised_files = true,
-                                      .live_preview = true,
-                                      .sample_values = true,
-                                      .assignment_by_name = true,
-                                      .field_search = true,
-                                      .result_tab = true,
-                                      .format_follows_line = true,
-                                      .proposed_date_formats = true,
-                                      .stored_panel = true};
-
 }  // namespace
 
 HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, ConnectionPtr connection,
@@ -61,7 +30,7 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
     : ui_(ui),
       guard_(this, ui),
       connection_(std::move(connection)),
-      wizard_(this, kComforts,
+      wizard_(this, kHostComforts,
               {.show_log = [this](const RunResult& run) { ShowLog(run); },
                .undo =
                    [this](const std::string& run, QWidget* window) {

@@ -27,10 +27,5 @@ TEST(AddressColumns, DatesAreShownTheGermanWay) {
   EXPECT_EQ(ShownText(DescribeColumn("Bemerkung"), "2024-02-29"), "2024-02-29");
 }
 
-TEST(AddressColumns, WhatMeansSomethingToLikeIsSearchedAsItStands) {
-  EXPECT_EQ(SearchPattern("ÄRGER"), "%ärger%");
-  EXPECT_EQ(SearchPattern("50%_!"), "%50!%!_!!%");
-}
-
 }  // namespace
 }  // namespace kestrel::host

@@ -2,10 +2,12 @@
 #include "app/address_search.h"
 
 #include <QLineEdit>
+#include <algorithm>
 
 #include "app/address_reader.h"
 #include "host_app/host_window_fixture.h"
 #include "kestrel/open_connection.h"
+#include "support/noting_connection.h"
 
 namespace kestrel::testing {
 namespace {
@@ -17,22 +19,16 @@ class AddressSearchTest : public HostWindowFixture {
  protected:
   // More than one part reads, with gaps between the numbers, and some rows without a place.
   void AddMany(int count) {
-    connection->Begin();
-    const auto insert =
-        connection->Prepare("INSERT INTO Kunden (KundenNummer, Bez1, Ort, Umsatz) VALUES (?, ?, ?, ?)");
+    constexpr int kRowsAtOnce = 500;
+    std::string rows;
     for (int i = 1; i <= count; ++i) {
-      const std::string name = "Name " + std::to_string((i * 7919) % count);
-      insert->BindInteger(0, i * 3);
-      insert->BindText(1, name);
-      if (i % 10 == 0) {
-        insert->BindNull(2);
-      } else {
-        insert->BindText(2, i % 2 == 0 ? "KÖLN" : "Bonn");
-      }
-      insert->BindDouble(3, i % 100);
-      insert->Execute();
+      const std::string place = i % 10 == 0 ? "NULL" : i % 2 == 0 ? "'KÖLN'" : "'Bonn'";
+      rows += (rows.empty() ? "(" : ", (") + std::to_string(i * 3) + ", 'Name " +
+              std::to_string((i * 7919) % count) + "', " + place + ", " + std::to_string(i % 100) + ")";
+      if (i % kRowsAtOnce != 0 && i != count) continue;
+      connection->Execute("INSERT INTO Kunden (KundenNummer, Bez1, Ort, Umsatz) VALUES " + rows);
+      rows.clear();
     }
-    connection->Commit();
   }
 
   host::AddressQuestion Question(const char* text, const char* order, bool descending, std::size_t limit) {
@@ -54,7 +50,8 @@ class AddressSearchTest : public HostWindowFixture {
   }
 
   host::AddressAnswer Ask(const host::AddressQuestion& question, int* parts = nullptr) {
-    host::AddressSearch search(*connection, question);
+    host::AddressMemory memory;
+    host::AddressSearch search(*connection, memory, question);
     int read = 1;
     while (search.Next()) ++read;
     if (parts != nullptr) *parts = read;
@@ -83,7 +80,10 @@ TEST_F(AddressSearchTest, OrdersNumbersByTheirValueAndEqualOnesByTheNumberOfTheA
 
 TEST_F(AddressSearchTest, AnAnswerInBetweenTellsHowFarItIs) {
   AddMany(12000);
-  host::AddressSearch search(*connection, Question("bonn", "Name", false, 10));
+  host::AddressMemory memory;
+  host::AddressSearch search(*connection, memory, Question("bonn", "Name", false, 10));
+  // The first step counts the rows.
+  ASSERT_TRUE(search.Next());
   ASSERT_TRUE(search.Next());
   const host::AddressAnswer first = search.Answer();
   EXPECT_FALSE(first.is_complete);
@@ -97,6 +97,97 @@ TEST_F(AddressSearchTest, TwoColumnsBesideEachOtherAreNoText) {
   AddCustomer("1", "Nord", "West");
   EXPECT_EQ(Ask(Question("nordwest", "Name", false, 10)).found, 0);
   EXPECT_EQ(Ask(Question("west", "Name", false, 10)).found, 1);
+}
+
+TEST_F(AddressSearchTest, WhatMeansSomethingToADatabaseIsSearchedAsItStands) {
+  AddCustomer("1", "100%_!", "Ärgerlich");
+  AddCustomer("2", "1000 a b", "Ort");
+  EXPECT_EQ(Ask(Question("0%_!", "Name", false, 10)).found, 1);
+  EXPECT_EQ(Ask(Question("äRGER", "Name", false, 10)).found, 1);
+}
+
+TEST_F(AddressSearchTest, ADateIsFoundAsTheListShowsItAndAsItIsStored) {
+  AddCustomer("1", "Nord", "Kiel", "20240229000000");
+  for (const char* text : {"29.02.2024", "9.02.20", "2024-02-29"}) {
+    EXPECT_EQ(Ask(Question(text, "Name", false, 10)).found, 1) << text;
+  }
+  EXPECT_EQ(Ask(Question("29.02.2025", "Name", false, 10)).found, 0);
+}
+
+// --- What is kept in memory ---------------------------------------------------------------------
+
+class AddressMemoryTest : public AddressSearchTest {
+ protected:
+  // The numbers found; `older` gets those that an older state of the list has answered with at once.
+  std::vector<std::string> Found(const char* text, std::vector<std::string>* older = nullptr) {
+    notes.statements.clear();
+    host::AddressSearch search(notes, memory, Question(text, "Name", false, 100));
+    while (search.Next()) {
+      if (search.IsFromOlderState() && older != nullptr) *older = Numbers(search.Answer());
+    }
+    host::AddressAnswer answer = search.Answer();
+    EXPECT_TRUE(answer.is_complete);
+    std::vector<std::string> numbers = Numbers(answer);
+    EXPECT_EQ(answer.found, static_cast<std::int64_t>(numbers.size()));
+    return numbers;
+  }
+  // Statements that read the list, behind a number or from its beginning; those of the rows that are shown do not count.
+  int Readings() const {
+    return static_cast<int>(std::count_if(
+        notes.statements.begin(), notes.statements.end(),
+        [](const std::string& statement) { return statement.find(" ORDER BY ") != std::string::npos; }));
+  }
+  // As another program does.
+  void Elsewhere(const std::string& statement) {
+    const ConnectionPtr other = OpenConnection(file);
+    other->Execute(statement);
+    other->Close();
+  }
+
+  testing::NotingConnection notes{connection};
+  host::AddressMemory memory;
+};
+
+TEST_F(AddressMemoryTest, TheListIsReadOnceForManyQuestions) {
+  AddMany(11000);
+  EXPECT_EQ(Found("name 117").size(), 11u);
+  EXPECT_EQ(Readings(), 3);
+  EXPECT_EQ(Found("name 1170"), Rows("SELECT KundenNummer FROM Kunden WHERE Bez1 LIKE 'Name 1170%'"
+                                     " ORDER BY Bez1, KundenNummer"));
+  EXPECT_EQ(Readings(), 0);
+}
+
+TEST_F(AddressMemoryTest, WhatAnotherProgramWritesIsFoundAndWhatItTakesAwayIsNot) {
+  AddMany(11000);
+  ASSERT_EQ(Found("name 1170"), (std::vector<std::string>{Rows("SELECT KundenNummer FROM Kunden WHERE Bez1 ="
+                                                               " 'Name 1170'")}));
+  Elsewhere("UPDATE Kunden SET Bez1 = 'Jetzt Name 1170' WHERE KundenNummer = 3");
+  Elsewhere("UPDATE Kunden SET Bez1 = 'Nicht mehr' WHERE Bez1 = 'Name 1170'");
+  Elsewhere("INSERT INTO Kunden (KundenNummer, Bez1) VALUES (4, 'Neuer Name 1170')");
+  EXPECT_THAT(Found("name 1170"), ElementsAre("3", "4"));
+  EXPECT_EQ(Readings(), 3);
+  Elsewhere("DELETE FROM Kunden WHERE KundenNummer = 3");
+  EXPECT_THAT(Found("name 1170"), ElementsAre("4"));
+}
+
+TEST_F(AddressMemoryTest, BehindAChangeWhatIsKnownAnswersAtOnceLessWhatNoLongerFits) {
+  AddMany(11000);
+  ASSERT_EQ(Found("name 117").size(), 11u);
+  Elsewhere("UPDATE Kunden SET Bez1 = 'Fort' WHERE Bez1 = 'Name 1171'");
+  Elsewhere("INSERT INTO Kunden (KundenNummer, Bez1) VALUES (4, 'Name 1179b')");
+  std::vector<std::string> older;
+  EXPECT_EQ(Found("name 117", &older).size(), 11u);
+  EXPECT_EQ(older.size(), 10u);
+}
+
+TEST_F(AddressMemoryTest, AQuestionThatWasGivenUpLeavesWhatItHasRead) {
+  AddMany(11000);
+  {
+    host::AddressSearch search(*connection, memory, Question("köln", "Name", false, 10));
+    for (int step = 0; step < 3; ++step) ASSERT_TRUE(search.Next());
+  }
+  EXPECT_EQ(Found("name 1170").size(), 1u);
+  EXPECT_EQ(Readings(), 1);
 }
 
 class AddressReaderTest : public AddressSearchTest {
