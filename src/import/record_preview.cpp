@@ -7,6 +7,7 @@
 
 #include "import/record_assembly.h"
 #include "mapping/field_assignment.h"
+#include "mapping/shown_value.h"
 #include "mapping/value_conversion.h"
 #include "platform/automation/optional_member.h"
 #include "platform/base/text.h"
@@ -28,6 +29,7 @@ struct Field {
   std::string format;
   bool is_mandatory = false;
   bool is_date = false;
+  FieldKind kind = FieldKind::kOther;
   std::string size;
 };
 
@@ -38,6 +40,7 @@ Field FieldOf(const MemoryRecordset& list) {
           .format = std::string(list.TextAt(kFormat)),
           .is_mandatory = IsTrue(list, kObligation),
           .is_date = IsTrue(list, kDateField),
+          .kind = KindOfField(list.TextAt(kFieldTyp)),
           .size = std::string(list.TextAt(kSize))};
 }
 
@@ -153,6 +156,7 @@ std::vector<PreviewedRecord> PreviewRecords(const Session& session,
          });
     for (std::size_t i = 0; i < fields.size(); ++i) {
       if (!record->IsNull(i)) made[i].text = record->TextAt(i);
+      made[i].shown = ShownValue(made[i].text, fields[i].kind, fields[i].is_date);
       if (fields[i].option == kConstantValue) made[i].raw = fields[i].destination;
       const auto column = source->FindColumn(fields[i].destination);
       if (fields[i].option == kImportField && column) made[i].raw = values[*column].text;

@@ -20,7 +20,8 @@ struct PreviewedField {
     kChanged,  // written, but not all of it
     kRefused,  // not written, or the destination is not likely to take it
   };
-  std::string text = {};  // empty where nothing is written
+  std::string text = {};   // empty where nothing is written
+  std::string shown = {};  // the same for people: dates and numbers the German way
   State state = State::kFine;
   std::string reason = {};  // a sentence, where it is not fine
   std::string raw = {};     // as the source delivered it; the constant

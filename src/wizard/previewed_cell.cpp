@@ -15,7 +15,7 @@ namespace {
 using State = PreviewedField::State;
 
 QString Spoken(const PreviewedField& field) {
-  QString stored = field.text.empty() ? QString("leer") : ShownCell(field.text);
+  QString stored = field.text.empty() ? QString("leer") : ShownCell(field.shown);
   if (field.state == State::kFine) return stored;
   return (field.state == State::kRefused ? "Fehler: " : "Hinweis: ") + ToQt(field.reason) + " " + stored;
 }
@@ -32,7 +32,7 @@ QString ExplainedCell(const PreviewedField& field) {
 QVariant PreviewedCell(const PreviewedField& field, int role) {
   const bool is_fine = field.state == State::kFine;
   switch (role) {
-    case Qt::DisplayRole: return ShownCell(field.text);
+    case Qt::DisplayRole: return ShownCell(field.shown);
     case Qt::AccessibleTextRole: return Spoken(field);
     case Qt::ToolTipRole: return is_fine ? QVariant() : PlainToolTip(ExplainedCell(field));
     case Qt::DecorationRole:

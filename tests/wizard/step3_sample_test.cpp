@@ -78,9 +78,9 @@ TEST_F(SampleValues, OfOneThatWouldBeRefusedTellTheReason) {
              ElementsAre("1,5|1,5|", "abc|!|\"abc\" ist keine Zahl; wird nicht geschrieben.", "2|2|"));
   ClickLine(2);
   ExpectRows("lstBeispiele",
-             ElementsAre("01.02.2024|20240201000000|",
+             ElementsAre("01.02.2024|01.02.2024|",
                          "31.02.2024|!31.02.2024|Kein Tag im Format tt.mm.jjjj; wird unverändert übergeben.",
-                         "03.04.2024|20240403000000|"));
+                         "03.04.2024|03.04.2024|"));
 }
 
 TEST_F(SampleValues, FollowWhatIsChosenBeforeItIsStored) {
@@ -231,6 +231,17 @@ TEST_F(ResultTabTest, ShowsTheRecordsAsTheyWouldBeStoredAndMarksWhatIsWrong) {
   table.setCurrentIndex(bad);
   EXPECT_EQ(Text("lblGrund"), "\"x\" ist keine Zahl; wird nicht geschrieben. Wert der Quelle: x");
   EXPECT_EQ(CallLines(), calls) << "the import class was not asked, and nothing was logged";
+}
+
+TEST_F(ResultTabTest, ShowsDatesAndNumbersAsPeopleReadThem) {
+  UseFields({{"Name", true, false, "VARCHAR", 6}, {"Umsatz", false, false, "FLOAT"}, {"Seit", false, true}});
+  Open("Name;Umsatz;Seit\r\nAnna;1234.50;01.02.2024\r\n20240201000000;;\r\n",
+       "[FieldAssignments]\nName=FIELD:Name\nUmsatz=FIELD:Umsatz\nSeit=FIELD:Seit\n[FieldFormat]\n"
+       "Seit=tt.mm.jjjj\n");
+  ShowResult();
+  ExpectRows("lstErgebnis", ElementsAre("Anna|1234,5|01.02.2024", "!202402||"));
+  const auto& table = Find<QTableView>("lstErgebnis");
+  EXPECT_EQ(FromQt(table.model()->index(0, 2).data(Qt::AccessibleTextRole).toString()), "01.02.2024");
 }
 
 TEST_F(ResultTabTest, MarksWhatTheImportClassWouldRefuseAndChangesNothing) {
