@@ -1,7 +1,12 @@
 // The distinct values of a source column, which the translation editor lists.
+#include <memory>
 #include <unordered_set>
+#include <utility>
 
 #include "mapping/translation.h"
+#include "mapping/values_apart.h"
+#include "sources/apart_session.h"
+#include "sources/source_connection.h"
 #include "sources/source_reader.h"
 
 namespace kestrel {
@@ -11,13 +16,9 @@ namespace {
 // Records between two questions whether to go on.
 constexpr std::int64_t kRecordsAtOnce = 500;
 
-}  // namespace
-
-DistinctValues CollectDistinctValues(Session& session, std::string_view column,
-                                     const std::function<bool()>& go_on) {
+DistinctValues Collect(SourceReader& reader, std::string_view column, const std::function<bool()>& go_on) {
   DistinctValues distinct;
   std::unordered_set<std::string> seen;
-  SourceReader reader(session);
   reader.OpenSourceRecordset();
   RecordsetPtr record = reader.SourceMoveFirst();
   const std::optional<std::size_t> position = record == nullptr ? std::nullopt : record->FindColumn(column);
@@ -38,6 +39,33 @@ DistinctValues CollectDistinctValues(Session& session, std::string_view column,
   }
   reader.CloseSource();
   return distinct;
+}
+
+}  // namespace
+
+DistinctValues CollectDistinctValues(Session& session, std::string_view column,
+                                     const std::function<bool()>& go_on) {
+  SourceReader reader(session);
+  return Collect(reader, column, go_on);
+}
+
+std::function<ValuesApart()> DistinctValuesApart(const Session& session, std::string column,
+                                                 std::function<bool()> go_on) {
+  return
+      [apart = std::make_shared<ApartSession>(session), column = std::move(column), go_on = std::move(go_on)] {
+        ValuesApart values;
+        Trap(
+            [&] {
+              Session& own = apart->session();
+              const ConnectResult connect = ConnectFromSession(own);
+              if (!connect.connected) throw RuntimeError(ErrorNumber::kDatabase, connect.reason);
+              SourceReader reader(own);
+              values.distinct = Collect(reader, column, go_on);
+              values.failure = reader.end().error;
+            },
+            [&](const RuntimeError& error) { values.failure = error; });
+        return values;
+      };
 }
 
 }  // namespace kestrel

@@ -2,11 +2,17 @@
 
 #include <QHeaderView>
 #include <QVBoxLayout>
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <thread>
+#include <utility>
 
 #include "mapping/translation.h"
+#include "mapping/values_apart.h"
+#include "sources/source_kind.h"
 #include "wizard/button_row.h"
 #include "wizard/page_parts.h"
-#include "wizard/permitted_value_delegate.h"
 #include "wizard/qt_text.h"
 #include "wizard/reading_dialog.h"
 #include "wizard/table_look.h"
@@ -18,6 +24,8 @@ namespace {
 
 constexpr int kFieldColumn = 0;
 constexpr int kTranslateColumn = 1;
+constexpr std::chrono::milliseconds kLook{15};
+constexpr std::chrono::milliseconds kLastWait{100};
 
 QStandardItem* Cell(std::string_view text, bool editable) {
   auto* item = new QStandardItem(ToQt(text));
@@ -86,15 +94,36 @@ bool frmTransTbl::event(QEvent* event) {
   return guard_.Handle([&] { return QDialog::event(event); });
 }
 
+DistinctValues frmTransTbl::ReadValues() {
+  ReadingDialog reading("Die Werte der Spalte werden gelesen.", parentWidget());
+  const SourceKind* kind = KindOf(session_);
+  if (kind == nullptr || kind->place != SourcePlace::kServer) {
+    return CollectDistinctValues(session_, field_name_, [&] { return reading.GoOn(); });
+  }
+  // It may take its time for the first row, or be silent.
+  const auto is_wanted = std::make_shared<std::atomic<bool>>(true);
+  std::packaged_task<ValuesApart()> task(
+      DistinctValuesApart(session_, field_name_, [is_wanted] { return is_wanted->load(); }));
+  std::future<ValuesApart> answer = task.get_future();
+  std::thread(std::move(task)).detach();
+  while (answer.wait_for(kLook) != std::future_status::ready) {
+    if (reading.GoOn()) continue;
+    *is_wanted = false;
+    // What it has read until now is worth a moment; a silent server ends by the driver's own time limit.
+    if (answer.wait_for(kLastWait) != std::future_status::ready) return {.values = {}, .cut = true};
+  }
+  ValuesApart values = answer.get();
+  if (values.failure) {
+    session_.platform.ui.MessageBox("Fehler: " + values.failure->Description(), "", Icon::kNone, Buttons::kOk);
+  }
+  return std::move(values.distinct);
+}
+
 void frmTransTbl::FillTranslations() {
   model_.setHorizontalHeaderLabels({"Feldinhalt (Quelle)", "Übersetzung"});
   tdbGridTransl_->setAccessibleName("Übersetzungen");
   tdbGridTransl_->setSelectionBehavior(QAbstractItemView::SelectItems);
-  DistinctValues distinct;
-  {
-    ReadingDialog reading("Die Werte der Spalte werden gelesen.", parentWidget());
-    distinct = CollectDistinctValues(session_, field_name_, [&] { return reading.GoOn(); });
-  }
+  const DistinctValues distinct = ReadValues();
   for (const TranslationRow& row : ReadTranslationRows(session_, destination_name_, distinct.values)) {
     model_.appendRow({Cell(row.field_name, false), Cell(row.translate_name, true)});
   }
@@ -102,9 +131,11 @@ void frmTransTbl::FillTranslations() {
     // The source holds more: an entry can be typed in by hand in the last row, which is always an empty one.
     AppendEmptyRow();
     grows_ = true;
-    Tell(
-        QString("Angezeigt werden die ersten %1 Werte. Weitere können in der letzten Zeile eingetragen werden.")
-            .arg(distinct.values.size()));
+    Tell(distinct.values.empty()
+             ? QString("Die Werte wurden nicht gelesen. Sie können in der letzten Zeile eingetragen werden.")
+             : QString("Angezeigt werden die ersten %1 Werte. Weitere können in der letzten Zeile eingetragen "
+                       "werden.")
+                   .arg(distinct.values.size()));
   }
   std::vector<PermittedValue> permitted;
   // The table can be edited as text where the host does not answer.
@@ -113,14 +144,22 @@ void frmTransTbl::FillTranslations() {
         permitted = ReadPermittedValues(session_, row_source_, row_source_typ_, ValueListUse::kTranslation);
       },
       [&](const RuntimeError& error) { Tell(ToQt(error.Description())); });
-  tdbGridTransl_->setItemDelegateForColumn(kTranslateColumn,
-                                           new PermittedValueDelegate(std::move(permitted), &model_));
+  permitted_ = std::make_unique<PermittedValueDelegate>(std::move(permitted), nullptr);
+  tdbGridTransl_->setItemDelegateForColumn(kTranslateColumn, permitted_.get());
+  for (int row = 0; row < model_.rowCount(); ++row) NameTranslation(model_.item(row, kTranslateColumn));
   if (model_.rowCount() > 0) tdbGridTransl_->setCurrentIndex(model_.index(0, kTranslateColumn));
 }
 
 void frmTransTbl::AppendEmptyRow() { model_.appendRow({Cell("", true), Cell("", true)}); }
 
-void frmTransTbl::Edited(const QStandardItem* item) {
+void frmTransTbl::NameTranslation(QStandardItem* item) {
+  const QString value = item->text();
+  const QString display = permitted_ == nullptr ? value : permitted_->Display(value);
+  item->setAccessibleText(display == value ? QString() : display);
+}
+
+void frmTransTbl::Edited(QStandardItem* item) {
+  if (translation_mode_ == kTranslationMode && item->column() == kTranslateColumn) NameTranslation(item);
   if (grows_ && item->row() == model_.rowCount() - 1 && !item->text().isEmpty()) AppendEmptyRow();
 }
 

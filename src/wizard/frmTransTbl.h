@@ -7,11 +7,13 @@
 #include <QStandardItemModel>
 #include <QTableView>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "component/session.h"
 #include "wizard/event_guard.h"
+#include "wizard/permitted_value_delegate.h"
 
 namespace kestrel {
 
@@ -47,8 +49,12 @@ class frmTransTbl final : public QDialog {
  private:
   void FillTranslations();
   void FillConstants();
+  // Those of the source column, in another thread where a server is asked.
+  DistinctValues ReadValues();
   void AppendEmptyRow();
-  void Edited(const QStandardItem* item);
+  void Edited(QStandardItem* item);
+  // Tells a screen reader the meaning of a translation, as the cell shows it.
+  void NameTranslation(QStandardItem* item);
   void cmdOK_Click();
   // Writes the table, or takes the selected constant. False where the table could not be written as it was
   // typed: the reason has been shown, and the dialog stays open with everything in it.
@@ -69,6 +75,7 @@ class frmTransTbl final : public QDialog {
   bool grows_ = false;  // entries can be typed in behind the last row
 
   QStandardItemModel model_;
+  std::unique_ptr<PermittedValueDelegate> permitted_;  // of the translations that are shown
   QTableView* tdbGridTransl_;
   QLabel* lblStatus_;
   QPushButton* cmdOK_;

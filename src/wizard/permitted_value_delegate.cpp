@@ -2,7 +2,6 @@
 
 #include <QComboBox>
 #include <QLineEdit>
-#include <algorithm>
 
 #include "wizard/qt_text.h"
 
@@ -15,13 +14,16 @@ constexpr int kLongestTranslation = 255;
 }  // namespace
 
 PermittedValueDelegate::PermittedValueDelegate(std::vector<PermittedValue> values, QObject* parent)
-    : QStyledItemDelegate(parent), values_(std::move(values)) {}
+    : QStyledItemDelegate(parent), values_(std::move(values)) {
+  // Of equal values the first one counts.
+  for (const PermittedValue& permitted : values_) {
+    const QString value = ToQt(permitted.value);
+    if (!displays_.contains(value)) displays_.insert(value, ToQt(permitted.display));
+  }
+}
 
 QString PermittedValueDelegate::displayText(const QVariant& value, const QLocale&) const {
-  const QString text = value.toString();
-  const auto permitted = std::find_if(values_.begin(), values_.end(),
-                                      [&](const PermittedValue& known) { return ToQt(known.value) == text; });
-  return permitted == values_.end() ? text : ToQt(permitted->display);
+  return Display(value.toString());
 }
 
 QWidget* PermittedValueDelegate::createEditor(QWidget* parent, const QStyleOptionViewItem& option,

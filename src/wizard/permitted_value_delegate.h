@@ -1,6 +1,7 @@
 // Edits a cell that may hold one of a field's permitted values: shows their display texts, keeps the values.
 #pragma once
 
+#include <QHash>
 #include <QStyledItemDelegate>
 #include <vector>
 
@@ -14,6 +15,9 @@ class PermittedValueDelegate final : public QStyledItemDelegate {
  public:
   PermittedValueDelegate(std::vector<PermittedValue> values, QObject* parent);
 
+  // What a value is called: itself where it is none of the permitted ones.
+  QString Display(const QString& value) const { return displays_.value(value, value); }
+
   QString displayText(const QVariant& value, const QLocale& locale) const override;
   QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem& option,
                         const QModelIndex& index) const override;
@@ -22,6 +26,7 @@ class PermittedValueDelegate final : public QStyledItemDelegate {
 
  private:
   std::vector<PermittedValue> values_;
+  QHash<QString, QString> displays_;  // of the values
 };
 
 }  // namespace kestrel

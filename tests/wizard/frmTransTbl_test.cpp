@@ -2,6 +2,7 @@
 #include "wizard/frmTransTbl.h"
 
 #include <QAbstractItemModel>
+#include <QAccessible>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QStyledItemDelegate>
@@ -311,6 +312,27 @@ TEST_F(ValueEditorTest, AListOfItemsIsOfferedWithItsDisplayTexts) {
   EXPECT_EQ(shown, "Lieferant");
   EXPECT_THAT(offered, ElementsAre("|", "Kunde|1", "Lieferant|2"));
   EXPECT_EQ(Stored("Translation_Art", "B"), "2");
+}
+
+TEST_F(ValueEditorTest, AScreenReaderIsToldTheDisplayTextThatTheCellShows) {
+  UseSource(kSource);
+  editor.SetRowSource("1*Kunde#2*Lieferant");
+  editor.SetRowSourceTyp("1");
+  const auto told = [&](int row) {
+    QAccessibleTableInterface* table = QAccessible::queryAccessibleInterface(&Grid())->tableInterface();
+    return FromQt(table->cellAt(row, 1)->text(QAccessible::Name));
+  };
+  std::vector<std::string> before, after;
+  Open([&] {
+    for (int row = 0; row < Grid().model()->rowCount(); ++row) before.push_back(told(row));
+    Edit(0, 1, "1");
+    after.push_back(told(0));
+    Edit(0, 1, "7");
+    after.push_back(told(0));
+  });
+  EXPECT_THAT(before, ElementsAre("Lieferant", "", ""));
+  EXPECT_THAT(after, ElementsAre("Kunde", "7")) << "a value that is not permitted is told as it is";
+  EXPECT_EQ(Stored("Translation_Art", "B"), "7");
 }
 
 TEST_F(ValueEditorTest, AQueryIsOpenedOnTheHostConnection) {
