@@ -20,7 +20,8 @@ struct WizardComforts {
   // Step 1 shows the five specifications that were used last on top of the others, with source, time and figures of
   // their last run, where the host tells (WizardHost::last_runs).
   bool recent_specifications = false;
-  // Step 1 renames, copies and deletes specifications, to the trash, and finds them by a part of their name.
+  // Step 1 renames, copies and deletes specifications, to the trash, and finds them by a part of their name. It lists all
+  // of them, not the first hundred.
   bool managed_specifications = false;
   // Each window has a button "?", and F1, that open its page of the user guide. Where the guide is not installed, a box
   // says so.

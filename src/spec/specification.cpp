@@ -89,15 +89,15 @@ std::vector<SpecificationEntry> ListSpecifications(Session& session, Specificati
 }
 
 std::vector<SpecificationEntry> FillSpecificationList(Session& session, SpecificationKind kind, bool* cut,
-                                                      std::vector<std::string>* unreadable) {
+                                                      std::vector<std::string>* unreadable, std::size_t most) {
   std::vector<SpecificationEntry> entries =
       ListSpecifications(session, SpecificationKind::kSpecification, unreadable);
   for (const SpecificationEntry& entry : entries) {
     session.ExistingSchemaNames.append(entry.description).push_back(';');
   }
   if (kind == SpecificationKind::kTemplate) entries = ListSpecifications(session, kind, unreadable);
-  const bool too_many = entries.size() > kMaxListedSpecifications;
-  if (too_many) entries.resize(kMaxListedSpecifications);
+  const bool too_many = entries.size() > most;
+  if (too_many) entries.resize(most);
   if (cut != nullptr) *cut = too_many;
   return entries;
 }

@@ -50,10 +50,10 @@ KESTREL_INTERNAL std::vector<SpecificationEntry> ListSpecifications(
 inline constexpr std::size_t kMaxListedSpecifications = 100;
 
 // Step 1's list fill: the entries of `kind`, and the Description of every ".IMP" entry, each followed by
-// ";", appended to ExistingSchemaNames. Entries beyond kMaxListedSpecifications are left out and `cut`,
+// ";", appended to ExistingSchemaNames. Entries beyond the first `most` are left out and `cut`,
 // where given, says so; their names are known all the same. `unreadable` as above, of all files looked at.
 KESTREL_INTERNAL std::vector<SpecificationEntry> FillSpecificationList(
     Session& session, SpecificationKind kind, bool* cut = nullptr,
-    std::vector<std::string>* unreadable = nullptr);
+    std::vector<std::string>* unreadable = nullptr, std::size_t most = kMaxListedSpecifications);
 
 }  // namespace kestrel

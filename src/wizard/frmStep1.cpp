@@ -6,6 +6,8 @@
 #include <QKeyEvent>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <limits>
+#include <utility>
 
 #include "kestrel/import_job.h"
 #include "kestrel/import_man.h"
@@ -31,9 +33,14 @@ void SortByTitle(std::vector<SpecificationEntry>& entries) {
   QCollator order{QLocale(QLocale::German)};
   order.setCaseSensitivity(Qt::CaseInsensitive);
   order.setNumericMode(true);
-  std::stable_sort(entries.begin(), entries.end(), [&](const auto& one, const auto& other) {
-    return order.compare(ToQt(one.description), ToQt(other.description)) < 0;
-  });
+  std::vector<std::pair<QCollatorSortKey, SpecificationEntry>> keyed;
+  for (SpecificationEntry& entry : entries) {
+    const QCollatorSortKey key = order.sortKey(ToQt(entry.description));
+    keyed.emplace_back(key, std::move(entry));
+  }
+  std::stable_sort(keyed.begin(), keyed.end(),
+                   [](const auto& one, const auto& other) { return one.first < other.first; });
+  for (std::size_t i = 0; i < entries.size(); ++i) entries[i] = std::move(keyed[i].second);
 }
 
 }  // namespace
@@ -116,7 +123,10 @@ void frmStep1::FillList() {
   const auto kind = optVorlage_->isChecked() ? SpecificationKind::kTemplate : SpecificationKind::kSpecification;
   std::vector<SpecificationEntry> entries;
   std::vector<std::string> unreadable;
-  guard_.Run([&] { entries = FillSpecificationList(session_, kind, &cut, &unreadable); });
+  // Where they can be searched, there are never too many.
+  const std::size_t most = wizard_.comforts().managed_specifications ? std::numeric_limits<std::size_t>::max()
+                                                                     : kMaxListedSpecifications;
+  guard_.Run([&] { entries = FillSpecificationList(session_, kind, &cut, &unreadable, most); });
   SortByTitle(entries);
   std::vector<QString> lines;
   if (wizard_.comforts().recent_specifications && wizard_.host().last_runs != nullptr) {

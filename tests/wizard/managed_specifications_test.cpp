@@ -40,10 +40,10 @@ class ManagedSpecifications : public testing::WizardFixture {
   }
   ~ManagedSpecifications() override { unsetenv("XDG_DATA_HOME"); }
 
-  void Add(const char* file, const char* name) {
-    WriteSpecification(file, "[Common]\nDescription=" + std::string(name) +
-                                 "\nApplication=2\nImportClass=test.import\nProvider=Textdatei\n"
-                                 "[Translation_Ort]\nK=Köln\n");
+  void Add(const std::string& file, const std::string& name) {
+    WriteSpecification(file.c_str(), "[Common]\nDescription=" + name +
+                                         "\nApplication=2\nImportClass=test.import\nProvider=Textdatei\n"
+                                         "[Translation_Ort]\nK=Köln\n");
   }
   std::vector<std::string> Shown() const {
     std::vector<std::string> names;
@@ -68,6 +68,15 @@ TEST_F(ManagedSpecifications, TheSearchShowsNamesWithTheTextAndGoesOnWithNothing
   EXPECT_EQ(PageName(), "frmStep1") << "the one that was selected is not seen any more";
   Find<QLineEdit>("txtSearch").clear();
   EXPECT_THAT(Shown(), ElementsAre("Kunden Nord", "Kunden Süd"));
+}
+
+TEST_F(ManagedSpecifications, TheSearchFindsTheLastOfMoreThan100) {
+  for (int i = 100; i < 250; ++i) Add("S" + std::to_string(i) + ".IMP", "Nr" + std::to_string(i));
+  OpenStep1();
+  EXPECT_EQ(Shown().size(), 150u);
+  Find<QLineEdit>("txtSearch").setText("nr249");
+  EXPECT_THAT(Shown(), ElementsAre("Nr249"));
+  EXPECT_THAT(ui.boxes, IsEmpty()) << "nothing is left out";
 }
 
 TEST_F(ManagedSpecifications, WhatIsDoneWithASpecificationNeedsOneAndNoTemplate) {
