@@ -1,8 +1,12 @@
 // The "?" of each window and the tool tips, where they are wanted.
 #include "wizard/help.h"
 
+#include <QAbstractItemView>
 #include <QAction>
+#include <QComboBox>
 #include <QDesktopServices>
+#include <QHeaderView>
+#include <QLineEdit>
 #include <QTextBrowser>
 #include <QToolButton>
 
@@ -105,6 +109,37 @@ TEST_F(HelpTest, ControlsThatAreNotPlainSayWhatTheyAreFor) {
     EXPECT_FALSE(Find<QWidget>(control).toolTip().isEmpty()) << control;
   }
   EXPECT_EQ(Find<QWidget>("cmdOK").toolTip().toStdString(), "Importvorgang starten") << "told ones stay";
+}
+
+// All windows that a person fills something in, or looks something up.
+class HelpOfAllInputs : public HelpTest {
+ protected:
+  HelpOfAllInputs()
+      : HelpTest({.managed_specifications = true,
+                  .help_pages = true,
+                  .tool_tips = true,
+                  .offers_excel = true,
+                  .live_preview = true,
+                  .sample_values = true,
+                  .assignment_by_name = true,
+                  .field_search = true,
+                  .result_tab = true,
+                  .proposed_date_formats = true}) {}
+};
+
+TEST_F(HelpOfAllInputs, EachSaysWhatItIsFor) {
+  for (const int step : {1, 2, 3}) {
+    OpenPage(step);
+    for (const QWidget* control : Page().findChildren<QWidget*>()) {
+      const bool is_input = qobject_cast<const QLineEdit*>(control) != nullptr ||
+                            qobject_cast<const QComboBox*>(control) != nullptr ||
+                            qobject_cast<const QAbstractItemView*>(control) != nullptr;
+      // Parts of others have no names, or Qt's own.
+      const bool is_part = control->objectName().isEmpty() || control->objectName().startsWith("qt_");
+      if (!is_input || is_part || qobject_cast<const QHeaderView*>(control) != nullptr) continue;
+      EXPECT_FALSE(control->toolTip().isEmpty()) << step << " " << FromQt(control->objectName());
+    }
+  }
 }
 
 class WithoutHelp : public HelpTest {
