@@ -132,14 +132,11 @@ class Words {
   Words(const CLI::App& program, const std::vector<std::string>& words) : words_(words), path_{&program} {}
 
   void RequireKnown() {
-    bool is_behind_options = false;
     for (at_ = 0; at_ < words_.size(); ++at_) {
-      if (is_behind_options) {
-        PassWord(words_[at_]);
-      } else if (words_[at_] == "--") {
-        // No command comes any more.
+      if (words_[at_] == "--") {
+        // No command comes any more, and no option.
         if (path_.back()->get_require_subcommand_min() > 0) break;
-        is_behind_options = true;
+        while (++at_ < words_.size()) PassWord(words_[at_]);
       } else if (IsOption(words_[at_])) {
         PassOption(words_[at_]);
       } else if (const CLI::App* command = FindCommand(*path_.back(), words_[at_])) {
