@@ -144,7 +144,8 @@ constexpr const char* kLedgerTables[] = {
 constexpr const char* kLockTable = R"(CREATE TABLE IF NOT EXISTS Importsperre (
   Name VARCHAR(50) NOT NULL PRIMARY KEY,
   Stand BIGINT NOT NULL))";
-constexpr const char* kLockRow = "INSERT INTO Importsperre VALUES ('Adressindex', 0) ON CONFLICT DO NOTHING";
+constexpr const char* kLockRows =
+    "INSERT INTO Importsperre VALUES ('Adressindex', 0), ('Adressindex ohne Sperre', 0) ON CONFLICT DO NOTHING";
 
 constexpr const char* kAddressIndexes[] = {
     "CREATE INDEX IF NOT EXISTS Adressindex1 ON Adressindex (Doubletkey1)",
@@ -237,6 +238,7 @@ void CreateTables(Connection& connection) {
   for (const char* sql : kLedgerTables) connection.Execute(WithKeyTypes(connection, sql));
   CreateAddressIndexes(connection);
   CreateImportLock(connection);
+  if (!IsSqlite(connection)) connection.Execute(kLockRows);
   for (const DefaultDestination& destination : kDefaultDestinations) {
     connection.Execute(AddressTableText(connection, destination));
   }
@@ -339,7 +341,7 @@ void CreateImportLock(Connection& connection) {
   const auto create = [&] {
     InTransaction(connection, [&] {
       connection.Execute(kLockTable);
-      connection.Execute(kLockRow);
+      connection.Execute(kLockRows);
     });
   };
   // Two that make it at the same time get in each other's way.

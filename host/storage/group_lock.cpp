@@ -60,7 +60,8 @@ std::int64_t GroupLock::Take() {
     take_ = connection_.Prepare(IsSqlite(connection_)
                                     ? "SELECT data_version FROM pragma_data_version"
                                     : "UPDATE Importsperre SET Stand = Stand + 1 WHERE Name = 'Adressindex' "
-                                      "RETURNING Stand");
+                                      "RETURNING Stand, (SELECT ohne.Stand FROM Importsperre ohne "
+                                      "WHERE ohne.Name = 'Adressindex ohne Sperre')");
   }
   // Statements under way that fail would be undone with the lock.
   if (Pipeline* const pipeline = connection_.pipeline()) pipeline->Flush();
@@ -72,7 +73,24 @@ std::int64_t GroupLock::Take() {
         "In der Tabelle 'Importsperre' fehlt die Zeile 'Adressindex'. 'kestrel-import init ORDNER "
         "--host VERBINDUNG' legt sie wieder an");
   }
+  commits_unlocked_.reset();
+  if (row->ColumnCount() > 1 && !row->IsNull(1)) commits_unlocked_ = row->ValueAt(1).ToInteger();
   return row->ValueAt(0).ToInteger();
+}
+
+void GroupLock::WillStore() {
+  if (storing_ == 0 || !group_.IsOpen() || stores_in_ == group_.Generation() || IsSqlite(connection_)) return;
+  stores_in_ = group_.Generation();
+  group_.Join(*this);
+}
+
+void GroupLock::BeforeCommit() {
+  if (stores_in_ != group_.Generation() || IsHeld()) return;
+  if (count_ == nullptr) {
+    count_ =
+        connection_.Prepare("UPDATE Importsperre SET Stand = Stand + 1 WHERE Name = 'Adressindex ohne Sperre'");
+  }
+  count_->Execute();
 }
 
 bool GroupLock::Hold() {

@@ -10,7 +10,9 @@
 //  4. Inside a transaction of the caller's there is no lock. A test run takes none, as it stores nothing.
 //  5. Where the lock is lost in passing with its group, it is taken again in the next group, in which the records of
 //     the lost one are stored again first.
-//  6. Used under the connection's CallMutex.
+//  6. Elsewhere than on SQLite a group that stores rows of the index without any look-up takes no lock and waits for
+//     none. It counts itself with its commit, in a row of Importsperre of its own, which whoever takes the lock reads.
+//  7. Used under the connection's CallMutex.
 #pragma once
 
 #include <cstdint>
@@ -64,12 +66,19 @@ class GroupLock final : public Attachment, private GroupMember {
   // long as this number is the same with the next holding.
   std::uint64_t CommitsOfOthers() const { return commits_of_others_; }
 
+  // The same of the groups without a look-up, as they were counted when the lock was taken; none where nobody counts them.
+  // One that commits while the lock is held or waited for is told with the next taking.
+  std::optional<std::int64_t> CommitsUnlocked() const { return commits_unlocked_; }
+  // A row of the index is about to be stored in the open group.
+  void WillStore();
+
  private:
   bool Hold();
   // The same without another attempt.
   bool HoldOnce();
   void TakeInGroup();
   std::int64_t Take();
+  void BeforeCommit() override;
   void GroupCommitted() override;
   bool GroupLost(const RuntimeError&) override;
 
@@ -84,6 +93,9 @@ class GroupLock final : public Attachment, private GroupMember {
   std::optional<std::uint64_t> lost_at_;  // what that was when a group was lost that had the lock
   std::int64_t next_stand_ = -1;          // what Take gives where nobody else has committed
   std::unique_ptr<Statement> take_;
+  std::optional<std::int64_t> commits_unlocked_;
+  std::optional<std::uint64_t> stores_in_;  // the group that may have to count itself
+  std::unique_ptr<Statement> count_;
 };
 
 }  // namespace kestrel::host

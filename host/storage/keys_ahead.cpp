@@ -63,8 +63,8 @@ KeysAhead::KeysAhead(Connection& connection, GroupLock& lock)
       addresses_(connection),
       asked_(kRecords) {}
 
-void KeysAhead::Ask(std::span<const std::string> key_texts) {
-  Trap([&] { AskFor(key_texts.first(std::min(key_texts.size(), kRecords))); },
+void KeysAhead::Ask(std::span<const std::string> key_texts, const MayBeThere& may_be_there) {
+  Trap([&] { AskFor(key_texts.first(std::min(key_texts.size(), kRecords)), may_be_there); },
        [this](const RuntimeError&) { Forget(); });
 }
 
@@ -88,26 +88,33 @@ bool KeysAhead::IsTableAsMade() {
   return *is_table_as_made_;
 }
 
-void KeysAhead::AskFor(std::span<const std::string> key_texts) {
+void KeysAhead::AskFor(std::span<const std::string> key_texts, const MayBeThere& may_be_there) {
   Forget();
   if (!IsTableAsMade() || !lock_.BeforeLookUp() || !lock_.IsHeld()) return;
-  BuildKeys(key_texts);
-  UseIndexes();
+  const bool may_find = BuildKeys(key_texts, may_be_there);
   commits_of_others_ = lock_.CommitsOfOthers();
-  ReadRows();
+  if (may_find) {
+    UseIndexes();
+    ReadRows();
+  }
   count_ = key_texts.size();
 }
 
-void KeysAhead::BuildKeys(std::span<const std::string> key_texts) {
+bool KeysAhead::BuildKeys(std::span<const std::string> key_texts, const MayBeThere& may_be_there) {
   for (std::string& array : arrays_) array.clear();
   for (std::size_t record = 0; record < key_texts.size(); ++record) {
     for (std::size_t i = 0; i < kAlgorithms.size(); ++i) {
       std::string& key = asked_[record][i];
       key = memory_.Build(settings_.Get("Adressindex", kAlgorithms[i], "0"), key_texts[record]);
-      AppendElement(arrays_[i], key);
+      if (may_be_there(i, key)) AppendElement(arrays_[i], key);
     }
   }
-  for (std::string& array : arrays_) array += '}';
+  bool may_find = false;
+  for (std::string& array : arrays_) {
+    may_find |= !array.empty();
+    array += array.empty() ? "{}" : "}";
+  }
+  return may_find;
 }
 
 void KeysAhead::UseIndexes() {

@@ -13,6 +13,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -42,8 +43,15 @@ class KeysAhead {
   // `connection` outlives this object.
   KeysAhead(Connection& connection, GroupLock& lock);
 
+  // Whether a row may have that key, by the column's place from 0; false where that is certain.
+  using MayBeThere = std::function<bool(std::size_t column, std::string_view key)>;
+
   // The key texts of the records that are looked for next, kRecords at most. Takes the group's lock. Raises nothing.
-  void Ask(std::span<const std::string> key_texts);
+  void Ask(std::span<const std::string> key_texts, const MayBeThere& may_be_there);
+  // Nothing is answered before the next question.
+  void Forget();
+  // Whether equal texts are equal keys, in a table that nobody else changes on the way. Error 3000.
+  bool IsTableAsMade();
   // A row with these keys is about to be stored.
   void Stored(const Keys& keys);
   // The row with this AdressId, or its address, is about to become another one.
@@ -65,16 +73,15 @@ class KeysAhead {
     std::optional<std::string> key_text;
   };
 
-  void AskFor(std::span<const std::string> key_texts);
+  void AskFor(std::span<const std::string> key_texts, const MayBeThere& may_be_there);
   void UseIndexes();
-  void BuildKeys(std::span<const std::string> key_texts);
+  // False where none of them may be there.
+  bool BuildKeys(std::span<const std::string> key_texts, const MayBeThere& may_be_there);
   void ReadRows();
   bool Collect(std::span<const SoughtValue> values);
   void ReadKeyTexts(std::int64_t address_type);
-  bool IsTableAsMade();
   bool Holds() const;
   bool Matches(const Built& keys, std::span<const SoughtValue> values) const;
-  void Forget();
 
   Connection& connection_;
   GroupedWrites& group_;

@@ -13,6 +13,9 @@ namespace {
 
 constexpr std::array<std::string_view, 3> kColumns = {"Doubletkey1", "Doubletkey2", "Doubletkey3"};
 
+// Where so many of KeysAhead::kRecords look-ups need rows, they are asked for together; fewer cost less one by one.
+constexpr std::size_t kSoughtTogether = 6;
+
 }  // namespace
 
 std::uint64_t KnownKeys::HashOf(std::size_t column, std::string_view key) {
@@ -44,9 +47,8 @@ void KnownKeys::Begin() {
   ++writers_;
   if (ahead_ == nullptr && connection_.pipeline() != nullptr) {
     ahead_ = std::make_unique<KeysAhead>(connection_, lock_);
-    coming_.Want(
-        KeysAhead::kRecords, [this](std::span<const std::string> key_texts) { ahead_->Ask(key_texts); },
-        [this](std::span<const SoughtValue> keys) { return ahead_->Find(keys); });
+    Wish(KeysAhead::kRecords);
+    state_ = State::kUnknown;
   }
   if (!IsSqlite(connection_) || !absent_.AreTold()) return;
   if (state_ == State::kOff) state_ = State::kUnknown;
@@ -56,6 +58,8 @@ void KnownKeys::Begin() {
 void KnownKeys::Release() {
   if (--writers_ > 0) return;
   coming_.Want(0, nullptr, nullptr);
+  wished_ = asked_ = sought_ = 0;
+  is_asked_together_ = false;
   ahead_.reset();
   Forget(State::kOff);
   rows_to_learn_ = 0;
@@ -68,7 +72,10 @@ void KnownKeys::Forget(State state) {
 }
 
 void KnownKeys::Announce(const Keys& keys) {
-  if (ahead_ != nullptr) ahead_->Stored(keys);
+  if (ahead_ != nullptr) {
+    ahead_->Stored(keys);
+    lock_.WillStore();
+  }
   if (state_ == State::kOff) return;
   if (state_ != State::kComplete) rows_to_learn_ += kRowsAStored;
   if (state_ == State::kUnknown) return;
@@ -97,7 +104,8 @@ bool KnownKeys::HoldsAll() {
   Trap(
       [&] {
         // Whether it is current is told once.
-        if (state_ == State::kComplete && !IsCurrent()) Forget(State::kUnknown);
+        if (state_ == State::kComplete && !IsCurrent())
+          Forget(ahead_ == nullptr ? State::kUnknown : State::kOff);
         holds_all = state_ == State::kComplete;
       },
       [this](const RuntimeError&) { Forget(State::kOff); });
@@ -119,8 +127,10 @@ bool KnownKeys::LacksAll(std::span<const SoughtValue> values) const {
 
 // Within a group no row may be learned, and with a look-up one begins.
 void KnownKeys::LearnBetweenGroups() {
-  if (group_.IsOpen() || state_ == State::kOff || state_ == State::kComplete || rows_to_learn_ < kRowsAtOnce)
+  if (ahead_ != nullptr || group_.IsOpen() || state_ == State::kOff || state_ == State::kComplete ||
+      rows_to_learn_ < kRowsAtOnce) {
     return;
+  }
   const auto learn = [this] {
     if (!IsCurrent()) Forget(State::kUnknown);
     Learn();
@@ -132,10 +142,7 @@ bool KnownKeys::Lacks(std::span<const SoughtValue> values) {
   LearnBetweenGroups();
   // What cannot be looked for is not stored either, whatever is answered here.
   if (!lock_.BeforeLookUp()) return true;
-  if (ahead_ != nullptr) {
-    const ComingLookUps::Rows rows = ahead_->Find(values);
-    return rows && rows->empty();
-  }
+  if (ahead_ != nullptr) return ServerLacks(values);
   if (state_ == State::kOff || (state_ == State::kUnknown && rows_to_learn_ < kRowsAtOnce)) return false;
   bool lacks = false;
   const auto ask = [&] {
@@ -147,6 +154,61 @@ bool KnownKeys::Lacks(std::span<const SoughtValue> values) {
   Trap(ask, [this](const RuntimeError&) { Forget(State::kOff); });
   return lacks;
 }
+
+// --- On a server -------------------------------------------------------------------------------------
+
+void KnownKeys::Wish(std::size_t at_once) {
+  if (std::exchange(wished_, at_once) == at_once) return;
+  coming_.Want(
+      at_once, [this](std::span<const std::string> key_texts) { Ask(key_texts); },
+      [this](std::span<const SoughtValue> keys) { return Find(keys); });
+}
+
+// Of a group that has just begun with its lock. What was lost with one before may have been stored in it again.
+void KnownKeys::LookWhetherEmpty() {
+  Trap(
+      [&] {
+        const auto unlocked = lock_.CommitsUnlocked();
+        if (!unlocked || !ahead_->IsTableAsMade() ||
+            !connection_.OpenRecordset("SELECT 1 FROM Adressindex LIMIT 1")->IsEof()) {
+          return Forget(State::kOff);
+        }
+        commits_of_others_ = lock_.CommitsOfOthers();
+        commits_unlocked_ = *unlocked;
+        state_ = State::kComplete;
+      },
+      [this](const RuntimeError&) { Forget(State::kOff); });
+}
+
+void KnownKeys::Ask(std::span<const std::string> key_texts) {
+  if (!lock_.BeforeLookUp()) return;
+  if (state_ == State::kUnknown && lock_.IsHeld()) LookWhetherEmpty();
+  const bool holds_all = HoldsAll();
+  if (holds_all && !is_asked_together_) return;
+  ahead_->Ask(key_texts, [&](std::size_t column, std::string_view key) {
+    return !holds_all || filter_.MayContain(HashOf(column, key));
+  });
+}
+
+ComingLookUps::Rows KnownKeys::Find(std::span<const SoughtValue> keys) {
+  ++sought_;
+  return ahead_->Find(keys);
+}
+
+bool KnownKeys::ServerLacks(std::span<const SoughtValue> values) {
+  if (state_ == State::kUnknown && lock_.IsHeld()) LookWhetherEmpty();
+  if (++asked_ >= KeysAhead::kRecords) {
+    is_asked_together_ = state_ != State::kComplete || sought_ >= kSoughtTogether;
+    if (!is_asked_together_) ahead_->Forget();
+    Wish(is_asked_together_ ? KeysAhead::kRecords : 0);
+    asked_ = sought_ = 0;
+  }
+  if (HoldsAll() && LacksAll(values)) return true;
+  const ComingLookUps::Rows rows = ahead_->Find(values);
+  return rows && rows->empty();
+}
+
+// --- On SQLite ---------------------------------------------------------------------------------------
 
 // Changes with every commit of another connection, and with the tables.
 std::string KnownKeys::Version() {
@@ -161,6 +223,10 @@ std::string KnownKeys::Version() {
 }
 
 bool KnownKeys::IsCurrent() {
+  if (ahead_ != nullptr) {
+    return lock_.IsHeld() && lock_.CommitsOfOthers() == commits_of_others_ &&
+           lock_.CommitsUnlocked() == commits_unlocked_;
+  }
   const bool only_own = std::exchange(own_rows_, absent_.StoredRows()) == absent_.StoredRows();
   const bool in_group = group_.IsOpen() && connection_.InTransaction();
   // While a group is open nobody else stores.

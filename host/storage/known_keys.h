@@ -1,10 +1,13 @@
-// Which duplicate keys the address index holds, for look-ups that need not be run because it lacks them all. Of
-// SQLite databases, where nobody else stores while a group is open. As it is asked before every look-up, it has the
-// lock taken (storage/group_lock.h), on every database.
+// Which duplicate keys the address index holds, for look-ups that need not be run because it lacks them all. As it is
+// asked before every look-up, it has the lock taken (storage/group_lock.h), on every database.
 //
-// A filter of the three key columns is learned from the table by and by, two rows for each one that is stored, so
-// that learning costs little whatever the index holds; an empty index is known at once. Until all is learned,
-// every query is run.
+// On SQLite, where nobody else stores while a group is open, a filter of the three key columns is learned from the table
+// by and by, two rows for each one that is stored, so that learning costs little whatever the index holds; an empty index
+// is known at once. Until all is learned, every query is run.
+//
+// On a server an index that is empty under the lock is known from then on, as long as nobody else commits rows of it. Of
+// any other one the keys of many records are asked for at once (storage/keys_ahead.h). So they are where much is found
+// that must be read, which otherwise would cost a round trip for each record.
 //
 // Invariants
 //  1. Once everything is learned, the filter has every key that a query of this connection could find. It may
@@ -13,7 +16,8 @@
 //     whatever becomes of their transaction. A row stored through the connection by anybody else empties the filter.
 //  3. Rows are learned outside of transactions: none of them is hidden by a change that is undone later.
 //  4. The filter is emptied where another connection has committed or the tables were changed, which is looked at
-//     with the first question of each group, and with every question outside of groups.
+//     with the first question of each group, and with every question outside of groups. On a server it is so where
+//     others have committed rows of the index, with or without the lock, or the lock is not held.
 //  5. Addresses that are stored are remembered (storage/known_addresses.h) under keys that are announced; of those that
 //     are learned the keys are told to be of addresses unknown.
 //  6. It is used between the first Begin and the last Release only, under the CallMutex. No question raises anything:
@@ -106,6 +110,11 @@ class KnownKeys final : public Attachment {
   };
 
   bool Lacks(std::span<const SoughtValue> values);
+  bool ServerLacks(std::span<const SoughtValue> values);
+  void LookWhetherEmpty();
+  void Ask(std::span<const std::string> key_texts);
+  ComingLookUps::Rows Find(std::span<const SoughtValue> keys);
+  void Wish(std::size_t at_once);
   bool HoldsAll();
   void LearnBetweenGroups();
   bool LacksAll(std::span<const SoughtValue> values) const;
@@ -123,6 +132,12 @@ class KnownKeys final : public Attachment {
   KnownAddresses& addresses_;
   ComingLookUps& coming_;
   std::unique_ptr<KeysAhead> ahead_;  // where queries are sent to a server
+  std::size_t wished_ = 0;            // of how many records it is told
+  std::size_t asked_ = 0;             // look-ups since that was decided ...
+  std::size_t sought_ = 0;            // ... and those that need the rows themselves
+  bool is_asked_together_ = false;    // although all keys are known
+  std::uint64_t commits_of_others_ = 0;
+  std::int64_t commits_unlocked_ = 0;
   int writers_ = 0;
   State state_ = State::kOff;
   ValueFilter filter_;

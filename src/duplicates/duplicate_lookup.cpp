@@ -132,18 +132,24 @@ class SoughtKeys {
   std::size_t count_ = 0;
 };
 
+// Where the host's connection is asked for nothing but rows with these keys; else null.
+Connection* PlainlySought(const ObjectPtr& host, const SoughtKeys& sought, std::string_view reference) {
+  return ChangesQuery(reference) || sought.ChangeQuery() ? nullptr : dynamic_cast<Connection*>(host.get());
+}
+
+// Whether it is known that no row has one of the keys.
+bool LacksAll(Connection& connection, const SoughtKeys& sought) {
+  const std::lock_guard lock(connection.CallMutex());
+  return connection.attachments().Of<AbsentValues>(connection).Lacks(kIndexTable, sought.values());
+}
+
 // Whether it is known what the query would find; `candidates` has it then. For its conditions see BuildDuplicateQuery.
-bool FindKnown(const ObjectPtr& host, const DuplicateSettings& settings, const DuplicateKeys& keys,
-               std::string_view reference, std::int64_t address_type, bool overwrite,
+bool FindKnown(Connection& connection, const DuplicateSettings& settings, const DuplicateKeys& keys,
+               const SoughtKeys& sought, std::string_view reference, std::int64_t address_type, bool overwrite,
                std::vector<DuplicateMatch>& candidates) {
   candidates.clear();
-  auto* const connection = dynamic_cast<Connection*>(host.get());
-  const SoughtKeys sought(settings, keys);
-  if (connection == nullptr || ChangesQuery(reference) || sought.ChangeQuery()) return false;
-  const std::lock_guard lock(connection->CallMutex());
-  Attachments& attachments = connection->attachments();
-  if (attachments.Of<AbsentValues>(*connection).Lacks(kIndexTable, sought.values())) return true;
-  const auto rows = attachments.Of<ComingLookUps>(*connection).Find(sought.values());
+  const std::lock_guard lock(connection.CallMutex());
+  const auto rows = connection.attachments().Of<ComingLookUps>(connection).Find(sought.values());
   // Without a type to look for there is no query.
   if (!rows || (settings.address_type_mask & kAllTypes) == 0) return false;
   MostKeysFirst ranked;
@@ -228,11 +234,15 @@ bool DuplicateCheck::isDoublet(const std::string& key_text, const std::string& r
 bool DuplicateCheck::LookUp(const std::string& key_text, const DuplicateKeys& keys,
                             const std::string& reference, std::int64_t address_type, bool overwrite,
                             DuplicateMatch* match) {
+  const SoughtKeys sought(settings_, keys);
+  Connection* const plain = PlainlySought(session_.HostConnection, sought, reference);
+  if (plain != nullptr && LacksAll(*plain, sought)) return false;
+  if (!MayConfirm(key_text, keys, reference)) return false;
   std::vector<DuplicateMatch>& candidates = kept_.candidates;
-  if (FindKnown(session_.HostConnection, settings_, keys, reference, address_type, overwrite, candidates)) {
+  if (plain != nullptr &&
+      FindKnown(*plain, settings_, keys, sought, reference, address_type, overwrite, candidates)) {
     return Chooses(key_text, candidates, match);
   }
-  if (!MayConfirm(key_text, keys, reference)) return false;
   std::string& query = kept_.query;
   if (!BuildDuplicateQuery(settings_, keys, reference, address_type, overwrite, query)) return false;
   const RecordsetPtr found =

@@ -95,6 +95,31 @@ TEST_F(GroupLocks, ARecordWhoseLookUpSomebodyElseHasOvertakenIsRefused) {
   EXPECT_THAT(Names(), ElementsAre("Muster"));
 }
 
+// Rows of the index that are stored without any look-up, as by an import without duplicate check, wait for nobody.
+TEST_F(GroupLocks, WhoStoresWithoutALookUpTakesNoLockAndIsCounted) {
+  if (!OnPostgres()) GTEST_SKIP() << "needs a server";
+  const Clerk one(*this, file);
+  const Clerk other(*this, Impatient());
+  const auto counted = [&] {
+    EXPECT_FALSE(Finds(one, KeyOf("Muster")));
+    EXPECT_TRUE(one.lock().IsHeld());
+    return one.lock().CommitsUnlocked();
+  };
+  const std::lock_guard held(one.connection->CallMutex());
+  EXPECT_EQ(counted(), 0);
+  EXPECT_EQ(Store(other, "Anderer"), "");
+  EndGroup(other);
+  EXPECT_TRUE(one.lock().IsHeld());
+  EndGroup(one);
+  EXPECT_EQ(counted(), 1);
+  EXPECT_EQ(Store(one, "Erster"), "");
+  EndGroup(one);
+  EXPECT_EQ(counted(), 1) << "who has the lock is counted by it";
+  EndGroup(one);
+  connection->Execute("DELETE FROM Importsperre WHERE Name = 'Adressindex ohne Sperre'");
+  EXPECT_EQ(counted(), std::nullopt) << "of an earlier version's database";
+}
+
 TEST_F(GroupLocks, ARecordWhoseGroupEndedBeforeItIsStoredWhereNobodyElseHasCommitted) {
   const Clerk one(*this, file);
   EXPECT_FALSE(Finds(one, KeyOf("Erster")));

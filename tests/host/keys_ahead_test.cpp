@@ -68,6 +68,16 @@ class KeysAhead : public testing::HostFixture {
     const auto text = host::KnownKeys::Of(*connection).KeyTextOf(1, reference);
     return text ? std::optional<std::string>(*text) : std::nullopt;
   }
+  static void Prepare(const ObjectPtr& importer) {
+    Value cancel(false);
+    CallMethod(importer, "BeforeImport", ByRef(cancel));
+  }
+  // How many statements ask for many records, where there are any.
+  std::vector<std::string> Questions() {
+    return Rows(
+        "SELECT count(*) FROM pg_prepared_statements WHERE statement LIKE '%Doubletkey1 = ANY%' HAVING "
+        "count(*) > 0");
+  }
   void Store(const ObjectPtr& into, int i, const char* number = nullptr) {
     const std::string own = std::to_string(i + 1);
     EXPECT_EQ(Import(into, {{"KundenNummer", number != nullptr ? number : own.c_str()},
@@ -184,6 +194,7 @@ TEST_F(KeysAhead, AreAskedForAgainAfterASessionThatEndedWithTheFirstQuestion) {
   const std::lock_guard no_timer(connection->CallMutex());
   const ObjectPtr importer = Importer();
   Store(importer, 7);
+  Expect({5});
   OpenConnection(file)->OpenRecordset("SELECT pg_terminate_backend(" + Rows("SELECT pg_backend_pid()").at(0) +
                                       ", 10000)");
   Expect({0});
@@ -216,6 +227,84 @@ TEST_F(KeysAhead, AreFoundByTheIndexesWhileTheTableIsBeingFilled) {
   EXPECT_THAT(Rows("SELECT current_setting('enable_seqscan')"), ElementsAre("off"));
   host::GroupedWrites::Of(*connection).Flush();
   EXPECT_THAT(Rows("SELECT current_setting('enable_seqscan'), current_setting('jit')"), ElementsAre("on|on"));
+}
+
+// --- What needs no question: keys of an index that was empty -----------------------------------------
+
+TEST_F(KeysAhead, OfAnIndexThatWasEmptyAreKnown) {
+  const ObjectPtr importer = Importer();
+  Prepare(importer);
+  EXPECT_TRUE(IsKnownToBeAbsent(0));
+  Store(importer, 0);
+  EXPECT_FALSE(IsKnownToBeAbsent(0));
+  EXPECT_TRUE(IsKnownToBeAbsent(1));
+  host::GroupedWrites::Of(*connection).Flush();
+  EXPECT_FALSE(IsKnownToBeAbsent(0));
+  EXPECT_TRUE(IsKnownToBeAbsent(1));
+  EXPECT_THAT(Questions(), IsEmpty());
+}
+
+TEST_F(KeysAhead, OfAnIndexThatHeldRowsAreAskedFor) {
+  Store(Importer(), 7);
+  host::GroupedWrites::Of(*connection).Flush();
+  const ObjectPtr importer = Importer();
+  Prepare(importer);
+  EXPECT_FALSE(IsKnownToBeAbsent(0));
+  Expect({0});
+  EXPECT_TRUE(IsKnownToBeAbsent(0));
+}
+
+TEST_F(KeysAhead, AreNoLongerKnownOnceAnotherClerkHasStored) {
+  const ObjectPtr importer = Importer();
+  Prepare(importer);
+  EXPECT_TRUE(IsKnownToBeAbsent(0));
+  host::GroupedWrites::Of(*connection).Flush();
+  const ConnectionPtr other = OpenConnection(file);
+  EXPECT_EQ(other->Execute("UPDATE Importsperre SET Stand = Stand + 1 WHERE Name = 'Adressindex'"), 1);
+  EXPECT_FALSE(IsKnownToBeAbsent(0));
+  host::GroupedWrites::Of(*connection).Flush();
+  EXPECT_FALSE(IsKnownToBeAbsent(0)) << "who knows what else comes";
+}
+
+TEST_F(KeysAhead, AreNoLongerKnownOnceAnImportWithoutACheckHasStored) {
+  const ObjectPtr importer = Importer();
+  Prepare(importer);
+  EXPECT_TRUE(IsKnownToBeAbsent(0));
+  host::GroupedWrites::Of(*connection).Flush();
+  const ConnectionPtr other = OpenConnection(file);
+  const ObjectPtr unchecked = components.CreateObject("ksbimport.importkunden");
+  SetProperty(unchecked, "Connection", other);
+  Store(unchecked, 0);
+  host::GroupedWrites::Of(*other).Flush();
+  EXPECT_FALSE(IsKnownToBeAbsent(0));
+}
+
+TEST_F(KeysAhead, AreNotKnownWhereNobodyCountsImportsWithoutACheck) {
+  connection->Execute("DELETE FROM Importsperre WHERE Name = 'Adressindex ohne Sperre'");
+  const ObjectPtr importer = Importer();
+  Prepare(importer);
+  EXPECT_FALSE(IsKnownToBeAbsent(0));
+}
+
+TEST_F(KeysAhead, ThatAreKnownAreAskedForTogetherWhereManyMustBeRead) {
+  const ObjectPtr importer = Importer();
+  Prepare(importer);
+  const ComingLookUps& coming = connection->attachments().Of<ComingLookUps>(*connection);
+  EXPECT_TRUE(IsKnownToBeAbsent(0));
+  Store(importer, 0);
+  const auto look_up = [&](int times, int sought) {
+    for (int i = 0; i < times; ++i) IsKnownToBeAbsent(1);
+    for (int i = 0; i < sought; ++i) Known(0);
+  };
+  look_up(600, 0);
+  EXPECT_EQ(coming.Wanted(), 0U);
+  look_up(100, 20);
+  look_up(500, 0);
+  EXPECT_GT(coming.Wanted(), 100U);
+  Expect({0, 1});
+  EXPECT_THAT(Questions(), ElementsAre("1"));
+  EXPECT_THAT(Known(0), ElementsAre("1"));
+  EXPECT_THAT(Known(1), IsEmpty()) << "it was not asked for, as it is known to be absent";
 }
 
 TEST_F(KeysAhead, AreComparedByTheirBytes) {
