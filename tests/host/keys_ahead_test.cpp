@@ -313,6 +313,13 @@ TEST_F(KeysAhead, AreComparedByTheirBytes) {
               ElementsAre("doubletkey1|Wahr", "doubletkey2|Wahr", "doubletkey3|Wahr"));
 }
 
+TEST_F(KeysAhead, HaveIndexesOfEqualTexts) {
+  EXPECT_THAT(Rows("SELECT am.amname FROM pg_index i JOIN pg_class c ON c.oid = i.indexrelid "
+                   "JOIN pg_am am ON am.oid = c.relam "
+                   "WHERE i.indrelid = 'adressindex'::regclass AND NOT i.indisprimary"),
+              ElementsAre("hash", "hash", "hash"));
+}
+
 TEST_F(KeysAhead, AreLookedForWhereTheTableComparesInAnotherWay) {
   connection->Execute("ALTER TABLE Adressindex ALTER COLUMN Doubletkey2 TYPE char(20)");
   const ObjectPtr importer = Importer();
