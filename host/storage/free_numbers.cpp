@@ -20,6 +20,9 @@ namespace {
 // More numbers than records wait for their answers.
 constexpr std::size_t kMostAtOnce = 2 * PipelinedRecords::kMost;
 
+// The upper half of the numbers of the locks of sequences.
+const std::string kLockClass = "1263747667::bigint";
+
 std::int64_t GreatestIn(Connection& connection, const std::string& table, const std::string& column) {
   if (table.empty()) return 0;
   const RecordsetPtr found = connection.OpenRecordset("SELECT max(" + column + ") FROM " + table);
@@ -67,6 +70,9 @@ class NumbersBehindTheGreatest final : public FreeNumbers {
   std::optional<std::uint64_t> known_in_;  // the group whose greatest number is known
 };
 
+// Nobody may draw numbers between a look at the sequence and its setting, or they would be given twice. So whoever draws
+// shares a lock with the others, and whoever sets has it alone; one statement takes it and gives it up, so that nobody waits
+// for more than a statement. What is nested in CASE is evaluated in that order.
 class NumbersOfASequence final : public FreeNumbers {
  public:
   NumbersOfASequence(Connection& connection, const std::string& table, const std::string& column)
@@ -74,13 +80,15 @@ class NumbersOfASequence final : public FreeNumbers {
         table_(table),
         column_(column),
         sequence_(SequenceOf(connection, table, column)),
-        literal_("'" + ReplaceAll(sequence_, "'", "''") + "'") {}
+        literal_("'" + ReplaceAll(sequence_, "'", "''") + "'"),
+        lock_("(" + kLockClass + " << 32 | " + literal_ + "::regclass::oid::bigint)") {}
 
   ~NumbersOfASequence() override {
     const auto leave = [this] {
       BeforeCommit();
-      // Where nobody has asked for others meanwhile, the next import goes on without a gap.
-      if (!drawn_.empty()) GiveBack();
+      // Where nobody has asked for others meanwhile, the next import goes on without a gap. Another application, which draws
+      // from its sequence itself, takes no lock.
+      if (!drawn_.empty() && !IsQuoted(table_)) GiveBack();
     };
     if (connection_.IsOpen()) Trap(leave, [](const RuntimeError&) {});
   }
@@ -114,28 +122,54 @@ class NumbersOfASequence final : public FreeNumbers {
   void MoveOn(std::int64_t number) {
     while (!drawn_.empty() && drawn_.front() <= number) drawn_.pop_front();
     given_.clear();
-    reached_ = std::max(reached_, number);
     if (move_ == nullptr) {
-      move_ = connection_.Prepare("SELECT setval(" + literal_ + ", ?) FROM " + sequence_ +
-                                  " WHERE last_value < ? OR NOT is_called");
+      move_ = connection_.Prepare(SetAlone("CASE WHEN is_called THEN last_value < ? ELSE last_value <= ? END",
+                                           "setval(" + literal_ + ", ?)"));
     }
-    move_->BindInteger(0, number);
-    move_->BindInteger(1, number);
+    for (std::size_t i = 0; i < 3; ++i) move_->BindInteger(i, number);
     // One that was given an end of its own does not go on behind it.
-    Trap([this] { move_->Open(); },
+    Trap([this] { Run(*move_, "pg_advisory_unlock"); },
          [this](const RuntimeError&) {
            if (!connection_.InTransaction() || !connection_.StopReason().empty()) throw;
          });
+    reached_ = std::max(reached_, number);
+  }
+
+  // A statement that runs `set` where `condition` on the sequence holds, while nobody draws.
+  std::string SetAlone(const std::string& condition, const std::string& set) const {
+    return "SELECT CASE WHEN pg_advisory_lock(" + lock_ + ") IS NOT NULL THEN CASE WHEN (CASE WHEN (SELECT " +
+           condition + " FROM " + sequence_ + ") THEN " + set +
+           " END) IS DISTINCT FROM -1 THEN pg_advisory_unlock(" + lock_ + ") END END";
+  }
+
+  // A statement that fails behind its taking of the lock has left it to the session.
+  RecordsetPtr Run(Statement& statement, const char* unlock) {
+    RecordsetPtr rows;
+    Trap([&] { rows = statement.Open(); },
+         [&](const RuntimeError&) {
+           const auto give_up = [&] {
+             const std::string query = std::string("SELECT ") + unlock + "(" + lock_ + ")::integer";
+             while (connection_.InTransaction() && connection_.OpenRecordset(query)->TextAt(0) == "1") {
+             }
+           };
+           if (connection_.InTransaction()) Trap(give_up, [](const RuntimeError&) {});
+           throw;
+         });
+    return rows;
   }
 
   void Draw() {
     if (draw_ == nullptr) {
-      draw_ =
-          connection_.Prepare("SELECT nextval(" + literal_ + ") FROM generate_series(1, CAST(? AS integer))");
+      draw_ = connection_.Prepare(
+          "SELECT unnest(numbers) FROM (SELECT CASE WHEN pg_advisory_unlock_shared(" + lock_ +
+          ") THEN numbers END AS numbers FROM (SELECT CASE WHEN pg_advisory_lock_shared(" + lock_ +
+          ") IS NOT NULL THEN ARRAY(SELECT nextval(" + literal_ +
+          ") FROM generate_series(1, CAST(? AS integer))) END AS numbers OFFSET 0) AS drawn "
+          "OFFSET 0) AS freed");
     }
     draw_->BindInteger(0, static_cast<std::int64_t>(at_once_));
     at_once_ = std::min(2 * at_once_, kMostAtOnce);
-    for (const RecordsetPtr rows = draw_->Open(); !rows->IsEof(); rows->MoveNext()) {
+    for (const RecordsetPtr rows = Run(*draw_, "pg_advisory_unlock_shared"); !rows->IsEof(); rows->MoveNext()) {
       drawn_.push_back(rows->ValueAt(0).ToInteger());
       reached_ = std::max(reached_, drawn_.back());
     }
@@ -144,11 +178,11 @@ class NumbersOfASequence final : public FreeNumbers {
   void GiveBack() {
     const std::int64_t last = drawn_.back();
     if (last - drawn_.front() + 1 != static_cast<std::int64_t>(drawn_.size())) return;
-    const auto give_back = connection_.Prepare("SELECT setval(" + literal_ + ", ?, false) FROM " + sequence_ +
-                                               " WHERE last_value = ? AND is_called");
-    give_back->BindInteger(0, drawn_.front());
-    give_back->BindInteger(1, last);
-    give_back->Open();
+    const auto give_back =
+        connection_.Prepare(SetAlone("last_value = ? AND is_called", "setval(" + literal_ + ", ?, false)"));
+    give_back->BindInteger(0, last);
+    give_back->BindInteger(1, drawn_.front());
+    Run(*give_back, "pg_advisory_unlock");
   }
 
   Connection& connection_;
@@ -156,6 +190,7 @@ class NumbersOfASequence final : public FreeNumbers {
   const std::string column_;
   const std::string sequence_;
   const std::string literal_;
+  const std::string lock_;          // its number, made of the sequence's
   std::deque<std::int64_t> drawn_;  // and not taken yet
   std::deque<std::int64_t> given_;  // of those that were drawn, the last ones taken
   std::size_t at_once_ = 1;         // grows with the numbers that are wanted

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 
 #include <mutex>
+#include <set>
+#include <thread>
 
 #include "host/host_fixture.h"
 #include "kestrel/transaction.h"
@@ -40,6 +42,68 @@ TEST_F(FreeNumbers, TwoWhoStoreAtTheSameTimeGetDifferentOnes) {
     EXPECT_FALSE(CallMethod(importer, "NextLateError").ToBool());
   }
   EXPECT_THAT(Rows("SELECT count(DISTINCT KundenNummer) FROM Kunden"), ElementsAre("100"));
+}
+
+TEST_F(FreeNumbers, OfASequenceThatSeveralMoveOnAndGiveBackAreGivenOnce) {
+  if (!OnPostgres()) GTEST_SKIP() << "SQLite lets one store at a time";
+  constexpr int kClerks = 8;
+  constexpr int kImports = 40;
+  std::vector<std::vector<std::int64_t>> given(kClerks);
+  std::vector<std::thread> clerks;
+  for (int clerk = 0; clerk < kClerks; ++clerk) {
+    clerks.emplace_back([&, clerk] {
+      // A wait for another one's transaction would be an error.
+      const ConnectionPtr own = OpenConnection(file + ";LockWait=20");
+      for (int import = 0; import < kImports; ++import) {
+        const auto numbers = host::FreeNumbers::Of(*own, "Kunden", "KundenNummer");
+        own->Begin();
+        for (int i = 0; i < 5; ++i) {
+          given[static_cast<std::size_t>(clerk)].push_back(numbers->Next());
+          numbers->Take(numbers->Next());
+        }
+        // One that came with its record.
+        if (clerk % 2 == 0) numbers->Take(given[static_cast<std::size_t>(clerk)].back() + 20);
+        numbers->BeforeCommit();
+        own->Commit();
+      }
+    });
+  }
+  for (std::thread& clerk : clerks) clerk.join();
+  std::set<std::int64_t> all;
+  for (const auto& numbers : given) {
+    for (const std::int64_t number : numbers) EXPECT_TRUE(all.insert(number).second) << number;
+  }
+  EXPECT_EQ(all.size(), static_cast<std::size_t>(kClerks * kImports * 5));
+  EXPECT_THAT(Rows("SELECT count(*) FROM pg_locks WHERE locktype = 'advisory'"), ElementsAre("0"));
+}
+
+TEST_F(FreeNumbers, ASequenceIsNeitherMovedOnNorGivenBackWhileSomebodyDraws) {
+  if (!OnPostgres()) GTEST_SKIP() << "has no sequences";
+  const ConnectionPtr drawing = OpenConnection(file);
+  drawing->OpenRecordset(
+      "SELECT pg_advisory_lock_shared(1263747667::bigint << 32 | "
+      "'kunden_kundennummer_seq'::regclass::oid::bigint)::text");
+  const ConnectionPtr hasty = OpenConnection(file + ";LockWait=0,1");
+  const auto numbers = host::FreeNumbers::Of(*hasty, "Kunden", "KundenNummer");
+  hasty->Begin();
+  EXPECT_EQ(numbers->Next(), 1) << "drawing hinders nobody who draws";
+  numbers->Take(500);
+  EXPECT_ERROR_TEXT(numbers->BeforeCommit(), ErrorNumber::kDatabase, ::testing::HasSubstr("gesperrt"));
+  drawing->Close();
+  numbers->BeforeCommit();
+  hasty->Commit();
+  EXPECT_THAT(Rows("SELECT last_value FROM kunden_kundennummer_seq"), ElementsAre("500"));
+}
+
+TEST_F(FreeNumbers, ThatCannotBeDrawnLeaveTheirLock) {
+  if (!OnPostgres()) GTEST_SKIP() << "has no sequences";
+  connection->Execute("ALTER SEQUENCE kunden_kundennummer_seq MAXVALUE 2");
+  const auto numbers = host::FreeNumbers::Of(*connection, "Kunden", "KundenNummer");
+  connection->Begin();
+  numbers->Take(numbers->Next());
+  EXPECT_ERROR(numbers->Next(), ErrorNumber::kDatabase);
+  EXPECT_THAT(Rows("SELECT count(*) FROM pg_locks WHERE locktype = 'advisory'"), ElementsAre("0"));
+  connection->Rollback();
 }
 
 TEST_F(FreeNumbers, ANumberOfTheSourceIsNeverGivenAgain) {
