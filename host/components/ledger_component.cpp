@@ -7,6 +7,7 @@
 
 #include "kestrel/memory_recordset.h"
 #include "ledger/run_records.h"
+#include "ledger/run_state.h"
 #include "schema/host_schema.h"
 #include "schema/own_tables.h"
 
@@ -20,15 +21,27 @@ std::shared_ptr<MemoryRecordset> EmptyRows(std::initializer_list<MemoryRecordset
   return rows;
 }
 
+// What is committed of a run that has not told its end, be it at work or one that nobody could mark yet.
+std::string CountOf(std::string_view column, std::string_view event) {
+  std::string text = "CASE WHEN Zustand = '" + std::string(kRunning) +
+                     "' THEN (SELECT CAST(coalesce(sum(Anzahl), 0) AS bigint) FROM Importlaufzeilen "
+                     "WHERE ZeilenNr > Importlauf.LaufNr * " +
+                     std::to_string(kRowsPerRun) + " AND ZeilenNr < (Importlauf.LaufNr + 1) * " +
+                     std::to_string(kRowsPerRun);
+  if (!event.empty()) text.append(" AND Ereignis = '").append(event).append("'");
+  return text.append(") ELSE ").append(column).append(" END AS \"").append(column).append("\", ");
+}
+
 // Named as in the table, also where the database makes small letters of names. A run that has not told its end leaves
 // open how many errors there were, and what was cut.
-constexpr std::string_view kSelectRuns =
+const std::string kSelectRuns =
     "SELECT LaufNr AS \"LaufNr\", Zustand AS \"Zustand\", ProgID AS \"ProgID\", Tabelle AS \"Tabelle\", "
     "Spalten AS \"Spalten\", Spezifikation AS \"Spezifikation\", Pruefsumme AS \"Pruefsumme\", "
     "Quelle AS \"Quelle\", Quellgroesse AS \"Quellgroesse\", Quellzeit AS \"Quellzeit\", "
-    "Benutzer AS \"Benutzer\", Beginn AS \"Beginn\", Ende AS \"Ende\", Gelesen AS \"Gelesen\", "
-    "Neu AS \"Neu\", Aktualisiert AS \"Aktualisiert\", Zurueckgehalten AS \"Zurueckgehalten\", "
-    "Abgewiesen AS \"Abgewiesen\", CASE WHEN Ende IS NOT NULL THEN Fehler END AS \"Fehler\", "
+    "Benutzer AS \"Benutzer\", Beginn AS \"Beginn\", Ende AS \"Ende\", " +
+    CountOf("Gelesen", "") + CountOf("Neu", kNew) + CountOf("Aktualisiert", kUpdated) +
+    CountOf("Zurueckgehalten", kHeldBack) + CountOf("Abgewiesen", kRejected) +
+    "CASE WHEN Ende IS NOT NULL THEN Fehler END AS \"Fehler\", "
     "CASE WHEN Ende IS NOT NULL THEN Gekuerzt END AS \"Gekuerzt\", GekuerzteFelder AS \"GekuerzteFelder\" "
     "FROM Importlauf ORDER BY LaufNr";
 
@@ -57,7 +70,7 @@ void LedgerComponent::SetConnection(const ObjectPtr& connection) {
 ObjectPtr LedgerComponent::Runs() { return RequireConnection(connection_).OpenRecordset(kSelectRuns); }
 
 ObjectPtr LedgerComponent::LastRuns(std::int64_t most) {
-  const auto select = RequireConnection(connection_).Prepare(std::string(kSelectRuns) + " DESC LIMIT ?");
+  const auto select = RequireConnection(connection_).Prepare(kSelectRuns + " DESC LIMIT ?");
   select->BindInteger(0, most + 1);
   return select->Open();
 }

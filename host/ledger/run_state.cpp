@@ -108,7 +108,13 @@ std::string RestoreLedger(Connection& connection) {
         [&] {
           const std::optional<RunLock> lock = RunLock::Acquire(connection, run.number);
           if (!lock) return;
-          const std::string sentence = MarkBrokenOff(connection, run);
+          std::string sentence;
+          Trap([&] { sentence = MarkBrokenOff(connection, run); },
+               [&](const RuntimeError& error) {
+                 sentence =
+                     "Der Importlauf " + std::to_string(run.number) + " vom " + run.begin +
+                     " ist abgebrochen, aber das lässt sich noch nicht eintragen: " + error.Description();
+               });
           told += (told.empty() || sentence.empty() ? "" : "\n") + sentence;
         },
         [](const RuntimeError&) {});
