@@ -1,6 +1,7 @@
 #include "app/shown_wait.h"
 
 #include <QApplication>
+#include <utility>
 
 #include "kestrel/runtime_error.h"
 #include "wizard/qt_text.h"
@@ -11,6 +12,8 @@ namespace {
 
 // The wait is over where nobody has asked for so long.
 constexpr int kNotAskedMs = 500;
+// One that is over sooner is not shown: the dialog would only flicker, as where the records of a group are being stored.
+constexpr std::chrono::milliseconds kShownAfter{500};
 
 }  // namespace
 
@@ -26,6 +29,11 @@ ShownWait::~ShownWait() {
 }
 
 bool ShownWait::KeepWaiting(std::string_view reason) {
+  using Clock = std::chrono::steady_clock;
+  const auto now = Clock::now();
+  if (now - std::exchange(asked_last_, now) > std::chrono::milliseconds(kNotAskedMs)) waits_since_ = now;
+  // Nor are events handled meanwhile, as no dialog keeps the windows from being used.
+  if (!is_over_.isActive() && now - waits_since_ < kShownAfter) return true;
   bool go_on = true;
   const auto show = [&] {
     if (dialog_ == nullptr) MakeDialog();

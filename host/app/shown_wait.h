@@ -4,12 +4,13 @@
 #include <QPointer>
 #include <QProgressDialog>
 #include <QTimer>
+#include <chrono>
 
 #include "kestrel/connection.h"
 
 namespace kestrel::host {
 
-// While it lives, a wait of the connection shows its reason in a dialog, which keeps every window but itself from
+// While it lives, a wait of the connection that lasts shows its reason in a dialog, which keeps every window but itself from
 // being used; its button ends the wait. The connection to a server ends with it, which the dialog says. The dialog
 // goes when the wait is over.
 class ShownWait final : private WaitWatch {
@@ -30,6 +31,8 @@ class ShownWait final : private WaitWatch {
   QWidget* window_;
   QPointer<QProgressDialog> dialog_;
   QTimer is_over_;
+  std::chrono::steady_clock::time_point waits_since_{};
+  std::chrono::steady_clock::time_point asked_last_{};
 };
 
 }  // namespace kestrel::host
