@@ -9,6 +9,7 @@
 #include "kestrel/memory_recordset.h"
 #include "ledger/run_state.h"
 #include "platform/base/text.h"
+#include "platform/data/recovery.h"
 #include "platform/profile/profile.h"
 #include "schema/own_tables.h"
 #include "storage/field_error.h"
@@ -93,6 +94,11 @@ void TableImporter::NoteStopReason() {
   if (connection_ == nullptr || (error_code_ != kDatabase && error_code_ != kObjectClosed)) return;
   if (!stop_reason_.empty()) return;
   stop_reason_ = writer_ != nullptr ? writer_->StopReason() : OpenConnection().StopReason();
+  const auto* const recovery = dynamic_cast<const Recovery*>(&OpenConnection());
+  if (stop_reason_.empty() || recovery == nullptr || !recovery->IsCommitUncertain()) return;
+  stop_reason_ += " Ob die Datenbank noch gespeichert hat, was sie zuletzt bekam, ist ungewiss";
+  stop_reason_ +=
+      ledger_ == nullptr ? "." : "; die Liste der Importläufe zeigt es, sobald sie wieder antwortet.";
 }
 
 void TableImporter::SetConnection(const ObjectPtr& connection) {
@@ -431,15 +437,22 @@ void TableImporter::RunEnds(std::string_view end, std::int64_t read, std::int64_
                             std::int64_t held_back, std::int64_t rejected, std::int64_t errors,
                             std::int64_t cut, std::string_view cut_fields) {
   if (ledger_ == nullptr) return;
-  ledger_->End(EntryFor(kEnds, end), {.read = read,
-                                      .added = added,
-                                      .updated = updated,
-                                      .held_back = held_back,
-                                      .rejected = rejected,
-                                      .errors = errors,
-                                      .cut = cut,
-                                      .cut_fields = std::string(cut_fields)});
-  OpenConnection().MakeDurable();
+  const RunCounts counts{.read = read,
+                         .added = added,
+                         .updated = updated,
+                         .held_back = held_back,
+                         .rejected = rejected,
+                         .errors = errors,
+                         .cut = cut,
+                         .cut_fields = std::string(cut_fields)};
+  const auto tell = [&] {
+    ledger_->End(EntryFor(kEnds, end), counts);
+    OpenConnection().MakeDurable();
+  };
+  Trap(tell, [this](const RuntimeError&) {
+    // What stopped the import keeps its end from being told, too; whoever opens the database next finds out.
+    if (stop_reason_.empty()) throw;
+  });
 }
 
 std::string TableImporter::RunNumber() const {

@@ -57,7 +57,7 @@ bool DuplicateCheck::CheckDoublett(const Recordset& record, DuplicateMatch* matc
     return false;
   kept_.unwished = nullptr;
   bool answer = false;
-  TrapInFunction(session_.platform.ui, "CheckDoublett", [&] {
+  TrapInFunction(session_, "CheckDoublett", [&] {
     // First, as the next record may be the same object.
     kept_.columns.Begin(record, same_object);
     answer = CheckRecord(record, match);
@@ -95,7 +95,7 @@ void BuildDuplicateKeyText(const Recordset& record, KeptColumns& columns, std::s
 
 void DuplicateCheck::GenDoubKey(const std::string& key_text, std::string& key1, std::string& key2,
                                 std::string& key3) {
-  const bool made = TrapInFunction(session_.platform.ui, "GenDoubKey", [&] {
+  const bool made = TrapInFunction(session_, "GenDoubKey", [&] {
     const ObjectPtr component = session_.platform.components.CreateObject(kKeyComponent);
     kept_.confirmation.AskComponent(component);
     std::string code1, code2, code3;

@@ -212,7 +212,7 @@ bool BuildDuplicateQuery(const DuplicateSettings& settings, const DuplicateKeys&
 bool DuplicateCheck::isDoublet(const std::string& key_text, const std::string& reference,
                                std::int64_t address_type, bool overwrite, DuplicateMatch* match) {
   bool answer = false;
-  TrapInFunction(session_.platform.ui, "isDoublet", [&] {
+  TrapInFunction(session_, "isDoublet", [&] {
     DuplicateKeys keys;
     GenDoubKey(key_text, keys.key[0], keys.key[1], keys.key[2]);
     DuplicateMatch unasked;

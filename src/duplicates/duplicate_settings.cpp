@@ -55,7 +55,7 @@ std::optional<double> DuplicateCheck::ReadThreshold(const std::string& text, con
   const std::optional<double> threshold = ParseNumber(text);
   if (threshold && *threshold >= 0 && *threshold <= 100) return threshold;
   if (std::exchange(kept_.bad_threshold, text) == text) return std::nullopt;
-  TrapInFunction(session_.platform.ui, "LoadDublettSettings", [&] {
+  TrapInFunction(session_, "LoadDublettSettings", [&] {
     throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
                        "Die Schwelle '" + text + "' (" + kThreshold + " in " + place +
                            ") ist keine Zahl von 0 bis 100 und wird übergangen.");
@@ -64,7 +64,7 @@ std::optional<double> DuplicateCheck::ReadThreshold(const std::string& text, con
 }
 
 void DuplicateCheck::LoadDublettSettings() {
-  const bool loaded = TrapInFunction(session_.platform.ui, "LoadDublettSettings", [&] {
+  const bool loaded = TrapInFunction(session_, "LoadDublettSettings", [&] {
     std::shared_ptr<const ProfileImage> image = profiles_.Require(session_.SpecFile);
     if (!kept_.settings.has_value() || image != kept_.settings_image) {
       kept_.settings.reset();
@@ -87,7 +87,7 @@ std::int64_t GetAddressType(const Session& session) {
 
 bool DuplicateCheck::isDoublettIndex() {
   bool answer = false;
-  TrapInFunction(session_.platform.ui, "isDoublettIndex",
+  TrapInFunction(session_, "isDoublettIndex",
                  [&] { answer = ReadHostSetting(NewHostSettings(), "Doubletindex") == "1"; });
   return answer;
 }
@@ -101,7 +101,7 @@ double DuplicateCheck::Threshold() {
 }
 
 void DuplicateCheck::GetDoubletAlgorithmCode(std::string& code1, std::string& code2, std::string& code3) {
-  const bool read = TrapInFunction(session_.platform.ui, "GetDoubletAlgorithmCode", [&] {
+  const bool read = TrapInFunction(session_, "GetDoubletAlgorithmCode", [&] {
     const ObjectPtr settings = NewHostSettings();
     code1 = ReadHostSetting(settings, "AlgorithmCode1");
     code2 = ReadHostSetting(settings, "AlgorithmCode2");

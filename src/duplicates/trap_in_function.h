@@ -1,10 +1,12 @@
-// How the duplicate procedures fail: the error is shown, the procedure gives its default answer.
+// How the duplicate procedures fail: the error is shown, unless the import class tells of it, and the procedure gives its
+// default answer.
 #pragma once
 
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "component/told_stop.h"
 #include "kestrel/runtime_error.h"
 #include "kestrel/user_interface.h"
 
@@ -13,11 +15,12 @@ namespace kestrel {
 // Runs `step`; an error is shown in a plain box as "Fehler in Funktion " + `function` + ": " + description.
 // Whether the step succeeded.
 template <class Step>
-bool TrapInFunction(UserInterface& ui, std::string_view function, Step&& step) {
+bool TrapInFunction(const Session& session, std::string_view function, Step&& step) {
   return Trap(std::forward<Step>(step), [&](const RuntimeError& error) {
+    if (IsToldAsStop(session)) return;
     std::string text = "Fehler in Funktion ";
     text.append(function).append(": ").append(error.Description());
-    ui.MessageBox(text, "", Icon::kNone, Buttons::kOk);
+    session.platform.ui.MessageBox(text, "", Icon::kNone, Buttons::kOk);
   });
 }
 

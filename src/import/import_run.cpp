@@ -140,8 +140,10 @@ class RunSteps {
   ErrorScope ReadScope(Told told);
   std::string NamesOf(const ErrorScope& scope) const;
   Recordset& Record();
+  void AskForStop();
   void TakeFigures();
   void Report();
+  void TellStop();
   void Tell(const std::string& text);
 
   ActiveImport& import_;
@@ -161,6 +163,8 @@ class RunSteps {
   LookAhead look_ahead_;
   RunWaits waits_;
   RunResult result_;
+  // What the import class gives as a reason to stop, also where the user has stopped before.
+  std::string host_failure_;
   ProgressText progress_text_;
   bool had_specification_ = false;
   bool stands_on_last_ = false;  // the source does, though that one was worked through
@@ -399,16 +403,21 @@ void RunSteps::CheckImportClass(std::string_view function, Told told) {
       error.source_column = value.source_column;
       error.raw_value = value.raw_value;
     }
+    // First, as the log may be where the error came from.
+    if (stop_reason_ && host_failure_.empty()) errors_.Try([&] { AskForStop(); });
     errors_.Count(std::move(error), scope, NamesOf(scope));
-    if (!stop_reason_ || !result_.stop_reason.empty()) return;
-    std::string reason = stop_reason_->Get().ToText();
-    // What could not be waited for any longer because of the abort is no reason of its own.
-    if (abort_requested_) {
-      result_.aborted |= !reason.empty();
-    } else {
-      result_.stop_reason = std::move(reason);
-    }
   });
+}
+
+void RunSteps::AskForStop() {
+  host_failure_ = stop_reason_->Get().ToText();
+  if (!host_failure_.empty()) errors_.HoldUnlogged();
+  // What could not be waited for any longer because of the abort is no reason of its own.
+  if (abort_requested_) {
+    result_.aborted |= !host_failure_.empty();
+  } else {
+    result_.stop_reason = host_failure_;
+  }
 }
 
 // The records that the error just read belongs to.
@@ -531,16 +540,24 @@ void RunSteps::Tell(const std::string& text) {
   Trap([&] { view_.Tell(text); }, [](const RuntimeError&) {});
 }
 
+void RunSteps::TellStop() {
+  const std::string& reason = result_.stop_reason.empty() ? host_failure_ : result_.stop_reason;
+  if (!reason.empty()) {
+    const std::string text = StopText(result_, reason);
+    if (!view_.ShowsResult()) {
+      errors_.Try([&] { session_.platform.ui.MessageBox(text, kTitle, Icon::kStop, Buttons::kOk); });
+    } else if (result_.aborted) {
+      Tell(text);
+    }
+  }
+  errors_.TellHeld(!IsToldByLastRecord(result_));
+}
+
 void RunSteps::Report() {
   TakeFigures();
-  result_.next_record = NextRecord(result_, settings_.from);
+  result_.next_record = NextRecord(result_, settings_.from, !host_failure_.empty());
   const bool shows_boxes = !view_.ShowsResult();
-  if (!result_.stop_reason.empty() && shows_boxes) {
-    errors_.Try([&] {
-      const std::string text = StopText(result_);
-      session_.platform.ui.MessageBox(text, kTitle, Icon::kStop, Buttons::kOk);
-    });
-  }
+  TellStop();
   result_.errors = result_.cancelled ? -1 : errors_.count();
   ClosingTexts closing = TextsAtEnd(result_);
   result_.message = std::move(closing.message);

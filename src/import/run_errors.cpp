@@ -1,6 +1,10 @@
 #include "import/run_errors.h"
 
+#include <algorithm>
+#include <span>
+
 #include "mapping/value_conversion.h"
+#include "platform/base/counted.h"
 
 namespace kestrel {
 
@@ -87,7 +91,17 @@ void RunErrors::NoteUnlogged(std::string_view text, std::string_view where) {
   ++unlogged_count_;
   if (unlogged_.size() == kMostUnlogged) return;
   unlogged_.push_back(WhereTold(where).append(text));
-  if (tell_unlogged_) tell_unlogged_(unlogged_.back());
+  if (tell_unlogged_ && !held_from_) tell_unlogged_(unlogged_.back());
+}
+
+void RunErrors::TellHeld(bool each) {
+  if (!tell_unlogged_ || !held_from_ || *held_from_ == unlogged_.size()) return;
+  const auto held = std::span(unlogged_).subspan(*held_from_);
+  if (each) {
+    std::ranges::for_each(held, tell_unlogged_);
+  } else {
+    tell_unlogged_(Counted(static_cast<std::int64_t>(held.size()), "Fehler", "Fehler") + " aus diesem Grund");
+  }
 }
 
 }  // namespace kestrel

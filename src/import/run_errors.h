@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -56,6 +57,9 @@ class RunErrors final : public FieldErrors {
   void AtRecord(std::int32_t record) { record_ = record; }
   // Called with each of the first kMostUnlogged of them. Raises nothing.
   void OnUnlogged(std::function<void(const std::string&)> tell) { tell_unlogged_ = std::move(tell); }
+  // From now on they are kept, as they come of what stops the run; told behind its reason, each or only their number.
+  void HoldUnlogged() { held_from_ = unlogged_.size(); }
+  void TellHeld(bool each);
   // Something else that the log has not taken, of the record at hand or of `where`.
   void NoteUnlogged(std::string_view text, std::string_view where = "");
 
@@ -84,6 +88,7 @@ class RunErrors final : public FieldErrors {
   std::int32_t record_ = 0;
   std::function<void(const std::string&)> tell_unlogged_;
   std::vector<std::string> unlogged_;
+  std::optional<std::size_t> held_from_;  // of unlogged_
   std::int32_t unlogged_count_ = 0;
 };
 

@@ -13,10 +13,10 @@ std::string_view ProgressText::For(std::int32_t record) {
   return text_.append(behind_);
 }
 
-std::int32_t NextRecord(const RunResult& result, std::int32_t from) {
+std::int32_t NextRecord(const RunResult& result, std::int32_t from, bool host_failed) {
   if (result.cancelled) return 0;
   const std::int32_t behind = result.skipped + result.records + 1;
-  if (result.stop_reason.empty()) {
+  if (result.stop_reason.empty() && !(result.aborted && host_failed)) {
     const bool broken_off = result.source_end.error && result.records > 0;
     return result.aborted || broken_off ? behind : 0;
   }
@@ -26,10 +26,16 @@ std::int32_t NextRecord(const RunResult& result, std::int32_t from) {
   return result.stored == 0 || last == 0 ? from : last + 1;
 }
 
-std::string StopText(const RunResult& result) {
+bool IsToldByLastRecord(const RunResult& result) {
+  const std::int32_t first_lost = result.figures.FirstOfLostGroup();
+  return first_lost == 0 || first_lost > result.figures.LastStoredRecord();
+}
+
+std::string StopText(const RunResult& result, const std::string& reason) {
   const RunFigures& figures = result.figures;
   const std::int32_t last = figures.LastStoredRecord();
-  std::string text = "Der Import wurde angehalten. " + result.stop_reason;
+  std::string text =
+      (result.aborted ? "Der Import wurde abgebrochen. " : "Der Import wurde angehalten. ") + reason;
   if (result.next_record == 0) return text;
   text += "\r\n\r\n";
   if (result.checked > 0) {
@@ -46,11 +52,10 @@ std::string StopText(const RunResult& result) {
           Counted(result.stored, "Datensatz", "Datensätze") + ", der letzte ist Datensatz " +
           std::to_string(last) + " der Quelle. Nach der Abhilfe ist der Import mit Datensatz " +
           std::to_string(result.next_record) + " fortzusetzen.";
-  const std::int32_t first_lost = figures.FirstOfLostGroup();
   // A later group was stored again.
-  if (first_lost != 0 && first_lost < last) {
-    text += " Auch davor fehlen Datensätze, der erste ist Datensatz " + std::to_string(first_lost) +
-            "; die Fehler nennen sie alle.";
+  if (!IsToldByLastRecord(result)) {
+    text += " Auch davor fehlen Datensätze, der erste ist Datensatz " +
+            std::to_string(figures.FirstOfLostGroup()) + "; die Fehler nennen sie alle.";
   }
   return text;
 }

@@ -25,9 +25,14 @@ class ProgressText {
 };
 
 // With which record an import that did not reach its source's end goes on; 0 where it did, or where none can.
-std::int32_t NextRecord(const RunResult& result, std::int32_t from);
-// Why the run was stopped, what is stored, and with which record to go on. By a complete result.
-KESTREL_INTERNAL std::string StopText(const RunResult& result);
+// `host_failed`: the database lost records at its end, also where the user stopped it.
+std::int32_t NextRecord(const RunResult& result, std::int32_t from, bool host_failed);
+// Whether all records up to the last stored one stand that were not refused by themselves.
+bool IsToldByLastRecord(const RunResult& result);
+// Why the run was stopped, what is stored, and with which record to go on. By a complete result; `reason` where it has
+// none of its own, as the user stopped it.
+KESTREL_INTERNAL std::string StopText(const RunResult& result, const std::string& reason);
+inline std::string StopText(const RunResult& result) { return StopText(result, result.stop_reason); }
 // "30 in Bez1, 29 in Ort"; empty where no value was cut.
 KESTREL_INTERNAL std::string CutFieldsText(const RunFigures& figures, Grouping grouping = Grouping::kNone);
 // What became of the records read, in words.

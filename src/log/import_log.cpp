@@ -1,5 +1,6 @@
 #include "log/import_log.h"
 
+#include "component/told_stop.h"
 #include "kestrel/clock.h"
 #include "kestrel/component_registry.h"
 #include "kestrel/connection.h"
@@ -68,6 +69,10 @@ void ImportLogs::TellOrigin(const ObjectPtr& log) {
   set_detail->Call("ImportClass", session_.ImportClassProgID);
 }
 
+void ImportLogs::Show(const std::string& text, const char* title) const {
+  if (!IsToldAsStop(session_)) session_.platform.ui.MessageBox(text, title, Icon::kStop, Buttons::kOk);
+}
+
 void ImportLogs::Create(Log& log, Header header) {
   if (!log.key.empty()) return;
   log = Log();
@@ -84,8 +89,7 @@ void ImportLogs::Create(Log& log, Header header) {
         Trap([&] { TellOrigin(object); }, [](const RuntimeError&) {});
       },
       [&](const RuntimeError& error) {
-        session_.platform.ui.MessageBox("Protokoll konnte nicht erzeugt werden. " + error.Description(),
-                                        "CreateProtocol", Icon::kStop, Buttons::kOk);
+        Show("Protokoll konnte nicht erzeugt werden. " + error.Description(), "CreateProtocol");
       });
 }
 
@@ -118,8 +122,7 @@ bool ImportLogs::AddRow(Log& log, std::initializer_list<std::string_view> column
         }
       },
       [&](const RuntimeError& error) {
-        session_.platform.ui.MessageBox("Fehler beim Erzeugen der Protokollzeile. " + error.Description(),
-                                        "AddProtocolColumn", Icon::kStop, Buttons::kOk);
+        Show("Fehler beim Erzeugen der Protokollzeile. " + error.Description(), "AddProtocolColumn");
       });
 }
 

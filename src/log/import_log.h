@@ -13,7 +13,8 @@
 //   StoreRow(text, ...)        a row without details: its one or three texts, by reference, in place of AddNewRecord,
 //                              SetField and UpdateRecord
 //
-// Failures are shown and the import goes on; no member but GetUserName raises an error.
+// Failures are shown, unless the import class tells why the import stops (component/told_stop.h), and the import goes on; no
+// member but GetUserName raises an error.
 //
 // Invariants
 //  1. A log is created at its first row, and counts as created until Close where its key is not empty.
@@ -90,6 +91,7 @@ class ImportLogs {
     std::array<Value, 3> texts;  // of the row on its way; their memory is used again
   };
 
+  void Show(const std::string& text, const char* title) const;
   void Create(Log& log, Header header);
   std::string CallCreateProtokoll(const ObjectPtr& log, Header& header);
   void TellOrigin(const ObjectPtr& log);

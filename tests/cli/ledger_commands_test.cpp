@@ -275,7 +275,7 @@ TEST_F(LedgerCommands, AnUndoThatWaitsInVainSaysAWayOutAndHasTakenNothingBack) {
   const ProgramResult undo = RunInAHurry({"undo", "1"});
   EXPECT_EQ(undo.status, 4);
   EXPECT_THAT(undo.err, AllOf(HasSubstr("Die Datenbank ist gesperrt, es wird gewartet ..."),
-                              HasSubstr("Beenden Sie dort, was sie sperrt"),
+                              HasSubstr("Beenden Sie es, oder warten Sie länger"),
                               HasSubstr("'kestrel-import undo 1' setzt die Rücknahme fort.")));
   other->Rollback();
   EXPECT_EQ(Query("SELECT Zustand FROM Importlauf"), "fertig\n");
@@ -291,7 +291,7 @@ TEST_F(LedgerCommands, ARunThatWaitsInVainLeavesEveryRecordToTheFileOfThoseNotSt
   other->Begin();
   const ProgramResult run = RunInAHurry({"run", "Namen", "--user", "4711", "--rejects", rejects});
   EXPECT_EQ(run.status, 4);
-  EXPECT_THAT(run.err, AllOf(HasSubstr("Beenden Sie dort, was sie sperrt"),
+  EXPECT_THAT(run.err, AllOf(HasSubstr("Beenden Sie es, oder warten Sie länger"),
                              HasSubstr("3 nicht gespeicherte Datensätze stehen in")));
   other->Rollback();
   EXPECT_THAT(Customers(), IsEmpty());

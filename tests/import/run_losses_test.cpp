@@ -284,6 +284,28 @@ TEST_F(RunLossesTest, AStopNamesTheFirstRecordThatIsMissingBeforeTheLastStoredOn
                "sie alle."));
 }
 
+TEST_F(RunLossesTest, AStopOfTheUsersTellsWhyTheLastRecordsWereLostAndGoesOnWithThem) {
+  UseNames({"A", "B", "C", "D", "E", "F"});
+  TellWhichRecords();
+  TellStops();
+  import_class->Method("ImportRecord", [this](std::span<Argument>) {
+    error = ToldError();
+    if (++calls == 4) {
+      run.RequestAbort();
+      error = {.code = 3000, .description = "weg", .first = 3, .last = 4, .stop = "Der Server ist weg."};
+    }
+    return Value();
+  });
+  const RunResult& result = Run();
+  EXPECT_TRUE(result.aborted);
+  EXPECT_EQ(result.stop_reason, "");
+  EXPECT_EQ(result.next_record, 3);
+  ASSERT_THAT(ui.boxes, SizeIs(2));
+  EXPECT_EQ(ui.boxes[0].text,
+            "Der Import wurde abgebrochen. Der Server ist weg.\r\n\r\nGespeichert sind 2 Datensätze, der "
+            "letzte ist Datensatz 2 der Quelle. Nach der Abhilfe ist der Import mit Datensatz 3 fortzusetzen.");
+}
+
 TEST_F(RunLossesTest, AStopOfGetNewRecordHandsNothingOver) {
   UseNames({"A", "B"});
   TellStops();
@@ -330,6 +352,29 @@ TEST_F(RunLossesTest, AnErrorThatTheLogDoesNotTakeIsToldByItsRecord) {
   EXPECT_EQ(result.unlogged_count, 2);
   EXPECT_THAT(view.told, ElementsAre("Nicht im Protokoll: Datensatz 2: Fehler 7: voll",
                                      "Nicht im Protokoll: Datensätze 1 bis 3: Fehler 8: weg"));
+}
+
+TEST_F(RunLossesTest, ErrorsBehindAStopThatTheLogDoesNotTakeAreToldByTheirNumber) {
+  UseNames({"A", "B", "C", "D"});
+  TellWhichRecords();
+  TellStops();
+  FailAt(3, {.code = 61, .description = "voll", .first = 3, .last = 3, .stop = "Voll."});
+  TellLate({{.code = 61, .description = "auch voll", .first = 2, .last = 2}});
+  log->Raises("UpdateRecord", RuntimeError(61, "Datenträger voll"));
+  const RunResult& result = Run();
+  EXPECT_THAT(result.unlogged,
+              ElementsAre("Datensatz 3: Fehler 61: voll", "Datensatz 2: Fehler 61: auch voll"));
+  EXPECT_THAT(view.told, ElementsAre("Nicht im Protokoll: 2 Fehler aus diesem Grund"));
+}
+
+TEST_F(RunLossesTest, WhereAStopRefersToItsErrorsEachIsToldThatTheLogDoesNotTake) {
+  UseNames({"A", "B", "C", "D", "E"});
+  TellWhichRecords();
+  TellStops();
+  FailAt(4, {.code = 61, .description = "voll", .first = 2, .last = 3, .stop = "Voll."});
+  log->Raises("UpdateRecord", RuntimeError(61, "Datenträger voll"));
+  Run();
+  EXPECT_THAT(view.told, ElementsAre("Nicht im Protokoll: Datensätze 2 bis 3: Fehler 61: voll"));
 }
 
 TEST_F(RunLossesTest, ErrorsThatNoLogTakesAreCountedAndTheFirstOfThemKept) {

@@ -25,6 +25,8 @@ class KESTREL_INTERNAL Recovery {
   // Of the last failure since a transaction began; no longer where a statement came behind it that does not steer the
   // transaction. The next Begin opens a lost connection again.
   virtual Loss LastLoss() const = 0;
+  // Whether nobody has answered the last commit, and no transaction began since.
+  virtual bool IsCommitUncertain() const = 0;
   // Counts the sessions with the server: what belonged to an earlier one, as a lock, has ended with it.
   virtual std::uint64_t Sessions() const = 0;
   // Whether nothing outlives a transaction, as a pooler hands each one to another session: neither locks nor

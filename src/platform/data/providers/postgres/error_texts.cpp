@@ -66,9 +66,8 @@ struct StopReason {
 
 constexpr StopReason kStopReasons[] = {
     {"55P03",
-     "Ein anderes Programm sperrt die Datenbank. Beenden Sie dort, was sie sperrt, bevor Sie fortfahren; wie "
-     "lange "
-     "gewartet wird, sagt KESTREL_LOCK_WAIT (Sekunden)."},
+     "Ein anderes Programm sperrt die Datenbank. Beenden Sie es, oder warten Sie länger (KESTREL_LOCK_WAIT, "
+     "Sekunden)."},
     {"53100",
      "Der Datenbankserver kann nicht auf seinen Datenträger schreiben. Schaffen Sie dort Platz, bevor Sie "
      "fortfahren."},

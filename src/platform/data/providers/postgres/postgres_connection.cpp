@@ -166,6 +166,16 @@ Recovery::Loss PostgresConnection::LastLoss() const {
   return session_ == nullptr ? Loss::kLasting : session_->LastLoss();
 }
 
+bool PostgresConnection::IsCommitUncertain() const {
+  const std::lock_guard lock(CallMutex());
+  return session_ != nullptr && session_->IsCommitUncertain();
+}
+
+bool PostgresConnection::IsGivenUp() const {
+  const std::lock_guard lock(CallMutex());
+  return session_ != nullptr && session_->IsGivenUp();
+}
+
 std::uint64_t PostgresConnection::Sessions() const {
   const std::lock_guard lock(CallMutex());
   return session_ == nullptr ? 0 : session_->Sessions();

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "kestrel/connection.h"
+#include "platform/data/given_up.h"
 #include "platform/data/literal_template.h"
 #include "platform/data/pipeline.h"
 #include "platform/data/providers/postgres/session.h"
@@ -13,7 +14,7 @@
 
 namespace kestrel::postgres {
 
-class PostgresConnection final : public Connection, public Recovery, private Pipeline {
+class PostgresConnection final : public Connection, public Recovery, public GivenUp, private Pipeline {
  public:
   // In seconds, see Waits; empty for those of the environment.
   struct WaitLimits {
@@ -44,6 +45,8 @@ class PostgresConnection final : public Connection, public Recovery, private Pip
   void Close() override;
   bool IsOpen() const override { return session_ != nullptr; }
   Loss LastLoss() const override;
+  bool IsCommitUncertain() const override;
+  bool IsGivenUp() const override;
   std::uint64_t Sessions() const override;
   bool IsPooled() const override;
   void TellWaitsAs(std::string_view reason) override;

@@ -26,9 +26,6 @@ constexpr std::size_t kMostPrepared = 100;
 constexpr int kStatementsAFlush = 8;
 // Rows that are read away before a query is cancelled.
 constexpr int kRowsReadAway = 1000;
-// How often a wait looks whether it is to end.
-constexpr int kLookAgainMs = 100;
-constexpr std::chrono::milliseconds kLookAgain{kLookAgainMs};
 // How long a server that could not be reached is not tried again.
 constexpr std::chrono::seconds kNotTriedAgain{10};
 constexpr std::string_view kSilent = "Der Datenbankserver antwortet nicht, es wird gewartet ...";
@@ -147,13 +144,13 @@ void Session::Reconnect() {
   if (address_.options.empty()) Refuse(lost_);
   // Whoever comes next need not wait as long once more.
   if (tried_in_vain_ && Clock::now() - *tried_in_vain_ < kNotTriedAgain) Refuse(lost_);
-  Patience patience(*waits_, waits_->LockLimit(),
+  Patience patience(*waits_, waits_->LockLimit(), Patience::kGraceForASession,
                     "Die Verbindung zum Datenbankserver ist verloren und wird wiederhergestellt ...");
   const std::string lost = lost_;
   std::string reason;
   for (bool is_waiting = patience.GoesOn(); is_waiting; is_waiting = is_waiting && patience.GoesOn()) {
     std::future<Opened> opening = OpenHandleInBackground(address_);
-    while (opening.wait_for(kLookAgain) != std::future_status::ready && is_waiting) {
+    while (opening.wait_for(patience.Step()) != std::future_status::ready && is_waiting) {
       is_waiting = patience.GoesOn();
     }
     if (!is_waiting) break;
@@ -164,7 +161,7 @@ void Session::Reconnect() {
     };
     if (Trap(take, [&](const RuntimeError& error) { reason = " " + error.Description(); })) return;
     // A server that starts refuses at once.
-    ::poll(nullptr, 0, kLookAgainMs);
+    ::poll(nullptr, 0, static_cast<int>(patience.Step().count()));
   }
   handle_.reset();
   lost_ = lost;
@@ -181,10 +178,13 @@ void Session::Lose(const std::string& reason, bool is_stopped) {
   if (lost_.empty()) {
     lost_ = reason;
     loss_ = is_stopped ? Recovery::Loss::kLasting : Recovery::Loss::kUndone;
+    stop_reason_ =
+        is_stopped
+            ? "Der Datenbankserver hat nicht geantwortet, bis abgebrochen wurde; die Verbindung ist getrennt."
+            : "Die Verbindung zum Datenbankserver ist verloren. Stellen Sie sie wieder her, bevor Sie "
+              "fortfahren.";
   }
   lost_transaction_ |= std::exchange(in_transaction_, false);
-  stop_reason_ =
-      "Die Verbindung zum Datenbankserver ist verloren. Stellen Sie sie wieder her, bevor Sie fortfahren.";
 }
 
 void Session::LoseBroken() {
@@ -197,13 +197,16 @@ void Session::LoseBroken() {
 }
 
 void Session::WaitForAnswer() {
-  Patience patience(*waits_, waits_->AnswerLimit(), wait_reason_.empty() ? kSilent : wait_reason_);
+  Patience patience(
+      *waits_, waits_->AnswerLimit(),
+      sessions_ == 0 || !lost_.empty() ? Patience::kGraceForASession : Patience::kGraceForAnAnswer,
+      wait_reason_.empty() ? kSilent : wait_reason_);
   while (PQisBusy(handle_.get()) != 0) {
     const int unsent = PQflush(handle_.get());
     struct pollfd socket {};
     socket.fd = PQsocket(handle_.get());
     socket.events = static_cast<short>(unsent > 0 ? POLLIN | POLLOUT : POLLIN);
-    const int ready = ::poll(&socket, 1, kLookAgainMs);
+    const int ready = ::poll(&socket, 1, static_cast<int>(patience.Step().count()));
     if (ready > 0) {
       // What is wrong with the connection, its next answer tells.
       if (PQconsumeInput(handle_.get()) == 0) return;
@@ -505,6 +508,7 @@ void Session::Begin() {
          Execute("BEGIN", none);
        });
   stop_reason_.clear();
+  is_commit_uncertain_ = false;
   loss_ = Recovery::Loss::kLasting;
 }
 
@@ -517,6 +521,7 @@ void Session::Commit() {
        [this](const RuntimeError& error) {
          if (!IsLost()) throw error;
          if (loss_ == Recovery::Loss::kUndone) loss_ = Recovery::Loss::kUncertain;
+         is_commit_uncertain_ = true;
          Refuse(lost_ + " Ob der Server noch gespeichert hat, was er zuletzt bekam, ist ungewiss.");
        });
   if (undone_) Refuse("Die Transaktion war fehlgeschlagen und ist zurückgenommen.");

@@ -92,6 +92,9 @@ class Session {
   const std::string& StopReason() const { return stop_reason_; }
   // See Recovery.
   Recovery::Loss LastLoss() const { return loss_; }
+  // See GivenUp.
+  bool IsGivenUp() const { return IsLost() && loss_ == Recovery::Loss::kLasting; }
+  bool IsCommitUncertain() const { return is_commit_uncertain_; }
   std::uint64_t Sessions() const { return sessions_; }
   bool IsPooled() const { return is_pooled_; }
   void TellWaitsAs(std::string_view reason) { wait_reason_ = reason; }
@@ -175,6 +178,7 @@ class Session {
   std::optional<std::chrono::steady_clock::time_point> tried_in_vain_;
   std::string_view wait_reason_;  // of a wait for an answer
   Recovery::Loss loss_ = Recovery::Loss::kLasting;
+  bool is_commit_uncertain_ = false;
   std::string stop_reason_;
   std::list<Prepared> prepared_;  // most recently used first
   std::uint64_t names_ = 0;

@@ -58,8 +58,8 @@ std::string StopReasonOf(int result) {
              "Datenträger, bevor Sie fortfahren.";
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
-      return "Ein anderes Programm sperrt die Datenbank. Beenden Sie dort, was sie sperrt, bevor Sie "
-             "fortfahren; wie lange gewartet wird, sagt KESTREL_LOCK_WAIT (Sekunden).";
+      return "Ein anderes Programm sperrt die Datenbank. Beenden Sie es, oder warten Sie länger "
+             "(KESTREL_LOCK_WAIT, Sekunden).";
     case SQLITE_READONLY:
     case SQLITE_PERM:
       return "Die Datenbank darf nicht beschrieben werden. Geben Sie Datei und Ordner frei, bevor Sie "

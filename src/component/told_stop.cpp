@@ -1,0 +1,13 @@
+#include "component/told_stop.h"
+
+#include "platform/automation/optional_member.h"
+#include "platform/data/given_up.h"
+
+namespace kestrel {
+
+bool IsToldAsStop(const Session& session) {
+  const auto* const connection = dynamic_cast<const GivenUp*>(session.HostConnection.get());
+  return connection != nullptr && connection->IsGivenUp() && FindOptional(session.ImportClass, "StopReason");
+}
+
+}  // namespace kestrel

@@ -1,0 +1,149 @@
+// Whole imports whose server stops answering altogether: one error, with what is stored, and no more than that.
+#include <signal.h>
+
+#include <fstream>
+
+#include "host/host_fixture.h"
+#include "kestrel/clock.h"
+#include "kestrel/import_job.h"
+#include "platform/dialogs/recording_user_interface.h"
+
+namespace kestrel {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+
+constexpr int kRecords = 400;
+
+// Processes, stopped until the end of the scope.
+class Frozen {
+ public:
+  ~Frozen() { WakeUp(); }
+  void Freeze(std::vector<pid_t> processes) {
+    processes_ = std::move(processes);
+    for (const pid_t process : processes_) ::kill(process, SIGSTOP);
+  }
+  void WakeUp() {
+    for (const pid_t process : std::exchange(processes_, {})) ::kill(process, SIGCONT);
+  }
+
+ private:
+  std::vector<pid_t> processes_;
+};
+
+pid_t ParentOf(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  pid_t number = 0;
+  std::string name;
+  char state = 0;
+  pid_t parent = 0;
+  file >> number >> name >> state >> parent;
+  return parent;
+}
+
+class FrozenServer : public testing::HostFixture {
+ protected:
+  void SetUp() override {
+    if (!OnPostgres()) GTEST_SKIP() << "needs a server";
+    HostFixture::SetUp();
+    folder.Write("Kunden.IMP",
+                 "[Common]\nDescription=Kunden\nApplication=2\nImportClass=ksbimport.importkunden\n"
+                 "Provider=Textdatei\nFileName=Quelle.txt\nColumnHeadings=True\nFileFormat=ANSI\nDelimiter=;\n"
+                 "TextRecognition=\"\n[CfgSettings]\nDublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\n"
+                 "[FieldAssignments]\nKundenNummer=FIELD:Nr\nBez1=FIELD:Name\nStrasse=FIELD:Strasse\n"
+                 "PLZ=FIELD:PLZ\nOrt=FIELD:Ort\n");
+    std::string source = "Nr;Name;Strasse;PLZ;Ort\r\n";
+    for (int i = 1; i <= kRecords; ++i) {
+      const std::string number = std::to_string(i);
+      const std::string town(1, static_cast<char>('a' + i % 26));
+      source += number + ";Firma " + town + number + ";Weg " + number + ";" + std::to_string(10000 + i) +
+                ";Ort" + town + "\r\n";
+    }
+    folder.Write("Quelle.txt", source);
+  }
+
+  // Freezes the whole server while the record of that number is imported; `stops`: the user asks for a stop where the run
+  // tells that it waits.
+  class View final : public RunView {
+   public:
+    View(FrozenServer& test, bool stops) : test_(test), stops_(stops) {}
+    void SetInfo(std::string_view text) override {
+      if (text.starts_with("Importiere Datensatz 250 ")) test_.Freeze();
+      if (stops_ && text.find("antwortet nicht") != std::string_view::npos) test_.job->RequestStop();
+    }
+    void SetProgress(double) override {}
+    void Yield() override {}
+    void CloseWindow() override {}
+    void Tell(std::string_view text) override { told.emplace_back(text); }
+
+    std::vector<std::string> told;
+
+   private:
+    FrozenServer& test_;
+    const bool stops_;
+  };
+
+  void Freeze() { server.Freeze({backend, ParentOf(backend)}); }
+
+  const RunResult& Import(View& view, const std::string& limits) {
+    used = OpenConnection(file + limits);
+    backend = std::stoi(std::string(used->OpenRecordset("SELECT pg_backend_pid()")->TextAt(0)));
+    job.emplace(Platform{ui, components, clock});
+    job->Open({.specification = folder.File("Kunden.IMP"), .host_connection = used, .user = "4711"});
+    const RunResult& result = job->Run(view);
+    server.WakeUp();
+    return result;
+  }
+
+  // What was told is what stands, in the ledger, too, as the next who opens the database finds out.
+  void ExpectToldAsStored(const RunResult& result) {
+    const std::string stored = std::to_string(result.stored);
+    EXPECT_THAT(Rows("SELECT count(*) FROM Kunden"), ElementsAre(stored));
+    EXPECT_EQ(result.next_record, result.stored + 1);
+    EXPECT_THAT(Rows("SELECT sum(Anzahl) FROM Importlaufzeilen WHERE Ereignis = 'neu'"), ElementsAre(stored));
+  }
+
+  RecordingUserInterface ui;
+  FixedClock clock{DateTime{CalendarDate{2024, 3, 7}, 14, 5, 9}};
+  ConnectionPtr used;
+  pid_t backend = 0;
+  Frozen server;
+  std::optional<ImportJob> job;
+};
+
+TEST_F(FrozenServer, IsOneErrorWhereTheUserStopsAndSaysWhatIsStored) {
+  View view(*this, true);
+  const RunResult& result = Import(view, "");
+  EXPECT_TRUE(result.aborted);
+  EXPECT_EQ(result.stop_reason, "");
+  ASSERT_THAT(ui.boxes, SizeIs(2));
+  const std::string last = std::to_string(result.stored);
+  EXPECT_THAT(ui.boxes[0].text,
+              AllOf(HasSubstr("Der Import wurde abgebrochen. Der Datenbankserver hat nicht geantwortet"),
+                    HasSubstr("der letzte ist Datensatz " + last + " der Quelle"),
+                    HasSubstr("mit Datensatz " + std::to_string(result.stored + 1) + " fortzusetzen")));
+  EXPECT_THAT(view.told,
+              ::testing::Each(::testing::AnyOf(EndsWith("aus diesem Grund"), HasSubstr("es wird gewartet"))));
+  EXPECT_LE(view.told.size(), 2U);
+  ExpectToldAsStored(result);
+}
+
+TEST_F(FrozenServer, IsOneErrorWhereItStaysAwayForLongerThanIsWaitedFor) {
+  View view(*this, false);
+  const RunResult& result = Import(view, ";AnswerWait=0,5;LockWait=0,5");
+  EXPECT_FALSE(result.aborted);
+  EXPECT_THAT(result.stop_reason, HasSubstr("Verbindung zum Datenbankserver"));
+  ASSERT_THAT(ui.boxes, SizeIs(2));
+  EXPECT_THAT(ui.boxes[0].text, HasSubstr("Der Import wurde angehalten. "));
+  EXPECT_LE(view.told.size(), 2U);
+  ExpectToldAsStored(result);
+}
+
+}  // namespace
+}  // namespace kestrel
