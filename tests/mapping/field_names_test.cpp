@@ -55,6 +55,35 @@ TEST(AreSynonymsTest, KnowsTheUsualNamesOfTheSameThing) {
   }
 }
 
+TEST(AreSynonymsTest, KnowsThemInEnglish) {
+  const std::vector<std::pair<const char*, const char*>> same = {{"Nachname", "Last Name"},
+                                                                 {"LastName", "Surname"},
+                                                                 {"Vorname", "first_name"},
+                                                                 {"Firma", "Company"},
+                                                                 {"CompanyName", "Firmenname"},
+                                                                 {"Bez1", "Company Name"},
+                                                                 {"Strasse", "Street"},
+                                                                 {"Address", "Straße"},
+                                                                 {"Address1", "Street Address"},
+                                                                 {"PLZ", "ZIP Code"},
+                                                                 {"PostalCode", "Postleitzahl"},
+                                                                 {"Ort", "City"},
+                                                                 {"town", "Stadt"},
+                                                                 {"Land", "Country"},
+                                                                 {"State", "Bundesland"},
+                                                                 {"Phone", "Telefon"},
+                                                                 {"Telephone Number", "Tel.-Nr."},
+                                                                 {"Mobile", "Handy"},
+                                                                 {"EMail", "e-mail address"},
+                                                                 {"KundenNummer", "Customer No."},
+                                                                 {"BirthDate", "Geburtstag"},
+                                                                 {"Notes", "Bemerkung"}};
+  for (const auto& [field, column] : same) {
+    EXPECT_TRUE(AreSynonyms(field, column)) << field << " / " << column;
+    EXPECT_TRUE(AreSynonyms(column, field)) << column << " / " << field;
+  }
+}
+
 TEST(AreSynonymsTest, KeepsDifferentThingsApart) {
   const std::vector<std::pair<const char*, const char*>> different = {{"Name", "Vorname"},
                                                                       {"Telefon", "Telefax"},
@@ -63,6 +92,12 @@ TEST(AreSynonymsTest, KeepsDifferentThingsApart) {
                                                                       {"Strasse", "Hausnummer"},
                                                                       {"Firma", "Nachname"},
                                                                       {"Kundennummer", "Lieferantennummer"},
+                                                                      {"Last Name", "First Name"},
+                                                                      {"State", "Staat"},
+                                                                      {"Title", "Titel"},
+                                                                      {"Street", "City"},
+                                                                      {"Phone", "Mobile"},
+                                                                      {"Address2", "Street"},
                                                                       {"Xyz", "Xyz2"},
                                                                       {"", ""},
                                                                       {"1", "1"}};
@@ -75,6 +110,15 @@ TEST(AreSynonymsTest, ANumberAtTheEndHasToBeTheSameAndNoneIsOne) {
   EXPECT_TRUE(AreSynonyms("Telefon2", "Tel. 2"));
   EXPECT_FALSE(AreSynonyms("Telefon2", "Tel."));
   EXPECT_FALSE(AreSynonyms("Bez2", "Name"));
+}
+
+TEST(PairByNameTest, AGermanFileFindsTheColumnsOfAnEnglishTable) {
+  EXPECT_EQ(
+      Pairs({"CustomerId", "FirstName", "LastName", "Company", "Address", "City", "State", "Country",
+             "PostalCode", "Phone", "Fax", "Email"},
+            {"Kd.-Nr.", "Vorname", "Nachname", "Firma", "Straße", "PLZ", "Ort", "Land", "Telefon", "E-Mail"})
+          .size(),
+      10U);
 }
 
 TEST(PairByNameTest, TheSameNameGoesBeforeOneThatOnlyFoldsToIt) {
