@@ -35,7 +35,8 @@ std::string CountOf(std::string_view column, std::string_view event) {
 // Named as in the table, also where the database makes small letters of names. A run that has not told its end leaves
 // open how many errors there were, and what was cut.
 const std::string kSelectRuns =
-    "SELECT LaufNr AS \"LaufNr\", Zustand AS \"Zustand\", ProgID AS \"ProgID\", Tabelle AS \"Tabelle\", "
+    "SELECT LaufNr AS \"LaufNr\", Zustand AS \"Zustand\", ProgID AS \"ProgID\", "
+    "CASE WHEN Tabelle LIKE 'public.%' THEN substr(Tabelle, 8) ELSE Tabelle END AS \"Tabelle\", "
     "Spalten AS \"Spalten\", Spezifikation AS \"Spezifikation\", Pruefsumme AS \"Pruefsumme\", "
     "Quelle AS \"Quelle\", Quellgroesse AS \"Quellgroesse\", Quellzeit AS \"Quellzeit\", "
     "Benutzer AS \"Benutzer\", Beginn AS \"Beginn\", Ende AS \"Ende\", " +

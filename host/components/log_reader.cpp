@@ -21,7 +21,8 @@ constexpr const char* kDetails =
     "WHEN p.Datei LIKE '%~%.tmp' THEN NULL ELSE p.Datei END AS \"Datei\", h.Quelle AS \"Quelldatei\", "
     "d.Datensatz AS \"Datensatz\", d.DatensatzBis AS \"DatensatzBis\", d.Feld AS \"Feld\", "
     "d.Quellspalte AS \"Quellspalte\", d.Rohwert AS \"Rohwert\", "
-    "(SELECT replace(min(i.Tabelle), '\"', '') FROM Importziele i WHERE i.Adressart = d.Adressart) AS "
+    "(SELECT replace(replace(min(i.Tabelle), '\"public\".', ''), '\"', '') FROM Importziele i WHERE "
+    "i.Adressart = d.Adressart) AS "
     "\"Adressart\", "
     "d.Adresse AS \"Adresse\", d.Name AS \"Name\", d.Ort AS \"Ort\", d.Schluessel AS \"Schluessel\", "
     "d.FruehererDatensatz AS \"FruehererDatensatz\", d.Entscheidung AS \"Entscheidung\", ";

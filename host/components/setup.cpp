@@ -2,6 +2,7 @@
 
 #include "components/sample_files.h"
 #include "components/target_component.h"
+#include "kestrel/memory_recordset.h"
 #include "kestrel/open_connection.h"
 #include "ledger/run_state.h"
 #include "platform/base/file.h"
@@ -9,6 +10,7 @@
 #include "schema/database_roles.h"
 #include "schema/host_schema.h"
 #include "schema/own_tables.h"
+#include "schema/upgrade.h"
 #include "storage/index_repair.h"
 #include "storage/missing_rights.h"
 #include "storage/sqlite_settings.h"
@@ -20,6 +22,9 @@ void Setup::Bind(Members& members) {
   members.Method("CreateSampleFiles", &Setup::CreateSampleFiles);
   members.Method("RestoreDatabase", &Setup::RestoreDatabase);
   members.Method("WhyReadOnly", &Setup::WhyReadOnly);
+  members.Method("WhyOtherVersion", &Setup::WhyOtherVersion);
+  members.Method("VersionToUpgrade", &Setup::VersionToUpgrade);
+  members.Method("UpgradeTables", &Setup::UpgradeTables);
   members.Method("InitialiseDatabase", &Setup::InitialiseDatabase);
 }
 
@@ -59,10 +64,52 @@ std::string Setup::WhyReadOnly(const ObjectPtr& connection) {
   return host::WhyReadOnly(RequireConnection(connection));
 }
 
+std::string Setup::WhyOtherVersion(const ObjectPtr& connection) {
+  Connection& database = RequireConnection(connection);
+  std::string reason;
+  Trap([&] { FindOwnTables(database); },
+       [&](const RuntimeError& error) {
+         if (!error.Is(ErrorNumber::kInvalidProcedureCall)) throw;
+         reason = error.Description();
+       });
+  return reason;
+}
+
+std::int64_t Setup::VersionToUpgrade(const ObjectPtr& connection) {
+  const int version = VersionOfOwnTables(RequireConnection(connection));
+  return version < kOwnVersion ? version : 0;
+}
+
+ObjectPtr Setup::UpgradeTables(const ObjectPtr& connection, bool is_backed_up) {
+  Connection& database = RequireConnection(connection);
+  VersionOfOwnTables(database);
+  if (const auto run = RunAtWork(database)) {
+    throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
+                       "Der Importlauf " + std::to_string(*run) +
+                           " läuft noch. Warten Sie sein Ende ab, und stellen Sie dann um");
+  }
+  const Upgrade upgrade = UpgradeOwnTables(database, is_backed_up ? Backup::kIsThere : Backup::kMake);
+  auto row = std::make_shared<MemoryRecordset>();
+  for (const char* column : {"Von", "Nach"}) row->AppendColumn(column, ColumnType::kInt64);
+  for (const char* column : {"Sicherung", "Rest"}) row->AppendColumn(column);
+  row->AddNew();
+  row->SetValue(0, std::int64_t{upgrade.from});
+  row->SetValue(1, std::int64_t{upgrade.to});
+  row->SetText(2, upgrade.backup);
+  row->SetText(3, GrantRoles(database, MissingRoles::kPassOver));
+  row->MoveFirst();
+  return row;
+}
+
 std::string Setup::InitialiseDatabase(const ObjectPtr& connection) {
   Connection& database = RequireHost(connection);
-  PrepareNewDatabase(database);
-  InitialiseHostDatabase(database);
+  if (AreOwnTablesApart(database)) {
+    // No address lists of the sample host among the tables of another application.
+    CreateOwnTables(database);
+  } else {
+    PrepareNewDatabase(database);
+    InitialiseHostDatabase(database);
+  }
   return GrantRoles(database);
 }
 

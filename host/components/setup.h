@@ -1,6 +1,7 @@
 // kestrelhost.Setup: makes a sample host to try everything on.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
@@ -30,6 +31,14 @@ class Setup final : public BoundObject<Setup> {
   std::string RestoreDatabase(const ObjectPtr& connection);
   // Why the host's database takes no changes; empty where it does.
   std::string WhyReadOnly(const ObjectPtr& connection);
+  // Why the tables in it cannot be used, as another version of the program has made them, with the way out; empty where they
+  // can. Error 3000.
+  std::string WhyOtherVersion(const ObjectPtr& connection);
+  // The version of the tables in it, where that is an earlier one (schema/upgrade.h); else 0. Error 3000.
+  std::int64_t VersionToUpgrade(const ObjectPtr& connection);
+  // Brings them to the present one, once a person has said so; `is_backed_up`: a copy was made by other means. Columns:
+  // Von, Nach, Sicherung, and Rest, what is left to an administrator. See UpgradeOwnTables; error 5 while an import goes on.
+  ObjectPtr UpgradeTables(const ObjectPtr& connection, bool is_backed_up);
   // Makes the tables in another database, opened by the caller, and the roles of its users where it has some. What is
   // left to an administrator, in sentences (see GrantRoles).
   std::string InitialiseDatabase(const ObjectPtr& connection);

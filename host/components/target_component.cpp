@@ -4,6 +4,7 @@
 #include "kestrel/memory_recordset.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
+#include "schema/database_roles.h"
 #include "schema/own_tables.h"
 #include "targets/target_check.h"
 
@@ -91,13 +92,22 @@ void TargetComponent::SetKeys(std::string_view names, std::string_view street, s
 }
 
 ObjectPtr TargetComponent::Add(std::string_view name, std::string_view table) {
-  const auto remarks = AddTarget(OpenConnection(), {std::string(name), std::string(table), key_columns_});
+  auto remarks = AddTarget(OpenConnection(), {std::string(name), std::string(table), key_columns_});
   AnnounceTargets(components_, OpenConnection(), keys_);
+  TellGrants(remarks);
   return RowsOf(remarks);
 }
 
 ObjectPtr TargetComponent::Edit(std::string_view name, std::string_view table) {
-  return RowsOf(EditTarget(OpenConnection(), {std::string(name), std::string(table), key_columns_}));
+  auto remarks = EditTarget(OpenConnection(), {std::string(name), std::string(table), key_columns_});
+  TellGrants(remarks);
+  return RowsOf(remarks);
+}
+
+void TargetComponent::TellGrants(std::vector<TargetRemark>& remarks) {
+  if (std::string left = GrantRoles(OpenConnection(), MissingRoles::kPassOver); !left.empty()) {
+    remarks.push_back({"", std::move(left)});
+  }
 }
 
 void TargetComponent::Remove(std::string_view name, bool with_runs) {
@@ -114,6 +124,8 @@ ObjectPtr TargetComponent::List() {
   auto rows = std::make_shared<MemoryRecordset>();
   for (const char* column : {"Name", "ProgID", "Tabelle"}) rows->AppendColumn(column);
   for (const char* column : {"Felder", "Adressart"}) rows->AppendColumn(column, ColumnType::kInt64);
+  rows->AppendColumn("InAnweisungen");
+  rows->AppendColumn("Anwendung", ColumnType::kInt64);
   for (const TargetSummary& target : Targets(OpenConnection())) {
     rows->AddNew();
     rows->SetText(0, target.name);
@@ -121,6 +133,8 @@ ObjectPtr TargetComponent::List() {
     rows->SetText(2, target.table);
     rows->SetValue(3, target.fields);
     rows->SetValue(4, std::int64_t{target.address_type});
+    rows->SetText(5, target.statement_table);
+    rows->SetValue(6, target.application);
   }
   if (rows->RecordCount() != 0) rows->MoveFirst();
   return rows;
@@ -130,7 +144,8 @@ ObjectPtr TargetComponent::Fields(std::string_view name) {
   const TargetSummary target = RequireTarget(OpenConnection(), name);
   const Destination destination = LoadDestination(OpenConnection(), target.prog_id);
   auto rows = std::make_shared<MemoryRecordset>();
-  for (const char* column : {"Feld", "Typ", "Laenge", "Pflicht", "Schluessel", "Vorgabe", "Auswahl"}) {
+  for (const char* column :
+       {"Feld", "Typ", "Laenge", "Pflicht", "Schluessel", "Vorgabe", "Auswahl", "InAnweisungen"}) {
     rows->AppendColumn(column);
   }
   for (std::size_t i = 0; i < destination.fields.size(); ++i) {
@@ -142,7 +157,7 @@ ObjectPtr TargetComponent::Fields(std::string_view name) {
          {field.name, std::string(TypeOf(field)), has_length ? std::to_string(field.size) : std::string(),
           std::string(field.obligation ? "ja" : ""),
           std::string(i == destination.number_field ? "Nummer" : KeyPartOf(destination, i)), field.preset,
-          std::string(field.row_source.empty() ? "" : "ja")}) {
+          std::string(field.row_source.empty() ? "" : "ja"), field.column}) {
       rows->SetText(column++, text);
     }
   }

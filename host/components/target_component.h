@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "kestrel/bound_object.h"
 #include "kestrel/component_registry.h"
@@ -45,9 +46,10 @@ class TargetComponent final : public BoundObject<TargetComponent> {
   void Remove(std::string_view name, bool with_runs);
   // How many imports the ledger knows of it.
   std::int64_t Runs(std::string_view name);
-  // Columns: Name, ProgID, Tabelle, Felder, Adressart.
+  // Columns: Name, ProgID, Tabelle, Felder, Adressart; InAnweisungen, the table as statements name it; Anwendung, the
+  // application mode of its specifications.
   ObjectPtr List();
-  // Columns: Feld, Typ, Laenge, Pflicht, Datum, Schluessel, Vorgabe, Auswahl.
+  // Columns: Feld, Typ, Laenge, Pflicht, Schluessel, Vorgabe, Auswahl; InAnweisungen, the column as statements name it.
   ObjectPtr Fields(std::string_view name);
   // See CheckTarget. Remarks as of Add.
   ObjectPtr Check(std::string_view name);
@@ -65,6 +67,8 @@ class TargetComponent final : public BoundObject<TargetComponent> {
   std::int64_t IndexOrphaned() const { return index_ == nullptr ? 0 : index_->orphaned(); }
   std::int64_t IndexUnfit() const { return index_ == nullptr ? 0 : index_->unfit(); }
 
+  // Gives the roles of the database their rights, where it has them, and tells what is left to do.
+  void TellGrants(std::vector<TargetRemark>& remarks);
   // Error 91 before Connection was set.
   Connection& OpenConnection() const { return RequireConnection(connection_); }
 

@@ -97,6 +97,14 @@ std::string LedgerTime() {
          ":" + two(now.minute) + ":" + two(now.second);
 }
 
+std::optional<std::int64_t> RunAtWork(Connection& connection) {
+  if (!HasTable(connection, "Importlauf")) return std::nullopt;
+  for (const OpenRun& run : RunsThatRun(connection)) {
+    if (!RunLock::Acquire(connection, run.number)) return run.number;
+  }
+  return std::nullopt;
+}
+
 std::string RestoreLedger(Connection& connection) {
   // Another database than the sample host's is left alone.
   if (!HasTable(connection, "Importziele")) return {};

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 
+#include "platform/base/number.h"
 #include "platform/base/text.h"
 #include "schema/host_schema.h"
+#include "schema/overwrite_key.h"
 
 namespace kestrel::host {
 
@@ -55,19 +57,22 @@ FieldKind KindOf(std::string_view type, bool date) {
   return FieldKind::kText;
 }
 
+constexpr const char* kExact = "genau";
+constexpr const char* kSingle = "einfach";
 constexpr const char* kSampleKeyFields[] = {"PLZ", "Ort", "Strasse", "Bez1", "Bez2", "Bez3"};
 
 // What Importspalten tells of the fields of a user's own destination.
 void LoadTargetColumns(Connection& connection, const std::string& key, Destination& destination) {
   const auto select = connection.Prepare(
-      "SELECT FieldName, Schluesselteil, Rang, Vorgabe FROM Importspalten WHERE upper(ProgID) = ? ORDER BY "
-      "Rang");
+      "SELECT FieldName, Schluesselteil, Rang, Vorgabe, Rundung FROM Importspalten WHERE upper(ProgID) = ? "
+      "ORDER BY Rang");
   select->BindText(0, key);
   std::size_t names = 0;
   for (const RecordsetPtr rows = select->Open(); !rows->IsEof(); rows->MoveNext()) {
     const auto field = destination.FindField(rows->TextAt(0));
     if (!field) continue;
     destination.fields[*field].preset = rows->TextAt(3);
+    destination.fields[*field].rounding = RoundingOfText(rows->TextAt(4));
     const std::string_view part = rows->TextAt(1);
     if (part == "plz") destination.key_fields[kPostcode] = field;
     if (part == "ort") destination.key_fields[kTown] = field;
@@ -77,6 +82,24 @@ void LoadTargetColumns(Connection& connection, const std::string& key, Destinati
 }
 
 }  // namespace
+
+std::string TextOfRounding(const Rounding& rounding) {
+  switch (rounding.kind) {
+    case Rounding::Kind::kDecimals: return std::to_string(rounding.decimals);
+    case Rounding::Kind::kExact: return kExact;
+    case Rounding::Kind::kSingle: return kSingle;
+    case Rounding::Kind::kNone: break;
+  }
+  return {};
+}
+
+Rounding RoundingOfText(std::string_view text) {
+  if (text.empty()) return {};
+  if (text == kExact) return {Rounding::Kind::kExact};
+  if (text == kSingle) return {Rounding::Kind::kSingle};
+  const auto decimals = ParseWholeNumber(text);
+  return decimals ? Rounding{Rounding::Kind::kDecimals, static_cast<int>(*decimals)} : Rounding{};
+}
 
 std::string Quoted(std::string_view name) { return "\"" + ReplaceAll(name, "\"", "\"\"") + "\""; }
 
@@ -101,11 +124,11 @@ std::string CatalogName(std::string_view name) {
   return text;
 }
 
-std::string OverwriteKey(const Destination& destination) {
-  std::string key = ToldTable(destination);
-  // Of any name a key that every reader of the file finds.
-  std::erase_if(key, [](char c) { return !IsPlainName(std::string("_") + c); });
-  return key + "Ueberschreiben";
+std::string OverwriteKey(const Destination& destination) { return OverwriteKeyOf(ToldTable(destination)); }
+
+std::string ShownName(std::string_view name) {
+  constexpr std::string_view kUsualSchema = "\"public\".";
+  return ToldName(name.starts_with(kUsualSchema) ? name.substr(kUsualSchema.size()) : name);
 }
 
 std::string Destination::KeyColumn(std::size_t part, std::string_view otherwise) const {

@@ -17,6 +17,23 @@ inline constexpr const char* kTruthType = "BOOL";
 
 enum class FieldKind { kText, kWhole, kReal, kDate, kTruth };
 
+// What a column of real numbers makes of one. An import stores what comes of it, so that the ledger knows the value that an
+// undo will find.
+struct Rounding {
+  enum class Kind {
+    kNone,
+    kDecimals,  // to so many behind the point
+    kExact,     // nothing: a decimal number as it is written
+    kSingle,    // to the precision of four bytes
+  };
+  Kind kind = Kind::kNone;
+  int decimals = 0;
+  friend bool operator==(const Rounding&, const Rounding&) = default;
+};
+// Importspalten.Rundung.
+std::string TextOfRounding(const Rounding& rounding);
+Rounding RoundingOfText(std::string_view text);
+
 struct DestinationField {
   std::string name;
   std::string column;  // of the target table, as statements name it: plain or in quotes
@@ -28,6 +45,7 @@ struct DestinationField {
   std::int64_t row_source_typ = 0;
   std::string row_source;
   std::string preset;  // what is stored where a new row has no value; empty for nothing
+  Rounding rounding = {};
 };
 
 // The parts of an address of which its duplicate keys are made, in the order of the key text.
@@ -60,15 +78,20 @@ inline bool IsQuoted(std::string_view name) { return name.starts_with('"'); }
 std::string Quoted(std::string_view name);
 // A table or column as a person knows it: without quotes.
 std::string ToldName(std::string_view name);
+// A table as it is told to a person, who does not name the schema in which a server has tables by itself ("public").
+std::string ShownName(std::string_view name);
 // A name of a statement as the catalog of a PostgreSQL server takes it: a plain one in small letters.
 std::string CatalogName(std::string_view name);
 
-// The table as a person knows it.
+// The table as a person knows it: with its schema, so that it is one table; and as it is told.
 inline std::string ToldTable(const Destination& destination) {
   return ToldName(destination.trial_of.empty() ? destination.table : destination.trial_of);
 }
+inline std::string ShownTable(const Destination& destination) {
+  return ShownName(destination.trial_of.empty() ? destination.table : destination.trial_of);
+}
 
-// The key of a specification's section CfgSettings that lets an import overwrite existing rows ("1").
+// See OverwriteKeyOf.
 std::string OverwriteKey(const Destination& destination);
 
 // Reads a destination. Error 5, telling the row at fault, where it is missing, has no field, lacks its number

@@ -166,7 +166,11 @@ constexpr const char* kTargetTable = R"(CREATE TABLE IF NOT EXISTS Importspalten
   Schluesselteil VARCHAR(10),
   Rang INTEGER,
   Vorgabe TEXT,
+  Rundung VARCHAR(10),
   PRIMARY KEY (ProgID, FieldName)))";
+constexpr const char* kTargetListTable = R"(CREATE TABLE IF NOT EXISTS Importlisten (
+  ProgID VARCHAR(255) NOT NULL PRIMARY KEY,
+  Anwendung INTEGER NOT NULL))";
 constexpr const char* kVersionTable =
     "CREATE TABLE IF NOT EXISTS Importfassung (Fassung INTEGER NOT NULL PRIMARY KEY)";
 
@@ -292,7 +296,7 @@ std::vector<std::string> OwnNames() {
   return {"Personalstamm", "Einstellungen",    "Adressindex",     "Adressindex1",      "Adressindex2",
           "Adressindex3",  "Protokoll",        "Protokollzeilen", "Protokollherkunft", "Protokolldetails",
           "Importlauf",    "Importlaufzeilen", "Importsperre",    "Importziele",       "Importfelder",
-          "Importspalten", "Importfassung"};
+          "Importspalten", "Importlisten",     "Importfassung"};
 }
 
 void CreateTablesApart(Connection& connection) {
@@ -303,17 +307,32 @@ void CreateTablesApart(Connection& connection) {
   for (const char* sql : kLedgerTables) connection.Execute(WithLongNames(WithKeyTypes(connection, sql)));
   CreateAddressIndexes(connection);
   CreateImportLock(connection);
-  connection.Execute(kVersionTable);
   for (const char* sql : kRows) {
     if (std::string_view(sql).starts_with("INSERT INTO Einstellungen")) {
       connection.Execute(std::string(sql) + " ON CONFLICT DO NOTHING");
     }
   }
-  connection.Execute("INSERT INTO Importfassung VALUES (" + std::to_string(kOwnVersion) +
-                     ") ON CONFLICT DO NOTHING");
 }
 
-void CreateTargetTables(Connection& connection) { connection.Execute(kTargetTable); }
+void CreateTargetTables(Connection& connection) {
+  connection.Execute(kTargetTable);
+  connection.Execute(kTargetListTable);
+  SetOwnVersion(connection, kOwnVersion);
+}
+
+void AddTargetLists(Connection& connection) {
+  connection.Execute(kTargetListTable);
+  // Specifications of before are of this application mode.
+  connection.Execute("INSERT INTO Importlisten SELECT ProgID, " + std::to_string(kFirstApplicationMode) +
+                     " FROM Importziele WHERE Tabelle LIKE '\"%'");
+  connection.Execute("ALTER TABLE Importspalten ADD COLUMN Rundung VARCHAR(10)");
+}
+
+void SetOwnVersion(Connection& connection, int version) {
+  connection.Execute(kVersionTable);
+  connection.Execute("INSERT INTO Importfassung VALUES (" + std::to_string(version) +
+                     ") ON CONFLICT DO NOTHING");
+}
 
 void CreateLogDetailTables(Connection& connection) {
   for (const char* sql : kLogDetailTables) connection.Execute(WithKeyTypes(connection, sql));

@@ -10,8 +10,8 @@
 //   Importlauf, Importlaufzeilen         what imports did to the addresses, see ledger/run_ledger.h
 //   Importsperre                         whose turn it is, see storage/group_lock.h; not on SQLite
 //   Importziele, Importfelder            what can be imported: one row a destination, one a field, by ProgID
-//   Importspalten                        what a destination of a user's own tells beyond that, see targets/
-//   Importfassung                        of the tables in another application's database, see own_tables.h
+//   Importspalten, Importlisten          what a destination of a user's own tells beyond that, see targets/
+//   Importfassung                        the version of the tables of such destinations, see own_tables.h
 //
 // The statements are the same for SQLite and PostgreSQL but for the type of an automatic key.
 #pragma once
@@ -23,6 +23,9 @@
 #include "kestrel/connection.h"
 
 namespace kestrel::host {
+
+// Of the host's first list; one beyond those of its lists for each destination of a user's own.
+inline constexpr int kFirstApplicationMode = 2;
 
 // Makes every table that is missing and fills what the host cannot do without: destinations, groups,
 // settings and one user. What exists already stays as it is. One transaction; error 3000.
@@ -40,8 +43,12 @@ bool IsSampleHost(Connection& connection);
 std::vector<std::string> OwnNames();
 // Makes there all that the components need; their rows, too. What exists stays. Error 3000.
 void CreateTablesApart(Connection& connection);
-// Makes the table Importspalten. Error 3000.
+// Makes the tables of a user's own destinations, and notes their version. Error 3000.
 void CreateTargetTables(Connection& connection);
+// What version 2 has and version 1 had not. Error 3000.
+void AddTargetLists(Connection& connection);
+// Notes a version; the greatest one counts. Error 3000.
+void SetOwnVersion(Connection& connection, int version);
 
 // The tables that InitialiseHostDatabase makes on PostgreSQL.
 std::vector<std::string> HostTables();

@@ -24,27 +24,36 @@ TableNames& Names(Connection& connection) { return connection.attachments().Of<T
 
 void SetApart(Connection& connection) { Names(connection).Prefix(kOwnPrefix, OwnNames()); }
 
-void RequireKnownVersion(Connection& connection) {
-  const RecordsetPtr version = connection.OpenRecordset("SELECT max(Fassung) FROM Importfassung");
-  if (version->ValueAt(0).IsNull() || version->ValueAt(0).ToInteger() <= kOwnVersion) return;
-  throw RuntimeError(ErrorNumber::kInvalidProcedureCall,
-                     "Die Tabellen 'kestrel_...' dieser Datenbank hat eine spätere Version des Programms "
-                     "angelegt. Verwenden Sie diese Version");
-}
-
 }  // namespace
 
-void FindOwnTables(Connection& connection) {
-  Found& found = connection.attachments().Of<Found>(connection);
-  if (found.is_known) return;
+int VersionOfOwnTables(Connection& connection) {
   const std::vector<CatalogTable> tables = connection.Tables();
   const auto has = [&](std::string_view name) {
     return std::ranges::any_of(tables,
                                [&](const CatalogTable& table) { return EqualsIgnoringCase(table.name, name); });
   };
-  if (has(kOwnPrefix + std::string("Importziele"))) {
-    SetApart(connection);
-    RequireKnownVersion(connection);
+  if (has(kOwnPrefix + std::string("Importziele"))) SetApart(connection);
+  if (!AreOwnTablesApart(connection) && !has("Importspalten")) return kOwnVersion;
+  // The first one noted none in the sample host's database.
+  if (!has(OwnTable(connection, "Importfassung"))) return 1;
+  const RecordsetPtr version = connection.OpenRecordset("SELECT max(Fassung) FROM Importfassung");
+  return version->IsNull(0) ? 1 : static_cast<int>(version->ValueAt(0).ToInteger());
+}
+
+void FindOwnTables(Connection& connection) {
+  Found& found = connection.attachments().Of<Found>(connection);
+  if (found.is_known) return;
+  const int version = VersionOfOwnTables(connection);
+  if (version != kOwnVersion) {
+    const std::string own = AreOwnTablesApart(connection) ? "Die Tabellen 'kestrel_...' dieser Datenbank"
+                                                          : "Die Tabellen der eigenen Importziele";
+    throw RuntimeError(
+        ErrorNumber::kInvalidProcedureCall,
+        version > kOwnVersion
+            ? own + " hat eine spätere Version des Programms angelegt. Verwenden Sie diese Version"
+            : own + " hat eine frühere Version des Programms angelegt (Fassung " + std::to_string(version) +
+                  ", gebraucht wird " + std::to_string(kOwnVersion) +
+                  "). 'kestrel-import target upgrade' sichert sie und stellt sie um");
   }
   found.is_known = true;
 }

@@ -11,13 +11,16 @@
 namespace kestrel::host {
 
 inline constexpr const char* kOwnPrefix = "kestrel_";
-// Of the tables with the prefix, as the table Fassung tells it. A later program changes older ones (CreateOwnTables);
-// newer ones are refused.
-inline constexpr int kOwnVersion = 1;
+// Of the tables with the prefix, and in the sample host's database of those of a user's own destinations, as the table
+// Importfassung tells it. Older ones are changed where a person wants it (upgrade.h); until then they are refused, as
+// newer ones are.
+inline constexpr int kOwnVersion = 2;
 
 // Finds out, once a connection, which of the two it is. What has neither tables counts as the sample host's, until
-// CreateOwnTables has made some. Error 3000; 5 for tables of a later version.
+// CreateOwnTables has made some. Error 3000; 5, with a way out, for tables of another version.
 void FindOwnTables(Connection& connection);
+// The same without a look at the version, which it returns; kOwnVersion where nothing here has one. Error 3000.
+int VersionOfOwnTables(Connection& connection);
 // The same of what a component is handed. Error 91 for none, 438 for an object that is no connection.
 Connection& RequireHost(const ObjectPtr& object);
 

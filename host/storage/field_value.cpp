@@ -74,6 +74,57 @@ std::string_view ToIso(const DestinationField& field, std::string_view text, Iso
   return detail::WriteIso((std::int64_t{date->year} * 100 + date->month) * 100 + date->day, iso);
 }
 
+// What a double keeps of every decimal number.
+constexpr std::size_t kExactDigits = 15;
+
+// As a server reads a number without loss: digits, with a point and a sign.
+bool IsServersDecimal(std::string_view text) {
+  if (text.starts_with('-')) text.remove_prefix(1);
+  const std::size_t point = text.find('.');
+  const std::string_view whole = text.substr(0, point);
+  const std::string_view fraction = point == std::string_view::npos ? "0" : text.substr(point + 1);
+  return !whole.empty() && !fraction.empty() && IsDigits(whole) && IsDigits(fraction);
+}
+
+// Half way up to the greater amount, by the number as it is written: 1,005 is 1,01.
+double RoundToDecimals(double number, int decimals) {
+  char digits[32];
+  // "d.ddde+xx": the shortest that reads back the same.
+  const auto [end, error] =
+      std::to_chars(digits, digits + sizeof digits, std::fabs(number), std::chars_format::scientific);
+  if (error != std::errc() || !std::isfinite(number)) return number;
+  const std::string_view written(digits, static_cast<std::size_t>(end - digits));
+  const std::size_t e = written.find('e');
+  std::string all(written.substr(0, 1));
+  if (e > 2) all += written.substr(2, e - 2);
+  const int exponent =
+      static_cast<int>(LeadingWholeNumber(written.substr(e + (written[e + 1] == '+' ? 2 : 1))));
+  // So many of the digits stay.
+  const int kept = exponent + 1 + decimals;
+  if (kept >= static_cast<int>(all.size())) return number;
+  if (kept < 0) return 0;
+  const bool is_up = all[static_cast<std::size_t>(kept)] >= '5';
+  all.resize(static_cast<std::size_t>(kept));
+  all.insert(all.begin(), '0');
+  for (std::size_t at = all.size(); is_up && at-- > 0;) {
+    if (all[at]++ != '9') break;
+    all[at] = '0';
+  }
+  all += "e" + std::to_string(-decimals);
+  double rounded = 0;
+  std::from_chars(all.data(), all.data() + all.size(), rounded);
+  return number < 0 ? -rounded : rounded;
+}
+
+// The shortest number that the four bytes are written as.
+double RoundToSingle(double number) {
+  char digits[32];
+  const auto [end, error] = std::to_chars(digits, digits + sizeof digits, static_cast<float>(number));
+  double rounded = number;
+  if (error == std::errc()) std::from_chars(digits, end, rounded);
+  return std::isfinite(rounded) ? rounded : number;
+}
+
 std::int64_t ToTruth(const DestinationField& field, std::string_view text) {
   for (const char* yes : {"1", "-1", "ja", "j", "wahr", "true", "t", "yes", "y", "x"}) {
     if (EqualsIgnoringCase(text, yes)) return 1;
@@ -117,7 +168,26 @@ StoredValue detail::ConvertOrRefuse(const DestinationField& field, std::string_v
   if (field.kind == FieldKind::kTruth) return ToTruth(field, trimmed);
   const auto number = ParseNumber(trimmed);
   if (!number) Refuse(field, text, "eine Zahl");
-  return *number;
+  const bool keeps_all =
+      field.rounding.kind == Rounding::Kind::kExact || field.rounding.kind == Rounding::Kind::kDecimals;
+  if (keeps_all && std::ranges::count_if(trimmed, [](char c) { return c >= '0' && c <= '9'; }) >
+                       static_cast<std::ptrdiff_t>(kExactDigits)) {
+    if (!IsServersDecimal(trimmed)) {
+      Refuse(field, text, "bei mehr als 15 Ziffern eine Zahl mit Dezimalpunkt und ohne Gruppenzeichen");
+    }
+    return trimmed;
+  }
+  return Rounded(field.rounding, *number);
+}
+
+double detail::Rounded(const Rounding& rounding, double number) {
+  switch (rounding.kind) {
+    case Rounding::Kind::kDecimals: return RoundToDecimals(number, rounding.decimals);
+    case Rounding::Kind::kSingle: return RoundToSingle(number);
+    case Rounding::Kind::kNone:
+    case Rounding::Kind::kExact: break;
+  }
+  return number;
 }
 
 }  // namespace kestrel::host

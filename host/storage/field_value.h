@@ -24,13 +24,16 @@ namespace detail {
 StoredValue ConvertOrRefuse(const DestinationField& field, std::string_view text, IsoDate& date);
 std::string_view WriteIso(std::int64_t day, IsoDate& date);
 // Bytes are an upper bound for characters, so most texts need no counting.
+// What the column makes of a number.
+double Rounded(const Rounding& rounding, double number);
 inline bool FitsByBytes(const DestinationField& field, std::string_view text) {
   return field.size == 0 || text.size() <= static_cast<std::size_t>(field.size);
 }
 }  // namespace detail
 
 // Converts `text` of a field that is not null.
-//   whole number, real number   a number in German or English writing; nothing for an empty text
+//   whole number, real number   a number in German or English writing; nothing for an empty text. A decimal number of more
+//                               digits than a double keeps stays a text, where the column keeps them
 //   date                        JJJJMMTT with or without 000000, TT.MM.JJJJ or JJJJ-MM-TT to ISO; nothing for
 //                               an empty text
 //   true or false               1 or 0, for what is so called in German or English; nothing for an empty text
@@ -48,6 +51,9 @@ inline void ConvertField(const DestinationField& field, const BorrowedText& valu
     stored = value.number;
   } else if (value.known == KnownText::kDecimal && field.kind == FieldKind::kReal) {
     stored = ToDouble(PlainDecimal{value.number, value.decimals});
+    if (field.rounding.kind != Rounding::Kind::kNone) {
+      stored = detail::Rounded(field.rounding, std::get<double>(stored));
+    }
   } else if (value.known == KnownText::kDay && field.kind == FieldKind::kDate) {
     stored = detail::WriteIso(value.number, date);
   } else if (field.kind == FieldKind::kText && detail::FitsByBytes(field, value.text)) {

@@ -34,7 +34,7 @@ std::string InsertOfNothing(const std::string& table, const std::string& columns
 // Of the sequence that gives the rows of a table their numbers: it is read, drawn from and moved on.
 void TrySequence(Connection& connection, const std::string& table, const std::string& column,
                  std::string& missing) {
-  const std::string told = "aus der '" + ToldName(table) + "' seine Nummern bekommt, ";
+  const std::string told = "aus der '" + ShownName(table) + "' seine Nummern bekommt, ";
   const auto ask = [&] {
     const std::string sequence = FindSequence(connection, table, column);
     // One that is missing is made when it is needed, or that is refused.
@@ -64,7 +64,7 @@ std::string MissingRights(Connection& connection, const Destination& destination
   if (connection.InTransaction()) return missing;
   if (std::string reason = WhyReadOnly(connection); !reason.empty()) return reason;
   const std::string& table = destination.table;
-  const std::string told = ToldTable(destination);
+  const std::string told = ShownTable(destination);
   std::string columns;
   for (const DestinationField& field : destination.fields) {
     columns.append(columns.empty() ? "" : ", ").append(field.column);
@@ -97,7 +97,7 @@ std::string MissingRights(Connection& connection, const Destination& destination
         std::pair("Importsperre", "Name")}) {
     // Tables that an earlier version did not have are made when they are needed.
     if (IsSqlite(connection) || !HasTable(connection, written)) continue;
-    Try(connection, "In die Tabelle '" + std::string(written) + "' kann nicht eingefügt werden: ",
+    Try(connection, "In die Tabelle '" + OwnTable(connection, written) + "' kann nicht eingefügt werden: ",
         InsertOfNothing(written, column), missing);
   }
   if (IsSqlite(connection)) return missing;
@@ -107,7 +107,8 @@ std::string MissingRights(Connection& connection, const Destination& destination
     if (numbered == table || HasTable(connection, numbered)) TrySequence(connection, numbered, column, missing);
   }
   if (HasTable(connection, "Importsperre")) {
-    Try(connection, "In der Tabelle 'Importsperre' kann nicht geändert werden: ",
+    Try(connection,
+        "In der Tabelle '" + OwnTable(connection, "Importsperre") + "' kann nicht geändert werden: ",
         "UPDATE Importsperre SET Stand = Stand WHERE 1 = 0", missing);
   }
   return missing;
@@ -136,7 +137,7 @@ std::string MissingGrants(Connection& connection, const Destination& destination
   std::string missing;
   const auto ask = [&] {
     const auto note = [&](std::string_view right, const std::string& name) {
-      missing.append(missing.empty() ? "" : ", ").append(right).append(" an '" + ToldName(name) + "'");
+      missing.append(missing.empty() ? "" : ", ").append(right).append(" an '" + ShownName(name) + "'");
     };
     // A right at some columns may be all that is needed; a table that is not there has another message.
     const auto table_query =

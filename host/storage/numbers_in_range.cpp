@@ -60,7 +60,7 @@ class InRange final : public FreeNumbers {
   [[noreturn]] void RefuseUsedUp() const {
     throw RuntimeError(ErrorNumber::kOverflow, "Der Nummernkreis " + std::to_string(range_.from) + " bis " +
                                                    std::to_string(range_.to) + " für '" +
-                                                   ToldTable(destination_) +
+                                                   ShownTable(destination_) +
                                                    "' ist aufgebraucht. Geben Sie in den Einstellungen des "
                                                    "Imports einen größeren oder einen anderen an.");
   }

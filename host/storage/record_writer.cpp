@@ -391,7 +391,7 @@ void RecordWriter::IndexStoredRow(std::int64_t number) {
 void RecordWriter::RefuseExisting(const RecordValues& values) const {
   const std::int64_t number = std::get<std::int64_t>(values[destination_.number_field]);
   throw FieldError(ErrorNumber::kNumberExists,
-                   "Die Nummer " + std::to_string(number) + " gibt es in '" + ToldTable(destination_) +
+                   "Die Nummer " + std::to_string(number) + " gibt es in '" + ShownTable(destination_) +
                        "' schon; die gespeicherte Adresse bleibt. Zum Überschreiben ist " +
                        OverwriteKey(destination_) +
                        "=1 im Abschnitt [CfgSettings] der Importspezifikation anzugeben.",

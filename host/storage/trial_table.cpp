@@ -6,10 +6,35 @@
 #include "kestrel/runtime_error.h"
 #include "platform/base/text.h"
 #include "platform/data/recovery.h"
+#include "platform/data/table_names.h"
 #include "schema/host_schema.h"
+#include "schema/own_tables.h"
 #include "storage/grouped_writes.h"
 
 namespace kestrel::host {
+
+namespace {
+
+// While it lives, no name of a statement is taken for one of the host's tables: a definition that somebody else has written
+// may call a column so.
+class NamesAsWritten {
+ public:
+  explicit NamesAsWritten(Connection& connection)
+      : names_(connection.attachments().Of<TableNames>(connection)), had_prefix_(names_.AreOthers()) {
+    if (had_prefix_) names_.Prefix({}, {});
+  }
+  NamesAsWritten(const NamesAsWritten&) = delete;
+  NamesAsWritten& operator=(const NamesAsWritten&) = delete;
+  ~NamesAsWritten() {
+    if (had_prefix_) names_.Prefix(kOwnPrefix, OwnNames());
+  }
+
+ private:
+  TableNames& names_;
+  const bool had_prefix_;
+};
+
+}  // namespace
 
 TrialTable::TrialTable(Connection& connection, const Destination& destination)
     : connection_(connection), destination_(destination) {
@@ -33,6 +58,7 @@ TrialTable::TrialTable(Connection& connection, const Destination& destination)
   }
   // A temporary table may refer to temporary ones only.
   if (IsQuoted(destination.table) && IsSqlite(connection_)) connection_.Execute("PRAGMA foreign_keys = OFF");
+  const NamesAsWritten as_written(connection_);
   connection_.Execute(CreateText(destination.table));
 }
 

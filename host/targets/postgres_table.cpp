@@ -9,9 +9,6 @@ namespace kestrel::host {
 
 namespace {
 
-// Beyond 15 digits a real number would lose some; such columns take the text as it stands.
-constexpr std::int64_t kExactDigits = 15;
-
 struct FoundTable {
   std::string oid;
   std::string schema;
@@ -58,9 +55,13 @@ void SetKind(ReadColumn& column, std::string_view base, std::string_view type_ki
     column.kind = FieldKind::kWhole;
   } else if (is({"float4", "float8"})) {
     column.kind = FieldKind::kReal;
+    if (base == "float4") column.rounding = {Rounding::Kind::kSingle};
   } else if (base == "numeric") {
-    const bool is_exact = modifier > kHeader && ((modifier - kHeader) >> 16) <= kExactDigits;
-    column.kind = is_exact ? FieldKind::kReal : FieldKind::kText;
+    column.kind = FieldKind::kReal;
+    // The lowest eleven bits, with a sign.
+    const auto decimals = static_cast<int>(((modifier - kHeader) & 0x7FF) ^ 0x400) - 0x400;
+    column.rounding =
+        modifier < kHeader ? Rounding{Rounding::Kind::kExact} : Rounding{Rounding::Kind::kDecimals, decimals};
   } else if (base == "bool") {
     column.kind = FieldKind::kTruth;
   } else if (is({"date", "timestamp", "timestamptz"})) {
@@ -102,8 +103,8 @@ void ReadColumns(Connection& connection, const FoundTable& table, TableCatalog& 
       column.is_mandatory = false;
     } else if (const auto constant = ConstantOf(preset)) {
       column.preset = *constant;
-    } else if ((has_default || !rows->TextAt(7).empty()) && !is_key && column.refusal.empty()) {
-      column.refusal = "Die Datenbank füllt sie selbst.";
+    } else if (has_default || !rows->TextAt(7).empty()) {
+      column.filled_by = "Die Datenbank füllt sie selbst.";
     }
     if (rows->TextAt(3) == "e") enums.emplace_back(catalog.read.columns.size(), rows->TextAt(10));
     if (is_key) catalog.keys.push_back(column.name);
@@ -116,6 +117,19 @@ void ReadColumns(Connection& connection, const FoundTable& table, TableCatalog& 
     for (const RecordsetPtr rows = labels->Open(); !rows->IsEof(); rows->MoveNext()) {
       catalog.read.columns[position].values.emplace_back(rows->TextAt(0));
     }
+  }
+}
+
+// An index that is checked behind the statement only cannot tell whether a number is there.
+void ReadUniqueColumns(Connection& connection, const FoundTable& table, TableCatalog& catalog) {
+  const auto query = connection.Prepare(
+      "SELECT a.attname FROM pg_catalog.pg_index i "
+      "JOIN pg_catalog.pg_attribute a ON a.attrelid = i.indrelid AND a.attnum = i.indkey[0] "
+      "WHERE i.indrelid = CAST(? AS oid) AND i.indisunique AND i.indimmediate AND i.indisvalid "
+      "AND i.indnkeyatts = 1 AND i.indpred IS NULL AND a.attnotnull ORDER BY a.attnum");
+  query->BindText(0, table.oid);
+  for (const RecordsetPtr rows = query->Open(); !rows->IsEof(); rows->MoveNext()) {
+    catalog.unique_columns.emplace_back(rows->TextAt(0));
   }
 }
 
@@ -181,6 +195,7 @@ TableCatalog ReadPostgresTable(Connection& connection, std::string_view name) {
   TableCatalog catalog;
   catalog.read.table = Quoted(found->schema) + "." + Quoted(found->name);
   ReadColumns(connection, *found, catalog);
+  ReadUniqueColumns(connection, *found, catalog);
   ReadReferences(connection, *found, catalog.read);
   return catalog;
 }

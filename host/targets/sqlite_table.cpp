@@ -34,6 +34,19 @@ void SetKind(ReadColumn& column) {
   }
 }
 
+void ReadUniqueColumns(Connection& connection, const std::string& table, TableCatalog& catalog) {
+  const auto query = connection.Prepare(
+      "SELECT c.name FROM pragma_table_info(?) c WHERE c.\"notnull\" AND EXISTS (SELECT 1 FROM "
+      "pragma_index_list(?) i WHERE i.\"unique\" AND NOT i.partial AND (SELECT count(*) FROM "
+      "pragma_index_info(i.name)) = 1 AND (SELECT name FROM pragma_index_info(i.name)) = c.name) ORDER BY "
+      "c.cid");
+  query->BindText(0, table);
+  query->BindText(1, table);
+  for (const RecordsetPtr rows = query->Open(); !rows->IsEof(); rows->MoveNext()) {
+    catalog.unique_columns.emplace_back(rows->TextAt(0));
+  }
+}
+
 std::string LabelOf(Connection& connection, const std::string& table) {
   const auto query = connection.Prepare("SELECT name, type FROM pragma_table_info(?) WHERE pk = 0");
   query->BindText(0, table);
@@ -111,7 +124,7 @@ TableCatalog ReadSqliteTable(Connection& connection, std::string_view name) {
     if (const auto constant = ConstantOf(preset)) {
       column.preset = *constant;
     } else if (has_default) {
-      column.refusal = "Die Datenbank füllt sie selbst (" + std::string(preset) + ").";
+      column.filled_by = "Die Datenbank füllt sie selbst (" + std::string(preset) + ").";
     }
     if (rows->ValueAt(5).ToInteger() != 0) {
       column.refusal = "Die Datenbank berechnet sie.";
@@ -120,6 +133,7 @@ TableCatalog ReadSqliteTable(Connection& connection, std::string_view name) {
     if (rows->ValueAt(4).ToInteger() != 0) catalog.keys.push_back(column.name);
     catalog.read.columns.push_back(std::move(column));
   }
+  ReadUniqueColumns(connection, table, catalog);
   ReadReferences(connection, table, catalog.read);
   return catalog;
 }

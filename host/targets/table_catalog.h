@@ -14,6 +14,8 @@ namespace kestrel::host {
 struct TableCatalog {
   ReadTable read;                 // without what is judged by all of it
   std::vector<std::string> keys;  // the columns of the primary key
+  // Those that alone are unique and never null, by whatever index or constraint.
+  std::vector<std::string> unique_columns = {};
 };
 
 // Errors as of ReadTableOf.

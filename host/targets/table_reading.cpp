@@ -82,22 +82,46 @@ std::string LabelAmong(const std::vector<std::pair<std::string, bool>>& columns)
   return text == columns.end() ? std::string() : text->first;
 }
 
+namespace {
+
+// The column by which rows are known, or why there is none.
+std::vector<ReadColumn>::iterator ChooseNumber(std::string_view name, TableCatalog& catalog) {
+  ReadTable& read = catalog.read;
+  const auto number_called = [&](const std::string& column) {
+    const auto found = std::ranges::find(read.columns, column, &ReadColumn::name);
+    const bool fits = found != read.columns.end() && found->kind == FieldKind::kWhole && found->refusal.empty();
+    return fits ? found : read.columns.end();
+  };
+  std::string why = catalog.keys.empty()
+                        ? "Sie hat keinen Primärschlüssel."
+                        : "Ihr Primärschlüssel hat " + std::to_string(catalog.keys.size()) + " Spalten.";
+  if (catalog.keys.size() == 1) {
+    if (const auto number = number_called(catalog.keys.front()); number != read.columns.end()) return number;
+    why = "Ihr Primärschlüssel '" + catalog.keys.front() + "' enthält keine ganzen Zahlen.";
+  }
+  for (const std::string& column : catalog.unique_columns) {
+    const auto number = number_called(column);
+    if (number == read.columns.end()) continue;
+    read.why_number = "Nummer der Datensätze ist die eindeutige Spalte '" + column + "'. " + why;
+    return number;
+  }
+  RefuseTable(name,
+              why +
+                  " Gebraucht wird ein Primärschlüssel aus einer Spalte mit ganzen Zahlen oder eine andere "
+                  "Spalte mit ganzen Zahlen, die eindeutig ist und nie leer (UNIQUE, NOT NULL), denn daran "
+                  "erkennt ein Import seine Datensätze wieder, auch um sie zurückzunehmen. Geben Sie der "
+                  "Tabelle eine solche Spalte.");
+}
+
+}  // namespace
+
 ReadTable ReadTableOf(Connection& connection, std::string_view name) {
   TableCatalog catalog =
       IsSqlite(connection) ? ReadSqliteTable(connection, name) : ReadPostgresTable(connection, name);
   ReadTable& read = catalog.read;
-  constexpr const char* kWantedKey =
-      " Gebraucht wird ein Primärschlüssel aus einer Spalte mit ganzen Zahlen, denn daran erkennt ein Import "
-      "seine Datensätze wieder, auch um sie zurückzunehmen.";
-  if (catalog.keys.empty()) RefuseTable(name, std::string("Sie hat keinen Primärschlüssel.") + kWantedKey);
-  if (catalog.keys.size() > 1) {
-    RefuseTable(name,
-                "Ihr Primärschlüssel hat " + std::to_string(catalog.keys.size()) + " Spalten." + kWantedKey);
-  }
-  const auto number = std::ranges::find(read.columns, catalog.keys.front(), &ReadColumn::name);
-  if (number == read.columns.end() || number->kind != FieldKind::kWhole || !number->refusal.empty()) {
-    RefuseTable(name,
-                "Ihr Primärschlüssel '" + catalog.keys.front() + "' enthält keine ganzen Zahlen." + kWantedKey);
+  const auto number = ChooseNumber(name, catalog);
+  for (auto column = read.columns.begin(); column != read.columns.end(); ++column) {
+    if (column != number && column->refusal.empty()) column->refusal = column->filled_by;
   }
   JudgeNames(read);
   number->is_mandatory = false;

@@ -29,7 +29,7 @@ std::vector<TargetRemark> CheckTarget(Connection& connection, std::string_view n
   const std::string way = " 'kestrel-import target edit " + target.name + "' liest die Tabelle neu.";
   std::vector<TargetRemark> remarks;
   std::optional<ReadTable> table;
-  Trap([&] { table = ReadTableOf(connection, target.table); },
+  Trap([&] { table = ReadTableOf(connection, ToldName(target.statement_table)); },
        [&](const RuntimeError& error) {
          remarks.push_back({"", error.Description() +
                                     " Heißt sie jetzt anders, so nennt sie 'kestrel-import target edit " +
@@ -45,6 +45,9 @@ std::vector<TargetRemark> CheckTarget(Connection& connection, std::string_view n
       remarks.push_back({field.name, "Die Spalte kann nicht mehr gefüllt werden. " + column->refusal + way});
     } else if (column->kind != field.kind) {
       remarks.push_back({field.name, "Die Spalte hat einen anderen Typ (" + column->type + ")." + way});
+    } else if (column->rounding != field.rounding) {
+      remarks.push_back(
+          {field.name, "Die Spalte rundet Zahlen anders, als bekannt ist (" + column->type + ")." + way});
     } else if (IsNarrower(*column, field)) {
       remarks.push_back(
           {field.name, "Die Spalte nimmt nur noch " + std::to_string(column->size) + " Zeichen." + way});

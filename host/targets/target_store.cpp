@@ -6,6 +6,7 @@
 #include "kestrel/transaction.h"
 #include "ledger/run_state.h"
 #include "platform/base/text.h"
+#include "schema/default_destinations.h"
 #include "schema/host_schema.h"
 #include "schema/own_tables.h"
 #include "storage/grouped_writes.h"
@@ -16,8 +17,9 @@ namespace kestrel::host {
 
 namespace {
 
-// Of each reference so many values are offered.
+// The values of a reference are offered where its table has no more rows; what it has won since is offered up to there.
 constexpr int kMostOffered = 500;
+constexpr int kMostAfterGrowth = 10000;
 constexpr std::size_t kLongestRowSource = 255;
 constexpr std::size_t kLongestName = 32;
 
@@ -42,8 +44,49 @@ struct RowSource {
   std::string text;
 };
 
+// Asked before reading: on a server a refusal would end the transaction.
+bool MayRead(Connection& connection, const std::string& table) {
+  if (IsSqlite(connection)) return true;
+  const auto query =
+      connection.Prepare("SELECT coalesce(has_table_privilege(to_regclass(?), 'SELECT'), false) AS readable");
+  query->BindText(0, table);
+  return query->Open()->ValueAt(0).ToBool();
+}
+
+bool IsLonger(Connection& connection, const std::string& table, int rows) {
+  return connection
+             .OpenRecordset("SELECT count(*) FROM (SELECT 1 FROM " + table + " LIMIT " +
+                            std::to_string(rows + 1) + ") AS rows")
+             ->ValueAt(0)
+             .ToInteger() > rows;
+}
+
+// The query of the values that a reference takes; empty, with a remark, where there are too many to choose from.
+std::string ReferencedValues(Connection& connection, const ReadColumn& column,
+                             std::vector<TargetRemark>& remarks) {
+  const std::string told = "Zulässig sind die Werte aus " + ShownName(column.foreign_table) + ".";
+  // A reference to a table that is not there is the application's own business.
+  bool is_offered = false;
+  const auto look = [&] {
+    is_offered =
+        MayRead(connection, column.foreign_table) && !IsLonger(connection, column.foreign_table, kMostOffered);
+  };
+  Trap(look, [](const RuntimeError&) {});
+  if (!is_offered) {
+    remarks.push_back(
+        {column.name, told + " Sie stehen nicht zur Auswahl, denn es sind mehr als " +
+                          std::to_string(kMostOffered) +
+                          ", oder sie dürfen nicht gelesen werden. Andere weist die Datenbank beim "
+                          "Import ab."});
+    return {};
+  }
+  remarks.push_back({column.name, told});
+  return "SELECT " + column.foreign_column + ", " + column.foreign_label + " AS \"Description\" FROM " +
+         column.foreign_table + " ORDER BY 1 LIMIT " + std::to_string(kMostAfterGrowth);
+}
+
 // What the editor of translations offers for a column; what it does not is told in `remarks`.
-RowSource RowSourceOf(const ReadColumn& column, std::vector<TargetRemark>& remarks) {
+RowSource RowSourceOf(Connection& connection, const ReadColumn& column, std::vector<TargetRemark>& remarks) {
   RowSource source;
   if (!column.values.empty()) {
     source.kind = 1;
@@ -53,12 +96,7 @@ RowSource RowSourceOf(const ReadColumn& column, std::vector<TargetRemark>& remar
   } else if (column.kind == FieldKind::kTruth) {
     source = {1, "1*ja#0*nein"};
   } else if (!column.foreign_table.empty()) {
-    source.text = "SELECT " + column.foreign_column + ", " + column.foreign_label +
-                  " AS \"Description\" FROM " + column.foreign_table + " ORDER BY 1 LIMIT " +
-                  std::to_string(kMostOffered);
-    remarks.push_back({column.name, "Zulässig sind die Werte aus " + ToldName(column.foreign_table) +
-                                        "; zur Auswahl stehen die ersten " + std::to_string(kMostOffered) +
-                                        "."});
+    source.text = ReferencedValues(connection, column, remarks);
   }
   if (LengthInCharacters(source.text) <= kLongestRowSource) return source;
   remarks.push_back({column.name, "Die zulässigen Werte sind zu lang, um zur Auswahl zu stehen."});
@@ -117,6 +155,18 @@ int FreeAddressType(Connection& connection) {
   return 0;
 }
 
+// An application mode that no other list has.
+std::int64_t FreeApplicationMode(Connection& connection) {
+  std::int64_t mode = kFirstApplicationMode;
+  if (!AreOwnTablesApart(connection)) {
+    for (const DefaultDestination& destination : kDefaultDestinations) {
+      mode = std::max<std::int64_t>(mode, destination.app_mode + 1);
+    }
+  }
+  const RecordsetPtr greatest = connection.OpenRecordset("SELECT max(Anwendung) FROM Importlisten");
+  return greatest->IsNull(0) ? mode : std::max(mode, greatest->ValueAt(0).ToInteger() + 1);
+}
+
 // The bit for the duplicate check, or 0 and why there is none.
 int ChooseAddressType(Connection& connection, const KeyColumns& keys, int wanted,
                       std::vector<TargetRemark>& remarks) {
@@ -148,14 +198,14 @@ void StoreFields(Connection& connection, const std::string& prog_id, const ReadT
       "FieldTyp, "
       "DateField, Spalte) VALUES (?, ?, ?, CAST(? AS INTEGER) = 1, ?, ?, ?, ?, CAST(? AS INTEGER) = 1, ?)");
   const auto more =
-      connection.Prepare("INSERT INTO Importspalten (ProgID, FieldName, Vorgabe) VALUES (?, ?, ?)");
+      connection.Prepare("INSERT INTO Importspalten (ProgID, FieldName, Vorgabe, Rundung) VALUES (?, ?, ?, ?)");
   std::int64_t position = 0;
   for (const ReadColumn& column : table.columns) {
     if (!column.refusal.empty()) {
       remarks.push_back({column.name, "Bleibt außen vor. " + column.refusal});
       continue;
     }
-    const RowSource source = RowSourceOf(column, remarks);
+    const RowSource source = RowSourceOf(connection, column, remarks);
     const std::string name = Quoted(column.name);
     row->BindText(0, prog_id);
     row->BindInteger(1, ++position);
@@ -171,6 +221,8 @@ void StoreFields(Connection& connection, const std::string& prog_id, const ReadT
     more->BindText(0, prog_id);
     more->BindText(1, column.name);
     more->BindText(2, column.preset);
+    const std::string rounding = TextOfRounding(column.rounding);
+    more->BindText(3, rounding);
     more->Execute();
   }
 }
@@ -194,7 +246,7 @@ void StoreKeys(Connection& connection, const std::string& prog_id, const KeyColu
 }
 
 void DeleteDefinition(Connection& connection, const std::string& prog_id) {
-  for (const char* table : {"Importspalten", "Importfelder", "Importziele"}) {
+  for (const char* table : {"Importspalten", "Importlisten", "Importfelder", "Importziele"}) {
     const auto remove = connection.Prepare("DELETE FROM " + std::string(table) + " WHERE ProgID = ?");
     remove->BindText(0, prog_id);
     remove->Execute();
@@ -216,9 +268,11 @@ void RequireDifferent(const KeyColumns& keys) {
   }
 }
 
+// `before` is what it was until now, where it is changed.
 std::vector<TargetRemark> StoreTarget(Connection& connection, const TargetRequest& request,
-                                      const ReadTable& table, int address_type) {
+                                      const ReadTable& table, const TargetSummary& before) {
   std::vector<TargetRemark> remarks;
+  if (!table.why_number.empty()) remarks.push_back({table.columns[table.number].name, table.why_number});
   KeyColumns keys = request.keys;
   if (!keys.is_off) {
     for (std::string& name : keys.names) RequireKeyColumn(table, name);
@@ -227,7 +281,7 @@ std::vector<TargetRemark> StoreTarget(Connection& connection, const TargetReques
     RequireDifferent(keys);
   }
   const std::string prog_id = ProgIdOf(request.name);
-  const int type = ChooseAddressType(connection, keys, address_type, remarks);
+  const int type = ChooseAddressType(connection, keys, before.address_type, remarks);
   const auto target = connection.Prepare(
       "INSERT INTO Importziele (ProgID, Tabelle, Nummernfeld, Gruppenfeld, Adressart) VALUES (?, ?, ?, '', ?)");
   target->BindText(0, prog_id);
@@ -235,6 +289,10 @@ std::vector<TargetRemark> StoreTarget(Connection& connection, const TargetReques
   target->BindText(2, table.columns[table.number].name);
   target->BindInteger(3, type);
   target->Execute();
+  const auto list = connection.Prepare("INSERT INTO Importlisten (ProgID, Anwendung) VALUES (?, ?)");
+  list->BindText(0, prog_id);
+  list->BindInteger(1, before.application != 0 ? before.application : FreeApplicationMode(connection));
+  list->Execute();
   StoreFields(connection, prog_id, table, remarks);
   if (type != 0) StoreKeys(connection, prog_id, keys);
   return remarks;
@@ -248,15 +306,17 @@ std::vector<TargetSummary> Targets(Connection& connection) {
   if (!HasTable(connection, "Importziele") || !HasTable(connection, "Importspalten")) return targets;
   for (const RecordsetPtr rows =
            connection.OpenRecordset("SELECT z.ProgID, z.Tabelle, z.Adressart, (SELECT count(*) FROM "
-                                    "Importfelder f WHERE f.ProgID = z.ProgID) "
-                                    "FROM Importziele z ORDER BY z.ProgID");
+                                    "Importfelder f WHERE f.ProgID = z.ProgID), l.Anwendung "
+                                    "FROM Importziele z LEFT JOIN Importlisten l ON l.ProgID = z.ProgID "
+                                    "ORDER BY z.ProgID");
        !rows->IsEof(); rows->MoveNext()) {
     // Those that the host brings have plain names.
     if (!IsQuoted(rows->TextAt(1))) continue;
     const std::string prog_id(rows->TextAt(0));
     targets.push_back({prog_id.substr(std::string_view(kTargetPrefix).size()), prog_id,
-                       ToldName(rows->TextAt(1)), rows->ValueAt(3).ToInteger(),
-                       static_cast<int>(rows->ValueAt(2).ToInteger())});
+                       ShownName(rows->TextAt(1)), rows->ValueAt(3).ToInteger(),
+                       static_cast<int>(rows->ValueAt(2).ToInteger()), std::string(rows->TextAt(1)),
+                       rows->IsNull(4) ? kFirstApplicationMode : rows->ValueAt(4).ToInteger()});
   }
   return targets;
 }
@@ -285,7 +345,7 @@ std::vector<TargetRemark> AddTarget(Connection& connection, const TargetRequest&
              "' gibt es schon. Nehmen Sie einen anderen Namen, oder ändern Sie es mit 'kestrel-import target "
              "edit'.");
     }
-    remarks = StoreTarget(connection, request, table, 0);
+    remarks = StoreTarget(connection, request, table, {});
   });
   return remarks;
 }
@@ -294,7 +354,7 @@ std::vector<TargetRemark> EditTarget(Connection& connection, TargetRequest reque
   const TargetSummary target = RequireTarget(connection, request.name);
   const Destination before = LoadDestination(connection, target.prog_id);
   request.name = target.name;
-  if (request.table.empty()) request.table = target.table;
+  if (request.table.empty()) request.table = ToldName(target.statement_table);
   const ReadTable table = ReadTableOf(connection, request.table);
   const auto keep = [&](std::size_t part) {
     if (!before.key_fields[part]) return std::string();
@@ -314,7 +374,7 @@ std::vector<TargetRemark> EditTarget(Connection& connection, TargetRequest reque
   GroupedWrites::Of(connection).Flush();
   InTransaction(connection, [&] {
     DeleteDefinition(connection, target.prog_id);
-    remarks = StoreTarget(connection, request, table, target.address_type);
+    remarks = StoreTarget(connection, request, table, target);
   });
   return remarks;
 }
@@ -361,7 +421,8 @@ std::string TemplateOf(Connection& connection, std::string_view name) {
   const Destination destination = LoadDestination(connection, target.prog_id);
   const bool checks = target.address_type != 0;
   std::string text =
-      "[Common]\nDescription=" + target.name + " aus Textdatei\nApplication=2\nImportClass=" + target.prog_id +
+      "[Common]\nDescription=" + target.name +
+      " aus Textdatei\nApplication=" + std::to_string(target.application) + "\nImportClass=" + target.prog_id +
       "\nProvider=Textdatei\nFileName=\nColumnHeadings=True\nFileFormat=ANSI\nDelimiter=;\n"
       "TextRecognition=\"\nSaveFile=0\nSavePath=\nDeleteFile=0\n[CfgSettings]\nDublettenPruefen=";
   text += checks ? "1" : "0";

@@ -46,6 +46,8 @@ struct TargetSummary {
   std::string table;  // as a person knows it
   std::int64_t fields = 0;
   int address_type = 0;
+  std::string statement_table;   // as statements name it
+  std::int64_t application = 0;  // the application mode of its specifications
 };
 
 // Makes the destination, and the host's own tables where they are missing. Error 5 with a way out where the name is taken

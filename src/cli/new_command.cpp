@@ -67,6 +67,17 @@ std::string TemplateFor(const std::string& target, const std::string& folder) {
   return "";
 }
 
+// A destination may be named without what stands before its point, where that leaves one.
+std::string FullTarget(const std::string& named, const ComponentRegistry& components) {
+  std::vector<std::string> found;
+  for (const std::string& prog_id : components.ProgIds()) {
+    if (EqualsIgnoringCase(prog_id, named)) return named;
+    if (EqualsIgnoringCase(std::string_view(prog_id).substr(prog_id.find('.') + 1), named))
+      found.push_back(prog_id);
+  }
+  return found.size() == 1 ? found.front() : named;
+}
+
 // A file that is not there yet, whole or not at all.
 void WriteNewFile(const std::string& path, const std::string& content) {
   const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -100,6 +111,7 @@ class NewSpecification {
     source_ = DetectSource(KindsOf(session_), file_);
     if (source_.kind == nullptr) throw NotUsable(source_.refusal);
     workspace_.OpenHost();
+    target_ = FullTarget(options_.target, workspace_.components());
     OpenDraft();
     OpenTarget();
     UseSource();
@@ -115,10 +127,10 @@ class NewSpecification {
   // Made where nobody sees it, as a specification that is not finished would be one.
   void OpenDraft() {
     const std::string draft = JoinPath(scratch_.path(), place_.name + ".IMP");
-    template_ = TemplateFor(options_.target, workspace_.spec_folder());
+    template_ = TemplateFor(target_, workspace_.spec_folder());
     WriteFileAtomically(draft, template_.empty() ? "" : ReadWholeFile(template_));
     std::vector<ProfileEdit> edits = {{"Common", "Description", place_.name},
-                                      {"Common", "ImportClass", options_.target},
+                                      {"Common", "ImportClass", target_},
                                       {"Common", "Provider", source_.kind->name}};
     if (options_.app_mode) {
       edits.push_back({"Common", "Application", std::to_string(*options_.app_mode)});
@@ -283,6 +295,7 @@ class NewSpecification {
   Workspace& workspace_;
   Session& session_;
   const NewOptions& options_;
+  std::string target_;
   const Place place_;
   const std::string file_;
   ScratchFolder scratch_;

@@ -4,10 +4,13 @@
 //   Spalte and Text; StartIndex(name, repair), NextIndex: true while there is more, IndexTotal, IndexDone, IndexMissing,
 //   IndexChanged, IndexOrphaned, IndexUnfit; List, Fields(name), Check(name): record sets; Runs(name): a number;
 //   Remove(name, with its runs); WriteTemplate(name, folder): its path
+//
+// and kestrelhost.Setup: UpgradeTables(connection, whether there is a copy): a record set with Von, Nach, Sicherung, Rest
 #include "cli/target_command.h"
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
 #include <ostream>
 #include <string_view>
@@ -16,6 +19,8 @@
 #include "cli/progress_line.h"
 #include "kestrel/recordset.h"
 #include "platform/base/counted.h"
+#include "platform/base/file.h"
+#include "spec/profile_access.h"
 
 namespace kestrel::cli {
 
@@ -51,6 +56,18 @@ RecordsetPtr Find(const ObjectPtr& targets, const std::string& name) {
 
 std::int64_t Number(const ObjectPtr& targets, const char* member) {
   return GetProperty(targets, member).ToInteger();
+}
+
+// Where the wizard finds it, too: the folder "Import", unless --folder names one that holds specifications itself.
+std::string TemplateFolder(const Workspace& workspace) {
+  const std::string& folder = workspace.spec_folder();
+  if (FileNameOfPath(folder) == "Import") return folder;
+  const std::vector<std::string> files = FolderExists(folder) ? ListFiles(folder) : std::vector<std::string>();
+  const bool holds_specifications = std::any_of(files.begin(), files.end(), [](const std::string& file) {
+    const std::string extension = GetFileExtension(file);
+    return extension == ".IMP" || extension == ".IMT";
+  });
+  return holds_specifications ? folder : JoinPath(folder, "Import");
 }
 
 // False where the user has stopped it.
@@ -91,7 +108,8 @@ void TellRemarks(std::ostream& err, Recordset& remarks) {
 int TellMade(Workspace& workspace, const ObjectPtr& targets, const TargetOptions& options,
              const RecordsetPtr& remarks) {
   const bool is_indexed = Index(workspace, targets, options, true);
-  const std::string path = CallMethod(targets, "WriteTemplate", options.name, workspace.spec_folder()).ToText();
+  const std::string path =
+      CallMethod(targets, "WriteTemplate", options.name, TemplateFolder(workspace)).ToText();
   const RecordsetPtr target = Find(targets, options.name);
   const bool checks = target->ValueAt(4).ToInteger() != 0;
   const std::int64_t known = Number(targets, "IndexDone");
@@ -178,11 +196,11 @@ int TargetShowCommand(Workspace& workspace, const TargetOptions& options) {
                      {"Schlüssel", ""},
                      {"Vorgabe", ""},
                      {"Auswahl", ""}});
+  constexpr std::size_t kShown = 7;
   for (; !rows->IsEof(); rows->MoveNext()) {
     if (!is_json) {
       std::vector<std::string> texts;
-      for (std::size_t column = 0; column < rows->ColumnCount(); ++column)
-        texts.emplace_back(rows->TextAt(column));
+      for (std::size_t column = 0; column < kShown; ++column) texts.emplace_back(rows->TextAt(column));
       table.Row(std::move(texts));
       continue;
     }
@@ -274,6 +292,35 @@ int TargetRemoveCommand(Workspace& workspace, const TargetOptions& options) {
     workspace.err() << "Die Protokolle von " << Counted(runs, "Importlauf", "Importläufen")
                     << " bleiben. Mit --yes werden sie zusammen mit dem Importziel gelöscht." << std::endl;
   }
+  return kDone;
+}
+
+int TargetUpgradeCommand(Workspace& workspace, const TargetOptions& options) {
+  try {
+    workspace.OpenHost();
+  } catch (const NotUsable&) {
+    // That the tables are of an earlier version is why this is called.
+    if (workspace.session().HostConnection == nullptr) throw;
+  }
+  workspace.RequireWritableHost();
+  const ObjectPtr setup = workspace.components().CreateObject("kestrelhost.Setup");
+  const RecordsetPtr done =
+      ToRecordset(CallMethod(setup, "UpgradeTables", workspace.session().HostConnection, options.backed_up));
+  const std::int64_t from = done->ValueAt(0).ToInteger();
+  const std::int64_t to = done->ValueAt(1).ToInteger();
+  const std::string backup(done->TextAt(2));
+  if (!done->TextAt(3).empty()) workspace.err() << done->TextAt(3) << std::endl;
+  if (workspace.options().format == OutputFormat::kJson) {
+    JsonObject(workspace.out()).Number("from", from).Number("to", to).OptionalText("backup", backup).End();
+    return kDone;
+  }
+  if (from == to) {
+    workspace.out() << "Die Tabellen sind schon von dieser Version (Fassung " << to << ")." << std::endl;
+    return kDone;
+  }
+  workspace.out() << "Die Tabellen sind umgestellt, von Fassung " << from << " auf " << to << ".\n";
+  if (!backup.empty()) workspace.out() << "Wie sie waren, steht in: " << backup << '\n';
+  workspace.out() << std::flush;
   return kDone;
 }
 

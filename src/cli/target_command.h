@@ -18,6 +18,7 @@ struct TargetOptions {
   bool no_keys = false;
   bool rebuild = false;
   bool yes = false;
+  bool backed_up = false;
   Progress progress = Progress::kAuto;
 };
 
@@ -28,5 +29,6 @@ int TargetListCommand(Workspace& workspace);
 int TargetShowCommand(Workspace& workspace, const TargetOptions& options);
 int TargetCheckCommand(Workspace& workspace, const TargetOptions& options);
 int TargetRemoveCommand(Workspace& workspace, const TargetOptions& options);
+int TargetUpgradeCommand(Workspace& workspace, const TargetOptions& options);
 
 }  // namespace kestrel::cli

@@ -68,6 +68,9 @@ void CommandLine::AddTargetCommands() {
                     [this](Workspace& workspace) { return TargetCheckCommand(workspace, target_); }));
   checked->add_flag("--rebuild", target_.rebuild, "die Schlüssel der Dublettenprüfung in Ordnung bringen");
   WithProgress(checked, target_.progress);
+  add("upgrade", "Die Tabellen einer früheren Version sichern und umstellen", [this](Workspace& workspace) {
+    return TargetUpgradeCommand(workspace, target_);
+  })->add_flag("--backed-up", target_.backed_up, "ohne Sicherung; es gibt schon eine");
 }
 
 }  // namespace kestrel::cli

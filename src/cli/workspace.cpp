@@ -146,13 +146,17 @@ void Workspace::OpenHost(MissingHost missing) {
                               : WayToWriteHost()));
        });
   // A host that has nothing to restore, or another one; what is wrong with it the import will tell.
+  std::string other_version;
   Trap(
       [&] {
         const ObjectPtr setup = components_.CreateObject("kestrelhost.Setup");
+        other_version = CallMethod(setup, "WhyOtherVersion", session().HostConnection).ToText();
+        if (!other_version.empty()) return;
         const std::string restored = CallMethod(setup, "RestoreDatabase", session().HostConnection).ToText();
         if (!restored.empty()) err() << restored << '\n';
       },
       [](const RuntimeError&) {});
+  if (!other_version.empty()) throw NotUsable(other_version + ".");
 }
 
 void Workspace::RequireWritableHost() {

@@ -101,6 +101,40 @@ TEST_F(TargetsOnPostgres, PartitionsAndTriggersThatRaiseAreTheDatabasesConcern) 
   EXPECT_EQ(Query("SELECT string_agg(name, ' ' ORDER BY name) FROM teile"), "A C\n");
 }
 
+TEST_F(TargetsOnPostgres, ANumberIsStoredAsTheColumnRoundsItSoThatAnUndoFindsIt) {
+  Execute(
+      "CREATE TABLE werte (nr integer PRIMARY KEY, betrag numeric(10,2), tausend numeric(6,-3), kurz real, "
+      "frei numeric, lang numeric(25,2))");
+  EXPECT_THAT(
+      Import("werte",
+             "Nr;A;B;C;D;E\n1;1,005;12500;3,14159265;1.234,5678;1,5\n2;-2.675;499;1e10;"
+             "12345678901234567.25;99999999999999999.50\n3;9,999;1500;0,1;0;0,995\n",
+             "nr=FIELD:Nr\nbetrag=FIELD:A\ntausend=FIELD:B\nkurz=FIELD:C\nfrei=FIELD:D\nlang=FIELD:E\n"),
+      HasSubstr("\"storedNew\":3"));
+  EXPECT_EQ(
+      Query("SELECT nr, betrag::text, tausend::text, kurz::text, frei::text, lang::text FROM werte ORDER BY 1"),
+      "1|1.01|13000|3.1415927|1234.5678|1.50\n2|-2.68|0|1e+10|12345678901234567.25|99999999999999999.50\n"
+      "3|10.00|2000|0.1|0|1.00\n");
+  const ProgramResult undone = Run({"undo", "1"});
+  EXPECT_THAT(undone.err, AllOf(HasSubstr("3 Adressen gelöscht"), HasSubstr("0 Änderungen seit dem Import")));
+  Execute("ALTER TABLE werte ALTER betrag TYPE numeric(12,3)");
+  EXPECT_THAT(Run({"target", "check", "ziel"}).out, HasSubstr("betrag: Die Spalte rundet Zahlen anders"));
+}
+
+TEST_F(TargetsOnPostgres, AnotherUniqueColumnCanBeTheNumber) {
+  Execute(
+      "CREATE TABLE kontakt (id uuid PRIMARY KEY DEFAULT gen_random_uuid(), "
+      "kundennr integer GENERATED ALWAYS AS IDENTITY NOT NULL UNIQUE, vielleicht integer UNIQUE, name text)");
+  EXPECT_THAT(
+      Import("kontakt", "Name\nA\nB\n", "kundennr=NOTASSIGNED\nvielleicht=NOTASSIGNED\nname=FIELD:Name\n"),
+      HasSubstr("\"storedNew\":2"));
+  EXPECT_THAT(Run({"target", "edit", "ziel"}).err,
+              AllOf(HasSubstr("kundennr: Nummer der Datensätze ist die eindeutige Spalte 'kundennr'."),
+                    HasSubstr("id: Bleibt außen vor. Die Datenbank füllt sie selbst.")));
+  EXPECT_EQ(Query("SELECT kundennr, name FROM kontakt ORDER BY 1"), "1|A\n2|B\n");
+  EXPECT_THAT(Run({"undo", "1"}).err, HasSubstr("2 Adressen gelöscht"));
+}
+
 TEST_F(TargetsOnPostgres, TablesThatCannotBeOneAreRefusedWithTheReason) {
   Execute("CREATE TABLE zwei (a integer, b integer, PRIMARY KEY (a, b))");
   Execute("CREATE TABLE kennung (a uuid PRIMARY KEY)");
@@ -129,8 +163,68 @@ TEST_F(TargetsOnPostgres, CheckTellsARightThatIsMissing) {
               ";dbname=" + name.substr(0, name.size() - 1) + ";user=nur_leser;password=geheim";
   const ProgramResult checked = Run({"target", "check", "ziel"});
   EXPECT_EQ(checked.status, 1) << checked.err;
-  EXPECT_THAT(checked.out, HasSubstr("In die Tabelle 'public.kunde' kann nicht eingefügt werden"));
+  EXPECT_THAT(checked.out, HasSubstr("In die Tabelle 'kunde' kann nicht eingefügt werden"));
   database_ = as_admin;
+}
+
+TEST_F(TargetsOnPostgres, RolesThatAreThereMayImportAndReadAndNobodyElse) {
+  for (const char* statement :
+       {"CREATE SCHEMA crm", "CREATE TABLE crm.kunde (nr serial PRIMARY KEY, name text, ort text)"}) {
+    Execute(statement);
+  }
+  for (const std::string role : {"kestrel_import", "kestrel_read"}) {
+    if (Query("SELECT 1 FROM pg_roles WHERE rolname = '" + role + "'").empty()) Execute("CREATE ROLE " + role);
+  }
+  const ProgramResult added = Run({"target", "add", "ziel", "--table", "crm.kunde"});
+  ASSERT_EQ(added.status, 0) << added.err;
+  EXPECT_THAT(added.err, Not(HasSubstr("Rollen")));
+  WriteSource("Name;Ort\nA;Ulm\n");
+  WriteSpec("ziel", "nr=NOTASSIGNED\nname=FIELD:Name\nort=FIELD:Ort\n");
+  const std::string as_owner = database_;
+  const auto use = [&](const std::string& user, const std::string& role) {
+    Execute("DROP ROLE IF EXISTS " + user);
+    Execute("CREATE ROLE " + user + " LOGIN PASSWORD 'geheim'" + (role.empty() ? "" : " IN ROLE " + role));
+    const std::string name = Query("SELECT current_database()");
+    database_ = "Provider=PostgreSQL;host=127.0.0.1;port=" + PostgresServer::Shared().port() +
+                ";dbname=" + name.substr(0, name.size() - 1) + ";user=" + user + ";password=geheim";
+  };
+  use("ziel_clerk", "kestrel_import");
+  EXPECT_EQ(Run({"target", "check", "ziel"}).out, "Keine Auffälligkeiten.\n");
+  EXPECT_EQ(Run({"run", "ziel"}).status, 0) << Run({"log"}).out;
+  EXPECT_THAT(Run({"undo", "1"}).err, HasSubstr("1 Adresse gelöscht"));
+  database_ = as_owner;
+  use("ziel_reader", "kestrel_read");
+  EXPECT_EQ(Query("SELECT count(*) FROM crm.kunde"), "0\n");
+  const ProgramResult checked = Run({"target", "check", "ziel"});
+  EXPECT_EQ(checked.status, 1) << checked.err;
+  EXPECT_THAT(checked.out, AllOf(HasSubstr("In die Tabelle 'crm.kunde' kann nicht eingefügt werden"),
+                                 HasSubstr("'kestrel_Importlauf'")));
+  database_ = as_owner;
+}
+
+TEST_F(TargetsOnPostgres, TablesOfAnEarlierVersionAreCopiedIntoASchemaAndChangedInOneTransaction) {
+  Execute("CREATE TABLE kunde (nr integer PRIMARY KEY, name text, ort text)");
+  ASSERT_EQ(Run({"target", "add", "ziel", "--table", "kunde"}).status, 0);
+  // What version 1 had not.
+  Execute("DROP TABLE kestrel_Importlisten");
+  Execute("ALTER TABLE kestrel_Importspalten DROP COLUMN Rundung");
+  Execute("UPDATE kestrel_Importfassung SET Fassung = 1");
+  EXPECT_THAT(Run({"target", "list"}).err, HasSubstr("'kestrel-import target upgrade' sichert sie"));
+
+  Execute("CREATE TABLE kestrel_importlisten (im_weg integer)");
+  const ProgramResult failed = Run({"target", "upgrade"});
+  EXPECT_EQ(failed.status, 4);
+  EXPECT_THAT(failed.err, HasSubstr("Die Tabellen sind geblieben, wie sie waren"));
+  EXPECT_EQ(Query("SELECT max(Fassung) FROM kestrel_Importfassung"), "1\n");
+  EXPECT_EQ(Query("SELECT count(*) FROM pg_namespace WHERE nspname LIKE 'kestrel_vor%'"), "0\n");
+  Execute("DROP TABLE kestrel_importlisten");
+
+  const ProgramResult upgraded = Run({"target", "upgrade"});
+  EXPECT_EQ(upgraded.status, 0) << upgraded.err;
+  EXPECT_THAT(upgraded.out, HasSubstr("Wie sie waren, steht in: kestrel_vor_fassung_2"));
+  EXPECT_EQ(Query("SELECT count(*) FROM kestrel_vor_fassung_2.kestrel_importziele"), "1\n");
+  EXPECT_EQ(Query("SELECT max(Fassung) FROM kestrel_vor_fassung_2.kestrel_importfassung"), "1\n");
+  EXPECT_EQ(Run({"target", "check", "ziel"}).out, "Keine Auffälligkeiten.\n");
 }
 
 TEST_F(TargetsOnPostgres, TheUsersOfATicketSystemAreImportedCheckedAndTakenBack) {
