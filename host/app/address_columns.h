@@ -14,6 +14,9 @@ struct AddressColumn {
   std::string name;  // in the database
   QString heading;
   ColumnKind kind = ColumnKind::kText;
+  std::string in_statements = {};  // where that is not its name: in quotes
+
+  const std::string& Statement() const { return in_statements.empty() ? name : in_statements; }
 };
 
 // A column that the host does not know is a text and is called by its name.

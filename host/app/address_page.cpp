@@ -24,28 +24,17 @@ namespace {
 constexpr int kShownRows = 1000;
 constexpr int kTypingPauseMs = 200;
 
-std::vector<AddressColumn> ColumnsOf(Connection& connection, const char* table) {
-  std::vector<AddressColumn> columns;
-  for (const std::string& name : connection.ColumnNames(table)) columns.push_back(DescribeColumn(name));
-  if (columns.empty()) {
-    throw RuntimeError(ErrorNumber::kDatabase, std::string("Die Tabelle '") + table + "' hat keine Spalten.");
-  }
-  return columns;
-}
-
 }  // namespace
 
-AddressPage::AddressPage(const AddressList& list, ConnectionPtr connection, AnotherConnection another,
-                         QWidget* parent)
+AddressPage::AddressPage(AddressList list, ConnectionPtr connection, AnotherConnection another, QWidget* parent)
     : QWidget(parent),
-      list_(list),
-      columns_(ColumnsOf(*connection, list.table)),
+      list_(std::move(list)),
       guard_(this, [this](const RuntimeError& error) { count_->setText(ToQt(error.Description())); }),
       reader_(
           std::move(connection), std::move(another), this,
           [this](const AddressAnswer& answer) { guard_.Run([&] { Show(answer); }); },
           [this](const RuntimeError& error) { count_->setText(ToQt(error.Description())); }) {
-  setObjectName(QString("page") + list.table);
+  setObjectName("page" + list_.title);
   setAcceptDrops(true);
   BuildControls();
   ConnectEvents();
@@ -61,13 +50,13 @@ void AddressPage::BuildControls() {
   search_->setClearButtonEnabled(true);
   order_by_ = new QComboBox(this);
   order_by_->setObjectName("orderBy");
-  for (const AddressColumn& column : columns_) order_by_->addItem(column.heading);
+  for (const AddressColumn& column : list_.columns) order_by_->addItem(column.heading);
   QLabel* order_label = MakeLabel("Sortiert nach:", order_by_);
   descending_ = new QCheckBox("absteigend", this);
   descending_->setObjectName("descending");
   auto* import = SetUpButton(new CaptionButton(this), "cmdImport", list_.import_title,
                              QString("%1 aus einer Datei oder Datenbank einlesen").arg(list_.title), 'I');
-  model_ = new QueryModel(columns_, this);
+  model_ = new QueryModel(list_.columns, this);
   table_ = MakeTable(model_, list_.title, this);
   table_->horizontalHeader()->setSortIndicator(0, Qt::AscendingOrder);
   table_->setSortingEnabled(true);
@@ -107,7 +96,7 @@ void AddressPage::ConnectEvents() {
 }
 
 void AddressPage::OrderBy(int column, Qt::SortOrder order) {
-  order_column_ = std::clamp(column, 0, static_cast<int>(columns_.size()) - 1);
+  order_column_ = std::clamp(column, 0, static_cast<int>(list_.columns.size()) - 1);
   order_ = order;
   const QSignalBlocker quiet_column(order_by_);
   const QSignalBlocker quiet_direction(descending_);
@@ -123,7 +112,7 @@ void AddressPage::Search() {
 
 void AddressPage::Refresh() {
   reader_.Ask({.table = list_.table,
-               .columns = columns_,
+               .columns = list_.columns,
                .text = search_->text().trimmed(),
                .order_column = static_cast<std::size_t>(order_column_),
                .descending = order_ == Qt::DescendingOrder,

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "app/address_columns.h"
+#include "app/address_list.h"
 #include "app/address_reader.h"
 #include "app/query_model.h"
 #include "kestrel/connection.h"
@@ -18,24 +18,16 @@
 
 namespace kestrel::host {
 
-// What a list shows.
-struct AddressList {
-  const char* table;         // in the host database; its first column is the number
-  const char* title;         // "Kunden"
-  const char* import_title;  // "Kunden importieren..."
-  std::int16_t app_mode;     // the application mode of its imports
-};
-
 class AddressPage final : public QWidget {
   Q_OBJECT
  public:
-  // Error 3000 where the database lacks the table. Where `another` opens further connections, the list is read in
+  // Where `another` opens further connections, the list is read in
   // another thread, and fills while it is.
-  AddressPage(const AddressList& list, ConnectionPtr connection, AnotherConnection another, QWidget* parent);
+  AddressPage(AddressList list, ConnectionPtr connection, AnotherConnection another, QWidget* parent);
 
   // Reads the list again, for the current search and order.
   void Refresh();
-  std::int16_t app_mode() const { return list_.app_mode; }
+  const AddressList& list() const { return list_; }
   // Puts the cursor where the search is typed.
   void Search();
 
@@ -54,7 +46,6 @@ class AddressPage final : public QWidget {
   void Show(const AddressAnswer& answer);
 
   AddressList list_;
-  std::vector<AddressColumn> columns_;
   EventGuard guard_;
   int order_column_ = 0;
   Qt::SortOrder order_ = Qt::AscendingOrder;

@@ -25,11 +25,11 @@ AddressSearch::AddressSearch(Connection& connection, AddressMemory& memory, Addr
     : connection_(connection),
       memory_(memory),
       question_(std::move(question)),
-      number_(question_.columns.front().name),
+      number_(question_.columns.front().Statement()),
       text_(ComparedText(FromQt(question_.text))),
       orders_by_value_(OrderColumn().kind == ColumnKind::kNumber) {
   for (const AddressColumn& column : question_.columns) {
-    query_ += (query_.empty() ? "SELECT " : ", ") + column.name;
+    query_ += (query_.empty() ? "SELECT " : ", ") + column.Statement();
   }
   query_ += " FROM " + question_.table;
 }
@@ -164,9 +164,9 @@ AddressAnswer AddressSearch::Answer() {
                        ? 100
                        : static_cast<int>(std::min<std::int64_t>(99, 100 * read_ / memory_.total));
   if (is_complete_ && IsOrderOfTable()) {
-    answer.rows = connection_.OpenRecordset("SELECT * FROM " + question_.table + " ORDER BY " + number_ +
-                                            (question_.descending ? " DESC" : " ASC") + " LIMIT " +
-                                            std::to_string(question_.limit));
+    answer.rows =
+        connection_.OpenRecordset(query_ + " ORDER BY " + number_ + (question_.descending ? " DESC" : " ASC") +
+                                  " LIMIT " + std::to_string(question_.limit));
     return answer;
   }
   KeepFirst();

@@ -15,12 +15,6 @@ namespace kestrel::host {
 
 namespace {
 
-constexpr AddressList kAddressLists[] = {
-    {"Kunden", "Kunden", "Kunden importieren...", 2},
-    {"Interessenten", "Interessenten", "Interessenten importieren...", 3},
-    {"Lieferanten", "Lieferanten", "Lieferanten importieren...", 4},
-};
-
 constexpr int kNoticeMs = 5000;
 
 }  // namespace
@@ -43,7 +37,6 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
   setObjectName("hostWindow");
   setWindowTitle("KESTREL Adressen");
   GiveIcon(this);
-  RegisterImportSettings(components, this);
   import_man_.SetConnection(connection_);
   import_man_.SetPersonalNr(personal_nr);
 
@@ -63,12 +56,15 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
   tabs_ = new QTabWidget(this);
   tabs_->setObjectName("tabs");
   tabs_->setDocumentMode(true);
-  for (const AddressList& list : kAddressLists) {
+  std::vector<ComparedList> compared;
+  for (const AddressList& list : AddressLists(components, connection_)) {
+    if (list.address_type != 0) compared.push_back({list.title, list.address_type});
     auto* page = new AddressPage(list, connection_, another, tabs_);
     tabs_->addTab(page, list.title);
     address_pages_.push_back(page);
     guard_.On(page, &AddressPage::ImportAsked, &HostWindow::OpenImport);
   }
+  RegisterImportSettings(components, this, std::move(compared));
   error_log_ = new ErrorLogPage(components, connection_, tabs_);
   tabs_->addTab(error_log_, "Importprotokoll");
   duplicates_ = new DuplicatePage(components, connection_, personal_nr, tabs_);
@@ -90,9 +86,9 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
 
 void HostWindow::BuildMenu() {
   QMenu* file = menuBar()->addMenu("&Datei");
-  for (const AddressList& list : kAddressLists) {
-    guard_.On(file->addAction(list.import_title), &QAction::triggered,
-              [this, mode = list.app_mode] { OpenImport(mode, QString()); });
+  for (const AddressPage* page : address_pages_) {
+    guard_.On(file->addAction(page->list().import_title), &QAction::triggered,
+              [this, mode = page->list().app_mode] { OpenImport(mode, QString()); });
   }
   guard_.On(file->addAction("Datei im&portieren..."), &QAction::triggered, &HostWindow::ImportFile);
   file->addSeparator();
@@ -114,7 +110,8 @@ void HostWindow::OpenImport(std::int16_t app_mode, const QString& file) {
 
 void HostWindow::ImportFile() {
   const auto* page = qobject_cast<AddressPage*>(tabs_->currentWidget());
-  const std::int16_t app_mode = page != nullptr ? page->app_mode() : kAddressLists[0].app_mode;
+  if (page == nullptr) page = address_pages_.front();
+  const std::int16_t app_mode = page->list().app_mode;
   if (const auto file = ui_.ChooseFile("Datei importieren", "*.*", "")) OpenImport(app_mode, ToQt(*file));
 }
 

@@ -6,11 +6,12 @@
 #include <QPointer>
 #include <QVBoxLayout>
 #include <memory>
+#include <utility>
 
 #include "kestrel/bound_object.h"
 #include "platform/base/number.h"
-#include "schema/default_destinations.h"
 #include "schema/number_range.h"
+#include "schema/overwrite_key.h"
 #include "wizard/button_row.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
@@ -32,11 +33,13 @@ std::int64_t MaskOf(const std::string& text) { return ParseWholeNumber(text).val
 
 }  // namespace
 
-ImportSettingsDialog::ImportSettingsDialog(std::string specification, std::string_view table, QWidget* parent)
+ImportSettingsDialog::ImportSettingsDialog(std::string specification, std::string_view table,
+                                           std::vector<ComparedList> lists, QWidget* parent)
     : QDialog(parent),
       guard_(this, [this](const RuntimeError& error) { status_->setText(ToQt(error.Description())); }),
       specification_(std::move(specification)),
       table_(table),
+      compared_(std::move(lists)),
       stored_(ProfileStore().Require(specification_)) {
   setObjectName("importSettings");
   setWindowTitle("Einstellungen");
@@ -52,7 +55,7 @@ ImportSettingsDialog::ImportSettingsDialog(std::string specification, std::strin
   threshold_row->addWidget(MakeLabel("Ähnlichkeit ab (Prozent):", threshold_));
   threshold_row->addWidget(threshold_);
   threshold_row->addStretch(1);
-  auto* overwrite = AddSwitch(std::string(table) + "Ueberschreiben", "chkUeberschreiben",
+  auto* overwrite = AddSwitch(OverwriteKeyOf(table), "chkUeberschreiben",
                               QString("Vorhandene Nummern ü&berschreiben (%1)").arg(ToQt(table)));
   overwrite->setToolTip("Sonst wird ein Datensatz, dessen Nummer es schon gibt, als Fehler gemeldet");
   status_ = MakeStatusLine(this);
@@ -106,13 +109,12 @@ QWidget* ImportSettingsDialog::BuildLists() {
   auto* group = new QGroupBox("Verglichen wird mit", this);
   auto* row = new QHBoxLayout(group);
   const std::int64_t mask = MaskOf(Stored(kMaskKey, "0"));
-  for (std::size_t i = 0; i < list_boxes_.size(); ++i) {
-    const DefaultDestination& list = kDefaultDestinations[i];
-    auto* box = new QCheckBox(list.table, group);
+  for (const ComparedList& list : compared_) {
+    auto* box = new QCheckBox(list.title, group);
     box->setObjectName(QString("chkArt%1").arg(list.address_type));
     box->setChecked((mask & list.address_type) != 0);
     row->addWidget(box);
-    list_boxes_[i] = box;
+    list_boxes_.push_back(box);
   }
   row->addStretch(1);
   return group;
@@ -148,7 +150,7 @@ std::string ImportSettingsDialog::Stored(std::string_view key, std::string_view 
 std::string ImportSettingsDialog::Mask() const {
   std::int64_t mask = MaskOf(Stored(kMaskKey, "0"));
   for (std::size_t i = 0; i < list_boxes_.size(); ++i) {
-    const std::int64_t bit = kDefaultDestinations[i].address_type;
+    const std::int64_t bit = compared_[i].address_type;
     mask = list_boxes_[i]->isChecked() ? mask | bit : mask & ~bit;
   }
   return std::to_string(mask);
@@ -203,23 +205,27 @@ namespace {
 
 class ImportSettings final : public BoundObject<ImportSettings> {
  public:
-  explicit ImportSettings(QPointer<QWidget> window) : window_(std::move(window)) {}
+  ImportSettings(QPointer<QWidget> window, std::vector<ComparedList> lists)
+      : window_(std::move(window)), lists_(std::move(lists)) {}
   static void Bind(Members& members) { members.Method("Show", &ImportSettings::Show); }
 
  private:
   void Show(std::string_view specification, std::string_view table) {
     QWidget* above = QApplication::activeWindow();
-    ImportSettingsDialog(std::string(specification), table, above != nullptr ? above : window_.data()).exec();
+    ImportSettingsDialog(std::string(specification), table, lists_, above != nullptr ? above : window_.data())
+        .exec();
   }
 
   QPointer<QWidget> window_;
+  std::vector<ComparedList> lists_;
 };
 
 }  // namespace
 
-void RegisterImportSettings(ComponentRegistry& components, QWidget* window) {
-  components.Register("kestrelhost.ImportSettings",
-                      [window = QPointer(window)] { return std::make_shared<ImportSettings>(window); });
+void RegisterImportSettings(ComponentRegistry& components, QWidget* window, std::vector<ComparedList> lists) {
+  components.Register("kestrelhost.ImportSettings", [window = QPointer(window), lists = std::move(lists)] {
+    return std::make_shared<ImportSettings>(window, lists);
+  });
 }
 
 }  // namespace kestrel::host

@@ -1,5 +1,6 @@
 // kestrel-host [FOLDER]: opens the sample host that `kestrel-import init FOLDER` made; without a folder, as a desktop
-// starts it, that in the component's own folder.
+// starts it, that in the component's own folder. With --host it opens another database, which may be another
+// application's that has destinations (`kestrel-import target add`).
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
@@ -14,6 +15,7 @@
 #include "kestrel/open_connection.h"
 #include "kestrel/qt_user_interface.h"
 #include "platform/base/component_folder.h"
+#include "platform/base/file.h"
 #include "platform/base/terminal_text.h"
 #include "wizard/qt_text.h"
 
@@ -34,7 +36,8 @@ int main(int count, char** arguments) {
   kestrel::SpeakGerman();
 
   QCommandLineParser parser;
-  parser.setApplicationDescription("Beispielanwendung: Adresslisten, in die importiert wird.");
+  parser.setApplicationDescription(
+      "Adresslisten, in die importiert wird: die der Beispielanwendung oder eigene Tabellen.");
   parser.addHelpOption();
   parser.addPositionalArgument("ordner", "Ordner, den 'kestrel-import init' angelegt hat; ohne ihn der eigene",
                                "[ordner]");
@@ -59,8 +62,17 @@ int main(int count, char** arguments) {
       [&] {
         const std::string home = kestrel::FromQt(folder);
         const std::string named = kestrel::FromQt(parser.value(host));
+        kestrel::ConnectionPtr connection = kestrel::host::OpenHostDatabase(home, named);
+        if (!kestrel::host::UpgradeWhereWanted(ui, components, connection)) return;
+        const std::string templates = kestrel::JoinPath(home, "Import");
+        // Whoever may not write there imports by what there is.
+        kestrel::Trap([&] { kestrel::host::WriteTemplates(components, connection, templates); },
+                      [](const kestrel::RuntimeError& error) {
+                        if (error.Is(kestrel::ErrorNumber::kPathNotFound)) throw;
+                        std::fprintf(stderr, "kestrel-host: %s\n", kestrel::TerminalText(error.what()).c_str());
+                      });
         window = std::make_unique<kestrel::host::HostWindow>(
-            ui, components, kestrel::host::OpenHostDatabase(home, named), kestrel::FromQt(parser.value(user)),
+            ui, components, std::move(connection), kestrel::FromQt(parser.value(user)),
             [database = kestrel::host::HostDatabase(home, named)] {
               return kestrel::OpenConnection(database);
             });
@@ -70,7 +82,7 @@ int main(int count, char** arguments) {
         // Whoever started it from a desktop sees no terminal.
         ui.MessageBox(error.Description(), "KESTREL Adressen", kestrel::Icon::kStop, kestrel::Buttons::kOk);
       });
-  if (!open) return kNotUsable;
+  if (!open || window == nullptr) return kNotUsable;
   // Relative source paths are meant from the specifications, as on the command line.
   QDir::setCurrent(QDir(folder).filePath("Import"));
   window->show();

@@ -49,6 +49,12 @@ def application(name):
     return eventually(find, "application " + name)
 
 
+def is_running(name):
+    desktop = pyatspi.Registry.getDesktop(0)
+    desktop.set_cache_mask(pyatspi.Atspi.Cache.NONE)
+    return any(running is not None and running.name == name for running in desktop)
+
+
 def is_showing(accessible):
     return accessible.getState().contains(pyatspi.STATE_SHOWING)
 

@@ -343,6 +343,13 @@ TEST(HostDatabase, AFolderWithoutADatabaseGetsNone) {
   EXPECT_FALSE(FileExists(folder.File("kestrel.db")));
 }
 
+TEST(HostDatabase, ANamedFileThatIsNotThereIsNotMade) {
+  const TempFolder folder;
+  EXPECT_ERROR_TEXT(host::OpenHostDatabase(folder.path(), folder.File("fehlt.db")), ErrorNumber::kFileNotFound,
+                    HasSubstr("fehlt.db"));
+  EXPECT_FALSE(FileExists(folder.File("fehlt.db")));
+}
+
 TEST(HostDatabase, ADatabaseOfSomethingElseIsRefused) {
   const TempFolder folder;
   OpenConnection(folder.File("kestrel.db"))->Execute("CREATE TABLE Anderes (Nr INTEGER)");

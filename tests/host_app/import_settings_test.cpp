@@ -17,8 +17,11 @@ class ImportSettingsTest : public HostWindowFixture {
  protected:
   void Use(const std::string& settings) {
     specification = folder.Write("Test.IMP", "[Common]\r\nDescription=x\r\n[CfgSettings]\r\n" + settings);
-    dialog = std::make_unique<host::ImportSettingsDialog>(specification, "Kunden", nullptr);
+    dialog = std::make_unique<host::ImportSettingsDialog>(specification, "Kunden", Lists(), nullptr);
     dialog->show();
+  }
+  static std::vector<host::ComparedList> Lists() {
+    return {{"Kunden", 1}, {"Interessenten", 8}, {"Lieferanten", 32}};
   }
   QCheckBox& Box(const char* name) { return FindIn<QCheckBox>(*dialog, name); }
   std::string Stored() { return ReadWholeFile(specification); }
@@ -39,6 +42,18 @@ TEST_F(ImportSettingsTest, ShowsWhatTheSpecificationHolds) {
   EXPECT_FALSE(Box("chkArt8").isChecked());
   EXPECT_TRUE(Box("chkArt32").isChecked());
   EXPECT_EQ(FindIn<QLineEdit>(*dialog, "txtSchwelle").text(), "85");
+}
+
+TEST_F(ImportSettingsTest, OfAnotherApplicationsTableWritesTheKeyThatItsImportAsksFor) {
+  Use("DublettenPruefen=0\r\n");
+  dialog = std::make_unique<host::ImportSettingsDialog>(
+      specification, "crm.Kunde 1", std::vector<host::ComparedList>{{"kunden", 1}, {"haendler", 2}}, nullptr);
+  dialog->show();
+  EXPECT_EQ(FindIn<QCheckBox>(*dialog, "chkArt2").text(), "haendler");
+  EXPECT_EQ(dialog->findChild<QCheckBox*>("chkArt8"), nullptr);
+  Box("chkUeberschreiben").setChecked(true);
+  Press("cmdOK");
+  EXPECT_THAT(Stored(), HasSubstr("\r\ncrmKunde1Ueberschreiben=1\r\n"));
 }
 
 TEST_F(ImportSettingsTest, WritesOnlyWhatWasChanged) {
