@@ -30,13 +30,20 @@ AddressReader::AddressReader(ConnectionPtr connection, AnotherConnection another
 }
 
 AddressReader::~AddressReader() {
+  bool is_opening = false;
   {
-    const std::lock_guard lock(desk_.mutex);
-    desk_.is_closing = true;
-    ++desk_.number;
+    const std::lock_guard lock(desk_->mutex);
+    desk_->is_closing = true;
+    ++desk_->number;
+    is_opening = desk_->is_opening;
   }
-  desk_.asked.notify_one();
-  if (thread_.joinable()) thread_.join();
+  desk_->asked.notify_one();
+  if (!thread_.joinable()) return;
+  if (is_opening) {
+    thread_.detach();
+  } else {
+    thread_.join();
+  }
 }
 
 void AddressReader::Ask(AddressQuestion question) {
@@ -45,14 +52,16 @@ void AddressReader::Ask(AddressQuestion question) {
     return;
   }
   {
-    const std::lock_guard lock(desk_.mutex);
-    desk_.question = std::move(question);
-    ++desk_.number;
-    desk_.answer.reset();
-    desk_.error.reset();
+    const std::lock_guard lock(desk_->mutex);
+    desk_->question = std::move(question);
+    ++desk_->number;
+    desk_->answer.reset();
+    desk_->error.reset();
   }
-  desk_.asked.notify_one();
-  if (!thread_.joinable()) thread_ = std::thread([this] { Work(desk_, another_); });
+  desk_->asked.notify_one();
+  if (!thread_.joinable()) {
+    thread_ = std::thread([desk = desk_, another = another_] { Work(*desk, another); });
+  }
   look_.start();
 }
 
@@ -72,9 +81,9 @@ void AddressReader::Look() {
   std::optional<AddressAnswer> answer;
   std::optional<RuntimeError> error;
   {
-    const std::lock_guard lock(desk_.mutex);
-    answer = std::exchange(desk_.answer, std::nullopt);
-    error = std::exchange(desk_.error, std::nullopt);
+    const std::lock_guard lock(desk_->mutex);
+    answer = std::exchange(desk_->answer, std::nullopt);
+    error = std::exchange(desk_->error, std::nullopt);
   }
   if (error || (answer && answer->is_complete)) look_.stop();
   if (answer) show_(*answer);
@@ -104,11 +113,12 @@ void AddressReader::Work(Desk& desk, const AnotherConnection& another) {
     if (desk.is_closing) return;
     AddressQuestion question = std::move(*std::exchange(desk.question, std::nullopt));
     const std::int64_t number = desk.number;
+    desk.is_opening = connection == nullptr;
     lock.unlock();
     Trap(
         [&] {
           if (connection == nullptr) connection = another();
-          AnswerThere(desk, number, *connection, memory, std::move(question));
+          if (!EndsOpening(desk)) AnswerThere(desk, number, *connection, memory, std::move(question));
         },
         [&](const RuntimeError& error) {
           connection.reset();
@@ -117,7 +127,15 @@ void AddressReader::Work(Desk& desk, const AnotherConnection& another) {
           if (desk.number == number) desk.error = error;
         });
     lock.lock();
+    desk.is_opening = false;
   }
+}
+
+// Whether nobody waits for the answer any more.
+bool AddressReader::EndsOpening(Desk& desk) {
+  const std::lock_guard lock(desk.mutex);
+  desk.is_opening = false;
+  return desk.is_closing;
 }
 
 void AddressReader::AnswerThere(Desk& desk, std::int64_t number, Connection& connection, AddressMemory& memory,

@@ -3,7 +3,9 @@
 //  1. There is one question at a time: a new one ends the one before, whose answers are not heard of any more.
 //  2. The thread has a connection of its own, opened with the first question and again after an error, and keeps the list
 //     in memory that it has read over it (AddressMemory), for as long as nothing is written.
-//  3. Without a way to open one, questions are answered by the window's connection before Ask returns.
+//  3. A silent server keeps it opening one for as long as the driver waits; so nobody waits for a thread that is opening,
+//     and what a thread uses is its own.
+//  4. Without a way to open one, questions are answered by the window's connection before Ask returns.
 #pragma once
 
 #include <QObject>
@@ -21,7 +23,8 @@
 
 namespace kestrel::host {
 
-// Opens one more connection to the host's database, from any thread. Raises what opening raises.
+// Opens one more connection to the host's database, from any thread. Owns what it needs, as a copy of it may outlive the
+// reader. Raises what opening raises.
 using AnotherConnection = std::function<ConnectionPtr()>;
 
 class AddressReader final : public QObject {
@@ -45,6 +48,7 @@ class AddressReader final : public QObject {
     std::optional<AddressQuestion> question;
     std::int64_t number = 0;  // of the last question
     bool is_closing = false;
+    bool is_opening = false;
     std::optional<AddressAnswer> answer;
     std::optional<RuntimeError> error;
   };
@@ -52,6 +56,7 @@ class AddressReader final : public QObject {
   void AnswerHere(AddressQuestion question);
   void Look();
   static void Work(Desk& desk, const AnotherConnection& another);
+  static bool EndsOpening(Desk& desk);
   static void AnswerThere(Desk& desk, std::int64_t number, Connection& connection, AddressMemory& memory,
                           AddressQuestion question);
 
@@ -61,7 +66,7 @@ class AddressReader final : public QObject {
   std::function<void(const RuntimeError&)> tell_;
   EventGuard guard_;
   QTimer look_;  // while a question is under way
-  Desk desk_;
+  const std::shared_ptr<Desk> desk_ = std::make_shared<Desk>();
   std::thread thread_;
 };
 

@@ -7,6 +7,7 @@
 #include "app/address_reader.h"
 #include "host_app/host_window_fixture.h"
 #include "kestrel/open_connection.h"
+#include "support/gate.h"
 #include "support/noting_connection.h"
 
 namespace kestrel::testing {
@@ -193,11 +194,11 @@ TEST_F(AddressMemoryTest, AQuestionThatWasGivenUpLeavesWhatItHasRead) {
 class AddressReaderTest : public AddressSearchTest {
  protected:
   AddressReaderTest() {
-    another = [this] {
+    another = [refused = refusal, window = window_thread, database = file] {
       std::thread::id me = std::this_thread::get_id();
-      EXPECT_NE(me, window_thread);
-      if (!refusal.empty()) throw RuntimeError(ErrorNumber::kDatabase, refusal);
-      return OpenConnection(file);
+      EXPECT_NE(me, window);
+      if (!refused->empty()) throw RuntimeError(ErrorNumber::kDatabase, *refused);
+      return OpenConnection(database);
     };
   }
   std::unique_ptr<host::AddressReader> NewReader() {
@@ -210,7 +211,8 @@ class AddressReaderTest : public AddressSearchTest {
   }
 
   const std::thread::id window_thread = std::this_thread::get_id();
-  std::string refusal;
+  // The reader's thread may outlive the test.
+  const std::shared_ptr<std::string> refusal = std::make_shared<std::string>();
   host::AnotherConnection another;
   std::vector<std::vector<std::string>> complete;
   std::vector<std::string> told;
@@ -236,15 +238,38 @@ TEST_F(AddressReaderTest, EndsWithTheWindowInTheMiddleOfAQuestion) {
   EXPECT_TRUE(complete.empty());
 }
 
+TEST_F(AddressReaderTest, IsNotWaitedForWhileItsServerKeepsItWaiting) {
+  AddMany(10);
+  const auto gate = std::make_shared<Gate>();
+  std::weak_ptr<Gate> of_thread;
+  {
+    auto held = std::make_shared<Gate>();
+    of_thread = held;
+    another = [gate, held = std::move(held), database = file] {
+      gate->Pass();
+      return OpenConnection(database);
+    };
+  }
+  auto reader = NewReader();
+  another = nullptr;
+  reader->Ask(Question("", "Name", false, 3));
+  gate->AwaitEntered();
+  reader.reset();  // for ever, if it waited
+  EXPECT_FALSE(of_thread.expired());
+  gate->Open();
+  EXPECT_TRUE(Eventually([&] { return of_thread.expired(); })) << "the thread ends, and nothing is answered";
+  EXPECT_TRUE(complete.empty());
+}
+
 TEST_F(AddressReaderTest, TellsAnErrorAndTriesAnewWithTheNextQuestion) {
   AddMany(10);
-  refusal = "Der Server ist weg.";
+  *refusal = "Der Server ist weg.";
   const auto reader = NewReader();
   reader->Ask(Question("", "Name", false, 3));
   ASSERT_TRUE(Eventually([&] { return !told.empty(); }));
   EXPECT_THAT(told, ElementsAre("Der Server ist weg."));
   EXPECT_FALSE(reader->IsBusy());
-  refusal.clear();
+  refusal->clear();
   reader->Ask(Question("", "Name", false, 3));
   EXPECT_TRUE(Eventually([&] { return complete.size() == 1; }));
 }
