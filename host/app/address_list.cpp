@@ -41,18 +41,9 @@ AddressColumn ColumnOf(Recordset& field) {
   return column;
 }
 
-}  // namespace
-
-std::vector<AddressList> AddressLists(ComponentRegistry& components, const ConnectionPtr& connection) {
-  std::vector<AddressList> lists;
-  const std::vector<CatalogTable> tables = connection->Tables();
-  const bool is_of_another = std::ranges::any_of(
-      tables, [](const CatalogTable& table) { return EqualsIgnoringCase(table.name, "kestrel_Importziele"); });
-  if (!is_of_another) {
-    for (const DefaultDestination& sample : kDefaultDestinations) {
-      lists.push_back(SampleListOf(*connection, sample));
-    }
-  }
+// The lists of the destinations that were set up in the database.
+void AddTargets(ComponentRegistry& components, const ConnectionPtr& connection,
+                std::vector<AddressList>& lists) {
   const ObjectPtr targets = components.CreateObject("kestrelhost.Targets");
   SetProperty(targets, "Connection", connection);
   for (const RecordsetPtr rows = ToRecordset(CallMethod(targets, "List")); !rows->IsEof(); rows->MoveNext()) {
@@ -70,6 +61,25 @@ std::vector<AddressList> AddressLists(ComponentRegistry& components, const Conne
     }
     lists.push_back(std::move(list));
   }
+}
+
+}  // namespace
+
+std::vector<AddressList> AddressLists(ComponentRegistry& components, const ConnectionPtr& connection) {
+  std::vector<AddressList> lists;
+  const std::vector<CatalogTable> tables = connection->Tables();
+  const bool is_of_another = std::ranges::any_of(
+      tables, [](const CatalogTable& table) { return EqualsIgnoringCase(table.name, "kestrel_Importziele"); });
+  if (!is_of_another) {
+    for (const DefaultDestination& sample : kDefaultDestinations) {
+      lists.push_back(SampleListOf(*connection, sample));
+    }
+  }
+  // Without its components the host still shows its own lists; each page that needs one says that it is missing.
+  Trap([&] { AddTargets(components, connection, lists); },
+       [&](const RuntimeError& error) {
+         if (lists.empty() || !error.Is(ErrorNumber::kCannotCreateObject)) throw;
+       });
   if (lists.empty()) {
     throw RuntimeError(ErrorNumber::kDatabase,
                        "Die Datenbank enthält keine Importziele. 'kestrel-import target add NAME --table "
