@@ -54,6 +54,7 @@ struct WizardComforts {
   // lost on the way to step 3 or back.
   bool unlisted_kinds = false;
   // A connection that fails is told: a source's in a line of step 2, the host's in a box before step 3 and a run begin.
+  // Of a file without columns step 3 says that it is empty, where it is.
   bool failed_connections = false;
   // What a specification says of a source that cannot be read just now stays: on step 2 the name of its table, on
   // step 3 the assignments to its columns.

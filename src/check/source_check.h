@@ -8,6 +8,7 @@
 
 #include "component/session.h"
 #include "kestrel/connection.h"
+#include "kestrel/export.h"
 #include "kestrel/finding.h"
 #include "kestrel/source_end.h"
 
@@ -16,7 +17,7 @@ namespace kestrel {
 // That the file of the session, of a kind that is read without a connection, has nothing in it, or blank lines only, which is why columns and records are
 // missing; an error where it should have a header. None for other kinds of sources. A whole file is read only where
 // it is blank.
-std::optional<Finding> FindEmptyFile(const Session& session);
+KESTREL_INTERNAL std::optional<Finding> FindEmptyFile(const Session& session);
 
 // A value that cannot be read, of the source's record counted from 1.
 Finding UnreadableValue(const Session& session, const Recordset& source, std::int64_t record,

@@ -204,10 +204,12 @@ std::optional<DetectedText> DetectText(std::string_view beginning, bool is_whole
   found.qualifier = best.separators.qualifier;
   found.has_enclosed_values = best.cut.enclosed_values > 0;
   found.has_headings = HasHeadings(best.cut.rows);
+  found.is_empty = is_all && text.find_first_not_of(" \t\r\n") == std::string_view::npos;
   return found;
 }
 
 std::string DescriptionOf(const DetectedText& text) {
+  if (text.is_empty) return "eine leere Datei";
   std::string description = text.delimiter ? NameOfDelimiter(*text.delimiter) : "eine Spalte";
   if (text.has_enclosed_values) description += text.qualifier == '"' ? ", Anführungszeichen" : ", Apostrophe";
   description += text.has_headings ? ", Überschriften" : ", keine Überschriften";

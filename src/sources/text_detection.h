@@ -27,6 +27,7 @@ struct DetectedText {
   // Whether values are enclosed by it.
   bool has_enclosed_values = false;
   bool has_headings = false;
+  bool is_empty = false;  // but for blanks and line ends
 };
 
 // `beginning`: the first bytes of the file, `is_whole` all of them. Of a long one only some hundred rows are looked

@@ -11,6 +11,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "check/source_check.h"
 #include "component/import_class.h"
 #include "kestrel/import_job.h"
 #include "kestrel/wizard.h"
@@ -270,9 +271,13 @@ void frmStep3::FillImportFieldList() {
   for (const std::string& name : offered) cboImportFeld_->addItem(ToQt(name));
   if (HasUsableSourceFields(session_.SourceFieldNames)) return;
   cboImportFeld_->clear();
+  std::optional<Finding> empty_file;
+  if (wizard_.comforts().failed_connections) empty_file = FindEmptyFile(session_);
   session_.platform.ui.MessageBox(
-      "Die Feldinformation konnten nicht ermittelt werden. Möglicherweise wird diese Datenquelle nicht "
-      "unterstützt bzw. sind die Einstellungen falsch ausgewählt worden!",
+      empty_file
+          ? empty_file->Message()
+          : "Die Feldinformation konnten nicht ermittelt werden. Möglicherweise wird diese Datenquelle nicht "
+            "unterstützt bzw. sind die Einstellungen falsch ausgewählt worden!",
       "", Icon::kInformation, Buttons::kOk);
 }
 

@@ -113,7 +113,7 @@ def replace_source(session):
     with open(session.source, "w", encoding="cp1252"):
         pass
     step2.press("Weiter")
-    session.box("Die Feldinformation konnten nicht ermittelt werden.")
+    session.box(f"Die Datei ''{session.source}'' ist leer.")
     check(not session.boxes(), f"more is told: {session.boxes()}")
     check(session.assigned() == ASSIGNED, f"assigned are {session.assigned()}")
     session.step(3).press("Zurück")

@@ -81,6 +81,16 @@ TEST_F(RecognisedFiles, ADroppedFileFillsInHowItIsReadAndSaysWhatWasRecognised) 
   EXPECT_FALSE(Checked("chkZeileFeldname"));
 }
 
+TEST_F(RecognisedFiles, OfAnEmptyFileItIsSaidThatItIs) {
+  OpenStep2(Tabs());
+  Drop(Page(), folder.Write("leer.txt", ""));
+  EXPECT_EQ(Recognised(), "Erkannt: eine leere Datei");
+  Drop(Page(), folder.Write("zeilen.txt", "\xEF\xBB\xBF\r\n \r\n"));
+  EXPECT_EQ(Recognised(), "Erkannt: eine leere Datei");
+  Drop(Page(), folder.Write("wort.txt", "Name"));
+  EXPECT_EQ(Recognised(), "Erkannt: eine Spalte, Überschriften");
+}
+
 TEST_F(NotRecognisedFiles, ADroppedFileFillsInItsNameAlone) {
   OpenStep2(Tabs());
   Drop(Page(), folder.Write("k.txt", kSemicolons));

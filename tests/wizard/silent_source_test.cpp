@@ -48,6 +48,22 @@ TEST_F(SilentSource, OnYesTheAssignmentsOfTheSpecificationAreThere) {
   EXPECT_EQ(Stored("FieldAssignments", "Name"), "FIELD:NAME1");
 }
 
+TEST_F(SilentSource, OfAnEmptyFileStep3SaysThatItIsEmpty) {
+  const std::string source = folder.Write("quelle.txt", "");
+  OpenStep3(TextSpecification(source, "[FieldAssignments]\nName=FIELD:Name\n"));
+  EXPECT_EQ(PageName(), "frmStep3");
+  ASSERT_THAT(ui.boxes, SizeIs(1));
+  EXPECT_EQ(ui.boxes[0].text,
+            "Die Datei ''" + source +
+                "'' ist leer. Prüfen Sie, ob sie vollständig geschrieben und übertragen wurde.");
+}
+
+TEST_F(SilentSource, OfAFileWithOneColumnStep3DoesNotSayThatItIsEmpty) {
+  OpenStep3(TextSpecification(folder.Write("quelle.txt", "Name\r\nBeck\r\n")));
+  ASSERT_THAT(ui.boxes, SizeIs(1));
+  EXPECT_THAT(ui.boxes[0].text, HasSubstr("Die Feldinformation konnten nicht ermittelt werden."));
+}
+
 TEST_F(SilentSource, DatenquelleTestenTellsWhyAndOpensNothing) {
   OpenSilent();
   Find<QLabel>("lblStatus").clear();
