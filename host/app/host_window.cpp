@@ -92,7 +92,7 @@ void HostWindow::BuildMenu() {
   }
   guard_.On(file->addAction("Datei im&portieren..."), &QAction::triggered, &HostWindow::ImportFile);
   file->addSeparator();
-  file->addAction("&Beenden", QKeySequence("Ctrl+Q"), this, &QWidget::close);
+  guard_.On(file->addAction("&Beenden", QKeySequence("Ctrl+Q")), &QAction::triggered, [this] { close(); });
   QMenu* view = menuBar()->addMenu("&Ansicht");
   guard_.On(view->addAction("&Suchen", QKeySequence(QKeySequence::Find)), &QAction::triggered,
             &HostWindow::Search);

@@ -3,6 +3,9 @@
 //
 // So every signal that calls a window's own code is connected by On, every call from the message loop is made
 // by Later, and a window with event handlers runs QWidget::event and its event filter within Handle.
+//
+// Nor does a button or menu act behind a modal dialog. Mouse and keyboard do not get there, but a screen reader's bus
+// does, and the page that it left would go while the code that shows the dialog is still in it.
 #pragma once
 
 #include <QObject>
@@ -15,10 +18,14 @@
 #include <type_traits>
 #include <utility>
 
+#include "kestrel/export.h"
 #include "kestrel/runtime_error.h"
 #include "kestrel/user_interface.h"
 
 namespace kestrel {
+
+// Whether the sender is a button or menu action, of `window`, that a modal dialog keeps people from.
+KESTREL_INTERNAL bool IsBehindDialog(const QObject* sender, const QObject* window);
 
 class EventGuard {
  public:
@@ -55,7 +62,8 @@ class EventGuard {
   template <class Sender, class Signal, class Slot>
   void On(const Sender* sender, Signal signal, Slot slot) const {
     QObject::connect(sender, signal, window_,
-                     [guard = *this, call = AsCall(slot)](const auto&... arguments) mutable -> void {
+                     [guard = *this, sender, call = AsCall(slot)](const auto&... arguments) mutable -> void {
+                       if (IsBehindDialog(sender, guard.window_)) return;
                        guard.Run([&] { CallWithFirst(call, std::tie(arguments...)); });
                      });
   }

@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <QAction>
 #include <QCoreApplication>
+#include <QDialog>
 #include <QLineEdit>
 #include <QPushButton>
 #include <stdexcept>
@@ -48,6 +50,32 @@ TEST(EventGuardTest, ASlotTakesAsManyArgumentsAsItWants) {
   edit.setText("x");
   EXPECT_EQ(window.got, "x");
   EXPECT_EQ(calls, 1);
+}
+
+TEST(EventGuardTest, NoButtonOrActionActsBehindAModalDialog) {
+  RecordingUserInterface ui;
+  Window window(ui);
+  auto* behind = new QPushButton(&window);
+  auto* action = new QAction(&window);
+  QDialog dialog(&window);
+  auto* above = new QPushButton(&dialog);
+  QStringList acted;
+  window.guard.On(behind, &QPushButton::clicked, [&] { acted << "behind"; });
+  window.guard.On(action, &QAction::triggered, [&] { acted << "action"; });
+  window.guard.On(above, &QPushButton::clicked, [&] { acted << "above"; });
+  const auto press_all = [&] {
+    behind->click();
+    action->trigger();
+    above->click();
+  };
+  dialog.setModal(true);
+  dialog.show();
+  press_all();
+  EXPECT_EQ(acted, QStringList{"above"});
+  acted.clear();
+  dialog.hide();
+  press_all();
+  EXPECT_EQ(acted, (QStringList{"behind", "action", "above"}));
 }
 
 TEST(EventGuardTest, ASlotMayDeleteTheWindow) {

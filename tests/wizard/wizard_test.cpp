@@ -2,6 +2,8 @@
 #include "kestrel/wizard.h"
 
 #include <QListWidget>
+#include <QPointer>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QWindow>
 
@@ -210,6 +212,26 @@ TEST_F(WizardTest, GoingBackFromStep3AndForwardAgainBuildsTheListAnew) {
   Click("cmdNext");
   ASSERT_NE(session.AssignmentList, nullptr);
   EXPECT_EQ(session.AssignmentList->RecordCount(), 3);
+}
+
+TEST_F(WizardTest, WhileAPreviewIsOpenNobodyLeavesThePageBehindIt) {
+  OpenStep2(TextSpecification(WriteSource()));
+  std::vector<std::string> pages;
+  modals.Then("frmPrev", [&](QWidget& preview) {
+    const QPointer<QWidget> open(&preview);
+    // As a screen reader's bus does: forward, and back to a new step 2.
+    for (const char* button : {"cmdNext", "cmdPrev"}) {
+      FindIn<QPushButton>(Page(), button).click();
+      Spin();
+      pages.push_back(PageName());
+    }
+    ASSERT_NE(open, nullptr);
+    preview.close();
+  });
+  Click("cmdVorschau");
+  EXPECT_THAT(pages, ElementsAre("frmStep2", "frmStep2"));
+  Click("cmdNext");
+  EXPECT_EQ(PageName(), "frmStep3");
 }
 
 TEST_F(WizardTest, PagesStayAboveTheWindowOfTheHost) {
