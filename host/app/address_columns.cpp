@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "platform/base/text.h"
+#include "wizard/german_number.h"
 #include "wizard/qt_text.h"
 
 namespace kestrel::host {
@@ -58,6 +59,11 @@ AddressColumn DescribeColumn(std::string_view name) {
 
 QString ShownText(const AddressColumn& column, std::string_view text) {
   QString shown = ToQt(text);
+  if (column.kind == ColumnKind::kCount) {
+    bool is_count = false;
+    const qlonglong count = shown.toLongLong(&is_count);
+    return is_count ? GermanNumber(count) : shown;
+  }
   if (column.kind != ColumnKind::kDate && column.kind != ColumnKind::kTime) return shown;
   constexpr int kDateLength = 10;  // of "JJJJ-MM-TT"
   const QDate date = QDate::fromString(shown.left(kDateLength), Qt::ISODate);

@@ -8,7 +8,8 @@
 
 namespace kestrel::host {
 
-enum class ColumnKind { kText, kNumber, kDate, kTime };
+// A number names something, a count tells how many.
+enum class ColumnKind { kText, kNumber, kCount, kDate, kTime };
 
 struct AddressColumn {
   std::string name;  // in the database
@@ -22,7 +23,7 @@ struct AddressColumn {
 // A column that the host does not know is a text and is called by its name.
 AddressColumn DescribeColumn(std::string_view name);
 
-// The text of a column as a person reads it: dates as day.month.year, times behind their date.
+// The text of a column as a person reads it: dates as day.month.year, times behind their date, counts by thousands.
 QString ShownText(const AddressColumn& column, std::string_view text);
 
 }  // namespace kestrel::host

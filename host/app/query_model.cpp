@@ -4,6 +4,15 @@
 
 namespace kestrel::host {
 
+namespace {
+
+QVariant AlignmentOf(const AddressColumn& column) {
+  const bool is_number = column.kind == ColumnKind::kNumber || column.kind == ColumnKind::kCount;
+  return QVariant::fromValue(Qt::AlignVCenter | (is_number ? Qt::AlignRight : Qt::AlignLeft));
+}
+
+}  // namespace
+
 bool QueryModel::SetRows(Recordset& recordset, int limit) {
   std::vector<std::size_t> positions;
   for (const AddressColumn& column : columns_) positions.push_back(recordset.RequireColumn(column.name));
@@ -23,10 +32,7 @@ bool QueryModel::SetRows(Recordset& recordset, int limit) {
 
 QVariant QueryModel::data(const QModelIndex& index, int role) const {
   if (!index.isValid()) return {};
-  if (role == Qt::TextAlignmentRole) {
-    const bool number = columns_[static_cast<std::size_t>(index.column())].kind == ColumnKind::kNumber;
-    return QVariant::fromValue(Qt::AlignVCenter | (number ? Qt::AlignRight : Qt::AlignLeft));
-  }
+  if (role == Qt::TextAlignmentRole) return AlignmentOf(columns_[static_cast<std::size_t>(index.column())]);
   if (role != Qt::DisplayRole && role != Qt::ToolTipRole) return {};
   const QString& text = rows_[static_cast<std::size_t>(index.row())][index.column()];
   return role == Qt::ToolTipRole ? PlainToolTip(text) : text;
@@ -36,10 +42,7 @@ QVariant QueryModel::headerData(int section, Qt::Orientation orientation, int ro
   if (orientation != Qt::Horizontal || section < 0 || section >= columnCount()) return {};
   const AddressColumn& column = columns_[static_cast<std::size_t>(section)];
   if (role == Qt::DisplayRole) return column.heading;
-  if (role == Qt::TextAlignmentRole) {
-    const bool number = column.kind == ColumnKind::kNumber;
-    return QVariant::fromValue(Qt::AlignVCenter | (number ? Qt::AlignRight : Qt::AlignLeft));
-  }
+  if (role == Qt::TextAlignmentRole) return AlignmentOf(column);
   return {};
 }
 

@@ -34,17 +34,17 @@ const std::vector<AddressColumn>& RunColumns() {
       {"Zustand", "Zustand"},
       {"Beginn", "Beginn", ColumnKind::kTime},
       {"Tabelle", "Liste"},
-      {"Gelesen", "Gelesen", ColumnKind::kNumber},
-      {"Neu", "Neu", ColumnKind::kNumber},
-      {"Aktualisiert", "Geändert", ColumnKind::kNumber},
-      {"Zurueckgehalten", "Zurückgehalten", ColumnKind::kNumber},
-      {"Abgewiesen", "Abgewiesen", ColumnKind::kNumber},
-      {"Fehler", "Fehler", ColumnKind::kNumber},
-      {"Gekuerzt", "Gekürzt", ColumnKind::kNumber},
+      {"Gelesen", "Gelesen", ColumnKind::kCount},
+      {"Neu", "Neu", ColumnKind::kCount},
+      {"Aktualisiert", "Geändert", ColumnKind::kCount},
+      {"Zurueckgehalten", "Zurückgehalten", ColumnKind::kCount},
+      {"Abgewiesen", "Abgewiesen", ColumnKind::kCount},
+      {"Fehler", "Fehler", ColumnKind::kCount},
+      {"Gekuerzt", "Gekürzt", ColumnKind::kCount},
       {"Benutzer", "Benutzer"},
       {"Ende", "Ende", ColumnKind::kTime},
       {"Quelle", "Quelle"},
-      {"Quellgroesse", "Größe", ColumnKind::kNumber},
+      {"Quellgroesse", "Größe", ColumnKind::kCount},
       {"Quellzeit", "Stand der Quelle", ColumnKind::kTime},
       {"Spezifikation", "Spezifikation"},
       {"Pruefsumme", "Prüfsumme"},
@@ -234,7 +234,7 @@ QString RunsPage::Question() const {
          QString(
              " Seine neuen Adressen (%1) werden gelöscht, die geänderten (%2) erhalten ihre alten Werte. Was "
              "seit dem Import geändert wurde, bleibt stehen.")
-             .arg(count("Neu"), count("Aktualisiert"));
+             .arg(Chosen("Neu"), Chosen("Aktualisiert"));
 }
 
 std::vector<SpecificationRun> RunsPage::LastRuns() const {

@@ -12,6 +12,7 @@
 #include "mapping/values_apart.h"
 #include "sources/source_kind.h"
 #include "wizard/button_row.h"
+#include "wizard/german_number.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
 #include "wizard/reading_dialog.h"
@@ -135,7 +136,7 @@ void frmTransTbl::FillTranslations() {
              ? QString("Die Werte wurden nicht gelesen. Sie können in der letzten Zeile eingetragen werden.")
              : QString("Angezeigt werden die ersten %1 Werte. Weitere können in der letzten Zeile eingetragen "
                        "werden.")
-                   .arg(distinct.values.size()));
+                   .arg(GermanNumber(static_cast<std::int64_t>(distinct.values.size()))));
   }
   std::vector<PermittedValue> permitted;
   // The table can be edited as text where the host does not answer.

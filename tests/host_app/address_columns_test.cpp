@@ -27,5 +27,13 @@ TEST(AddressColumns, DatesAreShownTheGermanWay) {
   EXPECT_EQ(ShownText(DescribeColumn("Bemerkung"), "2024-02-29"), "2024-02-29");
 }
 
+TEST(AddressColumns, CountsAreGroupedAndNumbersThatNameSomethingAreNot) {
+  const AddressColumn count{.name = "Gelesen", .heading = "Gelesen", .kind = ColumnKind::kCount};
+  EXPECT_EQ(ShownText(count, "1234567"), "1.234.567");
+  EXPECT_EQ(ShownText(count, "999"), "999");
+  EXPECT_EQ(ShownText(count, ""), "");
+  EXPECT_EQ(ShownText(DescribeColumn("KundenNummer"), "10000"), "10000");
+}
+
 }  // namespace
 }  // namespace kestrel::host

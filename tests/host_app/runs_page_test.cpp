@@ -60,8 +60,19 @@ TEST_F(RunsPageTest, ShowsTheNumbersOfALaterRunInFull) {
   window->findChild<host::RunsPage*>()->Refresh();
   auto& table = Find<QTableView>(kPage, "table");
   const int column = 5;
-  ASSERT_EQ(table.model()->index(0, column).data().toString().toStdString(), "987654321");
+  ASSERT_EQ(table.model()->index(0, column).data().toString().toStdString(), "987.654.321");
   EXPECT_GE(table.columnWidth(column), static_cast<QAbstractItemView&>(table).sizeHintForColumn(column));
+}
+
+TEST_F(RunsPageTest, GroupsTheSizeOfTheSourceAndTheCountsOfTheQuestion) {
+  ImportTwice();
+  connection->Execute("UPDATE Importlauf SET Quellgroesse = 35019, Neu = 1234 WHERE LaufNr = 2");
+  Open();
+  Choose(0);
+  EXPECT_THAT(Text("origin"), HasSubstr("(35.019 Bytes, "));
+  UndoButton().click();
+  ASSERT_EQ(ui.boxes.size(), 1u);
+  EXPECT_THAT(ui.boxes[0].text, HasSubstr("Seine neuen Adressen (1.234)"));
 }
 
 TEST_F(RunsPageTest, ShowsBelowTheListWhatBecameOfTheRecordsOfTheChosenOne) {

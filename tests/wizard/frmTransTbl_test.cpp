@@ -274,8 +274,9 @@ TEST_F(ValueEditorTest, OfMoreThan10000ValuesTheRestIsToldAndMoreCanBeTyped) {
   });
   EXPECT_EQ(rows, 10001);
   EXPECT_EQ(rows_after, 10002);
-  EXPECT_EQ(status,
-            "Angezeigt werden die ersten 10000 Werte. Weitere können in der letzten Zeile eingetragen werden.");
+  EXPECT_EQ(
+      status,
+      "Angezeigt werden die ersten 10.000 Werte. Weitere können in der letzten Zeile eingetragen werden.");
   EXPECT_EQ(Stored("Translation_Art", "von Hand"), "H");
   EXPECT_EQ(Stored("Translation_Art", "noch einer"), "N");
   EXPECT_EQ(Stored("Translation_Art", "<Empty>"), "(fehlt)");
