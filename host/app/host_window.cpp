@@ -29,7 +29,7 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
                .undo =
                    [this](const std::string& run, QWidget* window) {
                      runs_->Refresh();
-                     return FromQt(runs_->Undo(ToQt(run).toLongLong(), *window));
+                     return runs_->Undo(ToQt(run).toLongLong(), *window);
                    },
                .last_runs = [this] { return runs_->LastRuns(); }}),
       import_man_(Platform{ui_, components, clock_}, &wizard_),

@@ -229,7 +229,6 @@ QString RunsPage::Question() const {
   }
   const QString what = state == kUndoing ? "Soll die Rücknahme des Importlaufs %1 vom %2 fortgesetzt werden?"
                                          : "Soll der Importlauf %1 vom %2 zurückgenommen werden?";
-  const auto count = [this](const char* column) { return GermanNumber(Chosen(column).toLongLong()); };
   return what.arg(run, Chosen("Beginn")) +
          QString(
              " Seine neuen Adressen (%1) werden gelöscht, die geänderten (%2) erhalten ihre alten Werte. Was "
@@ -260,9 +259,11 @@ void RunsPage::UndoChosen() {
   if (const std::optional<std::int64_t> run = ChosenRun()) Undo(*run, *window());
 }
 
-QString RunsPage::Undo(std::int64_t run, QWidget& window) {
+UndoneRun RunsPage::Undo(std::int64_t run, QWidget& window) {
   Choose(run);
-  if (ChosenRun() != run) return QString("Der Importlauf %1 steht nicht in der Liste der Läufe.").arg(run);
+  if (ChosenRun() != run) {
+    return {.told = "Der Importlauf " + std::to_string(run) + " steht nicht in der Liste der Läufe."};
+  }
   constexpr const char* kTitle = "Rückgängig machen";
   if (AskBeforeLoss(ui_, FromQt(Question()), kTitle) != Answer::kYes) return {};
   std::optional<UndoOutcome> outcome;
@@ -271,7 +272,12 @@ QString RunsPage::Undo(std::int64_t run, QWidget& window) {
          ui_.MessageBox("Fehler: " + error.Description(), kTitle, Icon::kStop, Buttons::kOk);
        });
   emit Undone();
-  return outcome ? TellOutcome(*outcome) : QString();
+  using State = UndoneRun::State;
+  // What had been taken back before it failed stays so.
+  if (!outcome)
+    return {.told = {}, .state = Chosen("Zustand") == kUndoing ? State::kPartly : State::kUnchanged};
+  const bool is_whole = outcome->is_complete && outcome->left_alone->RecordCount() == 0;
+  return {.told = FromQt(TellOutcome(*outcome)), .state = is_whole ? State::kWholly : State::kPartly};
 }
 
 QString RunsPage::TellOutcome(const UndoOutcome& outcome) {

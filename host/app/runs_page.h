@@ -32,9 +32,9 @@ class RunsPage final : public QWidget {
   void UndoChosen();
   // What the ledger knows of the last runs, for the wizard. Raises what the component raises.
   std::vector<SpecificationRun> LastRuns() const;
-  // The same for the run with this number, with the progress shown above `window`. Returns what was done; empty where
-  // nothing was, as the person said no or what failed was shown.
-  QString Undo(std::int64_t run, QWidget& window);
+  // The same for the run with this number, with the progress shown above `window`. Nothing is told where the
+  // person said no, or what failed was shown.
+  UndoneRun Undo(std::int64_t run, QWidget& window);
 
  signals:
   void UndoAsked();

@@ -24,13 +24,24 @@ struct SpecificationRun {
   std::int64_t not_stored = 0;     // held back or rejected
 };
 
+// What taking an import back has come to.
+struct UndoneRun {
+  enum class State {
+    kUnchanged,  // nothing was done
+    kPartly,     // stopped, or something was left alone; another undo goes on with it
+    kWholly,     // nothing is left to take back
+  };
+  std::string told = {};  // what was done, for a person
+  State state = State::kUnchanged;
+};
+
 // What is offered; a null function is not.
 struct WizardHost {
   // Shows what the run has left in the host's logs.
   std::function<void(const RunResult& run)> show_log = nullptr;
   // Takes an import back: the run that the host's ledger knows by this number (RunResult::run_number). Asks before,
-  // above `window`. Returns what was done, for a person; empty where nothing was.
-  std::function<std::string(const std::string& run_number, QWidget* window)> undo = nullptr;
+  // above `window`.
+  std::function<UndoneRun(const std::string& run_number, QWidget* window)> undo = nullptr;
   // The last imports, the latest first; asked when step 1 fills its list, so it is to take no time worth telling.
   std::function<std::vector<SpecificationRun>()> last_runs = nullptr;
 };

@@ -162,6 +162,19 @@ void frmResult::ShowFigures(const RunResult& run) {
   figures_->addRow("gekürzt in", new QLabel(ToQt(CutFieldsText(figures, Grouping::kThousands))));
 }
 
+void frmResult::ShowUndone(UndoneRun::State state) {
+  if (state == UndoneRun::State::kUnchanged) return;
+  const bool is_whole = state == UndoneRun::State::kWholly;
+  header_->lblStepInfo->setText(is_whole ? "Import zurückgenommen" : "Import teilweise zurückgenommen");
+  // Instead of what the run said, also of the record to go on with: those before it are not stored any more.
+  lblMessage_->setText(
+      QString("Was dieser Import gespeichert hat, ist %1zurückgenommen. Die Zahlen zeigen, was er getan hatte.")
+          .arg(is_whole ? "" : "zum Teil "));
+  // Before the button that has the keyboard loses it to any other.
+  if (is_whole) cmdClose_->setFocus();
+  cmdUndo_->setEnabled(!is_whole);
+}
+
 void frmResult::Tell(std::string_view text) {
   txtRemarks_->appendPlainText(ToQt(text));
   txtRemarks_->show();
@@ -179,7 +192,9 @@ void frmResult::cmdSaveRejects_Click() {
 }
 
 void frmResult::cmdUndo_Click() {
-  const QString told = ToQt(wizard_.host().undo(job_.result().run_number, this));
+  const UndoneRun undone = wizard_.host().undo(job_.result().run_number, this);
+  ShowUndone(undone.state);
+  const QString told = ToQt(undone.told);
   if (told.isEmpty()) return;
   // What the one before has left is no longer true.
   QString remarks = txtRemarks_->toPlainText();

@@ -11,6 +11,7 @@
 #include <QWidget>
 #include <string_view>
 
+#include "kestrel/wizard_host.h"
 #include "wizard/event_guard.h"
 #include "wizard/page_parts.h"
 
@@ -37,6 +38,7 @@ class frmResult final : public QWidget {
  private:
   QWidget* BuildActions();
   void ShowFigures(const RunResult& run);
+  void ShowUndone(UndoneRun::State state);
   void Tell(std::string_view text);
   void cmdLog_Click();
   void cmdSaveRejects_Click();

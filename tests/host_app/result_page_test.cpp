@@ -66,6 +66,29 @@ TEST_F(HostResultPage, AnImportBehindATestIsTakenBackFromIt) {
   EXPECT_THAT(FindIn<QPlainTextEdit>(Page(), "txtRemarks").toPlainText().toStdString(),
               HasSubstr("2 Adressen gelöscht, 0 Adressen wiederhergestellt."));
   EXPECT_TRUE(HasCustomers({}));
+  EXPECT_EQ(FindIn<QLabel>(Page(), "lblStepInfo").text(), "Import zurückgenommen");
+  EXPECT_FALSE(FindIn<QPushButton>(Page(), "cmdUndo").isEnabled());
+}
+
+TEST_F(HostResultPage, WhatWasChangedSinceIsTakenBackFromItOnASecondWish) {
+  Run(false);
+  connection->Execute("UPDATE Kunden SET Bez1 = 'von Hand' WHERE KundenNummer = 2");
+  ui.answers = {Answer::kYes, Answer::kYes};
+  Press("cmdUndo");
+  EXPECT_EQ(FindIn<QLabel>(Page(), "lblStepInfo").text(), "Import teilweise zurückgenommen");
+  Press("cmdUndo");
+  EXPECT_EQ(FindIn<QLabel>(Page(), "lblStepInfo").text(), "Import zurückgenommen");
+  EXPECT_FALSE(FindIn<QPushButton>(Page(), "cmdUndo").isEnabled());
+  EXPECT_TRUE(HasCustomers({}));
+}
+
+TEST_F(HostResultPage, AnUndoThatFailsBeforeAnythingWasTakenBackLeavesThePage) {
+  Run(false);
+  connection->Execute("DELETE FROM Importfelder WHERE FieldName = 'Bemerkung'");
+  ui.answers = {Answer::kYes};
+  Press("cmdUndo");
+  EXPECT_EQ(FindIn<QLabel>(Page(), "lblStepInfo").text(), "Import abgeschlossen");
+  EXPECT_TRUE(FindIn<QPushButton>(Page(), "cmdUndo").isEnabled());
 }
 
 TEST_F(HostResultPage, ANoTakesNothingBack) {

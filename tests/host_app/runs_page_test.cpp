@@ -136,8 +136,9 @@ TEST_F(RunsPageTest, TellsTheWizardsResultPageWhereTheListIs) {
   Open();
   ui.answers = {Answer::kYes};
   auto& page = *window->findChild<host::RunsPage*>();
-  EXPECT_THAT(page.Undo(2, *window).toStdString(),
-              HasSubstr("stehen gelassen; die Seite \"Importläufe\" zeigt sie."));
+  const UndoneRun undone = page.Undo(2, *window);
+  EXPECT_EQ(undone.state, UndoneRun::State::kPartly);
+  EXPECT_THAT(undone.told, HasSubstr("stehen gelassen; die Seite \"Importläufe\" zeigt sie."));
   EXPECT_THAT(Text("status"), HasSubstr("stehen gelassen; die Liste zeigt sie."));
 }
 

@@ -303,7 +303,7 @@ class HostWithLedger : public ResultPageTest {
                        [this](const std::string& run, QWidget* window) {
                          EXPECT_EQ(window, with_host->CurrentPage());
                          undone = run;
-                         return told_of_undo;
+                         return UndoneRun{.told = told_of_undo, .state = undo_ends};
                        },
                    .last_runs = nullptr});
   }
@@ -316,6 +316,7 @@ class HostWithLedger : public ResultPageTest {
   std::unique_ptr<Wizard> with_host;
   std::string undone;
   std::string told_of_undo = "3 Adressen gelöscht.";
+  UndoneRun::State undo_ends = UndoneRun::State::kWholly;
   int shown_errors = -1;
 };
 
@@ -327,8 +328,47 @@ TEST_F(HostWithLedger, TakesAnImportBackByItsNumberAndThePageSaysWhatWasDone) {
   EXPECT_EQ(On<QPlainTextEdit>("txtRemarks").toPlainText().toStdString(), "3 Adressen gelöscht.");
 }
 
+TEST_F(HostWithLedger, TheHeadlineOfAnImportThatWasTakenBackSaysSoAndNoUndoIsOffered) {
+  int calls = 0;
+  import_class->Method("ImportRecord", [&calls](std::span<Argument>) {
+    if (++calls == 2) throw RuntimeError(3000, "weg");
+    return Value();
+  });
+  RunThere(false);
+  ASSERT_EQ(On<QLabel>("lblStepInfo").text().toStdString(), "Import mit Fehlern beendet");
+  ClickOn(On<QWidget>("cmdUndo"));
+  EXPECT_EQ(On<QLabel>("lblStepInfo").text().toStdString(), "Import zurückgenommen");
+  EXPECT_EQ(On<QLabel>("lblMessage").text().toStdString(),
+            "Was dieser Import gespeichert hat, ist zurückgenommen. Die Zahlen zeigen, was er getan hatte.");
+  EXPECT_FALSE(On<QPushButton>("cmdUndo").isEnabled());
+  EXPECT_TRUE(On<QPushButton>("cmdClose").hasFocus());
+}
+
+TEST_F(HostWithLedger, WhatWasTakenBackInPartCanBeTakenBackFurther) {
+  RunThere(false);
+  undo_ends = UndoneRun::State::kPartly;
+  ClickOn(On<QWidget>("cmdUndo"));
+  EXPECT_EQ(On<QLabel>("lblStepInfo").text().toStdString(), "Import teilweise zurückgenommen");
+  EXPECT_THAT(On<QLabel>("lblMessage").text().toStdString(), HasSubstr("zum Teil zurückgenommen"));
+  EXPECT_TRUE(On<QPushButton>("cmdUndo").isEnabled());
+  undo_ends = UndoneRun::State::kWholly;
+  ClickOn(On<QWidget>("cmdUndo"));
+  EXPECT_EQ(On<QLabel>("lblStepInfo").text().toStdString(), "Import zurückgenommen");
+  EXPECT_FALSE(On<QPushButton>("cmdUndo").isEnabled());
+}
+
+TEST_F(HostWithLedger, AnUndoThatIsNotWantedAfterAllLeavesThePageAsItIs) {
+  RunThere(false);
+  told_of_undo = "";
+  undo_ends = UndoneRun::State::kUnchanged;
+  ClickOn(On<QWidget>("cmdUndo"));
+  EXPECT_EQ(On<QLabel>("lblStepInfo").text().toStdString(), "Import abgeschlossen");
+  EXPECT_TRUE(On<QPushButton>("cmdUndo").isEnabled());
+}
+
 TEST_F(HostWithLedger, WhatAnUndoHasLeftIsNotToldAnyMoreBehindTheNextOne) {
   RunThere(false);
+  undo_ends = UndoneRun::State::kPartly;
   ClickOn(On<QWidget>("cmdUndo"));
   told_of_undo = "Nichts mehr da.";
   ClickOn(On<QWidget>("cmdUndo"));
