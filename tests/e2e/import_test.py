@@ -152,7 +152,7 @@ class Story:
         check(editor.lines("Übersetzungen") == [["Laufkunde", ""], ["Privat", ""]], "other values")
         editor.focus("table", "Übersetzungen")
         # The first letters of "Laufkundschaft" and "Privatkunden" choose them; Down opens the next line's list.
-        for value, keys in (("C", ("l", "Return")), ("P", ("Down", "p", "Return"))):
+        for value, keys in (("Laufkundschaft", ("l", "Return")), ("Privatkunden", ("Down", "p", "Return"))):
             self.reader.key(*keys)
             self.reader.eventually(lambda code=value: code in [line[1] for line in editor.lines("Übersetzungen")],
                                    f"the translation {value}")
@@ -219,7 +219,7 @@ class Story:
     def undo(self):
         self.result("Import mit Fehlern beendet").press("Rückgängig machen...")
         self.answer("Soll der Importlauf", "Ja")
-        page = self.result("Import mit Fehlern beendet")
+        page = self.result("Import zurückgenommen")
         self.reader.eventually(lambda: "2 Adressen gelöscht, 0 Adressen wiederhergestellt." in self.remarks(page),
                                "the remark about the undo")
 

@@ -119,7 +119,7 @@ class OwnTables(Story):
     def take_back(self):
         self.result("Import abgeschlossen").press("Rückgängig machen...")
         self.answer("Soll der Importlauf", "Ja")
-        page = self.result("Import abgeschlossen")
+        page = self.result("Import zurückgenommen")
         self.reader.eventually(lambda: "2 Adressen gelöscht, 0 Adressen wiederhergestellt." in self.remarks(page),
                                "the remark about the undo")
         self.expect_listed(["7"])
