@@ -167,7 +167,8 @@ class RunSteps {
   std::string host_failure_;
   ProgressText progress_text_;
   bool had_specification_ = false;
-  bool stands_on_last_ = false;  // the source does, though that one was worked through
+  bool has_first_record_ = true;  // the one that the settings begin with
+  bool stands_on_last_ = false;   // the source does, though that one was worked through
 
   // Members called for every record.
   BoundMember get_new_record_;
@@ -243,6 +244,7 @@ void RunSteps::PassOver() {
   outcomes_.Skip(result_.skipped);
   if (result_.skipped > 0) Trap([&] { notes_.PassOver(result_.skipped); }, [](const RuntimeError&) {});
   if (HasRecord() || abort_requested_ || reader_.end().error) return;
+  has_first_record_ = false;
   result_.stop_reason = "Die Quelle hat nur " + Counted(result_.skipped, "Datensatz", "Datensätze") +
                         "; Datensatz " + std::to_string(settings_.from) + " gibt es nicht.";
 }
@@ -516,7 +518,7 @@ void RunSteps::CountRecord() {
   ++result_.records;
   errors_.Try([&] {
     if (result_.total == 0) throw RuntimeError(ErrorNumber::kDivisionByZero);
-    view_.SetProgress(100.0 / result_.total * (RecordNumber() - 1));
+    if (result_.total > 0) view_.SetProgress(100.0 / result_.total * (RecordNumber() - 1));
   });
 }
 
@@ -555,7 +557,7 @@ void RunSteps::TellStop() {
 
 void RunSteps::Report() {
   TakeFigures();
-  result_.next_record = NextRecord(result_, settings_.from, !host_failure_.empty());
+  if (has_first_record_) result_.next_record = NextRecord(result_, settings_.from, !host_failure_.empty());
   const bool shows_boxes = !view_.ShowsResult();
   TellStop();
   result_.errors = result_.cancelled ? -1 : errors_.count();

@@ -20,7 +20,6 @@ std::int32_t NextRecord(const RunResult& result, std::int32_t from, bool host_fa
     const bool broken_off = result.source_end.error && result.records > 0;
     return result.aborted || broken_off ? behind : 0;
   }
-  if (result.skipped + 1 < from) return 0;  // there is no such record
   const std::int32_t last = result.figures.LastStoredRecord();
   if (result.checked > 0) return behind;
   return result.stored == 0 || last == 0 ? from : last + 1;
@@ -85,6 +84,15 @@ std::string FiguresText(const RunFigures& figures, Grouping grouping) {
          CutFieldsText(figures, grouping) + ")";
 }
 
+namespace {
+
+// Of a source that could not tell how many records it has.
+bool IsWhole(const RunResult& result) {
+  return result.source_end.state == SourceState::kAtEnd && !result.aborted && result.stop_reason.empty();
+}
+
+}  // namespace
+
 ClosingTexts TextsAtEnd(const RunResult& result) {
   if (result.cancelled) {
     const char* const text = "Der Vorgang wurde vom Benutzer abgebrochen!";
@@ -95,7 +103,17 @@ ClosingTexts TextsAtEnd(const RunResult& result) {
     duplicates = "\r\nEs wurden " + std::to_string(result.duplicates) +
                  " Adressen wegen Dublettenverdacht nicht importiert. Bitte prüfen Sie das Dublettenprotokoll!";
   }
-  if (result.errors == 0 && result.skipped + result.records != result.total) {
+  if (result.errors == 0 && result.records == 0 && !result.stop_reason.empty()) {
+    const std::string text = "Es wurde kein Datensatz verarbeitet. " + result.stop_reason;
+    return {text, text};
+  }
+  const bool has_total = result.total >= 0;
+  if (result.errors == 0 && !has_total && !IsWhole(result)) {
+    const std::string text =
+        "Der Import hat " + Counted(result.records, "Datensatz", "Datensätze") + " erfolgreich importiert.";
+    return {text, text + duplicates};
+  }
+  if (result.errors == 0 && has_total && result.skipped + result.records != result.total) {
     const std::string front =
         "Der Import hat " + std::to_string(result.records) + " von " + std::to_string(result.total);
     const char* const behind = "Datensätzen erfolgreich importiert.";

@@ -14,7 +14,8 @@ namespace kestrel {
 // "Importiere Datensatz 4 von 12", written into one buffer for all records.
 class ProgressText {
  public:
-  void SetTotal(std::int32_t total) { behind_ = " von " + std::to_string(total); }
+  // Negative: not known, and left out.
+  void SetTotal(std::int32_t total) { behind_ = total < 0 ? "" : " von " + std::to_string(total); }
   // Lives until the next call.
   std::string_view For(std::int32_t record);
 
@@ -25,7 +26,8 @@ class ProgressText {
 };
 
 // With which record an import that did not reach its source's end goes on; 0 where it did, or where none can.
-// `host_failed`: the database lost records at its end, also where the user stopped it.
+// `host_failed`: the database lost records at its end, also where the user stopped it. Not of a run whose first record
+// the source does not have.
 std::int32_t NextRecord(const RunResult& result, std::int32_t from, bool host_failed);
 // Whether all records up to the last stored one stand that were not refused by themselves.
 bool IsToldByLastRecord(const RunResult& result);

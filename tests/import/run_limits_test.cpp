@@ -88,6 +88,16 @@ TEST_F(RunLimitsTest, ARecordThatTheSourceDoesNotHaveStopsTheRun) {
   EXPECT_EQ(result.next_record, 0);
   EXPECT_EQ(ui.boxes.front().text,
             "Der Import wurde angehalten. Die Quelle hat nur 3 Datensätze; Datensatz 5 gibt es nicht.");
+  EXPECT_EQ(result.message,
+            "Es wurde kein Datensatz verarbeitet. Die Quelle hat nur 3 Datensätze; Datensatz 5 gibt es nicht.");
+}
+
+TEST_F(RunLimitsTest, TheRecordBehindTheLastCannotBeGoneOnWith) {
+  UseRecords(3);
+  const RunResult& result = Run({.from = 4});
+  EXPECT_EQ(result.stop_reason, "Die Quelle hat nur 3 Datensätze; Datensatz 4 gibt es nicht.");
+  EXPECT_EQ(result.next_record, 0);
+  EXPECT_EQ(ui.boxes.front().text, "Der Import wurde angehalten. " + result.stop_reason);
 }
 
 // --- At most so many errors ---

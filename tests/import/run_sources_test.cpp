@@ -116,9 +116,24 @@ TEST_F(RunSourcesTest, MoreRecordsThanCountedEndTheRoundsOneBehindTheCount) {
 
 TEST_F(RunSourcesTest, ASourceThatCannotCountIsReadToItsEnd) {
   UseMiscounted({"A", "B", "C"}, -1);
-  EXPECT_EQ(Run().records, 3);
+  const RunResult& result = Run();
+  EXPECT_EQ(result.records, 3);
   EXPECT_EQ(stored.size(), 3u);
   EXPECT_EQ(import_class->CountOf("AfterImport"), 1u);
+  EXPECT_EQ(view.infos.front(), "Importiere Datensatz 0");
+  EXPECT_THAT(view.progress, IsEmpty()) << "nobody knows how far it is";
+  EXPECT_EQ(result.message, "Der Import wurde erfolgreich fertig gestellt.");
+}
+
+TEST_F(RunSourcesTest, AStoppedRunLeavesOutATotalThatNobodyKnows) {
+  UseMiscounted({"A", "B", "C"}, -1);
+  view.on_yield = [this] {
+    if (stored.size() == 1) run.RequestAbort();  // the record under way is finished
+  };
+  const RunResult& result = Run();
+  EXPECT_TRUE(result.aborted);
+  EXPECT_EQ(view.infos.back(), "Der Import hat 2 Datensätze erfolgreich importiert.");
+  EXPECT_EQ(result.message, "Der Import hat 2 Datensätze erfolgreich importiert.");
 }
 
 TEST_F(RunSourcesTest, FewerRecordsThanCountedEndTheRoundsAtTheLast) {
