@@ -12,14 +12,17 @@ namespace kestrel {
 
 namespace {
 
+constexpr const char* kFamilyNames = "NAME NACHNAME FAMILIENNAME ZUNAME LASTNAME SURNAME FAMILYNAME";
+constexpr const char* kFirstNames = "VORNAME RUFNAME FIRSTNAME GIVENNAME FORENAME";
+
 // Usual names of the same thing in German and English, folded and without the number at their end. A name may stand in
 // several lines. "Title" is left out: it is a form of address, a degree or a job.
 constexpr const char* kSynonyms[] = {
     "BEZ BEZEICHNUNG NAME FIRMA FIRMENNAME COMPANY COMPANYNAME",
     "NAME FULLNAME REALNAME DISPLAYNAME KUNDENNAME CUSTOMERNAME",
-    "NAME NACHNAME FAMILIENNAME ZUNAME LASTNAME SURNAME FAMILYNAME",
+    kFamilyNames,
     "FIRMA FIRMENNAME UNTERNEHMEN FIRMENBEZEICHNUNG COMPANY COMPANYNAME ORGANISATION ORGANIZATION",
-    "VORNAME RUFNAME FIRSTNAME GIVENNAME FORENAME",
+    kFirstNames,
     "ANREDE GESCHLECHTSANREDE SALUTATION",
     "TITEL AKADEMISCHERTITEL AKADTITEL",
     "ZUSATZ NAMENSZUSATZ NAMEZUSATZ",
@@ -84,6 +87,46 @@ Meaning MeaningOf(std::string_view folded) {
 
 bool AreSame(const Meaning& a, const Meaning& b) { return (a.things & b.things) != 0 && a.number == b.number; }
 
+bool IsOneOf(const char* names, std::string_view folded) {
+  const std::vector<std::string_view> known = Split(names, ' ');
+  return std::find(known.begin(), known.end(), folded) != known.end();
+}
+
+using ColumnsOfFields = std::vector<std::optional<std::size_t>>;
+
+// The only column without a field that has one of the names; none where there are several.
+std::optional<std::size_t> OnlyColumn(const char* names, const std::vector<std::string>& folded_columns,
+                                      const std::vector<bool>& used) {
+  std::optional<std::size_t> only;
+  for (std::size_t column = 0; column < folded_columns.size(); ++column) {
+    if (used[column] || !IsOneOf(names, folded_columns[column])) continue;
+    if (only) return std::nullopt;
+    only = column;
+  }
+  return only;
+}
+
+// "Bez1" and "Bez2" of a destination that has no fields of their own for what a person is called. All names are folded.
+void PairPersons(const std::vector<std::string>& fields, const std::vector<std::string>& columns,
+                 const std::vector<bool>& used, ColumnsOfFields& column_of) {
+  const auto first = std::find(fields.begin(), fields.end(), "BEZ1");
+  if (first == fields.end()) return;
+  auto& first_column = column_of[static_cast<std::size_t>(first - fields.begin())];
+  if (!first_column) {
+    // One of several that may be meant, as a company's name: which, only a person knows.
+    const Meaning meaning = MeaningOf(*first);
+    for (std::size_t column = 0; column < columns.size(); ++column) {
+      if (!used[column] && AreSame(meaning, MeaningOf(columns[column]))) return;
+    }
+    first_column = OnlyColumn(kFamilyNames, columns, used);
+  }
+  if (!first_column || !IsOneOf(kFamilyNames, columns[*first_column])) return;
+  const auto second = std::find(fields.begin(), fields.end(), "BEZ2");
+  if (second == fields.end()) return;
+  auto& second_column = column_of[static_cast<std::size_t>(second - fields.begin())];
+  if (!second_column) second_column = OnlyColumn(kFirstNames, columns, used);
+}
+
 }  // namespace
 
 std::string FoldName(std::string_view name) {
@@ -114,11 +157,11 @@ bool AreSynonyms(std::string_view a, std::string_view b) {
 }
 
 std::vector<NamePair> PairByName(std::span<const std::string> fields, std::span<const std::string> columns,
-                                 std::vector<bool> used) {
+                                 std::vector<bool> used, std::span<const std::string> assigned) {
   std::vector<std::string> folded_fields, folded_columns;
   for (const std::string& field : fields) folded_fields.push_back(FoldName(field));
   for (const std::string& column : columns) folded_columns.push_back(FoldName(column));
-  std::vector<std::optional<std::size_t>> column_of(fields.size());
+  ColumnsOfFields column_of(fields.size());
   const auto take_same = [&](const auto& field_names, const auto& column_names) {
     for (std::size_t field = 0; field < fields.size(); ++field) {
       if (column_of[field] || field_names[field].empty()) continue;
@@ -151,7 +194,17 @@ std::vector<NamePair> PairByName(std::span<const std::string> fields, std::span<
     const auto rivals = std::count_if(synonyms.begin(), synonyms.end(), [&](const NamePair& other) {
       return other.field == pair.field || other.column == pair.column;
     });
-    if (rivals == 1) column_of[pair.field] = pair.column;
+    if (rivals != 1) continue;
+    column_of[pair.field] = pair.column;
+    used[pair.column] = true;
+  }
+  const auto is_of_a_person = [](const std::string& field) {
+    const std::string folded = FoldName(field);
+    return IsOneOf(kFamilyNames, folded) || IsOneOf(kFirstNames, folded);
+  };
+  if (std::none_of(fields.begin(), fields.end(), is_of_a_person) &&
+      std::none_of(assigned.begin(), assigned.end(), is_of_a_person)) {
+    PairPersons(folded_fields, folded_columns, used, column_of);
   }
 
   std::vector<NamePair> pairs;

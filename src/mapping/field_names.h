@@ -28,8 +28,10 @@ struct NamePair {
 // The columns whose names say that they hold what the fields do: by the same name, then by one that folds to the same,
 // then by a synonym. `used` tells by position which columns have a field already: they, and one column for two fields,
 // only come where the names themselves are the same. Where more than one synonym is to be had, none is taken, as
-// nothing tells which one is meant. In the order of the fields.
+// nothing tells which one is meant. Last, a destination without fields for a person's names ("Bez1", "Bez2") takes the
+// family name into the first and the first name into the second, where no other column is meant for them. `assigned`: the
+// destination's other fields, which have something. In the order of the fields.
 std::vector<NamePair> PairByName(std::span<const std::string> fields, std::span<const std::string> columns,
-                                 std::vector<bool> used);
+                                 std::vector<bool> used, std::span<const std::string> assigned = {});
 
 }  // namespace kestrel

@@ -31,19 +31,23 @@ NameAssignment AssignByName(MemoryRecordset& list, const std::vector<std::string
   const RowKeeper keeper(list);
   std::vector<std::int64_t> open_rows;
   std::vector<std::string> open_fields;
+  std::vector<std::string> assigned_fields;
   std::vector<bool> used(columns.size());
   for (list.MoveFirst(); !list.IsEof(); list.MoveNext()) {
     const AssignmentOption option = OptionOf(list);
     if (option == kNotAssigned) {
       open_rows.push_back(list.Bookmark());
       open_fields.emplace_back(list.TextAt(kSourceName));
-    } else if (option == kImportField) {
+      continue;
+    }
+    assigned_fields.emplace_back(list.TextAt(kSourceName));
+    if (option == kImportField) {
       const auto column = std::find(columns.begin(), columns.end(), list.TextAt(kDestinationName));
       if (column != columns.end()) used[static_cast<std::size_t>(column - columns.begin())] = true;
     }
   }
   NameAssignment step;
-  for (const NamePair& pair : PairByName(open_fields, columns, used)) {
+  for (const NamePair& pair : PairByName(open_fields, columns, used, assigned_fields)) {
     list.GoTo(open_rows[pair.field]);
     NameAssignment::Row row{open_rows[pair.field], PanelFor(list, columns[pair.column]), {}};
     for (std::size_t i = 0; i < kAssignedColumns.size(); ++i) row.before[i] = list.ValueAt(kAssignedColumns[i]);

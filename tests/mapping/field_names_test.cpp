@@ -146,6 +146,33 @@ TEST(PairByNameTest, WhereSeveralSynonymsAreToBeHadNoneIsTaken) {
   EXPECT_THAT(Pairs({"Bez1", "Nachname"}, {"Name"}), IsEmpty());
 }
 
+TEST(PairByNameTest, APersonsNamesGoIntoTheDesignationsOfADestinationWithoutFieldsForThem) {
+  const Names bez = {"Bez1", "Bez2", "Bez3"};
+  EXPECT_THAT(Pairs(bez, {"Vorname", "Nachname"}), ElementsAre(NamePair{0, 1}, NamePair{1, 0}));
+  EXPECT_THAT(Pairs(bez, {"Name", "Vorname"}), ElementsAre(NamePair{0, 0}, NamePair{1, 1}));
+  EXPECT_THAT(Pairs(bez, {"first name", "Last_Name"}), ElementsAre(NamePair{0, 1}, NamePair{1, 0}));
+  EXPECT_THAT(Pairs(bez, {"Familienname"}), ElementsAre(NamePair{0, 0}));
+}
+
+TEST(PairByNameTest, ACompanyGoesBeforeAPersonsNames) {
+  EXPECT_THAT(Pairs({"Bez1", "Bez2"}, {"Vorname", "Nachname", "Firma"}), ElementsAre(NamePair{0, 2}));
+  EXPECT_THAT(Pairs({"Bez1", "Bez2"}, {"Vorname", "Name", "Firma"}), IsEmpty()) << "either can be meant";
+}
+
+TEST(PairByNameTest, FieldsOfTheirOwnTakeAPersonsNamesAlone) {
+  EXPECT_THAT(Pairs({"Bez1", "Bez2", "Nachname", "Vorname"}, {"Vorname", "Nachname"}),
+              ElementsAre(NamePair{2, 1}, NamePair{3, 0}));
+  EXPECT_THAT(PairByName(Names{"Bez1", "Bez2"}, Names{"Nachname"}, {false}, Names{"Familienname"}), IsEmpty());
+}
+
+TEST(PairByNameTest, APersonsNamesAreNotGuessedWhereTheyAreNotTheOnlyOnes) {
+  EXPECT_THAT(Pairs({"Bez1", "Bez2"}, {"Vorname"}), IsEmpty()) << "a first name alone designates nobody";
+  EXPECT_THAT(Pairs({"Bez1", "Bez2"}, {"Nachname", "Zuname"}), IsEmpty());
+  EXPECT_THAT(Pairs({"Bez1", "Bez2"}, {"Nachname", "Vorname", "Rufname"}), ElementsAre(NamePair{0, 0}));
+  EXPECT_THAT(Pairs({"Bez1", "Bez2"}, {"Vorname", "Nachname"}, {true, false}), ElementsAre(NamePair{0, 1}));
+  EXPECT_THAT(Pairs({"Bez1", "Bez2"}, {"Vorname", "Nachname"}, {false, true}), IsEmpty());
+}
+
 TEST(PairByNameTest, NamesThatHoldNoLetterMatchOnlyToTheLetter) {
   EXPECT_THAT(Pairs({"-", "§"}, {"§", "_"}), ElementsAre(NamePair{1, 0}));
   EXPECT_THAT(Pairs({""}, {""}), IsEmpty());

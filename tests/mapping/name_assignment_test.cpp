@@ -57,6 +57,19 @@ TEST_F(NameAssignmentTest, NeverOverwritesAnAssignment) {
   EXPECT_THAT(Rows(), ElementsAre("Name|3||-|-", "Ort|2|Stadt|0|"));
 }
 
+TEST_F(NameAssignmentTest, APersonsNamesOverwriteNoAssignment) {
+  Add("Bez1", {.option = kConstantValue, .constant = "Familie"});
+  Add("Bez2");
+  EXPECT_THAT(AssignByName(*list, {"Vorname", "Nachname"}).rows, IsEmpty());
+  EXPECT_THAT(Rows(), ElementsAre("Bez1|3|Familie|-|-", "Bez2|-|-|-|-"));
+}
+
+TEST_F(NameAssignmentTest, APersonsNamesGoNowhereElseWhereAFieldOfTheirsIsAssigned) {
+  Add("Bez1");
+  Add("Nachname", {.option = kConstantValue, .constant = "Familie"});
+  EXPECT_THAT(AssignByName(*list, {"Nachname"}).rows, IsEmpty());
+}
+
 TEST_F(NameAssignmentTest, AColumnThatIsAssignedServesNoSynonym) {
   Add("Bez1", {.option = kImportField, .import_field = "Stadt"});
   Add("Ort");
