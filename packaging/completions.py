@@ -4,6 +4,8 @@ Each knows the same: commands behind commands, the options of the command that i
 have, and files, folders and specifications where these are meant.
 """
 
+import copy
+
 # What a value is, by the word that stands for it in the help.
 KINDS = {"DATEI": "file", "VERBINDUNG": "file", "ORDNER": "folder", "SPEC": "specification"}
 
@@ -17,6 +19,17 @@ def below(tree, path=()):
     yield path, tree
     for command in tree["commands"]:
         yield from below(command, path + (command["name"],))
+
+
+def with_command_names(tree):
+    """The tree; what is the name of a command may have their names as values."""
+    tree = copy.deepcopy(tree)
+    names = [command["name"] for command in tree["commands"]]
+    for _, command in below(tree):
+        for option in placed(command):
+            if option["positional"] == "BEFEHL":
+                option["values"] = names
+    return tree
 
 
 def named(command):
@@ -56,15 +69,20 @@ _kestrel_import_value() {
   esac
 }
 
-_kestrel_import() {
+# What stands in front of the value is left in `prefix`.
+_kestrel_import_offer() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} command= word
   local -i i place=0
   COMPREPLY=()
-  # "--format=js" arrives as three words.
+  # "--format=js" arrives as three words; as one where somebody has taken "=" out of COMP_WORDBREAKS.
   if [[ $current == = ]]; then
     current=
   elif [[ $previous == = ]]; then
     previous=${COMP_WORDS[COMP_CWORD-2]}
+  elif [[ $current == --*=* ]]; then
+    previous=${current%%=*}
+    prefix=$previous=
+    current=${current#*=}
   fi
   for ((i = 1; i < COMP_CWORD; ++i)); do
     word=${COMP_WORDS[i]}
@@ -93,6 +111,11 @@ _kestrel_import() {
 @PLACES@
   esac
 }
+_kestrel_import() {
+  local prefix=
+  _kestrel_import_offer
+  COMPREPLY=("${COMPREPLY[@]/#/$prefix}")
+}
 complete -F _kestrel_import kestrel-import
 """
 
@@ -103,6 +126,7 @@ def bash_value(option):
 
 
 def bash(tree):
+    tree = with_command_names(tree)
     paths, values, options, places, skipped = [], [], [], [], set()
     common = " ".join(name for option in named(tree) for name in option["names"])
     for path, command in below(tree):
@@ -181,6 +205,7 @@ def zsh_specs(command, also):
 
 
 def zsh(tree):
+    tree = with_command_names(tree)
     functions = []
     for path, command in below(tree):
         name = "_kestrel-import" + "".join(f"-{word}" for word in path)
@@ -233,6 +258,7 @@ def fish_value(option):
 
 
 def fish(tree):
+    tree = with_command_names(tree)
     lines = []
     for path, command in below(tree):
         seen = "; and ".join(f"__fish_seen_subcommand_from {word}" for word in path)

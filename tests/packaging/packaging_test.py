@@ -70,6 +70,7 @@ class Completions(Scratch):
         ("kestrel-import --folder . log ", {"errors", "duplicates"}, {"run"}),
         ("kestrel-import show Kun", {"Kundenliste"}, {"Messe"}),
         ("kestrel-import run Kundenliste --file tele", {"telefon.txt"}, set()),
+        ("kestrel-import help ta", {"tables", "target"}, {"run"}),
     ]
 
     def setUp(self):
@@ -104,6 +105,11 @@ class Completions(Scratch):
         # As bash cuts it at "=".
         told = run("bash", "--norc", script, "kestrel-import", "--format", "=", "js", env=self.env, cwd=self.folder)
         self.assertEqual(told.stdout, "json\n")
+        told = run("bash", "--norc", script, "kestrel-import", "--format", "=", env=self.env, cwd=self.folder)
+        self.assertEqual(set(told.stdout.split()), {"text", "json", "csv"})
+        # As it arrives where "=" does not part words.
+        told = run("bash", "--norc", script, "kestrel-import", "--format=js", env=self.env, cwd=self.folder)
+        self.assertEqual(told.stdout, "--format=json\n")
 
     def test_fish_offers_what_fits(self):
         need("fish")
