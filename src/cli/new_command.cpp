@@ -9,14 +9,17 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <ostream>
 #include <utility>
 
 #include "check/date_proposal.h"
+#include "check/source_check.h"
 #include "cli/program.h"
 #include "cli/usage_error.h"
 #include "mapping/field_assignment.h"
 #include "mapping/name_assignment.h"
+#include "platform/automation/optional_member.h"
 #include "platform/base/file.h"
 #include "platform/base/text.h"
 #include "sources/source_connection.h"
@@ -78,6 +81,30 @@ std::string FullTarget(const std::string& named, const ComponentRegistry& compon
   return found.size() == 1 ? found.front() : named;
 }
 
+// Of the components those that are destinations.
+std::vector<std::string> ImportClasses(ComponentRegistry& components) {
+  std::vector<std::string> found;
+  const auto add = [&](const std::string& prog_id) {
+    if (FindOptional(components.CreateObject(prog_id), "GetFields")) found.push_back(prog_id);
+  };
+  for (const std::string& prog_id : components.ProgIds()) {
+    // What cannot be made is no destination to offer.
+    Trap([&] { add(prog_id); }, [](const RuntimeError&) {});
+  }
+  return found;
+}
+
+// The only one that has `named` in its name, as a question; nothing where there are several.
+std::string MeantByPart(const std::string& named, const std::vector<std::string>& targets) {
+  const std::string* meant = nullptr;
+  for (const std::string& target : targets) {
+    if (named.empty() || UpperCase(target).find(UpperCase(named)) == std::string::npos) continue;
+    if (meant != nullptr) return {};
+    meant = &target;
+  }
+  return meant == nullptr ? std::string() : " Meinten Sie '" + *meant + "'?";
+}
+
 // A file that is not there yet, whole or not at all.
 void WriteNewFile(const std::string& path, const std::string& content) {
   const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -112,8 +139,9 @@ class NewSpecification {
     if (source_.kind == nullptr) throw NotUsable(source_.refusal);
     workspace_.OpenHost();
     target_ = FullTarget(options_.target, workspace_.components());
+    RequireTarget();
     OpenDraft();
-    OpenTarget();
+    workspace_.job().OpenImportClass();
     UseSource();
     AssignColumns();
     workspace_.job().SaveSchema(true);
@@ -143,16 +171,25 @@ class NewSpecification {
                            .tell = [this](std::string_view text) { workspace_.err() << text << std::endl; }});
   }
 
-  void OpenTarget() {
-    try {
-      workspace_.job().OpenImportClass();
-    } catch (const ImportRefused& refused) {
-      throw NotUsable(refused.what() + DidYouMean(options_.target, workspace_.components().ProgIds()));
-    }
+  void RequireTarget() {
+    const std::vector<std::string> known = workspace_.components().ProgIds();
+    const auto is_target = [this](const std::string& prog_id) { return EqualsIgnoringCase(prog_id, target_); };
+    if (std::any_of(known.begin(), known.end(), is_target)) return;
+    const std::vector<std::string> targets = ImportClasses(workspace_.components());
+    std::string text = "Das Importziel '" + options_.target + "' gibt es nicht.";
+    if (targets.empty()) throw NotUsable(text + " Es ist keines eingerichtet.");
+    text += DidYouMean(options_.target, targets);
+    if (!text.ends_with('?')) text += MeantByPart(options_.target, targets);
+    text += " Vorhanden sind:";
+    for (const std::string& target : targets) text += "\n  " + target;
+    throw NotUsable(text);
   }
 
   void UseSource() {
     UseDetectedSource(source_, file_, session_);
+    if (const std::optional<Finding> empty = FindEmptyFile(session_)) {
+      throw NotUsable(empty->text + " Nennen Sie eine Datei, in der schon Adressen stehen.");
+    }
     // What a template does with its own source is not wanted of this one unasked.
     session_.SaveFile = false;
     session_.DeleteFile = false;
@@ -282,8 +319,9 @@ class NewSpecification {
     tell_open("Ohne Spalte bleiben die Pflichtfelder: ", open_fields);
     err << "Angelegt: " << place_.path << '\n';
     if (open_fields.empty()) {
-      err << "Weiter mit: check " << ShellWord(options_.spec) << " --data, dann run "
-          << ShellWord(options_.spec) << std::endl;
+      const std::string spec = ShellWord(options_.spec);
+      err << "Weiter mit:\n  " << workspace_.TypedCommand("check " + spec + " --data") << "\n  "
+          << workspace_.TypedCommand("run " + spec) << std::endl;
       return kDone;
     }
     err << "Ordnen Sie sie dort unter [FieldAssignments] zu (Feld=FIELD:Spalte oder Feld=CONST:Wert), oder im "

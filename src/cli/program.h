@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/output.h"
@@ -75,6 +76,10 @@ class ProgressWatcher {
   virtual void Show(std::string_view info, double percent) = 0;
 };
 
+// A host's connection string as it is shown to be typed again: quoted for a shell, or VERBINDUNG where it may hold a
+// password.
+std::string TypedHost(const std::string& connection_string);
+
 // Where a command prints, and what may stop it.
 struct Surroundings {
   std::ostream& out;
@@ -134,6 +139,9 @@ class Workspace {
   // file that is missing is only made where asked for, as its name may be mistyped.
   enum class MissingHost { kRefuse, kMake };
   void OpenHost(MissingHost missing = MissingHost::kRefuse);
+  // A command and its arguments (quoted for a shell) as a person types it to work with the same folder and host,
+  // as the same user.
+  std::string TypedCommand(std::string_view command) const;
   // NotUsable where the host that is open knows that its database takes no changes.
   void RequireWritableHost();
 

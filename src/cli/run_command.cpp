@@ -132,7 +132,7 @@ void WriteResult(Workspace& workspace, const RunResult& result, bool test) {
                      {"Neu", ""},
                      {"Geändert", ""},
                      {"Gekürzt", ""}});
-  table.Row({std::to_string(result.records), std::to_string(result.total),
+  table.Row({std::to_string(result.records), result.total < 0 ? "" : std::to_string(result.total),
              std::to_string(result.cancelled ? 0 : result.errors), std::to_string(result.duplicates),
              test ? "ja" : "nein", std::to_string(result.stored), std::to_string(result.rejected),
              std::to_string(result.checked), std::to_string(figures.stored_new()),
@@ -145,20 +145,22 @@ void TellRest(Workspace& workspace, const RunResult& result, const RunOptions& o
   if (workspace.options().format == OutputFormat::kText && !result.cancelled)
     err << FiguresText(result.figures) << std::endl;
   const std::string& file = options.settings.rejects_file;
+  const std::string test = options.test ? " --test" : "";
   const bool wrote_rejects = !file.empty() && !result.cancelled && result.rejects_error.empty();
   if (wrote_rejects) {
     err << Counted(result.rejects, "nicht gespeicherter Datensatz steht",
                    "nicht gespeicherte Datensätze stehen")
         << " in ''" << file << "''.";
     if (result.rejects > 0) {
-      err << " Nach der Abhilfe importiert " << (result.rejects == 1 ? "ihn" : "sie") << ": run "
-          << ShellWord(options.spec) << " --file " << ShellWord(file);
+      err << " Nach der Abhilfe importiert " << (result.rejects == 1 ? "ihn" : "sie") << ": "
+          << workspace.TypedCommand("run " + ShellWord(options.spec) + " --file " + ShellWord(file) + test);
     }
     err << std::endl;
   } else if (result.next_record > 0) {
-    err << "Fortsetzen mit: run " << ShellWord(options.spec);
-    if (!options.source_file.empty()) err << " --file " << ShellWord(options.source_file);
-    err << " --from " << result.next_record << std::endl;
+    std::string command = "run " + ShellWord(options.spec);
+    if (!options.source_file.empty()) command += " --file " + ShellWord(options.source_file);
+    command += " --from " + std::to_string(result.next_record) + test;
+    err << "Fortsetzen mit: " << workspace.TypedCommand(command) << std::endl;
   }
 }
 

@@ -8,6 +8,7 @@
 #include "kestrel/import_man.h"
 #include "kestrel/open_connection.h"
 #include "platform/base/file.h"
+#include "platform/base/text.h"
 #include "platform/data/providers/sqlite/sqlite_provider.h"
 #include "spec/working_copy.h"
 
@@ -44,6 +45,16 @@ std::string FolderOfScratchFolders() {
 }
 
 }  // namespace
+
+std::string TypedHost(const std::string& connection_string) {
+  if (!SqliteFileOf(connection_string).empty()) return ShellWord(connection_string);
+  // A password's key, in whatever writing, or "user:password@".
+  const std::string upper = UpperCase(connection_string);
+  const bool may_hold_password = upper.find("PASS") != std::string::npos ||
+                                 upper.find("PWD") != std::string::npos ||
+                                 upper.find_first_of("@%") != std::string::npos;
+  return may_hold_password ? "VERBINDUNG" : ShellWord(connection_string);
+}
 
 ScratchFolder::ScratchFolder(StopSignals& signals) : signals_(signals) {
   const auto hold = signals_.Hold();
@@ -111,6 +122,14 @@ std::string Workspace::HostConnectionString() const {
   if (!named.empty()) return named;
   const std::string beside = JoinPath(ParentFolder(spec_folder_), kSampleDatabase);
   return IsMissing(beside) ? std::string() : beside;
+}
+
+std::string Workspace::TypedCommand(std::string_view command) const {
+  std::string typed = "kestrel-import " + std::string(command);
+  if (!options_.folder.empty()) typed += " --folder " + ShellWord(options_.folder);
+  if (!options_.host.empty()) typed += " --host " + TypedHost(options_.host);
+  if (!options_.user.empty()) typed += " --user " + ShellWord(options_.user);
+  return typed;
 }
 
 std::string Workspace::WayToWriteHost() const {

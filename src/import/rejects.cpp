@@ -92,6 +92,16 @@ void RefuseFilesInUse(const std::string& path, const std::vector<std::string>& f
   }
 }
 
+// Behind the reason why no file can be made there.
+std::string WayToAPlace(const std::string& path) {
+  std::error_code unknown;
+  if (std::filesystem::is_directory(path, unknown)) return ". Bitte eine Datei angeben, keinen Ordner";
+  // Of a device or a pipe the reason says it.
+  const bool is_other =
+      std::filesystem::exists(path, unknown) && !std::filesystem::is_regular_file(path, unknown);
+  return is_other ? "" : ". Bitte einen Ordner wählen, den es gibt und der beschrieben werden darf";
+}
+
 const std::vector<std::string> kOwnColumns = {"Grund", "Datensatz"};
 
 // Those of a file of rejects, which is imported again, are replaced; not where a field takes one.
@@ -201,12 +211,10 @@ void Rejects::RequireNotInUse(const std::string& path, const Session& session) {
 void Rejects::RequirePlace(const std::string& path, const Session& session) {
   RequireNotInUse(path, session);
   Trap([&] { const Replacement place(path, std::nullopt); },
-       [](const RuntimeError& error) {
+       [&](const RuntimeError& error) {
          throw RuntimeError(error.Number(),
                             "Die Datei für die abgelehnten Datensätze kann nicht angelegt werden. " +
-                                error.Description() +
-                                ". Bitte einen Ordner wählen, den es gibt und der beschrieben werden "
-                                "darf");
+                                error.Description() + WayToAPlace(path));
        });
 }
 

@@ -67,8 +67,14 @@ TEST_F(RunOptionsTest, AFileThatCannotBeWrittenIsStatus4BeforeAnythingIsImported
     EXPECT_EQ(run.status, 4) << place;
     EXPECT_THAT(run.err, HasSubstr(place));
   }
+  const std::string to_a_folder = "Bitte einen Ordner wählen";
   EXPECT_THAT(Run({"run", "Namen", "--rejects", folder_.File("fehlt/rest.csv")}).err,
-              HasSubstr("kann nicht angelegt werden. Datei nicht gefunden"));
+              AllOf(HasSubstr("kann nicht angelegt werden. Datei nicht gefunden"), HasSubstr(to_a_folder)));
+  EXPECT_THAT(Run({"run", "Namen", "--rejects", host()}).err,
+              AllOf(HasSubstr("Bitte eine Datei angeben, keinen Ordner"), Not(HasSubstr(to_a_folder))));
+  EXPECT_THAT(Run({"run", "Namen", "--rejects", "/dev/full"}).err,
+              AllOf(HasSubstr("keine gewöhnliche Datei"), HasSubstr("Bitte eine Datei angeben"),
+                    Not(HasSubstr(to_a_folder))));
   EXPECT_EQ(Query("SELECT COUNT(*) FROM Kunden"), "0\n");
   EXPECT_THAT(ReadWholeFile(Spec("namen.txt")), StartsWith("Nr;Name"));
 }
@@ -93,7 +99,8 @@ TEST_F(RunOptionsTest, AnImportThatItsErrorsStoppedSaysWithWhichRecordToGoOnAndD
   WriteNames("Nr;Name\r\n1;A\r\n1;B\r\n1;C\r\n4;D\r\n5;E\r\n");
   const ProgramResult stopped = Run({"run", "Namen", "--max-errors", "2"});
   EXPECT_EQ(stopped.status, 4);
-  EXPECT_THAT(stopped.err, HasSubstr("Fortsetzen mit: run Namen --from 2\n"));
+  EXPECT_THAT(stopped.err,
+              HasSubstr("Fortsetzen mit: kestrel-import run Namen --from 2 --folder " + host() + "\n"));
   WriteNames("Nr;Name\r\n1;A\r\n2;B\r\n3;C\r\n4;D\r\n5;E\r\n");
   const ProgramResult resumed = Run({"run", "Namen", "--from", "2"});
   EXPECT_EQ(resumed.status, 0) << resumed.err;
@@ -104,11 +111,31 @@ TEST_F(RunOptionsTest, TheCommandToGoOnWithNamesTheSourceThatWasReadAsAShellTake
   WriteNames("Nr;Name\r\n7;Andere\r\n");
   const std::string other = folder_.Write("andere Namen.txt", "Nr;Name\r\n1;A\r\n1;B\r\n3;C\r\n");
   const ProgramResult stopped = Run({"run", "Namen", "--file", other, "--max-errors", "1"});
-  EXPECT_THAT(stopped.err, HasSubstr("Fortsetzen mit: run Namen --file '" + other + "' --from 2\n"));
+  EXPECT_THAT(stopped.err, HasSubstr("Fortsetzen mit: kestrel-import run Namen --file '" + other +
+                                     "' --from 2 --folder " + host() + "\n"));
   const std::string rejects = folder_.File("rest 1.csv");
   const ProgramResult kept =
       Run({"run", "Namen", "--file", other, "--from", "2", "--max-errors", "1", "--rejects", rejects});
-  EXPECT_THAT(kept.err, HasSubstr(": run Namen --file '" + rejects + "'\n"));
+  EXPECT_THAT(kept.err,
+              HasSubstr(": kestrel-import run Namen --file '" + rejects + "' --folder " + host() + "\n"));
+}
+
+TEST_F(RunOptionsTest, TheCommandToGoOnWithDoesWhatThisOneDid) {
+  WriteNames("Nr;Name\r\n1;A\r\n1;B\r\n3;C\r\n");
+  const std::string database = host() + "/kestrel.db";
+  const ProgramResult stopped = Run({"run", "Namen", "--max-errors", "1", "--host", database, "--user", "7"});
+  EXPECT_THAT(stopped.err, HasSubstr("Fortsetzen mit: kestrel-import run Namen --from 2 --folder " + host() +
+                                     " --host " + database + " --user 7\n"));
+  EXPECT_THAT(Run({"run", "Namen", "--from", "2", "--max-errors", "1", "--test"}).err,
+              HasSubstr("Fortsetzen mit: kestrel-import run Namen --from 2 --test --folder " + host() + "\n"));
+}
+
+TEST_F(RunOptionsTest, NoRecordBehindTheLastIsOfferedToGoOnWith) {
+  WriteNames("Nr;Name\r\n1;A\r\n2;B\r\n");
+  const ProgramResult run = Run({"run", "Namen", "--from", "3"});
+  EXPECT_EQ(run.status, 4);
+  EXPECT_THAT(run.err, AllOf(HasSubstr("Die Quelle hat nur 2 Datensätze"), Not(HasSubstr("Fortsetzen mit")),
+                             Not(HasSubstr("erfolgreich"))));
 }
 
 TEST_F(RunOptionsTest, AHostThatRefusesEveryRecordIsToldOnceAndStopsTheRun) {

@@ -32,9 +32,11 @@ TEST_F(NewCommandTest, AFirstImportTakesTwoCommands) {
                                   "2,Schmidt AG,Hof 2,10115,Berlin,2021.12.24,blau\n");
   const ProgramResult made = New("Erstimport", file);
   EXPECT_EQ(made.status, 0) << made.err;
-  EXPECT_THAT(made.err, AllOf(HasSubstr("Erkannt: Komma, Anführungszeichen, Überschriften, UTF-8"),
-                              HasSubstr("Ohne Feld bleiben die Spalten: Farbe"),
-                              HasSubstr("Weiter mit: check Erstimport --data, dann run Erstimport")));
+  EXPECT_THAT(made.err,
+              AllOf(HasSubstr("Erkannt: Komma, Anführungszeichen, Überschriften, UTF-8"),
+                    HasSubstr("Ohne Feld bleiben die Spalten: Farbe"),
+                    HasSubstr("Weiter mit:\n  kestrel-import check Erstimport --data --folder " + host() +
+                              "\n  kestrel-import run Erstimport --folder " + host() + "\n")));
   const ProgramResult run = Run({"run", "Erstimport"});
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(Query("SELECT KundenNummer, Bez1, PLZ, Ort, KundeSeit FROM Kunden"),
@@ -87,6 +89,39 @@ TEST_F(NewCommandTest, WhatCannotBeUsedLeavesNoFile) {
   EXPECT_EQ(New("", Spec("kunden.txt")).status, 4);
   EXPECT_FALSE(FileExists(Spec("A.IMP")));
   EXPECT_EQ(Run({"new", "A", "--target", "x"}).status, 2);
+}
+
+TEST_F(NewCommandTest, APersonsNamesFillTheMandatoryField) {
+  const ProgramResult made = New("Personen", Source("personen.csv",
+                                                    "Vorname;Nachname;Straße;PLZ;Stadt\n"
+                                                    "Jörg;Müller;Hauptstr. 1;01067;Dresden\n"));
+  EXPECT_EQ(made.status, 0) << made.err;
+  EXPECT_EQ(Run({"run", "Personen"}).status, 0);
+  EXPECT_EQ(Query("SELECT Bez1, Bez2, Ort FROM Kunden"), "Müller|Jörg|Dresden\n");
+}
+
+TEST_F(NewCommandTest, OfAnEmptyFileNoSpecificationIsMade) {
+  const ProgramResult empty = New("Leer", Source("leer.csv", ""));
+  EXPECT_EQ(empty.status, 4);
+  EXPECT_THAT(empty.err, AllOf(HasSubstr("leer.csv'' ist leer. "), HasSubstr("in der schon Adressen stehen")));
+  EXPECT_THAT(New("Leer", Source("leer.csv", "\n \n")).err, HasSubstr("enthält nur leere Zeilen. "));
+  EXPECT_FALSE(FileExists(Spec("Leer.IMP")));
+}
+
+TEST_F(NewCommandTest, ADestinationThatDoesNotExistIsToldWithThoseThatDo) {
+  const auto told = [this](const std::string& target) {
+    const ProgramResult result = Run({"new", "A", "--from", Spec("kunden.txt"), "--target", target});
+    EXPECT_EQ(result.status, 4);
+    EXPECT_THAT(result.err, ::testing::Not(HasSubstr("429")));
+    return result.err;
+  };
+  const std::string all =
+      " Vorhanden sind:\n  ksbimport.importinteressenten\n  ksbimport.importkunden\n"
+      "  ksbimport.importlieferanten\n";
+  EXPECT_EQ(
+      told("kunden"),
+      "kestrel-import: Das Importziel 'kunden' gibt es nicht. Meinten Sie 'ksbimport.importkunden'?" + all);
+  EXPECT_EQ(told("zebra"), "kestrel-import: Das Importziel 'zebra' gibt es nicht." + all);
 }
 
 TEST_F(NewCommandTest, AnUndecidedDateFormatIsTold) {
