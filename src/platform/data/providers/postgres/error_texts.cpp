@@ -1,5 +1,7 @@
 #include "platform/data/providers/postgres/error_texts.h"
 
+#include "platform/base/text.h"
+
 namespace kestrel::postgres {
 
 namespace {
@@ -9,7 +11,13 @@ struct Meaning {
   std::string_view part;
   std::string_view other_part;
   std::string_view text;
+  // Otherwise the message names what the text leaves out: address, user, reason.
+  bool says_all = false;
 };
+
+constexpr std::string_view kSessionEnded =
+    "Der Server hat die Sitzung beendet, vielleicht für einen Neustart. Versuchen Sie es noch einmal; sonst "
+    "fragen Sie seinen Verwalter";
 
 // The first that fits counts: a session that is ended is also one that closed unexpectedly.
 constexpr Meaning kConnectionErrors[] = {
@@ -41,18 +49,30 @@ constexpr Meaning kConnectionErrors[] = {
     {"remaining connection slots", "",
      "Der Server nimmt keine weitere Verbindung an. Beenden Sie andere, oder erhöhen Sie dort max_connections"},
     {"the database system is starting up", "",
-     "Der Server startet gerade. Versuchen Sie es in einer Minute noch einmal"},
+     "Der Server startet gerade. Versuchen Sie es in einer Minute noch einmal", true},
     {"the database system is shutting down", "",
-     "Der Server wird gerade beendet. Versuchen Sie es noch einmal, wenn er wieder läuft"},
-    {"terminating connection", "",
-     "Der Server hat die Sitzung beendet, vielleicht für einen Neustart. Versuchen Sie es noch einmal; sonst "
-     "fragen Sie seinen Verwalter"},
+     "Der Server wird gerade beendet. Versuchen Sie es noch einmal, wenn er wieder läuft", true},
+    {"terminating connection due to administrator command", "", kSessionEnded, true},
+    {"terminating connection", "", kSessionEnded},
     {"server closed the connection unexpectedly", "",
-     "Der Server hat die Verbindung ohne ein Wort geschlossen. Prüfen Sie, ob er noch läuft"},
+     "Der Server hat die Verbindung ohne ein Wort geschlossen. Prüfen Sie, ob er noch läuft", true},
 };
 
 std::string WithOriginal(std::string_view text, const std::string& message) {
   return text.empty() ? message : std::string(text) + " (" + message + ")";
+}
+
+// What libpq advises stands behind its messages, in lines that begin with a tabulator.
+enum class Advice { kKeep, kLeaveOut };
+
+std::string InOneLine(std::string_view message, Advice advice) {
+  std::string text;
+  for (const std::string_view line : Split(message, '\n')) {
+    const auto first = line.find_first_not_of(" \t\r");
+    if (first == std::string_view::npos || (advice == Advice::kLeaveOut && line.starts_with('\t'))) continue;
+    text.append(text.empty() ? "" : " ").append(line.substr(first, line.find_last_not_of(" \t\r") + 1 - first));
+  }
+  return text;
 }
 
 constexpr std::string_view kOthersChange =
@@ -93,9 +113,11 @@ constexpr StopReason kStopReasons[] = {
 std::string ExplainConnectionError(const std::string& message) {
   const auto has = [&](std::string_view part) { return message.find(part) != std::string::npos; };
   for (const Meaning& meaning : kConnectionErrors) {
-    if (has(meaning.part) && has(meaning.other_part)) return WithOriginal(meaning.text, message);
+    if (!has(meaning.part) || !has(meaning.other_part)) continue;
+    return meaning.says_all ? std::string(meaning.text)
+                            : WithOriginal(meaning.text, InOneLine(message, Advice::kLeaveOut));
   }
-  return message;
+  return InOneLine(message, Advice::kKeep);
 }
 
 std::string ExplainStatementError(std::string_view state, const std::string& message) {

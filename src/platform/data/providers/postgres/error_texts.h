@@ -6,8 +6,8 @@
 
 namespace kestrel::postgres {
 
-// Of a connection that cannot be opened or broke off, by libpq's message, which stands behind it in brackets; the message
-// alone where it is none of the common ones.
+// Of a connection that cannot be opened or broke off, by libpq's message as it is. Behind what that means it stands in
+// brackets, where it names more, without libpq's advice; alone and in one line where it is none of the common ones.
 std::string ExplainConnectionError(const std::string& message);
 
 // The same of a statement, by the error's SQLSTATE.

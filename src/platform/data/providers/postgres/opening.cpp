@@ -73,7 +73,7 @@ HandlePtr OpenHandle(const Address& address) {
   HandlePtr handle(PQconnectdbParams(keys.data(), values.data(), 1));
   if (handle == nullptr) throw RuntimeError(ErrorNumber::kOutOfMemory);
   if (PQstatus(handle.get()) != CONNECTION_OK) {
-    std::string reason = Trimmed(PQerrorMessage(handle.get()));
+    std::string reason = PQerrorMessage(handle.get());
     if (address.password.size() >= kShortestHiddenPassword) {
       reason = ReplaceAll(reason, address.password, "***");
     }

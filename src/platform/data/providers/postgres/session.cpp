@@ -73,6 +73,13 @@ Recovery::Loss LossBy(std::string_view state) {
                      std::string(DescriptionOf(ErrorNumber::kDatabase)) + ": " + std::string(reason));
 }
 
+// Without the front that Refuse puts before every reason.
+std::string ReasonAlone(const RuntimeError& error) {
+  const std::string front = std::string(DescriptionOf(ErrorNumber::kDatabase)) + ": ";
+  const std::string& text = error.Description();
+  return text.starts_with(front) ? text.substr(front.size()) : text;
+}
+
 std::string Field(const PGresult* result, int field) {
   const char* text = PQresultErrorField(result, field);
   return text == nullptr ? std::string() : text;
@@ -159,7 +166,7 @@ void Session::Reconnect() {
       if (opened.error) throw RuntimeError(*opened.error);
       Start(std::move(opened.handle));
     };
-    if (Trap(take, [&](const RuntimeError& error) { reason = " " + error.Description(); })) return;
+    if (Trap(take, [&](const RuntimeError& error) { reason = " " + ReasonAlone(error); })) return;
     // A server that starts refuses at once.
     ::poll(nullptr, 0, static_cast<int>(patience.Step().count()));
   }
@@ -189,9 +196,9 @@ void Session::Lose(const std::string& reason, bool is_stopped) {
 
 void Session::LoseBroken() {
   // The server's last word may have come as an answer.
-  const std::string last_word = failure_ == nullptr ? std::string() : ReasonOf(failure_.get()) + " ";
+  const std::string last_word = failure_ == nullptr ? std::string() : ReasonOf(failure_.get()) + "\n";
   std::string reason = "Die Verbindung zum Server ist abgebrochen: " +
-                       ExplainConnectionError(last_word + Trimmed(PQerrorMessage(handle_.get())));
+                       ExplainConnectionError(last_word + PQerrorMessage(handle_.get()));
   if (!reason.ends_with('.')) reason += '.';
   Lose(reason);
 }

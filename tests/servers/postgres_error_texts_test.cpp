@@ -1,0 +1,48 @@
+// What libpq's messages mean, and how much of them is shown.
+#include "platform/data/providers/postgres/error_texts.h"
+
+#include <gmock/gmock.h>
+
+namespace kestrel::postgres {
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+
+constexpr const char* kRefusedTwice =
+    "connection to server at \"localhost\" (::1), port 1 failed: Connection refused\n"
+    "\tIs the server running on that host and accepting TCP/IP connections?\n"
+    "connection to server at \"localhost\" (127.0.0.1), port 1 failed: Connection refused\n"
+    "\tIs the server running on that host and accepting TCP/IP connections?\n";
+
+TEST(PostgresErrorTexts, WhatNamesMoreThanItsMeaningStandsBehindItWithoutAdvice) {
+  EXPECT_THAT(ExplainConnectionError(kRefusedTwice),
+              EndsWith("ob der Server läuft (connection to server at \"localhost\" (::1), port 1 failed: "
+                       "Connection refused connection to server at \"localhost\" (127.0.0.1), port 1 failed: "
+                       "Connection refused)"));
+  EXPECT_THAT(ExplainConnectionError("FATAL:  role \"anna\" does not exist\n"), HasSubstr("\"anna\""));
+}
+
+TEST(PostgresErrorTexts, ASessionThatWasEndedIsToldInGermanAlone) {
+  const std::string closed =
+      "server closed the connection unexpectedly\n"
+      "\tThis probably means the server terminated abnormally\n"
+      "\tbefore or while processing the request.\n";
+  EXPECT_EQ(ExplainConnectionError(closed),
+            "Der Server hat die Verbindung ohne ein Wort geschlossen. Prüfen Sie, ob er noch läuft");
+  EXPECT_EQ(ExplainConnectionError("terminating connection due to administrator command\n" + closed),
+            "Der Server hat die Sitzung beendet, vielleicht für einen Neustart. Versuchen Sie es noch einmal; "
+            "sonst fragen Sie seinen Verwalter");
+}
+
+TEST(PostgresErrorTexts, WhyElseASessionWasEndedIsShown) {
+  EXPECT_THAT(ExplainConnectionError("terminating connection due to idle-session timeout\n"),
+              EndsWith("Verwalter (terminating connection due to idle-session timeout)"));
+}
+
+TEST(PostgresErrorTexts, AnUnknownMessageIsShownWholeInOneLine) {
+  EXPECT_EQ(ExplainConnectionError("etwas Neues\n\tmit einem Rat\r\n"), "etwas Neues mit einem Rat");
+}
+
+}  // namespace
+}  // namespace kestrel::postgres
