@@ -109,9 +109,8 @@ int Database::WaitForLocks(Attempt&& attempt) {
       stop_reason_ = StopReasonOf(result);
       if (waits_->WasStopped()) Refuse("Das Warten auf die gesperrte Datenbank wurde abgebrochen.");
       Refuse(
-          "Die Datenbank ist von einem anderen Programm gesperrt. Beenden Sie dort, was sie sperrt, und "
-          "versuchen "
-          "Sie es noch einmal.");
+          "Die Datenbank ist von einem anderen Programm gesperrt. Beenden Sie es, oder warten Sie länger "
+          "(KESTREL_LOCK_WAIT, Sekunden).");
     }
     if (!mark) mark.emplace(Path());
     mark->Set();
