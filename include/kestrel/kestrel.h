@@ -460,9 +460,10 @@ KESTREL_EXPORT int32_t kestrel_connection_create(kestrel_library* library, const
 // `libversion` is the address of the program's sqlite3_libversion: error 3000 where it has an SQLite of its
 // own, whose handles no other can use; also where a transaction is open. Busy handler, foreign keys and all
 // other settings stay the program's, and so no waiting is told. Until kestrel_connection_close the program does
-// not close the handle, sets no authorizer, leaves no transaction of its own open, and uses it only between the
-// library's calls and in callbacks; not at all while an import into the sample host runs, which commits in a
-// thread of its own. Record sets keep the handle busy: they are given back before it is closed.
+// not close the handle, sets no authorizer, leaves no transaction of its own open (kestrel_job_run is refused
+// with error 3000 then), and uses it only between the library's calls and in callbacks; not at all while an
+// import into the sample host runs, which commits in a thread of its own. Record sets keep the handle busy: they
+// are given back before it is closed.
 KESTREL_EXPORT int32_t kestrel_connection_adopt_sqlite(kestrel_library* library, void* sqlite3_handle,
                                                        const char* (*libversion)(void),
                                                        kestrel_handle* connection);

@@ -12,6 +12,7 @@
 #include "component/session.h"
 #include "kestrel/connection.h"
 #include "kestrel/import_job.h"
+#include "platform/data/providers/sqlite/sqlite_provider.h"
 
 namespace kestrel::abi {
 
@@ -254,6 +255,7 @@ int32_t kestrel_job_run(kestrel_library* library, kestrel_handle job, const kest
     // Told before anything is stored.
     if (result != nullptr) RequireSize(result, "result");
     const Job::Use run(RequireJob(open, job), /*is_run=*/true);
+    kestrel::sqlite::RequireNoOwnersTransaction(run->session().HostConnection);
     const kestrel::RunResult& told =
         Run(*run, settings == nullptr ? kestrel_run_settings{} : Read(settings, "settings"),
             view == nullptr ? kestrel_run_view{} : Read(view, "view"), open.stop);

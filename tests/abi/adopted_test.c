@@ -2,7 +2,7 @@
 #include <sqlite3.h>
 #include <stdlib.h>
 
-#include "check.h"
+#include "sample_host.h"
 
 static sqlite3* open_sqlite(void) {
   sqlite3* database = NULL;
@@ -61,6 +61,27 @@ TEST(ATransactionOfTheOwnersIsLeftAlone) {
   CHECK(last_number(library) == 3000 && last_error_has(library, "Transaktion"));
   CHECK(sqlite3_exec(database, "COMMIT", NULL, NULL, NULL) == SQLITE_OK);
   OK(library, kestrel_library_close(library));
+  CHECK(sqlite3_close(database) == SQLITE_OK);
+}
+
+TEST(AnImportIntoATransactionOfTheOwnersIsRefusedBeforeItBegins) {
+  sample_host host = open_sample_host();
+  sqlite3* database = NULL;
+  kestrel_handle job;
+  OK(host.library, kestrel_connection_close(host.library, host.connection));
+  CHECK(sqlite3_open(scratch_file("kestrel.db"), &database) == SQLITE_OK);
+  OK(host.library,
+     kestrel_connection_adopt_sqlite(host.library, database, sqlite3_libversion, &host.connection));
+  job = open_customers(&host);
+  CHECK(sqlite3_exec(database, "BEGIN", NULL, NULL, NULL) == SQLITE_OK);
+  STATUS(host.library, kestrel_job_run(host.library, job, NULL, NULL, NULL), KESTREL_FAILED);
+  CHECK(last_number(host.library) == 3000 && last_error_has(host.library, "eigene Transaktion offen"));
+  CHECK(query_number(&host, "SELECT count(*) FROM Kunden") == 0);
+  CHECK(sqlite3_exec(database, "ROLLBACK", NULL, NULL, NULL) == SQLITE_OK);
+  // The job is as it was.
+  OK(host.library, kestrel_job_run(host.library, job, NULL, NULL, NULL));
+  CHECK(query_number(&host, "SELECT count(*) FROM Kunden") == 6);
+  close_sample_host(&host);
   CHECK(sqlite3_close(database) == SQLITE_OK);
 }
 

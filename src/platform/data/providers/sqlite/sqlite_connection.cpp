@@ -75,6 +75,15 @@ ConnectionPtr Adopt(sqlite3* handle, const char* (*libversion)()) {
   return std::make_shared<SqliteConnection>(handle);
 }
 
+void RequireNoOwnersTransaction(const ObjectPtr& connection) {
+  const auto sqlite = std::dynamic_pointer_cast<const SqliteConnection>(connection);
+  if (sqlite == nullptr || !sqlite->InOwnersTransaction()) return;
+  throw RuntimeError(ErrorNumber::kDatabase,
+                     std::string(DescriptionOf(ErrorNumber::kDatabase)) +
+                         ": In der Verbindung hat das Programm eine eigene Transaktion offen; mit ihr ginge "
+                         "verloren, was der Import speichert. Beenden Sie sie vor dem Import.");
+}
+
 SqliteConnection::~SqliteConnection() {
   Trap([this] { Close(); }, [](const RuntimeError&) {});
 }

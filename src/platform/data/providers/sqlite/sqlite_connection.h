@@ -29,6 +29,8 @@ class SqliteConnection final : public Connection {
   void Commit() override;
   void Rollback() override;
   bool InTransaction() const override;
+  // Of a lent handle: one that its owner began, who may take back what is stored in it.
+  bool InOwnersTransaction() const { return IsOpen() && database_->IsLent() && !began_ && InTransaction(); }
   void MakeDurable() override;
   std::string StopReason() const override;
   std::vector<CatalogTable> Tables() override;

@@ -31,6 +31,9 @@ namespace kestrel::sqlite {
 // A handle of another program part, which keeps and closes it. `libversion` is that part's sqlite3_libversion. Error 3000
 // where that is another SQLite's, or a transaction is open.
 ConnectionPtr Adopt(sqlite3* handle, const char* (*libversion)());
+// Error 3000 where the connection is such a handle and its owner has begun a transaction since: an import into it would
+// be the owner's to take back. Any other object passes.
+void RequireNoOwnersTransaction(const ObjectPtr& connection);
 
 bool Serves(const ConnectionKeys& keys);
 ConnectionPtr Open(const ConnectionKeys& keys, std::string_view whole);
