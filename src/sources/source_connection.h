@@ -44,11 +44,11 @@ OpenedSource OpenAndList(const std::string& connection_string, TableLister list_
 
 // The list-loaded flags of the page: the kind whose tables the list of each frame shows. A successful connect
 // sets its kind's, an edit of a frame's input clears the frame's.
-class KESTREL_INTERNAL ListLoadedFlags {
+class ListLoadedFlags {
  public:
   bool IsLoaded(const SourceKind& kind) const;
   void SetLoaded(const SourceKind& kind);
-  void Clear(SourceFrame frame);
+  KESTREL_INTERNAL void Clear(SourceFrame frame);
 
  private:
   std::array<const SourceKind*, kSourceFrames> kinds_ = {};

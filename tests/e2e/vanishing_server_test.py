@@ -11,7 +11,7 @@ import sys
 import private_desktop
 from stopped_server import Server
 
-RECORDS = 100000
+RECORDS = 400000  # more than are stored before the server is told to stop
 RUN = "KESTREL Import"
 LONGEST_RUN = 120  # seconds
 LOST = "Die Verbindung zum Datenbankserver ist verloren und wird wiederhergestellt ..."

@@ -2,11 +2,9 @@
 // by dynamic_cast; others do not have it.
 #pragma once
 
-#include "kestrel/export.h"
-
 namespace kestrel {
 
-class KESTREL_INTERNAL GivenUp {
+class GivenUp {
  public:
   GivenUp() = default;
   GivenUp(const GivenUp&) = delete;
