@@ -26,13 +26,14 @@ struct SpecificationRun {
 
 // What taking an import back has come to.
 struct UndoneRun {
+  // How much of the import has been taken back.
   enum class State {
     kUnchanged,  // nothing was done
     kPartly,     // stopped, or something was left alone; another undo goes on with it
     kWholly,     // nothing is left to take back
   };
   std::string told = {};  // what was done, for a person
-  State state = State::kUnchanged;
+  State state = State::kUnchanged;  // of the import, behind this undo
 };
 
 // What is offered; a null function is not.
