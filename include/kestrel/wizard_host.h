@@ -32,7 +32,7 @@ struct UndoneRun {
     kPartly,     // stopped, or something was left alone; another undo goes on with it
     kWholly,     // nothing is left to take back
   };
-  std::string told = {};  // what was done, for a person
+  std::string told = {};            // what was done, for a person
   State state = State::kUnchanged;  // of the import, behind this undo
 };
 
