@@ -89,9 +89,9 @@ Pair Seconds(const std::string& file, int rounds, Work without, Work with) {
   return InProcess([&] {
     BestTime least_without, least_with;
     for (int round = 0; round < rounds; ++round) {
-      for (const auto& [work, least] : {std::pair(without, &least_without), std::pair(with, &least_with)}) {
+      for (const auto& turn : {std::pair(without, &least_without), std::pair(with, &least_with)}) {
         Prepared prepared(file);
-        least->Add(CpuSecondsOf([&] { work(prepared.session()); }));
+        turn.second->Add(CpuSecondsOf([&] { turn.first(prepared.session()); }));
       }
     }
     return Pair{least_without.seconds(), least_with.seconds()};

@@ -88,7 +88,7 @@ std::string CopyOnServer(Connection& connection, int version) {
     query->BindText(0, name);
     return !query->Open()->IsEof();
   };
-  const std::string schema = FreeName("kestrel_vor_fassung_" + std::to_string(version), "_", "", has_schema);
+  std::string schema = FreeName("kestrel_vor_fassung_" + std::to_string(version), "_", "", has_schema);
   const auto make = [&] {
     connection.Execute("CREATE SCHEMA " + schema);
     for (const std::string& name : OwnNames()) {
