@@ -122,7 +122,7 @@ class Library(Calls):
 
         `source` takes the place of the source that it names. `tell` is told what a person should know and what
         stops nothing; `working_folder` is for the working copy, else beside the specification. What is left out is
-        what the library has (`user`) or the specification says (`application`). Refused where it is not found,
+        what the library has (`user`) or the import's own file tells (`application`). Refused where it is not found,
         Failed where its files cannot be read or written.
         """
         job = Job(self, self.call_for_handle("job_create"))
