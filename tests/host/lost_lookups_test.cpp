@@ -1,5 +1,6 @@
 // Whole imports with duplicate check whose server ends the session between two records: what was looked up is looked up
 // again, and what was stored is stored again.
+#include "host/checked_customers.h"
 #include "host/host_fixture.h"
 #include "kestrel/clock.h"
 #include "kestrel/import_job.h"
@@ -18,23 +19,12 @@ class LostLookups : public testing::HostFixture {
   void SetUp() override {
     if (!OnPostgres()) GTEST_SKIP() << "needs a server";
     HostFixture::SetUp();
-    folder.Write("Kunden.IMP",
-                 "[Common]\nDescription=Kunden\nApplication=2\nImportClass=ksbimport.importkunden\n"
-                 "Provider=Textdatei\nFileName=Quelle.txt\nColumnHeadings=True\nFileFormat=ANSI\nDelimiter=;\n"
-                 "TextRecognition=\"\n[CfgSettings]\nDublettenPruefen=1\nAddresstypeCode=1\nDublettenKey1=1\n"
-                 "[FieldAssignments]\nKundenNummer=FIELD:Nr\nBez1=FIELD:Name\nStrasse=FIELD:Strasse\n"
-                 "PLZ=FIELD:PLZ\nOrt=FIELD:Ort\n");
-    std::string source = "Nr;Name;Strasse;PLZ;Ort\r\n";
+    folder.Write("Kunden.IMP", testing::kCheckedCustomers);
+    std::string source = testing::kCustomerHeadings;
     for (int i = 1; i <= kRecords; ++i) {
-      const std::string number = std::to_string(i);
-      const std::string town(1, static_cast<char>('a' + i % 26));
-      source += number + ";Firma " + town + number + ";Weg " + number + ";" + std::to_string(10000 + i) +
-                ";Ort" + town + "\r\n";
+      source += testing::CustomerLine(i, i);
       // Its twin, found only where the look-up sees what was stored before.
-      if (i % 50 == 0) {
-        source += std::to_string(kRecords + i) + ";Firma " + town + number + ";Weg " + number + ";" +
-                  std::to_string(10000 + i) + ";Ort" + town + "\r\n";
-      }
+      if (i % 50 == 0) source += testing::CustomerLine(kRecords + i, i);
     }
     folder.Write("Quelle.txt", source);
   }
