@@ -93,6 +93,8 @@ void TableImporter::NoteStopReason() {
   constexpr int kObjectClosed = static_cast<int>(ErrorNumber::kObjectClosed);
   if (connection_ == nullptr || (error_code_ != kDatabase && error_code_ != kObjectClosed)) return;
   if (!stop_reason_.empty()) return;
+  // A group may just be committed by the thread that watches its time.
+  const std::lock_guard lock(connection_->CallMutex());
   stop_reason_ = writer_ != nullptr ? writer_->StopReason() : OpenConnection().StopReason();
   const auto* const recovery = dynamic_cast<const Recovery*>(&OpenConnection());
   if (stop_reason_.empty() || recovery == nullptr || !recovery->IsCommitUncertain()) return;

@@ -77,7 +77,8 @@ class RecordWriter final : private GroupMember {
   // The next record that Store left open and that has updated an existing number after all; 0 where there is
   // none. Under the connection's CallMutex.
   std::int64_t TakeLateUpdate();
-  // Why going on is senseless after the last failure, with a way out; empty where it is not.
+  // Why going on is senseless after the last failure, with a way out; empty where it is not. Under the connection's
+  // CallMutex.
   std::string StopReason() const;
 
  private:
