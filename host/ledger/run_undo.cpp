@@ -265,8 +265,7 @@ void RunUndo::RestoreFields(std::int64_t number,
   }
   std::unique_ptr<Statement>& update = updates_[sets];
   if (update == nullptr) {
-    update = connection_.Prepare("UPDATE " + destination_->table + " SET " + sets + " WHERE " +
-                                 destination_->fields[destination_->number_field].column + " = ?");
+    update = connection_.Prepare(UpdateText(*destination_, sets));
   }
   std::size_t parameter = 0;
   for (const auto& [field, value] : fields) Bind(*update, parameter++, value);

@@ -81,6 +81,14 @@ void LoadTargetColumns(Connection& connection, const std::string& key, Destinati
   }
 }
 
+// Only a table that does needs the word in each statement, which would govern the statements of its triggers, too.
+bool SettlesConflicts(Connection& connection, const std::string& table) {
+  const auto query = connection.Prepare("SELECT sql FROM sqlite_schema WHERE type = 'table' AND name = ?");
+  query->BindText(0, table);
+  const RecordsetPtr row = query->Open();
+  return !row->IsEof() && UpperCase(row->TextAt(0)).find("CONFLICT") != std::string::npos;
+}
+
 }  // namespace
 
 std::string TextOfRounding(const Rounding& rounding) {
@@ -186,6 +194,8 @@ Destination LoadDestination(Connection& connection, std::string_view prog_id) {
   }
   destination.joins_names = true;
   destination.overrides_identity = !IsSqlite(connection);
+  destination.overrides_conflicts =
+      IsSqlite(connection) && SettlesConflicts(connection, ToldName(destination.table));
   LoadTargetColumns(connection, key, destination);
   return destination;
 }

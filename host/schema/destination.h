@@ -65,6 +65,9 @@ struct Destination {
   bool joins_names = false;
   // The database would number rows by itself, and must be told that it is to take other numbers (GENERATED ALWAYS).
   bool overrides_identity = false;
+  // The table says itself what becomes of a row that breaks a rule (ON CONFLICT REPLACE would delete another one), and is
+  // not to be followed.
+  bool overrides_conflicts = false;
 
   // The column of a key part; `otherwise` where the destination has none.
   std::string KeyColumn(std::size_t part, std::string_view otherwise) const;

@@ -30,6 +30,7 @@ PipelinedRecords::PipelinedRecords(Connection& connection, Pipeline& pipeline, c
       insert_(connection, InsertTarget(destination), destination.fields.size(), RowInserts::Existing::kFails),
       records_(kMost) {
   insert_.Of(1);
+  check_ = InsertCheck::For(connection, destination);
   if (!destination.trial_of.empty()) take_over_ = connection.Prepare(TakeOverText(destination));
   // So is an index row that is left of an address whose number is free.
   if (destination.address_type != 0) {
@@ -92,7 +93,8 @@ void PipelinedRecords::SendRows() {
   // All before anything is sent, as what is sent together must stand or fall together.
   Statement& insert = insert_.Of(rows);
   Statement* const write_index = is_indexed ? &index_->InsertOf(rows) : nullptr;
-  for (Statement* statement : {take_over_.get(), &insert, write_index}) {
+  Statement* const check = check_ != nullptr ? &check_->Of(rows) : nullptr;
+  for (Statement* statement : {take_over_.get(), &insert, check, write_index}) {
     if (statement != nullptr) pipeline_.MakeReady(*statement);
   }
   // What was on its way had to be stored again, and these with it.
@@ -108,6 +110,7 @@ void PipelinedRecords::SendRows() {
         Bind(insert, parameter++, values[field]);
       }
     }
+    if (check != nullptr) check->BindInteger(i, entry.number);
     if (write_index != nullptr) index_->BindNew(*write_index, i, entry.row);
     if (take_over_ != nullptr) {
       take_over_->BindInteger(0, entry.number);
@@ -115,6 +118,7 @@ void PipelinedRecords::SendRows() {
     }
   }
   pipeline_.Send(insert, *this);
+  if (check != nullptr) pipeline_.Send(*check, *this);
   if (write_index != nullptr) pipeline_.Send(*write_index, *this);
   sent_ += rows;
 }

@@ -28,6 +28,7 @@
 #include "platform/data/pipeline.h"
 #include "storage/address_index.h"
 #include "storage/grouped_writes.h"
+#include "storage/insert_check.h"
 #include "storage/late_errors.h"
 #include "storage/record_values.h"
 #include "storage/row_inserts.h"
@@ -98,6 +99,7 @@ class PipelinedRecords final : private PipelineSender, private GroupMember {
   std::optional<AddressIndex> index_;
   RowInserts insert_;
   std::unique_ptr<Statement> take_over_;  // of a trial table
+  std::unique_ptr<InsertCheck> check_;    // where the database may do otherwise than it is told
   IndexRow row_;                          // of the record on its way
   std::vector<Entry> records_;            // they are used again
   std::size_t begin_ = 0;

@@ -35,7 +35,13 @@ std::string InsertTarget(const Destination& destination) {
 std::string InsertText(const Destination& destination) {
   std::string marks = "?";
   for (std::size_t i = 1; i < destination.fields.size(); ++i) marks += ", ?";
-  return "INSERT INTO " + InsertTarget(destination) + " VALUES (" + marks + ")";
+  return std::string(destination.overrides_conflicts ? "INSERT OR ABORT INTO " : "INSERT INTO ") +
+         InsertTarget(destination) + " VALUES (" + marks + ")";
+}
+
+std::string UpdateText(const Destination& destination, const std::string& sets) {
+  return (destination.overrides_conflicts ? "UPDATE OR ABORT " : "UPDATE ") + destination.table + " SET " +
+         sets + " WHERE " + destination.fields[destination.number_field].column + " = ?";
 }
 
 std::string TakeOverText(const Destination& destination) {

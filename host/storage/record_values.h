@@ -26,6 +26,8 @@ std::string ColumnList(const Destination& destination);
 std::string InsertTarget(const Destination& destination);
 // "INSERT INTO table (columns) VALUES (?, ...)", one parameter a field.
 std::string InsertText(const Destination& destination);
+// "UPDATE table SET `sets` WHERE number = ?".
+std::string UpdateText(const Destination& destination, const std::string& sets);
 
 // For a trial table: "INSERT INTO table ...", which takes over the row that the table it stands for has of a
 // number, its one parameter, unless that is taken over already.

@@ -52,6 +52,7 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
                    : FreeNumbers::Of(connection_, destination_.table, number, destination_.trial_of);
   insert_ = connection_.Prepare(InsertText(destination_) + " ON CONFLICT (" + number + ") DO NOTHING");
   remove_ = connection_.Prepare("DELETE FROM " + destination_.table + " WHERE " + number + " = ?");
+  check_ = InsertCheck::For(connection_, destination_);
   if (!destination_.trial_of.empty()) {
     take_over_ = connection_.Prepare(TakeOverText(destination_));
     // The short way knows of no range.
@@ -264,17 +265,21 @@ void RecordWriter::FillPresets() {
   // A row that is there keeps what it has.
   if (const auto* number = std::get_if<std::int64_t>(&values_[destination_.number_field]);
       number != nullptr && overwrite_) {
-    if (find_ == nullptr) {
-      find_ = connection_.Prepare("SELECT 1 FROM " +
-                                  (destination_.trial_of.empty() ? destination_.table : destination_.trial_of) +
-                                  " WHERE " + destination_.fields[destination_.number_field].column + " = ?");
-    }
-    find_->BindInteger(0, *number);
-    if (!find_->Open()->IsEof()) return;
+    if (Exists(*number)) return;
   }
   for (const Preset& preset : presets_) {
     if (is_empty(preset.field)) values_[preset.field] = preset.value;
   }
+}
+
+bool RecordWriter::Exists(std::int64_t number) {
+  if (find_ == nullptr) {
+    find_ = connection_.Prepare("SELECT 1 FROM " +
+                                (destination_.trial_of.empty() ? destination_.table : destination_.trial_of) +
+                                " WHERE " + destination_.fields[destination_.number_field].column + " = ?");
+  }
+  find_->BindInteger(0, number);
+  return !find_->Open()->IsEof();
 }
 
 // FillPresets has left out what a new row would have.
@@ -304,8 +309,15 @@ void RecordWriter::IndexNewRow(std::int64_t number, const IndexedAddress& addres
 
 void RecordWriter::InsertRow(RecordValues& values, std::int64_t number, bool& inserted) {
   values[destination_.number_field] = number;
+  inserted = false;
+  // Where rows may be diverted, the count of the insert tells nothing.
+  if (check_ != nullptr && check_->Has(number)) return;
   for (std::size_t i = 0; i < values.size(); ++i) Bind(*insert_, i, values[i]);
   inserted = insert_->Execute() != 0;
+  if (check_ != nullptr) {
+    check_->Require(number);
+    inserted = true;
+  }
   if (!inserted) return;
   if (index_ && index_->IsKept()) {
     try {
@@ -332,7 +344,10 @@ void RecordWriter::TakeOver(const RecordValues& values) {
 // False where the record has a number of its own that exists.
 bool RecordWriter::InsertNew(std::int64_t record, RecordValues& values) {
   bool inserted = false;
-  group_.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
+  // A row that turns out to have another number is taken back without knowing it.
+  const auto steps =
+      check_ == nullptr ? GroupedWrites::Record::kOneStatement : GroupedWrites::Record::kSeveralStatements;
+  group_.Store(*this, steps, [&] {
     const auto* given = std::get_if<std::int64_t>(&values[destination_.number_field]);
     const bool has_number = given != nullptr;
     if (has_number) {
@@ -341,6 +356,8 @@ bool RecordWriter::InsertNew(std::int64_t record, RecordValues& values) {
     } else {
       InsertNumbered(*numbers_, [&](std::int64_t number) {
         InsertRow(values, number, inserted);
+        // One that nobody else has is not taken.
+        if (!inserted && IsQuoted(destination_.table) && !Exists(number)) RefuseDropped(destination_);
         return inserted;
       });
     }
@@ -360,8 +377,7 @@ Statement& RecordWriter::UpdateFor(const std::vector<bool>& given) {
     for (std::size_t i = 0; i < given.size(); ++i) {
       if (given[i]) sets += (sets.empty() ? "" : ", ") + destination_.fields[i].column + " = ?";
     }
-    statement = connection_.Prepare("UPDATE " + destination_.table + " SET " + sets + " WHERE " +
-                                    destination_.fields[destination_.number_field].column + " = ?");
+    statement = connection_.Prepare(UpdateText(destination_, sets));
   }
   return *statement;
 }
@@ -421,7 +437,7 @@ void RecordWriter::UpdateExisting(std::int64_t record, const RecordValues& value
       if (given[i]) Bind(update, parameter++, values[i]);
     }
     update.BindInteger(parameter, number);
-    update.Execute();
+    if (update.Execute() == 0) RefuseUnchanged(destination_, number);
     if (index_ && index_->IsKept()) {
       IndexStoredRow(number);
     } else if (index_) {
@@ -462,7 +478,11 @@ StoreResult RecordWriter::StoreOnce(std::int64_t record, RecordValues& values) {
     ++new_in_a_row_;
   } else {
     new_in_a_row_ = 0;
-    if (!overwrite_) RefuseExisting(values);
+    if (!overwrite_) {
+      const std::int64_t number = std::get<std::int64_t>(values[destination_.number_field]);
+      if (IsQuoted(destination_.table) && !Exists(number)) RefuseDropped(destination_);
+      RefuseExisting(values);
+    }
     UpdateExisting(record, values);
   }
   return {is_new ? StoreResult::Kind::kNew : StoreResult::Kind::kUpdated,

@@ -36,6 +36,7 @@
 #include "storage/free_numbers.h"
 #include "storage/group_lock.h"
 #include "storage/grouped_writes.h"
+#include "storage/insert_check.h"
 #include "storage/kept_records.h"
 #include "storage/late_errors.h"
 #include "storage/numbers_in_range.h"
@@ -85,6 +86,7 @@ class RecordWriter final : private GroupMember {
   // Sets values_. Raises as Store does.
   void Convert(const Recordset& record, const std::vector<std::size_t>& columns);
   void FillPresets();
+  bool Exists(std::int64_t number);
   bool IsKnownToExist(const RecordValues& values) const;
   void TakeOver(const RecordValues& values);
   void RequireMandatory() const;
@@ -137,6 +139,7 @@ class RecordWriter final : private GroupMember {
   };
   std::deque<Preset> presets_;          // of new rows
   std::unique_ptr<Statement> find_;     // whether a row is one
+  std::unique_ptr<InsertCheck> check_;  // where the database may do otherwise than it is told
   std::vector<std::size_t> mandatory_;  // the fields beside the number that must not be empty
   std::unique_ptr<FreeNumbers> numbers_;
 

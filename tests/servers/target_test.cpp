@@ -2,8 +2,7 @@
 #include <filesystem>
 
 #include "cli/sample_schema.h"
-#include "cli/target_fixture.h"
-#include "support/postgres_server.h"
+#include "servers/target_fixture.h"
 
 namespace kestrel::testing {
 namespace {
@@ -11,31 +10,6 @@ namespace {
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
-
-class TargetsOnPostgres : public TargetFixture {
- protected:
-  TargetsOnPostgres()
-      : TargetFixture(PostgresServer::WhyNot().empty()
-                          ? PostgresServer::Shared().ConnectionString(PostgresServer::Shared().NewDatabase())
-                          : "nirgends.db") {}
-  void SetUp() override {
-    if (const std::string reason = PostgresServer::WhyNot(); !reason.empty()) GTEST_SKIP() << reason;
-  }
-
-  // Makes the table a target of the name "ziel", and imports these lines; what the run says as JSON.
-  std::string Import(const std::string& table, const std::string& lines, const std::string& assignments,
-                     const std::string& settings = {}) {
-    const ProgramResult added = Run({"target", "add", "ziel", "--table", table});
-    EXPECT_EQ(added.status, 0) << added.err;
-    WriteSource(lines);
-    WriteSpec("ziel", assignments, settings);
-    const ProgramResult tested = Run({"run", "ziel", "--test", "--format", "json"});
-    EXPECT_THAT(tested.out, HasSubstr("\"test\":true")) << tested.err;
-    const ProgramResult run = Run({"run", "ziel", "--format", "json"});
-    EXPECT_THAT(run.out, HasSubstr("\"test\":false")) << run.err << Run({"log"}).out;
-    return run.out;
-  }
-};
 
 TEST_F(TargetsOnPostgres, ATableIsReadWithIdentityDefaultsDomainsAndEnumsAndImportedInto) {
   Execute("CREATE SCHEMA crm");

@@ -30,7 +30,7 @@ class KESTREL_INTERNAL Pipeline {
   // Has the server know the statement, so that none of several that are sent together afterwards ends the others. May
   // flush. Errors as of Send.
   virtual void MakeReady(Statement& statement) = 0;
-  // Sends a statement of this connection's that returns no rows, with the values bound to it, and goes on at
+  // Sends a statement of this connection's, of whose rows nobody is told, with the values bound to it, and goes on at
   // once. Only inside a transaction. `sender`, which lives until it is told, is told later. Error 438 for a
   // statement of another connection's kind, 3000 for what keeps it from being sent.
   virtual void Send(Statement& statement, PipelineSender& sender) = 0;
