@@ -292,7 +292,7 @@ QString RunsPage::TellOutcome(const UndoOutcome& outcome) {
     text +=
         " " + GermanCount(left, "Änderung", "Änderungen") +
         " seit dem Import stehen gelassen; %1 zeigt sie. \"Rückgängig machen...\" nimmt auf Wunsch auch sie "
-        "zurück.";
+        "zurück, doch keine Adresse, die andere Tabellen verwenden.";
   }
   if (!outcome.is_complete)
     text = "Angehalten: " + text + " \"Rückgängig machen...\" setzt die Rücknahme fort.";

@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
+#include <string>
 
+#include "ledger/decimal.h"
 #include "ledger/stored_row.h"
 
 namespace kestrel::host {
@@ -68,14 +70,36 @@ std::uint64_t HashNumber(double number) {
   return Mix(kNumber, std::bit_cast<std::uint64_t>(number == 0 ? 0.0 : number));
 }
 
+std::uint64_t HashDecimal(const Decimal& number) {
+  return HashText((number.is_negative ? "-" : "") + number.digits + "e" + std::to_string(number.exponent));
+}
+
+std::optional<double> RealOf(const StoredValue& value) {
+  if (const auto* whole = std::get_if<std::int64_t>(&value)) return static_cast<double>(*whole);
+  const std::string_view text = std::get<std::string_view>(value);
+  double number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}
+
 std::uint64_t HashValue(FieldKind kind, const StoredValue& value) {
   if (std::holds_alternative<std::monostate>(value)) return kNull;
   if (kind == FieldKind::kText || kind == FieldKind::kDate) {
     const auto* text = std::get_if<std::string_view>(&value);
     return text != nullptr ? HashText(*text) : HashText(ShownValue(value));
   }
-  const std::optional<double> number = NumberOf(value);
-  return number ? HashNumber(*number) : HashText(std::get<std::string_view>(value));
+  if (const auto* real = std::get_if<double>(&value)) return HashNumber(*real);
+  const auto* whole = std::get_if<std::int64_t>(&value);
+  constexpr std::int64_t kExactWholes = std::int64_t{1} << 53;
+  if (whole != nullptr && *whole <= kExactWholes && *whole >= -kExactWholes) {
+    return HashNumber(static_cast<double>(*whole));
+  }
+  const std::optional<Decimal> number = DecimalOf(value);
+  if (!number) return HashText(std::get<std::string_view>(value));
+  // Where a double stands for another number, too, all digits count.
+  const std::optional<double> real = RealOf(value);
+  return real && DecimalOf(*real) == number ? HashNumber(*real) : HashDecimal(*number);
 }
 
 }  // namespace

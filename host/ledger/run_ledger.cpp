@@ -10,6 +10,7 @@
 #include "platform/base/number.h"
 #include "schema/host_schema.h"
 #include "schema/settings.h"
+#include "storage/field_error.h"
 #include "storage/free_numbers.h"
 #include "storage/grouped_writes.h"
 #include "storage/retried_transaction.h"
@@ -155,7 +156,20 @@ void RunLedger::Inserted(std::int64_t record, std::int64_t number, const RecordV
   }
 }
 
-void RunLedger::Updating(std::int64_t number) { is_row_before_ = row_before_->Read(number); }
+void RunLedger::Updating(std::int64_t number, const std::vector<bool>& given) {
+  is_row_before_ = row_before_->Read(number);
+  for (std::size_t i = 0; is_row_before_ && i < given.size(); ++i) {
+    if (!given[i] || !row_before_->HoldsBytes(i)) continue;
+    const std::string& field = destination_.fields[i].name;
+    throw FieldError(
+        ErrorNumber::kDatabase,
+        "Der Datensatz " + std::to_string(number) + " der Tabelle '" + ShownTable(destination_) +
+            "' enthält im Feld '" + field +
+            "' keinen Text, sondern Bytes. Sie ließen sich nicht wiederherstellen und bleiben; ordnen "
+            "Sie das Feld nicht zu.",
+        field);
+  }
+}
 
 void RunLedger::Updated(std::int64_t record, std::int64_t number, const RecordValues& values,
                         const std::vector<bool>& given) {
@@ -163,8 +177,9 @@ void RunLedger::Updated(std::int64_t record, std::int64_t number, const RecordVa
   block.Begin(SourceRecord(record), number);
   if (!is_row_before_) return;
   for (std::size_t i = 0; i < values.size(); ++i) {
-    const StoredValue& before = row_before_->values()[i];
-    if (given[i] && !IsSameValue(before, values[i])) block.AddChange(i, before, values[i]);
+    if (given[i] && !row_before_->StaysWith(i, values[i])) {
+      block.AddChange(i, row_before_->values()[i], values[i]);
+    }
   }
   is_row_before_ = false;
 }

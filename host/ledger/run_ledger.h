@@ -79,7 +79,7 @@ class RunLedger final : public RowObserver {
   std::int64_t number() const { return number_; }
 
   void Inserted(std::int64_t record, std::int64_t number, const RecordValues& values) override;
-  void Updating(std::int64_t number) override;
+  void Updating(std::int64_t number, const std::vector<bool>& given) override;
   void Updated(std::int64_t record, std::int64_t number, const RecordValues& values,
                const std::vector<bool>& given) override;
   void WriteDown() override;

@@ -7,6 +7,7 @@
 #include "ledger/fingerprint.h"
 #include "ledger/run_state.h"
 #include "platform/base/counted.h"
+#include "schema/host_schema.h"
 #include "storage/grouped_writes.h"
 #include "storage/sqlite_settings.h"
 
@@ -27,7 +28,11 @@ constexpr std::string_view kStored = " AND Ereignis IN ('neu', 'geändert')";
 }  // namespace
 
 RunUndo::RunUndo(Connection& connection, std::int64_t run, const Options& options)
-    : connection_(connection), run_(run), options_(options), position_((run + 1) * kRowsPerRun) {
+    : connection_(connection),
+      run_(run),
+      options_(options),
+      recovery_(dynamic_cast<const Recovery*>(&connection)),
+      position_((run + 1) * kRowsPerRun) {
   GroupedWrites::Of(connection_).Flush();
   RestoreLedger(connection_);
   const std::string name = "Der Importlauf " + std::to_string(run_);
@@ -53,7 +58,18 @@ RunUndo::RunUndo(Connection& connection, std::int64_t run, const Options& option
            "wieder.");
   }
   RequireAllRows();
-  row_ = std::make_unique<StoredRow>(connection_, *destination_);
+  Trap(
+      [&] {
+        row_ = std::make_unique<StoredRow>(connection_, *destination_);
+        references_ = std::make_unique<References>(connection_, *destination_);
+        // Without the right to it each address would be left alone by itself.
+        if (!IsSqlite(connection_)) connection_.Execute("DELETE FROM " + destination_->table + " WHERE 1 = 0");
+      },
+      [&](const RuntimeError& error) {
+        throw RuntimeError(error.Number(), name + " kann nicht zurückgenommen werden. " + error.Description() +
+                                               ". Hat sich die Tabelle '" + ShownTable(*destination_) +
+                                               "' seit dem Import geändert, oder fehlt ein Recht?");
+      });
   if (destination_->address_type != 0) {
     index_.emplace(connection_, destination_->address_type, std::make_shared<KeyMemory>());
     address_fields_.emplace(*destination_);
@@ -193,25 +209,57 @@ bool RunUndo::UndoNew(const Entry& entry, LedgerBlockWriter& rest) {
   const auto fingerprint = reader.ReadFingerprint(FingerprintSize(*destination_));
   if (fingerprint) {
     std::string now;
-    AppendFingerprint(now, *destination_, row_->values());
+    AppendFingerprint(now, *destination_, row_->as_imported());
     is_changed = now != *fingerprint;
   } else {
     for (std::size_t i = 0; i < destination_->fields.size(); ++i) {
       imported.push_back(reader.Read());
-      if (i != destination_->number_field && !IsSameValue(row_->values()[i], imported[i])) is_changed = true;
+      if (i != destination_->number_field && !row_->HasImported(i, imported[i])) is_changed = true;
     }
   }
   if (is_changed && !options_.takes_changes) {
     TellChangesOfNew(entry, fingerprint.value_or(""), imported);
-    rest.Begin(entry.record, entry.number);
-    rest.AddContent(entry.content);
-    return true;
+  } else if (Remove(entry)) {
+    return false;
+  }
+  rest.Begin(entry.record, entry.number);
+  rest.AddContent(entry.content);
+  return true;
+}
+
+// Whether the database has just said no, and goes on.
+bool RunUndo::IsRefusal() const {
+  return connection_.InTransaction() && connection_.StopReason().empty() &&
+         (recovery_ == nullptr || recovery_->LastLoss() == Recovery::Loss::kLasting);
+}
+
+void RunUndo::TellKept(const Entry& entry, const std::string& reason) {
+  left_alone_.push_back({entry.record, entry.number, "", "", "", "(" + reason + ")"});
+}
+
+bool RunUndo::Remove(const Entry& entry) {
+  if (const std::string table = references_->To(entry.number); !table.empty()) {
+    TellKept(entry, "von '" + table + "' verwendet");
+    return false;
+  }
+  std::string refusal;
+  const auto remove = [&] {
+    remove_->BindInteger(0, entry.number);
+    if (remove_->Execute() == 0 && row_->Read(entry.number)) {
+      refusal = "Ein Trigger oder eine Regel der Tabelle hat das Löschen verhindert.";
+    }
+  };
+  Trap(remove, [&](const RuntimeError& error) {
+    if (!IsRefusal()) throw;
+    refusal = error.Description();
+  });
+  if (!refusal.empty()) {
+    TellKept(entry, refusal);
+    return false;
   }
   if (index_) index_->Remove(entry.number);
-  remove_->BindInteger(0, entry.number);
-  remove_->Execute();
   ++removed_;
-  return false;
+  return true;
 }
 
 void RunUndo::TellChangesOfNew(const Entry& entry, std::string_view fingerprint, const RecordValues& imported) {
@@ -221,13 +269,13 @@ void RunUndo::TellChangesOfNew(const Entry& entry, std::string_view fingerprint,
   };
   if (fingerprint.empty()) {
     for (std::size_t i = 0; i < now.size(); ++i) {
-      if (i == destination_->number_field || IsSameValue(now[i], imported[i])) continue;
+      if (i == destination_->number_field || row_->HasImported(i, imported[i])) continue;
       tell(destination_->fields[i].name, ShownValue(imported[i]), ShownValue(now[i]));
     }
     return;
   }
   std::string fingerprint_now;
-  AppendFingerprint(fingerprint_now, *destination_, now);
+  AppendFingerprint(fingerprint_now, *destination_, row_->as_imported());
   const std::vector<std::size_t> fields = DifferentFields(fingerprint, fingerprint_now);
   for (const std::size_t field : fields) {
     if (field < now.size()) tell(destination_->fields[field].name, kNotKept, ShownValue(now[field]));
@@ -239,25 +287,34 @@ bool RunUndo::UndoUpdate(const Entry& entry, LedgerBlockWriter& rest) {
   const bool is_there = !numbers_of_later_runs_.contains(entry.number) && row_->Read(entry.number);
   LedgerBlockReader reader(entry.content);
   std::vector<std::pair<std::size_t, StoredValue>> fields;
+  std::vector<StoredValue> imported_values;
+  const auto keep = [&](std::size_t field, const StoredValue& before, const StoredValue& imported) {
+    if (rest.IsEmpty()) rest.Begin(entry.record, entry.number);
+    rest.AddChange(field, before, imported);
+  };
   while (const auto field = reader.ReadChange()) {
     const StoredValue before = reader.Read();
     const StoredValue imported = reader.Read();
     if (*field >= destination_->fields.size()) continue;
-    if (is_there && IsSameValue(row_->values()[*field], before)) continue;
-    if (is_there && (options_.takes_changes || IsSameValue(row_->values()[*field], imported))) {
+    if (is_there && row_->values()[*field] == before) continue;
+    if (is_there && (options_.takes_changes || row_->HasImported(*field, imported))) {
       fields.emplace_back(*field, before);
+      imported_values.push_back(imported);
       continue;
     }
+    // As an earlier version of the program has noted it.
+    if (is_there && row_->HasImported(*field, before)) continue;
     left_alone_.push_back({entry.record, entry.number, destination_->fields[*field].name, ShownValue(before),
                            ShownValue(imported), is_there ? ShownValue(row_->values()[*field]) : kDeleted});
-    if (rest.IsEmpty()) rest.Begin(entry.record, entry.number);
-    rest.AddChange(*field, before, imported);
+    keep(*field, before, imported);
   }
-  if (!fields.empty()) RestoreFields(entry.number, fields);
+  if (!fields.empty() && !RestoreFields(entry, fields)) {
+    for (std::size_t i = 0; i < fields.size(); ++i) keep(fields[i].first, fields[i].second, imported_values[i]);
+  }
   return !rest.IsEmpty();
 }
 
-void RunUndo::RestoreFields(std::int64_t number,
+bool RunUndo::RestoreFields(const Entry& entry,
                             const std::vector<std::pair<std::size_t, StoredValue>>& fields) {
   std::string sets;
   for (const auto& [field, value] : fields) {
@@ -267,14 +324,26 @@ void RunUndo::RestoreFields(std::int64_t number,
   if (update == nullptr) {
     update = connection_.Prepare(UpdateText(*destination_, sets));
   }
-  std::size_t parameter = 0;
-  for (const auto& [field, value] : fields) Bind(*update, parameter++, value);
-  update->BindInteger(parameter, number);
-  update->Execute();
-  if (index_ && index_->IsKept() && row_->Read(number)) {
-    index_->Write(number, address_fields_->Of(row_->values()));
+  std::string refusal;
+  const auto restore = [&] {
+    std::size_t parameter = 0;
+    for (const auto& [field, value] : fields) Bind(*update, parameter++, value);
+    update->BindInteger(parameter, entry.number);
+    if (update->Execute() == 0) refusal = "Ein Trigger oder eine Regel der Tabelle hat das Ändern verhindert.";
+  };
+  Trap(restore, [&](const RuntimeError& error) {
+    if (!IsRefusal()) throw;
+    refusal = error.Description();
+  });
+  if (!refusal.empty()) {
+    TellKept(entry, refusal);
+    return false;
+  }
+  if (index_ && index_->IsKept() && row_->Read(entry.number)) {
+    index_->Write(entry.number, address_fields_->Of(row_->values()));
   }
   ++restored_;
+  return true;
 }
 
 void RunUndo::Finish() {

@@ -8,7 +8,9 @@
 //     What is taken back is taken out of the row in the same transaction: wherever a program ends, the next undo of
 //     the run goes on there. What was left alone stays in the row, so that it can be taken back later.
 //  3. A number that a later run has given to a new address is that run's, also where both addresses look the same.
-//  4. A trial does the same in one transaction, which it takes back at its end.
+//  4. Rows of other tables stay as they are: what they refer to is left alone, and so is what the database holds on to,
+//     whether or not changes are to be taken back.
+//  5. A trial does the same in one transaction, which it takes back at its end.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +22,10 @@
 #include <vector>
 
 #include "ledger/ledger_block.h"
+#include "ledger/references.h"
 #include "ledger/run_lock.h"
 #include "ledger/stored_row.h"
+#include "platform/data/recovery.h"
 #include "storage/address_fields.h"
 #include "storage/address_index.h"
 
@@ -34,7 +38,7 @@ struct LeftAlone {
   std::string field;
   std::string before;    // the import; empty for a new address
   std::string imported;  // "(nicht aufbewahrt)" where the ledger keeps only a fingerprint
-  std::string now;
+  std::string now;       // in brackets what keeps it, where no field was changed
 };
 
 class RunUndo {
@@ -76,8 +80,12 @@ class RunUndo {
   bool UndoNew(const Entry& entry, LedgerBlockWriter& rest);
   bool UndoUpdate(const Entry& entry, LedgerBlockWriter& rest);
   void TellChangesOfNew(const Entry& entry, std::string_view fingerprint, const RecordValues& imported);
+  bool Remove(const Entry& entry);
+  void TellKept(const Entry& entry, const std::string& reason);
+  bool IsRefusal() const;
   void UndoRow(std::int64_t row, bool is_new, std::string_view text);
-  void RestoreFields(std::int64_t number, const std::vector<std::pair<std::size_t, StoredValue>>& fields);
+  // False where the database holds on to what is there.
+  bool RestoreFields(const Entry& entry, const std::vector<std::pair<std::size_t, StoredValue>>& fields);
   void Finish();
 
   Connection& connection_;
@@ -86,6 +94,8 @@ class RunUndo {
   std::unique_ptr<RunLock> lock_;
   std::unique_ptr<Destination> destination_;
   std::unique_ptr<StoredRow> row_;
+  std::unique_ptr<References> references_;
+  const Recovery* const recovery_;  // null where a failure tells nothing of its transaction
   std::optional<AddressIndex> index_;
   std::optional<AddressFields> address_fields_;
   std::unique_ptr<Statement> next_row_;

@@ -86,6 +86,34 @@ bool IsServersDecimal(std::string_view text) {
   return !whole.empty() && !fraction.empty() && IsDigits(whole) && IsDigits(fraction);
 }
 
+// What a server makes of such a number where it keeps so many decimals, or so many zeros before the point, digit by digit:
+// half way up to the greater amount. Without `decimals` it keeps all that are written.
+std::string ServersDecimal(std::string_view text, std::optional<int> decimals) {
+  const bool is_negative = text.starts_with('-');
+  if (is_negative) text.remove_prefix(1);
+  const std::size_t point = std::min(text.find('.'), text.size());
+  std::string digits = "0" + std::string(text.substr(0, point));
+  // Of the digits in front of the point.
+  std::ptrdiff_t whole = std::ssize(digits);
+  if (point < text.size()) digits += text.substr(point + 1);
+  if (decimals) {
+    const auto kept = whole + *decimals;
+    const bool is_up = kept >= 0 && kept < std::ssize(digits) && digits[static_cast<std::size_t>(kept)] >= '5';
+    digits.resize(static_cast<std::size_t>(std::max<std::ptrdiff_t>(kept, 0)), '0');
+    for (std::size_t at = digits.size(); is_up && at-- > 0;) {
+      if (digits[at]++ != '9') break;
+      digits[at] = '0';
+    }
+    digits.resize(static_cast<std::size_t>(std::max(whole, kept)), '0');
+  }
+  const std::size_t first = digits.find_first_not_of('0');
+  const auto front = std::min(first, static_cast<std::size_t>(whole - 1));
+  digits.erase(0, front);
+  whole -= static_cast<std::ptrdiff_t>(front);
+  if (std::ssize(digits) > whole) digits.insert(static_cast<std::size_t>(whole), ".");
+  return (is_negative && first != std::string::npos ? "-" : "") + digits;
+}
+
 // Half way up to the greater amount, by the number as it is written: 1,005 is 1,01.
 double RoundToDecimals(double number, int decimals) {
   char digits[32];
@@ -175,7 +203,9 @@ StoredValue detail::ConvertOrRefuse(const DestinationField& field, std::string_v
     if (!IsServersDecimal(trimmed)) {
       Refuse(field, text, "bei mehr als 15 Ziffern eine Zahl mit Dezimalpunkt und ohne Gruppenzeichen");
     }
-    return trimmed;
+    const bool rounds = field.rounding.kind == Rounding::Kind::kDecimals;
+    date.number = ServersDecimal(trimmed, rounds ? std::optional<int>(field.rounding.decimals) : std::nullopt);
+    return date.number;
   }
   return Rounded(field.rounding, *number);
 }

@@ -15,9 +15,10 @@ namespace kestrel::host {
 // Nothing (the column stays null or as it was), a number, or a text: a view of the record's, or an ISO date.
 using StoredValue = std::variant<std::monostate, std::int64_t, double, std::string_view>;
 
-// Ten characters "JJJJ-MM-TT"; the memory of a converted date.
+// The memory of a converted text: ten characters "JJJJ-MM-TT" of a date, or the digits of a long number.
 struct IsoDate {
   char text[10];
+  std::string number = {};
 };
 
 namespace detail {
@@ -33,7 +34,7 @@ inline bool FitsByBytes(const DestinationField& field, std::string_view text) {
 
 // Converts `text` of a field that is not null.
 //   whole number, real number   a number in German or English writing; nothing for an empty text. A decimal number of more
-//                               digits than a double keeps stays a text, where the column keeps them
+//                               digits than a double keeps is the text that the column keeps of it, where it does
 //   date                        JJJJMMTT with or without 000000, TT.MM.JJJJ or JJJJ-MM-TT to ISO; nothing for
 //                               an empty text
 //   true or false               1 or 0, for what is so called in German or English; nothing for an empty text

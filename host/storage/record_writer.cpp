@@ -430,7 +430,7 @@ void RecordWriter::UpdateExisting(std::int64_t record, const RecordValues& value
     return;
   }
   group_.Store(*this, GroupedWrites::Record::kSeveralStatements, [&] {
-    if (observer_ != nullptr) observer_->Updating(number);
+    if (observer_ != nullptr) observer_->Updating(number, given);
     Statement& update = UpdateFor(given);
     std::size_t parameter = 0;
     for (std::size_t i = 0; i < values.size(); ++i) {

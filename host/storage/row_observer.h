@@ -19,8 +19,9 @@ class RowObserver {
 
   // A row with these values stands in the open group. Raises nothing.
   virtual void Inserted(std::int64_t record, std::int64_t number, const RecordValues& values) = 0;
-  // The row with this number is about to be updated. Error 3000.
-  virtual void Updating(std::int64_t number) = 0;
+  // The fields of the row with this number that are `given` are about to be updated. Error 3000, also where they are not
+  // to be.
+  virtual void Updating(std::int64_t number, const std::vector<bool>& given) = 0;
   // The values of the fields that are `given` have replaced those of that row. Raises nothing.
   virtual void Updated(std::int64_t record, std::int64_t number, const RecordValues& values,
                        const std::vector<bool>& given) = 0;

@@ -170,6 +170,19 @@ class ToldWaits final : private WaitWatch {
   bool is_told_ = false;
 };
 
+// Those that no change keeps: the sample host tells no field of them. The row at hand is the first again.
+std::int64_t CountKept(Recordset& left) {
+  constexpr std::size_t kField = 2;
+  constexpr std::size_t kNow = 5;
+  std::int64_t count = 0;
+  const std::int64_t rows = left.RecordCount();
+  for (std::int64_t row = 0; row < rows; ++row, left.MoveNext()) {
+    if (left.TextAt(kField).empty() && !left.TextAt(kNow).empty()) ++count;
+  }
+  if (rows > 0) left.MoveFirst();
+  return count;
+}
+
 }  // namespace
 
 int RunsCommand(Workspace& workspace, const RunsOptions& options) {
@@ -219,6 +232,7 @@ int UndoCommand(Workspace& workspace, const UndoOptions& options) {
   const RecordsetPtr left = ToRecordset(CallMethod(ledger, "LeftAlone"));
   const bool is_any_left = !left->IsEof();
   const std::int64_t left_count = left->RecordCount();
+  const std::int64_t kept_count = CountKept(*left);
   if (workspace.options().format == OutputFormat::kJson) {
     for (; !left->IsEof(); left->MoveNext()) WriteJsonRow(workspace.out(), *left, kLeftColumns);
     JsonObject(workspace.out())
@@ -237,8 +251,14 @@ int UndoCommand(Workspace& workspace, const UndoOptions& options) {
                                          : "Es würden ")
                     << Counted(removed, "Adresse", "Adressen") << " gelöscht, "
                     << Counted(number("Restored"), "Adresse", "Adressen") << " wiederhergestellt, "
-                    << Counted(left_count, "Änderung", "Änderungen") << " seit dem Import stehen gelassen."
-                    << (is_any_left ? " Auch sie nimmt --force zurück." : "") << std::endl;
+                    << Counted(left_count - kept_count, "Änderung", "Änderungen")
+                    << " seit dem Import stehen gelassen."
+                    << (left_count > kept_count ? " Auch sie nimmt --force zurück." : "");
+    if (kept_count > 0) {
+      workspace.err() << ' ' << Counted(kept_count, "Adresse bleibt", "Adressen bleiben")
+                      << ", weil andere Tabellen sie verwenden oder die Datenbank sie festhält.";
+    }
+    workspace.err() << std::endl;
   }
   if (is_stopped) {
     workspace.err() << "Angehalten. " << (options.dry_run ? "Die Vorschau ist unvollständig." : go_on)

@@ -214,7 +214,8 @@ TEST_F(LedgerCommands, ADryRunChangesNothing) {
 
 TEST_F(LedgerCommands, AnUndoThatFailsSaysHowToGoOnAndDoes) {
   Import("1;A;Köln\r\n2;B;Köln\r\n");
-  Change("CREATE TRIGGER halt BEFORE DELETE ON Kunden BEGIN SELECT RAISE(ABORT, 'keine Rechte'); END");
+  Change(
+      "CREATE TRIGGER halt BEFORE UPDATE ON Importlaufzeilen BEGIN SELECT RAISE(ABORT, 'keine Rechte'); END");
   const ProgramResult failed = Run({"undo", "1"});
   EXPECT_EQ(failed.status, 4);
   EXPECT_THAT(failed.err,

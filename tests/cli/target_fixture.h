@@ -55,6 +55,11 @@ class TargetFixture : public ::testing::Test {
            "[FieldAssignments]\n" + assignments;
     WriteFileAtomically(import + "/" + target + ".IMP", ToWindows1252(ReplaceAll(text, "\n", "\r\n")));
   }
+  // Has the specification that was written overwrite what has the number of a record.
+  void LetOverwrite(const std::string& target) const {
+    const std::string path = folder_.File("Import") + "/" + target + ".IMP";
+    WriteFileAtomically(path, ReplaceAll(ReadWholeFile(path), "Ueberschreiben=0", "Ueberschreiben=1"));
+  }
   void WriteSource(std::string_view lines) const {
     WriteFileAtomically(folder_.File("Import") + "/quelle.txt", ToWindows1252(ReplaceAll(lines, "\n", "\r\n")));
   }

@@ -56,6 +56,22 @@ TEST(Fingerprint, TellsEveryChangeOfAValue) {
   }
 }
 
+TEST(Fingerprint, TellsLongNumbersApartHoweverTheyAreKept) {
+  const auto of_number = [](const StoredValue& value) {
+    RecordValues values = kValues;
+    values[3] = value;
+    return Of(values);
+  };
+  using std::string_view_literals::operator""sv;
+  EXPECT_NE(of_number("12345678901234567.25"sv), of_number("12345678901234567.26"sv));
+  EXPECT_NE(of_number(std::int64_t{9007199254740993}), of_number(std::int64_t{9007199254740992}));
+  EXPECT_EQ(of_number(std::int64_t{9007199254740993}), of_number("9007199254740993"sv));
+  EXPECT_EQ(of_number("12345678901234567.50"sv), of_number("12345678901234567.5"sv));
+  EXPECT_EQ(of_number(0.1 + 0.2), of_number("0.30000000000000004"sv));
+  EXPECT_EQ(of_number(1e300), of_number("1e+300"sv));
+  EXPECT_EQ(of_number(-0.5), of_number("-0.50"sv));
+}
+
 TEST(Fingerprint, TellsTextsOfEveryLengthApart) {
   for (std::size_t length = 0; length <= 40; ++length) {
     RecordValues one = kValues;
