@@ -34,6 +34,12 @@ void SetKind(ReadColumn& column) {
   }
 }
 
+// By SQLite's own rules, which go by parts of the type's name.
+bool MakesNumbersOfTexts(const std::string& declared) {
+  const std::string type = UpperCase(declared);
+  return !type.empty() && !Has(type, {"CHAR", "CLOB", "TEXT", "BLOB"});
+}
+
 void ReadUniqueColumns(Connection& connection, const std::string& table, TableCatalog& catalog) {
   const auto query = connection.Prepare(
       "SELECT c.name FROM pragma_table_info(?) c WHERE c.\"notnull\" AND EXISTS (SELECT 1 FROM "
@@ -95,7 +101,7 @@ void ReadReferences(Connection& connection, const std::string& table, ReadTable&
 
 TableCatalog ReadSqliteTable(Connection& connection, std::string_view name) {
   const auto find = connection.Prepare(
-      "SELECT name, type FROM pragma_table_list WHERE schema = 'main' AND name = ? COLLATE NOCASE");
+      "SELECT name, type, wr, strict FROM pragma_table_list WHERE schema = 'main' AND name = ? COLLATE NOCASE");
   find->BindText(0, name);
   const RecordsetPtr found = find->Open();
   if (found->IsEof()) {
@@ -110,6 +116,8 @@ TableCatalog ReadSqliteTable(Connection& connection, std::string_view name) {
   }
   TableCatalog catalog;
   catalog.read.table = Quoted(table);
+  catalog.takes_any_value = !found->ValueAt(3).ToBool();
+  const bool has_rows_by_number = !found->ValueAt(2).ToBool();
   const auto query = connection.Prepare(
       "SELECT name, type, \"notnull\", coalesce(dflt_value, ''), pk, hidden FROM pragma_table_xinfo(?)");
   query->BindText(0, table);
@@ -130,7 +138,16 @@ TableCatalog ReadSqliteTable(Connection& connection, std::string_view name) {
       column.refusal = "Die Datenbank berechnet sie.";
       column.is_mandatory = false;
     }
-    if (rows->ValueAt(4).ToInteger() != 0) catalog.keys.push_back(column.name);
+    if (rows->ValueAt(4).ToInteger() != 0) {
+      catalog.keys.push_back(column.name);
+      catalog.has_whole_key = has_rows_by_number && EqualsIgnoringCase(column.type, "INTEGER");
+    }
+    if (column.kind == FieldKind::kText && column.refusal.empty() && MakesNumbersOfTexts(column.type)) {
+      column.remark =
+          "Ihr Typ " + column.type +
+          " macht in SQLite aus Texten, die wie Zahlen aussehen, Zahlen: Aus '01067' wird 1067. Geben Sie "
+          "ihr in der Datenbank einen Typ mit TEXT oder CHAR, wenn das nicht so sein soll.";
+    }
     catalog.read.columns.push_back(std::move(column));
   }
   ReadUniqueColumns(connection, table, catalog);

@@ -16,6 +16,10 @@ struct TableCatalog {
   std::vector<std::string> keys;  // the columns of the primary key
   // Those that alone are unique and never null, by whatever index or constraint.
   std::vector<std::string> unique_columns = {};
+  // Columns of whole numbers take other values as well, as SQLite's do.
+  bool takes_any_value = false;
+  // Whether the primary key, where it is one such column, takes none.
+  bool has_whole_key = false;
 };
 
 // Errors as of ReadTableOf.

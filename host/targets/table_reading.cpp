@@ -15,6 +15,10 @@ namespace {
 std::string WhyNoFieldName(std::string_view name) {
   constexpr std::size_t kLongestName = 255;
   if (LengthInCharacters(name) > kLongestName) return "Der Name ist länger als 255 Zeichen.";
+  if (FromWindows1252(ToWindows1252(name)) != name) {
+    return "Ihr Name enthält Zeichen, die in keiner Importspezifikation stehen können (andere als die "
+           "westeuropäischen).";
+  }
   const bool is_key = !name.empty() && name.front() != ';' && name.front() != '[' &&
                       name.find_first_of("=\r\n") == std::string_view::npos && TrimBlanks(name) == name;
   return is_key ? std::string()
@@ -26,7 +30,7 @@ void JudgeNames(ReadTable& read) {
   for (auto column = read.columns.begin(); column != read.columns.end(); ++column) {
     if (column->refusal.empty()) column->refusal = WhyNoFieldName(column->name);
     const bool is_second = std::any_of(read.columns.begin(), column, [&](const ReadColumn& other) {
-      return EqualsIgnoringCase(other.name, column->name);
+      return UpperCase(other.name) == UpperCase(column->name);
     });
     if (is_second) column->refusal = "Eine andere Spalte heißt bis auf Groß- und Kleinschreibung ebenso.";
   }
@@ -115,6 +119,26 @@ std::vector<ReadColumn>::iterator ChooseNumber(std::string_view name, TableCatal
 
 }  // namespace
 
+namespace {
+
+// Where the database lets a number be something else, and a row has used that.
+void RequireWholeNumbers(Connection& connection, std::string_view name, const TableCatalog& catalog,
+                         const ReadColumn& number) {
+  const bool is_key = catalog.keys.size() == 1 && catalog.keys.front() == number.name;
+  if (!catalog.takes_any_value || (is_key && catalog.has_whole_key)) return;
+  const std::string column = Quoted(number.name);
+  const RecordsetPtr other =
+      connection.OpenRecordset("SELECT quote(t." + column + ") FROM " + catalog.read.table +
+                               " AS t WHERE typeof(t." + column + ") NOT IN ('integer', 'null') LIMIT 1");
+  if (other->IsEof()) return;
+  RefuseTable(name, "Ihre Spalte '" + number.name +
+                        "', an der ein Import seine Datensätze wiedererkennt, enthält nicht nur "
+                        "ganze Zahlen, sondern auch " +
+                        std::string(other->TextAt(0)) + ".");
+}
+
+}  // namespace
+
 ReadTable ReadTableOf(Connection& connection, std::string_view name) {
   TableCatalog catalog =
       IsSqlite(connection) ? ReadSqliteTable(connection, name) : ReadPostgresTable(connection, name);
@@ -124,6 +148,11 @@ ReadTable ReadTableOf(Connection& connection, std::string_view name) {
     if (column != number && column->refusal.empty()) column->refusal = column->filled_by;
   }
   JudgeNames(read);
+  if (!number->refusal.empty()) {
+    RefuseTable(name, "Die Spalte '" + number->name + "' mit ihren Nummern lässt sich nicht importieren. " +
+                          number->refusal);
+  }
+  RequireWholeNumbers(connection, name, catalog, *number);
   number->is_mandatory = false;
   number->preset.clear();
   read.number = static_cast<std::size_t>(number - read.columns.begin());

@@ -20,6 +20,7 @@ struct ReadColumn {
   bool is_mandatory = false;  // must have a value and gets none by itself
   std::string preset;         // its constant default, as a text that is imported
   Rounding rounding = {};     // of numbers, by the database
+  std::string remark = {};    // what a person should know of it, a sentence
   std::string refusal;        // why it cannot be a field, a German sentence; empty where it can
   std::string
       filled_by;  // by what the database gives it a value, a sentence; only the number may be such a column

@@ -205,6 +205,7 @@ void StoreFields(Connection& connection, const std::string& prog_id, const ReadT
       remarks.push_back({column.name, "Bleibt außen vor. " + column.refusal});
       continue;
     }
+    if (!column.remark.empty()) remarks.push_back({column.name, column.remark});
     const RowSource source = RowSourceOf(connection, column, remarks);
     const std::string name = Quoted(column.name);
     row->BindText(0, prog_id);

@@ -196,6 +196,12 @@ TEST_F(TargetCommands, TablesThatCannotBeOneAreRefusedWithTheReason) {
   EXPECT_THAT(refusal("bild"), HasSubstr("Ihre Pflichtspalte 'inhalt' kann nicht gefüllt werden"));
   EXPECT_THAT(refusal("sicht"), HasSubstr("Sie ist eine Sicht; nennen Sie die Tabelle, aus der sie liest."));
   EXPECT_THAT(refusal("fehlt"), HasSubstr("Es gibt sie in dieser Datenbank nicht."));
+  Execute("CREATE TABLE gemischt (nr INT PRIMARY KEY, name TEXT, ort TEXT)");
+  Execute("INSERT INTO gemischt VALUES (1, 'a', 'b'), (NULL, 'a', 'b'), ('A17', 'a', 'b')");
+  EXPECT_THAT(refusal("gemischt"), HasSubstr("enthält nicht nur ganze Zahlen, sondern auch 'A17'."));
+  Execute("CREATE TABLE fremd (\"Номер\" INTEGER PRIMARY KEY, name TEXT)");
+  EXPECT_THAT(refusal("fremd"),
+              HasSubstr("Die Spalte 'Номер' mit ihren Nummern lässt sich nicht importieren."));
   EXPECT_EQ(Query("SELECT count(*) FROM sqlite_schema WHERE name LIKE 'kestrel%'"), "0\n");
 }
 
@@ -250,6 +256,27 @@ TEST_F(TargetCommands, OddNamesAndColumnsCalledAsTheProgramsOwnAreNoMatter) {
   EXPECT_EQ(Query("SELECT * FROM \"select\""), "1|1|'x|y|z|7\n");
   EXPECT_EQ(Run({"target", "check", "odd"}).status, 0);
   EXPECT_THAT(Run({"undo", "1"}).err, HasSubstr("1 Adresse gelöscht"));
+}
+
+// A specification keeps names in the ANSI code page, without regard to case; two columns must not share an entry.
+TEST_F(TargetCommands, ColumnsWhoseNamesNoSpecificationKeepsAreLeftOutWithTheReason) {
+  Execute("CREATE TABLE namen (id INTEGER PRIMARY KEY, \"ä\" TEXT, \"Ä\" TEXT, \"Имя\" TEXT, \"Łódź\" TEXT)");
+  const std::string told = Run({"target", "add", "namen", "--table", "namen"}).err;
+  EXPECT_THAT(
+      told,
+      HasSubstr("Ä: Bleibt außen vor. Eine andere Spalte heißt bis auf Groß- und Kleinschreibung ebenso."));
+  for (const char* name : {"Имя", "Łódź"}) {
+    EXPECT_THAT(told, HasSubstr(std::string(name) + ": Bleibt außen vor. Ihr Name enthält Zeichen"));
+  }
+  EXPECT_EQ(Run({"target", "show", "namen", "--format", "csv"}).out,
+            "Feld,Typ,Länge,Pflicht,Schlüssel,Vorgabe,Auswahl\r\nid,ganze Zahl,,,Nummer,,\r\nä,Text,,,,,\r\n");
+}
+
+TEST_F(TargetCommands, ATypeThatMakesNumbersOfTextsIsTold) {
+  Execute("CREATE TABLE zahlen (id INTEGER PRIMARY KEY, plz STRING, ort VARCHAR(5), frei)");
+  const std::string told = Run({"target", "add", "zahlen", "--table", "zahlen"}).err;
+  EXPECT_THAT(told,
+              AllOf(HasSubstr("plz: Ihr Typ STRING macht"), Not(HasSubstr("ort: ")), Not(HasSubstr("frei: "))));
 }
 
 TEST_F(TargetCommands, ValuesOfALongTableAreNotOfferedAndNotHeldForWrong) {
