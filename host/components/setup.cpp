@@ -14,12 +14,14 @@
 #include "storage/index_repair.h"
 #include "storage/missing_rights.h"
 #include "storage/sqlite_settings.h"
+#include "targets/target_store.h"
 
 namespace kestrel::host {
 
 void Setup::Bind(Members& members) {
   members.Method("CreateSampleHost", &Setup::CreateSampleHost);
-  members.Method("CreateSampleFiles", &Setup::CreateSampleFiles);
+  members.Method("CreateFiles", &Setup::CreateFiles);
+  members.Method("TablesOfAnother", &Setup::TablesOfAnother);
   members.Method("RestoreDatabase", &Setup::RestoreDatabase);
   members.Method("WhyReadOnly", &Setup::WhyReadOnly);
   members.Method("WhyOtherVersion", &Setup::WhyOtherVersion);
@@ -47,6 +49,31 @@ void Setup::CreateSampleFiles(const std::string& folder) {
     const std::string path = JoinPath(import, file.name);
     if (!FileExists(path)) WriteFileAtomically(path, file.bytes);
   }
+}
+
+bool Setup::CreateFiles(const ObjectPtr& connection, const std::string& folder) {
+  Connection& database = RequireHost(connection);
+  if (!AreOwnTablesApart(database)) {
+    CreateSampleFiles(folder);
+    return true;
+  }
+  const std::string import = JoinPath(folder, "Import");
+  CreateFolders(import);
+  for (const TargetSummary& target : Targets(database)) WriteTemplateOf(database, target.name, import);
+  return false;
+}
+
+std::string Setup::TablesOfAnother(const ObjectPtr& connection) {
+  Connection& database = RequireHost(connection);
+  if (AreOwnTablesApart(database) || IsSampleHost(database)) return {};
+  constexpr std::size_t kNamed = 3;
+  std::string names;
+  std::size_t count = 0;
+  for (const CatalogTable& table : database.Tables()) {
+    if (table.type != "TABLE" || ++count > kNamed) continue;
+    names += (names.empty() ? "" : ", ") + table.name;
+  }
+  return count > kNamed ? names + " ..." : names;
 }
 
 std::string Setup::RestoreDatabase(const ObjectPtr& connection) {

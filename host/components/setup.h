@@ -26,6 +26,12 @@ class Setup final : public BoundObject<Setup> {
   // In `folder`, made if missing: the folder "Import" with templates, a specification "Kunden.IMP" and the file
   // "Beispieladressen.txt" that it imports. What exists stays as it is. Errors of files.
   void CreateSampleFiles(const std::string& folder);
+  // In `folder`, made if missing, what goes with an open database: of the sample host's the same, true; of another
+  // application's the templates of its targets. What exists stays as it is. Errors of files and of the database.
+  bool CreateFiles(const ObjectPtr& connection, const std::string& folder);
+  // Some of the tables of a database that holds any, where they are neither the sample host's nor those beside targets; else
+  // empty. Error 3000.
+  std::string TablesOfAnother(const ObjectPtr& connection);
   // For whoever has opened the host's database: puts right what is missing in it or was broken off,
   // see RestoreAddressIndexes and RestoreLedger; and makes the import classes of its targets known.
   std::string RestoreDatabase(const ObjectPtr& connection);

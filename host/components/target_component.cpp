@@ -168,14 +168,7 @@ ObjectPtr TargetComponent::Fields(std::string_view name) {
 ObjectPtr TargetComponent::Check(std::string_view name) { return RowsOf(CheckTarget(OpenConnection(), name)); }
 
 std::string TargetComponent::WriteTemplate(std::string_view name, const std::string& folder) {
-  const TargetSummary target = RequireTarget(OpenConnection(), name);
-  std::string path = JoinPath(folder, target.name + ".IMT");
-  CreateFolders(folder);
-  if (!FileExists(path)) {
-    WriteFileAtomically(path,
-                        ToWindows1252(ReplaceAll(TemplateOf(OpenConnection(), target.name), "\n", "\r\n")));
-  }
-  return path;
+  return WriteTemplateOf(OpenConnection(), name, folder);
 }
 
 void TargetComponent::StartIndex(std::string_view name, bool repairs) {

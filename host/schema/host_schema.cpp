@@ -349,8 +349,9 @@ void RequireTable(Connection& connection, std::string_view name) {
   if (HasTable(connection, name)) return;
   throw RuntimeError(ErrorNumber::kDatabase,
                      "Die Tabelle '" + std::string(name) +
-                         "' fehlt in dieser Datenbank. 'kestrel-import init ORDNER --host VERBINDUNG' legt die "
-                         "Tabellen der Beispielanwendung an");
+                         "' fehlt in dieser Datenbank. In der Datenbank einer anderen Anwendung legt "
+                         "'kestrel-import target add' an, was ein Import braucht; eine Beispielanwendung macht "
+                         "'kestrel-import init ORDNER --host VERBINDUNG'");
 }
 
 void CreateLedgerTables(Connection& connection) {

@@ -5,6 +5,7 @@
 
 #include "kestrel/transaction.h"
 #include "ledger/run_state.h"
+#include "platform/base/file.h"
 #include "platform/base/text.h"
 #include "schema/default_destinations.h"
 #include "schema/host_schema.h"
@@ -430,6 +431,25 @@ std::string TemplateOf(Connection& connection, std::string_view name) {
   text += "\nAddresstypeCode=" + std::to_string(target.address_type);
   for (const char* key : {"1", "2", "3"}) text += "\nDublettenKey" + std::string(key) + (checks ? "=1" : "=0");
   return text + "\n" + OverwriteKey(destination) + "=0\n";
+}
+
+std::string WriteTemplateOf(Connection& connection, std::string_view name, const std::string& folder) {
+  const TargetSummary target = RequireTarget(connection, name);
+  std::string path = JoinPath(folder, target.name + ".IMT");
+  const auto write = [&] {
+    CreateFolders(folder);
+    if (FileExists(path)) return;
+    WriteFileAtomically(path, ToWindows1252(ReplaceAll(TemplateOf(connection, target.name), "\n", "\r\n")));
+  };
+  Trap(write, [&](const RuntimeError& error) {
+    throw RuntimeError(error.Number(), "Das Importziel '" + target.name +
+                                           "' gibt es, doch seine Vorlage kann nicht geschrieben werden. " +
+                                           error.Description() +
+                                           ". Nach der Abhilfe schreibt sie 'kestrel-import "
+                                           "target edit " +
+                                           target.name + "'");
+  });
+  return path;
 }
 
 }  // namespace kestrel::host

@@ -68,5 +68,8 @@ TargetSummary RequireTarget(Connection& connection, std::string_view name);
 
 // The template of an import specification for it.
 std::string TemplateOf(Connection& connection, std::string_view name);
+// Writes it into the folder, which is made where it is missing, unless there is one; its path. Errors of the file, which
+// tell that the destination stands.
+std::string WriteTemplateOf(Connection& connection, std::string_view name, const std::string& folder);
 
 }  // namespace kestrel::host

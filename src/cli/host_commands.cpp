@@ -3,8 +3,9 @@
 //
 //   kestrelhost.Setup       CreateSampleHost(folder): makes database, templates and sample data in the folder
 //                           and returns the connection string of the database
-//                           CreateSampleFiles(folder): the same without a database
+//                           TablesOfAnother(connection): names of tables, where they are another application's
 //                           InitialiseDatabase(connection): makes the tables in another one
+//                           CreateFiles(connection, folder): what goes with the database, true: of a sample host
 //   kestrelhost.LogReader   Connection (set), ReadLog(list name, only the last): a record set
 #include <algorithm>
 #include <filesystem>
@@ -21,29 +22,43 @@ namespace kestrel::cli {
 
 namespace {
 
-// Makes the sample host in the folder, its database where --host or KESTREL_HOST says; what may be printed of the database.
-std::string MakeSampleHost(Workspace& workspace, const std::string& folder) {
+struct MadeHost {
+  std::string database;  // what may be printed of it
+  bool is_sample = true;
+};
+
+// Makes the sample host in the folder, its database where --host or KESTREL_HOST says; of the database of another application
+// that has destinations, their templates.
+MadeHost MakeHost(Workspace& workspace, const std::string& folder, bool is_forced) {
   const bool own_host = !workspace.NamedHost().empty();
   if (own_host) workspace.OpenHost(Workspace::MissingHost::kMake);
   // A connection string may hold a password.
-  std::string database = workspace.options().host.empty() ? "(KESTREL_HOST)" : "(--host)";
+  MadeHost made = {workspace.options().host.empty() ? "(KESTREL_HOST)" : "(--host)"};
   Trap(
       [&] {
         const ObjectPtr setup = workspace.components().CreateObject("kestrelhost.Setup");
         if (own_host) {
-          const std::string left =
-              CallMethod(setup, "InitialiseDatabase", workspace.session().HostConnection).ToText();
+          const ObjectPtr& database = workspace.session().HostConnection;
+          const std::string others = CallMethod(setup, "TablesOfAnother", database).ToText();
+          if (!others.empty() && !is_forced) {
+            throw NotUsable(
+                "Die Datenbank gehört einer anderen Anwendung (Tabellen: " + others +
+                "). 'kestrel-import target add NAME --table TABELLE' macht aus einer ihrer Tabellen ein "
+                "Importziel und lässt sie sonst, wie sie ist. Sollen die Tabellen der Beispielanwendung "
+                "trotzdem dazu, geben Sie --force an.");
+          }
+          const std::string left = CallMethod(setup, "InitialiseDatabase", database).ToText();
           if (!left.empty()) workspace.err() << left << std::endl;
-          CallMethod(setup, "CreateSampleFiles", folder);
+          made.is_sample = CallMethod(setup, "CreateFiles", database, folder).ToBool();
         } else {
-          database = CallMethod(setup, "CreateSampleHost", folder).ToText();
+          made.database = CallMethod(setup, "CreateSampleHost", folder).ToText();
         }
       },
       [&](const RuntimeError& error) {
         throw NotUsable("Die Beispielanwendung konnte in ''" + folder + "'' nicht angelegt werden. " +
                         error.Description());
       });
-  return database;
+  return made;
 }
 
 // A column of the reader's record set, and how it is printed.
@@ -115,16 +130,18 @@ int InitCommand(Workspace& workspace, const InitOptions& options) {
                     "'' ist nicht leer. Nennen Sie einen neuen oder leeren Ordner, oder geben Sie --force an: "
                     "Was dort liegt, bleibt, und was fehlt, wird angelegt.");
   }
-  const std::string database = MakeSampleHost(workspace, folder);
+  const MadeHost made = MakeHost(workspace, folder, options.force);
   if (workspace.options().format == OutputFormat::kJson) {
-    JsonObject(workspace.out()).Text("folder", folder).Text("host", database).End();
+    JsonObject(workspace.out()).Text("folder", folder).Text("host", made.database).End();
     return kDone;
   }
-  workspace.out() << "Beispielanwendung angelegt: " << folder << "\n"
-                  << "  Datenbank   " << database << "\n\n"
-                  << "Weiter mit:\n"
-                  << "  kestrel-import list --folder " << ShellWord(folder) << "\n"
-                  << "  kestrel-import run Kunden --folder " << ShellWord(folder) << std::endl;
+  const auto typed = [&](const std::string& command) {
+    return "\n  " + workspace.TypedCommand(command + " --folder " + ShellWord(folder));
+  };
+  workspace.out() << (made.is_sample ? "Beispielanwendung angelegt: " : "Vorlagen der Importziele angelegt: ")
+                  << folder << "\n  Datenbank   " << made.database << "\n\n"
+                  << "Weiter mit:" << typed(made.is_sample ? "list" : "target list")
+                  << typed(made.is_sample ? "run Kunden" : "list --templates") << std::endl;
   return kDone;
 }
 

@@ -394,6 +394,42 @@ TEST_F(TargetCommands, TheTemplateLiesWhereTheWizardFindsIt) {
   EXPECT_THAT(add_in(own, "c"), HasSubstr(own + "/c.IMT\n"));
 }
 
+TEST_F(TargetCommands, InitPutsNoTablesOfTheSampleHostIntoAnotherApplicationsDatabaseUnasked) {
+  const std::string tables = "SELECT count(*) FROM sqlite_schema";
+  const std::string before = Query(tables);
+  const std::string folder = folder_.File("neu");
+  const auto init = [&](std::vector<std::string> more) {
+    std::vector<std::string> command = {BuiltProgram("kestrel-import"), "init", folder, "--host", database_};
+    command.insert(command.end(), more.begin(), more.end());
+    return RunProgram(command);
+  };
+  const ProgramResult refused = init({});
+  EXPECT_EQ(refused.status, 4);
+  EXPECT_THAT(refused.err, AllOf(HasSubstr("Betreuer"), HasSubstr("target add"), HasSubstr("--force")));
+  EXPECT_EQ(Query(tables), before);
+  EXPECT_FALSE(FolderExists(folder));
+  // Where there are targets, the folder gets what goes with them.
+  Add();
+  const std::string with_target = Query(tables);
+  const ProgramResult made = init({});
+  EXPECT_EQ(made.status, 0) << made.err;
+  EXPECT_THAT(made.out, HasSubstr("Vorlagen der Importziele angelegt"));
+  EXPECT_THAT(ListFiles(folder + "/Import"), ::testing::ElementsAre(folder + "/Import/kunden.IMT"));
+  EXPECT_EQ(Query(tables), with_target);
+  EXPECT_EQ(Run({"target", "remove", "kunden", "--yes"}).status, 0);
+}
+
+TEST_F(TargetCommands, ATemplateThatCannotBeWrittenIsToldWithWhatStands) {
+  WriteFileAtomically(folder_.File("kein Ordner"), "");
+  const ProgramResult added =
+      RunProgram({BuiltProgram("kestrel-import"), "target", "add", "betreuer", "--table", "Betreuer", "--host",
+                  database_, "--folder", folder_.File("kein Ordner")});
+  EXPECT_EQ(added.status, 4);
+  EXPECT_THAT(
+      added.err,
+      HasSubstr("Das Importziel 'betreuer' gibt es, doch seine Vorlage kann nicht geschrieben werden."));
+}
+
 TEST_F(TargetCommands, ASampleHostTakesFurtherTablesBesideItsOwn) {
   ASSERT_EQ(RunProgram({BuiltProgram("kestrel-import"), "init", folder_.File("host")}).status, 0);
   database_ = folder_.File("host") + "/kestrel.db";

@@ -83,9 +83,9 @@ TEST_F(UnusableHosts, ADatabaseWithoutTablesSaysWhatMakesThem) {
       arguments.insert(arguments.end(), {"--host", database});
       const ProgramResult result = Run(arguments);
       EXPECT_EQ(result.status, 4);
-      EXPECT_THAT(result.err,
-                  AllOf(HasSubstr("' fehlt in dieser Datenbank. 'kestrel-import init ORDNER --host "),
-                        Not(HasSubstr("no such table")), Not(HasSubstr("does not exist"))));
+      EXPECT_THAT(result.err, AllOf(HasSubstr("' fehlt in dieser Datenbank. In der Datenbank einer anderen "
+                                              "Anwendung legt 'kestrel-import target add' "),
+                                    Not(HasSubstr("no such table")), Not(HasSubstr("does not exist"))));
     }
   }
   if (!no_server.empty()) GTEST_SKIP() << no_server;
