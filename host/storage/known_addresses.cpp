@@ -104,12 +104,71 @@ AddressView KnownAddresses::Unpack(const Entry& entry) const {
   return address;
 }
 
+// Those that have the key of one column, in the order in which they were stored.
+class KnownAddresses::Ring {
+ public:
+  Ring() = default;
+  Ring(const KnownAddresses& known, std::size_t column, std::uint64_t hash) : column_(column) {
+    if (hash == 0) return;
+    last_ = known.HeadOf(TagOf(hash));
+    next_ = last_ == 0 ? 0 : known.LinkAfter(last_);
+  }
+
+  bool IsAtEnd() const { return next_ == 0; }
+  void Step(const KnownAddresses& known, const Hashes& hashes) {
+    const auto place = static_cast<std::uint32_t>((next_ - 1) / kKeys);
+    const Entry& entry = known.entries_[place];
+    if ((next_ - 1) % kKeys == column_ && entry.tags[column_] == TagOf(hashes[column_])) {
+      const std::size_t agreeing = AgreeingKeys(entry, hashes);
+      if (++alike_[agreeing] <= kMostAlike) known.by_keys_[agreeing].push_back(place);
+    }
+    next_ = next_ == last_ ? 0 : known.LinkAfter(next_);
+  }
+  bool HasEnough(std::size_t agreeing) const { return alike_[agreeing] >= kMostAlike; }
+  void End() { next_ = 0; }
+
+ private:
+  std::size_t column_ = 0;
+  std::uint32_t last_ = 0;
+  std::uint32_t next_ = 0;
+  std::array<std::size_t, kKeys + 1> alike_{};
+};
+
+// The rings in turns, so that the longest one need not be gone through: what has another key, too, is in two of them.
+void KnownAddresses::Collect(const Hashes& hashes) const {
+  for (std::vector<std::uint32_t>& places : by_keys_) places.clear();
+  std::array<Ring, kKeys> rings;
+  for (std::size_t i = 0; i < kKeys; ++i) rings[i] = Ring(*this, i, hashes[i]);
+  const auto in_use =
+      static_cast<std::size_t>(std::ranges::count_if(hashes, [](std::uint64_t hash) { return hash != 0; }));
+  const auto are_going = [&] {
+    return std::ranges::count_if(rings, [](const Ring& ring) { return !ring.IsAtEnd(); });
+  };
+  bool has_enough = false;
+  for (auto going = are_going(); going != 0 && !has_enough; going = are_going()) {
+    for (Ring& ring : rings) {
+      if (ring.IsAtEnd()) continue;
+      ring.Step(*this, hashes);
+      has_enough |= ring.HasEnough(in_use);
+      if (going == 1 && ring.HasEnough(1)) ring.End();
+    }
+  }
+  found_.clear();
+  for (std::size_t count = by_keys_.size(); count-- > 0 && found_.size() < kMostAlike;) {
+    std::vector<std::uint32_t>& places = by_keys_[count];
+    std::ranges::sort(places);
+    places.erase(std::unique(places.begin(), places.end()), places.end());
+    found_.insert(found_.end(), places.begin(), places.end());
+  }
+}
+
 void KnownAddresses::Link(std::size_t place) {
   Entry& entry = entries_[place];
   for (std::size_t column = 0; column < kKeys; ++column) {
     if (entry.tags[column] == 0) continue;
     const auto link = static_cast<std::uint32_t>(1 + kKeys * place + column);
-    entry.next[column] = std::exchange(HeadOf(entry.tags[column]), link);
+    const std::uint32_t last = std::exchange(HeadOf(entry.tags[column]), link);
+    entry.next[column] = last == 0 ? link : std::exchange(NextOf(last), link);
   }
 }
 

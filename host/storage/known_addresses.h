@@ -7,7 +7,9 @@
 // Invariants
 //  1. Each address of the connection that has a key is found by it, or the key is among those of addresses unknown.
 //     Addresses that are gone or have changed may still be found as they were.
-//  2. Everything here happens under the connection's CallMutex. Nothing raises anything.
+//  2. Where more share a key than a look-up would have compared, as in a long street, only those are visited that it may
+//     choose: so what a record costs does not grow with the street.
+//  3. Everything here happens under the connection's CallMutex. Nothing raises anything.
 #pragma once
 
 #include <array>
@@ -38,6 +40,9 @@ class KnownAddresses final : public Attachment {
   // Of each column and key, all 64 bits alike mixed; 0 for a key that is not there.
   using Hashes = std::array<std::uint64_t, kKeys>;
 
+  // What a look-up compares a record with at most.
+  static constexpr std::size_t kMostAlike = 100;
+
   // Use Attachments::Of. The connection owns this object.
   explicit KnownAddresses(Connection&) {}
   explicit KnownAddresses(std::size_t most_bytes) : most_bytes_(most_bytes) {}
@@ -55,27 +60,24 @@ class KnownAddresses final : public Attachment {
   // --- Who looks for one ---
 
   // Calls `look` with each address that has one of the keys, once; false, without any call, where not all are known. The
-  // address lives until `look` returns.
+  // address lives until `look` returns. Of more than kMostAlike addresses that have equally many of the keys those stored
+  // last may be left out, and those that have fewer.
   template <class Look>
   bool Visit(const Hashes& hashes, Look&& look) const {
     if (!holds_all_ || !holds_all_()) return false;
     for (const std::uint64_t hash : hashes) {
       if (hash != 0 && unknown_.MayContain(hash)) return false;
     }
-    for (std::size_t column = 0; column < kKeys; ++column) {
-      if (hashes[column] == 0 || heads_.empty()) continue;
-      for (std::uint32_t link = HeadOf(TagOf(hashes[column])); link != 0; link = LinkAfter(link)) {
-        const Entry& entry = entries_[(link - 1) / kKeys];
-        if ((link - 1) % kKeys == column && IsFirst(entry, hashes, column)) look(Unpack(entry));
-      }
-    }
+    if (entries_.empty()) return true;
+    Collect(hashes);
+    for (const std::uint32_t place : found_) look(Unpack(entries_[place]));
     return true;
   }
 
  private:
   struct Entry {
     std::array<std::uint32_t, kKeys> tags;  // of the keys; 0 for none
-    std::array<std::uint32_t, kKeys> next;  // 0 at the end
+    std::array<std::uint32_t, kKeys> next;  // in a ring
     std::uint32_t text;                     // its place in blocks_
   };
   static constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
@@ -84,16 +86,18 @@ class KnownAddresses final : public Attachment {
   // Entries are called by place and column: a link is 1 + kKeys * place + column.
   std::uint32_t& HeadOf(std::uint32_t tag) { return heads_[(tag >> 1U) & (heads_.size() - 1)]; }
   std::uint32_t HeadOf(std::uint32_t tag) const { return heads_[(tag >> 1U) & (heads_.size() - 1)]; }
+  std::uint32_t& NextOf(std::uint32_t link) { return entries_[(link - 1) / kKeys].next[(link - 1) % kKeys]; }
   std::uint32_t LinkAfter(std::uint32_t link) const {
     return entries_[(link - 1) / kKeys].next[(link - 1) % kKeys];
   }
-  // Whether it has the key of the column, and none of a column before.
-  static bool IsFirst(const Entry& entry, const Hashes& hashes, std::size_t column) {
-    for (std::size_t i = 0; i <= column; ++i) {
-      if (hashes[i] != 0 && entry.tags[i] == TagOf(hashes[i])) return i == column;
-    }
-    return false;
+  static std::size_t AgreeingKeys(const Entry& entry, const Hashes& hashes) {
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < kKeys; ++i)
+      count += hashes[i] != 0 && entry.tags[i] == TagOf(hashes[i]) ? 1 : 0;
+    return count;
   }
+  class Ring;
+  void Collect(const Hashes& hashes) const;
   AddressView Unpack(const Entry& entry) const;
   bool Pack(const AddressView& address, std::uint32_t& place);
   bool HasRoom() const;
@@ -102,10 +106,13 @@ class KnownAddresses final : public Attachment {
   std::size_t most_bytes_ = kMostBytes;
   std::function<bool()> holds_all_;
   ValueFilter unknown_;
-  std::vector<std::uint32_t> heads_;  // links; a power of two
+  std::vector<std::uint32_t> heads_;  // the last link of each ring, 0 for none; a power of two
   std::vector<Entry> entries_;
   std::vector<std::unique_ptr<char[]>> blocks_;
   std::size_t used_ = kBlockBytes;  // of the last block
+  // Places in entries_, of the visit under way: by how many keys they have, and those that are visited.
+  mutable std::array<std::vector<std::uint32_t>, kKeys + 1> by_keys_;
+  mutable std::vector<std::uint32_t> found_;
 };
 
 }  // namespace kestrel::host

@@ -107,6 +107,32 @@ TEST_F(KnownAddresses, ThatAreTooLongOrTooManyAreUnknown) {
   EXPECT_LT(known_ones, 29000);
 }
 
+// A long street, key 3 here, is one that a look-up goes through from its beginning; those with more keys come first.
+TEST_F(KnownAddresses, OfALongStreetAreThoseThatALookUpComparesWith) {
+  const auto most = host::KnownAddresses::kMostAlike;
+  for (std::uint64_t i = 1; i <= 20 * most; ++i) Add({100000 + i, 200000 + i, 3}, std::to_string(i));
+  Add({1, 300000, 3}, "Anna");
+  Add({300001, 2, 3}, "Berta");
+  Add({1, 2, 300002}, "Carla");
+  Add({300003, 2, 300004}, "Dora");
+  const std::vector<std::string> found = Find({1, 2, 3});
+  ASSERT_EQ(found.size(), 4 + most);
+  EXPECT_THAT(std::vector(found.begin(), found.begin() + 3), ElementsAre("ANNA", "BERTA", "CARLA"));
+  EXPECT_THAT(found, ::testing::AllOf(::testing::Contains("DORA"), ::testing::Contains("1"),
+                                      ::testing::Contains(std::to_string(most))));
+  EXPECT_THAT(Find({0, 0, 3}), ::testing::AllOf(::testing::SizeIs(most), ::testing::Contains("1"),
+                                                ::testing::Contains(std::to_string(most))));
+}
+
+TEST_F(KnownAddresses, WithFewerKeysAreLeftOutWhereEnoughHaveMore) {
+  const auto most = host::KnownAddresses::kMostAlike;
+  Add({1, 300000, 300001}, "Anna");
+  for (std::uint64_t i = 1; i <= most; ++i) Add({100000 + i, 2, 3}, std::to_string(i));
+  EXPECT_THAT(Find({1, 2, 3}),
+              ::testing::AllOf(::testing::SizeIs(most), ::testing::Not(::testing::Contains("ANNA"))));
+  EXPECT_THAT(Find({1, 2, 0}), ::testing::SizeIs(1 + most));
+}
+
 class HighestScore : public testing::HostFixture {
  protected:
   void SetUp() override {
