@@ -6,9 +6,11 @@
 
 namespace kestrel::host {
 
+bool Settings::IsFresh() const { return CoarseNow() < good_until_.load(std::memory_order_acquire); }
+
 void Settings::Refresh() {
+  if (IsFresh()) return;
   const auto now = CoarseNow();
-  if (read_ && now - read_at_ < kGoodFor) return;
   const RecordsetPtr rows =
       table_.Open([this] { return connection_.OpenRecordset("SELECT Gruppe, Name, Wert FROM Einstellungen"); });
   std::vector<Entry> entries;
@@ -17,12 +19,13 @@ void Settings::Refresh() {
         Entry{std::string(rows->TextAt(0)), std::string(rows->TextAt(1)), std::string(rows->TextAt(2))});
   }
   entries_ = std::move(entries);
-  read_at_ = now;
-  read_ = true;
+  // First, so that who sees them fresh sees their number.
   ++generation_;
+  good_until_.store(now + kGoodFor, std::memory_order_release);
 }
 
 std::uint64_t Settings::Generation() {
+  if (IsFresh()) return generation_;
   const std::lock_guard lock(connection_.CallMutex());
   Refresh();
   return generation_;
@@ -47,7 +50,7 @@ void Settings::Set(std::string_view group, std::string_view name, std::string_vi
   statement->BindText(1, name);
   statement->BindText(2, value);
   statement->Execute();
-  read_ = false;
+  good_until_ = std::chrono::steady_clock::time_point::min();
 }
 
 }  // namespace kestrel::host

@@ -1,10 +1,11 @@
 // The host's settings (table Einstellungen), kept in memory with a connection.
 //
 // Settings are asked for many times a record. They are read from the table at the first question, when
-// they are older than a quarter second, and after a change through Set. Every call holds the connection's CallMutex: the
-// thread that ends a write group asks for them too.
+// they are older than a quarter second, and after a change through Set. Every call holds the connection's CallMutex, as the
+// thread that ends a write group asks for them too, but for a question that the last reading answers.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <string>
@@ -38,14 +39,15 @@ class Settings final : public Attachment {
     std::string name;
     std::string value;
   };
+  bool IsFresh() const;
   void Refresh();
 
   Connection& connection_;
   TableQuery table_;
   std::vector<Entry> entries_;
-  std::chrono::steady_clock::time_point read_at_;
-  bool read_ = false;
-  std::uint64_t generation_ = 0;
+  // Changed under the mutex; until then entries_ need not be read again. The least time: at once.
+  std::atomic<std::chrono::steady_clock::time_point> good_until_ = std::chrono::steady_clock::time_point::min();
+  std::atomic<std::uint64_t> generation_ = 0;
 };
 
 }  // namespace kestrel::host
