@@ -5,11 +5,24 @@
 
 namespace kestrel {
 
+void ProgressText::SetTotal(std::int32_t total) {
+  behind_ = total < 0 ? "" : " von " + std::to_string(total);
+  record_ = 0;
+}
+
 std::string_view ProgressText::For(std::int32_t record) {
+  // Nine of ten differ from the one before by their last digit.
+  if (record_ > 0 && record == record_ + 1 && text_[last_digit_] != '9') {
+    ++text_[last_digit_];
+    ++record_;
+    return text_;
+  }
   text_.resize(kInFront.size() + std::numeric_limits<std::int32_t>::digits10 + 2);
   char* const number = text_.data() + kInFront.size();
   const char* const end = std::to_chars(number, text_.data() + text_.size(), record).ptr;
   text_.resize(static_cast<std::size_t>(end - text_.data()));
+  last_digit_ = text_.size() - 1;
+  record_ = record;
   return text_.append(behind_);
 }
 

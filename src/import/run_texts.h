@@ -15,7 +15,7 @@ namespace kestrel {
 class ProgressText {
  public:
   // Negative: not known, and left out.
-  void SetTotal(std::int32_t total) { behind_ = total < 0 ? "" : " von " + std::to_string(total); }
+  void SetTotal(std::int32_t total);
   // Lives until the next call.
   std::string_view For(std::int32_t record);
 
@@ -23,6 +23,8 @@ class ProgressText {
   static constexpr std::string_view kInFront = "Importiere Datensatz ";
   std::string text_{kInFront};
   std::string behind_;
+  std::int64_t record_ = 0;     // in text_; 0 for none
+  std::size_t last_digit_ = 0;  // where it ends there
 };
 
 // With which record an import that did not reach its source's end goes on; 0 where it did, or where none can.
