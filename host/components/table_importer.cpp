@@ -327,17 +327,16 @@ void TableImporter::Store(RecordWriter& writer, const Value& record) {
 }
 
 void TableImporter::TellLateError() {
-  if (writer_ == nullptr) return;
+  if (writer_ == nullptr || !writer_->LateErrors().MayHaveOne()) return;
   const std::lock_guard lock(OpenConnection().CallMutex());
   LateErrors& late = writer_->LateErrors();
-  if (late.empty()) return;
+  if (late.IsEmpty()) return;
   if (error_code_ != 0) {
     const bool is_of_record = error_first_ != kNoRecord;
-    late.push_back({is_of_record ? record_ : kNoRecord, is_of_record ? record_ : kNoRecord,
-                    RuntimeError(static_cast<int>(error_code_), error_description_), error_field_});
+    late.Add({is_of_record ? record_ : kNoRecord, is_of_record ? record_ : kNoRecord,
+              RuntimeError(static_cast<int>(error_code_), error_description_), error_field_});
   }
-  const LateError next = std::move(late.front());
-  late.pop_front();
+  const LateError next = late.Take();
   error_code_ = next.error.Number();
   error_description_ = Told(next.error);
   error_field_ = next.field;
@@ -398,7 +397,7 @@ void TableImporter::Finish() {
 void TableImporter::AfterImport() {
   Guard([this] { Finish(); });
   // Nobody needs what was checked any more, unless there is more to tell of it.
-  if (trial_ != nullptr && error_code_ == 0 && writer_ != nullptr && writer_->LateErrors().empty()) {
+  if (trial_ != nullptr && error_code_ == 0 && writer_ != nullptr && !writer_->LateErrors().MayHaveOne()) {
     writer_.reset();
     trial_.reset();
   }

@@ -71,7 +71,7 @@ std::optional<CalendarDate> ReadDate(std::string_view text) {
 std::string_view ToIso(const DestinationField& field, std::string_view text, IsoDate& iso) {
   const auto date = ReadDate(text);
   if (!date) Refuse(field, text, "ein Datum");
-  return detail::WriteIso((std::int64_t{date->year} * 100 + date->month) * 100 + date->day, iso);
+  return detail::WriteIso(FormatStoredDate(*date), iso);
 }
 
 // What a double keeps of every decimal number.
@@ -164,19 +164,6 @@ std::int64_t ToTruth(const DestinationField& field, std::string_view text) {
 }
 
 }  // namespace
-
-std::string_view detail::WriteIso(std::int64_t day, IsoDate& date) {
-  // "JJJJ-MM-TT" from its end.
-  for (std::size_t at = sizeof date.text; at-- > 0;) {
-    if (at == 4 || at == 7) {
-      date.text[at] = '-';
-    } else {
-      date.text[at] = static_cast<char>('0' + day % 10);
-      day /= 10;
-    }
-  }
-  return {date.text, sizeof date.text};
-}
 
 StoredValue detail::ConvertOrRefuse(const DestinationField& field, std::string_view text, IsoDate& date) {
   if (field.kind == FieldKind::kText) {

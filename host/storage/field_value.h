@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -23,7 +24,12 @@ struct IsoDate {
 
 namespace detail {
 StoredValue ConvertOrRefuse(const DestinationField& field, std::string_view text, IsoDate& date);
-std::string_view WriteIso(std::int64_t day, IsoDate& date);
+// Of a text that begins with "JJJJMMTT".
+inline std::string_view WriteIso(std::string_view day, IsoDate& date) {
+  constexpr std::size_t kPlaces[] = {0, 1, 2, 3, 0, 4, 5, 0, 6, 7};
+  for (std::size_t i = 0; i < sizeof date.text; ++i) date.text[i] = i == 4 || i == 7 ? '-' : day[kPlaces[i]];
+  return {date.text, sizeof date.text};
+}
 // Bytes are an upper bound for characters, so most texts need no counting.
 // What the column makes of a number.
 double Rounded(const Rounding& rounding, double number);
@@ -45,6 +51,12 @@ inline StoredValue ConvertFieldText(const DestinationField& field, std::string_v
   return detail::ConvertOrRefuse(field, text, date);
 }
 
+// Up to so many bytes a text goes into the field as it stands; -1: no text does.
+inline std::int64_t BytesTakenAsTheyStand(const DestinationField& field) {
+  if (field.kind != FieldKind::kText) return -1;
+  return field.size == 0 ? std::numeric_limits<std::int64_t>::max() : field.size;
+}
+
 // The same for a text of which something is known, which spares looking at it.
 inline void ConvertField(const DestinationField& field, const BorrowedText& value, IsoDate& date,
                          StoredValue& stored) {
@@ -56,7 +68,7 @@ inline void ConvertField(const DestinationField& field, const BorrowedText& valu
       stored = detail::Rounded(field.rounding, std::get<double>(stored));
     }
   } else if (value.known == KnownText::kDay && field.kind == FieldKind::kDate) {
-    stored = detail::WriteIso(value.number, date);
+    stored = detail::WriteIso(value.text, date);
   } else if (field.kind == FieldKind::kText && detail::FitsByBytes(field, value.text)) {
     stored = value.text;
   } else {

@@ -1,9 +1,11 @@
 // Errors that come to light after their record was handed over.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <string>
+#include <utility>
 
 #include "kestrel/runtime_error.h"
 
@@ -17,6 +19,28 @@ struct LateError {
   std::string field = {};  // of the destination; empty where the error is not one field's
 };
 
-using LateErrors = std::deque<LateError>;
+// In the order in which they are told. All calls but MayHaveOne under the connection's CallMutex.
+class LateErrors {
+ public:
+  // Asked behind every record, without the mutex: what another thread is just adding is told behind the next.
+  bool MayHaveOne() const { return may_have_one_.load(std::memory_order_acquire); }
+
+  bool IsEmpty() const { return errors_.empty(); }
+  void Add(LateError error) {
+    errors_.push_back(std::move(error));
+    may_have_one_.store(true, std::memory_order_release);
+  }
+  // The first one; there is one.
+  LateError Take() {
+    LateError error = std::move(errors_.front());
+    errors_.pop_front();
+    may_have_one_.store(!errors_.empty(), std::memory_order_release);
+    return error;
+  }
+
+ private:
+  std::deque<LateError> errors_;
+  std::atomic<bool> may_have_one_ = false;
+};
 
 }  // namespace kestrel::host

@@ -184,8 +184,7 @@ void PipelinedRecords::RetryPipeline() {
              field = FieldOf(error);
            });
       if (!failure) continue;
-      errors_.push_back(
-          {record, record, RuntimeError(failure->Number(), name + failure->Description()), field});
+      errors_.Add({record, record, RuntimeError(failure->Number(), name + failure->Description()), field});
       if (i + 1 == undone.size() || connection_.StopReason().empty()) continue;
       // The others would only wait for the same failure.
       RecordsInGroup others;

@@ -42,6 +42,7 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
       new_in_a_row_(kNewAgain) {
   const auto& fields = destination_.fields;
   for (std::size_t i = 0; i < fields.size(); ++i) {
+    plain_sizes_.push_back(BytesTakenAsTheyStand(fields[i]));
     if (fields[i].obligation && i != destination_.number_field) mandatory_.push_back(i);
     if (fields[i].preset.empty()) continue;
     Preset& preset = presets_.emplace_back(Preset{i, {}, {}});
@@ -205,7 +206,7 @@ void RecordWriter::StoreKept() {
                 !connection_.StopReason().empty()) {
               lost = error;
             } else {
-              late_errors_.push_back({entry.record, entry.record, error, FieldOf(error)});
+              late_errors_.Add({entry.record, entry.record, error, FieldOf(error)});
               refused.push_back(entry.record);
             }
           });
@@ -239,11 +240,17 @@ void RecordWriter::Convert(const Recordset& record, const std::vector<std::size_
   for (StoredValue& value : values_) value = std::monostate();
   // The own record set of the import class, which knows more of its values than others.
   if (typeid(record) == typeid(BorrowingRecordset)) {
-    const auto cells = static_cast<const BorrowingRecordset&>(record).cells();
+    const auto& own = static_cast<const BorrowingRecordset&>(record);
+    const auto cells = own.cells();
     for (std::size_t column = 0; column < columns.size(); ++column) {
-      if (cells[column].is_null) continue;
+      const auto& cell = cells[column];
+      if (!own.IsGiven(cell)) continue;
       const std::size_t field = columns[column];
-      ConvertField(destination_.fields[field], cells[column], dates_[field], values_[field]);
+      if (static_cast<std::int64_t>(cell.text.size()) <= plain_sizes_[field]) {
+        values_[field] = cell.text;
+      } else {
+        ConvertField(destination_.fields[field], cell, dates_[field], values_[field]);
+      }
     }
   } else {
     for (std::size_t column = 0; column < columns.size(); ++column) {

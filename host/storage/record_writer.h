@@ -73,7 +73,7 @@ class RecordWriter final : private GroupMember {
   // A record may also fail later, which LateErrors() tells.
   StoreResult Store(std::int64_t record, const Recordset& row, const std::vector<std::size_t>& columns);
 
-  // The errors of earlier records that are not told yet. Under the connection's CallMutex.
+  // The errors of earlier records that are not told yet.
   host::LateErrors& LateErrors() { return late_errors_; }
   // The next record that Store left open and that has updated an existing number after all; 0 where there is
   // none. Under the connection's CallMutex.
@@ -132,6 +132,7 @@ class RecordWriter final : private GroupMember {
   // Of the record on its way, one a field; and the memory of converted dates.
   RecordValues values_;
   std::vector<IsoDate> dates_;
+  std::vector<std::int64_t> plain_sizes_;  // of each field BytesTakenAsTheyStand
   struct Preset {
     std::size_t field;
     StoredValue value;  // may be a view of `date`

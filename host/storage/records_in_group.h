@@ -34,9 +34,8 @@ class RecordsInGroup {
       const std::int64_t count = range.last - range.first + 1;
       const std::string what =
           count == 1 ? "Ein Datensatz konnte" : std::to_string(count) + " Datensätze konnten";
-      errors.push_back(
-          {range.first, range.last,
-           RuntimeError(reason.Number(), what + " nicht gespeichert werden. " + reason.Description())});
+      errors.Add({range.first, range.last,
+                  RuntimeError(reason.Number(), what + " nicht gespeichert werden. " + reason.Description())});
     }
     Clear();
   }

@@ -31,6 +31,10 @@ struct RecordAssembly::Copied {
   Recordset& record;
   BorrowedText value;
 
+  template <class Source>
+  bool WriteShortly(const Row&, const Source&) {
+    return false;
+  }
   BorrowedText& RoomFor(const Row&) { return value = {}; }
   void Write(const Row& row) { record.SetText(ColumnFor(row, record), value.text); }
 };
@@ -41,6 +45,25 @@ struct RecordAssembly::Lent {
   BorrowingRecordset& record;
   BorrowedText no_column;
 
+  // False where the row has no short way, or the value needs more; nothing is written then.
+  template <class Source>
+  bool WriteShortly(const Row& row, const Source& source) {
+    if (row.way == ShortWay::kNone) return false;
+    BorrowedText& value = record.CellFor(*row.record_column);
+    if (row.way == ShortWay::kConstant) {
+      value = row.value;
+    } else if (const std::string_view text = source.TextAt(*row.source_column); row.way == ShortWay::kText) {
+      if (static_cast<std::int64_t>(text.size()) > row.plain_size) return false;
+      value.text = row.is_trimmed ? TrimBlanks(text) : text;
+      value.known = KnownText::kNothing;
+    } else {
+      const auto decimal = ReadPlainDecimal(text);
+      if (!decimal) return false;
+      value = {text, decimal->number, static_cast<std::uint8_t>(decimal->decimals), KnownText::kDecimal};
+    }
+    record.Borrow(*row.record_column);
+    return true;
+  }
   BorrowedText& RoomFor(const Row& row) {
     return row.record_column ? record.CellFor(*row.record_column) : no_column;
   }
@@ -73,6 +96,7 @@ void RecordAssembly::MakeAll(const Source& source, const Image& image, Target ta
     if (row.is_special && row.size_error) [[unlikely]]
       errors_.Count(*row.size_error, ValueOf(row, source));
     const auto fill = [&] {
+      if (target.WriteShortly(row, source)) return;
       if (Make(row, source, image, target.RoomFor(row))) target.Write(row);
     };
     Trap(fill, [&](const RuntimeError& error) { errors_.Count(error, ValueOf(row, source)); });
@@ -139,9 +163,24 @@ bool RecordAssembly::IsReady(const Row& constant) {
 }
 
 void RecordAssembly::ResolveSource(const RecordsetPtr& source) {
-  for (Row& row : rows_) row.source_column = source->FindColumn(row.destination);
+  for (Row& row : rows_) {
+    row.source_column = source->FindColumn(row.destination);
+    ResolveShortWay(row);
+  }
   source_ = source;
   text_source_ = dynamic_cast<const TextRecordset*>(source.get());
+}
+
+void RecordAssembly::ResolveShortWay(Row& row) {
+  row.way = ShortWay::kNone;
+  if (row.is_special || !row.record_column) return;
+  if (row.option == kConstantValue && row.is_ready) row.way = ShortWay::kConstant;
+  if (row.option != kImportField || row.destination.empty() || row.date != nullptr || !row.source_column)
+    return;
+  row.way = row.kind == FieldKind::kNumeric ? ShortWay::kNumber : ShortWay::kText;
+  // A text has as many bytes as characters at least.
+  row.plain_size = row.kind == FieldKind::kVarchar ? row.size : std::numeric_limits<std::int64_t>::max();
+  row.is_trimmed = row.kind != FieldKind::kOther;
 }
 
 bool RecordAssembly::HasRecordShape(const Recordset& record) const {
@@ -159,7 +198,10 @@ void RecordAssembly::ResolveRecord(const RecordsetPtr& record) {
     for (std::size_t column = 0; column < record->ColumnCount(); ++column) {
       record_columns_.emplace_back(record->ColumnName(column));
     }
-    for (Row& row : rows_) row.record_column = record->FindColumn(row.field);
+    for (Row& row : rows_) {
+      row.record_column = record->FindColumn(row.field);
+      ResolveShortWay(row);
+    }
   }
   record_ = record;
   const Recordset& shape = *record;

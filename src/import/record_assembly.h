@@ -57,6 +57,8 @@ class RecordAssembly {
 
   using Image = std::shared_ptr<const ProfileImage>;
 
+  enum class ShortWay : std::uint8_t { kNone, kConstant, kText, kNumber };
+
   // One row of the assignment list that has something to do. What every record needs comes first.
   struct Row {
     std::int64_t option = kNotAssigned;
@@ -67,6 +69,10 @@ class RecordAssembly {
     bool is_ready = false;
     // Whether one of `translation` and `size_error` is set.
     bool is_special = false;
+    // The short way, of values that need nothing beyond it.
+    ShortWay way = ShortWay::kNone;
+    bool is_trimmed = false;       // of a text: blanks around it go
+    std::int64_t plain_size = -1;  // of a text: so many bytes are not cut
     const DatePattern* date = nullptr;
     std::int64_t size = 0;
     BorrowedText value;      // of a constant that is ready, for all records
@@ -85,6 +91,7 @@ class RecordAssembly {
   void ResolveSource(const RecordsetPtr& source);
   void ResolveRecord(const RecordsetPtr& record);
   bool HasRecordShape(const Recordset& record) const;
+  static void ResolveShortWay(Row& row);
 
   // Each makes what is written into the row's field; false where nothing is.
   template <class Source>

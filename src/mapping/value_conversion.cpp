@@ -25,6 +25,26 @@ constexpr std::array<DatePattern, 8> kDatePatterns = {{
     {"jjmmtt", 6, {4, 2}, {2, 2}, {0, 2}},
 }};
 
+// "TT.MM.JJJJ", which most dates are written as: its digits are those of the stored date.
+bool ConvertUsualDate(std::string_view value, StoredDate& stored) {
+  constexpr std::array<std::size_t, 8> kPlaces = {6, 7, 8, 9, 3, 4, 0, 1};
+  if (value.size() != 10 || value[2] != '.' || value[5] != '.') return false;
+  std::array<char, 14> text;
+  text.fill('0');
+  bool all_digits = true;
+  for (std::size_t i = 0; i < kPlaces.size(); ++i) {
+    text[i] = value[kPlaces[i]];
+    all_digits &= text[i] >= '0' && text[i] <= '9';
+  }
+  if (!all_digits) return false;
+  const auto number = [&text](std::size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); };
+  const CalendarDate date{number(0) * 100 + number(2), number(4), number(6)};
+  if (!IsRealDate(date)) return false;
+  stored.text = text;
+  stored.day = date.year * 10000 + date.month * 100 + date.day;
+  return true;
+}
+
 }  // namespace
 
 FieldKind KindOfField(std::string_view field_typ) {
@@ -75,6 +95,7 @@ std::optional<CalendarDate> ReadDate(std::string_view value, const DatePattern& 
 }
 
 bool ConvertDate(std::string_view value, const DatePattern& pattern, StoredDate& stored) {
+  if (pattern.day.count == kWholeValue.count && ConvertUsualDate(value, stored)) return true;
   const std::optional<CalendarDate> date = ReadDate(value, pattern);
   if (!date) return false;
   const int month_and_day = date->month * 100 + date->day;

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <random>
+
+#include "kestrel/date.h"
 #include "kestrel/runtime_error.h"
 
 namespace kestrel {
@@ -174,6 +177,27 @@ TEST(DateRule, SeparatorsOfSplitFormatsMayBeAnyCharacter) {
 TEST(DateRule, TheWholeValueIsReadForTheLongGermanFormat) {
   EXPECT_EQ(Converted("1.2.2024  ", "tt.mm.jjjj"), "20240201000000");
   EXPECT_EQ(Converted("31-01-2024", "tt.mm.jjjj"), std::nullopt);
+}
+
+// Most dates take a short way: it gives what reading the whole value gives.
+TEST(DateRule, TheUsualWritingIsStoredAsItsDayIs) {
+  std::mt19937 random(7);
+  const DatePattern& pattern = *FindDatePattern("tt.mm.jjjj");
+  int days = 0;
+  for (int i = 0; i < 40000; ++i) {
+    std::string value = "00.00.0000";
+    for (char& c : value) {
+      if (c == '0') c = static_cast<char>('0' + random() % 10);
+    }
+    if (i % 2 == 0)
+      value[0] = static_cast<char>('0' + random() % 4), value[3] = static_cast<char>('0' + random() % 2);
+    if (i % 5 == 0) value[random() % value.size()] = " .,:x/\xC4"[random() % 7];
+    const std::optional<CalendarDate> day = ReadDate(value, pattern);
+    days += day ? 1 : 0;
+    EXPECT_EQ(Converted(value, "tt.mm.jjjj"), day ? std::optional(FormatStoredDate(*day)) : std::nullopt)
+        << value;
+  }
+  EXPECT_GT(days, 5000);
 }
 
 TEST(DateRule, FormatsAreComparedExactly) {

@@ -193,6 +193,16 @@ std::size_t LengthInCharacters(std::string_view text) {
 }
 
 std::string_view detail::CountedLeft(std::string_view text, std::size_t characters) {
+  // Nothing but characters of one byte, which the text has more of.
+  if (characters >= sizeof(std::uint64_t) && !IsContinuation(text[characters])) {
+    std::uint64_t seen = 0;
+    for (std::size_t at = 0; at < characters; at += sizeof seen) {
+      std::uint64_t bytes = 0;
+      std::memcpy(&bytes, text.data() + std::min(at, characters - sizeof bytes), sizeof bytes);
+      seen |= bytes;
+    }
+    if ((seen & 0x8080808080808080U) == 0) return text.substr(0, characters);
+  }
   // Most characters have one byte.
   std::size_t position = 0;
   for (std::uint64_t bytes; position + sizeof bytes < characters; position += sizeof bytes) {

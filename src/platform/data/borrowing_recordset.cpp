@@ -14,16 +14,22 @@ void BorrowingRecordset::MoveNext() {
 
 void BorrowingRecordset::SetText(std::size_t column, std::string_view text) {
   Current(column);
-  cells_[column] = {{own_[column].assign(text)}, /*is_null=*/false};
+  cells_[column] = {{own_[column].assign(text)}, row_};
 }
 
 void BorrowingRecordset::SetValue(std::size_t column, const Value& value) {
   Current(column);
   if (value.IsUnset() || value.IsNull()) {
-    cells_[column].is_null = true;
+    cells_[column].row = 0;
   } else {
     SetText(column, value.ToText());
   }
+}
+
+// Behind 4,294,967,295 rows.
+void BorrowingRecordset::BeginRows() {
+  for (Cell& cell : cells_) cell.row = 0;
+  row_ = 1;
 }
 
 void BorrowingRecordset::RaiseNoCell(std::size_t column) const {

@@ -37,7 +37,7 @@ struct BorrowedText {
 class KESTREL_INTERNAL BorrowingRecordset final : public Recordset {
  public:
   struct Cell : BorrowedText {
-    bool is_null = true;
+    std::uint32_t row = 0;  // the last one whose column is not null
   };
 
   explicit BorrowingRecordset(std::vector<std::string> columns)
@@ -45,15 +45,16 @@ class KESTREL_INTERNAL BorrowingRecordset final : public Recordset {
 
   // Makes every column null, and the row the current one.
   void Clear() {
-    for (Cell& cell : cells_) cell.is_null = true;
+    if (++row_ == 0) BeginRows();
     is_at_end_ = false;
   }
   // As SetText, without a copy: the text is put where CellFor says, and Borrow then makes it the column's. Both with a
   // column below ColumnCount().
   BorrowedText& CellFor(std::size_t column) { return cells_[column]; }
-  void Borrow(std::size_t column) { cells_[column].is_null = false; }
-  // Of the row, one a column.
+  void Borrow(std::size_t column) { cells_[column].row = row_; }
+  // Of the row, one a column, which is null where its cell is not given.
   std::span<const Cell> cells() const { return cells_; }
+  bool IsGiven(const Cell& cell) const { return cell.row == row_; }
 
   std::size_t ColumnCount() const override { return names_.size(); }
   std::string_view ColumnName(std::size_t column) const override;
@@ -62,10 +63,10 @@ class KESTREL_INTERNAL BorrowingRecordset final : public Recordset {
   void MoveFirst() override { is_at_end_ = false; }
   void MoveNext() override;
   std::int64_t RecordCount() const override { return 1; }
-  bool IsNull(std::size_t column) const override { return Current(column).is_null; }
+  bool IsNull(std::size_t column) const override { return !IsGiven(Current(column)); }
   std::string_view TextAt(std::size_t column) const override {
     const Cell& cell = Current(column);
-    return cell.is_null ? std::string_view() : cell.text;
+    return IsGiven(cell) ? cell.text : std::string_view();
   }
   void SetText(std::size_t column, std::string_view text) override;
   // An unset or null value makes the column null. Raises what Value::ToText raises.
@@ -78,10 +79,12 @@ class KESTREL_INTERNAL BorrowingRecordset final : public Recordset {
     return cells_[column];
   }
   [[noreturn]] void RaiseNoCell(std::size_t column) const;
+  void BeginRows();
 
   std::vector<std::string> names_;
   std::vector<Cell> cells_;
   std::vector<std::string> own_;  // what SetText was given
+  std::uint32_t row_ = 1;         // the number of the current one, never 0
   bool is_at_end_ = false;
 };
 
