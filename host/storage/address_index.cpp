@@ -90,13 +90,20 @@ void AddressIndex::RequireFit(std::int64_t number) {
   fits_in_ = generation;
 }
 
+const std::array<std::string, 3>& AddressIndex::Codes() {
+  if (const std::uint64_t generation = settings_.Generation(); generation != codes_in_) {
+    for (std::size_t i = 0; i < codes_.size(); ++i) codes_[i] = settings_.Get(kGroup, kAlgorithms[i], "0");
+    codes_in_ = generation;
+  }
+  return codes_;
+}
+
 void AddressIndex::BuildKeys(std::int64_t number, const IndexedAddress& address) {
   RequireIndexable(number);
   key_text_.clear();
   AppendKeyText(key_text_, address);
-  for (std::size_t i = 0; i < kAlgorithms.size(); ++i) {
-    built_[i] = keys_->Build(settings_.Get(kGroup, kAlgorithms[i], "0"), key_text_);
-  }
+  const auto& codes = Codes();
+  for (std::size_t i = 0; i < codes.size(); ++i) built_[i] = keys_->Build(codes[i], key_text_);
 }
 
 // The keys come first and the address's number fourth, in all statements.

@@ -78,15 +78,20 @@ class AddressIndex {
   static constexpr std::size_t kColumns = 6;
 
   void BuildKeys(std::int64_t number, const IndexedAddress& address);
+  // The algorithms of the three keys.
+  const std::array<std::string, 3>& Codes();
   void BindKeys(Statement& statement, std::size_t first, std::int64_t number,
                 const KnownKeys::Keys& keys) const;
 
   Connection& connection_;
   Settings& settings_;
-  // The generation of settings_ by which is_kept_ was found, and that by which every number fits that can be indexed.
+  // The generation of settings_ by which is_kept_ was found, that by which every number fits that can be indexed, and
+  // that of codes_.
   std::uint64_t asked_in_ = 0;
   std::uint64_t fits_in_ = 0;
+  std::uint64_t codes_in_ = 0;
   bool is_kept_ = false;
+  std::array<std::string, 3> codes_;
   int address_type_;
   std::shared_ptr<KeyMemory> keys_;
   KnownKeys& known_;
