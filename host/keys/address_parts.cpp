@@ -5,51 +5,26 @@
 #include <iterator>
 
 #include "keys/folded_text.h"
+#include "keys/special_words.h"
 #include "keys/text_similarity.h"
 
 namespace kestrel::host {
 
 namespace {
 
-// Sorted, all of them.
-constexpr std::string_view kTitles[] = {"DIPL",  "DR",  "FAMILIE", "FRAU", "HERR",
-                                        "HERRN", "ING", "MAG",     "MED",  "PROF"};
-constexpr std::string_view kFillers[] = {"AND", "DE",  "DEN", "DER", "DI",  "FA", "FIRMA", "LA",
-                                         "U",   "UND", "VAN", "VOM", "VON", "ZU", "ZUM",   "ZUR"};
-constexpr std::string_view kLegalForms[] = {
-    "AG",       "BV",  "CIE",   "CO",     "COMPAGNIE", "EG",
-    "EK",       "EV",  "GBR",   "GESMBH", "GMBH",      "HAFTUNGSBESCHRAENKT",
-    "INC",      "KG",  "KGAA",  "LLC",    "LTD",       "MBH",
-    "NV",       "OHG", "PARTG", "SA",     "SARL",      "SE",
-    "STIFTUNG", "UG"};
 // The beginnings of words that name a trade.
 constexpr std::string_view kTrades[] = {
     "APOTHEKE",   "AUTOHAUS",  "BAECKEREI",  "BANK",         "BAUUNTERNEHM", "DACHDECKER",   "DRUCKEREI",
     "ELEKTRO",    "FLEISCHER", "GAERTNEREI", "GASTHAUS",     "HANDEL",       "HOTEL",        "IMMOBILIEN",
     "INSTITUT",   "KANZLEI",   "LOGISTIK",   "MASCHINENBAU", "METALLBAU",    "METZGEREI",    "PRAXIS",
     "RESTAURANT", "SANITAER",  "SPEDITION",  "TISCHLEREI",   "VERLAG",       "VERSICHERUNG", "WERKSTATT"};
-constexpr std::string_view kDepartments[] = {"ABT",     "ABTEILUNG", "BUCHHALTUNG", "EINKAUF",
-                                             "EMPFANG", "LAGER",     "PERSONAL",    "PERSONALABTEILUNG",
-                                             "VERKAUF", "VERTRIEB",  "ZENTRALE"};
-// Behind these stands whoever is in charge there, or where.
-constexpr std::string_view kInCharge[] = {"HAENDEN", "HD", "ZHD"};
-// What stands behind them tells one branch of a company from another.
-constexpr std::string_view kBranches[] = {"BETRIEBSSTAETTE", "FILIALE", "NIEDERLASSUNG", "STANDORT",
-                                          "ZWEIGSTELLE"};
-constexpr std::string_view kPartOfTown[] = {"ORTSTEIL", "OT", "STADTTEIL"};
 constexpr std::string_view kKindsOfStreet[] = {"ALLEE", "DAMM", "GASSE",   "PFAD", "PLATZ", "RING",
                                                "STEIG", "STR",  "STRASSE", "UFER", "WEG"};
 constexpr std::size_t kShortWord = 3;
 
-template <std::size_t Count>
-bool IsOneOf(std::string_view word, const std::string_view (&words)[Count]) {
-  return std::binary_search(std::begin(words), std::end(words), word);
-}
-
 // Behind the name of a company they make it another one at the same address. The beginnings of words.
 constexpr std::string_view kSisterCompanies[] = {"BESITZ", "BETEILIGUNG", "HOLDING", "VERMOEGENSVERWALTUNG",
                                                  "VERWALTUNG"};
-constexpr std::string_view kGenerations[] = {"II", "III", "JR", "JUN", "JUNIOR", "SEN", "SENIOR", "SR"};
 
 constexpr auto kLettersOfTrades = [] {
   std::array<std::uint32_t, std::size(kTrades)> letters{};
@@ -57,16 +32,12 @@ constexpr auto kLettersOfTrades = [] {
   return letters;
 }();
 
-// A bit, the same one for all spellings; none for words that only stand beside a legal form.
-std::uint32_t LegalFormOf(std::string_view word) {
-  if (word == "CO" || word == "CIE" || word == "COMPAGNIE" || word == "HAFTUNGSBESCHRAENKT") return 0;
-  if (word == "MBH" || word == "GESMBH") word = "GMBH";
-  static_assert(std::size(kLegalForms) <= 32);
-  return std::uint32_t{1} << (std::ranges::lower_bound(kLegalForms, word) - kLegalForms);
-}
-
 bool IsTrade(std::string_view word) {
   const std::uint32_t letters = LettersOf(word);
+  // Most words lack letters of all of them.
+  bool may_be = false;
+  for (const std::uint32_t of_trade : kLettersOfTrades) may_be |= (of_trade & ~letters) == 0;
+  if (!may_be) return false;
   for (std::size_t i = 0; i < std::size(kTrades); ++i) {
     if ((kLettersOfTrades[i] & ~letters) == 0 && word.find(kTrades[i]) != std::string_view::npos) return true;
   }
@@ -76,9 +47,9 @@ bool IsTrade(std::string_view word) {
 constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 // Behind a name, what tells two of one name apart. A single digit among letters is a typing error.
-bool IsMark(std::string_view word) {
+bool IsMark(std::string_view word, std::uint16_t kinds) {
   const auto digits = std::ranges::count_if(word, IsDigit);
-  return static_cast<std::size_t>(digits) * 2 >= word.size() || IsOneOf(word, kGenerations) ||
+  return static_cast<std::size_t>(digits) * 2 >= word.size() || (kinds & kGenerationWord) != 0 ||
          std::ranges::any_of(kSisterCompanies, [&](std::string_view part) { return word.starts_with(part); });
 }
 
@@ -125,7 +96,7 @@ void AddressParts::TakeTown(std::string_view text) {
   std::string_view known;
   std::size_t end = 0;
   for (std::string_view word = TakeWord(rest); !word.empty(); word = TakeWord(rest)) {
-    if (end != 0 && IsOneOf(word, kPartOfTown)) break;
+    if (end != 0 && (KindsOfWord(word) & kPartOfTownWord) != 0) break;
     if (known.size() <= kShortWord && word.size() > known.size()) known = word;
     end = static_cast<std::size_t>(word.data() - town_.data()) + word.size();
   }
@@ -159,7 +130,8 @@ void AddressParts::TakeStreet(std::string_view text) {
     }
     in_number = false;
     AppendStreet(street_, word);
-    if (known.size() <= kShortWord && !IsOneOf(word, kKindsOfStreet) && word.size() > known.size())
+    if (known.size() <= kShortWord && (KindsOfWord(word) & kKindOfStreetWord) == 0 &&
+        word.size() > known.size())
       known = word;
   }
   const std::size_t digits = std::min(number.find_first_not_of("0123456789"), number.size());
@@ -174,8 +146,9 @@ bool AddressParts::TakeNameWords(std::string_view folded) {
   bool is_person = true;
   bool is_branch = false;
   for (std::string_view word = TakeWord(folded); !word.empty(); word = TakeWord(folded)) {
-    if (IsOneOf(word, kInCharge)) break;
-    if (IsOneOf(word, kTitles) || IsOneOf(word, kDepartments)) continue;
+    const std::uint16_t kinds = KindsOfWord(word);
+    if ((kinds & kInChargeWord) != 0) break;
+    if ((kinds & (kTitleWord | kDepartmentWord)) != 0) continue;
     // "z. Hd.", "e. V." and "e. K." fall into single letters.
     if (word == "Z" && folded.starts_with("HD")) break;
     if (word == "ZU" && folded.starts_with("HAENDEN")) break;
@@ -183,17 +156,17 @@ bool AddressParts::TakeNameWords(std::string_view folded) {
       is_person = false;
       break;
     }
-    if (IsOneOf(word, kFillers)) continue;
-    if (IsOneOf(word, kLegalForms)) {
+    if ((kinds & kFillerWord) != 0) continue;
+    if ((kinds & kLegalFormWord) != 0) {
       view_.legal_forms |= LegalFormOf(word);
       is_person = false;
       continue;
     }
     if (IsTrade(word)) is_person = false;
     if (view_.name_count == AddressView::kMostNames) continue;
-    if (is_branch || IsMark(word)) view_.marks |= static_cast<std::uint16_t>(1U << view_.name_count);
+    if (is_branch || IsMark(word, kinds)) view_.marks |= static_cast<std::uint16_t>(1U << view_.name_count);
     view_.all_names[view_.name_count++] = word;
-    is_branch = is_branch || IsOneOf(word, kBranches);
+    is_branch = is_branch || (kinds & kBranchWord) != 0;
   }
   return is_person;
 }

@@ -180,22 +180,23 @@ std::string BuildDoubletKey(std::string_view code, std::string_view key_text) {
 }
 
 const AddressView& KeyMemory::PartsOf(std::string_view key_text) {
-  if (parts_text_ != key_text) {
+  if (text_ != key_text) {
+    for (Entry& entry : entries_) entry.used = false;
     parts_.Assign(key_text);
-    parts_text_ = key_text;
+    text_ = key_text;
   }
   return parts_;
 }
 
 std::string_view KeyMemory::Build(std::string_view code, std::string_view key_text) {
+  const AddressView& parts = PartsOf(key_text);
   for (const Entry& entry : entries_) {
-    if (entry.used && entry.text == key_text && entry.code == code) return entry.key;
+    if (entry.used && entry.code == code) return entry.key;
   }
   Entry& entry = entries_[next_];
   entry.used = false;
-  entry.key = KeyOf(code, PartsOf(key_text));
+  entry.key = KeyOf(code, parts);
   entry.code = code;
-  entry.text = key_text;
   entry.used = true;
   next_ = (next_ + 1) % entries_.size();
   return entry.key;

@@ -50,14 +50,13 @@ class KeyMemory {
  private:
   struct Entry {
     std::string code;
-    std::string text;
     std::string key;
-    bool used = false;
+    bool used = false;  // it is of text_
   };
   std::array<Entry, 3> entries_;
   std::size_t next_ = 0;
-  std::string parts_text_;
-  AddressParts parts_;
+  std::string text_;
+  AddressParts parts_;  // of it
 };
 
 }  // namespace kestrel::host

@@ -1,5 +1,6 @@
 #include "keys/folded_text.h"
 
+#include <algorithm>
 #include <array>
 
 #include "platform/base/text.h"
@@ -48,12 +49,19 @@ bool IsSign(char32_t code_point) {
 }  // namespace
 
 void AppendFolded(std::string& folded, std::string_view text) {
+  // A character becomes no more bytes than it had, and a gap is one that was left out.
+  const std::size_t start = folded.size();
+  folded.resize(start + text.size());
+  char* begin = folded.data() + start;
+  char* end = begin;
   bool gap = false;
-  bool started = false;
   const auto begin_letter = [&] {
-    if (gap && started) folded.push_back(' ');
+    if (gap && end != begin) *end++ = ' ';
     gap = false;
-    started = true;
+  };
+  const auto append = [&](std::string_view letters) {
+    begin_letter();
+    end = std::copy(letters.begin(), letters.end(), end);
   };
   std::size_t position = 0;
   while (position < text.size()) {
@@ -62,26 +70,34 @@ void AppendFolded(std::string& folded, std::string_view text) {
       ++position;
       if (const char letter = kAscii[byte]; letter != 0) {
         begin_letter();
-        folded.push_back(letter);
+        *end++ = letter;
       } else {
         gap = true;
       }
       continue;
     }
+    const std::size_t first = position;
     const char32_t code_point = NextCodePoint(text, position);
     if (code_point >= 0xC0 && code_point < 0x180 && !Latin(code_point).empty()) {
-      begin_letter();
-      folded += Latin(code_point);
+      append(Latin(code_point));
     } else if (code_point == 0x1E9E) {  // the capital ß
-      begin_letter();
-      folded += "SS";
+      append("SS");
     } else if (IsSign(code_point) || code_point < 0x180) {
       gap = true;
+    } else if (position - first > 1) {
+      append(text.substr(first, position - first));
     } else {
-      begin_letter();
-      AppendUtf8(folded, code_point);
+      // A byte that begins no character becomes one that stands for those.
+      std::string replacement;
+      AppendUtf8(replacement, code_point);
+      const auto written = end - begin;
+      folded.resize(folded.size() + replacement.size());
+      begin = folded.data() + start;
+      end = begin + written;
+      append(replacement);
     }
   }
+  folded.resize(static_cast<std::size_t>(end - folded.data()));
 }
 
 std::string_view TakeWord(std::string_view& folded) {

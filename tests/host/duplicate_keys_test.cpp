@@ -2,8 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <random>
+
 #include "keys/cologne_phonetics.h"
 #include "keys/folded_text.h"
+#include "keys/special_words.h"
 #include "storage/address_index.h"
 #include "support/expect_error.h"
 
@@ -70,6 +73,70 @@ TEST(FoldedText, WaysOfWritingNoLongerDiffer) {
   EXPECT_EQ(Folded(""), "");
   EXPECT_EQ(Folded("!?"), "");
   EXPECT_EQ(Folded("Иванов"), "Иванов");
+}
+
+// Each character by itself tells what becomes of it among others.
+TEST(FoldedText, ATextIsFoldedAsItsCharactersAre) {
+  const std::vector<std::string> characters = {
+      "A", "b", "Z",  "7", " ",    "-",    "\t",       "Ü", "ß",    "ẞ",    "Œ",      "ÿ",     "–",
+      "×", "И", "漢", "😀", "\xFF", "\x80", "\xC3\x28", "ŉ", "\xE2", "\x01", "\u00A0", "\u3000"};
+  std::mt19937 random(11);
+  for (int i = 0; i < 20000; ++i) {
+    std::string text;
+    std::string expected;
+    bool gap = false;
+    for (auto left = random() % 14; left > 0; --left) {
+      const std::string& character = characters[random() % characters.size()];
+      text += character;
+      // A blank keeps it from being taken for the beginning of the next.
+      text += ' ';
+      const std::string folded = Folded(character);
+      if (!folded.empty()) expected += (expected.empty() ? "" : " ") + folded;
+    }
+    EXPECT_EQ(Folded(text), expected) << text;
+    std::string joined;
+    std::string plain;
+    for (auto left = random() % 14; left > 0; --left) {
+      const std::string& character = characters[random() % 17];
+      joined += character;
+      const std::string folded = Folded(character);
+      if (folded.empty()) {
+        gap = true;
+        continue;
+      }
+      if (gap && !plain.empty()) plain += ' ';
+      gap = false;
+      plain += folded;
+    }
+    gap = false;
+    std::string behind = "vorn ";
+    AppendFolded(behind, joined);
+    EXPECT_EQ(behind, "vorn " + plain) << joined;
+  }
+}
+
+TEST(SpecialWords, OneLookFindsWhatAWalkThroughAllOfThemFinds) {
+  const auto walk = [](std::string_view word) {
+    std::uint16_t kinds = 0;
+    for (const SpecialWord& entry : SpecialWords()) {
+      if (entry.word == word) kinds |= entry.kinds;
+    }
+    return kinds;
+  };
+  std::mt19937 random(13);
+  for (const SpecialWord& entry : SpecialWords()) {
+    EXPECT_NE(KindsOfWord(entry.word), 0) << entry.word;
+    for (int i = 0; i < 200; ++i) {
+      std::string word(entry.word);
+      if (i % 4 == 1) word[random() % word.size()] = static_cast<char>('A' + random() % 26);
+      if (i % 4 == 2) word += static_cast<char>('A' + random() % 26);
+      if (i % 4 == 3) word.erase(random() % word.size(), 1);
+      EXPECT_EQ(KindsOfWord(word), walk(word)) << word;
+    }
+  }
+  for (const char* word : {"", "7", "ÄG", "haus", "HAFTUNGSBESCHRAENKTHAFTUNGSBESCHRAENKT"}) {
+    EXPECT_EQ(KindsOfWord(word), 0) << word;
+  }
 }
 
 TEST(DuplicateKeys, TheKeyTextHasTenParts) {
