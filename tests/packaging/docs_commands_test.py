@@ -29,7 +29,7 @@ SOURCES, BUILD = (os.path.abspath(path) for path in sys.argv[1:3])
 FENCE = re.compile(r"^```([^\n]*)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 HEAD = re.compile(r"(\w+)(?: ([^\s(]+)| \((.+)\))?$")
 KINDS = {"sh", "console", "cpp", "c", "ini", "csv", "json", "text", "python", "sql"}
-PAGES = ["README.md", "bindings/python/README.md"] + sorted(
+PAGES = ["README.md", "bindings/python/README.md", "packaging/watch/README.md"] + sorted(
     os.path.relpath(page, SOURCES) for page in glob.glob(f"{SOURCES}/docs/**/*.md", recursive=True))
 
 DEMO_HOST = f"kestrel-import init host >/dev/null 2>&1; cp {SOURCES}/demo/*.IMP {SOURCES}/demo/*.txt host/Import/"

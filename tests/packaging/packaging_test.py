@@ -333,6 +333,46 @@ class WatchedFolder(Scratch):
         self.assertEqual(self.watch().returncode, 0)
         self.assertEqual(self.names("done"), ["neue Kunden\n2.txt"])
 
+    def test_no_name_stops_the_folder_or_writes_into_a_report(self):
+        names = ["-rf", "*", "$(touch pwned)", "Ende\n", "leer\nErgebnis: done (x)", "\x1b[31mrot.txt", "ä" * 127 + "a"]
+        for name in names:
+            self.bring(name, 10, 12)
+        told = self.watch()
+        self.assertEqual((self.names("incoming"), self.names("working"), told.stderr), ([], [], ""))
+        self.assertEqual(self.names("done"), sorted(names[:-1] + ["ä" * 115]))
+        self.assertEqual(len(self.names("reports")), len(names))
+        self.assertNotIn("\x1b", told.stdout)
+        self.assertIn("\nDatei: leer?Ergebnis: done (x)\nErgebnis: done (Rückgabewert 1)\n", told.stdout)
+
+    def test_nothing_but_files_is_read(self):
+        with open(f"{self.folder}/geheim", "w", encoding="utf-8") as file:
+            file.write("geheim")
+        os.symlink(f"{self.folder}/geheim", f"{self.incoming}/zeiger.txt")
+        os.mkfifo(f"{self.incoming}/rohr")
+        os.mkdir(f"{self.incoming}/ordner")
+        self.assertEqual(self.watch().returncode, 0)
+        self.assertEqual((self.names("incoming"), self.names("done"), self.names("failed")),
+                         (["ordner", "rohr", "zeiger.txt"], [], []))
+        # One that took a file's place while that was moved.
+        os.rename(f"{self.incoming}/zeiger.txt", f"{self.watched}/working/zeiger.txt")
+        self.assertEqual(self.watch().returncode, 1)
+        self.assertEqual(self.names("failed"), ["zeiger.txt"])
+
+    def test_a_file_that_was_imported_and_could_not_be_moved_is_not_told_to_be_interrupted(self):
+        programs = os.path.join(self.folder, "programs")
+        os.makedirs(programs)
+        # The last step but one loses the folder.
+        with open(f"{programs}/sendmail", "w", encoding="utf-8") as file:
+            file.write(f"#!/bin/sh\nmv '{self.watched}/done' '{self.watched}/fort'\n")
+        os.chmod(f"{programs}/sendmail", 0o755)
+        self.bring("neu.txt", 10, 12)
+        told = self.watch(env={**self.env, "PATH": programs + ":" + self.env["PATH"], "KESTREL_MAILTO": "erika"})
+        self.assertEqual((told.returncode, self.names("working")), (2, ["neu.txt"]))
+        self.assertIn("lässt sich nicht nach 'done' verschieben", told.stderr)
+        self.assertIn("Ergebnis: done (Rückgabewert 0)", read(self.watched, "reports", "neu.txt.txt"))
+        self.assertEqual(self.watch().returncode, 0)
+        self.assertEqual((self.names("working"), self.names("done"), self.names("failed")), ([], ["neu.txt"], []))
+
     def test_options_go_to_the_import(self):
         self.bring("neu.txt", 10, 12)
         self.assertEqual(self.watch("--test").returncode, 0)
