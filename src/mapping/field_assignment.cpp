@@ -18,8 +18,6 @@ constexpr const char* kFormatSection = "FieldFormat";
 constexpr const char* kNotAssignedText = "NOTASSIGNED";
 constexpr std::string_view kFieldPrefix = "FIELD:";
 constexpr std::string_view kConstantPrefix = "CONST:";
-constexpr std::size_t kNameSize = 255;
-constexpr std::size_t kRemarkSize = 50;
 
 // Whether some row answers true; stops at the first that does.
 template <class Test>
@@ -65,7 +63,7 @@ void SetAssignment(MemoryRecordset& list, AssignmentOption option, std::string_v
                    std::string_view display) {
   // The display text has to fit with what stands around the name.
   const std::size_t around = LengthInCharacters(display) - LengthInCharacters(destination_name);
-  RequireFits(list, destination_name, kNameSize - around, EntryName(list, kAssignmentSection));
+  RequireFits(list, destination_name, kMaxListText - around, EntryName(list, kAssignmentSection));
   list.SetText(kInfo, "");
   list.SetText(kDestinationName, destination_name);
   list.SetText(kDspDestinationName, display);
@@ -90,7 +88,7 @@ void LoadImportField(MemoryRecordset& list, const ProfileImage& spec, const std:
   SetTranslate(list, !GetIniSection(spec, TranslationSection(field)).empty() &&
                          GetIniString(spec, kTranslationSwitchSection, field, "0") == "1");
   const std::string format = GetIniString(spec, kFormatSection, field, "");
-  RequireFits(list, format, kRemarkSize, EntryName(list, kFormatSection));
+  RequireFits(list, format, kMaxListRemark, EntryName(list, kFormatSection));
   if (!format.empty()) list.SetText(kFormat, format);
 }
 
@@ -115,10 +113,12 @@ struct CopiedColumn {
   AssignmentColumn target;
   std::size_t text_size = 0;  // of a text column
 };
-constexpr CopiedColumn kCopiedColumns[] = {
-    {"Obligation", kObligation},          {"RowSourceTyp", kRowSourceTyp},
-    {"RowSource", kRowSource, kNameSize}, {"Size", kSize},
-    {"FieldTyp", kFieldTyp, kRemarkSize}, {"DateField", kDateField}};
+constexpr CopiedColumn kCopiedColumns[] = {{"Obligation", kObligation},
+                                           {"RowSourceTyp", kRowSourceTyp},
+                                           {"RowSource", kRowSource, kMaxListText},
+                                           {"Size", kSize},
+                                           {"FieldTyp", kFieldTyp, kMaxListRemark},
+                                           {"DateField", kDateField}};
 
 // Asks the import class for its fields. Its own error is logged; what it returned counts all the same.
 RecordsetPtr RequestFields(Session& session, ImportLogs& logs) {
@@ -158,18 +158,18 @@ void FillAssignmentList(Session& session, ImportLogs& logs, MemoryRecordset& lis
 
 std::shared_ptr<MemoryRecordset> CreateAssignmentList() {
   auto list = std::make_shared<MemoryRecordset>();
-  list->AppendColumn("SourceName", ColumnType::kText, kNameSize);
-  list->AppendColumn("DestinationName", ColumnType::kText, kNameSize);
-  list->AppendColumn("DspDestinationName", ColumnType::kText, kNameSize);
+  list->AppendColumn("SourceName", ColumnType::kText, kMaxListText);
+  list->AppendColumn("DestinationName", ColumnType::kText, kMaxListText);
+  list->AppendColumn("DspDestinationName", ColumnType::kText, kMaxListText);
   list->AppendColumn("Option", ColumnType::kInt64);
   list->AppendColumn("Obligation", ColumnType::kBool);
   list->AppendColumn("RowSourceTyp", ColumnType::kInt64);
-  list->AppendColumn("RowSource", ColumnType::kText, kNameSize);
+  list->AppendColumn("RowSource", ColumnType::kText, kMaxListText);
   list->AppendColumn("Translate", ColumnType::kInt16);
-  list->AppendColumn("FieldTyp", ColumnType::kText, kRemarkSize);
+  list->AppendColumn("FieldTyp", ColumnType::kText, kMaxListRemark);
   list->AppendColumn("Size", ColumnType::kInt64);
-  list->AppendColumn("Info", ColumnType::kText, kRemarkSize);
-  list->AppendColumn("Format", ColumnType::kText, kRemarkSize);
+  list->AppendColumn("Info", ColumnType::kText, kMaxListRemark);
+  list->AppendColumn("Format", ColumnType::kText, kMaxListRemark);
   list->AppendColumn("DateField", ColumnType::kBool);
   return list;
 }

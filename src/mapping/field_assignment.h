@@ -41,6 +41,10 @@ enum AssignmentColumn : std::size_t {
 
 enum AssignmentOption : std::int64_t { kNotAssigned = 1, kImportField = 2, kConstantValue = 3 };
 
+// The greatest numbers of characters that the list takes: of names and what is shown, and of formats and remarks.
+inline constexpr std::size_t kMaxListText = 255;
+inline constexpr std::size_t kMaxListRemark = 50;
+
 inline constexpr const char* kTranslatedRemark = "-wird übersetzt-";
 
 // The date formats in the order they are offered, after an empty first entry.
