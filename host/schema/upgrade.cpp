@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <vector>
 
@@ -56,7 +57,12 @@ FileDescriptor MakeFileLike(const std::string& path, const std::string& other) {
   return file;
 }
 
-// By a connection of its own: no copy is made within a transaction, and the one at hand keeps others from writing.
+void Remove(const std::string& path) {
+  Trap([&] { DeleteFile(path); }, [](const RuntimeError&) {});
+}
+
+// By a connection of its own: no copy is made within a transaction, and the one at hand keeps others from writing. The copy
+// has its name only once it is whole; until then an empty file keeps that.
 std::string CopySqlite(Connection& connection, int version) {
   const std::string file = FileOf(connection);
   if (file.empty()) return {};
@@ -64,17 +70,25 @@ std::string CopySqlite(Connection& connection, int version) {
   const std::string start = file.substr(0, file.size() - extension.size());
   std::string copy = FreeName(start + "-vor-Fassung-" + std::to_string(version), "-", extension,
                               [](const std::string& path) { return !IsMissing(path); });
+  const std::string unfinished = copy + ".unfertig";
   bool is_made = false;
   const auto make = [&] {
-    const FileDescriptor made = MakeFileLike(copy, file);
+    MakeFileLike(copy, file);
     is_made = true;
+    // Of somebody whose program ended.
+    Remove(unfinished);
+    const FileDescriptor made = MakeFileLike(unfinished, file);
     const ConnectionPtr source =
         OpenConnection("Provider=SQLite;Data Source=\"" + ReplaceAll(file, "\"", "\"\"") + "\"");
-    source->Execute("VACUUM INTO " + Literal(copy));
-    if (::fsync(made.get()) != 0) throw ErrorFromErrno(errno, copy);
+    source->Execute("VACUUM INTO " + Literal(unfinished));
+    if (::fsync(made.get()) != 0 || std::rename(unfinished.c_str(), copy.c_str()) != 0) {
+      throw ErrorFromErrno(errno, copy);
+    }
   };
   Trap(make, [&](const RuntimeError& error) {
-    if (is_made) Trap([&] { DeleteFile(copy); }, [](const RuntimeError&) {});
+    for (const std::string& path : {copy, unfinished, unfinished + "-journal"}) {
+      if (is_made) Remove(path);
+    }
     Refuse("Die Sicherung '" + copy + "' kann nicht angelegt werden, deshalb ist nichts geändert. " +
            error.Description() +
            ". Schaffen Sie dort Platz, oder sichern Sie die Datenbank selbst und geben --backed-up an");

@@ -3,12 +3,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "cli/target_fixture.h"
 #include "platform/base/file_lock.h"
 #include "schema/own_tables.h"
 #include "schema/upgrade.h"
+#include "support/eventually.h"
+#include "support/forked_child.h"
 #include "support/json_schema.h"
 
 namespace kestrel::testing {
@@ -158,6 +161,40 @@ TEST_F(TargetUpgrade, AnEarlierCopyIsNeverReplaced) {
   EXPECT_EQ(SchemaFault(schema, nlohmann::json::parse(upgraded.out)), "") << upgraded.err;
   EXPECT_THAT(upgraded.out, HasSubstr("fremd-vor-Fassung-2-2.db"));
   EXPECT_EQ(ReadWholeFile(Copy()), "wertvoll");
+}
+
+TEST_F(TargetUpgrade, ACopyHasItsNameOnlyOnceItIsWhole) {
+  Execute("CREATE TABLE Gross (inhalt TEXT)");
+  Execute(
+      "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20000) "
+      "INSERT INTO Gross SELECT hex(zeroblob(500)) FROM n");
+  const auto copies = [this] {
+    std::vector<std::string> found;
+    for (const std::string& path : ListFiles(folder_.path())) {
+      if (path.find("-vor-Fassung-2") != std::string::npos) found.push_back(path);
+    }
+    return found;
+  };
+  {
+    ForkedChild child([&] {
+      const ConnectionPtr own = OpenConnection(database_);
+      host::VersionOfOwnTables(*own);
+      host::UpgradeOwnTables(*own, host::Backup::kMake, host::UpgradeSteps());
+    });
+    // Killed while it copies.
+    ASSERT_TRUE(Eventually([&] {
+      return std::ranges::any_of(copies(), [](const std::string& path) {
+        std::error_code error;
+        const auto size = std::filesystem::file_size(path, error);
+        return !error && size > 0;
+      });
+    }));
+  }
+  if (FileExists(Copy()) && std::filesystem::file_size(Copy()) > 0) {
+    EXPECT_EQ(OpenConnection(Copy())->OpenRecordset("SELECT count(*) FROM Gross")->TextAt(0), "20000");
+  }
+  EXPECT_EQ(Run({"target", "upgrade"}).status, 0);
+  EXPECT_EQ(Query("SELECT count(*) FROM Gross"), "20000\n");
 }
 
 TEST_F(TargetUpgrade, WhereNoCopyCanBeMadeNothingIsChangedUnlessThereIsOne) {
