@@ -608,12 +608,20 @@ KESTREL_EXPORT int32_t kestrel_job_create(kestrel_library* library, kestrel_hand
 KESTREL_EXPORT int32_t kestrel_job_open(kestrel_library* library, kestrel_handle job,
                                         const kestrel_order* order);
 
-// Everything that is wrong or suspicious, in the order specification, source, destination; `all_records` not 0
-// looks at every record of a file. A record set of the caller's with the columns Severity ("error", "warning",
+// How far a check looks into the source. Since 3.
+enum {
+  KESTREL_CHECK_BEGINNING = 0,
+  KESTREL_CHECK_RECORDS = 1,  // at every record of a file; so does any other number
+  KESTREL_CHECK_VALUES =
+      2  // at every value, too, as a run would take it, asking the import class about every record
+};
+
+// Everything that is wrong or suspicious, in the order specification, source, destination, data; `depth` is one of
+// KESTREL_CHECK_... A record set of the caller's with the columns Severity ("error", "warning",
 // "note"), Section, Key, Field, Text, WayOut (both German), Count (of the values or records that a finding in
 // the data is about) and Replacement (the column that could take the place of one that has gone); all are
 // texts.
-KESTREL_EXPORT int32_t kestrel_job_check(kestrel_library* library, kestrel_handle job, int32_t all_records,
+KESTREL_EXPORT int32_t kestrel_job_check(kestrel_library* library, kestrel_handle job, int32_t depth,
                                          kestrel_handle* findings);
 // The same of the last call of this library that was KESTREL_REFUSED.
 KESTREL_EXPORT int32_t kestrel_refusal(kestrel_library* library, kestrel_handle* findings);

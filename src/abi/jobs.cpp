@@ -211,13 +211,15 @@ int32_t kestrel_job_open(kestrel_library* library, kestrel_handle job, const kes
   });
 }
 
-int32_t kestrel_job_check(kestrel_library* library, kestrel_handle job, int32_t all_records,
+int32_t kestrel_job_check(kestrel_library* library, kestrel_handle job, int32_t depth,
                           kestrel_handle* findings) {
   return Guarded(library, [&](Library& open) {
     kestrel_handle& target = Require(findings, "findings");
     const Job::Use checked(RequireJob(open, job));
-    const auto depth = all_records != 0 ? kestrel::CheckDepth::kRecords : kestrel::CheckDepth::kColumns;
-    target = open.handles.Add(RowsOf(checked->Check(depth)));
+    const auto looked =
+        depth == KESTREL_CHECK_BEGINNING ? kestrel::CheckDepth::kColumns : kestrel::CheckDepth::kRecords;
+    target = open.handles.Add(
+        RowsOf(depth == KESTREL_CHECK_VALUES ? checked->CheckData().findings : checked->Check(looked)));
   });
 }
 

@@ -45,6 +45,27 @@ static int count_errors(kestrel_library* library, kestrel_handle findings, kestr
   return errors;
 }
 
+TEST(ACheckThatLooksAtEveryValueTellsWhatARunWouldRefuseAndStoresNothing) {
+  sample_host host = open_sample_host();
+  kestrel_handle job = 0;
+  kestrel_handle findings = 0;
+  kestrel_handle specification = 0;
+  kestrel_text row[8];
+  OK(host.library,
+     kestrel_specification_open(host.library, text_of(scratch_file("Import/Kunden.IMP")), &specification));
+  OK(host.library, kestrel_specification_set(host.library, specification, text_of("FieldAssignments"),
+                                             text_of("KundenNummer"), text_of("FIELD:Ort")));
+  OK(host.library, kestrel_specification_save(host.library, specification, text_of("")));
+  job = open_customers(&host);
+  OK(host.library, kestrel_job_check(host.library, job, KESTREL_CHECK_RECORDS, &findings));
+  CHECK(count_errors(host.library, findings, row) == 0);
+  OK(host.library, kestrel_job_check(host.library, job, KESTREL_CHECK_VALUES, &findings));
+  CHECK(count_errors(host.library, findings, row) > 0);
+  CHECK(text_is(row[2], "KundenNummer"));
+  CHECK(query_number(&host, "SELECT count(*) FROM Kunden") == 0);
+  close_sample_host(&host);
+}
+
 TEST(WhatIsWrongWithAnImportIsARecordSet) {
   sample_host host = open_sample_host();
   kestrel_handle job = open_customers(&host);

@@ -36,6 +36,14 @@ class JobTest(LibraryTest):
             self.assertEqual((len(preview.rows), preview.rows[1][1]), (2, "Jürgen Großmann"))
             self.assertEqual(preview.unreadable, [])
 
+    def test_every_value_is_checked_before_a_run(self) -> None:
+        with self.customers("1;A;;;;12345;Ort;;;;;;;", "zwei;B;;;;12345;Ort;;;;;;;") as job:
+            self.assertEqual([finding.severity for finding in job.check(all_records=True)].count("error"), 0)
+            errors = [finding for finding in job.check(values=True) if finding.severity == "error"]
+            self.assertEqual([finding.key for finding in errors], ["KundenNummer"])
+            self.assertIn("zwei", errors[0].text)
+        self.assertEqual(self.stored(), 0)
+
     def test_an_import_is_told_record_by_record_listed_and_taken_back(self) -> None:
         outcomes: list[Outcome] = []
         steps: list[float] = []

@@ -181,13 +181,15 @@ class Job(Object):
         self._library.call("job_open", self.handle, ctypes.byref(order))
         self._tell = told
 
-    def check(self, *, all_records: bool = False) -> list[Finding]:
-        """Everything wrong or suspicious, in the order specification, source, destination.
+    def check(self, *, all_records: bool = False, values: bool = False) -> list[Finding]:
+        """Everything wrong or suspicious, in the order specification, source, destination, data.
 
-        `all_records` looks at every record of a file, which takes as long as reading it.
+        `all_records` looks at every record of a file, which takes as long as reading it; `values` at every value, too, as
+        a run would take it, and asks the import class about every record. Nothing is stored.
         """
+        depth = _native.CHECK_VALUES if values else int(all_records)
         with self._library.stopped_by_interrupt():
-            handle = self._library.call_for_handle("job_check", self.handle, int(all_records))
+            handle = self._library.call_for_handle("job_check", self.handle, depth)
             return self._findings(handle)
 
     def columns(self) -> list[str]:
