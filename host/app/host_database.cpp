@@ -26,10 +26,12 @@ namespace {
 
 constexpr const char* kTitle = "KESTREL Adressen";
 
+// Another application may well have a table of customers.
 bool HasLists(Connection& connection) {
   const std::vector<CatalogTable> tables = connection.Tables();
   return std::ranges::any_of(tables, [](const CatalogTable& table) {
-    return EqualsIgnoringCase(table.name, "Kunden") || EqualsIgnoringCase(table.name, "kestrel_Importziele");
+    return EqualsIgnoringCase(table.name, "Importziele") ||
+           EqualsIgnoringCase(table.name, "kestrel_Importziele");
   });
 }
 

@@ -347,7 +347,17 @@ std::vector<TargetRemark> AddTarget(Connection& connection, const TargetRequest&
              "' gibt es schon. Nehmen Sie einen anderen Namen, oder ändern Sie es mit 'kestrel-import target "
              "edit'.");
     }
+    const std::vector<TargetSummary> others = Targets(connection);
     remarks = StoreTarget(connection, request, table, {});
+    const int type = RequireTarget(connection, request.name).address_type;
+    for (const TargetSummary& other : others) {
+      if (type == 0 || other.statement_table != table.table) continue;
+      remarks.push_back(
+          {"", "Auch das Importziel '" + other.name +
+                   "' schreibt in diese Tabelle. Was dort importiert oder zurückgenommen wird, kennt die "
+                   "Dublettenprüfung hier erst nach 'kestrel-import target check " +
+                   request.name + " --rebuild'."});
+    }
   });
   return remarks;
 }

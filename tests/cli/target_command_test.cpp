@@ -325,6 +325,16 @@ TEST_F(TargetCommands, SeveralTablesStandInOneHostEachWithItsOwnAddresses) {
   EXPECT_THAT(Run({"target", "show", "kunden"}).err, HasSubstr("Ein Importziel 'kunden' gibt es hier nicht."));
 }
 
+TEST_F(TargetCommands, ASecondTargetOfATableIsToldWhatItsDuplicateCheckDoesNotKnow) {
+  Add();
+  const ProgramResult second = Run({"target", "add", "nochmal", "--table", "Kunde \"Süd\""});
+  EXPECT_EQ(second.status, 0) << second.err;
+  EXPECT_THAT(second.err, AllOf(HasSubstr("Auch das Importziel 'kunden' schreibt in diese Tabelle."),
+                                HasSubstr("target check nochmal --rebuild")));
+  EXPECT_THAT(Run({"target", "add", "ohne", "--table", "Kunde \"Süd\"", "--no-keys"}).err,
+              Not(HasSubstr("Auch das")));
+}
+
 TEST_F(TargetCommands, RemovingKeepsTheLogsUnlessYesIsSaid) {
   Add();
   WriteImport(";Hans;Meier;Am Weg 1;01067;Dresden;h@m;;3;\n");

@@ -352,7 +352,8 @@ TEST(HostDatabase, ANamedFileThatIsNotThereIsNotMade) {
 
 TEST(HostDatabase, ADatabaseOfSomethingElseIsRefused) {
   const TempFolder folder;
-  OpenConnection(folder.File("kestrel.db"))->Execute("CREATE TABLE Anderes (Nr INTEGER)");
+  // It may well have customers.
+  OpenConnection(folder.File("kestrel.db"))->Execute("CREATE TABLE Kunden (Nr INTEGER)");
   EXPECT_ERROR_TEXT(host::OpenHostDatabase(folder.path(), ""), ErrorNumber::kDatabase,
                     HasSubstr("Adresslisten"));
 }
