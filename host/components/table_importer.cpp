@@ -18,6 +18,7 @@
 #include "storage/index_repair.h"
 #include "storage/missing_rights.h"
 #include "storage/sqlite_settings.h"
+#include "targets/target_store.h"
 
 namespace kestrel::host {
 
@@ -305,9 +306,17 @@ void TableImporter::RequireGrants() {
 // What nobody has written down could not be undone either.
 void TableImporter::RequireLedger() {
   if (not_recorded_.empty()) return;
-  stop_reason_ = "Der Import lässt sich nicht aufzeichnen (" + not_recorded_ +
-                 ") und wäre nicht rückgängig zu machen. Beheben Sie die Ursache, oder verzichten Sie auf die "
-                 "Aufzeichnung (Einstellung Importlauf/Fuehren = 0).";
+  stop_reason_ =
+      "Der Import lässt sich nicht aufzeichnen (" + not_recorded_ + ") und wäre nicht rückgängig zu machen. ";
+  if (target_ != nullptr && IsQuoted(target_->table)) {
+    const std::string name = prog_id_.substr(std::string_view(kTargetPrefix).size());
+    stop_reason_ += "Ob sich die Tabelle geändert hat, sagt 'kestrel-import target check " + name +
+                    "'; 'kestrel-import target edit " + name + "' liest sie neu.";
+  } else {
+    stop_reason_ +=
+        "Beheben Sie die Ursache, oder verzichten Sie auf die Aufzeichnung (Einstellung Importlauf/Fuehren = "
+        "0).";
+  }
   throw RuntimeError(ErrorNumber::kDatabase, "Der Import lässt sich nicht aufzeichnen: " + not_recorded_);
 }
 

@@ -7,6 +7,7 @@
 #include "ledger/fingerprint.h"
 #include "ledger/run_state.h"
 #include "platform/base/counted.h"
+#include "platform/base/text.h"
 #include "schema/host_schema.h"
 #include "storage/grouped_writes.h"
 #include "storage/sqlite_settings.h"
@@ -46,9 +47,12 @@ RunUndo::RunUndo(Connection& connection, std::int64_t run, const Options& option
     columns = found->TextAt(1);
   }
   if (columns != ColumnsOf(*destination_)) {
-    Refuse(name +
-           " hat andere Felder gespeichert, als sein Importziel jetzt hat. Stellen Sie die Zeilen der "
-           "Tabelle 'Importfelder' wieder her, um ihn zurückzunehmen.");
+    Refuse(name + " hat andere Felder gespeichert (" + ReplaceAll(columns, ",", ", ") +
+           "), als sein Importziel jetzt hat. " +
+           (IsQuoted(destination_->table)
+                ? "Um ihn zurückzunehmen, geben Sie der Tabelle die Spalten von damals, und lesen sie mit "
+                  "'kestrel-import target edit' neu."
+                : "Stellen Sie die Zeilen der Tabelle 'Importfelder' wieder her, um ihn zurückzunehmen."));
   }
   if (std::optional<RunLock> lock = RunLock::Acquire(connection_, run_)) {
     lock_ = std::make_unique<RunLock>(std::move(*lock));

@@ -192,6 +192,23 @@ int ChooseAddressType(Connection& connection, const KeyColumns& keys, int wanted
                    : off("Sechs Importziele mit Dublettenprüfung sind das Höchste; so viele gibt es schon.");
 }
 
+// Where the values that a column of SQLite holds, which keeps anything, are written otherwise than an import does.
+void TellOtherValues(Connection& connection, const ReadTable& table, const ReadColumn& column,
+                     std::vector<TargetRemark>& remarks) {
+  const bool is_date = column.kind == FieldKind::kDate;
+  if (!IsSqlite(connection) || (!is_date && column.kind != FieldKind::kTruth)) return;
+  const std::string name = "t." + Quoted(column.name);
+  const std::string usual = is_date ? "[0-9][0-9][0-9][0-9]-[0-9][0-9]-[0-9][0-9]*" : "[01]";
+  const RecordsetPtr other =
+      connection.OpenRecordset("SELECT quote(" + name + ") FROM " + table.table + " AS t WHERE " + name +
+                               " IS NOT NULL AND NOT " + name + " GLOB '" + usual + "' LIMIT 1");
+  if (other->IsEof()) return;
+  remarks.push_back({column.name, "Ein Import schreibt " + std::string(is_date ? "JJJJ-MM-TT" : "1 und 0") +
+                                      "; in der Tabelle steht auch anderes, zum Beispiel " +
+                                      std::string(other->TextAt(0)) +
+                                      ". Prüfen Sie, ob die Anwendung beides liest."});
+}
+
 void StoreFields(Connection& connection, const std::string& prog_id, const ReadTable& table,
                  std::vector<TargetRemark>& remarks) {
   const auto row = connection.Prepare(
@@ -207,6 +224,7 @@ void StoreFields(Connection& connection, const std::string& prog_id, const ReadT
       continue;
     }
     if (!column.remark.empty()) remarks.push_back({column.name, column.remark});
+    TellOtherValues(connection, table, column, remarks);
     const RowSource source = RowSourceOf(connection, column, remarks);
     const std::string name = Quoted(column.name);
     row->BindText(0, prog_id);

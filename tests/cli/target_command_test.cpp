@@ -279,6 +279,19 @@ TEST_F(TargetCommands, ATypeThatMakesNumbersOfTextsIsTold) {
               AllOf(HasSubstr("plz: Ihr Typ STRING macht"), Not(HasSubstr("ort: ")), Not(HasSubstr("frei: "))));
 }
 
+TEST_F(TargetCommands, DaysAndTruthsThatAreWrittenOtherwiseThanAnImportDoesAreTold) {
+  Execute("CREATE TABLE form (id INTEGER PRIMARY KEY, a DATE, b DATETIME, c BOOLEAN, d BOOLEAN, e DATE)");
+  Execute("INSERT INTO form VALUES (1, '2020-01-02', '2020-01-02 10:00:00', 1, 'J', NULL)");
+  Execute("INSERT INTO form VALUES (2, '02.01.2020', NULL, 0, 0, 1577923200)");
+  const std::string told = Run({"target", "add", "form", "--table", "form"}).err;
+  EXPECT_THAT(
+      told,
+      AllOf(HasSubstr("a: Ein Import schreibt JJJJ-MM-TT; in der Tabelle steht auch anderes, zum Beispiel "
+                      "'02.01.2020'."),
+            HasSubstr("d: Ein Import schreibt 1 und 0; in der Tabelle steht auch anderes, zum Beispiel 'J'."),
+            HasSubstr("zum Beispiel 1577923200."), Not(HasSubstr("b: ")), Not(HasSubstr("c: "))));
+}
+
 TEST_F(TargetCommands, ValuesOfALongTableAreNotOfferedAndNotHeldForWrong) {
   Execute("CREATE TABLE Plan (nr INTEGER PRIMARY KEY, name TEXT)");
   Execute(

@@ -158,8 +158,15 @@ TEST_F(TargetSafety, AnUndoThatDoesNotFitTheTableAnyMoreIsRefusedAndMayBeTriedAg
     EXPECT_EQ(undone.status, 4);
     EXPECT_THAT(undone.err,
                 AllOf(HasSubstr(column), HasSubstr("Hat sich die Tabelle 'Kunde' seit dem Import geändert")));
+    EXPECT_THAT(Run({"run", "ziel"}).err, HasSubstr("'kestrel-import target check ziel'"));
     Execute("ALTER TABLE Kunde RENAME COLUMN anders TO " + std::string(column));
   }
+  Execute("ALTER TABLE Kunde RENAME COLUMN ort TO stadt");
+  EXPECT_EQ(Run({"target", "edit", "ziel"}).status, 0);
+  EXPECT_THAT(Run({"undo", "1"}).err,
+              AllOf(HasSubstr("(id, name, ort)"), HasSubstr("'kestrel-import target edit' neu")));
+  Execute("ALTER TABLE Kunde RENAME COLUMN stadt TO ort");
+  EXPECT_EQ(Run({"target", "edit", "ziel"}).status, 0);
   EXPECT_THAT(Run({"undo", "1"}).err, HasSubstr("1 Adresse gelöscht"));
 }
 
