@@ -138,6 +138,27 @@ TEST_F(TargetSafety, EveryValueThatWasOverwrittenIsPutBackAsItWasStored) {
   EXPECT_EQ(Query(all), before);
 }
 
+TEST_F(TargetSafety, ADatabaseThatKeepsItsTextsInUtf16IsReadAndPutBack) {
+  {
+    const ConnectionPtr connection = OpenConnection(database_);
+    connection->Execute("PRAGMA encoding = 'UTF-16le'");
+    connection->Execute("CREATE TABLE Kunde (id INTEGER PRIMARY KEY, name TEXT, ort TEXT, plz TEXT)");
+    connection->Execute(
+        "INSERT INTO Kunde VALUES (1, 'Müller €', 'Köln', '50667'), (2, 'Haas', 'Ulm', '89073')");
+  }
+  ASSERT_EQ(Query("PRAGMA encoding"), "UTF-16le\n");
+  const std::string all = "SELECT id, name, hex(name), ort, plz FROM Kunde ORDER BY 1";
+  const std::string before = Query(all);
+  EXPECT_THAT(before, HasSubstr("1|Müller €|"));
+  EXPECT_THAT(Import("Nr;Name;Ort;PLZ\n1;Jäger;Bonn;53111\n;haas;ulm;89073\n",
+                     "id=FIELD:Nr\nname=FIELD:Name\nort=FIELD:Ort\nplz=FIELD:PLZ\n"),
+              AllOf(HasSubstr("\"updated\":1"), HasSubstr("\"heldBack\":1")));
+  EXPECT_EQ(Query("SELECT name, ort FROM Kunde ORDER BY 1"), "Haas|Ulm\nJäger|Bonn\n");
+  EXPECT_EQ(Run({"target", "check", "ziel"}).out, "Keine Auffälligkeiten.\n");
+  EXPECT_EQ(Run({"undo", "1"}).status, 0);
+  EXPECT_EQ(Query(all), before);
+}
+
 TEST_F(TargetSafety, BytesAreNoTextToBeReplaced) {
   Execute("CREATE TABLE Kunde (id INTEGER PRIMARY KEY, name TEXT, ort TEXT)");
   Execute("INSERT INTO Kunde VALUES (1, x'00ff', 'Ulm'), (2, 'B', x'41')");

@@ -13,6 +13,13 @@ namespace kestrel::sqlite {
 
 namespace {
 
+// In UTF-8, whatever a database keeps its texts in.
+std::string_view Utf8At(sqlite3_stmt* statement, int column) {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+  const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement, column));
+  return text == nullptr ? std::string_view() : std::string_view(text, size);
+}
+
 std::string_view BytesAt(sqlite3_stmt* statement, int column) {
   const void* bytes = sqlite3_column_blob(statement, column);
   const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement, column));
@@ -139,7 +146,7 @@ std::string_view SqliteRecordset::TextAt(std::size_t column) const {
   const std::lock_guard lock(database_->Mutex());
   switch (sqlite3_column_type(Handle(), index)) {
     case SQLITE_TEXT: {
-      const std::string_view text = BytesAt(Handle(), index);
+      const std::string_view text = Utf8At(Handle(), index);
       if (shape.kind != Kind::kDate) return text;
       shape.text = IsoDateText(text);
       return shape.text;
