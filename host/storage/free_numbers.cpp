@@ -214,6 +214,12 @@ std::unique_ptr<FreeNumbers> FreeNumbers::Of(Connection& connection, const std::
   return std::make_unique<NumbersOfASequence>(connection, table, column);
 }
 
+std::int64_t LeadAfter(int attempts) {
+  constexpr int kWithout = 3;
+  constexpr int kMostDoublings = 10;
+  return attempts < kWithout ? 0 : std::int64_t{1} << std::min(attempts - kWithout, kMostDoublings);
+}
+
 void RefuseNumber() {
   throw RuntimeError(ErrorNumber::kDatabase,
                      "Es konnte keine freie Nummer vergeben werden, da andere Programme dieselben vergeben.");

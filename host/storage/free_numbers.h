@@ -35,13 +35,17 @@ class FreeNumbers {
   virtual std::int64_t Next() = 0;
   // This number is in use now, whether Next gave it or not.
   virtual void Take(std::int64_t number) = 0;
-  // Next gave this number, but a row has it. Error 3000.
+  // Next gave this number, but a row has it; or the numbers up to this one are left to others. Error 3000.
   virtual void PassOver(std::int64_t number) = 0;
   // Rows that were stored are undone: of what Next gave, the numbers from this one on are free again.
   virtual void Undo(std::int64_t number) = 0;
   // The transaction of the numbers taken is about to be committed. Error 3000.
   virtual void BeforeCommit() {}
 };
+
+// So many numbers behind the one that was taken are left to others, too, after so many attempts: who takes the next number
+// as soon as there is one, again and again, is left behind at last.
+std::int64_t LeadAfter(int attempts);
 
 // Others were faster so often in a row as nobody ever is. Error 3000.
 [[noreturn]] void RefuseNumber();
@@ -50,11 +54,11 @@ class FreeNumbers {
 // and of `insert`.
 template <class Insert>
 void InsertNumbered(FreeNumbers& numbers, Insert&& insert) {
-  constexpr int kMostAttempts = 100;
+  constexpr int kMostAttempts = 40;
   for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
     const std::int64_t number = numbers.Next();
     if (insert(number)) return;
-    numbers.PassOver(number);
+    numbers.PassOver(number < INT64_MAX / 2 ? number + LeadAfter(attempt) : number);
   }
   RefuseNumber();
 }

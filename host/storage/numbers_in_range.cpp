@@ -32,7 +32,10 @@ class InRange final : public FreeNumbers {
     if (!is_used_up_) next_ = number + 1;
   }
   // Somebody else has stored within the range.
-  void PassOver(std::int64_t) override { Look(); }
+  void PassOver(std::int64_t number) override {
+    Look();
+    Take(number);
+  }
   void Undo(std::int64_t number) override {
     if (number < range_.from || number > range_.to) return;
     next_ = std::min(next_, number);

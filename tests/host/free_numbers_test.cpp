@@ -136,6 +136,27 @@ TEST_F(FreeNumbers, ThatAreTakenPastTheSequenceArePassedOverHoweverManyTheyAre) 
               ElementsAre("1|A", "501|B", "502|C"));
 }
 
+TEST_F(FreeNumbers, AreHadBesideAProgramThatAlwaysTakesTheNextOneFirst) {
+  if (!OnPostgres()) GTEST_SKIP() << "SQLite lets one store at a time";
+  const ConnectionPtr other = OpenConnection(file);
+  const auto numbers = host::FreeNumbers::Of(*connection, "Kunden", "KundenNummer");
+  connection->Begin();
+  std::int64_t number = 0;
+  InsertNumbered(*numbers, [&](std::int64_t free) {
+    other->Execute(
+        "INSERT INTO Kunden (KundenNummer, Bez1) SELECT coalesce(max(KundenNummer), 0) + 1, 'fremd' FROM "
+        "Kunden");
+    number = free;
+    return connection->Execute("INSERT INTO Kunden (KundenNummer, Bez1) VALUES (" + std::to_string(free) +
+                               ", 'eigen') ON CONFLICT DO NOTHING") == 1;
+  });
+  numbers->Take(number);
+  numbers->BeforeCommit();
+  connection->Commit();
+  EXPECT_THAT(Rows("SELECT count(*) FROM Kunden WHERE Bez1 = 'eigen'"), ElementsAre("1"));
+  EXPECT_LT(number, 20);
+}
+
 TEST_F(FreeNumbers, OfAnImportThatEndsLeaveNoGapForTheNext) {
   for (int import = 0; import < 2; ++import) {
     const ObjectPtr importer = Importer();
