@@ -1,20 +1,20 @@
 // PostgreSQL servers that fall silent, that keep a lock, and that are gone.
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
-#include <netinet/in.h>
 #include <signal.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <mutex>
+#include <optional>
 #include <thread>
+#include <utility>
 
 #include "platform/data/pipeline.h"
+#include "platform/data/providers/postgres/opening.h"
 #include "platform/data/recovery.h"
 #include "servers/postgres_fixture.h"
 #include "support/expect_error.h"
 #include "support/noting_member.h"
 #include "support/scripted_watch.h"
+#include "support/silent_server.h"
 
 namespace kestrel {
 namespace {
@@ -185,19 +185,47 @@ TEST_F(SilentServer, AStatementThatTookTooLongIsForgottenWithTheNextThatIsMore) 
 }
 
 TEST_F(SilentServer, ThatNeverGreetsIsGivenUpAfterTheTimeAskedFor) {
-  const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
-  struct sockaddr_in address {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  ASSERT_EQ(::bind(listener, reinterpret_cast<struct sockaddr*>(&address), size), 0);
-  ASSERT_EQ(::listen(listener, 1), 0);
-  ASSERT_EQ(::getsockname(listener, reinterpret_cast<struct sockaddr*>(&address), &size), 0);
-  EXPECT_ERROR_TEXT(OpenConnection("Provider=PostgreSQL;host=127.0.0.1;port=" +
-                                   std::to_string(::ntohs(address.sin_port)) + ";dbname=x;connect_timeout=2"),
+  const testing::SilentServer server;
+  EXPECT_ERROR_TEXT(OpenConnection("Provider=PostgreSQL;host=127.0.0.1;port=" + server.port() +
+                                   ";dbname=x;connect_timeout=2"),
                     ErrorNumber::kDatabase,
                     ::testing::AllOf(HasSubstr("nicht rechtzeitig gemeldet"), HasSubstr("timeout expired")));
-  ::close(listener);
+}
+
+TEST_F(SilentServer, ThatNeverGreetsIsPassedOverForTheNextOne) {
+  const testing::SilentServer first;
+  const testing::SilentServer second;
+  const auto& server = testing::PostgresServer::Shared();
+  const std::string ports = first.port() + "," + second.port() + "," + server.port();
+  const std::string listed = "Provider=PostgreSQL;host=localhost,127.0.0.1,localhost;port=" + ports +
+                             ";dbname=" + database + ";user=kestrel;password=" + server.password() +
+                             ";connect_timeout=2";
+  EXPECT_EQ(OpenConnection(listed)->OpenRecordset("SELECT 17")->TextAt(0), "17");
+  const std::string url = "postgresql://kestrel:" + server.password() + "@127.0.0.1:" + first.port() +
+                          ",127.0.0.1:" + server.port() + "/" + database + "?connect_timeout=2";
+  EXPECT_EQ(OpenConnection(url)->OpenRecordset("SELECT 17")->TextAt(0), "17");
+  const std::string numbered =
+      "Provider=PostgreSQL;host=a.invalid,b.invalid;hostaddr=127.0.0.1,127.0.0.1;port=" + first.port() + "," +
+      server.port() + ";dbname=" + database + ";user=kestrel;password=" + server.password() +
+      ";connect_timeout=2";
+  EXPECT_EQ(OpenConnection(numbered)->OpenRecordset("SELECT 17")->TextAt(0), "17");
+}
+
+// It would meet the end of the program, and crash it.
+TEST_F(SilentServer, ThatNobodyWaitsForAnyMoreIsNotWaitedForInTheBackgroundEither) {
+  const testing::SilentServer server;
+  std::optional<postgres::Opening> opening(
+      std::in_place,
+      postgres::Address{.options = {{"host", "127.0.0.1"}, {"port", server.port()}, {"connect_timeout", "0"}},
+                        .password = ""});
+  EXPECT_FALSE(opening->HasEnded(std::chrono::milliseconds(1)));
+  opening.reset();
+  server.ListenToTheEnd();
+}
+
+TEST_F(SilentServer, ThatIsToBeWaitedForForNoNumberOfSecondsIsNotAsked) {
+  EXPECT_ERROR_TEXT(Hasty("connect_timeout=bald"), ErrorNumber::kDatabase,
+                    HasSubstr("connect_timeout ist keine Zahl von Sekunden: 'bald'"));
 }
 
 TEST_F(SilentServer, ThatIsGoneLetsAConnectionWithAnOpenGroupEnd) {

@@ -25,7 +25,15 @@ class SilentServer {
   SilentServer(const SilentServer&) = delete;
   SilentServer& operator=(const SilentServer&) = delete;
 
-  std::string DataSource() const { return "127.0.0.1," + std::to_string(ntohs(address_.sin_port)); }
+  std::string port() const { return std::to_string(ntohs(address_.sin_port)); }
+  std::string DataSource() const { return "127.0.0.1," + port(); }
+  // Waits for a client, takes in what he says, and returns once he has hung up.
+  void ListenToTheEnd() const {
+    const int client = ::accept(socket_, nullptr, nullptr);
+    for (char said = 0; ::read(client, &said, 1) > 0;) {
+    }
+    ::close(client);
+  }
   // Refuses those who wait, and everybody from now on.
   void HangUp() {
     if (socket_ >= 0) ::close(socket_);

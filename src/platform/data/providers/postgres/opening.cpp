@@ -1,10 +1,13 @@
 #include "platform/data/providers/postgres/opening.h"
 
 #include <libpq-fe.h>
+#include <poll.h>
 
+#include <algorithm>
 #include <thread>
 
 #include "kestrel/runtime_error.h"
+#include "platform/base/number.h"
 #include "platform/base/text.h"
 #include "platform/data/providers/postgres/error_texts.h"
 
@@ -12,7 +15,15 @@ namespace kestrel::postgres {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+using Words = std::vector<std::pair<std::string, std::string>>;
+
 constexpr std::size_t kShortestHiddenPassword = 3;
+// How often an attempt looks whether somebody still waits for it, and for how long its end is waited for then.
+constexpr std::chrono::milliseconds kLookAgain{10};
+constexpr std::chrono::milliseconds kLongestEnd{200};
+// libpq's own least value of connect_timeout.
+constexpr std::int64_t kShortestTimeout = 2;
 
 [[noreturn]] void Refuse(const std::string& reason) {
   throw RuntimeError(ErrorNumber::kDatabase,
@@ -39,6 +50,111 @@ std::string Settings(std::chrono::milliseconds lock_limit, const std::string& is
   return text;
 }
 
+// --- The attempt: as libpq's own PQconnectdbParams, but that it can be given up ------------------------
+
+enum class End { kOpen, kFailed, kTooLate, kGivenUp };
+
+HandlePtr StartOpening(const Words& words) {
+  std::vector<const char*> keys, values;
+  for (const auto& [key, value] : words) {
+    keys.push_back(key.c_str());
+    values.push_back(value.c_str());
+  }
+  keys.push_back(nullptr);
+  values.push_back(nullptr);
+  HandlePtr handle(PQconnectStartParams(keys.data(), values.data(), 1));
+  if (handle == nullptr) throw RuntimeError(ErrorNumber::kOutOfMemory);
+  return handle;
+}
+
+// What the attempt goes by, whoever has said it: the words, a URL, the environment, a service.
+std::string SettingOf(pg_conn* handle, std::string_view name) {
+  const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(PQconninfo(handle),
+                                                                             &PQconninfoFree);
+  if (options == nullptr) throw RuntimeError(ErrorNumber::kOutOfMemory);
+  for (const PQconninfoOption* option = options.get(); option->keyword != nullptr; ++option) {
+    if (option->keyword == name && option->val != nullptr) return option->val;
+  }
+  return {};
+}
+
+// For each address of a host; none without a limit.
+std::optional<std::chrono::seconds> TimeoutOf(pg_conn* handle) {
+  const std::string text = SettingOf(handle, "connect_timeout");
+  if (text.empty()) return std::nullopt;
+  const auto seconds = ParseWholeNumber(TrimBlanks(text));
+  if (!seconds) Refuse("connect_timeout ist keine Zahl von Sekunden: '" + text + "'");
+  if (*seconds <= 0) return std::nullopt;
+  return std::chrono::seconds(std::max(*seconds, kShortestTimeout));
+}
+
+std::string PlaceOf(pg_conn* handle) {
+  const auto text = [](const char* part) { return std::string(part == nullptr ? "" : part); };
+  return text(PQhost(handle)) + '\n' + text(PQhostaddr(handle)) + '\n' + text(PQport(handle));
+}
+
+End WaitForOpening(pg_conn* handle, const std::atomic<bool>& is_given_up) {
+  if (PQstatus(handle) == CONNECTION_BAD) return End::kFailed;
+  const auto timeout = TimeoutOf(handle);
+  Clock::time_point begin = Clock::now();
+  std::string place = PlaceOf(handle);
+  PostgresPollingStatusType wants = PGRES_POLLING_WRITING;
+  while (wants != PGRES_POLLING_OK) {
+    if (wants == PGRES_POLLING_FAILED) return End::kFailed;
+    struct pollfd socket {};
+    socket.fd = PQsocket(handle);
+    socket.events = wants == PGRES_POLLING_READING ? POLLIN : POLLOUT;
+    const int ready = ::poll(&socket, 1, static_cast<int>(kLookAgain.count()));
+    if (is_given_up) return End::kGivenUp;
+    if (ready > 0) {
+      wants = PQconnectPoll(handle);
+      if (is_given_up) return End::kGivenUp;
+      if (std::string next = PlaceOf(handle); next != place) {
+        place = std::move(next);
+        begin = Clock::now();
+      }
+    } else if (timeout && Clock::now() - begin >= *timeout) {
+      return End::kTooLate;
+    }
+  }
+  return End::kOpen;
+}
+
+// The words that leave the hosts behind the one that an attempt was at; none where that is the last.
+std::optional<Words> HostsBehind(pg_conn* tried) {
+  const std::pair<const char*, std::string> at[] = {
+      {"host", PQhost(tried)}, {"hostaddr", PQhostaddr(tried)}, {"port", PQport(tried)}};
+  std::vector<std::vector<std::string>> lists;
+  std::size_t count = 0;
+  for (const auto& [name, value] : at) {
+    auto& list = lists.emplace_back();
+    const std::string setting = SettingOf(tried, name);
+    for (const std::string_view entry : Split(setting, ',')) list.emplace_back(entry);
+    count = std::max(count, list.size());
+  }
+  const auto is_at = [&](std::size_t place) {
+    for (std::size_t i = 0; i < lists.size(); ++i) {
+      // One port is that of all hosts.
+      if (lists[i].size() != count || lists[i][place].empty()) continue;
+      if (lists[i][place] != at[i].second) return false;
+    }
+    return true;
+  };
+  std::size_t place = 0;
+  while (place < count && !is_at(place)) ++place;
+  if (place + 1 >= count) return std::nullopt;
+  Words words;
+  for (std::size_t i = 0; i < lists.size(); ++i) {
+    if (lists[i].size() != count) continue;
+    std::string rest;
+    for (std::size_t behind = place + 1; behind < count; ++behind) {
+      rest.append(behind == place + 1 ? "" : ",").append(lists[i][behind]);
+    }
+    words.emplace_back(at[i].first, std::move(rest));
+  }
+  return words;
+}
+
 // Nothing blocks from here on.
 void EnterPipeline(const HandlePtr& handle) {
   if (PQenterPipelineMode(handle.get()) == 0 || PQsetnonblocking(handle.get(), 1) != 0)
@@ -62,18 +178,22 @@ std::string Trimmed(const char* message) {
   return ReplaceAll(text, "\n", " ");
 }
 
-HandlePtr OpenHandle(const Address& address) {
-  std::vector<const char*> keys, values;
-  for (const auto& [key, value] : address.options) {
-    keys.push_back(key.c_str());
-    values.push_back(value.c_str());
+HandlePtr OpenHandle(const Address& address, const std::atomic<bool>& is_given_up) {
+  Words words = address.options;
+  std::string reason;
+  HandlePtr handle = StartOpening(words);
+  End end = WaitForOpening(handle.get(), is_given_up);
+  while (end == End::kTooLate) {
+    reason += PQerrorMessage(handle.get()) + std::string("timeout expired\n");
+    const std::optional<Words> behind = HostsBehind(handle.get());
+    if (!behind) break;
+    // Of two equal words the later one counts.
+    words.insert(words.end(), behind->begin(), behind->end());
+    handle = StartOpening(words);
+    end = WaitForOpening(handle.get(), is_given_up);
   }
-  keys.push_back(nullptr);
-  values.push_back(nullptr);
-  HandlePtr handle(PQconnectdbParams(keys.data(), values.data(), 1));
-  if (handle == nullptr) throw RuntimeError(ErrorNumber::kOutOfMemory);
-  if (PQstatus(handle.get()) != CONNECTION_OK) {
-    std::string reason = PQerrorMessage(handle.get());
+  if (end != End::kOpen) {
+    if (end == End::kFailed) reason += PQerrorMessage(handle.get());
     if (address.password.size() >= kShortestHiddenPassword) {
       reason = ReplaceAll(reason, address.password, "***");
     }
@@ -86,6 +206,8 @@ HandlePtr OpenHandle(const Address& address) {
   return handle;
 }
 
+HandlePtr OpenHandle(const Address& address) { return OpenHandle(address, false); }
+
 HandlePtr Borrow(pg_conn* owned) {
   if (PQstatus(owned) != CONNECTION_OK) Refuse("Die Verbindung ist verloren.");
   if (PQtransactionStatus(owned) != PQTRANS_IDLE || PQpipelineStatus(owned) != PQ_PIPELINE_OFF)
@@ -97,16 +219,30 @@ HandlePtr Borrow(pg_conn* owned) {
   return handle;
 }
 
-std::future<Opened> OpenHandleInBackground(const Address& address) {
-  std::packaged_task<Opened()> open([address] {
+Opening::Opening(const Address& address) {
+  std::packaged_task<Opened()> open([address, is_given_up = is_given_up_] {
     Opened opened;
-    Trap([&] { opened.handle = OpenHandle(address); },
+    Trap([&] { opened.handle = OpenHandle(address, *is_given_up); },
          [&](const RuntimeError& error) { opened.error = error; });
     return opened;
   });
-  std::future<Opened> opened = open.get_future();
+  opened_ = open.get_future();
   std::thread(std::move(open)).detach();
-  return opened;
+}
+
+Opening::~Opening() {
+  *is_given_up_ = true;
+  if (opened_.valid()) opened_.wait_for(kLongestEnd);
+}
+
+bool Opening::HasEnded(std::chrono::milliseconds wait) const {
+  return opened_.wait_for(wait) == std::future_status::ready;
+}
+
+HandlePtr Opening::Take() {
+  Opened opened = opened_.get();
+  if (opened.error) throw RuntimeError(*opened.error);
+  return std::move(opened.handle);
 }
 
 std::string SettingsQuery(const HandlePtr& handle, std::chrono::milliseconds lock_limit) {

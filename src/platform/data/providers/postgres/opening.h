@@ -1,6 +1,7 @@
 // Opening a session with the server, and what every session is told first.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -36,14 +37,30 @@ HandlePtr OpenHandle(const Address& address);
 // One that its owner has opened and keeps, put into pipeline mode until the handle goes. Error 3000 where it is lost,
 // in a transaction or a pipeline, or does not speak UTF-8.
 HandlePtr Borrow(pg_conn* owned);
-// Either a session or the reason why there is none.
-struct Opened {
-  HandlePtr handle;
-  std::optional<RuntimeError> error;
+// The same in a thread of its own. Who has waited long enough lets this object go, and the attempt ends with it: nothing of it
+// is left that could meet the end of the program, where the libraries that it needs are put away. Only the look-up of a
+// host's name cannot be ended; it is left to itself, and nothing follows it.
+class Opening {
+ public:
+  explicit Opening(const Address& address);
+  ~Opening();
+  Opening(const Opening&) = delete;
+  Opening& operator=(const Opening&) = delete;
+
+  // Waits so long for its end; whether it has come.
+  bool HasEnded(std::chrono::milliseconds wait) const;
+  // What came of it, once it has ended. Error 3000.
+  HandlePtr Take();
+
+ private:
+  // The error is a value, as an exception would be shared between two threads, and its last owner could be either.
+  struct Opened {
+    HandlePtr handle;
+    std::optional<RuntimeError> error;
+  };
+  const std::shared_ptr<std::atomic<bool>> is_given_up_ = std::make_shared<std::atomic<bool>>(false);
+  std::future<Opened> opened_;
 };
-// The same in a thread of its own, which nobody need wait for: it ends with libpq's time limit. The error is a value,
-// as an exception would be shared between two threads, and its last owner could be either.
-std::future<Opened> OpenHandleInBackground(const Address& address);
 
 // The query that makes the settings by which values are written and limits hold, whatever the server's own are. Its
 // first value is "t" where a pooler stands between (another process answers than the one that greeted); there they

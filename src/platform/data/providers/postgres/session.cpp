@@ -156,16 +156,10 @@ void Session::Reconnect() {
   const std::string lost = lost_;
   std::string reason;
   for (bool is_waiting = patience.GoesOn(); is_waiting; is_waiting = is_waiting && patience.GoesOn()) {
-    std::future<Opened> opening = OpenHandleInBackground(address_);
-    while (opening.wait_for(patience.Step()) != std::future_status::ready && is_waiting) {
-      is_waiting = patience.GoesOn();
-    }
+    Opening opening(address_);
+    while (!opening.HasEnded(patience.Step()) && is_waiting) is_waiting = patience.GoesOn();
     if (!is_waiting) break;
-    const auto take = [&] {
-      Opened opened = opening.get();
-      if (opened.error) throw RuntimeError(*opened.error);
-      Start(std::move(opened.handle));
-    };
+    const auto take = [&] { Start(opening.Take()); };
     if (Trap(take, [&](const RuntimeError& error) { reason = " " + ReasonAlone(error); })) return;
     // A server that starts refuses at once.
     ::poll(nullptr, 0, static_cast<int>(patience.Step().count()));
