@@ -21,7 +21,7 @@ Settings& SettingsComponent::HostSettings() const {
 void SettingsComponent::GetSetting(std::string_view group, std::string_view name, Value& result,
                                    std::optional<std::string_view>, std::optional<std::string_view>,
                                    std::optional<std::string_view> fallback) {
-  result.AssignText(HostSettings().Get(group, name, fallback.value_or("")));
+  result.AssignText(HostSettings().LastKnown(group, name, fallback.value_or("")));
 }
 
 void SettingsComponent::SetSetting(std::string_view group, std::string_view name, std::string_view value) {

@@ -34,6 +34,20 @@ std::uint64_t Settings::Generation() {
 std::string Settings::Get(std::string_view group, std::string_view name, std::string_view fallback) {
   const std::lock_guard lock(connection_.CallMutex());
   Refresh();
+  return Find(group, name, fallback);
+}
+
+std::string Settings::LastKnown(std::string_view group, std::string_view name, std::string_view fallback) {
+  const std::lock_guard lock(connection_.CallMutex());
+  Trap([this] { Refresh(); },
+       [this](const RuntimeError&) {
+         if (generation_ == 0 || recovery_ == nullptr || recovery_->LastLoss() == Recovery::Loss::kLasting)
+           throw;
+       });
+  return Find(group, name, fallback);
+}
+
+std::string Settings::Find(std::string_view group, std::string_view name, std::string_view fallback) const {
   for (const Entry& entry : entries_) {
     // Names differ sooner than groups.
     if (entry.name == name && entry.group == group) return entry.value;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "kestrel/connection.h"
+#include "platform/data/recovery.h"
 #include "schema/table_query.h"
 
 namespace kestrel::host {
@@ -24,10 +25,16 @@ class Settings final : public Attachment {
   static Settings& Of(Connection& connection) { return connection.attachments().Of<Settings>(connection); }
 
   // Use Of. `connection` owns this object.
-  explicit Settings(Connection& connection) : connection_(connection), table_(connection, "Einstellungen") {}
+  explicit Settings(Connection& connection)
+      : connection_(connection),
+        recovery_(dynamic_cast<const Recovery*>(&connection)),
+        table_(connection, "Einstellungen") {}
 
   // The value, or `fallback`. Names are compared exactly. Error 3000 where the table cannot be read.
   std::string Get(std::string_view group, std::string_view name, std::string_view fallback);
+  // As Get, for who asks between two records: where reading them anew fails in passing, the value that was read last. Whoever
+  // stores the next record finds out, and can deal with it; within a record's own step a failure must not be passed over.
+  std::string LastKnown(std::string_view group, std::string_view name, std::string_view fallback);
   // Another number whenever the table was read anew, so that what was made of the settings can be kept meanwhile. Error
   // 3000 as Get.
   std::uint64_t Generation();
@@ -41,8 +48,10 @@ class Settings final : public Attachment {
   };
   bool IsFresh() const;
   void Refresh();
+  std::string Find(std::string_view group, std::string_view name, std::string_view fallback) const;
 
   Connection& connection_;
+  const Recovery* const recovery_;
   TableQuery table_;
   std::vector<Entry> entries_;
   // Changed under the mutex; until then entries_ need not be read again. The least time: at once.

@@ -186,7 +186,7 @@ RecordsetPtr Open(Connection& connection, const std::string& query, const Duplic
 // (FindKnown) begins a transaction anew, in which what was lost stands again.
 bool IsWorthAnotherAttempt(const ObjectPtr& host) {
   const auto* const recovery = dynamic_cast<const Recovery*>(host.get());
-  return recovery != nullptr && recovery->LastLoss() == Recovery::Loss::kUndone;
+  return recovery != nullptr && recovery->LastLoss() != Recovery::Loss::kLasting;
 }
 
 }  // namespace

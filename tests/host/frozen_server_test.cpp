@@ -143,7 +143,7 @@ TEST_F(FrozenServer, StopsTheRunWhereItStaysAwayForLongerThanIsWaitedFor) {
   const RunResult& result = Import(view, ";AnswerWait=0,5;LockWait=0,5");
   EXPECT_FALSE(result.aborted);
   EXPECT_THAT(result.stop_reason, HasSubstr("Verbindung zum Datenbankserver"));
-  ASSERT_GE(ui.boxes.size(), 2U);
+  ASSERT_THAT(ui.boxes, SizeIs(2)) << ui.boxes[0].text << "\n" << ui.boxes[1].text;
   EXPECT_THAT(StopText(), HasSubstr("Der Import wurde angehalten. "));
   EXPECT_LE(view.told.size(), 2U);
   ExpectToldAsStored(result);

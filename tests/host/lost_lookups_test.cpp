@@ -1,10 +1,16 @@
 // Whole imports with duplicate check whose server ends the session between two records: what was looked up is looked up
 // again, and what was stored is stored again.
+#include <mutex>
+
+#include "host/calling_view.h"
 #include "host/checked_customers.h"
 #include "host/host_fixture.h"
 #include "kestrel/clock.h"
 #include "kestrel/import_job.h"
+#include "platform/base/coarse_time.h"
 #include "platform/dialogs/recording_user_interface.h"
+#include "schema/settings.h"
+#include "support/eventually.h"
 
 namespace kestrel {
 namespace {
@@ -44,7 +50,11 @@ class LostLookups : public testing::HostFixture {
   void ExpectAnUndisturbedRun() {
     ImportJob job({ui, components, clock});
     job.Open({.specification = folder.File("Kunden.IMP"), .host_connection = connection, .user = "4711"});
-    const RunResult& result = job.Run();
+    ExpectUndisturbed(job.Run());
+    EXPECT_GE(std::stoi(Rows("SELECT last_value FROM beendet").at(0)), 2)
+        << "the session ended, and the row came again";
+  }
+  void ExpectUndisturbed(const RunResult& result) {
     EXPECT_EQ(result.records, kRecords + kRecords / 50);
     EXPECT_EQ(result.errors, 0);
     EXPECT_THAT(Rows("SELECT Spalte0 FROM Protokollzeilen WHERE Spalte0 LIKE 'Fehler%'"), IsEmpty());
@@ -57,8 +67,6 @@ class LostLookups : public testing::HostFixture {
                 IsEmpty());
     EXPECT_THAT(Rows("SELECT sum(Anzahl) FROM Importlaufzeilen WHERE Ereignis = 'neu'"),
                 ElementsAre(std::to_string(kRecords)));
-    EXPECT_GE(std::stoi(Rows("SELECT last_value FROM beendet").at(0)), 2)
-        << "the session ended, and the row came again";
   }
 
   RecordingUserInterface ui;
@@ -83,6 +91,28 @@ TEST_F(LostLookups, SeeARecordThatWasLostRightBeforeItsTwin) {
 TEST_F(LostLookups, AreRepeatedWhereTheSessionEndsWithARowOfTheIndex) {
   EndSessionWith(99, "Adressindex", "Adressart = 1 AND NEW.Referenz <> '' AND CAST(NEW.Referenz AS integer)");
   ExpectAnUndisturbedRun();
+}
+
+TEST_F(LostLookups, AreRepeatedWhereTheSettingsWereToBeReadFirst) {
+  bool has_ended = false;
+  std::unique_lock<ConnectionMutex> no_timer;
+  testing::CallingView view([&](int record) {
+    if (no_timer.owns_lock()) no_timer.unlock();
+    if (has_ended || record < kRecords / 2) return;
+    // Nobody else is to find out first.
+    no_timer = std::unique_lock(connection->CallMutex());
+    if (!connection->InTransaction()) return;
+    has_ended = true;
+    const auto read_at = CoarseNow();
+    EXPECT_TRUE(testing::Eventually([&] { return CoarseNow() - read_at > host::Settings::kGoodFor; }));
+    OpenConnection(file)->OpenRecordset(
+        "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = current_database() AND pid <> "
+        "pg_backend_pid()");
+  });
+  ImportJob job({ui, components, clock});
+  job.Open({.specification = folder.File("Kunden.IMP"), .host_connection = connection, .user = "4711"});
+  ExpectUndisturbed(job.Run(view));
+  EXPECT_TRUE(has_ended);
 }
 
 TEST_F(LostLookups, NorDoesTheRunsBeginningShowThatItsSessionEnded) {

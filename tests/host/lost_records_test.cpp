@@ -1,10 +1,13 @@
 // Databases that fail in the middle of an import. Driven as a run does: whatever happens, each record handed
 // over is stored, or told as lost, once.
 #include <filesystem>
+#include <mutex>
 #include <set>
 
 #include "host/host_fixture.h"
+#include "platform/base/coarse_time.h"
 #include "platform/base/text.h"
+#include "support/eventually.h"
 
 namespace kestrel {
 
@@ -232,6 +235,24 @@ TEST_F(LostRecords, AConnectionThatBreaksBehindTheLastRecordIsOpenedAgain) {
   Finish();
   EXPECT_THAT(errors, IsEmpty());
   EXPECT_EQ(Seen("SELECT count(*) FROM Kunden"), "301");
+}
+
+TEST_F(LostRecords, AConnectionThatBreaksBeforeTheSettingsAreReadAgainLosesNoRecordOnItsWay) {
+  if (!OnPostgres()) GTEST_SKIP() << "needs a server";
+  // Nobody else is to find out first.
+  std::unique_lock no_timer(connection->CallMutex());
+  ImportMany(100);
+  ASSERT_TRUE(host::GroupedWrites::Of(*connection).IsOpen());
+  const auto read_at = CoarseNow();
+  EXPECT_TRUE(testing::Eventually([&] { return CoarseNow() - read_at > host::Settings::kGoodFor; }));
+  EndAllOtherSessions();
+  ImportOne();
+  no_timer.unlock();
+  ImportMany(100);
+  Finish();
+  EXPECT_THAT(errors, IsEmpty());
+  ExpectNothingUntold();
+  EXPECT_EQ(Seen("SELECT count(*) FROM Kunden"), "201");
 }
 
 TEST_F(LostRecords, AServerThatTakesNobodyAnyMoreStopsTheImportAndTellsExactlyWhatItHeld) {

@@ -27,6 +27,8 @@ class KESTREL_INTERNAL Recovery {
   virtual Loss LastLoss() const = 0;
   // Whether nobody has answered the last commit, and no transaction began since.
   virtual bool IsCommitUncertain() const = 0;
+  // The session is lost, and a new one could not be had or is not wanted; so every call fails.
+  virtual bool IsGivenUp() const = 0;
   // Counts the sessions with the server: what belonged to an earlier one, as a lock, has ended with it.
   virtual std::uint64_t Sessions() const = 0;
   // Whether nothing outlives a transaction, as a pooler hands each one to another session: neither locks nor

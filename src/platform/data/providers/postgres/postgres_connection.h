@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "kestrel/connection.h"
-#include "platform/data/given_up.h"
 #include "platform/data/literal_template.h"
 #include "platform/data/pipeline.h"
 #include "platform/data/providers/postgres/session.h"
@@ -14,7 +13,7 @@
 
 namespace kestrel::postgres {
 
-class PostgresConnection final : public Connection, public Recovery, public GivenUp, private Pipeline {
+class PostgresConnection final : public Connection, public Recovery, private Pipeline {
  public:
   // In seconds, see Waits; empty for those of the environment.
   struct WaitLimits {

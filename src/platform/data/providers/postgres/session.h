@@ -92,7 +92,6 @@ class Session {
   const std::string& StopReason() const { return stop_reason_; }
   // See Recovery.
   Recovery::Loss LastLoss() const { return loss_; }
-  // See GivenUp.
   bool IsGivenUp() const { return IsLost() && loss_ == Recovery::Loss::kLasting; }
   bool IsCommitUncertain() const { return is_commit_uncertain_; }
   std::uint64_t Sessions() const { return sessions_; }
