@@ -38,12 +38,6 @@ std::vector<std::pair<std::string, std::string_view>> EarlierAlgorithms(Connecti
   return earlier;
 }
 
-// Until the end of the transaction nobody else stores keys: those of a program of an earlier version would come behind
-// their renewal. SQLite's write transaction keeps others out as it is.
-void KeepOthersOut(Connection& connection) {
-  if (!IsSqlite(connection)) connection.Execute("LOCK TABLE Adressindex IN SHARE ROW EXCLUSIVE MODE");
-}
-
 // Of one kind of addresses, a thousand at a time, as not every database changes rows while it reads them.
 std::int64_t RenewKeysOf(Connection& connection, const Destination& destination,
                          const std::shared_ptr<KeyMemory>& keys) {
@@ -97,7 +91,8 @@ std::string RenewAddressKeys(Connection& connection) {
   std::int64_t count = 0;
   bool are_renewed = false;
   InTransaction(connection, [&] {
-    KeepOthersOut(connection);
+    // Keys of a program of an earlier version would come behind their renewal.
+    KeepImportsOut(connection);
     // Somebody else may have been faster.
     const auto earlier = EarlierAlgorithms(connection);
     are_renewed = !earlier.empty();
@@ -117,6 +112,16 @@ std::string RenewAddressKeys(Connection& connection) {
   if (!are_renewed) return {};
   return "Die Schlüssel der Dublettenprüfung waren die einer früheren Version und wurden für " +
          Counted(count, "Adresse", "Adressen") + " neu gebildet.";
+}
+
+void KeepImportsOut(Connection& connection) {
+  // SQLite's write transaction does, and every commit is seen.
+  if (IsSqlite(connection)) return;
+  // In the order in which imports take the two, so that nobody waits in a circle.
+  if (HasTable(connection, "Importsperre"))
+    connection.Execute("UPDATE Importsperre SET Stand = Stand + 1 WHERE Name = 'Adressindex'");
+  // Who imports without a look-up takes no other lock.
+  connection.Execute("LOCK TABLE Adressindex IN SHARE ROW EXCLUSIVE MODE");
 }
 
 }  // namespace kestrel::host

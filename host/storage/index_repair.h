@@ -17,4 +17,9 @@ std::string RestoreAddressIndexes(Connection& connection);
 // million addresses. A sentence that tells of it, empty where nothing was to be done. Error 3000.
 std::string RenewAddressKeys(Connection& connection);
 
+// In the open transaction, before the addresses are read whose keys are to be stored without an import: until its end nobody
+// else stores any, and an import that knows what the index holds finds out that it has to look again. Waits for the groups
+// of imports. Error 3000.
+void KeepImportsOut(Connection& connection);
+
 }  // namespace kestrel::host

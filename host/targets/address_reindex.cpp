@@ -5,7 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "kestrel/transaction.h"
+#include "storage/index_repair.h"
+#include "storage/retried_transaction.h"
 
 namespace kestrel::host {
 
@@ -42,26 +43,7 @@ AddressReindex::AddressReindex(Connection& connection, const Destination& destin
   total_ = connection.OpenRecordset("SELECT count(*) FROM " + destination.table)->ValueAt(0).ToInteger();
 }
 
-void AddressReindex::Look(const Row& row) {
-  const auto& parts = row.parts;
-  const IndexedAddress address{
-      parts[kPostcode],        parts[kTown], parts[kStreet], {parts[kName1], parts[kName2], parts[kName3]}, {},
-      destination_.joins_names};
-  IndexRow wanted;
-  if (!Trap([&] { index_.MakeRow(row.number, address, wanted); },
-            [&](const RuntimeError& error) {
-              if (error.Is(ErrorNumber::kDatabase)) throw;
-              ++unfit_;
-            })) {
-    return;
-  }
-  if (row.is_indexed && row.keys == wanted.keys) return;
-  ++(row.is_indexed ? changed_ : missing_);
-  if (way_ == Way::kRepair) index_.Write(row.number, address);
-}
-
-bool AddressReindex::Next() {
-  if (has_ended_) return false;
+std::vector<AddressReindex::Row> AddressReindex::Read() {
   std::vector<Row> rows;
   query_->BindInteger(0, last_);
   for (const RecordsetPtr found = query_->Open(); !found->IsEof(); found->MoveNext()) {
@@ -71,21 +53,55 @@ bool AddressReindex::Next() {
     for (std::size_t key = 0; key < row.keys.size(); ++key) row.keys[key] = found->TextAt(kKeyParts + 1 + key);
     row.is_indexed = !found->IsNull(kKeyParts + 1 + row.keys.size());
   }
+  return rows;
+}
+
+AddressReindex::Faults AddressReindex::Compare(const std::vector<Row>& rows, Way way) {
+  Faults faults;
+  IndexRow wanted;
+  for (const Row& row : rows) {
+    const auto& parts = row.parts;
+    const IndexedAddress address{parts[kPostcode],
+                                 parts[kTown],
+                                 parts[kStreet],
+                                 {parts[kName1], parts[kName2], parts[kName3]},
+                                 {},
+                                 destination_.joins_names};
+    if (!Trap([&] { index_.MakeRow(row.number, address, wanted); },
+              [&](const RuntimeError& error) {
+                if (error.Is(ErrorNumber::kDatabase)) throw;
+                ++faults.unfit;
+              })) {
+      continue;
+    }
+    if (row.is_indexed && row.keys == wanted.keys) continue;
+    ++(row.is_indexed ? faults.changed : faults.missing);
+    if (way == Way::kRepair) index_.Write(row.number, address);
+  }
+  return faults;
+}
+
+bool AddressReindex::Next() {
+  if (has_ended_) return false;
+  std::vector<Row> rows = Read();
   if (rows.empty()) {
     FindOrphans();
     has_ended_ = true;
     return false;
   }
-  const auto look = [&] {
-    for (const Row& row : rows) Look(row);
-  };
-  if (way_ == Way::kRepair) {
-    InTransaction(connection_, look);
-  } else {
-    look();
+  Faults faults = Compare(rows, Way::kLook);
+  if (way_ == Way::kRepair && faults.missing + faults.changed > 0) {
+    InRetriedTransaction(connection_, [&] {
+      KeepImportsOut(connection_);
+      rows = Read();
+      faults = Compare(rows, Way::kRepair);
+    });
   }
-  last_ = rows.back().number;
+  if (!rows.empty()) last_ = rows.back().number;
   done_ += static_cast<std::int64_t>(rows.size());
+  missing_ += faults.missing;
+  changed_ += faults.changed;
+  unfit_ += faults.unfit;
   return true;
 }
 
@@ -97,7 +113,10 @@ void AddressReindex::FindOrphans() {
       " = (Adressindex.AdressId - " + std::to_string(destination_.address_type) + ") / 64)";
   orphaned_ = connection_.OpenRecordset("SELECT count(*)" + orphans)->ValueAt(0).ToInteger();
   if (way_ != Way::kRepair || orphaned_ == 0) return;
-  InTransaction(connection_, [&] { connection_.Execute("DELETE" + orphans); });
+  InRetriedTransaction(connection_, [&] {
+    KeepImportsOut(connection_);
+    orphaned_ = connection_.Execute("DELETE" + orphans);
+  });
 }
 
 }  // namespace kestrel::host

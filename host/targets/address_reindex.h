@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "kestrel/connection.h"
 #include "keys/duplicate_keys.h"
@@ -20,7 +21,8 @@ class AddressReindex {
                  std::shared_ptr<KeyMemory> keys);
 
   // Compares, and repairs, up to a thousand rows in one transaction, at last the rows of the index without an address;
-  // false where that was all. Error 3000.
+  // false where that was all. Imports may go on meanwhile: they are kept waiting only while something is repaired, and what
+  // is repaired is read anew then. Error 3000.
   bool Next();
 
   std::int64_t total() const { return total_; }        // rows of the table
@@ -38,7 +40,13 @@ class AddressReindex {
     std::array<std::string, 3> keys;
     bool is_indexed;
   };
-  void Look(const Row& row);
+  struct Faults {
+    std::int64_t missing = 0;
+    std::int64_t changed = 0;
+    std::int64_t unfit = 0;
+  };
+  std::vector<Row> Read();
+  Faults Compare(const std::vector<Row>& rows, Way way);
   void FindOrphans();
 
   Connection& connection_;

@@ -75,10 +75,12 @@ bool Index(Workspace& workspace, const ObjectPtr& targets, const TargetOptions& 
   ProgressLine progress(workspace, options.progress);
   const StopSignals::Asking first_signal_asks(workspace.signals());
   CallMethod(targets, "StartIndex", options.name, repairs);
-  const std::int64_t total = Number(targets, "IndexTotal");
+  const std::int64_t counted = Number(targets, "IndexTotal");
   bool is_stopped = false;
   while (!is_stopped && CallMethod(targets, "NextIndex").ToBool()) {
     const std::int64_t done = Number(targets, "IndexDone");
+    // An import beside it may add some.
+    const std::int64_t total = std::max(counted, done);
     progress.SetInfo("Lese Datensatz " + std::to_string(done) + " von " + std::to_string(total));
     progress.SetPercent(total == 0 ? 100 : 100.0 * static_cast<double>(done) / static_cast<double>(total));
     progress.Tick();

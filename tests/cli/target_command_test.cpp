@@ -163,6 +163,23 @@ TEST_F(TargetCommands, CheckTellsWhatOtherProgramsHaveChangedAndPutsTheIndexRigh
   EXPECT_EQ(Query("SELECT Referenz FROM kestrel_Adressindex"), "1\n");
 }
 
+TEST_F(TargetCommands, CheckTellsHowFarItIsWhetherItLooksOrRepairs) {
+  Add();
+  Execute(
+      "INSERT INTO " + kTable +
+      " (Nachname, Ort) WITH RECURSIVE zahl (n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM zahl WHERE n < 3999) "
+      "SELECT 'Neu' || n, 'Bonn' FROM zahl");
+  const std::string way =
+      "Lese Datensatz 1000 von 4000 (20 %)\nLese Datensatz 2000 von 4000 (50 %)\n"
+      "Lese Datensatz 3000 von 4000 (70 %)\nLese Datensatz 4000 von 4000 (100 %)\n";
+  EXPECT_EQ(Run({"target", "check", "kunden", "--progress", "plain"}).err, way);
+  const ProgramResult repaired = Run({"target", "check", "kunden", "--rebuild", "--progress", "plain"});
+  EXPECT_EQ(repaired.err, way);
+  EXPECT_THAT(repaired.out, HasSubstr("Andere Programme haben 3999 Anschriften geändert"));
+  EXPECT_EQ(Run({"target", "check", "kunden", "--progress", "plain"}).err, way);
+  EXPECT_EQ(Run({"target", "check", "kunden", "--progress", "none"}).err, "");
+}
+
 TEST_F(TargetCommands, CheckTellsATableThatHasChangedOrGoneAndTheWayOut) {
   Add();
   Execute("ALTER TABLE " + kTable + " RENAME COLUMN \"e mail\" TO email");
