@@ -163,10 +163,23 @@ void ImportLogs::Close() {
 }
 
 std::string GetUserName(const ObjectPtr& host_connection, const std::string& personal_nr) {
-  const RecordsetPtr employee =
-      RequireConnection(host_connection)
-          .OpenRecordset("SELECT PersonalNr, Nachname, Vorname, Titel From Personalstamm Where PersonalNr ='" +
-                         personal_nr + "'");
+  Connection& host = RequireConnection(host_connection);
+  RecordsetPtr employee;
+  Trap(
+      [&] {
+        employee = host.OpenRecordset(
+            "SELECT PersonalNr, Nachname, Vorname, Titel From Personalstamm Where PersonalNr ='" + personal_nr +
+            "'");
+      },
+      [&](const RuntimeError& error) {
+        // Of a connection that is lost and the like it says itself what to do.
+        if (!host.StopReason().empty()) throw;
+        throw RuntimeError(error.Number(),
+                           error.Description() + ". Für ein Protokoll wird der Name des Benutzers '" +
+                               personal_nr +
+                               "' in der Tabelle 'Personalstamm' (PersonalNr, Nachname, Vorname, Titel) "
+                               "gesucht; es muss sie geben, sie darf leer sein.");
+      });
   if (employee->IsEof()) return {};
   // By position, as databases differ in the case in which they report column names.
   constexpr std::size_t kLastName = 1;

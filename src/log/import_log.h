@@ -104,7 +104,7 @@ class ImportLogs {
 };
 
 // "Titel Vorname Nachname" of the employee, outer blanks cut; empty where the host's table Personalstamm
-// does not hold the number. Raises what the host connection raises.
+// does not hold the number. Raises what the host connection raises, with what is needed.
 std::string GetUserName(const ObjectPtr& host_connection, const std::string& personal_nr);
 
 }  // namespace kestrel

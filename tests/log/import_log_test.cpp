@@ -223,7 +223,12 @@ TEST_F(ImportLogTest, AHostWithoutPersonnelTableFailsTheCreation) {
   logs.CreateProtocol(kErrorLogTitle, kErrorLogList, "d", "d", "f", "s");
   ASSERT_THAT(ui.boxes, SizeIs(1));
   EXPECT_EQ(ui.boxes[0].title, "CreateProtocol");
-  EXPECT_THAT(ui.boxes[0].text, ::testing::StartsWith("Protokoll konnte nicht erzeugt werden. "));
+  EXPECT_THAT(
+      ui.boxes[0].text,
+      ::testing::AllOf(::testing::StartsWith("Protokoll konnte nicht erzeugt werden. "),
+                       ::testing::HasSubstr("no such table: Personalstamm"),
+                       ::testing::EndsWith("in der Tabelle 'Personalstamm' (PersonalNr, Nachname, Vorname, "
+                                           "Titel) gesucht; es muss sie geben, sie darf leer sein.")));
   EXPECT_EQ(log->CountOf("CreateProtokoll"), 0U);
 }
 
