@@ -34,8 +34,8 @@ std::string CountOf(std::string_view column, std::string_view event) {
 
 // Named as in the table, also where the database makes small letters of names. A run that has not told its end leaves
 // open how many errors there were, and what was cut.
-const std::string kSelectRuns =
-    "SELECT LaufNr AS \"LaufNr\", Zustand AS \"Zustand\", ProgID AS \"ProgID\", "
+const std::string kColumnsOfRuns =
+    " AS \"Zustand\", ProgID AS \"ProgID\", "
     "CASE WHEN Tabelle LIKE 'public.%' THEN substr(Tabelle, 8) ELSE Tabelle END AS \"Tabelle\", "
     "Spalten AS \"Spalten\", Spezifikation AS \"Spezifikation\", Pruefsumme AS \"Pruefsumme\", "
     "Quelle AS \"Quelle\", Quellgroesse AS \"Quellgroesse\", Quellzeit AS \"Quellzeit\", "
@@ -45,6 +45,18 @@ const std::string kSelectRuns =
     "CASE WHEN Ende IS NOT NULL THEN Fehler END AS \"Fehler\", "
     "CASE WHEN Ende IS NOT NULL THEN Gekuerzt END AS \"Gekuerzt\", GekuerzteFelder AS \"GekuerzteFelder\" "
     "FROM Importlauf ORDER BY LaufNr";
+
+std::string SelectRuns(Connection& connection) {
+  std::string broken_off;
+  for (const std::int64_t run : connection.attachments().Of<UnmarkedRuns>(connection).numbers) {
+    broken_off += (broken_off.empty() ? "" : ", ") + std::to_string(run);
+  }
+  const std::string state = broken_off.empty() ? "Zustand"
+                                               : "CASE WHEN LaufNr IN (" + broken_off + ") AND Zustand = '" +
+                                                     std::string(kRunning) + "' THEN '" +
+                                                     std::string(kBrokenOff) + "' ELSE Zustand END";
+  return "SELECT LaufNr AS \"LaufNr\", " + state + kColumnsOfRuns;
+}
 
 }  // namespace
 
@@ -68,10 +80,14 @@ void LedgerComponent::SetConnection(const ObjectPtr& connection) {
   connection_ = connection;
 }
 
-ObjectPtr LedgerComponent::Runs() { return RequireConnection(connection_).OpenRecordset(kSelectRuns); }
+ObjectPtr LedgerComponent::Runs() {
+  Connection& connection = RequireConnection(connection_);
+  return connection.OpenRecordset(SelectRuns(connection));
+}
 
 ObjectPtr LedgerComponent::LastRuns(std::int64_t most) {
-  const auto select = RequireConnection(connection_).Prepare(kSelectRuns + " DESC LIMIT ?");
+  Connection& connection = RequireConnection(connection_);
+  const auto select = connection.Prepare(SelectRuns(connection) + " DESC LIMIT ?");
   select->BindInteger(0, most + 1);
   return select->Open();
 }

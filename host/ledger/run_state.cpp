@@ -119,6 +119,7 @@ std::string RestoreLedger(Connection& connection) {
           std::string sentence;
           Trap([&] { sentence = MarkBrokenOff(connection, run); },
                [&](const RuntimeError& error) {
+                 connection.attachments().Of<UnmarkedRuns>(connection).numbers.push_back(run.number);
                  sentence =
                      "Der Importlauf " + std::to_string(run.number) + " vom " + run.begin +
                      " ist abgebrochen, aber das lässt sich noch nicht eintragen: " + error.Description();

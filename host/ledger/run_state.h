@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kestrel/connection.h"
 #include "schema/destination.h"
@@ -45,5 +46,13 @@ std::optional<std::int64_t> RunAtWork(Connection& connection);
 // "running" without a living program as broken off, with what they have stored. What is to be told of that, in
 // sentences; empty where nothing is. Error 3000.
 std::string RestoreLedger(Connection& connection);
+
+// The runs that it found broken off but could not mark, as on a full disk; for whoever lists runs with that connection.
+class UnmarkedRuns final : public Attachment {
+ public:
+  // Use Attachments::Of.
+  explicit UnmarkedRuns(Connection&) {}
+  std::vector<std::int64_t> numbers;
+};
 
 }  // namespace kestrel::host
