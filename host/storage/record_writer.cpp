@@ -558,6 +558,8 @@ StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
   // Nobody ends the group between the look-up that holds and the record. Pipelined records may be stored again at any
   // time, and share everything but values_ and dates_ with this one.
   const std::lock_guard lock(connection_.CallMutex());
+  // A group that is lost for good ends the import: what is stored behind it would leave a gap that nobody goes on at.
+  if (!stop_reason_.empty()) throw RuntimeError(ErrorNumber::kDatabase, stop_reason_);
   if (storing_) lock_.RequireLookUp();
   Convert(row, columns);
   if (pipelined_ == nullptr) return StoreNow(record, values_);

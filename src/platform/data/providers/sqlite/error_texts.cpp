@@ -8,7 +8,11 @@ namespace kestrel::sqlite {
 
 namespace {
 
-constexpr int kPrimary = 0xFF;
+// The result without what only tells where it came from.
+int KindOf(int result) {
+  // The file beside the database that its users share has no room to grow, which is seen before anything is written.
+  return result == SQLITE_IOERR_SHMSIZE ? SQLITE_FULL : result & 0xFF;
+}
 
 std::string_view DescribeConstraint(int result) {
   switch (result) {
@@ -23,7 +27,7 @@ std::string_view DescribeConstraint(int result) {
 }
 
 std::string_view Describe(int result) {
-  switch (result & kPrimary) {
+  switch (KindOf(result)) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED: return "Die Datenbank ist gesperrt";
     case SQLITE_FULL: return "Auf dem Datenträger der Datenbank ist kein Platz mehr";
@@ -49,7 +53,7 @@ std::string DescribeResult(int result, const char* message) {
 }
 
 std::string StopReasonOf(int result) {
-  switch (result & kPrimary) {
+  switch (KindOf(result)) {
     case SQLITE_FULL:
       return "Auf dem Datenträger der Datenbank ist kein Platz mehr. Schaffen Sie Platz, bevor Sie fortfahren.";
     case SQLITE_IOERR:
