@@ -40,6 +40,17 @@ TEST(PostgresErrorTexts, WhyElseASessionWasEndedIsShown) {
               EndsWith("Verwalter (terminating connection due to idle-session timeout)"));
 }
 
+TEST(PostgresErrorTexts, WhatAnOfficeMeetsOfAStatementIsToldInGermanToo) {
+  EXPECT_EQ(
+      ExplainStatementError("42501", "permission denied for table kunden"),
+      "Dem Benutzer fehlt ein Recht, das der Eigentümer der Tabelle mit GRANT vergibt (permission denied for "
+      "table kunden)");
+  EXPECT_THAT(ExplainStatementError("57014", "canceling statement due to statement timeout"),
+              HasSubstr("länger dauerte, als er erlaubt (statement_timeout)"));
+  EXPECT_EQ(ExplainStatementError("57014", "canceling statement due to user request"),
+            "canceling statement due to user request");
+}
+
 TEST(PostgresErrorTexts, AnUnknownMessageIsShownWholeInOneLine) {
   EXPECT_EQ(ExplainConnectionError("etwas Neues\n\tmit einem Rat\r\n"), "etwas Neues mit einem Rat");
 }

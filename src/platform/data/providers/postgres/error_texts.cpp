@@ -75,6 +75,21 @@ std::string InOneLine(std::string_view message, Advice advice) {
   return text;
 }
 
+struct StatementMeaning {
+  std::string_view state;
+  std::string_view part;  // of the message
+  std::string_view text;
+};
+
+constexpr StatementMeaning kStatementErrors[] = {
+    {"55P03", "", "Ein anderes Programm hält gesperrt, was gelesen oder geändert werden soll"},
+    {"57014", "statement timeout",
+     "Der Server hat die Anweisung abgebrochen, da sie länger dauerte, als er erlaubt (statement_timeout)"},
+    {"42501", "", "Dem Benutzer fehlt ein Recht, das der Eigentümer der Tabelle mit GRANT vergibt"},
+    {"25006", "", "Die Datenbank darf nicht beschrieben werden"},
+    {"53100", "", "Auf dem Datenträger des Datenbankservers ist kein Platz mehr"},
+};
+
 constexpr std::string_view kOthersChange =
     "Andere Programme ändern dieselben Zeilen der Datenbank. Warten Sie, bis sie fertig sind, bevor Sie "
     "fortfahren.";
@@ -121,9 +136,11 @@ std::string ExplainConnectionError(const std::string& message) {
 }
 
 std::string ExplainStatementError(std::string_view state, const std::string& message) {
-  return WithOriginal(
-      state == "55P03" ? "Ein anderes Programm hält gesperrt, was gelesen oder geändert werden soll" : "",
-      message);
+  for (const StatementMeaning& meaning : kStatementErrors) {
+    if (state == meaning.state && message.find(meaning.part) != std::string::npos)
+      return WithOriginal(meaning.text, message);
+  }
+  return message;
 }
 
 std::string_view StopReasonOf(std::string_view state) {
