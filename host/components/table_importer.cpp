@@ -308,7 +308,7 @@ void TableImporter::RequireLedger() {
   if (not_recorded_.empty()) return;
   stop_reason_ =
       "Der Import lässt sich nicht aufzeichnen (" + not_recorded_ + ") und wäre nicht rückgängig zu machen. ";
-  if (target_ != nullptr && IsQuoted(target_->table)) {
+  if (may_be_changed_) {
     const std::string name = prog_id_.substr(std::string_view(kTargetPrefix).size());
     stop_reason_ += "Ob sich die Tabelle geändert hat, sagt 'kestrel-import target check " + name +
                     "'; 'kestrel-import target edit " + name + "' liest sie neu.";
@@ -431,7 +431,12 @@ void TableImporter::RunStarts(std::string_view specification, std::string_view c
         writer.Observe(*ledger_);
       },
       // The first record tells.
-      [this](const RuntimeError& error) { not_recorded_ = error.Description(); });
+      [this](const RuntimeError& error) {
+        not_recorded_ = error.Description();
+        // And not a lock or a full disk.
+        may_be_changed_ =
+            target_ != nullptr && IsQuoted(target_->table) && OpenConnection().StopReason().empty();
+      });
 }
 
 void TableImporter::RecordFate(std::int64_t first, std::int64_t last, std::string_view fate) {
