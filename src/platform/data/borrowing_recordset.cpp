@@ -26,12 +26,6 @@ void BorrowingRecordset::SetValue(std::size_t column, const Value& value) {
   }
 }
 
-// Behind 4,294,967,295 rows.
-void BorrowingRecordset::BeginRows() {
-  for (Cell& cell : cells_) cell.row = 0;
-  row_ = 1;
-}
-
 void BorrowingRecordset::RaiseNoCell(std::size_t column) const {
   throw RuntimeError(column >= cells_.size() ? ErrorNumber::kSubscriptOutOfRange
                                              : ErrorNumber::kNoCurrentRecord);

@@ -45,7 +45,11 @@ class KESTREL_INTERNAL BorrowingRecordset final : public Recordset {
 
   // Makes every column null, and the row the current one.
   void Clear() {
-    if (++row_ == 0) BeginRows();
+    if (++row_ == 0) [[unlikely]] {
+      // Behind 4,294,967,295 rows.
+      for (Cell& cell : cells_) cell.row = 0;
+      row_ = 1;
+    }
     is_at_end_ = false;
   }
   // As SetText, without a copy: the text is put where CellFor says, and Borrow then makes it the column's. Both with a
@@ -79,7 +83,6 @@ class KESTREL_INTERNAL BorrowingRecordset final : public Recordset {
     return cells_[column];
   }
   [[noreturn]] void RaiseNoCell(std::size_t column) const;
-  void BeginRows();
 
   std::vector<std::string> names_;
   std::vector<Cell> cells_;
