@@ -299,16 +299,12 @@ void RunSteps::ShowProgressText() {
 
 // False where the import class says that going on is senseless.
 bool RunSteps::FetchNewRecord() {
-  bool is_same = false;
-  const auto fetch = [&] {
-    Value fetched = get_new_record_.Call();
-    // Many classes deliver one object for all records; what it is need not be found out again then.
-    is_same = record_ != nullptr && fetched == record_value_;
-    if (!is_same) record_value_ = std::move(fetched);
-  };
-  if (!errors_.Try(fetch)) record_value_ = Value();
-  if (!is_same) {
+  Value fetched;
+  errors_.Try([&] { fetched = get_new_record_.Call(); });
+  // Many classes deliver one object for all records; what it is need not be found out again then.
+  if (record_ == nullptr || fetched != record_value_) {
     record_.reset();
+    record_value_ = std::move(fetched);
     errors_.Try([&] { record_ = std::dynamic_pointer_cast<Recordset>(record_value_.ToObject()); });
   }
   CheckImportClass("GetNewRecord", Told::kBeforeARecord);
