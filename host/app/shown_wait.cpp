@@ -33,7 +33,7 @@ bool ShownWait::KeepWaiting(std::string_view reason) {
   const auto now = Clock::now();
   if (now - std::exchange(asked_last_, now) > std::chrono::milliseconds(kNotAskedMs)) waits_since_ = now;
   // Nor are events handled meanwhile, as no dialog keeps the windows from being used.
-  if (!is_over_.isActive() && now - waits_since_ < kShownAfter) return true;
+  if (!is_over_.isActive() && (reason.empty() || now - waits_since_ < kShownAfter)) return true;
   bool go_on = true;
   const auto show = [&] {
     if (dialog_ == nullptr) MakeDialog();

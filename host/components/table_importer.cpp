@@ -239,8 +239,11 @@ void TableImporter::BeforeImport(bool&) {
     // Rows of a log may have opened a group, within which nothing can be tuned.
     GroupedWrites::Of(OpenConnection()).Flush();
     TuneForImport(OpenConnection());
-    RestoreAddressIndexes(OpenConnection());
-    RenewAddressKeys(OpenConnection());
+    // Of a database that an earlier version has left, the keys of a million addresses take a minute.
+    OpenConnection().CallMutex().Aside([this] {
+      RestoreAddressIndexes(OpenConnection());
+      RenewAddressKeys(OpenConnection());
+    });
     missing_grants_ =
         MissingGrants(OpenConnection(), Target(), Overwrites(Target()), IsLedgerWanted(OpenConnection()));
     Writer();
@@ -400,7 +403,7 @@ void TableImporter::Finish() {
     throw RuntimeError(failure->Number(),
                        "Zeilen der Protokolle konnten nicht gespeichert werden. " + failure->Description());
   }
-  connection.MakeDurable();
+  connection.CallMutex().Aside([&] { connection.MakeDurable(); });
 }
 
 void TableImporter::AfterImport() {
@@ -462,7 +465,8 @@ void TableImporter::RunEnds(std::string_view end, std::int64_t read, std::int64_
                          .cut_fields = std::string(cut_fields)};
   const auto tell = [&] {
     ledger_->End(EntryFor(kEnds, end), counts);
-    OpenConnection().MakeDurable();
+    Connection& connection = OpenConnection();
+    connection.CallMutex().Aside([&] { connection.MakeDurable(); });
   };
   Trap(tell, [this](const RuntimeError&) {
     // What stopped the import keeps its end from being told, too; whoever opens the database next finds out.

@@ -171,7 +171,10 @@ RuntimeError GroupedWrites::TransactionIsGone(const std::string& reason) {
 }
 
 void GroupedWrites::CommitGroup() {
-  if (!open_) return;
+  if (open_) connection_.CallMutex().Aside([this] { CommitOpenGroup(); });
+}
+
+void GroupedWrites::CommitOpenGroup() {
   if (connection_.InTransaction()) {
     FlushRows();
     // Records that are stored again meanwhile may lose this group and open the next one.

@@ -201,7 +201,9 @@ class GroupedWrites final : public Attachment {
   void Forget(GroupMember& member);
   void FlushRows();
   void FlushRowsOf(const std::vector<GroupMember*>& members);
+  // Where the calling thread keeps windows, by another one.
   void CommitGroup();
+  void CommitOpenGroup();
   void CommitWhenDue();
   void EndGroup(const std::optional<RuntimeError>& failure);
   void LoseGroup(const RuntimeError& reason);

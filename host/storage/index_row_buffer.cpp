@@ -62,7 +62,7 @@ void IndexRowBuffer::Add(std::int64_t id, const KnownKeys::Keys& keys) {
     group_.Join(*this);
     group_.WriteBehind(*this);
   } else if (rows_.size() >= kMostRows) {
-    FlushRows();
+    connection_.CallMutex().Aside([this] { FlushRows(); });
   }
 }
 

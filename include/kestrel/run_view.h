@@ -32,6 +32,11 @@ class KESTREL_EXPORT RunView {
   virtual bool ShowsResult() const { return false; }
   // Closes the window; the run is finished.
   virtual void CloseWindow() = 0;
+  // Lets the message loop run while the run waits for another program, or for a thread that stores: several times a second.
+  virtual void YieldInWait() { Yield(); }
+  // Whether it is a window that people use. What takes the database long is then done by another thread, so that YieldInWait
+  // is called meanwhile; asked by any wait.
+  virtual bool IsWindow() const { return false; }
 };
 
 }  // namespace kestrel

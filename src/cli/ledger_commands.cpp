@@ -157,7 +157,7 @@ class ToldWaits final : private WaitWatch {
 
  private:
   bool KeepWaiting(std::string_view reason) override {
-    if (!std::exchange(is_told_, true)) {
+    if (!reason.empty() && !std::exchange(is_told_, true)) {
       progress_.End();
       workspace_.err() << reason << std::endl;
     }

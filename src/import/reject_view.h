@@ -28,6 +28,8 @@ class RejectView final : public RunView {
   void SetInfo(std::string_view text) override { view_.SetInfo(text); }
   void SetProgress(double percent) override { view_.SetProgress(percent); }
   void Yield() override { view_.Yield(); }
+  void YieldInWait() override { view_.YieldInWait(); }
+  bool IsWindow() const override { return view_.IsWindow(); }
   void Tell(std::string_view text) override { view_.Tell(text); }
   bool ShowsResult() const override { return view_.ShowsResult(); }
   void CloseWindow() override { view_.CloseWindow(); }

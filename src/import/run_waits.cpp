@@ -22,19 +22,27 @@ void RunWaits::Watch(const ObjectPtr& connection) {
   connections_.push_back(std::move(watched));
 }
 
-bool RunWaits::KeepWaiting(std::string_view reason) {
+void RunWaits::Show(std::string_view reason) {
   const auto now = Clock::now();
   if (now - asked_last_ > kSameWait) {
     waiting_since_ = now;
     told_ = false;
   }
   asked_last_ = now;
+  view_.SetInfo(reason);
+  view_.YieldInWait();
+  if (told_ || now - waiting_since_ < kLongWait) return;
+  told_ = true;
+  view_.Tell(reason);
+}
+
+bool RunWaits::KeepWaiting(std::string_view reason) {
   const auto show = [&] {
-    view_.SetInfo(reason);
-    view_.Yield();
-    if (told_ || now - waiting_since_ < kLongWait) return;
-    told_ = true;
-    view_.Tell(reason);
+    if (reason.empty()) {
+      view_.YieldInWait();
+    } else {
+      Show(reason);
+    }
   };
   Trap(show, [](const RuntimeError&) {});
   return !abort_requested_;

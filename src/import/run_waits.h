@@ -25,6 +25,8 @@ class RunWaits final : private WaitWatch {
   using Clock = std::chrono::steady_clock;
 
   bool KeepWaiting(std::string_view reason) override;
+  bool KeepsWindows() const override { return view_.IsWindow(); }
+  void Show(std::string_view reason);
 
   RunView& view_;
   const bool& abort_requested_;

@@ -135,6 +135,12 @@ void frmImport::Yield() {
   QCoreApplication::processEvents();
 }
 
+// Not asked so often that the clock need be spared.
+void frmImport::YieldInWait() {
+  Repaint();
+  QCoreApplication::processEvents();
+}
+
 void frmImport::Repaint() {
   lblInfo_->setText(ToQt(info_));
   constexpr int kStepsAPercent = kBarSteps / 100;

@@ -42,6 +42,8 @@ class frmImport final : public QDialog, private RunView {
   void SetInfo(std::string_view text) override { info_.assign(text); }
   void SetProgress(double percent) override { percent_ = percent; }
   void Yield() override;
+  void YieldInWait() override;
+  bool IsWindow() const override { return true; }
   void Tell(std::string_view text) override;
   void RecordDone(const RecordOutcome& outcome) override { record_ = outcome.record; }
   bool ShowsResult() const override { return comforts_.result_page; }

@@ -13,6 +13,7 @@
 #include "support/expect_error.h"
 #include "support/forked_child.h"
 #include "support/noting_member.h"
+#include "support/scripted_watch.h"
 #include "support/temp_folder.h"
 
 namespace kestrel::host {
@@ -244,6 +245,36 @@ TEST_F(Grouped, ReadersMayStayOpenAcrossAGroupsEnd) {
   StoreOne(3);
   rows->MoveNext();
   EXPECT_EQ(rows->TextAt(0), "2");
+}
+
+TEST_F(Grouped, AreStoredByAnotherThreadWhereTheirsKeepsWindows) {
+  class Threads final : public GroupMember {
+   public:
+    void FlushRows() override { flushing = std::this_thread::get_id(); }
+    void BeforeCommit() override { before = std::this_thread::get_id(); }
+    void GroupCommitted() override { committed = std::this_thread::get_id(); }
+    bool GroupLost(const RuntimeError&) override { return false; }
+    std::thread::id flushing, before, committed;
+  } threads;
+  const std::lock_guard no_timer(connection->CallMutex());
+  GroupedWrites& group = GroupedWrites::Of(*connection);
+  const auto store = [&] {
+    group.Store(threads, Record::kOneStatement, [&] { group.WriteBehind(threads); });
+    group.Flush();
+    EXPECT_EQ(threads.flushing, threads.committed);
+    EXPECT_EQ(threads.before, threads.committed);
+  };
+  const auto yes = [](int) { return true; };
+  testing::WindowWatch window(yes);
+  connection->WatchWaits(&window);
+  store();
+  EXPECT_NE(threads.committed, std::this_thread::get_id());
+  testing::ScriptedWatch console(yes);
+  connection->WatchWaits(&console);
+  store();
+  EXPECT_EQ(threads.committed, std::this_thread::get_id());
+  connection->WatchWaits(nullptr);
+  GroupedWrites::Leave(*connection, threads);
 }
 
 TEST_F(Grouped, AKilledProgramLosesItsOpenGroupAtMostAndNoHalfRecord) {

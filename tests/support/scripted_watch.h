@@ -10,7 +10,7 @@
 
 namespace kestrel::testing {
 
-class ScriptedWatch final : public WaitWatch {
+class ScriptedWatch : public WaitWatch {
  public:
   // Handed how often it was asked, from 1.
   explicit ScriptedWatch(std::function<bool(int)> answer) : answer_(std::move(answer)) {}
@@ -24,6 +24,13 @@ class ScriptedWatch final : public WaitWatch {
 
  private:
   std::function<bool(int)> answer_;
+};
+
+// One of a thread that keeps windows.
+class WindowWatch final : public ScriptedWatch {
+ public:
+  using ScriptedWatch::ScriptedWatch;
+  bool KeepsWindows() const override { return true; }
 };
 
 }  // namespace kestrel::testing

@@ -9,6 +9,7 @@
 #include "mapping/field_assignment.h"
 #include "platform/base/file.h"
 #include "support/changing_source.h"
+#include "support/gate.h"
 #include "wizard/frmQuestionDlg.h"
 #include "wizard/wizard_fixture.h"
 
@@ -178,6 +179,29 @@ TEST_F(RunWindowTest, AnEventOfTheMessageLoopReachesTheWindowWhileItRuns) {
   window->exec();
   EXPECT_TRUE(window->result().aborted);
   EXPECT_LT(window->result().records, 2000);
+}
+
+TEST_F(RunWindowTest, AnEventReachesTheWindowWhileTheDatabaseStores) {
+  Prepare(100);
+  const ConnectionPtr host = OpenConnection(folder.File("host.sqlite"));
+  session.HostConnection = host;
+  import_class->Method("ImportRecord", [&](std::span<Argument>) {
+    if (import_class->CountOf("ImportRecord") != 5) return Value();
+    testing::Gate gate;
+    QMetaObject::invokeMethod(
+        window.get(),
+        [&] {
+          window->close();
+          gate.Open();
+        },
+        Qt::QueuedConnection);
+    // Without an event it would wait for ever.
+    host->CallMutex().Aside([&] { gate.Pass(); });
+    return Value();
+  });
+  window->exec();
+  EXPECT_EQ(window->result().records, 5);
+  EXPECT_TRUE(window->result().aborted);
 }
 
 TEST_F(RunWindowTest, ASourceWithoutRecordsEndsWell) {

@@ -10,6 +10,10 @@ namespace kestrel {
 namespace {
 
 constexpr double kLongestSeconds = 86400;
+// What is over sooner is not told of.
+constexpr std::chrono::milliseconds kShownAfter{500};
+// Who waits asks more often.
+constexpr std::chrono::milliseconds kStillWaits{1000};
 
 std::string_view Environment(const char* name) {
   const char* value = std::getenv(name);
@@ -36,14 +40,29 @@ void Waits::SetWatch(WaitWatch* watch) {
 
 bool Waits::GoOn(std::chrono::steady_clock::time_point start, std::chrono::milliseconds limit,
                  std::string_view reason) {
+  const auto now = std::chrono::steady_clock::now();
   was_stopped_ = false;
-  if (std::chrono::steady_clock::now() - start >= limit) return false;
-  was_stopped_ = IsWatchedThread() ? !watch_->KeepWaiting(reason) : stops_other_.load();
+  if (now - start >= limit) return false;
+  if (IsWatchedThread()) {
+    was_stopped_ = !watch_->KeepWaiting(reason);
+  } else {
+    const std::lock_guard lock(other_mutex_);
+    other_reason_ = reason;
+    other_asked_ = now;
+    was_stopped_ = stops_other_;
+  }
   return !was_stopped_;
 }
 
-void Waits::AskForOther() {
-  if (!watch_->KeepWaiting("Was zuvor gelesen wurde, wird noch gespeichert ...")) stops_other_ = true;
+void Waits::AskForOther(std::chrono::steady_clock::time_point start) {
+  const auto now = std::chrono::steady_clock::now();
+  std::string reason;
+  if (now - start >= kShownAfter) {
+    const std::lock_guard lock(other_mutex_);
+    reason = now - other_asked_ < kStillWaits ? other_reason_
+                                              : "Die Datenbank ist noch beschäftigt, es wird gewartet ...";
+  }
+  if (!watch_->KeepWaiting(reason)) stops_other_ = true;
 }
 
 }  // namespace kestrel
