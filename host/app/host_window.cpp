@@ -1,5 +1,6 @@
 #include "app/host_window.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QMenuBar>
 #include <QStatusBar>
@@ -154,6 +155,13 @@ bool HostWindow::event(QEvent* event) {
 }
 
 void HostWindow::closeEvent(QCloseEvent* event) {
+  // Whoever closes it then, as the end of a session does: what shows the dialog is in the middle of its work.
+  if (QWidget* dialog = QApplication::activeModalWidget()) {
+    dialog->raise();
+    dialog->activateWindow();
+    event->ignore();
+    return;
+  }
   if (wizard_.HasOpenImport()) {
     const Answer answer =
         AskBeforeLoss(ui_, "Ein Import ist noch geöffnet. Möchten Sie ihn abbrechen?", "Beenden?");

@@ -43,7 +43,7 @@ class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
  public:
   // Windows of the wizard stay above `host_window`, where one is given.
   explicit Wizard(QWidget* host_window = nullptr, WizardComforts comforts = {}, WizardHost host = {});
-  // Ends an import that is still open as cancelling does.
+  // Ends an import that is still open as cancelling does. Not while a dialog of a page waits for its answer.
   ~Wizard() override;
 
   // Closes what is left of an earlier showing without further ado, its working copy included, then shows a new
@@ -51,8 +51,10 @@ class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
   // instead.
   void ShowStep1(std::shared_ptr<Session> session) override;
 
-  // Ends an import that is under way as cancelling does, without a question.
-  void Abandon();
+  // Ends an import that is under way as cancelling does, without a question. False while a dialog of a page waits for its
+  // answer (the run window too): the page is in the middle of its work, so nothing ends, and the dialog is brought to
+  // the front.
+  bool Abandon();
 
   // Whether an import is being prepared or runs. A result page that has nothing more to import is none.
   bool HasOpenImport() const;
@@ -90,6 +92,9 @@ class KESTREL_EXPORT Wizard final : public QObject, public WizardPages {
   void ShowPage(std::unique_ptr<Page>& slot);
   // The dialog that a page waits for, or null.
   QWidget* OpenDialog() const;
+  // Whether there is one, which is brought to the front then.
+  bool WaitsForDialog() const;
+  void Drop();
   // The last page has closed: the session is released, and the host told.
   void EndSession();
   void DropPages();

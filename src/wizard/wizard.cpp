@@ -54,7 +54,7 @@ Wizard::Wizard(QWidget* host_window, WizardComforts comforts, WizardHost host)
     : host_window_(host_window), comforts_(comforts), host_(std::move(host)) {
   QAccessible::installFactory(PageAsWindow);
 }
-Wizard::~Wizard() { Abandon(); }
+Wizard::~Wizard() { Drop(); }
 
 void Wizard::DropPages() {
   // A page hides while it is destroyed; that is not the end of an import, and the others may be gone by then.
@@ -71,27 +71,45 @@ void Wizard::DropPages() {
 }
 
 QWidget* Wizard::OpenDialog() const {
-  QWidget* dialog = QApplication::activeModalWidget();
-  if (dialog == nullptr || CurrentPage() == nullptr) return nullptr;
-  // A message box may come up without an owner.
-  const QWidget* owner = dialog;
-  while (owner->parentWidget() != nullptr) owner = owner->parentWidget();
-  return owner == dialog || owner == CurrentPage() ? dialog : nullptr;
+  if (CurrentPage() == nullptr) return nullptr;
+  const auto is_ours = [this](const QWidget* dialog) {
+    // A message box may come up without an owner.
+    const QWidget* owner = dialog;
+    while (owner->parentWidget() != nullptr) owner = owner->parentWidget();
+    return owner == dialog || owner == CurrentPage();
+  };
+  QWidget* const active = QApplication::activeModalWidget();
+  if (active == nullptr || is_ours(active)) return active;
+  // One of the host's may stand above it.
+  for (QWidget* window : QApplication::topLevelWidgets()) {
+    if (window->isVisible() && window->isModal() && is_ours(window)) return window;
+  }
+  return nullptr;
 }
 
-void Wizard::Abandon() {
+bool Wizard::WaitsForDialog() const {
+  QWidget* const dialog = OpenDialog();
+  if (dialog == nullptr) return false;
+  dialog->raise();
+  dialog->activateWindow();
+  return true;
+}
+
+void Wizard::Drop() {
   if (HasOpenImport()) job_->Cancel();
   DropPages();
 }
 
+bool Wizard::Abandon() {
+  if (WaitsForDialog()) return false;
+  Drop();
+  return true;
+}
+
 void Wizard::ShowStep1(std::shared_ptr<Session> session) {
-  if (QWidget* dialog = OpenDialog()) {
-    dialog->raise();
-    dialog->activateWindow();
-    return;
-  }
+  if (WaitsForDialog()) return;
   SpeakGerman();
-  Abandon();
+  Drop();
   session_ = std::move(session);
   job_ = std::make_unique<ImportJob>(*session_);
   ShowStep1();

@@ -1,6 +1,7 @@
 // The wizard as its host sees it.
 #include "kestrel/wizard.h"
 
+#include <QDialog>
 #include <QListWidget>
 #include <QPointer>
 #include <QPushButton>
@@ -140,6 +141,34 @@ TEST_F(WizardTest, GoingOnAndBackKeepsTheWorkingCopy) {
   EXPECT_TRUE(FileExists(session.SpecFile));
   Click("cmdPrev");
   EXPECT_TRUE(FileExists(session.SpecFile));
+}
+
+TEST_F(WizardTest, NothingEndsWhileADialogWaitsForItsAnswer) {
+  OpenStep3(TextSpecification(WriteSource(), "[FieldAssignments]\nName=FIELD:Name\n"));
+  import_class->Method("ImportRecord", [this](std::span<Argument>) {
+    EXPECT_FALSE(wizard.Abandon());
+    return Value();
+  });
+  modals.Then("frmQuestionDlg", [&](QWidget& dialog) {
+    EXPECT_FALSE(wizard.Abandon());
+    {
+      // Of the host's, above that one.
+      QWidget host;
+      QDialog above(&host);
+      above.setWindowModality(Qt::ApplicationModal);
+      above.show();
+      EXPECT_FALSE(wizard.Abandon());
+    }
+    EXPECT_EQ(PageName(), "frmStep3");
+    EXPECT_TRUE(dialog.isVisible());
+    ClickOn(FindIn<QWidget>(dialog, "optImport"));
+    ClickOn(FindIn<QWidget>(dialog, "cmdOK"));
+  });
+  Click("cmdOK");
+  EXPECT_EQ(import_class->CountOf("ImportRecord"), 3u);
+  OpenStep2(TextSpecification(""));
+  EXPECT_TRUE(wizard.Abandon());
+  EXPECT_EQ(PageName(), "");
 }
 
 TEST_F(WizardTest, ASecondShowDialogLeavesAnOpenDialogToItsAnswer) {
