@@ -40,6 +40,7 @@ constexpr double kLongestGap = 0.2;
 constexpr int kSpecifications = 1000;
 // So many fit into a specification, whatever they are.
 constexpr int kTranslations = 50;
+constexpr int kUntilChecked = 500;
 
 // The longest time between two rounds of the message loop while it lives: by the clock, and of the thread's own work, which
 // other programs on the machine disturb less.
@@ -181,7 +182,7 @@ void InEditor(frmTransTbl& editor, const std::function<void()>& act) {
 }
 
 double GapOfEditor(Prepared& prepared) {
-  frmTransTbl editor(prepared.session());
+  frmTransTbl editor(prepared.session(), true);
   editor.SetTranslationMode(kTranslationMode);
   editor.SetDestinationName("Ort");
   LoopGap gap;
@@ -195,6 +196,10 @@ double GapOfEditor(Prepared& prepared) {
         rows.setData(rows.index(row, 1), "Wert " + QString::number(row));
         QApplication::processEvents();
       }
+      // Until the editor has looked at what was typed.
+      QElapsedTimer since;
+      since.start();
+      Await([&] { return since.elapsed() > kUntilChecked; });
       Click(editor, "cmdOK");
       if (!editor.isVisible()) return;
       for (const auto& box : prepared.ui().boxes) std::printf("not saved: %s\n", box.text.c_str());

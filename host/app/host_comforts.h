@@ -35,6 +35,7 @@ inline constexpr WizardComforts kHostComforts = {.run_summary = true,
                                                  .result_tab = true,
                                                  .format_follows_line = true,
                                                  .proposed_date_formats = true,
-                                                 .stored_panel = true};
+                                                 .stored_panel = true,
+                                                 .checked_translations = true};
 
 }  // namespace kestrel::host

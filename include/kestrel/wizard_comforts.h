@@ -86,6 +86,8 @@ struct WizardComforts {
   bool proposed_date_formats = false;
   // What stands in step 3's panel is stored before it is checked, saved or left.
   bool stored_panel = false;
+  // The editor of translations says under the table, right behind an entry, what of it could not be saved.
+  bool checked_translations = false;
 };
 
 }  // namespace kestrel

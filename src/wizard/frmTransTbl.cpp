@@ -27,6 +27,8 @@ constexpr int kFieldColumn = 0;
 constexpr int kTranslateColumn = 1;
 constexpr std::chrono::milliseconds kLook{15};
 constexpr std::chrono::milliseconds kLastWait{100};
+// Not between two cells that follow each other at once.
+constexpr std::chrono::milliseconds kCheckAfter{200};
 
 QStandardItem* Cell(std::string_view text, bool editable) {
   auto* item = new QStandardItem(ToQt(text));
@@ -36,7 +38,7 @@ QStandardItem* Cell(std::string_view text, bool editable) {
 
 }  // namespace
 
-frmTransTbl::frmTransTbl(Session& session)
+frmTransTbl::frmTransTbl(Session& session, bool checks)
     : session_(session), guard_(this, [this](const RuntimeError& error) { Tell(ToQt(error.Description())); }) {
   setObjectName("frmTransTbl");
   tdbGridTransl_ = new QTableView(this);
@@ -66,6 +68,13 @@ frmTransTbl::frmTransTbl(Session& session)
     if (translation_mode_ == kConstantsMode) cmdOK_Click();
   });
   guard_.On(cmdCancel_, &QPushButton::clicked, &frmTransTbl::reject);
+  check_.setSingleShot(true);
+  check_.setInterval(kCheckAfter);
+  if (!checks) return;
+  guard_.On(&check_, &QTimer::timeout, &frmTransTbl::Check);
+  guard_.On(&model_, &QStandardItemModel::itemChanged, [this] {
+    if (translation_mode_ == kTranslationMode && isVisible()) check_.start();
+  });
 }
 
 bool frmTransTbl::ShowModal(QWidget* above) {
@@ -86,6 +95,7 @@ bool frmTransTbl::ShowModal(QWidget* above) {
   }
   tdbGridTransl_->setFocus();
   exec();
+  check_.stop();
   // The page may be deleted before this dialog.
   setParent(nullptr, windowFlags());
   return saved_;
@@ -192,11 +202,7 @@ bool frmTransTbl::Save() {
   }
   // What is still being typed counts.
   tdbGridTransl_->setCurrentIndex(QModelIndex());
-  std::vector<TranslationRow> rows;
-  for (int row = 0; row < model_.rowCount(); ++row) {
-    rows.push_back(
-        {FromQt(model_.item(row, kFieldColumn)->text()), FromQt(model_.item(row, kTranslateColumn)->text())});
-  }
+  const std::vector<TranslationRow> rows = Rows();
   std::optional<RefusedRow> refused;
   saved_ = Trap(
       [&] {
@@ -210,6 +216,21 @@ bool frmTransTbl::Save() {
     tdbGridTransl_->setCurrentIndex(model_.index(static_cast<int>(refused->row), kTranslateColumn));
   }
   return saved_;
+}
+
+std::vector<TranslationRow> frmTransTbl::Rows() const {
+  std::vector<TranslationRow> rows;
+  for (int row = 0; row < model_.rowCount(); ++row) {
+    rows.push_back(
+        {FromQt(model_.item(row, kFieldColumn)->text()), FromQt(model_.item(row, kTranslateColumn)->text())});
+  }
+  return rows;
+}
+
+void frmTransTbl::Check() {
+  const std::optional<RefusedRow> refused = FindRefusedRow(session_, destination_name_, Rows());
+  const QString told = refused ? ToQt(refused->text) : QString();
+  lblStatus_->setText(told.isEmpty() || notice_.isEmpty() ? told + notice_ : told + '\n' + notice_);
 }
 
 void frmTransTbl::TellNotSaved(const std::string& reason) {
@@ -226,6 +247,9 @@ void frmTransTbl::reject() {
   done(saved_ ? Accepted : Rejected);
 }
 
-void frmTransTbl::Tell(const QString& notice) { lblStatus_->setText(notice); }
+void frmTransTbl::Tell(const QString& notice) {
+  notice_ = notice;
+  lblStatus_->setText(notice);
+}
 
 }  // namespace kestrel

@@ -6,12 +6,14 @@
 #include <QPushButton>
 #include <QStandardItemModel>
 #include <QTableView>
+#include <QTimer>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "component/session.h"
+#include "mapping/translation.h"
 #include "wizard/event_guard.h"
 #include "wizard/permitted_value_delegate.h"
 
@@ -24,7 +26,8 @@ inline constexpr std::int16_t kConstantsMode = 2;
 class frmTransTbl final : public QDialog {
   Q_OBJECT
  public:
-  explicit frmTransTbl(Session& session);
+  // `checks`: says as well what could not be saved before that is asked for.
+  explicit frmTransTbl(Session& session, bool checks = false);
 
   std::int16_t TranslationMode() const { return translation_mode_; }
   void SetTranslationMode(std::int16_t mode) { translation_mode_ = mode; }
@@ -60,6 +63,9 @@ class frmTransTbl final : public QDialog {
   // typed: the reason has been shown, and the dialog stays open with everything in it.
   bool Save();
   void TellNotSaved(const std::string& reason);
+  std::vector<TranslationRow> Rows() const;
+  void Check();
+  // What is told of the table as a whole stays, below what is wrong with an entry.
   void Tell(const QString& notice);
 
   Session& session_;
@@ -73,6 +79,7 @@ class frmTransTbl final : public QDialog {
   std::string return_value_;
   bool saved_ = false;
   bool grows_ = false;  // entries can be typed in behind the last row
+  QString notice_;
 
   QStandardItemModel model_;
   std::unique_ptr<PermittedValueDelegate> permitted_;  // of the translations that are shown
@@ -80,6 +87,7 @@ class frmTransTbl final : public QDialog {
   QLabel* lblStatus_;
   QPushButton* cmdOK_;
   QPushButton* cmdCancel_;
+  QTimer check_;
 };
 
 }  // namespace kestrel

@@ -151,7 +151,7 @@ bool Wizard::HasOpenImport() const {
 
 frmTransTbl& Wizard::ValueEditor() {
   if (value_editor_ == nullptr) {
-    value_editor_ = std::make_unique<frmTransTbl>(*session_);
+    value_editor_ = std::make_unique<frmTransTbl>(*session_, comforts_.checked_translations);
     Dress(*value_editor_);
   }
   return *value_editor_;

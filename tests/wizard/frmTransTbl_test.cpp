@@ -20,6 +20,7 @@ using testing::ClickOn;
 using ::testing::ElementsAre;
 using testing::FindIn;
 using ::testing::IsEmpty;
+using testing::Spin;
 
 // Looks at the pointer at the moment when the source is read.
 class PointerWatch final : public QObject {
@@ -92,6 +93,36 @@ class ValueEditorTest : public testing::WizardFixture {
 };
 
 constexpr const char* kSource = "Name;Gruppe\r\nx;B\r\ny;A\r\nz;B\r\nw;\r\n";
+
+// --- Mouse and keyboard ---
+
+// As fast as a person is at most: keys come right behind a click, before anything that waits in the message loop.
+TEST_F(ValueEditorTest, NoCharacterIsLostThatIsTypedBehindAClickOnAnotherCell) {
+  UseSource(kSource);
+  const auto click = [this](int row) {
+    const QRect cell = Grid().visualRect(Grid().model()->index(row, 1));
+    QTest::mouseClick(Grid().viewport(), Qt::LeftButton, Qt::NoModifier, cell.center());
+  };
+  const auto type = [](const char* text) {
+    for (; *text != '\0'; ++text) QTest::keyClick(QApplication::focusWidget(), *text);
+  };
+  for (const bool spins : {false, true}) {
+    std::vector<std::string> rows;
+    Open([&] {
+      editor.activateWindow();
+      EXPECT_TRUE(QTest::qWaitForWindowActive(&editor));
+      for (const auto& [row, text] : {std::pair(1, "abc"), std::pair(2, "def"), std::pair(0, "ghi")}) {
+        click(row);
+        if (spins) Spin();
+        type(text);
+      }
+      // What is still being typed counts.
+      Grid().setCurrentIndex(QModelIndex());
+      rows = Rows();
+    });
+    EXPECT_THAT(rows, ElementsAre("B=ghi", "A=abc", "<Empty>=def")) << spins;
+  }
+}
 
 // --- Translations ---
 
@@ -171,6 +202,40 @@ TEST_F(ValueEditorTest, ATranslationHas255CharactersAtMost) {
   });
   EXPECT_EQ(shown.size(), 255u);
   EXPECT_EQ(longest, 255);
+}
+
+TEST_F(ValueEditorTest, WithTheComfortWhatCannotBeStoredIsToldBehindTheEntry) {
+  std::string source = "Name;Gruppe\r\n";
+  for (int i = 0; i < 20; ++i) source += "x;Wert " + std::to_string(i) + "\r\n";
+  UseSource(source);
+  for (const bool checks : {false, true}) {
+    frmTransTbl with(session, checks);
+    with.SetTranslationMode(kTranslationMode);
+    with.SetFieldName("Gruppe");
+    with.SetDestinationName("Art");
+    modals.Then("frmTransTbl", [&](QWidget& dialog) {
+      QAbstractItemModel& rows = *FindIn<QTableView>(dialog, "tdbGridTransl").model();
+      const auto told = [&] { return FromQt(FindIn<QLabel>(dialog, "lblStatus").text()); };
+      const auto translate = [&](int row, int length) {
+        rows.setData(rows.index(row, 1), QString(length, 'x'));
+        // Longer than it waits for the next entry.
+        QTest::qWait(400);
+      };
+      for (int row = 0; row < 18; ++row) rows.setData(rows.index(row, 1), QString(215, 'x'));
+      translate(18, 10);
+      EXPECT_EQ(told(), "") << "it fits yet";
+      translate(19, 220);
+      if (checks) {
+        EXPECT_TRUE(QTest::qWaitFor([&] { return !told().empty(); }));
+        EXPECT_THAT(told(), ::testing::HasSubstr("länger als 4094 Zeichen"));
+      }
+      translate(19, 0);
+      EXPECT_TRUE(QTest::qWaitFor([&] { return told().empty(); }));
+      ClickOn(FindIn<QWidget>(dialog, "cmdOK"));
+    });
+    EXPECT_TRUE(with.ShowModal(nullptr));
+  }
+  EXPECT_THAT(ui.boxes, IsEmpty());
 }
 
 TEST_F(ValueEditorTest, WhatCannotBeStoredIsRefusedAtOnceAndStaysInTheOpenEditor) {
