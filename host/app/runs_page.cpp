@@ -52,6 +52,10 @@ const std::vector<AddressColumn>& RunColumns() {
   };
   return columns;
 }
+std::int64_t LeftAloneBy(const UndoOutcome& outcome) {
+  return outcome.left_alone == nullptr ? 0 : outcome.left_alone->RecordCount();
+}
+
 // From here on the columns stand below the list only.
 constexpr int kFirstHidden = 13;
 
@@ -266,22 +270,24 @@ UndoneRun RunsPage::Undo(std::int64_t run, QWidget& window) {
   }
   constexpr const char* kTitle = "Rückgängig machen";
   if (AskBeforeLoss(ui_, FromQt(Question()), kTitle) != Answer::kYes) return {};
-  std::optional<UndoOutcome> outcome;
-  Trap([&] { outcome = UndoInDialog(Ledger(), *connection_, run, Chosen("Zustand") == kUndone, &window); },
-       [&](const RuntimeError& error) {
-         ui_.MessageBox("Fehler: " + error.Description(), kTitle, Icon::kStop, Buttons::kOk);
-       });
+  const QString before = Chosen("Zustand");
+  UndoOutcome outcome;
+  Trap([&] { outcome = UndoInDialog(Ledger(), *connection_, run, before == kUndone, &window); },
+       [&](const RuntimeError& error) { outcome.failure = error; });
+  if (outcome.failure) {
+    ui_.MessageBox("Fehler: " + outcome.failure->Description(), kTitle, Icon::kStop, Buttons::kOk);
+  }
   emit Undone();
   using State = UndoneRun::State;
-  // What had been taken back before it failed stays so.
-  if (!outcome)
-    return {.told = {}, .state = Chosen("Zustand") == kUndoing ? State::kPartly : State::kUnchanged};
-  const bool is_whole = outcome->is_complete && outcome->left_alone->RecordCount() == 0;
-  return {.told = FromQt(TellOutcome(*outcome)), .state = is_whole ? State::kWholly : State::kPartly};
+  const bool has_begun = outcome.removed + outcome.restored > 0 || LeftAloneBy(outcome) > 0;
+  if (outcome.failure && !has_begun)
+    return {.told = {}, .state = before == kUndoing ? State::kPartly : State::kUnchanged};
+  const bool is_whole = outcome.is_complete && LeftAloneBy(outcome) == 0;
+  return {.told = FromQt(TellOutcome(outcome)), .state = is_whole ? State::kWholly : State::kPartly};
 }
 
 QString RunsPage::TellOutcome(const UndoOutcome& outcome) {
-  const std::int64_t left = outcome.left_alone->RecordCount();
+  const std::int64_t left = LeftAloneBy(outcome);
   if (left > 0) {
     ShowRecords(left_alone_, *outcome.left_alone,
                 "Stehen geblieben, weil seit dem Import geändert:", "Die ersten %1 Zeilen");
@@ -296,7 +302,9 @@ QString RunsPage::TellOutcome(const UndoOutcome& outcome) {
   }
   if (!outcome.is_complete)
     text = "Angehalten: " + text + " \"Rückgängig machen...\" setzt die Rücknahme fort.";
-  const auto with = [&](const char* list) { return left > 0 ? text.arg(list) : text; };
+  // Behind the place that `with` fills, as the reason may hold anything.
+  const QString why = outcome.failure ? "\nGrund: " + ToQt(outcome.failure->Description()) : QString();
+  const auto with = [&](const char* list) { return (left > 0 ? text.arg(list) : text) + why; };
   status_->setText(with("die Liste"));
   return with("die Seite \"Importläufe\"");
 }

@@ -3,6 +3,7 @@
 #include <QProgressDialog>
 
 #include "app/shown_wait.h"
+#include "kestrel/runtime_error.h"
 #include "wizard/german_number.h"
 #include "wizard/page_parts.h"
 
@@ -30,8 +31,9 @@ UndoOutcome UndoInDialog(const ObjectPtr& ledger, Connection& connection, std::i
   dialog.show();
   UndoOutcome outcome;
   bool is_more = true;
+  const auto next = [&] { is_more = CallMethod(ledger, "NextUndo").ToBool(); };
   while (is_more && !dialog.wasCanceled()) {
-    is_more = CallMethod(ledger, "NextUndo").ToBool();
+    if (!Trap(next, [&](const RuntimeError& error) { outcome.failure = error; })) break;
     const std::int64_t done = number("UndoDone");
     dialog.setLabelText(
         QString("Nehme Datensatz %1 von %2 zurück").arg(GermanNumber(done), GermanNumber(total)));
@@ -44,7 +46,10 @@ UndoOutcome UndoInDialog(const ObjectPtr& ledger, Connection& connection, std::i
   outcome.is_complete = !is_more;
   outcome.removed = number("Removed");
   outcome.restored = number("Restored");
-  outcome.left_alone = ToRecordset(CallMethod(ledger, "LeftAlone"));
+  Trap([&] { outcome.left_alone = ToRecordset(CallMethod(ledger, "LeftAlone")); },
+       [&](const RuntimeError& error) {
+         if (!outcome.failure) outcome.failure = error;
+       });
   return outcome;
 }
 
