@@ -9,6 +9,7 @@
 
 #include "app/list_parts.h"
 #include "app/shown_wait.h"
+#include "wizard/button_row.h"
 #include "wizard/page_parts.h"
 #include "wizard/qt_text.h"
 #include "wizard/table_look.h"
@@ -78,9 +79,9 @@ QWidget* DuplicatePage::BuildComparison() {
   GiveListLook(*fields_);
   status_ = MakeStatusLine(comparison);
   status_->setObjectName("status");
-  import_ = SetUpButton(new QPushButton(comparison), "importAnyway", "trotzdem importieren",
+  import_ = SetUpButton(new CaptionButton(comparison), "importAnyway", "trotzdem importieren",
                         "Diesen einen Datensatz als weitere Adresse speichern", 'T');
-  discard_ = SetUpButton(new QPushButton(comparison), "discard", "nicht importieren",
+  discard_ = SetUpButton(new CaptionButton(comparison), "discard", "nicht importieren",
                          "Vermerken, dass dieser Datensatz nicht gebraucht wird", 'N');
   auto* bottom = new QHBoxLayout;
   bottom->addWidget(status_, 1);

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QEvent>
+#include <QToolButton>
 #include <algorithm>
 #include <chrono>
 #include <thread>
@@ -319,6 +320,7 @@ void frmStep2::SetWaiting(bool waiting) {
     control->setEnabled(!waiting);
   }
   cmdOptions_->setEnabled(!waiting && has_options_);
+  if (auto* menu = findChild<QToolButton*>("cmdSaveMenu")) menu->setEnabled(!waiting);
   if (wizard_.comforts().failed_connections) {
     if (waiting) lblStatus_->setText(kWaiting);
     if (!waiting && lblStatus_->text() == kWaiting) lblStatus_->clear();

@@ -21,6 +21,8 @@ using testing::SqlServerStandIn;
 
 class Step2ServerTest : public testing::WizardFixture {
  protected:
+  explicit Step2ServerTest(WizardComforts comforts = {}) : WizardFixture(comforts) {}
+
   void SetUp() override {
     const std::string reason = SqlServerStandIn::WhyNot();
     if (!reason.empty()) GTEST_SKIP() << reason;
@@ -69,6 +71,21 @@ TEST_F(Step2ServerTest, ThePageIsAliveWhileAServerIsSilentAndOnlyLetsItselfBeLef
     EXPECT_TRUE(Find<QWidget>(name).isEnabled()) << name;
   }
   EXPECT_FALSE(session.SchemaChanged) << "filling and waiting are no edits";
+}
+
+class Step2ServerSaveAs : public Step2ServerTest {
+ protected:
+  Step2ServerSaveAs() : Step2ServerTest({.save_as = true}) {}
+};
+
+TEST_F(Step2ServerSaveAs, IsNotOfferedWhileThePageWaits) {
+  SilentServer server;
+  OpenStep2(Specification(server.DataSource()));
+  ASSERT_TRUE(IsWaiting());
+  EXPECT_FALSE(Find<QWidget>("cmdSaveMenu").isEnabled());
+  server.HangUp();
+  AwaitAnswer();
+  EXPECT_TRUE(Find<QWidget>("cmdSaveMenu").isEnabled());
 }
 
 TEST_F(Step2ServerTest, AbbrechenWhileItWaitsClosesThePageForGood) {
