@@ -819,7 +819,8 @@ typedef struct kestrel_undo_result {
 } kestrel_undo_result;
 
 // Takes a run back. `left_alone` may be NULL; else it gets a record set of the caller's with what was changed
-// since and stays, with the columns Datensatz, Nummer, Feld, Vorher, Importiert and Jetzt. Error 5 for a run
+// since and stays, with the columns Datensatz, Nummer, Feld, Vorher, Importiert and Jetzt; of an address that other tables
+// refer to, or that the database holds on to, Feld is empty and Jetzt tells why, in brackets. Error 5 for a run
 // that cannot be taken back, 3000 where the database fails: what came before stands.
 KESTREL_EXPORT int32_t kestrel_undo(kestrel_library* library, kestrel_handle host_connection,
                                     const kestrel_undo_settings* settings, kestrel_undo_result* result,
