@@ -96,7 +96,7 @@ TEST_F(RetriedGroups, ACommitThatIsNeverAnsweredAndNeverHappensIsDoneAgain) {
 }
 
 TEST_F(RetriedGroups, ACommitThatHappensWithoutAnAnswerIsNotDoneTwice) {
-  const ConnectionPtr hasty = OpenConnection(file + ";AnswerWait=0,5");
+  const ConnectionPtr hasty = OpenConnection(file + ";AnswerWait=2");
   const std::unique_lock no_timer(hasty->CallMutex());
   const ObjectPtr importer = components.CreateObject("ksbimport.importkunden");
   SetProperty(importer, "Connection", hasty);
