@@ -1,7 +1,10 @@
 // Statements sent to PostgreSQL without waiting for their answers.
 #include <gmock/gmock.h>
 
+#include <array>
+#include <numeric>
 #include <optional>
+#include <span>
 #include <utility>
 
 #include "platform/data/pipeline.h"
@@ -40,6 +43,20 @@ class PipelineOnPostgres : public testing::PostgresTest {
       pipeline_.Send(insert_, *this);
       under_way.push_back(number);
     }
+    // Into t, and as many texts into u.
+    void Copy(std::span<const std::int64_t> rows, const std::string& text = "Text\t\\N") {
+      // Those before are needed until they are told.
+      pipeline_.Flush();
+      tables_ = {{"t", {}}, {"u (b)", {}}};
+      for (const std::int64_t number : rows) {
+        tables_[0].rows.AddInteger(number);
+        tables_[0].rows.EndRow();
+        tables_[1].rows.AddText(text);
+        tables_[1].rows.EndRow();
+        under_way.push_back(number);
+      }
+      pipeline_.Copy(tables_, *this);
+    }
     void PipelineSucceeded() override {
       ++stood;
       under_way.clear();
@@ -62,6 +79,7 @@ class PipelineOnPostgres : public testing::PostgresTest {
     Pipeline& pipeline_;
     Statement& insert_;
     std::unique_ptr<Statement> again_;
+    std::vector<Pipeline::CopyTo> tables_;
   };
 
   std::unique_ptr<Statement> insert;
@@ -241,6 +259,85 @@ TEST_F(PipelineOnPostgres, NothingRunsOutsideOfATransactionWhoseLossOnlyItsFlush
     EXPECT_FALSE(other->InTransaction());
   }
   EXPECT_EQ(Text("SELECT count(*) FROM t"), "0");
+}
+
+TEST_F(PipelineOnPostgres, RowsAreCopiedTableByTableAndSeenByAQuery) {
+  connection->Execute("CREATE TABLE u (b text)");
+  Numbers numbers(*connection, *insert);
+  EXPECT_ERROR_TEXT(numbers.Copy(std::array<std::int64_t, 1>{1}), ErrorNumber::kDatabase,
+                    HasSubstr("Keine Transaktion"));
+  numbers.under_way.clear();
+  connection->Begin();
+  numbers.Send(1);
+  numbers.Copy(std::array<std::int64_t, 2>{2, 3});
+  EXPECT_EQ(numbers.stood, 1);
+  EXPECT_EQ(Text("SELECT count(*) || ' ' || min(b) || ' ' || (SELECT sum(a) FROM t) FROM u"), "2 Text\t\\N 6");
+  EXPECT_EQ(numbers.stood, 2);
+  numbers.Copy(std::array<std::int64_t, 1>{4});
+  numbers.Send(5);
+  connection->Commit();
+  EXPECT_EQ(numbers.stood, 4);
+  EXPECT_EQ(numbers.again, 0);
+  EXPECT_EQ(Text("SELECT sum(a) FROM t"), "15");
+  connection->Begin();
+  numbers.Copy(std::array<std::int64_t, 1>{6});
+  while (numbers.stood < 5) connection->pipeline()->GoOn();
+  connection->Rollback();
+  EXPECT_EQ(Text("SELECT sum(a) FROM t"), "15");
+}
+
+TEST_F(PipelineOnPostgres, MoreRowsThanTheWireHoldsAreCopiedWithoutWaiting) {
+  connection->Execute("CREATE TABLE u (b text)");
+  Numbers numbers(*connection, *insert);
+  std::vector<std::int64_t> rows(5000);
+  std::iota(rows.begin(), rows.end(), 1);
+  connection->Begin();
+  numbers.Copy(rows, std::string(4000, 'x'));
+  EXPECT_EQ(numbers.stood, 0);
+  connection->Commit();
+  EXPECT_EQ(numbers.stood, 1);
+  EXPECT_EQ(Text("SELECT sum(length(b)) FROM u"), "20000000");
+}
+
+TEST_F(PipelineOnPostgres, ACopyThatFailsIsStoredAgainAlone) {
+  connection->Execute("CREATE TABLE u (b text CHECK (b <> 'nein'))");
+  Numbers numbers(*connection, *insert);
+  connection->Begin();
+  numbers.Copy(std::array<std::int64_t, 1>{1});
+  numbers.Copy(std::array<std::int64_t, 3>{2, -1, 3});
+  numbers.Copy(std::array<std::int64_t, 1>{4});
+  EXPECT_EQ(numbers.again, 1);
+  EXPECT_THAT(numbers.errors, ElementsAre(HasSubstr("t_a_check")));
+  // Of the second table.
+  numbers.Copy(std::array<std::int64_t, 1>{5}, "nein");
+  connection->Commit();
+  EXPECT_EQ(numbers.again, 2);
+  EXPECT_EQ(numbers.errors.size(), 1U);
+  EXPECT_EQ(Text("SELECT string_agg(a::text, ' ' ORDER BY a) FROM t"), "1 2 3 4 5");
+  EXPECT_EQ(Text("SELECT count(*) FROM u"), "2");
+}
+
+TEST_F(PipelineOnPostgres, AServerThatGoesAwayFailsACopy) {
+  connection->Execute("CREATE TABLE u (b text)");
+  for (const bool goes_on : {false, true}) {
+    const ConnectionPtr other = Connect();
+    const std::unique_ptr<Statement> other_insert = other->Prepare("INSERT INTO t VALUES (?)");
+    Numbers numbers(*other, *other_insert);
+    other->Begin();
+    const std::string backend(other->OpenRecordset("SELECT pg_backend_pid()")->TextAt(0));
+    numbers.Copy(std::array<std::int64_t, 2>{1, 2});
+    Text("SELECT pg_terminate_backend(" + backend + ", 10000)");
+    for (int i = 0; goes_on && i < 10 && numbers.again == 0; ++i) other->pipeline()->GoOn();
+    EXPECT_ERROR(other->Commit(), ErrorNumber::kDatabase);
+    EXPECT_EQ(numbers.stood, 0);
+    EXPECT_EQ(numbers.errors.size(), 2U);
+    EXPECT_FALSE(other->InTransaction());
+    other->Begin();
+    numbers.Copy(std::array<std::int64_t, 1>{goes_on ? 3 : 4});
+    other->Commit();
+    EXPECT_EQ(numbers.stood, 1);
+  }
+  EXPECT_EQ(Text("SELECT sum(a) FROM t"), "7");
 }
 
 TEST_F(PipelineOnPostgres, AKeptStatementIsPlannedAnewAsItsTableGrows) {

@@ -2,8 +2,12 @@
 // Connection::pipeline.
 #pragma once
 
+#include <span>
+#include <string>
+
 #include "kestrel/connection.h"
 #include "kestrel/export.h"
+#include "platform/data/copied_rows.h"
 
 namespace kestrel {
 
@@ -34,6 +38,17 @@ class KESTREL_INTERNAL Pipeline {
   // once. Only inside a transaction. `sender`, which lives until it is told, is told later. Error 438 for a
   // statement of another connection's kind, 3000 for what keeps it from being sent.
   virtual void Send(Statement& statement, PipelineSender& sender) = 0;
+  // Rows and the table and columns that they are for, "Kunden (KundenNummer, Bez1)".
+  struct CopyTo {
+    std::string target;
+    CopiedRows rows;
+  };
+  // Sends rows of several tables, one table after the other, which costs the server less than statements that insert
+  // them, and goes on at once. Only inside a transaction; ends what is under way first. `tables` stay as they are until
+  // `sender` is told. Error 3000 as of Send.
+  virtual void Copy(std::span<const CopyTo> tables, PipelineSender& sender) = 0;
+  // Lets the rows of Copy go on, without waiting: the server takes one table after the other. Raises nothing.
+  virtual void GoOn() = 0;
   // Waits for the answers and tells the sender. Every call of the connection that is no query does so first; a
   // query sees what was sent before it. Raises nothing.
   virtual void Flush() = 0;

@@ -105,6 +105,22 @@ void PostgresConnection::Send(Statement& statement, PipelineSender& sender) {
   Own(statement).SendToPipeline(sender);
 }
 
+void PostgresConnection::Copy(std::span<const CopyTo> tables, PipelineSender& sender) {
+  const std::lock_guard lock(CallMutex());
+  std::vector<CopiedTable> copied;
+  for (const CopyTo& table : tables) {
+    std::string memory;
+    copied.push_back(
+        {std::string(names_.Translate("COPY " + table.target + " FROM STDIN", memory)), table.rows.lines()});
+  }
+  Open()->Copy(std::move(copied), sender);
+}
+
+void PostgresConnection::GoOn() {
+  const std::lock_guard lock(CallMutex());
+  if (session_ != nullptr) session_->GoOnCopying();
+}
+
 void PostgresConnection::Flush() {
   const std::lock_guard lock(CallMutex());
   if (session_ != nullptr) session_->FlushPipeline();

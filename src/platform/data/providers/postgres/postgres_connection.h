@@ -53,6 +53,8 @@ class PostgresConnection final : public Connection, public Recovery, private Pip
  private:
   void MakeReady(Statement& statement) override;
   void Send(Statement& statement, PipelineSender& sender) override;
+  void Copy(std::span<const CopyTo> tables, PipelineSender& sender) override;
+  void GoOn() override;
   void Flush() override;
   // Error 3704 when closed.
   const std::shared_ptr<Session>& Open() const;

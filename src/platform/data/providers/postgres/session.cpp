@@ -22,8 +22,6 @@ namespace kestrel::postgres {
 namespace {
 
 constexpr std::size_t kMostPrepared = 100;
-// Statements of the pipeline that go out together.
-constexpr int kStatementsAFlush = 8;
 // Rows that are read away before a query is cancelled.
 constexpr int kRowsReadAway = 1000;
 // How long a server that could not be reached is not tried again.
@@ -32,9 +30,6 @@ constexpr std::string_view kSilent = "Der Datenbankserver antwortet nicht, es wi
 constexpr const char* kSavepoint = "SAVEPOINT kestrel_statement";
 constexpr const char* kRelease = "RELEASE SAVEPOINT kestrel_statement";
 constexpr const char* kUndo = "ROLLBACK TO SAVEPOINT kestrel_statement";
-constexpr const char* kPipelineSavepoint = "SAVEPOINT kestrel_pipeline";
-constexpr const char* kPipelineRelease = "RELEASE SAVEPOINT kestrel_pipeline";
-constexpr const char* kPipelineUndo = "ROLLBACK TO SAVEPOINT kestrel_pipeline";
 
 template <std::size_t Count>
 bool IsOneOf(std::string_view word, const std::array<std::string_view, Count>& words) {
@@ -129,6 +124,7 @@ void Session::Start(HandlePtr handle) {
   prepared_.clear();
   settings_ = TransactionSettings(waits_->LockLimit());
   preliminaries_ = 0;
+  is_copying_ = false;
   failure_.reset();
   is_new_ = false;
   guarded_ = false;
@@ -301,7 +297,7 @@ void Session::SendPacket(std::string_view sql, ParameterValues& values, Task tas
   if (IsLost() && in_transaction_) {
     LoseBroken();
   }
-  if (task != Task::kQuery) FlushPipeline();
+  if (task != Task::kQuery || !copied_.empty()) FlushPipeline();
   if (sql.find('\0') != std::string_view::npos) Refuse("Die Anweisung enthält ein NUL-Zeichen.");
   const std::string first_word = FirstWord(sql);
   if (first_word.empty()) Refuse("Die Anweisung ist leer.");
@@ -351,58 +347,6 @@ bool Session::Steer(std::initializer_list<const char*> statements) {
   is_new_ = false;
   FinishPacket();
   return std::exchange(failure_, nullptr) == nullptr && sent;
-}
-
-// --- The pipeline ------------------------------------------------------------------------------------
-
-void Session::SendToPipeline(std::string_view sql, ParameterValues& values, PipelineSender& sender) {
-  if (reader_ != nullptr) reader_->Park();
-  if (sender_ != &sender) FlushPipeline();
-  if (!in_transaction_) Refuse("Keine Transaktion ist offen.");
-  MakeReady(sql);
-  if (sender_ == nullptr) {
-    AskFor(kPipelineSavepoint);
-    pipelined_answers_ = 1;
-    sender_ = &sender;
-  }
-  if (is_pooled_) {
-    SendUnnamed(std::string(sql), values);
-  } else {
-    SendPrepared(prepared_.front().name, values);
-  }
-  // The first goes out at once, so that the server works while the next is made.
-  if (++pipelined_answers_ <= 2 || pipelined_answers_ % kStatementsAFlush == 0) PQflush(handle_.get());
-}
-
-void Session::MakeReady(std::string_view sql) {
-  auto kept = FindPrepared(sql);
-  if (kept == prepared_.end() && !is_pooled_) {
-    Prepare(sql);
-    kept = FindPrepared(sql);
-    if (kept == prepared_.end()) Refuse("Die Anweisung kann nicht vorbereitet werden.");
-  }
-  if (kept != prepared_.end()) prepared_.splice(prepared_.begin(), prepared_, kept);
-}
-
-void Session::FlushPipeline() {
-  if (sender_ == nullptr) return;
-  // A query among the statements may have rows on the wire, before the answers that are taken now. Parked, one that
-  // fails ends the pipeline itself.
-  if (reader_ != nullptr) reader_->Park();
-  if (sender_ == nullptr) return;
-  if (!Steer({kPipelineRelease})) {
-    RollBackPipeline();
-    return;
-  }
-  pipelined_answers_ = 0;
-  std::exchange(sender_, nullptr)->PipelineSucceeded();
-}
-
-void Session::RollBackPipeline() {
-  pipelined_answers_ = 0;
-  PipelineSender* const sender = std::exchange(sender_, nullptr);
-  if (in_transaction_) Steer({kPipelineUndo, kPipelineRelease});
-  sender->RetryPipeline();
 }
 
 // --- Answers -----------------------------------------------------------------------------------------

@@ -14,6 +14,8 @@
 //     first. Queries follow them in the same savepoint, so that an answer costs one round trip and nothing
 //     else; everything else ends them first: their answers are read, and the savepoint is released. Where one
 //     of them or a query among them fails, all are rolled back, and their sender retries them one by one.
+//     Rows that are copied stand in that savepoint by themselves: whatever comes next ends them first. The server takes
+//     table by table, each once it has answered the one before.
 //  6. Nothing sent or awaited blocks in libpq: every wait is one of WaitForAnswer, which has a limit and can be
 //     stopped. A wait that ends without an answer ends the connection, as nobody knows what the answer would be.
 //  7. A connection that is lost is opened again by Begin, and by the next statement where no transaction was lost
@@ -33,6 +35,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kestrel/connection_mutex.h"
 #include "kestrel/waits.h"
@@ -61,6 +64,12 @@ class AnswerReader {
   virtual void Park() = 0;
 };
 
+// Rows for a statement that copies them, as text.
+struct CopiedTable {
+  std::string sql;
+  std::string_view lines;
+};
+
 class Session {
  public:
   // Connects. Error 3000 with the reason, without the password.
@@ -84,6 +93,9 @@ class Session {
   // Sends a statement without waiting, inside a transaction. Error 3000 where it cannot be sent; what becomes
   // of it `sender` is told.
   void SendToPipeline(std::string_view sql, ParameterValues& values, PipelineSender& sender);
+  // See Pipeline::Copy. The lines stay where they are until the sender is told.
+  void Copy(std::vector<CopiedTable> tables, PipelineSender& sender);
+  void GoOnCopying();
   // Takes the answers to all statements of the pipeline and tells their sender. Raises nothing.
   void FlushPipeline();
 
@@ -142,6 +154,10 @@ class Session {
   std::list<Prepared>::iterator FindPrepared(std::string_view sql);
   // Runs statements that give nothing back; false where one fails.
   bool Steer(std::initializer_list<const char*> statements);
+  // Takes the answers to what is copied that are there, or waits for all of them.
+  void TakeAnswersToCopy(bool waits);
+  void SendNextLines();
+  void EndCopy();
   // Undoes the statements of the pipeline and has them retried.
   void RollBackPipeline();
   // The next answer; null where there is none, or where none will come any more.
@@ -186,6 +202,9 @@ class Session {
 
   PipelineSender* sender_ = nullptr;  // whose statements stand in the savepoint
   int pipelined_answers_ = 0;         // of theirs, not yet read
+  std::vector<CopiedTable> copied_;   // by them, in place of statements
+  std::size_t next_copied_ = 0;
+  bool is_copying_ = false;  // answers are awaited, and the pipeline is left
 
   // Of the packet under way.
   AnswerReader* reader_ = nullptr;
