@@ -126,6 +126,22 @@ void AddressIndex::BindNew(Statement& insert, std::size_t place, const IndexRow&
   insert.BindText(first + 5, row.reference);
 }
 
+std::string AddressIndex::CopyTarget() { return kTable; }
+
+void AddressIndex::AppendNew(CopiedRows& rows, const IndexRow& row) const {
+  for (const std::string& key : row.keys) {
+    if (key.empty()) {
+      rows.AddNull();
+    } else {
+      rows.AddText(key);
+    }
+  }
+  rows.AddInteger(row.number * kTypesPerNumber + address_type_);
+  rows.AddInteger(address_type_);
+  rows.AddText(row.reference);
+  rows.EndRow();
+}
+
 void AddressIndex::MakeRow(std::int64_t number, const IndexedAddress& address, IndexRow& row) {
   BuildKeys(number, address);
   known_.Remember(built_, keys_->PartsOf(key_text_));

@@ -14,6 +14,7 @@
 
 #include "kestrel/connection.h"
 #include "keys/duplicate_keys.h"
+#include "platform/data/copied_rows.h"
 #include "schema/settings.h"
 #include "storage/index_row_buffer.h"
 #include "storage/known_keys.h"
@@ -73,6 +74,9 @@ class AddressIndex {
   // views of the row. It fails where one of the addresses has a row already.
   Statement& InsertOf(std::size_t rows) { return add_.Of(rows); }
   void BindNew(Statement& insert, std::size_t place, const IndexRow& row) const;
+  // The same for rows that are copied: their target, and the rows themselves.
+  static std::string CopyTarget();
+  void AppendNew(CopiedRows& rows, const IndexRow& row) const;
 
  private:
   static constexpr std::size_t kColumns = 6;

@@ -4,6 +4,8 @@
 #include <mutex>
 #include <utility>
 
+#include "schema/own_tables.h"
+#include "storage/copied_tables.h"
 #include "storage/field_error.h"
 #include "storage/records_in_group.h"
 
@@ -13,6 +15,11 @@ namespace {
 
 // Under way together behind one that failed.
 constexpr std::size_t kFewest = 32;
+// For fewer a statement costs less than leaving the pipeline.
+constexpr std::size_t kFewestCopied = 2 * RowInserts::kMostRows;
+constexpr std::size_t kMadeBetweenLooks = 64;
+// A database that takes no copies is not asked again.
+constexpr int kMostFailedCopies = 3;
 
 }  // namespace
 
@@ -28,9 +35,13 @@ PipelinedRecords::PipelinedRecords(Connection& connection, Pipeline& pipeline, c
       errors_(errors),
       // A number that is taken is an error here.
       insert_(connection, InsertTarget(destination), destination.fields.size(), RowInserts::Existing::kFails),
-      records_(kMost) {
+      copies_(destination.trial_of.empty() && !destination.overrides_identity &&
+              TakesCopies(connection, destination.table) &&
+              (destination.address_type == 0 || TakesCopies(connection, OwnTable(connection, "Adressindex")))),
+      records_(copies_ ? kMostCopied : kMost) {
   insert_.Of(1);
   check_ = InsertCheck::For(connection, destination);
+  copies_ = copies_ && check_ == nullptr;
   if (!destination.trial_of.empty()) take_over_ = connection.Prepare(TakeOverText(destination));
   // So is an index row that is left of an address whose number is free.
   if (destination.address_type != 0) {
@@ -41,11 +52,13 @@ PipelinedRecords::PipelinedRecords(Connection& connection, Pipeline& pipeline, c
 PipelinedRecords::~PipelinedRecords() {
   const std::lock_guard lock(connection_.CallMutex());
   Flush();
+  // Nothing is told any more, of what was forgotten neither.
+  pipeline_.Flush();
   GroupedWrites::Leave(connection_, *this);
 }
 
 void PipelinedRecords::MakeRoom() {
-  if (count_ >= most_) Flush();
+  if (count_ >= (MayCopy() ? kMostCopied : most_)) Flush();
 }
 
 void PipelinedRecords::Flush() {
@@ -70,12 +83,20 @@ void PipelinedRecords::Add(std::int64_t record, const RecordValues& values, std:
 }
 
 void PipelinedRecords::SendWhenDue() {
-  if (!group_.MayWriteBehind() || count_ - sent_ >= RowInserts::kMostRows) SendWaiting();
+  if (MayCopy() && count_ % kMadeBetweenLooks == 0) pipeline_.GoOn();
+  const std::size_t at_once = !group_.MayWriteBehind() ? 1 : MayCopy() ? kMost : RowInserts::kMostRows;
+  if (count_ - sent_ >= at_once) SendWaiting();
 }
 
 void PipelinedRecords::SendWaiting() {
   const auto send = [this] {
-    while (sent_ < count_) SendRows();
+    while (sent_ < count_) {
+      if (MayCopy() && count_ - sent_ >= kFewestCopied) {
+        CopyRows();
+      } else {
+        SendRows();
+      }
+    }
   };
   Trap(send, [this](const RuntimeError&) {
     // Each record tells its own error.
@@ -123,6 +144,31 @@ void PipelinedRecords::SendRows() {
   sent_ += rows;
 }
 
+void PipelinedRecords::CopyRows() {
+  // What is on its way is ended first, and may have to be stored again with these.
+  pipeline_.Flush();
+  if (count_ == 0 || !MayCopy()) return;
+  copied_.resize(index_ ? 2 : 1);
+  copied_[0].target = InsertTarget(destination_);
+  if (index_) copied_[1].target = AddressIndex::CopyTarget();
+  for (Pipeline::CopyTo& table : copied_) table.rows.Clear();
+  for (const Entry& entry : std::span(records_).subspan(sent_, count_ - sent_)) {
+    const RecordValues& values = entry.kept.values();
+    for (std::size_t field = 0; field < values.size(); ++field) {
+      if (field == destination_.number_field) {
+        copied_[0].rows.AddInteger(entry.number);
+      } else {
+        Append(copied_[0].rows, values[field]);
+      }
+    }
+    copied_[0].rows.EndRow();
+    if (entry.is_indexed) index_->AppendNew(copied_[1].rows, entry.row);
+  }
+  sent_ = count_;
+  is_copy_ = true;
+  pipeline_.Copy(copied_, *this);
+}
+
 std::string PipelinedRecords::NameOf(const RecordValues& values) const {
   const auto& fields = destination_.fields;
   if (const auto* number = std::get_if<std::int64_t>(&values[destination_.number_field])) {
@@ -142,6 +188,7 @@ bool PipelinedRecords::GroupLost(const RuntimeError&) {
 }
 
 void PipelinedRecords::PipelineSucceeded() {
+  has_copied_ |= std::exchange(is_copy_, false);
   most_ = std::min(2 * most_, kMost);
   const auto standing = std::span(records_).subspan(begin_, sent_ - begin_);
   begin_ = sent_;
@@ -160,6 +207,7 @@ std::int64_t PipelinedRecords::LeastGiven(std::span<const Entry> entries) const 
 }
 
 void PipelinedRecords::RetryPipeline() {
+  if (std::exchange(is_copy_, false) && !has_copied_ && ++failed_copies_ == kMostFailedCopies) copies_ = false;
   const auto undone = std::span(records_).subspan(begin_, count_ - begin_);
   Forget();
   if (undone.empty()) return;

@@ -1,5 +1,6 @@
 // New records that are sent to the database without waiting for the answers, up to kMost at a time and many by one
-// statement.
+// statement. Where the tables take it and no record has failed lately they are copied instead, which costs the server
+// less: kMost at a time, while the next are being made, so that twice as many may have to be stored again.
 //
 // A record is one row and that of its address index. Both fail only where the record is at fault or its
 // number is taken; then all records under way are stored again one by one, waiting, in their order, so that an
@@ -37,7 +38,9 @@ namespace kestrel::host {
 
 class PipelinedRecords final : private PipelineSender, private GroupMember {
  public:
+  // Under way at a time; by statements, and copied.
   static constexpr std::size_t kMost = 512;
+  static constexpr std::size_t kMostCopied = 8192;
   // Stores a record again and waits. May raise.
   using StoreNow = std::function<void(std::int64_t record, RecordValues&)>;
   // Told that this record and all behind it are undone, and are about to be stored again. `number` is the least that
@@ -86,6 +89,8 @@ class PipelinedRecords final : private PipelineSender, private GroupMember {
   bool GroupLost(const RuntimeError& reason) override;
   void SendWaiting();
   void SendRows();
+  bool MayCopy() const { return copies_ && most_ == kMost && group_.MayWriteBehind(); }
+  void CopyRows();
   std::string NameOf(const RecordValues& values) const;
 
   Connection& connection_;
@@ -101,7 +106,12 @@ class PipelinedRecords final : private PipelineSender, private GroupMember {
   std::unique_ptr<Statement> take_over_;  // of a trial table
   std::unique_ptr<InsertCheck> check_;    // where the database may do otherwise than it is told
   IndexRow row_;                          // of the record on its way
-  std::vector<Entry> records_;            // they are used again
+  bool copies_;
+  std::vector<Entry> records_;  // they are used again
+  bool is_copy_ = false;        // that is under way
+  bool has_copied_ = false;
+  int failed_copies_ = 0;
+  std::vector<Pipeline::CopyTo> copied_;  // the rows, and those of the index
   std::size_t begin_ = 0;
   std::size_t sent_ = 0;
   std::size_t count_ = 0;

@@ -27,6 +27,18 @@ void Bind(Statement& statement, std::size_t parameter, const StoredValue& value)
   }
 }
 
+void Append(CopiedRows& rows, const StoredValue& value) {
+  if (const auto* text = std::get_if<std::string_view>(&value)) {
+    rows.AddText(*text);
+  } else if (const auto* whole = std::get_if<std::int64_t>(&value)) {
+    rows.AddInteger(*whole);
+  } else if (const auto* real = std::get_if<double>(&value)) {
+    rows.AddDouble(*real);
+  } else {
+    rows.AddNull();
+  }
+}
+
 std::string InsertTarget(const Destination& destination) {
   return destination.table + " (" + ColumnList(destination) + ")" +
          (destination.overrides_identity ? " OVERRIDING SYSTEM VALUE" : "");

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kestrel/connection.h"
+#include "platform/data/copied_rows.h"
 #include "schema/destination.h"
 #include "storage/field_value.h"
 
@@ -19,6 +20,7 @@ using RecordValues = std::vector<StoredValue>;
 std::string_view TextOf(const StoredValue& value);
 
 void Bind(Statement& statement, std::size_t parameter, const StoredValue& value);
+void Append(CopiedRows& rows, const StoredValue& value);
 
 // The columns of all fields, with commas between them.
 std::string ColumnList(const Destination& destination);

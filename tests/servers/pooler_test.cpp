@@ -106,6 +106,22 @@ TEST_F(Pooler, CarriesImportsWithDuplicatesLogsTestRunsAndTheirUndoing) {
   EXPECT_EQ(Text("SELECT count(*) FROM Kunden"), "0");
 }
 
+// Enough that they are copied.
+TEST_F(Pooler, CarriesRecordsInLargeNumbers) {
+  ASSERT_EQ(Run({"init", folder.File("host")}).status, 0);
+  std::string lines = "Name\r\n";
+  for (int i = 1; i <= 3000; ++i) lines += "Firma " + std::to_string(i) + "\r\n";
+  WriteFileAtomically(folder.File("host") + "/Import/viele.txt", lines);
+  WriteFileAtomically(folder.File("host") + "/Import/Viele.IMP",
+                      "[Common]\r\nDescription=Viele\r\nApplication=2\r\nImportClass=ksbimport.importkunden\r\n"
+                      "Provider=Textdatei\r\nFileName=viele.txt\r\nColumnHeadings=True\r\nFileFormat=ANSI\r\n"
+                      "Delimiter=;\r\n[FieldAssignments]\r\nBez1=FIELD:Name\r\n");
+  const ProgramResult done = Run({"run", "Viele"});
+  EXPECT_EQ(done.status, 0) << done.out << done.err;
+  EXPECT_EQ(Text("SELECT count(DISTINCT Bez1) FROM Kunden"), "3000");
+  EXPECT_EQ(Text("SELECT string_agg(Zustand, ' ') FROM Importlauf"), "fertig");
+}
+
 TEST_F(Pooler, ThatStartsAgainCostsNothing) {
   const ConnectionPtr through = OpenConnection(pooled);
   Text("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = '" + database +
