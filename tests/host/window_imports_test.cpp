@@ -212,43 +212,44 @@ TEST_F(WindowImports, TellACommitThatFailsAsOthersDo) {
 }
 
 TEST_F(WindowImports, AreNotHarmedByAStopRequestDuringACommit) {
-  WatchedImport import(Watched::kByWindow);
-  import.answer = [](int) { return false;
-};
-import.Begin();
-import.Import(1, Many());
-import.Finish();
-WatchedImport plain(Watched::kNot);
-plain.Begin();
-plain.Import(1, Many());
-plain.Finish();
-ExpectSame(plain, import);
-}  // namespace kestrel
+  WatchedImport stopped(Watched::kByWindow);
+  stopped.answer = [](int) { return false; };
+  stopped.Begin();
+  stopped.Import(1, Many());
+  stopped.Finish();
+  WatchedImport plain(Watched::kNot);
+  plain.Begin();
+  plain.Import(1, Many());
+  plain.Finish();
+  ExpectSame(plain, stopped);
+}
 
 TEST_F(WindowImports, GiveUpACommitThatWaitsForOthersWhereTheWatchSaysNo) {
   if (testing::WantsPostgres()) GTEST_SKIP() << "there, nobody who reads keeps a commit waiting";
-  for (const Watched watched : {Watched::kByConsole, Watched::kByWindow}) {
+  const auto say_no = [](int) { return false; };
+  const auto say_yes = [](int) { return true; };
+  constexpr Watched kBoth[] = {Watched::kByConsole, Watched::kByWindow};
+  for (const Watched watched : kBoth) {
     WatchedImport import(watched);
     // Without a write ahead log.
     import.connection->OpenRecordset("PRAGMA journal_mode = DELETE");
     import.Begin();
-    import.answer = [](int) { return false;
-  };
-  {
-    const std::lock_guard lock(import.connection->CallMutex());
-    import.Import(1, 3);
-    const ConnectionPtr reader = OpenConnection(import.database);
-    const RecordsetPtr rows = reader->OpenRecordset("SELECT * FROM Importfelder");
-    host::GroupedWrites::Of(*import.connection).Flush();
+    import.answer = say_no;
+    {
+      const std::lock_guard lock(import.connection->CallMutex());
+      import.Import(1, 3);
+      const ConnectionPtr reader = OpenConnection(import.database);
+      const RecordsetPtr rows = reader->OpenRecordset("SELECT * FROM Importfelder");
+      host::GroupedWrites::Of(*import.connection).Flush();
+    }
+    import.answer = say_yes;
+    import.Import(10, 20);
+    import.Finish();
+    ExpectNothingHalfStoredOrUntold(import);
+    EXPECT_THAT(import.told, ::testing::Contains(HasSubstr("abgebrochen")));
+    // Those of the group, and what came behind it, as nothing is stored behind a group that is lost.
+    EXPECT_EQ(import.lost, 3 + 11);
   }
-  import.answer = [](int) { return true;
-};
-import.Import(10, 20);
-import.Finish();
-ExpectNothingHalfStoredOrUntold(import);
-EXPECT_THAT(import.told, ::testing::Contains(HasSubstr("abgebrochen")));
-EXPECT_EQ(import.lost, 3);
-}
 }
 
 TEST_F(WindowImports, ThatAreKilledLeaveNothingHalfStored) {
