@@ -55,7 +55,7 @@ class WatchedImport {
         row->SetText(row->RequireColumn(field), text);
       };
       set("KundenNummer", std::to_string(number % 100 == 7 ? number - 1 : number));
-      set("Bez1", "Firma " + std::to_string(number * 7919 % 5000));
+      set("Bez1", "Firma " + std::to_string(number % 5000 * 7919 % 5000));
       set("PLZ", number % 100 == 9 ? std::string(200, '5') : "50667");
       CallMethod(importer_, "ImportRecord", ByRef(record));
       ++handed_over;
