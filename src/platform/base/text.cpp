@@ -18,6 +18,12 @@ constexpr std::array<char16_t, 32> kWindows1252High = {
 
 bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 
+// How many of the eight bytes are.
+std::size_t CountContinuations(std::uint64_t bytes) {
+  const std::uint64_t found = (bytes & ~(bytes << 1)) >> 7 & 0x0101010101010101U;
+  return static_cast<std::size_t>(found * 0x0101010101010101U >> 56);
+}
+
 // The length of the well-formed sequence at `position`, 0 where there is none.
 std::size_t SequenceLength(std::string_view bytes, std::size_t position) {
   const auto at = [&](std::size_t i) { return static_cast<unsigned char>(bytes[position + i]); };
@@ -42,13 +48,6 @@ std::size_t SequenceLength(std::string_view bytes, std::size_t position) {
     return 4;
   }
   return 0;
-}
-
-// The byte behind the character at `position`. Text inside is valid UTF-8; a stray byte counts as one character.
-std::size_t NextCharacter(std::string_view text, std::size_t position) {
-  ++position;
-  while (position < text.size() && IsContinuation(text[position])) ++position;
-  return position;
 }
 
 char32_t UpperCodePoint(char32_t c) {
@@ -203,15 +202,18 @@ std::string_view detail::CountedLeft(std::string_view text, std::size_t characte
     }
     if ((seen & 0x8080808080808080U) == 0) return text.substr(0, characters);
   }
-  // Most characters have one byte.
-  std::size_t position = 0;
-  for (std::uint64_t bytes; position + sizeof bytes < characters; position += sizeof bytes) {
+  if (characters == 0) return {};
+  // What the first byte begins is one, whatever it is; then eight bytes at once while they cannot begin too many.
+  --characters;
+  std::size_t position = 1;
+  for (std::uint64_t bytes; position + sizeof bytes <= text.size() && sizeof bytes <= characters;
+       position += sizeof bytes) {
     std::memcpy(&bytes, text.data() + position, sizeof bytes);
-    if ((bytes & 0x8080808080808080U) != 0 || IsContinuation(text[position + sizeof bytes])) break;
+    characters -= sizeof bytes - CountContinuations(bytes);
   }
-  characters -= position;
-  while (characters > 0 && position < text.size()) {
-    position = NextCharacter(text, position);
+  for (; position < text.size(); ++position) {
+    if (IsContinuation(text[position])) continue;
+    if (characters == 0) break;
     --characters;
   }
   return text.substr(0, position);

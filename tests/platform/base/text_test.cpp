@@ -49,6 +49,28 @@ TEST(Text, LengthsAndCutsCountCharacters) {
   EXPECT_EQ(Middle("Größe", 9, 1), "");
 }
 
+// Character by character; whatever stands first is one.
+std::string_view LeftSlowly(std::string_view text, std::size_t characters) {
+  std::size_t position = 0;
+  for (; characters > 0 && position < text.size(); --characters) {
+    ++position;
+    while (position < text.size() && (static_cast<unsigned char>(text[position]) & 0xC0) == 0x80) ++position;
+  }
+  return text.substr(0, position);
+}
+
+TEST(Text, CutsOfAnyTextAreThoseOfItsCharactersOneByOne) {
+  constexpr std::string_view kPieces[] = {"a", "bcdefgh", "ä", "€", "\xF0\x9F\x98\x80", "\x80", " "};
+  std::mt19937 random(1);
+  for (int i = 0; i < 2000; ++i) {
+    std::string text;
+    for (auto left = random() % 12; left > 0; --left) text += kPieces[random() % (i % 2 == 0 ? 5 : 7)];
+    for (std::size_t count = 0; count <= text.size() + 1; ++count) {
+      ASSERT_EQ(Left(text, count), LeftSlowly(text, count)) << count << " of '" << text << "'";
+    }
+  }
+}
+
 TEST(Text, TrimmingTakesBlanksOnly) {
   EXPECT_EQ(TrimBlanks("  a b "), "a b");
   EXPECT_EQ(TrimBlanks("\ta\t"), "\ta\t");
