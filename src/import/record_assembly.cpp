@@ -32,7 +32,7 @@ struct RecordAssembly::Copied {
   BorrowedText value;
 
   template <class Source>
-  bool WriteShortly(const Row&, const Source&) {
+  bool WriteShortly(const Row&, const Source&, RecordAssembly&) {
     return false;
   }
   BorrowedText& RoomFor(const Row&) { return value = {}; }
@@ -47,19 +47,25 @@ struct RecordAssembly::Lent {
 
   // False where the row has no short way, or the value needs more; nothing is written then.
   template <class Source>
-  bool WriteShortly(const Row& row, const Source& source) {
+  bool WriteShortly(const Row& row, const Source& source, RecordAssembly& assembly) {
     if (row.way == ShortWay::kNone) return false;
     BorrowedText& value = record.CellFor(*row.record_column);
     if (row.way == ShortWay::kConstant) {
       value = row.value;
     } else if (const std::string_view text = source.TextAt(*row.source_column); row.way == ShortWay::kText) {
-      if (static_cast<std::int64_t>(text.size()) > row.plain_size) return false;
-      value.text = row.is_trimmed ? TrimBlanks(text) : text;
+      if (row.plain_size < 0) return false;
+      const std::string_view left = Left(text, static_cast<std::size_t>(row.plain_size));
+      value.text = row.is_trimmed ? TrimBlanks(left) : left;
       value.known = KnownText::kNothing;
+      if (left.size() < text.size()) assembly.NoteCut(row, text, value.text);
     } else {
       const auto decimal = ReadPlainDecimal(text);
       if (!decimal) return false;
-      value = {text, decimal->number, static_cast<std::uint8_t>(decimal->decimals), KnownText::kDecimal};
+      // One by one: see above.
+      value.text = text;
+      value.number = decimal->number;
+      value.decimals = static_cast<std::uint8_t>(decimal->decimals);
+      value.known = KnownText::kDecimal;
     }
     record.Borrow(*row.record_column);
     return true;
@@ -92,14 +98,20 @@ bool RecordAssembly::Fill(const RecordsetPtr& source, const RecordsetPtr& record
 
 template <class Source, class Target>
 void RecordAssembly::MakeAll(const Source& source, const Image& image, Target target) {
-  for (Row& row : rows_) {
-    if (row.is_special && row.size_error) [[unlikely]]
-      errors_.Count(*row.size_error, ValueOf(row, source));
+  const auto has_size_error = [](const Row& row) { return row.is_special && row.size_error; };
+  for (auto row = rows_.begin(); row != rows_.end(); ++row) {
+    if (has_size_error(*row)) [[unlikely]]
+      errors_.Count(*row->size_error, ValueOf(*row, source));
     const auto fill = [&] {
-      if (target.WriteShortly(row, source)) return;
-      if (Make(row, source, image, target.RoomFor(row))) target.Write(row);
+      if (target.WriteShortly(*row, source, *this)) return;
+      if (Make(*row, source, image, target.RoomFor(*row))) target.Write(*row);
     };
-    Trap(fill, [&](const RuntimeError& error) { errors_.Count(error, ValueOf(row, source)); });
+    // A trap for each row would take as long as most of them.
+    const auto fill_on = [&] {
+      fill();
+      for (; row + 1 != rows_.end() && !has_size_error(row[1]); fill()) ++row;
+    };
+    Trap(fill_on, [&](const RuntimeError& error) { errors_.Count(error, ValueOf(*row, source)); });
   }
 }
 
