@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <mutex>
-#include <numeric>
 #include <span>
 
 #include "kestrel/import_class.h"
@@ -80,12 +79,14 @@ void TableImporter::Guard(Step&& step) {
   error_code_ = error_first_ = error_last_ = 0;
   error_description_.clear();
   error_field_.clear();
-  Trap(std::forward<Step>(step), [this](const RuntimeError& error) {
-    error_code_ = error.Number();
-    error_description_ = Told(error);
-    error_field_ = FieldOf(error);
-    NoteStopReason();
-  });
+  Trap(std::forward<Step>(step), [this](const RuntimeError& error) { NoteError(error); });
+}
+
+void TableImporter::NoteError(const RuntimeError& error) {
+  error_code_ = error.Number();
+  error_description_ = Told(error);
+  error_field_ = FieldOf(error);
+  NoteStopReason();
 }
 
 void TableImporter::NoteStopReason() {
@@ -262,8 +263,6 @@ ObjectPtr TableImporter::GetNewRecord() {
     for (const DestinationField& field : target.fields) columns.push_back(field.name);
     record_set_ = std::make_shared<BorrowingRecordset>(std::move(columns));
     own_record_ = Value(record_set_);
-    record_columns_.resize(target.fields.size());
-    std::iota(record_columns_.begin(), record_columns_.end(), std::size_t{0});
   });
   return record_set_;
 }
@@ -331,11 +330,12 @@ void TableImporter::CheckRecord(const Value& record) {
 
 void TableImporter::Store(RecordWriter& writer, const Value& record) {
   if (record_set_ != nullptr && record == own_record_) {
-    result_ = writer.Store(record_, *record_set_, record_columns_);
+    if (const Refusal refusal = writer.Store(record_, *record_set_, result_)) NoteError(*refusal);
     return;
   }
   const RecordsetPtr foreign = ToRecordset(record);
-  result_ = writer.Store(record_, *foreign, ColumnsOf(*foreign));
+  const Refusal refusal = writer.Store(record_, *foreign, ColumnsOf(*foreign), result_);
+  if (refusal) NoteError(*refusal);
 }
 
 void TableImporter::TellLateError() {

@@ -105,6 +105,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   void Guard(Step&& step);
   Connection& OpenConnection() const;
   const Destination& Target();
+  // What the record is refused for becomes the error.
   void Store(RecordWriter& writer, const Value& record);
   // Writes into the destination's table, or into one that stands for it; one of them an import.
   void RequireGrants();
@@ -119,6 +120,7 @@ class TableImporter final : public BoundObject<TableImporter> {
   // Which field each column of a record belongs to; error 3265 for a column that is none.
   std::vector<std::size_t> ColumnsOf(const Recordset& record);
   void TellLateError();
+  void NoteError(const RuntimeError& error);
   void NoteStopReason();
   void Finish();
   void Forget();
@@ -134,7 +136,6 @@ class TableImporter final : public BoundObject<TableImporter> {
   std::unique_ptr<RecordWriter> writer_;  // into trial_ where there is one
   std::shared_ptr<BorrowingRecordset> record_set_;
   Value own_record_;  // that record set, to compare with
-  std::vector<std::size_t> record_columns_;
   std::string specification_file_;
   std::string personal_nr_;
   std::int64_t record_ = 0;   // the calls of ImportRecord

@@ -8,17 +8,16 @@
 #include "kestrel/date.h"
 #include "platform/base/number.h"
 #include "platform/base/text.h"
-#include "storage/field_error.h"
 
 namespace kestrel::host {
 
 namespace {
 
-[[noreturn]] void Refuse(const DestinationField& field, std::string_view text, std::string_view expected) {
-  throw FieldError(ErrorNumber::kTypeMismatch,
-                   "Das Feld '" + field.name + "' erwartet " + std::string(expected) + ", der Wert ist '" +
-                       std::string(text) + "'.",
-                   field.name);
+FieldError Unlike(const DestinationField& field, std::string_view text, std::string_view expected) {
+  return {ErrorNumber::kTypeMismatch,
+          "Das Feld '" + field.name + "' erwartet " + std::string(expected) + ", der Wert ist '" +
+              std::string(text) + "'.",
+          field.name};
 }
 
 // Digits with an optional sign, the usual writing, without the detour over a real number.
@@ -29,15 +28,13 @@ std::optional<std::int64_t> PlainWholeNumber(std::string_view text) {
   return number;
 }
 
-std::int64_t ToWhole(const DestinationField& field, std::string_view text) {
-  if (const auto number = PlainWholeNumber(text)) return *number;
-  if (const auto number = ParseWholeNumber(text)) return *number;
+std::optional<std::int64_t> ToWhole(std::string_view text) {
+  if (const auto number = PlainWholeNumber(text)) return number;
+  if (const auto number = ParseWholeNumber(text)) return number;
   // "12,0" is a whole number as well.
   const auto number = ParseNumber(text);
   constexpr double kExactWholes = 9007199254740992.0;
-  if (!number || *number != std::floor(*number) || std::fabs(*number) > kExactWholes) {
-    Refuse(field, text, "eine ganze Zahl");
-  }
+  if (!number || *number != std::floor(*number) || std::fabs(*number) > kExactWholes) return std::nullopt;
   return static_cast<std::int64_t>(*number);
 }
 
@@ -66,12 +63,6 @@ std::optional<CalendarDate> ReadDate(std::string_view text) {
   }
   if (!IsRealDate(date)) return std::nullopt;
   return date;
-}
-
-std::string_view ToIso(const DestinationField& field, std::string_view text, IsoDate& iso) {
-  const auto date = ReadDate(text);
-  if (!date) Refuse(field, text, "ein Datum");
-  return detail::WriteIso(FormatStoredDate(*date), iso);
 }
 
 // What a double keeps of every decimal number.
@@ -153,48 +144,63 @@ double RoundToSingle(double number) {
   return std::isfinite(rounded) ? rounded : number;
 }
 
-std::int64_t ToTruth(const DestinationField& field, std::string_view text) {
+std::optional<std::int64_t> ToTruth(std::string_view text) {
   for (const char* yes : {"1", "-1", "ja", "j", "wahr", "true", "t", "yes", "y", "x"}) {
     if (EqualsIgnoringCase(text, yes)) return 1;
   }
   for (const char* no : {"0", "nein", "n", "falsch", "false", "f", "no"}) {
     if (EqualsIgnoringCase(text, no)) return 0;
   }
-  Refuse(field, text, "ja oder nein");
+  return std::nullopt;
 }
 
 }  // namespace
 
-StoredValue detail::ConvertOrRefuse(const DestinationField& field, std::string_view text, IsoDate& date) {
+Refusal detail::ConvertFully(const DestinationField& field, std::string_view text, IsoDate& date,
+                             StoredValue& stored) {
   if (field.kind == FieldKind::kText) {
     const auto size = static_cast<std::size_t>(field.size);
     if (size != 0 && LengthInCharacters(text) > size) {
-      throw FieldError(ErrorNumber::kColumnType,
-                       "Der Wert des Feldes '" + field.name + "' ist länger als " + std::to_string(size) +
-                           " Zeichen: '" + std::string(text) + "'.",
-                       field.name);
+      return FieldError(ErrorNumber::kColumnType,
+                        "Der Wert des Feldes '" + field.name + "' ist länger als " + std::to_string(size) +
+                            " Zeichen: '" + std::string(text) + "'.",
+                        field.name);
     }
-    return text;
+    stored = text;
+    return std::nullopt;
   }
   const std::string_view trimmed = TrimBlanks(text);
-  if (trimmed.empty()) return std::monostate();
-  if (field.kind == FieldKind::kWhole) return ToWhole(field, trimmed);
-  if (field.kind == FieldKind::kDate) return ToIso(field, trimmed, date);
-  if (field.kind == FieldKind::kTruth) return ToTruth(field, trimmed);
+  stored = std::monostate();
+  if (trimmed.empty()) return std::nullopt;
+  if (field.kind == FieldKind::kWhole || field.kind == FieldKind::kTruth) {
+    const bool is_whole = field.kind == FieldKind::kWhole;
+    const auto number = is_whole ? ToWhole(trimmed) : ToTruth(trimmed);
+    if (!number) return Unlike(field, trimmed, is_whole ? "eine ganze Zahl" : "ja oder nein");
+    stored = *number;
+    return std::nullopt;
+  }
+  if (field.kind == FieldKind::kDate) {
+    const auto day = ReadDate(trimmed);
+    if (!day) return Unlike(field, trimmed, "ein Datum");
+    stored = WriteIso(FormatStoredDate(*day), date);
+    return std::nullopt;
+  }
   const auto number = ParseNumber(trimmed);
-  if (!number) Refuse(field, text, "eine Zahl");
+  if (!number) return Unlike(field, text, "eine Zahl");
   const bool keeps_all =
       field.rounding.kind == Rounding::Kind::kExact || field.rounding.kind == Rounding::Kind::kDecimals;
   if (keeps_all && std::ranges::count_if(trimmed, [](char c) { return c >= '0' && c <= '9'; }) >
                        static_cast<std::ptrdiff_t>(kExactDigits)) {
     if (!IsServersDecimal(trimmed)) {
-      Refuse(field, text, "bei mehr als 15 Ziffern eine Zahl mit Dezimalpunkt und ohne Gruppenzeichen");
+      return Unlike(field, text, "bei mehr als 15 Ziffern eine Zahl mit Dezimalpunkt und ohne Gruppenzeichen");
     }
     const bool rounds = field.rounding.kind == Rounding::Kind::kDecimals;
     date.number = ServersDecimal(trimmed, rounds ? std::optional<int>(field.rounding.decimals) : std::nullopt);
-    return date.number;
+    stored = std::string_view(date.number);
+    return std::nullopt;
   }
-  return Rounded(field.rounding, *number);
+  stored = Rounded(field.rounding, *number);
+  return std::nullopt;
 }
 
 double detail::Rounded(const Rounding& rounding, double number) {

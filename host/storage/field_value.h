@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -10,6 +11,7 @@
 #include "platform/base/number.h"
 #include "platform/data/borrowing_recordset.h"
 #include "schema/destination.h"
+#include "storage/field_error.h"
 
 namespace kestrel::host {
 
@@ -22,8 +24,13 @@ struct IsoDate {
   std::string number = {};
 };
 
+// Why a field does not take a value, told where it is looked for: in a long file thousands of values are wrong, and to raise
+// each through the writer would cost as much as storing ten records.
+using Refusal = std::optional<FieldError>;
+
 namespace detail {
-StoredValue ConvertOrRefuse(const DestinationField& field, std::string_view text, IsoDate& date);
+[[nodiscard]] Refusal ConvertFully(const DestinationField& field, std::string_view text, IsoDate& date,
+                                   StoredValue& stored);
 // Of a text that begins with "JJJJMMTT".
 inline std::string_view WriteIso(std::string_view day, IsoDate& date) {
   constexpr std::size_t kPlaces[] = {0, 1, 2, 3, 0, 4, 5, 0, 6, 7};
@@ -48,7 +55,9 @@ inline bool FitsByBytes(const DestinationField& field, std::string_view text) {
 // `date` must live as long as the result. Error 13 or 3421 with a sentence that names field and value.
 inline StoredValue ConvertFieldText(const DestinationField& field, std::string_view text, IsoDate& date) {
   if (field.kind == FieldKind::kText && detail::FitsByBytes(field, text)) return text;
-  return detail::ConvertOrRefuse(field, text, date);
+  StoredValue stored;
+  if (const Refusal refusal = detail::ConvertFully(field, text, date, stored)) throw FieldError(*refusal);
+  return stored;
 }
 
 // Up to so many bytes a text goes into the field as it stands; -1: no text does.
@@ -57,9 +66,9 @@ inline std::int64_t BytesTakenAsTheyStand(const DestinationField& field) {
   return field.size == 0 ? std::numeric_limits<std::int64_t>::max() : field.size;
 }
 
-// The same for a text of which something is known, which spares looking at it.
-inline void ConvertField(const DestinationField& field, const BorrowedText& value, IsoDate& date,
-                         StoredValue& stored) {
+// The same for a text of which something is known, which spares looking at it. What ConvertFieldText raises is returned.
+[[nodiscard]] inline Refusal ConvertField(const DestinationField& field, const BorrowedText& value,
+                                          IsoDate& date, StoredValue& stored) {
   if (value.known == KnownText::kDecimal && field.kind == FieldKind::kWhole && value.decimals == 0) {
     stored = value.number;
   } else if (value.known == KnownText::kDecimal && field.kind == FieldKind::kReal) {
@@ -72,8 +81,9 @@ inline void ConvertField(const DestinationField& field, const BorrowedText& valu
   } else if (field.kind == FieldKind::kText && detail::FitsByBytes(field, value.text)) {
     stored = value.text;
   } else {
-    stored = detail::ConvertOrRefuse(field, value.text, date);
+    return detail::ConvertFully(field, value.text, date, stored);
   }
+  return std::nullopt;
 }
 
 }  // namespace kestrel::host

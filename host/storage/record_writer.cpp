@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <mutex>
-#include <typeinfo>
 #include <utility>
 
 #include "platform/data/borrowing_recordset.h"
-#include "storage/field_error.h"
 
 namespace kestrel::host {
 
@@ -236,31 +234,39 @@ std::string RecordWriter::StopReason() const {
   return reason;
 }
 
-void RecordWriter::Convert(const Recordset& record, const std::vector<std::size_t>& columns) {
+Refusal RecordWriter::Convert(const Recordset& record, const std::vector<std::size_t>& columns) {
   for (StoredValue& value : values_) value = std::monostate();
-  // The own record set of the import class, which knows more of its values than others.
-  if (typeid(record) == typeid(BorrowingRecordset)) {
-    const auto& own = static_cast<const BorrowingRecordset&>(record);
-    const auto cells = own.cells();
-    for (std::size_t column = 0; column < columns.size(); ++column) {
-      const auto& cell = cells[column];
-      if (!own.IsGiven(cell)) continue;
-      const std::size_t field = columns[column];
-      if (static_cast<std::int64_t>(cell.text.size()) <= plain_sizes_[field]) {
-        values_[field] = cell.text;
-      } else {
-        ConvertField(destination_.fields[field], cell, dates_[field], values_[field]);
-      }
-    }
-  } else {
-    for (std::size_t column = 0; column < columns.size(); ++column) {
-      if (record.IsNull(column)) continue;
-      const std::size_t field = columns[column];
-      values_[field] = ConvertFieldText(destination_.fields[field], record.TextAt(column), dates_[field]);
+  for (std::size_t column = 0; column < columns.size(); ++column) {
+    if (record.IsNull(column)) continue;
+    const std::size_t field = columns[column];
+    Refusal refusal =
+        ConvertField(destination_.fields[field], {record.TextAt(column)}, dates_[field], values_[field]);
+    if (refusal) return refusal;
+  }
+  return Complete();
+}
+
+// The own record set of the import class, which knows more of its values than others.
+Refusal RecordWriter::Convert(const BorrowingRecordset& record) {
+  const auto cells = record.cells();
+  for (std::size_t field = 0; field < cells.size(); ++field) {
+    const auto& cell = cells[field];
+    if (!record.IsGiven(cell)) {
+      values_[field] = std::monostate();
+    } else if (static_cast<std::int64_t>(cell.text.size()) <= plain_sizes_[field]) {
+      values_[field] = cell.text;
+    } else {
+      Refusal refusal = ConvertField(destination_.fields[field], cell, dates_[field], values_[field]);
+      if (refusal) [[unlikely]]
+        return refusal;
     }
   }
+  return Complete();
+}
+
+Refusal RecordWriter::Complete() {
   FillPresets();
-  RequireMandatory();
+  return LackOfMandatory();
 }
 
 void RecordWriter::FillPresets() {
@@ -296,14 +302,15 @@ bool RecordWriter::IsKnownToExist(const RecordValues& values) const {
   });
 }
 
-void RecordWriter::RequireMandatory() const {
+Refusal RecordWriter::LackOfMandatory() const {
   for (const std::size_t i : mandatory_) {
     const auto* text = std::get_if<std::string_view>(&values_[i]);
     if (!std::holds_alternative<std::monostate>(values_[i]) && (text == nullptr || !text->empty())) continue;
-    throw FieldError(ErrorNumber::kInvalidUseOfNull,
-                     "Das Pflichtfeld '" + destination_.fields[i].name + "' ist leer.",
-                     destination_.fields[i].name);
+    return FieldError(ErrorNumber::kInvalidUseOfNull,
+                      "Das Pflichtfeld '" + destination_.fields[i].name + "' ist leer.",
+                      destination_.fields[i].name);
   }
+  return std::nullopt;
 }
 
 void RecordWriter::IndexNewRow(std::int64_t number, const IndexedAddress& address) {
@@ -411,14 +418,13 @@ void RecordWriter::IndexStoredRow(std::int64_t number) {
                          destination_.joins_names});
 }
 
-void RecordWriter::RefuseExisting(const RecordValues& values) const {
+FieldError RecordWriter::Existing(const RecordValues& values) const {
   const std::int64_t number = std::get<std::int64_t>(values[destination_.number_field]);
-  throw FieldError(ErrorNumber::kNumberExists,
-                   "Die Nummer " + std::to_string(number) + " gibt es in '" + ShownTable(destination_) +
-                       "' schon; die gespeicherte Adresse bleibt. Zum Überschreiben ist " +
-                       OverwriteKey(destination_) +
-                       "=1 im Abschnitt [CfgSettings] der Importspezifikation anzugeben.",
-                   destination_.fields[destination_.number_field].name);
+  return {ErrorNumber::kNumberExists,
+          "Die Nummer " + std::to_string(number) + " gibt es in '" + ShownTable(destination_) +
+              "' schon; die gespeicherte Adresse bleibt. Zum Überschreiben ist " + OverwriteKey(destination_) +
+              "=1 im Abschnitt [CfgSettings] der Importspezifikation anzugeben.",
+          destination_.fields[destination_.number_field].name};
 }
 
 void RecordWriter::UpdateExisting(std::int64_t record, const RecordValues& values) {
@@ -488,7 +494,7 @@ StoreResult RecordWriter::StoreOnce(std::int64_t record, RecordValues& values) {
     if (!overwrite_) {
       const std::int64_t number = std::get<std::int64_t>(values[destination_.number_field]);
       if (IsQuoted(destination_.table) && !Exists(number)) RefuseDropped(destination_);
-      RefuseExisting(values);
+      throw Existing(values);
     }
     UpdateExisting(record, values);
   }
@@ -521,7 +527,7 @@ StoreResult RecordWriter::StoreThroughPipeline(std::int64_t record) {
   return result;
 }
 
-StoreResult RecordWriter::Try(std::int64_t record, RecordValues& values) {
+Refusal RecordWriter::Try(std::int64_t record, RecordValues& values, StoreResult& result) {
   StoredValue& number = values[destination_.number_field];
   const bool is_given = std::holds_alternative<std::int64_t>(number);
   if (!is_given) number = plain_trial_->NextNumber();
@@ -529,10 +535,10 @@ StoreResult RecordWriter::Try(std::int64_t record, RecordValues& values) {
   const bool is_new = !is_given || !plain_trial_->Has(of_record);
   // The database looks at its constraints before it looks for the number.
   const bool is_plain = plain_trial_->WouldTake(values);
-  if (is_plain && !is_new && !overwrite_) RefuseExisting(values);
-  StoreResult result{StoreResult::Kind::kNew, of_record};
+  if (is_plain && !is_new && !overwrite_) return Existing(values);
   if (is_plain && is_new) {
     if (index_ && index_->IsKept()) index_->RequireFit(of_record);
+    result = {StoreResult::Kind::kNew, of_record};
   } else {
     // A row of the number alone stands for the one that is not in the trial table.
     if (!is_new && plain_trial_->HasTaken(of_record)) {
@@ -543,17 +549,28 @@ StoreResult RecordWriter::Try(std::int64_t record, RecordValues& values) {
     result = StoreNow(record, values);
   }
   if (is_new) plain_trial_->Take(of_record);
-  return result;
+  return std::nullopt;
 }
 
-StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
-                                const std::vector<std::size_t>& columns) {
+Refusal RecordWriter::Store(std::int64_t record, const Recordset& row, const std::vector<std::size_t>& columns,
+                            StoreResult& result) {
+  return StoreMade(
+      record, [&] { return Convert(row, columns); }, result);
+}
+
+Refusal RecordWriter::Store(std::int64_t record, const BorrowingRecordset& row, StoreResult& result) {
+  return StoreMade(
+      record, [&] { return Convert(row); }, result);
+}
+
+template <class Make>
+Refusal RecordWriter::StoreMade(std::int64_t record, const Make& make, StoreResult& result) {
   // What is kept with a connection ends with it.
   if (!connection_.IsOpen()) throw RuntimeError(ErrorNumber::kObjectClosed);
   if (plain_trial_ != nullptr) {
     // It has no group and shares nothing with other threads.
-    Convert(row, columns);
-    return Try(record, values_);
+    Refusal refusal = make();
+    return refusal ? refusal : Try(record, values_, result);
   }
   // Nobody ends the group between the look-up that holds and the record. Pipelined records may be stored again at any
   // time, and share everything but values_ and dates_ with this one.
@@ -561,20 +578,23 @@ StoreResult RecordWriter::Store(std::int64_t record, const Recordset& row,
   // A group that is lost for good ends the import: what is stored behind it would leave a gap that nobody goes on at.
   if (!stop_reason_.empty()) throw RuntimeError(ErrorNumber::kDatabase, stop_reason_);
   if (storing_) lock_.RequireLookUp();
-  Convert(row, columns);
-  if (pipelined_ == nullptr) return StoreNow(record, values_);
+  if (Refusal refusal = make()) return refusal;
+  if (pipelined_ == nullptr) {
+    result = StoreNow(record, values_);
+    return std::nullopt;
+  }
   if (new_in_a_row_ >= kNewAgain && !IsKnownToExist(values_)) {
-    StoreResult result;
     const bool is_own = !connection_.InTransaction() || group_.IsOpen();
     if (Trap([&] { result = StoreThroughPipeline(record); },
              [&](const RuntimeError& error) {
                if (!is_own || !IsLostInPassing(error)) throw;
              })) {
-      return result;
+      return std::nullopt;
     }
   }
   pipelined_->Flush();
-  return StoreNow(record, values_);
+  result = StoreNow(record, values_);
+  return std::nullopt;
 }
 
 }  // namespace kestrel::host

@@ -68,10 +68,14 @@ class RecordWriter final : private GroupMember {
   void Observe(RowObserver& observer);
 
   // Stores the current row of `row`; column i belongs to field columns[i] of the destination. `record` counts
-  // the records from 1. Errors: 94 for an empty mandatory field, 3022 for an existing number, 3704 for a closed
-  // connection, those of ConvertFieldText, AddressIndex, GroupLock and the database.
+  // the records from 1. What a field does not take is told, and nothing stored: what ConvertFieldText raises, 94 for an
+  // empty mandatory field. Else `result` is set. Errors: 3022 for an existing number, which may be told as well, 3704
+  // for a closed connection, those of AddressIndex, GroupLock and the database.
   // A record may also fail later, which LateErrors() tells.
-  StoreResult Store(std::int64_t record, const Recordset& row, const std::vector<std::size_t>& columns);
+  [[nodiscard]] Refusal Store(std::int64_t record, const Recordset& row,
+                              const std::vector<std::size_t>& columns, StoreResult& result);
+  // The same of a row whose column i belongs to field i.
+  [[nodiscard]] Refusal Store(std::int64_t record, const BorrowingRecordset& row, StoreResult& result);
 
   // The errors of earlier records that are not told yet.
   host::LateErrors& LateErrors() { return late_errors_; }
@@ -83,13 +87,17 @@ class RecordWriter final : private GroupMember {
   std::string StopReason() const;
 
  private:
-  // Sets values_. Raises as Store does.
-  void Convert(const Recordset& record, const std::vector<std::size_t>& columns);
+  template <class Make>
+  Refusal StoreMade(std::int64_t record, const Make& make, StoreResult& result);
+  // Each sets values_, unless one is refused. Raises as Store does.
+  Refusal Convert(const Recordset& record, const std::vector<std::size_t>& columns);
+  Refusal Convert(const BorrowingRecordset& record);
+  Refusal Complete();
   void FillPresets();
   bool Exists(std::int64_t number);
   bool IsKnownToExist(const RecordValues& values) const;
   void TakeOver(const RecordValues& values);
-  void RequireMandatory() const;
+  Refusal LackOfMandatory() const;
   void BeforeCommit() override;
   void GroupCommitted() override;
   bool GroupLost(const RuntimeError& reason) override;
@@ -103,10 +111,10 @@ class RecordWriter final : private GroupMember {
   StoreResult StoreThroughPipeline(std::int64_t record);
   StoreResult StoreNow(std::int64_t record, RecordValues& values);
   StoreResult StoreOnce(std::int64_t record, RecordValues& values);
-  StoreResult Try(std::int64_t record, RecordValues& values);
+  Refusal Try(std::int64_t record, RecordValues& values, StoreResult& result);
   bool InsertNew(std::int64_t record, RecordValues& values);
   void UpdateExisting(std::int64_t record, const RecordValues& values);
-  [[noreturn]] void RefuseExisting(const RecordValues& values) const;
+  FieldError Existing(const RecordValues& values) const;
   void InsertRow(RecordValues& values, std::int64_t number, bool& inserted);
   void IndexNewRow(std::int64_t number, const IndexedAddress& address);
   Statement& UpdateFor(const std::vector<bool>& given);

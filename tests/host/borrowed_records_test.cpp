@@ -243,7 +243,8 @@ TEST(ConvertField, WhatIsKnownOfATextGivesWhatTheTextGives) {
       host::IsoDate plain_iso{};
       EXPECT_EQ(Told([&] {
                   host::StoredValue stored;
-                  host::ConvertField(field, value, iso, stored);
+                  if (const auto refusal = host::ConvertField(field, value, iso, stored))
+                    throw RuntimeError(*refusal);
                   return stored;
                 }),
                 Told([&] { return host::ConvertFieldText(field, value.text, plain_iso); }))
