@@ -9,7 +9,7 @@ import time
 import pyatspi
 from gi.repository import GLib
 
-PATIENCE = 20  # seconds
+PATIENCE = 60  # seconds; a loaded machine under sanitizers takes many
 PAUSE = 0.05
 MOST_TABS = 40
 

@@ -32,6 +32,7 @@ KINDS = {"sh", "console", "cpp", "c", "ini", "csv", "json", "text", "python", "s
 PAGES = ["README.md", "bindings/python/README.md", "packaging/watch/README.md"] + sorted(
     os.path.relpath(page, SOURCES) for page in glob.glob(f"{SOURCES}/docs/**/*.md", recursive=True))
 
+SYSTEM_PATH = "/usr/local/bin:/usr/bin:/bin"
 DEMO_HOST = f"kestrel-import init host >/dev/null 2>&1; cp {SOURCES}/demo/*.IMP {SOURCES}/demo/*.txt host/Import/"
 OWN_FILE = r"printf 'Name;Stra\303\237e;PLZ;Ort\nHaas;Am Markt 1;89073;Ulm\nHerrmann;Weg 2;36037;Fulda\n' >kunden.txt"
 OWN_TABLE = ("CREATE TABLE Customer (CustomerId INTEGER PRIMARY KEY, Name TEXT NOT NULL, Address TEXT, "
@@ -77,6 +78,21 @@ class Server:
         self._process.wait()
 
 
+def python_for_sanitizers(folder, library):
+    """Where the library was built with sanitizers: a python3 in `folder`, as its own does not begin with theirs."""
+    linked = subprocess.run(["ldd", library], check=True, capture_output=True, text=True).stdout
+    # Exceptions are found in the second one.
+    runtimes = re.findall(r"=> (\S*/lib(?:asan|tsan)\.\S+)", linked) + re.findall(r"=> (\S*/libstdc\+\+\.\S+)", linked)
+    if len(runtimes) < 2:
+        return
+    os.makedirs(folder)
+    with open(f"{folder}/python3", "w", encoding="utf-8") as file:
+        # Python itself leaves memory to the end of the process.
+        file.write(f"#!/bin/sh\nLD_PRELOAD='{' '.join(runtimes)}' ASAN_OPTIONS=detect_leaks=0 "
+                   f"exec {shutil.which('python3', path=SYSTEM_PATH)} \"$@\"\n")
+    os.chmod(f"{folder}/python3", 0o755)
+
+
 class Page:
     """The blocks of a page, and where they are run."""
 
@@ -90,11 +106,13 @@ class Page:
         with open(f"{self.folder}/pkgconfig/kestrel-import.pc", "w", encoding="utf-8") as file:
             file.write(f"Name: KESTREL Import\nDescription: as built\nVersion: 0\nLibs: -L{BUILD}/lib -lkestrelimport\n"
                        f"Cflags: -I{SOURCES}/include\n")
+        library = glob.glob(f"{BUILD}/lib/libkestrelimport.so.?")[0]
+        python_for_sanitizers(f"{self.folder}/bin", library)
         self.environment = {
-            "PATH": f"{BUILD}/bin:/usr/local/bin:/usr/bin:/bin", "HOME": self.folder, "LC_ALL": "C.UTF-8",
+            "PATH": f"{self.folder}/bin:{BUILD}/bin:{SYSTEM_PATH}", "HOME": self.folder, "LC_ALL": "C.UTF-8",
             "LD_LIBRARY_PATH": f"{BUILD}/lib", "PKG_CONFIG_PATH": f"{self.folder}/pkgconfig",
             "PYTHONPATH": f"{SOURCES}/bindings/python/src", "PYTHONDONTWRITEBYTECODE": "1",
-            "KESTREL_LIBRARY": glob.glob(f"{BUILD}/lib/libkestrelimport.so.?")[0]}
+            "KESTREL_LIBRARY": library}
         self.files = {}
         self.console = None
 
