@@ -12,6 +12,7 @@
 #include "schema/own_tables.h"
 #include "storage/address_lookup.h"
 #include "storage/field_value.h"
+#include "storage/group_lock.h"
 #include "storage/grouped_writes.h"
 #include "storage/log_details.h"
 
@@ -181,6 +182,7 @@ std::string HeldBackRecords::ImportAnyway(std::int64_t record, const std::string
                        .personal_nr = personal_nr});
   GroupedWrites::Of(connection).Flush();
   InTransaction(connection, [&] {
+    TakeGroupLock(connection);
     run.HandOver(FieldsOf(record));
     // A statement of its own: the database has then answered everything before it.
     Note(record, kImported);

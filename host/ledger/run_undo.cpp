@@ -9,6 +9,7 @@
 #include "platform/base/counted.h"
 #include "platform/base/text.h"
 #include "schema/host_schema.h"
+#include "storage/group_lock.h"
 #include "storage/grouped_writes.h"
 #include "storage/sqlite_settings.h"
 
@@ -163,7 +164,11 @@ bool RunUndo::Next() {
     text = row->TextAt(2);
     count = row->ValueAt(3).ToInteger();
   }
-  InTransaction(connection_, [&] { UndoRow(position_, is_new, text); });
+  InTransaction(connection_, [&] {
+    // A trial leaves nothing behind that others would have to know.
+    if (index_ && !options_.is_trial) TakeGroupLock(connection_);
+    UndoRow(position_, is_new, text);
+  });
   done_ += count;
   return true;
 }

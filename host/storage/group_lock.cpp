@@ -33,6 +33,13 @@ class WaitForOthers {
 
 }  // namespace
 
+void TakeGroupLock(Connection& connection) {
+  // SQLite's write transaction does, and every commit is seen.
+  if (IsSqlite(connection) || !HasTable(connection, "Importsperre")) return;
+  const WaitForOthers told(dynamic_cast<Recovery*>(&connection));
+  connection.Execute("UPDATE Importsperre SET Stand = Stand + 1 WHERE Name = 'Adressindex'");
+}
+
 GroupLock::GroupLock(Connection& connection)
     : connection_(connection),
       group_(GroupedWrites::Of(connection)),

@@ -24,6 +24,10 @@
 
 namespace kestrel::host {
 
+// In the open transaction, before addresses are changed otherwise than by an import: waits for the group of an import that
+// looks for duplicates, and counts as one. What such imports know of the index they then ask for again. Error 3000.
+void TakeGroupLock(Connection& connection);
+
 class GroupLock final : public Attachment, private GroupMember {
  public:
   static GroupLock& Of(Connection& connection) { return connection.attachments().Of<GroupLock>(connection); }

@@ -14,6 +14,7 @@
 #include "schema/own_tables.h"
 #include "schema/settings.h"
 #include "storage/address_index.h"
+#include "storage/group_lock.h"
 
 namespace kestrel::host {
 
@@ -118,8 +119,7 @@ void KeepImportsOut(Connection& connection) {
   // SQLite's write transaction does, and every commit is seen.
   if (IsSqlite(connection)) return;
   // In the order in which imports take the two, so that nobody waits in a circle.
-  if (HasTable(connection, "Importsperre"))
-    connection.Execute("UPDATE Importsperre SET Stand = Stand + 1 WHERE Name = 'Adressindex'");
+  TakeGroupLock(connection);
   // Who imports without a look-up takes no other lock.
   connection.Execute("LOCK TABLE Adressindex IN SHARE ROW EXCLUSIVE MODE");
 }
