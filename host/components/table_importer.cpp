@@ -309,16 +309,7 @@ void TableImporter::RequireGrants() {
 void TableImporter::RequireLedger() {
   if (not_recorded_.empty()) return;
   stop_reason_ =
-      "Der Import lässt sich nicht aufzeichnen (" + not_recorded_ + ") und wäre nicht rückgängig zu machen. ";
-  if (may_be_changed_) {
-    const std::string name = prog_id_.substr(std::string_view(kTargetPrefix).size());
-    stop_reason_ += "Ob sich die Tabelle geändert hat, sagt 'kestrel-import target check " + name +
-                    "'; 'kestrel-import target edit " + name + "' liest sie neu.";
-  } else {
-    stop_reason_ +=
-        "Beheben Sie die Ursache, oder verzichten Sie auf die Aufzeichnung (Einstellung Importlauf/Fuehren = "
-        "0).";
-  }
+      "Der Import lässt sich nicht aufzeichnen und wäre nicht rückgängig zu machen. " + way_to_record_;
   throw RuntimeError(ErrorNumber::kDatabase, "Der Import lässt sich nicht aufzeichnen: " + not_recorded_);
 }
 
@@ -436,9 +427,18 @@ void TableImporter::RunStarts(std::string_view specification, std::string_view c
       // The first record tells.
       [this](const RuntimeError& error) {
         not_recorded_ = error.Description();
-        // And not a lock or a full disk.
-        may_be_changed_ =
-            target_ != nullptr && IsQuoted(target_->table) && OpenConnection().StopReason().empty();
+        // A lock or a full disk.
+        way_to_record_ = OpenConnection().StopReason();
+        if (!way_to_record_.empty()) return;
+        way_to_record_ = "Der Grund: " + not_recorded_ + ". ";
+        if (target_ != nullptr && IsQuoted(target_->table)) {
+          const std::string name = prog_id_.substr(std::string_view(kTargetPrefix).size());
+          way_to_record_ += "Ob sich die Tabelle geändert hat, sagt 'kestrel-import target check " + name +
+                            "'; 'kestrel-import target edit " + name + "' liest sie neu.";
+        } else {
+          way_to_record_ +=
+              "Beheben Sie ihn, oder verzichten Sie auf die Aufzeichnung (Einstellung Importlauf/Fuehren = 0).";
+        }
       });
 }
 

@@ -146,10 +146,10 @@ class TableImporter final : public BoundObject<TableImporter> {
   std::int64_t error_first_ = 0;
   std::int64_t error_last_ = 0;
   std::string stop_reason_;
-  std::string missing_grants_;   // of the import under way
-  std::string read_only_;        // why nobody can import
-  std::string not_recorded_;     // why there is no ledger of it, where there should be one
-  bool may_be_changed_ = false;  // the table, for that reason
+  std::string missing_grants_;  // of the import under way
+  std::string read_only_;       // why nobody can import
+  std::string not_recorded_;    // why there is no ledger of it, where there should be one
+  std::string way_to_record_;   // what to do about that
   StoreResult result_;
 };
 

@@ -142,6 +142,12 @@ bool GroupLock::BeforeLookUp() {
          Trap([this] { looked_up_ = Hold(); }, [this](const RuntimeError& error) { refusal_ = error; });
 }
 
+bool GroupLock::Refuse(const RuntimeError& reason) {
+  if (storing_ == 0) return false;
+  refusal_ = reason;
+  return true;
+}
+
 void GroupLock::RequireLookUp() {
   if (refusal_) throw *std::exchange(refusal_, std::nullopt);
   if (!std::exchange(looked_up_, false) || IsHeld()) return;

@@ -53,6 +53,9 @@ class GroupLock final : public Attachment, private GroupMember {
   // for others (Connection::WatchWaits). False where it cannot be had: the look-up need not be run, as the record is
   // refused with the reason by RequireLookUp. Raises nothing.
   bool BeforeLookUp();
+  // A look-up has failed for a reason that lasts: the record is refused with it by RequireLookUp. False where no record is
+  // stored. Raises nothing.
+  bool Refuse(const RuntimeError& reason);
   // Before a record is stored: makes sure that what its look-up found still holds. Error 3000 where it may not.
   void RequireLookUp();
   // Before what was lost with a group is stored again: takes the lock where that group had it. False where others may

@@ -40,6 +40,7 @@ KnownKeys::KnownKeys(Connection& connection)
   absent_.Keep(
       "Adressindex", [this](std::span<const SoughtValue> values) { return Lacks(values); },
       OwnTable(connection, "Adressindex"));
+  absent_.RefuseBy([this](const RuntimeError& reason) { return lock_.Refuse(reason); });
   addresses_.Keep([this] { return HoldsAll(); });
 }
 

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -45,8 +46,14 @@ class Waits {
   void SetLockLimit(std::string_view seconds) { Read(seconds, lock_limit_); }
   void SetAnswerLimit(std::string_view seconds) { Read(seconds, answer_limit_); }
 
-  // How long a call waits for another program's lock, from the first time that it met it.
+  // How long a call waits for another program's lock, from the first time that it met it, and a lost connection is
+  // opened again.
   std::chrono::milliseconds LockLimit() const { return lock_limit_; }
+  // The same of the next call. Once a lock has outlasted its time the calls that follow most likely meet the same one, so
+  // they wait for half the limit more in all, until none has met a lock for ten seconds.
+  std::chrono::milliseconds LockPatience() const;
+  // A call has given up a lock after that time.
+  void LockOutlasted(std::chrono::milliseconds waited);
   // How long a call waits for a server that says nothing.
   std::chrono::milliseconds AnswerLimit() const { return answer_limit_; }
 
@@ -73,6 +80,8 @@ class Waits {
 
   std::chrono::milliseconds lock_limit_ = kLockLimit;
   std::chrono::milliseconds answer_limit_ = kAnswerLimit;
+  std::optional<std::chrono::steady_clock::time_point> lock_outlasted_;  // when it was last so
+  std::chrono::milliseconds lock_rest_{};                                // of the patience behind it
   WaitWatch* watch_ = nullptr;
   std::atomic<std::thread::id> thread_;  // that has set watch_
   std::atomic<bool> stops_other_ = false;

@@ -189,6 +189,15 @@ bool IsWorthAnotherAttempt(const ObjectPtr& host) {
   return recovery != nullptr && recovery->LastLoss() != Recovery::Loss::kLasting;
 }
 
+// Whether the host's index refuses the record for that reason: one that lasts, as a lock or a full disk.
+bool IsRefused(const ObjectPtr& host, const RuntimeError& reason) {
+  auto* const connection = dynamic_cast<Connection*>(host.get());
+  if (connection == nullptr) return false;
+  const std::lock_guard lock(connection->CallMutex());
+  return !connection->StopReason().empty() &&
+         connection->attachments().Of<AbsentValues>(*connection).Refuses(kIndexTable, reason);
+}
+
 }  // namespace
 
 bool BuildDuplicateQuery(const DuplicateSettings& settings, const DuplicateKeys& keys,
@@ -217,13 +226,18 @@ bool DuplicateCheck::isDoublet(const std::string& key_text, const std::string& r
     GenDoubKey(key_text, keys.key[0], keys.key[1], keys.key[2]);
     DuplicateMatch unasked;
     if (match == nullptr && kept_.confirmation.KnowsSpellings()) match = &unasked;
+    bool is_refused = false;
     for (int attempts = 1;
          !Trap([&] { answer = LookUp(key_text, keys, reference, address_type, overwrite, match); },
-               [&](const RuntimeError&) {
-                 if (attempts == kMostAttempts || !IsWorthAnotherAttempt(session_.HostConnection)) throw;
-               });) {
+               [&](const RuntimeError& error) {
+                 if (attempts < kMostAttempts && IsWorthAnotherAttempt(session_.HostConnection)) return;
+                 if (!IsRefused(session_.HostConnection, error)) throw;
+                 is_refused = true;
+               }) &&
+         !is_refused;) {
       ++attempts;
     }
+    if (is_refused) return;
     if (!kept_.confirmation.KnowsSpellings()) return;
     answer = answer || RepeatsSpelling(key_text, keys, reference, address_type, overwrite, *match);
     if (answer) LearnSpelling(key_text, keys, *match);

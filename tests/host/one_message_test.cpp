@@ -31,13 +31,17 @@ class OneMessage : public testing::HostFixture {
     folder.Write("Quelle.txt", source);
   }
 
-  void ExpectOneMessage(const std::function<void()>& disturb, const std::string& reason) {
+  // `release` is called behind the run.
+  void ExpectOneMessage(
+      const std::function<void()>& disturb, const std::string& reason, int where = kWhere,
+      const std::function<void()>& release = [] {}) {
     testing::CallingView view([&](int record) {
-      if (record == kWhere) disturb();
+      if (record == where) disturb();
     });
     ImportJob job({ui, components, clock});
-    job.Open({.specification = folder.File("Kunden.IMP"), .host_connection = connection, .user = "4711"});
+    job.Open({.specification = folder.File("Kunden.IMP"), .host_connection = used, .user = "4711"});
     const RunResult& result = job.Run(view);
+    release();
     EXPECT_THAT(result.stop_reason, HasSubstr(reason));
     EXPECT_THAT(ui.boxes, SizeIs(2)) << "the reason, and the end";
     EXPECT_THAT(ui.boxes.at(0).text, AllOf(HasSubstr("Der Import wurde angehalten. "), HasSubstr(reason)));
@@ -46,6 +50,22 @@ class OneMessage : public testing::HostFixture {
     EXPECT_EQ(result.next_record, result.stored + 1);
   }
 
+  // Another program takes a table for itself before that record.
+  void ExpectOneMessageOfALock(const std::string& table, int where) {
+    if (!OnPostgres()) GTEST_SKIP() << "locks a server's table";
+    used = OpenConnection(file + ";LockWait=0,3");
+    connection->Begin();
+    const auto lock = [&] {
+      host::GroupedWrites::Of(*used).Flush();
+      connection->Execute("LOCK TABLE " + table + " IN ACCESS EXCLUSIVE MODE");
+    };
+    ExpectOneMessage(lock, "sperrt die Datenbank", where, [this] { connection->Rollback(); });
+    // What is left of its patience behind that.
+    const double left = std::stod("0" + std::string(used->OpenRecordset("SHOW lock_timeout")->TextAt(0)));
+    EXPECT_LE(left, 150) << "the waits behind the first one have an end of their own";
+  }
+
+  ConnectionPtr used = connection;
   RecordingUserInterface ui;
   FixedClock clock{DateTime{CalendarDate{2024, 3, 7}, 14, 5, 9}};
 };
@@ -69,6 +89,26 @@ TEST_F(OneMessage, TellsADatabaseThatHasBecomeReadOnly) {
             "pg_backend_pid()");
       },
       "darf nicht beschrieben werden");
+}
+
+TEST_F(OneMessage, TellsATableOfTheImportThatSomebodyLocks) { ExpectOneMessageOfALock("Kunden", kWhere); }
+
+TEST_F(OneMessage, TellsATableThatIsLockedBeforeTheFirstRecord) { ExpectOneMessageOfALock("Kunden", 1); }
+
+TEST_F(OneMessage, TellsAnIndexThatSomebodyLocks) { ExpectOneMessageOfALock("Adressindex", kWhere); }
+
+TEST_F(OneMessage, TellsAnIndexThatIsLockedBeforeTheFirstLookUp) { ExpectOneMessageOfALock("Adressindex", 1); }
+
+TEST_F(OneMessage, TellsALockedLedger) { ExpectOneMessageOfALock("Importlauf, Importlaufzeilen", kWhere); }
+
+TEST_F(OneMessage, TellsALockedDatabase) {
+  if (OnPostgres()) GTEST_SKIP() << "locks an SQLite file";
+  used = OpenConnection("Provider=SQLite;Data Source=" + file + ";LockWait=0,3");
+  const auto lock = [&] {
+    host::GroupedWrites::Of(*used).Flush();
+    connection->Begin();
+  };
+  ExpectOneMessage(lock, "sperrt die Datenbank", kWhere, [this] { connection->Rollback(); });
 }
 
 }  // namespace

@@ -106,6 +106,19 @@ TEST_F(RunLedger, LosesTheGroupWhereItCannotTellOfIt) {
   EXPECT_THAT(Rows("SELECT count(*) FROM Kunden"), ElementsAre("0"));
 }
 
+TEST_F(RunLedger, IsToldAsLockedWhereSomebodyLocksItBeforeTheRun) {
+  if (!OnPostgres()) GTEST_SKIP() << "locks a server's table";
+  const ObjectPtr importer = Importer();
+  SetProperty(importer, "Connection", OpenConnection(file + ";LockWait=0,2"));
+  connection->Begin();
+  connection->Execute("LOCK TABLE Importlauf IN ACCESS EXCLUSIVE MODE");
+  Start(importer);
+  EXPECT_THAT(Import(importer, {{"Bez1", "A"}}), HasSubstr("nicht aufzeichnen"));
+  EXPECT_THAT(GetProperty(importer, "StopReason").ToText(),
+              AllOf(HasSubstr("sperrt die Datenbank"), Not(HasSubstr("Importlauf/Fuehren"))));
+  connection->Rollback();
+}
+
 TEST_F(RunLedger, ForgetsTheAddressesOfALostGroup) {
   const ObjectPtr importer = Importer();
   Start(importer);
@@ -330,7 +343,8 @@ TEST_F(RunLedger, ThatCannotBeginKeepsRecordsFromBeingStoredUntold) {
   Start(importer);
   other->Commit();
   EXPECT_THAT(Import(importer, {{"Bez1", "A"}}), HasSubstr("lässt sich nicht aufzeichnen: "));
-  EXPECT_THAT(GetProperty(importer, "StopReason").ToText(), HasSubstr("Importlauf/Fuehren"));
+  EXPECT_THAT(GetProperty(importer, "StopReason").ToText(),
+              AllOf(HasSubstr("sperrt die Datenbank"), Not(HasSubstr("Importlauf/Fuehren"))));
   EXPECT_THAT(Rows("SELECT * FROM Kunden"), IsEmpty());
   EXPECT_THAT(States(), IsEmpty());
 }

@@ -153,6 +153,30 @@ TEST_F(SilentServer, ThatTakesNothingAnyMoreKeepsNoSenderWaiting) {
   EXPECT_EQ(work.again, 1);
 }
 
+TEST_F(SilentServer, LocksThatAreMetBehindOneAnotherAreWaitedForWithWhatIsLeftOfOnePatience) {
+  connection->Execute("CREATE TABLE t (a int)");
+  const ConnectionPtr hasty = Hasty("LockWait=0,4");
+  const auto patience = [&] { return std::string(hasty->OpenRecordset("SHOW lock_timeout")->TextAt(0)); };
+  connection->Begin();
+  connection->Execute("LOCK TABLE t");
+  EXPECT_EQ(patience(), "400ms");
+  // A query with a text is not tried as two.
+  EXPECT_ERROR(hasty->OpenRecordset("SELECT * FROM t WHERE 'a' = 'a'"), ErrorNumber::kDatabase);
+  EXPECT_EQ(patience(), "200ms");
+  hasty->Begin();
+  EXPECT_EQ(patience(), "200ms");
+  EXPECT_ERROR(hasty->Execute("INSERT INTO t VALUES (1)"), ErrorNumber::kDatabase);
+  EXPECT_EQ(patience(), "1ms");
+  hasty->Rollback();
+  EXPECT_ERROR(hasty->Execute("INSERT INTO t VALUES (1)"), ErrorNumber::kDatabase);
+  connection->Rollback();
+  EXPECT_EQ(hasty->Execute("INSERT INTO t VALUES (1)"), 1);
+}
+
+TEST_F(SilentServer, APatienceOfNothingIsNoPatienceWithoutEnd) {
+  EXPECT_EQ(Hasty("LockWait=0")->OpenRecordset("SHOW lock_timeout")->TextAt(0), "1ms");
+}
+
 TEST_F(SilentServer, ARowThatSomebodyLocksIsWaitedForForItsTime) {
   connection->Execute("CREATE TABLE t (a int)");
   connection->Execute("INSERT INTO t VALUES (1)");

@@ -15,6 +15,7 @@
 
 #include "kestrel/attachments.h"
 #include "kestrel/export.h"
+#include "kestrel/runtime_error.h"
 
 namespace kestrel {
 
@@ -33,6 +34,8 @@ class KESTREL_INTERNAL AbsentValues final : public Attachment {
  public:
   // Whether it is certain that no row has one of these values in its column. Raises nothing.
   using Knows = std::function<bool(std::span<const SoughtValue>)>;
+  // See Refuses. Raises nothing.
+  using Refuse = std::function<bool(const RuntimeError&)>;
 
   // Use Attachments::Of. The connection owns this object.
   explicit AbsentValues(Connection&) {}
@@ -43,6 +46,12 @@ class KESTREL_INTERNAL AbsentValues final : public Attachment {
   // there is no such query.
   bool Lacks(std::string_view table, std::span<const SoughtValue> values) const {
     return knows_ && !values.empty() && table == table_ && knows_(values);
+  }
+
+  // A query for rows of `table` has failed, and would again. True where whoever writes the table refuses what was looked
+  // for with that reason, so that nobody else need tell it.
+  bool Refuses(std::string_view table, const RuntimeError& reason) const {
+    return refuse_ && table == table_ && refuse_(reason);
   }
 
   // For as long as a query is opened through the connection that finds nothing but these rows. Within the lock of
@@ -72,6 +81,7 @@ class KESTREL_INTERNAL AbsentValues final : public Attachment {
     table_ = std::move(table);
     knows_ = std::move(knows);
   }
+  void RefuseBy(Refuse refuse) { refuse_ = std::move(refuse); }
   // Whether StoredRows counts.
   bool AreTold() const { return are_told_; }
   // How many rows of the table were added or changed through the connection, by whatever statement.
@@ -89,6 +99,7 @@ class KESTREL_INTERNAL AbsentValues final : public Attachment {
   std::string table_;
   std::string in_database_;
   Knows knows_;
+  Refuse refuse_;
   bool are_told_ = false;
   std::uint64_t stored_rows_ = 0;
   const SoughtRows* sought_ = nullptr;

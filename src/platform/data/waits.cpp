@@ -12,6 +12,8 @@ namespace {
 constexpr double kLongestSeconds = 86400;
 // What is over sooner is not told of.
 constexpr std::chrono::milliseconds kShownAfter{500};
+// Locks that are met within that time behind one that was given up are taken for the same.
+constexpr std::chrono::seconds kSameLock{10};
 // Who waits asks more often.
 constexpr std::chrono::milliseconds kStillWaits{1000};
 
@@ -31,6 +33,18 @@ void Waits::Read(std::string_view seconds, std::chrono::milliseconds& limit) {
   const auto number = ParseNumber(seconds);
   if (!number || *number < 0) return;
   limit = std::chrono::milliseconds(static_cast<std::int64_t>(std::min(*number, kLongestSeconds) * 1000));
+}
+
+std::chrono::milliseconds Waits::LockPatience() const {
+  if (!lock_outlasted_ || std::chrono::steady_clock::now() - *lock_outlasted_ > kSameLock) return lock_limit_;
+  return lock_rest_;
+}
+
+void Waits::LockOutlasted(std::chrono::milliseconds waited) {
+  const std::chrono::milliseconds patience = LockPatience();
+  lock_rest_ = patience == lock_limit_ ? lock_limit_ / 2
+                                       : std::max(patience - waited, std::chrono::milliseconds::zero());
+  lock_outlasted_ = std::chrono::steady_clock::now();
 }
 
 void Waits::SetWatch(WaitWatch* watch) {

@@ -65,6 +65,37 @@ TEST_F(SqliteLocks, ALockThatOutlastsItsTimeIsAReasonToStop) {
   EXPECT_EQ(hasty->StopReason(), "");
 }
 
+TEST_F(SqliteLocks, WaitsForTheSameLockHaveOneLimitInAll) {
+  using std::chrono::milliseconds;
+  Waits waits;
+  waits.SetLockLimit("10");
+  EXPECT_EQ(waits.LockPatience(), milliseconds(10000));
+  waits.LockOutlasted(milliseconds(10000));
+  EXPECT_EQ(waits.LockPatience(), milliseconds(5000));
+  waits.LockOutlasted(milliseconds(3000));
+  EXPECT_EQ(waits.LockPatience(), milliseconds(2000));
+  waits.LockOutlasted(milliseconds(2000));
+  EXPECT_EQ(waits.LockPatience(), milliseconds(0));
+  waits.LockOutlasted(milliseconds(0));
+  EXPECT_EQ(waits.LockPatience(), milliseconds(0));
+}
+
+TEST_F(SqliteLocks, BehindALockThatOutlastedItsTimeTheNextCallsAskTheWatchLessOften) {
+  const ConnectionPtr hasty = OpenConnection("Provider=SQLite;Data Source=" + file + ";LockWait=0,3");
+  int asked = 0;
+  ScriptedWatch watch([&](int) { return ++asked > 0; });
+  hasty->WatchWaits(&watch);
+  other->Begin();
+  EXPECT_ERROR(hasty->Begin(), ErrorNumber::kDatabase);
+  EXPECT_ERROR(hasty->Begin(), ErrorNumber::kDatabase);
+  asked = 0;
+  EXPECT_ERROR(hasty->Begin(), ErrorNumber::kDatabase);
+  EXPECT_EQ(asked, 0) << "nothing is left of the patience";
+  other->Rollback();
+  hasty->Begin();
+  hasty->WatchWaits(nullptr);
+}
+
 TEST_F(SqliteLocks, AStatementOutsideOfATransactionWaitsVisiblyToo) {
   other->Begin();
   ScriptedWatch watch([this](int times) {

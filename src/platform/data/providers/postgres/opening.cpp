@@ -30,6 +30,16 @@ constexpr std::int64_t kShortestTimeout = 2;
                      std::string(DescriptionOf(ErrorNumber::kDatabase)) + ": " + reason);
 }
 
+// What is told as 0 would never end.
+std::string LockTimeout(std::chrono::milliseconds lock_limit) {
+  return "'" + std::to_string(std::max<std::int64_t>(lock_limit.count(), 1)) + "'";
+}
+
+// A statement that changes settings and has no rows.
+std::string WithoutRows(const std::string& settings) {
+  return "SELECT 1 FROM (SELECT " + settings + " AS made OFFSET 0) AS settings WHERE made IS NULL";
+}
+
 // set_config(..), each with `is_local`, one after the other with `separator`.
 std::string Settings(std::chrono::milliseconds lock_limit, const std::string& is_local,
                      const std::string& separator) {
@@ -38,7 +48,7 @@ std::string Settings(std::chrono::milliseconds lock_limit, const std::string& is
       {"bytea_output", "'hex'"},
       {"extra_float_digits", "'1'"},
       {"standard_conforming_strings", "'on'"},
-      {"lock_timeout", "'" + std::to_string(lock_limit.count()) + "'"},
+      {"lock_timeout", LockTimeout(lock_limit)},
       // A commit that is answered is on the disk, also where the server is told to hurry.
       {"synchronous_commit",
        "CASE current_setting('synchronous_commit') WHEN 'off' THEN 'on' ELSE"
@@ -256,8 +266,11 @@ std::string SettingsQuery(const HandlePtr& handle, std::chrono::milliseconds loc
 }
 
 std::string TransactionSettings(std::chrono::milliseconds lock_limit) {
-  return "SELECT 1 FROM (SELECT " + Settings(lock_limit, "true", " || ") +
-         " AS made OFFSET 0) AS settings WHERE made IS NULL";
+  return WithoutRows(Settings(lock_limit, "true", " || "));
+}
+
+std::string LockWaitSetting(std::chrono::milliseconds lock_limit) {
+  return WithoutRows("set_config('lock_timeout', " + LockTimeout(lock_limit) + ", true)");
 }
 
 }  // namespace kestrel::postgres

@@ -68,6 +68,8 @@ class Opening {
 std::string SettingsQuery(const HandlePtr& handle, std::chrono::milliseconds lock_limit);
 // The same for one transaction, without a row.
 std::string TransactionSettings(std::chrono::milliseconds lock_limit);
+// How long the transaction waits for each lock, likewise.
+std::string LockWaitSetting(std::chrono::milliseconds lock_limit);
 
 // libpq ends its messages with a line end.
 std::string Trimmed(const char* message);

@@ -87,7 +87,11 @@ RecordsetPtr PostgresConnection::OpenRecordset(std::string_view sql) {
     };
     // A literal may stand where no parameter may, or have another type than one; then the text is taken as it
     // stands, and tells its own error if it has one.
-    if (Trap(open, [](const RuntimeError&) {})) return rows;
+    const bool is_open = Trap(open, [&](const RuntimeError&) {
+      // A lock or a lost server, which the text would only wait for once more.
+      if (!session->StopReason().empty()) throw;
+    });
+    if (is_open) return rows;
   }
   return std::make_shared<PostgresRecordset>(session, std::string(sql), ParameterValues());
 }

@@ -49,6 +49,7 @@ bool IsWorthKeeping(std::string_view first_word) {
 }
 
 constexpr std::string_view kCanceled = "57014";
+constexpr std::string_view kLocked = "55P03";
 constexpr std::string_view kUnknownEnd = "40003";
 
 // Errors of what else goes on at the time: a deadlock, a conflict of transactions, an end of patience. The same
@@ -123,6 +124,7 @@ void Session::Start(HandlePtr handle) {
   handle_ = std::move(handle);
   prepared_.clear();
   settings_ = TransactionSettings(waits_->LockLimit());
+  lock_wait_ = waits_->LockLimit();
   preliminaries_ = 0;
   is_copying_ = false;
   failure_.reset();
@@ -263,6 +265,14 @@ std::list<Session::Prepared>::iterator Session::FindPrepared(std::string_view sq
                       [&](const Prepared& entry) { return entry.sql == sql; });
 }
 
+int Session::AdjustLockWait() {
+  const std::chrono::milliseconds patience = waits_->LockPatience();
+  if (patience == lock_wait_) return 0;
+  AskFor(LockWaitSetting(patience).c_str());
+  lock_wait_ = patience;
+  return 1;
+}
+
 std::string Session::AskForPrepared(std::string_view sql) {
   Prepared fresh{std::string(sql), "k" + std::to_string(names_ + 1)};
   auto leaving = prepared_.end();
@@ -315,6 +325,9 @@ void Session::SendPacket(std::string_view sql, ParameterValues& values, Task tas
     AskFor(settings_.c_str());
     ++preliminaries_;
   }
+  // Within the savepoint of a pipeline it would end with that.
+  if (sender_ == nullptr && !SteersTransactions(first_word)) preliminaries_ += AdjustLockWait();
+  if (first_word == "ROLLBACK" && lock_wait_ != waits_->LockLimit()) lock_wait_.reset();
   guarded_ = in_transaction_ && sender_ == nullptr && !SteersTransactions(first_word);
   if (guarded_) {
     AskFor(kSavepoint);
@@ -355,6 +368,8 @@ bool Session::NoteIfFailed(ResultPtr& result) {
   const ExecStatusType status = PQresultStatus(result.get());
   if (status == PGRES_PIPELINE_ABORTED) return true;
   if (status != PGRES_FATAL_ERROR && status != PGRES_BAD_RESPONSE) return false;
+  if (Field(result.get(), PG_DIAG_SQLSTATE) == kLocked)
+    waits_->LockOutlasted(lock_wait_.value_or(waits_->LockLimit()));
   if (failure_ == nullptr) failure_ = std::move(result);
   return true;
 }
@@ -373,6 +388,7 @@ std::int64_t Session::FinishPacket() {
     if (PQresultStatus(result.get()) == PGRES_PIPELINE_SYNC) {
       const PGTransactionStatusType status = PQtransactionStatus(handle_.get());
       in_transaction_ = status == PQTRANS_INTRANS || status == PQTRANS_INERROR;
+      if (!in_transaction_) lock_wait_ = waits_->LockLimit();
       break;
     }
     if (NoteIfFailed(result)) continue;

@@ -149,6 +149,8 @@ class Session {
   // where it is new.
   std::string AskForPrepared(std::string_view sql);
   void AskFor(const char* sql);
+  // Has the server wait for locks as long as Waits tells now, until the transaction ends; the number of answers to that.
+  int AdjustLockWait();
   void SendPrepared(const std::string& name, ParameterValues& values);
   void SendUnnamed(const std::string& sql, ParameterValues& values);
   std::list<Prepared>::iterator FindPrepared(std::string_view sql);
@@ -186,6 +188,8 @@ class Session {
   HandlePtr handle_;  // null where a wait ended without an answer
   bool is_pooled_ = false;
   std::string settings_;  // of a transaction; for a pooler
+  // The server's at the moment; empty where a savepoint may have taken it back.
+  std::optional<std::chrono::milliseconds> lock_wait_;
   std::uint64_t sessions_ = 0;
   std::string lost_;  // why the connection is gone
   bool lost_transaction_ = false;

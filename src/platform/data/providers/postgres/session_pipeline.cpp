@@ -33,8 +33,8 @@ void Session::SendToPipeline(std::string_view sql, ParameterValues& values, Pipe
   if (!in_transaction_) Fail("Keine Transaktion ist offen.");
   MakeReady(sql);
   if (sender_ == nullptr) {
+    pipelined_answers_ = AdjustLockWait() + 1;
     AskFor(kPipelineSavepoint);
-    pipelined_answers_ = 1;
     sender_ = &sender;
   }
   if (is_pooled_) {
@@ -87,6 +87,11 @@ void Session::Copy(std::vector<CopiedTable> tables, PipelineSender& sender) {
   if (reader_ != nullptr) reader_->Park();
   FlushPipeline();
   if (!in_transaction_) Fail("Keine Transaktion ist offen.");
+  // By itself, as every statement of a pipeline has an answer of its own.
+  if (waits_->LockPatience() != lock_wait_) {
+    AdjustLockWait();
+    Steer({});
+  }
   std::string sql = kPipelineSavepoint;
   for (const CopiedTable& table : tables) sql += "; " + table.sql;
   sql.append("; ").append(kPipelineRelease);

@@ -69,7 +69,11 @@ int Database::WaitForLock(void* database, int times) {
   if (self.waits_outside_) return 0;
   const auto now = std::chrono::steady_clock::now();
   if (times == 0) self.locked_since_ = now;
-  if (now - self.locked_since_ >= self.waits_->LockLimit()) return 0;
+  const std::chrono::milliseconds patience = self.waits_->LockPatience();
+  if (now - self.locked_since_ >= patience) {
+    self.waits_->LockOutlasted(patience);
+    return 0;
+  }
   std::this_thread::sleep_for(kAttemptAgain);
   return 1;
 }
@@ -98,6 +102,7 @@ void Database::RequireFile() const {
 template <class Attempt>
 int Database::WaitForLocks(Attempt&& attempt) {
   const auto start = std::chrono::steady_clock::now();
+  const std::chrono::milliseconds patience = waits_->LockPatience();
   std::optional<WaitingMark> mark;
   while (true) {
     waits_outside_ = true;
@@ -105,9 +110,10 @@ int Database::WaitForLocks(Attempt&& attempt) {
     waits_outside_ = false;
     // A snapshot that is out of date stays so.
     if ((result & 0xFF) != SQLITE_BUSY || result == SQLITE_BUSY_SNAPSHOT) return result;
-    if (!waits_->GoOn(start, waits_->LockLimit(), "Die Datenbank ist gesperrt, es wird gewartet ...")) {
+    if (!waits_->GoOn(start, patience, "Die Datenbank ist gesperrt, es wird gewartet ...")) {
       stop_reason_ = StopReasonOf(result);
       if (waits_->WasStopped()) Refuse("Das Warten auf die gesperrte Datenbank wurde abgebrochen.");
+      waits_->LockOutlasted(patience);
       Refuse(
           "Die Datenbank ist von einem anderen Programm gesperrt. Beenden Sie es, oder warten Sie länger "
           "(KESTREL_LOCK_WAIT, Sekunden).");
