@@ -142,6 +142,7 @@ int InitCommand(Workspace& workspace, const InitOptions& options) {
                   << folder << "\n  Datenbank   " << made.database << "\n\n"
                   << "Weiter mit:" << typed(made.is_sample ? "list" : "target list")
                   << typed(made.is_sample ? "run Kunden" : "list --templates") << std::endl;
+  if (const std::string way = workspace.WayToPassword(); !way.empty()) workspace.out() << way << std::endl;
   return kDone;
 }
 

@@ -322,6 +322,7 @@ class NewSpecification {
       const std::string spec = ShellWord(options_.spec);
       err << "Weiter mit:\n  " << workspace_.TypedCommand("check " + spec + " --data") << "\n  "
           << workspace_.TypedCommand("run " + spec) << std::endl;
+      if (const std::string way = workspace_.WayToPassword(); !way.empty()) err << way << std::endl;
       return kDone;
     }
     err << "Ordnen Sie sie dort unter [FieldAssignments] zu (Feld=FIELD:Spalte oder Feld=CONST:Wert), oder im "

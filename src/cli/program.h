@@ -76,10 +76,6 @@ class ProgressWatcher {
   virtual void Show(std::string_view info, double percent) = 0;
 };
 
-// A host's connection string as it is shown to be typed again: quoted for a shell, or VERBINDUNG where it may hold a
-// password.
-std::string TypedHost(const std::string& connection_string);
-
 // Where a command prints, and what may stop it.
 struct Surroundings {
   std::ostream& out;
@@ -142,6 +138,8 @@ class Workspace {
   // A command and its arguments (quoted for a shell) as a person types it to work with the same folder and host,
   // as the same user.
   std::string TypedCommand(std::string_view command) const;
+  // Where that leaves a password out: a sentence that says how to give it. Else empty.
+  std::string WayToPassword() const;
   // NotUsable where the host that is open knows that its database takes no changes.
   void RequireWritableHost();
 

@@ -146,6 +146,7 @@ void TellRest(Workspace& workspace, const RunResult& result, const RunOptions& o
     err << FiguresText(result.figures) << std::endl;
   const std::string& file = options.settings.rejects_file;
   const std::string test = options.test ? " --test" : "";
+  bool is_command_told = false;
   const bool wrote_rejects = !file.empty() && !result.cancelled && result.rejects_error.empty();
   if (wrote_rejects) {
     err << Counted(result.rejects, "nicht gespeicherter Datensatz steht",
@@ -154,6 +155,7 @@ void TellRest(Workspace& workspace, const RunResult& result, const RunOptions& o
     if (result.rejects > 0) {
       err << " Nach der Abhilfe importiert " << (result.rejects == 1 ? "ihn" : "sie") << ": "
           << workspace.TypedCommand("run " + ShellWord(options.spec) + " --file " + ShellWord(file) + test);
+      is_command_told = true;
     }
     err << std::endl;
   } else if (result.next_record > 0) {
@@ -161,7 +163,10 @@ void TellRest(Workspace& workspace, const RunResult& result, const RunOptions& o
     if (!options.source_file.empty()) command += " --file " + ShellWord(options.source_file);
     command += " --from " + std::to_string(result.next_record) + test;
     err << "Fortsetzen mit: " << workspace.TypedCommand(command) << std::endl;
+    is_command_told = true;
   }
+  if (const std::string way = workspace.WayToPassword(); is_command_told && !way.empty())
+    err << way << std::endl;
 }
 
 ExitStatus StatusOf(const RunResult& result) {

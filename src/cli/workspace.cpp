@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "cli/program.h"
+#include "cli/typed_host.h"
 #include "kestrel/import_man.h"
 #include "kestrel/open_connection.h"
 #include "platform/base/file.h"
@@ -45,16 +46,6 @@ std::string FolderOfScratchFolders() {
 }
 
 }  // namespace
-
-std::string TypedHost(const std::string& connection_string) {
-  if (!SqliteFileOf(connection_string).empty()) return ShellWord(connection_string);
-  // A password's key, in whatever writing, or "user:password@".
-  const std::string upper = UpperCase(connection_string);
-  const bool may_hold_password = upper.find("PASS") != std::string::npos ||
-                                 upper.find("PWD") != std::string::npos ||
-                                 upper.find_first_of("@%") != std::string::npos;
-  return may_hold_password ? "VERBINDUNG" : ShellWord(connection_string);
-}
 
 ScratchFolder::ScratchFolder(StopSignals& signals) : signals_(signals) {
   const auto hold = signals_.Hold();
@@ -127,9 +118,15 @@ std::string Workspace::HostConnectionString() const {
 std::string Workspace::TypedCommand(std::string_view command) const {
   std::string typed = "kestrel-import " + std::string(command);
   if (!options_.folder.empty()) typed += " --folder " + ShellWord(options_.folder);
-  if (!options_.host.empty()) typed += " --host " + TypedHost(options_.host);
+  if (!options_.host.empty()) typed += " --host " + ShowHost(options_.host).text;
   if (!options_.user.empty()) typed += " --user " + ShellWord(options_.user);
   return typed;
+}
+
+std::string Workspace::WayToPassword() const {
+  return options_.host.empty() || !ShowHost(options_.host).lacks_password
+             ? std::string()
+             : "Das Kennwort der Verbindung ist ausgelassen; PGPASSWORD oder die Datei .pgpass nennt es dann.";
 }
 
 std::string Workspace::WayToWriteHost() const {
