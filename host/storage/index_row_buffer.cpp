@@ -1,6 +1,7 @@
 #include "storage/index_row_buffer.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <mutex>
 #include <utility>
@@ -53,11 +54,6 @@ void IndexRowBuffer::Add(std::int64_t id, const KnownKeys::Keys& keys) {
     characters_ += keys[i];
   }
   rows_.push_back(row);
-  if (rows_.size() * kSlotsARow > slots_.size()) {
-    HangAll();
-  } else {
-    Hang(rows_.size() - 1);
-  }
   if (rows_.size() == 1) {
     group_.Join(*this);
     group_.WriteBehind(*this);
@@ -96,10 +92,14 @@ void IndexRowBuffer::Hang(std::size_t row) {
   }
 }
 
-void IndexRowBuffer::HangAll() {
-  slots_.assign(std::max(kFirstSlots, 2 * slots_.size()), {});
-  for (std::size_t row = 0; row < rows_.size(); ++row) {
-    if (!rows_[row].is_stored) Hang(row);
+void IndexRowBuffer::HangRows() {
+  if (const std::size_t slots = std::bit_ceil(std::max(kFirstSlots, rows_.size() * kSlotsARow));
+      slots > slots_.size()) {
+    slots_.assign(slots, {});
+    hung_ = 0;
+  }
+  for (; hung_ < rows_.size(); ++hung_) {
+    if (!rows_[hung_].is_stored) Hang(hung_);
   }
 }
 
@@ -118,6 +118,7 @@ bool IndexRowBuffer::FlushSought(const SoughtRows& sought) {
 
 void IndexRowBuffer::StoreAlike(std::size_t column, std::string_view key) {
   if (rows_.empty()) return;
+  HangRows();
   std::uint32_t place = TakeNewestOf(KnownKeys::HashOf(column, key));
   for (; place != 0; place = rows_[place - 1].before[column]) {
     if (rows_[place - 1].is_stored) continue;
@@ -142,6 +143,7 @@ void IndexRowBuffer::FlushRows() {
 
 void IndexRowBuffer::GiveUpRows() {
   rows_.clear();
+  hung_ = 0;
   characters_.clear();
   ++filling_;
 }

@@ -8,8 +8,9 @@
 //  1. A row stands in the transaction of its address before that is committed, and before any query of the connection
 //     can find it. Where it cannot be stored, the whole group is lost.
 //  2. Rows are stored with the group in which they were added, or are gone with it.
-//  3. Of the rows that wait, those with a key hang together: slots_ leads to the newest one, each to the one before.
-//     Once stored for a look-up, they do so no more.
+//  3. Of the rows before hung_, those with a key hang together: slots_ leads to the newest one, each to the one before.
+//     Once stored for a look-up, they do so no more. The others are hung where a look-up asks for the first time: most
+//     groups see none, and each slot is a place of memory that nobody has read lately.
 //  4. Everything here happens under the connection's CallMutex.
 #pragma once
 
@@ -30,8 +31,8 @@ namespace kestrel::host {
 
 class IndexRowBuffer final : private GroupMember {
  public:
-  // So many rows wait at most: a few hundred kilobytes.
-  static constexpr std::size_t kMostRows = 16384;
+  // So many rows wait at most: three megabytes. The more there are, the more of them share a page of the first index.
+  static constexpr std::size_t kMostRows = 32768;
 
   // `connection` outlives this object, or is closed before. `types_per_number`: AdressId is so many times the
   // address's number, and its type.
@@ -68,7 +69,7 @@ class IndexRowBuffer final : private GroupMember {
   void Clear();
   void GiveUpRows();
   void Hang(std::size_t row);
-  void HangAll();
+  void HangRows();
   // Of a row's key: makes a slot where it has none. There are enough for rows, and none for keys that are looked for.
   std::uint32_t& NewestOf(std::uint64_t hash);
   // 0 where no row has the key.
@@ -85,6 +86,7 @@ class IndexRowBuffer final : private GroupMember {
   GroupedWrites& group_;
   KnownKeys& known_;
   std::vector<Row> rows_;
+  std::size_t hung_ = 0;
   std::string characters_;
   std::vector<Slot> slots_;    // a power of two, searched onwards from the hash; free where of another filling
   std::uint32_t filling_ = 1;  // counts how often the rows were given up
