@@ -130,6 +130,14 @@ TEST_F(CopiedRecords, ThatAreRefusedAreToldEachByItself) {
   ExpectTheSame(kRecords - 6);
 }
 
+// A number that is given leaves one behind, so that the next ones are drawn while a single record waits behind a copy that
+// has failed.
+TEST_F(CopiedRecords, AreStoredOnceWhereTheFirstStatementBehindThemFindsThatTheyFailed) {
+  refused = {889};
+  impossible = {944};
+  ExpectTheSame(kRecords - 2);
+}
+
 TEST_F(CopiedRecords, AreStoredAgainWhereTheSessionEndsInBetween) {
   ends_session_at = 2222;
   ExpectTheSame(kRecords);

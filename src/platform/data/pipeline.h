@@ -31,8 +31,8 @@ class KESTREL_INTERNAL Pipeline {
   Pipeline(const Pipeline&) = delete;
   Pipeline& operator=(const Pipeline&) = delete;
   virtual ~Pipeline() = default;
-  // Has the server know the statement, so that none of several that are sent together afterwards ends the others. May
-  // flush. Errors as of Send.
+  // Has the server know the statement, and ends a copy, so that none of several that are sent together afterwards ends the
+  // others or what it holds itself. May flush. Errors as of Send.
   virtual void MakeReady(Statement& statement) = 0;
   // Sends a statement of this connection's, of whose rows nobody is told, with the values bound to it, and goes on at
   // once. Only inside a transaction. `sender`, which lives until it is told, is told later. Error 438 for a

@@ -47,6 +47,8 @@ void Session::SendToPipeline(std::string_view sql, ParameterValues& values, Pipe
 }
 
 void Session::MakeReady(std::string_view sql) {
+  // Were its end found out while the statement is sent, what that one holds could be stored again, and then sent.
+  if (!copied_.empty()) FlushPipeline();
   auto kept = FindPrepared(sql);
   if (kept == prepared_.end() && !is_pooled_) {
     Prepare(sql);
