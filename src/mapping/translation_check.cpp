@@ -49,7 +49,9 @@ std::string FaultOfTranslation(std::string_view value) {
   if (HasOuterBlanks(value)) return "Die Übersetzung beginnt oder endet mit einem Leerzeichen oder Tabulator";
   if (HasLineBreak(value)) return "Die Übersetzung enthält einen Zeilenumbruch";
   if (IsQuoted(value)) return "Die Übersetzung steht in Anführungszeichen";
-  if (LengthInCharacters(value) > kMaxTranslationLength) return "Die Übersetzung hat mehr als 255 Zeichen";
+  if (LengthInCharacters(value) > kMaxTranslationLength) {
+    return "Die Übersetzung hat mehr als " + std::to_string(kMaxTranslationLength) + " Zeichen";
+  }
   return {};
 }
 

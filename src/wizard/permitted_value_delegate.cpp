@@ -3,15 +3,10 @@
 #include <QComboBox>
 #include <QLineEdit>
 
+#include "mapping/translation_edits.h"
 #include "wizard/qt_text.h"
 
 namespace kestrel {
-
-namespace {
-
-constexpr int kLongestTranslation = 255;
-
-}  // namespace
 
 PermittedValueDelegate::PermittedValueDelegate(std::vector<PermittedValue> values, QObject* parent)
     : QStyledItemDelegate(parent), values_(std::move(values)) {
@@ -30,7 +25,7 @@ QWidget* PermittedValueDelegate::createEditor(QWidget* parent, const QStyleOptio
                                               const QModelIndex& index) const {
   if (values_.empty()) {
     QWidget* editor = QStyledItemDelegate::createEditor(parent, option, index);
-    if (auto* line = qobject_cast<QLineEdit*>(editor)) line->setMaxLength(kLongestTranslation);
+    if (auto* line = qobject_cast<QLineEdit*>(editor)) line->setMaxLength(kMaxTranslationLength);
     return editor;
   }
   auto* box = new QComboBox(parent);
