@@ -20,6 +20,8 @@ struct WizardComforts {
   // Step 1 shows the five specifications that were used last on top of the others, with source, time and figures of
   // their last run, where the host tells (WizardHost::last_runs).
   bool recent_specifications = false;
+  // Where there is no specification yet, step 1 opens on its templates.
+  bool begins_with_templates = false;
   // Step 1 renames, copies and deletes specifications, to the trash, and finds them by a part of their name. It lists all
   // of them, not the first hundred.
   bool managed_specifications = false;

@@ -109,9 +109,16 @@ frmStep1::frmStep1(ImportJob& job, Wizard& wizard)
   session_.SpecFolder = DefaultSpecFolder();
   SweepSpecFolder(session_.SpecFolder);
   FillList();
+  if (wizard_.comforts().begins_with_templates && paths_.empty()) BeginWithTemplates();
   if (wizard_.comforts().recognised_files && !session_.ImportFileName.empty()) TellFile();
   session_.SchemaChanged = false;
   lstVorlage_->setFocus();
+}
+
+void frmStep1::BeginWithTemplates() {
+  optVorlage_->setChecked(true);
+  // Of two empty lists the usual one.
+  if (paths_.empty()) optSchema_->setChecked(true);
 }
 
 void frmStep1::FillList() {

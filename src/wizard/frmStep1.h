@@ -29,6 +29,7 @@ class frmStep1 final : public QWidget {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
+  void BeginWithTemplates();
   // A folder that cannot be read is told, and the list is empty.
   void FillList();
   bool SelectFirstByKey(const QEvent* event);

@@ -38,6 +38,11 @@ class Step1Test : public testing::WizardFixture {
   }
 };
 
+class Step1WithTemplatesTest : public Step1Test {
+ protected:
+  Step1WithTemplatesTest() : Step1Test({.begins_with_templates = true}) {}
+};
+
 TEST_F(Step1Test, LoadingSetsTheFolderListsSpecificationsAndResetsTheChangedFlag) {
   Write("Kunden.IMP", "Kunden");
   Write("Muster.IMT", "Muster");
@@ -55,6 +60,31 @@ TEST_F(Step1Test, UntilAKindIsClickedTheTextsAreThoseOfTheForm) {
   EXPECT_EQ(Text("lblStep"), "Schritt 1");
   EXPECT_EQ(Text("lblStepInfo"), "Vorlage auswählen ");
   EXPECT_EQ(ListToolTip(), "Auswahl aus Vorlage");
+}
+
+TEST_F(Step1Test, WithoutTheComfortAFreshDestinationShowsAnEmptyList) {
+  Write("Muster.IMT", "Muster");
+  OpenStep1();
+  EXPECT_TRUE(Find<QRadioButton>("optSchema").isChecked());
+  EXPECT_THAT(Entries(), IsEmpty());
+}
+
+TEST_F(Step1WithTemplatesTest, AFreshDestinationBeginsWithItsTemplates) {
+  Write("Muster.IMT", "Muster");
+  OpenStep1();
+  EXPECT_TRUE(Find<QRadioButton>("optVorlage").isChecked());
+  EXPECT_THAT(Entries(), ElementsAre("Muster"));
+  EXPECT_EQ(Text("lblStepInfo"), "Vorlage auswählen");
+}
+
+TEST_F(Step1WithTemplatesTest, WhereThereIsASpecificationOrNothingAtAllItBeginsWithThose) {
+  OpenStep1();
+  EXPECT_TRUE(Find<QRadioButton>("optSchema").isChecked());
+  Write("Kunden.IMP", "Kunden");
+  Write("Muster.IMT", "Muster");
+  OpenStep1();
+  EXPECT_TRUE(Find<QRadioButton>("optSchema").isChecked());
+  EXPECT_THAT(Entries(), ElementsAre("Kunden"));
 }
 
 TEST_F(Step1Test, AClickOnAKindFillsTheListAndSaysSo) {
