@@ -98,6 +98,30 @@ TEST_F(LivePreview, ASourceThatFailsSaysWhyInPlaceOfTheTable) {
   EXPECT_THAT(ui.boxes, IsEmpty());
 }
 
+class RecognisedPreview : public WithoutLivePreview {
+ protected:
+  RecognisedPreview()
+      : WithoutLivePreview({.column_drift = true,
+                            .unlisted_kinds = true,
+                            .failed_connections = true,
+                            .kept_assignments = true,
+                            .offers_excel = true,
+                            .recognised_files = true,
+                            .live_preview = true}) {}
+};
+
+TEST_F(RecognisedPreview, AMissingFileTakesTheRowsOfTheOneBeforeAwayWhileItIsTyped) {
+  const std::string source = WriteSource();
+  for (const std::string& missing : {folder.File("fehlt.txt"), std::string("/srv/fehlt auch/Kunden.txt")}) {
+    OpenStep2(TextSpecification(source));
+    EXPECT_EQ(Reason(), "");
+    Type("txtFilename", missing.c_str());
+    EXPECT_TRUE(Find<QLineEdit>("txtFilename").hasFocus());
+    EXPECT_THAT(Reason(), HasSubstr(missing));
+    EXPECT_THAT(ui.boxes, IsEmpty());
+  }
+}
+
 TEST_F(LivePreview, FollowsTheChosenTable) {
   if (testing::TestDataFolder().empty()) GTEST_SKIP() << "the public test files are not there";
   OpenStep2(
