@@ -39,6 +39,10 @@ std::optional<FoundTable> Find(Connection& connection, std::string_view name) {
   if (!found && has_schema) found = FindAs(connection, in_schema(name));
   if (!found) found = FindAs(connection, Quoted(small));
   if (!found && has_schema) found = FindAs(connection, in_schema(small));
+  // As a statement names it.
+  if (!found && name.find('"') != std::string_view::npos) {
+    Trap([&] { found = FindAs(connection, std::string(name)); }, [](const RuntimeError&) {});
+  }
   return found;
 }
 

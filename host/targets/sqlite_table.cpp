@@ -105,6 +105,8 @@ TableCatalog ReadSqliteTable(Connection& connection, std::string_view name) {
   find->BindText(0, name);
   const RecordsetPtr found = find->Open();
   if (found->IsEof()) {
+    // As a statement names it.
+    if (const std::string told = ToldName(name); told != name) return ReadSqliteTable(connection, told);
     RefuseTable(name, "Es gibt sie in dieser Datenbank nicht. Prüfen Sie --table und --host.");
   }
   const std::string table(found->TextAt(0));

@@ -264,7 +264,13 @@ int TargetCheckCommand(Workspace& workspace, const TargetOptions& options) {
     if (fits && stale == 0 && is_complete) workspace.out() << "Keine Auffälligkeiten.\n";
     workspace.out() << std::flush;
   }
-  if (!is_complete) return kStoppedByUser;
+  if (!is_complete) {
+    workspace.err() << "Angehalten nach "
+                    << Counted(Number(targets, "IndexDone"), "verglichenen Anschrift",
+                               "verglichenen Anschriften")
+                    << ". Derselbe Befehl vergleicht alle von vorn." << std::endl;
+    return kStoppedByUser;
+  }
   return fits && !is_stale ? kDone : kErrorsCounted;
 }
 

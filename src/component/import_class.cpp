@@ -1,6 +1,12 @@
 #include "component/import_class.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
 #include "kestrel/component_registry.h"
 #include "kestrel/user_interface.h"
+#include "platform/base/text.h"
 
 namespace kestrel {
 namespace {
@@ -13,6 +19,20 @@ void TellCreationFailed(Session& session, const RuntimeError& error) {
   } else {
     session.platform.ui.MessageBox("Fehler: " + error.Description(), "", Icon::kNone, Buttons::kOk);
   }
+}
+
+// One that nobody has may be a table's that was a destination once, or is one of another database.
+RuntimeError WithWayOut(const Session& session, const RuntimeError& error) {
+  const std::vector<std::string> known = session.platform.components.ProgIds();
+  const bool is_known = std::ranges::any_of(
+      known, [&](const std::string& id) { return EqualsIgnoringCase(id, session.ImportClassProgID); });
+  if (!error.Is(ErrorNumber::kCannotCreateObject) || is_known) return error;
+  return {error.Number(),
+          error.Description() +
+              ". Ein Importziel aus einer eigenen Tabelle wurde vielleicht entfernt, oder es gehört zu einer "
+              "anderen "
+              "Datenbank als der, die --host nennt: 'kestrel-import target list' zeigt die vorhandenen, "
+              "'kestrel-import target add' legt eines an."};
 }
 
 }  // namespace
@@ -28,7 +48,7 @@ bool CreateImportClass(Session& session, std::optional<RuntimeError>* failure) {
         LetProperty(session.ImportClass, "SpecificationFile", session.SpecFile);
       },
       [&](const RuntimeError& error) {
-        if (failure != nullptr) *failure = error;
+        if (failure != nullptr) *failure = WithWayOut(session, error);
         TellCreationFailed(session, error);
       });
 }

@@ -180,6 +180,31 @@ TEST_F(TargetCommands, CheckTellsHowFarItIsWhetherItLooksOrRepairs) {
   EXPECT_EQ(Run({"target", "check", "kunden", "--progress", "none"}).err, "");
 }
 
+TEST_F(TargetCommands, ARepairThatIsStoppedSaysHowFarItCameAndGoesOnWithTheNext) {
+  Add();
+  Execute(
+      "INSERT INTO " + kTable +
+      " (Nachname, Ort) WITH RECURSIVE zahl (n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM zahl WHERE n < 29999) "
+      "SELECT 'Neu' || n, 'Bonn' FROM zahl");
+  const std::vector<std::string> repair = {testing::BuiltProgram("kestrel-import"),
+                                           "target",
+                                           "check",
+                                           "kunden",
+                                           "--rebuild",
+                                           "--progress",
+                                           "plain",
+                                           "--folder",
+                                           folder_.path(),
+                                           "--host",
+                                           database_};
+  const ProgramResult stopped = testing::RunProgram(repair, {}, "Lese Datensatz 3000 ");
+  EXPECT_EQ(stopped.status, 5);
+  EXPECT_THAT(stopped.err,
+              AllOf(HasSubstr("Angehalten nach "), HasSubstr("verglichenen Anschriften. Derselbe")));
+  EXPECT_EQ(Run({"target", "check", "kunden", "--rebuild"}).status, 0);
+  EXPECT_EQ(Run({"target", "check", "kunden"}).out, "Keine Auffälligkeiten.\n");
+}
+
 TEST_F(TargetCommands, CheckTellsATableThatHasChangedOrGoneAndTheWayOut) {
   Add();
   Execute("ALTER TABLE " + kTable + " RENAME COLUMN \"e mail\" TO email");
@@ -375,6 +400,25 @@ TEST_F(TargetCommands, RemovingKeepsTheLogsUnlessYesIsSaid) {
   EXPECT_EQ(Run({"target", "remove", "kunden", "--yes"}).status, 0);
   EXPECT_EQ(Query("SELECT count(*) FROM kestrel_Importlauf"), "0\n");
   EXPECT_EQ(Query("SELECT count(*) FROM kestrel_Importlaufzeilen"), "0\n");
+}
+
+TEST_F(TargetCommands, ARunIntoOneThatWasRemovedSaysSoAndTheWayOut) {
+  Add();
+  WriteImport(";Hans;Meier;Am Weg 1;01067;Dresden;h@m;;3;\n");
+  ASSERT_EQ(Run({"target", "remove", "kunden"}).status, 0);
+  for (const char* command : {"run", "show", "check"}) {
+    const ProgramResult result = Run({command, "kunden"});
+    EXPECT_THAT(result.err + result.out,
+                AllOf(HasSubstr("vielleicht entfernt"), HasSubstr("kestrel-import target list")))
+        << command;
+  }
+}
+
+TEST_F(TargetCommands, ATableMayBeNamedAsAStatementNamesIt) {
+  Execute("CREATE TABLE Kundschaft (nr INTEGER PRIMARY KEY, name TEXT)");
+  const ProgramResult added = Run({"target", "add", "x", "--table", "\"Kundschaft\""});
+  EXPECT_EQ(added.status, 0) << added.err;
+  EXPECT_THAT(added.out, HasSubstr("in die Tabelle 'Kundschaft'"));
 }
 
 TEST_F(TargetCommands, WhatIsPrintedAsJsonIsWhatItsSchemaDescribes) {

@@ -125,6 +125,24 @@ TEST_F(TargetsOnPostgres, TablesThatCannotBeOneAreRefusedWithTheReason) {
   EXPECT_EQ(Query("SELECT count(*) FROM pg_class WHERE relname LIKE 'kestrel%'"), "0\n");
 }
 
+TEST_F(TargetsOnPostgres, ATableMayBeNamedAsAStatementNamesIt) {
+  Execute("CREATE SCHEMA \"Verkauf\"");
+  Execute("CREATE TABLE \"Kunde\" (nr integer PRIMARY KEY, name text)");
+  Execute("CREATE TABLE \"Verkauf\".\"Kunde\" (nr integer PRIMARY KEY, name text)");
+  Execute("CREATE TABLE lieferant (nr integer PRIMARY KEY, name text)");
+  const auto table_of = [this](const char* name, const char* table) {
+    const ProgramResult added = Run({"target", "add", name, "--table", table, "--format", "json"});
+    EXPECT_EQ(added.status, 0) << added.err;
+    return added.out;
+  };
+  EXPECT_THAT(table_of("a", "\"Kunde\""), HasSubstr("\"table\":\"Kunde\""));
+  EXPECT_THAT(table_of("b", "\"Verkauf\".\"Kunde\""), HasSubstr("\"table\":\"Verkauf.Kunde\""));
+  EXPECT_THAT(table_of("c", "public.\"lieferant\""), HasSubstr("\"table\":\"lieferant\""));
+  const ProgramResult wrong = Run({"target", "add", "d", "--table", "\"Kunde"});
+  EXPECT_EQ(wrong.status, 4);
+  EXPECT_THAT(wrong.err, HasSubstr("Es gibt sie in dieser Datenbank nicht"));
+}
+
 TEST_F(TargetsOnPostgres, CheckTellsARightThatIsMissing) {
   Execute("CREATE TABLE kunde (nr integer PRIMARY KEY, name text, ort text)");
   ASSERT_EQ(Run({"target", "add", "ziel", "--table", "kunde"}).status, 0);
