@@ -11,6 +11,7 @@
 #include "schema/host_schema.h"
 #include "storage/group_lock.h"
 #include "storage/grouped_writes.h"
+#include "storage/missing_rights.h"
 #include "storage/sqlite_settings.h"
 
 namespace kestrel::host {
@@ -63,6 +64,8 @@ RunUndo::RunUndo(Connection& connection, std::int64_t run, const Options& option
            "wieder.");
   }
   RequireAllRows();
+  if (const std::string why = WhyReadOnly(connection_); !why.empty())
+    Refuse(name + " kann nicht zurückgenommen werden. " + why);
   Trap(
       [&] {
         row_ = std::make_unique<StoredRow>(connection_, *destination_);

@@ -182,6 +182,16 @@ TEST_F(RunUndo, TakesBackChangesOfOthersWhereThatIsWanted) {
   EXPECT_EQ(Content(), before);
 }
 
+TEST_F(RunUndo, OfADatabaseThatMayNotBeWrittenSaysSo) {
+  if (!OnPostgres()) GTEST_SKIP() << "needs a server";
+  ImportAll({{{"KundenNummer", "7"}, {"Bez1", "Alt"}}});
+  connection->Execute("SET default_transaction_read_only = on");
+  for (const bool is_trial : {true, false}) {
+    EXPECT_ERROR_TEXT(Undo(1, is_trial), ErrorNumber::kInvalidProcedureCall,
+                      HasSubstr("kann nicht zurückgenommen werden. Die Datenbank ist schreibgeschützt"));
+  }
+}
+
 TEST_F(RunUndo, ChangesNothingInATrial) {
   ImportAll({{{"KundenNummer", "7"}, {"Bez1", "Alt"}}});
   const std::vector<std::string> before = Content();

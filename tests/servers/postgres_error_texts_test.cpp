@@ -35,6 +35,13 @@ TEST(PostgresErrorTexts, ASessionThatWasEndedIsToldInGermanAlone) {
             "sonst fragen Sie seinen Verwalter");
 }
 
+TEST(PostgresErrorTexts, AServerWhoseDiskIsFullTakesNoSessionAndSaysWhy) {
+  EXPECT_THAT(
+      ExplainConnectionError("connection to server at \"127.0.0.1\", port 1 failed: FATAL:  could not write "
+                             "init file\n"),
+      HasSubstr("nicht auf seinen Datenträger schreiben. Schaffen Sie dort Platz (connection to"));
+}
+
 TEST(PostgresErrorTexts, WhyElseASessionWasEndedIsShown) {
   EXPECT_THAT(ExplainConnectionError("terminating connection due to idle-session timeout\n"),
               EndsWith("Verwalter (terminating connection due to idle-session timeout)"));
