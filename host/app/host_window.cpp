@@ -49,6 +49,7 @@ HostWindow::HostWindow(UserInterface& ui, ComponentRegistry& components, Connect
   Trap(
       [&] {
         const ObjectPtr setup = components.CreateObject("kestrelhost.Setup");
+        const ShownWait::LeavingWork leaving(wait_);
         const std::string restored = CallMethod(setup, "RestoreDatabase", ObjectPtr(connection_)).ToText();
         if (!restored.empty()) statusBar()->showMessage(ToQt(restored));
       },

@@ -189,6 +189,27 @@ TEST_F(WindowImports, StoreAndTellTheSame) {
   EXPECT_TRUE(in_window.window.times == 0 || in_window.asking == std::this_thread::get_id());
 }
 
+TEST_F(WindowImports, LeaveTheKeysOfAnEarlierVersionToAnotherThreadWhereADatabaseIsOpened) {
+  WatchedImport import(Watched::kByWindow);
+  host::Settings::Of(*import.connection).Set("Adressindex", "AlgorithmCode1", "1");
+  const ConnectionPtr other = OpenConnection(import.database);
+  other->Begin();
+  if (other->capabilities().dialect != Dialect::kSqlite)
+    other->Execute("UPDATE Importsperre SET Stand = Stand + 1");
+  bool is_left = false;
+  import.answer = [&](int) { is_left |= !import.connection->CallMutex().try_lock();
+  if (!is_left) import.connection->CallMutex().unlock();
+  if (other->InTransaction()) other->Rollback();
+  return true;
+};
+ComponentRegistry components;
+host::RegisterComponents(components);
+EXPECT_THAT(
+    CallMethod(components.CreateObject("kestrelhost.Setup"), "RestoreDatabase", import.connection).ToText(),
+    HasSubstr("neu gebildet"));
+EXPECT_TRUE(is_left);
+}  // namespace kestrel
+
 TEST_F(WindowImports, TellACommitThatFailsAsOthersDo) {
   for (const Watched watched : {Watched::kNot, Watched::kByConsole, Watched::kByWindow}) {
     WatchedImport import(watched);

@@ -14,9 +14,11 @@
 #include <filesystem>
 #include <functional>
 #include <stdexcept>
+#include <thread>
 
 #include "app/host_database.h"
 #include "host_app/host_window_fixture.h"
+#include "kestrel/bound_object.h"
 #include "platform/base/file.h"
 #include "qt/drive.h"
 
@@ -49,6 +51,35 @@ TEST_F(HostWindowTest, RestoresKeyIndexesThatAreMissingAndSaysSo) {
   EXPECT_THAT(Rows("SELECT count(*) FROM sqlite_schema WHERE name LIKE 'Adressindex_'"), ElementsAre("3"));
   Open();
   EXPECT_EQ(window->statusBar()->currentMessage().toStdString(), "");
+}
+
+// Stands for the restoring of a database that takes long.
+class SlowSetup final : public BoundObject<SlowSetup> {
+ public:
+  explicit SlowSetup(bool& is_left) : is_left_(is_left) {}
+  static void Bind(Members& members) { members.Method("RestoreDatabase", &SlowSetup::RestoreDatabase); }
+
+ private:
+  std::string RestoreDatabase(const ObjectPtr& connection) {
+    const std::thread::id caller = std::this_thread::get_id();
+    RequireConnection(connection).CallMutex().Aside([&] { is_left_ = std::this_thread::get_id() != caller; });
+    return "wiederhergestellt";
+  }
+
+  bool& is_left_;
+};
+
+TEST_F(HostWindowTest, LeavesTheRestoringOfTheDatabaseToAnotherThread) {
+  bool is_left = false;
+  components.Register("kestrelhost.Setup", [&] { return std::make_shared<SlowSetup>(is_left); });
+  Open();
+  EXPECT_TRUE(is_left);
+  EXPECT_EQ(window->statusBar()->currentMessage(), "wiederhergestellt");
+  // Only that: all else of the window is done by its own thread.
+  bool is_left_later = true;
+  const std::thread::id self = std::this_thread::get_id();
+  connection->CallMutex().Aside([&] { is_left_later = std::this_thread::get_id() != self; });
+  EXPECT_FALSE(is_left_later);
 }
 
 TEST_F(HostWindowTest, OpensNoLargerThanTheScreen) {
