@@ -6,9 +6,9 @@
 #include <QLabel>
 #include <QVBoxLayout>
 #include <chrono>
-#include <thread>
 
 #include "sources/source_count.h"
+#include "wizard/apart_threads.h"
 #include "wizard/button_row.h"
 #include "wizard/event_guard.h"
 #include "wizard/german_number.h"
@@ -109,7 +109,7 @@ QWidget* frmQuestionDlg::BuildSource(const Session& session, bool harmless_test)
   std::packaged_task<std::optional<std::int64_t>()> task(CountingOf(session));
   count_ = task.get_future();
   // Nobody waits for the thread of a dialog that has gone; a driver ends it after its own time.
-  std::thread(std::move(task)).detach();
+  ApartThreads::Start(std::move(task));
   guard.On(&look_for_count_, &QTimer::timeout, &frmQuestionDlg::LookForCount);
   look_for_count_.start(kLookForCountMs);
   return source;

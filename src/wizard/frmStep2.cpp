@@ -5,7 +5,6 @@
 #include <QToolButton>
 #include <algorithm>
 #include <chrono>
-#include <thread>
 #include <utility>
 
 #include "component/import_class.h"
@@ -15,6 +14,7 @@
 #include "sources/source_excerpt.h"
 #include "sources/source_reader.h"
 #include "spec/specification.h"
+#include "wizard/apart_threads.h"
 #include "wizard/frmDrift.h"
 #include "wizard/frmPrev.h"
 #include "wizard/host_answer.h"
@@ -291,7 +291,7 @@ void frmStep2::WaitFor(std::function<void()> work, std::function<void()> then,
   after_answer_ = std::move(then);
   // Nobody waits for the thread of a page that has gone: it ends with the file that it reads, or by the driver's own
   // time limit, and holds all that it uses.
-  std::thread(std::move(task)).detach();
+  ApartThreads::Start(std::move(task));
   if (at_once.count() > 0 && answer_.wait_for(at_once) == std::future_status::ready) {
     answer_.get();
     std::exchange(after_answer_, nullptr)();

@@ -5,12 +5,12 @@
 #include <atomic>
 #include <chrono>
 #include <future>
-#include <thread>
 #include <utility>
 
 #include "mapping/translation.h"
 #include "mapping/values_apart.h"
 #include "sources/source_kind.h"
+#include "wizard/apart_threads.h"
 #include "wizard/button_row.h"
 #include "wizard/german_number.h"
 #include "wizard/page_parts.h"
@@ -116,7 +116,7 @@ DistinctValues frmTransTbl::ReadValues() {
   std::packaged_task<ValuesApart()> task(
       DistinctValuesApart(session_, field_name_, [is_wanted] { return is_wanted->load(); }));
   std::future<ValuesApart> answer = task.get_future();
-  std::thread(std::move(task)).detach();
+  ApartThreads::Start(std::move(task));
   while (answer.wait_for(kLook) != std::future_status::ready) {
     if (reading.GoOn()) continue;
     *is_wanted = false;

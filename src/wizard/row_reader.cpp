@@ -1,8 +1,8 @@
 #include "wizard/row_reader.h"
 
-#include <thread>
 #include <utility>
 
+#include "wizard/apart_threads.h"
 #include "wizard/recordset_model.h"
 
 namespace kestrel {
@@ -37,7 +37,7 @@ void RowReader::Ask(const std::shared_ptr<RowReader>& reader, std::int64_t block
   const std::lock_guard lock(reader->mutex_);
   reader->wanted_ = block;
   if (std::exchange(reader->is_working_, true)) return;
-  std::thread([reader] { reader->Work(); }).detach();
+  ApartThreads::Start([reader] { reader->Work(); });
 }
 
 void RowReader::Work() {

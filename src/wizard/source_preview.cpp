@@ -2,9 +2,9 @@
 
 #include <QHeaderView>
 #include <chrono>
-#include <thread>
 #include <utility>
 
+#include "wizard/apart_threads.h"
 #include "wizard/qt_text.h"
 #include "wizard/table_look.h"
 
@@ -66,7 +66,7 @@ void SourcePreview::Ask(ExcerptReading reading) {
   if (desk_->is_working) return;
   desk_->is_working = true;
   working_since_.start();
-  std::thread(Work, desk_).detach();
+  ApartThreads::Start([desk = desk_] { Work(desk); });
 }
 
 void SourcePreview::LeaveAlone() {

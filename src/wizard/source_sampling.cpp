@@ -1,8 +1,9 @@
 #include "wizard/source_sampling.h"
 
 #include <chrono>
-#include <thread>
 #include <utility>
+
+#include "wizard/apart_threads.h"
 
 namespace kestrel {
 
@@ -20,7 +21,7 @@ SourceSampling::SourceSampling(QObject* parent) : QObject(parent), guard_(this, 
 void SourceSampling::Start(const Session& session, std::size_t most) {
   std::packaged_task<SourceExcerpt()> task(BeginExcerpt(session, most));
   reading_ = task.get_future();
-  std::thread(std::move(task)).detach();
+  ApartThreads::Start(std::move(task));
   look_.start();
 }
 
