@@ -6,14 +6,18 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QIcon>
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
+#include <string_view>
 
 #include "app/host_database.h"
 #include "app/host_window.h"
 #include "kestrel/open_connection.h"
 #include "kestrel/qt_user_interface.h"
+#include "kestrel/version.h"
 #include "platform/base/component_folder.h"
 #include "platform/base/file.h"
 #include "platform/base/terminal_text.h"
@@ -23,28 +27,54 @@ namespace {
 
 constexpr int kNotUsable = 4;
 
-}  // namespace
+struct CommandLine {
+  CommandLine() {
+    parser.setApplicationDescription(
+        "Adresslisten, in die importiert wird: die der Beispielanwendung oder eigene Tabellen.");
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addPositionalArgument(
+        "ordner", "Ordner, den 'kestrel-import init' angelegt hat; ohne ihn der eigene", "[ordner]");
+    parser.addOption(host);
+    parser.addOption(user);
+  }
 
-int main(int count, char** arguments) {
+  QCommandLineParser parser;
+  const QCommandLineOption host{"host", "Datenbank (statt der im Ordner)", "verbindung"};
+  const QCommandLineOption user{"user", "Personalnummer", "personalnr", "4711"};
+};
+
+void NameApplication() {
+  QCoreApplication::setApplicationName("kestrel-host");
+  QCoreApplication::setApplicationVersion(kestrel::Version());
+}
+
+// What only prints needs no display: it ends the program.
+void PrintWhereAskedFor(int count, char** arguments) {
+  const auto asks = [](std::string_view argument) {
+    return argument == "-h" || argument == "--help" || argument == "--help-all" || argument == "-v" ||
+           argument == "--version";
+  };
+  if (std::none_of(arguments + 1, arguments + count, asks)) return;
+  const QCoreApplication application(count, arguments);
+  NameApplication();
+  kestrel::SpeakGerman();
+  CommandLine().parser.process(application);
+}
+
+int Run(int count, char** arguments) {
   // A server that has gone and a file that must not grow are errors, told like any other.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
+  PrintWhereAskedFor(count, arguments);
   QApplication application(count, arguments);
-  QApplication::setApplicationName("kestrel-host");
+  NameApplication();
   QApplication::setDesktopFileName("kestrel-host");
   QApplication::setWindowIcon(QIcon::fromTheme("kestrel-host"));
   kestrel::SpeakGerman();
 
-  QCommandLineParser parser;
-  parser.setApplicationDescription(
-      "Adresslisten, in die importiert wird: die der Beispielanwendung oder eigene Tabellen.");
-  parser.addHelpOption();
-  parser.addPositionalArgument("ordner", "Ordner, den 'kestrel-import init' angelegt hat; ohne ihn der eigene",
-                               "[ordner]");
-  const QCommandLineOption host("host", "Datenbank (statt der im Ordner)", "verbindung");
-  const QCommandLineOption user("user", "Personalnummer", "personalnr", "4711");
-  parser.addOption(host);
-  parser.addOption(user);
+  CommandLine command_line;
+  QCommandLineParser& parser = command_line.parser;
   parser.process(application);
   const QStringList named_folders = parser.positionalArguments();
   if (named_folders.size() > 1) parser.showHelp(2);
@@ -61,7 +91,7 @@ int main(int count, char** arguments) {
   const bool open = kestrel::Trap(
       [&] {
         const std::string home = kestrel::FromQt(folder);
-        const std::string named = kestrel::FromQt(parser.value(host));
+        const std::string named = kestrel::FromQt(parser.value(command_line.host));
         kestrel::ConnectionPtr connection = kestrel::host::OpenHostDatabase(home, named);
         if (!kestrel::host::UpgradeWhereWanted(ui, components, connection)) return;
         const std::string templates = kestrel::JoinPath(home, "Import");
@@ -72,7 +102,7 @@ int main(int count, char** arguments) {
                         std::fprintf(stderr, "kestrel-host: %s\n", kestrel::TerminalText(error.what()).c_str());
                       });
         window = std::make_unique<kestrel::host::HostWindow>(
-            ui, components, std::move(connection), kestrel::FromQt(parser.value(user)),
+            ui, components, std::move(connection), kestrel::FromQt(parser.value(command_line.user)),
             [database = kestrel::host::HostDatabase(home, named)] {
               return kestrel::OpenConnection(database);
             });
@@ -87,4 +117,13 @@ int main(int count, char** arguments) {
   QDir::setCurrent(QDir(folder).filePath("Import"));
   window->show();
   return QApplication::exec();
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  const int status = Run(count, arguments);
+  std::fflush(nullptr);
+  // A thread that a silent server keeps in its driver would meet the end of the libraries that it needs.
+  std::_Exit(status);
 }

@@ -192,13 +192,15 @@ void QtUserInterface::Yield() { QApplication::processEvents(); }
 
 void SpeakGerman() {
   constexpr const char* kMark = "kestrelSpeaksGerman";
-  if (qApp == nullptr || qApp->property(kMark).toBool()) return;
-  auto translator = std::make_unique<QTranslator>(qApp);
+  // Of a program that prints its help it is one without windows.
+  QCoreApplication* const application = QCoreApplication::instance();
+  if (application == nullptr || application->property(kMark).toBool()) return;
+  auto translator = std::make_unique<QTranslator>(application);
   if (translator->load(QLocale(QLocale::German), "qtbase", "_",
                        QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
     // The application owns it from here on, through the parent given above.
-    QApplication::installTranslator(translator.release());
-    qApp->setProperty(kMark, true);
+    QCoreApplication::installTranslator(translator.release());
+    application->setProperty(kMark, true);
   }
 }
 
