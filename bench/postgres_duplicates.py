@@ -51,7 +51,10 @@ class Server:
     def cpu_seconds(self):
         """Of all its processes, those of sessions that have ended included."""
         def of(pid, fields):
-            words = Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()
+            try:
+                words = Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()
+            except FileNotFoundError:
+                return 0  # it has just ended, and counts as one of the server's children that have
             return sum(int(words[field]) for field in fields) / os.sysconf("SC_CLK_TCK")
         children = Path(f"/proc/{self.pid}/task/{self.pid}/children").read_text().split()
         return of(self.pid, (11, 12, 13, 14)) + sum(of(child, (11, 12)) for child in children)

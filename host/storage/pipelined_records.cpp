@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t kFewest = 32;
 // For fewer a statement costs less than leaving the pipeline.
 constexpr std::size_t kFewestCopied = 2 * RowInserts::kMostRows;
-constexpr std::size_t kMadeBetweenLooks = 64;
+constexpr std::size_t kMadeBetweenLooks = 16;
 // A database that takes no copies is not asked again.
 constexpr int kMostFailedCopies = 3;
 
@@ -144,29 +144,37 @@ void PipelinedRecords::SendRows() {
   sent_ += rows;
 }
 
-void PipelinedRecords::CopyRows() {
-  // What is on its way is ended first, and may have to be stored again with these.
-  pipeline_.Flush();
-  if (count_ == 0 || !MayCopy()) return;
-  copied_.resize(index_ ? 2 : 1);
-  copied_[0].target = InsertTarget(destination_);
-  if (index_) copied_[1].target = AddressIndex::CopyTarget();
-  for (Pipeline::CopyTo& table : copied_) table.rows.Clear();
+std::span<const Pipeline::CopyTo> PipelinedRecords::MakeRows() {
+  std::swap(copied_[0], copied_[1]);
+  std::vector<Pipeline::CopyTo>& tables = copied_[0];
+  tables.resize(index_ ? 2 : 1);
+  tables[0].target = InsertTarget(destination_);
+  if (index_) tables[1].target = AddressIndex::CopyTarget();
+  for (Pipeline::CopyTo& table : tables) table.rows.Clear();
   for (const Entry& entry : std::span(records_).subspan(sent_, count_ - sent_)) {
     const RecordValues& values = entry.kept.values();
     for (std::size_t field = 0; field < values.size(); ++field) {
       if (field == destination_.number_field) {
-        copied_[0].rows.AddInteger(entry.number);
+        tables[0].rows.AddInteger(entry.number);
       } else {
-        Append(copied_[0].rows, values[field]);
+        Append(tables[0].rows, values[field]);
       }
     }
-    copied_[0].rows.EndRow();
-    if (entry.is_indexed) index_->AppendNew(copied_[1].rows, entry.row);
+    tables[0].rows.EndRow();
+    if (entry.is_indexed) index_->AppendNew(tables[1].rows, entry.row);
   }
+  return tables;
+}
+
+void PipelinedRecords::CopyRows() {
+  // The server works on the rows before meanwhile.
+  const std::span<const Pipeline::CopyTo> tables = MakeRows();
+  // What is on its way is ended first, and may have to be stored again with these.
+  pipeline_.Flush();
+  if (count_ == 0 || !MayCopy()) return;
   sent_ = count_;
   is_copy_ = true;
-  pipeline_.Copy(copied_, *this);
+  pipeline_.Copy(tables, *this);
 }
 
 std::string PipelinedRecords::NameOf(const RecordValues& values) const {

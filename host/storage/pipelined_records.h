@@ -17,6 +17,7 @@
 //  4. Used under the connection's CallMutex.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -90,6 +91,7 @@ class PipelinedRecords final : private PipelineSender, private GroupMember {
   void SendWaiting();
   void SendRows();
   bool MayCopy() const { return copies_ && most_ == kMost && group_.MayWriteBehind(); }
+  std::span<const Pipeline::CopyTo> MakeRows();
   void CopyRows();
   std::string NameOf(const RecordValues& values) const;
 
@@ -111,7 +113,8 @@ class PipelinedRecords final : private PipelineSender, private GroupMember {
   bool is_copy_ = false;        // that is under way
   bool has_copied_ = false;
   int failed_copies_ = 0;
-  std::vector<Pipeline::CopyTo> copied_;  // the rows, and those of the index
+  // The rows, and those of the index; made in turns, as those under way stay.
+  std::array<std::vector<Pipeline::CopyTo>, 2> copied_;
   std::size_t begin_ = 0;
   std::size_t sent_ = 0;
   std::size_t count_ = 0;

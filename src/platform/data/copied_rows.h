@@ -19,14 +19,14 @@ class CopiedRows {
 
   void AddText(std::string_view text) {
     Begin();
-    while (true) {
-      const std::size_t special = text.find_first_of(std::string_view("\\\t\n\r", 4));
-      lines_ += text.substr(0, special);
-      if (special == std::string_view::npos) return;
-      lines_ += '\\';
-      lines_ += text[special] == '\t' ? 't' : text[special] == '\n' ? 'n' : text[special] == '\r' ? 'r' : '\\';
-      text.remove_prefix(special + 1);
+    std::size_t begin = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      const char escape = kEscapes[static_cast<unsigned char>(text[i])];
+      if (escape == 0) continue;
+      lines_.append(text, begin, i - begin).append({'\\', escape});
+      begin = i + 1;
     }
+    lines_.append(text, begin);
   }
   void AddInteger(std::int64_t number) { AddNumber(number); }
   void AddDouble(double number) { AddNumber(number); }
@@ -42,6 +42,16 @@ class CopiedRows {
   std::string_view lines() const { return lines_; }
 
  private:
+  // What stands behind the backslash in place of a character that means something else.
+  static constexpr std::array<char, 256> kEscapes = [] {
+    std::array<char, 256> escapes{};
+    escapes['\\'] = '\\';
+    escapes['\t'] = 't';
+    escapes['\n'] = 'n';
+    escapes['\r'] = 'r';
+    return escapes;
+  }();
+
   void Begin() {
     if (is_within_) lines_ += '\t';
     is_within_ = true;

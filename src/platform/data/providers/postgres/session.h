@@ -158,6 +158,7 @@ class Session {
   bool Steer(std::initializer_list<const char*> statements);
   // Takes the answers to what is copied that are there, or waits for all of them.
   void TakeAnswersToCopy(bool waits);
+  void TakeAnswerToCopy();
   void SendNextLines();
   void EndCopy();
   // Undoes the statements of the pipeline and has them retried.

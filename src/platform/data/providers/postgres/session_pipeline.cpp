@@ -108,6 +108,8 @@ void Session::Copy(std::vector<CopiedTable> tables, PipelineSender& sender) {
   next_copied_ = 0;
   is_copying_ = true;
   PQflush(handle_.get());
+  // It asks for rows at once, and works on them while the next are made.
+  while (is_copying_ && next_copied_ == 0) TakeAnswerToCopy();
 }
 
 void Session::GoOnCopying() {
@@ -133,13 +135,17 @@ void Session::TakeAnswersToCopy(bool waits) {
       if (PQisBusy(handle_.get()) != 0 && PQconsumeInput(handle_.get()) != 0 && PQisBusy(handle_.get()) != 0)
         return;
     }
-    ResultPtr result = NextAnswer();
-    if (result == nullptr) return EndCopy();
-    if (PQresultStatus(result.get()) == PGRES_COPY_IN) {
-      SendNextLines();
-    } else {
-      NoteIfFailed(result);
-    }
+    TakeAnswerToCopy();
+  }
+}
+
+void Session::TakeAnswerToCopy() {
+  ResultPtr result = NextAnswer();
+  if (result == nullptr) return EndCopy();
+  if (PQresultStatus(result.get()) == PGRES_COPY_IN) {
+    SendNextLines();
+  } else {
+    NoteIfFailed(result);
   }
 }
 
