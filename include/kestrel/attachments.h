@@ -31,6 +31,10 @@ class KESTREL_EXPORT Attachments {
   template <class Kind, class Connection>
   Kind& Of(Connection& connection) {
     const std::lock_guard lock(connection.CallMutex());
+    // Nearly always it is one and the same name, and to compare what names say takes longer than what is asked for.
+    for (const auto& [type, attachment] : attachments_) {
+      if (type.name() == typeid(Kind).name()) return static_cast<Kind&>(*attachment);
+    }
     for (const auto& [type, attachment] : attachments_) {
       if (type == typeid(Kind)) return static_cast<Kind&>(*attachment);
     }
