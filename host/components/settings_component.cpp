@@ -6,6 +6,7 @@ void SettingsComponent::Bind(Members& members) {
   members.Method("Init", &SettingsComponent::Init);
   members.Method("GetSetting", &SettingsComponent::GetSetting);
   members.Method("SetSetting", &SettingsComponent::SetSetting);
+  members.Get("Generation", &SettingsComponent::Generation);
 }
 
 void SettingsComponent::Init(std::int64_t, const Value& connection) {
@@ -23,6 +24,8 @@ void SettingsComponent::GetSetting(std::string_view group, std::string_view name
                                    std::optional<std::string_view> fallback) {
   result.AssignText(HostSettings().LastKnown(group, name, fallback.value_or("")));
 }
+
+std::uint64_t SettingsComponent::Generation() const { return HostSettings().LastKnownGeneration(); }
 
 void SettingsComponent::SetSetting(std::string_view group, std::string_view name, std::string_view value) {
   HostSettings().Set(group, name, value);

@@ -1,5 +1,4 @@
-// KSBSetting.KSSettings: the host's settings. Cheap to make anew for every question, as the settings
-// themselves are kept with the connection.
+// KSBSetting.KSSettings: the host's settings, which are kept with the connection.
 #pragma once
 
 #include <optional>
@@ -24,6 +23,8 @@ class SettingsComponent final : public BoundObject<SettingsComponent> {
                   std::optional<std::string_view> user_area, std::optional<std::string_view> station_area,
                   std::optional<std::string_view> fallback);
   void SetSetting(std::string_view group, std::string_view name, std::string_view value);
+  // Another one whenever the settings were read anew (kestrel/host_components.h). Errors as GetSetting.
+  std::uint64_t Generation() const;
 
   // Error 91 before Init.
   Settings& HostSettings() const;

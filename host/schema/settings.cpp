@@ -39,12 +39,23 @@ std::string Settings::Get(std::string_view group, std::string_view name, std::st
 
 std::string Settings::LastKnown(std::string_view group, std::string_view name, std::string_view fallback) {
   const std::lock_guard lock(connection_.CallMutex());
+  RefreshIfPossible();
+  return Find(group, name, fallback);
+}
+
+std::uint64_t Settings::LastKnownGeneration() {
+  if (IsFresh()) return generation_;
+  const std::lock_guard lock(connection_.CallMutex());
+  RefreshIfPossible();
+  return generation_;
+}
+
+void Settings::RefreshIfPossible() {
   Trap([this] { Refresh(); },
        [this](const RuntimeError&) {
          if (generation_ == 0 || recovery_ == nullptr || recovery_->LastLoss() == Recovery::Loss::kLasting)
            throw;
        });
-  return Find(group, name, fallback);
 }
 
 std::string Settings::Find(std::string_view group, std::string_view name, std::string_view fallback) const {

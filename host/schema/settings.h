@@ -1,6 +1,6 @@
 // The host's settings (table Einstellungen), kept in memory with a connection.
 //
-// Settings are asked for many times a record. They are read from the table at the first question, when
+// Settings are asked for several times a record. They are read from the table at the first question, when
 // they are older than a quarter second, and after a change through Set. Every call holds the connection's CallMutex, as the
 // thread that ends a write group asks for them too, but for a question that the last reading answers.
 #pragma once
@@ -38,6 +38,8 @@ class Settings final : public Attachment {
   // Another number whenever the table was read anew, so that what was made of the settings can be kept meanwhile. Error
   // 3000 as Get.
   std::uint64_t Generation();
+  // To Generation as LastKnown to Get.
+  std::uint64_t LastKnownGeneration();
   void Set(std::string_view group, std::string_view name, std::string_view value);
 
  private:
@@ -48,6 +50,7 @@ class Settings final : public Attachment {
   };
   bool IsFresh() const;
   void Refresh();
+  void RefreshIfPossible();
   std::string Find(std::string_view group, std::string_view name, std::string_view fallback) const;
 
   Connection& connection_;

@@ -40,6 +40,12 @@ inline constexpr const char* kLogComponent = "KSHProto.Protokoll";
 //   Init         method   the number 0 and the connection, by reference
 //   GetSetting   method   group, name, the result (by reference, becomes a text), "Standard", "Standard", the default
 //
+// A member that the component may have beyond these; looked up once an import:
+//
+//   Generation   property, number   another one whenever a setting may have changed since. The object asked last is kept
+//                                   then; each question begins with this one, and while it gives the same, nothing is
+//                                   created and no setting asked for again. What it raises fails the question.
+//
 // Asked for, in the group "Adressindex": "Doubletindex", "1" where the host keeps an index of addresses by
 // their duplicate keys, and "AlgorithmCode1" to "AlgorithmCode3", how the three keys are made; where the key component
 // has Confirm and the specification names no threshold, "DublettenSchwelle", in per cent ("0": 50).

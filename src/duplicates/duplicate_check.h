@@ -6,7 +6,7 @@
 //
 // Invariants
 //  1. The specification is read per record, and the host's components are made anew for every call, so that a
-//     change of either is seen at once.
+//     change of either is seen at once. Of the settings see duplicates/host_settings.h.
 //  2. What is derived from an image of the specification holds as long as the profile store gives that same
 //     image, and where a record has its columns as long as the records have the same; how records were written that
 //     were held back holds for the import. Nothing else is kept from record to record but buffers.
@@ -22,6 +22,7 @@
 #include "component/session.h"
 #include "duplicates/address_kind.h"
 #include "duplicates/confirmation.h"
+#include "duplicates/host_settings.h"
 #include "duplicates/kept_columns.h"
 #include "duplicates/known_spellings.h"
 #include "kestrel/duplicate_match.h"
@@ -111,7 +112,6 @@ class DuplicateCheck {
   KnownSpellings::Keys KeysInUse(const DuplicateKeys& keys) const;
   double Threshold();
   std::optional<double> ReadThreshold(const std::string& text, const char* place);
-  ObjectPtr NewHostSettings();
   const std::vector<bool>& AssignedFields(const Recordset& record);
 
   struct Kept {
@@ -137,6 +137,7 @@ class DuplicateCheck {
     std::string group;
     std::string query;
     Value key_text_argument;
+    HostSettings host;
     Confirmation confirmation;
     std::vector<DuplicateMatch> candidates;
     KnownSpellings spellings;

@@ -4,8 +4,6 @@
 #include "duplicates/address_kind.h"
 #include "duplicates/duplicate_check.h"
 #include "duplicates/trap_in_function.h"
-#include "kestrel/component_registry.h"
-#include "kestrel/host_components.h"
 #include "platform/base/number.h"
 #include "spec/profile_access.h"
 
@@ -13,7 +11,6 @@ namespace kestrel {
 
 namespace {
 
-constexpr const char* kSettingsGroup = "Adressindex";
 constexpr const char* kThreshold = "DublettenSchwelle";
 
 bool IsOn(const ProfileImage& spec, std::string_view key) {
@@ -30,23 +27,7 @@ DuplicateSettings ReadSettings(const ProfileImage& spec) {
   return settings;
 }
 
-std::string ReadHostSetting(const ObjectPtr& settings, const char* name) {
-  Value result("");
-  CallMethod(settings, "GetSetting", kSettingsGroup, name, ByRef(result), "Standard", "Standard", "0");
-  return result.ToText();
-}
-
 }  // namespace
-
-// A new instance of the host's settings component, ready to read. The connection travels by reference, so
-// what the component leaves there becomes the session's.
-ObjectPtr DuplicateCheck::NewHostSettings() {
-  ObjectPtr settings = session_.platform.components.CreateObject(kSettingsComponent);
-  Value connection(session_.HostConnection);
-  CallMethod(settings, "Init", 0, ByRef(connection));
-  session_.HostConnection = connection.ToObject();
-  return settings;
-}
 
 // In per cent; none where nothing is set. What is no threshold is told once and passed over: a slip of the pen must not
 // turn the check off.
@@ -86,26 +67,26 @@ std::int64_t GetAddressType(const Session& session) {
 }
 
 bool DuplicateCheck::isDoublettIndex() {
-  bool answer = false;
-  TrapInFunction(session_, "isDoublettIndex",
-                 [&] { answer = ReadHostSetting(NewHostSettings(), "Doubletindex") == "1"; });
-  return answer;
+  std::string text;
+  const bool read = TrapInFunction(session_, "isDoublettIndex", [&] {
+    kept_.host.Read(session_, {{"Doubletindex", text}});
+  });
+  return read && text == "1";
 }
 
 // The specification's own, else the host's. A setting that the host lacks reads as "0".
 double DuplicateCheck::Threshold() {
   if (settings_.threshold) return *settings_.threshold;
-  const std::string text = ReadHostSetting(NewHostSettings(), kThreshold);
+  std::string text;
+  kept_.host.Read(session_, {{kThreshold, text}});
   if (text == "0") return Confirmation::kDefaultThreshold;
   return ReadThreshold(text, "den Einstellungen zu Adressindex").value_or(Confirmation::kDefaultThreshold);
 }
 
 void DuplicateCheck::GetDoubletAlgorithmCode(std::string& code1, std::string& code2, std::string& code3) {
   const bool read = TrapInFunction(session_, "GetDoubletAlgorithmCode", [&] {
-    const ObjectPtr settings = NewHostSettings();
-    code1 = ReadHostSetting(settings, "AlgorithmCode1");
-    code2 = ReadHostSetting(settings, "AlgorithmCode2");
-    code3 = ReadHostSetting(settings, "AlgorithmCode3");
+    kept_.host.Read(session_,
+                    {{"AlgorithmCode1", code1}, {"AlgorithmCode2", code2}, {"AlgorithmCode3", code3}});
   });
   if (!read) {
     code1.clear();
