@@ -31,6 +31,7 @@
 
 namespace kestrel {
 
+class Connection;
 class ImportLogs;
 
 // The section of the specification that holds the settings of the check.
@@ -111,6 +112,7 @@ class DuplicateCheck {
   void LearnSpelling(const std::string& key_text, const DuplicateKeys& keys, const DuplicateMatch& match);
   KnownSpellings::Keys KeysInUse(const DuplicateKeys& keys) const;
   double Threshold();
+  Connection* HostConnection();
   std::optional<double> ReadThreshold(const std::string& text, const char* place);
   const std::vector<bool>& AssignedFields(const Recordset& record);
 
@@ -138,6 +140,8 @@ class DuplicateCheck {
     std::string query;
     Value key_text_argument;
     HostSettings host;
+    ObjectPtr host_object;
+    Connection* host_connection = nullptr;  // that object
     Confirmation confirmation;
     std::vector<DuplicateMatch> candidates;
     KnownSpellings spellings;

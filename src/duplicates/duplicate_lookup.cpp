@@ -111,7 +111,8 @@ class MostKeysFirst {
 
 // Whether a text that stands in the query unescaped makes it another one than it looks.
 bool ChangesQuery(std::string_view text) {
-  return text.find_first_of(std::string_view("'\0", 2)) != std::string_view::npos;
+  // Not find_first_of, which looks each character up.
+  return std::ranges::any_of(text, [](char c) { return c == '\'' || c == '\0'; });
 }
 
 // The keys in use, as the query looks for them. Lives as long as `keys`.
@@ -131,11 +132,6 @@ class SoughtKeys {
   std::array<SoughtValue, 3> sought_;
   std::size_t count_ = 0;
 };
-
-// Where the host's connection is asked for nothing but rows with these keys; else null.
-Connection* PlainlySought(const ObjectPtr& host, const SoughtKeys& sought, std::string_view reference) {
-  return ChangesQuery(reference) || sought.ChangeQuery() ? nullptr : dynamic_cast<Connection*>(host.get());
-}
 
 // Whether it is known that no row has one of the keys.
 bool LacksAll(Connection& connection, const SoughtKeys& sought) {
@@ -249,7 +245,9 @@ bool DuplicateCheck::LookUp(const std::string& key_text, const DuplicateKeys& ke
                             const std::string& reference, std::int64_t address_type, bool overwrite,
                             DuplicateMatch* match) {
   const SoughtKeys sought(settings_, keys);
-  Connection* const plain = PlainlySought(session_.HostConnection, sought, reference);
+  // Where the host's connection is asked for nothing but rows with these keys.
+  const bool is_plain = !ChangesQuery(reference) && !sought.ChangeQuery();
+  Connection* const plain = is_plain ? HostConnection() : nullptr;
   if (plain != nullptr && LacksAll(*plain, sought)) return false;
   if (!MayConfirm(key_text, keys, reference)) return false;
   std::vector<DuplicateMatch>& candidates = kept_.candidates;
@@ -267,6 +265,15 @@ bool DuplicateCheck::LookUp(const std::string& key_text, const DuplicateKeys& ke
   // A row that cannot be read tells less, but is a duplicate all the same.
   Trap([&] { ReadMatch(*found, settings_, keys, *match); }, [](const RuntimeError&) {});
   return true;
+}
+
+// Null where it is no connection of the component's; what it is was found out for the object asked about last.
+Connection* DuplicateCheck::HostConnection() {
+  if (kept_.host_object != session_.HostConnection) {
+    kept_.host_object = session_.HostConnection;
+    kept_.host_connection = dynamic_cast<Connection*>(kept_.host_object.get());
+  }
+  return kept_.host_connection;
 }
 
 bool DuplicateCheck::Chooses(const std::string& key_text, std::vector<DuplicateMatch>& candidates,

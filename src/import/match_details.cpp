@@ -26,7 +26,9 @@ void MatchDetails::AskClass(const ObjectPtr& import_class) {
 void MatchDetails::NoteStored(std::string_view number_text, std::int32_t ordinal) {
   const auto number = WholeNumber(number_text);
   if (!number) return;
-  const auto behind = stored_.upper_bound(*number);
+  // Most sources number their records upwards.
+  const bool is_last = stored_.empty() || stored_.rbegin()->first <= *number;
+  const auto behind = is_last ? stored_.end() : stored_.upper_bound(*number);
   if (behind != stored_.begin()) {
     auto& [first, range] = *std::prev(behind);
     const std::int64_t offset = *number - first;
