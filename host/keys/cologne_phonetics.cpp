@@ -1,5 +1,7 @@
 #include "keys/cologne_phonetics.h"
 
+#include <array>
+
 namespace kestrel::host {
 
 namespace {
@@ -19,41 +21,41 @@ char CodeOfC(char before, char after) {
   return IsIn<'A', 'H', 'K', 'O', 'Q', 'U', 'X'>(after) ? '4' : '8';
 }
 
-// The digit of a letter between its neighbours ('\0' at the word's ends). X is two digits; this is the last.
+// The digit of one of the letters that their neighbours ('\0' at the word's ends) tell. X is two digits; this is the last.
 char CodeOf(char letter, char before, char after) {
   switch (letter) {
-    case 'A':
-    case 'E':
-    case 'I':
-    case 'J':
-    case 'O':
-    case 'U':
-    case 'Y': return '0';
-    case 'B': return '1';
     case 'P': return after == 'H' ? '3' : '1';
-    case 'D':
-    case 'T': return IsIn<'C', 'S', 'Z'>(after) ? '8' : '2';
-    case 'F':
-    case 'V':
-    case 'W': return '3';
-    case 'G':
-    case 'K':
-    case 'Q': return '4';
     case 'C': return CodeOfC(before, after);
-    case 'X':
-    case 'S':
-    case 'Z': return '8';
-    case 'L': return '5';
-    case 'M':
-    case 'N': return '6';
-    case 'R': return '7';
-    default: return kNone;
+    case 'X': return '8';
+    default: return IsIn<'C', 'S', 'Z'>(after) ? '8' : '2';
   }
 }
 
+constexpr char kByNeighbours = '?';
+
+// What other characters become, and which letters CodeOf tells. Looked up, as a branch for each letter would be foreseen by
+// no processor.
+constexpr auto kDigits = [] {
+  std::array<char, 256> digits{};
+  const auto set = [&digits](std::string_view letters, char digit) {
+    for (const char letter : letters) digits[static_cast<unsigned char>(letter)] = digit;
+  };
+  set("AEIJOUY", '0');
+  set("B", '1');
+  set("FVW", '3');
+  set("GKQ", '4');
+  set("L", '5');
+  set("MN", '6');
+  set("R", '7');
+  set("SZ", '8');
+  set("CDPTX", kByNeighbours);
+  return digits;
+}();
+
 }  // namespace
 
-void AppendCologneCode(std::string& code, std::string_view word) {
+void AppendCologneCode(std::string& code, std::string_view word, std::size_t most) {
+  const std::size_t enough = most > std::string::npos - code.size() ? std::string::npos : code.size() + most;
   char last = kNone;
   bool first = true;
   const auto append = [&](char digit) {
@@ -62,12 +64,17 @@ void AppendCologneCode(std::string& code, std::string_view word) {
     last = digit;
     first = false;
   };
-  for (std::size_t i = 0; i < word.size(); ++i) {
-    const char before = i == 0 ? '\0' : word[i - 1];
-    const char after = i + 1 < word.size() ? word[i + 1] : '\0';
-    if (word[i] == 'X' && !IsIn<'C', 'K', 'Q'>(before)) append('4');
-    if (const char digit = CodeOf(word[i], before, after); digit != kNone) append(digit);
+  for (std::size_t i = 0; i < word.size() && code.size() < enough; ++i) {
+    char digit = kDigits[static_cast<unsigned char>(word[i])];
+    if (digit == kByNeighbours) {
+      const char before = i == 0 ? '\0' : word[i - 1];
+      const char after = i + 1 < word.size() ? word[i + 1] : '\0';
+      if (word[i] == 'X' && !IsIn<'C', 'K', 'Q'>(before)) append('4');
+      digit = CodeOf(word[i], before, after);
+    }
+    if (digit != kNone) append(digit);
   }
+  if (code.size() > enough) code.resize(enough);
 }
 
 }  // namespace kestrel::host

@@ -32,14 +32,15 @@ constexpr std::string_view kCommonTowns[] = {
 // The code of one word; of one without a sound (digits, other scripts) the word itself.
 void AppendSound(std::string& text, std::string_view word, std::size_t most) {
   const std::size_t start = text.size();
-  AppendCologneCode(text, word);
-  if (text.size() == start) text += word;
-  if (text.size() > start + most) text.resize(start + most);
+  AppendCologneCode(text, word, most);
+  if (text.size() == start) text.append(word, 0, most);
 }
 
 void AppendTown(std::string& text, const AddressView& address) {
   std::string_view word = address.town_word;
   for (const std::string_view beginning : kCommonTowns) {
+    // Compared here, as a call for each of them would take longer than all the rest.
+    if (word.empty() || word[0] != beginning[0]) continue;
     if (word.size() < beginning.size() + 3 || !word.starts_with(beginning)) continue;
     text += word[0];
     word.remove_prefix(beginning.size());
@@ -63,21 +64,19 @@ bool AppendPlace(std::string& text, const AddressView& address) {
 
 // Of the names' sounds the first or the last; initials count where there is nothing else.
 bool AppendName(std::string& text, const AddressView& address, bool last, std::size_t most) {
-  constexpr std::size_t kRoom = 64;
+  // Which of two beginnings comes first is which of the whole ones does, where it matters.
   std::string best;
   std::string sound;
-  best.reserve(kRoom);
-  sound.reserve(kRoom);
   for (const std::size_t shortest : {std::size_t{2}, std::size_t{1}}) {
     for (const std::string_view name : address.names()) {
       if (name.size() < shortest) continue;
       sound.clear();
-      AppendSound(sound, name, kRoom);
+      AppendSound(sound, name, most);
       if (best.empty() || (last ? best < sound : sound < best)) best.swap(sound);
     }
     if (!best.empty()) break;
   }
-  text.append(best, 0, most);
+  text += best;
   return !best.empty();
 }
 

@@ -65,6 +65,55 @@ TEST(ColognePhonetics, CodesOfThePublishedRules) {
   EXPECT_EQ(Code("H"), "");
 }
 
+// The rules letter by letter, without a table.
+std::string CodeByRules(std::string_view word) {
+  const auto is_in = [](char letter, std::string_view letters) { return letters.find(letter) != letters.npos; };
+  std::string all;
+  for (std::size_t i = 0; i < word.size(); ++i) {
+    const char letter = word[i];
+    const std::string_view before = word.substr(0, i).empty() ? "" : word.substr(i - 1, 1);
+    const std::string_view after = word.substr(i + 1, 1);
+    const auto follows = [&](std::string_view letters) { return !after.empty() && is_in(after[0], letters); };
+    const auto is_behind = [&](std::string_view letters) {
+      return !before.empty() && is_in(before[0], letters);
+    };
+    if (is_in(letter, "AEIJOUY")) all += '0';
+    if (letter == 'B' || (letter == 'P' && !follows("H"))) all += '1';
+    if (is_in(letter, "DT")) all += follows("CSZ") ? '8' : '2';
+    if (is_in(letter, "FVW") || (letter == 'P' && follows("H"))) all += '3';
+    if (is_in(letter, "GKQ")) all += '4';
+    if (letter == 'X') all += is_behind("CKQ") ? "8" : "48";
+    if (letter == 'C') {
+      const bool is_hard = before.empty() ? follows("AHKLOQRUX") : !is_behind("SZ") && follows("AHKOQUX");
+      all += is_hard ? '4' : '8';
+    }
+    if (letter == 'L') all += '5';
+    if (is_in(letter, "MN")) all += '6';
+    if (letter == 'R') all += '7';
+    if (is_in(letter, "SZ")) all += '8';
+  }
+  std::string code;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    if ((i == 0 || all[i] != all[i - 1]) && (i == 0 || all[i] != '0')) code += all[i];
+  }
+  return code;
+}
+
+TEST(ColognePhonetics, AnyWordHasTheCodeOfTheRulesAndItsBeginning) {
+  std::mt19937 random(1);
+  for (int i = 0; i < 20000; ++i) {
+    std::string word;
+    for (auto left = random() % 12; left > 0; --left) word += "ABCDEFGHIJKLMNOPQRSTUVWXYZ4\xC3"[random() % 28];
+    const std::string code = CodeByRules(word);
+    ASSERT_EQ(Code(word), code) << word;
+    for (std::size_t most = 0; most <= code.size() + 1; ++most) {
+      std::string beginning = "12";
+      AppendCologneCode(beginning, word, most);
+      ASSERT_EQ(beginning, "12" + code.substr(0, most)) << word << " " << most;
+    }
+  }
+}
+
 TEST(FoldedText, WaysOfWritingNoLongerDiffer) {
   EXPECT_EQ(Folded("Müller-Lüdenscheidt & Söhne"), "MUELLER LUEDENSCHEIDT SOEHNE");
   EXPECT_EQ(Folded("  Straße „Zur Post“ – 5a. "), "STRASSE ZUR POST 5A");
