@@ -56,11 +56,7 @@ bool DoubletFunctions::ReadCandidate(Connection& connection, std::int64_t addres
 double DoubletFunctions::HighestScore(const ObjectPtr& connection, std::string_view key_text,
                                       std::string_view key1, std::string_view key2, std::string_view key3) {
   Connection& opened = RequireConnection(connection);
-  const std::array<std::string_view, KnownAddresses::kKeys> keys = {key1, key2, key3};
-  KnownAddresses::Hashes hashes{};
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    if (!keys[i].empty()) hashes[i] = KnownKeys::HashOf(i, keys[i]);
-  }
+  const KnownKeys::Hashes hashes = KnownKeys::HashesOf({key1, key2, key3});
   double highest = -1;
   const AddressView& record = keys_->PartsOf(key_text);
   const std::lock_guard lock(opened.CallMutex());

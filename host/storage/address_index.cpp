@@ -104,6 +104,7 @@ void AddressIndex::BuildKeys(std::int64_t number, const IndexedAddress& address)
   AppendKeyText(key_text_, address);
   const auto& codes = Codes();
   for (std::size_t i = 0; i < codes.size(); ++i) built_[i] = keys_->Build(codes[i], key_text_);
+  hashes_ = KnownKeys::HashesOf(built_);
 }
 
 // The keys come first and the address's number fourth, in all statements.
@@ -144,8 +145,8 @@ void AddressIndex::AppendNew(CopiedRows& rows, const IndexRow& row) const {
 
 void AddressIndex::MakeRow(std::int64_t number, const IndexedAddress& address, IndexRow& row) {
   BuildKeys(number, address);
-  known_.Remember(built_, keys_->PartsOf(key_text_));
-  known_.Announce(built_);
+  known_.Remember(hashes_, keys_->PartsOf(key_text_));
+  known_.Announce(built_, hashes_);
   std::ranges::copy(built_, row.keys.begin());
   row.number = number;
   row.reference = std::to_string(number);
@@ -155,8 +156,8 @@ void AddressIndex::Add(std::int64_t number, const IndexedAddress& address) {
   // A server is sent rows together by another way, which is told which of them fails.
   if (connection_.pipeline() != nullptr || !new_rows_.MayAdd()) return Write(number, address);
   BuildKeys(number, address);
-  known_.Remember(built_, keys_->PartsOf(key_text_));
-  new_rows_.Add(number * kTypesPerNumber + address_type_, built_);
+  known_.Remember(hashes_, keys_->PartsOf(key_text_));
+  new_rows_.Add(number * kTypesPerNumber + address_type_, built_, hashes_);
 }
 
 void AddressIndex::Write(std::int64_t number, const IndexedAddress& address) {

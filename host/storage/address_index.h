@@ -100,6 +100,7 @@ class AddressIndex {
   std::shared_ptr<KeyMemory> keys_;
   KnownKeys& known_;
   KnownKeys::Keys built_;  // the keys bound last, while keys_ has them
+  KnownKeys::Hashes hashes_{};
   IndexRowBuffer new_rows_;
   RowInserts add_;
   RowInserts add_absent_;

@@ -45,8 +45,8 @@ IndexRowBuffer::~IndexRowBuffer() {
   if (failure_ || !rows_.empty()) group_.Flush();
 }
 
-void IndexRowBuffer::Add(std::int64_t id, const KnownKeys::Keys& keys) {
-  known_.Announce(keys);
+void IndexRowBuffer::Add(std::int64_t id, const KnownKeys::Keys& keys, const KnownKeys::Hashes& hashes) {
+  known_.Announce(keys, hashes);
   Row row{0, id, characters_.size(), {}, {}, false};
   for (std::size_t i = 0; i < keys.size(); ++i) {
     if (row.order == 0) row.order = OrderOf(keys[i]);

@@ -42,8 +42,8 @@ class IndexRowBuffer final : private GroupMember {
 
   // Inside a step of GroupedWrites::Store: whether rows may wait, or are to be stored at once.
   bool MayAdd() const { return group_.MayWriteBehind(); }
-  // Then: a row that replaces any of this AdressId. KnownKeys is told. Raises nothing.
-  void Add(std::int64_t id, const KnownKeys::Keys& keys);
+  // Then: a row that replaces any of this AdressId. `hashes` are those of the keys. KnownKeys is told. Raises nothing.
+  void Add(std::int64_t id, const KnownKeys::Keys& keys, const KnownKeys::Hashes& hashes);
 
  private:
   struct Row {

@@ -111,7 +111,14 @@ class KnownAddresses::Ring {
   Ring(const KnownAddresses& known, std::size_t column, std::uint64_t hash) : column_(column) {
     if (hash == 0) return;
     last_ = known.HeadOf(TagOf(hash));
-    next_ = last_ == 0 ? 0 : known.LinkAfter(last_);
+    next_ = last_;
+    known.PrefetchEntry(last_);
+  }
+  // Once all rings have begun.
+  void Enter(const KnownAddresses& known) {
+    if (last_ == 0) return;
+    next_ = known.LinkAfter(last_);
+    known.PrefetchEntry(next_);
   }
 
   bool IsAtEnd() const { return next_ == 0; }
@@ -123,6 +130,7 @@ class KnownAddresses::Ring {
       if (++alike_[agreeing] <= kMostAlike) known.by_keys_[agreeing].push_back(place);
     }
     next_ = next_ == last_ ? 0 : known.LinkAfter(next_);
+    known.PrefetchEntry(next_);
   }
   bool HasEnough(std::size_t agreeing) const { return alike_[agreeing] >= kMostAlike; }
   void End() { next_ = 0; }
@@ -139,6 +147,7 @@ void KnownAddresses::Collect(const Hashes& hashes) const {
   for (std::vector<std::uint32_t>& places : by_keys_) places.clear();
   std::array<Ring, kKeys> rings;
   for (std::size_t i = 0; i < kKeys; ++i) rings[i] = Ring(*this, i, hashes[i]);
+  for (Ring& ring : rings) ring.Enter(*this);
   const auto in_use =
       static_cast<std::size_t>(std::ranges::count_if(hashes, [](std::uint64_t hash) { return hash != 0; }));
   const auto are_going = [&] {
@@ -174,6 +183,10 @@ void KnownAddresses::Link(std::size_t place) {
 
 bool KnownAddresses::Add(const Hashes& hashes, const AddressView& address) {
   Entry entry{};
+  // Packing takes as long as fetching what the new entry is linked with.
+  for (const std::uint64_t hash : hashes) {
+    if (hash != 0 && !heads_.empty()) PrefetchEntry(HeadOf(TagOf(hash)));
+  }
   if (!Pack(address, entry.text)) {
     return std::ranges::all_of(hashes, [this](std::uint64_t hash) { return hash == 0 || AddUnknown(hash); });
   }

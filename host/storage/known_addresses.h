@@ -53,6 +53,10 @@ class KnownAddresses final : public Attachment {
   void Keep(std::function<bool()> holds_all) { holds_all_ = std::move(holds_all); }
   // These two answer false where the memory is used up even for keys; then everything is to be cleared.
   bool Add(const Hashes& hashes, const AddressView& address);
+  // Before an address with that key is added, or looked for: has the processor fetch where it stands.
+  void Prefetch(std::uint64_t hash) const {
+    if (!heads_.empty()) __builtin_prefetch(&heads_[PlaceOf(TagOf(hash))]);
+  }
   bool AddUnknown(std::uint64_t hash) { return unknown_.Add(hash); }
   // Gives the memory up.
   void Clear();
@@ -84,8 +88,12 @@ class KnownAddresses final : public Attachment {
 
   static std::uint32_t TagOf(std::uint64_t hash) { return static_cast<std::uint32_t>(hash) | 1U; }
   // Entries are called by place and column: a link is 1 + kKeys * place + column.
-  std::uint32_t& HeadOf(std::uint32_t tag) { return heads_[(tag >> 1U) & (heads_.size() - 1)]; }
-  std::uint32_t HeadOf(std::uint32_t tag) const { return heads_[(tag >> 1U) & (heads_.size() - 1)]; }
+  std::size_t PlaceOf(std::uint32_t tag) const { return (tag >> 1U) & (heads_.size() - 1); }
+  std::uint32_t& HeadOf(std::uint32_t tag) { return heads_[PlaceOf(tag)]; }
+  std::uint32_t HeadOf(std::uint32_t tag) const { return heads_[PlaceOf(tag)]; }
+  void PrefetchEntry(std::uint32_t link) const {
+    if (link != 0) __builtin_prefetch(&entries_[(link - 1) / kKeys]);
+  }
   std::uint32_t& NextOf(std::uint32_t link) { return entries_[(link - 1) / kKeys].next[(link - 1) % kKeys]; }
   std::uint32_t LinkAfter(std::uint32_t link) const {
     return entries_[(link - 1) / kKeys].next[(link - 1) % kKeys];

@@ -24,6 +24,14 @@ std::uint64_t KnownKeys::HashOf(std::size_t column, std::string_view key) {
   return hash ^ (hash >> 29);
 }
 
+KnownKeys::Hashes KnownKeys::HashesOf(const Keys& keys) {
+  Hashes hashes{};
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    if (!keys[i].empty()) hashes[i] = HashOf(i, keys[i]);
+  }
+  return hashes;
+}
+
 std::optional<std::size_t> KnownKeys::ColumnOf(std::string_view name) {
   const auto column = std::find(kColumns.begin(), kColumns.end(), name);
   if (column == kColumns.end()) return std::nullopt;
@@ -72,7 +80,7 @@ void KnownKeys::Forget(State state) {
   state_ = state;
 }
 
-void KnownKeys::Announce(const Keys& keys) {
+void KnownKeys::Announce(const Keys& keys, const Hashes& hashes) {
   if (ahead_ != nullptr) {
     ahead_->Stored(keys);
     lock_.WillStore();
@@ -81,22 +89,18 @@ void KnownKeys::Announce(const Keys& keys) {
   if (state_ != State::kComplete) rows_to_learn_ += kRowsAStored;
   if (state_ == State::kUnknown) return;
   for (std::size_t i = 0; i < keys.size(); ++i) {
-    if (!keys[i].empty()) Add(i, keys[i]);
+    if (!keys[i].empty()) Add(hashes[i]);
   }
 }
 
-void KnownKeys::Remember(const Keys& keys, const AddressView& address) {
+void KnownKeys::Remember(const Hashes& hashes, const AddressView& address) {
   if (state_ == State::kOff || state_ == State::kUnknown) return;
-  KnownAddresses::Hashes hashes{};
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    if (!keys[i].empty()) hashes[i] = HashOf(i, keys[i]);
-  }
   if (!addresses_.Add(hashes, address)) Forget(State::kOff);
 }
 
 // False where nothing is known any more.
-bool KnownKeys::Add(std::size_t column, std::string_view key) {
-  if (state_ != State::kOff && !filter_.Add(HashOf(column, key))) Forget(State::kOff);
+bool KnownKeys::Add(std::uint64_t hash) {
+  if (state_ != State::kOff && !filter_.Add(hash)) Forget(State::kOff);
   return state_ != State::kOff;
 }
 
@@ -113,16 +117,23 @@ bool KnownKeys::HoldsAll() {
   return holds_all;
 }
 
-bool KnownKeys::LacksAll(std::span<const SoughtValue> values) const {
-  std::array<std::uint64_t, kColumns.size()> hashes{};
-  if (values.size() > hashes.size()) return false;
+// None where there are other columns or more than one can look for. Has the processor fetch what the look-up is about to
+// look at, and where the record will be remembered, which it mostly is.
+std::optional<KnownKeys::Hashes> KnownKeys::Foresee(std::span<const SoughtValue> values) const {
+  Hashes hashes{};
+  if (values.size() > hashes.size()) return std::nullopt;
   for (std::size_t i = 0; i < values.size(); ++i) {
     const auto column = ColumnOf(values[i].first);
-    if (!column) return false;
+    if (!column) return std::nullopt;
     hashes[i] = HashOf(*column, values[i].second);
     filter_.Prefetch(hashes[i]);
+    addresses_.Prefetch(hashes[i]);
   }
-  return std::none_of(hashes.begin(), hashes.begin() + static_cast<std::ptrdiff_t>(values.size()),
+  return hashes;
+}
+
+bool KnownKeys::LacksAll(const Hashes& hashes, std::size_t count) const {
+  return std::none_of(hashes.begin(), hashes.begin() + static_cast<std::ptrdiff_t>(count),
                       [this](std::uint64_t hash) { return filter_.MayContain(hash); });
 }
 
@@ -140,6 +151,8 @@ void KnownKeys::LearnBetweenGroups() {
 }
 
 bool KnownKeys::Lacks(std::span<const SoughtValue> values) {
+  const std::optional<Hashes> hashes =
+      state_ == State::kOff || ahead_ != nullptr ? std::nullopt : Foresee(values);
   LearnBetweenGroups();
   // What cannot be looked for is not stored either, whatever is answered here.
   if (!lock_.BeforeLookUp()) return true;
@@ -150,7 +163,7 @@ bool KnownKeys::Lacks(std::span<const SoughtValue> values) {
     if (!IsCurrent()) Forget(State::kUnknown);
     if (state_ != State::kComplete) Learn();
     if (state_ != State::kComplete) return;
-    lacks = LacksAll(values);
+    lacks = hashes && LacksAll(*hashes, values.size());
   };
   Trap(ask, [this](const RuntimeError&) { Forget(State::kOff); });
   return lacks;
@@ -204,7 +217,10 @@ bool KnownKeys::ServerLacks(std::span<const SoughtValue> values) {
     Wish(is_asked_together_ ? KeysAhead::kRecords : 0);
     asked_ = sought_ = 0;
   }
-  if (HoldsAll() && LacksAll(values)) return true;
+  if (HoldsAll()) {
+    const std::optional<Hashes> hashes = Foresee(values);
+    if (hashes && LacksAll(*hashes, values.size())) return true;
+  }
   const ComingLookUps::Rows rows = ahead_->Find(values);
   return rows && rows->empty();
 }
@@ -261,8 +277,9 @@ void KnownKeys::LearnRows() {
   for (const RecordsetPtr rows = next_rows_->Open(); !rows->IsEof(); rows->MoveNext(), --rows_to_learn_) {
     last_row = rows->ValueAt(0).ToInteger();
     for (std::size_t i = 0; i < kColumns.size(); ++i) {
-      if (rows->IsNull(i + 1) || !Add(i, rows->TextAt(i + 1))) continue;
-      if (!addresses_.AddUnknown(HashOf(i, rows->TextAt(i + 1)))) Forget(State::kOff);
+      if (rows->IsNull(i + 1)) continue;
+      const std::uint64_t hash = HashOf(i, rows->TextAt(i + 1));
+      if (Add(hash) && !addresses_.AddUnknown(hash)) Forget(State::kOff);
     }
   }
   if (state_ == State::kOff) return;

@@ -65,14 +65,17 @@ class KnownKeys final : public Attachment {
   // The column of the keys, counted from 0; none for another one.
   static std::optional<std::size_t> ColumnOf(std::string_view name);
   static std::uint64_t HashOf(std::size_t column, std::string_view key);
+  // Of the three keys of an address; 0 for one that is empty.
+  using Hashes = KnownAddresses::Hashes;
+  static Hashes HashesOf(const Keys& keys);
 
   // Before Store and Announce: the address whose keys these are.
-  void Remember(const Keys& keys, const AddressView& address);
+  void Remember(const Hashes& hashes, const AddressView& address);
   // Runs `store`, which adds or changes the row of an address with these keys, and passes on what it gives and
   // raises.
   template <class Step>
   auto Store(const Keys& keys, Step&& store) {
-    Announce(keys);
+    Announce(keys, HashesOf(keys));
     return StoreAnnounced(std::forward<Step>(store));
   }
   // What the index or its table holds of the address with this AdressId is about to become something else.
@@ -84,7 +87,7 @@ class KnownKeys final : public Attachment {
     return ahead_ == nullptr ? std::nullopt : ahead_->KeyTextOf(address_type, reference);
   }
   // The two halves of it, where rows are stored later than queries are to know of them.
-  void Announce(const Keys& keys);
+  void Announce(const Keys& keys, const Hashes& hashes);
   template <class Step>
   auto StoreAnnounced(Step&& store) {
     const OwnRows own(*this);
@@ -117,12 +120,14 @@ class KnownKeys final : public Attachment {
   void Wish(std::size_t at_once);
   bool HoldsAll();
   void LearnBetweenGroups();
-  bool LacksAll(std::span<const SoughtValue> values) const;
+  // Of the values that are looked for, in their order.
+  std::optional<Hashes> Foresee(std::span<const SoughtValue> values) const;
+  bool LacksAll(const Hashes& hashes, std::size_t count) const;
   bool IsCurrent();
   std::string Version();
   void Learn();
   void LearnRows();
-  bool Add(std::size_t column, std::string_view key);
+  bool Add(std::uint64_t hash);
   void Forget(State state);
 
   Connection& connection_;
