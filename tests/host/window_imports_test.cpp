@@ -59,13 +59,13 @@ class WatchedImport {
       set("PLZ", number % 100 == 9 ? std::string(200, '5') : "50667");
       CallMethod(importer_, "ImportRecord", ByRef(record));
       ++handed_over;
-      Note(number);
+      Note();
     }
   }
   void Finish() {
-    while (CallMethod(importer_, "NextLateError").ToBool()) Note(0);
+    while (CallMethod(importer_, "NextLateError").ToBool()) Note();
     CallMethod(importer_, "AfterImport");
-    Note(0);
+    Note();
     CallMethod(importer_, "RunEnds", "finished", handed_over, 0, 0, 0, 0, 0, 0, "");
   }
 
@@ -99,17 +99,17 @@ class WatchedImport {
   std::thread::id asking;
   int handed_over = 0;
   int lost = 0;
-  // What was told, and of which records: those of the group that was lost depend on the moment.
+  // What was told. Whether a record's own error comes with its number depends on the moment: it does where a refusal of
+  // an earlier one has just come back. Which records are stored, their rows tell.
   std::vector<std::string> told;
 
  private:
-  void Note(int number) {
+  void Note() {
     if (GetProperty(importer_, "ErrorCode").ToInteger() == 0) return;
     const std::int64_t first = GetProperty(importer_, "ErrorFirstRecord").ToInteger();
     const std::int64_t last = GetProperty(importer_, "ErrorLastRecord").ToInteger();
     lost += first == 0 ? 1 : static_cast<int>(last - first) + 1;
-    told.push_back((first == 0 ? std::to_string(number) + ": " : std::string()) +
-                   GetProperty(importer_, "ErrorDescription").ToText());
+    told.push_back(GetProperty(importer_, "ErrorDescription").ToText());
   }
 
   ComponentRegistry components_;
