@@ -88,8 +88,8 @@ RecordsetPtr PostgresConnection::OpenRecordset(std::string_view sql) {
     // A literal may stand where no parameter may, or have another type than one; then the text is taken as it
     // stands, and tells its own error if it has one.
     const bool is_open = Trap(open, [&](const RuntimeError&) {
-      // A lock or a lost server, which the text would only wait for once more.
-      if (!session->StopReason().empty()) throw;
+      // A lock or a full disk, which the text would only meet once more; but a lost server may be back.
+      if (session->LastLoss() == Loss::kLasting && !session->StopReason().empty()) throw;
     });
     if (is_open) return rows;
   }
