@@ -127,12 +127,12 @@ class GroupedWrites final : public Attachment {
 
   // Inside PipelineSender::RetryPipeline: `work` stores records that were undone again, one by one with Store
   // and raising nothing. All of them stay in the transaction in which they were. Where that one is gone, the
-  // other records of the group are lost.
+  // other records of the group are lost. Where the calling thread keeps windows, another one does it.
   template <class Work>
   void Retry(Work&& work) {
     if (open_ && !connection_.InTransaction()) LoseGroup(TransactionIsGone(connection_.StopReason()));
     const bool before = std::exchange(retrying_, true);
-    std::forward<Work>(work)();
+    connection_.CallMutex().Aside(std::forward<Work>(work));
     retrying_ = before;
   }
 

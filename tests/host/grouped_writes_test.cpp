@@ -277,6 +277,27 @@ TEST_F(Grouped, AreStoredByAnotherThreadWhereTheirsKeepsWindows) {
   GroupedWrites::Leave(*connection, threads);
 }
 
+TEST_F(Grouped, AreStoredAgainByAnotherThreadWhereTheirsKeepsWindows) {
+  const std::lock_guard no_timer(connection->CallMutex());
+  GroupedWrites& group = GroupedWrites::Of(*connection);
+  const auto thread_of_retry = [&] {
+    std::thread::id thread;
+    group.Retry([&] {
+      connection->Execute("DELETE FROM t WHERE n = -1");
+      thread = std::this_thread::get_id();
+    });
+    return thread;
+  };
+  const auto yes = [](int) { return true; };
+  testing::WindowWatch window(yes);
+  connection->WatchWaits(&window);
+  EXPECT_NE(thread_of_retry(), std::this_thread::get_id());
+  testing::ScriptedWatch console(yes);
+  connection->WatchWaits(&console);
+  EXPECT_EQ(thread_of_retry(), std::this_thread::get_id());
+  connection->WatchWaits(nullptr);
+}
+
 TEST_F(Grouped, AKilledProgramLosesItsOpenGroupAtMostAndNoHalfRecord) {
   connection->Execute("CREATE TABLE half (n INTEGER PRIMARY KEY)");
   connection->Close();
