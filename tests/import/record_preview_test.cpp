@@ -76,6 +76,13 @@ TEST_F(RecordPreviewTest, SaysWhatIsCutButNotOfBlanks) {
   EXPECT_EQ(records[1][0].state, PreviewedField::State::kFine);
 }
 
+TEST_F(RecordPreviewTest, SaysThatAFieldOfNoSizeTakesNothing) {
+  UseSource("Wert;Rest\nabcdef;r\n");
+  Assign({.field = "Bez1", .destination = "Wert", .size = 0});
+  EXPECT_EQ(Only().text, "");
+  EXPECT_EQ(Only().state, PreviewedField::State::kChanged);
+}
+
 TEST_F(RecordPreviewTest, ADateThatIsNoneIsToldThoughTheRunPassesItOn) {
   UseSource("Wert;Rest\n31.02.2024;r\n01.02.2024;r\n20240201000000;r\n;r\n");
   Assign({.field = "Seit", .destination = "Wert", .format = "tt.mm.jjjj"});

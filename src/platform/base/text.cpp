@@ -202,7 +202,7 @@ std::string_view detail::CountedLeft(std::string_view text, std::size_t characte
     }
     if ((seen & 0x8080808080808080U) == 0) return text.substr(0, characters);
   }
-  if (characters == 0) return {};
+  if (characters == 0) return text.substr(0, 0);
   // What the first byte begins is one, whatever it is; then eight bytes at once while they cannot begin too many.
   --characters;
   std::size_t position = 1;

@@ -67,6 +67,8 @@ TEST(Text, CutsOfAnyTextAreThoseOfItsCharactersOneByOne) {
     for (auto left = random() % 12; left > 0; --left) text += kPieces[random() % (i % 2 == 0 ? 5 : 7)];
     for (std::size_t count = 0; count <= text.size() + 1; ++count) {
       ASSERT_EQ(Left(text, count), LeftSlowly(text, count)) << count << " of '" << text << "'";
+      // Who asks what was cut off looks behind its end.
+      ASSERT_EQ(Left(text, count).data(), text.data()) << count;
     }
   }
 }
