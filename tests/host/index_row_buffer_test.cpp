@@ -73,11 +73,13 @@ class IndexRowBuffers : public testing::HostFixture {
     ImportNumbered(importer, 100000);
     host::GroupedWrites::Of(*connection).Flush();
     const SoughtValue values[] = {{"Doubletkey2", "unbekannt"}};
+    const std::lock_guard lock(connection->CallMutex());
     connection->attachments().Of<AbsentValues>(*connection).Lacks("Adressindex", values);
   }
   std::vector<std::string> LookUpKey(const std::string& key) {
     const SoughtValue values[] = {{"Doubletkey2", key}};
     const SoughtRows rows{"Adressindex", values};
+    const std::lock_guard lock(connection->CallMutex());
     const AbsentValues::Query opened(connection->attachments().Of<AbsentValues>(*connection), rows);
     return Rows("SELECT Referenz FROM Adressindex WHERE Doubletkey2 = '" + key + "'");
   }

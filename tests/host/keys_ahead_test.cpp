@@ -42,16 +42,19 @@ class KeysAhead : public testing::HostFixture {
   void Expect(std::initializer_list<int> records) {
     std::vector<std::string> texts;
     for (const int i : records) texts.push_back(KeyText(i));
+    const std::lock_guard lock(connection->CallMutex());
     connection->attachments().Of<ComingLookUps>(*connection).Tell(texts);
   }
   // Whether the look-up for that record need not be run, as there is none.
   bool IsKnownToBeAbsent(int i) {
     const std::array<std::string, 3> keys = Keys(i);
+    const std::lock_guard lock(connection->CallMutex());
     return connection->attachments().Of<AbsentValues>(*connection).Lacks("Adressindex", Sought(keys));
   }
   // The references of those that the look-up would find; "?" where it must be run.
   std::vector<std::string> Known(int i) {
     const std::array<std::string, 3> keys = Keys(i);
+    const std::lock_guard lock(connection->CallMutex());
     const auto rows = connection->attachments().Of<ComingLookUps>(*connection).Find(Sought(keys));
     if (!rows) return {"?"};
     std::vector<std::string> references;

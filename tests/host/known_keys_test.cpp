@@ -73,6 +73,7 @@ TEST_F(KnownKeys, AnEmptyQuestionAnotherTableOrColumnIsNotAnswered) {
   const AbsentValues& absent = connection->attachments().Of<AbsentValues>(*connection);
   const SoughtValue value[] = {{"Doubletkey1", "x"}};
   const SoughtValue others[] = {{"Doubletkey1", "x"}, {"Referenz", "x"}};
+  const std::lock_guard lock(connection->CallMutex());
   EXPECT_TRUE(absent.Lacks("Adressindex", value));
   EXPECT_FALSE(absent.Lacks("Adressindex", {}));
   EXPECT_FALSE(absent.Lacks("Kunden", value));
