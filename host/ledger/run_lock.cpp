@@ -93,8 +93,8 @@ std::optional<RunLock> RunLock::Acquire(Connection& connection, std::int64_t run
          throw RuntimeError(error.Number(), "Neben der Datenbank kann die Datei, die den Importlauf " +
                                                 std::to_string(run) + " sperrt, nicht angelegt werden. " +
                                                 error.Description() +
-                                                ". Geben Sie dem Benutzer Schreibrecht im Ordner ''" +
-                                                ParentFolder(files) + "''.");
+                                                ". Geben Sie dem Benutzer Schreibrecht im Ordner '" +
+                                                ParentFolder(files) + "'.");
        });
   if (!file) return std::nullopt;
   return RunLock(connection, run, std::move(file));

@@ -31,7 +31,11 @@ struct MadeHost {
 // that has destinations, their templates.
 MadeHost MakeHost(Workspace& workspace, const std::string& folder, bool is_forced) {
   const bool own_host = !workspace.NamedHost().empty();
-  if (own_host) workspace.OpenHost(Workspace::MissingHost::kMake);
+  const std::string not_made = "Die Beispielanwendung konnte in '" + folder + "' nicht angelegt werden. ";
+  if (own_host) {
+    workspace.OpenHost(Workspace::MissingHost::kMake);
+    workspace.RequireWritableHost(not_made);
+  }
   // A connection string may hold a password.
   MadeHost made = {workspace.options().host.empty() ? "(KESTREL_HOST)" : "(--host)"};
   Trap(
@@ -54,10 +58,7 @@ MadeHost MakeHost(Workspace& workspace, const std::string& folder, bool is_force
           made.database = CallMethod(setup, "CreateSampleHost", folder).ToText();
         }
       },
-      [&](const RuntimeError& error) {
-        throw NotUsable("Die Beispielanwendung konnte in ''" + folder + "'' nicht angelegt werden. " +
-                        error.Description());
-      });
+      [&](const RuntimeError& error) { throw NotUsable(not_made + error.Description()); });
   return made;
 }
 
@@ -123,11 +124,11 @@ void WriteLog(Workspace& workspace, Recordset& rows, const std::vector<LogColumn
 int InitCommand(Workspace& workspace, const InitOptions& options) {
   const std::string& folder = options.folder;
   if (folder.empty()) throw NotUsable("Es ist kein Ordner angegeben.");
-  if (FileExists(folder)) throw NotUsable("''" + folder + "'' ist eine Datei und kein Ordner.");
+  if (FileExists(folder)) throw NotUsable("'" + folder + "' ist eine Datei und kein Ordner.");
   std::error_code error;
   if (!options.force && FolderExists(folder) && !std::filesystem::is_empty(folder, error) && !error) {
-    throw NotUsable("Der Ordner ''" + folder +
-                    "'' ist nicht leer. Nennen Sie einen neuen oder leeren Ordner, oder geben Sie --force an: "
+    throw NotUsable("Der Ordner '" + folder +
+                    "' ist nicht leer. Nennen Sie einen neuen oder leeren Ordner, oder geben Sie --force an: "
                     "Was dort liegt, bleibt, und was fehlt, wird angelegt.");
   }
   const MadeHost made = MakeHost(workspace, folder, options.force);

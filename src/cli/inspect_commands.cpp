@@ -52,7 +52,7 @@ int ListCommand(Workspace& workspace, const ListOptions& options) {
   Session& session = workspace.session();
   const std::string& folder = workspace.spec_folder();
   const auto kind = options.templates ? SpecificationKind::kTemplate : SpecificationKind::kSpecification;
-  if (FileExists(folder)) throw NotUsable("''" + folder + "'' ist eine Datei und kein Ordner.");
+  if (FileExists(folder)) throw NotUsable("'" + folder + "' ist eine Datei und kein Ordner.");
   if (IsMissing(folder)) throw NotUsable("Der Ordner der Importspezifikationen fehlt: " + folder);
   // Where it cannot be read, no headings stand above nothing.
   const std::vector<std::string> files = ListFiles(folder);

@@ -53,8 +53,8 @@ Place PlaceOf(const std::string& spec, const std::string& folder) {
   if (TrimBlanks(name).empty()) throw NotUsable("Es fehlt der Name der neuen Spezifikation.");
   Place place{spec.find('/') == std::string::npos ? JoinPath(folder, file) : file, name};
   if (!IsMissing(place.path)) {
-    throw NotUsable("Es gibt ''" + place.path +
-                    "'' schon; überschrieben wird nichts. Nennen Sie einen anderen Namen.");
+    throw NotUsable("Es gibt '" + place.path +
+                    "' schon; überschrieben wird nichts. Nennen Sie einen anderen Namen.");
   }
   return place;
 }
@@ -134,7 +134,7 @@ class NewSpecification {
         scratch_(workspace.signals()) {}
 
   int Make() {
-    if (IsMissing(file_)) throw NotUsable("Die Datei ''" + options_.from + "'' existiert nicht.");
+    if (IsMissing(file_)) throw NotUsable("Die Datei '" + options_.from + "' existiert nicht.");
     source_ = DetectSource(KindsOf(session_), file_);
     if (source_.kind == nullptr) throw NotUsable(source_.refusal);
     workspace_.OpenHost();
@@ -201,12 +201,12 @@ class NewSpecification {
     if (!options_.table.empty()) session_.Table = options_.table;
     const ConnectResult result = ConnectFromSession(session_);
     if (!result.connected)
-      throw NotUsable("''" + options_.from + "'' kann nicht geöffnet werden. " + result.reason);
-    if (result.tables.empty()) throw NotUsable("''" + options_.from + "'' enthält keine Tabelle.");
+      throw NotUsable("'" + options_.from + "' kann nicht geöffnet werden. " + result.reason);
+    if (result.tables.empty()) throw NotUsable("'" + options_.from + "' enthält keine Tabelle.");
     const bool is_there =
         std::find(result.tables.begin(), result.tables.end(), session_.Table) != result.tables.end();
     if (!options_.table.empty() && !is_there) {
-      std::string text = "Die Tabelle '" + options_.table + "' gibt es in ''" + options_.from + "'' nicht." +
+      std::string text = "Die Tabelle '" + options_.table + "' gibt es in '" + options_.from + "' nicht." +
                          DidYouMean(options_.table, result.tables) + " Vorhanden sind:";
       for (const std::string& table : result.tables) text += "\n  " + table;
       throw NotUsable(text);

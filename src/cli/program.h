@@ -140,8 +140,8 @@ class Workspace {
   std::string TypedCommand(std::string_view command) const;
   // Where that leaves a password out: a sentence that says how to give it. Else empty.
   std::string WayToPassword() const;
-  // NotUsable where the host that is open knows that its database takes no changes.
-  void RequireWritableHost();
+  // NotUsable where the host that is open knows that its database takes no changes. `so` says what is not possible.
+  void RequireWritableHost(std::string_view so = "Importieren ist hier nicht möglich. ");
 
   // Opens the specification that `name` means (import/find_specification.h) with a working copy in a folder of
   // its own; `source_file`, where not empty, takes the place of its source, as a file handed in by a host does.

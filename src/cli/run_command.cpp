@@ -151,7 +151,7 @@ void TellRest(Workspace& workspace, const RunResult& result, const RunOptions& o
   if (wrote_rejects) {
     err << Counted(result.rejects, "nicht gespeicherter Datensatz steht",
                    "nicht gespeicherte Datensätze stehen")
-        << " in ''" << file << "''.";
+        << " in '" << file << "'.";
     if (result.rejects > 0) {
       err << " Nach der Abhilfe importiert " << (result.rejects == 1 ? "ihn" : "sie") << ": "
           << workspace.TypedCommand("run " + ShellWord(options.spec) + " --file " + ShellWord(file) + test);
@@ -183,8 +183,8 @@ void RequireTwoFiles(const std::string& rejects, const std::string& json_log) {
   std::error_code error;
   const auto place = [&](const std::string& path) { return std::filesystem::weakly_canonical(path, error); };
   if (!rejects.empty() && place(rejects) == place(json_log) && !error) {
-    throw NotUsable("--rejects und --json-log nennen dieselbe Datei ''" + json_log +
-                    "''. Geben Sie zwei verschiedene an.");
+    throw NotUsable("--rejects und --json-log nennen dieselbe Datei '" + json_log +
+                    "'. Geben Sie zwei verschiedene an.");
   }
 }
 

@@ -26,6 +26,8 @@ namespace kestrel::cli {
 
 namespace {
 
+constexpr std::string_view kNoChange = "Importziele können hier nicht geändert werden. ";
+
 ObjectPtr OpenTargets(Workspace& workspace) {
   workspace.OpenHost();
   ObjectPtr targets;
@@ -146,7 +148,7 @@ int TellMade(Workspace& workspace, const ObjectPtr& targets, const TargetOptions
 // `member`: "Add" or "Edit".
 int MakeTarget(Workspace& workspace, const TargetOptions& options, std::string_view member) {
   const ObjectPtr targets = OpenTargets(workspace);
-  workspace.RequireWritableHost();
+  workspace.RequireWritableHost(kNoChange);
   SetKeys(targets, options);
   const RecordsetPtr remarks = ToRecordset(CallMethod(targets, member, options.name, options.table));
   return TellMade(workspace, targets, options, remarks);
@@ -224,6 +226,7 @@ int TargetShowCommand(Workspace& workspace, const TargetOptions& options) {
 
 int TargetCheckCommand(Workspace& workspace, const TargetOptions& options) {
   const ObjectPtr targets = OpenTargets(workspace);
+  if (options.rebuild) workspace.RequireWritableHost(kNoChange);
   const RecordsetPtr remarks = ToRecordset(CallMethod(targets, "Check", options.name));
   const bool fits = remarks->IsEof();
   // Of a table that is another one nothing can be compared.
@@ -276,6 +279,7 @@ int TargetCheckCommand(Workspace& workspace, const TargetOptions& options) {
 
 int TargetRemoveCommand(Workspace& workspace, const TargetOptions& options) {
   const ObjectPtr targets = OpenTargets(workspace);
+  workspace.RequireWritableHost(kNoChange);
   const std::int64_t runs = CallMethod(targets, "Runs", options.name).ToInteger();
   bool with_runs = options.yes;
   if (runs > 0 && !options.yes && ::isatty(STDIN_FILENO) != 0) {
@@ -310,7 +314,7 @@ int TargetUpgradeCommand(Workspace& workspace, const TargetOptions& options) {
     // That the tables are of an earlier version is why this is called.
     if (workspace.session().HostConnection == nullptr) throw;
   }
-  workspace.RequireWritableHost();
+  workspace.RequireWritableHost(kNoChange);
   const ObjectPtr setup = workspace.components().CreateObject("kestrelhost.Setup");
   const RecordsetPtr done =
       ToRecordset(CallMethod(setup, "UpgradeTables", workspace.session().HostConnection, options.backed_up));

@@ -134,7 +134,7 @@ std::string Workspace::WayToWriteHost() const {
   if (file.empty() || (::access(file.c_str(), W_OK) == 0 && ::access(ParentFolder(file).c_str(), W_OK) == 0)) {
     return {};
   }
-  return ". Geben Sie dem Benutzer Schreibrecht an ''" + file + "'' und an ihrem Ordner.";
+  return ". Geben Sie dem Benutzer Schreibrecht an '" + file + "' und an ihrem Ordner.";
 }
 
 void Workspace::OpenHost(MissingHost missing) {
@@ -148,8 +148,8 @@ void Workspace::OpenHost(MissingHost missing) {
   const std::string file = SqliteFileOf(connection_string);
   if (missing == MissingHost::kRefuse && !file.empty() && file != ":memory:" &&
       (IsMissing(file) || FolderExists(file))) {
-    throw NotUsable("Die Datenbank der Hauptanwendung ''" + file +
-                    "'' existiert nicht. Prüfen Sie --host oder KESTREL_HOST; neu anlegen kann sie "
+    throw NotUsable("Die Datenbank der Hauptanwendung '" + file +
+                    "' existiert nicht. Prüfen Sie --host oder KESTREL_HOST; neu anlegen kann sie "
                     "'kestrel-import init ORDNER --host DATEI'.");
   }
   Trap([&] { session().HostConnection = OpenConnection(connection_string); },
@@ -175,7 +175,7 @@ void Workspace::OpenHost(MissingHost missing) {
   if (!other_version.empty()) throw NotUsable(other_version + ".");
 }
 
-void Workspace::RequireWritableHost() {
+void Workspace::RequireWritableHost(std::string_view so) {
   std::string reason;
   // Another host may have no such member; what is wrong with it the import will tell.
   Trap(
@@ -184,7 +184,7 @@ void Workspace::RequireWritableHost() {
         reason = CallMethod(setup, "WhyReadOnly", session().HostConnection).ToText();
       },
       [](const RuntimeError&) {});
-  if (!reason.empty()) throw NotUsable("Importieren ist hier nicht möglich. " + reason);
+  if (!reason.empty()) throw NotUsable(std::string(so) + reason);
 }
 
 void Workspace::LoadSpecification(const std::string& name, const std::string& source_file) {

@@ -48,7 +48,7 @@ TEST_F(RunOptionsTest, WhatWasNotStoredIsImportedFromItsFileOnceMended) {
   WriteNames("Nr;Name\r\n1;A\r\n1;\"B;b\"\r\n3;C\r\n");
   const ProgramResult first = Run({"run", "Namen", "--rejects", Rejects()});
   EXPECT_EQ(first.status, 1) << first.err;
-  EXPECT_THAT(first.err, HasSubstr("1 nicht gespeicherter Datensatz steht in ''" + Rejects() + "''."));
+  EXPECT_THAT(first.err, HasSubstr("1 nicht gespeicherter Datensatz steht in '" + Rejects() + "'."));
   const std::string rejects = ReadWholeFile(Rejects());
   EXPECT_THAT(rejects, StartsWith("Nr;Name;Grund;Datensatz\r\n1;\"B;b\";"));
   WriteFileAtomically(Rejects(), ReplaceAll(rejects, "\n1;", "\n2;"));

@@ -355,7 +355,7 @@ TEST_F(EndToEnd, WhatIsWrongIsToldInGermanWithAWayOut) {
        4,
        "Die Protokolle der Hauptanwendung können nicht gelesen werden."},
       {{"init", ""}, 4, "Es ist kein Ordner angegeben."},
-      {{"init", "/proc/x"}, 4, "Die Beispielanwendung konnte in ''/proc/x'' nicht angelegt werden."}};
+      {{"init", "/proc/x"}, 4, "Die Beispielanwendung konnte in '/proc/x' nicht angelegt werden."}};
   for (const Case& one : cases) {
     const ProgramResult result = Run(one.arguments);
     EXPECT_EQ(result.status, one.status) << one.told;
@@ -497,7 +497,7 @@ TEST_F(EndToEnd, InitKeepsOutOfAFolderThatHoldsSomethingUnlessTold) {
   std::filesystem::remove(mine + "/Import/Kunden.IMT");
   const ProgramResult again = Run({"init", mine});
   EXPECT_EQ(again.status, 4);
-  EXPECT_THAT(again.err, AllOf(HasSubstr("nicht leer"), HasSubstr("--force")));
+  EXPECT_THAT(again.err, AllOf(HasSubstr("Der Ordner '" + mine + "' ist nicht leer"), HasSubstr("--force")));
   EXPECT_FALSE(FileExists(mine + "/Import/Kunden.IMT"));
   EXPECT_EQ(Run({"init", mine, "--force"}).status, 0);
   EXPECT_TRUE(FileExists(mine + "/Import/Kunden.IMT"));

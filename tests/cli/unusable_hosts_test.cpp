@@ -47,7 +47,7 @@ TEST_F(UnusableHosts, AnUndoInAFolderThatMayNotBeWrittenSaysWhatIsRefusedAndTheW
               AllOf(HasSubstr("die Datei, die den Importlauf 1 sperrt, nicht angelegt werden. Zugriff "
                               "verweigert: " +
                               Database() + "-lauf1. "),
-                    HasSubstr("Geben Sie dem Benutzer Schreibrecht im Ordner ''" + host() + "''.")));
+                    HasSubstr("Geben Sie dem Benutzer Schreibrecht im Ordner '" + host() + "'.")));
 }
 
 TEST_F(UnusableHosts, AnUndoInADatabaseThatMayNotBeWrittenSaysTheWayOut) {
@@ -56,7 +56,7 @@ TEST_F(UnusableHosts, AnUndoInADatabaseThatMayNotBeWrittenSaysTheWayOut) {
   const ProgramResult undo = Run({"undo", "1"});
   EXPECT_EQ(undo.status, 4);
   EXPECT_THAT(undo.err, AllOf(HasSubstr("schreibgeschützt"),
-                              HasSubstr("Geben Sie dem Benutzer Schreibrecht an ''" + Database() + "''")));
+                              HasSubstr("Geben Sie dem Benutzer Schreibrecht an '" + Database() + "'")));
 }
 
 TEST_F(UnusableHosts, ALogThatCannotBeMadeIsToldOnceHoweverManyErrorsThereAre) {

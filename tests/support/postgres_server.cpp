@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
-#include <vector>
 
 #include "kestrel/open_connection.h"
 #include "support/project_paths.h"
@@ -14,9 +13,9 @@ namespace {
 
 constexpr int kStartSeconds = 120;
 
-std::vector<std::string> Command(bool durable) {
+std::vector<std::string> Command(const std::vector<std::string>& arguments) {
   std::vector<std::string> command{"python3", InSourceTree("tests/servers/postgres_server.py")};
-  if (durable) command.emplace_back("--durable");
+  command.insert(command.end(), arguments.begin(), arguments.end());
   return command;
 }
 
@@ -37,7 +36,14 @@ std::string PostgresServer::WhyNot() {
   return "the PostgreSQL server (package postgresql) is missing";
 }
 
-PostgresServer::PostgresServer(bool durable) : process_(Command(durable)) {
+PostgresServer::PostgresServer(bool durable)
+    : PostgresServer(durable ? std::vector<std::string>{"--durable"} : std::vector<std::string>{}) {}
+
+PostgresServer PostgresServer::StandbyOf(const PostgresServer& primary) {
+  return PostgresServer(std::vector<std::string>{"--standby-of", primary.port_, primary.password_});
+}
+
+PostgresServer::PostgresServer(const std::vector<std::string>& arguments) : process_(Command(arguments)) {
   std::istringstream line(process_.ReadLine(kStartSeconds));
   std::string port_word, password_word;
   if (!(line >> port_word >> port_ >> password_word >> password_)) {

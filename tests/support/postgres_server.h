@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "support/child_process.h"
 
@@ -17,6 +18,8 @@ class PostgresServer {
 
   // `durable`: commits reach the disk, as in real use.
   explicit PostgresServer(bool durable);
+  // A standby of the server, which holds what the server did when it was asked for, and what came since.
+  static PostgresServer StandbyOf(const PostgresServer& primary);
 
   const std::string& port() const { return port_; }
   const std::string& password() const { return password_; }
@@ -26,6 +29,8 @@ class PostgresServer {
   std::string NewDatabase();
 
  private:
+  explicit PostgresServer(const std::vector<std::string>& arguments);
+
   ChildProcess process_;
   std::string port_;
   std::string password_;
