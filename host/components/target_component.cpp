@@ -112,6 +112,7 @@ void TargetComponent::TellGrants(std::vector<TargetRemark>& remarks) {
 
 void TargetComponent::Remove(std::string_view name, bool with_runs) {
   index_.reset();
+  if (with_runs) RequireNoRunAtWork(OpenConnection(), name);
   RemoveTarget(OpenConnection(), name);
   if (with_runs) RemoveRunsOfTarget(OpenConnection(), name);
 }

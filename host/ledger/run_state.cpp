@@ -19,15 +19,16 @@ namespace {
 struct OpenRun {
   std::int64_t number;
   std::string begin;
+  std::string prog_id;
 };
 
 std::vector<OpenRun> RunsThatRun(Connection& connection) {
   const auto query =
-      connection.Prepare("SELECT LaufNr, Beginn FROM Importlauf WHERE Zustand = ? ORDER BY LaufNr");
+      connection.Prepare("SELECT LaufNr, Beginn, ProgID FROM Importlauf WHERE Zustand = ? ORDER BY LaufNr");
   query->BindText(0, kRunning);
   std::vector<OpenRun> runs;
   for (const RecordsetPtr rows = query->Open(); !rows->IsEof(); rows->MoveNext()) {
-    runs.push_back({rows->ValueAt(0).ToInteger(), std::string(rows->TextAt(1))});
+    runs.push_back({rows->ValueAt(0).ToInteger(), std::string(rows->TextAt(1)), std::string(rows->TextAt(2))});
   }
   return runs;
 }
@@ -97,9 +98,10 @@ std::string LedgerTime() {
          ":" + two(now.minute) + ":" + two(now.second);
 }
 
-std::optional<std::int64_t> RunAtWork(Connection& connection) {
+std::optional<std::int64_t> RunAtWork(Connection& connection, std::string_view prog_id) {
   if (!HasTable(connection, "Importlauf")) return std::nullopt;
   for (const OpenRun& run : RunsThatRun(connection)) {
+    if (!prog_id.empty() && !EqualsIgnoringCase(run.prog_id, prog_id)) continue;
     if (!RunLock::Acquire(connection, run.number)) return run.number;
   }
   return std::nullopt;

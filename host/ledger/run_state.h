@@ -38,9 +38,9 @@ std::string ColumnsOf(const Destination& destination);
 // The local time as the ledger holds it.
 std::string LedgerTime();
 
-// An import that a living program works on; none where there is none, and where there are no tables of the ledger. Error
-// 3000.
-std::optional<std::int64_t> RunAtWork(Connection& connection);
+// An import that a living program works on, of the import class if one is given; none where there is none, and where there
+// are no tables of the ledger. Error 3000.
+std::optional<std::int64_t> RunAtWork(Connection& connection, std::string_view prog_id = {});
 
 // Makes the tables where an earlier version left a host database without them, and marks the runs that are
 // "running" without a living program as broken off, with what they have stored. What is to be told of that, in

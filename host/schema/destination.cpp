@@ -4,6 +4,7 @@
 
 #include "platform/base/number.h"
 #include "platform/base/text.h"
+#include "schema/definition_watch.h"
 #include "schema/host_schema.h"
 #include "schema/overwrite_key.h"
 
@@ -159,6 +160,9 @@ Destination LoadDestination(Connection& connection, std::string_view prog_id) {
   const RecordsetPtr row = target->Open();
   if (row->IsEof()) Refuse(prog_id, "Importziele enthält keine Zeile dafür.");
   Destination destination;
+  destination.prog_id = prog_id;
+  // Read before all else of it, so that whatever is changed meanwhile shows later.
+  if (IsQuoted(row->TextAt(0))) destination.definition = DefinitionReading(connection, prog_id).Read();
   destination.table = RequireName(prog_id, "Importziele.Tabelle", row->TextAt(0));
   const std::string number_field(row->TextAt(1));
   const std::string group_field(row->TextAt(2));

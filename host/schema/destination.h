@@ -68,6 +68,9 @@ struct Destination {
   // The table says itself what becomes of a row that breaks a rule (ON CONFLICT REPLACE would delete another one), and is
   // not to be followed.
   bool overrides_conflicts = false;
+  // Of a user's own destination, what schema/definition_watch.h compares.
+  std::string prog_id = {};
+  std::string definition = {};
 
   // The column of a key part; `otherwise` where the destination has none.
   std::string KeyColumn(std::size_t part, std::string_view otherwise) const;

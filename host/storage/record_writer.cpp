@@ -32,6 +32,7 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
       overwrite_(overwrite),
       group_(GroupedWrites::Of(connection)),
       lock_(GroupLock::Of(connection)),
+      watch_(connection, destination, group_),
       // A trial table ends with the session that has made it.
       recovery_(destination.trial_of.empty() ? dynamic_cast<Recovery*>(&connection) : nullptr),
       address_fields_(destination),
@@ -125,8 +126,6 @@ bool RecordWriter::GroupLost(const RuntimeError& reason) {
   return false;
 }
 
-// --- Groups that are lost in passing -----------------------------------------------------------------
-
 void RecordWriter::Keep(std::int64_t record, const RecordValues& values, bool has_number, bool is_update) {
   if (is_replaying_) return;
   in_group_.Add(record);
@@ -201,7 +200,7 @@ void RecordWriter::StoreKept() {
           [&](const RuntimeError& error) {
             // What keeps one from being stored by waiting for others keeps all, each for as long again.
             if (!connection_.InTransaction() || recovery_->LastLoss() != Recovery::Loss::kLasting ||
-                !connection_.StopReason().empty()) {
+                !StopReason().empty()) {
               lost = error;
             } else {
               late_errors_.Add({entry.record, entry.record, error, FieldOf(error)});
@@ -361,7 +360,7 @@ bool RecordWriter::InsertNew(std::int64_t record, RecordValues& values) {
   // A row that turns out to have another number is taken back without knowing it.
   const auto steps =
       check_ == nullptr ? GroupedWrites::Record::kOneStatement : GroupedWrites::Record::kSeveralStatements;
-  group_.Store(*this, steps, [&] {
+  StoreInGroup(steps, [&] {
     const auto* given = std::get_if<std::int64_t>(&values[destination_.number_field]);
     const bool has_number = given != nullptr;
     if (has_number) {
@@ -442,7 +441,7 @@ void RecordWriter::UpdateExisting(std::int64_t record, const RecordValues& value
     if (observer_ != nullptr) observer_->Updated(record, number, values, given);
     return;
   }
-  group_.Store(*this, GroupedWrites::Record::kSeveralStatements, [&] {
+  StoreInGroup(GroupedWrites::Record::kSeveralStatements, [&] {
     if (observer_ != nullptr) observer_->Updating(number, given);
     Statement& update = UpdateFor(given);
     std::size_t parameter = 0;
@@ -512,7 +511,7 @@ std::int64_t RecordWriter::TakeLateUpdate() {
 StoreResult RecordWriter::StoreThroughPipeline(std::int64_t record) {
   pipelined_->MakeRoom();
   StoreResult result;
-  group_.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
+  StoreInGroup(GroupedWrites::Record::kOneStatement, [&] {
     const auto* given = std::get_if<std::int64_t>(&values_[destination_.number_field]);
     const std::int64_t number = given != nullptr ? *given : numbers_->Next();
     // Perhaps of an address that it overwrites.

@@ -45,6 +45,7 @@
 #include "storage/record_values.h"
 #include "storage/records_in_group.h"
 #include "storage/row_observer.h"
+#include "storage/watched_definition.h"
 
 namespace kestrel::host {
 
@@ -108,6 +109,15 @@ class RecordWriter final : private GroupMember {
   bool IsLostInPassing(const RuntimeError& reason);
   void GiveUp(const RuntimeError& reason);
   void StoreKept();
+  // All that is stored goes this way.
+  template <class Step>
+  void StoreInGroup(GroupedWrites::Record record, Step&& step) {
+    group_.Store(*this, record, [&] {
+      watch_.Require(stop_reason_);
+      step();
+    });
+    watch_.StepStands();
+  }
   StoreResult StoreThroughPipeline(std::int64_t record);
   StoreResult StoreNow(std::int64_t record, RecordValues& values);
   StoreResult StoreOnce(std::int64_t record, RecordValues& values);
@@ -125,6 +135,7 @@ class RecordWriter final : private GroupMember {
   const bool overwrite_;
   GroupedWrites& group_;
   GroupLock& lock_;
+  WatchedDefinition watch_;
   std::optional<GroupLock::Storing> storing_;  // what look-ups must find
   const Recovery* const recovery_;             // null where a lost group cannot be done again
   RowObserver* observer_ = nullptr;

@@ -26,6 +26,7 @@ AddressReindex::AddressReindex(Connection& connection, const Destination& destin
     : connection_(connection),
       destination_(destination),
       way_(way),
+      watch_(connection, destination),
       index_(connection, destination.address_type, std::move(keys)),
       last_(std::numeric_limits<std::int64_t>::min()) {
   const std::string& number = destination.fields[destination.number_field].column;
@@ -93,6 +94,7 @@ bool AddressReindex::Next() {
   if (way_ == Way::kRepair && faults.missing + faults.changed > 0) {
     InRetriedTransaction(connection_, [&] {
       KeepImportsOut(connection_);
+      watch_.RequireSame();
       rows = Read();
       faults = Compare(rows, Way::kRepair);
     });
@@ -115,6 +117,7 @@ void AddressReindex::FindOrphans() {
   if (way_ != Way::kRepair || orphaned_ == 0) return;
   InRetriedTransaction(connection_, [&] {
     KeepImportsOut(connection_);
+    watch_.RequireSame();
     orphaned_ = connection_.Execute("DELETE" + orphans);
   });
 }

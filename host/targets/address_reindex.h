@@ -7,6 +7,7 @@
 
 #include "kestrel/connection.h"
 #include "keys/duplicate_keys.h"
+#include "schema/definition_watch.h"
 #include "schema/destination.h"
 #include "storage/address_index.h"
 
@@ -52,6 +53,7 @@ class AddressReindex {
   Connection& connection_;
   const Destination& destination_;
   const Way way_;
+  DefinitionWatch watch_;
   AddressIndex index_;
   std::unique_ptr<Statement> query_;
   std::int64_t last_;

@@ -8,10 +8,13 @@
 #include "platform/base/file.h"
 #include "platform/base/text.h"
 #include "schema/default_destinations.h"
+#include "schema/definition_watch.h"
 #include "schema/host_schema.h"
 #include "schema/own_tables.h"
+#include "storage/group_lock.h"
 #include "storage/grouped_writes.h"
 #include "storage/log_details.h"
+#include "storage/retried_transaction.h"
 #include "targets/key_proposal.h"
 
 namespace kestrel::host {
@@ -265,6 +268,13 @@ void StoreKeys(Connection& connection, const std::string& prog_id, const KeyColu
   store("ort", keys.town);
 }
 
+// Imports that know a destination as it was store nothing more: they look again in each group. What they know of its rows
+// of the index all imports ask for again. In the order in which imports take the two, so that nobody waits in a circle.
+void KeepImportsAway(Connection& connection) {
+  TakeGroupLock(connection);
+  KeepDefinitions(connection);
+}
+
 void DeleteDefinition(Connection& connection, const std::string& prog_id) {
   for (const char* table : {"Importspalten", "Importlisten", "Importfelder", "Importziele"}) {
     const auto remove = connection.Prepare("DELETE FROM " + std::string(table) + " WHERE ProgID = ?");
@@ -402,7 +412,8 @@ std::vector<TargetRemark> EditTarget(Connection& connection, TargetRequest reque
   }
   std::vector<TargetRemark> remarks;
   GroupedWrites::Of(connection).Flush();
-  InTransaction(connection, [&] {
+  InRetriedTransaction(connection, [&] {
+    KeepImportsAway(connection);
     DeleteDefinition(connection, target.prog_id);
     remarks = StoreTarget(connection, request, table, target);
   });
@@ -412,7 +423,8 @@ std::vector<TargetRemark> EditTarget(Connection& connection, TargetRequest reque
 void RemoveTarget(Connection& connection, std::string_view name) {
   const TargetSummary target = RequireTarget(connection, name);
   GroupedWrites::Of(connection).Flush();
-  InTransaction(connection, [&] {
+  InRetriedTransaction(connection, [&] {
+    KeepImportsAway(connection);
     DeleteDefinition(connection, target.prog_id);
     if (target.address_type == 0) return;
     connection.Execute("DELETE FROM Adressindex WHERE Adressart = " + std::to_string(target.address_type));
@@ -424,6 +436,14 @@ std::int64_t RunsOfTarget(Connection& connection, std::string_view name) {
   const std::string key = UpperCase(ProgIdOf(name));
   count->BindText(0, key);
   return count->Open()->ValueAt(0).ToInteger();
+}
+
+void RequireNoRunAtWork(Connection& connection, std::string_view name) {
+  if (const auto run = RunAtWork(connection, ProgIdOf(name))) {
+    Refuse("Der Importlauf " + std::to_string(*run) +
+           " läuft noch, daher bleiben seine Protokolle. Warten Sie sein Ende ab, oder entfernen Sie nur das "
+           "Importziel, ohne --yes; das hält den Lauf an");
+  }
 }
 
 void RemoveRunsOfTarget(Connection& connection, std::string_view name) {
