@@ -35,13 +35,14 @@ RecordWriter::RecordWriter(Connection& connection, const Destination& destinatio
       watch_(connection, destination, group_),
       // A trial table ends with the session that has made it.
       recovery_(destination.trial_of.empty() ? dynamic_cast<Recovery*>(&connection) : nullptr),
+      updates_(connection, destination),
       address_fields_(destination),
       values_(destination.fields.size()),
       dates_(destination.fields.size()),
       new_in_a_row_(kNewAgain) {
   const auto& fields = destination_.fields;
   for (std::size_t i = 0; i < fields.size(); ++i) {
-    plain_sizes_.push_back(BytesTakenAsTheyStand(fields[i]));
+    plain_sizes_.push_back(std::min(BytesTakenAsTheyStand(fields[i]), std::int64_t{LargeValues::kLarge}));
     if (fields[i].obligation && i != destination_.number_field) mandatory_.push_back(i);
     if (fields[i].preset.empty()) continue;
     Preset& preset = presets_.emplace_back(Preset{i, {}, {}});
@@ -105,6 +106,7 @@ void RecordWriter::BeforeCommit() {
 }
 
 void RecordWriter::GroupCommitted() {
+  large_.GroupEnded();
   if (!in_group_.IsEmpty()) groups_lost_ = 0;
   in_group_.Clear();
   kept_.Clear();
@@ -113,6 +115,7 @@ void RecordWriter::GroupCommitted() {
 }
 
 bool RecordWriter::GroupLost(const RuntimeError& reason) {
+  large_.GroupEnded();
   // Those that are still under way belong to the group: they are told with it, and not once more by themselves.
   if (pipelined_ != nullptr) pipelined_->Forget();
   if (observer_ != nullptr) observer_->Lost();
@@ -241,6 +244,7 @@ Refusal RecordWriter::Convert(const Recordset& record, const std::vector<std::si
     Refusal refusal =
         ConvertField(destination_.fields[field], {record.TextAt(column)}, dates_[field], values_[field]);
     if (refusal) return refusal;
+    large_.Note(field, values_[field]);
   }
   return Complete();
 }
@@ -258,12 +262,14 @@ Refusal RecordWriter::Convert(const BorrowingRecordset& record) {
       Refusal refusal = ConvertField(destination_.fields[field], cell, dates_[field], values_[field]);
       if (refusal) [[unlikely]]
         return refusal;
+      large_.Note(field, values_[field]);
     }
   }
   return Complete();
 }
 
 Refusal RecordWriter::Complete() {
+  if (Refusal refusal = large_.WhyTooLarge(destination_)) return refusal;
   FillPresets();
   return LackOfMandatory();
 }
@@ -383,18 +389,6 @@ bool RecordWriter::InsertNew(std::int64_t record, RecordValues& values) {
   return inserted;
 }
 
-Statement& RecordWriter::UpdateFor(const std::vector<bool>& given) {
-  std::unique_ptr<Statement>& statement = updates_[given];
-  if (statement == nullptr) {
-    std::string sets;
-    for (std::size_t i = 0; i < given.size(); ++i) {
-      if (given[i]) sets += (sets.empty() ? "" : ", ") + destination_.fields[i].column + " = ?";
-    }
-    statement = connection_.Prepare(UpdateText(destination_, sets));
-  }
-  return *statement;
-}
-
 void RecordWriter::IndexStoredRow(std::int64_t number) {
   if (take_over_ != nullptr) return index_->RequireFit(number);
   if (select_address_ == nullptr) {
@@ -443,7 +437,7 @@ void RecordWriter::UpdateExisting(std::int64_t record, const RecordValues& value
   }
   StoreInGroup(GroupedWrites::Record::kSeveralStatements, [&] {
     if (observer_ != nullptr) observer_->Updating(number, given);
-    Statement& update = UpdateFor(given);
+    Statement& update = updates_.Of(given);
     std::size_t parameter = 0;
     for (std::size_t i = 0; i < values.size(); ++i) {
       if (given[i]) Bind(update, parameter++, values[i]);
@@ -577,10 +571,18 @@ Refusal RecordWriter::StoreMade(std::int64_t record, const Make& make, StoreResu
   // A group that is lost for good ends the import: what is stored behind it would leave a gap that nobody goes on at.
   if (!stop_reason_.empty()) throw RuntimeError(ErrorNumber::kDatabase, stop_reason_);
   if (storing_) lock_.RequireLookUp();
+  large_.BeginRecord();
   if (Refusal refusal = make()) return refusal;
+  StoreAsMayBe(record, result);
+  if (large_.NoteStored() && pipelined_ != nullptr) pipelined_->Flush();
+  if (large_.IsGroupFull()) group_.Flush();
+  return std::nullopt;
+}
+
+void RecordWriter::StoreAsMayBe(std::int64_t record, StoreResult& result) {
   if (pipelined_ == nullptr) {
     result = StoreNow(record, values_);
-    return std::nullopt;
+    return;
   }
   if (new_in_a_row_ >= kNewAgain && !IsKnownToExist(values_)) {
     const bool is_own = !connection_.InTransaction() || group_.IsOpen();
@@ -588,12 +590,11 @@ Refusal RecordWriter::StoreMade(std::int64_t record, const Make& make, StoreResu
              [&](const RuntimeError& error) {
                if (!is_own || !IsLostInPassing(error)) throw;
              })) {
-      return std::nullopt;
+      return;
     }
   }
   pipelined_->Flush();
   result = StoreNow(record, values_);
-  return std::nullopt;
 }
 
 }  // namespace kestrel::host

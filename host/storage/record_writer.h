@@ -22,7 +22,6 @@
 
 #include <cstdint>
 #include <deque>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,12 +31,14 @@
 #include "schema/destination.h"
 #include "storage/address_fields.h"
 #include "storage/address_index.h"
+#include "storage/field_updates.h"
 #include "storage/field_value.h"
 #include "storage/free_numbers.h"
 #include "storage/group_lock.h"
 #include "storage/grouped_writes.h"
 #include "storage/insert_check.h"
 #include "storage/kept_records.h"
+#include "storage/large_values.h"
 #include "storage/late_errors.h"
 #include "storage/numbers_in_range.h"
 #include "storage/pipelined_records.h"
@@ -118,6 +119,7 @@ class RecordWriter final : private GroupMember {
     });
     watch_.StepStands();
   }
+  void StoreAsMayBe(std::int64_t record, StoreResult& result);
   StoreResult StoreThroughPipeline(std::int64_t record);
   StoreResult StoreNow(std::int64_t record, RecordValues& values);
   StoreResult StoreOnce(std::int64_t record, RecordValues& values);
@@ -127,7 +129,6 @@ class RecordWriter final : private GroupMember {
   FieldError Existing(const RecordValues& values) const;
   void InsertRow(RecordValues& values, std::int64_t number, bool& inserted);
   void IndexNewRow(std::int64_t number, const IndexedAddress& address);
-  Statement& UpdateFor(const std::vector<bool>& given);
   void IndexStoredRow(std::int64_t number);
 
   Connection& connection_;
@@ -138,6 +139,7 @@ class RecordWriter final : private GroupMember {
   WatchedDefinition watch_;
   std::optional<GroupLock::Storing> storing_;  // what look-ups must find
   const Recovery* const recovery_;             // null where a lost group cannot be done again
+  FieldUpdates updates_;
   RowObserver* observer_ = nullptr;
   std::optional<AddressIndex> index_;
   std::unique_ptr<Statement> insert_;
@@ -145,11 +147,11 @@ class RecordWriter final : private GroupMember {
   std::unique_ptr<Statement> select_address_;
   std::unique_ptr<Statement> take_over_;     // of a trial table
   std::unique_ptr<PlainTrial> plain_trial_;  // where that need not be asked of each record
-  std::map<std::vector<bool>, std::unique_ptr<Statement>> updates_;  // by the fields that have a value
   const AddressFields address_fields_;
 
   // Of the record on its way, one a field; and the memory of converted dates.
   RecordValues values_;
+  LargeValues large_;
   std::vector<IsoDate> dates_;
   std::vector<std::int64_t> plain_sizes_;  // of each field BytesTakenAsTheyStand
   struct Preset {

@@ -4,6 +4,8 @@
 #include <mutex>
 #include <utility>
 
+#include "storage/large_values.h"
+
 namespace kestrel::host {
 
 WriteBehindBuffer::WriteBehindBuffer(Connection& connection, std::string table, std::size_t texts)
@@ -28,13 +30,14 @@ void WriteBehindBuffer::Append(std::int64_t key, std::int64_t number, std::span<
     if (text) characters_ += *text;
   }
   const std::size_t waiting = rows_.size() - stored_;
+  const bool are_many = waiting >= kMostRows || BytesFrom(stored_) >= LargeValues::kMostSent;
   // Where others wait already, it goes with them.
   const bool has_failed = most_waiting_ > kMostRows;
-  if ((waits_ || has_failed) && waiting < most_waiting_) return;
+  if ((waits_ || has_failed) && waiting < most_waiting_ && (has_failed || !are_many)) return;
   GroupedWrites& group = GroupedWrites::Of(connection_);
   const auto store = [&] {
     group.Store(*this, GroupedWrites::Record::kOneStatement, [&] {
-      if (group.MayWriteBehind() && waiting < kMostRows) {
+      if (group.MayWriteBehind() && !are_many) {
         group.WriteBehind(*this);
         waits_ = true;
       } else {
@@ -54,7 +57,19 @@ void WriteBehindBuffer::FlushRows() {
 }
 
 void WriteBehindBuffer::StoreRows() {
-  while (stored_ < rows_.size()) StoreSome(std::min(rows_.size() - stored_, kMostRows));
+  while (stored_ < rows_.size()) {
+    std::size_t count = 1;
+    const auto fits = [&] {
+      return count < std::min(rows_.size() - stored_, kMostRows) &&
+             BytesFrom(stored_) - BytesFrom(stored_ + count + 1) <= LargeValues::kMostSent;
+    };
+    while (fits()) ++count;
+    StoreSome(count);
+  }
+}
+
+std::size_t WriteBehindBuffer::BytesFrom(std::size_t row) const {
+  return characters_.size() - (row < rows_.size() ? rows_[row].start : characters_.size());
 }
 
 void WriteBehindBuffer::StoreSome(std::size_t count) {

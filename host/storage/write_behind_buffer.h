@@ -58,6 +58,8 @@ class WriteBehindBuffer final : private GroupMember {
   // Stores the rows that are not. Error 3000; those that were stored then stay so.
   void StoreRows();
   void StoreSome(std::size_t count);
+  // Of the texts of this row and all behind it.
+  std::size_t BytesFrom(std::size_t row) const;
 
   Connection& connection_;
   const Recovery* const recovery_;  // null where a lost group cannot be done again

@@ -14,6 +14,7 @@ namespace {
 
 // Statements of the pipeline that go out together.
 constexpr int kStatementsAFlush = 8;
+constexpr std::size_t kBytesAtOnce = std::size_t{1} << 20;
 constexpr const char* kPipelineSavepoint = "SAVEPOINT kestrel_pipeline";
 constexpr const char* kPipelineRelease = "RELEASE SAVEPOINT kestrel_pipeline";
 constexpr const char* kPipelineUndo = "ROLLBACK TO SAVEPOINT kestrel_pipeline";
@@ -119,11 +120,14 @@ void Session::GoOnCopying() {
 }
 
 void Session::SendNextLines() {
-  const std::string_view lines = copied_[next_copied_++].lines;
-  if (PQputCopyData(handle_.get(), lines.data(), static_cast<int>(lines.size())) != 1 ||
-      PQputCopyEnd(handle_.get(), nullptr) != 1) {
-    LoseBroken();
+  // libpq takes less at once than there may be.
+  std::string_view rest = copied_[next_copied_++].lines;
+  while (!rest.empty()) {
+    const std::string_view some = rest.substr(0, kBytesAtOnce);
+    if (PQputCopyData(handle_.get(), some.data(), static_cast<int>(some.size())) != 1) return LoseBroken();
+    rest.remove_prefix(some.size());
   }
+  if (PQputCopyEnd(handle_.get(), nullptr) != 1) return LoseBroken();
   PQflush(handle_.get());
 }
 
