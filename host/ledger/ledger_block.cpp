@@ -69,9 +69,10 @@ void LedgerBlockWriter::Add(const StoredValue& value) {
   }
 }
 
-void LedgerBlockWriter::AddFingerprint(const Destination& destination, const RecordValues& values) {
-  text_ += 'f';
-  AppendFingerprint(text_, destination, values);
+void LedgerBlockWriter::AppendFingerprintTo(std::string& content, const Destination& destination,
+                                            const RecordValues& values) {
+  content += 'f';
+  AppendFingerprint(content, destination, values);
 }
 
 void LedgerBlockWriter::AddChange(std::size_t column, const StoredValue& before, const StoredValue& imported) {

@@ -32,7 +32,12 @@ class LedgerBlockWriter {
   // Values of the entry begun last.
   void Add(const StoredValue& value);
   // The fingerprint of the new address with these values.
-  void AddFingerprint(const Destination& destination, const RecordValues& values);
+  void AddFingerprint(const Destination& destination, const RecordValues& values) {
+    AppendFingerprintTo(text_, destination, values);
+  }
+  // The same as a content.
+  static void AppendFingerprintTo(std::string& content, const Destination& destination,
+                                  const RecordValues& values);
   // As LedgerBlockReader::Content gives it.
   void AddContent(std::string_view content) { text_ += content; }
   // Adds the entries of another block behind those of this one.

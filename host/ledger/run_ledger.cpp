@@ -156,6 +156,20 @@ void RunLedger::Inserted(std::int64_t record, std::int64_t number, const RecordV
   }
 }
 
+bool RunLedger::Foresee(const RecordValues& values, std::string& content) {
+  // As many are kept as stand, of which more are under way.
+  if (values_to_keep_ > 0) return false;
+  content.clear();
+  LedgerBlockWriter::AppendFingerprintTo(content, destination_, values);
+  return true;
+}
+
+void RunLedger::InsertedAsForeseen(std::int64_t record, std::int64_t number, std::string_view content) {
+  LedgerBlockWriter& block = BlockFor(stored_, kNew);
+  block.Begin(SourceRecord(record), number);
+  block.AddContent(content);
+}
+
 void RunLedger::Updating(std::int64_t number, const std::vector<bool>& given) {
   is_row_before_ = row_before_->Read(number);
   for (std::size_t i = 0; is_row_before_ && i < given.size(); ++i) {

@@ -79,6 +79,8 @@ class RunLedger final : public RowObserver {
   std::int64_t number() const { return number_; }
 
   void Inserted(std::int64_t record, std::int64_t number, const RecordValues& values) override;
+  bool Foresee(const RecordValues& values, std::string& content) override;
+  void InsertedAsForeseen(std::int64_t record, std::int64_t number, std::string_view content) override;
   void Updating(std::int64_t number, const std::vector<bool>& given) override;
   void Updated(std::int64_t record, std::int64_t number, const RecordValues& values,
                const std::vector<bool>& given) override;

@@ -3,7 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "storage/record_values.h"
 
@@ -14,47 +16,47 @@ class KeptRecords {
   struct Entry {
     std::int64_t record = 0;
     bool is_update = false;  // as its storing has told
-    KeptValues kept;
+    std::size_t begin = 0;   // of its values
   };
 
   // Records are added in their order. Without `has_number`, the number in `values` was chosen for the record.
   void Add(std::int64_t record, const RecordValues& values, std::size_t number_field, bool has_number,
            bool is_update) {
-    if (entries_.size() == count_) entries_.emplace_back();
-    Entry& entry = entries_[count_++];
-    entry.record = record;
-    entry.is_update = is_update;
-    entry.kept.Keep(values);
-    if (!has_number) entry.kept.values()[number_field] = std::monostate();
+    entries_.push_back({record, is_update, values_.size()});
+    Pack(values, has_number ? kNoField : number_field, values_);
+    fields_ = values.size();
+  }
+  // The texts live until the next Add.
+  RecordValues ValuesOf(const Entry& entry) const {
+    RecordValues values(fields_);
+    Unpack(std::string_view(values_).substr(entry.begin), values);
+    return values;
   }
   // The record and all behind it are no longer there.
   void TakeOff(std::int64_t record) {
-    while (count_ > 0 && entries_[count_ - 1].record >= record) --count_;
+    while (!entries_.empty() && entries_.back().record >= record) {
+      values_.resize(entries_.back().begin);
+      entries_.pop_back();
+    }
   }
   // Leaves out the entries for which `is_gone`.
   template <class IsGone>
   void Remove(IsGone is_gone) {
-    std::size_t left = 0;
-    for (std::size_t i = 0; i < count_; ++i) {
-      if (is_gone(entries_[i])) continue;
-      if (left != i) {
-        entries_[left].record = entries_[i].record;
-        entries_[left].is_update = entries_[i].is_update;
-        entries_[left].kept.Keep(entries_[i].kept.values());
-      }
-      ++left;
-    }
-    count_ = left;
+    std::erase_if(entries_, is_gone);
   }
   // Keeps the memory.
-  void Clear() { count_ = 0; }
+  void Clear() {
+    entries_.clear();
+    values_.clear();
+  }
 
-  std::size_t size() const { return count_; }
+  std::size_t size() const { return entries_.size(); }
   Entry& operator[](std::size_t index) { return entries_[index]; }
 
  private:
-  std::deque<Entry> entries_;  // the first count_ of them; none moves, as its values are views
-  std::size_t count_ = 0;
+  std::vector<Entry> entries_;
+  std::string values_;  // of all
+  std::size_t fields_ = 0;
 };
 
 }  // namespace kestrel::host

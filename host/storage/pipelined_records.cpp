@@ -35,6 +35,7 @@ PipelinedRecords::PipelinedRecords(Connection& connection, Pipeline& pipeline, c
       errors_(errors),
       // A number that is taken is an error here.
       insert_(connection, InsertTarget(destination), destination.fields.size(), RowInserts::Existing::kFails),
+      values_(destination.fields.size()),
       copies_(destination.trial_of.empty() && !destination.overrides_identity &&
               TakesCopies(connection, destination.table) &&
               (destination.address_type == 0 || TakesCopies(connection, OwnTable(connection, "Adressindex")))),
@@ -46,6 +47,11 @@ PipelinedRecords::PipelinedRecords(Connection& connection, Pipeline& pipeline, c
   // So is an index row that is left of an address whose number is free.
   if (destination.address_type != 0) {
     index_.emplace(connection, destination.address_type, keys);
+  }
+  for (std::vector<Pipeline::CopyTo>& tables : copied_) {
+    tables.resize(index_ ? 2 : 1);
+    tables[0].target = InsertTarget(destination_);
+    if (index_) tables[1].target = AddressIndex::CopyTarget();
   }
 }
 
@@ -77,14 +83,24 @@ void PipelinedRecords::Add(std::int64_t record, const RecordValues& values, std:
   if (entry.is_indexed) std::swap(entry.row, row_);
   entry.record = record;
   entry.number = number;
-  entry.kept.Keep(values);
+  entry.values.clear();
+  Pack(values, kNoField, entry.values);
+  entry.content.clear();
+  entry.is_foreseen = observer_ != nullptr && observer_->Foresee(values, entry.content);
+  // While its values are at hand.
+  if (copies_ && made_ == count_ - sent_) MakeRow(entry, values);
   ++count_;
   if (group_.MayWriteBehind()) group_.WriteBehind(*this);
 }
 
 void PipelinedRecords::SendWhenDue() {
-  if (MayCopy() && count_ % kMadeBetweenLooks == 0) pipeline_.GoOn();
-  const std::size_t at_once = !group_.MayWriteBehind() ? 1 : MayCopy() ? kMost : RowInserts::kMostRows;
+  if (MayCopy()) {
+    if (count_ % kMadeBetweenLooks == 0) pipeline_.GoOn();
+    // Behind others they wait until the server has done with those, however many they become.
+    if (count_ - sent_ >= (IsCopying() ? kMostWaiting : kMost)) SendWaiting();
+    return;
+  }
+  const std::size_t at_once = group_.MayWriteBehind() ? RowInserts::kMostRows : 1;
   if (count_ - sent_ >= at_once) SendWaiting();
 }
 
@@ -123,7 +139,7 @@ void PipelinedRecords::SendRows() {
   std::size_t parameter = 0;
   for (std::size_t i = 0; i < rows; ++i) {
     const Entry& entry = waiting()[i];
-    const RecordValues& values = entry.kept.values();
+    const RecordValues& values = ValuesOf(entry);
     for (std::size_t field = 0; field < values.size(); ++field) {
       if (field == destination_.number_field) {
         insert.BindInteger(parameter++, entry.number);
@@ -142,39 +158,42 @@ void PipelinedRecords::SendRows() {
   if (check != nullptr) pipeline_.Send(*check, *this);
   if (write_index != nullptr) pipeline_.Send(*write_index, *this);
   sent_ += rows;
+  ForgetRows();
 }
 
-std::span<const Pipeline::CopyTo> PipelinedRecords::MakeRows() {
-  std::swap(copied_[0], copied_[1]);
-  std::vector<Pipeline::CopyTo>& tables = copied_[0];
-  tables.resize(index_ ? 2 : 1);
-  tables[0].target = InsertTarget(destination_);
-  if (index_) tables[1].target = AddressIndex::CopyTarget();
-  for (Pipeline::CopyTo& table : tables) table.rows.Clear();
-  for (const Entry& entry : std::span(records_).subspan(sent_, count_ - sent_)) {
-    const RecordValues& values = entry.kept.values();
-    for (std::size_t field = 0; field < values.size(); ++field) {
-      if (field == destination_.number_field) {
-        tables[0].rows.AddInteger(entry.number);
-      } else {
-        Append(tables[0].rows, values[field]);
-      }
+void PipelinedRecords::MakeRow(const Entry& entry, const RecordValues& values) {
+  CopiedRows& rows = copied_[0][0].rows;
+  for (std::size_t field = 0; field < values.size(); ++field) {
+    if (field == destination_.number_field) {
+      rows.AddInteger(entry.number);
+    } else {
+      Append(rows, values[field]);
     }
-    tables[0].rows.EndRow();
-    if (entry.is_indexed) index_->AppendNew(tables[1].rows, entry.row);
   }
-  return tables;
+  rows.EndRow();
+  if (entry.is_indexed) index_->AppendNew(copied_[0][1].rows, entry.row);
+  ++made_;
+}
+
+void PipelinedRecords::ForgetRows() {
+  for (Pipeline::CopyTo& table : copied_[0]) table.rows.Clear();
+  made_ = 0;
 }
 
 void PipelinedRecords::CopyRows() {
-  // The server works on the rows before meanwhile.
-  const std::span<const Pipeline::CopyTo> tables = MakeRows();
+  if (made_ != count_ - sent_) {
+    ForgetRows();
+    for (const Entry& entry : std::span(records_).subspan(sent_, count_ - sent_))
+      MakeRow(entry, ValuesOf(entry));
+  }
   // What is on its way is ended first, and may have to be stored again with these.
   pipeline_.Flush();
   if (count_ == 0 || !MayCopy()) return;
   sent_ = count_;
   is_copy_ = true;
-  pipeline_.Copy(tables, *this);
+  std::swap(copied_[0], copied_[1]);
+  ForgetRows();
+  pipeline_.Copy(copied_[1], *this);
 }
 
 std::string PipelinedRecords::NameOf(const RecordValues& values) const {
@@ -198,17 +217,27 @@ bool PipelinedRecords::GroupLost(const RuntimeError&) {
 void PipelinedRecords::PipelineSucceeded() {
   has_copied_ |= std::exchange(is_copy_, false);
   most_ = std::min(2 * most_, kMost);
-  const auto standing = std::span(records_).subspan(begin_, sent_ - begin_);
-  begin_ = sent_;
-  if (sent_ == count_) Forget();
-  if (stands_ == nullptr) return;
-  for (const Entry& entry : standing) stands_(entry.record, entry.number, entry.kept.values());
+  const std::size_t standing = sent_;
+  if (observer_ != nullptr) {
+    for (const Entry& entry : std::span(records_).first(standing)) {
+      if (entry.is_foreseen) {
+        observer_->InsertedAsForeseen(entry.record, entry.number, entry.content);
+      } else {
+        observer_->Inserted(entry.record, entry.number, ValuesOf(entry));
+      }
+    }
+  }
+  // Those that wait come to the front, as memory that was used just now is faster.
+  const std::size_t waiting = count_ - standing;
+  for (std::size_t i = 0; i < waiting; ++i) std::swap(records_[i], records_[standing + i]);
+  sent_ = 0;
+  count_ = waiting;
 }
 
 std::int64_t PipelinedRecords::LeastGiven(std::span<const Entry> entries) const {
   std::int64_t least = INT64_MAX;
   for (const Entry& entry : entries) {
-    const bool is_own = !std::holds_alternative<std::monostate>(entry.kept.values()[destination_.number_field]);
+    const bool is_own = !std::holds_alternative<std::monostate>(ValuesOf(entry)[destination_.number_field]);
     if (!is_own) least = std::min(least, entry.number);
   }
   return least;
@@ -216,7 +245,7 @@ std::int64_t PipelinedRecords::LeastGiven(std::span<const Entry> entries) const 
 
 void PipelinedRecords::RetryPipeline() {
   if (std::exchange(is_copy_, false) && !has_copied_ && ++failed_copies_ == kMostFailedCopies) copies_ = false;
-  const auto undone = std::span(records_).subspan(begin_, count_ - begin_);
+  const auto undone = std::span(records_).first(count_);
   Forget();
   if (undone.empty()) return;
   if (group_.IsOpen() && !connection_.InTransaction()) {
@@ -228,7 +257,8 @@ void PipelinedRecords::RetryPipeline() {
   undone_(undone.front().record, LeastGiven(undone));
   group_.Retry([&] {
     for (std::size_t i = 0; i < undone.size(); ++i) {
-      RecordValues& values = undone[i].kept.values();
+      // Another record's may be unpacked before this one stands.
+      RecordValues values = ValuesOf(undone[i]);
       const std::int64_t record = undone[i].record;
       // Named before, as storing gives a record its number.
       const std::string name = NameOf(values);

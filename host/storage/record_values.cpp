@@ -1,6 +1,18 @@
 #include "storage/record_values.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
 namespace kestrel::host {
+
+namespace {
+
+// Before each value; behind it the bytes of a number, or the size of a text and its characters.
+constexpr char kNull = 0, kText = 1, kWhole = 2, kReal = 3;
+constexpr std::size_t kMostBeforeText = 1 + sizeof(std::int64_t);
+
+}  // namespace
 
 std::string_view TextOf(const StoredValue& value) {
   const auto* text = std::get_if<std::string_view>(&value);
@@ -64,19 +76,52 @@ std::string TakeOverText(const Destination& destination) {
          " WHERE " + number + " = ? ON CONFLICT (" + number + ") DO NOTHING";
 }
 
-void KeptValues::Keep(const RecordValues& values) {
-  values_ = values;
-  std::size_t length = 0;
-  for (const StoredValue& value : values) length += TextOf(value).size();
-  // Room for all first, as the views must not move.
-  texts_.clear();
-  texts_.reserve(length);
-  for (StoredValue& value : values_) {
-    auto* text = std::get_if<std::string_view>(&value);
-    if (text == nullptr) continue;
-    const std::size_t start = texts_.size();
-    texts_.append(*text);
-    *text = std::string_view(texts_).substr(start);
+void Pack(const RecordValues& values, std::size_t left_out, std::string& packed) {
+  const std::size_t start = packed.size();
+  std::size_t room = values.size() * kMostBeforeText;
+  for (const StoredValue& value : values) room += TextOf(value).size();
+  packed.resize(start + room);
+  char* to = packed.data() + start;
+  const auto put = [&to](char kind, const auto& bits) {
+    *to++ = kind;
+    std::memcpy(to, &bits, sizeof bits);
+    to += sizeof bits;
+  };
+  for (std::size_t field = 0; field < values.size(); ++field) {
+    const StoredValue& value = values[field];
+    if (field == left_out || std::holds_alternative<std::monostate>(value)) {
+      *to++ = kNull;
+    } else if (const auto* text = std::get_if<std::string_view>(&value)) {
+      put(kText, static_cast<std::uint32_t>(text->size()));
+      to = std::ranges::copy(*text, to).out;
+    } else if (const auto* whole = std::get_if<std::int64_t>(&value)) {
+      put(kWhole, *whole);
+    } else {
+      put(kReal, std::get<double>(value));
+    }
+  }
+  packed.resize(static_cast<std::size_t>(to - packed.data()));
+}
+
+void Unpack(std::string_view packed, RecordValues& values) {
+  const char* from = packed.data();
+  const auto take = [&from]<class Bits>(Bits bits) {
+    std::memcpy(&bits, from, sizeof bits);
+    from += sizeof bits;
+    return bits;
+  };
+  for (StoredValue& value : values) {
+    switch (*from++) {
+      case kText: {
+        const auto size = take(std::uint32_t{});
+        value = std::string_view(from, size);
+        from += size;
+        break;
+      }
+      case kWhole: value = take(std::int64_t{}); break;
+      case kReal: value = take(double{}); break;
+      default: value = std::monostate();
+    }
   }
 }
 

@@ -35,17 +35,10 @@ std::string UpdateText(const Destination& destination, const std::string& sets);
 // number, its one parameter, unless that is taken over already.
 std::string TakeOverText(const Destination& destination);
 
-// Values with texts of their own.
-class KeptValues {
- public:
-  void Keep(const RecordValues& values);
-  // Live until the next Keep.
-  RecordValues& values() { return values_; }
-  const RecordValues& values() const { return values_; }
-
- private:
-  RecordValues values_;
-  std::string texts_;
-};
+// Appends the values, so that they take little more room than their texts; of the field `left_out`, if it is one, null.
+constexpr std::size_t kNoField = static_cast<std::size_t>(-1);
+void Pack(const RecordValues& values, std::size_t left_out, std::string& packed);
+// The values of a record that begin there. Texts are views of `packed`.
+void Unpack(std::string_view packed, RecordValues& values);
 
 }  // namespace kestrel::host

@@ -91,10 +91,7 @@ RecordWriter::~RecordWriter() {
 void RecordWriter::Observe(RowObserver& observer) {
   const std::lock_guard lock(connection_.CallMutex());
   observer_ = &observer;
-  if (pipelined_ == nullptr) return;
-  pipelined_->Observe([this](std::int64_t record, std::int64_t number, const RecordValues& values) {
-    observer_->Inserted(record, number, values);
-  });
+  if (pipelined_ != nullptr) pipelined_->Observe(observer);
 }
 
 void RecordWriter::BeforeCommit() {
@@ -193,7 +190,7 @@ void RecordWriter::StoreKept() {
     for (std::size_t i = 0; i < kept_.size() && !lost; ++i) {
       KeptRecords::Entry& entry = kept_[i];
       // A number that is chosen for it belongs to this attempt.
-      RecordValues values = entry.kept.values();
+      RecordValues values = kept_.ValuesOf(entry);
       Trap(
           [&] {
             const bool is_update = StoreOnce(entry.record, values).kind == StoreResult::Kind::kUpdated;

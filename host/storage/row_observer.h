@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "storage/record_values.h"
@@ -19,6 +21,10 @@ class RowObserver {
 
   // A row with these values stands in the open group. Raises nothing.
   virtual void Inserted(std::int64_t record, std::int64_t number, const RecordValues& values) = 0;
+  // For a row that is told later, as its values are at hand: what is to be written down of them, which is then told in
+  // their place. False where they will be needed themselves. Neither raises anything.
+  virtual bool Foresee(const RecordValues& values, std::string& content) = 0;
+  virtual void InsertedAsForeseen(std::int64_t record, std::int64_t number, std::string_view content) = 0;
   // The fields of the row with this number that are `given` are about to be updated. Error 3000, also where they are not
   // to be.
   virtual void Updating(std::int64_t number, const std::vector<bool>& given) = 0;
