@@ -200,7 +200,7 @@ void RunLedger::Updated(std::int64_t record, std::int64_t number, const RecordVa
 
 std::int64_t RunLedger::KeyOf(std::int64_t row) const { return number_ * kRowsPerRun + row; }
 
-void RunLedger::Write(const Rows& rows, bool is_stored) {
+void RunLedger::Write(const Rows& rows, bool is_stored, Pipeline* pipeline) {
   for (std::size_t i = 0; i < rows.count; ++i) {
     const LedgerBlockWriter& block = rows.rows[i].block;
     insert_->BindInteger(0, KeyOf(next_row_++));
@@ -217,7 +217,11 @@ void RunLedger::Write(const Rows& rows, bool is_stored) {
       for (std::size_t parameter = 6; parameter <= 8; ++parameter) insert_->BindNull(parameter);
     }
     insert_->BindText(9, block.text());
-    insert_->Execute();
+    if (pipeline == nullptr) {
+      insert_->Execute();
+    } else {
+      pipeline->Send(*insert_, *this);
+    }
   }
 }
 
@@ -229,9 +233,32 @@ void RunLedger::WriteDown() {
     remove->Execute();
     has_placeholder_ = false;
   }
-  Write(stored_, true);
-  Write(not_stored_, false);
+  Pipeline* const pipeline = connection_.pipeline();
+  written_from_ = next_row_;
+  failure_.reset();
+  Trap([&] { WriteAll(pipeline); },
+       [&](const RuntimeError&) {
+         // Nobody is to be told of what went out any more.
+         if (pipeline != nullptr) pipeline->Flush();
+         throw;
+       });
+  if (pipeline != nullptr) pipeline->Flush();
+  if (failure_) throw RuntimeError(*std::exchange(failure_, std::nullopt));
   not_stored_.written = not_stored_.count;
+}
+
+void RunLedger::WriteAll(Pipeline* pipeline) {
+  Write(stored_, true, pipeline);
+  Write(not_stored_, false, pipeline);
+}
+
+void RunLedger::RetryPipeline() {
+  if (!connection_.InTransaction()) {
+    failure_ = RuntimeError(ErrorNumber::kDatabase, connection_.StopReason());
+    return;
+  }
+  next_row_ = written_from_;
+  Trap([this] { WriteAll(nullptr); }, [this](const RuntimeError& error) { failure_ = error; });
 }
 
 void RunLedger::Committed() {

@@ -21,13 +21,16 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "kestrel/runtime_error.h"
 #include "ledger/ledger_block.h"
 #include "ledger/run_lock.h"
 #include "ledger/stored_row.h"
+#include "platform/data/pipeline.h"
 #include "storage/row_observer.h"
 
 namespace kestrel::host {
@@ -58,7 +61,7 @@ struct RunCounts {
 // Whether this host wants a ledger. Error 3000.
 bool IsLedgerWanted(Connection& connection);
 
-class RunLedger final : public RowObserver {
+class RunLedger final : public RowObserver, private PipelineSender {
  public:
   // Begins a run of `destination`. Connection and destination outlive it. No transaction is open. Error 3000, and
   // those of RunLock.
@@ -102,7 +105,10 @@ class RunLedger final : public RowObserver {
     std::size_t written = 0;  // the first ones, of which it is not known whether they stand
   };
   static LedgerBlockWriter& BlockFor(Rows& rows, std::string_view event);
-  void Write(const Rows& rows, bool is_stored);
+  void Write(const Rows& rows, bool is_stored, Pipeline* pipeline);
+  void WriteAll(Pipeline* pipeline);
+  void PipelineSucceeded() override {}
+  void RetryPipeline() override;
   std::int64_t KeyOf(std::int64_t row) const;
   std::int64_t SourceRecord(std::int64_t record) const;
 
@@ -125,9 +131,11 @@ class RunLedger final : public RowObserver {
   // Rows that are written again have the numbers that they had: whoever is first keeps the other out.
   std::int64_t first_row_ = 1;  // of the open group
   std::int64_t next_row_ = 1;
-  bool has_placeholder_ = false;  // stands at first_row_
+  std::int64_t written_from_ = 1;  // are those that were sent together
+  bool has_placeholder_ = false;   // stands at first_row_
   Rows stored_;
   Rows not_stored_;
+  std::optional<RuntimeError> failure_;  // of rows that were sent together and then one by one
   bool is_ended_ = false;
 };
 

@@ -9,8 +9,8 @@
 //
 // Invariants
 //  1. A group is a transaction that Store or OpenForLookUp opened. It ends nineteen times as long after its beginning
-//     as the last commit took, within kShortestSpan and kLongestSpan, but not sooner than four times as long, within
-//     kLongestOfSlowCommits (SpanAfter): at the end of the Store that finds the time over, else by the timer thread, or
+//     as the end of the last one took, what had to be stored for it and the commit, within kShortestSpan and kLongestSpan,
+//     but not sooner than four times as long as the commit, within kLongestOfSlowCommits (SpanAfter): at the end of the Store that finds the time over, else by the timer thread, or
 //     by Flush. Between the look-up for a record and its Store the timer thread
 //     leaves it open for kLongestSpan more.
 //  2. A record is stored as a whole or not at all; a record that fails leaves the others of its group alone.
@@ -84,8 +84,9 @@ class GroupedWrites final : public Attachment {
   static constexpr std::chrono::milliseconds kLongestSpan{1000};
   static constexpr std::chrono::milliseconds kLongestOfSlowCommits{5000};
 
-  // How long a group lasts where the last commit took so long.
-  static std::chrono::steady_clock::duration SpanAfter(std::chrono::steady_clock::duration commit);
+  // How long a group lasts where the end of the last one took so long, and of that its commit.
+  static std::chrono::steady_clock::duration SpanAfter(std::chrono::steady_clock::duration end,
+                                                       std::chrono::steady_clock::duration commit);
 
   // What keeps a record whole when its step fails.
   enum class Record {
@@ -223,6 +224,7 @@ class GroupedWrites final : public Attachment {
   bool looked_up_ = false;  // for a record that was not stored yet
   std::uint64_t generation_ = 0;
   Time deadline_;  // of the open group
+  std::chrono::steady_clock::duration last_end_{};
   std::chrono::steady_clock::duration last_commit_{};
   // Each knows this object as its group: who stored in the open group, and who has rows to flush.
   std::vector<GroupMember*> members_;

@@ -94,9 +94,12 @@ class NumbersWrittenBehind final : public GroupMember {
 
 TEST(SpansOfGroups, LetACommitTakeATwentiethOfTheTimeOrAFifthButLastFiveSecondsAtMost) {
   using std::chrono::milliseconds;
-  const auto after = [](int commit) {
-    return std::chrono::duration_cast<milliseconds>(GroupedWrites::SpanAfter(milliseconds(commit))).count();
+  const auto after_end = [](int end, int commit) {
+    return std::chrono::duration_cast<milliseconds>(
+               GroupedWrites::SpanAfter(milliseconds(end), milliseconds(commit)))
+        .count();
   };
+  const auto after = [&](int commit) { return after_end(commit, commit); };
   EXPECT_EQ(after(0), 200);
   EXPECT_EQ(after(10), 200);
   EXPECT_EQ(after(20), 380);
@@ -104,6 +107,11 @@ TEST(SpansOfGroups, LetACommitTakeATwentiethOfTheTimeOrAFifthButLastFiveSecondsA
   EXPECT_EQ(after(250), 1000);
   EXPECT_EQ(after(400), 1600);
   EXPECT_EQ(after(60000), 5000);
+  // Nobody loses more because there was more to store for it.
+  EXPECT_EQ(after_end(20, 1), 380);
+  EXPECT_EQ(after_end(400, 1), 1000);
+  EXPECT_EQ(after_end(60000, 250), 1000);
+  EXPECT_EQ(after_end(60000, 400), 1600);
 }
 
 TEST_F(Grouped, RecordsShareATransactionThatTheTimerEnds) {
