@@ -28,8 +28,7 @@
 //              The figures are told to the import class, where it keeps them (RunEnds).
 //  5. remove   the source file, where nothing it holds can be lost: never after an abort. Why it stays is told.
 //  6. close    the source and the records are released.
-//  7. report   what the import class stopped for; label and message box by the counters. A view that shows the result
-//              itself spares the boxes.
+//  7. report   what the import class stopped for; label and message box by the counters, unless the view shows these.
 //  8. finished the window closes, the working copy is deleted unless it stays open, the import ends.
 #include "import/import_run.h"
 
@@ -277,6 +276,7 @@ void RunSteps::ImportRecords() {
     // A source that cannot count says 0 or less; then only its end ends the rounds.
     if (result_.total > 0 && RecordNumber() - 1 > result_.total) break;
   }
+  result_.aborted |= abort_requested_ && reader_.end().error.has_value();
   errors_.AtRecord(0);
   assembly_.Forget();
   source_.reset();

@@ -50,8 +50,9 @@ std::string SourceText(const Session& session) {
 }
 
 const char* EndOf(const RunResult& result) {
-  if (!result.stop_reason.empty() || result.source_end.error) return "broken off";
-  return result.aborted ? "stopped" : "finished";
+  if (!result.stop_reason.empty()) return "broken off";
+  if (result.aborted) return "stopped";
+  return result.source_end.error ? "broken off" : "finished";
 }
 
 }  // namespace

@@ -1,15 +1,18 @@
 // SQL Server as a source of an import, from the page's settings to stored records, against the stand-in.
 #include <gmock/gmock.h>
+#include <signal.h>
 
 #include "kestrel/open_connection.h"
 #include "platform/base/file.h"
 #include "sources/source_catalog.h"
 #include "sources/source_kind.h"
 #include "sources/source_reader.h"
+#include "support/eventually.h"
 #include "support/expect_error.h"
 #include "support/program.h"
 #include "support/session_fixture.h"
 #include "support/sql_server_stand_in.h"
+#include "support/started_program.h"
 
 namespace kestrel {
 namespace {
@@ -22,6 +25,7 @@ using ::testing::Not;
 using testing::ProgramResult;
 using testing::RunProgram;
 using testing::SqlServerStandIn;
+using testing::StartedProgram;
 
 class SqlServerSource : public testing::SessionFixture {
  protected:
@@ -155,6 +159,36 @@ TEST_F(SqlServerSource, TheProgramListsPreviewsAndImports) {
   EXPECT_EQ(stored->TextAt(0), "Müller & Söhne");
   EXPECT_EQ(stored->TextAt(1), "Köln");
   EXPECT_EQ(stored->TextAt(2), "0,15");
+}
+
+TEST_F(SqlServerSource, AStopRequestEndsAnImportFromAServerThatFallsSilent) {
+  OpenConnection(file)->Execute(
+      "CREATE TABLE Viele AS WITH RECURSIVE z(Nr) AS (SELECT 1 UNION ALL SELECT Nr + 1 FROM z WHERE Nr < "
+      "200000) "
+      "SELECT Nr, 'Name ' || Nr AS Name FROM z");
+  Start();
+  const std::string host = folder.File("host");
+  ASSERT_EQ(RunProgram({BuiltProgram("kestrel-import"), "init", host}).status, 0);
+  WriteFileAtomically(host + "/Import/Server.IMP",
+                      "[Common]\r\nDescription=Server\r\nImportClass=ksbimport.importkunden\r\n"
+                      "Provider=Microsoft SQL-Server\r\nServer=" +
+                          server->DataSource() +
+                          "\r\nUser=sa\r\nPassword=geheim\r\nDatabase=Adressen\r\nTable=Viele\r\n"
+                          "[FieldAssignments]\r\nKundenNummer=FIELD:Nr\r\nBez1=FIELD:Name\r\n");
+  StartedProgram run({BuiltProgram("kestrel-import"), "run", "Server", "--folder", host, "--progress", "plain"},
+                     {}, StartedProgram::Stream::kErr);
+  const ConnectionPtr database = OpenConnection(host + "/kestrel.db");
+  const auto stored = [&] {
+    return database->OpenRecordset("SELECT count(*) FROM Kunden")->ValueAt(0).ToInteger();
+  };
+  ASSERT_TRUE(testing::Eventually([&] { return stored() > 0; }));
+  server->Pause();
+  EXPECT_TRUE(run.WaitFor("Die Datenquelle antwortet nicht"));
+  run.Send(SIGINT);
+  EXPECT_EQ(run.Wait(), 5) << "it ends while the server is silent";
+  server->Resume();
+  EXPECT_LT(stored(), 200000);
+  EXPECT_EQ(std::string(database->OpenRecordset("SELECT Zustand FROM Importlauf")->TextAt(0)), "angehalten");
 }
 
 }  // namespace

@@ -1,12 +1,17 @@
 // A stand-in for an ODBC driver that cannot read a value, which the drivers at hand never admit: one column
 // "Menge" of whole numbers, five rows in blocks, of which the fourth has a value that does not fit. Answers
 // what the component asks for and nothing else. A Server=schweigt never answers: it is given up after the time
-// that the component has set, without waiting for it here.
+// that the component has set, without waiting for it here. The rows of a table "Haengt" do not come until they are
+// cancelled, those of "Taub" not even then but by StandInRelease.
 #include <sql.h>
 #include <sqlext.h>
 #include <sqlucode.h>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -26,7 +31,25 @@ struct Statement {
   std::int64_t* cells = nullptr;
   SQLLEN* lengths = nullptr;
   SQLLEN failed_row = 0;  // in the last block, from 1
+  bool hangs = false;
+  bool is_deaf = false;
+  std::atomic<bool> is_cancelled = false;
 };
+
+std::atomic<int> statements = 0;
+
+// Where rows that hang wait: a byte lets one of them go on. Never closed, as one may wait at the program's end.
+const std::array<int, 2>& Gate() {
+  static const std::array<int, 2> gate = [] {
+    std::array<int, 2> ends{};
+    return ::pipe(ends.data()) == 0 ? ends : std::array<int, 2>{-1, -1};
+  }();
+  return gate;
+}
+void LetGoOn() {
+  const char byte = 0;
+  while (::write(Gate()[1], &byte, 1) < 0) continue;
+}
 
 SQLULEN login_seconds = 0;
 bool given_up = false;
@@ -44,10 +67,14 @@ extern "C" {
 SQLRETURN SQLAllocHandle(SQLSMALLINT type, SQLHANDLE, SQLHANDLE* handle) {
   static int other = 0;
   *handle = type == SQL_HANDLE_STMT ? static_cast<SQLHANDLE>(new Statement) : &other;
+  if (type == SQL_HANDLE_STMT) ++statements;
   return SQL_SUCCESS;
 }
 SQLRETURN SQLFreeHandle(SQLSMALLINT type, SQLHANDLE handle) {
-  if (type == SQL_HANDLE_STMT) delete static_cast<Statement*>(handle);
+  if (type == SQL_HANDLE_STMT) {
+    delete static_cast<Statement*>(handle);
+    --statements;
+  }
   return SQL_SUCCESS;
 }
 SQLRETURN SQLFreeStmt(SQLHSTMT, SQLUSMALLINT) { return SQL_SUCCESS; }
@@ -67,7 +94,22 @@ SQLRETURN SQLGetInfoW(SQLHDBC, SQLUSMALLINT, SQLPOINTER value, SQLSMALLINT, SQLS
   if (value != nullptr) CopyWide(static_cast<SQLWCHAR*>(value), u"x");
   return SQL_SUCCESS;
 }
-SQLRETURN SQLExecDirectW(SQLHSTMT, SQLWCHAR*, SQLINTEGER) { return SQL_SUCCESS; }
+SQLRETURN SQLExecDirectW(SQLHSTMT handle, SQLWCHAR* text, SQLINTEGER length) {
+  const std::u16string query(text, text + length);
+  auto& statement = *static_cast<Statement*>(handle);
+  statement.is_deaf = query.find(u"Taub") != std::u16string::npos;
+  statement.hangs = statement.is_deaf || query.find(u"Haengt") != std::u16string::npos;
+  return SQL_SUCCESS;
+}
+SQLRETURN SQLCancel(SQLHSTMT handle) {
+  auto& statement = *static_cast<Statement*>(handle);
+  statement.is_cancelled = true;
+  if (!statement.is_deaf) LetGoOn();
+  return SQL_SUCCESS;
+}
+// For the test.
+int StandInStatements() { return statements; }
+void StandInRelease() { LetGoOn(); }
 SQLRETURN SQLNumResultCols(SQLHSTMT, SQLSMALLINT* count) {
   *count = 1;
   return SQL_SUCCESS;
@@ -103,6 +145,11 @@ SQLRETURN SQLBindCol(SQLHSTMT handle, SQLUSMALLINT, SQLSMALLINT, SQLPOINTER cell
 }
 SQLRETURN SQLFetch(SQLHSTMT handle) {
   auto& statement = *static_cast<Statement*>(handle);
+  if (statement.hangs) {
+    char byte = 0;
+    while (::read(Gate()[0], &byte, 1) < 0) continue;
+    if (!statement.is_deaf) return SQL_ERROR;
+  }
   const SQLULEN count = std::min(statement.block, kRows + 1 - statement.next);
   if (count == 0) return SQL_NO_DATA;
   statement.failed_row = 0;
@@ -128,8 +175,15 @@ SQLRETURN SQLGetDiagRecW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
     if (length != nullptr) *length = static_cast<SQLSMALLINT>(text.size() + 2);
     return SQL_SUCCESS;
   }
-  if (type != SQL_HANDLE_STMT || number != 1 || static_cast<Statement*>(handle)->failed_row == 0)
-    return SQL_NO_DATA;
+  if (type != SQL_HANDLE_STMT || number != 1) return SQL_NO_DATA;
+  if (static_cast<Statement*>(handle)->is_cancelled) {
+    CopyWide(state, u"HY008");
+    CopyWide(message, u"[Stand-in]Operation canceled");
+    if (native != nullptr) *native = 0;
+    if (length != nullptr) *length = 28;
+    return SQL_SUCCESS;
+  }
+  if (static_cast<Statement*>(handle)->failed_row == 0) return SQL_NO_DATA;
   CopyWide(state, u"22003");
   CopyWide(message, u"[Stand-in]Numeric value out of range");
   if (native != nullptr) *native = 0;

@@ -143,6 +143,11 @@ void ColumnBuffer::Read(ActiveStatement& statement) {
   lengths_[0] = static_cast<std::int64_t>(filled);
 }
 
+void ColumnBuffer::ForgetLargeCell() {
+  constexpr std::size_t kLarge = 65536;
+  if (cells_.size() > kLarge) cells_ = std::vector<char>(kFirstPiece);
+}
+
 bool ColumnBuffer::WasCut(std::size_t rows) const {
   if (long_) return false;
   switch (kind_) {

@@ -29,6 +29,9 @@ class ColumnBuffer {
   void Bind(ActiveStatement& statement, std::size_t rows);
   // Reads the cell of the current row (a long column's).
   void Read(ActiveStatement& statement);
+  // Bytes that are taken; gives those of a large cell back.
+  std::size_t Room() const { return cells_.size(); }
+  void ForgetLargeCell();
 
   // Whether one of the first `rows` cells did not fit.
   bool WasCut(std::size_t rows) const;

@@ -105,19 +105,27 @@ void Link::Fail(std::int16_t handle_type, Handle handle, std::string_view where)
 }
 
 std::unique_ptr<Link> LinkPool::Take() {
-  if (at_rest_.empty()) return std::make_unique<Link>(target_);
-  std::unique_ptr<Link> link = std::move(at_rest_.back());
-  at_rest_.pop_back();
-  return link;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!at_rest_.empty()) {
+      std::unique_ptr<Link> link = std::move(at_rest_.back());
+      at_rest_.pop_back();
+      return link;
+    }
+  }
+  return std::make_unique<Link>(target_);
 }
 
 void LinkPool::Return(std::unique_ptr<Link> link) {
+  const std::lock_guard lock(mutex_);
   if (!closed_ && link->IsUsable()) at_rest_.push_back(std::move(link));
 }
 
 void LinkPool::Close() {
+  std::vector<std::unique_ptr<Link>> ended;
+  const std::lock_guard lock(mutex_);
   closed_ = true;
-  at_rest_.clear();
+  at_rest_.swap(ended);
 }
 
 ActiveStatement::ActiveStatement(std::shared_ptr<LinkPool> pool)

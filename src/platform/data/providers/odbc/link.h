@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -61,7 +62,7 @@ class Link {
   bool usable_ = true;
 };
 
-// The links of one source that are at rest. Shared by a connection and its record sets.
+// The links of one source that are at rest. Shared by a connection, its record sets and the threads of their calls.
 class LinkPool {
  public:
   explicit LinkPool(Target target) : target_(std::make_shared<const Target>(std::move(target))) {}
@@ -75,6 +76,7 @@ class LinkPool {
 
  private:
   std::shared_ptr<const Target> target_;
+  std::mutex mutex_;
   std::vector<std::unique_ptr<Link>> at_rest_;
   bool closed_ = false;
 };

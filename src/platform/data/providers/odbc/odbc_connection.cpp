@@ -46,7 +46,7 @@ std::int64_t OdbcConnection::Execute(std::string_view) {
 RecordsetPtr OdbcConnection::OpenRecordset(std::string_view sql) {
   RequireOpen();
   RequireSingleQuery(sql, dialect_);
-  return std::make_shared<OdbcRecordset>(pool_, sql);
+  return std::make_shared<OdbcRecordset>(pool_, SharedWaits(), sql);
 }
 
 std::vector<CatalogTable> OdbcConnection::Tables() {

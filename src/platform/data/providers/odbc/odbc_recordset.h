@@ -8,27 +8,31 @@
 //    from the same row.
 // 5. A row that the driver could not read (a value that does not fit its type) is an error that names row and
 //    column, raised by the move onto it, and the end of the set.
+// 6. A stop request ends a call of the driver's; where it does not come back even so, the call is left with its link, and
+//    the set has ended.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "kestrel/recordset.h"
 #include "kestrel/runtime_error.h"
-#include "platform/data/providers/odbc/column_buffer.h"
-#include "platform/data/providers/odbc/link.h"
+#include "kestrel/waits.h"
+#include "platform/data/providers/odbc/driver_thread.h"
+#include "platform/data/providers/odbc/odbc_reading.h"
 
 namespace kestrel::odbc {
 
 class OdbcRecordset final : public Recordset {
  public:
   // Runs the query and fetches the first block. Error 3000.
-  OdbcRecordset(std::shared_ptr<LinkPool> pool, std::string_view sql);
+  OdbcRecordset(std::shared_ptr<LinkPool> pool, std::shared_ptr<Waits> waits, std::string_view sql);
+  ~OdbcRecordset() override;
 
-  std::size_t ColumnCount() const override { return columns_.size(); }
+  std::size_t ColumnCount() const override { return reading_->columns.size(); }
   std::string_view ColumnName(std::size_t column) const override;
   bool IsBof() const override { return at_end_ && Position() == 0; }
   bool IsEof() const override { return at_end_; }
@@ -44,30 +48,25 @@ class OdbcRecordset final : public Recordset {
 
  private:
   std::int64_t Position() const { return block_start_ + static_cast<std::int64_t>(row_); }
+  // A call of the driver's. Where somebody watches the waits of the connection it is made by another thread, and left
+  // where it does not come back. Error 3000.
+  void Call(std::function<void(OdbcReading&)> step) const;
   // Runs the query from its start; the first block is fetched.
   void Start();
-  void DescribeColumns();
-  void BindColumns();
-  // Fetches the next block; at the end the statement is dropped.
+  // Fetches the next block.
   void FetchBlock();
-  // Cuts the block in front of a row that the driver could not read; the error waits in row_error_.
-  void CutAtFailedRow();
   // The block did not take a value whole: starts again with wider columns and comes back to its first row.
   void Widen();
-  const ColumnBuffer& Current(std::size_t column) const;
+  const ColumnBuffer& Current(std::size_t column, std::size_t& place) const;
 
-  std::shared_ptr<LinkPool> pool_;
-  std::string sql_;
-  std::unique_ptr<ActiveStatement> statement_;
-  std::vector<ColumnBuffer> columns_;
-  std::size_t bound_ = 0;                  // columns before the first long one
-  std::size_t block_rows_ = 1;             // rows asked for at a time
-  std::size_t fetched_ = 0;                // rows in the block; the driver writes it
-  std::vector<std::uint16_t> row_states_;  // SQL_ROW_...; the driver writes them
+  const std::shared_ptr<Waits> waits_;
+  const std::shared_ptr<OdbcReading> reading_;
+  mutable DriverThread thread_;
+  mutable bool was_left_ = false;  // in a call: of reading_, nothing is touched any more but names
   std::int64_t block_start_ = 0;
-  std::size_t row_ = 0;  // within the block
+  std::size_t fetched_ = 0;  // rows in the block
+  std::size_t row_ = 0;      // within the block
   bool at_end_ = false;
-  std::optional<RuntimeError> row_error_;  // of the row behind the block
   std::optional<RuntimeError> broken_off_;
   mutable std::int64_t count_ = -1;
 };
