@@ -6,6 +6,7 @@
 
 #include "kestrel/transaction.h"
 #include "platform/base/text.h"
+#include "schema/address_indexes.h"
 #include "schema/database_roles.h"
 #include "schema/default_destinations.h"
 #include "schema/number_sequence.h"
@@ -146,18 +147,6 @@ constexpr const char* kLockTable = R"(CREATE TABLE IF NOT EXISTS Importsperre (
   Stand BIGINT NOT NULL))";
 constexpr const char* kLockRows =
     "INSERT INTO Importsperre VALUES ('Adressindex', 0), ('Adressindex ohne Sperre', 0) ON CONFLICT DO NOTHING";
-
-// %METHOD%: keys are only compared for being equal. A server's hash index of keys in no order costs half of what an ordered
-// one does: its place is found at once, and fewer pages are read and written for the next row. SQLite has no other index
-// than its own, some servers none of that kind, and those before 10 lose it in a crash.
-constexpr const char* kAddressIndexes[] = {
-    "CREATE INDEX IF NOT EXISTS Adressindex1 ON Adressindex %METHOD%(Doubletkey1)",
-    "CREATE INDEX IF NOT EXISTS Adressindex2 ON Adressindex %METHOD%(Doubletkey2)",
-    "CREATE INDEX IF NOT EXISTS Adressindex3 ON Adressindex %METHOD%(Doubletkey3)",
-};
-constexpr const char* kHashesQuery =
-    "SELECT 1 FROM pg_catalog.pg_am WHERE amname = 'hash' "
-    "AND current_setting('server_version_num')::integer >= 100000";
 
 // Keys and settings that a destination of a user's own needs beside its row and its fields.
 constexpr const char* kTargetTable = R"(CREATE TABLE IF NOT EXISTS Importspalten (
@@ -374,13 +363,6 @@ void CreateImportLock(Connection& connection) {
   Trap(create, [&](const RuntimeError& error) {
     if (!HasTable(connection, "Importsperre")) throw error;
   });
-}
-
-void CreateAddressIndexes(Connection& connection) {
-  const bool hashes = !IsSqlite(connection) && !connection.OpenRecordset(kHashesQuery)->IsEof();
-  for (const char* sql : kAddressIndexes) {
-    connection.Execute(ReplaceAll(sql, "%METHOD%", hashes ? "USING hash " : ""));
-  }
 }
 
 bool HasAddressIndexAsMade(Connection& connection) {

@@ -74,7 +74,4 @@ void CreateLedgerTables(Connection& connection);
 // Makes the table Importsperre with its row where the database needs one and has none. Error 3000.
 void CreateImportLock(Connection& connection);
 
-// Makes the indexes of table Adressindex that are missing. Error 3000.
-void CreateAddressIndexes(Connection& connection);
-
 }  // namespace kestrel::host

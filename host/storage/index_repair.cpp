@@ -9,6 +9,7 @@
 
 #include "kestrel/transaction.h"
 #include "platform/base/counted.h"
+#include "schema/address_indexes.h"
 #include "schema/destination.h"
 #include "schema/host_schema.h"
 #include "schema/own_tables.h"
@@ -75,15 +76,24 @@ std::int64_t RenewKeysOf(Connection& connection, const Destination& destination,
 }  // namespace
 
 std::string RestoreAddressIndexes(Connection& connection) {
-  if (!IsSqlite(connection)) return {};
-  const std::string table = OwnTable(connection, "Adressindex");
-  const RecordsetPtr found =
-      connection.OpenRecordset("SELECT count(*) FILTER (WHERE type = 'table' AND name = '" + table +
-                               "'), count(*) FILTER (WHERE type = 'index' AND name IN ('" + table + "1', '" +
-                               table + "2', '" + table + "3')) FROM sqlite_schema");
-  if (found->TextAt(0) == "0" || found->TextAt(1) == "3") return {};
-  CreateAddressIndexes(connection);
-  return "Die Indizes der Tabelle 'Adressindex' fehlten in der Datenbank und wurden neu angelegt.";
+  // An import is slower without it, and nothing else.
+  const auto if_possible = [](auto&& step) {
+    bool is_done = true;
+    Trap(step, [&](const RuntimeError&) { is_done = false; });
+    return is_done;
+  };
+  switch (StateOfAddressIndexes(connection)) {
+    case AddressIndexes::kNone:
+    case AddressIndexes::kComplete: return {};
+    case AddressIndexes::kMissing:
+      RenewAddressIndexes(connection);
+      return "Die Indizes der Tabelle 'Adressindex' fehlten in der Datenbank und wurden neu angelegt.";
+    case AddressIndexes::kEarlier:
+      if (!if_possible([&] { RenewAddressIndexes(connection); })) return {};
+      return "Die Indizes der Tabelle 'Adressindex' waren die einer früheren Version und wurden neu angelegt.";
+    case AddressIndexes::kUnknown: if_possible([&] { NoteAddressIndexStatistics(connection); }); return {};
+  }
+  return {};
 }
 
 std::string RenewAddressKeys(Connection& connection) {

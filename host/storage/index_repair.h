@@ -9,7 +9,8 @@ namespace kestrel::host {
 
 // For whoever opens the host's database: makes the indexes of table Adressindex where they are missing, as
 // earlier versions could leave an SQLite file that they were killed over. Takes seconds for a million
-// addresses. A sentence that tells of it, empty where nothing was missing. Error 3000.
+// addresses. Those of an earlier version are made anew (schema/address_indexes.h) and missing statistics written where
+// that can be done. A sentence that tells of it, empty where the indexes were as they should be. Error 3000.
 std::string RestoreAddressIndexes(Connection& connection);
 
 // Likewise: where the settings name the algorithms of earlier versions ("1" to "3", "5"), builds the keys of all addresses that

@@ -1,0 +1,104 @@
+#include "schema/address_indexes.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "kestrel/transaction.h"
+#include "platform/base/text.h"
+#include "schema/host_schema.h"
+#include "schema/own_tables.h"
+
+namespace kestrel::host {
+
+namespace {
+
+// A row's number is 64 times the address's, so a section has 65,536 consecutive numbers.
+constexpr const char* kSection = "(AdressId >> 22) & 15";
+// A million rows in sixteen sections, each key in one row. SQLite's own figures of a table that has few rows would lead to
+// reading all of it, and stay so when it grows.
+constexpr const char* kStatistics = "1000000 62500 1";
+// As many rows in a section that SQLite is sure to use the index; it would from 18 on.
+constexpr std::int64_t kFewestRows = 100;
+constexpr std::array<const char*, 3> kNumbers = {"1", "2", "3"};
+
+// Keys are only compared for being equal. A server's hash index of keys in no order costs half of what an ordered
+// one does: its place is found at once, and fewer pages are read and written for the next row. Some servers have none of that
+// kind, and those before 10 lose it in a crash.
+constexpr const char* kHashesQuery =
+    "SELECT 1 FROM pg_catalog.pg_am WHERE amname = 'hash' "
+    "AND current_setting('server_version_num')::integer >= 100000";
+
+std::string Method(Connection& connection) {
+  return connection.OpenRecordset(kHashesQuery)->IsEof() ? "" : "USING hash ";
+}
+
+// The names that the three have in the database, in quotes and with commas.
+std::string Names(Connection& connection) {
+  const std::string table = OwnTable(connection, "Adressindex");
+  std::string names;
+  for (const char* number : kNumbers) names += (names.empty() ? "'" : ", '") + table + number + "'";
+  return names;
+}
+
+std::int64_t Count(Connection& connection, const std::string& sql) {
+  return connection.OpenRecordset("SELECT count(*) FROM " + sql)->ValueAt(0).ToInteger();
+}
+
+bool HasStatistics(Connection& connection, const std::string& names) {
+  if (Count(connection, "sqlite_schema WHERE name = 'sqlite_stat1'") == 0) return false;
+  // "rows, rows a section, rows a section and key"
+  return Count(connection, "sqlite_stat1 WHERE idx IN (" + names +
+                               ") AND CAST(substr(stat, instr(stat, ' ') + 1) AS INTEGER) >= " +
+                               std::to_string(kFewestRows)) == static_cast<std::int64_t>(kNumbers.size());
+}
+
+}  // namespace
+
+AddressIndexes StateOfAddressIndexes(Connection& connection) {
+  if (!IsSqlite(connection)) return AddressIndexes::kNone;
+  const std::string names = Names(connection);
+  const RecordsetPtr found = connection.OpenRecordset(
+      "SELECT count(*) FILTER (WHERE type = 'table' AND name = '" + OwnTable(connection, "Adressindex") +
+      "'), count(*) FILTER (WHERE type = 'index'), count(*) FILTER (WHERE type = 'index' AND instr(sql, '" +
+      kSection + "') > 0) FROM sqlite_schema WHERE type = 'table' OR name IN (" + names + ")");
+  const std::string all = std::to_string(kNumbers.size());
+  if (found->TextAt(0) == "0") return AddressIndexes::kNone;
+  if (found->TextAt(1) != all) return AddressIndexes::kMissing;
+  if (found->TextAt(2) != all) return AddressIndexes::kEarlier;
+  return HasStatistics(connection, names) ? AddressIndexes::kComplete : AddressIndexes::kUnknown;
+}
+
+void CreateAddressIndexes(Connection& connection) {
+  const bool is_sqlite = IsSqlite(connection);
+  const std::string before = is_sqlite ? "(" + std::string(kSection) + ", " : Method(connection) + "(";
+  for (const char* number : kNumbers) {
+    connection.Execute("CREATE INDEX IF NOT EXISTS Adressindex" + std::string(number) + " ON Adressindex " +
+                       before + "Doubletkey" + number + ")");
+  }
+  if (is_sqlite) NoteAddressIndexStatistics(connection);
+}
+
+void RenewAddressIndexes(Connection& connection) {
+  InTransaction(connection, [&] {
+    for (const char* number : kNumbers)
+      connection.Execute("DROP INDEX IF EXISTS Adressindex" + std::string(number));
+    CreateAddressIndexes(connection);
+  });
+}
+
+void NoteAddressIndexStatistics(Connection& connection) {
+  const std::string names = Names(connection);
+  InTransaction(connection, [&] {
+    // Makes the table of the statistics where there is none; of these tables themselves there are none.
+    connection.Execute("ANALYZE sqlite_schema");
+    connection.Execute("DELETE FROM sqlite_stat1 WHERE idx IN (" + names + ")");
+    connection.Execute("INSERT INTO sqlite_stat1 (tbl, idx, stat) SELECT tbl_name, name, '" +
+                       std::string(kStatistics) + "' FROM sqlite_schema WHERE type = 'index' AND name IN (" +
+                       names + ")");
+    // Reads them.
+    connection.Execute("ANALYZE sqlite_schema");
+  });
+}
+
+}  // namespace kestrel::host

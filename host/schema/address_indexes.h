@@ -1,0 +1,38 @@
+// The indexes of table Adressindex, by which addresses are found by their duplicate keys.
+//
+// On SQLite each is in sections, which the numbers of the addresses tell: an index of (section, key). Keys stand in no order, so
+// in an index of the keys alone those of a few thousand new addresses lie on nearly all its pages, and the more addresses
+// there are, the longer each takes. New addresses have consecutive numbers, so those of one group share a section, whose pages
+// stay at hand however many addresses there are. The section is made of the number alone: rows that other programs
+// write have one, too.
+//
+// A query by a key alone uses such an index as well: SQLite looks the key up in each section (its "skip scan") where the
+// statistics of the index say that there are few of them, so these stand in the database with it. There are sixteen
+// sections, which are filled anew after a million numbers, so a look-up costs sixteen times what it would at most.
+#pragma once
+
+#include "kestrel/connection.h"
+
+namespace kestrel::host {
+
+enum class AddressIndexes {
+  kNone,     // there is no table Adressindex, or the database is not SQLite
+  kMissing,  // some of them are
+  kEarlier,  // as versions before the sections made them: they find the same, and take longer to write
+  kUnknown,  // of today, but their statistics are missing or keep SQLite from using them
+  kComplete,
+};
+
+// Error 3000.
+AddressIndexes StateOfAddressIndexes(Connection& connection);
+
+// Makes those that are missing and the statistics that they need. Error 3000.
+void CreateAddressIndexes(Connection& connection);
+
+// Makes all of them anew, in one transaction. Takes seconds for a million addresses. Error 3000.
+void RenewAddressIndexes(Connection& connection);
+
+// SQLite: writes their statistics, and makes this connection use them. Error 3000.
+void NoteAddressIndexStatistics(Connection& connection);
+
+}  // namespace kestrel::host
