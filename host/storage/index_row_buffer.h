@@ -47,7 +47,6 @@ class IndexRowBuffer final : private GroupMember {
 
  private:
   struct Row {
-    std::uint64_t order;  // the first characters of its first key
     std::int64_t id;
     std::size_t start;                     // of its keys in characters_
     std::array<std::uint32_t, 3> lengths;  // of the keys; 0 for none
