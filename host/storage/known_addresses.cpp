@@ -127,7 +127,10 @@ class KnownAddresses::Ring {
     const Entry& entry = known.entries_[place];
     if ((next_ - 1) % kKeys == column_ && entry.tags[column_] == TagOf(hashes[column_])) {
       const std::size_t agreeing = AgreeingKeys(entry, hashes);
-      if (++alike_[agreeing] <= kMostAlike) known.by_keys_[agreeing].push_back(place);
+      if (++alike_[agreeing] <= kMostAlike) {
+        known.by_keys_[agreeing].push_back(place);
+        known.PrefetchText(entry);
+      }
     }
     next_ = next_ == last_ ? 0 : known.LinkAfter(next_);
     known.PrefetchEntry(next_);
