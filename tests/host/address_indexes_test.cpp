@@ -1,0 +1,174 @@
+// The indexes of duplicate keys in an SQLite database, whose sections nobody who looks for a key needs to know of.
+#include "schema/address_indexes.h"
+
+#include <array>
+#include <cstdint>
+#include <random>
+
+#include "host/host_fixture.h"
+
+namespace kestrel {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+constexpr std::int64_t kSectionNumbers = 65536;
+
+class AddressIndexes : public testing::HostFixture {
+ protected:
+  void SetUp() override {
+    HostFixture::SetUp();
+    if (OnPostgres()) GTEST_SKIP() << "a server's indexes have no sections";
+  }
+
+  void Add(std::int64_t number, const std::array<std::string, 3>& keys) {
+    const auto insert = connection->Prepare("INSERT INTO Adressindex VALUES (?, 1, ?, ?, ?, ?)");
+    insert->BindInteger(0, number * 64 + 1);
+    insert->BindText(1, std::to_string(number));
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+      if (keys[i].empty()) {
+        insert->BindNull(2 + i);
+      } else {
+        insert->BindText(2 + i, keys[i]);
+      }
+    }
+    insert->Execute();
+  }
+
+  void MakeThoseOfAnEarlierVersion() {
+    for (const char* number : {"1", "2", "3"}) {
+      connection->Execute("DROP INDEX Adressindex" + std::string(number));
+      connection->Execute("CREATE INDEX Adressindex" + std::string(number) + " ON Adressindex (Doubletkey" +
+                          number + ")");
+    }
+  }
+
+  static std::string PlanOf(Connection& database, const std::string& sql) {
+    std::string plan;
+    for (const RecordsetPtr rows = database.OpenRecordset("EXPLAIN QUERY PLAN " + sql); !rows->IsEof();
+         rows->MoveNext()) {
+      plan += std::string(rows->TextAt(3)) + "\n";
+    }
+    return plan;
+  }
+
+  static constexpr const char* kLookUp =
+      "SELECT * FROM Adressindex where  (Adressart = 1)  and ( Doubletkey1 = 'a'  OR  Doubletkey2 = 'b'  OR  "
+      "Doubletkey3 = 'c' )";
+  static auto UsesAll() {
+    return AllOf(HasSubstr("USING INDEX Adressindex1"), HasSubstr("USING INDEX Adressindex2"),
+                 HasSubstr("USING INDEX Adressindex3"), Not(HasSubstr("SCAN")));
+  }
+};
+
+TEST_F(AddressIndexes, ALookUpFindsWhatReadingTheWholeTableFinds) {
+  std::mt19937_64 random(11);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same each time
+  const auto key = [&] {
+    const auto one = random() % 60;
+    return one == 0 ? std::string() : "k" + std::to_string(one);
+  };
+  for (int i = 0; i < 400; ++i) {
+    // Over all sections, and over those that are filled anew.
+    Add(static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(40 * kSectionNumbers)) * 8 + i % 8,
+        {key(), key(), key()});
+  }
+  connection->Execute("CREATE TABLE Vergleich AS SELECT * FROM Adressindex");
+  std::size_t found = 0;
+  for (int i = 0; i < 300; ++i) {
+    const std::string condition = " where  (Adressart = 1)  and ( Doubletkey1 = '" + key() +
+                                  "'  OR  Doubletkey2 = '" + key() + "'  OR  Doubletkey3 = '" + key() +
+                                  "' ) And Not (Adressart = 1 And Referenz = '" + std::to_string(i) +
+                                  "') ORDER BY AdressId";
+    const auto rows = Rows("SELECT * FROM Adressindex" + condition);
+    EXPECT_EQ(rows, Rows("SELECT * FROM Vergleich" + condition)) << condition;
+    found += rows.size();
+  }
+  EXPECT_GT(found, 3000U);
+  EXPECT_THAT(Rows("PRAGMA integrity_check"), ElementsAre("ok"));
+}
+
+TEST_F(AddressIndexes, NewAddressesShareASectionAndNoMoreThanSixteenAreSearched) {
+  for (int section = 0; section < 40; ++section) {
+    Add(section * kSectionNumbers, {"a", "", ""});
+    Add((section + 1) * kSectionNumbers - 1, {"a", "", ""});
+  }
+  EXPECT_THAT(Rows("SELECT count(DISTINCT (AdressId >> 22) & 15) FROM Adressindex"), ElementsAre("16"));
+  EXPECT_THAT(Rows("SELECT count(*) FROM Adressindex WHERE Doubletkey1 = 'a'"), ElementsAre("80"));
+}
+
+TEST_F(AddressIndexes, AreUsedByWhoeverOpensTheDatabaseThoughItIsStillEmpty) {
+  EXPECT_THAT(PlanOf(*connection, kLookUp), UsesAll());
+  EXPECT_THAT(PlanOf(*OpenConnection(file), kLookUp), UsesAll());
+  EXPECT_EQ(host::StateOfAddressIndexes(*connection), host::AddressIndexes::kComplete);
+}
+
+TEST_F(AddressIndexes, AreUsedAgainAfterSomebodyHasTakenStatisticsOfAFewRows) {
+  Add(1, {"a", "b", "c"});
+  connection->Execute("ANALYZE");
+  // Else nothing would have to be put right.
+  ASSERT_THAT(PlanOf(*OpenConnection(file), kLookUp), HasSubstr("SCAN"));
+  const ObjectPtr importer = Importer();
+  Value cancel(false);
+  CallMethod(importer, "BeforeImport", ByRef(cancel));
+  EXPECT_THAT(PlanOf(*connection, kLookUp), UsesAll());
+  EXPECT_THAT(PlanOf(*OpenConnection(file), kLookUp), UsesAll());
+}
+
+TEST_F(AddressIndexes, AreUsedAgainAfterTheStatisticsWereRemoved) {
+  connection->Execute("DROP TABLE sqlite_stat1");
+  EXPECT_EQ(host::StateOfAddressIndexes(*connection), host::AddressIndexes::kUnknown);
+  EXPECT_EQ(CallMethod(components.CreateObject("kestrelhost.Setup"), "RestoreDatabase", connection), Value(""));
+  EXPECT_THAT(PlanOf(*connection, kLookUp), UsesAll());
+}
+
+TEST_F(AddressIndexes, StatisticsOfManyRowsStayAsSomebodyHasTakenThem) {
+  connection->Execute("UPDATE sqlite_stat1 SET stat = '5000000 312500 2'");
+  EXPECT_EQ(host::StateOfAddressIndexes(*connection), host::AddressIndexes::kComplete);
+}
+
+TEST_F(AddressIndexes, ThoseOfAnEarlierVersionAreMadeAnewOnceAndToldAndFindTheSame) {
+  for (int i = 0; i < 50; ++i) Add(i * 1000, {i % 2 == 0 ? "a" : "x", "y" + std::to_string(i), ""});
+  MakeThoseOfAnEarlierVersion();
+  EXPECT_EQ(host::StateOfAddressIndexes(*connection), host::AddressIndexes::kEarlier);
+  const auto before = Rows("SELECT AdressId FROM Adressindex WHERE Doubletkey1 = 'a' ORDER BY 1");
+  const ObjectPtr setup = components.CreateObject("kestrelhost.Setup");
+  EXPECT_THAT(CallMethod(setup, "RestoreDatabase", connection).ToText(),
+              HasSubstr("waren die einer früheren Version und wurden neu angelegt"));
+  EXPECT_EQ(CallMethod(setup, "RestoreDatabase", connection), Value(""));
+  EXPECT_EQ(host::StateOfAddressIndexes(*connection), host::AddressIndexes::kComplete);
+  EXPECT_EQ(Rows("SELECT AdressId FROM Adressindex WHERE Doubletkey1 = 'a' ORDER BY 1"), before);
+  EXPECT_THAT(PlanOf(*connection, kLookUp), UsesAll());
+}
+
+TEST_F(AddressIndexes, WhereTheyCannotBeMadeAnewAnImportGoesOnWithThoseOfBefore) {
+  MakeThoseOfAnEarlierVersion();
+  const ConnectionPtr other = OpenConnection(file);
+  other->Execute("PRAGMA query_only = ON");
+  const ObjectPtr setup = components.CreateObject("kestrelhost.Setup");
+  EXPECT_EQ(CallMethod(setup, "RestoreDatabase", other), Value(""));
+  EXPECT_EQ(host::StateOfAddressIndexes(*connection), host::AddressIndexes::kEarlier);
+  EXPECT_THAT(PlanOf(*other, kLookUp), UsesAll());
+}
+
+TEST_F(AddressIndexes, ATransactionThatIsTakenBackLeavesThemAsTheyWere) {
+  MakeThoseOfAnEarlierVersion();
+  connection->Begin();
+  host::RenewAddressIndexes(*connection);
+  connection->Rollback();
+  EXPECT_EQ(host::StateOfAddressIndexes(*connection), host::AddressIndexes::kEarlier);
+  EXPECT_THAT(PlanOf(*OpenConnection(file), kLookUp), UsesAll());
+}
+
+TEST_F(AddressIndexes, OfADatabaseWithoutAnAddressIndexNothingIsMade) {
+  const ConnectionPtr empty = OpenConnection(folder.File("leer.db"));
+  EXPECT_EQ(host::StateOfAddressIndexes(*empty), host::AddressIndexes::kNone);
+  EXPECT_EQ(CallMethod(components.CreateObject("kestrelhost.Setup"), "RestoreDatabase", empty), Value(""));
+  EXPECT_THAT(empty->Tables(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace kestrel
