@@ -55,6 +55,11 @@ bool HasStatistics(Connection& connection, const std::string& names) {
 
 }  // namespace
 
+// Beside the tables of another application, their statistics would be put among its own.
+bool HasAddressIndexSections(Connection& connection) {
+  return IsSqlite(connection) && !AreOwnTablesApart(connection);
+}
+
 AddressIndexes StateOfAddressIndexes(Connection& connection) {
   if (!IsSqlite(connection)) return AddressIndexes::kNone;
   const std::string names = Names(connection);
@@ -65,18 +70,20 @@ AddressIndexes StateOfAddressIndexes(Connection& connection) {
   const std::string all = std::to_string(kNumbers.size());
   if (found->TextAt(0) == "0") return AddressIndexes::kNone;
   if (found->TextAt(1) != all) return AddressIndexes::kMissing;
+  if (!HasAddressIndexSections(connection)) return AddressIndexes::kComplete;
   if (found->TextAt(2) != all) return AddressIndexes::kEarlier;
   return HasStatistics(connection, names) ? AddressIndexes::kComplete : AddressIndexes::kUnknown;
 }
 
 void CreateAddressIndexes(Connection& connection) {
-  const bool is_sqlite = IsSqlite(connection);
-  const std::string before = is_sqlite ? "(" + std::string(kSection) + ", " : Method(connection) + "(";
+  const bool has_sections = HasAddressIndexSections(connection);
+  std::string before = IsSqlite(connection) ? "(" : Method(connection) + "(";
+  if (has_sections) before += std::string(kSection) + ", ";
   for (const char* number : kNumbers) {
     connection.Execute("CREATE INDEX IF NOT EXISTS Adressindex" + std::string(number) + " ON Adressindex " +
                        before + "Doubletkey" + number + ")");
   }
-  if (is_sqlite) NoteAddressIndexStatistics(connection);
+  if (has_sections) NoteAddressIndexStatistics(connection);
 }
 
 void RenewAddressIndexes(Connection& connection) {

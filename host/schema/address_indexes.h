@@ -9,6 +9,8 @@
 // A query by a key alone uses such an index as well: SQLite looks the key up in each section (its "skip scan") where the
 // statistics of the index say that there are few of them, so these stand in the database with it. There are sixteen
 // sections, which are filled anew after a million numbers, so a look-up costs sixteen times what it would at most.
+//
+// Among the tables of another application, where statistics would stand among its own, and on servers there are no sections.
 #pragma once
 
 #include "kestrel/connection.h"
@@ -23,6 +25,9 @@ enum class AddressIndexes {
   kComplete,
 };
 
+// Whether those that are made in this database have sections.
+bool HasAddressIndexSections(Connection& connection);
+
 // Error 3000.
 AddressIndexes StateOfAddressIndexes(Connection& connection);
 
@@ -32,7 +37,7 @@ void CreateAddressIndexes(Connection& connection);
 // Makes all of them anew, in one transaction. Takes seconds for a million addresses. Error 3000.
 void RenewAddressIndexes(Connection& connection);
 
-// SQLite: writes their statistics, and makes this connection use them. Error 3000.
+// Of those with sections: writes their statistics, and makes this connection use them. Error 3000.
 void NoteAddressIndexStatistics(Connection& connection);
 
 }  // namespace kestrel::host

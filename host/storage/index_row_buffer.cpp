@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/base/text.h"
+#include "schema/address_indexes.h"
 
 namespace kestrel::host {
 
@@ -17,6 +18,15 @@ constexpr std::size_t kRowsAStatement = 16;
 // At least as many slots for each row, three of which it uses at most.
 constexpr std::size_t kSlotsARow = 4;
 constexpr std::size_t kFirstSlots = 1024;
+
+// The start of a text as a number that sorts as the text does.
+std::uint64_t OrderOf(std::string_view text) {
+  std::uint64_t order = 0;
+  for (std::size_t i = 0; i < sizeof order; ++i) {
+    order = order << 8U | (i < text.size() ? static_cast<unsigned char>(text[i]) : 0U);
+  }
+  return order;
+}
 
 }  // namespace
 
@@ -38,8 +48,9 @@ IndexRowBuffer::~IndexRowBuffer() {
 
 void IndexRowBuffer::Add(std::int64_t id, const KnownKeys::Keys& keys, const KnownKeys::Hashes& hashes) {
   known_.Announce(keys, hashes);
-  Row row{id, characters_.size(), {}, {}, false};
+  Row row{0, id, characters_.size(), {}, {}, false};
   for (std::size_t i = 0; i < keys.size(); ++i) {
+    if (row.order == 0) row.order = OrderOf(keys[i]);
     row.lengths[i] = static_cast<std::uint32_t>(keys[i].size());
     characters_ += keys[i];
   }
@@ -145,6 +156,9 @@ void IndexRowBuffer::Clear() {
 
 void IndexRowBuffer::StoreRows() {
   std::erase_if(rows_, [](const Row& row) { return row.is_stored; });
+  if (!HasAddressIndexSections(connection_)) {
+    std::sort(rows_.begin(), rows_.end(), [](const Row& a, const Row& b) { return a.order < b.order; });
+  }
   std::size_t stored = 0;
   while (stored < rows_.size()) {
     const std::size_t count = rows_.size() - stored < kRowsAStatement ? 1 : kRowsAStatement;

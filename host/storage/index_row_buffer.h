@@ -1,8 +1,9 @@
 // Rows of the address index that are written behind: those of new addresses, of one group of a connection.
 //
 // A row searches three indexes, at places as random as its keys. Many rows in one statement cost less than as many
-// statements; in the order of their first keys each finds the page of that index where the row before has left it. So
-// a look-up by keys leaves all rows waiting but those that it finds.
+// statements; where the indexes have no sections (schema/address_indexes.h), in the order of their first keys each finds the
+// page of that index where the row before has left it. So a look-up by keys leaves all rows waiting but those that it
+// finds.
 //
 // Invariants
 //  1. A row stands in the transaction of its address before that is committed, and before any query of the connection
@@ -47,6 +48,7 @@ class IndexRowBuffer final : private GroupMember {
 
  private:
   struct Row {
+    std::uint64_t order;  // the first characters of its first key
     std::int64_t id;
     std::size_t start;                     // of its keys in characters_
     std::array<std::uint32_t, 3> lengths;  // of the keys; 0 for none
