@@ -13,7 +13,7 @@ namespace kestrel::host {
 
 namespace {
 
-// A row's number is 64 times the address's, so a section has 65,536 consecutive numbers.
+// See SectionOf. A row's number is 64 times the address's, so a section has 65,536 consecutive numbers.
 constexpr const char* kSection = "(AdressId >> 22) & 15";
 // A million rows in sixteen sections, each key in one row. SQLite's own figures of a table that has few rows would lead to
 // reading all of it, and stay so when it grows.

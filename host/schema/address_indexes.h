@@ -13,6 +13,8 @@
 // Among the tables of another application, where statistics would stand among its own, and on servers there are no sections.
 #pragma once
 
+#include <cstdint>
+
 #include "kestrel/connection.h"
 
 namespace kestrel::host {
@@ -27,6 +29,9 @@ enum class AddressIndexes {
 
 // Whether those that are made in this database have sections.
 bool HasAddressIndexSections(Connection& connection);
+
+// Of a row in an index with sections.
+constexpr int SectionOf(std::int64_t address_id) { return static_cast<int>((address_id >> 22) & 15); }
 
 // Error 3000.
 AddressIndexes StateOfAddressIndexes(Connection& connection);

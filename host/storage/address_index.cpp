@@ -145,7 +145,7 @@ void AddressIndex::AppendNew(CopiedRows& rows, const IndexRow& row) const {
 
 void AddressIndex::MakeRow(std::int64_t number, const IndexedAddress& address, IndexRow& row) {
   BuildKeys(number, address);
-  known_.Remember(hashes_, keys_->PartsOf(key_text_));
+  known_.Remember(hashes_, keys_->PartsOf(key_text_), number * kTypesPerNumber + address_type_);
   known_.Announce(built_, hashes_);
   std::ranges::copy(built_, row.keys.begin());
   row.number = number;
@@ -156,7 +156,7 @@ void AddressIndex::Add(std::int64_t number, const IndexedAddress& address) {
   // A server is sent rows together by another way, which is told which of them fails.
   if (connection_.pipeline() != nullptr || !new_rows_.MayAdd()) return Write(number, address);
   BuildKeys(number, address);
-  known_.Remember(hashes_, keys_->PartsOf(key_text_));
+  known_.Remember(hashes_, keys_->PartsOf(key_text_), number * kTypesPerNumber + address_type_);
   new_rows_.Add(number * kTypesPerNumber + address_type_, built_, hashes_);
 }
 

@@ -10,8 +10,10 @@ namespace {
 
 constexpr std::size_t kFirstHeads = 4096;
 
-// What stands before the characters of an address.
+// What stands before the characters of an address, or alone.
 struct Header {
+  std::int64_t row;
+  bool is_address;
   std::uint16_t marks;
   char house_letter;
   bool is_company;
@@ -37,8 +39,21 @@ bool KnownAddresses::HasRoom() const {
          most_bytes_;
 }
 
-bool KnownAddresses::Pack(const AddressView& address, std::uint32_t& place) {
+char* KnownAddresses::TakeRoom(std::size_t size, std::uint32_t& place) {
+  if (used_ + size > kBlockBytes) {
+    blocks_.push_back(std::make_unique_for_overwrite<char[]>(kBlockBytes));
+    used_ = 0;
+  }
+  place = static_cast<std::uint32_t>((blocks_.size() - 1) * kBlockBytes + used_);
+  char* const room = blocks_.back().get() + used_;
+  used_ += size;
+  return room;
+}
+
+bool KnownAddresses::Pack(const AddressView& address, std::int64_t row, std::uint32_t& place) {
   Header header{};
+  header.row = row;
+  header.is_address = true;
   header.marks = address.marks;
   header.house_letter = address.house_letter;
   header.is_company = address.is_company;
@@ -56,13 +71,7 @@ bool KnownAddresses::Pack(const AddressView& address, std::uint32_t& place) {
     size += address.all_names[i].size();
   }
   if (!fits || !HasRoom()) return false;
-  if (used_ + size > kBlockBytes) {
-    blocks_.push_back(std::make_unique_for_overwrite<char[]>(kBlockBytes));
-    used_ = 0;
-  }
-  place = static_cast<std::uint32_t>((blocks_.size() - 1) * kBlockBytes + used_);
-  char* to = blocks_.back().get() + used_;
-  used_ += size;
+  char* to = TakeRoom(size, place);
   const auto put = [&to](const void* from, std::size_t count) {
     if (count > 0) std::memcpy(to, from, count);
     to += count;
@@ -77,7 +86,7 @@ bool KnownAddresses::Pack(const AddressView& address, std::uint32_t& place) {
 }
 
 AddressView KnownAddresses::Unpack(const Entry& entry) const {
-  const char* from = blocks_[entry.text / kBlockBytes].get() + entry.text % kBlockBytes;
+  const char* from = TextOf(entry);
   Header header;
   std::memcpy(&header, from, sizeof header);
   const char* lengths = from + sizeof header;
@@ -102,6 +111,26 @@ AddressView KnownAddresses::Unpack(const Entry& entry) const {
     address.all_names[i] = take(static_cast<std::uint8_t>(lengths[i]));
   }
   return address;
+}
+
+std::int64_t KnownAddresses::RowOf(const Entry& entry) const {
+  Header header;
+  std::memcpy(&header, TextOf(entry), sizeof header);
+  return header.row;
+}
+
+bool KnownAddresses::AreAddresses(const std::vector<std::uint32_t>& places) const {
+  return std::ranges::all_of(places, [this](std::uint32_t place) {
+    Header header;
+    std::memcpy(&header, TextOf(entries_[place]), sizeof header);
+    return header.is_address;
+  });
+}
+
+bool KnownAddresses::HoldsAll(const Hashes& hashes) const {
+  return holds_all_ && holds_all_() && std::ranges::none_of(hashes, [this](std::uint64_t hash) {
+           return hash != 0 && unknown_.MayContain(hash);
+         });
 }
 
 // Those that have the key of one column, in the order in which they were stored.
@@ -184,23 +213,39 @@ void KnownAddresses::Link(std::size_t place) {
   }
 }
 
-bool KnownAddresses::Add(const Hashes& hashes, const AddressView& address) {
+bool KnownAddresses::AddOnlyKeys(const Hashes& hashes) {
+  return std::ranges::all_of(hashes, [this](std::uint64_t hash) { return hash == 0 || AddUnknown(hash); });
+}
+
+void KnownAddresses::AddEntry(const Hashes& hashes, std::uint32_t text) {
   Entry entry{};
+  entry.text = text;
+  for (std::size_t i = 0; i < kKeys; ++i) entry.tags[i] = hashes[i] == 0 ? 0 : TagOf(hashes[i]);
+  entries_.push_back(entry);
+  if (kKeys * entries_.size() <= heads_.size()) return Link(entries_.size() - 1);
+  heads_.assign(std::max(kFirstHeads, 2 * heads_.size()), 0);
+  for (std::size_t place = 0; place < entries_.size(); ++place) Link(place);
+}
+
+bool KnownAddresses::Add(const Hashes& hashes, const AddressView& address, std::int64_t row) {
   // Packing takes as long as fetching what the new entry is linked with.
   for (const std::uint64_t hash : hashes) {
     if (hash != 0 && !heads_.empty()) PrefetchEntry(HeadOf(TagOf(hash)));
   }
-  if (!Pack(address, entry.text)) {
-    return std::ranges::all_of(hashes, [this](std::uint64_t hash) { return hash == 0 || AddUnknown(hash); });
-  }
-  for (std::size_t i = 0; i < kKeys; ++i) entry.tags[i] = hashes[i] == 0 ? 0 : TagOf(hashes[i]);
-  entries_.push_back(entry);
-  if (kKeys * entries_.size() <= heads_.size()) {
-    Link(entries_.size() - 1);
-    return true;
-  }
-  heads_.assign(std::max(kFirstHeads, 2 * heads_.size()), 0);
-  for (std::size_t place = 0; place < entries_.size(); ++place) Link(place);
+  std::uint32_t text = 0;
+  if (!Pack(address, row, text)) return AddRow(hashes, row);
+  AddEntry(hashes, text);
+  return true;
+}
+
+bool KnownAddresses::AddRow(const Hashes& hashes, std::int64_t row) {
+  if (!HasRoom()) return AddOnlyKeys(hashes);
+  Header header{};
+  header.row = row;
+  std::uint32_t text = 0;
+  std::memcpy(TakeRoom(sizeof header, text), &header, sizeof header);
+  AddEntry(hashes, text);
+  ++only_rows_;
   return true;
 }
 
@@ -208,6 +253,7 @@ void KnownAddresses::Clear() {
   unknown_.Clear();
   heads_ = std::vector<std::uint32_t>();
   entries_ = std::vector<Entry>();
+  only_rows_ = 0;
   blocks_ = std::vector<std::unique_ptr<char[]>>();
   used_ = kBlockBytes;
 }

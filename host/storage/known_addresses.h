@@ -1,8 +1,9 @@
 // The addresses that were stored through a connection, by their duplicate keys and taken apart ready to compare, for
 // look-ups that need not be run as nothing that they find would be confirmed.
 //
-// storage/known_keys.h tells what is stored and whether that is all there is. Of addresses that stood in the table before,
-// and of those for which the memory does not suffice, only the keys are known: who looks for one of them is told so.
+// storage/known_keys.h tells what is stored and whether that is all there is. Of addresses that stood in the table before
+// their rows in the index are known, and of those for which the memory does not suffice only the keys: who looks for one of
+// them is told so.
 //
 // Invariants
 //  1. Each address of the connection that has a key is found by it, or the key is among those of addresses unknown.
@@ -51,13 +52,17 @@ class KnownAddresses final : public Attachment {
 
   // `holds_all` is asked whether all keys of the table are known, as long as the connection lives.
   void Keep(std::function<bool()> holds_all) { holds_all_ = std::move(holds_all); }
-  // These two answer false where the memory is used up even for keys; then everything is to be cleared.
-  bool Add(const Hashes& hashes, const AddressView& address);
+  // These three answer false where the memory is used up even for keys; then everything is to be cleared.
+  // `row`: the address's AdressId.
+  bool Add(const Hashes& hashes, const AddressView& address, std::int64_t row);
+  bool AddRow(const Hashes& hashes, std::int64_t row);
   // Before an address with that key is added, or looked for: has the processor fetch where it stands.
   void Prefetch(std::uint64_t hash) const {
     if (!heads_.empty()) __builtin_prefetch(&heads_[PlaceOf(TagOf(hash))]);
   }
   bool AddUnknown(std::uint64_t hash) { return unknown_.Add(hash); }
+  // For more than keys.
+  bool HasRoom() const;
   // Gives the memory up.
   void Clear();
 
@@ -68,13 +73,23 @@ class KnownAddresses final : public Attachment {
   // last may be left out, and those that have fewer.
   template <class Look>
   bool Visit(const Hashes& hashes, Look&& look) const {
-    if (!holds_all_ || !holds_all_()) return false;
-    for (const std::uint64_t hash : hashes) {
-      if (hash != 0 && unknown_.MayContain(hash)) return false;
-    }
+    if (!HoldsAll(hashes)) return false;
     if (entries_.empty()) return true;
     Collect(hashes);
+    if (only_rows_ > 0 && !AreAddresses(found_)) return false;
     for (const std::uint32_t place : found_) look(Unpack(entries_[place]));
+    return true;
+  }
+
+  // Calls `look` with the AdressId of each row of the index that has one of the keys, and perhaps with others, in no order and
+  // some more than once; false, without any call, where not all are known or there are too many to be compared all.
+  template <class Look>
+  bool VisitRows(const Hashes& hashes, Look&& look) const {
+    if (!HoldsAll(hashes)) return false;
+    if (entries_.empty()) return true;
+    Collect(hashes);
+    if (found_.size() >= kMostAlike) return false;
+    for (const std::uint32_t place : found_) look(RowOf(entries_[place]));
     return true;
   }
 
@@ -82,7 +97,7 @@ class KnownAddresses final : public Attachment {
   struct Entry {
     std::array<std::uint32_t, kKeys> tags;  // of the keys; 0 for none
     std::array<std::uint32_t, kKeys> next;  // in a ring
-    std::uint32_t text;                     // its place in blocks_
+    std::uint32_t text;                     // the place of its row and address in blocks_
   };
   static constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
 
@@ -97,7 +112,7 @@ class KnownAddresses final : public Attachment {
   // Most are shorter than two of the processor's lines.
   void PrefetchText(const Entry& entry) const {
     constexpr std::size_t kLine = 64;
-    const char* const text = blocks_[entry.text / kBlockBytes].get() + entry.text % kBlockBytes;
+    const char* const text = TextOf(entry);
     __builtin_prefetch(text);
     __builtin_prefetch(text + kLine);
   }
@@ -112,10 +127,19 @@ class KnownAddresses final : public Attachment {
     return count;
   }
   class Ring;
+  // Whether none that has one of the keys is missing here.
+  bool HoldsAll(const Hashes& hashes) const;
   void Collect(const Hashes& hashes) const;
+  const char* TextOf(const Entry& entry) const {
+    return blocks_[entry.text / kBlockBytes].get() + entry.text % kBlockBytes;
+  }
   AddressView Unpack(const Entry& entry) const;
-  bool Pack(const AddressView& address, std::uint32_t& place);
-  bool HasRoom() const;
+  std::int64_t RowOf(const Entry& entry) const;
+  bool AreAddresses(const std::vector<std::uint32_t>& places) const;
+  char* TakeRoom(std::size_t size, std::uint32_t& place);
+  bool Pack(const AddressView& address, std::int64_t row, std::uint32_t& place);
+  void AddEntry(const Hashes& hashes, std::uint32_t text);
+  bool AddOnlyKeys(const Hashes& hashes);
   void Link(std::size_t place);
 
   std::size_t most_bytes_ = kMostBytes;
@@ -123,6 +147,7 @@ class KnownAddresses final : public Attachment {
   ValueFilter unknown_;
   std::vector<std::uint32_t> heads_;  // the last link of each ring, 0 for none; a power of two
   std::vector<Entry> entries_;
+  std::size_t only_rows_ = 0;  // entries without an address
   std::vector<std::unique_ptr<char[]>> blocks_;
   std::size_t used_ = kBlockBytes;  // of the last block
   // Places in entries_, of the visit under way: by how many keys they have, and those that are visited.

@@ -61,6 +61,7 @@ void KnownKeys::Begin() {
   }
   if (!IsSqlite(connection_) || !absent_.AreTold()) return;
   if (state_ == State::kOff) state_ = State::kUnknown;
+  coming_.Want(0, nullptr, [this](std::span<const SoughtValue> values) { return FindRows(values); });
   rows_to_learn_ = std::max(rows_to_learn_, kRowsAtOnce);
 }
 
@@ -93,9 +94,9 @@ void KnownKeys::Announce(const Keys& keys, const Hashes& hashes) {
   }
 }
 
-void KnownKeys::Remember(const Hashes& hashes, const AddressView& address) {
+void KnownKeys::Remember(const Hashes& hashes, const AddressView& address, std::int64_t address_id) {
   if (state_ == State::kOff || state_ == State::kUnknown) return;
-  if (!addresses_.Add(hashes, address)) Forget(State::kOff);
+  if (!addresses_.Add(hashes, address, address_id)) Forget(State::kOff);
 }
 
 // False where nothing is known any more.
@@ -227,6 +228,25 @@ bool KnownKeys::ServerLacks(std::span<const SoughtValue> values) {
 
 // --- On SQLite ---------------------------------------------------------------------------------------
 
+ComingLookUps::Rows KnownKeys::FindRows(std::span<const SoughtValue> values) {
+  if (!HoldsAll()) {
+    if (state_ != State::kOff && addresses_.HasRoom()) rows_to_learn_ += kRowsALookUp;
+    return std::nullopt;
+  }
+  Hashes hashes{};
+  for (const auto& [name, text] : values) {
+    const auto column = ColumnOf(name);
+    if (!column) return std::nullopt;
+    hashes[*column] = HashOf(*column, text);
+  }
+  found_.clear();
+  if (!addresses_.VisitRows(hashes, [this](std::int64_t row) { found_.push_back(row); })) return std::nullopt;
+  if (!row_look_up_) row_look_up_.emplace(connection_);
+  ComingLookUps::Rows rows;
+  Trap([&] { rows = row_look_up_->Read(found_, values); }, [](const RuntimeError&) {});
+  return rows;
+}
+
 // Changes with every commit of another connection, and with the tables.
 std::string KnownKeys::Version() {
   if (version_query_ == nullptr) {
@@ -276,11 +296,13 @@ void KnownKeys::LearnRows() {
   std::int64_t last_row = std::numeric_limits<std::int64_t>::max();
   for (const RecordsetPtr rows = next_rows_->Open(); !rows->IsEof(); rows->MoveNext(), --rows_to_learn_) {
     last_row = rows->ValueAt(0).ToInteger();
+    Hashes hashes{};
     for (std::size_t i = 0; i < kColumns.size(); ++i) {
       if (rows->IsNull(i + 1)) continue;
-      const std::uint64_t hash = HashOf(i, rows->TextAt(i + 1));
-      if (Add(hash) && !addresses_.AddUnknown(hash)) Forget(State::kOff);
+      hashes[i] = HashOf(i, rows->TextAt(i + 1));
+      Add(hashes[i]);
     }
+    if (state_ != State::kOff && !addresses_.AddRow(hashes, last_row)) Forget(State::kOff);
   }
   if (state_ == State::kOff) return;
   if (rows_to_learn_ > 0 || last_row == std::numeric_limits<std::int64_t>::max()) {

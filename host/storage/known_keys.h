@@ -3,7 +3,9 @@
 //
 // On SQLite, where nobody else stores while a group is open, a filter of the three key columns is learned from the table
 // by and by, two rows for each one that is stored, so that learning costs little whatever the index holds; an empty index
-// is known at once. Until all is learned, every query is run.
+// is known at once. Each look-up that has to be run has some more rows learned, so that a file of addresses that are there
+// is not looked up to its end. Until all is learned, every query is run; then rows are read by their numbers instead
+// (storage/row_look_up.h).
 //
 // On a server an index that is empty under the lock is known from then on, as long as nobody else commits rows of it. Of
 // any other one the keys of many records are asked for at once (storage/keys_ahead.h). So they are where much is found
@@ -19,7 +21,7 @@
 //     with the first question of each group, and with every question outside of groups. On a server it is so where
 //     others have committed rows of the index, with or without the lock, or the lock is not held.
 //  5. Addresses that are stored are remembered (storage/known_addresses.h) under keys that are announced; of those that
-//     are learned the keys are told to be of addresses unknown.
+//     are learned only which rows have the keys.
 //  6. It is used between the first Begin and the last Release only, under the CallMutex. No question raises anything:
 //     what fails makes the query be run.
 #pragma once
@@ -32,6 +34,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "kestrel/connection.h"
 #include "keys/address_view.h"
@@ -41,6 +44,7 @@
 #include "storage/grouped_writes.h"
 #include "storage/keys_ahead.h"
 #include "storage/known_addresses.h"
+#include "storage/row_look_up.h"
 #include "storage/value_filter.h"
 
 namespace kestrel::host {
@@ -70,7 +74,7 @@ class KnownKeys final : public Attachment {
   static Hashes HashesOf(const Keys& keys);
 
   // Before Store and Announce: the address whose keys these are.
-  void Remember(const Hashes& hashes, const AddressView& address);
+  void Remember(const Hashes& hashes, const AddressView& address, std::int64_t address_id);
   // Runs `store`, which adds or changes the row of an address with these keys, and passes on what it gives and
   // raises.
   template <class Step>
@@ -97,6 +101,8 @@ class KnownKeys final : public Attachment {
  private:
   static constexpr std::int64_t kRowsAStored = 2;
   static constexpr std::int64_t kRowsAtOnce = 1024;
+  // Which takes a quarter of the time of the look-up, as it searches three indexes of sixteen sections.
+  static constexpr std::int64_t kRowsALookUp = 32;
   enum class State { kOff, kUnknown, kLearning, kComplete };
 
   // Counts what is stored within the scope as told of already.
@@ -117,6 +123,7 @@ class KnownKeys final : public Attachment {
   void LookWhetherEmpty();
   void Ask(std::span<const std::string> key_texts);
   ComingLookUps::Rows Find(std::span<const SoughtValue> keys);
+  ComingLookUps::Rows FindRows(std::span<const SoughtValue> values);
   void Wish(std::size_t at_once);
   bool HoldsAll();
   void LearnBetweenGroups();
@@ -153,6 +160,8 @@ class KnownKeys final : public Attachment {
   std::optional<std::uint64_t> checked_in_;  // the group in which it was looked at
   std::unique_ptr<Statement> version_query_;
   std::unique_ptr<Statement> next_rows_;
+  std::optional<RowLookUp> row_look_up_;
+  std::vector<std::int64_t> found_;  // by it
 };
 
 }  // namespace kestrel::host

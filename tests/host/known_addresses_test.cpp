@@ -23,7 +23,7 @@ class KnownAddresses : public ::testing::Test {
   }
 
   bool Add(host::KnownAddresses::Hashes hashes, const std::string& name) {
-    return known.Add(hashes, AddressParts("50667|Köln|Weg 1||" + name + "||||"));
+    return known.Add(hashes, AddressParts("50667|Köln|Weg 1||" + name + "||||"), 1);
   }
   std::vector<std::string> Find(host::KnownAddresses::Hashes hashes) {
     std::vector<std::string> names;
@@ -54,7 +54,7 @@ TEST_F(KnownAddresses, AreAsTheyWereToldHoweverMany) {
   for (std::uint64_t i = 1; i <= 50000; ++i) {
     const std::uint64_t hash = i * 0x9E3779B97F4A7C15U;
     if (i == 777) {
-      known.Add({hash, 0, 0}, told);
+      known.Add({hash, 0, 0}, told, 1);
     } else {
       Add({hash, hash, hash}, "Name");
     }
@@ -96,7 +96,7 @@ TEST_F(KnownAddresses, ThatAreTooLongOrTooManyAreUnknown) {
   few.Keep([] { return true; });
   const AddressParts address("50667|Köln|Weg 1||Anna Berg||||");
   int known_ones = 0;
-  for (std::uint64_t i = 1; i <= 30000; ++i) few.Add({i * 0x9E3779B97F4A7C15U, 0, 0}, address);
+  for (std::uint64_t i = 1; i <= 30000; ++i) few.Add({i * 0x9E3779B97F4A7C15U, 0, 0}, address, 1);
   for (std::uint64_t i = 1; i <= 30000; ++i) {
     int found = 0;
     const bool are_known = few.Visit({i * 0x9E3779B97F4A7C15U, 0, 0}, [&](const AddressView&) { ++found; });
