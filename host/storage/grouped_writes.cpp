@@ -98,9 +98,18 @@ void GroupedWrites::OpenGroup() {
   if (!open_) throw TransactionIsGone(connection_.StopReason());
 }
 
-bool GroupedWrites::OpenForLookUp(GroupMember& member) {
+void GroupedWrites::EndSpan() {
+  // The timer goes by its alarm, and finds the group ended by then.
+  if (open_) deadline_ = CoarseNow();
+}
+
+void GroupedWrites::CommitIfOver() {
   // A commit in the middle of rows would count those as standing that are still to be stored.
   if (open_ && !flushing_ && !retrying_ && CoarseNow() >= deadline_) CommitGroup();
+}
+
+bool GroupedWrites::OpenForLookUp(GroupMember& member) {
+  CommitIfOver();
   OpenGroup();
   looked_up_ = open_;
   Join(member);

@@ -126,6 +126,12 @@ class GroupedWrites final : public Attachment {
   // The open group has its whole span from now on: what it waited for so far was somebody else.
   void BeginSpan();
 
+  // The time of the open group is over: for who can do something between groups that makes the next ones faster.
+  void EndSpan();
+  // Before a look-up whose answer decides about the next record, too: commits the open group where its time is over, as
+  // OpenForLookUp would. Raises nothing.
+  void CommitIfOver();
+
   // Inside PipelineSender::RetryPipeline: `work` stores records that were undone again, one by one with Store
   // and raising nothing. All of them stay in the transaction in which they were. Where that one is gone, the
   // other records of the group are lost. Where the calling thread keeps windows, another one does it.

@@ -140,10 +140,11 @@ bool KnownKeys::LacksAll(const Hashes& hashes, std::size_t count) const {
 
 // Within a group no row may be learned, and with a look-up one begins.
 void KnownKeys::LearnBetweenGroups() {
-  if (ahead_ != nullptr || group_.IsOpen() || state_ == State::kOff || state_ == State::kComplete ||
-      rows_to_learn_ < kRowsAtOnce) {
+  if (ahead_ != nullptr || state_ == State::kOff || state_ == State::kComplete || rows_to_learn_ < kRowsAtOnce)
     return;
-  }
+  if (rows_to_learn_ >= kRowsWorthACommit) group_.EndSpan();
+  group_.CommitIfOver();
+  if (group_.IsOpen()) return;
   const auto learn = [this] {
     if (!IsCurrent()) Forget(State::kUnknown);
     Learn();
@@ -230,7 +231,8 @@ bool KnownKeys::ServerLacks(std::span<const SoughtValue> values) {
 
 ComingLookUps::Rows KnownKeys::FindRows(std::span<const SoughtValue> values) {
   if (!HoldsAll()) {
-    if (state_ != State::kOff && addresses_.HasRoom()) rows_to_learn_ += kRowsALookUp;
+    if (state_ == State::kOff || !addresses_.HasRoom()) return std::nullopt;
+    rows_to_learn_ += kRowsALookUp;
     return std::nullopt;
   }
   Hashes hashes{};

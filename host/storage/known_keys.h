@@ -103,6 +103,8 @@ class KnownKeys final : public Attachment {
   static constexpr std::int64_t kRowsAtOnce = 1024;
   // Which takes a quarter of the time of the look-up, as it searches three indexes of sixteen sections.
   static constexpr std::int64_t kRowsALookUp = 32;
+  // So many rows are worth a commit before its time, as rows are learned between groups.
+  static constexpr std::int64_t kRowsWorthACommit = 65536;
   enum class State { kOff, kUnknown, kLearning, kComplete };
 
   // Counts what is stored within the scope as told of already.
