@@ -33,6 +33,13 @@ class KnownAddresses : public ::testing::Test {
     return names;
   }
 
+  // -999 where they are not known.
+  std::vector<std::int64_t> RowsOf(host::KnownAddresses::Hashes hashes) {
+    std::vector<std::int64_t> rows;
+    if (!known.VisitRows(hashes, [&](std::int64_t row) { rows.push_back(row); })) rows = {-999};
+    return rows;
+  }
+
   host::KnownAddresses known{host::KnownAddresses::kMostBytes};
   bool holds_all = true;
 };
@@ -87,6 +94,33 @@ TEST_F(KnownAddresses, AreNotToldWhereSomeAreUnknown) {
   holds_all = true;
   known.Clear();
   EXPECT_THAT(Find({1, 2, 3}), ElementsAre());
+}
+
+TEST_F(KnownAddresses, OfWhichOnlyTheRowIsKnownAreFoundByRowAndNotCompared) {
+  Add({1, 2, 0}, "Anna");
+  ASSERT_TRUE(known.AddRow({1, 0, 9}, 77));
+  ASSERT_TRUE(known.AddRow({0, 0, 5}, -3));
+  EXPECT_THAT(Find({1, 0, 0}), ElementsAre("not known"));
+  EXPECT_THAT(Find({0, 2, 0}), ElementsAre("ANNA"));
+  EXPECT_THAT(RowsOf({1, 0, 0}), UnorderedElementsAre(1, 77));
+  EXPECT_THAT(RowsOf({3, 2, 5}), UnorderedElementsAre(1, -3));
+  EXPECT_THAT(RowsOf({9, 9, 1}), ElementsAre());
+  known.Clear();
+  EXPECT_THAT(RowsOf({1, 2, 5}), ElementsAre());
+}
+
+TEST_F(KnownAddresses, AreNotFoundByRowWhereSomeAreUnknownOrTooMany) {
+  constexpr std::int64_t kNotKnown = -999;
+  for (std::uint64_t i = 0; i < host::KnownAddresses::kMostAlike; ++i) {
+    EXPECT_THAT(RowsOf({8, 0, 0}), ::testing::SizeIs(i));
+    known.AddRow({8, 2 * i + 101, 0}, static_cast<std::int64_t>(i));
+  }
+  EXPECT_THAT(RowsOf({8, 0, 0}), ElementsAre(kNotKnown));
+  EXPECT_THAT(RowsOf({0, 103, 0}), ElementsAre(1));
+  known.AddUnknown(103);
+  EXPECT_THAT(RowsOf({0, 103, 0}), ElementsAre(kNotKnown));
+  holds_all = false;
+  EXPECT_THAT(RowsOf({0, 105, 0}), ElementsAre(kNotKnown));
 }
 
 TEST_F(KnownAddresses, ThatAreTooLongOrTooManyAreUnknown) {

@@ -6,9 +6,15 @@
 #include "host/host_fixture.h"
 #include "kestrel/transaction.h"
 #include "platform/data/absent_values.h"
+#include "platform/data/coming_lookups.h"
 #include "storage/address_index.h"
+#include "support/noting_member.h"
 
 namespace kestrel {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
 namespace {
 
 class KnownKeys : public testing::HostFixture {
@@ -24,11 +30,31 @@ class KnownKeys : public testing::HostFixture {
     return connection->attachments().Of<AbsentValues>(*connection).Lacks("Adressindex", values);
   }
   bool IsKnownToLack(std::string_view key) { return IsKnownToLack(key, key); }
+  std::vector<std::string> RowsWith(const std::string& key1, const std::string& key2) {
+    return Rows(
+        "SELECT Adressart, Referenz, ifnull(Doubletkey1, ''), ifnull(Doubletkey2, ''), ifnull(Doubletkey3, '') "
+        "FROM "
+        "Adressindex where ( Doubletkey1 = '" +
+        key1 + "'  OR  Doubletkey2 = '" + key2 + "' )");
+  }
   bool IsThere(const std::string& key1, const std::string& key2) {
     return !connection
                 ->OpenRecordset("SELECT * FROM Adressindex where  (Adressart = 1)  and ( Doubletkey1 = '" +
                                 key1 + "'  OR  Doubletkey2 = '" + key2 + "' )")
                 ->IsEof();
+  }
+  // The same rows without that query; none where they are not known.
+  std::optional<std::vector<std::string>> Known(std::string_view key1, std::string_view key2) {
+    const SoughtValue values[] = {{"Doubletkey1", key1}, {"Doubletkey2", key2}};
+    const std::lock_guard lock(connection->CallMutex());
+    const auto found = connection->attachments().Of<ComingLookUps>(*connection).Find(values);
+    if (!found) return std::nullopt;
+    std::vector<std::string> rows;
+    for (const FoundAddress& row : *found) {
+      std::string& text = rows.emplace_back(std::to_string(row.address_type)).append("|").append(row.reference);
+      for (const std::string_view key : row.keys) text.append("|").append(key);
+    }
+    return rows;
   }
   // Adds a row past the writer of the index.
   static void Add(Connection& by, const std::string& id, const std::string& key) {
@@ -273,7 +299,7 @@ TEST_F(KnownKeys, WritersAtRandomNeverHideARow) {
   std::mt19937 random(20240307);
   const auto below = [&random](unsigned count) { return static_cast<int>(random() % count); };
   const auto key = [&] { return "w" + std::to_string(below(60)); };
-  int known = 0, found = 0;
+  int known = 0, found = 0, read = 0;
   bool in_savepoint = false;
   for (int i = 0; i < 20000; ++i) {
     // As the next import does, once the last one has ended.
@@ -314,6 +340,10 @@ TEST_F(KnownKeys, WritersAtRandomNeverHideARow) {
         const bool is_there = IsThere(a, b);
         const bool lacks = IsKnownToLack(a, b);
         ASSERT_FALSE(is_there && lacks) << "round " << i;
+        if (const auto rows = Known(a, b)) {
+          ASSERT_EQ(*rows, RowsWith(a, b)) << "round " << i;
+          if (is_there) ++read;
+        }
         if (is_there) ++found;
         if (lacks) ++known;
       }
@@ -322,6 +352,72 @@ TEST_F(KnownKeys, WritersAtRandomNeverHideARow) {
   // Both happened often enough to say something.
   EXPECT_GT(found, 500);
   EXPECT_GT(known, 500);
+  EXPECT_GT(read, 500);
+}
+
+TEST_F(KnownKeys, ALargeIndexIsLearnedByTheLookUpsThatHaveToBeRun) {
+  constexpr int kRows = 20000;
+  InTransaction(*connection, [&] {
+    for (int i = 0; i < kRows; ++i) Add(*connection, std::to_string(2 * i), "a" + std::to_string(i));
+  });
+  const auto index = NewIndex();
+  int look_ups = 0;
+  for (; look_ups < kRows; ++look_ups) {
+    const std::string key = "a" + std::to_string(look_ups);
+    ASSERT_FALSE(IsKnownToLack(key));
+    if (const auto rows = Known(key, "-")) {
+      EXPECT_THAT(*rows, ElementsAre("1|r|" + key + "||"));
+      break;
+    }
+    // It is learned between the groups.
+    if (look_ups % 100 == 0) host::GroupedWrites::Of(*connection).Flush();
+  }
+  EXPECT_GT(look_ups, 100);
+  EXPECT_LT(look_ups, 1000);
+  for (int i = 0; i < kRows; ++i) {
+    const std::string key = "a" + std::to_string(i);
+    ASSERT_EQ(Known(key, key), RowsWith(key, key));
+  }
+  EXPECT_EQ(Known("nirgends", "nirgends"), std::vector<std::string>());
+}
+
+// Without that a group would last until its rows are looked up one by one.
+TEST_F(KnownKeys, WhereMuchIsToBeLearnedAGroupEndsBeforeItsTime) {
+  constexpr int kRows = 70000;
+  InTransaction(*connection, [&] {
+    for (int i = 0; i < kRows; ++i) Add(*connection, std::to_string(i), "a");
+  });
+  testing::NotingMember member;
+  host::GroupedWrites& group = host::GroupedWrites::Of(*connection);
+  const auto index = NewIndex();
+  int look_ups = 0;
+  for (; look_ups < kRows; ++look_ups) {
+    ASSERT_FALSE(IsKnownToLack("a"));
+    group.OpenForLookUp(member);
+    if (Known("-", "-")) break;
+    // However slow this machine is, no group ends by the clock.
+    group.BeginSpan();
+  }
+  EXPECT_LT(look_ups, 5000);
+  EXPECT_GT(group.Generation(), 1U);
+}
+
+TEST_F(KnownKeys, RowsThatWaitAreFoundAndThoseOfALostGroupAreNot) {
+  const ObjectPtr importer = Importer();
+  EXPECT_EQ(Import(importer, {{"Bez1", "Schulz"}}), "");
+  host::GroupedWrites::Of(*connection).Flush();
+  ASSERT_TRUE(IsKnownToLack("x"));
+  EXPECT_EQ(Import(importer, {{"KundenNummer", "7"}, {"Bez1", "Meyer"}, {"PLZ", "50667"}}), "");
+  const std::string key = host::BuildDoubletKey("7", "50667|||Meyer|Meyer||||");
+  ASSERT_FALSE(IsKnownToLack("-", key));
+  const auto known = Known("-", key);
+  ASSERT_TRUE(known);
+  EXPECT_EQ(*known, RowsWith("-", key));
+  EXPECT_THAT(*known, SizeIs(1));
+  connection->Rollback();
+  host::GroupedWrites::Of(*connection).Flush();
+  ASSERT_FALSE(IsKnownToLack("-", key));
+  EXPECT_THAT(Known("-", key).value_or(std::vector<std::string>()), IsEmpty());
 }
 
 namespace {
