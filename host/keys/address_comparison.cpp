@@ -14,6 +14,7 @@
 
 #include "keys/cologne_phonetics.h"
 #include "keys/known_names.h"
+#include "keys/special_words.h"
 #include "keys/text_similarity.h"
 
 namespace kestrel::host {
@@ -44,6 +45,7 @@ constexpr double kLeastShare = 0.001;
 constexpr double kGreatestShare = 0.95;
 constexpr double kErrorsPrevail = 0.5;  // from here on there are no households, and another first name is wrong
 constexpr double kOtherMark = -30;      // "jun.", "Filiale 2"
+constexpr double kOtherLegalForm = -30;
 
 // --- Places ---
 constexpr double kSamePlace = 12;
@@ -163,8 +165,8 @@ class Comparer {
       is_one_address_ = street >= Likeness::kNear;
       Names();
     }
-    if (a_.legal_forms != 0 && b_.legal_forms != 0 && a_.legal_forms != b_.legal_forms) {
-      Add(names_reason_, 0, "andere Rechtsform");
+    if (DifferInLegalForm(a_.legal_forms, b_.legal_forms)) {
+      Add(names_reason_, has_other_form_ ? kOtherLegalForm : 0, "andere Rechtsform");
     }
     if (tells_)
       result_.reason =
@@ -185,8 +187,9 @@ class Comparer {
   std::string NearName(double likeness) const { return tells_ ? "Name ähnlich " + Decimal(likeness) : ""; }
 
   bool NothingDiffers() const {
-    return std::ranges::equal(a_.names(), b_.names()) && a_.postcode == b_.postcode && a_.town == b_.town &&
-           a_.street == b_.street && a_.house_number == b_.house_number && a_.house_letter == b_.house_letter;
+    return !has_other_form_ && std::ranges::equal(a_.names(), b_.names()) && a_.postcode == b_.postcode &&
+           a_.town == b_.town && a_.street == b_.street && a_.house_number == b_.house_number &&
+           a_.house_letter == b_.house_letter;
   }
   double MostOfStreet(bool other_number) const {
     return (a_.street.empty() || b_.street.empty() ? 0
@@ -211,6 +214,7 @@ class Comparer {
   std::string names_reason_;
   std::string place_reason_;
   bool is_one_address_ = true;
+  const bool has_other_form_ = AreOtherLegalForms(a_.legal_forms, b_.legal_forms);
 
   // Names that are paired, by bits; and what they come to.
   std::uint32_t used_a_ = 0;
@@ -346,7 +350,7 @@ void Comparer::Names() {
                           : "gleicher Name, unvollständig";
   }
   if (has_other_) reason += ", ein weiterer anders";
-  if (!has_other_ && is_one_address_) ++seen_.same_names;
+  if (!has_other_ && is_one_address_ && !has_other_form_) ++seen_.same_names;
   if (initials_ > 0) reason += ", Vorname abgekürzt";
   Add(names_reason_, names_, reason);
 }

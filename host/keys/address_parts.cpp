@@ -153,6 +153,8 @@ bool AddressParts::TakeNameWords(std::string_view folded) {
     if (word == "Z" && folded.starts_with("HD")) break;
     if (word == "ZU" && folded.starts_with("HAENDEN")) break;
     if (word == "E" && (folded.starts_with("V") || folded.starts_with("K")) && folded.size() < 3) {
+      const std::string_view letter = TakeWord(folded);
+      view_.legal_forms |= letter == "V" ? LegalFormOf("EV") : letter == "K" ? LegalFormOf("EK") : 0;
       is_person = false;
       break;
     }

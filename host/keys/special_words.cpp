@@ -80,11 +80,21 @@ std::uint16_t KindsOfWord(std::string_view word) {
 }
 
 std::uint32_t LegalFormOf(std::string_view word) {
-  if (word == "CO" || word == "CIE" || word == "COMPAGNIE" || word == "HAFTUNGSBESCHRAENKT") return 0;
+  if (word == "CO" || word == "CIE" || word == "COMPAGNIE") return kPartners;
+  if (word == "HAFTUNGSBESCHRAENKT") return 0;
   if (word == "MBH" || word == "GESMBH") word = "GMBH";
-  static_assert(std::size(kLegalForms) <= 32);
+  static_assert(std::size(kLegalForms) < 32);
   const auto* const found = std::ranges::find(kLegalForms, word);
   return found == std::end(kLegalForms) ? 0 : std::uint32_t{1} << (found - std::begin(kLegalForms));
+}
+
+bool AreOtherLegalForms(std::uint32_t a, std::uint32_t b) {
+  if (!DifferInLegalForm(a, b)) return false;
+  static const std::uint32_t partnership = LegalFormOf("KG");
+  const auto lacks = [](std::uint32_t one, std::uint32_t other) { return other & ~one & ~kPartners; };
+  if (lacks(a, b) != 0 && lacks(b, a) != 0) return true;
+  const std::uint32_t fewer = lacks(a, b) != 0 ? a : b;
+  return ((a ^ b) & partnership) != 0 && (fewer & kPartners) == 0;
 }
 
 }  // namespace kestrel::host

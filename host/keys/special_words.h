@@ -34,7 +34,17 @@ std::span<const SpecialWord> SpecialWords();
 // Of which kinds the word is; 0 for most.
 std::uint16_t KindsOfWord(std::string_view word);
 
-// A bit, the same one for all spellings of a legal form; none for words that only stand beside one, and for others.
+// A bit, the same one for all spellings of a legal form; kPartners for "Co" and the like; none for other words that stand
+// beside one, and for all others.
+constexpr std::uint32_t kPartners = std::uint32_t{1} << 31;
 std::uint32_t LegalFormOf(std::string_view word);
+// Whether one is another than the other, by the bits of the words of two names; not where a name has none.
+constexpr bool DifferInLegalForm(std::uint32_t a, std::uint32_t b) {
+  return (a & ~kPartners) != 0 && (b & ~kPartners) != 0 && ((a ^ b) & ~kPartners) != 0;
+}
+// Whether they are even those of two companies. Words are left out often, so not where one name has more of them; but a
+// limited company ("GmbH") is another one than the partnership that it is a partner of ("GmbH & Co. KG"), unless that is just
+// cut off ("GmbH & Co.").
+bool AreOtherLegalForms(std::uint32_t a, std::uint32_t b);
 
 }  // namespace kestrel::host

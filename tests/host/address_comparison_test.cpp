@@ -229,6 +229,35 @@ TEST(AddressComparison, TheHighestScoreIsTheScoreWhereThereIsHope) {
   EXPECT_EQ(seen.all_names_other, seen_again.all_names_other);
 }
 
+TEST(AddressComparison, CompaniesOfOtherLegalFormsAtOneAddressAreTwo) {
+  const char* const forms[] = {"Ruckweiler Metallbau GmbH",
+                               "Ruckweiler Metallbau AG",
+                               "Ruckweiler Metallbau e. K.",
+                               "Ruckweiler Metallbau OHG",
+                               "Ruckweiler Metallbau GmbH & Co. KG",
+                               "Ruckweiler Metallbau e. V.",
+                               "Ruckweiler Metallbau UG (haftungsbeschränkt)"};
+  for (const char* one : forms) {
+    for (const char* other : forms) EXPECT_EQ(AreSame({one}, {other}), one == other) << one << ", " << other;
+    EXPECT_TRUE(AreSame({one}, {"Ruckweiler Metallbau"})) << one << " without its form";
+  }
+  EXPECT_FALSE(AreSame({"Ruckweiler GmbH"}, {"Ruckweiler AG"})) << "of which nothing else differs";
+  EXPECT_FALSE(AreSame({"Ruckweiler GmbH"}, {"Rukweiler AG"}));
+}
+
+TEST(AddressComparison, SpellingsOfALegalFormAreOne) {
+  const Side company{"Ruckweiler Metallbau GmbH & Co. KG"};
+  for (const char* same :
+       {"Ruckweiler Metallbau GmbH u. Co KG", "Ruckweiler Metallbau Ges.mbH & Cie. KG",
+        "Ruckweiler Metallbau KG", "Ruckweiler Metallbau mbH & Co. KG", "Ruckweiler Metallbau GmbH & Co.",
+        "Ruckweiler Metallbau GmbH & Co. K", "Ruckweiler Metallbau GmbH & Co.e KG"}) {
+    EXPECT_TRUE(AreSame(company, {same})) << same;
+  }
+  EXPECT_TRUE(AreSame({"Ruckweiler Metallbau e. K."}, {"Ruckweiler Metallbau eK"}));
+  EXPECT_TRUE(AreSame({"Ruckweiler Metallbau e.V."}, {"Ruckweiler Metallbau EV"}));
+  EXPECT_TRUE(AreSame({"Ruckweiler Metallbau GmbH"}, {"Ruckweiler Metallbau Gesellschaft mbH"}));
+}
+
 TEST(AddressComparison, TheReasonTellsThatTheLegalFormIsAnother) {
   const char* const other = "andere Rechtsform";
   EXPECT_THAT(Compare({"Ruckweiler AG"}, {"Ruckweiler GmbH"}).reason,
