@@ -1,5 +1,6 @@
-// Which addresses of a long list a run holds back, compared with a slow walk over all that it has stored.
-#include <gtest/gtest.h>
+// Which addresses of a long list a run holds back, compared with a slow walk over all that it has stored; and how many a check
+// tells of.
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <array>
@@ -13,6 +14,10 @@
 
 namespace kestrel {
 namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 constexpr int kAddresses = 1500;
 
@@ -144,6 +149,33 @@ TEST_F(EndToEnd, ManyRandomAddressesAreJudgedLikeAWalkOverAllThatIsStored) {
   const testing::ProgramResult run = Run({"run", "Liste"});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(Query("SELECT KundenNummer FROM Kunden ORDER BY KundenNummer"), expected);
+}
+
+TEST_F(EndToEnd, CheckOfTheDataCountsEachRecordThatRepeatsAnEarlierOneOnce) {
+  const std::string once = ";Anna Meyer;Ring 1;50667;Köln\r\n";
+  const std::string other = ";Bernd Schulz;Tulpenhof 5;10115;Berlin\r\n";
+  WriteFileAtomically(Spec("liste.txt"),
+                      ToWindows1252("Nr;Name;Strasse;PLZ;Ort\r\n1" + once + "2" + other + "3" + once +
+                                    "4;;;;\r\n5;;;;\r\n6;Meyer, Anna;Ring 1;50667;Köln\r\n7" + other +
+                                    "8;Eva Klug;Weg 3;01067;Dresden\r\n"));
+  const std::string common =
+      "[Common]\nDescription=Liste\nApplication=2\nImportClass=ksbimport.importkunden\nProvider=Textdatei\n"
+      "FileName=" +
+      Spec("liste.txt") + "\nColumnHeadings=True\nFileFormat=ANSI\nDelimiter=;\n[CfgSettings]\n";
+  const std::string keys = "AddresstypeCode=1\nDublettenKey1=1\nDublettenKey2=1\nDublettenKey3=1\n";
+  const std::string assignments =
+      "[FieldAssignments]\nKundenNummer=FIELD:Nr\nBez1=FIELD:Name\nStrasse=FIELD:Strasse\nPLZ=FIELD:PLZ\n"
+      "Ort=FIELD:Ort\n";
+  WriteSpec("Mit.IMP", common + "DublettenPruefen=1\n" + keys + assignments);
+  WriteSpec("Ohne.IMP", common + "DublettenPruefen=0\n" + keys + assignments);
+  const std::string checked = Run({"check", "Mit", "--data", "--format", "json"}).out;
+  // Records 3 and 6 repeat the first, 7 the second; those without an address repeat nothing.
+  EXPECT_THAT(checked, HasSubstr("\"repeatedAddresses\":3"));
+  EXPECT_THAT(Run({"check", "Mit", "--data"}).out,
+              AllOf(HasSubstr("Datensatz 3 wie Datensatz 1"), HasSubstr("Datensatz 6 wie Datensatz 1"),
+                    HasSubstr("Datensatz 7 wie Datensatz 2"), Not(HasSubstr("Datensatz 5 wie"))));
+  EXPECT_THAT(Run({"check", "Ohne", "--data", "--format", "json"}).out,
+              HasSubstr("\"repeatedAddresses\":null"));
 }
 
 }  // namespace
