@@ -5,6 +5,7 @@
 #include <iterator>
 #include <mutex>
 #include <span>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -86,6 +87,16 @@ std::size_t AgreeingKeys(const DuplicateSettings& settings, const DuplicateKeys&
   return count;
 }
 
+// Of candidates with as many keys: an order that no index, section of one or server changes, as the first of several that are
+// confirmed alike is chosen. Numbers of one length sort as texts do.
+bool ComesBefore(const DuplicateMatch& a, const DuplicateMatch& b) {
+  const auto place = [](const DuplicateMatch& match) {
+    return std::make_tuple(match.key, match.reference.size(), std::string_view(match.reference),
+                           match.address_type);
+  };
+  return place(a) < place(b);
+}
+
 // Where there are more candidates than are asked about, as in a long street, those with most keys come first: a server has
 // no order that would bring them.
 class MostKeysFirst {
@@ -100,6 +111,7 @@ class MostKeysFirst {
   void MoveTo(std::vector<DuplicateMatch>& candidates) {
     candidates.clear();
     for (std::size_t count = by_keys_.size(); count-- > 0;) {
+      std::ranges::stable_sort(by_keys_[count], ComesBefore);
       std::move(by_keys_[count].begin(), by_keys_[count].end(), std::back_inserter(candidates));
     }
     if (candidates.size() > Confirmation::kMostCandidates) candidates.resize(Confirmation::kMostCandidates);

@@ -9,6 +9,8 @@
 namespace kestrel {
 namespace {
 
+using ::testing::ElementsAre;
+
 // Asks the database every query, as nobody tells what is stored through it.
 class AskingConnection final : public Connection {
  public:
@@ -132,6 +134,27 @@ TEST_F(KnownKeysImports, StoreAndHoldBackWhatAskingEachTimeDoes) {
     ASSERT_EQ(AllRows(*connection), AllRows(*asked));
   }
   EXPECT_GT(duplicates, 200);
+}
+
+TEST_F(KnownKeysImports, OfAddressesAlikeTheLowestNumberIsNamedWhateverTheSectionOfItsRow) {
+  // Sections 15, 0 and 1, stored in no order; each is asked about, as all agree alike.
+  Import(connection, "Nr;Name;Strasse;PLZ;Anzahl\r\n1114112;Nama GmbH;Weg 1;51000;1\r\n");
+  for (const char* number : {"1048576", "983040"}) {
+    connection->Execute("INSERT INTO Kunden (KundenNummer, Bez1, Strasse, PLZ) SELECT " + std::string(number) +
+                        ", Bez1, Strasse, PLZ FROM Kunden WHERE KundenNummer = 1114112");
+    connection->Execute("INSERT INTO Adressindex SELECT " + std::string(number) + " * 64 + 1, 1, '" + number +
+                        "', Doubletkey1, Doubletkey2, Doubletkey3 FROM Adressindex WHERE Referenz = '1114112'");
+  }
+  const std::string repeated = "Nr;Name;Strasse;PLZ;Anzahl\r\n5;Nama GmbH;Weg 1;51000;1\r\n";
+  const auto named = [&] {
+    return Rows(
+        "SELECT Adresse FROM Protokolldetails WHERE Adresse IS NOT NULL ORDER BY ZeilenNr DESC LIMIT 1");
+  };
+  Import(connection, repeated);
+  EXPECT_THAT(named(), ElementsAre("983040"));
+  Import(std::make_shared<AskingConnection>(OpenConnection(file)), repeated);
+  EXPECT_THAT(named(), ElementsAre("983040"));
+  EXPECT_EQ(duplicates, 2);
 }
 
 }  // namespace kestrel
