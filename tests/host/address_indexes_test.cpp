@@ -28,7 +28,8 @@ class AddressIndexes : public testing::HostFixture {
   void Add(std::int64_t number, const std::array<std::string, 3>& keys) {
     const auto insert = connection->Prepare("INSERT INTO Adressindex VALUES (?, 1, ?, ?, ?, ?)");
     insert->BindInteger(0, number * 64 + 1);
-    insert->BindText(1, std::to_string(number));
+    const std::string reference = std::to_string(number);
+    insert->BindText(1, reference);
     for (std::size_t i = 0; i < keys.size(); ++i) {
       if (keys[i].empty()) {
         insert->BindNull(2 + i);
