@@ -1,6 +1,7 @@
 #include "storage/known_addresses.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <limits>
 
@@ -36,6 +37,11 @@ bool TellPart(std::uint8_t& length, std::uint8_t& at, std::string_view part, std
 
 bool KnownAddresses::HasRoom() const {
   return entries_.size() * sizeof(Entry) + heads_.size() * sizeof(heads_[0]) + blocks_.size() * kBlockBytes <
+         most_bytes_;
+}
+
+bool KnownAddresses::WouldHold(std::size_t rows) const {
+  return rows * (sizeof(Entry) + sizeof(Header)) + std::bit_ceil(kKeys * rows) * sizeof(heads_[0]) <
          most_bytes_;
 }
 

@@ -63,6 +63,9 @@ class KnownAddresses final : public Attachment {
   bool AddUnknown(std::uint64_t hash) { return unknown_.Add(hash); }
   // For more than keys.
   bool HasRoom() const;
+  // Whether so many rows would find room, were there nothing else.
+  bool WouldHold(std::size_t rows) const;
+  void KeepWithin(std::size_t most_bytes) { most_bytes_ = most_bytes; }
   // Gives the memory up.
   void Clear();
 

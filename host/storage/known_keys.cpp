@@ -72,7 +72,8 @@ void KnownKeys::Release() {
   is_asked_together_ = false;
   ahead_.reset();
   Forget(State::kOff);
-  rows_to_learn_ = 0;
+  rows_to_learn_ = rows_for_look_ups_ = 0;
+  would_hold_all_.reset();
 }
 
 void KnownKeys::Forget(State state) {
@@ -229,10 +230,30 @@ bool KnownKeys::ServerLacks(std::span<const SoughtValue> values) {
 
 // --- On SQLite ---------------------------------------------------------------------------------------
 
+void KnownKeys::LearnForLookUp() {
+  if (state_ == State::kOff || !addresses_.HasRoom()) return;
+  if (rows_for_look_ups_ >= kRowsAtRisk && !WouldHoldAll()) return;
+  rows_for_look_ups_ += kRowsALookUp;
+  rows_to_learn_ += kRowsALookUp;
+}
+
+// To count a million rows takes as long as some hundred look-ups.
+bool KnownKeys::WouldHoldAll() {
+  if (would_hold_all_) return *would_hold_all_;
+  would_hold_all_ = false;
+  Trap(
+      [this] {
+        const std::int64_t rows =
+            connection_.OpenRecordset("SELECT count(*) FROM Adressindex")->ValueAt(0).ToInteger();
+        would_hold_all_ = addresses_.WouldHold(static_cast<std::size_t>(rows));
+      },
+      [](const RuntimeError&) {});
+  return *would_hold_all_;
+}
+
 ComingLookUps::Rows KnownKeys::FindRows(std::span<const SoughtValue> values) {
   if (!HoldsAll()) {
-    if (state_ == State::kOff || !addresses_.HasRoom()) return std::nullopt;
-    rows_to_learn_ += kRowsALookUp;
+    LearnForLookUp();
     return std::nullopt;
   }
   Hashes hashes{};

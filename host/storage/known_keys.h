@@ -4,7 +4,7 @@
 // On SQLite, where nobody else stores while a group is open, a filter of the three key columns is learned from the table
 // by and by, two rows for each one that is stored, so that learning costs little whatever the index holds; an empty index
 // is known at once. Each look-up that has to be run has some more rows learned, so that a file of addresses that are there
-// is not looked up to its end. Until all is learned, every query is run; then rows are read by their numbers instead
+// is not looked up to its end; not so where the index has more rows than find room, as all of it would be for nothing. Until all is learned, every query is run; then rows are read by their numbers instead
 // (storage/row_look_up.h).
 //
 // On a server an index that is empty under the lock is known from then on, as long as nobody else commits rows of it. Of
@@ -103,6 +103,8 @@ class KnownKeys final : public Attachment {
   static constexpr std::int64_t kRowsAtOnce = 1024;
   // Which takes a quarter of the time of the look-up, as it searches three indexes of sixteen sections.
   static constexpr std::int64_t kRowsALookUp = 32;
+  // So many rows are learned before it is looked whether all of them would find room.
+  static constexpr std::int64_t kRowsAtRisk = 65536;
   // So many rows are worth a commit before its time, as rows are learned between groups.
   static constexpr std::int64_t kRowsWorthACommit = 65536;
   enum class State { kOff, kUnknown, kLearning, kComplete };
@@ -127,6 +129,8 @@ class KnownKeys final : public Attachment {
   ComingLookUps::Rows Find(std::span<const SoughtValue> keys);
   ComingLookUps::Rows FindRows(std::span<const SoughtValue> values);
   void Wish(std::size_t at_once);
+  void LearnForLookUp();
+  bool WouldHoldAll();
   bool HoldsAll();
   void LearnBetweenGroups();
   // Of the values that are looked for, in their order.
@@ -163,6 +167,8 @@ class KnownKeys final : public Attachment {
   std::unique_ptr<Statement> version_query_;
   std::unique_ptr<Statement> next_rows_;
   std::optional<RowLookUp> row_look_up_;
+  std::int64_t rows_for_look_ups_ = 0;  // that were to be learned
+  std::optional<bool> would_hold_all_;
   std::vector<std::int64_t> found_;  // by it
 };
 

@@ -381,6 +381,23 @@ TEST_F(KnownKeys, ALargeIndexIsLearnedByTheLookUpsThatHaveToBeRun) {
   EXPECT_EQ(Known("nirgends", "nirgends"), std::vector<std::string>());
 }
 
+// Else each record of a file of known addresses would have rows learned that are never all there.
+TEST_F(KnownKeys, AnIndexThatFindsNoRoomIsNotLearnedByLookUps) {
+  constexpr int kRows = 100000;
+  InTransaction(*connection, [&] {
+    for (int i = 0; i < kRows; ++i) Add(*connection, std::to_string(i), "a");
+  });
+  auto& addresses = connection->attachments().Of<host::KnownAddresses>(*connection);
+  // For more than what is learned at the risk that it is for nothing.
+  addresses.KeepWithin(std::size_t{5} << 20);
+  const auto index = NewIndex();
+  for (int look_ups = 0; look_ups < kRows / 16; ++look_ups) {
+    ASSERT_FALSE(IsKnownToLack("a"));
+    ASSERT_FALSE(Known("-", "-"));
+  }
+  EXPECT_TRUE(addresses.HasRoom());
+}
+
 // Without that a group would last until its rows are looked up one by one.
 TEST_F(KnownKeys, WhereMuchIsToBeLearnedAGroupEndsBeforeItsTime) {
   constexpr int kRows = 70000;
