@@ -20,6 +20,15 @@ constexpr const char* kSection = "(AdressId >> 22) & 15";
 constexpr const char* kStatistics = "1000000 62500 1";
 // As many rows in a section that SQLite is sure to use the index; it would from 18 on.
 constexpr std::int64_t kFewestRows = 100;
+// Of 65,536 numbers each, in a table in parts.
+constexpr int kParts = 16;
+constexpr int kPartBits = 22;
+// Extensions that spread tables want them whole, and other engines have other ways.
+constexpr const char* kPartsQuery =
+    "SELECT 1 FROM pg_catalog.pg_am WHERE amname = 'hash' "
+    "AND current_setting('server_version_num')::integer >= 120000 AND version() LIKE 'PostgreSQL %' "
+    "AND version() NOT LIKE '%-YB-%' AND NOT EXISTS (SELECT 1 FROM pg_catalog.pg_extension WHERE extname = "
+    "'citus')";
 constexpr std::array<const char*, 3> kNumbers = {"1", "2", "3"};
 
 // Keys are only compared for being equal. A server's hash index of keys in no order costs half of what an ordered
@@ -54,6 +63,21 @@ bool HasStatistics(Connection& connection, const std::string& names) {
 }
 
 }  // namespace
+
+void CreateAddressIndexTable(Connection& connection, const std::string& sql) {
+  if (IsSqlite(connection) || AreOwnTablesApart(connection) || HasTable(connection, "Adressindex") ||
+      connection.OpenRecordset(kPartsQuery)->IsEof()) {
+    connection.Execute(sql);
+    return;
+  }
+  connection.Execute(sql + " PARTITION BY RANGE (AdressId)");
+  const auto bound = [](std::int64_t part) { return std::to_string(part << kPartBits); };
+  for (int part = 0; part <= kParts; ++part) {
+    connection.Execute("CREATE TABLE IF NOT EXISTS Adressindex_" + std::to_string(part) +
+                       " PARTITION OF Adressindex FOR VALUES FROM (" + (part == 0 ? "MINVALUE" : bound(part)) +
+                       ") TO (" + (part == kParts ? "MAXVALUE" : bound(part + 1)) + ")");
+  }
+}
 
 // Beside the tables of another application, their statistics would be put among its own.
 bool HasAddressIndexSections(Connection& connection) {

@@ -42,7 +42,7 @@ constexpr const char* kTables[] = {
   Description VARCHAR(50) NOT NULL))",
     R"(CREATE TABLE IF NOT EXISTS Lieferantengruppen (
   Lieferantengruppe VARCHAR(10) NOT NULL PRIMARY KEY,
-  Description VARCHAR(50) NOT NULL))", kAddressIndexTable,
+  Description VARCHAR(50) NOT NULL))",
     R"(CREATE TABLE IF NOT EXISTS Protokoll (
   ProtokollNr %KEY%,
   Titel VARCHAR(100) NOT NULL,
@@ -233,6 +233,7 @@ bool IsOfSampleHostOnly(std::string_view sql) {
 
 void CreateTables(Connection& connection) {
   for (const char* sql : kTables) connection.Execute(WithKeyTypes(connection, sql));
+  CreateAddressIndexTable(connection, WithKeyTypes(connection, kAddressIndexTable));
   CreateLogDetailTables(connection);
   for (const char* sql : kLedgerTables) connection.Execute(WithKeyTypes(connection, sql));
   CreateAddressIndexes(connection);
@@ -292,6 +293,7 @@ void CreateTablesApart(Connection& connection) {
   for (const char* sql : kTables) {
     if (!IsOfSampleHostOnly(sql)) connection.Execute(WithLongNames(WithKeyTypes(connection, sql)));
   }
+  CreateAddressIndexTable(connection, WithKeyTypes(connection, kAddressIndexTable));
   CreateLogDetailTables(connection);
   for (const char* sql : kLedgerTables) connection.Execute(WithLongNames(WithKeyTypes(connection, sql)));
   CreateAddressIndexes(connection);
