@@ -243,6 +243,7 @@ void TableImporter::BeforeImport(bool&) {
     // Of a database that an earlier version has left, the keys of a million addresses take a minute.
     OpenConnection().CallMutex().Aside([this] {
       RestoreAddressIndexes(OpenConnection());
+      TuneAddressIndexes(OpenConnection());
       RenewAddressKeys(OpenConnection());
     });
     missing_grants_ =

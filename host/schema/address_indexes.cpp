@@ -73,7 +73,7 @@ void CreateAddressIndexTable(Connection& connection, const std::string& sql) {
   connection.Execute(sql + " PARTITION BY RANGE (AdressId)");
   const auto bound = [](std::int64_t part) { return std::to_string(part << kPartBits); };
   for (int part = 0; part <= kParts; ++part) {
-    connection.Execute("CREATE TABLE IF NOT EXISTS Adressindex_" + std::to_string(part) +
+    connection.Execute("CREATE TABLE IF NOT EXISTS AdressindexTeil" + std::to_string(part) +
                        " PARTITION OF Adressindex FOR VALUES FROM (" + (part == 0 ? "MINVALUE" : bound(part)) +
                        ") TO (" + (part == kParts ? "MAXVALUE" : bound(part + 1)) + ")");
   }

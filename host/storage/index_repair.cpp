@@ -76,24 +76,18 @@ std::int64_t RenewKeysOf(Connection& connection, const Destination& destination,
 }  // namespace
 
 std::string RestoreAddressIndexes(Connection& connection) {
-  // An import is slower without it, and nothing else.
-  const auto if_possible = [](auto&& step) {
-    bool is_done = true;
-    Trap(step, [&](const RuntimeError&) { is_done = false; });
-    return is_done;
+  if (StateOfAddressIndexes(connection) != AddressIndexes::kMissing) return {};
+  RenewAddressIndexes(connection);
+  return "Die Indizes der Tabelle 'Adressindex' fehlten in der Datenbank und wurden neu angelegt.";
+}
+
+void TuneAddressIndexes(Connection& connection) {
+  const auto tune = [&] {
+    const AddressIndexes state = StateOfAddressIndexes(connection);
+    if (state == AddressIndexes::kEarlier) RenewAddressIndexes(connection);
+    if (state == AddressIndexes::kUnknown) NoteAddressIndexStatistics(connection);
   };
-  switch (StateOfAddressIndexes(connection)) {
-    case AddressIndexes::kNone:
-    case AddressIndexes::kComplete: return {};
-    case AddressIndexes::kMissing:
-      RenewAddressIndexes(connection);
-      return "Die Indizes der Tabelle 'Adressindex' fehlten in der Datenbank und wurden neu angelegt.";
-    case AddressIndexes::kEarlier:
-      if (!if_possible([&] { RenewAddressIndexes(connection); })) return {};
-      return "Die Indizes der Tabelle 'Adressindex' waren die einer früheren Version und wurden neu angelegt.";
-    case AddressIndexes::kUnknown: if_possible([&] { NoteAddressIndexStatistics(connection); }); return {};
-  }
-  return {};
+  Trap(tune, [](const RuntimeError&) {});
 }
 
 std::string RenewAddressKeys(Connection& connection) {

@@ -9,9 +9,13 @@ namespace kestrel::host {
 
 // For whoever opens the host's database: makes the indexes of table Adressindex where they are missing, as
 // earlier versions could leave an SQLite file that they were killed over. Takes seconds for a million
-// addresses. Those of an earlier version are made anew (schema/address_indexes.h) and missing statistics written where
-// that can be done. A sentence that tells of it, empty where the indexes were as they should be. Error 3000.
+// addresses. A sentence that tells of it, empty where nothing was missing. Error 3000.
 std::string RestoreAddressIndexes(Connection& connection);
+
+// Before an import: makes indexes of an earlier version anew (schema/address_indexes.h) and writes statistics that they lack.
+// Whoever only looks into the database need not wait for that. Where it cannot be done the import is slower, and nothing
+// else; raises nothing.
+void TuneAddressIndexes(Connection& connection);
 
 // Likewise: where the settings name the algorithms of earlier versions ("1" to "3", "5"), builds the keys of all addresses that
 // stand in the index by those of today and names these ("4", "6", "7"), in one transaction. Takes about a minute for a

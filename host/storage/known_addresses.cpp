@@ -14,7 +14,6 @@ constexpr std::size_t kFirstHeads = 4096;
 // What stands before the characters of an address, or alone.
 struct Header {
   std::int64_t row;
-  bool is_address;
   std::uint16_t marks;
   char house_letter;
   bool is_company;
@@ -59,7 +58,6 @@ char* KnownAddresses::TakeRoom(std::size_t size, std::uint32_t& place) {
 bool KnownAddresses::Pack(const AddressView& address, std::int64_t row, std::uint32_t& place) {
   Header header{};
   header.row = row;
-  header.is_address = true;
   header.marks = address.marks;
   header.house_letter = address.house_letter;
   header.is_company = address.is_company;
@@ -123,14 +121,6 @@ std::int64_t KnownAddresses::RowOf(const Entry& entry) const {
   Header header;
   std::memcpy(&header, TextOf(entry), sizeof header);
   return header.row;
-}
-
-bool KnownAddresses::AreAddresses(const std::vector<std::uint32_t>& places) const {
-  return std::ranges::all_of(places, [this](std::uint32_t place) {
-    Header header;
-    std::memcpy(&header, TextOf(entries_[place]), sizeof header);
-    return header.is_address;
-  });
 }
 
 bool KnownAddresses::HoldsAll(const Hashes& hashes) const {

@@ -71,15 +71,15 @@ class KnownAddresses final : public Attachment {
 
   // --- Who looks for one ---
 
-  // Calls `look` with each address that has one of the keys, once; false, without any call, where not all are known. The
-  // address lives until `look` returns. Of more than kMostAlike addresses that have equally many of the keys those stored
+  // Calls `look` with each address that has one of the keys, once; false, without any call, where not all addresses are known:
+  // also where only the rows of some are, whatever their keys, as else it would depend on the moment at which the last row
+  // was learned which records are answered. The address lives until `look` returns. Of more than kMostAlike addresses that have equally many of the keys those stored
   // last may be left out, and those that have fewer.
   template <class Look>
   bool Visit(const Hashes& hashes, Look&& look) const {
-    if (!HoldsAll(hashes)) return false;
+    if (only_rows_ > 0 || !HoldsAll(hashes)) return false;
     if (entries_.empty()) return true;
     Collect(hashes);
-    if (only_rows_ > 0 && !AreAddresses(found_)) return false;
     for (const std::uint32_t place : found_) look(Unpack(entries_[place]));
     return true;
   }
@@ -138,7 +138,6 @@ class KnownAddresses final : public Attachment {
   }
   AddressView Unpack(const Entry& entry) const;
   std::int64_t RowOf(const Entry& entry) const;
-  bool AreAddresses(const std::vector<std::uint32_t>& places) const;
   char* TakeRoom(std::size_t size, std::uint32_t& place);
   bool Pack(const AddressView& address, std::int64_t row, std::uint32_t& place);
   void AddEntry(const Hashes& hashes, std::uint32_t text);

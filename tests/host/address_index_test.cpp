@@ -99,7 +99,7 @@ TEST_F(AddressIndex, TheLookUpUsesTheKeysIndexes) {
     return text;
   };
   const auto uses = [&](const std::string& number) {
-    return OnPostgres() ? HasSubstr("Index Scan on adressindex" + number)
+    return OnPostgres() ? HasSubstr("Index Scan on adressindexteil3_doubletkey" + number)
                         : HasSubstr("USING INDEX Adressindex" + number + " (ANY(<expr>) AND Doubletkey" +
                                     number + "=?)");
   };

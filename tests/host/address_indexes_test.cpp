@@ -6,6 +6,7 @@
 #include <random>
 
 #include "host/host_fixture.h"
+#include "storage/index_repair.h"
 
 namespace kestrel {
 namespace {
@@ -46,6 +47,12 @@ class AddressIndexes : public testing::HostFixture {
       connection->Execute("CREATE INDEX Adressindex" + std::string(number) + " ON Adressindex (Doubletkey" +
                           number + ")");
     }
+  }
+
+  void BeginImport() {
+    const ObjectPtr importer = Importer();
+    Value cancel(false);
+    CallMethod(importer, "BeforeImport", ByRef(cancel));
   }
 
   static std::string PlanOf(Connection& database, const std::string& sql) {
@@ -112,9 +119,7 @@ TEST_F(AddressIndexes, AreUsedAgainAfterSomebodyHasTakenStatisticsOfAFewRows) {
   connection->Execute("ANALYZE");
   // Else nothing would have to be put right.
   ASSERT_THAT(PlanOf(*OpenConnection(file), kLookUp), HasSubstr("SCAN"));
-  const ObjectPtr importer = Importer();
-  Value cancel(false);
-  CallMethod(importer, "BeforeImport", ByRef(cancel));
+  BeginImport();
   EXPECT_THAT(PlanOf(*connection, kLookUp), UsesAll());
   EXPECT_THAT(PlanOf(*OpenConnection(file), kLookUp), UsesAll());
 }
@@ -122,7 +127,7 @@ TEST_F(AddressIndexes, AreUsedAgainAfterSomebodyHasTakenStatisticsOfAFewRows) {
 TEST_F(AddressIndexes, AreUsedAgainAfterTheStatisticsWereRemoved) {
   connection->Execute("DROP TABLE sqlite_stat1");
   EXPECT_EQ(host::StateOfAddressIndexes(*connection), host::AddressIndexes::kUnknown);
-  EXPECT_EQ(CallMethod(components.CreateObject("kestrelhost.Setup"), "RestoreDatabase", connection), Value(""));
+  BeginImport();
   EXPECT_THAT(PlanOf(*connection, kLookUp), UsesAll());
 }
 
@@ -131,26 +136,32 @@ TEST_F(AddressIndexes, StatisticsOfManyRowsStayAsSomebodyHasTakenThem) {
   EXPECT_EQ(host::StateOfAddressIndexes(*connection), host::AddressIndexes::kComplete);
 }
 
-TEST_F(AddressIndexes, ThoseOfAnEarlierVersionAreMadeAnewOnceAndToldAndFindTheSame) {
+TEST_F(AddressIndexes, ThoseOfAnEarlierVersionAreMadeAnewByAnImportAndFindTheSame) {
   for (int i = 0; i < 50; ++i) Add(i * 1000, {i % 2 == 0 ? "a" : "x", "y" + std::to_string(i), ""});
   MakeThoseOfAnEarlierVersion();
   EXPECT_EQ(host::StateOfAddressIndexes(*connection), host::AddressIndexes::kEarlier);
   const auto before = Rows("SELECT AdressId FROM Adressindex WHERE Doubletkey1 = 'a' ORDER BY 1");
-  const ObjectPtr setup = components.CreateObject("kestrelhost.Setup");
-  EXPECT_THAT(CallMethod(setup, "RestoreDatabase", connection).ToText(),
-              HasSubstr("waren die einer früheren Version und wurden neu angelegt"));
-  EXPECT_EQ(CallMethod(setup, "RestoreDatabase", connection), Value(""));
+  BeginImport();
   EXPECT_EQ(host::StateOfAddressIndexes(*connection), host::AddressIndexes::kComplete);
   EXPECT_EQ(Rows("SELECT AdressId FROM Adressindex WHERE Doubletkey1 = 'a' ORDER BY 1"), before);
   EXPECT_THAT(PlanOf(*connection, kLookUp), UsesAll());
+}
+
+TEST_F(AddressIndexes, WhoeverOnlyLooksIntoTheDatabaseLeavesThoseOfAnEarlierVersionAndWaitsForNobody) {
+  MakeThoseOfAnEarlierVersion();
+  connection->Begin();
+  connection->Execute("DELETE FROM Kunden");
+  EXPECT_EQ(CallMethod(components.CreateObject("kestrelhost.Setup"), "RestoreDatabase", OpenConnection(file)),
+            Value(""));
+  connection->Rollback();
+  EXPECT_EQ(host::StateOfAddressIndexes(*connection), host::AddressIndexes::kEarlier);
 }
 
 TEST_F(AddressIndexes, WhereTheyCannotBeMadeAnewAnImportGoesOnWithThoseOfBefore) {
   MakeThoseOfAnEarlierVersion();
   const ConnectionPtr other = OpenConnection(file);
   other->Execute("PRAGMA query_only = ON");
-  const ObjectPtr setup = components.CreateObject("kestrelhost.Setup");
-  EXPECT_EQ(CallMethod(setup, "RestoreDatabase", other), Value(""));
+  host::TuneAddressIndexes(*other);
   EXPECT_EQ(host::StateOfAddressIndexes(*connection), host::AddressIndexes::kEarlier);
   EXPECT_THAT(PlanOf(*other, kLookUp), UsesAll());
 }
@@ -169,6 +180,44 @@ TEST_F(AddressIndexes, OfADatabaseWithoutAnAddressIndexNothingIsMade) {
   EXPECT_EQ(host::StateOfAddressIndexes(*empty), host::AddressIndexes::kNone);
   EXPECT_EQ(CallMethod(components.CreateObject("kestrelhost.Setup"), "RestoreDatabase", empty), Value(""));
   EXPECT_THAT(empty->Tables(), IsEmpty());
+}
+
+class AddressIndexParts : public testing::HostFixture {
+ protected:
+  void SetUp() override {
+    HostFixture::SetUp();
+    if (!IsSkipped() && !OnPostgres()) GTEST_SKIP() << "an SQLite table has no parts";
+  }
+  std::vector<std::string> Parts() {
+    return Rows("SELECT tableoid::regclass || ' ' || Referenz FROM Adressindex ORDER BY AdressId");
+  }
+};
+
+TEST_F(AddressIndexParts, AddressesLieInThePartOfTheirNumberAndGreatOnesTogether) {
+  const ObjectPtr importer = Importer();
+  for (const char* number : {"1", "65535", "65536", "1048575", "1048576", "99999999"}) {
+    EXPECT_EQ(Import(importer, {{"KundenNummer", number}, {"Bez1", number}, {"PLZ", "50667"}}), "");
+  }
+  CallMethod(importer, "AfterImport");
+  EXPECT_THAT(Parts(), ElementsAre("adressindexteil0 1", "adressindexteil0 65535", "adressindexteil1 65536",
+                                   "adressindexteil15 1048575", "adressindexteil16 1048576",
+                                   "adressindexteil16 99999999"));
+}
+
+TEST_F(AddressIndexParts, ATableThatIsThereStaysWhole) {
+  connection->Execute("DROP TABLE Adressindex");
+  connection->Execute(
+      "CREATE TABLE Adressindex (AdressId BIGINT PRIMARY KEY, Adressart INTEGER NOT NULL, Referenz "
+      "VARCHAR(20) NOT NULL, Doubletkey1 VARCHAR(20), Doubletkey2 VARCHAR(20), Doubletkey3 VARCHAR(20))");
+  host::InitialiseHostDatabase(*connection);
+  EXPECT_THAT(Rows("SELECT relkind FROM pg_class WHERE oid = 'adressindex'::regclass"), ElementsAre("r"));
+  EXPECT_THAT(Rows("SELECT count(*) FROM pg_indexes WHERE tablename = 'adressindex'"), ElementsAre("4"));
+}
+
+TEST_F(AddressIndexParts, ASecondInitialisationChangesNothing) {
+  host::InitialiseHostDatabase(*connection);
+  EXPECT_THAT(Rows("SELECT count(*) FROM pg_inherits WHERE inhparent = 'adressindex'::regclass"),
+              ElementsAre("17"));
 }
 
 }  // namespace
