@@ -16,8 +16,7 @@ RowLookUp::RowLookUp(Connection& connection)
 std::span<const FoundAddress> RowLookUp::Read(std::vector<std::int64_t>& address_ids,
                                               std::span<const SoughtValue> values) {
   std::ranges::sort(address_ids);
-  const auto repeated = std::ranges::unique(address_ids);
-  address_ids.erase(repeated.begin(), repeated.end());
+  address_ids.erase(std::unique(address_ids.begin(), address_ids.end()), address_ids.end());
   rows_.clear();
   {
     // Rows that wait to be stored are stored if they have one of the values.
