@@ -11,7 +11,7 @@ namespace kestrel::host {
 namespace {
 
 // In KiB.
-constexpr std::int64_t kLeastCache = 8192;
+constexpr std::int64_t kLeastCache = 2048;
 constexpr std::int64_t kMostCache = 65536;
 
 void SetCache(Connection& connection, std::int64_t size) {

@@ -108,7 +108,7 @@ TEST_F(SqliteFiles, ATestRunKeepsNoMoreInMemoryThanTheDatabaseHolds) {
     host::GroupedWrites::Of(*connection).Flush();
     return std::stoll(Ask(*connection, "PRAGMA cache_size"));
   };
-  EXPECT_EQ(cache_after("CheckRecord"), -8192);
+  EXPECT_EQ(cache_after("CheckRecord"), -2048);
   EXPECT_EQ(cache_after("ImportRecord"), -65536);
   connection->Execute("CREATE TABLE Ballast (b BLOB)");
   connection->Execute("INSERT INTO Ballast VALUES (zeroblob(20000000))");
