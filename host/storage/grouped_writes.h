@@ -10,9 +10,9 @@
 // Invariants
 //  1. A group is a transaction that Store or OpenForLookUp opened. It ends nineteen times as long after its beginning
 //     as the end of the last one took, what had to be stored for it and the commit, within kShortestSpan and kLongestSpan,
-//     but not sooner than four times as long as the commit, within kLongestOfSlowCommits (SpanAfter): at the end of the Store that finds the time over, else by the timer thread, or
-//     by Flush. Between the look-up for a record and its Store the timer thread
-//     leaves it open for kLongestSpan more.
+//     but not sooner than four times as long as the commit, within kLongestOfSlowCommits (SpanAfter), or with
+//     EndSpan: at the end of the Store that finds the time over, before a look-up, else by the timer thread, or by
+//     Flush. Between the look-up for a record and its Store the timer thread leaves it open for kLongestSpan more.
 //  2. A record is stored as a whole or not at all; a record that fails leaves the others of its group alone.
 //  3. Everything here happens under the connection's CallMutex. The timer thread takes it only to commit,
 //     and never while it holds mutex_; mutex_ is the inner of the two.

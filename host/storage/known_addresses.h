@@ -73,8 +73,8 @@ class KnownAddresses final : public Attachment {
 
   // Calls `look` with each address that has one of the keys, once; false, without any call, where not all addresses are known:
   // also where only the rows of some are, whatever their keys, as else it would depend on the moment at which the last row
-  // was learned which records are answered. The address lives until `look` returns. Of more than kMostAlike addresses that have equally many of the keys those stored
-  // last may be left out, and those that have fewer.
+  // was learned which records are answered. The address lives until `look` returns. Of more than kMostAlike addresses that
+  // have equally many of the keys those stored last may be left out, and those that have fewer.
   template <class Look>
   bool Visit(const Hashes& hashes, Look&& look) const {
     if (only_rows_ > 0 || !HoldsAll(hashes)) return false;
