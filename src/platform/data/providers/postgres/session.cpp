@@ -534,9 +534,9 @@ ResultPtr Session::NextRow() {
   return result;
 }
 
-void Session::Abandon(const AnswerReader& reader) {
+void Session::Abandon(const AnswerReader& reader) noexcept {
   if (!IsReading(reader)) return;
-  const auto read_away = [&] {
+  try {
     for (int rows = 0; reader_ != nullptr; ++rows) {
       if (rows == kRowsReadAway) {
         const std::unique_ptr<PGcancel, decltype(&PQfreeCancel)> cancel(PQgetCancel(handle_.get()),
@@ -546,9 +546,10 @@ void Session::Abandon(const AnswerReader& reader) {
       }
       NextRow();
     }
-  };
-  // The cancelled query's own error, or a connection that is gone: the next statement tells.
-  Trap(read_away, [](const RuntimeError&) {});
+  } catch (const std::exception&) {
+    // The cancelled query's own error, or a connection that is gone: the next statement tells.
+    return;
+  }
 }
 
 }  // namespace kestrel::postgres

@@ -124,7 +124,7 @@ class Session {
   // Error 3000.
   ResultPtr NextRow();
   // The reader wants no more rows. A long rest is cancelled. Raises nothing.
-  void Abandon(const AnswerReader& reader);
+  void Abandon(const AnswerReader& reader) noexcept;
   bool IsReading(const AnswerReader& reader) const { return reader_ == &reader; }
 
  private:

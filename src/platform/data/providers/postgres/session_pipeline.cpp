@@ -2,6 +2,7 @@
 // only.
 #include <libpq-fe.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -123,9 +124,9 @@ void Session::SendNextLines() {
   // libpq takes less at once than there may be.
   std::string_view rest = copied_[next_copied_++].lines;
   while (!rest.empty()) {
-    const std::string_view some = rest.substr(0, kBytesAtOnce);
-    if (PQputCopyData(handle_.get(), some.data(), static_cast<int>(some.size())) != 1) return LoseBroken();
-    rest.remove_prefix(some.size());
+    const std::size_t some = std::min(rest.size(), kBytesAtOnce);
+    if (PQputCopyData(handle_.get(), rest.data(), static_cast<int>(some)) != 1) return LoseBroken();
+    rest.remove_prefix(some);
   }
   if (PQputCopyEnd(handle_.get(), nullptr) != 1) return LoseBroken();
   PQflush(handle_.get());
