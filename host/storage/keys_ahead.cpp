@@ -25,12 +25,16 @@ constexpr const char* kQuery =
 constexpr const char* kUseIndexes =
     "SELECT set_config(name, 'off', true) FROM pg_settings WHERE name IN ('enable_seqscan', 'jit')";
 
-// Texts that are equal only where their bytes are, in a table without triggers.
+// Texts that are equal only where their bytes are, in a table without triggers; its parts may have some of their own.
 constexpr const char* kTableQuery =
     "SELECT count(*) FROM pg_catalog.pg_attribute a JOIN pg_catalog.pg_class t ON t.oid = a.attrelid "
     "JOIN pg_catalog.pg_collation c ON c.oid = a.attcollation "
     "WHERE a.attrelid = to_regclass(lower('%TABLE%')) AND t.relkind IN ('r', 'p') AND NOT t.relhasrules "
-    "AND NOT t.relhastriggers AND a.attname IN ('doubletkey1', 'doubletkey2', 'doubletkey3') "
+    "AND NOT EXISTS (WITH RECURSIVE parts AS (SELECT to_regclass(lower('%TABLE%'))::oid AS part UNION SELECT "
+    "inhrelid "
+    "FROM parts JOIN pg_catalog.pg_inherits ON inhparent = part) SELECT 1 FROM parts JOIN pg_catalog.pg_class "
+    "p ON "
+    "p.oid = part WHERE p.relhastriggers) AND a.attname IN ('doubletkey1', 'doubletkey2', 'doubletkey3') "
     "AND a.atttypid IN ('varchar'::regtype, 'text'::regtype) "
     // Servers before 12 have no others, and no such column.
     "AND coalesce(to_jsonb(c) ->> 'collisdeterministic', 'true') = 'true'";

@@ -118,6 +118,20 @@ TEST_F(KeysAhead, ThatNoRowHasSpareTheLookUp) {
   EXPECT_FALSE(IsKnownToBeAbsent(4)) << "nobody has asked for it";
 }
 
+TEST_F(KeysAhead, AreNotAskedForWhereATriggerOfAPartMayChangeThem) {
+  connection->Execute(
+      "CREATE FUNCTION aendere() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN NEW.Doubletkey1 := 'x'; RETURN "
+      "NEW; "
+      "END $$");
+  connection->Execute(
+      "CREATE TRIGGER aendere BEFORE INSERT ON AdressindexTeil0 FOR EACH ROW EXECUTE FUNCTION aendere()");
+  const ObjectPtr importer = Importer();
+  Store(importer, 7);
+  Expect({0, 7});
+  EXPECT_FALSE(IsKnownToBeAbsent(0));
+  EXPECT_THAT(Known(7), ElementsAre("?"));
+}
+
 TEST_F(KeysAhead, ThatRowsHaveTellThemAndTheirAddresses) {
   const ObjectPtr importer = Importer();
   Store(importer, 7);
