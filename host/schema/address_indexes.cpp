@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "kestrel/transaction.h"
 #include "platform/base/text.h"
@@ -29,6 +30,21 @@ constexpr const char* kPartsQuery =
     "AND current_setting('server_version_num')::integer >= 120000 AND version() LIKE 'PostgreSQL %' "
     "AND version() NOT LIKE '%-YB-%' AND NOT EXISTS (SELECT 1 FROM pg_catalog.pg_extension WHERE extname = "
     "'citus')";
+constexpr const char* kPart = "AdressindexTeil";
+constexpr const char* kTablesQuery =
+    "SELECT 1 FROM pg_catalog.pg_class WHERE relnamespace = (SELECT oid FROM pg_catalog.pg_namespace WHERE "
+    "nspname = "
+    "current_schema()) AND relname ";
+// Where others have taken their place somebody has declared parts of his own.
+constexpr const char* kMissingPartsQuery =
+    "SELECT number FROM pg_catalog.generate_series(0, 16) AS number, pg_catalog.pg_partitioned_table AS parted "
+    "WHERE parted.partrelid = to_regclass('adressindex') AND parted.partstrat = 'r' AND parted.partdefid = 0 "
+    "AND ("
+    "SELECT bool_and(relname ~ '^adressindexteil[0-9]+$') AND NOT bool_or(relname = 'adressindexteil' || "
+    "number) "
+    "FROM pg_catalog.pg_inherits JOIN pg_catalog.pg_class ON oid = inhrelid WHERE inhparent = "
+    "parted.partrelid) "
+    "ORDER BY number";
 constexpr std::array<const char*, 3> kNumbers = {"1", "2", "3"};
 
 // Keys are only compared for being equal. A server's hash index of keys in no order costs half of what an ordered
@@ -54,6 +70,18 @@ std::int64_t Count(Connection& connection, const std::string& sql) {
   return connection.OpenRecordset("SELECT count(*) FROM " + sql)->ValueAt(0).ToInteger();
 }
 
+bool MayHaveParts(Connection& connection) {
+  return !IsSqlite(connection) && !AreOwnTablesApart(connection) &&
+         !connection.OpenRecordset(kPartsQuery)->IsEof();
+}
+
+void CreatePart(Connection& connection, std::int64_t part) {
+  const auto bound = [](std::int64_t of) { return std::to_string(of << kPartBits); };
+  connection.Execute("CREATE TABLE " + (kPart + std::to_string(part)) +
+                     " PARTITION OF Adressindex FOR VALUES FROM (" + (part == 0 ? "MINVALUE" : bound(part)) +
+                     ") TO (" + (part == kParts ? "MAXVALUE" : bound(part + 1)) + ")");
+}
+
 bool HasStatistics(Connection& connection, const std::string& names) {
   if (Count(connection, "sqlite_schema WHERE name = 'sqlite_stat1'") == 0) return false;
   // "rows, rows a section, rows a section and key"
@@ -65,18 +93,31 @@ bool HasStatistics(Connection& connection, const std::string& names) {
 }  // namespace
 
 void CreateAddressIndexTable(Connection& connection, const std::string& sql) {
-  if (IsSqlite(connection) || AreOwnTablesApart(connection) || HasTable(connection, "Adressindex") ||
-      connection.OpenRecordset(kPartsQuery)->IsEof()) {
+  if (!MayHaveParts(connection)) {
     connection.Execute(sql);
     return;
   }
-  connection.Execute(sql + " PARTITION BY RANGE (AdressId)");
-  const auto bound = [](std::int64_t part) { return std::to_string(part << kPartBits); };
-  for (int part = 0; part <= kParts; ++part) {
-    connection.Execute("CREATE TABLE IF NOT EXISTS AdressindexTeil" + std::to_string(part) +
-                       " PARTITION OF Adressindex FOR VALUES FROM (" + (part == 0 ? "MINVALUE" : bound(part)) +
-                       ") TO (" + (part == kParts ? "MAXVALUE" : bound(part + 1)) + ")");
+  const auto has = [&](const std::string& names) {
+    return !connection.OpenRecordset(kTablesQuery + names)->IsEof();
+  };
+  if (has("= 'adressindex'")) {
+    for (const std::int64_t part : MissingAddressIndexParts(connection)) CreatePart(connection, part);
+    return;
   }
+  // Somebody's own tables.
+  const bool are_names_taken = has("~ '^adressindexteil[0-9]+$'");
+  connection.Execute(sql + (are_names_taken ? "" : " PARTITION BY RANGE (AdressId)"));
+  for (int part = 0; !are_names_taken && part <= kParts; ++part) CreatePart(connection, part);
+}
+
+std::vector<std::int64_t> MissingAddressIndexParts(Connection& connection) {
+  std::vector<std::int64_t> parts;
+  if (!MayHaveParts(connection)) return parts;
+  for (const RecordsetPtr rows = connection.OpenRecordset(kMissingPartsQuery); !rows->IsEof();
+       rows->MoveNext()) {
+    parts.push_back(rows->ValueAt(0).ToInteger());
+  }
+  return parts;
 }
 
 // Beside the tables of another application, their statistics would be put among its own.

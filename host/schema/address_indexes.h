@@ -20,6 +20,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "kestrel/connection.h"
 
@@ -42,8 +43,12 @@ constexpr int SectionOf(std::int64_t address_id) { return static_cast<int>((addr
 // Error 3000.
 AddressIndexes StateOfAddressIndexes(Connection& connection);
 
-// Makes the table by this text, "CREATE TABLE IF NOT EXISTS Adressindex (...)", in parts where it is to have some. Error 3000.
+// Makes the table by this text, "CREATE TABLE IF NOT EXISTS Adressindex (...)", in parts where it is to have some and no
+// other table has one of their names; of one that is there in parts, those that are missing. Error 3000.
 void CreateAddressIndexTable(Connection& connection, const std::string& sql);
+
+// The parts that are gone from a table in parts, whose addresses cannot be stored. Error 3000.
+std::vector<std::int64_t> MissingAddressIndexParts(Connection& connection);
 
 // Makes those that are missing and the statistics that they need. Error 3000.
 void CreateAddressIndexes(Connection& connection);

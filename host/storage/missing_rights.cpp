@@ -1,8 +1,11 @@
 #include "storage/missing_rights.h"
 
+#include <cstdint>
 #include <mutex>
 #include <utility>
+#include <vector>
 
+#include "schema/address_indexes.h"
 #include "schema/host_schema.h"
 #include "schema/number_sequence.h"
 #include "schema/own_tables.h"
@@ -55,6 +58,19 @@ void TrySequence(Connection& connection, const std::string& table, const std::st
   });
 }
 
+void TryAddressIndexParts(Connection& connection, std::string& missing) {
+  std::vector<std::int64_t> parts;
+  Trap([&] { parts = MissingAddressIndexParts(connection); }, [](const RuntimeError&) {});
+  for (const std::int64_t part : parts) {
+    missing.append(missing.empty() ? "" : "\n")
+        .append("Dem Adressindex der Dublettenprüfung fehlt die Tabelle 'adressindexteil" +
+                std::to_string(part) +
+                "'; Adressen mit ihren Nummern können nicht gespeichert werden. 'kestrel-import init' legt sie "
+                "wieder "
+                "an, 'ALTER TABLE adressindex ATTACH PARTITION' nimmt eine herausgelöste wieder auf.");
+  }
+}
+
 }  // namespace
 
 std::string MissingRights(Connection& connection, const Destination& destination, bool overwrite) {
@@ -88,6 +104,7 @@ std::string MissingRights(Connection& connection, const Destination& destination
     Try(connection, "In den Adressindex der Dublettenprüfung kann nicht eingefügt werden: ",
         InsertOfNothing("Adressindex", "Doubletkey1, Doubletkey2, Doubletkey3, AdressId, Adressart, Referenz"),
         missing);
+    TryAddressIndexParts(connection, missing);
   }
   // What tells of the import, and what its records are locked by.
   for (const auto& [written, column] :

@@ -191,6 +191,9 @@ class AddressIndexParts : public testing::HostFixture {
   std::vector<std::string> Parts() {
     return Rows("SELECT tableoid::regclass || ' ' || Referenz FROM Adressindex ORDER BY AdressId");
   }
+  std::vector<std::string> CountOfParts() {
+    return Rows("SELECT count(*) FROM pg_inherits WHERE inhparent = 'adressindex'::regclass");
+  }
 };
 
 TEST_F(AddressIndexParts, AddressesLieInThePartOfTheirNumberAndGreatOnesTogether) {
@@ -216,7 +219,43 @@ TEST_F(AddressIndexParts, ATableThatIsThereStaysWhole) {
 
 TEST_F(AddressIndexParts, ASecondInitialisationChangesNothing) {
   host::InitialiseHostDatabase(*connection);
-  EXPECT_THAT(Rows("SELECT count(*) FROM pg_inherits WHERE inhparent = 'adressindex'::regclass"),
+  EXPECT_THAT(CountOfParts(), ElementsAre("17"));
+}
+
+TEST_F(AddressIndexParts, APartThatIsGoneIsToldByACheckAndMadeAgainByInit) {
+  connection->Execute("DROP TABLE AdressindexTeil0");
+  const ObjectPtr importer = Importer();
+  EXPECT_THAT(CallMethod(importer, "CheckDestination").ToText(), HasSubstr("'adressindexteil0'"));
+  host::InitialiseHostDatabase(*connection);
+  EXPECT_THAT(CountOfParts(), ElementsAre("17"));
+  EXPECT_EQ(CallMethod(importer, "CheckDestination"), Value(""));
+}
+
+TEST_F(AddressIndexParts, PartsOfSomebodysOwnAreLeftAlone) {
+  connection->Execute("DROP TABLE AdressindexTeil0");
+  connection->Execute(
+      "CREATE TABLE AdressindexKlein PARTITION OF Adressindex FOR VALUES FROM (MINVALUE) TO (4194304)");
+  EXPECT_EQ(CallMethod(Importer(), "CheckDestination"), Value(""));
+  host::InitialiseHostDatabase(*connection);
+  EXPECT_THAT(CountOfParts(), ElementsAre("17"));
+}
+
+TEST_F(AddressIndexParts, WhereTablesOfSomebodyHaveTheirNamesTheTableIsWhole) {
+  connection->Execute("DROP TABLE Adressindex");
+  connection->Execute("CREATE TABLE AdressindexTeil0 (Eigenes TEXT)");
+  host::InitialiseHostDatabase(*connection);
+  EXPECT_THAT(CountOfParts(), ElementsAre("0"));
+  const ObjectPtr importer = Importer();
+  EXPECT_EQ(Import(importer, {{"KundenNummer", "1"}, {"Bez1", "a"}, {"PLZ", "50667"}}), "");
+  CallMethod(importer, "AfterImport");
+  EXPECT_THAT(Rows("SELECT AdressId FROM Adressindex"), ElementsAre("65"));
+}
+
+TEST_F(AddressIndexParts, AHostInAnotherSchemaBehindKeepsItsTableAndTheNewOneHasParts) {
+  connection->Execute("CREATE SCHEMA zweite");
+  connection->Execute("SET search_path = zweite, public");
+  host::InitialiseHostDatabase(*connection);
+  EXPECT_THAT(Rows("SELECT count(*) FROM pg_inherits WHERE inhparent = 'zweite.adressindex'::regclass"),
               ElementsAre("17"));
 }
 

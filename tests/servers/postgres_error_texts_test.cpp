@@ -54,6 +54,8 @@ TEST(PostgresErrorTexts, WhatAnOfficeMeetsOfAStatementIsToldInGermanToo) {
       "table kunden)");
   EXPECT_THAT(ExplainStatementError("57014", "canceling statement due to statement timeout"),
               HasSubstr("länger dauerte, als er erlaubt (statement_timeout)"));
+  EXPECT_THAT(ExplainStatementError("23514", "no partition of relation \"adressindex\" found for row"),
+              HasSubstr("hat die geteilte Tabelle keinen Teil"));
   EXPECT_EQ(ExplainStatementError("57014", "canceling statement due to user request"),
             "canceling statement due to user request");
 }

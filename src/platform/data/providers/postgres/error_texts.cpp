@@ -92,6 +92,8 @@ constexpr StatementMeaning kStatementErrors[] = {
     {"42501", "", "Dem Benutzer fehlt ein Recht, das der Eigentümer der Tabelle mit GRANT vergibt"},
     {"25006", "", "Die Datenbank darf nicht beschrieben werden"},
     {"53100", "", "Auf dem Datenträger des Datenbankservers ist kein Platz mehr"},
+    {"23514", "no partition",
+     "Für einen solchen Wert hat die geteilte Tabelle keinen Teil; wer die Datenbank verwaltet, legt einen an"},
 };
 
 constexpr std::string_view kOthersChange =
