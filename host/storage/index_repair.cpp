@@ -1,12 +1,14 @@
 #include "storage/index_repair.h"
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <utility>
 #include <vector>
 
+#include "kestrel/runtime_error.h"
 #include "kestrel/transaction.h"
 #include "platform/base/counted.h"
 #include "schema/address_indexes.h"
@@ -40,9 +42,34 @@ std::vector<std::pair<std::string, std::string_view>> EarlierAlgorithms(Connecti
   return earlier;
 }
 
+// Tells that keys are built, once that has lasted.
+class RenewalTold {
+ public:
+  explicit RenewalTold(const Connection& connection) : connection_(connection) {}
+  void Tell() const {
+    constexpr std::chrono::seconds kLong{1};
+    const bool is_long = std::chrono::steady_clock::now() - start_ >= kLong;
+    if (connection_.GoesOn(is_long
+                               ? "Die Schlüssel der Dublettenprüfung werden neu gebildet, was für eine Million "
+                                 "Adressen etwa eine Minute dauert ..."
+                               : "")) {
+      return;
+    }
+    throw RuntimeError(
+        ErrorNumber::kDatabase,
+        std::string(DescriptionOf(ErrorNumber::kDatabase)) +
+            ": Die Schlüssel der Dublettenprüfung sind noch die einer früheren Version; sie neu zu "
+            "bilden wurde abgebrochen und wird das nächste Mal wieder versucht");
+  }
+
+ private:
+  const Connection& connection_;
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
 // Of one kind of addresses, a thousand at a time, as not every database changes rows while it reads them.
 std::int64_t RenewKeysOf(Connection& connection, const Destination& destination,
-                         const std::shared_ptr<KeyMemory>& keys) {
+                         const std::shared_ptr<KeyMemory>& keys, const RenewalTold& told) {
   constexpr std::size_t kAtOnce = 1000;
   const std::string& number = destination.fields[destination.number_field].column;
   std::string columns = number;
@@ -56,6 +83,7 @@ std::int64_t RenewKeysOf(Connection& connection, const Destination& destination,
   std::int64_t count = 0;
   std::vector<std::pair<std::int64_t, std::array<std::string, 6>>> addresses;
   do {
+    told.Tell();
     addresses.clear();
     query->BindInteger(0, last);
     for (const RecordsetPtr rows = query->Open(); !rows->IsEof(); rows->MoveNext()) {
@@ -110,8 +138,9 @@ std::string RenewAddressKeys(Connection& connection) {
       prog_ids.emplace_back(rows->TextAt(0));
     }
     const auto keys = std::make_shared<KeyMemory>();
+    const RenewalTold told(connection);
     for (const std::string& prog_id : prog_ids) {
-      count += RenewKeysOf(connection, LoadDestination(connection, prog_id), keys);
+      count += RenewKeysOf(connection, LoadDestination(connection, prog_id), keys, told);
     }
   });
   if (!are_renewed) return {};

@@ -19,7 +19,7 @@ void TuneAddressIndexes(Connection& connection);
 
 // Likewise: where the settings name the algorithms of earlier versions ("1" to "3", "5"), builds the keys of all addresses that
 // stand in the index by those of today and names these ("4", "6", "7"), in one transaction. Takes about a minute for a
-// million addresses. A sentence that tells of it, empty where nothing was to be done. Error 3000.
+// million addresses, which the connection's watch is told of and may end: nothing has changed then. A sentence that tells of it, empty where nothing was to be done. Error 3000.
 std::string RenewAddressKeys(Connection& connection);
 
 // In the open transaction, before the addresses are read whose keys are to be stored without an import: until its end nobody

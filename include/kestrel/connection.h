@@ -111,6 +111,12 @@ class KESTREL_EXPORT Connection : public Object {
     const std::lock_guard lock(*call_mutex_);
     waits_->SetWatch(watch);
   }
+  // For work of many calls, again and again during it: asks the watch, which shows `reason` as for a wait. False where it
+  // says no: the work is to end.
+  bool GoesOn(std::string_view reason) const {
+    const std::lock_guard lock(*call_mutex_);
+    return waits_->GoOn(std::chrono::steady_clock::now(), Waits::kAnswerLimit, reason);
+  }
 
   // The catalog, in the source's own order. An unknown table is 3000.
   virtual std::vector<CatalogTable> Tables() = 0;

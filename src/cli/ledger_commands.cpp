@@ -8,9 +8,8 @@
 #include <utility>
 
 #include "cli/progress_line.h"
-#include "kestrel/connection.h"
+#include "cli/told_waits.h"
 #include "kestrel/recordset.h"
-#include "kestrel/waits.h"
 #include "platform/base/counted.h"
 #include "platform/base/number.h"
 
@@ -141,35 +140,6 @@ void ShowRun(Workspace& workspace, const ObjectPtr& ledger, Recordset& run) {
   WriteRows(workspace, *records, kRecordColumns);
 }
 
-// While it lives, a wait for another program is told once, and a signal ends it.
-class ToldWaits final : private WaitWatch {
- public:
-  // All of them outlive this object.
-  ToldWaits(Workspace& workspace, ProgressLine& progress)
-      : workspace_(workspace),
-        progress_(progress),
-        connection_(RequireConnection(workspace.session().HostConnection)) {
-    connection_.WatchWaits(this);
-  }
-  ~ToldWaits() override { connection_.WatchWaits(nullptr); }
-  ToldWaits(const ToldWaits&) = delete;
-  ToldWaits& operator=(const ToldWaits&) = delete;
-
- private:
-  bool KeepWaiting(std::string_view reason) override {
-    if (!reason.empty() && !std::exchange(is_told_, true)) {
-      progress_.End();
-      workspace_.err() << reason << std::endl;
-    }
-    return !workspace_.signals().StopRequested();
-  }
-
-  Workspace& workspace_;
-  ProgressLine& progress_;
-  Connection& connection_;
-  bool is_told_ = false;
-};
-
 // Those that no change keeps: the sample host tells no field of them. The row at hand is the first again.
 std::int64_t CountKept(Recordset& left) {
   constexpr std::size_t kField = 2;
@@ -208,7 +178,7 @@ int UndoCommand(Workspace& workspace, const UndoOptions& options) {
   bool is_stopped = false;
   const auto take_back = [&] {
     const StopSignals::Asking first_signal_asks(workspace.signals());
-    const ToldWaits waits(workspace, progress);
+    const ToldWaits waits(workspace, [&] { progress.End(); });
     while (!is_stopped && CallMethod(ledger, "NextUndo").ToBool()) {
       const std::int64_t done = number("UndoDone");
       progress.SetInfo("Nehme Datensatz " + std::to_string(done) + " von " + std::to_string(total) + " zurück");

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "cli/program.h"
+#include "cli/told_waits.h"
 #include "cli/typed_host.h"
 #include "kestrel/import_man.h"
 #include "kestrel/open_connection.h"
@@ -168,6 +169,7 @@ void Workspace::OpenHost(MissingHost missing) {
         const ObjectPtr setup = components_.CreateObject("kestrelhost.Setup");
         other_version = CallMethod(setup, "WhyOtherVersion", session().HostConnection).ToText();
         if (!other_version.empty()) return;
+        const ToldWaits waits(*this);
         const std::string restored = CallMethod(setup, "RestoreDatabase", session().HostConnection).ToText();
         if (!restored.empty()) err() << restored << '\n';
       },

@@ -1,9 +1,11 @@
 #include "storage/address_index.h"
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "host/host_fixture.h"
+#include "kestrel/waits.h"
 #include "keys/duplicate_keys.h"
 #include "storage/index_repair.h"
 
@@ -246,6 +248,42 @@ TEST_F(AddressIndex, MoreAddressesThanAreReadAtOnceGetTheirKeys) {
   Set("AlgorithmCode1", "1");
   EXPECT_THAT(host::RenewAddressKeys(*connection), HasSubstr("2500 Adressen"));
   EXPECT_THAT(Rows("SELECT count(*) FROM Adressindex WHERE Doubletkey1 IS NULL"), ElementsAre("0"));
+}
+
+// Says no when it is asked that often; looks as if each thousand of addresses took long.
+class WatchOfRenewal final : public WaitWatch {
+ public:
+  explicit WatchOfRenewal(std::size_t most) : most_(most) {}
+  bool KeepWaiting(std::string_view reason) override {
+    reasons.emplace_back(reason);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    return reasons.size() < most_;
+  }
+  std::vector<std::string> reasons;
+
+ private:
+  std::size_t most_;
+};
+
+TEST_F(AddressIndex, BuildingManyKeysAnewIsToldOnceItLastsAndMayBeEnded) {
+  const ObjectPtr importer = Importer();
+  for (int i = 0; i < 1500; ++i) Import(importer, {{"Bez1", "Meyer"}, {"PLZ", "50667"}});
+  host::GroupedWrites::Of(*connection).Flush();
+  connection->Execute("UPDATE Adressindex SET Doubletkey1 = NULL");
+  Set("AlgorithmCode1", "1");
+  const char* const rows = "SELECT * FROM Adressindex ORDER BY AdressId";
+  const auto before = Rows(rows);
+  WatchOfRenewal ends(2);
+  connection->WatchWaits(&ends);
+  std::string reason;
+  Trap([&] { host::RenewAddressKeys(*connection); },
+       [&](const RuntimeError& error) { reason = error.Description(); });
+  connection->WatchWaits(nullptr);
+  EXPECT_THAT(reason, HasSubstr("wurde abgebrochen und wird das nächste Mal wieder versucht"));
+  EXPECT_THAT(ends.reasons, ElementsAre("", HasSubstr("Schlüssel der Dublettenprüfung werden neu gebildet")));
+  EXPECT_EQ(Rows(rows), before);
+  EXPECT_THAT(Rows("SELECT Wert FROM Einstellungen WHERE Name = 'AlgorithmCode1'"), ElementsAre("1"));
+  EXPECT_THAT(host::RenewAddressKeys(*connection), HasSubstr("1500 Adressen"));
 }
 
 }  // namespace kestrel
