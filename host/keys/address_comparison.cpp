@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -101,28 +100,53 @@ bool SoundAlike(std::string_view a, std::string_view b) {
   return first.size() > 1 && first == second;
 }
 
-// What most words that chance brings together are told apart by: letters that only one of them has. Each edit removes
-// one of them from either word, and JaroWinkler is at most 1 - (1 - 0.1 * common start) * (x / |a| + y / |b|) / 3 where x
-// and y letters are not in the other one.
-Likeness LikenessOf(std::string_view a, std::string_view b) {
+// How two words of at least two letters may be near, as far as their letters tell: what most words that chance brings
+// together are told apart by are letters that only one of them has. Each edit removes one of them from either word, and
+// JaroWinkler is at most 1 - (1 - 0.1 * common start) * (x / |a| + y / |b|) / 3 where x and y letters are not in the other one.
+struct Chances {
+  bool of_winkler;
+  bool of_edits;
+  bool of_sound;
+  std::size_t most_edits;
+
+  bool Any() const { return of_winkler || of_edits || of_sound; }
+};
+
+Chances ChancesOf(std::string_view a, std::string_view b) {
   constexpr std::size_t kLongWord = 8;
   constexpr std::size_t kWord = 3;
-  if (a.empty() || b.empty()) return Likeness::kMissing;
-  if (a == b) return Likeness::kSame;
-  if (a.size() == 1 || b.size() == 1) return a[0] == b[0] ? Likeness::kInitial : Likeness::kOther;
-  const std::size_t longer = std::max(a.size(), b.size());
+  const auto [shorter, longer] = std::minmax({a.size(), b.size()});
   const std::size_t most_edits = longer >= kLongWord ? 2 : longer >= kWord ? 1 : 0;
   const std::uint32_t letters_a = LettersOf(a);
   const std::uint32_t letters_b = LettersOf(b);
-  const auto only_a = static_cast<std::size_t>(std::popcount(letters_a & ~letters_b));
-  const auto only_b = static_cast<std::size_t>(std::popcount(letters_b & ~letters_a));
+  const std::size_t only_a = CountOf(letters_a & ~letters_b);
+  const std::size_t only_b = CountOf(letters_b & ~letters_a);
+  // Of longer words no more letters are looked at.
+  const bool have_lengths = longer - shorter <= most_edits || longer > kMostLetters;
   const double start = a[0] == b[0] ? 0.6 : 1;
   const double apart = static_cast<double>(only_a) / static_cast<double>(a.size()) +
                        static_cast<double>(only_b) / static_cast<double>(b.size());
-  const bool is_near = (start * apart / 3 <= 1 - kNear && JaroWinkler(a, b) >= kNear) ||
-                       (std::max(only_a, only_b) <= most_edits && EditDistance(a, b) <= most_edits) ||
-                       (MaySoundAlike(letters_a, letters_b) && SoundAlike(a, b));
+  return {start * apart / 3 <= 1 - kNear,
+          most_edits > 0 && have_lengths && std::max(only_a, only_b) <= most_edits,
+          MaySoundAlike(letters_a, letters_b), most_edits};
+}
+
+Likeness LikenessOf(std::string_view a, std::string_view b) {
+  if (a.empty() || b.empty()) return Likeness::kMissing;
+  if (a == b) return Likeness::kSame;
+  if (a.size() == 1 || b.size() == 1) return a[0] == b[0] ? Likeness::kInitial : Likeness::kOther;
+  const Chances chances = ChancesOf(a, b);
+  const bool is_near =
+      (chances.of_winkler && JaroWinkler(a, b) >= kNear) ||
+      (chances.of_edits && (IsOneEditApart(a, b) || (chances.most_edits > 1 && EditDistance(a, b) <= 2))) ||
+      (chances.of_sound && SoundAlike(a, b));
   return is_near ? Likeness::kNear : Likeness::kOther;
+}
+
+// False only where LikenessOf is kMissing or kOther.
+bool MayBeAlike(std::string_view a, std::string_view b) {
+  if (a.empty() || b.empty()) return false;
+  return a.size() == 1 || b.size() == 1 ? a[0] == b[0] : ChancesOf(a, b).Any();
 }
 
 Likeness LikenessOfNames(std::string_view a, std::string_view b) {
@@ -151,13 +175,15 @@ class Comparer {
     const bool other_number =
         !a_.house_number.empty() && !b_.house_number.empty() && a_.house_number != b_.house_number;
     if (other_number || !is_one_address_) {
-      // The street is dear to look at, and may not matter.
       is_one_address_ = false;
-      Names();
-      if (result_.bits + MostOfStreet(other_number) < hopeless && !NothingDiffers()) {
-        result_.bits += MostOfStreet(other_number);
+      // Names and streets are dear to look at, and may not matter.
+      const double most_of_street = MostOfStreet(other_number);
+      if (!tells_ && (IsHopeless(MostOfNames() + most_of_street, hopeless) ||
+                      IsHopeless(MostOfAlikeNames() + most_of_street, hopeless))) {
         return std::move(result_);
       }
+      Names();
+      if (IsHopeless(most_of_street, hopeless)) return std::move(result_);
       Number(Street());
     } else {
       const Likeness street = Street();
@@ -187,16 +213,24 @@ class Comparer {
   std::string NearName(double likeness) const { return tells_ ? "Name ähnlich " + Decimal(likeness) : ""; }
 
   bool NothingDiffers() const {
-    return !has_other_form_ && std::ranges::equal(a_.names(), b_.names()) && a_.postcode == b_.postcode &&
-           a_.town == b_.town && a_.street == b_.street && a_.house_number == b_.house_number &&
-           a_.house_letter == b_.house_letter;
+    return !has_other_form_ && a_.postcode == b_.postcode && a_.house_number == b_.house_number &&
+           a_.house_letter == b_.house_letter && a_.town == b_.town && a_.street == b_.street &&
+           std::ranges::equal(a_.names(), b_.names());
   }
-  double MostOfStreet(bool other_number) const {
-    return (a_.street.empty() || b_.street.empty() ? 0
-            : a_.street == b_.street               ? kSameStreet
-                                                   : kNearStreet) +
-           (other_number ? kNearNumber : kSameNumber);
+  // With at most so many bits to come; then they are added, with what other orders of adding may round up.
+  bool IsHopeless(double most, double hopeless) {
+    constexpr double kRounding = 1e-9;
+    most += kRounding;
+    if (result_.bits + most >= hopeless || NothingDiffers()) return false;
+    result_.bits += most;
+    return true;
   }
+  double MostOfStreet(bool other_number) const;
+  double MostOfNames() const {
+    return kRareName + kSecondRareName * std::max(1, std::min(a_.name_count, b_.name_count) - 1);
+  }
+  double MostOfAlikeNames() const;
+  bool MayBeOneName() const;
   void Names();
   void Pair(Likeness least);
   void CountRest();
@@ -307,6 +341,55 @@ double Comparer::WrongNames(bool shares) const {
                     kGreatestShare);
 }
 
+// Whether both may have the same letters up to an edit once the blanks between their names are gone.
+bool Comparer::MayBeOneName() const {
+  std::array<std::size_t, 2> lengths{};
+  std::array<std::uint32_t, 2> letters{};
+  for (std::size_t i = 0; const AddressView* const address : {&a_, &b_}) {
+    for (const std::string_view name : address->names()) {
+      lengths[i] += name.size();
+      letters[i] |= LettersOf(name);
+    }
+    ++i;
+  }
+  const auto [shorter, longer] = std::minmax({lengths[0], lengths[1]});
+  return longer - shorter <= 1 && (longer > kMostLetters || std::max(CountOf(letters[0] & ~letters[1]),
+                                                                     CountOf(letters[1] & ~letters[0])) <= 1);
+}
+
+// What Names adds at most to the bits of two addresses that are not one, as far as the letters of the names tell.
+double Comparer::MostOfAlikeNames() const {
+  const std::span<const std::string_view> names_a = a_.names();
+  const std::span<const std::string_view> names_b = b_.names();
+  if (a_.marks != 0 || b_.marks != 0 || MayBeOneName()) return MostOfNames();
+  std::uint32_t same_a = 0;
+  std::uint32_t same_b = 0;
+  for (std::size_t i = 0; i < names_a.size(); ++i) {
+    for (std::size_t j = 0; j < names_b.size(); ++j) {
+      if ((same_b >> j & 1) != 0 || names_a[i] != names_b[j]) continue;
+      same_a |= 1U << i;
+      same_b |= 1U << j;
+      break;
+    }
+  }
+  std::uint32_t alike_a = 0;
+  std::uint32_t alike_b = 0;
+  for (std::size_t i = 0; i < names_a.size(); ++i) {
+    for (std::size_t j = 0; j < names_b.size() && (same_a >> i & 1) == 0; ++j) {
+      if ((same_b >> j & 1) != 0 || !MayBeAlike(names_a[i], names_b[j])) continue;
+      alike_a |= 1U << i;
+      alike_b |= 1U << j;
+    }
+  }
+  const std::size_t pairs = CountOf(same_a) + std::min(CountOf(alike_a), CountOf(alike_b));
+  const bool has_other = pairs < names_a.size() && pairs < names_b.size();
+  if (pairs == 0) return has_other ? kNoNameShared : 0;
+  const double most = kRareName + kSecondRareName * static_cast<double>(pairs - 1);
+  return !has_other ? most
+                    : std::max(kNoNameShared + kInitial * static_cast<double>(pairs),
+                               most + (a_.is_company || b_.is_company ? kOtherCompany : kOtherName));
+}
+
 void Comparer::Names() {
   const auto joined = [](const AddressView& address) {
     std::string text;
@@ -328,7 +411,7 @@ void Comparer::Names() {
       result_.shares_name = true;
       return Add(names_reason_, kRareName + kSecondRareName, "gleicher Name");
     }
-    if (a_.name_count != b_.name_count && all_a.size() >= kLongName && EditDistance(all_a, all_b) == 1) {
+    if (a_.name_count != b_.name_count && all_a.size() >= kLongName && IsOneEditApart(all_a, all_b)) {
       result_.shares_name = true;
       return Add(names_reason_, kRareName + kSecondNearName, NearName(JaroWinkler(all_a, all_b)));
     }
@@ -361,7 +444,9 @@ Likeness Comparer::Towns() const {
   if (a.empty() || b.empty()) return Likeness::kMissing;
   if (a_.town_word == b_.town_word) return Likeness::kSame;
   if (a.starts_with(b) || b.starts_with(a)) return Likeness::kNear;
-  return std::max(LikenessOf(a_.town_word, b_.town_word), LikenessOf(a, b));
+  const Likeness words = LikenessOf(a_.town_word, b_.town_word);
+  const bool are_all = a_.town_word.size() == a.size() && b_.town_word.size() == b.size();
+  return are_all ? words : std::max(words, LikenessOf(a, b));
 }
 
 void Comparer::Place() {
@@ -383,7 +468,7 @@ void Comparer::Place() {
     return Add(0, town == Likeness::kSame ? "" : town_words);
   }
   is_one_address_ = has_town;
-  if (EditDistance(a, b) == 1) {
+  if (IsOneEditApart(a, b)) {
     Add(has_town                   ? kTownNearPostcode
         : town == Likeness::kOther ? kNearPostcodeOtherTown
                                    : kNearPostcodeOnly,
@@ -395,6 +480,19 @@ void Comparer::Place() {
         "andere PLZ");
   }
   Add(0, town_words);
+}
+
+// What Street and Number add at most, as far as the letters of the street tell.
+double Comparer::MostOfStreet(bool other_number) const {
+  const std::string_view a = a_.street;
+  const std::string_view b = b_.street;
+  const double of_number = other_number ? kNearNumber : kSameNumber;
+  if (a.empty() || b.empty()) return of_number;
+  if (a == b) return kSameStreet + of_number;
+  if (MayBeAlike(a, b) || MayBeAlike(a_.street_word, b_.street_word) || a.starts_with(b) || b.starts_with(a)) {
+    return kNearStreet + of_number;
+  }
+  return kOtherStreet + (other_number ? kNearNumber : kSameNumberOtherStreet);
 }
 
 Likeness Comparer::Street() {
@@ -431,7 +529,7 @@ void Comparer::Number(Likeness street) {
   if (a != b) is_one_address_ = false;
   if (a != b && street == Likeness::kOther && !a_.is_company)
     return Add(kOtherNumber + kNamesakes, "andere Hausnummer");
-  if (a != b) return Add(EditDistance(a, b) == 1 ? kNearNumber : kOtherNumber, "andere Hausnummer");
+  if (a != b) return Add(IsOneEditApart(a, b) ? kNearNumber : kOtherNumber, "andere Hausnummer");
   if (street == Likeness::kOther) return Add(kSameNumberOtherStreet, "gleiche Hausnummer");
   const char letter_a = a_.house_letter;
   const char letter_b = b_.house_letter;

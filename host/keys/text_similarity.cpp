@@ -8,20 +8,31 @@ namespace kestrel::host {
 
 namespace {
 
-constexpr std::size_t kMostLetters = 63;
-
-}  // namespace
-
-std::size_t EditDistance(std::string_view a, std::string_view b) {
+// Leaves what is between their common start and end.
+void Strip(std::string_view& a, std::string_view& b) {
   a = a.substr(0, kMostLetters);
   b = b.substr(0, kMostLetters);
-  const auto start = static_cast<std::size_t>(std::ranges::mismatch(a, b).in1 - a.begin());
+  const std::size_t shorter = std::min(a.size(), b.size());
+  std::size_t start = 0;
+  while (start < shorter && a[start] == b[start]) ++start;
   a.remove_prefix(start);
   b.remove_prefix(start);
   while (!a.empty() && !b.empty() && a.back() == b.back()) {
     a.remove_suffix(1);
     b.remove_suffix(1);
   }
+}
+
+}  // namespace
+
+bool IsOneEditApart(std::string_view a, std::string_view b) {
+  Strip(a, b);
+  const bool are_exchanged = a.size() == 2 && b.size() == 2 && a[0] == b[1] && a[1] == b[0];
+  return are_exchanged || std::max(a.size(), b.size()) == 1;
+}
+
+std::size_t EditDistance(std::string_view a, std::string_view b) {
+  Strip(a, b);
   if (a.empty() || b.empty()) return std::max(a.size(), b.size());
   using Row = std::array<std::uint8_t, kMostLetters + 1>;
   std::array<Row, 3> rows;

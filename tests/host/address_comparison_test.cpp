@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <bit>
+#include <cstdint>
 #include <random>
 #include <string>
 
@@ -55,6 +57,34 @@ TEST(TextSimilarity, IsThatOfThePublishedExamples) {
   EXPECT_EQ(JaroWinkler("", ""), 1);
   EXPECT_EQ(JaroWinkler("A", ""), 0);
   EXPECT_EQ(JaroWinkler("ABC", "XYZ"), 0);
+}
+
+// Of few letters, so that many are near each other.
+std::string AnyWord(std::mt19937& random) {
+  std::string word(random() % 8, 'A');
+  for (char& letter : word) letter = static_cast<char>('A' + random() % 3);
+  return word;
+}
+
+TEST(TextSimilarity, OneEditApartIsADistanceOfOne) {
+  std::mt19937 random(20261123);
+  int apart = 0;
+  for (int i = 0; i < 50000; ++i) {
+    const std::string end(random() % 70, 'X');
+    const std::string a = AnyWord(random) + end, b = AnyWord(random) + end;
+    ASSERT_EQ(IsOneEditApart(a, b), EditDistance(a, b) == 1) << a << " / " << b;
+    apart += IsOneEditApart(a, b) ? 1 : 0;
+  }
+  EXPECT_GT(apart, 500);
+}
+
+TEST(TextSimilarity, LettersAreCounted) {
+  std::mt19937 random(20261123);
+  for (int i = 0; i < 10000; ++i) {
+    const auto letters = static_cast<std::uint32_t>(random() & random());
+    ASSERT_EQ(CountOf(letters), static_cast<std::size_t>(std::popcount(letters))) << letters;
+  }
+  EXPECT_EQ(CountOf(0xFFFFFFFFU), 32U);
 }
 
 TEST(AddressComparison, AddressesOfWhichNothingDiffersAreTheSameByAHundredPerCent) {
@@ -202,8 +232,9 @@ std::string AnyAddress(std::mt19937& random) {
   const std::string street = pick({"Tulpenhof", "Am Anger", "Hauptstr.", "Hauptweg", "Kolpingweg", ""});
   const std::string number = pick({"5", "51", "7 a", "7", "18", ""});
   return pick({"50667", "50676", "80331", ""}) + "|" + pick({"Köln", "Koln", "München", "Bad Berka", ""}) +
-         "|" + street + " " + number + "||" + pick({"Anna", "Otto", "Mai", "Meyer", "Maier", "A.", ""}) + " " +
-         pick({"Ruckweiler", "Lindenau", "Meier", "Ruckweiler GmbH", "Berg jun.", ""}) + "|" +
+         "|" + street + " " + number + "||" +
+         pick({"Anna", "Otto", "Mai", "Meyer", "Maier", "A.", "Karl Heinz", ""}) + " " +
+         pick({"Ruckweiler", "Lindenau", "Meier", "Ruckweiler GmbH", "Ruck Weiler", "Berg jun.", ""}) + "|" +
          pick({"", "", "Anna", "Filiale 2"}) + "|||";
 }
 
