@@ -43,14 +43,15 @@ double DoubletFunctions::ConfirmSpelling(std::string_view key_text, std::string_
 
 bool DoubletFunctions::ReadCandidate(Connection& connection, std::int64_t address_type,
                                      std::string_view reference) {
-  {
-    const std::lock_guard lock(connection.CallMutex());
-    if (const auto known = KnownKeys::Of(connection).KeyTextOf(address_type, reference)) {
-      candidate_text_ = *known;
-      return true;
-    }
+  const std::lock_guard lock(connection.CallMutex());
+  const KnownKeys& known_keys = KnownKeys::Of(connection);
+  if (const auto known = known_keys.KeyTextOf(address_type, reference)) {
+    candidate_text_ = *known;
+    return true;
   }
-  return addresses_->ReadKeyText(address_type, reference, candidate_text_);
+  if (!addresses_->ReadKeyText(address_type, reference, candidate_text_)) return false;
+  known_keys.RememberKeyText(address_type, reference, candidate_text_);
+  return true;
 }
 
 double DoubletFunctions::HighestScore(const ObjectPtr& connection, std::string_view key_text,

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view kGroup = "Adressindex";
 constexpr std::array<std::string_view, 3> kAlgorithms = {"AlgorithmCode1", "AlgorithmCode2", "AlgorithmCode3"};
-constexpr std::int64_t kTypesPerNumber = 64;
+constexpr std::int64_t kTypesPerNumber = KeysAhead::kTypesPerNumber;
 constexpr std::size_t kStartOfName = 15;
 constexpr const char* kTable =
     "Adressindex (Doubletkey1, Doubletkey2, Doubletkey3, AdressId, Adressart, Referenz)";

@@ -229,6 +229,7 @@ void GroupedWrites::StoreAgain() {
 
 void GroupedWrites::EndGroup(const std::optional<RuntimeError>& failure) {
   open_ = looked_up_ = false;
+  if (failure) ++losses_;
   for (GroupMember* member : std::exchange(members_, {})) {
     if (!Holds(buffered_, *member)) member->group_ = nullptr;
     if (!failure) {

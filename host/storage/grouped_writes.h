@@ -174,6 +174,8 @@ class GroupedWrites final : public Attachment {
   // Counts the groups opened so far. What a caller has read of the database holds at least as long as this
   // number stays the same and nobody else writes through this connection.
   std::uint64_t Generation() const { return generation_; }
+  // Counts the groups lost so far. What is stored again behind one may have other numbers.
+  std::uint64_t Losses() const { return losses_; }
 
   // Commits the open group, if any, and the rows that wait after a loss. Raises nothing.
   void Flush() override;
@@ -229,6 +231,7 @@ class GroupedWrites final : public Attachment {
   bool flushing_ = false;   // rows, some of which are not in the open group yet
   bool looked_up_ = false;  // for a record that was not stored yet
   std::uint64_t generation_ = 0;
+  std::uint64_t losses_ = 0;
   Time deadline_;  // of the open group
   std::chrono::steady_clock::duration last_end_{};
   std::chrono::steady_clock::duration last_commit_{};

@@ -1,6 +1,7 @@
 #include "storage/keys_ahead.h"
 
 #include <algorithm>
+#include <charconv>
 #include <functional>
 #include <unordered_map>
 
@@ -48,6 +49,19 @@ void AppendElement(std::string& array, std::string_view text) {
   array += '"';
 }
 
+// A hundred bytes each.
+constexpr std::size_t kMostTexts = 65536;
+
+// None where the row of the index is no address's that the host has written.
+std::optional<std::int64_t> AddressIdOf(std::int64_t address_type, std::string_view reference) {
+  std::int64_t number = 0;
+  const char* const end = reference.data() + reference.size();
+  const auto [behind, error] = std::from_chars(reference.data(), end, number);
+  if (error != std::errc() || behind != end || number < 0 || number >= INT64_MAX / KeysAhead::kTypesPerNumber)
+    return std::nullopt;
+  return number * KeysAhead::kTypesPerNumber + address_type;
+}
+
 std::uint64_t HashOf(std::size_t column, std::string_view key) {
   return std::hash<std::string_view>()(key) + column * 0x9E3779B97F4A7C15U;
 }
@@ -80,6 +94,7 @@ void KeysAhead::Forget() {
   types_read_.clear();
   stored_.clear();
   changed_.clear();
+  texts_.clear();
 }
 
 bool KeysAhead::IsTableAsMade() {
@@ -97,6 +112,7 @@ void KeysAhead::AskFor(std::span<const std::string> key_texts, const MayBeThere&
   if (!IsTableAsMade() || !lock_.BeforeLookUp() || !lock_.IsHeld()) return;
   const bool may_find = BuildKeys(key_texts, may_be_there);
   commits_of_others_ = lock_.CommitsOfOthers();
+  losses_ = group_.Losses();
   if (may_find) {
     UseIndexes();
     ReadRows();
@@ -152,7 +168,9 @@ void KeysAhead::ReadRows() {
 }
 
 void KeysAhead::Changed(std::int64_t address_id) {
-  if (count_ != 0) changed_.insert(address_id);
+  if (count_ == 0) return;
+  changed_.insert(address_id);
+  texts_.erase(address_id);
 }
 
 void KeysAhead::Stored(const Keys& keys) {
@@ -161,7 +179,10 @@ void KeysAhead::Stored(const Keys& keys) {
   for (std::size_t i = 0; i < keys.size(); ++i) stored_.insert(HashOf(i, keys[i]));
 }
 
-bool KeysAhead::Holds() const { return lock_.IsHeld() && lock_.CommitsOfOthers() == commits_of_others_; }
+bool KeysAhead::Holds() const {
+  return count_ != 0 && lock_.IsHeld() && lock_.CommitsOfOthers() == commits_of_others_ &&
+         group_.Losses() == losses_;
+}
 
 bool KeysAhead::Matches(const Built& keys, std::span<const SoughtValue> values) const {
   return std::ranges::all_of(values, [&](const SoughtValue& value) {
@@ -204,6 +225,7 @@ ComingLookUps::Rows KeysAhead::Find(std::span<const SoughtValue> values) {
 
 std::optional<std::string_view> KeysAhead::KeyTextOf(std::int64_t address_type, std::string_view reference) {
   if (!Holds()) return std::nullopt;
+  if (const std::string* const text = Remembered(address_type, reference)) return *text;
   const auto found = std::ranges::find_if(found_, [&](std::size_t place) {
     return rows_[place].found.address_type == address_type && rows_[place].reference == reference;
   });
@@ -216,6 +238,17 @@ std::optional<std::string_view> KeysAhead::KeyTextOf(std::int64_t address_type, 
     if (place >= rows_.size() || !Holds()) return std::nullopt;
   }
   return rows_[place].key_text;
+}
+
+const std::string* KeysAhead::Remembered(std::int64_t address_type, std::string_view reference) const {
+  const auto id = AddressIdOf(address_type, reference);
+  const auto text = id ? texts_.find(*id) : texts_.end();
+  return text == texts_.end() ? nullptr : &text->second;
+}
+
+void KeysAhead::RememberKeyText(std::int64_t address_type, std::string_view reference, std::string_view text) {
+  const auto id = AddressIdOf(address_type, reference);
+  if (id && Holds() && texts_.size() < kMostTexts) texts_.insert_or_assign(*id, text);
 }
 
 void KeysAhead::ReadKeyTexts(std::int64_t address_type) {

@@ -3,7 +3,7 @@
 //
 // Invariants
 //  1. An answer holds while the group's lock is held, and behind it as long as nobody else has committed under the lock
-//     in between (storage/group_lock.h).
+//     in between (storage/group_lock.h), and no group was lost.
 //  2. What is stored through the connection by an AddressIndex after the question counts as there (Stored), whatever
 //     becomes of its transaction.
 //  3. Nothing is answered about keys stored since, and about rows whose address has changed since (Changed); then the
@@ -19,6 +19,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -39,6 +40,8 @@ class KeysAhead {
   // Of so many records at once.
   static constexpr std::size_t kRecords = 512;
   using Keys = std::array<std::string_view, 3>;
+  // AdressId is so many times the number of the address, and its type.
+  static constexpr std::int64_t kTypesPerNumber = 64;
 
   // `connection` outlives this object.
   KeysAhead(Connection& connection, GroupLock& lock);
@@ -61,6 +64,9 @@ class KeysAhead {
   // The key text of the address of a row found; none where it is not known. All of one type are read with the first.
   // Raises nothing.
   std::optional<std::string_view> KeyTextOf(std::int64_t address_type, std::string_view reference);
+  // The caller has read it, as it was not known, all changes told so far included; until the next question it is. Where many records have the same keys,
+  // all are compared with the same addresses. Raises nothing.
+  void RememberKeyText(std::int64_t address_type, std::string_view reference, std::string_view text);
 
  private:
   using Built = std::array<std::string, 3>;
@@ -80,6 +86,7 @@ class KeysAhead {
   void ReadRows();
   bool Collect(std::span<const SoughtValue> values);
   void ReadKeyTexts(std::int64_t address_type);
+  const std::string* Remembered(std::int64_t address_type, std::string_view reference) const;
   bool Holds() const;
   bool Matches(const Built& keys, std::span<const SoughtValue> values) const;
 
@@ -100,11 +107,13 @@ class KeysAhead {
   std::size_t count_ = 0;
   std::size_t next_ = 0;  // that a look-up is expected for
   std::uint64_t commits_of_others_ = 0;
+  std::uint64_t losses_ = 0;
   std::vector<Row> rows_;                                      // in the order of their AdressId
   std::vector<std::pair<std::uint64_t, std::size_t>> places_;  // hashes of keys and their rows, in order
   std::vector<std::int64_t> types_read_;                       // whose key texts are there
   std::unordered_set<std::uint64_t> stored_;                   // hashes of keys since
   std::unordered_set<std::int64_t> changed_;                   // AdressId since
+  std::unordered_map<std::int64_t, std::string> texts_;        // by AdressId, read since
   // Of the last answer.
   std::vector<std::size_t> found_;
   std::vector<FoundAddress> answer_;

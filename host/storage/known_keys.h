@@ -90,6 +90,9 @@ class KnownKeys final : public Attachment {
   std::optional<std::string_view> KeyTextOf(std::int64_t address_type, std::string_view reference) const {
     return ahead_ == nullptr ? std::nullopt : ahead_->KeyTextOf(address_type, reference);
   }
+  void RememberKeyText(std::int64_t address_type, std::string_view reference, std::string_view text) const {
+    if (ahead_ != nullptr) ahead_->RememberKeyText(address_type, reference, text);
+  }
   // The two halves of it, where rows are stored later than queries are to know of them.
   void Announce(const Keys& keys, const Hashes& hashes);
   template <class Step>

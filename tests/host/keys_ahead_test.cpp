@@ -71,6 +71,13 @@ class KeysAhead : public testing::HostFixture {
     const auto text = host::KnownKeys::Of(*connection).KeyTextOf(1, reference);
     return text ? std::optional<std::string>(*text) : std::nullopt;
   }
+  // As a candidate that a look-up has found, which the record may repeat.
+  void Confirm(const std::string& reference) {
+    Value reason("");
+    const ObjectPtr functions = components.CreateObject("ksdoublb.doubletfunctions");
+    EXPECT_GT(CallMethod(functions, "Confirm", connection, KeyText(7), 1, reference, ByRef(reason)).ToDouble(),
+              0);
+  }
   static void Prepare(const ObjectPtr& importer) {
     Value cancel(false);
     CallMethod(importer, "BeforeImport", ByRef(cancel));
@@ -157,6 +164,49 @@ TEST_F(KeysAhead, OfAnAddressOverwrittenMeanwhileAreLookedFor) {
   EXPECT_THAT(Known(7), ElementsAre("?"));
   EXPECT_EQ(KnownText("8"), std::nullopt);
   EXPECT_THAT(Known(6), ElementsAre("7"));
+}
+
+// Else each record that finds a hundred candidates would take a hundred round trips.
+TEST_F(KeysAhead, OfACandidateReadOnceAreRememberedUntilItChangesOrTheNextQuestion) {
+  const ObjectPtr importer = Importer();
+  Store(importer, 7);
+  Expect({0, 1});
+  EXPECT_EQ(KnownText("8"), std::nullopt) << "no record that was foreseen has its keys";
+  Confirm("8");
+  EXPECT_EQ(KnownText("8"), KeyText(7));
+  host::GroupedWrites::Of(*connection).Flush();
+  EXPECT_EQ(KnownText("8"), std::nullopt) << "nobody has the lock";
+  EXPECT_TRUE(IsKnownToBeAbsent(0));
+  EXPECT_EQ(KnownText("8"), KeyText(7));
+
+  host::KnownKeys::Of(*connection).Change(8 * 64 + 1);
+  EXPECT_EQ(KnownText("8"), std::nullopt);
+  Confirm("8");
+  EXPECT_EQ(KnownText("8"), KeyText(7));
+  Expect({2});
+  EXPECT_EQ(KnownText("8"), std::nullopt);
+}
+
+TEST_F(KeysAhead, OfACandidateAreReadAgainWhereAnotherClerkHasStoredOrAGroupIsLost) {
+  const ObjectPtr importer = Importer();
+  Store(importer, 7);
+  host::GroupedWrites& group = host::GroupedWrites::Of(*connection);
+  group.Flush();
+  const ConnectionPtr other = OpenConnection(file);
+  for (const bool is_lost : {false, true}) {
+    Expect({0, 1});
+    EXPECT_TRUE(IsKnownToBeAbsent(0));
+    Confirm("8");
+    ASSERT_EQ(KnownText("8"), KeyText(7));
+    if (is_lost) {
+      group.Lose(RuntimeError(ErrorNumber::kDatabase, "weg"));
+    } else {
+      group.Flush();
+      EXPECT_EQ(other->Execute("UPDATE Importsperre SET Stand = Stand + 1 WHERE Name = 'Adressindex'"), 1);
+    }
+    EXPECT_FALSE(IsKnownToBeAbsent(1));
+    EXPECT_EQ(KnownText("8"), std::nullopt);
+  }
 }
 
 TEST_F(KeysAhead, OfARecordStoredMeanwhileAreLookedFor) {
