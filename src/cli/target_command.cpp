@@ -109,6 +109,12 @@ void TellRemarks(std::ostream& err, Recordset& remarks) {
   }
 }
 
+void TellUnfit(std::ostream& out, std::int64_t unfit) {
+  if (unfit == 0) return;
+  out << Counted(unfit, "Datensatz kennt", "Datensätze kennt")
+      << " die Dublettenprüfung nicht, weil die Nummer negativ oder zu groß ist.\n";
+}
+
 int TellMade(Workspace& workspace, const ObjectPtr& targets, const TargetOptions& options,
              const RecordsetPtr& remarks) {
   const bool is_indexed = Index(workspace, targets, options, true);
@@ -116,7 +122,8 @@ int TellMade(Workspace& workspace, const ObjectPtr& targets, const TargetOptions
       CallMethod(targets, "WriteTemplate", options.name, TemplateFolder(workspace)).ToText();
   const RecordsetPtr target = Find(targets, options.name);
   const bool checks = target->ValueAt(4).ToInteger() != 0;
-  const std::int64_t known = Number(targets, "IndexDone");
+  const std::int64_t unfit = Number(targets, "IndexUnfit");
+  const std::int64_t known = Number(targets, "IndexDone") - unfit;
   if (workspace.options().format == OutputFormat::kJson) {
     JsonObject object(workspace.out());
     object.Text("name", target->TextAt(0))
@@ -137,6 +144,7 @@ int TellMade(Workspace& workspace, const ObjectPtr& targets, const TargetOptions
       workspace.out() << "Die Dublettenprüfung kennt " << Counted(known, "Anschrift", "Anschriften")
                       << " der Tabelle.\n";
     }
+    TellUnfit(workspace.out(), unfit);
     workspace.out() << "Vorlage für Importe: " << path << std::endl;
   }
   if (is_indexed) return kDone;
@@ -252,10 +260,7 @@ int TargetCheckCommand(Workspace& workspace, const TargetOptions& options) {
       workspace.out() << (remarks->TextAt(0).empty() ? "" : std::string(remarks->TextAt(0)) + ": ")
                       << remarks->TextAt(1) << '\n';
     }
-    if (unfit > 0) {
-      workspace.out() << Counted(unfit, "Datensatz kennt", "Datensätze kennt")
-                      << " die Dublettenprüfung nicht, weil die Nummer negativ oder zu groß ist.\n";
-    }
+    TellUnfit(workspace.out(), unfit);
     if (stale > 0) {
       workspace.out() << "Andere Programme haben " << Counted(stale, "Anschrift", "Anschriften")
                       << " geändert, ohne dass die Dublettenprüfung davon weiß."

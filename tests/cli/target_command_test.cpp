@@ -148,6 +148,12 @@ TEST_F(TargetCommands, KeysCanBeToldAndWithoutThemTheCheckIsOffWithAReason) {
               HasSubstr("Die Tabelle hat keine Spalte 'Foo'"));
 }
 
+TEST_F(TargetCommands, AddCountsNoAddressWhoseNumberTheIndexCannotHold) {
+  Execute("INSERT INTO " + kTable + " (id, Nachname, Ort) VALUES (-5, 'Neu', 'Bonn')");
+  EXPECT_THAT(Add().out,
+              HasSubstr("kennt 1 Anschrift der Tabelle.\n1 Datensatz kennt die Dublettenprüfung nicht"));
+}
+
 TEST_F(TargetCommands, CheckTellsWhatOtherProgramsHaveChangedAndPutsTheIndexRight) {
   Add();
   Execute("UPDATE " + kTable + " SET Nachname = 'Beispiel'");
