@@ -24,7 +24,7 @@ bool HasActionsBeforeInserts(Connection& connection, const std::string& table) {
 
 std::unique_ptr<InsertCheck> InsertCheck::For(Connection& connection, const Destination& destination) {
   // A trial table has none, and what triggers of SQLite do before an insert changes no row of it.
-  if (IsSqlite(connection) || !IsQuoted(destination.table) || !destination.trial_of.empty()) return nullptr;
+  if (IsSqlite(connection) || !destination.trial_of.empty()) return nullptr;
   if (!HasActionsBeforeInserts(connection, destination.table)) return nullptr;
   return std::unique_ptr<InsertCheck>(new InsertCheck(connection, destination));
 }
@@ -55,6 +55,10 @@ Statement& InsertCheck::Of(std::size_t rows) {
         " WHERE " + destination_.fields[destination_.number_field].column + " IN (" + numbers + ")");
   }
   return *statement;
+}
+
+bool MayBeDropped(const Connection& connection, const Destination& destination) {
+  return destination.trial_of.empty() && (IsQuoted(destination.table) || IsSqlite(connection));
 }
 
 void RefuseDropped(const Destination& destination) {

@@ -1,4 +1,4 @@
-// Whether new rows stand under their numbers, for tables of another application whose triggers or rules may drop a row
+// Whether new rows stand under their numbers, for tables whose triggers or rules may drop a row
 // without an error, give it another number, or put it elsewhere.
 #pragma once
 
@@ -32,6 +32,8 @@ class InsertCheck {
   std::vector<std::unique_ptr<Statement>> statements_;  // by the numbers they take
 };
 
+// Whether it may be no other row's number that kept a new row out: on a server the check knows that of the host's tables.
+bool MayBeDropped(const Connection& connection, const Destination& destination);
 // Where the database says neither that it has stored a row nor why not. Error 3000.
 [[noreturn]] void RefuseDropped(const Destination& destination);
 // The same of a change of the row with this number.

@@ -373,7 +373,8 @@ bool RecordWriter::InsertNew(std::int64_t record, RecordValues& values) {
       InsertNumbered(*numbers_, [&](std::int64_t number) {
         InsertRow(values, number, inserted);
         // One that nobody else has is not taken.
-        if (!inserted && IsQuoted(destination_.table) && !Exists(number)) RefuseDropped(destination_);
+        if (!inserted && MayBeDropped(connection_, destination_) && !Exists(number))
+          RefuseDropped(destination_);
         return inserted;
       });
     }
@@ -483,7 +484,7 @@ StoreResult RecordWriter::StoreOnce(std::int64_t record, RecordValues& values) {
     new_in_a_row_ = 0;
     if (!overwrite_) {
       const std::int64_t number = std::get<std::int64_t>(values[destination_.number_field]);
-      if (IsQuoted(destination_.table) && !Exists(number)) RefuseDropped(destination_);
+      if (MayBeDropped(connection_, destination_) && !Exists(number)) RefuseDropped(destination_);
       throw Existing(values);
     }
     UpdateExisting(record, values);
