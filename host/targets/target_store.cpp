@@ -298,6 +298,29 @@ void RequireDifferent(const KeyColumns& keys) {
   }
 }
 
+// What is not told stays as it was, as far as the table still has it.
+void KeepKeys(const Destination& before, const ReadTable& table, KeyColumns& keys) {
+  const auto keep = [&](std::size_t part) {
+    if (!before.key_fields[part]) return std::string();
+    const std::string& name = before.fields[*before.key_fields[part]].name;
+    const bool is_there = std::ranges::any_of(
+        table.columns, [&](const ReadColumn& column) { return EqualsIgnoringCase(column.name, name); });
+    return is_there ? name : std::string();
+  };
+  if (keys.street.empty()) keys.street = keep(kStreet);
+  if (keys.postcode.empty()) keys.postcode = keep(kPostcode);
+  if (keys.town.empty()) keys.town = keep(kTown);
+  for (std::size_t part = kName1; part < kKeyParts && keys.names.size() < part - kName1 + 1; ++part) {
+    if (std::string name = keep(part); !name.empty()) keys.names.push_back(std::move(name));
+  }
+}
+
+// Those of its addresses in the index.
+void DeleteKeys(Connection& connection, const TargetSummary& target) {
+  if (target.address_type == 0) return;
+  connection.Execute("DELETE FROM Adressindex WHERE Adressart = " + std::to_string(target.address_type));
+}
+
 // `before` is what it was until now, where it is changed.
 std::vector<TargetRemark> StoreTarget(Connection& connection, const TargetRequest& request,
                                       const ReadTable& table, const TargetSummary& before) {
@@ -391,43 +414,34 @@ std::vector<TargetRemark> AddTarget(Connection& connection, const TargetRequest&
 }
 
 std::vector<TargetRemark> EditTarget(Connection& connection, TargetRequest request) {
-  const TargetSummary target = RequireTarget(connection, request.name);
-  const Destination before = LoadDestination(connection, target.prog_id);
-  request.name = target.name;
-  if (request.table.empty()) request.table = ToldName(target.statement_table);
-  const ReadTable table = ReadTableOf(connection, request.table);
-  const auto keep = [&](std::size_t part) {
-    if (!before.key_fields[part]) return std::string();
-    const std::string& name = before.fields[*before.key_fields[part]].name;
-    const bool is_there = std::ranges::any_of(
-        table.columns, [&](const ReadColumn& column) { return EqualsIgnoringCase(column.name, name); });
-    return is_there ? name : std::string();
-  };
-  KeyColumns& keys = request.keys;
-  if (keys.street.empty()) keys.street = keep(kStreet);
-  if (keys.postcode.empty()) keys.postcode = keep(kPostcode);
-  if (keys.town.empty()) keys.town = keep(kTown);
-  for (std::size_t part = kName1; part < kKeyParts && request.keys.names.size() < part - kName1 + 1; ++part) {
-    if (std::string name = keep(part); !name.empty()) keys.names.push_back(std::move(name));
-  }
+  // What is not there is refused before anybody is waited for.
+  RequireTarget(connection, request.name);
   std::vector<TargetRemark> remarks;
   GroupedWrites::Of(connection).Flush();
   InRetriedTransaction(connection, [&] {
     KeepImportsAway(connection);
+    // Somebody else may have been faster.
+    const TargetSummary target = RequireTarget(connection, request.name);
+    TargetRequest wanted = request;
+    wanted.name = target.name;
+    if (wanted.table.empty()) wanted.table = ToldName(target.statement_table);
+    const ReadTable table = ReadTableOf(connection, wanted.table);
+    KeepKeys(LoadDestination(connection, target.prog_id), table, wanted.keys);
     DeleteDefinition(connection, target.prog_id);
-    remarks = StoreTarget(connection, request, table, target);
+    remarks = StoreTarget(connection, wanted, table, target);
+    if (RequireTarget(connection, target.name).address_type == 0) DeleteKeys(connection, target);
   });
   return remarks;
 }
 
 void RemoveTarget(Connection& connection, std::string_view name) {
-  const TargetSummary target = RequireTarget(connection, name);
+  RequireTarget(connection, name);
   GroupedWrites::Of(connection).Flush();
   InRetriedTransaction(connection, [&] {
     KeepImportsAway(connection);
+    const TargetSummary target = RequireTarget(connection, name);
     DeleteDefinition(connection, target.prog_id);
-    if (target.address_type == 0) return;
-    connection.Execute("DELETE FROM Adressindex WHERE Adressart = " + std::to_string(target.address_type));
+    DeleteKeys(connection, target);
   });
 }
 

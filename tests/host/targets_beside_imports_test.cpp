@@ -1,7 +1,9 @@
 // An import into a destination of a user's own that somebody else removes or changes meanwhile: what is stored is stored as
 // the destination was, and nothing comes behind it.
 #include <functional>
+#include <string>
 #include <thread>
+#include <utility>
 
 #include "host/calling_view.h"
 #include "host/host_fixture.h"
@@ -10,6 +12,8 @@
 #include "kestrel/run_result.h"
 #include "platform/base/text.h"
 #include "platform/dialogs/recording_user_interface.h"
+#include "storage/group_lock.h"
+#include "support/scripted_watch.h"
 
 namespace kestrel::testing {
 namespace {
@@ -79,6 +83,30 @@ class TargetsBesideImports : public HostFixture, public ::testing::WithParamInte
                 ElementsAre(std::to_string(kWhere - 1)));
   }
 
+  // `change` waits for the group of somebody who removes the destination, whose type is another one's then.
+  void ExpectGoneWhileWaiting(const std::function<void()>& change) {
+    connection->Begin();
+    host::TakeGroupLock(*connection);
+    connection->Execute("UPDATE Importziele SET ProgID = 'ksbimport.neu' WHERE ProgID = 'ksbimport.ziel'");
+    if (GetParam() == Check::kOn) {
+      connection->Execute("INSERT INTO Adressindex VALUES (6400 + " + type + ", " + type +
+                          ", '100', 'a', 'b', 'c')");
+    }
+    bool is_committed = false;
+    ScriptedWatch watch([&](int) {
+      if (!std::exchange(is_committed, true)) connection->Commit();
+      return true;
+    });
+    other->WatchWaits(&watch);
+    EXPECT_ERROR_TEXT(change(), ErrorNumber::kInvalidProcedureCall, HasSubstr("'ziel' gibt es hier nicht"));
+    other->WatchWaits(nullptr);
+    EXPECT_TRUE(is_committed);
+    EXPECT_THAT(
+        Rows("SELECT ProgID FROM Importziele WHERE Adressart = " + type + " OR ProgID = 'ksbimport.ziel'"),
+        ElementsAre("ksbimport.neu"));
+    EXPECT_THAT(Rows("SELECT count(*) FROM Adressindex"), ElementsAre(GetParam() == Check::kOn ? "1" : "0"));
+  }
+
   RecordingUserInterface ui;
   FixedClock clock{DateTime{CalendarDate{2024, 3, 7}, 14, 5, 9}};
   const ConnectionPtr other = OpenConnection(file);
@@ -122,6 +150,25 @@ TEST_P(TargetsBesideImports, ARepairOfItsKeysLeavesNoneOfARemovedDestination) {
   CallMethod(elsewhere, "Remove", "ziel", false);
   EXPECT_ERROR_TEXT(CallMethod(targets, "NextIndex"), ErrorNumber::kDatabase,
                     HasSubstr("Importziel 'ziel' wurde entfernt"));
+  EXPECT_THAT(Rows("SELECT * FROM Adressindex"), IsEmpty());
+}
+
+TEST_P(TargetsBesideImports, AChangeThatWaitsForItsRemovalBringsItNotBack) {
+  ExpectGoneWhileWaiting([this] { CallMethod(targets, "Edit", "ziel", "anders"); });
+}
+
+TEST_P(TargetsBesideImports, ARemovalThatWaitsForAnotherOneRemovesNothingElse) {
+  ExpectGoneWhileWaiting([this] { CallMethod(targets, "Remove", "ziel", false); });
+}
+
+TEST_P(TargetsBesideImports, WithoutKeysItLeavesNoneInTheIndex) {
+  other->Execute("INSERT INTO fremd VALUES (1, 'Meier', 'Weg 1', '50667', 'Köln')");
+  CallMethod(targets, "StartIndex", "ziel", true);
+  while (CallMethod(targets, "NextIndex").ToBool()) {
+  }
+  EXPECT_THAT(Rows("SELECT count(*) FROM Adressindex"), ElementsAre(GetParam() == Check::kOn ? "1" : "0"));
+  CallMethod(targets, "SetKeys", "", "", "", "", true);
+  CallMethod(targets, "Edit", "ziel", "fremd");
   EXPECT_THAT(Rows("SELECT * FROM Adressindex"), IsEmpty());
 }
 
