@@ -60,6 +60,10 @@ class KnownAddresses final : public Attachment {
   void Prefetch(std::uint64_t hash) const {
     if (!heads_.empty()) __builtin_prefetch(&heads_[PlaceOf(TagOf(hash))]);
   }
+  // The same of the address that was added with it last, once that is fetched.
+  void PrefetchLast(std::uint64_t hash) const {
+    if (!heads_.empty()) PrefetchEntry(HeadOf(TagOf(hash)));
+  }
   bool AddUnknown(std::uint64_t hash) { return unknown_.Add(hash); }
   // For more than keys.
   bool HasRoom() const;

@@ -72,7 +72,7 @@ void KnownKeys::Release() {
   is_asked_together_ = false;
   ahead_.reset();
   Forget(State::kOff);
-  rows_to_learn_ = rows_for_look_ups_ = 0;
+  rows_to_learn_ = look_ups_ = rows_for_look_ups_ = 0;
   would_hold_all_.reset();
 }
 
@@ -233,8 +233,9 @@ bool KnownKeys::ServerLacks(std::span<const SoughtValue> values) {
 void KnownKeys::LearnForLookUp() {
   if (state_ == State::kOff || !addresses_.HasRoom()) return;
   if (rows_for_look_ups_ >= kRowsAtRisk && !WouldHoldAll()) return;
-  rows_for_look_ups_ += kRowsALookUp;
-  rows_to_learn_ += kRowsALookUp;
+  const std::int64_t rows = kRowsALookUp + look_ups_++ / kLookUpsARow;
+  rows_for_look_ups_ += rows;
+  rows_to_learn_ += rows;
 }
 
 // To count a million rows takes as long as some hundred look-ups.
@@ -308,6 +309,25 @@ void KnownKeys::Learn() {
   LearnRows();
 }
 
+void KnownKeys::AddRows(std::span<const RowKeys> rows) {
+  const auto visit = [rows](auto&& look) {
+    for (const RowKeys& row : rows) {
+      for (const std::uint64_t hash : row.first) {
+        if (hash != 0) look(hash);
+      }
+    }
+  };
+  visit([this](std::uint64_t hash) {
+    filter_.Prefetch(hash);
+    addresses_.Prefetch(hash);
+  });
+  visit([this](std::uint64_t hash) { addresses_.PrefetchLast(hash); });
+  visit([this](std::uint64_t hash) { Add(hash); });
+  for (const auto& [hashes, row] : rows) {
+    if (state_ != State::kOff && !addresses_.AddRow(hashes, row)) Forget(State::kOff);
+  }
+}
+
 void KnownKeys::LearnRows() {
   if (next_rows_ == nullptr) {
     next_rows_ = connection_.Prepare(
@@ -317,16 +337,18 @@ void KnownKeys::LearnRows() {
   next_rows_->BindInteger(0, next_row_);
   next_rows_->BindInteger(1, rows_to_learn_);
   std::int64_t last_row = std::numeric_limits<std::int64_t>::max();
+  std::array<RowKeys, kRowsAdded> added;
+  std::size_t count = 0;
   for (const RecordsetPtr rows = next_rows_->Open(); !rows->IsEof(); rows->MoveNext(), --rows_to_learn_) {
     last_row = rows->ValueAt(0).ToInteger();
     Hashes hashes{};
     for (std::size_t i = 0; i < kColumns.size(); ++i) {
-      if (rows->IsNull(i + 1)) continue;
-      hashes[i] = HashOf(i, rows->TextAt(i + 1));
-      Add(hashes[i]);
+      if (!rows->IsNull(i + 1)) hashes[i] = HashOf(i, rows->TextAt(i + 1));
     }
-    if (state_ != State::kOff && !addresses_.AddRow(hashes, last_row)) Forget(State::kOff);
+    added[count++] = {hashes, last_row};
+    if (count == added.size()) AddRows(std::span(added).first(std::exchange(count, 0)));
   }
+  AddRows(std::span(added).first(count));
   if (state_ == State::kOff) return;
   if (rows_to_learn_ > 0 || last_row == std::numeric_limits<std::int64_t>::max()) {
     state_ = State::kComplete;

@@ -104,8 +104,12 @@ class KnownKeys final : public Attachment {
  private:
   static constexpr std::int64_t kRowsAStored = 2;
   static constexpr std::int64_t kRowsAtOnce = 1024;
-  // Which takes as long as the look-up, as that searches three indexes of sixteen sections: so all are known soon.
+  // So many are added together: what the processor has to fetch for one, it fetches while it adds others.
+  static constexpr std::size_t kRowsAdded = 32;
+  // Which takes as long as the look-up, as that searches three indexes of sixteen sections: so all are known soon. One more
+  // for each so many look-ups before, as many that found something will be followed by more.
   static constexpr std::int64_t kRowsALookUp = 96;
+  static constexpr std::int64_t kLookUpsARow = 8;
   // So many rows are learned before it is looked whether all of them would find room.
   static constexpr std::int64_t kRowsAtRisk = 65536;
   // So many rows are worth a commit before its time, as rows are learned between groups.
@@ -143,6 +147,9 @@ class KnownKeys final : public Attachment {
   std::string Version();
   void Learn();
   void LearnRows();
+  // Keys and AdressId of a row.
+  using RowKeys = std::pair<Hashes, std::int64_t>;
+  void AddRows(std::span<const RowKeys> rows);
   bool Add(std::uint64_t hash);
   void Forget(State state);
 
@@ -170,7 +177,8 @@ class KnownKeys final : public Attachment {
   std::unique_ptr<Statement> version_query_;
   std::unique_ptr<Statement> next_rows_;
   std::optional<RowLookUp> row_look_up_;
-  std::int64_t rows_for_look_ups_ = 0;  // that were to be learned
+  std::int64_t look_ups_ = 0;           // that were run while rows were learned ...
+  std::int64_t rows_for_look_ups_ = 0;  // ... and how many were to be learned for them
   std::optional<bool> would_hold_all_;
   std::vector<std::int64_t> found_;  // by it
 };
