@@ -13,7 +13,8 @@ WriteBehindBuffer::WriteBehindBuffer(Connection& connection, std::string table, 
       recovery_(dynamic_cast<Recovery*>(&connection)),
       name_(table.substr(0, table.find(' '))),
       texts_(texts),
-      inserts_(connection, std::move(table), 2 + texts, RowInserts::Existing::kStays) {
+      inserts_(connection, table, 2 + texts, RowInserts::Existing::kStays),
+      appended_(connection, std::move(table), 2 + texts) {
   inserts_.Of(1);
 }
 
@@ -72,13 +73,25 @@ std::size_t WriteBehindBuffer::BytesFrom(std::size_t row) const {
   return characters_.size() - (row < rows_.size() ? rows_[row].start : characters_.size());
 }
 
+bool WriteBehindBuffer::AreAppended(std::size_t count) {
+  const Row& first = rows_[stored_];
+  for (std::size_t i = 1; i < count; ++i) {
+    const Row& row = rows_[stored_ + i];
+    if (row.key != first.key + static_cast<std::int64_t>(i) || row.number != first.number) return false;
+  }
+  return count > 1 && connection_.InTransaction() && appended_.Follow(first.key);
+}
+
 void WriteBehindBuffer::StoreSome(std::size_t count) {
-  Statement& insert = inserts_.Of(count);
+  const bool are_appended = AreAppended(count);
+  Statement& insert = are_appended ? appended_.Of(count) : inserts_.Of(count);
   std::size_t parameter = 0;
   for (std::size_t i = stored_; i < stored_ + count; ++i) {
     const Row& row = rows_[i];
-    insert.BindInteger(parameter++, row.key);
-    insert.BindInteger(parameter++, row.number);
+    if (!are_appended || i == stored_) {
+      insert.BindInteger(parameter++, row.key);
+      insert.BindInteger(parameter++, row.number);
+    }
     std::size_t start = row.start;
     for (std::size_t text = i * texts_; text < (i + 1) * texts_; ++text) {
       if (lengths_[text] == kNull) {

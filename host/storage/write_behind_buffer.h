@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "kestrel/connection.h"
+#include "storage/appended_rows.h"
 #include "storage/grouped_writes.h"
 #include "storage/row_inserts.h"
 
@@ -58,6 +59,8 @@ class WriteBehindBuffer final : private GroupMember {
   // Stores the rows that are not. Error 3000; those that were stored then stay so.
   void StoreRows();
   void StoreSome(std::size_t count);
+  // Whether the next so many rows, none of which is stored, come behind all others of the table. Error 3000.
+  bool AreAppended(std::size_t count);
   // Of the texts of this row and all behind it.
   std::size_t BytesFrom(std::size_t row) const;
 
@@ -73,6 +76,7 @@ class WriteBehindBuffer final : private GroupMember {
   std::size_t most_waiting_ = kMostRows;  // as many are tried to be stored; more after a failure
   bool waits_ = false;                    // FlushRows will be called for those that are not stored
   RowInserts inserts_;
+  AppendedRows appended_;
 };
 
 }  // namespace kestrel::host
