@@ -112,15 +112,25 @@ struct Chances {
   bool Any() const { return of_winkler || of_edits || of_sound; }
 };
 
-Chances ChancesOf(std::string_view a, std::string_view b) {
+// A word with the letters that it has.
+struct Word {
+  Word() = default;
+  // NOLINTNEXTLINE(google-explicit-constructor): a text looked at more closely
+  Word(std::string_view word) : text(word), letters(LettersOf(word)) {}
+
+  std::string_view text;
+  std::uint32_t letters = 0;
+};
+
+Chances ChancesOf(const Word& first, const Word& second) {
   constexpr std::size_t kLongWord = 8;
   constexpr std::size_t kWord = 3;
+  const std::string_view a = first.text;
+  const std::string_view b = second.text;
   const auto [shorter, longer] = std::minmax({a.size(), b.size()});
   const std::size_t most_edits = longer >= kLongWord ? 2 : longer >= kWord ? 1 : 0;
-  const std::uint32_t letters_a = LettersOf(a);
-  const std::uint32_t letters_b = LettersOf(b);
-  const std::size_t only_a = CountOf(letters_a & ~letters_b);
-  const std::size_t only_b = CountOf(letters_b & ~letters_a);
+  const std::size_t only_a = CountOf(first.letters & ~second.letters);
+  const std::size_t only_b = CountOf(second.letters & ~first.letters);
   // Of longer words no more letters are looked at.
   const bool have_lengths = longer - shorter <= most_edits || longer > kMostLetters;
   const double start = a[0] == b[0] ? 0.6 : 1;
@@ -128,7 +138,7 @@ Chances ChancesOf(std::string_view a, std::string_view b) {
                        static_cast<double>(only_b) / static_cast<double>(b.size());
   return {start * apart / 3 <= 1 - kNear,
           most_edits > 0 && have_lengths && std::max(only_a, only_b) <= most_edits,
-          MaySoundAlike(letters_a, letters_b), most_edits};
+          MaySoundAlike(first.letters, second.letters), most_edits};
 }
 
 Likeness LikenessOf(std::string_view a, std::string_view b) {
@@ -143,10 +153,14 @@ Likeness LikenessOf(std::string_view a, std::string_view b) {
   return is_near ? Likeness::kNear : Likeness::kOther;
 }
 
+bool IsInitial(std::string_view a, std::string_view b) {
+  return (a.size() == 1 && b.starts_with(a)) || (b.size() == 1 && a.starts_with(b));
+}
+
 // False only where LikenessOf is kMissing or kOther.
-bool MayBeAlike(std::string_view a, std::string_view b) {
-  if (a.empty() || b.empty()) return false;
-  return a.size() == 1 || b.size() == 1 ? a[0] == b[0] : ChancesOf(a, b).Any();
+bool MayBeAlike(const Word& a, const Word& b) {
+  if (a.text.empty() || b.text.empty()) return false;
+  return a.text.size() == 1 || b.text.size() == 1 ? IsInitial(a.text, b.text) : ChancesOf(a, b).Any();
 }
 
 Likeness LikenessOfNames(std::string_view a, std::string_view b) {
@@ -230,7 +244,6 @@ class Comparer {
     return kRareName + kSecondRareName * std::max(1, std::min(a_.name_count, b_.name_count) - 1);
   }
   double MostOfAlikeNames() const;
-  bool MayBeOneName() const;
   void Names();
   void Pair(Likeness least);
   void CountRest();
@@ -270,8 +283,11 @@ void Comparer::Pair(Likeness least) {
       const std::string_view name = a_.names()[i];
       const std::string_view other = b_.names()[j];
       if (a_.IsMark(i) != b_.IsMark(j)) continue;
-      if (least == Likeness::kSame || a_.IsMark(i) ? name != other : LikenessOfNames(name, other) < least)
-        continue;
+      // Near ones are gone when initials are looked for.
+      const bool are_alike = least == Likeness::kSame || a_.IsMark(i) ? name == other
+                             : least == Likeness::kInitial            ? IsInitial(name, other)
+                                                                      : LikenessOfNames(name, other) >= least;
+      if (!are_alike) continue;
       used_a_ |= 1U << i;
       used_b_ |= 1U << j;
       const bool is_second = same_ + near_ > 0;
@@ -284,7 +300,7 @@ void Comparer::Pair(Likeness least) {
                                        : kRareName;
       } else if (least == Likeness::kNear) {
         ++near_;
-        likeness_ += JaroWinkler(name, other);
+        if (tells_) likeness_ += JaroWinkler(name, other);
         names_ += is_second ? kSecondNearName : kNearName;
       } else {
         ++initials_;
@@ -341,32 +357,39 @@ double Comparer::WrongNames(bool shares) const {
                     kGreatestShare);
 }
 
-// Whether both may have the same letters up to an edit once the blanks between their names are gone.
-bool Comparer::MayBeOneName() const {
-  std::array<std::size_t, 2> lengths{};
-  std::array<std::uint32_t, 2> letters{};
-  for (std::size_t i = 0; const AddressView* const address : {&a_, &b_}) {
-    for (const std::string_view name : address->names()) {
-      lengths[i] += name.size();
-      letters[i] |= LettersOf(name);
+// The names of an address as words, and what they have together.
+struct NameWords {
+  explicit NameWords(std::span<const std::string_view> names) : count(names.size()) {
+    for (std::size_t i = 0; i < count; ++i) {
+      words[i] = names[i];
+      length += names[i].size();
+      letters |= words[i].letters;
     }
-    ++i;
   }
-  const auto [shorter, longer] = std::minmax({lengths[0], lengths[1]});
-  return longer - shorter <= 1 && (longer > kMostLetters || std::max(CountOf(letters[0] & ~letters[1]),
-                                                                     CountOf(letters[1] & ~letters[0])) <= 1);
+
+  std::size_t count;
+  std::size_t length = 0;
+  std::uint32_t letters = 0;
+  std::array<Word, AddressView::kMostNames> words;
+};
+
+// Whether both may have the same letters up to an edit once the blanks between their names are gone.
+bool MayBeOneName(const NameWords& a, const NameWords& b) {
+  const auto [shorter, longer] = std::minmax({a.length, b.length});
+  return longer - shorter <= 1 && (longer > kMostLetters || std::max(CountOf(a.letters & ~b.letters),
+                                                                     CountOf(b.letters & ~a.letters)) <= 1);
 }
 
 // What Names adds at most to the bits of two addresses that are not one, as far as the letters of the names tell.
 double Comparer::MostOfAlikeNames() const {
-  const std::span<const std::string_view> names_a = a_.names();
-  const std::span<const std::string_view> names_b = b_.names();
-  if (a_.marks != 0 || b_.marks != 0 || MayBeOneName()) return MostOfNames();
+  const NameWords a(a_.names());
+  const NameWords b(b_.names());
+  if (a_.marks != 0 || b_.marks != 0 || MayBeOneName(a, b)) return MostOfNames();
   std::uint32_t same_a = 0;
   std::uint32_t same_b = 0;
-  for (std::size_t i = 0; i < names_a.size(); ++i) {
-    for (std::size_t j = 0; j < names_b.size(); ++j) {
-      if ((same_b >> j & 1) != 0 || names_a[i] != names_b[j]) continue;
+  for (std::size_t i = 0; i < a.count; ++i) {
+    for (std::size_t j = 0; j < b.count; ++j) {
+      if ((same_b >> j & 1) != 0 || a.words[i].text != b.words[j].text) continue;
       same_a |= 1U << i;
       same_b |= 1U << j;
       break;
@@ -374,15 +397,15 @@ double Comparer::MostOfAlikeNames() const {
   }
   std::uint32_t alike_a = 0;
   std::uint32_t alike_b = 0;
-  for (std::size_t i = 0; i < names_a.size(); ++i) {
-    for (std::size_t j = 0; j < names_b.size() && (same_a >> i & 1) == 0; ++j) {
-      if ((same_b >> j & 1) != 0 || !MayBeAlike(names_a[i], names_b[j])) continue;
+  for (std::size_t i = 0; i < a.count; ++i) {
+    for (std::size_t j = 0; j < b.count && (same_a >> i & 1) == 0; ++j) {
+      if ((same_b >> j & 1) != 0 || !MayBeAlike(a.words[i], b.words[j])) continue;
       alike_a |= 1U << i;
       alike_b |= 1U << j;
     }
   }
   const std::size_t pairs = CountOf(same_a) + std::min(CountOf(alike_a), CountOf(alike_b));
-  const bool has_other = pairs < names_a.size() && pairs < names_b.size();
+  const bool has_other = pairs < a.count && pairs < b.count;
   if (pairs == 0) return has_other ? kNoNameShared : 0;
   const double most = kRareName + kSecondRareName * static_cast<double>(pairs - 1);
   return !has_other ? most
@@ -506,13 +529,14 @@ Likeness Comparer::Street() {
     Add(IsCommonStreet(a_.street_word) ? kSameCommonStreet : kSameStreet, "gleiche Straße");
     return Likeness::kSame;
   }
-  const double likeness = std::max(JaroWinkler(a, b), JaroWinkler(a_.street_word, b_.street_word));
   const bool is_near =
       std::max(LikenessOf(a, b), LikenessOf(a_.street_word, b_.street_word)) >= Likeness::kNear ||
       a.starts_with(b) || b.starts_with(a);
   if (is_near) {
     Add(IsCommonStreet(a_.street_word) ? kNearCommonStreet : kNearStreet,
-        tells_ ? "Straße ähnlich " + Decimal(likeness) : "");
+        tells_ ? "Straße ähnlich " +
+                     Decimal(std::max(JaroWinkler(a, b), JaroWinkler(a_.street_word, b_.street_word)))
+               : "");
     return Likeness::kNear;
   }
   Add(a_.is_company && b_.is_company ? kOtherStreetOfCompany : kOtherStreet, "andere Straße");
