@@ -4,8 +4,10 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "import/run_fixture.h"
@@ -60,6 +62,23 @@ TEST_F(HangingDriver, ThatDoesNotHearOfItIsLeftWithItsConnection) {
   EXPECT_EQ(connection->OpenRecordset("SELECT Menge FROM Lager")->TextAt(0), "10");
   // It comes back at last, and writes the rows where they were wanted.
   Of<void()>("StandInRelease")();
+  EXPECT_TRUE(Eventually([this] { return Statements() == 0; }));
+}
+
+TEST_F(HangingDriver, ThatDoesNotComeBackFromBeingAskedKeepsNobodyFromTheEnd) {
+  RecordsetPtr rows = connection->OpenRecordset("SELECT * FROM Zaeh");
+  EXPECT_EQ(rows->TextAt(0), "10");
+  // Behind a run nobody watches any more.
+  connection->WatchWaits(nullptr);
+  std::atomic<bool> has_ended = false;
+  std::thread end([&] {
+    rows = nullptr;
+    has_ended = true;
+  });
+  EXPECT_TRUE(Eventually([&] { return has_ended.load(); }));
+  EXPECT_EQ(Statements(), 1) << "it is still in use";
+  Of<void()>("StandInReleaseCancel")();
+  end.join();
   EXPECT_TRUE(Eventually([this] { return Statements() == 0; }));
 }
 

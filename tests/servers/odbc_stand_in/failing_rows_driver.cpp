@@ -2,7 +2,8 @@
 // "Menge" of whole numbers, five rows in blocks, of which the fourth has a value that does not fit. Answers
 // what the component asks for and nothing else. A Server=schweigt never answers: it is given up after the time
 // that the component has set, without waiting for it here. The rows of a table "Haengt" do not come until they are
-// cancelled, those of "Taub" not even then but by StandInRelease.
+// cancelled, those of "Taub" not even then but by StandInRelease. Those of "Zaeh" come when they are cancelled, which does
+// not come back before StandInReleaseCancel.
 #include <sql.h>
 #include <sqlext.h>
 #include <sqlucode.h>
@@ -33,22 +34,37 @@ struct Statement {
   SQLLEN failed_row = 0;  // in the last block, from 1
   bool hangs = false;
   bool is_deaf = false;
+  bool is_tough = false;
   std::atomic<bool> is_cancelled = false;
 };
 
 std::atomic<int> statements = 0;
 
-// Where rows that hang wait: a byte lets one of them go on. Never closed, as one may wait at the program's end.
-const std::array<int, 2>& Gate() {
-  static const std::array<int, 2> gate = [] {
-    std::array<int, 2> ends{};
-    return ::pipe(ends.data()) == 0 ? ends : std::array<int, 2>{-1, -1};
-  }();
+// Where somebody waits: a byte lets one go on. Never closed, as one may wait at the program's end.
+class Gate {
+ public:
+  Gate() { is_open_ = ::pipe(ends_.data()) == 0; }
+  void Wait() const {
+    char byte = 0;
+    while (is_open_ && ::read(ends_[0], &byte, 1) < 0) continue;
+  }
+  void LetGoOn() const {
+    const char byte = 0;
+    while (is_open_ && ::write(ends_[1], &byte, 1) < 0) continue;
+  }
+
+ private:
+  std::array<int, 2> ends_{};
+  bool is_open_ = false;
+};
+
+const Gate& Rows() {
+  static const Gate gate;
   return gate;
 }
-void LetGoOn() {
-  const char byte = 0;
-  while (::write(Gate()[1], &byte, 1) < 0) continue;
+const Gate& Cancels() {
+  static const Gate gate;
+  return gate;
 }
 
 SQLULEN login_seconds = 0;
@@ -98,18 +114,21 @@ SQLRETURN SQLExecDirectW(SQLHSTMT handle, SQLWCHAR* text, SQLINTEGER length) {
   const std::u16string query(text, text + length);
   auto& statement = *static_cast<Statement*>(handle);
   statement.is_deaf = query.find(u"Taub") != std::u16string::npos;
-  statement.hangs = statement.is_deaf || query.find(u"Haengt") != std::u16string::npos;
+  statement.is_tough = query.find(u"Zaeh") != std::u16string::npos;
+  statement.hangs = statement.is_deaf || statement.is_tough || query.find(u"Haengt") != std::u16string::npos;
   return SQL_SUCCESS;
 }
 SQLRETURN SQLCancel(SQLHSTMT handle) {
   auto& statement = *static_cast<Statement*>(handle);
   statement.is_cancelled = true;
-  if (!statement.is_deaf) LetGoOn();
+  if (!statement.is_deaf) Rows().LetGoOn();
+  if (statement.is_tough) Cancels().Wait();
   return SQL_SUCCESS;
 }
 // For the test.
 int StandInStatements() { return statements; }
-void StandInRelease() { LetGoOn(); }
+void StandInRelease() { Rows().LetGoOn(); }
+void StandInReleaseCancel() { Cancels().LetGoOn(); }
 SQLRETURN SQLNumResultCols(SQLHSTMT, SQLSMALLINT* count) {
   *count = 1;
   return SQL_SUCCESS;
@@ -146,9 +165,9 @@ SQLRETURN SQLBindCol(SQLHSTMT handle, SQLUSMALLINT, SQLSMALLINT, SQLPOINTER cell
 SQLRETURN SQLFetch(SQLHSTMT handle) {
   auto& statement = *static_cast<Statement*>(handle);
   if (statement.hangs) {
-    char byte = 0;
-    while (::read(Gate()[0], &byte, 1) < 0) continue;
-    if (!statement.is_deaf) return SQL_ERROR;
+    Rows().Wait();
+    if (!statement.is_deaf && !statement.is_tough) return SQL_ERROR;
+    statement.hangs = !statement.is_tough;
   }
   const SQLULEN count = std::min(statement.block, kRows + 1 - statement.next);
   if (count == 0) return SQL_NO_DATA;

@@ -20,26 +20,31 @@ constexpr std::chrono::milliseconds kLongestForRows{20};
 
 }  // namespace
 
-void OdbcReading::SetStatement(std::unique_ptr<ActiveStatement> statement) {
+void OdbcReading::SetStatement(std::shared_ptr<ActiveStatement> statement) {
   // The one before ends outside of the lock, as a driver may wait for that, too.
-  {
-    const std::lock_guard lock(handles_);
-    cancelled_ = statement == nullptr ? nullptr : statement->handle();
-    std::swap(statement_, statement);
-  }
-  statement = nullptr;
+  SetCancelled(statement);
+  statement_ = std::move(statement);
+}
+
+std::shared_ptr<ActiveStatement> OdbcReading::SetCancelled(std::shared_ptr<ActiveStatement> statement) {
+  const std::lock_guard lock(cancelled_mutex_);
+  return std::exchange(cancelled_, std::move(statement));
 }
 
 void OdbcReading::Cancel() {
-  const std::lock_guard lock(handles_);
-  if (cancelled_ != nullptr) SQLCancel(cancelled_);
+  std::shared_ptr<ActiveStatement> statement;
+  {
+    const std::lock_guard lock(cancelled_mutex_);
+    statement = cancelled_;
+  }
+  if (statement != nullptr) SQLCancel(statement->handle());
 }
 
 void OdbcReading::End() { SetStatement(nullptr); }
 
 void OdbcReading::Start(bool many) {
   SetStatement(nullptr);
-  SetStatement(std::make_unique<ActiveStatement>(pool_));
+  SetStatement(std::make_shared<ActiveStatement>(pool_));
   statement_->Execute(sql_);
   if (columns.empty()) DescribeColumns();
   BindColumns();
@@ -148,18 +153,14 @@ void OdbcReading::CutAtFailedRow(std::int64_t first) {
 
 std::int64_t OdbcReading::CountRows() {
   const auto with_statement = [&](const auto& step) {
-    ActiveStatement statement(pool_);
-    const auto set_cancelled = [this](void* handle) {
-      const std::lock_guard lock(handles_);
-      return std::exchange(cancelled_, handle);
-    };
-    void* const before = set_cancelled(statement.handle());
-    Trap([&] { step(statement); },
+    const auto statement = std::make_shared<ActiveStatement>(pool_);
+    const auto before = SetCancelled(statement);
+    Trap([&] { step(*statement); },
          [&](const RuntimeError& error) {
-           set_cancelled(before);
+           SetCancelled(before);
            throw RuntimeError(error);
          });
-    set_cancelled(before);
+    SetCancelled(before);
   };
   std::int64_t count = 0;
   const auto ask = [&](ActiveStatement& statement) {

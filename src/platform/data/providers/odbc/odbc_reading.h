@@ -52,7 +52,9 @@ class OdbcReading {
   std::optional<RuntimeError> row_error;
 
  private:
-  void SetStatement(std::unique_ptr<ActiveStatement> statement);
+  void SetStatement(std::shared_ptr<ActiveStatement> statement);
+  // What was to be cancelled before.
+  std::shared_ptr<ActiveStatement> SetCancelled(std::shared_ptr<ActiveStatement> statement);
   void DescribeColumns();
   void BindColumns();
   void CutAtFailedRow(std::int64_t first);
@@ -60,15 +62,17 @@ class OdbcReading {
 
   const std::shared_ptr<LinkPool> pool_;
   const std::string sql_;
-  std::unique_ptr<ActiveStatement> statement_;
+  std::shared_ptr<ActiveStatement> statement_;
   std::size_t bound_ = 0;                  // columns before the first long one
   std::size_t block_rows_ = 1;             // rows asked for at a time
   std::vector<std::uint16_t> row_states_;  // SQL_ROW_...; the driver writes them
   // Of long rows that come many at a time: a buffer for each cell. Empty otherwise.
   std::vector<std::vector<ColumnBuffer>> rows_;
   bool has_ended_ = false;
-  std::mutex handles_;         // no statement goes while it is cancelled
-  void* cancelled_ = nullptr;  // the statement to cancel
+  // The statement to cancel. Whoever cancels shares it, as a driver may not come back from that either, and nobody waits
+  // for it then.
+  std::shared_ptr<ActiveStatement> cancelled_;
+  std::mutex cancelled_mutex_;
 };
 
 }  // namespace kestrel::odbc
