@@ -112,9 +112,7 @@ void TargetComponent::TellGrants(std::vector<TargetRemark>& remarks) {
 
 void TargetComponent::Remove(std::string_view name, bool with_runs) {
   index_.reset();
-  if (with_runs) RequireNoRunAtWork(OpenConnection(), name);
-  RemoveTarget(OpenConnection(), name);
-  if (with_runs) RemoveRunsOfTarget(OpenConnection(), name);
+  RemoveTarget(OpenConnection(), name, with_runs ? Runs::kRemove : Runs::kKeep);
 }
 
 std::int64_t TargetComponent::Runs(std::string_view name) {

@@ -351,6 +351,31 @@ std::vector<TargetRemark> StoreTarget(Connection& connection, const TargetReques
   return remarks;
 }
 
+void RequireNoRunAtWork(Connection& connection, std::string_view name) {
+  if (const auto run = RunAtWork(connection, ProgIdOf(name))) {
+    Refuse("Der Importlauf " + std::to_string(*run) +
+           " läuft noch, daher bleiben seine Protokolle. Warten Sie sein Ende ab, oder entfernen Sie nur das "
+           "Importziel, ohne --yes; das hält den Lauf an");
+  }
+}
+
+void RemoveRunsOfTarget(Connection& connection, std::string_view name) {
+  const std::string key = UpperCase(ProgIdOf(name));
+  const std::string logs = "(SELECT ProtokollNr FROM Protokollherkunft WHERE upper(Importklasse) = ?)";
+  const std::string of_logs = " WHERE ProtokollNr IN " + logs;
+  for (const std::string& text :
+       {"DELETE FROM Importlaufzeilen WHERE LaufNr IN (SELECT LaufNr FROM Importlauf WHERE upper(ProgID) = "
+        "?)" +
+            std::string(),
+        std::string("DELETE FROM Importlauf WHERE upper(ProgID) = ?"), "DELETE FROM Protokollzeilen" + of_logs,
+        "DELETE FROM Protokolldetails" + of_logs, "DELETE FROM Protokoll" + of_logs,
+        std::string("DELETE FROM Protokollherkunft WHERE upper(Importklasse) = ?")}) {
+    const auto remove = connection.Prepare(text);
+    remove->BindText(0, key);
+    remove->Execute();
+  }
+}
+
 }  // namespace
 
 std::vector<TargetSummary> Targets(Connection& connection) {
@@ -434,14 +459,18 @@ std::vector<TargetRemark> EditTarget(Connection& connection, TargetRequest reque
   return remarks;
 }
 
-void RemoveTarget(Connection& connection, std::string_view name) {
+void RemoveTarget(Connection& connection, std::string_view name, Runs runs) {
   RequireTarget(connection, name);
+  if (runs == Runs::kRemove) RequireNoRunAtWork(connection, name);
   GroupedWrites::Of(connection).Flush();
   InRetriedTransaction(connection, [&] {
     KeepImportsAway(connection);
     const TargetSummary target = RequireTarget(connection, name);
+    // One that has begun meanwhile; none comes behind it.
+    if (runs == Runs::kRemove) RequireNoRunAtWork(connection, name);
     DeleteDefinition(connection, target.prog_id);
     DeleteKeys(connection, target);
+    if (runs == Runs::kRemove) RemoveRunsOfTarget(connection, name);
   });
 }
 
@@ -450,34 +479,6 @@ std::int64_t RunsOfTarget(Connection& connection, std::string_view name) {
   const std::string key = UpperCase(ProgIdOf(name));
   count->BindText(0, key);
   return count->Open()->ValueAt(0).ToInteger();
-}
-
-void RequireNoRunAtWork(Connection& connection, std::string_view name) {
-  if (const auto run = RunAtWork(connection, ProgIdOf(name))) {
-    Refuse("Der Importlauf " + std::to_string(*run) +
-           " läuft noch, daher bleiben seine Protokolle. Warten Sie sein Ende ab, oder entfernen Sie nur das "
-           "Importziel, ohne --yes; das hält den Lauf an");
-  }
-}
-
-void RemoveRunsOfTarget(Connection& connection, std::string_view name) {
-  const std::string key = UpperCase(ProgIdOf(name));
-  const std::string logs = "(SELECT ProtokollNr FROM Protokollherkunft WHERE upper(Importklasse) = ?)";
-  const std::string of_logs = " WHERE ProtokollNr IN " + logs;
-  InTransaction(connection, [&] {
-    for (const std::string& text :
-         {"DELETE FROM Importlaufzeilen WHERE LaufNr IN (SELECT LaufNr FROM Importlauf WHERE upper(ProgID) = "
-          "?)" +
-              std::string(),
-          std::string("DELETE FROM Importlauf WHERE upper(ProgID) = ?"),
-          "DELETE FROM Protokollzeilen" + of_logs, "DELETE FROM Protokolldetails" + of_logs,
-          "DELETE FROM Protokoll" + of_logs,
-          std::string("DELETE FROM Protokollherkunft WHERE upper(Importklasse) = ?")}) {
-      const auto remove = connection.Prepare(text);
-      remove->BindText(0, key);
-      remove->Execute();
-    }
-  });
 }
 
 std::string TemplateOf(Connection& connection, std::string_view name) {

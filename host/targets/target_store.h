@@ -55,14 +55,13 @@ struct TargetSummary {
 std::vector<TargetRemark> AddTarget(Connection& connection, const TargetRequest& request);
 // Reads the table again, under the same name and address type. Keys that are not told stay as far as their columns do.
 std::vector<TargetRemark> EditTarget(Connection& connection, TargetRequest request);
-// Removes the definition and its rows of the address index. Error 5 where there is none.
-// It waits for what an import is just storing, which then stores nothing more.
-void RemoveTarget(Connection& connection, std::string_view name);
-// How many imports the ledger knows of it; removes them and their logs.
+// What becomes of the imports that ledger and logs know of a destination that is removed.
+enum class Runs { kKeep, kRemove };
+// Removes the definition and its rows of the address index. Error 5 where there is none, or where one of the imports is at
+// work that are to be removed. It waits for what an import is just storing, which then stores nothing more.
+void RemoveTarget(Connection& connection, std::string_view name, Runs runs);
+// How many imports the ledger knows of it.
 std::int64_t RunsOfTarget(Connection& connection, std::string_view name);
-// Error 5 where one of them is at work.
-void RequireNoRunAtWork(Connection& connection, std::string_view name);
-void RemoveRunsOfTarget(Connection& connection, std::string_view name);
 
 // In the order of their names; none where the host has none. Error 3000.
 std::vector<TargetSummary> Targets(Connection& connection);

@@ -141,6 +141,36 @@ TEST_P(TargetsBesideImports, TheLogsOfAnImportThatIsAtWorkAreNotRemovedWithItsDe
   EXPECT_THAT(Rows("SELECT LaufNr FROM Importlauf"), IsEmpty());
 }
 
+TEST_P(TargetsBesideImports, ARemovalThatWaitedKeepsTheImportsWhereOneHasBegunMeanwhile) {
+  connection->Begin();
+  host::TakeGroupLock(*connection);
+  const ConnectionPtr clerk = OpenConnection(file);
+  const ObjectPtr importer = components.CreateObject("ksbimport.ziel");
+  bool has_begun = false;
+  ScriptedWatch watch([&](int) {
+    if (std::exchange(has_begun, true)) return true;
+    // SQLite lets one write, a server goes on with the removal.
+    if (!OnPostgres()) connection->Commit();
+    SetProperty(importer, "Connection", clerk);
+    Value cancel(false);
+    CallMethod(importer, "BeforeImport", ByRef(cancel));
+    CallMethod(importer, "RunStarts", "Ziel.IMP", "", "quelle.txt", std::int64_t{1}, "");
+    // Which is when the run is begun.
+    CallMethod(importer, "RecordFate", 1, 1, "rejected");
+    host::GroupedWrites::Of(*clerk).Flush();
+    if (OnPostgres()) connection->Commit();
+    return true;
+  });
+  other->WatchWaits(&watch);
+  EXPECT_ERROR_TEXT(CallMethod(targets, "Remove", "ziel", true), ErrorNumber::kInvalidProcedureCall,
+                    HasSubstr("Der Importlauf 1 läuft noch"));
+  other->WatchWaits(nullptr);
+  EXPECT_TRUE(has_begun);
+  EXPECT_THAT(Rows("SELECT LaufNr FROM Importlauf"), ElementsAre("1"));
+  EXPECT_THAT(Rows("SELECT ProgID FROM Importziele WHERE ProgID = 'ksbimport.ziel'"),
+              ElementsAre("ksbimport.ziel"));
+}
+
 TEST_P(TargetsBesideImports, ARepairOfItsKeysLeavesNoneOfARemovedDestination) {
   if (GetParam() == Check::kOff) GTEST_SKIP() << "it has no keys";
   other->Execute("INSERT INTO fremd VALUES (1, 'Meier', 'Weg 1', '50667', 'Köln')");
