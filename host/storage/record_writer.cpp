@@ -194,8 +194,10 @@ void RecordWriter::StoreKept() {
       Trap(
           [&] {
             const bool is_update = StoreOnce(entry.record, values).kind == StoreResult::Kind::kUpdated;
+            // What it was in the attempt before counts no more.
             if (is_update && !entry.is_update) late_updates_.push_back(entry.record);
-            entry.is_update |= is_update;
+            if (!is_update && entry.is_update) std::erase(late_updates_, entry.record);
+            entry.is_update = is_update;
           },
           [&](const RuntimeError& error) {
             // What keeps one from being stored by waiting for others keeps all, each for as long again.

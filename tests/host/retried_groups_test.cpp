@@ -95,6 +95,24 @@ TEST_F(RetriedGroups, ACommitThatIsNeverAnsweredAndNeverHappensIsDoneAgain) {
   ExpectStored(350);
 }
 
+TEST_F(RetriedGroups, AnAddressThatOverwritesNoneWhenItIsStoredAgainIsToldAsNew) {
+  const std::unique_lock no_timer(connection->CallMutex());
+  const ObjectPtr importer = OverwritingImporter();
+  Start(importer);
+  EXPECT_EQ(Import(importer, {{"Bez1", "A"}}), "");
+  // The number that the first one has drawn, which draws another one when it is stored again.
+  EXPECT_EQ(Import(importer, {{"KundenNummer", "1"}, {"Bez1", "B"}}), "");
+  EXPECT_THAT(Rows("SELECT Bez1 FROM Kunden"), ElementsAre("B"));
+  EndSession(Backend());
+  Flush();
+  EXPECT_THAT(Rows("SELECT KundenNummer, Bez1 FROM Kunden ORDER BY 1"), ElementsAre("1|B", "2|A"));
+  Finish(importer);
+  EXPECT_THAT(errors, IsEmpty());
+  EXPECT_EQ(CallMethod(importer, "NextLateUpdate").ToInteger(), 0);
+  EXPECT_THAT(Rows("SELECT Ereignis, sum(Anzahl) FROM Importlaufzeilen GROUP BY Ereignis"),
+              ElementsAre("neu|2"));
+}
+
 TEST_F(RetriedGroups, ACommitThatHappensWithoutAnAnswerIsNotDoneTwice) {
   const ConnectionPtr hasty = OpenConnection(file + ";AnswerWait=2");
   const std::unique_lock no_timer(hasty->CallMutex());
