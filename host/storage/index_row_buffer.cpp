@@ -199,6 +199,7 @@ void IndexRowBuffer::StoreSome(std::size_t first, std::size_t count) {
 }
 
 void IndexRowBuffer::Replace(const Row& row) {
+  known_.Change(row.id);
   if (replace_ == nullptr) {
     replace_ = connection_.Prepare(
         "UPDATE Adressindex SET Doubletkey1 = ?, Doubletkey2 = ?, Doubletkey3 = ? WHERE AdressId = ?");

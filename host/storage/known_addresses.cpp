@@ -14,12 +14,21 @@ constexpr std::size_t kFirstHeads = 4096;
 // What stands before the characters of an address, or alone.
 struct Header {
   std::int64_t row;
+  std::uint8_t names;  // their lengths follow
   std::uint16_t marks;
   char house_letter;
   bool is_company;
   std::uint8_t postcode, town, town_word, town_word_at, street, street_word, street_word_at, house_number;
-  std::uint8_t names;  // their lengths follow
 };
+
+// What stands there of a row that was learned, and in place of the number of names.
+struct LearnedHeader {
+  std::int64_t row;
+  std::uint8_t names;
+  std::array<std::uint32_t, KnownAddresses::kKeys> hashes;  // of the keys, what their tags leave out
+};
+constexpr std::uint8_t kLearned = 0xFF;
+static_assert(AddressView::kMostNames < kLearned);
 
 // False where it is more than a byte tells.
 bool Tell(std::uint8_t& to, std::size_t number) {
@@ -115,6 +124,22 @@ AddressView KnownAddresses::Unpack(const Entry& entry) const {
     address.all_names[i] = take(static_cast<std::uint8_t>(lengths[i]));
   }
   return address;
+}
+
+bool KnownAddresses::IsLearned(const Entry& entry) const {
+  Header header;
+  std::memcpy(&header, TextOf(entry), sizeof header);
+  return header.names == kLearned;
+}
+
+KnownAddresses::Hashes KnownAddresses::KeysOf(const Entry& entry) const {
+  LearnedHeader header;
+  std::memcpy(&header, TextOf(entry), sizeof header);
+  Hashes hashes{};
+  for (std::size_t i = 0; i < kKeys; ++i) {
+    if (entry.tags[i] != 0) hashes[i] = static_cast<std::uint64_t>(header.hashes[i]) << 32 | entry.tags[i];
+  }
+  return hashes;
 }
 
 std::int64_t KnownAddresses::RowOf(const Entry& entry) const {
@@ -238,6 +263,20 @@ bool KnownAddresses::AddRow(const Hashes& hashes, std::int64_t row) {
   if (!HasRoom()) return AddOnlyKeys(hashes);
   Header header{};
   header.row = row;
+  std::uint32_t text = 0;
+  std::memcpy(TakeRoom(sizeof header, text), &header, sizeof header);
+  AddEntry(hashes, text);
+  ++only_rows_;
+  return true;
+}
+
+bool KnownAddresses::AddLearned(const Hashes& hashes, std::int64_t row) {
+  static_assert(sizeof(LearnedHeader) == sizeof(Header));
+  if (!HasRoom()) return AddOnlyKeys(hashes);
+  LearnedHeader header{};
+  header.row = row;
+  header.names = kLearned;
+  for (std::size_t i = 0; i < kKeys; ++i) header.hashes[i] = static_cast<std::uint32_t>(hashes[i] >> 32);
   std::uint32_t text = 0;
   std::memcpy(TakeRoom(sizeof header, text), &header, sizeof header);
   AddEntry(hashes, text);

@@ -13,6 +13,7 @@
 //  3. Everything here happens under the connection's CallMutex. Nothing raises anything.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -56,6 +57,9 @@ class KnownAddresses final : public Attachment {
   // `row`: the address's AdressId.
   bool Add(const Hashes& hashes, const AddressView& address, std::int64_t row);
   bool AddRow(const Hashes& hashes, std::int64_t row);
+  // A row as it stands in the table, of which nothing need be read as long as nobody changes it: its number tells all but
+  // the keys.
+  bool AddLearned(const Hashes& hashes, std::int64_t row);
   // Before an address with that key is added, or looked for: has the processor fetch where it stands.
   void Prefetch(std::uint64_t hash) const {
     if (!heads_.empty()) __builtin_prefetch(&heads_[PlaceOf(TagOf(hash))]);
@@ -100,6 +104,23 @@ class KnownAddresses final : public Attachment {
     return true;
   }
 
+  // The same where all these rows were learned, and false where one was not: `look` is called once for each with its
+  // AdressId and what IsSameKey compares of its keys.
+  template <class Look>
+  bool VisitLearned(const Hashes& hashes, Look&& look) const {
+    if (!HoldsAll(hashes)) return false;
+    if (entries_.empty()) return true;
+    Collect(hashes);
+    const auto is_learned = [this](std::uint32_t place) { return IsLearned(entries_[place]); };
+    if (found_.size() >= kMostAlike || !std::ranges::all_of(found_, is_learned)) return false;
+    for (const std::uint32_t place : found_) look(RowOf(entries_[place]), KeysOf(entries_[place]));
+    return true;
+  }
+  // Whether a key of a row that was learned is the one with this hash, with 63 bits of which they are compared.
+  static bool IsSameKey(std::uint64_t of_row, std::uint64_t hash) {
+    return of_row != 0 && hash != 0 && (of_row | 1U) == (hash | 1U);
+  }
+
  private:
   struct Entry {
     std::array<std::uint32_t, kKeys> tags;  // of the keys; 0 for none
@@ -142,6 +163,8 @@ class KnownAddresses final : public Attachment {
   }
   AddressView Unpack(const Entry& entry) const;
   std::int64_t RowOf(const Entry& entry) const;
+  bool IsLearned(const Entry& entry) const;
+  Hashes KeysOf(const Entry& entry) const;
   char* TakeRoom(std::size_t size, std::uint32_t& place);
   bool Pack(const AddressView& address, std::int64_t row, std::uint32_t& place);
   void AddEntry(const Hashes& hashes, std::uint32_t text);

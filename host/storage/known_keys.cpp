@@ -79,6 +79,7 @@ void KnownKeys::Release() {
 void KnownKeys::Forget(State state) {
   filter_.Clear();
   addresses_.Clear();
+  changed_.clear();
   state_ = state;
 }
 
@@ -252,6 +253,18 @@ bool KnownKeys::WouldHoldAll() {
   return *would_hold_all_;
 }
 
+// Whether the rows are known as they stand in the table. Who removes one tells so, or may have done it past the import.
+bool KnownKeys::FindLearned(const Hashes& hashes) {
+  learned_.clear();
+  return absent_.RemovedRows() == removed_rows_ &&
+         addresses_.VisitLearned(hashes,
+                                 [this](std::int64_t row, const Hashes& keys) {
+                                   learned_.push_back({row, keys});
+                                 }) &&
+         std::ranges::none_of(
+             learned_, [this](const RowLookUp::LearnedRow& row) { return changed_.contains(row.address_id); });
+}
+
 ComingLookUps::Rows KnownKeys::FindRows(std::span<const SoughtValue> values) {
   if (!HoldsAll()) {
     LearnForLookUp();
@@ -263,9 +276,10 @@ ComingLookUps::Rows KnownKeys::FindRows(std::span<const SoughtValue> values) {
     if (!column) return std::nullopt;
     hashes[*column] = HashOf(*column, text);
   }
+  if (!row_look_up_) row_look_up_.emplace(connection_);
+  if (FindLearned(hashes)) return row_look_up_->Tell(learned_, values, hashes);
   found_.clear();
   if (!addresses_.VisitRows(hashes, [this](std::int64_t row) { found_.push_back(row); })) return std::nullopt;
-  if (!row_look_up_) row_look_up_.emplace(connection_);
   ComingLookUps::Rows rows;
   Trap([&] { rows = row_look_up_->Read(found_, values); }, [](const RuntimeError&) {});
   return rows;
@@ -304,15 +318,25 @@ void KnownKeys::Learn() {
     // Another table of that name may compare its texts in another way, or hide this one.
     if (!HasAddressIndexAsMade(connection_)) return Forget(State::kOff);
     next_row_ = std::numeric_limits<std::int64_t>::min();
+    removed_rows_ = absent_.RemovedRows();
     state_ = State::kLearning;
   }
   LearnRows();
 }
 
+// Whether it is as the host writes it: its number tells the type of its address and its reference.
+bool KnownKeys::IsPlain(const Recordset& row, std::int64_t address_id) {
+  constexpr std::size_t kType = 4;
+  constexpr std::size_t kReference = 5;
+  RowLookUp::Digits digits;
+  return address_id >= 0 && row.TextAt(kType) == RowLookUp::TextOf(RowLookUp::TypeOf(address_id), digits) &&
+         row.TextAt(kReference) == RowLookUp::TextOf(RowLookUp::NumberOf(address_id), digits);
+}
+
 void KnownKeys::AddRows(std::span<const RowKeys> rows) {
   const auto visit = [rows](auto&& look) {
     for (const RowKeys& row : rows) {
-      for (const std::uint64_t hash : row.first) {
+      for (const std::uint64_t hash : row.hashes) {
         if (hash != 0) look(hash);
       }
     }
@@ -323,16 +347,19 @@ void KnownKeys::AddRows(std::span<const RowKeys> rows) {
   });
   visit([this](std::uint64_t hash) { addresses_.PrefetchLast(hash); });
   visit([this](std::uint64_t hash) { Add(hash); });
-  for (const auto& [hashes, row] : rows) {
-    if (state_ != State::kOff && !addresses_.AddRow(hashes, row)) Forget(State::kOff);
+  for (const RowKeys& row : rows) {
+    if (state_ == State::kOff) return;
+    const bool has_room =
+        row.is_plain ? addresses_.AddLearned(row.hashes, row.row) : addresses_.AddRow(row.hashes, row.row);
+    if (!has_room) Forget(State::kOff);
   }
 }
 
 void KnownKeys::LearnRows() {
   if (next_rows_ == nullptr) {
     next_rows_ = connection_.Prepare(
-        "SELECT AdressId, Doubletkey1, Doubletkey2, Doubletkey3 FROM Adressindex WHERE AdressId >= ? "
-        "ORDER BY AdressId LIMIT ?");
+        "SELECT AdressId, Doubletkey1, Doubletkey2, Doubletkey3, Adressart, Referenz FROM Adressindex "
+        "WHERE AdressId >= ? ORDER BY AdressId LIMIT ?");
   }
   next_rows_->BindInteger(0, next_row_);
   next_rows_->BindInteger(1, rows_to_learn_);
@@ -345,7 +372,7 @@ void KnownKeys::LearnRows() {
     for (std::size_t i = 0; i < kColumns.size(); ++i) {
       if (!rows->IsNull(i + 1)) hashes[i] = HashOf(i, rows->TextAt(i + 1));
     }
-    added[count++] = {hashes, last_row};
+    added[count++] = {hashes, last_row, IsPlain(*rows, last_row)};
     if (count == added.size()) AddRows(std::span(added).first(std::exchange(count, 0)));
   }
   AddRows(std::span(added).first(count));

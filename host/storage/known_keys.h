@@ -21,7 +21,8 @@
 //     with the first question of each group, and with every question outside of groups. On a server it is so where
 //     others have committed rows of the index, with or without the lock, or the lock is not held.
 //  5. Addresses that are stored are remembered (storage/known_addresses.h) under keys that are announced; of those that
-//     are learned only which rows have the keys.
+//     are learned only which rows have the keys, and of a row whose number tells type and reference, as the host writes
+//     it, nothing is read until it is told of as changed (Change) or any row is removed through the connection.
 //  6. It is used between the first Begin and the last Release only, under the CallMutex. No question raises anything:
 //     what fails makes the query be run.
 #pragma once
@@ -33,6 +34,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -84,7 +86,11 @@ class KnownKeys final : public Attachment {
   }
   // What the index or its table holds of the address with this AdressId is about to become something else.
   void Change(std::int64_t address_id) {
-    if (ahead_ != nullptr) ahead_->Changed(address_id);
+    if (ahead_ != nullptr) {
+      ahead_->Changed(address_id);
+    } else if (IsAsMade()) {
+      changed_.insert(address_id);
+    }
   }
   // The key text of a stored address, where it was asked for with the keys of the record that is looked for.
   std::optional<std::string_view> KeyTextOf(std::int64_t address_type, std::string_view reference) const {
@@ -135,6 +141,7 @@ class KnownKeys final : public Attachment {
   void Ask(std::span<const std::string> key_texts);
   ComingLookUps::Rows Find(std::span<const SoughtValue> keys);
   ComingLookUps::Rows FindRows(std::span<const SoughtValue> values);
+  bool FindLearned(const Hashes& hashes);
   void Wish(std::size_t at_once);
   void LearnForLookUp();
   bool WouldHoldAll();
@@ -148,7 +155,12 @@ class KnownKeys final : public Attachment {
   void Learn();
   void LearnRows();
   // Keys and AdressId of a row.
-  using RowKeys = std::pair<Hashes, std::int64_t>;
+  struct RowKeys {
+    Hashes hashes;
+    std::int64_t row;
+    bool is_plain;  // its number tells all else
+  };
+  static bool IsPlain(const Recordset& row, std::int64_t address_id);
   void AddRows(std::span<const RowKeys> rows);
   bool Add(std::uint64_t hash);
   void Forget(State state);
@@ -172,6 +184,7 @@ class KnownKeys final : public Attachment {
   std::int64_t rows_to_learn_ = 0;
   std::int64_t next_row_ = 0;                // the first that is not learned
   std::uint64_t own_rows_ = 0;               // of the rows that were stored
+  std::uint64_t removed_rows_ = 0;           // as they were counted when rows were learned
   std::string version_;                      // of what everybody has committed
   std::optional<std::uint64_t> checked_in_;  // the group in which it was looked at
   std::unique_ptr<Statement> version_query_;
@@ -181,6 +194,8 @@ class KnownKeys final : public Attachment {
   std::int64_t rows_for_look_ups_ = 0;  // ... and how many were to be learned for them
   std::optional<bool> would_hold_all_;
   std::vector<std::int64_t> found_;  // by it
+  std::vector<RowLookUp::LearnedRow> learned_;
+  std::unordered_set<std::int64_t> changed_;  // AdressId of rows since learning began
 };
 
 }  // namespace kestrel::host

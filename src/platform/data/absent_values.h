@@ -86,13 +86,19 @@ class KESTREL_INTERNAL AbsentValues final : public Attachment {
   bool AreTold() const { return are_told_; }
   // How many rows of the table were added or changed through the connection, by whatever statement.
   std::uint64_t StoredRows() const { return stored_rows_; }
+  // The same of rows that were removed, but for those of a statement that empties the table.
+  std::uint64_t RemovedRows() const { return removed_rows_; }
 
   // --- The provider ---
 
-  // From now on Tell is called for every row of any table that a statement adds or changes.
+  // From now on Tell is called for every row of any table that a statement adds or changes, and TellRemoved for every one
+  // that it removes.
   void WillTell() { are_told_ = true; }
   void Tell(std::string_view table) {
     if (table == in_database_) ++stored_rows_;
+  }
+  void TellRemoved(std::string_view table) {
+    if (table == in_database_) ++removed_rows_;
   }
 
  private:
@@ -102,6 +108,7 @@ class KESTREL_INTERNAL AbsentValues final : public Attachment {
   Refuse refuse_;
   bool are_told_ = false;
   std::uint64_t stored_rows_ = 0;
+  std::uint64_t removed_rows_ = 0;
   const SoughtRows* sought_ = nullptr;
 };
 

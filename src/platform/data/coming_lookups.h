@@ -28,7 +28,8 @@ class Connection;
 struct FoundAddress {
   std::int64_t address_type = 0;
   std::string_view reference;
-  std::array<std::string_view, 3> keys;  // empty where there is none
+  // Empty where there is none; one that is none of those looked for may be told as another such.
+  std::array<std::string_view, 3> keys;
 };
 
 class KESTREL_INTERNAL ComingLookUps final : public Attachment {

@@ -55,7 +55,8 @@ Database::Database(sqlite3* lent, std::shared_ptr<ConnectionMutex> mutex, std::s
 
 void Database::TellOfRows(AbsentValues* listener) {
   const auto tell = [](void* told, int operation, const char*, const char* table, sqlite3_int64) {
-    if (operation != SQLITE_DELETE) static_cast<AbsentValues*>(told)->Tell(table);
+    auto& listener = *static_cast<AbsentValues*>(told);
+    operation == SQLITE_DELETE ? listener.TellRemoved(table) : listener.Tell(table);
   };
   sqlite3_update_hook(handle_.get(), listener == nullptr ? nullptr : +tell, listener);
 }
