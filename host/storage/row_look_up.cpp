@@ -37,7 +37,9 @@ std::span<const FoundAddress> RowLookUp::Tell(std::span<const LearnedRow> learne
                                               std::span<const SoughtValue> values,
                                               const KnownAddresses::Hashes& hashes) {
   rows_.clear();
-  for (const auto& [address_id, keys] : learned) {
+  for (const LearnedRow& known : learned) {
+    const std::int64_t address_id = known.address_id;
+    const KnownAddresses::Hashes& keys = known.keys;
     const auto has = [&](const SoughtValue& value) {
       const auto column = KnownKeys::ColumnOf(value.first);
       return column && KnownAddresses::IsSameKey(keys[*column], hashes[*column]);
