@@ -1,9 +1,11 @@
 #include "storage/pipelined_records.h"
 
 #include <algorithm>
+#include <exception>
 #include <mutex>
 #include <utility>
 
+#include "kestrel/runtime_error.h"
 #include "schema/own_tables.h"
 #include "storage/copied_tables.h"
 #include "storage/field_error.h"
@@ -57,9 +59,15 @@ PipelinedRecords::PipelinedRecords(Connection& connection, Pipeline& pipeline, c
 
 PipelinedRecords::~PipelinedRecords() {
   const std::lock_guard lock(connection_.CallMutex());
-  Flush();
-  // Nothing is told any more, of what was forgotten neither.
-  pipeline_.Flush();
+  try {
+    Flush();
+    // Nothing is told any more, of what was forgotten neither.
+    pipeline_.Flush();
+  } catch (const std::exception&) {
+    // They could not even be stored one by one.
+    Forget();
+    group_.Lose(RuntimeError(ErrorNumber::kOutOfMemory));
+  }
   GroupedWrites::Leave(connection_, *this);
 }
 
