@@ -11,10 +11,11 @@ namespace kestrel::host {
 namespace {
 
 // A table that is the only one of its name, without triggers, whose key is the number that SQLite gives each row; a key
-// that is declared as descending is none.
+// that is declared as descending is none, and one that is never used again is not the next behind the last.
 constexpr const char* kGivesKeys =
     "SELECT 1 FROM main.sqlite_schema t, pragma_table_info(t.name) c WHERE t.type = 'table' AND t.name = ? "
     "AND c.name = ? AND c.pk = 1 AND upper(c.type) = 'INTEGER' AND upper(t.sql) NOT LIKE '%DESC%' "
+    "AND upper(t.sql) NOT LIKE '%AUTOINCREMENT%' "
     "AND (SELECT sum(pk) FROM pragma_table_info(t.name)) = 1 "
     "AND (SELECT sum(wr + 1) FROM pragma_table_list WHERE name = t.name COLLATE NOCASE) = 1 "
     "AND NOT EXISTS (SELECT 1 FROM main.sqlite_schema WHERE type = 'trigger' AND tbl_name = t.name COLLATE "
@@ -48,7 +49,8 @@ bool AppendedRows::GivesKeys() {
     gives_keys_ = false;
     if (IsSqlite(connection_)) {
       const auto query = connection_.Prepare(kGivesKeys);
-      query->BindText(0, OwnTable(connection_, name_));
+      const std::string own_name = OwnTable(connection_, name_);
+      query->BindText(0, own_name);
       query->BindText(1, key_);
       gives_keys_ = !query->Open()->IsEof();
     }

@@ -93,6 +93,7 @@ TEST_F(AppendedRows, AreStoredWithTheKeysThatFollow) {
 TEST_F(AppendedRows, AreNoneWhereSqliteGivesNoKeysOrSomebodyElseSeesThem) {
   for (const char* columns :
        {"Nr INTEGER PRIMARY KEY DESC, Kopf INTEGER, Text TEXT)",
+        "Nr INTEGER PRIMARY KEY AUTOINCREMENT, Kopf INTEGER, Text TEXT)",
         "Nr INTEGER PRIMARY KEY, Kopf INTEGER, Text TEXT) WITHOUT ROWID",
         "Nr INT PRIMARY KEY, Kopf INTEGER, Text TEXT)", "Nr INTEGER, Kopf INTEGER, Text TEXT)",
         "Nr INTEGER, Kopf INTEGER, Text TEXT, PRIMARY KEY (Nr, Kopf))"}) {
