@@ -1,5 +1,5 @@
-// Whether new rows stand under their numbers, for tables whose triggers or rules may drop a row
-// without an error, give it another number, or put it elsewhere.
+// Whether new rows stand under their numbers, for tables whose triggers or rules may drop a row without an error, give it
+// another number, or put it elsewhere.
 #pragma once
 
 #include <cstdint>
